@@ -1,0 +1,28 @@
+# Warnings, sanitizers, compiler cache: what all our own targets share and no user of them gets.
+
+find_package(Threads REQUIRED)
+
+find_program(PLINTH_CCACHE ccache)
+if(PLINTH_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER AND PROJECT_IS_TOP_LEVEL)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${PLINTH_CCACHE})
+endif()
+
+add_library(plinth_private INTERFACE)
+target_compile_options(plinth_private INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor
+  $<$<BOOL:${PLINTH_WARNINGS_AS_ERRORS}>:-Werror>)
+if(PLINTH_SANITIZE)
+  target_compile_options(plinth_private INTERFACE -fsanitize=${PLINTH_SANITIZE}
+                         -fno-omit-frame-pointer)
+  target_link_options(plinth_private INTERFACE -fsanitize=${PLINTH_SANITIZE})
+endif()
+
+# The sources of one target: every .cpp file below the folders. Folders follow subsystems.
+function(plinth_sources variable)
+  set(all "")
+  foreach(folder IN LISTS ARGN)
+    file(GLOB_RECURSE found CONFIGURE_DEPENDS ${folder}/*.cpp)
+    list(APPEND all ${found})
+  endforeach()
+  set(${variable} ${all} PARENT_SCOPE)
+endfunction()

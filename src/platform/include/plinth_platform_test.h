@@ -1,0 +1,61 @@
+// The stand-in's test interface: faults and time.
+//
+// Inert unless armed: until the first call of a Plinth...Arm or ...Fail function below, each
+// operation of the stand-in pays one relaxed load for it. It exists on Linux only.
+//
+// Operations have names. A Linux call has the name of the call ("open", "write", "fcntl", "mmap",
+// "rename", "pthread_create", ...; the list stands in src/platform/system/calls.h) and fails with
+// an errno. An operation of the Windows interface that stands on no Linux call, or whose failure a
+// test wants for itself, has the name of the function ("QueryPerformanceFrequency",
+// "SetSecurityDescriptorDacl", ...) and fails with a system error, in that function's own way of
+// failing.
+//
+// All functions may be called from any thread; a fault applies to the calls of all threads.
+#ifndef PLINTH_PLATFORM_TEST_H
+#define PLINTH_PLATFORM_TEST_H
+
+#include <stdint.h>
+
+#include "windef.h"
+
+#ifdef __cplusplus
+extern "C"
+{
+#endif
+
+    // Makes calls nth, nth + 1, ... nth + count - 1 of the operation fail with the error, counted
+    // from 1 at this call. A count of 0 means all from nth on. Faults add up until PlinthTestReset.
+    PLINTH_PLATFORM_API void PlinthTestFail(const char* operation, unsigned nth, unsigned count,
+                                            int error);
+
+    // The same, but the calls move at most the given number of bytes (read, write, pread, pwrite).
+    PLINTH_PLATFORM_API void PlinthTestShorten(const char* operation, unsigned nth, unsigned count,
+                                               size_t bytes);
+
+    // Makes the nth Linux call of any name fail, and the count - 1 after it, for sweeps.
+    PLINTH_PLATFORM_API void PlinthTestFailAny(unsigned nth, unsigned count, int error);
+
+    // Starts counting calls without any fault.
+    PLINTH_PLATFORM_API void PlinthTestArm(void);
+
+    // The calls of an operation since arming; of all Linux calls with a null name.
+    PLINTH_PLATFORM_API unsigned PlinthTestCalls(const char* operation);
+
+    // Adds milliseconds to the wall clock (system and local time, file times of new files not).
+    PLINTH_PLATFORM_API void PlinthTestShiftWallClock(int64_t milliseconds);
+
+    // Makes the 32-bit millisecond tick (timeGetTime) start at the value and run on from there.
+    PLINTH_PLATFORM_API void PlinthTestSetTick(uint32_t tick);
+
+    // Takes away all faults and shifts, stops counting.
+    PLINTH_PLATFORM_API void PlinthTestReset(void);
+
+    // The folder of this process's shared named objects, UTF-8; the text lives as long as the
+    // process.
+    PLINTH_PLATFORM_API const char* PlinthTestSharedFolder(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

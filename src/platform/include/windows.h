@@ -1,0 +1,17 @@
+// The umbrella header, under the name that the SDK uses. It brings types, constants and calls, and
+// no text functions of the runtime: those come with <tchar.h>.
+#ifndef PLINTH_PLATFORM_WINDOWS_H
+#define PLINTH_PLATFORM_WINDOWS_H
+
+#include "windef.h"
+#include "winerror.h"
+#include "winnt.h"
+#include "winbase.h"
+#include "winreg.h"
+#include "winuser.h"
+#ifndef WIN32_LEAN_AND_MEAN
+#include "mmsystem.h"
+#include "shellapi.h"
+#endif
+
+#endif

@@ -1,0 +1,42 @@
+// Registry calls over the hive files. A result of 0 is success, any other is the system error.
+#ifndef PLINTH_PLATFORM_WINREG_H
+#define PLINTH_PLATFORM_WINREG_H
+
+#include "winbase.h"
+
+#ifdef __cplusplus
+extern "C"
+{
+#endif
+
+#define HKEY_CLASSES_ROOT ((HKEY)(ULONG_PTR)0x80000000u)
+#define HKEY_CURRENT_USER ((HKEY)(ULONG_PTR)0x80000001u)
+#define HKEY_LOCAL_MACHINE ((HKEY)(ULONG_PTR)0x80000002u)
+#define HKEY_USERS ((HKEY)(ULONG_PTR)0x80000003u)
+
+    PLINTH_PLATFORM_API LONG WINAPI RegOpenKeyW(HKEY key, LPCWSTR path, PHKEY result);
+    PLINTH_PLATFORM_API LONG WINAPI RegOpenKeyExW(HKEY key, LPCWSTR path, DWORD options,
+                                                  DWORD access, PHKEY result);
+    PLINTH_PLATFORM_API LONG WINAPI RegCreateKeyW(HKEY key, LPCWSTR path, PHKEY result);
+    PLINTH_PLATFORM_API LONG WINAPI RegCloseKey(HKEY key);
+    PLINTH_PLATFORM_API LONG WINAPI RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved,
+                                                     LPDWORD type, LPBYTE data, LPDWORD size);
+    PLINTH_PLATFORM_API LONG WINAPI RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type,
+                                                   const BYTE* data, DWORD size);
+    PLINTH_PLATFORM_API LONG WINAPI RegDeleteValueW(HKEY key, LPCWSTR name);
+
+    PLINTH_PLATFORM_API BOOL WINAPI GetUserNameW(LPWSTR buffer, LPDWORD size);
+    PLINTH_PLATFORM_API BOOL WINAPI LookupAccountNameW(LPCWSTR system, LPCWSTR account, PSID sid,
+                                                       LPDWORD sidSize, LPWSTR domain,
+                                                       LPDWORD domainSize, PSID_NAME_USE use);
+    PLINTH_PLATFORM_API BOOL WINAPI InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor,
+                                                                 DWORD revision);
+    PLINTH_PLATFORM_API BOOL WINAPI SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor,
+                                                              BOOL present, PACL list,
+                                                              BOOL defaulted);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

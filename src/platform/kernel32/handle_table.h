@@ -1,0 +1,91 @@
+// One process-wide table of kernel handles.
+//
+// A HANDLE names a slot by index and generation, so that a stale or foreign handle is told apart
+// from a living one and gives ERROR_INVALID_HANDLE. Looking a handle up takes no lock: a pin counts
+// itself into the slot's word, and an object that is closed while pinned goes with its last pin.
+// HANDLE values are never null, never INVALID_HANDLE_VALUE, and fit 32 bits.
+#pragma once
+
+#include "windef.h"
+
+namespace platform
+{
+
+enum class ObjectKind : unsigned char
+{
+    file,
+    search,
+    event,
+    mapping,
+    thread,
+};
+
+// What a handle stands for. Owned by the table from insert() on; the destructor releases what the
+// object holds, on the thread that closes it or drops its last pin.
+class Object
+{
+public:
+    explicit Object(ObjectKind kind) : m_kind(kind) {}
+    Object(const Object&) = delete;
+    Object& operator=(const Object&) = delete;
+    virtual ~Object() = default;
+    ObjectKind kind() const { return m_kind; }
+    // Releases what can fail in a way that CloseHandle reports; called once, by CloseHandle, with
+    // no pin left or by the last pin (then the result is lost). A system error, or 0.
+    virtual DWORD close() { return 0; }
+    // Waits until the object is signalled and takes the signal: WAIT_OBJECT_0, WAIT_TIMEOUT or
+    // WAIT_FAILED with the last error set.
+    virtual DWORD wait(DWORD milliseconds);
+
+private:
+    const ObjectKind m_kind;
+};
+
+// Takes ownership. Null with ERROR_TOO_MANY_OPEN_FILES or ERROR_NOT_ENOUGH_MEMORY if there is no
+// room; the object is then deleted.
+HANDLE insert_handle(Object* object);
+
+// Removes the handle; the object is closed and deleted, at once or with its last pin. False with
+// ERROR_INVALID_HANDLE, or with what Object::close reported.
+bool close_handle(HANDLE handle);
+
+// As close_handle, but only for an object of this kind (FindClose on a file handle must fail).
+bool close_handle(HANDLE handle, ObjectKind kind);
+
+// Holds an object alive while a call uses it.
+class PinBase
+{
+public:
+    PinBase(const PinBase&) = delete;
+    PinBase& operator=(const PinBase&) = delete;
+
+protected:
+    // kind < 0: any. On failure the last error is ERROR_INVALID_HANDLE and m_object null.
+    PinBase(HANDLE handle, int kind);
+    ~PinBase();
+    Object* m_object = nullptr;
+
+private:
+    unsigned m_index = 0;
+};
+
+template <class T> class Pin : private PinBase
+{
+public:
+    // T::object_kind names the kind; Pin<Object> takes any.
+    explicit Pin(HANDLE handle) : PinBase(handle, kind_of()) {}
+    explicit operator bool() const { return m_object != nullptr; }
+    T* operator->() const { return static_cast<T*>(m_object); }
+    T& operator*() const { return *static_cast<T*>(m_object); }
+
+private:
+    static constexpr int kind_of()
+    {
+        if constexpr (requires { T::object_kind; })
+            return static_cast<int>(T::object_kind);
+        else
+            return -1;
+    }
+};
+
+} // namespace platform

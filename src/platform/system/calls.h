@@ -1,0 +1,249 @@
+// Every Linux call of the stand-in, each through one named entry.
+//
+// An entry has the signature of the call, counts it and lets a test make it fail with an errno or
+// move fewer bytes. Entries of calls that a signal may interrupt without harm (read, write, open,
+// the locks) start again by themselves. Code of the stand-in calls nothing of Linux but through
+// here; add an entry rather than going round it.
+#pragma once
+
+#include <cerrno>
+#include <ctime>
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <linux/futex.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/syscall.h>
+#include <sys/types.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include "faults.h"
+
+namespace platform::sys
+{
+
+// True if the call must fail now: errno is set. The limit is what a transfer may move.
+inline bool intercepted(const char* name, size_t* limit = nullptr)
+{
+    if (!g_faults_armed.load(std::memory_order_relaxed)) [[likely]]
+        return false;
+    Fault fault;
+    if (!take_fault(name, true, fault))
+        return false;
+    if (fault.error == 0)
+    {
+        if (limit && fault.limit < *limit)
+            *limit = fault.limit;
+        return false;
+    }
+    errno = fault.error;
+    return true;
+}
+
+template <class Call> auto restarted(Call call)
+{
+    auto result = call();
+    while (result == -1 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+inline int open(const char* path, int flags, mode_t mode = 0)
+{
+    if (intercepted("open"))
+        return -1;
+    return restarted([&] { return ::open(path, flags | O_CLOEXEC, mode); });
+}
+inline int close(int fd)
+{
+    if (intercepted("close"))
+    {
+        ::close(fd); // a close that fails has closed nevertheless
+        return -1;
+    }
+    return ::close(fd);
+}
+inline ssize_t read(int fd, void* buffer, size_t size)
+{
+    if (intercepted("read", &size))
+        return -1;
+    return restarted([&] { return ::read(fd, buffer, size); });
+}
+inline ssize_t write(int fd, const void* buffer, size_t size)
+{
+    if (intercepted("write", &size))
+        return -1;
+    return restarted([&] { return ::write(fd, buffer, size); });
+}
+inline off_t lseek(int fd, off_t offset, int whence)
+{
+    return intercepted("lseek") ? -1 : ::lseek(fd, offset, whence);
+}
+inline int ftruncate(int fd, off_t size)
+{
+    if (intercepted("ftruncate"))
+        return -1;
+    return restarted([&] { return ::ftruncate(fd, size); });
+}
+inline int fallocate(int fd, int mode, off_t offset, off_t size)
+{
+    if (intercepted("fallocate"))
+        return -1;
+    return restarted([&] { return ::fallocate(fd, mode, offset, size); });
+}
+inline int fsync(int fd)
+{
+    return intercepted("fsync") ? -1 : ::fsync(fd);
+}
+inline int fstat(int fd, struct stat* result)
+{
+    return intercepted("fstat") ? -1 : ::fstat(fd, result);
+}
+inline int stat(const char* path, struct stat* result)
+{
+    return intercepted("stat") ? -1 : ::stat(path, result);
+}
+inline int lstat(const char* path, struct stat* result)
+{
+    return intercepted("lstat") ? -1 : ::lstat(path, result);
+}
+inline int statx(int dir, const char* path, int flags, unsigned mask, struct statx* result)
+{
+    return intercepted("statx") ? -1 : ::statx(dir, path, flags, mask, result);
+}
+inline int fcntl_lock(int fd, int command, struct flock* range)
+{
+    if (intercepted("fcntl"))
+        return -1;
+    return restarted([&] { return ::fcntl(fd, command, range); });
+}
+inline int rename(const char* from, const char* to)
+{
+    return intercepted("rename") ? -1 : ::rename(from, to);
+}
+inline int renameat2(const char* from, const char* to, unsigned flags)
+{
+    return intercepted("rename") ? -1 : ::renameat2(AT_FDCWD, from, AT_FDCWD, to, flags);
+}
+inline int unlink(const char* path)
+{
+    return intercepted("unlink") ? -1 : ::unlink(path);
+}
+inline int mkdir(const char* path, mode_t mode)
+{
+    return intercepted("mkdir") ? -1 : ::mkdir(path, mode);
+}
+inline int rmdir(const char* path)
+{
+    return intercepted("rmdir") ? -1 : ::rmdir(path);
+}
+inline DIR* opendir(const char* path)
+{
+    return intercepted("opendir") ? nullptr : ::opendir(path);
+}
+inline dirent* readdir(DIR* directory)
+{
+    return intercepted("readdir") ? nullptr : ::readdir(directory);
+}
+inline int closedir(DIR* directory)
+{
+    return ::closedir(directory);
+}
+inline int utimensat(const char* path, const timespec times[2])
+{
+    return intercepted("utimensat") ? -1 : ::utimensat(AT_FDCWD, path, times, 0);
+}
+inline int futimens(int fd, const timespec times[2])
+{
+    return intercepted("utimensat") ? -1 : ::futimens(fd, times);
+}
+inline int chmod(const char* path, mode_t mode)
+{
+    return intercepted("chmod") ? -1 : ::chmod(path, mode);
+}
+inline int fchmod(int fd, mode_t mode)
+{
+    return intercepted("chmod") ? -1 : ::fchmod(fd, mode);
+}
+inline int access(const char* path, int mode)
+{
+    return intercepted("access") ? -1 : ::faccessat(AT_FDCWD, path, mode, AT_EACCESS);
+}
+inline ssize_t readlink(const char* path, char* buffer, size_t size)
+{
+    return intercepted("readlink") ? -1 : ::readlink(path, buffer, size);
+}
+inline char* getcwd(char* buffer, size_t size)
+{
+    return intercepted("getcwd") ? nullptr : ::getcwd(buffer, size);
+}
+inline int chdir(const char* path)
+{
+    return intercepted("chdir") ? -1 : ::chdir(path);
+}
+inline int statvfs(const char* path, struct statvfs* result)
+{
+    return intercepted("statvfs") ? -1 : ::statvfs(path, result);
+}
+inline ssize_t fgetxattr(int fd, const char* name, void* value, size_t size)
+{
+    return intercepted("getxattr") ? -1 : ::fgetxattr(fd, name, value, size);
+}
+inline int fsetxattr(int fd, const char* name, const void* value, size_t size, int flags)
+{
+    return intercepted("setxattr") ? -1 : ::fsetxattr(fd, name, value, size, flags);
+}
+inline ssize_t getxattr(const char* path, const char* name, void* value, size_t size)
+{
+    return intercepted("getxattr") ? -1 : ::getxattr(path, name, value, size);
+}
+inline ssize_t copy_file_range(int from, int to, size_t size)
+{
+    if (intercepted("copy_file_range", &size))
+        return -1;
+    return restarted([&] { return ::copy_file_range(from, nullptr, to, nullptr, size, 0); });
+}
+inline void* mmap(void* address, size_t size, int protection, int flags, int fd, off_t offset)
+{
+    return intercepted("mmap") ? MAP_FAILED
+                               : ::mmap(address, size, protection, flags, fd, offset);
+}
+inline int munmap(void* address, size_t size)
+{
+    return intercepted("munmap") ? -1 : ::munmap(address, size);
+}
+inline int clock_gettime(clockid_t clock, timespec* result)
+{
+    return intercepted("clock_gettime") ? -1 : ::clock_gettime(clock, result);
+}
+inline int clock_nanosleep(clockid_t clock, int flags, const timespec* time)
+{
+    return ::clock_nanosleep(clock, flags, time, nullptr);
+}
+inline int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                          void* (*start)(void*), void* argument)
+{
+    if (intercepted("pthread_create"))
+        return errno;
+    return ::pthread_create(thread, attributes, start, argument);
+}
+inline void* dlopen(const char* path, int flags)
+{
+    return intercepted("dlopen") ? nullptr : ::dlopen(path, flags);
+}
+
+// Futex words shared between processes use the shared forms, words of one process the private ones.
+inline long futex(void* word, int operation, uint32_t value, const timespec* timeout)
+{
+    return ::syscall(SYS_futex, word, operation, value, timeout, nullptr, FUTEX_BITSET_MATCH_ANY);
+}
+
+} // namespace platform::sys

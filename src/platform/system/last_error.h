@@ -1,0 +1,28 @@
+// The thread's last error, and the one table from errno to system errors.
+#pragma once
+
+#include <cerrno>
+
+#include "windef.h"
+#include "winerror.h"
+
+namespace platform
+{
+
+// What the failed operation was about, where one errno means different system errors.
+enum class Context
+{
+    general,
+    open,      // EEXIST is 80 (a file exists), ENOENT 2 or 3 by the path
+    directory, // EEXIST is 183 (already exists)
+    path,      // ENOENT is decided by path_error()
+};
+
+DWORD system_error(int error, Context context = Context::general);
+
+// Sets the last error from an errno and gives FALSE, for `return fail(errno);`.
+BOOL fail_errno(int error, Context context = Context::general);
+// Sets the last error and gives FALSE.
+BOOL fail_with(DWORD error);
+
+} // namespace platform

@@ -1,0 +1,20 @@
+// Where the machine-wide state lies on this system.
+#pragma once
+
+#include <string>
+
+namespace platform
+{
+
+// PLINTH_ROOT if set, else /var/lib/plinth if it can be written, else $XDG_STATE_HOME/plinth or
+// ~/.local/state/plinth. A native path without a slash at the end, fixed at its first use. The
+// folder is made if it is missing.
+const std::string& root_folder();
+
+// The folder of this user's named objects and of the debug string channel: <shm>/plinth-<uid>, made
+// with mode 0700, and refused (empty) if somebody else owns it. A PLINTH_ROOT of its own is a
+// machine of its own: the name is then plinth-<uid>-<FNV-1a hash of that path, 64 bits, 16 hex
+// digits>.
+const std::string& shared_folder();
+
+} // namespace platform

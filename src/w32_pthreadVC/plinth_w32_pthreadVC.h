@@ -1,0 +1,60 @@
+// plinth_w32_pthreadVC: POSIX threads for the library and for the modules above it.
+//
+// On Linux the ordinary names (pthread_create, pthread_mutex_lock, pthread_cond_wait, sem_wait, ...)
+// are the system's own, on Windows those of the compiler's POSIX layer; this header brings them in
+// and adds what the module offers beyond them: pthread_delay_np and a plain mutual exclusion lock.
+#ifndef PLINTH_W32_PTHREADVC_H
+#define PLINTH_W32_PTHREADVC_H
+
+#include <pthread.h>
+#include <semaphore.h>
+#include <time.h>
+
+#if defined(_WIN32)
+#if defined(PLINTH_W32_PTHREADVC_BUILD)
+#define PLINTH_PTHREAD_API __declspec(dllexport)
+#else
+#define PLINTH_PTHREAD_API __declspec(dllimport)
+#endif
+#else
+#define PLINTH_PTHREAD_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C"
+{
+#endif
+
+    // A plain mutual exclusion lock: a pointer-sized handle, null before pthread_mutexCS_init and
+    // after pthread_mutexCS_destroy. It isn't recursive, knows no owner and belongs to one process.
+    typedef struct pthread_mutexCS_t_* pthread_mutexCS_t;
+
+    // Attributes: none exist, pass null.
+    typedef struct pthread_mutexCSattr_t_* pthread_mutexCSattr_t;
+
+    // Creates a lock into *lock. 0, EINVAL for a null pointer, ENOMEM.
+    PLINTH_PTHREAD_API int pthread_mutexCS_init(pthread_mutexCS_t* lock,
+                                                const pthread_mutexCSattr_t* attributes);
+
+    // Ends the lock and sets *lock to null; no thread may hold or wait for it. 0 or EINVAL.
+    PLINTH_PTHREAD_API int pthread_mutexCS_destroy(pthread_mutexCS_t* lock);
+
+    // Takes the lock, waiting as long as it takes. 0, or EINVAL for a lock that was never made.
+    PLINTH_PTHREAD_API int pthread_mutexCS_lock(pthread_mutexCS_t* lock);
+
+    // Takes the lock if it is free. 0, EBUSY, EINVAL.
+    PLINTH_PTHREAD_API int pthread_mutexCS_trylock(pthread_mutexCS_t* lock);
+
+    // Releases the lock; the thread that took it releases it. 0 or EINVAL.
+    PLINTH_PTHREAD_API int pthread_mutexCS_unlock(pthread_mutexCS_t* lock);
+
+    // Sleeps at least the interval, rounded up to whole milliseconds, the module's grain: an
+    // interval of 5,000 ns sleeps 1 ms; of 0 gives up the processor. A cancellation point.
+    // 0, or EINVAL for null, negative seconds, or nanoseconds outside 0 to 999,999,999.
+    PLINTH_PTHREAD_API int pthread_delay_np(const struct timespec* interval);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

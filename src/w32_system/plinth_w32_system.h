@@ -1,0 +1,782 @@
+// plinth_w32_system: the system layer of a family of desktop applications.
+//
+// One shared library through which the modules of an application reach files, directories, clocks
+// and text, and through which each of them logs and traces. A first program:
+//
+//     #include <plinth_w32_system.h>
+//
+//     int main()
+//     {
+//         QV_Log(L"application started\r\n");
+//         DiagOutputExW_hlp("main", __LINE__);
+//         DiagOutputExW(L"|wndid:1| |thrid| %d files, |adt00| ms since the last", 3);
+//     }
+//
+// Conventions that hold everywhere:
+//
+// - Status: a plain int result, QV_OK (0) for success and a negative QV_ERR_... number otherwise.
+//   Results travel in out-parameters. Nothing is thrown across the boundary for a failed operation;
+//   only containers of the standard library may let std::bad_alloc pass. The system's own error
+//   stays readable through GetLastError.
+// - Text is 16-bit wchar_t (on Linux: compiled with -fshort-wchar), zero-terminated, unless a name
+//   ends in A or the parameter is a const char*. Sizes of text buffers count characters, terminator
+//   included, unless said otherwise.
+// - Paths take both '\' and '/' as separators. On Linux C: is the root directory.
+// - Any thread may call any function, unless its description says otherwise. Options and cached
+//   answers are plain words without a lock.
+// - A file, search or view belongs to the caller that got it, until the matching close call.
+#ifndef PLINTH_W32_SYSTEM_H
+#define PLINTH_W32_SYSTEM_H
+
+#include <cstdint>
+#include <ctime>
+#include <list>
+#include <map>
+
+#include <windows.h>
+
+#include <plinth_w32_pthreadVC.h>
+
+static_assert(sizeof(wchar_t) == 2,
+              "plinth_w32_system uses a 16-bit wchar_t: compile with -fshort-wchar. Linking to the "
+              "CMake target plinth::w32_system, or the flags of its pkg-config file, adds it.");
+
+#if defined(_WIN32)
+#if defined(PLINTH_W32_SYSTEM_BUILD)
+#define QV_API __declspec(dllexport)
+#else
+#define QV_API __declspec(dllimport)
+#endif
+#else
+#define QV_API __attribute__((visibility("default")))
+#endif
+
+// ------------------------------------------------------------------------------ status numbers --
+
+enum QvStatus : int
+{
+    QV_OK = 0,
+    QV_ERR_FAILED = -1,      // generic failure, with no more exact number
+    QV_ERR_BADARG = -2,      // a request that the operation does not carry out
+    QV_ERR_NOMEMORY = -3,    // a byte array could not be reallocated
+    QV_ERR_NULLPTR = -4,     // a required pointer is null, or an argument lies outside its range
+    QV_ERR_NOSYMBOL = -5,    // a system function is missing from its module
+    QV_ERR_NOFILE = -7,      // a module file could not be opened for reading
+    QV_ERR_TRUNCATED = -8,   // a part of the data was stored, the rest dropped
+    QV_ERR_SYSTEM = -9,      // a system call or an allocation failed, or the object is not there
+    QV_ERR_NOTIMPL = -13,    // not provided on this platform
+    QV_ERR_OPENFILE = -1000, // the file could not be opened or created
+    QV_ERR_CLOSEFILE = -1001,
+    QV_ERR_READFILE = -1002,
+    QV_ERR_WRITEFILE = -1003, // writing failed, or an asynchronous block was written short
+    QV_ERR_SEEKFILE = -1004,
+    QV_ERR_FILEPOSITION = -1005,
+    QV_ERR_LOCKFILE = -1007,
+    QV_ERR_UNLOCKFILE = -1008,
+    QV_ERR_SETEOF = -1009,
+    QV_ERR_TOUCHFILE = -1010,
+    QV_ERR_FILETIMES = -1011,
+    QV_ERR_FILESIZE = -1012,
+    QV_ERR_ACCESS = -1013, // the path does not exist (QV_AccessFile), or access was denied
+    QV_ERR_CREATEDIR = -1014,
+    QV_ERR_REMOVEDIR = -1015,
+    QV_ERR_COPYFILE = -1016,
+    QV_ERR_MOVEFILE = -1017,
+    QV_ERR_REMOVEFILE = -1019,
+    QV_ERR_GETCURDIR = -1020,
+    QV_ERR_SETCURDIR = -1021,
+    QV_ERR_DISKSPACE = -1022,
+    QV_ERR_TEMPPATH = -1023,
+    QV_ERR_SEARCHPATH = -1024,
+    QV_ERR_FINDFIRST = -1025,
+    QV_ERR_FINDNEXT = -1026, // no further entry: the normal end of a search
+    QV_ERR_FINDCLOSE = -1027,
+    QV_ERR_DRIVESTRINGS = -1028,
+    QV_ERR_VOLUMEINFO = -1029,
+    QV_ERR_ACCESSRIGHTS = -1030,
+    QV_ERR_SHARING = -1031,     // a move met a sharing violation
+    QV_ERR_READONLY = -1101,    // write access was asked of a read-only file
+    QV_ERR_BUFFERSMALL = -1102, // the caller's buffer is too small
+    QV_ERR_INPROGRESS = -1103,  // callback only: a block is done and more remains
+    QV_ERR_CANCELLED = -1104,   // callback only: the caller's word stopped the copy
+    QV_ERR_FILEEXISTS = -1106,  // the target exists and the caller forbade overwriting
+    QV_ERR_DISKFULL = -1107,    // a write met a full disk
+};
+
+// ------------------------------------------------------------------------------------- options --
+
+// Diagnostic option bits. Trace records heed QV_DIAG_DEBUGGER and QV_DIAG_LOGFILE.
+enum QvDiagOption : unsigned
+{
+    QV_DIAG_MSGBOX = 0x01,     // assertion reports: show a message box
+    QV_DIAG_DEBUGGER = 0x02,   // send to the debug string channel
+    QV_DIAG_STACKTRACE = 0x04, // assertion reports: add a stack walk
+    QV_DIAG_EVENTLOG = 0x08,   // assertion reports: write to the event log
+    QV_DIAG_LOGFILE = 0x10,    // write to the log file
+};
+
+enum QvOpenFlag : unsigned
+{
+    QV_OPEN_READ = 0x01,
+    QV_OPEN_WRITE = 0x02,
+    QV_OPEN_CREATE = 0x04,   // create the file; fails if it exists, unless QV_OPEN_ALWAYS is set too
+    QV_OPEN_ALWAYS = 0x08,   // with QV_OPEN_CREATE: replace an existing file; alone: open or create
+    QV_OPEN_TRUNCATE = 0x10, // the file must exist and is cut; only without the two above
+};
+
+enum QvShareFlag : unsigned
+{
+    QV_SHARE_READ = 0x01,
+    QV_SHARE_WRITE = 0x02,
+};
+
+enum QvSecurity : int
+{
+    QV_SECURITY_DEFAULT = -1,
+    QV_SECURITY_OWNER_ONLY = 0x700, // the current user alone gets all rights (mode 0600 on Linux)
+};
+
+enum QvMapMode : unsigned
+{
+    QV_MAP_READ = 1,
+    QV_MAP_WRITE = 2,
+    QV_MAP_COPY = 3, // private: writes stay in memory
+};
+
+// Precision modes of QV_Sleep and of the timers.
+enum QvPrecision : int
+{
+    QV_PRECISION_SLEEP = 1,        // system sleep, rounded to milliseconds
+    QV_PRECISION_SLEEP_SPIN = 2,   // system sleep in whole tens of milliseconds, then spin
+    QV_PRECISION_SPIN = 3,         // spin
+    QV_PRECISION_MM_20 = 4,        // sleeps as 1
+    QV_PRECISION_MM_10 = 5,        // sleeps as 2
+    QV_PRECISION_MM_1 = 6,         // sleeps as 3
+    QV_PRECISION_MM_1_ALIGNED = 7, // sleeps as 3
+    QV_PRECISION_LATE_SPIN = 8,    // system sleep for all but the last 20 ms, then spin
+    QV_PRECISION_POSTED = 9,       // sleeps as 1
+};
+
+extern "C"
+{
+    // ------------------------------------------------------------------------------ assertions --
+
+    // The library's argument checks end here. Formats file, line, expression and message into a
+    // local buffer of 512 characters and makes no report of it. Always 1; the thread's last error
+    // stays as it was.
+    //
+    // options: 0 in every call of the library. expression: wide, the condition that must not hold.
+    // message: wide, may be null. sourceFile: narrow.
+    QV_API int DiagAssertW(unsigned int options, const wchar_t* expression, const wchar_t* message,
+                           const char* sourceFile, int line);
+
+    // ---------------------------------------------------------------------------- trace output --
+
+    // Makes one trace record: a time stamp, the formatted text with its tags replaced, CR LF. It
+    // goes to the debug string channel and to the log, as the trace options say (at first: both).
+    //
+    // The format is that of the platform's wide printf family: %s takes a wide text, %hs a narrow
+    // one. Tags are matched after formatting, exactly:
+    //   |stime| local time HH:MM:SS        |thrid| id of the calling thread, decimal
+    //   |absdt| ms since the last record   |adt00| to |adt07| eight stopwatches: ms since the last
+    //   |wnddt| ms since the last record           record that expanded the same tag
+    //           of the current window id   |appnm| file name of the process image
+    //   |sfile| |nline| |srcid| source file, line, and both, of the last DiagOutputExW_hlp
+    //   |wndid:N or |wndid:|thrid| gives the record its window id and stays in the text
+    // The formatted text has at most 32,768 characters; a record that comes to 32,766 or more is
+    // cut to 32,767 and ends in "...", CR, LF. The log applies its own limit on top
+    // (CQvLogFile::SetMaxLogMessageLength).
+    //
+    // Records of several threads never interleave and reach all destinations in one order. Keeps
+    // the thread's last error. Reports nothing: a failed write to the log is ignored. Allocates
+    // nothing after the first record, but for a new window id.
+    QV_API void DiagOutputExW(const wchar_t* format, ...);
+
+    // Sets the source location that the records of this and all other threads show until the next
+    // call. sourceFile: narrow, UTF-8, may be null (shown as "(null)"); at most 1,023 characters of
+    // it are kept. Keeps the thread's last error.
+    QV_API void DiagOutputExW_hlp(const char* sourceFile, int line);
+
+    // One formatted text of at most 1,023 characters straight to the debug string channel: no
+    // stamp, no tags, no options, no log. Keep the thread's last error. %s takes a narrow text in A
+    // and a wide one in W.
+    QV_API void DiagOutputA(const char* format, ...);
+    QV_API void DiagOutputW(const wchar_t* format, ...);
+
+    // Traces the system's text for the thread's last error as one record; for an error without a
+    // text, "Unknown error N (0xXXXXXXXX)". Keeps the thread's last error.
+    QV_API void TraceLastOsErr(void);
+
+    // The destinations of trace records, QV_DIAG_... bits, at first QV_DIAG_DEBUGGER and
+    // QV_DIAG_LOGFILE. Set gives the former word; 0 is refused: nothing changes and the result is
+    // 0. A word without either destination bit, such as QV_DIAG_MSGBOX, silences trace output.
+    QV_API unsigned int QV_SetTraceOptions(unsigned int options);
+    QV_API unsigned int QV_GetTraceOptions(void);
+
+    // The destinations of assertion reports, at first QV_DIAG_LOGFILE. The same rule.
+    QV_API unsigned int QV_SetFailifOptions(unsigned int options);
+
+    // Writes the text to the log as it is: no stamp and no line end are added. The status of
+    // CQvLogFile::Log.
+    QV_API int QV_Log(const wchar_t* message);
+
+    // ---------------------------------------------------------------------------------- clocks --
+
+    // The library's clock in milliseconds, from the system's performance counter. Only differences
+    // mean something. Takes no lock, allocates nothing, any thread.
+    QV_API double QV_GetTimeCounter(void);
+
+    // The length of one step of that clock in milliseconds; 0.0 if the system can't tell.
+    QV_API double QV_GetTimeCounterPrecision(void);
+
+    // Waits for a time in milliseconds in a precision mode (QvPrecision). 0, or QV_ERR_NULLPTR for
+    // an unknown mode, without waiting. A negative time counts as 0, and a time that the system's
+    // sleep can't hold as the longest one that it can. Spin modes keep a processor busy.
+    QV_API int QV_Sleep(double milliseconds, int precision);
+
+    // The cycle counter family. On 64-bit platforms it offers no counter: available and initialize
+    // give 0, and the count is 0.
+    QV_API int rdtsc_initialize(void);
+    QV_API int rdtsc_available(void);
+    QV_API long long rdtsc_count(void);
+
+    // Calibrates the counter against the performance counter in samples of so many milliseconds, at
+    // least two, spinning. frequency (out) and deviation (in: when to stop, out: reached) are in
+    // counts per second. 1, or 0 if there is no performance counter or a pointer is null.
+    QV_API int rdtsc_cpu_freq(double* frequency, double* deviation, unsigned int milliseconds,
+                              unsigned short maxPasses);
+
+    // The seconds that a count stands for. The first call calibrates for two seconds or more; with
+    // no counter the frequency is 0, and the result an infinity or not a number.
+    QV_API double rdtsc_count2seconds(long long count);
+
+    // -------------------------------------------------------------------------------- platform --
+
+    // How the library was built.
+    QV_API bool QV_Is64Bit(void);
+    QV_API bool QV_Is32Bit(void);
+    QV_API bool QV_Is64BitWindows(void);
+
+    // What stands behind and before the base name of a module file: ".dll" and the empty text.
+    // Constant texts.
+    QV_API const wchar_t* QV_GetDllExt(void);
+    QV_API const wchar_t* QV_GetDllPref(void);
+
+    // The path of a module's file into a buffer of size characters; null for the main executable.
+    // Always QV_OK; the buffer holds what the system put there.
+    QV_API int QV_GetModuleFileName(HMODULE module, wchar_t* buffer, unsigned int size);
+
+    // ---------------------------------------------------------------------------- text helpers --
+
+    // Thin names over the runtime library. Lengths are cut to 32 bits.
+    QV_API unsigned int wcslen32(const wchar_t* text);
+    QV_API unsigned int strlen32(const char* text);
+
+    // Comparison without regard to case, by the runtime's folding and not by the user's locale.
+    QV_API int QV_stricmp(const char* a, const char* b);
+    QV_API int QV_strnicmp(const char* a, const char* b, unsigned int count);
+    QV_API int QV_wcsicmp(const wchar_t* a, const wchar_t* b);
+    QV_API int QV_wcsnicmp(const wchar_t* a, const wchar_t* b, unsigned int count);
+
+    // Numbers. A radix is 2 to 36; the buffer of QV_itow holds up to 33 characters.
+    QV_API wchar_t* QV_itow(int value, wchar_t* buffer, int radix);
+    QV_API int QV_wtoi(const wchar_t* text);
+
+    // Formats without a bound on the buffer: the caller keeps to it. The number of characters, or
+    // negative on failure.
+    QV_API int QV_swprintf(wchar_t* buffer, const wchar_t* format, ...);
+
+    // Conversion by the active code page (UTF-8 on Linux). length: units, or -1 for all up to and
+    // with the terminator. outSize 0 asks for the size. The units written, or 0 on failure.
+    QV_API int QV_WChar2Char(const wchar_t* text, int length, char* out, int outSize);
+    QV_API int QV_Char2WChar(const char* text, int length, wchar_t* out, int outSize);
+}
+
+// ----------------------------------------------------------------------------------------- files --
+
+// An open file: the system's own handle, so that a QvFile may be given to the system and back.
+typedef HANDLE QvFile;
+
+// A running directory search: the system's search handle.
+typedef HANDLE QvFindHandle;
+
+// Completion of an asynchronous read or write: status, bytes moved so far, the caller's context.
+typedef void (*QvIoCompletion)(int status, uint64_t done, void* context);
+
+// Completion of an asynchronous copy: status, the source's size, bytes copied so far, context.
+typedef void (*QvCopyCompletion)(int status, uint64_t size, uint64_t copied, void* context);
+
+// Makes a transfer asynchronous. Read during the call and not kept.
+struct QvAsyncIo
+{
+    uint64_t offset; // position in the file of the first byte
+    void* context;   // handed to the callback
+    QvIoCompletion completion;
+};
+
+// One directory entry. The caller sets the three pointers before the call, null to skip a time.
+struct QvFindData
+{
+    struct tm* creationTime;
+    struct tm* accessTime;
+    struct tm* writeTime;
+    uint64_t size;     // bytes
+    wchar_t name[260]; // without the directory
+    bool isDirectory;
+};
+
+// A volume. The caller sets name, nameSize, extra and extraSize.
+struct QvVolumeInfo
+{
+    uint32_t type;      // out: 0 unknown, 1 no root directory, 2 removable, 3 fixed, 4 remote,
+                        // 5 CD-ROM, 6 RAM disk
+    wchar_t* name;      // buffer for the display name, may be null
+    uint32_t nameSize;  // its size in characters, not 0 if name is given
+    wchar_t* extra;     // a second buffer, may be null; gets an empty text
+    uint32_t extraSize; // its size in characters
+    uint32_t flags;     // out: 0
+};
+
+extern "C"
+{
+    // Opens a file; *file is the caller's until QV_CloseFile. access: QvOpenFlag bits, share:
+    // QvShareFlag bits (0: nobody else may open it), security: a QvSecurity value.
+    // QV_ERR_NULLPTR: file is null. QV_ERR_BADARG: another security value. QV_ERR_SYSTEM: the
+    // owner-only descriptor could not be made. QV_ERR_OPENFILE: the file could not be opened.
+    // On failure *file stays as it was.
+    QV_API int QV_OpenFile(const wchar_t* path, unsigned int access, unsigned int share,
+                           int security, QvFile* file);
+
+    // QV_ERR_CLOSEFILE if the handle is not an open one.
+    QV_API int QV_CloseFile(QvFile file);
+
+    // Moves up to size bytes (64 bits) at the file's position, which the handle keeps for all its
+    // users. *done, if given, gets the bytes moved, also on failure. Fewer bytes than asked for
+    // without a failure is success: reading at the end gives QV_OK and a smaller *done.
+    // QV_ERR_READFILE; QV_ERR_WRITEFILE, or QV_ERR_DISKFULL for a full disk.
+    // async: null. A non-null value asks for the asynchronous path, which this version does not
+    // have yet: the call then gives QV_ERR_SYSTEM and moves nothing.
+    QV_API int QV_ReadFile(QvFile file, void* buffer, uint64_t size, uint64_t* done,
+                           const QvAsyncIo* async);
+    QV_API int QV_WriteFile(QvFile file, const void* buffer, uint64_t size, uint64_t* done,
+                            const QvAsyncIo* async);
+
+    // Moves the file's position by a signed offset from the start (whence 0), the position (1) or
+    // the end (2); another whence gives QV_ERR_SEEKFILE, as does a position before the start.
+    QV_API int QV_SeekFile(QvFile file, int64_t offset, int whence);
+
+    // QV_ERR_NULLPTR: position is null. QV_ERR_FILEPOSITION: *position is 0 then.
+    QV_API int QV_FilePosition(QvFile file, uint64_t* position);
+
+    // Cuts or extends the file to its position. QV_ERR_SETEOF.
+    QV_API int QV_SetEOF(QvFile file);
+
+    // Locks a byte range for this handle alone, or fails at once; the range may lie beyond the end.
+    // QV_ERR_LOCKFILE, QV_ERR_UNLOCKFILE. On Linux other handles that lock meet it, while plain
+    // reads and writes pass.
+    QV_API int QV_LockFile(QvFile file, uint64_t offset, uint64_t length);
+    QV_API int QV_UnlockFile(QvFile file, uint64_t offset, uint64_t length);
+
+    // Sets the times that are given, broken-down local time with a resolution of seconds; null
+    // leaves a time as it was. QV_ERR_NULLPTR: a time that does not exist; none is set then.
+    // QV_ERR_TOUCHFILE.
+    QV_API int QV_TouchFile(QvFile file, const struct tm* creation, const struct tm* access,
+                            const struct tm* write);
+
+    // Gives the times that are asked for, all fields of struct tm set, tm_isdst -1.
+    // QV_ERR_FILETIMES; QV_ERR_SYSTEM if a time does not convert (the outputs before it stay).
+    QV_API int QV_GetFileTimes(QvFile file, struct tm* creation, struct tm* access,
+                               struct tm* write);
+
+    // The size in bytes; *size, which may be null, is 0 on failure. QV_ERR_FILESIZE.
+    QV_API int QV_GetFileSize(QvFile file, uint64_t* size);
+
+    // The same by name. The status of QV_OpenFile or QV_GetFileSize.
+    QV_API int QV_GetFileSizeFromName(const wchar_t* path, uint64_t* size);
+
+    // Looks whether a path exists (QV_ERR_ACCESS if not) and, with bit 0x02 of mode, whether it may
+    // be written as far as the read-only attribute goes (QV_ERR_READONLY).
+    QV_API int QV_AccessFile(const wchar_t* path, int mode);
+
+    // ------------------------------------------------------------------------- file operations --
+
+    // Copies a file. failIfExists not 0 forbids overwriting. QV_ERR_FILEEXISTS, QV_ERR_ACCESS,
+    // QV_ERR_COPYFILE. proceed and completion: null. Anything else asks for the asynchronous path,
+    // which this version does not have yet: the call then gives QV_ERR_SYSTEM and copies nothing.
+    QV_API int QV_CopyFile(const wchar_t* source, const wchar_t* target, int failIfExists,
+                           const volatile uint32_t* proceed, QvCopyCompletion completion,
+                           void* context);
+
+    // Moves a file. Between volumes it becomes a copy, with the last three arguments and the status
+    // of QV_CopyFile, and the source stays. QV_ERR_ACCESS, QV_ERR_SHARING, QV_ERR_MOVEFILE.
+    QV_API int QV_MoveFile(const wchar_t* source, const wchar_t* target, int failIfExists,
+                           const volatile uint32_t* proceed, QvCopyCompletion completion,
+                           void* context);
+
+    // Moves target to backup, over an earlier backup, then replacement to target. The status of the
+    // move that failed; if it was the second, the old file stays under the backup's name.
+    QV_API int QV_ReplaceFile(const wchar_t* replacement, const wchar_t* target,
+                              const wchar_t* backup, const volatile uint32_t* proceed,
+                              QvCopyCompletion completion, void* context);
+
+    // Removes a file, also a read-only one. With strict 0 a missing file is success.
+    // QV_ERR_ACCESS, QV_ERR_REMOVEFILE.
+    QV_API int QV_RemoveFile(const wchar_t* path, int strict);
+
+    // Searches a file in path (null: the system's places) and gives its full path. extension: null
+    // or with its dot, for names without one. A path that doesn't fit is success and leaves the
+    // buffer to the system. QV_ERR_SEARCHPATH.
+    QV_API int QV_SearchPath(const wchar_t* path, const wchar_t* name, const wchar_t* extension,
+                             wchar_t* buffer, unsigned int size);
+
+    // Searches a directory by a pattern with * and ?. Entries come sorted by name, without regard
+    // to case, "." and ".." among them. *handle is the caller's until QV_FindFileClose; data may be
+    // null. QV_ERR_NULLPTR: handle is null. QV_ERR_FINDFIRST, QV_ERR_FINDNEXT. QV_ERR_SYSTEM: a
+    // time did not convert; the search goes on and a handle that was stored is to be closed.
+    QV_API int QV_FindFileFirst(const wchar_t* pattern, QvFindHandle* handle, QvFindData* data);
+    QV_API int QV_FindFileNext(QvFindHandle handle, QvFindData* data);
+    QV_API int QV_FindFileClose(QvFindHandle handle); // QV_ERR_FINDCLOSE
+
+    // ----------------------------------------------------------------------------- directories --
+
+    // Makes a directory, with its parents if recursive is not 0; one that exists is success. Parents
+    // are made for the first 259 characters of the path. security is not read. QV_ERR_CREATEDIR.
+    QV_API int QV_CreateDirectory(const wchar_t* path, int recursive, int security);
+
+    QV_API int QV_RemoveDirectory(const wchar_t* path); // must be empty; QV_ERR_REMOVEDIR
+
+    // Removes a directory with what it holds, but for entries whose name begins with a dot. A path
+    // of up to 259 characters. QV_ERR_SYSTEM: an empty path. QV_ERR_REMOVEDIR: something is left.
+    QV_API int QV_RemoveDirectoryRecursively(const wchar_t* path);
+
+    // Tells whether files can be made in a directory, by making one: in the directory itself if the
+    // path ends in a separator, beside its last component otherwise.
+    QV_API bool QV_IsDirectoryWritable(const wchar_t* path);
+
+    // A buffer that is too small is success and stays untouched. QV_ERR_GETCURDIR.
+    QV_API int QV_GetCurrentDirectory(wchar_t* buffer, unsigned int size);
+    QV_API int QV_SetCurrentDirectory(const wchar_t* path); // QV_ERR_SETCURDIR
+
+    // Bytes of a volume: free to the caller, in all, free in all; each may be null.
+    // QV_ERR_DISKSPACE.
+    QV_API int QV_GetDiskSpaces(const wchar_t* path, uint64_t* freeToCaller, uint64_t* total,
+                                uint64_t* totalFree);
+
+    // Sets the temporary path of the process, at most 259 characters, empty to clear; call it before
+    // other threads use it. QV_ERR_SYSTEM: too long, the request is cleared then.
+    QV_API int QV_SetRequestedTempPath(const wchar_t* path);
+
+    // The requested temporary path if it fits, else the system's, with a separator at its end.
+    // QV_ERR_TEMPPATH.
+    QV_API int QV_GetTempPath(wchar_t* buffer, unsigned int size);
+
+    // Finds a free name in a directory (null: QV_GetTempPath) from a pattern in which each run of
+    // '$' stands for a random number of at least so many digits. With create not 0 the file is made,
+    // empty. After 32,768 taken or unreachable names it gives up with QV_ERR_OPENFILE; result then
+    // holds the last name tried. QV_ERR_TEMPPATH, and those of QV_OpenFile.
+    QV_API int QV_GetTempFileName(const wchar_t* directory, const wchar_t* pattern, int create,
+                                  wchar_t* result, unsigned int resultSize);
+
+    // The roots of the logical drives, each terminated, and one terminator more.
+    // QV_ERR_DRIVESTRINGS; QV_ERR_BUFFERSMALL with the size needed in *needed, if given.
+    QV_API int QV_GetLogicalDriveStrings(wchar_t* buffer, unsigned int size, unsigned int* needed);
+
+    // Type and display name of a volume. QV_ERR_NULLPTR, QV_ERR_VOLUMEINFO.
+    QV_API int QV_GetVolumeInformation(const wchar_t* root, QvVolumeInfo* info);
+
+    // Stands in the interface and reads no argument: always QV_ERR_NOTIMPL.
+    QV_API int QV_GetUNCPath(const wchar_t* path, wchar_t* buffer, unsigned int size);
+
+    // ------------------------------------------------------------------------- storage folders --
+
+    // Where an application keeps its data: a known system folder (CSIDL number, at first
+    // CSIDL_COMMON_APPDATA), a folder below it (at first "Quorvane\Default"), and a user's folder
+    // below that (at first none). Texts of at most 259 characters; a longer one is cut. To be set
+    // before other threads use them. Always QV_OK.
+    QV_API int QV_SetStorageFolder(const wchar_t* folder, unsigned int csidl);
+    QV_API int QV_SetStorageUser(const wchar_t* user);
+
+    // The library's own texts, which change with the next set. csidl may be null.
+    QV_API const wchar_t* QV_GetStorageFolder(unsigned int* csidl);
+    QV_API const wchar_t* QV_GetStorageUser(void);
+
+    // The storage path, no separator at its end; the directory is not made. A path that is too
+    // short is filled without a terminator. QV_ERR_NULLPTR: the known folder is not one.
+    // QV_ERR_SYSTEM: the system could not give it, or the whole exceeds 263 characters.
+    QV_API int QV_GetStoragePath(wchar_t* path, unsigned int size, bool withoutUser);
+
+    // Its parent. Always QV_OK; an empty text if there is no storage path.
+    QV_API int QV_GetRootStoragePath(wchar_t* path, unsigned int size, bool withoutUser);
+
+    // ---------------------------------------------------------------------------- mapped files --
+
+    // Maps a stretch of a file at any byte offset; offset 0 with size 0 maps the whole. *address
+    // points at the byte wanted and stays good after the file is closed, until QV_UnmapFile. With
+    // QV_MAP_WRITE a stretch beyond the end grows the file. QV_ERR_NULLPTR: address is null, or an
+    // unknown mode. QV_ERR_SYSTEM, QV_ERR_FAILED.
+    QV_API int QV_MapFile(QvFile file, unsigned int mode, uint64_t offset, uint64_t size,
+                          void** address);
+
+    // size is not used. QV_ERR_NULLPTR: address is null. QV_ERR_SYSTEM: nothing is mapped there.
+    QV_API int QV_UnmapFile(void* address, uint64_t size);
+}
+
+// ---------------------------------------------------------------------- identity (C++ linkage) --
+
+// The process-wide local option: the value that was set, else whether the machine's registry has
+// "LocalOptions" 1 under HKEY_LOCAL_MACHINE\SOFTWARE\Quorvane\Misc; read once. The argument of
+// QV_IsLocalOption has no effect.
+QV_API void QV_SetLocalOption(bool value);
+QV_API bool QV_IsLocalOption(const wchar_t* option);
+
+// The main thread is the first thread that calls this; its id.
+QV_API unsigned int QV_GetMainThreadId();
+
+// True if the ids are equal. Otherwise false, and a message that is not null is traced.
+QV_API bool QV_CompareThreadId(unsigned int first, unsigned int second, const wchar_t* message);
+
+// True on the main thread. False otherwise; message and source file, as far as they are not null,
+// are traced then. False without a word if no main thread is recorded.
+QV_API bool QV_CheckMainThreadId(const wchar_t* message, const char* sourceFile, int line);
+
+// The system's version, read once while the library loads. If that failed all answers are false.
+class QV_API CQvWinVersion
+{
+public:
+    static OSVERSIONINFOW s_osVersionInfo;
+
+    static bool IsWin95();
+    static bool IsWin98();
+    static bool IsWinME();
+    static bool IsWin35();
+    static bool IsWin40();
+    static bool IsWin2k();
+    static bool IsWinXP();
+    static bool IsWinXPOrGreater();
+    static bool IsWinVista();
+    static bool IsWinVistaOrGreater();
+    static bool IsWin7();
+    static bool IsWin7OrGreater();
+    static bool IsWin8();
+    static bool IsWinNT();
+    static void GetOSVersionInfo(OSVERSIONINFOW& info); // a copy of all 276 bytes
+
+    CQvWinVersion& operator=(const CQvWinVersion&); // copies nothing
+};
+
+// ------------------------------------------------------------------------------------------- log --
+
+// The application log: one text file per process at a time, in a folder that all applications of
+// the machine share, named qvapp_YYYY-MM-DD.log or qvapp_YYYY-MM-DD_(NNNN).log.
+//
+// All operations are static and work on one hidden instance, which the first of them opens. Texts
+// are written as they come; a new instance writes one line of its own, the session header. The file
+// is ANSI (the low byte of each character) or, if the main executable's resource
+// "Unicode_Enabled" says so, UTF-16 with a byte order mark. Each message is one atomic append, also
+// between processes. Any thread may call any operation; a failure of the log is reported nowhere
+// but in the status.
+class QV_API CQvLogFile
+{
+public:
+    // Called by the load entry.
+    static void Initialize();
+    static void Uninitialize();
+
+    // Writes the message, cut to the maximum message length. QV_ERR_NULLPTR: message is null.
+    // QV_ERR_SYSTEM: the log is disabled, or could not be opened, or detail is below -1.
+    // QV_ERR_WRITEFILE, QV_ERR_DISKFULL, and the status of a split that failed.
+    static int Log(const wchar_t* message, int detail);
+
+    // Closes the file; the next operation opens one again. Always QV_OK.
+    static int CloseLog();
+
+    // Turns the log on or off and gives the former state. Turning it off closes the file.
+    static bool EnableLog(bool enable);
+    static bool IsEnabled();
+
+    // Whether optional detail traces are wanted: true while the log can be written.
+    static bool Detail();
+
+    // Stand in the interface and do nothing. Always QV_OK.
+    static int ChangeLogDetail(int detail);
+    static int SaveAs(const wchar_t* path, unsigned int flags);
+
+    // Goes on in a new file; nothing is deleted. QV_OK, QV_ERR_SYSTEM, or the status of the open.
+    static int ClearLog();
+
+    // Shows the log's folder, or the log file, with the desktop's program. Always QV_OK.
+    static int OpenLog(bool folder);
+
+    // The path of the log file, null if there is none. Good until the instance goes: with other
+    // threads that close or split the log, copy it at once.
+    static const wchar_t* GetLogFilename();
+
+    // The characters that a message may have, terminator counted: at first 512; -1 for no limit.
+    // Values below -1 count as no limit.
+    static void SetMaxLogMessageLength(int length);
+
+    // "YYYY-MM-DD hh:mm:ss.mmm *vtq* " of local time into a buffer of at least 31 characters; left
+    // as it was if there is no local time.
+    static void curr_time_string(wchar_t* buffer);
+
+    // Whether each instance gets a numbered file of its own, and setting it for the machine.
+    // QV_ERR_SYSTEM: the registry could not be written; nothing changed.
+    static bool IsPerSession();
+    static int LogPerSession(bool perSession);
+
+    // Stores the limits for the machine and in the running instance: MiB of one file (0 or -1: no
+    // limit; a running instance takes 0 as it is) and the age in days of files that are kept.
+    // QV_ERR_SYSTEM: the registry could not be written.
+    static int SetProperties(int maxLogMBytes, int maxLogDays);
+
+    CQvLogFile& operator=(const CQvLogFile& other);
+
+    static pthread_mutexCS_t m_classLock;
+    static bool m_bLogEnabled;
+    static bool m_bUnicodeEnabled;
+    static int32_t m_iMaxLogMessageLength;
+    static CQvLogFile* m_pSingleton;
+
+private:
+    CQvLogFile();
+    ~CQvLogFile();
+    CQvLogFile(const CQvLogFile&) = delete;
+
+    static CQvLogFile* getInstance(bool create);
+    static CQvLogFile* LockedInstance();
+    static void DropLockedInstance();
+    static void wtoc(char* target, const wchar_t* source);
+    static int SplitFile(CQvLogFile* instance);
+    static int GetLogFileDir(wchar_t* folder);
+    static int ReadLogFileLocation(wchar_t* folder, const wchar_t* xmlPath);
+    static bool GetUnicodeEnabled();
+
+    QvFile m_hFile;
+    bool m_bOpen;
+    int32_t m_iDetail;
+    uint32_t m_uMaxLogMBytes;
+    uint32_t m_uMaxLogDays;
+    wchar_t m_wsLogFilename[1024];
+    uint32_t m_uBytesWritten;
+    bool m_bPerSession;
+};
+
+// --------------------------------------------------------------------------------- trace viewing --
+
+// One waiting text: up to 1,024 bytes, narrow; a text that fills the array has no terminator.
+class QV_API CSyncCacheMember
+{
+public:
+    explicit CSyncCacheMember(char* src); // null gives an empty text
+    CSyncCacheMember(const CSyncCacheMember&) = default;
+    CSyncCacheMember& operator=(const CSyncCacheMember& other);
+
+    char m_szText[1024];
+};
+
+// An unbounded first-in, first-out store of narrow texts that come out wide. Any number of threads
+// may push and pop; copying needs a source at rest.
+class QV_API CSyncCache
+{
+public:
+    CSyncCache();
+    ~CSyncCache(); // drops what still waits
+    CSyncCache(const CSyncCache& other);
+    CSyncCache& operator=(const CSyncCache& other);
+
+    // Appends a copy of the first 1,024 bytes of the text; null counts as empty. Always 0.
+    int PushBack(char* src);
+
+    // Takes the oldest text out into dst, which has room for 1,024 characters and is always
+    // terminated (at most 1,023 are kept). 0, or QV_ERR_FAILED if the cache is empty.
+    int PopFrontW(wchar_t* dst);
+
+private:
+    std::list<CSyncCacheMember> m_Items;
+    CRITICAL_SECTION m_Lock;
+};
+
+class CDebugWindow;
+
+// The objects of the debug string channel, as a listener holds them. A part of CDebugFramework, not
+// for use by itself.
+class COutDbgStringSync
+{
+public:
+    explicit COutDbgStringSync(bool bQuiet);
+    virtual ~COutDbgStringSync();
+    COutDbgStringSync(const COutDbgStringSync&) = delete;
+    COutDbgStringSync& operator=(const COutDbgStringSync&) = delete;
+
+    bool m_bValid; // all objects were made
+    HANDLE m_eventDBWIN_BUFFER_READY;
+    HANDLE m_eventDBWIN_DATA_READY;
+    HANDLE m_SharedFile;
+    void* m_SharedMem;
+    SECURITY_ATTRIBUTES m_sa;
+    SECURITY_DESCRIPTOR m_sd;
+};
+
+// The receiving end of the debug string channel: a listener thread that takes each text of every
+// process and frees the channel, an adder thread that hands the texts on to AddItem, one at a time,
+// in order, with no lock held. The machine has room for one listener at a time.
+//
+// The two constructors make the channel objects and start nothing: a subclass starts the threads.
+class QV_API CDebugFramework
+{
+public:
+    CDebugFramework();
+    explicit CDebugFramework(bool bQuiet); // quiet: no message box if another listener runs
+    CDebugFramework(const CDebugFramework&) = delete;
+    CDebugFramework& operator=(const CDebugFramework&) = delete;
+
+    virtual void AddItem(const wchar_t* text);
+
+    // Ends the threads, waiting up to 3,000 ms for each before terminating it; texts that still
+    // wait are dropped.
+    virtual ~CDebugFramework();
+
+    static unsigned int listener_thread_proc(void* pThis);
+    static unsigned int adder_thread_proc(void* pThis);
+
+protected:
+    void StartThreads();
+    void StopThreads();
+
+    bool m_bFirstItem;
+    HWND m_hParent;
+    std::map<int32_t, CDebugWindow*> m_Windows;
+    volatile LONG m_lPending; // texts in the cache, and the adder's wake-up count
+    HANDLE m_ListenerThread;
+    uint32_t m_uListenerThreadId;
+    volatile bool m_bListenerRun;
+    HANDLE m_AdderThread;
+    uint32_t m_uAdderThreadId;
+    volatile bool m_bAdderRun;
+    COutDbgStringSync m_Sync;
+    CSyncCache m_Cache;
+};
+
+class CQvDbgCapt;
+
+// Receives every text that any process of the user sends to the debug string channel, from
+// construction to destruction.
+//
+// The callback runs on a thread of the object, one text at a time, in order of arrival, with no
+// lock held; the text, of at most 1,023 characters, is valid during the call. It must not destroy
+// its own object. A callback that traces feeds itself. If another listener has the channel nothing
+// arrives. The destructor waits up to 3,000 ms for a callback that runs, then ends its thread.
+class QV_API CQvDebugOutputCapture
+{
+public:
+    explicit CQvDebugOutputCapture(void (*pfn)(const wchar_t*)); // null: texts are discarded
+    virtual ~CQvDebugOutputCapture();
+    CQvDebugOutputCapture(const CQvDebugOutputCapture&) = delete;
+    CQvDebugOutputCapture& operator=(const CQvDebugOutputCapture&) = delete;
+
+private:
+    CQvDbgCapt* m_pCapt;
+    void (*m_pfnCallback)(const wchar_t*);
+};
+
+#endif

@@ -1,0 +1,160 @@
+// The main function of the test programs.
+//
+// The library opens its log while it loads, so PLINTH_ROOT must stand in the environment before the
+// process starts: launcher.cpp sees to it. A child of a test (--child NAME) shares the root of the
+// process that started it.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "support/environment.h"
+
+namespace
+{
+
+std::map<std::string, test::ChildMain::Function>& children()
+{
+    static std::map<std::string, test::ChildMain::Function> map;
+    return map;
+}
+
+std::string g_program;
+std::string g_root;
+
+int run_inner(int argc, char** argv)
+{
+    if (argc >= 3 && std::strcmp(argv[1], "--child") == 0)
+    {
+        const auto found = children().find(argv[2]);
+        if (found == children().end())
+        {
+            std::fprintf(stderr, "no child function %s\n", argv[2]);
+            return 99;
+        }
+        return found->second(argc - 3, argv + 3);
+    }
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
+
+} // namespace
+
+namespace test
+{
+
+ChildMain::ChildMain(const char* name, Function function)
+{
+    children()[name] = function;
+}
+
+const std::string& program()
+{
+    return g_program;
+}
+
+const std::string& root()
+{
+    return g_root;
+}
+
+Wide root_path()
+{
+    return windows_form(g_root);
+}
+
+std::string make_folder(const std::string& name)
+{
+    const std::string path = g_root + "/" + name;
+    std::filesystem::create_directories(path);
+    return path;
+}
+
+#ifdef _WIN32
+Wide windows_form(const std::string& native)
+{
+    std::string text = native;
+    for (char& c : text)
+        if (c == '/')
+            c = '\\';
+    return Wide(text);
+}
+
+std::string native_form(const wchar_t* windows)
+{
+    return utf8(windows);
+}
+#else
+Wide windows_form(const std::string& native)
+{
+    std::string text = native[0] == '/' ? "C:" + native : native;
+    for (char& c : text)
+        if (c == '/')
+            c = '\\';
+    return Wide(text);
+}
+
+std::string native_form(const wchar_t* windows)
+{
+    std::string text = utf8(windows);
+    for (char& c : text)
+        if (c == '\\')
+            c = '/';
+    return text.size() > 1 && text[1] == ':' ? text.substr(2) : text;
+}
+#endif
+
+std::string read_file(const std::string& native)
+{
+    std::ifstream file(native, std::ios::binary);
+    std::ostringstream out;
+    out << file.rdbuf();
+    return out.str();
+}
+
+void write_file(const std::string& native, const std::string& bytes)
+{
+    std::ofstream file(native, std::ios::binary | std::ios::trunc);
+    file << bytes;
+}
+
+} // namespace test
+
+#ifdef _WIN32
+
+int main(int argc, char** argv)
+{
+    g_program = argv[0];
+    g_root = (std::filesystem::temp_directory_path() /
+              ("plinth-test-" + std::to_string(GetCurrentProcessId())))
+                 .string();
+    std::filesystem::create_directories(g_root);
+    const int result = run_inner(argc, argv);
+    std::error_code ignored;
+    std::filesystem::remove_all(g_root, ignored);
+    return result;
+}
+
+#else
+
+int main(int argc, char** argv)
+{
+    g_program = std::filesystem::read_symlink("/proc/self/exe").string();
+    const char* given = std::getenv("PLINTH_TEST_ROOT");
+    if (!given || !*given)
+    {
+        std::fprintf(stderr, "Run this program through ctest, or as: plinth_test_launcher %s ...\n"
+                             "The library has already opened the machine's own log here.\n",
+                     argv[0]);
+        return 98;
+    }
+    g_root = given;
+    return run_inner(argc, argv);
+}
+
+#endif
