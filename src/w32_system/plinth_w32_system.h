@@ -119,8 +119,8 @@ enum QvOpenFlag : unsigned
 {
     QV_OPEN_READ = 0x01,
     QV_OPEN_WRITE = 0x02,
-    QV_OPEN_CREATE = 0x04,   // create the file; fails if it exists, unless QV_OPEN_ALWAYS is set too
-    QV_OPEN_ALWAYS = 0x08,   // with QV_OPEN_CREATE: replace an existing file; alone: open or create
+    QV_OPEN_CREATE = 0x04, // create the file; fails if it exists, unless QV_OPEN_ALWAYS is set too
+    QV_OPEN_ALWAYS = 0x08, // with QV_OPEN_CREATE: replace an existing file; alone: open or create
     QV_OPEN_TRUNCATE = 0x10, // the file must exist and is cut; only without the two above
 };
 
@@ -292,7 +292,8 @@ extern "C"
     QV_API int QV_Char2WChar(const char* text, int length, wchar_t* out, int outSize);
 }
 
-// ----------------------------------------------------------------------------------------- files --
+// ----------------------------------------------------------------------------------------- files
+// --
 
 // An open file: the system's own handle, so that a QvFile may be given to the system and back.
 typedef HANDLE QvFile;
@@ -439,8 +440,9 @@ extern "C"
 
     // ----------------------------------------------------------------------------- directories --
 
-    // Makes a directory, with its parents if recursive is not 0; one that exists is success. Parents
-    // are made for the first 259 characters of the path. security is not read. QV_ERR_CREATEDIR.
+    // Makes a directory, with its parents if recursive is not 0; one that exists is success.
+    // Parents are made for the first 259 characters of the path. security is not read.
+    // QV_ERR_CREATEDIR.
     QV_API int QV_CreateDirectory(const wchar_t* path, int recursive, int security);
 
     QV_API int QV_RemoveDirectory(const wchar_t* path); // must be empty; QV_ERR_REMOVEDIR
@@ -462,8 +464,8 @@ extern "C"
     QV_API int QV_GetDiskSpaces(const wchar_t* path, uint64_t* freeToCaller, uint64_t* total,
                                 uint64_t* totalFree);
 
-    // Sets the temporary path of the process, at most 259 characters, empty to clear; call it before
-    // other threads use it. QV_ERR_SYSTEM: too long, the request is cleared then.
+    // Sets the temporary path of the process, at most 259 characters, empty to clear; call it
+    // before other threads use it. QV_ERR_SYSTEM: too long, the request is cleared then.
     QV_API int QV_SetRequestedTempPath(const wchar_t* path);
 
     // The requested temporary path if it fits, else the system's, with a separator at its end.
@@ -471,9 +473,9 @@ extern "C"
     QV_API int QV_GetTempPath(wchar_t* buffer, unsigned int size);
 
     // Finds a free name in a directory (null: QV_GetTempPath) from a pattern in which each run of
-    // '$' stands for a random number of at least so many digits. With create not 0 the file is made,
-    // empty. After 32,768 taken or unreachable names it gives up with QV_ERR_OPENFILE; result then
-    // holds the last name tried. QV_ERR_TEMPPATH, and those of QV_OpenFile.
+    // '$' stands for a random number of at least so many digits. With create not 0 the file is
+    // made, empty. After 32,768 taken or unreachable names it gives up with QV_ERR_OPENFILE; result
+    // then holds the last name tried. QV_ERR_TEMPPATH, and those of QV_OpenFile.
     QV_API int QV_GetTempFileName(const wchar_t* directory, const wchar_t* pattern, int create,
                                   wchar_t* result, unsigned int resultSize);
 
@@ -564,7 +566,8 @@ public:
     CQvWinVersion& operator=(const CQvWinVersion&); // copies nothing
 };
 
-// ------------------------------------------------------------------------------------------- log --
+// ------------------------------------------------------------------------------------------- log
+// --
 
 // The application log: one text file per process at a time, in a folder that all applications of
 // the machine share, named qvapp_YYYY-MM-DD.log or qvapp_YYYY-MM-DD_(NNNN).log.
@@ -661,7 +664,8 @@ private:
     bool m_bPerSession;
 };
 
-// --------------------------------------------------------------------------------- trace viewing --
+// --------------------------------------------------------------------------------- trace viewing
+// --
 
 // One waiting text: up to 1,024 bytes, narrow; a text that fills the array has no terminator.
 class QV_API CSyncCacheMember
