@@ -148,8 +148,9 @@ int main(int argc, char** argv)
     const char* given = std::getenv("PLINTH_TEST_ROOT");
     if (!given || !*given)
     {
-        std::fprintf(stderr, "Run this program through ctest, or as: plinth_test_launcher %s ...\n"
-                             "The library has already opened the machine's own log here.\n",
+        std::fprintf(stderr,
+                     "Run this program through ctest, or as: plinth_test_launcher %s ...\n"
+                     "The library has already opened the machine's own log here.\n",
                      argv[0]);
         return 98;
     }

@@ -1,0 +1,53 @@
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include <plinth_w32_system.h>
+
+#include "support/wide_text.h"
+
+namespace
+{
+
+TEST(StringHelpers, CountAndCompare)
+{
+    EXPECT_EQ(wcslen32(L""), 0u);
+    EXPECT_EQ(wcslen32(L"abc"), 3u);
+    EXPECT_EQ(strlen32(""), 0u);
+    EXPECT_EQ(strlen32("abcd"), 4u);
+    EXPECT_EQ(QV_stricmp("ABC", "abc"), 0);
+    EXPECT_LT(QV_stricmp("ab", "ABC"), 0);
+    EXPECT_EQ(QV_strnicmp("ABx", "aby", 2), 0);
+    EXPECT_EQ(QV_wcsicmp(L"ABC", L"abc"), 0);
+    EXPECT_GT(QV_wcsicmp(L"b", L"A"), 0);
+    EXPECT_EQ(QV_wcsnicmp(L"ABx", L"aby", 2), 0);
+    EXPECT_NE(QV_wcsnicmp(L"ABx", L"aby", 3), 0);
+}
+
+TEST(StringHelpers, NumbersAndFormats)
+{
+    wchar_t buffer[64];
+    EXPECT_EQ(test::utf8(QV_itow(-255, buffer, 10)), "-255");
+    EXPECT_EQ(test::utf8(QV_itow(-1, buffer, 16)), "ffffffff");
+    EXPECT_EQ(QV_wtoi(L"  -42xyz"), -42);
+    EXPECT_EQ(QV_wtoi(L"none"), 0);
+    EXPECT_EQ(QV_swprintf(buffer, L"%s %hs %d %.2f", L"wide", "narrow", 7, 1.5), 18);
+    EXPECT_EQ(test::utf8(buffer), "wide narrow 7 1.50");
+}
+
+TEST(StringHelpers, ConvertByTheActiveCodePage)
+{
+    char bytes[16];
+    EXPECT_EQ(QV_WChar2Char(L"abc", -1, nullptr, 0), 4) << "with the terminator";
+    EXPECT_EQ(QV_WChar2Char(L"abc", -1, bytes, sizeof bytes), 4);
+    EXPECT_STREQ(bytes, "abc");
+    EXPECT_EQ(QV_WChar2Char(L"abc", 2, bytes, sizeof bytes), 2);
+    EXPECT_EQ(QV_WChar2Char(L"abc", -1, bytes, 3), 0) << "too small";
+    wchar_t wide[16];
+    EXPECT_EQ(QV_Char2WChar("abc", -1, nullptr, 0), 4);
+    EXPECT_EQ(QV_Char2WChar("abc", -1, wide, 16), 4);
+    EXPECT_EQ(test::utf8(wide), "abc");
+    EXPECT_EQ(QV_Char2WChar("abc", -1, wide, 2), 0);
+}
+
+} // namespace
