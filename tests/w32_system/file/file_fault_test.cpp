@@ -157,9 +157,7 @@ TEST_F(FileFaults, TransfersBeyondTwoAndFourGiBMoveEveryByte)
     {
         uint64_t done = 0;
         ASSERT_EQ(QV_SeekFile(file, static_cast<int64_t>(size - wanted), 0), QV_OK);
-        EXPECT_EQ(
-            QV_ReadFile(file, memory.data(), wanted + 1000 > size ? size : wanted, &done, nullptr),
-            QV_OK);
+        EXPECT_EQ(QV_ReadFile(file, memory.data(), wanted, &done, nullptr), QV_OK);
         EXPECT_EQ(done, wanted);
         EXPECT_EQ(std::string(memory.data() + wanted - 4, 4), "tail");
     }

@@ -1,0 +1,117 @@
+// Runs the benchmarks and prints the budget table.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "rows.h"
+
+namespace
+{
+
+// Collects the runs of each benchmark; the table wants the medians.
+class MedianReporter : public benchmark::BenchmarkReporter
+{
+public:
+    bool ReportContext(const Context&) override { return true; }
+
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        for (const Run& run : runs)
+        {
+            if (run.run_type != Run::RT_Iteration)
+                continue;
+            if (run.error_occurred)
+            {
+                std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
+                             run.error_message.c_str());
+                continue;
+            }
+            const auto counter = run.counters.find("ns");
+            const double value =
+                counter != run.counters.end() ? counter->second.value : run.GetAdjustedRealTime();
+            m_values[run.run_name.function_name].push_back(value);
+        }
+    }
+
+    // Nanoseconds, negative if the benchmark did not run.
+    double median(const char* name) const
+    {
+        const auto found = m_values.find(name);
+        if (found == m_values.end())
+            return -1;
+        std::vector<double> values = found->second;
+        std::sort(values.begin(), values.end());
+        return values[values.size() / 2];
+    }
+
+private:
+    std::map<std::string, std::vector<double>> m_values;
+};
+
+void print_table(const MedianReporter& results)
+{
+    std::printf("%-42s %10s %10s %7s %7s  %-6s %s\n", "path", "ns", "peer ns", "ratio", "budget",
+                "", "against");
+    for (const bench::Row& row : bench::rows)
+    {
+        const double ours = results.median(row.ours);
+        if (!row.peer)
+        {
+            if (ours >= 0)
+                std::printf("%-42s %10.1f %10s %7s %7.0f  %-6s %s\n", row.path, ours, "", "",
+                            row.budget, ours <= row.budget ? "met" : "MISSED", row.against);
+            continue;
+        }
+        const double peer = results.median(row.peer);
+        if (ours < 0 || peer < 0)
+            continue;
+        const double ratio = ours / peer;
+        std::printf("%-42s %10.1f %10.1f %7.2f %7.2f  %-6s %s\n", row.path, ours, peer, ratio,
+                    row.budget, ratio <= row.budget ? "met" : "MISSED", row.against);
+    }
+}
+
+} // namespace
+
+std::string bench::folder()
+{
+    return std::getenv("PLINTH_ROOT");
+}
+
+int main(int argc, char** argv)
+{
+    if (argc >= 3 && std::strcmp(argv[1], "--child") == 0)
+    {
+        if (std::strcmp(argv[2], "capture") == 0)
+            return bench::capture_child();
+        if (std::strcmp(argv[2], "pingpong") == 0 && argc == 4)
+            return bench::pingpong_child(argv[3]);
+        return 2;
+    }
+    if (!std::getenv("PLINTH_ROOT"))
+    {
+        std::fprintf(stderr, "plinth_bench: set PLINTH_ROOT to an empty folder of the run "
+                             "(scripts/bench does)\n");
+        return 2;
+    }
+    // In turns and several times, unless the caller says otherwise.
+    std::vector<char*> arguments(argv, argv + argc);
+    char repetitions[] = "--benchmark_repetitions=15";
+    char interleaving[] = "--benchmark_enable_random_interleaving=true";
+    char min_time[] = "--benchmark_min_time=0.05";
+    arguments.insert(arguments.begin() + 1, {repetitions, interleaving, min_time});
+    int count = static_cast<int>(arguments.size());
+    benchmark::Initialize(&count, arguments.data());
+    if (benchmark::ReportUnrecognizedArguments(count, arguments.data()))
+        return 2;
+    MedianReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    print_table(reporter);
+    return 0;
+}

@@ -1,0 +1,45 @@
+// The rows of the budget table: which measurement is set against which, and how much it may cost.
+//
+// A row names two benchmarks; both run in the same process and in turns, so that a busy machine
+// hits both. What counts is the ratio of the medians.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace bench
+{
+
+struct Row
+{
+    const char* path;    // what is measured, for people
+    const char* ours;    // name of a benchmark
+    const char* peer;    // name of a benchmark; null: no peer, the median itself is compared
+    const char* against; // what the peer is, for people
+    double budget;       // of the ratio, or of the median in nanoseconds if there is no peer
+};
+
+inline constexpr Row rows[] = {
+    {"QV_Log, 100 characters", "log/QV_Log", "log/write", "write(2), O_APPEND", 1.25},
+    {"DiagOutputExW, 3 tags, to the log", "trace/log", "trace/write", "write(2) of the record",
+     2.0},
+    {"  the same", "trace/log", "trace/spdlog", "spdlog, flushed file sink", 1.0},
+    {"DiagOutputExW to a capture, other process", "channel/record", "channel/pingpong",
+     "futex ping-pong", 1.0},
+    {"DiagOutputExW, no destination", "trace/nowhere", nullptr, "guide: 400 ns", 400},
+    {"QV_GetTimeCounter", "clock/QV_GetTimeCounter", "clock/clock_gettime", "clock_gettime", 1.5},
+    {"QV_ReadFile, 4 KiB", "file/QV_ReadFile", "file/read", "read(2)", 1.10},
+    {"QV_WriteFile, 4 KiB", "file/QV_WriteFile", "file/write", "write(2)", 1.10},
+    {"QV_OpenFile with QV_CloseFile", "file/QV_OpenFile", "file/open", "open(2), close(2)", 3.0},
+    {"QV_Sleep, spin, overshoot at 99 %", "clock/QV_Sleep/p99", nullptr, "1 us", 1000},
+};
+
+// Files of the run, removed by whoever set PLINTH_ROOT. Native path, no separator at the end.
+std::string folder();
+
+// Runs the process's other half: main() calls the function of this name when it was started with
+// --child NAME.
+int capture_child();
+int pingpong_child(const char* shared);
+
+} // namespace bench

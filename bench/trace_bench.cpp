@@ -1,0 +1,77 @@
+// Trace records to the log and to nowhere, beside the bare system call and another logger.
+#include <string>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <benchmark/benchmark.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+
+#include <plinth_w32_system.h>
+
+#include "rows.h"
+
+namespace
+{
+
+// Bytes of the record below as it stands in the log: stamp, text, CR LF.
+constexpr size_t record_length = 95;
+
+void record(int number)
+{
+    DiagOutputExW_hlp("bench\\trace_bench", __LINE__);
+    DiagOutputExW(L"|thrid| |adt00| |absdt| opened document %d of %d in the viewer", number, 1000);
+}
+
+void trace_to(benchmark::State& state, unsigned options)
+{
+    const unsigned former = QV_SetTraceOptions(options);
+    int number = 0;
+    for (auto _ : state)
+        record(++number & 1023);
+    QV_SetTraceOptions(former);
+}
+
+void to_log(benchmark::State& state)
+{
+    trace_to(state, QV_DIAG_LOGFILE | QV_DIAG_DEBUGGER);
+}
+BENCHMARK(to_log)->Name("trace/log");
+
+void to_nowhere(benchmark::State& state)
+{
+    trace_to(state, QV_DIAG_MSGBOX);
+}
+BENCHMARK(to_nowhere)->Name("trace/nowhere");
+
+void bare_write(benchmark::State& state)
+{
+    const int file = open((bench::folder() + "/trace-peer").c_str(),
+                          O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    const std::string bytes(record_length, 'm');
+    for (auto _ : state)
+        if (write(file, bytes.data(), bytes.size()) != static_cast<ssize_t>(record_length))
+            state.SkipWithError("write failed");
+    close(file);
+}
+BENCHMARK(bare_write)->Name("trace/write");
+
+void other_logger(benchmark::State& state)
+{
+    const auto logger = std::make_shared<spdlog::logger>(
+        "peer", std::make_shared<spdlog::sinks::basic_file_sink_mt>(bench::folder() + "/spdlog"));
+    logger->set_pattern("%Y-%m-%d %H:%M:%S.%e *vtq* %t %v");
+    logger->flush_on(spdlog::level::trace);
+    int number = 0;
+    double elapsed = 0.25;
+    for (auto _ : state)
+    {
+        logger->info("{:.2f} {:.2f} opened document {} of {} in the viewer", elapsed, elapsed,
+                     ++number & 1023, 1000);
+        elapsed += 0.25;
+    }
+}
+BENCHMARK(other_logger)->Name("trace/spdlog");
+
+} // namespace
