@@ -3,7 +3,7 @@
 // A HANDLE names a slot by index and generation, so that a stale or foreign handle is told apart
 // from a living one and gives ERROR_INVALID_HANDLE. Looking a handle up takes no lock: a pin counts
 // itself into the slot's word, and an object that is closed while pinned goes with its last pin.
-// HANDLE values are never null, never INVALID_HANDLE_VALUE, and fit 32 bits.
+// HANDLE values are never null, never INVALID_HANDLE_VALUE.
 #pragma once
 
 #include "windef.h"
@@ -66,6 +66,7 @@ protected:
     Object* m_object = nullptr;
 
 private:
+    void release();
     unsigned m_index = 0;
 };
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "system/last_error.h"
 #include "windef.h"
 
 namespace platform
@@ -19,7 +20,7 @@ class NativePath
 public:
     // Converts; ok() tells whether it worked, otherwise the last error is set: null or empty
     // ERROR_PATH_NOT_FOUND, over-long ERROR_FILENAME_EXCED_RANGE, unknown drive
-    // ERROR_PATH_NOT_FOUND, characters that no file name holds ERROR_INVALID_NAME.
+    // ERROR_PATH_NOT_FOUND, a wildcard ERROR_INVALID_NAME.
     explicit NativePath(const wchar_t* path);
     bool ok() const { return m_ok; }
     const char* c_str() const { return m_text; }
@@ -28,6 +29,8 @@ public:
     // The system error of "not found": ERROR_FILE_NOT_FOUND if the parent directory exists,
     // ERROR_PATH_NOT_FOUND otherwise.
     DWORD not_found_error() const;
+    // Sets the last error for a call on this path that failed with an errno, and gives FALSE.
+    BOOL fail(int error, Context context = Context::general) const;
 
 private:
     char m_text[native_path_limit];
@@ -38,5 +41,8 @@ private:
 // The Windows form of an absolute native path: the drive with the longest matching root, and
 // backslashes. UTF-8.
 std::string windows_path(std::string_view native);
+
+// The letters of all drives, "C" first.
+std::string drive_letters();
 
 } // namespace platform

@@ -213,8 +213,7 @@ inline ssize_t copy_file_range(int from, int to, size_t size)
 }
 inline void* mmap(void* address, size_t size, int protection, int flags, int fd, off_t offset)
 {
-    return intercepted("mmap") ? MAP_FAILED
-                               : ::mmap(address, size, protection, flags, fd, offset);
+    return intercepted("mmap") ? MAP_FAILED : ::mmap(address, size, protection, flags, fd, offset);
 }
 inline int munmap(void* address, size_t size)
 {

@@ -14,7 +14,7 @@ extern std::atomic<bool> g_faults_armed;
 
 struct Fault
 {
-    int error = 0;          // 0: no failure, the operation is only shortened
+    int error = 0;           // 0: no failure, the operation is only shortened
     size_t limit = SIZE_MAX; // bytes that a transfer may move
 };
 

@@ -13,9 +13,7 @@ namespace platform
 enum class Context
 {
     general,
-    open,      // EEXIST is 80 (a file exists), ENOENT 2 or 3 by the path
-    directory, // EEXIST is 183 (already exists)
-    path,      // ENOENT is decided by path_error()
+    directory, // EEXIST is 183 (already exists), elsewhere 80 (a file exists)
 };
 
 DWORD system_error(int error, Context context = Context::general);

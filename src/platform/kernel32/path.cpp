@@ -1,0 +1,180 @@
+// Windows paths to native ones and back.
+#include "path.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "system/calls.h"
+#include "system/last_error.h"
+#include "system/text.h"
+
+namespace platform
+{
+
+namespace
+{
+
+struct Drive
+{
+    char letter;      // upper case
+    std::string root; // native, no slash at the end; empty for the root directory
+};
+
+// "D=/mnt/data;E=/media/cd". What is not of this form is passed over.
+std::vector<Drive> read_drives()
+{
+    std::vector<Drive> drives{{'C', ""}};
+    const char* const setting = std::getenv("PLINTH_DRIVES");
+    std::string_view rest = setting ? setting : "";
+    while (!rest.empty())
+    {
+        const size_t end = rest.find(';');
+        std::string_view item = rest.substr(0, end);
+        rest = end == std::string_view::npos ? "" : rest.substr(end + 1);
+        if (item.size() < 3 || item[1] != '=' || item[2] != '/')
+            continue;
+        const char letter = static_cast<char>(item[0] & ~0x20);
+        if (letter < 'A' || letter > 'Z' || letter == 'C')
+            continue;
+        item.remove_prefix(2);
+        while (!item.empty() && item.back() == '/')
+            item.remove_suffix(1);
+        drives.push_back({letter, std::string(item)});
+    }
+    return drives;
+}
+
+const std::vector<Drive>& drives()
+{
+    static const std::vector<Drive>& only = *new std::vector<Drive>(read_drives());
+    return only;
+}
+
+const Drive* find_drive(wchar_t letter)
+{
+    for (const Drive& drive : drives())
+        if (drive.letter == (letter & ~0x20))
+            return &drive;
+    return nullptr;
+}
+
+bool is_separator(wchar_t c)
+{
+    return c == L'\\' || c == L'/';
+}
+
+bool is_letter(wchar_t c)
+{
+    return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z');
+}
+
+} // namespace
+
+NativePath::NativePath(const wchar_t* path)
+{
+    m_text[0] = '\0';
+    if (!path || !*path)
+    {
+        fail_with(ERROR_PATH_NOT_FOUND);
+        return;
+    }
+    if (is_separator(path[0]) && is_separator(path[1]))
+    {
+        // "\\?\C:\..." is the long form of an ordinary path; there are no servers and shares here.
+        if (path[2] != L'?' || !is_separator(path[3]))
+        {
+            fail_with(ERROR_PATH_NOT_FOUND);
+            return;
+        }
+        path += 4;
+    }
+
+    size_t length = 0;
+    if (is_letter(path[0]) && path[1] == L':')
+    {
+        const Drive* const drive = find_drive(path[0]);
+        if (!drive || drive->root.size() + 2 > sizeof m_text)
+        {
+            fail_with(ERROR_PATH_NOT_FOUND);
+            return;
+        }
+        std::memcpy(m_text, drive->root.data(), drive->root.size());
+        length = drive->root.size();
+        m_text[length++] = '/';
+        path += 2;
+        while (is_separator(*path))
+            ++path;
+    }
+
+    for (const wchar_t* at = path; *at; ++at)
+        if (*at == L'*' || *at == L'?')
+        {
+            fail_with(ERROR_INVALID_NAME);
+            return;
+        }
+
+    size_t written = 0;
+    const size_t units = wide_length(path);
+    const size_t room = sizeof m_text - 1 - length;
+    if (utf8_from_wide(path, units, m_text + length, room, &written) > room)
+    {
+        fail_with(ERROR_FILENAME_EXCED_RANGE);
+        return;
+    }
+    length += written;
+    m_text[length] = '\0';
+    for (size_t i = 0; i < length; ++i)
+        if (m_text[i] == '\\')
+            m_text[i] = '/';
+    m_separator = length > 1 && m_text[length - 1] == '/';
+    m_ok = true;
+}
+
+DWORD NativePath::not_found_error() const
+{
+    std::string_view parent = m_text;
+    while (parent.size() > 1 && parent.back() == '/')
+        parent.remove_suffix(1);
+    const size_t slash = parent.rfind('/');
+    if (slash == std::string_view::npos || slash == 0)
+        return ERROR_FILE_NOT_FOUND;
+    struct stat found;
+    const std::string folder(parent.substr(0, slash));
+    if (sys::stat(folder.c_str(), &found) == 0 && S_ISDIR(found.st_mode))
+        return ERROR_FILE_NOT_FOUND;
+    return ERROR_PATH_NOT_FOUND;
+}
+
+BOOL NativePath::fail(int error, Context context) const
+{
+    return fail_with(error == ENOENT ? not_found_error() : system_error(error, context));
+}
+
+std::string windows_path(std::string_view native)
+{
+    const Drive* best = &drives().front();
+    for (const Drive& drive : drives())
+        if (native.substr(0, drive.root.size()) == drive.root &&
+            (native.size() == drive.root.size() || native[drive.root.size()] == '/') &&
+            drive.root.size() >= best->root.size())
+            best = &drive;
+    std::string result{best->letter, ':'};
+    result += native.substr(best->root.size());
+    if (result.size() == 2)
+        result += '/';
+    for (char& c : result)
+        if (c == '/')
+            c = '\\';
+    return result;
+}
+
+std::string drive_letters()
+{
+    std::string letters;
+    for (const Drive& drive : drives())
+        letters += drive.letter;
+    return letters;
+}
+
+} // namespace platform

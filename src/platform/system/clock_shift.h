@@ -1,0 +1,13 @@
+// What a test does to the clocks.
+#pragma once
+
+#include <cstdint>
+
+namespace platform
+{
+
+void shift_wall_clock(int64_t milliseconds);
+void set_millisecond_tick(uint32_t tick);
+void reset_clock_shifts();
+
+} // namespace platform

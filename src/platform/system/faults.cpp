@@ -1,0 +1,132 @@
+// The fault table behind fault points and the exported test interface.
+//
+// Everything here runs only once a test has armed it, so it takes a plain lock and allocates.
+#include "faults.h"
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <plinth_platform_test.h>
+
+#include "clock_shift.h"
+#include "root.h"
+
+namespace platform
+{
+
+std::atomic<bool> g_faults_armed{false};
+
+namespace
+{
+
+struct Rule
+{
+    std::string operation; // empty: any Linux call
+    unsigned first;
+    unsigned last; // 0: no end
+    Fault fault;
+    unsigned seen = 0;
+};
+
+struct Table
+{
+    std::mutex lock; // guards all below; the last lock in every order
+    std::vector<Rule> rules;
+    std::map<std::string, unsigned> calls;
+    unsigned linux_calls = 0;
+};
+
+// Never destroyed: operations come until the very end of the process.
+Table& table()
+{
+    static Table& only = *new Table;
+    return only;
+}
+
+void add_rule(const char* operation, unsigned nth, unsigned count, Fault fault)
+{
+    const std::lock_guard guard(table().lock);
+    table().rules.push_back({operation, nth, count ? nth + count - 1 : 0, fault});
+    g_faults_armed = true;
+}
+
+} // namespace
+
+bool take_fault(const char* operation, bool linux_call, Fault& fault)
+{
+    const std::lock_guard guard(table().lock);
+    ++table().calls[operation];
+    table().linux_calls += linux_call;
+    bool hit = false;
+    for (Rule& rule : table().rules)
+    {
+        if (rule.operation.empty() ? !linux_call : rule.operation != operation)
+            continue;
+        ++rule.seen;
+        if (hit || rule.seen < rule.first || (rule.last && rule.seen > rule.last))
+            continue;
+        fault = rule.fault;
+        hit = true;
+    }
+    return hit;
+}
+
+} // namespace platform
+
+using namespace platform;
+
+extern "C" void PlinthTestFail(const char* operation, unsigned nth, unsigned count, int error)
+{
+    add_rule(operation, nth, count, {error, SIZE_MAX});
+}
+
+extern "C" void PlinthTestShorten(const char* operation, unsigned nth, unsigned count, size_t bytes)
+{
+    add_rule(operation, nth, count, {0, bytes});
+}
+
+extern "C" void PlinthTestFailAny(unsigned nth, unsigned count, int error)
+{
+    add_rule("", nth, count, {error, SIZE_MAX});
+}
+
+extern "C" void PlinthTestArm(void)
+{
+    g_faults_armed = true;
+}
+
+extern "C" unsigned PlinthTestCalls(const char* operation)
+{
+    const std::lock_guard guard(table().lock);
+    if (!operation)
+        return table().linux_calls;
+    const auto found = table().calls.find(operation);
+    return found == table().calls.end() ? 0 : found->second;
+}
+
+extern "C" void PlinthTestReset(void)
+{
+    const std::lock_guard guard(table().lock);
+    g_faults_armed = false;
+    table().rules.clear();
+    table().calls.clear();
+    table().linux_calls = 0;
+    reset_clock_shifts();
+}
+
+extern "C" void PlinthTestShiftWallClock(int64_t milliseconds)
+{
+    shift_wall_clock(milliseconds);
+}
+
+extern "C" void PlinthTestSetTick(uint32_t tick)
+{
+    set_millisecond_tick(tick);
+}
+
+extern "C" const char* PlinthTestSharedFolder(void)
+{
+    return shared_folder().c_str();
+}

@@ -1,0 +1,114 @@
+// Finding the machine-wide folder and the folder of shared objects.
+#include "root.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "calls.h"
+
+namespace platform
+{
+
+namespace
+{
+
+constexpr const char* machine_folder = "/var/lib/plinth";
+constexpr const char* shared_memory = "/dev/shm";
+
+std::string from_environment(const char* name)
+{
+    const char* const value = std::getenv(name);
+    return value ? value : "";
+}
+
+std::string without_end_slashes(std::string path)
+{
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    return path;
+}
+
+// What was asked for must not move when the process changes its directory.
+std::string absolute(const std::string& path)
+{
+    if (path.front() == '/')
+        return path;
+    char current[4096];
+    return sys::getcwd(current, sizeof current) ? std::string(current) + "/" + path : path;
+}
+
+bool make_with_parents(const std::string& path)
+{
+    for (size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1))
+        sys::mkdir(path.substr(0, end).c_str(), 0755);
+    return sys::mkdir(path.c_str(), 0755) == 0 || errno == EEXIST;
+}
+
+std::string own_root()
+{
+    return without_end_slashes(from_environment("PLINTH_ROOT"));
+}
+
+std::string find_root()
+{
+    std::string root = own_root();
+    if (!root.empty())
+    {
+        root = absolute(root);
+        make_with_parents(root);
+        return root;
+    }
+    if (make_with_parents(machine_folder) && sys::access(machine_folder, W_OK) == 0)
+        return machine_folder;
+    std::string state = from_environment("XDG_STATE_HOME");
+    if (state.empty() || state.front() != '/')
+    {
+        const std::string home = from_environment("HOME");
+        state = (home.empty() ? "/tmp" : home) + "/.local/state";
+    }
+    root = without_end_slashes(state) + "/plinth";
+    make_with_parents(root);
+    return root;
+}
+
+uint64_t fnv1a(const std::string& text)
+{
+    uint64_t hash = 14695981039346656037u;
+    for (const unsigned char c : text)
+        hash = (hash ^ c) * 1099511628211u;
+    return hash;
+}
+
+std::string find_shared()
+{
+    char name[128];
+    const std::string root = own_root();
+    if (root.empty())
+        std::snprintf(name, sizeof name, "%s/plinth-%u", shared_memory, geteuid());
+    else
+        std::snprintf(name, sizeof name, "%s/plinth-%u-%016llx", shared_memory, geteuid(),
+                      static_cast<unsigned long long>(fnv1a(absolute(root))));
+    sys::mkdir(name, 0700);
+    // Anybody may make names in the shared memory file system: trust only a folder of our own.
+    struct stat found;
+    if (sys::lstat(name, &found) != 0 || !S_ISDIR(found.st_mode) || found.st_uid != geteuid() ||
+        (found.st_mode & 077) != 0)
+        return "";
+    return name;
+}
+
+} // namespace
+
+const std::string& root_folder()
+{
+    static const std::string& only = *new std::string(find_root());
+    return only;
+}
+
+const std::string& shared_folder()
+{
+    static const std::string& only = *new std::string(find_shared());
+    return only;
+}
+
+} // namespace platform
