@@ -1,0 +1,154 @@
+// CreateFileW.
+//
+// The order of things matters: a file is opened without cutting it, its share modes are claimed,
+// its read-only attribute is looked at, and only then is it cut.
+#include <new>
+
+#include "file_object.h"
+#include "path.h"
+#include "share_modes.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+constexpr mode_t default_mode = 0666; // less the umask
+constexpr mode_t owner_only_mode = 0600;
+constexpr mode_t any_write_bit = 0222;
+
+struct Wish
+{
+    bool reads;
+    bool writes;
+    bool appends; // appends without the right to write elsewhere: each write is an atomic append
+    bool cuts;
+    int flags;
+    mode_t mode;
+};
+
+// A list that names somebody is taken for the one that the library makes: the current user alone.
+// No list at all (a null list) lets everybody in.
+bool is_owner_only(const SECURITY_ATTRIBUTES* security)
+{
+    if (!security || !security->lpSecurityDescriptor)
+        return false;
+    const auto* const descriptor =
+        static_cast<const SECURITY_DESCRIPTOR*>(security->lpSecurityDescriptor);
+    return (descriptor->Control & SE_DACL_PRESENT) != 0 && descriptor->Dacl != nullptr;
+}
+
+bool read_wish(DWORD access, DWORD disposition, const SECURITY_ATTRIBUTES* security, Wish& wish)
+{
+    if (disposition < CREATE_NEW || disposition > TRUNCATE_EXISTING)
+        return false;
+    const bool all = (access & GENERIC_ALL) != 0;
+    wish.reads = all || (access & (GENERIC_READ | FILE_READ_DATA)) != 0;
+    const bool writes = all || (access & (GENERIC_WRITE | FILE_WRITE_DATA)) != 0;
+    wish.appends = !writes && (access & FILE_APPEND_DATA) != 0;
+    wish.writes = writes || wish.appends;
+    wish.cuts = disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING;
+    if (disposition == TRUNCATE_EXISTING && !wish.writes)
+        return false;
+    // Share modes take read locks, so a descriptor for writing can read too, where allowed.
+    wish.flags =
+        (wish.writes || wish.cuts ? O_RDWR : O_RDONLY) | (wish.appends ? O_APPEND : 0) | O_NOCTTY;
+    wish.mode = is_owner_only(security) ? owner_only_mode : default_mode;
+    return true;
+}
+
+int open_existing(const char* path, const Wish& wish)
+{
+    const int fd = sys::open(path, wish.flags);
+    if (fd < 0 && errno == EACCES && wish.writes && !wish.reads)
+        return sys::open(path, (wish.flags & ~O_ACCMODE) | O_WRONLY);
+    return fd;
+}
+
+// Gives a descriptor, or -1 with errno. created tells whether the file is new.
+int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, bool& created)
+{
+    created = false;
+    if (disposition == OPEN_EXISTING || disposition == TRUNCATE_EXISTING)
+        return open_existing(path, wish);
+    // Whether the file was there must be known: ask for the one and the other in turns, as somebody
+    // else may make or remove it in between.
+    for (int attempt = 0; attempt < 16; ++attempt)
+    {
+        if (disposition != CREATE_NEW)
+        {
+            const int fd = open_existing(path, wish);
+            if (fd >= 0 || errno != ENOENT)
+                return fd;
+        }
+        const int fd = sys::open(path, wish.flags | O_CREAT | O_EXCL, wish.mode);
+        if (fd >= 0)
+        {
+            created = true;
+            return fd;
+        }
+        if (errno != EEXIST || disposition == CREATE_NEW)
+            return -1;
+    }
+    return -1;
+}
+
+// What an opened descriptor still has to pass. 0 or a system error.
+DWORD admit(int fd, const struct stat& found, bool created, DWORD share, const Wish& wish)
+{
+    if (S_ISDIR(found.st_mode))
+        return ERROR_ACCESS_DENIED;
+    if (!S_ISREG(found.st_mode))
+        return 0;
+    if ((wish.writes || wish.cuts) && !created && (found.st_mode & any_write_bit) == 0)
+        return ERROR_ACCESS_DENIED; // read-only: enforced here, as root passes the kernel's check
+    const DWORD error = claim_share(fd, {wish.reads, wish.writes, (share & FILE_SHARE_READ) != 0,
+                                         (share & FILE_SHARE_WRITE) != 0});
+    if (error)
+        return error;
+    if (wish.cuts && !created && sys::ftruncate(fd, 0) != 0)
+        return system_error(errno);
+    return 0;
+}
+
+} // namespace
+
+extern "C" HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share,
+                              LPSECURITY_ATTRIBUTES security, DWORD disposition, DWORD, HANDLE)
+{
+    Wish wish;
+    if (!read_wish(access, disposition, security, wish))
+    {
+        fail_with(ERROR_INVALID_PARAMETER);
+        return INVALID_HANDLE_VALUE;
+    }
+    const NativePath native(path);
+    if (!native.ok())
+        return INVALID_HANDLE_VALUE;
+
+    bool created = false;
+    const int fd = open_by_disposition(native.c_str(), disposition, wish, created);
+    struct stat found;
+    if (fd < 0)
+    {
+        native.fail(errno);
+        return INVALID_HANDLE_VALUE;
+    }
+    DWORD error =
+        sys::fstat(fd, &found) == 0 ? admit(fd, found, created, share, wish) : system_error(errno);
+    if (error)
+    {
+        sys::close(fd);
+        fail_with(error);
+        return INVALID_HANDLE_VALUE;
+    }
+    const HANDLE handle = insert_handle(
+        new (std::nothrow) FileObject(fd, wish.reads, wish.writes, S_ISREG(found.st_mode)));
+    if (!handle)
+        return INVALID_HANDLE_VALUE;
+    const bool opened_old =
+        !created && (disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS);
+    fail_with(opened_old ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
+    return handle;
+}

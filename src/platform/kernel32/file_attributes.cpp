@@ -1,0 +1,75 @@
+// Attributes by path. The read-only attribute is the absence of all write permission.
+#include "file_attributes.h"
+
+#include <atomic>
+
+#include "path.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+constexpr mode_t any_write_bit = 0222;
+constexpr mode_t owner_write_bit = 0200;
+
+std::atomic<UINT> g_error_mode{0};
+
+} // namespace
+
+namespace platform
+{
+
+DWORD attributes_of(mode_t mode, bool is_link)
+{
+    DWORD attributes = 0;
+    if (S_ISDIR(mode))
+        attributes |= FILE_ATTRIBUTE_DIRECTORY;
+    else if ((mode & any_write_bit) == 0 && S_ISREG(mode))
+        attributes |= FILE_ATTRIBUTE_READONLY;
+    if (is_link)
+        attributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+    return attributes ? attributes : FILE_ATTRIBUTE_NORMAL;
+}
+
+} // namespace platform
+
+extern "C" DWORD GetFileAttributesW(LPCWSTR path)
+{
+    const NativePath native(path);
+    struct stat found;
+    if (!native.ok())
+        return INVALID_FILE_ATTRIBUTES;
+    if (sys::stat(native.c_str(), &found) != 0)
+    {
+        native.fail(errno);
+        return INVALID_FILE_ATTRIBUTES;
+    }
+    return attributes_of(found.st_mode, false);
+}
+
+extern "C" BOOL SetFileAttributesW(LPCWSTR path, DWORD attributes)
+{
+    const NativePath native(path);
+    struct stat found;
+    if (!native.ok())
+        return FALSE;
+    if (sys::stat(native.c_str(), &found) != 0)
+        return native.fail(errno);
+    if (S_ISDIR(found.st_mode))
+        return TRUE; // for a folder the attribute has no effect on the system either
+    mode_t mode = found.st_mode & 07777;
+    if (attributes & FILE_ATTRIBUTE_READONLY)
+        mode &= ~any_write_bit;
+    else if ((mode & any_write_bit) == 0)
+        mode |= owner_write_bit;
+    if (mode != (found.st_mode & 07777) && sys::chmod(native.c_str(), mode) != 0)
+        return native.fail(errno);
+    return TRUE;
+}
+
+extern "C" UINT SetErrorMode(UINT mode)
+{
+    return g_error_mode.exchange(mode); // there are no dialogs to keep away
+}

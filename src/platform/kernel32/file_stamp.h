@@ -1,0 +1,30 @@
+// Conversions between the kernel's times and file times, shared by open files and searches.
+#pragma once
+
+#include <ctime>
+
+#include <sys/stat.h>
+
+#include "winbase.h"
+
+namespace platform
+{
+
+// The name under which a creation time that was set is kept: eight bytes, a FILETIME, low word
+// first. File systems without extended attributes show their own birth time.
+inline constexpr const char* creation_attribute = "user.plinth.creation";
+
+FILETIME to_file_time(int64_t seconds, long nanoseconds);
+timespec to_timespec(const FILETIME& time);
+
+struct FileStamps
+{
+    FILETIME creation;
+    FILETIME access;
+    FILETIME write;
+};
+
+// From statx; a creation time that was kept takes its place (kept may be null).
+FileStamps stamps_of(const struct statx& found, const FILETIME* kept);
+
+} // namespace platform

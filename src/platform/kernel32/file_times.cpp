@@ -1,0 +1,90 @@
+// File times of open files.
+#include "file_object.h"
+#include "file_stamp.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+constexpr int64_t ticks_per_second = 10'000'000;     // of 100 ns
+constexpr int64_t epoch_difference = 11'644'473'600; // seconds from 1601 to 1970
+
+} // namespace
+
+namespace platform
+{
+
+FILETIME to_file_time(int64_t seconds, long nanoseconds)
+{
+    const int64_t ticks = (seconds + epoch_difference) * ticks_per_second + nanoseconds / 100;
+    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+}
+
+timespec to_timespec(const FILETIME& time)
+{
+    const int64_t ticks = static_cast<int64_t>((static_cast<uint64_t>(time.dwHighDateTime) << 32) |
+                                               time.dwLowDateTime);
+    timespec result;
+    result.tv_sec = ticks / ticks_per_second - epoch_difference;
+    result.tv_nsec = ticks % ticks_per_second * 100;
+    return result;
+}
+
+FileStamps stamps_of(const struct statx& found, const FILETIME* kept)
+{
+    const auto convert = [](const statx_timestamp& stamp)
+    { return to_file_time(stamp.tv_sec, static_cast<long>(stamp.tv_nsec)); };
+    FileStamps stamps;
+    stamps.access = convert(found.stx_atime);
+    stamps.write = convert(found.stx_mtime);
+    if (kept)
+        stamps.creation = *kept;
+    else if (found.stx_mask & STATX_BTIME)
+        stamps.creation = convert(found.stx_btime);
+    else
+        stamps.creation = stamps.write;
+    return stamps;
+}
+
+} // namespace platform
+
+extern "C" BOOL GetFileTime(HANDLE file, LPFILETIME creation, LPFILETIME access, LPFILETIME write)
+{
+    const Pin<FileObject> object(file);
+    if (!object)
+        return FALSE;
+    struct statx found;
+    if (sys::statx(object->fd(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &found) != 0)
+        return fail_errno(errno);
+    FILETIME kept;
+    const bool has_kept =
+        sys::fgetxattr(object->fd(), creation_attribute, &kept, sizeof kept) == sizeof kept;
+    const FileStamps stamps = stamps_of(found, has_kept ? &kept : nullptr);
+    if (creation)
+        *creation = stamps.creation;
+    if (access)
+        *access = stamps.access;
+    if (write)
+        *write = stamps.write;
+    return TRUE;
+}
+
+extern "C" BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* access,
+                            const FILETIME* write)
+{
+    const Pin<FileObject> object(file);
+    if (!object)
+        return FALSE;
+    const timespec times[2] = {access ? to_timespec(*access) : timespec{0, UTIME_OMIT},
+                               write ? to_timespec(*write) : timespec{0, UTIME_OMIT}};
+    if ((access || write) && sys::futimens(object->fd(), times) != 0)
+        return fail_errno(errno);
+    // A file system that keeps no attributes goes on showing its birth time.
+    if (creation &&
+        sys::fsetxattr(object->fd(), creation_attribute, creation, sizeof *creation, 0) &&
+        errno != EOPNOTSUPP && errno != EPERM)
+        return fail_errno(errno);
+    return TRUE;
+}

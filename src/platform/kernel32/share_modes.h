@@ -1,0 +1,41 @@
+// Share modes, between processes too and without a server.
+//
+// Each open of a regular file announces what it does and what it denies by shared locks of its open
+// file description on a few bytes far beyond any file's end, then looks for locks of others on the
+// bytes that would contradict it. The kernel drops the locks with the descriptor, also when the
+// process is killed.
+//
+// Announcing comes first, so that of two opens that contradict each other at the same moment at
+// least one sees the other. Both may; each then withdraws and tries again after a short random
+// time, a few times, before it takes the conflict for real. (A gate that serialised the opens would
+// need a write lock, which a read-only descriptor can't take.)
+//
+// File systems without such locks, and files that can't be read, go without.
+#pragma once
+
+#include <sys/types.h>
+
+#include "windef.h"
+
+namespace platform
+{
+
+// The first of the bytes of the share modes; locks of callers stay below.
+inline constexpr off_t share_bytes_start = 0x7FFFFFFFFFFF0000;
+
+struct ShareRequest
+{
+    bool reads;
+    bool writes;
+    bool shares_read;
+    bool shares_write;
+};
+
+// Announces the request on a descriptor that is just opened. 0, or ERROR_SHARING_VIOLATION.
+DWORD claim_share(int fd, const ShareRequest& request);
+
+// ERROR_SHARING_VIOLATION if somebody holds the file of this path open through this interface (no
+// open of ours ever shares deletion), 0 if not or if it can't be told.
+DWORD delete_blocked(const char* native_path);
+
+} // namespace platform
