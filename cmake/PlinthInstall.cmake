@@ -1,2 +1,58 @@
-# Install components: runtime (the libraries), development (headers, CMake package, pkg-config file),
-# tools (the programs).
+# Installing: components runtime (the libraries), development (headers, CMake package, pkg-config
+# file) and tools (the programs). The installed tree can be moved: libraries and programs find each
+# other by $ORIGIN, the package files by their own place.
+if(NOT PROJECT_IS_TOP_LEVEL AND NOT PLINTH_INSTALL)
+  return()
+endif()
+include(CMakePackageConfigHelpers)
+
+set(libraries plinth_w32_system plinth_w32_pthreadVC)
+if(TARGET plinth_platform)
+  list(APPEND libraries plinth_platform)
+endif()
+set(programs "")
+foreach(program IN ITEMS plinth-trace plinth-demo)
+  if(TARGET ${program})
+    list(APPEND programs ${program})
+  endif()
+endforeach()
+
+file(RELATIVE_PATH from_bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
+if(programs)
+  set_target_properties(${programs} PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
+  install(TARGETS ${programs} RUNTIME COMPONENT tools)
+endif()
+
+install(TARGETS ${libraries} EXPORT plinth_w32_system_targets
+  RUNTIME COMPONENT runtime
+  LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+  ARCHIVE COMPONENT development)
+
+set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/plinth)
+install(FILES src/w32_system/plinth_w32_system.h src/w32_pthreadVC/plinth_w32_pthreadVC.h
+  DESTINATION ${header_folder} COMPONENT development)
+if(TARGET plinth_platform)
+  install(DIRECTORY src/platform/include/ DESTINATION ${header_folder}/platform
+    COMPONENT development FILES_MATCHING PATTERN "*.h")
+endif()
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/plinth_w32_system)
+install(EXPORT plinth_w32_system_targets NAMESPACE plinth:: DESTINATION ${package_folder}
+  COMPONENT development)
+configure_package_config_file(cmake/plinth_w32_systemConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/plinth_w32_systemConfig.cmake INSTALL_DESTINATION ${package_folder})
+# Before 1.0 a minor version may change the interface.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/plinth_w32_systemConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/plinth_w32_systemConfig.cmake
+  ${PROJECT_BINARY_DIR}/plinth_w32_systemConfigVersion.cmake
+  DESTINATION ${package_folder} COMPONENT development)
+
+if(TARGET plinth_platform)
+  file(RELATIVE_PATH from_pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+  string(REGEX REPLACE "/$" "" from_pc_to_prefix ${from_pc_to_prefix})
+  configure_file(cmake/plinth_w32_system.pc.in ${PROJECT_BINARY_DIR}/plinth_w32_system.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/plinth_w32_system.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endif()

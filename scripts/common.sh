@@ -1,0 +1,88 @@
+# Shared by the scripts of this folder, which source it: set-up, headings, building.
+#
+# Nothing here asks a question or reads standard input. A set-up that finds everything in place
+# costs one dpkg-query.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+jobs=$(nproc)
+
+if [[ -t 1 && -z ${NO_COLOR:-} ]]; then
+    bold=$'\e[1m' red=$'\e[31m' green=$'\e[32m' plain=$'\e[0m'
+else
+    bold='' red='' green='' plain=''
+fi
+
+heading() { printf '%s== %s%s\n' "$bold" "$*" "$plain"; }
+die() {
+    printf '%s%s%s\n' "$red" "$1" "$plain" >&2
+    shift
+    for line in "$@"; do printf '  %s\n' "$line" >&2; done
+    exit 1
+}
+
+# The packages of packages.txt that are not installed, on one line.
+missing_packages() {
+    local wanted installed
+    wanted=$(sed -e 's/#.*//' -e 's/[[:space:]]//g' -e '/^$/d' scripts/packages.txt)
+    # dpkg-query knows a package by its plain name, also if it was asked for with an architecture.
+    installed=$(dpkg-query -W -f='${db:Status-Status} ${Package}\n' 2>/dev/null |
+        sed -n 's/^installed //p')
+    comm -23 <(sort -u <<<"$wanted") <(sort -u <<<"$installed") | tr '\n' ' '
+}
+
+# Installs what is missing, and nothing else.
+install_packages() {
+    command -v dpkg-query >/dev/null || {
+        echo "This is no Debian system: the packages of scripts/packages.txt are taken to be there." >&2
+        return 0
+    }
+    local missing
+    missing=$(missing_packages)
+    [[ -n ${missing// /} ]] || return 0
+    heading "Installing: $missing"
+    local as_root=()
+    if [[ $EUID -ne 0 ]]; then
+        command -v sudo >/dev/null || die "Packages are missing, and there is no sudo here." \
+            "As root: apt-get install --no-install-recommends $missing"
+        # Where nobody can type a password, sudo is told not to ask for one.
+        if [[ -t 0 ]]; then as_root=(sudo); else as_root=(sudo -n); fi
+    fi
+    local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive
+        apt-get -q -y -o DPkg::Lock::Timeout=300)
+    # shellcheck disable=SC2086 # a list of words
+    { "${apt[@]}" update && "${apt[@]}" install --no-install-recommends $missing; } </dev/null ||
+        die "The packages could not be installed." \
+            "As root: apt-get update && apt-get install --no-install-recommends $missing"
+}
+
+# configure PRESET: once; CMake itself sees later changes when it builds.
+configure() {
+    if [[ -e build && ! -w build ]]; then
+        die "The folder $root/build belongs to another user." \
+            "Remove it, or work in a clone of your own."
+    fi
+    [[ -f build/$1/build.ninja ]] && return 0
+    local output
+    output=$(cmake --preset "$1" 2>&1) || {
+        printf '%s\n' "$output" >&2
+        die "Configuring the preset $1 failed."
+    }
+}
+
+# build PRESET [TARGET...]: configures if need be.
+build() {
+    local preset=$1
+    shift
+    configure "$preset"
+    cmake --build "build/$preset" -j "$jobs" ${1:+--target "$@"} ||
+        die "The build of the preset $preset failed." \
+            "Again: cmake --build build/$preset ${1:+--target $*}"
+}
+
+# The largest file of the checkout, or of the folder if it is none.
+largest_file() {
+    { git ls-files -z 2>/dev/null || find . -path ./build -prune -o -path ./.git -prune -o -type f -print0; } |
+        xargs -0 -r stat --printf='%s %n\n' 2>/dev/null | sort -n | tail -n 1 | cut -d' ' -f2-
+}
