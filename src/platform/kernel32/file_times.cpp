@@ -77,6 +77,8 @@ extern "C" BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIM
     const Pin<FileObject> object(file);
     if (!object)
         return FALSE;
+    if (!object->writable())
+        return fail_with(ERROR_ACCESS_DENIED);
     const timespec times[2] = {access ? to_timespec(*access) : timespec{0, UTIME_OMIT},
                                write ? to_timespec(*write) : timespec{0, UTIME_OMIT}};
     if ((access || write) && sys::futimens(object->fd(), times) != 0)

@@ -156,6 +156,19 @@ size_t wide_from_utf8(const char* text, size_t length, wchar_t* to, size_t capac
         [](char32_t c, wchar_t(&out)[2]) { return put_wide(c, out); });
 }
 
+bool is_utf8(const char* text, size_t length)
+{
+    for (size_t at = 0; at < length;)
+    {
+        const size_t start = at;
+        // A replacement that stands in the text itself takes three bytes, and is good.
+        if (take_utf8(text, length, at) == replacement &&
+            std::string_view(text + start, at - start) != "\xEF\xBF\xBD")
+            return false;
+    }
+    return true;
+}
+
 std::string to_utf8(const wchar_t* text)
 {
     return to_utf8(text, wide_length(text));

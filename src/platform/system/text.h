@@ -22,6 +22,9 @@ size_t utf8_from_wide(const wchar_t* text, size_t length, char* to, size_t capac
 size_t wide_from_utf8(const char* text, size_t length, wchar_t* to, size_t capacity,
                       size_t* written = nullptr);
 
+// Whether the bytes are UTF-8 without a fault.
+bool is_utf8(const char* text, size_t length);
+
 std::string to_utf8(const wchar_t* text);
 std::string to_utf8(const wchar_t* text, size_t length);
 

@@ -1,0 +1,557 @@
+#include "format.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "system/text.h"
+
+namespace platform
+{
+
+namespace
+{
+
+enum class Size : unsigned char
+{
+    none,
+    half_half, // hh: 8 bits
+    half,      // h: 16 bits, or a narrow text
+    word,      // l, w: 32 bits, or a wide text
+    quad,      // ll, I64, j
+    native     // I, z, t: of the size of a pointer
+};
+
+struct Conversion
+{
+    bool left = false;
+    bool plus = false;
+    bool space = false;
+    bool alternate = false;
+    bool zero = false;
+    int width = 0;
+    int precision = -1; // none given
+    Size size = Size::none;
+    char letter = 0;
+};
+
+constexpr int field_limit = 100'000'000; // of a width or precision; more is nonsense
+
+template <class Char> class Sink
+{
+public:
+    Sink(Char* buffer, size_t capacity) : m_buffer(buffer), m_capacity(capacity) {}
+
+    void put(Char c)
+    {
+        if (m_length < m_capacity)
+            m_buffer[m_length] = c;
+        ++m_length;
+    }
+    void repeat(Char c, size_t count)
+    {
+        const size_t room = m_length < m_capacity ? m_capacity - m_length : 0;
+        std::fill_n(m_buffer + std::min(m_length, m_capacity), std::min(count, room), c);
+        m_length += count;
+    }
+    // Characters of either width; a narrow text in a wide sink has one character for each byte's
+    // character (UTF-8), and the reverse.
+    void text(const Char* from, size_t count)
+    {
+        const size_t room = m_length < m_capacity ? m_capacity - m_length : 0;
+        std::copy_n(from, std::min(count, room), m_buffer + std::min(m_length, m_capacity));
+        m_length += count;
+    }
+    void ascii(const char* from, size_t count)
+    {
+        for (size_t i = 0; i < count; ++i)
+            put(static_cast<Char>(static_cast<unsigned char>(from[i])));
+    }
+    size_t length() const { return m_length; }
+
+private:
+    Char* const m_buffer;
+    const size_t m_capacity;
+    size_t m_length = 0;
+};
+
+// An argument list by reference, also where va_list is an array.
+struct Arguments
+{
+    va_list list;
+};
+
+// ---------------------------------------------------------------------------------- directives --
+
+template <class Char> int take_number(const Char*& at)
+{
+    int64_t value = 0;
+    for (; *at >= '0' && *at <= '9'; ++at)
+        value = std::min<int64_t>(value * 10 + (*at - '0'), field_limit);
+    return static_cast<int>(value);
+}
+
+template <class Char> void take_flags(const Char*& at, Conversion& to)
+{
+    for (;; ++at)
+        switch (*at)
+        {
+        case '-':
+            to.left = true;
+            break;
+        case '+':
+            to.plus = true;
+            break;
+        case ' ':
+            to.space = true;
+            break;
+        case '#':
+            to.alternate = true;
+            break;
+        case '0':
+            to.zero = true;
+            break;
+        default:
+            return;
+        }
+}
+
+template <class Char> Size take_size(const Char*& at)
+{
+    switch (*at)
+    {
+    case 'h':
+        if (*++at != 'h')
+            return Size::half;
+        ++at;
+        return Size::half_half;
+    case 'l':
+        if (*++at != 'l')
+            return Size::word;
+        ++at;
+        return Size::quad;
+    case 'w':
+        ++at;
+        return Size::word;
+    case 'j':
+        ++at;
+        return Size::quad;
+    case 'z':
+    case 't':
+        ++at;
+        return Size::native;
+    case 'L':
+        ++at;
+        return Size::none; // long double is double on the system
+    case 'I':
+        if (at[1] == '6' && at[2] == '4')
+        {
+            at += 3;
+            return Size::quad;
+        }
+        if (at[1] == '3' && at[2] == '2')
+        {
+            at += 3;
+            return Size::word;
+        }
+        ++at;
+        return Size::native;
+    default:
+        return Size::none;
+    }
+}
+
+// Reads a directive behind its '%'. The letter is 0 at the end of the format.
+template <class Char> Conversion take_conversion(const Char*& at, Arguments& arguments)
+{
+    Conversion result;
+    take_flags(at, result);
+    if (*at == '*')
+    {
+        ++at;
+        const int width = va_arg(arguments.list, int);
+        result.left |= width < 0;
+        result.width = width < 0 ? (width < -field_limit ? field_limit : -width)
+                                 : std::min(width, field_limit);
+    }
+    else
+        result.width = take_number(at);
+    if (*at == '.')
+    {
+        ++at;
+        if (*at == '*')
+        {
+            ++at;
+            result.precision = std::min(va_arg(arguments.list, int), field_limit);
+        }
+        else
+            result.precision = take_number(at);
+    }
+    result.size = take_size(at);
+    if (*at)
+    {
+        const auto unit = static_cast<unsigned>(*at++);
+        result.letter = unit < 0x80 ? static_cast<char>(unit) : '?';
+    }
+    return result;
+}
+
+// -------------------------------------------------------------------------------------- fields --
+
+template <class Char> void pad(Sink<Char>& sink, Char c, int width, size_t length)
+{
+    if (width > 0 && static_cast<size_t>(width) > length)
+        sink.repeat(c, static_cast<size_t>(width) - length);
+}
+
+// A number: sign or prefix, zeros, digits, in a field.
+template <class Char>
+void put_number(Sink<Char>& sink, const Conversion& how, const char* prefix, size_t prefixLength,
+                size_t zeros, const char* digits, size_t count)
+{
+    const size_t length = prefixLength + zeros + count;
+    if (!how.left)
+        pad(sink, Char(' '), how.width, length);
+    sink.ascii(prefix, prefixLength);
+    sink.repeat(Char('0'), zeros);
+    sink.ascii(digits, count);
+    if (how.left)
+        pad(sink, Char(' '), how.width, length);
+}
+
+uint64_t take_unsigned(Size size, Arguments& arguments)
+{
+    switch (size)
+    {
+    case Size::quad:
+    case Size::native:
+        return va_arg(arguments.list, uint64_t);
+    case Size::half:
+        return static_cast<uint16_t>(va_arg(arguments.list, unsigned));
+    case Size::half_half:
+        return static_cast<uint8_t>(va_arg(arguments.list, unsigned));
+    default:
+        return va_arg(arguments.list, unsigned);
+    }
+}
+
+int64_t take_signed(Size size, Arguments& arguments)
+{
+    switch (size)
+    {
+    case Size::quad:
+    case Size::native:
+        return va_arg(arguments.list, int64_t);
+    case Size::half:
+        return static_cast<int16_t>(va_arg(arguments.list, int));
+    case Size::half_half:
+        return static_cast<int8_t>(va_arg(arguments.list, int));
+    default:
+        return va_arg(arguments.list, int);
+    }
+}
+
+template <class Char> void put_integer(Sink<Char>& sink, Conversion how, Arguments& arguments)
+{
+    char prefix[2];
+    size_t prefixLength = 0;
+    uint64_t value = 0;
+    unsigned radix = 10;
+    const char* symbols = "0123456789abcdef";
+    switch (how.letter)
+    {
+    case 'd':
+    case 'i':
+    {
+        const int64_t number = take_signed(how.size, arguments);
+        value = number < 0 ? 0 - static_cast<uint64_t>(number) : static_cast<uint64_t>(number);
+        if (number < 0)
+            prefix[prefixLength++] = '-';
+        else if (how.plus)
+            prefix[prefixLength++] = '+';
+        else if (how.space)
+            prefix[prefixLength++] = ' ';
+        break;
+    }
+    case 'p':
+        // As the system shows pointers: all digits, upper case.
+        how.size = Size::quad;
+        how.precision = 16;
+        symbols = "0123456789ABCDEF";
+        radix = 16;
+        value = take_unsigned(how.size, arguments);
+        break;
+    case 'X':
+        symbols = "0123456789ABCDEF";
+        [[fallthrough]];
+    case 'x':
+        radix = 16;
+        value = take_unsigned(how.size, arguments);
+        if (how.alternate && value)
+        {
+            prefix[prefixLength++] = '0';
+            prefix[prefixLength++] = how.letter;
+        }
+        break;
+    case 'o':
+        radix = 8;
+        value = take_unsigned(how.size, arguments);
+        break;
+    default:
+        value = take_unsigned(how.size, arguments);
+    }
+
+    char digits[24];
+    char* first = digits + sizeof digits;
+    for (uint64_t rest = value; rest; rest /= radix)
+        *--first = symbols[rest % radix];
+    size_t count = static_cast<size_t>(digits + sizeof digits - first);
+    if (count == 0 && how.precision != 0)
+    {
+        *--first = '0';
+        count = 1;
+    }
+    if (how.letter == 'o' && how.alternate && (count == 0 || *first != '0'))
+    {
+        *--first = '0';
+        ++count;
+    }
+    size_t zeros = 0;
+    if (how.precision >= 0)
+        zeros = static_cast<size_t>(how.precision) > count
+                    ? static_cast<size_t>(how.precision) - count
+                    : 0;
+    else if (how.zero && !how.left && static_cast<size_t>(how.width) > prefixLength + count)
+        zeros = static_cast<size_t>(how.width) - prefixLength - count;
+    put_number(sink, how, prefix, prefixLength, zeros, first, count);
+}
+
+template <class Char> void put_float(Sink<Char>& sink, const Conversion& how, Arguments& arguments)
+{
+    const double value = va_arg(arguments.list, double);
+    // The C library forms the digits; sign, padding and field are done here as for integers.
+    char directive[16];
+    std::snprintf(directive, sizeof directive, "%%%s%s.*%c", how.alternate ? "#" : "",
+                  how.plus    ? "+"
+                  : how.space ? " "
+                              : "",
+                  how.letter);
+    // Any double with the usual precision; more digits go to the heap.
+    char small[400];
+    const int length = std::snprintf(small, sizeof small, directive, how.precision, value);
+    std::unique_ptr<char[]> large;
+    const char* digits = small;
+    if (length < 0)
+        return;
+    if (static_cast<size_t>(length) >= sizeof small)
+    {
+        large.reset(new (std::nothrow) char[static_cast<size_t>(length) + 1]);
+        if (!large)
+            return;
+        std::snprintf(large.get(), static_cast<size_t>(length) + 1, directive, how.precision,
+                      value);
+        digits = large.get();
+    }
+    size_t count = static_cast<size_t>(length);
+    const bool has_sign = *digits == '-' || *digits == '+' || *digits == ' ';
+    const char* const prefix = digits;
+    if (has_sign)
+    {
+        ++digits;
+        --count;
+    }
+    const bool finite = *digits >= '0' && *digits <= '9';
+    size_t zeros = 0;
+    if (how.zero && !how.left && finite && static_cast<size_t>(how.width) > count + has_sign)
+        zeros = static_cast<size_t>(how.width) - count - has_sign;
+    put_number(sink, how, prefix, has_sign, zeros, digits, count);
+}
+
+// How many units of a text count: up to its end and the precision. Nothing is read beyond either.
+template <class Unit> size_t bounded_length(const Unit* text, int precision)
+{
+    const size_t limit = precision < 0 ? SIZE_MAX : static_cast<size_t>(precision);
+    size_t length = 0;
+    while (length < limit && text[length])
+        ++length;
+    return length;
+}
+
+template <class Char>
+void put_own_text(Sink<Char>& sink, const Conversion& how, const Char* text, size_t length)
+{
+    if (!how.left)
+        pad(sink, Char(how.zero ? '0' : ' '), how.width, length);
+    sink.text(text, length);
+    if (how.left)
+        pad(sink, Char(' '), how.width, length);
+}
+
+size_t convert(const char* text, size_t length, wchar_t* to, size_t capacity, size_t* written)
+{
+    return wide_from_utf8(text, length, to, capacity, written);
+}
+
+size_t convert(const wchar_t* text, size_t length, char* to, size_t capacity, size_t* written)
+{
+    return utf8_from_wide(text, length, to, capacity, written);
+}
+
+// The end of the characters that begin in the first part of a text, so that none is split.
+size_t whole_characters(const char* text, size_t from, size_t length)
+{
+    size_t end = std::min(length, from);
+    while (end < length && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
+        ++end;
+    return end;
+}
+
+size_t whole_characters(const wchar_t* text, size_t from, size_t length)
+{
+    size_t end = std::min(length, from);
+    if (end > 0 && end < length && (text[end - 1] & 0xFC00) == 0xD800)
+        ++end;
+    return end;
+}
+
+// A text of the other width. Converted in pieces on the stack, so that none is too long.
+template <class Char, class Other>
+void put_other_text(Sink<Char>& sink, const Conversion& how, const Other* text)
+{
+    const size_t length = bounded_length(text, how.precision);
+    const size_t shown = convert(text, length, static_cast<Char*>(nullptr), 0, nullptr);
+    if (!how.left)
+        pad(sink, Char(how.zero ? '0' : ' '), how.width, shown);
+    constexpr size_t piece = 64;
+    for (size_t at = 0; at < length;)
+    {
+        const size_t end = whole_characters(text, at + piece, length);
+        Char buffer[(piece + 4) * 4];
+        size_t written = 0;
+        convert(text + at, end - at, buffer, sizeof buffer / sizeof *buffer, &written);
+        sink.text(buffer, written);
+        at = end;
+    }
+    if (how.left)
+        pad(sink, Char(' '), how.width, shown);
+}
+
+template <class Char> bool is_wide(const Conversion& how)
+{
+    const bool own = sizeof(Char) == sizeof(wchar_t);
+    if (how.size == Size::half)
+        return false;
+    if (how.size == Size::word)
+        return true;
+    return how.letter == 's' || how.letter == 'c' ? own : !own;
+}
+
+template <class Char, class Unit>
+void put_text(Sink<Char>& sink, const Conversion& how, const Unit* text)
+{
+    static constexpr Char null_text[] = {'(', 'n', 'u', 'l', 'l', ')', 0};
+    if (!text)
+        put_own_text(sink, how, null_text, bounded_length(null_text, how.precision));
+    else if constexpr (sizeof(Char) == sizeof(Unit))
+        put_own_text(sink, how, text, bounded_length(text, how.precision));
+    else
+        put_other_text(sink, how, text);
+}
+
+template <class Char> void put_character(Sink<Char>& sink, Conversion how, Arguments& arguments)
+{
+    const int value = va_arg(arguments.list, int);
+    how.precision = 1;
+    if (is_wide<Char>(how) == (sizeof(Char) == sizeof(wchar_t)))
+    {
+        const Char own = static_cast<Char>(value);
+        put_own_text(sink, how, &own, 1);
+    }
+    else if constexpr (sizeof(Char) == sizeof(wchar_t))
+    {
+        const Char widened = static_cast<Char>(static_cast<unsigned char>(value));
+        put_own_text(sink, how, &widened, 1);
+    }
+    else
+    {
+        const wchar_t wide[2] = {static_cast<wchar_t>(value), L'\0'};
+        put_other_text(sink, how, wide);
+    }
+}
+
+template <class Char>
+void put_conversion(Sink<Char>& sink, const Conversion& how, Arguments& arguments)
+{
+    switch (how.letter)
+    {
+    case 'd':
+    case 'i':
+    case 'u':
+    case 'o':
+    case 'x':
+    case 'X':
+    case 'p':
+        put_integer(sink, how, arguments);
+        break;
+    case 'e':
+    case 'E':
+    case 'f':
+    case 'F':
+    case 'g':
+    case 'G':
+    case 'a':
+    case 'A':
+        put_float(sink, how, arguments);
+        break;
+    case 's':
+    case 'S':
+        if (is_wide<Char>(how))
+            put_text(sink, how, va_arg(arguments.list, const wchar_t*));
+        else
+            put_text(sink, how, va_arg(arguments.list, const char*));
+        break;
+    case 'c':
+    case 'C':
+        put_character(sink, how, arguments);
+        break;
+    case 'n':
+        va_arg(arguments.list, void*); // writing through it is refused
+        break;
+    default:
+        sink.put(static_cast<Char>(how.letter)); // also "%%"
+    }
+}
+
+} // namespace
+
+template <class Char>
+size_t format_text(Char* buffer, size_t capacity, const Char* format, va_list list)
+{
+    Sink<Char> sink(buffer, capacity);
+    Arguments arguments;
+    va_copy(arguments.list, list);
+    for (const Char* at = format; *at;)
+    {
+        const Char* run = at;
+        while (*at && *at != '%')
+            ++at;
+        sink.text(run, static_cast<size_t>(at - run));
+        if (!*at)
+            break;
+        ++at;
+        const Conversion how = take_conversion(at, arguments);
+        if (how.letter)
+            put_conversion(sink, how, arguments);
+    }
+    va_end(arguments.list);
+    return sink.length();
+}
+
+template size_t format_text<char>(char*, size_t, const char*, va_list);
+template size_t format_text<wchar_t>(wchar_t*, size_t, const wchar_t*, va_list);
+
+} // namespace platform
