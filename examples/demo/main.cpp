@@ -1,0 +1,91 @@
+// plinth-demo FILE [THREADS]: counts what is in a file, on several threads, tracing as it goes.
+//
+// The records go to the log and, live, to whoever listens: plinth-trace watch. The summary goes to
+// standard output; its last line names the log file.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <plinth_w32_system.h>
+
+#if __has_include(<plinth_platform.h>)
+#include <plinth_platform.h>
+#endif
+
+#include "workers.h"
+
+namespace
+{
+
+std::vector<wchar_t> wide(const char* text)
+{
+    const int size = QV_Char2WChar(text, -1, nullptr, 0);
+    std::vector<wchar_t> out(static_cast<size_t>(std::max(size, 1)), L'\0');
+    QV_Char2WChar(text, -1, out.data(), size);
+    return out;
+}
+
+// The path of the log as other programs of this system take it; empty if there is no log.
+std::string log_path()
+{
+    const wchar_t* const path = CQvLogFile::GetLogFilename();
+    if (!path)
+        return {};
+    char text[4096];
+#if __has_include(<plinth_platform.h>)
+    if (PlinthNativePath(path, text, sizeof text))
+        return text;
+#endif
+    return QV_WChar2Char(path, -1, text, sizeof text) > 0 ? text : "";
+}
+
+void print_summary(const char* file, const demo::Result& result, unsigned threads, double spent)
+{
+    const demo::Statistics& all = result.statistics;
+    std::printf("file:     %s\n", file);
+    std::printf("bytes:    %llu in %u blocks, %u threads, %.2f ms\n",
+                static_cast<unsigned long long>(all.bytes()), result.blocks, threads, spent);
+    std::printf("lines:    %llu\n", static_cast<unsigned long long>(all.lines()));
+    std::printf("words:    %llu\n", static_cast<unsigned long long>(all.words()));
+    std::printf("CRC-32:   %08x\n", all.crc32());
+    std::printf("entropy:  %.3f bits for each byte\n", all.entropy());
+    std::printf("most:     byte 0x%02x, %llu times\n", all.most_frequent(),
+                static_cast<unsigned long long>(all.count_of(all.most_frequent())));
+    std::printf("log:      %s\n", log_path().c_str());
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const int asked = argc == 3 ? std::atoi(argv[2]) : 0;
+    if (argc < 2 || argc > 3 || (argc == 3 && (asked < 1 || asked > 64)))
+    {
+        std::fprintf(stderr, "usage: plinth-demo FILE [THREADS, 1 to 64]\n");
+        return 2;
+    }
+    const unsigned threads = asked > 0 ? static_cast<unsigned>(asked)
+                                       : std::clamp(std::thread::hardware_concurrency(), 2u, 7u);
+    const std::vector<wchar_t> path = wide(argv[1]);
+
+    DiagOutputExW_hlp(__FILE__, __LINE__);
+    DiagOutputExW(L"|wndid:0| |appnm| begins at |stime| with %s, %u threads (|srcid|)", path.data(),
+                  threads);
+    const double start = QV_GetTimeCounter();
+    const demo::Result result = demo::count_file(path.data(), threads);
+    const double spent = QV_GetTimeCounter() - start;
+    if (result.status != QV_OK)
+    {
+        TraceLastOsErr();
+        std::fprintf(stderr, "plinth-demo: %s can't be read, status %d\n", argv[1], result.status);
+        return 1;
+    }
+    DiagOutputExW_hlp(__FILE__, __LINE__);
+    DiagOutputExW(L"|wndid:0| all done, CRC %08X, %.2f ms; |wnddt| ms since this window's last",
+                  result.statistics.crc32(), spent);
+    print_summary(argv[1], result, threads, spent);
+    return 0;
+}

@@ -1,0 +1,106 @@
+#include "workers.h"
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include <plinth_w32_system.h>
+
+namespace demo
+{
+
+namespace
+{
+
+constexpr uint64_t least_block = 64 << 10;
+constexpr uint64_t most_blocks = 24; // few enough that a person can read the trace
+constexpr size_t buffer_size = 256 << 10;
+
+struct Job
+{
+    const wchar_t* path;
+    uint64_t size;
+    uint64_t block;
+    std::atomic<unsigned> next{0};
+    std::atomic<int> status{QV_OK};
+    std::vector<Statistics> blocks;
+};
+
+// A handle of its own for each worker: the position in the file belongs to the handle.
+int count_block(QvFile file, const Job& job, unsigned index, std::vector<unsigned char>& buffer,
+                Statistics& result)
+{
+    const uint64_t start = index * job.block;
+    uint64_t left = std::min(job.block, job.size - start);
+    if (const int status = QV_SeekFile(file, static_cast<int64_t>(start), 0); status != QV_OK)
+        return status;
+    while (left > 0)
+    {
+        uint64_t done = 0;
+        const int status = QV_ReadFile(file, buffer.data(), std::min<uint64_t>(left, buffer.size()),
+                                       &done, nullptr);
+        if (status != QV_OK)
+            return status;
+        if (done == 0)
+            break; // the file has become shorter meanwhile
+        result.add(buffer.data(), static_cast<size_t>(done));
+        left -= done;
+    }
+    return QV_OK;
+}
+
+void work(Job& job, unsigned worker)
+{
+    QvFile file = nullptr;
+    int status = QV_OpenFile(job.path, QV_OPEN_READ, QV_SHARE_READ | QV_SHARE_WRITE,
+                             QV_SECURITY_DEFAULT, &file);
+    if (status != QV_OK)
+    {
+        job.status = status;
+        return;
+    }
+    std::vector<unsigned char> buffer(buffer_size);
+    const unsigned count = static_cast<unsigned>(job.blocks.size());
+    for (unsigned index = job.next++; index < count && job.status == QV_OK; index = job.next++)
+    {
+        Statistics& block = job.blocks[index];
+        const double start = QV_GetTimeCounter();
+        status = count_block(file, job, index, buffer, block);
+        const double spent = QV_GetTimeCounter() - start;
+        if (status != QV_OK)
+            job.status = status;
+        DiagOutputExW_hlp(__FILE__, __LINE__);
+        DiagOutputExW(L"|wndid:%u| worker %u, thread |thrid|: block %u of %u, %I64u lines, "
+                      L"CRC %08X, %.2f ms; |adt%02u| ms since its last",
+                      worker, worker, index + 1, count, block.lines(), block.crc32(), spent,
+                      worker % 8);
+    }
+    QV_CloseFile(file);
+}
+
+} // namespace
+
+Result count_file(const wchar_t* path, unsigned threads)
+{
+    Job job{};
+    job.path = path;
+    job.status = QV_GetFileSizeFromName(path, &job.size);
+    if (job.status != QV_OK)
+        return {job.status, {}, 0};
+    job.block = std::max(least_block, (job.size + most_blocks - 1) / most_blocks);
+    job.blocks.resize(static_cast<size_t>((job.size + job.block - 1) / job.block));
+
+    std::vector<std::thread> workers;
+    for (unsigned worker = 1; worker <= threads; ++worker)
+        workers.emplace_back(work, std::ref(job), worker);
+    for (std::thread& worker : workers)
+        worker.join();
+
+    Result result{job.status, {}, static_cast<unsigned>(job.blocks.size())};
+    for (const Statistics& block : job.blocks)
+        result.statistics.append(block);
+    return result;
+}
+
+} // namespace demo

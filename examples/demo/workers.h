@@ -1,0 +1,22 @@
+// The threads of plinth-demo: they share out the blocks of a file and trace what they do.
+#pragma once
+
+#include <cstdint>
+
+#include "statistics.h"
+
+namespace demo
+{
+
+struct Result
+{
+    int status; // QV_OK, or that of the first operation that failed
+    Statistics statistics;
+    unsigned blocks;
+};
+
+// Counts the bytes of the file on so many threads. Each worker traces under a window id of its own,
+// 1 and up, with a stopwatch of its own.
+Result count_file(const wchar_t* path, unsigned threads);
+
+} // namespace demo

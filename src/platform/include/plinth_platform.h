@@ -1,0 +1,21 @@
+// What a program may ask of the stand-in itself, beyond the Windows interface. Linux only.
+#ifndef PLINTH_PLATFORM_PLINTH_PLATFORM_H
+#define PLINTH_PLATFORM_PLINTH_PLATFORM_H
+
+#include "windef.h"
+
+#ifdef __cplusplus
+extern "C"
+{
+#endif
+
+    // The native form of a path, for people and for other programs: "C:\var\x" gives "/var/x".
+    // buffer: room for size bytes, UTF-8, terminated. Gives the length without terminator; 0 and
+    // the last error for a path that has no native form, or (ERROR_INSUFFICIENT_BUFFER) no room.
+    PLINTH_PLATFORM_API DWORD WINAPI PlinthNativePath(LPCWSTR path, LPSTR buffer, DWORD size);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,18 @@
+// The commands: each takes its options, does its work and gives the exit code. help holds the text
+// that --help prints.
+#pragma once
+
+#include "options.h"
+
+namespace trace
+{
+
+int watch(Options& options);
+int log(Options& options);
+int settings(Options& options);
+
+extern const char* const watch_help;
+extern const char* const log_help;
+extern const char* const settings_help;
+
+} // namespace trace

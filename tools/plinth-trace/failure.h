@@ -1,0 +1,38 @@
+// How a command ends early: with a message for people and an exit code. Thrown by what finds the
+// problem, reported once, in main.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace trace
+{
+
+// The exit codes of the program; the help text lists them.
+enum ExitCode : int
+{
+    exit_done = 0,
+    exit_failed = 1,
+    exit_usage = 2,
+    exit_channel_taken = 3,
+    exit_timeout = 4,
+};
+
+class Failure : public std::runtime_error
+{
+public:
+    Failure(ExitCode code, const std::string& message) : std::runtime_error(message), m_code(code)
+    {
+    }
+    ExitCode code() const { return m_code; }
+
+private:
+    ExitCode m_code;
+};
+
+// The reader of standard output is gone: the end of the program, and no failure.
+struct OutputClosed
+{
+};
+
+} // namespace trace

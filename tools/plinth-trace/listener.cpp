@@ -1,0 +1,149 @@
+#include "listener.h"
+
+#include <chrono>
+#include <cstring>
+#include <utility>
+
+#include "failure.h"
+#include "text.h"
+
+namespace trace
+{
+
+namespace
+{
+
+// The buffer: the writer's process id, then the text, zero-terminated or filling the rest.
+constexpr size_t buffer_size = 4096;
+constexpr size_t text_offset = 4;
+
+constexpr size_t store_limit = 64 << 20; // bytes of text
+
+// How long the thread waits before it looks whether it is to end. A signal can't wake it: what a
+// signal handler may call doesn't include setting an event.
+constexpr DWORD wait_slice = 100; // ms
+
+} // namespace
+
+Listener::Listener()
+{
+    SECURITY_DESCRIPTOR descriptor;
+    SECURITY_ATTRIBUTES security{sizeof(SECURITY_ATTRIBUTES), &descriptor, FALSE};
+    const auto fail = [this](const char* what)
+    {
+        const DWORD error = GetLastError();
+        release();
+        throw Failure(exit_failed, std::string("the debug string channel can't be had: ") + what +
+                                       ": " + error_text(error));
+    };
+
+    // No access list: any process may write.
+    if (!InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) ||
+        !SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE))
+        fail("security descriptor");
+    SetLastError(ERROR_SUCCESS);
+    m_buffer_ready = CreateEventA(&security, FALSE, FALSE, "DBWIN_BUFFER_READY");
+    if (!m_buffer_ready)
+        fail("DBWIN_BUFFER_READY");
+    if (GetLastError() == ERROR_ALREADY_EXISTS)
+    {
+        release();
+        throw Failure(exit_channel_taken, "another listener has the debug string channel, which "
+                                          "has room for one; end it first");
+    }
+    m_data_ready = CreateEventA(&security, FALSE, FALSE, "DBWIN_DATA_READY");
+    if (!m_data_ready)
+        fail("DBWIN_DATA_READY");
+    m_mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, &security, PAGE_READWRITE, 0, buffer_size,
+                                   "DBWIN_BUFFER");
+    if (!m_mapping)
+        fail("DBWIN_BUFFER");
+    m_buffer = static_cast<const char*>(MapViewOfFile(m_mapping, FILE_MAP_READ, 0, 0, buffer_size));
+    if (!m_buffer)
+        fail("DBWIN_BUFFER view");
+    m_thread = std::thread([this] { run(); });
+}
+
+Listener::~Listener()
+{
+    stop();
+    release();
+}
+
+void Listener::release()
+{
+    if (m_buffer)
+        UnmapViewOfFile(const_cast<char*>(m_buffer));
+    for (const HANDLE object : {m_buffer_ready, m_data_ready, m_mapping})
+        if (object)
+            CloseHandle(object);
+}
+
+void Listener::stop()
+{
+    m_run = false;
+    if (m_thread.joinable())
+        m_thread.join();
+}
+
+bool Listener::next(Record& record, unsigned milliseconds)
+{
+    std::string text;
+    {
+        std::unique_lock lock(m_lock);
+        if (!m_arrived.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                                [this] { return !m_waiting.empty(); }))
+            return false;
+        record = std::move(m_waiting.front());
+        m_waiting.pop_front();
+        m_waiting_bytes -= record.text.size();
+    }
+    record.text = utf8_from_narrow(record.text);
+    if (record.text.ends_with('\n'))
+        record.text.pop_back();
+    if (record.text.ends_with('\r'))
+        record.text.pop_back();
+    return true;
+}
+
+uint64_t Listener::take_lost()
+{
+    const std::lock_guard lock(m_lock);
+    return std::exchange(m_lost, 0);
+}
+
+void Listener::run()
+{
+    SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_TIME_CRITICAL);
+    SetEvent(m_buffer_ready);
+    while (m_run)
+        take(wait_slice);
+    take(0);                  // what was written before the end was asked for
+    SetEvent(m_buffer_ready); // a writer that waits goes on
+}
+
+// Copies a text out and frees the buffer, in this order.
+bool Listener::take(DWORD milliseconds)
+{
+    if (WaitForSingleObject(m_data_ready, milliseconds) != WAIT_OBJECT_0)
+        return false;
+    Record record{};
+    GetSystemTime(&record.time);
+    std::memcpy(&record.process, m_buffer, sizeof record.process);
+    const char* const text = m_buffer + text_offset;
+    record.text.assign(text, strnlen(text, buffer_size - text_offset));
+    SetEvent(m_buffer_ready);
+
+    const std::lock_guard lock(m_lock);
+    if (m_waiting_bytes + record.text.size() > store_limit)
+        ++m_lost;
+    else
+    {
+        m_waiting_bytes += record.text.size();
+        m_waiting.push_back(std::move(record));
+        m_arrived.notify_one();
+    }
+    return true;
+}
+
+} // namespace trace

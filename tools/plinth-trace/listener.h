@@ -1,0 +1,62 @@
+// The listening end of the debug string channel.
+//
+// Whoever traces waits until the channel's one buffer is free. Therefore a thread of its own does
+// nothing but copy a text and free the buffer; the texts wait in a store of limited size, so that
+// output that is slow, or stopped with Ctrl-S, holds up no program. When the store is full, texts
+// are dropped and counted.
+//
+// The library has a listener too (CQvDebugOutputCapture). This one also takes the writer's process
+// id and the whole of a text of more than 1,023 bytes, and comes without opening a log.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <thread>
+
+#include "record.h"
+
+namespace trace
+{
+
+class Listener
+{
+public:
+    // Takes the channel and starts to listen. Failure: exit_channel_taken if another listener has
+    // it, exit_failed if the objects can't be made.
+    Listener();
+    ~Listener();
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+
+    // The next text in order of arrival; false if none came in so many milliseconds.
+    bool next(Record& record, unsigned milliseconds);
+
+    // Stops listening; texts that were written before still come out of next.
+    void stop();
+
+    // The texts that were dropped since the last call.
+    uint64_t take_lost();
+
+private:
+    void run();
+    bool take(DWORD milliseconds);
+    void release();
+
+    HANDLE m_buffer_ready = nullptr; // set: writers may fill the buffer
+    HANDLE m_data_ready = nullptr;   // set: the buffer holds a text
+    HANDLE m_mapping = nullptr;
+    const char* m_buffer = nullptr;
+    std::atomic<bool> m_run{true};
+    std::thread m_thread;
+
+    std::mutex m_lock; // guards what follows
+    std::condition_variable m_arrived;
+    std::deque<Record> m_waiting;
+    size_t m_waiting_bytes = 0;
+    uint64_t m_lost = 0;
+};
+
+} // namespace trace

@@ -1,0 +1,211 @@
+#include "log_files.h"
+
+#include <algorithm>
+#include <array>
+
+#include <shlobj.h>
+
+#include "failure.h"
+
+namespace trace
+{
+
+namespace
+{
+
+constexpr size_t block_size = 64 << 10;
+
+bool is_number(std::string_view text)
+{
+    return !text.empty() &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+} // namespace
+
+bool parse_log_name(std::string_view name, LogName& result)
+{
+    constexpr std::string_view base = "qvapp_";
+    constexpr std::string_view extension = ".log";
+    if (!name.starts_with(base) || !name.ends_with(extension))
+        return false;
+    name.remove_prefix(base.size());
+    if (name.size() < 10 + extension.size())
+        return false;
+    const std::string_view date = name.substr(0, 10);
+    std::string_view number = name.substr(10, name.size() - 10 - extension.size());
+    if (!is_number(date.substr(0, 4)) || date[4] != '-' || !is_number(date.substr(5, 2)) ||
+        date[7] != '-' || !is_number(date.substr(8, 2)))
+        return false;
+    result.date = date;
+    result.number = 0;
+    if (number.empty())
+        return true;
+    if (!number.starts_with("_(") || !number.ends_with(')'))
+        return false;
+    number = number.substr(2, number.size() - 3);
+    if (!is_number(number) || number.size() > 9)
+        return false;
+    for (const char digit : number)
+        result.number = result.number * 10 + static_cast<uint64_t>(digit - '0');
+    return true;
+}
+
+std::string default_log_folder()
+{
+    wchar_t folder[MAX_PATH] = {};
+    if (SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, folder) != S_OK)
+        throw Failure(exit_failed, "the common application data folder can't be found");
+    return utf8_from_wide(folder) + "\\Quorvane\\Platform\\Logfiles";
+}
+
+std::vector<LogName> find_logs(const std::string& folder)
+{
+    std::vector<LogName> logs;
+    WIN32_FIND_DATAW entry;
+    const WideText pattern = wide_from_utf8(folder + "\\qvapp_*.log");
+    const HANDLE search = FindFirstFileW(pattern.data(), &entry);
+    if (search == INVALID_HANDLE_VALUE)
+    {
+        const DWORD error = GetLastError();
+        if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ||
+            error == ERROR_NO_MORE_FILES)
+            return logs;
+        throw Failure(exit_failed, "the log folder " + native_path(wide_from_utf8(folder).data()) +
+                                       " can't be read: " + error_text(error));
+    }
+    do
+    {
+        LogName log;
+        const std::string name = utf8_from_wide(entry.cFileName);
+        if (parse_log_name(name, log))
+        {
+            log.path = folder + "\\" + name;
+            logs.push_back(std::move(log));
+        }
+    } while (FindNextFileW(search, &entry));
+    FindClose(search);
+    std::sort(logs.begin(), logs.end());
+    return logs;
+}
+
+LogFile::LogFile(const LogName& name) : m_name(name)
+{
+    const WideText path = wide_from_utf8(name.path);
+    m_file = CreateFileW(path.data(), GENERIC_READ,
+                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (m_file == INVALID_HANDLE_VALUE)
+        throw Failure(exit_failed, "the log file " + native_path(path.data()) +
+                                       " can't be opened: " + error_text(GetLastError()));
+}
+
+LogFile::~LogFile()
+{
+    CloseHandle(m_file);
+}
+
+uint64_t LogFile::size() const
+{
+    DWORD high = 0;
+    const DWORD low = GetFileSize(m_file, &high);
+    return uint64_t{high} << 32 | low;
+}
+
+size_t LogFile::read_at(uint64_t offset, char* buffer, size_t size) const
+{
+    LONG high = static_cast<LONG>(offset >> 32);
+    DWORD done = 0;
+    SetLastError(ERROR_SUCCESS);
+    if ((SetFilePointer(m_file, static_cast<LONG>(offset & 0xffffffff), &high, FILE_BEGIN) ==
+             INVALID_SET_FILE_POINTER &&
+         GetLastError() != ERROR_SUCCESS) ||
+        !ReadFile(m_file, buffer, static_cast<DWORD>(size), &done, nullptr))
+        throw Failure(exit_failed, "the log file " +
+                                       native_path(wide_from_utf8(m_name.path).data()) +
+                                       " can't be read: " + error_text(GetLastError()));
+    return done;
+}
+
+// Asked anew each time: a file may have been empty when it was opened.
+bool LogFile::is_wide()
+{
+    char mark[2];
+    return read_at(0, mark, sizeof mark) == 2 && mark[0] == '\xff' && mark[1] == '\xfe';
+}
+
+void LogFile::seek_last_lines(uint64_t lines)
+{
+    const uint64_t unit = is_wide() ? 2 : 1;
+    const uint64_t end = size() / unit * unit;
+    std::vector<char> block(block_size);
+    uint64_t block_start = end; // what the block holds
+    size_t block_length = 0;
+
+    // Goes back block by block; unit divides the size of a block.
+    const auto previous_line_end = [&](uint64_t before)
+    {
+        uint64_t at = before;
+        while (at > 0)
+        {
+            if (at <= block_start || at > block_start + block_length)
+            {
+                block_start = (at - 1) / block_size * block_size;
+                block_length =
+                    read_at(block_start, block.data(), static_cast<size_t>(at - block_start));
+                if (at > block_start + block_length)
+                    return uint64_t{0}; // the file became shorter
+            }
+            at -= unit;
+            const char* const c = block.data() + (at - block_start);
+            if (c[0] == '\n' && (unit == 1 || c[1] == 0))
+                return at + unit;
+        }
+        return uint64_t{0};
+    };
+    m_offset = end;
+    if (lines > 0 && previous_line_end(end) == end)
+        m_offset -= unit; // the last line end begins no line
+    for (uint64_t i = 1; i <= lines && m_offset > 0; ++i)
+    {
+        m_offset = previous_line_end(m_offset);
+        if (i < lines && m_offset > 0)
+            m_offset -= unit;
+    }
+}
+
+std::string LogFile::read()
+{
+    std::vector<char> block(block_size);
+    const bool wide = is_wide();
+    size_t length = read_at(m_offset, block.data(), block.size());
+    if (!wide)
+    {
+        // The two halves of a line end stay together, as below those of a character.
+        if (length > 0 && block[length - 1] == '\r')
+            --length;
+        m_offset += length;
+        std::string out;
+        out.reserve(length);
+        for (size_t i = 0; i < length; ++i)
+            append_utf8(out, static_cast<unsigned char>(block[i]));
+        return out;
+    }
+
+    const bool at_mark = m_offset == 0;
+    WideText units;
+    units.reserve(length / 2);
+    for (size_t i = at_mark ? 2 : 0; i + 1 < length; i += 2)
+        units.push_back(static_cast<wchar_t>(static_cast<unsigned char>(block[i]) |
+                                             static_cast<unsigned char>(block[i + 1]) << 8));
+    length &= ~size_t{1};
+    if (!units.empty() && ((units.back() & 0xfc00) == 0xd800 || units.back() == '\r'))
+    {
+        units.pop_back();
+        length -= 2;
+    }
+    m_offset += length;
+    return utf8_from_wide(units.data(), units.size());
+}
+
+} // namespace trace

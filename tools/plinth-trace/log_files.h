@@ -1,0 +1,66 @@
+// The log files of a folder: which there are, which is the newest, and what they say.
+//
+// The names are qvapp_YYYY-MM-DD.log and qvapp_YYYY-MM-DD_(NNNN).log; a file is ANSI (one byte for
+// each character, the low byte of it) or, beginning with FF FE, UTF-16.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "text.h"
+
+namespace trace
+{
+
+struct LogName
+{
+    std::string date; // YYYY-MM-DD
+    uint64_t number = 0;
+    std::string path; // UTF-8, as the Windows interface takes it
+
+    // By age: a later day, or on one day a higher number, is newer.
+    friend std::strong_ordering operator<=>(const LogName&, const LogName&) = default;
+};
+
+// The date and number of a name that is a log file's; path stays empty. False for any other name.
+bool parse_log_name(std::string_view name, LogName& result);
+
+// Where programs log that have named no folder of their own: no separator at the end.
+std::string default_log_folder();
+
+// The log files of the folder, oldest first; none if there is no such folder.
+std::vector<LogName> find_logs(const std::string& folder);
+
+// One log file, open for reading. Programs may go on writing to it, and remove it.
+class LogFile
+{
+public:
+    // Failure if the file can't be opened.
+    explicit LogFile(const LogName& name);
+    ~LogFile();
+    LogFile(const LogFile&) = delete;
+    LogFile& operator=(const LogFile&) = delete;
+
+    const LogName& name() const { return m_name; }
+
+    // Moves to where the last so many lines begin.
+    void seek_last_lines(uint64_t lines);
+
+    // The next part of the text as UTF-8, empty at the end; later there may be more.
+    std::string read();
+
+private:
+    size_t read_at(uint64_t offset, char* buffer, size_t size) const;
+    uint64_t size() const;
+    bool is_wide();
+
+    LogName m_name;
+    HANDLE m_file;
+    uint64_t m_offset = 0; // of the first byte that was not read yet
+};
+
+} // namespace trace

@@ -1,0 +1,108 @@
+// plinth-trace: shows what programs trace, live or from the log, and the settings of the log.
+//
+// This file finds the command and reports how it ended.
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "failure.h"
+#include "terminal.h"
+#include "text.h"
+
+namespace
+{
+
+struct Command
+{
+    const char* name;
+    int (*run)(trace::Options& options);
+    const char* const& help;
+};
+
+const Command commands[] = {
+    {"watch", trace::watch, trace::watch_help},
+    {"log", trace::log, trace::log_help},
+    {"settings", trace::settings, trace::settings_help},
+};
+
+const char* const general_help =
+    "usage: plinth-trace COMMAND [OPTION...]\n"
+    "\n"
+    "  watch      show trace records live, as programs make them\n"
+    "  log        show the log file, or where it is\n"
+    "  settings   show and change the log's settings\n"
+    "\n"
+    "  --help     this text; behind a command, that command's options\n"
+    "  --version  the version\n"
+    "\n"
+    "exit codes:\n"
+    "  0  done, also if Ctrl-C or the reader of the output ended it\n"
+    "  1  failed; standard error says why\n"
+    "  2  an option that is not understood\n"
+    "  3  watch: another listener has the debug string channel\n"
+    "  4  watch: the time was over before the number of records was reached\n";
+
+int run(std::vector<std::string> arguments)
+{
+    const std::string first = arguments.empty() ? "" : arguments.front();
+    if (first == "--help" || first == "-h")
+    {
+        trace::put(general_help);
+        return trace::exit_done;
+    }
+    if (first == "--version")
+    {
+        trace::put("plinth-trace " PLINTH_VERSION "\n");
+        return trace::exit_done;
+    }
+    for (const Command& command : commands)
+    {
+        if (first != command.name)
+            continue;
+        arguments.erase(arguments.begin());
+        if (std::find(arguments.begin(), arguments.end(), "--help") != arguments.end())
+        {
+            trace::put(command.help);
+            return trace::exit_done;
+        }
+        trace::Options options(command.name, std::move(arguments));
+        return command.run(options);
+    }
+    if (first.empty())
+        std::fputs(general_help, stderr);
+    else
+        trace::note("there is no command \"" + first + "\"; see plinth-trace --help");
+    return trace::exit_usage;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    trace::prepare_terminal();
+    try
+    {
+        std::vector<std::string> arguments;
+        for (int i = 1; i < argc; ++i)
+            arguments.push_back(trace::utf8_from_narrow(argv[i]));
+        return run(std::move(arguments));
+    }
+    catch (const trace::OutputClosed&)
+    {
+        return trace::exit_done;
+    }
+    catch (const trace::Failure& failure)
+    {
+        trace::note(failure.what());
+        return failure.code();
+    }
+    catch (const std::exception& error)
+    {
+        trace::note(error.what());
+        return trace::exit_failed;
+    }
+}

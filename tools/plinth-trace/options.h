@@ -1,0 +1,39 @@
+// The arguments of the program, taken one by one by the command that knows them.
+//
+// A command takes its values first, then its flags, then calls finish(), which refuses what nobody
+// took. Both "--name value" and "--name=value" are understood. Whatever is wrong with an argument
+// is a Failure with exit_usage and says which one it was.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace trace
+{
+
+class Options
+{
+public:
+    // command: for messages. The arguments are those behind it, in UTF-8.
+    Options(std::string command, std::vector<std::string> arguments);
+
+    std::optional<std::string> take_value(std::string_view name);
+    std::optional<int64_t> take_number(std::string_view name, int64_t least, int64_t most);
+    // The whole number that the value of an option is.
+    int64_t number_of(std::string_view name, const std::string& text, int64_t least,
+                      int64_t most) const;
+    std::optional<double> take_seconds(std::string_view name);
+    bool take_flag(std::string_view name);
+    void finish() const;
+
+    [[noreturn]] void refuse(const std::string& why) const;
+
+private:
+    std::string m_command;
+    std::vector<std::string> m_rest;
+};
+
+} // namespace trace
