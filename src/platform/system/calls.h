@@ -19,6 +19,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
@@ -192,6 +193,18 @@ inline int chdir(const char* path)
 inline int statvfs(const char* path, struct statvfs* result)
 {
     return intercepted("statvfs") ? -1 : ::statvfs(path, result);
+}
+inline int statfs(const char* path, struct statfs* result)
+{
+    return intercepted("statfs") ? -1 : ::statfs(path, result);
+}
+inline int duplicate(int fd)
+{
+    return intercepted("dup") ? -1 : ::fcntl(fd, F_DUPFD_CLOEXEC, 0);
+}
+inline int memfd_create(const char* name)
+{
+    return intercepted("memfd_create") ? -1 : ::memfd_create(name, MFD_CLOEXEC);
 }
 inline ssize_t fgetxattr(int fd, const char* name, void* value, size_t size)
 {

@@ -1,0 +1,213 @@
+// Copying, moving and deleting files by name.
+//
+// A copy is made under a temporary name beside its target and renamed, so that a failure leaves the
+// old target whole and no half file behind. No file that is held open through this interface can be
+// moved or deleted: none of its opens share deletion.
+#include <atomic>
+#include <cstdio>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "path.h"
+#include "share_modes.h"
+#include "system/calls.h"
+#include "system/last_error.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+constexpr mode_t any_write_bit = 0222;
+constexpr size_t copy_piece = size_t{1} << 20;
+
+class Descriptor
+{
+public:
+    explicit Descriptor(int fd) : m_fd(fd) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor()
+    {
+        if (m_fd >= 0)
+            sys::close(m_fd);
+    }
+    operator int() const { return m_fd; }
+
+private:
+    const int m_fd;
+};
+
+bool is_read_only(const struct stat& found)
+{
+    return S_ISREG(found.st_mode) && (found.st_mode & any_write_bit) == 0;
+}
+
+// Moves the content. 0 or an errno.
+int copy_content(int from, int to)
+{
+    // In the kernel where both file systems can; a result of 0 at the very start may also mean that
+    // this file has no size to go by (as in /proc), so the ordinary way has the last word.
+    for (;;)
+    {
+        const ssize_t count = sys::copy_file_range(from, to, copy_piece * 64);
+        if (count > 0)
+            continue;
+        if (count == 0)
+            break;
+        if (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP ||
+            errno == EBADF)
+            break;
+        return errno;
+    }
+    const std::unique_ptr<char[]> buffer(new (std::nothrow) char[copy_piece]);
+    if (!buffer)
+        return ENOMEM;
+    for (;;)
+    {
+        const ssize_t got = sys::read(from, buffer.get(), copy_piece);
+        if (got <= 0)
+            return got == 0 ? 0 : errno;
+        for (ssize_t put = 0; put < got;)
+        {
+            const ssize_t count =
+                sys::write(to, buffer.get() + put, static_cast<size_t>(got - put));
+            if (count <= 0)
+                return count == 0 ? EIO : errno;
+            put += count;
+        }
+    }
+}
+
+// A name beside the target that no other copy of this or another process uses.
+std::string temporary_beside(const std::string& target)
+{
+    static std::atomic<unsigned> number{0};
+    char tail[64];
+    std::snprintf(tail, sizeof tail, ".plinth-copy-%d-%u", getpid(), ++number);
+    const size_t slash = target.rfind('/');
+    return (slash == std::string::npos ? "" : target.substr(0, slash + 1)) + tail;
+}
+
+// Renames without replacing. Not every file system can do that in one step.
+int rename_to_new(const char* from, const char* to)
+{
+    if (sys::renameat2(from, to, RENAME_NOREPLACE) == 0)
+        return 0;
+    if (errno != EINVAL && errno != ENOSYS)
+        return -1;
+    struct stat found;
+    if (sys::lstat(to, &found) == 0)
+    {
+        errno = EEXIST;
+        return -1;
+    }
+    return sys::rename(from, to);
+}
+
+// What may stand in the way of replacing a target. 0 or a system error.
+DWORD replace_blocked(const char* target)
+{
+    struct stat found;
+    if (sys::stat(target, &found) != 0)
+        return 0;
+    if (!S_ISREG(found.st_mode) || is_read_only(found))
+        return ERROR_ACCESS_DENIED;
+    return delete_blocked(target);
+}
+
+DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfExists)
+{
+    const Descriptor from(sys::open(source.c_str(), O_RDONLY));
+    struct stat found;
+    if (from < 0)
+        return errno == ENOENT ? source.not_found_error() : system_error(errno);
+    if (sys::fstat(from, &found) != 0)
+        return system_error(errno);
+    if (S_ISDIR(found.st_mode))
+        return ERROR_ACCESS_DENIED;
+    if (const DWORD error = claim_share(from, {true, false, true, true}))
+        return error;
+    struct stat old;
+    const bool exists = sys::stat(target.c_str(), &old) == 0;
+    if (exists && failIfExists)
+        return ERROR_FILE_EXISTS;
+    if (exists && old.st_dev == found.st_dev && old.st_ino == found.st_ino)
+        return ERROR_SHARING_VIOLATION; // onto itself
+    if (const DWORD error = replace_blocked(target.c_str()))
+        return error;
+
+    const std::string temporary = temporary_beside(target.c_str());
+    const Descriptor to(sys::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600));
+    if (to < 0)
+        return errno == ENOENT ? ERROR_PATH_NOT_FOUND : system_error(errno);
+    int error = copy_content(from, to);
+    const timespec times[2] = {{0, UTIME_OMIT}, found.st_mtim};
+    if (!error && (sys::fchmod(to, found.st_mode & 0777) != 0 || sys::futimens(to, times) != 0))
+        error = errno;
+    if (!error && (failIfExists ? rename_to_new(temporary.c_str(), target.c_str())
+                                : sys::rename(temporary.c_str(), target.c_str())) != 0)
+        error = errno;
+    if (error)
+        sys::unlink(temporary.c_str());
+    return system_error(error);
+}
+
+} // namespace
+
+extern "C" BOOL CopyFileW(LPCWSTR source, LPCWSTR target, BOOL failIfExists)
+{
+    const NativePath from(source);
+    if (!from.ok())
+        return FALSE;
+    const NativePath to(target);
+    if (!to.ok())
+        return FALSE;
+    try
+    {
+        const DWORD error = copy_file(from, to, failIfExists != 0);
+        return error == 0 ? TRUE : fail_with(error);
+    }
+    catch (const std::bad_alloc&)
+    {
+        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+    }
+}
+
+extern "C" BOOL MoveFileExW(LPCWSTR source, LPCWSTR target, DWORD flags)
+{
+    const NativePath from(source);
+    if (!from.ok())
+        return FALSE;
+    const NativePath to(target);
+    if (!to.ok())
+        return FALSE;
+    if (const DWORD error = delete_blocked(from.c_str()))
+        return fail_with(error);
+    if ((flags & MOVEFILE_REPLACE_EXISTING) == 0)
+        return rename_to_new(from.c_str(), to.c_str()) == 0 ? TRUE
+                                                            : from.fail(errno, Context::directory);
+    struct stat moved;
+    if (sys::lstat(from.c_str(), &moved) != 0)
+        return from.fail(errno);
+    if (const DWORD error = replace_blocked(to.c_str()))
+        return fail_with(error);
+    return sys::rename(from.c_str(), to.c_str()) == 0 ? TRUE : to.fail(errno);
+}
+
+extern "C" BOOL DeleteFileW(LPCWSTR path)
+{
+    const NativePath native(path);
+    struct stat found;
+    if (!native.ok())
+        return FALSE;
+    if (sys::lstat(native.c_str(), &found) != 0)
+        return native.fail(errno);
+    if (S_ISDIR(found.st_mode) || is_read_only(found))
+        return fail_with(ERROR_ACCESS_DENIED);
+    if (const DWORD error = delete_blocked(native.c_str()))
+        return fail_with(error);
+    return sys::unlink(native.c_str()) == 0 ? TRUE : native.fail(errno);
+}

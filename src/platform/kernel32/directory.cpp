@@ -1,0 +1,57 @@
+// Making, removing and changing directories.
+#include <string>
+
+#include "path.h"
+#include "system/calls.h"
+#include "system/last_error.h"
+#include "system/text.h"
+#include "windows.h"
+
+using namespace platform;
+
+extern "C" BOOL CreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES)
+{
+    const NativePath native(path);
+    if (!native.ok())
+        return FALSE;
+    if (sys::mkdir(native.c_str(), 0777) == 0)
+        return TRUE;
+    // Below something that is missing, the path is what can't be found.
+    return fail_with(errno == ENOENT ? ERROR_PATH_NOT_FOUND
+                                     : system_error(errno, Context::directory));
+}
+
+extern "C" BOOL RemoveDirectoryW(LPCWSTR path)
+{
+    const NativePath native(path);
+    if (!native.ok())
+        return FALSE;
+    struct stat found;
+    // A link to a directory is a directory to its users; what goes is the link.
+    const bool is_link = sys::lstat(native.c_str(), &found) == 0 && S_ISLNK(found.st_mode);
+    if (is_link && sys::stat(native.c_str(), &found) == 0 && S_ISDIR(found.st_mode))
+        return sys::unlink(native.c_str()) == 0 ? TRUE : native.fail(errno);
+    if (sys::rmdir(native.c_str()) == 0)
+        return TRUE;
+    return errno == ENOTDIR && sys::lstat(native.c_str(), &found) == 0 ? fail_with(ERROR_DIRECTORY)
+                                                                       : native.fail(errno);
+}
+
+extern "C" DWORD GetCurrentDirectoryW(DWORD size, LPWSTR buffer)
+{
+    char current[native_path_limit];
+    if (!sys::getcwd(current, sizeof current))
+    {
+        fail_errno(errno);
+        return 0;
+    }
+    return copy_to_caller(windows_path(current), buffer, size);
+}
+
+extern "C" BOOL SetCurrentDirectoryW(LPCWSTR path)
+{
+    const NativePath native(path);
+    if (!native.ok())
+        return FALSE;
+    return sys::chdir(native.c_str()) == 0 ? TRUE : native.fail(errno);
+}

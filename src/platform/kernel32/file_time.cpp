@@ -1,0 +1,178 @@
+// File times, calendar times and local time.
+#include <ctime>
+
+#include "file_stamp.h"
+#include "system/clock.h"
+#include "system/faults.h"
+#include "system/last_error.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+constexpr int64_t ticks_per_second = 10'000'000;
+constexpr int64_t seconds_per_day = 86'400;
+constexpr int64_t days_to_1970 = 134'774; // from 1 January 1601
+constexpr unsigned first_year = 1601;
+constexpr unsigned last_year = 30'827; // what a file time can hold
+
+int64_t ticks_of(const FILETIME& time)
+{
+    return static_cast<int64_t>((static_cast<uint64_t>(time.dwHighDateTime) << 32) |
+                                time.dwLowDateTime);
+}
+
+FILETIME from_ticks(int64_t ticks)
+{
+    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+}
+
+bool is_leap(unsigned year)
+{
+    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+}
+
+unsigned days_in(unsigned month, unsigned year)
+{
+    static constexpr unsigned days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    return month == 2 && is_leap(year) ? 29 : days[month - 1];
+}
+
+// Days from 1 January 1601, a Monday and the first day of a 400-year cycle.
+int64_t days_before_year(unsigned year)
+{
+    const int64_t past = static_cast<int64_t>(year) - first_year;
+    return past * 365 + past / 4 - past / 100 + past / 400;
+}
+
+bool is_date(const SYSTEMTIME& time)
+{
+    return time.wYear >= first_year && time.wYear <= last_year && time.wMonth >= 1 &&
+           time.wMonth <= 12 && time.wDay >= 1 && time.wDay <= days_in(time.wMonth, time.wYear) &&
+           time.wHour < 24 && time.wMinute < 60 && time.wSecond < 60 && time.wMilliseconds < 1000;
+}
+
+// Broken-down time to seconds since 1970 as if it were UTC.
+int64_t seconds_as_utc(const struct tm& time)
+{
+    int64_t days = days_before_year(static_cast<unsigned>(time.tm_year + 1900)) - days_to_1970;
+    days += time.tm_yday;
+    return ((days * 24 + time.tm_hour) * 60 + time.tm_min) * 60 + time.tm_sec;
+}
+
+void to_system_time(const timespec& now, SYSTEMTIME* result)
+{
+    const FILETIME time = to_file_time(now.tv_sec, now.tv_nsec);
+    FileTimeToSystemTime(&time, result);
+}
+
+} // namespace
+
+extern "C" BOOL SystemTimeToFileTime(const SYSTEMTIME* time, LPFILETIME result)
+{
+    if (!time || !result || !is_date(*time))
+        return fail_with(ERROR_INVALID_PARAMETER);
+    int64_t days = days_before_year(time->wYear) + time->wDay - 1;
+    for (unsigned month = 1; month < time->wMonth; ++month)
+        days += days_in(month, time->wYear);
+    const int64_t seconds = ((days * 24 + time->wHour) * 60 + time->wMinute) * 60 + time->wSecond;
+    *result = from_ticks(seconds * ticks_per_second + time->wMilliseconds * int64_t{10'000});
+    return TRUE;
+}
+
+extern "C" BOOL FileTimeToSystemTime(const FILETIME* time, LPSYSTEMTIME result)
+{
+    int error = 0;
+    if (api_fault("FileTimeToSystemTime", error))
+        return fail_with(static_cast<DWORD>(error));
+    if (!time || !result || ticks_of(*time) < 0)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    const int64_t ticks = ticks_of(*time);
+    const int64_t seconds = ticks / ticks_per_second;
+    int64_t days = seconds / seconds_per_day;
+    const int64_t in_day = seconds % seconds_per_day;
+
+    unsigned year = first_year + static_cast<unsigned>(days / 366); // at most a few too early
+    while (days_before_year(year + 1) <= days)
+        ++year;
+    result->wDayOfWeek = static_cast<WORD>((days + 1) % 7);
+    days -= days_before_year(year);
+    unsigned month = 1;
+    while (days >= days_in(month, year))
+        days -= days_in(month++, year);
+    result->wYear = static_cast<WORD>(year);
+    result->wMonth = static_cast<WORD>(month);
+    result->wDay = static_cast<WORD>(days + 1);
+    result->wHour = static_cast<WORD>(in_day / 3600);
+    result->wMinute = static_cast<WORD>(in_day / 60 % 60);
+    result->wSecond = static_cast<WORD>(in_day % 60);
+    result->wMilliseconds = static_cast<WORD>(ticks / 10'000 % 1000);
+    return TRUE;
+}
+
+// Both use the zone's rules of the moment in question, so that a time that was set comes back over
+// any change of daylight saving time.
+extern "C" BOOL FileTimeToLocalFileTime(const FILETIME* time, LPFILETIME local)
+{
+    int error = 0;
+    if (api_fault("FileTimeToLocalFileTime", error))
+        return fail_with(static_cast<DWORD>(error));
+    if (!time || !local || ticks_of(*time) < 0)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    const time_t seconds = to_timespec(*time).tv_sec;
+    struct tm broken;
+    if (!localtime_r(&seconds, &broken))
+        return fail_with(ERROR_INVALID_PARAMETER);
+    *local = from_ticks(ticks_of(*time) + (seconds_as_utc(broken) - seconds) * ticks_per_second);
+    return TRUE;
+}
+
+extern "C" BOOL LocalFileTimeToFileTime(const FILETIME* local, LPFILETIME result)
+{
+    SYSTEMTIME calendar;
+    if (!local || !result || !FileTimeToSystemTime(local, &calendar))
+        return fail_with(ERROR_INVALID_PARAMETER);
+    struct tm broken = {};
+    broken.tm_year = calendar.wYear - 1900;
+    broken.tm_mon = calendar.wMonth - 1;
+    broken.tm_mday = calendar.wDay;
+    broken.tm_hour = calendar.wHour;
+    broken.tm_min = calendar.wMinute;
+    broken.tm_sec = calendar.wSecond;
+    broken.tm_isdst = -1;
+    broken.tm_wday = -1; // mktime sets it if it can convert
+    const time_t seconds = mktime(&broken);
+    if (seconds == -1 && broken.tm_wday == -1)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    const int64_t below_a_second = ticks_of(*local) % ticks_per_second;
+    const FILETIME whole = to_file_time(seconds, 0);
+    if (ticks_of(whole) < 0)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    *result = from_ticks(ticks_of(whole) + below_a_second);
+    return TRUE;
+}
+
+extern "C" void GetSystemTimeAsFileTime(LPFILETIME time)
+{
+    timespec now = {};
+    wall_clock(now);
+    *time = to_file_time(now.tv_sec, now.tv_nsec);
+}
+
+extern "C" void GetSystemTime(LPSYSTEMTIME time)
+{
+    timespec now = {};
+    wall_clock(now);
+    to_system_time(now, time);
+}
+
+extern "C" void GetLocalTime(LPSYSTEMTIME time)
+{
+    FILETIME utc;
+    FILETIME local;
+    GetSystemTimeAsFileTime(&utc);
+    if (FileTimeToLocalFileTime(&utc, &local))
+        FileTimeToSystemTime(&local, time);
+}

@@ -1,0 +1,271 @@
+// Directory searches.
+//
+// The names are read and sorted at once, as the native file system gives them: by folded
+// characters, without a locale. What the entries are is asked one at a time, when they are given
+// out; an entry that has gone by then is passed over.
+#include <algorithm>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "file_attributes.h"
+#include "file_stamp.h"
+#include "handle_table.h"
+#include "path.h"
+#include "system/calls.h"
+#include "system/last_error.h"
+#include "system/text.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+constexpr size_t name_limit = MAX_PATH; // characters, terminator included
+
+bool is_separator(wchar_t c)
+{
+    return c == L'\\' || c == L'/';
+}
+
+// '*' stands for any characters and '?' for one. Folded; no recursion, so no pattern is too deep.
+bool matches(const wchar_t* name, const wchar_t* pattern)
+{
+    const wchar_t* star = nullptr; // the last '*', and where its text ends so far
+    const wchar_t* covered = nullptr;
+    while (*name)
+    {
+        if (*pattern == L'*')
+        {
+            star = pattern++;
+            covered = name;
+        }
+        else if (*pattern == L'?' || (*pattern && fold_case(*pattern) == fold_case(*name)))
+        {
+            ++pattern;
+            ++name;
+        }
+        else if (star)
+        {
+            pattern = star + 1;
+            name = ++covered;
+        }
+        else
+            return false;
+    }
+    while (*pattern == L'*')
+        ++pattern;
+    return !*pattern;
+}
+
+bool matches_mask(const wchar_t* name, const wchar_t* mask)
+{
+    // "*.*" has always meant everything, with or without a dot.
+    return (mask[0] == L'*' && mask[1] == L'.' && mask[2] == L'*' && !mask[3]) ||
+           matches(name, mask);
+}
+
+struct Entry
+{
+    std::string native;
+    wchar_t name[name_limit];
+    bool is_link;
+};
+
+bool set_name(Entry& entry)
+{
+    size_t written = 0;
+    const size_t units = wide_from_utf8(entry.native.data(), entry.native.size(), entry.name,
+                                        name_limit - 1, &written);
+    entry.name[written] = L'\0';
+    return units == written;
+}
+
+bool in_order(const Entry& a, const Entry& b)
+{
+    const int difference = compare_folded(a.name, b.name);
+    return difference != 0 ? difference < 0 : a.native < b.native;
+}
+
+class SearchObject : public Object
+{
+public:
+    static constexpr ObjectKind object_kind = ObjectKind::search;
+
+    explicit SearchObject(std::string folder) : Object(object_kind), m_folder(std::move(folder)) {}
+
+    // 0 or a system error.
+    DWORD read(const wchar_t* mask)
+    {
+        DIR* const directory = sys::opendir(m_folder.empty() ? "." : m_folder.c_str());
+        if (!directory)
+            return errno == ENOENT || errno == ENOTDIR ? ERROR_PATH_NOT_FOUND : system_error(errno);
+        errno = 0;
+        while (const dirent* found = sys::readdir(directory))
+        {
+            Entry entry{found->d_name, {}, found->d_type == DT_LNK};
+            if (set_name(entry) && matches_mask(entry.name, mask))
+                m_entries.push_back(std::move(entry));
+            errno = 0;
+        }
+        const int error = errno;
+        sys::closedir(directory);
+        if (error)
+            return system_error(error);
+        std::sort(m_entries.begin(), m_entries.end(), in_order);
+        return 0;
+    }
+
+    // A name without wildcards is looked up, not searched for.
+    void take_one(const wchar_t* name)
+    {
+        Entry entry{to_utf8(name), {}, false};
+        struct stat found;
+        entry.is_link = sys::lstat(path_of(entry).c_str(), &found) == 0 && S_ISLNK(found.st_mode);
+        if (set_name(entry))
+            m_entries.push_back(std::move(entry));
+    }
+
+    // Fills data with the next entry that is still there. False at the end.
+    bool next(WIN32_FIND_DATAW& data)
+    {
+        while (m_next < m_entries.size())
+            if (describe(m_entries[m_next++], data))
+                return true;
+        return false;
+    }
+
+private:
+    std::string path_of(const Entry& entry) const
+    {
+        if (m_folder.empty() || m_folder.back() == '/')
+            return m_folder + entry.native;
+        return m_folder + "/" + entry.native;
+    }
+
+    bool describe(const Entry& entry, WIN32_FIND_DATAW& data) const
+    {
+        const std::string path = path_of(entry);
+        struct statx found;
+        constexpr unsigned wanted = STATX_BASIC_STATS | STATX_BTIME;
+        // A link shows what it points at; one that points nowhere shows itself.
+        if (sys::statx(AT_FDCWD, path.c_str(), 0, wanted, &found) != 0 &&
+            (!entry.is_link ||
+             sys::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, wanted, &found) != 0))
+            return false;
+        FILETIME kept;
+        const bool has_kept =
+            sys::getxattr(path.c_str(), creation_attribute, &kept, sizeof kept) == sizeof kept;
+        const FileStamps stamps = stamps_of(found, has_kept ? &kept : nullptr);
+        data = {};
+        data.dwFileAttributes = attributes_of(found.stx_mode, entry.is_link);
+        data.ftCreationTime = stamps.creation;
+        data.ftLastAccessTime = stamps.access;
+        data.ftLastWriteTime = stamps.write;
+        if (!S_ISDIR(found.stx_mode))
+        {
+            data.nFileSizeHigh = static_cast<DWORD>(found.stx_size >> 32);
+            data.nFileSizeLow = static_cast<DWORD>(found.stx_size);
+        }
+        std::copy_n(entry.name, name_limit, data.cFileName);
+        return true;
+    }
+
+    std::string m_folder; // native; empty for the current directory
+    std::vector<Entry> m_entries;
+    size_t m_next = 0;
+};
+
+// Splits a pattern into the native folder and the mask. False with the last error set.
+bool split_pattern(const wchar_t* pattern, std::string& folder, const wchar_t*& mask)
+{
+    if (!pattern || !*pattern)
+        return fail_with(ERROR_PATH_NOT_FOUND);
+    mask = pattern;
+    for (const wchar_t* at = pattern; *at; ++at)
+        if (is_separator(*at) || (*at == L':' && at == pattern + 1))
+            mask = at + 1;
+    if (!*mask)
+        return fail_with(ERROR_FILE_NOT_FOUND);
+    if (mask == pattern)
+        return true;
+    const std::basic_string<char16_t> head(reinterpret_cast<const char16_t*>(pattern),
+                                           static_cast<size_t>(mask - pattern));
+    const NativePath native(reinterpret_cast<const wchar_t*>(head.c_str()));
+    if (!native.ok())
+        return false;
+    folder = native.c_str();
+    return true;
+}
+
+bool has_wildcard(const wchar_t* mask)
+{
+    for (; *mask; ++mask)
+        if (*mask == L'*' || *mask == L'?')
+            return true;
+    return false;
+}
+
+HANDLE start_search(const wchar_t* pattern, WIN32_FIND_DATAW& data)
+{
+    std::string folder;
+    const wchar_t* mask = nullptr;
+    if (!split_pattern(pattern, folder, mask))
+        return INVALID_HANDLE_VALUE;
+    auto search = std::make_unique<SearchObject>(folder);
+    if (has_wildcard(mask))
+    {
+        if (const DWORD error = search->read(mask))
+        {
+            fail_with(error);
+            return INVALID_HANDLE_VALUE;
+        }
+    }
+    else
+        search->take_one(mask);
+    if (!search->next(data))
+    {
+        const NativePath native(has_wildcard(mask) ? nullptr : pattern);
+        fail_with(native.ok() ? native.not_found_error() : ERROR_FILE_NOT_FOUND);
+        return INVALID_HANDLE_VALUE;
+    }
+    const HANDLE handle = insert_handle(search.release());
+    return handle ? handle : INVALID_HANDLE_VALUE;
+}
+
+} // namespace
+
+extern "C" HANDLE FindFirstFileW(LPCWSTR pattern, LPWIN32_FIND_DATAW data)
+{
+    try
+    {
+        return start_search(pattern, *data);
+    }
+    catch (const std::bad_alloc&)
+    {
+        fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return INVALID_HANDLE_VALUE;
+    }
+}
+
+extern "C" BOOL FindNextFileW(HANDLE search, LPWIN32_FIND_DATAW data)
+{
+    const Pin<SearchObject> object(search);
+    if (!object)
+        return FALSE;
+    try
+    {
+        return object->next(*data) ? TRUE : fail_with(ERROR_NO_MORE_FILES);
+    }
+    catch (const std::bad_alloc&)
+    {
+        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+    }
+}
+
+extern "C" BOOL FindClose(HANDLE search)
+{
+    return close_handle(search, ObjectKind::search);
+}

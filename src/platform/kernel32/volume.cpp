@@ -1,0 +1,137 @@
+// Volumes, drives and the temporary folder.
+#include <cstdlib>
+#include <string>
+
+#include <linux/magic.h>
+
+#include "path.h"
+#include "system/calls.h"
+#include "system/last_error.h"
+#include "system/text.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+// Numbers of file systems as statfs gives them; those that the kernel's header doesn't name.
+constexpr uint64_t cifs_magic = 0xFF534D42;
+constexpr uint64_t smb2_magic = 0xFE534D42;
+constexpr uint64_t udf_magic = 0x15013346;
+
+UINT type_of(uint64_t magic)
+{
+    switch (magic)
+    {
+    case NFS_SUPER_MAGIC:
+    case SMB_SUPER_MAGIC:
+    case cifs_magic:
+    case smb2_magic:
+        return DRIVE_REMOTE;
+    case ISOFS_SUPER_MAGIC:
+    case udf_magic:
+        return DRIVE_CDROM;
+    case TMPFS_MAGIC:
+    case RAMFS_MAGIC:
+        return DRIVE_RAMDISK;
+    default:
+        return DRIVE_FIXED;
+    }
+}
+
+// A null root means that of the current directory.
+LPCWSTR root_or_current(LPCWSTR root)
+{
+    return root ? root : L".";
+}
+
+} // namespace
+
+extern "C" BOOL GetDiskFreeSpaceExW(LPCWSTR path, PULARGE_INTEGER freeToCaller,
+                                    PULARGE_INTEGER total, PULARGE_INTEGER totalFree)
+{
+    const NativePath native(root_or_current(path));
+    struct statvfs found;
+    if (!native.ok())
+        return FALSE;
+    if (sys::statvfs(native.c_str(), &found) != 0)
+        return native.fail(errno);
+    const uint64_t unit = found.f_frsize;
+    if (freeToCaller)
+        freeToCaller->QuadPart = found.f_bavail * unit;
+    if (total)
+        total->QuadPart = found.f_blocks * unit;
+    if (totalFree)
+        totalFree->QuadPart = found.f_bfree * unit;
+    return TRUE;
+}
+
+extern "C" DWORD GetTempPathW(DWORD size, LPWSTR buffer)
+{
+    std::string folder;
+    for (const char* name : {"TMPDIR", "TMP", "TEMP"})
+        if (const char* const value = std::getenv(name); folder.empty() && value && *value == '/')
+            folder = value;
+    if (folder.empty())
+        folder = "/tmp";
+    if (folder.back() != '/')
+        folder += '/';
+    return copy_to_caller(windows_path(folder), buffer, size);
+}
+
+extern "C" DWORD GetLogicalDriveStringsW(DWORD size, LPWSTR buffer)
+{
+    int error = 0;
+    if (api_fault("GetLogicalDriveStringsW", error))
+        return static_cast<DWORD>(fail_with(static_cast<DWORD>(error)));
+    std::string letters = drive_letters();
+    const DWORD units = static_cast<DWORD>(letters.size()) * 4; // "C:\" and its terminator
+    if (size < units + 1 || !buffer)
+        return units + 1;
+    for (const char letter : letters)
+    {
+        *buffer++ = static_cast<wchar_t>(letter);
+        *buffer++ = L':';
+        *buffer++ = L'\\';
+        *buffer++ = L'\0';
+    }
+    *buffer = L'\0';
+    return units;
+}
+
+extern "C" UINT GetDriveTypeW(LPCWSTR root)
+{
+    const NativePath native(root_or_current(root));
+    struct statfs found;
+    if (!native.ok() || sys::statfs(native.c_str(), &found) != 0)
+        return DRIVE_NO_ROOT_DIR;
+    // The system's own drive is fixed, whatever a container puts its root on.
+    if (std::string_view(native.c_str()) == "/")
+        return DRIVE_FIXED;
+    return type_of(static_cast<uint64_t>(found.f_type));
+}
+
+extern "C" BOOL GetVolumeInformationW(LPCWSTR root, LPWSTR name, DWORD nameSize, LPDWORD serial,
+                                      LPDWORD maxComponent, LPDWORD flags, LPWSTR fileSystem,
+                                      DWORD fileSystemSize)
+{
+    const NativePath native(root_or_current(root));
+    struct statvfs found;
+    if (!native.ok())
+        return FALSE;
+    if (sys::statvfs(native.c_str(), &found) != 0)
+        return native.fail(errno);
+    // Labels can be read from the devices only, by root: volumes go without.
+    if (name && nameSize)
+        name[0] = L'\0';
+    if (serial)
+        *serial = static_cast<DWORD>(found.f_fsid);
+    if (maxComponent)
+        *maxComponent = static_cast<DWORD>(found.f_namemax);
+    if (flags)
+        *flags = 0;
+    if (fileSystem && fileSystemSize)
+        fileSystem[0] = L'\0';
+    return TRUE;
+}
