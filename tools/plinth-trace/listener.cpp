@@ -27,7 +27,7 @@ constexpr DWORD wait_slice = 100; // ms
 
 Listener::Listener()
 {
-    SECURITY_DESCRIPTOR descriptor;
+    SECURITY_DESCRIPTOR descriptor{};
     SECURITY_ATTRIBUTES security{sizeof(SECURITY_ATTRIBUTES), &descriptor, FALSE};
     const auto fail = [this](const char* what)
     {

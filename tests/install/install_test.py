@@ -1,0 +1,120 @@
+"""The installed package, used from outside: by find_package, by pkg-config, and as the README says.
+
+Runs under the launcher, in a machine of its own (PLINTH_ROOT), and leaves nothing behind. The
+environment: PLINTH_SOURCE and PLINTH_BUILD, the two trees; PLINTH_CMAKE, PLINTH_CXX;
+PLINTH_CXXFLAGS, what the tree was built with beyond the presets (sanitizers).
+"""
+import os
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+SOURCE = os.environ["PLINTH_SOURCE"]
+BUILD = os.environ["PLINTH_BUILD"]
+CMAKE = os.environ["PLINTH_CMAKE"]
+CXX = os.environ["PLINTH_CXX"]
+FLAGS = os.environ.get("PLINTH_CXXFLAGS", "").split()
+ROOT = os.environ["PLINTH_ROOT"]
+
+
+def run(*command, **more):
+    result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                            stdin=subprocess.DEVNULL, timeout=240, **more)
+    if result.returncode != 0:
+        raise AssertionError(f"{' '.join(command)}\n{result.stdout}")
+    return result.stdout
+
+
+def log_text():
+    folder = os.path.join(ROOT, "ProgramData/Quorvane/Platform/Logfiles")
+    texts = []
+    for name in sorted(os.listdir(folder)):
+        with open(os.path.join(folder, name), encoding="latin-1") as file:
+            texts.append(file.read())
+    return "".join(texts)
+
+
+def readme_block(language):
+    with open(os.path.join(SOURCE, "README.md"), encoding="utf-8") as file:
+        return re.search(rf"^```{language}\n(.*?)^```", file.read(), re.M | re.S).group(1)
+
+
+class Install(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.mkdtemp(dir=ROOT)
+        self.prefix = os.path.join(self.folder, "first")
+        run(CMAKE, "--install", BUILD, "--prefix", self.prefix)
+        # The tree is moved: nothing in it may know where it was installed.
+        moved = os.path.join(self.folder, "moved")
+        shutil.move(self.prefix, moved)
+        self.prefix = moved
+        self.library = next(folder for folder, _, names in os.walk(moved)
+                            if "libplinth_w32_system.so" in names)
+        self.environment = dict(os.environ, LD_LIBRARY_PATH=self.library,
+                                PKG_CONFIG_PATH=os.path.join(self.library, "pkgconfig"))
+
+    def with_cmake(self, source):
+        build = os.path.join(self.folder, "build")
+        run(CMAKE, "-S", source, "-B", build, f"-DCMAKE_PREFIX_PATH={self.prefix}",
+            f"-DCMAKE_CXX_COMPILER={CXX}", f"-DCMAKE_CXX_FLAGS={' '.join(FLAGS)}")
+        run(CMAKE, "--build", build)
+        return build
+
+    def with_pkg_config(self, source, program):
+        flags = run("pkg-config", "--cflags", "--libs", "plinth_w32_system",
+                    env=self.environment).split()
+        run(CXX, *FLAGS, source, "-o", program, *flags)
+
+    def test_a_cmake_project_finds_it(self):
+        build = self.with_cmake(os.path.join(SOURCE, "examples/consumer"))
+        # Without LD_LIBRARY_PATH: CMake gives the program the place of the libraries.
+        out = run(os.path.join(build, "consumer"))
+        self.assertEqual(out, "files work, threads work, log works\n")
+        self.assertIn("consumer: this line is in the log\n", log_text().replace("\r\n", "\n"))
+
+    def test_pkg_config_finds_it(self):
+        program = os.path.join(self.folder, "consumer")
+        self.with_pkg_config(os.path.join(SOURCE, "examples/consumer/main.cpp"), program)
+        self.assertEqual(run(program, env=self.environment), "files work, threads work, log works\n")
+
+    def test_the_example_of_the_readme_does_what_it_says(self):
+        source = os.path.join(self.folder, "readme")
+        os.makedirs(source)
+        with open(os.path.join(source, "main.cpp"), "w", encoding="utf-8") as file:
+            file.write(readme_block("cpp"))
+        with open(os.path.join(source, "CMakeLists.txt"), "w", encoding="utf-8") as file:
+            file.write(readme_block("cmake"))
+        build = self.with_cmake(source)
+        run(os.path.join(build, "hello"))
+        self.assertRegex(log_text(), r"\*vtq\* \|wndid:1\| thread \d+: 3 files, \d+\.\d\d ms")
+
+    def test_the_installed_tool_runs_from_anywhere(self):
+        trace = os.path.join(self.prefix, "bin/plinth-trace")
+        self.assertRegex(run(trace, "--version", cwd="/"), r"^plinth-trace \d")
+
+    def test_libraries_have_versioned_names(self):
+        for name in ("w32_system", "w32_pthreadVC", "platform"):
+            path = os.path.join(self.library, f"libplinth_{name}.so")
+            soname = os.path.basename(os.path.realpath(path)).rsplit(".", 2)[0]
+            self.assertIn(f"[{soname}]", run("readelf", "-d", path))
+            self.assertRegex(soname, r"\.so\.\d+$")
+
+    def test_the_components_hold_what_their_names_say(self):
+        def names_of(component):
+            prefix = os.path.join(self.folder, component)
+            run(CMAKE, "--install", BUILD, "--prefix", prefix, "--component", component)
+            return {name for _, _, names in os.walk(prefix) for name in names}
+
+        runtime, development, tools = map(names_of, ("runtime", "development", "tools"))
+        self.assertTrue(runtime and all(".so." in name for name in runtime), runtime)
+        self.assertIn("plinth-trace", tools)
+        for name in ("plinth_w32_system.h", "plinth_w32_pthreadVC.h", "windows.h",
+                     "plinth_w32_systemConfig.cmake", "plinth_w32_system.pc",
+                     "libplinth_w32_system.so"):
+            self.assertIn(name, development)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,324 @@
+"""plinth-trace, run as its users run it.
+
+CTest runs each test method by itself, under the launcher: in a machine of its own (PLINTH_ROOT).
+The environment names the programs: PLINTH_TRACE, PLINTH_TALKER (talker.cpp).
+"""
+import json
+import os
+import signal
+import subprocess
+import unittest
+
+TRACE = os.environ["PLINTH_TRACE"]
+TALKER = os.environ["PLINTH_TALKER"]
+ROOT = os.environ["PLINTH_ROOT"]
+LOGS = os.path.join(ROOT, "ProgramData/Quorvane/Platform/Logfiles")
+PATIENCE = 60  # seconds until a program that should have ended counts as stuck
+
+
+def trace(*arguments, **more):
+    """Runs plinth-trace to its end."""
+    return subprocess.run([TRACE, *arguments], capture_output=True, text=True, encoding="utf-8",
+                          timeout=PATIENCE, stdin=subprocess.DEVNULL, **more)
+
+
+def talk(*arguments):
+    """Runs the talker to its end; gives what it printed, and its process id."""
+    process = subprocess.Popen([TALKER, *arguments], stdout=subprocess.PIPE, text=True,
+                               encoding="utf-8", stdin=subprocess.DEVNULL)
+    out, _ = process.communicate(timeout=PATIENCE)
+    assert process.returncode == 0, f"the talker ended with {process.returncode}"
+    return out, process.pid
+
+
+def write_log(name, content):
+    os.makedirs(LOGS, exist_ok=True)
+    with open(os.path.join(LOGS, name), "wb") as file:
+        file.write(content)
+
+
+class Running:
+    """A plinth-trace that goes on running: with the channel, if it is a watch."""
+
+    def __init__(self, *arguments, stdout=subprocess.PIPE):
+        self.process = subprocess.Popen([TRACE, *arguments], stdin=subprocess.DEVNULL,
+                                        stdout=stdout, stderr=subprocess.PIPE, text=True,
+                                        encoding="utf-8")
+        if arguments[0] == "watch":
+            line = self.process.stderr.readline()
+            assert "watching" in line, line
+
+    def line(self):
+        return self.process.stdout.readline().rstrip("\n")
+
+    def interrupt(self):
+        self.process.send_signal(signal.SIGINT)
+        return self.end()
+
+    def end(self):
+        out, err = self.process.communicate(timeout=PATIENCE)
+        return self.process.returncode, out, err
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.communicate()
+
+
+class Watch(unittest.TestCase):
+    def test_shows_the_texts_of_another_process_in_order_with_its_id(self):
+        with Running("watch", "--count", "3") as watch:
+            _, pid = talk("plain:one", "plain:two\nlines", "plain:three")
+            code, out, err = watch.end()
+        lines = [line.split(maxsplit=1) for line in out.splitlines()]
+        self.assertEqual(lines, [[str(pid), text] for text in ("one", "two", "lines", "three")])
+        self.assertEqual((code, err), (0, ""))
+
+    def test_json_has_one_object_a_line_with_every_text_as_it_was(self):
+        texts = ['a "quoted" \\ path', "tab\there", "two\nlines", "bell\a", "h\u00e9 \u20ac \U0001f600",
+                 ""]
+        with Running("watch", "--json", "--count", str(len(texts))) as watch:
+            _, pid = talk(*("plain:" + text for text in texts))
+            _, out, _ = watch.end()
+        records = [json.loads(line) for line in out.splitlines()]
+        self.assertEqual([record["text"] for record in records], texts)
+        self.assertEqual({record["pid"] for record in records}, {pid})
+        for record in records:
+            self.assertRegex(record["time"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$")
+            self.assertIsNone(record["window"])
+
+    def test_a_long_text_is_shown_as_far_as_the_channel_carries_it(self):
+        with Running("watch", "--json", "--count", "3") as watch:
+            talk("long:1024", "long:4091", "long:100000")
+            _, out, _ = watch.end()
+        lengths = [len(json.loads(line)["text"]) for line in out.splitlines()]
+        self.assertEqual(lengths[:2], [1024, 4091])
+        self.assertIn(lengths[2], (4091, 4092))
+
+    def test_match_and_window_choose_records(self):
+        with Running("watch", "--json", "--match", "wanted [0-9]+", "--window", "-7",
+                     "--count", "2") as watch:
+            talk("trace:|wndid:-7| wanted 1", "trace:|wndid:5| wanted 2", "plain:wanted 3",
+                 "trace:|wndid:-7| other", "plain:|wndid:-7| wanted 4")
+            _, out, _ = watch.end()
+        records = [json.loads(line) for line in out.splitlines()]
+        self.assertEqual([record["window"] for record in records], [-7, -7])
+        self.assertIn("wanted 1", records[0]["text"])
+        self.assertIn("*vtq*", records[0]["text"])
+        self.assertEqual(records[1]["text"], "|wndid:-7| wanted 4")
+
+    def test_timeout_ends_it_and_tells_whether_the_count_was_reached(self):
+        self.assertEqual(trace("watch", "--timeout", "0.1").returncode, 0)
+        self.assertEqual(trace("watch", "--timeout", "0", "--count", "1").returncode, 4)
+
+    def test_a_second_listener_says_that_the_channel_is_taken(self):
+        with Running("watch", "--count", "1") as first:
+            second = trace("watch")
+            self.assertEqual((second.returncode, second.stdout), (3, ""))
+            self.assertIn("another listener", second.stderr)
+            talk("plain:still for the first")
+            self.assertIn("still for the first", first.end()[1])
+
+    def test_the_channel_is_free_again_after_a_listener_was_killed(self):
+        with Running("watch") as first:
+            first.process.kill()
+            first.process.wait()
+        with Running("watch", "--count", "1") as second:
+            talk("plain:for the second")
+            self.assertIn("for the second", second.end()[1])
+
+    def test_ctrl_c_ends_it_after_what_was_written_before(self):
+        with Running("watch") as watch:
+            talk("numbers:50")
+            code, out, err = watch.interrupt()
+        self.assertEqual((code, err), (0, ""))
+        self.assertEqual([line.split(maxsplit=1)[1] for line in out.splitlines()],
+                         [f"number {i}" for i in range(50)])
+
+    def test_output_that_nobody_reads_yet_loses_no_record_and_holds_nobody_up(self):
+        count = 5000  # more than a pipe holds
+        with Running("watch", "--count", str(count)) as watch:
+            talk(f"numbers:{count}")
+            code, out, err = watch.end()
+        self.assertEqual((code, err), (0, ""))
+        self.assertEqual([line.split(maxsplit=1)[1] for line in out.splitlines()],
+                         [f"number {i}" for i in range(count)])
+
+    def test_a_reader_that_goes_away_ends_it_quietly(self):
+        with Running("watch") as watch:
+            watch.process.stdout.close()
+            talk("plain:for nobody")
+            watch.process.wait(PATIENCE)
+            self.assertEqual((watch.process.returncode, watch.process.stderr.read()), (0, ""))
+            watch.process.stdout = None
+
+    def test_output_that_fails_is_an_error(self):
+        with open("/dev/full", "w") as full, Running("watch", stdout=full) as watch:
+            talk("plain:for a full disk")
+            code, _, err = watch.end()
+        self.assertEqual(code, 1)
+        self.assertIn("No space left", err)
+
+    def test_it_writes_no_log(self):
+        trace("watch", "--timeout", "0")
+        self.assertFalse(os.path.exists(LOGS))
+
+
+class Log(unittest.TestCase):
+    def test_shows_the_last_lines_of_the_newest_file(self):
+        write_log("qvapp_2024-03-04_(0009).log", b"older day\r\n")
+        write_log("qvapp_2024-03-05_(0010).log", b"".join(b"line %d\r\n" % i for i in range(40)))
+        write_log("qvapp_2024-03-05_(0009).log", b"older number\r\n")
+        write_log("qvapp_2024-03-06_x.log", b"no log\r\n")
+        write_log("qvapp_latest.log", b"no log\r\n")
+        self.assertEqual(trace("log").stdout, "".join(f"line {i}\n" for i in range(20, 40)))
+        self.assertEqual(trace("log", "--lines", "1").stdout, "line 39\n")
+        self.assertEqual(trace("log", "--lines", "0").stdout, "")
+        self.assertEqual(trace("log", "--lines", "1000").stdout.count("\n"), 40)
+        self.assertEqual(trace("log", "--path").stdout,
+                         os.path.join(LOGS, "qvapp_2024-03-05_(0010).log") + "\n")
+
+    def test_all_shows_every_file_oldest_first(self):
+        names = ["qvapp_2023-12-31.log", "qvapp_2024-03-05.log", "qvapp_2024-03-05_(0002).log",
+                 "qvapp_2024-03-05_(10000).log"]
+        for name in reversed(names):
+            write_log(name, f"first of {name}\nlast of {name}\n".encode())
+        paths = [os.path.join(LOGS, name) for name in names]
+        self.assertEqual(trace("log", "--all", "--path").stdout.splitlines(), paths)
+        expected = "".join(f"==> {path} <==\nfirst of {name}\nlast of {name}\n"
+                           for path, name in zip(paths, names))
+        self.assertEqual(trace("log", "--all").stdout, expected)
+        self.assertEqual(trace("log", "--all", "--lines", "1").stdout,
+                         "".join(line + "\n" for line in expected.splitlines()
+                                 if not line.startswith("first")))
+
+    def test_reads_both_forms_of_a_file(self):
+        write_log("qvapp_2024-03-05.log", b"caf\xe9\r\nno line end")
+        self.assertEqual(trace("log", "--lines", "2").stdout, "caf\u00e9\nno line end")
+        text = "first\r\n\u20ac \U0001f600 \u010a\r\n"  # U+010A has the byte of a line end
+        write_log("qvapp_2024-03-06.log", b"\xff\xfe" + text.encode("utf-16-le"))
+        self.assertEqual(trace("log").stdout, text.replace("\r\n", "\n"))
+        self.assertEqual(trace("log", "--lines", "1").stdout, "\u20ac \U0001f600 \u010a\n")
+
+    def test_lines_are_found_across_the_blocks_in_which_a_file_is_read(self):
+        for encoding, mark in (("latin-1", b""), ("utf-16-le", b"\xff\xfe")):
+            lines = [f"{i} " + "x" * (i % 97) for i in range(20000)]
+            write_log("qvapp_2024-03-05.log", mark + "".join(
+                line + "\r\n" for line in lines).encode(encoding))
+            for count in (1, 700, 19999, 20000, 20001):
+                out = trace("log", "--lines", str(count)).stdout
+                self.assertEqual(out.split("\n")[:-1], lines[-count:], f"{count}, {encoding}")
+
+    def test_what_a_terminal_would_obey_is_shown_instead(self):
+        write_log("qvapp_2024-03-05.log", b"\x1b]0;title\x07 \x9b2J \x00\n")
+        self.assertEqual(trace("log").stdout, "\\x1b]0;title\\x07 \\x9b2J \\x00\n")
+
+    def test_looking_makes_and_removes_no_file(self):
+        write_log("qvapp_2001-01-01.log", b"much older than the age limit\n")
+        self.assertIn("much older", trace("log").stdout)
+        trace("settings")
+        self.assertEqual(os.listdir(LOGS), ["qvapp_2001-01-01.log"])
+
+    def test_no_log_is_an_error_that_names_the_folder(self):
+        result = trace("log")
+        self.assertEqual((result.returncode, result.stdout), (1, ""))
+        self.assertIn(LOGS, result.stderr)
+
+    def test_another_folder_can_be_named(self):
+        other = os.path.join(ROOT, "other")
+        os.makedirs(other)
+        with open(os.path.join(other, "qvapp_2024-03-05.log"), "w") as file:
+            file.write("elsewhere\n")
+        self.assertEqual(trace("log", "--folder", other + "/").stdout, "elsewhere\n")
+
+    def test_follow_goes_on_across_a_split_and_with_other_programs(self):
+        with Running("log", "--follow", "--lines", "0") as follow, \
+                subprocess.Popen([TALKER, "log:before", "wait", "split", "log:behind the split",
+                                  "wait"], stdin=subprocess.PIPE, text=True) as talker:
+            def until(text):
+                line = follow.line()
+                while text not in line:
+                    self.assertIsNone(follow.process.poll())
+                    line = follow.line()
+
+            until("before")
+            talker.stdin.write("\n")
+            talker.stdin.flush()
+            until("==> ")
+            until("behind the split")
+            talk("log:of another program")
+            until("==> ")
+            until("of another program")
+            talker.stdin.write("\n")
+            talker.stdin.flush()
+            code, _, err = follow.interrupt()
+        self.assertEqual((code, err), (0, ""))
+
+    def test_path_is_that_of_the_program_that_started_last(self):
+        talk("log:one")
+        path, _ = talk("path")
+        self.assertEqual("C:" + trace("log", "--path").stdout.replace("/", "\\"), path)
+
+
+class Settings(unittest.TestCase):
+    @staticmethod
+    def shown(*arguments):
+        out = trace("settings", *arguments).stdout
+        return {line.split()[0]: " ".join(line.split()[1:]) for line in out.splitlines()}
+
+    def test_shows_the_defaults_and_that_they_are(self):
+        self.assertEqual(self.shown(), {"days": "10 (default)", "megabytes": "no limit (default)",
+                                        "per-session": "yes (default)", "folder": LOGS})
+
+    def test_each_is_set_alone_and_kept_until_the_reset(self):
+        self.assertEqual(self.shown("--days", "3")["days"], "3 (registry)")
+        self.assertEqual(self.shown()["megabytes"], "no limit (default)")
+        self.shown("--megabytes=5", "--per-session=no")
+        self.assertEqual(self.shown(), {"days": "3 (registry)", "megabytes": "5 (registry)",
+                                        "per-session": "no (registry)", "folder": LOGS})
+        self.assertEqual(self.shown("--megabytes", "none")["megabytes"], "no limit (registry)")
+        self.assertEqual(self.shown("--reset")["days"], "10 (default)")
+
+    def test_programs_take_them_up(self):
+        self.assertEqual(talk("per-session")[0], "yes\n")
+        trace("settings", "--per-session", "no")
+        self.assertEqual(talk("per-session")[0], "no\n")
+
+    def test_a_value_that_makes_no_sense_is_refused_and_changes_nothing(self):
+        for arguments in (["--days", "-1"], ["--days", "24856"], ["--days", "many"], ["--days"],
+                          ["--megabytes", "0"], ["--per-session", "maybe"], ["days"]):
+            result = trace("settings", *arguments)
+            self.assertEqual((result.returncode, result.stdout), (2, ""), arguments)
+            self.assertIn(arguments[0], result.stderr)
+        self.assertEqual(self.shown()["days"], "10 (default)")
+
+
+class CommandLine(unittest.TestCase):
+    def test_each_command_has_a_help_text(self):
+        for arguments in (["--help"], ["watch", "--help"], ["log", "--help"],
+                          ["settings", "--help"]):
+            result = trace(*arguments)
+            self.assertEqual((result.returncode, result.stderr), (0, ""))
+            self.assertTrue(result.stdout.startswith("usage: plinth-trace"))
+
+    def test_version(self):
+        self.assertRegex(trace("--version").stdout, r"^plinth-trace \d+\.\d+\.\d+\n$")
+
+    def test_what_is_not_understood_is_refused_with_a_hint(self):
+        for arguments in ([], ["wotch"], ["watch", "--cuont", "1"], ["watch", "--count", "0"],
+                          ["watch", "--match", "(open"], ["watch", "--timeout", "soon"],
+                          ["log", "--lines", "-1"], ["log", "--follow", "--path"]):
+            result = trace(*arguments)
+            self.assertEqual((result.returncode, result.stdout), (2, ""), arguments)
+            self.assertIn("--help", result.stderr)
+
+    def test_no_colour_where_there_is_no_terminal(self):
+        write_log("qvapp_2024-03-05.log", b"text\n")
+        self.assertNotIn("\x1b", trace("log", "--all").stdout)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
