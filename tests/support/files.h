@@ -13,17 +13,17 @@ namespace test
 inline constexpr unsigned share_all = QV_SHARE_READ | QV_SHARE_WRITE;
 
 // A file that closes with its scope; QV_OpenFile's status is kept.
-class OpenFile
+class OpenedFile
 {
 public:
-    OpenFile(const wchar_t* path, unsigned access, unsigned share = share_all,
-             int security = QV_SECURITY_DEFAULT)
+    OpenedFile(const wchar_t* path, unsigned access, unsigned share = share_all,
+               int security = QV_SECURITY_DEFAULT)
         : m_status(QV_OpenFile(path, access, share, security, &m_file))
     {
     }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-    ~OpenFile() { close(); }
+    OpenedFile(const OpenedFile&) = delete;
+    OpenedFile& operator=(const OpenedFile&) = delete;
+    ~OpenedFile() { close(); }
     operator QvFile() const { return m_file; }
     int status() const { return m_status; }
     int close()

@@ -12,7 +12,7 @@
 
 #include "support/files.h"
 
-using test::OpenFile;
+using test::OpenedFile;
 using test::Wide;
 
 namespace
@@ -28,7 +28,7 @@ protected:
 
 TEST_F(FileFaults, AFullDiskHasItsOwnStatusAndTheCountOfWhatWasMoved)
 {
-    OpenFile file(path("file"), QV_OPEN_WRITE | QV_OPEN_CREATE);
+    OpenedFile file(path("file"), QV_OPEN_WRITE | QV_OPEN_CREATE);
     uint64_t done = 0;
     PlinthTestShorten("write", 1, 1, 3);
     PlinthTestFail("write", 2, 1, ENOSPC);
@@ -45,14 +45,14 @@ TEST_F(FileFaults, AFullDiskHasItsOwnStatusAndTheCountOfWhatWasMoved)
     file.close();
     EXPECT_EQ(test::read_file(m_folder + "/file"), "12312345678");
 
-    OpenFile full(L"C:\\dev\\full", QV_OPEN_WRITE);
+    OpenedFile full(L"C:\\dev\\full", QV_OPEN_WRITE);
     EXPECT_EQ(QV_WriteFile(full, "x", 1, &done, nullptr), QV_ERR_DISKFULL);
 }
 
 TEST_F(FileFaults, AReadThatFailsKeepsTheCountOfWhatCame)
 {
     test::write_file(m_folder + "/file", "12345678");
-    OpenFile file(path("file"), QV_OPEN_READ);
+    OpenedFile file(path("file"), QV_OPEN_READ);
     char text[9] = {};
     uint64_t done = 0;
     PlinthTestShorten("read", 1, 1, 3);
@@ -90,7 +90,7 @@ TEST_F(FileFaults, OwnerOnlyOpeningReportsEachStepThatFails)
         PlinthTestReset();
     }
     EXPECT_FALSE(std::filesystem::exists(m_folder + "/file"));
-    OpenFile file(path("file"), QV_OPEN_WRITE | QV_OPEN_CREATE, 0, QV_SECURITY_OWNER_ONLY);
+    OpenedFile file(path("file"), QV_OPEN_WRITE | QV_OPEN_CREATE, 0, QV_SECURITY_OWNER_ONLY);
     EXPECT_EQ(file.status(), QV_OK);
     using std::filesystem::perms;
     EXPECT_EQ(std::filesystem::status(m_folder + "/file").permissions(),
@@ -115,7 +115,7 @@ TEST_F(FileFaults, DirectoriesReportTheSystemsRefusals)
     EXPECT_EQ(QV_RemoveFile(path("file"), 0), QV_ERR_REMOVEFILE);
     PlinthTestReset();
     PlinthTestFail("mmap", 1, 0, ENOMEM);
-    OpenFile file(path("file"), QV_OPEN_READ);
+    OpenedFile file(path("file"), QV_OPEN_READ);
     void* address = nullptr;
     EXPECT_EQ(QV_MapFile(file, QV_MAP_READ, 0, 0, &address), QV_ERR_SYSTEM);
 }
@@ -150,7 +150,7 @@ TEST_F(FileFaults, TransfersBeyondTwoAndFourGiBMoveEveryByte)
 {
     constexpr uint64_t size = (uint64_t{4} << 30) + (uint64_t{3} << 20);
     const RepeatedMemory memory(size);
-    OpenFile file(path("sparse"), QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_CREATE);
+    OpenedFile file(path("sparse"), QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_CREATE);
     ASSERT_EQ(QV_SeekFile(file, static_cast<int64_t>(size - 4), 0), QV_OK);
     ASSERT_EQ(QV_WriteFile(file, "tail", 4, nullptr, nullptr), QV_OK);
     for (const uint64_t wanted : {(uint64_t{2} << 30) + 8192, size})
@@ -161,7 +161,7 @@ TEST_F(FileFaults, TransfersBeyondTwoAndFourGiBMoveEveryByte)
         EXPECT_EQ(done, wanted);
         EXPECT_EQ(std::string(memory.data() + wanted - 4, 4), "tail");
     }
-    OpenFile sink(L"C:\\dev\\null", QV_OPEN_WRITE);
+    OpenedFile sink(L"C:\\dev\\null", QV_OPEN_WRITE);
     uint64_t done = 0;
     EXPECT_EQ(QV_WriteFile(sink, memory.data(), size, &done, nullptr), QV_OK);
     EXPECT_EQ(done, size);

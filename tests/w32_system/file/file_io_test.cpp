@@ -4,7 +4,7 @@
 
 #include "support/files.h"
 
-using test::OpenFile;
+using test::OpenedFile;
 using test::Wide;
 
 namespace
@@ -14,7 +14,7 @@ constexpr unsigned read_write_create = QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_CR
 
 TEST(FileTransfer, WritesAndReadsAtTheSharedPosition)
 {
-    OpenFile file(test::path_in(test::make_folder("io"), "file"), read_write_create);
+    OpenedFile file(test::path_in(test::make_folder("io"), "file"), read_write_create);
     uint64_t done = 99;
     EXPECT_EQ(QV_WriteFile(file, "hello world", 11, &done, nullptr), QV_OK);
     EXPECT_EQ(done, 11u);
@@ -35,10 +35,10 @@ TEST(FileTransfer, NeedsTheAccessThatTheHandleWasOpenedFor)
     const Wide path = test::path_in(test::make_folder("io"), "file");
     char byte = 'x';
     uint64_t done = 99;
-    OpenFile writer(path, QV_OPEN_WRITE | QV_OPEN_CREATE);
+    OpenedFile writer(path, QV_OPEN_WRITE | QV_OPEN_CREATE);
     EXPECT_EQ(QV_ReadFile(writer, &byte, 1, &done, nullptr), QV_ERR_READFILE);
     EXPECT_EQ(done, 0u);
-    OpenFile reader(path, QV_OPEN_READ);
+    OpenedFile reader(path, QV_OPEN_READ);
     EXPECT_EQ(QV_WriteFile(reader, &byte, 1, &done, nullptr), QV_ERR_WRITEFILE);
     EXPECT_EQ(done, 0u);
     EXPECT_EQ(QV_SetEOF(reader), QV_ERR_SETEOF);
@@ -46,7 +46,7 @@ TEST(FileTransfer, NeedsTheAccessThatTheHandleWasOpenedFor)
 
 TEST(FileTransfer, RefusesAStaleHandle)
 {
-    OpenFile file(test::path_in(test::make_folder("io"), "file"), read_write_create);
+    OpenedFile file(test::path_in(test::make_folder("io"), "file"), read_write_create);
     const QvFile stale = file;
     file.close();
     char byte = 0;
@@ -68,7 +68,7 @@ TEST(FileTransfer, RefusesAStaleHandle)
 
 TEST(FilePosition, SeeksIn64BitsFromAllThreePlaces)
 {
-    OpenFile file(test::path_in(test::make_folder("io"), "file"), read_write_create);
+    OpenedFile file(test::path_in(test::make_folder("io"), "file"), read_write_create);
     uint64_t position = 0;
     constexpr int64_t beyond = 0x1'2345'6789;
     EXPECT_EQ(QV_SeekFile(file, beyond, 0), QV_OK);
@@ -86,7 +86,7 @@ TEST(FilePosition, SeeksIn64BitsFromAllThreePlaces)
 TEST(FileSize, TellsAFileOfExactlyFourGiBLessOneFromAFailure)
 {
     const Wide path = test::path_in(test::make_folder("io"), "sparse");
-    OpenFile file(path, read_write_create);
+    OpenedFile file(path, read_write_create);
     uint64_t size = 0;
     for (const uint64_t wanted : {uint64_t{0xFFFFFFFF}, uint64_t{0x1'0000'0001}, uint64_t{3}})
     {
@@ -104,8 +104,8 @@ TEST(FileSize, TellsAFileOfExactlyFourGiBLessOneFromAFailure)
 TEST(FileLock, ExcludesOtherHandlesFromTheRange)
 {
     const Wide path = test::path_in(test::make_folder("io"), "file");
-    OpenFile first(path, read_write_create);
-    OpenFile second(path, QV_OPEN_READ | QV_OPEN_WRITE);
+    OpenedFile first(path, read_write_create);
+    OpenedFile second(path, QV_OPEN_READ | QV_OPEN_WRITE);
     constexpr uint64_t far = 0x2'0000'0000; // beyond the end, and beyond 32 bits
     EXPECT_EQ(QV_LockFile(first, far, 10), QV_OK);
     EXPECT_EQ(QV_LockFile(second, far + 9, 1), QV_ERR_LOCKFILE);

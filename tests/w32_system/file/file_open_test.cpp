@@ -2,7 +2,7 @@
 
 #include "support/files.h"
 
-using test::OpenFile;
+using test::OpenedFile;
 using test::Wide;
 
 namespace
@@ -29,9 +29,9 @@ TEST_P(Opening, FollowsTheFlags)
     test::write_file(folder + "/there", "old");
     const unsigned access = GetParam().access | QV_OPEN_READ | QV_OPEN_WRITE;
 
-    EXPECT_EQ(OpenFile(missing, access).status(), GetParam().whenMissing);
+    EXPECT_EQ(OpenedFile(missing, access).status(), GetParam().whenMissing);
     EXPECT_EQ(QV_AccessFile(missing, 0) == QV_OK, GetParam().whenMissing == QV_OK);
-    EXPECT_EQ(OpenFile(there, access).status(), GetParam().whenThere);
+    EXPECT_EQ(OpenedFile(there, access).status(), GetParam().whenThere);
     EXPECT_EQ(test::read_file(folder + "/there"), GetParam().contentAfter);
 }
 
@@ -66,39 +66,39 @@ TEST(OpenFile, RefusesBadPathsWithAStatus)
     const Wide longName = test::path_in(folder, std::string(300, 'x'));
     const Wide noParent = test::path_in(folder, "none/file");
     const unsigned access = QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_ALWAYS;
-    EXPECT_EQ(OpenFile(nullptr, access).status(), QV_ERR_OPENFILE);
-    EXPECT_EQ(OpenFile(L"", access).status(), QV_ERR_OPENFILE);
-    EXPECT_EQ(OpenFile(overLong, access).status(), QV_ERR_OPENFILE);
-    EXPECT_EQ(OpenFile(longName, access).status(), QV_ERR_OPENFILE);
-    EXPECT_EQ(OpenFile(noParent, access).status(), QV_ERR_OPENFILE);
-    EXPECT_EQ(OpenFile(test::windows_form(folder), access).status(), QV_ERR_OPENFILE)
+    EXPECT_EQ(OpenedFile(nullptr, access).status(), QV_ERR_OPENFILE);
+    EXPECT_EQ(OpenedFile(L"", access).status(), QV_ERR_OPENFILE);
+    EXPECT_EQ(OpenedFile(overLong, access).status(), QV_ERR_OPENFILE);
+    EXPECT_EQ(OpenedFile(longName, access).status(), QV_ERR_OPENFILE);
+    EXPECT_EQ(OpenedFile(noParent, access).status(), QV_ERR_OPENFILE);
+    EXPECT_EQ(OpenedFile(test::windows_form(folder), access).status(), QV_ERR_OPENFILE)
         << "a folder is not a file";
 }
 
 TEST(OpenFile, ShareModesHoldWithinAProcess)
 {
     const Wide path = test::path_in(test::make_folder("share"), "file");
-    OpenFile writer(path, QV_OPEN_WRITE | QV_OPEN_CREATE, QV_SHARE_READ);
+    OpenedFile writer(path, QV_OPEN_WRITE | QV_OPEN_CREATE, QV_SHARE_READ);
     ASSERT_EQ(writer.status(), QV_OK);
-    EXPECT_EQ(OpenFile(path, QV_OPEN_WRITE, test::share_all).status(), QV_ERR_OPENFILE);
-    EXPECT_EQ(OpenFile(path, QV_OPEN_READ, QV_SHARE_READ).status(), QV_ERR_OPENFILE)
+    EXPECT_EQ(OpenedFile(path, QV_OPEN_WRITE, test::share_all).status(), QV_ERR_OPENFILE);
+    EXPECT_EQ(OpenedFile(path, QV_OPEN_READ, QV_SHARE_READ).status(), QV_ERR_OPENFILE)
         << "a reader that denies writing can't join a writer";
-    EXPECT_EQ(OpenFile(path, QV_OPEN_READ, test::share_all).status(), QV_OK);
+    EXPECT_EQ(OpenedFile(path, QV_OPEN_READ, test::share_all).status(), QV_OK);
     uint64_t size = 1;
     EXPECT_EQ(QV_GetFileSizeFromName(path, &size), QV_OK) << "it falls back to sharing the write";
     EXPECT_EQ(size, 0u);
     writer.close();
-    EXPECT_EQ(OpenFile(path, QV_OPEN_WRITE, 0).status(), QV_OK);
+    EXPECT_EQ(OpenedFile(path, QV_OPEN_WRITE, 0).status(), QV_OK);
 }
 
 TEST(OpenFile, OwnerOnlyFilesCanBeUsedByTheirOwner)
 {
     const Wide path = test::path_in(test::make_folder("owner"), "file");
-    OpenFile file(path, QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_CREATE, 0, QV_SECURITY_OWNER_ONLY);
+    OpenedFile file(path, QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_CREATE, 0, QV_SECURITY_OWNER_ONLY);
     ASSERT_EQ(file.status(), QV_OK);
     EXPECT_EQ(QV_WriteFile(file, "x", 1, nullptr, nullptr), QV_OK);
     EXPECT_EQ(file.close(), QV_OK);
-    EXPECT_EQ(OpenFile(path, QV_OPEN_READ).status(), QV_OK);
+    EXPECT_EQ(OpenedFile(path, QV_OPEN_READ).status(), QV_OK);
 }
 
 TEST(CloseFile, TellsAHandleThatIsNotOpen)

@@ -2,7 +2,7 @@
 
 #include "support/files.h"
 
-using test::OpenFile;
+using test::OpenedFile;
 using test::Wide;
 
 namespace
@@ -55,7 +55,7 @@ TEST_F(FileOperations, MoveReplacesOnlyIfAllowed)
     EXPECT_FALSE(exists("a"));
     EXPECT_EQ(content("b"), "A");
     EXPECT_EQ(move("none", "c", 0), QV_ERR_MOVEFILE);
-    OpenFile held(path("b"), QV_OPEN_READ);
+    OpenedFile held(path("b"), QV_OPEN_READ);
     EXPECT_EQ(move("b", "c", 0), QV_ERR_SHARING);
 }
 
@@ -90,7 +90,7 @@ TEST_F(FileOperations, RemoveForgivesAMissingFileUnlessStrict)
     EXPECT_FALSE(exists("file"));
     EXPECT_EQ(QV_RemoveFile(test::windows_form(m_folder), 1), QV_ERR_ACCESS);
     make("held", "x");
-    OpenFile held(path("held"), QV_OPEN_READ);
+    OpenedFile held(path("held"), QV_OPEN_READ);
     EXPECT_EQ(QV_RemoveFile(path("held"), 0), QV_ERR_REMOVEFILE);
 }
 

@@ -2,7 +2,7 @@
 
 #include "support/files.h"
 
-using test::OpenFile;
+using test::OpenedFile;
 
 namespace
 {
@@ -33,8 +33,8 @@ void expect_same(const struct tm& got, const struct tm& wanted)
 class FileTimes : public testing::Test
 {
 protected:
-    OpenFile m_file{test::path_in(test::make_folder("times"), "file"),
-                    QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_CREATE};
+    OpenedFile m_file{test::path_in(test::make_folder("times"), "file"),
+                      QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_CREATE};
     struct tm m_creation = {}, m_access = {}, m_write = {};
 };
 

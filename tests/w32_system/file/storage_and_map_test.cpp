@@ -6,7 +6,7 @@
 
 #include "support/files.h"
 
-using test::OpenFile;
+using test::OpenedFile;
 using test::Wide;
 
 namespace
@@ -84,7 +84,7 @@ protected:
 
 TEST_F(Mapping, ShowsTheFileFromAnyOffsetAndOutlivesTheHandle)
 {
-    OpenFile file(m_path, QV_OPEN_READ);
+    OpenedFile file(m_path, QV_OPEN_READ);
     for (const uint64_t offset : {0u, 1u, 65'535u, 65'536u, 70'000u, 199'999u})
     {
         void* address = nullptr;
@@ -103,7 +103,7 @@ TEST_F(Mapping, ShowsTheFileFromAnyOffsetAndOutlivesTheHandle)
 
 TEST_F(Mapping, WritesThroughGrowsAndKeepsCopiesPrivate)
 {
-    OpenFile file(m_path, QV_OPEN_READ | QV_OPEN_WRITE);
+    OpenedFile file(m_path, QV_OPEN_READ | QV_OPEN_WRITE);
     void* address = nullptr;
     ASSERT_EQ(QV_MapFile(file, QV_MAP_WRITE, 199'990, 100, &address), QV_OK);
     std::memcpy(address, "0123456789ABCDEF", 16);
@@ -120,7 +120,7 @@ TEST_F(Mapping, WritesThroughGrowsAndKeepsCopiesPrivate)
 
 TEST_F(Mapping, RefusesWhatCannotBeMapped)
 {
-    OpenFile file(m_path, QV_OPEN_READ);
+    OpenedFile file(m_path, QV_OPEN_READ);
     void* address = nullptr;
     EXPECT_EQ(QV_MapFile(file, QV_MAP_READ, 0, 0, nullptr), QV_ERR_NULLPTR);
     EXPECT_EQ(QV_MapFile(file, 0, 0, 0, &address), QV_ERR_NULLPTR);
@@ -131,7 +131,8 @@ TEST_F(Mapping, RefusesWhatCannotBeMapped)
     EXPECT_EQ(QV_UnmapFile(nullptr, 0), QV_ERR_NULLPTR);
     int local = 0;
     EXPECT_EQ(QV_UnmapFile(&local, 0), QV_ERR_SYSTEM);
-    OpenFile empty(test::path_in(m_folder, "empty"), QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_CREATE);
+    OpenedFile empty(test::path_in(m_folder, "empty"),
+                     QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_CREATE);
     EXPECT_EQ(QV_MapFile(empty, QV_MAP_READ, 0, 0, &address), QV_ERR_SYSTEM);
     EXPECT_EQ(address, nullptr);
 }
