@@ -106,15 +106,15 @@ TEST(FileLock, ExcludesOtherHandlesFromTheRange)
     const Wide path = test::path_in(test::make_folder("io"), "file");
     OpenedFile first(path, read_write_create);
     OpenedFile second(path, QV_OPEN_READ | QV_OPEN_WRITE);
-    constexpr uint64_t far = 0x2'0000'0000; // beyond the end, and beyond 32 bits
-    EXPECT_EQ(QV_LockFile(first, far, 10), QV_OK);
-    EXPECT_EQ(QV_LockFile(second, far + 9, 1), QV_ERR_LOCKFILE);
-    EXPECT_EQ(QV_LockFile(second, far + 10, 1), QV_OK);
-    EXPECT_EQ(QV_UnlockFile(second, far, 10), QV_ERR_UNLOCKFILE) << "not its lock";
-    EXPECT_EQ(QV_UnlockFile(first, far, 10), QV_OK);
-    EXPECT_EQ(QV_LockFile(second, far, 10), QV_OK);
+    constexpr uint64_t beyond = 0x2'0000'0000; // the end, and 32 bits
+    EXPECT_EQ(QV_LockFile(first, beyond, 10), QV_OK);
+    EXPECT_EQ(QV_LockFile(second, beyond + 9, 1), QV_ERR_LOCKFILE);
+    EXPECT_EQ(QV_LockFile(second, beyond + 10, 1), QV_OK);
+    EXPECT_EQ(QV_UnlockFile(second, beyond, 10), QV_ERR_UNLOCKFILE) << "not its lock";
+    EXPECT_EQ(QV_UnlockFile(first, beyond, 10), QV_OK);
+    EXPECT_EQ(QV_LockFile(second, beyond, 10), QV_OK);
     second.close();
-    EXPECT_EQ(QV_LockFile(first, far, 11), QV_OK) << "closing gives the locks up";
+    EXPECT_EQ(QV_LockFile(first, beyond, 11), QV_OK) << "closing gives the locks up";
 }
 
 } // namespace
