@@ -1,8 +1,9 @@
 // plinth_w32_pthreadVC: POSIX threads for the library and for the modules above it.
 //
-// On Linux the ordinary names (pthread_create, pthread_mutex_lock, pthread_cond_wait, sem_wait, ...)
-// are the system's own, on Windows those of the compiler's POSIX layer; this header brings them in
-// and adds what the module offers beyond them: pthread_delay_np and a plain mutual exclusion lock.
+// On Linux the ordinary names (pthread_create, pthread_mutex_lock, pthread_cond_wait, sem_wait,
+// ...) are the system's own, on Windows those of the compiler's POSIX layer; this header brings
+// them in and adds what the module offers beyond them: pthread_delay_np and a plain mutual
+// exclusion lock.
 #ifndef PLINTH_W32_PTHREADVC_H
 #define PLINTH_W32_PTHREADVC_H
 

@@ -1,0 +1,244 @@
+#include "hive_store.h"
+
+#include <cstdio>
+#include <mutex>
+
+#include "system/calls.h"
+#include "system/last_error.h"
+#include "system/root.h"
+
+namespace platform
+{
+
+namespace
+{
+
+constexpr const char* root_names[] = {"HKEY_LOCAL_MACHINE", "HKEY_CURRENT_USER",
+                                      "HKEY_CLASSES_ROOT", "HKEY_USERS"};
+constexpr off_t size_limit = off_t{64} << 20; // bytes of a hive file
+
+// What tells one state of a file from another.
+struct Stamp
+{
+    bool exists = false;
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = 0;
+    timespec written = {};
+
+    bool operator==(const Stamp& other) const
+    {
+        return exists == other.exists && device == other.device && inode == other.inode &&
+               size == other.size && written.tv_sec == other.written.tv_sec &&
+               written.tv_nsec == other.written.tv_nsec;
+    }
+};
+
+struct Cached
+{
+    std::mutex lock; // guards the rest; taken after no other lock of ours
+    Stamp stamp;
+    std::shared_ptr<const Hive> hive;
+};
+
+Cached& cached(HiveId id)
+{
+    static Cached* const all = new Cached[static_cast<size_t>(HiveId::count)];
+    return all[static_cast<size_t>(id)];
+}
+
+std::string folder()
+{
+    return root_folder() + "/registry";
+}
+
+const char* root_name(HiveId id)
+{
+    return root_names[static_cast<size_t>(id)];
+}
+
+std::string file_of(HiveId id)
+{
+    return folder() + "/" + root_name(id) + ".reg";
+}
+
+// False if it can't be told (errno); a missing file is a state like any other.
+bool take_stamp(const std::string& path, Stamp& stamp)
+{
+    struct stat found;
+    stamp = {};
+    if (sys::stat(path.c_str(), &found) != 0)
+        return errno == ENOENT || errno == ENOTDIR;
+    stamp = {true, found.st_dev, found.st_ino, found.st_size, found.st_mtim};
+    return true;
+}
+
+// 0 or an errno.
+int read_whole(const std::string& path, off_t size, std::string& content)
+{
+    if (size > size_limit)
+        return EFBIG;
+    const int fd = sys::open(path.c_str(), O_RDONLY);
+    if (fd < 0)
+        return errno;
+    content.resize(static_cast<size_t>(size));
+    size_t got = 0;
+    int error = 0;
+    while (got < content.size())
+    {
+        const ssize_t count = sys::read(fd, content.data() + got, content.size() - got);
+        if (count < 0)
+            error = errno;
+        if (count <= 0)
+            break;
+        got += static_cast<size_t>(count);
+    }
+    content.resize(got);
+    sys::close(fd);
+    return error;
+}
+
+// Moves a damaged file out of the way under a name that is free, and says so.
+void keep_aside(const std::string& path, size_t line)
+{
+    for (int number = 1; number < 1000; ++number)
+    {
+        const std::string aside = path + ".damaged-" + std::to_string(number);
+        if (sys::renameat2(path.c_str(), aside.c_str(), RENAME_NOREPLACE) == 0)
+        {
+            std::fprintf(stderr,
+                         "plinth: the registry file %s is damaged (line %zu) and is kept as %s; "
+                         "its settings count as missing\n",
+                         path.c_str(), line, aside.c_str());
+            return;
+        }
+        if (errno == ENOENT)
+            return; // another process has done it
+        if (errno != EEXIST)
+            break;
+    }
+    std::fprintf(stderr,
+                 "plinth: the registry file %s is damaged (line %zu) and can't be kept aside; its "
+                 "settings count as missing\n",
+                 path.c_str(), line);
+}
+
+// Reads the file into the cache if it has changed. Needs the lock of the cache.
+DWORD refresh(HiveId id, Cached& cache)
+{
+    const std::string path = file_of(id);
+    Stamp now;
+    if (!take_stamp(path, now))
+        return system_error(errno);
+    if (cache.hive && now == cache.stamp)
+        return 0;
+    auto hive = std::make_shared<Hive>();
+    (*hive)[""];
+    if (now.exists)
+    {
+        std::string content;
+        if (const int error = read_whole(path, now.size, content))
+            return system_error(error);
+        size_t line = 0;
+        if (!parse_reg_text(content, root_name(id), *hive, line))
+        {
+            keep_aside(path, line);
+            hive->clear();
+            (*hive)[""];
+        }
+    }
+    cache.stamp = now;
+    cache.hive = std::move(hive);
+    return 0;
+}
+
+// Holds the lock of a hive's writers, between processes.
+class WriteLock
+{
+public:
+    explicit WriteLock(HiveId id)
+    {
+        sys::mkdir(folder().c_str(), 0755);
+        m_fd = sys::open((file_of(id) + ".lock").c_str(), O_RDWR | O_CREAT, 0644);
+        if (m_fd < 0)
+        {
+            m_error = errno;
+            return;
+        }
+        struct flock range = {};
+        range.l_type = F_WRLCK;
+        range.l_whence = SEEK_SET;
+        if (sys::fcntl_lock(m_fd, F_OFD_SETLKW, &range) != 0)
+            m_error = errno;
+    }
+    WriteLock(const WriteLock&) = delete;
+    WriteLock& operator=(const WriteLock&) = delete;
+    ~WriteLock()
+    {
+        if (m_fd >= 0)
+            sys::close(m_fd);
+    }
+    int error() const { return m_error; }
+
+private:
+    int m_fd = -1;
+    int m_error = 0;
+};
+
+// Writes beside the file and renames. 0 or an errno.
+int replace_file(const std::string& path, const std::string& content)
+{
+    const std::string temporary = path + ".new";
+    const int fd = sys::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (fd < 0)
+        return errno;
+    int error = 0;
+    for (size_t put = 0; put < content.size() && !error;)
+    {
+        const ssize_t count = sys::write(fd, content.data() + put, content.size() - put);
+        if (count <= 0)
+            error = count < 0 ? errno : EIO;
+        else
+            put += static_cast<size_t>(count);
+    }
+    if (!error && sys::fsync(fd) != 0)
+        error = errno;
+    if (sys::close(fd) != 0 && !error)
+        error = errno;
+    if (!error && sys::rename(temporary.c_str(), path.c_str()) != 0)
+        error = errno;
+    if (error)
+        sys::unlink(temporary.c_str());
+    return error;
+}
+
+} // namespace
+
+std::shared_ptr<const Hive> read_hive(HiveId id, DWORD& error)
+{
+    Cached& cache = cached(id);
+    const std::lock_guard guard(cache.lock);
+    error = refresh(id, cache);
+    return error ? nullptr : cache.hive;
+}
+
+DWORD change_hive(HiveId id, const std::function<DWORD(Hive&)>& change)
+{
+    Cached& cache = cached(id);
+    const std::lock_guard guard(cache.lock);
+    const WriteLock lock(id);
+    if (lock.error())
+        return system_error(lock.error());
+    if (const DWORD error = refresh(id, cache))
+        return error;
+    Hive changed = *cache.hive;
+    if (const DWORD error = change(changed))
+        return error;
+    if (const int error = replace_file(file_of(id), write_reg_text(changed, root_name(id))))
+        return system_error(error);
+    // The stamp may belong to a later change already; the content is read again then.
+    cache.hive = nullptr;
+    return 0;
+}
+
+} // namespace platform

@@ -1,0 +1,46 @@
+// The public text format of registry files: parsing and writing one hive.
+//
+// A file has the heading "Windows Registry Editor Version 5.00", then keys in brackets and values
+// below them: "name"="text", "name"=dword:0000000a, "name"=hex:01,02 with a type in parentheses, @
+// for the value without a name, lines that go on behind a backslash, comments behind a semicolon.
+// Here it is UTF-8, with or without a byte order mark.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "windef.h"
+
+namespace platform
+{
+
+struct RegValue
+{
+    std::string name; // as it was written
+    DWORD type = 0;
+    std::vector<BYTE> data; // as the system hands it out: texts are UTF-16 with terminator
+};
+
+struct RegKey
+{
+    std::string name;                       // as it was written, the whole path below the hive
+    std::map<std::string, RegValue> values; // by folded name
+};
+
+// A hive: its keys by folded path, with '\' between levels and no separator at either end. The root
+// itself is the empty path and always there.
+using Hive = std::map<std::string, RegKey>;
+
+// Folded for comparison: without regard to case.
+std::string fold_name(std::string_view name);
+
+// False if the text is not of the format; line then tells where. root is the hive's own name
+// ("HKEY_LOCAL_MACHINE"), which each key of the file begins with.
+bool parse_reg_text(std::string_view text, std::string_view root, Hive& hive, size_t& line);
+
+std::string write_reg_text(const Hive& hive, std::string_view root);
+
+} // namespace platform

@@ -1,0 +1,315 @@
+// The registry calls over the hives.
+//
+// A key handle is a number of a table: which hive, which path, what it may do. Values are looked up
+// in the hive as it is on disk at that moment.
+#include <cstring>
+#include <mutex>
+#include <new>
+#include <vector>
+
+#include "hive_store.h"
+#include "system/faults.h"
+#include "system/last_error.h"
+#include "system/text.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+struct OpenKey
+{
+    HiveId hive = HiveId::local_machine;
+    std::string path; // folded
+    std::string name; // as the caller wrote it
+    DWORD access = 0;
+};
+
+struct KeySlot
+{
+    unsigned generation = 0;
+    bool used = false;
+    OpenKey key;
+};
+
+struct KeyTable
+{
+    std::mutex lock; // guards slots; no other lock is taken while it is held
+    std::vector<KeySlot> slots;
+};
+
+KeyTable& key_table()
+{
+    static KeyTable& only = *new KeyTable;
+    return only;
+}
+
+constexpr uintptr_t first_root = 0x80000000u;
+
+bool root_key(HKEY key, OpenKey& result)
+{
+    static constexpr HiveId hives[] = {HiveId::classes_root, HiveId::current_user,
+                                       HiveId::local_machine, HiveId::users};
+    const uintptr_t number = reinterpret_cast<uintptr_t>(key) - first_root;
+    if (number >= sizeof hives / sizeof *hives)
+        return false;
+    result = {hives[number], "", "", KEY_ALL_ACCESS};
+    return true;
+}
+
+// Handles are even, above 32 bits, and carry index and generation.
+KeySlot* find_slot(HKEY key)
+{
+    const uint64_t value = reinterpret_cast<uint64_t>(key);
+    const size_t index = static_cast<size_t>((value >> 4) & 0xFFFFFFF);
+    const auto generation = static_cast<unsigned>(value >> 33);
+    if ((value & 0x10000000F) != 0x100000008 || index >= key_table().slots.size())
+        return nullptr;
+    KeySlot& slot = key_table().slots[index];
+    return slot.used && slot.generation == generation ? &slot : nullptr;
+}
+
+bool resolve(HKEY key, OpenKey& result)
+{
+    if (root_key(key, result))
+        return true;
+    const std::lock_guard guard(key_table().lock);
+    const KeySlot* const slot = find_slot(key);
+    if (!slot)
+        return false;
+    result = slot->key;
+    return true;
+}
+
+HKEY add_key(OpenKey key)
+{
+    const std::lock_guard guard(key_table().lock);
+    std::vector<KeySlot>& slots = key_table().slots;
+    size_t index = 0;
+    while (index < slots.size() && slots[index].used)
+        ++index;
+    if (index == slots.size())
+        slots.emplace_back();
+    KeySlot& slot = slots[index];
+    slot.used = true;
+    slot.generation = (slot.generation + 1) & 0x3FFFFFFF;
+    slot.key = std::move(key);
+    return reinterpret_cast<HKEY>((uint64_t{slot.generation} << 33) | 0x100000008 |
+                                  (static_cast<uint64_t>(index) << 4));
+}
+
+// The folded path of a key below another. Separators at the ends and repeated ones don't count.
+OpenKey below(const OpenKey& parent, LPCWSTR path)
+{
+    OpenKey key = parent;
+    std::string level;
+    const std::string text = path ? to_utf8(path) : "";
+    for (size_t i = 0; i <= text.size(); ++i)
+    {
+        if (i < text.size() && text[i] != '\\')
+        {
+            level += text[i];
+            continue;
+        }
+        if (!level.empty())
+        {
+            key.name += (key.name.empty() ? "" : "\\") + level;
+            key.path += (key.path.empty() ? "" : "\\") + fold_name(level);
+        }
+        level.clear();
+    }
+    return key;
+}
+
+LONG open_key(HKEY parent, LPCWSTR path, DWORD access, PHKEY result)
+{
+    OpenKey from;
+    if (!result)
+        return ERROR_INVALID_PARAMETER;
+    if (!resolve(parent, from))
+        return ERROR_INVALID_HANDLE;
+    OpenKey key = below(from, path);
+    DWORD error = 0;
+    const auto hive = read_hive(key.hive, error);
+    if (!hive)
+        return static_cast<LONG>(error);
+    if (!hive->count(key.path))
+        return ERROR_FILE_NOT_FOUND;
+    key.access = access;
+    *result = add_key(std::move(key));
+    return ERROR_SUCCESS;
+}
+
+// Makes a key and those above it. The names of levels that exist stay as they are.
+void create_levels(Hive& hive, const OpenKey& key)
+{
+    for (size_t at = 0; at != std::string::npos;)
+    {
+        at = key.name.find('\\', at ? at + 1 : 0);
+        const std::string name = key.name.substr(0, at);
+        hive.try_emplace(fold_name(name), RegKey{name, {}});
+    }
+}
+
+LONG create_key(HKEY parent, LPCWSTR path, PHKEY result)
+{
+    OpenKey from;
+    if (!result)
+        return ERROR_INVALID_PARAMETER;
+    const LONG opened = open_key(parent, path, KEY_ALL_ACCESS, result);
+    if (opened != static_cast<LONG>(ERROR_FILE_NOT_FOUND))
+        return opened;
+    if (!resolve(parent, from))
+        return ERROR_INVALID_HANDLE;
+    OpenKey key = below(from, path);
+    const DWORD error = change_hive(key.hive,
+                                    [&key](Hive& hive) -> DWORD
+                                    {
+                                        create_levels(hive, key);
+                                        return 0;
+                                    });
+    if (error)
+        return static_cast<LONG>(error);
+    key.access = KEY_ALL_ACCESS;
+    *result = add_key(std::move(key));
+    return ERROR_SUCCESS;
+}
+
+LONG query_value(HKEY handle, LPCWSTR name, LPDWORD type, LPBYTE data, LPDWORD size)
+{
+    OpenKey key;
+    if (data && !size)
+        return ERROR_INVALID_PARAMETER;
+    if (!resolve(handle, key))
+        return ERROR_INVALID_HANDLE;
+    if (!(key.access & KEY_QUERY_VALUE))
+        return ERROR_ACCESS_DENIED;
+    DWORD error = 0;
+    const auto hive = read_hive(key.hive, error);
+    if (!hive)
+        return static_cast<LONG>(error);
+    const auto found_key = hive->find(key.path);
+    if (found_key == hive->end())
+        return ERROR_FILE_NOT_FOUND;
+    const auto found = found_key->second.values.find(fold_name(name ? to_utf8(name) : ""));
+    if (found == found_key->second.values.end())
+        return ERROR_FILE_NOT_FOUND;
+    const RegValue& value = found->second;
+    if (type)
+        *type = value.type;
+    if (!size)
+        return ERROR_SUCCESS;
+    const DWORD room = *size;
+    *size = static_cast<DWORD>(value.data.size());
+    if (!data)
+        return ERROR_SUCCESS;
+    if (room < value.data.size())
+        return ERROR_MORE_DATA;
+    if (!value.data.empty())
+        std::memcpy(data, value.data.data(), value.data.size());
+    return ERROR_SUCCESS;
+}
+
+// A change of one key's values.
+template <class Change> LONG change_values(HKEY handle, Change change)
+{
+    OpenKey key;
+    if (!resolve(handle, key))
+        return ERROR_INVALID_HANDLE;
+    if (!(key.access & KEY_SET_VALUE))
+        return ERROR_ACCESS_DENIED;
+    return static_cast<LONG>(change_hive(key.hive,
+                                         [&](Hive& hive) -> DWORD
+                                         {
+                                             const auto found = hive.find(key.path);
+                                             return found == hive.end() ? ERROR_FILE_NOT_FOUND
+                                                                        : change(found->second);
+                                         }));
+}
+
+// Nothing may leave through the interface but a number.
+template <class Call> LONG guarded(const char* name, Call call)
+{
+    int fault = 0;
+    if (api_fault(name, fault))
+        return fault;
+    try
+    {
+        return call();
+    }
+    catch (const std::bad_alloc&)
+    {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+}
+
+} // namespace
+
+extern "C" LONG RegOpenKeyExW(HKEY key, LPCWSTR path, DWORD, DWORD access, PHKEY result)
+{
+    return guarded("RegOpenKey", [&] { return open_key(key, path, access, result); });
+}
+
+extern "C" LONG RegOpenKeyW(HKEY key, LPCWSTR path, PHKEY result)
+{
+    return RegOpenKeyExW(key, path, 0, KEY_ALL_ACCESS, result);
+}
+
+extern "C" LONG RegCreateKeyW(HKEY key, LPCWSTR path, PHKEY result)
+{
+    return guarded("RegCreateKey", [&] { return create_key(key, path, result); });
+}
+
+extern "C" LONG RegCloseKey(HKEY key)
+{
+    OpenKey root;
+    if (root_key(key, root))
+        return ERROR_SUCCESS;
+    const std::lock_guard guard(key_table().lock);
+    KeySlot* const slot = find_slot(key);
+    if (!slot)
+        return ERROR_INVALID_HANDLE;
+    slot->used = false;
+    slot->key = {};
+    return ERROR_SUCCESS;
+}
+
+extern "C" LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD, LPDWORD type, LPBYTE data,
+                                 LPDWORD size)
+{
+    return guarded("RegQueryValue", [&] { return query_value(key, name, type, data, size); });
+}
+
+extern "C" LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD, DWORD type, const BYTE* data,
+                               DWORD size)
+{
+    if (!data && size != 0)
+        return ERROR_INVALID_PARAMETER;
+    return guarded("RegSetValue",
+                   [&]
+                   {
+                       RegValue value{name ? to_utf8(name) : "", type, {data, data + size}};
+                       return change_values(key,
+                                            [&value](RegKey& in) -> DWORD
+                                            {
+                                                in.values[fold_name(value.name)] = value;
+                                                return 0;
+                                            });
+                   });
+}
+
+extern "C" LONG RegDeleteValueW(HKEY key, LPCWSTR name)
+{
+    return guarded("RegDeleteValue",
+                   [&]
+                   {
+                       const std::string folded = fold_name(name ? to_utf8(name) : "");
+                       return change_values(key,
+                                            [&folded](RegKey& in) -> DWORD {
+                                                return in.values.erase(folded)
+                                                           ? ERROR_SUCCESS
+                                                           : ERROR_FILE_NOT_FOUND;
+                                            });
+                   });
+}

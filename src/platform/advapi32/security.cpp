@@ -1,0 +1,187 @@
+// Accounts, access lists and security descriptors, as far as an owner-only file needs them.
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <windows.h>
+
+#include <aclapi.h>
+
+#include "system/faults.h"
+#include "system/last_error.h"
+#include "system/text.h"
+
+using namespace platform;
+
+namespace
+{
+
+// Revision, count of sub-authorities, authority (48 bits, big-endian), sub-authorities.
+struct Sid
+{
+    BYTE revision;
+    BYTE count;
+    BYTE authority[6];
+    DWORD parts[3];
+};
+static_assert(sizeof(Sid) == 20);
+
+// The authority for accounts of this kind of system, a part for users, and the user's number.
+Sid sid_of(uid_t user)
+{
+    return {1, 3, {0, 0, 0, 0, 0, 22}, {1, 0, static_cast<DWORD>(user)}};
+}
+
+struct AccessAllowedEntry
+{
+    BYTE type;
+    BYTE flags;
+    WORD size;
+    DWORD mask;
+    // the identifier follows
+};
+
+size_t sid_size(const void* sid)
+{
+    const BYTE* const bytes = static_cast<const BYTE*>(sid);
+    return bytes[0] == 1 && bytes[1] <= 15 ? 8 + size_t{bytes[1]} * 4 : 0;
+}
+
+std::string user_name()
+{
+    passwd entry;
+    passwd* found = nullptr;
+    char buffer[4096];
+    if (getpwuid_r(geteuid(), &entry, buffer, sizeof buffer, &found) == 0 && found)
+        return found->pw_name;
+    return std::to_string(geteuid()); // a user without an entry
+}
+
+bool user_number(const std::string& name, uid_t& number)
+{
+    passwd entry;
+    passwd* found = nullptr;
+    char buffer[4096];
+    if (getpwnam_r(name.c_str(), &entry, buffer, sizeof buffer, &found) == 0 && found)
+    {
+        number = found->pw_uid;
+        return true;
+    }
+    number = geteuid();
+    return name == std::to_string(number);
+}
+
+} // namespace
+
+extern "C" BOOL GetUserNameW(LPWSTR buffer, LPDWORD size)
+{
+    int error = 0;
+    if (api_fault("GetUserNameW", error))
+        return fail_with(static_cast<DWORD>(error));
+    if (!size)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    const std::string name = user_name();
+    const DWORD result = copy_to_caller(name, buffer, *size);
+    const bool fits = buffer && result < *size;
+    *size = fits ? result + 1 : result;
+    return fits ? TRUE : fail_with(ERROR_INSUFFICIENT_BUFFER);
+}
+
+extern "C" BOOL LookupAccountNameW(LPCWSTR, LPCWSTR account, PSID sid, LPDWORD sidSize,
+                                   LPWSTR domain, LPDWORD domainSize, PSID_NAME_USE use)
+{
+    int error = 0;
+    if (api_fault("LookupAccountNameW", error))
+        return fail_with(static_cast<DWORD>(error));
+    uid_t number = 0;
+    if (!account || !sidSize || !domainSize || !use)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    if (!user_number(to_utf8(account), number))
+        return fail_with(ERROR_NONE_MAPPED);
+    char host[256] = "";
+    gethostname(host, sizeof host - 1);
+    const Sid found = sid_of(number);
+    const DWORD domainNeeded = copy_to_caller(host, nullptr, 0);
+    if (!sid || *sidSize < sizeof found || (domainNeeded > *domainSize) || !domain)
+    {
+        *sidSize = sizeof found;
+        *domainSize = domainNeeded;
+        return fail_with(ERROR_INSUFFICIENT_BUFFER);
+    }
+    std::memcpy(sid, &found, sizeof found);
+    *sidSize = sizeof found;
+    *domainSize = copy_to_caller(host, domain, *domainSize);
+    *use = SidTypeUser;
+    return TRUE;
+}
+
+extern "C" BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision)
+{
+    int error = 0;
+    if (api_fault("InitializeSecurityDescriptor", error))
+        return fail_with(static_cast<DWORD>(error));
+    if (revision != SECURITY_DESCRIPTOR_REVISION)
+        return fail_with(ERROR_UNKNOWN_REVISION);
+    auto* const made = static_cast<SECURITY_DESCRIPTOR*>(descriptor);
+    *made = {};
+    made->Revision = static_cast<BYTE>(revision);
+    return TRUE;
+}
+
+extern "C" BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL list,
+                                          BOOL defaulted)
+{
+    int error = 0;
+    if (api_fault("SetSecurityDescriptorDacl", error))
+        return fail_with(static_cast<DWORD>(error));
+    auto* const changed = static_cast<SECURITY_DESCRIPTOR*>(descriptor);
+    if (!changed || changed->Revision != SECURITY_DESCRIPTOR_REVISION)
+        return fail_with(ERROR_INVALID_SECURITY_DESCR);
+    changed->Control =
+        static_cast<WORD>((present ? SE_DACL_PRESENT : 0) | (defaulted ? SE_DACL_DEFAULTED : 0));
+    changed->Dacl = present ? list : nullptr;
+    return TRUE;
+}
+
+extern "C" DWORD SetEntriesInAclW(ULONG count, PEXPLICIT_ACCESS_W entries, PACL, PACL* result)
+{
+    int error = 0;
+    if (api_fault("SetEntriesInAclW", error))
+        return static_cast<DWORD>(error);
+    if (!entries || !result)
+        return ERROR_INVALID_PARAMETER;
+    size_t size = sizeof(ACL);
+    for (ULONG i = 0; i < count; ++i)
+    {
+        const TRUSTEE_W& trustee = entries[i].Trustee;
+        if (trustee.TrusteeForm != TRUSTEE_IS_SID || !trustee.ptstrName ||
+            sid_size(trustee.ptstrName) == 0)
+            return ERROR_INVALID_PARAMETER;
+        size += sizeof(AccessAllowedEntry) + sid_size(trustee.ptstrName);
+    }
+    if (size > UINT16_MAX)
+        return ERROR_INVALID_PARAMETER;
+    auto* const list = static_cast<ACL*>(LocalAlloc(LMEM_ZEROINIT, size));
+    if (!list)
+        return ERROR_NOT_ENOUGH_MEMORY;
+    list->AclRevision = 2;
+    list->AclSize = static_cast<WORD>(size);
+    list->AceCount = static_cast<WORD>(count);
+    BYTE* at = reinterpret_cast<BYTE*>(list + 1);
+    for (ULONG i = 0; i < count; ++i)
+    {
+        const void* const sid = entries[i].Trustee.ptstrName;
+        const size_t length = sid_size(sid);
+        const AccessAllowedEntry entry = {0, static_cast<BYTE>(entries[i].grfInheritance),
+                                          static_cast<WORD>(sizeof entry + length),
+                                          entries[i].grfAccessPermissions};
+        std::memcpy(at, &entry, sizeof entry);
+        std::memcpy(at + sizeof entry, sid, length);
+        at += sizeof entry + length;
+    }
+    *result = list;
+    return ERROR_SUCCESS;
+}

@@ -1,0 +1,99 @@
+#include "event_state.h"
+
+#include <climits>
+
+#include "system/calls.h"
+#include "system/clock.h"
+#include "winbase.h"
+
+namespace platform
+{
+
+namespace
+{
+
+// Looks at the word before a wait goes to the kernel. A partner that answers on another processor
+// takes about a microsecond, sleeping and being woken several; an idle waiter spins once for that
+// time and then sleeps.
+constexpr int spins = 200;
+
+void relax()
+{
+#if defined(__x86_64__)
+    __builtin_ia32_pause();
+#endif
+}
+
+} // namespace
+
+int64_t deadline_after(DWORD milliseconds)
+{
+    return milliseconds == INFINITE ? -1 : monotonic_ns() + milliseconds * int64_t{1'000'000};
+}
+
+bool futex_wait(std::atomic<uint32_t>& word, uint32_t value, int64_t deadline, bool shared)
+{
+    timespec until;
+    if (deadline >= 0)
+    {
+        until.tv_sec = deadline / 1'000'000'000;
+        until.tv_nsec = deadline % 1'000'000'000;
+    }
+    // The bitset form takes an absolute moment on the monotonic clock.
+    const int operation = FUTEX_WAIT_BITSET | (shared ? 0 : FUTEX_PRIVATE_FLAG);
+    return sys::futex(&word, operation, value, deadline >= 0 ? &until : nullptr) == 0 ||
+           errno != ETIMEDOUT;
+}
+
+void futex_wake(std::atomic<uint32_t>& word, int count, bool shared)
+{
+    sys::futex(&word, FUTEX_WAKE | (shared ? 0 : FUTEX_PRIVATE_FLAG), static_cast<uint32_t>(count),
+               nullptr);
+}
+
+void EventState::set(bool shared)
+{
+    // A waiter counts itself before it looks at the word, and the word is set before the count is
+    // looked at: one of the two sees the other.
+    signalled.store(1, std::memory_order_seq_cst);
+    if (waiters.load(std::memory_order_seq_cst) != 0)
+        futex_wake(signalled, manual_reset.load(std::memory_order_relaxed) ? INT_MAX : 1, shared);
+}
+
+bool EventState::try_take()
+{
+    if (manual_reset.load(std::memory_order_relaxed))
+        return signalled.load(std::memory_order_seq_cst) == 1;
+    uint32_t expected = 1;
+    return signalled.load(std::memory_order_relaxed) == 1 &&
+           signalled.compare_exchange_strong(expected, 0, std::memory_order_seq_cst);
+}
+
+DWORD EventState::wait(DWORD milliseconds, bool shared)
+{
+    if (try_take())
+        return WAIT_OBJECT_0;
+    return milliseconds == 0 ? WAIT_TIMEOUT : wait_until(deadline_after(milliseconds), shared);
+}
+
+DWORD EventState::wait_until(int64_t deadline, bool shared)
+{
+    for (int i = 0; i < spins; ++i)
+    {
+        if (try_take())
+            return WAIT_OBJECT_0;
+        relax();
+    }
+    waiters.fetch_add(1, std::memory_order_seq_cst);
+    DWORD result = WAIT_OBJECT_0;
+    while (!try_take())
+        if (!futex_wait(signalled, 0, deadline, shared))
+        {
+            result = try_take() ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
+            break;
+        }
+    waiters.fetch_sub(1, std::memory_order_seq_cst);
+    return result;
+}
+
+} // namespace platform

@@ -1,0 +1,38 @@
+// The state of an event, in the memory of the process or shared between processes.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "windef.h"
+
+namespace platform
+{
+
+struct EventState
+{
+    std::atomic<uint32_t> signalled; // the futex word: 0 or 1
+    std::atomic<uint32_t> waiters;   // an upper bound: a waiter that was killed stays counted
+    std::atomic<uint32_t> manual_reset;
+
+    // Signals; wakes one waiter, or all of a manual-reset event.
+    void set(bool shared);
+    void reset() { signalled.store(0, std::memory_order_seq_cst); }
+    // Takes the signal if it is there. A manual-reset event keeps it.
+    bool try_take();
+    // Waits until the signal is taken: WAIT_OBJECT_0 or WAIT_TIMEOUT.
+    DWORD wait(DWORD milliseconds, bool shared);
+    // The same up to a moment on the monotonic clock, in nanoseconds; negative: for ever.
+    DWORD wait_until(int64_t deadline, bool shared);
+};
+
+static_assert(sizeof(EventState) == 12 && std::atomic<uint32_t>::is_always_lock_free);
+
+// The moment at which a wait of so many milliseconds ends; -1 for INFINITE.
+int64_t deadline_after(DWORD milliseconds);
+
+// Waits on a word while it has the value, up to the deadline (-1: none). False when it has passed.
+bool futex_wait(std::atomic<uint32_t>& word, uint32_t value, int64_t deadline, bool shared);
+void futex_wake(std::atomic<uint32_t>& word, int count, bool shared);
+
+} // namespace platform

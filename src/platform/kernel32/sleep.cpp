@@ -1,0 +1,61 @@
+// Sleeping, and the clock that differences are taken on.
+#include "event_state.h"
+#include "system/calls.h"
+#include "system/clock.h"
+#include "system/faults.h"
+#include "system/last_error.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+// The kernel rounds the end of a sleep by 50 us unless a thread asks otherwise.
+void ask_for_fine_timers()
+{
+    static thread_local bool asked = false;
+    if (!asked)
+        asked = ::prctl(PR_SET_TIMERSLACK, 1UL) == 0;
+}
+
+} // namespace
+
+extern "C" void Sleep(DWORD milliseconds)
+{
+    if (milliseconds == 0)
+    {
+        sched_yield();
+        return;
+    }
+    ask_for_fine_timers();
+    const int64_t deadline = deadline_after(milliseconds);
+    const timespec until{deadline / 1'000'000'000, deadline % 1'000'000'000};
+    const timespec long_time{3600, 0};
+    if (milliseconds == INFINITE)
+        for (;;)
+            sys::clock_nanosleep(CLOCK_MONOTONIC, 0, &long_time);
+    while (sys::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until) == EINTR)
+    {
+    }
+}
+
+extern "C" BOOL QueryPerformanceCounter(LARGE_INTEGER* count)
+{
+    timespec now;
+    ::clock_gettime(CLOCK_MONOTONIC, &now); // can't fail for this clock
+    count->QuadPart = now.tv_sec * 1'000'000'000LL + now.tv_nsec;
+    return TRUE;
+}
+
+extern "C" BOOL QueryPerformanceFrequency(LARGE_INTEGER* frequency)
+{
+    int error = 0;
+    if (api_fault("QueryPerformanceFrequency", error))
+    {
+        frequency->QuadPart = 0;
+        return fail_with(static_cast<DWORD>(error));
+    }
+    frequency->QuadPart = 1'000'000'000; // the counter counts nanoseconds
+    return TRUE;
+}

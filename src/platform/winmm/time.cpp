@@ -1,0 +1,66 @@
+// The multimedia clock. Its tick has a resolution of 1 ms whatever period is asked for: requests
+// are only counted, so that each end meets its begin.
+#include <map>
+#include <mutex>
+
+#include <windows.h>
+
+#include <mmsystem.h>
+
+#include "system/clock.h"
+#include "system/faults.h"
+
+namespace
+{
+
+constexpr UINT least_period = 1; // ms
+constexpr UINT greatest_period = 1'000'000;
+
+struct Periods
+{
+    std::mutex lock; // guards begun
+    std::map<UINT, unsigned> begun;
+};
+
+Periods& periods()
+{
+    static Periods& only = *new Periods;
+    return only;
+}
+
+} // namespace
+
+extern "C" DWORD timeGetTime(void)
+{
+    return platform::millisecond_tick();
+}
+
+extern "C" MMRESULT timeGetDevCaps(LPTIMECAPS caps, UINT size)
+{
+    int error = 0;
+    if (!caps || size < sizeof *caps || platform::api_fault("timeGetDevCaps", error))
+        return TIMERR_NOCANDO;
+    caps->wPeriodMin = least_period;
+    caps->wPeriodMax = greatest_period;
+    return TIMERR_NOERROR;
+}
+
+extern "C" MMRESULT timeBeginPeriod(UINT period)
+{
+    if (period < least_period || period > greatest_period)
+        return TIMERR_NOCANDO;
+    const std::lock_guard guard(periods().lock);
+    ++periods().begun[period];
+    return TIMERR_NOERROR;
+}
+
+extern "C" MMRESULT timeEndPeriod(UINT period)
+{
+    const std::lock_guard guard(periods().lock);
+    const auto found = periods().begun.find(period);
+    if (found == periods().begun.end())
+        return TIMERR_NOCANDO;
+    if (--found->second == 0)
+        periods().begun.erase(found);
+    return TIMERR_NOERROR;
+}
