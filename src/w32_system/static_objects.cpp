@@ -1,0 +1,51 @@
+// The static initialisers, in their order.
+//
+// The worker registry, the symbol engine and the timer map hold nothing as yet: their subsystems
+// will. They stand here for the order.
+#include <map>
+#include <memory>
+#include <set>
+
+#include "debugging/trace_lock.h"
+#include "static_objects.h"
+
+struct QvAsyncWorker;
+struct QvTimerRecord;
+
+namespace
+{
+
+struct WorkerRegistryTag;
+struct SymbolEngineTag;
+struct DebugFrameworkTag;
+struct TimerMapTag;
+
+struct SymbolEngine
+{
+    HANDLE process = nullptr; // null until the first stack report
+};
+
+struct TraceLock
+{
+    TraceLock() { InitializeCriticalSection(&s_traceLock); }
+    ~TraceLock() { DeleteCriticalSection(&s_traceLock); }
+};
+struct TraceLockTag;
+
+[[gnu::init_priority(
+    QV_PRIORITY_WORKER_REGISTRY)]] QvStaticObject<std::set<QvAsyncWorker*>, WorkerRegistryTag>
+    s_workerRegistry;
+[[gnu::init_priority(QV_PRIORITY_SYMBOL_ENGINE)]] QvStaticObject<SymbolEngine, SymbolEngineTag>
+    s_symbolEngine;
+[[gnu::init_priority(QV_PRIORITY_DEBUG_FRAMEWORK)]] QvStaticObject<std::unique_ptr<CDebugFramework>,
+                                                                   DebugFrameworkTag>
+    s_debugFramework;
+[[gnu::init_priority(QV_PRIORITY_TRACE_LOCK)]] QvStaticObject<TraceLock, TraceLockTag>
+    s_lockBuilder;
+[[gnu::init_priority(
+    QV_PRIORITY_TIMER_MAP)]] QvStaticObject<std::map<uintptr_t, QvTimerRecord*>, TimerMapTag>
+    gs_TimerHandleMap;
+
+} // namespace
+
+CRITICAL_SECTION s_traceLock;

@@ -1,0 +1,43 @@
+// The stack of tear-downs.
+//
+// Ordinary static objects won't do: on some systems their destructors run before the library's
+// detach, on others after it. So the library's objects live in storage that nothing destroys, and
+// say themselves how they go.
+#include <atomic>
+
+#include "frame.h"
+
+namespace
+{
+
+// Pushed by static initialisers on one thread, and by first uses under the trace lock; a lock-free
+// push keeps both simple.
+constinit std::atomic<QvTearDown*> s_top{nullptr};
+constinit std::atomic<bool> s_tornDown{false};
+
+} // namespace
+
+bool QvIsTornDown()
+{
+    return s_tornDown.load(std::memory_order_acquire);
+}
+
+void QvPushTearDown(QvTearDown& entry, void (*run)())
+{
+    entry.run = run;
+    entry.below = s_top.load(std::memory_order_relaxed);
+    while (!s_top.compare_exchange_weak(entry.below, &entry, std::memory_order_release,
+                                        std::memory_order_relaxed))
+    {
+    }
+}
+
+void QvRunTearDowns()
+{
+    s_tornDown.store(true, std::memory_order_release);
+    while (QvTearDown* const entry = s_top.load(std::memory_order_acquire))
+    {
+        s_top.store(entry->below, std::memory_order_relaxed);
+        entry->run();
+    }
+}
