@@ -39,7 +39,7 @@ int main()
                        write_and_measure(wcscat(path, L"plinth-consumer"));
     const bool threads = lock_and_unlock();
     const bool log = QV_Log(L"consumer: this line is in the log\r\n") == QV_OK;
-    std::printf("files %s, threads %s, log %s\n", files ? "work" : "fail", threads ? "work" : "fail",
-                log ? "works" : "fails");
+    std::printf("files %s, threads %s, log %s\n", files ? "work" : "fail",
+                threads ? "work" : "fail", log ? "works" : "fails");
     return files && threads && log ? 0 : 1;
 }
