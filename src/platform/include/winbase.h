@@ -162,7 +162,8 @@ extern "C"
                                              LPOVERLAPPED overlapped);
     PLINTH_PLATFORM_API BOOL WINAPI WriteFile(HANDLE file, LPCVOID buffer, DWORD size, LPDWORD done,
                                               LPOVERLAPPED overlapped);
-    PLINTH_PLATFORM_API DWORD WINAPI SetFilePointer(HANDLE file, LONG low, PLONG high, DWORD method);
+    PLINTH_PLATFORM_API DWORD WINAPI SetFilePointer(HANDLE file, LONG low, PLONG high,
+                                                    DWORD method);
     PLINTH_PLATFORM_API DWORD WINAPI GetFileSize(HANDLE file, LPDWORD high);
     PLINTH_PLATFORM_API BOOL WINAPI SetEndOfFile(HANDLE file);
     PLINTH_PLATFORM_API BOOL WINAPI FlushFileBuffers(HANDLE file);
@@ -204,10 +205,12 @@ extern "C"
                                                           DWORD fileSystemSize);
 
     // Mappings.
-    PLINTH_PLATFORM_API HANDLE WINAPI CreateFileMappingW(HANDLE file, LPSECURITY_ATTRIBUTES security,
+    PLINTH_PLATFORM_API HANDLE WINAPI CreateFileMappingW(HANDLE file,
+                                                         LPSECURITY_ATTRIBUTES security,
                                                          DWORD protection, DWORD sizeHigh,
                                                          DWORD sizeLow, LPCWSTR name);
-    PLINTH_PLATFORM_API HANDLE WINAPI CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES security,
+    PLINTH_PLATFORM_API HANDLE WINAPI CreateFileMappingA(HANDLE file,
+                                                         LPSECURITY_ATTRIBUTES security,
                                                          DWORD protection, DWORD sizeHigh,
                                                          DWORD sizeLow, LPCSTR name);
     PLINTH_PLATFORM_API HANDLE WINAPI OpenFileMappingA(DWORD access, BOOL inherit, LPCSTR name);
@@ -252,7 +255,8 @@ extern "C"
     PLINTH_PLATFORM_API void WINAPI GetSystemTimeAsFileTime(LPFILETIME time);
     PLINTH_PLATFORM_API BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* time, LPFILETIME result);
     PLINTH_PLATFORM_API BOOL WINAPI FileTimeToSystemTime(const FILETIME* time, LPSYSTEMTIME result);
-    PLINTH_PLATFORM_API BOOL WINAPI LocalFileTimeToFileTime(const FILETIME* local, LPFILETIME result);
+    PLINTH_PLATFORM_API BOOL WINAPI LocalFileTimeToFileTime(const FILETIME* local,
+                                                            LPFILETIME result);
     PLINTH_PLATFORM_API BOOL WINAPI FileTimeToLocalFileTime(const FILETIME* time, LPFILETIME local);
 
     // Debug string channel.

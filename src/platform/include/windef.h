@@ -106,9 +106,10 @@ typedef INT_PTR(WINAPI* FARPROC)();
 #define HIWORD(value) ((WORD)(((DWORD_PTR)(value) >> 16) & 0xffff))
 
 #ifdef __cplusplus
-static_assert(sizeof(wchar_t) == 2,
-              "plinth needs a 16-bit wchar_t: compile with -fshort-wchar (linking to the CMake target "
-              "plinth::w32_system, or using the flags of its pkg-config file, adds it)");
+static_assert(
+    sizeof(wchar_t) == 2,
+    "plinth needs a 16-bit wchar_t: compile with -fshort-wchar (linking to the CMake target "
+    "plinth::w32_system, or using the flags of its pkg-config file, adds it)");
 static_assert(sizeof(DWORD) == 4 && sizeof(LONG) == 4 && sizeof(void*) == 8);
 #endif
 

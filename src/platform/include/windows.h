@@ -3,10 +3,10 @@
 #ifndef PLINTH_PLATFORM_WINDOWS_H
 #define PLINTH_PLATFORM_WINDOWS_H
 
+#include "winbase.h"
 #include "windef.h"
 #include "winerror.h"
 #include "winnt.h"
-#include "winbase.h"
 #include "winreg.h"
 #include "winuser.h"
 #ifndef WIN32_LEAN_AND_MEAN

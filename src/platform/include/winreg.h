@@ -21,8 +21,8 @@ extern "C"
     PLINTH_PLATFORM_API LONG WINAPI RegCloseKey(HKEY key);
     PLINTH_PLATFORM_API LONG WINAPI RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved,
                                                      LPDWORD type, LPBYTE data, LPDWORD size);
-    PLINTH_PLATFORM_API LONG WINAPI RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type,
-                                                   const BYTE* data, DWORD size);
+    PLINTH_PLATFORM_API LONG WINAPI RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved,
+                                                   DWORD type, const BYTE* data, DWORD size);
     PLINTH_PLATFORM_API LONG WINAPI RegDeleteValueW(HKEY key, LPCWSTR name);
 
     PLINTH_PLATFORM_API BOOL WINAPI GetUserNameW(LPWSTR buffer, LPDWORD size);

@@ -21,7 +21,8 @@ extern "C"
 #define IDIGNORE 5
 #define SW_SHOWNORMAL 1
 
-    PLINTH_PLATFORM_API int WINAPI MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type);
+    PLINTH_PLATFORM_API int WINAPI MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption,
+                                               UINT type);
     PLINTH_PLATFORM_API HWND WINAPI GetActiveWindow(void);
     PLINTH_PLATFORM_API BOOL WINAPI IsWindow(HWND window);
 

@@ -127,7 +127,7 @@ DWORD launch_thread(ThreadStart start, void* argument, size_t stack_size, StateP
     pthread_attr_destroy(&attributes);
     if (error)
         return error == EAGAIN ? ERROR_NO_SYSTEM_RESOURCES : system_error(error);
-    launch.release(); // the thread owns it now
+    static_cast<void>(launch.release()); // the thread owns it now
     return 0;
 }
 

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 #include "system/text.h"
 
@@ -194,7 +195,7 @@ template <class Char> Conversion take_conversion(const Char*& at, Arguments& arg
     result.size = take_size(at);
     if (*at)
     {
-        const auto unit = static_cast<unsigned>(*at++);
+        const unsigned unit = static_cast<std::make_unsigned_t<Char>>(*at++);
         result.letter = unit < 0x80 ? static_cast<char>(unit) : '?';
     }
     return result;

@@ -31,7 +31,7 @@ std::string base_folder(const char* variable, const char* below_home)
 
 std::string common_data()
 {
-    const std::string path = root_folder() + "/ProgramData";
+    std::string path = root_folder() + "/ProgramData";
     sys::mkdir(path.c_str(), 0777);
     return path;
 }
