@@ -43,7 +43,7 @@ extern "C" int QV_Sleep(double milliseconds, int precision)
     case QV_PRECISION_MM_10:
     {
         const double tens = milliseconds / 10.0;
-        constexpr double most_tens = INFINITE / 10 - 1;
+        constexpr DWORD most_tens = INFINITE / 10 - 1;
         const DWORD whole =
             tens > 0.0 ? static_cast<DWORD>(tens < most_tens ? tens : most_tens) : 0;
         Sleep(whole * 10);
