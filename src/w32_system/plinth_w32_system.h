@@ -28,6 +28,8 @@
 #ifndef PLINTH_W32_SYSTEM_H
 #define PLINTH_W32_SYSTEM_H
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <list>
@@ -569,6 +571,8 @@ public:
 // ------------------------------------------------------------------------------------------- log
 // --
 
+struct QvLogDate;
+
 // The application log: one text file per process at a time, in a folder that all applications of
 // the machine share, named qvapp_YYYY-MM-DD.log or qvapp_YYYY-MM-DD_(NNNN).log.
 //
@@ -648,6 +652,11 @@ private:
     static CQvLogFile* getInstance(bool create);
     static CQvLogFile* LockedInstance();
     static void DropLockedInstance();
+    void ReadSettings();
+    bool OpenForDate(const wchar_t* folder, const QvLogDate& date);
+    void WriteSessionHeader();
+    void WriteByteOrderMark();
+    int WriteLocked(const wchar_t* message, size_t limit);
     static void wtoc(char* target, const wchar_t* source);
     static int SplitFile(CQvLogFile* instance);
     static int GetLogFileDir(wchar_t* folder);
@@ -744,19 +753,19 @@ public:
     static unsigned int adder_thread_proc(void* pThis);
 
 protected:
-    void StartThreads();
+    void StartThreads(const char* sourceFile); // for the report of a failure
     void StopThreads();
 
     bool m_bFirstItem;
     HWND m_hParent;
     std::map<int32_t, CDebugWindow*> m_Windows;
-    volatile LONG m_lPending; // texts in the cache, and the adder's wake-up count
+    std::atomic<int32_t> m_lPending; // texts in the cache, and the adder's wake-up count
     HANDLE m_ListenerThread;
     uint32_t m_uListenerThreadId;
-    volatile bool m_bListenerRun;
+    std::atomic<bool> m_bListenerRun;
     HANDLE m_AdderThread;
     uint32_t m_uAdderThreadId;
-    volatile bool m_bAdderRun;
+    std::atomic<bool> m_bAdderRun;
     COutDbgStringSync m_Sync;
     CSyncCache m_Cache;
 };
@@ -780,7 +789,7 @@ public:
 
 private:
     CQvDbgCapt* m_pCapt;
-    void (*m_pfnCallback)(const wchar_t*);
+    void (*m_pfnCallback)(const wchar_t*); // as it was given
 };
 
 #endif

@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 
+#include "debugging/trace_location.h"
 #include "debugging/trace_lock.h"
 #include "static_objects.h"
 
@@ -27,8 +28,16 @@ struct SymbolEngine
 
 struct TraceLock
 {
-    TraceLock() { InitializeCriticalSection(&s_traceLock); }
-    ~TraceLock() { DeleteCriticalSection(&s_traceLock); }
+    TraceLock()
+    {
+        InitializeCriticalSection(&s_traceLock);
+        QvInitializeLocationLock();
+    }
+    ~TraceLock()
+    {
+        QvDeleteLocationLock();
+        DeleteCriticalSection(&s_traceLock);
+    }
 };
 struct TraceLockTag;
 

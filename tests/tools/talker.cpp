@@ -62,7 +62,8 @@ int main(int argc, char** argv)
     for (int i = 1; i < argc; ++i)
     {
         const char* const colon = std::strchr(argv[i], ':');
-        const std::string what = colon ? std::string(argv[i], colon) : argv[i];
+        const std::string what =
+            colon ? std::string(argv[i], static_cast<size_t>(colon - argv[i])) : argv[i];
         if (!say(what, colon ? colon + 1 : ""))
         {
             std::fprintf(stderr, "talker: %s: not understood\n", argv[i]);

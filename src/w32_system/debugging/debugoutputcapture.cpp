@@ -1,0 +1,35 @@
+// Capture of the debug string channel into a callback.
+#include <new>
+
+#include "debug_framework.h"
+#include "plinth_w32_system.h"
+
+class CQvDbgCapt : public CDebugFramework
+{
+public:
+    explicit CQvDbgCapt(void (*pfn)(const wchar_t*)) : CDebugFramework(true), m_pfnCallback(pfn)
+    {
+        StartThreads(qv_capture_source);
+    }
+    // The threads call AddItem: they end while this object is still whole.
+    ~CQvDbgCapt() override { StopThreads(); }
+
+    void AddItem(const wchar_t* text) override
+    {
+        if (m_pfnCallback)
+            m_pfnCallback(text);
+    }
+
+private:
+    void (*const m_pfnCallback)(const wchar_t*);
+};
+
+CQvDebugOutputCapture::CQvDebugOutputCapture(void (*pfn)(const wchar_t*))
+    : m_pCapt(new (std::nothrow) CQvDbgCapt(pfn)), m_pfnCallback(pfn)
+{
+}
+
+CQvDebugOutputCapture::~CQvDebugOutputCapture()
+{
+    delete m_pCapt;
+}

@@ -1,0 +1,339 @@
+// The application log: its instance, and writing.
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include <windows.h>
+
+#include <shellapi.h>
+#include <tchar.h>
+
+#include "logfile_internal.h"
+
+pthread_mutexCS_t CQvLogFile::m_classLock = nullptr;
+bool CQvLogFile::m_bLogEnabled = true;
+bool CQvLogFile::m_bUnicodeEnabled = false;
+int32_t CQvLogFile::m_iMaxLogMessageLength = 512;
+CQvLogFile* CQvLogFile::m_pSingleton = nullptr;
+
+namespace
+{
+
+constexpr size_t stack_copy_limit = 1008; // bytes of a message's byte copy that need no allocation
+constexpr const wchar_t* header_text = L"Log session started.\r\n";
+
+// Set when the lock has gone for good: what still runs then must leave the instance alone.
+std::atomic<bool> s_ended{false};
+
+int MessageLimit(const wchar_t* message)
+{
+    const int32_t limit =
+        std::atomic_ref(CQvLogFile::m_iMaxLogMessageLength).load(std::memory_order_relaxed);
+    return limit < 0 ? static_cast<int>(wcslen(message)) + 1 : limit;
+}
+
+// Characters of the message up to its end and the limit.
+size_t BoundedLength(const wchar_t* message, size_t limit)
+{
+    size_t length = 0;
+    while (length < limit && message[length])
+        ++length;
+    return length;
+}
+
+} // namespace
+
+void CQvLogFile::Initialize()
+{
+    if (pthread_mutexCS_init(&m_classLock, nullptr) == 0)
+        std::atomic_ref(m_bLogEnabled).store(true);
+    else
+        DiagAssertW(0, L"pthread_mutexCS_init(&m_classLock, NULL)", nullptr, qv_logfile_source,
+                    __LINE__);
+    s_ended = false;
+}
+
+void CQvLogFile::Uninitialize()
+{
+    s_ended = true;
+    {
+        // Whoever is writing now gets to its end first.
+        const QvLogLock lock;
+    }
+    pthread_mutexCS_destroy(&m_classLock);
+}
+
+CQvLogFile* CQvLogFile::LockedInstance()
+{
+    if (s_ended)
+        return nullptr;
+    if (!m_pSingleton)
+        m_pSingleton = new (std::nothrow) CQvLogFile;
+    if (m_pSingleton && !m_pSingleton->m_bOpen)
+        DropLockedInstance();
+    return m_pSingleton;
+}
+
+void CQvLogFile::DropLockedInstance()
+{
+    delete m_pSingleton;
+    m_pSingleton = nullptr;
+}
+
+CQvLogFile* CQvLogFile::getInstance(bool)
+{
+    const QvLogLock lock;
+    return LockedInstance();
+}
+
+CQvLogFile::CQvLogFile()
+    : m_hFile(nullptr), m_bOpen(false), m_iDetail(0), m_uMaxLogMBytes(qv_no_limit),
+      m_uMaxLogDays(10), m_uBytesWritten(0), m_bPerSession(true)
+{
+    m_wsLogFilename[0] = L'\0';
+    std::atomic_ref(m_bUnicodeEnabled).store(GetUnicodeEnabled());
+    wchar_t folder[qv_folder_limit];
+    GetLogFileDir(folder);
+    QV_CreateDirectory(folder, 1, QV_SECURITY_DEFAULT);
+    ReadSettings();
+    QvLogDate today;
+    if (!QvLogToday(today) || !OpenForDate(folder, today))
+        return;
+    QV_SeekFile(m_hFile, 0, 2);
+    QvRemoveOldLogs(folder, m_uMaxLogDays);
+    WriteSessionHeader();
+    m_iDetail = -1;
+    m_bOpen = true;
+}
+
+CQvLogFile::~CQvLogFile()
+{
+    if (m_bOpen)
+        QV_CloseFile(m_hFile);
+}
+
+// A copy names the same file; only the original closes it.
+CQvLogFile& CQvLogFile::operator=(const CQvLogFile& other)
+{
+    if (this == &other)
+        return *this;
+    if (m_bOpen)
+        QV_CloseFile(m_hFile);
+    m_hFile = other.m_hFile;
+    m_bOpen = false;
+    m_iDetail = other.m_iDetail;
+    m_uMaxLogMBytes = other.m_uMaxLogMBytes;
+    m_uMaxLogDays = other.m_uMaxLogDays;
+    std::memcpy(m_wsLogFilename, other.m_wsLogFilename, sizeof m_wsLogFilename);
+    m_uBytesWritten = other.m_uBytesWritten;
+    m_bPerSession = other.m_bPerSession;
+    return *this;
+}
+
+// Stamp and text go out as one append: two would let a record of another process in between.
+void CQvLogFile::WriteSessionHeader()
+{
+    if (m_bUnicodeEnabled)
+        WriteByteOrderMark();
+    wchar_t header[qv_stamp_limit + 32] = L"";
+    curr_time_string(header);
+    wcscat(header, header_text);
+    uint64_t written = 0;
+    if (m_bUnicodeEnabled)
+        QV_WriteFile(m_hFile, header, wcslen(header) * sizeof *header, &written, nullptr);
+    else
+    {
+        char bytes[qv_stamp_limit + 32];
+        wtoc(bytes, header);
+        QV_WriteFile(m_hFile, bytes, strlen(bytes), &written, nullptr);
+    }
+    m_uBytesWritten += static_cast<uint32_t>(written);
+}
+
+// An empty file gets the mark, once, however many processes have just opened it: a lock far beyond
+// its end lets one of them look and write. A lock fails at once, so it is asked for a few times.
+void CQvLogFile::WriteByteOrderMark()
+{
+    constexpr uint64_t gate = uint64_t{1} << 40;
+    constexpr unsigned char mark[] = {0xFF, 0xFE};
+    constexpr int attempts = 100;
+    bool locked = false;
+    for (int attempt = 0; attempt < attempts && !locked; ++attempt)
+    {
+        locked = QV_LockFile(m_hFile, gate, 1) == QV_OK;
+        if (!locked)
+            Sleep(1);
+    }
+    uint64_t size = 0;
+    uint64_t written = 0;
+    if (QV_GetFileSize(m_hFile, &size) == QV_OK && size == 0)
+        QV_WriteFile(m_hFile, mark, sizeof mark, &written, nullptr);
+    m_uBytesWritten += static_cast<uint32_t>(written);
+    if (locked)
+        QV_UnlockFile(m_hFile, gate, 1);
+}
+
+// Writes the message, cut to limit - 1 characters. The status of the write.
+int CQvLogFile::WriteLocked(const wchar_t* message, size_t limit)
+{
+    uint64_t written = 0;
+    int status = QV_ERR_SYSTEM;
+    const size_t length = BoundedLength(message, limit - 1);
+    if (m_bUnicodeEnabled)
+        status = QV_WriteFile(m_hFile, message, length * sizeof *message, &written, nullptr);
+    else
+    {
+        char small[stack_copy_limit];
+        std::unique_ptr<char[]> large;
+        char* bytes = small;
+        if (length > sizeof small)
+        {
+            large.reset(new (std::nothrow) char[length]);
+            if (!large)
+                return QV_ERR_SYSTEM;
+            bytes = large.get();
+        }
+        // The low byte of each character; one that is zero ends the text.
+        size_t count = 0;
+        while (count < length && (message[count] & 0xFF) != 0)
+        {
+            bytes[count] = static_cast<char>(message[count] & 0xFF);
+            ++count;
+        }
+        status = QV_WriteFile(m_hFile, bytes, count, &written, nullptr);
+    }
+    m_uBytesWritten += static_cast<uint32_t>(written);
+    return status;
+}
+
+int CQvLogFile::Log(const wchar_t* message, int detail)
+{
+    if (!message)
+        return QV_ERR_NULLPTR;
+    const QvLogLock lock;
+    CQvLogFile* instance = LockedInstance();
+    if (!instance || !QvIsLogEnabled() || detail < instance->m_iDetail)
+        return QV_ERR_SYSTEM;
+    int without_write = QV_ERR_SYSTEM;
+    if (instance->m_uBytesWritten >> 20 > instance->m_uMaxLogMBytes)
+    {
+        const int status = SplitFile(instance);
+        if (status != QV_OK)
+            return status;
+        instance = m_pSingleton;
+        without_write = QV_OK;
+    }
+    const int limit = MessageLimit(message);
+    return limit == 0 ? without_write : instance->WriteLocked(message, static_cast<size_t>(limit));
+}
+
+extern "C" int QV_Log(const wchar_t* message)
+{
+    return CQvLogFile::Log(message, 0);
+}
+
+int CQvLogFile::CloseLog()
+{
+    const QvLogLock lock;
+    if (m_pSingleton && !s_ended)
+        DropLockedInstance();
+    return QV_OK;
+}
+
+bool CQvLogFile::EnableLog(bool enable)
+{
+    const bool before = std::atomic_ref(m_bLogEnabled).exchange(enable);
+    if (before && !enable)
+        CloseLog();
+    return before;
+}
+
+bool CQvLogFile::IsEnabled()
+{
+    return QvIsLogEnabled();
+}
+
+bool CQvLogFile::Detail()
+{
+    const QvLogLock lock;
+    const CQvLogFile* const instance = LockedInstance();
+    return instance && QvIsLogEnabled() && instance->m_iDetail < 0;
+}
+
+int CQvLogFile::ChangeLogDetail(int)
+{
+    return QV_OK;
+}
+
+int CQvLogFile::SaveAs(const wchar_t*, unsigned int)
+{
+    return QV_OK;
+}
+
+int CQvLogFile::ClearLog()
+{
+    const QvLogLock lock;
+    CQvLogFile* const instance = LockedInstance();
+    if (!instance || !QvIsLogEnabled())
+        return QV_ERR_SYSTEM;
+    if (!instance->m_bPerSession)
+        return SplitFile(instance);
+    DropLockedInstance();
+    return LockedInstance() && QvIsLogEnabled() ? QV_OK : QV_ERR_SYSTEM;
+}
+
+int CQvLogFile::OpenLog(bool folder)
+{
+    constexpr size_t path_limit = 1024;
+    wchar_t directory[qv_folder_limit];
+    GetLogFileDir(directory);
+    if (folder)
+    {
+        ShellExecuteW(GetActiveWindow(), L"open", L"explorer", directory, nullptr, SW_SHOWNORMAL);
+        return QV_OK;
+    }
+    wchar_t path[path_limit] = L"";
+    {
+        const QvLogLock lock;
+        if (const CQvLogFile* const instance = LockedInstance())
+            wcscpy(path, instance->m_wsLogFilename);
+    }
+    // Without a file of our own the last one of the folder is what there is to show.
+    if (!path[0] || GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES)
+    {
+        wchar_t pattern[path_limit];
+        wcscpy(pattern, directory);
+        wcscat(pattern, L"qvapp_\?\?\?\?-\?\?-\?\?*.log");
+        QvFindHandle search = nullptr;
+        QvFindData entry = {};
+        for (int status = QV_FindFileFirst(pattern, &search, &entry); status == QV_OK;
+             status = QV_FindFileNext(search, &entry))
+        {
+            wcscpy(path, directory);
+            wcscat(path, entry.name);
+        }
+        if (search)
+            QV_FindFileClose(search);
+    }
+    ShellExecuteW(GetActiveWindow(), L"open", L"notepad", path, nullptr, SW_SHOWNORMAL);
+    return QV_OK;
+}
+
+const wchar_t* CQvLogFile::GetLogFilename()
+{
+    const QvLogLock lock;
+    const CQvLogFile* const instance = LockedInstance();
+    return instance ? instance->m_wsLogFilename : nullptr;
+}
+
+void CQvLogFile::SetMaxLogMessageLength(int length)
+{
+    std::atomic_ref(m_iMaxLogMessageLength).store(length, std::memory_order_relaxed);
+}
+
+void CQvLogFile::wtoc(char* target, const wchar_t* source)
+{
+    while (*source)
+        *target++ = static_cast<char>(*source++ & 0xFF);
+    *target = '\0';
+}

@@ -1,0 +1,78 @@
+// What the sources of the log share.
+//
+// m_classLock is held from the moment at which an operation finds the instance until it has done
+// with it: other threads close, split and disable the log at any time. Helpers whose name says
+// "Locked", and the constructor, need it held.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+
+#include <windows.h>
+
+#include "frame.h"
+
+inline constexpr const char* qv_logfile_source = "src\\w32_system\\debugging\\logfile";
+
+inline constexpr size_t qv_folder_limit = 512; // characters of a log folder, terminator included
+inline constexpr size_t qv_stamp_limit = 32;   // characters of a time stamp, with some to spare
+inline constexpr DWORD qv_no_limit = 0xFFFFFFFFu;
+
+inline constexpr const wchar_t* qv_logfile_key = L"Software\\Quorvane\\Misc\\LogFile";
+inline constexpr const wchar_t* qv_value_days = L"MaxLogDays";
+inline constexpr const wchar_t* qv_value_megabytes = L"MaxLogMBytes";
+inline constexpr const wchar_t* qv_value_per_session = L"LogPerSession_4";
+
+// Holds m_classLock. Without a lock to be had (it could not be made) the log works all the same;
+// after the library's detach it doesn't.
+class QvLogLock
+{
+public:
+    QvLogLock() : m_locked(pthread_mutexCS_lock(&CQvLogFile::m_classLock) == 0) {}
+    QvLogLock(const QvLogLock&) = delete;
+    QvLogLock& operator=(const QvLogLock&) = delete;
+    ~QvLogLock()
+    {
+        if (m_locked)
+            pthread_mutexCS_unlock(&CQvLogFile::m_classLock);
+    }
+
+private:
+    const bool m_locked;
+};
+
+// The exported words are read and written without a lock.
+inline bool QvIsLogEnabled()
+{
+    return std::atomic_ref(CQvLogFile::m_bLogEnabled).load(std::memory_order_relaxed);
+}
+
+// A date of the log's names.
+struct QvLogDate
+{
+    int year;
+    int month; // 1 to 12
+    int day;
+};
+
+// False if there is no local time.
+bool QvLogToday(QvLogDate& today);
+
+// The number that a day's next or latest file has: the highest of those that are there, one more if
+// a new file is wanted and the day has any, 0 beyond 9999.
+unsigned QvLogNumber(const wchar_t* folder, const QvLogDate& date, bool newFile);
+
+// folder + "qvapp_YYYY-MM-DD" + "_(NNNN)" + ".log"; the number is left out if it is 0. The buffer
+// has 1,024 characters.
+void QvLogPath(wchar_t* path, const wchar_t* folder, const QvLogDate& date, unsigned number);
+
+// Opens a log file for appending, making it if it is missing: each write is one atomic append, also
+// between processes. The status of QV_OpenFile.
+int QvOpenLogFile(const wchar_t* path, QvFile* file);
+
+// Removes the files of a folder that are more than so many days old.
+void QvRemoveOldLogs(const wchar_t* folder, uint32_t days);
+
+// Finds the folder's name in the bytes of a "SetupOptions.xml" and copies it, terminated. False if
+// it names none, or one that has no room.
+bool QvFindAppFolder(const void* bytes, size_t size, wchar_t* name, size_t limit);

@@ -1,0 +1,200 @@
+// Where the log lies and what its settings are: resources of the main executable, the installer's
+// file beside it, and the machine's registry.
+#include <cstddef>
+#include <cstring>
+
+#include <windows.h>
+
+#include <shlobj.h>
+#include <tchar.h>
+
+#include "logfile_internal.h"
+
+namespace
+{
+
+constexpr size_t name_limit = 512; // characters of a folder's name, terminator included
+
+// A resource of the main executable, while it is loaded as data.
+class ExecutableResource
+{
+public:
+    ExecutableResource(const wchar_t* name, const wchar_t* type)
+    {
+        wchar_t path[qv_folder_limit] = L"";
+        QV_GetModuleFileName(nullptr, path, qv_folder_limit);
+        m_module = LoadLibraryExW(path, nullptr, LOAD_LIBRARY_AS_DATAFILE);
+        if (!m_module)
+            return;
+        const HRSRC found = FindResourceW(m_module, name, type);
+        const HGLOBAL loaded = found ? LoadResource(m_module, found) : nullptr;
+        if (!loaded)
+            return;
+        m_size = SizeofResource(m_module, found);
+        m_data = LockResource(loaded);
+    }
+    ExecutableResource(const ExecutableResource&) = delete;
+    ExecutableResource& operator=(const ExecutableResource&) = delete;
+    ~ExecutableResource()
+    {
+        if (m_module)
+            FreeLibrary(m_module);
+    }
+    const void* data() const { return m_data; } // null: there is none
+    DWORD size() const { return m_size; }       // bytes
+
+private:
+    HMODULE m_module = nullptr;
+    const void* m_data = nullptr;
+    DWORD m_size = 0;
+};
+
+// Fills folder with the named folder below the common application data folder and makes it. A whole
+// that has no room leaves folder empty.
+void UseFolder(wchar_t* folder, const wchar_t* name)
+{
+    constexpr const wchar_t* tail = L"\\Logfiles";
+    wchar_t common[MAX_PATH] = L"";
+    SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, common);
+    folder[0] = L'\0';
+    if (wcslen(common) + 1 + wcslen(name) + wcslen(tail) + 2 > qv_folder_limit)
+        return;
+    wcscpy(folder, common);
+    wcscat(folder, L"\\");
+    wcscat(folder, name);
+    wcscat(folder, tail);
+    QV_CreateDirectory(folder, 1, QV_SECURITY_DEFAULT);
+    wcscat(folder, L"\\");
+}
+
+void FolderFromResource(wchar_t* folder)
+{
+    const ExecutableResource resource(L"LogFileDir", L"LOGFILEDIR");
+    const DWORD bytes = resource.size() & ~1u;
+    if (!resource.data() || resource.size() == 0 || bytes >= name_limit)
+        return;
+    wchar_t name[name_limit / 2];
+    std::memcpy(name, resource.data(), bytes);
+    name[bytes / 2] = L'\0';
+    UseFolder(folder, name);
+}
+
+// One REG_DWORD of the key. False if it is missing or of another type or size.
+bool ReadNumber(HKEY key, const wchar_t* name, DWORD& number)
+{
+    DWORD type = 0;
+    DWORD size = 0;
+    if (RegQueryValueExW(key, name, nullptr, &type, nullptr, &size) != ERROR_SUCCESS ||
+        type != REG_DWORD || size != sizeof number)
+        return false;
+    DWORD value = 0;
+    if (RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<LPBYTE>(&value), &size) !=
+        ERROR_SUCCESS)
+        return false;
+    number = value;
+    return true;
+}
+
+// Moves at behind the next occurrence of a text in 16-bit units up to end. False if there is none.
+bool SkipBehind(const wchar_t*& at, const wchar_t* end, const wchar_t* text, size_t length)
+{
+    for (; static_cast<size_t>(end - at) >= length; ++at)
+        if (std::memcmp(at, text, length * sizeof *text) == 0)
+        {
+            at += length;
+            return true;
+        }
+    return false;
+}
+
+} // namespace
+
+// The file isn't parsed: it is searched as UTF-16 text for exact strings. The bytes have no
+// terminator, and may be anything.
+bool QvFindAppFolder(const void* bytes, size_t size, wchar_t* name, size_t limit)
+{
+    static constexpr wchar_t list[] = L"<CQvSystem runtype=\"CQvListVariant\">";
+    static constexpr wchar_t value[] = L"<wsAppFolder runtype=\"CQvStringW\" value=\"";
+    const auto* at = static_cast<const wchar_t*>(bytes);
+    const wchar_t* const end = at + size / sizeof *at;
+    if (!SkipBehind(at, end, list, sizeof list / sizeof *list - 1) ||
+        !SkipBehind(at, end, value, sizeof value / sizeof *value - 1))
+        return false;
+    const wchar_t* quote = at;
+    while (quote < end && *quote != L'"')
+        ++quote;
+    const size_t length = static_cast<size_t>(quote - at);
+    if (quote == end || length >= limit)
+        return false;
+    std::memcpy(name, at, length * sizeof *name);
+    name[length] = L'\0';
+    return true;
+}
+
+int CQvLogFile::ReadLogFileLocation(wchar_t* folder, const wchar_t* xmlPath)
+{
+    QvFile file = nullptr;
+    if (QV_OpenFile(xmlPath, QV_OPEN_READ, QV_SHARE_READ, QV_SECURITY_DEFAULT, &file) != QV_OK)
+        return QV_ERR_SYSTEM;
+    uint64_t size = 0;
+    void* view = nullptr;
+    const bool mapped = QV_GetFileSize(file, &size) == QV_OK &&
+                        QV_MapFile(file, QV_MAP_READ, 0, 0, &view) == QV_OK && view;
+    if (!mapped)
+    {
+        QV_CloseFile(file);
+        return QV_ERR_SYSTEM;
+    }
+    wchar_t name[name_limit];
+    if (QvFindAppFolder(view, static_cast<size_t>(size), name, name_limit))
+        UseFolder(folder, name);
+    QV_UnmapFile(view, size);
+    QV_CloseFile(file);
+    return QV_OK;
+}
+
+int CQvLogFile::GetLogFileDir(wchar_t* folder)
+{
+    folder[0] = L'\0';
+    FolderFromResource(folder);
+    if (folder[0])
+        return QV_OK;
+
+    constexpr const wchar_t* xml_name = L"SetupOptions.xml";
+    wchar_t path[qv_folder_limit] = L"";
+    QV_GetModuleFileName(nullptr, path, qv_folder_limit);
+    wchar_t* const last = wcsrchr(path, L'\\');
+    if (last && static_cast<size_t>(last - path) + 1 + wcslen(xml_name) < qv_folder_limit)
+    {
+        wcscpy(last + 1, xml_name);
+        ReadLogFileLocation(folder, path);
+    }
+    if (folder[0])
+        return QV_OK;
+
+    SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, folder);
+    wcscat(folder, L"\\Quorvane\\Platform\\Logfiles\\");
+    return QV_OK;
+}
+
+bool CQvLogFile::GetUnicodeEnabled()
+{
+    const ExecutableResource resource(L"Unicode_Enabled", L"LOGFILECHARSET");
+    return resource.data() && resource.size() == 1 &&
+           *static_cast<const unsigned char*>(resource.data()) != 0;
+}
+
+void CQvLogFile::ReadSettings()
+{
+    HKEY key = nullptr;
+    if (RegOpenKeyW(HKEY_LOCAL_MACHINE, qv_logfile_key, &key) != ERROR_SUCCESS)
+        return;
+    DWORD number = 0;
+    if (ReadNumber(key, qv_value_days, number))
+        m_uMaxLogDays = number;
+    if (ReadNumber(key, qv_value_megabytes, number))
+        m_uMaxLogMBytes = number == 0 ? qv_no_limit : number;
+    if (ReadNumber(key, qv_value_per_session, number))
+        m_bPerSession = number > 0;
+    RegCloseKey(key);
+}

@@ -1,0 +1,92 @@
+// The store between the two threads of a listener.
+#include <cstring>
+
+#include <windows.h>
+
+#include <tchar.h>
+
+#include "plinth_w32_system.h"
+
+namespace
+{
+
+constexpr size_t text_limit = sizeof(CSyncCacheMember::m_szText);
+
+class CacheLock
+{
+public:
+    explicit CacheLock(CRITICAL_SECTION& section) : m_section(section)
+    {
+        EnterCriticalSection(&m_section);
+    }
+    CacheLock(const CacheLock&) = delete;
+    CacheLock& operator=(const CacheLock&) = delete;
+    ~CacheLock() { LeaveCriticalSection(&m_section); }
+
+private:
+    CRITICAL_SECTION& m_section;
+};
+
+} // namespace
+
+CSyncCacheMember::CSyncCacheMember(char* src)
+{
+    if (src)
+        strncpy(m_szText, src, text_limit); // a longer text fills the array, without a terminator
+    else
+        std::memset(m_szText, 0, text_limit);
+}
+
+CSyncCacheMember& CSyncCacheMember::operator=(const CSyncCacheMember& other)
+{
+    if (this != &other)
+        std::memcpy(m_szText, other.m_szText, text_limit);
+    return *this;
+}
+
+CSyncCache::CSyncCache()
+{
+    InitializeCriticalSection(&m_Lock);
+}
+
+CSyncCache::~CSyncCache()
+{
+    DeleteCriticalSection(&m_Lock);
+}
+
+// A copy has a lock of its own.
+CSyncCache::CSyncCache(const CSyncCache& other) : m_Items(other.m_Items)
+{
+    InitializeCriticalSection(&m_Lock);
+}
+
+CSyncCache& CSyncCache::operator=(const CSyncCache& other)
+{
+    if (this != &other)
+        m_Items = other.m_Items;
+    return *this;
+}
+
+int CSyncCache::PushBack(char* src)
+{
+    const CacheLock lock(m_Lock);
+    m_Items.emplace_back(src);
+    return QV_OK;
+}
+
+int CSyncCache::PopFrontW(wchar_t* dst)
+{
+    const CacheLock lock(m_Lock);
+    if (m_Items.empty())
+        return QV_ERR_FAILED;
+    // The conversion needs a terminated text, and so does whoever gets it.
+    char text[text_limit + 1];
+    std::memcpy(text, m_Items.front().m_szText, text_limit);
+    text[text_limit] = '\0';
+    const size_t converted = mbstowcs(dst, text, text_limit);
+    if (converted == static_cast<size_t>(-1))
+        dst[0] = L'\0';
+    dst[text_limit - 1] = L'\0';
+    m_Items.pop_front();
+    return QV_OK;
+}

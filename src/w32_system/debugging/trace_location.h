@@ -1,0 +1,16 @@
+// The source location that trace records show: that of the last DiagOutputExW_hlp of any thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+inline constexpr size_t qv_location_limit =
+    1024; // characters of a source file, terminator included
+
+// A copy of the location, taken in one piece. The file is widened; its buffer has qv_location_limit
+// characters. Empty text and -1 before the first location.
+void QvTraceLocation(wchar_t* file, int32_t& line);
+
+// Built and torn down with the trace lock.
+void QvInitializeLocationLock();
+void QvDeleteLocationLock();

@@ -1,0 +1,4 @@
+// The trace options.
+#pragma once
+
+unsigned int QvTraceOptions();

@@ -1,0 +1,272 @@
+// The formatted text is scanned once for tags; runs of plain characters are copied as they are. No
+// expansion is longer than the room that it still has: what does not fit is dropped, and the end of
+// the record then says so. The buffers are never cleared: each record ends where it ends.
+#include "trace_record.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <new>
+
+#include <windows.h>
+
+#include <tchar.h>
+
+#include "frame.h"
+#include "trace_location.h"
+
+namespace
+{
+
+constexpr int32_t no_window = 0x7FFFFFFF; // the viewers' own number for a line without a window
+constexpr size_t tag_length = 7;          // of every tag, and of "|wndid:"
+
+// The times of the windows' last records. Built by the first record, torn down with the library.
+class WindowTimes
+{
+public:
+    static void Build()
+    {
+        static QvTearDown tearDown;
+        ::new (static_cast<void*>(s_storage)) Map();
+        QvPushTearDown(tearDown, [] { Get().~Map(); });
+    }
+    // Null if the window has had no record yet.
+    static const double* Find(int32_t window)
+    {
+        const auto found = Get().find(window);
+        return found == Get().end() ? nullptr : &found->second;
+    }
+    static void Set(int32_t window, double time) { Get()[window] = time; }
+
+private:
+    using Map = std::map<int32_t, double>;
+    static Map& Get() { return *std::launder(reinterpret_cast<Map*>(s_storage)); }
+    alignas(Map) static inline unsigned char s_storage[sizeof(Map)];
+};
+
+bool StartsWith(const wchar_t* text, const wchar_t (&tag)[tag_length + 1])
+{
+    return wcsncmp(text, tag, tag_length) == 0;
+}
+
+// Two decimals, rounded as the runtime's "%#.2f" does. Its own way for the intervals that occur is
+// several times faster; where a product of 100 lies so near to a half that rounding could go the
+// other way, and for what is large or not a number, the runtime decides.
+void FormatInterval(wchar_t (&text)[400], double milliseconds)
+{
+    constexpr double largest = 8e7; // ms; the product's error stays far below the margin
+    constexpr double margin = 1e-5;
+    const double hundredths = std::fabs(milliseconds) * 100.0;
+    const double whole = std::floor(hundredths);
+    const double rest = hundredths - whole;
+    if (!(std::fabs(milliseconds) < largest) || std::fabs(rest - 0.5) < margin)
+    {
+        _snwprintf(text, 400, L"%#.2f", milliseconds);
+        text[399] = L'\0';
+        return;
+    }
+    uint64_t number = static_cast<uint64_t>(whole) + (rest > 0.5 ? 1 : 0);
+    wchar_t digits[24];
+    size_t count = 0;
+    while (count < 3 || number != 0)
+    {
+        digits[count++] = static_cast<wchar_t>(L'0' + number % 10);
+        number /= 10;
+        if (count == 2)
+            digits[count++] = L'.';
+    }
+    if (digits[count - 1] == L'.')
+        digits[count++] = L'0';
+    wchar_t* at = text;
+    if (std::signbit(milliseconds))
+        *at++ = L'-';
+    while (count)
+        *at++ = digits[--count];
+    *at = L'\0';
+}
+
+} // namespace
+
+void QvTraceRecord::Start(double now)
+{
+    WindowTimes::Build();
+    m_lastRecordTime = now;
+    for (double& time : m_tagTimes)
+        time = now;
+    // The whole path has room in the text buffer, which is free at this moment.
+    constexpr DWORD path_limit = 32'768;
+    const DWORD length = GetModuleFileNameW(nullptr, m_text, path_limit);
+    const wchar_t* name = L"<unknown app>";
+    if (length != 0)
+    {
+        const wchar_t* const last = wcsrchr(m_text, L'\\');
+        name = last ? last + 1 : m_text;
+    }
+    wcsncpy(m_appName, name, app_name_limit - 1);
+    m_appName[app_name_limit - 1] = L'\0';
+    m_started = true;
+}
+
+const wchar_t* QvTraceRecord::Build(double now, const wchar_t* format, va_list arguments)
+{
+    m_now = now;
+    if (!m_started)
+        Start(now);
+    // A text that does not fit is cut at the limit; what is there is used.
+    m_text[0] = L'\0';
+    const int length = _vsnwprintf(m_text, text_limit, format, arguments);
+    if (length < 0 || static_cast<size_t>(length) >= text_limit)
+        m_text[text_limit] = L'\0';
+    m_record[0] = L'\0'; // without a local time the stamp stays empty
+    CQvLogFile::curr_time_string(m_record);
+    m_position = wcslen(m_record);
+    m_windowId = 0;
+    ReplaceTags();
+    End();
+    return m_record;
+}
+
+void QvTraceRecord::Finish()
+{
+    m_lastRecordTime = m_now;
+    WindowTimes::Set(m_windowId, m_now);
+}
+
+void QvTraceRecord::Put(wchar_t c)
+{
+    if (m_position < record_limit)
+        m_record[m_position++] = c;
+}
+
+void QvTraceRecord::Put(const wchar_t* text)
+{
+    while (*text)
+        Put(*text++);
+}
+
+void QvTraceRecord::PutNumber(int number)
+{
+    wchar_t digits[16];
+    Put(_itow(number, digits, 10));
+}
+
+void QvTraceRecord::PutInterval(double milliseconds)
+{
+    wchar_t text[400];
+    FormatInterval(text, milliseconds);
+    Put(text);
+}
+
+void QvTraceRecord::ReplaceTags()
+{
+    for (const wchar_t* at = m_text; *at;)
+    {
+        if (*at == L'|')
+            if (const size_t taken = ReplaceTag(at))
+            {
+                at += taken;
+                continue;
+            }
+        Put(*at++);
+    }
+}
+
+size_t QvTraceRecord::ReplaceTag(const wchar_t* text)
+{
+    if (StartsWith(text, L"|stime|"))
+    {
+        wchar_t time[16];
+        Put(_wstrtime(time));
+    }
+    else if (StartsWith(text, L"|wndid:"))
+    {
+        // The tag stays in the text.
+        TakeWindowId(text + tag_length);
+        Put(L'|');
+        return 1;
+    }
+    else if (StartsWith(text, L"|absdt|"))
+        PutInterval(m_now - m_lastRecordTime);
+    else if (wcsncmp(text, L"|adt", 4) == 0)
+        return PutStopwatch(text);
+    else if (StartsWith(text, L"|wnddt|"))
+    {
+        const double* const last = WindowTimes::Find(m_windowId);
+        PutInterval(last ? m_now - *last : 0.0);
+    }
+    else if (StartsWith(text, L"|appnm|"))
+        Put(m_appName);
+    else if (StartsWith(text, L"|thrid|"))
+        PutNumber(static_cast<int>(GetCurrentThreadId()));
+    else if (StartsWith(text, L"|sfile|"))
+        PutLocation(true, false);
+    else if (StartsWith(text, L"|nline|"))
+        PutLocation(false, true);
+    else if (StartsWith(text, L"|srcid|"))
+        PutLocation(true, true);
+    else
+        return 0;
+    return tag_length;
+}
+
+// "|adt00|" to "|adt07|". Whatever else begins like one of them goes, as long as a tag or the text.
+size_t QvTraceRecord::PutStopwatch(const wchar_t* text)
+{
+    const int number =
+        text[4] == L'0' && text[5] >= L'0' && text[5] < L'0' + stopwatch_count && text[6] == L'|'
+            ? text[5] - L'0'
+            : -1;
+    if (number >= 0)
+    {
+        PutInterval(m_now - m_tagTimes[number]);
+        m_tagTimes[number] = m_now;
+    }
+    size_t length = 0;
+    while (length < tag_length && text[length])
+        ++length;
+    return length;
+}
+
+void QvTraceRecord::TakeWindowId(const wchar_t* text)
+{
+    m_windowId =
+        StartsWith(text, L"|thrid|") ? static_cast<int32_t>(GetCurrentThreadId()) : _wtoi(text);
+    if (m_windowId == no_window)
+        m_windowId = 0;
+}
+
+void QvTraceRecord::PutLocation(bool file, bool line)
+{
+    wchar_t name[qv_location_limit];
+    int32_t number = 0;
+    QvTraceLocation(name, number);
+    if (file)
+        Put(name);
+    if (file && line)
+        Put(L" : ");
+    if (line)
+        PutNumber(number);
+}
+
+void QvTraceRecord::End()
+{
+    static constexpr wchar_t cut_mark[] = L"...\r\n";
+    constexpr size_t cut_from = record_limit - 2; // this length and more is cut
+    constexpr size_t mark_start = record_limit - 6;
+    if (m_position >= cut_from)
+    {
+        wcscpy(m_record + mark_start, cut_mark);
+        return;
+    }
+    const bool ended =
+        m_position >= 2 && m_record[m_position - 2] == L'\r' && m_record[m_position - 1] == L'\n';
+    if (!ended)
+    {
+        m_record[m_position++] = L'\r';
+        m_record[m_position++] = L'\n';
+    }
+    m_record[m_position] = L'\0';
+}

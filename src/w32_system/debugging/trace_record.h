@@ -1,0 +1,49 @@
+// Building one trace record: stamp, formatted text with its tags replaced, CR LF.
+#pragma once
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+
+// The state behind all records, and the buffers that they are built in. Guarded by the trace lock.
+class QvTraceRecord
+{
+public:
+    // Builds a record at a moment of the library's clock, in milliseconds. The text is terminated
+    // and stays until the next call.
+    const wchar_t* Build(double now, const wchar_t* format, va_list arguments);
+
+    // Notes that the record that was built has gone out. May add a node for a new window id.
+    void Finish();
+
+private:
+    static constexpr size_t text_limit = 32'768;   // characters of the formatted text
+    static constexpr size_t room_behind = 256;     // behind the limit
+    static constexpr size_t record_limit = 32'768; // characters of a record, terminator included
+    static constexpr int stopwatch_count = 8;
+    static constexpr size_t app_name_limit = 1024;
+
+    void Start(double now);
+    void Put(wchar_t c);
+    void Put(const wchar_t* text);
+    void PutNumber(int number);
+    void PutInterval(double milliseconds);
+    void ReplaceTags();
+    // Replaces the tag at the start of the text and gives the characters that it takes up, 0 if
+    // there is no tag.
+    size_t ReplaceTag(const wchar_t* text);
+    size_t PutStopwatch(const wchar_t* text);
+    void TakeWindowId(const wchar_t* text);
+    void PutLocation(bool file, bool line);
+    void End();
+
+    bool m_started = false;
+    double m_now = 0.0;
+    double m_lastRecordTime = 0.0;
+    double m_tagTimes[stopwatch_count] = {};
+    int32_t m_windowId = 0;
+    size_t m_position = 0; // of the next character of the record
+    wchar_t m_appName[app_name_limit] = {};
+    wchar_t m_text[text_limit + room_behind] = {};
+    wchar_t m_record[record_limit + room_behind] = {};
+};
