@@ -1,7 +1,8 @@
 """plinth-trace, run as its users run it.
 
 CTest runs each test method by itself, under the launcher: in a machine of its own (PLINTH_ROOT).
-The environment names the programs: PLINTH_TRACE, PLINTH_TALKER (talker.cpp).
+The environment names the programs: PLINTH_TRACE, PLINTH_TALKER (talker.cpp), PLINTH_SPEAKER
+(speaker.cpp).
 """
 import json
 import os
@@ -11,6 +12,7 @@ import unittest
 
 TRACE = os.environ["PLINTH_TRACE"]
 TALKER = os.environ["PLINTH_TALKER"]
+SPEAKER = os.environ["PLINTH_SPEAKER"]
 ROOT = os.environ["PLINTH_ROOT"]
 LOGS = os.path.join(ROOT, "ProgramData/Quorvane/Platform/Logfiles")
 PATIENCE = 60  # seconds until a program that should have ended counts as stuck
@@ -22,13 +24,21 @@ def trace(*arguments, **more):
                           timeout=PATIENCE, stdin=subprocess.DEVNULL, **more)
 
 
-def talk(*arguments):
-    """Runs the talker to its end; gives what it printed, and its process id."""
-    process = subprocess.Popen([TALKER, *arguments], stdout=subprocess.PIPE, text=True,
+def run(program, *arguments):
+    """Runs a program under observation to its end; gives what it printed, and its process id."""
+    process = subprocess.Popen([program, *arguments], stdout=subprocess.PIPE, text=True,
                                encoding="utf-8", stdin=subprocess.DEVNULL)
     out, _ = process.communicate(timeout=PATIENCE)
-    assert process.returncode == 0, f"the talker ended with {process.returncode}"
+    assert process.returncode == 0, f"{program} ended with {process.returncode}"
     return out, process.pid
+
+
+def talk(*arguments):
+    return run(TALKER, *arguments)
+
+
+def speak(*texts):
+    return run(SPEAKER, *texts)
 
 
 def write_log(name, content):
@@ -71,7 +81,7 @@ class Running:
 class Watch(unittest.TestCase):
     def test_shows_the_texts_of_another_process_in_order_with_its_id(self):
         with Running("watch", "--count", "3") as watch:
-            _, pid = talk("plain:one", "plain:two\nlines", "plain:three")
+            _, pid = speak("one", "two\nlines", "three")
             code, out, err = watch.end()
         lines = [line.split(maxsplit=1) for line in out.splitlines()]
         self.assertEqual(lines, [[str(pid), text] for text in ("one", "two", "lines", "three")])
@@ -81,7 +91,7 @@ class Watch(unittest.TestCase):
         texts = ['a "quoted" \\ path', "tab\there", "two\nlines", "bell\a", "h\u00e9 \u20ac \U0001f600",
                  ""]
         with Running("watch", "--json", "--count", str(len(texts))) as watch:
-            _, pid = talk(*("plain:" + text for text in texts))
+            _, pid = speak(*texts)
             _, out, _ = watch.end()
         records = [json.loads(line) for line in out.splitlines()]
         self.assertEqual([record["text"] for record in records], texts)
@@ -92,7 +102,7 @@ class Watch(unittest.TestCase):
 
     def test_a_long_text_is_shown_as_far_as_the_channel_carries_it(self):
         with Running("watch", "--json", "--count", "3") as watch:
-            talk("long:1024", "long:4091", "long:100000")
+            speak("long:1024", "long:4091", "long:100000")
             _, out, _ = watch.end()
         lengths = [len(json.loads(line)["text"]) for line in out.splitlines()]
         self.assertEqual(lengths[:2], [1024, 4091])
@@ -101,14 +111,27 @@ class Watch(unittest.TestCase):
     def test_match_and_window_choose_records(self):
         with Running("watch", "--json", "--match", "wanted [0-9]+", "--window", "-7",
                      "--count", "2") as watch:
-            talk("trace:|wndid:-7| wanted 1", "trace:|wndid:5| wanted 2", "plain:wanted 3",
-                 "trace:|wndid:-7| other", "plain:|wndid:-7| wanted 4")
+            talk("trace:|wndid:-7| wanted 1", "trace:|wndid:5| wanted 2",
+                 "trace:|wndid:-7| other")
+            speak("wanted 3", "|wndid:-7| wanted 4")
             _, out, _ = watch.end()
         records = [json.loads(line) for line in out.splitlines()]
         self.assertEqual([record["window"] for record in records], [-7, -7])
         self.assertIn("wanted 1", records[0]["text"])
         self.assertIn("*vtq*", records[0]["text"])
         self.assertEqual(records[1]["text"], "|wndid:-7| wanted 4")
+
+    def test_the_window_is_the_one_that_the_library_reads(self):
+        windows = {"|wndid:12| x": 12, "|wndid:+3": 3, "|wndid:-2147483649": -2147483648,
+                   "|wndid:2147483647|": None, "|wndid:x": 0, "x |wndid:5|": None, "": None}
+        with Running("watch", "--json", "--match", "^(?!.*RDTSC)",
+                     "--count", str(2 * len(windows))) as watch:
+            speak(*windows)
+            talk(*("trace:" + text for text in windows))
+            _, out, _ = watch.end()
+        seen = [json.loads(line)["window"] for line in out.splitlines()]
+        windows_of_records = dict(windows, **{"x |wndid:5|": 5})  # anywhere behind the stamp
+        self.assertEqual(seen, [*windows.values(), *windows_of_records.values()])
 
     def test_timeout_ends_it_and_tells_whether_the_count_was_reached(self):
         self.assertEqual(trace("watch", "--timeout", "0.1").returncode, 0)
@@ -119,7 +142,7 @@ class Watch(unittest.TestCase):
             second = trace("watch")
             self.assertEqual((second.returncode, second.stdout), (3, ""))
             self.assertIn("another listener", second.stderr)
-            talk("plain:still for the first")
+            speak("still for the first")
             self.assertIn("still for the first", first.end()[1])
 
     def test_the_channel_is_free_again_after_a_listener_was_killed(self):
@@ -127,12 +150,12 @@ class Watch(unittest.TestCase):
             first.process.kill()
             first.process.wait()
         with Running("watch", "--count", "1") as second:
-            talk("plain:for the second")
+            speak("for the second")
             self.assertIn("for the second", second.end()[1])
 
     def test_ctrl_c_ends_it_after_what_was_written_before(self):
         with Running("watch") as watch:
-            talk("numbers:50")
+            speak("numbers:50")
             code, out, err = watch.interrupt()
         self.assertEqual((code, err), (0, ""))
         self.assertEqual([line.split(maxsplit=1)[1] for line in out.splitlines()],
@@ -141,7 +164,7 @@ class Watch(unittest.TestCase):
     def test_output_that_nobody_reads_yet_loses_no_record_and_holds_nobody_up(self):
         count = 5000  # more than a pipe holds
         with Running("watch", "--count", str(count)) as watch:
-            talk(f"numbers:{count}")
+            speak(f"numbers:{count}")
             code, out, err = watch.end()
         self.assertEqual((code, err), (0, ""))
         self.assertEqual([line.split(maxsplit=1)[1] for line in out.splitlines()],
@@ -150,14 +173,14 @@ class Watch(unittest.TestCase):
     def test_a_reader_that_goes_away_ends_it_quietly(self):
         with Running("watch") as watch:
             watch.process.stdout.close()
-            talk("plain:for nobody")
+            speak("for nobody")
             watch.process.wait(PATIENCE)
             self.assertEqual((watch.process.returncode, watch.process.stderr.read()), (0, ""))
             watch.process.stdout = None
 
     def test_output_that_fails_is_an_error(self):
         with open("/dev/full", "w") as full, Running("watch", stdout=full) as watch:
-            talk("plain:for a full disk")
+            speak("for a full disk")
             code, _, err = watch.end()
         self.assertEqual(code, 1)
         self.assertIn("No space left", err)

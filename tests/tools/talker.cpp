@@ -1,16 +1,13 @@
 // Says what its arguments tell it to, through the library: the program under observation in the
 // tests of plinth-trace.
 //
-//   trace:TEXT    one trace record       log:TEXT   a line of the log
-//   plain:TEXT    straight to the channel
-//   long:N        a text of N bytes straight to the channel
-//   numbers:N     N texts, "number 0" and on, straight to the channel
+//   trace:TEXT    one trace record
+//   log:TEXT      a line of the log
 //   split         the log goes on in a new file
 //   wait          waits for a line on standard input
 //   path          prints the path of the log file
 //   per-session   prints whether the log is per session
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -31,13 +28,6 @@ bool say(const std::string& what, const std::string& text)
 {
     if (what == "trace")
         DiagOutputExW(L"%s", test::Wide(text).c_str());
-    else if (what == "plain")
-        DiagOutputA("%s", text.c_str());
-    else if (what == "long")
-        OutputDebugStringA(std::string(std::strtoul(text.c_str(), nullptr, 10), 'x').c_str());
-    else if (what == "numbers")
-        for (unsigned long i = 0, count = std::strtoul(text.c_str(), nullptr, 10); i < count; ++i)
-            DiagOutputA("number %u", static_cast<unsigned>(i));
     else if (what == "log")
         QV_Log(test::Wide(text + "\r\n"));
     else if (what == "split")

@@ -1,5 +1,6 @@
 #include "record.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "text.h"
@@ -11,25 +12,24 @@ namespace
 {
 
 constexpr std::string_view window_tag = "|wndid:";
-constexpr int64_t no_window = 0x7fffffff; // the viewer's own value for "none"; counts as 0
+constexpr int64_t no_window = INT32_MAX; // the viewers' own value for a text without a window
 
-// Digits with a sign, as far as they go; what fits no 32-bit number stops at the last that does.
-int32_t leading_number(std::string_view text)
+// "YYYY-MM-DD hh:mm:ss.mmm *vtq* ": the marker counts only where a stamp can end.
+constexpr std::string_view stamp_end = " *vtq* ";
+constexpr size_t least_stamp = 23;
+constexpr size_t most_stamp = 25; // a year of more than four digits
+
+// Digits with a sign, as far as they go; a number beyond 32 bits is the last that fits.
+int64_t leading_number(std::string_view text)
 {
-    size_t i = 0;
-    while (i < text.size() && (text[i] == ' ' || text[i] == '\t'))
-        ++i;
-    const bool negative = i < text.size() && text[i] == '-';
-    if (i < text.size() && (text[i] == '-' || text[i] == '+'))
-        ++i;
+    text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+    const bool negative = text.starts_with('-');
+    if (negative || text.starts_with('+'))
+        text.remove_prefix(1);
     int64_t number = 0;
-    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i)
-        if (number <= no_window)
-            number = number * 10 + (text[i] - '0');
-    if (number >= no_window)
-        number = negative && number > no_window ? INT64_C(0x80000000) : no_window;
-    number = negative ? -number : number;
-    return number == no_window ? 0 : static_cast<int32_t>(number);
+    for (const char c : text.substr(0, text.find_first_not_of("0123456789")))
+        number = std::min(number * 10 + (c - '0'), int64_t{INT32_MAX} + 1);
+    return negative ? -number : std::min(number, int64_t{INT32_MAX});
 }
 
 void append_json_text(std::string& out, std::string_view utf8)
@@ -72,10 +72,20 @@ void append_json_text(std::string& out, std::string_view utf8)
 
 std::optional<int32_t> window_of(std::string_view text)
 {
-    const size_t at = text.rfind(window_tag);
-    if (at == std::string_view::npos)
+    if (!text.starts_with(window_tag))
+    {
+        const size_t mark = text.find(stamp_end);
+        if (mark < least_stamp || mark > most_stamp)
+            return std::nullopt;
+        const size_t tag = text.find(window_tag, mark);
+        if (tag == std::string_view::npos)
+            return std::nullopt;
+        text.remove_prefix(tag);
+    }
+    const int64_t id = leading_number(text.substr(window_tag.size()));
+    if (id == no_window)
         return std::nullopt;
-    return leading_number(text.substr(at + window_tag.size()));
+    return static_cast<int32_t>(id);
 }
 
 std::string as_lines(const Record& record, bool colour)

@@ -18,7 +18,8 @@ struct Record
     std::string text; // UTF-8, without the line end behind it
 };
 
-// The window id that the text gives itself, by the last "|wndid:N" in it; none without the tag.
+// The window id that the text gives itself by the tag "|wndid:N", at its start or behind the stamp
+// of a trace record, as the library's viewers read it; none without the tag.
 std::optional<int32_t> window_of(std::string_view text);
 
 // The lines of the text, each behind the writer's process id.

@@ -1,0 +1,30 @@
+// Writes to the debug string channel and nothing else: a program without the library, which traces
+// a record of its own when it is loaded.
+//
+//   TEXT          the text as it is
+//   long:N        a text of N bytes
+//   numbers:N     N texts, "number 0" and on
+#include <cstdlib>
+#include <string>
+
+#include <windows.h>
+
+int main(int argc, char** argv)
+{
+    for (int i = 1; i < argc; ++i)
+    {
+        const std::string text = argv[i];
+        const size_t colon = text.find(':');
+        const std::string what = text.substr(0, colon);
+        const unsigned long count =
+            colon == std::string::npos ? 0 : std::strtoul(argv[i] + colon + 1, nullptr, 10);
+        if (what == "long")
+            OutputDebugStringA(std::string(count, 'x').c_str());
+        else if (what == "numbers")
+            for (unsigned long k = 0; k < count; ++k)
+                OutputDebugStringA(("number " + std::to_string(k)).c_str());
+        else
+            OutputDebugStringA(text.c_str());
+    }
+    return 0;
+}
