@@ -1,14 +1,11 @@
 #include "format.h"
 
 #include <algorithm>
-#include <climits>
+#include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
-#include <memory>
-#include <new>
 #include <type_traits>
 
+#include "format_float.h"
 #include "system/text.h"
 
 namespace platform
@@ -59,8 +56,6 @@ public:
         std::fill_n(m_buffer + std::min(m_length, m_capacity), std::min(count, room), c);
         m_length += count;
     }
-    // Characters of either width; a narrow text in a wide sink has one character for each byte's
-    // character (UTF-8), and the reverse.
     void text(const Char* from, size_t count)
     {
         const size_t room = m_length < m_capacity ? m_capacity - m_length : 0;
@@ -166,7 +161,8 @@ template <class Char> Size take_size(const Char*& at)
     }
 }
 
-// Reads a directive behind its '%'. The letter is 0 at the end of the format.
+// Reads a directive behind its '%'. The letter is 0 at the end of the format, or if what stands
+// there can't be one: it is shown as the text that it is.
 template <class Char> Conversion take_conversion(const Char*& at, Arguments& arguments)
 {
     Conversion result;
@@ -193,11 +189,8 @@ template <class Char> Conversion take_conversion(const Char*& at, Arguments& arg
             result.precision = take_number(at);
     }
     result.size = take_size(at);
-    if (*at)
-    {
-        const unsigned unit = static_cast<std::make_unsigned_t<Char>>(*at++);
-        result.letter = unit < 0x80 ? static_cast<char>(unit) : '?';
-    }
+    if (*at && (*at & ~0x7F) == 0)
+        result.letter = static_cast<char>(*at++);
     return result;
 }
 
@@ -256,6 +249,15 @@ int64_t take_signed(Size size, Arguments& arguments)
     }
 }
 
+// Writes digits backwards from end and gives the first. A division by a constant is a few times
+// faster than one by a variable.
+template <unsigned Radix> char* put_digits(char* end, uint64_t value, const char* symbols)
+{
+    for (; value; value /= Radix)
+        *--end = symbols[value % Radix];
+    return end;
+}
+
 template <class Char> void put_integer(Sink<Char>& sink, Conversion how, Arguments& arguments)
 {
     char prefix[2];
@@ -307,10 +309,11 @@ template <class Char> void put_integer(Sink<Char>& sink, Conversion how, Argumen
     }
 
     char digits[24];
-    char* first = digits + sizeof digits;
-    for (uint64_t rest = value; rest; rest /= radix)
-        *--first = symbols[rest % radix];
-    size_t count = static_cast<size_t>(digits + sizeof digits - first);
+    char* const end = digits + sizeof digits;
+    char* first = radix == 10   ? put_digits<10>(end, value, symbols)
+                  : radix == 16 ? put_digits<16>(end, value, symbols)
+                                : put_digits<8>(end, value, symbols);
+    size_t count = static_cast<size_t>(end - first);
     if (count == 0 && how.precision != 0)
     {
         *--first = '0';
@@ -334,42 +337,31 @@ template <class Char> void put_integer(Sink<Char>& sink, Conversion how, Argumen
 template <class Char> void put_float(Sink<Char>& sink, const Conversion& how, Arguments& arguments)
 {
     const double value = va_arg(arguments.list, double);
-    // The C library forms the digits; sign, padding and field are done here as for integers.
-    char directive[16];
-    std::snprintf(directive, sizeof directive, "%%%s%s.*%c", how.alternate ? "#" : "",
-                  how.plus    ? "+"
-                  : how.space ? " "
-                              : "",
-                  how.letter);
-    // Any double with the usual precision; more digits go to the heap.
-    char small[400];
-    const int length = std::snprintf(small, sizeof small, directive, how.precision, value);
-    std::unique_ptr<char[]> large;
-    const char* digits = small;
-    if (length < 0)
-        return;
-    if (static_cast<size_t>(length) >= sizeof small)
-    {
-        large.reset(new (std::nothrow) char[static_cast<size_t>(length) + 1]);
-        if (!large)
-            return;
-        std::snprintf(large.get(), static_cast<size_t>(length) + 1, directive, how.precision,
-                      value);
-        digits = large.get();
-    }
-    size_t count = static_cast<size_t>(length);
-    const bool has_sign = *digits == '-' || *digits == '+' || *digits == ' ';
-    const char* const prefix = digits;
-    if (has_sign)
-    {
-        ++digits;
-        --count;
-    }
-    const bool finite = *digits >= '0' && *digits <= '9';
-    size_t zeros = 0;
-    if (how.zero && !how.left && finite && static_cast<size_t>(how.width) > count + has_sign)
-        zeros = static_cast<size_t>(how.width) - count - has_sign;
-    put_number(sink, how, prefix, has_sign, zeros, digits, count);
+    FloatText digits;
+    form_float(value, how.letter, how.precision, how.alternate, digits);
+    char prefix[3];
+    size_t prefixLength = 0;
+    if (std::signbit(value))
+        prefix[prefixLength++] = '-';
+    else if (how.plus)
+        prefix[prefixLength++] = '+';
+    else if (how.space)
+        prefix[prefixLength++] = ' ';
+    for (const char* at = digits.prefix; *at; ++at)
+        prefix[prefixLength++] = *at;
+
+    const size_t length = prefixLength + digits.length + digits.zeros;
+    const bool zero_filled = how.zero && !how.left && digits.finite;
+    if (!how.left && !zero_filled)
+        pad(sink, Char(' '), how.width, length);
+    sink.ascii(prefix, prefixLength);
+    if (zero_filled)
+        pad(sink, Char('0'), how.width, length);
+    sink.ascii(digits.text, digits.zeros_at);
+    sink.repeat(Char('0'), digits.zeros);
+    sink.ascii(digits.text + digits.zeros_at, digits.length - digits.zeros_at);
+    if (how.left)
+        pad(sink, Char(' '), how.width, length);
 }
 
 // How many units of a text count: up to its end and the precision. Nothing is read beyond either.
@@ -402,36 +394,61 @@ size_t convert(const wchar_t* text, size_t length, char* to, size_t capacity, si
     return utf8_from_wide(text, length, to, capacity, written);
 }
 
-// The end of the characters that begin in the first part of a text, so that none is split.
-size_t whole_characters(const char* text, size_t from, size_t length)
+// Where a text may be parted at or shortly behind a place, so that no character is split. A UTF-8
+// character has at most three bytes behind its first: more of them are faults, each for itself.
+size_t part_behind(const char* text, size_t place, size_t length)
 {
-    size_t end = std::min(length, from);
-    while (end < length && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
+    size_t end = std::min(length, place);
+    while (end < length && end < place + 3 &&
+           (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
         ++end;
     return end;
 }
 
-size_t whole_characters(const wchar_t* text, size_t from, size_t length)
+size_t part_behind(const wchar_t* text, size_t place, size_t length)
 {
-    size_t end = std::min(length, from);
+    size_t end = std::min(length, place);
     if (end > 0 && end < length && (text[end - 1] & 0xFC00) == 0xD800)
         ++end;
     return end;
 }
 
+// A text's length without a character that the precision has cut off in its middle.
+size_t whole_characters(const char* text, size_t length)
+{
+    for (size_t behind = 1; behind <= 3 && behind <= length; ++behind)
+    {
+        const unsigned unit = static_cast<unsigned char>(text[length - behind]);
+        if (unit >= 0xC0)
+        {
+            const size_t whole = unit < 0xE0 ? 2 : unit < 0xF0 ? 3 : 4;
+            return behind < whole ? length - behind : length;
+        }
+        if (unit < 0x80)
+            break;
+    }
+    return length;
+}
+
+size_t whole_characters(const wchar_t* text, size_t length)
+{
+    return length > 0 && (text[length - 1] & 0xFC00) == 0xD800 ? length - 1 : length;
+}
+
 // A text of the other width. Converted in pieces on the stack, so that none is too long.
 template <class Char, class Other>
-void put_other_text(Sink<Char>& sink, const Conversion& how, const Other* text)
+void put_other_text(Sink<Char>& sink, const Conversion& how, const Other* text, size_t length)
 {
-    const size_t length = bounded_length(text, how.precision);
-    const size_t shown = convert(text, length, static_cast<Char*>(nullptr), 0, nullptr);
+    // Only a field needs to know the length in advance.
+    const size_t shown =
+        how.width > 0 ? convert(text, length, static_cast<Char*>(nullptr), 0, nullptr) : 0;
     if (!how.left)
         pad(sink, Char(how.zero ? '0' : ' '), how.width, shown);
     constexpr size_t piece = 64;
     for (size_t at = 0; at < length;)
     {
-        const size_t end = whole_characters(text, at + piece, length);
-        Char buffer[(piece + 4) * 4];
+        const size_t end = part_behind(text, at + piece, length);
+        Char buffer[(piece + 3) * 3]; // a 16-bit unit has at most three bytes
         size_t written = 0;
         convert(text + at, end - at, buffer, sizeof buffer / sizeof *buffer, &written);
         sink.text(buffer, written);
@@ -460,27 +477,28 @@ void put_text(Sink<Char>& sink, const Conversion& how, const Unit* text)
     else if constexpr (sizeof(Char) == sizeof(Unit))
         put_own_text(sink, how, text, bounded_length(text, how.precision));
     else
-        put_other_text(sink, how, text);
+    {
+        size_t length = bounded_length(text, how.precision);
+        if (how.precision >= 0 && length == static_cast<size_t>(how.precision))
+            length = whole_characters(text, length);
+        put_other_text(sink, how, text, length);
+    }
 }
 
-template <class Char> void put_character(Sink<Char>& sink, Conversion how, Arguments& arguments)
+template <class Char>
+void put_character(Sink<Char>& sink, const Conversion& how, Arguments& arguments)
 {
     const int value = va_arg(arguments.list, int);
-    how.precision = 1;
     if (is_wide<Char>(how) == (sizeof(Char) == sizeof(wchar_t)))
     {
         const Char own = static_cast<Char>(value);
         put_own_text(sink, how, &own, 1);
     }
-    else if constexpr (sizeof(Char) == sizeof(wchar_t))
-    {
-        const Char widened = static_cast<Char>(static_cast<unsigned char>(value));
-        put_own_text(sink, how, &widened, 1);
-    }
     else
     {
-        const wchar_t wide[2] = {static_cast<wchar_t>(value), L'\0'};
-        put_other_text(sink, how, wide);
+        using Other = std::conditional_t<sizeof(Char) == sizeof(wchar_t), char, wchar_t>;
+        const Other other = static_cast<Other>(value);
+        put_other_text(sink, how, &other, 1);
     }
 }
 

@@ -3,7 +3,7 @@
 // It follows the Windows runtime, not C99: %s is a text of the family's own width and %S one of the
 // other, %hs is always narrow and %ls or %ws always wide, l is 32 bits and I64 is 64. A null text
 // prints "(null)". It reads the argument list itself, writes only below the capacity, and allocates
-// nothing but for a floating-point number of more digits than any double needs.
+// nothing. The decimal point is a dot in every locale; "%n" writes nothing.
 #pragma once
 
 #include <cstdarg>

@@ -1,6 +1,7 @@
 // The runtime's bounded print functions. A result that does not fit is negative; one that fits
 // exactly has no terminator.
 #define PLINTH_PLATFORM_NO_RUNTIME_NAMES
+#include <cerrno>
 #include <climits>
 
 #include <tchar.h>
@@ -12,8 +13,14 @@ namespace
 
 template <class Char> int print(Char* buffer, size_t count, const Char* format, va_list arguments)
 {
-    const size_t length = platform::format_text(buffer, buffer ? count : 0, format, arguments);
-    if (length < count && buffer)
+    // No buffer and no size asks for the length.
+    if (!format || (!buffer && count))
+    {
+        errno = EINVAL;
+        return -1;
+    }
+    const size_t length = platform::format_text(buffer, count, format, arguments);
+    if (length < count)
         buffer[length] = 0;
     if (length > INT_MAX || (buffer && length > count))
         return -1;
