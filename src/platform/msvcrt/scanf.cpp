@@ -1,28 +1,78 @@
 // swscanf: the conversions that read numbers, words, characters and sets, with widths, sizes and
 // suppressed assignment.
 #define PLINTH_PLATFORM_NO_RUNTIME_NAMES
-#include <climits>
+#include <algorithm>
 
 #include <tchar.h>
 
+#include "number.h"
 #include "system/text.h"
+
+using namespace platform;
 
 namespace
 {
 
-bool is_space(wchar_t c)
+enum class Size : unsigned char
 {
-    return c == L' ' || (c >= L'\t' && c <= L'\r');
-}
+    none,
+    half_half, // 8 bits
+    half,      // 16 bits, or a narrow text
+    word,      // l: 32 bits, a double, or a wide text
+    quad       // 64 bits, or a double
+};
 
 struct Directive
 {
-    bool skip = false; // '*': read and not stored
-    size_t width = SIZE_MAX;
-    int bits = 32;
-    bool narrow = false;
+    bool skip = false;       // '*': read and not stored
+    size_t width = SIZE_MAX; // none given
+    Size size = Size::none;
     wchar_t letter = 0;
+
+    bool is_narrow() const
+    {
+        const bool other = letter == L'S' || letter == L'C';
+        return size == Size::half || (other && size != Size::word);
+    }
 };
+
+constexpr size_t width_limit = 100'000'000; // more is nonsense
+
+Size take_size(const wchar_t*& at)
+{
+    switch (*at)
+    {
+    case L'h':
+        if (*++at != L'h')
+            return Size::half;
+        ++at;
+        return Size::half_half;
+    case L'l':
+        if (*++at != L'l')
+            return Size::word;
+        ++at;
+        return Size::quad;
+    case L'w':
+    case L'L': // a long double is a double on the system
+        ++at;
+        return Size::word;
+    case L'I':
+        if (at[1] == L'3' && at[2] == L'2')
+        {
+            at += 3;
+            return Size::word;
+        }
+        at += at[1] == L'6' && at[2] == L'4' ? 3 : 1;
+        return Size::quad;
+    case L'j':
+    case L'z':
+    case L't':
+        ++at;
+        return Size::quad;
+    default:
+        return Size::none;
+    }
+}
 
 Directive take_directive(const wchar_t*& at)
 {
@@ -36,46 +86,13 @@ Directive take_directive(const wchar_t*& at)
     {
         result.width = 0;
         for (; *at >= L'0' && *at <= L'9'; ++at)
-            result.width = result.width > 100'000'000
-                               ? result.width
-                               : result.width * 10 + static_cast<size_t>(*at - L'0');
+            result.width =
+                std::min(result.width * 10 + static_cast<size_t>(*at - L'0'), width_limit);
     }
-    bool half = false;
-    bool word = false;
-    for (;; ++at)
-    {
-        if (*at == L'h')
-        {
-            result.bits = half ? 8 : 16;
-            half = true;
-        }
-        else if (*at == L'l')
-        {
-            result.bits = word ? 64 : 32;
-            word = true;
-        }
-        else if (*at == L'L')
-            word = true;
-        else if (*at == L'I' && at[1] == L'6' && at[2] == L'4')
-        {
-            result.bits = 64;
-            at += 2;
-        }
-        else
-            break;
-    }
+    result.size = take_size(at);
     result.letter = *at;
     if (*at)
         ++at;
-    if (result.letter == L'S' || result.letter == L'C')
-    {
-        result.narrow = !word;
-        result.letter = result.letter == L'S' ? L's' : L'c';
-    }
-    else
-        result.narrow = half;
-    if (word && result.bits == 32)
-        result.bits = 33; // 'l': a double for floating point, 32 bits for integers
     return result;
 }
 
@@ -130,27 +147,31 @@ private:
         switch (directive.letter)
         {
         case L'd':
-            return integer(directive, 10, true);
-        case L'i':
-            return integer(directive, 0, true);
         case L'u':
-            return integer(directive, 10, false);
+            return integer(directive, 10);
+        case L'i':
+            return integer(directive, 0);
         case L'x':
         case L'X':
-            return integer(directive, 16, false);
+            return integer(directive, 16);
         case L'o':
-            return integer(directive, 8, false);
+            return integer(directive, 8);
+        case L'a':
         case L'e':
         case L'f':
         case L'g':
+        case L'A':
         case L'E':
+        case L'F':
         case L'G':
             return real(directive);
         case L's':
+        case L'S':
             skip_space();
             return text(
                 directive, [](wchar_t c) { return !is_space(c); }, true);
         case L'c':
+        case L'C':
         {
             Directive one = directive;
             if (one.width == SIZE_MAX)
@@ -169,43 +190,27 @@ private:
         }
     }
 
-    // Up to width characters from here that a number may have, terminated.
-    size_t number_text(const Directive& directive, char* to, size_t capacity) const
-    {
-        size_t length = 0;
-        while (length < directive.width && length + 1 < capacity && m_text[length] > 0x20 &&
-               m_text[length] < 0x7F)
-        {
-            to[length] = static_cast<char>(m_text[length]);
-            ++length;
-        }
-        to[length] = '\0';
-        return length;
-    }
-
-    bool integer(const Directive& directive, int radix, bool is_signed)
+    bool integer(const Directive& directive, unsigned radix)
     {
         skip_space();
-        char digits[128];
-        number_text(directive, digits, sizeof digits);
-        char* end = nullptr;
-        const unsigned long long value =
-            is_signed ? static_cast<unsigned long long>(std::strtoll(digits, &end, radix))
-                      : std::strtoull(digits, &end, radix);
-        if (end == digits)
+        const ParsedInteger parsed = parse_integer(m_text, directive.width, radix);
+        if (parsed.length == 0)
             return false;
-        m_text += end - digits;
+        m_text += parsed.length;
         if (directive.skip)
             return true;
-        switch (directive.bits)
+        // What is beyond 64 bits saturates; a smaller variable gets the low bits.
+        const uint64_t magnitude = parsed.overflow ? UINT64_MAX : parsed.magnitude;
+        const uint64_t value = parsed.negative ? 0 - magnitude : magnitude;
+        switch (directive.size)
         {
-        case 8:
+        case Size::half_half:
             *va_arg(m_arguments, uint8_t*) = static_cast<uint8_t>(value);
             break;
-        case 16:
+        case Size::half:
             *va_arg(m_arguments, uint16_t*) = static_cast<uint16_t>(value);
             break;
-        case 64:
+        case Size::quad:
             *va_arg(m_arguments, uint64_t*) = value;
             break;
         default:
@@ -218,22 +223,14 @@ private:
     bool real(const Directive& directive)
     {
         skip_space();
-        wchar_t digits[512];
-        size_t length = 0;
-        while (length < directive.width && length + 1 < 512 && m_text[length] > 0x20)
-        {
-            digits[length] = m_text[length];
-            ++length;
-        }
-        digits[length] = L'\0';
-        wchar_t* end = nullptr;
-        const double value = plinth_crt_wcstod(digits, &end);
-        if (end == digits)
+        double value = 0;
+        const size_t length = parse_double(m_text, directive.width, value);
+        if (length == 0)
             return false;
-        m_text += end - digits;
+        m_text += length;
         if (directive.skip)
             return true;
-        if (directive.bits > 32)
+        if (directive.size == Size::word || directive.size == Size::quad)
             *va_arg(m_arguments, double*) = value;
         else
             *va_arg(m_arguments, float*) = static_cast<float>(value);
@@ -259,12 +256,14 @@ private:
 
     void store(const Directive& directive, size_t length, bool terminate)
     {
-        if (directive.narrow)
+        if (directive.is_narrow())
         {
+            // The width is what the caller has made room for: it bounds the bytes, too.
             char* const to = va_arg(m_arguments, char*);
-            const size_t units = platform::utf8_from_wide(m_text, length, to, SIZE_MAX);
+            size_t written = 0;
+            utf8_from_wide(m_text, length, to, directive.width, &written);
             if (terminate)
-                to[units] = '\0';
+                to[written] = '\0';
             return;
         }
         wchar_t* const to = va_arg(m_arguments, wchar_t*);

@@ -2,68 +2,36 @@
 #define PLINTH_PLATFORM_NO_RUNTIME_NAMES
 #include <cerrno>
 #include <climits>
-#include <cstdlib>
-#include <string>
 
 #include <tchar.h>
+
+#include "number.h"
+
+using namespace platform;
 
 namespace
 {
 
-bool is_space(wchar_t c)
+// A number with the space before it, and the place behind it: the text's beginning if there is
+// none.
+ParsedInteger read_integer(const wchar_t* text, const wchar_t*& end, int radix)
 {
-    return c == L' ' || (c >= L'\t' && c <= L'\r');
-}
-
-// The value of a digit in any radix up to 36, or 99.
-unsigned digit_value(wchar_t c)
-{
-    if (c >= L'0' && c <= L'9')
-        return static_cast<unsigned>(c - L'0');
-    if (c >= L'a' && c <= L'z')
-        return static_cast<unsigned>(c - L'a') + 10;
-    if (c >= L'A' && c <= L'Z')
-        return static_cast<unsigned>(c - L'A') + 10;
-    return 99;
-}
-
-struct Parsed
-{
-    unsigned long long magnitude = 0;
-    bool negative = false;
-    bool overflow = false; // of 64 bits
-    const wchar_t* end = nullptr;
-};
-
-Parsed parse_integer(const wchar_t* text, int radix)
-{
-    Parsed result;
-    result.end = text;
-    const wchar_t* at = text;
-    while (is_space(*at))
-        ++at;
-    if (*at == L'-' || *at == L'+')
-        result.negative = *at++ == L'-';
-    const bool hex = at[0] == L'0' && (at[1] | 0x20) == L'x' && digit_value(at[2]) < 16;
-    if (hex && (radix == 0 || radix == 16))
+    end = text;
+    if (radix != 0 && (radix < 2 || radix > 36))
     {
-        radix = 16;
-        at += 2;
+        errno = EINVAL;
+        return {};
     }
-    else if (radix == 0)
-        radix = *at == L'0' ? 8 : 10;
-    for (unsigned digit; (digit = digit_value(*at)) < static_cast<unsigned>(radix); ++at)
-    {
-        result.end = at + 1;
-        result.overflow |= __builtin_mul_overflow(
-            result.magnitude, static_cast<unsigned long long>(radix), &result.magnitude);
-        result.overflow |= __builtin_add_overflow(
-            result.magnitude, static_cast<unsigned long long>(digit), &result.magnitude);
-    }
+    const wchar_t* start = text;
+    while (is_space(*start))
+        ++start;
+    const ParsedInteger result = parse_integer(start, SIZE_MAX, static_cast<unsigned>(radix));
+    if (result.length)
+        end = start + result.length;
     return result;
 }
 
-long long saturate(const Parsed& parsed, long long low, long long high)
+long long saturate(const ParsedInteger& parsed, long long low, long long high)
 {
     const unsigned long long limit = parsed.negative ? 0ull - static_cast<unsigned long long>(low)
                                                      : static_cast<unsigned long long>(high);
@@ -107,27 +75,30 @@ extern "C"
 
     int plinth_crt_wtoi(const wchar_t* text)
     {
-        return static_cast<int>(saturate(parse_integer(text, 10), INT_MIN, INT_MAX));
+        return plinth_crt_wcstol(text, nullptr, 10);
     }
 
     long long plinth_crt_wtoi64(const wchar_t* text)
     {
-        return saturate(parse_integer(text, 10), LLONG_MIN, LLONG_MAX);
+        const wchar_t* end;
+        return saturate(read_integer(text, end, 10), LLONG_MIN, LLONG_MAX);
     }
 
     int plinth_crt_wcstol(const wchar_t* text, wchar_t** end, int radix)
     {
-        const Parsed parsed = parse_integer(text, radix);
+        const wchar_t* stop;
+        const ParsedInteger parsed = read_integer(text, stop, radix);
         if (end)
-            *end = const_cast<wchar_t*>(parsed.end);
+            *end = const_cast<wchar_t*>(stop);
         return static_cast<int>(saturate(parsed, INT_MIN, INT_MAX));
     }
 
     unsigned plinth_crt_wcstoul(const wchar_t* text, wchar_t** end, int radix)
     {
-        const Parsed parsed = parse_integer(text, radix);
+        const wchar_t* stop;
+        const ParsedInteger parsed = read_integer(text, stop, radix);
         if (end)
-            *end = const_cast<wchar_t*>(parsed.end);
+            *end = const_cast<wchar_t*>(stop);
         if (parsed.overflow || parsed.magnitude > UINT_MAX)
         {
             errno = ERANGE;
@@ -139,21 +110,13 @@ extern "C"
 
     double plinth_crt_wcstod(const wchar_t* text, wchar_t** end)
     {
-        // All characters of a number are ASCII: copy as far as they go and let the C library read.
-        // It reads by the process's locale, whose decimal point may be another one; strtod_l with
-        // the C locale keeps to the dot.
-        static locale_t const c_locale = newlocale(LC_ALL_MASK, "C", nullptr);
         const wchar_t* start = text;
         while (is_space(*start))
             ++start;
-        std::string number;
-        for (const wchar_t* at = start; *at > 0x20 && *at < 0x7F; ++at)
-            number += static_cast<char>(*at);
-        char* stop = nullptr;
-        const double value = strtod_l(number.c_str(), &stop, c_locale);
-        const size_t used = static_cast<size_t>(stop - number.c_str());
+        double value = 0;
+        const size_t length = parse_double(start, SIZE_MAX, value);
         if (end)
-            *end = const_cast<wchar_t*>(used ? start + used : text);
+            *end = const_cast<wchar_t*>(length ? start + length : text);
         return value;
     }
 }
