@@ -7,7 +7,6 @@
 
 #include "kernel32/path.h"
 #include "system/calls.h"
-#include "system/text.h"
 
 using namespace platform;
 
@@ -15,6 +14,12 @@ namespace
 {
 
 constexpr mode_t any_write_bit = 0222;
+
+// A file without any write permission is read-only also for root, whom the kernel would let in.
+bool is_read_only(const struct stat& file)
+{
+    return (file.st_mode & any_write_bit) == 0;
+}
 
 bool is_separator(wchar_t c)
 {
@@ -58,8 +63,7 @@ extern "C" void plinth_crt_wsplitpath(const wchar_t* path, wchar_t* drive, wchar
     copy_part(extension, _MAX_EXT, dot, end);
 }
 
-// mode: 0 existence, 2 writing, 4 reading, 6 both. A file without any write permission is
-// read-only also for root, whom the kernel would let in.
+// mode: 0 existence, 2 writing, 4 reading, 6 both.
 extern "C" int plinth_crt_waccess(const wchar_t* path, int mode)
 {
     const NativePath native(path);
@@ -71,7 +75,7 @@ extern "C" int plinth_crt_waccess(const wchar_t* path, int mode)
     }
     if (sys::stat(native.c_str(), &found) != 0)
         return -1;
-    if ((mode & 2) && (found.st_mode & any_write_bit) == 0)
+    if ((mode & 2) && is_read_only(found))
     {
         errno = EACCES;
         return -1;
@@ -79,13 +83,38 @@ extern "C" int plinth_crt_waccess(const wchar_t* path, int mode)
     return sys::access(native.c_str(), ((mode & 2) ? W_OK : 0) | ((mode & 4) ? R_OK : 0));
 }
 
+// The letters of the mode that matter here: r, w, a, +, x. There is no text translation to choose
+// with b or t, and a coded character set ("ccs=") is none of this system's.
 extern "C" FILE* plinth_crt_wfopen(const wchar_t* path, const wchar_t* mode)
 {
     const NativePath native(path);
-    if (!native.ok() || !mode)
+    if (!native.ok() || !mode || (*mode != L'r' && *mode != L'w' && *mode != L'a'))
     {
-        errno = EINVAL;
+        errno = native.ok() ? EINVAL : ENOENT;
         return nullptr;
     }
-    return std::fopen(native.c_str(), to_utf8(mode).c_str());
+    char letters[5] = {static_cast<char>(*mode)};
+    size_t count = 1;
+    bool update = false;
+    bool exclusive = false;
+    for (const wchar_t* at = mode + 1; *at && *at != L','; ++at)
+    {
+        update |= *at == L'+';
+        exclusive |= *at == L'x';
+    }
+    const bool writes = update || *mode != L'r';
+    if (update)
+        letters[count++] = '+';
+    if (exclusive)
+        letters[count++] = 'x';
+    letters[count] = 'e'; // not for child processes
+
+    struct stat found;
+    if (sys::stat(native.c_str(), &found) == 0 &&
+        (S_ISDIR(found.st_mode) || (writes && is_read_only(found))))
+    {
+        errno = EACCES;
+        return nullptr;
+    }
+    return sys::fopen(native.c_str(), letters);
 }

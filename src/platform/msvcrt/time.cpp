@@ -25,6 +25,21 @@ struct LastLocalTime
 
 thread_local LastLocalTime t_last;
 
+// The local time without touching what _localtime64 has given out. Null beyond the range.
+const struct tm* local_time(__time64_t time)
+{
+    if (time < 0 || time > last_time)
+        return nullptr;
+    if (t_last.time != time)
+    {
+        const time_t native = time;
+        if (!localtime_r(&native, &t_last.answer))
+            return nullptr;
+        t_last.time = time;
+    }
+    return &t_last.answer;
+}
+
 } // namespace
 
 extern "C"
@@ -41,25 +56,26 @@ extern "C"
     struct tm* plinth_crt_localtime64(const __time64_t* time)
     {
         int error = 0;
-        if (!time || *time < 0 || *time > last_time || platform::api_fault("_localtime64", error))
+        const struct tm* const local =
+            time && !platform::api_fault("_localtime64", error) ? local_time(*time) : nullptr;
+        if (!local)
         {
             errno = EINVAL;
             return nullptr;
         }
-        if (t_last.time != *time)
-        {
-            const time_t native = *time;
-            if (!localtime_r(&native, &t_last.answer))
-                return nullptr;
-            t_last.time = *time;
-        }
-        t_last.given = t_last.answer;
+        t_last.given = *local;
         return &t_last.given;
     }
 
     __time64_t plinth_crt_mktime64(struct tm* time)
     {
-        return mktime(time);
+        const __time64_t result = time ? mktime(time) : -1;
+        if (result < 0 || result > last_time)
+        {
+            errno = EINVAL;
+            return -1;
+        }
+        return result;
     }
 
     double plinth_crt_difftime64(__time64_t later, __time64_t earlier)
@@ -73,15 +89,18 @@ extern "C"
         platform::wall_clock(now);
         result->time = now.tv_sec;
         result->millitm = static_cast<unsigned short>(now.tv_nsec / 1'000'000);
-        result->timezone = 0;
-        result->dstflag = 0;
+        // Minutes that standard time is behind UTC.
+        const struct tm* const local = local_time(now.tv_sec);
+        const bool summer = local && local->tm_isdst > 0;
+        const long east = local ? local->tm_gmtoff / 60 - (summer ? 60 : 0) : 0;
+        result->timezone = static_cast<short>(-east);
+        result->dstflag = summer;
     }
 
     wchar_t* plinth_crt_wstrtime(wchar_t* buffer)
     {
-        __time64_t now = plinth_crt_time64(nullptr);
-        const struct tm* const local = plinth_crt_localtime64(&now);
-        if (local)
+        const __time64_t now = plinth_crt_time64(nullptr);
+        if (const struct tm* const local = local_time(now))
             plinth_crt_snwprintf(buffer, 9, L"%02d:%02d:%02d", local->tm_hour, local->tm_min,
                                  local->tm_sec);
         else

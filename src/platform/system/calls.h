@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cerrno>
+#include <cstdio>
 #include <ctime>
 #include <dirent.h>
 #include <dlfcn.h>
@@ -62,6 +63,10 @@ inline int open(const char* path, int flags, mode_t mode = 0)
     if (intercepted("open"))
         return -1;
     return restarted([&] { return ::open(path, flags | O_CLOEXEC, mode); });
+}
+inline FILE* fopen(const char* path, const char* mode)
+{
+    return intercepted("open") ? nullptr : std::fopen(path, mode);
 }
 inline int close(int fd)
 {

@@ -1,0 +1,172 @@
+// Calendar time and random numbers of the runtime library.
+#include <cstdlib>
+#include <set>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include <plinth_platform_test.h>
+#include <sys/timeb.h>
+#include <tchar.h>
+#include <windows.h>
+
+#include "support/wide_text.h"
+
+namespace
+{
+
+constexpr __time64_t last_time = 32535215999;  // 31 December 3000, 23:59:59 UTC
+constexpr __time64_t summer_noon = 1720008000; // 3 July 2024, 12:00 UTC
+
+class Time : public ::testing::Test
+{
+protected:
+    // Two hours east of UTC in summer, one in winter, by a rule that needs no zone files.
+    static void SetUpTestSuite()
+    {
+        setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+        tzset();
+    }
+    void TearDown() override { PlinthTestReset(); }
+};
+
+TEST_F(Time, LocalTimeAndBack)
+{
+    const struct tm* const local = _localtime64(&summer_noon);
+    ASSERT_NE(local, nullptr);
+    EXPECT_EQ(local->tm_year, 124);
+    EXPECT_EQ(local->tm_mon, 6);
+    EXPECT_EQ(local->tm_mday, 3);
+    EXPECT_EQ(local->tm_hour, 14);
+    EXPECT_EQ(local->tm_wday, 3);
+    EXPECT_EQ(local->tm_isdst, 1);
+    struct tm copy = *local;
+    EXPECT_EQ(_mktime64(&copy), summer_noon);
+    EXPECT_EQ(_difftime64(summer_noon, summer_noon + 90), -90);
+}
+
+TEST_F(Time, LocalTimeEndsWithTheYear3000)
+{
+    for (const __time64_t bad : {__time64_t{-1}, last_time + 1, INT64_MAX, INT64_MIN})
+        EXPECT_EQ(_localtime64(&bad), nullptr) << bad;
+    EXPECT_EQ(_localtime64(nullptr), nullptr);
+    EXPECT_NE(_localtime64(&last_time), nullptr);
+    const __time64_t first = 0;
+    EXPECT_NE(_localtime64(&first), nullptr);
+}
+
+TEST_F(Time, MakingATimeRefusesWhatIsOutOfRange)
+{
+    struct tm early = {};
+    early.tm_year = 69;
+    early.tm_mon = 11;
+    early.tm_mday = 31;
+    EXPECT_EQ(_mktime64(&early), -1);
+    struct tm late = {};
+    late.tm_year = 3002 - 1900;
+    late.tm_mday = 1;
+    EXPECT_EQ(_mktime64(&late), -1);
+    EXPECT_EQ(_mktime64(nullptr), -1);
+    struct tm normalised = {};
+    normalised.tm_year = 124;
+    normalised.tm_mon = 13;
+    normalised.tm_mday = 30;
+    normalised.tm_hour = 12;
+    normalised.tm_isdst = -1;
+    EXPECT_GT(_mktime64(&normalised), 0);
+    EXPECT_EQ(normalised.tm_mon, 2) << "30 February 2025 is 2 March";
+    EXPECT_EQ(normalised.tm_mday, 2);
+}
+
+TEST_F(Time, WhatACallerWritesIntoTheResultIsNotSeenByTheNextCall)
+{
+    struct tm* const first = _localtime64(&summer_noon);
+    first->tm_hour = 99;
+    EXPECT_EQ(_localtime64(&summer_noon)->tm_hour, 14);
+}
+
+TEST_F(Time, EachThreadHasAResultOfItsOwn)
+{
+    const struct tm* const mine = _localtime64(&summer_noon);
+    std::thread(
+        []
+        {
+            const __time64_t other = summer_noon + 3600;
+            EXPECT_EQ(_localtime64(&other)->tm_hour, 15);
+        })
+        .join();
+    EXPECT_EQ(mine->tm_hour, 14);
+}
+
+TEST_F(Time, OtherCallsLeaveTheResultOfLocalTimeAlone)
+{
+    const struct tm* const local = _localtime64(&summer_noon);
+    struct __timeb64 stamp;
+    wchar_t text[9];
+    _ftime64(&stamp);
+    _wstrtime(text);
+    EXPECT_EQ(local->tm_year, 124);
+    EXPECT_EQ(local->tm_mday, 3);
+    EXPECT_EQ(local->tm_hour, 14);
+}
+
+TEST_F(Time, AllReadTheShiftedClock)
+{
+    const __time64_t now = _time64(nullptr);
+    // From now to the summer noon, less what of this second is over.
+    struct __timeb64 stamp;
+    _ftime64(&stamp);
+    PlinthTestShiftWallClock((summer_noon - stamp.time) * 1000 - stamp.millitm);
+    __time64_t shifted = 0;
+    EXPECT_EQ(_time64(&shifted), shifted);
+    // The test may be held up, but for less than a minute.
+    EXPECT_GE(shifted, summer_noon);
+    EXPECT_LT(shifted, summer_noon + 60);
+    _ftime64(&stamp);
+    EXPECT_GE(stamp.time, summer_noon);
+    EXPECT_LT(stamp.millitm, 1000);
+    EXPECT_EQ(stamp.timezone, -60) << "minutes behind UTC, of standard time";
+    EXPECT_EQ(stamp.dstflag, 1);
+    wchar_t text[9];
+    EXPECT_EQ(test::utf8(_wstrtime(text), 6), "14:00:");
+    EXPECT_EQ(wcslen(text), 8u);
+    PlinthTestReset();
+    EXPECT_GE(_time64(nullptr), now);
+}
+
+TEST_F(Time, LocalTimeCanBeMadeToFail)
+{
+    PlinthTestFail("_localtime64", 1, 1, 1);
+    wchar_t text[9];
+    EXPECT_EQ(wcslen(_wstrtime(text)), 8u) << "the fault is for _localtime64 alone";
+    EXPECT_EQ(_localtime64(&summer_noon), nullptr);
+    EXPECT_NE(_localtime64(&summer_noon), nullptr);
+}
+
+TEST(Random, IsRepeatableForASeedInFifteenBits)
+{
+    srand(12345);
+    std::vector<int> first;
+    std::set<int> different;
+    for (int i = 0; i < 20000; ++i)
+    {
+        const int value = rand();
+        ASSERT_GE(value, 0);
+        ASSERT_LE(value, 32767);
+        first.push_back(value);
+        different.insert(value);
+    }
+    EXPECT_GT(different.size(), 14000u) << "about 32,768 (1 - e^-0.61)";
+    srand(12345);
+    std::thread(
+        []
+        {
+            srand(1);
+            rand();
+        })
+        .join();
+    for (const int value : first)
+        ASSERT_EQ(rand(), value) << "another thread's numbers don't disturb";
+}
+
+} // namespace
