@@ -11,7 +11,7 @@ using namespace platform;
 namespace
 {
 
-// The shape of both directions: measure, then convert into a buffer that holds everything.
+// The shape of both directions. What does not fit fails, with as much stored as did fit.
 template <class From, class To, class Measure, class Convert>
 int convert_text(UINT codePage, const From* text, int length, To* out, int outSize, Measure measure,
                  Convert convert)
@@ -20,13 +20,12 @@ int convert_text(UINT codePage, const From* text, int length, To* out, int outSi
         (codePage != CP_ACP && codePage != CP_UTF8))
         return fail_with(ERROR_INVALID_PARAMETER);
     const size_t units = length == -1 ? measure(text) + 1 : static_cast<size_t>(length);
-    const size_t needed = convert(text, units, static_cast<To*>(nullptr), size_t{0});
+    // A size of 0 asks for the length.
+    const auto capacity = static_cast<size_t>(outSize);
+    const size_t needed = convert(text, units, outSize ? out : nullptr, capacity);
     if (needed > INT32_MAX)
         return fail_with(ERROR_INVALID_PARAMETER);
-    if (outSize == 0)
-        return static_cast<int>(needed);
-    convert(text, units, out, static_cast<size_t>(outSize)); // as much as fits
-    if (needed > static_cast<size_t>(outSize))
+    if (outSize && needed > capacity)
         return fail_with(ERROR_INSUFFICIENT_BUFFER);
     return static_cast<int>(needed);
 }

@@ -17,6 +17,14 @@ int unit(wchar_t c)
     return static_cast<unsigned short>(c);
 }
 
+// A character as the runtime compares it without regard to case: in lower case, so that '_' comes
+// before the letters. (Names of files are compared in upper case, see system/text.h.)
+int folded(wchar_t c)
+{
+    const int upper = unit(fold_case(c));
+    return upper >= 'A' && upper <= 'Z' ? upper + 32 : upper;
+}
+
 int lower(char c)
 {
     const int u = static_cast<unsigned char>(c);
@@ -150,14 +158,14 @@ extern "C"
 
     int plinth_crt_wcsicmp(const wchar_t* a, const wchar_t* b)
     {
-        return platform::compare_folded(a, b);
+        return plinth_crt_wcsnicmp(a, b, SIZE_MAX);
     }
 
     int plinth_crt_wcsnicmp(const wchar_t* a, const wchar_t* b, size_t count)
     {
         for (; count; --count, ++a, ++b)
         {
-            const int difference = unit(fold_case(*a)) - unit(fold_case(*b));
+            const int difference = folded(*a) - folded(*b);
             if (difference || !*a)
                 return difference;
         }

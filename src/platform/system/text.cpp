@@ -1,6 +1,10 @@
 // UTF-16 and UTF-8. One decoder and one encoder for each form, bounds-checked.
 #include "text.h"
 
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
 namespace platform
 {
 
@@ -107,18 +111,37 @@ size_t put_wide(char32_t c, wchar_t (&out)[2])
     return 2;
 }
 
-// The loop of both directions: units that fit are stored, all are counted.
-template <class Unit, class Take, class Put>
-size_t convert(size_t length, Unit* to, size_t capacity, size_t* written, Take take, Put put)
+// How many characters of ASCII a text begins with, in steps of four: most texts are nothing else.
+template <class From> size_t ascii_run(const From* text, size_t length)
 {
-    size_t needed = 0;
-    size_t stored = 0;
-    bool full = to == nullptr;
-    for (size_t at = 0; at < length;)
+    constexpr uint64_t ascii = sizeof(From) == 1 ? 0x7F7F7F7F : 0x007F007F007F007F;
+    size_t count = 0;
+    for (; count + 4 <= length; count += 4)
+    {
+        uint64_t four = 0;
+        std::memcpy(&four, text + count, 4 * sizeof(From));
+        if (four & ~ascii)
+            break;
+    }
+    return count;
+}
+
+// The loop of both directions: units that fit are stored, all are counted.
+template <class From, class Unit, class Take, class Put>
+size_t convert(const From* text, size_t length, Unit* to, size_t capacity, size_t* written,
+               Take take, Put put)
+{
+    const size_t run = ascii_run(text, length);
+    size_t stored = to ? std::min(run, capacity) : 0;
+    for (size_t i = 0; i < stored; ++i)
+        to[i] = static_cast<Unit>(text[i]);
+    size_t needed = run;
+    bool full = stored < run;
+    for (size_t at = run; at < length;)
     {
         Unit units[sizeof(char32_t) / sizeof(Unit)];
-        const size_t count = put(take(at), units);
-        if (!full && stored + count <= capacity)
+        const size_t count = put(take(text, length, at), units);
+        if (to && !full && count <= capacity - stored)
             for (size_t i = 0; i < count; ++i)
                 to[stored++] = units[i];
         else
@@ -129,6 +152,29 @@ size_t convert(size_t length, Unit* to, size_t capacity, size_t* written, Take t
         *written = stored;
     return needed;
 }
+
+// Blocks of letters with a folded form. Most scripts have their small letters at a fixed distance
+// behind the capitals; in others capitals and small letters take turns.
+struct CaseBlock
+{
+    unsigned short first;
+    unsigned short last;
+    short distance; // to the capital, of every letter
+    short step;     // 1: every letter; 2: every other one, beginning with the first
+};
+
+constexpr CaseBlock case_blocks[] = {
+    {0x00E0, 0x00F6, -32, 1}, {0x00F8, 0x00FE, -32, 1}, {0x00FF, 0x00FF, 121, 1},
+    {0x0101, 0x012F, -1, 2},  {0x0133, 0x0137, -1, 2},  {0x013A, 0x0148, -1, 2},
+    {0x014B, 0x0177, -1, 2},  {0x017A, 0x017E, -1, 2},  {0x01CE, 0x01DC, -1, 2},
+    {0x01DF, 0x01EF, -1, 2},  {0x01F9, 0x021F, -1, 2},  {0x0223, 0x0233, -1, 2},
+    {0x03AC, 0x03AC, -38, 1}, {0x03AD, 0x03AF, -37, 1}, {0x03B1, 0x03C1, -32, 1},
+    {0x03C2, 0x03C2, -31, 1}, {0x03C3, 0x03CB, -32, 1}, {0x03CC, 0x03CC, -64, 1},
+    {0x03CD, 0x03CE, -63, 1}, {0x0430, 0x044F, -32, 1}, {0x0450, 0x045F, -80, 1},
+    {0x0461, 0x0481, -1, 2},  {0x048B, 0x04BF, -1, 2},  {0x04C2, 0x04CE, -1, 2},
+    {0x04CF, 0x04CF, -15, 1}, {0x04D1, 0x052F, -1, 2},  {0x0561, 0x0586, -48, 1},
+    {0x1E01, 0x1E95, -1, 2},  {0x1EA1, 0x1EFF, -1, 2},  {0xFF41, 0xFF5A, -32, 1},
+};
 
 } // namespace
 
@@ -143,17 +189,13 @@ size_t wide_length(const wchar_t* text)
 size_t utf8_from_wide(const wchar_t* text, size_t length, char* to, size_t capacity,
                       size_t* written)
 {
-    return convert(
-        length, to, capacity, written, [&](size_t& at) { return take_wide(text, length, at); },
-        [](char32_t c, char(&out)[4]) { return put_utf8(c, out); });
+    return convert(text, length, to, capacity, written, take_wide, put_utf8);
 }
 
 size_t wide_from_utf8(const char* text, size_t length, wchar_t* to, size_t capacity,
                       size_t* written)
 {
-    return convert(
-        length, to, capacity, written, [&](size_t& at) { return take_utf8(text, length, at); },
-        [](char32_t c, wchar_t(&out)[2]) { return put_wide(c, out); });
+    return convert(text, length, to, capacity, written, take_utf8, put_wide);
 }
 
 bool is_utf8(const char* text, size_t length)
@@ -191,31 +233,18 @@ DWORD copy_to_caller(std::string_view text, wchar_t* buffer, DWORD size)
     return static_cast<DWORD>(needed);
 }
 
-// Simple folding to upper case for the scripts that have it in whole blocks, as the file system
-// and the runtime compare names; independent of any locale.
+// Simple folding to upper case, as the file system and the runtime compare names; independent of
+// any locale.
 wchar_t fold_case(wchar_t c)
 {
-    const unsigned u = static_cast<unsigned short>(c);
-    const auto minus = [u](unsigned by) { return static_cast<wchar_t>(u - by); };
-    if (u < 0x80)
-        return u >= 'a' && u <= 'z' ? minus(32) : c;
-    if (u >= 0xE0 && u <= 0xFE && u != 0xF7)
-        return minus(32); // Latin-1
-    if (u == 0xFF)
-        return static_cast<wchar_t>(0x178);
-    if ((u >= 0x100 && u <= 0x137) || (u >= 0x14A && u <= 0x177))
-        return u == 0x131 ? c : static_cast<wchar_t>(u & ~1u); // Latin Extended-A, pairs
-    if ((u >= 0x139 && u <= 0x148) || (u >= 0x179 && u <= 0x17E))
-        return u % 2 == 0 ? minus(1) : c;
-    if (u >= 0x3B1 && u <= 0x3C9 && u != 0x3C2)
-        return minus(32); // Greek
-    if (u >= 0x430 && u <= 0x44F)
-        return minus(32); // Cyrillic
-    if (u >= 0x450 && u <= 0x45F)
-        return minus(80);
-    if (u >= 0x561 && u <= 0x586)
-        return minus(48); // Armenian
-    return c;
+    if (c < 0x80)
+        return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - 32) : c;
+    const CaseBlock* const block =
+        std::lower_bound(std::begin(case_blocks), std::end(case_blocks), c,
+                         [](const CaseBlock& b, wchar_t key) { return b.last < key; });
+    if (block == std::end(case_blocks) || c < block->first || (c - block->first) % block->step != 0)
+        return c;
+    return static_cast<wchar_t>(c + block->distance);
 }
 
 int compare_folded(const wchar_t* a, const wchar_t* b)

@@ -1,0 +1,123 @@
+// The 16-bit string functions, and what of them differs from the obvious.
+#include <gtest/gtest.h>
+
+#include <tchar.h>
+#include <windows.h>
+
+#include "support/wide_text.h"
+
+namespace
+{
+
+using test::utf8;
+
+TEST(WideString, CopiesAndJoinsWithinTheCount)
+{
+    wchar_t buffer[8] = L"#######";
+    wcsncpy(buffer, L"abc", 2);
+    EXPECT_EQ(utf8(buffer), "ab#####") << "no terminator where the count ends first";
+    wcsncpy(buffer, L"xy", 5);
+    EXPECT_EQ(utf8(buffer, 7), std::string("xy\0\0\0##", 7)) << "the rest of the count is zeros";
+    EXPECT_EQ(utf8(wcsncat(buffer, L"1234", 2)), "xy12");
+    EXPECT_EQ(utf8(wcscat(buffer, L"z")), "xy12z");
+    EXPECT_EQ(utf8(wcscpy(buffer, L"")), "");
+    EXPECT_EQ(wcsnlen(L"abcdef", 4), 4u);
+}
+
+TEST(WideString, FillStopsAtTheTerminator)
+{
+    wchar_t buffer[8] = L"abc";
+    buffer[4] = L'z';
+    EXPECT_EQ(utf8(_wcsnset(buffer, L'-', 2)), "--c");
+    EXPECT_EQ(utf8(_wcsnset(buffer, L'+', 8)), "+++");
+    EXPECT_EQ(buffer[4], L'z');
+}
+
+TEST(WideString, ComparesUnitsAsUnsigned)
+{
+    EXPECT_GT(wcscmp(L"\xFFFD", L"a"), 0);
+    EXPECT_LT(wcscmp(L"ab", L"abc"), 0);
+    EXPECT_EQ(wcsncmp(L"abX", L"abY", 2), 0);
+    EXPECT_EQ(wcsncmp(L"ab", L"ab", 10), 0);
+}
+
+TEST(WideString, ComparesWithoutCaseInTheCommonScripts)
+{
+    const struct
+    {
+        const wchar_t* small;
+        const wchar_t* capital;
+    } pairs[] = {
+        {L"readme.txt", L"README.TXT"},
+        {L"\xE4\xF6\xFC\xFF", L"\xC4\xD6\xDC\x178"},
+        {L"\x105\x142\x17C\x151", L"\x104\x141\x17B\x150"},
+        {L"\x3B1\x3C9\x3AC\x3CE\x3CA", L"\x391\x3A9\x386\x38F\x3AA"},
+        {L"\x3C2", L"\x3C3"},
+        {L"\x436\x451\x491\x4CF", L"\x416\x401\x490\x4C0"},
+        {L"\x1EA1\x1EF9", L"\x1EA0\x1EF8"},
+    };
+    for (const auto& pair : pairs)
+    {
+        EXPECT_EQ(_wcsicmp(pair.small, pair.capital), 0) << utf8(pair.small);
+        EXPECT_EQ(_wcsnicmp(pair.capital, pair.small, 50), 0) << utf8(pair.small);
+    }
+    for (const wchar_t* lone : {L"\xD7", L"\xF7", L"\xDF", L"\x131", L"\x138", L"\x20AC"})
+        EXPECT_NE(_wcsicmp(lone, L"i"), 0) << utf8(lone);
+    EXPECT_NE(_wcsicmp(L"\xD7", L"\xF7"), 0) << "the multiplication sign is no capital";
+}
+
+TEST(WideString, OrdersWithoutCaseByLowerCase)
+{
+    EXPECT_LT(_wcsicmp(L"_", L"A"), 0);
+    EXPECT_LT(_wcsicmp(L"_", L"a"), 0);
+    EXPECT_LT(_stricmp("_", "A"), 0);
+    EXPECT_EQ(_wcsnicmp(L"ABc", L"abD", 2), 0);
+    EXPECT_LT(_wcsnicmp(L"ABc", L"abD", 3), 0);
+    EXPECT_EQ(_strnicmp("ABc", "abD", 2), 0);
+    EXPECT_GT(_stricmp("\xE4", "z"), 0) << "bytes beyond ASCII are not folded, and unsigned";
+}
+
+TEST(WideString, Searches)
+{
+    const wchar_t* const text = L"one two two";
+    EXPECT_EQ(wcschr(text, L'o'), text);
+    EXPECT_EQ(wcsrchr(text, L'o'), text + 10);
+    EXPECT_EQ(wcschr(text, L'\0'), text + 11);
+    EXPECT_EQ(wcsrchr(text, L'\0'), text + 11);
+    EXPECT_EQ(wcschr(text, L'x'), nullptr);
+    EXPECT_EQ(wcsstr(text, L"two"), text + 4);
+    EXPECT_EQ(wcsstr(text, L""), text);
+    EXPECT_EQ(wcsstr(text, L"twos"), nullptr);
+    EXPECT_EQ(wcspbrk(text, L"wt"), text + 4);
+    EXPECT_EQ(wcspbrk(text, L"xyz"), nullptr);
+    EXPECT_EQ(wcsspn(text, L"neo"), 3u);
+    EXPECT_EQ(wcscspn(text, L" "), 3u);
+}
+
+TEST(WideString, MultibyteTextIsUtf8)
+{
+    wchar_t wide[16];
+    char bytes[16];
+    EXPECT_EQ(mbstowcs(wide, "a\u20AC\U0001F600", 16), 4u);
+    EXPECT_EQ(utf8(wide), "a\u20AC\U0001F600");
+    EXPECT_EQ(mbstowcs(nullptr, "a\u20AC\U0001F600", 0), 4u);
+    EXPECT_EQ(wcstombs(bytes, wide, sizeof bytes), 8u);
+    EXPECT_STREQ(bytes, "a\u20AC\U0001F600");
+    EXPECT_EQ(wcstombs(nullptr, wide, 0), 8u);
+    EXPECT_EQ(mbstowcs(wide, "\xFFz", 16), 2u);
+    EXPECT_EQ(utf8(wide), "\uFFFDz");
+}
+
+TEST(WideString, MultibyteConversionKeepsToTheCount)
+{
+    wchar_t wide[4] = {L'#', L'#', L'#', L'#'};
+    EXPECT_EQ(mbstowcs(wide, "abcdef", 3), 3u) << "full: no terminator";
+    EXPECT_EQ(utf8(wide, 4), "abc#");
+    EXPECT_EQ(mbstowcs(wide, "ab\U0001F600", 3), 2u) << "half a character is none";
+    EXPECT_EQ(utf8(wide), "ab");
+    char bytes[5] = "####";
+    EXPECT_EQ(wcstombs(bytes, L"a\x20AC", 3), 1u);
+    EXPECT_STREQ(bytes, "a");
+}
+
+} // namespace
