@@ -14,10 +14,11 @@ namespace
 
 constexpr int spins = 100;
 
-std::atomic<uint32_t>& word_of(CRITICAL_SECTION* section)
+using Word = std::atomic_ref<LONG>;
+
+Word word_of(CRITICAL_SECTION* section)
 {
-    static_assert(sizeof(std::atomic<uint32_t>) == sizeof section->LockCount);
-    return reinterpret_cast<std::atomic<uint32_t>&>(section->LockCount);
+    return Word(section->LockCount);
 }
 
 std::atomic_ref<HANDLE> owner_of(CRITICAL_SECTION* section)
@@ -45,20 +46,21 @@ void take_over(CRITICAL_SECTION* section)
     section->RecursionCount = 1;
 }
 
-bool try_lock(std::atomic<uint32_t>& word)
+bool try_lock(Word word)
 {
-    uint32_t expected = 0;
+    LONG expected = 0;
     return word.compare_exchange_strong(expected, 1, std::memory_order_acquire,
                                         std::memory_order_relaxed);
 }
 
-void lock_slowly(std::atomic<uint32_t>& word)
+void lock_slowly(CRITICAL_SECTION* section)
 {
+    const Word word = word_of(section);
     for (int i = 0; i < spins; ++i)
         if (word.load(std::memory_order_relaxed) == 0 && try_lock(word))
             return;
     while (word.exchange(2, std::memory_order_acquire) != 0)
-        futex_wait(word, 2, -1, false);
+        futex_wait(&section->LockCount, 2, -1, false);
 }
 
 } // namespace
@@ -79,7 +81,7 @@ extern "C" void EnterCriticalSection(LPCRITICAL_SECTION section)
     if (enter_again(section))
         return;
     if (!try_lock(word_of(section)))
-        lock_slowly(word_of(section));
+        lock_slowly(section);
     take_over(section);
 }
 
@@ -99,5 +101,5 @@ extern "C" void LeaveCriticalSection(LPCRITICAL_SECTION section)
         return;
     owner_of(section).store(nullptr, std::memory_order_relaxed);
     if (word_of(section).exchange(0, std::memory_order_release) == 2)
-        futex_wake(word_of(section), 1, false);
+        futex_wake(&section->LockCount, 1, false);
 }

@@ -31,7 +31,7 @@ int64_t deadline_after(DWORD milliseconds)
     return milliseconds == INFINITE ? -1 : monotonic_ns() + milliseconds * int64_t{1'000'000};
 }
 
-bool futex_wait(std::atomic<uint32_t>& word, uint32_t value, int64_t deadline, bool shared)
+bool futex_wait(void* word, uint32_t value, int64_t deadline, bool shared)
 {
     timespec until;
     if (deadline >= 0)
@@ -41,13 +41,13 @@ bool futex_wait(std::atomic<uint32_t>& word, uint32_t value, int64_t deadline, b
     }
     // The bitset form takes an absolute moment on the monotonic clock.
     const int operation = FUTEX_WAIT_BITSET | (shared ? 0 : FUTEX_PRIVATE_FLAG);
-    return sys::futex(&word, operation, value, deadline >= 0 ? &until : nullptr) == 0 ||
+    return sys::futex(word, operation, value, deadline >= 0 ? &until : nullptr) == 0 ||
            errno != ETIMEDOUT;
 }
 
-void futex_wake(std::atomic<uint32_t>& word, int count, bool shared)
+void futex_wake(void* word, int count, bool shared)
 {
-    sys::futex(&word, FUTEX_WAKE | (shared ? 0 : FUTEX_PRIVATE_FLAG), static_cast<uint32_t>(count),
+    sys::futex(word, FUTEX_WAKE | (shared ? 0 : FUTEX_PRIVATE_FLAG), static_cast<uint32_t>(count),
                nullptr);
 }
 
@@ -57,7 +57,7 @@ void EventState::set(bool shared)
     // looked at: one of the two sees the other.
     signalled.store(1, std::memory_order_seq_cst);
     if (waiters.load(std::memory_order_seq_cst) != 0)
-        futex_wake(signalled, manual_reset.load(std::memory_order_relaxed) ? INT_MAX : 1, shared);
+        futex_wake(&signalled, manual_reset.load(std::memory_order_relaxed) ? INT_MAX : 1, shared);
 }
 
 bool EventState::try_take()
@@ -87,7 +87,7 @@ DWORD EventState::wait_until(int64_t deadline, bool shared)
     waiters.fetch_add(1, std::memory_order_seq_cst);
     DWORD result = WAIT_OBJECT_0;
     while (!try_take())
-        if (!futex_wait(signalled, 0, deadline, shared))
+        if (!futex_wait(&signalled, 0, deadline, shared))
         {
             result = try_take() ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
             break;

@@ -31,8 +31,9 @@ static_assert(sizeof(EventState) == 12 && std::atomic<uint32_t>::is_always_lock_
 // The moment at which a wait of so many milliseconds ends; -1 for INFINITE.
 int64_t deadline_after(DWORD milliseconds);
 
-// Waits on a word while it has the value, up to the deadline (-1: none). False when it has passed.
-bool futex_wait(std::atomic<uint32_t>& word, uint32_t value, int64_t deadline, bool shared);
-void futex_wake(std::atomic<uint32_t>& word, int count, bool shared);
+// Waits on a word of 32 bits while it has the value, up to the deadline (-1: none). False when it
+// has passed.
+bool futex_wait(void* word, uint32_t value, int64_t deadline, bool shared);
+void futex_wake(void* word, int count, bool shared);
 
 } // namespace platform

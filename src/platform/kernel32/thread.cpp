@@ -34,7 +34,7 @@ struct ThreadState
     std::atomic<uint32_t> ended{0}; // futex word
     std::atomic<DWORD> exit_code{STILL_ACTIVE};
     std::atomic<bool> terminating{false};
-    std::atomic<pid_t> id{0}; // 0 until the thread runs; futex word for the starter
+    std::atomic<uint32_t> id{0}; // 0 until the thread runs; futex word for the starter
     std::atomic<int> priority{THREAD_PRIORITY_NORMAL};
     pthread_t thread{};
 
@@ -42,7 +42,7 @@ struct ThreadState
     {
         exit_code = code;
         ended = 1;
-        futex_wake(ended, INT32_MAX, false);
+        futex_wake(&ended, INT32_MAX, false);
     }
 };
 
@@ -90,7 +90,7 @@ public:
     {
         const int64_t deadline = deadline_after(milliseconds);
         while (m_state->ended == 0)
-            if (milliseconds == 0 || !futex_wait(m_state->ended, 0, deadline, false))
+            if (milliseconds == 0 || !futex_wait(&m_state->ended, 0, deadline, false))
                 return m_state->ended ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
         return WAIT_OBJECT_0;
     }
@@ -105,8 +105,8 @@ void* run_thread(void* argument)
     const std::unique_ptr<Launch> launch(static_cast<Launch*>(argument));
     const StatePointer state = launch->state;
     t_state = state.get();
-    state->id = static_cast<pid_t>(GetCurrentThreadId());
-    futex_wake(reinterpret_cast<std::atomic<uint32_t>&>(state->id), INT32_MAX, false);
+    state->id = GetCurrentThreadId();
+    futex_wake(&state->id, INT32_MAX, false);
     const DWORD code = launch->start(launch->argument);
     t_state = nullptr;
     state->end(code);
@@ -163,7 +163,7 @@ void apply_priority(pid_t id, int priority)
 void wait_until_running(ThreadState& state)
 {
     while (state.id == 0)
-        futex_wait(reinterpret_cast<std::atomic<uint32_t>&>(state.id), 0, -1, false);
+        futex_wait(&state.id, 0, -1, false);
 }
 
 } // namespace
@@ -183,7 +183,7 @@ HANDLE start_thread(ThreadStart start, void* argument, size_t stack_size, DWORD*
         }
         wait_until_running(*state);
         if (id)
-            *id = static_cast<DWORD>(state->id.load());
+            *id = state->id;
         return insert_handle(new ThreadObject(std::move(state)));
     }
     catch (const std::bad_alloc&)
@@ -235,7 +235,7 @@ extern "C" BOOL TerminateThread(HANDLE thread, DWORD exitCode)
         return TRUE;
     state.exit_code = exitCode;
     state.terminating = true;
-    ::syscall(SYS_tgkill, getpid(), state.id.load(), terminate_signal());
+    ::syscall(SYS_tgkill, getpid(), static_cast<pid_t>(state.id.load()), terminate_signal());
     return TRUE;
 }
 
@@ -281,7 +281,7 @@ extern "C" BOOL SetThreadPriority(HANDLE thread, int priority)
         return FALSE;
     object->state().priority = priority;
     if (object->state().ended == 0)
-        apply_priority(object->state().id, priority);
+        apply_priority(static_cast<pid_t>(object->state().id.load()), priority);
     return TRUE;
 }
 

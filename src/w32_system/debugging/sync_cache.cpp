@@ -31,10 +31,10 @@ private:
 
 CSyncCacheMember::CSyncCacheMember(char* src)
 {
-    if (src)
-        strncpy(m_szText, src, text_limit); // a longer text fills the array, without a terminator
-    else
-        std::memset(m_szText, 0, text_limit);
+    // A longer text fills the array, without a terminator; a shorter one is padded with zeroes.
+    const size_t length = src ? strnlen(src, text_limit) : 0;
+    std::memcpy(m_szText, src ? src : "", length);
+    std::memset(m_szText + length, 0, text_limit - length);
 }
 
 CSyncCacheMember& CSyncCacheMember::operator=(const CSyncCacheMember& other)
