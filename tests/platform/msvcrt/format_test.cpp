@@ -54,11 +54,12 @@ void* operator new(size_t size)
         return memory;
     throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept
+// Not inlined: the compiler would take a free behind a new for a mistake.
+__attribute__((noinline)) void operator delete(void* memory) noexcept
 {
     std::free(memory);
 }
-void operator delete(void* memory, size_t) noexcept
+__attribute__((noinline)) void operator delete(void* memory, size_t) noexcept
 {
     std::free(memory);
 }
