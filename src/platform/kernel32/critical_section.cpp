@@ -57,8 +57,11 @@ void lock_slowly(CRITICAL_SECTION* section)
 {
     const Word word = word_of(section);
     for (int i = 0; i < spins; ++i)
+    {
         if (word.load(std::memory_order_relaxed) == 0 && try_lock(word))
             return;
+        relax();
+    }
     while (word.exchange(2, std::memory_order_acquire) != 0)
         futex_wait(&section->LockCount, 2, -1, false);
 }

@@ -1,16 +1,14 @@
 #include "debug_channel.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 
+#include "debug_channel_control.h"
 #include "event_state.h"
 #include "named_object.h"
 #include "system/calls.h"
 #include "system/clock.h"
-#include "system/last_error.h"
-#include "system/root.h"
+#include "system/faults.h"
 #include "system/text.h"
 #include "windows.h"
 
@@ -22,69 +20,15 @@ namespace
 
 constexpr size_t buffer_size = 4096;
 constexpr size_t text_limit = buffer_size - sizeof(DWORD); // bytes, terminator included
-constexpr int64_t patience = 500'000'000;                  // ns that a text may cost its writer
-constexpr int64_t look_again = 20'000'000; // ns between looks at whether the listener lives
-constexpr uint32_t control_magic = 0x31434450;
+// How long a writer waits between looks at whether the listener lives, in ns: so short at first
+// that a dead one costs next to nothing, then longer and longer.
+constexpr int64_t first_look = 100'000;
+constexpr int64_t longest_look = 20'000'000;
 
-// How far a writer has come; what the next one has to put right if it died there.
-enum Phase : uint32_t
-{
-    idle,
-    has_buffer, // taken from the listener: the next writer has it now
-    has_text    // filled: the listener must be told, once more if it was told already
-};
-
-struct Control
-{
-    std::atomic<uint32_t> magic;
-    std::atomic<uint32_t> listener;   // 0: nobody listens; else which listener it is
-    std::atomic<uint32_t> generation; // of the last listener
-    std::atomic<uint32_t> stuck;      // a writer has waited in vain
-    std::atomic<uint32_t> phase;      // of the writer whose turn it is: a Phase
-    std::atomic<uint32_t> writing;    // the listener whose buffer that writer has
-    std::atomic<uint32_t> lost;       // texts that no listener took
-    pthread_mutex_t turn;             // robust; which writer has the buffer
-};
-
-// The control page is of this machine and session, but its bytes may come from anybody of the same
-// user: only what has the magic word is used, and nothing in it is an address or a length.
-Control* map_control()
-{
-    const SharedGate gate;
-    if (!gate.ok())
-        return nullptr;
-    const std::string path = shared_folder() + "/channel";
-    const int fd = sys::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
-    if (fd < 0)
-        return nullptr;
-    struct stat found;
-    void* view = MAP_FAILED;
-    if (sys::fstat(fd, &found) == 0 &&
-        (found.st_size == sizeof(Control) || sys::ftruncate(fd, sizeof(Control)) == 0))
-        view = sys::mmap(nullptr, sizeof(Control), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-    sys::close(fd);
-    if (view == MAP_FAILED)
-        return nullptr;
-    auto* const control = static_cast<Control*>(view);
-    if (control->magic != control_magic)
-    {
-        pthread_mutexattr_t attributes;
-        pthread_mutexattr_init(&attributes);
-        pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
-        pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
-        pthread_mutex_init(&control->turn, &attributes);
-        pthread_mutexattr_destroy(&attributes);
-        control->magic = control_magic;
-    }
-    return control;
-}
-
-// Null if there is no shared memory to be had.
-Control* control_page()
-{
-    static Control* const only = map_control();
-    return only;
-}
+// What a writer leaves in the word of DBWIN_BUFFER_READY while it has the buffer. Taking the buffer
+// and saying so are thus one step: a writer that dies with it is found out by the next one, as no
+// writer ends its turn with this value.
+constexpr uint32_t in_hand = 2;
 
 // The objects of one listener as a writer sees them. They are used without being held: a writer
 // must not keep a listener's objects alive.
@@ -94,21 +38,21 @@ public:
     // Makes sure that the objects are those of this listener. Needs the turn.
     bool attach(uint32_t listener)
     {
-        if (m_listener == listener)
+        if (m_listener == listener) [[likely]]
             return true;
         detach();
-        const int fd = open_object(NamedKind::event, "DBWIN_BUFFER_READY");
-        m_buffer_ready = map<EventState>(fd, sizeof(EventState), PROT_READ | PROT_WRITE);
+        m_alive_fd = open_held(NamedKind::event, "DBWIN_BUFFER_READY");
+        m_buffer_ready = map<EventState>(m_alive_fd, sizeof(EventState));
         m_data_ready =
             map_named<EventState>(NamedKind::event, "DBWIN_DATA_READY", sizeof(EventState));
         m_buffer = map_named<char>(NamedKind::mapping, "DBWIN_BUFFER", buffer_size);
-        m_alive_fd = fd;
         if (!m_buffer_ready || !m_data_ready || !m_buffer)
         {
             detach();
             return false;
         }
         m_listener = listener;
+        m_process = GetCurrentProcessId();
         return true;
     }
 
@@ -123,38 +67,46 @@ public:
         m_listener = 0;
     }
 
-    bool listener_lives() const { return is_held(m_alive_fd); }
+    // In a process just forked: whatever another thread was at, what there is isn't ours.
+    void forget() { *this = Objects(); }
+
+    bool listener_lives() const { return held(m_alive_fd) != Held::no; }
     EventState& buffer_ready() const { return *m_buffer_ready; }
     EventState& data_ready() const { return *m_data_ready; }
 
     void put(const char* text, size_t length)
     {
-        const DWORD process = GetCurrentProcessId();
-        std::memcpy(m_buffer, &process, sizeof process);
-        std::memcpy(m_buffer + sizeof process, text, length);
-        m_buffer[sizeof process + length] = '\0';
+        std::memcpy(m_buffer, &m_process, sizeof m_process);
+        std::memcpy(m_buffer + sizeof m_process, text, length);
+        m_buffer[sizeof m_process + length] = '\0';
     }
 
 private:
-    static int open_object(NamedKind kind, const char* name)
+    // Only what somebody holds: a listener makes its objects one after the other, and under the
+    // name of one not made yet there may still be a dead listener's.
+    static int open_held(NamedKind kind, const char* name)
     {
         const std::string path = named_object_path(kind, name);
-        return path.empty() ? -1 : sys::open(path.c_str(), O_RDWR | O_NOFOLLOW);
+        const int fd = path.empty() ? -1 : sys::open(path.c_str(), O_RDWR | O_NOFOLLOW);
+        if (fd < 0 || held(fd) == Held::yes)
+            return fd;
+        sys::close(fd);
+        return -1;
     }
 
-    template <class T> static T* map(int fd, size_t size, int protection)
+    template <class T> static T* map(int fd, size_t size)
     {
         struct stat found;
         if (fd < 0 || sys::fstat(fd, &found) != 0 || found.st_size < static_cast<off_t>(size))
             return nullptr;
-        void* const view = sys::mmap(nullptr, size, protection, MAP_SHARED, fd, 0);
+        void* const view = sys::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
         return view == MAP_FAILED ? nullptr : static_cast<T*>(view);
     }
 
     template <class T> static T* map_named(NamedKind kind, const char* name, size_t size)
     {
-        const int fd = open_object(kind, name);
-        T* const view = map<T>(fd, size, PROT_READ | PROT_WRITE);
+        const int fd = open_held(kind, name);
+        T* const view = map<T>(fd, size);
         if (fd >= 0)
             sys::close(fd);
         return view;
@@ -169,121 +121,114 @@ private:
 
     uint32_t m_listener = 0;
     int m_alive_fd = -1;
+    DWORD m_process = 0;
     EventState* m_buffer_ready = nullptr;
     EventState* m_data_ready = nullptr;
     char* m_buffer = nullptr;
 };
 
 // Guarded by the turn, which no two threads of any process have at once.
-Objects& objects()
+constinit Objects g_objects;
+
+[[maybe_unused]] const int g_fork_watched =
+    pthread_atfork(nullptr, nullptr, [] { g_objects.forget(); });
+
+// Where a test may have the process killed or stopped: the fault's error is the signal.
+void test_point(const char* name)
 {
-    static Objects& only = *new Objects;
-    return only;
+    int signal = 0;
+    if (api_fault(name, signal)) [[unlikely]]
+        ::raise(signal);
 }
 
-// A writer's turn at the channel.
-class Turn
+// Somebody found the listener dead, which could not say so itself. A new one has a new number.
+void declare_dead(ChannelControl& control, uint32_t listener)
 {
-public:
-    explicit Turn(Control& control) : m_control(control)
-    {
-        int result = pthread_mutex_trylock(&control.turn);
-        if (result == EBUSY)
-        {
-            // The holder gives up after its patience, so this wait is short; its own limit is for
-            // a holder that was stopped. The lock's clock is the wall clock.
-            timespec until;
-            ::clock_gettime(CLOCK_REALTIME, &until);
-            until.tv_nsec += patience;
-            until.tv_sec += until.tv_nsec / 1'000'000'000;
-            until.tv_nsec %= 1'000'000'000;
-            result = pthread_mutex_timedlock(&control.turn, &until);
-        }
-        m_inherited = result == EOWNERDEAD;
-        if (m_inherited)
-        {
-            pthread_mutex_consistent(&control.turn);
-            result = 0;
-        }
-        m_taken = result == 0;
-    }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
-    ~Turn()
-    {
-        if (m_taken)
-            pthread_mutex_unlock(&m_control.turn);
-    }
-    bool taken() const { return m_taken; }
-    bool inherited() const { return m_inherited; } // from a writer that died with it
+    control.listener.compare_exchange_strong(listener, 0);
+    g_objects.detach();
+}
 
-private:
-    Control& m_control;
-    bool m_taken = false;
-    bool m_inherited = false;
-};
-
-// Waits for the buffer. False if the listener is dead or does not take texts.
-bool wait_for_buffer(Control& control, Objects& channel, uint32_t listener, int64_t deadline)
+// Waits until the listener gives the buffer. False if it is dead or does not take texts.
+bool wait_for_buffer(ChannelControl& control, uint32_t listener, int64_t deadline)
 {
-    EventState& ready = channel.buffer_ready();
-    if (ready.try_take())
+    EventState& ready = g_objects.buffer_ready();
+    if (ready.try_take(in_hand))
         return true;
-    if (control.stuck.load(std::memory_order_relaxed) == listener)
-        return false; // somebody has waited for this listener already
-    for (;;)
+    const bool stuck = control.stuck.load(std::memory_order_relaxed) == listener;
+    for (int64_t pause = first_look;; pause = pause * 2 < longest_look ? pause * 2 : longest_look)
     {
         const int64_t now = monotonic_ns();
-        if (now >= deadline)
+        // Somebody may have waited for this listener already.
+        if (stuck || now >= deadline)
         {
+            if (!g_objects.listener_lives())
+                declare_dead(control, listener);
             control.stuck = listener;
             return false;
         }
-        const int64_t until = now + look_again < deadline ? now + look_again : deadline;
-        if (ready.wait_until(until, true) == WAIT_OBJECT_0)
+        const int64_t until = now + pause < deadline ? now + pause : deadline;
+        if (ready.wait_until(until, true, in_hand) == WAIT_OBJECT_0)
             return true;
-        if (!channel.listener_lives())
+        if (!g_objects.listener_lives())
         {
-            // It was killed and could not say so itself.
-            const SharedGate gate;
-            uint32_t expected = listener;
-            if (gate.ok() && !channel.listener_lives())
-                control.listener.compare_exchange_strong(expected, 0);
-            channel.detach();
+            declare_dead(control, listener);
             return false;
         }
     }
 }
 
-void lose(Control& control)
+// Tells the listener of the text in its buffer, and ends having the buffer.
+void announce(ChannelControl& control)
 {
-    control.lost.fetch_add(1, std::memory_order_relaxed);
+    g_objects.data_ready().set(true);
+    test_point("OutputDebugString.announced");
+    // Unless the listener has taken the text and signalled again already.
+    uint32_t expected = in_hand;
+    g_objects.buffer_ready().signalled.compare_exchange_strong(expected, 0);
+    control.filled.store(0, std::memory_order_relaxed);
 }
 
-// Hands one text to the listener. length <= text_limit - 1.
-void send(Control& control, const char* text, size_t length)
+// Takes the buffer over from a writer that died with it. False if it left none, or one that the
+// listener has to have first.
+bool inherit_buffer(ChannelControl& control, uint32_t listener, int64_t deadline)
 {
-    const int64_t deadline = monotonic_ns() + patience;
-    const Turn turn(control);
-    if (!turn.taken())
-        return lose(control);
+    EventState& ready = g_objects.buffer_ready();
+    if (ready.signalled.load() != in_hand)
+    {
+        control.filled.store(0, std::memory_order_relaxed); // of one that died at its very end
+        return false;
+    }
+    if (control.filled.load() != listener)
+        return true;
+    // A text stands in it, announced or not. If the listener had heard of it, it would be at it
+    // now and done in no time: telling it twice would have it read while the next writer writes.
+    const int64_t soon = monotonic_ns() + longest_look;
+    if (g_objects.data_ready().signalled.load() != 1 &&
+        ready.wait_until(soon < deadline ? soon : deadline, true, in_hand) == WAIT_OBJECT_0)
+        return true;
+    announce(control);
+    return false;
+}
+
+// Hands one text to the listener. length <= text_limit - 1. False if it does not take it.
+bool send(ChannelControl& control, const char* text, size_t length)
+{
+    const int64_t deadline = monotonic_ns() + channel_patience;
+    const ChannelTurn turn(control);
     const uint32_t listener = control.listener.load(std::memory_order_acquire);
-    Objects& channel = objects();
-    if (listener == 0 || !channel.attach(listener))
-        return lose(control);
-    const bool left_over = turn.inherited() && control.writing == listener;
-    const uint32_t left_phase = left_over ? control.phase.load() : idle;
-    if (left_phase == has_text)
-        channel.data_ready().set(true);
-    if (left_phase != has_buffer && !wait_for_buffer(control, channel, listener, deadline))
-        return lose(control);
-    control.writing = listener;
-    control.phase = has_buffer;
-    control.stuck = 0;
-    channel.put(text, length);
-    control.phase = has_text;
-    channel.data_ready().set(true);
-    control.phase = idle;
+    if (!turn.taken() || listener == 0 || !g_objects.attach(listener))
+        return false;
+    if (!inherit_buffer(control, listener, deadline) &&
+        !wait_for_buffer(control, listener, deadline))
+        return false;
+    control.filled.store(0, std::memory_order_relaxed);
+    control.stuck.store(0, std::memory_order_relaxed);
+    test_point("OutputDebugString.taken");
+    g_objects.put(text, length);
+    control.filled.store(listener);
+    test_point("OutputDebugString.filled");
+    announce(control);
+    return true;
 }
 
 // PLINTH_DEBUG_OUTPUT=stderr: for programs without a listener at hand.
@@ -310,9 +255,9 @@ void mirror(const char* text, size_t length)
 }
 
 // The channel, if there is anybody to write to. The ordinary case is one load.
-Control* open_channel()
+ChannelControl* open_channel()
 {
-    Control* const control = control_page();
+    ChannelControl* const control = channel_control();
     return control && control->listener.load(std::memory_order_acquire) != 0 ? control : nullptr;
 }
 
@@ -320,8 +265,9 @@ void put_out(const char* text, size_t length)
 {
     if (mirrors_to_stderr())
         mirror(text, length);
-    if (Control* const control = open_channel())
-        send(*control, text, length);
+    ChannelControl* const control = open_channel();
+    if (control && !send(*control, text, length))
+        control->lost.fetch_add(1, std::memory_order_relaxed);
 }
 
 // Keeps the thread's last error and errno: a trace between a failure and its reader changes
@@ -347,12 +293,12 @@ private:
 
 void debug_channel_prepare()
 {
-    control_page();
+    channel_control();
 }
 
 void debug_channel_listener_came()
 {
-    if (Control* const control = control_page())
+    if (ChannelControl* const control = mapped_channel_control())
     {
         uint32_t next = control->generation + 1;
         if (next == 0)
@@ -365,7 +311,7 @@ void debug_channel_listener_came()
 
 void debug_channel_listener_went()
 {
-    if (Control* const control = control_page())
+    if (ChannelControl* const control = mapped_channel_control())
         control->listener.store(0, std::memory_order_release);
 }
 
@@ -381,9 +327,10 @@ extern "C" void OutputDebugStringA(LPCSTR text)
     size_t length = strnlen(text, text_limit);
     if (length == text_limit)
     {
-        // Too long: cut, but not inside a character.
-        --length;
-        while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80)
+        // Too long: cut, but not inside a character, which has three bytes behind its first at
+        // most.
+        const size_t longest = --length;
+        while (length + 3 > longest && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80)
             --length;
     }
     put_out(text, length);

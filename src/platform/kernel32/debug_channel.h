@@ -7,8 +7,8 @@
 //
 // - One word says whether there is a listener. Writers look at it before anything else, so that a
 //   text without a listener costs one load and no system call.
-// - A robust lock lets one writer at a time use the buffer. A writer that dies with it is found out
-//   by the next one, which puts the channel right.
+// - A robust lock lets one writer at a time use the buffer. A writer that dies with it leaves its
+//   mark in the first event's word, and the next one puts the channel right.
 // - A writer that has waited its time for a listener says so there; the writers after it don't wait
 //   until the listener has taken a text.
 #pragma once

@@ -1,5 +1,6 @@
 // Events, unnamed in the memory of the process and named in shared memory, and waiting.
 #include <new>
+#include <string_view>
 
 #include "event_state.h"
 #include "handle_table.h"
@@ -7,6 +8,7 @@
 #include "system/calls.h"
 #include "system/last_error.h"
 #include "system/text.h"
+#include "thread.h"
 #include "windows.h"
 
 using namespace platform;
@@ -29,17 +31,27 @@ public:
     DWORD wait(DWORD milliseconds) override { return m_state->wait(milliseconds, is_shared()); }
     void set() { m_state->set(is_shared()); }
     void reset() { m_state->reset(); }
+    // In the memory of the process.
     void start(bool manual_reset, bool initial)
     {
-        m_state->manual_reset.store(manual_reset, std::memory_order_relaxed);
-        m_state->signalled.store(initial, std::memory_order_seq_cst);
+        m_own.manual_reset.store(manual_reset, std::memory_order_relaxed);
+        m_own.signalled.store(initial, std::memory_order_relaxed);
     }
-
-    // Puts the state into shared memory. 0 or a system error.
-    DWORD share(const char* name, bool may_create)
+    // In shared memory, under a name that lives or is made. Each gives 0 or a system error.
+    DWORD create(const char* name, bool manual_reset, bool initial)
     {
-        const DWORD error = may_create ? m_named.create(NamedKind::event, name, sizeof *m_state)
-                                       : m_named.open(NamedKind::event, name);
+        const auto image = EventState::image(manual_reset, initial);
+        const std::string_view bytes(reinterpret_cast<const char*>(image.data()), sizeof image);
+        return map(m_named.create(NamedKind::event, name, sizeof *m_state, bytes));
+    }
+    DWORD open(const char* name) { return map(m_named.open(NamedKind::event, name)); }
+    bool existed() const { return m_named.existed(); }
+
+private:
+    bool is_shared() const { return m_state != &m_own; }
+
+    DWORD map(DWORD error)
+    {
         if (error)
             return error;
         if (m_named.size() < sizeof *m_state) // not one of ours
@@ -51,10 +63,6 @@ public:
         m_state = static_cast<EventState*>(view);
         return 0;
     }
-    bool existed() const { return m_named.existed(); }
-
-private:
-    bool is_shared() const { return m_state != &m_own; }
 
     EventState m_own{};
     EventState* m_state;
@@ -75,16 +83,15 @@ HANDLE create_event(const char* name, bool manual_reset, bool initial)
         fail_with(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
-    if (name && *name)
-        if (const DWORD refused = event->share(name, true))
-        {
-            delete event;
-            fail_with(refused);
-            return nullptr;
-        }
-    const bool existed = event->existed();
-    if (!existed)
+    if (!name || !*name)
         event->start(manual_reset, initial);
+    else if (const DWORD refused = event->create(name, manual_reset, initial))
+    {
+        delete event;
+        fail_with(refused);
+        return nullptr;
+    }
+    const bool existed = event->existed();
     const HANDLE handle = insert_handle(event);
     if (handle)
         fail_with(existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
@@ -115,7 +122,7 @@ extern "C" HANDLE OpenEventA(DWORD, BOOL, LPCSTR name)
         return nullptr;
     }
     auto* const event = new (std::nothrow) EventObject;
-    const DWORD error = event ? event->share(name, false) : ERROR_NOT_ENOUGH_MEMORY;
+    const DWORD error = event ? event->open(name) : ERROR_NOT_ENOUGH_MEMORY;
     if (error)
     {
         delete event;
@@ -151,6 +158,9 @@ extern "C" DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds)
         fail_with(static_cast<DWORD>(error));
         return WAIT_FAILED;
     }
-    const Pin<Object> pinned(object);
-    return pinned ? pinned->wait(milliseconds) : WAIT_FAILED;
+    Pin<Object> pinned(object);
+    if (!pinned)
+        return WAIT_FAILED;
+    const WaitingPin mark(pinned.base());
+    return pinned->wait(milliseconds);
 }

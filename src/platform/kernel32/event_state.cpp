@@ -17,13 +17,6 @@ namespace
 // time and then sleeps.
 constexpr int spins = 200;
 
-void relax()
-{
-#if defined(__x86_64__)
-    __builtin_ia32_pause();
-#endif
-}
-
 } // namespace
 
 int64_t deadline_after(DWORD milliseconds)
@@ -60,13 +53,13 @@ void EventState::set(bool shared)
         futex_wake(&signalled, manual_reset.load(std::memory_order_relaxed) ? INT_MAX : 1, shared);
 }
 
-bool EventState::try_take()
+bool EventState::try_take(uint32_t leave)
 {
     if (manual_reset.load(std::memory_order_relaxed))
         return signalled.load(std::memory_order_seq_cst) == 1;
     uint32_t expected = 1;
     return signalled.load(std::memory_order_relaxed) == 1 &&
-           signalled.compare_exchange_strong(expected, 0, std::memory_order_seq_cst);
+           signalled.compare_exchange_strong(expected, leave, std::memory_order_seq_cst);
 }
 
 DWORD EventState::wait(DWORD milliseconds, bool shared)
@@ -76,22 +69,25 @@ DWORD EventState::wait(DWORD milliseconds, bool shared)
     return milliseconds == 0 ? WAIT_TIMEOUT : wait_until(deadline_after(milliseconds), shared);
 }
 
-DWORD EventState::wait_until(int64_t deadline, bool shared)
+DWORD EventState::wait_until(int64_t deadline, bool shared, uint32_t leave)
 {
     for (int i = 0; i < spins; ++i)
     {
-        if (try_take())
+        if (try_take(leave))
             return WAIT_OBJECT_0;
         relax();
     }
     waiters.fetch_add(1, std::memory_order_seq_cst);
     DWORD result = WAIT_OBJECT_0;
-    while (!try_take())
-        if (!futex_wait(&signalled, 0, deadline, shared))
+    while (!try_take(leave))
+    {
+        const uint32_t now = signalled.load(std::memory_order_seq_cst);
+        if (now != 1 && !futex_wait(&signalled, now, deadline, shared))
         {
-            result = try_take() ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
+            result = try_take(leave) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
             break;
         }
+    }
     waiters.fetch_sub(1, std::memory_order_seq_cst);
     return result;
 }

@@ -1,6 +1,7 @@
 // The state of an event, in the memory of the process or shared between processes.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 
@@ -11,22 +12,38 @@ namespace platform
 
 struct EventState
 {
-    std::atomic<uint32_t> signalled; // the futex word: 0 or 1
-    std::atomic<uint32_t> waiters;   // an upper bound: a waiter that was killed stays counted
+    // The futex word: 0 or 1, or what a taker has left in it. Only 1 is a signal; whatever else
+    // stands there, also from a stranger, is waited on until it changes.
+    std::atomic<uint32_t> signalled;
+    std::atomic<uint32_t> waiters; // an upper bound: a waiter that was killed stays counted
     std::atomic<uint32_t> manual_reset;
+
+    // What a fresh event has in its words.
+    static constexpr std::array<uint32_t, 3> image(bool manual_reset, bool initial)
+    {
+        return {initial, 0, manual_reset};
+    }
 
     // Signals; wakes one waiter, or all of a manual-reset event.
     void set(bool shared);
     void reset() { signalled.store(0, std::memory_order_seq_cst); }
-    // Takes the signal if it is there. A manual-reset event keeps it.
-    bool try_take();
+    // Takes the signal if it is there, and leaves the value. A manual-reset event keeps its signal.
+    bool try_take(uint32_t leave = 0);
     // Waits until the signal is taken: WAIT_OBJECT_0 or WAIT_TIMEOUT.
     DWORD wait(DWORD milliseconds, bool shared);
     // The same up to a moment on the monotonic clock, in nanoseconds; negative: for ever.
-    DWORD wait_until(int64_t deadline, bool shared);
+    DWORD wait_until(int64_t deadline, bool shared, uint32_t leave = 0);
 };
 
 static_assert(sizeof(EventState) == 12 && std::atomic<uint32_t>::is_always_lock_free);
+
+// Tells the processor that a loop only looks at memory.
+inline void relax()
+{
+#if defined(__x86_64__)
+    __builtin_ia32_pause();
+#endif
+}
 
 // The moment at which a wait of so many milliseconds ends; -1 for INFINITE.
 int64_t deadline_after(DWORD milliseconds);

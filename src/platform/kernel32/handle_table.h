@@ -58,6 +58,8 @@ class PinBase
 public:
     PinBase(const PinBase&) = delete;
     PinBase& operator=(const PinBase&) = delete;
+    // Lets go before the end; also in place of a thread that was ended while it held the pin.
+    void release();
 
 protected:
     // kind < 0: any. On failure the last error is ERROR_INVALID_HANDLE and m_object null.
@@ -66,7 +68,6 @@ protected:
     Object* m_object = nullptr;
 
 private:
-    void release();
     unsigned m_index = 0;
 };
 
@@ -78,6 +79,7 @@ public:
     explicit operator bool() const { return m_object != nullptr; }
     T* operator->() const { return static_cast<T*>(m_object); }
     T& operator*() const { return *static_cast<T*>(m_object); }
+    PinBase& base() { return *this; }
 
 private:
     static constexpr int kind_of()

@@ -1,8 +1,7 @@
 #include "named_object.h"
 
 #include <cstdio>
-#include <cstring>
-#include <string_view>
+#include <new>
 
 #include "debug_channel.h"
 #include "system/calls.h"
@@ -16,6 +15,9 @@ namespace
 {
 
 constexpr off_t holder_byte = off_t{1} << 62; // beyond any content
+constexpr size_t longest_name = 260;          // characters
+constexpr size_t longest_file_name = 200;     // bytes; a longer one ends in a hash
+constexpr size_t reserved_at_once = 1u << 20; // bytes
 
 struct flock holder_range(short type)
 {
@@ -36,19 +38,62 @@ std::string_view plain_name(std::string_view name)
     return name;
 }
 
+size_t characters(std::string_view utf8)
+{
+    size_t count = 0;
+    for (const char c : utf8)
+        count += (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+    return count;
+}
+
+uint64_t fnv1a(std::string_view text, uint64_t hash)
+{
+    for (const char c : text)
+        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+    return hash;
+}
+
+// Any text as a file name: what isn't a plain letter, digit, '_' or '-' becomes %XX.
+std::string file_name(std::string_view name)
+{
+    std::string encoded;
+    for (const char c : name)
+    {
+        const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                           (c >= '0' && c <= '9') || c == '_' || c == '-';
+        char unit[4];
+        std::snprintf(unit, sizeof unit, plain ? "%c" : "%%%02X", static_cast<unsigned char>(c));
+        encoded += unit;
+    }
+    if (encoded.size() > longest_file_name)
+    {
+        char tail[40];
+        std::snprintf(tail, sizeof tail, ".%016llx%016llx",
+                      static_cast<unsigned long long>(fnv1a(name, 14695981039346656037u)),
+                      static_cast<unsigned long long>(fnv1a(name, 0x9E3779B97F4A7C15u)));
+        encoded.resize(longest_file_name);
+        encoded += tail;
+    }
+    return encoded;
+}
+
 constexpr NamedKind other_kind(NamedKind kind)
 {
     return kind == NamedKind::event ? NamedKind::mapping : NamedKind::event;
 }
 
-bool is_held_at(const std::string& path)
+// 0 if nobody holds an object of that kind under the name.
+DWORD refuse_if_held(NamedKind kind, const char* name)
 {
-    const int fd = sys::open(path.c_str(), O_RDWR | O_NOFOLLOW);
+    const int fd = sys::open(named_object_path(kind, name).c_str(), O_RDWR | O_NOFOLLOW);
     if (fd < 0)
-        return false;
-    const bool held = is_held(fd);
+        return errno == ENOENT || errno == ELOOP ? 0 : system_error(errno);
+    const Held state = held(fd);
+    const DWORD error = state == Held::no    ? 0
+                        : state == Held::yes ? ERROR_INVALID_HANDLE
+                                             : system_error(errno);
     sys::close(fd);
-    return held;
+    return error;
 }
 
 } // namespace
@@ -57,30 +102,43 @@ std::string named_object_path(NamedKind kind, const char* name)
 {
     if (shared_folder().empty())
         return "";
-    std::string path = shared_folder() + "/" + static_cast<char>(kind) + "-";
-    for (const char c : plain_name(name))
-    {
-        const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-                           (c >= '0' && c <= '9') || c == '_' || c == '-';
-        char encoded[4];
-        std::snprintf(encoded, sizeof encoded, plain ? "%c" : "%%%02X",
-                      static_cast<unsigned char>(c));
-        path += encoded;
-    }
-    return path;
+    return shared_folder() + "/" + static_cast<char>(kind) + "-" + file_name(plain_name(name));
 }
 
-bool is_held(int fd)
+int reserve_shared(int fd, size_t size)
+{
+    if (size <= reserved_at_once)
+    {
+        if (sys::fallocate(fd, 0, 0, static_cast<off_t>(size)) == 0)
+            return 0;
+        if (errno != EOPNOTSUPP)
+            return -1;
+    }
+    struct stat found;
+    if (sys::fstat(fd, &found) != 0)
+        return -1;
+    const auto wanted = static_cast<off_t>(size);
+    return found.st_size >= wanted ? 0 : sys::ftruncate(fd, wanted);
+}
+
+Held held(int fd)
 {
     struct flock range = holder_range(F_WRLCK);
-    return sys::fcntl_lock(fd, F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
+    if (sys::fcntl_lock(fd, F_OFD_GETLK, &range) != 0)
+        return Held::unknown;
+    return range.l_type == F_UNLCK ? Held::no : Held::yes;
 }
 
 SharedGate::SharedGate() : m_fd(-1)
 {
     if (shared_folder().empty())
         return;
-    m_fd = sys::open((shared_folder() + "/gate").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+    const std::string path = shared_folder() + "/gate";
+    constexpr int flags = O_RDWR | O_CREAT | O_NOFOLLOW;
+    m_fd = sys::open(path.c_str(), flags, 0600);
+    // A session manager may have cleared the user's shared memory away at a logout.
+    if (m_fd < 0 && errno == ENOENT && sys::mkdir(shared_folder().c_str(), 0700) == 0)
+        m_fd = sys::open(path.c_str(), flags, 0600);
     struct flock range = holder_range(F_WRLCK);
     if (m_fd >= 0 && sys::fcntl_lock(m_fd, F_OFD_SETLKW, &range) != 0)
     {
@@ -91,64 +149,116 @@ SharedGate::SharedGate() : m_fd(-1)
 
 SharedGate::~SharedGate()
 {
-    if (m_fd >= 0)
-        sys::close(m_fd);
+    if (m_fd < 0)
+        return;
+    // Closing is not enough: a process that another thread forked meanwhile has the same open file.
+    struct flock range = holder_range(F_UNLCK);
+    sys::fcntl_lock(m_fd, F_OFD_SETLK, &range);
+    sys::close(m_fd);
 }
 
-DWORD NamedObject::create(NamedKind kind, const char* name, size_t size)
+DWORD NamedObject::create(NamedKind kind, const char* name, size_t size, std::string_view start)
 {
-    return join(kind, name, size, true);
+    const Content content{size, start};
+    return join(kind, name, &content);
 }
 
 DWORD NamedObject::open(NamedKind kind, const char* name)
 {
-    return join(kind, name, 0, false);
+    return join(kind, name, nullptr);
 }
 
-DWORD NamedObject::join(NamedKind kind, const char* name, size_t size, bool may_create)
+DWORD NamedObject::join(NamedKind kind, const char* name, const Content* content)
 {
-    const std::string path = named_object_path(kind, name);
-    if (path.empty() || path.size() - path.rfind('/') > 255)
-        return path.empty() ? ERROR_NO_SYSTEM_RESOURCES : ERROR_FILENAME_EXCED_RANGE;
-    const bool is_listener =
-        kind == NamedKind::event && plain_name(name) == debug_channel_listener_event;
-    if (is_listener)
-        debug_channel_prepare();
-    const SharedGate gate;
-    if (!gate.ok())
+    if (shared_folder().empty())
         return ERROR_NO_SYSTEM_RESOURCES;
-    if (is_held_at(named_object_path(other_kind(kind), name)))
-        return ERROR_INVALID_HANDLE;
+    const std::string_view plain = plain_name(name);
+    if (characters(plain) > longest_name)
+        return ERROR_FILENAME_EXCED_RANGE;
+    m_is_listener = kind == NamedKind::event && plain == debug_channel_listener_event;
+    if (m_is_listener)
+        debug_channel_prepare();
+    try
+    {
+        m_path = named_object_path(kind, name);
+        const SharedGate gate;
+        return gate.ok() ? join_under_gate(kind, name, content) : ERROR_NO_SYSTEM_RESOURCES;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+}
 
-    const int fd = sys::open(path.c_str(), O_RDWR | O_NOFOLLOW | (may_create ? O_CREAT : 0), 0600);
+DWORD NamedObject::join_under_gate(NamedKind kind, const char* name, const Content* content)
+{
+    if (const DWORD error = refuse_if_held(other_kind(kind), name))
+        return error;
+    int fd = sys::open(m_path.c_str(), O_RDWR | O_NOFOLLOW);
+    if (fd < 0 && errno != ENOENT && errno != ELOOP)
+        return system_error(errno);
+    if (fd >= 0)
+    {
+        const Held state = held(fd);
+        if (state == Held::yes)
+        {
+            m_existed = true;
+            return hold(fd);
+        }
+        const int error = errno;
+        sys::close(fd);
+        if (state == Held::unknown)
+            return system_error(error);
+    }
+    if (!content)
+        return ERROR_FILE_NOT_FOUND;
+
+    // What is there now is what a dead holder left, or a stranger's.
+    if (sys::unlink(m_path.c_str()) != 0 && errno != ENOENT)
+        return system_error(errno);
+    fd = sys::open(m_path.c_str(), O_RDWR | O_NOFOLLOW | O_CREAT | O_EXCL, 0600);
     if (fd < 0)
         return system_error(errno);
-    const bool existed = is_held(fd);
-    struct stat found;
-    struct flock hold = holder_range(F_RDLCK);
     DWORD error = 0;
-    if (!existed && !may_create)
-        error = ERROR_FILE_NOT_FOUND; // what a dead holder left
-    else if (!existed &&
-             (sys::ftruncate(fd, 0) != 0 || sys::ftruncate(fd, static_cast<off_t>(size)) != 0))
-        error = system_error(errno);
-    else if (sys::fstat(fd, &found) != 0 || sys::fcntl_lock(fd, F_OFD_SETLK, &hold) != 0)
-        error = system_error(errno);
-    if (error)
+    if (reserve_shared(fd, content->size) != 0 ||
+        sys::pwrite(fd, content->start.data(), content->start.size(), 0) !=
+            static_cast<ssize_t>(content->start.size()))
     {
-        if (!existed)
-            sys::unlink(path.c_str());
+        error = system_error(errno);
+        sys::close(fd);
+    }
+    else
+        error = hold(fd);
+    if (error)
+        sys::unlink(m_path.c_str());
+    else if (m_is_listener)
+        debug_channel_listener_came();
+    return error;
+}
+
+// Becomes a holder of the file, which is closed if that fails. Needs the gate.
+DWORD NamedObject::hold(int fd)
+{
+    struct stat found;
+    struct flock range = holder_range(F_RDLCK);
+    if (sys::fstat(fd, &found) != 0 || sys::fcntl_lock(fd, F_OFD_SETLK, &range) != 0)
+    {
+        const DWORD error = system_error(errno);
         sys::close(fd);
         return error;
     }
     m_fd = fd;
-    m_existed = existed;
     m_size = static_cast<size_t>(found.st_size);
-    m_path = path;
-    m_is_listener = is_listener;
-    if (m_is_listener && !existed)
-        debug_channel_listener_came();
     return 0;
+}
+
+// The file may have been removed by hand, and another object have come under its name.
+bool NamedObject::is_still_named() const
+{
+    struct stat mine;
+    struct stat there;
+    return sys::fstat(m_fd, &mine) == 0 && sys::lstat(m_path.c_str(), &there) == 0 &&
+           mine.st_dev == there.st_dev && mine.st_ino == there.st_ino;
 }
 
 void NamedObject::close()
@@ -157,7 +267,7 @@ void NamedObject::close()
         return;
     const SharedGate gate;
     // The last holder takes the file along.
-    if (gate.ok() && !is_held(m_fd))
+    if (gate.ok() && held(m_fd) == Held::no && is_still_named())
     {
         sys::unlink(m_path.c_str());
         if (m_is_listener)

@@ -2,12 +2,14 @@
 //
 // An object is a file in the shared folder. That it exists is proved by a lock, not by the file:
 // each holder keeps a shared lock of its open file description on one byte, and the kernel drops it
-// with the holder, however that ends. What a dead holder left is made anew. All decisions are taken
-// under one gate.
+// with the holder, however that ends. What a dead holder left is taken away and made anew under the
+// same name, never emptied: somebody may still have it mapped. All decisions are taken under one
+// gate.
 #pragma once
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "windef.h"
 
@@ -28,9 +30,10 @@ public:
     NamedObject& operator=(const NamedObject&) = delete;
     ~NamedObject() { close(); }
 
-    // Creates the object with size bytes of zeroes, or joins the one that lives under the name. 0,
-    // or a system error: ERROR_INVALID_HANDLE if an object of another kind has the name.
-    DWORD create(NamedKind kind, const char* name, size_t size);
+    // Creates the object with size bytes, the first ones as given and zeroes after them, or joins
+    // the one that lives under the name as it is. 0, or a system error: ERROR_INVALID_HANDLE if an
+    // object of another kind has the name.
+    DWORD create(NamedKind kind, const char* name, size_t size, std::string_view start = {});
     // Joins the object that lives under the name: ERROR_FILE_NOT_FOUND if none does.
     DWORD open(NamedKind kind, const char* name);
     void close();
@@ -40,7 +43,15 @@ public:
     size_t size() const { return m_size; } // bytes
 
 private:
-    DWORD join(NamedKind kind, const char* name, size_t size, bool may_create);
+    struct Content
+    {
+        size_t size;
+        std::string_view start;
+    };
+    DWORD join(NamedKind kind, const char* name, const Content* content);
+    DWORD join_under_gate(NamedKind kind, const char* name, const Content* content);
+    DWORD hold(int fd);
+    bool is_still_named() const;
 
     int m_fd = -1;
     bool m_existed = false;
@@ -49,13 +60,25 @@ private:
     bool m_is_listener = false;
 };
 
-// The file of an object, for those who use it without holding it.
+// The file of an object, for those who use it without holding it. Empty without a shared folder.
 std::string named_object_path(NamedKind kind, const char* name);
 
-// Whether anybody holds the object of an open file descriptor, apart from that descriptor.
-bool is_held(int fd);
+// Gives a file of shared memory at least the size; it never shrinks, as others may have it mapped.
+// Memory that is only promised ends a process by a signal when it runs out, so what is small is
+// reserved. Negative with errno.
+int reserve_shared(int fd, size_t size);
 
-// Serialises what makes and removes shared objects, between processes. Held for short table work.
+// Whether anybody holds the object of an open file, apart from that open file itself.
+enum class Held
+{
+    no,
+    yes,
+    unknown // the system would not say; errno tells why
+};
+Held held(int fd);
+
+// Serialises what makes and removes shared objects, between processes. Held for short table work,
+// never twice by one thread.
 class SharedGate
 {
 public:

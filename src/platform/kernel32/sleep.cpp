@@ -16,7 +16,7 @@ void ask_for_fine_timers()
 {
     static thread_local bool asked = false;
     if (!asked)
-        asked = ::prctl(PR_SET_TIMERSLACK, 1UL) == 0;
+        asked = sys::set_timer_slack(1) == 0;
 }
 
 } // namespace
@@ -25,7 +25,7 @@ extern "C" void Sleep(DWORD milliseconds)
 {
     if (milliseconds == 0)
     {
-        sched_yield();
+        sys::sched_yield();
         return;
     }
     ask_for_fine_timers();

@@ -33,10 +33,12 @@ struct ThreadState
 {
     std::atomic<uint32_t> ended{0}; // futex word
     std::atomic<DWORD> exit_code{STILL_ACTIVE};
+    DWORD result = 0;                          // the thread's own
+    std::atomic<PinBase*> waits_with{nullptr}; // what it holds in a wait
     std::atomic<bool> terminating{false};
+    std::atomic<DWORD> terminated_with{0};
     std::atomic<uint32_t> id{0}; // 0 until the thread runs; futex word for the starter
     std::atomic<int> priority{THREAD_PRIORITY_NORMAL};
-    pthread_t thread{};
 
     void end(DWORD code)
     {
@@ -70,14 +72,12 @@ void on_terminate(int)
     // A thread that has taken over the number of one that ended is not meant.
     if (!state || !state->terminating.load())
         return;
-    state->end(state->exit_code);
+    state->end(state->terminated_with);
     ::syscall(SYS_exit, 0);
 }
 
-void forget_id_in_child()
-{
-    t_id = 0;
-}
+[[maybe_unused]] const int g_fork_watched =
+    pthread_atfork(nullptr, nullptr, [] { t_id = 0; }); // a forked child is another thread
 
 class ThreadObject : public Object
 {
@@ -100,30 +100,46 @@ private:
     const StatePointer m_state;
 };
 
+// Signals the handle when the thread leaves, also by pthread_exit.
+struct Ending
+{
+    ThreadState& state;
+    ~Ending()
+    {
+        t_state = nullptr; // from here on a termination comes too late
+        state.end(state.result);
+    }
+};
+
 void* run_thread(void* argument)
 {
     const std::unique_ptr<Launch> launch(static_cast<Launch*>(argument));
     const StatePointer state = launch->state;
+    // A creator that had all signals blocked has passed that on.
+    sigset_t terminate;
+    sigemptyset(&terminate);
+    sigaddset(&terminate, terminate_signal());
+    pthread_sigmask(SIG_UNBLOCK, &terminate, nullptr);
     t_state = state.get();
+    const Ending ending{*state};
     state->id = GetCurrentThreadId();
     futex_wake(&state->id, INT32_MAX, false);
-    const DWORD code = launch->start(launch->argument);
-    t_state = nullptr;
-    state->end(code);
+    state->result = launch->start(launch->argument);
     return nullptr;
 }
 
-DWORD launch_thread(ThreadStart start, void* argument, size_t stack_size, StatePointer& state)
+// 0 or a system error.
+DWORD launch_thread(ThreadStart start, void* argument, size_t stack_size, const StatePointer& state)
 {
-    state = std::make_shared<ThreadState>();
     auto launch = std::make_unique<Launch>(Launch{state, start, argument});
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    constexpr size_t least_stack = 64 * 1024;
+    pthread_t thread;
+    constexpr size_t least_stack = 1u << 20; // what a thread of the system may count on
     if (stack_size != 0)
         pthread_attr_setstacksize(&attributes, std::max(stack_size, least_stack));
-    const int error = sys::pthread_create(&state->thread, &attributes, run_thread, launch.get());
+    const int error = sys::pthread_create(&thread, &attributes, run_thread, launch.get());
     pthread_attr_destroy(&attributes);
     if (error)
         return error == EAGAIN ? ERROR_NO_SYSTEM_RESOURCES : system_error(error);
@@ -153,11 +169,44 @@ void apply_priority(pid_t id, int priority)
     sched_param parameters = {};
     const bool critical = priority >= THREAD_PRIORITY_TIME_CRITICAL;
     parameters.sched_priority = critical ? 1 : 0;
-    if (::sched_setscheduler(id, critical ? SCHED_RR | SCHED_RESET_ON_FORK : SCHED_OTHER,
-                             &parameters) == 0 &&
-        critical)
+    const int policy = critical ? SCHED_RR | SCHED_RESET_ON_FORK : SCHED_OTHER;
+    if (sys::sched_setscheduler(id, policy, &parameters) == 0 && critical)
         return;
-    ::setpriority(PRIO_PROCESS, static_cast<id_t>(id), nice_of(priority));
+    sys::set_nice(id, nice_of(priority));
+}
+
+bool install_terminate_handler()
+{
+    static const bool installed = []
+    {
+        struct sigaction action = {};
+        action.sa_handler = on_terminate;
+        action.sa_flags = SA_RESTART;
+        return sys::sigaction(terminate_signal(), &action) == 0;
+    }();
+    return installed;
+}
+
+// Ends the thread, and what it held in a wait is let go. A thread that blocks all signals ends when
+// it lets them in again.
+BOOL terminate(ThreadState& state, DWORD exit_code)
+{
+    constexpr DWORD long_enough = 1000; // ms; a signal takes microseconds
+    if (!install_terminate_handler())
+        return fail_errno(errno);
+    if (state.ended != 0)
+        return TRUE;
+    state.terminated_with = exit_code;
+    state.terminating = true;
+    if (sys::send_signal(static_cast<pid_t>(state.id), terminate_signal()) != 0 && errno != ESRCH)
+        return fail_errno(errno);
+    const int64_t deadline = deadline_after(long_enough);
+    while (state.ended == 0)
+        if (!futex_wait(&state.ended, 0, deadline, false))
+            return TRUE;
+    if (PinBase* const pin = state.waits_with.exchange(nullptr))
+        pin->release(); // its stack stays: nobody else gives it back
+    return TRUE;
 }
 
 void wait_until_running(ThreadState& state)
@@ -175,16 +224,20 @@ HANDLE start_thread(ThreadStart start, void* argument, size_t stack_size, DWORD*
 {
     try
     {
-        StatePointer state;
+        const auto state = std::make_shared<ThreadState>();
+        const HANDLE handle = insert_handle(new ThreadObject(state));
+        if (!handle)
+            return nullptr;
         if (const DWORD error = launch_thread(start, argument, stack_size, state))
         {
+            close_handle(handle);
             fail_with(error);
             return nullptr;
         }
         wait_until_running(*state);
         if (id)
             *id = state->id;
-        return insert_handle(new ThreadObject(std::move(state)));
+        return handle;
     }
     catch (const std::bad_alloc&)
     {
@@ -193,13 +246,22 @@ HANDLE start_thread(ThreadStart start, void* argument, size_t stack_size, DWORD*
     }
 }
 
+WaitingPin::WaitingPin(PinBase& pin)
+{
+    if (t_state)
+        t_state->waits_with.store(&pin, std::memory_order_relaxed);
+}
+
+WaitingPin::~WaitingPin()
+{
+    if (t_state)
+        t_state->waits_with.store(nullptr, std::memory_order_relaxed);
+}
+
 void end_thread(DWORD exit_code)
 {
-    if (ThreadState* const state = t_state)
-    {
-        t_state = nullptr;
-        state->end(exit_code);
-    }
+    if (t_state)
+        t_state->result = exit_code;
     pthread_exit(nullptr);
 }
 
@@ -218,25 +280,15 @@ extern "C" HANDLE CreateThread(LPSECURITY_ATTRIBUTES, SIZE_T stackSize,
 
 extern "C" BOOL TerminateThread(HANDLE thread, DWORD exitCode)
 {
-    const Pin<ThreadObject> object(thread);
-    if (!object)
-        return FALSE;
-    static const bool installed = []
+    if (thread != current_thread_handle)
     {
-        struct sigaction action = {};
-        action.sa_handler = on_terminate;
-        action.sa_flags = SA_RESTART;
-        return sigaction(terminate_signal(), &action, nullptr) == 0;
-    }();
-    ThreadState& state = object->state();
-    if (!installed)
-        return fail_with(ERROR_NO_SYSTEM_RESOURCES);
-    if (state.ended != 0)
-        return TRUE;
-    state.exit_code = exitCode;
-    state.terminating = true;
-    ::syscall(SYS_tgkill, getpid(), static_cast<pid_t>(state.id.load()), terminate_signal());
-    return TRUE;
+        const Pin<ThreadObject> object(thread);
+        if (!object)
+            return FALSE;
+        if (&object->state() != t_state)
+            return terminate(object->state(), exitCode);
+    }
+    end_thread(exitCode);
 }
 
 extern "C" BOOL GetExitCodeThread(HANDLE thread, LPDWORD exitCode)
@@ -255,12 +307,8 @@ extern "C" HANDLE GetCurrentThread(void)
 
 extern "C" DWORD GetCurrentThreadId(void)
 {
-    if (t_id == 0)
-    {
-        static const bool registered = pthread_atfork(nullptr, nullptr, forget_id_in_child) == 0;
-        static_cast<void>(registered);
+    if (t_id == 0) [[unlikely]]
         t_id = static_cast<pid_t>(::syscall(SYS_gettid));
-    }
     return static_cast<DWORD>(t_id);
 }
 

@@ -6,6 +6,8 @@
 namespace platform
 {
 
+class PinBase;
+
 using ThreadStart = unsigned (*)(void*);
 
 // Gives the thread's handle, or null with the last error set. id may be null.
@@ -13,5 +15,16 @@ HANDLE start_thread(ThreadStart start, void* argument, size_t stack_size, DWORD*
 
 // Ends the calling thread. One that start_thread did not start just ends.
 [[noreturn]] void end_thread(DWORD exit_code);
+
+// A thread that is terminated in a wait never lets go of what it waits for. While one of these
+// lives, TerminateThread does it in its place.
+class WaitingPin
+{
+public:
+    explicit WaitingPin(PinBase& pin);
+    WaitingPin(const WaitingPin&) = delete;
+    WaitingPin& operator=(const WaitingPin&) = delete;
+    ~WaitingPin();
+};
 
 } // namespace platform

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <dirent.h>
@@ -98,6 +99,12 @@ inline int ftruncate(int fd, off_t size)
     if (intercepted("ftruncate"))
         return -1;
     return restarted([&] { return ::ftruncate(fd, size); });
+}
+inline ssize_t pwrite(int fd, const void* buffer, size_t size, off_t offset)
+{
+    if (intercepted("pwrite", &size))
+        return -1;
+    return restarted([&] { return ::pwrite(fd, buffer, size, offset); });
 }
 inline int fallocate(int fd, int mode, off_t offset, off_t size)
 {
@@ -251,6 +258,35 @@ inline int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
     if (intercepted("pthread_create"))
         return errno;
     return ::pthread_create(thread, attributes, start, argument);
+}
+inline int sigaction(int signal, const struct sigaction* action)
+{
+    return intercepted("sigaction") ? -1 : ::sigaction(signal, action, nullptr);
+}
+inline int send_signal(pid_t thread, int signal)
+{
+    return intercepted("tgkill")
+               ? -1
+               : static_cast<int>(::syscall(SYS_tgkill, ::getpid(), thread, signal));
+}
+inline int sched_setscheduler(pid_t thread, int policy, const sched_param* parameters)
+{
+    return intercepted("sched_setscheduler") ? -1
+                                             : ::sched_setscheduler(thread, policy, parameters);
+}
+inline int set_nice(pid_t thread, int nice)
+{
+    return intercepted("setpriority")
+               ? -1
+               : ::setpriority(PRIO_PROCESS, static_cast<id_t>(thread), nice);
+}
+inline int set_timer_slack(unsigned long nanoseconds)
+{
+    return intercepted("prctl") ? -1 : ::prctl(PR_SET_TIMERSLACK, nanoseconds);
+}
+inline int sched_yield()
+{
+    return ::sched_yield();
 }
 inline void* dlopen(const char* path, int flags)
 {

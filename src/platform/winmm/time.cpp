@@ -2,6 +2,7 @@
 // are only counted, so that each end meets its begin.
 #include <map>
 #include <mutex>
+#include <new>
 
 #include <windows.h>
 
@@ -50,7 +51,14 @@ extern "C" MMRESULT timeBeginPeriod(UINT period)
     if (period < least_period || period > greatest_period)
         return TIMERR_NOCANDO;
     const std::lock_guard guard(periods().lock);
-    ++periods().begun[period];
+    try
+    {
+        ++periods().begun[period];
+    }
+    catch (const std::bad_alloc&)
+    {
+        return TIMERR_NOCANDO;
+    }
     return TIMERR_NOERROR;
 }
 
