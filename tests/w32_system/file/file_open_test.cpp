@@ -17,6 +17,11 @@ struct Disposition
     const char* contentAfter; // of a file that held "old", after opening it
 };
 
+void PrintTo(const Disposition& each, std::ostream* out)
+{
+    *out << each.name;
+}
+
 class Opening : public testing::TestWithParam<Disposition>
 {
 };

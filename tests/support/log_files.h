@@ -1,0 +1,37 @@
+// What log tests need: the folder, today's names, the content without the lines that every session
+// has.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <plinth_w32_system.h>
+
+#include "support/environment.h"
+
+namespace test
+{
+
+// The folder of the log, native, as the settings of this process give it.
+std::string log_folder();
+
+// Today's log file of a number, without the folder: "qvapp_YYYY-MM-DD_(NNNN).log".
+std::string log_name(unsigned number);
+
+// The names in the log folder, sorted.
+std::vector<std::string> log_names();
+
+// The name of the file that is written now, "" if there is none.
+std::string current_log();
+
+// What the current file holds behind the first session header of this test; call start_log first.
+// Opens a fresh file: closes the log, empties the folder, and lets the next call open it.
+void start_log();
+
+// The content of the current file without session headers and their stamps.
+std::string log_content();
+
+// Stores a REG_DWORD of the log's settings for the next instances.
+void set_log_setting(const wchar_t* name, DWORD value);
+
+} // namespace test

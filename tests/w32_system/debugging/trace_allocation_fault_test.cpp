@@ -1,0 +1,68 @@
+// A record allocates nothing after the first one. The counter replaces the C library's allocator
+// for this program, so it sees the libraries' allocations too.
+#include <atomic>
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+#include "support/log_files.h"
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+namespace
+{
+
+std::atomic<long> g_allocations{0};
+thread_local bool t_counting = false;
+
+void count()
+{
+    if (t_counting)
+        ++g_allocations;
+}
+
+} // namespace
+
+extern "C" void* __libc_malloc(size_t size);
+extern "C" void* __libc_calloc(size_t count, size_t size);
+extern "C" void* __libc_realloc(void* memory, size_t size);
+
+extern "C" __attribute__((visibility("default"))) void* malloc(size_t size)
+{
+    count();
+    return __libc_malloc(size);
+}
+
+extern "C" __attribute__((visibility("default"))) void* calloc(size_t number, size_t size)
+{
+    count();
+    return __libc_calloc(number, size);
+}
+
+extern "C" __attribute__((visibility("default"))) void* realloc(void* memory, size_t size)
+{
+    count();
+    return __libc_realloc(memory, size);
+}
+
+TEST(TraceAllocations, NoneAfterTheFirstRecord)
+{
+    const auto record = []
+    {
+        DiagOutputExW_hlp("file", 1);
+        DiagOutputExW(L"|wndid:3| %s %d |adt00| |absdt| |wnddt| |thrid| |srcid| |stime|", L"text",
+                      5);
+        QV_Log(L"a line of the log\r\n");
+        DiagOutputW(L"plain %d", 1);
+    };
+    record();
+    t_counting = true;
+    std::free(std::malloc(1));
+    EXPECT_GE(g_allocations.exchange(0), 1) << "the counter must see something";
+    for (int i = 0; i < 100; ++i)
+        record();
+    t_counting = false;
+    EXPECT_EQ(g_allocations, 0);
+}
+
+#endif
