@@ -1,0 +1,105 @@
+// Conversion by code page: lengths, terminators, refusals. (Which bytes become which characters is
+// the business of the text tests of the runtime.)
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include "support/wide_text.h"
+
+namespace
+{
+
+int narrow(const wchar_t* text, int length, char* out, int size, UINT codePage = CP_ACP)
+{
+    SetLastError(0);
+    return WideCharToMultiByte(codePage, 0, text, length, out, size, nullptr, nullptr);
+}
+
+int widen(const char* text, int length, wchar_t* out, int size, DWORD flags = 0,
+          UINT codePage = CP_UTF8)
+{
+    SetLastError(0);
+    return MultiByteToWideChar(codePage, flags, text, length, out, size);
+}
+
+TEST(CodePage, LengthOfMinusOneTakesTheTerminatorAlong)
+{
+    char bytes[16];
+    wchar_t wide[16];
+    EXPECT_EQ(narrow(L"a\x20AC", -1, nullptr, 0), 5);
+    EXPECT_EQ(narrow(L"a\x20AC", -1, bytes, 5), 5);
+    EXPECT_STREQ(bytes, "a\u20AC");
+    EXPECT_EQ(widen("\U0001F600", -1, nullptr, 0), 3);
+    EXPECT_EQ(widen("\U0001F600", -1, wide, 3), 3);
+    EXPECT_EQ(test::utf8(wide), "\U0001F600");
+}
+
+TEST(CodePage, ALengthIsTakenAsGiven)
+{
+    char bytes[8] = "#######";
+    EXPECT_EQ(narrow(L"abc", 2, bytes, 8), 2);
+    EXPECT_STREQ(bytes, "ab#####") << "no terminator is added";
+    wchar_t wide[4] = L"###";
+    EXPECT_EQ(widen("a\0b", 3, wide, 4), 3) << "a zero within is a character";
+    EXPECT_EQ(wide[2], L'b');
+}
+
+TEST(CodePage, LongTextsComeBackUnchangedAtEveryLength)
+{
+    // ASCII takes a way of its own, which must hand over to the other at any place.
+    for (size_t lead = 0; lead < 12; ++lead)
+    {
+        const std::string text = std::string(lead, 'x') + "\u00E4" + std::string(lead, 'y');
+        wchar_t wide[64];
+        char bytes[64];
+        const int units = widen(text.c_str(), -1, wide, 64);
+        EXPECT_EQ(units, static_cast<int>(2 * lead + 2));
+        EXPECT_EQ(narrow(wide, units, bytes, 64), static_cast<int>(text.size() + 1));
+        EXPECT_STREQ(bytes, text.c_str());
+    }
+}
+
+TEST(CodePage, ABufferThatIsTooSmallIsRefused)
+{
+    char bytes[4] = "###";
+    EXPECT_EQ(narrow(L"abc", -1, bytes, 3), 0);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_EQ(bytes[3], '\0') << "nothing behind the size is touched";
+    wchar_t wide[2] = {L'#', L'#'};
+    EXPECT_EQ(widen("a\U0001F600", 5, wide, 2), 0);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_EQ(wide[1], L'#') << "half a character is not stored";
+}
+
+TEST(CodePage, WrongArgumentsAreRefused)
+{
+    char bytes[8];
+    wchar_t wide[8];
+    EXPECT_EQ(narrow(nullptr, -1, bytes, 8), 0);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(narrow(L"a", 0, bytes, 8), 0);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(narrow(L"a", -1, nullptr, 8), 0);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(narrow(L"a", -1, bytes, -1), 0);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(narrow(L"a", -1, bytes, 8, 1252), 0);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(widen("a", -2, wide, 8), 0);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+}
+
+TEST(CodePage, BadBytesAreReplacedUnlessTheCallerWantsToKnow)
+{
+    wchar_t wide[8];
+    EXPECT_EQ(widen("a\xFF", -1, wide, 8), 3);
+    EXPECT_EQ(test::utf8(wide), "a\uFFFD");
+    EXPECT_EQ(widen("a\xFF", -1, wide, 8, MB_ERR_INVALID_CHARS), 0);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_UNICODE_TRANSLATION});
+    EXPECT_EQ(widen("a\uFFFD", -1, wide, 8, MB_ERR_INVALID_CHARS), 3)
+        << "the replacement character itself is good";
+}
+
+} // namespace

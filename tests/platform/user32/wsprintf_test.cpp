@@ -1,0 +1,69 @@
+// The user interface's print functions differ from the runtime's in their limit alone.
+#include <cstdarg>
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include <tchar.h>
+#include <windows.h>
+
+#include "support/wide_text.h"
+
+namespace
+{
+
+constexpr int most_characters = 1023; // and the terminator
+
+int print(char* buffer, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = wvsprintfA(buffer, format, arguments);
+    va_end(arguments);
+    return length;
+}
+
+int print(wchar_t* buffer, const wchar_t* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = wvsprintfW(buffer, format, arguments);
+    va_end(arguments);
+    return length;
+}
+
+TEST(Wsprintf, GivesTheCharactersStored)
+{
+    wchar_t wide[64];
+    EXPECT_EQ(wsprintfW(wide, L"%04u-%02u %s|%hs|%S", 2024u, 7u, L"w", "h", "S"), 13);
+    EXPECT_EQ(test::utf8(wide), "2024-07 w|h|S");
+    EXPECT_EQ(wsprintfW(wide, L""), 0);
+    EXPECT_EQ(test::utf8(wide), "");
+    EXPECT_EQ(print(wide, L"%#lx", 255), 4);
+    EXPECT_EQ(test::utf8(wide), "0xff");
+    char narrow[64];
+    EXPECT_EQ(print(narrow, "%s|%ls|%-4d|", "n", L"w", 5), 9);
+    EXPECT_STREQ(narrow, "n|w|5   |");
+}
+
+TEST(Wsprintf, CutsWhatIsBeyondTheLimitAndTerminates)
+{
+    wchar_t wide[1200];
+    char narrow[1200];
+    const test::Wide long_text(5000, L'x');
+    for (const int length : {most_characters, most_characters + 1, 5000})
+    {
+        wmemset(wide, L'#', 1200);
+        EXPECT_EQ(print(wide, L"%.*s", length, long_text.c_str()), most_characters);
+        EXPECT_EQ(wcslen(wide), size_t{most_characters});
+        EXPECT_EQ(wide[most_characters + 1], L'#');
+        std::memset(narrow, '#', sizeof narrow);
+        EXPECT_EQ(print(narrow, "%.*ls", length, long_text.c_str()), most_characters);
+        EXPECT_EQ(std::strlen(narrow), size_t{most_characters});
+        EXPECT_EQ(narrow[most_characters + 1], '#');
+    }
+    EXPECT_EQ(print(wide, L"%2000d%s", 7, L"never seen"), most_characters);
+    EXPECT_EQ(wide[most_characters - 1], L' ');
+}
+
+} // namespace
