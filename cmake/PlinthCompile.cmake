@@ -16,7 +16,7 @@ target_compile_options(plinth_private INTERFACE
 if(PLINTH_SANITIZE)
   # Instrumented code hides from GCC that a value is set (std::regex in <regex> is one case).
   target_compile_options(plinth_private INTERFACE -fsanitize=${PLINTH_SANITIZE}
-                         -fno-omit-frame-pointer -Wno-maybe-uninitialized)
+                         -fno-omit-frame-pointer $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(plinth_private INTERFACE -fsanitize=${PLINTH_SANITIZE})
 endif()
 

@@ -74,8 +74,8 @@ std::string find_root()
 uint64_t fnv1a(const std::string& text)
 {
     uint64_t hash = 14695981039346656037u;
-    for (const unsigned char c : text)
-        hash = (hash ^ c) * 1099511628211u;
+    for (const char c : text)
+        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
     return hash;
 }
 
