@@ -1,6 +1,8 @@
 // The debug string channel with listeners and writers that die, stop and crowd.
 //
-// Time appears only as a share of what would pass if each text waited its 500 ms.
+// The library says a word on the channel while a process loads it: children are loaded before the
+// listener that counts texts is there. Time appears only as a share of what would pass if each text
+// waited its 500 ms.
 #include <chrono>
 #include <cstring>
 #include <map>
@@ -96,11 +98,21 @@ int listen(int, char**)
 }
 const test::ChildMain g_listen("listen", listen);
 
+// Starts a writing child and returns when it has nothing more of its own to say.
+std::unique_ptr<ChildProcess> loaded(const char* name, std::vector<std::string> arguments = {},
+                                     const std::vector<std::string>& environment = {})
+{
+    auto child = std::make_unique<ChildProcess>(name, std::move(arguments), environment);
+    EXPECT_EQ(child->line(), "loaded");
+    return child;
+}
+
 // Writes the texts it is told to. With an argument, a signal comes at that point of the first one.
 int write_texts(int count, char** arguments)
 {
     if (count == 2)
         PlinthTestFail(arguments[0], 1, 1, std::stoi(arguments[1]));
+    test::say("loaded");
     for (std::string text = test::hear(); !text.empty(); text = test::hear())
     {
         OutputDebugStringA(text.c_str());
@@ -110,10 +122,12 @@ int write_texts(int count, char** arguments)
 }
 const test::ChildMain g_write_texts("write_texts", write_texts);
 
-// Writes so many numbered texts.
+// Writes so many numbered texts when it is told to.
 int flood(int, char** arguments)
 {
     const int count = std::stoi(arguments[1]);
+    test::say("loaded");
+    test::hear();
     for (int i = 0; i < count; ++i)
         OutputDebugStringA((arguments[0] + (" " + std::to_string(i))).c_str());
     return 0;
@@ -222,11 +236,12 @@ TEST(DebugChannel, ATextKeepsTheLastErrorAndErrno)
 TEST(DebugChannel, ConcurrentWritersOfAllProcessesTakeTurnsAndLoseNothing)
 {
     constexpr int texts = 3000;
-    Listener listener;
     std::vector<std::unique_ptr<ChildProcess>> writers;
     for (const char* const name : {"a", "b", "c"})
-        writers.push_back(std::make_unique<ChildProcess>(
-            "flood", std::vector<std::string>{name, std::to_string(texts)}));
+        writers.push_back(loaded("flood", {name, std::to_string(texts)}));
+    Listener listener;
+    for (const auto& writer : writers)
+        writer->tell("go");
     std::vector<std::thread> threads;
     for (const std::string name : {"d", "e"})
         threads.emplace_back(
@@ -289,20 +304,22 @@ TEST(DebugChannel, ASecondListenerIsTold)
 
 TEST(DebugChannel, AStoppedListenerCostsAllWritersOneWaitUntilItGoesOn)
 {
+    constexpr int texts = 20;
+    const auto other = loaded("flood", {"other", std::to_string(texts)});
     ChildProcess listener("listen");
     ASSERT_EQ(listener.line(), "error 0");
     OutputDebugStringA("one");
     EXPECT_EQ(listener.line(), "one");
     listener.finish(SIGSTOP);
-    constexpr int texts = 20;
     const milliseconds spent = time_of(
-        []
+        [&]
         {
+            OutputDebugStringA("text");
             std::vector<std::thread> writers;
             for (int i = 0; i < 4; ++i)
                 writers.emplace_back([] { write_many(texts); });
-            ChildProcess other("flood", {"other", std::to_string(texts)});
-            other.wait();
+            other->tell("go");
+            other->wait();
             for (std::thread& writer : writers)
                 writer.join();
         });
@@ -326,14 +343,16 @@ class DebugChannelWriter : public testing::TestWithParam<const char*>
 TEST_P(DebugChannelWriter, KilledInItsTurnLeavesTheChannelUsable)
 {
     const std::string point = GetParam();
+    std::vector<std::unique_ptr<ChildProcess>> writers;
+    for (int i = 0; i < 3; ++i)
+        writers.push_back(loaded("write_texts", {point, std::to_string(SIGKILL)}));
     Listener listener;
     OutputDebugStringA("before");
     EXPECT_EQ(listener.next(), "before");
-    for (int i = 0; i < 3; ++i)
+    for (const auto& writer : writers)
     {
-        ChildProcess writer("write_texts", {point, std::to_string(SIGKILL)});
-        writer.tell("last words");
-        EXPECT_EQ(writer.wait(), 128 + SIGKILL);
+        writer->tell("last words");
+        ASSERT_EQ(writer->wait(), 128 + SIGKILL);
         if (point == "OutputDebugString.announced")
         {
             EXPECT_EQ(listener.next(), "last words");
@@ -352,15 +371,15 @@ TEST_P(DebugChannelWriter, KilledInItsTurnLeavesTheChannelUsable)
 
 TEST_P(DebugChannelWriter, StoppedInItsTurnCostsTheOthersOneWait)
 {
+    const auto writer = loaded("write_texts", {GetParam(), std::to_string(SIGSTOP)});
     Listener listener;
-    ChildProcess writer("write_texts", {GetParam(), std::to_string(SIGSTOP)});
-    writer.tell("slow words");
-    writer.wait_until_stopped();
+    writer->tell("slow words");
+    writer->wait_until_stopped();
     constexpr int texts = 20;
     EXPECT_LT(time_of([] { write_many(texts); }), texts / 4 * patience);
-    writer.send(SIGCONT);
+    writer->send(SIGCONT);
     EXPECT_EQ(listener.next(), "slow words");
-    EXPECT_EQ(writer.line(), "done");
+    EXPECT_EQ(writer->line(), "done");
     OutputDebugStringA("after");
     EXPECT_EQ(listener.next(), "after");
 }
@@ -388,8 +407,9 @@ TEST(DebugChannel, AForkedProcessWritesUnderItsOwnId)
 
 TEST(DebugChannel, AForkDuringConcurrentTextsHoldsUpNeitherSide)
 {
+    const auto other = loaded("flood", {"other", "20000"});
     Listener listener;
-    ChildProcess other("flood", {"other", "20000"});
+    other->tell("go");
     std::thread writer([] { write_many(2000); });
     pid_t children[10];
     for (pid_t& child : children)
@@ -412,7 +432,7 @@ TEST(DebugChannel, AForkDuringConcurrentTextsHoldsUpNeitherSide)
                 ASSERT_TRUE(listener.next(text));
         });
     writer.join();
-    other.wait();
+    other->wait();
     OutputDebugStringA("end");
     drain.join();
     for (const pid_t child : children)
@@ -425,6 +445,8 @@ namespace
 int write_mirrored(int, char**)
 {
     dup2(STDOUT_FILENO, STDERR_FILENO);
+    test::say("loaded");
+    test::hear();
     OutputDebugStringA("narrow\n");
     OutputDebugStringW(L"\u00f6\n");
     return 0;
@@ -435,21 +457,23 @@ const test::ChildMain g_write_mirrored("write_mirrored", write_mirrored);
 
 TEST(DebugChannel, TextsGoToStandardErrorIfTheEnvironmentSaysSo)
 {
+    const auto writer = loaded("write_mirrored", {}, {"PLINTH_DEBUG_OUTPUT=stderr"});
     Listener listener;
-    ChildProcess writer("write_mirrored", {}, {"PLINTH_DEBUG_OUTPUT=stderr"});
-    std::string text = writer.line();
-    EXPECT_EQ(text, "narrow");
+    writer->tell("go");
+    EXPECT_EQ(writer->line(), "narrow");
     EXPECT_EQ(listener.next(), "narrow\n") << "and to the channel as well";
-    EXPECT_EQ(writer.line(), "\xc3\xb6");
+    EXPECT_EQ(writer->line(), "\xc3\xb6");
     EXPECT_EQ(listener.next(), "\xc3\xb6\n");
 }
 
 TEST(DebugChannel, AStrangersControlPageIsMadeAnew)
 {
-    ChildProcess writer("write_texts");
+    // This process has the page mapped already: the children find the stranger's.
     test::write_file(std::string(PlinthTestSharedFolder()) + "/channel-2",
                      std::string(4096, '\xff'));
-    Listener listener;
-    writer.tell("text");
-    EXPECT_EQ(listener.next(), "text");
+    const auto writer = loaded("write_texts");
+    ChildProcess listener("listen");
+    ASSERT_EQ(listener.line(), "error 0");
+    writer->tell("text");
+    EXPECT_EQ(listener.line(), "text");
 }

@@ -38,6 +38,14 @@ void expect_ends_with(HANDLE thread, DWORD code)
     CloseHandle(thread);
 }
 
+// ThreadSanitizer holds a signal back until the thread calls something that it watches.
+#if defined(__SANITIZE_THREAD__)
+#define NEEDS_SIGNALS_AT_ONCE()                                                                    \
+    GTEST_SKIP() << "ThreadSanitizer does not let signals through to a thread like this one"
+#else
+#define NEEDS_SIGNALS_AT_ONCE() static_cast<void>(0)
+#endif
+
 unsigned wait_for_event(void* event)
 {
     WaitForSingleObject(event, INFINITE);
@@ -121,6 +129,7 @@ TEST(Thread, TheIdIsTheThreadsOwnAlsoAfterAFork)
 
 TEST(Thread, TerminationEndsAThreadThatOnlySpins)
 {
+    NEEDS_SIGNALS_AT_ONCE();
     std::atomic<bool> running = false;
     const HANDLE thread = begin(spin, &running);
     while (!running)
@@ -131,6 +140,7 @@ TEST(Thread, TerminationEndsAThreadThatOnlySpins)
 
 TEST(Thread, TerminationEndsAThreadInABlockingCall)
 {
+    NEEDS_SIGNALS_AT_ONCE();
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     const HANDLE reader = begin(read_pipe, &ends[0]);
@@ -150,6 +160,7 @@ TEST(Thread, TerminationEndsAThreadInABlockingCall)
 
 TEST(Thread, TerminationEndsAThreadWhoseCreatorHadSignalsBlocked)
 {
+    NEEDS_SIGNALS_AT_ONCE();
     sigset_t all;
     sigset_t former;
     sigfillset(&all);
@@ -163,10 +174,11 @@ TEST(Thread, TerminationEndsAThreadWhoseCreatorHadSignalsBlocked)
 
 TEST(Thread, ATerminatedWaiterKeepsNothingAlive)
 {
+    NEEDS_SIGNALS_AT_ONCE();
     const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, "door");
     const HANDLE thread = begin(wait_for_event, event);
-    while (exit_code(thread) == STILL_ACTIVE && WaitForSingleObject(thread, 1) == WAIT_TIMEOUT)
-        TerminateThread(thread, 6);
+    EXPECT_EQ(WaitForSingleObject(thread, 1), WAIT_TIMEOUT);
+    EXPECT_TRUE(TerminateThread(thread, 6));
     expect_ends_with(thread, 6);
     CloseHandle(event);
     const HANDLE anew = CreateEventA(nullptr, FALSE, FALSE, "door");
