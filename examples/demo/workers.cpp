@@ -13,7 +13,7 @@ namespace demo
 namespace
 {
 
-constexpr uint64_t least_block = 64 << 10;
+constexpr uint64_t least_block = 1 << 10;
 constexpr uint64_t most_blocks = 24; // few enough that a person can read the trace
 constexpr size_t buffer_size = 256 << 10;
 

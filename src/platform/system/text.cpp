@@ -137,7 +137,7 @@ size_t convert(const From* text, size_t length, Unit* to, size_t capacity, size_
         to[i] = static_cast<Unit>(text[i]);
     size_t needed = run;
     bool full = stored < run;
-    for (size_t at = run; at < length;)
+    for (size_t at = run; at < length;) // NOLINT(bugprone-infinite-loop): take moves at on
     {
         Unit units[sizeof(char32_t) / sizeof(Unit)];
         const size_t count = put(take(text, length, at), units);

@@ -60,6 +60,7 @@ CSyncCache::CSyncCache(const CSyncCache& other) : m_Items(other.m_Items)
     InitializeCriticalSection(&m_Lock);
 }
 
+// cppcheck-suppress operatorEqVarError ; the lock stays that of the object
 CSyncCache& CSyncCache::operator=(const CSyncCache& other)
 {
     if (this != &other)
