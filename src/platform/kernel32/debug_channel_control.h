@@ -21,8 +21,6 @@ struct ChannelControl
     std::atomic<uint32_t> jammed;     // a writer has waited in vain for its turn
     std::atomic<uint32_t> filled;     // the listener in whose buffer stands a text to announce
     std::atomic<uint32_t> lost;       // texts that no listener took
-    std::atomic<uint32_t> queued;     // writers that wait for their turn, about
-    std::atomic<uint32_t> turns;      // turns taken; futex word for those who let others go first
     // Robust; which writer may use the buffer. Its bytes hold addresses of the process that has
     // it, and a process reads them back only while it is the one.
     pthread_mutex_t turn;

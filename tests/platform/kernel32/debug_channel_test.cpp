@@ -149,7 +149,13 @@ void write_many(int count)
 
 } // namespace
 
-TEST(DebugChannel, ATextWithoutListenerCostsNoSystemCall)
+class DebugChannel : public testing::Test
+{
+public:
+    ~DebugChannel() override { PlinthTestReset(); }
+};
+
+TEST_F(DebugChannel, ATextWithoutListenerCostsNoSystemCall)
 {
     OutputDebugStringA("maps the control page");
     PlinthTestArm();
@@ -167,7 +173,7 @@ TEST(DebugChannel, ATextWithoutListenerCostsNoSystemCall)
     EXPECT_EQ(PlinthTestCalls(nullptr), 0u);
 }
 
-TEST(DebugChannel, AWriterInPlaceFindsTheNextListener)
+TEST_F(DebugChannel, AWriterInPlaceFindsTheNextListener)
 {
     for (int i = 0; i < 3; ++i)
     {
@@ -202,7 +208,7 @@ TEST_P(DebugChannelText, ArrivesWholeUpToTheSizeOfTheBuffer)
 INSTANTIATE_TEST_SUITE_P(Lengths, DebugChannelText,
                          testing::Values(0, 1, 1023, 1024, 4090, 4091, 4092, 4093, 100'000));
 
-TEST(DebugChannel, ALongTextIsNeverCutInsideACharacter)
+TEST_F(DebugChannel, ALongTextIsNeverCutInsideACharacter)
 {
     Listener listener;
     for (const std::string character : {"\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x98\x80"})
@@ -222,7 +228,7 @@ TEST(DebugChannel, ALongTextIsNeverCutInsideACharacter)
     EXPECT_GE(listener.next().size(), 4088u);
 }
 
-TEST(DebugChannel, ATextKeepsTheLastErrorAndErrno)
+TEST_F(DebugChannel, ATextKeepsTheLastErrorAndErrno)
 {
     const Listener listener;
     SetLastError(4711);
@@ -233,7 +239,7 @@ TEST(DebugChannel, ATextKeepsTheLastErrorAndErrno)
     EXPECT_EQ(errno, E2BIG);
 }
 
-TEST(DebugChannel, ConcurrentWritersOfAllProcessesTakeTurnsAndLoseNothing)
+TEST_F(DebugChannel, ConcurrentWritersOfAllProcessesTakeTurnsAndLoseNothing)
 {
     constexpr int texts = 3000;
     std::vector<std::unique_ptr<ChildProcess>> writers;
@@ -264,7 +270,7 @@ TEST(DebugChannel, ConcurrentWritersOfAllProcessesTakeTurnsAndLoseNothing)
     EXPECT_TRUE(listener.silent());
 }
 
-TEST(DebugChannel, AKilledListenerHoldsUpNobody)
+TEST_F(DebugChannel, AKilledListenerHoldsUpNobody)
 {
     ChildProcess listener("listen");
     ASSERT_EQ(listener.line(), "error 0");
@@ -277,7 +283,7 @@ TEST(DebugChannel, AKilledListenerHoldsUpNobody)
     EXPECT_EQ(PlinthTestCalls(nullptr), 0u) << "known to be dead";
 }
 
-TEST(DebugChannel, AfterAKilledListenerANewOneFindsTheChannelFree)
+TEST_F(DebugChannel, AfterAKilledListenerANewOneFindsTheChannelFree)
 {
     for (int i = 0; i < 3; ++i)
     {
@@ -295,14 +301,14 @@ TEST(DebugChannel, AfterAKilledListenerANewOneFindsTheChannelFree)
     }
 }
 
-TEST(DebugChannel, ASecondListenerIsTold)
+TEST_F(DebugChannel, ASecondListenerIsTold)
 {
     const Listener first;
     ChildProcess second("listen");
     EXPECT_EQ(second.line(), "error " + std::to_string(ERROR_ALREADY_EXISTS));
 }
 
-TEST(DebugChannel, AStoppedListenerCostsAllWritersOneWaitUntilItGoesOn)
+TEST_F(DebugChannel, AStoppedListenerCostsAllWritersOneWaitUntilItGoesOn)
 {
     constexpr int texts = 20;
     const auto other = loaded("flood", {"other", std::to_string(texts)});
@@ -389,7 +395,7 @@ INSTANTIATE_TEST_SUITE_P(Points, DebugChannelWriter,
                                          "OutputDebugString.announced"),
                          [](const auto& point) { return std::string(point.param).substr(18); });
 
-TEST(DebugChannel, AForkedProcessWritesUnderItsOwnId)
+TEST_F(DebugChannel, AForkedProcessWritesUnderItsOwnId)
 {
     Listener listener;
     OutputDebugStringA("parent");
@@ -405,7 +411,7 @@ TEST(DebugChannel, AForkedProcessWritesUnderItsOwnId)
     waitpid(child, nullptr, 0);
 }
 
-TEST(DebugChannel, AForkDuringConcurrentTextsHoldsUpNeitherSide)
+TEST_F(DebugChannel, AForkDuringConcurrentTextsHoldsUpNeitherSide)
 {
     const auto other = loaded("flood", {"other", "20000"});
     Listener listener;
@@ -455,7 +461,7 @@ const test::ChildMain g_write_mirrored("write_mirrored", write_mirrored);
 
 } // namespace
 
-TEST(DebugChannel, TextsGoToStandardErrorIfTheEnvironmentSaysSo)
+TEST_F(DebugChannel, TextsGoToStandardErrorIfTheEnvironmentSaysSo)
 {
     const auto writer = loaded("write_mirrored", {}, {"PLINTH_DEBUG_OUTPUT=stderr"});
     Listener listener;
@@ -466,7 +472,7 @@ TEST(DebugChannel, TextsGoToStandardErrorIfTheEnvironmentSaysSo)
     EXPECT_EQ(listener.next(), "\xc3\xb6\n");
 }
 
-TEST(DebugChannel, AStrangersControlPageIsMadeAnew)
+TEST_F(DebugChannel, AStrangersControlPageIsMadeAnew)
 {
     // This process has the page mapped already: the children find the stranger's.
     test::write_file(std::string(PlinthTestSharedFolder()) + "/channel-2",

@@ -38,6 +38,7 @@ TEST(PerformanceCounter, ASystemWithoutOneSaysZero)
     frequency.QuadPart = 1;
     EXPECT_FALSE(QueryPerformanceFrequency(&frequency));
     EXPECT_EQ(frequency.QuadPart, 0);
+    PlinthTestReset();
 }
 
 TEST(Sleep, LastsAtLeastItsTime)

@@ -67,7 +67,13 @@ unsigned read_pipe(void* end)
 
 } // namespace
 
-TEST(Thread, AHandleIsSignalledWithTheExitCode)
+class Thread : public testing::Test
+{
+public:
+    ~Thread() override { PlinthTestReset(); }
+};
+
+TEST_F(Thread, AHandleIsSignalledWithTheExitCode)
 {
     const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
     unsigned id = 0;
@@ -85,7 +91,7 @@ TEST(Thread, AHandleIsSignalledWithTheExitCode)
     expect_ends_with(CreateThread(nullptr, 0, start, &value, 0, nullptr), value);
 }
 
-TEST(Thread, AThreadMayEndItselfFromWithin)
+TEST_F(Thread, AThreadMayEndItselfFromWithin)
 {
     expect_ends_with(begin(
                          [](void*) -> unsigned
@@ -105,7 +111,7 @@ TEST(Thread, AThreadMayEndItselfFromWithin)
     expect_ends_with(begin([](void*) -> unsigned { pthread_exit(nullptr); }), 0);
 }
 
-TEST(Thread, AHandleMayBeClosedBeforeItsThreadEnds)
+TEST_F(Thread, AHandleMayBeClosedBeforeItsThreadEnds)
 {
     const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
     static std::atomic<int> ended = 0;
@@ -116,7 +122,7 @@ TEST(Thread, AHandleMayBeClosedBeforeItsThreadEnds)
     CloseHandle(event);
 }
 
-TEST(Thread, TheIdIsTheThreadsOwnAlsoAfterAFork)
+TEST_F(Thread, TheIdIsTheThreadsOwnAlsoAfterAFork)
 {
     EXPECT_EQ(GetCurrentThreadId(), static_cast<DWORD>(gettid()));
     const pid_t child = fork();
@@ -127,7 +133,7 @@ TEST(Thread, TheIdIsTheThreadsOwnAlsoAfterAFork)
     EXPECT_EQ(status, 0);
 }
 
-TEST(Thread, TerminationEndsAThreadThatOnlySpins)
+TEST_F(Thread, TerminationEndsAThreadThatOnlySpins)
 {
     NEEDS_SIGNALS_AT_ONCE();
     std::atomic<bool> running = false;
@@ -138,7 +144,7 @@ TEST(Thread, TerminationEndsAThreadThatOnlySpins)
     expect_ends_with(thread, 0);
 }
 
-TEST(Thread, TerminationEndsAThreadInABlockingCall)
+TEST_F(Thread, TerminationEndsAThreadInABlockingCall)
 {
     NEEDS_SIGNALS_AT_ONCE();
     int ends[2];
@@ -158,7 +164,7 @@ TEST(Thread, TerminationEndsAThreadInABlockingCall)
     close(ends[1]);
 }
 
-TEST(Thread, TerminationEndsAThreadWhoseCreatorHadSignalsBlocked)
+TEST_F(Thread, TerminationEndsAThreadWhoseCreatorHadSignalsBlocked)
 {
     NEEDS_SIGNALS_AT_ONCE();
     sigset_t all;
@@ -172,7 +178,7 @@ TEST(Thread, TerminationEndsAThreadWhoseCreatorHadSignalsBlocked)
     expect_ends_with(thread, 5);
 }
 
-TEST(Thread, ATerminatedWaiterKeepsNothingAlive)
+TEST_F(Thread, ATerminatedWaiterKeepsNothingAlive)
 {
     NEEDS_SIGNALS_AT_ONCE();
     const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, "door");
@@ -186,7 +192,7 @@ TEST(Thread, ATerminatedWaiterKeepsNothingAlive)
     CloseHandle(anew);
 }
 
-TEST(Thread, TerminationBesideAConcurrentEndIsHarmless)
+TEST_F(Thread, TerminationBesideAConcurrentEndIsHarmless)
 {
     for (int i = 0; i < 500; ++i)
     {
@@ -202,7 +208,7 @@ TEST(Thread, TerminationBesideAConcurrentEndIsHarmless)
     }
 }
 
-TEST(Thread, AThreadThatCantBeMadeIsReported)
+TEST_F(Thread, AThreadThatCantBeMadeIsReported)
 {
     PlinthTestFail("pthread_create", 1, 0, EAGAIN);
     errno = 0;
@@ -217,7 +223,7 @@ TEST(Thread, AThreadThatCantBeMadeIsReported)
     EXPECT_EQ(errno, EINVAL);
 }
 
-TEST(Thread, APrioritySucceedsWhateverTheSystemAllows)
+TEST_F(Thread, APrioritySucceedsWhateverTheSystemAllows)
 {
     PlinthTestFail("sched_setscheduler", 1, 0, EPERM);
     PlinthTestFail("setpriority", 1, 0, EACCES);

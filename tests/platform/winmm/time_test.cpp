@@ -39,4 +39,5 @@ TEST(MultimediaTime, ADeviceThatDoesNotAnswerIsReported)
     EXPECT_EQ(timeGetDevCaps(&caps, 4), TIMERR_NOCANDO);
     PlinthTestFail("timeGetDevCaps", 1, 1, 1);
     EXPECT_EQ(timeGetDevCaps(&caps, sizeof caps), TIMERR_NOCANDO);
+    PlinthTestReset();
 }
