@@ -1,0 +1,122 @@
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include "support/wide_text.h"
+#include <plinth_w32_system.h>
+
+namespace
+{
+
+struct Version
+{
+    DWORD platform, major, minor;
+    const char* answers; // one letter for each query that is true
+};
+
+std::string answers()
+{
+    const struct
+    {
+        char letter;
+        bool (*query)();
+    } queries[] = {{'5', CQvWinVersion::IsWin95},    {'8', CQvWinVersion::IsWin98},
+                   {'M', CQvWinVersion::IsWinME},    {'3', CQvWinVersion::IsWin35},
+                   {'4', CQvWinVersion::IsWin40},    {'2', CQvWinVersion::IsWin2k},
+                   {'x', CQvWinVersion::IsWinXP},    {'X', CQvWinVersion::IsWinXPOrGreater},
+                   {'v', CQvWinVersion::IsWinVista}, {'V', CQvWinVersion::IsWinVistaOrGreater},
+                   {'s', CQvWinVersion::IsWin7},     {'S', CQvWinVersion::IsWin7OrGreater},
+                   {'e', CQvWinVersion::IsWin8},     {'N', CQvWinVersion::IsWinNT}};
+    std::string result;
+    for (const auto& each : queries)
+        if (each.query())
+            result += each.letter;
+    return result;
+}
+
+TEST(WinVersion, QueriesAnswerFromTheRecord)
+{
+    const OSVERSIONINFOW real = CQvWinVersion::s_osVersionInfo;
+    EXPECT_EQ(real.dwOSVersionInfoSize, 276u);
+    EXPECT_NE(real.dwMajorVersion, 0u) << "filled while the library loaded";
+    const Version versions[] = {{1, 4, 0, "5"},     {1, 4, 10, "8"},    {1, 4, 90, "M"},
+                                {2, 3, 51, "3N"},   {2, 4, 0, "4N"},    {2, 5, 0, "2N"},
+                                {2, 5, 1, "xXN"},   {2, 5, 2, "XN"},    {2, 6, 0, "XvVN"},
+                                {2, 6, 1, "XVsSN"}, {2, 6, 2, "XVSeN"}, {2, 7, 0, "XVSN"},
+                                {2, 10, 0, "XVSN"}, {1, 6, 1, ""},      {0, 0, 0, ""}};
+    for (const Version& version : versions)
+    {
+        OSVERSIONINFOW& record = CQvWinVersion::s_osVersionInfo;
+        record.dwPlatformId = version.platform;
+        record.dwMajorVersion = version.major;
+        record.dwMinorVersion = version.minor;
+        EXPECT_EQ(answers(), version.answers)
+            << version.platform << ": " << version.major << "." << version.minor;
+    }
+    CQvWinVersion::s_osVersionInfo = real;
+    OSVERSIONINFOW copy;
+    CQvWinVersion::GetOSVersionInfo(copy);
+    EXPECT_EQ(std::memcmp(&copy, &real, sizeof copy), 0);
+}
+
+TEST(Identity, TellsTheBuildAndItsModules)
+{
+    EXPECT_TRUE(QV_Is64Bit());
+    EXPECT_FALSE(QV_Is32Bit());
+    EXPECT_TRUE(QV_Is64BitWindows());
+    EXPECT_EQ(test::utf8(QV_GetDllPref()) + "x" + test::utf8(QV_GetDllExt()), "x.dll");
+    wchar_t path[1024] = L"";
+    EXPECT_EQ(QV_GetModuleFileName(nullptr, path, 1024), QV_OK);
+    EXPECT_NE(test::utf8(path).find("w32_system_frame_tests"), std::string::npos);
+    EXPECT_EQ(QV_GetModuleFileName(reinterpret_cast<HMODULE>(uintptr_t{0x1230}), path, 1024), QV_OK)
+        << "the system's failure is not passed on";
+}
+
+void set_registry(DWORD number)
+{
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvane\\Misc", &key),
+              static_cast<LONG>(ERROR_SUCCESS));
+    RegSetValueExW(key, L"LocalOptions", 0, REG_DWORD, reinterpret_cast<BYTE*>(&number),
+                   sizeof number);
+    RegCloseKey(key);
+}
+
+TEST(LocalOption, IsReadOnceAndOnlyOneCounts)
+{
+    set_registry(2);
+    EXPECT_FALSE(QV_IsLocalOption(nullptr));
+    set_registry(1);
+    EXPECT_FALSE(QV_IsLocalOption(L"anything")) << "the first answer is kept";
+    QV_SetLocalOption(true);
+    EXPECT_TRUE(QV_IsLocalOption(nullptr));
+}
+
+TEST(LocalOption, WhatWasSetBeatsTheRegistry)
+{
+    set_registry(1);
+    QV_SetLocalOption(false);
+    EXPECT_FALSE(QV_IsLocalOption(nullptr));
+}
+
+TEST(LocalOption, ComesFromTheRegistry)
+{
+    set_registry(1);
+    EXPECT_TRUE(QV_IsLocalOption(nullptr));
+}
+
+TEST(SilentAssertion, AnswersAndBoundsItsText)
+{
+    EXPECT_EQ(DiagAssertW(0, L"x", nullptr, "file", 1), 1);
+    EXPECT_EQ(DiagAssertW(0, test::Wide(100'000, L'e'), test::Wide(100'000, L'm'),
+                          std::string(100'000, 'f').c_str(), 1),
+              1);
+}
+
+// Traces from a static object of the application, which goes before the library does.
+struct LateTracer
+{
+    ~LateTracer() { DiagOutputExW(L"from a static destructor"); }
+} g_late;
+
+} // namespace

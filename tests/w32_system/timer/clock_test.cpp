@@ -1,0 +1,62 @@
+#include <cmath>
+
+#include <gtest/gtest.h>
+
+#include <plinth_w32_system.h>
+
+namespace
+{
+
+TEST(TimeCounter, StepsForwardInMilliseconds)
+{
+    EXPECT_GT(QV_GetTimeCounterPrecision(), 0.0);
+    LARGE_INTEGER frequency;
+    ASSERT_TRUE(QueryPerformanceFrequency(&frequency));
+    EXPECT_DOUBLE_EQ(QV_GetTimeCounterPrecision(),
+                     1000.0 / static_cast<double>(frequency.QuadPart));
+    const double start = QV_GetTimeCounter();
+    Sleep(20);
+    const double passed = QV_GetTimeCounter() - start;
+    EXPECT_GE(passed, 19.0);
+}
+
+TEST(Sleep, EveryModeWaitsItsTimeAndNotLess)
+{
+    for (int mode = QV_PRECISION_SLEEP; mode <= QV_PRECISION_POSTED; ++mode)
+        for (const double wanted : {0.0, 3.0, 21.7})
+        {
+            const double start = QV_GetTimeCounter();
+            EXPECT_EQ(QV_Sleep(wanted, mode), QV_OK);
+            // The modes that only sleep do so for whole milliseconds.
+            const bool spins = mode != 1 && mode != 4 && mode != 9;
+            EXPECT_GE(QV_GetTimeCounter() - start, spins ? wanted : std::floor(wanted + 0.5) - 0.1)
+                << "mode " << mode;
+        }
+}
+
+TEST(Sleep, RefusesAnUnknownModeWithoutWaiting)
+{
+    const double start = QV_GetTimeCounter();
+    for (const int mode : {0, 10, -1})
+        EXPECT_EQ(QV_Sleep(60'000.0, mode), QV_ERR_NULLPTR);
+    for (int mode = QV_PRECISION_SLEEP; mode <= QV_PRECISION_POSTED; ++mode)
+        EXPECT_EQ(QV_Sleep(-60'000.0, mode), QV_OK) << "a negative time is over";
+    EXPECT_LT(QV_GetTimeCounter() - start, 60'000.0);
+}
+
+TEST(CycleCounter, IsAbsentAndSaysSo)
+{
+    EXPECT_EQ(rdtsc_initialize(), 0);
+    EXPECT_EQ(rdtsc_available(), 0);
+    EXPECT_EQ(rdtsc_count(), 0);
+    double frequency = 1.0;
+    double deviation = 0.0;
+    EXPECT_EQ(rdtsc_cpu_freq(&frequency, &deviation, 1, 0), 1);
+    EXPECT_EQ(frequency, 0.0);
+    EXPECT_EQ(deviation, 0.0);
+    EXPECT_EQ(rdtsc_cpu_freq(nullptr, &deviation, 1, 1), 0);
+    EXPECT_TRUE(std::isinf(rdtsc_count2seconds(5)));
+    EXPECT_TRUE(std::isnan(rdtsc_count2seconds(0)));
+}
+
+} // namespace
