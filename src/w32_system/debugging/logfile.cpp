@@ -176,26 +176,31 @@ void CQvLogFile::WriteByteOrderMark()
 // Writes the message, cut to limit - 1 characters. The status of the write.
 int CQvLogFile::WriteLocked(const wchar_t* message, size_t limit)
 {
+    const size_t most = limit - 1;
     uint64_t written = 0;
     int status = QV_ERR_SYSTEM;
-    const size_t length = BoundedLength(message, limit - 1);
     if (m_bUnicodeEnabled)
-        status = QV_WriteFile(m_hFile, message, length * sizeof *message, &written, nullptr);
+        status = QV_WriteFile(m_hFile, message, BoundedLength(message, most) * sizeof *message,
+                              &written, nullptr);
     else
     {
         char small[stack_copy_limit];
         std::unique_ptr<char[]> large;
         char* bytes = small;
-        if (length > sizeof small)
+        if (most > sizeof small)
         {
-            large.reset(new (std::nothrow) char[length]);
-            if (!large)
-                return QV_ERR_SYSTEM;
-            bytes = large.get();
+            const size_t length = BoundedLength(message, most);
+            if (length > sizeof small)
+            {
+                large.reset(new (std::nothrow) char[length]);
+                if (!large)
+                    return QV_ERR_SYSTEM;
+                bytes = large.get();
+            }
         }
-        // The low byte of each character; one that is zero ends the text.
+        // The low byte of each character. One that is zero ends the text, as the terminator's is.
         size_t count = 0;
-        while (count < length && (message[count] & 0xFF) != 0)
+        while (count < most && (message[count] & 0xFF) != 0)
         {
             bytes[count] = static_cast<char>(message[count] & 0xFF);
             ++count;

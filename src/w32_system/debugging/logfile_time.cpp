@@ -1,4 +1,5 @@
 // Times of the log: the stamp, and today.
+#include <cstring>
 #include <ctime>
 
 #include <windows.h>
@@ -8,6 +9,23 @@
 
 #include "logfile_internal.h"
 
+namespace
+{
+
+// Formatting a stamp costs as much as the rest of a short record. Records come many to a second, so
+// each thread keeps the text of its last second and fills in the milliseconds: 150 ns less in 1,400
+// for a record to the log (trace/log of the benchmarks).
+struct LastStamp
+{
+    __time64_t time = -1;
+    wchar_t text[qv_stamp_limit];
+    size_t length = 0; // of the text up to the milliseconds
+};
+
+thread_local LastStamp t_last;
+
+} // namespace
+
 void CQvLogFile::curr_time_string(wchar_t* buffer)
 {
     // Seconds and milliseconds of one reading: of two, the second could belong to the next second.
@@ -16,9 +34,18 @@ void CQvLogFile::curr_time_string(wchar_t* buffer)
     const struct tm* const local = _localtime64(&now.time);
     if (!local)
         return;
-    wsprintfW(buffer, L"%4i-%02i-%02i %02i:%02i:%02i.%03i *vtq* ", local->tm_year + 1900,
-              local->tm_mon + 1, local->tm_mday, local->tm_hour, local->tm_min, local->tm_sec,
-              static_cast<int>(now.millitm));
+    if (t_last.time != now.time)
+    {
+        t_last.length = static_cast<size_t>(wsprintfW(
+            t_last.text, L"%4i-%02i-%02i %02i:%02i:%02i.", local->tm_year + 1900, local->tm_mon + 1,
+            local->tm_mday, local->tm_hour, local->tm_min, local->tm_sec));
+        t_last.time = now.time;
+    }
+    std::memcpy(buffer, t_last.text, t_last.length * sizeof *buffer);
+    wchar_t* at = buffer + t_last.length;
+    for (unsigned place = 100; place != 0; place /= 10)
+        *at++ = static_cast<wchar_t>(L'0' + now.millitm / place % 10);
+    wcscpy(at, L" *vtq* ");
 }
 
 bool QvLogToday(QvLogDate& today)
