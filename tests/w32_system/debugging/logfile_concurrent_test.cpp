@@ -129,7 +129,10 @@ TEST(LogConcurrent, WritingGoesOnWhileOthersCloseSplitDisableAndClear)
         [&]
         {
             while (!done)
+            {
                 CQvLogFile::CloseLog();
+                Sleep(1); // each instance looks through the folder: leave the writers some time
+            }
         });
     others.emplace_back(
         [&]
@@ -138,6 +141,7 @@ TEST(LogConcurrent, WritingGoesOnWhileOthersCloseSplitDisableAndClear)
             {
                 CQvLogFile::EnableLog(false);
                 CQvLogFile::EnableLog(true);
+                Sleep(1);
             }
         });
     others.emplace_back(
@@ -145,6 +149,7 @@ TEST(LogConcurrent, WritingGoesOnWhileOthersCloseSplitDisableAndClear)
         {
             for (int i = 0; !done; ++i)
             {
+                Sleep(1);
                 CQvLogFile::LogPerSession(i % 2 == 0);
                 CQvLogFile::SetMaxLogMessageLength(i % 600);
                 CQvLogFile::ClearLog();
