@@ -1,0 +1,219 @@
+#include <cerrno>
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <plinth_platform_test.h>
+
+#include "support/processes.h"
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+std::string hive_file()
+{
+    return test::root() + "/registry/HKEY_LOCAL_MACHINE.reg";
+}
+
+LONG set_number(const wchar_t* path, const wchar_t* name, DWORD number)
+{
+    HKEY key = nullptr;
+    LONG result = RegCreateKeyW(HKEY_LOCAL_MACHINE, path, &key);
+    if (result != ERROR_SUCCESS)
+        return result;
+    result =
+        RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<BYTE*>(&number), sizeof number);
+    RegCloseKey(key);
+    return result;
+}
+
+// The number of a value, -1 if the key or the value is missing.
+int64_t get_number(const wchar_t* path, const wchar_t* name)
+{
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) != ERROR_SUCCESS)
+        return -1;
+    DWORD number = 0, size = sizeof number;
+    const LONG result =
+        RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(&number), &size);
+    RegCloseKey(key);
+    return result == ERROR_SUCCESS ? int64_t{number} : -1;
+}
+
+class Registry : public testing::Test
+{
+protected:
+    ~Registry() override { PlinthTestReset(); }
+};
+
+TEST_F(Registry, KeepsValuesWithoutRegardToCase)
+{
+    EXPECT_EQ(get_number(L"Software\\None", L"x"), -1);
+    EXPECT_EQ(set_number(L"Software\\Mine\\Deep", L"Value", 7), static_cast<LONG>(ERROR_SUCCESS));
+    EXPECT_EQ(get_number(L"SOFTWARE\\mine\\DEEP\\", L"vALUE"), 7);
+    EXPECT_EQ(set_number(L"software\\mine\\deep", L"value", 8), static_cast<LONG>(ERROR_SUCCESS));
+    EXPECT_EQ(get_number(L"Software\\Mine\\Deep", L"Value"), 8);
+    HKEY key = nullptr;
+    EXPECT_EQ(RegOpenKeyW(HKEY_LOCAL_MACHINE, L"Software\\Mine", &key),
+              static_cast<LONG>(ERROR_SUCCESS))
+        << "the keys above exist too";
+    RegCloseKey(key);
+}
+
+TEST_F(Registry, AnswersSizesAndTypesAsCallersAsk)
+{
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyW(HKEY_LOCAL_MACHINE, L"K", &key), static_cast<LONG>(ERROR_SUCCESS));
+    const BYTE bytes[] = {1, 2, 3, 0xff, 0};
+    ASSERT_EQ(RegSetValueExW(key, L"b", 0, REG_BINARY, bytes, sizeof bytes),
+              static_cast<LONG>(ERROR_SUCCESS));
+    DWORD type = 0, size = 0;
+    EXPECT_EQ(RegQueryValueExW(key, L"b", nullptr, &type, nullptr, &size),
+              static_cast<LONG>(ERROR_SUCCESS));
+    EXPECT_EQ(type, REG_BINARY);
+    EXPECT_EQ(size, 5u);
+    BYTE got[8] = {};
+    size = 4;
+    EXPECT_EQ(RegQueryValueExW(key, L"b", nullptr, &type, got, &size),
+              static_cast<LONG>(ERROR_MORE_DATA));
+    EXPECT_EQ(size, 5u);
+    EXPECT_EQ(RegQueryValueExW(key, L"b", nullptr, &type, got, &size),
+              static_cast<LONG>(ERROR_SUCCESS));
+    EXPECT_EQ(got[3], 0xff);
+    EXPECT_EQ(RegDeleteValueW(key, L"B"), static_cast<LONG>(ERROR_SUCCESS));
+    EXPECT_EQ(RegDeleteValueW(key, L"b"), static_cast<LONG>(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(RegCloseKey(key), static_cast<LONG>(ERROR_SUCCESS));
+    EXPECT_EQ(RegCloseKey(key), static_cast<LONG>(ERROR_INVALID_HANDLE)) << "it is stale";
+    EXPECT_EQ(RegQueryValueExW(key, L"b", nullptr, nullptr, nullptr, &size),
+              static_cast<LONG>(ERROR_INVALID_HANDLE));
+    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"K", 0, KEY_READ, &key),
+              static_cast<LONG>(ERROR_SUCCESS));
+    EXPECT_EQ(RegSetValueExW(key, L"b", 0, REG_BINARY, bytes, 1),
+              static_cast<LONG>(ERROR_ACCESS_DENIED));
+    RegCloseKey(key);
+}
+
+TEST_F(Registry, AFileEditedByHandIsReadAgain)
+{
+    fs::create_directories(test::root() + "/registry");
+    const std::string head = "Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\A\\B]\n";
+    test::write_file(hive_file(), head + "; a comment\n\"n\"=dword:0000002a\n");
+    EXPECT_EQ(get_number(L"a\\b", L"N"), 42);
+    test::write_file(hive_file(),
+                     "\xEF\xBB\xBF" + head + "\"n\"=dword:0000002b\r\n\"longer\"=\"x\"");
+    EXPECT_EQ(get_number(L"a\\b", L"n"), 43);
+}
+
+TEST_F(Registry, ADamagedFileIsKeptAsideAndNeverOverwritten)
+{
+    for (const char* damaged :
+         {"no heading", "Windows Registry Editor Version 5.00\n[HKEY_USERS\\x]",
+          "Windows Registry Editor Version 5.00\n\"orphan\"=dword:1\n",
+          "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\A]\n"
+          "\"cut\"=dword:00"
+          "zz\n",
+          "\xff\xfe\0\0"})
+    {
+        fs::remove_all(test::root() + "/registry");
+        fs::create_directories(test::root() + "/registry");
+        test::write_file(hive_file(), damaged);
+        EXPECT_EQ(get_number(L"A", L"x"), -1);
+        EXPECT_EQ(set_number(L"A", L"x", 5), static_cast<LONG>(ERROR_SUCCESS));
+        EXPECT_EQ(get_number(L"A", L"x"), 5);
+        EXPECT_EQ(test::read_file(hive_file() + ".damaged-1"), damaged);
+    }
+}
+
+TEST_F(Registry, AWriteThatFailsLeavesTheOldFileWhole)
+{
+    ASSERT_EQ(set_number(L"A", L"x", 1), static_cast<LONG>(ERROR_SUCCESS));
+    const std::string before = test::read_file(hive_file());
+    const struct
+    {
+        const char* call;
+        int error;
+        DWORD expected;
+    } faults[] = {{"write", ENOSPC, ERROR_DISK_FULL},
+                  {"fsync", EIO, ERROR_IO_DEVICE},
+                  {"rename", EROFS, ERROR_WRITE_PROTECT},
+                  {"fcntl", ENOLCK, ERROR_GEN_FAILURE}};
+    for (const auto& fault : faults)
+    {
+        PlinthTestFail(fault.call, 1, 1, fault.error);
+        EXPECT_EQ(set_number(L"A", L"x", 2), static_cast<LONG>(fault.expected)) << fault.call;
+        PlinthTestReset();
+        EXPECT_EQ(test::read_file(hive_file()), before);
+        EXPECT_EQ(get_number(L"A", L"x"), 1);
+    }
+    EXPECT_FALSE(fs::exists(hive_file() + ".new"));
+}
+
+int set_many(int, char** argv)
+{
+    for (int i = 0; i < 20; ++i)
+    {
+        const test::Wide name = argv[0] + std::to_string(i);
+        if (set_number(L"Shared", name, static_cast<DWORD>(i)) != ERROR_SUCCESS)
+            return 1;
+    }
+    return 0;
+}
+const test::ChildMain set_many_main("set-many", set_many);
+
+TEST_F(Registry, ConcurrentProcessesLoseNoValue)
+{
+    std::vector<test::Process> all;
+    for (const char* name : {"a", "b", "c"})
+        all.push_back(test::Process::child("set-many", {name}));
+    for (test::Process& each : all)
+        EXPECT_EQ(each.wait(), 0);
+    for (const char* name : {"a", "b", "c"})
+        for (int i = 0; i < 20; ++i)
+            EXPECT_EQ(get_number(L"Shared", test::Wide(name + std::to_string(i))), i);
+}
+
+// What was set is read back from the file, as every change drops what was read before.
+TEST_F(Registry, ValuesOfEveryTypeComeBackFromTheFileAsTheyWere)
+{
+    const struct
+    {
+        const wchar_t* name;
+        DWORD type;
+        std::vector<BYTE> data;
+    } values[] = {{L"", REG_SZ, {'d', 0, 0, 0}},
+                  {L"quote\"back\\slash]", REG_SZ, {'"', 0, '\\', 0, 0, 0}},
+                  {L"number", REG_DWORD, {0x78, 0x56, 0x34, 0x12}},
+                  {L"short number", REG_DWORD, {1, 2}},
+                  {L"bytes", REG_BINARY, std::vector<BYTE>(200, 0xAB)},
+                  {L"none", REG_BINARY, {}},
+                  {L"list", REG_MULTI_SZ, {'x', 0, 0, 0, 0, 0}},
+                  {L"unterminated", REG_SZ, {'x', 0}},
+                  {L"two lines", REG_SZ, {'x', 0, '\n', 0, 0, 0}},
+                  {L"surrogate", REG_SZ, {0x00, 0xd8, 0, 0}},
+                  {L"\u00e4\u20ac", REG_QWORD, {1, 2, 3, 4, 5, 6, 7, 8}}};
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, L"A [b]\\c", &key),
+              static_cast<LONG>(ERROR_SUCCESS));
+    for (const auto& value : values)
+        ASSERT_EQ(RegSetValueExW(key, value.name, 0, value.type, value.data.data(),
+                                 static_cast<DWORD>(value.data.size())),
+                  static_cast<LONG>(ERROR_SUCCESS));
+    for (const auto& value : values)
+    {
+        DWORD type = 0, size = 256;
+        std::vector<BYTE> data(size);
+        EXPECT_EQ(RegQueryValueExW(key, value.name, nullptr, &type, data.data(), &size),
+                  static_cast<LONG>(ERROR_SUCCESS))
+            << test::utf8(value.name);
+        data.resize(size);
+        EXPECT_EQ(type, value.type) << test::utf8(value.name);
+        EXPECT_EQ(data, value.data) << test::utf8(value.name);
+    }
+    RegCloseKey(key);
+}
+
+} // namespace
