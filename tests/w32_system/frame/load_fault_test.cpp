@@ -65,6 +65,10 @@ const test::ChildMain trace_while_ending_main("trace-while-ending", trace_while_
 
 TEST(Load, ThreadsThatTraceWhileTheProcessEndsDoNoHarm)
 {
+    // The leak check would stop these threads one by one at the exit, wherever they are, and is not
+    // what this test is about.
+    const char* const options = getenv("ASAN_OPTIONS");
+    setenv("ASAN_OPTIONS", (std::string(options ? options : "") + ":detect_leaks=0").c_str(), 1);
     for (int i = 0; i < 10; ++i)
         ASSERT_EQ(test::Process::child("trace-while-ending").wait(), 0);
 }
