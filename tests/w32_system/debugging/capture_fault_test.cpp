@@ -20,7 +20,7 @@ namespace
 std::mutex g_lock;
 std::condition_variable g_changed;
 std::vector<std::string> g_texts;
-std::atomic<bool> g_hold{false}; // the callback does not return while it is set
+std::atomic<bool> g_hold{false}; // the callback of the text "held" does not return while it is set
 
 void collect(const wchar_t* text)
 {
@@ -29,7 +29,7 @@ void collect(const wchar_t* text)
         g_texts.push_back(test::utf8(text));
         g_changed.notify_all();
     }
-    while (g_hold)
+    while (g_hold && test::utf8(text) == "held")
         Sleep(5);
 }
 
