@@ -1,8 +1,8 @@
 // The plain mutual exclusion lock: a mutex of the system behind a handle.
 //
-// The memory of a lock that was destroyed is kept for the next one and never given back: a thread
-// that comes too late, while a process ends, finds a lock that refuses and not somebody else's
-// memory.
+// A lock that was destroyed is kept for the next one, with its mutex, and never given back: a
+// thread that comes too late, while a process ends, finds a lock that refuses and not somebody
+// else's memory, and one that still holds it can let it go.
 #include <atomic>
 #include <cerrno>
 #include <new>
@@ -11,7 +11,7 @@
 
 struct pthread_mutexCS_t_
 {
-    pthread_mutex_t mutex;
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     std::atomic<bool> live{false};
     pthread_mutexCS_t_* next = nullptr; // while it is not used
 };
@@ -58,12 +58,6 @@ extern "C" int pthread_mutexCS_init(pthread_mutexCS_t* lock, const pthread_mutex
     pthread_mutexCS_t const made = TakeMemory();
     if (!made)
         return ENOMEM;
-    const int error = pthread_mutex_init(&made->mutex, nullptr);
-    if (error)
-    {
-        KeepMemory(made);
-        return error;
-    }
     made->live.store(true, std::memory_order_release);
     std::atomic_ref(*lock).store(made, std::memory_order_release);
     return 0;
@@ -76,15 +70,20 @@ extern "C" int pthread_mutexCS_destroy(pthread_mutexCS_t* lock)
         return EINVAL;
     std::atomic_ref(*lock).store(nullptr, std::memory_order_release);
     gone->live.store(false, std::memory_order_release);
-    const int error = pthread_mutex_destroy(&gone->mutex);
     KeepMemory(gone);
-    return error;
+    return 0;
 }
 
 extern "C" int pthread_mutexCS_lock(pthread_mutexCS_t* lock)
 {
     pthread_mutexCS_t const live = Live(lock);
-    return live ? pthread_mutex_lock(&live->mutex) : EINVAL;
+    if (!live)
+        return EINVAL;
+    const int error = pthread_mutex_lock(&live->mutex);
+    if (error || live->live.load(std::memory_order_acquire))
+        return error;
+    pthread_mutex_unlock(&live->mutex); // destroyed while this thread waited
+    return EINVAL;
 }
 
 extern "C" int pthread_mutexCS_trylock(pthread_mutexCS_t* lock)
@@ -95,6 +94,9 @@ extern "C" int pthread_mutexCS_trylock(pthread_mutexCS_t* lock)
 
 extern "C" int pthread_mutexCS_unlock(pthread_mutexCS_t* lock)
 {
-    pthread_mutexCS_t const live = Live(lock);
-    return live ? pthread_mutex_unlock(&live->mutex) : EINVAL;
+    if (!lock)
+        return EINVAL;
+    // Also one that has been destroyed since, by way of a copy of its handle.
+    pthread_mutexCS_t const held = std::atomic_ref(*lock).load(std::memory_order_acquire);
+    return held ? pthread_mutex_unlock(&held->mutex) : EINVAL;
 }

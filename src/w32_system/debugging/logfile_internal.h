@@ -28,16 +28,21 @@ inline constexpr const wchar_t* qv_value_per_session = L"LogPerSession_4";
 class QvLogLock
 {
 public:
-    QvLogLock() : m_locked(pthread_mutexCS_lock(&CQvLogFile::m_classLock) == 0) {}
+    QvLogLock()
+        : m_lock(std::atomic_ref(CQvLogFile::m_classLock).load(std::memory_order_acquire)),
+          m_locked(pthread_mutexCS_lock(&m_lock) == 0)
+    {
+    }
     QvLogLock(const QvLogLock&) = delete;
     QvLogLock& operator=(const QvLogLock&) = delete;
     ~QvLogLock()
     {
         if (m_locked)
-            pthread_mutexCS_unlock(&CQvLogFile::m_classLock);
+            pthread_mutexCS_unlock(&m_lock);
     }
 
 private:
+    pthread_mutexCS_t m_lock; // as it was when it was taken: the library may end meanwhile
     const bool m_locked;
 };
 

@@ -16,6 +16,7 @@
 
 #include "frame.h"
 #include "trace_location.h"
+#include "trace_lock.h"
 
 namespace
 {
@@ -31,7 +32,7 @@ public:
     {
         static QvTearDown tearDown;
         ::new (static_cast<void*>(s_storage)) Map();
-        QvPushTearDown(tearDown, [] { Get().~Map(); });
+        QvPushTearDown(tearDown, TearDown);
     }
     // Null if the window has had no record yet.
     static const double* Find(int32_t window)
@@ -43,6 +44,21 @@ public:
 
 private:
     using Map = std::map<int32_t, double>;
+
+    // A thread may be in the middle of a record while the process ends: the table goes when that is
+    // done. If the lock is held for good, by a thread that was ended with it, the table stays.
+    static void TearDown()
+    {
+        constexpr int attempts = 100;
+        for (int attempt = 0; attempt < attempts; ++attempt, Sleep(1))
+            if (TryEnterCriticalSection(&s_traceLock))
+            {
+                Get().~Map();
+                LeaveCriticalSection(&s_traceLock);
+                return;
+            }
+    }
+
     static Map& Get() { return *std::launder(reinterpret_cast<Map*>(s_storage)); }
     alignas(Map) static inline unsigned char s_storage[sizeof(Map)];
 };
