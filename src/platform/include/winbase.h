@@ -266,6 +266,9 @@ extern "C"
     // Modules and resources.
     PLINTH_PLATFORM_API DWORD WINAPI GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
     PLINTH_PLATFORM_API HMODULE WINAPI LoadLibraryExW(LPCWSTR path, HANDLE file, DWORD flags);
+    PLINTH_PLATFORM_API HMODULE WINAPI LoadLibraryW(LPCWSTR path);
+    PLINTH_PLATFORM_API HMODULE WINAPI GetModuleHandleW(LPCWSTR name); // null: the program
+    PLINTH_PLATFORM_API FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);
     PLINTH_PLATFORM_API BOOL WINAPI FreeLibrary(HMODULE module);
     PLINTH_PLATFORM_API HRSRC WINAPI FindResourceW(HMODULE module, LPCWSTR name, LPCWSTR type);
     PLINTH_PLATFORM_API HGLOBAL WINAPI LoadResource(HMODULE module, HRSRC resource);

@@ -1,6 +1,7 @@
 // Modules: the program's own path, and module files opened as data.
 //
-// A file that is opened as data gives a handle that reads as a module without resources.
+// A file that is opened as data gives a handle that reads as a module without resources. The
+// system's own modules are always there (system_modules.h).
 #include <mutex>
 #include <new>
 #include <set>
@@ -10,6 +11,7 @@
 #include "system/calls.h"
 #include "system/last_error.h"
 #include "system/text.h"
+#include "system_modules.h"
 #include "windows.h"
 
 using namespace platform;
@@ -50,7 +52,7 @@ extern "C" DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size)
         return static_cast<DWORD>(fail_with(static_cast<DWORD>(error)));
     char path[native_path_limit];
     std::string native;
-    if (!module)
+    if (!module || module == program_module())
     {
         const ssize_t length = sys::readlink("/proc/self/exe", path, sizeof path);
         if (length < 0)
@@ -83,6 +85,9 @@ extern "C" DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size)
 
 extern "C" HMODULE LoadLibraryExW(LPCWSTR path, HANDLE, DWORD flags)
 {
+    if (path && !(flags & LOAD_LIBRARY_AS_DATAFILE))
+        if (const HMODULE found = find_system_module(path))
+            return found;
     const NativePath native(path);
     if (!native.ok())
         return nullptr;
@@ -116,8 +121,15 @@ extern "C" HMODULE LoadLibraryExW(LPCWSTR path, HANDLE, DWORD flags)
     }
 }
 
+extern "C" HMODULE LoadLibraryW(LPCWSTR path)
+{
+    return LoadLibraryExW(path, nullptr, 0);
+}
+
 extern "C" BOOL FreeLibrary(HMODULE module)
 {
+    if (system_module(module))
+        return TRUE;
     const std::lock_guard guard(data_modules().lock);
     DataModule* const found = find_module(module);
     if (!found)

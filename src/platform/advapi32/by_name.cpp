@@ -1,0 +1,15 @@
+// What "advapi32.dll" gives by name.
+#include "kernel32/system_modules.h"
+#include "windows.h"
+
+const platform::SystemModule& platform::advapi32_module()
+{
+    static const NamedFunction functions[] = {
+        by_name("GetUserNameW", GetUserNameW),
+        by_name("InitializeSecurityDescriptor", InitializeSecurityDescriptor),
+        by_name("LookupAccountNameW", LookupAccountNameW),
+        by_name("SetSecurityDescriptorDacl", SetSecurityDescriptorDacl),
+    };
+    static const SystemModule module = {"advapi32.dll", functions};
+    return module;
+}

@@ -1,0 +1,106 @@
+// Looking up modules and their functions by name.
+//
+// A module's handle is the address of its table and is good for the whole process: there is nothing
+// to load or to free.
+#include "system_modules.h"
+
+#include <cstring>
+#include <string>
+
+#include "system/faults.h"
+#include "system/last_error.h"
+#include "system/text.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+using ModuleTable = const SystemModule& (*)();
+constexpr ModuleTable all_modules[] = {advapi32_module, user32_module};
+
+HMODULE handle_of(const SystemModule& module)
+{
+    return reinterpret_cast<HMODULE>(const_cast<SystemModule*>(&module));
+}
+
+// Module names are ASCII.
+bool equal_folded(const std::string& name, const char* lower_case)
+{
+    if (name.size() != std::strlen(lower_case))
+        return false;
+    for (size_t i = 0; i < name.size(); ++i)
+        if ((name[i] >= 'A' && name[i] <= 'Z' ? name[i] + ('a' - 'A') : name[i]) != lower_case[i])
+            return false;
+    return true;
+}
+
+} // namespace
+
+namespace platform
+{
+
+HMODULE find_system_module(LPCWSTR name)
+{
+    std::string wanted = to_utf8(name);
+    if (wanted.find('.') == std::string::npos)
+        wanted += ".dll";
+    for (const ModuleTable table : all_modules)
+        if (equal_folded(wanted, table().name))
+            return handle_of(table());
+    return nullptr;
+}
+
+const SystemModule* system_module(HMODULE module)
+{
+    for (const ModuleTable table : all_modules)
+        if (handle_of(table()) == module)
+            return &table();
+    return nullptr;
+}
+
+HMODULE program_module()
+{
+    static HINSTANCE__ program = {};
+    return &program;
+}
+
+} // namespace platform
+
+extern "C" HMODULE GetModuleHandleW(LPCWSTR name)
+{
+    int error = 0;
+    if (api_fault("GetModuleHandleW", error))
+    {
+        fail_with(static_cast<DWORD>(error));
+        return nullptr;
+    }
+    if (!name)
+        return program_module();
+    const HMODULE found = find_system_module(name);
+    if (!found)
+        fail_with(ERROR_MOD_NOT_FOUND);
+    return found;
+}
+
+extern "C" FARPROC GetProcAddress(HMODULE module, LPCSTR name)
+{
+    int error = 0;
+    if (api_fault("GetProcAddress", error))
+    {
+        fail_with(static_cast<DWORD>(error));
+        return nullptr;
+    }
+    const SystemModule* const found = system_module(module);
+    if (!found || !name)
+    {
+        fail_with(found ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND);
+        return nullptr;
+    }
+    for (const NamedFunction& each : found->functions)
+        if (std::strcmp(each.name, name) == 0)
+            return reinterpret_cast<FARPROC>(each.function);
+    fail_with(ERROR_PROC_NOT_FOUND);
+    return nullptr;
+}
