@@ -9,6 +9,7 @@
 
 #include "support/log_files.h"
 #include "support/processes.h"
+#include "support/soak.h"
 
 namespace
 {
@@ -22,12 +23,16 @@ constexpr int records = 20'000;
 constexpr int processes = 4;
 constexpr int threads = 4;
 
-void log_records(int process, int thread)
+// Each record is filled up with dots to the length.
+void log_records(int process, int thread, int count, size_t length)
 {
-    for (int i = 0; i < records; ++i)
+    for (int i = 0; i < count; ++i)
     {
-        wchar_t text[64];
-        QV_swprintf(text, L"<%d.%d.%d>\r\n", process, thread, i);
+        wchar_t text[512];
+        size_t end = static_cast<size_t>(QV_swprintf(text, L"<%d.%d.%d>", process, thread, i));
+        while (end < length)
+            text[end++] = L'.';
+        QV_swprintf(text + end, L"\r\n");
         while (QV_Log(text) != QV_OK)
         {
         }
@@ -38,7 +43,7 @@ int log_from_threads(int, char** argv)
 {
     std::vector<std::thread> all;
     for (int thread = 0; thread < threads; ++thread)
-        all.emplace_back(log_records, atoi(argv[0]), thread);
+        all.emplace_back(log_records, atoi(argv[0]), thread, records, 0);
     for (std::thread& each : all)
         each.join();
     return 0;
@@ -46,30 +51,31 @@ int log_from_threads(int, char** argv)
 const test::ChildMain log_from_threads_main("log-from-threads", log_from_threads);
 
 // Reads every log of the folder and tells whether each record is there once, whole, in order.
-void expect_every_record(int process_count, int thread_count)
+void expect_every_record(int process_count, int thread_count, int count)
 {
     std::map<std::pair<int, int>, int> next;
-    int other = 0;
     for (const std::string& name : test::log_names())
     {
         std::istringstream file(test::read_file(test::log_folder() + "/" + name));
         for (std::string line; std::getline(file, line);)
         {
-            int process, thread, number;
-            char end;
-            if (sscanf(line.c_str(), "<%d.%d.%d%c", &process, &thread, &number, &end) != 4 ||
-                end != '>' || line.back() != '\r')
+            int process, thread, number, end = 0;
+            sscanf(line.c_str(), "<%d.%d.%d>%n", &process, &thread, &number, &end);
+            if (end == 0 ||
+                line.find_first_not_of('.', static_cast<size_t>(end)) != line.size() - 1 ||
+                line.back() != '\r')
             {
-                ++other; // session headers, and the record of each load
+                // session headers, and the record of each load
                 EXPECT_NE(line.find(" *vtq* "), std::string::npos) << "torn: " << line;
                 continue;
             }
-            ASSERT_EQ((next[{process, thread}]++), number) << "lost, doubled or out of order";
+            ASSERT_EQ((next[{process, thread}]++), number)
+                << name << ": lost, doubled or out of order";
         }
     }
     EXPECT_EQ(next.size(), static_cast<size_t>(process_count * thread_count));
     for (const auto& each : next)
-        EXPECT_EQ(each.second, records);
+        EXPECT_EQ(each.second, count);
 }
 
 TEST(LogConcurrent, FourProcessesWithFourThreadsLoseAndTearNothing)
@@ -82,42 +88,42 @@ TEST(LogConcurrent, FourProcessesWithFourThreadsLoseAndTearNothing)
     for (test::Process& each : all)
         EXPECT_EQ(each.wait(), 0);
     EXPECT_EQ(test::log_names().size(), 1u);
-    expect_every_record(processes, threads);
+    expect_every_record(processes, threads, records);
 }
 
+// PLINTH_SOAK_SECONDS makes it go on for so long.
 TEST(LogConcurrent, SplitsLoseNothing)
 {
-    test::set_log_setting(L"LogPerSession_4", 0);
-    test::start_log();
-    EXPECT_EQ(CQvLogFile::SetProperties(0, 10), QV_OK); // the running limit of 0: at each MiB
-    std::vector<std::thread> all;
-    for (int thread = 0; thread < 8; ++thread)
-        all.emplace_back(
-            []
-            {
-                CQvLogFile::SetProperties(0, 10);
-                wchar_t filler[512];
-                for (wchar_t& c : filler)
-                    c = L'.';
-                filler[500] = L'\0';
-                for (int i = 0; i < records / 10; ++i)
-                    QV_Log(filler);
-                QV_Log(L" *vtq* \r\n");
-            });
-    all.emplace_back(log_records, 1, 1);
-    for (std::thread& each : all)
-        each.join();
-    std::map<int, int> seen;
-    for (const std::string& name : test::log_names())
+    constexpr int writers = 8;
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+    constexpr size_t length = 500; // fewer records, and as many splits
+#else
+    constexpr size_t length = 100;
+#endif
+    constexpr int count = length == 100 ? 25'000 : 2'000;
+    const test::SoakTime soak;
+    uint64_t total = 0;
+    size_t files = 0;
+    do
     {
-        const std::string content = test::read_file(test::log_folder() + "/" + name);
-        for (size_t at = content.find("<1.1."); at != std::string::npos;
-             at = content.find("<1.1.", at + 1))
-            ++seen[atoi(content.c_str() + at + 5)];
-    }
-    EXPECT_EQ(seen.size(), static_cast<size_t>(records));
-    for (const auto& each : seen)
-        ASSERT_EQ(each.second, 1) << each.first;
+        test::set_log_setting(L"LogPerSession_4", 0);
+        test::set_log_setting(L"MaxLogMBytes", 1);
+        test::start_log();
+        std::vector<std::thread> all;
+        for (int thread = 0; thread < writers; ++thread)
+            all.emplace_back(log_records, 1, thread, count, length);
+        for (std::thread& each : all)
+            each.join();
+        files += test::log_names().size();
+        // A file takes at most the limit, what makes a whole MiB more, and the record behind it.
+        EXPECT_GE(test::log_names().size(), writers * count * length / (2u << 20));
+        expect_every_record(1, writers, count);
+        if (HasFailure())
+            return;
+        total += static_cast<uint64_t>(writers) * count;
+    } while (soak.goes_on());
+    soak.report("records", total);
+    soak.report("files", files);
 }
 
 TEST(LogConcurrent, WritingGoesOnWhileOthersCloseSplitDisableAndClear)
