@@ -1,0 +1,196 @@
+// The thread pool as its callers see it: making it, handing a call over, ending it.
+//
+// A call goes through a mailbox with room for one. The pool mutex lets in one caller at a time; the
+// worker that has emptied the mailbox posts m_CtxSem, and the caller goes.
+#include "threadpool.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+
+namespace
+{
+
+constexpr const char* source_name = "src\\w32_system\\threadpool\\threadpool";
+
+} // namespace
+
+CThreadPool* CThreadPool::CreateThreadPool()
+{
+    return new (std::nothrow) CThreadPool;
+}
+
+CThreadPool::CThreadPool()
+    : m_uThreadCount(0), m_uWorkingThreadCount(0), m_bDestroying(false), m_pCalledThread(nullptr),
+      m_pfnCall(nullptr), m_pCallArg(nullptr)
+{
+    DiagOutputExW_hlp(source_name, __LINE__);
+    if (CQvLogFile::Detail())
+        DiagOutputExW(L"Thread Pool, constructor");
+    QvPoolRequire(pthread_mutex_init(&m_PoolMutex, nullptr) == 0,
+                  L"pthread_mutex_init(&m_PoolMutex, NULL)", __LINE__);
+    QvPoolRequire(pthread_mutex_init(&m_ThreadMutex, nullptr) == 0,
+                  L"pthread_mutex_init(&m_ThreadMutex, NULL)", __LINE__);
+    QvPoolRequire(pthread_cond_init(&m_FinishSignal, nullptr) == 0,
+                  L"pthread_cond_init(&m_FinishSignal, NULL)", __LINE__);
+    QvPoolRequire(sem_init(&m_CtxSem, 0, 0) == 0, L"sem_init (&m_CtxSem, 0, 0)", __LINE__);
+}
+
+CThreadPool::~CThreadPool()
+{
+    QvPoolRequire(sem_destroy(&m_CtxSem) == 0, L"sem_destroy(&m_CtxSem)", __LINE__);
+    QvPoolRequire(pthread_cond_destroy(&m_FinishSignal) == 0,
+                  L"pthread_cond_destroy(&m_FinishSignal)", __LINE__);
+    QvPoolRequire(pthread_mutex_destroy(&m_ThreadMutex) == 0,
+                  L"pthread_mutex_destroy(&m_ThreadMutex)", __LINE__);
+    QvPoolRequire(pthread_mutex_destroy(&m_PoolMutex) == 0, L"pthread_mutex_destroy(&m_PoolMutex)",
+                  __LINE__);
+    DiagOutputExW_hlp(source_name, __LINE__);
+    if (CQvLogFile::Detail())
+        DiagOutputExW(L"Thread Pool, destructor");
+}
+
+void CThreadPool::DestroyThreadPool(CThreadPool* pPool)
+{
+    QvPoolRequire(pPool != nullptr, L"!pPool", __LINE__);
+    if (!pPool)
+        return;
+    pPool->LockPool();
+    pPool->LockThreads();
+    DiagOutputExW_hlp(source_name, __LINE__);
+    if (CQvLogFile::Detail())
+        DiagOutputExW(L"Thread Pool, started destroying all threads, m_uThreadCount = %d",
+                      pPool->m_uThreadCount);
+    pPool->m_bDestroying = true;
+    for (ThreadInfo* const info : pPool->m_ThreadInfo)
+        if (info->m_bWaiting)
+            pPool->SignalThread(&info->m_Signal);
+    // A wait may end without a signal.
+    while (pPool->m_uThreadCount != 0)
+    {
+        const bool good = pthread_cond_wait(&pPool->m_FinishSignal, &pPool->m_ThreadMutex) == 0;
+        QvPoolRequire(good, L"pthread_cond_wait(&m_FinishSignal, &m_ThreadMutex)", __LINE__);
+    }
+    pPool->UnlockThreads();
+    pPool->UnlockPool();
+    delete pPool;
+}
+
+int CThreadPool::MakeCallFromThreadPool(void* (*pfn)(void*), void* pArg)
+{
+    LockPool();
+    LockThreads();
+    m_pfnCall = pfn;
+    m_pCallArg = pArg;
+    if (m_uWorkingThreadCount != m_uThreadCount)
+    {
+        ThreadInfo* const info = ChooseWorker();
+        QvPoolRequire(info != nullptr, L"!pThreadInfo", __LINE__);
+        if (info)
+        {
+            m_pCalledThread = info;
+            SignalThread(&info->m_Signal);
+            UnlockThreads(); // the worker needs it to come out of its wait
+            WaitCtx();
+            UnlockPool();
+            return QV_OK;
+        }
+    }
+    // The room for the worker's record is made before there is a worker: it could tell nobody that
+    // it found none.
+    pthread_t thread;
+    if (!MakeRoom() || pthread_create(&thread, nullptr, WorkerProcedure, this) != 0)
+    {
+        UnlockThreads();
+        UnlockPool();
+        return QV_ERR_SYSTEM;
+    }
+    QvPoolRequire(pthread_detach(thread) == 0, L"pthread_detach(thread)", __LINE__);
+    // Held across the wait: the new worker enters itself under this thread's lock.
+    WaitCtx();
+    UnlockThreads();
+    UnlockPool();
+    return QV_OK;
+}
+
+// False without memory for one more worker; the pool is as it was.
+bool CThreadPool::MakeRoom()
+{
+    if (m_ThreadInfo.size() < m_ThreadInfo.capacity())
+        return true;
+    try
+    {
+        m_ThreadInfo.reserve(std::max<size_t>(4, 2 * m_ThreadInfo.capacity()));
+        return true;
+    }
+    catch (...)
+    {
+        return false;
+    }
+}
+
+// The waiting worker with the most time left, the earliest on a tie; those close to their end are
+// left to it, and so the pool shrinks. If none has time left the last one that waits.
+CThreadPool::ThreadInfo* CThreadPool::ChooseWorker() const
+{
+    const uint32_t now = QvPoolClock();
+    ThreadInfo* last = nullptr;
+    ThreadInfo* best = nullptr;
+    uint32_t most = 0;
+    for (ThreadInfo* const info : m_ThreadInfo)
+    {
+        if (!info->m_bWaiting)
+            continue;
+        last = info;
+        if (info->m_uWakeTime > now && info->m_uWakeTime - now > most)
+        {
+            best = info;
+            most = info->m_uWakeTime - now;
+        }
+    }
+    return best ? best : last;
+}
+
+void CThreadPool::LockPool()
+{
+    QvPoolRequire(pthread_mutex_lock(&m_PoolMutex) == 0, L"pthread_mutex_lock(&m_PoolMutex)",
+                  __LINE__);
+}
+
+void CThreadPool::UnlockPool()
+{
+    QvPoolRequire(pthread_mutex_unlock(&m_PoolMutex) == 0, L"pthread_mutex_unlock(&m_PoolMutex)",
+                  __LINE__);
+}
+
+void CThreadPool::LockThreads()
+{
+    QvPoolRequire(pthread_mutex_lock(&m_ThreadMutex) == 0, L"pthread_mutex_lock(&m_ThreadMutex)",
+                  __LINE__);
+}
+
+void CThreadPool::UnlockThreads()
+{
+    QvPoolRequire(pthread_mutex_unlock(&m_ThreadMutex) == 0,
+                  L"pthread_mutex_unlock(&m_ThreadMutex)", __LINE__);
+}
+
+void CThreadPool::SignalThread(pthread_cond_t* pSignal)
+{
+    QvPoolRequire(pthread_cond_signal(pSignal) == 0, L"pthread_cond_signal(pSignal)", __LINE__);
+}
+
+// A signal handler of the application may interrupt the wait, which is no failure.
+void CThreadPool::WaitCtx()
+{
+    int result;
+    while ((result = sem_wait(&m_CtxSem)) != 0 && errno == EINTR)
+    {
+    }
+    QvPoolRequire(result == 0, L"sem_wait(&m_CtxSem)", __LINE__);
+}
+
+void CThreadPool::PostCtx()
+{
+    QvPoolRequire(sem_post(&m_CtxSem) == 0, L"sem_post(&m_CtxSem)", __LINE__);
+}

@@ -1,0 +1,34 @@
+// What the two sides of the pool share: a worker's record, and how a failed call is reported.
+#pragma once
+
+#include "plinth_w32_system.h"
+
+// One worker. It lives on the worker's own stack; the pool holds a pointer to it, guarded with all
+// its fields by the pool's thread mutex.
+struct CThreadPool::ThreadInfo
+{
+    ThreadInfo();
+    ~ThreadInfo();
+    ThreadInfo(const ThreadInfo&) = delete;
+    ThreadInfo& operator=(const ThreadInfo&) = delete;
+
+    pthread_t m_Thread;
+    uint32_t m_uTimeout;  // ms, of the wait that m_bWaiting speaks of
+    uint32_t m_uWakeTime; // when that wait runs out: the library's clock in ms, cut to 32 bits
+    bool m_bWaiting;
+    pthread_cond_t m_Signal; // a worker's own, so that the chosen one can be woken
+};
+
+// Reports what must not be, with the condition or the failing call as text, and goes on: the
+// pool has no better way out of a lock that fails.
+inline void QvPoolRequire(bool good, const wchar_t* failure, int line)
+{
+    if (!good) [[unlikely]]
+        DiagAssertW(0, failure, nullptr, "src\\w32_system\\threadpool\\threadpool", line);
+}
+
+// The library's clock in whole milliseconds, cut to 32 bits. Differences survive the cut.
+inline uint32_t QvPoolClock()
+{
+    return static_cast<uint32_t>(static_cast<int64_t>(QV_GetTimeCounter()));
+}

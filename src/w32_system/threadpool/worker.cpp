@@ -1,0 +1,127 @@
+// A worker of the thread pool, from its first call to its end.
+#include "threadpool.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+
+#include <windows.h>
+
+#include <tchar.h>
+
+namespace
+{
+
+constexpr uint32_t max_waiting = 3;
+constexpr uint32_t timeouts[] = {60000, 30000, 15000, 5000}; // ms
+
+} // namespace
+
+CThreadPool::ThreadInfo::ThreadInfo()
+    : m_Thread(pthread_self()), m_uTimeout(0), m_uWakeTime(0), m_bWaiting(false)
+{
+    QvPoolRequire(pthread_cond_init(&m_Signal, nullptr) == 0, L"pthread_cond_init(&m_Signal, NULL)",
+                  __LINE__);
+}
+
+CThreadPool::ThreadInfo::~ThreadInfo()
+{
+    QvPoolRequire(pthread_cond_destroy(&m_Signal) == 0, L"pthread_cond_destroy(&m_Signal)",
+                  __LINE__);
+}
+
+void* CThreadPool::WorkerProcedure(void* pool)
+{
+    static_cast<CThreadPool*>(pool)->Work();
+    return nullptr;
+}
+
+void CThreadPool::Work()
+{
+    // Until the first post this thread works under its creator's locks.
+    void* (*call)(void*) = m_pfnCall;
+    void* argument = m_pCallArg;
+    ThreadInfo info;
+    m_ThreadInfo.push_back(&info); // there is room
+    ++m_uThreadCount;
+    ++m_uWorkingThreadCount;
+    CheckCounts();
+    PostCtx();
+    call(argument);
+
+    LockThreads();
+    --m_uWorkingThreadCount;
+    while (!m_bDestroying)
+    {
+        const uint32_t timeout = ChooseTimeout();
+        if (timeout == 0)
+            break;
+        WaitForCall(info, timeout);
+        // Not why the wait ended decides but whether there is a call: one may have come for a
+        // worker that had run out of time and was still on its way to the lock.
+        if (m_bDestroying || m_pCalledThread != &info)
+            break;
+        call = m_pfnCall;
+        argument = m_pCallArg;
+        ++m_uWorkingThreadCount;
+        m_pCalledThread = nullptr;
+        CheckCounts();
+        PostCtx();
+        UnlockThreads();
+        call(argument);
+        LockThreads();
+        --m_uWorkingThreadCount;
+    }
+    Remove(info);
+    UnlockThreads();
+}
+
+void CThreadPool::CheckCounts() const
+{
+    QvPoolRequire(m_uThreadCount >= m_uWorkingThreadCount,
+                  L"pPool->m_uThreadCount < pPool->m_uWorkingThreadCount", __LINE__);
+}
+
+// The milliseconds that the calling worker, counted but not yet marked as waiting, is to wait; 0 if
+// enough others do. Each of those that wait has a time of its own.
+uint32_t CThreadPool::ChooseTimeout() const
+{
+    QvPoolRequire(m_uThreadCount != 0, L"m_uThreadCount == 0", __LINE__);
+    const uint32_t uWaitingThreadsCount = m_uThreadCount - m_uWorkingThreadCount;
+    QvPoolRequire(uWaitingThreadsCount != 0, L"uWaitingThreadsCount == 0", __LINE__);
+    if (uWaitingThreadsCount > max_waiting)
+        return 0;
+    for (const uint32_t timeout : timeouts)
+        if (std::none_of(m_ThreadInfo.begin(), m_ThreadInfo.end(),
+                         [&](const ThreadInfo* info)
+                         { return info->m_bWaiting && info->m_uTimeout == timeout; }))
+            return timeout;
+    return *std::rbegin(timeouts);
+}
+
+void CThreadPool::WaitForCall(ThreadInfo& info, uint32_t timeout)
+{
+    info.m_uTimeout = timeout;
+    info.m_bWaiting = true;
+    info.m_uWakeTime = QvPoolClock() + timeout;
+    timespec deadline;
+    deadline.tv_sec = static_cast<time_t>(_time64(nullptr) + timeout / 1000);
+    deadline.tv_nsec = static_cast<long>((timeout / 1000.0 - timeout / 1000) * 1e9);
+    const int result = pthread_cond_timedwait(&info.m_Signal, &m_ThreadMutex, &deadline);
+    info.m_bWaiting = false;
+    QvPoolRequire(result == 0 || result == ETIMEDOUT, L"true", __LINE__);
+}
+
+void CThreadPool::Remove(ThreadInfo& info)
+{
+    const auto it = std::find(m_ThreadInfo.begin(), m_ThreadInfo.end(), &info);
+    QvPoolRequire(it != m_ThreadInfo.end(), L"it == m_ThreadInfo.end()", __LINE__);
+    if (it != m_ThreadInfo.end())
+    {
+        m_ThreadInfo.erase(it);
+        --m_uThreadCount;
+    }
+    if (m_bDestroying && m_ThreadInfo.empty())
+        QvPoolRequire(pthread_cond_signal(&m_FinishSignal) == 0,
+                      L"pthread_cond_signal(&m_FinishSignal)", __LINE__);
+}

@@ -1,0 +1,91 @@
+// The measurement of a block's time, by a tick that the test sets.
+#include <gtest/gtest.h>
+
+#include <plinth_platform_test.h>
+
+#include "support/log_files.h"
+#include "support/wide_text.h"
+
+namespace
+{
+
+// The texts of the records that end in " ms", without their stamps.
+std::string measurements()
+{
+    std::string texts;
+    const std::string content = test::log_content();
+    for (size_t at = 0, end; (end = content.find("\r\n", at)) != std::string::npos; at = end + 2)
+        if (const std::string line = content.substr(at, end - at); line.ends_with(" ms"))
+            texts += line.substr(30) + ';';
+    return texts;
+}
+
+class ExecutionTime : public testing::Test
+{
+protected:
+    ExecutionTime() { test::start_log(); }
+    ~ExecutionTime() override { PlinthTestReset(); }
+};
+
+TEST_F(ExecutionTime, ARecordPerBlockTheInnerOneFirst)
+{
+    PlinthTestSetTick(1000);
+    {
+        const CQvTraceExecutionTime outer(L"outer, 100%s", 0);
+        PlinthTestSetTick(3000);
+        {
+            CQvTraceExecutionTime unnamed(L"", 1);
+            PlinthTestSetTick(10'000);
+            EXPECT_GE(unnamed.GetTimeToNowMs(), 7000);
+        }
+        PlinthTestSetTick(61'000);
+    }
+    EXPECT_TRUE(measurements().starts_with(" took 70")) << measurements();
+    EXPECT_NE(measurements().find(";outer, 100%s took 60"), std::string::npos) << measurements();
+}
+
+TEST_F(ExecutionTime, GoesRightAcrossTheTicksWrap)
+{
+    PlinthTestSetTick(0xffff'ff00);
+    {
+        const CQvTraceExecutionTime across(L"across", 0);
+        PlinthTestSetTick(0x0001'0000);
+    }
+    EXPECT_TRUE(measurements().starts_with("across took 65")) << measurements(); // 65,792 or more
+}
+
+TEST_F(ExecutionTime, ANameOf1024CharactersMakesNoRecord)
+{
+    {
+        const CQvTraceExecutionTime none(test::Wide(1024, L'n').c_str(), 0);
+        const CQvTraceExecutionTime null(nullptr, 0);
+    }
+    EXPECT_EQ(measurements(), "");
+    CQvLogFile::SetMaxLogMessageLength(-1);
+    {
+        const CQvTraceExecutionTime longest(test::Wide(1023, L'n').c_str(), 0);
+    }
+    EXPECT_TRUE(measurements().starts_with(std::string(1023, 'n') + " took 0 ms"))
+        << measurements();
+}
+
+TEST_F(ExecutionTime, CopiesMakeNoSecondRecordAndFreeNothingTwice)
+{
+    PlinthTestSetTick(0);
+    {
+        const CQvTraceExecutionTime first(L"first", 0);
+        CQvTraceExecutionTime copy(first);
+        CQvTraceExecutionTime second(L"second", 0);
+        PlinthTestSetTick(5000);
+        EXPECT_GE(copy.GetTimeToNowMs(), 5000);
+        CQvTraceExecutionTime late(L"late", 0);
+        second = late;
+        late = *&late;
+        EXPECT_LT(second.GetTimeToNowMs(), 5000);
+    }
+    EXPECT_TRUE(measurements().starts_with("late took ")) << measurements();
+    EXPECT_NE(measurements().find(";first took 50"), std::string::npos) << measurements();
+    EXPECT_EQ(measurements().find("second"), std::string::npos) << measurements();
+}
+
+} // namespace

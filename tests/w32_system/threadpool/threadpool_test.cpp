@@ -1,0 +1,157 @@
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "calls.h"
+#include "support/soak.h"
+
+namespace
+{
+
+class ThreadPool : public testing::Test
+{
+protected:
+    ~ThreadPool() override { CThreadPool::DestroyThreadPool(pool); }
+
+    CThreadPool* const pool = CThreadPool::CreateThreadPool();
+};
+
+TEST_F(ThreadPool, OverlappingCallsHaveAThreadEachAndTheFourthIdleOneEnds)
+{
+    std::set<std::thread::id> threads{std::this_thread::get_id()};
+    {
+        std::vector<std::unique_ptr<test::HeldCall>> calls;
+        for (int i = 0; i < 4; ++i)
+        {
+            calls.push_back(std::make_unique<test::HeldCall>(pool));
+            ASSERT_EQ(calls.back()->status(), QV_OK);
+            EXPECT_TRUE(threads.insert(calls.back()->thread()).second);
+        }
+    }
+    test::ThreadEnds::wait_for(1);
+
+    // The three that are left take the next three calls, and a fourth needs a new thread.
+    test::HeldCall a(pool), b(pool), c(pool), d(pool);
+    EXPECT_FALSE(threads.insert(a.thread()).second);
+    EXPECT_FALSE(threads.insert(b.thread()).second);
+    EXPECT_FALSE(threads.insert(c.thread()).second);
+    EXPECT_EQ(std::set({a.thread(), b.thread(), c.thread(), d.thread()}).size(), 4u);
+    EXPECT_EQ(test::ThreadEnds::count(), 1);
+}
+
+TEST_F(ThreadPool, ACallMayMakeCalls)
+{
+    struct State
+    {
+        CThreadPool* pool;
+        std::atomic<int> left{50};
+        std::atomic<bool> done{false};
+    };
+    static State state{pool};
+    struct Step
+    {
+        static void* run(void* argument)
+        {
+            auto& state = *static_cast<State*>(argument);
+            if (--state.left > 0)
+                EXPECT_EQ(state.pool->MakeCallFromThreadPool(run, argument), QV_OK);
+            else
+            {
+                state.done = true;
+                state.done.notify_all();
+            }
+            return nullptr;
+        }
+    };
+    ASSERT_EQ(pool->MakeCallFromThreadPool(Step::run, &state), QV_OK);
+    state.done.wait(false);
+}
+
+TEST(ThreadPoolEnd, WaitsForTheCallsUnderWayAndEndsTheThreadsThatWait)
+{
+    const int before = test::ThreadEnds::count();
+    CThreadPool* const pool = CThreadPool::CreateThreadPool();
+    std::atomic<bool> destroyed{false};
+    std::thread destroyer;
+    {
+        test::HeldCall held(pool);
+        {
+            test::HeldCall other(pool);
+        }
+        held.thread();
+        destroyer = std::thread(
+            [&]
+            {
+                CThreadPool::DestroyThreadPool(pool);
+                destroyed = true;
+            });
+        // The one that waits is ended while the call under way goes on.
+        test::ThreadEnds::wait_for(before + 1);
+        EXPECT_FALSE(destroyed);
+    }
+    destroyer.join();
+    test::ThreadEnds::wait_for(before + 2);
+}
+
+TEST(ThreadPoolEnd, ComesAtOnceWithoutThreads)
+{
+    CThreadPool::DestroyThreadPool(CThreadPool::CreateThreadPool());
+    CThreadPool::DestroyThreadPool(nullptr);
+}
+
+// Pools that come and go, each with callers from several threads and from its own calls: each call
+// runs once. PLINTH_SOAK_SECONDS makes it go on for so long.
+TEST(ThreadPoolConcurrent, EachCallRunsOnce)
+{
+    constexpr int callers = 8;
+    constexpr int calls = 500;
+    struct Shared
+    {
+        CThreadPool* pool;
+        std::atomic<uint64_t> runs{0};
+        std::atomic<uint64_t> failures{0};
+        static void* inner(void* self)
+        {
+            ++static_cast<Shared*>(self)->runs;
+            return nullptr;
+        }
+        static void* outer(void* self)
+        {
+            auto& shared = *static_cast<Shared*>(self);
+            shared.failures += shared.pool->MakeCallFromThreadPool(inner, self) != QV_OK;
+            ++shared.runs;
+            return nullptr;
+        }
+    };
+    const test::SoakTime soak;
+    uint64_t total = 0;
+    do
+    {
+        Shared shared{CThreadPool::CreateThreadPool()};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < callers; ++i)
+            threads.emplace_back(
+                [&]
+                {
+                    for (int call = 0; call < calls; ++call)
+                        shared.failures +=
+                            shared.pool->MakeCallFromThreadPool(
+                                call % 4 == 0 ? Shared::outer : Shared::inner, &shared) != QV_OK;
+                });
+        for (std::thread& thread : threads)
+            thread.join();
+        // No call may be made while the pool is destroyed, not even by its calls.
+        constexpr uint64_t expected = callers * (calls + calls / 4);
+        while (shared.runs + shared.failures < expected)
+            std::this_thread::yield();
+        CThreadPool::DestroyThreadPool(shared.pool);
+        ASSERT_EQ(shared.failures, 0u);
+        ASSERT_EQ(shared.runs, expected);
+        total += shared.runs;
+    } while (soak.goes_on());
+    soak.report("calls", total);
+}
+
+} // namespace
