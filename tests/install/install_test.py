@@ -14,6 +14,7 @@ import unittest
 SOURCE = os.environ["PLINTH_SOURCE"]
 BUILD = os.environ["PLINTH_BUILD"]
 CMAKE = os.environ["PLINTH_CMAKE"]
+GENERATOR = os.environ["PLINTH_GENERATOR"]
 CXX = os.environ["PLINTH_CXX"]
 FLAGS = os.environ.get("PLINTH_CXXFLAGS", "").split()
 ROOT = os.environ["PLINTH_ROOT"]
@@ -57,7 +58,7 @@ class Install(unittest.TestCase):
 
     def with_cmake(self, source):
         build = os.path.join(self.folder, "build")
-        run(CMAKE, "-S", source, "-B", build, f"-DCMAKE_PREFIX_PATH={self.prefix}",
+        run(CMAKE, "-G", GENERATOR, "-S", source, "-B", build, f"-DCMAKE_PREFIX_PATH={self.prefix}",
             f"-DCMAKE_CXX_COMPILER={CXX}", f"-DCMAKE_CXX_FLAGS={' '.join(FLAGS)}")
         run(CMAKE, "--build", build)
         return build

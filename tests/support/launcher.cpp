@@ -38,7 +38,8 @@ std::string shared_folder(const std::string& root)
     for (const unsigned char c : root)
         hash = (hash ^ c) * 1099511628211u;
     char name[64];
-    std::snprintf(name, sizeof name, "/dev/shm/plinth-%u-%016llx", geteuid(),
+    std::snprintf(name, sizeof name, "%s/plinth-%u-%016llx",
+                  access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp", geteuid(),
                   static_cast<unsigned long long>(hash));
     return name;
 }

@@ -14,6 +14,7 @@ namespace
 
 constexpr const char* machine_folder = "/var/lib/plinth";
 constexpr const char* shared_memory = "/dev/shm";
+constexpr const char* without_shared_memory = "/tmp"; // in some containers
 
 std::string from_environment(const char* name)
 {
@@ -82,11 +83,13 @@ uint64_t fnv1a(const std::string& text)
 std::string find_shared()
 {
     char name[128];
+    const char* const base =
+        sys::access(shared_memory, W_OK) == 0 ? shared_memory : without_shared_memory;
     const std::string root = own_root();
     if (root.empty())
-        std::snprintf(name, sizeof name, "%s/plinth-%u", shared_memory, geteuid());
+        std::snprintf(name, sizeof name, "%s/plinth-%u", base, geteuid());
     else
-        std::snprintf(name, sizeof name, "%s/plinth-%u-%016llx", shared_memory, geteuid(),
+        std::snprintf(name, sizeof name, "%s/plinth-%u-%016llx", base, geteuid(),
                       static_cast<unsigned long long>(fnv1a(absolute(root))));
     sys::mkdir(name, 0700);
     // Anybody may make names in the shared memory file system: trust only a folder of our own.
