@@ -31,6 +31,10 @@ inline constexpr Row rows[] = {
     {"QV_ReadFile, 4 KiB", "file/QV_ReadFile", "file/read", "read(2)", 1.10},
     {"QV_WriteFile, 4 KiB", "file/QV_WriteFile", "file/write", "write(2)", 1.10},
     {"QV_OpenFile with QV_CloseFile", "file/QV_OpenFile", "file/open", "open(2), close(2)", 3.0},
+    {"CThreadPool, call to a waiting thread", "pool/hand-over", "pool/ping-pong",
+     "condition and semaphore ping-pong", 1.0},
+    {"CThreadPool, call to an empty pool", "pool/empty", "pool/pthread_create",
+     "pthread_create, detached", 1.1},
     {"QV_Sleep, spin, overshoot at 99 %", "clock/QV_Sleep/p99", nullptr, "1 us", 1000},
 };
 

@@ -1,0 +1,166 @@
+// The thread pool: handing a call over to a thread that waits, and to a new one.
+#include <chrono>
+#include <filesystem>
+#include <semaphore>
+#include <thread>
+
+#include <benchmark/benchmark.h>
+
+#include <plinth_w32_system.h>
+
+#include "rows.h"
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+void* nothing(void*)
+{
+    return nullptr;
+}
+
+// Three calls that overlap leave three threads that wait.
+void fill(CThreadPool* pool)
+{
+    struct Gate
+    {
+        std::counting_semaphore<> open{0};
+        std::counting_semaphore<> through{0};
+    } gate;
+    for (int i = 0; i < 3; ++i)
+        pool->MakeCallFromThreadPool(
+            [](void* argument) -> void*
+            {
+                static_cast<Gate*>(argument)->open.acquire();
+                static_cast<Gate*>(argument)->through.release();
+                return nullptr;
+            },
+            &gate);
+    gate.open.release(3);
+    for (int i = 0; i < 3; ++i)
+        gate.through.acquire();
+}
+
+void hand_over(benchmark::State& state)
+{
+    CThreadPool* const pool = CThreadPool::CreateThreadPool();
+    fill(pool);
+    for (auto _ : state)
+        pool->MakeCallFromThreadPool(nothing, nullptr);
+    CThreadPool::DestroyThreadPool(pool);
+}
+BENCHMARK(hand_over)->Name("pool/hand-over")->UseRealTime();
+
+// One thread that waits on a condition for a word, and acknowledges it by a semaphore.
+struct PingPong
+{
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    pthread_cond_t signal = PTHREAD_COND_INITIALIZER;
+    sem_t taken;
+    bool call = false;
+    bool end = false;
+
+    static void* run(void* argument)
+    {
+        auto& self = *static_cast<PingPong*>(argument);
+        pthread_mutex_lock(&self.mutex);
+        while (!self.end)
+        {
+            while (!self.call)
+                pthread_cond_wait(&self.signal, &self.mutex);
+            self.call = false;
+            sem_post(&self.taken);
+            pthread_mutex_unlock(&self.mutex);
+            pthread_mutex_lock(&self.mutex);
+        }
+        pthread_mutex_unlock(&self.mutex);
+        return nullptr;
+    }
+
+    void hand_over(bool last)
+    {
+        pthread_mutex_lock(&mutex);
+        call = true;
+        end = last;
+        pthread_cond_signal(&signal);
+        pthread_mutex_unlock(&mutex);
+        sem_wait(&taken);
+    }
+};
+
+void ping_pong(benchmark::State& state)
+{
+    PingPong pair;
+    sem_init(&pair.taken, 0, 0);
+    pthread_t thread;
+    pthread_create(&thread, nullptr, PingPong::run, &pair);
+    for (auto _ : state)
+        pair.hand_over(false);
+    pair.hand_over(true);
+    pthread_join(thread, nullptr);
+    sem_destroy(&pair.taken);
+}
+BENCHMARK(ping_pong)->Name("pool/ping-pong")->UseRealTime();
+
+// Waits for the threads that have ended to be gone from the system too: the next one's start would
+// contend with them for the address space.
+void wait_until_alone()
+{
+    const auto threads = []
+    {
+        std::error_code error;
+        const std::filesystem::directory_iterator all("/proc/self/task", error);
+        return std::distance(begin(all), end(all));
+    };
+    while (threads() > 1)
+        std::this_thread::yield();
+}
+
+// A pool is made and ended for each call, outside the measurement, so that it is empty.
+void empty_pool(benchmark::State& state)
+{
+    for (auto _ : state)
+    {
+        CThreadPool* const pool = CThreadPool::CreateThreadPool();
+        const auto start = Clock::now();
+        pool->MakeCallFromThreadPool(nothing, nullptr);
+        state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+        CThreadPool::DestroyThreadPool(pool);
+        wait_until_alone();
+    }
+}
+BENCHMARK(empty_pool)->Name("pool/empty")->UseManualTime();
+
+void create_thread(benchmark::State& state)
+{
+    struct Call
+    {
+        sem_t taken;
+        std::binary_semaphore ended{0};
+        static void* run(void* argument)
+        {
+            auto& self = *static_cast<Call*>(argument);
+            sem_post(&self.taken);
+            self.ended.release();
+            return nullptr;
+        }
+    };
+    for (auto _ : state)
+    {
+        Call call;
+        sem_init(&call.taken, 0, 0);
+        const auto start = Clock::now();
+        pthread_t thread;
+        pthread_create(&thread, nullptr, Call::run, &call);
+        pthread_detach(thread);
+        sem_wait(&call.taken);
+        state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+        call.ended.acquire();
+        sem_destroy(&call.taken);
+        wait_until_alone();
+    }
+}
+BENCHMARK(create_thread)->Name("pool/pthread_create")->UseManualTime();
+
+} // namespace
