@@ -54,7 +54,7 @@ static_assert(sizeof(wchar_t) == 2,
 #define QV_API __attribute__((visibility("default")))
 #endif
 
-// ------------------------------------------------------------------------------ status numbers --
+// ----------------------------------------------------------------------------- status numbers --
 
 enum QvStatus : int
 {
@@ -106,7 +106,7 @@ enum QvStatus : int
     QV_ERR_DISKFULL = -1107,    // a write met a full disk
 };
 
-// ------------------------------------------------------------------------------------- options --
+// ------------------------------------------------------------------------------------ options --
 
 // Diagnostic option bits. Trace records heed QV_DIAG_DEBUGGER and QV_DIAG_LOGFILE.
 enum QvDiagOption : unsigned
@@ -162,7 +162,7 @@ enum QvPrecision : int
 
 extern "C"
 {
-    // ------------------------------------------------------------------------------ assertions --
+    // ----------------------------------------------------------------------------- assertions --
 
     // The library's argument checks end here. Formats file, line, expression and message into a
     // local buffer of 512 characters and makes no report of it. Always 1; the thread's last error
@@ -173,7 +173,7 @@ extern "C"
     QV_API int DiagAssertW(unsigned int options, const wchar_t* expression, const wchar_t* message,
                            const char* sourceFile, int line);
 
-    // ---------------------------------------------------------------------------- trace output --
+    // --------------------------------------------------------------------------- trace output --
 
     // Makes one trace record: a time stamp, the formatted text with its tags replaced, CR LF. It
     // goes to the debug string channel and to the log, as the trace options say (at first: both).
@@ -223,7 +223,7 @@ extern "C"
     // CQvLogFile::Log.
     QV_API int QV_Log(const wchar_t* message);
 
-    // ---------------------------------------------------------------------------------- clocks --
+    // --------------------------------------------------------------------------------- clocks --
 
     // The library's clock in milliseconds, from the system's performance counter. Only differences
     // mean something. Takes no lock, allocates nothing, any thread.
@@ -253,7 +253,7 @@ extern "C"
     // no counter the frequency is 0, and the result an infinity or not a number.
     QV_API double rdtsc_count2seconds(long long count);
 
-    // -------------------------------------------------------------------------------- platform --
+    // ------------------------------------------------------------------------------- platform --
 
     // How the library was built.
     QV_API bool QV_Is64Bit(void);
@@ -269,7 +269,7 @@ extern "C"
     // Always QV_OK; the buffer holds what the system put there.
     QV_API int QV_GetModuleFileName(HMODULE module, wchar_t* buffer, unsigned int size);
 
-    // ---------------------------------------------------------------------------- text helpers --
+    // --------------------------------------------------------------------------- text helpers --
 
     // Thin names over the runtime library. Lengths are cut to 32 bits.
     QV_API unsigned int wcslen32(const wchar_t* text);
@@ -295,8 +295,7 @@ extern "C"
     QV_API int QV_Char2WChar(const char* text, int length, wchar_t* out, int outSize);
 }
 
-// ----------------------------------------------------------------------------------------- files
-// --
+// -------------------------------------------------------------------------------------- files --
 
 // An open file: the system's own handle, so that a QvFile may be given to the system and back.
 typedef HANDLE QvFile;
@@ -402,7 +401,7 @@ extern "C"
     // be written as far as the read-only attribute goes (QV_ERR_READONLY).
     QV_API int QV_AccessFile(const wchar_t* path, int mode);
 
-    // ------------------------------------------------------------------------- file operations --
+    // ------------------------------------------------------------------------ file operations --
 
     // Copies a file. failIfExists not 0 forbids overwriting. QV_ERR_FILEEXISTS, QV_ERR_ACCESS,
     // QV_ERR_COPYFILE. proceed and completion: null. Anything else asks for the asynchronous path,
@@ -441,7 +440,7 @@ extern "C"
     QV_API int QV_FindFileNext(QvFindHandle handle, QvFindData* data);
     QV_API int QV_FindFileClose(QvFindHandle handle); // QV_ERR_FINDCLOSE
 
-    // ----------------------------------------------------------------------------- directories --
+    // ---------------------------------------------------------------------------- directories --
 
     // Makes a directory, with its parents if recursive is not 0; one that exists is success.
     // Parents are made for the first 259 characters of the path. security is not read.
@@ -492,7 +491,7 @@ extern "C"
     // Stands in the interface and reads no argument: always QV_ERR_NOTIMPL.
     QV_API int QV_GetUNCPath(const wchar_t* path, wchar_t* buffer, unsigned int size);
 
-    // ------------------------------------------------------------------------- storage folders --
+    // ------------------------------------------------------------------------ storage folders --
 
     // Where an application keeps its data: a known system folder (CSIDL number, at first
     // CSIDL_COMMON_APPDATA), a folder below it (at first "Quorvane\Default"), and a user's folder
@@ -513,7 +512,7 @@ extern "C"
     // Its parent. Always QV_OK; an empty text if there is no storage path.
     QV_API int QV_GetRootStoragePath(wchar_t* path, unsigned int size, bool withoutUser);
 
-    // ---------------------------------------------------------------------------- mapped files --
+    // --------------------------------------------------------------------------- mapped files --
 
     // Maps a stretch of a file at any byte offset; offset 0 with size 0 maps the whole. *address
     // points at the byte wanted and stays good after the file is closed, until QV_UnmapFile. With
@@ -526,7 +525,7 @@ extern "C"
     QV_API int QV_UnmapFile(void* address, uint64_t size);
 }
 
-// ---------------------------------------------------------------------- identity (C++ linkage) --
+// --------------------------------------------------------------------- identity (C++ linkage) --
 
 // The process-wide local option: the value that was set, else whether the machine's registry has
 // "LocalOptions" 1 under HKEY_LOCAL_MACHINE\SOFTWARE\Quorvane\Misc; read once. The argument of
@@ -569,8 +568,7 @@ public:
     CQvWinVersion& operator=(const CQvWinVersion&); // copies nothing
 };
 
-// ------------------------------------------------------------------------------------------- log
-// --
+// ---------------------------------------------------------------------------------------- log --
 
 struct QvLogDate;
 
@@ -699,8 +697,7 @@ private:
     wchar_t* m_pwsName; // owned; null: makes no record
 };
 
-// ----------------------------------------------------------------------------------- thread pool
-// --
+// -------------------------------------------------------------------------------- thread pool --
 
 // Runs functions on threads that are kept for a while, so that a call does not pay for a new one.
 //
@@ -765,8 +762,7 @@ private:
     void* m_pCallArg;
 };
 
-// --------------------------------------------------------------------------------- trace viewing
-// --
+// ------------------------------------------------------------------------------ trace viewing --
 
 // One waiting text: up to 1,024 bytes, narrow; a text that fills the array has no terminator.
 class QV_API CSyncCacheMember

@@ -42,6 +42,7 @@ void CThreadPool::Work()
     void* (*call)(void*) = m_pfnCall;
     void* argument = m_pCallArg;
     ThreadInfo info;
+    // cppcheck-suppress danglingLifetime ; Remove takes it out again before this returns
     m_ThreadInfo.push_back(&info); // there is room
     ++m_uThreadCount;
     ++m_uWorkingThreadCount;
@@ -104,9 +105,10 @@ void CThreadPool::WaitForCall(ThreadInfo& info, uint32_t timeout)
     info.m_uTimeout = timeout;
     info.m_bWaiting = true;
     info.m_uWakeTime = QvPoolClock() + timeout;
+    const uint32_t seconds = timeout / 1000;
     timespec deadline;
-    deadline.tv_sec = static_cast<time_t>(_time64(nullptr) + timeout / 1000);
-    deadline.tv_nsec = static_cast<long>((timeout / 1000.0 - timeout / 1000) * 1e9);
+    deadline.tv_sec = static_cast<time_t>(_time64(nullptr) + seconds);
+    deadline.tv_nsec = static_cast<long>((timeout / 1000.0 - seconds) * 1e9);
     const int result = pthread_cond_timedwait(&info.m_Signal, &m_ThreadMutex, &deadline);
     info.m_bWaiting = false;
     QvPoolRequire(result == 0 || result == ETIMEDOUT, L"true", __LINE__);
