@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <thread>
+#include <memory>
 #include <vector>
 
 #include <plinth_w32_system.h>
@@ -25,6 +25,18 @@ struct Job
     std::atomic<unsigned> next{0};
     std::atomic<int> status{QV_OK};
     std::vector<Statistics> blocks;
+};
+
+// One call of the pool.
+struct Worker
+{
+    Job* job;
+    unsigned number;
+};
+
+struct EndPool
+{
+    void operator()(CThreadPool* pool) const { CThreadPool::DestroyThreadPool(pool); }
 };
 
 // A handle of its own for each worker: the position in the file belongs to the handle.
@@ -79,6 +91,13 @@ void work(Job& job, unsigned worker)
     QV_CloseFile(file);
 }
 
+void* work_on_pool(void* argument)
+{
+    const Worker& worker = *static_cast<const Worker*>(argument);
+    work(*worker.job, worker.number);
+    return nullptr;
+}
+
 } // namespace
 
 Result count_file(const wchar_t* path, unsigned threads)
@@ -91,11 +110,16 @@ Result count_file(const wchar_t* path, unsigned threads)
     job.block = std::max(least_block, (job.size + most_blocks - 1) / most_blocks);
     job.blocks.resize(static_cast<size_t>((job.size + job.block - 1) / job.block));
 
-    std::vector<std::thread> workers;
-    for (unsigned worker = 1; worker <= threads; ++worker)
-        workers.emplace_back(work, std::ref(job), worker);
-    for (std::thread& worker : workers)
-        worker.join();
+    std::vector<Worker> workers;
+    for (unsigned number = 1; number <= threads; ++number)
+        workers.push_back({&job, number});
+    // What the pool has no thread for this thread does itself. The pool's end waits for its calls.
+    {
+        const std::unique_ptr<CThreadPool, EndPool> pool(CThreadPool::CreateThreadPool());
+        for (Worker& worker : workers)
+            if (!pool || pool->MakeCallFromThreadPool(work_on_pool, &worker) != QV_OK)
+                work_on_pool(&worker);
+    }
 
     Result result{job.status, {}, static_cast<unsigned>(job.blocks.size())};
     for (const Statistics& block : job.blocks)

@@ -1,4 +1,5 @@
-// The threads of plinth-demo: they share out the blocks of a file and trace what they do.
+// The workers of plinth-demo, calls of a thread pool: they share out the blocks of a file and trace
+// what they do.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +16,7 @@ struct Result
     unsigned blocks;
 };
 
-// Counts the bytes of the file on so many threads. Each worker traces under a window id of its own,
+// Counts the bytes of the file by so many workers. Each traces under a window id of its own,
 // 1 and up, with a stopwatch of its own.
 Result count_file(const wchar_t* path, unsigned threads);
 
