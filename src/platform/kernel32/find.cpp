@@ -30,7 +30,14 @@ bool is_separator(wchar_t c)
     return c == L'\\' || c == L'/';
 }
 
-// '*' stands for any characters and '?' for one. Folded; no recursion, so no pattern is too deep.
+bool is_wildcard(wchar_t c)
+{
+    return c == L'*' || c == L'?';
+}
+
+// '*' stands for any characters, '?' for one other than a dot; before a dot and at the end of the
+// name a '?' may stand for nothing, and so may, at the end, a dot with a wildcard behind it ("*.*"
+// is every name). Folded; no recursion, so no pattern is too deep.
 bool matches(const wchar_t* name, const wchar_t* pattern)
 {
     const wchar_t* star = nullptr; // the last '*', and where its text ends so far
@@ -42,7 +49,12 @@ bool matches(const wchar_t* name, const wchar_t* pattern)
             star = pattern++;
             covered = name;
         }
-        else if (*pattern == L'?' || (*pattern && fold_case(*pattern) == fold_case(*name)))
+        else if (*pattern == L'?')
+        {
+            ++pattern;
+            name += *name != L'.';
+        }
+        else if (*pattern && fold_case(*pattern) == fold_case(*name))
         {
             ++pattern;
             ++name;
@@ -55,17 +67,36 @@ bool matches(const wchar_t* name, const wchar_t* pattern)
         else
             return false;
     }
-    while (*pattern == L'*')
+    while (is_wildcard(*pattern) || (*pattern == L'.' && is_wildcard(pattern[1])))
         ++pattern;
     return !*pattern;
 }
 
-bool matches_mask(const wchar_t* name, const wchar_t* mask)
+// A mask that ends in a wildcard and dots ("*.") asks for names without a dot.
+class Mask
 {
-    // "*.*" has always meant everything, with or without a dot.
-    return (mask[0] == L'*' && mask[1] == L'.' && mask[2] == L'*' && !mask[3]) ||
-           matches(name, mask);
-}
+public:
+    explicit Mask(const wchar_t* mask)
+        : m_text(reinterpret_cast<const char16_t*>(mask), wide_length(mask))
+    {
+        const size_t end = m_text.find_last_not_of(u'.') + 1;
+        m_without_dot =
+            end > 0 && end < m_text.size() && is_wildcard(static_cast<wchar_t>(m_text[end - 1]));
+        if (m_without_dot)
+            m_text.resize(end);
+    }
+    bool matches(const wchar_t* name) const
+    {
+        if (m_without_dot &&
+            std::find(name, name + wide_length(name), L'.') != name + wide_length(name))
+            return false;
+        return ::matches(name, reinterpret_cast<const wchar_t*>(m_text.c_str()));
+    }
+
+private:
+    std::basic_string<char16_t> m_text;
+    bool m_without_dot;
+};
 
 struct Entry
 {
@@ -97,7 +128,7 @@ public:
     explicit SearchObject(std::string folder) : Object(object_kind), m_folder(std::move(folder)) {}
 
     // 0 or a system error.
-    DWORD read(const wchar_t* mask)
+    DWORD read(const Mask& mask)
     {
         DIR* const directory = sys::opendir(m_folder.empty() ? "." : m_folder.c_str());
         if (!directory)
@@ -106,7 +137,7 @@ public:
         while (const dirent* found = sys::readdir(directory))
         {
             Entry entry{found->d_name, {}, found->d_type == DT_LNK};
-            if (set_name(entry) && matches_mask(entry.name, mask))
+            if (set_name(entry) && mask.matches(entry.name))
                 m_entries.push_back(std::move(entry));
             errno = 0;
         }
@@ -203,7 +234,7 @@ bool split_pattern(const wchar_t* pattern, std::string& folder, const wchar_t*& 
 bool has_wildcard(const wchar_t* mask)
 {
     for (; *mask; ++mask)
-        if (*mask == L'*' || *mask == L'?')
+        if (is_wildcard(*mask))
             return true;
     return false;
 }
@@ -217,7 +248,7 @@ HANDLE start_search(const wchar_t* pattern, WIN32_FIND_DATAW& data)
     auto search = std::make_unique<SearchObject>(folder);
     if (has_wildcard(mask))
     {
-        if (const DWORD error = search->read(mask))
+        if (const DWORD error = search->read(Mask(mask)))
         {
             fail_with(error);
             return INVALID_HANDLE_VALUE;
