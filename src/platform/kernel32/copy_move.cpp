@@ -1,5 +1,7 @@
 // Copying, moving and deleting files by name.
 //
+// A link is moved and deleted by itself; a copy follows it, at both ends.
+//
 // A copy is made under a temporary name beside its target and renamed, so that a failure leaves the
 // old target whole and no half file behind. No file that is held open through this interface can be
 // moved or deleted: none of its opens share deletion.
@@ -43,6 +45,11 @@ private:
 bool is_read_only(const struct stat& found)
 {
     return S_ISREG(found.st_mode) && (found.st_mode & any_write_bit) == 0;
+}
+
+bool same_file(const struct stat& a, const struct stat& b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 // Moves the content. 0 or an errno.
@@ -111,7 +118,7 @@ int rename_to_new(const char* from, const char* to)
 DWORD replace_blocked(const char* target)
 {
     struct stat found;
-    if (sys::stat(target, &found) != 0)
+    if (sys::lstat(target, &found) != 0 || S_ISLNK(found.st_mode))
         return 0;
     if (!S_ISREG(found.st_mode) || is_read_only(found))
         return ERROR_ACCESS_DENIED;
@@ -128,18 +135,30 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
         return system_error(errno);
     if (S_ISDIR(found.st_mode))
         return ERROR_ACCESS_DENIED;
-    if (const DWORD error = claim_share(from, {true, false, true, true}))
+    if (const DWORD error = claim_share(from, {true, false, false, true, true}))
         return error;
     struct stat old;
-    const bool exists = sys::stat(target.c_str(), &old) == 0;
+    bool exists = sys::lstat(target.c_str(), &old) == 0;
     if (exists && failIfExists)
         return ERROR_FILE_EXISTS;
-    if (exists && old.st_dev == found.st_dev && old.st_ino == found.st_ino)
+    char followed[native_path_limit];
+    const char* end = target.c_str();
+    if (exists && S_ISLNK(old.st_mode))
+    {
+        end = sys::realpath(target.c_str(), followed);
+        exists = end && sys::stat(end, &old) == 0;
+        if (!exists)
+            return system_error(errno);
+    }
+    if (exists && same_file(old, found))
         return ERROR_SHARING_VIOLATION; // onto itself
-    if (const DWORD error = replace_blocked(target.c_str()))
+    if (const DWORD error = replace_blocked(end))
         return error;
+    // Renaming asks for the folder's permission alone.
+    if (exists && sys::access(end, W_OK) != 0)
+        return system_error(errno);
 
-    const std::string temporary = temporary_beside(target.c_str());
+    const std::string temporary = temporary_beside(end);
     const Descriptor to(sys::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600));
     if (to < 0)
         return errno == ENOENT ? ERROR_PATH_NOT_FOUND : system_error(errno);
@@ -147,8 +166,8 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
     const timespec times[2] = {{0, UTIME_OMIT}, found.st_mtim};
     if (!error && (sys::fchmod(to, found.st_mode & 0777) != 0 || sys::futimens(to, times) != 0))
         error = errno;
-    if (!error && (failIfExists ? rename_to_new(temporary.c_str(), target.c_str())
-                                : sys::rename(temporary.c_str(), target.c_str())) != 0)
+    if (!error && (failIfExists ? rename_to_new(temporary.c_str(), end)
+                                : sys::rename(temporary.c_str(), end)) != 0)
         error = errno;
     if (error)
         sys::unlink(temporary.c_str());
@@ -184,14 +203,22 @@ extern "C" BOOL MoveFileExW(LPCWSTR source, LPCWSTR target, DWORD flags)
     const NativePath to(target);
     if (!to.ok())
         return FALSE;
-    if (const DWORD error = delete_blocked(from.c_str()))
-        return fail_with(error);
-    if ((flags & MOVEFILE_REPLACE_EXISTING) == 0)
-        return rename_to_new(from.c_str(), to.c_str()) == 0 ? TRUE
-                                                            : from.fail(errno, Context::directory);
     struct stat moved;
     if (sys::lstat(from.c_str(), &moved) != 0)
         return from.fail(errno);
+    if (const DWORD error = delete_blocked(from.c_str()))
+        return fail_with(error);
+    if ((flags & MOVEFILE_REPLACE_EXISTING) == 0)
+    {
+        if (rename_to_new(from.c_str(), to.c_str()) == 0)
+            return TRUE;
+        const int error = errno;
+        struct stat old;
+        if (error == EEXIST && sys::lstat(to.c_str(), &old) == 0 && same_file(moved, old) &&
+            (moved.st_nlink == 1 || S_ISDIR(moved.st_mode)))
+            return TRUE; // onto itself
+        return to.fail(error, Context::directory);
+    }
     if (const DWORD error = replace_blocked(to.c_str()))
         return fail_with(error);
     return sys::rename(from.c_str(), to.c_str()) == 0 ? TRUE : to.fail(errno);

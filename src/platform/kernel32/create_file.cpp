@@ -103,8 +103,9 @@ DWORD admit(int fd, const struct stat& found, bool created, DWORD share, const W
         return 0;
     if ((wish.writes || wish.cuts) && !created && (found.st_mode & any_write_bit) == 0)
         return ERROR_ACCESS_DENIED; // read-only: enforced here, as root passes the kernel's check
-    const DWORD error = claim_share(fd, {wish.reads, wish.writes, (share & FILE_SHARE_READ) != 0,
-                                         (share & FILE_SHARE_WRITE) != 0});
+    const DWORD error =
+        claim_share(fd, {wish.reads, wish.writes, wish.cuts && !created,
+                         (share & FILE_SHARE_READ) != 0, (share & FILE_SHARE_WRITE) != 0});
     if (error)
         return error;
     if (wish.cuts && !created && sys::ftruncate(fd, 0) != 0)

@@ -55,10 +55,12 @@ extern "C" BOOL SetFileAttributesW(LPCWSTR path, DWORD attributes)
     struct stat found;
     if (!native.ok())
         return FALSE;
-    if (sys::stat(native.c_str(), &found) != 0)
+    if (sys::lstat(native.c_str(), &found) != 0)
         return native.fail(errno);
-    if (S_ISDIR(found.st_mode))
-        return TRUE; // for a folder the attribute has no effect on the system either
+    // For a folder the attribute has no effect on the system either. A link has no permissions, and
+    // what it points at is not meant.
+    if (S_ISDIR(found.st_mode) || S_ISLNK(found.st_mode))
+        return TRUE;
     mode_t mode = found.st_mode & 07777;
     if (attributes & FILE_ATTRIBUTE_READONLY)
         mode &= ~any_write_bit;

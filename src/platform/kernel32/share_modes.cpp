@@ -99,6 +99,8 @@ void wait_a_little()
 
 DWORD claim_share(int fd, const ShareRequest& request)
 {
+    if (!request.reads && !request.writes && !request.overwrites)
+        return 0;
     bool own[byte_count] = {};
     own[held] = true;
     own[reads] = request.reads;
@@ -107,7 +109,7 @@ DWORD claim_share(int fd, const ShareRequest& request)
     own[denies_write] = !request.shares_write;
     bool against[byte_count] = {};
     against[denies_read] = request.reads;
-    against[denies_write] = request.writes;
+    against[denies_write] = request.writes || request.overwrites;
     against[reads] = !request.shares_read;
     against[writes] = !request.shares_write;
 
@@ -130,9 +132,11 @@ DWORD claim_share(int fd, const ShareRequest& request)
 DWORD delete_blocked(const char* native_path)
 {
     struct stat found;
-    if (sys::stat(native_path, &found) != 0 || !S_ISREG(found.st_mode))
+    if (sys::lstat(native_path, &found) != 0 || !S_ISREG(found.st_mode))
         return 0;
-    const int fd = sys::open(native_path, O_RDONLY | O_NONBLOCK);
+    int fd = sys::open(native_path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
+    if (fd < 0) // asking needs a descriptor, and no access in particular
+        fd = sys::open(native_path, O_WRONLY | O_NONBLOCK | O_NOFOLLOW);
     if (fd < 0)
         return 0;
     struct flock range = range_of(F_WRLCK, held, 1);

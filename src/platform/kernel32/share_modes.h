@@ -27,15 +27,18 @@ struct ShareRequest
 {
     bool reads;
     bool writes;
+    bool overwrites; // cuts what is there, whether it goes on to write or not
     bool shares_read;
     bool shares_write;
 };
 
-// Announces the request on a descriptor that is just opened. 0, or ERROR_SHARING_VIOLATION.
+// Announces the request on a descriptor that is just opened. 0, or ERROR_SHARING_VIOLATION. A
+// request for no access at all denies nothing and is denied nothing.
 DWORD claim_share(int fd, const ShareRequest& request);
 
 // ERROR_SHARING_VIOLATION if somebody holds the file of this path open through this interface (no
-// open of ours ever shares deletion), 0 if not or if it can't be told.
+// open of ours ever shares deletion), 0 if not or if it can't be told. A link is not what it points
+// at.
 DWORD delete_blocked(const char* native_path);
 
 } // namespace platform

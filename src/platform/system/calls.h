@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <dirent.h>
 #include <dlfcn.h>
@@ -25,6 +26,7 @@
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -194,6 +196,10 @@ inline ssize_t readlink(const char* path, char* buffer, size_t size)
 {
     return intercepted("readlink") ? -1 : ::readlink(path, buffer, size);
 }
+inline char* realpath(const char* path, char (&buffer)[4096])
+{
+    return intercepted("realpath") ? nullptr : ::realpath(path, buffer);
+}
 inline char* getcwd(char* buffer, size_t size)
 {
     return intercepted("getcwd") ? nullptr : ::getcwd(buffer, size);
@@ -262,6 +268,18 @@ inline int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
 inline int sigaction(int signal, const struct sigaction* action)
 {
     return intercepted("sigaction") ? -1 : ::sigaction(signal, action, nullptr);
+}
+inline pid_t fork()
+{
+    return intercepted("fork") ? -1 : ::fork();
+}
+inline int pipe(int (&ends)[2])
+{
+    return intercepted("pipe") ? -1 : ::pipe2(ends, O_CLOEXEC);
+}
+inline pid_t waitpid(pid_t process, int* status)
+{
+    return restarted([&] { return ::waitpid(process, status, 0); });
 }
 inline int send_signal(pid_t thread, int signal)
 {

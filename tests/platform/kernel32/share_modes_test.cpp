@@ -94,6 +94,35 @@ TEST_F(SharedFile, CannotBeRemovedMovedOrReplacedWhileAnotherProcessHasIt)
     EXPECT_TRUE(DeleteFileW(m_path));
 }
 
+TEST_F(SharedFile, IsNotCutByAnOpenThatItsHolderDenies)
+{
+    test::write_file(m_folder + "/file", "content");
+    test::Process other = holder(GENERIC_READ, FILE_SHARE_READ);
+    ASSERT_EQ(other.read_line(), "open");
+    EXPECT_EQ(open_file(m_path, GENERIC_READ, 3, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(open_file(m_path, 0, 3, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(test::read_file(m_folder + "/file"), "content");
+    other.kill();
+    const HANDLE file = open_file(m_path, GENERIC_READ, 3, CREATE_ALWAYS);
+    EXPECT_NE(file, INVALID_HANDLE_VALUE);
+    CloseHandle(file);
+    EXPECT_EQ(test::read_file(m_folder + "/file"), "");
+}
+
+TEST_F(SharedFile, IsNotDeniedByAnOpenForNoAccess)
+{
+    test::write_file(m_folder + "/file", "content");
+    const HANDLE looking = open_file(m_path, 0, 0, OPEN_EXISTING);
+    ASSERT_NE(looking, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(error_of_opening(GENERIC_READ | GENERIC_WRITE, 0), 0u);
+    const HANDLE alone = open_file(m_path, GENERIC_READ, 0, OPEN_EXISTING);
+    EXPECT_EQ(error_of_opening(0, 0), 0u);
+    EXPECT_EQ(GetFileSize(looking, nullptr), 7u);
+    CloseHandle(looking);
+    CloseHandle(alone);
+}
+
 TEST_F(SharedFile, HasByteRangesThatOnlyOneProcessLocks)
 {
     test::Process other = holder(GENERIC_READ | GENERIC_WRITE, 3, "lock");
