@@ -21,6 +21,21 @@ namespace
 
 constexpr size_t granularity = 65'536;
 
+// Grows a file with the room that it needs: a write to a view for which the disk has none would end
+// the process. File systems that can't promise room grow it without. 0 or an errno.
+int grow(int fd, uint64_t from, uint64_t to)
+{
+    if (sys::fallocate(fd, 0, static_cast<off_t>(from), static_cast<off_t>(to - from)) == 0)
+        return 0;
+    const int error = errno;
+    if (error != EOPNOTSUPP && error != ENOSYS && error != EINVAL)
+    {
+        // A part may have been allocated.
+        return sys::ftruncate(fd, static_cast<off_t>(from)) == 0 ? error : errno;
+    }
+    return sys::ftruncate(fd, static_cast<off_t>(to)) == 0 ? 0 : errno;
+}
+
 class MappingObject : public Object
 {
 public:
@@ -53,8 +68,8 @@ public:
         {
             if (!writes)
                 return ERROR_NOT_ENOUGH_MEMORY;
-            if (sys::ftruncate(file.fd(), static_cast<off_t>(size)) != 0)
-                return system_error(errno);
+            if (const int error = grow(file.fd(), there, size))
+                return system_error(error);
         }
         // The duplicate keeps the file in use, with its share modes, as long as the mapping lives.
         m_own_fd = sys::duplicate(file.fd());
