@@ -69,6 +69,40 @@ bool is_letter(wchar_t c)
     return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z');
 }
 
+// Takes "." and ".." out of a path behind its root, by its letters alone and whatever the folders
+// are: the levels of the system's own paths do not depend on what links there are. Gives the new
+// length.
+size_t collapse(char* text, size_t length, size_t root)
+{
+    size_t written = root;
+    for (size_t at = root; at < length;)
+    {
+        const char* const slash =
+            static_cast<const char*>(std::memchr(text + at, '/', length - at));
+        const size_t end = slash ? static_cast<size_t>(slash - text) : length;
+        const std::string_view level(text + at, end - at);
+        const size_t next = slash ? end + 1 : length;
+        std::string_view before(text + root, written - root);
+        if (level == ".." && !before.empty() && before != "../" && !before.ends_with("/../"))
+        {
+            before.remove_suffix(1);
+            written = root + before.rfind('/') + 1; // 0 if there is none
+        }
+        else if (level == ".." ? root == 0 : !level.empty() && level != ".")
+        {
+            std::memmove(text + written, text + at, next - at);
+            written += next - at;
+        }
+        at = next;
+    }
+    const bool ends_in_dots = text[length - 1] == '.' && written < length;
+    if (ends_in_dots && written > root && text[written - 1] == '/')
+        --written;
+    if (written == 0)
+        text[written++] = '.';
+    return written;
+}
+
 } // namespace
 
 NativePath::NativePath(const wchar_t* path)
@@ -82,7 +116,7 @@ NativePath::NativePath(const wchar_t* path)
     if (is_separator(path[0]) && is_separator(path[1]))
     {
         // "\\?\C:\..." is the long form of an ordinary path; there are no servers and shares here.
-        if (path[2] != L'?' || !is_separator(path[3]))
+        if (path[2] != L'?' || !is_separator(path[3]) || !is_letter(path[4]) || path[5] != L':')
         {
             fail_with(ERROR_PATH_NOT_FOUND);
             return;
@@ -91,6 +125,7 @@ NativePath::NativePath(const wchar_t* path)
     }
 
     size_t length = 0;
+    size_t root = 0; // of the bytes, those that no ".." takes away
     if (is_letter(path[0]) && path[1] == L':')
     {
         const Drive* const drive = find_drive(path[0]);
@@ -103,9 +138,12 @@ NativePath::NativePath(const wchar_t* path)
         length = drive->root.size();
         m_text[length++] = '/';
         path += 2;
+        root = length;
         while (is_separator(*path))
             ++path;
     }
+    else if (is_separator(path[0]))
+        root = 1;
 
     for (const wchar_t* at = path; *at; ++at)
         if (*at == L'*' || *at == L'?')
@@ -123,10 +161,16 @@ NativePath::NativePath(const wchar_t* path)
         return;
     }
     length += written;
-    m_text[length] = '\0';
+    bool has_dots = false; // at the beginning of a level
     for (size_t i = 0; i < length; ++i)
+    {
         if (m_text[i] == '\\')
             m_text[i] = '/';
+        has_dots |= m_text[i] == '.' && i >= root && (i == root || m_text[i - 1] == '/');
+    }
+    if (has_dots)
+        length = collapse(m_text, length, root);
+    m_text[length] = '\0';
     m_separator = length > 1 && m_text[length - 1] == '/';
     m_ok = true;
 }

@@ -1,6 +1,7 @@
 // Paths in both forms. '\' and '/' both separate, "C:" is the root directory, further drives come
 // from PLINTH_DRIVES ("D=/mnt/data;E=/media/cd"); a path that comes back has the drive and
-// backslashes.
+// backslashes. "." and ".." are taken out by the letters of the path, before any folder is looked
+// at.
 #pragma once
 
 #include <string>

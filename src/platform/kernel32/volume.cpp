@@ -69,15 +69,21 @@ extern "C" BOOL GetDiskFreeSpaceExW(LPCWSTR path, PULARGE_INTEGER freeToCaller,
 
 extern "C" DWORD GetTempPathW(DWORD size, LPWSTR buffer)
 {
-    std::string folder;
+    // Callers rely on no temporary path being longer than this.
+    constexpr size_t limit = MAX_PATH + 1; // characters, terminator included
     for (const char* name : {"TMPDIR", "TMP", "TEMP"})
-        if (const char* const value = std::getenv(name); folder.empty() && value && *value == '/')
-            folder = value;
-    if (folder.empty())
-        folder = "/tmp";
-    if (folder.back() != '/')
-        folder += '/';
-    return copy_to_caller(windows_path(folder), buffer, size);
+    {
+        const char* const value = std::getenv(name);
+        if (!value || *value != '/')
+            continue;
+        std::string folder = value;
+        if (folder.back() != '/')
+            folder += '/';
+        folder = windows_path(folder);
+        if (copy_to_caller(folder, nullptr, 0) <= limit)
+            return copy_to_caller(folder, buffer, size);
+    }
+    return copy_to_caller(windows_path("/tmp/"), buffer, size);
 }
 
 extern "C" DWORD GetLogicalDriveStringsW(DWORD size, LPWSTR buffer)
