@@ -9,16 +9,23 @@ namespace
 
 constexpr const char* source_name = "src\\w32_system\\file\\file";
 
+// A field of a struct tm as a field of the calendar form, of 16 bits. False if it has no room
+// there: cut, it could pass for a time that exists.
+bool TmField(int value, int base, WORD& result)
+{
+    const int64_t sum = int64_t{value} + base;
+    result = static_cast<WORD>(sum);
+    return sum == result;
+}
+
 // False for a time that does not exist.
 bool TmToFileTime(const struct tm& from, FILETIME& result)
 {
     SYSTEMTIME time = {};
-    time.wYear = static_cast<WORD>(from.tm_year + 1900);
-    time.wMonth = static_cast<WORD>(from.tm_mon + 1);
-    time.wDay = static_cast<WORD>(from.tm_mday);
-    time.wHour = static_cast<WORD>(from.tm_hour);
-    time.wMinute = static_cast<WORD>(from.tm_min);
-    time.wSecond = static_cast<WORD>(from.tm_sec);
+    if (!TmField(from.tm_year, 1900, time.wYear) || !TmField(from.tm_mon, 1, time.wMonth) ||
+        !TmField(from.tm_mday, 0, time.wDay) || !TmField(from.tm_hour, 0, time.wHour) ||
+        !TmField(from.tm_min, 0, time.wMinute) || !TmField(from.tm_sec, 0, time.wSecond))
+        return false;
     FILETIME local;
     return SystemTimeToFileTime(&time, &local) && LocalFileTimeToFileTime(&local, &result);
 }

@@ -1,3 +1,5 @@
+#include <climits>
+
 #include <gtest/gtest.h>
 
 #include "support/files.h"
@@ -72,6 +74,29 @@ TEST_F(FileTimes, ABadTimeSetsNone)
     expect_same(m_creation, good);
     expect_same(m_write, good);
     EXPECT_EQ(QV_TouchFile(m_file, nullptr, nullptr, nullptr), QV_OK);
+}
+
+TEST_F(FileTimes, AFieldBeyond16BitsIsNoTimeThatExists)
+{
+    // Each would be a good field if it were cut.
+    struct tm bad = at(2002, 1, 1);
+    for (int tm::*field :
+         {&tm::tm_year, &tm::tm_mon, &tm::tm_mday, &tm::tm_hour, &tm::tm_min, &tm::tm_sec})
+        for (const int change : {0x10000, -0x10000})
+        {
+            bad = at(2002, 1, 1);
+            bad.*field += change;
+            EXPECT_EQ(QV_TouchFile(m_file, nullptr, nullptr, &bad), QV_ERR_NULLPTR)
+                << bad.tm_year << " " << bad.tm_mon << " " << bad.tm_mday << " " << bad.tm_hour;
+        }
+    bad = at(2002, 1, 1);
+    bad.tm_mon = INT_MAX;
+    EXPECT_EQ(QV_TouchFile(m_file, nullptr, nullptr, &bad), QV_ERR_NULLPTR);
+    for (const int year : {1600, 30'828})
+    {
+        bad = at(year, 6, 1);
+        EXPECT_EQ(QV_TouchFile(m_file, &bad, nullptr, nullptr), QV_ERR_NULLPTR) << year;
+    }
 }
 
 } // namespace
