@@ -16,17 +16,11 @@ using namespace platform;
 namespace
 {
 
-std::string home()
-{
-    const char* const value = std::getenv("HOME");
-    return value && *value == '/' ? value : "/";
-}
-
 // The folder of a variable of the desktop's base directories, else a folder of the user's home.
 std::string base_folder(const char* variable, const char* below_home)
 {
     const char* const value = std::getenv(variable);
-    return value && *value == '/' ? value : home() + "/" + below_home;
+    return value && *value == '/' ? value : home_folder() + "/" + below_home;
 }
 
 std::string common_data()
@@ -52,7 +46,7 @@ std::string folder_of(int number)
     case CSIDL_PERSONAL:
         return base_folder("XDG_DOCUMENTS_DIR", "Documents");
     case CSIDL_PROFILE:
-        return home();
+        return home_folder();
     default:
         return "";
     }

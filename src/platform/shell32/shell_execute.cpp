@@ -5,8 +5,6 @@
 #include <cstdlib>
 #include <string>
 
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <windows.h>
@@ -28,28 +26,47 @@ bool has_display()
     return std::getenv("DISPLAY") || std::getenv("WAYLAND_DISPLAY");
 }
 
-// The opener lives on after us and belongs to nobody: the process in between ends at once.
-bool run_detached(const char* program, const char* document)
+// In the child, where only the simplest calls are safe. Says through the pipe why the program could
+// not be started; if it could, the pipe closes without a word.
+[[noreturn]] void become(const char* program, const char* document, int pipe)
 {
-    const pid_t between = fork();
-    if (between == 0)
+    const pid_t opener = ::fork();
+    if (opener > 0)
+        _exit(0);
+    if (opener == 0)
     {
-        if (fork() != 0)
-            _exit(0);
         setsid();
         const int null = ::open("/dev/null", O_RDWR);
         for (int fd = 0; fd < 3; ++fd)
             dup2(null, fd);
         execlp(program, program, document, static_cast<char*>(nullptr));
-        _exit(127);
     }
-    if (between < 0)
-        return false;
-    int status = 0;
-    while (waitpid(between, &status, 0) < 0 && errno == EINTR)
+    const int error = errno;
+    [[maybe_unused]] const ssize_t said = ::write(pipe, &error, sizeof error);
+    _exit(127);
+}
+
+// The opener lives on after us and belongs to nobody: the process in between ends at once. 0 or an
+// errno.
+int run_detached(const char* program, const char* document)
+{
+    int pipe[2];
+    if (sys::pipe(pipe) != 0)
+        return errno;
+    const pid_t between = sys::fork();
+    if (between == 0)
+        become(program, document, pipe[1]);
+    int error = between < 0 ? errno : 0;
+    sys::close(pipe[1]);
+    if (between > 0)
     {
+        int status = 0;
+        sys::waitpid(between, &status);
+        if (sys::read(pipe[0], &error, sizeof error) != sizeof error)
+            error = 0;
     }
-    return true;
+    sys::close(pipe[0]);
+    return error;
 }
 
 } // namespace
@@ -57,18 +74,27 @@ bool run_detached(const char* program, const char* document)
 extern "C" HINSTANCE ShellExecuteW(HWND, LPCWSTR, LPCWSTR file, LPCWSTR parameters, LPCWSTR, INT)
 {
     const NativePath document(parameters && *parameters ? parameters : file);
-    if (!document.ok())
+    struct stat found;
+    if (!document.ok() || sys::stat(document.c_str(), &found) != 0)
+    {
+        fail_with(ERROR_FILE_NOT_FOUND);
         return reinterpret_cast<HINSTANCE>(INT_PTR{ERROR_FILE_NOT_FOUND});
+    }
     const char* const wish = std::getenv("PLINTH_SHELL_OPEN");
     if (!wish && !has_display())
     {
         fail_with(ERROR_NOT_SUPPORTED);
         return reinterpret_cast<HINSTANCE>(no_association);
     }
-    if (!run_detached(wish && *wish ? wish : "xdg-open", document.c_str()))
+    // A name that begins with a dash is no option of the opener's.
+    std::string shown = document.c_str();
+    if (shown.front() == '-')
+        shown.insert(0, "./");
+    if (const int error = run_detached(wish && *wish ? wish : "xdg-open", shown.c_str()))
     {
-        fail_errno(errno);
-        return reinterpret_cast<HINSTANCE>(INT_PTR{ERROR_NOT_ENOUGH_MEMORY});
+        fail_errno(error);
+        return reinterpret_cast<HINSTANCE>(error == ENOENT ? no_association
+                                                           : INT_PTR{ERROR_NOT_ENOUGH_MEMORY});
     }
     return reinterpret_cast<HINSTANCE>(success);
 }

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include <pwd.h>
+
 #include "calls.h"
 
 namespace platform
@@ -50,6 +52,12 @@ std::string own_root()
     return without_end_slashes(from_environment("PLINTH_ROOT"));
 }
 
+// A user without any home: a folder that nobody else can have made, as far as that goes in /tmp.
+std::string without_home()
+{
+    return "/tmp/.plinth-" + std::to_string(geteuid());
+}
+
 std::string find_root()
 {
     std::string root = own_root();
@@ -64,8 +72,8 @@ std::string find_root()
     std::string state = from_environment("XDG_STATE_HOME");
     if (state.empty() || state.front() != '/')
     {
-        const std::string home = from_environment("HOME");
-        state = (home.empty() ? "/tmp" : home) + "/.local/state";
+        const std::string home = home_folder();
+        state = home.empty() ? without_home() : home + "/.local/state";
     }
     root = without_end_slashes(state) + "/plinth";
     make_with_parents(root);
@@ -101,6 +109,20 @@ std::string find_shared()
 }
 
 } // namespace
+
+std::string home_folder()
+{
+    std::string home = from_environment("HOME");
+    if (!home.empty() && home.front() == '/')
+        return without_end_slashes(home);
+    passwd entry;
+    passwd* found = nullptr;
+    char buffer[4096];
+    if (getpwuid_r(geteuid(), &entry, buffer, sizeof buffer, &found) == 0 && found &&
+        found->pw_dir && found->pw_dir[0] == '/' && found->pw_dir[1])
+        return found->pw_dir;
+    return "";
+}
 
 const std::string& root_folder()
 {

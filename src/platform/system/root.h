@@ -11,6 +11,10 @@ namespace platform
 // folder is made if it is missing.
 const std::string& root_folder();
 
+// The user's home, native: HOME if that is absolute, else what the system knows of the user; empty
+// if that is nothing.
+std::string home_folder();
+
 // The folder of this user's named objects and of the debug string channel: plinth-<uid> in
 // /dev/shm, or in /tmp where that can't be written; made with mode 0700, and refused (empty) if
 // somebody else owns it. A PLINTH_ROOT of its own is a machine of its own: the name is then
