@@ -124,6 +124,5 @@ void CThreadPool::Remove(ThreadInfo& info)
         --m_uThreadCount;
     }
     if (m_bDestroying && m_ThreadInfo.empty())
-        QvPoolRequire(pthread_cond_signal(&m_FinishSignal) == 0,
-                      L"pthread_cond_signal(&m_FinishSignal)", __LINE__);
+        SignalThread(&m_FinishSignal);
 }
