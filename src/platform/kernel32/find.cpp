@@ -101,22 +101,24 @@ private:
 struct Entry
 {
     std::string native;
-    wchar_t name[name_limit];
+    std::basic_string<char16_t> name;
     bool is_link;
+    const wchar_t* wide() const { return reinterpret_cast<const wchar_t*>(name.c_str()); }
 };
 
 bool set_name(Entry& entry)
 {
+    wchar_t name[name_limit];
     size_t written = 0;
-    const size_t units = wide_from_utf8(entry.native.data(), entry.native.size(), entry.name,
-                                        name_limit - 1, &written);
-    entry.name[written] = L'\0';
+    const size_t units =
+        wide_from_utf8(entry.native.data(), entry.native.size(), name, name_limit - 1, &written);
+    entry.name.assign(reinterpret_cast<const char16_t*>(name), written);
     return units == written;
 }
 
 bool in_order(const Entry& a, const Entry& b)
 {
-    const int difference = compare_folded(a.name, b.name);
+    const int difference = compare_folded(a.wide(), b.wide());
     return difference != 0 ? difference < 0 : a.native < b.native;
 }
 
@@ -137,7 +139,7 @@ public:
         while (const dirent* found = sys::readdir(directory))
         {
             Entry entry{found->d_name, {}, found->d_type == DT_LNK};
-            if (set_name(entry) && mask.matches(entry.name))
+            if (set_name(entry) && mask.matches(entry.wide()))
                 m_entries.push_back(std::move(entry));
             errno = 0;
         }
@@ -200,7 +202,7 @@ private:
             data.nFileSizeHigh = static_cast<DWORD>(found.stx_size >> 32);
             data.nFileSizeLow = static_cast<DWORD>(found.stx_size);
         }
-        std::copy_n(entry.name, name_limit, data.cFileName);
+        std::copy_n(entry.wide(), entry.name.size() + 1, data.cFileName);
         return true;
     }
 
