@@ -11,6 +11,33 @@ namespace
 constexpr int64_t ticks_per_second = 10'000'000;     // of 100 ns
 constexpr int64_t epoch_difference = 11'644'473'600; // seconds from 1601 to 1970
 
+// Whether every file system keeps such a time.
+bool is_common(const FILETIME* time)
+{
+    return !time || to_timespec(*time).tv_sec == static_cast<int32_t>(to_timespec(*time).tv_sec);
+}
+
+// Sets times as futimens does. A file system takes its nearest one for a time that it can't hold,
+// without a word: such a one is looked up again, and if it isn't what was asked for the former
+// times are put back. 0 or a system error.
+DWORD set_times(int fd, const FILETIME* access, const FILETIME* write)
+{
+    const timespec times[2] = {access ? to_timespec(*access) : timespec{0, UTIME_OMIT},
+                               write ? to_timespec(*write) : timespec{0, UTIME_OMIT}};
+    struct stat before;
+    struct stat after;
+    const bool looks = !is_common(access) || !is_common(write);
+    if ((looks && sys::fstat(fd, &before) != 0) || sys::futimens(fd, times) != 0 ||
+        (looks && sys::fstat(fd, &after) != 0))
+        return system_error(errno);
+    if (!looks || ((!access || after.st_atim.tv_sec == times[0].tv_sec) &&
+                   (!write || after.st_mtim.tv_sec == times[1].tv_sec)))
+        return 0;
+    const timespec former[2] = {before.st_atim, before.st_mtim};
+    sys::futimens(fd, former);
+    return ERROR_INVALID_PARAMETER;
+}
+
 } // namespace
 
 namespace platform
@@ -79,10 +106,9 @@ extern "C" BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIM
         return FALSE;
     if (!object->writable())
         return fail_with(ERROR_ACCESS_DENIED);
-    const timespec times[2] = {access ? to_timespec(*access) : timespec{0, UTIME_OMIT},
-                               write ? to_timespec(*write) : timespec{0, UTIME_OMIT}};
-    if ((access || write) && sys::futimens(object->fd(), times) != 0)
-        return fail_errno(errno);
+    if (access || write)
+        if (const DWORD error = set_times(object->fd(), access, write))
+            return fail_with(error);
     // A file system that keeps no attributes goes on showing its birth time.
     if (creation &&
         sys::fsetxattr(object->fd(), creation_attribute, creation, sizeof *creation, 0) &&

@@ -99,4 +99,20 @@ TEST_F(FileTimes, AFieldBeyond16BitsIsNoTimeThatExists)
     }
 }
 
+TEST_F(FileTimes, ATimeIsKeptOrRefusedButNeverChanged)
+{
+    const struct tm good = at(2001, 2, 3);
+    ASSERT_EQ(QV_TouchFile(m_file, &good, &good, &good), QV_OK);
+    for (const int year : {1601, 1800, 1901, 1969, 2038, 2107, 2447, 9999, 30'827})
+    {
+        const struct tm odd = at(year, 6, 15);
+        const int status = QV_TouchFile(m_file, nullptr, nullptr, &odd);
+        ASSERT_EQ(QV_GetFileTimes(m_file, nullptr, &m_access, &m_write), QV_OK);
+        EXPECT_TRUE(status == QV_OK || status == QV_ERR_TOUCHFILE) << status;
+        expect_same(m_write, status == QV_OK ? odd : good);
+        expect_same(m_access, good);
+        ASSERT_EQ(QV_TouchFile(m_file, nullptr, nullptr, &good), QV_OK);
+    }
+}
+
 } // namespace
