@@ -122,7 +122,7 @@ DWORD replace_blocked(const char* target)
         return 0;
     if (!S_ISREG(found.st_mode) || is_read_only(found))
         return ERROR_ACCESS_DENIED;
-    return delete_blocked(target);
+    return 0;
 }
 
 DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfExists)
@@ -154,6 +154,8 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
         return ERROR_SHARING_VIOLATION; // onto itself
     if (const DWORD error = replace_blocked(end))
         return error;
+    if (const DWORD error = DeleteClaim(end).error())
+        return error;
     // Renaming asks for the folder's permission alone.
     if (exists && sys::access(end, W_OK) != 0)
         return system_error(errno);
@@ -166,12 +168,15 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
     const timespec times[2] = {{0, UTIME_OMIT}, found.st_mtim};
     if (!error && (sys::fchmod(to, found.st_mode & 0777) != 0 || sys::futimens(to, times) != 0))
         error = errno;
-    if (!error && (failIfExists ? rename_to_new(temporary.c_str(), end)
-                                : sys::rename(temporary.c_str(), end)) != 0)
+    // Somebody may have opened the target meanwhile.
+    const DeleteClaim claim(end);
+    if (!error && !claim.error() &&
+        (failIfExists ? rename_to_new(temporary.c_str(), end)
+                      : sys::rename(temporary.c_str(), end)) != 0)
         error = errno;
-    if (error)
+    if (error || claim.error())
         sys::unlink(temporary.c_str());
-    return system_error(error);
+    return error ? system_error(error) : claim.error();
 }
 
 } // namespace
@@ -206,8 +211,9 @@ extern "C" BOOL MoveFileExW(LPCWSTR source, LPCWSTR target, DWORD flags)
     struct stat moved;
     if (sys::lstat(from.c_str(), &moved) != 0)
         return from.fail(errno);
-    if (const DWORD error = delete_blocked(from.c_str()))
-        return fail_with(error);
+    const DeleteClaim source_claim(from.c_str());
+    if (source_claim.error())
+        return fail_with(source_claim.error());
     if ((flags & MOVEFILE_REPLACE_EXISTING) == 0)
     {
         if (rename_to_new(from.c_str(), to.c_str()) == 0)
@@ -221,6 +227,9 @@ extern "C" BOOL MoveFileExW(LPCWSTR source, LPCWSTR target, DWORD flags)
     }
     if (const DWORD error = replace_blocked(to.c_str()))
         return fail_with(error);
+    const DeleteClaim target_claim(to.c_str());
+    if (target_claim.error())
+        return fail_with(target_claim.error());
     return sys::rename(from.c_str(), to.c_str()) == 0 ? TRUE : to.fail(errno);
 }
 
@@ -234,7 +243,8 @@ extern "C" BOOL DeleteFileW(LPCWSTR path)
         return native.fail(errno);
     if (S_ISDIR(found.st_mode) || is_read_only(found))
         return fail_with(ERROR_ACCESS_DENIED);
-    if (const DWORD error = delete_blocked(native.c_str()))
-        return fail_with(error);
+    const DeleteClaim claim(native.c_str());
+    if (claim.error())
+        return fail_with(claim.error());
     return sys::unlink(native.c_str()) == 0 ? TRUE : native.fail(errno);
 }

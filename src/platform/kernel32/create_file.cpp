@@ -94,9 +94,18 @@ int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, b
     return -1;
 }
 
-// What an opened descriptor still has to pass. 0 or a system error.
-DWORD admit(int fd, const struct stat& found, bool created, DWORD share, const Wish& wish)
+// Whether the file lost its name to a deletion before it was claimed.
+bool is_gone(int fd)
 {
+    struct stat found;
+    return sys::fstat(fd, &found) == 0 && found.st_nlink == 0;
+}
+
+// What an opened descriptor still has to pass. 0 or a system error; gone: the file is deleted.
+DWORD admit(int fd, const struct stat& found, bool created, DWORD share, const Wish& wish,
+            bool& gone)
+{
+    gone = false;
     if (S_ISDIR(found.st_mode))
         return ERROR_ACCESS_DENIED;
     if (!S_ISREG(found.st_mode))
@@ -108,6 +117,7 @@ DWORD admit(int fd, const struct stat& found, bool created, DWORD share, const W
                          (share & FILE_SHARE_READ) != 0, (share & FILE_SHARE_WRITE) != 0});
     if (error)
         return error;
+    gone = is_gone(fd);
     if (wish.cuts && !created && sys::ftruncate(fd, 0) != 0)
         return system_error(errno);
     return 0;
@@ -129,15 +139,25 @@ extern "C" HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share,
         return INVALID_HANDLE_VALUE;
 
     bool created = false;
-    const int fd = open_by_disposition(native.c_str(), disposition, wish, created);
+    bool gone = false;
+    int fd = -1;
     struct stat found;
-    if (fd < 0)
+    DWORD error = 0;
+    // A name that still leads to a file without one belongs to the kernel (/proc/self/fd): the last
+    // attempt takes what it gets.
+    for (int attempt = 0; attempt == 0 || (gone && !error && attempt < 8); ++attempt)
     {
-        native.fail(errno);
-        return INVALID_HANDLE_VALUE;
+        if (fd >= 0)
+            sys::close(fd);
+        fd = open_by_disposition(native.c_str(), disposition, wish, created);
+        if (fd < 0)
+        {
+            native.fail(errno);
+            return INVALID_HANDLE_VALUE;
+        }
+        error = sys::fstat(fd, &found) == 0 ? admit(fd, found, created, share, wish, gone)
+                                            : system_error(errno);
     }
-    DWORD error =
-        sys::fstat(fd, &found) == 0 ? admit(fd, found, created, share, wish) : system_error(errno);
     if (error)
     {
         sys::close(fd);

@@ -54,32 +54,24 @@ template <class Visit> bool for_each_run(const bool (&set)[byte_count], Visit vi
     return true;
 }
 
-enum class Outcome
+// False for a conflict. What can't be announced (a descriptor that can't read, a file system
+// without such locks) is asked for nevertheless; what can't be asked is taken to be free.
+bool try_claim(int fd, const bool (&own)[byte_count], const bool (&against)[byte_count])
 {
-    claimed,
-    conflict,
-    unsupported
-};
-
-Outcome try_claim(int fd, const bool (&own)[byte_count], const bool (&against)[byte_count])
-{
-    const bool announced = for_each_run(own,
-                                        [fd](off_t first, off_t count)
-                                        {
-                                            struct flock range = range_of(F_RDLCK, first, count);
-                                            return sys::fcntl_lock(fd, F_OFD_SETLK, &range) == 0;
-                                        });
-    if (!announced)
-        return Outcome::unsupported;
+    for_each_run(own,
+                 [fd](off_t first, off_t count)
+                 {
+                     struct flock range = range_of(F_RDLCK, first, count);
+                     return sys::fcntl_lock(fd, F_OFD_SETLK, &range) == 0;
+                 });
     // Asking for a write lock shows the read locks of other descriptions; our own don't count.
-    const bool free = for_each_run(against,
-                                   [fd](off_t first, off_t count)
-                                   {
-                                       struct flock range = range_of(F_WRLCK, first, count);
-                                       return sys::fcntl_lock(fd, F_OFD_GETLK, &range) != 0 ||
-                                              range.l_type == F_UNLCK;
-                                   });
-    return free ? Outcome::claimed : Outcome::conflict;
+    return for_each_run(against,
+                        [fd](off_t first, off_t count)
+                        {
+                            struct flock range = range_of(F_WRLCK, first, count);
+                            return sys::fcntl_lock(fd, F_OFD_GETLK, &range) != 0 ||
+                                   range.l_type == F_UNLCK;
+                        });
 }
 
 void withdraw(int fd)
@@ -93,6 +85,19 @@ void wait_a_little()
     static thread_local std::minstd_rand random(std::random_device{}());
     const timespec pause{0, static_cast<long>(random() % 100'000)};
     sys::clock_nanosleep(CLOCK_MONOTONIC, 0, &pause);
+}
+
+// Tries a few times: whom it meets may be about to withdraw for the same reason.
+DWORD claim(int fd, const bool (&own)[byte_count], const bool (&against)[byte_count])
+{
+    for (int attempt = 1; !try_claim(fd, own, against); ++attempt)
+    {
+        withdraw(fd);
+        if (attempt == attempts)
+            return ERROR_SHARING_VIOLATION;
+        wait_a_little();
+    }
+    return 0;
 }
 
 } // namespace
@@ -112,37 +117,30 @@ DWORD claim_share(int fd, const ShareRequest& request)
     against[denies_write] = request.writes || request.overwrites;
     against[reads] = !request.shares_read;
     against[writes] = !request.shares_write;
-
-    for (int attempt = 1;; ++attempt)
-    {
-        switch (try_claim(fd, own, against))
-        {
-        case Outcome::claimed:
-        case Outcome::unsupported:
-            return 0;
-        case Outcome::conflict:
-            if (attempt == attempts)
-                return ERROR_SHARING_VIOLATION;
-            withdraw(fd);
-            wait_a_little();
-        }
-    }
+    return claim(fd, own, against);
 }
 
-DWORD delete_blocked(const char* native_path)
+DeleteClaim::DeleteClaim(const char* native_path)
 {
     struct stat found;
     if (sys::lstat(native_path, &found) != 0 || !S_ISREG(found.st_mode))
-        return 0;
-    int fd = sys::open(native_path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
-    if (fd < 0) // asking needs a descriptor, and no access in particular
-        fd = sys::open(native_path, O_WRONLY | O_NONBLOCK | O_NOFOLLOW);
-    if (fd < 0)
-        return 0;
-    struct flock range = range_of(F_WRLCK, held, 1);
-    const bool blocked = sys::fcntl_lock(fd, F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
-    sys::close(fd);
-    return blocked ? ERROR_SHARING_VIOLATION : 0;
+        return;
+    m_fd = sys::open(native_path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
+    if (m_fd < 0) // then nothing can be announced, but asked
+        m_fd = sys::open(native_path, O_WRONLY | O_NONBLOCK | O_NOFOLLOW);
+    if (m_fd < 0)
+        return;
+    bool own[byte_count] = {};
+    own[denies_read] = own[denies_write] = true;
+    bool against[byte_count] = {};
+    against[held] = true;
+    m_error = claim(m_fd, own, against);
+}
+
+DeleteClaim::~DeleteClaim()
+{
+    if (m_fd >= 0)
+        sys::close(m_fd);
 }
 
 } // namespace platform

@@ -36,9 +36,23 @@ struct ShareRequest
 // request for no access at all denies nothing and is denied nothing.
 DWORD claim_share(int fd, const ShareRequest& request);
 
-// ERROR_SHARING_VIOLATION if somebody holds the file of this path open through this interface (no
-// open of ours ever shares deletion), 0 if not or if it can't be told. A link is not what it points
-// at.
-DWORD delete_blocked(const char* native_path);
+// Keeps a file from being opened through this interface while it is deleted, moved or replaced: no
+// open of ours shares deletion. Lasts until the scope's end, which is after the call that does it.
+// An open that got hold of the file before it went finds it without a name, and looks again.
+class DeleteClaim
+{
+public:
+    // A link is not what it points at: it, what is missing and what can't be opened are free.
+    explicit DeleteClaim(const char* native_path);
+    DeleteClaim(const DeleteClaim&) = delete;
+    DeleteClaim& operator=(const DeleteClaim&) = delete;
+    ~DeleteClaim();
+    // ERROR_SHARING_VIOLATION if somebody holds the file open, else 0.
+    DWORD error() const { return m_error; }
+
+private:
+    int m_fd = -1;
+    DWORD m_error = 0;
+};
 
 } // namespace platform

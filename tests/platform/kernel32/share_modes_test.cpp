@@ -1,11 +1,14 @@
 // Share modes, locks and removal between processes.
+#include <atomic>
 #include <filesystem>
+#include <thread>
 
 #include <gtest/gtest.h>
 
 #include <windows.h>
 
 #include "support/processes.h"
+#include "support/soak.h"
 
 namespace
 {
@@ -30,6 +33,30 @@ int hold_file(int, char** argv)
     return 0;
 }
 const test::ChildMain hold_file_main("hold-file", hold_file);
+
+// Deletes the file again and again until its input ends, and tells how often it did.
+int delete_file(int, char** argv)
+{
+    const test::Wide path(argv[0]);
+    std::atomic<bool> ended{false};
+    std::thread listener(
+        [&]
+        {
+            while (std::getchar() != EOF)
+            {
+            }
+            ended = true;
+        });
+    std::puts("ready");
+    std::fflush(stdout);
+    unsigned deleted = 0;
+    while (!ended)
+        deleted += DeleteFileW(path) != 0;
+    listener.join();
+    std::printf("%u\n", deleted);
+    return 0;
+}
+const test::ChildMain delete_file_main("delete-file", delete_file);
 
 class SharedFile : public testing::Test
 {
@@ -121,6 +148,29 @@ TEST_F(SharedFile, IsNotDeniedByAnOpenForNoAccess)
     EXPECT_EQ(GetFileSize(looking, nullptr), 7u);
     CloseHandle(looking);
     CloseHandle(alone);
+}
+
+TEST_F(SharedFile, IsNotDeletedUnderAConcurrentOpen)
+{
+    test::Process other = test::Process::child("delete-file", {m_path.utf8()});
+    ASSERT_EQ(other.read_line(), "ready");
+    int lost = 0;
+    int opened = 0;
+    const test::SoakTime soak;
+    do
+        for (int i = 0; i < 5000; ++i)
+        {
+            const HANDLE file = open_file(m_path, GENERIC_READ | FILE_APPEND_DATA, 3, OPEN_ALWAYS);
+            if (file == INVALID_HANDLE_VALUE)
+                continue;
+            ++opened;
+            lost += !std::filesystem::exists(m_folder + "/file");
+            CloseHandle(file);
+        }
+    while (soak.goes_on());
+    soak.report("opens", static_cast<uint64_t>(opened));
+    EXPECT_EQ(lost, 0) << "of " << opened;
+    EXPECT_GT(opened, 1000);
 }
 
 TEST_F(SharedFile, HasByteRangesThatOnlyOneProcessLocks)
