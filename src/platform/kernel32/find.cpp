@@ -102,7 +102,6 @@ struct Entry
 {
     std::string native;
     std::basic_string<char16_t> name;
-    bool is_link;
     const wchar_t* wide() const { return reinterpret_cast<const wchar_t*>(name.c_str()); }
 };
 
@@ -138,7 +137,7 @@ public:
         errno = 0;
         while (const dirent* found = sys::readdir(directory))
         {
-            Entry entry{found->d_name, {}, found->d_type == DT_LNK};
+            Entry entry{found->d_name, {}};
             if (set_name(entry) && mask.matches(entry.wide()))
                 m_entries.push_back(std::move(entry));
             errno = 0;
@@ -154,9 +153,7 @@ public:
     // A name without wildcards is looked up, not searched for.
     void take_one(const wchar_t* name)
     {
-        Entry entry{to_utf8(name), {}, false};
-        struct stat found;
-        entry.is_link = sys::lstat(path_of(entry).c_str(), &found) == 0 && S_ISLNK(found.st_mode);
+        Entry entry{to_utf8(name), {}};
         if (set_name(entry))
             m_entries.push_back(std::move(entry));
     }
@@ -183,17 +180,19 @@ private:
         const std::string path = path_of(entry);
         struct statx found;
         constexpr unsigned wanted = STATX_BASIC_STATS | STATX_BTIME;
-        // A link shows what it points at; one that points nowhere shows itself.
-        if (sys::statx(AT_FDCWD, path.c_str(), 0, wanted, &found) != 0 &&
-            (!entry.is_link ||
-             sys::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, wanted, &found) != 0))
+        if (sys::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, wanted, &found) != 0)
             return false;
+        // A link shows what it points at; one that points nowhere shows itself.
+        const bool is_link = S_ISLNK(found.stx_mode);
+        struct statx target;
+        if (is_link && sys::statx(AT_FDCWD, path.c_str(), 0, wanted, &target) == 0)
+            found = target;
         FILETIME kept;
         const bool has_kept =
             sys::getxattr(path.c_str(), creation_attribute, &kept, sizeof kept) == sizeof kept;
         const FileStamps stamps = stamps_of(found, has_kept ? &kept : nullptr);
         data = {};
-        data.dwFileAttributes = attributes_of(found.stx_mode, entry.is_link);
+        data.dwFileAttributes = attributes_of(found.stx_mode, is_link);
         data.ftCreationTime = stamps.creation;
         data.ftLastAccessTime = stamps.access;
         data.ftLastWriteTime = stamps.write;
