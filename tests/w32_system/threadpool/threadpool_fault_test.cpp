@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <new>
@@ -47,6 +48,24 @@ std::vector<Wait> g_waits;
 std::function<int(int)> g_timed_result; // changes the result of a timed wait
 std::vector<std::string> g_assertions;
 
+// The function whose n-th call reports a failure, although it has done its work: the pool must go
+// on as if it had not failed, and tell.
+// Only calls of threads that are watched count.
+std::atomic<const char*> g_failing{nullptr};
+std::atomic<int> g_failing_call{0};
+std::atomic<bool> g_all_watched{false};
+thread_local bool t_watched = false;
+
+int outcome(const char* name, int result)
+{
+    const char* const failing = g_failing;
+    if (!failing || !(t_watched || g_all_watched) || std::strcmp(failing, name) != 0 ||
+        --g_failing_call != 0)
+        return result;
+    errno = EINVAL;
+    return std::strncmp(name, "sem_", 4) == 0 ? -1 : EINVAL;
+}
+
 // Waits until the n-th timed wait of the test, counted from 1, has been entered, and gives it.
 Wait nth_wait(size_t n)
 {
@@ -81,6 +100,39 @@ INSTEAD int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* m
         condition, mutex, deadline);
     const std::lock_guard lock(g_mutex);
     return g_timed_result ? g_timed_result(result) : result;
+}
+
+// Defines a function of the threads module that does its work and may report a failure.
+#define WATCHED(name, parameters, arguments)                                                       \
+    INSTEAD int name parameters noexcept                                                           \
+    {                                                                                              \
+        static auto* const function = next<int parameters>(#name);                                 \
+        return outcome(#name, function arguments);                                                 \
+    }
+
+WATCHED(pthread_mutex_init, (pthread_mutex_t * mutex, const pthread_mutexattr_t* attributes),
+        (mutex, attributes))
+WATCHED(pthread_mutex_destroy, (pthread_mutex_t * mutex), (mutex))
+WATCHED(pthread_mutex_lock, (pthread_mutex_t * mutex), (mutex))
+WATCHED(pthread_mutex_unlock, (pthread_mutex_t * mutex), (mutex))
+WATCHED(pthread_cond_init, (pthread_cond_t * condition, const pthread_condattr_t* attributes),
+        (condition, attributes))
+WATCHED(pthread_cond_destroy, (pthread_cond_t * condition), (condition))
+WATCHED(pthread_cond_signal, (pthread_cond_t * condition), (condition))
+WATCHED(pthread_detach, (pthread_t thread), (thread))
+WATCHED(sem_init, (sem_t * semaphore, int shared, unsigned value), (semaphore, shared, value))
+WATCHED(sem_destroy, (sem_t * semaphore), (semaphore))
+WATCHED(sem_post, (sem_t * semaphore), (semaphore))
+
+INSTEAD int sem_wait(sem_t* semaphore)
+{
+    return outcome("sem_wait", next<int(sem_t*)>("sem_wait")(semaphore));
+}
+
+INSTEAD int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
+{
+    return outcome("pthread_cond_wait", next<int(pthread_cond_t*, pthread_mutex_t*)>(
+                                            "pthread_cond_wait")(condition, mutex));
 }
 
 INSTEAD double QV_GetTimeCounter()
@@ -290,6 +342,92 @@ TEST_F(ThreadPoolTimes, ACallToAWaitingThreadAllocatesNothing)
     EXPECT_EQ(g_allocations, before);
     EXPECT_EQ(runs, 100);
 }
+
+// From when on calls count: the test's own locks and conditions come in between.
+enum class Part
+{
+    life,      // of the pool, in all threads
+    hand_over, // of the first call, in its caller
+    end,       // of the pool, in all threads
+};
+
+struct FailingCall
+{
+    const char* function;
+    int call; // of the functions of this name, from 1
+    const char* expression;
+    Part part = Part::life;
+};
+
+void PrintTo(const FailingCall& each, std::ostream* out)
+{
+    *out << each.function << " " << each.call;
+}
+
+class ThreadPoolFailures : public testing::TestWithParam<FailingCall>
+{
+};
+
+// The life of a pool with one worker that takes two calls, the second out of its wait.
+TEST_P(ThreadPoolFailures, AreReportedAndThePoolGoesOn)
+{
+    g_waits.reserve(100);
+    g_failing_call = GetParam().call;
+    g_failing = GetParam().function;
+    g_all_watched = GetParam().part == Part::life;
+    CThreadPool* const pool = CThreadPool::CreateThreadPool();
+    {
+        t_watched = GetParam().part == Part::hand_over;
+        test::HeldCall call(pool);
+        t_watched = false;
+        EXPECT_EQ(call.status(), QV_OK);
+    }
+    nth_wait(1);
+    {
+        test::HeldCall call(pool);
+        EXPECT_EQ(call.status(), QV_OK);
+    }
+    nth_wait(2);
+    g_all_watched = GetParam().part != Part::hand_over;
+    CThreadPool::DestroyThreadPool(pool);
+    test::ThreadEnds::wait_for(1);
+    g_failing = nullptr;
+    const std::lock_guard lock(g_mutex);
+    ASSERT_EQ(g_assertions.size(), 1u);
+    EXPECT_EQ(g_assertions[0].substr(0, std::strlen(GetParam().expression)), GetParam().expression);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, ThreadPoolFailures,
+    testing::Values(
+        FailingCall{"pthread_mutex_init", 1, "pthread_mutex_init(&m_PoolMutex, NULL)"},
+        FailingCall{"pthread_mutex_init", 2, "pthread_mutex_init(&m_ThreadMutex, NULL)"},
+        FailingCall{"pthread_cond_init", 1, "pthread_cond_init(&m_FinishSignal, NULL)"},
+        FailingCall{"pthread_cond_init", 2, "pthread_cond_init(&m_Signal, NULL)"},
+        FailingCall{"sem_init", 1, "sem_init (&m_CtxSem, 0, 0)"},
+        FailingCall{"sem_wait", 1, "sem_wait(&m_CtxSem)"},
+        FailingCall{"sem_post", 1, "sem_post(&m_CtxSem)"},
+        FailingCall{"sem_post", 2, "sem_post(&m_CtxSem)"},
+        FailingCall{"pthread_detach", 1, "pthread_detach(thread)"},
+        FailingCall{"pthread_cond_signal", 1, "pthread_cond_signal(pSignal)"},
+        FailingCall{"pthread_cond_signal", 2, "pthread_cond_signal(pSignal)"}, // to end the worker
+        FailingCall{"pthread_cond_signal", 3, "pthread_cond_signal(pSignal)"}, // by the last worker
+        FailingCall{"pthread_cond_wait", 1, "pthread_cond_wait(&m_FinishSignal, &m_ThreadMutex)",
+                    Part::end},
+        // The worker's own and the pool's, in either order.
+        FailingCall{"pthread_cond_destroy", 1, "pthread_cond_destroy(&m_", Part::end},
+        FailingCall{"pthread_cond_destroy", 2, "pthread_cond_destroy(&m_", Part::end},
+        FailingCall{"pthread_mutex_lock", 1, "pthread_mutex_lock(&m_PoolMutex)", Part::hand_over},
+        FailingCall{"pthread_mutex_lock", 2, "pthread_mutex_lock(&m_ThreadMutex)", Part::hand_over},
+        FailingCall{"pthread_mutex_unlock", 1, "pthread_mutex_unlock(&m_ThreadMutex)",
+                    Part::hand_over},
+        FailingCall{"pthread_mutex_unlock", 2, "pthread_mutex_unlock(&m_PoolMutex)",
+                    Part::hand_over},
+        FailingCall{"sem_destroy", 1, "sem_destroy(&m_CtxSem)"},
+        FailingCall{"pthread_mutex_destroy", 1, "pthread_mutex_destroy(&m_ThreadMutex)"},
+        FailingCall{"pthread_mutex_destroy", 2, "pthread_mutex_destroy(&m_PoolMutex)"}),
+    [](const auto& each)
+    { return std::string(each.param.function) + "_" + std::to_string(each.param.call); });
 
 TEST(ThreadPoolFaults, ANullPoolIsRefused)
 {
