@@ -1,6 +1,9 @@
 // Conversion between the two forms of text, and what reads from a text: bytes of any kind.
+#include <cstring>
+#include <string>
 #include <vector>
 
+#include <plinth_platform.h>
 #include <tchar.h>
 #include <windows.h>
 
@@ -95,6 +98,25 @@ void try_numbers(const wchar_t* text, size_t length)
     }
 }
 
+// A path that has a native form has it without dots, and is its own native form.
+void try_path(const wchar_t* path)
+{
+    char once[4096];
+    const DWORD length = PlinthNativePath(path, once, sizeof once);
+    if (length == 0)
+        return;
+    check(std::strlen(once) == length, "the length is that of the path");
+    if (once[0] != '/')
+        return; // might begin like a drive
+    for (const char* level : {"/./", "/../"})
+        check((std::string(once) + "/").find(level) == std::string::npos, "no dots are left");
+    wchar_t wide[4096];
+    widen(once, -1, wide, 4096);
+    char twice[4096];
+    check(PlinthNativePath(wide, twice, sizeof twice) == length && std::strcmp(once, twice) == 0,
+          "a native path is its own");
+}
+
 void try_wide(fuzz::Input& input, size_t size)
 {
     size_t length = input.size();
@@ -127,6 +149,7 @@ void try_wide(fuzz::Input& input, size_t size)
     format.push_back(L'\0');
     swscanf(text.get(), format.data());
 
+    try_path(text.get());
     wchar_t drive[_MAX_DRIVE];
     wchar_t folder[_MAX_DIR];
     wchar_t name[_MAX_FNAME];
