@@ -4,7 +4,14 @@ find_package(Threads REQUIRED)
 
 find_program(PLINTH_CCACHE ccache)
 if(PLINTH_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER AND PROJECT_IS_TOP_LEVEL)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${PLINTH_CCACHE})
+  # It fails, rather than do without, for a user who can't write its cache (one without a home).
+  set(probe ${CMAKE_BINARY_DIR}/CMakeFiles/ccache_probe)
+  file(WRITE ${probe}.cpp "int ccache_probe;\n")
+  execute_process(COMMAND ${PLINTH_CCACHE} ${CMAKE_CXX_COMPILER} -c ${probe}.cpp -o ${probe}.o
+                  RESULT_VARIABLE status OUTPUT_QUIET ERROR_QUIET)
+  if(status EQUAL 0)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${PLINTH_CCACHE})
+  endif()
 endif()
 
 add_library(plinth_private INTERFACE)
