@@ -27,6 +27,15 @@ if(PLINTH_SANITIZE)
   target_link_options(plinth_private INTERFACE -fsanitize=${PLINTH_SANITIZE})
 endif()
 
+# Keeps the C++ library's templates out of the names that a shared library of ours exports.
+function(plinth_own_names target)
+  if(NOT WIN32)
+    set(map ${PROJECT_SOURCE_DIR}/cmake/own_names.map)
+    target_link_options(${target} PRIVATE -Wl,--version-script=${map})
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${map})
+  endif()
+endfunction()
+
 # The sources of one target: every .cpp file below the folders. Folders follow subsystems.
 function(plinth_sources variable)
   set(all "")

@@ -1,4 +1,5 @@
 // The application log: its instance, and writing.
+#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -56,10 +57,15 @@ void CQvLogFile::Initialize()
 void CQvLogFile::Uninitialize()
 {
     s_ended = true;
-    {
-        // Whoever is writing now gets to its end first.
-        const QvLogLock lock;
-    }
+    // Whoever is writing now gets to its end first. Not for ever: a thread that was ended in the
+    // middle, as the system does with all others before a process detach, holds the lock for good.
+    constexpr int attempts = 100;
+    for (int attempt = 0; attempt < attempts; ++attempt, Sleep(1))
+        if (pthread_mutexCS_trylock(&m_classLock) != EBUSY)
+        {
+            pthread_mutexCS_unlock(&m_classLock);
+            break;
+        }
     pthread_mutexCS_destroy(&m_classLock);
 }
 

@@ -6,6 +6,7 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sys/wait.h>
 
 #include <gtest/gtest.h>
 
@@ -17,12 +18,39 @@
 namespace
 {
 
-std::string first_log()
+// The log of the process that was the number-th to load the library; this one is number 0.
+std::string log_of(unsigned number)
 {
     const time_t now = time(nullptr);
     char name[64];
-    strftime(name, sizeof name, "/qvapp_%Y-%m-%d_(0001).log", localtime(&now));
-    return test::read_file(test::root() + "/ProgramData/Quorvane/Platform/Logfiles" + name);
+    strftime(name, sizeof name, "/qvapp_%Y-%m-%d_(", localtime(&now));
+    char rest[16];
+    snprintf(rest, sizeof rest, "%04u).log", number);
+    return test::read_file(test::root() + "/ProgramData/Quorvane/Platform/Logfiles" + name + rest);
+}
+
+std::string first_log()
+{
+    return log_of(1);
+}
+
+// What each load writes, as a regular expression.
+const std::string stamp = "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\*vtq\\* ";
+const std::string load_lines =
+    stamp + "Log session started\\.\r\n" + stamp + "RDTSC instruction NOT present\\.\r\n";
+
+// Runs the load probe; its exit code, and what it wrote to both outputs.
+int probe(const std::string& arguments, std::string& output)
+{
+    // The log of a library that is gone stays open, by rule: no leak of its own.
+    const std::string command = "ASAN_OPTIONS=\"$ASAN_OPTIONS:detect_leaks=0\" " PLINTH_LOAD_PROBE
+                                " " PLINTH_LIBRARY " " +
+                                arguments + " 2>&1";
+    FILE* const out = popen(command.c_str(), "r");
+    char bytes[4096];
+    output.assign(bytes, fread(bytes, 1, sizeof bytes, out));
+    const int status = pclose(out);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 int trace_once(int, char**)
@@ -35,11 +63,8 @@ const test::ChildMain trace_once_main("trace-once", trace_once);
 TEST(Load, OpensTheLogTracesOnceAndLetsStaticObjectsTrace)
 {
     EXPECT_EQ(test::Process::child("trace-once").wait(), 0);
-    const std::string stamp = "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\*vtq\\* ";
-    EXPECT_TRUE(std::regex_match(first_log(),
-                                 std::regex(stamp + "Log session started\\.\r\n" + stamp +
-                                            "RDTSC instruction NOT present\\.\r\nfrom main\r\n" +
-                                            stamp + "from a static destructor\r\n")))
+    EXPECT_TRUE(std::regex_match(first_log(), std::regex(load_lines + "from main\r\n" + stamp +
+                                                         "from a static destructor\r\n")))
         << first_log();
 }
 
@@ -82,6 +107,47 @@ TEST(Load, ASecondOpeningRunsNothingAgain)
     dlclose(again);
     EXPECT_EQ(first_log(), before);
     EXPECT_EQ(QV_GetTraceOptions(), 0x12u);
+}
+
+TEST(Load, ClosingUnloadsAndEachLoadRunsWhole)
+{
+    std::string output;
+    EXPECT_EQ(probe("3", output), 0);
+    EXPECT_EQ(output, "log 0\nlog 0\nlog 0\n");
+    for (const unsigned number : {1u, 2u, 3u})
+        EXPECT_TRUE(std::regex_match(log_of(number), std::regex(load_lines + "used\r\n")))
+            << log_of(number);
+}
+
+TEST(Load, WithoutTheModuleLockItIsRefusedAsTheLoaderRefuses)
+{
+    std::string output;
+    EXPECT_EQ(probe("1 1", output), 127);
+    EXPECT_EQ(output, "plinth_w32_system: the module lock could not be created; the library can't "
+                      "be loaded\n");
+    // The steps of the load have all run before.
+    EXPECT_TRUE(std::regex_match(log_of(1), std::regex(load_lines))) << log_of(1);
+}
+
+TEST(Load, WithoutTheLogsLockItGoesOn)
+{
+    std::string output;
+    EXPECT_EQ(probe("1 2", output), 0);
+    EXPECT_EQ(output, "log 0\n");
+    EXPECT_TRUE(std::regex_match(log_of(1), std::regex(load_lines + "used\r\n"))) << log_of(1);
+}
+
+int end_with_the_lock_held(int, char**)
+{
+    QV_SetTraceOptions(QV_DIAG_DEBUGGER); // what static objects trace at the end would wait for it
+    std::thread([] { pthread_mutexCS_lock(&CQvLogFile::m_classLock); }).join();
+    return 0;
+}
+const test::ChildMain end_with_the_lock_held_main("end-with-the-lock-held", end_with_the_lock_held);
+
+TEST(Load, ALockThatAnEndedThreadHoldsDoesNotKeepTheProcessFromEnding)
+{
+    EXPECT_EQ(test::Process::child("end-with-the-lock-held").wait(), 0);
 }
 
 } // namespace
