@@ -77,11 +77,20 @@ void Leave()
     QvRunTearDowns();
 }
 
+struct Departure
+{
+    Departure() = default;
+    Departure(const Departure&) = delete;
+    Departure& operator=(const Departure&) = delete;
+    ~Departure() { Leave(); }
+};
+
 [[gnu::constructor]] void Enter()
 {
     if (LibraryMain(nullptr, DLL_PROCESS_ATTACH))
     {
-        std::atexit(Leave); // bound to this shared object: runs at its dlclose too
+        // Destroyed at the exit, or at the dlclose that unloads this shared object.
+        static const Departure departure;
         return;
     }
     // A constructor can't make the loader refuse: end as the loader does with a library that it
