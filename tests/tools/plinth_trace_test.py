@@ -281,6 +281,21 @@ class Log(unittest.TestCase):
             code, _, err = follow.interrupt()
         self.assertEqual((code, err), (0, ""))
 
+    def test_follow_shows_a_file_that_was_removed_and_made_anew(self):
+        write_log("qvapp_2024-03-05.log", b"first\n")
+        with Running("log", "--follow") as follow:
+            self.assertEqual(follow.line(), "first")
+            os.remove(os.path.join(LOGS, "qvapp_2024-03-05.log"))
+            # When the tool shows this one, it has looked at the folder without the first.
+            write_log("qvapp_2024-03-06.log", b"second\n")
+            self.assertIn("==> ", follow.line())
+            self.assertEqual(follow.line(), "second")
+            write_log("qvapp_2024-03-05.log", b"first again\n")
+            self.assertIn("==> ", follow.line())
+            self.assertEqual(follow.line(), "first again")
+            code, _, err = follow.interrupt()
+        self.assertEqual((code, err), (0, ""))
+
     def test_path_is_that_of_the_program_that_started_last(self):
         talk("log:one")
         path, _ = talk("path")

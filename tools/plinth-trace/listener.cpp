@@ -17,11 +17,17 @@ namespace
 constexpr size_t buffer_size = 4096;
 constexpr size_t text_offset = 4;
 
-constexpr size_t store_limit = 64 << 20; // bytes of text
+constexpr size_t store_limit = 64 << 20; // bytes of texts and what belongs to each
 
 // How long the thread waits before it looks whether it is to end. A signal can't wake it: what a
 // signal handler may call doesn't include setting an event.
 constexpr DWORD wait_slice = 100; // ms
+
+// What a record takes up in the store, an empty text too.
+size_t bytes_of(const Record& record)
+{
+    return sizeof record + record.text.size();
+}
 
 } // namespace
 
@@ -96,7 +102,7 @@ bool Listener::next(Record& record, unsigned milliseconds)
             return false;
         record = std::move(m_waiting.front());
         m_waiting.pop_front();
-        m_waiting_bytes -= record.text.size();
+        m_waiting_bytes -= bytes_of(record);
     }
     record.text = utf8_from_narrow(record.text);
     if (record.text.ends_with('\n'))
@@ -135,11 +141,11 @@ bool Listener::take(DWORD milliseconds)
     SetEvent(m_buffer_ready);
 
     const std::lock_guard lock(m_lock);
-    if (m_waiting_bytes + record.text.size() > store_limit)
+    if (m_waiting_bytes + bytes_of(record) > store_limit)
         ++m_lost;
     else
     {
-        m_waiting_bytes += record.text.size();
+        m_waiting_bytes += bytes_of(record);
         m_waiting.push_back(std::move(record));
         m_arrived.notify_one();
     }

@@ -1,4 +1,5 @@
 // plinth-trace log: the log files, which all programs of the machine write into one folder.
+#include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -90,7 +91,11 @@ void follow(const std::string& folder, std::set<LogName> known, std::unique_ptr<
     {
         for (const auto& file : files)
             show_rest(*file, stream);
-        for (const LogName& name : find_logs(folder))
+        const std::vector<LogName> there = find_logs(folder);
+        // A file that was removed may come again under its name.
+        std::erase_if(known, [&](const LogName& name)
+                      { return !std::binary_search(there.begin(), there.end(), name); });
+        for (const LogName& name : there)
         {
             if (!known.insert(name).second)
                 continue;

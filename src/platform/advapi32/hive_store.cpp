@@ -158,11 +158,12 @@ class WriteLock
 public:
     explicit WriteLock(HiveId id)
     {
-        sys::mkdir(folder().c_str(), 0755);
+        const int without_folder = sys::mkdir(folder().c_str(), 0755) == 0 ? 0 : errno;
         m_fd = sys::open((file_of(id) + ".lock").c_str(), O_RDWR | O_CREAT, 0644);
         if (m_fd < 0)
         {
-            m_error = errno;
+            // Where there is no folder, the reason is what kept it from being made.
+            m_error = errno == ENOENT && without_folder ? without_folder : errno;
             return;
         }
         struct flock range = {};

@@ -152,6 +152,15 @@ TEST_F(Registry, AWriteThatFailsLeavesTheOldFileWhole)
     EXPECT_FALSE(fs::exists(hive_file() + ".new"));
 }
 
+TEST_F(Registry, WithoutItsFolderAWriteTellsWhatKeptItFromBeingMade)
+{
+    fs::remove_all(fs::path(hive_file()).parent_path());
+    PlinthTestFail("mkdir", 1, 0, EROFS);
+    EXPECT_EQ(set_number(L"A", L"x", 1), static_cast<LONG>(ERROR_WRITE_PROTECT));
+    PlinthTestReset();
+    EXPECT_EQ(set_number(L"A", L"x", 1), static_cast<LONG>(ERROR_SUCCESS));
+}
+
 int set_many(int, char** argv)
 {
     for (int i = 0; i < 20; ++i)

@@ -45,24 +45,52 @@ extern "C" __attribute__((visibility("default"))) void* realloc(void* memory, si
     return __libc_realloc(memory, size);
 }
 
-TEST(TraceAllocations, NoneAfterTheFirstRecord)
+namespace
 {
-    const auto record = []
-    {
-        DiagOutputExW_hlp("file", 1);
-        DiagOutputExW(L"|wndid:3| %s %d |adt00| |absdt| |wnddt| |thrid| |srcid| |stime|", L"text",
-                      5);
-        QV_Log(L"a line of the log\r\n");
-        DiagOutputW(L"plain %d", 1);
-    };
-    record();
+
+// Everything that traces, once.
+void trace_all()
+{
+    DiagOutputExW_hlp("file", 1);
+    DiagOutputExW(L"|wndid:3| %s %d |adt00| |absdt| |wnddt| |thrid| |srcid| |stime|", L"text", 5);
+    QV_Log(L"a line of the log\r\n");
+    DiagOutputW(L"plain %d", 1);
+}
+
+// The allocations of this thread while it traces a hundred times.
+long allocations()
+{
     t_counting = true;
     std::free(std::malloc(1));
     EXPECT_GE(g_allocations.exchange(0), 1) << "the counter must see something";
     for (int i = 0; i < 100; ++i)
-        record();
+        trace_all();
     t_counting = false;
-    EXPECT_EQ(g_allocations, 0);
+    return g_allocations.exchange(0);
+}
+
+std::atomic<int> g_arrived{0};
+
+} // namespace
+
+TEST(TraceAllocations, NoneAfterTheFirstRecord)
+{
+    trace_all();
+    EXPECT_EQ(allocations(), 0);
+}
+
+TEST(TraceAllocations, NoneAfterTheFirstRecordThatAListenerTook)
+{
+    const CQvDebugOutputCapture capture([](const wchar_t*) { ++g_arrived; });
+    while (g_arrived == 0)
+    {
+        trace_all();
+        Sleep(1);
+    }
+    const int before = g_arrived;
+    EXPECT_EQ(allocations(), 0);
+    while (g_arrived < before + 200) // two of each round go to the channel
+        Sleep(1);
 }
 
 #endif
