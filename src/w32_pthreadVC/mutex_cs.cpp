@@ -40,13 +40,48 @@ void KeepMemory(pthread_mutexCS_t lock)
     pthread_mutex_unlock(&s_freeLock);
 }
 
+bool IsInitialValue(pthread_mutexCS_t lock)
+{
+    return lock == PTHREAD_MUTEXCS_INITIALIZER;
+}
+
+// Makes the lock of a handle that still has its initial value. Of several threads that come at once
+// one succeeds. False without memory.
+bool MakeStatic(pthread_mutexCS_t* handle)
+{
+    pthread_mutexCS_t const made = TakeMemory();
+    if (!made)
+        return false;
+    made->live.store(true, std::memory_order_release);
+    pthread_mutexCS_t expected = PTHREAD_MUTEXCS_INITIALIZER;
+    if (!std::atomic_ref(*handle).compare_exchange_strong(expected, made,
+                                                          std::memory_order_acq_rel))
+    {
+        made->live.store(false, std::memory_order_release);
+        KeepMemory(made);
+    }
+    return true;
+}
+
 // The lock behind a handle that is made and not destroyed, or null.
 pthread_mutexCS_t Live(pthread_mutexCS_t* handle)
 {
     if (!handle)
         return nullptr;
     pthread_mutexCS_t const lock = std::atomic_ref(*handle).load(std::memory_order_acquire);
-    return lock && lock->live.load(std::memory_order_acquire) ? lock : nullptr;
+    if (!lock || IsInitialValue(lock))
+        return nullptr;
+    return lock->live.load(std::memory_order_acquire) ? lock : nullptr;
+}
+
+// The same for a thread that is about to take the lock: makes it if need be. 0 or an error.
+int LiveForTaking(pthread_mutexCS_t* handle, pthread_mutexCS_t& lock)
+{
+    if (handle && IsInitialValue(std::atomic_ref(*handle).load(std::memory_order_acquire)) &&
+        !MakeStatic(handle))
+        return ENOMEM;
+    lock = Live(handle);
+    return lock ? 0 : EINVAL;
 }
 
 } // namespace
@@ -65,6 +100,9 @@ extern "C" int pthread_mutexCS_init(pthread_mutexCS_t* lock, const pthread_mutex
 
 extern "C" int pthread_mutexCS_destroy(pthread_mutexCS_t* lock)
 {
+    pthread_mutexCS_t unused = PTHREAD_MUTEXCS_INITIALIZER;
+    if (lock && std::atomic_ref(*lock).compare_exchange_strong(unused, nullptr))
+        return 0; // never taken
     pthread_mutexCS_t const gone = Live(lock);
     if (!gone)
         return EINVAL;
@@ -76,9 +114,9 @@ extern "C" int pthread_mutexCS_destroy(pthread_mutexCS_t* lock)
 
 extern "C" int pthread_mutexCS_lock(pthread_mutexCS_t* lock)
 {
-    pthread_mutexCS_t const live = Live(lock);
-    if (!live)
-        return EINVAL;
+    pthread_mutexCS_t live = nullptr;
+    if (const int refused = LiveForTaking(lock, live))
+        return refused;
     const int error = pthread_mutex_lock(&live->mutex);
     if (error || live->live.load(std::memory_order_acquire))
         return error;
@@ -88,8 +126,10 @@ extern "C" int pthread_mutexCS_lock(pthread_mutexCS_t* lock)
 
 extern "C" int pthread_mutexCS_trylock(pthread_mutexCS_t* lock)
 {
-    pthread_mutexCS_t const live = Live(lock);
-    return live ? pthread_mutex_trylock(&live->mutex) : EINVAL;
+    pthread_mutexCS_t live = nullptr;
+    if (const int refused = LiveForTaking(lock, live))
+        return refused;
+    return pthread_mutex_trylock(&live->mutex);
 }
 
 extern "C" int pthread_mutexCS_unlock(pthread_mutexCS_t* lock)
@@ -98,5 +138,5 @@ extern "C" int pthread_mutexCS_unlock(pthread_mutexCS_t* lock)
         return EINVAL;
     // Also one that has been destroyed since, by way of a copy of its handle.
     pthread_mutexCS_t const held = std::atomic_ref(*lock).load(std::memory_order_acquire);
-    return held ? pthread_mutex_unlock(&held->mutex) : EINVAL;
+    return held && !IsInitialValue(held) ? pthread_mutex_unlock(&held->mutex) : EINVAL;
 }

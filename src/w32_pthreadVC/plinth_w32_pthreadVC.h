@@ -33,6 +33,10 @@ extern "C"
     // Attributes: none exist, pass null.
     typedef struct pthread_mutexCSattr_t_* pthread_mutexCSattr_t;
 
+    // The initial value of a lock of static storage that needs no pthread_mutexCS_init: it is made
+    // when it is first taken, which is the one time that taking it may give ENOMEM.
+#define PTHREAD_MUTEXCS_INITIALIZER ((pthread_mutexCS_t)-1)
+
     // Creates a lock into *lock. 0, EINVAL for a null pointer, ENOMEM.
     PLINTH_PTHREAD_API int pthread_mutexCS_init(pthread_mutexCS_t* lock,
                                                 const pthread_mutexCSattr_t* attributes);
@@ -40,7 +44,8 @@ extern "C"
     // Ends the lock and sets *lock to null; no thread may hold or wait for it. 0 or EINVAL.
     PLINTH_PTHREAD_API int pthread_mutexCS_destroy(pthread_mutexCS_t* lock);
 
-    // Takes the lock, waiting as long as it takes. 0, or EINVAL for a lock that was never made.
+    // Takes the lock, waiting as long as it takes. 0, or EINVAL for a lock that was never made and
+    // has no initial value either.
     PLINTH_PTHREAD_API int pthread_mutexCS_lock(pthread_mutexCS_t* lock);
 
     // Takes the lock if it is free. 0, EBUSY, EINVAL.

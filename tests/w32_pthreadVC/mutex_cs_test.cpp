@@ -60,3 +60,32 @@ TEST(MutexCS, ConcurrentOwnersComeOneByOne)
     EXPECT_EQ(count, 40'000);
     EXPECT_EQ(pthread_mutexCS_destroy(&lock), 0);
 }
+
+TEST(MutexCS, WithItsInitialValueNeedsNoInitAndIsMadeOnceByConcurrentOwners)
+{
+    for (int round = 0; round < 200; ++round)
+    {
+        pthread_mutexCS_t lock = PTHREAD_MUTEXCS_INITIALIZER;
+        int count = 0; // plain on purpose: the lock guards it
+        std::vector<std::thread> owners;
+        for (int i = 0; i < 4; ++i)
+            owners.emplace_back(
+                [&]
+                {
+                    EXPECT_EQ(pthread_mutexCS_lock(&lock), 0);
+                    ++count;
+                    EXPECT_EQ(pthread_mutexCS_unlock(&lock), 0);
+                });
+        for (std::thread& owner : owners)
+            owner.join();
+        EXPECT_EQ(count, 4);
+        EXPECT_EQ(pthread_mutexCS_trylock(&lock), 0);
+        EXPECT_EQ(pthread_mutexCS_unlock(&lock), 0);
+        EXPECT_EQ(pthread_mutexCS_destroy(&lock), 0);
+        EXPECT_EQ(pthread_mutexCS_lock(&lock), EINVAL);
+    }
+    pthread_mutexCS_t unused = PTHREAD_MUTEXCS_INITIALIZER;
+    EXPECT_EQ(pthread_mutexCS_unlock(&unused), EINVAL) << "nobody holds it";
+    EXPECT_EQ(pthread_mutexCS_destroy(&unused), 0);
+    EXPECT_EQ(unused, nullptr);
+}

@@ -100,6 +100,12 @@ typedef INT_PTR(WINAPI* FARPROC)();
 #endif
 #define MAX_PATH 260
 
+typedef struct POINT
+{
+    LONG x;
+    LONG y;
+} POINT, *LPPOINT;
+
 #define MAKEWORD(low, high) ((WORD)(((BYTE)(low)) | ((WORD)((BYTE)(high))) << 8))
 #define MAKELONG(low, high) ((LONG)(((WORD)(low)) | ((DWORD)((WORD)(high))) << 16))
 #define LOWORD(value) ((WORD)((DWORD_PTR)(value)&0xffff))

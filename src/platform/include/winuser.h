@@ -21,10 +21,50 @@ extern "C"
 #define IDIGNORE 5
 #define SW_SHOWNORMAL 1
 
+#define WM_NULL 0x0000u
+#define WM_QUIT 0x0012u
+#define WM_TIMER 0x0113u
+#define WM_USER 0x0400u
+#define WM_APP 0x8000u
+#define PM_NOREMOVE 0x0000u
+#define PM_REMOVE 0x0001u
+#define USER_TIMER_MINIMUM 0x0000000Au // ms
+#define USER_TIMER_MAXIMUM 0x7FFFFFFFu // ms
+
+    typedef struct MSG
+    {
+        HWND hwnd; // null: for the thread
+        UINT message;
+        WPARAM wParam;
+        LPARAM lParam;
+        DWORD time; // the millisecond tick
+        POINT pt;
+    } MSG, *LPMSG;
+
+    typedef void(CALLBACK* TIMERPROC)(HWND window, UINT message, UINT_PTR id, DWORD tick);
+
     PLINTH_PLATFORM_API int WINAPI MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption,
                                                UINT type);
     PLINTH_PLATFORM_API HWND WINAPI GetActiveWindow(void);
     PLINTH_PLATFORM_API BOOL WINAPI IsWindow(HWND window);
+
+    // Messages of the calling thread. A thread has a queue from its first call of one of these, or
+    // of SetTimer, on. The filter takes messages from first to last; 0 and 0 take all.
+    PLINTH_PLATFORM_API BOOL WINAPI GetMessageW(LPMSG message, HWND window, UINT first, UINT last);
+    PLINTH_PLATFORM_API BOOL WINAPI PeekMessageW(LPMSG message, HWND window, UINT first, UINT last,
+                                                 UINT remove);
+    PLINTH_PLATFORM_API BOOL WINAPI TranslateMessage(const MSG* message);
+    PLINTH_PLATFORM_API LRESULT WINAPI DispatchMessageW(const MSG* message);
+    PLINTH_PLATFORM_API BOOL WINAPI PostThreadMessageW(DWORD thread, UINT message, WPARAM wParam,
+                                                       LPARAM lParam);
+    PLINTH_PLATFORM_API void WINAPI PostQuitMessage(int exitCode);
+
+    // Message timers of the calling thread; milliseconds are raised to USER_TIMER_MINIMUM. Without
+    // a window the system picks the id, unless the id given is that of such a timer, which then
+    // starts anew. An id, or 0.
+    PLINTH_PLATFORM_API UINT_PTR WINAPI SetTimer(HWND window, UINT_PTR id, UINT milliseconds,
+                                                 TIMERPROC procedure);
+    PLINTH_PLATFORM_API BOOL WINAPI KillTimer(HWND window, UINT_PTR id);
 
     // At most 1,024 characters of output, terminator included.
     PLINTH_PLATFORM_API int __cdecl wsprintfW(LPWSTR buffer, LPCWSTR format, ...);
@@ -33,6 +73,7 @@ extern "C"
 
 #ifdef __cplusplus
 }
+static_assert(sizeof(MSG) == 48 && offsetof(MSG, wParam) == 16 && offsetof(MSG, time) == 32);
 #endif
 
 #endif

@@ -8,19 +8,6 @@
 
 using namespace platform;
 
-namespace
-{
-
-// The kernel rounds the end of a sleep by 50 us unless a thread asks otherwise.
-void ask_for_fine_timers()
-{
-    static thread_local bool asked = false;
-    if (!asked)
-        asked = sys::set_timer_slack(1) == 0;
-}
-
-} // namespace
-
 extern "C" void Sleep(DWORD milliseconds)
 {
     if (milliseconds == 0)

@@ -47,6 +47,13 @@ int64_t monotonic_ns()
     return now.tv_sec * int64_t{1'000'000'000} + now.tv_nsec;
 }
 
+void ask_for_fine_timers()
+{
+    static thread_local bool asked = false;
+    if (!asked)
+        asked = sys::set_timer_slack(1) == 0;
+}
+
 uint32_t millisecond_tick()
 {
     return static_cast<uint32_t>(monotonic_ns() / 1'000'000) +

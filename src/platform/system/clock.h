@@ -13,6 +13,10 @@ bool wall_clock(timespec& now);
 // Nanoseconds on the monotonic clock.
 int64_t monotonic_ns();
 
+// For a thread that waits for a moment: the kernel rounds the end of a wait by 50 us unless the
+// thread asks otherwise.
+void ask_for_fine_timers();
+
 // The 32-bit millisecond tick of timeGetTime: the monotonic clock, or what a test has set.
 uint32_t millisecond_tick();
 

@@ -1,0 +1,140 @@
+// The queue of a thread: what comes out, in which order, and who may put in.
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+namespace
+{
+
+// Runs the body on a thread of its own, which has no queue yet.
+template <class Body> void on_new_thread(Body body)
+{
+    std::thread(body).join();
+}
+
+UINT next_message(UINT first = 0, UINT last = 0)
+{
+    MSG message;
+    return PeekMessageW(&message, nullptr, first, last, PM_REMOVE) ? message.message : WM_NULL;
+}
+
+TEST(MessageQueue, GivesPostedMessagesInOrderThenTheEndThenNothing)
+{
+    on_new_thread(
+        []
+        {
+            MSG message;
+            EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE));
+            PostQuitMessage(7);
+            for (UINT i = 0; i < 3; ++i)
+                EXPECT_TRUE(PostThreadMessageW(GetCurrentThreadId(), WM_APP + i, i, -5));
+            for (UINT i = 0; i < 3; ++i)
+            {
+                ASSERT_EQ(GetMessageW(&message, nullptr, 0, 0), TRUE);
+                EXPECT_EQ(message.message, WM_APP + i);
+                EXPECT_EQ(message.wParam, i);
+                EXPECT_EQ(message.lParam, -5);
+                EXPECT_EQ(message.hwnd, nullptr);
+                EXPECT_FALSE(TranslateMessage(&message));
+                EXPECT_EQ(DispatchMessageW(&message), 0);
+            }
+            EXPECT_EQ(GetMessageW(&message, nullptr, 0, 0), FALSE);
+            EXPECT_EQ(message.message, WM_QUIT);
+            EXPECT_EQ(message.wParam, 7u);
+            EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) << "the end comes once";
+        });
+}
+
+TEST(MessageQueue, AFilterPassesOverOthersButNotOverTheEnd)
+{
+    on_new_thread(
+        []
+        {
+            MSG message;
+            PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE); // makes the queue
+            const DWORD self = GetCurrentThreadId();
+            PostThreadMessageW(self, WM_APP, 0, 0);
+            PostThreadMessageW(self, WM_USER, 0, 0);
+            EXPECT_EQ(next_message(WM_USER, WM_USER), WM_USER);
+            EXPECT_EQ(next_message(WM_USER, WM_USER), WM_NULL);
+            PostQuitMessage(0);
+            EXPECT_EQ(next_message(WM_USER, WM_USER), WM_QUIT);
+            EXPECT_EQ(next_message(), WM_APP);
+        });
+}
+
+TEST(MessageQueue, IsThereFromTheFirstCallUntilTheThreadEnds)
+{
+    std::atomic<DWORD> id{0};
+    on_new_thread(
+        [&]
+        {
+            id = GetCurrentThreadId();
+            EXPECT_FALSE(PostThreadMessageW(id, WM_APP, 0, 0));
+            EXPECT_EQ(GetLastError(), ERROR_INVALID_THREAD_ID);
+            EXPECT_EQ(next_message(), WM_NULL);
+            EXPECT_TRUE(PostThreadMessageW(id, WM_APP, 0, 0));
+        });
+    EXPECT_FALSE(PostThreadMessageW(id, WM_APP, 0, 0));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_THREAD_ID);
+}
+
+TEST(MessageQueue, RefusesWhatItCanNotDo)
+{
+    on_new_thread(
+        []
+        {
+            MSG message;
+            const HWND window = reinterpret_cast<HWND>(LONG_PTR{0x1234});
+            EXPECT_EQ(GetMessageW(&message, window, 0, 0), -1);
+            EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
+            EXPECT_FALSE(PeekMessageW(&message, window, 0, 0, PM_REMOVE));
+            EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
+            EXPECT_EQ(GetMessageW(nullptr, nullptr, 0, 0), -1);
+            EXPECT_EQ(GetLastError(), ERROR_NOACCESS);
+            const DWORD self = GetCurrentThreadId();
+            for (int i = 0; i < 10'000; ++i)
+                ASSERT_TRUE(PostThreadMessageW(self, WM_APP, 0, 0));
+            EXPECT_FALSE(PostThreadMessageW(self, WM_APP, 0, 0));
+            EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_QUOTA);
+        });
+}
+
+TEST(MessageQueueConcurrent, AWaitingThreadGetsEachMessageOfEachSenderInOrder)
+{
+    constexpr UINT senders = 4;
+    constexpr int messages = 3'000;
+    std::atomic<DWORD> receiver{0};
+    std::thread thread(
+        [&]
+        {
+            MSG message;
+            PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);
+            receiver = GetCurrentThreadId();
+            receiver.notify_all();
+            std::vector<LPARAM> next(senders, 0);
+            while (GetMessageW(&message, nullptr, 0, 0) > 0)
+                EXPECT_EQ(message.lParam, next[message.wParam]++);
+            EXPECT_EQ(next, std::vector<LPARAM>(senders, messages));
+        });
+    receiver.wait(0);
+    std::vector<std::thread> all;
+    for (UINT sender = 0; sender < senders; ++sender)
+        all.emplace_back(
+            [&, sender]
+            {
+                for (int i = 0; i < messages; ++i)
+                    while (!PostThreadMessageW(receiver, WM_APP, sender, i)) // full
+                        Sleep(1);
+            });
+    for (std::thread& each : all)
+        each.join();
+    EXPECT_TRUE(PostThreadMessageW(receiver, WM_QUIT, 0, 0));
+    thread.join();
+}
+
+} // namespace

@@ -1,0 +1,150 @@
+// Message timers. What a test counts is how often its procedure ran and in which order; how exact
+// the moments are, bench/ measures.
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <plinth_platform_test.h>
+
+namespace
+{
+
+std::vector<UINT_PTR> g_fired;
+
+void CALLBACK record(HWND window, UINT message, UINT_PTR id, DWORD)
+{
+    EXPECT_EQ(window, nullptr);
+    EXPECT_EQ(message, WM_TIMER);
+    g_fired.push_back(id);
+}
+
+int64_t now_ms()
+{
+    LARGE_INTEGER count;
+    QueryPerformanceCounter(&count);
+    return count.QuadPart / 1'000'000;
+}
+
+// Dispatches the next message and gives it.
+MSG pump()
+{
+    MSG message;
+    EXPECT_EQ(GetMessageW(&message, nullptr, 0, 0), TRUE);
+    DispatchMessageW(&message);
+    return message;
+}
+
+class MessageTimers : public testing::Test
+{
+protected:
+    MessageTimers() { g_fired.clear(); }
+    ~MessageTimers() override
+    {
+        PlinthTestReset();
+        for (const UINT_PTR id : timers)
+            KillTimer(nullptr, id);
+    }
+    UINT_PTR set(UINT milliseconds, UINT_PTR id = 0)
+    {
+        const UINT_PTR made = SetTimer(nullptr, id, milliseconds, record);
+        timers.push_back(made);
+        return made;
+    }
+
+    std::vector<UINT_PTR> timers;
+};
+
+TEST_F(MessageTimers, FireInTheOrderOfTheirMomentsAndNoEarlier)
+{
+    const int64_t start = now_ms();
+    const UINT_PTR later = set(60);
+    const UINT_PTR first = set(20);
+    ASSERT_NE(later, 0u);
+    ASSERT_NE(first, 0u);
+    EXPECT_NE(first, later);
+    const MSG message = pump();
+    EXPECT_EQ(message.message, WM_TIMER);
+    EXPECT_EQ(message.wParam, first);
+    EXPECT_GE(now_ms() - start, 20);
+    EXPECT_TRUE(KillTimer(nullptr, first));
+    pump();
+    EXPECT_GE(now_ms() - start, 60);
+    EXPECT_EQ(g_fired, (std::vector{first, later}));
+}
+
+TEST_F(MessageTimers, ComeBehindAllElseAndOnceHoweverLate)
+{
+    set(0); // raised to the least period
+    const int64_t start = now_ms();
+    while (now_ms() - start < 5 * USER_TIMER_MINIMUM)
+        Sleep(5);
+    PostThreadMessageW(GetCurrentThreadId(), WM_APP, 0, 0);
+    MSG message;
+    ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
+    EXPECT_EQ(message.message, WM_APP);
+    PostQuitMessage(0);
+    ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
+    EXPECT_EQ(message.message, WM_QUIT);
+    ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE));
+    EXPECT_EQ(message.message, WM_TIMER) << "looked at, and left there";
+    // Five periods have passed. The next tick is one of the grid: less than a period ahead.
+    ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
+    EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) &&
+                 now_ms() - start < 5 * USER_TIMER_MINIMUM);
+}
+
+TEST_F(MessageTimers, StartAnewUnderTheirIdAndGetAnIdOtherwise)
+{
+    const UINT_PTR id = set(60'000);
+    EXPECT_EQ(set(10, id), id);
+    pump();
+    EXPECT_EQ(g_fired, std::vector{id});
+    const UINT_PTR other = set(10, 77);
+    EXPECT_NE(other, 77u) << "there is no such timer";
+    EXPECT_NE(other, 0u);
+}
+
+TEST_F(MessageTimers, BelongToTheirThreadAndGoWithIt)
+{
+    const UINT_PTR mine = set(60'000);
+    UINT_PTR theirs = 0;
+    std::thread(
+        [&]
+        {
+            theirs = SetTimer(nullptr, 0, 10, record);
+            EXPECT_FALSE(KillTimer(nullptr, mine));
+            EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+        })
+        .join();
+    EXPECT_NE(theirs, mine);
+    EXPECT_FALSE(KillTimer(nullptr, theirs));
+    EXPECT_TRUE(KillTimer(nullptr, mine));
+    EXPECT_FALSE(KillTimer(nullptr, mine)) << "killed before";
+}
+
+TEST_F(MessageTimers, WithoutAProcedureLeaveTheMessageToThePump)
+{
+    const UINT_PTR id = SetTimer(nullptr, 0, 10, nullptr);
+    timers.push_back(id);
+    const MSG message = pump();
+    EXPECT_EQ(message.message, WM_TIMER);
+    EXPECT_EQ(message.wParam, id);
+    EXPECT_EQ(message.lParam, 0);
+}
+
+TEST_F(MessageTimers, RefuseWhatTheyCanNotDo)
+{
+    const HWND window = reinterpret_cast<HWND>(LONG_PTR{0x1234});
+    EXPECT_EQ(SetTimer(window, 1, 10, record), 0u);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
+    EXPECT_FALSE(KillTimer(window, 1));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
+    PlinthTestFail("SetTimer", 1, 1, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(SetTimer(nullptr, 0, 10, record), 0u);
+    EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
+}
+
+} // namespace
