@@ -9,6 +9,7 @@
 
 #include "frame.h"
 #include "timer/timebase.h"
+#include "timer/timer_routes.h"
 
 pthread_mutexCS_t gs_moduleLock;
 
@@ -73,6 +74,7 @@ namespace
 
 void Leave()
 {
+    QvJoinEndedTimerThread();
     LibraryMain(nullptr, DLL_PROCESS_DETACH);
     QvRunTearDowns();
 }

@@ -253,6 +253,106 @@ extern "C"
     // no counter the frequency is 0, and the result an infinity or not a number.
     QV_API double rdtsc_count2seconds(long long count);
 
+    // --------------------------------------------------------------------------------- timers --
+    //
+    // A timer calls a function at a fixed interval, a number of times or until it is told to stop.
+    // The precision mode decides what carries it (QvPrecision; docs/timers.md compares them):
+    //
+    //   1, 2, 3      a thread of its own, which waits between the calls as QV_Sleep does
+    //   4, 5, 6, 7   the system's multimedia timer, asked for a resolution of 20, 10, 1, 1 ms and
+    //                for the whole milliseconds of the interval; 7 spins up to the next multiple of
+    //                the interval if it comes early by less than half of one
+    //   9            the message timer of the calling thread: calls come out of its message
+    //                dispatch, at 10 ms or more, and it must pump messages until the timer has
+    //                ended
+    //
+    // An interval below 1 ms makes the mode 3, unless it is 9. A timer that the system refuses to
+    // carry gets a thread of its own, in the same mode.
+    //
+    // Timers end by themselves, at a tick: when the calls are used up, when the callback returns 0,
+    // or at the first tick after QV_KillTimerAsync. Nothing stops a callback that runs. All timers
+    // must have ended before the library is unloaded (kill them, then wait for each); when the
+    // process ends they may be left running.
+
+    // Called at each tick with the data of its timer: not 0 to go on, 0 to end the timer. It must
+    // not throw. It may set timers and kill any, also its own; all multimedia timers share one
+    // thread, so a slow callback delays the others, and one must not wait for another.
+    typedef int (*QvTimerCallback)(void* data);
+
+    enum QvTimerKind : int32_t
+    {
+        QV_TIMER_THREAD = 1,
+        QV_TIMER_MULTIMEDIA = 2,
+        QV_TIMER_POSTED = 3,
+    };
+
+    // One timer. The library makes and frees it, and alone writes to it.
+    struct QvTimerRecord
+    {
+        int32_t iKind;      // QvTimerKind
+        uint64_t uSystemId; // of the system's timer, kinds 2 and 3
+        pthread_t thread;   // kind 1
+        void* pData;
+        int64_t i64IntervalNs; // nanoseconds
+        int32_t iCallsLeft;    // 0: no limit; kind 1 doesn't count here
+        double dStartTime;     // the library's clock when the timer was set, ms
+        double dLastTime;      // the same, and in mode 7 that of the last call
+        int32_t iPrecision;    // the mode in force
+        int32_t iCatchUpMode;
+        QvTimerCallback pfnCallback;
+        HANDLE hEvent;       // kind 2: signalled when the timer has ended; may be null
+        unsigned char bStop; // the timer has been told to stop
+        uint64_t uId;
+    };
+
+    // What QV_GetTimerInfo gives.
+    struct QvTimerInfo
+    {
+        double dStartTime;  // the library's clock when the timer was set, ms
+        int32_t iPrecision; // the mode in force, which may differ from the one asked for
+        int32_t iCatchUpMode;
+        int32_t iKind; // 2 thread, 3 multimedia, 4 message timer (QvTimerKind plus 1); 0 unknown
+    };
+
+    // Sets a timer and gives its id, which fits into 32 bits; 0 on failure: no callback, numCalls
+    // negative, an unknown mode (also 8), or no thread could be made (traced). The first call comes
+    // one interval from now.
+    //
+    // milliseconds: the interval, also fractions; negative counts as 0, which calls without a
+    // pause. numCalls: 0 for no limit. iCatchUpMode, for a timer thread that has overrun: with 1 it
+    // drops the ticks that it missed, uncounted, with any other value it makes the calls for them
+    // at once.
+    QV_API uintptr_t QV_SetThreadedTimer(QvTimerCallback callback, void* data, double milliseconds,
+                                         int numCalls, int precision, int iCatchUpMode);
+
+    // The same with precision 9 and catch-up mode 1.
+    QV_API uintptr_t QV_SetPostedTimer(QvTimerCallback callback, void* data, double milliseconds,
+                                       int numCalls);
+
+    // Tells a timer to end at its next tick, and returns; the callback may run once more. QV_OK, or
+    // QV_ERR_NULLPTR if no such timer lives.
+    QV_API int QV_KillTimerAsync(unsigned int id);
+
+    // Waits until the timer has ended, however long that takes; doesn't stop it. Any number of
+    // threads may wait. After it the callback doesn't run any more and, of a timer with a thread of
+    // its own, that thread is gone.
+    //
+    // QV_OK, also at once for a timer that has ended before. QV_ERR_NULLPTR: an id that was never
+    // given out, or of a message timer that has ended. QV_ERR_BADARG: a message timer, or the
+    // calling thread is in the timer's own callback. QV_OK at once, with a trace, for a multimedia
+    // timer for which the system had no event.
+    QV_API int QV_WaitForTimer(unsigned int id);
+
+    // The record of a timer, for QV_GetTimerInfo; null if no such timer lives. With 0, the record
+    // of the timer whose callback the calling thread runs. It is freed as the timer ends: use it
+    // within the timer's callback, or while nothing can end the timer.
+    QV_API const struct QvTimerRecord* QV_GetTimerRecord(unsigned int id);
+
+    // Reads the settings of a timer. QV_OK, or QV_ERR_NULLPTR: a pointer is null (nothing is
+    // written), or the kind is unknown (iKind is 0, the rest is filled in). Takes no lock: see
+    // QV_GetTimerRecord.
+    QV_API int QV_GetTimerInfo(const struct QvTimerRecord* timer, struct QvTimerInfo* info);
+
     // ------------------------------------------------------------------------------- platform --
 
     // How the library was built.

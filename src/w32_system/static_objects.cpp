@@ -1,17 +1,16 @@
 // The static initialisers, in their order.
 //
-// The worker registry, the symbol engine and the timer map hold nothing as yet: their subsystems
-// will. They stand here for the order.
-#include <map>
+// The worker registry and the symbol engine hold nothing as yet: their subsystems will. They stand
+// here for the order.
 #include <memory>
 #include <set>
 
 #include "debugging/trace_location.h"
 #include "debugging/trace_lock.h"
 #include "static_objects.h"
+#include "timer/timer_table.h"
 
 struct QvAsyncWorker;
-struct QvTimerRecord;
 
 namespace
 {
@@ -51,10 +50,14 @@ struct TraceLockTag;
     s_debugFramework;
 [[gnu::init_priority(QV_PRIORITY_TRACE_LOCK)]] QvStaticObject<TraceLock, TraceLockTag>
     s_lockBuilder;
-[[gnu::init_priority(
-    QV_PRIORITY_TIMER_MAP)]] QvStaticObject<std::map<uintptr_t, QvTimerRecord*>, TimerMapTag>
+[[gnu::init_priority(QV_PRIORITY_TIMER_MAP)]] QvStaticObject<QvTimerMap, TimerMapTag>
     gs_TimerHandleMap;
 
 } // namespace
+
+QvTimerMap& QvTimerHandles()
+{
+    return gs_TimerHandleMap.Get();
+}
 
 CRITICAL_SECTION s_traceLock;

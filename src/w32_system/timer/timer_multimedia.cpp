@@ -1,0 +1,59 @@
+// Timers carried by the system's multimedia timers.
+#include "timer_routes.h"
+
+#include <cmath>
+
+#include <windows.h>
+
+#include <mmsystem.h>
+
+namespace
+{
+
+// The system gives whole milliseconds and a resolution. A firing that comes early for a multiple of
+// the interval waits for it, by less than half an interval.
+void Align(QvTimer& timer)
+{
+    const double interval = static_cast<double>(timer.i64IntervalNs) / 1e6; // ms
+    double now = QV_GetTimeCounter();
+    const double ticks = (now - timer.dLastTime) / interval;
+    const double whole = std::floor(ticks);
+    if (ticks - whole > 0.5)
+    {
+        const double target = timer.dLastTime + interval * (whole + 1.0);
+        while (now < target)
+            now = QV_GetTimeCounter();
+    }
+    timer.dLastTime = now;
+}
+
+void CALLBACK multimedia_timer_proc(UINT id, UINT, DWORD_PTR user, DWORD_PTR, DWORD_PTR)
+{
+    auto* const timer = reinterpret_cast<QvTimer*>(user);
+    QvAwaitTimerFlag(timer->bPublished);
+    if (timer->iPrecision == QV_PRECISION_MM_1_ALIGNED)
+        Align(*timer);
+    if (!QvFireTimer(*timer))
+        return;
+    timeKillEvent(id);
+    QvRemoveTimer(timer);
+}
+
+} // namespace
+
+uintptr_t QvSetMultimediaTimer(QvTimerPointer& timer, UINT resolution)
+{
+    QvTimerNode node = QvMakeTimerNode(*timer);
+    timer->iKind = QV_TIMER_MULTIMEDIA;
+    // Without an event the timer runs, and can't be waited for.
+    timer->hEvent = timer->pEnd->hEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    timer->uSystemId = timeSetEvent(QvTimerMilliseconds(*timer), resolution, multimedia_timer_proc,
+                                    reinterpret_cast<DWORD_PTR>(timer.get()),
+                                    timer->iCallsLeft == 1 ? TIME_ONESHOT : TIME_PERIODIC);
+    if (timer->uSystemId != 0)
+        return QvPublishTimer(std::move(timer), std::move(node));
+    if (timer->hEvent)
+        CloseHandle(timer->hEvent);
+    timer->hEvent = timer->pEnd->hEvent = nullptr;
+    return 0;
+}

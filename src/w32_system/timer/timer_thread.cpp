@@ -1,0 +1,124 @@
+// Timers with a thread of their own.
+//
+// Such a thread is joined, always and once, so that when a wait is over the thread has gone, and
+// none is left behind. The first who waits for the timer takes on the join. With nobody waiting the
+// ending thread leaves itself to the next one that ends, and joins the one that was left to it: at
+// any time one at most is kept.
+#include "timer_routes.h"
+
+#include <cerrno>
+#include <cmath>
+#include <optional>
+
+#include <windows.h>
+
+namespace
+{
+
+std::optional<pthread_t> s_lastEnded; // gs_TimerLock
+
+// The first tick behind now on the timer's grid.
+double NextTick(double next, double now, double interval)
+{
+    return interval > 0.0 ? next + (std::trunc((now - next) / interval) + 1.0) * interval : now;
+}
+
+void Run(QvTimer& timer)
+{
+    const double interval = static_cast<double>(timer.i64IntervalNs) / 1e6; // ms
+    const int mode = timer.iPrecision;
+    const bool drops_missed = timer.iCatchUpMode == 1;
+    const bool limited = timer.iCallsLeft != 0;
+    int left = timer.iCallsLeft;
+    double next = timer.dStartTime + interval;
+    double now = QV_GetTimeCounter();
+    while ((!limited || left > 0) && !QvIsTimerStopped(timer))
+    {
+        if (next > now)
+            QV_Sleep(next - now, mode);
+        if (QvCallTimer(timer) == 0)
+            break;
+        // From the tick before and not from now: the rate doesn't drift with the callback's length.
+        next += interval;
+        now = QV_GetTimeCounter();
+        if (drops_missed && now > next)
+            next = NextTick(next, now, interval);
+        if (limited)
+            --left;
+    }
+}
+
+// The end of the timer, also if its callback ends the thread.
+struct Ending
+{
+    explicit Ending(QvTimer* ended) : timer(ended) {}
+    Ending(const Ending&) = delete;
+    Ending& operator=(const Ending&) = delete;
+    ~Ending();
+
+    QvTimerPointer timer;
+};
+
+Ending::~Ending()
+{
+    std::optional<pthread_t> other;
+    {
+        const QvTimerGuard guard;
+        QvStopTimer(*timer);
+        QvTakeOutTimer(*timer);
+        if (QvIsTornDown())
+            pthread_detach(pthread_self());
+        else if (!timer->pEnd->bJoining)
+        {
+            other = s_lastEnded;
+            s_lastEnded = pthread_self();
+        }
+    }
+    timer.reset();
+    if (other)
+        pthread_join(*other, nullptr);
+}
+
+void* timer_thread_proc(void* argument)
+{
+    const Ending ending(static_cast<QvTimer*>(argument));
+    QvAwaitTimerFlag(ending.timer->bPublished);
+    Run(*ending.timer);
+    return nullptr;
+}
+
+void TraceFailure(int error)
+{
+    DiagOutputExW_hlp(timer_source_name, __LINE__);
+    DiagOutputExW(error == EINVAL ? L"Wrong thread attributes."
+                                  : L"Insufficient resources for creating the thread.");
+}
+
+} // namespace
+
+uintptr_t QvStartTimerThread(QvTimerPointer& timer)
+{
+    timer->iKind = QV_TIMER_THREAD;
+    QvTimerNode node = QvMakeTimerNode(*timer);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    const int error = pthread_create(&timer->thread, &attributes, timer_thread_proc, timer.get());
+    pthread_attr_destroy(&attributes);
+    if (error != 0)
+    {
+        TraceFailure(error);
+        return 0;
+    }
+    return QvPublishTimer(std::move(timer), std::move(node));
+}
+
+void QvJoinEndedTimerThread()
+{
+    std::optional<pthread_t> ended;
+    {
+        const QvTimerGuard guard;
+        ended.swap(s_lastEnded);
+    }
+    if (ended)
+        pthread_join(*ended, nullptr);
+}

@@ -1,0 +1,269 @@
+// What the system refuses, the texts of the reports, and the rules of time on a clock of the test's
+// own.
+#include <cerrno>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <plinth_platform_test.h>
+
+#include "instead.h"
+#include "support/processes.h"
+#include "timer_calls.h"
+
+using test::Instead;
+using test::TimerCalls;
+using Texts = std::vector<std::string>;
+
+namespace
+{
+
+class TimerFaults : public testing::Test
+{
+protected:
+    TimerFaults() { Instead::reset(); }
+    ~TimerFaults() override
+    {
+        PlinthTestReset();
+        Instead::reset();
+    }
+
+    // The kind that a timer of two calls has in them, as QV_GetTimerInfo shows it; it has ended.
+    int kind_of(double milliseconds, int precision)
+    {
+        TimerCalls calls;
+        QvTimerInfo info = {};
+        calls.act = [&](int) { return QV_GetTimerInfo(QV_GetTimerRecord(0), &info) == QV_OK; };
+        const uintptr_t id = calls.set(milliseconds, 2, precision);
+        EXPECT_NE(id, 0u);
+        EXPECT_EQ(test::wait(id), QV_OK);
+        EXPECT_EQ(calls.count(), 2);
+        EXPECT_EQ(info.iPrecision, precision) << "the mode stays";
+        return info.iKind;
+    }
+};
+
+TEST_F(TimerFaults, RefusalsSayWhy)
+{
+    TimerCalls calls;
+    calls.set(1.0, -1, QV_PRECISION_SLEEP);
+    EXPECT_EQ(Instead::assertions(), Texts{"numCalls<0; Number of calls can not be negative"});
+    calls.set(1.0, 1, QV_PRECISION_LATE_SPIN);
+    EXPECT_EQ(Instead::assertions(), Texts{"true; Wrong timer precision."});
+    QV_SetThreadedTimer(nullptr, nullptr, 1.0, 1, QV_PRECISION_SLEEP, 1);
+    EXPECT_EQ(Instead::assertions(), Texts{"callback==NULL; QV_SetThreadedTimer: No callback."});
+    EXPECT_EQ(Instead::traces(), Texts{}) << "and trace nothing";
+}
+
+TEST_F(TimerFaults, WithoutAMultimediaTimerAThreadRunsInTheSameMode)
+{
+    PlinthTestFail("timeSetEvent", 1, 0, ERROR_NOT_ENOUGH_MEMORY);
+    const long events = Instead::events - Instead::closed_handles;
+    for (int mode = QV_PRECISION_MM_20; mode <= QV_PRECISION_MM_1_ALIGNED; ++mode)
+        EXPECT_EQ(kind_of(1.0, mode), 2);
+    EXPECT_EQ(Instead::events - Instead::closed_handles, events) << "the events went unused";
+}
+
+TEST_F(TimerFaults, WithoutAMessageTimerAThreadRunsInTheSameMode)
+{
+    PlinthTestFail("SetTimer", 1, 0, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(kind_of(0.5, QV_PRECISION_POSTED), 2);
+}
+
+TEST_F(TimerFaults, WithoutAThreadTheFailureIsTracedAndUsesUpNoId)
+{
+    TimerCalls calls;
+    const uintptr_t before = calls.set(1.0, 1, QV_PRECISION_SLEEP);
+    const struct
+    {
+        int error;
+        const char* trace;
+    } rows[] = {{EAGAIN, "Insufficient resources for creating the thread."},
+                {EINVAL, "Wrong thread attributes."},
+                {EPERM, "Insufficient resources for creating the thread."}};
+    PlinthTestFail("timeSetEvent", 1, 0, ERROR_NOT_ENOUGH_MEMORY);
+    for (const auto& row : rows)
+        for (const int mode : {QV_PRECISION_SPIN, QV_PRECISION_MM_1})
+        {
+            Instead::thread_error = row.error;
+            EXPECT_EQ(calls.set(1.0, 1, mode), 0u);
+            EXPECT_EQ(Instead::traces(), Texts{row.trace});
+        }
+    EXPECT_EQ(Instead::assertions(), Texts{});
+    const uintptr_t after = calls.set(1.0, 1, QV_PRECISION_SLEEP);
+    EXPECT_EQ(after, before + 1);
+    EXPECT_EQ(test::wait(before), QV_OK);
+    EXPECT_EQ(test::wait(after), QV_OK);
+}
+
+TEST_F(TimerFaults, WithoutAnEventATimerRunsAndAWaitSaysThatItCanNot)
+{
+    PlinthTestFail("CreateEvent", 1, 0, ERROR_NOT_ENOUGH_MEMORY);
+    TimerCalls calls;
+    const uintptr_t id = calls.set(1.0, 0, QV_PRECISION_MM_1);
+    EXPECT_EQ(test::wait(id), QV_OK);
+    EXPECT_EQ(Instead::traces(),
+              Texts{"Cannot wait for time, its waitable object failed to be initialized."});
+    calls.wait_for(2);
+    EXPECT_EQ(test::kill(id), QV_OK);
+    while (test::record_of(id))
+        Sleep(1);
+}
+
+TEST_F(TimerFaults, AMultimediaTimerIsAskedForWholeMillisecondsAndItsResolution)
+{
+    const struct
+    {
+        int mode;
+        UINT resolution;
+    } rows[] = {{QV_PRECISION_MM_20, 20},
+                {QV_PRECISION_MM_10, 10},
+                {QV_PRECISION_MM_1, 1},
+                {QV_PRECISION_MM_1_ALIGNED, 1}};
+    Instead::multimedia.capture = true;
+    for (const auto& row : rows)
+        for (const int calls_wanted : {1, 2, 0})
+        {
+            Instead::multimedia.id = 9;
+            Instead::multimedia.killed = 0;
+            TimerCalls calls;
+            calls.act = [](int number) { return number < 3; };
+            const uintptr_t id = calls.set(2.7, calls_wanted, row.mode);
+            EXPECT_EQ(test::record_of(id)->uSystemId, 9u);
+            EXPECT_EQ(Instead::multimedia.delay, 2u);
+            EXPECT_EQ(Instead::multimedia.resolution, row.resolution);
+            EXPECT_EQ(Instead::multimedia.flags, calls_wanted == 1 ? TIME_ONESHOT : TIME_PERIODIC);
+            const int expected = calls_wanted ? calls_wanted : 3;
+            for (int i = 0; i < expected; ++i)
+            {
+                EXPECT_EQ(Instead::multimedia.killed, 0u);
+                Instead::multimedia.fire();
+            }
+            EXPECT_EQ(calls.count(), expected);
+            EXPECT_EQ(Instead::multimedia.killed, 9u) << "the id that the system passes";
+            EXPECT_EQ(test::wait(id), QV_OK);
+            EXPECT_EQ(test::kill(id), QV_ERR_NULLPTR);
+        }
+}
+
+TEST_F(TimerFaults, AnAlignedFiringWaitsForTheNextMultipleIfThatIsNear)
+{
+    Instead::multimedia.capture = true;
+    Instead::multimedia.id = 1;
+    Instead::clock = 100.0;
+    TimerCalls calls;
+    std::vector<double> times;
+    calls.act = [&](int)
+    {
+        times.push_back(Instead::clock);
+        return 1;
+    };
+    calls.set(2.5, 4, QV_PRECISION_MM_1_ALIGNED);
+    Instead::clock_step = 0.125;
+    const struct
+    {
+        double fired, called;            // the reading that ends a spin is in called, and one step
+    } rows[] = {{102.0, 102.5 + 0.125},  // early for the first multiple
+                {103.5, 103.5 + 0.125},  // 1.0 behind the last: goes on at once
+                {105.75, 106.0 + 0.125}, // early for 106.0
+                {120.0, 121.0 + 0.125}}; // many later, early for the sixth
+    for (const auto& row : rows)
+    {
+        Instead::clock = row.fired;
+        Instead::multimedia.fire();
+        ASSERT_FALSE(times.empty());
+        EXPECT_DOUBLE_EQ(times.back(), row.called);
+    }
+    EXPECT_EQ(times.size(), 4u);
+}
+
+TEST_F(TimerFaults, AnIdOfTheSystemThatMeetsAnotherTimersIsDrawnAgain)
+{
+    TimerCalls other, calls;
+    const uintptr_t taken = other.set(60'000.0, 1, QV_PRECISION_MM_1);
+    Instead::message.ids = {taken, taken, 4711};
+    const uintptr_t id = QV_SetPostedTimer(TimerCalls::callback, &calls, 12.9, 2);
+    EXPECT_EQ(id, 4711u);
+    EXPECT_EQ(Instead::message.killed, (std::vector<UINT_PTR>{taken, taken}));
+    EXPECT_EQ(Instead::message.milliseconds, (std::vector<UINT>{12, 12, 12}));
+    Instead::message.procedure(nullptr, WM_TIMER, taken, 0);
+    EXPECT_EQ(other.count(), 0) << "a message for an id of another kind calls nobody";
+    Instead::message.procedure(nullptr, WM_TIMER, id, 0);
+    Instead::message.procedure(nullptr, WM_TIMER, id, 0);
+    EXPECT_EQ(calls.count(), 2);
+    EXPECT_EQ(Instead::message.killed.back(), id);
+    EXPECT_EQ(test::kill(id), QV_ERR_NULLPTR);
+    test::kill(taken);
+}
+
+TEST_F(TimerFaults, WithoutAnIdThatServesAThreadCarriesTheMessageTimer)
+{
+    TimerCalls other;
+    const uintptr_t taken = other.set(60'000.0, 1, QV_PRECISION_MM_1);
+    // Fails in the loop; and an id that 32 bits don't hold.
+    for (const std::vector<UINT_PTR>& ids :
+         {std::vector<UINT_PTR>{taken, 0}, std::vector<UINT_PTR>{UINT_PTR{1} << 32}})
+    {
+        Instead::message = {};
+        Instead::message.ids = ids;
+        EXPECT_EQ(kind_of(1.0, QV_PRECISION_POSTED), 2);
+        EXPECT_EQ(Instead::message.killed, std::vector<UINT_PTR>{ids[0]}) << "given back";
+    }
+    test::kill(taken);
+}
+
+// The moments at which a timer of 10 ms calls, on a clock that only its waits and calls move.
+std::vector<double> moments(int catch_up, int calls_wanted, double first_call_ends)
+{
+    Instead::clock = 0.0;
+    TimerCalls calls;
+    std::vector<double> times;
+    calls.act = [&](int number)
+    {
+        times.push_back(Instead::clock);
+        if (number == 1)
+            Instead::clock = first_call_ends;
+        return 1;
+    };
+    EXPECT_EQ(test::wait(calls.set(10.0, calls_wanted, QV_PRECISION_SPIN, catch_up)), QV_OK);
+    return times;
+}
+
+TEST_F(TimerFaults, TicksMissedByATimerThreadAreDroppedUncountedOrMadeUpFor)
+{
+    EXPECT_EQ(moments(1, 4, 45.0), (std::vector<double>{10, 50, 60, 70}));
+    EXPECT_EQ(moments(0, 6, 45.0), (std::vector<double>{10, 45, 45, 45, 50, 60}));
+    EXPECT_EQ(moments(1, 3, 20.0), (std::vector<double>{10, 20, 30})) << "just in time";
+    EXPECT_EQ(moments(0, 3, 12.0), (std::vector<double>{10, 20, 30})) << "no drift";
+}
+
+// Timers of every kind run on while the process ends, their callbacks use the library.
+int end_with_timers(int, char**)
+{
+    const auto busy = [](void*)
+    {
+        QV_Log(L"x\r\n");
+        TimerCalls calls;
+        test::wait(calls.set(0.1, 1, QV_PRECISION_SPIN));
+        return 1;
+    };
+    for (int mode = QV_PRECISION_SLEEP; mode <= QV_PRECISION_MM_1_ALIGNED; ++mode)
+        for (int i = 0; i < 3; ++i)
+            QV_SetThreadedTimer(busy, nullptr, mode == QV_PRECISION_SPIN ? 0.3 : 1.0, 0, mode, i);
+    Sleep(20);
+    std::exit(0);
+}
+const test::ChildMain end_with_timers_main("end-with-timers", end_with_timers);
+
+TEST_F(TimerFaults, TimersThatRunWhileTheProcessEndsDoNoHarm)
+{
+    // The leak check would stop these threads one by one at the exit, wherever they are.
+    const char* const options = getenv("ASAN_OPTIONS");
+    setenv("ASAN_OPTIONS", (std::string(options ? options : "") + ":detect_leaks=0").c_str(), 1);
+    for (int i = 0; i < 5; ++i)
+        ASSERT_EQ(test::Process::child("end-with-timers").wait(), 0);
+}
+
+} // namespace
