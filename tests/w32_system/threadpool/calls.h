@@ -39,8 +39,9 @@ private:
             s_changed.notify_all();
         }
     };
-    static inline std::mutex s_mutex;
-    static inline std::condition_variable s_changed;
+    // Never destroyed: a pool's last threads may end while the process does.
+    static inline std::mutex& s_mutex = *new std::mutex;
+    static inline std::condition_variable& s_changed = *new std::condition_variable;
     static inline int s_count = 0;
 };
 

@@ -157,12 +157,21 @@ void* operator new(size_t size)
     throw std::bad_alloc();
 }
 
-void operator delete(void* memory) noexcept
+void* operator new(size_t size, const std::nothrow_t&) noexcept
+{
+    if (t_allocations_fail)
+        return nullptr;
+    ++g_allocations;
+    return std::malloc(size);
+}
+
+// Not inline: the compiler would see free() beside the new of a caller, and take it for a mistake.
+__attribute__((noinline)) void operator delete(void* memory) noexcept
 {
     std::free(memory);
 }
 
-void operator delete(void* memory, size_t) noexcept
+__attribute__((noinline)) void operator delete(void* memory, size_t) noexcept
 {
     std::free(memory);
 }
