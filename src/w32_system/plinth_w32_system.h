@@ -710,7 +710,8 @@ public:
     // Goes on in a new file; nothing is deleted. QV_OK, QV_ERR_SYSTEM, or the status of the open.
     static int ClearLog();
 
-    // Shows the log's folder, or the log file, with the desktop's program. Always QV_OK.
+    // Shows the log's folder, or the log file, with the desktop's program; without a log file of
+    // this process the last one of the folder. Always QV_OK.
     static int OpenLog(bool folder);
 
     // The path of the log file, null if there is none. Good until the instance goes: with other

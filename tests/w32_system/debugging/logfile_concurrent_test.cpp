@@ -130,11 +130,14 @@ TEST(LogConcurrent, WritingGoesOnWhileOthersCloseSplitDisableAndClear)
 {
     test::start_log();
     std::atomic<bool> done{false};
+    // Each round may make a new file, and each new file looks through the folder: without an end,
+    // the folder could grow faster than the writers get on.
+    constexpr int rounds = 200;
     std::vector<std::thread> others;
     others.emplace_back(
         [&]
         {
-            while (!done)
+            for (int i = 0; i < rounds && !done; ++i)
             {
                 CQvLogFile::CloseLog();
                 Sleep(1); // each instance looks through the folder: leave the writers some time
@@ -143,7 +146,7 @@ TEST(LogConcurrent, WritingGoesOnWhileOthersCloseSplitDisableAndClear)
     others.emplace_back(
         [&]
         {
-            while (!done)
+            for (int i = 0; i < rounds && !done; ++i)
             {
                 CQvLogFile::EnableLog(false);
                 CQvLogFile::EnableLog(true);
@@ -153,7 +156,7 @@ TEST(LogConcurrent, WritingGoesOnWhileOthersCloseSplitDisableAndClear)
     others.emplace_back(
         [&]
         {
-            for (int i = 0; !done; ++i)
+            for (int i = 0; i < rounds && !done; ++i)
             {
                 Sleep(1);
                 CQvLogFile::LogPerSession(i % 2 == 0);
