@@ -173,6 +173,26 @@ extern "C"
     QV_API int DiagAssertW(unsigned int options, const wchar_t* expression, const wchar_t* message,
                            const char* sourceFile, int line);
 
+    // Reports a condition that did not hold: program, file, line, expression and message, the
+    // thread's last error with the system's text for it, and with QV_DIAG_STACKTRACE the calls that
+    // led here, the caller of this function first. docs/assertions.md shows a report.
+    //
+    // options: where this report goes, QV_DIAG_... bits; 0 takes those of QV_SetFailifOptions, at
+    // first the log alone. In this order: debug string channel (with "*** " before it, at most
+    // 1,023 characters), event log, log, message box. expression: narrow, the condition as text.
+    // message: narrow, may be null. sourceFile: narrow.
+    //
+    // 0: carry on; also without a message box, and for Ignore. 1: the user chose Retry. Abort ends
+    // the process by ExitProcess(-1), as does a message box that can't be shown; the entry in the
+    // log has been made by then. The thread's last error stays as it was.
+    //
+    // File to message have 511 characters together, the report 4,095; what is beyond is cut, a
+    // stack line always whole. Any thread; reports of several threads don't mix, and a message box
+    // that is up holds up its own thread alone. A caller that the compiler ends in a jump
+    // (return DiagAssertA(...), optimised) is missing from the stack lines.
+    QV_API int DiagAssertA(unsigned int options, const char* expression, const char* message,
+                           const char* sourceFile, int line);
+
     // --------------------------------------------------------------------------- trace output --
 
     // Makes one trace record: a time stamp, the formatted text with its tags replaced, CR LF. It

@@ -1,10 +1,10 @@
 // The static initialisers, in their order.
 //
-// The worker registry and the symbol engine hold nothing as yet: their subsystems will. They stand
-// here for the order.
+// The worker registry holds nothing as yet: its subsystem will. It stands here for the order.
 #include <memory>
 #include <set>
 
+#include "debugging/symbol_engine.h"
 #include "debugging/trace_location.h"
 #include "debugging/trace_lock.h"
 #include "static_objects.h"
@@ -19,11 +19,6 @@ struct WorkerRegistryTag;
 struct SymbolEngineTag;
 struct DebugFrameworkTag;
 struct TimerMapTag;
-
-struct SymbolEngine
-{
-    HANDLE process = nullptr; // null until the first stack report
-};
 
 struct TraceLock
 {
@@ -43,7 +38,7 @@ struct TraceLockTag;
 [[gnu::init_priority(
     QV_PRIORITY_WORKER_REGISTRY)]] QvStaticObject<std::set<QvAsyncWorker*>, WorkerRegistryTag>
     s_workerRegistry;
-[[gnu::init_priority(QV_PRIORITY_SYMBOL_ENGINE)]] QvStaticObject<SymbolEngine, SymbolEngineTag>
+[[gnu::init_priority(QV_PRIORITY_SYMBOL_ENGINE)]] QvStaticObject<CSymbolEngine, SymbolEngineTag>
     s_symbolEngine;
 [[gnu::init_priority(QV_PRIORITY_DEBUG_FRAMEWORK)]] QvStaticObject<std::unique_ptr<CDebugFramework>,
                                                                    DebugFrameworkTag>
@@ -61,3 +56,8 @@ QvTimerMap& QvTimerHandles()
 }
 
 CRITICAL_SECTION s_traceLock;
+
+CSymbolEngine& QvSymbolEngine()
+{
+    return s_symbolEngine.Get();
+}

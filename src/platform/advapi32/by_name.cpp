@@ -5,9 +5,12 @@
 const platform::SystemModule& platform::advapi32_module()
 {
     static const NamedFunction functions[] = {
+        by_name("DeregisterEventSource", DeregisterEventSource),
         by_name("GetUserNameW", GetUserNameW),
         by_name("InitializeSecurityDescriptor", InitializeSecurityDescriptor),
         by_name("LookupAccountNameW", LookupAccountNameW),
+        by_name("RegisterEventSourceW", RegisterEventSourceW),
+        by_name("ReportEventW", ReportEventW),
         by_name("SetSecurityDescriptorDacl", SetSecurityDescriptorDacl),
     };
     static const SystemModule module = {"advapi32.dll", functions};

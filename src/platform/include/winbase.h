@@ -148,6 +148,9 @@ extern "C"
     PLINTH_PLATFORM_API DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD message,
                                                     DWORD language, LPWSTR buffer, DWORD size,
                                                     void* arguments);
+    PLINTH_PLATFORM_API DWORD WINAPI FormatMessageA(DWORD flags, LPCVOID source, DWORD message,
+                                                    DWORD language, LPSTR buffer, DWORD size,
+                                                    void* arguments);
     PLINTH_PLATFORM_API HLOCAL WINAPI LocalAlloc(UINT flags, SIZE_T bytes);
     PLINTH_PLATFORM_API HLOCAL WINAPI LocalFree(HLOCAL memory);
     PLINTH_PLATFORM_API BOOL WINAPI CloseHandle(HANDLE object);
@@ -156,6 +159,9 @@ extern "C"
 
     // Files.
     PLINTH_PLATFORM_API HANDLE WINAPI CreateFileW(LPCWSTR path, DWORD access, DWORD share,
+                                                  LPSECURITY_ATTRIBUTES security, DWORD disposition,
+                                                  DWORD attributes, HANDLE pattern);
+    PLINTH_PLATFORM_API HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD share,
                                                   LPSECURITY_ATTRIBUTES security, DWORD disposition,
                                                   DWORD attributes, HANDLE pattern);
     PLINTH_PLATFORM_API BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD size, LPDWORD done,
@@ -242,6 +248,9 @@ extern "C"
     PLINTH_PLATFORM_API HANDLE WINAPI GetCurrentThread(void);
     PLINTH_PLATFORM_API DWORD WINAPI GetCurrentThreadId(void);
     PLINTH_PLATFORM_API DWORD WINAPI GetCurrentProcessId(void);
+    PLINTH_PLATFORM_API HANDLE WINAPI GetCurrentProcess(void);
+    // As exit() does, from any thread. A second thread that comes here waits for the end.
+    PLINTH_PLATFORM_NORETURN void WINAPI ExitProcess(UINT exitCode);
     PLINTH_PLATFORM_API BOOL WINAPI SetThreadPriority(HANDLE thread, int priority);
     PLINTH_PLATFORM_API int WINAPI GetThreadPriority(HANDLE thread);
     PLINTH_PLATFORM_API void WINAPI Sleep(DWORD milliseconds);
@@ -259,12 +268,29 @@ extern "C"
                                                             LPFILETIME result);
     PLINTH_PLATFORM_API BOOL WINAPI FileTimeToLocalFileTime(const FILETIME* time, LPFILETIME local);
 
+    // The calling thread, for walks of its stack. thread must be GetCurrentThread(). Gives where
+    // its caller goes on (Rip, Rsp, Rbp); the other registers read zero, whatever the flags say.
+    PLINTH_PLATFORM_API BOOL WINAPI GetThreadContext(HANDLE thread, LPCONTEXT context);
+
+    // The region that holds an address. process must be GetCurrentProcess(). In a loaded module
+    // AllocationBase is the module's handle. Gives the bytes stored, 0 on failure.
+    PLINTH_PLATFORM_API SIZE_T WINAPI VirtualQueryEx(HANDLE process, LPCVOID address,
+                                                     PMEMORY_BASIC_INFORMATION info, SIZE_T size);
+
+    // The event log, here the system's log. The names are also in "ADVAPI32.DLL".
+    PLINTH_PLATFORM_API HANDLE WINAPI RegisterEventSourceW(LPCWSTR server, LPCWSTR source);
+    PLINTH_PLATFORM_API BOOL WINAPI ReportEventW(HANDLE log, WORD type, WORD category, DWORD event,
+                                                 PSID user, WORD strings, DWORD dataSize,
+                                                 LPCWSTR* texts, LPVOID data);
+    PLINTH_PLATFORM_API BOOL WINAPI DeregisterEventSource(HANDLE log);
+
     // Debug string channel.
     PLINTH_PLATFORM_API void WINAPI OutputDebugStringA(LPCSTR text);
     PLINTH_PLATFORM_API void WINAPI OutputDebugStringW(LPCWSTR text);
 
     // Modules and resources.
     PLINTH_PLATFORM_API DWORD WINAPI GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
+    PLINTH_PLATFORM_API DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size);
     PLINTH_PLATFORM_API HMODULE WINAPI LoadLibraryExW(LPCWSTR path, HANDLE file, DWORD flags);
     PLINTH_PLATFORM_API HMODULE WINAPI LoadLibraryW(LPCWSTR path);
     PLINTH_PLATFORM_API HMODULE WINAPI GetModuleHandleW(LPCWSTR name); // null: the program

@@ -12,6 +12,8 @@
 #define PLINTH_PLATFORM_API
 #endif
 
+#define PLINTH_PLATFORM_NORETURN PLINTH_PLATFORM_API __attribute__((noreturn))
+
 #define WINAPI
 #define CALLBACK
 #define APIENTRY

@@ -139,6 +139,97 @@ typedef enum SID_NAME_USE
 } SID_NAME_USE,
     *PSID_NAME_USE;
 
+#define IMAGE_FILE_MACHINE_AMD64 0x8664u
+#define CONTEXT_AMD64 0x00100000u
+#define CONTEXT_CONTROL (CONTEXT_AMD64 | 0x1u)
+#define CONTEXT_INTEGER (CONTEXT_AMD64 | 0x2u)
+#define CONTEXT_FLOATING_POINT (CONTEXT_AMD64 | 0x8u)
+#define CONTEXT_FULL (CONTEXT_CONTROL | CONTEXT_INTEGER | CONTEXT_FLOATING_POINT)
+
+typedef struct M128A
+{
+    ULONGLONG Low;
+    LONGLONG High;
+} M128A;
+
+typedef struct CONTEXT
+{
+    DWORD64 P1Home;
+    DWORD64 P2Home;
+    DWORD64 P3Home;
+    DWORD64 P4Home;
+    DWORD64 P5Home;
+    DWORD64 P6Home;
+    DWORD ContextFlags;
+    DWORD MxCsr;
+    WORD SegCs;
+    WORD SegDs;
+    WORD SegEs;
+    WORD SegFs;
+    WORD SegGs;
+    WORD SegSs;
+    DWORD EFlags;
+    DWORD64 Dr0;
+    DWORD64 Dr1;
+    DWORD64 Dr2;
+    DWORD64 Dr3;
+    DWORD64 Dr6;
+    DWORD64 Dr7;
+    DWORD64 Rax;
+    DWORD64 Rcx;
+    DWORD64 Rdx;
+    DWORD64 Rbx;
+    DWORD64 Rsp;
+    DWORD64 Rbp;
+    DWORD64 Rsi;
+    DWORD64 Rdi;
+    DWORD64 R8;
+    DWORD64 R9;
+    DWORD64 R10;
+    DWORD64 R11;
+    DWORD64 R12;
+    DWORD64 R13;
+    DWORD64 R14;
+    DWORD64 R15;
+    DWORD64 Rip;
+    M128A FltSave[32];
+    M128A VectorRegister[26];
+    DWORD64 VectorControl;
+    DWORD64 DebugControl;
+    DWORD64 LastBranchToRip;
+    DWORD64 LastBranchFromRip;
+    DWORD64 LastExceptionToRip;
+    DWORD64 LastExceptionFromRip;
+} CONTEXT, *PCONTEXT, *LPCONTEXT;
+
+#define PAGE_EXECUTE 0x10u
+#define PAGE_EXECUTE_READ 0x20u
+#define PAGE_EXECUTE_READWRITE 0x40u
+#define MEM_COMMIT 0x00001000u
+#define MEM_FREE 0x00010000u
+#define MEM_PRIVATE 0x00020000u
+#define MEM_MAPPED 0x00040000u
+#define MEM_IMAGE 0x01000000u
+
+typedef struct MEMORY_BASIC_INFORMATION
+{
+    PVOID BaseAddress;
+    PVOID AllocationBase;
+    DWORD AllocationProtect;
+    WORD PartitionId;
+    SIZE_T RegionSize;
+    DWORD State;
+    DWORD Protect;
+    DWORD Type;
+} MEMORY_BASIC_INFORMATION, *PMEMORY_BASIC_INFORMATION;
+
+#define EVENTLOG_SUCCESS 0x0000u
+#define EVENTLOG_ERROR_TYPE 0x0001u
+#define EVENTLOG_WARNING_TYPE 0x0002u
+#define EVENTLOG_INFORMATION_TYPE 0x0004u
+#define EVENTLOG_AUDIT_SUCCESS 0x0008u
+#define EVENTLOG_AUDIT_FAILURE 0x0010u
+
 #define PROCESSOR_INTEL_PENTIUM 586u
 #define PROCESSOR_AMD_X8664 8664u
 #define PROCESSOR_ARCHITECTURE_AMD64 9u
@@ -166,6 +257,8 @@ typedef enum SID_NAME_USE
 
 #ifdef __cplusplus
 static_assert(sizeof(LARGE_INTEGER) == 8 && sizeof(OSVERSIONINFOW) == 276);
+static_assert(sizeof(CONTEXT) == 1232 && offsetof(CONTEXT, Rip) == 248);
+static_assert(sizeof(MEMORY_BASIC_INFORMATION) == 48);
 static_assert(sizeof(CRITICAL_SECTION) == 40 && sizeof(SECURITY_DESCRIPTOR) == 40);
 #endif
 

@@ -15,6 +15,9 @@ extern "C"
 #define MB_ABORTRETRYIGNORE 0x00000002u
 #define MB_ICONEXCLAMATION 0x00000030u
 #define MB_ICONERROR 0x00000010u
+#define MB_ICONHAND 0x00000010u
+#define MB_TASKMODAL 0x00002000u
+#define MB_SETFOREGROUND 0x00010000u
 #define IDOK 1
 #define IDABORT 3
 #define IDRETRY 4
@@ -46,6 +49,7 @@ extern "C"
     PLINTH_PLATFORM_API int WINAPI MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption,
                                                UINT type);
     PLINTH_PLATFORM_API HWND WINAPI GetActiveWindow(void);
+    PLINTH_PLATFORM_API HWND WINAPI GetLastActivePopup(HWND window);
     PLINTH_PLATFORM_API BOOL WINAPI IsWindow(HWND window);
 
     // Messages of the calling thread. A thread has a queue from its first call of one of these, or

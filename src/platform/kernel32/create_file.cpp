@@ -2,11 +2,13 @@
 //
 // The order of things matters: a file is opened without cutting it, its share modes are claimed,
 // its read-only attribute is looked at, and only then is it cut.
+#include <cstring>
 #include <new>
 
 #include "file_object.h"
 #include "path.h"
 #include "share_modes.h"
+#include "system/text.h"
 #include "windows.h"
 
 using namespace platform;
@@ -172,4 +174,22 @@ extern "C" HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share,
         !created && (disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS);
     fail_with(opened_old ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
     return handle;
+}
+
+// The path is UTF-8, the active code page.
+extern "C" HANDLE CreateFileA(LPCSTR path, DWORD access, DWORD share,
+                              LPSECURITY_ATTRIBUTES security, DWORD disposition, DWORD attributes,
+                              HANDLE pattern)
+{
+    wchar_t wide[native_path_limit];
+    const size_t length = path ? std::strlen(path) : 0;
+    size_t written = 0;
+    if (wide_from_utf8(path, length, wide, native_path_limit - 1, &written) > written)
+    {
+        fail_with(ERROR_FILENAME_EXCED_RANGE);
+        return INVALID_HANDLE_VALUE;
+    }
+    wide[written] = L'\0';
+    return CreateFileW(path ? wide : nullptr, access, share, security, disposition, attributes,
+                       pattern);
 }

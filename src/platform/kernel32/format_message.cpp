@@ -102,10 +102,9 @@ static_assert(std::is_sorted(std::begin(messages), std::end(messages),
 
 constexpr size_t text_limit = 256;
 
-} // namespace
-
-extern "C" DWORD FormatMessageW(DWORD flags, LPCVOID, DWORD message, DWORD, LPWSTR buffer,
-                                DWORD size, void*)
+// The text of a message with its line end. 0 and the last error if there is none, or no room.
+template <class Char, class Convert>
+DWORD format(DWORD flags, DWORD message, Char* buffer, DWORD size, Convert convert)
 {
     const auto found =
         std::lower_bound(std::begin(messages), std::end(messages), message,
@@ -114,12 +113,11 @@ extern "C" DWORD FormatMessageW(DWORD flags, LPCVOID, DWORD message, DWORD, LPWS
         found->error != message)
         return static_cast<DWORD>(fail_with(ERROR_MR_MID_NOT_FOUND));
 
-    wchar_t text[text_limit];
-    size_t length = 0;
-    wide_from_utf8(found->text, std::strlen(found->text), text, text_limit - 3, &length);
-    text[length++] = L'\r';
-    text[length++] = L'\n';
-    text[length++] = L'\0';
+    Char text[text_limit];
+    size_t length = convert(found->text, text, text_limit - 3);
+    text[length++] = '\r';
+    text[length++] = '\n';
+    text[length++] = '\0';
 
     // With FORMAT_MESSAGE_ALLOCATE_BUFFER the buffer is the place for a pointer.
     if (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER)
@@ -135,4 +133,30 @@ extern "C" DWORD FormatMessageW(DWORD flags, LPCVOID, DWORD message, DWORD, LPWS
     else
         std::memcpy(buffer, text, length * sizeof *text);
     return static_cast<DWORD>(length - 1);
+}
+
+} // namespace
+
+extern "C" DWORD FormatMessageW(DWORD flags, LPCVOID, DWORD message, DWORD, LPWSTR buffer,
+                                DWORD size, void*)
+{
+    return format(flags, message, buffer, size,
+                  [](const char* from, wchar_t* to, size_t room)
+                  {
+                      size_t length = 0;
+                      wide_from_utf8(from, std::strlen(from), to, room, &length);
+                      return length;
+                  });
+}
+
+extern "C" DWORD FormatMessageA(DWORD flags, LPCVOID, DWORD message, DWORD, LPSTR buffer,
+                                DWORD size, void*)
+{
+    return format(flags, message, buffer, size,
+                  [](const char* from, char* to, size_t room)
+                  {
+                      const size_t length = std::min(std::strlen(from), room);
+                      std::memcpy(to, from, length);
+                      return length;
+                  });
 }

@@ -18,6 +18,7 @@ enum class ObjectKind : unsigned char
     event,
     mapping,
     thread,
+    event_source,
 };
 
 // What a handle stands for. Owned by the table from insert() on; the destructor releases what the

@@ -1,12 +1,16 @@
 // Modules: the program's own path, and module files opened as data.
 //
 // A file that is opened as data gives a handle that reads as a module without resources. The
-// system's own modules are always there (system_modules.h).
+// system's own modules are always there (system_modules.h), and ELF modules that the program has
+// loaded are known by name and by address (loaded_modules.h).
+#include <algorithm>
+#include <cstring>
 #include <mutex>
 #include <new>
 #include <set>
 #include <string>
 
+#include "loaded_modules.h"
 #include "path.h"
 #include "system/calls.h"
 #include "system/last_error.h"
@@ -43,37 +47,50 @@ DataModule* find_module(HMODULE module)
     return data_modules().all.count(wanted) ? wanted : nullptr;
 }
 
-} // namespace
-
-extern "C" DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size)
+// False with the last error set.
+bool native_module_path(HMODULE module, std::string& native)
 {
-    int error = 0;
-    if (api_fault("GetModuleFileNameW", error))
-        return static_cast<DWORD>(fail_with(static_cast<DWORD>(error)));
-    char path[native_path_limit];
-    std::string native;
     if (!module || module == program_module())
     {
+        char path[native_path_limit];
         const ssize_t length = sys::readlink("/proc/self/exe", path, sizeof path);
         if (length < 0)
-            return static_cast<DWORD>(fail_errno(errno));
+            return fail_errno(errno);
         native.assign(path, static_cast<size_t>(length));
+        return true;
     }
-    else
     {
         const std::lock_guard guard(data_modules().lock);
-        const DataModule* const found = find_module(module);
-        if (!found)
-            return static_cast<DWORD>(fail_with(ERROR_MOD_NOT_FOUND));
-        native = found->path;
+        if (const DataModule* const found = find_module(module))
+        {
+            native = found->path;
+            return true;
+        }
     }
+    LoadedModule loaded;
+    if (!module_at(reinterpret_cast<uintptr_t>(module), loaded) || loaded.handle() != module ||
+        loaded.path[0] == '\0')
+        return fail_with(ERROR_MOD_NOT_FOUND);
+    native = loaded.path;
+    return true;
+}
+
+// A path that doesn't fit is cut and terminated, and the result is the size of the buffer.
+// copy(text, buffer, room, written) gives the units that the whole text has.
+template <class Char, class Copy>
+DWORD module_file_name(const char* name, HMODULE module, Char* buffer, DWORD size, Copy copy)
+{
+    int error = 0;
+    if (api_fault(name, error))
+        return static_cast<DWORD>(fail_with(static_cast<DWORD>(error)));
+    std::string native;
+    if (!native_module_path(module, native))
+        return 0;
     if (!buffer || size == 0)
         return static_cast<DWORD>(fail_with(ERROR_INSUFFICIENT_BUFFER));
-    // A path that doesn't fit is cut and terminated, and the result is the size of the buffer.
-    const std::string text = windows_path(native);
     size_t written = 0;
-    const size_t units = wide_from_utf8(text.data(), text.size(), buffer, size - 1, &written);
-    buffer[written] = L'\0';
+    const size_t units = copy(windows_path(native), buffer, size - 1, written);
+    buffer[written] = 0;
     if (units <= written)
     {
         fail_with(ERROR_SUCCESS);
@@ -81,6 +98,27 @@ extern "C" DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size)
     }
     fail_with(ERROR_INSUFFICIENT_BUFFER);
     return size;
+}
+
+} // namespace
+
+extern "C" DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size)
+{
+    return module_file_name("GetModuleFileNameW", module, buffer, size,
+                            [](const std::string& text, wchar_t* to, size_t room, size_t& written) {
+                                return wide_from_utf8(text.data(), text.size(), to, room, &written);
+                            });
+}
+
+extern "C" DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size)
+{
+    return module_file_name("GetModuleFileNameA", module, buffer, size,
+                            [](const std::string& text, char* to, size_t room, size_t& written)
+                            {
+                                written = std::min(text.size(), room);
+                                std::memcpy(to, text.data(), written);
+                                return text.size();
+                            });
 }
 
 extern "C" HMODULE LoadLibraryExW(LPCWSTR path, HANDLE, DWORD flags)

@@ -65,6 +65,12 @@ extern "C" DWORD GetCurrentProcessId(void)
     return static_cast<DWORD>(getpid());
 }
 
+// Stands for the calling process in the calls that take one.
+extern "C" HANDLE GetCurrentProcess(void)
+{
+    return reinterpret_cast<HANDLE>(LONG_PTR{-1});
+}
+
 // Threads never announce themselves to modules here.
 extern "C" BOOL DisableThreadLibraryCalls(HMODULE)
 {

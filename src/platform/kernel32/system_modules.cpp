@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "loaded_modules.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "system/text.h"
@@ -78,10 +79,13 @@ extern "C" HMODULE GetModuleHandleW(LPCWSTR name)
     }
     if (!name)
         return program_module();
-    const HMODULE found = find_system_module(name);
-    if (!found)
-        fail_with(ERROR_MOD_NOT_FOUND);
-    return found;
+    if (const HMODULE found = find_system_module(name))
+        return found;
+    LoadedModule loaded;
+    if (module_named(name, loaded))
+        return loaded.handle();
+    fail_with(ERROR_MOD_NOT_FOUND);
+    return nullptr;
 }
 
 extern "C" FARPROC GetProcAddress(HMODULE module, LPCSTR name)

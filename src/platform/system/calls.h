@@ -14,6 +14,7 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <link.h>
 #include <linux/futex.h>
 #include <pthread.h>
 #include <sched.h>
@@ -28,6 +29,8 @@
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
+#include <syslog.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "faults.h"
@@ -309,6 +312,25 @@ inline int sched_yield()
 inline void* dlopen(const char* path, int flags)
 {
     return intercepted("dlopen") ? nullptr : ::dlopen(path, flags);
+}
+inline void* dlsym(void* module, const char* name)
+{
+    return intercepted("dlsym") ? nullptr : ::dlsym(module, name);
+}
+inline int dl_iterate_phdr(int (*each)(dl_phdr_info*, size_t, void*), void* argument)
+{
+    return intercepted("dl_iterate_phdr") ? 0 : ::dl_iterate_phdr(each, argument);
+}
+inline int syslog(int priority, const char* text)
+{
+    if (intercepted("syslog"))
+        return -1;
+    ::syslog(priority, "%s", text);
+    return 0;
+}
+inline int tcflush(int fd, int queue)
+{
+    return intercepted("tcflush") ? -1 : ::tcflush(fd, queue);
 }
 
 // Futex words shared between processes use the shared forms, words of one process the private ones.

@@ -1,12 +1,12 @@
 // Message boxes without a display: PLINTH_MESSAGEBOX answers for unattended runs, else the question
 // is put on the controlling terminal. Without either the box fails.
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <string>
 
 #include "system/calls.h"
+#include "system/faults.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -51,7 +51,53 @@ int prepared_answer(const char* name, const Buttons& buttons)
     return buttons.first[0].id;
 }
 
-int ask_on_terminal(FILE* terminal, const std::string& text, const std::string& caption,
+// The controlling terminal. It is written and read as a descriptor: one stream may not do both in
+// turn.
+class Terminal
+{
+public:
+    Terminal() : m_fd(sys::open("/dev/tty", O_RDWR | O_NOCTTY)) {}
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+    ~Terminal()
+    {
+        if (m_fd >= 0)
+            sys::close(m_fd);
+    }
+    explicit operator bool() const { return m_fd >= 0; }
+    // What was typed before the question was there is no answer to it.
+    void forget_input() { sys::tcflush(m_fd, TCIFLUSH); }
+    bool write(const std::string& text)
+    {
+        for (size_t done = 0; done < text.size();)
+        {
+            const ssize_t count = sys::write(m_fd, text.data() + done, text.size() - done);
+            if (count <= 0)
+                return false;
+            done += static_cast<size_t>(count);
+        }
+        return true;
+    }
+    // A line, of which the first characters count. False at the end of the input.
+    bool read_line(std::string& line)
+    {
+        line.clear();
+        for (char c = 0; c != '\n';)
+        {
+            if (sys::read(m_fd, &c, 1) != 1)
+                return false;
+            if (line.size() < 64)
+                line += c;
+        }
+        return true;
+    }
+
+private:
+    const int m_fd;
+};
+
+// 0 if the terminal goes away.
+int ask_on_terminal(Terminal& terminal, const std::string& text, const std::string& caption,
                     const Buttons& buttons)
 {
     std::string question = "\n" + caption + "\n" + text + "\n";
@@ -59,17 +105,12 @@ int ask_on_terminal(FILE* terminal, const std::string& text, const std::string& 
         question += std::string(i ? ", " : "") + "[" + buttons.first[i].key + "]" +
                     (buttons.first[i].name + 1);
     question += "? ";
-    char line[64];
-    for (;;)
-    {
-        std::fputs(question.c_str(), terminal);
-        std::fflush(terminal);
-        if (!std::fgets(line, sizeof line, terminal))
-            return fail_with(ERROR_NOT_SUPPORTED);
+    terminal.forget_input();
+    for (std::string line; terminal.write(question) && terminal.read_line(line);)
         for (size_t i = 0; i < buttons.count; ++i)
             if ((line[0] | 0x20) == buttons.first[i].key || (buttons.count == 1 && line[0] == '\n'))
                 return buttons.first[i].id;
-    }
+    return fail_with(ERROR_NOT_SUPPORTED);
 }
 
 } // namespace
@@ -77,19 +118,20 @@ int ask_on_terminal(FILE* terminal, const std::string& text, const std::string& 
 extern "C" int MessageBoxW(HWND, LPCWSTR text, LPCWSTR caption, UINT type)
 {
     static std::mutex lock; // one box at a time has the terminal
+    int error = 0;
+    if (api_fault("MessageBoxW", error))
+        return fail_with(static_cast<DWORD>(error));
     const Buttons buttons = buttons_of(type);
     if (const char* const prepared = std::getenv("PLINTH_MESSAGEBOX"))
         return prepared_answer(prepared, buttons);
     try
     {
         const std::lock_guard guard(lock);
-        FILE* const terminal = std::fopen("/dev/tty", "r+");
+        Terminal terminal;
         if (!terminal)
             return fail_with(ERROR_NOT_SUPPORTED);
-        const int answer = ask_on_terminal(terminal, text ? to_utf8(text) : "",
-                                           caption ? to_utf8(caption) : "", buttons);
-        std::fclose(terminal);
-        return answer;
+        return ask_on_terminal(terminal, text ? to_utf8(text) : "", caption ? to_utf8(caption) : "",
+                               buttons);
     }
     catch (const std::bad_alloc&)
     {
@@ -100,6 +142,12 @@ extern "C" int MessageBoxW(HWND, LPCWSTR text, LPCWSTR caption, UINT type)
 // There are no windows without a display.
 extern "C" HWND GetActiveWindow(void)
 {
+    return nullptr;
+}
+
+extern "C" HWND GetLastActivePopup(HWND)
+{
+    fail_with(ERROR_INVALID_WINDOW_HANDLE);
     return nullptr;
 }
 

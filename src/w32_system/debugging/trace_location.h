@@ -4,6 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 
+// The location of this module's own records.
+inline constexpr const char* qv_diagassert_source = "src\\w32_system\\debugging\\diagassert";
+
 inline constexpr size_t qv_location_limit =
     1024; // characters of a source file, terminator included
 

@@ -24,6 +24,11 @@ unsigned int QvTraceOptions()
     return s_traceOptions.load(std::memory_order_relaxed);
 }
 
+unsigned int QvFailifOptions()
+{
+    return s_failifOptions.load(std::memory_order_relaxed);
+}
+
 extern "C" unsigned int QV_SetTraceOptions(unsigned int options)
 {
     return Replace(s_traceOptions, options);

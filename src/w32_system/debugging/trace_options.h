@@ -1,4 +1,5 @@
-// The trace options.
+// The two option words.
 #pragma once
 
 unsigned int QvTraceOptions();
+unsigned int QvFailifOptions();

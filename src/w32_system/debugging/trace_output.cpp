@@ -9,6 +9,7 @@
 #include "plinth_w32_system.h"
 
 #include "frame.h"
+#include "last_error_keeper.h"
 #include "trace_location.h"
 #include "trace_lock.h"
 #include "trace_options.h"
@@ -17,25 +18,11 @@
 namespace
 {
 
-constexpr const char* source_name = "src\\w32_system\\debugging\\diagassert";
 constexpr size_t plain_limit =
     1024; // characters that wvsprintf writes at most, terminator included
 
 // Guarded by the trace lock.
 constinit QvTraceRecord s_record;
-
-class LastErrorKeeper
-{
-public:
-    LastErrorKeeper() : m_error(GetLastError()) {}
-    LastErrorKeeper(const LastErrorKeeper&) = delete;
-    LastErrorKeeper& operator=(const LastErrorKeeper&) = delete;
-    ~LastErrorKeeper() { SetLastError(m_error); }
-    DWORD error() const { return m_error; }
-
-private:
-    const DWORD m_error;
-};
 
 class TraceLock
 {
@@ -50,7 +37,7 @@ public:
 
 extern "C" void DiagOutputExW(const wchar_t* format, ...)
 {
-    const LastErrorKeeper keeper;
+    const QvLastErrorKeeper keeper;
     const double now = QV_GetTimeCounter();
     const TraceLock lock;
     // A thread may still run while the process ends; the tables are gone then.
@@ -70,7 +57,7 @@ extern "C" void DiagOutputExW(const wchar_t* format, ...)
 
 extern "C" void DiagOutputA(const char* format, ...)
 {
-    const LastErrorKeeper keeper;
+    const QvLastErrorKeeper keeper;
     char text[plain_limit];
     va_list arguments;
     va_start(arguments, format);
@@ -81,7 +68,7 @@ extern "C" void DiagOutputA(const char* format, ...)
 
 extern "C" void DiagOutputW(const wchar_t* format, ...)
 {
-    const LastErrorKeeper keeper;
+    const QvLastErrorKeeper keeper;
     wchar_t text[plain_limit];
     va_list arguments;
     va_start(arguments, format);
@@ -93,12 +80,12 @@ extern "C" void DiagOutputW(const wchar_t* format, ...)
 extern "C" void TraceLastOsErr(void)
 {
     constexpr DWORD default_language = 0x400;
-    const LastErrorKeeper keeper;
+    const QvLastErrorKeeper keeper;
     wchar_t* text = nullptr;
     const DWORD length = FormatMessageW(
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
         nullptr, keeper.error(), default_language, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
-    DiagOutputExW_hlp(source_name, __LINE__);
+    DiagOutputExW_hlp(qv_diagassert_source, __LINE__);
     if (length != 0 && text)
         DiagOutputExW(L"%s", text);
     else

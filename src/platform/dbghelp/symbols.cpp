@@ -1,0 +1,338 @@
+// The symbol engine: what is known of the process's modules, and look-ups by address.
+//
+// A module is known from SymLoadModule64 on; its file is opened and read by libdw when an address
+// in it is first looked up. Addresses are used again: once any module has been unloaded, all that
+// is known is forgotten.
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <cxxabi.h>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "debug_file.h"
+#include "kernel32/loaded_modules.h"
+#include "libdw.h"
+#include "system/calls.h"
+#include "system/faults.h"
+#include "system/last_error.h"
+#include "system/text.h"
+#include "windows.h"
+
+#include "dbghelp.h"
+
+using namespace platform;
+
+namespace
+{
+
+struct KnownModule
+{
+    uintptr_t base;
+    uintptr_t end;
+    std::string image;  // as its loader named it
+    std::string native; // the file
+};
+
+// Callers take turns, so there is no lock.
+struct Engine
+{
+    DWORD options = SYMOPT_UNDNAME;
+    Dwfl* reader = nullptr; // null until the engine is started
+    std::vector<KnownModule> modules;
+    unsigned long long unloaded = 0; // what unloaded_modules() was for them
+    std::string line_file;           // what the last line record points to
+};
+
+Engine& engine()
+{
+    static Engine& only = *new Engine; // never destroyed: reports come until the very end
+    return only;
+}
+
+// libdw knows a module by its native path.
+int open_module(Dwfl_Module*, void**, const char* name, Dwarf_Addr, char** file, Elf**)
+{
+    const int fd = sys::open(name, O_RDONLY);
+    if (fd >= 0)
+        *file = ::strdup(name);
+    return fd;
+}
+
+char* g_debug_path = nullptr; // libdw's default
+const Dwfl_Callbacks callbacks = {open_module, find_debug_file, nullptr, &g_debug_path};
+
+void forget_unloaded()
+{
+    const unsigned long long unloaded = unloaded_modules();
+    if (unloaded == engine().unloaded)
+        return;
+    engine().unloaded = unloaded;
+    engine().modules.clear();
+    libdw()->report_begin(engine().reader);
+    libdw()->report_end(engine().reader, nullptr, nullptr);
+}
+
+// False with the last error set.
+bool ready(HANDLE process)
+{
+    if (process != GetCurrentProcess() || !engine().reader)
+        return fail_with(ERROR_INVALID_HANDLE);
+    forget_unloaded();
+    return true;
+}
+
+const KnownModule* known_module(DWORD64 address)
+{
+    const auto& modules = engine().modules;
+    const auto found = std::find_if(modules.begin(), modules.end(),
+                                    [address](const KnownModule& each)
+                                    { return address >= each.base && address < each.end; });
+    return found == modules.end() ? nullptr : &*found;
+}
+
+bool add_module(const LoadedModule& loaded, const char* image)
+{
+    engine().modules.push_back({loaded.base, loaded.end, image, loaded.path});
+    libdw()->report_begin_add(engine().reader);
+    Dwfl_Module* const added =
+        libdw()->report_module(engine().reader, loaded.path, loaded.base, loaded.end);
+    libdw()->report_end(engine().reader, nullptr, nullptr);
+    return added != nullptr;
+}
+
+void add_all_modules()
+{
+    std::vector<uintptr_t> bases;
+    sys::dl_iterate_phdr(
+        [](dl_phdr_info* info, size_t, void* argument)
+        {
+            const auto* const headers = info->dlpi_phdr;
+            for (size_t i = 0; i < info->dlpi_phnum; ++i)
+                if (headers[i].p_type == PT_LOAD)
+                {
+                    static_cast<std::vector<uintptr_t>*>(argument)->push_back(info->dlpi_addr +
+                                                                              headers[i].p_vaddr);
+                    break;
+                }
+            return 0;
+        },
+        &bases);
+    for (const uintptr_t base : bases)
+    {
+        LoadedModule loaded;
+        if (module_at(base, loaded) && loaded.path[0] != '\0')
+            add_module(loaded, windows_path(loaded.path).c_str());
+    }
+}
+
+Dwfl_Module* reader_module(DWORD64 address)
+{
+    return known_module(address) ? libdw()->addrmodule(engine().reader, address) : nullptr;
+}
+
+template <size_t size> void copy_name(char (&to)[size], std::string_view text)
+{
+    const size_t length = std::min(text.size(), size - 1);
+    std::memcpy(to, text.data(), length);
+    to[length] = '\0';
+}
+
+// The file name without its folder and extension.
+std::string_view short_name(std::string_view image)
+{
+    image.remove_prefix(image.find_last_of("\\/") + 1);
+    return image.substr(0, image.find('.'));
+}
+
+void copy_symbol(std::string name, IMAGEHLP_SYMBOL64& symbol)
+{
+    name.resize(std::min(name.find('@'), name.size())); // a version may stand behind it
+    std::unique_ptr<char, void (*)(void*)> plain(nullptr, std::free);
+    if (engine().options & SYMOPT_UNDNAME)
+        plain.reset(abi::__cxa_demangle(name.c_str(), nullptr, nullptr, nullptr));
+    const std::string_view text = plain ? plain.get() : name;
+    const size_t length = std::min<size_t>(text.size(), symbol.MaxNameLength - 1);
+    char* const to = reinterpret_cast<char*>(&symbol) + offsetof(IMAGEHLP_SYMBOL64, Name);
+    std::memcpy(to, text.data(), length);
+    to[length] = '\0';
+}
+
+// Nothing may leave through the interface but a result. A fault or the lack of memory is a zero.
+template <class Call> auto guarded(const char* name, Call call) -> decltype(call())
+{
+    int error = 0;
+    if (api_fault(name, error))
+    {
+        fail_with(static_cast<DWORD>(error));
+        return {};
+    }
+    try
+    {
+        return call();
+    }
+    catch (const std::bad_alloc&)
+    {
+        fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return {};
+    }
+}
+
+BOOL initialize(HANDLE process, LPCSTR search_path, BOOL invade)
+{
+    if (process != GetCurrentProcess())
+        return fail_with(ERROR_INVALID_HANDLE);
+    if (search_path || engine().reader)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    if (!libdw())
+        return fail_with(ERROR_MOD_NOT_FOUND);
+    engine().reader = libdw()->begin(&callbacks);
+    if (!engine().reader)
+        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+    engine().unloaded = unloaded_modules();
+    if (invade)
+        add_all_modules();
+    return TRUE;
+}
+
+DWORD64 load_module(HANDLE process, LPCSTR image, DWORD64 base)
+{
+    LoadedModule loaded;
+    if (!ready(process))
+        return 0;
+    if (!image || !*image || !module_at(base, loaded) || loaded.base != base ||
+        loaded.path[0] == '\0')
+    {
+        fail_with(ERROR_MOD_NOT_FOUND);
+        return 0;
+    }
+    if (!known_module(base) && !add_module(loaded, image))
+    {
+        fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return 0;
+    }
+    return base;
+}
+
+BOOL module_info(HANDLE process, DWORD64 address, PIMAGEHLP_MODULE64 info)
+{
+    if (!info || info->SizeOfStruct != sizeof *info)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    if (!ready(process))
+        return FALSE;
+    const KnownModule* const found = known_module(address);
+    if (!found)
+        return fail_with(ERROR_MOD_NOT_FOUND);
+    *info = {};
+    info->SizeOfStruct = sizeof *info;
+    info->BaseOfImage = found->base;
+    info->ImageSize = static_cast<DWORD>(found->end - found->base);
+    info->SymType = SymDeferred;
+    copy_name(info->ModuleName, short_name(found->image));
+    copy_name(info->ImageName, found->image);
+    copy_name(info->LoadedImageName, found->image);
+    return TRUE;
+}
+
+BOOL symbol_at(HANDLE process, DWORD64 address, DWORD64* displacement, PIMAGEHLP_SYMBOL64 symbol)
+{
+    if (!symbol || symbol->SizeOfStruct != sizeof *symbol || symbol->MaxNameLength == 0)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    if (!ready(process))
+        return FALSE;
+    Dwfl_Module* const module = reader_module(address);
+    GElf_Off offset = 0;
+    GElf_Sym found{};
+    const char* const name = module ? libdw()->module_addrinfo(module, address, &offset, &found,
+                                                               nullptr, nullptr, nullptr)
+                                    : nullptr;
+    // The nearest symbol below may be another function's.
+    if (!name || (found.st_size != 0 && offset >= found.st_size))
+        return fail_with(ERROR_INVALID_ADDRESS);
+    symbol->Address = address - offset;
+    symbol->Size = static_cast<DWORD>(found.st_size);
+    symbol->Flags = 0;
+    copy_symbol(name, *symbol);
+    if (displacement)
+        *displacement = offset;
+    return TRUE;
+}
+
+// The line of an address, null for none. libdw takes a gap behind a function for its end.
+Dwfl_Line* find_line(DWORD64 address)
+{
+    Dwfl_Module* const module = reader_module(address);
+    Dwfl_Line* const found = module ? libdw()->module_getsrc(module, address) : nullptr;
+    Dwarf_Addr bias = 0;
+    bool behind_end = false;
+    if (found)
+        libdw()->lineendsequence(libdw()->dwarf_line(found, &bias), &behind_end);
+    return behind_end ? nullptr : found;
+}
+
+BOOL line_at(HANDLE process, DWORD64 address, LPDWORD displacement, PIMAGEHLP_LINE64 line)
+{
+    if (!line || line->SizeOfStruct != sizeof *line)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    if (!ready(process))
+        return FALSE;
+    Dwfl_Line* const found = (engine().options & SYMOPT_LOAD_LINES) ? find_line(address) : nullptr;
+    Dwarf_Addr start = 0;
+    int number = 0;
+    const char* const file =
+        found ? libdw()->lineinfo(found, &start, &number, nullptr, nullptr, nullptr) : nullptr;
+    if (!file)
+        return fail_with(ERROR_INVALID_ADDRESS);
+    engine().line_file = file;
+    line->Key = nullptr;
+    line->LineNumber = static_cast<DWORD>(number);
+    line->FileName = engine().line_file.data();
+    line->Address = start;
+    if (displacement)
+        *displacement = static_cast<DWORD>(address - start);
+    return TRUE;
+}
+
+} // namespace
+
+extern "C" DWORD SymSetOptions(DWORD options)
+{
+    return engine().options = options;
+}
+
+extern "C" DWORD SymGetOptions(void)
+{
+    return engine().options;
+}
+
+extern "C" BOOL SymInitialize(HANDLE process, LPCSTR searchPath, BOOL invade)
+{
+    return guarded("SymInitialize", [&] { return initialize(process, searchPath, invade); });
+}
+
+extern "C" DWORD64 SymLoadModule64(HANDLE process, HANDLE, LPCSTR image, LPCSTR, DWORD64 base,
+                                   DWORD)
+{
+    return guarded("SymLoadModule64", [&] { return load_module(process, image, base); });
+}
+
+extern "C" BOOL SymGetModuleInfo64(HANDLE process, DWORD64 address, PIMAGEHLP_MODULE64 info)
+{
+    return guarded("SymGetModuleInfo64", [&] { return module_info(process, address, info); });
+}
+
+extern "C" BOOL SymGetSymFromAddr64(HANDLE process, DWORD64 address, DWORD64* displacement,
+                                    PIMAGEHLP_SYMBOL64 symbol)
+{
+    return guarded("SymGetSymFromAddr64",
+                   [&] { return symbol_at(process, address, displacement, symbol); });
+}
+
+extern "C" BOOL SymGetLineFromAddr64(HANDLE process, DWORD64 address, LPDWORD displacement,
+                                     PIMAGEHLP_LINE64 line)
+{
+    return guarded("SymGetLineFromAddr64",
+                   [&] { return line_at(process, address, displacement, line); });
+}

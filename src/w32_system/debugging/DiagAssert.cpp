@@ -1,0 +1,137 @@
+// The assertion report. The name of this file matters: its frames are the reporter's own, at which
+// the stack lines begin (stack_lines.cpp); nothing else of the library stands here.
+//
+// A report is built under s_reportLock, in s_reportBuffer, and handed on from a copy without any
+// lock: a message box blocks its own thread alone. The symbol engine may load modules, which waits
+// for a thread that is just loading one; if that thread's module asserts while it is loaded, both
+// would wait for each other. So the lock is waited for with patience, but not for ever: then the
+// report goes out without stack lines.
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <mutex>
+
+#include <windows.h>
+
+#include <tchar.h>
+
+#include "plinth_w32_system.h"
+
+#include "event_log.h"
+#include "frame.h"
+#include "last_error_keeper.h"
+#include "stack_lines.h"
+#include "trace_options.h"
+
+namespace
+{
+
+constexpr size_t text_limit = 512; // characters, terminator included, as all limits here
+constexpr size_t report_limit = 4'096;
+constexpr size_t channel_limit = 1'024;
+constexpr auto patience = std::chrono::seconds(10); // symbols of a large program take seconds
+constexpr UINT box_style = MB_ABORTRETRYIGNORE | MB_ICONHAND | MB_TASKMODAL | MB_SETFOREGROUND;
+static_assert(box_style == 0x12012);
+
+// Guards s_reportBuffer and the symbol engine. Taken before the trace lock (a start of the engine
+// that fails is traced), so before the log's m_classLock too; never held while a report is sent.
+std::timed_mutex s_reportLock;
+wchar_t s_reportBuffer[report_limit];
+
+constinit std::atomic<int32_t> s_eventLogOpen{1}; // 0 from the first attempt that failed on
+
+// Formats into a buffer of size characters; what doesn't fit is cut.
+template <class... Arguments>
+void Print(wchar_t* buffer, size_t size, const wchar_t* format, Arguments... arguments)
+{
+    _snwprintf(buffer, size, format, arguments...);
+    buffer[size - 1] = L'\0';
+}
+
+void Format(wchar_t* report, DWORD error, const wchar_t* text)
+{
+    constexpr size_t path_limit = 260;
+    char path[path_limit];
+    char* system = nullptr;
+    FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
+                       FORMAT_MESSAGE_IGNORE_INSERTS,
+                   nullptr, error, 0, reinterpret_cast<char*>(&system), 0, nullptr);
+    if (GetModuleFileNameA(nullptr, path, path_limit) == 0)
+        strcpy(path, "<unknown application>");
+    path[path_limit - 1] = '\0';
+    Print(report, report_limit,
+          L"Debug Assertion Failed!\r\nProgram : %hs\r\n%s\r\nLast Error (0x%08X) : %hs\r\n", path,
+          text, error, system);
+    LocalFree(system);
+}
+
+void MakeReport(wchar_t* report, unsigned int options, DWORD error, const wchar_t* text)
+{
+    const std::unique_lock lock(s_reportLock, patience);
+    if (!lock.owns_lock())
+    {
+        Format(report, error, text);
+        return;
+    }
+    Format(s_reportBuffer, error, text);
+    if ((options & QV_DIAG_STACKTRACE) && !QvIsTornDown())
+        AppendStackLines(s_reportBuffer, report_limit - 1 - wcslen(s_reportBuffer));
+    wcscpy(report, s_reportBuffer);
+}
+
+// The answer, or 0 for a box that could not be shown.
+int Ask(const wchar_t* report)
+{
+    HWND owner = GetActiveWindow();
+    if (owner)
+        owner = GetLastActivePopup(owner);
+    return MessageBoxW(owner, report, L"ASSERTION FAILURE...", box_style);
+}
+
+int Report(unsigned int options, const wchar_t* text)
+{
+    const QvLastErrorKeeper keeper;
+    if (options == 0)
+        options = QvFailifOptions();
+    wchar_t report[report_limit];
+    MakeReport(report, options, keeper.error(), text);
+    if (options & QV_DIAG_DEBUGGER)
+    {
+        wchar_t line[channel_limit];
+        Print(line, channel_limit, L"*** %s", report);
+        OutputDebugStringW(line);
+    }
+    if ((options & QV_DIAG_EVENTLOG) && s_eventLogOpen.load() && !ReportToEventLog(report))
+        s_eventLogOpen = 0;
+    if (options & QV_DIAG_LOGFILE)
+        CQvLogFile::Log(report, 0);
+    if (!(options & QV_DIAG_MSGBOX))
+        return 0;
+    switch (Ask(report))
+    {
+    case IDIGNORE:
+        return 0;
+    case IDRETRY:
+        return 1;
+    default:
+        ExitProcess(static_cast<UINT>(-1));
+    }
+}
+
+} // namespace
+
+extern "C" int DiagAssertA(unsigned int options, const char* expression, const char* message,
+                           const char* sourceFile, int line)
+{
+    wchar_t text[text_limit];
+    {
+        const QvLastErrorKeeper keeper;
+        if (message)
+            Print(text, text_limit, L"File : %hs\r\nLine : %d\r\nExpression : %hs\r\n%hs",
+                  sourceFile, line, expression, message);
+        else
+            Print(text, text_limit, L"File : %hs\r\nLine : %d\r\nExpression : %hs", sourceFile,
+                  line, expression);
+    }
+    return Report(options, text);
+}

@@ -1,0 +1,34 @@
+// The one wrapper of the debug help interface.
+//
+// That interface serves one thread at a time: the assertion report, its only user, calls it under
+// its lock. The state behind it lasts as long as the process, so nothing is released.
+#pragma once
+
+#include <windows.h>
+
+#include <dbghelp.h>
+
+class CSymbolEngine
+{
+public:
+    CSymbolEngine() = default;
+    CSymbolEngine(const CSymbolEngine&) = delete;
+    CSymbolEngine& operator=(const CSymbolEngine&) = delete;
+    virtual ~CSymbolEngine() = default;
+
+    // Stores the process for all other operations, whatever becomes of the start.
+    bool SymInitialize(HANDLE process, const char* searchPath, bool invade);
+    DWORD64 SymLoadModule64(HANDLE file, const char* image, const char* module, DWORD64 base,
+                            DWORD size);
+    bool SymGetModuleInfo64(DWORD64 address, IMAGEHLP_MODULE64& info);
+    bool SymGetSymFromAddr64(DWORD64 address, DWORD64& displacement, IMAGEHLP_SYMBOL64& symbol);
+    // Goes back up to 99 bytes for an address with a line; the displacement is then the number of
+    // bytes gone back.
+    bool SymGetLineFromAddr64(DWORD64 address, DWORD& displacement, IMAGEHLP_LINE64& line);
+
+private:
+    HANDLE m_hProcess = nullptr; // null until the engine is started
+};
+
+// The instance that the static initialisers build.
+CSymbolEngine& QvSymbolEngine();
