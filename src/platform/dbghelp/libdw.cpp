@@ -25,8 +25,6 @@ bool look_up_all(void* library, Libdw& functions)
            look_up(library, "dwfl_module_addrinfo", functions.module_addrinfo) &&
            look_up(library, "dwfl_module_getsrc", functions.module_getsrc) &&
            look_up(library, "dwfl_lineinfo", functions.lineinfo) &&
-           look_up(library, "dwfl_dwarf_line", functions.dwarf_line) &&
-           look_up(library, "dwarf_lineendsequence", functions.lineendsequence) &&
            look_up(library, "dwfl_build_id_find_debuginfo", functions.build_id_find_debuginfo);
 }
 

@@ -20,8 +20,6 @@ struct Libdw
     decltype(&::dwfl_module_addrinfo) module_addrinfo = nullptr;
     decltype(&::dwfl_module_getsrc) module_getsrc = nullptr;
     decltype(&::dwfl_lineinfo) lineinfo = nullptr;
-    decltype(&::dwfl_dwarf_line) dwarf_line = nullptr;
-    decltype(&::dwarf_lineendsequence) lineendsequence = nullptr;
     decltype(&::dwfl_build_id_find_debuginfo) build_id_find_debuginfo = nullptr;
 };
 

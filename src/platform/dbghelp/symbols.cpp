@@ -153,7 +153,7 @@ void copy_symbol(std::string name, IMAGEHLP_SYMBOL64& symbol)
     std::unique_ptr<char, void (*)(void*)> plain(nullptr, std::free);
     if (engine().options & SYMOPT_UNDNAME)
         plain.reset(abi::__cxa_demangle(name.c_str(), nullptr, nullptr, nullptr));
-    const std::string_view text = plain ? plain.get() : name;
+    const std::string_view text = plain ? std::string_view(plain.get()) : name;
     const size_t length = std::min<size_t>(text.size(), symbol.MaxNameLength - 1);
     char* const to = reinterpret_cast<char*>(&symbol) + offsetof(IMAGEHLP_SYMBOL64, Name);
     std::memcpy(to, text.data(), length);
@@ -260,25 +260,15 @@ BOOL symbol_at(HANDLE process, DWORD64 address, DWORD64* displacement, PIMAGEHLP
     return TRUE;
 }
 
-// The line of an address, null for none. libdw takes a gap behind a function for its end.
-Dwfl_Line* find_line(DWORD64 address)
-{
-    Dwfl_Module* const module = reader_module(address);
-    Dwfl_Line* const found = module ? libdw()->module_getsrc(module, address) : nullptr;
-    Dwarf_Addr bias = 0;
-    bool behind_end = false;
-    if (found)
-        libdw()->lineendsequence(libdw()->dwarf_line(found, &bias), &behind_end);
-    return behind_end ? nullptr : found;
-}
-
 BOOL line_at(HANDLE process, DWORD64 address, LPDWORD displacement, PIMAGEHLP_LINE64 line)
 {
     if (!line || line->SizeOfStruct != sizeof *line)
         return fail_with(ERROR_INVALID_PARAMETER);
     if (!ready(process))
         return FALSE;
-    Dwfl_Line* const found = (engine().options & SYMOPT_LOAD_LINES) ? find_line(address) : nullptr;
+    Dwfl_Module* const module =
+        (engine().options & SYMOPT_LOAD_LINES) ? reader_module(address) : nullptr;
+    Dwfl_Line* const found = module ? libdw()->module_getsrc(module, address) : nullptr;
     Dwarf_Addr start = 0;
     int number = 0;
     const char* const file =

@@ -73,7 +73,7 @@ std::string folded(std::string text)
     return text;
 }
 
-bool ends_name(const std::string& file, const std::string& name)
+bool is_version_of(const std::string& file, const std::string& name)
 {
     return file == name || (file.compare(0, name.size(), name) == 0 && file[name.size()] == '.');
 }
@@ -94,7 +94,9 @@ bool module_at(uintptr_t address, LoadedModule& found)
 
 bool module_named(LPCWSTR name, LoadedModule& found)
 {
-    const std::string wanted = folded(to_utf8(name));
+    std::string wanted = folded(to_utf8(name));
+    if (wanted.find('.') == std::string::npos)
+        wanted += ".dll";
     std::string native; // the name as modules have it here
     if (wanted.size() > 4 && wanted.compare(wanted.size() - 4, 4, ".dll") == 0)
         native = wanted.substr(0, wanted.size() - 4) + ".so";
@@ -113,8 +115,9 @@ bool module_named(LPCWSTR name, LoadedModule& found)
             return false;
         const char* const slash = std::strrchr(found.path, '/');
         const std::string file = folded(slash ? slash + 1 : found.path);
-        if (file == wanted ||
-            (!native.empty() && (ends_name(file, native) || ends_name(file, "lib" + native))))
+        if (!file.empty() &&
+            (file == wanted || (!native.empty() && (is_version_of(file, native) ||
+                                                    is_version_of(file, "lib" + native)))))
             return true;
     }
 }

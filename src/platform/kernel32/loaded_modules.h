@@ -23,8 +23,8 @@ struct LoadedModule
 
 bool module_at(uintptr_t address, LoadedModule& found);
 
-// By a file name without a path, in any case. "NAME.DLL" also finds NAME.so and libNAME.so, with a
-// version behind it or not.
+// By a file name without a path, in any case; ".dll" may be left out. "NAME.DLL" also finds NAME.so
+// and libNAME.so, with a version behind it or not.
 bool module_named(LPCWSTR name, LoadedModule& found);
 
 // The modules that have been unloaded since the process started: when it changes, an address may

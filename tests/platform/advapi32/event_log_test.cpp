@@ -1,0 +1,88 @@
+// Events in the system's log.
+#include <cerrno>
+#include <cstdarg>
+#include <string>
+#include <vector>
+
+#include <syslog.h>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <plinth_platform_test.h>
+
+namespace
+{
+
+std::vector<std::pair<int, std::string>> g_messages; // priority and text
+
+} // namespace
+
+// Stands before the C library's.
+extern "C" __attribute__((visibility("default"))) void syslog(int priority, const char* format, ...)
+{
+    char text[4096];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    g_messages.emplace_back(priority, text);
+}
+
+namespace
+{
+
+TEST(EventLog, WritesEachTypeWithItsPriority)
+{
+    const HANDLE log = RegisterEventSourceW(nullptr, L"S\u00e9");
+    ASSERT_NE(log, nullptr);
+    const wchar_t* texts[] = {L"one\r\ntwo %s\r\n", L"three"};
+    const std::pair<WORD, int> types[] = {
+        {EVENTLOG_SUCCESS, LOG_INFO},         {EVENTLOG_ERROR_TYPE, LOG_ERR},
+        {EVENTLOG_WARNING_TYPE, LOG_WARNING}, {EVENTLOG_INFORMATION_TYPE, LOG_INFO},
+        {EVENTLOG_AUDIT_SUCCESS, LOG_INFO},   {EVENTLOG_AUDIT_FAILURE, LOG_NOTICE}};
+    for (const auto& type : types)
+    {
+        EXPECT_TRUE(ReportEventW(log, type.first, 0, 0x80000001u, nullptr, 2, 0, texts, nullptr));
+        EXPECT_EQ(g_messages.back().first, LOG_USER | type.second) << type.first;
+    }
+    EXPECT_EQ(g_messages.back().second, "S\xc3\xa9 (event 0x80000001): one\ntwo %s\nthree");
+    EXPECT_TRUE(ReportEventW(log, EVENTLOG_ERROR_TYPE, 0, 7, nullptr, 0, 0, nullptr, nullptr));
+    EXPECT_EQ(g_messages.back().second, "S\xc3\xa9 (event 0x00000007):");
+    EXPECT_TRUE(DeregisterEventSource(log));
+}
+
+TEST(EventLog, RefusesWhatIsNoSource)
+{
+    EXPECT_EQ(RegisterEventSourceW(nullptr, nullptr), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(RegisterEventSourceW(L"elsewhere", L"S"), nullptr);
+    EXPECT_FALSE(ReportEventW(nullptr, 1, 0, 0, nullptr, 0, 0, nullptr, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    const HANDLE log = RegisterEventSourceW(nullptr, L"S");
+    EXPECT_FALSE(ReportEventW(log, 1, 0, 0, nullptr, 1, 0, nullptr, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_TRUE(DeregisterEventSource(log));
+    EXPECT_FALSE(DeregisterEventSource(log));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    EXPECT_TRUE(g_messages.empty());
+}
+
+TEST(EventLog, TellsThatTheSystemLogFailed)
+{
+    const HANDLE log = RegisterEventSourceW(nullptr, L"S");
+    PlinthTestFail("syslog", 1, 1, EAGAIN);
+    EXPECT_FALSE(ReportEventW(log, 1, 0, 0, nullptr, 0, 0, nullptr, nullptr));
+    PlinthTestReset();
+    EXPECT_TRUE(DeregisterEventSource(log));
+}
+
+TEST(EventLog, IsFoundByNameInItsModule)
+{
+    const HMODULE module = LoadLibraryW(L"ADVAPI32.DLL");
+    for (const char* const name : {"RegisterEventSourceW", "ReportEventW", "DeregisterEventSource"})
+        EXPECT_NE(GetProcAddress(module, name), nullptr) << name;
+}
+
+} // namespace

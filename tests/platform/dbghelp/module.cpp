@@ -1,0 +1,5 @@
+// A module for the tests to load: with debug information, and with that in a file of its own.
+extern "C" __attribute__((visibility("default"))) int plinth_test_function(int x)
+{
+    return x + 1;
+}

@@ -1,0 +1,282 @@
+// Modules, symbols and lines by address.
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include <dlfcn.h>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <dbghelp.h>
+#include <plinth_platform_test.h>
+
+#include "support/environment.h"
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+constexpr int known_line = __LINE__ + 1;
+__attribute__((noinline)) int known_function(int x)
+{
+    return x + __LINE__;
+}
+
+DWORD64 address_of(int (*function)(int))
+{
+    return reinterpret_cast<DWORD64>(function);
+}
+
+HANDLE process()
+{
+    return GetCurrentProcess();
+}
+
+// Makes the module known that holds an address, as callers do.
+DWORD64 load_module_at(DWORD64 address)
+{
+    MEMORY_BASIC_INFORMATION memory{};
+    if (VirtualQueryEx(process(), reinterpret_cast<LPCVOID>(address), &memory, sizeof memory) == 0)
+        return 0;
+    char path[MAX_PATH];
+    if (GetModuleFileNameA(static_cast<HMODULE>(memory.AllocationBase), path, MAX_PATH) == 0)
+        return 0;
+    return SymLoadModule64(process(), nullptr, path, nullptr,
+                           reinterpret_cast<DWORD64>(memory.AllocationBase), 0);
+}
+
+struct Symbol
+{
+    IMAGEHLP_SYMBOL64 header{};
+    char more[260] = "";
+    DWORD64 displacement = 0;
+
+    explicit Symbol(DWORD room = 260)
+    {
+        header.SizeOfStruct = sizeof header;
+        header.MaxNameLength = room;
+    }
+    bool find(DWORD64 address)
+    {
+        return SymGetSymFromAddr64(process(), address, &displacement, &header) != FALSE;
+    }
+    std::string name() const { return header.Name; }
+};
+
+struct Line
+{
+    IMAGEHLP_LINE64 record{};
+    DWORD displacement = 0;
+
+    bool find(DWORD64 address)
+    {
+        record.SizeOfStruct = sizeof record;
+        return SymGetLineFromAddr64(process(), address, &displacement, &record) != FALSE;
+    }
+};
+
+IMAGEHLP_MODULE64 module_record()
+{
+    IMAGEHLP_MODULE64 info{};
+    info.SizeOfStruct = sizeof info;
+    return info;
+}
+
+class Symbols : public testing::Test
+{
+protected:
+    Symbols()
+    {
+        SymSetOptions(SymGetOptions() | SYMOPT_LOAD_LINES);
+        EXPECT_TRUE(SymInitialize(process(), nullptr, FALSE));
+    }
+    ~Symbols() override { PlinthTestReset(); }
+};
+
+TEST(SymbolEngine, StartsOnceForThisProcessAlone)
+{
+    EXPECT_FALSE(SymInitialize(nullptr, nullptr, FALSE));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    PlinthTestFail("dlopen", 1, 1, ENOENT);
+    EXPECT_FALSE(SymInitialize(process(), nullptr, FALSE));
+    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND) << "the library that reads symbols is missing";
+    PlinthTestReset();
+    PlinthTestFail("dlsym", 3, 1, ENOENT);
+    EXPECT_FALSE(SymInitialize(process(), nullptr, FALSE));
+    PlinthTestReset();
+    EXPECT_TRUE(SymInitialize(process(), nullptr, FALSE));
+    EXPECT_FALSE(SymInitialize(process(), nullptr, FALSE));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+}
+
+TEST(SymbolEngine, KnowsNothingBeforeItsStart)
+{
+    IMAGEHLP_MODULE64 info = module_record();
+    EXPECT_FALSE(SymGetModuleInfo64(process(), address_of(known_function), &info));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    EXPECT_FALSE(Symbol().find(address_of(known_function)));
+    EXPECT_FALSE(Line().find(address_of(known_function)));
+    EXPECT_EQ(load_module_at(address_of(known_function)), 0u);
+}
+
+TEST(SymbolEngine, KnowsEachLoadedModuleIfItWasToldTo)
+{
+    EXPECT_TRUE(SymInitialize(process(), nullptr, TRUE));
+    IMAGEHLP_MODULE64 info = module_record();
+    EXPECT_TRUE(SymGetModuleInfo64(process(), address_of(known_function), &info));
+    EXPECT_TRUE(SymGetModuleInfo64(process(), reinterpret_cast<DWORD64>(&GetLastError), &info));
+    EXPECT_STREQ(info.ModuleName, "libplinth_platform");
+}
+
+TEST_F(Symbols, OfAModuleAreThereFromItsLoadOn)
+{
+    const DWORD64 address = address_of(known_function);
+    IMAGEHLP_MODULE64 info = module_record();
+    EXPECT_FALSE(SymGetModuleInfo64(process(), address, &info));
+    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+    EXPECT_FALSE(Symbol().find(address));
+
+    const DWORD64 base = load_module_at(address);
+    ASSERT_NE(base, 0u);
+    EXPECT_EQ(load_module_at(address), base) << "a second time changes nothing";
+    ASSERT_TRUE(SymGetModuleInfo64(process(), address, &info));
+    EXPECT_EQ(info.BaseOfImage, base);
+    EXPECT_GT(info.ImageSize, address - base);
+    EXPECT_EQ(test::native_form(test::Wide(info.ImageName)), test::program());
+    info.SizeOfStruct = 1;
+    EXPECT_FALSE(SymGetModuleInfo64(process(), address, &info));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+}
+
+TEST_F(Symbols, HaveTheirNamesAsTheyAreWrittenUnlessAskedOtherwise)
+{
+    const DWORD64 address = address_of(known_function);
+    load_module_at(address);
+    Symbol symbol;
+    ASSERT_TRUE(symbol.find(address));
+    EXPECT_EQ(symbol.name(), "(anonymous namespace)::known_function(int)");
+    EXPECT_EQ(symbol.displacement, 0u);
+    EXPECT_EQ(symbol.header.Address, address);
+    ASSERT_TRUE(symbol.find(address + 3));
+    EXPECT_EQ(symbol.displacement, 3u);
+    Symbol small(10);
+    ASSERT_TRUE(small.find(address));
+    EXPECT_EQ(small.name(), "(anonymou") << "cut to what there is room for";
+    EXPECT_FALSE(Symbol(0).find(address));
+
+    SymSetOptions(SYMOPT_LOAD_LINES);
+    ASSERT_TRUE(symbol.find(address));
+    EXPECT_EQ(symbol.name().rfind("_ZN", 0), 0u);
+    EXPECT_FALSE(symbol.find(0x10)) << "in no module";
+}
+
+TEST_F(Symbols, HaveNoVersionsInTheirNames)
+{
+    const auto address = reinterpret_cast<DWORD64>(dlsym(RTLD_DEFAULT, "qsort"));
+    load_module_at(address);
+    Symbol symbol;
+    ASSERT_TRUE(symbol.find(address));
+    EXPECT_EQ(symbol.name().find('@'), std::string::npos) << symbol.name();
+}
+
+TEST_F(Symbols, HaveLinesIfTheyAreAskedFor)
+{
+    const DWORD64 address = address_of(known_function);
+    load_module_at(address);
+    Line line;
+    ASSERT_TRUE(line.find(address + 1));
+    EXPECT_EQ(fs::path(line.record.FileName).filename(), "symbols_test.cpp");
+    EXPECT_GE(line.record.LineNumber, static_cast<DWORD>(known_line));
+    EXPECT_LE(line.record.LineNumber, static_cast<DWORD>(known_line + 3));
+    EXPECT_EQ(line.record.Address + line.displacement, address + 1);
+    SymSetOptions(SYMOPT_UNDNAME);
+    EXPECT_FALSE(line.find(address + 1));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_ADDRESS);
+}
+
+// A module's file that is gone, cut or no module at all has no symbols, and does no harm.
+TEST_F(Symbols, OfADamagedFileAreUnknown)
+{
+    const std::string copy = test::make_folder("modules") + "/libcopy.so";
+    fs::copy_file(PLINTH_TEST_MODULE, copy);
+    void* const module = dlopen(copy.c_str(), RTLD_NOW);
+    ASSERT_NE(module, nullptr) << dlerror();
+    const auto address = reinterpret_cast<DWORD64>(dlsym(module, "plinth_test_function"));
+    fs::remove(copy);
+    std::string bytes = test::read_file(PLINTH_TEST_MODULE);
+    test::write_file(copy, bytes.substr(0, bytes.size() / 3));
+    ASSERT_NE(load_module_at(address), 0u);
+    EXPECT_FALSE(Line().find(address));
+    EXPECT_FALSE(Symbol().find(address));
+    dlclose(module);
+}
+
+TEST_F(Symbols, OfAnUnloadedModuleAreForgottenWithItsAddress)
+{
+    void* const module = dlopen(PLINTH_TEST_MODULE, RTLD_NOW);
+    ASSERT_NE(module, nullptr) << dlerror();
+    const auto address = reinterpret_cast<DWORD64>(dlsym(module, "plinth_test_function"));
+    ASSERT_NE(load_module_at(address), 0u);
+    Symbol symbol;
+    ASSERT_TRUE(symbol.find(address));
+    EXPECT_EQ(symbol.name(), "plinth_test_function");
+    dlclose(module);
+    IMAGEHLP_MODULE64 info = module_record();
+    EXPECT_FALSE(SymGetModuleInfo64(process(), address, &info));
+    EXPECT_FALSE(symbol.find(address));
+    EXPECT_EQ(load_module_at(address), 0u);
+    // What is still there is made known anew.
+    EXPECT_NE(load_module_at(address_of(known_function)), 0u);
+    EXPECT_TRUE(symbol.find(address_of(known_function)));
+}
+
+TEST_F(Symbols, AreNotTakenFromAModuleThatIsNotLoadedAtItsBase)
+{
+    EXPECT_EQ(SymLoadModule64(process(), nullptr, "C:\\x", nullptr, 0x1000, 0), 0u);
+    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(SymLoadModule64(process(), nullptr, nullptr, nullptr, 0x1000, 0), 0u);
+}
+
+// ---- separate debug files by name and checksum
+
+class SeparateDebugFile : public Symbols
+{
+protected:
+    // Loads a copy of the module whose lines are in symbols.debug, with this content.
+    DWORD64 load(const char* place, const std::string& debug)
+    {
+        const std::string folder = test::make_folder("separate");
+        fs::copy_file(PLINTH_TEST_MODULE_SEPARATE, folder + "/libmodule.so");
+        fs::create_directories(fs::path(folder + place).parent_path());
+        test::write_file(folder + place, debug);
+        void* const module = dlopen((folder + "/libmodule.so").c_str(), RTLD_NOW);
+        EXPECT_NE(module, nullptr) << dlerror();
+        const auto address = reinterpret_cast<DWORD64>(dlsym(module, "plinth_test_function"));
+        EXPECT_NE(load_module_at(address), 0u);
+        return address;
+    }
+    const std::string m_good = test::read_file(PLINTH_TEST_MODULE_DEBUG);
+};
+
+TEST_F(SeparateDebugFile, IsFoundBesideTheModule)
+{
+    Line line;
+    ASSERT_TRUE(line.find(load("/symbols.debug", m_good)));
+    EXPECT_EQ(fs::path(line.record.FileName).filename(), "module.cpp");
+}
+
+TEST_F(SeparateDebugFile, IsFoundInTheFolderForSuch)
+{
+    EXPECT_TRUE(Line().find(load("/.debug/symbols.debug", m_good)));
+}
+
+TEST_F(SeparateDebugFile, OfAnotherBuildIsNotTaken)
+{
+    EXPECT_FALSE(Line().find(load("/symbols.debug", m_good + "x")));
+}
+
+} // namespace

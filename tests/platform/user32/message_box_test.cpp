@@ -1,0 +1,158 @@
+// Message boxes: prepared answers, the terminal, and neither.
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include <pty.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <plinth_platform_test.h>
+
+#include "support/environment.h"
+
+namespace
+{
+
+// 0x12012 is what assertion reports ask with.
+int ask()
+{
+    return MessageBoxW(nullptr, L"one\r\n\u00fcber", L"CAPTION", 0x12012);
+}
+
+int ask_main(int, char**)
+{
+    return ask();
+}
+const test::ChildMain ask_child("ask", ask_main);
+
+// A child that has no terminal but the one given here, or none.
+class AskingChild
+{
+public:
+    explicit AskingChild(bool terminal)
+    {
+        const pid_t id = terminal ? forkpty(&m_terminal, nullptr, nullptr, nullptr) : fork();
+        if (id == 0)
+        {
+            if (!terminal)
+                setsid();
+            unsetenv("PLINTH_MESSAGEBOX");
+            execl(test::program().c_str(), test::program().c_str(), "--child", "ask", nullptr);
+            _exit(99);
+        }
+        m_id = id;
+    }
+    AskingChild(const AskingChild&) = delete;
+    AskingChild& operator=(const AskingChild&) = delete;
+    ~AskingChild()
+    {
+        if (m_terminal >= 0)
+            close(m_terminal);
+    }
+    // What the terminal shows up to and with the text.
+    std::string shown_until(const std::string& text)
+    {
+        std::string shown;
+        char c = 0;
+        while (shown.size() < text.size() ||
+               shown.compare(shown.size() - text.size(), text.size(), text) != 0)
+        {
+            if (::read(m_terminal, &c, 1) != 1)
+                break;
+            shown += c;
+        }
+        return shown;
+    }
+    void type(const std::string& text)
+    {
+        ASSERT_EQ(::write(m_terminal, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+    void hang_up()
+    {
+        close(m_terminal);
+        m_terminal = -1;
+    }
+    int answer()
+    {
+        int status = 0;
+        while (waitpid(m_id, &status, 0) < 0 && errno == EINTR)
+        {
+        }
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+private:
+    int m_terminal = -1;
+    pid_t m_id = -1;
+};
+
+TEST(MessageBox, AnswersAsTheEnvironmentSays)
+{
+    const std::pair<const char*, int> answers[] = {
+        {"abort", IDABORT}, {"retry", IDRETRY}, {"ignore", IDIGNORE}, {"fail", 0}};
+    for (const auto& each : answers)
+    {
+        setenv("PLINTH_MESSAGEBOX", each.first, 1);
+        EXPECT_EQ(ask(), each.second) << each.first;
+    }
+    EXPECT_EQ(MessageBoxW(nullptr, L"x", L"y", MB_OK), 0);
+    setenv("PLINTH_MESSAGEBOX", "retry", 1);
+    EXPECT_EQ(MessageBoxW(nullptr, L"x", L"y", MB_OK), IDOK) << "it has no such button";
+}
+
+TEST(MessageBox, AsksOnTheTerminalUntilItIsAnswered)
+{
+    AskingChild child(true);
+    const std::string question = child.shown_until("? ");
+    EXPECT_NE(question.find("CAPTION"), std::string::npos);
+    EXPECT_NE(question.find("one"), std::string::npos);
+    EXPECT_NE(question.find("\xc3\xbc"
+                            "ber"),
+              std::string::npos);
+    EXPECT_NE(question.find("[a]bort, [r]etry, [i]gnore? "), std::string::npos) << question;
+    child.type("no\n");
+    child.shown_until("[i]gnore? ");
+    child.type("\n");
+    child.shown_until("[i]gnore? ");
+    child.type("Retry\n");
+    EXPECT_EQ(child.answer(), IDRETRY);
+}
+
+TEST(MessageBox, TakesEachButtonOfTheTerminal)
+{
+    const std::pair<const char*, int> answers[] = {
+        {"a\n", IDABORT}, {"r\n", IDRETRY}, {"i\n", IDIGNORE}, {"\x04", 0}};
+    for (const auto& each : answers)
+    {
+        AskingChild child(true);
+        child.shown_until("[i]gnore? ");
+        child.type(each.first);
+        EXPECT_EQ(child.answer(), each.second);
+    }
+}
+
+TEST(MessageBox, FailsWithoutATerminal)
+{
+    EXPECT_EQ(AskingChild(false).answer(), 0);
+    unsetenv("PLINTH_MESSAGEBOX");
+    PlinthTestFail("open", 1, 1, ENXIO);
+    EXPECT_EQ(ask(), 0);
+    EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
+    PlinthTestReset();
+}
+
+TEST(MessageBox, HasNoOwnersWithoutWindows)
+{
+    EXPECT_EQ(GetActiveWindow(), nullptr);
+    EXPECT_EQ(GetLastActivePopup(nullptr), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
+}
+
+} // namespace

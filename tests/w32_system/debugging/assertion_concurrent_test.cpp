@@ -1,0 +1,120 @@
+// Threads that assert at once.
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/log_files.h"
+#include "support/soak.h"
+
+namespace
+{
+
+constexpr int threads = 4;
+constexpr int rounds = 25;
+
+template <int thread> [[gnu::noinline]] int assert_from(unsigned options)
+{
+    const std::string expression = "thread " + std::to_string(thread);
+    const std::string message(300, static_cast<char>('a' + thread));
+    SetLastError(thread + 1);
+    const int result = DiagAssertA(options, expression.c_str(), message.c_str(), "f", thread);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(thread + 1));
+    return result + thread;
+}
+
+constexpr int (*callers[threads])(unsigned) = {assert_from<0>, assert_from<1>, assert_from<2>,
+                                               assert_from<3>};
+
+// All threads begin their first report, with which the symbol engine starts, at once.
+void assert_on_all(unsigned options)
+{
+    std::atomic<int> ready{0};
+    std::vector<std::thread> all;
+    for (int thread = 0; thread < threads; ++thread)
+        all.emplace_back(
+            [&ready, thread, options]
+            {
+                ++ready;
+                while (ready < threads)
+                    std::this_thread::yield();
+                for (int i = 0; i < rounds; ++i)
+                    callers[thread](options);
+            });
+    for (std::thread& each : all)
+        each.join();
+}
+
+// The thread that a report is of, or -1 if it isn't whole and of one piece.
+int thread_of(const std::string& report, bool stack)
+{
+    for (int thread = 0; thread < threads; ++thread)
+    {
+        const std::string number = std::to_string(thread);
+        if (report.find("\r\nFile : f\r\nLine : " + number + "\r\nExpression : thread " + number +
+                        "\r\n" + std::string(300, static_cast<char>('a' + thread)) +
+                        "\r\nLast Error (0x0000000" + std::to_string(thread + 1) + ") : ") ==
+            std::string::npos)
+            continue;
+        const size_t line = report.find("\r\n0x");
+        const std::string caller = "assert_from<" + number + ">(unsigned int)";
+        if (!stack || (line != std::string::npos &&
+                       report.substr(line, report.find('\n', line + 2) - line).find(caller) !=
+                           std::string::npos))
+            return thread;
+    }
+    return -1;
+}
+
+void expect_whole_reports(bool stack)
+{
+    const std::string content = test::log_content();
+    const std::string head = "Debug Assertion Failed!\r\n";
+    int count[threads] = {};
+    for (size_t at = content.find(head); at != std::string::npos;)
+    {
+        const size_t next = content.find(head, at + 1);
+        const std::string report = content.substr(at, next - at);
+        const int thread = thread_of(report, stack);
+        ASSERT_GE(thread, 0) << report;
+        ++count[thread];
+        at = next;
+    }
+    for (const int each : count)
+        EXPECT_EQ(each, rounds);
+}
+
+class ConcurrentAssertions : public testing::Test
+{
+protected:
+    ConcurrentAssertions() { CQvLogFile::SetMaxLogMessageLength(-1); }
+};
+
+TEST_F(ConcurrentAssertions, GiveWholeReports)
+{
+    test::start_log();
+    assert_on_all(QV_DIAG_LOGFILE | QV_DIAG_DEBUGGER);
+    expect_whole_reports(false);
+}
+
+#ifndef _WIN32 // there the debug information of this compiler isn't understood
+
+TEST_F(ConcurrentAssertions, GiveWholeReportsWithTheirOwnStackLines)
+{
+    uint64_t reports = 0;
+    const test::SoakTime time;
+    do
+    {
+        test::start_log();
+        assert_on_all(QV_DIAG_LOGFILE | QV_DIAG_STACKTRACE);
+        expect_whole_reports(true);
+        reports += threads * rounds;
+    } while (time.goes_on() && !HasFailure());
+    time.report("reports with stack lines", reports);
+}
+
+#endif
+
+} // namespace
