@@ -74,9 +74,9 @@ namespace
 
 void Leave()
 {
-    QvJoinEndedTimerThread();
     LibraryMain(nullptr, DLL_PROCESS_DETACH);
     QvRunTearDowns();
+    QvJoinEndedTimerThread();
 }
 
 struct Departure

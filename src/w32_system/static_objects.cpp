@@ -50,11 +50,6 @@ struct TraceLockTag;
 
 } // namespace
 
-QvTimerMap& QvTimerHandles()
-{
-    return gs_TimerHandleMap.Get();
-}
-
 CRITICAL_SECTION s_traceLock;
 
 CSymbolEngine& QvSymbolEngine()

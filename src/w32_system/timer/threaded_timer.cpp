@@ -61,8 +61,6 @@ extern "C" uintptr_t QV_SetThreadedTimer(QvTimerCallback callback, void* data, d
         precision = QV_PRECISION_SPIN;
     if (!IsTimerPrecision(precision))
         return Refuse(L"true", L"Wrong timer precision.", __LINE__);
-    if (QvIsTornDown())
-        return 0;
 
     auto timer = std::make_unique<QvTimer>();
     timer->pData = data;

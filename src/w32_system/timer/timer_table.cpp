@@ -1,6 +1,7 @@
 #include "timer_table.h"
 
 #include <algorithm>
+#include <new>
 
 #include <windows.h>
 
@@ -9,7 +10,13 @@ pthread_mutexCS_t gs_TimerLock = PTHREAD_MUTEXCS_INITIALIZER;
 namespace
 {
 
-unsigned int gs_uNextTimerId = 1; // gs_TimerLock; it only grows
+alignas(QvTimers) unsigned char s_table[sizeof(QvTimers)]; // gs_TimerLock; never destroyed
+unsigned int gs_uNextTimerId = 1;                          // gs_TimerLock; it only grows
+
+QvTimers& Table()
+{
+    return *std::launder(reinterpret_cast<QvTimers*>(s_table));
+}
 
 // For the flags of all timers; stands alone. They are raised once in a timer's life.
 pthread_mutex_t s_flagMutex = PTHREAD_MUTEX_INITIALIZER;
@@ -53,13 +60,8 @@ unsigned int NextId()
 // Takes the lock once, so that it is made, and taking it later can't fail.
 QvTimerMap::QvTimerMap()
 {
-    const QvTimerGuard made;
-}
-
-QvTimerMap::~QvTimerMap()
-{
     const QvTimerGuard guard;
-    timers.clear();
+    ::new (static_cast<void*>(s_table)) QvTimers;
 }
 
 QvTimerNode QvMakeTimerNode(QvTimer& timer)
@@ -80,15 +82,10 @@ uintptr_t QvPublishTimer(QvTimerPointer timer, QvTimerNode node)
     return id;
 }
 
-// After the tear-down there is no table: a timer that still runs, while the process ends, is in
-// none.
 QvTimer* QvFindTimer(uint64_t id)
 {
-    if (QvIsTornDown())
-        return nullptr;
-    const QvTimers& timers = QvTimerHandles().timers;
-    const auto it = timers.find(id);
-    return it == timers.end() ? nullptr : static_cast<QvTimer*>(it->second);
+    const auto it = Table().find(id);
+    return it == Table().end() ? nullptr : static_cast<QvTimer*>(it->second);
 }
 
 bool QvWasTimerId(uint64_t id)
@@ -100,20 +97,16 @@ void QvEnterTimer(QvTimerNode node, uint64_t id)
 {
     node.mapped()->uId = id;
     node.key() = id;
-    if (!QvIsTornDown())
-        QvTimerHandles().timers.insert(std::move(node));
+    Table().insert(std::move(node));
 }
 
 void QvTakeOutTimer(QvTimer& timer)
 {
-    if (QvIsTornDown())
-        return;
-    QvTimers& timers = QvTimerHandles().timers;
-    const auto it = timers.find(timer.uId);
-    if (it == timers.end())
+    const auto it = Table().find(timer.uId);
+    if (it == Table().end())
         DiagAssertW(0, L"it==gs_TimerHandleMap.end()", nullptr, timer_source_name, __LINE__);
     else
-        timers.erase(it);
+        Table().erase(it);
 }
 
 bool QvIsTimerStopped(QvTimer& timer)

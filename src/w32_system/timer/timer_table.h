@@ -59,17 +59,13 @@ using QvTimerPointer = std::unique_ptr<QvTimer>;
 using QvTimers = std::map<uint64_t, QvTimerRecord*>;
 using QvTimerNode = QvTimers::node_type;
 
-// The object behind gs_TimerHandleMap. Its tear-down frees the map and not the records.
+// The object behind gs_TimerHandleMap builds the table. Its tear-down leaves it alone: an empty
+// table holds no memory, and a timer that runs on while the process ends is still in it for those
+// who wait.
 struct QvTimerMap
 {
     QvTimerMap();
-    ~QvTimerMap();
-    QvTimerMap(const QvTimerMap&) = delete;
-    QvTimerMap& operator=(const QvTimerMap&) = delete;
-
-    QvTimers timers;
 };
-QvTimerMap& QvTimerHandles();
 
 // An entry of the table for the timer, so that nothing can fail once the system has the timer. May
 // throw std::bad_alloc.

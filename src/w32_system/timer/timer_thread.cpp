@@ -66,13 +66,13 @@ Ending::~Ending()
         const QvTimerGuard guard;
         QvStopTimer(*timer);
         QvTakeOutTimer(*timer);
-        if (QvIsTornDown())
-            pthread_detach(pthread_self());
-        else if (!timer->pEnd->bJoining)
+        if (!timer->pEnd->bJoining && !QvIsTornDown())
         {
             other = s_lastEnded;
             s_lastEnded = pthread_self();
         }
+        else if (!timer->pEnd->bJoining)
+            pthread_detach(pthread_self()); // no other comes any more: the process ends
     }
     timer.reset();
     if (other)

@@ -193,13 +193,17 @@ INSTEAD void DiagOutputExW(const wchar_t* format, ...)
     reports().traces.push_back(test::utf8(format));
 }
 
+void* operator new(size_t size, const std::nothrow_t&) noexcept
+{
+    void* const memory = std::malloc(size);
+    Instead::blocks += memory != nullptr;
+    return memory;
+}
+
 void* operator new(size_t size)
 {
-    if (void* const memory = std::malloc(size))
-    {
-        ++Instead::blocks;
+    if (void* const memory = operator new(size, std::nothrow))
         return memory;
-    }
     throw std::bad_alloc();
 }
 

@@ -259,9 +259,14 @@ const test::ChildMain end_with_timers_main("end-with-timers", end_with_timers);
 
 TEST_F(TimerFaults, TimersThatRunWhileTheProcessEndsDoNoHarm)
 {
-    // The leak check would stop these threads one by one at the exit, wherever they are.
-    const char* const options = getenv("ASAN_OPTIONS");
-    setenv("ASAN_OPTIONS", (std::string(options ? options : "") + ":detect_leaks=0").c_str(), 1);
+    // One leak check would stop these threads one by one at the exit, wherever they are, and the
+    // other complain of those that were about to be joined.
+    for (const auto& [name, more] : {std::pair{"ASAN_OPTIONS", ":detect_leaks=0"},
+                                     std::pair{"TSAN_OPTIONS", ":report_thread_leaks=0"}})
+    {
+        const char* const options = getenv(name);
+        setenv(name, (std::string(options ? options : "") + more).c_str(), 1);
+    }
     for (int i = 0; i < 5; ++i)
         ASSERT_EQ(test::Process::child("end-with-timers").wait(), 0);
 }
