@@ -10,6 +10,7 @@
 #include <benchmark/benchmark.h>
 
 #include "rows.h"
+#include "timer_accuracy.h"
 
 namespace
 {
@@ -113,5 +114,6 @@ int main(int argc, char** argv)
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     print_table(reporter);
+    bench::print_timer_accuracy();
     return 0;
 }

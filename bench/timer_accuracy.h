@@ -1,0 +1,10 @@
+// How exactly timers keep their moments: a table of its own, beside the budgets.
+#pragma once
+
+namespace bench
+{
+
+// Prints what the benchmarks "timer/..." have measured in this run, if any.
+void print_timer_accuracy();
+
+} // namespace bench
