@@ -7,7 +7,6 @@
 // would wait for each other. So the lock is waited for with patience, but not for ever: then the
 // report goes out without stack lines.
 #include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <mutex>
 
@@ -29,13 +28,13 @@ namespace
 constexpr size_t text_limit = 512; // characters, terminator included, as all limits here
 constexpr size_t report_limit = 4'096;
 constexpr size_t channel_limit = 1'024;
-constexpr auto patience = std::chrono::seconds(10); // symbols of a large program take seconds
+constexpr DWORD patience = 10'000; // ms; the symbols of a large program take seconds
 constexpr UINT box_style = MB_ABORTRETRYIGNORE | MB_ICONHAND | MB_TASKMODAL | MB_SETFOREGROUND;
 static_assert(box_style == 0x12012);
 
 // Guards s_reportBuffer and the symbol engine. Taken before the trace lock (a start of the engine
 // that fails is traced), so before the log's m_classLock too; never held while a report is sent.
-std::timed_mutex s_reportLock;
+constinit std::mutex s_reportLock;
 wchar_t s_reportBuffer[report_limit];
 
 constinit std::atomic<int32_t> s_eventLogOpen{1}; // 0 from the first attempt that failed on
@@ -65,14 +64,26 @@ void Format(wchar_t* report, DWORD error, const wchar_t* text)
     LocalFree(system);
 }
 
+// Looks for the lock now and then: threads that assert at once are rare, and wait for symbols.
+bool TakeReportLock()
+{
+    for (DWORD waited = 0; waited < patience; ++waited)
+    {
+        if (s_reportLock.try_lock())
+            return true;
+        Sleep(1);
+    }
+    return false;
+}
+
 void MakeReport(wchar_t* report, unsigned int options, DWORD error, const wchar_t* text)
 {
-    const std::unique_lock lock(s_reportLock, patience);
-    if (!lock.owns_lock())
+    if (!TakeReportLock())
     {
         Format(report, error, text);
         return;
     }
+    const std::lock_guard lock(s_reportLock, std::adopt_lock);
     Format(s_reportBuffer, error, text);
     if ((options & QV_DIAG_STACKTRACE) && !QvIsTornDown())
         AppendStackLines(s_reportBuffer, report_limit - 1 - wcslen(s_reportBuffer));
