@@ -67,7 +67,7 @@ TEST_F(Find, FollowsTheSystemsWildcards)
         {"a??", "a"},
         {"a.*", "a a.b"}, // as may a dot with nothing but a wildcard behind it
         {"a.?", "a a.b"},
-        {"a*.", "a"}, // a dot at the end: names without one
+        {"a*.", "a"},        // a dot at the end: names without one
         {"a.b.", "error 2"}, // a name: as an open has it
         {"*b*c*", "abc.txt abcd.TXT"},
         {"*.bak", "x.txt.bak"},
