@@ -45,6 +45,7 @@ struct QvTimerEnd
 
 struct QvTimer : QvTimerRecord
 {
+    // cppcheck-suppress uninitDerivedMemberVar ; all zero
     QvTimer() : QvTimerRecord{}, pEnd(std::make_shared<QvTimerEnd>()) {}
 
     std::shared_ptr<QvTimerEnd> pEnd; // gs_TimerLock, once the timer is published
