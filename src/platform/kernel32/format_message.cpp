@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 
 #include "system/last_error.h"
 #include "system/text.h"
@@ -154,9 +155,5 @@ extern "C" DWORD FormatMessageA(DWORD flags, LPCVOID, DWORD message, DWORD, LPST
 {
     return format(flags, message, buffer, size,
                   [](const char* from, char* to, size_t room)
-                  {
-                      const size_t length = std::min(std::strlen(from), room);
-                      std::memcpy(to, from, length);
-                      return length;
-                  });
+                  { return std::string_view(from).copy(to, room); });
 }

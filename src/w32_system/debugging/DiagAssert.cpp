@@ -8,7 +8,6 @@
 // report goes out without stack lines.
 #include <atomic>
 #include <cstdio>
-#include <mutex>
 
 #include <windows.h>
 
@@ -34,7 +33,7 @@ static_assert(box_style == 0x12012);
 
 // Guards s_reportBuffer and the symbol engine. Taken before the trace lock (a start of the engine
 // that fails is traced), so before the log's m_classLock too; never held while a report is sent.
-constinit std::mutex s_reportLock;
+constinit std::atomic_flag s_reportLock;
 wchar_t s_reportBuffer[report_limit];
 
 constinit std::atomic<int32_t> s_eventLogOpen{1}; // 0 from the first attempt that failed on
@@ -65,25 +64,39 @@ void Format(wchar_t* report, DWORD error, const wchar_t* text)
 }
 
 // Looks for the lock now and then: threads that assert at once are rare, and wait for symbols.
-bool TakeReportLock()
+class ReportLock
 {
-    for (DWORD waited = 0; waited < patience; ++waited)
+public:
+    ReportLock()
     {
-        if (s_reportLock.try_lock())
-            return true;
-        Sleep(1);
+        for (DWORD waited = 0; waited < patience && !m_taken; ++waited)
+        {
+            m_taken = !s_reportLock.test_and_set(std::memory_order_acquire);
+            if (!m_taken)
+                Sleep(1);
+        }
     }
-    return false;
-}
+    ReportLock(const ReportLock&) = delete;
+    ReportLock& operator=(const ReportLock&) = delete;
+    ~ReportLock()
+    {
+        if (m_taken)
+            s_reportLock.clear(std::memory_order_release);
+    }
+    bool taken() const { return m_taken; }
+
+private:
+    bool m_taken = false;
+};
 
 void MakeReport(wchar_t* report, unsigned int options, DWORD error, const wchar_t* text)
 {
-    if (!TakeReportLock())
+    const ReportLock lock;
+    if (!lock.taken())
     {
         Format(report, error, text);
         return;
     }
-    const std::lock_guard lock(s_reportLock, std::adopt_lock);
     Format(s_reportBuffer, error, text);
     if ((options & QV_DIAG_STACKTRACE) && !QvIsTornDown())
         AppendStackLines(s_reportBuffer, report_limit - 1 - wcslen(s_reportBuffer));

@@ -38,7 +38,7 @@ static_assert(sizeof(IMAGEHLP_MODULE64) >= module_record, "newer headers know a 
 // Both guarded by the report's lock.
 int32_t s_symbolsStarted = 0;
 DWORD64
-    s_addresses[frame_limit]; // of the walk that is under way: an assertion may be short of stack
+s_addresses[frame_limit]; // of the walk that is under way: an assertion may be short of stack
 
 struct Symbol : IMAGEHLP_SYMBOL64
 {
