@@ -35,6 +35,8 @@ inline constexpr Row rows[] = {
      "condition and semaphore ping-pong", 1.0},
     {"CThreadPool, call to an empty pool", "pool/empty", "pool/pthread_create",
      "pthread_create, detached", 1.1},
+    {"QV_DoubleToStringEx, no locale", "number/QV_DoubleToStringEx", "number/snprintf",
+     "snprintf, %.*f", 2.0},
     {"QV_Sleep, spin, overshoot at 99 %", "clock/QV_Sleep/p99", nullptr, "1 us", 1000},
 };
 

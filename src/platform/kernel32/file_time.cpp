@@ -14,7 +14,6 @@ namespace
 
 constexpr int64_t ticks_per_second = 10'000'000;
 constexpr int64_t seconds_per_day = 86'400;
-constexpr int64_t days_to_1970 = 134'774; // from 1 January 1601
 constexpr unsigned first_year = 1601;
 constexpr unsigned last_year = 30'827; // what a file time can hold
 
@@ -54,12 +53,24 @@ bool is_date(const SYSTEMTIME& time)
            time.wHour < 24 && time.wMinute < 60 && time.wSecond < 60 && time.wMilliseconds < 1000;
 }
 
-// Broken-down time to seconds since 1970 as if it were UTC.
-int64_t seconds_as_utc(const struct tm& time)
+// Seconds that the local clock is ahead of UTC at a moment.
+bool zone_offset(time_t moment, int64_t& offset)
 {
-    int64_t days = days_before_year(static_cast<unsigned>(time.tm_year + 1900)) - days_to_1970;
-    days += time.tm_yday;
-    return ((days * 24 + time.tm_hour) * 60 + time.tm_min) * 60 + time.tm_sec;
+    struct tm local;
+    if (!localtime_r(&moment, &local))
+        return false;
+    offset = local.tm_gmtoff;
+    return true;
+}
+
+// A file time moved by some seconds. False if it would leave what a file time can hold.
+bool move_time(const FILETIME& time, int64_t seconds, FILETIME& result)
+{
+    int64_t ticks = 0;
+    if (__builtin_add_overflow(ticks_of(time), seconds * ticks_per_second, &ticks) || ticks < 0)
+        return false;
+    result = from_ticks(ticks);
+    return true;
 }
 
 void to_system_time(const timespec& now, SYSTEMTIME* result)
@@ -121,36 +132,31 @@ extern "C" BOOL FileTimeToLocalFileTime(const FILETIME* time, LPFILETIME local)
         return fail_with(static_cast<DWORD>(error));
     if (!time || !local || ticks_of(*time) < 0)
         return fail_with(ERROR_INVALID_PARAMETER);
-    const time_t seconds = to_timespec(*time).tv_sec;
-    struct tm broken;
-    if (!localtime_r(&seconds, &broken))
+    int64_t offset = 0;
+    if (!zone_offset(to_timespec(*time).tv_sec, offset) || !move_time(*time, offset, *local))
         return fail_with(ERROR_INVALID_PARAMETER);
-    *local = from_ticks(ticks_of(*time) + (seconds_as_utc(broken) - seconds) * ticks_per_second);
     return TRUE;
 }
 
+// When the clock is set back a reading comes twice, and counts as the earlier moment; a reading
+// that the clock skips is counted on from before the change. mktime would make the answer depend on
+// what it was asked before.
 extern "C" BOOL LocalFileTimeToFileTime(const FILETIME* local, LPFILETIME result)
 {
-    SYSTEMTIME calendar;
-    if (!local || !result || !FileTimeToSystemTime(local, &calendar))
+    if (!local || !result || ticks_of(*local) < 0)
         return fail_with(ERROR_INVALID_PARAMETER);
-    struct tm broken = {};
-    broken.tm_year = calendar.wYear - 1900;
-    broken.tm_mon = calendar.wMonth - 1;
-    broken.tm_mday = calendar.wDay;
-    broken.tm_hour = calendar.wHour;
-    broken.tm_min = calendar.wMinute;
-    broken.tm_sec = calendar.wSecond;
-    broken.tm_isdst = -1;
-    broken.tm_wday = -1; // mktime sets it if it can convert
-    const time_t seconds = mktime(&broken);
-    if (seconds == -1 && broken.tm_wday == -1)
+    const time_t reading = to_timespec(*local).tv_sec;
+    int64_t before = 0;
+    int64_t after = 0;
+    int64_t there = 0;
+    if (!zone_offset(reading - seconds_per_day, before) ||
+        !zone_offset(reading + seconds_per_day, after))
         return fail_with(ERROR_INVALID_PARAMETER);
-    const int64_t below_a_second = ticks_of(*local) % ticks_per_second;
-    const FILETIME whole = to_file_time(seconds, 0);
-    if (ticks_of(whole) < 0)
+    const bool early_holds = zone_offset(reading - before, there) && there == before;
+    const bool late_holds = zone_offset(reading - after, there) && there == after;
+    const int64_t offset = early_holds || !late_holds ? before : after;
+    if (!move_time(*local, -offset, *result))
         return fail_with(ERROR_INVALID_PARAMETER);
-    *result = from_ticks(ticks_of(whole) + below_a_second);
     return TRUE;
 }
 

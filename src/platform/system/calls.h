@@ -14,8 +14,10 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <iconv.h>
 #include <link.h>
 #include <linux/futex.h>
+#include <locale.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/file.h>
@@ -308,6 +310,14 @@ inline int set_timer_slack(unsigned long nanoseconds)
 inline int sched_yield()
 {
     return ::sched_yield();
+}
+inline locale_t newlocale(int categories, const char* name)
+{
+    return intercepted("newlocale") ? nullptr : ::newlocale(categories, name, nullptr);
+}
+inline iconv_t iconv_open(const char* to, const char* from)
+{
+    return intercepted("iconv_open") ? reinterpret_cast<iconv_t>(-1) : ::iconv_open(to, from);
 }
 inline void* dlopen(const char* path, int flags)
 {

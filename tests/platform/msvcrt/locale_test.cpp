@@ -1,28 +1,21 @@
 // The application may choose a locale for the C library; the 16-bit runtime's numbers keep their
-// dot. The locale is made for the test, as few systems have one with a comma ready.
+// dot.
 #include <clocale>
 #include <cstdio>
-#include <cstdlib>
-#include <string>
 
 #include <gtest/gtest.h>
 
 #include <tchar.h>
 #include <windows.h>
 
-#include "support/environment.h"
+#include "support/wide_text.h"
 
 namespace
 {
 
 TEST(Locale, NumbersKeepTheirDotWhateverTheApplicationHasChosen)
 {
-    const std::string folder = test::make_folder("locales");
-    const std::string command =
-        "localedef -i de_DE -f UTF-8 --no-archive '" + folder + "/de_DE.UTF-8' >&2";
-    ASSERT_EQ(setenv("LOCPATH", folder.c_str(), 1), 0);
-    ASSERT_EQ(std::system(command.c_str()), 0) << "the package locales is missing";
-    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
+    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr) << "locales-all is missing";
     char by_c_library[16];
     std::snprintf(by_c_library, sizeof by_c_library, "%.1f", 1.5);
     ASSERT_STREQ(by_c_library, "1,5");

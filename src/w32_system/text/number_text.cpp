@@ -1,0 +1,206 @@
+// Doubles as text for people, and back.
+//
+// The runtime library prints and reads the digits, with a dot in every locale; the user's locale
+// comes in afterwards. A text that would fill its buffer to the last character has no room for its
+// terminator, and so does not fit.
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <memory>
+#include <new>
+
+#include <windows.h>
+
+#include <tchar.h>
+
+#include "argument_check.h"
+
+namespace
+{
+
+constexpr const char* source_name = "src\\w32_system\\text\\text";
+constexpr double shown_as_zero_below = 0.00001;
+constexpr int locale_text_size = 254;
+constexpr int usual_text_size = 512; // longer ones take memory from the heap
+
+// Prints with a number of decimals. False if the text does not fit; it is cut and terminated then.
+bool QvPrintDecimals(double value, int decimals, wchar_t* text, int size)
+{
+    const int length = _snwprintf(text, static_cast<size_t>(size), L"%.*lf", decimals, value);
+    if (length >= 0 && length < size)
+        return true;
+    text[size - 1] = L'\0';
+    return false;
+}
+
+// Takes away the zeros at the end of the decimals, and a mark without any behind it. The number of
+// zeros.
+int QvStripDecimals(wchar_t* text)
+{
+    wchar_t* end = text + wcslen(text);
+    int trimmed = 0;
+    for (; end > text && end[-1] == L'0'; ++trimmed)
+        *--end = L'\0';
+    if (end > text && end[-1] == L'.')
+        *--end = L'\0';
+    return trimmed;
+}
+
+// The decimals that a small number needs to show its first digit, rounded: 4 for 0.00036.
+int QvDecimalsNeeded(double value)
+{
+    wchar_t text[16]; // "-4e-004" at the longest: what is smaller shows as zero
+    const int length = _snwprintf(text, 16, L"%.0le", value);
+    const wchar_t* const mark = length > 0 && length < 16 ? wcschr(text, L'e') : nullptr;
+    return mark ? -_wtoi(mark + 1) : 0;
+}
+
+UINT QvLocaleNumber(LCTYPE item, UINT otherwise)
+{
+    DWORD number = otherwise;
+    GetLocaleInfoW(LOCALE_USER_DEFAULT, item | LOCALE_RETURN_NUMBER,
+                   reinterpret_cast<wchar_t*>(&number), sizeof number / sizeof(wchar_t));
+    return number;
+}
+
+// Gives a printed number the user's form. Where the locale has none for it (it is infinite, or the
+// form does not fit) it stays as it is.
+void QvFormatNumber(wchar_t* text, int size, int decimals)
+{
+    wchar_t thousand[locale_text_size + 1] = L"";
+    wchar_t decimal[locale_text_size + 1] = L".";
+    NUMBERFMTW format = {};
+    format.NumDigits = static_cast<UINT>(decimals);
+    format.LeadingZero = QvLocaleNumber(LOCALE_ILZERO, 1);
+    format.Grouping = 0;
+    GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_STHOUSAND, thousand, locale_text_size);
+    GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SDECIMAL, decimal, locale_text_size);
+    format.lpThousandSep = thousand;
+    format.lpDecimalSep = decimal;
+    format.NegativeOrder = QvLocaleNumber(LOCALE_INEGNUMBER, 1);
+
+    wchar_t usual[usual_text_size];
+    std::unique_ptr<wchar_t[]> large;
+    wchar_t* result = usual;
+    const int room = size < usual_text_size ? size : usual_text_size;
+    int length = GetNumberFormatW(LOCALE_USER_DEFAULT, 0, text, &format, usual, room);
+    if (length == 0 && size > room && GetLastError() == ERROR_INSUFFICIENT_BUFFER)
+    {
+        large.reset(new (std::nothrow) wchar_t[static_cast<size_t>(size)]);
+        result = large.get();
+        if (result)
+            length = GetNumberFormatW(LOCALE_USER_DEFAULT, 0, text, &format, result, size);
+    }
+    if (length != 0)
+        memcpy(text, result, static_cast<size_t>(length) * sizeof *text);
+}
+
+} // namespace
+
+extern "C" bool QV_DoubleToStringEx(double value, int decimals, wchar_t* text, int size, bool trim,
+                                    bool format, int minDecimals)
+{
+    if (!text || size < 1)
+        return QvRefuse(0, L"text==NULL || size<1", L"QV_DoubleToStringEx: No room for the text.",
+                        source_name, __LINE__) != 0;
+    if (decimals < 0)
+        return false;
+    if (std::fabs(value) < shown_as_zero_below)
+    {
+        if (size < 2)
+            return false;
+        wcscpy(text, L"0");
+        return true;
+    }
+    if (!QvPrintDecimals(value, decimals, text, size))
+        return false;
+    int trimmed = decimals > 0 ? QvStripDecimals(text) : 0;
+    if (wcscmp(text, L"0") == 0 || wcscmp(text, L"-0") == 0)
+    {
+        decimals = QvDecimalsNeeded(value);
+        trimmed = 0;
+        if (!QvPrintDecimals(value, decimals, text, size))
+            return false;
+    }
+    if (format)
+    {
+        int shown = decimals;
+        if (trim)
+        {
+            shown -= trimmed;
+            if (minDecimals > shown)
+                shown = minDecimals;
+        }
+        QvFormatNumber(text, size, shown);
+    }
+    return true;
+}
+
+extern "C" bool QV_DoubleToString(double value, int decimals, wchar_t* text, int size)
+{
+    return QV_DoubleToStringEx(value, decimals, text, size, true, true, 0);
+}
+
+extern "C" bool QV_StringToDouble(const wchar_t* text, double* value)
+{
+    if (!text || !value)
+        return QvRefuse(0, L"text==NULL || value==NULL",
+                        L"QV_StringToDouble: No text, or no place for the number.", source_name,
+                        __LINE__) != 0;
+    wchar_t decimal[locale_text_size + 1] = L"";
+    GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SDECIMAL, decimal, locale_text_size);
+    const wchar_t* const mark = *decimal ? wcsstr(text, decimal) : nullptr;
+    if (!mark || *mark == L'.')
+        return swscanf(text, L"%lf", value) == 1;
+
+    const size_t length = wcslen(text) + 1;
+    wchar_t usual[usual_text_size];
+    std::unique_ptr<wchar_t[]> large;
+    wchar_t* copy = usual;
+    if (length > usual_text_size)
+    {
+        large.reset(new (std::nothrow) wchar_t[length]);
+        if (!large)
+            return false;
+        copy = large.get();
+    }
+    memcpy(copy, text, length * sizeof *copy);
+    copy[mark - text] = L'.';
+    return swscanf(copy, L"%lf", value) == 1;
+}
+
+extern "C" bool QV_IsStringDouble(const wchar_t* text)
+{
+    if (!text)
+        return QvRefuse(0, L"text==NULL", L"QV_IsStringDouble: No text.", source_name, __LINE__) !=
+               0;
+    bool digits = false;
+    bool mark = false;
+    for (; *text; ++text)
+        switch (*text)
+        {
+        case L'.':
+        case L',':
+            if (mark)
+                return false;
+            mark = true;
+            break;
+        case L'+':
+        case L'-':
+            if (digits)
+                return false;
+            break;
+        default:
+            if (*text < L'0' || *text > L'9')
+                return false;
+            digits = true;
+        }
+    return digits;
+}
+
+extern "C" double QV_wstrtod(const wchar_t* text, wchar_t** end)
+{
+    return wcstod(text, end);
+}
