@@ -1,0 +1,96 @@
+// What the locale functions do when the system's calls fail.
+#include <cmath>
+
+#include <gtest/gtest.h>
+
+#include <plinth_w32_system.h>
+
+#include <plinth_platform_test.h>
+
+#include "support/user_locale.h"
+
+namespace
+{
+
+using test::utf8;
+
+const SYSTEMTIME afternoon = {2024, 3, 2, 5, 15, 4, 9, 0};
+
+class LocaleFailures : public testing::Test
+{
+protected:
+    LocaleFailures() { test::set_locale("de_DE.UTF-8"); }
+    ~LocaleFailures() override { PlinthTestReset(); }
+    static void fail(const char* operation, unsigned count = 1)
+    {
+        PlinthTestFail(operation, 1, count, ERROR_OUTOFMEMORY);
+    }
+};
+
+TEST_F(LocaleFailures, DateThatFailsStopsBeforeTheTime)
+{
+    wchar_t date[32] = L"as was";
+    wchar_t time[32] = L"as was";
+    fail("GetDateFormatW");
+    EXPECT_EQ(QV_FormatLocaleDateTime(&afternoon, date, 32, time, 32), QV_ERR_SYSTEM);
+    EXPECT_EQ(PlinthTestCalls("GetTimeFormatW"), 0u);
+    EXPECT_EQ(utf8(time), "as was");
+    fail("GetTimeFormatW");
+    EXPECT_EQ(QV_FormatLocaleDateTime(&afternoon, date, 32, nullptr, 0), QV_OK)
+        << "without a buffer for it no time is formatted";
+    EXPECT_EQ(utf8(date), "05.03.2024");
+    EXPECT_EQ(QV_FormatLocaleDateTime(&afternoon, date, 32, time, 32), QV_ERR_SYSTEM);
+}
+
+TEST_F(LocaleFailures, ItemsThatCanNotBeReadCountAsZeroAndEmpty)
+{
+    wchar_t date[32];
+    wchar_t time[32];
+    fail("GetLocaleInfoW", 0);
+    EXPECT_EQ(QV_GetLocaleDateTimeFormat(date, 32, time, 32), QV_OK);
+    EXPECT_EQ(utf8(date), "%m%d%Y");
+    EXPECT_EQ(utf8(time), "%I%M%S %p");
+    EXPECT_EQ(QV_GetLocaleUserDateTimeFormat(date, 32), QV_OK);
+    EXPECT_EQ(utf8(date), "MMDDYYYY hhMMSS pm");
+}
+
+TEST_F(LocaleFailures, TwentyFourHoursNeverAskForTheMark)
+{
+    wchar_t time[32];
+    PlinthTestArm();
+    QV_GetLocaleDateTimeFormat(nullptr, 0, time, 32);
+    EXPECT_EQ(utf8(time), "%H:%M:%S");
+    EXPECT_EQ(PlinthTestCalls("GetLocaleInfoW"), 2u);
+}
+
+TEST_F(LocaleFailures, NumberStaysPlainWithoutItsForm)
+{
+    wchar_t text[32];
+    fail("GetNumberFormatW");
+    EXPECT_TRUE(QV_DoubleToString(-2.5, 2, text, 32));
+    EXPECT_EQ(utf8(text), "-2.5");
+    fail("GetLocaleInfoW", 0);
+    EXPECT_TRUE(QV_DoubleToString(-2.5, 2, text, 32));
+    EXPECT_EQ(utf8(text), "-2.5");
+    double value = 0;
+    EXPECT_TRUE(QV_StringToDouble(L"2.5", &value));
+    EXPECT_EQ(value, 2.5);
+}
+
+TEST_F(LocaleFailures, VariantTimeFailsWithAnyOfItsSteps)
+{
+    struct tm time = {};
+    time.tm_year = 124;
+    time.tm_mday = 1;
+    for (const char* step : {"FileTimeToSystemTime", "SystemTimeToVariantTime"})
+    {
+        double result = 7;
+        fail(step);
+        EXPECT_EQ(QV_TmToVariantTime(&time, &result), QV_ERR_SYSTEM) << step;
+        EXPECT_EQ(result, 7) << step;
+        EXPECT_EQ(QV_TmToVariantTime(&time, &result), QV_OK) << step;
+        PlinthTestReset();
+    }
+}
+
+} // namespace

@@ -1,0 +1,209 @@
+// Numbers in the user's form, in real locales, and their digits against the C library's.
+#include <cfloat>
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <plinth_w32_system.h>
+
+#include "support/soak.h"
+#include "support/user_locale.h"
+
+namespace
+{
+
+using test::set_locale;
+using test::set_user_text;
+using test::utf8;
+
+std::string formatted(double value, int decimals)
+{
+    wchar_t text[512];
+    return QV_DoubleToString(value, decimals, text, 512) ? utf8(text) : "<false>";
+}
+
+std::string formatted(double value, int decimals, bool trim, int least)
+{
+    wchar_t text[512];
+    return QV_DoubleToStringEx(value, decimals, text, 512, trim, true, least) ? utf8(text)
+                                                                              : "<false>";
+}
+
+TEST(NumberTextInLocale, HasTheUsersDecimalSeparatorAndIsNotGrouped)
+{
+    set_locale("de_DE.UTF-8");
+    EXPECT_EQ(formatted(3.14159, 2), "3,14");
+    EXPECT_EQ(formatted(2.5, 3), "2,5");
+    EXPECT_EQ(formatted(100.0, 2), "100");
+    EXPECT_EQ(formatted(1500.0, 0), "1500");
+    EXPECT_EQ(formatted(1234567.5, 1), "1234567,5");
+    EXPECT_EQ(formatted(0.0004, 2), "0,0004");
+    EXPECT_EQ(formatted(-0.0004, 2), "-0,0004");
+    EXPECT_EQ(formatted(0.3, 0), "0,3");
+    EXPECT_EQ(formatted(0.000004, 6), "0");
+    EXPECT_EQ(formatted(0.1, 17), "0,10000000000000001");
+    EXPECT_EQ(formatted(1e308, 2).size(), 309u);
+}
+
+TEST(NumberTextInLocale, KeepsDecimalsThatAreZeroAsAsked)
+{
+    set_locale("de_DE.UTF-8");
+    EXPECT_EQ(formatted(2.5, 3, false, 0), "2,500");
+    EXPECT_EQ(formatted(2.5, 3, true, 2), "2,50");
+    EXPECT_EQ(formatted(2.5, 3, true, 5), "2,50000");
+    EXPECT_EQ(formatted(2.5, 3, true, -5), "2,5");
+    EXPECT_EQ(formatted(2.25, 3, true, 1), "2,25");
+    EXPECT_EQ(formatted(7, 2, false, 0), "7,00");
+    EXPECT_EQ(formatted(7, 2, true, 1), "7,0");
+    EXPECT_EQ(formatted(0.0004, 2, false, 0), "0,0004");
+    EXPECT_EQ(formatted(0.5, 300, false, 0).size(), 302u);
+}
+
+TEST(NumberTextInLocale, EveryLocaleReadsWhatItWrites)
+{
+    for (const char* locale :
+         {"de_DE.UTF-8", "en_US.UTF-8", "fr_FR.UTF-8", "ar_SA.UTF-8", "ja_JP.UTF-8", "hi_IN",
+          "sv_SE.UTF-8", "pl_PL.UTF-8", "tr_TR.UTF-8", "pt_BR.UTF-8", "fa_IR", "ps_AF", "C"})
+    {
+        set_locale(locale);
+        for (const double value : {3.25, -0.5, 1234567.75, -1e15, 0.0004})
+        {
+            wchar_t text[64];
+            ASSERT_TRUE(QV_DoubleToString(value, 4, text, 64));
+            double back = 0;
+            EXPECT_TRUE(QV_StringToDouble(text, &back)) << locale << ' ' << utf8(text);
+            EXPECT_EQ(back, value) << locale << ' ' << utf8(text);
+        }
+    }
+}
+
+TEST(NumberTextInLocale, ReadsSeparatorAndDotAlike)
+{
+    const auto read = [](const wchar_t* text)
+    {
+        double value = -1;
+        return QV_StringToDouble(text, &value) ? value : std::nan("");
+    };
+    set_locale("de_DE.UTF-8");
+    EXPECT_EQ(read(L"1,5"), 1.5);
+    EXPECT_EQ(read(L"1.5"), 1.5);
+    EXPECT_EQ(read(L"1,5,7"), 1.5);
+    EXPECT_TRUE(std::isnan(read(L"abc")));
+    EXPECT_TRUE(std::isnan(read(L"")));
+    EXPECT_TRUE(std::isnan(read(L",")));
+    // Longer than any copy on the stack.
+    EXPECT_EQ(read(test::Wide(std::string(10'000, '0') + "2,5")), 2.5);
+    set_locale("en_US.UTF-8");
+    EXPECT_EQ(read(L"1,5"), 1);
+    set_user_text(L"sDecimal", "<>");
+    EXPECT_EQ(read(L"1<>5"), 1) << "what follows the mark's first character is no digit";
+    EXPECT_EQ(read(L"1<5"), 1);
+}
+
+TEST(NumberTextInLocale, NegativeFormAndLeadingZeroAreTheUsers)
+{
+    set_locale("de_DE.UTF-8");
+    static constexpr const char* forms[] = {"(0,0004)", "-0,0004", "- 0,0004", "0,0004-",
+                                            "0,0004 -"};
+    for (int order = 0; order < 5; ++order)
+    {
+        set_user_text(L"iNegNumber", std::to_string(order));
+        EXPECT_EQ(formatted(-0.0004, 2), forms[order]);
+    }
+    set_user_text(L"iNegNumber", "0");
+    set_user_text(L"iLZero", "0");
+    EXPECT_EQ(formatted(0.25, 2), ",25");
+    EXPECT_EQ(formatted(-0.25, 2), "(,25)");
+    EXPECT_EQ(formatted(0, 2), "0");
+}
+
+TEST(NumberTextInLocale, FormThatDoesNotFitLeavesThePlainNumber)
+{
+    set_locale("de_DE.UTF-8");
+    set_user_text(L"iNegNumber", "0");
+    std::vector<wchar_t> text(5, L'#'); // "-2.5" fits, "(2,5)" doesn't
+    EXPECT_TRUE(QV_DoubleToString(-2.5, 1, text.data(), 5));
+    EXPECT_EQ(utf8(text.data()), "-2.5");
+    text.assign(6, L'#');
+    EXPECT_TRUE(QV_DoubleToString(-2.5, 1, text.data(), 6));
+    EXPECT_EQ(utf8(text.data()), "(2,5)");
+    // Beyond what the library keeps ready.
+    text.assign(2000, L'#');
+    EXPECT_TRUE(QV_DoubleToStringEx(-2.5, 1, text.data(), 2000, true, true, 1500));
+    EXPECT_EQ(wcslen32(text.data()), 1504u);
+}
+
+// Any double, or one of a size that people write.
+double random_double(std::mt19937_64& random)
+{
+    const uint64_t bits = random();
+    double value = 0;
+    if (random() & 1)
+    {
+        std::memcpy(&value, &bits, sizeof value);
+        return std::isfinite(value) ? value : 0;
+    }
+    const double scale[] = {1e-4, 1, 1e3, 1e7, 1e15};
+    return static_cast<double>(static_cast<int64_t>(bits)) / 9.3e18 * scale[random() % 5];
+}
+
+// What the promise says, with the C library's printing.
+std::string expected_text(double value, int decimals)
+{
+    if (std::fabs(value) < 0.00001)
+        return "0";
+    char text[800];
+    for (int pass = 0;; ++pass)
+    {
+        std::snprintf(text, sizeof text, "%.*f", decimals, value);
+        std::string result = text;
+        if (decimals > 0)
+        {
+            result.erase(result.find_last_not_of('0') + 1);
+            if (result.back() == '.')
+                result.pop_back();
+        }
+        if (pass || (result != "0" && result != "-0"))
+            return result;
+        std::snprintf(text, sizeof text, "%.0e", value);
+        decimals = -std::atoi(std::strchr(text, 'e') + 1);
+    }
+}
+
+TEST(NumberTextInLocale, DigitsAreThoseOfTheCLibrary)
+{
+    constexpr int in_a_round = 100'000;
+    const test::SoakTime soak;
+    const uint64_t seed = soak.goes_on() ? std::random_device()() : 1;
+    std::mt19937_64 random(seed);
+    set_locale("C");
+    uint64_t count = 0;
+    do
+        for (int i = 0; i < in_a_round; ++i, ++count)
+        {
+            const double value = random_double(random);
+            const int decimals = static_cast<int>(random() % 18);
+            wchar_t wide[512];
+            ASSERT_TRUE(QV_DoubleToStringEx(value, decimals, wide, 512, true, false, 0));
+            ASSERT_EQ(utf8(wide), expected_text(value, decimals))
+                << "seed " << seed << ": " << decimals << " decimals of " << value;
+
+            char digits[64];
+            const size_t length = static_cast<size_t>(std::snprintf(
+                digits, sizeof digits, "%.*g", 1 + static_cast<int>(random() % 20), value));
+            std::copy(digits, digits + length + 1, wide);
+            double back = 0;
+            ASSERT_TRUE(QV_StringToDouble(wide, &back)) << digits;
+            const double expected = std::strtod(digits, nullptr);
+            ASSERT_EQ(std::memcmp(&back, &expected, sizeof back), 0) << digits;
+        }
+    while (soak.goes_on());
+    soak.report("random doubles", count);
+}
+
+} // namespace

@@ -1,0 +1,232 @@
+// Numbers as text without a locale, and what refuses. With locales: number_text_linux_test.cpp.
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <plinth_w32_system.h>
+
+#include "support/wide_text.h"
+
+namespace
+{
+
+using test::utf8;
+
+std::string plain(double value, int decimals)
+{
+    wchar_t text[1024];
+    return QV_DoubleToStringEx(value, decimals, text, 1024, true, false, 0) ? utf8(text)
+                                                                            : "<false>";
+}
+
+TEST(NumberText, ShowsTheFewestDecimalsThatTheLimitAllows)
+{
+    static constexpr struct
+    {
+        double value;
+        int decimals;
+        const char* text;
+    } rows[] = {
+        {3.14159, 2, "3.14"}, {2.5, 3, "2.5"},       {100.0, 2, "100"},
+        {1500.0, 0, "1500"},  {-1500.0, 3, "-1500"}, {1234567.5, 1, "1234567.5"},
+        {0.999, 2, "1"},      {9.995, 1, "10"},      {0.1, 17, "0.10000000000000001"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(plain(row.value, row.decimals), row.text) << row.value;
+}
+
+TEST(NumberText, NeverShowsASmallValueAsABareZero)
+{
+    static constexpr struct
+    {
+        double value;
+        int decimals;
+        const char* text;
+    } rows[] =
+        {
+            {0.0004, 2, "0.0004"},   {-0.0004, 2, "-0.0004"},
+            {0.00036, 2, "0.0004"},                   // one digit, rounded
+            {0.3, 0, "0.3"},         {0.5, 0, "0.5"}, // half to even would be 0
+            {-0.3, 0, "-0.3"},       {0.00096, 2, "0.001"},
+            {0.00001, 0, "0.00001"}, {0.04, 1, "0.04"},
+        };
+    for (const auto& row : rows)
+        EXPECT_EQ(plain(row.value, row.decimals), row.text) << row.value;
+}
+
+TEST(NumberText, BelowTheLimitAndOnlyThereItIsZero)
+{
+    const double limit = 0.00001;
+    for (const double value :
+         {0.0, -0.0, 0.000004, -0.000009, std::nextafter(limit, 0.0),
+          std::numeric_limits<double>::denorm_min(), -std::numeric_limits<double>::min()})
+    {
+        EXPECT_EQ(plain(value, 6), "0") << value;
+        EXPECT_EQ(plain(value, INT_MAX), "0") << value;
+    }
+    EXPECT_EQ(plain(limit, 5), "0.00001");
+}
+
+TEST(NumberText, StripsDecimalsThatAreZeroWheneverItIsUnformatted)
+{
+    wchar_t text[32];
+    for (const bool trim : {true, false})
+    {
+        EXPECT_TRUE(QV_DoubleToStringEx(2.5, 3, text, 32, trim, false, 0));
+        EXPECT_EQ(utf8(text), "2.5");
+        EXPECT_TRUE(QV_DoubleToStringEx(20, 3, text, 32, trim, false, 2));
+        EXPECT_EQ(utf8(text), "20");
+    }
+}
+
+TEST(NumberText, HugeNumbersAreShownInFullOrNotAtAll)
+{
+    const std::string shown = plain(1e308, 0);
+    EXPECT_EQ(shown.size(), 309u);
+    EXPECT_EQ(plain(1e308, 300), shown);
+    EXPECT_EQ(plain(-1e308, 17), "-" + shown);
+    wchar_t text[100];
+    EXPECT_FALSE(QV_DoubleToString(1e308, 2, text, 100));
+    EXPECT_EQ(wcslen32(text), 99u) << "terminated in its last place";
+}
+
+TEST(NumberText, NoNumbersAreTheRuntimesWords)
+{
+    for (const double value : {std::nan(""), HUGE_VAL, -HUGE_VAL})
+        for (const bool format : {true, false})
+        {
+            wchar_t text[64] = {};
+            EXPECT_TRUE(QV_DoubleToStringEx(value, 2, text, 64, true, format, 2));
+            EXPECT_GE(wcslen32(text), 3u);
+            EXPECT_FALSE(QV_IsStringDouble(text));
+        }
+}
+
+// The buffer has exactly the size, so that a checker sees what is read or written beyond.
+TEST(NumberText, FitsWithItsTerminatorOrNot)
+{
+    static constexpr struct
+    {
+        double value;
+        int decimals;
+        int needed;
+    } rows[] = {{3.14159, 2, 5}, {-2.5, 1, 5}, {0.3, 0, 4}, {0.0004, 2, 7}, {0.0, 2, 2}};
+    for (const auto& row : rows)
+        for (int size = 1; size < 12; ++size)
+        {
+            std::vector<wchar_t> text(static_cast<size_t>(size), L'#');
+            const bool fits =
+                QV_DoubleToStringEx(row.value, row.decimals, text.data(), size, true, false, 0);
+            EXPECT_EQ(fits, size >= row.needed) << row.value << " in " << size;
+            const bool terminated = std::find(text.begin(), text.end(), L'\0') != text.end();
+            EXPECT_EQ(terminated, fits || row.value != 0) << row.value << " in " << size;
+        }
+}
+
+TEST(NumberText, AsksOnlyForDigitsThatFit)
+{
+    wchar_t text[64];
+    EXPECT_FALSE(QV_DoubleToString(0.5, INT_MAX, text, 64));
+    EXPECT_EQ(wcslen32(text), 63u);
+    EXPECT_FALSE(QV_DoubleToString(0.5, 300, text, 64));
+    // More of them than the buffer holds, asked of the user's form only: the number stays plain.
+    EXPECT_TRUE(QV_DoubleToStringEx(2.5, 3, text, 64, true, true, INT_MAX));
+    EXPECT_EQ(utf8(text), "2.5");
+}
+
+TEST(NumberText, RefusesNoBufferAndNegativeDecimals)
+{
+    wchar_t text[8] = L"as was";
+    EXPECT_FALSE(QV_DoubleToString(1, 2, nullptr, 8));
+    for (const int size : {0, -1, INT_MIN})
+        EXPECT_FALSE(QV_DoubleToString(1, 2, text, size));
+    for (const int decimals : {-1, INT_MIN})
+        EXPECT_FALSE(QV_DoubleToString(1, decimals, text, 8));
+    EXPECT_EQ(utf8(text), "as was");
+    double value = 7;
+    EXPECT_FALSE(QV_StringToDouble(nullptr, &value));
+    EXPECT_FALSE(QV_StringToDouble(L"1", nullptr));
+    EXPECT_FALSE(QV_IsStringDouble(nullptr));
+    EXPECT_FALSE(QV_Conv64FmtSpecA(nullptr));
+    EXPECT_FALSE(QV_Conv64FmtSpecW(nullptr));
+}
+
+TEST(NumberText, ReadsADotInEveryLocale)
+{
+    static constexpr struct
+    {
+        const wchar_t* text;
+        double value;
+    } rows[] = {{L"1.5", 1.5},       {L"  -2.25e3 kg", -2250},
+                {L"7", 7},           {L"1e999", HUGE_VAL},
+                {L"5e-324", 5e-324}, {L".5", 0.5},
+                {L"+3.", 3},         {L"12abc", 12}};
+    for (const auto& row : rows)
+    {
+        double value = -1;
+        EXPECT_TRUE(QV_StringToDouble(row.text, &value)) << utf8(row.text);
+        EXPECT_EQ(value, row.value) << utf8(row.text);
+    }
+    for (const wchar_t* bad : {L"", L" ", L"abc", L".", L"-", L"e5", L"\x0661"})
+    {
+        double value = -1;
+        EXPECT_FALSE(QV_StringToDouble(bad, &value)) << utf8(bad);
+        EXPECT_EQ(value, -1) << utf8(bad);
+    }
+}
+
+TEST(NumberText, TellsNumbersByTheirCharacters)
+{
+    for (const wchar_t* yes : {L"12", L"-1.5", L",5", L"+-3", L"5.", L"0", L".+5", L"--,1"})
+        EXPECT_TRUE(QV_IsStringDouble(yes)) << utf8(yes);
+    for (const wchar_t* no : {L"", L".", L"-", L"1e5", L"1.2.3", L"1,000.5", L"1-2", L" 1", L"1 ",
+                              L"nan", L"\xFF11", L"..5", L"0x1"})
+        EXPECT_FALSE(QV_IsStringDouble(no)) << utf8(no);
+}
+
+TEST(NumberText, WstrtodGivesTheEndOfTheNumber)
+{
+    wchar_t* end = nullptr;
+    const wchar_t text[] = L" 2.5,7";
+    EXPECT_EQ(QV_wstrtod(text, &end), 2.5);
+    EXPECT_EQ(end, text + 4);
+    EXPECT_EQ(QV_wstrtod(L"3", nullptr), 3);
+}
+
+TEST(FormatSpec, TurnsTheStandardsLengthIntoTheRuntimes)
+{
+    static constexpr struct
+    {
+        const char* before;
+        const char* after;
+        bool result;
+    } rows[] = {
+        {"%lld", "%I64d", true},   {"%I64u", "%I64u", true},
+        {"%d", "%d", false},       {"a%lld b%llu", "a%I64d b%I64u", true},
+        {"hello", "heI64o", true}, {"%lllx", "%I64lx", true},
+        {"llll", "I64I64", true},  {"%l", "%l", false},
+        {"ll", "I64", true},       {"I6 4", "I6 4", false},
+        {"", "", false},           {"%ll", "%I64", true},
+    };
+    for (const auto& row : rows)
+    {
+        // No more room than is asked for.
+        const size_t size = std::string(row.after).size() + 1;
+        std::vector<char> narrow(size, '#');
+        std::vector<wchar_t> wide(size, L'#');
+        const size_t length = std::string(row.before).size() + 1;
+        std::copy(row.before, row.before + length, narrow.begin());
+        std::copy(row.before, row.before + length, wide.begin());
+        EXPECT_EQ(QV_Conv64FmtSpecA(narrow.data()), row.result) << row.before;
+        EXPECT_STREQ(narrow.data(), row.after);
+        EXPECT_EQ(QV_Conv64FmtSpecW(wide.data()), row.result) << row.before;
+        EXPECT_EQ(utf8(wide.data()), row.after);
+    }
+}
+
+} // namespace
