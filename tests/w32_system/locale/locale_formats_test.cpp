@@ -95,8 +95,8 @@ TEST(TmToVariantTime, RefusesNullAndTimesThatDoNotExist)
     EXPECT_EQ(status(124, 0, 1, 0, 0, -1), QV_ERR_SYSTEM);
     EXPECT_EQ(status(-300, 0, 1, 0, 0, 0), QV_ERR_SYSTEM) << "the year 1600";
     EXPECT_EQ(status(8101, 0, 1, 0, 0, 0), QV_ERR_SYSTEM) << "the year 10001";
-    for (const int far : {INT_MAX, INT_MIN})
-        EXPECT_EQ(status(far, far, far, far, far, far), QV_ERR_SYSTEM);
+    for (const int extreme : {INT_MAX, INT_MIN})
+        EXPECT_EQ(status(extreme, extreme, extreme, extreme, extreme, extreme), QV_ERR_SYSTEM);
     EXPECT_EQ(result, 7) << "as it was";
 }
 
