@@ -462,7 +462,7 @@ extern "C"
     QV_API int QV_TmToVariantTime(const struct tm* pTm, double* pVariantTime);
 
     // The system's pictures of the short date and of the time ("dd.MM.yyyy", "HH:mm:ss"). Either
-    // buffer may be null. Always QV_OK: a buffer that is too small stays as it was.
+    // buffer may be null. Always QV_OK: a buffer that is too small gets the empty text.
     QV_API int QV_GetLocaleShortDateTimeFormat(wchar_t* pDate, unsigned nDate, wchar_t* pTime,
                                                unsigned nTime);
 

@@ -44,7 +44,7 @@ std::string digit(bool one)
 
 // The C library's locales don't say how many decimals people show, whether a zero leads, or where
 // the sign of a plain number goes. They print numbers as the C functions do.
-const Item items[] = {
+constexpr Item items[] = {
     {LOCALE_SDECIMAL, L"sDecimal", 3, no_number, [] { return locale_data()->decimal; }},
     {LOCALE_STHOUSAND, L"sThousand", 3, no_number, [] { return locale_data()->thousand; }},
     {LOCALE_SGROUPING, L"sGrouping", 9, no_number, [] { return locale_data()->grouping; }},

@@ -3,6 +3,7 @@
 //
 // Formats and mask have the parts of the user's short date, in its order and with its separator,
 // but always with two digits for a day and four for a year: they are for typing and reading back.
+#include <climits>
 #include <cstdio>
 #include <cwchar>
 
@@ -84,19 +85,25 @@ void QvWriteForm(wchar_t* text, unsigned size, const wchar_t* form, LCTYPE separ
         text[size - 1] = L'\0';
 }
 
+// A picture that can't be read, or doesn't fit, leaves the empty text.
+void QvReadPicture(LCTYPE item, wchar_t* text, unsigned size)
+{
+    if (size == 0)
+        return;
+    const int room = size < INT_MAX ? static_cast<int>(size) : INT_MAX; // the system counts in int
+    if (!GetLocaleInfoW(LOCALE_USER_DEFAULT, item, text, room))
+        *text = L'\0';
+}
+
 } // namespace
 
 extern "C" int QV_GetLocaleShortDateTimeFormat(wchar_t* pDate, unsigned nDate, wchar_t* pTime,
                                                unsigned nTime)
 {
-    // More than any picture has; the system counts in int.
-    constexpr unsigned most = 0x7FFFFFFF;
     if (pDate)
-        GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SSHORTDATE, pDate,
-                       static_cast<int>(nDate < most ? nDate : most));
+        QvReadPicture(LOCALE_SSHORTDATE, pDate, nDate);
     if (pTime)
-        GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_STIMEFORMAT, pTime,
-                       static_cast<int>(nTime < most ? nTime : most));
+        QvReadPicture(LOCALE_STIMEFORMAT, pTime, nTime);
     return QV_OK;
 }
 

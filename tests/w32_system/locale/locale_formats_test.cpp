@@ -45,6 +45,7 @@ TEST(LocaleFormats, NoBufferIsWrittenBeyondItsSize)
         fill();
         EXPECT_EQ(QV_GetLocaleShortDateTimeFormat(date, size, time, size), QV_OK);
         EXPECT_TRUE(untouched(date) && untouched(time)) << size;
+        EXPECT_TRUE(terminated(date) && terminated(time)) << size;
         fill();
         EXPECT_EQ(QV_GetLocaleDateTimeFormat(date, size, time, size), QV_OK);
         EXPECT_TRUE(untouched(date) && untouched(time)) << size;
