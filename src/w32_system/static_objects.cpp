@@ -1,22 +1,28 @@
 // The static initialisers, in their order.
 //
-// The worker registry, the symbol engine and the timer map hold nothing as yet: their subsystems
-// will. They stand here for the order.
+// The symbol engine and the timer map hold nothing as yet: their subsystems will. They stand here
+// for the order.
 #include <map>
 #include <memory>
-#include <set>
 
 #include "debugging/trace_location.h"
 #include "debugging/trace_lock.h"
+#include "file/async_dispatcher.h"
+#include "file/async_io.h"
 #include "static_objects.h"
 
-struct QvAsyncWorker;
 struct QvTimerRecord;
 
 namespace
 {
 
+// With the registry of the asynchronous workers.
+struct WorkerRegistry : QvAsyncDispatcher
+{
+    WorkerRegistry() : QvAsyncDispatcher(gs_moduleLock, QV_ASYNC_MAX_WORKERS) {}
+};
 struct WorkerRegistryTag;
+
 struct SymbolEngineTag;
 struct DebugFrameworkTag;
 struct TimerMapTag;
@@ -42,7 +48,7 @@ struct TraceLock
 struct TraceLockTag;
 
 [[gnu::init_priority(
-    QV_PRIORITY_WORKER_REGISTRY)]] QvStaticObject<std::set<QvAsyncWorker*>, WorkerRegistryTag>
+    QV_PRIORITY_WORKER_REGISTRY)]] QvStaticObject<WorkerRegistry, WorkerRegistryTag>
     s_workerRegistry;
 [[gnu::init_priority(QV_PRIORITY_SYMBOL_ENGINE)]] QvStaticObject<SymbolEngine, SymbolEngineTag>
     s_symbolEngine;
@@ -58,3 +64,8 @@ struct TraceLockTag;
 } // namespace
 
 CRITICAL_SECTION s_traceLock;
+
+QvAsyncDispatcher& QvTheAsyncDispatcher()
+{
+    return QvStaticObject<WorkerRegistry, WorkerRegistryTag>::Get();
+}
