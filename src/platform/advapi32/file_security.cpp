@@ -75,6 +75,9 @@ FileList list_of(const struct stat& file)
 
 bool has_lists(const char* path)
 {
+    int error = 0;
+    if (api_fault("file lists", error)) // for tests, which have no such file system
+        return false;
     constexpr decltype(statfs::f_type) without[] = {0x4d44, 0x2011bab0}; // FAT, exFAT
     struct statfs found;
     if (sys::statfs(path, &found) != 0)
