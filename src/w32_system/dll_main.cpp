@@ -91,7 +91,7 @@ namespace
 // calls the handlers that the library has registered; but where the process ends and the library
 // was loaded while it ran, the handler comes first. Code that is unmapped can't be returned to: a
 // worker in a callback is waited for as long as it takes. (The end of a process has seen to the
-// workers before, see QvAsyncEndsWithProcess.)
+// workers before, see StopAtExit in async_io.cpp.)
 [[gnu::destructor]] void Leave()
 {
     static constinit bool s_left = false;
@@ -103,11 +103,16 @@ namespace
     QvRunTearDowns();
 }
 
+struct LeaveAtExit
+{
+    ~LeaveAtExit() { Leave(); }
+};
+
 [[gnu::constructor]] void Enter()
 {
     if (LibraryMain(nullptr, DLL_PROCESS_ATTACH, nullptr))
     {
-        std::atexit(Leave);
+        static const LeaveAtExit s_leaveAtExit;
         return;
     }
     // A constructor can't make the loader refuse: end as the loader does with a library that it

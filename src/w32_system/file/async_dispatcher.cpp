@@ -116,8 +116,6 @@ bool QvAsyncDispatcher::Keeps(QvAsyncWorker& worker)
 
 void QvAsyncDispatcher::Leave(QvAsyncWorker* worker)
 {
-    // Requests are left only if the library goes: their files are closed while it still waits.
-    worker->queue.clear();
     pthread_t former{};
     bool hasFormer = false;
     {
@@ -125,6 +123,8 @@ void QvAsyncDispatcher::Leave(QvAsyncWorker* worker)
         if (!guard.Held())
             return; // left behind by Stop; the registry, with this worker in it, may be gone
         m_pWorkers->erase(worker);
+        // Requests are left only if the library goes: their files are closed while it still waits.
+        worker->queue.clear();
         former = std::exchange(m_lastEnded, worker->thread);
         hasFormer = std::exchange(m_bHasLastEnded, true);
     }

@@ -1,7 +1,6 @@
 // Where the file operations meet the workers.
 #include "async_io.h"
 
-#include <cstdlib>
 #include <memory>
 #include <new>
 #include <utility>
@@ -26,16 +25,18 @@ int RefuseInCallback(const wchar_t* message, int line)
 // so static objects of the application that are older than its transfers outlive them, and a
 // callback that never returns keeps nobody for ever. When the library is unloaded instead, the
 // detach, which waits longer, has come before.
-void QvAsyncEndsWithProcess()
+struct StopAtExit
 {
-    if (!QvIsTornDown())
-        QvStopAsyncWorkers(QV_ASYNC_STOP_LIMIT, true);
-}
+    ~StopAtExit()
+    {
+        if (!QvIsTornDown())
+            QvStopAsyncWorkers(QV_ASYNC_STOP_LIMIT, true);
+    }
+};
 
 int Submit(std::unique_ptr<QvAsyncRequest> request)
 {
-    static const int s_registered = std::atexit(QvAsyncEndsWithProcess);
-    static_cast<void>(s_registered);
+    static const StopAtExit s_stopAtExit;
     return QvTheAsyncDispatcher().Submit(std::move(request));
 }
 

@@ -36,7 +36,11 @@ struct Counter
 
 TEST(AsyncConcurrent, AThousandTransfersInFlightAreCancelledWithoutAnotherCallback)
 {
+#if defined(__SANITIZE_THREAD__)
+    constexpr size_t count = 300; // each submission looks at all workers, slowly here
+#else
     constexpr size_t count = 1'000;
+#endif
     constexpr size_t size = size_t{64} << 20; // far more than any of them gets to
     const std::string folder = test::make_folder("thousand");
     {
