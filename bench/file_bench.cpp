@@ -13,6 +13,8 @@
 namespace
 {
 
+using bench::WidePath;
+
 constexpr size_t block = 4096;
 constexpr int64_t blocks = 256; // a file of 1 MiB, read and written over and over
 
@@ -26,25 +28,6 @@ std::string made_file(const char* name)
     close(file);
     return path;
 }
-
-// The Windows form of a native path, for a path without characters beyond ASCII.
-class WidePath
-{
-public:
-    explicit WidePath(const std::string& native)
-    {
-        size_t length = 0;
-        m_text[length++] = L'C';
-        m_text[length++] = L':';
-        for (const char c : native)
-            m_text[length++] = c == '/' ? L'\\' : static_cast<wchar_t>(c);
-        m_text[length] = L'\0';
-    }
-    operator const wchar_t*() const { return m_text; }
-
-private:
-    wchar_t m_text[1024];
-};
 
 char g_buffer[block];
 

@@ -31,6 +31,8 @@ inline constexpr Row rows[] = {
     {"QV_ReadFile, 4 KiB", "file/QV_ReadFile", "file/read", "read(2)", 1.10},
     {"QV_WriteFile, 4 KiB", "file/QV_WriteFile", "file/write", "write(2)", 1.10},
     {"QV_OpenFile with QV_CloseFile", "file/QV_OpenFile", "file/open", "open(2), close(2)", 3.0},
+    {"QV_CopyFile, 64 MiB, with a callback", "file/async copy", "file/copy",
+     "read(2), write(2) of 4 KiB", 1.25},
     {"CThreadPool, call to a waiting thread", "pool/hand-over", "pool/ping-pong",
      "condition and semaphore ping-pong", 1.0},
     {"CThreadPool, call to an empty pool", "pool/empty", "pool/pthread_create",
@@ -47,5 +49,24 @@ std::string folder();
 // --child NAME.
 int capture_child();
 int pingpong_child(const char* shared);
+
+// The Windows form of a native path, for a path without characters beyond ASCII.
+class WidePath
+{
+public:
+    explicit WidePath(const std::string& native)
+    {
+        size_t length = 0;
+        m_text[length++] = L'C';
+        m_text[length++] = L':';
+        for (const char c : native)
+            m_text[length++] = c == '/' ? L'\\' : static_cast<wchar_t>(c);
+        m_text[length] = L'\0';
+    }
+    operator const wchar_t*() const { return m_text; }
+
+private:
+    wchar_t m_text[1024];
+};
 
 } // namespace bench

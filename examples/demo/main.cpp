@@ -1,4 +1,5 @@
-// plinth-demo FILE [THREADS]: counts what is in a file, on several threads, tracing as it goes.
+// plinth-demo FILE [THREADS]: counts what is in a file, on several threads, tracing as it goes,
+// and copies it while it shows how far it is.
 //
 // The records go to the log and, live, to whoever listens: plinth-trace watch. The summary goes to
 // standard output; its last line names the log file.
@@ -15,6 +16,7 @@
 #include <plinth_platform.h>
 #endif
 
+#include "copy.h"
 #include "workers.h"
 
 namespace
@@ -86,6 +88,11 @@ int main(int argc, char** argv)
     DiagOutputExW_hlp(__FILE__, __LINE__);
     DiagOutputExW(L"|wndid:0| all done, CRC %08X, %.2f ms; |wnddt| ms since this window's last",
                   result.statistics.crc32(), spent);
+    if (const int status = demo::copy_with_progress(path.data()); status != QV_OK)
+    {
+        std::fprintf(stderr, "plinth-demo: %s can't be copied, status %d\n", argv[1], status);
+        return 1;
+    }
     print_summary(argv[1], result, threads, spent);
     return 0;
 }

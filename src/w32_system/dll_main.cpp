@@ -5,8 +5,11 @@
 // way out is one function that runs once, at exit or when the library is closed. It is registered
 // after the objects are built, so the destructors of the application, which registers later, run
 // first and may still trace.
+//
+// The workers of asynchronous transfers end before anything that they use goes.
 #include <windows.h>
 
+#include "file/async_io.h"
 #include "frame.h"
 #include "timer/timebase.h"
 #include "timer/timer_routes.h"
@@ -16,14 +19,23 @@ pthread_mutexCS_t gs_moduleLock;
 namespace
 {
 
-// The file module's load hook. False refuses the load.
-bool FileModuleMain(DWORD reason)
+// How the detach waits for the workers: the arguments of QvStopAsyncWorkers.
+struct WorkerWait
+{
+    double milliseconds;
+    bool joins;
+};
+
+// The file module's load hook. False refuses the load. wait: null if no other thread runs any more.
+bool FileModuleMain(DWORD reason, const WorkerWait* wait)
 {
     switch (reason)
     {
     case DLL_PROCESS_ATTACH:
         return pthread_mutexCS_init(&gs_moduleLock, nullptr) == 0;
     case DLL_PROCESS_DETACH:
+        if (wait)
+            QvStopAsyncWorkers(wait->milliseconds, wait->joins);
         pthread_mutexCS_destroy(&gs_moduleLock);
         return true;
     default:
@@ -31,10 +43,10 @@ bool FileModuleMain(DWORD reason)
     }
 }
 
-bool LibraryMain(HMODULE module, DWORD reason)
+bool LibraryMain(HMODULE module, DWORD reason, const WorkerWait* wait)
 {
     DisableThreadLibraryCalls(module);
-    const bool good = FileModuleMain(reason);
+    const bool good = FileModuleMain(reason, wait);
     if (reason == DLL_PROCESS_ATTACH)
     {
         // rdtsc_initialize opens the log and traces before the time base has started: the first
@@ -56,9 +68,13 @@ bool LibraryMain(HMODULE module, DWORD reason)
 
 #if defined(_WIN32)
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID)
+extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID processEnds)
 {
-    const BOOL good = LibraryMain(module, reason);
+    // A process that ends has ended its other threads before. A thread ends only after this has
+    // returned, which holds a lock that it needs: workers are waited for to their last steps here,
+    // not joined.
+    constexpr WorkerWait unload = {QV_ASYNC_STOP_LIMIT, false};
+    const BOOL good = LibraryMain(module, reason, processEnds ? nullptr : &unload);
     if (reason == DLL_PROCESS_DETACH)
         QvRunTearDowns();
     return good;
@@ -72,27 +88,37 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID)
 namespace
 {
 
-void Leave()
+// Once, by whichever of its two callers comes first. The loader calls it as a destructor before it
+// calls the handlers that the library has registered; but where the process ends and the library
+// was loaded while it ran, the handler comes first. Code that is unmapped can't be returned to: a
+// worker in a callback is waited for as long as it takes. (The end of a process has seen to the
+// workers before, see StopAtExit in async_io.cpp.)
+[[gnu::destructor]] void Leave()
 {
-    LibraryMain(nullptr, DLL_PROCESS_DETACH);
+    static constinit bool s_left = false;
+    if (s_left)
+        return;
+    s_left = true;
+    constexpr WorkerWait unload = {-1, true};
+    LibraryMain(nullptr, DLL_PROCESS_DETACH, &unload);
     QvRunTearDowns();
     QvJoinEndedTimerThread();
 }
 
-struct Departure
+struct LeaveAtExit
 {
-    Departure() = default;
-    Departure(const Departure&) = delete;
-    Departure& operator=(const Departure&) = delete;
-    ~Departure() { Leave(); }
+    LeaveAtExit() = default;
+    LeaveAtExit(const LeaveAtExit&) = delete;
+    LeaveAtExit& operator=(const LeaveAtExit&) = delete;
+    ~LeaveAtExit() { Leave(); }
 };
 
 [[gnu::constructor]] void Enter()
 {
-    if (LibraryMain(nullptr, DLL_PROCESS_ATTACH))
+    if (LibraryMain(nullptr, DLL_PROCESS_ATTACH, nullptr))
     {
         // Destroyed at the exit, or at the dlclose that unloads this shared object.
-        static const Departure departure;
+        static const LeaveAtExit s_leaveAtExit;
         return;
     }
     // A constructor can't make the loader refuse: end as the loader does with a library that it

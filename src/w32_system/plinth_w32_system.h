@@ -490,13 +490,28 @@ typedef HANDLE QvFile;
 // A running directory search: the system's search handle.
 typedef HANDLE QvFindHandle;
 
+// The callbacks of asynchronous transfers. Such a transfer moves 4,096 bytes at a time and calls
+// back after each block:
+//
+// - QV_ERR_INPROGRESS: a block is done, another callback will come, unless QV_CancelAsyncIO comes
+//   first. Any other status is the last callback, but for the two failures of a copy that
+//   QV_CopyFile names.
+// - QV_OK: the transfer has ended. For a read or copy that may be before the size that was asked
+//   for or last seen: at the end of the file.
+// - a failure: that of the block; what was moved before it stays moved.
+//
+// A callback runs on a thread of the library, which does nothing else meanwhile. It has to be
+// short, must not throw (the process ends then), and must neither start or cancel an asynchronous
+// transfer nor wait for a thread that does: from within a callback these give QV_ERR_SYSTEM. One
+// transfer's callbacks come one after the other, those of several transfers at the same time.
+
 // Completion of an asynchronous read or write: status, bytes moved so far, the caller's context.
 typedef void (*QvIoCompletion)(int status, uint64_t done, void* context);
 
 // Completion of an asynchronous copy: status, the source's size, bytes copied so far, context.
 typedef void (*QvCopyCompletion)(int status, uint64_t size, uint64_t copied, void* context);
 
-// Makes a transfer asynchronous. Read during the call and not kept.
+// Makes a transfer asynchronous. Read during the call and not kept. completion may be null.
 struct QvAsyncIo
 {
     uint64_t offset; // position in the file of the first byte
@@ -544,8 +559,17 @@ extern "C"
     // users. *done, if given, gets the bytes moved, also on failure. Fewer bytes than asked for
     // without a failure is success: reading at the end gives QV_OK and a smaller *done.
     // QV_ERR_READFILE; QV_ERR_WRITEFILE, or QV_ERR_DISKFULL for a full disk.
-    // async: null. A non-null value asks for the asynchronous path, which this version does not
-    // have yet: the call then gives QV_ERR_SYSTEM and moves nothing.
+    //
+    // With async (null: none) the call only queues the transfer, leaves *done alone, and gives
+    // QV_OK, or QV_ERR_SYSTEM if there is no thread or memory for it; it never calls back then. The
+    // outcome goes to the callback: the statuses above and QV_ERR_SEEKFILE. A read that reaches
+    // past the end of the file finishes with QV_OK and the bytes it got; one of 0 bytes calls back
+    // once. The buffer stays valid and the file open until the last callback or QV_CancelAsyncIO. A
+    // transfer sets the handle's position: one at a time on a handle.
+    //
+    // When the library goes, at exit or unloaded, transfers end after the block under way, without
+    // a last callback. An exit waits up to 3,000 ms for a callback under way, unloading as long as
+    // it takes (on Windows it is for the program to have no transfer or callback under way then).
     QV_API int QV_ReadFile(QvFile file, void* buffer, uint64_t size, uint64_t* done,
                            const QvAsyncIo* async);
     QV_API int QV_WriteFile(QvFile file, const void* buffer, uint64_t size, uint64_t* done,
@@ -578,6 +602,11 @@ extern "C"
     QV_API int QV_GetFileTimes(QvFile file, struct tm* creation, struct tm* access,
                                struct tm* write);
 
+    // Takes the asynchronous reads and writes on the file out, without a callback, after waiting
+    // for a block under way: no callback comes for them afterwards. Copies go on. Also for a file
+    // without any: callbacks that had begun before this call have returned after it. QV_OK.
+    QV_API int QV_CancelAsyncIO(QvFile file);
+
     // The size in bytes; *size, which may be null, is 0 on failure. QV_ERR_FILESIZE.
     QV_API int QV_GetFileSize(QvFile file, uint64_t* size);
 
@@ -591,8 +620,19 @@ extern "C"
     // ------------------------------------------------------------------------ file operations --
 
     // Copies a file. failIfExists not 0 forbids overwriting. QV_ERR_FILEEXISTS, QV_ERR_ACCESS,
-    // QV_ERR_COPYFILE. proceed and completion: null. Anything else asks for the asynchronous path,
-    // which this version does not have yet: the call then gives QV_ERR_SYSTEM and copies nothing.
+    // QV_ERR_COPYFILE.
+    //
+    // With proceed or completion the call opens both files, shared, queues the copy and gives
+    // QV_OK, or QV_ERR_OPENFILE (also for a target that exists and may not be overwritten), or
+    // QV_ERR_SYSTEM without a thread or memory; it never calls back then. Only bytes are copied,
+    // and the target stays as far as it was written, whatever ends the copy.
+    //
+    // proceed: null, or a word of the caller's, aligned, valid until the last callback; 0 in it
+    // ends the copy with QV_ERR_CANCELLED behind the next full block. The outcome goes to the
+    // callback: QV_ERR_WRITEFILE or QV_ERR_DISKFULL as the last; QV_ERR_FILESIZE (size 0) and
+    // QV_ERR_READFILE are followed by others, as the copy goes on with what it can read and ends
+    // with QV_OK where it can read nothing. The files are closed right after the last callback:
+    // QV_CancelAsyncIO, on any file, waits for that.
     QV_API int QV_CopyFile(const wchar_t* source, const wchar_t* target, int failIfExists,
                            const volatile uint32_t* proceed, QvCopyCompletion completion,
                            void* context);
@@ -626,6 +666,15 @@ extern "C"
     QV_API int QV_FindFileFirst(const wchar_t* pattern, QvFindHandle* handle, QvFindData* data);
     QV_API int QV_FindFileNext(QvFindHandle handle, QvFindData* data);
     QV_API int QV_FindFileClose(QvFindHandle handle); // QV_ERR_FINDCLOSE
+
+    // ------------------------------------------------------------------------- access rights --
+
+    // Stand in the interface and change nothing. Get is always QV_ERR_BADARG, its arguments are not
+    // read. Set tells whether the user's account and the file's access list can be reached at all:
+    // QV_ERR_BADARG if they can, QV_ERR_ACCESSRIGHTS if not, as for a missing file or one without a
+    // list, QV_ERR_NOSYMBOL if the system lacks a function for it.
+    QV_API int QV_GetAccessRights(const wchar_t* path, unsigned int* rights);
+    QV_API int QV_SetAccessRights(const wchar_t* path, unsigned int rights);
 
     // ---------------------------------------------------------------------------- directories --
 

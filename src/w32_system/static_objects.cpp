@@ -1,21 +1,24 @@
 // The static initialisers, in their order.
-//
-// The worker registry holds nothing as yet: its subsystem will. It stands here for the order.
 #include <memory>
-#include <set>
 
 #include "debugging/symbol_engine.h"
 #include "debugging/trace_location.h"
 #include "debugging/trace_lock.h"
+#include "file/async_dispatcher.h"
+#include "file/async_io.h"
 #include "static_objects.h"
 #include "timer/timer_table.h"
-
-struct QvAsyncWorker;
 
 namespace
 {
 
+// With the registry of the asynchronous workers.
+struct WorkerRegistry : QvAsyncDispatcher
+{
+    WorkerRegistry() : QvAsyncDispatcher(gs_moduleLock, QV_ASYNC_MAX_WORKERS) {}
+};
 struct WorkerRegistryTag;
+
 struct SymbolEngineTag;
 struct DebugFrameworkTag;
 struct TimerMapTag;
@@ -36,7 +39,7 @@ struct TraceLock
 struct TraceLockTag;
 
 [[gnu::init_priority(
-    QV_PRIORITY_WORKER_REGISTRY)]] QvStaticObject<std::set<QvAsyncWorker*>, WorkerRegistryTag>
+    QV_PRIORITY_WORKER_REGISTRY)]] QvStaticObject<WorkerRegistry, WorkerRegistryTag>
     s_workerRegistry;
 [[gnu::init_priority(QV_PRIORITY_SYMBOL_ENGINE)]] QvStaticObject<CSymbolEngine, SymbolEngineTag>
     s_symbolEngine;
@@ -55,4 +58,9 @@ CRITICAL_SECTION s_traceLock;
 CSymbolEngine& QvSymbolEngine()
 {
     return s_symbolEngine.Get();
+}
+
+QvAsyncDispatcher& QvTheAsyncDispatcher()
+{
+    return QvStaticObject<WorkerRegistry, WorkerRegistryTag>::Get();
 }

@@ -1,5 +1,6 @@
 """plinth-demo, run as its users run it: under the launcher, in a machine of its own (PLINTH_ROOT)."""
 import os
+import pty
 import random
 import subprocess
 import unittest
@@ -59,6 +60,38 @@ class Demo(unittest.TestCase):
                                      r"-?\d+\.\d\d ms since its last$")
         self.assertTrue(any("plinth-demo begins at" in record for record in records))
         self.assertTrue(any("all done, CRC" in record for record in records))
+
+    def test_the_copy_shows_how_far_it_is_and_is_removed(self):
+        self.write(b"x" * 3_000_001)
+        folder = os.path.join(ROOT, "tmp")
+        os.makedirs(folder)
+        result = subprocess.run([DEMO, self.path], capture_output=True, text=True, timeout=60,
+                                stdin=subprocess.DEVNULL, env={**os.environ, "TMPDIR": folder})
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertRegex(result.stderr.splitlines()[-1],
+                         r"^copied 3000001 of 3000001 bytes, \d+\.\d MiB/s, \d+\.\d\d s$")
+        self.assertNotIn("\r", result.stderr)
+        self.assertEqual(os.listdir(folder), [])
+
+    def test_on_a_terminal_the_progress_is_one_line_written_over(self):
+        self.write(b"x" * 3_000_001)
+        ours, theirs = pty.openpty()
+        result = subprocess.run([DEMO, self.path], stdout=subprocess.PIPE, stderr=theirs,
+                                timeout=60, stdin=subprocess.DEVNULL)
+        os.close(theirs)
+        shown = os.read(ours, 65536).decode()
+        os.close(ours)
+        self.assertEqual(result.returncode, 0)
+        self.assertTrue(shown.startswith("\rcopied "), shown)
+        self.assertEqual(shown.count("\n"), 1, shown)
+
+    def test_a_copy_that_finds_no_room_is_an_error(self):
+        self.write(b"x")
+        result = subprocess.run([DEMO, self.path], capture_output=True, text=True, timeout=60,
+                                stdin=subprocess.DEVNULL,
+                                env={**os.environ, "TMPDIR": os.path.join(ROOT, "missing")})
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("can't be copied", result.stderr)
 
     def test_a_file_that_is_not_there_is_an_error(self):
         result = demo(self.path)

@@ -6,7 +6,12 @@ const platform::SystemModule& platform::advapi32_module()
 {
     static const NamedFunction functions[] = {
         by_name("DeregisterEventSource", DeregisterEventSource),
+        by_name("GetAclInformation", GetAclInformation),
+        by_name("GetFileSecurityW", GetFileSecurityW),
+        by_name("GetLengthSid", GetLengthSid),
+        by_name("GetSecurityDescriptorDacl", GetSecurityDescriptorDacl),
         by_name("GetUserNameW", GetUserNameW),
+        by_name("InitializeAcl", InitializeAcl),
         by_name("InitializeSecurityDescriptor", InitializeSecurityDescriptor),
         by_name("LookupAccountNameW", LookupAccountNameW),
         by_name("RegisterEventSourceW", RegisterEventSourceW),

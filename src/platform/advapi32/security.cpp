@@ -1,4 +1,4 @@
-// Accounts, access lists and security descriptors, as far as an owner-only file needs them.
+// Accounts and security descriptors.
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -10,6 +10,7 @@
 
 #include <aclapi.h>
 
+#include "access_list.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "system/text.h"
@@ -18,37 +19,6 @@ using namespace platform;
 
 namespace
 {
-
-// Revision, count of sub-authorities, authority (48 bits, big-endian), sub-authorities.
-struct Sid
-{
-    BYTE revision;
-    BYTE count;
-    BYTE authority[6];
-    DWORD parts[3];
-};
-static_assert(sizeof(Sid) == 20);
-
-// The authority for accounts of this kind of system, a part for users, and the user's number.
-Sid sid_of(uid_t user)
-{
-    return {1, 3, {0, 0, 0, 0, 0, 22}, {1, 0, static_cast<DWORD>(user)}};
-}
-
-struct AccessAllowedEntry
-{
-    BYTE type;
-    BYTE flags;
-    WORD size;
-    DWORD mask;
-    // the identifier follows
-};
-
-size_t sid_size(const void* sid)
-{
-    const BYTE* const bytes = static_cast<const BYTE*>(sid);
-    return bytes[0] == 1 && bytes[1] <= 15 ? 8 + size_t{bytes[1]} * 4 : 0;
-}
 
 std::string user_name()
 {
@@ -103,7 +73,7 @@ extern "C" BOOL LookupAccountNameW(LPCWSTR, LPCWSTR account, PSID sid, LPDWORD s
         return fail_with(ERROR_NONE_MAPPED);
     char host[256] = "";
     gethostname(host, sizeof host - 1);
-    const Sid found = sid_of(number);
+    const Sid found = user_sid(number);
     const DWORD domainNeeded = copy_to_caller(host, nullptr, 0);
     if (!sid || *sidSize < sizeof found || (domainNeeded > *domainSize) || !domain)
     {
@@ -146,6 +116,31 @@ extern "C" BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL 
     return TRUE;
 }
 
+// A descriptor holds pointers, or behind itself what it speaks of.
+extern "C" BOOL GetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, LPBOOL present,
+                                          PACL* list, LPBOOL defaulted)
+{
+    int error = 0;
+    if (api_fault("GetSecurityDescriptorDacl", error))
+        return fail_with(static_cast<DWORD>(error));
+    if (!descriptor || !present || !list || !defaulted)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    const auto* const relative = static_cast<const SECURITY_DESCRIPTOR_RELATIVE*>(descriptor);
+    if (relative->Revision != SECURITY_DESCRIPTOR_REVISION)
+        return fail_with(ERROR_UNKNOWN_REVISION);
+    *present = (relative->Control & SE_DACL_PRESENT) != 0;
+    if (!*present)
+        return TRUE;
+    *defaulted = (relative->Control & SE_DACL_DEFAULTED) != 0;
+    if (!(relative->Control & SE_SELF_RELATIVE))
+        *list = static_cast<SECURITY_DESCRIPTOR*>(descriptor)->Dacl;
+    else
+        *list = relative->Dacl
+                    ? reinterpret_cast<ACL*>(static_cast<BYTE*>(descriptor) + relative->Dacl)
+                    : nullptr;
+    return TRUE;
+}
+
 extern "C" DWORD SetEntriesInAclW(ULONG count, PEXPLICIT_ACCESS_W entries, PACL, PACL* result)
 {
     int error = 0;
@@ -160,24 +155,24 @@ extern "C" DWORD SetEntriesInAclW(ULONG count, PEXPLICIT_ACCESS_W entries, PACL,
         if (trustee.TrusteeForm != TRUSTEE_IS_SID || !trustee.ptstrName ||
             sid_size(trustee.ptstrName) == 0)
             return ERROR_INVALID_PARAMETER;
-        size += sizeof(AccessAllowedEntry) + sid_size(trustee.ptstrName);
+        size += sizeof(AccessEntry) + sid_size(trustee.ptstrName);
     }
     if (size > UINT16_MAX)
         return ERROR_INVALID_PARAMETER;
     auto* const list = static_cast<ACL*>(LocalAlloc(LMEM_ZEROINIT, size));
     if (!list)
         return ERROR_NOT_ENOUGH_MEMORY;
-    list->AclRevision = 2;
+    list->AclRevision = ACL_REVISION;
     list->AclSize = static_cast<WORD>(size);
     list->AceCount = static_cast<WORD>(count);
     BYTE* at = reinterpret_cast<BYTE*>(list + 1);
     for (ULONG i = 0; i < count; ++i)
     {
         const void* const sid = entries[i].Trustee.ptstrName;
-        const size_t length = sid_size(sid);
-        const AccessAllowedEntry entry = {0, static_cast<BYTE>(entries[i].grfInheritance),
-                                          static_cast<WORD>(sizeof entry + length),
-                                          entries[i].grfAccessPermissions};
+        const DWORD length = sid_size(sid);
+        const AccessEntry entry = {0, static_cast<BYTE>(entries[i].grfInheritance),
+                                   static_cast<WORD>(sizeof entry + length),
+                                   entries[i].grfAccessPermissions};
         std::memcpy(at, &entry, sizeof entry);
         std::memcpy(at + sizeof entry, sid, length);
         at += sizeof entry + length;

@@ -50,6 +50,10 @@ typedef union ULARGE_INTEGER
 #define FILE_APPEND_DATA 0x0004u
 #define FILE_READ_ATTRIBUTES 0x0080u
 #define FILE_WRITE_ATTRIBUTES 0x0100u
+#define STANDARD_RIGHTS_READ READ_CONTROL
+#define FILE_GENERIC_READ 0x00120089u
+#define FILE_GENERIC_WRITE 0x00120116u
+#define FILE_GENERIC_EXECUTE 0x001200A0u
 
 #define FILE_SHARE_READ 0x00000001u
 #define FILE_SHARE_WRITE 0x00000002u
@@ -109,6 +113,23 @@ typedef struct ACL
     WORD Sbz2;
 } ACL, *PACL;
 
+#define ACL_REVISION 2u
+#define MIN_ACL_REVISION 2u
+#define MAX_ACL_REVISION 4u
+
+typedef enum ACL_INFORMATION_CLASS
+{
+    AclRevisionInformation = 1,
+    AclSizeInformation
+} ACL_INFORMATION_CLASS;
+
+typedef struct ACL_SIZE_INFORMATION
+{
+    DWORD AceCount;
+    DWORD AclBytesInUse;
+    DWORD AclBytesFree;
+} ACL_SIZE_INFORMATION;
+
 typedef struct SECURITY_DESCRIPTOR
 {
     BYTE Revision;
@@ -120,10 +141,26 @@ typedef struct SECURITY_DESCRIPTOR
     PACL Dacl;
 } SECURITY_DESCRIPTOR;
 
+// The same with offsets from its start in place of pointers, 0 for none: SE_SELF_RELATIVE.
+typedef struct SECURITY_DESCRIPTOR_RELATIVE
+{
+    BYTE Revision;
+    BYTE Sbz1;
+    WORD Control;
+    DWORD Owner;
+    DWORD Group;
+    DWORD Sacl;
+    DWORD Dacl;
+} SECURITY_DESCRIPTOR_RELATIVE;
+
+typedef DWORD SECURITY_INFORMATION;
+#define DACL_SECURITY_INFORMATION 0x00000004u
+
 #define SECURITY_DESCRIPTOR_REVISION 1u
 #define SECURITY_DESCRIPTOR_MIN_LENGTH 40u
 #define SE_DACL_PRESENT 0x0004u
 #define SE_DACL_DEFAULTED 0x0008u
+#define SE_SELF_RELATIVE 0x8000u
 
 typedef enum SID_NAME_USE
 {
@@ -260,6 +297,8 @@ static_assert(sizeof(LARGE_INTEGER) == 8 && sizeof(OSVERSIONINFOW) == 276);
 static_assert(sizeof(CONTEXT) == 1232 && offsetof(CONTEXT, Rip) == 248);
 static_assert(sizeof(MEMORY_BASIC_INFORMATION) == 48);
 static_assert(sizeof(CRITICAL_SECTION) == 40 && sizeof(SECURITY_DESCRIPTOR) == 40);
+static_assert(sizeof(SECURITY_DESCRIPTOR_RELATIVE) == 20);
+static_assert(sizeof(ACL) == 8 && sizeof(ACL_SIZE_INFORMATION) == 12);
 #endif
 
 #endif

@@ -29,6 +29,16 @@ extern "C"
     PLINTH_PLATFORM_API BOOL WINAPI LookupAccountNameW(LPCWSTR system, LPCWSTR account, PSID sid,
                                                        LPDWORD sidSize, LPWSTR domain,
                                                        LPDWORD domainSize, PSID_NAME_USE use);
+    PLINTH_PLATFORM_API BOOL WINAPI GetFileSecurityW(LPCWSTR path, SECURITY_INFORMATION wanted,
+                                                     PSECURITY_DESCRIPTOR descriptor, DWORD size,
+                                                     LPDWORD needed);
+    PLINTH_PLATFORM_API BOOL WINAPI GetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor,
+                                                              LPBOOL present, PACL* list,
+                                                              LPBOOL defaulted);
+    PLINTH_PLATFORM_API BOOL WINAPI InitializeAcl(PACL list, DWORD size, DWORD revision);
+    PLINTH_PLATFORM_API BOOL WINAPI GetAclInformation(PACL list, LPVOID info, DWORD size,
+                                                      ACL_INFORMATION_CLASS kind);
+    PLINTH_PLATFORM_API DWORD WINAPI GetLengthSid(PSID sid);
     PLINTH_PLATFORM_API BOOL WINAPI InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor,
                                                                  DWORD revision);
     PLINTH_PLATFORM_API BOOL WINAPI SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor,

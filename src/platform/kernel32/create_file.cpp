@@ -166,8 +166,11 @@ extern "C" HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share,
         fail_with(error);
         return INVALID_HANDLE_VALUE;
     }
-    const HANDLE handle = insert_handle(
-        new (std::nothrow) FileObject(fd, wish.reads, wish.writes, S_ISREG(found.st_mode)));
+    auto* const object =
+        new (std::nothrow) FileObject(fd, wish.reads, wish.writes, S_ISREG(found.st_mode));
+    if (!object)
+        sys::close(fd); // from here on the object's business
+    const HANDLE handle = insert_handle(object);
     if (!handle)
         return INVALID_HANDLE_VALUE;
     const bool opened_old =

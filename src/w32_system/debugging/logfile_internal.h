@@ -11,6 +11,7 @@
 #include <windows.h>
 
 #include "frame.h"
+#include "mutex_guard.h"
 
 inline constexpr const char* qv_logfile_source = "src\\w32_system\\debugging\\logfile";
 
@@ -25,25 +26,10 @@ inline constexpr const wchar_t* qv_value_per_session = L"LogPerSession_4";
 
 // Holds m_classLock. Without a lock to be had (it could not be made) the log works all the same;
 // after the library's detach it doesn't.
-class QvLogLock
+class QvLogLock : QvMutexGuard
 {
 public:
-    QvLogLock()
-        : m_lock(std::atomic_ref(CQvLogFile::m_classLock).load(std::memory_order_acquire)),
-          m_locked(pthread_mutexCS_lock(&m_lock) == 0)
-    {
-    }
-    QvLogLock(const QvLogLock&) = delete;
-    QvLogLock& operator=(const QvLogLock&) = delete;
-    ~QvLogLock()
-    {
-        if (m_locked)
-            pthread_mutexCS_unlock(&m_lock);
-    }
-
-private:
-    pthread_mutexCS_t m_lock; // as it was when it was taken: the library may end meanwhile
-    const bool m_locked;
+    QvLogLock() : QvMutexGuard(CQvLogFile::m_classLock) {}
 };
 
 // The exported words are read and written without a lock.

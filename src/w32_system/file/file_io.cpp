@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "argument_check.h"
+#include "async_io.h"
 #include "file_internal.h"
 
 namespace
@@ -36,7 +37,7 @@ extern "C" int QV_ReadFile(QvFile file, void* buffer, uint64_t size, uint64_t* d
                            const QvAsyncIo* async)
 {
     if (async)
-        return QV_ERR_SYSTEM; // no worker can be started
+        return QvTransferAsync(QV_ASYNC_READ, file, buffer, size, *async);
     if (done)
         *done = 0;
     uint64_t moved = 0;
@@ -59,8 +60,8 @@ extern "C" int QV_ReadFile(QvFile file, void* buffer, uint64_t size, uint64_t* d
 extern "C" int QV_WriteFile(QvFile file, const void* buffer, uint64_t size, uint64_t* done,
                             const QvAsyncIo* async)
 {
-    if (async)
-        return QV_ERR_SYSTEM; // no worker can be started
+    if (async) // a write only reads its buffer
+        return QvTransferAsync(QV_ASYNC_WRITE, file, const_cast<void*>(buffer), size, *async);
     if (done)
         *done = 0;
     uint64_t moved = 0;

@@ -1,6 +1,7 @@
 // Operations on files by name.
 #include <windows.h>
 
+#include "async_io.h"
 #include "file_internal.h"
 
 extern "C" int QV_AccessFile(const wchar_t* path, int mode)
@@ -18,10 +19,11 @@ extern "C" int QV_AccessFile(const wchar_t* path, int mode)
 }
 
 extern "C" int QV_CopyFile(const wchar_t* source, const wchar_t* target, int failIfExists,
-                           const volatile uint32_t* proceed, QvCopyCompletion completion, void*)
+                           const volatile uint32_t* proceed, QvCopyCompletion completion,
+                           void* context)
 {
     if (proceed || completion)
-        return QV_ERR_SYSTEM; // no worker can be started
+        return QvCopyAsync(source, target, failIfExists != 0, proceed, completion, context);
     if (CopyFileW(source, target, failIfExists))
         return QV_OK;
     switch (GetLastError())

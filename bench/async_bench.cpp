@@ -1,0 +1,114 @@
+// A copy of 64 MiB with a callback, beside a loop of read(2) and write(2) over the same file.
+//
+// Each iteration makes its target anew, which neither side is timed for: a file that is written
+// over and one that grows cost the kernel different things.
+#include <chrono>
+#include <semaphore>
+#include <stdexcept>
+#include <string>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <benchmark/benchmark.h>
+
+#include <plinth_w32_system.h>
+
+#include "rows.h"
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+constexpr size_t block = 4096;
+constexpr size_t blocks = (size_t{64} << 20) / block;
+
+std::string path_of(const char* name)
+{
+    return bench::folder() + "/" + name;
+}
+
+const std::string& source()
+{
+    static const std::string made = []
+    {
+        const std::string path = path_of("copy-source");
+        const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        const std::string bytes(block, 'x');
+        for (size_t i = 0; i < blocks; ++i)
+            if (write(file, bytes.data(), block) != static_cast<ssize_t>(block))
+                throw std::runtime_error("could not write " + path);
+        close(file);
+        return path;
+    }();
+    return made;
+}
+
+// Times the copies themselves.
+template <class Copy> void copies(benchmark::State& state, const char* name, Copy copy)
+{
+    const std::string target = path_of(name);
+    for (auto _ : state)
+    {
+        unlink(target.c_str());
+        const auto start = Clock::now();
+        if (!copy(source(), target))
+            state.SkipWithError("the copy failed");
+        state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+    }
+    unlink(target.c_str());
+}
+
+struct Progress
+{
+    uint64_t copied = 0;
+    int status = QV_ERR_INPROGRESS;
+    std::binary_semaphore ended{0};
+};
+
+void on_copy(int status, uint64_t, uint64_t copied, void* context)
+{
+    auto& progress = *static_cast<Progress*>(context);
+    progress.copied = copied;
+    if (status == QV_ERR_INPROGRESS)
+        return;
+    progress.status = status;
+    progress.ended.release();
+}
+
+void qv_copy(benchmark::State& state)
+{
+    copies(state, "copy-target",
+           [](const std::string& from, const std::string& to)
+           {
+               Progress progress;
+               if (QV_CopyFile(bench::WidePath(from), bench::WidePath(to), 0, nullptr, on_copy,
+                               &progress) != QV_OK)
+                   return false;
+               progress.ended.acquire();
+               return progress.status == QV_OK && progress.copied == blocks * block;
+           });
+}
+BENCHMARK(qv_copy)->Name("file/async copy")->UseManualTime();
+
+void bare_copy(benchmark::State& state)
+{
+    copies(state, "copy-peer",
+           [](const std::string& from, const std::string& to)
+           {
+               const int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
+               const int out = open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+               char buffer[block];
+               ssize_t count = 0;
+               size_t copied = 0;
+               while ((count = read(in, buffer, block)) > 0 && write(out, buffer, block) == count)
+                   copied += static_cast<size_t>(count);
+               close(in);
+               close(out);
+               return copied == blocks * block;
+           });
+}
+BENCHMARK(bare_copy)->Name("file/copy")->UseManualTime();
+
+} // namespace

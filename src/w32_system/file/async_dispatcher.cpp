@@ -1,0 +1,164 @@
+// Giving requests to workers, starting and ending workers.
+#include "async_dispatcher.h"
+
+#include <utility>
+
+#include "mutex_guard.h"
+
+namespace
+{
+
+constexpr timespec stop_pause = {0, 1'000'000};
+
+} // namespace
+
+QvAsyncDispatcher::QvAsyncDispatcher(pthread_mutexCS_t& lock, uint32_t maxWorkers)
+    : m_lock(lock), m_uMaxWorkers(maxWorkers),
+      m_pWorkers(std::make_unique<std::set<QvAsyncWorker*>>())
+{
+}
+
+QvAsyncDispatcher::~QvAsyncDispatcher()
+{
+    // A worker that was left behind may have the registry in its hands at this moment.
+    if (m_bAbandoned)
+        static_cast<void>(m_pWorkers.release());
+}
+
+int QvAsyncDispatcher::Submit(std::unique_ptr<QvAsyncRequest> request)
+{
+    QvAsyncQueue entry; // the node is made before any lock is taken
+    entry.push_back(std::move(request));
+
+    const QvMutexGuard guard(m_lock);
+    if (!guard.Held() || m_bStopping)
+        return QV_ERR_SYSTEM;
+    QvAsyncWorker* const worker = LeastLoaded();
+    if (!worker)
+        return StartWorker(entry);
+    const QvMutexGuard workerGuard(worker->lock);
+    worker->queue.splice(worker->queue.end(), entry);
+    return QV_OK;
+}
+
+// The worker that is to take one more request: an idle one, or at the limit the one with the
+// shortest queue, the earliest on a tie. Null: a new one is. Under m_lock, so queues get no longer.
+QvAsyncWorker* QvAsyncDispatcher::LeastLoaded() const
+{
+    QvAsyncWorker* least = nullptr;
+    size_t load = 0;
+    for (QvAsyncWorker* const worker : *m_pWorkers)
+    {
+        if (worker->state != QV_ASYNC_RUNNING)
+            continue;
+        const QvMutexGuard guard(worker->lock);
+        if (least && worker->queue.size() >= load)
+            continue;
+        least = worker;
+        load = worker->queue.size();
+        if (load == 0)
+            return least;
+    }
+    const bool full = m_uMaxWorkers != 0 && m_pWorkers->size() >= m_uMaxWorkers;
+    return full ? least : nullptr;
+}
+
+// Under m_lock, which also holds the new worker back from looking at the registry. What fails or
+// throws here is undone: the request goes with the caller's entry.
+int QvAsyncDispatcher::StartWorker(QvAsyncQueue& request)
+{
+    auto worker = std::make_unique<QvAsyncWorker>(*this);
+    if (!worker->lock)
+        return QV_ERR_SYSTEM;
+    const auto place = m_pWorkers->insert(worker.get()).first;
+    worker->queue.splice(worker->queue.end(), request);
+    pthread_t thread;
+    if (pthread_create(&thread, nullptr, QvAsyncWorker::Procedure, worker.get()) != 0)
+    {
+        m_pWorkers->erase(place);
+        return QV_ERR_SYSTEM;
+    }
+    worker.release()->thread = thread; // the thread owns it from here on
+    return QV_OK;
+}
+
+void QvAsyncDispatcher::Cancel(QvFile file)
+{
+    const QvMutexGuard guard(m_lock);
+    if (!guard.Held())
+        return;
+    for (QvAsyncWorker* const worker : *m_pWorkers)
+    {
+        const QvMutexGuard workerGuard(worker->lock);
+        worker->queue.remove_if(
+            [file](const std::unique_ptr<QvAsyncRequest>& request)
+            { return request->kind != QV_ASYNC_COPY && request->file == file; });
+    }
+}
+
+// Every pass of a worker comes through the module lock, a busy one's too. That is what lets a
+// cancellation in: it holds the module lock while it waits for the worker's, which the worker would
+// otherwise have taken again before the other thread woke up.
+bool QvAsyncDispatcher::Keeps(QvAsyncWorker& worker)
+{
+    const QvMutexGuard guard(m_lock);
+    if (!guard.Held())
+        return false;
+    const QvMutexGuard workerGuard(worker.lock);
+    if (m_bStopping)
+        worker.state = QV_ASYNC_STOPPED;
+    else if (!worker.queue.empty())
+        worker.idleChecks = 0;
+    else if (++worker.idleChecks > QV_ASYNC_IDLE_LIMIT)
+        worker.state = QV_ASYNC_IDLE;
+    return worker.state == QV_ASYNC_RUNNING;
+}
+
+void QvAsyncDispatcher::Leave(QvAsyncWorker* worker)
+{
+    pthread_t former{};
+    bool hasFormer = false;
+    {
+        const QvMutexGuard guard(m_lock);
+        if (!guard.Held())
+            return; // left behind by Stop; the registry, with this worker in it, may be gone
+        m_pWorkers->erase(worker);
+        // Requests are left only if the library goes: their files are closed while it still waits.
+        worker->queue.clear();
+        former = std::exchange(m_lastEnded, worker->thread);
+        hasFormer = std::exchange(m_bHasLastEnded, true);
+    }
+    delete worker;
+    if (hasFormer)
+        pthread_join(former, nullptr);
+}
+
+// Whether no worker is left but, perhaps, the one whose callback ends the process. Doesn't wait:
+// the lock may be held by somebody who waits for a callback.
+bool QvAsyncDispatcher::AllGone()
+{
+    if (pthread_mutexCS_trylock(&m_lock) != 0)
+        return false;
+    const size_t own = QvIsAsyncWorkerThread() ? 1 : 0;
+    const size_t left = m_pWorkers->size();
+    pthread_mutexCS_unlock(&m_lock);
+    m_bAbandoned = left != 0;
+    return left <= own;
+}
+
+bool QvAsyncDispatcher::Stop(double milliseconds, bool joins)
+{
+    m_bStopping = true;
+    m_bAbandoned = true;
+    const double start = QV_GetTimeCounter();
+    while (!AllGone())
+    {
+        if (milliseconds >= 0 && QV_GetTimeCounter() - start >= milliseconds)
+            return false;
+        pthread_delay_np(&stop_pause);
+    }
+    // Nobody is left to change these; the thread that is joined has joined the one before it.
+    if (joins && std::exchange(m_bHasLastEnded, false))
+        pthread_join(m_lastEnded, nullptr);
+    return true;
+}

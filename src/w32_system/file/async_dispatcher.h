@@ -1,0 +1,59 @@
+// The workers of the asynchronous transfers: who gets a request, and how they all end.
+//
+// The library has one dispatcher, the first of its static objects, whose lock is the module lock.
+// Lock, limit and registry are a dispatcher's own, so that a test can have one with a limit.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <set>
+
+#include "async_worker.h"
+
+// The number of workers from which a busy one is preferred to a new one; 0 is no limit.
+inline constexpr uint32_t QV_ASYNC_MAX_WORKERS = 0;
+
+class QvAsyncDispatcher
+{
+public:
+    // lock guards the registry and outlives the dispatcher's use; it comes before a worker's lock.
+    QvAsyncDispatcher(pthread_mutexCS_t& lock, uint32_t maxWorkers);
+    ~QvAsyncDispatcher(); // after Stop
+    QvAsyncDispatcher(const QvAsyncDispatcher&) = delete;
+    QvAsyncDispatcher& operator=(const QvAsyncDispatcher&) = delete;
+
+    // Queues the request. QV_ERR_SYSTEM: no worker could be started, or Stop has been called; the
+    // request is gone then, and has not called back. std::bad_alloc passes, with the same effect.
+    int Submit(std::unique_ptr<QvAsyncRequest> request);
+
+    // Takes the reads and writes on the file out of all queues; waits for steps under way.
+    void Cancel(QvFile file);
+
+    // Ends all workers behind the step that each is in, and waits for their threads; requests that
+    // are left are released without a callback. Gives up after so many milliseconds (negative:
+    // never): false, and workers that are still held by a callback end when they come back from it,
+    // without touching the registry. joins: false where a thread can't be waited for to its very
+    // end. Nothing can be submitted afterwards.
+    bool Stop(double milliseconds, bool joins);
+
+    // For the workers. Keeps: whether the worker goes on, asked after each pass. Leave: the
+    // worker's last act.
+    bool Keeps(QvAsyncWorker& worker);
+    void Leave(QvAsyncWorker* worker);
+
+private:
+    QvAsyncWorker* LeastLoaded() const;
+    int StartWorker(QvAsyncQueue& request);
+    bool AllGone();
+
+    pthread_mutexCS_t& m_lock;
+    const uint32_t m_uMaxWorkers;
+    std::atomic<bool> m_bStopping{false};
+    bool m_bAbandoned = false; // some worker was still there when Stop gave up
+    // Guarded by m_lock, as is all below. Ascending by address.
+    std::unique_ptr<std::set<QvAsyncWorker*>> m_pWorkers;
+    // The thread that ended last. It is joined by the next that ends, or by Stop: so a thread is
+    // known to have left the library's code, and there is never more than one to be joined.
+    pthread_t m_lastEnded{};
+    bool m_bHasLastEnded = false;
+};

@@ -1,0 +1,96 @@
+// Where the file operations meet the workers.
+#include "async_io.h"
+
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "argument_check.h"
+#include "async_dispatcher.h"
+#include "frame.h"
+
+namespace
+{
+
+constexpr const char* source_name = "src\\w32_system\\file\\async";
+
+// Workers hold their own lock while they call back, and whoever waits for it the module lock: a
+// callback that went on from here would wait for itself.
+int RefuseInCallback(const wchar_t* message, int line)
+{
+    return QvRefuse(QV_ERR_SYSTEM, L"QvIsAsyncWorkerThread()", message, source_name, line);
+}
+
+// The end of the process stops the workers where it comes to what was there at the first transfer:
+// so static objects of the application that are older than its transfers outlive them, and a
+// callback that never returns keeps nobody for ever. When the library is unloaded instead, the
+// detach, which waits longer, has come before.
+struct StopAtExit
+{
+    ~StopAtExit()
+    {
+        if (!QvIsTornDown())
+            QvStopAsyncWorkers(QV_ASYNC_STOP_LIMIT, true);
+    }
+};
+
+int Submit(std::unique_ptr<QvAsyncRequest> request)
+{
+    static const StopAtExit s_stopAtExit;
+    return QvTheAsyncDispatcher().Submit(std::move(request));
+}
+
+} // namespace
+
+void QvStopAsyncWorkers(double milliseconds, bool joins)
+{
+    static constinit bool s_stopped = false;
+    if (std::exchange(s_stopped, true))
+        return;
+    QvTheAsyncDispatcher().Stop(milliseconds, joins);
+}
+
+int QvTransferAsync(QvAsyncKind kind, QvFile file, void* buffer, uint64_t size,
+                    const QvAsyncIo& async)
+try
+{
+    if (QvIsAsyncWorkerThread())
+        return RefuseInCallback(L"QvTransferAsync: A callback must not start a transfer.",
+                                __LINE__);
+    return Submit(std::make_unique<QvAsyncRequest>(kind, buffer, file, size, async));
+}
+catch (const std::bad_alloc&)
+{
+    return QV_ERR_SYSTEM;
+}
+
+int QvCopyAsync(const wchar_t* source, const wchar_t* target, bool failIfExists,
+                const volatile uint32_t* proceed, QvCopyCompletion completion, void* context)
+try
+{
+    if (QvIsAsyncWorkerThread())
+        return RefuseInCallback(L"QvCopyAsync: A callback must not start a copy.", __LINE__);
+    auto copy = std::make_unique<QvAsyncRequest>(proceed, completion, context);
+    constexpr unsigned share = QV_SHARE_READ | QV_SHARE_WRITE;
+    int status = QV_OpenFile(source, QV_OPEN_READ, share, QV_SECURITY_DEFAULT, &copy->file);
+    if (status != QV_OK)
+        return status;
+    status =
+        QV_OpenFile(target, QV_OPEN_WRITE | QV_OPEN_CREATE | (failIfExists ? 0u : QV_OPEN_ALWAYS),
+                    share, QV_SECURITY_DEFAULT, &copy->target);
+    if (status != QV_OK)
+        return status;
+    return Submit(std::move(copy));
+}
+catch (const std::bad_alloc&)
+{
+    return QV_ERR_SYSTEM;
+}
+
+extern "C" int QV_CancelAsyncIO(QvFile file)
+{
+    if (QvIsAsyncWorkerThread())
+        return RefuseInCallback(L"QV_CancelAsyncIO: A callback must not cancel.", __LINE__);
+    QvTheAsyncDispatcher().Cancel(file);
+    return QV_OK;
+}

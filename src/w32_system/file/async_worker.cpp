@@ -1,0 +1,56 @@
+// What a worker does from its start to its end.
+#include "async_worker.h"
+
+#include "async_dispatcher.h"
+#include "async_steps.h"
+#include "mutex_guard.h"
+
+namespace
+{
+
+thread_local bool t_bWorker = false;
+
+} // namespace
+
+bool QvIsAsyncWorkerThread()
+{
+    return t_bWorker;
+}
+
+QvAsyncWorker::QvAsyncWorker(QvAsyncDispatcher& by) : dispatcher(by)
+{
+    if (pthread_mutexCS_init(&lock, nullptr) != 0)
+        lock = nullptr;
+}
+
+QvAsyncWorker::~QvAsyncWorker()
+{
+    if (lock)
+        pthread_mutexCS_destroy(&lock);
+}
+
+bool QvAsyncWorker::RunStep()
+{
+    const QvMutexGuard guard(lock);
+    if (queue.empty())
+        return false;
+    idleChecks = 0;
+    if (QvAsyncStep(*queue.front()))
+        queue.splice(queue.end(), queue, queue.begin());
+    else
+        queue.pop_front();
+    return true;
+}
+
+void* QvAsyncWorker::Procedure(void* worker)
+{
+    t_bWorker = true;
+    auto* const self = static_cast<QvAsyncWorker*>(worker);
+    do
+    {
+        if (!self->RunStep())
+            pthread_delay_np(&QV_ASYNC_IDLE_DELAY);
+    } while (self->dispatcher.Keeps(*self));
+    self->dispatcher.Leave(self);
+    return nullptr;
+}

@@ -1,0 +1,42 @@
+// A worker thread of the asynchronous transfers.
+#pragma once
+
+#include "async_request.h"
+
+class QvAsyncDispatcher;
+
+// An idle worker looks for work after each such pause, which the threads module rounds up to its
+// grain of 1 ms, and ends when it has found none more than this often in a row: after 20 pauses.
+inline constexpr timespec QV_ASYNC_IDLE_DELAY = {0, 5000};
+inline constexpr uint32_t QV_ASYNC_IDLE_LIMIT = 20;
+
+enum QvAsyncWorkerState : uint32_t
+{
+    QV_ASYNC_RUNNING = 0,
+    QV_ASYNC_STOPPED = 1, // the library goes
+    QV_ASYNC_IDLE = 2,    // nothing to do for long enough
+};
+
+// Belongs to its thread, which takes it out of the dispatcher's registry and frees it at its end.
+struct QvAsyncWorker
+{
+    explicit QvAsyncWorker(QvAsyncDispatcher& by);
+    QvAsyncWorker(const QvAsyncWorker&) = delete;
+    QvAsyncWorker& operator=(const QvAsyncWorker&) = delete;
+    ~QvAsyncWorker();
+
+    static void* Procedure(void* worker);
+    bool RunStep(); // one step of the front request; false if there is none
+
+    pthread_t thread{};
+    // Guards idleChecks, state and queue, and is held during a whole step with its callback. Comes
+    // after the module lock. state changes under both locks: either is enough to read it.
+    pthread_mutexCS_t lock = nullptr; // null if it could not be made
+    uint32_t idleChecks = 0;          // checks in a row that found nothing
+    uint32_t state = QV_ASYNC_RUNNING;
+    QvAsyncQueue queue;
+    QvAsyncDispatcher& dispatcher;
+};
+
+// Whether this thread is a worker, that is whether a callback runs on it.
+bool QvIsAsyncWorkerThread();

@@ -1,0 +1,158 @@
+// Access lists of files, and lists by themselves.
+#include <cstring>
+#include <vector>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <plinth_platform_test.h>
+
+#include "support/environment.h"
+
+namespace
+{
+
+struct Entry
+{
+    BYTE type; // 0 allows, 1 denies
+    DWORD mask;
+    BYTE parts;  // of the identifier
+    DWORD first; // 1 user, 2 group, 0 everyone
+    bool operator==(const Entry&) const = default;
+};
+
+// Asks as a caller does: the size first.
+std::vector<BYTE> descriptor_of(const wchar_t* path)
+{
+    DWORD size = 0;
+    EXPECT_FALSE(GetFileSecurityW(path, DACL_SECURITY_INFORMATION, nullptr, 0, &size));
+    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    std::vector<BYTE> bytes(size);
+    EXPECT_FALSE(GetFileSecurityW(path, DACL_SECURITY_INFORMATION, bytes.data(), size - 1, &size));
+    EXPECT_TRUE(GetFileSecurityW(path, DACL_SECURITY_INFORMATION, bytes.data(), size, &size));
+    return bytes;
+}
+
+std::vector<Entry> entries_of(const ACL* list)
+{
+    std::vector<Entry> entries;
+    const BYTE* at = reinterpret_cast<const BYTE*>(list + 1);
+    for (WORD i = 0; i < list->AceCount; ++i)
+    {
+        Entry entry;
+        entry.type = at[0];
+        std::memcpy(&entry.mask, at + 4, 4);
+        entry.parts = at[9];
+        std::memcpy(&entry.first, at + 16, 4);
+        entries.push_back(entry);
+        WORD size;
+        std::memcpy(&size, at + 2, 2);
+        at += size;
+    }
+    EXPECT_EQ(at - reinterpret_cast<const BYTE*>(list), list->AclSize);
+    return entries;
+}
+
+class FileSecurity : public testing::Test
+{
+protected:
+    FileSecurity() { test::write_file(m_path, "content"); }
+    ~FileSecurity() override { PlinthTestReset(); }
+    const std::string m_path = test::make_folder("security") + "/file";
+    const test::Wide m_wide = test::windows_form(m_path);
+};
+
+TEST_F(FileSecurity, TheListHasAnEntryForEachClassThatMayDoSomething)
+{
+    constexpr DWORD owner = READ_CONTROL | WRITE_DAC;
+    constexpr DWORD write_only = FILE_GENERIC_WRITE & ~(READ_CONTROL | SYNCHRONIZE);
+    const struct
+    {
+        mode_t mode;
+        std::vector<Entry> entries;
+    } rows[] = {
+        {0600, {{0, FILE_GENERIC_READ | FILE_GENERIC_WRITE | owner, 3, 1}}},
+        {0644,
+         {{0, FILE_GENERIC_READ | FILE_GENERIC_WRITE | owner, 3, 1},
+          {0, FILE_GENERIC_READ, 3, 2},
+          {0, FILE_GENERIC_READ, 1, 0}}},
+        {0000, {{0, owner, 3, 1}}},
+        // The owner may not do what the others may.
+        {0402,
+         {{1, write_only, 3, 1},
+          {0, FILE_GENERIC_READ | owner, 3, 1},
+          {1, write_only, 3, 2},
+          {0, FILE_GENERIC_WRITE, 1, 0}}},
+    };
+    for (const auto& row : rows)
+    {
+        ASSERT_EQ(chmod(m_path.c_str(), row.mode), 0);
+        std::vector<BYTE> descriptor = descriptor_of(m_wide);
+        BOOL present = FALSE, defaulted = TRUE;
+        PACL list = nullptr;
+        ASSERT_TRUE(GetSecurityDescriptorDacl(descriptor.data(), &present, &list, &defaulted));
+        ASSERT_TRUE(present && list && !defaulted);
+        EXPECT_EQ(entries_of(list), row.entries) << std::oct << row.mode;
+        ACL_SIZE_INFORMATION info;
+        ASSERT_TRUE(GetAclInformation(list, &info, sizeof info, AclSizeInformation));
+        EXPECT_EQ(info.AceCount, row.entries.size());
+        EXPECT_EQ(info.AclBytesInUse, list->AclSize);
+        EXPECT_EQ(info.AclBytesFree, 0u);
+    }
+}
+
+TEST_F(FileSecurity, AFileSystemWithoutListsGivesADescriptorWithoutOne)
+{
+    PlinthTestFail("file lists", 1, 0, ERROR_NOT_SUPPORTED);
+    std::vector<BYTE> descriptor = descriptor_of(m_wide);
+    BOOL present = TRUE, defaulted = FALSE;
+    PACL list = nullptr;
+    EXPECT_TRUE(GetSecurityDescriptorDacl(descriptor.data(), &present, &list, &defaulted));
+    EXPECT_FALSE(present);
+}
+
+TEST_F(FileSecurity, AMissingFileHasNone)
+{
+    DWORD size = 0;
+    EXPECT_FALSE(GetFileSecurityW(m_wide + L"x", DACL_SECURITY_INFORMATION, nullptr, 0, &size));
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+}
+
+TEST(AccessList, IsMadeEmptyAndMeasured)
+{
+    alignas(4) BYTE memory[64] = {};
+    auto* const list = reinterpret_cast<ACL*>(memory);
+    ASSERT_TRUE(InitializeAcl(list, 64, ACL_REVISION));
+    ACL_SIZE_INFORMATION info;
+    ASSERT_TRUE(GetAclInformation(list, &info, sizeof info, AclSizeInformation));
+    EXPECT_EQ(info.AceCount, 0u);
+    EXPECT_EQ(info.AclBytesInUse, 8u);
+    EXPECT_EQ(info.AclBytesFree, 56u);
+    EXPECT_FALSE(InitializeAcl(list, 7, ACL_REVISION));
+    EXPECT_FALSE(InitializeAcl(list, 0x10000, ACL_REVISION));
+    EXPECT_FALSE(InitializeAcl(list, 64, 1));
+    EXPECT_FALSE(GetAclInformation(list, &info, sizeof info - 1, AclSizeInformation));
+}
+
+TEST(AccessList, ThatClaimsMoreThanItHoldsIsRefused)
+{
+    alignas(4) BYTE memory[16] = {};
+    auto* const list = reinterpret_cast<ACL*>(memory);
+    ASSERT_TRUE(InitializeAcl(list, 16, ACL_REVISION));
+    ACL_SIZE_INFORMATION info;
+    list->AceCount = 1; // of size 0
+    EXPECT_FALSE(GetAclInformation(list, &info, sizeof info, AclSizeInformation));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_ACL);
+    memory[10] = 9; // more than there is
+    EXPECT_FALSE(GetAclInformation(list, &info, sizeof info, AclSizeInformation));
+    memory[10] = 8;
+    EXPECT_TRUE(GetAclInformation(list, &info, sizeof info, AclSizeInformation));
+    list->AclSize = 4;
+    EXPECT_FALSE(GetAclInformation(list, &info, sizeof info, AclSizeInformation));
+}
+
+} // namespace

@@ -1,0 +1,216 @@
+// Unloading the library while it has workers of asynchronous transfers. This program isn't linked
+// to it, so that closing it really takes it out of the process.
+#include <atomic>
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <plinth_w32_system.h>
+
+#include "support/environment.h"
+#include "support/soak.h"
+
+namespace
+{
+
+size_t entries(const char* folder)
+{
+    size_t count = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder))
+        ++count;
+    return count;
+}
+
+// The log that the library opens stays open when it goes, and isn't counted.
+size_t open_files(const std::string& below)
+{
+    size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+    {
+        std::error_code gone;
+        count += std::filesystem::read_symlink(entry, gone).string().starts_with(below);
+    }
+    return count;
+}
+
+class Library
+{
+public:
+    Library() : m_handle(dlopen(PLINTH_LIBRARY, RTLD_NOW | RTLD_LOCAL))
+    {
+        EXPECT_NE(m_handle, nullptr) << dlerror();
+    }
+    ~Library() { unload(); }
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+
+    void unload()
+    {
+        if (m_handle)
+        {
+            EXPECT_EQ(dlclose(m_handle), 0);
+        }
+        m_handle = nullptr;
+    }
+    static bool is_loaded()
+    {
+        void* const found = dlopen(PLINTH_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
+        if (found)
+            dlclose(found);
+        return found != nullptr;
+    }
+    template <class Function> Function* get(const char* name) const
+    {
+        return reinterpret_cast<Function*>(dlsym(m_handle, name));
+    }
+
+private:
+    void* m_handle;
+};
+
+// Counts callbacks, and holds them if it is told to.
+struct Callbacks
+{
+    static void on_copy(int status, uint64_t, uint64_t, void* self)
+    {
+        static_cast<Callbacks*>(self)->add(status);
+    }
+    void add(int status)
+    {
+        std::unique_lock lock(mutex);
+        ++count;
+        ended = ended || status != QV_ERR_INPROGRESS;
+        changed.notify_all();
+        changed.wait(lock, [&] { return !held; });
+    }
+    void wait_for(uint64_t calls)
+    {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return count >= calls; });
+    }
+    void wait_for_end()
+    {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return ended; });
+    }
+    void hold(bool value)
+    {
+        const std::lock_guard lock(mutex);
+        held = value;
+        changed.notify_all();
+    }
+    std::mutex mutex;
+    std::condition_variable changed;
+    uint64_t count = 0;
+    bool ended = false;
+    bool held = false;
+};
+
+class AsyncUnloadConcurrent : public testing::Test
+{
+protected:
+    // A sanitizer may start a thread of its own with the first of the program, to be counted.
+    AsyncUnloadConcurrent()
+    {
+        std::thread([] {}).join();
+    }
+
+    // Copies a file of so many bytes, all holes.
+    void start_copy(const Library& library, Callbacks& calls, int number, off_t size)
+    {
+        const std::string source = m_folder + "/source";
+        if (!std::filesystem::exists(source))
+            test::write_file(source, "");
+        ASSERT_EQ(truncate(source.c_str(), size), 0);
+        auto* const copy = library.get<decltype(QV_CopyFile)>("QV_CopyFile");
+        ASSERT_NE(copy, nullptr);
+        ASSERT_EQ(copy(test::windows_form(source),
+                       test::windows_form(m_folder + "/target" + std::to_string(number)), 0,
+                       nullptr, Callbacks::on_copy, &calls),
+                  QV_OK);
+    }
+    void expect_nothing_left(size_t threads)
+    {
+        EXPECT_FALSE(Library::is_loaded());
+        EXPECT_EQ(entries("/proc/self/task"), threads);
+        EXPECT_EQ(open_files(m_folder), 0u);
+    }
+    const std::string m_folder = test::make_folder("unload");
+    static constexpr int rounds = 25;
+};
+
+TEST_F(AsyncUnloadConcurrent, IdleWorkersAreGoneWithTheLibrary)
+{
+    const size_t threads = entries("/proc/self/task");
+    const test::SoakTime soak;
+    uint64_t total = 0;
+    do
+        for (int round = 0; round < rounds && !HasFailure(); ++round, ++total)
+        {
+            Library library;
+            Callbacks calls;
+            start_copy(library, calls, 0, 5'000);
+            calls.wait_for_end();
+            library.unload();
+            expect_nothing_left(threads);
+        }
+    while (soak.goes_on() && !HasFailure());
+    soak.report("unloads", total);
+}
+
+TEST_F(AsyncUnloadConcurrent, TransfersInFlightEndWithTheLibraryAndCallBackNoMore)
+{
+    const size_t threads = entries("/proc/self/task");
+    const test::SoakTime soak;
+    uint64_t total = 0;
+    do
+        for (int round = 0; round < rounds && !HasFailure(); ++round, ++total)
+        {
+            Library library;
+            Callbacks calls;
+            for (int number = 0; number < 4; ++number)
+                start_copy(library, calls, number, off_t{1} << 40);
+            calls.wait_for(static_cast<uint64_t>(1 + round));
+            library.unload();
+            const uint64_t seen = calls.count;
+            EXPECT_FALSE(calls.ended);
+            expect_nothing_left(threads);
+            EXPECT_EQ(calls.count, seen);
+        }
+    while (soak.goes_on() && !HasFailure());
+    soak.report("unloads", total);
+}
+
+TEST_F(AsyncUnloadConcurrent, UnloadingWaitsForACallbackAsLongAsItTakes)
+{
+    const size_t threads = entries("/proc/self/task");
+    Library library;
+    Callbacks calls;
+    calls.hold(true);
+    start_copy(library, calls, 0, off_t{1} << 40);
+    calls.wait_for(1);
+    std::atomic<bool> unloaded{false};
+    std::thread closer(
+        [&]
+        {
+            library.unload();
+            unloaded = true;
+        });
+    // Past the time that the end of a process would wait.
+    std::this_thread::sleep_for(std::chrono::milliseconds(3'200));
+    EXPECT_FALSE(unloaded);
+    calls.hold(false);
+    closer.join();
+    expect_nothing_left(threads);
+    EXPECT_EQ(calls.count, 1u);
+}
+
+} // namespace
