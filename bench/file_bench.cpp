@@ -9,6 +9,7 @@
 #include <plinth_w32_system.h>
 
 #include "rows.h"
+#include "wide_path.h"
 
 namespace
 {
@@ -26,25 +27,6 @@ std::string made_file(const char* name)
     close(file);
     return path;
 }
-
-// The Windows form of a native path, for a path without characters beyond ASCII.
-class WidePath
-{
-public:
-    explicit WidePath(const std::string& native)
-    {
-        size_t length = 0;
-        m_text[length++] = L'C';
-        m_text[length++] = L':';
-        for (const char c : native)
-            m_text[length++] = c == '/' ? L'\\' : static_cast<wchar_t>(c);
-        m_text[length] = L'\0';
-    }
-    operator const wchar_t*() const { return m_text; }
-
-private:
-    wchar_t m_text[1024];
-};
 
 char g_buffer[block];
 
@@ -69,7 +51,7 @@ void move_blocks(benchmark::State& state, Transfer transfer, Rewind rewind)
 void qv_transfer(benchmark::State& state, bool writing)
 {
     QvFile file = nullptr;
-    QV_OpenFile(WidePath(made_file("file")), QV_OPEN_READ | QV_OPEN_WRITE, QV_SHARE_READ,
+    QV_OpenFile(bench::WidePath(made_file("file")), QV_OPEN_READ | QV_OPEN_WRITE, QV_SHARE_READ,
                 QV_SECURITY_DEFAULT, &file);
     const auto rewind = [&] { QV_SeekFile(file, 0, 0); };
     uint64_t done = 0;
@@ -113,7 +95,7 @@ BENCHMARK_CAPTURE(bare_transfer, write, true)->Name("file/write");
 
 void qv_open(benchmark::State& state)
 {
-    const WidePath path(made_file("open"));
+    const bench::WidePath path(made_file("open"));
     for (auto _ : state)
     {
         QvFile file = nullptr;

@@ -35,6 +35,10 @@ inline constexpr Row rows[] = {
      "condition and semaphore ping-pong", 1.0},
     {"CThreadPool, call to an empty pool", "pool/empty", "pool/pthread_create",
      "pthread_create, detached", 1.1},
+    {"QV_GetDataSeg, 1 MiB", "module/QV_GetDataSeg", "module/pread", "open, malloc, pread, close",
+     1.3},
+    {"a resource into a module of 64 MiB", "module/add", "module/copy",
+     "copying the file, with fsync", 1.5},
     {"QV_Sleep, spin, overshoot at 99 %", "clock/QV_Sleep/p99", nullptr, "1 us", 1000},
 };
 

@@ -4,6 +4,7 @@
 // the other. End writes the new content to a temporary file beside it and renames it: the file is
 // replaced whole or stays as it was. Links to the file go on naming the old content only if they
 // are hard links; a symbolic link is followed.
+#include <algorithm>
 #include <map>
 #include <mutex>
 #include <new>
@@ -240,26 +241,33 @@ private:
                opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
     }
 
-    // The names of callers are in capitals; those of the file may not be.
-    static pe::ResourceSet::iterator find(pe::ResourceSet& set, const pe::ResourceAddress& address)
+    // Callers' types and names are in capitals; those of the file may not be, and keep their form.
+    static pe::ResourceAddress as_in(const pe::ResourceSet& set, pe::ResourceAddress address)
     {
-        const auto exact = set.find(address);
-        if (exact != set.end() || (!address.type.named && !address.name.named))
-            return exact;
-        for (auto each = set.begin(); each != set.end(); ++each)
-            if (each->first.language == address.language && each->first.type.same(address.type) &&
-                each->first.name.same(address.name))
-                return each;
-        return set.end();
+        const auto type =
+            std::find_if(set.begin(), set.end(),
+                         [&](const auto& each) { return each.first.type.same(address.type); });
+        if (type == set.end())
+            return address;
+        address.type = type->first.type;
+        const auto name = std::find_if(type, set.end(),
+                                       [&](const auto& each) {
+                                           return each.first.type == address.type &&
+                                                  each.first.name.same(address.name);
+                                       });
+        if (name != set.end())
+            address.name = name->first.name;
+        return address;
     }
 
-    static void apply(const pe::ResourceAddress& address,
+    static void apply(const pe::ResourceAddress& given,
                       const std::optional<std::vector<uint8_t>>& bytes, pe::ResourceSet& set)
     {
-        if (const auto old = find(set, address); old != set.end())
-            set.erase(old);
+        const pe::ResourceAddress address = set.contains(given) ? given : as_in(set, given);
         if (bytes)
             set[address] = {{bytes->data(), bytes->size()}, 0};
+        else
+            set.erase(address);
     }
 
     const bool m_delete_existing;

@@ -1,7 +1,5 @@
 #include "resource_build.h"
 
-#include <deque>
-
 namespace platform::pe
 {
 
@@ -14,6 +12,12 @@ constexpr uint64_t description_size = 16;
 constexpr uint64_t data_alignment = 8;
 constexpr uint64_t size_limit = 0x7FFFFFFF; // offsets have 31 bits
 constexpr uint32_t high_bit = 0x80000000u;
+
+// What the data of a resource takes. Nothing takes room too: tools want its place in the section.
+uint64_t room_for(const Bytes& bytes)
+{
+    return aligned(bytes.size() ? bytes.size() : 1, data_alignment);
+}
 
 uint64_t text_size(const ResourceId& id)
 {
@@ -118,7 +122,7 @@ bool ResourceSection::plan(const ResourceSet& set)
             directories += directory_size + name.languages.size() * entry_size;
             texts += text_size(*name.id);
             for (const auto& [language, resource] : name.languages)
-                data += aligned(resource->bytes.size(), data_alignment);
+                data += room_for(resource->bytes);
         }
     }
     m_descriptions = directories;
@@ -162,10 +166,10 @@ void ResourceSection::put(uint32_t address, Pieces& pieces) const
                 writer.number<uint32_t>(next_description + 4, resource.bytes.size());
                 writer.number<uint32_t>(next_description + 8, resource.code_page);
                 next_description += description_size;
-                const uint64_t size = resource.bytes.size();
+                const uint64_t room = room_for(resource.bytes);
                 pieces.put(resource.bytes);
-                pieces.put_zeros(aligned(size, data_alignment) - size);
-                next_data += aligned(size, data_alignment);
+                pieces.put_zeros(room - resource.bytes.size());
+                next_data += room;
             }
             next_languages += directory_size + name.languages.size() * entry_size;
         }

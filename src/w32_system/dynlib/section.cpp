@@ -81,43 +81,64 @@ private:
     uint64_t m_size = 0;
 };
 
-// A name of eight characters fills its field and has no terminator.
-bool HasName(const BYTE* entry, const char* name)
+// Where the section table lies.
+struct Table
 {
-    char text[name_size + 1] = {};
-    std::memcpy(text, entry, name_size);
-    return CompareStringA(LOCALE_SYSTEM_DEFAULT, NORM_IGNORECASE, text, -1, name, -1) == CSTR_EQUAL;
-}
+    uint64_t start;
+    unsigned count;
+};
 
-// The entry of the section table, or null.
-const BYTE* FindEntry(const FileView& view, const char* name)
+bool FindTable(const FileView& view, Table& table)
 {
     const auto header = view.Read<int32_t>(60);
-    if (view.Read<uint16_t>(0) != file_signature || header < 0 ||
-        !view.At(static_cast<uint32_t>(header), header_size) ||
-        view.Read<uint32_t>(static_cast<uint32_t>(header)) != header_signature)
-        return nullptr;
+    if (view.Read<uint16_t>(0) != file_signature || header < 0)
+        return false;
     const uint64_t start = static_cast<uint32_t>(header);
-    const uint64_t table =
-        start + (view.Read<uint16_t>(start + 4) == machine_64 ? table_64 : table_32);
-    const unsigned count = view.Read<uint16_t>(start + 6);
-    for (unsigned i = 0; i < count; ++i)
-    {
-        const BYTE* const entry = view.At(table + i * entry_size, entry_size);
-        if (!entry || HasName(entry, name))
-            return entry;
-    }
-    return nullptr;
+    if (!view.At(start, header_size) || view.Read<uint32_t>(start) != header_signature)
+        return false;
+    table.start = start + (view.Read<uint16_t>(start + 4) == machine_64 ? table_64 : table_32);
+    table.count = view.Read<uint16_t>(start + 6);
+    return true;
 }
 
-uint32_t ReadWord(const BYTE* at)
+// False if the entry is not all within the file.
+bool ReadEntry(const FileView& view, const Table& table, unsigned index, QvSection& section)
 {
-    uint32_t word;
-    std::memcpy(&word, at, sizeof word);
-    return word;
+    const uint64_t place = table.start + index * entry_size;
+    const BYTE* const entry = view.At(place, entry_size);
+    if (!entry)
+        return false;
+    section = {};
+    std::memcpy(section.name, entry, name_size);
+    section.size = view.Read<uint32_t>(place + 16);
+    section.offset = view.Read<uint32_t>(place + 20);
+    return true;
+}
+
+bool HasName(const QvSection& section, const char* name)
+{
+    return CompareStringA(LOCALE_SYSTEM_DEFAULT, NORM_IGNORECASE, section.name, -1, name, -1) ==
+           CSTR_EQUAL;
 }
 
 } // namespace
+
+int QvListSections(const wchar_t* path, bool (*each)(const QvSection& section, void* argument),
+                   void* argument)
+{
+    FileView view;
+    const int status = view.Open(path);
+    if (status != QV_OK)
+        return status;
+    Table table;
+    if (!FindTable(view, table))
+        return QV_ERR_SYSTEM;
+    QvSection section;
+    for (unsigned i = 0; i < table.count && ReadEntry(view, table, i, section); ++i)
+        if (!each(section, argument))
+            break;
+    return QV_OK;
+}
 
 int QvReadSection(const wchar_t* path, const char* name, void** data, uint32_t* size)
 {
@@ -127,11 +148,17 @@ int QvReadSection(const wchar_t* path, const char* name, void** data, uint32_t* 
     const int status = view.Open(path);
     if (status != QV_OK)
         return status;
-    const BYTE* const entry = FindEntry(view, name);
-    if (!entry)
+    Table table;
+    QvSection section;
+    if (!FindTable(view, table))
         return QV_ERR_SYSTEM;
-    const uint32_t length = ReadWord(entry + 16);
-    const BYTE* const content = view.At(length ? ReadWord(entry + 20) : 0, length);
+    unsigned index = 0;
+    while (index < table.count && ReadEntry(view, table, index, section) && !HasName(section, name))
+        ++index;
+    if (index == table.count || !view.At(table.start + index * entry_size, entry_size))
+        return QV_ERR_SYSTEM;
+    const uint32_t length = section.size;
+    const BYTE* const content = view.At(length ? section.offset : 0, length);
     // A block of no bytes is a block: null would mean failure.
     void* const block = content ? std::malloc(length ? length : 1) : nullptr;
     if (!block)
