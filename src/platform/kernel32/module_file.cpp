@@ -25,8 +25,11 @@ DWORD ModuleFile::open(const char* native_path)
         return system_error(errno);
     if (!S_ISREG(found.st_mode) || found.st_size == 0)
         return ERROR_BAD_EXE_FORMAT;
-    if (const DWORD error = claim_share(
-            m_fd, {.reads = true, .writes = false, .shares_read = true, .shares_write = false}))
+    if (const DWORD error = claim_share(m_fd, {.reads = true,
+                                               .writes = false,
+                                               .overwrites = false,
+                                               .shares_read = true,
+                                               .shares_write = false}))
         return error;
     m_size = static_cast<size_t>(found.st_size);
     void* const view = sys::mmap(nullptr, m_size, PROT_READ, MAP_PRIVATE, m_fd, 0);

@@ -223,8 +223,11 @@ private:
             return ERROR_BAD_EXE_FORMAT;
         if ((found.st_mode & any_write_bit) == 0)
             return ERROR_ACCESS_DENIED; // read-only, for root too
-        if (const DWORD error = claim_share(
-                m_fd, {.reads = true, .writes = true, .shares_read = false, .shares_write = false}))
+        if (const DWORD error = claim_share(m_fd, {.reads = true,
+                                                   .writes = true,
+                                                   .overwrites = true,
+                                                   .shares_read = false,
+                                                   .shares_write = false}))
             return error;
         View view;
         pe::Image image;

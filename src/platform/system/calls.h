@@ -344,10 +344,6 @@ inline int dlinfo(void* module, int request, void* result)
 {
     return intercepted("dlinfo") ? -1 : ::dlinfo(module, request, result);
 }
-inline char* realpath(const char* path, char* result)
-{
-    return intercepted("realpath") ? nullptr : ::realpath(path, result);
-}
 
 // Futex words shared between processes use the shared forms, words of one process the private ones.
 inline long futex(void* word, int operation, uint32_t value, const timespec* timeout)
