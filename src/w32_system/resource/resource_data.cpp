@@ -72,6 +72,8 @@ void CQvRscData::Release()
 
 CQvRscData& CQvRscData::operator=(const CQvRscData& other)
 {
+    if (this == &other)
+        return *this;
     m_pModule = other.m_pModule;
     if (m_pList == other.m_pList)
         return *this;

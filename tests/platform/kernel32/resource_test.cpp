@@ -6,8 +6,6 @@
 #include "support/modules.h"
 #include "support/wide_text.h"
 
-using test::Wide;
-
 namespace
 {
 

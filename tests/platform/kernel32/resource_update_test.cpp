@@ -56,7 +56,7 @@ std::string read_back(const std::string& native, LPCWSTR name, LPCWSTR type = ra
 {
     const HMODULE module =
         LoadLibraryExW(test::windows_form(native), nullptr, LOAD_LIBRARY_AS_DATAFILE);
-    const std::string bytes = read_back(module, name, type, language);
+    std::string bytes = read_back(module, name, type, language);
     FreeLibrary(module);
     return bytes;
 }
@@ -89,7 +89,7 @@ TEST_F(ResourceUpdates, AThousandResourcesOfAllSizesCanBeAddedReplacedAndReadBac
     {
         if (i == 500)
             return size_t{8} << 20;
-        return static_cast<size_t>((i % 100 == 99 ? 40'000 : 7) * ((i * 31 + round) % 11));
+        return size_t{i % 100 == 99 ? 40'000u : 7u} * static_cast<size_t>((i * 31 + round) % 11);
     };
     for (const char* const name : {"compiled64.exe", "overlay32.exe"})
     {
