@@ -9,6 +9,7 @@
 #include <plinth_w32_system.h>
 
 #include "rows.h"
+#include "wide_path.h"
 
 namespace
 {
@@ -52,7 +53,7 @@ void move_blocks(benchmark::State& state, Transfer transfer, Rewind rewind)
 void qv_transfer(benchmark::State& state, bool writing)
 {
     QvFile file = nullptr;
-    QV_OpenFile(WidePath(made_file("file")), QV_OPEN_READ | QV_OPEN_WRITE, QV_SHARE_READ,
+    QV_OpenFile(bench::WidePath(made_file("file")), QV_OPEN_READ | QV_OPEN_WRITE, QV_SHARE_READ,
                 QV_SECURITY_DEFAULT, &file);
     const auto rewind = [&] { QV_SeekFile(file, 0, 0); };
     uint64_t done = 0;
@@ -96,7 +97,7 @@ BENCHMARK_CAPTURE(bare_transfer, write, true)->Name("file/write");
 
 void qv_open(benchmark::State& state)
 {
-    const WidePath path(made_file("open"));
+    const bench::WidePath path(made_file("open"));
     for (auto _ : state)
     {
         QvFile file = nullptr;

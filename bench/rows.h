@@ -39,6 +39,10 @@ inline constexpr Row rows[] = {
      "pthread_create, detached", 1.1},
     {"QV_DoubleToStringEx, no locale", "number/QV_DoubleToStringEx", "number/snprintf",
      "snprintf, %.*f", 2.0},
+    {"QV_GetDataSeg, 1 MiB", "module/QV_GetDataSeg", "module/pread", "open, malloc, pread, close",
+     1.3},
+    {"a resource into a module of 64 MiB", "module/add", "module/copy",
+     "copying the file, with fsync", 1.5},
     {"QV_Sleep, spin, overshoot at 99 %", "clock/QV_Sleep/p99", nullptr, "1 us", 1000},
 };
 

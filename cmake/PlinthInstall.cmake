@@ -46,7 +46,7 @@ configure_package_config_file(cmake/plinth_w32_systemConfig.cmake.in
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/plinth_w32_systemConfigVersion.cmake
   COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/plinth_w32_systemConfig.cmake
-  ${PROJECT_BINARY_DIR}/plinth_w32_systemConfigVersion.cmake
+  ${PROJECT_BINARY_DIR}/plinth_w32_systemConfigVersion.cmake cmake/PlinthResources.cmake
   DESTINATION ${package_folder} COMPONENT development)
 
 if(TARGET plinth_platform)

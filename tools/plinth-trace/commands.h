@@ -10,9 +10,11 @@ namespace trace
 int watch(Options& options);
 int log(Options& options);
 int settings(Options& options);
+int module(Options& options);
 
 extern const char* const watch_help;
 extern const char* const log_help;
 extern const char* const settings_help;
+extern const char* const module_help;
 
 } // namespace trace

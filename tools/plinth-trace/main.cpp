@@ -27,6 +27,7 @@ const Command commands[] = {
     {"watch", trace::watch, trace::watch_help},
     {"log", trace::log, trace::log_help},
     {"settings", trace::settings, trace::settings_help},
+    {"module", trace::module, trace::module_help},
 };
 
 const char* const general_help =
@@ -35,6 +36,7 @@ const char* const general_help =
     "  watch      show trace records live, as programs make them\n"
     "  log        show the log file, or where it is\n"
     "  settings   show and change the log's settings\n"
+    "  module     show what is in a module file, and store data files in it\n"
     "\n"
     "  --help     this text; behind a command, that command's options\n"
     "  --version  the version\n"

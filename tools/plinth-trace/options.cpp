@@ -78,6 +78,18 @@ bool Options::take_flag(std::string_view name)
     return true;
 }
 
+std::string Options::take_word(std::string_view what)
+{
+    const auto found =
+        std::find_if(m_rest.begin(), m_rest.end(),
+                     [](const std::string& argument) { return !argument.starts_with("--"); });
+    if (found == m_rest.end())
+        refuse(std::string(what) + " is missing");
+    std::string word = *found;
+    m_rest.erase(found);
+    return word;
+}
+
 void Options::finish() const
 {
     if (!m_rest.empty())

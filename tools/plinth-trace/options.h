@@ -27,6 +27,8 @@ public:
                       int64_t most) const;
     std::optional<double> take_seconds(std::string_view name);
     bool take_flag(std::string_view name);
+    // The next argument that is no option; refuses if there is none. what: its name in the help.
+    std::string take_word(std::string_view what);
     void finish() const;
 
     [[noreturn]] void refuse(const std::string& why) const;

@@ -74,6 +74,11 @@ extern "C"
 #define MB_ERR_INVALID_CHARS 0x00000008u
 
 #define LOAD_LIBRARY_AS_DATAFILE 0x00000002u
+#define LOCALE_SYSTEM_DEFAULT 0x0800u
+#define NORM_IGNORECASE 0x00000001u
+#define CSTR_LESS_THAN 1
+#define CSTR_EQUAL 2
+#define CSTR_GREATER_THAN 3
 
     typedef struct SECURITY_ATTRIBUTES
     {
@@ -301,7 +306,29 @@ extern "C"
     PLINTH_PLATFORM_API LPVOID WINAPI LockResource(HGLOBAL data);
     PLINTH_PLATFORM_API DWORD WINAPI SizeofResource(HMODULE module, HRSRC resource);
 
+    // A type or a name is a text, a number below 65,536 by MAKEINTRESOURCEW, or the text "#NUMBER".
+    typedef BOOL(CALLBACK* ENUMRESTYPEPROCW)(HMODULE module, LPWSTR type, LONG_PTR argument);
+    typedef BOOL(CALLBACK* ENUMRESNAMEPROCW)(HMODULE module, LPCWSTR type, LPWSTR name,
+                                             LONG_PTR argument);
+    typedef BOOL(CALLBACK* ENUMRESLANGPROCW)(HMODULE module, LPCWSTR type, LPCWSTR name,
+                                             WORD language, LONG_PTR argument);
+    PLINTH_PLATFORM_API HRSRC WINAPI FindResourceExW(HMODULE module, LPCWSTR type, LPCWSTR name,
+                                                     WORD language);
+    PLINTH_PLATFORM_API BOOL WINAPI EnumResourceTypesW(HMODULE module, ENUMRESTYPEPROCW call,
+                                                       LONG_PTR argument);
+    PLINTH_PLATFORM_API BOOL WINAPI EnumResourceNamesW(HMODULE module, LPCWSTR type,
+                                                       ENUMRESNAMEPROCW call, LONG_PTR argument);
+    PLINTH_PLATFORM_API BOOL WINAPI EnumResourceLanguagesW(HMODULE module, LPCWSTR type,
+                                                           LPCWSTR name, ENUMRESLANGPROCW call,
+                                                           LONG_PTR argument);
+    PLINTH_PLATFORM_API HANDLE WINAPI BeginUpdateResourceW(LPCWSTR path, BOOL deleteExisting);
+    PLINTH_PLATFORM_API BOOL WINAPI UpdateResourceW(HANDLE update, LPCWSTR type, LPCWSTR name,
+                                                    WORD language, LPVOID data, DWORD size);
+    PLINTH_PLATFORM_API BOOL WINAPI EndUpdateResourceW(HANDLE update, BOOL discard);
+
     // Text.
+    PLINTH_PLATFORM_API int WINAPI CompareStringA(LCID locale, DWORD flags, LPCSTR first,
+                                                  int firstLength, LPCSTR second, int secondLength);
     PLINTH_PLATFORM_API int WINAPI WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text,
                                                        int length, LPSTR out, int outSize,
                                                        LPCSTR defaultChar, LPBOOL usedDefault);

@@ -73,6 +73,7 @@ typedef UINT* PUINT;
 typedef BOOL* LPBOOL;
 typedef void* HANDLE;
 typedef HANDLE* PHANDLE;
+typedef DWORD LCID;
 typedef HANDLE HLOCAL;
 typedef HANDLE HGLOBAL;
 

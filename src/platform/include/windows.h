@@ -13,6 +13,7 @@
 #ifndef WIN32_LEAN_AND_MEAN
 #include "mmsystem.h"
 #include "shellapi.h"
+#include "winver.h"
 #endif
 
 #endif

@@ -45,6 +45,8 @@ extern "C"
     } MSG, *LPMSG;
 
     typedef void(CALLBACK* TIMERPROC)(HWND window, UINT message, UINT_PTR id, DWORD tick);
+#define IS_INTRESOURCE(name) (((ULONG_PTR)(name) >> 16) == 0)
+#define MAKEINTRESOURCEW(number) ((LPWSTR)(ULONG_PTR)(WORD)(number))
 
     PLINTH_PLATFORM_API int WINAPI MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption,
                                                UINT type);

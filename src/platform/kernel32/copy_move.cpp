@@ -5,8 +5,6 @@
 // A copy is made under a temporary name beside its target and renamed, so that a failure leaves the
 // old target whole and no half file behind. No file that is held open through this interface can be
 // moved or deleted: none of its opens share deletion.
-#include <atomic>
-#include <cstdio>
 #include <memory>
 #include <new>
 #include <string>
@@ -15,6 +13,7 @@
 #include "share_modes.h"
 #include "system/calls.h"
 #include "system/last_error.h"
+#include "temporary_file.h"
 #include "windows.h"
 
 using namespace platform;
@@ -24,23 +23,6 @@ namespace
 
 constexpr mode_t any_write_bit = 0222;
 constexpr size_t copy_piece = size_t{1} << 20;
-
-class Descriptor
-{
-public:
-    explicit Descriptor(int fd) : m_fd(fd) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor()
-    {
-        if (m_fd >= 0)
-            sys::close(m_fd);
-    }
-    operator int() const { return m_fd; }
-
-private:
-    const int m_fd;
-};
 
 bool is_read_only(const struct stat& found)
 {
@@ -86,16 +68,6 @@ int copy_content(int from, int to)
             put += count;
         }
     }
-}
-
-// A name beside the target that no other copy of this or another process uses.
-std::string temporary_beside(const std::string& target)
-{
-    static std::atomic<unsigned> number{0};
-    char tail[64];
-    std::snprintf(tail, sizeof tail, ".plinth-copy-%d-%u", getpid(), ++number);
-    const size_t slash = target.rfind('/');
-    return (slash == std::string::npos ? "" : target.substr(0, slash + 1)) + tail;
 }
 
 // Renames without replacing. Not every file system can do that in one step.

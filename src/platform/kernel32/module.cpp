@@ -1,16 +1,16 @@
-// Modules: the program's own path, and module files opened as data.
+// Modules: loading and freeing them, opening their files as data, and their paths.
 //
-// A file that is opened as data gives a handle that reads as a module without resources. The
-// system's own modules are always there (system_modules.h), and ELF modules that the program has
-// loaded are known by name and by address (loaded_modules.h).
+// The handle of a module that is loaded is its lowest address, whoever has loaded it
+// (loaded_modules.h); one that is opened as data has a handle of its own for each time. The
+// system's own modules are always there (system_modules.h).
 #include <algorithm>
 #include <cstring>
-#include <mutex>
+#include <map>
 #include <new>
-#include <set>
-#include <string>
 
 #include "loaded_modules.h"
+#include "module_search.h"
+#include "modules.h"
 #include "path.h"
 #include "system/calls.h"
 #include "system/last_error.h"
@@ -23,28 +23,137 @@ using namespace platform;
 namespace
 {
 
-struct DataModule
+struct Entry
 {
-    std::string path;
+    std::shared_ptr<Module> module;
+    void* loader = nullptr;  // the loader's handle; null if it was not loaded through here
+    unsigned references = 0; // none: loaded by others, and known for its resources
 };
 
-// The modules that were opened as data, so that a foreign handle is told apart.
-struct DataModules
+struct Table
 {
-    std::mutex lock; // guards all; no other lock is taken while it is held
-    std::set<DataModule*> all;
+    std::mutex lock; // guards all below; no other lock is taken while it is held
+    std::map<HMODULE, Entry> modules;
+    std::shared_ptr<Module> program;
 };
 
-DataModules& data_modules()
+// Never destroyed: modules are freed until the very end of the process.
+Table& table()
 {
-    static DataModules& only = *new DataModules;
+    static Table& only = *new Table;
     return only;
 }
 
-DataModule* find_module(HMODULE module)
+// Empty, and the last error, if it can't be had.
+std::string program_path()
 {
-    auto* const wanted = reinterpret_cast<DataModule*>(module);
-    return data_modules().all.count(wanted) ? wanted : nullptr;
+    char path[native_path_limit];
+    const ssize_t length = sys::readlink("/proc/self/exe", path, sizeof path);
+    if (length < 0)
+        fail_errno(errno);
+    return length < 0 ? std::string() : std::string(path, static_cast<size_t>(length));
+}
+
+HMODULE not_found()
+{
+    fail_with(ERROR_MOD_NOT_FOUND);
+    return nullptr;
+}
+
+HMODULE open_as_data(LPCWSTR path)
+{
+    const NativePath native(path);
+    if (!native.ok())
+        return nullptr;
+    auto module = std::make_shared<Module>(native.c_str());
+    if (const DWORD error = module->open_file())
+    {
+        if (error == ERROR_FILE_NOT_FOUND)
+            native.fail(ENOENT);
+        else
+            fail_with(error);
+        return nullptr;
+    }
+    auto* const handle = reinterpret_cast<HMODULE>(module.get());
+    const std::lock_guard guard(table().lock);
+    table().modules[handle] = {std::move(module), nullptr, 1};
+    return handle;
+}
+
+bool find_loaded(void* loader, LoadedModule& found)
+{
+    const link_map* map = nullptr;
+    return sys::dlinfo(loader, RTLD_DI_LINKMAP, &map) == 0 &&
+           module_at(reinterpret_cast<uintptr_t>(map->l_ld), found);
+}
+
+// A module that is loaded, by its handle, whoever has loaded it.
+bool find_loaded(HMODULE handle, LoadedModule& found)
+{
+    return module_at(reinterpret_cast<uintptr_t>(handle), found) && found.handle() == handle &&
+           found.path[0] != '\0';
+}
+
+// The file is there but the loader refuses it: what it is, or what it needs, is wrong.
+DWORD refusal_of(const std::string& path)
+{
+    const int fd = sys::open(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
+    if (fd < 0)
+        return errno == ENOENT ? ERROR_MOD_NOT_FOUND : system_error(errno);
+    char magic[4] = {};
+    const ssize_t got = sys::read(fd, magic, sizeof magic);
+    sys::close(fd);
+    return got == sizeof magic && std::memcmp(magic,
+                                              "\x7f"
+                                              "ELF",
+                                              sizeof magic) == 0
+               ? ERROR_MOD_NOT_FOUND
+               : ERROR_BAD_EXE_FORMAT;
+}
+
+// The code of a module runs in here, so no lock is held.
+HMODULE load(LPCWSTR name)
+{
+    if (const HMODULE found = find_system_module(name))
+        return found;
+    const NativePath native(name);
+    if (!native.ok())
+        return nullptr;
+    std::string path;
+    void* loader = nullptr;
+    for (const std::string& file : find_module_files(native.c_str()))
+    {
+        path = file;
+        loader = sys::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (loader)
+            break;
+    }
+    if (!loader)
+    {
+        fail_with(path.find('/') == std::string::npos ? ERROR_MOD_NOT_FOUND : refusal_of(path));
+        return nullptr;
+    }
+    try
+    {
+        LoadedModule loaded;
+        if (!find_loaded(loader, loaded))
+        {
+            sys::dlclose(loader);
+            return not_found();
+        }
+        const std::lock_guard guard(table().lock);
+        Entry& entry = table().modules[loaded.handle()];
+        if (!entry.module)
+            entry.module = std::make_shared<Module>(loaded.path);
+        entry.loader = loader;
+        ++entry.references;
+        return loaded.handle();
+    }
+    catch (...)
+    {
+        sys::dlclose(loader);
+        throw;
+    }
 }
 
 // False with the last error set.
@@ -52,27 +161,15 @@ bool native_module_path(HMODULE module, std::string& native)
 {
     if (!module || module == program_module())
     {
-        char path[native_path_limit];
-        const ssize_t length = sys::readlink("/proc/self/exe", path, sizeof path);
-        if (length < 0)
-            return fail_errno(errno);
-        native.assign(path, static_cast<size_t>(length));
-        return true;
-    }
-    {
-        const std::lock_guard guard(data_modules().lock);
-        if (const DataModule* const found = find_module(module))
-        {
-            native = found->path;
-            return true;
-        }
+        native = program_path();
+        return !native.empty();
     }
     LoadedModule loaded;
-    if (!module_at(reinterpret_cast<uintptr_t>(module), loaded) || loaded.handle() != module ||
-        loaded.path[0] == '\0')
-        return fail_with(ERROR_MOD_NOT_FOUND);
-    native = loaded.path;
-    return true;
+    if (find_loaded(module, loaded))
+        native = loaded.path;
+    else if (const std::shared_ptr<Module> found = hold_module(module))
+        native = found->path();
+    return !native.empty();
 }
 
 // A path that doesn't fit is cut and terminated, and the result is the size of the buffer.
@@ -102,6 +199,59 @@ DWORD module_file_name(const char* name, HMODULE module, Char* buffer, DWORD siz
 
 } // namespace
 
+namespace platform
+{
+
+std::shared_ptr<Module> hold_module(HMODULE handle)
+{
+    if (!handle || handle == program_module())
+    {
+        const std::string path = program_path();
+        const std::lock_guard guard(table().lock);
+        if (!table().program && !path.empty())
+            table().program = std::make_shared<Module>(path);
+        return table().program;
+    }
+    {
+        const std::lock_guard guard(table().lock);
+        const auto found = table().modules.find(handle);
+        if (found != table().modules.end())
+            return found->second.module;
+    }
+    LoadedModule loaded;
+    if (!find_loaded(handle, loaded))
+    {
+        not_found();
+        return nullptr;
+    }
+    const std::lock_guard guard(table().lock);
+    Entry& entry = table().modules[handle];
+    if (!entry.module)
+        entry.module = std::make_shared<Module>(loaded.path);
+    return entry.module;
+}
+
+void* symbol_of(HMODULE handle, const char* name)
+{
+    LoadedModule loaded;
+    if (handle != program_module() && !find_loaded(handle, loaded))
+        return not_found();
+    // Another reference for as long as it is looked at.
+    void* const loader = handle == program_module()
+                             ? RTLD_DEFAULT
+                             : sys::dlopen(loaded.path, RTLD_LAZY | RTLD_NOLOAD);
+    if (!loader && handle != program_module())
+        return not_found();
+    void* const symbol = name ? sys::dlsym(loader, name) : nullptr;
+    if (loader)
+        sys::dlclose(loader);
+    if (!symbol)
+        fail_with(ERROR_PROC_NOT_FOUND);
+    return symbol;
+}
+
+} // namespace platform
+
 extern "C" DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size)
 {
     return module_file_name("GetModuleFileNameW", module, buffer, size,
@@ -123,34 +273,11 @@ extern "C" DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size)
 
 extern "C" HMODULE LoadLibraryExW(LPCWSTR path, HANDLE, DWORD flags)
 {
-    if (path && !(flags & LOAD_LIBRARY_AS_DATAFILE))
-        if (const HMODULE found = find_system_module(path))
-            return found;
-    const NativePath native(path);
-    if (!native.ok())
-        return nullptr;
-    if (!(flags & LOAD_LIBRARY_AS_DATAFILE))
-    {
-        fail_with(ERROR_NOT_SUPPORTED);
-        return nullptr;
-    }
-    struct stat found;
-    if (sys::stat(native.c_str(), &found) != 0)
-    {
-        native.fail(errno);
-        return nullptr;
-    }
-    if (!S_ISREG(found.st_mode) || sys::access(native.c_str(), R_OK) != 0)
-    {
-        fail_with(S_ISREG(found.st_mode) ? ERROR_ACCESS_DENIED : ERROR_BAD_EXE_FORMAT);
-        return nullptr;
-    }
     try
     {
-        const std::lock_guard guard(data_modules().lock);
-        auto* const module = new DataModule{native.c_str()};
-        data_modules().all.insert(module);
-        return reinterpret_cast<HMODULE>(module);
+        if (flags & LOAD_LIBRARY_AS_DATAFILE)
+            return open_as_data(path);
+        return path && *path ? load(path) : not_found();
     }
     catch (const std::bad_alloc&)
     {
@@ -168,33 +295,18 @@ extern "C" BOOL FreeLibrary(HMODULE module)
 {
     if (system_module(module))
         return TRUE;
-    const std::lock_guard guard(data_modules().lock);
-    DataModule* const found = find_module(module);
-    if (!found)
-        return fail_with(ERROR_MOD_NOT_FOUND);
-    data_modules().all.erase(found);
-    delete found;
+    Entry freed;
+    {
+        const std::lock_guard guard(table().lock);
+        const auto found = table().modules.find(module);
+        if (found == table().modules.end() || found->second.references == 0)
+            return fail_with(ERROR_MOD_NOT_FOUND);
+        freed = found->second;
+        if (--found->second.references == 0)
+            table().modules.erase(found);
+    }
+    // The module's own code runs on its way out, so no lock is held.
+    if (freed.loader && sys::dlclose(freed.loader) != 0)
+        return fail_with(ERROR_GEN_FAILURE);
     return TRUE;
-}
-
-extern "C" HRSRC FindResourceW(HMODULE, LPCWSTR, LPCWSTR)
-{
-    fail_with(ERROR_RESOURCE_DATA_NOT_FOUND);
-    return nullptr;
-}
-
-extern "C" HGLOBAL LoadResource(HMODULE, HRSRC)
-{
-    fail_with(ERROR_RESOURCE_DATA_NOT_FOUND);
-    return nullptr;
-}
-
-extern "C" LPVOID LockResource(HGLOBAL)
-{
-    return nullptr;
-}
-
-extern "C" DWORD SizeofResource(HMODULE, HRSRC)
-{
-    return static_cast<DWORD>(fail_with(ERROR_RESOURCE_DATA_NOT_FOUND));
 }

@@ -1,13 +1,14 @@
 // Looking up modules and their functions by name.
 //
-// A module's handle is the address of its table and is good for the whole process: there is nothing
-// to load or to free.
+// The handle of one of them is the address of its table and is good for the whole process: there is
+// nothing to load or to free. Other modules are looked up by modules.h.
 #include "system_modules.h"
 
 #include <cstring>
 #include <string>
 
 #include "loaded_modules.h"
+#include "modules.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "system/text.h"
@@ -96,14 +97,13 @@ extern "C" FARPROC GetProcAddress(HMODULE module, LPCSTR name)
         fail_with(static_cast<DWORD>(error));
         return nullptr;
     }
-    const SystemModule* const found = system_module(module);
-    if (!found || !name)
-    {
-        fail_with(found ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND);
-        return nullptr;
-    }
-    for (const NamedFunction& each : found->functions)
-        if (std::strcmp(each.name, name) == 0)
+    // A function may also be asked for by its number; none of ours has one.
+    const char* const wanted = IS_INTRESOURCE(name) ? nullptr : name;
+    const SystemModule* const system = system_module(module);
+    if (!system)
+        return reinterpret_cast<FARPROC>(symbol_of(module, wanted));
+    for (const NamedFunction& each : system->functions)
+        if (wanted && std::strcmp(each.name, wanted) == 0)
             return reinterpret_cast<FARPROC>(each.function);
     fail_with(ERROR_PROC_NOT_FOUND);
     return nullptr;

@@ -193,6 +193,10 @@ inline int fchmod(int fd, mode_t mode)
 {
     return intercepted("chmod") ? -1 : ::fchmod(fd, mode);
 }
+inline int fchown(int fd, uid_t user, gid_t group)
+{
+    return intercepted("chown") ? -1 : ::fchown(fd, user, group);
+}
 inline int access(const char* path, int mode)
 {
     return intercepted("access") ? -1 : ::faccessat(AT_FDCWD, path, mode, AT_EACCESS);
@@ -323,6 +327,10 @@ inline void* dlopen(const char* path, int flags)
 {
     return intercepted("dlopen") ? nullptr : ::dlopen(path, flags);
 }
+inline int dlclose(void* module)
+{
+    return intercepted("dlclose") ? -1 : ::dlclose(module);
+}
 inline void* dlsym(void* module, const char* name)
 {
     return intercepted("dlsym") ? nullptr : ::dlsym(module, name);
@@ -341,6 +349,10 @@ inline int syslog(int priority, const char* text)
 inline int tcflush(int fd, int queue)
 {
     return intercepted("tcflush") ? -1 : ::tcflush(fd, queue);
+}
+inline int dlinfo(void* module, int request, void* result)
+{
+    return intercepted("dlinfo") ? -1 : ::dlinfo(module, request, result);
 }
 
 // Futex words shared between processes use the shared forms, words of one process the private ones.

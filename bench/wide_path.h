@@ -1,0 +1,28 @@
+// The Windows form of a native path, for a path without characters beyond ASCII.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace bench
+{
+
+class WidePath
+{
+public:
+    explicit WidePath(const std::string& native)
+    {
+        size_t length = 0;
+        m_text[length++] = L'C';
+        m_text[length++] = L':';
+        for (const char c : native)
+            m_text[length++] = c == '/' ? L'\\' : static_cast<wchar_t>(c);
+        m_text[length] = L'\0';
+    }
+    operator const wchar_t*() const { return m_text; }
+
+private:
+    wchar_t m_text[1024];
+};
+
+} // namespace bench

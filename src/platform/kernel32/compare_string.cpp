@@ -1,0 +1,46 @@
+// Comparing narrow texts (UTF-8), character by character, with or without regard to case.
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "system/last_error.h"
+#include "system/text.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+// In units of 16 bits, folded as names are if case doesn't count.
+std::u16string units_of(LPCSTR text, int length, bool folds)
+{
+    const size_t bytes = length < 0 ? std::strlen(text) : static_cast<size_t>(length);
+    std::u16string units(wide_from_utf8(text, bytes, nullptr, 0), u'\0');
+    wide_from_utf8(text, bytes, reinterpret_cast<wchar_t*>(units.data()), units.size());
+    if (folds)
+        for (char16_t& unit : units)
+            unit = static_cast<char16_t>(fold_case(static_cast<wchar_t>(unit)));
+    return units;
+}
+
+} // namespace
+
+// The locale makes no difference: characters have one order and one folding.
+extern "C" int CompareStringA(LCID, DWORD flags, LPCSTR first, int firstLength, LPCSTR second,
+                              int secondLength)
+{
+    if (!first || !second || (flags & ~NORM_IGNORECASE))
+        return fail_with(ERROR_INVALID_PARAMETER);
+    try
+    {
+        const bool folds = (flags & NORM_IGNORECASE) != 0;
+        const int order =
+            units_of(first, firstLength, folds).compare(units_of(second, secondLength, folds));
+        return order < 0 ? CSTR_LESS_THAN : order > 0 ? CSTR_GREATER_THAN : CSTR_EQUAL;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+    }
+}

@@ -1,0 +1,57 @@
+// Module files opened as data.
+#include "modules.h"
+
+#include "share_modes.h"
+#include "system/calls.h"
+#include "system/last_error.h"
+
+namespace platform
+{
+
+ModuleFile::~ModuleFile()
+{
+    if (m_view)
+        sys::munmap(m_view, m_size);
+    if (m_fd >= 0)
+        sys::close(m_fd);
+}
+
+DWORD ModuleFile::open(const char* native_path)
+{
+    // A pipe without a writer would hold an ordinary open up.
+    m_fd = sys::open(native_path, O_RDONLY | O_NOCTTY | O_NONBLOCK);
+    struct stat found;
+    if (m_fd < 0 || sys::fstat(m_fd, &found) != 0)
+        return system_error(errno);
+    if (!S_ISREG(found.st_mode) || found.st_size == 0)
+        return ERROR_BAD_EXE_FORMAT;
+    if (const DWORD error = claim_share(m_fd, {.reads = true,
+                                               .writes = false,
+                                               .overwrites = false,
+                                               .shares_read = true,
+                                               .shares_write = false}))
+        return error;
+    m_size = static_cast<size_t>(found.st_size);
+    void* const view = sys::mmap(nullptr, m_size, PROT_READ, MAP_PRIVATE, m_fd, 0);
+    if (view == MAP_FAILED)
+        return system_error(errno);
+    m_view = view;
+    return m_resources.open({m_view, m_size}) ? 0 : ERROR_BAD_EXE_FORMAT;
+}
+
+DWORD Module::open_file()
+{
+    const std::lock_guard guard(m_lock);
+    if (m_open)
+        return 0;
+    const DWORD error = m_file.open(m_path.c_str());
+    m_open = error == 0;
+    return error;
+}
+
+const pe::ResourceTree* Module::resources()
+{
+    return open_file() == 0 ? &m_file.resources() : nullptr;
+}
+
+} // namespace platform

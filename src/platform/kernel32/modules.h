@@ -1,0 +1,67 @@
+// The modules of a process by handle: files that were opened as data, and modules that were loaded,
+// with the resources in their files.
+//
+// Whoever works on a module holds it, so that it stays while another thread frees it. What was
+// handed out of it (places of resources) goes with the last FreeLibrary.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "pe/resource_tree.h"
+#include "windef.h"
+
+namespace platform
+{
+
+// A module file, mapped for reading. While it is, nobody opens it for writing through this
+// interface, so that it doesn't get shorter under the view.
+class ModuleFile
+{
+public:
+    ModuleFile() = default;
+    ModuleFile(const ModuleFile&) = delete;
+    ModuleFile& operator=(const ModuleFile&) = delete;
+    ~ModuleFile();
+
+    // 0 or a system error; ERROR_BAD_EXE_FORMAT for what is no module file.
+    DWORD open(const char* native_path);
+
+    const pe::ResourceTree& resources() const { return m_resources; }
+
+private:
+    int m_fd = -1;
+    void* m_view = nullptr;
+    size_t m_size = 0;
+    pe::ResourceTree m_resources;
+};
+
+class Module
+{
+public:
+    explicit Module(std::string path) : m_path(std::move(path)) {}
+
+    const std::string& path() const { return m_path; } // native
+
+    // Opens the file, once, to read resources. 0 or a system error.
+    DWORD open_file();
+    // Null if the file can't be opened.
+    const pe::ResourceTree* resources();
+
+private:
+    const std::string m_path;
+    std::mutex m_lock; // guards the two below; taken with no other lock held
+    bool m_open = false;
+    ModuleFile m_file;
+};
+
+// Null, and ERROR_MOD_NOT_FOUND, for a handle that is none. A null handle and that of the program
+// stand for the program's own file.
+std::shared_ptr<Module> hold_module(HMODULE handle);
+
+// The address of what a loaded module, or the program, exports under a name. Null, and
+// ERROR_MOD_NOT_FOUND or ERROR_PROC_NOT_FOUND.
+void* symbol_of(HMODULE handle, const char* name);
+
+} // namespace platform

@@ -1,0 +1,345 @@
+// Adding, replacing and removing resources of a module file.
+//
+// From Begin to End the file is open with nobody else let in, so updates of one file come one after
+// the other. End writes the new content to a temporary file beside it and renames it: the file is
+// replaced whole or stays as it was. Links to the file go on naming the old content only if they
+// are hard links; a symbolic link is followed.
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <vector>
+
+#include "file_stamp.h"
+#include "handle_table.h"
+#include "modules.h"
+#include "path.h"
+#include "pe/rewrite.h"
+#include "resource_id.h"
+#include "share_modes.h"
+#include "system/calls.h"
+#include "system/last_error.h"
+#include "temporary_file.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+constexpr mode_t any_write_bit = 0222;
+constexpr size_t write_buffer = size_t{1} << 18;
+
+// A view of a whole file.
+class View
+{
+public:
+    // 0 or a system error.
+    DWORD open(int fd)
+    {
+        struct stat found;
+        if (sys::fstat(fd, &found) != 0)
+            return system_error(errno);
+        if (found.st_size == 0)
+            return ERROR_BAD_EXE_FORMAT;
+        m_size = static_cast<size_t>(found.st_size);
+        void* const view = sys::mmap(nullptr, m_size, PROT_READ, MAP_PRIVATE, fd, 0);
+        if (view == MAP_FAILED)
+            return system_error(errno);
+        m_view = view;
+        return 0;
+    }
+    View() = default;
+    View(const View&) = delete;
+    View& operator=(const View&) = delete;
+    ~View()
+    {
+        if (m_view)
+            sys::munmap(m_view, m_size);
+    }
+    pe::Bytes bytes() const { return {m_view, m_size}; }
+
+private:
+    void* m_view = nullptr;
+    size_t m_size = 0;
+};
+
+// 0 or an errno.
+int write_all(int fd, const uint8_t* data, size_t size)
+{
+    while (size > 0)
+    {
+        const ssize_t count = sys::write(fd, data, size);
+        if (count <= 0)
+            return count == 0 ? EIO : errno;
+        data += count;
+        size -= static_cast<size_t>(count);
+    }
+    return 0;
+}
+
+// Small pieces go out together. 0 or an errno.
+int write_pieces(int fd, const pe::Pieces& pieces)
+{
+    std::vector<uint8_t> buffer;
+    buffer.reserve(write_buffer);
+    for (const pe::Bytes& piece : pieces.all())
+    {
+        if (piece.size() > write_buffer - buffer.size())
+        {
+            if (const int error = write_all(fd, buffer.data(), buffer.size()))
+                return error;
+            buffer.clear();
+        }
+        if (piece.size() >= write_buffer)
+        {
+            if (const int error = write_all(fd, piece.data(), piece.size()))
+                return error;
+        }
+        else
+            buffer.insert(buffer.end(), piece.data(), piece.data() + piece.size());
+    }
+    return write_all(fd, buffer.data(), buffer.size());
+}
+
+// What the new file takes over from the old one beside the content. Who may not give a file away
+// becomes its owner.
+int copy_properties(int from, int to)
+{
+    struct stat found;
+    if (sys::fstat(from, &found) != 0)
+        return errno;
+    if (sys::fchown(to, found.st_uid, found.st_gid) != 0 && errno != EPERM)
+        return errno;
+    if (sys::fchmod(to, found.st_mode & 07777) != 0)
+        return errno;
+    FILETIME creation;
+    if (sys::fgetxattr(from, creation_attribute, &creation, sizeof creation) == sizeof creation)
+        sys::fsetxattr(to, creation_attribute, &creation, sizeof creation, 0); // or goes without
+    return 0;
+}
+
+// 0 or an errno.
+int replace_file(const std::string& path, int old, const pe::Pieces& pieces)
+{
+    const std::string temporary = temporary_beside(path);
+    int error = 0;
+    {
+        const Descriptor fd(sys::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600));
+        if (fd < 0)
+            return errno;
+        error = write_pieces(fd, pieces);
+        if (!error)
+            error = copy_properties(old, fd);
+        if (!error && sys::fsync(fd) != 0)
+            error = errno;
+    }
+    if (!error && sys::rename(temporary.c_str(), path.c_str()) != 0)
+        error = errno;
+    if (error)
+        sys::unlink(temporary.c_str());
+    return error;
+}
+
+class ResourceUpdate : public Object
+{
+public:
+    static constexpr ObjectKind object_kind = ObjectKind::resource_update;
+
+    explicit ResourceUpdate(bool delete_existing)
+        : Object(object_kind), m_delete_existing(delete_existing)
+    {
+    }
+    ~ResourceUpdate() override
+    {
+        if (m_fd >= 0)
+            sys::close(m_fd);
+    }
+
+    // False, and the last error.
+    bool open(LPCWSTR path)
+    {
+        const NativePath native(path);
+        if (!native.ok())
+            return false;
+        char real[native_path_limit];
+        if (!sys::realpath(native.c_str(), real))
+            return native.fail(errno);
+        m_path = real;
+        // Between the opening and the claim another update may have put a new file in the place.
+        for (int attempt = 0; attempt < 16; ++attempt)
+        {
+            m_fd = sys::open(real, O_RDWR | O_NOCTTY | O_NONBLOCK);
+            if (m_fd < 0)
+                return native.fail(errno);
+            const DWORD error = admit();
+            if (error)
+                return fail_with(error);
+            if (is_current())
+                return true;
+            sys::close(m_fd);
+            m_fd = -1;
+        }
+        return fail_with(ERROR_SHARING_VIOLATION);
+    }
+
+    // No bytes: the resource is removed.
+    BOOL change(pe::ResourceAddress address, std::optional<std::vector<uint8_t>> bytes)
+    {
+        const std::lock_guard guard(m_lock);
+        m_changes.insert_or_assign(std::move(address), std::move(bytes));
+        return TRUE;
+    }
+
+    // 0 or a system error.
+    DWORD commit()
+    {
+        const std::lock_guard guard(m_lock);
+        View view;
+        pe::Image image;
+        pe::ResourceSet set;
+        if (const DWORD error = view.open(m_fd))
+            return error;
+        if (!image.parse(view.bytes()) || (!m_delete_existing && !pe::read_resources(image, set)))
+            return ERROR_BAD_EXE_FORMAT;
+        for (const auto& [address, bytes] : m_changes)
+            apply(address, bytes, set);
+        pe::Pieces pieces;
+        if (const DWORD error = pe::rewrite_resources(image, set, pieces))
+            return error;
+        const int error = replace_file(m_path, m_fd, pieces);
+        return error ? system_error(error) : 0;
+    }
+
+private:
+    // What the opened file has to pass. 0 or a system error.
+    DWORD admit() const
+    {
+        struct stat found;
+        if (sys::fstat(m_fd, &found) != 0)
+            return system_error(errno);
+        if (!S_ISREG(found.st_mode))
+            return ERROR_BAD_EXE_FORMAT;
+        if ((found.st_mode & any_write_bit) == 0)
+            return ERROR_ACCESS_DENIED; // read-only, for root too
+        if (const DWORD error = claim_share(m_fd, {.reads = true,
+                                                   .writes = true,
+                                                   .overwrites = true,
+                                                   .shares_read = false,
+                                                   .shares_write = false}))
+            return error;
+        View view;
+        pe::Image image;
+        if (const DWORD error = view.open(m_fd))
+            return error;
+        return image.parse(view.bytes()) ? 0 : ERROR_BAD_EXE_FORMAT;
+    }
+
+    bool is_current() const
+    {
+        struct stat opened;
+        struct stat named;
+        return sys::fstat(m_fd, &opened) == 0 && sys::stat(m_path.c_str(), &named) == 0 &&
+               opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+    }
+
+    // Callers' types and names are in capitals; those of the file may not be, and keep their form.
+    static pe::ResourceAddress as_in(const pe::ResourceSet& set, pe::ResourceAddress address)
+    {
+        const auto type =
+            std::find_if(set.begin(), set.end(),
+                         [&](const auto& each) { return each.first.type.same(address.type); });
+        if (type == set.end())
+            return address;
+        address.type = type->first.type;
+        const auto name = std::find_if(type, set.end(),
+                                       [&](const auto& each) {
+                                           return each.first.type == address.type &&
+                                                  each.first.name.same(address.name);
+                                       });
+        if (name != set.end())
+            address.name = name->first.name;
+        return address;
+    }
+
+    static void apply(const pe::ResourceAddress& given,
+                      const std::optional<std::vector<uint8_t>>& bytes, pe::ResourceSet& set)
+    {
+        const pe::ResourceAddress address = set.contains(given) ? given : as_in(set, given);
+        if (bytes)
+            set[address] = {{bytes->data(), bytes->size()}, 0};
+        else
+            set.erase(address);
+    }
+
+    const bool m_delete_existing;
+    int m_fd = -1;
+    std::string m_path; // without symbolic links
+    std::mutex m_lock;  // guards m_changes; no other lock is taken while it is held
+    std::map<pe::ResourceAddress, std::optional<std::vector<uint8_t>>> m_changes;
+};
+
+} // namespace
+
+extern "C" HANDLE BeginUpdateResourceW(LPCWSTR path, BOOL deleteExisting)
+{
+    try
+    {
+        auto update = std::make_unique<ResourceUpdate>(deleteExisting != FALSE);
+        return update->open(path) ? insert_handle(update.release()) : nullptr;
+    }
+    catch (const std::bad_alloc&)
+    {
+        fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+}
+
+extern "C" BOOL UpdateResourceW(HANDLE update, LPCWSTR type, LPCWSTR name, WORD language,
+                                LPVOID data, DWORD size)
+{
+    int error = 0;
+    if (api_fault("UpdateResourceW", error))
+        return fail_with(static_cast<DWORD>(error));
+    const Pin<ResourceUpdate> pinned(update);
+    if (!pinned)
+        return FALSE;
+    try
+    {
+        pe::ResourceAddress address{{}, {}, language};
+        if (!resource_id(type, address.type) || !resource_id(name, address.name) ||
+            (!data && size != 0))
+            return fail_with(ERROR_INVALID_PARAMETER);
+        if (!data)
+            return pinned->change(std::move(address), std::nullopt);
+        const auto* const bytes = static_cast<const uint8_t*>(data);
+        return pinned->change(std::move(address), std::vector<uint8_t>(bytes, bytes + size));
+    }
+    catch (const std::bad_alloc&)
+    {
+        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+    }
+}
+
+extern "C" BOOL EndUpdateResourceW(HANDLE update, BOOL discard)
+{
+    DWORD error = 0;
+    {
+        const Pin<ResourceUpdate> pinned(update);
+        if (!pinned)
+            return FALSE;
+        try
+        {
+            if (!discard)
+                error = pinned->commit();
+        }
+        catch (const std::bad_alloc&)
+        {
+            error = ERROR_NOT_ENOUGH_MEMORY;
+        }
+    }
+    if (!close_handle(update, ObjectKind::resource_update) && !error)
+        return FALSE;
+    return error ? fail_with(error) : TRUE;
+}

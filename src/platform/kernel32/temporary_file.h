@@ -1,0 +1,32 @@
+// What files are replaced with in one step: a descriptor that closes itself, and the name of a
+// temporary file beside the target.
+#pragma once
+
+#include <string>
+
+#include "system/calls.h"
+
+namespace platform
+{
+
+class Descriptor
+{
+public:
+    explicit Descriptor(int fd) : m_fd(fd) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor()
+    {
+        if (m_fd >= 0)
+            sys::close(m_fd);
+    }
+    operator int() const { return m_fd; }
+
+private:
+    const int m_fd;
+};
+
+// A name beside the target that nobody else in this or another process uses.
+std::string temporary_beside(const std::string& target);
+
+} // namespace platform

@@ -1,0 +1,103 @@
+// The tree of resources of a module file: type, name, language, data.
+//
+// A PE file has it in the place that a data directory names; an ELF file of this system has the
+// same tree in a section ".rsrc", in which addresses count from the start of the section. The tree
+// comes from anywhere: it may be cut, point at itself or overlap. It is read three levels deep, no
+// level is followed twice on one way, and a walk over all of it visits no more entries than the
+// tree has room for.
+#pragma once
+
+#include <compare>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "image.h"
+
+namespace platform::pe
+{
+
+// How a type or a name is named: by a number or by a text.
+struct ResourceId
+{
+    bool named = false;
+    uint16_t number = 0;
+    std::u16string text;
+
+    // The order in which a tree lists them: texts first.
+    std::strong_ordering operator<=>(const ResourceId& other) const;
+    bool operator==(const ResourceId&) const = default;
+    // The same without regard to case.
+    bool same(const ResourceId& other) const;
+};
+
+struct ResourceData
+{
+    uint32_t address = 0;
+    uint32_t size = 0; // bytes
+    uint32_t code_page = 0;
+};
+
+class ResourceTree
+{
+public:
+    static constexpr uint32_t no_offset = UINT32_MAX;
+
+    // False if the bytes are no module file. One without resources has an empty tree. The bytes
+    // must live as long as the tree.
+    bool open(Bytes file);
+    bool open(const Image& image);
+
+    bool empty() const { return m_tree.size() == 0; }
+
+    // One level: the entries of the directory at an offset, in the order of the tree. A language is
+    // a number. target: offset of what the entry names, a directory or data.
+    struct Entry
+    {
+        uint32_t id;
+        uint32_t target;
+        bool is_directory;
+    };
+    static constexpr uint32_t root = 0;
+    uint32_t entry_count(uint32_t directory) const; // as far as they lie within the tree
+    Entry entry(uint32_t directory, uint32_t index) const;
+    // The name of an entry; false if its text is not within the tree.
+    bool id_of(const Entry& entry, ResourceId& id) const;
+
+    // The directory below one whose entry has the name; no_offset if there is none.
+    uint32_t find_directory(uint32_t directory, const ResourceId& id) const;
+    // The data of a language below the directory of a name; no_offset if there is none.
+    uint32_t find_language(uint32_t directory, uint16_t language) const;
+
+    // The description of data at an offset, and its bytes, which lie within the file. False if
+    // there is none, or its bytes are not all there.
+    bool data_at(uint32_t offset, ResourceData& description, Bytes& bytes) const;
+    // Descriptions, as places in memory.
+    const uint8_t* place_of(uint32_t offset) const { return m_tree.data() + offset; }
+    bool offset_of(const void* place, uint32_t& offset) const;
+
+    // Calls for every resource. False if the tree is not sound throughout, or the call said false.
+    using Visitor = std::function<bool(const ResourceId& type, const ResourceId& name,
+                                       uint16_t language, const ResourceData&, const Bytes&)>;
+    bool walk(const Visitor& visitor) const;
+
+private:
+    struct Walk;
+
+    bool open_elf(Bytes file);
+    bool has_all_entries(uint32_t directory) const;
+    bool bytes_of(const ResourceData& description, Bytes& bytes) const;
+    bool is_named(const Entry& entry, const ResourceId& id) const;
+
+    // Where the bytes of a range of addresses lie.
+    struct Extent
+    {
+        uint64_t address;
+        Bytes bytes;
+    };
+
+    Bytes m_tree;
+    std::vector<Extent> m_extents;
+};
+
+} // namespace platform::pe

@@ -1,0 +1,105 @@
+// Version blocks, good ones and bad ones.
+#include <cstring>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include "support/modules.h"
+#include "support/wide_text.h"
+
+using test::Wide;
+
+namespace
+{
+
+std::vector<char> block_of(const std::string& native)
+{
+    const Wide path = test::windows_form(native);
+    std::vector<char> block(GetFileVersionInfoSizeW(path, nullptr));
+    EXPECT_TRUE(block.empty() ||
+                GetFileVersionInfoW(path, 0, static_cast<DWORD>(block.size()), block.data()));
+    return block;
+}
+
+std::string text_at(const std::vector<char>& block, const wchar_t* path)
+{
+    void* value = nullptr;
+    UINT size = 0;
+    if (!VerQueryValueW(block.data(), path, &value, &size))
+        return "(none)";
+    return size ? test::utf8(static_cast<const wchar_t*>(value), size) : "";
+}
+
+TEST(VersionBlock, GivesItsValuesByTheirPath)
+{
+    for (const char* const name : {"module64.dll", "module32.dll", "compiled64.exe"})
+    {
+        const std::vector<char> block =
+            block_of(test::copy_module(test::make_folder("version"), name));
+        ASSERT_FALSE(block.empty()) << name;
+        EXPECT_EQ(text_at(block, L"\\StringFileInfo\\040504b0\\PatchNumber"),
+                  std::string("42\0", 3));
+        EXPECT_EQ(text_at(block, L"\\stringfileinfo\\040504B0\\FILEDESCRIPTION"),
+                  std::string("a module for tests\0", 19));
+        EXPECT_EQ(text_at(block, L"\\StringFileInfo\\040704b0\\PatchNumber"), "(none)");
+        EXPECT_EQ(text_at(block, L"\\PatchNumber"), "(none)");
+
+        void* value = nullptr;
+        UINT size = 0;
+        ASSERT_TRUE(VerQueryValueW(block.data(), L"\\", &value, &size));
+        ASSERT_EQ(size, sizeof(VS_FIXEDFILEINFO));
+        VS_FIXEDFILEINFO fixed;
+        std::memcpy(&fixed, value, sizeof fixed);
+        EXPECT_EQ(fixed.dwSignature, VS_FFI_SIGNATURE);
+        EXPECT_EQ(fixed.dwFileVersionMS, 0x00010002u);
+        ASSERT_TRUE(VerQueryValueW(block.data(), L"\\VarFileInfo\\Translation", &value, &size));
+        EXPECT_EQ(size, 4u);
+        EXPECT_EQ(std::memcmp(value, "\x05\x04\xB0\x04", 4), 0);
+    }
+}
+
+TEST(VersionBlock, AFileWithoutOneSaysSo)
+{
+    const Wide path =
+        test::windows_form(test::copy_module(test::make_folder("version"), "plain64.dll"));
+    DWORD handle = 7;
+    EXPECT_EQ(GetFileVersionInfoSizeW(path, &handle), 0u);
+    EXPECT_EQ(handle, 0u);
+    EXPECT_EQ(GetLastError(), ERROR_RESOURCE_DATA_NOT_FOUND);
+    char block[100];
+    EXPECT_FALSE(GetFileVersionInfoW(path, 0, sizeof block, block));
+    EXPECT_EQ(GetFileVersionInfoSizeW(nullptr, nullptr), 0u);
+}
+
+TEST(VersionBlock, APartOfOneIsReadAsFarAsItGoes)
+{
+    const std::string native = test::copy_module(test::make_folder("version"), "module64.dll");
+    const std::vector<char> whole = block_of(native);
+    for (DWORD size = 2; size < whole.size(); ++size)
+    {
+        std::vector<char> part(size); // of this size, for the address sanitizer
+        ASSERT_TRUE(GetFileVersionInfoW(test::windows_form(native), 0, size, part.data()));
+        text_at(part, L"\\StringFileInfo\\040504b0\\PatchNumber");
+        text_at(part, L"\\VarFileInfo\\Translation");
+    }
+}
+
+// Each length and count in turn: entries of no length, of odd lengths, longer than what holds them.
+TEST(VersionBlock, LengthsThatLieLeadNowhere)
+{
+    const std::vector<char> good =
+        block_of(test::copy_module(test::make_folder("version"), "module64.dll"));
+    for (size_t at = 2; at + 2 <= good.size(); at += 2)
+        for (const unsigned number : {0u, 1u, 5u, 7u, 0x7FFFu, 0xFFFFu})
+        {
+            std::vector<char> bad = good;
+            const auto value = static_cast<uint16_t>(number);
+            std::memcpy(bad.data() + at, &value, sizeof value);
+            text_at(bad, L"\\StringFileInfo\\040504b0\\PatchNumber");
+            text_at(bad, L"\\VarFileInfo\\Translation");
+        }
+}
+
+} // namespace

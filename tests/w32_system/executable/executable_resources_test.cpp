@@ -1,0 +1,50 @@
+// The resources of the program itself: its log follows them, and they load like those of a module.
+// This test program has some (tests/CMakeLists.txt).
+#include <gtest/gtest.h>
+
+#include "support/files.h"
+#include "support/wide_text.h"
+
+namespace
+{
+
+std::string log_path()
+{
+    QV_Log(L"a line\r\n");
+    return test::utf8(CQvLogFile::GetLogFilename());
+}
+
+TEST(ExecutableResources, TheLogLiesInTheFolderThatTheyName)
+{
+    const std::string path = log_path();
+    EXPECT_NE(path.find("\\ProgramData\\Acme\\Editör\\Logfiles\\qvapp_"), std::string::npos)
+        << path;
+}
+
+TEST(ExecutableResources, TheLogHasTheCharacterSetThatTheyName)
+{
+    const std::string bytes = test::read_file(test::native_form(test::Wide(log_path())));
+    ASSERT_GE(bytes.size(), 2u);
+    EXPECT_EQ(bytes.substr(0, 2), "\xFF\xFE");
+    EXPECT_NE(bytes.find(std::string("a\0 \0l\0i\0n\0e", 11)), std::string::npos);
+}
+
+TEST(ExecutableResources, LoadFromTheProgramWithoutAModule)
+{
+    CQvRscData data;
+    QV_RCDATAToCQvRscData(data, static_cast<__qv_hmodule*>(nullptr));
+    ASSERT_EQ(data.GetCQvByteArrayW32Count(), 1);
+    int id = 0;
+    const CQvByteArrayW32& entry = data.GetCQvByteArrayW32(0, &id);
+    EXPECT_EQ(id, 0x409);
+    const std::string text(static_cast<const char*>(entry.GetData()), entry.GetSize());
+    EXPECT_EQ(text.substr(0, 2), "//");
+
+    const HRSRC found = FindResourceW(nullptr, L"greeting", MAKEINTRESOURCEW(10));
+    ASSERT_NE(found, nullptr);
+    const auto* const hello =
+        static_cast<const wchar_t*>(LockResource(LoadResource(nullptr, found)));
+    EXPECT_EQ(test::utf8(hello, SizeofResource(nullptr, found) / 2), "Hello");
+}
+
+} // namespace
