@@ -38,6 +38,8 @@
 
 #include <windows.h>
 
+#include <rpc.h>
+
 #include <plinth_w32_pthreadVC.h>
 
 static_assert(sizeof(wchar_t) == 2,
@@ -759,6 +761,62 @@ extern "C"
 
     // size is not used. QV_ERR_NULLPTR: address is null. QV_ERR_SYSTEM: nothing is mapped there.
     QV_API int QV_UnmapFile(void* address, uint64_t size);
+}
+
+extern "C"
+{
+    // --------------------------------------------------------------------------------- memory --
+    //
+    // Sizes are bytes; an output may be null. On Linux the figures are what this process can really
+    // get, also inside control groups (both versions, the tightest group up to the top counts):
+    //
+    //   total physical      MemTotal of /proc/meminfo, or the memory limit of a group
+    //   available physical  MemAvailable, or what a group's limit leaves: its usage without the
+    //                       pages of files, which the kernel takes back
+    //   total page file,    physical memory and SwapTotal, or a group's limits of both; CommitLimit
+    //     commit limit      where the kernel refuses to promise more (overcommit mode 2)
+    //   available page file available physical memory and SwapFree, likewise bounded
+    //   committed           the commit limit less the available page file
+    //   commit peak         the greatest committed that this process has seen
+    //   total virtual       128 TiB, or the process's limit on addresses (RLIMIT_AS)
+    //   available virtual   that less the first figure of /proc/self/statm
+    //   system cache        Cached, Buffers and SReclaimable
+
+    // Note the order: virtual memory stands before the page file. Always QV_OK; zeros if the system
+    // can't tell.
+    QV_API int QV_GetMemoryStatus(uint64_t* pTotalPhys, uint64_t* pAvailPhys,
+                                  uint64_t* pTotalVirtual, uint64_t* pAvailVirtual,
+                                  uint64_t* pTotalPageFile, uint64_t* pAvailPageFile);
+
+    // QV_ERR_SYSTEM: the system can't tell; no output is written.
+    QV_API int QV_GetMemoryInfo(uint64_t* pCommitTotal, uint64_t* pCommitLimit,
+                                uint64_t* pCommitPeak, uint64_t* pPhysicalTotal,
+                                uint64_t* pPhysicalAvailable, uint64_t* pSystemCache);
+
+    // The memory that is committed now, and the most that the system can commit: physical memory
+    // and the largest page file, from "PagingFiles" in the machine's registry under
+    // "SYSTEM\CurrentControlSet\Control\Session Manager\Memory Management" (three times the
+    // physical memory and at least 4 GiB where the system manages it; none without the key, as
+    // usual on Linux). The limit is worked out once. QV_ERR_SYSTEM: *pCommitted is not written.
+    QV_API int QV_GetAllocLimit(uint64_t* pCommitted, uint64_t* pLimit);
+
+    // True if a document of so many bytes should not be opened as one piece: above half of physical
+    // memory (*pOverflow is 0 then), or with what is in use above three quarters of the addresses
+    // or of the allocation limit (*pOverflow: by how many bytes). False leaves *pOverflow alone.
+    // bTrace: traces the figures, if detail is wanted.
+    QV_API bool QV_CheckSingleDocumentSizeOverflow(uint64_t size, uint64_t* pOverflow, bool bTrace);
+
+    // ---------------------------------------------------------------------------- identifiers --
+
+    // Makes a random identifier, unique in the world. QV_ERR_SYSTEM.
+    QV_API int QV_Generate_Uuid(UUID* pUuid);
+
+    // Stands in the interface and reads no argument: always QV_ERR_BADARG.
+    QV_API int QV_Parse_Uuid(const wchar_t* pText, UUID* pUuid);
+
+    // Writes 32 lower-case hexadecimal digits and a terminator: pText has room for 33 characters.
+    // Always QV_OK.
+    QV_API int QV_Type_Uuid(const UUID* pUuid, wchar_t* pText);
 }
 
 // --------------------------------------------------------------------- identity (C++ linkage) --

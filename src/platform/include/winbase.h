@@ -308,6 +308,22 @@ extern "C"
     PLINTH_PLATFORM_API int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text,
                                                        int length, LPWSTR out, int outSize);
 
+    // Memory, in bytes, as far as this process can get it: bounded by the control groups around it
+    // and, for addresses, by its limit on them. The page file is physical memory and swap together.
+    typedef struct MEMORYSTATUSEX
+    {
+        DWORD dwLength;     // in: the size of this structure
+        DWORD dwMemoryLoad; // per cent of physical memory that is in use
+        DWORD64 ullTotalPhys;
+        DWORD64 ullAvailPhys;
+        DWORD64 ullTotalPageFile;
+        DWORD64 ullAvailPageFile;
+        DWORD64 ullTotalVirtual;
+        DWORD64 ullAvailVirtual;
+        DWORD64 ullAvailExtendedVirtual; // 0
+    } MEMORYSTATUSEX, *LPMEMORYSTATUSEX;
+    PLINTH_PLATFORM_API BOOL WINAPI GlobalMemoryStatusEx(LPMEMORYSTATUSEX status);
+
     // Interlocked operations, full barriers as on the system.
     static inline LONG InterlockedIncrement(LONG volatile* value)
     {
@@ -331,6 +347,7 @@ extern "C"
 }
 static_assert(sizeof(WIN32_FIND_DATAW) == 592 && sizeof(SYSTEM_INFO) == 48);
 static_assert(sizeof(SECURITY_ATTRIBUTES) == 24 && sizeof(FILETIME) == 8);
+static_assert(sizeof(MEMORYSTATUSEX) == 64);
 #endif
 
 #endif

@@ -12,6 +12,7 @@
 #include "winuser.h"
 #ifndef WIN32_LEAN_AND_MEAN
 #include "mmsystem.h"
+#include "rpc.h"
 #include "shellapi.h"
 #endif
 

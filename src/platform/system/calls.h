@@ -23,6 +23,7 @@
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/random.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
@@ -341,6 +342,17 @@ inline int syslog(int priority, const char* text)
 inline int tcflush(int fd, int queue)
 {
     return intercepted("tcflush") ? -1 : ::tcflush(fd, queue);
+}
+
+inline ssize_t getrandom(void* buffer, size_t size)
+{
+    if (intercepted("getrandom", &size))
+        return -1;
+    return restarted([&] { return ::getrandom(buffer, size, 0); });
+}
+inline int getrlimit(__rlimit_resource_t resource, rlimit* result)
+{
+    return intercepted("getrlimit") ? -1 : ::getrlimit(resource, result);
 }
 
 // Futex words shared between processes use the shared forms, words of one process the private ones.
