@@ -9,6 +9,7 @@
 #include "winnls.h"
 #include "winnt.h"
 #include "winreg.h"
+#include "winsock_types.h"
 #include "winuser.h"
 #ifndef WIN32_LEAN_AND_MEAN
 #include "mmsystem.h"

@@ -19,6 +19,7 @@ enum class ObjectKind : unsigned char
     mapping,
     thread,
     event_source,
+    socket,
 };
 
 // What a handle stands for. Owned by the table from insert() on; the destructor releases what the
