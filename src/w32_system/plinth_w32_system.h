@@ -924,6 +924,21 @@ extern "C"
     // Writes 32 lower-case hexadecimal digits and a terminator: pText has room for 33 characters.
     // Always QV_OK.
     QV_API int QV_Type_Uuid(const UUID* pUuid, wchar_t* pText);
+
+    // ---------------------------------------------------------------------------------- power --
+
+    // Keeps the machine from saving power (bDisable true), and puts things back (false): screen
+    // saver and power saving of the display, falling asleep, and shutting down, for which hWnd is
+    // the window that stands for the application and pReason, of up to 255 characters, the text
+    // that the user is shown. Both calls come from one thread, which lives in between. They don't
+    // nest: what a second turning off saves is the settings as the first one made them, so that
+    // the restoring then leaves them off. Always QV_OK.
+    //
+    // On Linux the login manager holds locks with that reason (see systemd-inhibit --list) and the
+    // desktop holds its screen saver off, where they are on the message bus, until the restoring or
+    // the end of the process, however it ends. The settings themselves stay until the next start of
+    // the machine. hWnd is not looked at.
+    QV_API int QV_DisableWindowsPowerSave(HWND hWnd, bool bDisable, const wchar_t* pReason);
 }
 
 // --------------------------------------------------------------------- identity (C++ linkage) --

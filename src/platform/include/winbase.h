@@ -308,6 +308,17 @@ extern "C"
     PLINTH_PLATFORM_API int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text,
                                                        int length, LPWSTR out, int outSize);
 
+    // What the calling thread needs of the machine, for as long as it lives; gives the former
+    // state, 0 for flags that don't go together. Locks of the login manager stand for it: "idle"
+    // for ES_SYSTEM_REQUIRED, "sleep" for ES_AWAYMODE_REQUIRED; for ES_DISPLAY_REQUIRED the
+    // desktop's screen saver is held off.
+    typedef DWORD EXECUTION_STATE;
+#define ES_SYSTEM_REQUIRED 0x00000001u
+#define ES_DISPLAY_REQUIRED 0x00000002u
+#define ES_AWAYMODE_REQUIRED 0x00000040u
+#define ES_CONTINUOUS 0x80000000u
+    PLINTH_PLATFORM_API EXECUTION_STATE WINAPI SetThreadExecutionState(EXECUTION_STATE state);
+
     // Memory, in bytes, as far as this process can get it: bounded by the control groups around it
     // and, for addresses, by its limit on them. The page file is physical memory and swap together.
     typedef struct MEMORYSTATUSEX
