@@ -38,6 +38,12 @@
 
 #include <windows.h>
 
+#include <rpc.h>
+
+#ifndef _WINSOCKAPI_ // <windows.h> brings the socket records, but for WIN32_LEAN_AND_MEAN
+#include <winsock.h>
+#endif
+
 #include <plinth_w32_pthreadVC.h>
 
 static_assert(sizeof(wchar_t) == 2,
@@ -759,6 +765,180 @@ extern "C"
 
     // size is not used. QV_ERR_NULLPTR: address is null. QV_ERR_SYSTEM: nothing is mapped there.
     QV_API int QV_UnmapFile(void* address, uint64_t size);
+}
+
+extern "C"
+{
+    // --------------------------------------------------------------------------------- memory --
+    //
+    // Sizes are bytes; an output may be null. On Linux the figures are what this process can really
+    // get, also inside control groups (both versions, the tightest group up to the top counts):
+    //
+    //   total physical      MemTotal of /proc/meminfo, or the memory limit of a group
+    //   available physical  MemAvailable, or what a group's limit leaves: its usage without the
+    //                       pages of files, which the kernel takes back
+    //   total page file,    physical memory and SwapTotal, or a group's limits of both; CommitLimit
+    //     commit limit      where the kernel refuses to promise more (overcommit mode 2)
+    //   available page file available physical memory and SwapFree, likewise bounded
+    //   committed           the commit limit less the available page file
+    //   commit peak         the greatest committed that this process has seen
+    //   total virtual       128 TiB, or the process's limit on addresses (RLIMIT_AS)
+    //   available virtual   that less the first figure of /proc/self/statm
+    //   system cache        Cached, Buffers and SReclaimable
+
+    // Note the order: virtual memory stands before the page file. Always QV_OK; zeros if the system
+    // can't tell.
+    QV_API int QV_GetMemoryStatus(uint64_t* pTotalPhys, uint64_t* pAvailPhys,
+                                  uint64_t* pTotalVirtual, uint64_t* pAvailVirtual,
+                                  uint64_t* pTotalPageFile, uint64_t* pAvailPageFile);
+
+    // QV_ERR_SYSTEM: the system can't tell; no output is written.
+    QV_API int QV_GetMemoryInfo(uint64_t* pCommitTotal, uint64_t* pCommitLimit,
+                                uint64_t* pCommitPeak, uint64_t* pPhysicalTotal,
+                                uint64_t* pPhysicalAvailable, uint64_t* pSystemCache);
+
+    // The memory that is committed now, and the most that the system can commit: physical memory
+    // and the largest page file, from "PagingFiles" in the machine's registry under
+    // "SYSTEM\CurrentControlSet\Control\Session Manager\Memory Management" (three times the
+    // physical memory and at least 4 GiB where the system manages it; none without the key, as
+    // usual on Linux). The limit is worked out once. QV_ERR_SYSTEM: *pCommitted is not written.
+    QV_API int QV_GetAllocLimit(uint64_t* pCommitted, uint64_t* pLimit);
+
+    // True if a document of so many bytes should not be opened as one piece: above half of physical
+    // memory (*pOverflow is 0 then), or with what is in use above three quarters of the addresses
+    // or of the allocation limit (*pOverflow: by how many bytes). False leaves *pOverflow alone.
+    // bTrace: traces the figures, if detail is wanted.
+    QV_API bool QV_CheckSingleDocumentSizeOverflow(uint64_t size, uint64_t* pOverflow, bool bTrace);
+
+    // -------------------------------------------------------------------------------- sockets --
+    //
+    // The system's own sockets, version 1.1, IPv4 on Linux. Constants, flags and the meaning of
+    // each argument are the system's. Status here is QV_OK or QV_ERR_FAILED, and the system's error
+    // number (WSAE...) stays readable through WSAGetLastError. "As the system": its own result,
+    // with INVALID_SOCKET or SOCKET_ERROR (-1) for a failure. Length pointers are in and out and
+    // must not be null, but where the address beside them is null too.
+    //
+    // The records are those of <winsock.h> under their names in capitals (SOCKADDR_IN, FD_SET,
+    // TIMEVAL), which are the same types on Windows. On Linux include <winsock.h> where the
+    // constants or the names in lower case are wanted: SOL_SOCKET, timeval and the like then mean
+    // those of Windows in that file, and not the C library's, whose records have other layouts.
+
+    // Each success needs its QV_DoneSocket. Status.
+    QV_API int QV_InitSocket(void);
+    QV_API int QV_DoneSocket(void);
+
+    QV_API SOCKET QV_Socket(int af, int type, int protocol);     // as the system
+    QV_API int QV_CloseSocket(SOCKET s);                         // status
+    QV_API int QV_Bind(SOCKET s, const SOCKADDR* addr, int len); // status
+
+    // Status; QV_OK also for a connection that is under way on a non-blocking socket. Its end shows
+    // by QV_Select: writable when it is there, in the set of failures when it failed.
+    QV_API int QV_Connect(SOCKET s, const SOCKADDR* addr, int len);
+    QV_API int QV_Listen(SOCKET s, int backlog); // status
+
+    // As the system. addr and len may both be null.
+    QV_API SOCKET QV_Accept(SOCKET s, SOCKADDR* addr, int* len);
+
+    // As the system: the bytes moved, which may be fewer than asked for; 0 from QV_Recv when the
+    // other side has shut down.
+    QV_API int QV_Send(SOCKET s, const char* buf, int len, int flags);
+    QV_API int QV_Recv(SOCKET s, char* buf, int len, int flags);
+    QV_API int QV_SendTo(SOCKET s, const char* buf, int len, int flags, const SOCKADDR* to,
+                         int tolen);
+    QV_API int QV_RecvFrom(SOCKET s, char* buf, int len, int flags, SOCKADDR* from, int* fromlen);
+
+    // As the system: the sockets that are left in the sets, 0 when the time is over. n is not used.
+    // A null set is empty, a null time endless. FD_SET holds 64 sockets; a longer list of the same
+    // layout may be given in its place.
+    QV_API int QV_Select(int n, FD_SET* r, FD_SET* w, FD_SET* e, const TIMEVAL* t);
+
+    // Status.
+    QV_API int QV_GetSockOpt(SOCKET s, int level, int name, char* value, int* len);
+    QV_API int QV_SetSockOpt(SOCKET s, int level, int name, const char* value, int len);
+    QV_API int QV_IoctlSocket(SOCKET s, LONG cmd, ULONG* arg);
+    QV_API int QV_GetPeerName(SOCKET s, SOCKADDR* addr, int* len);
+    QV_API int QV_GetSockName(SOCKET s, SOCKADDR* addr, int* len);
+    QV_API int QV_Shutdown(SOCKET s, int how);
+
+    // Between the machine's byte order and the network's.
+    QV_API ULONG QV_HtoNl(ULONG value);
+    QV_API USHORT QV_HtoNs(USHORT value);
+    QV_API ULONG QV_NtoHl(ULONG value);
+    QV_API USHORT QV_NtoHs(USHORT value);
+
+    // The address in network byte order; 0xFFFFFFFF for a text that is none.
+    QV_API ULONG QV_Inet_Addr(const char* text);
+
+    // Status. A buffer of size bytes that has no room for text and terminator is left alone.
+    QV_API int QV_Inet_NtoA(char* buf, unsigned int size, IN_ADDR addr);
+
+    // Status; the name is left to the system if it does not fit into len bytes.
+    QV_API int QV_GetHostName(char* name, int len);
+}
+
+// What the look-ups give. The pointers lead into memory of the system that is valid until the next
+// look-up on the same thread. Ports are in network byte order.
+struct QV_HOSTENT
+{
+    char* h_name;
+    char** h_aliases; // ends with null, as all lists here
+    int16_t h_addrtype;
+    int16_t h_length; // bytes of each address
+    char** h_addr_list;
+};
+
+struct QV_SERVENT
+{
+    char* s_name;
+    char** s_aliases;
+    int16_t s_port;
+    char* s_proto;
+};
+
+struct QV_PROTOENT
+{
+    char* p_name;
+    char** p_aliases;
+    int16_t p_proto;
+};
+
+extern "C"
+{
+    // QV_OK, or QV_ERR_FAILED if nothing is found; out is then left alone. A null proto stands for
+    // any. Asking for hosts may take as long as the network takes.
+    QV_API int QV_GetHostByAddr(QV_HOSTENT* out, const char* addr, int len, int type);
+    QV_API int QV_GetHostByName(QV_HOSTENT* out, const char* name);
+    QV_API int QV_GetServByPort(QV_SERVENT* out, short port, const char* proto);
+    QV_API int QV_GetServByName(QV_SERVENT* out, const char* name, const char* proto);
+    QV_API int QV_GetProtoByNumber(QV_PROTOENT* out, int number);
+    QV_API int QV_GetProtoByName(QV_PROTOENT* out, const char* name);
+
+    // ---------------------------------------------------------------------------- identifiers --
+
+    // Makes a random identifier, unique in the world. QV_ERR_SYSTEM.
+    QV_API int QV_Generate_Uuid(UUID* pUuid);
+
+    // Stands in the interface and reads no argument: always QV_ERR_BADARG.
+    QV_API int QV_Parse_Uuid(const wchar_t* pText, UUID* pUuid);
+
+    // Writes 32 lower-case hexadecimal digits and a terminator: pText has room for 33 characters.
+    // Always QV_OK.
+    QV_API int QV_Type_Uuid(const UUID* pUuid, wchar_t* pText);
+
+    // ---------------------------------------------------------------------------------- power --
+
+    // Keeps the machine from saving power (bDisable true), and puts things back (false): screen
+    // saver and power saving of the display, falling asleep, and shutting down, for which hWnd is
+    // the window that stands for the application and pReason, of up to 255 characters, the text
+    // that the user is shown. Both calls come from one thread, which lives in between. They don't
+    // nest: what a second turning off saves is the settings as the first one made them, so that
+    // the restoring then leaves them off. Always QV_OK.
+    //
+    // On Linux the login manager holds locks with that reason (see systemd-inhibit --list) and the
+    // desktop holds its screen saver off, where they are on the message bus, until the restoring or
+    // the end of the process, however it ends. The settings themselves stay until the next start of
+    // the machine. hWnd is not looked at.
+    QV_API int QV_DisableWindowsPowerSave(HWND hWnd, bool bDisable, const wchar_t* pReason);
 }
 
 // --------------------------------------------------------------------- identity (C++ linkage) --

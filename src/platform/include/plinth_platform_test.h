@@ -47,7 +47,11 @@ extern "C"
     // Makes the 32-bit millisecond tick (timeGetTime) start at the value and run on from there.
     PLINTH_PLATFORM_API void PlinthTestSetTick(uint32_t tick);
 
-    // Takes away all faults and shifts, stops counting.
+    // Makes the files in which the kernel tells its figures (/proc, /sys) come from below a folder,
+    // native path; null for the real ones.
+    PLINTH_PLATFORM_API void PlinthTestSetKernelRoot(const char* folder);
+
+    // Takes away all faults, shifts and the kernel root, stops counting.
     PLINTH_PLATFORM_API void PlinthTestReset(void);
 
     // The folder of this process's shared named objects, UTF-8; the text lives as long as the

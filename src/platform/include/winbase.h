@@ -335,6 +335,33 @@ extern "C"
     PLINTH_PLATFORM_API int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text,
                                                        int length, LPWSTR out, int outSize);
 
+    // What the calling thread needs of the machine, for as long as it lives; gives the former
+    // state, 0 for flags that don't go together. Locks of the login manager stand for it: "idle"
+    // for ES_SYSTEM_REQUIRED, "sleep" for ES_AWAYMODE_REQUIRED; for ES_DISPLAY_REQUIRED the
+    // desktop's screen saver is held off.
+    typedef DWORD EXECUTION_STATE;
+#define ES_SYSTEM_REQUIRED 0x00000001u
+#define ES_DISPLAY_REQUIRED 0x00000002u
+#define ES_AWAYMODE_REQUIRED 0x00000040u
+#define ES_CONTINUOUS 0x80000000u
+    PLINTH_PLATFORM_API EXECUTION_STATE WINAPI SetThreadExecutionState(EXECUTION_STATE state);
+
+    // Memory, in bytes, as far as this process can get it: bounded by the control groups around it
+    // and, for addresses, by its limit on them. The page file is physical memory and swap together.
+    typedef struct MEMORYSTATUSEX
+    {
+        DWORD dwLength;     // in: the size of this structure
+        DWORD dwMemoryLoad; // per cent of physical memory that is in use
+        DWORD64 ullTotalPhys;
+        DWORD64 ullAvailPhys;
+        DWORD64 ullTotalPageFile;
+        DWORD64 ullAvailPageFile;
+        DWORD64 ullTotalVirtual;
+        DWORD64 ullAvailVirtual;
+        DWORD64 ullAvailExtendedVirtual; // 0
+    } MEMORYSTATUSEX, *LPMEMORYSTATUSEX;
+    PLINTH_PLATFORM_API BOOL WINAPI GlobalMemoryStatusEx(LPMEMORYSTATUSEX status);
+
     // Interlocked operations, full barriers as on the system.
     static inline LONG InterlockedIncrement(LONG volatile* value)
     {
@@ -358,6 +385,7 @@ extern "C"
 }
 static_assert(sizeof(WIN32_FIND_DATAW) == 592 && sizeof(SYSTEM_INFO) == 48);
 static_assert(sizeof(SECURITY_ATTRIBUTES) == 24 && sizeof(FILETIME) == 8);
+static_assert(sizeof(MEMORYSTATUSEX) == 64);
 #endif
 
 #endif

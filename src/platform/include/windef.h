@@ -111,6 +111,8 @@ typedef struct POINT
 
 #define MAKEWORD(low, high) ((WORD)(((BYTE)(low)) | ((WORD)((BYTE)(high))) << 8))
 #define MAKELONG(low, high) ((LONG)(((WORD)(low)) | ((DWORD)((WORD)(high))) << 16))
+#define LOBYTE(value) ((BYTE)((DWORD_PTR)(value)&0xff))
+#define HIBYTE(value) ((BYTE)(((DWORD_PTR)(value) >> 8) & 0xff))
 #define LOWORD(value) ((WORD)((DWORD_PTR)(value)&0xffff))
 #define HIWORD(value) ((WORD)(((DWORD_PTR)(value) >> 16) & 0xffff))
 

@@ -9,9 +9,11 @@
 #include "winnls.h"
 #include "winnt.h"
 #include "winreg.h"
+#include "winsock_types.h"
 #include "winuser.h"
 #ifndef WIN32_LEAN_AND_MEAN
 #include "mmsystem.h"
+#include "rpc.h"
 #include "shellapi.h"
 #include "winver.h"
 #endif

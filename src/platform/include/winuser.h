@@ -72,6 +72,25 @@ extern "C"
                                                  TIMERPROC procedure);
     PLINTH_PLATFORM_API BOOL WINAPI KillTimer(HWND window, UINT_PTR id);
 
+#define SPI_GETSCREENSAVEACTIVE 16u
+#define SPI_SETSCREENSAVEACTIVE 17u
+#define SPI_GETLOWPOWERACTIVE 83u
+#define SPI_GETPOWEROFFACTIVE 84u
+#define SPI_SETLOWPOWERACTIVE 85u
+#define SPI_SETPOWEROFFACTIVE 86u
+#define SPIF_UPDATEINIFILE 1u
+#define SPIF_SENDCHANGE 2u
+    // A setting: read into a BOOL, or set from the parameter. SPIF_UPDATEINIFILE keeps it beyond
+    // the session; nobody is told of a change.
+    PLINTH_PLATFORM_API BOOL WINAPI SystemParametersInfoW(UINT action, UINT parameter, PVOID value,
+                                                          UINT change);
+
+#define MAX_STR_BLOCKREASON 256 // characters that count, terminator included
+    // A "shutdown" lock of the login manager for as long as a window has a reason. The window is
+    // not looked at. The reason is shown for all the locks of the process.
+    PLINTH_PLATFORM_API BOOL WINAPI ShutdownBlockReasonCreate(HWND window, LPCWSTR reason);
+    PLINTH_PLATFORM_API BOOL WINAPI ShutdownBlockReasonDestroy(HWND window);
+
     // At most 1,024 characters of output, terminator included.
     PLINTH_PLATFORM_API int __cdecl wsprintfW(LPWSTR buffer, LPCWSTR format, ...);
     PLINTH_PLATFORM_API int WINAPI wvsprintfW(LPWSTR buffer, LPCWSTR format, va_list arguments);

@@ -20,6 +20,7 @@ enum class ObjectKind : unsigned char
     thread,
     event_source,
     resource_update,
+    socket,
 };
 
 // What a handle stands for. Owned by the table from insert() on; the destructor releases what the

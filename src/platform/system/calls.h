@@ -18,12 +18,18 @@
 #include <link.h>
 #include <linux/futex.h>
 #include <locale.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/random.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/statvfs.h>
@@ -353,6 +359,138 @@ inline int tcflush(int fd, int queue)
 inline int dlinfo(void* module, int request, void* result)
 {
     return intercepted("dlinfo") ? -1 : ::dlinfo(module, request, result);
+}
+
+inline ssize_t getrandom(void* buffer, size_t size)
+{
+    if (intercepted("getrandom", &size))
+        return -1;
+    return restarted([&] { return ::getrandom(buffer, size, 0); });
+}
+inline int getrlimit(__rlimit_resource_t resource, rlimit* result)
+{
+    return intercepted("getrlimit") ? -1 : ::getrlimit(resource, result);
+}
+
+// Sockets. Those that may wait are not started again by themselves where that would start their
+// time-out anew (poll) or is wrong (connect).
+inline int socket(int family, int type, int protocol)
+{
+    return intercepted("socket") ? -1 : ::socket(family, type | SOCK_CLOEXEC, protocol);
+}
+inline int bind(int fd, const sockaddr* address, socklen_t length)
+{
+    return intercepted("bind") ? -1 : ::bind(fd, address, length);
+}
+inline int connect(int fd, const sockaddr* address, socklen_t length)
+{
+    return intercepted("connect") ? -1 : ::connect(fd, address, length);
+}
+inline int listen(int fd, int backlog)
+{
+    return intercepted("listen") ? -1 : ::listen(fd, backlog);
+}
+inline int accept(int fd, sockaddr* address, socklen_t* length, int flags)
+{
+    if (intercepted("accept"))
+        return -1;
+    return restarted([&] { return ::accept4(fd, address, length, flags | SOCK_CLOEXEC); });
+}
+inline int shutdown(int fd, int how)
+{
+    return intercepted("shutdown") ? -1 : ::shutdown(fd, how);
+}
+inline ssize_t send(int fd, const void* buffer, size_t size, int flags, const sockaddr* to,
+                    socklen_t length)
+{
+    if (intercepted("send", &size))
+        return -1;
+    return restarted([&] { return ::sendto(fd, buffer, size, flags | MSG_NOSIGNAL, to, length); });
+}
+inline ssize_t recv(int fd, void* buffer, size_t size, int flags, sockaddr* from, socklen_t* length)
+{
+    if (intercepted("recv", &size))
+        return -1;
+    return restarted([&] { return ::recvfrom(fd, buffer, size, flags, from, length); });
+}
+inline int ppoll(pollfd* entries, nfds_t count, const timespec* timeout)
+{
+    return intercepted("poll") ? -1 : ::ppoll(entries, count, timeout, nullptr);
+}
+inline int getsockopt(int fd, int level, int option, void* value, socklen_t* length)
+{
+    return intercepted("getsockopt") ? -1 : ::getsockopt(fd, level, option, value, length);
+}
+inline int setsockopt(int fd, int level, int option, const void* value, socklen_t length)
+{
+    return intercepted("setsockopt") ? -1 : ::setsockopt(fd, level, option, value, length);
+}
+inline int ioctl(int fd, unsigned long request, int* argument)
+{
+    return intercepted("ioctl") ? -1 : ::ioctl(fd, request, argument);
+}
+inline int getsockname(int fd, sockaddr* address, socklen_t* length)
+{
+    return intercepted("getsockname") ? -1 : ::getsockname(fd, address, length);
+}
+inline int getpeername(int fd, sockaddr* address, socklen_t* length)
+{
+    return intercepted("getpeername") ? -1 : ::getpeername(fd, address, length);
+}
+inline int gethostname(char* name, size_t size)
+{
+    return intercepted("gethostname") ? -1 : ::gethostname(name, size);
+}
+
+// Look-ups into a caller's buffer: an errno, ERANGE for one that is too small.
+inline int gethostbyname(const char* name, hostent* entry, char* buffer, size_t size,
+                         hostent** result, int* why)
+{
+    *result = nullptr;
+    *why = HOST_NOT_FOUND;
+    if (intercepted("gethostbyname"))
+        return errno;
+    return ::gethostbyname_r(name, entry, buffer, size, result, why);
+}
+inline int gethostbyaddr(const void* address, socklen_t length, int family, hostent* entry,
+                         char* buffer, size_t size, hostent** result, int* why)
+{
+    *result = nullptr;
+    *why = HOST_NOT_FOUND;
+    if (intercepted("gethostbyaddr"))
+        return errno;
+    return ::gethostbyaddr_r(address, length, family, entry, buffer, size, result, why);
+}
+inline int getservbyname(const char* name, const char* protocol, servent* entry, char* buffer,
+                         size_t size, servent** result)
+{
+    *result = nullptr;
+    return intercepted("getservbyname")
+               ? errno
+               : ::getservbyname_r(name, protocol, entry, buffer, size, result);
+}
+inline int getservbyport(int port, const char* protocol, servent* entry, char* buffer, size_t size,
+                         servent** result)
+{
+    *result = nullptr;
+    return intercepted("getservbyport")
+               ? errno
+               : ::getservbyport_r(port, protocol, entry, buffer, size, result);
+}
+inline int getprotobyname(const char* name, protoent* entry, char* buffer, size_t size,
+                          protoent** result)
+{
+    *result = nullptr;
+    return intercepted("getprotobyname") ? errno
+                                         : ::getprotobyname_r(name, entry, buffer, size, result);
+}
+inline int getprotobynumber(int number, protoent* entry, char* buffer, size_t size,
+                            protoent** result)
+{
+    *result = nullptr;
+    return intercepted("getprotobynumber")
+               ? errno
+               : ::getprotobynumber_r(number, entry, buffer, size, result);
 }
 
 // Futex words shared between processes use the shared forms, words of one process the private ones.

@@ -11,6 +11,7 @@
 #include <plinth_platform_test.h>
 
 #include "clock_shift.h"
+#include "kernel_files.h"
 #include "root.h"
 
 namespace platform
@@ -114,6 +115,12 @@ extern "C" void PlinthTestReset(void)
     table().calls.clear();
     table().linux_calls = 0;
     reset_clock_shifts();
+    set_kernel_root(nullptr);
+}
+
+extern "C" void PlinthTestSetKernelRoot(const char* folder)
+{
+    set_kernel_root(folder);
 }
 
 extern "C" void PlinthTestShiftWallClock(int64_t milliseconds)

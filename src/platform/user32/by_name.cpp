@@ -6,6 +6,9 @@ const platform::SystemModule& platform::user32_module()
 {
     static const NamedFunction functions[] = {
         by_name("MessageBoxW", MessageBoxW),
+        by_name("ShutdownBlockReasonCreate", ShutdownBlockReasonCreate),
+        by_name("ShutdownBlockReasonDestroy", ShutdownBlockReasonDestroy),
+        by_name("SystemParametersInfoW", SystemParametersInfoW),
     };
     static const SystemModule module = {"user32.dll", functions};
     return module;

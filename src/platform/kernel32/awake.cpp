@@ -1,0 +1,170 @@
+// The locks that keep the machine awake, and SetThreadExecutionState.
+//
+// A lock is an open descriptor or a connection, so the end of the process, however it comes, lets
+// go of all.
+#include "awake.h"
+
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+#include <utility>
+
+#include "system/bus.h"
+#include "system/calls.h"
+#include "system/last_error.h"
+#include "system/text.h"
+#include "windows.h"
+
+namespace platform
+{
+
+namespace
+{
+
+constexpr const char* default_reason = "Power saving is turned off";
+
+struct Lock
+{
+    unsigned demands = 0;
+    int fd = -1; // of the login manager
+    std::string reason;
+};
+
+struct Locks
+{
+    std::mutex lock; // guards all below; no other lock is taken while it is held
+    Lock each[inhibition_count];
+    ScreenSaverLock screen_saver;
+    std::string reason = default_reason;
+};
+
+Locks& locks()
+{
+    static Locks& only = *new Locks; // threads end at the very end of the process too
+    return only;
+}
+
+std::string program_name()
+{
+    const char* const name = program_invocation_short_name;
+    return is_utf8(name, std::strlen(name)) ? name : "plinth";
+}
+
+const char* login_name_of(Inhibition what)
+{
+    switch (what)
+    {
+    case Inhibition::idle:
+        return "idle";
+    case Inhibition::sleep:
+        return "sleep";
+    default:
+        return "shutdown";
+    }
+}
+
+void close_lock(int fd)
+{
+    if (fd >= 0)
+        sys::close(fd);
+}
+
+// Brings one lock to what is demanded. Needs the lock. A new one is there before the old one goes.
+void apply(Inhibition what)
+{
+    Lock& mine = locks().each[static_cast<unsigned>(what)];
+    const bool is_saver = what == Inhibition::screen_saver;
+    const bool held = is_saver ? locks().screen_saver.is_held() : mine.fd >= 0;
+    if (mine.demands == 0)
+    {
+        if (is_saver)
+            locks().screen_saver.release();
+        else
+            close_lock(std::exchange(mine.fd, -1));
+        return;
+    }
+    if (held && mine.reason == locks().reason)
+        return;
+    mine.reason = locks().reason;
+    if (is_saver)
+        return locks().screen_saver.take(program_name(), mine.reason);
+    const int fd = take_login_lock(login_name_of(what), program_name(), mine.reason);
+    if (fd >= 0)
+        close_lock(std::exchange(mine.fd, fd));
+}
+
+// The calling thread's requirements; they end with it.
+class ThreadState
+{
+public:
+    ~ThreadState() { set(ES_CONTINUOUS); }
+    EXECUTION_STATE set(EXECUTION_STATE state)
+    {
+        const EXECUTION_STATE former = m_state;
+        m_state = state;
+        change(former, state, ES_SYSTEM_REQUIRED, Inhibition::idle);
+        change(former, state, ES_AWAYMODE_REQUIRED, Inhibition::sleep);
+        change(former, state, ES_DISPLAY_REQUIRED, Inhibition::screen_saver);
+        return former;
+    }
+    EXECUTION_STATE get() const { return m_state; }
+
+private:
+    static void change(EXECUTION_STATE former, EXECUTION_STATE state, EXECUTION_STATE bit,
+                       Inhibition what)
+    {
+        if ((state & bit) && !(former & bit))
+            demand(what);
+        if (!(state & bit) && (former & bit))
+            end_demand(what);
+    }
+
+    EXECUTION_STATE m_state = ES_CONTINUOUS;
+};
+thread_local ThreadState t_state;
+
+} // namespace
+
+void demand(Inhibition what)
+{
+    const std::lock_guard guard(locks().lock);
+    ++locks().each[static_cast<unsigned>(what)].demands;
+    apply(what);
+}
+
+void end_demand(Inhibition what)
+{
+    const std::lock_guard guard(locks().lock);
+    Lock& mine = locks().each[static_cast<unsigned>(what)];
+    if (mine.demands > 0 && --mine.demands == 0)
+        apply(what);
+}
+
+void set_inhibition_reason(const std::string& reason)
+{
+    const std::lock_guard guard(locks().lock);
+    locks().reason = reason;
+    for (unsigned i = 0; i < inhibition_count; ++i)
+        apply(static_cast<Inhibition>(i));
+}
+
+} // namespace platform
+
+using namespace platform;
+
+extern "C" EXECUTION_STATE SetThreadExecutionState(EXECUTION_STATE state)
+{
+    constexpr EXECUTION_STATE known =
+        ES_CONTINUOUS | ES_SYSTEM_REQUIRED | ES_DISPLAY_REQUIRED | ES_AWAYMODE_REQUIRED;
+    if ((state & ~known) || (!(state & ES_CONTINUOUS) && (state & ES_AWAYMODE_REQUIRED)))
+        return static_cast<EXECUTION_STATE>(fail_with(ERROR_INVALID_PARAMETER));
+    try
+    {
+        // Without ES_CONTINUOUS it only starts the idle time anew, which nothing here counts.
+        return (state & ES_CONTINUOUS) ? t_state.set(state) : t_state.get();
+    }
+    catch (const std::bad_alloc&)
+    {
+        return static_cast<EXECUTION_STATE>(fail_with(ERROR_NOT_ENOUGH_MEMORY));
+    }
+}

@@ -1,0 +1,61 @@
+// Reasons not to shut down, one for each window. A window is only a name here: a program without
+// windows may use any value.
+#include <map>
+#include <mutex>
+#include <new>
+
+#include "kernel32/awake.h"
+#include "system/last_error.h"
+#include "system/text.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+struct Reasons
+{
+    std::mutex lock; // guards windows; before the lock of awake.cpp
+    std::map<HWND, std::string> windows;
+};
+
+Reasons& reasons()
+{
+    static Reasons& only = *new Reasons;
+    return only;
+}
+
+} // namespace
+
+extern "C" BOOL ShutdownBlockReasonCreate(HWND window, LPCWSTR reason)
+{
+    if (!reason)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    try
+    {
+        const size_t length = wide_length(reason);
+        const std::string text =
+            to_utf8(reason, length < MAX_STR_BLOCKREASON ? length : MAX_STR_BLOCKREASON - 1);
+        const std::lock_guard guard(reasons().lock);
+        const bool is_new = reasons().windows.insert_or_assign(window, text).second;
+        if (!text.empty())
+            set_inhibition_reason(text);
+        if (is_new)
+            demand(Inhibition::shutdown);
+        return TRUE;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+    }
+}
+
+extern "C" BOOL ShutdownBlockReasonDestroy(HWND window)
+{
+    const std::lock_guard guard(reasons().lock);
+    if (reasons().windows.erase(window) == 0)
+        return fail_with(ERROR_NOT_FOUND);
+    end_demand(Inhibition::shutdown);
+    return TRUE;
+}

@@ -1,0 +1,201 @@
+// Waiting for several sockets. The sets are lists, so any number of sockets with any descriptors
+// works; below them is poll().
+#include "socket.h"
+
+#include <deque>
+#include <new>
+#include <unordered_map>
+#include <vector>
+
+#include "system/calls.h"
+
+using namespace platform;
+
+namespace
+{
+
+constexpr long nanoseconds = 1'000'000'000;
+constexpr LONG microseconds = 1'000'000;
+
+// What a set waits for, as the event that poll() tells it by. A connect that failed is told as an
+// error, which poll() always tells.
+constexpr short readable = POLLIN;
+constexpr short writable = POLLOUT;
+constexpr short failed = POLLPRI; // or urgent data
+
+timespec now()
+{
+    timespec time = {};
+    sys::clock_gettime(CLOCK_MONOTONIC, &time);
+    return time;
+}
+
+timespec after(timespec time, const TIMEVAL& interval)
+{
+    time.tv_sec += interval.tv_sec;
+    time.tv_nsec += interval.tv_usec * 1000L;
+    if (time.tv_nsec >= nanoseconds)
+    {
+        ++time.tv_sec;
+        time.tv_nsec -= nanoseconds;
+    }
+    return time;
+}
+
+timespec time_until(const timespec& end)
+{
+    const timespec current = now();
+    timespec left = {end.tv_sec - current.tv_sec, end.tv_nsec - current.tv_nsec};
+    if (left.tv_nsec < 0)
+    {
+        --left.tv_sec;
+        left.tv_nsec += nanoseconds;
+    }
+    return left.tv_sec < 0 ? timespec{} : left;
+}
+
+class Watch
+{
+public:
+    // False, with the last error set, if one of the set is not a socket.
+    bool add(const FD_SET* set, short wish)
+    {
+        for (UINT i = 0; set && i < set->fd_count; ++i)
+        {
+            const auto [found, is_new] = m_index.try_emplace(set->fd_array[i], m_entries.size());
+            if (is_new)
+            {
+                const SocketPin& socket = m_sockets.emplace_back(set->fd_array[i]);
+                if (!socket)
+                    return false;
+                m_waiting.emplace_back(*socket);
+                m_entries.push_back({socket->fd, 0, 0});
+            }
+            m_entries[found->second].events |= wish;
+        }
+        return true;
+    }
+
+    bool is_empty() const { return m_entries.empty(); }
+
+    // Waits for a wish to come true, until a time if there is one. A socket error; 0 also when the
+    // time is over.
+    int wait(const timespec* end)
+    {
+        for (;;)
+        {
+            if (is_cancelled())
+                return WSAENOTSOCK;
+            const timespec left = end ? time_until(*end) : timespec{};
+            const int got = sys::ppoll(m_entries.data(), m_entries.size(), end ? &left : nullptr);
+            if (got < 0 && errno != EINTR)
+                return socket_error(errno);
+            if (got == 0)
+                return 0;
+            if (got > 0 && (is_cancelled() || any_came_true()))
+                return is_cancelled() ? WSAENOTSOCK : 0;
+        }
+    }
+
+    // Leaves the sockets in the set whose wish came true, and gives their number.
+    int keep(FD_SET* set, short wish) const
+    {
+        if (!set)
+            return 0;
+        UINT kept = 0;
+        for (UINT i = 0; i < set->fd_count; ++i)
+            if (came_true(m_index.at(set->fd_array[i]), wish))
+                set->fd_array[kept++] = set->fd_array[i];
+        set->fd_count = kept;
+        return static_cast<int>(kept);
+    }
+
+private:
+    bool is_cancelled() const
+    {
+        for (const Waiting& each : m_waiting)
+            if (each.is_cancelled())
+                return true;
+        return false;
+    }
+
+    bool came_true(size_t index, short wish) const
+    {
+        const short got = m_entries[index].revents;
+        const bool connect_failed = m_sockets[index]->is_connecting && (got & POLLERR);
+        if (wish == failed)
+            return connect_failed || (got & POLLPRI);
+        const int also = wish == readable ? POLLHUP | POLLERR : POLLERR; // found by the next call
+        return !connect_failed && (got & (wish | also));
+    }
+
+    // A socket of which only something is told that nobody waits for is polled no more: it would be
+    // told again at once.
+    bool any_came_true()
+    {
+        bool any = false;
+        for (size_t i = 0; i < m_entries.size(); ++i)
+        {
+            pollfd& entry = m_entries[i];
+            if (entry.revents == 0)
+                continue;
+            if ((entry.revents & POLLOUT) && !(entry.revents & POLLERR))
+                m_sockets[i]->is_connecting = false;
+            bool wanted = false;
+            for (const short wish : {readable, writable, failed})
+                wanted = wanted || ((entry.events & wish) && came_true(i, wish));
+            if (!wanted)
+                entry.fd = -1;
+            any = any || wanted;
+        }
+        return any;
+    }
+
+    std::unordered_map<SOCKET, size_t> m_index; // into the others
+    std::deque<SocketPin> m_sockets;
+    std::deque<Waiting> m_waiting;
+    std::vector<pollfd> m_entries;
+};
+
+int wait_for_sets(FD_SET* read, FD_SET* write, FD_SET* except, const TIMEVAL* timeout)
+{
+    Watch watch;
+    if (!watch.add(read, readable) || !watch.add(write, writable) || !watch.add(except, failed))
+        return SOCKET_ERROR;
+    if (watch.is_empty())
+        return fail_socket(WSAEINVAL);
+    timespec end = {};
+    if (timeout)
+        end = after(now(), *timeout);
+    if (const int error = watch.wait(timeout ? &end : nullptr))
+        return fail_socket(error);
+    return watch.keep(read, readable) + watch.keep(write, writable) + watch.keep(except, failed);
+}
+
+} // namespace
+
+extern "C" int plinth_wsock_select(int, FD_SET* read, FD_SET* write, FD_SET* except,
+                                   const TIMEVAL* timeout)
+{
+    if (!sockets_are_started())
+        return fail_socket(WSANOTINITIALISED);
+    if (timeout &&
+        (timeout->tv_sec < 0 || timeout->tv_usec < 0 || timeout->tv_usec >= microseconds))
+        return fail_socket(WSAEINVAL);
+    try
+    {
+        return wait_for_sets(read, write, except, timeout);
+    }
+    catch (const std::bad_alloc&)
+    {
+        return fail_socket(WSAENOBUFS);
+    }
+}
+
+extern "C" int __WSAFDIsSet(SOCKET s, FD_SET* set)
+{
+    for (UINT i = 0; set && i < set->fd_count; ++i)
+        if (set->fd_array[i] == s)
+            return 1;
+    return 0;
+}

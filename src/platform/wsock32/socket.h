@@ -1,0 +1,100 @@
+// A socket as an object of the handle table, and what the socket calls share.
+//
+// The descriptor lives as long as the object, so that a call under way in another thread never
+// works on a descriptor that has been given out anew. closesocket() wakes such calls.
+#pragma once
+
+#include <atomic>
+
+#include <windows.h>
+
+#define PLINTH_PLATFORM_NO_SOCKET_NAMES // this system's names stand beside Windows' own here
+#include <winsock.h>
+
+#include "kernel32/handle_table.h"
+
+namespace platform
+{
+
+class SocketObject : public Object
+{
+public:
+    static constexpr ObjectKind object_kind = ObjectKind::socket;
+
+    SocketObject(int descriptor, int type, bool non_blocking)
+        : Object(object_kind), fd(descriptor), is_stream(type == SOCK_STREAM),
+          is_non_blocking(non_blocking)
+    {
+    }
+    ~SocketObject() override;
+
+    const int fd;
+    const bool is_stream;
+    SOCKET handle = INVALID_SOCKET;          // of this object; set before anybody else knows it
+    std::atomic<bool> is_non_blocking;       // FIONBIO
+    std::atomic<bool> is_connecting{false};  // a connect that gave WSAEWOULDBLOCK
+    std::atomic<bool> had_connection{false}; // or began one
+    std::atomic<bool> sends_no_more{false};  // shut down on this side
+    std::atomic<bool> reads_no_more{false};
+    std::atomic<bool> is_closing{false};
+    std::atomic<unsigned> waiting{0}; // calls that closing must wake
+};
+
+// Holds a socket for one call. False, with the last error set, if there is none
+// (WSAENOTSOCK) or sockets have not been started (WSANOTINITIALISED).
+class SocketPin
+{
+public:
+    explicit SocketPin(SOCKET s);
+    explicit operator bool() const { return m_usable; }
+    SocketObject* operator->() const { return m_pin.operator->(); }
+    SocketObject& operator*() const { return *m_pin; }
+
+private:
+    Pin<SocketObject> m_pin;
+    bool m_usable;
+};
+
+// Counts a call that may wait among those which closing the socket wakes.
+class Waiting
+{
+public:
+    explicit Waiting(SocketObject& object) : m_object(object) { ++m_object.waiting; }
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
+    ~Waiting() { --m_object.waiting; }
+    bool is_cancelled() const { return m_object.is_closing; }
+
+private:
+    SocketObject& m_object;
+};
+
+// The one table from errno to socket errors.
+int socket_error(int error);
+
+// Sets the last error and gives SOCKET_ERROR.
+int fail_socket(int wsa_error);
+// The same for the errno of a call on this socket.
+int fail_call(const SocketObject& object, int error);
+
+// Between WSAStartup and the last WSACleanup.
+bool sockets_are_started();
+// Sockets that the last cleanup closes. False without memory.
+bool remember_socket(SOCKET s);
+void forget_socket(SOCKET s);
+
+// Makes a socket of a descriptor, which it owns from now on, also if it fails.
+SOCKET insert_socket(int descriptor, int type, bool non_blocking, bool connected);
+
+// False if it is none. Calls that wait on it come back.
+bool close_socket(SOCKET s);
+
+// An address of the interface as one of this system: they have the same layout for IPv4. False,
+// with the last error set, for a null or short one.
+bool native_address(const SOCKADDR* address, int length, sockaddr_in& native);
+// Stores an address for a caller, whose *length says how much room there is; true if there is none
+// to store. False with WSAEFAULT.
+bool has_room(const SOCKADDR* address, const int* length);
+void store_address(const sockaddr_in& native, SOCKADDR* address, int* length);
+
+} // namespace platform

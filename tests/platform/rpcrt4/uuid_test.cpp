@@ -1,0 +1,26 @@
+#include <cerrno>
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <plinth_platform_test.h>
+
+namespace
+{
+
+TEST(UuidCreate, GivesNothingWithoutRandomBytes)
+{
+    UUID uuid = {};
+    const UUID untouched = uuid;
+    PlinthTestFail("getrandom", 1, 1, EIO);
+    PlinthTestShorten("getrandom", 2, 1, 15);
+    EXPECT_EQ(UuidCreate(&uuid), RPC_S_OUT_OF_RESOURCES);
+    EXPECT_EQ(UuidCreate(&uuid), RPC_S_OUT_OF_RESOURCES) << "fewer than asked for";
+    PlinthTestReset();
+    EXPECT_EQ(std::memcmp(&uuid, &untouched, sizeof uuid), 0);
+    EXPECT_EQ(UuidCreate(nullptr), RPC_S_INVALID_ARG);
+}
+
+} // namespace

@@ -1,0 +1,133 @@
+"""Power saving on a message bus of the test's own, with a mock of the login manager and one of the
+desktop's screen saver.
+
+CTest runs each test method by itself, under the launcher. The environment names the program:
+PLINTH_POWER_HOLDER (holder.cpp).
+"""
+import os
+import subprocess
+import time
+import unittest
+
+import dbus
+import dbusmock
+
+HOLDER = os.environ["PLINTH_POWER_HOLDER"]
+PATIENCE = 60  # seconds until what should have happened counts as missing
+SAVER = "org.freedesktop.ScreenSaver"
+
+
+class PowerBus(dbusmock.DBusTestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.start_system_bus()
+        cls.start_session_bus()
+        cls.system = cls.get_dbus(system_bus=True)
+        cls.session = cls.get_dbus(system_bus=False)
+
+    def setUp(self):
+        self.mocks = []
+        self.holders = []
+
+    def tearDown(self):
+        for process in self.holders + self.mocks:
+            process.kill()
+            process.wait()
+            for pipe in (process.stdin, process.stdout):
+                if pipe:
+                    pipe.close()
+
+    def login_manager(self):
+        process, manager = self.spawn_server_template("logind", {}, stdout=subprocess.DEVNULL)
+        self.mocks.append(process)
+        self.manager = dbus.Interface(manager, "org.freedesktop.login1.Manager")
+
+    def screen_saver(self):
+        process = self.spawn_server(SAVER, "/org/freedesktop/ScreenSaver", SAVER,
+                                    stdout=subprocess.PIPE)
+        self.mocks.append(process)
+        self.saver = self.session.get_object(SAVER, "/org/freedesktop/ScreenSaver")
+        mock = dbus.Interface(self.saver, dbusmock.MOCK_IFACE)
+        mock.AddMethod(SAVER, "Inhibit", "ss", "u", "ret = 4711")
+        mock.AddMethod(SAVER, "UnInhibit", "u", "", "")
+
+    def saver_calls(self):
+        mock = dbus.Interface(self.saver, dbusmock.MOCK_IFACE)
+        return [(str(name), *[str(a) for a in arguments])
+                for _, name, arguments in mock.GetCalls()]
+
+    def holder(self):
+        process = subprocess.Popen([HOLDER], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                   text=True, encoding="utf-8")
+        self.holders.append(process)
+        return process
+
+    def tell(self, holder, line):
+        holder.stdin.write(line + "\n")
+        holder.stdin.flush()
+        self.assertEqual(holder.stdout.readline(), "done\n")
+
+    def locks(self):
+        return sorted((str(what), str(who), str(why), str(mode))
+                      for what, who, why, mode, _, _ in self.manager.ListInhibitors())
+
+    def assert_locks_become(self, wanted):
+        """The login manager hears of a lock's end a moment later."""
+        end = time.monotonic() + PATIENCE
+        while self.locks() != wanted and time.monotonic() < end:
+            time.sleep(0.01)
+        self.assertEqual(self.locks(), wanted)
+
+    def held(self, reason):
+        who = os.path.basename(HOLDER)
+        return [(what, who, reason, "block") for what in ("idle", "shutdown", "sleep")]
+
+    def test_locks_last_from_turning_off_to_restoring(self):
+        self.login_manager()
+        holder = self.holder()
+        self.assertEqual(self.locks(), [])
+        self.tell(holder, "off Ein Film läuft")
+        self.assert_locks_become(self.held("Ein Film läuft"))
+        self.tell(holder, "restore")
+        self.assert_locks_become([])
+
+    def test_locks_end_with_a_process_that_is_killed(self):
+        self.login_manager()
+        holder = self.holder()
+        self.tell(holder, "off working")
+        self.assert_locks_become(self.held("working"))
+        holder.kill()
+        holder.wait()
+        self.assert_locks_become([])
+
+    def test_a_second_reason_replaces_the_first(self):
+        self.login_manager()
+        holder = self.holder()
+        self.tell(holder, "off first")
+        self.tell(holder, "off second")
+        self.assert_locks_become(self.held("second"))
+        self.tell(holder, "restore")
+        self.assert_locks_become([])
+
+    def test_the_screen_saver_is_held_off_until_restoring(self):
+        self.screen_saver()
+        holder = self.holder()
+        self.tell(holder, "off presenting")
+        name = os.path.basename(HOLDER)
+        self.assertEqual(self.saver_calls()[-2:], [("Inhibit", name, "presenting"),
+                                                   ("UnInhibit", "4711")])
+        self.assertEqual(self.saver_calls()[0][0], "Inhibit")
+        calls = len(self.saver_calls())
+        self.tell(holder, "restore")
+        self.assertEqual(self.saver_calls()[calls:], [("UnInhibit", "4711")])
+
+    def test_a_bus_without_anybody_to_answer_changes_nothing(self):
+        holder = self.holder()
+        start = time.monotonic()
+        self.tell(holder, "off alone")
+        self.tell(holder, "restore")
+        self.assertLess(time.monotonic() - start, PATIENCE)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,390 @@
+// Every socket function over real sockets on the loopback interface.
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <plinth_w32_system.h>
+
+#include "support/loopback.h"
+
+using namespace test;
+
+namespace
+{
+
+constexpr int no_more_sends = 1; // the second argument of shutdown()
+constexpr int neither_way = 2;
+constexpr TIMEVAL at_once = {0, 0};
+constexpr TIMEVAL long_enough = {60, 0}; // for what must come; no test waits for its end
+
+class SocketTest : public testing::Test
+{
+    Sockets m_sockets; // before the sockets of the test itself
+};
+
+TEST(Socket, UseIsCounted)
+{
+    EXPECT_EQ(QV_DoneSocket(), QV_ERR_FAILED);
+    EXPECT_EQ(WSAGetLastError(), WSANOTINITIALISED);
+    EXPECT_EQ(QV_Socket(AF_INET, SOCK_STREAM, 0), INVALID_SOCKET);
+    EXPECT_EQ(WSAGetLastError(), WSANOTINITIALISED);
+    ASSERT_EQ(QV_InitSocket(), QV_OK);
+    ASSERT_EQ(QV_InitSocket(), QV_OK);
+    EXPECT_EQ(QV_DoneSocket(), QV_OK);
+    const SOCKET s = QV_Socket(AF_INET, SOCK_STREAM, 0);
+    EXPECT_NE(s, INVALID_SOCKET) << "in use still";
+    EXPECT_EQ(QV_CloseSocket(s), QV_OK);
+    EXPECT_EQ(QV_DoneSocket(), QV_OK);
+    EXPECT_EQ(QV_DoneSocket(), QV_ERR_FAILED);
+}
+
+TEST_F(SocketTest, StreamsCarryBytesBothWays)
+{
+    Connection pair;
+    ASSERT_NE(pair.server, INVALID_SOCKET);
+    char buffer[16] = {};
+    EXPECT_EQ(QV_Send(pair.client, "question", 8, 0), 8);
+    EXPECT_EQ(QV_Recv(pair.server, buffer, sizeof buffer, MSG_PEEK), 8);
+    EXPECT_EQ(QV_Recv(pair.server, buffer, sizeof buffer, 0), 8);
+    EXPECT_STREQ(buffer, "question");
+    EXPECT_EQ(QV_Send(pair.server, "answer", 6, 0), 6);
+    ULONG waiting = 0;
+    FD_SET readable = set_of(pair.client);
+    ASSERT_EQ(QV_Select(0, &readable, nullptr, nullptr, &long_enough), 1);
+    EXPECT_EQ(QV_IoctlSocket(pair.client, FIONREAD, &waiting), QV_OK);
+    EXPECT_EQ(waiting, 6u);
+    EXPECT_EQ(QV_Recv(pair.client, buffer, 3, 0), 3);
+    EXPECT_EQ(QV_Recv(pair.client, buffer + 3, 13, 0), 3);
+    EXPECT_EQ(std::string(buffer, 6), "answer");
+    EXPECT_EQ(QV_Shutdown(pair.client, no_more_sends), QV_OK);
+    EXPECT_EQ(QV_Recv(pair.server, buffer, sizeof buffer, 0), 0) << "an orderly end";
+    EXPECT_EQ(QV_Send(pair.client, "x", 1, 0), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSAESHUTDOWN);
+}
+
+TEST_F(SocketTest, BothEndsKnowTheirNames)
+{
+    Connection pair;
+    SOCKADDR_IN peer = {};
+    SOCKADDR_IN own = {};
+    int length = sizeof peer;
+    EXPECT_EQ(QV_GetPeerName(pair.server, generic(peer), &length), QV_OK);
+    EXPECT_EQ(length, 16);
+    EXPECT_EQ(QV_GetSockName(pair.client, generic(own), &length), QV_OK);
+    EXPECT_EQ(std::memcmp(&peer, &own, 8), 0) << "family, port, address";
+    EXPECT_EQ(QV_NtoHl(peer.sin_addr.s_addr), INADDR_LOOPBACK);
+    length = 15;
+    EXPECT_EQ(QV_GetPeerName(pair.server, generic(peer), &length), QV_ERR_FAILED);
+    EXPECT_EQ(WSAGetLastError(), WSAEFAULT);
+    Socket lone(SOCK_STREAM);
+    length = sizeof peer;
+    EXPECT_EQ(QV_GetPeerName(lone, generic(peer), &length), QV_ERR_FAILED);
+    EXPECT_EQ(WSAGetLastError(), WSAENOTCONN);
+    EXPECT_EQ(QV_GetSockName(lone, generic(peer), &length), QV_ERR_FAILED);
+    EXPECT_EQ(WSAGetLastError(), WSAEINVAL);
+}
+
+TEST_F(SocketTest, DatagramsCarryTheirSender)
+{
+    Socket one(SOCK_DGRAM);
+    Socket two(SOCK_DGRAM);
+    one.bind_anywhere();
+    two.bind_anywhere();
+    const SOCKADDR_IN to = loopback(two.port());
+    EXPECT_EQ(QV_SendTo(one, "12345", 5, 0, generic(to), sizeof to), 5);
+    EXPECT_EQ(QV_SendTo(one, "67890", 5, 0, generic(to), sizeof to), 5);
+    SOCKADDR_IN from = {};
+    int length = sizeof from;
+    char buffer[8] = {};
+    EXPECT_EQ(QV_RecvFrom(two, buffer, sizeof buffer, 0, generic(from), &length), 5);
+    EXPECT_EQ(QV_NtoHs(from.sin_port), one.port());
+    EXPECT_EQ(QV_Recv(two, buffer, 3, 0), SOCKET_ERROR) << "longer than the buffer";
+    EXPECT_EQ(WSAGetLastError(), WSAEMSGSIZE);
+    EXPECT_EQ(std::string(buffer, 3), "678");
+    EXPECT_EQ(QV_SendTo(one, "x", 1, 0, generic(to), 15), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSAEFAULT);
+}
+
+TEST_F(SocketTest, ANonBlockingConnectCountsAsSuccess)
+{
+    Listener listener;
+    Socket client(SOCK_STREAM);
+    client.block(false);
+    const SOCKADDR_IN to = loopback(listener.port());
+    ASSERT_EQ(QV_Connect(client, generic(to), sizeof to), QV_OK);
+    FD_SET writable = set_of(client);
+    ASSERT_EQ(QV_Select(0, nullptr, &writable, nullptr, &long_enough), 1);
+    EXPECT_TRUE(FD_ISSET(client, &writable));
+    Socket server(QV_Accept(listener, nullptr, nullptr));
+    char c = 0;
+    EXPECT_EQ(QV_Recv(client, &c, 1, 0), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSAEWOULDBLOCK);
+}
+
+TEST_F(SocketTest, ARefusedNonBlockingConnectShowsAmongTheFailures)
+{
+    USHORT port = 0;
+    {
+        Socket taken(SOCK_STREAM); // bound, but not listening
+        taken.bind_anywhere();
+        port = taken.port();
+        Socket client(SOCK_STREAM);
+        client.block(false);
+        const SOCKADDR_IN to = loopback(port);
+        const int status = QV_Connect(client, generic(to), sizeof to);
+        ASSERT_EQ(status, QV_OK) << WSAGetLastError();
+        FD_SET writable = set_of(client);
+        FD_SET failed = set_of(client);
+        FD_SET readable = set_of(client);
+        EXPECT_EQ(QV_Select(0, &readable, &writable, &failed, &long_enough), 1);
+        EXPECT_TRUE(FD_ISSET(client, &failed));
+        EXPECT_FALSE(FD_ISSET(client, &writable));
+        int error = 0;
+        int length = sizeof error;
+        EXPECT_EQ(
+            QV_GetSockOpt(client, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &length),
+            QV_OK);
+        EXPECT_EQ(error, WSAECONNREFUSED);
+        Socket waiting(SOCK_STREAM);
+        EXPECT_EQ(QV_Connect(waiting, generic(to), sizeof to), QV_ERR_FAILED);
+        EXPECT_EQ(WSAGetLastError(), WSAECONNREFUSED);
+    }
+}
+
+TEST_F(SocketTest, SelectTellsWhatIsReadyAndWhatIsNot)
+{
+    Connection pair;
+    FD_SET readable = set_of(pair.server);
+    EXPECT_EQ(QV_Select(0, &readable, nullptr, nullptr, &at_once), 0);
+    EXPECT_EQ(readable.fd_count, 0u);
+    readable = set_of(pair.listener);
+    FD_SET(pair.server, &readable);
+    FD_SET writable = set_of(pair.server);
+    QV_Send(pair.client, "x", 1, 0);
+    // Writable at once, so wait for what has to travel first.
+    ASSERT_EQ(QV_Select(0, &readable, nullptr, nullptr, &long_enough), 1);
+    EXPECT_EQ(QV_Select(0, &readable, &writable, nullptr, nullptr), 2);
+    EXPECT_TRUE(FD_ISSET(pair.server, &readable));
+    EXPECT_FALSE(FD_ISSET(pair.listener, &readable));
+    FD_CLR(pair.server, &readable);
+    EXPECT_EQ(readable.fd_count, 0u);
+    EXPECT_EQ(QV_Select(0, nullptr, nullptr, nullptr, &at_once), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSAEINVAL);
+    const TIMEVAL negative = {-1, 0};
+    writable = set_of(pair.server);
+    EXPECT_EQ(QV_Select(0, nullptr, &writable, nullptr, &negative), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSAEINVAL);
+}
+
+TEST_F(SocketTest, OptionsKeepWhatTheyAreGiven)
+{
+    Socket s(SOCK_STREAM);
+    struct Row
+    {
+        int level;
+        int name;
+        int value;
+    };
+    for (const Row& row :
+         {Row{SOL_SOCKET, SO_REUSEADDR, 1}, Row{SOL_SOCKET, SO_KEEPALIVE, 1},
+          Row{SOL_SOCKET, SO_RCVTIMEO, 1'000}, Row{SOL_SOCKET, SO_SNDTIMEO, 60'000},
+          Row{SOL_SOCKET, SO_RCVBUF, 65'536}, Row{SOL_SOCKET, SO_SNDBUF, 32'768},
+          Row{IPPROTO_TCP, TCP_NODELAY, 1}, Row{SOL_SOCKET, SO_OOBINLINE, 1}})
+    {
+        int value = row.value;
+        int length = sizeof value;
+        EXPECT_EQ(QV_SetSockOpt(s, row.level, row.name, reinterpret_cast<const char*>(&value),
+                                sizeof value),
+                  QV_OK)
+            << row.name;
+        value = 0;
+        EXPECT_EQ(QV_GetSockOpt(s, row.level, row.name, reinterpret_cast<char*>(&value), &length),
+                  QV_OK);
+        EXPECT_EQ(value != 0 && row.value == 1 ? 1 : value, row.value) << row.name;
+    }
+    LINGER linger = {1, 7};
+    int length = sizeof linger;
+    EXPECT_EQ(QV_SetSockOpt(s, SOL_SOCKET, SO_LINGER, reinterpret_cast<char*>(&linger), length),
+              QV_OK);
+    linger = {};
+    EXPECT_EQ(QV_GetSockOpt(s, SOL_SOCKET, SO_LINGER, reinterpret_cast<char*>(&linger), &length),
+              QV_OK);
+    EXPECT_EQ(linger.l_linger, 7);
+    int type = 0;
+    length = sizeof type;
+    EXPECT_EQ(QV_GetSockOpt(s, SOL_SOCKET, SO_TYPE, reinterpret_cast<char*>(&type), &length),
+              QV_OK);
+    EXPECT_EQ(type, SOCK_STREAM);
+    length = 3;
+    EXPECT_EQ(QV_GetSockOpt(s, SOL_SOCKET, SO_TYPE, reinterpret_cast<char*>(&type), &length),
+              QV_ERR_FAILED);
+    EXPECT_EQ(WSAGetLastError(), WSAEFAULT);
+    EXPECT_EQ(QV_SetSockOpt(s, SOL_SOCKET, 0x7777, reinterpret_cast<char*>(&type), 4),
+              QV_ERR_FAILED);
+    EXPECT_EQ(WSAGetLastError(), WSAENOPROTOOPT);
+}
+
+TEST_F(SocketTest, AReceiveTimeOutIsInMilliseconds)
+{
+    Socket s(SOCK_DGRAM);
+    s.bind_anywhere();
+    const int milliseconds = 20;
+    ASSERT_EQ(QV_SetSockOpt(s, SOL_SOCKET, SO_RCVTIMEO,
+                            reinterpret_cast<const char*>(&milliseconds), sizeof milliseconds),
+              QV_OK);
+    char c = 0;
+    const double before = QV_GetTimeCounter();
+    EXPECT_EQ(QV_Recv(s, &c, 1, 0), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSAETIMEDOUT);
+    EXPECT_GE(QV_GetTimeCounter() - before, 19.0);
+}
+
+TEST_F(SocketTest, AddressesAsTextNeedRoomForTheirEnd)
+{
+    IN_ADDR address = {};
+    address.s_addr = QV_Inet_Addr("127.0.0.1");
+    EXPECT_EQ(QV_NtoHl(address.s_addr), 0x7F000001u);
+    EXPECT_EQ(QV_Inet_Addr("no address"), INADDR_NONE);
+    char text[10] = "untouched";
+    EXPECT_EQ(QV_Inet_NtoA(text, 9, address), QV_ERR_FAILED);
+    EXPECT_STREQ(text, "untouched");
+    EXPECT_EQ(QV_Inet_NtoA(text, 10, address), QV_OK);
+    EXPECT_STREQ(text, "127.0.0.1");
+    EXPECT_EQ(QV_HtoNs(0x1234), 0x3412);
+    EXPECT_EQ(QV_NtoHs(0x1234), 0x3412);
+    EXPECT_EQ(QV_HtoNl(0x12345678), 0x78563412u);
+}
+
+TEST_F(SocketTest, LookUpsFillTheirRecordsFieldByField)
+{
+    QV_HOSTENT host = {};
+    ASSERT_EQ(QV_GetHostByName(&host, "localhost"), QV_OK);
+    EXPECT_EQ(host.h_addrtype, AF_INET);
+    EXPECT_EQ(host.h_length, 4);
+    ULONG address = 0;
+    std::memcpy(&address, host.h_addr_list[0], sizeof address);
+    EXPECT_EQ(QV_NtoHl(address), INADDR_LOOPBACK);
+    ASSERT_EQ(QV_GetHostByAddr(&host, reinterpret_cast<const char*>(&address), 4, AF_INET), QV_OK);
+    EXPECT_NE(host.h_name[0], '\0');
+
+    QV_SERVENT service = {};
+    ASSERT_EQ(QV_GetServByName(&service, "http", "tcp"), QV_OK);
+    EXPECT_STREQ(service.s_name, "http");
+    EXPECT_STREQ(service.s_proto, "tcp");
+    EXPECT_EQ(QV_NtoHs(static_cast<USHORT>(service.s_port)), 80);
+    // 32,768 and above: the port is negative as a short.
+    const auto high = static_cast<short>(QV_HtoNs(443));
+    ASSERT_LT(high, 0);
+    ASSERT_EQ(QV_GetServByPort(&service, high, "tcp"), QV_OK);
+    EXPECT_STREQ(service.s_name, "https");
+
+    QV_PROTOENT protocol = {};
+    ASSERT_EQ(QV_GetProtoByName(&protocol, "udp"), QV_OK);
+    EXPECT_EQ(protocol.p_proto, 17);
+    ASSERT_EQ(QV_GetProtoByNumber(&protocol, 6), QV_OK);
+    EXPECT_STREQ(protocol.p_name, "tcp");
+}
+
+TEST_F(SocketTest, WhatIsNotFoundLeavesTheRecordAlone)
+{
+    char untouched[] = "untouched";
+    QV_SERVENT service = {untouched, nullptr, 5, untouched};
+    EXPECT_EQ(QV_GetServByName(&service, "no such service", nullptr), QV_ERR_FAILED);
+    EXPECT_EQ(QV_GetServByPort(&service, 1, "no such protocol"), QV_ERR_FAILED);
+    EXPECT_EQ(service.s_name, untouched);
+    EXPECT_EQ(service.s_port, 5);
+    QV_PROTOENT protocol = {untouched, nullptr, 5};
+    EXPECT_EQ(QV_GetProtoByName(&protocol, "no such protocol"), QV_ERR_FAILED);
+    EXPECT_EQ(QV_GetProtoByNumber(&protocol, 253), QV_ERR_FAILED);
+    EXPECT_EQ(protocol.p_proto, 5);
+    QV_HOSTENT host = {untouched, nullptr, 1, 2, nullptr};
+    EXPECT_EQ(QV_GetHostByAddr(&host, "1", 1, AF_INET), QV_ERR_FAILED);
+    EXPECT_EQ(host.h_name, untouched);
+}
+
+TEST_F(SocketTest, TheHostsNameNeedsItsRoom)
+{
+    char name[300] = {};
+    ASSERT_EQ(QV_GetHostName(name, sizeof name), QV_OK);
+    const int length = static_cast<int>(std::strlen(name));
+    EXPECT_GT(length, 0);
+    char exact[300] = {};
+    EXPECT_EQ(QV_GetHostName(exact, length + 1), QV_OK);
+    EXPECT_STREQ(exact, name);
+    EXPECT_EQ(QV_GetHostName(exact, length), QV_ERR_FAILED);
+    EXPECT_EQ(WSAGetLastError(), WSAEFAULT);
+}
+
+// Every function on what is no socket: closed, foreign, never one.
+TEST_F(SocketTest, WhatIsNoSocketIsRefusedEverywhere)
+{
+    Socket closed(SOCK_STREAM);
+    const SOCKET former = closed;
+    closed.close();
+    const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    const SOCKET foreign = reinterpret_cast<SOCKET>(event);
+    for (const SOCKET s : {former, foreign, INVALID_SOCKET, SOCKET{0}, SOCKET{3}, SOCKET{0x12340}})
+    {
+        SOCKADDR_IN address = loopback(1);
+        int length = sizeof address;
+        char byte = 0;
+        int option = 0;
+        int option_length = sizeof option;
+        ULONG number = 0;
+        FD_SET set = set_of(s);
+        const auto expect_refused = [&](long long result, const char* name)
+        {
+            EXPECT_EQ(result, -1) << name << " of " << s;
+            EXPECT_EQ(WSAGetLastError(), WSAENOTSOCK) << name << " of " << s;
+            WSASetLastError(0);
+        };
+        expect_refused(QV_CloseSocket(s), "QV_CloseSocket");
+        expect_refused(QV_Bind(s, generic(address), length), "QV_Bind");
+        expect_refused(QV_Connect(s, generic(address), length), "QV_Connect");
+        expect_refused(QV_Listen(s, 1), "QV_Listen");
+        expect_refused(static_cast<long long>(QV_Accept(s, generic(address), &length)),
+                       "QV_Accept");
+        expect_refused(QV_Send(s, &byte, 1, 0), "QV_Send");
+        expect_refused(QV_Recv(s, &byte, 1, 0), "QV_Recv");
+        expect_refused(QV_SendTo(s, &byte, 1, 0, generic(address), length), "QV_SendTo");
+        expect_refused(QV_RecvFrom(s, &byte, 1, 0, generic(address), &length), "QV_RecvFrom");
+        expect_refused(QV_Select(0, &set, nullptr, nullptr, &at_once), "QV_Select");
+        expect_refused(
+            QV_GetSockOpt(s, SOL_SOCKET, SO_TYPE, reinterpret_cast<char*>(&option), &option_length),
+            "QV_GetSockOpt");
+        expect_refused(QV_SetSockOpt(s, SOL_SOCKET, SO_KEEPALIVE, reinterpret_cast<char*>(&option),
+                                     option_length),
+                       "QV_SetSockOpt");
+        expect_refused(QV_IoctlSocket(s, FIONREAD, &number), "QV_IoctlSocket");
+        expect_refused(QV_GetPeerName(s, generic(address), &length), "QV_GetPeerName");
+        expect_refused(QV_GetSockName(s, generic(address), &length), "QV_GetSockName");
+        expect_refused(QV_Shutdown(s, neither_way), "QV_Shutdown");
+    }
+    CloseHandle(event);
+}
+
+TEST_F(SocketTest, WhatCannotBeMadeIsRefused)
+{
+    EXPECT_EQ(QV_Socket(99, SOCK_STREAM, 0), INVALID_SOCKET);
+    EXPECT_EQ(WSAGetLastError(), WSAEAFNOSUPPORT);
+    EXPECT_EQ(QV_Socket(AF_INET, 99, 0), INVALID_SOCKET);
+    EXPECT_EQ(WSAGetLastError(), WSAESOCKTNOSUPPORT);
+    Listener listener;
+    Socket second(SOCK_STREAM);
+    const SOCKADDR_IN taken = loopback(listener.port());
+    EXPECT_EQ(QV_Bind(second, generic(taken), sizeof taken), QV_ERR_FAILED);
+    EXPECT_EQ(WSAGetLastError(), WSAEADDRINUSE);
+    EXPECT_EQ(QV_Listen(second, 1), QV_ERR_FAILED) << "not bound";
+    EXPECT_EQ(WSAGetLastError(), WSAEINVAL);
+    EXPECT_EQ(QV_Accept(second, nullptr, nullptr), INVALID_SOCKET) << "not listening";
+    EXPECT_EQ(WSAGetLastError(), WSAEINVAL);
+    char c = 0;
+    EXPECT_EQ(QV_Recv(second, &c, 1, 0), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSAENOTCONN);
+    EXPECT_EQ(QV_Send(second, &c, 1, 0), SOCKET_ERROR);
+    EXPECT_EQ(WSAGetLastError(), WSAENOTCONN);
+}
+
+} // namespace

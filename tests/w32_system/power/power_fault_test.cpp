@@ -1,0 +1,97 @@
+// Without what the system may lack everything else works the same; and what outlives a process.
+#include <cerrno>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include <plinth_platform_test.h>
+#include <plinth_w32_system.h>
+
+#include "support/environment.h"
+#include "support/kernel_root.h"
+#include "support/processes.h"
+
+namespace
+{
+
+BOOL screen_saver()
+{
+    BOOL value = 4711;
+    EXPECT_TRUE(SystemParametersInfoW(SPI_GETSCREENSAVEACTIVE, 0, &value, 0));
+    return value;
+}
+
+class PowerFault : public testing::Test
+{
+protected:
+    ~PowerFault() override { PlinthTestReset(); }
+};
+
+TEST_F(PowerFault, TheShutdownFunctionsMayBeMissing)
+{
+    PlinthTestFail("GetProcAddress", 1, 0, ERROR_PROC_NOT_FOUND);
+    EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, true, L"reason"), QV_OK);
+    PlinthTestReset();
+    EXPECT_EQ(screen_saver(), FALSE);
+    EXPECT_FALSE(ShutdownBlockReasonDestroy(nullptr)) << "no reason was made";
+    EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, false, nullptr), QV_OK);
+    EXPECT_EQ(screen_saver(), TRUE);
+}
+
+TEST_F(PowerFault, TheBusLibraryMayBeMissing)
+{
+    PlinthTestFail("dlopen", 1, 0, ENOENT);
+    EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, true, L"reason"), QV_OK);
+    EXPECT_EQ(screen_saver(), FALSE);
+    const HWND window = reinterpret_cast<HWND>(uintptr_t{8});
+    EXPECT_TRUE(ShutdownBlockReasonCreate(window, L"reason"));
+    EXPECT_TRUE(ShutdownBlockReasonDestroy(window)) << "kept nevertheless";
+    EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, false, nullptr), QV_OK);
+}
+
+int turn_off_and_end(int, char**)
+{
+    QV_DisableWindowsPowerSave(nullptr, true, L"reason");
+    return 0;
+}
+const test::ChildMain s_child("turn off and end", turn_off_and_end);
+
+TEST_F(PowerFault, SettingsOutliveTheProcessButNotTheBoot)
+{
+    EXPECT_EQ(screen_saver(), TRUE);
+    EXPECT_EQ(test::Process::child("turn off and end").wait(), 0);
+    EXPECT_EQ(screen_saver(), FALSE);
+    test::KernelRoot next_boot;
+    next_boot.put("/proc/sys/kernel/random/boot_id", "another boot\n");
+    EXPECT_EQ(screen_saver(), TRUE);
+    SystemParametersInfoW(SPI_SETSCREENSAVEACTIVE, FALSE, nullptr, SPIF_UPDATEINIFILE);
+    next_boot.put("/proc/sys/kernel/random/boot_id", "one more\n");
+    EXPECT_EQ(screen_saver(), FALSE) << "the user's own setting";
+}
+
+TEST_F(PowerFault, AThreadsRequirementsAreItsOwn)
+{
+    SetThreadExecutionState(ES_CONTINUOUS | ES_SYSTEM_REQUIRED);
+    std::thread(
+        []
+        { EXPECT_EQ(SetThreadExecutionState(ES_CONTINUOUS | ES_DISPLAY_REQUIRED), ES_CONTINUOUS); })
+        .join();
+    EXPECT_EQ(SetThreadExecutionState(ES_SYSTEM_REQUIRED), ES_CONTINUOUS | ES_SYSTEM_REQUIRED)
+        << "without ES_CONTINUOUS nothing stays";
+    EXPECT_EQ(SetThreadExecutionState(ES_CONTINUOUS), ES_CONTINUOUS | ES_SYSTEM_REQUIRED);
+    EXPECT_EQ(SetThreadExecutionState(0x4), 0u);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(SetThreadExecutionState(ES_AWAYMODE_REQUIRED), 0u) << "only with ES_CONTINUOUS";
+}
+
+TEST_F(PowerFault, UnknownParametersAreRefused)
+{
+    EXPECT_FALSE(SystemParametersInfoW(SPI_GETSCREENSAVEACTIVE, 0, nullptr, 0));
+    EXPECT_EQ(GetLastError(), ERROR_NOACCESS);
+    EXPECT_FALSE(SystemParametersInfoW(4711, 0, nullptr, 0));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_FALSE(ShutdownBlockReasonCreate(nullptr, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+}
+
+} // namespace
