@@ -13,16 +13,15 @@ constexpr timespec stop_pause = {0, 1'000'000};
 } // namespace
 
 QvAsyncDispatcher::QvAsyncDispatcher(pthread_mutexCS_t& lock, uint32_t maxWorkers)
-    : m_lock(lock), m_uMaxWorkers(maxWorkers),
-      m_pWorkers(std::make_unique<std::set<QvAsyncWorker*>>())
+    : m_lock(lock), m_uMaxWorkers(maxWorkers), m_pWorkers(new std::set<QvAsyncWorker*>)
 {
 }
 
 QvAsyncDispatcher::~QvAsyncDispatcher()
 {
     // A worker that was left behind may have the registry in its hands at this moment.
-    if (m_bAbandoned)
-        static_cast<void>(m_pWorkers.release());
+    if (!m_bAbandoned)
+        delete m_pWorkers;
 }
 
 int QvAsyncDispatcher::Submit(std::unique_ptr<QvAsyncRequest> request)

@@ -50,8 +50,9 @@ private:
     const uint32_t m_uMaxWorkers;
     std::atomic<bool> m_bStopping{false};
     bool m_bAbandoned = false; // some worker was still there when Stop gave up
-    // Guarded by m_lock, as is all below. Ascending by address.
-    std::unique_ptr<std::set<QvAsyncWorker*>> m_pWorkers;
+    // Guarded by m_lock, as is all below. Ascending by address. Outlives the dispatcher if it has
+    // to.
+    std::set<QvAsyncWorker*>* const m_pWorkers;
     // The thread that ended last. It is joined by the next that ends, or by Stop: so a thread is
     // known to have left the library's code, and there is never more than one to be joined.
     pthread_t m_lastEnded{};

@@ -2,7 +2,6 @@
 // program stands between the library and the calls that it makes for its threads.
 #include <atomic>
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <new>
 #include <string>
@@ -71,6 +70,7 @@ INSTEAD int pthread_delay_np(const timespec* interval)
     return next<decltype(pthread_delay_np)>("pthread_delay_np")(interval);
 }
 
+// What it gives is freed by whatever operator delete belongs to the next one.
 [[gnu::noinline]] void* operator new(size_t size)
 {
     if (t_allocations_left == 0)
@@ -78,19 +78,8 @@ INSTEAD int pthread_delay_np(const timespec* interval)
     if (t_allocations_left > 0)
         --t_allocations_left;
     ++g_allocations;
-    if (void* const memory = std::malloc(size))
-        return memory;
-    throw std::bad_alloc();
-}
-
-[[gnu::noinline]] void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept
-{
-    std::free(memory);
+    static void* (*const real)(size_t) = next<void*(size_t)>("_Znwm");
+    return real(size);
 }
 
 namespace
