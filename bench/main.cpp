@@ -55,6 +55,14 @@ private:
     std::map<std::string, std::vector<double>> m_values;
 };
 
+// Rows without a budget are shown for what they are.
+const char* verdict(double value, double budget)
+{
+    if (budget == 0)
+        return "";
+    return value <= budget ? "met" : "MISSED";
+}
+
 void print_table(const MedianReporter& results)
 {
     std::printf("%-42s %10s %10s %7s %7s  %-6s %s\n", "path", "ns", "peer ns", "ratio", "budget",
@@ -66,7 +74,7 @@ void print_table(const MedianReporter& results)
         {
             if (ours >= 0)
                 std::printf("%-42s %10.1f %10s %7s %7.0f  %-6s %s\n", row.path, ours, "", "",
-                            row.budget, ours <= row.budget ? "met" : "MISSED", row.against);
+                            row.budget, verdict(ours, row.budget), row.against);
             continue;
         }
         const double peer = results.median(row.peer);
@@ -74,7 +82,7 @@ void print_table(const MedianReporter& results)
             continue;
         const double ratio = ours / peer;
         std::printf("%-42s %10.1f %10.1f %7.2f %7.2f  %-6s %s\n", row.path, ours, peer, ratio,
-                    row.budget, ratio <= row.budget ? "met" : "MISSED", row.against);
+                    row.budget, verdict(ratio, row.budget), row.against);
     }
 }
 
