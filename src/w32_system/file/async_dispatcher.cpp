@@ -1,6 +1,7 @@
 // Giving requests to workers, starting and ending workers.
 #include "async_dispatcher.h"
 
+#include <cerrno>
 #include <utility>
 
 #include "mutex_guard.h"
@@ -136,8 +137,14 @@ void QvAsyncDispatcher::Leave(QvAsyncWorker* worker)
 // the lock may be held by somebody who waits for a callback.
 bool QvAsyncDispatcher::AllGone()
 {
-    if (pthread_mutexCS_trylock(&m_lock) != 0)
+    const int result = pthread_mutexCS_trylock(&m_lock);
+    if (result == EBUSY)
         return false;
+    if (result != 0)
+    {
+        m_bAbandoned = false; // the lock was never made, and so no worker either
+        return true;
+    }
     const size_t own = QvIsAsyncWorkerThread() ? 1 : 0;
     const size_t left = m_pWorkers->size();
     pthread_mutexCS_unlock(&m_lock);

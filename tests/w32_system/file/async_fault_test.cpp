@@ -220,8 +220,13 @@ TEST_F(AsyncFaults, ADiskThatFillsWithinABlockLeavesWhatItTook)
 
 TEST_F(AsyncFaults, ACopyGoesOnWithoutASize)
 {
-    // Opening asks for the status of each of the two files.
-    PlinthTestFail("fstat", 4, 1, EIO);
+    // Opening asks for a file's status too. The last three calls are those for the three blocks.
+    copy(QV_OK);
+    PlinthTestArm();
+    copy(QV_OK);
+    const unsigned calls = PlinthTestCalls("fstat");
+    PlinthTestReset();
+    PlinthTestFail("fstat", calls - 1, 1, EIO);
     EXPECT_EQ(copy(QV_OK), (Calls{{more, 10'000, 4096},
                                   {QV_ERR_FILESIZE, 0, 4096},
                                   {more, 0, 8192},
