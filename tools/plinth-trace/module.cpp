@@ -79,9 +79,11 @@ private:
 
 std::string name_of(LPCWSTR id)
 {
-    if (IS_INTRESOURCE(id))
-        return "#" + std::to_string(reinterpret_cast<uintptr_t>(id));
-    return printable(utf8_from_wide(id));
+    if (!IS_INTRESOURCE(id))
+        return printable(utf8_from_wide(id));
+    std::string number = std::to_string(reinterpret_cast<uintptr_t>(id));
+    number.insert(number.begin(), '#');
+    return number;
 }
 
 std::string type_of(LPCWSTR type)
