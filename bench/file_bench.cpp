@@ -9,7 +9,6 @@
 #include <plinth_w32_system.h>
 
 #include "rows.h"
-#include "wide_path.h"
 
 namespace
 {

@@ -12,7 +12,6 @@
 #include <plinth_w32_system.h>
 
 #include "rows.h"
-#include "wide_path.h"
 
 namespace
 {

@@ -2,6 +2,7 @@
 //
 // Sections, the patch number and the copies come from the library's own sources; resources and
 // version values from the system's calls.
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -188,11 +189,14 @@ public:
     std::string text(const std::string& path) const
     {
         UINT size = 0;
-        const auto* const found = static_cast<const wchar_t*>(value(path, size));
-        size_t length = 0;
-        while (found && length < size && found[length])
-            ++length;
-        return found ? utf8_from_wide(found, length) : std::string();
+        const auto* const found = static_cast<const char*>(value(path, size));
+        if (!found)
+            return {};
+        // The size counts characters, or bytes if the block says that it is no text.
+        const auto there = static_cast<size_t>(m_block.data() + m_block.size() - found);
+        WideText text(std::min<size_t>(size, there / sizeof(wchar_t)) + 1, L'\0');
+        std::memcpy(text.data(), found, (text.size() - 1) * sizeof(wchar_t));
+        return utf8_from_wide(text.data());
     }
 
 private:

@@ -32,6 +32,19 @@ std::string text_at(const std::vector<char>& block, const wchar_t* path)
     return size ? test::utf8(static_cast<const wchar_t*>(value), size) : "";
 }
 
+// Reads a value to its end as far as is safe to say without knowing whether it is text: a size
+// counts characters or bytes.
+void look_at(const std::vector<char>& block, const wchar_t* path)
+{
+    void* value = nullptr;
+    UINT size = 0;
+    if (!VerQueryValueW(block.data(), path, &value, &size))
+        return;
+    const auto* const start = static_cast<const char*>(value);
+    ASSERT_GE(start, block.data());
+    ASSERT_LE(start + size, block.data() + block.size());
+}
+
 TEST(VersionBlock, GivesItsValuesByTheirPath)
 {
     for (const char* const name : {"module64.dll", "module32.dll", "compiled64.exe"})
@@ -81,8 +94,8 @@ TEST(VersionBlock, APartOfOneIsReadAsFarAsItGoes)
     {
         std::vector<char> part(size); // of this size, for the address sanitizer
         ASSERT_TRUE(GetFileVersionInfoW(test::windows_form(native), 0, size, part.data()));
-        text_at(part, L"\\StringFileInfo\\040504b0\\PatchNumber");
-        text_at(part, L"\\VarFileInfo\\Translation");
+        look_at(part, L"\\StringFileInfo\\040504b0\\PatchNumber");
+        look_at(part, L"\\VarFileInfo\\Translation");
     }
 }
 
@@ -97,8 +110,8 @@ TEST(VersionBlock, LengthsThatLieLeadNowhere)
             std::vector<char> bad = good;
             const auto value = static_cast<uint16_t>(number);
             std::memcpy(bad.data() + at, &value, sizeof value);
-            text_at(bad, L"\\StringFileInfo\\040504b0\\PatchNumber");
-            text_at(bad, L"\\VarFileInfo\\Translation");
+            look_at(bad, L"\\StringFileInfo\\040504b0\\PatchNumber");
+            look_at(bad, L"\\VarFileInfo\\Translation");
         }
 }
 

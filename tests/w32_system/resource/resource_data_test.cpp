@@ -88,6 +88,7 @@ TEST(ResourceData, NoListLeaksOrGoesTwiceHoweverItIsAssigned)
     second.Clear();
     EXPECT_EQ(second.GetCQvByteArrayW32Count(), 0);
     EXPECT_EQ(first.GetCQvByteArrayW32Count(), 3) << "the other holder's list stays";
+    const CQvRscData kept = first;
     first.UnrefDataMember();
     first = second;
     EXPECT_EQ(first.AppendData("y", 1, 1), QV_OK) << "usable again";
