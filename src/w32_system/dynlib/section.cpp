@@ -1,6 +1,7 @@
 // Reading a section of a module file.
 //
-// The file may come from anywhere: every place in it is checked against its size, in 64 bits.
+// The file may come from anywhere: every place in it is checked against its size, in 64 bits. It is
+// read rather than mapped: mapping and touching a page costs more than reading most sections does.
 #include <cstdlib>
 #include <cstring>
 
@@ -21,19 +22,15 @@ constexpr uint64_t table_64 = 264;
 constexpr uint64_t entry_size = 40;
 constexpr size_t name_size = 8;
 
-// A read-only view of a whole file.
-class FileView
+// An open file, read at any place: small pieces by way of a window on it.
+class ModuleFile
 {
 public:
-    FileView() = default;
-    FileView(const FileView&) = delete;
-    FileView& operator=(const FileView&) = delete;
-    ~FileView()
+    ModuleFile() = default;
+    ModuleFile(const ModuleFile&) = delete;
+    ModuleFile& operator=(const ModuleFile&) = delete;
+    ~ModuleFile()
     {
-        if (m_view)
-            UnmapViewOfFile(m_view);
-        if (m_mapping)
-            CloseHandle(m_mapping);
         if (m_file != INVALID_HANDLE_VALUE)
             CloseHandle(m_file);
     }
@@ -51,22 +48,45 @@ public:
         if (low == INVALID_FILE_SIZE && GetLastError() != ERROR_SUCCESS)
             return QV_ERR_SYSTEM;
         m_size = QvJoin(high, low);
-        m_mapping = CreateFileMappingW(m_file, nullptr, PAGE_READONLY, 0, 0, nullptr);
-        if (m_mapping)
-            m_view = MapViewOfFile(m_mapping, FILE_MAP_READ, 0, 0, 0);
-        return m_view ? QV_OK : QV_ERR_SYSTEM;
+        return QV_OK;
     }
 
-    // Null if the range is not within the file.
-    const BYTE* At(uint64_t offset, uint64_t length) const
+    bool Holds(uint64_t offset, uint64_t length) const
     {
-        return offset <= m_size && length <= m_size - offset
-                   ? static_cast<const BYTE*>(m_view) + offset
-                   : nullptr;
+        return offset <= m_size && length <= m_size - offset;
+    }
+
+    // False if not all of the range is in the file, or it can't be read.
+    bool Copy(uint64_t offset, uint32_t size, void* to) const
+    {
+        auto high = static_cast<LONG>(QvHigh(offset));
+        DWORD done = 0;
+        SetLastError(ERROR_SUCCESS);
+        return Holds(offset, size) &&
+               (SetFilePointer(m_file, static_cast<LONG>(QvLow(offset)), &high, FILE_BEGIN) !=
+                    INVALID_SET_FILE_POINTER ||
+                GetLastError() == ERROR_SUCCESS) &&
+               ReadFile(m_file, to, size, &done, nullptr) && done == size;
+    }
+
+    // At most a window of bytes; null as above.
+    const BYTE* At(uint64_t offset, uint32_t length)
+    {
+        if (!Holds(offset, length))
+            return nullptr;
+        if (offset < m_start || offset + length > m_start + m_filled)
+        {
+            const uint64_t rest = m_size - offset;
+            m_start = offset;
+            m_filled = static_cast<uint32_t>(rest < window_size ? rest : window_size);
+            if (!Copy(m_start, m_filled, m_window))
+                m_filled = 0;
+        }
+        return length <= m_filled ? m_window + (offset - m_start) : nullptr;
     }
 
     // 0 if the number is not within the file.
-    template <class Number> Number Read(uint64_t offset) const
+    template <class Number> Number Read(uint64_t offset)
     {
         Number number = 0;
         if (const BYTE* const at = At(offset, sizeof number))
@@ -75,10 +95,13 @@ public:
     }
 
 private:
+    static constexpr uint32_t window_size = 4096; // the headers of most files
+
     HANDLE m_file = INVALID_HANDLE_VALUE;
-    HANDLE m_mapping = nullptr;
-    const void* m_view = nullptr;
     uint64_t m_size = 0;
+    uint64_t m_start = 0; // of the window
+    uint32_t m_filled = 0;
+    BYTE m_window[window_size];
 };
 
 // Where the section table lies.
@@ -88,30 +111,30 @@ struct Table
     unsigned count;
 };
 
-bool FindTable(const FileView& view, Table& table)
+bool FindTable(ModuleFile& file, Table& table)
 {
-    const auto header = view.Read<int32_t>(60);
-    if (view.Read<uint16_t>(0) != file_signature || header < 0)
+    const auto header = file.Read<int32_t>(60);
+    if (file.Read<uint16_t>(0) != file_signature || header < 0)
         return false;
     const uint64_t start = static_cast<uint32_t>(header);
-    if (!view.At(start, header_size) || view.Read<uint32_t>(start) != header_signature)
+    if (!file.Holds(start, header_size) || file.Read<uint32_t>(start) != header_signature)
         return false;
-    table.start = start + (view.Read<uint16_t>(start + 4) == machine_64 ? table_64 : table_32);
-    table.count = view.Read<uint16_t>(start + 6);
+    table.start = start + (file.Read<uint16_t>(start + 4) == machine_64 ? table_64 : table_32);
+    table.count = file.Read<uint16_t>(start + 6);
     return true;
 }
 
 // False if the entry is not all within the file.
-bool ReadEntry(const FileView& view, const Table& table, unsigned index, QvSection& section)
+bool ReadEntry(ModuleFile& file, const Table& table, unsigned index, QvSection& section)
 {
     const uint64_t place = table.start + index * entry_size;
-    const BYTE* const entry = view.At(place, entry_size);
+    const BYTE* const entry = file.At(place, entry_size);
     if (!entry)
         return false;
     section = {};
     std::memcpy(section.name, entry, name_size);
-    section.size = view.Read<uint32_t>(place + 16);
-    section.offset = view.Read<uint32_t>(place + 20);
+    section.size = file.Read<uint32_t>(place + 16);
+    section.offset = file.Read<uint32_t>(place + 20);
     return true;
 }
 
@@ -126,15 +149,15 @@ bool HasName(const QvSection& section, const char* name)
 int QvListSections(const wchar_t* path, bool (*each)(const QvSection& section, void* argument),
                    void* argument)
 {
-    FileView view;
-    const int status = view.Open(path);
+    ModuleFile file;
+    const int status = file.Open(path);
     if (status != QV_OK)
         return status;
     Table table;
-    if (!FindTable(view, table))
+    if (!FindTable(file, table))
         return QV_ERR_SYSTEM;
     QvSection section;
-    for (unsigned i = 0; i < table.count && ReadEntry(view, table, i, section); ++i)
+    for (unsigned i = 0; i < table.count && ReadEntry(file, table, i, section); ++i)
         if (!each(section, argument))
             break;
     return QV_OK;
@@ -144,26 +167,29 @@ int QvReadSection(const wchar_t* path, const char* name, void** data, uint32_t* 
 {
     *data = nullptr;
     *size = 0;
-    FileView view;
-    const int status = view.Open(path);
+    ModuleFile file;
+    const int status = file.Open(path);
     if (status != QV_OK)
         return status;
     Table table;
     QvSection section;
-    if (!FindTable(view, table))
+    if (!FindTable(file, table))
         return QV_ERR_SYSTEM;
-    unsigned index = 0;
-    while (index < table.count && ReadEntry(view, table, index, section) && !HasName(section, name))
-        ++index;
-    if (index == table.count || !view.At(table.start + index * entry_size, entry_size))
+    bool found = false;
+    for (unsigned i = 0; !found && i < table.count && ReadEntry(file, table, i, section); ++i)
+        found = HasName(section, name);
+    if (!found)
         return QV_ERR_SYSTEM;
     const uint32_t length = section.size;
-    const BYTE* const content = view.At(length ? section.offset : 0, length);
-    // A block of no bytes is a block: null would mean failure.
-    void* const block = content ? std::malloc(length ? length : 1) : nullptr;
-    if (!block)
+    if (length && !file.Holds(section.offset, length))
         return QV_ERR_SYSTEM;
-    std::memcpy(block, content, length);
+    // A block of no bytes is a block: null would mean failure.
+    void* const block = std::malloc(length ? length : 1);
+    if (!block || (length && !file.Copy(section.offset, length, block)))
+    {
+        std::free(block);
+        return QV_ERR_SYSTEM;
+    }
     *data = block;
     *size = length;
     return QV_OK;
