@@ -26,6 +26,7 @@ constexpr size_t name_size = 8;
 class ModuleFile
 {
 public:
+    // cppcheck-suppress uninitMemberVar ; the window is filled before it is read
     ModuleFile() = default;
     ModuleFile(const ModuleFile&) = delete;
     ModuleFile& operator=(const ModuleFile&) = delete;
