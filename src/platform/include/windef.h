@@ -47,6 +47,7 @@ typedef wchar_t WCHAR;
 typedef uintptr_t ULONG_PTR;
 typedef uintptr_t UINT_PTR;
 typedef uintptr_t DWORD_PTR;
+typedef DWORD_PTR* PDWORD_PTR;
 typedef intptr_t LONG_PTR;
 typedef intptr_t INT_PTR;
 typedef ULONG_PTR SIZE_T;
@@ -91,6 +92,10 @@ DECLARE_HANDLE(HKEY);
 DECLARE_HANDLE(HRSRC);
 DECLARE_HANDLE(HICON);
 DECLARE_HANDLE(HMENU);
+DECLARE_HANDLE(HBRUSH);
+typedef HICON HCURSOR;
+typedef HANDLE HGDIOBJ;
+typedef WORD ATOM;
 typedef HKEY* PHKEY;
 
 typedef INT_PTR(WINAPI* FARPROC)();
@@ -109,10 +114,19 @@ typedef struct POINT
     LONG y;
 } POINT, *LPPOINT;
 
+typedef struct RECT
+{
+    LONG left;
+    LONG top;
+    LONG right;
+    LONG bottom;
+} RECT, *LPRECT;
+
 #define MAKEWORD(low, high) ((WORD)(((BYTE)(low)) | ((WORD)((BYTE)(high))) << 8))
 #define MAKELONG(low, high) ((LONG)(((WORD)(low)) | ((DWORD)((WORD)(high))) << 16))
 #define LOBYTE(value) ((BYTE)((DWORD_PTR)(value)&0xff))
 #define HIBYTE(value) ((BYTE)(((DWORD_PTR)(value) >> 8) & 0xff))
+#define MAKELPARAM(low, high) ((LPARAM)(DWORD)MAKELONG(low, high))
 #define LOWORD(value) ((WORD)((DWORD_PTR)(value)&0xffff))
 #define HIWORD(value) ((WORD)(((DWORD_PTR)(value) >> 16) & 0xffff))
 

@@ -6,6 +6,7 @@
 #include "winbase.h"
 #include "windef.h"
 #include "winerror.h"
+#include "wingdi.h"
 #include "winnls.h"
 #include "winnt.h"
 #include "winreg.h"

@@ -22,17 +22,98 @@ extern "C"
 #define IDABORT 3
 #define IDRETRY 4
 #define IDIGNORE 5
+#define SW_HIDE 0
 #define SW_SHOWNORMAL 1
+#define SW_SHOWNOACTIVATE 4
+#define SW_SHOW 5
+#define SW_SHOWNA 8
 
 #define WM_NULL 0x0000u
+#define WM_CREATE 0x0001u
+#define WM_DESTROY 0x0002u
+#define WM_MOVE 0x0003u // LOWORD, HIWORD of lParam: x, y of the client area
+#define WM_SIZE 0x0005u // LOWORD, HIWORD of lParam: width, height of the client area
+#define WM_SETTEXT 0x000Cu
+#define WM_GETTEXT 0x000Du
+#define WM_GETTEXTLENGTH 0x000Eu
+#define WM_CLOSE 0x0010u
 #define WM_QUIT 0x0012u
+#define WM_SHOWWINDOW 0x0018u
+#define WM_NOTIFY 0x004Eu
+#define WM_NCCREATE 0x0081u
+#define WM_NCDESTROY 0x0082u
 #define WM_TIMER 0x0113u
+#define SIZE_RESTORED 0u
 #define WM_USER 0x0400u
 #define WM_APP 0x8000u
 #define PM_NOREMOVE 0x0000u
 #define PM_REMOVE 0x0001u
 #define USER_TIMER_MINIMUM 0x0000000Au // ms
 #define USER_TIMER_MAXIMUM 0x7FFFFFFFu // ms
+
+#define WS_OVERLAPPED 0x00000000u
+#define WS_THICKFRAME 0x00040000u
+#define WS_SYSMENU 0x00080000u
+#define WS_MINIMIZEBOX 0x00020000u
+#define WS_MAXIMIZEBOX 0x00010000u
+#define WS_CAPTION 0x00C00000u
+#define WS_VISIBLE 0x10000000u
+#define WS_CHILD 0x40000000u
+#define WS_POPUP 0x80000000u
+#define WS_OVERLAPPEDWINDOW 0x00CF0000u
+#define WS_EX_OVERLAPPEDWINDOW 0x00000300u
+#define CW_USEDEFAULT ((int)0x80000000)
+
+#define GWLP_WNDPROC (-4)
+#define GWLP_HINSTANCE (-6)
+#define GWLP_ID (-12)
+#define GWL_STYLE (-16)
+#define GWL_EXSTYLE (-20)
+#define GWLP_USERDATA (-21)
+
+#define SMTO_NORMAL 0x0000u
+#define SMTO_BLOCK 0x0001u
+
+    typedef LRESULT(CALLBACK* WNDPROC)(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+
+    typedef struct WNDCLASSEXW
+    {
+        UINT cbSize;
+        UINT style;
+        WNDPROC lpfnWndProc;
+        int cbClsExtra;
+        int cbWndExtra;
+        HINSTANCE hInstance;
+        HICON hIcon;
+        HCURSOR hCursor;
+        HBRUSH hbrBackground;
+        LPCWSTR lpszMenuName;
+        LPCWSTR lpszClassName;
+        HICON hIconSm;
+    } WNDCLASSEXW;
+
+    typedef struct CREATESTRUCTW
+    {
+        LPVOID lpCreateParams;
+        HINSTANCE hInstance;
+        HMENU hMenu;
+        HWND hwndParent;
+        int cy;
+        int cx;
+        int y;
+        int x;
+        LONG style;
+        LPCWSTR lpszName;
+        LPCWSTR lpszClass;
+        DWORD dwExStyle;
+    } CREATESTRUCTW, *LPCREATESTRUCTW;
+
+    typedef struct NMHDR
+    {
+        HWND hwndFrom;
+        UINT_PTR idFrom;
+        UINT code;
+    } NMHDR, *LPNMHDR;
 
     typedef struct MSG
     {
@@ -54,8 +135,61 @@ extern "C"
     PLINTH_PLATFORM_API HWND WINAPI GetLastActivePopup(HWND window);
     PLINTH_PLATFORM_API BOOL WINAPI IsWindow(HWND window);
 
+    // Classes belong to the process and stay; their names don't heed case. The class name of a
+    // window may also be MAKEINTATOM of what RegisterClassExW gave.
+#define MAKEINTATOM(atom) ((LPWSTR)((ULONG_PTR)((WORD)(atom))))
+    PLINTH_PLATFORM_API ATOM WINAPI RegisterClassExW(const WNDCLASSEXW* windowClass);
+
+    // Windows. One belongs to the thread that made it, and dies with that thread, without a message
+    // then. Its procedure runs on that thread alone. The menu argument of a child is its id.
+    PLINTH_PLATFORM_API HWND WINAPI CreateWindowExW(DWORD exStyle, LPCWSTR className, LPCWSTR title,
+                                                    DWORD style, int x, int y, int width,
+                                                    int height, HWND parent, HMENU menu,
+                                                    HINSTANCE instance, LPVOID param);
+    PLINTH_PLATFORM_API BOOL WINAPI DestroyWindow(HWND window);
+    PLINTH_PLATFORM_API BOOL WINAPI IsWindowVisible(HWND window);
+    PLINTH_PLATFORM_API BOOL WINAPI ShowWindow(HWND window, int command);
+    PLINTH_PLATFORM_API BOOL WINAPI ShowWindowAsync(HWND window, int command);
+    PLINTH_PLATFORM_API BOOL WINAPI MoveWindow(HWND window, int x, int y, int width, int height,
+                                               BOOL repaint);
+    PLINTH_PLATFORM_API BOOL WINAPI UpdateWindow(HWND window);
+    PLINTH_PLATFORM_API BOOL WINAPI GetClientRect(HWND window, LPRECT rect);
+    PLINTH_PLATFORM_API BOOL WINAPI GetWindowRect(HWND window, LPRECT rect);
+    PLINTH_PLATFORM_API BOOL WINAPI SetWindowTextW(HWND window, LPCWSTR text);
+    PLINTH_PLATFORM_API int WINAPI GetWindowTextW(HWND window, LPWSTR text, int size);
+    PLINTH_PLATFORM_API int WINAPI GetWindowTextLengthW(HWND window);
+    PLINTH_PLATFORM_API LONG_PTR WINAPI GetWindowLongPtrW(HWND window, int index);
+    PLINTH_PLATFORM_API LONG_PTR WINAPI SetWindowLongPtrW(HWND window, int index, LONG_PTR value);
+    PLINTH_PLATFORM_API HWND WINAPI GetParent(HWND window);
+    PLINTH_PLATFORM_API DWORD WINAPI GetWindowThreadProcessId(HWND window, LPDWORD process);
+    // Null texts match any. FindWindowW looks at top-level windows, FindWindowExW at the children
+    // of a window, or at top-level windows with a null parent, behind the one given.
+    PLINTH_PLATFORM_API HWND WINAPI FindWindowW(LPCWSTR className, LPCWSTR title);
+    PLINTH_PLATFORM_API HWND WINAPI FindWindowExW(HWND parent, HWND after, LPCWSTR className,
+                                                  LPCWSTR title);
+    PLINTH_PLATFORM_API LRESULT WINAPI DefWindowProcW(HWND window, UINT message, WPARAM wParam,
+                                                      LPARAM lParam);
+    PLINTH_PLATFORM_API LRESULT WINAPI CallWindowProcW(WNDPROC procedure, HWND window, UINT message,
+                                                       WPARAM wParam, LPARAM lParam);
+
+    // Sending to a window of another thread waits until that thread has handled the message, which
+    // it does while it asks for messages or itself waits in a send. A limit (ms) ends the wait with
+    // ERROR_TIMEOUT; the message is then handled whenever the thread gets to it. What the messages
+    // of text and of the list view point to is copied when there is a limit, what others point to
+    // isn't.
+    PLINTH_PLATFORM_API LRESULT WINAPI SendMessageW(HWND window, UINT message, WPARAM wParam,
+                                                    LPARAM lParam);
+    PLINTH_PLATFORM_API LRESULT WINAPI SendMessageTimeoutW(HWND window, UINT message, WPARAM wParam,
+                                                           LPARAM lParam, UINT flags, UINT limit,
+                                                           PDWORD_PTR result);
+    // Without a window: to the calling thread.
+    PLINTH_PLATFORM_API BOOL WINAPI PostMessageW(HWND window, UINT message, WPARAM wParam,
+                                                 LPARAM lParam);
+
     // Messages of the calling thread. A thread has a queue from its first call of one of these, or
-    // of SetTimer, on. The filter takes messages from first to last; 0 and 0 take all.
+    // of SetTimer, on. The filter takes messages from first to last; 0 and 0 take all. With a
+    // window it takes those of the window and its children alone, with a window of -1 those of
+    // none.
     PLINTH_PLATFORM_API BOOL WINAPI GetMessageW(LPMSG message, HWND window, UINT first, UINT last);
     PLINTH_PLATFORM_API BOOL WINAPI PeekMessageW(LPMSG message, HWND window, UINT first, UINT last,
                                                  UINT remove);
@@ -65,9 +199,9 @@ extern "C"
                                                        LPARAM lParam);
     PLINTH_PLATFORM_API void WINAPI PostQuitMessage(int exitCode);
 
-    // Message timers of the calling thread; milliseconds are raised to USER_TIMER_MINIMUM. Without
-    // a window the system picks the id, unless the id given is that of such a timer, which then
-    // starts anew. An id, or 0.
+    // Message timers of the calling thread; milliseconds are raised to USER_TIMER_MINIMUM. The id
+    // is the window's own. Without a window the system picks the id, unless the id given is that of
+    // such a timer, which then starts anew. An id, or 0.
     PLINTH_PLATFORM_API UINT_PTR WINAPI SetTimer(HWND window, UINT_PTR id, UINT milliseconds,
                                                  TIMERPROC procedure);
     PLINTH_PLATFORM_API BOOL WINAPI KillTimer(HWND window, UINT_PTR id);
@@ -98,6 +232,9 @@ extern "C"
 
 #ifdef __cplusplus
 }
+static_assert(sizeof(WNDCLASSEXW) == 80 && offsetof(WNDCLASSEXW, lpszClassName) == 64);
+static_assert(sizeof(CREATESTRUCTW) == 80 && offsetof(CREATESTRUCTW, lpszName) == 56);
+static_assert(sizeof(NMHDR) == 24);
 static_assert(sizeof(MSG) == 48 && offsetof(MSG, wParam) == 16 && offsetof(MSG, time) == 32);
 #endif
 

@@ -60,6 +60,10 @@ struct Launch
 // In the static block of thread data, so that the signal handler may read them.
 __attribute__((tls_model("initial-exec"))) thread_local ThreadState* t_state = nullptr;
 __attribute__((tls_model("initial-exec"))) thread_local pid_t t_id = 0;
+__attribute__((tls_model("initial-exec"))) thread_local volatile sig_atomic_t t_guards = 0;
+__attribute__((tls_model("initial-exec"))) thread_local volatile sig_atomic_t t_put_off = 0;
+
+constinit std::atomic<void (*)(DWORD)> g_cleaner{nullptr};
 
 int terminate_signal()
 {
@@ -72,6 +76,11 @@ void on_terminate(int)
     // A thread that has taken over the number of one that ended is not meant.
     if (!state || !state->terminating.load())
         return;
+    if (t_guards > 0) // the outermost guard ends the thread
+    {
+        t_put_off = 1;
+        return;
+    }
     state->end(state->terminated_with);
     ::syscall(SYS_exit, 0);
 }
@@ -206,6 +215,8 @@ BOOL terminate(ThreadState& state, DWORD exit_code)
             return TRUE;
     if (PinBase* const pin = state.waits_with.exchange(nullptr))
         pin->release(); // its stack stays: nobody else gives it back
+    if (void (*const clean)(DWORD) = g_cleaner)
+        clean(state.id);
     return TRUE;
 }
 
@@ -244,6 +255,23 @@ HANDLE start_thread(ThreadStart start, void* argument, size_t stack_size, DWORD*
         fail_with(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
+}
+
+NoTermination::NoTermination()
+{
+    t_guards = t_guards + 1;
+}
+
+NoTermination::~NoTermination()
+{
+    t_guards = t_guards - 1;
+    if (t_guards == 0 && t_put_off) [[unlikely]]
+        on_terminate(0);
+}
+
+void set_termination_cleaner(void (*procedure)(DWORD))
+{
+    g_cleaner = procedure;
 }
 
 WaitingPin::WaitingPin(PinBase& pin)

@@ -1,6 +1,8 @@
 // Starting and ending threads, shared by CreateThread and the runtime library.
 #pragma once
 
+#include <mutex>
+
 #include "windef.h"
 
 namespace platform
@@ -26,5 +28,31 @@ public:
     WaitingPin& operator=(const WaitingPin&) = delete;
     ~WaitingPin();
 };
+
+// While one lives on a thread, TerminateThread of that thread waits. For short work on tables that
+// the rest of the process goes on to use.
+class NoTermination
+{
+public:
+    NoTermination();
+    NoTermination(const NoTermination&) = delete;
+    NoTermination& operator=(const NoTermination&) = delete;
+    ~NoTermination();
+};
+
+// A lock that a terminated thread can't leave held.
+template <class Mutex> class Uninterrupted
+{
+public:
+    explicit Uninterrupted(Mutex& mutex) : m_guard(mutex) {}
+
+private:
+    const NoTermination m_no_termination; // before the lock is taken, until after it is given back
+    const std::lock_guard<Mutex> m_guard;
+};
+
+// The procedure runs on the terminating thread, for each thread that was terminated from outside:
+// such a thread cleans up nothing. There is one.
+void set_termination_cleaner(void (*procedure)(DWORD thread));
 
 } // namespace platform

@@ -1,10 +1,11 @@
-// Message boxes without a display: PLINTH_MESSAGEBOX answers for unattended runs, else the question
-// is put on the controlling terminal. Without either the box fails.
+// Message boxes: PLINTH_MESSAGEBOX answers for unattended runs, else the display shows them, else
+// the question is put on the controlling terminal. Without any of these the box fails.
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <string>
 
+#include "desktop.h"
 #include "system/calls.h"
 #include "system/faults.h"
 #include "system/last_error.h"
@@ -115,7 +116,7 @@ int ask_on_terminal(Terminal& terminal, const std::string& text, const std::stri
 
 } // namespace
 
-extern "C" int MessageBoxW(HWND, LPCWSTR text, LPCWSTR caption, UINT type)
+extern "C" int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type)
 {
     static std::mutex lock; // one box at a time has the terminal
     int error = 0;
@@ -124,6 +125,12 @@ extern "C" int MessageBoxW(HWND, LPCWSTR text, LPCWSTR caption, UINT type)
     const Buttons buttons = buttons_of(type);
     if (const char* const prepared = std::getenv("PLINTH_MESSAGEBOX"))
         return prepared_answer(prepared, buttons);
+    if (const PlinthDesktop* const display = desktop(); display && display->message_box)
+    {
+        const int answer =
+            display->message_box(owner, text ? text : L"", caption ? caption : L"", type);
+        return answer != 0 ? answer : fail_with(ERROR_NOT_SUPPORTED);
+    }
     try
     {
         const std::lock_guard guard(lock);
@@ -137,21 +144,4 @@ extern "C" int MessageBoxW(HWND, LPCWSTR text, LPCWSTR caption, UINT type)
     {
         return fail_with(ERROR_NOT_ENOUGH_MEMORY);
     }
-}
-
-// There are no windows without a display.
-extern "C" HWND GetActiveWindow(void)
-{
-    return nullptr;
-}
-
-extern "C" HWND GetLastActivePopup(HWND)
-{
-    fail_with(ERROR_INVALID_WINDOW_HANDLE);
-    return nullptr;
-}
-
-extern "C" BOOL IsWindow(HWND)
-{
-    return fail_with(ERROR_INVALID_WINDOW_HANDLE);
 }

@@ -1,12 +1,14 @@
-// Message queues: posting, taking out, waiting, and the calls of the pump.
+// Message queues: posting, sending, taking out, waiting, and the calls of the pump.
 #include "message_queue.h"
 
 #include <algorithm>
 #include <new>
 
 #include "kernel32/event_state.h"
+#include "kernel32/thread.h"
 #include "system/clock.h"
 #include "system/last_error.h"
+#include "window_table.h"
 
 using namespace platform;
 
@@ -31,20 +33,31 @@ Registry& registry()
 
 thread_local MessageQueue* t_queue = nullptr;
 
-// Takes the thread's queue along when the thread ends. One that is terminated leaves its queue to
-// the next thread with its number, which puts its own in the place.
+using Lock = Uninterrupted<std::mutex>;
+
+// Takes a thread's windows and queue along when it ends. Also for one that was terminated: that
+// runs no code of its own any more.
+void forget_thread(DWORD thread)
+{
+    std::shared_ptr<MessageQueue> gone; // freed outside the lock
+    {
+        const Lock guard(registry().lock);
+        const auto found = registry().queues.find(thread);
+        if (found == registry().queues.end())
+            return;
+        gone = std::move(found->second);
+        registry().queues.erase(found);
+    }
+    drop_windows_of(thread);
+    gone->close();
+}
+
 struct Removal
 {
     ~Removal()
     {
         t_queue = nullptr;
-        std::shared_ptr<MessageQueue> gone; // freed outside the lock
-        const std::lock_guard guard(registry().lock);
-        const auto found = registry().queues.find(GetCurrentThreadId());
-        if (found == registry().queues.end())
-            return;
-        gone = std::move(found->second);
-        registry().queues.erase(found);
+        forget_thread(GetCurrentThreadId());
     }
 };
 
@@ -53,24 +66,44 @@ void make_own()
     auto queue = std::make_shared<MessageQueue>();
     MessageQueue* const made = queue.get();
     {
-        const std::lock_guard guard(registry().lock);
+        const Lock guard(registry().lock);
         registry().queues.insert_or_assign(GetCurrentThreadId(), std::move(queue));
     }
+    set_termination_cleaner(forget_thread);
     t_queue = made;
     static thread_local const Removal removal;
     static_cast<void>(removal);
 }
 
-// Threads have no windows as yet: null and -1 are the two ways to ask for the thread's messages.
-bool is_thread_filter(HWND window)
+// A filter by window needs the window.
+bool is_good_filter(HWND window)
 {
-    return !window || window == reinterpret_cast<HWND>(LONG_PTR{-1});
+    return !window || window == MessageFilter::no_window || IsWindow(window);
 }
 
 } // namespace
 
 namespace platform
 {
+
+bool MessageFilter::takes(HWND of) const
+{
+    if (!window || of == window)
+        return true;
+    if (window == no_window || !of)
+        return !of && window == no_window;
+    const WindowLock lock;
+    return is_descendant(of, window);
+}
+
+void SentMessage::finish(State end)
+{
+    // Once the state is set the sender may be gone with this message.
+    const std::shared_ptr<MessageQueue> waiter = std::move(sender);
+    state.store(end, std::memory_order_release);
+    if (waiter)
+        waiter->wake();
+}
 
 MessageQueue* MessageQueue::own()
 {
@@ -89,7 +122,7 @@ MessageQueue* MessageQueue::own()
 
 std::shared_ptr<MessageQueue> MessageQueue::of_thread(DWORD thread)
 {
-    const std::lock_guard guard(registry().lock);
+    const Lock guard(registry().lock);
     const auto found = registry().queues.find(thread);
     return found == registry().queues.end() ? nullptr : found->second;
 }
@@ -97,7 +130,9 @@ std::shared_ptr<MessageQueue> MessageQueue::of_thread(DWORD thread)
 bool MessageQueue::post(const MSG& message)
 {
     {
-        const std::lock_guard guard(m_lock);
+        const Lock guard(m_lock);
+        if (m_closed)
+            return fail_with(ERROR_INVALID_THREAD_ID);
         if (m_posted.size() >= most_posted)
             return fail_with(ERROR_NOT_ENOUGH_QUOTA);
         try
@@ -108,10 +143,47 @@ bool MessageQueue::post(const MSG& message)
         {
             return fail_with(ERROR_NOT_ENOUGH_MEMORY);
         }
-        m_posts.fetch_add(1, std::memory_order_release);
     }
-    futex_wake(&m_posts, 1, false);
+    wake();
     return true;
+}
+
+bool MessageQueue::send(const std::shared_ptr<SentMessage>& message)
+{
+    {
+        const Lock guard(m_lock);
+        if (m_closed)
+            return fail_with(ERROR_INVALID_WINDOW_HANDLE);
+        try
+        {
+            m_sent.push_back(message);
+        }
+        catch (const std::bad_alloc&)
+        {
+            return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        }
+    }
+    wake();
+    return true;
+}
+
+void MessageQueue::wake()
+{
+    m_posts.fetch_add(1, std::memory_order_release);
+    futex_wake(&m_posts, 1, false);
+}
+
+void MessageQueue::close()
+{
+    std::list<std::shared_ptr<SentMessage>> sent;
+    {
+        const Lock guard(m_lock);
+        m_closed = true;
+        sent.swap(m_sent);
+        sent.splice(sent.end(), m_handling);
+    }
+    for (const std::shared_ptr<SentMessage>& each : sent)
+        each->finish(SentMessage::failed);
 }
 
 void MessageQueue::post_quit(int exit_code)
@@ -122,9 +194,9 @@ void MessageQueue::post_quit(int exit_code)
 
 bool MessageQueue::take_posted(MSG& message, const MessageFilter& filter, bool remove)
 {
-    const std::lock_guard guard(m_lock);
+    const Lock guard(m_lock);
     const auto found = std::find_if(m_posted.begin(), m_posted.end(),
-                                    [&](const MSG& each) { return filter.takes(each.message); });
+                                    [&](const MSG& each) { return filter.takes(each); });
     if (found == m_posted.end())
         return false;
     message = *found;
@@ -135,6 +207,9 @@ bool MessageQueue::take_posted(MSG& message, const MessageFilter& filter, bool r
 
 bool MessageQueue::take(MSG& message, const MessageFilter& filter, bool remove)
 {
+    while (handle_sent())
+    {
+    }
     if (take_posted(message, filter, remove))
         return true;
     if (m_quit) // whatever the filter says
@@ -146,7 +221,7 @@ bool MessageQueue::take(MSG& message, const MessageFilter& filter, bool remove)
         m_quit = !remove;
         return true;
     }
-    return filter.takes(WM_TIMER) && m_timers.take(message, monotonic_ns(), remove);
+    return m_timers.take(message, filter, monotonic_ns(), remove);
 }
 
 void MessageQueue::wait(MSG& message, const MessageFilter& filter)
@@ -158,7 +233,7 @@ void MessageQueue::wait(MSG& message, const MessageFilter& filter)
         const uint32_t posts = m_posts.load(std::memory_order_acquire);
         if (take(message, filter, true))
             return;
-        futex_wait(&m_posts, posts, filter.takes(WM_TIMER) ? m_timers.next_due() : -1, false);
+        futex_wait(&m_posts, posts, m_timers.next_due(filter), false);
     }
 }
 
@@ -169,12 +244,12 @@ extern "C" BOOL GetMessageW(LPMSG message, HWND window, UINT first, UINT last)
     MessageQueue* const queue = MessageQueue::own();
     if (!queue)
         return -1;
-    if (!message || !is_thread_filter(window))
+    if (!message || !is_good_filter(window))
     {
         fail_with(message ? ERROR_INVALID_WINDOW_HANDLE : ERROR_NOACCESS);
         return -1;
     }
-    queue->wait(*message, {first, last});
+    queue->wait(*message, {first, last, window});
     return message->message != WM_QUIT;
 }
 
@@ -183,9 +258,9 @@ extern "C" BOOL PeekMessageW(LPMSG message, HWND window, UINT first, UINT last, 
     MessageQueue* const queue = MessageQueue::own();
     if (!queue)
         return FALSE;
-    if (!message || !is_thread_filter(window))
+    if (!message || !is_good_filter(window))
         return fail_with(message ? ERROR_INVALID_WINDOW_HANDLE : ERROR_NOACCESS);
-    return queue->take(*message, {first, last}, (remove & PM_REMOVE) != 0);
+    return queue->take(*message, {first, last, window}, (remove & PM_REMOVE) != 0);
 }
 
 // Makes characters out of keys, and there are no keys.
@@ -194,12 +269,16 @@ extern "C" BOOL TranslateMessage(const MSG*)
     return FALSE;
 }
 
-// A message without a window and without a procedure goes nowhere.
+// A message without a window and without a procedure goes nowhere, and neither does one to a window
+// of another thread.
 extern "C" LRESULT DispatchMessageW(const MSG* message)
 {
     if (message && message->message == WM_TIMER && message->lParam != 0)
         reinterpret_cast<TIMERPROC>(message->lParam)(message->hwnd, WM_TIMER, message->wParam,
                                                      millisecond_tick());
+    else if (message && message->hwnd &&
+             GetWindowThreadProcessId(message->hwnd, nullptr) == GetCurrentThreadId())
+        return call_procedure(message->hwnd, message->message, message->wParam, message->lParam);
     return 0;
 }
 

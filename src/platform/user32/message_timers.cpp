@@ -1,9 +1,9 @@
 // Message timers.
 //
 // A timer keeps to the grid of its periods, counted from the moment it was set: however late its
-// messages are taken out, the rate doesn't drift. Ids of timers without a window are of the whole
-// process and come back only after four thousand million others, so that the message of a timer
-// that was ended can't be taken for that of another.
+// messages are taken out, the rate doesn't drift. A window's timers have the ids that it gives. Ids
+// of timers without a window are of the whole process and come back only after four thousand
+// million others, so that the message of a timer that was ended can't be taken for that of another.
 #include <algorithm>
 #include <new>
 
@@ -30,43 +30,69 @@ UINT_PTR new_id()
     return id;
 }
 
+// A timer belongs to the thread of its window. False with the last error set.
+bool is_own_or_none(HWND window)
+{
+    if (!window)
+        return true;
+    const DWORD thread = GetWindowThreadProcessId(window, nullptr);
+    return thread == GetCurrentThreadId() ||
+           fail_with(thread ? ERROR_WINDOW_OF_OTHER_THREAD : ERROR_INVALID_WINDOW_HANDLE);
+}
+
 } // namespace
 
 namespace platform
 {
 
-UINT_PTR MessageTimers::set(UINT_PTR id, UINT milliseconds, TIMERPROC procedure)
+UINT_PTR MessageTimers::set(HWND window, UINT_PTR id, UINT milliseconds, TIMERPROC procedure)
 {
     const int64_t period = std::clamp(milliseconds, USER_TIMER_MINIMUM, USER_TIMER_MAXIMUM) *
                            nanoseconds_per_millisecond;
     const Timer timer{monotonic_ns() + period, period, procedure};
-    const auto found = m_timers.find(id);
+    if (window)
+    {
+        id = std::max<UINT_PTR>(id, 1); // 0 would say that it failed
+        m_timers.insert_or_assign({window, id}, timer);
+        return id;
+    }
+    const auto found = m_timers.find({nullptr, id});
     if (found != m_timers.end())
     {
         found->second = timer;
         return id;
     }
-    auto made = m_timers.emplace(new_id(), timer);
+    auto made = m_timers.emplace(std::pair{window, new_id()}, timer);
     while (!made.second) // after all numbers have been through
-        made = m_timers.emplace(new_id(), timer);
-    return made.first->first;
+        made = m_timers.emplace(std::pair{window, new_id()}, timer);
+    return made.first->first.second;
 }
 
-MessageTimers::Timers::const_iterator MessageTimers::earliest() const
+void MessageTimers::kill_all(HWND window)
 {
-    return std::min_element(m_timers.begin(), m_timers.end(),
-                            [](const auto& a, const auto& b)
-                            { return a.second.due < b.second.due; });
+    std::erase_if(m_timers, [window](const auto& each) { return each.first.first == window; });
 }
 
-bool MessageTimers::take(MSG& message, int64_t now, bool remove)
+MessageTimers::Timers::const_iterator MessageTimers::earliest(const MessageFilter& filter) const
 {
-    const auto found = earliest();
+    auto found = m_timers.end();
+    if (filter.takes(WM_TIMER))
+        for (auto each = m_timers.begin(); each != m_timers.end(); ++each)
+            if (filter.takes(each->first.first) &&
+                (found == m_timers.end() || each->second.due < found->second.due))
+                found = each;
+    return found;
+}
+
+bool MessageTimers::take(MSG& message, const MessageFilter& filter, int64_t now, bool remove)
+{
+    const auto found = earliest(filter);
     if (found == m_timers.end() || found->second.due > now)
         return false;
     message = {};
+    message.hwnd = found->first.first;
     message.message = WM_TIMER;
-    message.wParam = found->first;
+    message.wParam = found->first.second;
     message.lParam = reinterpret_cast<LPARAM>(found->second.procedure);
     message.time = millisecond_tick();
     if (remove)
@@ -77,9 +103,9 @@ bool MessageTimers::take(MSG& message, int64_t now, bool remove)
     return true;
 }
 
-int64_t MessageTimers::next_due() const
+int64_t MessageTimers::next_due(const MessageFilter& filter) const
 {
-    const auto found = earliest();
+    const auto found = earliest(filter);
     return found == m_timers.end() ? -1 : found->second.due;
 }
 
@@ -90,14 +116,12 @@ extern "C" UINT_PTR SetTimer(HWND window, UINT_PTR id, UINT milliseconds, TIMERP
     int error = 0;
     if (api_fault("SetTimer", error))
         return static_cast<UINT_PTR>(fail_with(static_cast<DWORD>(error)));
-    if (window)
-        return static_cast<UINT_PTR>(fail_with(ERROR_INVALID_WINDOW_HANDLE));
     MessageQueue* const queue = MessageQueue::own();
-    if (!queue)
+    if (!queue || !is_own_or_none(window))
         return 0;
     try
     {
-        return queue->timers().set(id, milliseconds, procedure);
+        return queue->timers().set(window, id, milliseconds, procedure);
     }
     catch (const std::bad_alloc&)
     {
@@ -107,10 +131,8 @@ extern "C" UINT_PTR SetTimer(HWND window, UINT_PTR id, UINT milliseconds, TIMERP
 
 extern "C" BOOL KillTimer(HWND window, UINT_PTR id)
 {
-    if (window)
-        return fail_with(ERROR_INVALID_WINDOW_HANDLE);
     MessageQueue* const queue = MessageQueue::own();
-    if (!queue)
+    if (!queue || !is_own_or_none(window))
         return FALSE;
-    return queue->timers().kill(id) ? TRUE : fail_with(ERROR_INVALID_PARAMETER);
+    return queue->timers().kill(window, id) ? TRUE : fail_with(ERROR_INVALID_PARAMETER);
 }

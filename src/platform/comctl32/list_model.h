@@ -1,0 +1,82 @@
+// What a list view in report mode shows: columns, and rows of cells.
+//
+// The window's thread changes it, and a display reads it from its own thread: each call locks. The
+// lock stands alone.
+#pragma once
+
+#include <deque>
+#include <mutex>
+#include <vector>
+
+#include "comctl32/list_row.h"
+#include "kernel32/thread.h"
+#include "user32/window_table.h"
+
+namespace platform
+{
+
+struct ListColumn
+{
+    std::vector<wchar_t> text; // terminated
+    int width = 0;             // pixels
+    int format = 0;
+};
+
+// What has changed since the display last took it.
+struct ListChanges
+{
+    size_t rows = 0;
+    ptrdiff_t first_changed = -1; // -1: no row
+    ptrdiff_t visible_row = -1;   // the last that was to be seen
+    bool columns = false;
+};
+
+class ListModel : public ControlData
+{
+public:
+    // All give false, and change nothing, for a row or column that isn't there, or without memory.
+
+    // The index at which it came to stand; past the end counts as at the end. -1 without memory.
+    ptrdiff_t insert_column(size_t index, ListColumn column);
+    bool set_column(size_t index, const wchar_t* text, const int* width, const int* format);
+    bool delete_column(size_t index);
+    size_t columns() const;
+    // Up to size characters with the terminator; null pointers are passed over. The text's whole
+    // length, -1 if there is no such column.
+    ptrdiff_t column(size_t index, int* width, int* format, wchar_t* text, size_t size) const;
+
+    ptrdiff_t insert_row(size_t index, const wchar_t* text, LPARAM param);
+    bool set_cell(size_t row, size_t column, const wchar_t* text);
+    bool set_param(size_t row, LPARAM param);
+    bool delete_row(size_t row);
+    void delete_all_rows();
+    size_t rows() const;
+    ptrdiff_t cell(size_t row, size_t column, wchar_t* text, size_t size) const;
+    bool param(size_t row, LPARAM& param) const;
+
+    // Scrolls so far that the row is to be seen; per_page rows fit.
+    bool make_visible(size_t row, size_t per_page);
+    size_t top() const;
+
+    // True if the display has not been told since it last took the changes; it counts as told then.
+    bool must_tell();
+    ListChanges take_changes();
+
+private:
+    using Lock = Uninterrupted<std::mutex>;
+
+    void changed_from(size_t row); // with the lock held
+
+    mutable std::mutex m_lock; // guards all below; nothing else is locked with it
+    std::vector<ListColumn> m_columns;
+    std::deque<ListRow> m_rows; // grows without moving what is there
+    size_t m_top = 0;
+    ListChanges m_changes;
+    bool m_dirty = false;
+    bool m_told = false;
+};
+
+// Null if the window is gone or no list view.
+std::shared_ptr<ListModel> list_model_of(HWND window);
+
+} // namespace platform

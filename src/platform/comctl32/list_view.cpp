@@ -1,0 +1,258 @@
+// The class "SysListView32": the messages of a list view in report mode, on top of its model. It is
+// complete without a display; sizes are those of a plain font.
+#include <algorithm>
+#include <climits>
+#include <new>
+
+#include "commctrl.h"
+#include "list_model.h"
+#include "list_parcel.h"
+#include "system/faults.h"
+#include "system/last_error.h"
+#include "system/text.h"
+#include "user32/desktop.h"
+
+using namespace platform;
+
+namespace
+{
+
+constexpr LONG header_height = 24; // pixels
+constexpr LONG row_height = 17;
+constexpr int default_width = 100; // of a column that names none
+
+size_t rows_per_page(HWND window)
+{
+    RECT client = {};
+    GetClientRect(window, &client);
+    return static_cast<size_t>(std::max<LONG>(client.bottom - header_height, 0) / row_height);
+}
+
+// A negative number becomes one that is past every end.
+size_t index_of(WPARAM number)
+{
+    const int index = static_cast<int>(number);
+    return index < 0 ? SIZE_MAX : static_cast<size_t>(index);
+}
+
+const wchar_t* text_of(const wchar_t* text)
+{
+    return text ? text : L"";
+}
+
+size_t room_of(int size)
+{
+    return size > 0 ? static_cast<size_t>(size) : 0;
+}
+
+// ---- columns
+
+LRESULT insert_column(ListModel& model, size_t index, const LVCOLUMNW& given)
+try
+{
+    ListColumn column;
+    column.width = (given.mask & LVCF_WIDTH) ? given.cx : default_width;
+    column.format = (given.mask & LVCF_FMT) ? given.fmt : LVCFMT_LEFT;
+    if ((given.mask & LVCF_TEXT) && given.pszText)
+        column.text.assign(given.pszText, given.pszText + wide_length(given.pszText) + 1);
+    return model.insert_column(index, std::move(column));
+}
+catch (const std::bad_alloc&)
+{
+    return -1;
+}
+
+LRESULT set_column(ListModel& model, size_t index, const LVCOLUMNW& given)
+{
+    return model.set_column(index, (given.mask & LVCF_TEXT) ? text_of(given.pszText) : nullptr,
+                            (given.mask & LVCF_WIDTH) ? &given.cx : nullptr,
+                            (given.mask & LVCF_FMT) ? &given.fmt : nullptr);
+}
+
+LRESULT get_column(const ListModel& model, size_t index, LVCOLUMNW& to)
+{
+    const bool text = (to.mask & LVCF_TEXT) != 0;
+    if (model.column(index, (to.mask & LVCF_WIDTH) ? &to.cx : nullptr,
+                     (to.mask & LVCF_FMT) ? &to.fmt : nullptr, text ? to.pszText : nullptr,
+                     room_of(to.cchTextMax)) < 0)
+        return FALSE;
+    if (to.mask & LVCF_SUBITEM)
+        to.iSubItem = static_cast<int>(index);
+    return TRUE;
+}
+
+LRESULT column_width(const ListModel& model, size_t index)
+{
+    int width = 0;
+    return model.column(index, &width, nullptr, nullptr, 0) < 0 ? 0 : width;
+}
+
+// ---- rows
+
+LRESULT insert_item(ListModel& model, const LVITEMW& given)
+{
+    int error = 0;
+    if (api_fault("LVM_INSERTITEMW", error) || given.iItem < 0 || given.iSubItem != 0 ||
+        model.rows() >= INT_MAX)
+        return -1;
+    return model.insert_row(static_cast<size_t>(given.iItem),
+                            (given.mask & LVIF_TEXT) ? text_of(given.pszText) : L"",
+                            (given.mask & LVIF_PARAM) ? given.lParam : 0);
+}
+
+bool set_text(ListModel& model, size_t row, const LVITEMW& given)
+{
+    return given.iSubItem >= 0 &&
+           model.set_cell(row, static_cast<size_t>(given.iSubItem), text_of(given.pszText));
+}
+
+LRESULT set_item(ListModel& model, const LVITEMW& given)
+{
+    const size_t row = index_of(static_cast<WPARAM>(given.iItem));
+    if (row >= model.rows())
+        return FALSE;
+    if ((given.mask & LVIF_TEXT) && !set_text(model, row, given))
+        return FALSE;
+    return !(given.mask & LVIF_PARAM) || given.iSubItem != 0 || model.set_param(row, given.lParam);
+}
+
+// The length of what was copied.
+LRESULT get_text(const ListModel& model, size_t row, LVITEMW& to)
+{
+    const size_t room = to.pszText ? room_of(to.cchTextMax) : 0;
+    if (room == 0 || to.iSubItem < 0)
+        return 0;
+    const ptrdiff_t length = model.cell(row, static_cast<size_t>(to.iSubItem), to.pszText, room);
+    return length < 0 ? 0 : std::min(length, static_cast<ptrdiff_t>(room) - 1);
+}
+
+LRESULT get_item(const ListModel& model, LVITEMW& to)
+{
+    const size_t row = index_of(static_cast<WPARAM>(to.iItem));
+    if (row >= model.rows())
+        return FALSE;
+    if (to.mask & LVIF_TEXT)
+        get_text(model, row, to);
+    return !(to.mask & LVIF_PARAM) || model.param(row, to.lParam);
+}
+
+// ---- the procedure
+
+// False for a message that is none of the list view's, or lacks what it must point to.
+bool handle(ListModel& model, HWND window, UINT message, WPARAM wParam, LPARAM lParam,
+            LRESULT& result)
+{
+    auto* const column = reinterpret_cast<LVCOLUMNW*>(lParam);
+    auto* const item = reinterpret_cast<LVITEMW*>(lParam);
+    const size_t index = index_of(wParam);
+    const int width = static_cast<int>(lParam);
+    if (is_list_pointer_message(message) && lParam == 0)
+        return false;
+    switch (message)
+    {
+    case LVM_INSERTCOLUMNW:
+        result = static_cast<int>(wParam) < 0 ? -1 : insert_column(model, index, *column);
+        return true;
+    case LVM_SETCOLUMNW:
+        result = set_column(model, index, *column);
+        return true;
+    case LVM_GETCOLUMNW:
+        result = get_column(model, index, *column);
+        return true;
+    case LVM_DELETECOLUMN:
+        result = model.delete_column(index);
+        return true;
+    case LVM_GETCOLUMNWIDTH:
+        result = column_width(model, index);
+        return true;
+    case LVM_SETCOLUMNWIDTH:
+        result = width >= 0 && model.set_column(index, nullptr, &width, nullptr);
+        return true;
+    case LVM_INSERTITEMW:
+        result = insert_item(model, *item);
+        return true;
+    case LVM_SETITEMW:
+        result = set_item(model, *item);
+        return true;
+    case LVM_SETITEMTEXTW:
+        result = set_text(model, index, *item);
+        return true;
+    case LVM_GETITEMW:
+        result = get_item(model, *item);
+        return true;
+    case LVM_GETITEMTEXTW:
+        result = get_text(model, index, *item);
+        return true;
+    case LVM_GETITEMCOUNT:
+        result = static_cast<LRESULT>(model.rows());
+        return true;
+    case LVM_DELETEITEM:
+        result = model.delete_row(index);
+        return true;
+    case LVM_DELETEALLITEMS:
+        model.delete_all_rows();
+        result = TRUE;
+        return true;
+    case LVM_ENSUREVISIBLE:
+        result = model.make_visible(index, rows_per_page(window));
+        return true;
+    case LVM_GETTOPINDEX:
+        result = static_cast<LRESULT>(model.top());
+        return true;
+    case LVM_GETCOUNTPERPAGE:
+        result = static_cast<LRESULT>(rows_per_page(window));
+        return true;
+    default:
+        return false;
+    }
+}
+
+// The model goes with the window, so WM_NCDESTROY has nothing to do.
+bool make_model(HWND window)
+try
+{
+    auto model = std::make_shared<ListModel>();
+    const WindowLock lock;
+    Window* const found = find_window(window);
+    if (!found)
+        return false;
+    found->control = std::move(model);
+    return true;
+}
+catch (const std::bad_alloc&)
+{
+    return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+}
+
+LRESULT CALLBACK list_view_procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    if (message == WM_NCCREATE && !make_model(window))
+        return FALSE;
+    if (message < LVM_FIRST)
+        return DefWindowProcW(window, message, wParam, lParam);
+    const NoTermination guard; // the model is held meanwhile
+    const std::shared_ptr<ListModel> model = list_model_of(window);
+    LRESULT result = 0;
+    if (!model || !handle(*model, window, message, wParam, lParam, result))
+        return 0;
+    const PlinthDesktop* const to = desktop();
+    if (to && to->rows_changed && model->must_tell())
+        to->rows_changed(window);
+    return result;
+}
+
+} // namespace
+
+extern "C" void InitCommonControls(void)
+{
+    static std::once_flag once;
+    std::call_once(once,
+                   []
+                   {
+                       WNDCLASSEXW list = {};
+                       list.cbSize = sizeof list;
+                       list.lpfnWndProc = list_view_procedure;
+                       list.lpszClassName = WC_LISTVIEWW;
+                       register_class(list, make_list_parcel);
+                   });
+}

@@ -1,0 +1,123 @@
+#include "desktop.h"
+
+#include <atomic>
+
+#include <plinth_platform_test.h>
+
+#include "comctl32/list_desktop.h"
+#include "window_table.h"
+
+using namespace platform;
+
+namespace
+{
+
+std::atomic<const PlinthDesktop*> g_desktop{nullptr};
+
+BOOL close_window(HWND window)
+{
+    return PostMessageW(window, WM_CLOSE, 0, 0);
+}
+
+BOOL place_window(HWND window, const RECT* place)
+{
+    {
+        const WindowLock lock;
+        Window* const found = find_window(window);
+        if (!found)
+            return FALSE;
+        found->place = *place;
+    }
+    RECT client = {};
+    return GetClientRect(window, &client) &&
+           PostMessageW(window, WM_SIZE, SIZE_RESTORED, MAKELPARAM(client.right, client.bottom));
+}
+
+constexpr PlinthDesktopHost host = {
+    sizeof(PlinthDesktopHost), close_window, place_window, list_take_changes,
+    list_column_count,         list_column,  list_cell};
+
+} // namespace
+
+namespace platform
+{
+
+bool attach_desktop(const PlinthDesktop& desktop)
+{
+    const PlinthDesktop* none = nullptr;
+    return g_desktop.compare_exchange_strong(none, &desktop);
+}
+
+const PlinthDesktop* desktop()
+{
+    return g_desktop.load(std::memory_order_acquire);
+}
+
+void tell_desktop_created(HWND window)
+{
+    const PlinthDesktop* const to = desktop();
+    if (!to || !to->window_created)
+        return;
+    std::vector<wchar_t> title;
+    ClassPointer window_class;
+    PlinthWindowInfo info = {};
+    {
+        const WindowLock lock;
+        const Window* const found = find_window(window);
+        if (!found)
+            return;
+        title = found->title;
+        window_class = found->window_class;
+        info = {window,          found->parent, window_class->name.data(), nullptr, found->style,
+                found->ex_style, found->place};
+    }
+    info.title = title.empty() ? L"" : title.data();
+    to->window_created(&info);
+}
+
+void tell_desktop_destroyed(HWND window)
+{
+    if (const PlinthDesktop* const to = desktop(); to && to->window_destroyed)
+        to->window_destroyed(window);
+}
+
+void tell_desktop_title(HWND window)
+{
+    const PlinthDesktop* const to = desktop();
+    if (!to || !to->title_changed)
+        return;
+    std::vector<wchar_t> title;
+    {
+        const WindowLock lock;
+        if (const Window* const found = find_window(window))
+            title = found->title;
+    }
+    to->title_changed(window, title.empty() ? L"" : title.data());
+}
+
+void tell_desktop_place(HWND window)
+{
+    const PlinthDesktop* const to = desktop();
+    if (!to || !to->place_changed)
+        return;
+    RECT place = {};
+    {
+        const WindowLock lock;
+        if (const Window* const found = find_window(window))
+            place = found->place;
+    }
+    to->place_changed(window, &place);
+}
+
+void tell_desktop_visibility(HWND window, bool visible)
+{
+    if (const PlinthDesktop* const to = desktop(); to && to->visibility_changed)
+        to->visibility_changed(window, visible);
+}
+
+} // namespace platform
+
+extern "C" const PlinthDesktopHost* PlinthTestAttachDesktop(const PlinthDesktop* desktop)
+{
+    return attach_desktop(*desktop) ? &host : nullptr;
+}

@@ -1,0 +1,143 @@
+#include "window_table.h"
+
+#include <algorithm>
+#include <map>
+
+#include "desktop.h"
+#include "system/last_error.h"
+
+using namespace platform;
+
+namespace
+{
+
+// Handles have 32 significant bits, rise, and come back only after all others: a stale one means no
+// other window. By the map's order windows stand in the order of their making.
+struct Table
+{
+    std::mutex lock; // the WindowLock
+    std::map<ULONG_PTR, std::unique_ptr<Window>> windows;
+    ULONG_PTR last = 0x10000;
+};
+
+// Never destroyed: threads have windows until the very end of the process.
+Table& table()
+{
+    static Table& only = *new Table;
+    return only;
+}
+
+ULONG_PTR next_handle()
+{
+    Table& all = table();
+    do
+    {
+        all.last += 2;
+        if (all.last > 0x7FFFFFFF)
+            all.last = 0x10002;
+    } while (all.windows.contains(all.last));
+    return all.last;
+}
+
+} // namespace
+
+namespace platform
+{
+
+thread_local HWND t_active_window = nullptr;
+
+WindowLock::WindowLock() : m_lock(table().lock) {}
+
+Window* find_window(HWND handle)
+{
+    const auto found = table().windows.find(reinterpret_cast<ULONG_PTR>(handle));
+    if (found != table().windows.end())
+        return found->second.get();
+    fail_with(ERROR_INVALID_WINDOW_HANDLE);
+    return nullptr;
+}
+
+HWND add_window(std::unique_ptr<Window> window)
+{
+    const ULONG_PTR handle = next_handle();
+    window->handle = reinterpret_cast<HWND>(handle);
+    return table().windows.emplace(handle, std::move(window)).first->second->handle;
+}
+
+std::unique_ptr<Window> take_window(HWND handle)
+{
+    const auto found = table().windows.find(reinterpret_cast<ULONG_PTR>(handle));
+    if (found == table().windows.end())
+        return nullptr;
+    std::unique_ptr<Window> taken = std::move(found->second);
+    table().windows.erase(found);
+    return taken;
+}
+
+std::vector<HWND> windows_below(HWND parent, Kinship kinship)
+{
+    const bool children = kinship == Kinship::child && parent;
+    std::vector<HWND> found;
+    for (const auto& [handle, window] : table().windows)
+        if (window->is_child() == children && (!parent || window->parent == parent))
+            found.push_back(window->handle);
+    return found;
+}
+
+bool is_descendant(HWND window, HWND ancestor)
+{
+    while (const Window* const found = find_window(window))
+    {
+        if (!found->is_child())
+            return false;
+        window = found->parent;
+        if (window == ancestor)
+            return true;
+    }
+    return false;
+}
+
+LRESULT call_procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    WNDPROC procedure = nullptr;
+    {
+        const WindowLock lock;
+        if (const Window* const found = find_window(window))
+            procedure = found->procedure;
+    }
+    return procedure ? procedure(window, message, wParam, lParam) : 0;
+}
+
+void drop_windows_of(DWORD thread)
+{
+    std::vector<std::unique_ptr<Window>> gone;
+    {
+        const WindowLock lock;
+        auto& windows = table().windows;
+        for (auto each = windows.begin(); each != windows.end();)
+            if (each->second->thread == thread)
+            {
+                gone.push_back(std::move(each->second));
+                each = windows.erase(each);
+            }
+            else
+                ++each;
+    }
+    for (const std::unique_ptr<Window>& each : gone)
+        tell_desktop_destroyed(each->handle);
+}
+
+std::shared_ptr<ControlData> control_of(HWND window)
+{
+    const WindowLock lock;
+    const Window* const found = find_window(window);
+    return found ? found->control : nullptr;
+}
+
+} // namespace platform
+
+extern "C" BOOL IsWindow(HWND window)
+{
+    const WindowLock lock;
+    return find_window(window) != nullptr;
+}

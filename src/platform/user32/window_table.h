@@ -1,0 +1,95 @@
+// The windows of the process.
+//
+// One lock guards the table and all that a window is, so that any thread may ask for a title or a
+// place. It is held for table work alone: never while a procedure runs, a message is sent or the
+// desktop is told something. The lock of a message queue may be held when it is taken, not the
+// other way round.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "kernel32/thread.h"
+#include "message_queue.h"
+#include "window_class.h"
+
+namespace platform
+{
+
+// What a control of the system's own keeps for its window. Goes with the window, however that goes.
+class ControlData
+{
+public:
+    ControlData() = default;
+    ControlData(const ControlData&) = delete;
+    ControlData& operator=(const ControlData&) = delete;
+    virtual ~ControlData() = default;
+};
+
+struct Window
+{
+    HWND handle = nullptr;
+    ClassPointer window_class;
+    std::shared_ptr<MessageQueue> queue; // that of its thread
+    DWORD thread = 0;
+    HWND parent = nullptr; // of a child; the owner of a top-level window
+    DWORD style = 0;
+    DWORD ex_style = 0;
+    UINT_PTR id = 0;
+    HINSTANCE instance = nullptr;
+    RECT place = {};            // outer edges, within the parent's client area or on the screen
+    std::vector<wchar_t> title; // terminated, or empty
+    WNDPROC procedure = nullptr;
+    LONG_PTR user_data = 0;
+    std::vector<unsigned char> extra;
+    bool size_told = false;  // WM_SIZE has been sent
+    bool destroying = false; // DestroyWindow is at it
+    std::shared_ptr<ControlData> control;
+
+    bool is_child() const { return (style & WS_CHILD) != 0; }
+};
+
+class WindowLock
+{
+public:
+    WindowLock();
+
+private:
+    const Uninterrupted<std::mutex> m_lock;
+};
+
+// All of these need the WindowLock held, and what they give is good while it is.
+
+// Null with ERROR_INVALID_WINDOW_HANDLE.
+Window* find_window(HWND handle);
+// Enters the window under a new handle. May throw std::bad_alloc.
+HWND add_window(std::unique_ptr<Window> window);
+// Takes it out; it is to be freed outside the lock.
+std::unique_ptr<Window> take_window(HWND handle);
+enum class Kinship
+{
+    child, // of a null parent: the top-level windows
+    owned
+};
+// In the order of their making.
+std::vector<HWND> windows_below(HWND parent, Kinship kinship);
+bool is_descendant(HWND window, HWND ancestor);
+
+// These take the lock themselves.
+
+// Runs the procedure of a window of the calling thread. 0 for a window that is gone.
+LRESULT call_procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+// Takes out all windows of a thread that ends, without a message.
+void drop_windows_of(DWORD thread);
+// The control of a window, null if the window is gone or is none of the system's controls.
+std::shared_ptr<ControlData> control_of(HWND window);
+
+// The window of the thread that is at work for the user, null without.
+extern thread_local HWND t_active_window;
+
+// Destroys, shows, on the window's own thread. False with the last error set.
+bool destroy_window(HWND window);
+bool show_window(HWND window, int command);
+
+} // namespace platform

@@ -1,0 +1,237 @@
+// Windows of one thread: their life, their messages in order, what they hold and refuse.
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <plinth_platform_test.h>
+#include <windows.h>
+
+#include "support/wide_text.h"
+#include "support/window_thread.h"
+
+namespace
+{
+
+// What the windows of a test were sent, as "name message"; a window is named by its title.
+std::vector<std::string> g_seen;
+int g_refuse_at = 0; // the message that refuses the window
+
+std::string title_of(HWND window)
+{
+    wchar_t text[64];
+    GetWindowTextW(window, text, 64);
+    return test::utf8(text);
+}
+
+LRESULT CALLBACK record(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    const struct
+    {
+        UINT message;
+        const char* name;
+    } told[] = {{WM_NCCREATE, "nccreate"}, {WM_CREATE, "create"},       {WM_SIZE, "size"},
+                {WM_MOVE, "move"},         {WM_SHOWWINDOW, "show"},     {WM_CLOSE, "close"},
+                {WM_DESTROY, "destroy"},   {WM_NCDESTROY, "ncdestroy"}, {WM_TIMER, "timer"}};
+    for (const auto& each : told)
+        if (each.message == message)
+        {
+            const auto* const create = reinterpret_cast<const CREATESTRUCTW*>(lParam);
+            const std::string title = message == WM_NCCREATE && create->lpszName
+                                          ? test::utf8(create->lpszName)
+                                          : title_of(window);
+            g_seen.push_back((title.empty() ? "" : title + " ") + each.name);
+        }
+    if (message == static_cast<UINT>(g_refuse_at))
+        return message == WM_CREATE ? -1 : FALSE;
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+
+struct Windows : testing::Test
+{
+    Windows()
+    {
+        test::register_class(L"Recording", record, 16);
+        g_seen.clear();
+        g_refuse_at = 0;
+    }
+    ~Windows() override { PlinthTestReset(); }
+    static std::vector<std::string> seen() { return std::exchange(g_seen, {}); }
+};
+using Seen = std::vector<std::string>;
+
+TEST_F(Windows, HearOfTheirLifeInOrder)
+{
+    const HWND top = test::create_window(L"Recording", L"top");
+    ASSERT_NE(top, nullptr);
+    EXPECT_EQ(seen(), (Seen{"top nccreate", "top create"}));
+    const HWND child = test::create_window(L"Recording", L"child", top, WS_CHILD | WS_VISIBLE);
+    EXPECT_EQ(seen(),
+              (Seen{"child nccreate", "child create", "child size", "child move", "child show"}));
+    EXPECT_FALSE(IsWindowVisible(child)) << "what it stands in doesn't show";
+    EXPECT_FALSE(ShowWindow(top, SW_SHOW));
+    EXPECT_EQ(seen(), (Seen{"top show", "top size", "top move"}));
+    EXPECT_TRUE(IsWindowVisible(child));
+    EXPECT_EQ(GetActiveWindow(), top);
+    EXPECT_TRUE(ShowWindow(top, SW_SHOW));
+    EXPECT_EQ(seen(), Seen{}) << "shown already";
+    EXPECT_TRUE(DestroyWindow(top));
+    EXPECT_EQ(seen(), (Seen{"top show", "top destroy", "child destroy", "child ncdestroy",
+                            "top ncdestroy"}))
+        << "the children are still there when their parent hears of its end";
+    EXPECT_FALSE(IsWindow(top));
+    EXPECT_FALSE(IsWindow(child));
+    EXPECT_EQ(GetActiveWindow(), nullptr);
+    EXPECT_FALSE(DestroyWindow(top));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
+}
+
+TEST_F(Windows, CanRefuseToBe)
+{
+    for (const UINT message : {WM_NCCREATE, WM_CREATE})
+    {
+        g_refuse_at = static_cast<int>(message);
+        EXPECT_EQ(test::create_window(L"Recording", L"no"), nullptr);
+    }
+    EXPECT_EQ(seen(),
+              (Seen{"no nccreate", "no nccreate", "no create", "no destroy", "no ncdestroy"}));
+    EXPECT_EQ(FindWindowW(L"Recording", nullptr), nullptr);
+}
+
+TEST_F(Windows, CloseByDefaultDestroysAndOwnersTakeTheirOwnAlong)
+{
+    const HWND owner = test::create_window(L"Recording", L"owner");
+    const HWND owned = test::create_window(L"Recording", L"owned", owner);
+    EXPECT_EQ(GetParent(owned), owner);
+    seen();
+    PostMessageW(owner, WM_CLOSE, 0, 0);
+    MSG message;
+    ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
+    EXPECT_EQ(message.hwnd, owner);
+    DispatchMessageW(&message);
+    EXPECT_EQ(seen(), (Seen{"owner close", "owned destroy", "owned ncdestroy", "owner destroy",
+                            "owner ncdestroy"}));
+    EXPECT_FALSE(IsWindow(owned));
+    EXPECT_EQ(DefWindowProcW(owner, WM_CLOSE, 0, 0), 0) << "of a window that is gone: nothing";
+}
+
+TEST_F(Windows, KeepTextPlaceAndWords)
+{
+    const HWND top = test::create_window(L"Recording", L"A title");
+    EXPECT_EQ(GetWindowTextLengthW(top), 7);
+    wchar_t text[4] = L"xyz";
+    EXPECT_EQ(GetWindowTextW(top, text, 4), 3);
+    EXPECT_EQ(test::utf8(text), "A t");
+    EXPECT_TRUE(SetWindowTextW(top, nullptr));
+    EXPECT_EQ(GetWindowTextLengthW(top), 0);
+
+    RECT client = {};
+    EXPECT_TRUE(GetClientRect(top, &client));
+    EXPECT_LT(client.right, 300) << "the frame takes its part";
+    const HWND child = test::create_window(L"Recording", nullptr, top, WS_CHILD);
+    seen();
+    EXPECT_TRUE(MoveWindow(child, 5, 6, 70, 80, TRUE));
+    EXPECT_EQ(seen(), (Seen{"move", "size"}));
+    EXPECT_TRUE(MoveWindow(child, 5, 6, 70, 80, TRUE));
+    EXPECT_EQ(seen(), Seen{}) << "it was there already";
+    EXPECT_TRUE(GetClientRect(child, &client));
+    EXPECT_EQ(client.right, 70);
+    RECT place = {};
+    RECT outer = {};
+    EXPECT_TRUE(GetWindowRect(child, &place));
+    EXPECT_TRUE(GetWindowRect(top, &outer));
+    EXPECT_GE(place.left, outer.left + 5);
+    EXPECT_EQ(place.bottom - place.top, 80);
+
+    EXPECT_EQ(SetWindowLongPtrW(top, GWLP_USERDATA, 77), 0);
+    EXPECT_EQ(GetWindowLongPtrW(top, GWLP_USERDATA), 77);
+    EXPECT_EQ(SetWindowLongPtrW(top, 8, -1), 0);
+    EXPECT_EQ(GetWindowLongPtrW(top, 8), -1);
+    EXPECT_EQ(GetWindowLongPtrW(top, 0), 0);
+    for (const int index : {9, 16, -3})
+    {
+        EXPECT_EQ(GetWindowLongPtrW(top, index), 0);
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_INDEX) << index;
+    }
+    EXPECT_EQ(reinterpret_cast<WNDPROC>(
+                  SetWindowLongPtrW(top, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(DefWindowProcW))),
+              record);
+    EXPECT_EQ(FindWindowW(L"recording", L""), top) << "class names don't heed case";
+    EXPECT_EQ(FindWindowExW(top, nullptr, nullptr, nullptr), child);
+    EXPECT_EQ(FindWindowExW(top, child, nullptr, nullptr), nullptr);
+    DestroyWindow(top);
+    EXPECT_EQ(seen(), (Seen{"destroy", "ncdestroy"})) << "the child alone";
+}
+
+TEST_F(Windows, TimersAndPostedMessagesGoWithTheirWindow)
+{
+    const HWND kept = test::create_window(L"Recording", L"kept");
+    const HWND gone = test::create_window(L"Recording", L"gone");
+    EXPECT_EQ(SetTimer(kept, 5, 10, nullptr), 5u);
+    EXPECT_EQ(SetTimer(gone, 5, 10, nullptr), 5u) << "each window has its own numbers";
+    PostMessageW(gone, WM_APP, 0, 0);
+    PostMessageW(kept, WM_APP, 1, 0);
+    DestroyWindow(gone);
+    seen();
+    MSG message;
+    ASSERT_GT(GetMessageW(&message, nullptr, WM_APP, WM_APP), 0);
+    EXPECT_EQ(message.hwnd, kept);
+    ASSERT_GT(GetMessageW(&message, kept, WM_TIMER, WM_TIMER), 0);
+    EXPECT_EQ(message.hwnd, kept);
+    DispatchMessageW(&message);
+    EXPECT_EQ(seen(), Seen{"kept timer"});
+    EXPECT_TRUE(KillTimer(kept, 5));
+    EXPECT_FALSE(KillTimer(kept, 5));
+    EXPECT_FALSE(PostMessageW(gone, WM_APP, 0, 0));
+    DestroyWindow(kept);
+}
+
+TEST_F(Windows, AFilterByWindowTakesItsChildrenToo)
+{
+    const HWND top = test::create_window(L"Recording", L"top");
+    const HWND child = test::create_window(L"Recording", L"child", top, WS_CHILD);
+    const HWND other = test::create_window(L"Recording", L"other");
+    for (const HWND window : {other, child, top})
+        PostMessageW(window, WM_APP, 0, 0);
+    PostMessageW(nullptr, WM_APP, 0, 0);
+    MSG message;
+    ASSERT_TRUE(PeekMessageW(&message, top, 0, 0, PM_REMOVE));
+    EXPECT_EQ(message.hwnd, child);
+    ASSERT_TRUE(PeekMessageW(&message, top, 0, 0, PM_REMOVE));
+    EXPECT_EQ(message.hwnd, top);
+    EXPECT_FALSE(PeekMessageW(&message, top, 0, 0, PM_REMOVE));
+    ASSERT_TRUE(PeekMessageW(&message, reinterpret_cast<HWND>(LONG_PTR{-1}), 0, 0, PM_REMOVE));
+    EXPECT_EQ(message.hwnd, nullptr);
+    DestroyWindow(top);
+    DestroyWindow(other);
+}
+
+TEST_F(Windows, RefuseWhatTheyCanNotDo)
+{
+    WNDCLASSEXW given = {};
+    EXPECT_EQ(RegisterClassExW(&given), 0);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    given.cbSize = sizeof given;
+    given.lpfnWndProc = record;
+    given.lpszClassName = L"RECORDING";
+    EXPECT_EQ(RegisterClassExW(&given), 0);
+    EXPECT_EQ(GetLastError(), ERROR_CLASS_ALREADY_EXISTS);
+    EXPECT_EQ(test::create_window(L"No such class"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_CANNOT_FIND_WND_CLASS);
+    EXPECT_EQ(test::create_window(L"Recording", L"", nullptr, WS_CHILD), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_TLW_WITH_WSCHILD);
+    const HWND none = reinterpret_cast<HWND>(LONG_PTR{0x1234});
+    EXPECT_EQ(test::create_window(L"Recording", L"", none), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
+    EXPECT_EQ(SendMessageW(none, WM_APP, 0, 0), 0);
+    EXPECT_FALSE(MoveWindow(none, 0, 0, 1, 1, TRUE));
+    EXPECT_FALSE(ShowWindowAsync(none, SW_SHOW));
+    PlinthTestFail("CreateWindowExW", 1, 1, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(test::create_window(L"Recording"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
+    PlinthTestFail("RegisterClassExW", 1, 1, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(RegisterClassExW(&given), 0);
+    EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
+}
+
+} // namespace
