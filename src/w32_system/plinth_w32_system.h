@@ -1384,6 +1384,25 @@ private:
 
 class CDebugWindow;
 
+// A window class description that starts as all zeroes with its size filled in.
+class QV_API CWndClassEx : public WNDCLASSEXW
+{
+public:
+    CWndClassEx();
+    CWndClassEx(const CWndClassEx&) = default;
+    CWndClassEx& operator=(const CWndClassEx& other);
+};
+
+// That of the debug windows, "PLINTH_DEBUG_WINDOW", with the given procedure. It belongs to the
+// application's module.
+class QV_API CDbgWndClassEx : public CWndClassEx
+{
+public:
+    explicit CDbgWndClassEx(WNDPROC pfnWndProc);
+    CDbgWndClassEx(const CDbgWndClassEx&) = default;
+    CDbgWndClassEx& operator=(const CDbgWndClassEx& other);
+};
+
 // The objects of the debug string channel, as a listener holds them. A part of CDebugFramework, not
 // for use by itself.
 class COutDbgStringSync
@@ -1407,19 +1426,36 @@ public:
 // process and frees the channel, an adder thread that hands the texts on to AddItem, one at a time,
 // in order, with no lock held. The machine has room for one listener at a time.
 //
-// The two constructors make the channel objects and start nothing: a subclass starts the threads.
+// The full constructor opens the first debug window, with the identifier 0, and starts the threads.
+// The short ones make the channel objects and start nothing: a subclass starts the threads.
+//
+// A subclass that overrides AddItem and starts threads calls StopThreads in its own destructor,
+// while its AddItem may still be called.
 class QV_API CDebugFramework
 {
 public:
+    // hParent: the owner of the debug windows; null, or no window, for none. If another listener
+    // runs a message box says so; the window opens all the same and stays empty.
+    explicit CDebugFramework(HWND hParent);
     CDebugFramework();
     explicit CDebugFramework(bool bQuiet); // quiet: no message box if another listener runs
     CDebugFramework(const CDebugFramework&) = delete;
     CDebugFramework& operator=(const CDebugFramework&) = delete;
 
+    // Opens a window for the identifier and returns once it is there. Without effect if there is
+    // one, or no memory. Not while the threads run, unless on the adder thread.
+    void CreateDebugWindow(int nId);
+
+    // Shows the text as a row of the window that it names by a tag "|wndid:", a decimal number and
+    // all that follows up to a blank. The tag counts at the very start of the text, or behind the
+    // time stamp of a trace record. What is shown is the text without the tag, tabs dividing it
+    // into columns. A text without a tag, or with the identifier 2147483647, is not shown. The
+    // first identifier that comes gets the first window; further ones get windows of their own. A
+    // window that the user has closed swallows its rows.
     virtual void AddItem(const wchar_t* text);
 
-    // Ends the threads, waiting up to 3,000 ms for each before terminating it; texts that still
-    // wait are dropped.
+    // Ends the threads, waiting up to 3,000 ms for each before terminating it, then closes the
+    // windows, with the same limit for each; texts that still wait are dropped.
     virtual ~CDebugFramework();
 
     static unsigned int listener_thread_proc(void* pThis);
@@ -1442,6 +1478,12 @@ protected:
     COutDbgStringSync m_Sync;
     CSyncCache m_Cache;
 };
+
+// Opens the trace window of the application: makes the one debug framework that the library keeps,
+// until the process ends. With one there already nothing happens if recreate is 0; otherwise it is
+// deleted and a new one made. parent: see CDebugFramework. Calls of several threads must not
+// overlap. A CDebugFramework shows a trace record in the window that its "|wndid:" tag names.
+extern "C" QV_API void DiagOutputWnd(HWND parent, int recreate);
 
 class CQvDbgCapt;
 

@@ -1,6 +1,7 @@
 // The static initialisers, in their order.
 #include <memory>
 
+#include "debugging/debug_framework.h"
 #include "debugging/symbol_engine.h"
 #include "debugging/trace_location.h"
 #include "debugging/trace_lock.h"
@@ -52,6 +53,11 @@ struct TraceLockTag;
     gs_TimerHandleMap;
 
 } // namespace
+
+std::unique_ptr<CDebugFramework>& QvDebugFramework()
+{
+    return s_debugFramework.Get();
+}
 
 CRITICAL_SECTION s_traceLock;
 

@@ -55,14 +55,6 @@ CDebugFramework::CDebugFramework(bool bQuiet)
 {
 }
 
-CDebugFramework::~CDebugFramework()
-{
-    StopThreads();
-}
-
-// Without windows there is nowhere to show a text.
-void CDebugFramework::AddItem(const wchar_t*) {}
-
 void CDebugFramework::StartThreads(const char* sourceFile)
 {
     m_bListenerRun = true;

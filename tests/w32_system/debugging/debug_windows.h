@@ -1,0 +1,80 @@
+// Looking at debug windows as their users see them, through the messages of the list view.
+#pragma once
+
+#include <string>
+
+#include <windows.h>
+
+#include <commctrl.h>
+
+#include <plinth_w32_system.h>
+
+#include "support/wide_text.h"
+
+namespace test
+{
+
+inline HWND debug_window(int id)
+{
+    return FindWindowW(L"PLINTH_DEBUG_WINDOW", Wide("Tracing Window ID: " + std::to_string(id)));
+}
+
+inline HWND debug_list(int id)
+{
+    return FindWindowExW(debug_window(id), nullptr, L"SysListView32", nullptr);
+}
+
+inline int debug_windows()
+{
+    int count = 0;
+    for (HWND each = nullptr;
+         (each = FindWindowExW(nullptr, each, L"PLINTH_DEBUG_WINDOW", nullptr)) != nullptr;)
+        ++count;
+    return count;
+}
+
+inline int row_count(int id)
+{
+    const HWND list = debug_list(id);
+    return list ? static_cast<int>(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0)) : -1;
+}
+
+inline std::string cell(int id, int row, int column)
+{
+    wchar_t text[2048] = L"";
+    LVITEMW item = {};
+    item.iSubItem = column;
+    item.pszText = text;
+    item.cchTextMax = 2048;
+    SendMessageW(debug_list(id), LVM_GETITEMTEXTW, static_cast<WPARAM>(row),
+                 reinterpret_cast<LPARAM>(&item));
+    return utf8(text);
+}
+
+// "none" behind the last column.
+inline std::string heading(int id, int column)
+{
+    wchar_t text[64] = L"";
+    LVCOLUMNW given = {};
+    given.mask = LVCF_TEXT;
+    given.pszText = text;
+    given.cchTextMax = 64;
+    return SendMessageW(debug_list(id), LVM_GETCOLUMNW, static_cast<WPARAM>(column),
+                        reinterpret_cast<LPARAM>(&given))
+               ? utf8(text)
+               : "none";
+}
+
+// Polls for what another thread brings about. False after a time that only a fault takes.
+template <class Condition> bool comes_true(Condition condition)
+{
+    for (int i = 0; i < 4'000; ++i)
+    {
+        if (condition())
+            return true;
+        Sleep(5);
+    }
+    return false;
+}
+
+} // namespace test
