@@ -4,6 +4,7 @@
 #include "debug_window.h"
 #include "plinth_w32_system.h"
 
+// cppcheck-suppress uninitDerivedMemberVar ; all of it is zeroed
 CWndClassEx::CWndClassEx() : WNDCLASSEXW()
 {
     cbSize = sizeof(WNDCLASSEXW);
@@ -11,6 +12,7 @@ CWndClassEx::CWndClassEx() : WNDCLASSEXW()
 
 CWndClassEx& CWndClassEx::operator=(const CWndClassEx& other) = default;
 
+// cppcheck-suppress uninitDerivedMemberVar ; the base class zeroes all of it
 CDbgWndClassEx::CDbgWndClassEx(WNDPROC pfnWndProc)
 {
     lpfnWndProc = pfnWndProc;
