@@ -100,7 +100,10 @@ TEST(DebugWindow, FieldsBeyondTheColumnsAddColumnsThatStay)
     Framework framework;
     std::string text = "|wndid:0| 1";
     for (int i = 2; i <= 300; ++i)
-        text += "\t" + std::to_string(i);
+    {
+        text += '\t';
+        text += std::to_string(i);
+    }
     framework.add(text);
     framework.add("|wndid:0| short");
     EXPECT_EQ(cell(0, 0, 300), "300");
