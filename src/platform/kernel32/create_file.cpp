@@ -96,16 +96,20 @@ int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, b
     return -1;
 }
 
-// Whether the file lost its name to a deletion before it was claimed.
-bool is_gone(int fd)
+// Whether the file lost its name to a deletion before it was claimed. A name that leads to a file
+// without one belongs to the kernel (/proc/self/fd).
+bool is_gone(int fd, const char* path)
 {
     struct stat found;
-    return sys::fstat(fd, &found) == 0 && found.st_nlink == 0;
+    struct stat named;
+    return sys::fstat(fd, &found) == 0 && found.st_nlink == 0 &&
+           (sys::stat(path, &named) != 0 || named.st_dev != found.st_dev ||
+            named.st_ino != found.st_ino);
 }
 
 // What an opened descriptor still has to pass. 0 or a system error; gone: the file is deleted.
-DWORD admit(int fd, const struct stat& found, bool created, DWORD share, const Wish& wish,
-            bool& gone)
+DWORD admit(int fd, const char* path, const struct stat& found, bool created, DWORD share,
+            const Wish& wish, bool& gone)
 {
     gone = false;
     if (S_ISDIR(found.st_mode))
@@ -119,7 +123,7 @@ DWORD admit(int fd, const struct stat& found, bool created, DWORD share, const W
                          (share & FILE_SHARE_READ) != 0, (share & FILE_SHARE_WRITE) != 0});
     if (error)
         return error;
-    gone = is_gone(fd);
+    gone = is_gone(fd, path);
     if (wish.cuts && !created && sys::ftruncate(fd, 0) != 0)
         return system_error(errno);
     return 0;
@@ -145,9 +149,8 @@ extern "C" HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share,
     int fd = -1;
     struct stat found;
     DWORD error = 0;
-    // A name that still leads to a file without one belongs to the kernel (/proc/self/fd): the last
-    // attempt takes what it gets.
-    for (int attempt = 0; attempt == 0 || (gone && !error && attempt < 8); ++attempt)
+    // Each further attempt means that somebody has deleted the file once more.
+    do
     {
         if (fd >= 0)
             sys::close(fd);
@@ -157,9 +160,10 @@ extern "C" HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share,
             native.fail(errno);
             return INVALID_HANDLE_VALUE;
         }
-        error = sys::fstat(fd, &found) == 0 ? admit(fd, found, created, share, wish, gone)
-                                            : system_error(errno);
-    }
+        error = sys::fstat(fd, &found) == 0
+                    ? admit(fd, native.c_str(), found, created, share, wish, gone)
+                    : system_error(errno);
+    } while (gone && !error);
     if (error)
     {
         sys::close(fd);
