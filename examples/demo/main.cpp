@@ -17,6 +17,7 @@
 #endif
 
 #include "copy.h"
+#include "heartbeat.h"
 #include "workers.h"
 
 namespace
@@ -76,8 +77,13 @@ int main(int argc, char** argv)
     DiagOutputExW_hlp(__FILE__, __LINE__);
     DiagOutputExW(L"|wndid:0| |appnm| begins at |stime| with %s, %u threads (|srcid|)", path.data(),
                   threads);
+    const demo::Heartbeat heartbeat;
     const double start = QV_GetTimeCounter();
-    const demo::Result result = demo::count_file(path.data(), threads);
+    const demo::Result result = [&]
+    {
+        const CQvTraceExecutionTime phase(L"|wndid:0| counting", 0);
+        return demo::count_file(path.data(), threads);
+    }();
     const double spent = QV_GetTimeCounter() - start;
     if (result.status != QV_OK)
     {
@@ -88,7 +94,12 @@ int main(int argc, char** argv)
     DiagOutputExW_hlp(__FILE__, __LINE__);
     DiagOutputExW(L"|wndid:0| all done, CRC %08X, %.2f ms; |wnddt| ms since this window's last",
                   result.statistics.crc32(), spent);
-    if (const int status = demo::copy_with_progress(path.data()); status != QV_OK)
+    const int status = [&]
+    {
+        const CQvTraceExecutionTime phase(L"|wndid:0| copying", 0);
+        return demo::copy_with_progress(path.data());
+    }();
+    if (status != QV_OK)
     {
         std::fprintf(stderr, "plinth-demo: %s can't be copied, status %d\n", argv[1], status);
         return 1;

@@ -60,6 +60,9 @@ class Demo(unittest.TestCase):
                                      r"-?\d+\.\d\d ms since its last$")
         self.assertTrue(any("plinth-demo begins at" in record for record in records))
         self.assertTrue(any("all done, CRC" in record for record in records))
+        for phase in ("counting", "copying"):
+            self.assertTrue(any(record.endswith(" ms") and f"{phase} took" in record
+                                for record in records), phase)
 
     def test_the_copy_shows_how_far_it_is_and_is_removed(self):
         self.write(b"x" * 3_000_001)
