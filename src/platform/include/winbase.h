@@ -108,6 +108,16 @@ extern "C"
         WORD wMilliseconds;
     } SYSTEMTIME, *LPSYSTEMTIME;
 
+    typedef enum FILE_INFO_BY_HANDLE_CLASS
+    {
+        FileAllocationInfo = 5,
+    } FILE_INFO_BY_HANDLE_CLASS;
+
+    typedef struct FILE_ALLOCATION_INFO
+    {
+        LARGE_INTEGER AllocationSize; // bytes
+    } FILE_ALLOCATION_INFO;
+
     typedef struct WIN32_FIND_DATAW
     {
         DWORD dwFileAttributes;
@@ -177,6 +187,9 @@ extern "C"
                                                     DWORD method);
     PLINTH_PLATFORM_API DWORD WINAPI GetFileSize(HANDLE file, LPDWORD high);
     PLINTH_PLATFORM_API BOOL WINAPI SetEndOfFile(HANDLE file);
+    PLINTH_PLATFORM_API BOOL WINAPI SetFileInformationByHandle(HANDLE file,
+                                                               FILE_INFO_BY_HANDLE_CLASS kind,
+                                                               LPVOID information, DWORD size);
     PLINTH_PLATFORM_API BOOL WINAPI FlushFileBuffers(HANDLE file);
     PLINTH_PLATFORM_API BOOL WINAPI LockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh,
                                              DWORD sizeLow, DWORD sizeHigh);

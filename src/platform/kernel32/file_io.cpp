@@ -141,6 +141,34 @@ extern "C" BOOL SetEndOfFile(HANDLE file)
     return TRUE;
 }
 
+// The room that a file has on its volume. Less than its bytes cuts it; more is reserved behind its
+// end, which stays where it is, and stays reserved when the file is closed.
+extern "C" BOOL SetFileInformationByHandle(HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind,
+                                           LPVOID information, DWORD size)
+{
+    const Pin<FileObject> object(file);
+    if (!object)
+        return FALSE;
+    if (kind != FileAllocationInfo)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    if (size < sizeof(FILE_ALLOCATION_INFO))
+        return fail_with(ERROR_BAD_LENGTH);
+    if (!object->writable())
+        return fail_with(ERROR_ACCESS_DENIED);
+    const int64_t room = static_cast<FILE_ALLOCATION_INFO*>(information)->AllocationSize.QuadPart;
+    if (room < 0)
+        return fail_with(ERROR_INVALID_PARAMETER);
+    struct stat found;
+    if (sys::fstat(object->fd(), &found) != 0)
+        return fail_errno(errno);
+    if (room == found.st_size)
+        return TRUE;
+    const int result = room < found.st_size ? sys::ftruncate(object->fd(), room)
+                                            : sys::fallocate(object->fd(), FALLOC_FL_KEEP_SIZE,
+                                                             found.st_size, room - found.st_size);
+    return result == 0 ? TRUE : fail_errno(errno);
+}
+
 extern "C" BOOL FlushFileBuffers(HANDLE file)
 {
     const Pin<FileObject> object(file);

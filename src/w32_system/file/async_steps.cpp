@@ -4,8 +4,28 @@
 #include <algorithm>
 #include <atomic>
 
+#include <windows.h>
+
 namespace
 {
+
+// A file that grows block by block has the file system look for room at each block. Told of so much
+// at once, a copy of 64 MiB takes a tenth less time, as one of all of it would; a copy that is
+// killed leaves no more than this behind its end.
+constexpr uint64_t reserve_size = uint64_t{1} << 20;
+
+// Whether the volume could do it shows when the bytes come.
+void ReserveTarget(const QvAsyncRequest& request, uint64_t sourceSize)
+{
+    if (request.copied % reserve_size != 0 || sourceSize < request.copied + reserve_size)
+        return;
+    uint64_t end = 0; // room for less than there is would cut what somebody else has written
+    if (QV_GetFileSize(request.target, &end) != QV_OK || end != request.copied)
+        return;
+    FILE_ALLOCATION_INFO room;
+    room.AllocationSize.QuadPart = static_cast<LONGLONG>(request.copied + reserve_size);
+    SetFileInformationByHandle(request.target, FileAllocationInfo, &room, sizeof room);
+}
 
 bool ReportTransfer(const QvAsyncRequest& request, int status)
 {
@@ -64,6 +84,7 @@ bool CopyStep(QvAsyncRequest& request)
     if (got == 0)
         return ReportCopy(request, QV_OK, size);
 
+    ReserveTarget(request, size);
     uint64_t written = 0;
     status = QV_WriteFile(request.target, request.buffer, got, &written, nullptr);
     if (status == QV_OK && written != got)

@@ -209,6 +209,20 @@ TEST_F(AsyncFaults, ACopyEndsAtTheBlockWhoseWriteFails)
         }
 }
 
+TEST_F(AsyncFaults, ACopyGoesOnWhereNoRoomCanBeReserved)
+{
+    const std::string bytes = pattern((size_t{2} << 20) + 100);
+    test::write_file(native("a"), bytes);
+    for (const int error : {ENOSPC, EOPNOTSUPP})
+    {
+        PlinthTestFail("fallocate", 1, 2, error);
+        const Calls seen = copy(QV_OK);
+        EXPECT_EQ(seen.back(), (test::AsyncCall{QV_OK, bytes.size(), bytes.size()}));
+        EXPECT_EQ(test::read_file(native("b")), bytes);
+        PlinthTestReset();
+    }
+}
+
 TEST_F(AsyncFaults, ADiskThatFillsWithinABlockLeavesWhatItTook)
 {
     PlinthTestShorten("write", 2, 1, 100); // of the second block, then no more
