@@ -47,6 +47,10 @@ extern "C"
     // Makes the 32-bit millisecond tick (timeGetTime) start at the value and run on from there.
     PLINTH_PLATFORM_API void PlinthTestSetTick(uint32_t tick);
 
+    // What a text of the debug string channel may cost its writer in this process; 0: the usual
+    // 500 ms. With more, no text is lost because the machine is too busy to run the listener.
+    PLINTH_PLATFORM_API void PlinthTestSetChannelPatience(uint32_t milliseconds);
+
     // Makes the files in which the kernel tells its figures (/proc, /sys) come from below a folder,
     // native path; null for the real ones.
     PLINTH_PLATFORM_API void PlinthTestSetKernelRoot(const char* folder);

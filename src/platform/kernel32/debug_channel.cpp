@@ -213,7 +213,7 @@ bool inherit_buffer(ChannelControl& control, uint32_t listener, int64_t deadline
 // Hands one text to the listener. length <= text_limit - 1. False if it does not take it.
 bool send(ChannelControl& control, const char* text, size_t length)
 {
-    const int64_t deadline = monotonic_ns() + channel_patience;
+    const int64_t deadline = monotonic_ns() + channel_patience();
     const ChannelTurn turn(control);
     const uint32_t listener = control.listener.load(std::memory_order_acquire);
     if (!turn.taken() || listener == 0 || !g_objects.attach(listener))

@@ -1,6 +1,7 @@
 #include "debug_channel_control.h"
 
 #include "named_object.h"
+#include "plinth_platform_test.h"
 #include "system/calls.h"
 #include "system/root.h"
 
@@ -9,6 +10,10 @@ namespace platform
 
 namespace
 {
+
+constexpr int64_t ns_per_ms = 1'000'000;
+constexpr int64_t usual_patience = 500 * ns_per_ms;
+std::atomic<int64_t> g_patience{usual_patience};
 
 constexpr size_t page_size = 4096;
 constexpr uint32_t magic = 0x32434450; // changes with the layout, and the file's name with it
@@ -70,6 +75,11 @@ ChannelControl* map_control()
 
 } // namespace
 
+int64_t channel_patience()
+{
+    return g_patience.load(std::memory_order_relaxed);
+}
+
 ChannelControl* mapped_channel_control()
 {
     return g_page.load(std::memory_order_acquire);
@@ -92,7 +102,7 @@ ChannelTurn::ChannelTurn(ChannelControl& control) : m_control(control)
         // holder that was stopped. The lock's clock is the wall clock.
         timespec until;
         ::clock_gettime(CLOCK_REALTIME, &until);
-        until.tv_nsec += channel_patience;
+        until.tv_nsec += channel_patience();
         until.tv_sec += until.tv_nsec / 1'000'000'000;
         until.tv_nsec %= 1'000'000'000;
         result = pthread_mutex_timedlock(&control.turn, &until);
@@ -113,3 +123,9 @@ ChannelTurn::~ChannelTurn()
 }
 
 } // namespace platform
+
+extern "C" void PlinthTestSetChannelPatience(uint32_t milliseconds)
+{
+    platform::g_patience =
+        milliseconds ? milliseconds * platform::ns_per_ms : platform::usual_patience;
+}
