@@ -1504,7 +1504,7 @@ public:
 
 private:
     CQvDbgCapt* m_pCapt;
-    void (*m_pfnCallback)(const wchar_t*); // as it was given
+    [[maybe_unused]] void (*m_pfnCallback)(const wchar_t*); // as it was given
 };
 
 #endif
