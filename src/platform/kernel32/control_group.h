@@ -6,9 +6,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
-#include <string_view>
-#include <vector>
 
 namespace platform
 {
@@ -25,16 +22,6 @@ struct MemoryBounds
 
     void tighten(const MemoryBounds& other);
 };
-
-struct GroupFolder
-{
-    bool version2;
-    std::string path;
-};
-
-// The group folders that bound this process's memory, each own group before its parents. The
-// arguments are the texts of /proc/self/cgroup and /proc/self/mountinfo.
-std::vector<GroupFolder> memory_groups(std::string_view groups, std::string_view mounts);
 
 // All bounds together; no bound where there are no groups or they can't be read.
 MemoryBounds control_group_bounds();

@@ -12,6 +12,7 @@
 #include "control_group.h"
 #include "system/calls.h"
 #include "system/kernel_files.h"
+#include "system/kernel_text.h"
 #include "system/last_error.h"
 
 namespace platform

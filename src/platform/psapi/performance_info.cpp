@@ -12,6 +12,7 @@
 #include "system/calls.h"
 #include "system/faults.h"
 #include "system/kernel_files.h"
+#include "system/kernel_text.h"
 #include "system/last_error.h"
 
 using namespace platform;

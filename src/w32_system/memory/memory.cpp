@@ -8,8 +8,8 @@
 #include <windows.h>
 
 #include <psapi.h>
-#include <tchar.h>
 
+#include "paging_files.h"
 #include "plinth_w32_system.h"
 
 namespace
@@ -73,10 +73,9 @@ uint64_t MaxPageFile()
         return 0;
     const std::unique_ptr<wchar_t[]> wszValue = ReadPagingFiles(hKey);
     RegCloseKey(hKey);
-    unsigned int megabytes = 0; // name, initial size, maximal size
-    const bool fixed =
-        wszValue && swscanf(wszValue.get(), L"%*s %*u %u", &megabytes) == 1 && megabytes != 0;
-    const uint64_t size = fixed ? static_cast<uint64_t>(megabytes) << 20 : DefaultPageFile();
+    const uint64_t megabytes = wszValue ? QvMaxPageFileMegabytes(wszValue.get()) : 0;
+    const bool fixed = megabytes != 0;
+    const uint64_t size = fixed ? megabytes << 20 : DefaultPageFile();
     DiagOutputExW_hlp(source_name, __LINE__);
     if (CQvLogFile::Detail())
         DiagOutputExW(fixed ? L"Max page file size: %I64u" : L"Max page file size: %I64u (default)",
