@@ -1,8 +1,9 @@
 // plinth-demo FILE [THREADS]: counts what is in a file, on several threads, tracing as it goes,
 // and copies it while it shows how far it is.
 //
-// The records go to the log and, live, to whoever listens: plinth-trace watch. The summary goes to
-// standard output; its last line names the log file.
+// The records go to the log and, live, to whoever listens: plinth-trace watch. The program names a
+// log folder of its own, and UTF-16, by its resources (CMakeLists.txt). The summary goes to standard
+// output; its last line names the log file.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>

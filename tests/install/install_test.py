@@ -28,11 +28,11 @@ def run(*command, **more):
     return result.stdout
 
 
-def log_text():
-    folder = os.path.join(ROOT, "ProgramData/Quorvane/Platform/Logfiles")
+def log_text(below="Quorvane/Platform", encoding="latin-1"):
+    folder = os.path.join(ROOT, "ProgramData", below, "Logfiles")
     texts = []
     for name in sorted(os.listdir(folder)):
-        with open(os.path.join(folder, name), encoding="latin-1") as file:
+        with open(os.path.join(folder, name), encoding=encoding) as file:
             texts.append(file.read())
     return "".join(texts)
 
@@ -68,17 +68,19 @@ class Install(unittest.TestCase):
                     env=self.environment).split()
         run(CXX, *FLAGS, source, "-o", program, *flags)
 
-    def test_a_cmake_project_finds_it(self):
+    def test_a_cmake_project_finds_it_and_its_resources_say_where_it_logs(self):
         build = self.with_cmake(os.path.join(SOURCE, "examples/consumer"))
         # Without LD_LIBRARY_PATH: CMake gives the program the place of the libraries.
         out = run(os.path.join(build, "consumer"))
         self.assertEqual(out, "files work, threads work, log works\n")
-        self.assertIn("consumer: this line is in the log\n", log_text().replace("\r\n", "\n"))
+        # UTF-16 needs its byte order mark to be read here.
+        self.assertIn("consumer: this line is in the log\n", log_text("Acme/Consumer", "utf-16"))
 
     def test_pkg_config_finds_it(self):
         program = os.path.join(self.folder, "consumer")
         self.with_pkg_config(os.path.join(SOURCE, "examples/consumer/main.cpp"), program)
         self.assertEqual(run(program, env=self.environment), "files work, threads work, log works\n")
+        self.assertIn("consumer: this line is in the log\n", log_text())
 
     def test_the_example_of_the_readme_does_what_it_says(self):
         source = os.path.join(self.folder, "readme")

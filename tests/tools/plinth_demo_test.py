@@ -7,6 +7,7 @@ import unittest
 import zlib
 
 DEMO = os.environ["PLINTH_DEMO"]
+TRACE = os.environ["PLINTH_TRACE"]
 ROOT = os.environ["PLINTH_ROOT"]
 
 
@@ -50,7 +51,7 @@ class Demo(unittest.TestCase):
         self.write(b"line\n" * 100_000)
         shown = summary_of(self.path, "3")
         blocks = int(shown["bytes"].split()[2])
-        with open(shown["log"].strip(), encoding="latin-1") as file:
+        with open(shown["log"].strip(), encoding="utf-16") as file:
             records = file.read().splitlines()
         workers = [record for record in records if "*vtq* |wndid:" in record and "worker" in record]
         self.assertEqual(len(workers), blocks)
@@ -63,6 +64,16 @@ class Demo(unittest.TestCase):
         for phase in ("counting", "copying"):
             self.assertTrue(any(record.endswith(" ms") and f"{phase} took" in record
                                 for record in records), phase)
+
+    def test_the_log_lies_where_its_resources_say_in_utf_16(self):
+        self.write(b"x")
+        path = summary_of(self.path)["log"].strip()
+        self.assertEqual(os.path.dirname(path), os.path.join(ROOT, "ProgramData/Quorvane/Demo/Logfiles"))
+        with open(path, "rb") as file:
+            self.assertEqual(file.read(2), b"\xff\xfe")
+        shown = subprocess.run([TRACE, "log", "--folder", os.path.dirname(path), "--lines", "1000"],
+                               capture_output=True, text=True, timeout=60)
+        self.assertIn("plinth-demo begins at", shown.stdout, shown.stderr)
 
     def test_the_copy_shows_how_far_it_is_and_is_removed(self):
         self.write(b"x" * 3_000_001)
