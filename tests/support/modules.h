@@ -68,4 +68,53 @@ struct PePlaces
     size_t directories;
 };
 
+// A resource tree that is put together by hand: directories of numbered entries.
+class HandMadeTree
+{
+public:
+    static constexpr uint32_t directory = 0x80000000u; // with the offset of a directory
+
+    uint32_t size() const { return static_cast<uint32_t>(m_bytes.size()); }
+    const std::string& bytes() const { return m_bytes; }
+    // Both give the offset of what was added.
+    uint32_t add_directory(uint16_t count)
+    {
+        const uint32_t at = size();
+        m_bytes.resize(m_bytes.size() + 16 + count * 8u);
+        set_number(m_bytes, at + 14, count);
+        return at;
+    }
+    uint32_t add_data(uint32_t address, uint32_t length)
+    {
+        const uint32_t at = size();
+        m_bytes.resize(m_bytes.size() + 16);
+        set_number(m_bytes, at, address);
+        set_number(m_bytes, at + 4, length);
+        return at;
+    }
+    void set_entry(uint32_t in, unsigned index, uint32_t id, uint32_t target)
+    {
+        set_number(m_bytes, in + 16 + index * 8, id);
+        set_number(m_bytes, in + 20 + index * 8, target);
+    }
+    // A module's bytes with this tree, at the end of the file, in place of the one that it has.
+    std::string in_place_of_tree(std::string file) const
+    {
+        const PePlaces places(file);
+        const size_t entry = places.entry(file, ".rsrc");
+        file.resize((file.size() + 511) / 512 * 512);
+        set_number(file, entry + 16, size());
+        set_number(file, entry + 20, static_cast<uint32_t>(file.size()));
+        return file + m_bytes;
+    }
+    // Where addresses of a module's resources begin.
+    static uint32_t address_in(const std::string& file)
+    {
+        return number_at<uint32_t>(file, PePlaces(file).entry(file, ".rsrc") + 12);
+    }
+
+private:
+    std::string m_bytes;
+};
+
 } // namespace test

@@ -174,4 +174,64 @@ TEST_P(ResourceFiles, DamagedTreesAreReadWithinTheirBounds)
     try_file(round);
 }
 
+TEST_P(ResourceFiles, ATreeAThousandLevelsDeepIsReadThreeLevelsDeep)
+{
+    const std::string good = test::read_file(m_path);
+    test::HandMadeTree tree;
+    constexpr int levels = 1000;
+    for (int i = 0; i < levels; ++i)
+    {
+        const uint32_t at = tree.add_directory(1);
+        tree.set_entry(at, 0, 10, test::HandMadeTree::directory | tree.size());
+    }
+    const uint32_t leaf = tree.add_directory(1);
+    tree.set_entry(leaf, 0, 10, tree.size());
+    tree.add_data(test::HandMadeTree::address_in(good), 4);
+    test::write_file(m_path, tree.in_place_of_tree(good));
+    const DataModule module(m_path);
+    ASSERT_NE(module, nullptr);
+    EXPECT_EQ(list_of(module), "#10:;");
+    EXPECT_EQ(FindResourceW(module, raw_data, raw_data), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_RESOURCE_LANG_NOT_FOUND);
+    EXPECT_EQ(FindResourceExW(module, raw_data, raw_data, 10), nullptr);
+}
+
+TEST_P(ResourceFiles, ADirectoryThatIsItsOwnChildHasNoData)
+{
+    test::HandMadeTree tree;
+    tree.set_entry(tree.add_directory(1), 0, 10, test::HandMadeTree::directory | 0);
+    test::write_file(m_path, tree.in_place_of_tree(test::read_file(m_path)));
+    const DataModule module(m_path);
+    ASSERT_NE(module, nullptr);
+    EXPECT_EQ(list_of(module), "#10:;");
+    EXPECT_EQ(FindResourceW(module, raw_data, raw_data), nullptr);
+    EXPECT_EQ(FindResourceExW(module, raw_data, raw_data, 10), nullptr);
+}
+
+// Names that share their languages, and data of which one lies within the other.
+TEST_P(ResourceFiles, WhatOverlapsIsReadByEachOfItsNames)
+{
+    const std::string good = test::read_file(m_path);
+    const uint32_t base = test::HandMadeTree::address_in(good);
+    test::HandMadeTree tree;
+    const uint32_t types = tree.add_directory(1);
+    const uint32_t names = tree.add_directory(3);
+    const uint32_t languages = tree.add_directory(1);
+    const uint32_t others = tree.add_directory(1);
+    tree.set_entry(types, 0, 10, test::HandMadeTree::directory | names);
+    for (const unsigned i : {0u, 1u})
+        tree.set_entry(names, i, i + 1, test::HandMadeTree::directory | languages);
+    tree.set_entry(names, 2, 3, test::HandMadeTree::directory | others);
+    tree.set_entry(languages, 0, 0, tree.add_data(base, 32));
+    tree.set_entry(others, 0, 0, tree.add_data(base + 8, 16));
+    test::write_file(m_path, tree.in_place_of_tree(good));
+    const DataModule module(m_path);
+    EXPECT_EQ(list_of(module), "#1: 0;#2: 0;#3: 0;");
+    for (const int name : {1, 2})
+        EXPECT_EQ(module.bytes(FindResourceW(module, MAKEINTRESOURCEW(name), raw_data)),
+                  tree.bytes().substr(0, 32));
+    EXPECT_EQ(module.bytes(FindResourceW(module, MAKEINTRESOURCEW(3), raw_data)),
+              tree.bytes().substr(8, 16));
+}
+
 } // namespace

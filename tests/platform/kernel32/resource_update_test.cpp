@@ -288,6 +288,74 @@ TEST_F(ResourceUpdates, WhateverFailsTheFileIsTheOldOneOrTheNewOne)
     }
 }
 
+// A tree is copied as far as it can be told apart: three levels, each entry its own.
+TEST_F(ResourceUpdates, TreesThatAreDeepRoundOrEverywhereAtOnceAreRefused)
+{
+    using test::HandMadeTree;
+    const std::string path = copied("module64.dll");
+    const std::string good = test::read_file(path);
+    const auto refused = [&](const HandMadeTree& tree, const char* what)
+    {
+        const std::string file = tree.in_place_of_tree(good);
+        test::write_file(path, file);
+        Update update(path);
+        EXPECT_FALSE(update && update.set(L"X", "x") && update.end()) << what;
+        EXPECT_TRUE(test::read_file(path) == file) << what;
+    };
+    HandMadeTree deep;
+    for (int i = 0; i < 1000; ++i)
+    {
+        const uint32_t at = deep.add_directory(1);
+        deep.set_entry(at, 0, 10, HandMadeTree::directory | deep.size());
+    }
+    deep.set_entry(deep.add_directory(1), 0, 10, deep.size());
+    deep.add_data(HandMadeTree::address_in(good), 4);
+    refused(deep, "a thousand levels");
+
+    HandMadeTree round;
+    round.set_entry(round.add_directory(1), 0, 10, HandMadeTree::directory | 0);
+    refused(round, "its own child");
+
+    // Each of 1,000 types has the same 1,000 names, each of them the same 1,000 languages.
+    HandMadeTree wide;
+    constexpr uint16_t count = 1000;
+    const uint32_t levels[] = {wide.add_directory(count), wide.add_directory(count),
+                               wide.add_directory(count)};
+    const uint32_t data = wide.add_data(HandMadeTree::address_in(good), 4);
+    for (unsigned i = 0; i < count; ++i)
+    {
+        wide.set_entry(levels[0], i, i, HandMadeTree::directory | levels[1]);
+        wide.set_entry(levels[1], i, i, HandMadeTree::directory | levels[2]);
+        wide.set_entry(levels[2], i, i, data);
+    }
+    refused(wide, "a thousand million resources in 24,000 bytes");
+}
+
+TEST_F(ResourceUpdates, DataThatOverlapsIsKeptUnderEachOfItsNames)
+{
+    using test::HandMadeTree;
+    const std::string path = copied("module64.dll");
+    const std::string good = test::read_file(path);
+    const uint32_t base = HandMadeTree::address_in(good);
+    HandMadeTree tree;
+    const uint32_t types = tree.add_directory(1);
+    const uint32_t names = tree.add_directory(2);
+    tree.set_entry(types, 0, 10, HandMadeTree::directory | names);
+    for (const unsigned i : {0u, 1u})
+    {
+        const uint32_t languages = tree.add_directory(1);
+        tree.set_entry(names, i, i + 1, HandMadeTree::directory | languages);
+        tree.set_entry(languages, 0, 0, tree.add_data(base + i * 4, 16));
+    }
+    test::write_file(path, tree.in_place_of_tree(good));
+    Update update(path);
+    update.set(L"X", "x");
+    ASSERT_TRUE(update.end()) << GetLastError();
+    EXPECT_EQ(read_back(path, MAKEINTRESOURCEW(1)), tree.bytes().substr(0, 16));
+    EXPECT_EQ(read_back(path, MAKEINTRESOURCEW(2)), tree.bytes().substr(4, 16));
+    EXPECT_EQ(read_back(path, L"X"), "x");
+}
+
 TEST_F(ResourceUpdates, DamagedFilesAreRefusedAndStay)
 {
     const std::string path = copied("module64.dll");
