@@ -18,7 +18,12 @@ public:
     KernelRoot() : m_folder(make_folder("kernel")) { PlinthTestSetKernelRoot(m_folder.c_str()); }
     KernelRoot(const KernelRoot&) = delete;
     KernelRoot& operator=(const KernelRoot&) = delete;
-    ~KernelRoot() { PlinthTestSetKernelRoot(nullptr); }
+    ~KernelRoot()
+    {
+        PlinthTestSetKernelRoot(nullptr);
+        std::error_code ignored;
+        std::filesystem::remove_all(m_folder, ignored);
+    }
 
     // A file by its path on a real machine.
     void put(const std::string& path, const std::string& text)

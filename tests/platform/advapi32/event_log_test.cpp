@@ -1,8 +1,6 @@
 // Events in the system's log.
 #include <cerrno>
-#include <cstdarg>
-#include <string>
-#include <vector>
+#include <utility>
 
 #include <syslog.h>
 
@@ -12,28 +10,19 @@
 
 #include <plinth_platform_test.h>
 
-namespace
-{
-
-std::vector<std::pair<int, std::string>> g_messages; // priority and text
-
-} // namespace
-
-// Stands before the C library's.
-extern "C" __attribute__((visibility("default"))) void syslog(int priority, const char* format, ...)
-{
-    char text[4096];
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    g_messages.emplace_back(priority, text);
-}
+#include "support/system_log.h"
 
 namespace
 {
 
-TEST(EventLog, WritesEachTypeWithItsPriority)
+class EventLog : public testing::Test
+{
+protected:
+    EventLog() { test::clear_system_log(); }
+    ~EventLog() override { PlinthTestReset(); }
+};
+
+TEST_F(EventLog, WritesEachTypeWithItsPriority)
 {
     const HANDLE log = RegisterEventSourceW(nullptr, L"S\u00e9");
     ASSERT_NE(log, nullptr);
@@ -45,15 +34,15 @@ TEST(EventLog, WritesEachTypeWithItsPriority)
     for (const auto& type : types)
     {
         EXPECT_TRUE(ReportEventW(log, type.first, 0, 0x80000001u, nullptr, 2, 0, texts, nullptr));
-        EXPECT_EQ(g_messages.back().first, LOG_USER | type.second) << type.first;
+        EXPECT_EQ(test::system_log().back().priority, LOG_USER | type.second) << type.first;
     }
-    EXPECT_EQ(g_messages.back().second, "S\xc3\xa9 (event 0x80000001): one\ntwo %s\nthree");
+    EXPECT_EQ(test::system_log().back().text, "S\xc3\xa9 (event 0x80000001): one\ntwo %s\nthree");
     EXPECT_TRUE(ReportEventW(log, EVENTLOG_ERROR_TYPE, 0, 7, nullptr, 0, 0, nullptr, nullptr));
-    EXPECT_EQ(g_messages.back().second, "S\xc3\xa9 (event 0x00000007):");
+    EXPECT_EQ(test::system_log().back().text, "S\xc3\xa9 (event 0x00000007):");
     EXPECT_TRUE(DeregisterEventSource(log));
 }
 
-TEST(EventLog, RefusesWhatIsNoSource)
+TEST_F(EventLog, RefusesWhatIsNoSource)
 {
     EXPECT_EQ(RegisterEventSourceW(nullptr, nullptr), nullptr);
     EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
@@ -66,19 +55,18 @@ TEST(EventLog, RefusesWhatIsNoSource)
     EXPECT_TRUE(DeregisterEventSource(log));
     EXPECT_FALSE(DeregisterEventSource(log));
     EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-    EXPECT_TRUE(g_messages.empty());
+    EXPECT_TRUE(test::system_log().empty());
 }
 
-TEST(EventLog, TellsThatTheSystemLogFailed)
+TEST_F(EventLog, TellsThatTheSystemLogFailed)
 {
     const HANDLE log = RegisterEventSourceW(nullptr, L"S");
     PlinthTestFail("syslog", 1, 1, EAGAIN);
     EXPECT_FALSE(ReportEventW(log, 1, 0, 0, nullptr, 0, 0, nullptr, nullptr));
-    PlinthTestReset();
     EXPECT_TRUE(DeregisterEventSource(log));
 }
 
-TEST(EventLog, IsFoundByNameInItsModule)
+TEST_F(EventLog, IsFoundByNameInItsModule)
 {
     const HMODULE module = LoadLibraryW(L"ADVAPI32.DLL");
     for (const char* const name : {"RegisterEventSourceW", "ReportEventW", "DeregisterEventSource"})

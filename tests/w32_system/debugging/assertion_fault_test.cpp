@@ -1,8 +1,6 @@
 // Where reports go beside the log, what the user can answer, and failures on the way.
 #include <cerrno>
-#include <cstdarg>
 #include <cstdlib>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,24 +15,7 @@
 
 #include "support/child_process.h"
 #include "support/log_files.h"
-
-namespace
-{
-
-std::vector<std::pair<int, std::string>> g_events; // priority and text
-
-} // namespace
-
-// Stands before the C library's, so that events come here.
-extern "C" __attribute__((visibility("default"))) void syslog(int priority, const char* format, ...)
-{
-    char text[8192];
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    g_events.emplace_back(priority, text);
-}
+#include "support/system_log.h"
 
 namespace
 {
@@ -44,6 +25,7 @@ class Assertion : public testing::Test
 protected:
     Assertion()
     {
+        test::clear_system_log();
         CQvLogFile::SetMaxLogMessageLength(-1);
         test::start_log();
     }
@@ -208,7 +190,7 @@ TEST_F(Assertion, WithoutTheModuleOfTheSourceNothingReachesTheEventLogEver)
     ASSERT_NE(dlopen(PLINTH_EVENT_MODULE, RTLD_NOW), nullptr) << dlerror();
     assert_to_event_log("x");
     EXPECT_FALSE(source_is_registered()) << "the first failure is for good";
-    EXPECT_TRUE(g_events.empty());
+    EXPECT_TRUE(test::system_log().empty());
 }
 
 TEST_F(Assertion, WithTheModuleOfTheSourceIsAnErrorInTheEventLog)
@@ -217,13 +199,14 @@ TEST_F(Assertion, WithTheModuleOfTheSourceIsAnErrorInTheEventLog)
     assert_to_event_log("first");
     EXPECT_TRUE(source_is_registered());
     assert_to_event_log("second");
-    ASSERT_EQ(g_events.size(), 2u);
-    EXPECT_EQ(g_events[0].first, LOG_USER | LOG_ERR);
-    EXPECT_EQ(g_events[0].second.rfind(
+    const std::vector<test::SystemLogMessage> events = test::system_log();
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[0].priority, LOG_USER | LOG_ERR);
+    EXPECT_EQ(events[0].text.rfind(
                   "BugslayerUtil (event 0xE0020040): Debug Assertion Failed!\nProgram : C:\\", 0),
               0u)
-        << g_events[0].second;
-    EXPECT_NE(g_events[1].second.find("\nExpression : second\n"), std::string::npos);
+        << events[0].text;
+    EXPECT_NE(events[1].text.find("\nExpression : second\n"), std::string::npos);
 }
 
 struct EventFault
@@ -244,7 +227,7 @@ TEST_P(AssertionEventFault, ClosesTheEventLogForTheProcessAndNothingElse)
     EXPECT_EQ(GetLastError(), 7u);
     EXPECT_NE(test::log_content().find("Expression : x"), std::string::npos);
     assert_to_event_log("x");
-    EXPECT_TRUE(g_events.empty());
+    EXPECT_TRUE(test::system_log().empty());
 }
 
 std::string fault_name(const testing::TestParamInfo<EventFault>& each)
@@ -266,7 +249,7 @@ TEST_F(Assertion, WithoutTheEventFunctionsGoesOnTryingToNoAvail)
     assert_to_event_log("x");
     assert_to_event_log("x");
     EXPECT_EQ(PlinthTestCalls("GetModuleHandleW"), 0u);
-    EXPECT_TRUE(g_events.empty());
+    EXPECT_TRUE(test::system_log().empty());
 }
 
 // ---- failures on the way to the text
