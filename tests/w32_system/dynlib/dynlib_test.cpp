@@ -63,9 +63,13 @@ TEST(DynLib, WhatIsNoModuleIsRefused)
 TEST(DynLib, TheTraceShowsTheNameThatTheCallerGave)
 {
     QV_LoadLibrary(L"a/b/c.dll");
+    QV_UnloadLibrary(QV_LoadLibrary(plugin_path()));
     std::string name = test::utf8(CQvLogFile::GetLogFilename());
     const std::string log = test::read_file(test::native_form(Wide(name)));
-    EXPECT_NE(log.find("QV_LoadLibrary(\"a/b/c.dll\") : Failed"), std::string::npos) << log;
+    EXPECT_NE(log.find("QV_LoadLibrary(\"a/b/c.dll\") : Failed\r\n"), std::string::npos) << log;
+    EXPECT_NE(log.find("QV_LoadLibrary(\"" + plugin_path().utf8() + "\") : OK\r\n"),
+              std::string::npos)
+        << log;
 }
 
 } // namespace

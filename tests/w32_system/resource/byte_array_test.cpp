@@ -103,6 +103,22 @@ TEST(ByteArray, DataBeyond32BitsIsCutOrRefusedAndNeverWraps)
     EXPECT_EQ(array.GetAllocated(), 16u);
 }
 
+TEST(ByteArray, WithoutMemoryForAllItStoresWhatHasRoom)
+{
+    CQvByteArrayW32 array(nullptr, 16, 8); // room only
+    const std::string bytes = "0123456789abcdef";
+    ASSERT_EQ(array.SetData(bytes.data(), 4, QV_BYTEARRAY_OP_SET, QV_BYTEARRAY_ALLOC_EXACT), QV_OK);
+    for (const auto alloc : {QV_BYTEARRAY_ALLOC_EXACT, QV_BYTEARRAY_ALLOC_GROW})
+    {
+        array.GetData(4);
+        // More than 32 bits in sum: only claimed, twelve bytes are read.
+        EXPECT_EQ(array.SetData(bytes.data(), 0xFFFFFFFF, QV_BYTEARRAY_OP_APPEND, alloc),
+                  QV_ERR_TRUNCATED);
+        EXPECT_EQ(content(array), "01230123456789ab");
+        EXPECT_EQ(array.GetAllocated(), 16u);
+    }
+}
+
 TEST(ByteArray, CanTakeItsOwnBytes)
 {
     CQvByteArrayW32 array("abc", 3, 1);

@@ -132,6 +132,29 @@ TEST_F(Resources, TheLanguageScanLoadsWhatThereIsInItsOrder)
     }
 }
 
+TEST_F(Resources, TheLanguageScanKnowsItsLanguagesAndNoOthers)
+{
+    const Wide module = copied("plain64.dll");
+    // The ends of the run, the two behind it, and neighbours that are not in it.
+    for (const int id : {0xC0A, 0x804, 0x47F, 0x47E, 0x405, 0x400, 0x3FF, 0x809, 0xC0B})
+    {
+        write("data", std::to_string(id));
+        ASSERT_EQ(QV_ResourceToDll(MAKEINTRESOURCEW(id), module, path("data")), QV_OK) << failure();
+    }
+    CQvRscData data;
+    QV_RCDATAToCQvRscData(data, module);
+    std::string found;
+    for (int i = 0; i < data.GetCQvByteArrayW32Count(); ++i)
+    {
+        int id = 0;
+        const CQvByteArrayW32& entry = data.GetCQvByteArrayW32(i, &id);
+        EXPECT_EQ(std::string(static_cast<const char*>(entry.GetData()), entry.GetSize()),
+                  std::to_string(id));
+        found += std::to_string(id) + " ";
+    }
+    EXPECT_EQ(found, "1024 1029 1150 2052 3082 ");
+}
+
 TEST_F(Resources, OneResourceIsAppendedUnderTheIdThatIsAskedFor)
 {
     const Wide path = copied("module64.dll");
