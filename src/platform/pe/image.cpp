@@ -1,6 +1,7 @@
 #include "image.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace platform::pe
 {
@@ -58,6 +59,17 @@ bool Image::parse(Bytes file)
         m_sections.push_back(section);
     }
     return true;
+}
+
+uint64_t Image::address_end(const Section& section) const
+{
+    const uint64_t page = section_alignment();
+    return section.address + aligned(section.extent(), std::has_single_bit(page) ? page : 1);
+}
+
+uint64_t Image::mapped_size(const Section& section) const
+{
+    return std::min<uint64_t>(section.raw_size, address_end(section) - section.address);
 }
 
 Directory Image::directory(unsigned index) const

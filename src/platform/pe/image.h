@@ -37,8 +37,7 @@ struct Section
     uint32_t raw_size;
     uint32_t raw_offset;
 
-    // What it takes of the image and of the file; 64 bits, so that nothing wraps.
-    uint64_t address_end() const { return uint64_t{address} + extent(); }
+    // What it takes of the file and has of the image; 64 bits, so that nothing wraps.
     uint64_t extent() const { return virtual_size ? virtual_size : raw_size; }
     uint64_t raw_end() const { return raw_size ? uint64_t{raw_offset} + raw_size : 0; }
 };
@@ -63,6 +62,11 @@ public:
     uint64_t directory_field(unsigned index) const { return m_directories + index * 8; }
     unsigned directory_count() const { return m_directory_count; }
     uint64_t section_table() const { return m_section_table; }
+
+    // Where the pages of a section end, and how many of its bytes in the file lie in them: what a
+    // file has beyond is not loaded, and its addresses may be another section's.
+    uint64_t address_end(const Section& section) const;
+    uint64_t mapped_size(const Section& section) const;
 
     uint32_t section_alignment() const { return m_file.at<uint32_t>(m_optional + 32); }
     uint32_t file_alignment() const { return m_file.at<uint32_t>(m_optional + 36); }

@@ -58,7 +58,7 @@ bool ResourceTree::open(const Image& image)
         // The last section of a file may be cut short of its padding.
         const uint64_t size = image.file().size();
         const uint64_t there = section.raw_offset < size
-                                   ? std::min<uint64_t>(section.raw_size, size - section.raw_offset)
+                                   ? std::min(image.mapped_size(section), size - section.raw_offset)
                                    : 0;
         Extent extent{section.address, {}};
         if (image.file().part(section.raw_offset, there, extent.bytes) && there)

@@ -65,13 +65,26 @@ private:
         for (const Section& section : m_image.sections())
         {
             m_body_end = std::max(m_body_end, section.raw_end());
-            m_address_end = std::max(m_address_end, section.address_end());
+            m_address_end = std::max(m_address_end, m_image.address_end(section));
             m_first_address = std::min<uint64_t>(m_first_address, section.address);
             if (section.raw_size)
                 m_first_raw = std::min<uint64_t>(m_first_raw, section.raw_offset);
         }
         // A file may lack the padding of its last section, but not more.
         return m_first_raw >= m_table_end && m_body_end <= m_file.size() + file_alignment;
+    }
+
+    // Whether something else than the resources is said to lie in a range of addresses.
+    bool holds_other_directory(uint64_t start, uint64_t end) const
+    {
+        for (unsigned i = 0; i < m_image.directory_count(); ++i)
+        {
+            const Directory other = m_image.directory(i);
+            if (i != directory_resources && i != directory_certificates && other.address &&
+                overlaps(other.address, uint64_t{other.address} + other.size, start, end))
+                return true;
+        }
+        return false;
     }
 
     // The section that holds the resources and nothing else, or null.
@@ -85,18 +98,13 @@ private:
         if (!own || aligned(uint64_t{directory.size} + 1, 512) < own->extent())
             return nullptr;
         const uint64_t end = own->address + std::max<uint64_t>(own->extent(), own->raw_size);
-        for (unsigned i = 0; i < m_image.directory_count(); ++i)
-        {
-            const Directory other = m_image.directory(i);
-            if (i != directory_resources && i != directory_certificates && other.address &&
-                overlaps(other.address, uint64_t{other.address} + other.size, own->address, end))
-                return nullptr;
-        }
+        if (holds_other_directory(own->address, end))
+            return nullptr;
         for (const Section& section : m_image.sections())
             if (&section != own &&
                 (overlaps(section.raw_offset, section.raw_end(), own->raw_offset, own->raw_end()) ||
-                 overlaps(section.address, section.address_end(), own->address,
-                          own->address_end())))
+                 overlaps(section.address, m_image.address_end(section), own->address,
+                          m_image.address_end(*own))))
                 return nullptr;
         return own;
     }
@@ -107,7 +115,7 @@ private:
         const uint64_t need = m_section.size();
         m_virtual_size = need;
         m_old = own_section();
-        if (m_old && m_old->raw_end() == m_body_end && m_old->address_end() == m_address_end)
+        if (m_old && m_old->raw_end() == m_body_end && m_image.address_end(*m_old) == m_address_end)
         {
             m_raw_size = aligned(need, m_image.file_alignment());
             m_new_offset = m_old->raw_offset;
@@ -134,6 +142,9 @@ private:
             m_new_body_end = m_new_offset + m_raw_size;
             m_how = How::behind;
         }
+        // A directory of something that the file lacks: what lies there now would be taken for it.
+        if (holds_other_directory(m_address, m_address + m_virtual_size))
+            return ERROR_BAD_EXE_FORMAT;
         const uint64_t overlay = m_file.size() > m_body_end ? m_file.size() - m_body_end : 0;
         const uint64_t image_end = aligned(m_address + m_virtual_size, m_image.section_alignment());
         return image_end > UINT32_MAX || m_new_body_end + overlay > UINT32_MAX
@@ -217,7 +228,7 @@ private:
         uint64_t end = m_how == How::last ? 0 : m_address_end;
         for (const Section& section : m_image.sections())
             if (&section != m_old)
-                end = std::max(end, section.address_end());
+                end = std::max(end, m_image.address_end(section));
         end = std::max(end, m_address + m_virtual_size);
         patch(m_image.image_size_field(),
               static_cast<uint32_t>(aligned(end, m_image.section_alignment())));

@@ -356,6 +356,47 @@ TEST_F(ResourceUpdates, DataThatOverlapsIsKeptUnderEachOfItsNames)
     EXPECT_EQ(read_back(path, L"X"), "x");
 }
 
+// Stripped of its relocations, but not of their entry: the loader would take resources for them.
+TEST_F(ResourceUpdates, NothingIsPutWhereTheHeadersLookForSomethingElse)
+{
+    const std::string path = copied("program64.exe");
+    std::string file = test::read_file(path);
+    const PePlaces places(file);
+    const size_t entry = places.entry(file, ".rsrc"); // the last section
+    const auto end = test::number_at<uint32_t>(file, entry + 12) + 0x4000;
+    test::set_number(file, places.directories + 5 * 8, end);
+    test::set_number(file, places.directories + 5 * 8 + 4, 12u);
+    test::write_file(path, file);
+    Update large(path);
+    large.set(L"X", some_bytes(0x4000, 1));
+    EXPECT_FALSE(large.end());
+    EXPECT_EQ(GetLastError(), ERROR_BAD_EXE_FORMAT);
+    EXPECT_TRUE(test::read_file(path) == file);
+    Update small(path);
+    small.set(L"X", "x");
+    EXPECT_TRUE(small.end()) << "ends before it";
+}
+
+// What a section has in the file beyond its pages in the image is not loaded: the addresses behind
+// them are the next section's.
+TEST_F(ResourceUpdates, ASectionReachesNoFurtherThanItsPages)
+{
+    const std::string path = copied("module64.dll");
+    std::string file = test::read_file(path);
+    const PePlaces places(file);
+    const size_t entry = places.entry(file, ".idata"); // before the resources
+    test::set_number(file, entry + 16, 0x2000u);
+    test::set_number(file, entry + 20, static_cast<uint32_t>(file.size()));
+    file += std::string(0x2000, '\xFF'); // no tree
+    test::write_file(path, file);
+    EXPECT_EQ(read_back(path, MAKEINTRESOURCEW(1033)), "data of 0x409");
+    Update update(path);
+    update.set(L"X", "x");
+    ASSERT_TRUE(update.end()) << GetLastError();
+    EXPECT_EQ(read_back(path, L"X"), "x");
+    EXPECT_EQ(read_back(path, MAKEINTRESOURCEW(1033)), "data of 0x409");
+}
+
 TEST_F(ResourceUpdates, DamagedFilesAreRefusedAndStay)
 {
     const std::string path = copied("module64.dll");
