@@ -19,7 +19,9 @@
 #include "event_state.h"
 #include "handle_table.h"
 #include "system/calls.h"
+#include "system/clock.h"
 #include "system/last_error.h"
+#include "termination_signal.h"
 #include "windows.h"
 
 using namespace platform;
@@ -64,11 +66,6 @@ __attribute__((tls_model("initial-exec"))) thread_local volatile sig_atomic_t t_
 __attribute__((tls_model("initial-exec"))) thread_local volatile sig_atomic_t t_put_off = 0;
 
 constinit std::atomic<void (*)(DWORD)> g_cleaner{nullptr};
-
-int terminate_signal()
-{
-    return SIGRTMAX - 3;
-}
 
 void on_terminate(int)
 {
@@ -125,10 +122,7 @@ void* run_thread(void* argument)
     const std::unique_ptr<Launch> launch(static_cast<Launch*>(argument));
     const StatePointer state = launch->state;
     // A creator that had all signals blocked has passed that on.
-    sigset_t terminate;
-    sigemptyset(&terminate);
-    sigaddset(&terminate, terminate_signal());
-    pthread_sigmask(SIG_UNBLOCK, &terminate, nullptr);
+    allow_termination_signal();
     t_state = state.get();
     const Ending ending{*state};
     state->id = GetCurrentThreadId();
@@ -184,15 +178,9 @@ void apply_priority(pid_t id, int priority)
     sys::set_nice(id, nice_of(priority));
 }
 
-bool install_terminate_handler()
+bool can_terminate()
 {
-    static const bool installed = []
-    {
-        struct sigaction action = {};
-        action.sa_handler = on_terminate;
-        action.sa_flags = SA_RESTART;
-        return sys::sigaction(terminate_signal(), &action) == 0;
-    }();
+    static const bool installed = install_termination_handler(on_terminate);
     return installed;
 }
 
@@ -201,18 +189,26 @@ bool install_terminate_handler()
 BOOL terminate(ThreadState& state, DWORD exit_code)
 {
     constexpr DWORD long_enough = 1000; // ms; a signal takes microseconds
-    if (!install_terminate_handler())
+    if (!can_terminate())
         return fail_errno(errno);
     if (state.ended != 0)
         return TRUE;
     state.terminated_with = exit_code;
     state.terminating = true;
-    if (sys::send_signal(static_cast<pid_t>(state.id), terminate_signal()) != 0 && errno != ESRCH)
-        return fail_errno(errno);
     const int64_t deadline = deadline_after(long_enough);
-    while (state.ended == 0)
-        if (!futex_wait(&state.ended, 0, deadline, false))
+    for (int64_t again = 0; state.ended == 0;)
+    {
+        const int64_t now = monotonic_ns();
+        if (now >= deadline)
             return TRUE;
+        if (now >= again)
+        {
+            if (!send_termination_signal(static_cast<pid_t>(state.id)) && errno != ESRCH)
+                return fail_errno(errno);
+            again = now + termination_resend;
+        }
+        futex_wait(&state.ended, 0, std::min(again, deadline), false);
+    }
     if (PinBase* const pin = state.waits_with.exchange(nullptr))
         pin->release(); // its stack stays: nobody else gives it back
     if (void (*const clean)(DWORD) = g_cleaner)

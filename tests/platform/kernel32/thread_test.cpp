@@ -38,14 +38,6 @@ void expect_ends_with(HANDLE thread, DWORD code)
     CloseHandle(thread);
 }
 
-// ThreadSanitizer holds a signal back until the thread calls something that it watches.
-#if defined(__SANITIZE_THREAD__)
-#define NEEDS_SIGNALS_AT_ONCE()                                                                    \
-    GTEST_SKIP() << "ThreadSanitizer does not let signals through to a thread like this one"
-#else
-#define NEEDS_SIGNALS_AT_ONCE() static_cast<void>(0)
-#endif
-
 unsigned wait_for_event(void* event)
 {
     WaitForSingleObject(event, INFINITE);
@@ -135,7 +127,6 @@ TEST_F(Thread, TheIdIsTheThreadsOwnAlsoAfterAFork)
 
 TEST_F(Thread, TerminationEndsAThreadThatOnlySpins)
 {
-    NEEDS_SIGNALS_AT_ONCE();
     std::atomic<bool> running = false;
     const HANDLE thread = begin(spin, &running);
     while (!running)
@@ -146,7 +137,6 @@ TEST_F(Thread, TerminationEndsAThreadThatOnlySpins)
 
 TEST_F(Thread, TerminationEndsAThreadInABlockingCall)
 {
-    NEEDS_SIGNALS_AT_ONCE();
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     const HANDLE reader = begin(read_pipe, &ends[0]);
@@ -166,7 +156,6 @@ TEST_F(Thread, TerminationEndsAThreadInABlockingCall)
 
 TEST_F(Thread, TerminationEndsAThreadWhoseCreatorHadSignalsBlocked)
 {
-    NEEDS_SIGNALS_AT_ONCE();
     sigset_t all;
     sigset_t former;
     sigfillset(&all);
@@ -180,7 +169,6 @@ TEST_F(Thread, TerminationEndsAThreadWhoseCreatorHadSignalsBlocked)
 
 TEST_F(Thread, ATerminatedWaiterKeepsNothingAlive)
 {
-    NEEDS_SIGNALS_AT_ONCE();
     const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, "door");
     const HANDLE thread = begin(wait_for_event, event);
     EXPECT_EQ(WaitForSingleObject(thread, 1), WAIT_TIMEOUT);
