@@ -1,113 +1,40 @@
-// A trace record to a capture in another process, beside a futex ping-pong between two processes.
+// Trace records to a capture in another process, from this process and from one and several others
+// at once, beside a futex ping-pong between two processes.
 #include <atomic>
-#include <climits>
-#include <csignal>
+#include <chrono>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
-#include <linux/futex.h>
-#include <spawn.h>
-#include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <benchmark/benchmark.h>
 
 #include <plinth_w32_system.h>
 
+#include "processes.h"
 #include "rows.h"
 
-extern char** environ;
+using bench::Child;
+using bench::SharedPage;
+using bench::SharedWords;
 
 namespace
 {
 
-// Another process of this program, with a pipe on which it says when it is ready; killed with the
-// scope.
-class Child
-{
-public:
-    explicit Child(std::vector<std::string> words)
-    {
-        int ends[2];
-        if (pipe(ends) != 0)
-            throw std::runtime_error("pipe");
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-        posix_spawn_file_actions_addclose(&actions, ends[0]);
-        words.insert(words.begin(), {"/proc/self/exe", "--child"});
-        std::vector<char*> arguments;
-        for (std::string& word : words)
-            arguments.push_back(word.data());
-        arguments.push_back(nullptr);
-        if (posix_spawn(&m_pid, arguments[0], &actions, nullptr, arguments.data(), environ) != 0)
-            m_pid = -1;
-        posix_spawn_file_actions_destroy(&actions);
-        close(ends[1]);
-        char byte;
-        m_ready = m_pid > 0 && read(ends[0], &byte, 1) == 1;
-        close(ends[0]);
-    }
-    ~Child()
-    {
-        if (m_pid > 0)
-        {
-            kill(m_pid, SIGKILL);
-            waitpid(m_pid, nullptr, 0);
-        }
-    }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-    bool ready() const { return m_ready; }
+constexpr uint32_t texts_of_a_round = 5000; // of each writing process
 
-private:
-    pid_t m_pid = -1;
-    bool m_ready = false;
-};
-
-void say_ready()
+void trace_one(int number)
 {
-    if (write(STDOUT_FILENO, "r", 1) != 1)
-        _exit(1);
-}
-
-struct Words
-{
-    std::atomic<uint32_t> ping;
-    std::atomic<uint32_t> pong;
-};
-
-void wait_for(std::atomic<uint32_t>& word, uint32_t value)
-{
-    uint32_t now;
-    while ((now = word.load(std::memory_order_acquire)) != value)
-        syscall(SYS_futex, &word, FUTEX_WAIT, now, nullptr, nullptr, 0);
-}
-
-void set(std::atomic<uint32_t>& word, uint32_t value)
-{
-    word.store(value, std::memory_order_release);
-    syscall(SYS_futex, &word, FUTEX_WAKE, 1, nullptr, nullptr, 0);
-}
-
-Words* map_words(const char* path)
-{
-    const int file = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (file < 0 || ftruncate(file, 4096) != 0)
-        return nullptr;
-    void* const view = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-    close(file);
-    return view == MAP_FAILED ? nullptr : static_cast<Words*>(view);
+    DiagOutputExW_hlp("bench\\channel_bench", __LINE__);
+    DiagOutputExW(L"|thrid| |adt00| |absdt| opened document %d of %d", number, 1000);
 }
 
 void to_capture(benchmark::State& state)
 {
-    const Child listener({"capture"});
+    const SharedPage page("capture");
+    const Child listener({"capture", page.path()});
     if (!listener.ready())
     {
         state.SkipWithError("the listener did not start");
@@ -116,20 +43,63 @@ void to_capture(benchmark::State& state)
     const unsigned former = QV_SetTraceOptions(QV_DIAG_DEBUGGER);
     int number = 0;
     for (auto _ : state)
-    {
-        DiagOutputExW_hlp("bench\\channel_bench", __LINE__);
-        DiagOutputExW(L"|thrid| |adt00| |absdt| opened document %d of %d", ++number, 1000);
-    }
+        trace_one(++number);
     QV_SetTraceOptions(former);
 }
 BENCHMARK(to_capture)->Name("channel/record");
 
+// How long so many processes take, all writing at once, for each of their texts.
+void from_writers(benchmark::State& state)
+{
+    const auto count = static_cast<uint32_t>(state.range(0));
+    const SharedPage page("writers");
+    SharedWords* const words = page.words();
+    // The writers first: what the library says as it loads isn't to be counted.
+    std::vector<std::unique_ptr<Child>> writers;
+    bool ready = words != nullptr;
+    for (uint32_t i = 0; ready && i < count; ++i)
+    {
+        writers.push_back(std::make_unique<Child>(
+            std::vector<std::string>{"writer", page.path(), std::to_string(count)}));
+        ready = writers.back()->ready();
+    }
+    const Child listener({"capture", page.path()});
+    if (!ready || !listener.ready())
+    {
+        state.SkipWithError("the processes did not start");
+        return;
+    }
+    uint32_t round = 0;
+    uint32_t expected = words->received;
+    double seconds = 0;
+    for (auto _ : state)
+    {
+        const auto start = std::chrono::steady_clock::now();
+        bench::set(words->round, ++round);
+        bench::wait_for(words->ended, round * count);
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+        seconds += took.count();
+        state.SetIterationTime(took.count());
+        // The callback comes behind the channel, and must have had every text.
+        expected += count * texts_of_a_round;
+        for (int i = 0; words->received != expected && i < 5'000; ++i)
+            usleep(1'000);
+        if (words->received != expected)
+        {
+            state.SkipWithError("texts were lost");
+            return;
+        }
+    }
+    state.counters["ns"] = seconds * 1e9 / (double{texts_of_a_round} * round * count);
+}
+BENCHMARK(from_writers)->Name("channel/1 writer")->Arg(1)->UseManualTime()->Iterations(1);
+BENCHMARK(from_writers)->Name("channel/4 writers")->Arg(4)->UseManualTime()->Iterations(1);
+
 void pingpong(benchmark::State& state)
 {
-    const std::string path = "/dev/shm/plinth-bench-" + std::to_string(getpid());
-    Words* const words = map_words(path.c_str());
-    const Child echo({"pingpong", path});
-    unlink(path.c_str());
+    const SharedPage page("pingpong");
+    SharedWords* const words = page.words();
+    const Child echo({"pingpong", page.path()});
     if (!words || !echo.ready())
     {
         state.SkipWithError("the echo did not start");
@@ -139,36 +109,59 @@ void pingpong(benchmark::State& state)
     for (auto _ : state)
     {
         ++number;
-        set(words->ping, number);
-        wait_for(words->pong, number);
+        bench::set(words->ping, number);
+        bench::wait_for(words->pong, number);
     }
-    munmap(words, 4096);
 }
 BENCHMARK(pingpong)->Name("channel/pingpong");
 
-std::atomic<uint64_t> g_received;
+SharedWords* g_words = nullptr;
+
+void count_text(const wchar_t*)
+{
+    ++g_words->received;
+}
 
 } // namespace
 
-int bench::capture_child()
+int bench::capture_child(const char* shared)
 {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const CQvDebugOutputCapture capture([](const wchar_t*) { ++g_received; });
+    g_words = map_words(shared);
+    if (!g_words)
+        return 1;
+    const CQvDebugOutputCapture capture(count_text);
     // The listener is there once a text of this very process has come through.
-    while (g_received == 0)
+    while (g_words->received == 0)
     {
         OutputDebugStringA("ready?");
-        Sleep(1);
+        for (int i = 0; g_words->received == 0 && i < 5'000; ++i)
+            Sleep(1);
     }
     say_ready();
     for (;;)
         pause();
 }
 
+int bench::writer_child(const char* shared, uint32_t writers)
+{
+    SharedWords* const words = map_words(shared);
+    if (!words)
+        return 1;
+    QV_SetTraceOptions(QV_DIAG_DEBUGGER);
+    say_ready();
+    for (uint32_t round = 1;; ++round)
+    {
+        wait_for(words->round, round);
+        for (uint32_t i = 0; i < texts_of_a_round; ++i)
+            trace_one(static_cast<int>(i));
+        if (words->ended.fetch_add(1) + 1 == round * writers)
+            wake(words->ended);
+    }
+}
+
 int bench::pingpong_child(const char* shared)
 {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    Words* const words = map_words(shared);
+    SharedWords* const words = map_words(shared);
     if (!words)
         return 1;
     say_ready();

@@ -86,6 +86,19 @@ void print_table(const MedianReporter& results)
     }
 }
 
+void print_rates(const MedianReporter& results)
+{
+    bool any = false;
+    for (const bench::Rate& rate : bench::rates)
+    {
+        const double each = results.median(rate.benchmark);
+        if (each <= 0)
+            continue;
+        std::printf("%s%-42s %10.0f per second\n", any ? "" : "\n", rate.what, 1e9 / each);
+        any = true;
+    }
+}
+
 } // namespace
 
 std::string bench::folder()
@@ -97,8 +110,10 @@ int main(int argc, char** argv)
 {
     if (argc >= 3 && std::strcmp(argv[1], "--child") == 0)
     {
-        if (std::strcmp(argv[2], "capture") == 0)
-            return bench::capture_child();
+        if (std::strcmp(argv[2], "capture") == 0 && argc == 4)
+            return bench::capture_child(argv[3]);
+        if (std::strcmp(argv[2], "writer") == 0 && argc == 5)
+            return bench::writer_child(argv[3], static_cast<uint32_t>(std::atoi(argv[4])));
         if (std::strcmp(argv[2], "pingpong") == 0 && argc == 4)
             return bench::pingpong_child(argv[3]);
         return 2;
@@ -122,6 +137,7 @@ int main(int argc, char** argv)
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     print_table(reporter);
+    print_rates(reporter);
     bench::print_timer_accuracy();
     return 0;
 }

@@ -4,6 +4,7 @@
 // hits both. What counts is the ratio of the medians.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,10 @@ inline constexpr Row rows[] = {
     {"  the same", "trace/log", "trace/spdlog", "spdlog, flushed file sink", 1.0},
     {"DiagOutputExW to a capture, other process", "channel/record", "channel/pingpong",
      "futex ping-pong", 1.0},
+    {"  the same from 1 process, to its end", "channel/1 writer", "channel/pingpong",
+     "futex ping-pong", 1.0},
+    {"  from 4 processes at once, each text", "channel/4 writers", "channel/pingpong",
+     "futex ping-pong", 0},
     {"DiagOutputExW, no destination", "trace/nowhere", nullptr, "guide: 400 ns", 400},
     {"QV_GetTimeCounter", "clock/QV_GetTimeCounter", "clock/clock_gettime", "clock_gettime", 1.5},
     {"QV_ReadFile, 4 KiB", "file/QV_ReadFile", "file/read", "read(2)", 1.10},
@@ -50,12 +55,26 @@ inline constexpr Row rows[] = {
     {"QV_Generate_Uuid", "uuid/QV_Generate_Uuid", nullptr, "getrandom(2)", 0},
 };
 
+// What the second table shows: how many a second.
+struct Rate
+{
+    const char* what;
+    const char* benchmark;
+};
+
+inline constexpr Rate rates[] = {
+    {"texts to a capture, 1 writing process", "channel/1 writer"},
+    {"texts to a capture, 4 writing processes", "channel/4 writers"},
+    {"round trips of the futex ping-pong", "channel/pingpong"},
+};
+
 // Files of the run, removed by whoever set PLINTH_ROOT. Native path, no separator at the end.
 std::string folder();
 
 // Runs the process's other half: main() calls the function of this name when it was started with
 // --child NAME.
-int capture_child();
+int capture_child(const char* shared);
+int writer_child(const char* shared, uint32_t writers);
 int pingpong_child(const char* shared);
 
 // The Windows form of a native path, for a path without characters beyond ASCII.
