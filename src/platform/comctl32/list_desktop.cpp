@@ -11,6 +11,13 @@ std::shared_ptr<ListModel> list_model_of(HWND window)
     return std::dynamic_pointer_cast<ListModel>(control_of(window));
 }
 
+void tell_rows_changed(HWND list, ListModel& model)
+{
+    const PlinthDesktop* const to = desktop();
+    if (to && to->rows_changed && model.must_tell())
+        to->rows_changed(list);
+}
+
 BOOL list_take_changes(HWND list, PlinthListChanges* changes)
 {
     const std::shared_ptr<ListModel> model = list_model_of(list);

@@ -10,6 +10,11 @@ struct PlinthListChanges;
 namespace platform
 {
 
+class ListModel;
+
+// On the list's own thread: tells the display of what has changed, if it is there and must hear.
+void tell_rows_changed(HWND list, ListModel& model);
+
 BOOL list_take_changes(HWND list, PlinthListChanges* changes);
 int list_column_count(HWND list);
 int list_column(HWND list, int column, int* width, wchar_t* text, int size);

@@ -122,6 +122,8 @@ try
     const Lock lock(m_lock);
     index = std::min(index, m_rows.size());
     m_rows.insert(m_rows.begin() + static_cast<ptrdiff_t>(index), std::move(row));
+    if (index <= m_label_edit.row && m_label_edit.row != LabelEdit::no_row)
+        ++m_label_edit.row;
     changed_from(index);
     return static_cast<ptrdiff_t>(index);
 }
@@ -152,6 +154,10 @@ bool ListModel::delete_row(size_t row)
     if (row >= m_rows.size())
         return false;
     m_rows.erase(m_rows.begin() + static_cast<ptrdiff_t>(row));
+    if (row == m_label_edit.row)
+        m_label_edit.row = LabelEdit::no_row;
+    else if (row < m_label_edit.row && m_label_edit.row != LabelEdit::no_row)
+        --m_label_edit.row;
     m_top = std::min(m_top, m_rows.empty() ? 0 : m_rows.size() - 1);
     changed_from(row);
     return true;
@@ -163,6 +169,7 @@ void ListModel::delete_all_rows()
     m_rows.clear();
     m_rows.shrink_to_fit();
     m_top = 0;
+    m_label_edit.row = LabelEdit::no_row;
     m_changes.visible_row = -1;
     changed_from(0);
 }
@@ -206,6 +213,18 @@ size_t ListModel::top() const
 {
     const Lock lock(m_lock);
     return m_top;
+}
+
+LabelEdit ListModel::label_edit() const
+{
+    const Lock lock(m_lock);
+    return m_label_edit;
+}
+
+void ListModel::set_label_edit(const LabelEdit& edit)
+{
+    const Lock lock(m_lock);
+    m_label_edit = edit;
 }
 
 bool ListModel::must_tell()

@@ -31,6 +31,16 @@ struct ListChanges
     bool columns = false;
 };
 
+// The editing of a label. The window's thread alone begins and ends it.
+struct LabelEdit
+{
+    HWND control = nullptr; // null: none
+    size_t row = 0;
+    bool ending = false; // the list's parent is being told
+
+    static constexpr size_t no_row = SIZE_MAX; // one that was deleted meanwhile
+};
+
 class ListModel : public ControlData
 {
 public:
@@ -58,6 +68,10 @@ public:
     bool make_visible(size_t row, size_t per_page);
     size_t top() const;
 
+    // What is edited; the row moves along with those that come and go before it.
+    LabelEdit label_edit() const;
+    void set_label_edit(const LabelEdit& edit);
+
     // True if the display has not been told since it last took the changes; it counts as told then.
     bool must_tell();
     ListChanges take_changes();
@@ -71,6 +85,7 @@ private:
     std::vector<ListColumn> m_columns;
     std::deque<ListRow> m_rows; // grows without moving what is there
     size_t m_top = 0;
+    LabelEdit m_label_edit;
     ListChanges m_changes;
     bool m_dirty = false;
     bool m_told = false;

@@ -5,6 +5,8 @@
 #include <new>
 
 #include "commctrl.h"
+#include "label_edit.h"
+#include "list_desktop.h"
 #include "list_model.h"
 #include "list_parcel.h"
 #include "system/faults.h"
@@ -224,20 +226,69 @@ catch (const std::bad_alloc&)
     return fail_with(ERROR_NOT_ENOUGH_MEMORY);
 }
 
+RECT label_place(HWND list, size_t row)
+{
+    RECT place = {};
+    const std::shared_ptr<ListModel> model = list_model_of(list);
+    int width = 0;
+    if (!model || row >= model->rows() || model->column(0, &width, nullptr, nullptr, 0) < 0)
+        return place;
+    place.right = width;
+    place.top = header_height + static_cast<LONG>(static_cast<ptrdiff_t>(row) -
+                                                  static_cast<ptrdiff_t>(model->top())) *
+                                    row_height;
+    place.bottom = place.top + row_height;
+    return place;
+}
+
+// What the editing of labels makes of a message; false for one that is to be handled further. These
+// reach the parent, whose procedure may do anything: nothing is held meanwhile.
+bool handle_label(HWND window, UINT message, WPARAM wParam, LRESULT& result)
+{
+    const size_t row = index_of(wParam);
+    switch (message)
+    {
+    case LVM_EDITLABELW:
+        if (row == SIZE_MAX)
+            end_label_edit(window, false);
+        result = row == SIZE_MAX ? 0
+                                 : reinterpret_cast<LRESULT>(
+                                       begin_label_edit(window, row, label_place(window, row)));
+        return true;
+    case LVM_CANCELEDITLABEL:
+        end_label_edit(window, false);
+        return true;
+    case LVM_GETEDITCONTROL:
+        result = reinterpret_cast<LRESULT>(label_edit_of(window).control);
+        return true;
+    case LVM_DELETEITEM:
+        if (label_edit_of(window).row != row)
+            return false;
+        end_label_edit(window, false);
+        return false;
+    case LVM_DELETEALLITEMS:
+    case WM_DESTROY:
+        end_label_edit(window, false);
+        return false;
+    default:
+        return false;
+    }
+}
+
 LRESULT CALLBACK list_view_procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
     if (message == WM_NCCREATE && !make_model(window))
         return FALSE;
+    LRESULT result = 0;
+    if (handle_label(window, message, wParam, result))
+        return result;
     if (message < LVM_FIRST)
         return DefWindowProcW(window, message, wParam, lParam);
     const NoTermination guard; // the model is held meanwhile
     const std::shared_ptr<ListModel> model = list_model_of(window);
-    LRESULT result = 0;
     if (!model || !handle(*model, window, message, wParam, lParam, result))
         return 0;
-    const PlinthDesktop* const to = desktop();
-    if (to && to->rows_changed && model->must_tell())
-        to->rows_changed(window);
+    tell_rows_changed(window, *model);
     return result;
 }
 
@@ -254,5 +305,6 @@ extern "C" void InitCommonControls(void)
                        list.lpfnWndProc = list_view_procedure;
                        list.lpszClassName = WC_LISTVIEWW;
                        register_class(list, make_list_parcel);
+                       register_edit_class();
                    });
 }

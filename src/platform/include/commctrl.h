@@ -29,6 +29,7 @@ extern "C"
 #define LVM_DELETEITEM (LVM_FIRST + 8)
 #define LVM_DELETEALLITEMS (LVM_FIRST + 9)
 #define LVM_ENSUREVISIBLE (LVM_FIRST + 19)
+#define LVM_GETEDITCONTROL (LVM_FIRST + 24) // null while no label is edited
 #define LVM_DELETECOLUMN (LVM_FIRST + 28)
 #define LVM_GETCOLUMNWIDTH (LVM_FIRST + 29)
 #define LVM_SETCOLUMNWIDTH (LVM_FIRST + 30)
@@ -42,6 +43,19 @@ extern "C"
 #define LVM_INSERTCOLUMNW (LVM_FIRST + 97)
 #define LVM_GETITEMTEXTW (LVM_FIRST + 115)
 #define LVM_SETITEMTEXTW (LVM_FIRST + 116)
+    // Starts the editing of a row's label, its first cell, in a list with LVS_EDITLABELS: a window
+    // of class "Edit", or null. It ends the editing that there was, keeping the text; -1 only ends
+    // that, and cancels it. The edit window takes WM_SETTEXT; VK_RETURN and WM_KILLFOCUS keep its
+    // text, VK_ESCAPE cancels.
+#define LVM_EDITLABELW (LVM_FIRST + 118)
+#define LVM_CANCELEDITLABEL (LVM_FIRST + 179)
+
+    // To the parent, as WM_NOTIFY with an NMLVDISPINFOW. Before the first the edit window is there;
+    // TRUE refuses it. The second brings the new text, null if the editing was cancelled; TRUE
+    // takes it over into the list.
+#define LVN_FIRST (0u - 100u)
+#define LVN_BEGINLABELEDITW (LVN_FIRST - 75)
+#define LVN_ENDLABELEDITW (LVN_FIRST - 76)
 
     typedef struct LVCOLUMNW
     {
@@ -77,6 +91,12 @@ extern "C"
         int iGroup;
     } LVITEMW, *LPLVITEMW;
 
+    typedef struct NMLVDISPINFOW
+    {
+        NMHDR hdr;
+        LVITEMW item;
+    } NMLVDISPINFOW, *LPNMLVDISPINFOW;
+
     // Registers the classes of the controls.
     PLINTH_PLATFORM_API void WINAPI InitCommonControls(void);
 
@@ -85,6 +105,7 @@ extern "C"
 static_assert(sizeof(LVCOLUMNW) == 56 && offsetof(LVCOLUMNW, cchTextMax) == 24);
 static_assert(sizeof(LVITEMW) == 88 && offsetof(LVITEMW, pszText) == 24 &&
               offsetof(LVITEMW, lParam) == 40);
+static_assert(sizeof(NMLVDISPINFOW) == 112 && offsetof(NMLVDISPINFOW, item) == 24);
 #endif
 
 #endif

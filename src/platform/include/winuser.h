@@ -33,6 +33,7 @@ extern "C"
 #define WM_DESTROY 0x0002u
 #define WM_MOVE 0x0003u // LOWORD, HIWORD of lParam: x, y of the client area
 #define WM_SIZE 0x0005u // LOWORD, HIWORD of lParam: width, height of the client area
+#define WM_KILLFOCUS 0x0008u
 #define WM_SETTEXT 0x000Cu
 #define WM_GETTEXT 0x000Du
 #define WM_GETTEXTLENGTH 0x000Eu
@@ -42,7 +43,10 @@ extern "C"
 #define WM_NOTIFY 0x004Eu
 #define WM_NCCREATE 0x0081u
 #define WM_NCDESTROY 0x0082u
+#define WM_KEYDOWN 0x0100u // wParam: VK_...
 #define WM_TIMER 0x0113u
+#define VK_RETURN 0x0D
+#define VK_ESCAPE 0x1B
 #define SIZE_RESTORED 0u
 #define WM_USER 0x0400u
 #define WM_APP 0x8000u
