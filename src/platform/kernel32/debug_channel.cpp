@@ -133,7 +133,7 @@ constinit Objects g_objects;
 [[maybe_unused]] const int g_fork_watched =
     pthread_atfork(nullptr, nullptr, [] { g_objects.forget(); });
 
-// Where a test may have the process killed or stopped: the fault's error is the signal.
+// Where a test counts, or may have the process killed or stopped: the fault's error is the signal.
 void test_point(const char* name)
 {
     int signal = 0;
@@ -166,6 +166,7 @@ bool wait_for_buffer(ChannelControl& control, uint32_t listener, int64_t deadlin
             control.stuck = listener;
             return false;
         }
+        test_point("OutputDebugString.wait");
         const int64_t until = now + pause < deadline ? now + pause : deadline;
         if (ready.wait_until(until, true, in_hand) == WAIT_OBJECT_0)
             return true;

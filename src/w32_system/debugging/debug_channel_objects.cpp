@@ -42,6 +42,10 @@ bool MakeEvents(COutDbgStringSync& sync, bool quiet)
                       L"Unable to create synchronization object DBWIN_BUFFER_READY", __LINE__);
     if (error == ERROR_ALREADY_EXISTS)
     {
+        // Let go at once: the event is that of the other listener, for whose life it must not be
+        // signalled by anybody else, and which it must not outlive.
+        CloseHandle(sync.m_eventDBWIN_BUFFER_READY);
+        sync.m_eventDBWIN_BUFFER_READY = nullptr;
         if (!quiet)
             MessageBoxW(nullptr, L"There is tracing logger already running...", L"plinth Tracing",
                         MB_ICONEXCLAMATION);
