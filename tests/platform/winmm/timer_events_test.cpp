@@ -120,7 +120,7 @@ TEST(TimerEvents, ASynchronousKillWaitsForTheCallUnderWay)
             self.entered = true;
             self.entered.notify_all();
             self.killing.wait(false);
-            Sleep(20); // time enough for a kill that wouldn't wait
+            Sleep(20); // a call at work: time enough for a kill that wouldn't wait
             self.left = true;
         }
     } held;
@@ -149,10 +149,11 @@ struct SlowStart
         if (self.count == 0)
         {
             self.entered = now_ns();
-            while (now_ns() < self.entered + self.length)
+            while (now_ns() < self.entered + self.length) // its length is what is under test
                 Sleep(1);
         }
         ++self.count;
+        self.count.notify_all();
     }
 
     const int64_t length; // ns
@@ -179,8 +180,8 @@ TEST(TimerEvents, TicksMissedByALittleAreMadeUpFor)
 TEST(TimerEvents, TicksThatLieFarBackAreDropped)
 {
     SlowStart timer(400'000'000);
-    while (timer.count < 150)
-        Sleep(1);
+    for (int now; (now = timer.count) < 150;)
+        timer.count.wait(now);
     EXPECT_GE(now_ns() - timer.entered, 400'000'000 + 140'000'000);
 }
 

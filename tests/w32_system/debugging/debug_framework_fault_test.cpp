@@ -148,6 +148,42 @@ TEST_F(Framework, AWindowThatHangsCostsItsLimitAndIsEndedWithItsThread)
     CloseHandle(g_release);
 }
 
+// Each message that is not answered costs its limit, here without the time that it takes.
+TEST_F(Framework, AWindowThatHangsCostsTheAdderOneLimitForEachMessageAndTheOthersNothing)
+{
+    Windows windows;
+    windows.AddItem(L"|wndid:1| a");
+    windows.AddItem(L"|wndid:2| b");
+    PlinthTestFail("SendMessageTimeoutW", 1, 0, ERROR_TIMEOUT);
+    windows.AddItem(L"|wndid:1| \tnever\tshown");
+    EXPECT_EQ(PlinthTestCalls("SendMessageTimeoutW"), 5u) << "number, three fields, scrolling";
+    PlinthTestReset();
+    windows.AddItem(L"|wndid:2| \tshown");
+    EXPECT_EQ(cell(2, 1, 2), "shown");
+    windows.AddItem(L"|wndid:1| awake again");
+    EXPECT_EQ(row_count(1), 2);
+}
+
+TEST_F(Framework, OddTextsComeThroughTheChannelIntoTheirCells)
+{
+    CDebugFramework framework(nullptr);
+    ASSERT_TRUE(reaches_window(9));
+    std::string fields = "|wndid:9| ";
+    for (int i = 0; i < 300; ++i)
+        fields += "\t" + std::to_string(i % 10);
+    for (const char* text : {"|wndid:x9| no number", "|wndid:0| a\r\nb\tc\r\n\t",
+                             "|wndid:0| \xff\xc3(\xe2\x82", "|wndid:0"})
+        OutputDebugStringA(text);
+    OutputDebugStringA(fields.c_str());
+    ASSERT_TRUE(
+        comes_true([] { return row_count(0) == 4 && cell(9, row_count(9) - 1, 301) == "9"; }));
+    EXPECT_EQ(cell(0, 0, 1), " no number");
+    EXPECT_EQ(cell(0, 1, 1) + "|" + cell(0, 1, 2) + "|" + cell(0, 1, 3), " a  b|c  |");
+    const std::string bad = "\xef\xbf\xbd";
+    EXPECT_EQ(cell(0, 2, 1), " " + bad + bad + "(" + bad);
+    EXPECT_EQ(cell(0, 3, 1), "");
+}
+
 TEST_F(Framework, DestructionDropsTheTextsThatWait)
 {
     static std::atomic<int> s_added{0};
@@ -158,7 +194,8 @@ TEST_F(Framework, DestructionDropsTheTextsThatWait)
         void AddItem(const wchar_t*) override
         {
             ++s_added;
-            Sleep(20);
+            while (m_bAdderRun)
+                Sleep(0);
         }
     };
     {
@@ -172,7 +209,7 @@ TEST_F(Framework, DestructionDropsTheTextsThatWait)
         for (int i = 0; i < 500; ++i)
             OutputDebugStringA("x");
     }
-    EXPECT_LT(s_added, 400) << "far fewer than were written";
+    EXPECT_EQ(s_added, 1) << "the one that was being added";
 }
 
 TEST_F(Framework, AnOwnerThatIsNoWindowIsNone)

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "debug_windows.h"
 #include "support/log_files.h"
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
@@ -82,15 +83,16 @@ TEST(TraceAllocations, NoneAfterTheFirstRecord)
 TEST(TraceAllocations, NoneAfterTheFirstRecordThatAListenerTook)
 {
     const CQvDebugOutputCapture capture([](const wchar_t*) { ++g_arrived; });
-    while (g_arrived == 0)
-    {
-        trace_all();
-        Sleep(1);
-    }
+    ASSERT_TRUE(test::comes_true(
+        []
+        {
+            trace_all();
+            return g_arrived > 0;
+        }));
     const int before = g_arrived;
     EXPECT_EQ(allocations(), 0);
-    while (g_arrived < before + 200) // two of each round go to the channel
-        Sleep(1);
+    // Two of each round go to the channel.
+    EXPECT_TRUE(test::comes_true([before] { return g_arrived >= before + 200; }));
 }
 
 #endif

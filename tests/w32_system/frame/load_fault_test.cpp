@@ -70,20 +70,25 @@ TEST(Load, OpensTheLogTracesOnceAndLetsStaticObjectsTrace)
 
 int trace_while_ending(int, char**)
 {
+    static std::atomic<int> s_at_work{0};
     for (int i = 0; i < 4; ++i)
         std::thread(
             []
             {
-                for (;;)
+                for (bool first = true;; first = false)
                 {
                     DiagOutputExW_hlp("file", 1);
                     DiagOutputExW(L"|wndid:%d| |adt00| |srcid|", rand() % 100);
                     QV_Log(L"x\r\n");
                     CQvLogFile::Detail();
+                    if (first)
+                        ++s_at_work;
+                    s_at_work.notify_all();
                 }
             })
             .detach();
-    Sleep(20);
+    for (int now; (now = s_at_work) < 4;)
+        s_at_work.wait(now);
     std::exit(0);
 }
 const test::ChildMain trace_while_ending_main("trace-while-ending", trace_while_ending);

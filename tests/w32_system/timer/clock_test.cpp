@@ -14,10 +14,25 @@ TEST(TimeCounter, StepsForwardInMilliseconds)
     ASSERT_TRUE(QueryPerformanceFrequency(&frequency));
     EXPECT_DOUBLE_EQ(QV_GetTimeCounterPrecision(),
                      1000.0 / static_cast<double>(frequency.QuadPart));
+    // What passes between two looks at it, beside the system's own counter around and within them.
+    const auto counter = [&]
+    {
+        LARGE_INTEGER now;
+        QueryPerformanceCounter(&now);
+        return static_cast<double>(now.QuadPart) * 1000.0 / static_cast<double>(frequency.QuadPart);
+    };
+    const double outer = counter();
     const double start = QV_GetTimeCounter();
-    Sleep(20);
+    const double inner = counter();
+    while (counter() < inner + 5.0)
+    {
+    }
+    const double least = counter() - inner;
     const double passed = QV_GetTimeCounter() - start;
-    EXPECT_GE(passed, 19.0);
+    const double most = counter() - outer;
+    constexpr double rounding = 1e-3; // ms
+    EXPECT_GE(passed, least - rounding);
+    EXPECT_LE(passed, most + rounding);
 }
 
 TEST(Sleep, EveryModeWaitsItsTimeAndNotLess)

@@ -108,8 +108,8 @@ TEST_F(TimerFaults, WithoutAnEventATimerRunsAndAWaitSaysThatItCanNot)
               Texts{"Cannot wait for time, its waitable object failed to be initialized."});
     calls.wait_for(2);
     EXPECT_EQ(test::kill(id), QV_OK);
-    while (test::record_of(id))
-        Sleep(1);
+    while (test::record_of(id)) // taken away by the thread of the timer
+        Sleep(0);
 }
 
 TEST_F(TimerFaults, AMultimediaTimerIsAskedForWholeMillisecondsAndItsResolution)
@@ -242,17 +242,21 @@ TEST_F(TimerFaults, TicksMissedByATimerThreadAreDroppedUncountedOrMadeUpFor)
 // Timers of every kind run on while the process ends, their callbacks use the library.
 int end_with_timers(int, char**)
 {
+    static std::atomic<int> s_calls{0};
     const auto busy = [](void*)
     {
         QV_Log(L"x\r\n");
         TimerCalls calls;
         test::wait(calls.set(0.1, 1, QV_PRECISION_SPIN));
+        ++s_calls;
+        s_calls.notify_all();
         return 1;
     };
     for (int mode = QV_PRECISION_SLEEP; mode <= QV_PRECISION_MM_1_ALIGNED; ++mode)
         for (int i = 0; i < 3; ++i)
             QV_SetThreadedTimer(busy, nullptr, mode == QV_PRECISION_SPIN ? 0.3 : 1.0, 0, mode, i);
-    Sleep(20);
+    for (int now; (now = s_calls) < 50;)
+        s_calls.wait(now);
     std::exit(0);
 }
 const test::ChildMain end_with_timers_main("end-with-timers", end_with_timers);
