@@ -39,10 +39,11 @@ constexpr int texts = 12'500;
 constexpr unsigned most_waits = 40;
 
 // Writes numbered texts, as many as each line says, and answers with the most waits that one of
-// them took and with how many took any.
+// them took and with how many took any. The second argument is the channel's patience in ms.
 int write_numbered(int, char** arguments)
 {
     const std::string before = arguments[0];
+    PlinthTestSetChannelPatience(static_cast<uint32_t>(std::stoul(arguments[1])));
     test::say("loaded");
     int number = 0;
     PlinthTestArm();
@@ -66,9 +67,14 @@ const test::ChildMain g_write_numbered("write-numbered", write_numbered);
 
 using Writer = std::unique_ptr<ChildProcess>;
 
-Writer start_writer(const std::string& before)
+// Where every text has to come, a machine that is too busy to run the listener must not matter.
+constexpr int usual_patience = 0;
+constexpr int long_patience = 60'000;
+
+Writer start_writer(const std::string& before, int patience)
 {
-    auto writer = std::make_unique<ChildProcess>("write-numbered", std::vector{before});
+    auto writer = std::make_unique<ChildProcess>("write-numbered",
+                                                 std::vector{before, std::to_string(patience)});
     EXPECT_EQ(writer->line(), "loaded");
     return writer;
 }
@@ -122,7 +128,7 @@ TEST_F(CaptureConcurrent, GetsEveryTextOfEightProcessesInOrderWhileOthersFindThe
     {
         std::vector<Writer> all;
         for (int i = 0; i < writers; ++i)
-            all.push_back(start_writer("w" + std::to_string(i) + " "));
+            all.push_back(start_writer("w" + std::to_string(i) + " ", long_patience));
         g_seen = g_disorder = 0;
         for (auto& next : g_next)
             next = 0;
@@ -141,7 +147,7 @@ TEST_F(CaptureConcurrent, GetsEveryTextOfEightProcessesInOrderWhileOthersFindThe
             EXPECT_EQ(test::row_count(0), 0);
         }
         for (const Writer& writer : all)
-            EXPECT_LE(written(writer).most, most_waits);
+            written(writer);
         EXPECT_TRUE(comes_true([] { return g_seen == writers * texts; })) << g_seen;
         for (const auto& next : g_next)
             EXPECT_EQ(next, texts);
@@ -161,14 +167,14 @@ TEST_F(CaptureConcurrent, AFrameworkShowsEveryTextOfEightProcessesWhileACaptureF
     {
         std::vector<Writer> all;
         for (int i = 0; i < writers; ++i)
-            all.push_back(start_writer("|wndid:" + std::to_string(i) + "| \t"));
+            all.push_back(start_writer("|wndid:" + std::to_string(i) + "| \t", long_patience));
         PlinthTestArm();
         const CDebugFramework framework(nullptr);
         const CQvDebugOutputCapture silent([](const wchar_t*) { FAIL() << "got a text"; });
         for (const Writer& writer : all)
             write(writer, rows);
         for (const Writer& writer : all)
-            EXPECT_LE(written(writer).most, most_waits);
+            written(writer);
         for (int window = 0; window < writers; ++window)
         {
             ASSERT_TRUE(comes_true([window] { return test::row_count(window) == rows; }))
@@ -214,7 +220,7 @@ TEST_F(CaptureConcurrent, ListenersThatAreStoppedAndKilledHoldUpNoWriterAndTheNe
     constexpr int count = 2'000;
     std::vector<Writer> all;
     for (int i = 0; i < 4; ++i)
-        all.push_back(start_writer("w" + std::to_string(i) + " "));
+        all.push_back(start_writer("w" + std::to_string(i) + " ", usual_patience));
     int last = 0; // that the former listener saw of the first writer
     uint64_t listeners = 0;
     do
