@@ -19,6 +19,15 @@ namespace
 
 constexpr int64_t day = 86'400'000; // ms
 
+// Names of logs that are so many days old, as seen on a clock shifted by as much.
+std::string name_of_day(int64_t days_ago)
+{
+    const time_t then = time(nullptr) - days_ago * 86'400;
+    char name[64];
+    strftime(name, sizeof name, "qvapp_%Y-%m-%d.log", localtime(&then));
+    return name;
+}
+
 class LogFaults : public testing::Test
 {
 protected:
@@ -27,6 +36,10 @@ protected:
     {
         PlinthTestReset();
         CQvLogFile::CloseLog();
+        CQvLogFile::SetMaxLogMessageLength(512);
+        test::set_log_setting(L"LogPerSession_4", 1);
+        test::set_log_setting(L"MaxLogMBytes", 0);
+        test::set_log_setting(L"MaxLogDays", 10);
     }
 };
 
@@ -85,6 +98,92 @@ TEST_F(LogFaults, AFailedSplitKeepsTheOldFile)
     EXPECT_EQ(test::log_content(), "goes on");
 }
 
+// Brings a log of 1 MiB to its limit: the next message splits it.
+void fill_log()
+{
+    EXPECT_EQ(CQvLogFile::SetProperties(1, 10), QV_OK);
+    CQvLogFile::SetMaxLogMessageLength(-1);
+    EXPECT_EQ(QV_Log(test::Wide(2u << 20, L'x')), QV_OK);
+}
+
+TEST_F(LogFaults, WithoutALocalTimeASplitFailsAndTheOldFileGoesOn)
+{
+    fill_log();
+    const std::string file = test::current_log();
+    PlinthTestFail("_localtime64", 1, 0, EINVAL);
+    EXPECT_EQ(QV_Log(L"lost"), QV_ERR_SYSTEM);
+    EXPECT_EQ(test::current_log(), file);
+    PlinthTestReset();
+    EXPECT_EQ(QV_Log(L"goes on"), QV_OK);
+    EXPECT_EQ(test::log_content(), "goes on");
+}
+
+// Wherever opening fails in a split, also behind the end of the old log.
+TEST_F(LogFaults, ASplitThatFailsLosesItsMessageAlone)
+{
+    int failures = 0;
+    int without_log = 0;
+    for (unsigned nth = 1;; ++nth)
+    {
+        test::start_log();
+        fill_log();
+        PlinthTestFail("open", nth, 1, EMFILE);
+        const int status = QV_Log(L"first");
+        const bool reached = PlinthTestCalls("open") >= nth;
+        PlinthTestReset();
+        ASSERT_LT(nth, 100u);
+        if (!reached)
+            break;
+        failures += status != QV_OK;
+        without_log += status == QV_ERR_SYSTEM;
+        EXPECT_TRUE(status == QV_OK || status == QV_ERR_OPENFILE || status == QV_ERR_SYSTEM);
+        EXPECT_EQ(QV_Log(L"second"), QV_OK) << nth;
+        EXPECT_EQ(test::log_content(), status == QV_OK ? "firstsecond" : "second") << nth;
+    }
+    EXPECT_GT(failures, 1);
+    EXPECT_GT(without_log, 0) << "the new instance could not open its file";
+}
+
+TEST_F(LogFaults, ASplitBehindMidnightBeginsTheNumbersAnew)
+{
+    test::set_log_setting(L"LogPerSession_4", 0);
+    test::write_file(test::log_folder() + "/" + test::log_name(3), "old\r\n");
+    fill_log();
+    EXPECT_EQ(test::current_log(), test::log_name(3));
+    PlinthTestShiftWallClock(day);
+    EXPECT_EQ(QV_Log(L"today"), QV_OK);
+    EXPECT_EQ(test::current_log(), name_of_day(-1));
+}
+
+DWORD stored_setting(const wchar_t* name)
+{
+    HKEY key = nullptr;
+    DWORD value = 4711;
+    DWORD size = sizeof value;
+    RegOpenKeyW(HKEY_LOCAL_MACHINE, L"Software\\Quorvane\\Misc\\LogFile", &key);
+    RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(&value), &size);
+    RegCloseKey(key);
+    return value;
+}
+
+TEST_F(LogFaults, ALimitOf0IsNoneForTheNextInstanceAndAMibForTheRunningOne)
+{
+    test::set_log_setting(L"LogPerSession_4", 0);
+    const test::Wide large(1u << 20, L'x');
+    for (const int none : {0, -1})
+    {
+        test::start_log();
+        fill_log();
+        EXPECT_EQ(CQvLogFile::SetProperties(none, 10), QV_OK);
+        EXPECT_EQ(stored_setting(L"MaxLogMBytes"), static_cast<DWORD>(none));
+        EXPECT_EQ(QV_Log(large), QV_OK);
+        EXPECT_EQ(test::log_names().size(), none == 0 ? 2u : 1u);
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(QV_Log(large), QV_OK);
+        EXPECT_EQ(test::log_names().size(), none == 0 ? 2u : 1u);
+    }
+}
+
 TEST_F(LogFaults, SettingsThatCannotBeStoredChangeNothing)
 {
     EXPECT_EQ(CQvLogFile::LogPerSession(true), QV_OK);
@@ -93,20 +192,17 @@ TEST_F(LogFaults, SettingsThatCannotBeStoredChangeNothing)
     EXPECT_TRUE(CQvLogFile::IsPerSession());
     EXPECT_EQ(CQvLogFile::SetProperties(5, 5), QV_ERR_SYSTEM);
     PlinthTestReset();
+    EXPECT_EQ(CQvLogFile::SetProperties(7, 7), QV_OK);
+    PlinthTestFail("RegSetValue", 2, 1, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(CQvLogFile::SetProperties(8, 8), QV_ERR_SYSTEM);
+    PlinthTestReset();
+    EXPECT_EQ(stored_setting(L"MaxLogMBytes"), 8u) << "the first one was";
+    EXPECT_EQ(stored_setting(L"MaxLogDays"), 7u);
     PlinthTestFail("RegCreateKey", 1, 0, ERROR_ACCESS_DENIED);
     EXPECT_EQ(CQvLogFile::SetProperties(5, 5), QV_OK) << "nothing could be stored, without a word";
     PlinthTestReset();
     PlinthTestFail("rename", 1, 0, EROFS);
     EXPECT_EQ(CQvLogFile::SetProperties(5, 5), QV_ERR_SYSTEM);
-}
-
-// Names of logs that are so many days old, as seen on a clock shifted by as much.
-std::string name_of_day(int64_t days_ago)
-{
-    const time_t then = time(nullptr) - days_ago * 86'400;
-    char name[64];
-    strftime(name, sizeof name, "qvapp_%Y-%m-%d.log", localtime(&then));
-    return name;
 }
 
 TEST_F(LogFaults, OldFilesGoByTheirNamesWhenALogIsOpened)
@@ -129,6 +225,29 @@ TEST_F(LogFaults, OldFilesGoByTheirNamesWhenALogIsOpened)
     CQvLogFile::CloseLog();
     EXPECT_EQ(QV_Log(L"z"), QV_OK);
     EXPECT_EQ(test::log_names(), std::vector<std::string>{name_of_day(-400)});
+}
+
+TEST_F(LogFaults, OfANameWithoutADateOrALimitBeyond31BitsNothingOldIsLeft)
+{
+    const std::string folder = test::log_folder();
+    const struct
+    {
+        DWORD days;
+        std::vector<std::string> left;
+    } rows[] = {{10, {name_of_day(10), name_of_day(1), name_of_day(0)}},
+                {0, {name_of_day(0)}},
+                {24'856, {name_of_day(0)}}, // seconds that come out negative
+                {1'000, {name_of_day(40), name_of_day(10), name_of_day(1), name_of_day(0)}}};
+    for (const auto& row : rows)
+    {
+        test::start_log();
+        test::set_log_setting(L"MaxLogDays", row.days);
+        for (const int64_t age : {40, 10, 1})
+            test::write_file(folder + "/" + name_of_day(age), "old");
+        test::write_file(folder + "/qvapp_!!!!-!!-!!.log", "before all others");
+        EXPECT_EQ(QV_Log(L"x"), QV_OK);
+        EXPECT_EQ(test::log_names(), row.left) << row.days;
+    }
 }
 
 TEST_F(LogFaults, AFileThatIsHeldOpenIsNotRemoved)
