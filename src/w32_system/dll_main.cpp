@@ -103,6 +103,7 @@ namespace
     LibraryMain(nullptr, DLL_PROCESS_DETACH, &unload);
     QvRunTearDowns();
     QvJoinEndedTimerThread();
+    QvAwaitLastMultimediaCall();
 }
 
 struct LeaveAtExit

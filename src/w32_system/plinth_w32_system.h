@@ -360,8 +360,8 @@ extern "C"
     QV_API int QV_KillTimerAsync(unsigned int id);
 
     // Waits until the timer has ended, however long that takes; doesn't stop it. Any number of
-    // threads may wait. After it the callback doesn't run any more and, of a timer with a thread of
-    // its own, that thread is gone.
+    // threads may wait. After it the callback doesn't run any more; a timer's own thread is gone,
+    // or on its last steps if the timer had ended before the call.
     //
     // QV_OK, also at once for a timer that has ended before. QV_ERR_NULLPTR: an id that was never
     // given out, or of a message timer that has ended. QV_ERR_BADARG: a message timer, or the

@@ -1,6 +1,7 @@
 // Timers carried by the system's multimedia timers.
 #include "timer_routes.h"
 
+#include <atomic>
 #include <cmath>
 
 #include <windows.h>
@@ -9,6 +10,9 @@
 
 namespace
 {
+
+// From the first multimedia timer on the system has a thread for them.
+constinit std::atomic<bool> s_bUsed{false};
 
 // The system gives whole milliseconds and a resolution. A firing that comes early for a multiple of
 // the interval waits for it, by less than half an interval.
@@ -39,6 +43,30 @@ void CALLBACK multimedia_timer_proc(UINT id, UINT, DWORD_PTR user, DWORD_PTR, DW
     QvRemoveTimer(timer);
 }
 
+void CALLBACK fence_proc(UINT, UINT, DWORD_PTR user, DWORD_PTR, DWORD_PTR)
+{
+    SetEvent(reinterpret_cast<HANDLE>(user));
+}
+
+// Calls come one after the other, so behind one that comes now no earlier one is under way. Its own
+// return is waited for by the synchronous kill.
+void AwaitCall()
+{
+    // The thread may be held by a call of somebody else's. Then ours have returned before.
+    constexpr DWORD longest = 1'000; // ms
+    const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    if (!event)
+        return;
+    const UINT id = timeSetEvent(1, 0, fence_proc, reinterpret_cast<DWORD_PTR>(event),
+                                 TIME_ONESHOT | TIME_KILL_SYNCHRONOUS);
+    if (id != 0)
+    {
+        WaitForSingleObject(event, longest);
+        timeKillEvent(id);
+    }
+    CloseHandle(event);
+}
+
 } // namespace
 
 uintptr_t QvSetMultimediaTimer(QvTimerPointer& timer, UINT resolution)
@@ -51,9 +79,22 @@ uintptr_t QvSetMultimediaTimer(QvTimerPointer& timer, UINT resolution)
                                     reinterpret_cast<DWORD_PTR>(timer.get()),
                                     timer->iCallsLeft == 1 ? TIME_ONESHOT : TIME_PERIODIC);
     if (timer->uSystemId != 0)
+    {
+        s_bUsed = true;
         return QvPublishTimer(std::move(timer), std::move(node));
+    }
     if (timer->hEvent)
         CloseHandle(timer->hEvent);
     timer->hEvent = timer->pEnd->hEvent = nullptr;
     return 0;
+}
+
+void QvAwaitLastMultimediaCall()
+{
+    {
+        const QvTimerGuard guard;
+        if (!s_bUsed || QvHasTimers())
+            return;
+    }
+    AwaitCall();
 }

@@ -88,6 +88,11 @@ QvTimer* QvFindTimer(uint64_t id)
     return it == Table().end() ? nullptr : static_cast<QvTimer*>(it->second);
 }
 
+bool QvHasTimers()
+{
+    return !Table().empty();
+}
+
 bool QvWasTimerId(uint64_t id)
 {
     return id < gs_uNextTimerId;

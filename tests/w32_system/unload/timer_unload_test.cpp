@@ -1,0 +1,82 @@
+// Unloading the library right behind the last call of a multimedia timer. This program isn't linked
+// to the library, so that closing it really takes it out of the process.
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include <dlfcn.h>
+
+#include <gtest/gtest.h>
+
+#include <plinth_w32_system.h>
+
+namespace
+{
+
+// The next SetEvent, which lets those go on who wait for the timer, stays behind its work until it
+// is let go: the system's thread is then still on its way back through the library's code.
+std::atomic<bool> g_hold{false};
+std::atomic<bool> g_held{false};
+
+void* g_library = nullptr;
+
+template <class Function> Function* get(const char* name)
+{
+    return reinterpret_cast<Function*>(dlsym(g_library, name));
+}
+
+} // namespace
+
+extern "C" __attribute__((visibility("default"))) BOOL SetEvent(HANDLE event)
+{
+    static auto* const real = get<decltype(SetEvent)>("SetEvent"); // of what it is linked to
+    const bool hold = g_hold.exchange(false);
+    g_held = g_held || hold;
+    const BOOL result = real(event);
+    if (hold)
+        g_held.wait(true);
+    return result;
+}
+
+namespace
+{
+
+TEST(TimerUnloadConcurrent, WaitsForTheLastCallOfAMultimediaTimerToReturn)
+{
+    g_library = dlopen(PLINTH_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(g_library, nullptr) << dlerror();
+    auto* const set = get<decltype(QV_SetThreadedTimer)>("QV_SetThreadedTimer");
+    auto* const wait = get<decltype(QV_WaitForTimer)>("QV_WaitForTimer");
+    const auto once = [](void*) { return 1; };
+    // The first one makes what stays; the second is held.
+    for (const bool hold : {false, true})
+    {
+        g_hold = hold;
+        const uintptr_t id = set(once, nullptr, 1.0, 1, QV_PRECISION_MM_1, 1);
+        ASSERT_NE(id, 0u);
+        ASSERT_EQ(wait(static_cast<unsigned>(id)), QV_OK);
+    }
+    // A wait that comes between the timer's end and its event gives QV_OK at once.
+    while (!g_held)
+        std::this_thread::yield();
+    get<int()>("_ZN10CQvLogFile8CloseLogEv")(); // an open log stays behind otherwise
+    std::atomic<bool> unloaded{false};
+    std::thread closer(
+        [&]
+        {
+            EXPECT_EQ(dlclose(g_library), 0);
+            unloaded = true;
+        });
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    if (unloaded)
+    {
+        closer.join();
+        FAIL() << "the call would return into code that has gone"; // so it never returns
+    }
+    g_held = false;
+    g_held.notify_all();
+    closer.join();
+    EXPECT_EQ(dlopen(PLINTH_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr);
+}
+
+} // namespace
