@@ -1,0 +1,261 @@
+#include "trace_table.h"
+
+#include <algorithm>
+#include <climits>
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QMenu>
+#include <QScrollBar>
+#include <QTableView>
+#include <QVBoxLayout>
+
+#include "find_bar.h"
+#include "selected_text.h"
+#include "table_search.h"
+
+namespace qt_table
+{
+
+namespace
+{
+
+void setUpView(QTableView& view)
+{
+    view.setSelectionBehavior(QAbstractItemView::SelectRows);
+    view.setSelectionMode(QAbstractItemView::ExtendedSelection);
+    view.setEditTriggers(QAbstractItemView::NoEditTriggers);
+    view.setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+    view.setWordWrap(false);
+    view.setShowGrid(false);
+    view.setAlternatingRowColors(true);
+    view.setTabKeyNavigation(false);
+    view.setCornerButtonEnabled(false);
+    view.setContextMenuPolicy(Qt::CustomContextMenu);
+    view.horizontalHeader()->setSectionsMovable(true);
+    view.horizontalHeader()->setHighlightSections(false);
+    view.horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    // One height for all rows, so that none is asked for its own.
+    view.verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    view.verticalHeader()->setDefaultSectionSize(view.fontMetrics().height() + 4);
+    view.verticalHeader()->hide();
+}
+
+// A key that a text begins with.
+bool isTyping(const QKeyEvent& key)
+{
+    const auto with = key.modifiers() & ~(Qt::ShiftModifier | Qt::KeypadModifier);
+    return with == Qt::NoModifier && !key.text().isEmpty() && key.text()[0].isPrint() &&
+           !key.text()[0].isSpace();
+}
+
+} // namespace
+
+TraceTable::TraceTable(QWidget* parent)
+    : QWidget(parent), m_view(new QTableView(this)), m_find(new FindBar(this)),
+      m_search(new TableSearch(this))
+{
+    setUpView(*m_view);
+    m_find->hide();
+    auto* const layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(m_view);
+    layout->addWidget(m_find);
+    setFocusProxy(m_view);
+    m_view->installEventFilter(this);
+    addCommands();
+
+    // New rows and a smaller window move the end away: a table that follows goes after it. The
+    // value changes by its user, or because of us; either way its place tells.
+    const QScrollBar* const bar = m_view->verticalScrollBar();
+    connect(bar, &QScrollBar::rangeChanged, this,
+            [this](int, int maximum)
+            {
+                if (m_following)
+                    m_view->verticalScrollBar()->setValue(maximum);
+            });
+    connect(bar, &QScrollBar::valueChanged, this,
+            [this, bar](int value) { setFollowing(value >= bar->maximum()); });
+
+    connect(m_view, &QTableView::customContextMenuRequested, this, &TraceTable::showMenu);
+    connect(m_find, &FindBar::textChanged, this, &TraceTable::searchAgain);
+    connect(m_find, &FindBar::nextAsked, this, &TraceTable::findNext);
+    connect(m_find, &FindBar::previousAsked, this, &TraceTable::findPrevious);
+    connect(m_find, &FindBar::closed, this,
+            [this]
+            {
+                m_search->stop();
+                m_view->setFocus();
+            });
+    connect(m_search, &TableSearch::found, this, &TraceTable::takeFound);
+    connect(m_search, &TableSearch::notFound, this,
+            [this]
+            {
+                m_find->showResult(FindBar::Result::nothing);
+                emit findEnded(false, false);
+            });
+}
+
+TraceTable::~TraceTable() = default;
+
+void TraceTable::setModel(QAbstractItemModel* model)
+{
+    m_search->stop();
+    // The view leaves the selection model that it made for the former model to its caller.
+    QItemSelectionModel* const former = m_view->selectionModel();
+    m_view->setModel(model);
+    if (former && former != m_view->selectionModel())
+        former->deleteLater();
+}
+
+QAbstractItemModel* TraceTable::model() const
+{
+    return m_view->model();
+}
+
+void TraceTable::setFollowing(bool following)
+{
+    if (m_following == following)
+        return;
+    m_following = following;
+    if (following)
+        m_view->scrollToBottom();
+    emit followingChanged(following);
+}
+
+QString TraceTable::selectedText() const
+{
+    return textOfSelectedRows(*m_view);
+}
+
+void TraceTable::copySelection()
+{
+    if (const QString text = selectedText(); !text.isEmpty())
+        QApplication::clipboard()->setText(text);
+}
+
+void TraceTable::goToRow(int row, int column)
+{
+    if (!model() || row < 0 || row >= model()->rowCount())
+        return;
+    const QModelIndex index = model()->index(row, column);
+    m_view->selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect |
+                                                         QItemSelectionModel::Rows);
+    m_view->scrollTo(index);
+    // Told by hand, since a row that was in sight already moves no scroll bar.
+    setFollowing(row == model()->rowCount() - 1);
+}
+
+int TraceTable::currentRow() const
+{
+    const QModelIndex current = m_view->currentIndex();
+    return current.isValid() ? current.row() : -1;
+}
+
+// ---- commands
+
+void TraceTable::addCommands()
+{
+    const auto add = [this](const QString& text, const QKeySequence& key, auto slot)
+    {
+        auto* const action = new QAction(text, this);
+        action->setShortcut(key);
+        action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        connect(action, &QAction::triggered, this, slot);
+        addAction(action);
+    };
+    add(tr("&Copy"), QKeySequence::Copy, &TraceTable::copySelection);
+    add(tr("Select &All"), QKeySequence::SelectAll, [this] { m_view->selectAll(); });
+    add(tr("&Find..."), QKeySequence::Find, &TraceTable::showFindBar);
+    add(tr("Find &Next"), QKeySequence(Qt::Key_F3), &TraceTable::findNext);
+    add(tr("Find &Previous"), QKeySequence(Qt::SHIFT | Qt::Key_F3), &TraceTable::findPrevious);
+}
+
+void TraceTable::showMenu(const QPoint& place)
+{
+    QMenu menu(this);
+    menu.addActions(actions());
+    menu.addSeparator();
+    QAction* const follow = menu.addAction(tr("Follow the &Last Row"));
+    follow->setCheckable(true);
+    follow->setChecked(m_following);
+    connect(follow, &QAction::toggled, this, &TraceTable::setFollowing);
+    emit contextMenuAboutToShow(&menu);
+    menu.exec(m_view->viewport()->mapToGlobal(place));
+}
+
+// The keys of the view: typing opens the find bar with what is typed, in the place of the view's
+// own search by beginnings, and End takes the following up again where nothing is left to scroll.
+bool TraceTable::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_view && event->type() == QEvent::KeyPress)
+    {
+        const auto& key = *static_cast<QKeyEvent*>(event);
+        if (isTyping(key))
+        {
+            showFindBar();
+            m_find->setText(key.text());
+            return true;
+        }
+        if (key.key() == Qt::Key_End)
+            setFollowing(true);
+        if (key.key() == Qt::Key_Escape && m_find->isVisible())
+        {
+            m_find->close();
+            return true;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+// ---- finding
+
+void TraceTable::showFindBar()
+{
+    m_typingFrom = std::max(currentRow(), 0);
+    m_find->open();
+}
+
+void TraceTable::searchAgain(const QString& text)
+{
+    if (!text.isEmpty())
+        return search(Direction::next, m_typingFrom);
+    m_search->stop();
+    m_find->showResult(FindBar::Result::none);
+}
+
+void TraceTable::findNext()
+{
+    if (m_find->text().isEmpty())
+        return showFindBar();
+    search(Direction::next, currentRow() + 1);
+}
+
+void TraceTable::findPrevious()
+{
+    if (m_find->text().isEmpty())
+        return showFindBar();
+    const int row = currentRow();
+    search(Direction::previous, row > 0 ? row - 1 : INT_MAX);
+}
+
+void TraceTable::search(Direction direction, int from)
+{
+    m_find->showResult(FindBar::Result::none);
+    m_search->start(model(), QStringMatcher(m_find->text(), m_find->caseSensitivity()), direction,
+                    from);
+}
+
+void TraceTable::takeFound(int row, int column, bool wrapped)
+{
+    goToRow(row, column);
+    m_typingFrom = row;
+    m_find->showResult(wrapped ? FindBar::Result::wrapped : FindBar::Result::none);
+    emit findEnded(true, wrapped);
+}
+
+} // namespace qt_table

@@ -1,0 +1,81 @@
+// A table for rows that keep coming: a view of a model with columns, that stays at the last row
+// until its user scrolls up, copies the selected rows as text, and finds text.
+//
+// The model belongs to who sets it and is asked for the cells that are in sight alone, so that its
+// size costs little. For people who scroll, "at the last row" means that the scroll bar is at its
+// end: going there, also by the End key, takes up the following again. All of it belongs to the
+// thread of the application object, as every widget does. Names are Qt's way here.
+#pragma once
+
+#include <QPointer>
+#include <QString>
+#include <QWidget>
+
+QT_BEGIN_NAMESPACE
+class QAbstractItemModel;
+class QMenu;
+class QTableView;
+QT_END_NAMESPACE
+
+namespace qt_table
+{
+
+class FindBar;
+class TableSearch;
+enum class Direction;
+
+class TraceTable : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit TraceTable(QWidget* parent = nullptr);
+    ~TraceTable() override;
+
+    void setModel(QAbstractItemModel* model); // null takes it away
+    QAbstractItemModel* model() const;
+    QTableView* view() const { return m_view; }
+    FindBar* findBar() const { return m_find; }
+
+    bool isFollowing() const { return m_following; }
+    void setFollowing(bool following);
+
+    // The cells of the selected rows: tabs between them, a line feed behind each row but the last.
+    // Columns stand as they do on the screen; hidden ones are left out.
+    QString selectedText() const;
+    // Selects the row and brings it in sight; the table follows on if it is the last one.
+    void goToRow(int row, int column = 0);
+
+public slots:
+    void copySelection(); // to the clipboard; nothing if no row is selected
+    void showFindBar();
+    // The answer comes as findEnded, since a long table is searched bit by bit.
+    void findNext();
+    void findPrevious();
+
+signals:
+    void followingChanged(bool following);
+    // Wrapped: the search passed the end of the table, or its beginning.
+    void findEnded(bool found, bool wrapped);
+    // The place to add entries of one's own; the menu is the table's and goes after it was shown.
+    void contextMenuAboutToShow(QMenu* menu);
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void addCommands();
+    void showMenu(const QPoint& place);
+    void searchAgain(const QString& text);
+    void search(Direction direction, int from);
+    void takeFound(int row, int column, bool wrapped);
+    int currentRow() const; // -1 without
+
+    QTableView* const m_view;
+    FindBar* const m_find;
+    TableSearch* const m_search;
+    bool m_following = true;
+    int m_typingFrom = 0; // where the search while typing begins: it must not wander with each key
+};
+
+} // namespace qt_table
