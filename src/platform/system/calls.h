@@ -349,6 +349,10 @@ inline void* dlsym(void* module, const char* name)
 {
     return intercepted("dlsym") ? nullptr : ::dlsym(module, name);
 }
+inline int dladdr(const void* address, Dl_info* info)
+{
+    return intercepted("dladdr") ? 0 : ::dladdr(address, info);
+}
 inline int dl_iterate_phdr(int (*each)(dl_phdr_info*, size_t, void*), void* argument)
 {
     return intercepted("dl_iterate_phdr") ? 0 : ::dl_iterate_phdr(each, argument);

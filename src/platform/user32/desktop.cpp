@@ -33,14 +33,14 @@ BOOL place_window(HWND window, const RECT* place)
            PostMessageW(window, WM_SIZE, SIZE_RESTORED, MAKELPARAM(client.right, client.bottom));
 }
 
-constexpr PlinthDesktopHost host = {
-    sizeof(PlinthDesktopHost), close_window, place_window, list_take_changes,
-    list_column_count,         list_column,  list_cell};
-
 } // namespace
 
 namespace platform
 {
+
+constexpr PlinthDesktopHost desktop_host = {
+    sizeof(PlinthDesktopHost), close_window, place_window, list_take_changes,
+    list_column_count,         list_column,  list_cell};
 
 bool attach_desktop(const PlinthDesktop& desktop)
 {
@@ -119,5 +119,5 @@ void tell_desktop_visibility(HWND window, bool visible)
 
 extern "C" const PlinthDesktopHost* PlinthTestAttachDesktop(const PlinthDesktop* desktop)
 {
-    return attach_desktop(*desktop) ? &host : nullptr;
+    return attach_desktop(*desktop) ? &desktop_host : nullptr;
 }

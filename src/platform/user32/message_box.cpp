@@ -6,6 +6,7 @@
 #include <string>
 
 #include "desktop.h"
+#include "message_buttons.h"
 #include "system/calls.h"
 #include "system/faults.h"
 #include "system/last_error.h"
@@ -17,32 +18,8 @@ using namespace platform;
 namespace
 {
 
-struct Button
-{
-    const char* name;
-    char key;
-    int id;
-};
-
-constexpr Button abort_retry_ignore[] = {
-    {"abort", 'a', IDABORT}, {"retry", 'r', IDRETRY}, {"ignore", 'i', IDIGNORE}};
-constexpr Button ok_only[] = {{"ok", 'o', IDOK}};
-
-struct Buttons
-{
-    const Button* first;
-    size_t count;
-};
-
-Buttons buttons_of(UINT type)
-{
-    if ((type & 0xF) == MB_ABORTRETRYIGNORE)
-        return {abort_retry_ignore, 3};
-    return {ok_only, 1};
-}
-
 // The answer of PLINTH_MESSAGEBOX; a name that this box doesn't have means its first button.
-int prepared_answer(const char* name, const Buttons& buttons)
+int prepared_answer(const char* name, const MessageButtons& buttons)
 {
     if (std::strcmp(name, "fail") == 0)
         return fail_with(ERROR_NOT_SUPPORTED);
@@ -99,17 +76,18 @@ private:
 
 // 0 if the terminal goes away.
 int ask_on_terminal(Terminal& terminal, const std::string& text, const std::string& caption,
-                    const Buttons& buttons)
+                    const MessageButtons& buttons)
 {
     std::string question = "\n" + caption + "\n" + text + "\n";
     for (size_t i = 0; i < buttons.count; ++i)
-        question += std::string(i ? ", " : "") + "[" + buttons.first[i].key + "]" +
+        question += std::string(i ? ", " : "") + "[" + buttons.first[i].name[0] + "]" +
                     (buttons.first[i].name + 1);
     question += "? ";
     terminal.forget_input();
     for (std::string line; terminal.write(question) && terminal.read_line(line);)
         for (size_t i = 0; i < buttons.count; ++i)
-            if ((line[0] | 0x20) == buttons.first[i].key || (buttons.count == 1 && line[0] == '\n'))
+            if ((line[0] | 0x20) == buttons.first[i].name[0] ||
+                (buttons.count == 1 && line[0] == '\n'))
                 return buttons.first[i].id;
     return fail_with(ERROR_NOT_SUPPORTED);
 }
@@ -122,15 +100,14 @@ extern "C" int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type)
     int error = 0;
     if (api_fault("MessageBoxW", error))
         return fail_with(static_cast<DWORD>(error));
-    const Buttons buttons = buttons_of(type);
+    const MessageButtons buttons = message_buttons(type);
     if (const char* const prepared = std::getenv("PLINTH_MESSAGEBOX"))
         return prepared_answer(prepared, buttons);
+    load_desktop();
     if (const PlinthDesktop* const display = desktop(); display && display->message_box)
-    {
-        const int answer =
-            display->message_box(owner, text ? text : L"", caption ? caption : L"", type);
-        return answer != 0 ? answer : fail_with(ERROR_NOT_SUPPORTED);
-    }
+        if (const int answer =
+                display->message_box(owner, text ? text : L"", caption ? caption : L"", type))
+            return answer;
     try
     {
         const std::lock_guard guard(lock);

@@ -106,6 +106,8 @@ HWND create_window(CREATESTRUCTW& create)
     ClassPointer window_class = find_class(create.lpszClass);
     if (!window_class)
         return nullptr;
+    if ((static_cast<DWORD>(create.style) & WS_CHILD) == 0)
+        load_desktop();
     const HWND window = enter_window(create, std::move(window_class));
     if (!window)
         return nullptr;

@@ -12,24 +12,16 @@ using namespace platform;
 namespace
 {
 
-constexpr LONG frame_width = 8; // pixels, left, right and below
-constexpr LONG caption_height = 31;
-
-bool has_frame(const Window& window)
-{
-    return !window.is_child() && (window.style & WS_CAPTION) == WS_CAPTION;
-}
-
 POINT client_origin(const Window& window)
 {
-    return has_frame(window) ? POINT{frame_width, caption_height} : POINT{0, 0};
+    return has_frame(window.style) ? POINT{frame_width, caption_height} : POINT{0, 0};
 }
 
 RECT client_rect(const Window& window)
 {
     LONG width = window.place.right - window.place.left;
     LONG height = window.place.bottom - window.place.top;
-    if (has_frame(window))
+    if (has_frame(window.style))
     {
         width -= 2 * frame_width;
         height -= caption_height + frame_width;

@@ -1,0 +1,86 @@
+// Finding and loading the plug-in: PLINTH_DESKTOP names its file, or says "none"; else it lies
+// beside the stand-in's own file, in a build as after installing. It stays loaded.
+//
+// A plug-in that isn't there is no fault: the user interface library is optional. One that is there
+// and can't be used is told of on standard error, since its user would wait for windows in vain.
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <new>
+#include <string>
+
+#include "desktop.h"
+#include "system/calls.h"
+#include "system/last_error.h"
+
+namespace platform
+{
+
+namespace
+{
+
+constexpr const char* file_name = "libplinth_desktop_qt.so";
+
+// Empty if none is to be loaded.
+std::string plug_in_path()
+{
+    if (const char* const named = std::getenv("PLINTH_DESKTOP"); named && *named)
+        return std::string(named) == "none" ? "" : named;
+    Dl_info self = {};
+    if (sys::dladdr(&desktop_host, &self) == 0 || !self.dli_fname)
+        return "";
+    std::string path = self.dli_fname;
+    path.resize(path.rfind('/') + 1); // a name without a folder leaves the loader to search
+    path += file_name;
+    return sys::access(path.c_str(), R_OK) == 0 ? path : "";
+}
+
+void load()
+{
+    const std::string path = plug_in_path();
+    if (path.empty())
+        return;
+    const unsigned displays = reachable_displays();
+    if (displays == 0)
+        return;
+    void* const module = sys::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    auto* const start = module ? reinterpret_cast<PlinthDesktopStartFunction*>(
+                                     sys::dlsym(module, "PlinthDesktopStart"))
+                               : nullptr;
+    if (!start)
+    {
+        const char* const why = dlerror();
+        std::fprintf(stderr, "plinth: no windows, since their plug-in can't be loaded: %s\n",
+                     why ? why : path.c_str());
+        return;
+    }
+    const PlinthDesktop* const desktop = start(&desktop_host, displays);
+    if (desktop && desktop->size == sizeof(PlinthDesktop))
+        attach_desktop(*desktop);
+    else
+        std::fprintf(stderr, "plinth: no windows, since %s can't show them here\n", path.c_str());
+}
+
+} // namespace
+
+void load_desktop()
+{
+    static std::once_flag once;
+    std::call_once(once,
+                   []
+                   {
+                       const DWORD error = GetLastError();
+                       try
+                       {
+                           if (!desktop()) // or a test stands in its place
+                               load();
+                       }
+                       catch (const std::bad_alloc&)
+                       {
+                           std::fprintf(stderr, "plinth: no windows, since memory is short\n");
+                       }
+                       SetLastError(error);
+                   });
+}
+
+} // namespace platform
