@@ -17,6 +17,11 @@ foreach(program IN ITEMS plinth-trace plinth-demo)
   endif()
 endforeach()
 
+if(TARGET plinth_desktop_qt)
+  # Beside the stand-in, which looks for it there.
+  install(TARGETS plinth_desktop_qt LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime)
+endif()
+
 file(RELATIVE_PATH from_bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
 set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
 if(programs)

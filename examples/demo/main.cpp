@@ -1,12 +1,13 @@
 // plinth-demo FILE [THREADS]: counts what is in a file, on several threads, tracing as it goes,
 // and copies it while it shows how far it is.
 //
-// The records go to the log and, live, to whoever listens: plinth-trace watch. The program names a
-// log folder of its own, and UTF-16, by its resources (CMakeLists.txt). The summary goes to standard
-// output; its last line names the log file.
+// The records go to the log and, live, to whoever listens: plinth-trace watch, or a window of its
+// own. The program names a log folder of its own, and UTF-16, by its resources (CMakeLists.txt). The
+// summary goes to standard output; its last line names the log file.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,6 +20,7 @@
 
 #include "copy.h"
 #include "heartbeat.h"
+#include "trace_window.h"
 #include "workers.h"
 
 namespace
@@ -61,19 +63,47 @@ void print_summary(const char* file, const demo::Result& result, unsigned thread
     std::printf("log:      %s\n", log_path().c_str());
 }
 
-} // namespace
+constexpr const char* help =
+    "usage: plinth-demo [--window [--auto-close]] FILE [THREADS, 1 to 64]\n"
+    "       plinth-demo --has-display\n"
+    "\n"
+    "  --window       show the records in windows, which stay until they are closed\n"
+    "  --auto-close   close them after the last record, for runs that nobody looks at\n"
+    "  --has-display  only tell, by the exit status, whether windows can be shown: 0 if so\n";
 
-int main(int argc, char** argv)
+struct Options
 {
-    const int asked = argc == 3 ? std::atoi(argv[2]) : 0;
-    if (argc < 2 || argc > 3 || (argc == 3 && (asked < 1 || asked > 64)))
-    {
-        std::fprintf(stderr, "usage: plinth-demo FILE [THREADS, 1 to 64]\n");
-        return 2;
-    }
-    const unsigned threads = asked > 0 ? static_cast<unsigned>(asked)
-                                       : std::clamp(std::thread::hardware_concurrency(), 2u, 7u);
-    const std::vector<wchar_t> path = wide(argv[1]);
+    bool window = false;
+    bool close = false;
+    const char* file = nullptr;
+    int threads = 0; // 0: as many as the machine has to offer
+};
+
+bool parse(int argc, char** argv, Options& options)
+{
+    int next = 1;
+    for (; next < argc && std::strncmp(argv[next], "--", 2) == 0; ++next)
+        if (std::strcmp(argv[next], "--window") == 0)
+            options.window = true;
+        else if (std::strcmp(argv[next], "--auto-close") == 0)
+            options.close = true;
+        else
+            return false;
+    if (argc - next < 1 || argc - next > 2)
+        return false;
+    options.file = argv[next];
+    if (argc - next == 1)
+        return true;
+    options.threads = std::atoi(argv[next + 1]);
+    return options.threads >= 1 && options.threads <= 64;
+}
+
+int run(const Options& options)
+{
+    const unsigned threads = options.threads > 0
+                                 ? static_cast<unsigned>(options.threads)
+                                 : std::clamp(std::thread::hardware_concurrency(), 2u, 7u);
+    const std::vector<wchar_t> path = wide(options.file);
 
     DiagOutputExW_hlp(__FILE__, __LINE__);
     DiagOutputExW(L"|wndid:0| |appnm| begins at |stime| with %s, %u threads (|srcid|)", path.data(),
@@ -89,7 +119,8 @@ int main(int argc, char** argv)
     if (result.status != QV_OK)
     {
         TraceLastOsErr();
-        std::fprintf(stderr, "plinth-demo: %s can't be read, status %d\n", argv[1], result.status);
+        std::fprintf(stderr, "plinth-demo: %s can't be read, status %d\n", options.file,
+                     result.status);
         return 1;
     }
     DiagOutputExW_hlp(__FILE__, __LINE__);
@@ -102,9 +133,41 @@ int main(int argc, char** argv)
     }();
     if (status != QV_OK)
     {
-        std::fprintf(stderr, "plinth-demo: %s can't be copied, status %d\n", argv[1], status);
+        std::fprintf(stderr, "plinth-demo: %s can't be copied, status %d\n", options.file, status);
         return 1;
     }
-    print_summary(argv[1], result, threads, spent);
+    print_summary(options.file, result, threads, spent);
     return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc == 2 && std::strcmp(argv[1], "--help") == 0)
+    {
+        std::fputs(help, stdout);
+        return 0;
+    }
+    if (argc == 2 && std::strcmp(argv[1], "--has-display") == 0)
+        return demo::has_display() ? 0 : 1;
+    Options options;
+    if (!parse(argc, argv, options))
+    {
+        std::fputs(help, stderr);
+        return 2;
+    }
+    if (options.window && !demo::has_display())
+    {
+        std::fputs("plinth-demo: there is no display to show windows on; going on without\n",
+                   stderr);
+        options.window = false;
+    }
+    if (options.window)
+        demo::open_trace_windows();
+    const int status = run(options);
+    std::fflush(stdout);
+    if (options.window)
+        demo::finish_trace_windows(options.close);
+    return status;
 }

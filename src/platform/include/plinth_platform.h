@@ -14,6 +14,10 @@ extern "C"
     // the last error for a path that has no native form, or (ERROR_INSUFFICIENT_BUFFER) no room.
     PLINTH_PLATFORM_API DWORD WINAPI PlinthNativePath(LPCWSTR path, LPSTR buffer, DWORD size);
 
+    // Nonzero if windows and message boxes are shown on a display. The first call looks for one and
+    // loads what shows them, as the first window does.
+    PLINTH_PLATFORM_API BOOL WINAPI PlinthHasDesktop(void);
+
 #ifdef __cplusplus
 }
 #endif

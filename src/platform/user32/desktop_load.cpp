@@ -9,6 +9,8 @@
 #include <new>
 #include <string>
 
+#include <plinth_platform.h>
+
 #include "desktop.h"
 #include "system/calls.h"
 #include "system/last_error.h"
@@ -84,3 +86,9 @@ void load_desktop()
 }
 
 } // namespace platform
+
+extern "C" BOOL WINAPI PlinthHasDesktop(void)
+{
+    platform::load_desktop();
+    return platform::desktop() != nullptr;
+}

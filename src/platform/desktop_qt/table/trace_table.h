@@ -27,6 +27,7 @@ enum class Direction;
 class TraceTable : public QWidget
 {
     Q_OBJECT
+    Q_PROPERTY(bool following READ isFollowing WRITE setFollowing NOTIFY followingChanged)
 
 public:
     explicit TraceTable(QWidget* parent = nullptr);
@@ -44,7 +45,7 @@ public:
     // Columns stand as they do on the screen; hidden ones are left out.
     QString selectedText() const;
     // Selects the row and brings it in sight; the table follows on if it is the last one.
-    void goToRow(int row, int column = 0);
+    Q_INVOKABLE void goToRow(int row, int column = 0);
 
 public slots:
     void copySelection(); // to the clipboard; nothing if no row is selected

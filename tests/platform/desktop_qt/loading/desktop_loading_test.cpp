@@ -1,0 +1,157 @@
+// When the user interface library is loaded, and when not.
+#include <clocale>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include "support/child_process.h"
+#include "support/environment.h"
+#include "support/virtual_display.h"
+#include "support/window_thread.h"
+
+namespace
+{
+
+bool is_mapped(const char* name)
+{
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);)
+        if (line.find(name) != std::string::npos)
+            return true;
+    return false;
+}
+
+// With Qt's own name for its libraries.
+bool qt_is_loaded()
+{
+    return is_mapped("libQt6");
+}
+
+HWND make_window(DWORD style = WS_OVERLAPPEDWINDOW, HWND parent = nullptr)
+{
+    test::register_class(L"Loading", DefWindowProcW);
+    return test::create_window(L"Loading", L"a window", parent, style);
+}
+
+TEST(DesktopLoading, LoadsWithTheFirstWindowOnADisplay)
+{
+    const test::VirtualDisplay display;
+    ASSERT_TRUE(display);
+    EXPECT_FALSE(qt_is_loaded());
+    SetLastError(7);
+    const HWND window = make_window();
+    EXPECT_NE(window, nullptr);
+    EXPECT_EQ(GetLastError(), 7u);
+    EXPECT_TRUE(qt_is_loaded());
+    EXPECT_TRUE(DestroyWindow(window));
+}
+
+TEST(DesktopLoading, LeavesTheProgramsLocaleAlone)
+{
+    const test::VirtualDisplay display;
+    ASSERT_TRUE(display);
+    setenv("LC_ALL", "de_DE.UTF-8", 1);
+    const std::string before = setlocale(LC_ALL, nullptr);
+    EXPECT_NE(make_window(), nullptr);
+    ASSERT_TRUE(qt_is_loaded());
+    EXPECT_EQ(setlocale(LC_ALL, nullptr), before);
+    EXPECT_STREQ(localeconv()->decimal_point, ".");
+}
+
+struct Setting
+{
+    const char* name;
+    const char* display;
+    const char* wayland;
+};
+
+struct WithoutADisplay : testing::TestWithParam<Setting>
+{
+};
+
+TEST_P(WithoutADisplay, NothingOfQtIsLoaded)
+{
+    unsetenv("PLINTH_DESKTOP");
+    setenv("PLINTH_MESSAGEBOX", "fail", 1);
+    setenv("XDG_RUNTIME_DIR", test::make_folder("runtime").c_str(), 1);
+    setenv("DISPLAY", GetParam().display, 1);
+    setenv("WAYLAND_DISPLAY", GetParam().wayland, 1);
+    const HWND window = make_window();
+    EXPECT_NE(window, nullptr);
+    EXPECT_FALSE(ShowWindow(window, SW_SHOW));
+    EXPECT_TRUE(IsWindowVisible(window)) << "in memory it is all there";
+    EXPECT_EQ(MessageBoxW(window, L"text", L"caption", MB_OK), 0);
+    EXPECT_FALSE(qt_is_loaded());
+    EXPECT_FALSE(is_mapped("libplinth_desktop_qt"));
+}
+
+INSTANTIATE_TEST_SUITE_P(DesktopLoading, WithoutADisplay,
+                         testing::Values(Setting{"NoneNamed", "", ""},
+                                         Setting{"NoServerThere", ":4711", ""},
+                                         Setting{"NoHost", "no.such.host.invalid:0", ""},
+                                         Setting{"NoCompositor", "", "wayland-4711"},
+                                         Setting{"NoCompositorAtThePath", "", "/nowhere/wayland"}),
+                         [](const auto& setting) { return std::string(setting.param.name); });
+
+TEST(DesktopLoading, CanBeTurnedOff)
+{
+    const test::VirtualDisplay display;
+    ASSERT_TRUE(display);
+    setenv("PLINTH_DESKTOP", "none", 1);
+    EXPECT_NE(make_window(), nullptr);
+    EXPECT_FALSE(qt_is_loaded());
+}
+
+TEST(DesktopLoading, SaysWhenANamedPlugInIsNone)
+{
+    const test::VirtualDisplay display;
+    ASSERT_TRUE(display);
+    setenv("PLINTH_DESKTOP", "/nowhere/plug-in.so", 1);
+    testing::internal::CaptureStderr();
+    EXPECT_NE(make_window(), nullptr);
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_NE(said.find("/nowhere/plug-in.so"), std::string::npos) << said;
+    EXPECT_FALSE(qt_is_loaded());
+}
+
+// Qt ends the process where it can use no platform: it isn't let come to that.
+TEST(DesktopLoading, GoesWithoutWindowsWhereQtHasNoPlatformForThem)
+{
+    const test::VirtualDisplay display;
+    ASSERT_TRUE(display);
+    setenv("QT_QPA_PLATFORM", "wayland", 1); // of which there is no display
+    testing::internal::CaptureStderr();
+    EXPECT_NE(make_window(), nullptr);
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_NE(said.find("no windows"), std::string::npos) << said;
+}
+
+// ---- the end of the process
+
+int end_main(int argc, char** argv)
+{
+    const HWND window = make_window();
+    const HWND list = CreateWindowExW(0, L"SysListView32", L"", WS_CHILD | WS_VISIBLE, 0, 0, 200,
+                                      100, window, nullptr, nullptr, nullptr);
+    ShowWindow(window, SW_SHOW);
+    if (argc > 0 && std::string(argv[0]) == "exit from a thread")
+        std::thread([] { std::exit(0); }).join();
+    return list && qt_is_loaded() ? 0 : 1;
+}
+const test::ChildMain end_child("end", end_main);
+
+TEST(DesktopLoading, AProcessEndsCleanlyWithItsWindowsOnTheScreen)
+{
+    const test::VirtualDisplay display;
+    ASSERT_TRUE(display);
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(test::ChildProcess("end").wait(), 0);
+    EXPECT_EQ(test::ChildProcess("end", {"exit from a thread"}).wait(), 0);
+}
+
+} // namespace

@@ -1,0 +1,108 @@
+// Beside an application that runs Qt itself: its thread is that of the windows.
+#include <cerrno>
+#include <future>
+
+#include <QAbstractButton>
+#include <QTest>
+#include <QTimer>
+
+#include <plinth_platform_test.h>
+
+#include "shown_windows.h"
+
+namespace
+{
+
+using test::eventually;
+using test::ListWindow;
+using test::shown;
+
+int g_count = 1;
+char g_name[] = "test";
+char* g_arguments[] = {g_name, nullptr};
+
+struct ApplicationWithQt : test::OnADisplay
+{
+    void SetUp() override
+    {
+        OnADisplay::SetUp();
+        application = std::make_unique<QApplication>(g_count, g_arguments);
+    }
+    std::unique_ptr<QApplication> application;
+};
+
+// As soon as a box with the caption is there.
+void answer_later(const char* caption, const char* label)
+{
+    auto* const timer = new QTimer(qApp);
+    QObject::connect(timer, &QTimer::timeout, timer,
+                     [=]
+                     {
+                         const auto* const box = shown<QMessageBox>(caption);
+                         if (!box)
+                             return;
+                         timer->deleteLater();
+                         for (QAbstractButton* const button : box->buttons())
+                             if (button->text().remove(u'&') == QLatin1String(label))
+                                 return QTest::mouseClick(button, Qt::LeftButton);
+                     });
+    timer->start(1);
+}
+
+TEST_F(ApplicationWithQt, WindowsLiveOnItsThreadAndWaitForItsLoop)
+{
+    ListWindow window(L"Shared"); // returns although the application doesn't handle events
+    window.add_rows(0, 20);
+    EXPECT_EQ(shown("Shared"), nullptr);
+    EXPECT_TRUE(eventually([] { return test::shown_rows("Shared") == 20; }));
+    EXPECT_EQ(shown("Shared")->thread(), QThread::currentThread());
+    shown("Shared")->close();
+    EXPECT_TRUE(eventually([] { return shown("Shared") == nullptr; }));
+    EXPECT_FALSE(IsWindow(window.window()));
+}
+
+TEST_F(ApplicationWithQt, ItsOwnThreadMayAskInABox)
+{
+    answer_later("Asked here", "Retry");
+    EXPECT_EQ(MessageBoxW(nullptr, L"?", L"Asked here", MB_ABORTRETRYIGNORE), IDRETRY);
+    answer_later("Asked elsewhere", "No");
+    auto answer = std::async(std::launch::async, []
+                             { return MessageBoxW(nullptr, L"?", L"Asked elsewhere", MB_YESNO); });
+    EXPECT_TRUE(eventually(
+        [&] { return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+    EXPECT_EQ(answer.get(), IDNO);
+}
+
+TEST_F(ApplicationWithQt, ABoxOfItsThreadWaitsForNoWindowThread)
+{
+    ListWindow window(L"Busy");
+    ASSERT_TRUE(eventually([] { return shown("Busy") != nullptr; }));
+    answer_later("Amid", "OK");
+    std::atomic<bool> stop{false};
+    std::thread adding(
+        [&]
+        {
+            for (int row = 0; !stop; ++row)
+                window.add_row(row);
+        });
+    EXPECT_EQ(MessageBoxW(window.window(), L"?", L"Amid", MB_OK), IDOK);
+    stop = true;
+    adding.join();
+}
+
+TEST_F(ApplicationWithQt, EndsBeforeTheWindowsDo)
+{
+    ListWindow window(L"Outliving");
+    ASSERT_TRUE(eventually([] { return shown("Outliving") != nullptr; }));
+    auto answer = std::async(std::launch::async,
+                             [] { return MessageBoxW(nullptr, L"?", L"Unanswered", MB_OK); });
+    ASSERT_TRUE(eventually([] { return shown<QMessageBox>("Unanswered") != nullptr; }));
+    PlinthTestFail("open", 1, 1, ENXIO); // the terminal: nobody is asked there
+    application.reset();
+    EXPECT_EQ(answer.get(), 0);
+    window.add_rows(0, 5);
+    SetWindowTextW(window.window(), L"Still there");
+    EXPECT_TRUE(IsWindow(window.window()));
+}
+
+} // namespace

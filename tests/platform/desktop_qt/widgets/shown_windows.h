@@ -1,0 +1,209 @@
+// Looking at the widgets that stand for windows, on the thread that they belong to, and windows to
+// look at.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include <QApplication>
+#include <QHeaderView>
+#include <QMessageBox>
+#include <QTableView>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <commctrl.h>
+
+#include "support/virtual_display.h"
+#include "support/wide_text.h"
+#include "support/window_thread.h"
+
+namespace test
+{
+
+// Runs it on the thread of the widgets and waits for it.
+template <class Function> auto on_gui(Function function)
+{
+    if (QThread::currentThread() == qApp->thread())
+        return function();
+    if constexpr (std::is_void_v<decltype(function())>)
+        QMetaObject::invokeMethod(qApp, function, Qt::BlockingQueuedConnection);
+    else
+    {
+        decltype(function()) result{};
+        QMetaObject::invokeMethod(
+            qApp, [&] { result = function(); }, Qt::BlockingQueuedConnection);
+        return result;
+    }
+}
+
+// Until it holds, looked at on the thread of the widgets; false if that takes half a minute.
+inline bool eventually(const std::function<bool()>& holds)
+{
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!on_gui(holds))
+    {
+        if (std::chrono::steady_clock::now() > limit)
+            return false;
+        if (QThread::currentThread() == qApp->thread())
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        else
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+// Those below are for the thread of the widgets. Null without.
+
+template <class Kind = QWidget> Kind* shown(const char* title)
+{
+    for (QWidget* const each : QApplication::topLevelWidgets())
+        if (auto* const found = qobject_cast<Kind*>(each);
+            found && found->isVisible() && found->windowTitle() == QString::fromUtf8(title))
+            return found;
+    return nullptr;
+}
+
+// The view of a window's table. The classes of the plug-in are its own, so the table around it is
+// known by what every widget has: properties, and functions to be invoked.
+inline QTableView* shown_view(const char* title)
+{
+    QWidget* const window = shown(title);
+    return window ? window->findChild<QTableView*>() : nullptr;
+}
+
+inline QWidget* table_of(const QTableView* view)
+{
+    return view->parentWidget();
+}
+
+inline int shown_rows(const char* title)
+{
+    const QTableView* const view = shown_view(title);
+    return view ? view->model()->rowCount() : -1;
+}
+
+inline std::string shown_cell(const char* title, int row, int column)
+{
+    const QAbstractItemModel& model = *shown_view(title)->model();
+    return model.index(row, column).data().toString().toStdString();
+}
+
+// The row at the last pixels of the view, or the last of all if it doesn't reach there; -1 without.
+inline int last_row_in_sight(const QTableView& view)
+{
+    const int row = view.rowAt(view.viewport()->height() - 1);
+    return row >= 0 ? row : view.model()->rowCount() - 1;
+}
+
+// A window with a list view that fills it, on a thread of its own.
+class ListWindow
+{
+public:
+    explicit ListWindow(const wchar_t* title, int columns = 3)
+        : m_thread(
+              [&]
+              {
+                  register_class(L"Listing", procedure);
+                  // With room for a few rows: 300 by 200.
+                  const HWND window =
+                      create_window(L"Listing", title, nullptr, WS_OVERLAPPEDWINDOW, this);
+                  RECT client = {};
+                  GetClientRect(window, &client);
+                  m_list = CreateWindowExW(0, L"SysListView32", nullptr, WS_CHILD | WS_VISIBLE, 0,
+                                           0, client.right, client.bottom, window, nullptr, nullptr,
+                                           nullptr);
+                  for (int i = 0; i < columns; ++i)
+                      add_column(i);
+                  ShowWindow(window, SW_SHOW);
+                  return window;
+              })
+    {
+    }
+    ListWindow(const ListWindow&) = delete;
+    ListWindow& operator=(const ListWindow&) = delete;
+    ~ListWindow()
+    {
+        SendMessageW(window(), WM_APP, 0, 0);
+        m_thread.end();
+    }
+
+    HWND window() const { return m_thread.window(); }
+    HWND list() const { return m_list; }
+    void add_row(int row)
+    {
+        const Wide first("row " + std::to_string(row));
+        const Wide second("é " + std::to_string(row * row % 1000));
+        LVITEMW item = {};
+        item.mask = LVIF_TEXT;
+        item.iItem = row;
+        item.pszText = const_cast<wchar_t*>(first.c_str());
+        SendMessageW(m_list, LVM_INSERTITEMW, 0, reinterpret_cast<LPARAM>(&item));
+        item.iSubItem = 1;
+        item.pszText = const_cast<wchar_t*>(second.c_str());
+        SendMessageW(m_list, LVM_SETITEMW, 0, reinterpret_cast<LPARAM>(&item));
+        SendMessageW(m_list, LVM_ENSUREVISIBLE, static_cast<WPARAM>(row), FALSE);
+    }
+    void add_rows(int from, int to)
+    {
+        for (int row = from; row < to; ++row)
+            add_row(row);
+    }
+
+    std::atomic<int> closes{0};
+    std::atomic<bool> refuses{false}; // to be closed
+    std::atomic<LPARAM> size{0};      // of the last WM_SIZE
+
+private:
+    static LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+    {
+        if (message == WM_NCCREATE)
+            SetWindowLongPtrW(window, GWLP_USERDATA,
+                              reinterpret_cast<LONG_PTR>(
+                                  reinterpret_cast<const CREATESTRUCTW*>(lParam)->lpCreateParams));
+        auto* const self = reinterpret_cast<ListWindow*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+        if (self && message == WM_CLOSE)
+        {
+            ++self->closes;
+            if (self->refuses)
+                return 0;
+        }
+        if (self && message == WM_SIZE)
+        {
+            self->size = lParam;
+            MoveWindow(self->m_list, 0, 0, LOWORD(lParam), HIWORD(lParam), TRUE);
+        }
+        if (message == WM_APP)
+            return DestroyWindow(window);
+        return DefWindowProcW(window, message, wParam, lParam);
+    }
+    void add_column(int index)
+    {
+        const Wide text("column " + std::to_string(index));
+        LVCOLUMNW column = {};
+        column.mask = LVCF_TEXT | LVCF_WIDTH;
+        column.cx = 60 + 10 * index;
+        column.pszText = const_cast<wchar_t*>(text.c_str());
+        SendMessageW(m_list, LVM_INSERTCOLUMNW, static_cast<WPARAM>(index),
+                     reinterpret_cast<LPARAM>(&column));
+    }
+
+    HWND m_list = nullptr;
+    WindowThread m_thread;
+};
+
+// A display, and what is seen on it: for tests whose process leaves Qt to the plug-in.
+struct OnADisplay : testing::Test
+{
+    VirtualDisplay display;
+    void SetUp() override { ASSERT_TRUE(display); }
+};
+
+} // namespace test

@@ -1,0 +1,28 @@
+// A display of the test's own: an X server in memory, on a number that is free. Linux only.
+#pragma once
+
+#include <string>
+
+#include <sys/types.h>
+
+namespace test
+{
+
+class VirtualDisplay
+{
+public:
+    // Points this process, and those that it starts, to the display, and lets windows be shown. The
+    // server ends with this process. A failure is one of the test, which says what is missing.
+    VirtualDisplay();
+    VirtualDisplay(const VirtualDisplay&) = delete;
+    VirtualDisplay& operator=(const VirtualDisplay&) = delete;
+    ~VirtualDisplay() = default; // not before the process: windows stay on it until then
+
+    explicit operator bool() const { return !m_name.empty(); }
+    const std::string& name() const { return m_name; } // ":99"; empty without
+
+private:
+    std::string m_name;
+};
+
+} // namespace test
