@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -68,7 +69,9 @@ VirtualDisplay::VirtualDisplay()
          {"WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "XDG_SESSION_TYPE", "XAUTHORITY", "PLINTH_DESKTOP",
           "PLINTH_MESSAGEBOX", "DBUS_SESSION_BUS_ADDRESS", "SESSION_MANAGER"})
         unsetenv(other);
-    setenv("XDG_RUNTIME_DIR", make_folder("runtime").c_str(), 1);
+    const std::string runtime = make_folder("runtime");
+    chmod(runtime.c_str(), 0700); // or its users complain
+    setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
     setenv("NO_AT_BRIDGE", "1", 1); // no accessibility bus is started
 }
 

@@ -75,6 +75,7 @@ void addButtons(QMessageBox& box, UINT type)
         if (answer == platform::escape_answer(type))
             box.setEscapeButton(button);
     }
+    box.setProperty("escape", platform::escape_answer(type));
 }
 
 // The boxes that other threads wait for. They go with their owners, too.
@@ -100,10 +101,11 @@ std::unique_ptr<QMessageBox> makeBox(const Question& question)
     return box;
 }
 
+// Closing a box ends it before it has a clicked button.
 int answerOf(const QMessageBox& box)
 {
     const QAbstractButton* const button = box.clickedButton();
-    return button ? button->property("answer").toInt() : 0;
+    return (button ? button->property("answer") : box.property("escape")).toInt();
 }
 
 int askHere(const Question& question)

@@ -188,13 +188,20 @@ void TraceTable::showMenu(const QPoint& place)
     menu.exec(m_view->viewport()->mapToGlobal(place));
 }
 
-// The keys of the view: typing opens the find bar with what is typed, in the place of the view's
-// own search by beginnings, and End takes the following up again where nothing is left to scroll.
+// The keys of the view: the commands come before the view's own ones, of which copying takes the
+// one current cell; typing opens the find bar with what is typed, in the place of the view's own
+// search by beginnings; and End takes the following up again where nothing is left to scroll.
 bool TraceTable::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == m_view && event->type() == QEvent::KeyPress)
     {
         const auto& key = *static_cast<QKeyEvent*>(event);
+        for (QAction* const action : actions())
+            if (action->shortcut() == QKeySequence(key.keyCombination()))
+            {
+                action->trigger();
+                return true;
+            }
         if (isTyping(key))
         {
             showFindBar();

@@ -9,6 +9,8 @@
 
 #include <windows.h>
 
+#include <commctrl.h>
+
 #include "support/child_process.h"
 #include "support/environment.h"
 #include "support/virtual_display.h"
@@ -135,6 +137,7 @@ TEST(DesktopLoading, GoesWithoutWindowsWhereQtHasNoPlatformForThem)
 
 int end_main(int argc, char** argv)
 {
+    InitCommonControls();
     const HWND window = make_window();
     const HWND list = CreateWindowExW(0, L"SysListView32", L"", WS_CHILD | WS_VISIBLE, 0, 0, 200,
                                       100, window, nullptr, nullptr, nullptr);

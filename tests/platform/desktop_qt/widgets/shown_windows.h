@@ -111,6 +111,7 @@ public:
         : m_thread(
               [&]
               {
+                  InitCommonControls();
                   register_class(L"Listing", procedure);
                   // With room for a few rows: 300 by 200.
                   const HWND window =

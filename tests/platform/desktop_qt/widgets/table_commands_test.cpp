@@ -68,7 +68,8 @@ TEST_F(TableCommands, CopyTakesTheSelectedRowsInOrderAndKeepsCellsInTheirPlace)
     EXPECT_EQ(QApplication::clipboard()->text().toStdString(),
               "row 6\thay\nrow 7\tA Needle with breaks\nrow 8\thay");
     view().horizontalHeader()->moveSection(1, 0);
-    view().selectRow(0);
+    view().selectionModel()->select(model.index(0, 0), QItemSelectionModel::ClearAndSelect |
+                                                           QItemSelectionModel::Rows);
     EXPECT_EQ(table->selectedText().toStdString(), "hay\trow 0") << "as it stands on the screen";
     view().hideColumn(1);
     EXPECT_EQ(table->selectedText().toStdString(), "row 0");
@@ -107,7 +108,7 @@ TEST_F(TableCommands, TypingFindsAndEnterGoesOnAroundTheTable)
     EXPECT_EQ(current(), 27);
     QTest::keyClick(&edit(), Qt::Key_Escape);
     EXPECT_FALSE(table->findBar()->isVisible());
-    EXPECT_TRUE(view().hasFocus() || table->hasFocus());
+    EXPECT_EQ(table->focusWidget(), &view());
 }
 
 TEST_F(TableCommands, ASearchOfManySlicesLetsOthersRunAndEnds)
