@@ -2,8 +2,8 @@
 // and copies it while it shows how far it is.
 //
 // The records go to the log and, live, to whoever listens: plinth-trace watch, or a window of its
-// own. The program names a log folder of its own, and UTF-16, by its resources (CMakeLists.txt). The
-// summary goes to standard output; its last line names the log file.
+// own. The program names a log folder of its own, and UTF-16, by its resources (CMakeLists.txt).
+// The summary goes to standard output; its last line names the log file.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
