@@ -4,10 +4,16 @@ CTest runs each test method by itself, under the launcher: in a machine of its o
 The environment names the programs: PLINTH_TRACE, PLINTH_TALKER (talker.cpp), PLINTH_SPEAKER
 (speaker.cpp).
 """
+import fcntl
 import json
 import os
+import pty
+import select
 import signal
 import subprocess
+import sys
+import termios
+import time
 import unittest
 
 TRACE = os.environ["PLINTH_TRACE"]
@@ -83,8 +89,9 @@ class Watch(unittest.TestCase):
         with Running("watch", "--count", "3") as watch:
             _, pid = speak("one", "two\nlines", "three")
             code, out, err = watch.end()
-        lines = [line.split(maxsplit=1) for line in out.splitlines()]
-        self.assertEqual(lines, [[str(pid), text] for text in ("one", "two", "lines", "three")])
+        lines = [line.split(maxsplit=2) for line in out.splitlines()]
+        self.assertEqual([[line[0], line[2]] for line in lines],
+                         [[str(pid), text] for text in ("one", "two", "lines", "three")])
         self.assertEqual((code, err), (0, ""))
 
     def test_json_has_one_object_a_line_with_every_text_as_it_was(self):
@@ -158,7 +165,7 @@ class Watch(unittest.TestCase):
             speak("numbers:50")
             code, out, err = watch.interrupt()
         self.assertEqual((code, err), (0, ""))
-        self.assertEqual([line.split(maxsplit=1)[1] for line in out.splitlines()],
+        self.assertEqual([line.split(maxsplit=2)[2] for line in out.splitlines()],
                          [f"number {i}" for i in range(50)])
 
     def test_output_that_nobody_reads_yet_loses_no_record_and_holds_nobody_up(self):
@@ -167,7 +174,7 @@ class Watch(unittest.TestCase):
             speak(f"numbers:{count}")
             code, out, err = watch.end()
         self.assertEqual((code, err), (0, ""))
-        self.assertEqual([line.split(maxsplit=1)[1] for line in out.splitlines()],
+        self.assertEqual([line.split(maxsplit=2)[2] for line in out.splitlines()],
                          [f"number {i}" for i in range(count)])
 
     def test_a_reader_that_goes_away_ends_it_quietly(self):
@@ -185,9 +192,230 @@ class Watch(unittest.TestCase):
         self.assertEqual(code, 1)
         self.assertIn("No space left", err)
 
+    def test_each_record_has_the_name_of_the_process_that_wrote_it(self):
+        with Running("watch", "--json", "--match", "mine", "--process", "plinth_talker",
+                     "--count", "1") as watch, \
+                subprocess.Popen([TALKER, "trace:mine", "wait"], stdin=subprocess.PIPE) as talker:
+            speak("mine")
+            _, out, _ = watch.end()
+            talker.communicate(b"\n")
+        record = json.loads(out)
+        self.assertEqual((record["process"], record["pid"]), ("plinth_talker", talker.pid))
+
+    def test_include_and_exclude_choose_records_and_may_be_given_several_times(self):
+        with Running("watch", "--include", "^one", "--include=^two", "--exclude", "x",
+                     "--exclude", "y", "--count", "2") as watch:
+            speak("three", "one x", "one", "two y", "two")
+            _, out, _ = watch.end()
+        self.assertEqual([line.split(maxsplit=2)[2] for line in out.splitlines()], ["one", "two"])
+
+    def test_a_pattern_that_would_never_end_is_given_up_and_its_record_shown(self):
+        text = "a" * 200 + "!"
+        with Running("watch", "--match", "^(a+)+$", "--count", "1") as watch:
+            speak(text)
+            code, out, err = watch.end()
+        self.assertEqual(code, 0)
+        self.assertIn(text, out)
+
+    def test_what_is_shown_is_also_written_to_the_output_file(self):
+        path = os.path.join(ROOT, "shown.txt")
+        with Running("watch", "--include", "o", "--time", "start", "--output", path,
+                     "--count", "2") as watch:
+            speak("one", "three", "two")
+            _, out, _ = watch.end()
+        with open(path, encoding="utf-8") as file:
+            self.assertEqual(file.read(), out)
+        self.assertRegex(out, r"^ +0\.000000 .*one\n +\d+\.\d{6} .*two\n$")
+        self.assertEqual(trace("watch", "--input", "-", "--output", "/missing/file").returncode, 1)
+
+    def test_standard_input_is_watched_to_its_end(self):
+        text = "2024-03-05 14:07:33.006 *vtq* |wndid:4| one\n\ntwo\nlast"
+        result = subprocess.run([TRACE, "watch", "--input", "-", "--json"], input=text,
+                                capture_output=True, text=True, timeout=PATIENCE)
+        records = [json.loads(line) for line in result.stdout.splitlines()]
+        self.assertEqual([record["text"] for record in records], text.split("\n"))
+        self.assertEqual(records[0]["window"], 4)
+        self.assertEqual((records[0]["pid"], result.returncode), (None, 0))
+        too_few = subprocess.run([TRACE, "watch", "--input", "-", "--count", "9"], input=text,
+                                 capture_output=True, text=True, timeout=PATIENCE)
+        self.assertEqual((too_few.returncode, too_few.stdout), (4, text + "\n"))
+
+    def test_a_log_folder_is_watched_across_a_split(self):
+        talk("log:before")
+        with Running("watch", "--input", LOGS, "--match", "before|behind") as watch, \
+                subprocess.Popen([TALKER, "log:before the split", "split", "log:behind the split",
+                                  "wait"], stdin=subprocess.PIPE, text=True) as talker:
+            lines = {watch.line() for _ in range(3)}
+            talker.communicate("\n")
+            code, _, err = watch.interrupt()
+        self.assertEqual(lines, {"before", "before the split", "behind the split"})
+        self.assertEqual((code, err), (0, ""))
+
+    def test_rate_tells_the_counts_on_standard_error(self):
+        result = subprocess.run([TRACE, "watch", "--input", "-", "--rate", "--exclude", "b"],
+                                input="a\nb\nc\n", capture_output=True, text=True,
+                                timeout=PATIENCE)
+        self.assertIn("shown 2, all 3, lost 0", result.stderr.splitlines()[-1])
+
     def test_it_writes_no_log(self):
         trace("watch", "--timeout", "0")
         self.assertFalse(os.path.exists(LOGS))
+
+
+SHELL = """
+import os, signal, sys
+signal.signal(signal.SIGTTOU, signal.SIG_IGN)
+child = os.fork()
+if child == 0:
+    os.setpgid(0, 0)
+    os.tcsetpgrp(0, os.getpid())
+    signal.signal(signal.SIGTTOU, signal.SIG_DFL)
+    os.execv(sys.argv[1], [sys.argv[1], "watch"])
+while not os.WIFSTOPPED(os.waitpid(child, os.WUNTRACED)[1]):
+    pass
+os.tcsetpgrp(0, os.getpgrp())
+print("stopped", flush=True)
+sys.stdin.readline()
+os.tcsetpgrp(0, child)
+os.kill(child, signal.SIGCONT)
+os.waitpid(child, 0)
+os.tcsetpgrp(0, os.getpgrp())
+print("ended", flush=True)
+"""
+
+
+class Keys(unittest.TestCase):
+    """watch on a terminal: a pseudo-terminal of its own, whose other end the test has."""
+
+    def setUp(self):
+        self.folder = os.path.join(ROOT, "current")
+        os.makedirs(self.folder)
+        self.shown = ""
+
+    def start(self, *arguments):
+        self.terminal, self.theirs = pty.openpty()
+        self.process = subprocess.Popen(
+            [TRACE, "watch", *arguments], stdin=self.theirs, stdout=self.theirs,
+            stderr=self.theirs, cwd=self.folder, start_new_session=True,
+            preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
+        self.addCleanup(self.clean_up, self.process, self.terminal, self.theirs)
+        self.until("shows keys")
+        self.wait_for_mode(raw=True)
+
+    @staticmethod
+    def clean_up(process, *ends):
+        process.kill()
+        process.wait()
+        for end in ends:
+            os.close(end)
+
+    def is_raw(self):
+        return not termios.tcgetattr(self.theirs)[3] & (termios.ICANON | termios.ECHO)
+
+    def wait_for_mode(self, raw):
+        end = time.monotonic() + PATIENCE
+        while self.is_raw() != raw:
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.01)
+
+    def until(self, text):
+        """Reads on until the text has come behind what was read before."""
+        start = len(self.shown)
+        while text not in self.shown[start:]:
+            self.assertTrue(select.select([self.terminal], [], [], PATIENCE)[0],
+                            f"{text!r} not in {self.shown[start:]!r}")
+            self.shown += os.read(self.terminal, 65536).decode()
+        return self.shown[start:]
+
+    def press(self, keys):
+        os.write(self.terminal, keys.encode())
+
+    def test_a_paused_view_stands_still_until_it_goes_on(self):
+        self.start()
+        speak("before")
+        self.until("before")
+        self.press("p")
+        self.until("paused, 0 wait")
+        speak("meanwhile")
+        self.assertNotIn("meanwhile", self.until("paused, 1 wait"))
+        self.press("p")
+        self.until("meanwhile")
+        self.press("q")
+        self.assertEqual(self.process.wait(PATIENCE), 0)
+
+    def test_both_kinds_of_saving_and_clear(self):
+        self.start("--exclude", "hidden")
+        speak("one", "hidden", "two")
+        self.until("two")
+        self.press("s")
+        self.until("saved 2 shown records to plinth-trace-shown-0001.txt")
+        self.press("S")
+        self.until("saved 3 records, all that are kept, to plinth-trace-all-0001.txt")
+        self.press("c")
+        self.until("\x1b[2J")
+        self.press("S")
+        self.until("saved 0 records, all that are kept, to plinth-trace-all-0002.txt")
+
+        def lines(name):
+            with open(os.path.join(self.folder, name), encoding="utf-8") as file:
+                return [line.split()[-1] for line in file]
+
+        self.assertEqual(lines("plinth-trace-shown-0001.txt"), ["one", "two"])
+        self.assertEqual(lines("plinth-trace-all-0001.txt"), ["one", "hidden", "two"])
+
+    def test_bookmarks_are_gone_to_and_fro(self):
+        self.start()
+        for text in ("first", "second", "third"):
+            speak(text)
+            self.until(text)
+            if text != "second":
+                self.press("b")
+                self.until("bookmarked")
+        self.press("n")
+        self.until("record 1 --")
+        self.press("n")
+        self.until("record 3 --")
+        self.press("N")
+        self.until("record 1 --")
+        self.press("?")
+        self.until("save shown")
+
+    def test_highlights_are_coloured(self):
+        self.start("--highlight", "red", "--highlight", "gr..n")
+        speak("red green")
+        self.until("\x1b[30;103mred\x1b[0m \x1b[30;102mgreen\x1b[0m")
+
+    def test_the_terminal_is_left_as_it_was_however_it_ends(self):
+        for end in (lambda: self.press("q"), lambda: self.press("\x03"),
+                    lambda: self.press("\x1c"),
+                    lambda: self.process.send_signal(signal.SIGTERM),
+                    lambda: self.process.send_signal(signal.SIGHUP),
+                    lambda: self.process.send_signal(signal.SIGABRT)):
+            self.start()
+            end()
+            self.process.wait(PATIENCE)
+            self.assertFalse(self.is_raw())
+
+    def test_ctrl_z_gives_the_terminal_back_and_going_on_takes_it_again(self):
+        # The system stops only what somebody in the session could continue: here stands the shell.
+        self.terminal, self.theirs = pty.openpty()
+        self.process = subprocess.Popen(
+            [sys.executable, "-c", SHELL, TRACE], stdin=self.theirs, stdout=self.theirs,
+            stderr=self.theirs, start_new_session=True,
+            preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
+        self.addCleanup(self.clean_up, self.process, self.terminal, self.theirs)
+        self.until("shows keys")
+        self.wait_for_mode(raw=True)
+        self.press("\x1a")
+        self.until("stopped")
+        self.assertFalse(self.is_raw())
+        self.press("\n")
+        self.wait_for_mode(raw=True)
+        speak("still here")
+        self.until("still here")
+        self.press("q")
+        self.until("ended")
+        self.assertFalse(self.is_raw())
 
 
 class Log(unittest.TestCase):
@@ -348,7 +576,8 @@ class CommandLine(unittest.TestCase):
 
     def test_what_is_not_understood_is_refused_with_a_hint(self):
         for arguments in ([], ["wotch"], ["watch", "--cuont", "1"], ["watch", "--count", "0"],
-                          ["watch", "--match", "(open"], ["watch", "--timeout", "soon"],
+                          ["watch", "--match", "(open"], ["watch", "--highlight", "*"],
+                          ["watch", "--time", "later"], ["watch", "--keep", "1"], ["watch", "--timeout", "soon"],
                           ["log", "--lines", "-1"], ["log", "--follow", "--path"]):
             result = trace(*arguments)
             self.assertEqual((result.returncode, result.stdout), (2, ""), arguments)

@@ -1,15 +1,15 @@
 // plinth-trace log: the log files, which all programs of the machine write into one folder.
-#include <algorithm>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "commands.h"
 #include "failure.h"
 #include "log_files.h"
+#include "log_follower.h"
 #include "terminal.h"
 
 namespace trace
@@ -34,8 +34,7 @@ namespace
 {
 
 constexpr uint64_t default_lines = 20;
-constexpr DWORD follow_interval = 200; // ms; the file system tells nobody of a new line
-constexpr size_t follow_limit = 64;    // files at once; those that were first seen go first
+constexpr DWORD follow_interval = 100; // ms; the file system tells nobody of a new line
 
 // Shows texts of several files as one stream, with the file's name where the file changes.
 class Stream
@@ -84,35 +83,21 @@ void show_rest(LogFile& file, Stream& stream)
 void follow(const std::string& folder, std::set<LogName> known, std::unique_ptr<LogFile> first,
             Stream& stream)
 {
-    std::deque<std::unique_ptr<LogFile>> files;
+    const auto name_of = [](const LogFile& file)
+    { return native_path(wide_from_utf8(file.name().path).data()); };
+    LogFollower follower(
+        folder, std::move(known),
+        {.text = [&](const LogFile& file, const std::string& text)
+         { stream.show(file.name(), text); },
+         .gap = [&](const LogFile& file)
+         { note(name_of(file) + " has become shorter and is shown from its start"); },
+         .closed = [](const LogFile&) {},
+         .problem = [](const std::string& why) { note(why); }});
     if (first)
-        files.push_back(std::move(first));
+        follower.add(std::move(first));
     while (!interrupted())
-    {
-        for (const auto& file : files)
-            show_rest(*file, stream);
-        const std::vector<LogName> there = find_logs(folder);
-        // A file that was removed may come again under its name.
-        std::erase_if(known, [&](const LogName& name)
-                      { return !std::binary_search(there.begin(), there.end(), name); });
-        for (const LogName& name : there)
-        {
-            if (!known.insert(name).second)
-                continue;
-            try
-            {
-                files.push_back(std::make_unique<LogFile>(name));
-                show_rest(*files.back(), stream);
-            }
-            catch (const Failure& failure)
-            {
-                note(failure.what()); // one file of many
-            }
-            if (files.size() > follow_limit)
-                files.pop_front();
-        }
-        Sleep(follow_interval);
-    }
+        if (!follower.look())
+            Sleep(follow_interval);
 }
 
 std::string folder_of(Options& options)

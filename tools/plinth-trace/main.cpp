@@ -46,7 +46,7 @@ const char* const general_help =
     "  1  failed; standard error says why\n"
     "  2  an option that is not understood\n"
     "  3  watch: another listener has the debug string channel\n"
-    "  4  watch: the time was over before the number of records was reached\n";
+    "  4  watch: the time, or the input, was over before the number of records was reached\n";
 
 int run(std::vector<std::string> arguments)
 {

@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <io.h>
 #else
+#include <sys/ioctl.h>
 #include <unistd.h>
 #endif
 
@@ -56,11 +57,26 @@ bool reader_is_gone(int error)
     return error == EPIPE || error == EINVAL;
 }
 
+unsigned columns()
+{
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info))
+        return 0;
+    return static_cast<unsigned>(info.srWindow.Right - info.srWindow.Left + 1);
+}
+
 #else
+
+unsigned columns()
+{
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
 
 bool prepare_output()
 {
-    std::signal(SIGPIPE, SIG_IGN); // a write then fails, and put tells what that means
+    std::signal(SIGPIPE, SIG_IGN);     // a write then fails, and put tells what that means
+    std::signal(SIGHUP, on_interrupt); // the terminal is gone
     const char* const kind = std::getenv("TERM");
     return isatty(STDOUT_FILENO) && !(kind && std::strcmp(kind, "dumb") == 0);
 }
@@ -89,6 +105,13 @@ bool interrupted()
 bool in_colour()
 {
     return gs_colour;
+}
+
+size_t terminal_width()
+{
+    constexpr unsigned usual = 80;
+    const unsigned known = columns();
+    return known > 0 ? known : usual;
 }
 
 void put(std::string_view text)

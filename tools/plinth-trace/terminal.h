@@ -2,6 +2,7 @@
 // the one file with code of its own for each system.
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 namespace trace
@@ -15,6 +16,9 @@ bool interrupted();
 
 // Whether colours are shown: standard output is a terminal, and NO_COLOR is not set.
 bool in_colour();
+
+// Columns of the terminal that standard output is; 80 if it doesn't say.
+size_t terminal_width();
 
 // Writes the text and flushes it: who reads through a pipe sees it at once. Throws OutputClosed if
 // nobody reads any more, and Failure if it can't be written.

@@ -1,116 +1,254 @@
-// plinth-trace watch: the texts of the debug string channel as they arrive.
+// plinth-trace watch: its options and its main loop.
+#include "watch.h"
+
 #include <algorithm>
-#include <chrono>
-#include <regex>
+#include <cstdio>
 
 #include "commands.h"
 #include "failure.h"
-#include "listener.h"
 #include "terminal.h"
 
 namespace trace
 {
 
-const char* const watch_help =
-    "usage: plinth-trace watch [OPTION...]\n"
+static const std::string s_watch_help =
+    std::string(
+        "usage: plinth-trace watch [OPTION...]\n"
+        "\n"
+        "Shows the trace records of all programs of this user as they are made, each behind the "
+        "id\n"
+        "and the name of the process that made it. Ctrl-C ends. The debug string channel has room\n"
+        "for one listener: if another one has it, watch says so and ends with exit code 3. Where\n"
+        "records were lost stands a line of its own that says how many.\n"
+        "\n") +
+    view_options_help +
+    "  --json             one JSON object a line: time (UTC), pid, process, window, text, each "
+    "null\n"
+    "                     if there is none; for records that were lost: time, lost, text\n"
+    "  --rate             each second the records per second and the counts: on a terminal in its\n"
+    "                     last line, else on standard error\n"
+    "  --output FILE      write what is shown to this file too, replacing it\n"
+    "  --count N          end after N records have been shown\n"
+    "  --timeout S        end after S seconds; with --count, exit code 4 if the time, or the "
+    "input,\n"
+    "                     is over first\n"
     "\n"
-    "Shows the trace records of all programs of this user as they are made, each behind the id of\n"
-    "the process that made it. Ctrl-C ends. The debug string channel has room for one listener: "
-    "if\n"
-    "another one has it, watch says so and ends with exit code 3.\n"
+    "Regular expressions are those of PCRE2 (ECMAScript in the Windows build). One that takes too\n"
+    "long for a text is given up, and the record shown.\n"
     "\n"
-    "  --match REGEX  only records in which the regular expression (ECMAScript) is found\n"
-    "  --window ID    only records with this window id, as |wndid:ID in the text says\n"
-    "  --json         one JSON object a line: time (UTC), pid, window (null if the text names\n"
-    "                 none), text\n"
-    "  --count N      end after N records have been shown\n"
-    "  --timeout S    end after S seconds; with --count, exit code 4 if the time is over first\n";
+    "Keys, on a terminal: p pause, c clear, b bookmark, n and N next and previous bookmark, s "
+    "save\n"
+    "shown, S save all, ? help, q quit.\n";
+const char* const watch_help = s_watch_help.c_str();
 
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
+constexpr size_t small_store = 8 << 20; // bytes, where nothing is asked of it
 
-struct Wanted
-{
-    std::optional<std::regex> match;
-    std::optional<int64_t> window;
-    bool json = false;
-    std::optional<int64_t> count;
-    std::optional<Clock::time_point> end;
-};
+constexpr std::chrono::milliseconds slice{100}; // Ctrl-C may come in between
+constexpr std::chrono::milliseconds key_slice{30};
+constexpr std::chrono::seconds report_interval{1};
 
-Wanted read_options(Options& options)
+constexpr size_t most_collected = 2000; // records before they are shown
+constexpr size_t put_size = 64 << 10;   // bytes that are written at once
+
+WatchOptions read_options(Options& options)
 {
-    Wanted wanted;
-    if (const auto text = options.take_value("--match"))
-    {
-        try
-        {
-            wanted.match.emplace(*text, std::regex::ECMAScript | std::regex::optimize);
-        }
-        catch (const std::regex_error& error)
-        {
-            options.refuse("--match \"" + *text + "\" is no regular expression: " + error.what());
-        }
-    }
-    wanted.window = options.take_number("--window", INT32_MIN, INT32_MAX);
+    WatchOptions wanted;
+    wanted.view = take_view_options(options);
+    wanted.output = options.take_value("--output");
     wanted.count = options.take_number("--count", 1, INT64_MAX);
     if (const auto seconds = options.take_seconds("--timeout"))
-        wanted.end = Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                        std::chrono::duration<double>(*seconds));
+        wanted.end =
+            WatchOptions::Clock::now() + std::chrono::duration_cast<WatchOptions::Clock::duration>(
+                                             std::chrono::duration<double>(*seconds));
     wanted.json = options.take_flag("--json");
+    wanted.rate = options.take_flag("--rate");
     options.finish();
     return wanted;
 }
 
-bool is_wanted(const Record& record, const Wanted& wanted)
-{
-    return (!wanted.window || window_of(record.text) == wanted.window) &&
-           (!wanted.match || std::regex_search(record.text, *wanted.match));
-}
-
-// How long to wait for the next record: a short while, since Ctrl-C may come in between.
-unsigned wait_time(const Wanted& wanted)
-{
-    constexpr std::chrono::milliseconds slice{100};
-    if (!wanted.end)
-        return slice.count();
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*wanted.end - Clock::now());
-    return static_cast<unsigned>(std::clamp(left, std::chrono::milliseconds(0), slice).count());
-}
-
 } // namespace
+
+Watch::Watch(WatchOptions options)
+    : m_options(std::move(options)),
+      m_interactive(!m_options.json && m_options.view.input != "-" && Keyboard::is_there()),
+      m_source(make_source(m_options.view.input)), m_screen(m_interactive),
+      m_store(m_options.view.keep.value_or(m_interactive ? Store::default_limit : small_store)),
+      m_portion(m_options.view.keep.value_or(small_store) / 2),
+      m_view(m_store, m_options.view.filter), m_style{.time = m_options.view.time.value_or(
+                                                          TimeMode::none),
+                                                      .colour = in_colour(),
+                                                      .highlights = m_options.view.highlights}
+{
+    if (m_options.output)
+        m_output.emplace(*m_options.output);
+    note("watching " + m_source->what() + "; Ctrl-C ends" +
+         (m_interactive ? ", ? shows keys" : ""));
+    if (m_interactive)
+        m_keyboard.emplace();
+}
+
+int Watch::run()
+{
+    while (!m_quit && !interrupted() && !m_source->ended() &&
+           !(m_options.end && Clock::now() >= *m_options.end))
+    {
+        collect(wait_time());
+        if (show())
+            return exit_done;
+        handle_keys();
+        report();
+    }
+    m_source->stop();
+    while (!m_quit && collect(0))
+        if (show())
+            return exit_done;
+    report_patterns(true);
+    if (m_options.rate && !m_interactive)
+        note(counts());
+    return m_options.count && !interrupted() && !m_quit ? exit_timeout : exit_done;
+}
+
+// Takes what there is, within limits; false if there was nothing.
+bool Watch::collect(unsigned milliseconds)
+{
+    Record record;
+    uint64_t collected = 0;
+    uint64_t bytes = 0;
+    while (collected < most_collected && bytes < m_portion &&
+           m_source->next(record, collected == 0 ? milliseconds : 0))
+    {
+        ++collected;
+        bytes += bytes_of(record);
+        m_store.append(std::move(record));
+    }
+    m_rate.add(collected, Clock::now());
+    m_bookmarks.trim(m_store.first());
+    const size_t stale = m_view.stale();
+    m_view.trim();
+    m_next_row -= std::min(m_next_row, stale);
+    return collected > 0;
+}
+
+// Shows the rows that are new; true when the count is reached.
+bool Watch::show()
+{
+    m_view.advance(SIZE_MAX);
+    std::string out;
+    std::string file;
+    if (const uint64_t missed = m_view.take_missed())
+        out += as_lines(loss_of(missed, std::to_string(missed) +
+                                            " records dropped before they were shown: more came "
+                                            "during the pause than --keep has room for"),
+                        m_style, {});
+    bool done = false;
+    while (!done && m_next_row < m_view.rows())
+    {
+        done = show_row(m_next_row++, out, file);
+        if (out.size() >= put_size || done || m_next_row == m_view.rows())
+        {
+            m_screen.put(out);
+            if (m_output)
+                m_output->write(file);
+            out.clear();
+            file.clear();
+            if (interrupted())
+                break;
+        }
+    }
+    if (!out.empty())
+        m_screen.put(out);
+    return done;
+}
+
+bool Watch::show_row(size_t row, std::string& out, std::string& file)
+{
+    const Record& record = m_view.record(row);
+    const TimeBase base{.start = m_store.start(), .previous = m_last_time};
+    out += m_options.json ? as_json(record) : as_lines(record, m_style, base);
+    if (m_output)
+    {
+        LineStyle uncoloured = m_style;
+        uncoloured.colour = false;
+        file += m_options.json ? as_json(record) : as_lines(record, uncoloured, base);
+    }
+    m_last_time = record.time;
+    if (record.is_loss())
+        return false;
+    m_last = m_view.number(row);
+    return ++m_shown == m_options.count;
+}
+
+unsigned Watch::wait_time() const
+{
+    const std::chrono::milliseconds longest = m_interactive ? key_slice : slice;
+    if (!m_options.end)
+        return static_cast<unsigned>(longest.count());
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*m_options.end - Clock::now());
+    return static_cast<unsigned>(std::clamp(left, std::chrono::milliseconds(0), longest).count());
+}
+
+std::string Watch::counts() const
+{
+    std::string text = "shown " + std::to_string(m_shown) + ", all " +
+                       std::to_string(m_store.all()) + ", lost " + std::to_string(m_store.lost());
+    if (m_interactive) // elsewhere nothing that goes is missed
+        text += ", dropped " + std::to_string(m_store.dropped());
+    return text;
+}
+
+// How things stand, once a second; a pause shows at once.
+void Watch::report()
+{
+    const Clock::time_point now = Clock::now();
+    const bool due = now - m_reported >= report_interval;
+    if (m_interactive)
+    {
+        std::string status;
+        if (m_view.is_paused())
+            status = "paused, " + std::to_string(m_view.waiting()) + " wait; ";
+        if (m_options.rate)
+        {
+            char rate[48];
+            std::snprintf(rate, sizeof rate, "%.0f records/s; ", m_rate.per_second(now));
+            status += rate;
+        }
+        if (!status.empty())
+            status += counts();
+        if (due || status.empty() || m_screen.status().empty())
+            m_screen.set_status(status);
+    }
+    else if (m_options.rate && due)
+    {
+        char rate[48];
+        std::snprintf(rate, sizeof rate, "%.0f records/s; ", m_rate.per_second(now));
+        note(rate + counts());
+    }
+    if (due)
+    {
+        m_reported = now;
+        report_patterns(false);
+    }
+}
+
+void Watch::report_patterns(bool at_end)
+{
+    std::string text = m_options.view.filter.given_up();
+    // While it goes on it is said once; at the end, with the last numbers.
+    if (text.empty() || (at_end ? text == m_patterns_reported : !m_patterns_reported.empty()))
+        return;
+    if (m_interactive)
+        say(text);
+    else
+        note(text);
+    m_patterns_reported = std::move(text);
+}
 
 int watch(Options& options)
 {
-    const Wanted wanted = read_options(options);
-    Listener listener;
-    note("watching the debug string channel; Ctrl-C ends");
-
-    int64_t shown = 0;
-    Record record;
-    // Shows what is wanted of the records; true when the count is reached.
-    const auto show = [&]
-    {
-        if (!is_wanted(record, wanted))
-            return false;
-        put(wanted.json ? as_json(record) : as_lines(record, in_colour()));
-        return ++shown == wanted.count;
-    };
-
-    while (!interrupted() && !(wanted.end && Clock::now() >= *wanted.end))
-    {
-        if (listener.next(record, wait_time(wanted)) && show())
-            return exit_done;
-        if (const uint64_t lost = listener.take_lost())
-            note(std::to_string(lost) + " records lost: the output is too slow");
-    }
-    listener.stop();
-    while (listener.next(record, 0))
-        if (show())
-            return exit_done;
-    return wanted.count && !interrupted() ? exit_timeout : exit_done;
+    return Watch(read_options(options)).run();
 }
 
 } // namespace trace

@@ -23,10 +23,9 @@ constexpr size_t store_limit = 64 << 20; // bytes of texts and what belongs to e
 // signal handler may call doesn't include setting an event.
 constexpr DWORD wait_slice = 100; // ms
 
-// What a record takes up in the store, an empty text too.
-size_t bytes_of(const Record& record)
+Record news_of(uint64_t lost)
 {
-    return sizeof record + record.text.size();
+    return loss_of(lost, std::to_string(lost) + " records lost: the output is too slow");
 }
 
 } // namespace
@@ -94,28 +93,28 @@ void Listener::stop()
 
 bool Listener::next(Record& record, unsigned milliseconds)
 {
-    std::string text;
     {
         std::unique_lock lock(m_lock);
         if (!m_arrived.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                                [this] { return !m_waiting.empty(); }))
+                                [this] { return !m_waiting.empty() || m_lost > 0; }))
             return false;
+        if (m_waiting.empty())
+        {
+            record = news_of(std::exchange(m_lost, 0));
+            return true;
+        }
         record = std::move(m_waiting.front());
         m_waiting.pop_front();
         m_waiting_bytes -= bytes_of(record);
     }
+    if (record.is_loss())
+        return true;
     record.text = utf8_from_narrow(record.text);
     if (record.text.ends_with('\n'))
         record.text.pop_back();
     if (record.text.ends_with('\r'))
         record.text.pop_back();
     return true;
-}
-
-uint64_t Listener::take_lost()
-{
-    const std::lock_guard lock(m_lock);
-    return std::exchange(m_lost, 0);
 }
 
 void Listener::run()
@@ -133,23 +132,35 @@ bool Listener::take(DWORD milliseconds)
 {
     if (WaitForSingleObject(m_data_ready, milliseconds) != WAIT_OBJECT_0)
         return false;
-    Record record{};
-    GetSystemTime(&record.time);
+    Record record;
+    record.time = current_time();
     std::memcpy(&record.process, m_buffer, sizeof record.process);
     const char* const text = m_buffer + text_offset;
     record.text.assign(text, strnlen(text, buffer_size - text_offset));
     SetEvent(m_buffer_ready);
 
-    const std::lock_guard lock(m_lock);
-    if (m_waiting_bytes + bytes_of(record) > store_limit)
-        ++m_lost;
-    else
-    {
-        m_waiting_bytes += bytes_of(record);
-        m_waiting.push_back(std::move(record));
-        m_arrived.notify_one();
-    }
+    record.name = m_names.name_of(record.process);
+    keep(std::move(record));
     return true;
+}
+
+void Listener::keep(Record record)
+{
+    const std::lock_guard lock(m_lock);
+    const size_t bytes = bytes_of(record);
+    if (m_waiting_bytes + bytes > store_limit)
+    {
+        ++m_lost;
+        return;
+    }
+    if (m_lost > 0)
+    {
+        m_waiting.push_back(news_of(std::exchange(m_lost, 0)));
+        m_waiting_bytes += bytes_of(m_waiting.back());
+    }
+    m_waiting_bytes += bytes;
+    m_waiting.push_back(std::move(record));
+    m_arrived.notify_one();
 }
 
 } // namespace trace

@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "text.h"
@@ -50,8 +51,12 @@ public:
     // Moves to where the last so many lines begin.
     void seek_last_lines(uint64_t lines);
 
-    // The next part of the text as UTF-8, empty at the end; later there may be more.
+    // The next part of the text as UTF-8, empty at the end; later there may be more. A file that
+    // has become shorter than what was read of it is read from its start.
     std::string read();
+
+    // Whether read went back to the start since the last call.
+    bool take_restart() { return std::exchange(m_restarted, false); }
 
 private:
     size_t read_at(uint64_t offset, char* buffer, size_t size) const;
@@ -61,6 +66,7 @@ private:
     LogName m_name;
     HANDLE m_file;
     uint64_t m_offset = 0; // of the first byte that was not read yet
+    bool m_restarted = false;
 };
 
 } // namespace trace

@@ -3,7 +3,7 @@
 // Whoever traces waits until the channel's one buffer is free. Therefore a thread of its own does
 // nothing but copy a text and free the buffer; the texts wait in a store of limited size, so that
 // output that is slow, or stopped with Ctrl-S, holds up no program. When the store is full, texts
-// are dropped and counted.
+// are dropped and counted; the next one that has room comes behind the news of it.
 //
 // The library has a listener too (CQvDebugOutputCapture). This one also takes the writer's process
 // id and the whole of a text of more than 1,023 bytes, and comes without opening a log.
@@ -16,33 +16,29 @@
 #include <mutex>
 #include <thread>
 
-#include "record.h"
+#include "process_names.h"
+#include "source.h"
 
 namespace trace
 {
 
-class Listener
+class Listener : public Source
 {
 public:
     // Takes the channel and starts to listen. Failure: exit_channel_taken if another listener has
     // it, exit_failed if the objects can't be made.
     Listener();
-    ~Listener();
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
+    ~Listener() override;
 
-    // The next text in order of arrival; false if none came in so many milliseconds.
-    bool next(Record& record, unsigned milliseconds);
-
-    // Stops listening; texts that were written before still come out of next.
-    void stop();
-
-    // The texts that were dropped since the last call.
-    uint64_t take_lost();
+    bool next(Record& record, unsigned milliseconds) override;
+    bool ended() const override { return false; } // only stop ends it
+    void stop() override;
+    std::string what() const override { return "the debug string channel"; }
 
 private:
     void run();
     bool take(DWORD milliseconds);
+    void keep(Record record);
     void release();
 
     HANDLE m_buffer_ready = nullptr; // set: writers may fill the buffer
@@ -51,12 +47,13 @@ private:
     const char* m_buffer = nullptr;
     std::atomic<bool> m_run{true};
     std::thread m_thread;
+    ProcessNames m_names; // the thread's alone
 
     std::mutex m_lock; // guards what follows
     std::condition_variable m_arrived;
     std::deque<Record> m_waiting;
     size_t m_waiting_bytes = 0;
-    uint64_t m_lost = 0;
+    uint64_t m_lost = 0; // since the last text that was kept
 };
 
 } // namespace trace

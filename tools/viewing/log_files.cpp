@@ -179,6 +179,12 @@ std::string LogFile::read()
     std::vector<char> block(block_size);
     const bool wide = is_wide();
     size_t length = read_at(m_offset, block.data(), block.size());
+    if (length == 0 && size() < m_offset)
+    {
+        m_offset = 0;
+        m_restarted = true;
+        length = read_at(m_offset, block.data(), block.size());
+    }
     if (!wide)
     {
         // The two halves of a line end stay together, as below those of a character.

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
-
-#include "text.h"
+#include <utility>
 
 namespace trace
 {
@@ -12,12 +11,6 @@ namespace
 {
 
 constexpr std::string_view window_tag = "|wndid:";
-constexpr int64_t no_window = INT32_MAX; // the viewers' own value for a text without a window
-
-// "YYYY-MM-DD hh:mm:ss.mmm *vtq* ": the marker counts only where a stamp can end.
-constexpr std::string_view stamp_end = " *vtq* ";
-constexpr size_t least_stamp = 23;
-constexpr size_t most_stamp = 25; // a year of more than four digits
 
 // Digits with a sign, as far as they go; a number beyond 32 bits is the last that fits.
 int64_t leading_number(std::string_view text)
@@ -68,16 +61,35 @@ void append_json_text(std::string& out, std::string_view utf8)
     out += '"';
 }
 
+void append_json_text_or_null(std::string& out, std::string_view utf8)
+{
+    if (utf8.empty())
+        out += "null";
+    else
+        append_json_text(out, utf8);
+}
+
 } // namespace
+
+Record loss_of(uint64_t count, std::string why)
+{
+    return {.time = current_time(), .text = std::move(why), .lost = count};
+}
+
+size_t bytes_of(const Record& record)
+{
+    constexpr size_t overhead = 16; // of the block that the text is in
+    return sizeof record + overhead + record.text.size();
+}
 
 std::optional<int32_t> window_of(std::string_view text)
 {
     if (!text.starts_with(window_tag))
     {
-        const size_t mark = text.find(stamp_end);
-        if (mark < least_stamp || mark > most_stamp)
+        const std::optional<Stamp> stamp = stamp_of(text);
+        if (!stamp)
             return std::nullopt;
-        const size_t tag = text.find(window_tag, mark);
+        const size_t tag = text.find(window_tag, stamp->length - 1);
         if (tag == std::string_view::npos)
             return std::nullopt;
         text.remove_prefix(tag);
@@ -88,35 +100,20 @@ std::optional<int32_t> window_of(std::string_view text)
     return static_cast<int32_t>(id);
 }
 
-std::string as_lines(const Record& record, bool colour)
-{
-    char prefix[48];
-    std::snprintf(prefix, sizeof prefix, colour ? "\x1b[36m%7u\x1b[0m  " : "%7u  ",
-                  static_cast<unsigned>(record.process));
-    const std::string text = printable(record.text);
-    std::string out;
-    size_t start = 0;
-    do
-    {
-        const size_t end = text.find('\n', start);
-        out.append(prefix).append(text, start, end - start).append("\n");
-        start = end == std::string::npos ? std::string::npos : end + 1;
-    } while (start != std::string::npos);
-    return out;
-}
-
 std::string as_json(const Record& record)
 {
-    const SYSTEMTIME& t = record.time;
-    char head[128];
-    std::snprintf(head, sizeof head,
-                  "{\"time\":\"%04u-%02u-%02uT%02u:%02u:%02u.%03uZ\",\"pid\":%u,\"window\":",
-                  unsigned{t.wYear}, unsigned{t.wMonth}, unsigned{t.wDay}, unsigned{t.wHour},
-                  unsigned{t.wMinute}, unsigned{t.wSecond}, unsigned{t.wMilliseconds},
-                  static_cast<unsigned>(record.process));
-    std::string out = head;
-    const std::optional<int32_t> window = window_of(record.text);
-    out += window ? std::to_string(*window) : "null";
+    std::string out = "{\"time\":";
+    append_json_text_or_null(out, utc_text(record.time));
+    if (record.is_loss())
+        out += ",\"lost\":" + std::to_string(record.lost);
+    else
+    {
+        out += ",\"pid\":" + (record.process ? std::to_string(record.process) : "null");
+        out += ",\"process\":";
+        append_json_text_or_null(out, record.name ? *record.name : std::string());
+        out += ",\"window\":";
+        out += record.window == no_window ? "null" : std::to_string(record.window);
+    }
     out += ",\"text\":";
     append_json_text(out, record.text);
     out += "}\n";

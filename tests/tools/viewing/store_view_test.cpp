@@ -1,0 +1,186 @@
+// What is kept, what is shown, and what is said about the rest.
+#include <gtest/gtest.h>
+
+#include "bookmarks.h"
+#include "store.h"
+#include "view.h"
+
+namespace
+{
+
+using namespace trace;
+
+Record text(const std::string& text)
+{
+    return {.time = 1, .process = 7, .text = text};
+}
+
+std::vector<std::string> rows_of(const View& view)
+{
+    std::vector<std::string> rows;
+    for (size_t row = 0; row < view.rows(); ++row)
+        rows.push_back(view.record(row).text);
+    return rows;
+}
+
+using Rows = std::vector<std::string>;
+
+class StoreView : public testing::Test
+{
+protected:
+    void add(const std::string& words)
+    {
+        for (const char word : words)
+            store.append(text(std::string(1, word)));
+    }
+
+    void look()
+    {
+        view.trim();
+        while (view.advance(1))
+        {
+        }
+    }
+
+    static Filter including(const std::string& pattern) { return {.include = {Pattern(pattern)}}; }
+
+    // Four records of one character.
+    Store store{4 * bytes_of(text("x"))};
+    View view{store};
+};
+
+TEST_F(StoreView, BeyondItsMemoryTheOldestGoAndAreCounted)
+{
+    add("abcdef");
+    EXPECT_EQ(store.first(), 2u);
+    EXPECT_EQ(store.end(), 6u);
+    EXPECT_EQ(store[2].text, "c");
+    EXPECT_EQ(store.all(), 6u);
+    EXPECT_EQ(store.dropped(), 2u);
+    store.append(text(std::string(10000, 'x')));
+    EXPECT_EQ(store.end() - store.first(), 1u) << "the newest stays whatever its size";
+    add("y");
+    EXPECT_EQ(store[store.first()].text, "y");
+    EXPECT_EQ(store.bytes(), bytes_of(text("y")));
+    EXPECT_EQ(store.dropped(), 7u);
+}
+
+TEST_F(StoreView, LostRecordsCountAsLostAndAreShownWhateverTheFilter)
+{
+    view.set_filter(including("b"));
+    add("a");
+    store.append(loss_of(12, "12 records lost"));
+    add("b");
+    look();
+    EXPECT_EQ(rows_of(view), (Rows{"12 records lost", "b"}));
+    EXPECT_EQ(store.lost(), 12u);
+    EXPECT_EQ(store.all(), 2u);
+}
+
+TEST_F(StoreView, AChangedFilterLooksAtAllThatIsKept)
+{
+    add("abab");
+    view.set_filter(including("a"));
+    EXPECT_TRUE(view.advance(3)) << "step by step";
+    EXPECT_EQ(rows_of(view), (Rows{"a", "a"}));
+    look();
+    view.set_filter({});
+    look();
+    EXPECT_EQ(rows_of(view), (Rows{"a", "b", "a", "b"}));
+    EXPECT_EQ(view.take_missed(), 0u);
+}
+
+TEST_F(StoreView, RowsOfRecordsThatWentGoToo)
+{
+    add("abcd");
+    look();
+    add("ef");
+    EXPECT_EQ(view.stale(), 2u);
+    look();
+    EXPECT_EQ(rows_of(view), (Rows{"c", "d", "e", "f"}));
+    EXPECT_EQ(view.row_of(1), std::nullopt);
+    EXPECT_EQ(view.row_of(2), 0u);
+    EXPECT_EQ(view.take_missed(), 0u);
+}
+
+TEST_F(StoreView, APausedViewStandsStillAndTellsHowManyWait)
+{
+    add("ab");
+    look();
+    view.pause();
+    add("cd");
+    look();
+    EXPECT_EQ(rows_of(view), (Rows{"a", "b"}));
+    EXPECT_EQ(view.waiting(), 2u);
+    view.set_filter(including("[bd]"));
+    look();
+    EXPECT_EQ(rows_of(view), (Rows{"b"})) << "the filter counts, up to the pause";
+    view.resume();
+    look();
+    EXPECT_EQ(rows_of(view), (Rows{"b", "d"}));
+    EXPECT_EQ(view.waiting(), 0u);
+}
+
+TEST_F(StoreView, WhatCameAndWentDuringAPauseIsMissed)
+{
+    add("ab");
+    look();
+    view.pause();
+    add("cdefgh");
+    view.resume();
+    look();
+    EXPECT_EQ(rows_of(view), (Rows{"e", "f", "g", "h"}));
+    EXPECT_EQ(view.take_missed(), 2u);
+    EXPECT_EQ(view.take_missed(), 0u);
+}
+
+TEST_F(StoreView, AClearForgetsWithoutLosing)
+{
+    add("ab");
+    look();
+    view.pause();
+    add("c");
+    store.clear();
+    view.cleared();
+    EXPECT_EQ(view.waiting(), 0u);
+    add("d");
+    EXPECT_EQ(view.waiting(), 1u);
+    view.resume();
+    look();
+    EXPECT_EQ(rows_of(view), (Rows{"d"}));
+    EXPECT_EQ(view.number(0), 3u) << "numbers go on";
+    EXPECT_EQ(view.take_missed(), 0u);
+    EXPECT_EQ(store.dropped(), 0u);
+    EXPECT_EQ(store.all(), 4u);
+}
+
+TEST_F(StoreView, BookmarksGoRoundOverWhatIsShown)
+{
+    Bookmarks marks;
+    add("abcd");
+    look();
+    EXPECT_EQ(marks.next(view, std::nullopt), std::nullopt);
+    for (const uint64_t number : {0, 1, 3})
+        marks.toggle(number);
+    EXPECT_EQ(marks.next(view, std::nullopt), 0u);
+    EXPECT_EQ(marks.next(view, 1), 3u);
+    EXPECT_EQ(marks.next(view, 3), 0u);
+    EXPECT_EQ(marks.previous(view, 0), 3u);
+    EXPECT_EQ(marks.previous(view, std::nullopt), 3u);
+
+    view.set_filter(including("[ad]"));
+    look();
+    EXPECT_EQ(marks.next(view, 0), 3u) << "the filter hides one";
+    view.set_filter({});
+    look();
+    EXPECT_EQ(marks.next(view, 0), 1u) << "which comes again";
+
+    add("e");
+    marks.trim(store.first());
+    EXPECT_FALSE(marks.has(0)) << "its record went";
+    EXPECT_EQ(marks.size(), 2u);
+    marks.toggle(1);
+    EXPECT_FALSE(marks.has(1));
+}
+
+} // namespace

@@ -1,0 +1,124 @@
+// The terminal hands over each key at once and shows none, but still makes signals of Ctrl-C and
+// Ctrl-Z.
+//
+// SIGINT, SIGTERM and SIGHUP end the main loop (terminal.cpp), so that the destructor restores the
+// terminal. The others that end or stop a program are caught here: the handler restores the
+// terminal and lets the signal do what it does by default. All that a handler calls is
+// async-signal-safe.
+#include "keyboard.h"
+
+#include <cerrno>
+#include <csignal>
+
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace trace
+{
+
+namespace
+{
+
+constexpr int ending[] = {SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
+
+termios gs_found; // written before the handlers that read it are set
+termios gs_ours;
+
+bool in_foreground()
+{
+    return tcgetpgrp(STDIN_FILENO) == getpgrp();
+}
+
+// Of a program in the background the terminal would stop what sets it.
+void set_terminal(const termios& mode)
+{
+    if (in_foreground())
+        tcsetattr(STDIN_FILENO, TCSADRAIN, &mode);
+}
+
+void set_handler(int signal, void (*handler)(int))
+{
+    struct sigaction action
+    {
+    };
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+}
+
+void raise_default(int signal)
+{
+    set_handler(signal, SIG_DFL);
+    sigset_t only;
+    sigemptyset(&only);
+    sigaddset(&only, signal);
+    raise(signal);
+    sigprocmask(SIG_UNBLOCK, &only, nullptr); // now it comes
+}
+
+extern "C" void plinth_trace_on_ending(int signal)
+{
+    set_terminal(gs_found);
+    raise_default(signal);
+}
+
+extern "C" void plinth_trace_on_stop(int signal)
+{
+    const int error = errno;
+    set_terminal(gs_found);
+    raise_default(signal); // comes back when the program goes on
+    set_handler(signal, plinth_trace_on_stop);
+    set_terminal(gs_ours); // also where the system ignores a stop: nobody could end it
+    errno = error;
+}
+
+// Also behind a stop that can't be caught. The shell has set the terminal for itself meanwhile.
+extern "C" void plinth_trace_on_continue(int)
+{
+    const int error = errno;
+    set_terminal(gs_ours);
+    errno = error;
+}
+
+} // namespace
+
+bool Keyboard::is_there()
+{
+    return isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && in_foreground();
+}
+
+Keyboard::Keyboard()
+{
+    tcgetattr(STDIN_FILENO, &gs_found);
+    gs_ours = gs_found;
+    gs_ours.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+    gs_ours.c_cc[VMIN] = 1;
+    gs_ours.c_cc[VTIME] = 0;
+    for (const int signal : ending)
+        set_handler(signal, plinth_trace_on_ending);
+    set_handler(SIGTSTP, plinth_trace_on_stop);
+    set_handler(SIGCONT, plinth_trace_on_continue);
+    set_terminal(gs_ours);
+}
+
+Keyboard::~Keyboard()
+{
+    set_handler(SIGCONT, SIG_DFL);
+    set_terminal(gs_found);
+    for (const int signal : ending)
+        set_handler(signal, SIG_DFL);
+    set_handler(SIGTSTP, SIG_DFL);
+}
+
+std::optional<char> Keyboard::key()
+{
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    char key = 0;
+    if (!in_foreground() || poll(&input, 1, 0) <= 0 || read(STDIN_FILENO, &key, 1) != 1)
+        return std::nullopt;
+    return key;
+}
+
+} // namespace trace

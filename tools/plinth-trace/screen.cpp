@@ -1,0 +1,62 @@
+#include "screen.h"
+
+#include <algorithm>
+
+#include "failure.h"
+#include "terminal.h"
+
+namespace trace
+{
+
+namespace
+{
+
+constexpr const char* erase_line = "\r\x1b[K";
+
+std::string shown(const std::string& status)
+{
+    // The last column stays free: some terminals go to the next line with it.
+    const size_t room = std::max<size_t>(terminal_width(), 2) - 1;
+    const std::string text = status.substr(0, room);
+    return text.empty() || !in_colour() ? text : "\x1b[7m" + text + "\x1b[0m";
+}
+
+} // namespace
+
+Screen::~Screen()
+{
+    try
+    {
+        set_status("");
+    }
+    catch (const OutputClosed&) // the program ends by what it has met before
+    {
+    }
+    catch (const Failure&)
+    {
+    }
+}
+
+void Screen::put(std::string_view text)
+{
+    if (m_status.empty())
+        trace::put(text);
+    else
+        trace::put(erase_line + std::string(text) + shown(m_status));
+}
+
+void Screen::set_status(const std::string& text)
+{
+    if (!m_has_status || text == m_status)
+        return;
+    m_status = text;
+    trace::put(erase_line + shown(m_status));
+}
+
+void Screen::clear()
+{
+    if (m_has_status)
+        trace::put("\x1b[2J\x1b[H" + shown(m_status));
+}
+
+} // namespace trace

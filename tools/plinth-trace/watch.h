@@ -1,0 +1,88 @@
+// plinth-trace watch at work: records from the source to the screen, and to a file.
+//
+// Each goes into the store; the view lets those through that are wanted, and they are shown. On a
+// terminal keys steer it (watch_keys.cpp). Anywhere else the store is small: nobody can ask for
+// what has been shown.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "bookmarks.h"
+#include "keyboard.h"
+#include "output_file.h"
+#include "rate_meter.h"
+#include "screen.h"
+#include "store.h"
+#include "view.h"
+#include "view_options.h"
+
+namespace trace
+{
+
+struct WatchOptions
+{
+    using Clock = std::chrono::steady_clock;
+
+    ViewOptions view{};
+    bool json = false;
+    bool rate = false;
+    std::optional<int64_t> count{};
+    std::optional<Clock::time_point> end{};
+    std::optional<std::string> output{};
+};
+
+class Watch
+{
+public:
+    explicit Watch(WatchOptions options);
+
+    // Until the source ends, or the user or an option ends it; gives the exit code.
+    int run();
+
+private:
+    using Clock = WatchOptions::Clock;
+
+    bool collect(unsigned milliseconds);
+    bool show();
+    bool show_row(size_t row, std::string& out, std::string& file);
+    unsigned wait_time() const;
+    std::string counts() const;
+    void report();
+    void report_patterns(bool at_end);
+
+    void handle_keys();
+    void handle(char key);
+    void say(const std::string& text);
+    void toggle_pause();
+    void clear();
+    void toggle_bookmark();
+    void go_to(std::optional<uint64_t> number);
+    void save(bool all);
+
+    WatchOptions m_options;
+    const bool m_interactive;
+    std::optional<OutputFile> m_output;
+    std::unique_ptr<Source> m_source;
+    Screen m_screen;
+    Store m_store;
+    const size_t m_portion; // bytes that are collected before they are shown
+    View m_view;
+    Bookmarks m_bookmarks;
+    RateMeter m_rate{Clock::now()};
+    LineStyle m_style;
+
+    size_t m_next_row = 0;          // of the view, the first that wasn't shown yet
+    int64_t m_shown = 0;            // records, not counting losses
+    std::optional<uint64_t> m_last; // number of the record that was shown last
+    std::optional<uint64_t> m_at;   // of the bookmark that was gone to last
+    Time m_last_time = unknown_time;
+    Clock::time_point m_reported = Clock::now();
+    std::string m_patterns_reported;
+    bool m_quit = false;
+    std::optional<Keyboard> m_keyboard; // the last to be made: what fails before needs none
+};
+
+} // namespace trace

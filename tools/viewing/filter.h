@@ -1,0 +1,39 @@
+// Which records are shown.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "pattern.h"
+#include "record.h"
+
+namespace trace
+{
+
+// A process that is wanted, by its id or its name.
+struct WantedProcess
+{
+    DWORD id = 0; // 0: the name counts
+    std::string name{};
+};
+
+// A number is an id, anything else a name.
+WantedProcess wanted_process(const std::string& text);
+
+struct Filter
+{
+    std::vector<Pattern> match{};   // each is in the text
+    std::vector<Pattern> include{}; // one of them is, if there are any
+    std::vector<Pattern> exclude{}; // none of them is
+    std::optional<int32_t> window{};
+    std::vector<WantedProcess> processes{}; // the writer is one of them, if there are any
+
+    // A loss always passes. A pattern that gives up decides nothing: the record is rather shown.
+    bool passes(const Record& record) const;
+
+    // For how many texts, and which, patterns have given up: empty if none has.
+    std::string given_up() const;
+};
+
+} // namespace trace

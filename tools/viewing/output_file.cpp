@@ -1,0 +1,86 @@
+#include "output_file.h"
+
+#include <cstdio>
+
+#include "failure.h"
+#include "text.h"
+
+namespace trace
+{
+
+namespace
+{
+
+constexpr size_t block_size = 64 << 10;
+
+} // namespace
+
+OutputFile::OutputFile(const std::string& path)
+    : m_path(path), m_file(CreateFileW(wide_from_utf8(path).data(), GENERIC_WRITE, FILE_SHARE_READ,
+                                       nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr))
+{
+    if (m_file == INVALID_HANDLE_VALUE)
+        throw Failure(exit_failed, path + " can't be written: " + error_text(GetLastError()));
+}
+
+OutputFile::~OutputFile()
+{
+    CloseHandle(m_file);
+}
+
+void OutputFile::write(std::string_view text)
+{
+    DWORD done = 0;
+    if (!WriteFile(m_file, text.data(), static_cast<DWORD>(text.size()), &done, nullptr) ||
+        done != text.size())
+        throw Failure(exit_failed, m_path + " can't be written: " +
+                                       error_text(done ? ERROR_DISK_FULL : GetLastError()));
+}
+
+uint64_t save_shown(const std::string& path, const Store& store, const View& view,
+                    const LineStyle& style)
+{
+    OutputFile file(path);
+    LineStyle uncoloured = style;
+    uncoloured.colour = false;
+    TimeBase base{.start = store.start()};
+    std::string block;
+    for (size_t row = 0; row < view.rows(); ++row)
+    {
+        const Record& record = view.record(row);
+        block += as_lines(record, uncoloured, base);
+        base.previous = record.time;
+        if (block.size() >= block_size || row + 1 == view.rows())
+        {
+            file.write(block);
+            block.clear();
+        }
+    }
+    return view.rows();
+}
+
+uint64_t save_all(const std::string& path, const Store& store)
+{
+    const View everything = [&]
+    {
+        View view(store);
+        while (view.advance(SIZE_MAX))
+        {
+        }
+        return view;
+    }();
+    return save_shown(path, store, everything, {.time = TimeMode::absolute});
+}
+
+std::string free_name(const std::string& what)
+{
+    for (unsigned number = 1;; ++number)
+    {
+        char name[64];
+        std::snprintf(name, sizeof name, "plinth-trace-%s-%04u.txt", what.c_str(), number);
+        if (GetFileAttributesW(wide_from_utf8(name).data()) == INVALID_FILE_ATTRIBUTES)
+            return name;
+    }
+}
+
+} // namespace trace

@@ -1,0 +1,57 @@
+#include "pattern.h"
+
+#include <utility>
+
+namespace trace
+{
+
+namespace
+{
+
+// Each costs some milliseconds: together they hold up a viewer for less than a second.
+constexpr uint64_t most_given_up = 50;
+
+} // namespace
+
+struct Pattern::Shared
+{
+    std::string text;
+    std::unique_ptr<PatternEngine> engine;
+    uint64_t given_up = 0;
+};
+
+Pattern::Pattern(const std::string& text)
+    : m_shared(std::make_shared<Shared>(Shared{text, make_pattern_engine(text)}))
+{
+}
+
+Found Pattern::in(std::string_view text) const
+{
+    Span span;
+    return find(text, 0, span);
+}
+
+Found Pattern::find(std::string_view text, size_t from, Span& span) const
+{
+    const Found found = is_off() ? Found::gave_up : m_shared->engine->find(text, from, span);
+    if (found == Found::gave_up)
+        ++m_shared->given_up;
+    return found;
+}
+
+const std::string& Pattern::text() const
+{
+    return m_shared->text;
+}
+
+uint64_t Pattern::given_up() const
+{
+    return m_shared->given_up;
+}
+
+bool Pattern::is_off() const
+{
+    return m_shared->given_up >= most_given_up;
+}
+
+} // namespace trace

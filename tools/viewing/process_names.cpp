@@ -1,0 +1,45 @@
+#include "process_names.h"
+
+#include <utility>
+
+namespace trace
+{
+
+namespace
+{
+
+// An id does not come round again as fast as this: the system goes through all others first.
+constexpr std::chrono::milliseconds trusted{200};
+
+// Machines may start thousands of short programs. What wasn't heard of while so many others were is
+// forgotten.
+constexpr size_t most_known = 2048;
+
+} // namespace
+
+std::shared_ptr<const std::string> ProcessNames::name_of(DWORD process, Clock::time_point now)
+{
+    if (!m_known.contains(process))
+    {
+        if (m_known.size() >= most_known)
+            m_older = std::exchange(m_known, {});
+        const auto older = m_older.find(process);
+        m_known[process] = older == m_older.end() ? Known() : std::move(older->second);
+    }
+    Known& known = m_known[process];
+    if (known.asked && now - *known.asked < trusted)
+        return known.name;
+    known.asked = now;
+    std::optional<ProcessFacts> facts = m_ask(process);
+    // One that is gone keeps its name: records that it wrote at its end may still come. A name may
+    // also change: a process that has just been forked has its parent's until it runs its own
+    // image.
+    if (facts && (!known.name || known.start != facts->start || *known.name != facts->name))
+    {
+        known.start = facts->start;
+        known.name = std::make_shared<const std::string>(std::move(facts->name));
+    }
+    return known.name;
+}
+
+} // namespace trace

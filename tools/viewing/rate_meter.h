@@ -1,0 +1,35 @@
+// Records per second over the last two seconds.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+
+namespace trace
+{
+
+class RateMeter
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    explicit RateMeter(Clock::time_point start) : m_start(start) {}
+
+    void add(uint64_t records, Clock::time_point now);
+
+    // Sooner than two seconds after the start, over the time since.
+    double per_second(Clock::time_point now);
+
+private:
+    static constexpr size_t slots = 20;
+    static constexpr std::chrono::milliseconds slot_length{100};
+
+    void move_to(Clock::time_point now);
+
+    Clock::time_point m_start;
+    std::array<uint64_t, slots> m_slots{};
+    int64_t m_slot = 0; // since the start, that in which we are
+    uint64_t m_sum = 0;
+};
+
+} // namespace trace

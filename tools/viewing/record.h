@@ -1,0 +1,48 @@
+// One record as a viewer has it: a text with the time, the writer and the window that belong to it,
+// or the news that records were lost at this place.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <windows.h>
+
+#include "record_time.h"
+
+namespace trace
+{
+
+// The value that viewers have for a text without a window.
+inline constexpr int32_t no_window = INT32_MAX;
+
+struct Record
+{
+    Time time = unknown_time;                  // of arrival, or what the record's stamp says
+    DWORD process = 0;                         // id of the writer; 0 if the source doesn't tell
+    int32_t window = no_window;                // see window_of
+    std::shared_ptr<const std::string> name{}; // the writer's; null if it can't be found out
+    std::string text{};                        // UTF-8, without the line end behind it
+    uint64_t lost = 0; // above 0: so many records are missing here, and the text says why
+
+    bool is_loss() const { return lost > 0; }
+};
+
+// The record that stands where others are missing. A source that can't tell how many counts one for
+// each gap.
+Record loss_of(uint64_t count, std::string why);
+
+// What a record takes up in memory.
+size_t bytes_of(const Record& record);
+
+// The window id that the text gives itself by the tag "|wndid:N", at its start or behind the stamp
+// of a trace record, as the library's viewers read it; none without the tag.
+std::optional<int32_t> window_of(std::string_view text);
+
+// One line of JSON: time (ISO 8601, UTC), pid, process (the writer's name), window, text, each null
+// if there is none; of a loss: time, lost (how many), text (why).
+std::string as_json(const Record& record);
+
+} // namespace trace

@@ -1,0 +1,38 @@
+// Times of records: reading them off a stamp, and the texts in which they are shown.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace trace
+{
+
+using Time = int64_t; // microseconds since 1970, UTC
+
+inline constexpr Time unknown_time = INT64_MIN;
+
+// The system's clock.
+Time current_time();
+
+// The stamp of a trace record, "YYYY-MM-DD hh:mm:ss.mmm *vtq* " in local time, as far as it begins
+// the text. An hour that the clock passes twice in autumn is taken as the system takes it.
+struct Stamp
+{
+    size_t length = 0;      // of the stamp, with the blank behind its marker
+    std::string_view local; // what stands before the marker; a part of the record's text
+};
+std::optional<Stamp> stamp_of(std::string_view text);
+Time time_of(const Stamp& stamp); // unknown_time for what is no date
+
+// "2024-03-05 14:07:33.006", local time; empty if the time is not known.
+std::string local_text(Time time);
+
+// "2024-03-05T13:07:33.006Z"; empty if the time is not known.
+std::string utc_text(Time time);
+
+// Seconds between two times, "0.000123"; empty if one is not known.
+std::string interval_text(Time from, Time to);
+
+} // namespace trace

@@ -1,0 +1,37 @@
+// Where records come from: the debug string channel (listener.h), a stream of lines
+// (line_source.h), log files (log_source.h).
+//
+// A source that loses records says so by a record of its own at the place where they are missing
+// (Record::is_loss).
+#pragma once
+
+#include <string>
+
+#include "record.h"
+
+namespace trace
+{
+
+class Source
+{
+public:
+    Source() = default;
+    virtual ~Source() = default;
+    Source(const Source&) = delete;
+    Source& operator=(const Source&) = delete;
+
+    // The next record; false if none came in so many milliseconds, or none will come any more.
+    // Failure if the source can't be read.
+    virtual bool next(Record& record, unsigned milliseconds) = 0;
+
+    // No record will come any more.
+    virtual bool ended() const = 0;
+
+    // Ends it; what had come before still comes out of next.
+    virtual void stop() = 0;
+
+    // What is watched, for people: "the debug string channel".
+    virtual std::string what() const = 0;
+};
+
+} // namespace trace

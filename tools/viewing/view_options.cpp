@@ -1,0 +1,121 @@
+#include "view_options.h"
+
+#include <charconv>
+#include <utility>
+
+#include "line_source.h"
+#include "listener.h"
+#include "log_source.h"
+#include "store.h"
+
+namespace trace
+{
+
+const char* const view_options_help =
+    "  --include REGEX    only records in which the regular expression is found; given several\n"
+    "                     times: one of them\n"
+    "  --exclude REGEX    no records in which it is found; several times: any of them\n"
+    "  --match REGEX      only records in which it is found, of those that --include lets through\n"
+    "  --highlight REGEX  colour what it finds; several times: each in a colour of its own\n"
+    "  --window ID        only records with this window id, as |wndid:ID in the text says\n"
+    "  --process WHO      only records of this process, by its id or name; several times: of "
+    "these\n"
+    "  --time MODE        before each record its time: absolute, start (seconds since the first\n"
+    "                     record), previous (seconds since the one shown before) or none\n"
+    "  --input FROM       in the place of the channel a log file, a folder of log files (from its\n"
+    "                     newest on), both followed with the log files that come later; or - for\n"
+    "                     standard input, a record a line\n"
+    "  --keep SIZE        memory for records, in bytes or with K, M or G (default 256M); beyond "
+    "it\n"
+    "                     the oldest go\n";
+
+namespace
+{
+
+std::vector<std::string> take_values(Options& options, std::string_view name)
+{
+    std::vector<std::string> values;
+    while (std::optional<std::string> value = options.take_value(name))
+        values.push_back(std::move(*value));
+    return values;
+}
+
+std::vector<Pattern> patterns_of(const Options& options, const std::string& name,
+                                 const std::vector<std::string>& texts)
+{
+    std::vector<Pattern> patterns;
+    for (const std::string& text : texts)
+        try
+        {
+            patterns.emplace_back(text);
+        }
+        catch (const BadPattern& problem)
+        {
+            options.refuse(name + " \"" + text + "\" is no regular expression: " + problem.what());
+        }
+    return patterns;
+}
+
+// Bytes, or a number of kibi-, mebi- or gibibytes.
+size_t size_of(const Options& options, const std::string& name, const std::string& text)
+{
+    constexpr size_t least = 64 << 10;
+    size_t number = 0;
+    const char* const end = text.data() + text.size();
+    auto [stop, error] = std::from_chars(text.data(), end, number);
+    unsigned shift = 0;
+    if (error == std::errc() && stop + 1 == end)
+    {
+        constexpr std::string_view units = "KMG";
+        const size_t unit = units.find(*stop);
+        if (unit != std::string_view::npos)
+        {
+            shift = 10 * (static_cast<unsigned>(unit) + 1);
+            ++stop;
+        }
+    }
+    if (error != std::errc() || stop != end || number > SIZE_MAX >> shift ||
+        number << shift < least)
+        options.refuse(name + " takes a size of at least 64K, as 500K, 64M or 2G, not \"" + text +
+                       "\"");
+    return number << shift;
+}
+
+} // namespace
+
+ViewOptions take_view_options(Options& options)
+{
+    ViewOptions view;
+    view.include = take_values(options, "--include");
+    view.exclude = take_values(options, "--exclude");
+    view.highlight = take_values(options, "--highlight");
+    view.filter.match = patterns_of(options, "--match", take_values(options, "--match"));
+    view.filter.include = patterns_of(options, "--include", view.include);
+    view.filter.exclude = patterns_of(options, "--exclude", view.exclude);
+    view.highlights = Highlights(patterns_of(options, "--highlight", view.highlight));
+    if (const auto window = options.take_number("--window", INT32_MIN, INT32_MAX))
+        view.filter.window = static_cast<int32_t>(*window);
+    for (const std::string& who : take_values(options, "--process"))
+        view.filter.processes.push_back(wanted_process(who));
+    if (const auto name = options.take_value("--time"))
+    {
+        view.time = time_mode_of(*name);
+        if (!view.time)
+            options.refuse("--time takes absolute, start, previous or none, not \"" + *name + "\"");
+    }
+    view.input = options.take_value("--input");
+    if (const auto size = options.take_value("--keep"))
+        view.keep = size_of(options, "--keep", *size);
+    return view;
+}
+
+std::unique_ptr<Source> make_source(const std::optional<std::string>& input)
+{
+    if (!input)
+        return std::make_unique<Listener>();
+    if (*input == "-")
+        return std::make_unique<LineSource>();
+    return std::make_unique<LogSource>(*input);
+}
+
+} // namespace trace
