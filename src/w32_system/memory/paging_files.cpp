@@ -1,5 +1,7 @@
 #include "paging_files.h"
 
+#include <cwchar>
+
 #include <tchar.h>
 
 uint32_t QvMaxPageFileMegabytes(const wchar_t* list)
