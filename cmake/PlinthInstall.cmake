@@ -1,5 +1,5 @@
 # Installing: components runtime (the libraries), development (headers, CMake package, pkg-config
-# file) and tools (the programs). The installed tree can be moved: libraries and programs find each
+# file) and tools (the programs and their manual pages). The installed tree can be moved: libraries and programs find each
 # other by $ORIGIN, the package files by their own place.
 if(NOT PROJECT_IS_TOP_LEVEL AND NOT PLINTH_INSTALL)
   return()
@@ -27,6 +27,9 @@ set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
 if(programs)
   set_target_properties(${programs} PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
   install(TARGETS ${programs} RUNTIME COMPONENT tools)
+endif()
+if(TARGET plinth-trace AND NOT WIN32)
+  install(FILES docs/man/plinth-trace.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 endif()
 
 install(TARGETS ${libraries} EXPORT plinth_w32_system_targets
