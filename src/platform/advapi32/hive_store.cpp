@@ -158,8 +158,10 @@ class WriteLock
 public:
     explicit WriteLock(HiveId id)
     {
-        const int without_folder = sys::mkdir(folder().c_str(), 0755) == 0 ? 0 : errno;
-        m_fd = sys::open((file_of(id) + ".lock").c_str(), O_RDWR | O_CREAT, 0644);
+        // Modes are left to the umask, or to the access list that the root folder hands down: it is
+        // how a group shares a registry.
+        const int without_folder = sys::mkdir(folder().c_str(), 0777) == 0 ? 0 : errno;
+        m_fd = sys::open((file_of(id) + ".lock").c_str(), O_RDWR | O_CREAT, 0666);
         if (m_fd < 0)
         {
             // Where there is no folder, the reason is what kept it from being made.
@@ -190,7 +192,7 @@ private:
 int replace_file(const std::string& path, const std::string& content)
 {
     const std::string temporary = path + ".new";
-    const int fd = sys::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int fd = sys::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
     if (fd < 0)
         return errno;
     int error = 0;
