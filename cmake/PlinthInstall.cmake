@@ -1,6 +1,6 @@
 # Installing: components runtime (the libraries), development (headers, CMake package, pkg-config
-# file) and tools (the programs and their manual pages). The installed tree can be moved: libraries and programs find each
-# other by $ORIGIN, the package files by their own place.
+# file) and tools (the programs and their manual pages). The installed tree can be moved: libraries
+# and programs find each other by $ORIGIN, the package files by their own place.
 if(NOT PROJECT_IS_TOP_LEVEL AND NOT PLINTH_INSTALL)
   return()
 endif()

@@ -11,6 +11,7 @@
 #include <semaphore.h>
 #include <time.h>
 
+// Marks what the module exports.
 #if defined(_WIN32)
 #if defined(PLINTH_W32_PTHREADVC_BUILD)
 #define PLINTH_PTHREAD_API __declspec(dllexport)

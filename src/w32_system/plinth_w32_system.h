@@ -50,6 +50,7 @@ static_assert(sizeof(wchar_t) == 2,
               "plinth_w32_system uses a 16-bit wchar_t: compile with -fshort-wchar. Linking to the "
               "CMake target plinth::w32_system, or the flags of its pkg-config file, adds it.");
 
+// Marks what the library exports.
 #if defined(_WIN32)
 #if defined(PLINTH_W32_SYSTEM_BUILD)
 #define QV_API __declspec(dllexport)
@@ -62,54 +63,55 @@ static_assert(sizeof(wchar_t) == 2,
 
 // ----------------------------------------------------------------------------- status numbers --
 
+// What the operations give: 0 for success, a negative number for a failure.
 enum QvStatus : int
 {
-    QV_OK = 0,
-    QV_ERR_FAILED = -1,      // generic failure, with no more exact number
-    QV_ERR_BADARG = -2,      // a request that the operation does not carry out
-    QV_ERR_NOMEMORY = -3,    // a byte array could not be reallocated
-    QV_ERR_NULLPTR = -4,     // a required pointer is null, or an argument lies outside its range
-    QV_ERR_NOSYMBOL = -5,    // a system function is missing from its module
-    QV_ERR_NOFILE = -7,      // a module file could not be opened for reading
-    QV_ERR_TRUNCATED = -8,   // a part of the data was stored, the rest dropped
-    QV_ERR_SYSTEM = -9,      // a system call or an allocation failed, or the object is not there
-    QV_ERR_NOTIMPL = -13,    // not provided on this platform
-    QV_ERR_OPENFILE = -1000, // the file could not be opened or created
-    QV_ERR_CLOSEFILE = -1001,
-    QV_ERR_READFILE = -1002,
+    QV_OK = 0,                // success
+    QV_ERR_FAILED = -1,       // generic failure, with no more exact number
+    QV_ERR_BADARG = -2,       // a request that the operation does not carry out
+    QV_ERR_NOMEMORY = -3,     // a byte array could not be reallocated
+    QV_ERR_NULLPTR = -4,      // a required pointer is null, or an argument lies outside its range
+    QV_ERR_NOSYMBOL = -5,     // a system function is missing from its module
+    QV_ERR_NOFILE = -7,       // a module file could not be opened for reading
+    QV_ERR_TRUNCATED = -8,    // a part of the data was stored, the rest dropped
+    QV_ERR_SYSTEM = -9,       // a system call or an allocation failed, or the object is not there
+    QV_ERR_NOTIMPL = -13,     // not provided on this platform
+    QV_ERR_OPENFILE = -1000,  // the file could not be opened or created
+    QV_ERR_CLOSEFILE = -1001, // closing a file failed
+    QV_ERR_READFILE = -1002,  // reading failed
     QV_ERR_WRITEFILE = -1003, // writing failed, or an asynchronous block was written short
-    QV_ERR_SEEKFILE = -1004,
-    QV_ERR_FILEPOSITION = -1005,
-    QV_ERR_LOCKFILE = -1007,
-    QV_ERR_UNLOCKFILE = -1008,
-    QV_ERR_SETEOF = -1009,
-    QV_ERR_TOUCHFILE = -1010,
-    QV_ERR_FILETIMES = -1011,
-    QV_ERR_FILESIZE = -1012,
-    QV_ERR_ACCESS = -1013, // the path does not exist (QV_AccessFile), or access was denied
-    QV_ERR_CREATEDIR = -1014,
-    QV_ERR_REMOVEDIR = -1015,
-    QV_ERR_COPYFILE = -1016,
-    QV_ERR_MOVEFILE = -1017,
-    QV_ERR_REMOVEFILE = -1019,
-    QV_ERR_GETCURDIR = -1020,
-    QV_ERR_SETCURDIR = -1021,
-    QV_ERR_DISKSPACE = -1022,
-    QV_ERR_TEMPPATH = -1023,
-    QV_ERR_SEARCHPATH = -1024,
-    QV_ERR_FINDFIRST = -1025,
-    QV_ERR_FINDNEXT = -1026, // no further entry: the normal end of a search
-    QV_ERR_FINDCLOSE = -1027,
-    QV_ERR_DRIVESTRINGS = -1028,
-    QV_ERR_VOLUMEINFO = -1029,
-    QV_ERR_ACCESSRIGHTS = -1030,
-    QV_ERR_SHARING = -1031,     // a move met a sharing violation
-    QV_ERR_READONLY = -1101,    // write access was asked of a read-only file
-    QV_ERR_BUFFERSMALL = -1102, // the caller's buffer is too small
-    QV_ERR_INPROGRESS = -1103,  // callback only: a block is done and more remains
-    QV_ERR_CANCELLED = -1104,   // callback only: the caller's word stopped the copy
-    QV_ERR_FILEEXISTS = -1106,  // the target exists and the caller forbade overwriting
-    QV_ERR_DISKFULL = -1107,    // a write met a full disk
+    QV_ERR_SEEKFILE = -1004,  // the position could not be set
+    QV_ERR_FILEPOSITION = -1005, // the position could not be read
+    QV_ERR_LOCKFILE = -1007,     // the range could not be locked
+    QV_ERR_UNLOCKFILE = -1008,   // the range could not be unlocked
+    QV_ERR_SETEOF = -1009,       // the file could not be cut or extended
+    QV_ERR_TOUCHFILE = -1010,    // the times could not be set
+    QV_ERR_FILETIMES = -1011,    // the times could not be read
+    QV_ERR_FILESIZE = -1012,     // the size could not be read
+    QV_ERR_ACCESS = -1013,       // the path does not exist (QV_AccessFile), or access was denied
+    QV_ERR_CREATEDIR = -1014,    // the directory could not be made
+    QV_ERR_REMOVEDIR = -1015,    // the directory, or something in it, could not be removed
+    QV_ERR_COPYFILE = -1016,     // copying failed
+    QV_ERR_MOVEFILE = -1017,     // moving failed
+    QV_ERR_REMOVEFILE = -1019,   // removing failed
+    QV_ERR_GETCURDIR = -1020,    // the current directory could not be told
+    QV_ERR_SETCURDIR = -1021,    // the current directory could not be set
+    QV_ERR_DISKSPACE = -1022,    // the volume's space could not be told
+    QV_ERR_TEMPPATH = -1023,     // there is no temporary path, or no room for it
+    QV_ERR_SEARCHPATH = -1024,   // the file was not found in the path
+    QV_ERR_FINDFIRST = -1025,    // a search could not begin, or nothing matches
+    QV_ERR_FINDNEXT = -1026,     // no further entry: the normal end of a search
+    QV_ERR_FINDCLOSE = -1027,    // a search could not be closed
+    QV_ERR_DRIVESTRINGS = -1028, // the drives could not be told
+    QV_ERR_VOLUMEINFO = -1029,   // the volume could not be asked
+    QV_ERR_ACCESSRIGHTS = -1030, // the account or the access list can't be reached
+    QV_ERR_SHARING = -1031,      // a move met a sharing violation
+    QV_ERR_READONLY = -1101,     // write access was asked of a read-only file
+    QV_ERR_BUFFERSMALL = -1102,  // the caller's buffer is too small
+    QV_ERR_INPROGRESS = -1103,   // callback only: a block is done and more remains
+    QV_ERR_CANCELLED = -1104,    // callback only: the caller's word stopped the copy
+    QV_ERR_FILEEXISTS = -1106,   // the target exists and the caller forbade overwriting
+    QV_ERR_DISKFULL = -1107,     // a write met a full disk
 };
 
 // ------------------------------------------------------------------------------------ options --
@@ -124,32 +126,36 @@ enum QvDiagOption : unsigned
     QV_DIAG_LOGFILE = 0x10,    // write to the log file
 };
 
+// How QV_OpenFile opens a file.
 enum QvOpenFlag : unsigned
 {
-    QV_OPEN_READ = 0x01,
-    QV_OPEN_WRITE = 0x02,
+    QV_OPEN_READ = 0x01,   // for reading
+    QV_OPEN_WRITE = 0x02,  // for writing
     QV_OPEN_CREATE = 0x04, // create the file; fails if it exists, unless QV_OPEN_ALWAYS is set too
     QV_OPEN_ALWAYS = 0x08, // with QV_OPEN_CREATE: replace an existing file; alone: open or create
     QV_OPEN_TRUNCATE = 0x10, // the file must exist and is cut; only without the two above
 };
 
+// What others may open a file for meanwhile.
 enum QvShareFlag : unsigned
 {
-    QV_SHARE_READ = 0x01,
-    QV_SHARE_WRITE = 0x02,
+    QV_SHARE_READ = 0x01,  // reading
+    QV_SHARE_WRITE = 0x02, // writing
 };
 
+// Who may use a file that is created.
 enum QvSecurity : int
 {
-    QV_SECURITY_DEFAULT = -1,
+    QV_SECURITY_DEFAULT = -1,       // whom the folder and the system's settings let
     QV_SECURITY_OWNER_ONLY = 0x700, // the current user alone gets all rights (mode 0600 on Linux)
 };
 
+// What a mapping of a file is for.
 enum QvMapMode : unsigned
 {
-    QV_MAP_READ = 1,
-    QV_MAP_WRITE = 2,
-    QV_MAP_COPY = 3, // private: writes stay in memory
+    QV_MAP_READ = 1,  // reading
+    QV_MAP_WRITE = 2, // reading and writing
+    QV_MAP_COPY = 3,  // private: writes stay in memory
 };
 
 // Precision modes of QV_Sleep and of the timers.
@@ -305,38 +311,39 @@ extern "C"
     // thread, so a slow callback delays the others, and one must not wait for another.
     typedef int (*QvTimerCallback)(void* data);
 
+    // What carries a timer.
     enum QvTimerKind : int32_t
     {
-        QV_TIMER_THREAD = 1,
-        QV_TIMER_MULTIMEDIA = 2,
-        QV_TIMER_POSTED = 3,
+        QV_TIMER_THREAD = 1,     // a thread of its own
+        QV_TIMER_MULTIMEDIA = 2, // the system's multimedia timer
+        QV_TIMER_POSTED = 3,     // the message timer of the thread that set it
     };
 
     // One timer. The library makes and frees it, and alone writes to it.
     struct QvTimerRecord
     {
-        int32_t iKind;      // QvTimerKind
-        uint64_t uSystemId; // of the system's timer, kinds 2 and 3
-        pthread_t thread;   // kind 1
-        void* pData;
-        int64_t i64IntervalNs; // nanoseconds
-        int32_t iCallsLeft;    // 0: no limit; kind 1 doesn't count here
-        double dStartTime;     // the library's clock when the timer was set, ms
-        double dLastTime;      // the same, and in mode 7 that of the last call
-        int32_t iPrecision;    // the mode in force
-        int32_t iCatchUpMode;
-        QvTimerCallback pfnCallback;
-        HANDLE hEvent;       // kind 2: signalled when the timer has ended; may be null
-        unsigned char bStop; // the timer has been told to stop
-        uint64_t uId;
+        int32_t iKind;               // QvTimerKind
+        uint64_t uSystemId;          // of the system's timer, kinds 2 and 3
+        pthread_t thread;            // kind 1
+        void* pData;                 // handed to the callback
+        int64_t i64IntervalNs;       // nanoseconds
+        int32_t iCallsLeft;          // 0: no limit; kind 1 doesn't count here
+        double dStartTime;           // the library's clock when the timer was set, ms
+        double dLastTime;            // the same, and in mode 7 that of the last call
+        int32_t iPrecision;          // the mode in force
+        int32_t iCatchUpMode;        // as it was given
+        QvTimerCallback pfnCallback; // as it was given
+        HANDLE hEvent;               // kind 2: signalled when the timer has ended; may be null
+        unsigned char bStop;         // the timer has been told to stop
+        uint64_t uId;                // what QV_SetThreadedTimer gave
     };
 
     // What QV_GetTimerInfo gives.
     struct QvTimerInfo
     {
-        double dStartTime;  // the library's clock when the timer was set, ms
-        int32_t iPrecision; // the mode in force, which may differ from the one asked for
-        int32_t iCatchUpMode;
+        double dStartTime;    // the library's clock when the timer was set, ms
+        int32_t iPrecision;   // the mode in force, which may differ from the one asked for
+        int32_t iCatchUpMode; // as it was given
         int32_t iKind; // 2 thread, 3 multimedia, 4 message timer (QvTimerKind plus 1); 0 unknown
     };
 
@@ -520,20 +527,20 @@ typedef void (*QvCopyCompletion)(int status, uint64_t size, uint64_t copied, voi
 // Makes a transfer asynchronous. Read during the call and not kept. completion may be null.
 struct QvAsyncIo
 {
-    uint64_t offset; // position in the file of the first byte
-    void* context;   // handed to the callback
-    QvIoCompletion completion;
+    uint64_t offset;           // position in the file of the first byte
+    void* context;             // handed to the callback
+    QvIoCompletion completion; // called after each block
 };
 
 // One directory entry. The caller sets the three pointers before the call, null to skip a time.
 struct QvFindData
 {
-    struct tm* creationTime;
-    struct tm* accessTime;
-    struct tm* writeTime;
-    uint64_t size;     // bytes
-    wchar_t name[260]; // without the directory
-    bool isDirectory;
+    struct tm* creationTime; // in: where to put it; local time
+    struct tm* accessTime;   // the same
+    struct tm* writeTime;    // the same
+    uint64_t size;           // bytes
+    wchar_t name[260];       // without the directory
+    bool isDirectory;        // not a file
 };
 
 // A volume. The caller sets name, nameSize, extra and extraSize.
@@ -880,26 +887,28 @@ extern "C"
 // look-up on the same thread. Ports are in network byte order.
 struct QV_HOSTENT
 {
-    char* h_name;
-    char** h_aliases; // ends with null, as all lists here
-    int16_t h_addrtype;
-    int16_t h_length; // bytes of each address
-    char** h_addr_list;
+    char* h_name;       // official name
+    char** h_aliases;   // ends with null, as all lists here
+    int16_t h_addrtype; // AF_INET
+    int16_t h_length;   // bytes of each address
+    char** h_addr_list; // each of h_length bytes, in network byte order
 };
 
+// See QV_HOSTENT.
 struct QV_SERVENT
 {
-    char* s_name;
-    char** s_aliases;
-    int16_t s_port;
-    char* s_proto;
+    char* s_name;     // official name
+    char** s_aliases; // further names
+    int16_t s_port;   // in network byte order
+    char* s_proto;    // the protocol's name
 };
 
+// See QV_HOSTENT.
 struct QV_PROTOENT
 {
-    char* p_name;
-    char** p_aliases;
-    int16_t p_proto;
+    char* p_name;     // official name
+    char** p_aliases; // further names
+    int16_t p_proto;  // number
 };
 
 extern "C"
@@ -963,8 +972,11 @@ QV_API bool QV_CheckMainThreadId(const wchar_t* message, const char* sourceFile,
 class QV_API CQvWinVersion
 {
 public:
+    // What the system gave; zero versions if it gave nothing.
     static OSVERSIONINFOW s_osVersionInfo;
 
+    // Whether the system is exactly the version, with OrGreater that one or a later one; IsWinNT:
+    // whether it is of that family, as all of today are.
     static bool IsWin95();
     static bool IsWin98();
     static bool IsWinME();
@@ -1052,8 +1064,11 @@ public:
     // QV_ERR_SYSTEM: the registry could not be written.
     static int SetProperties(int maxLogMBytes, int maxLogDays);
 
+    // Stands in the interface: applications have no object of this class.
     CQvLogFile& operator=(const CQvLogFile& other);
 
+    // The state behind the operations, which alone change it: the lock that guards the instance,
+    // whether the log is turned on, the form of the files, the limit of a message, the instance.
     static pthread_mutexCS_t m_classLock;
     static bool m_bLogEnabled;
     static bool m_bUnicodeEnabled;
@@ -1099,6 +1114,7 @@ private:
 class QV_API CQvTraceExecutionTime
 {
 public:
+    // Starts a measurement, which the destructor reports; see above for copies.
     CQvTraceExecutionTime(const wchar_t* name, int level);
     CQvTraceExecutionTime(const CQvTraceExecutionTime& other);
     CQvTraceExecutionTime& operator=(const CQvTraceExecutionTime& other);
@@ -1253,6 +1269,7 @@ class QV_API CQvByteArrayW32
 {
 public:
     explicit CQvByteArrayW32(unsigned int growthStep = 1024); // bytes; 0 counts as 1
+    // Starts with a copy of size bytes. Without memory for it the array is empty.
     CQvByteArrayW32(const void* data, unsigned int size, unsigned int growthStep);
     CQvByteArrayW32(const CQvByteArrayW32& other);            // the cursor starts at 0
     CQvByteArrayW32& operator=(const CQvByteArrayW32& other); // keeps its own growth step
@@ -1316,8 +1333,8 @@ public:
     // there is no list.
     int AppendData(const void* data, unsigned int size, int id);
 
-    int Clear(); // always QV_OK
-    int GetCQvByteArrayW32Count() const;
+    int Clear();                         // always QV_OK
+    int GetCQvByteArrayW32Count() const; // of entries; 0 without a list
 
     // The entry at a position, counted from 0; a negative one counts as 0. The array is the list's
     // own and lives as long. id: may be null. Without such an entry *id stays, and the result is a
@@ -1355,9 +1372,9 @@ class QV_API CSyncCacheMember
 public:
     explicit CSyncCacheMember(char* src); // null gives an empty text
     CSyncCacheMember(const CSyncCacheMember&) = default;
-    CSyncCacheMember& operator=(const CSyncCacheMember& other);
+    CSyncCacheMember& operator=(const CSyncCacheMember& other); // copies the whole array
 
-    char m_szText[1024];
+    char m_szText[1024]; // the text, then a terminator if there is room
 };
 
 // An unbounded first-in, first-out store of narrow texts that come out wide. Any number of threads
@@ -1366,9 +1383,9 @@ class QV_API CSyncCache
 {
 public:
     CSyncCache();
-    ~CSyncCache(); // drops what still waits
-    CSyncCache(const CSyncCache& other);
-    CSyncCache& operator=(const CSyncCache& other);
+    ~CSyncCache();                                  // drops what still waits
+    CSyncCache(const CSyncCache& other);            // copies the texts; the lock is its own
+    CSyncCache& operator=(const CSyncCache& other); // the same
 
     // Appends a copy of the first 1,024 bytes of the text; null counts as empty. Always 0.
     int PushBack(char* src);
@@ -1390,7 +1407,7 @@ class QV_API CWndClassEx : public WNDCLASSEXW
 public:
     CWndClassEx();
     CWndClassEx(const CWndClassEx&) = default;
-    CWndClassEx& operator=(const CWndClassEx& other);
+    CWndClassEx& operator=(const CWndClassEx& other); // copies the description
 };
 
 // That of the debug windows, "PLINTH_DEBUG_WINDOW", with the given procedure. It belongs to the
@@ -1398,9 +1415,9 @@ public:
 class QV_API CDbgWndClassEx : public CWndClassEx
 {
 public:
-    explicit CDbgWndClassEx(WNDPROC pfnWndProc);
+    explicit CDbgWndClassEx(WNDPROC pfnWndProc); // which the windows' messages go to
     CDbgWndClassEx(const CDbgWndClassEx&) = default;
-    CDbgWndClassEx& operator=(const CDbgWndClassEx& other);
+    CDbgWndClassEx& operator=(const CDbgWndClassEx& other); // copies the description
 };
 
 // The objects of the debug string channel, as a listener holds them. A part of CDebugFramework, not
@@ -1408,18 +1425,19 @@ public:
 class COutDbgStringSync
 {
 public:
+    // Makes the objects, as far as it can; quiet: no message box if another listener has them.
     explicit COutDbgStringSync(bool bQuiet);
-    virtual ~COutDbgStringSync();
+    virtual ~COutDbgStringSync(); // closes what was made
     COutDbgStringSync(const COutDbgStringSync&) = delete;
     COutDbgStringSync& operator=(const COutDbgStringSync&) = delete;
 
-    bool m_bValid; // all objects were made
-    HANDLE m_eventDBWIN_BUFFER_READY;
-    HANDLE m_eventDBWIN_DATA_READY;
-    HANDLE m_SharedFile;
-    void* m_SharedMem;
-    SECURITY_ATTRIBUTES m_sa;
-    SECURITY_DESCRIPTOR m_sd;
+    bool m_bValid;                    // all objects were made
+    HANDLE m_eventDBWIN_BUFFER_READY; // the buffer is free
+    HANDLE m_eventDBWIN_DATA_READY;   // a text is in the buffer
+    HANDLE m_SharedFile;              // the mapping DBWIN_BUFFER
+    void* m_SharedMem;                // its view: the sender's process id, then the text
+    SECURITY_ATTRIBUTES m_sa;         // of all objects
+    SECURITY_DESCRIPTOR m_sd;         // in m_sa: everybody may use them
 };
 
 // The receiving end of the debug string channel: a listener thread that takes each text of every
@@ -1458,25 +1476,28 @@ public:
     // windows, with the same limit for each; texts that still wait are dropped.
     virtual ~CDebugFramework();
 
+    // What the two threads run; pThis is the framework. The result means nothing.
     static unsigned int listener_thread_proc(void* pThis);
     static unsigned int adder_thread_proc(void* pThis);
 
 protected:
-    void StartThreads(const char* sourceFile); // for the report of a failure
+    // Starts both threads. sourceFile: for the report of a failure.
+    void StartThreads(const char* sourceFile);
+    // Ends them, as the destructor does; without effect if there are none.
     void StopThreads();
 
-    bool m_bFirstItem;
-    HWND m_hParent;
-    std::map<int32_t, CDebugWindow*> m_Windows;
-    std::atomic<int32_t> m_lPending; // texts in the cache, and the adder's wake-up count
-    HANDLE m_ListenerThread;
-    uint32_t m_uListenerThreadId;
-    std::atomic<bool> m_bListenerRun;
-    HANDLE m_AdderThread;
-    uint32_t m_uAdderThreadId;
-    std::atomic<bool> m_bAdderRun;
-    COutDbgStringSync m_Sync;
-    CSyncCache m_Cache;
+    bool m_bFirstItem;                          // no row has been shown
+    HWND m_hParent;                             // owner of the windows, may be null
+    std::map<int32_t, CDebugWindow*> m_Windows; // by identifier; owned, the adder thread's
+    std::atomic<int32_t> m_lPending;            // texts in the cache, and the adder's wake-up count
+    HANDLE m_ListenerThread;                    // null while there is none
+    uint32_t m_uListenerThreadId;               // the system's id of it
+    std::atomic<bool> m_bListenerRun;           // false: the listener is to end
+    HANDLE m_AdderThread;                       // null while there is none
+    uint32_t m_uAdderThreadId;                  // the system's id of it
+    std::atomic<bool> m_bAdderRun;              // false: the adder is to end
+    COutDbgStringSync m_Sync;                   // the channel
+    CSyncCache m_Cache;                         // texts that wait for the adder
 };
 
 // Opens the trace window of the application: makes the one debug framework that the library keeps,
