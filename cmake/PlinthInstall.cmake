@@ -37,6 +37,25 @@ install(TARGETS ${libraries} EXPORT plinth_w32_system_targets
   LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
   ARCHIVE COMPONENT development)
 
+# The compiler's run-time DLLs, which a program and our DLLs must share: memory and threads pass
+# between them. With their licences.
+if(WIN32 AND MINGW)
+  foreach(dll IN ITEMS libgcc_s_seh-1.dll libstdc++-6.dll libwinpthread-1.dll)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll} OUTPUT_VARIABLE path
+                    OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    if(NOT IS_ABSOLUTE "${path}") # what it says of a file that it doesn't know
+      message(FATAL_ERROR "${CMAKE_CXX_COMPILER} has no ${dll}")
+    endif()
+    install(FILES ${path} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+  endforeach()
+  foreach(package IN ITEMS gcc-mingw-w64-base mingw-w64-common)
+    if(EXISTS /usr/share/doc/${package}/copyright)
+      install(FILES /usr/share/doc/${package}/copyright RENAME ${package}.txt
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/plinth/licences COMPONENT runtime)
+    endif()
+  endforeach()
+endif()
+
 set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/plinth)
 install(FILES src/w32_system/plinth_w32_system.h src/w32_pthreadVC/plinth_w32_pthreadVC.h
   DESTINATION ${header_folder} COMPONENT development)
