@@ -1,0 +1,131 @@
+"""The guide keeps its word: what it shows is what stands in examples/guide, and each of those
+programs, and each command, does what the guide says.
+
+The environment: PLINTH_GUIDE, the folder of the programs; PLINTH_TRACE; PLINTH_ROOT, the machine of
+this test.
+"""
+import os
+import re
+import shlex
+import subprocess
+import textwrap
+import unittest
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+SOURCE = os.path.normpath(os.path.join(HERE, "../.."))
+EXAMPLES = os.path.join(SOURCE, "examples/guide")
+ROOT = os.environ["PLINTH_ROOT"]
+TRACE = os.environ["PLINTH_TRACE"]
+STAMP = r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \*vtq\* "
+
+
+def read(path):
+    with open(path, encoding="utf-8") as file:
+        return file.read()
+
+
+def blocks():
+    """The code blocks of the guide: language, the file that the line above links to, text."""
+    return re.findall(r"^(?:\[[^\]]*\]\(\.\./(examples/guide/[^)]+)\)\n\n)?```(\w*)\n(.*?)^```$",
+                      read(os.path.join(SOURCE, "docs/guide.md")), re.M | re.S)
+
+
+def run(program, *arguments):
+    path = TRACE if program == "plinth-trace" else \
+        os.path.join(os.environ["PLINTH_GUIDE"], f"guide_{program}")
+    result = subprocess.run([path, *arguments], capture_output=True, text=True, timeout=60,
+                            stdin=subprocess.DEVNULL)
+    if result.returncode != 0:
+        raise AssertionError(f"{program}: {result.returncode}\n{result.stdout}{result.stderr}")
+    return result.stdout
+
+
+def log_text(folder="Quorvane/Platform/Logfiles"):
+    folder = os.path.join(ROOT, "ProgramData", folder)
+    texts = []
+    for name in sorted(os.listdir(folder)):
+        with open(os.path.join(folder, name), encoding="latin-1", newline="") as file:
+            texts.append(file.read())
+    return "".join(texts)
+
+
+def is_part(text, of):
+    """Whether whole lines are part of a file, at some depth of indentation."""
+    return any("\n" + textwrap.indent(text, " " * depth) in "\n" + of for depth in (0, 4, 8))
+
+
+class Guide(unittest.TestCase):
+    def test_its_code_is_that_of_the_examples(self):
+        shown = set()
+        for path, language, text in blocks():
+            if language == "sh":
+                continue
+            self.assertTrue(path, f"no line above this block says which file it is from:\n{text}")
+            shown.add(os.path.basename(path))
+            self.assertTrue(is_part(text, read(os.path.join(SOURCE, path))),
+                            f"this is not, or no longer, what stands in {path}:\n{text}")
+        programs = {name for name in os.listdir(EXAMPLES) if name.endswith(".cpp")}
+        self.assertEqual(programs - shown, set(), "the guide shows nothing of these")
+
+    def test_its_links_lead_somewhere(self):
+        for target in re.findall(r"\]\(([^)#]+)\)", read(os.path.join(SOURCE, "docs/guide.md"))):
+            self.assertTrue(os.path.exists(os.path.join(SOURCE, "docs", target)), target)
+
+    def test_log_writes_what_it_is_told(self):
+        path = run("log").strip()
+        self.assertTrue(path.endswith(".log"), path)
+        self.assertTrue(log_text().endswith("guide: started\r\nguide: 3 of 4 done\r\n"))
+
+    def test_trace_replaces_tags(self):
+        run("trace")
+        self.assertRegex(
+            log_text(),
+            STAMP + r"\|wndid:1\| guide_trace begins, at .*trace\.cpp : \d+\r\n" +
+            "".join(STAMP + rf"\|wndid:2\| file {i}, -?\d+\.\d\d ms since the last\r\n"
+                    for i in (1, 2, 3)) +
+            STAMP + r"import_files took \d+ ms\r\n" +
+            STAMP + r"\|wndid:1\| thread \d+: wide and narrow\r\n" +
+            STAMP + r"\|wndid:1\| only in the log\r\n$")
+
+    def test_timer_calls_as_often_as_it_is_told(self):
+        self.assertEqual(run("timer"), "10 ticks\n")
+
+    def test_pool_makes_all_calls(self):
+        self.assertEqual(run("pool"), f"{sum(range(1000))}\n")
+
+    def test_transfer_copies_all_bytes(self):
+        self.assertEqual(run("transfer"), "status 0, 10000 bytes\n")
+
+    def test_resources_are_found_and_say_where_to_log(self):
+        out = run("resources").splitlines()
+        greeting = os.path.getsize(os.path.join(EXAMPLES, "greeting.txt"))
+        self.assertEqual(out[:2], ["100: 10 bytes", f"101: {greeting} bytes"])
+        self.assertIn("Acme\\Guide", out[2])
+        self.assertIn("guide: resources", log_text("Acme/Guide/Logfiles"))
+
+    def test_port_runs_as_it_is(self):
+        self.assertEqual(run("port"), "guide_port\n")
+        self.assertRegex(log_text(), STAMP + r"The system cannot find the path specified\.")
+        self.assertIn('"Runs"=dword:00000001',
+                      read(os.path.join(ROOT, "registry/HKEY_CURRENT_USER.reg")))
+
+    def test_its_commands_work(self):
+        commands = [shlex.split(line) for path, language, text in blocks() if language == "sh"
+                    for line in text.splitlines()]
+        self.assertGreaterEqual(len(commands), 4)
+        run("trace")
+        for program, *arguments in commands:
+            if arguments[0] != "watch":
+                self.assertTrue(run(program, *arguments))
+                continue
+            watcher = subprocess.Popen([TRACE, *arguments], stdin=subprocess.DEVNULL, text=True,
+                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            self.assertTrue(watcher.stderr.readline())  # that it listens
+            run("trace")
+            out, _ = watcher.communicate(timeout=60)
+            self.assertEqual(watcher.returncode, 0)
+            self.assertEqual(re.findall(r"file (\d),", out), ["1", "2", "3"])
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
