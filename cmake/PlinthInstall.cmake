@@ -1,6 +1,7 @@
 # Installing: components runtime (the libraries), development (headers, CMake package, pkg-config
-# file) and tools (the programs and their manual pages). The installed tree can be moved: libraries
-# and programs find each other by $ORIGIN, the package files by their own place.
+# file), tools (the programs and their manual pages) and desktop (the plug-in that shows windows,
+# which needs more of the system than all the rest). The installed tree can be moved: libraries and
+# programs find each other by $ORIGIN, the package files by their own place.
 if(NOT PROJECT_IS_TOP_LEVEL AND NOT PLINTH_INSTALL)
   return()
 endif()
@@ -19,7 +20,7 @@ endforeach()
 
 if(TARGET plinth_desktop_qt)
   # Beside the stand-in, which looks for it there.
-  install(TARGETS plinth_desktop_qt LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime)
+  install(TARGETS plinth_desktop_qt LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT desktop)
 endif()
 
 file(RELATIVE_PATH from_bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
