@@ -36,6 +36,7 @@ using namespace std::chrono_literals;
 
 constexpr auto startLimit = 30s; // the thread can't load anything while a module is being loaded
 constexpr auto stopLimit = 3s;
+constexpr auto holdLimit = 200ms; // from the end of the main thread to that of the process
 
 enum class Stage
 {
@@ -52,6 +53,7 @@ struct Thread
     std::condition_variable changed;
     Stage stage = Stage::none;
     bool stopping = false;
+    bool held = false; // until it is stopped
     std::thread::id id;
 };
 
@@ -95,6 +97,7 @@ void stop()
     std::unique_lock guard(thread.lock);
     if (std::exchange(thread.stopping, true))
         return;
+    thread.changed.notify_all(); // it may be held
     if (thread.stage == Stage::running)
         QMetaObject::invokeMethod(
             QCoreApplication::instance(), [] { QCoreApplication::exit(); }, Qt::QueuedConnection);
@@ -106,47 +109,44 @@ void stop()
 extern "C" int __cxa_atexit(void (*function)(void*), void* argument, void* key);
 extern "C" void __cxa_finalize(void* key);
 
-// Keeps stop() the first of all that happens at the end of the process. Static objects that are
-// made after it was registered would be destroyed before it, under the feet of the thread, and Qt
-// makes many when it first needs them; so it is registered anew whenever the thread has handled
-// what there was.
-class StopAtExit
+// Makes stop() the first of all that happens at the end of the process. Called on the thread
+// itself, whenever it has handled what there was: static objects that were made after the last time
+// would be destroyed before it stops, under its feet, and Qt makes many when it first needs them.
+void registerStop()
 {
-public:
-    StopAtExit()
-    {
-        drawOnce();
-        registerLast();
-        QObject::connect(QAbstractEventDispatcher::instance(),
-                         &QAbstractEventDispatcher::aboutToBlock, &m_context, registerLast);
-    }
-
-private:
-    // A process that ends right after its first window must not meet this thread amid its first
-    // drawing, which makes most of those objects.
-    static void drawOnce()
-    {
-        QStandardItemModel model(2, 2);
-        model.setItem(0, 0, new QStandardItem(QStringLiteral("x")));
-        qt_table::TraceTable table;
-        table.setModel(&model);
-        table.grab();
-    }
-
-    static void registerLast()
-    {
-        const auto run = [](void*)
+    static char key;
+    __cxa_finalize(&key);
+    __cxa_atexit(
+        [](void*)
         {
-            if (own().id != std::this_thread::get_id())
+            if (own().id != std::this_thread::get_id()) // there it was only taken back
                 stop();
-        };
-        static char key;
-        __cxa_finalize(&key);
-        __cxa_atexit(run, nullptr, &key);
-    }
+        },
+        nullptr, &key);
+}
 
-    const QObject m_context;
-};
+// Most of what drawing needs is made before there is a window: few processes then end amid that.
+void drawOnce()
+{
+    QStandardItemModel model(2, 2);
+    model.setItem(0, 0, new QStandardItem(QStringLiteral("x")));
+    qt_table::TraceTable table;
+    table.setModel(&model);
+    table.grab();
+}
+
+// Keeps the thread from making anything more that it would miss, until it is stopped, or until it
+// is clear that one thread alone has ended.
+void hold()
+{
+    registerStop();
+    Thread& thread = own();
+    std::unique_lock guard(thread.lock);
+    thread.held = true;
+    thread.changed.notify_all();
+    thread.changed.wait_for(guard, holdLimit, [&] { return thread.stopping; });
+    thread.held = false;
+}
 
 // Qt's first use is here: the first thread that uses it is the one it takes for its main thread.
 void run(unsigned displays, void (*started)())
@@ -166,7 +166,10 @@ void run(unsigned displays, void (*started)())
         QApplication::setQuitOnLastWindowClosed(false);
         if (isWaitedFor())
         {
-            const StopAtExit stopped;
+            drawOnce();
+            registerStop();
+            QObject::connect(QAbstractEventDispatcher::instance(),
+                             &QAbstractEventDispatcher::aboutToBlock, &application, registerStop);
             started();
             reach(Stage::running);
             QApplication::exec();
@@ -221,6 +224,17 @@ bool startOwnApplication(unsigned displays, void (*started)())
     const bool running = thread.stage == Stage::running;
     thread.stopping = !running;
     return running;
+}
+
+void awaitEndWithOwnApplication()
+{
+    Thread& thread = own();
+    std::unique_lock guard(thread.lock);
+    if (thread.stage != Stage::running || thread.id == std::this_thread::get_id())
+        return;
+    QMetaObject::invokeMethod(QCoreApplication::instance(), hold, Qt::QueuedConnection);
+    thread.changed.wait_for(guard, stopLimit,
+                            [&] { return thread.held || thread.stage != Stage::running; });
 }
 
 } // namespace desktop_qt

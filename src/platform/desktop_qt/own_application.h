@@ -8,4 +8,7 @@ namespace desktop_qt
 // be made, or is not there in half a minute. It is stopped with the end of the process.
 bool startOwnApplication(unsigned displays, void (*started)());
 
+// The end of the process is near: makes sure that stopping it comes first there.
+void awaitEndWithOwnApplication();
+
 } // namespace desktop_qt

@@ -5,6 +5,7 @@
 #include "gui_thread.h"
 #include "message_dialog.h"
 #include "mirror.h"
+#include "own_application.h"
 #include "texts.h"
 #include "user32/desktop.h"
 
@@ -83,9 +84,10 @@ void farewell()
     mirror().removeAll();
 }
 
-constexpr PlinthDesktop desktop = {sizeof(PlinthDesktop), windowCreated, windowDestroyed,
-                                   titleChanged,          placeChanged,  visibilityChanged,
-                                   rowsChanged,           messageBox};
+constexpr PlinthDesktop desktop = {
+    sizeof(PlinthDesktop), windowCreated, windowDestroyed,
+    titleChanged,          placeChanged,  visibilityChanged,
+    rowsChanged,           messageBox,    awaitEndWithOwnApplication};
 
 } // namespace
 

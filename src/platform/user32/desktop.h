@@ -49,6 +49,10 @@ extern "C"
         // Blocks until the user has answered. An IDOK, IDABORT ... or 0 if it can't be shown, also
         // no longer.
         int (*message_box)(HWND owner, const wchar_t* text, const wchar_t* caption, UINT type);
+        // The thread that loaded the stand-in ends, as a rule the main thread at the end of the
+        // process: called ahead of the functions that are registered for that. It may also have
+        // ended alone.
+        void (*process_ends)();
     };
 
     // What a plug-in calls, on any thread. FALSE or -1: the window, row or column is not there.

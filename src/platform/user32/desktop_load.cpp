@@ -63,6 +63,24 @@ void load()
         std::fprintf(stderr, "plinth: no windows, since %s can't show them here\n", path.c_str());
 }
 
+// What belongs to a thread is destroyed ahead of what was registered for the end of the process.
+struct FirstThreadEnd
+{
+    ~FirstThreadEnd()
+    {
+        if (const PlinthDesktop* const told = desktop(); told && told->process_ends)
+            told->process_ends();
+    }
+    void begin() {} // by being used: only then it is destroyed
+};
+thread_local FirstThreadEnd t_first_thread_end;
+
+// On the thread that loads the stand-in: the main thread, of a program that is linked to it.
+[[gnu::constructor]] void watch_first_thread()
+{
+    t_first_thread_end.begin();
+}
+
 } // namespace
 
 void load_desktop()

@@ -234,7 +234,8 @@ const PlinthDesktop recording = {
         g_told_list = list;
         ++g_told;
     },
-    [](HWND, const wchar_t*, const wchar_t*, UINT) { return IDRETRY; }};
+    [](HWND, const wchar_t*, const wchar_t*, UINT) { return IDRETRY; },
+    nullptr};
 
 TEST_F(ListView, ADisplayIsToldOnceAndTakesTheChangesInOne)
 {
