@@ -71,7 +71,7 @@ Listener::Listener()
 
 Listener::~Listener()
 {
-    stop();
+    Listener::stop();
     release();
 }
 

@@ -222,20 +222,20 @@ TEST_F(ListView, AMillionRowsCostNoMoreThanTheirShareBesideTheText)
 HWND g_told_list = nullptr;
 int g_told = 0;
 std::string g_told_class;
-const PlinthDesktop recording = {
-    sizeof(PlinthDesktop),
-    [](const PlinthWindowInfo* info) { g_told_class = test::utf8(info->class_name); },
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    [](HWND list)
-    {
-        g_told_list = list;
-        ++g_told;
-    },
-    [](HWND, const wchar_t*, const wchar_t*, UINT) { return IDRETRY; },
-    nullptr};
+const PlinthDesktop recording = {sizeof(PlinthDesktop),
+                                 [](const PlinthWindowInfo* info)
+                                 { g_told_class = test::utf8(info->class_name); },
+                                 nullptr,
+                                 nullptr,
+                                 nullptr,
+                                 nullptr,
+                                 [](HWND list)
+                                 {
+                                     g_told_list = list;
+                                     ++g_told;
+                                 },
+                                 [](HWND, const wchar_t*, const wchar_t*, UINT) { return IDRETRY; },
+                                 nullptr};
 
 TEST_F(ListView, ADisplayIsToldOnceAndTakesTheChangesInOne)
 {
