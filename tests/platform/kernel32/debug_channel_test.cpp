@@ -125,11 +125,12 @@ int write_texts(int count, char** arguments)
 }
 const test::ChildMain g_write_texts("write_texts", write_texts);
 
-// Writes so many numbered texts when it is told to.
-int flood(int, char** arguments)
+// Writes so many numbered texts when it is told to; with a third argument, patiently.
+int flood(int arguments_given, char** arguments)
 {
     const int count = std::stoi(arguments[1]);
-    PlinthTestSetChannelPatience(long_patience);
+    if (arguments_given > 2)
+        PlinthTestSetChannelPatience(long_patience);
     test::say("loaded");
     test::hear();
     for (int i = 0; i < count; ++i)
@@ -248,7 +249,7 @@ TEST_F(DebugChannel, ConcurrentWritersOfAllProcessesTakeTurnsAndLoseNothing)
     constexpr int texts = 3000;
     std::vector<std::unique_ptr<ChildProcess>> writers;
     for (const char* const name : {"a", "b", "c"})
-        writers.push_back(loaded("flood", {name, std::to_string(texts)}));
+        writers.push_back(loaded("flood", {name, std::to_string(texts), "patiently"}));
     Listener listener;
     for (const auto& writer : writers)
         writer->tell("go");
@@ -419,7 +420,8 @@ TEST_F(DebugChannel, AForkedProcessWritesUnderItsOwnId)
 
 TEST_F(DebugChannel, AForkDuringConcurrentTextsHoldsUpNeitherSide)
 {
-    const auto other = loaded("flood", {"other", "20000"});
+    PlinthTestSetChannelPatience(long_patience);
+    const auto other = loaded("flood", {"other", "20000", "patiently"});
     Listener listener;
     other->tell("go");
     std::thread writer([] { write_many(2000); });
@@ -447,6 +449,7 @@ TEST_F(DebugChannel, AForkDuringConcurrentTextsHoldsUpNeitherSide)
     other->wait();
     OutputDebugStringA("end");
     drain.join();
+    PlinthTestSetChannelPatience(0);
     for (const pid_t child : children)
         waitpid(child, nullptr, 0);
 }
