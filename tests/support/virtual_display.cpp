@@ -2,10 +2,12 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -18,17 +20,29 @@ namespace test
 namespace
 {
 
-// In the child: the server, which writes the number of its display to the descriptor.
-[[noreturn]] void run_server(int number_to)
+// In the child: the server, silent, which ends with the process that started it.
+[[noreturn]] void run_server(std::vector<const char*> arguments)
 {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
-    const std::string number = std::to_string(number_to);
     const int nothing = open("/dev/null", O_WRONLY);
     dup2(nothing, STDOUT_FILENO);
     dup2(nothing, STDERR_FILENO);
-    execlp("Xvfb", "Xvfb", "-displayfd", number.c_str(), "-screen", "0", "1280x1024x24",
-           "-nolisten", "tcp", "-noreset", nullptr);
+    arguments.push_back(nullptr);
+    execvp(arguments[0], const_cast<char* const*>(arguments.data()));
     _exit(99);
+}
+
+// Nothing of the machine's own displays is left in the environment.
+void forget_displays()
+{
+    for (const char* const each :
+         {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "XDG_SESSION_TYPE", "XAUTHORITY",
+          "PLINTH_DESKTOP", "PLINTH_MESSAGEBOX", "DBUS_SESSION_BUS_ADDRESS", "SESSION_MANAGER"})
+        unsetenv(each);
+    const std::string runtime = make_folder("runtime");
+    chmod(runtime.c_str(), 0700); // or its users complain
+    setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
+    setenv("NO_AT_BRIDGE", "1", 1); // no accessibility bus is started
 }
 
 std::string read_line(int from)
@@ -53,7 +67,9 @@ VirtualDisplay::VirtualDisplay()
     if (server == 0)
     {
         close(number[0]);
-        run_server(number[1]);
+        const std::string to = std::to_string(number[1]);
+        run_server({"Xvfb", "-displayfd", to.c_str(), "-screen", "0", "1280x1024x24", "-nolisten",
+                    "tcp", "-noreset"});
     }
     close(number[1]);
     const std::string line = read_line(number[0]);
@@ -64,15 +80,30 @@ VirtualDisplay::VirtualDisplay()
         return;
     }
     m_name = ":" + line;
+    forget_displays();
     setenv("DISPLAY", m_name.c_str(), 1);
-    for (const char* const other :
-         {"WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "XDG_SESSION_TYPE", "XAUTHORITY", "PLINTH_DESKTOP",
-          "PLINTH_MESSAGEBOX", "DBUS_SESSION_BUS_ADDRESS", "SESSION_MANAGER"})
-        unsetenv(other);
-    const std::string runtime = make_folder("runtime");
-    chmod(runtime.c_str(), 0700); // or its users complain
-    setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
-    setenv("NO_AT_BRIDGE", "1", 1); // no accessibility bus is started
+}
+
+VirtualCompositor::VirtualCompositor()
+{
+    forget_displays();
+    const std::string socket = std::string(std::getenv("XDG_RUNTIME_DIR")) + "/wayland-test";
+    const pid_t server = fork();
+    if (server == 0)
+        run_server({"weston", "--backend=headless-backend.so", "--socket=wayland-test",
+                    "--idle-time=0", "--no-config"});
+    setenv("WAYLAND_DISPLAY", "wayland-test", 1);
+    // The socket is there before somebody answers at it, which doesn't matter to those who connect.
+    while (access(socket.c_str(), F_OK) != 0)
+    {
+        if (waitpid(server, nullptr, WNOHANG) != 0)
+        {
+            ADD_FAILURE() << "weston doesn't start; is it installed (Debian: weston)?";
+            return;
+        }
+        usleep(2000);
+    }
+    m_runs = true;
 }
 
 } // namespace test

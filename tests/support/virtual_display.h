@@ -1,4 +1,5 @@
-// A display of the test's own: an X server in memory, on a number that is free. Linux only.
+// Displays of the test's own: an X server in memory, on a number that is free, and a Wayland
+// compositor without a screen. Linux only.
 #pragma once
 
 #include <string>
@@ -23,6 +24,21 @@ public:
 
 private:
     std::string m_name;
+};
+
+// The same with a Wayland compositor.
+class VirtualCompositor
+{
+public:
+    VirtualCompositor();
+    VirtualCompositor(const VirtualCompositor&) = delete;
+    VirtualCompositor& operator=(const VirtualCompositor&) = delete;
+    ~VirtualCompositor() = default;
+
+    explicit operator bool() const { return m_runs; }
+
+private:
+    bool m_runs = false;
 };
 
 } // namespace test

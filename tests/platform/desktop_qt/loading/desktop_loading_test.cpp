@@ -157,4 +157,14 @@ TEST(DesktopLoading, AProcessEndsCleanlyWithItsWindowsOnTheScreen)
     EXPECT_EQ(test::ChildProcess("end", {"exit from a thread"}).wait(), 0);
 }
 
+TEST(DesktopLoading, ShowsWindowsUnderWaylandToo)
+{
+    const test::VirtualCompositor compositor;
+    ASSERT_TRUE(compositor);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(test::ChildProcess("end").wait(), 0);
+    EXPECT_NE(make_window(), nullptr);
+    EXPECT_TRUE(is_mapped("libQt6WaylandClient")) << "is qt6-wayland installed?";
+}
+
 } // namespace
