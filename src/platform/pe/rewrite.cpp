@@ -97,7 +97,8 @@ private:
                 own = &section;
         if (!own || aligned(uint64_t{directory.size} + 1, 512) < own->extent())
             return nullptr;
-        const uint64_t end = own->address + std::max<uint64_t>(own->extent(), own->raw_size);
+        const uint64_t end =
+            std::max(m_image.address_end(*own), uint64_t{own->address} + own->raw_size);
         if (holds_other_directory(own->address, end))
             return nullptr;
         for (const Section& section : m_image.sections())
@@ -143,7 +144,9 @@ private:
             m_how = How::behind;
         }
         // A directory of something that the file lacks: what lies there now would be taken for it.
-        if (holds_other_directory(m_address, m_address + m_virtual_size))
+        const uint64_t pages =
+            aligned(std::max(m_virtual_size, m_raw_size), m_image.section_alignment());
+        if (holds_other_directory(m_address, m_address + pages))
             return ERROR_BAD_EXE_FORMAT;
         const uint64_t overlay = m_file.size() > m_body_end ? m_file.size() - m_body_end : 0;
         const uint64_t image_end = aligned(m_address + m_virtual_size, m_image.section_alignment());
