@@ -122,7 +122,7 @@ QVariant ListTableModel::data(const QModelIndex& index, int role) const
         readText([&](wchar_t* to, int size)
                  { return host().list_cell(m_list, index.row(), index.column(), to, size); },
                  there);
-    return there ? QVariant(std::move(text)) : QVariant();
+    return there ? QVariant(text) : QVariant();
 }
 
 QVariant ListTableModel::headerData(int section, Qt::Orientation orientation, int role) const

@@ -22,8 +22,9 @@ void ReserveTarget(const QvAsyncRequest& request, uint64_t sourceSize)
     uint64_t end = 0; // room for less than there is would cut what somebody else has written
     if (QV_GetFileSize(request.target, &end) != QV_OK || end != request.copied)
         return;
+    const uint64_t size = request.copied + reserve_size;
     FILE_ALLOCATION_INFO room;
-    room.AllocationSize.QuadPart = static_cast<LONGLONG>(request.copied + reserve_size);
+    room.AllocationSize.QuadPart = static_cast<LONGLONG>(size);
     SetFileInformationByHandle(request.target, FileAllocationInfo, &room, sizeof room);
 }
 
