@@ -118,7 +118,7 @@ QVariant ListTableModel::data(const QModelIndex& index, int role) const
     if (role != Qt::DisplayRole || !index.isValid())
         return {};
     bool there = false;
-    QString text =
+    const QString text =
         readText([&](wchar_t* to, int size)
                  { return host().list_cell(m_list, index.row(), index.column(), to, size); },
                  there);
