@@ -25,6 +25,7 @@ struct Command
 
 const Command commands[] = {
     {"watch", trace::watch, trace::watch_help},
+    {"window", trace::window, trace::window_help},
     {"log", trace::log, trace::log_help},
     {"settings", trace::settings, trace::settings_help},
     {"module", trace::module, trace::module_help},
@@ -34,6 +35,7 @@ const char* const general_help =
     "usage: plinth-trace COMMAND [OPTION...]\n"
     "\n"
     "  watch      show trace records live, as programs make them\n"
+    "  window     show them in a window\n"
     "  log        show the log file, or where it is\n"
     "  settings   show and change the log's settings\n"
     "  module     show what is in a module file, and store data files in it\n"
@@ -46,7 +48,8 @@ const char* const general_help =
     "  1  failed; standard error says why\n"
     "  2  an option that is not understood\n"
     "  3  watch: another listener has the debug string channel\n"
-    "  4  watch: the time, or the input, was over before the number of records was reached\n";
+    "  4  watch: the time, or the input, was over before the number of records was reached\n"
+    "  5  window: there is no display, or no viewer\n";
 
 int run(std::vector<std::string> arguments)
 {

@@ -16,6 +16,7 @@ enum ExitCode : int
     exit_usage = 2,
     exit_channel_taken = 3,
     exit_timeout = 4,
+    exit_no_window = 5,
 };
 
 class Failure : public std::runtime_error

@@ -31,6 +31,9 @@ public:
     std::string take_word(std::string_view what);
     void finish() const;
 
+    // What nobody has taken yet.
+    const std::vector<std::string>& rest() const { return m_rest; }
+
     [[noreturn]] void refuse(const std::string& why) const;
 
 private:

@@ -21,14 +21,14 @@ public:
     double per_second(Clock::time_point now);
 
 private:
-    static constexpr size_t slots = 20;
-    static constexpr std::chrono::milliseconds slot_length{100};
+    static constexpr size_t parts = 20;
+    static constexpr std::chrono::milliseconds part_length{100};
 
     void move_to(Clock::time_point now);
 
     Clock::time_point m_start;
-    std::array<uint64_t, slots> m_slots{};
-    int64_t m_slot = 0; // since the start, that in which we are
+    std::array<uint64_t, parts> m_parts{};
+    int64_t m_part = 0; // since the start, that in which we are
     uint64_t m_sum = 0;
 };
 

@@ -1,0 +1,83 @@
+"""plinth-trace window as its users run it, on a display that the test starts (Xvfb).
+
+Runs under the launcher. The environment: PLINTH_TRACE, the program; PLINTH_ROOT.
+"""
+import os
+import signal
+import struct
+import subprocess
+import unittest
+
+TRACE = os.environ["PLINTH_TRACE"]
+ROOT = os.environ["PLINTH_ROOT"]
+PATIENCE = 60  # seconds until a program that should have ended counts as stuck
+DISPLAY_NAMES = ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM")
+
+
+def environment(**more):
+    clean = {name: value for name, value in os.environ.items() if name not in DISPLAY_NAMES}
+    return {**clean, "XDG_RUNTIME_DIR": ROOT, "NO_AT_BRIDGE": "1", **more}
+
+
+class Window(unittest.TestCase):
+    def run_to_end(self, *arguments, **more):
+        return subprocess.run([TRACE, "window", *arguments], capture_output=True, text=True,
+                              stdin=subprocess.DEVNULL, timeout=PATIENCE, env=environment(**more))
+
+    def start_display(self):
+        read, write = os.pipe()
+        server = subprocess.Popen(["Xvfb", "-displayfd", str(write), "-screen", "0",
+                                   "1280x1024x24", "-nolisten", "tcp", "-noreset"],
+                                  pass_fds=[write], stderr=subprocess.DEVNULL)
+        self.addCleanup(server.wait)
+        self.addCleanup(server.terminate)
+        os.close(write)
+        with os.fdopen(read) as numbers:
+            return ":" + numbers.readline().strip()
+
+    def log(self):
+        path = os.path.join(ROOT, "qvapp_2024-03-05.log")
+        with open(path, "w", encoding="latin-1") as file:
+            file.write("2024-03-05 14:07:33.006 *vtq* |wndid:1| one\n")
+        return path
+
+    def test_without_a_display_it_says_so_with_a_code_of_its_own(self):
+        result = self.run_to_end()
+        self.assertEqual((result.returncode, result.stdout), (5, ""))
+        self.assertIn("no display", result.stderr)
+
+    def test_a_display_that_is_not_there_is_said_too(self):
+        result = self.run_to_end(DISPLAY=":98765")
+        self.assertEqual(result.returncode, 5)
+        self.assertIn(":98765", result.stderr)
+
+    def test_shows_itself_takes_a_picture_and_ends(self):
+        picture = os.path.join(ROOT, "window.png")
+        result = self.run_to_end("--input", self.log(), "--screenshot", picture, "--exit-after",
+                                 "0.5", DISPLAY=self.start_display())
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        with open(picture, "rb") as file:
+            head = file.read(24)
+        self.assertEqual(head[:8], b"\x89PNG\r\n\x1a\n")
+        width, height = struct.unpack(">II", head[16:])
+        self.assertTrue(width >= 800 and height >= 400, (width, height))
+
+    def test_ctrl_c_ends_it(self):
+        with subprocess.Popen([TRACE, "window", "--input", self.log(), "--exit-after", "50"],
+                              stderr=subprocess.PIPE, text=True,
+                              env=environment(DISPLAY=self.start_display())) as process:
+            process.send_signal(signal.SIGINT)
+            process.wait(PATIENCE)
+            # Before it has set its handler, the signal ends it too.
+            self.assertIn(process.returncode, (0, -signal.SIGINT))
+
+    def test_options_are_those_of_watch(self):
+        display = self.start_display()
+        for arguments in (["--include", "(open"], ["--wat"], ["--keep", "1"]):
+            result = self.run_to_end(*arguments, DISPLAY=display)
+            self.assertEqual(result.returncode, 2, arguments)
+            self.assertIn(arguments[0], result.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,62 @@
+#include "pattern_field.h"
+
+#include <utility>
+
+#include <QStringList>
+#include <QToolTip>
+
+namespace trace_window
+{
+
+namespace
+{
+
+constexpr const char* separator = ";;";
+
+} // namespace
+
+PatternField::PatternField(const QString& placeholder, const std::vector<std::string>& texts,
+                           QWidget* parent)
+    : QLineEdit(parent), m_placeholder(placeholder)
+{
+    setPlaceholderText(placeholder);
+    setClearButtonEnabled(true);
+    QStringList list;
+    for (const std::string& text : texts)
+    {
+        list += QString::fromStdString(text);
+        m_patterns.emplace_back(text);
+    }
+    setText(list.join(QLatin1String(separator)));
+    setToolTip(tr("Regular expressions, several divided by ;;"));
+    connect(this, &QLineEdit::textChanged, this, &PatternField::compile);
+}
+
+void PatternField::compile(const QString& text)
+{
+    std::vector<trace::Pattern> patterns;
+    m_problem.clear();
+    try
+    {
+        for (const QString& part : text.split(QLatin1String(separator), Qt::SkipEmptyParts))
+            patterns.emplace_back(part.toStdString());
+    }
+    catch (const trace::BadPattern& problem)
+    {
+        m_problem = QString::fromUtf8(problem.what());
+    }
+    const bool bad = !m_problem.isEmpty();
+    setStyleSheet(bad ? QStringLiteral("QLineEdit { background: #ffc8c8; color: black; }")
+                      : QString());
+    setToolTip(bad ? m_problem : tr("Regular expressions, several divided by ;;"));
+    if (bad)
+    {
+        QToolTip::showText(mapToGlobal(QPoint(0, height())), m_problem, this);
+        return;
+    }
+    QToolTip::hideText();
+    m_patterns = std::move(patterns);
+    emit patternsChanged();
+}
+
+} // namespace trace_window
