@@ -186,7 +186,7 @@ void TraceWindow::addTab(std::optional<int32_t> window)
     heads->resizeSection(RecordModel::NumberColumn, 70);
     heads->resizeSection(RecordModel::TimeColumn, 180);
     heads->resizeSection(RecordModel::ProcessColumn, 150);
-    heads->resizeSection(RecordModel::FirstField, 520);
+    heads->resizeSection(RecordModel::FirstField, 680);
     m_models.push_back({rows, window});
     m_tabs->addTab(table, window ? tr("Window %1").arg(*window) : tr("All"));
 }
