@@ -1,6 +1,6 @@
 # Installing: components runtime (the libraries), development (headers, CMake package, pkg-config
-# file), tools (the programs and their manual pages) and desktop (the plug-in that shows windows,
-# which needs more of the system than all the rest). The installed tree can be moved: libraries and
+# file), tools (the programs and their manual pages) and desktop (the plug-in that shows windows
+# and the viewer with a window, which need more of the system than all the rest). The installed tree can be moved: libraries and
 # programs find each other by $ORIGIN, the package files by their own place.
 if(NOT PROJECT_IS_TOP_LEVEL AND NOT PLINTH_INSTALL)
   return()
@@ -12,7 +12,7 @@ if(TARGET plinth_platform)
   list(APPEND libraries plinth_platform)
 endif()
 set(programs "")
-foreach(program IN ITEMS plinth-trace plinth-trace-window plinth-demo)
+foreach(program IN ITEMS plinth-trace plinth-demo)
   if(TARGET ${program})
     list(APPEND programs ${program})
   endif()
@@ -28,6 +28,12 @@ set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
 if(programs)
   set_target_properties(${programs} PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
   install(TARGETS ${programs} RUNTIME COMPONENT tools)
+endif()
+if(TARGET plinth-trace-window)
+  # Beside plinth-trace, which starts it.
+  set_target_properties(plinth-trace-window PROPERTIES
+    INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
+  install(TARGETS plinth-trace-window RUNTIME COMPONENT desktop)
 endif()
 if(TARGET plinth-trace AND NOT WIN32)
   install(FILES docs/man/plinth-trace.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)

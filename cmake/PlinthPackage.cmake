@@ -84,7 +84,7 @@ from the log, and what is in a module file.")
 set(CPACK_DEBIAN_DESKTOP_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DESKTOP_DESCRIPTION "plinth system layer for desktop applications (windows)
 ${what}This package holds the plug-in that shows the debug windows and message boxes
-of applications on the desktop.")
+of applications on the desktop, and the viewer of plinth-trace window.")
 
 # The scripts of the maintainer, and what the policy wants to see in each package's documents.
 set(debian_folder ${PROJECT_SOURCE_DIR}/cmake/debian)

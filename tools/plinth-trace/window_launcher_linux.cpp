@@ -49,7 +49,8 @@ void become_viewer(const std::vector<std::string>& arguments)
     execv(path.c_str(), argv.data());
     throw Failure(exit_no_window, "the viewer " + path +
                                       " can't be started: " + std::strerror(errno) +
-                                      "; it is built where Qt 6 is (Debian: qt6-base-dev)");
+                                      "; it comes with the package plinth-desktop, "
+                                      "and is built where Qt 6 is");
 }
 
 } // namespace trace
