@@ -177,6 +177,23 @@ class Watch(unittest.TestCase):
         self.assertEqual([line.split(maxsplit=2)[2] for line in out.splitlines()],
                          [f"number {i}" for i in range(count)])
 
+    def test_texts_that_a_stopped_watch_did_not_take_are_counted_and_shown(self):
+        count = 1000
+        with Running("watch") as watch:
+            watch.process.send_signal(signal.SIGSTOP)
+            os.waitpid(watch.process.pid, os.WUNTRACED)
+            speak(f"numbers:{count}")
+            watch.process.send_signal(signal.SIGCONT)
+            speak("end")
+            lines = []
+            while not lines or not lines[-1].endswith("end"):
+                lines.append(watch.line())
+            watch.interrupt()
+        lost = [int(line.split()[1]) for line in lines if " records lost: " in line]
+        taken = [line for line in lines if " number " in line]
+        self.assertEqual(sum(lost) + len(taken), count)
+        self.assertGreater(sum(lost), count // 2)
+
     def test_a_reader_that_goes_away_ends_it_quietly(self):
         with Running("watch") as watch:
             watch.process.stdout.close()

@@ -41,6 +41,7 @@ public:
     void restyled(); // times, highlights or bookmarks have changed
 
     const trace::View& view() const { return m_view; }
+    uint64_t takeMissed() { return m_view.take_missed(); }
 
 private:
     QString text(const trace::Record& record, int row, int column) const;

@@ -17,7 +17,10 @@ std::set<int32_t> Session::collect(Clock::duration longest)
     while (source->next(record, 0))
     {
         store.append(std::exchange(record, {}));
-        const int32_t window = store[store.end() - 1].window;
+        const trace::Record& kept = store[store.end() - 1];
+        if (output)
+            prepare_output(kept);
+        const int32_t window = kept.window;
         if (window != trace::no_window && windows.insert(window).second)
             fresh.insert(window);
         if (++collected % clock_interval == 0 && Clock::now() >= end)
@@ -26,6 +29,23 @@ std::set<int32_t> Session::collect(Clock::duration longest)
     rate.add(collected, Clock::now());
     bookmarks.trim(store.first());
     return fresh;
+}
+
+// At once, as a record may be dropped before anybody looks at it again.
+void Session::prepare_output(const trace::Record& record)
+{
+    if (!output_filter.passes(record))
+        return;
+    m_unwritten += trace::as_lines(record, {.time = time},
+                                   {.start = store.start(), .previous = m_last_written});
+    m_last_written = record.time;
+}
+
+void Session::write_output()
+{
+    const std::string text = std::exchange(m_unwritten, {});
+    if (output && !text.empty())
+        output->write(text);
 }
 
 } // namespace trace_window

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "bookmarks.h"
+#include "output_file.h"
 #include "rate_meter.h"
 #include "store.h"
 #include "view_options.h"
@@ -18,14 +19,21 @@ struct Session
 {
     using Clock = std::chrono::steady_clock;
 
+    // Failure if the file that the options name can't be made.
     explicit Session(const trace::ViewOptions& options)
         : store(options.keep.value_or(trace::Store::default_limit)),
           time(options.time.value_or(trace::TimeMode::absolute)), highlights(options.highlights)
     {
+        if (options.output)
+            output.emplace(*options.output);
     }
 
     // Takes what the source has, for so long at most; gives the window ids that are new.
     std::set<int32_t> collect(Clock::duration longest);
+
+    // Writes what was collected, and passes the filter, to the output file, if there is one.
+    // Failure if it can't be written.
+    void write_output();
 
     std::unique_ptr<trace::Source> source; // null while there is none
     trace::Store store;
@@ -34,6 +42,15 @@ struct Session
     trace::TimeMode time;
     trace::Highlights highlights;
     std::set<int32_t> windows; // that records have named
+
+    std::optional<trace::OutputFile> output;
+    trace::Filter output_filter; // the first tab's
+
+private:
+    void prepare_output(const trace::Record& record);
+
+    std::string m_unwritten;
+    trace::Time m_last_written = trace::unknown_time;
 };
 
 } // namespace trace_window

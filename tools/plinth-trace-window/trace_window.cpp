@@ -59,6 +59,7 @@ TraceWindow::TraceWindow(const trace::ViewOptions& options, QWidget* parent)
     layout->addWidget(m_problemBar);
     layout->addWidget(m_tabs);
     setCentralWidget(middle);
+    m_session.output_filter = filterFor(std::nullopt);
     m_tabs->setDocumentMode(true);
     addTab(std::nullopt);
     connect(m_tabs, &QTabWidget::currentChanged, this, [this] { step(); });
@@ -203,6 +204,7 @@ trace::Filter TraceWindow::filterFor(std::optional<int32_t> window) const
 
 void TraceWindow::applyFilters()
 {
+    m_session.output_filter = filterFor(std::nullopt);
     for (const Tab& tab : m_models)
         tab.model->setFilter(filterFor(tab.window));
     step();
@@ -227,6 +229,16 @@ void TraceWindow::step()
         m_problem->setText(QString::fromUtf8(failure.what()));
         m_problemBar->show();
     }
+    try
+    {
+        m_session.write_output();
+    }
+    catch (const trace::Failure& failure)
+    {
+        m_session.output.reset();
+        statusBar()->showMessage(
+            tr("Nothing more is written: %1").arg(QString::fromUtf8(failure.what())));
+    }
     model()->update(); // the others catch up when they come to the front
     showCounts();
 }
@@ -238,6 +250,10 @@ void TraceWindow::setPaused(bool paused)
     for (const Tab& tab : m_models)
         tab.model->setPaused(paused);
     step();
+    if (const uint64_t missed = model()->takeMissed(); missed > 0 && !paused)
+        statusBar()->showMessage(tr("%1 records dropped before they were shown: more came during "
+                                    "the pause than there is room for")
+                                     .arg(missed));
 }
 
 void TraceWindow::clear()

@@ -27,7 +27,6 @@ static const std::string s_watch_help =
     "                     if there is none; for records that were lost: time, lost, text\n"
     "  --rate             each second the records per second and the counts: on a terminal in its\n"
     "                     last line, else on standard error\n"
-    "  --output FILE      write what is shown to this file too, replacing it\n"
     "  --count N          end after N records have been shown\n"
     "  --timeout S        end after S seconds; with --count, exit code 4 if the time, or the "
     "input,\n"
@@ -57,7 +56,6 @@ WatchOptions read_options(Options& options)
 {
     WatchOptions wanted;
     wanted.view = take_view_options(options);
-    wanted.output = options.take_value("--output");
     wanted.count = options.take_number("--count", 1, INT64_MAX);
     if (const auto seconds = options.take_seconds("--timeout"))
         wanted.end =
@@ -80,10 +78,11 @@ Watch::Watch(WatchOptions options)
       m_view(m_store, m_options.view.filter), m_style{.time = m_options.view.time.value_or(
                                                           TimeMode::none),
                                                       .colour = in_colour(),
-                                                      .highlights = m_options.view.highlights}
+                                                      .highlights = m_options.view.highlights},
+      m_file_style{.time = m_style.time}
 {
-    if (m_options.output)
-        m_output.emplace(*m_options.output);
+    if (m_options.view.output)
+        m_output.emplace(*m_options.view.output);
     note("watching " + m_source->what() + "; Ctrl-C ends" +
          (m_interactive ? ", ? shows keys" : ""));
     if (m_interactive)
@@ -139,10 +138,15 @@ bool Watch::show()
     std::string out;
     std::string file;
     if (const uint64_t missed = m_view.take_missed())
-        out += as_lines(loss_of(missed, std::to_string(missed) +
-                                            " records dropped before they were shown: more came "
-                                            "during the pause than --keep has room for"),
-                        m_style, {});
+    {
+        // Only a terminal has a pause, and no terminal has JSON.
+        const Record news = loss_of(missed, std::to_string(missed) +
+                                                " records dropped before they were shown: more "
+                                                "came during the pause than --keep has room for");
+        out += as_lines(news, m_style, {});
+        if (m_output)
+            m_output->write(as_lines(news, m_file_style, {}));
+    }
     bool done = false;
     while (!done && m_next_row < m_view.rows())
     {
@@ -169,11 +173,7 @@ bool Watch::show_row(size_t row, std::string& out, std::string& file)
     const TimeBase base{.start = m_store.start(), .previous = m_last_time};
     out += m_options.json ? as_json(record) : as_lines(record, m_style, base);
     if (m_output)
-    {
-        LineStyle uncoloured = m_style;
-        uncoloured.colour = false;
-        file += m_options.json ? as_json(record) : as_lines(record, uncoloured, base);
-    }
+        file += m_options.json ? as_json(record) : as_lines(record, m_file_style, base);
     m_last_time = record.time;
     if (record.is_loss())
         return false;

@@ -31,7 +31,6 @@ struct WatchOptions
     bool rate = false;
     std::optional<int64_t> count{};
     std::optional<Clock::time_point> end{};
-    std::optional<std::string> output{};
 };
 
 class Watch
@@ -73,6 +72,7 @@ private:
     Bookmarks m_bookmarks;
     RateMeter m_rate{Clock::now()};
     LineStyle m_style;
+    const LineStyle m_file_style; // the same without colours
 
     size_t m_next_row = 0;          // of the view, the first that wasn't shown yet
     int64_t m_shown = 0;            // records, not counting losses

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "channel_losses.h"
 #include "failure.h"
 #include "text.h"
 
@@ -25,7 +26,7 @@ constexpr DWORD wait_slice = 100; // ms
 
 Record news_of(uint64_t lost)
 {
-    return loss_of(lost, std::to_string(lost) + " records lost: the output is too slow");
+    return loss_of(lost, std::to_string(lost) + " records lost: more came than could be taken");
 }
 
 } // namespace
@@ -120,9 +121,11 @@ bool Listener::next(Record& record, unsigned milliseconds)
 void Listener::run()
 {
     SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_TIME_CRITICAL);
+    m_channel_losses = channel_losses();
     SetEvent(m_buffer_ready);
     while (m_run)
-        take(wait_slice);
+        if (!take(wait_slice))
+            count_channel_losses();
     take(0);                  // what was written before the end was asked for
     SetEvent(m_buffer_ready); // a writer that waits goes on
 }
@@ -140,8 +143,21 @@ bool Listener::take(DWORD milliseconds)
     SetEvent(m_buffer_ready);
 
     record.name = m_names.name_of(record.process);
+    count_channel_losses(); // before this text, or beside it
     keep(std::move(record));
     return true;
+}
+
+// Takes over what writers have given up: while this process was stopped, or not run for too long.
+void Listener::count_channel_losses()
+{
+    const uint32_t now = channel_losses();
+    const uint32_t fresh = now - std::exchange(m_channel_losses, now);
+    if (fresh == 0)
+        return;
+    const std::lock_guard lock(m_lock);
+    m_lost += fresh;
+    m_arrived.notify_one();
 }
 
 void Listener::keep(Record record)

@@ -3,7 +3,8 @@
 // Whoever traces waits until the channel's one buffer is free. Therefore a thread of its own does
 // nothing but copy a text and free the buffer; the texts wait in a store of limited size, so that
 // output that is slow, or stopped with Ctrl-S, holds up no program. When the store is full, texts
-// are dropped and counted; the next one that has room comes behind the news of it.
+// are dropped and counted; the next one that has room comes behind the news of it. So are texts
+// that the channel lost, where the system counts them.
 //
 // The library has a listener too (CQvDebugOutputCapture). This one also takes the writer's process
 // id and the whole of a text of more than 1,023 bytes, and comes without opening a log.
@@ -38,6 +39,7 @@ public:
 private:
     void run();
     bool take(DWORD milliseconds);
+    void count_channel_losses();
     void keep(Record record);
     void release();
 
@@ -47,7 +49,8 @@ private:
     const char* m_buffer = nullptr;
     std::atomic<bool> m_run{true};
     std::thread m_thread;
-    ProcessNames m_names; // the thread's alone
+    ProcessNames m_names;          // the thread's alone
+    uint32_t m_channel_losses = 0; // that are counted; the thread's alone
 
     std::mutex m_lock; // guards what follows
     std::condition_variable m_arrived;

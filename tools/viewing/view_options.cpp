@@ -27,7 +27,8 @@ const char* const view_options_help =
     "                     standard input, a record a line\n"
     "  --keep SIZE        memory for records, in bytes or with K, M or G (default 256M); beyond "
     "it\n"
-    "                     the oldest go\n";
+    "                     the oldest go\n"
+    "  --output FILE      write what is shown to this file too, replacing it\n";
 
 namespace
 {
@@ -106,6 +107,7 @@ ViewOptions take_view_options(Options& options)
     view.input = options.take_value("--input");
     if (const auto size = options.take_value("--keep"))
         view.keep = size_of(options, "--keep", *size);
+    view.output = options.take_value("--output");
     return view;
 }
 

@@ -21,11 +21,13 @@ struct ViewOptions
     std::vector<std::string> highlight{};
     Highlights highlights{};
     std::optional<TimeMode> time{};
-    std::optional<std::string> input{}; // none: the channel
-    std::optional<size_t> keep{};       // bytes
+    std::optional<std::string> input{};  // none: the channel
+    std::optional<size_t> keep{};        // bytes
+    std::optional<std::string> output{}; // a file
 };
 
-// Takes --match, --include, --exclude, --highlight, --window, --process, --time, --input, --keep.
+// Takes --match, --include, --exclude, --highlight, --window, --process, --time, --input, --keep,
+// --output.
 ViewOptions take_view_options(Options& options);
 
 // Their lines in a help text.

@@ -18,6 +18,11 @@ extern "C"
     // loads what shows them, as the first window does.
     PLINTH_PLATFORM_API BOOL WINAPI PlinthHasDesktop(void);
 
+    // The texts of the user's debug string channel that no listener took although there was one,
+    // counted by all writers since the channel was first used; wraps around. A writer that a
+    // listener lets wait for too long goes on without it.
+    PLINTH_PLATFORM_API DWORD WINAPI PlinthLostDebugTexts(void);
+
 #ifdef __cplusplus
 }
 #endif

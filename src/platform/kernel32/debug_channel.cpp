@@ -6,6 +6,7 @@
 #include "debug_channel_control.h"
 #include "event_state.h"
 #include "named_object.h"
+#include "plinth_platform.h"
 #include "system/calls.h"
 #include "system/clock.h"
 #include "system/faults.h"
@@ -350,4 +351,10 @@ extern "C" void OutputDebugStringW(LPCWSTR text)
         ++units;
     utf8_from_wide(text, units, bytes, text_limit - 1, &length);
     put_out(bytes, length);
+}
+
+extern "C" DWORD WINAPI PlinthLostDebugTexts(void)
+{
+    const ChannelControl* const control = channel_control();
+    return control ? control->lost.load(std::memory_order_relaxed) : 0;
 }

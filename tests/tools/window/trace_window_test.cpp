@@ -7,10 +7,12 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QPushButton>
+#include <QStatusBar>
 #include <QTableView>
 #include <QTabWidget>
 #include <QTest>
 
+#include "failure.h"
 #include "listener.h"
 #include "pattern_field.h"
 #include "support/virtual_display.h"
@@ -165,6 +167,33 @@ TEST_F(TraceViewer, PausesClearsAndSavesBothWays)
     log("four\n", std::ios::app);
     EXPECT_TRUE(shows(window, 1));
     EXPECT_EQ(cell(window, 0, RecordModel::NumberColumn), QStringLiteral("4"));
+}
+
+TEST_F(TraceViewer, WritesWhatItShowsToAFileAndSaysWhatAPauseHasCost)
+{
+    trace::ViewOptions options = reading(log("one\ntwo\n"));
+    options.exclude = {"one"};
+    options.time = trace::TimeMode::none;
+    options.keep = 64 << 10;
+    options.output = (root / "shown.txt").string();
+    TraceWindow window(options);
+    window.open();
+    ASSERT_TRUE(shows(window, 1));
+    EXPECT_EQ(lines_of(*options.output), std::vector<std::string>{"two"});
+    window.setPaused(true);
+    std::string more;
+    for (int i = 0; i < 5000; ++i)
+        more += "more\n";
+    log(more, std::ios::app);
+    ASSERT_TRUE(eventually([&] { return lines_of(*options.output).size() == 5001; }))
+        << "also while it is paused";
+    EXPECT_FALSE(window.statusBar()->currentMessage().contains(QStringLiteral("dropped")));
+    window.setPaused(false);
+    EXPECT_TRUE(window.statusBar()->currentMessage().contains(QStringLiteral("dropped")))
+        << window.statusBar()->currentMessage().toStdString();
+
+    options.output = "/missing/folder/file";
+    EXPECT_THROW(TraceWindow{options}, trace::Failure);
 }
 
 TEST_F(TraceViewer, BookmarksAreGoneToAndFro)

@@ -1,0 +1,13 @@
+// What the debug string channel itself loses: texts that a listener let wait for too long.
+#pragma once
+
+#include <cstdint>
+
+namespace trace
+{
+
+// How many so far, for all of the user's programs; only the difference of two calls tells. Always 0
+// on Windows, which doesn't count them.
+uint32_t channel_losses();
+
+} // namespace trace
