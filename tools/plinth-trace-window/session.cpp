@@ -36,8 +36,9 @@ void Session::prepare_output(const trace::Record& record)
 {
     if (!output_filter.passes(record))
         return;
-    m_unwritten += trace::as_lines(record, {.time = time},
-                                   {.start = store.start(), .previous = m_last_written});
+    const trace::LineStyle style{.time = time};
+    const trace::TimeBase base{.start = store.start(), .previous = m_last_written};
+    m_unwritten += trace::as_lines(record, style, base);
     m_last_written = record.time;
 }
 
