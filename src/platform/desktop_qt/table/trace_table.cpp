@@ -100,7 +100,11 @@ TraceTable::TraceTable(QWidget* parent)
             });
 }
 
-TraceTable::~TraceTable() = default;
+// The children go when this is only a QWidget any more, and the bar moves once more then.
+TraceTable::~TraceTable()
+{
+    m_view->verticalScrollBar()->disconnect(this);
+}
 
 void TraceTable::setModel(QAbstractItemModel* model)
 {

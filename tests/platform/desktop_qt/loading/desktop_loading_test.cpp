@@ -157,12 +157,23 @@ TEST(DesktopLoading, AProcessEndsCleanlyWithItsWindowsOnTheScreen)
     EXPECT_EQ(test::ChildProcess("end", {"exit from a thread"}).wait(), 0);
 }
 
+// What Wayland's client library keeps to the end of the process isn't ours: the leak check looks
+// past it here, and leaves the children out, whose Qt unloads what it would have to name.
+#if defined(__SANITIZE_ADDRESS__)
+extern "C" const char* __lsan_default_suppressions()
+{
+    return "leak:libwayland-client";
+}
+#endif
+
 TEST(DesktopLoading, ShowsWindowsUnderWaylandToo)
 {
+    const std::vector<std::string> without_leak_check = {
+        "ASAN_OPTIONS=detect_leaks=0:intercept_tls_get_addr=0"};
     const test::VirtualCompositor compositor;
     ASSERT_TRUE(compositor);
     for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(test::ChildProcess("end").wait(), 0);
+        EXPECT_EQ(test::ChildProcess("end", {}, without_leak_check).wait(), 0);
     EXPECT_NE(make_window(), nullptr);
     EXPECT_TRUE(is_mapped("libQt6WaylandClient")) << "is qt6-wayland installed?";
 }
