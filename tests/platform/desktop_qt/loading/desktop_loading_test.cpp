@@ -157,15 +157,6 @@ TEST(DesktopLoading, AProcessEndsCleanlyWithItsWindowsOnTheScreen)
     EXPECT_EQ(test::ChildProcess("end", {"exit from a thread"}).wait(), 0);
 }
 
-// What Wayland's client library keeps to the end of the process isn't ours: the leak check looks
-// past it here, and leaves the children out, whose Qt unloads what it would have to name.
-#if defined(__SANITIZE_ADDRESS__)
-extern "C" const char* __lsan_default_suppressions()
-{
-    return "leak:libwayland-client";
-}
-#endif
-
 TEST(DesktopLoading, ShowsWindowsUnderWaylandToo)
 {
     const std::vector<std::string> without_leak_check = {
@@ -179,3 +170,12 @@ TEST(DesktopLoading, ShowsWindowsUnderWaylandToo)
 }
 
 } // namespace
+
+// What Wayland's client library keeps to the end of the process isn't ours: the leak check looks
+// past it here, and leaves the children out, whose Qt unloads what it would have to name.
+#if defined(__SANITIZE_ADDRESS__)
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions()
+{
+    return "leak:libwayland-client";
+}
+#endif
