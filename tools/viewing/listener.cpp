@@ -43,6 +43,8 @@ Listener::Listener()
                                        ": " + error_text(error));
     };
 
+    // Before the channel is taken: what writers give up until the thread runs counts already.
+    m_channel_losses = channel_losses();
     // No access list: any process may write.
     if (!InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) ||
         !SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE))
@@ -121,7 +123,6 @@ bool Listener::next(Record& record, unsigned milliseconds)
 void Listener::run()
 {
     SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_TIME_CRITICAL);
-    m_channel_losses = channel_losses();
     SetEvent(m_buffer_ready);
     while (m_run)
         if (!take(wait_slice))

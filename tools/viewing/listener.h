@@ -50,7 +50,7 @@ private:
     std::atomic<bool> m_run{true};
     std::thread m_thread;
     ProcessNames m_names;          // the thread's alone
-    uint32_t m_channel_losses = 0; // that are counted; the thread's alone
+    uint32_t m_channel_losses = 0; // that are counted; the thread's alone once it runs
 
     std::mutex m_lock; // guards what follows
     std::condition_variable m_arrived;
