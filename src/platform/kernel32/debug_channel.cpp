@@ -1,5 +1,6 @@
 #include "debug_channel.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -72,6 +73,20 @@ public:
     void forget() { *this = Objects(); }
 
     bool listener_lives() const { return held(m_alive_fd) != Held::no; }
+
+    // Whether nobody holds a listener's first object, for a writer that couldn't attach. A listener
+    // that is still making the others does.
+    static bool listener_gone()
+    {
+        const std::string path = named_object_path(NamedKind::event, "DBWIN_BUFFER_READY");
+        const int fd = path.empty() ? -1 : sys::open(path.c_str(), O_RDWR | O_NOFOLLOW);
+        if (fd < 0)
+            return !path.empty() && errno == ENOENT;
+        const bool gone = held(fd) == Held::no;
+        sys::close(fd);
+        return gone;
+    }
+
     EventState& buffer_ready() const { return *m_buffer_ready; }
     EventState& data_ready() const { return *m_data_ready; }
 
@@ -218,8 +233,15 @@ bool send(ChannelControl& control, const char* text, size_t length)
     const int64_t deadline = monotonic_ns() + channel_patience();
     const ChannelTurn turn(control);
     const uint32_t listener = control.listener.load(std::memory_order_acquire);
-    if (!turn.taken() || listener == 0 || !g_objects.attach(listener))
+    if (!turn.taken() || listener == 0)
         return false;
+    if (!g_objects.attach(listener))
+    {
+        // Without this each text of each process that comes later would look in vain again.
+        if (Objects::listener_gone())
+            declare_dead(control, listener);
+        return false;
+    }
     if (!inherit_buffer(control, listener, deadline) &&
         !wait_for_buffer(control, listener, deadline))
         return false;

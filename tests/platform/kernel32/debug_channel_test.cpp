@@ -290,6 +290,17 @@ TEST_F(DebugChannel, AKilledListenerHoldsUpNobody)
     EXPECT_EQ(PlinthTestCalls(nullptr), 0u) << "known to be dead";
 }
 
+TEST_F(DebugChannel, AProcessThatNeverMetAKilledListenerFindsItDead)
+{
+    ChildProcess listener("listen");
+    ASSERT_EQ(listener.line(), "error 0");
+    listener.finish(SIGKILL);
+    OutputDebugStringA("text");
+    PlinthTestArm();
+    OutputDebugStringA("text");
+    EXPECT_EQ(PlinthTestCalls(nullptr), 0u) << "known to be dead";
+}
+
 TEST_F(DebugChannel, AfterAKilledListenerANewOneFindsTheChannelFree)
 {
     for (int i = 0; i < 3; ++i)
