@@ -5,6 +5,7 @@
 #include <plinth_platform_test.h>
 
 #include "comctl32/list_desktop.h"
+#include "kernel32/thread.h"
 #include "window_table.h"
 
 using namespace platform;
@@ -35,6 +36,8 @@ BOOL place_window(HWND window, const RECT* place)
 
 } // namespace
 
+// A thread that tells the display something posts it under the display's own locks. Each call below
+// holds off the thread's termination until it has given them back.
 namespace platform
 {
 
@@ -55,6 +58,7 @@ const PlinthDesktop* desktop()
 
 void tell_desktop_created(HWND window)
 {
+    const NoTermination guard;
     const PlinthDesktop* const to = desktop();
     if (!to || !to->window_created)
         return;
@@ -77,12 +81,14 @@ void tell_desktop_created(HWND window)
 
 void tell_desktop_destroyed(HWND window)
 {
+    const NoTermination guard;
     if (const PlinthDesktop* const to = desktop(); to && to->window_destroyed)
         to->window_destroyed(window);
 }
 
 void tell_desktop_title(HWND window)
 {
+    const NoTermination guard;
     const PlinthDesktop* const to = desktop();
     if (!to || !to->title_changed)
         return;
@@ -97,6 +103,7 @@ void tell_desktop_title(HWND window)
 
 void tell_desktop_place(HWND window)
 {
+    const NoTermination guard;
     const PlinthDesktop* const to = desktop();
     if (!to || !to->place_changed)
         return;
@@ -111,6 +118,7 @@ void tell_desktop_place(HWND window)
 
 void tell_desktop_visibility(HWND window, bool visible)
 {
+    const NoTermination guard;
     if (const PlinthDesktop* const to = desktop(); to && to->visibility_changed)
         to->visibility_changed(window, visible);
 }

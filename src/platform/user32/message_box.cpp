@@ -1,9 +1,11 @@
 // Message boxes: PLINTH_MESSAGEBOX answers for unattended runs, else the display shows them, else
 // the question is put on the controlling terminal. Without any of these the box fails.
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <string>
+
+#include <pthread.h>
 
 #include "desktop.h"
 #include "message_buttons.h"
@@ -18,7 +20,20 @@ using namespace platform;
 namespace
 {
 
-// The answer of PLINTH_MESSAGEBOX; a name that this box doesn't have means its first button.
+bool is_button(const char* name)
+{
+    for (const UINT type :
+         {MB_OK, MB_OKCANCEL, MB_ABORTRETRYIGNORE, MB_YESNOCANCEL, MB_YESNO, MB_RETRYCANCEL})
+    {
+        const MessageButtons buttons = message_buttons(type);
+        for (size_t i = 0; i < buttons.count; ++i)
+            if (std::strcmp(name, buttons.first[i].name) == 0)
+                return true;
+    }
+    return false;
+}
+
+// The answer of PLINTH_MESSAGEBOX; the name of a button that this box doesn't have means its first.
 int prepared_answer(const char* name, const MessageButtons& buttons)
 {
     if (std::strcmp(name, "fail") == 0)
@@ -26,8 +41,47 @@ int prepared_answer(const char* name, const MessageButtons& buttons)
     for (size_t i = 0; i < buttons.count; ++i)
         if (std::strcmp(name, buttons.first[i].name) == 0)
             return buttons.first[i].id;
+    if (!is_button(name))
+    {
+        const std::string complaint = "PLINTH_MESSAGEBOX: no button has the name " +
+                                      std::string(name) + "; taken as " + buttons.first[0].name +
+                                      "\n";
+        sys::write(STDERR_FILENO, complaint.data(), complaint.size());
+    }
     return buttons.first[0].id;
 }
+
+// One box at a time has the terminal. The lock is robust: a thread may be terminated while it waits
+// for an answer, and the next box must not wait for it.
+class TerminalTurn
+{
+public:
+    TerminalTurn()
+    {
+        static Lock lock;
+        m_lock = &lock.mutex;
+        if (pthread_mutex_lock(m_lock) == EOWNERDEAD)
+            pthread_mutex_consistent(m_lock);
+    }
+    TerminalTurn(const TerminalTurn&) = delete;
+    TerminalTurn& operator=(const TerminalTurn&) = delete;
+    ~TerminalTurn() { pthread_mutex_unlock(m_lock); }
+
+private:
+    struct Lock
+    {
+        pthread_mutex_t mutex;
+        Lock()
+        {
+            pthread_mutexattr_t attributes;
+            pthread_mutexattr_init(&attributes);
+            pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+            pthread_mutex_init(&mutex, &attributes);
+            pthread_mutexattr_destroy(&attributes);
+        }
+    };
+    pthread_mutex_t* m_lock;
+};
 
 // The controlling terminal. It is written and read as a descriptor: one stream may not do both in
 // turn.
@@ -96,7 +150,6 @@ int ask_on_terminal(Terminal& terminal, const std::string& text, const std::stri
 
 extern "C" int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type)
 {
-    static std::mutex lock; // one box at a time has the terminal
     int error = 0;
     if (api_fault("MessageBoxW", error))
         return fail_with(static_cast<DWORD>(error));
@@ -110,7 +163,7 @@ extern "C" int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type)
             return answer;
     try
     {
-        const std::lock_guard guard(lock);
+        const TerminalTurn turn;
         Terminal terminal;
         if (!terminal)
             return fail_with(ERROR_NOT_SUPPORTED);

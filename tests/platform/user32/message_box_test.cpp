@@ -1,5 +1,6 @@
 // Message boxes: prepared answers, the terminal, and neither.
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -32,11 +33,35 @@ int ask_main(int, char**)
 }
 const test::ChildMain ask_child("ask", ask_main);
 
+DWORD WINAPI ask_on_thread(void*)
+{
+    return static_cast<DWORD>(ask());
+}
+
+// A box whose thread is terminated while it waits, and then another.
+int ask_twice_main(int, char**)
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    DWORD id = 0;
+    const HANDLE thread = CreateThread(nullptr, 0, ask_on_thread, nullptr, 0, &id);
+    int signal = 0;
+    if (!thread || sigwait(&signals, &signal) != 0)
+        return 98;
+    TerminateThread(thread, 7);
+    WaitForSingleObject(thread, INFINITE);
+    CloseHandle(thread);
+    return ask();
+}
+const test::ChildMain ask_twice_child("ask_twice", ask_twice_main);
+
 // A child that has no terminal but the one given here, or none.
 class AskingChild
 {
 public:
-    explicit AskingChild(bool terminal)
+    explicit AskingChild(bool terminal, const char* main = "ask")
     {
         const pid_t id = terminal ? forkpty(&m_terminal, nullptr, nullptr, nullptr) : fork();
         if (id == 0)
@@ -44,7 +69,7 @@ public:
             if (!terminal)
                 setsid();
             unsetenv("PLINTH_MESSAGEBOX");
-            execl(test::program().c_str(), test::program().c_str(), "--child", "ask", nullptr);
+            execl(test::program().c_str(), test::program().c_str(), "--child", main, nullptr);
             _exit(99);
         }
         m_id = id;
@@ -74,6 +99,7 @@ public:
     {
         ASSERT_EQ(::write(m_terminal, text.data(), text.size()), static_cast<ssize_t>(text.size()));
     }
+    void signal(int number) { ASSERT_EQ(kill(m_id, number), 0); }
     void hang_up()
     {
         close(m_terminal);
@@ -105,6 +131,11 @@ TEST(MessageBox, AnswersAsTheEnvironmentSays)
     EXPECT_EQ(MessageBoxW(nullptr, L"x", L"y", MB_OK), 0);
     setenv("PLINTH_MESSAGEBOX", "retry", 1);
     EXPECT_EQ(MessageBoxW(nullptr, L"x", L"y", MB_OK), IDOK) << "it has no such button";
+
+    setenv("PLINTH_MESSAGEBOX", "ingore", 1);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(ask(), IDABORT);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("ingore"), std::string::npos);
 }
 
 TEST(MessageBox, AsksOnTheTerminalUntilItIsAnswered)
@@ -136,6 +167,16 @@ TEST(MessageBox, TakesEachButtonOfTheTerminal)
         child.type(each.first);
         EXPECT_EQ(child.answer(), each.second);
     }
+}
+
+TEST(MessageBox, AsksAfterTheThreadOfAnotherBoxWasTerminated)
+{
+    AskingChild child(true, "ask_twice");
+    child.shown_until("[i]gnore? ");
+    child.signal(SIGUSR1);
+    child.shown_until("[i]gnore? ");
+    child.type("r\n");
+    EXPECT_EQ(child.answer(), IDRETRY);
 }
 
 TEST(MessageBox, FailsWithoutATerminal)
