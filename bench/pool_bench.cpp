@@ -103,23 +103,34 @@ void ping_pong(benchmark::State& state)
 }
 BENCHMARK(ping_pong)->Name("pool/ping-pong")->UseRealTime();
 
-// Waits for the threads that have ended to be gone from the system too: the next one's start would
-// contend with them for the address space.
-void wait_until_alone()
+// Waits for the threads that a round has started to be gone from the system too: the next one's
+// start would contend with them for the address space. Threads of other benchmarks may stay.
+class Quiet
 {
-    const auto threads = []
+public:
+    void wait()
+    {
+        std::ptrdiff_t now;
+        while ((now = threads()) > m_usual)
+            std::this_thread::yield();
+        m_usual = now;
+    }
+
+private:
+    static std::ptrdiff_t threads()
     {
         std::error_code error;
         const std::filesystem::directory_iterator all("/proc/self/task", error);
         return std::distance(begin(all), end(all));
-    };
-    while (threads() > 1)
-        std::this_thread::yield();
-}
+    }
+
+    std::ptrdiff_t m_usual = threads();
+};
 
 // A pool is made and ended for each call, outside the measurement, so that it is empty.
 void empty_pool(benchmark::State& state)
 {
+    Quiet quiet;
     for (auto _ : state)
     {
         CThreadPool* const pool = CThreadPool::CreateThreadPool();
@@ -127,7 +138,7 @@ void empty_pool(benchmark::State& state)
         pool->MakeCallFromThreadPool(nothing, nullptr);
         state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
         CThreadPool::DestroyThreadPool(pool);
-        wait_until_alone();
+        quiet.wait();
     }
 }
 BENCHMARK(empty_pool)->Name("pool/empty")->UseManualTime();
@@ -146,6 +157,7 @@ void create_thread(benchmark::State& state)
             return nullptr;
         }
     };
+    Quiet quiet;
     for (auto _ : state)
     {
         Call call;
@@ -158,7 +170,7 @@ void create_thread(benchmark::State& state)
         state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
         call.ended.acquire();
         sem_destroy(&call.taken);
-        wait_until_alone();
+        quiet.wait();
     }
 }
 BENCHMARK(create_thread)->Name("pool/pthread_create")->UseManualTime();

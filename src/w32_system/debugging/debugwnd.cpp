@@ -108,9 +108,9 @@ unsigned int CDebugFramework::listener_thread_proc(void* pThis)
                             __LINE__);
                 break;
             }
-            // Copied and counted before the buffer is given back.
-            self.m_Cache.PushBack(static_cast<char*>(sync.m_SharedMem) + text_offset);
-            ++self.m_lPending;
+            // Copied and counted before the buffer is given back. A text without memory is lost.
+            if (self.m_Cache.PushBack(static_cast<char*>(sync.m_SharedMem) + text_offset) == QV_OK)
+                ++self.m_lPending;
             SetEvent(sync.m_eventDBWIN_BUFFER_READY);
         }
     }

@@ -1,5 +1,6 @@
 // The store between the two threads of a listener.
 #include <cstring>
+#include <new>
 
 #include <windows.h>
 
@@ -69,10 +70,15 @@ CSyncCache& CSyncCache::operator=(const CSyncCache& other)
 }
 
 int CSyncCache::PushBack(char* src)
+try
 {
     const CacheLock lock(m_Lock);
     m_Items.emplace_back(src);
     return QV_OK;
+}
+catch (const std::bad_alloc&)
+{
+    return QV_ERR_FAILED;
 }
 
 int CSyncCache::PopFrontW(wchar_t* dst)

@@ -87,6 +87,7 @@ void CDebugFramework::AddItem(const wchar_t* text)
 }
 
 extern "C" void DiagOutputWnd(HWND parent, int recreate)
+try
 {
     if (QvIsTornDown())
         return;
@@ -95,4 +96,8 @@ extern "C" void DiagOutputWnd(HWND parent, int recreate)
         return;
     framework.reset(); // first: the channel has room for one listener
     framework = std::make_unique<CDebugFramework>(parent);
+}
+catch (const std::bad_alloc&)
+{
+    // There is no framework then; the next call tries again.
 }
