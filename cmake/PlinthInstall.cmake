@@ -66,6 +66,8 @@ endif()
 set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/plinth)
 install(FILES src/w32_system/plinth_w32_system.h src/w32_pthreadVC/plinth_w32_pthreadVC.h
   DESTINATION ${header_folder} COMPONENT development)
+install(DIRECTORY src/w32_system/plinth_w32_system DESTINATION ${header_folder}
+  COMPONENT development FILES_MATCHING PATTERN "*.h")
 if(TARGET plinth_platform)
   install(DIRECTORY src/platform/include/ DESTINATION ${header_folder}/platform
     COMPONENT development FILES_MATCHING PATTERN "*.h")

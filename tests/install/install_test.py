@@ -114,8 +114,8 @@ class Install(unittest.TestCase):
         self.assertTrue(runtime and all(".so." in name for name in runtime), runtime)
         self.assertIn("plinth-trace", tools)
         self.assertIn("plinth-trace.1", tools)
-        for name in ("plinth_w32_system.h", "plinth_w32_pthreadVC.h", "windows.h",
-                     "plinth_w32_systemConfig.cmake", "plinth_w32_system.pc",
+        for name in ("plinth_w32_system.h", "trace_viewing.h", "plinth_w32_pthreadVC.h",
+                     "windows.h", "plinth_w32_systemConfig.cmake", "plinth_w32_system.pc",
                      "libplinth_w32_system.so"):
             self.assertIn(name, development)
 

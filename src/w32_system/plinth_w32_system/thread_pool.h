@@ -1,0 +1,75 @@
+// The thread pool.
+#ifndef PLINTH_W32_SYSTEM_THREAD_POOL_H
+#define PLINTH_W32_SYSTEM_THREAD_POOL_H
+
+#include <cstdint>
+#include <vector>
+
+#include "base.h"
+
+// -------------------------------------------------------------------------------- thread pool --
+
+// Runs functions on threads that are kept for a while, so that a call does not pay for a new one.
+//
+// It is no queue: each call is handed at once to a thread that waits, or to a new one if none does;
+// their number has no limit but the system's. Up to three threads wait for calls, for 60, 30 and 15
+// seconds (whole seconds of the calendar clock, so up to a second less), and then end: an idle pool
+// has none. Any thread may make calls, also from within a call of the same pool.
+class CThreadPool
+{
+public:
+    // A pool without threads; ended by DestroyThreadPool. Null without memory for it.
+    QV_API static CThreadPool* CreateThreadPool();
+
+    // Ends all threads, after waiting for the calls under way however long they take, and frees the
+    // pool. Null is refused. Not to be called from a call of the pool, nor twice; no thread may
+    // still make calls. Before the library is unloaded all pools must be gone.
+    QV_API static void DestroyThreadPool(CThreadPool* pPool);
+
+    // Hands pfn(pArg) to a thread; back as soon as the thread has taken it. The result of pfn is
+    // dropped; it must not throw. QV_ERR_SYSTEM: no thread waited and none could be made; nothing
+    // was called, and the pool goes on. A call to a waiting thread allocates nothing.
+    QV_API int MakeCallFromThreadPool(void* (*pfn)(void*), void* pArg);
+
+    CThreadPool(const CThreadPool&) = delete;
+    CThreadPool& operator=(const CThreadPool&) = delete;
+
+private:
+    struct ThreadInfo;
+
+    CThreadPool();
+    ~CThreadPool();
+
+    void LockPool();
+    void UnlockPool();
+    void LockThreads();
+    void UnlockThreads();
+    void SignalThread(pthread_cond_t* pSignal);
+    void WaitCtx();
+    void PostCtx();
+
+    bool MakeRoom();
+    ThreadInfo* ChooseWorker() const;
+    uint32_t ChooseTimeout() const;
+    void WaitForCall(ThreadInfo& info, uint32_t timeout);
+    void Remove(ThreadInfo& info);
+    void CheckCounts() const;
+    void Work();
+    static void* WorkerProcedure(void* pool);
+
+    // Lock order: the pool's, then the threads'. The pool's makes callers take turns; the threads'
+    // guards all the rest but m_CtxSem.
+    pthread_mutex_t m_PoolMutex;
+    pthread_mutex_t m_ThreadMutex;
+    pthread_cond_t m_FinishSignal;  // the last worker has left a pool that is being destroyed
+    uint32_t m_uThreadCount;        // workers in m_ThreadInfo
+    uint32_t m_uWorkingThreadCount; // of them, those in a call or about to enter one
+    bool m_bDestroying;             // set once
+    ThreadInfo* m_pCalledThread;    // chosen for the call in the mailbox
+    std::vector<ThreadInfo*> m_ThreadInfo; // in the order of their start; each on its own stack
+    sem_t m_CtxSem;                        // posted when the mailbox has been emptied
+    void* (*m_pfnCall)(void*);             // the mailbox: one call
+    void* m_pCallArg;
+};
+
+#endif
