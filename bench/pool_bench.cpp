@@ -65,11 +65,12 @@ struct PingPong
     {
         auto& self = *static_cast<PingPong*>(argument);
         pthread_mutex_lock(&self.mutex);
-        while (!self.end)
+        for (bool last = false; !last;)
         {
             while (!self.call)
                 pthread_cond_wait(&self.signal, &self.mutex);
             self.call = false;
+            last = self.end;
             sem_post(&self.taken);
             pthread_mutex_unlock(&self.mutex);
             pthread_mutex_lock(&self.mutex);
