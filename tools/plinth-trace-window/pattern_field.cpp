@@ -13,6 +13,12 @@ namespace
 
 constexpr const char* separator = ";;";
 
+// An expression of the command line as it stands in the field: two semicolons in it don't divide.
+QString without_separator(const std::string& text)
+{
+    return QString::fromStdString(text).replace(QLatin1String(separator), QLatin1String(";(?:;)"));
+}
+
 } // namespace
 
 PatternField::PatternField(const QString& placeholder, const std::vector<std::string>& texts,
@@ -24,7 +30,7 @@ PatternField::PatternField(const QString& placeholder, const std::vector<std::st
     QStringList list;
     for (const std::string& text : texts)
     {
-        list += QString::fromStdString(text);
+        list += without_separator(text);
         m_patterns.emplace_back(text);
     }
     setText(list.join(QLatin1String(separator)));

@@ -143,6 +143,17 @@ TEST_F(TraceViewer, FiltersAndKeepsTheLastGoodOneBesideABadOne)
               window.model()->index(1, 3).data(Qt::BackgroundRole));
 }
 
+TEST_F(TraceViewer, SemicolonsOfAnExpressionOfTheCommandLineStayPartsOfIt)
+{
+    trace::ViewOptions options = reading(log("a\nb\na;;b\n"));
+    options.include = {"a;;b"};
+    TraceWindow window(options);
+    window.open();
+    EXPECT_TRUE(shows(window, 1));
+    window.includeField()->setText(window.includeField()->text() + QStringLiteral(";;^b"));
+    EXPECT_TRUE(shows(window, 2));
+}
+
 TEST_F(TraceViewer, PausesClearsAndSavesBothWays)
 {
     TraceWindow window(reading(log("one\ntwo\n")));
