@@ -123,11 +123,6 @@ void run_each_subject(MedianReporter& reporter)
 
 } // namespace
 
-std::string bench::folder()
-{
-    return std::getenv("PLINTH_ROOT");
-}
-
 int main(int argc, char** argv)
 {
     if (argc >= 3 && std::strcmp(argv[1], "--child") == 0)

@@ -5,8 +5,8 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
-#include <vector>
+
+#include "paths.h"
 
 namespace bench
 {
@@ -68,32 +68,10 @@ inline constexpr Rate rates[] = {
     {"round trips of the futex ping-pong", "channel/pingpong"},
 };
 
-// Files of the run, removed by whoever set PLINTH_ROOT. Native path, no separator at the end.
-std::string folder();
-
 // Runs the process's other half: main() calls the function of this name when it was started with
 // --child NAME.
 int capture_child(const char* shared);
 int writer_child(const char* shared, uint32_t writers);
 int pingpong_child(const char* shared);
-
-// The Windows form of a native path, for a path without characters beyond ASCII.
-class WidePath
-{
-public:
-    explicit WidePath(const std::string& native)
-    {
-        size_t length = 0;
-        m_text[length++] = L'C';
-        m_text[length++] = L':';
-        for (const char c : native)
-            m_text[length++] = c == '/' ? L'\\' : static_cast<wchar_t>(c);
-        m_text[length] = L'\0';
-    }
-    operator const wchar_t*() const { return m_text; }
-
-private:
-    wchar_t m_text[1024];
-};
 
 } // namespace bench

@@ -1,12 +1,15 @@
 // Directory searches.
 //
-// The names are read and sorted at once, as the native file system gives them: by folded
-// characters, without a locale. What the entries are is asked one at a time, when they are given
-// out; an entry that has gone by then is passed over.
+// The names are read at once and given out as the native file system does: in the order of their
+// folded characters, without a locale. The first is looked for, the rest are sorted when a second
+// one is asked for: who wants the oldest of many files pays for no more. What the entries are is
+// asked one at a time, when they are given out; an entry that has gone by then is passed over.
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "file_attributes.h"
@@ -98,28 +101,72 @@ private:
     bool m_without_dot;
 };
 
+// A name as it was found, and the same in 16 bits and folded, one behind the other in the two texts
+// of a search: thousands of names need few allocations, and are compared as they lie there. Each
+// has a terminator.
 struct Entry
 {
-    std::string native;
-    std::basic_string<char16_t> name;
-    const wchar_t* wide() const { return reinterpret_cast<const wchar_t*>(name.c_str()); }
+    size_t native;
+    size_t wide; // the name; folded behind its terminator
+    size_t units;
 };
 
-bool set_name(Entry& entry)
+class Names
 {
-    wchar_t name[name_limit];
-    size_t written = 0;
-    const size_t units =
-        wide_from_utf8(entry.native.data(), entry.native.size(), name, name_limit - 1, &written);
-    entry.name.assign(reinterpret_cast<const char16_t*>(name), written);
-    return units == written;
-}
+public:
+    // Adds the name if it has room for a terminator in 16 bits, and the mask, if any, matches.
+    void add(const char* native, const Mask* mask)
+    {
+        wchar_t name[name_limit];
+        const size_t bytes = std::strlen(native);
+        size_t written = 0;
+        if (wide_from_utf8(native, bytes, name, name_limit - 1, &written) != written)
+            return;
+        name[written] = L'\0';
+        if (mask && !mask->matches(name))
+            return;
+        const Entry entry{m_native.size(), m_wide.size(), written};
+        m_native.append(native, bytes + 1);
+        m_wide.append(reinterpret_cast<const char16_t*>(name), written + 1);
+        for (size_t i = 0; i <= written; ++i)
+            name[i] = fold_case(name[i]);
+        m_wide.append(reinterpret_cast<const char16_t*>(name), written + 1);
+        m_entries.push_back(entry);
+    }
 
-bool in_order(const Entry& a, const Entry& b)
-{
-    const int difference = compare_folded(a.wide(), b.wide());
-    return difference != 0 ? difference < 0 : a.native < b.native;
-}
+    // The next name in order, null at the end. Good as long as the object.
+    const Entry* next()
+    {
+        if (m_next == m_entries.size())
+            return nullptr;
+        const auto from = m_entries.begin() + static_cast<ptrdiff_t>(m_next);
+        const auto before = [this](const Entry& a, const Entry& b) { return in_order(a, b); };
+        if (m_next == 0)
+            std::iter_swap(from, std::min_element(from, m_entries.end(), before));
+        else if (m_next == 1)
+            std::sort(from, m_entries.end(), before);
+        return &m_entries[m_next++];
+    }
+
+    const char* native(const Entry& entry) const { return m_native.c_str() + entry.native; }
+    const char16_t* wide(const Entry& entry) const { return m_wide.c_str() + entry.wide; }
+
+private:
+    bool in_order(const Entry& a, const Entry& b) const
+    {
+        const int difference = folded(a).compare(folded(b));
+        return difference != 0 ? difference < 0 : std::strcmp(native(a), native(b)) < 0;
+    }
+    std::u16string_view folded(const Entry& entry) const
+    {
+        return {wide(entry) + entry.units + 1, entry.units};
+    }
+
+    std::string m_native;
+    std::u16string m_wide;
+    std::vector<Entry> m_entries;
+    size_t m_next = 0;
+};
 
 class SearchObject : public Object
 {
@@ -137,32 +184,22 @@ public:
         errno = 0;
         while (const dirent* found = sys::readdir(directory))
         {
-            Entry entry{found->d_name, {}};
-            if (set_name(entry) && mask.matches(entry.wide()))
-                m_entries.push_back(std::move(entry));
+            m_names.add(found->d_name, &mask);
             errno = 0;
         }
         const int error = errno;
         sys::closedir(directory);
-        if (error)
-            return system_error(error);
-        std::sort(m_entries.begin(), m_entries.end(), in_order);
-        return 0;
+        return error ? system_error(error) : 0;
     }
 
     // A name without wildcards is looked up, not searched for.
-    void take_one(const wchar_t* name)
-    {
-        Entry entry{to_utf8(name), {}};
-        if (set_name(entry))
-            m_entries.push_back(std::move(entry));
-    }
+    void take_one(const wchar_t* name) { m_names.add(to_utf8(name).c_str(), nullptr); }
 
     // Fills data with the next entry that is still there. False at the end.
     bool next(WIN32_FIND_DATAW& data)
     {
-        while (m_next < m_entries.size())
-            if (describe(m_entries[m_next++], data))
+        while (const Entry* const entry = m_names.next())
+            if (describe(*entry, data))
                 return true;
         return false;
     }
@@ -171,8 +208,8 @@ private:
     std::string path_of(const Entry& entry) const
     {
         if (m_folder.empty() || m_folder.back() == '/')
-            return m_folder + entry.native;
-        return m_folder + "/" + entry.native;
+            return m_folder + m_names.native(entry);
+        return m_folder + "/" + m_names.native(entry);
     }
 
     bool describe(const Entry& entry, WIN32_FIND_DATAW& data) const
@@ -201,13 +238,12 @@ private:
             data.nFileSizeHigh = static_cast<DWORD>(found.stx_size >> 32);
             data.nFileSizeLow = static_cast<DWORD>(found.stx_size);
         }
-        std::copy_n(entry.wide(), entry.name.size() + 1, data.cFileName);
+        std::copy_n(m_names.wide(entry), entry.units + 1, data.cFileName);
         return true;
     }
 
     std::string m_folder; // native; empty for the current directory
-    std::vector<Entry> m_entries;
-    size_t m_next = 0;
+    Names m_names;
 };
 
 // Splits a pattern into the native folder and the mask. False with the last error set.

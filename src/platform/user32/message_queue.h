@@ -15,6 +15,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <utility>
 
 #include "parcel.h"
@@ -47,7 +48,7 @@ public:
     // Makes the timer or starts it anew. Without a window an id that is none of a timer gets a new
     // one. May throw std::bad_alloc.
     UINT_PTR set(HWND window, UINT_PTR id, UINT milliseconds, TIMERPROC procedure);
-    bool kill(HWND window, UINT_PTR id) { return m_timers.erase({window, id}) != 0; }
+    bool kill(HWND window, UINT_PTR id);
     void kill_all(HWND window);
     // The message of the timer that has been due for the longest; false if none is. With remove the
     // timer goes on to its next moment to come.
@@ -62,11 +63,15 @@ private:
         int64_t period;
         TIMERPROC procedure;
     };
-    using Timers = std::map<std::pair<HWND, UINT_PTR>, Timer>;
+    using Key = std::pair<HWND, UINT_PTR>;
+    using Timers = std::map<Key, Timer>;
+    using Moments = std::set<std::pair<int64_t, Key>>; // when, and which timer
 
-    Timers::const_iterator earliest(const MessageFilter& filter) const;
+    void move_on(const Timers::iterator& timer, int64_t due);
+    Moments::const_iterator earliest(const MessageFilter& filter) const;
 
     Timers m_timers;
+    Moments m_moments; // one for each timer: a pump with many looks at no more than the first
 };
 
 class MessageQueue;

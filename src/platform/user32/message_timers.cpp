@@ -50,63 +50,89 @@ UINT_PTR MessageTimers::set(HWND window, UINT_PTR id, UINT milliseconds, TIMERPR
     const int64_t period = std::clamp(milliseconds, USER_TIMER_MINIMUM, USER_TIMER_MAXIMUM) *
                            nanoseconds_per_millisecond;
     const Timer timer{monotonic_ns() + period, period, procedure};
+    Key key{window, id};
     if (window)
-    {
-        id = std::max<UINT_PTR>(id, 1); // 0 would say that it failed
-        m_timers.insert_or_assign({window, id}, timer);
-        return id;
-    }
-    const auto found = m_timers.find({nullptr, id});
+        key.second = std::max<UINT_PTR>(id, 1); // 0 would say that it failed
+    const auto found = m_timers.find(key);
     if (found != m_timers.end())
     {
+        move_on(found, timer.due);
         found->second = timer;
-        return id;
+        return key.second;
     }
-    auto made = m_timers.emplace(std::pair{window, new_id()}, timer);
-    while (!made.second) // after all numbers have been through
-        made = m_timers.emplace(std::pair{window, new_id()}, timer);
-    return made.first->first.second;
+    if (!window)
+        do
+            key.second = new_id();
+        while (m_timers.count(key) != 0); // after all numbers have been through
+    const auto moment = m_moments.emplace(timer.due, key).first;
+    try
+    {
+        m_timers.emplace(key, timer);
+    }
+    catch (const std::bad_alloc&)
+    {
+        m_moments.erase(moment);
+        throw;
+    }
+    return key.second;
+}
+
+bool MessageTimers::kill(HWND window, UINT_PTR id)
+{
+    const auto found = m_timers.find({window, id});
+    if (found == m_timers.end())
+        return false;
+    m_moments.erase({found->second.due, found->first});
+    m_timers.erase(found);
+    return true;
 }
 
 void MessageTimers::kill_all(HWND window)
 {
-    std::erase_if(m_timers, [window](const auto& each) { return each.first.first == window; });
+    for (auto each = m_timers.lower_bound({window, 0});
+         each != m_timers.end() && each->first.first == window; each = m_timers.erase(each))
+        m_moments.erase({each->second.due, each->first});
 }
 
-MessageTimers::Timers::const_iterator MessageTimers::earliest(const MessageFilter& filter) const
+// The same node is used again: no memory is needed.
+void MessageTimers::move_on(const Timers::iterator& timer, int64_t due)
 {
-    auto found = m_timers.end();
-    if (filter.takes(WM_TIMER))
-        for (auto each = m_timers.begin(); each != m_timers.end(); ++each)
-            if (filter.takes(each->first.first) &&
-                (found == m_timers.end() || each->second.due < found->second.due))
-                found = each;
-    return found;
+    auto moment = m_moments.extract({timer->second.due, timer->first});
+    timer->second.due = moment.value().first = due;
+    m_moments.insert(std::move(moment));
+}
+
+MessageTimers::Moments::const_iterator MessageTimers::earliest(const MessageFilter& filter) const
+{
+    if (!filter.takes(WM_TIMER))
+        return m_moments.end();
+    return std::find_if(m_moments.begin(), m_moments.end(),
+                        [&filter](const auto& moment)
+                        { return filter.takes(moment.second.first); });
 }
 
 bool MessageTimers::take(MSG& message, const MessageFilter& filter, int64_t now, bool remove)
 {
-    const auto found = earliest(filter);
-    if (found == m_timers.end() || found->second.due > now)
+    const auto moment = earliest(filter);
+    if (moment == m_moments.end() || moment->first > now)
         return false;
+    const auto found = m_timers.find(moment->second);
+    const Timer& timer = found->second;
     message = {};
     message.hwnd = found->first.first;
     message.message = WM_TIMER;
     message.wParam = found->first.second;
-    message.lParam = reinterpret_cast<LPARAM>(found->second.procedure);
+    message.lParam = reinterpret_cast<LPARAM>(timer.procedure);
     message.time = millisecond_tick();
     if (remove)
-    {
-        Timer& timer = m_timers.find(found->first)->second;
-        timer.due += ((now - timer.due) / timer.period + 1) * timer.period;
-    }
+        move_on(found, timer.due + ((now - timer.due) / timer.period + 1) * timer.period);
     return true;
 }
 
 int64_t MessageTimers::next_due(const MessageFilter& filter) const
 {
-    const auto found = earliest(filter);
-    return found == m_timers.end() ? -1 : found->second.due;
+    const auto moment = earliest(filter);
+    return moment == m_moments.end() ? -1 : moment->first;
 }
 
 } // namespace platform

@@ -1,0 +1,47 @@
+// What a curve is made of: a load, and the figures that were measured under it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace load
+{
+
+struct Column
+{
+    const char* name;    // in the CSV file
+    const char* heading; // for people, with the unit
+    int decimals;
+};
+
+// The first column is the load. A value that is not a number was not measured and stays empty.
+class Curve
+{
+public:
+    Curve(const char* name, const char* title, std::vector<Column> columns);
+
+    void add(std::vector<double> values);
+
+    void print() const;
+    // NAME.csv, and NAME.md with the table for a document. False if they could not be written.
+    bool write(const std::string& folder) const;
+
+private:
+    std::string text(size_t row, size_t column) const;
+    std::string csv() const;
+    std::string markdown() const;
+
+    const char* m_name;
+    const char* m_title;
+    std::vector<Column> m_columns;
+    std::vector<std::vector<double>> m_rows;
+};
+
+// Measured by one source each. quick: the small loads, once, to see that it works.
+std::vector<Curve> measure_threads(bool quick);
+std::vector<Curve> measure_folder(bool quick);
+std::vector<Curve> measure_timers(bool quick);
+std::vector<Curve> measure_transfers(bool quick);
+std::vector<Curve> measure_rows(bool quick);
+
+} // namespace load

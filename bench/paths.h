@@ -1,0 +1,35 @@
+// Where the files of a run are, and their names as the library takes them.
+#pragma once
+
+#include <cstdlib>
+#include <string>
+
+namespace bench
+{
+
+// Files of the run, removed by whoever set PLINTH_ROOT. Native path, no separator at the end.
+inline std::string folder()
+{
+    return std::getenv("PLINTH_ROOT");
+}
+
+// The Windows form of a native path, for a path without characters beyond ASCII.
+class WidePath
+{
+public:
+    explicit WidePath(const std::string& native)
+    {
+        size_t length = 0;
+        m_text[length++] = L'C';
+        m_text[length++] = L':';
+        for (const char c : native)
+            m_text[length++] = c == '/' ? L'\\' : static_cast<wchar_t>(c);
+        m_text[length] = L'\0';
+    }
+    operator const wchar_t*() const { return m_text; }
+
+private:
+    wchar_t m_text[1024];
+};
+
+} // namespace bench
