@@ -123,7 +123,7 @@ void copy_module(benchmark::State& state)
 
 BENCHMARK(qv_get_data_seg)->Name("module/QV_GetDataSeg");
 BENCHMARK(pread_section)->Name("module/pread");
-BENCHMARK(add_resource)->Name("module/add")->Unit(benchmark::kMillisecond);
-BENCHMARK(copy_module)->Name("module/copy")->Unit(benchmark::kMillisecond);
+BENCHMARK(add_resource)->Name("module/add");
+BENCHMARK(copy_module)->Name("module/copy");
 
 } // namespace

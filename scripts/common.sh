@@ -81,6 +81,20 @@ build() {
             "Again: cmake --build build/$preset ${1:+--target $*}"
 }
 
+# fill_in DOCUMENT NAME: what stands between the lines "<!-- NAME: by SCRIPT -->" and
+# "<!-- end of NAME -->" becomes standard input.
+fill_in() {
+    local document=$1 name=$2 text
+    text=$(cat)
+    grep -q "^<!-- $name: by " "$document" && grep -qF "<!-- end of $name -->" "$document" ||
+        die "$document has no place for $name."
+    awk -v name="$name" -v text="${text//\\/\\\\}" '
+        $0 == "<!-- end of " name " -->" { inside = 0 }
+        !inside { print }
+        index($0, "<!-- " name ": by ") == 1 { print text; inside = 1 }' "$document" >"$document.new"
+    mv "$document.new" "$document"
+}
+
 # The largest file of the checkout, or of the folder if it is none.
 largest_file() {
     { git ls-files -z 2>/dev/null || find . -path ./build -prune -o -path ./.git -prune -o -type f -print0; } |

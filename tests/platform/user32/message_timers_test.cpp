@@ -1,5 +1,8 @@
 // Message timers. What a test counts is how often its procedure ran and in which order; how exact
 // the moments are, bench/ measures.
+#include <algorithm>
+#include <map>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -105,6 +108,54 @@ TEST_F(MessageTimers, StartAnewUnderTheirIdAndGetAnIdOtherwise)
     const UINT_PTR other = set(10, 77);
     EXPECT_NE(other, 77u) << "there is no such timer";
     EXPECT_NE(other, 0u);
+}
+
+// Set in no order, some started anew for another moment and some killed.
+TEST_F(MessageTimers, ComeByTheirMomentsHoweverManyThereAre)
+{
+    struct Bounds
+    {
+        int64_t first; // ns on the monotonic clock, between which the timer is due
+        int64_t last;
+    };
+    std::map<UINT_PTR, Bounds> due;
+    const auto start_one = [&](UINT milliseconds, UINT_PTR id)
+    {
+        LARGE_INTEGER before, after;
+        QueryPerformanceCounter(&before);
+        id = set(milliseconds, id);
+        QueryPerformanceCounter(&after);
+        const int64_t period = milliseconds * int64_t{1'000'000};
+        due[id] = {before.QuadPart + period, after.QuadPart + period};
+        return id;
+    };
+    constexpr UINT count = 300;
+    constexpr UINT longest = 60; // ms
+    for (UINT i = 0; i < count; ++i)
+    {
+        const UINT_PTR id = start_one(10 + i * 37 % (longest - 10), 0);
+        if (i % 3 == 0)
+            start_one(10 + i * 11 % (longest - 10), id);
+        if (i % 7 == 0)
+        {
+            EXPECT_TRUE(KillTimer(nullptr, id));
+            due.erase(id);
+        }
+    }
+    const int64_t start = now_ms();
+    while (now_ms() - start < longest) // all are due: the order is what is under test
+        Sleep(longest);
+    std::set<UINT_PTR> seen;
+    int64_t latest = 0;
+    for (size_t i = 0; i < due.size(); ++i)
+    {
+        MSG message;
+        ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
+        ASSERT_EQ(due.count(message.wParam), 1u) << "one that was killed";
+        EXPECT_TRUE(seen.insert(message.wParam).second) << "again before the others";
+        EXPECT_GE(due[message.wParam].last, latest);
+        latest = std::max(latest, due[message.wParam].first);
+    }
 }
 
 TEST_F(MessageTimers, BelongToTheirThreadAndGoWithIt)
