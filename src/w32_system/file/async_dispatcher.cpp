@@ -11,6 +11,19 @@ namespace
 
 constexpr timespec stop_pause = {0, 1'000'000};
 
+// Says, as long as it lives, that somebody needs workers' locks.
+class Waiting
+{
+public:
+    explicit Waiting(std::atomic<uint32_t>& count) : m_count(count) { ++m_count; }
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
+    ~Waiting() { --m_count; }
+
+private:
+    std::atomic<uint32_t>& m_count;
+};
+
 } // namespace
 
 QvAsyncDispatcher::QvAsyncDispatcher(pthread_mutexCS_t& lock, uint32_t maxWorkers)
@@ -30,6 +43,7 @@ int QvAsyncDispatcher::Submit(std::unique_ptr<QvAsyncRequest> request)
     QvAsyncQueue entry; // the node is made before any lock is taken
     entry.push_back(std::move(request));
 
+    const Waiting waiting(m_uWaiting);
     const QvMutexGuard guard(m_lock);
     if (!guard.Held() || m_bStopping)
         return QV_ERR_SYSTEM;
@@ -84,6 +98,7 @@ int QvAsyncDispatcher::StartWorker(QvAsyncQueue& request)
 
 void QvAsyncDispatcher::Cancel(QvFile file)
 {
+    const Waiting waiting(m_uWaiting);
     const QvMutexGuard guard(m_lock);
     if (!guard.Held())
         return;
@@ -96,9 +111,10 @@ void QvAsyncDispatcher::Cancel(QvFile file)
     }
 }
 
-// Every pass of a worker comes through the module lock, a busy one's too. That is what lets a
-// cancellation in: it holds the module lock while it waits for the worker's, which the worker would
-// otherwise have taken again before the other thread woke up.
+// A busy worker comes here too when somebody waits for its lock, a cancellation or a submission.
+// That is what lets them in: they hold the module lock while they wait for the worker's, which the
+// worker would otherwise have taken again before the other thread woke up. With nobody waiting it
+// stays away: all transfers in flight would meet at this lock at each of their blocks.
 bool QvAsyncDispatcher::Keeps(QvAsyncWorker& worker)
 {
     const QvMutexGuard guard(m_lock);

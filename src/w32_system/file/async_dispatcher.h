@@ -36,8 +36,10 @@ public:
     // end. Nothing can be submitted afterwards.
     bool Stop(double milliseconds, bool joins);
 
-    // For the workers. Keeps: whether the worker goes on, asked after each pass. Leave: the
-    // worker's last act.
+    // For the workers. Wants: whether Keeps must be asked also between two steps. Keeps: whether
+    // the worker goes on, asked after each pass that leaves it without work, and when it is wanted.
+    // Leave: the worker's last act.
+    bool Wants() const { return m_uWaiting != 0 || m_bStopping; }
     bool Keeps(QvAsyncWorker& worker);
     void Leave(QvAsyncWorker* worker);
 
@@ -49,6 +51,8 @@ private:
     pthread_mutexCS_t& m_lock;
     const uint32_t m_uMaxWorkers;
     std::atomic<bool> m_bStopping{false};
+    std::atomic<uint32_t> m_uWaiting{
+        0};                    // those who hold m_lock, or are about to, for workers' locks
     bool m_bAbandoned = false; // some worker was still there when Stop gave up
     // Guarded by m_lock, as is all below. Ascending by address. Outlives the dispatcher if it has
     // to.

@@ -29,28 +29,31 @@ QvAsyncWorker::~QvAsyncWorker()
         pthread_mutexCS_destroy(&lock);
 }
 
-bool QvAsyncWorker::RunStep()
+QvAsyncPass QvAsyncWorker::RunStep()
 {
     const QvMutexGuard guard(lock);
     if (queue.empty())
-        return false;
+        return QvAsyncPass::idle;
     idleChecks = 0;
     if (QvAsyncStep(*queue.front()))
         queue.splice(queue.end(), queue, queue.begin());
     else
         queue.pop_front();
-    return true;
+    return queue.empty() ? QvAsyncPass::last : QvAsyncPass::more;
 }
 
 void* QvAsyncWorker::Procedure(void* worker)
 {
     t_bWorker = true;
     auto* const self = static_cast<QvAsyncWorker*>(worker);
+    QvAsyncPass pass;
     do
     {
-        if (!self->RunStep())
+        pass = self->RunStep();
+        if (pass == QvAsyncPass::idle)
             pthread_delay_np(&QV_ASYNC_IDLE_DELAY);
-    } while (self->dispatcher.Keeps(*self));
+    } while ((pass == QvAsyncPass::more && !self->dispatcher.Wants()) ||
+             self->dispatcher.Keeps(*self));
     self->dispatcher.Leave(self);
     return nullptr;
 }

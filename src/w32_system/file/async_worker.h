@@ -17,6 +17,14 @@ enum QvAsyncWorkerState : uint32_t
     QV_ASYNC_IDLE = 2,    // nothing to do for long enough
 };
 
+// What a worker's pass came to.
+enum class QvAsyncPass
+{
+    idle, // there was nothing to do
+    last, // a step, after which there is nothing to do
+    more, // a step, and there is more
+};
+
 // Belongs to its thread, which takes it out of the dispatcher's registry and frees it at its end.
 struct QvAsyncWorker
 {
@@ -26,7 +34,7 @@ struct QvAsyncWorker
     ~QvAsyncWorker();
 
     static void* Procedure(void* worker);
-    bool RunStep(); // one step of the front request; false if there is none
+    QvAsyncPass RunStep(); // one step of the front request
 
     pthread_t thread{};
     // Guards idleChecks, state and queue, and is held during a whole step with its callback. Comes
