@@ -1,7 +1,7 @@
 // Log, traces, and the log's settings in the registry.
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 #include "session.h"
 
@@ -23,8 +23,9 @@ std::string all_logs()
         std::string(std::getenv("PLINTH_ROOT")) + "/ProgramData/Quorvane/Platform/Logfiles";
     for (const auto& entry : std::filesystem::directory_iterator(folder, missing))
     {
-        std::ifstream file(entry.path(), std::ios::binary);
-        text.append(std::istreambuf_iterator<char>(file), {});
+        std::ostringstream content;
+        content << std::ifstream(entry.path(), std::ios::binary).rdbuf();
+        text += content.str();
     }
     return text;
 }

@@ -58,6 +58,9 @@ void resources(Session& session)
         session.holds("another resource", content(session.native("out")) == "stored bytes");
 
     CQvRscData all;
+    // The program itself, whose file stays open from the first time on.
+    QV_RCDATAToCQvRscDataByID(all, static_cast<__qv_hmodule*>(nullptr), 1, -1);
+    session.holds("a resource that the program has not", all.GetCQvByteArrayW32Count() == 0);
     QV_RCDATAToCQvRscDataByID(all, session.path("module"), 1033, -1);
     session.worked("QV_RCDATAToCQvRscDataByID", all.GetCQvByteArrayW32Count() == 1);
     QV_RCDATAToCQvRscData(all, session.path("module"));
