@@ -93,8 +93,9 @@ class Reference:
         return found
 
 
-def is_linux_call(name):
-    return re.fullmatch(r"[a-z][a-z0-9_]*", name) is not None
+def is_of_interface(name):
+    """Linux calls are in lower case; a name with a dot is a place for a test's signal."""
+    return re.fullmatch(r"[a-z][a-z0-9_]*|.*\..*", name) is None
 
 
 def plans(way, reference, options):
@@ -108,7 +109,7 @@ def plans(way, reference, options):
         return (["any", n, 1, EINTR] for n in numbers)
     by_name = [(name, n) for name, count in sorted(reference.operations.items())
                for n in range(1, count + 1)
-               if (name in TRANSFERS if way == "shortened" else not is_linux_call(name))]
+               if (name in TRANSFERS if way == "shortened" else is_of_interface(name))]
     by_name = by_name[options.first - 1:options.last:options.every]
     if way == "shortened":
         return (["shorten", name, n, 1, 1] for name, n in by_name)

@@ -256,7 +256,10 @@ inline void* mmap(void* address, size_t size, int protection, int flags, int fd,
 }
 inline int munmap(void* address, size_t size)
 {
-    return intercepted("munmap") ? -1 : ::munmap(address, size);
+    // Unmapped nevertheless: the kernel has no reason to refuse a whole view, and one that stayed
+    // would keep the locks of its file.
+    const bool fails = intercepted("munmap");
+    return ::munmap(address, size) != 0 || fails ? -1 : 0;
 }
 inline int clock_gettime(clockid_t clock, timespec* result)
 {

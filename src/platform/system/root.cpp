@@ -1,6 +1,8 @@
 // Finding the machine-wide folder and the folder of shared objects.
 #include "root.h"
 
+#include <atomic>
+
 #include <cstdio>
 #include <cstdlib>
 
@@ -130,10 +132,23 @@ const std::string& root_folder()
     return only;
 }
 
+// Kept once it has been found: a process that could not have it for a moment is not without it for
+// life. Two threads may both look, and find the same.
 const std::string& shared_folder()
 {
-    static const std::string& only = *new std::string(find_shared());
-    return only;
+    static constinit std::atomic<const std::string*> s_found{nullptr};
+    static const std::string& none = *new std::string;
+    if (const std::string* const found = s_found.load(std::memory_order_acquire)) [[likely]]
+        return *found;
+    std::string folder = find_shared();
+    if (folder.empty())
+        return none;
+    const auto* const mine = new std::string(std::move(folder));
+    const std::string* other = nullptr;
+    if (s_found.compare_exchange_strong(other, mine, std::memory_order_acq_rel))
+        return *mine;
+    delete mine;
+    return *other;
 }
 
 } // namespace platform

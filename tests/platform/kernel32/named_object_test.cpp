@@ -258,6 +258,14 @@ TEST(NamedObject, AForkDuringAConcurrentCreationHoldsUpNobody)
     }
 }
 
+TEST(NamedObject, AFolderThatCanNotBeHadForAMomentIsNotMissingForGood)
+{
+    PlinthTestFail("lstat", 1, 1, EIO); // the first look for the folder in this process
+    EXPECT_EQ(Named(event("door")).get(), nullptr);
+    PlinthTestReset();
+    EXPECT_NE(Named(event("door")).get(), nullptr);
+}
+
 TEST(NamedObject, EachFailingLinuxCallIsReportedAndLeavesNothingBehind)
 {
     PlinthTestArm();
