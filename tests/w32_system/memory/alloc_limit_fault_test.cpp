@@ -145,8 +145,8 @@ TEST_F(AllocLimit, IsNotKeptWhenThePhysicalMemoryWasNotToBeHad)
 {
     PlinthTestFail("GlobalMemoryStatusEx", 1, 1, ERROR_GEN_FAILURE);
     EXPECT_EQ(limit_now(), 0u);
-    PlinthTestReset();
     EXPECT_EQ(limit_now(), 2 * gib);
+    PlinthTestReset();
 }
 
 TEST_F(AllocLimit, DocumentsOfHalfThePhysicalMemoryPass)
