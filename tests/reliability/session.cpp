@@ -22,6 +22,7 @@ constexpr std::pair<const char*, void (*)(Session&)> parts[] = {
 
 } // namespace sweep
 
+// What the module exports: runs the whole session in the folder, and tells each finding.
 extern "C" __attribute__((visibility("default"))) void
 sweep_session(const char* folder, bool strict, void (*finding)(const char* text))
 {

@@ -87,8 +87,4 @@ void channel_part(Session& session);
 void report_part(Session& session);
 void power_part(Session& session);
 
-// What the module of the session exports to the program that loads it. Runs the whole session in
-// the folder; each finding goes to the function. modules: the folder of the test modules.
-using RunSession = void (*)(const char* folder, bool strict, void (*finding)(const char* text));
-
 } // namespace sweep

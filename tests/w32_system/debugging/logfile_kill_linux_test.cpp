@@ -17,6 +17,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -76,6 +77,7 @@ bool is_trace(unsigned number)
 
 int write_until_killed(int, char** argv)
 {
+    prctl(PR_SET_PDEATHSIG, SIGKILL); // not longer than the test, however that ends
     const auto writer = static_cast<unsigned>(std::atoi(argv[1]));
     Confirmed confirmed(argv[0], writer + 1);
     CQvLogFile::SetMaxLogMessageLength(-1);
