@@ -30,8 +30,9 @@ namespace
 {
 
 constexpr unsigned usual_kills = 48;
-constexpr size_t writers = 4;         // at a time
-constexpr unsigned most_records = 80; // before a writer is killed
+constexpr unsigned kills_in_a_round = 48; // then the files are read, and the log starts anew
+constexpr size_t writers = 4;             // at a time
+constexpr unsigned most_records = 80;     // before a writer is killed
 
 // What each writer has been told of so far, in memory that outlives it.
 class Confirmed
@@ -75,11 +76,25 @@ bool is_trace(unsigned number)
     return number % 3 == 0;
 }
 
+// The record behind which a writer goes on in another file, or one close to it.
+unsigned record_of_split(unsigned writer)
+{
+    constexpr size_t limit = 1u << 20;
+    size_t bytes = 0;
+    unsigned number = 0;
+    while (bytes < limit)
+    {
+        ++number;
+        bytes += record(writer, number).size() + (is_trace(number) ? 32 : 2);
+    }
+    return number;
+}
+
 int write_until_killed(int, char** argv)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL); // not longer than the test, however that ends
     const auto writer = static_cast<unsigned>(std::atoi(argv[1]));
-    Confirmed confirmed(argv[0], writer + 1);
+    Confirmed confirmed(argv[0], static_cast<size_t>(std::atoi(argv[2])));
     CQvLogFile::SetMaxLogMessageLength(-1);
     QV_SetTraceOptions(QV_DIAG_LOGFILE);
     for (unsigned number = 1;; ++number)
@@ -184,12 +199,15 @@ void kill_writers(unsigned kills, const std::string& page, Confirmed& confirmed)
         for (; alive.size() < writers && started < kills; ++started)
             alive.push_back(
                 {std::make_unique<test::ChildProcess>(
-                     "write-until-killed", std::vector<std::string>{page, std::to_string(started)}),
+                     "write-until-killed", std::vector<std::string>{page, std::to_string(started),
+                                                                    std::to_string(kills)}),
                  started});
         const Writer writer = std::move(alive.front());
         alive.pop_front();
-        // One in so many while it starts.
-        const uint32_t records = static_cast<uint32_t>(random()) % most_records;
+        // One in four about where it splits the log, one in so many while it starts.
+        const uint32_t records = writer.number % 4 == 0
+                                     ? record_of_split(writer.number) - random() % 4
+                                     : random() % most_records;
         const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (confirmed.of(writer.number) < records)
         {
@@ -202,47 +220,64 @@ void kill_writers(unsigned kills, const std::string& page, Confirmed& confirmed)
     }
 }
 
+struct Totals
+{
+    uint64_t kills = 0;
+    uint64_t rounds = 0;
+    uint64_t confirmed = 0;
+    uint64_t found = 0;
+    size_t files = 0;
+    size_t torn = 0;
+};
+
+// One round with a log of its own.
+void kill_and_read(unsigned kills, Totals& totals)
+{
+    test::set_log_setting(L"LogPerSession_4", 0);
+    test::set_log_setting(L"MaxLogMBytes", 1);
+    test::start_log();
+    const std::string page = test::root() + "/confirmed-" + std::to_string(totals.rounds);
+    Confirmed confirmed(page, kills);
+    kill_writers(kills, page, confirmed);
+    Reading reading(kills);
+    if (!testing::Test::HasFatalFailure())
+        reading.read_all();
+    if (testing::Test::HasFatalFailure())
+        return;
+    for (unsigned writer = 0; writer < kills; ++writer)
+    {
+        const uint32_t number = confirmed.of(writer);
+        totals.confirmed += number;
+        EXPECT_GE(reading.last(writer), number) << "writer " << writer << ": confirmed and lost";
+        EXPECT_LE(reading.last(writer), number + 1) << "writer " << writer;
+    }
+    totals.kills += kills;
+    ++totals.rounds;
+    totals.found += reading.records();
+    totals.files += reading.files();
+    totals.torn += reading.torn();
+}
+
 TEST(LogConcurrent, ProcessesKilledAtAnyMomentLoseNothingThatWasConfirmed)
 {
     const char* const asked = std::getenv("PLINTH_KILLS");
     const unsigned kills = asked ? static_cast<unsigned>(std::atoi(asked)) : usual_kills;
     const test::SoakTime soak;
-    uint64_t all_kills = 0;
-    uint64_t all_records = 0;
+    Totals totals;
     do
     {
-        test::set_log_setting(L"LogPerSession_4", 0);
-        test::set_log_setting(L"MaxLogMBytes", 1);
-        test::start_log();
-        const std::string page = test::root() + "/confirmed-" + std::to_string(all_kills);
-        Confirmed confirmed(page, kills);
-        kill_writers(kills, page, confirmed);
-        Reading reading(kills);
-        if (!HasFatalFailure())
-            reading.read_all();
-        if (HasFatalFailure())
-            return;
-        uint64_t told = 0;
-        for (unsigned writer = 0; writer < kills; ++writer)
-        {
-            const uint32_t number = confirmed.of(writer);
-            told += number;
-            EXPECT_GE(reading.last(writer), number)
-                << "writer " << writer << ": confirmed and lost";
-            EXPECT_LE(reading.last(writer), number + 1) << "writer " << writer;
-        }
-        EXPECT_GT(told, 0u);
-        if (asked)
-            std::printf("kills: %u processes killed, %llu records confirmed, %llu found whole in "
-                        "%zu files, %zu unconfirmed ones torn\n",
-                        kills, static_cast<unsigned long long>(told),
-                        static_cast<unsigned long long>(reading.records()), reading.files(),
-                        reading.torn());
-        all_kills += kills;
-        all_records += told;
-    } while (soak.goes_on() && !HasFailure());
-    soak.report("processes killed", all_kills);
-    soak.report("records confirmed", all_records);
+        const auto left = static_cast<unsigned>(kills - totals.kills % kills);
+        kill_and_read(std::min(left, kills_in_a_round), totals);
+    } while (!HasFailure() && (totals.kills % kills != 0 || soak.goes_on()));
+    EXPECT_GT(totals.files, totals.rounds) << "no log was split";
+    if (asked)
+        std::printf("kills: %llu processes killed, %llu records confirmed, %llu found whole in "
+                    "%zu files, %zu unconfirmed ones torn\n",
+                    static_cast<unsigned long long>(totals.kills),
+                    static_cast<unsigned long long>(totals.confirmed),
+                    static_cast<unsigned long long>(totals.found), totals.files, totals.torn);
+    soak.report("processes killed", totals.kills);
+    soak.report("records confirmed", totals.confirmed);
 }
 
 } // namespace
