@@ -86,6 +86,7 @@ public:
     {
         const std::string folder = std::string(std::getenv("PLINTH_ROOT")) + "/session";
         fs::create_directories(folder);
+        fs::current_path("/"); // a session whose calls fail may not find back
         if (m_run)
             std::thread(m_run, folder.c_str(), strict, finding).join();
         if (strict || !s_stays)

@@ -93,8 +93,14 @@ uint64_t fnv1a(const std::string& text)
 std::string find_shared()
 {
     char name[128];
-    const char* const base =
-        sys::access(shared_memory, W_OK) == 0 ? shared_memory : without_shared_memory;
+    const char* base = shared_memory;
+    if (sys::access(shared_memory, W_OK) != 0)
+    {
+        // Elsewhere the process would meet none of the others: only where they do the same.
+        if (errno != ENOENT && errno != EACCES && errno != EROFS)
+            return "";
+        base = without_shared_memory;
+    }
     const std::string root = own_root();
     if (root.empty())
         std::snprintf(name, sizeof name, "%s/plinth-%u", base, geteuid());
