@@ -95,6 +95,13 @@ fill_in() {
     mv "$document.new" "$document"
 }
 
+# For programs that ctest doesn't start: as in CMakePresets.json, where it finds them.
+sanitizer_options() {
+    export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
+    export ASAN_OPTIONS=halt_on_error=1:detect_stack_use_after_return=1:intercept_tls_get_addr=0
+    export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+}
+
 # The largest file of the checkout, or of the folder if it is none.
 largest_file() {
     { git ls-files -z 2>/dev/null || find . -path ./build -prune -o -path ./.git -prune -o -type f -print0; } |

@@ -32,7 +32,8 @@ extern "C"
     PLINTH_PLATFORM_API void PlinthTestShorten(const char* operation, unsigned nth, unsigned count,
                                                size_t bytes);
 
-    // Makes the nth Linux call of any name fail, and the count - 1 after it, for sweeps.
+    // Makes the nth Linux call of any name fail, and the count - 1 after it, for sweeps. With
+    // EINTR, calls that start again when a signal interrupts them do so here, and count again.
     PLINTH_PLATFORM_API void PlinthTestFailAny(unsigned nth, unsigned count, int error);
 
     // Starts counting calls without any fault.
@@ -40,6 +41,14 @@ extern "C"
 
     // The calls of an operation since arming; of all Linux calls with a null name.
     PLINTH_PLATFORM_API unsigned PlinthTestCalls(const char* operation);
+
+    // The names of the operations that were called since arming, by position in alphabetical order;
+    // null behind the last. The text lives as long as the process.
+    PLINTH_PLATFORM_API const char* PlinthTestOperation(unsigned position);
+
+    // The operation that the first fault since arming met, null while none has met any. The text
+    // lives as long as the process.
+    PLINTH_PLATFORM_API const char* PlinthTestFaultMet(void);
 
     // Adds milliseconds to the wall clock (system and local time, file times of new files not).
     PLINTH_PLATFORM_API void PlinthTestShiftWallClock(int64_t milliseconds);

@@ -10,13 +10,28 @@ namespace platform
 
 ModuleFile::~ModuleFile()
 {
+    close();
+}
+
+void ModuleFile::close()
+{
     if (m_view)
         sys::munmap(m_view, m_size);
+    m_view = nullptr;
     if (m_fd >= 0)
         sys::close(m_fd);
+    m_fd = -1;
 }
 
 DWORD ModuleFile::open(const char* native_path)
+{
+    const DWORD error = map(native_path);
+    if (error)
+        close(); // the next attempt starts anew
+    return error;
+}
+
+DWORD ModuleFile::map(const char* native_path)
 {
     // A pipe without a writer would hold an ordinary open up.
     m_fd = sys::open(native_path, O_RDONLY | O_NOCTTY | O_NONBLOCK);

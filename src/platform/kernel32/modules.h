@@ -25,12 +25,15 @@ public:
     ModuleFile& operator=(const ModuleFile&) = delete;
     ~ModuleFile();
 
-    // 0 or a system error; ERROR_BAD_EXE_FORMAT for what is no module file.
+    // 0 or a system error; ERROR_BAD_EXE_FORMAT for what is no module file. May be tried again.
     DWORD open(const char* native_path);
 
     const pe::ResourceTree& resources() const { return m_resources; }
 
 private:
+    DWORD map(const char* native_path);
+    void close();
+
     int m_fd = -1;
     void* m_view = nullptr;
     size_t m_size = 0;

@@ -74,9 +74,8 @@ template <class Call> auto restarted(Call call)
 
 inline int open(const char* path, int flags, mode_t mode = 0)
 {
-    if (intercepted("open"))
-        return -1;
-    return restarted([&] { return ::open(path, flags | O_CLOEXEC, mode); });
+    return restarted([&]
+                     { return intercepted("open") ? -1 : ::open(path, flags | O_CLOEXEC, mode); });
 }
 inline FILE* fopen(const char* path, const char* mode)
 {
@@ -93,15 +92,11 @@ inline int close(int fd)
 }
 inline ssize_t read(int fd, void* buffer, size_t size)
 {
-    if (intercepted("read", &size))
-        return -1;
-    return restarted([&] { return ::read(fd, buffer, size); });
+    return restarted([&] { return intercepted("read", &size) ? -1 : ::read(fd, buffer, size); });
 }
 inline ssize_t write(int fd, const void* buffer, size_t size)
 {
-    if (intercepted("write", &size))
-        return -1;
-    return restarted([&] { return ::write(fd, buffer, size); });
+    return restarted([&] { return intercepted("write", &size) ? -1 : ::write(fd, buffer, size); });
 }
 inline off_t lseek(int fd, off_t offset, int whence)
 {
@@ -109,21 +104,17 @@ inline off_t lseek(int fd, off_t offset, int whence)
 }
 inline int ftruncate(int fd, off_t size)
 {
-    if (intercepted("ftruncate"))
-        return -1;
-    return restarted([&] { return ::ftruncate(fd, size); });
+    return restarted([&] { return intercepted("ftruncate") ? -1 : ::ftruncate(fd, size); });
 }
 inline ssize_t pwrite(int fd, const void* buffer, size_t size, off_t offset)
 {
-    if (intercepted("pwrite", &size))
-        return -1;
-    return restarted([&] { return ::pwrite(fd, buffer, size, offset); });
+    return restarted(
+        [&] { return intercepted("pwrite", &size) ? -1 : ::pwrite(fd, buffer, size, offset); });
 }
 inline int fallocate(int fd, int mode, off_t offset, off_t size)
 {
-    if (intercepted("fallocate"))
-        return -1;
-    return restarted([&] { return ::fallocate(fd, mode, offset, size); });
+    return restarted(
+        [&] { return intercepted("fallocate") ? -1 : ::fallocate(fd, mode, offset, size); });
 }
 inline int fsync(int fd)
 {
@@ -147,9 +138,7 @@ inline int statx(int dir, const char* path, int flags, unsigned mask, struct sta
 }
 inline int fcntl_lock(int fd, int command, struct flock* range)
 {
-    if (intercepted("fcntl"))
-        return -1;
-    return restarted([&] { return ::fcntl(fd, command, range); });
+    return restarted([&] { return intercepted("fcntl") ? -1 : ::fcntl(fd, command, range); });
 }
 inline int rename(const char* from, const char* to)
 {
@@ -253,9 +242,13 @@ inline ssize_t getxattr(const char* path, const char* name, void* value, size_t 
 }
 inline ssize_t copy_file_range(int from, int to, size_t size)
 {
-    if (intercepted("copy_file_range", &size))
-        return -1;
-    return restarted([&] { return ::copy_file_range(from, nullptr, to, nullptr, size, 0); });
+    return restarted(
+        [&]
+        {
+            return intercepted("copy_file_range", &size)
+                       ? -1
+                       : ::copy_file_range(from, nullptr, to, nullptr, size, 0);
+        });
 }
 inline void* mmap(void* address, size_t size, int protection, int flags, int fd, off_t offset)
 {
@@ -263,7 +256,10 @@ inline void* mmap(void* address, size_t size, int protection, int flags, int fd,
 }
 inline int munmap(void* address, size_t size)
 {
-    return intercepted("munmap") ? -1 : ::munmap(address, size);
+    // Unmapped nevertheless: the kernel has no reason to refuse a whole view, and one that stayed
+    // would keep the locks of its file.
+    const bool fails = intercepted("munmap");
+    return ::munmap(address, size) != 0 || fails ? -1 : 0;
 }
 inline int clock_gettime(clockid_t clock, timespec* result)
 {
@@ -375,9 +371,8 @@ inline int dlinfo(void* module, int request, void* result)
 
 inline ssize_t getrandom(void* buffer, size_t size)
 {
-    if (intercepted("getrandom", &size))
-        return -1;
-    return restarted([&] { return ::getrandom(buffer, size, 0); });
+    return restarted(
+        [&] { return intercepted("getrandom", &size) ? -1 : ::getrandom(buffer, size, 0); });
 }
 inline int getrlimit(__rlimit_resource_t resource, rlimit* result)
 {
@@ -404,9 +399,11 @@ inline int listen(int fd, int backlog)
 }
 inline int accept(int fd, sockaddr* address, socklen_t* length, int flags)
 {
-    if (intercepted("accept"))
-        return -1;
-    return restarted([&] { return ::accept4(fd, address, length, flags | SOCK_CLOEXEC); });
+    return restarted(
+        [&] {
+            return intercepted("accept") ? -1
+                                         : ::accept4(fd, address, length, flags | SOCK_CLOEXEC);
+        });
 }
 inline int shutdown(int fd, int how)
 {
@@ -415,15 +412,21 @@ inline int shutdown(int fd, int how)
 inline ssize_t send(int fd, const void* buffer, size_t size, int flags, const sockaddr* to,
                     socklen_t length)
 {
-    if (intercepted("send", &size))
-        return -1;
-    return restarted([&] { return ::sendto(fd, buffer, size, flags | MSG_NOSIGNAL, to, length); });
+    return restarted(
+        [&]
+        {
+            return intercepted("send", &size)
+                       ? -1
+                       : ::sendto(fd, buffer, size, flags | MSG_NOSIGNAL, to, length);
+        });
 }
 inline ssize_t recv(int fd, void* buffer, size_t size, int flags, sockaddr* from, socklen_t* length)
 {
-    if (intercepted("recv", &size))
-        return -1;
-    return restarted([&] { return ::recvfrom(fd, buffer, size, flags, from, length); });
+    return restarted(
+        [&] {
+            return intercepted("recv", &size) ? -1
+                                              : ::recvfrom(fd, buffer, size, flags, from, length);
+        });
 }
 inline int ppoll(pollfd* entries, nfds_t count, const timespec* timeout)
 {

@@ -3,8 +3,10 @@
 // Everything here runs only once a test has armed it, so it takes a plain lock and allocates.
 #include "faults.h"
 
+#include <iterator>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -37,6 +39,7 @@ struct Table
     std::vector<Rule> rules;
     std::map<std::string, unsigned> calls;
     unsigned linux_calls = 0;
+    const char* met = nullptr; // the operation of the first fault; a literal, as all names are
 };
 
 // Never destroyed: operations come until the very end of the process.
@@ -70,6 +73,8 @@ bool take_fault(const char* operation, bool linux_call, Fault& fault)
             continue;
         fault = rule.fault;
         hit = true;
+        if (!table().met)
+            table().met = operation;
     }
     return hit;
 }
@@ -107,6 +112,22 @@ extern "C" unsigned PlinthTestCalls(const char* operation)
     return found == table().calls.end() ? 0 : found->second;
 }
 
+extern "C" const char* PlinthTestOperation(unsigned position)
+{
+    // Kept beyond PlinthTestReset, which empties the table.
+    static std::set<std::string>& names = *new std::set<std::string>;
+    const std::lock_guard guard(table().lock);
+    if (position >= table().calls.size())
+        return nullptr;
+    return names.insert(std::next(table().calls.begin(), position)->first).first->c_str();
+}
+
+extern "C" const char* PlinthTestFaultMet(void)
+{
+    const std::lock_guard guard(table().lock);
+    return table().met;
+}
+
 extern "C" void PlinthTestReset(void)
 {
     const std::lock_guard guard(table().lock);
@@ -114,6 +135,7 @@ extern "C" void PlinthTestReset(void)
     table().rules.clear();
     table().calls.clear();
     table().linux_calls = 0;
+    table().met = nullptr;
     reset_clock_shifts();
     set_kernel_root(nullptr);
 }

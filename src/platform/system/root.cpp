@@ -1,6 +1,8 @@
 // Finding the machine-wide folder and the folder of shared objects.
 #include "root.h"
 
+#include <atomic>
+
 #include <cstdio>
 #include <cstdlib>
 
@@ -91,8 +93,14 @@ uint64_t fnv1a(const std::string& text)
 std::string find_shared()
 {
     char name[128];
-    const char* const base =
-        sys::access(shared_memory, W_OK) == 0 ? shared_memory : without_shared_memory;
+    const char* base = shared_memory;
+    if (sys::access(shared_memory, W_OK) != 0)
+    {
+        // Elsewhere the process would meet none of the others: only where they do the same.
+        if (errno != ENOENT && errno != EACCES && errno != EROFS)
+            return "";
+        base = without_shared_memory;
+    }
     const std::string root = own_root();
     if (root.empty())
         std::snprintf(name, sizeof name, "%s/plinth-%u", base, geteuid());
@@ -130,10 +138,23 @@ const std::string& root_folder()
     return only;
 }
 
+// Kept once it has been found: a process that could not have it for a moment is not without it for
+// life. Two threads may both look, and find the same.
 const std::string& shared_folder()
 {
-    static const std::string& only = *new std::string(find_shared());
-    return only;
+    static constinit std::atomic<const std::string*> s_found{nullptr};
+    static const std::string& none = *new std::string;
+    if (const std::string* const found = s_found.load(std::memory_order_acquire)) [[likely]]
+        return *found;
+    std::string folder = find_shared();
+    if (folder.empty())
+        return none;
+    const auto* const mine = new std::string(std::move(folder));
+    const std::string* other = nullptr;
+    if (s_found.compare_exchange_strong(other, mine, std::memory_order_acq_rel))
+        return *mine;
+    delete mine;
+    return *other;
 }
 
 } // namespace platform

@@ -258,6 +258,14 @@ TEST(NamedObject, AForkDuringAConcurrentCreationHoldsUpNobody)
     }
 }
 
+TEST(NamedObject, AFolderThatCanNotBeHadForAMomentIsNotMissingForGood)
+{
+    PlinthTestFail("lstat", 1, 0, EIO); // by which the folder is found to be one's own
+    EXPECT_EQ(Named(event("door")).get(), nullptr);
+    PlinthTestReset();
+    EXPECT_NE(Named(event("door")).get(), nullptr);
+}
+
 TEST(NamedObject, EachFailingLinuxCallIsReportedAndLeavesNothingBehind)
 {
     PlinthTestArm();

@@ -1,7 +1,13 @@
 // Finding resources by type, name and language, and trees that are not sound.
+#include <cerrno>
+#include <filesystem>
+#include <iterator>
+
 #include <gtest/gtest.h>
 
 #include <windows.h>
+
+#include <plinth_platform_test.h>
 
 #include "support/modules.h"
 #include "support/wide_text.h"
@@ -232,6 +238,25 @@ TEST_P(ResourceFiles, WhatOverlapsIsReadByEachOfItsNames)
                   tree.bytes().substr(0, 32));
     EXPECT_EQ(module.bytes(FindResourceW(module, MAKEINTRESOURCEW(3), raw_data)),
               tree.bytes().substr(8, 16));
+}
+
+// The program's own file is opened when its resources are first wanted, and tried again each time.
+TEST(Resources, AProgramThatCouldNotBeReadIsTriedAgainAndLeavesNothingOpen)
+{
+    const auto open_files = []
+    {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                             std::filesystem::directory_iterator());
+    };
+    const auto before = open_files();
+    for (const char* const call : {"fstat", "mmap"})
+    {
+        PlinthTestFail(call, 1, 1, EIO);
+        EXPECT_EQ(FindResourceW(nullptr, MAKEINTRESOURCEW(1), raw_data), nullptr);
+        EXPECT_STREQ(PlinthTestFaultMet(), call);
+        PlinthTestReset();
+        EXPECT_EQ(open_files(), before) << call;
+    }
 }
 
 } // namespace

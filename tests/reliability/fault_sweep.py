@@ -1,0 +1,217 @@
+#!/usr/bin/env python3
+"""Makes the platform calls of a session of the whole library fail, one after the other.
+
+The program plinth_fault_worker runs the session (session.h): it loads the library, runs the session
+with one fault in it, runs it once more without, and unloads. This script does so for the 1st, 2nd,
+3rd ... call, each in a process and a machine (PLINTH_ROOT) of its own, as long as the number makes a
+difference, and holds each run to this:
+
+  - no crash, no hang; each operation gives success or a status of its description, what it gave as
+    a success is one, and what the log has confirmed is in its files;
+  - behind the fault the same session succeeds wholly in the same process;
+  - no descriptor and no file is left that a run without a fault doesn't leave.
+
+The ways to fail:
+
+  once         the Linux call number N of any name fails with EIO, those behind it don't
+  stays        all from number N on fail with EIO until the session is over
+  interrupted  call number N meets a signal (EINTR)
+  shortened    the N-th read, write ... of each name moves one byte
+  interface    the N-th operation of the Windows interface of each name fails, where the stand-in
+               has a fault point for it
+
+Threads of the library make some of the calls, and wait for time: between two runs the number of all
+calls differs by about one in a hundred, and number N isn't the same call each time. A finding names
+the call that it came with, and the command of its run.
+"""
+import argparse
+import collections
+import concurrent.futures
+import os
+import re
+import subprocess
+import sys
+import time
+
+EIO = 5
+EINTR = 4
+NOT_ENOUGH_MEMORY = 8  # the system error of the interface's failures
+TRANSFERS = ("read", "write", "pwrite", "send", "recv", "copy_file_range", "getrandom")
+WAYS = ("once", "stays", "interrupted", "shortened", "interface")
+UNMET_ENDS = 25  # so many numbers in a row that no call has reached: the session is over
+
+Run = collections.namedtuple("Run", "status lines seconds")
+
+
+def run_worker(options, plan):
+    """One process under the launcher, which gives it a machine and takes it away again."""
+    started = time.monotonic()
+    done = subprocess.run(
+        [options.launcher, options.worker, str(options.limit), *map(str, plan)],
+        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    text = done.stdout.decode("utf-8", "replace")
+    return Run(done.returncode, text.splitlines(), time.monotonic() - started)
+
+
+def told(run, word):
+    return [line[len(word) + 1:] for line in run.lines if line.startswith(word + " ")]
+
+
+def alike(target):
+    """A descriptor's or file's name without what differs from run to run."""
+    target = re.sub(r"\S*/plinth-test-\w+", "ROOT", target)
+    target = re.sub(r"plinth-\d+-[0-9a-f]{16}", "SHARED", target)
+    return re.sub(r"\d+", "#", target)
+
+
+class Reference:
+    """What runs without a fault leave, and how many calls they make."""
+
+    def __init__(self, options):
+        with concurrent.futures.ThreadPoolExecutor() as pool:
+            runs = list(pool.map(lambda _: run_worker(options, ["none"]), range(3)))
+        for run in runs:
+            if run.status or "done" not in run.lines:
+                sys.exit("The session fails without any fault:\n" + "\n".join(run.lines))
+        self.calls = [int(told(run, "calls")[0]) for run in runs]
+        self.operations = {}
+        self.descriptors = collections.Counter()
+        self.files = set()
+        for run in runs:
+            for line in told(run, "operation"):
+                name, count = line.rsplit(" ", 1)
+                self.operations[name] = max(int(count), self.operations.get(name, 0))
+            self.descriptors |= collections.Counter(map(alike, told(run, "descriptor")))
+            self.files.update(map(alike, told(run, "file")))
+
+    def findings(self, run):
+        found = told(run, "finding")
+        if run.status and not found or "done" not in run.lines:
+            found.append(f"ended with status {run.status} after {run.seconds:.0f} s")
+        left = collections.Counter(map(alike, told(run, "descriptor"))) - self.descriptors
+        found += [f"left open: {name}" for name in left.elements()]
+        found += [f"left behind: {name}" for name in set(map(alike, told(run, "file"))) - self.files]
+        return found
+
+
+def is_of_interface(name):
+    """Linux calls are in lower case; a name with a dot is a place for a test's signal."""
+    return re.fullmatch(r"[a-z][a-z0-9_]*|.*\..*", name) is None
+
+
+def plans(way, reference, options):
+    """The plans of a way in order. Those by number have no end: it is seen when it is reached."""
+    numbers = range(options.first, options.last + 1, options.every)
+    if way == "once":
+        return (["any", n, 1, EIO] for n in numbers)
+    if way == "stays":
+        return (["any", n, 0, EIO] for n in numbers)
+    if way == "interrupted":
+        return (["any", n, 1, EINTR] for n in numbers)
+    by_name = [(name, n) for name, count in sorted(reference.operations.items())
+               for n in range(1, count + 1)
+               if (name in TRANSFERS if way == "shortened" else is_of_interface(name))]
+    by_name = by_name[options.first - 1:options.last:options.every]
+    if way == "shortened":
+        return (["shorten", name, n, 1, 1] for name, n in by_name)
+    return (["fail", name, n, 1, NOT_ENOUGH_MEMORY] for name, n in by_name)
+
+
+class Tally:
+    def __init__(self):
+        self.met = collections.Counter()
+        self.unmet = 0
+        self.failures = 0
+
+
+def judge(run, plan, reference, tally, options):
+    """Counts a run; true if its fault met a call."""
+    met = told(run, "met")
+    tally.met.update(met[:1])
+    tally.unmet += not met
+    found = reference.findings(run)
+    if found:
+        tally.failures += 1
+        print(f"FAILED at {met[0] if met else 'no call'}: "
+              f"{options.launcher} {options.worker} {options.limit} {' '.join(map(str, plan))}")
+        for each in found[:10]:
+            print(f"    {each}")
+        if options.verbose or not told(run, "finding"):
+            print("\n".join("    | " + line for line in run.lines[-40:]))
+        sys.stdout.flush()
+    return bool(met)
+
+
+def sweep(way, reference, options):
+    tally = Tally()
+    started = time.monotonic()
+    waiting = collections.deque()
+    unmet_in_a_row = 0
+    counts_by_number = way in ("once", "stays", "interrupted")
+    enough = max(1, UNMET_ENDS // options.every) if counts_by_number else sys.maxsize
+    with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
+        for plan in plans(way, reference, options):
+            waiting.append((plan, pool.submit(run_worker, options, plan)))
+            if len(waiting) < 2 * options.jobs:
+                continue
+            plan, future = waiting.popleft()
+            met = judge(future.result(), plan, reference, tally, options)
+            unmet_in_a_row = 0 if met else unmet_in_a_row + 1
+            if unmet_in_a_row >= enough:
+                break
+            if options.seconds and time.monotonic() - started > options.seconds:
+                print(f"The time is over: {way} ends at {' '.join(map(str, plan))}")
+                break
+        for plan, future in waiting:
+            judge(future.result(), plan, reference, tally, options)
+    return tally
+
+
+def report(way, tally):
+    injected = sum(tally.met.values())
+    print(f"{way}: {injected} faults injected, {injected - tally.failures} survived, "
+          f"{tally.failures} failures; {tally.unmet} runs without a fault")
+    print("    " + ", ".join(f"{name} {count}" for name, count in tally.met.most_common()))
+    sys.stdout.flush()
+
+
+def arguments():
+    parser = argparse.ArgumentParser(
+        description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("ways", nargs="*", metavar="WAY", help=f"{', '.join(WAYS)} (all)")
+    parser.add_argument("--from", dest="first", type=int, default=1, metavar="N", help="first number")
+    parser.add_argument("--to", dest="last", type=int, default=1_000_000, metavar="N", help="last one")
+    parser.add_argument("--every", type=int, default=1, metavar="K", help="each K-th number only")
+    parser.add_argument("--seconds", type=int, default=0, help="bound on the time of a way")
+    parser.add_argument("--limit", type=int, default=60, help="seconds that one run may take (60)")
+    parser.add_argument("--jobs", type=int, default=4 * os.cpu_count(),
+                        help="runs side by side, which wait most of their time")
+    parser.add_argument("--verbose", action="store_true", help="all that a failed run has told")
+    options = parser.parse_args()
+    for way in options.ways:
+        if way not in WAYS:
+            parser.error(f"no such way: {way}")
+    options.launcher = os.environ["PLINTH_TEST_LAUNCHER"]
+    options.worker = os.environ["PLINTH_FAULT_WORKER"]
+    return options
+
+
+def main():
+    options = arguments()
+    reference = Reference(options)
+    low, high = min(reference.calls), max(reference.calls)
+    print(f"the session makes {low} to {high} Linux calls under {len(reference.operations)} names")
+    total = Tally()
+    for way in options.ways or WAYS:
+        tally = sweep(way, reference, options)
+        report(way, tally)
+        total.met += tally.met
+        total.failures += tally.failures
+    injected = sum(total.met.values())
+    print(f"fault sweep: {high} calls, {injected} faults injected under {len(total.met)} names, "
+          f"{injected - total.failures} survived, {total.failures} failures")
+    return 1 if total.failures or not injected else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,37 @@
+// The session as a module: the program that loads it is not linked to the library, so that loading
+// and unloading the library are a part of what is swept.
+#include "session.h"
+
+#include <utility>
+
+namespace sweep
+{
+
+namespace
+{
+
+constexpr std::pair<const char*, void (*)(Session&)> parts[] = {
+    {"log", log_part},       {"timer", timer_part},         {"pool", pool_part},
+    {"file", file_part},     {"directory", directory_part}, {"async", async_part},
+    {"module", module_part}, {"identity", identity_part},   {"text", text_part},
+    {"memory", memory_part}, {"socket", socket_part},       {"channel", channel_part},
+    {"report", report_part}, {"power", power_part},
+};
+
+} // namespace
+
+} // namespace sweep
+
+// What the module exports: runs the whole session in the folder, and tells each finding.
+extern "C" __attribute__((visibility("default"))) void
+sweep_session(const char* folder, bool strict, void (*finding)(const char* text))
+{
+    for (const auto& [name, part] : sweep::parts)
+    {
+        sweep::Session session(folder, strict);
+        part(session);
+        for (const std::string& each : session.findings())
+            finding((std::string(name) + ": " + each).c_str());
+    }
+    CQvLogFile::CloseLog(); // an open log would outlive the library
+}

@@ -1,0 +1,121 @@
+// Log, traces, and the log's settings in the registry.
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "session.h"
+
+namespace sweep
+{
+
+namespace
+{
+
+constexpr std::initializer_list<int> log_refusals = {QV_ERR_SYSTEM, QV_ERR_WRITEFILE,
+                                                     QV_ERR_DISKFULL, QV_ERR_OPENFILE};
+
+// All that lies in the folder of the logs: read without the library, whose files may fail.
+std::string all_logs()
+{
+    std::string text;
+    std::error_code missing;
+    const std::string folder =
+        std::string(std::getenv("PLINTH_ROOT")) + "/ProgramData/Quorvane/Platform/Logfiles";
+    for (const auto& entry : std::filesystem::directory_iterator(folder, missing))
+    {
+        std::ostringstream content;
+        content << std::ifstream(entry.path(), std::ios::binary).rdbuf();
+        text += content.str();
+    }
+    return text;
+}
+
+class Records
+{
+public:
+    explicit Records(Session& session) : m_session(session) {}
+
+    // Logs a text of its own; one that is confirmed has to be found.
+    void log()
+    {
+        const std::string text = std::string(m_session.strict() ? "<strict " : "<swept ") +
+                                 std::to_string(++m_count) + ">";
+        if (m_session.ok("QV_Log", QV_Log(test::Wide(text + "\r\n")), log_refusals))
+            m_confirmed.push_back(text);
+    }
+
+    void find_all() const
+    {
+        const std::string logs = all_logs();
+        for (const std::string& each : m_confirmed)
+            m_session.holds("confirmed and lost: " + each, logs.find(each) != std::string::npos);
+    }
+
+private:
+    Session& m_session;
+    int m_count = 0;
+    std::vector<std::string> m_confirmed;
+};
+
+void trace(Session& session)
+{
+    DiagOutputExW_hlp("session.cpp", 12);
+    DiagOutputExW(L"|wndid:1| |stime| |thrid| |absdt| |adt00| |appnm| |srcid| %d traced", 7);
+    DiagOutputA("%s", "a narrow text");
+    DiagOutputW(L"%s", L"a wide text");
+    SetLastError(ERROR_FILE_NOT_FOUND);
+    TraceLastOsErr();
+    session.holds("the last error was lost", GetLastError() == ERROR_FILE_NOT_FOUND);
+    {
+        const CQvTraceExecutionTime measured(L"a block", 1);
+    }
+    if (session.strict())
+    {
+        const std::string logs = all_logs();
+        for (const char* const text : {" session.cpp : 12 7 traced", "a block took "})
+            session.holds(std::string("no record of") + text, logs.find(text) != std::string::npos);
+    }
+}
+
+} // namespace
+
+void log_part(Session& session)
+{
+    session.worked("EnableLog", CQvLogFile::EnableLog(true));
+    Records records(session);
+    records.log();
+    trace(session);
+
+    wchar_t stamp[32] = L"";
+    CQvLogFile::curr_time_string(stamp);
+    session.worked("curr_time_string", stamp[0] != 0);
+    session.worked("GetLogFilename", CQvLogFile::GetLogFilename() != nullptr);
+    session.worked("Detail", CQvLogFile::Detail());
+
+    session.ok("SetProperties", CQvLogFile::SetProperties(1, 30), {QV_ERR_SYSTEM});
+    records.log();
+    if (session.ok("LogPerSession", CQvLogFile::LogPerSession(false), {QV_ERR_SYSTEM}))
+        session.worked("IsPerSession off", !CQvLogFile::IsPerSession());
+    session.ok("CloseLog", CQvLogFile::CloseLog(), {});
+    records.log();
+    if (session.ok("LogPerSession", CQvLogFile::LogPerSession(true), {QV_ERR_SYSTEM}))
+        session.worked("IsPerSession", CQvLogFile::IsPerSession());
+    session.ok("ClearLog", CQvLogFile::ClearLog(), log_refusals);
+    records.log();
+    session.holds("EnableLog off", CQvLogFile::EnableLog(false) || !session.strict());
+    session.holds("it is off", QV_Log(L"nobody writes this\r\n") == QV_ERR_SYSTEM);
+    CQvLogFile::EnableLog(true);
+    records.log();
+
+    // A mebibyte of records makes a split.
+    CQvLogFile::SetMaxLogMessageLength(-1);
+    const test::Wide half(test::Wide(size_t{600'000}, L'.') + test::Wide("\r\n"));
+    for (int i = 0; i < 3; ++i)
+        session.ok("QV_Log", QV_Log(half), log_refusals);
+    CQvLogFile::SetMaxLogMessageLength(512);
+    records.log();
+    session.ok("OpenLog", CQvLogFile::OpenLog(true), {}); // by a program that is not there
+    records.find_all();
+}
+
+} // namespace sweep

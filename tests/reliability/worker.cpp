@@ -1,0 +1,192 @@
+// One run of the session with at most one fault: load the library, the session, the session once
+// more without a fault, unload.
+//
+//     plinth_fault_worker SECONDS none
+//     plinth_fault_worker SECONDS any NTH COUNT ERRNO           see PlinthTestFailAny
+//     plinth_fault_worker SECONDS fail NAME NTH COUNT ERROR     PlinthTestFail
+//     plinth_fault_worker SECONDS shorten NAME NTH COUNT BYTES  PlinthTestShorten
+//
+// It is run under plinth_test_launcher, by fault_sweep.py, and tells it in lines on its standard
+// output: "calls N" and "operation NAME COUNT" (in the run without a fault), "met NAME" (where the
+// fault came), "finding TEXT", "descriptor TARGET" and "file NAME" (what is open, and what lies in
+// the folder of the machine, at the end), "done". One that takes longer than the seconds ends by a
+// signal.
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <plinth_platform_test.h>
+
+// For the leak checker. Locks that are there from the start, made at their first use, are never
+// destroyed: each loading of the library leaves theirs behind. A thread that is ended from outside
+// never frees the records of its thread-local objects' destructors.
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions()
+{
+    return "leak:TakeMemory\nleak:__cxa_thread_atexit_impl\n";
+}
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+using RunSession = void (*)(const char* folder, bool strict, void (*finding)(const char* text));
+
+bool s_found = false;
+bool s_stays = false; // the fault: what can't be removed either may be left behind
+
+void finding(const char* text)
+{
+    s_found = true;
+    std::printf("finding %s\n", text);
+}
+
+void arm(char** plan)
+{
+    const std::string kind = plan[0];
+    const auto number = [plan](int at) { return static_cast<unsigned>(std::atoi(plan[at])); };
+    PlinthTestArm();
+    s_stays = kind == "any" && number(2) == 0;
+    if (kind == "any")
+        PlinthTestFailAny(number(1), number(2), std::atoi(plan[3]));
+    else if (kind == "fail")
+        PlinthTestFail(plan[1], number(2), number(3), std::atoi(plan[4]));
+    else if (kind == "shorten")
+        PlinthTestShorten(plan[1], number(2), number(3), number(4));
+}
+
+// The library with the session.
+class Loaded
+{
+public:
+    Loaded() : m_module(dlopen(PLINTH_SWEEP_SESSION, RTLD_NOW | RTLD_LOCAL))
+    {
+        if (m_module)
+            m_run = reinterpret_cast<RunSession>(dlsym(m_module, "sweep_session"));
+        if (!m_run)
+            finding(dlerror());
+    }
+    Loaded(const Loaded&) = delete;
+    Loaded& operator=(const Loaded&) = delete;
+    ~Loaded()
+    {
+        if (m_module && dlclose(m_module) != 0)
+            finding("the library can't be unloaded");
+    }
+
+    // In a thread of its own: what a thread keeps goes with it, so that the library can be
+    // unloaded.
+    void run(const std::string& name, bool strict)
+    {
+        const std::string folder = std::string(std::getenv("PLINTH_ROOT")) + "/session";
+        fs::create_directories(folder);
+        fs::current_path("/"); // a session whose calls fail may not find back
+        if (m_run)
+            std::thread(m_run, folder.c_str(), strict, finding).join();
+        if (strict || !s_stays)
+            tell_strays(folder, name);
+        fs::remove_all(folder);
+    }
+
+private:
+    // What the session has named itself may stay after a fault; what anybody else made may not.
+    static void tell_strays(const std::string& folder, const std::string& run)
+    {
+        static const char* const own[] = {"file",   "copy",   "moved",  "backup", "tree",
+                                          "moving", "copied", "module", "data",   "out"};
+        for (const auto& entry : fs::directory_iterator(folder))
+        {
+            const std::string name = entry.path().filename();
+            bool known = false;
+            for (const char* const each : own)
+                known |= name == each;
+            if (!known)
+                finding(("a file stayed after the " + run + ": " + name).c_str());
+        }
+    }
+
+    void* m_module;
+    RunSession m_run = nullptr;
+};
+
+void tell_operations()
+{
+    std::printf("calls %u\n", PlinthTestCalls(nullptr));
+    for (unsigned i = 0; const char* const name = PlinthTestOperation(i); ++i)
+        std::printf("operation %s %u\n", name, PlinthTestCalls(name));
+}
+
+void tell_leftovers()
+{
+    for (const auto& entry : fs::directory_iterator("/proc/self/fd"))
+    {
+        std::error_code gone; // that of the iteration
+        const std::string target = fs::read_symlink(entry, gone);
+        if (!gone)
+            std::printf("descriptor %s\n", target.c_str());
+    }
+    for (const std::string& folder :
+         {std::string(std::getenv("PLINTH_ROOT")), std::string(PlinthTestSharedFolder())})
+        if (std::error_code missing; fs::exists(folder, missing))
+            for (const auto& entry : fs::recursive_directory_iterator(folder))
+                std::printf("file %s\n", entry.path().c_str());
+}
+
+bool told_where()
+{
+    const char* const met = PlinthTestFaultMet();
+    if (met)
+        std::printf("met %s\n", met);
+    return met != nullptr;
+}
+
+void sweep(char** plan)
+{
+    arm(plan);
+    bool met;
+    {
+        Loaded library;
+        library.run("session", false);
+        met = told_where();
+        if (met)
+        {
+            PlinthTestReset();
+            library.run("second session", true);
+        }
+    }
+    if (met)
+        return;
+    // The fault comes as the library goes, or not at all.
+    told_where();
+    tell_operations();
+    PlinthTestReset();
+    Loaded again;
+    again.run("second session", true);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc < 3 || !std::getenv("PLINTH_TEST_ROOT"))
+    {
+        std::fprintf(stderr, "Run by fault_sweep.py, under plinth_test_launcher.\n");
+        return 2;
+    }
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+    // A program of the desktop that the library starts is not there, whatever the machine has.
+    setenv("PATH", "/nowhere", 1);
+    for (const char* const bus : {"DBUS_SYSTEM_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"})
+        setenv(bus, "unix:path=/nowhere", 1);
+    alarm(static_cast<unsigned>(std::atoi(argv[1])));
+    sweep(argv + 2);
+    tell_leftovers();
+    std::puts("done");
+    return s_found;
+}
