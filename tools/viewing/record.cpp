@@ -12,7 +12,8 @@ namespace
 
 constexpr std::string_view window_tag = "|wndid:";
 
-// Blanks of any kind, then digits with a sign, as far as they go; a number beyond 32 bits is the last that fits.
+// Blanks of any kind, then digits with a sign, as far as they go; a number beyond 32 bits is the
+// last that fits.
 int64_t leading_number(std::string_view text)
 {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));

@@ -111,7 +111,9 @@ TEST_F(WindowOnADisplay, TakesChangedAndRemovedRowsAndColumns)
 TEST_F(WindowOnADisplay, AWidthThatTheUserGaveStaysUntilTheProgramGivesAnother)
 {
     ListWindow window(L"Widths");
-    ASSERT_TRUE(eventually([] { return shown_view("Widths") != nullptr; }));
+    // With the program's first width; before, the user has none to change.
+    ASSERT_TRUE(eventually(
+        [] { return shown_view("Widths") && shown_view("Widths")->columnWidth(0) == 60; }));
     const auto width = [](int column)
     { return on_gui([=] { return shown_view("Widths")->columnWidth(column); }); };
     on_gui([] { shown_view("Widths")->setColumnWidth(0, 222); });
