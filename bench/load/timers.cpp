@@ -104,7 +104,7 @@ private:
     std::vector<unsigned> m_killed;
 };
 
-class DescriptorTimers : public Timers
+class DescriptorTimers final : public Timers
 {
 public:
     DescriptorTimers() : m_set(epoll_create1(EPOLL_CLOEXEC)), m_thread([this] { run(); }) {}

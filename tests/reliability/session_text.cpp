@@ -69,8 +69,10 @@ void memory_part(Session& session)
                {QV_ERR_SYSTEM});
     uint64_t committed = 0, limit = 0, overflow = 0;
     session.ok("QV_GetAllocLimit", QV_GetAllocLimit(&committed, &limit), {QV_ERR_SYSTEM});
-    session.worked("QV_CheckSingleDocumentSizeOverflow",
-                   !QV_CheckSingleDocumentSizeOverflow(1'000, &overflow, true));
+    // The limit is worked out once: with a fault just then it is 0 for the library's whole life.
+    if (limit != 0)
+        session.worked("QV_CheckSingleDocumentSizeOverflow",
+                       !QV_CheckSingleDocumentSizeOverflow(1'000, &overflow, true));
 }
 
 } // namespace sweep

@@ -19,8 +19,7 @@ constexpr const char* source_name = "src\\w32_system\\memory\\memory";
 constexpr double document_share = 0.75; // of a limit
 constexpr uint64_t least_default_page_file = 0x100000000;
 
-// Worked out at its first need and kept, unless the system could not tell the physical memory at
-// that moment. Two first callers may both do it, with the same result.
+// Worked out at its first need and kept. Two first callers may both do it, with the same result.
 std::atomic<uint64_t> s_allocLimit{0};
 std::atomic<unsigned char> s_allocLimitState{0}; // 0 not worked out yet, 1 valid
 
@@ -91,7 +90,7 @@ uint64_t AllocLimit()
         uint64_t physical = 0;
         QV_GetMemoryStatus(&physical, nullptr, nullptr, nullptr, nullptr, nullptr);
         s_allocLimit = MaxPageFile() + physical;
-        s_allocLimitState = physical != 0;
+        s_allocLimitState = 1;
     }
     return s_allocLimit;
 }

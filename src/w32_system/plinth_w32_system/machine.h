@@ -57,8 +57,7 @@ extern "C"
     // and the largest page file, from "PagingFiles" in the machine's registry under
     // "SYSTEM\CurrentControlSet\Control\Session Manager\Memory Management" (three times the
     // physical memory and at least 4 GiB where the system manages it; none without the key, as
-    // usual on Linux). The limit is worked out once, or again if the physical memory could not be
-    // told. QV_ERR_SYSTEM: *pCommitted is not written.
+    // usual on Linux). The limit is worked out once. QV_ERR_SYSTEM: *pCommitted is not written.
     QV_API int QV_GetAllocLimit(uint64_t* pCommitted, uint64_t* pLimit);
 
     // True if a document of so many bytes should not be opened as one piece: above half of physical

@@ -141,14 +141,6 @@ TEST_F(AllocLimit, FailsWithoutPerformanceFigures)
     PlinthTestReset();
 }
 
-TEST_F(AllocLimit, IsNotKeptWhenThePhysicalMemoryWasNotToBeHad)
-{
-    PlinthTestFail("GlobalMemoryStatusEx", 1, 1, ERROR_GEN_FAILURE);
-    EXPECT_EQ(limit_now(), 0u);
-    EXPECT_EQ(limit_now(), 2 * gib);
-    PlinthTestReset();
-}
-
 TEST_F(AllocLimit, DocumentsOfHalfThePhysicalMemoryPass)
 {
     set_paging_files("C:\\pagefile.sys 0 0");
