@@ -104,7 +104,7 @@ private:
     std::vector<unsigned> m_killed;
 };
 
-class DescriptorTimers : public Timers
+class DescriptorTimers final : public Timers
 {
 public:
     DescriptorTimers() : m_set(epoll_create1(EPOLL_CLOEXEC)), m_thread([this] { run(); }) {}
@@ -113,9 +113,9 @@ public:
     ~DescriptorTimers() override
     {
         m_end = true;
-        set(); // something to wake up for
+        DescriptorTimers::set(); // something to wake up for
         m_thread.join();
-        kill();
+        DescriptorTimers::kill();
         close(m_set);
     }
     void set() override
