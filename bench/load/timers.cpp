@@ -113,9 +113,9 @@ public:
     ~DescriptorTimers() override
     {
         m_end = true;
-        set(); // something to wake up for
+        DescriptorTimers::set(); // something to wake up for
         m_thread.join();
-        kill();
+        DescriptorTimers::kill();
         close(m_set);
     }
     void set() override
