@@ -213,14 +213,20 @@ bool path_below(std::string_view key, std::string_view root, std::string_view& p
     return !path.empty();
 }
 
-// A key exists with all the keys above it.
+// A key exists with all the keys above it: those of one that was there already are.
 RegKey& make_key(Hive& hive, std::string_view path)
 {
-    for (size_t end = path.find('\\'); end != std::string_view::npos;
-         end = path.find('\\', end + 1))
-        hive.try_emplace(fold_name(path.substr(0, end)),
-                         RegKey{std::string(path.substr(0, end)), {}});
-    return hive.try_emplace(fold_name(path), RegKey{std::string(path), {}}).first->second;
+    constexpr auto none = std::string_view::npos;
+    std::string folded = fold_name(path);
+    auto made = hive.try_emplace(folded, RegKey{std::string(path), {}});
+    RegKey& key = made.first->second;
+    for (size_t end = path.rfind('\\'); made.second && end != none; end = path.rfind('\\'))
+    {
+        path = path.substr(0, end);
+        folded.resize(folded.rfind('\\')); // folding keeps the separators
+        made = hive.try_emplace(folded, RegKey{std::string(path), {}});
+    }
+    return key;
 }
 
 void remove_key(Hive& hive, const std::string& folded)
