@@ -99,13 +99,13 @@ ChannelTurn::ChannelTurn(ChannelControl& control) : m_control(control)
     if (result == EBUSY && control.jammed.load(std::memory_order_relaxed) == 0)
     {
         // The holder gives up after its patience, so this wait is short; its own limit is for a
-        // holder that was stopped.
+        // holder that was stopped. The lock's clock is the wall clock.
         timespec until;
-        ::clock_gettime(CLOCK_MONOTONIC, &until);
+        ::clock_gettime(CLOCK_REALTIME, &until);
         until.tv_nsec += channel_patience();
         until.tv_sec += until.tv_nsec / 1'000'000'000;
         until.tv_nsec %= 1'000'000'000;
-        result = pthread_mutex_clocklock(&control.turn, CLOCK_MONOTONIC, &until);
+        result = pthread_mutex_timedlock(&control.turn, &until);
         if (result == ETIMEDOUT)
             control.jammed = 1;
     }
