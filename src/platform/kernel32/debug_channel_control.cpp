@@ -99,7 +99,8 @@ ChannelTurn::ChannelTurn(ChannelControl& control) : m_control(control)
     if (result == EBUSY && control.jammed.load(std::memory_order_relaxed) == 0)
     {
         // The holder gives up after its patience, so this wait is short; its own limit is for a
-        // holder that was stopped. The lock's clock is the wall clock.
+        // holder that was stopped. The lock's clock is the wall clock: ThreadSanitizer doesn't know
+        // the call with another one.
         timespec until;
         ::clock_gettime(CLOCK_REALTIME, &until);
         until.tv_nsec += channel_patience();

@@ -269,7 +269,10 @@ TEST(LogConcurrent, ProcessesKilledAtAnyMomentLoseNothingThatWasConfirmed)
         const auto left = static_cast<unsigned>(kills - totals.kills % kills);
         kill_and_read(std::min(left, kills_in_a_round), totals);
     } while (!HasFailure() && (totals.kills % kills != 0 || soak.goes_on()));
-    EXPECT_GT(totals.files, totals.rounds) << "no log was split";
+    // A MiB holds 3,700 records or so; writers that a sanitizer slows down may not come so far.
+    constexpr uint64_t more_than_a_file = 8'000;
+    if (totals.found > more_than_a_file * totals.rounds)
+        EXPECT_GT(totals.files, totals.rounds) << "no log was split";
     if (asked)
         std::printf("kills: %llu processes killed, %llu records confirmed, %llu found whole in "
                     "%zu files, %zu unconfirmed ones torn\n",
