@@ -272,7 +272,9 @@ TEST(LogConcurrent, ProcessesKilledAtAnyMomentLoseNothingThatWasConfirmed)
     // A MiB holds 3,700 records or so; writers that a sanitizer slows down may not come so far.
     constexpr uint64_t more_than_a_file = 8'000;
     if (totals.found > more_than_a_file * totals.rounds)
+    {
         EXPECT_GT(totals.files, totals.rounds) << "no log was split";
+    }
     if (asked)
         std::printf("kills: %llu processes killed, %llu records confirmed, %llu found whole in "
                     "%zu files, %zu unconfirmed ones torn\n",
