@@ -204,9 +204,11 @@ void kill_writers(unsigned kills, const std::string& page, Confirmed& confirmed)
                  started});
         const Writer writer = std::move(alive.front());
         alive.pop_front();
-        // One in four about where it splits the log, one in so many while it starts.
+        // One in four about where it splits the log, the first right behind that, and one in so
+        // many while it starts.
+        const uint32_t before_split = writer.number == 0 ? 0 : random() % 5;
         const uint32_t records = writer.number % 4 == 0
-                                     ? record_of_split(writer.number) - random() % 4
+                                     ? record_of_split(writer.number) + 1 - before_split
                                      : random() % most_records;
         const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (confirmed.of(writer.number) < records)
@@ -269,12 +271,7 @@ TEST(LogConcurrent, ProcessesKilledAtAnyMomentLoseNothingThatWasConfirmed)
         const auto left = static_cast<unsigned>(kills - totals.kills % kills);
         kill_and_read(std::min(left, kills_in_a_round), totals);
     } while (!HasFailure() && (totals.kills % kills != 0 || soak.goes_on()));
-    // A MiB holds 3,700 records or so; writers that a sanitizer slows down may not come so far.
-    constexpr uint64_t more_than_a_file = 8'000;
-    if (totals.found > more_than_a_file * totals.rounds)
-    {
-        EXPECT_GT(totals.files, totals.rounds) << "no log was split";
-    }
+    EXPECT_GT(totals.files, totals.rounds) << "no log was split";
     if (asked)
         std::printf("kills: %llu processes killed, %llu records confirmed, %llu found whole in "
                     "%zu files, %zu unconfirmed ones torn\n",
