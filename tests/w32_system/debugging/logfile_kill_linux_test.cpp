@@ -186,7 +186,8 @@ private:
 // Writers come and are killed, the oldest each time, in the midst of their records.
 void kill_writers(unsigned kills, const std::string& page, Confirmed& confirmed)
 {
-    std::mt19937 random(std::random_device{}());
+    std::mt19937 generator(std::random_device{}());
+    const auto random = [&] { return static_cast<uint32_t>(generator()); };
     struct Writer
     {
         std::unique_ptr<test::ChildProcess> process;
