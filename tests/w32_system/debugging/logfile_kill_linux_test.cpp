@@ -79,7 +79,7 @@ bool is_trace(unsigned number)
 // The record behind which a writer goes on in another file, or one close to it.
 unsigned record_of_split(unsigned writer)
 {
-    constexpr size_t limit = 1u << 20;
+    constexpr size_t limit = 2u << 20; // a file may exceed its one MiB by less than another
     size_t bytes = 0;
     unsigned number = 0;
     while (bytes < limit)
