@@ -34,6 +34,10 @@ if(TARGET plinth-trace-window)
   set_target_properties(plinth-trace-window PROPERTIES
     INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
   install(TARGETS plinth-trace-window RUNTIME COMPONENT desktop)
+  if(NOT WIN32)
+    install(FILES docs/man/plinth-trace-window.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+            COMPONENT desktop)
+  endif()
 endif()
 if(TARGET plinth-trace AND NOT WIN32)
   install(FILES docs/man/plinth-trace.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
