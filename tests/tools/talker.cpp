@@ -4,7 +4,7 @@
 //   trace:TEXT    one trace record
 //   log:TEXT      a line of the log
 //   split         the log goes on in a new file
-//   wait          waits for a line on standard input
+//   wait          waits for a line on standard input, or its end
 //   path          prints the path of the log file
 //   per-session   prints whether the log is per session
 #include <cstdio>
@@ -33,7 +33,7 @@ bool say(const std::string& what, const std::string& text)
     else if (what == "split")
         CQvLogFile::ClearLog();
     else if (what == "wait")
-        while (std::getchar() != '\n')
+        for (int c; (c = std::getchar()) != '\n' && c != EOF;)
         {
         }
     else if (what == "path")

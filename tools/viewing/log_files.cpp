@@ -127,8 +127,9 @@ size_t LogFile::read_at(uint64_t offset, char* buffer, size_t size) const
     return done;
 }
 
-// Asked anew each time: a file may have been empty when it was opened.
-bool LogFile::is_wide()
+// To be asked when the file is known to hold something: a file that was empty before may have its
+// mark now.
+bool LogFile::is_wide() const
 {
     char mark[2];
     return read_at(0, mark, sizeof mark) == 2 && mark[0] == '\xff' && mark[1] == '\xfe';
@@ -136,8 +137,14 @@ bool LogFile::is_wide()
 
 void LogFile::seek_last_lines(uint64_t lines)
 {
+    const uint64_t there = size();
+    if (there == 0)
+    {
+        m_offset = 0; // a program has just made it
+        return;
+    }
     const uint64_t unit = is_wide() ? 2 : 1;
-    const uint64_t end = size() / unit * unit;
+    const uint64_t end = there / unit * unit;
     std::vector<char> block(block_size);
     uint64_t block_start = end; // what the block holds
     size_t block_length = 0;
@@ -177,7 +184,6 @@ void LogFile::seek_last_lines(uint64_t lines)
 std::string LogFile::read()
 {
     std::vector<char> block(block_size);
-    const bool wide = is_wide();
     size_t length = read_at(m_offset, block.data(), block.size());
     if (length == 0 && size() < m_offset)
     {
@@ -185,10 +191,12 @@ std::string LogFile::read()
         m_restarted = true;
         length = read_at(m_offset, block.data(), block.size());
     }
-    if (!wide)
+    if (length == 0)
+        return {};
+    if (!is_wide())
     {
         // The two halves of a line end stay together, as below those of a character.
-        if (length > 0 && block[length - 1] == '\r')
+        if (block[length - 1] == '\r')
             --length;
         m_offset += length;
         std::string out;

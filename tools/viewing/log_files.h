@@ -61,7 +61,7 @@ public:
 private:
     size_t read_at(uint64_t offset, char* buffer, size_t size) const;
     uint64_t size() const;
-    bool is_wide();
+    bool is_wide() const;
 
     LogName m_name;
     HANDLE m_file;

@@ -77,6 +77,17 @@ TEST_F(Sources, AFileIsReadFromItsStartAndALogFileGoesOn)
     EXPECT_EQ(next(alone), "more");
 }
 
+// What a program has just made: it gets its mark and its first line after the viewer has looked.
+TEST_F(Sources, AFileThatWasStillEmptyIsReadFromItsStart)
+{
+    append("qvapp_2024-03-05.log", "");
+    LogFile file(find_logs(folder.string()).at(0));
+    file.seek_last_lines(20);
+    EXPECT_EQ(file.read(), "");
+    append("qvapp_2024-03-05.log", {"\xff\xfe\x61\0\r\0\n\0", 8});
+    EXPECT_EQ(file.read(), "a\r\n");
+}
+
 TEST_F(Sources, ARecordThatTheLogHasCutEndsWhereTheNextBegins)
 {
     append("qvapp_2024-03-05.log", "2024-03-05 14:07:33.006 *vtq* cut2024-03-05 14:07:33.007 *vtq* "
