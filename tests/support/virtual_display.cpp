@@ -6,7 +6,9 @@
 
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -43,6 +45,21 @@ void forget_displays()
     chmod(runtime.c_str(), 0700); // or its users complain
     setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
     setenv("NO_AT_BRIDGE", "1", 1); // no accessibility bus is started
+}
+
+bool answers(const std::string& socket_path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (socket_path.size() >= sizeof address.sun_path)
+        return false;
+    socket_path.copy(address.sun_path, socket_path.size());
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool connected =
+        fd >= 0 && connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    if (fd >= 0)
+        close(fd);
+    return connected;
 }
 
 std::string read_line(int from)
@@ -87,14 +104,14 @@ VirtualDisplay::VirtualDisplay()
 VirtualCompositor::VirtualCompositor()
 {
     forget_displays();
-    const std::string socket = std::string(std::getenv("XDG_RUNTIME_DIR")) + "/wayland-test";
+    const std::string path = std::string(std::getenv("XDG_RUNTIME_DIR")) + "/wayland-test";
     const pid_t server = fork();
     if (server == 0)
         run_server({"weston", "--backend=headless-backend.so", "--socket=wayland-test",
                     "--idle-time=0", "--no-config"});
     setenv("WAYLAND_DISPLAY", "wayland-test", 1);
-    // The socket is there before somebody answers at it, which doesn't matter to those who connect.
-    while (access(socket.c_str(), F_OK) != 0)
+    // The socket has its name before it takes connections.
+    while (!answers(path))
     {
         if (waitpid(server, nullptr, WNOHANG) != 0)
         {
