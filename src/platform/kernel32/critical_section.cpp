@@ -32,17 +32,17 @@ HANDLE self()
 }
 
 // True if this thread has the lock already.
-bool enter_again(CRITICAL_SECTION* section)
+bool enter_again(CRITICAL_SECTION* section, HANDLE thread)
 {
-    if (owner_of(section).load(std::memory_order_relaxed) != self())
+    if (owner_of(section).load(std::memory_order_relaxed) != thread)
         return false;
     ++section->RecursionCount;
     return true;
 }
 
-void take_over(CRITICAL_SECTION* section)
+void take_over(CRITICAL_SECTION* section, HANDLE thread)
 {
-    owner_of(section).store(self(), std::memory_order_relaxed);
+    owner_of(section).store(thread, std::memory_order_relaxed);
     section->RecursionCount = 1;
 }
 
@@ -81,20 +81,22 @@ extern "C" void DeleteCriticalSection(LPCRITICAL_SECTION section)
 
 extern "C" void EnterCriticalSection(LPCRITICAL_SECTION section)
 {
-    if (enter_again(section))
+    const HANDLE thread = self();
+    if (enter_again(section, thread))
         return;
     if (!try_lock(word_of(section)))
         lock_slowly(section);
-    take_over(section);
+    take_over(section, thread);
 }
 
 extern "C" BOOL TryEnterCriticalSection(LPCRITICAL_SECTION section)
 {
-    if (enter_again(section))
+    const HANDLE thread = self();
+    if (enter_again(section, thread))
         return TRUE;
     if (!try_lock(word_of(section)))
         return FALSE;
-    take_over(section);
+    take_over(section, thread);
     return TRUE;
 }
 

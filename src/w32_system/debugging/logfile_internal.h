@@ -38,6 +38,10 @@ inline bool QvIsLogEnabled()
     return std::atomic_ref(CQvLogFile::m_bLogEnabled).load(std::memory_order_relaxed);
 }
 
+// Writes the stamp that every record begins with, and gives its length; the buffer has
+// qv_stamp_limit characters. 0 and no change without a local time.
+size_t QvTimeStamp(wchar_t* buffer);
+
 // A date of the log's names.
 struct QvLogDate
 {

@@ -26,14 +26,15 @@ thread_local LastStamp t_last;
 
 } // namespace
 
-void CQvLogFile::curr_time_string(wchar_t* buffer)
+size_t QvTimeStamp(wchar_t* buffer)
 {
+    static constexpr wchar_t mark[] = L" *vtq* ";
     // Seconds and milliseconds of one reading: of two, the second could belong to the next second.
     struct __timeb64 now = {};
     _ftime64(&now);
     const struct tm* const local = _localtime64(&now.time);
     if (!local)
-        return;
+        return 0;
     if (t_last.time != now.time)
     {
         t_last.length = static_cast<size_t>(wsprintfW(
@@ -45,7 +46,13 @@ void CQvLogFile::curr_time_string(wchar_t* buffer)
     wchar_t* at = buffer + t_last.length;
     for (unsigned place = 100; place != 0; place /= 10)
         *at++ = static_cast<wchar_t>(L'0' + now.millitm / place % 10);
-    wcscpy(at, L" *vtq* ");
+    std::memcpy(at, mark, sizeof mark);
+    return static_cast<size_t>(at - buffer) + sizeof mark / sizeof *mark - 1;
+}
+
+void CQvLogFile::curr_time_string(wchar_t* buffer)
+{
+    QvTimeStamp(buffer);
 }
 
 bool QvLogToday(QvLogDate& today)

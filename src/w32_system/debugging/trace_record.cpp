@@ -3,6 +3,7 @@
 // the record then says so. The buffers are never cleared: each record ends where it ends.
 #include "trace_record.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +16,7 @@
 #include <tchar.h>
 
 #include "frame.h"
+#include "logfile_internal.h"
 #include "trace_location.h"
 #include "trace_lock.h"
 
@@ -63,46 +65,28 @@ private:
     alignas(Map) static inline unsigned char s_storage[sizeof(Map)];
 };
 
+// A tag has no terminator within, so the first difference comes no later than the text's end.
 bool StartsWith(const wchar_t* text, const wchar_t (&tag)[tag_length + 1])
 {
-    return wcsncmp(text, tag, tag_length) == 0;
+    size_t i = 0;
+    while (i < tag_length && text[i] == tag[i])
+        ++i;
+    return i == tag_length;
 }
 
-// Two decimals, rounded as the runtime's "%#.2f" does. Its own way for the intervals that occur is
-// several times faster; where a product of 100 lies so near to a half that rounding could go the
-// other way, and for what is large or not a number, the runtime decides.
-void FormatInterval(wchar_t (&text)[400], double milliseconds)
+// Up to 24 digits and signs, the last one first: they come in this order, and are never many.
+struct Backwards
 {
-    constexpr double largest = 8e7; // ms; the product's error stays far below the margin
-    constexpr double margin = 1e-5;
-    const double hundredths = std::fabs(milliseconds) * 100.0;
-    const double whole = std::floor(hundredths);
-    const double rest = hundredths - whole;
-    if (!(std::fabs(milliseconds) < largest) || std::fabs(rest - 0.5) < margin)
+    void Digits(uint64_t number, int atLeast)
     {
-        _snwprintf(text, 400, L"%#.2f", milliseconds);
-        text[399] = L'\0';
-        return;
+        for (; number != 0 || atLeast > 0; number /= 10, --atLeast)
+            Add(static_cast<wchar_t>(L'0' + number % 10));
     }
-    uint64_t number = static_cast<uint64_t>(whole) + (rest > 0.5 ? 1 : 0);
-    wchar_t digits[24];
-    size_t count = 0;
-    while (count < 3 || number != 0)
-    {
-        digits[count++] = static_cast<wchar_t>(L'0' + number % 10);
-        number /= 10;
-        if (count == 2)
-            digits[count++] = L'.';
-    }
-    if (digits[count - 1] == L'.')
-        digits[count++] = L'0';
-    wchar_t* at = text;
-    if (std::signbit(milliseconds))
-        *at++ = L'-';
-    while (count)
-        *at++ = digits[--count];
-    *at = L'\0';
-}
+    void Add(wchar_t c) { text[length++] = c; }
+
+    wchar_t text[24];
+    size_t length = 0;
+};
 
 } // namespace
 
@@ -136,9 +120,7 @@ const wchar_t* QvTraceRecord::Build(double now, const wchar_t* format, va_list a
     const int length = _vsnwprintf(m_text, text_limit, format, arguments);
     if (length < 0 || static_cast<size_t>(length) >= text_limit)
         m_text[text_limit] = L'\0';
-    m_record[0] = L'\0'; // without a local time the stamp stays empty
-    CQvLogFile::curr_time_string(m_record);
-    m_position = wcslen(m_record);
+    m_position = QvTimeStamp(m_record); // without a local time there is none
     m_windowId = 0;
     ReplaceTags();
     End();
@@ -151,42 +133,77 @@ void QvTraceRecord::Finish()
     WindowTimes::Set(m_windowId, m_now);
 }
 
-void QvTraceRecord::Put(wchar_t c)
+void QvTraceRecord::Put(const wchar_t* text, size_t length)
 {
-    if (m_position < record_limit)
-        m_record[m_position++] = c;
+    const size_t fitting = std::min(length, record_limit - m_position);
+    std::memcpy(m_record + m_position, text, fitting * sizeof *text);
+    m_position += fitting;
 }
 
 void QvTraceRecord::Put(const wchar_t* text)
 {
-    while (*text)
-        Put(*text++);
+    Put(text, wcslen(text));
+}
+
+// One character after the other: a copy of the whole would have to wait for the single stores
+// before it.
+void QvTraceRecord::PutBackwards(const wchar_t* text, size_t length)
+{
+    while (length != 0 && m_position < record_limit)
+        m_record[m_position++] = text[--length];
 }
 
 void QvTraceRecord::PutNumber(int number)
 {
-    wchar_t digits[16];
-    Put(_itow(number, digits, 10));
+    Backwards text;
+    text.Digits(static_cast<uint64_t>(std::abs(int64_t{number})), 1);
+    if (number < 0)
+        text.Add(L'-');
+    PutBackwards(text.text, text.length);
 }
 
+// Two decimals, rounded as the runtime's "%#.2f" does. Its own way for the intervals that occur is
+// several times faster; where a product of 100 lies so near to a half that rounding could go the
+// other way, and for what is large or not a number, the runtime decides.
 void QvTraceRecord::PutInterval(double milliseconds)
 {
-    wchar_t text[400];
-    FormatInterval(text, milliseconds);
-    Put(text);
+    constexpr double largest = 8e7; // ms; the product's error stays far below the margin
+    constexpr double margin = 1e-5;
+    const double size = std::fabs(milliseconds);
+    const double hundredths = size * 100.0;
+    const uint64_t whole = size < largest ? static_cast<uint64_t>(hundredths) : 0;
+    const double rest = hundredths - static_cast<double>(whole);
+    if (!(size < largest) || std::fabs(rest - 0.5) < margin)
+    {
+        wchar_t text[400];
+        _snwprintf(text, 400, L"%#.2f", milliseconds);
+        text[399] = L'\0';
+        Put(text);
+        return;
+    }
+    const uint64_t number = whole + (rest > 0.5 ? 1 : 0);
+    Backwards text;
+    text.Digits(number % 100, 2);
+    text.Add(L'.');
+    text.Digits(number / 100, 1);
+    if (std::signbit(milliseconds))
+        text.Add(L'-');
+    PutBackwards(text.text, text.length);
 }
 
 void QvTraceRecord::ReplaceTags()
 {
     for (const wchar_t* at = m_text; *at;)
     {
-        if (*at == L'|')
-            if (const size_t taken = ReplaceTag(at))
-            {
-                at += taken;
-                continue;
-            }
-        Put(*at++);
+        const size_t tag = *at == L'|' ? ReplaceTag(at) : 0;
+        at += tag;
+        if (tag != 0)
+            continue;
+        // Up to what may be the next tag.
+        const wchar_t* const run = at++;
+        while (*at && *at != L'|')
+            ++at;
+        Put(run, static_cast<size_t>(at - run));
     }
 }
 
@@ -201,12 +218,11 @@ size_t QvTraceRecord::ReplaceTag(const wchar_t* text)
     {
         // The tag stays in the text.
         TakeWindowId(text + tag_length);
-        Put(L'|');
-        return 1;
+        return 0;
     }
     else if (StartsWith(text, L"|absdt|"))
         PutInterval(m_now - m_lastRecordTime);
-    else if (wcsncmp(text, L"|adt", 4) == 0)
+    else if (text[1] == L'a' && text[2] == L'd' && text[3] == L't')
         return PutStopwatch(text);
     else if (StartsWith(text, L"|wnddt|"))
     {

@@ -24,8 +24,9 @@ private:
     static constexpr size_t app_name_limit = 1024;
 
     void Start(double now);
-    void Put(wchar_t c);
+    void Put(const wchar_t* text, size_t length);
     void Put(const wchar_t* text);
+    void PutBackwards(const wchar_t* text, size_t length);
     void PutNumber(int number);
     void PutInterval(double milliseconds);
     void ReplaceTags();
