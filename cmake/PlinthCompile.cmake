@@ -19,6 +19,8 @@ target_compile_options(plinth_private INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor
   # The system's structures have nameless parts within nameless parts.
   $<$<CXX_COMPILER_ID:Clang>:-Wno-nested-anon-types>
+  # Calls between the libraries go through a pointer and not by way of a stub that reads it.
+  $<$<PLATFORM_ID:Linux>:-fno-plt>
   $<$<BOOL:${PLINTH_WARNINGS_AS_ERRORS}>:-Werror>)
 if(PLINTH_SANITIZE)
   # Instrumented code hides from GCC that a value is set (std::regex in <regex> is one case).
