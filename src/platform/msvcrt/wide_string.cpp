@@ -42,10 +42,7 @@ extern "C"
 
     size_t plinth_crt_wcsnlen(const wchar_t* text, size_t limit)
     {
-        size_t length = 0;
-        while (length < limit && text[length])
-            ++length;
-        return length;
+        return platform::wide_length_within(text, limit);
     }
 
     wchar_t* plinth_crt_wcscpy(wchar_t* to, const wchar_t* from)

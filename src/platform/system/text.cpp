@@ -178,14 +178,6 @@ constexpr CaseBlock case_blocks[] = {
 
 } // namespace
 
-size_t wide_length(const wchar_t* text)
-{
-    const wchar_t* end = text;
-    while (*end)
-        ++end;
-    return static_cast<size_t>(end - text);
-}
-
 size_t utf8_from_wide(const wchar_t* text, size_t length, char* to, size_t capacity,
                       size_t* written)
 {

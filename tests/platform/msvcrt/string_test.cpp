@@ -1,4 +1,8 @@
 // The 16-bit string functions, and what of them differs from the obvious.
+#include <algorithm>
+
+#include <sys/mman.h>
+
 #include <gtest/gtest.h>
 
 #include <tchar.h>
@@ -22,6 +26,31 @@ TEST(WideString, CopiesAndJoinsWithinTheCount)
     EXPECT_EQ(utf8(wcscat(buffer, L"z")), "xy12z");
     EXPECT_EQ(utf8(wcscpy(buffer, L"")), "");
     EXPECT_EQ(wcsnlen(L"abcdef", 4), 4u);
+}
+
+// At every place before the end of readable memory, with and without a terminator there.
+TEST(WideString, LengthReadsNothingBeyondThePage)
+{
+    const size_t page = 4096;
+    void* const pages =
+        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(pages, MAP_FAILED);
+    ASSERT_EQ(mprotect(static_cast<char*>(pages) + page, page, PROT_NONE), 0);
+    auto* const end = reinterpret_cast<wchar_t*>(static_cast<char*>(pages) + page);
+    std::fill(static_cast<wchar_t*>(pages), end, L'x');
+    for (size_t length = 0; length < 40; ++length)
+    {
+        EXPECT_EQ(wcsnlen(end - length, length), length);
+        EXPECT_EQ(wcsnlen(end - length - 1, length), length);
+        end[-1] = L'\0';
+        EXPECT_EQ(wcslen(end - length - 1), length);
+        EXPECT_EQ(wcsnlen(end - length - 1, length + 9), length);
+        end[-1] = L'\x100'; // a low byte of zero is no end
+        end[-2 - static_cast<ptrdiff_t>(length)] = L'\0';
+        EXPECT_EQ(wcsnlen(end - length - 1, length + 1), length + 1) << "what stands before it";
+        end[-2 - static_cast<ptrdiff_t>(length)] = end[-1] = L'x';
+    }
+    munmap(pages, 2 * page);
 }
 
 TEST(WideString, FillStopsAtTheTerminator)
