@@ -25,6 +25,7 @@ inline constexpr Row rows[] = {
     {"DiagOutputExW, 3 tags, to the log", "trace/log", "trace/write", "write(2) of the record",
      2.0},
     {"  the same", "trace/log", "trace/spdlog", "spdlog, flushed file sink", 1.0},
+    {"  the same", "trace/log", "trace/nowhere and write", "no destination, then write(2)", 0},
     {"DiagOutputExW to a capture, other process", "channel/record", "channel/pingpong",
      "futex ping-pong", 1.0},
     {"  the same from 1 process, to its end", "channel/1 writer", "channel/pingpong",

@@ -45,17 +45,50 @@ void to_nowhere(benchmark::State& state)
 }
 BENCHMARK(to_nowhere)->Name("trace/nowhere");
 
+class PeerFile
+{
+public:
+    PeerFile()
+        : m_file(open((bench::folder() + "/trace-peer").c_str(),
+                      O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644))
+    {
+    }
+    PeerFile(const PeerFile&) = delete;
+    PeerFile& operator=(const PeerFile&) = delete;
+    ~PeerFile() { close(m_file); }
+    void write_record(benchmark::State& state)
+    {
+        if (write(m_file, m_bytes.data(), m_bytes.size()) != static_cast<ssize_t>(record_length))
+            state.SkipWithError("write failed");
+    }
+
+private:
+    const std::string m_bytes = std::string(record_length, 'm');
+    const int m_file;
+};
+
 void bare_write(benchmark::State& state)
 {
-    const int file = open((bench::folder() + "/trace-peer").c_str(),
-                          O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-    const std::string bytes(record_length, 'm');
+    PeerFile file;
     for (auto _ : state)
-        if (write(file, bytes.data(), bytes.size()) != static_cast<ssize_t>(record_length))
-            state.SkipWithError("write failed");
-    close(file);
+        file.write_record(state);
 }
 BENCHMARK(bare_write)->Name("trace/write");
+
+// What a record to the log would cost if all that comes behind its formatting were one system call.
+void to_nowhere_and_write(benchmark::State& state)
+{
+    PeerFile file;
+    const unsigned former = QV_SetTraceOptions(QV_DIAG_MSGBOX);
+    int number = 0;
+    for (auto _ : state)
+    {
+        record(++number & 1023);
+        file.write_record(state);
+    }
+    QV_SetTraceOptions(former);
+}
+BENCHMARK(to_nowhere_and_write)->Name("trace/nowhere and write");
 
 void other_logger(benchmark::State& state)
 {

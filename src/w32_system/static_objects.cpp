@@ -3,7 +3,6 @@
 
 #include "debugging/debug_framework.h"
 #include "debugging/symbol_engine.h"
-#include "debugging/trace_location.h"
 #include "debugging/trace_lock.h"
 #include "file/async_dispatcher.h"
 #include "file/async_io.h"
@@ -26,16 +25,8 @@ struct TimerMapTag;
 
 struct TraceLock
 {
-    TraceLock()
-    {
-        InitializeCriticalSection(&s_traceLock);
-        QvInitializeLocationLock();
-    }
-    ~TraceLock()
-    {
-        QvDeleteLocationLock();
-        DeleteCriticalSection(&s_traceLock);
-    }
+    TraceLock() { InitializeCriticalSection(&s_traceLock); }
+    ~TraceLock() { DeleteCriticalSection(&s_traceLock); }
 };
 struct TraceLockTag;
 

@@ -368,9 +368,7 @@ extern "C" void OutputDebugStringW(LPCWSTR text)
     char bytes[text_limit];
     size_t length = 0;
     // A character has one byte at least, so more characters than the limit can't matter.
-    size_t units = 0;
-    while (units < text_limit && text[units])
-        ++units;
+    const size_t units = wide_length_within(text, text_limit);
     utf8_from_wide(text, units, bytes, text_limit - 1, &length);
     put_out(bytes, length);
 }

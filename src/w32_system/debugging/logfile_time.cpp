@@ -32,20 +32,22 @@ size_t QvTimeStamp(wchar_t* buffer)
     // Seconds and milliseconds of one reading: of two, the second could belong to the next second.
     struct __timeb64 now = {};
     _ftime64(&now);
-    const struct tm* const local = _localtime64(&now.time);
-    if (!local)
-        return 0;
-    if (t_last.time != now.time)
+    LastStamp& last = t_last;
+    if (last.time != now.time)
     {
-        t_last.length = static_cast<size_t>(wsprintfW(
-            t_last.text, L"%4i-%02i-%02i %02i:%02i:%02i.", local->tm_year + 1900, local->tm_mon + 1,
+        const struct tm* const local = _localtime64(&now.time);
+        if (!local)
+            return 0;
+        last.length = static_cast<size_t>(wsprintfW(
+            last.text, L"%4i-%02i-%02i %02i:%02i:%02i.", local->tm_year + 1900, local->tm_mon + 1,
             local->tm_mday, local->tm_hour, local->tm_min, local->tm_sec));
-        t_last.time = now.time;
+        last.time = now.time;
     }
-    std::memcpy(buffer, t_last.text, t_last.length * sizeof *buffer);
-    wchar_t* at = buffer + t_last.length;
-    for (unsigned place = 100; place != 0; place /= 10)
-        *at++ = static_cast<wchar_t>(L'0' + now.millitm / place % 10);
+    std::memcpy(buffer, last.text, last.length * sizeof *buffer);
+    wchar_t* at = buffer + last.length;
+    *at++ = static_cast<wchar_t>(L'0' + now.millitm / 100 % 10);
+    *at++ = static_cast<wchar_t>(L'0' + now.millitm / 10 % 10);
+    *at++ = static_cast<wchar_t>(L'0' + now.millitm % 10);
     std::memcpy(at, mark, sizeof mark);
     return static_cast<size_t>(at - buffer) + sizeof mark / sizeof *mark - 1;
 }

@@ -13,7 +13,3 @@ inline constexpr size_t qv_location_limit =
 // A copy of the location, taken in one piece. The file is widened; its buffer has qv_location_limit
 // characters. Empty text and -1 before the first location.
 void QvTraceLocation(wchar_t* file, int32_t& line);
-
-// Built and torn down with the trace lock.
-void QvInitializeLocationLock();
-void QvDeleteLocationLock();

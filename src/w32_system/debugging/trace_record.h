@@ -28,6 +28,7 @@ private:
     void Put(const wchar_t* text);
     void PutBackwards(const wchar_t* text, size_t length);
     void PutNumber(int number);
+    void PutThreadId();
     void PutInterval(double milliseconds);
     void ReplaceTags();
     // Replaces the tag at the start of the text and gives the characters that it takes up, 0 if
@@ -43,6 +44,9 @@ private:
     double m_lastRecordTime = 0.0;
     double m_tagTimes[stopwatch_count] = {};
     int32_t m_windowId = 0;
+    uint32_t m_threadId = 0;       // whose digits are kept
+    size_t m_threadDigitCount = 0; // 0: none are
+    wchar_t m_threadDigits[16] = {};
     size_t m_position = 0; // of the next character of the record
     wchar_t m_appName[app_name_limit] = {};
     wchar_t m_text[text_limit + room_behind] = {};

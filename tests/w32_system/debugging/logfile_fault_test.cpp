@@ -65,6 +65,7 @@ TEST_F(LogFaults, WithoutAFileOrALocalTimeThereIsNoLogUntilThereIs)
     EXPECT_EQ(CQvLogFile::ClearLog(), QV_ERR_SYSTEM);
     PlinthTestReset();
     PlinthTestFail("_localtime64", 1, 0, EINVAL);
+    PlinthTestShiftWallClock(2'000); // a second whose stamp no thread can know
     EXPECT_EQ(QV_Log(L"x"), QV_ERR_SYSTEM);
     wchar_t stamp[31] = L"as it was";
     CQvLogFile::curr_time_string(stamp);
