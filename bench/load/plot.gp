@@ -20,7 +20,7 @@ set multiplot layout 3,2 margins 0.07,0.98,0.06,0.96 spacing 0.08,0.09
 set title 'Threads that trace at once: ns a record'
 set xtics (1, 2, 4, 8, 16)
 set xrange [1:16]
-set yrange [100:20000]
+set yrange [50:20000]
 plot folder.'threads.csv' using 'threads':'log_ns' title 'to the log' ls 1, \
      '' using 'threads':'spdlog_ns' title 'spdlog' ls 3, \
      '' using 'threads':'write_ns' title 'write(2)' ls 2, \
