@@ -2,7 +2,9 @@
 //
 // With SSE2 eight characters are looked at together. What is read lies in the same aligned 16 bytes
 // as a character of the text, so it never reaches into another page; a sanitizer would object to
-// the bytes before and behind the text, and gets the plain loop. For 100 characters 25 ns became 5.
+// the bytes before and behind the text, and gets the plain loop. Together with the log's way of
+// taking the low bytes it brought QV_Log from 74 to 55 ns above its bare write (log/QV_Log of the
+// benchmarks, 100 characters).
 #include <algorithm>
 #include <cstdint>
 

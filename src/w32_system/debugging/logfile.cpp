@@ -34,7 +34,8 @@ int MessageLimit(const wchar_t* message)
 }
 
 // Keeps the low byte of each character. In blocks of a fixed size, which the compiler turns into
-// few instructions: 25 ns for 100 characters, one at a time with their end looked for, became 12.
+// few instructions: with the end known beforehand, QV_Log of 100 characters costs 55 ns above its
+// bare write, and was 74 with one character at a time (log/QV_Log of the benchmarks).
 void TakeLowBytes(char* bytes, const wchar_t* text, size_t length)
 {
     constexpr size_t block_size = 16;

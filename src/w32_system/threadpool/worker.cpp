@@ -17,7 +17,7 @@ constexpr uint32_t timeouts[] = {60000, 30000, 15000, 5000}; // ms
 
 // The caller that has made this thread holds the lock until it has come out of its wait, 5 to 40
 // microseconds from now. A thread with a short first call that went to sleep over it would have to
-// be woken up by that caller, at a fifth of what the whole call costs. False if it takes longer.
+// be woken up by that caller, at a sixth of what the whole call costs. False if it takes longer.
 bool TakeSoon(pthread_mutex_t& mutex)
 {
     constexpr double limit = 0.1;        // ms
