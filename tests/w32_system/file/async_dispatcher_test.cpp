@@ -113,7 +113,7 @@ TEST_F(AsyncDispatcher, AtTheLimitTransfersTakeTurnsBlockByBlock)
 TEST_F(AsyncDispatcher, BeyondTheLimitTheShortestQueueGetsIt)
 {
     start(2);
-    Read first(*this, "first", 3, true), second(*this, "second", 3, true);
+    Read first(*this, "first", 10, true), second(*this, "second", 10, true);
     Read third(*this, "third", 3, false), fourth(*this, "fourth", 3, false);
     ASSERT_EQ(first.submit_to(*dispatcher), QV_OK);
     first.calls.wait_for_count(1);
@@ -123,26 +123,27 @@ TEST_F(AsyncDispatcher, BeyondTheLimitTheShortestQueueGetsIt)
     submitter.join();
     second.calls.wait_for_count(1);
     first.calls.wait_for_count(2);
-    EXPECT_NE(first.calls.thread(), second.calls.thread()) << "below the limit: a new worker";
-    // Both have one transfer; the third makes one of them the longer, the fourth goes to the other.
-    submitter = until_it_waits(
-        [&]
-        {
-            EXPECT_EQ(third.submit_to(*dispatcher), QV_OK);
-            EXPECT_EQ(fourth.submit_to(*dispatcher), QV_OK);
-        });
+    const std::thread::id one = first.calls.thread(), other = second.calls.thread();
+    EXPECT_NE(one, other) << "below the limit: a new worker";
+    // Each worker is in a callback when a submission comes, and has one more step when that has
+    // seen both queues: it waits in between, as it is wanted. So the queues hold still meanwhile.
+    submitter = until_it_waits([&] { EXPECT_EQ(third.submit_to(*dispatcher), QV_OK); });
     first.calls.step();
     second.calls.step();
+    submitter.join();
     first.calls.wait_for_count(3);
-    // From here on steps run as they like.
+    second.calls.wait_for_count(2);
+    // One of them has two transfers now.
+    submitter = until_it_waits([&] { EXPECT_EQ(fourth.submit_to(*dispatcher), QV_OK); });
     first.calls.let_go();
     second.calls.let_go();
     submitter.join();
     for (Read* const read : {&first, &second, &third, &fourth})
-        read->calls.wait();
-    for (Read* const read : {&third, &fourth})
-        EXPECT_TRUE(read->calls.thread() == first.calls.thread() ||
-                    read->calls.thread() == second.calls.thread());
+    {
+        EXPECT_EQ(read->calls.wait().back().status, QV_OK);
+        EXPECT_TRUE(read->calls.thread() == one || read->calls.thread() == other);
+    }
+    EXPECT_NE(third.calls.thread(), fourth.calls.thread()) << "at the limit: the shorter queue";
     EXPECT_TRUE(dispatcher->Stop(-1, true));
 }
 
