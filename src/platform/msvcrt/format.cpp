@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "format_float.h"
@@ -368,10 +369,10 @@ template <class Char> void put_float(Sink<Char>& sink, const Conversion& how, Ar
 template <class Unit> size_t bounded_length(const Unit* text, int precision)
 {
     const size_t limit = precision < 0 ? SIZE_MAX : static_cast<size_t>(precision);
-    size_t length = 0;
-    while (length < limit && text[length])
-        ++length;
-    return length;
+    if constexpr (sizeof(Unit) == sizeof(wchar_t))
+        return wide_length_within(text, limit);
+    else
+        return precision < 0 ? std::strlen(text) : strnlen(text, limit);
 }
 
 template <class Char>
