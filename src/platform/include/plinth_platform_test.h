@@ -53,7 +53,8 @@ extern "C"
     // Adds milliseconds to the wall clock (system and local time, file times of new files not).
     PLINTH_PLATFORM_API void PlinthTestShiftWallClock(int64_t milliseconds);
 
-    // Makes the 32-bit millisecond tick (timeGetTime) start at the value and run on from there.
+    // Holds the 32-bit millisecond tick (timeGetTime) at the value, so that differences of it are
+    // what a test has set and not what the machine took.
     PLINTH_PLATFORM_API void PlinthTestSetTick(uint32_t tick);
 
     // What a text of the debug string channel may cost its writer in this process; 0: the usual

@@ -1,4 +1,4 @@
-// The clocks and their shifts. Each shift is one word, 0 unless a test has set it.
+// The clocks and what tests do to them, each one word.
 #include "clock.h"
 
 #include <atomic>
@@ -13,7 +13,7 @@ namespace
 {
 
 std::atomic<int64_t> g_wall_shift_ms{0};
-std::atomic<uint32_t> g_tick_shift{0};
+std::atomic<int64_t> g_held_tick{-1}; // -1: the tick runs
 
 } // namespace
 
@@ -56,8 +56,8 @@ void ask_for_fine_timers()
 
 uint32_t millisecond_tick()
 {
-    return static_cast<uint32_t>(monotonic_ns() / 1'000'000) +
-           g_tick_shift.load(std::memory_order_relaxed);
+    const int64_t held = g_held_tick.load(std::memory_order_relaxed);
+    return static_cast<uint32_t>(held < 0 ? monotonic_ns() / 1'000'000 : held);
 }
 
 void shift_wall_clock(int64_t milliseconds)
@@ -65,15 +65,15 @@ void shift_wall_clock(int64_t milliseconds)
     g_wall_shift_ms = milliseconds;
 }
 
-void set_millisecond_tick(uint32_t tick)
+void hold_millisecond_tick(uint32_t tick)
 {
-    g_tick_shift = tick - static_cast<uint32_t>(monotonic_ns() / 1'000'000);
+    g_held_tick = tick;
 }
 
 void reset_clock_shifts()
 {
     g_wall_shift_ms = 0;
-    g_tick_shift = 0;
+    g_held_tick = -1;
 }
 
 } // namespace platform

@@ -17,7 +17,7 @@ int64_t monotonic_ns();
 // thread asks otherwise.
 void ask_for_fine_timers();
 
-// The 32-bit millisecond tick of timeGetTime: the monotonic clock, or what a test has set.
+// The 32-bit millisecond tick of timeGetTime: the monotonic clock, or where a test holds it.
 uint32_t millisecond_tick();
 
 } // namespace platform

@@ -7,7 +7,7 @@ namespace platform
 {
 
 void shift_wall_clock(int64_t milliseconds);
-void set_millisecond_tick(uint32_t tick);
+void hold_millisecond_tick(uint32_t tick);
 void reset_clock_shifts();
 
 } // namespace platform

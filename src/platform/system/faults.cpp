@@ -152,7 +152,7 @@ extern "C" void PlinthTestShiftWallClock(int64_t milliseconds)
 
 extern "C" void PlinthTestSetTick(uint32_t tick)
 {
-    set_millisecond_tick(tick);
+    hold_millisecond_tick(tick);
 }
 
 extern "C" const char* PlinthTestSharedFolder(void)
