@@ -58,16 +58,14 @@ public:
     }
 
     // False if not all of the range is in the file, or it can't be read.
-    bool Copy(uint64_t offset, uint32_t size, void* to) const
+    bool Copy(uint64_t offset, uint32_t size, void* to)
     {
-        auto high = static_cast<LONG>(QvHigh(offset));
+        if (!Holds(offset, size) || (offset != m_position && !Seek(offset)))
+            return false;
         DWORD done = 0;
-        SetLastError(ERROR_SUCCESS);
-        return Holds(offset, size) &&
-               (SetFilePointer(m_file, static_cast<LONG>(QvLow(offset)), &high, FILE_BEGIN) !=
-                    INVALID_SET_FILE_POINTER ||
-                GetLastError() == ERROR_SUCCESS) &&
-               ReadFile(m_file, to, size, &done, nullptr) && done == size;
+        const bool good = ReadFile(m_file, to, size, &done, nullptr) && done == size;
+        m_position = good ? offset + size : unknown;
+        return good;
     }
 
     // At most a window of bytes; null as above.
@@ -97,10 +95,21 @@ public:
 
 private:
     static constexpr uint32_t window_size = 4096; // the headers of most files
+    static constexpr uint64_t unknown = UINT64_MAX;
+
+    bool Seek(uint64_t offset)
+    {
+        auto high = static_cast<LONG>(QvHigh(offset));
+        SetLastError(ERROR_SUCCESS);
+        return SetFilePointer(m_file, static_cast<LONG>(QvLow(offset)), &high, FILE_BEGIN) !=
+                   INVALID_SET_FILE_POINTER ||
+               GetLastError() == ERROR_SUCCESS;
+    }
 
     HANDLE m_file = INVALID_HANDLE_VALUE;
     uint64_t m_size = 0;
-    uint64_t m_start = 0; // of the window
+    uint64_t m_position = 0; // of the handle: where it stands needs no seek
+    uint64_t m_start = 0;    // of the window
     uint32_t m_filled = 0;
     BYTE m_window[window_size];
 };
@@ -114,8 +123,10 @@ struct Table
 
 bool FindTable(ModuleFile& file, Table& table)
 {
+    if (file.Read<uint16_t>(0) != file_signature) // first: the window then holds the rest as well
+        return false;
     const auto header = file.Read<int32_t>(60);
-    if (file.Read<uint16_t>(0) != file_signature || header < 0)
+    if (header < 0)
         return false;
     const uint64_t start = static_cast<uint32_t>(header);
     if (!file.Holds(start, header_size) || file.Read<uint32_t>(start) != header_signature)
