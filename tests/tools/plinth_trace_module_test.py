@@ -155,6 +155,16 @@ class Changing(Module):
                 self.assertIn((section, address), [each[:2] for each in after.sections])
             self.assertEqual([each[0] for each in after.sections].count(".rsrc"), 1)
 
+    def test_a_large_overlay_of_odd_size_stays_and_is_summed_up(self):
+        path = self.copied("module64.dll")
+        with open(path, "ab") as file:
+            file.write(bytes(range(253)) * 3001)
+        before = Image(path)
+        run(TRACE, "module", path, "--add", "Small", "--data", self.write("data", b"just a few"))
+        after = Image(path)
+        self.assertEqual(after.checksum, after.computed_checksum())
+        self.assertEqual(after.overlay(), before.overlay())
+
     def test_debuggers_find_their_symbols(self):
         before = run("objdump", "-t", os.path.join(MODULES, "compiled64.exe"))
         after = run("objdump", "-t", self.changed("compiled64.exe"))

@@ -13,6 +13,7 @@
 
 #include "file_stamp.h"
 #include "handle_table.h"
+#include "image_writer.h"
 #include "modules.h"
 #include "path.h"
 #include "pe/rewrite.h"
@@ -29,7 +30,6 @@ namespace
 {
 
 constexpr mode_t any_write_bit = 0222;
-constexpr size_t write_buffer = size_t{1} << 18;
 
 // A view of a whole file.
 class View
@@ -65,44 +65,6 @@ private:
     size_t m_size = 0;
 };
 
-// 0 or an errno.
-int write_all(int fd, const uint8_t* data, size_t size)
-{
-    while (size > 0)
-    {
-        const ssize_t count = sys::write(fd, data, size);
-        if (count <= 0)
-            return count == 0 ? EIO : errno;
-        data += count;
-        size -= static_cast<size_t>(count);
-    }
-    return 0;
-}
-
-// Small pieces go out together. 0 or an errno.
-int write_pieces(int fd, const pe::Pieces& pieces)
-{
-    std::vector<uint8_t> buffer;
-    buffer.reserve(write_buffer);
-    for (const pe::Bytes& piece : pieces.all())
-    {
-        if (piece.size() > write_buffer - buffer.size())
-        {
-            if (const int error = write_all(fd, buffer.data(), buffer.size()))
-                return error;
-            buffer.clear();
-        }
-        if (piece.size() >= write_buffer)
-        {
-            if (const int error = write_all(fd, piece.data(), piece.size()))
-                return error;
-        }
-        else
-            buffer.insert(buffer.end(), piece.data(), piece.data() + piece.size());
-    }
-    return write_all(fd, buffer.data(), buffer.size());
-}
-
 // What the new file takes over from the old one beside the content. Who may not give a file away
 // becomes its owner.
 int copy_properties(int from, int to)
@@ -121,7 +83,8 @@ int copy_properties(int from, int to)
 }
 
 // 0 or an errno.
-int replace_file(const std::string& path, int old, const pe::Pieces& pieces)
+int replace_file(const std::string& path, const pe::Pieces& pieces, uint64_t checksum_field,
+                 const OldImage& old)
 {
     const std::string temporary = temporary_beside(path);
     int error = 0;
@@ -129,9 +92,9 @@ int replace_file(const std::string& path, int old, const pe::Pieces& pieces)
         const Descriptor fd(sys::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600));
         if (fd < 0)
             return errno;
-        error = write_pieces(fd, pieces);
+        error = write_image(fd, pieces, checksum_field, old);
         if (!error)
-            error = copy_properties(old, fd);
+            error = copy_properties(old.fd, fd);
         if (!error && sys::fsync(fd) != 0)
             error = errno;
     }
@@ -208,7 +171,8 @@ public:
         pe::Pieces pieces;
         if (const DWORD error = pe::rewrite_resources(image, set, pieces))
             return error;
-        const int error = replace_file(m_path, m_fd, pieces);
+        const int error =
+            replace_file(m_path, pieces, image.checksum_field(), {m_fd, view.bytes()});
         return error ? system_error(error) : 0;
     }
 

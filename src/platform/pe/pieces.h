@@ -21,9 +21,6 @@ public:
     uint64_t size() const { return m_size; }
     const std::vector<Bytes>& all() const { return m_pieces; }
 
-    // The checksum of a PE file with this content, whose checksum field is zero.
-    uint32_t checksum() const;
-
 private:
     std::vector<Bytes> m_pieces;
     std::deque<std::vector<uint8_t>> m_owned; // a deque: what is handed out stays where it is

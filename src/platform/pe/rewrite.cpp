@@ -367,9 +367,6 @@ private:
             keep(m_old->raw_end(), m_body_end);
         }
         keep(m_body_end, std::max(m_body_end, m_overlay_end));
-        const uint32_t sum = m_out.checksum();
-        const Bytes& field = m_patches[m_image.checksum_field()];
-        std::memcpy(const_cast<uint8_t*>(field.data()), &sum, sizeof sum); // memory of m_out's
     }
 
     enum class How

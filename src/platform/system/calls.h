@@ -106,6 +106,11 @@ inline int ftruncate(int fd, off_t size)
 {
     return restarted([&] { return intercepted("ftruncate") ? -1 : ::ftruncate(fd, size); });
 }
+inline ssize_t pread(int fd, void* buffer, size_t size, off_t offset)
+{
+    return restarted(
+        [&] { return intercepted("pread", &size) ? -1 : ::pread(fd, buffer, size, offset); });
+}
 inline ssize_t pwrite(int fd, const void* buffer, size_t size, off_t offset)
 {
     return restarted(

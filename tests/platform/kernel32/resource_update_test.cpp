@@ -263,7 +263,9 @@ TEST_F(ResourceUpdates, TheFileKeepsItsModeAndALinkToItsPlace)
 TEST_F(ResourceUpdates, WhateverFailsTheFileIsTheOldOneOrTheNewOne)
 {
     const std::string path = copied("module64.dll");
-    const std::string old = test::read_file(path);
+    const std::string overlay = some_bytes(700'000, 2);
+    const std::string old = test::read_file(path) + overlay;
+    test::write_file(path, old);
     for (unsigned nth = 1;; ++nth)
     {
         PlinthTestFailAny(nth, 1, ENOSPC);
@@ -275,6 +277,7 @@ TEST_F(ResourceUpdates, WhateverFailsTheFileIsTheOldOneOrTheNewOne)
         if (done)
         {
             ASSERT_EQ(read_back(path, L"Big"), some_bytes(600'000, 1)) << nth;
+            ASSERT_TRUE(now.ends_with(overlay)) << nth;
             test::write_file(path, old);
         }
         else
@@ -286,6 +289,14 @@ TEST_F(ResourceUpdates, WhateverFailsTheFileIsTheOldOneOrTheNewOne)
             break;
         }
     }
+    PlinthTestShorten("pread", 1, 0, 70'001); // each time
+    PlinthTestShorten("write", 1, 0, 90'001);
+    Update update(path);
+    EXPECT_TRUE(update && update.set(L"Big", some_bytes(600'000, 1)) && update.end());
+    EXPECT_GT(PlinthTestCalls("pread"), 700'000u / 70'001);
+    PlinthTestReset();
+    EXPECT_EQ(read_back(path, L"Big"), some_bytes(600'000, 1));
+    EXPECT_TRUE(test::read_file(path).ends_with(overlay));
 }
 
 // A tree is copied as far as it can be told apart: three levels, each entry its own.

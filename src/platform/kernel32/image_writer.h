@@ -1,0 +1,20 @@
+// Writing a PE file that was made from another.
+#pragma once
+
+#include "pe/pieces.h"
+
+namespace platform
+{
+
+// The file that a new one is made from: open for reading, and a view of all of it.
+struct OldImage
+{
+    int fd;
+    pe::Bytes view;
+};
+
+// Writes the pieces to an empty file and the checksum of all of them into its field, which is zero
+// in the pieces. 0 or an errno.
+int write_image(int fd, const pe::Pieces& pieces, uint64_t checksum_field, const OldImage& old);
+
+} // namespace platform
