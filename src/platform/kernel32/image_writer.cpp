@@ -1,8 +1,8 @@
 // All goes through one buffer, which is summed up on its way out.
 //
-// What the old file has in one piece is read from it again and not taken from the view: touching
-// the pages of 64 MiB for the first time and giving them back costs 60 ms where reading, summing
-// and writing them costs 18.
+// What the old file has in one piece is read from it again and not taken from the view: summing and
+// writing 64 MiB out of pages that are touched for the first time took 61 ms where reading, summing
+// and writing them took 19 (on a guest whose page faults cost 1.7 us).
 #include "image_writer.h"
 
 #include <algorithm>
