@@ -8,6 +8,7 @@
 #include "debug_framework.h"
 #include "debug_window.h"
 #include "plinth_w32_system.h"
+#include "thread_end.h"
 
 namespace
 {
@@ -68,7 +69,7 @@ CDebugWindow::~CDebugWindow()
         // The user may close it at this very moment: then it goes without being asked.
         const bool hangs = window && !Send(window, close_message, 0, nullptr) && IsWindow(window);
         // The thread runs the library's code and uses this object until it has ended.
-        if (hangs || WaitForSingleObject(m_UIThread, answer_limit) == WAIT_TIMEOUT)
+        if (hangs || !QvAwaitThreadEnd(m_UIThread, answer_limit))
             TerminateThread(m_UIThread, 1);
         CloseHandle(m_UIThread);
     }

@@ -7,6 +7,7 @@
 
 #include "debug_framework.h"
 #include "plinth_w32_system.h"
+#include "thread_end.h"
 
 namespace
 {
@@ -27,7 +28,7 @@ HANDLE StartThread(unsigned (*procedure)(void*), void* framework, uint32_t& id)
 // Waits for a thread that was asked to end, ends it if it doesn't, and forgets it.
 void EndThread(HANDLE& thread, uint32_t& id)
 {
-    if (WaitForSingleObject(thread, thread_limit) == WAIT_TIMEOUT)
+    if (!QvAwaitThreadEnd(thread, thread_limit))
         TerminateThread(thread, 0);
     CloseHandle(thread);
     thread = nullptr;

@@ -2,6 +2,8 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -87,6 +89,25 @@ TEST_F(Framework, AThreadThatCanNotBeStartedHangsNothing)
     }
     CDebugFramework works(nullptr);
     EXPECT_TRUE(reaches_window(1));
+}
+
+int threads_here()
+{
+    return static_cast<int>(
+        std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}));
+}
+
+// A thread that went on would look at what is freed, which AddressSanitizer sees.
+TEST_F(Framework, EndsItsThreadsAlthoughTheWaitsForThemFail)
+{
+    const int before = threads_here();
+    auto framework = std::make_unique<CDebugFramework>(nullptr);
+    ASSERT_TRUE(reaches_window(1));
+    PlinthTestFail("WaitForSingleObject", 1, 0, 8);
+    framework.reset();
+    EXPECT_GE(PlinthTestCalls("WaitForSingleObject"), 3u);
+    EXPECT_EQ(test::debug_windows(), 0);
+    EXPECT_TRUE(comes_true([before] { return threads_here() == before; }));
 }
 
 struct Windows : CDebugFramework
