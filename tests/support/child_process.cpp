@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -85,6 +86,12 @@ ChildProcess::~ChildProcess()
 std::string ChildProcess::line()
 {
     return read_line(m_out);
+}
+
+bool ChildProcess::has_said() const
+{
+    pollfd out = {m_out, POLLIN, 0};
+    return ::poll(&out, 1, 0) == 1;
 }
 
 void ChildProcess::tell(const std::string& line)
