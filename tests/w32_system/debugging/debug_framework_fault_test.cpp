@@ -2,7 +2,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
@@ -13,6 +12,7 @@
 #include <plinth_platform_test.h>
 
 #include "debug_windows.h"
+#include "support/entries.h"
 #include "support/soak.h"
 
 namespace
@@ -91,23 +91,17 @@ TEST_F(Framework, AThreadThatCanNotBeStartedHangsNothing)
     EXPECT_TRUE(reaches_window(1));
 }
 
-int threads_here()
-{
-    return static_cast<int>(
-        std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}));
-}
-
 // A thread that went on would look at what is freed, which AddressSanitizer sees.
 TEST_F(Framework, EndsItsThreadsAlthoughTheWaitsForThemFail)
 {
-    const int before = threads_here();
+    const size_t before = test::threads_here();
     auto framework = std::make_unique<CDebugFramework>(nullptr);
     ASSERT_TRUE(reaches_window(1));
     PlinthTestFail("WaitForSingleObject", 1, 0, 8);
     framework.reset();
     EXPECT_GE(PlinthTestCalls("WaitForSingleObject"), 3u);
     EXPECT_EQ(test::debug_windows(), 0);
-    EXPECT_TRUE(comes_true([before] { return threads_here() == before; }));
+    EXPECT_TRUE(comes_true([before] { return test::threads_here() == before; }));
 }
 
 struct Windows : CDebugFramework

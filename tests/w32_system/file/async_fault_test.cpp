@@ -2,7 +2,6 @@
 // program stands between the library and the calls that it makes for its threads.
 #include <atomic>
 #include <cerrno>
-#include <filesystem>
 #include <new>
 #include <string>
 #include <vector>
@@ -14,6 +13,7 @@
 #include <plinth_platform_test.h>
 
 #include "async_calls.h"
+#include "support/entries.h"
 #include "support/files.h"
 
 using test::AsyncCalls;
@@ -87,23 +87,6 @@ namespace
 
 using Calls = std::vector<test::AsyncCall>;
 constexpr int more = QV_ERR_INPROGRESS;
-
-size_t open_descriptors()
-{
-    size_t count = 0;
-    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
-        ++count;
-    return count;
-}
-
-size_t threads()
-{
-    size_t count = 0;
-    for ([[maybe_unused]] const auto& entry :
-         std::filesystem::directory_iterator("/proc/self/task"))
-        ++count;
-    return count;
-}
 
 class AsyncFaults : public testing::Test
 {
@@ -192,7 +175,7 @@ TEST_F(AsyncFaults, ATransferEndsAtTheBlockWhoseSeekReadOrWriteFails)
 
 TEST_F(AsyncFaults, ACopyEndsAtTheBlockWhoseWriteFails)
 {
-    const size_t before = open_descriptors();
+    const size_t before = test::entries("/proc/self/fd");
     for (unsigned nth = 1; nth <= 3; ++nth)
         for (const auto& [error, status] :
              {std::pair{ENOSPC, int{QV_ERR_DISKFULL}}, std::pair{EIO, int{QV_ERR_WRITEFILE}}})
@@ -204,7 +187,7 @@ TEST_F(AsyncFaults, ACopyEndsAtTheBlockWhoseWriteFails)
             expected.push_back({status, 10'000, (nth - 1) * 4096});
             EXPECT_EQ(copy(status), expected);
             EXPECT_EQ(written(), (nth - 1) * 4096) << "what was written stays";
-            EXPECT_EQ(open_descriptors(), before);
+            EXPECT_EQ(test::entries("/proc/self/fd"), before);
             PlinthTestReset();
         }
 }
@@ -250,7 +233,7 @@ TEST_F(AsyncFaults, ACopyGoesOnWithoutASize)
 
 TEST_F(AsyncFaults, ACopyTakesWhatAFailedReadStillBrought)
 {
-    const size_t before = open_descriptors();
+    const size_t before = test::entries("/proc/self/fd");
     PlinthTestShorten("read", 2, 1, 1000);
     PlinthTestFail("read", 3, 1, EIO);
     EXPECT_EQ(
@@ -261,13 +244,13 @@ TEST_F(AsyncFaults, ACopyTakesWhatAFailedReadStillBrought)
     PlinthTestFail("read", 1, 1, EIO);
     EXPECT_EQ(copy(QV_OK), (Calls{{QV_ERR_READFILE, 10'000, 0}, {QV_OK, 10'000, 0}}));
     EXPECT_EQ(written(), 0u);
-    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_EQ(test::entries("/proc/self/fd"), before);
 }
 
 // No worker is about, so that each submission needs a new thread.
 TEST_F(AsyncFaults, WithoutAThreadNothingStartsAndNothingIsLeft)
 {
-    const size_t before = open_descriptors();
+    const size_t before = test::entries("/proc/self/fd");
     AsyncCalls calls;
     const QvAsyncIo io = calls.io();
     char byte = 0;
@@ -282,7 +265,7 @@ TEST_F(AsyncFaults, WithoutAThreadNothingStartsAndNothingIsLeft)
     g_create_error = EAGAIN;
     EXPECT_EQ(QV_MoveFile(path("a"), path("c"), 0, nullptr, AsyncCalls::on_copy, &calls),
               QV_ERR_SYSTEM);
-    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_EQ(test::entries("/proc/self/fd"), before);
     EXPECT_EQ(calls.count(), 0u);
     EXPECT_EQ(transfer(false).back(), (test::AsyncCall{QV_OK, 0, 10'000})) << "the next has one";
 }
@@ -293,7 +276,7 @@ TEST_F(AsyncFaults, WithoutMemoryNothingStartsAndNothingIsLeft)
     const QvAsyncIo io = calls.io();
     char byte = 0;
     OpenedFile file(path("a"), QV_OPEN_READ);
-    const size_t before = open_descriptors();
+    const size_t before = test::entries("/proc/self/fd");
     int failures = 0;
     for (const bool copying : {false, true})
         for (int allowed = 0;; ++allowed)
@@ -308,7 +291,7 @@ TEST_F(AsyncFaults, WithoutMemoryNothingStartsAndNothingIsLeft)
                 break;
             ++failures;
             EXPECT_TRUE(status == QV_ERR_SYSTEM || status == QV_ERR_OPENFILE) << status;
-            EXPECT_EQ(open_descriptors(), before) << allowed;
+            EXPECT_EQ(test::entries("/proc/self/fd"), before) << allowed;
             ASSERT_LT(allowed, 100);
         }
     EXPECT_GT(failures, 4);
@@ -348,7 +331,7 @@ TEST_F(AsyncFaults, ATransferAfterAnotherHasTheSameWorker)
     transfer(false);
     wait_for_pause();
     const int before = g_create_count;
-    const size_t running = threads();
+    const size_t running = test::threads_here();
     AsyncCalls calls;
     const QvAsyncIo io = calls.io();
     char byte = 0;
@@ -357,15 +340,15 @@ TEST_F(AsyncFaults, ATransferAfterAnotherHasTheSameWorker)
     hold_pauses(false);
     EXPECT_EQ(calls.wait(), (Calls{{QV_OK, 0, 1}}));
     EXPECT_EQ(g_create_count, before);
-    EXPECT_LE(threads(), running);
+    EXPECT_LE(test::threads_here(), running);
 }
 
 TEST_F(AsyncFaults, AnIdleWorkerEndsAfterTwentyShortPauses)
 {
     std::thread([] {}).join(); // a sanitizer may start a thread of its own with the first
-    const size_t before = threads();
+    const size_t before = test::threads_here();
     transfer(false);
-    while (threads() > before)
+    while (test::threads_here() > before)
         std::this_thread::yield();
     const std::lock_guard lock(g_mutex);
     EXPECT_EQ(g_pauses, 20);

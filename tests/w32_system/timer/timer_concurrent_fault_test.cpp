@@ -2,7 +2,6 @@
 // counted.
 #include <chrono>
 #include <deque>
-#include <filesystem>
 #include <future>
 #include <random>
 #include <thread>
@@ -14,6 +13,7 @@
 #include <mmsystem.h>
 
 #include "instead.h"
+#include "support/entries.h"
 #include "support/soak.h"
 #include "timer_calls.h"
 
@@ -25,18 +25,12 @@ namespace
 constexpr int threads = 8;
 constexpr int cycles = 1'300; // of each thread
 
-size_t entries(const char* folder)
-{
-    const std::filesystem::directory_iterator all(folder);
-    return static_cast<size_t>(std::distance(begin(all), end(all)));
-}
-
 // A thread that nobody waits for joins the one that ended before it: on a busy machine a chain of
 // them may still be on its last steps when all timers have run out.
 void wait_for_threads(size_t most)
 {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (entries("/proc/self/task") > most && std::chrono::steady_clock::now() < limit)
+    while (test::threads_here() > most && std::chrono::steady_clock::now() < limit)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
@@ -200,8 +194,8 @@ TEST(TimersConcurrent, CyclesOfSetKillAndWaitLoseAndLeaveNothing)
     const long closed = Instead::closed_handles;
     const long joinable = Instead::joinable_threads;
     const long blocks = Instead::blocks;
-    const size_t descriptors = entries("/proc/self/fd");
-    const size_t running = entries("/proc/self/task");
+    const size_t descriptors = test::entries("/proc/self/fd");
+    const size_t running = test::threads_here();
 
     const test::SoakTime soak;
     uint64_t rounds = 0;
@@ -212,12 +206,12 @@ TEST(TimersConcurrent, CyclesOfSetKillAndWaitLoseAndLeaveNothing)
 
     wait_for_multimedia_calls();
     wait_for_threads(running + 1); // one has nobody behind it who joins it
-    EXPECT_LE(entries("/proc/self/task"), running + 1);
+    EXPECT_LE(test::threads_here(), running + 1);
     EXPECT_GT(Instead::events - events, threads * cycles / 5);
     EXPECT_EQ(Instead::closed_handles - closed, Instead::events - events);
     EXPECT_LE(Instead::joinable_threads, joinable + 1) << "threads not given back";
     EXPECT_LE(Instead::blocks, blocks + 50) << "records, or what belongs to them";
-    EXPECT_EQ(entries("/proc/self/fd"), descriptors);
+    EXPECT_EQ(test::entries("/proc/self/fd"), descriptors);
     EXPECT_TRUE(Instead::assertions().empty());
     EXPECT_TRUE(Instead::traces().empty());
 }

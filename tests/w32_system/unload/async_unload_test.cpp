@@ -16,6 +16,7 @@
 
 #include <plinth_w32_system.h>
 
+#include "support/entries.h"
 #include "support/environment.h"
 #include "support/soak.h"
 
@@ -60,14 +61,6 @@ extern "C" __attribute__((visibility("default"))) int pthread_delay_np(const tim
 
 namespace
 {
-
-size_t entries(const char* folder)
-{
-    size_t count = 0;
-    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder))
-        ++count;
-    return count;
-}
 
 // The descriptors of files below a folder.
 size_t open_files(const std::string& below)
@@ -182,7 +175,7 @@ protected:
     void expect_nothing_left(size_t threads)
     {
         EXPECT_FALSE(Library::is_loaded());
-        EXPECT_EQ(entries("/proc/self/task"), threads);
+        EXPECT_EQ(test::threads_here(), threads);
         EXPECT_EQ(open_files(m_folder), 0u);
     }
     const std::string m_folder = test::make_folder("unload");
@@ -191,7 +184,7 @@ protected:
 
 TEST_F(AsyncUnloadConcurrent, IdleWorkersAreGoneWithTheLibrary)
 {
-    const size_t threads = entries("/proc/self/task");
+    const size_t threads = test::threads_here();
     const test::SoakTime soak;
     uint64_t total = 0;
     do
@@ -210,7 +203,7 @@ TEST_F(AsyncUnloadConcurrent, IdleWorkersAreGoneWithTheLibrary)
 
 TEST_F(AsyncUnloadConcurrent, TransfersInFlightEndWithTheLibraryAndCallBackNoMore)
 {
-    const size_t threads = entries("/proc/self/task");
+    const size_t threads = test::threads_here();
     const test::SoakTime soak;
     uint64_t total = 0;
     do
@@ -233,7 +226,7 @@ TEST_F(AsyncUnloadConcurrent, TransfersInFlightEndWithTheLibraryAndCallBackNoMor
 
 TEST_F(AsyncUnloadConcurrent, UnloadingWaitsForACallbackAsLongAsItTakes)
 {
-    const size_t threads = entries("/proc/self/task");
+    const size_t threads = test::threads_here();
     Library library;
     Callbacks calls;
     calls.hold(true);
