@@ -116,7 +116,8 @@ private:
         const uint64_t need = m_section.size();
         m_virtual_size = need;
         m_old = own_section();
-        if (m_old && m_old->raw_end() == m_body_end && m_image.address_end(*m_old) == m_address_end)
+        const bool fits = m_old && need <= room_after(*m_old); // before an empty section, too
+        if (fits && m_old->raw_end() == m_body_end && m_image.address_end(*m_old) == m_address_end)
         {
             m_raw_size = aligned(need, m_image.file_alignment());
             m_new_offset = m_old->raw_offset;
@@ -124,7 +125,7 @@ private:
             m_new_body_end = m_new_offset + m_raw_size;
             m_how = How::last;
         }
-        else if (m_old && need <= m_old->raw_size && need <= room_after(*m_old))
+        else if (fits && need <= m_old->raw_size)
         {
             m_raw_size = m_old->raw_size;
             m_virtual_size = std::max(need, m_old->extent()); // sections leave no gap in the image
