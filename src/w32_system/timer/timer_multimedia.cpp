@@ -93,7 +93,7 @@ void QvAwaitLastMultimediaCall()
 {
     {
         const QvTimerGuard guard;
-        if (!s_bUsed || QvHasTimers())
+        if (!s_bUsed || QvHasTimers(QV_TIMER_MULTIMEDIA))
             return;
     }
     AwaitCall();

@@ -20,6 +20,6 @@ void QvRemoveTimer(QvTimer* timer);
 void QvJoinEndedTimerThread();
 
 // The same for the last call of a multimedia timer: it returns through the library's code after it
-// has let go those who wait for the timer's end. Does nothing while timers live, as when a process
-// ends: their calls may take as long as they like, and one of them may be the caller.
+// has let go those who wait for the timer's end. Does nothing while multimedia timers live, as when
+// a process ends: their calls may take as long as they like, and one of them may be the caller.
 void QvAwaitLastMultimediaCall();

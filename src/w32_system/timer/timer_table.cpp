@@ -88,9 +88,11 @@ QvTimer* QvFindTimer(uint64_t id)
     return it == Table().end() ? nullptr : static_cast<QvTimer*>(it->second);
 }
 
-bool QvHasTimers()
+bool QvHasTimers(int32_t kind)
 {
-    return !Table().empty();
+    return std::any_of(Table().begin(), Table().end(),
+                       [&](const auto& entry)
+                       { return static_cast<const QvTimer*>(entry.second)->iKind == kind; });
 }
 
 bool QvWasTimerId(uint64_t id)

@@ -78,7 +78,7 @@ uintptr_t QvPublishTimer(QvTimerPointer timer, QvTimerNode node);
 
 // These need gs_TimerLock. The timer of an id, null if none lives.
 QvTimer* QvFindTimer(uint64_t id);
-bool QvHasTimers();
+bool QvHasTimers(int32_t kind);
 // True for an id that has been given to a timer of kinds 1 and 2.
 bool QvWasTimerId(uint64_t id);
 // Enters the timer under its id.

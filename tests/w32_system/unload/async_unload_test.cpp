@@ -9,13 +9,13 @@
 #include <vector>
 
 #include <ctime>
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <plinth_w32_system.h>
 
+#include "library.h"
 #include "support/entries.h"
 #include "support/environment.h"
 #include "support/soak.h"
@@ -73,43 +73,6 @@ size_t open_files(const std::string& below)
     }
     return count;
 }
-
-class Library
-{
-public:
-    Library() : m_handle(dlopen(PLINTH_LIBRARY, RTLD_NOW | RTLD_LOCAL))
-    {
-        EXPECT_NE(m_handle, nullptr) << dlerror();
-    }
-    ~Library() { unload(); }
-    Library(const Library&) = delete;
-    Library& operator=(const Library&) = delete;
-
-    void unload()
-    {
-        if (m_handle)
-        {
-            // CQvLogFile::CloseLog: an open log stays behind otherwise.
-            get<int()>("_ZN10CQvLogFile8CloseLogEv")();
-            EXPECT_EQ(dlclose(m_handle), 0);
-        }
-        m_handle = nullptr;
-    }
-    static bool is_loaded()
-    {
-        void* const found = dlopen(PLINTH_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
-        if (found)
-            dlclose(found);
-        return found != nullptr;
-    }
-    template <class Function> Function* get(const char* name) const
-    {
-        return reinterpret_cast<Function*>(dlsym(m_handle, name));
-    }
-
-private:
-    void* m_handle;
-};
 
 // Counts callbacks, and holds them if it is told to.
 struct Callbacks
