@@ -2,8 +2,8 @@
 //
 // On Linux the ordinary names (pthread_create, pthread_mutex_lock, pthread_cond_wait, sem_wait,
 // ...) are the system's own, on Windows those of the compiler's POSIX layer; this header brings
-// them in and adds what the module offers beyond them: pthread_delay_np and a plain mutual
-// exclusion lock.
+// them in and adds what the module offers beyond them: pthread_delay_np, a plain mutual exclusion
+// lock, and a way to unload code that detached threads have run.
 #ifndef PLINTH_W32_PTHREADVC_H
 #define PLINTH_W32_PTHREADVC_H
 
@@ -59,6 +59,16 @@ extern "C"
     // interval of 5,000 ns sleeps 1 ms; of 0 gives up the processor. A cancellation point.
     // 0, or EINVAL for null, negative seconds, or nanoseconds outside 0 to 999,999,999.
     PLINTH_PTHREAD_API int pthread_delay_np(const struct timespec* interval);
+
+    // For detached threads, which nobody can join: says that the calling thread returns from its
+    // start routine next. To be called before others can know that it ends. Without memory for it
+    // the thread isn't waited for.
+    PLINTH_PTHREAD_API void pthread_ending_np(void);
+
+    // Waits until all threads of the process that have said so have left their start routines, and
+    // the destructors of their thread-local objects: the code of these may then be unloaded. Not to
+    // be called by one of them.
+    PLINTH_PTHREAD_API void pthread_await_ending_np(void);
 
 #ifdef __cplusplus
 }

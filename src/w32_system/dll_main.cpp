@@ -104,6 +104,7 @@ namespace
     QvRunTearDowns();
     QvJoinEndedTimerThread();
     QvAwaitLastMultimediaCall();
+    pthread_await_ending_np(); // workers of pools
 }
 
 struct LeaveAtExit

@@ -23,7 +23,8 @@ public:
 
     // Ends all threads, after waiting for the calls under way however long they take, and frees the
     // pool. Null is refused. Not to be called from a call of the pool, nor twice; no thread may
-    // still make calls. Before the library is unloaded all pools must be gone.
+    // still make calls. Before the library is unloaded all pools must be gone; on Linux unloading
+    // then waits until the last of their threads have left its code.
     QV_API static void DestroyThreadPool(CThreadPool* pPool);
 
     // Hands pfn(pArg) to a thread; back as soon as the thread has taken it. The result of pfn is

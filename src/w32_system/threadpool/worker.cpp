@@ -92,6 +92,7 @@ void CThreadPool::Work()
         --m_uWorkingThreadCount;
     }
     Remove(info);
+    pthread_ending_np(); // still under the lock: the pool may end behind it, and the library go
     UnlockThreads();
 }
 

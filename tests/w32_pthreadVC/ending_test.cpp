@@ -1,0 +1,84 @@
+// Waiting for the last instructions of detached threads.
+#include <atomic>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <plinth_w32_pthreadVC.h>
+
+namespace
+{
+
+std::atomic<bool> g_says{false};
+std::atomic<bool> g_awaited{false};
+std::atomic<int> g_left{0};
+
+// Goes as its thread ends, and takes its time from when somebody waits for it.
+struct Belonging
+{
+    Belonging() = default;
+    Belonging(const Belonging&) = delete;
+    Belonging& operator=(const Belonging&) = delete;
+    ~Belonging()
+    {
+        g_awaited.wait(false);
+        constexpr timespec a_while = {0, 20'000'000};
+        pthread_delay_np(&a_while);
+        ++g_left;
+    }
+    void use() {}
+};
+thread_local Belonging t_belonging;
+
+void start_ending_thread()
+{
+    const auto ends = [](void*) -> void*
+    {
+        t_belonging.use();
+        pthread_ending_np();
+        g_says = true;
+        g_says.notify_all();
+        return nullptr;
+    };
+    g_says = g_awaited = false;
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, nullptr, ends, nullptr), 0);
+    ASSERT_EQ(pthread_detach(thread), 0);
+    g_says.wait(false);
+}
+
+} // namespace
+
+TEST(EndingThreadsConcurrent, AreWaitedForUntilTheirLastObjectHasGone)
+{
+    pthread_await_ending_np(); // for none
+    for (int round = 1; round <= 3; ++round)
+    {
+        start_ending_thread();
+        g_awaited = true;
+        g_awaited.notify_all();
+        pthread_await_ending_np();
+        EXPECT_EQ(g_left, round);
+    }
+}
+
+TEST(EndingThreadsConcurrent, OfTheParentAreNotWaitedForByAForkedProcess)
+{
+    start_ending_thread();
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        alarm(60);
+        pthread_await_ending_np();
+        _exit(0);
+    }
+    ASSERT_GT(child, 0);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    g_awaited = true;
+    g_awaited.notify_all();
+    pthread_await_ending_np();
+}
