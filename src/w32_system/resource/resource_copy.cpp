@@ -74,18 +74,20 @@ const wchar_t* QvStoreResource(const wchar_t* name, const wchar_t* modulePath,
     if (const wchar_t* const failure = Open(modulePath, dataPath, L"rb", module, file))
         return failure;
     module.reset(); // the update wants the file for itself
-    const HANDLE update = BeginUpdateResourceW(modulePath, FALSE);
     DWORD length = 0;
     const Block block = ReadAll(file.get(), length);
-    const bool updated = block && UpdateResourceW(update, MAKEINTRESOURCEW(type_raw_data), name,
-                                                  language, block.get(), length);
-    if (!updated)
+    file.reset(); // it may be the module itself
+    if (!block)
+        return no_data_file;
+    const HANDLE update = BeginUpdateResourceW(modulePath, FALSE);
+    if (!UpdateResourceW(update, MAKEINTRESOURCEW(type_raw_data), name, language, block.get(),
+                         length))
     {
         const DWORD error = GetLastError();
         if (update)
             EndUpdateResourceW(update, TRUE);
         SetLastError(error);
-        return block ? no_update : no_data_file;
+        return no_update;
     }
     return EndUpdateResourceW(update, FALSE) ? nullptr : no_update;
 }

@@ -106,6 +106,15 @@ TEST_F(Resources, AReadOnlyModuleStaysAsItIs)
     SetFileAttributesW(module, FILE_ATTRIBUTE_NORMAL);
 }
 
+TEST_F(Resources, AModuleCanHoldItsOwnFormerFile)
+{
+    const Wide module = copied("module64.dll");
+    const std::string before = read("module64.dll");
+    ASSERT_EQ(QV_ResourceToDll(L"Former", module, module), QV_OK) << failure();
+    EXPECT_EQ(QV_DllToResource(L"Former", module, path("out")), QV_OK);
+    EXPECT_TRUE(read("out") == before);
+}
+
 TEST_F(Resources, TheLanguageScanLoadsWhatThereIsInItsOrder)
 {
     const Wide path = copied("module32.dll");
