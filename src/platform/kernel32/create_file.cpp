@@ -96,17 +96,6 @@ int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, b
     return -1;
 }
 
-// Whether the file lost its name to a deletion before it was claimed. A name that leads to a file
-// without one belongs to the kernel (/proc/self/fd).
-bool is_gone(int fd, const char* path)
-{
-    struct stat found;
-    struct stat named;
-    return sys::fstat(fd, &found) == 0 && found.st_nlink == 0 &&
-           (sys::stat(path, &named) != 0 || named.st_dev != found.st_dev ||
-            named.st_ino != found.st_ino);
-}
-
 // What an opened descriptor still has to pass. 0 or a system error; gone: the file is deleted.
 DWORD admit(int fd, const char* path, const struct stat& found, bool created, DWORD share,
             const Wish& wish, bool& gone)
@@ -123,7 +112,7 @@ DWORD admit(int fd, const char* path, const struct stat& found, bool created, DW
                          (share & FILE_SHARE_READ) != 0, (share & FILE_SHARE_WRITE) != 0});
     if (error)
         return error;
-    gone = is_gone(fd, path);
+    gone = lost_its_name(fd, path);
     if (wish.cuts && !created && sys::ftruncate(fd, 0) != 0)
         return system_error(errno);
     return 0;

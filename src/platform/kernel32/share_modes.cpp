@@ -120,6 +120,15 @@ DWORD claim_share(int fd, const ShareRequest& request)
     return claim(fd, own, against);
 }
 
+bool lost_its_name(int fd, const char* native_path)
+{
+    struct stat found;
+    struct stat named;
+    return sys::fstat(fd, &found) == 0 && found.st_nlink == 0 &&
+           (sys::stat(native_path, &named) != 0 || named.st_dev != found.st_dev ||
+            named.st_ino != found.st_ino);
+}
+
 DeleteClaim::DeleteClaim(const char* native_path)
 {
     struct stat found;

@@ -36,6 +36,10 @@ struct ShareRequest
 // request for no access at all denies nothing and is denied nothing.
 DWORD claim_share(int fd, const ShareRequest& request);
 
+// Whether the file lost its name to a deletion before it was claimed: then the name is to be opened
+// once more. A name that leads to a file without one belongs to the kernel (/proc/self/fd).
+bool lost_its_name(int fd, const char* native_path);
+
 // Keeps a file from being opened through this interface while it is deleted, moved or replaced: no
 // open of ours shares deletion. Lasts until the scope's end, which is after the call that does it.
 // An open that got hold of the file before it went finds it without a name, and looks again.

@@ -1,4 +1,4 @@
-// Paths and files of the runtime library.
+// Paths of the runtime library.
 #define PLINTH_PLATFORM_NO_RUNTIME_NAMES
 #include <algorithm>
 #include <cerrno>
@@ -81,40 +81,4 @@ extern "C" int plinth_crt_waccess(const wchar_t* path, int mode)
         return -1;
     }
     return sys::access(native.c_str(), ((mode & 2) ? W_OK : 0) | ((mode & 4) ? R_OK : 0));
-}
-
-// The letters of the mode that matter here: r, w, a, +, x. There is no text translation to choose
-// with b or t, and a coded character set ("ccs=") is none of this system's.
-extern "C" FILE* plinth_crt_wfopen(const wchar_t* path, const wchar_t* mode)
-{
-    const NativePath native(path);
-    if (!native.ok() || !mode || (*mode != L'r' && *mode != L'w' && *mode != L'a'))
-    {
-        errno = native.ok() ? EINVAL : ENOENT;
-        return nullptr;
-    }
-    char letters[5] = {static_cast<char>(*mode)};
-    size_t count = 1;
-    bool update = false;
-    bool exclusive = false;
-    for (const wchar_t* at = mode + 1; *at && *at != L','; ++at)
-    {
-        update |= *at == L'+';
-        exclusive |= *at == L'x';
-    }
-    const bool writes = update || *mode != L'r';
-    if (update)
-        letters[count++] = '+';
-    if (exclusive)
-        letters[count++] = 'x';
-    letters[count] = 'e'; // not for child processes
-
-    struct stat found;
-    if (sys::stat(native.c_str(), &found) == 0 &&
-        (S_ISDIR(found.st_mode) || (writes && is_read_only(found))))
-    {
-        errno = EACCES;
-        return nullptr;
-    }
-    return sys::fopen(native.c_str(), letters);
 }

@@ -81,6 +81,10 @@ inline FILE* fopen(const char* path, const char* mode)
 {
     return intercepted("open") ? nullptr : std::fopen(path, mode);
 }
+inline FILE* fdopen(int fd, const char* mode)
+{
+    return intercepted("fdopen") ? nullptr : ::fdopen(fd, mode);
+}
 inline int close(int fd)
 {
     if (intercepted("close"))

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tchar.h>
 #include <windows.h>
 
 #include "support/processes.h"
@@ -73,6 +74,24 @@ protected:
             return GetLastError();
         CloseHandle(file);
         return 0;
+    }
+    // While another process deletes the file again and again: open makes it where it is missing,
+    // calls what it is given while it has it open, and tells whether it got it.
+    template <class Open> void expect_a_name_for_each(Open open)
+    {
+        test::Process other = test::Process::child("delete-file", {m_path.utf8()});
+        ASSERT_EQ(other.read_line(), "ready");
+        int lost = 0;
+        int opened = 0;
+        const auto look = [&] { lost += !std::filesystem::exists(m_folder + "/file"); };
+        const test::SoakTime soak;
+        do
+            for (int i = 0; i < 5000; ++i)
+                opened += open(look);
+        while (soak.goes_on());
+        soak.report("opens", static_cast<uint64_t>(opened));
+        EXPECT_EQ(lost, 0) << "of " << opened;
+        EXPECT_GT(opened, 1000);
     }
     std::string m_folder = test::make_folder("share");
     test::Wide m_path = test::windows_form(m_folder + "/file");
@@ -152,25 +171,30 @@ TEST_F(SharedFile, IsNotDeniedByAnOpenForNoAccess)
 
 TEST_F(SharedFile, IsNotDeletedUnderAConcurrentOpen)
 {
-    test::Process other = test::Process::child("delete-file", {m_path.utf8()});
-    ASSERT_EQ(other.read_line(), "ready");
-    int lost = 0;
-    int opened = 0;
-    const test::SoakTime soak;
-    do
-        for (int i = 0; i < 5000; ++i)
+    expect_a_name_for_each(
+        [this](auto look)
         {
             const HANDLE file = open_file(m_path, GENERIC_READ | FILE_APPEND_DATA, 3, OPEN_ALWAYS);
             if (file == INVALID_HANDLE_VALUE)
-                continue;
-            ++opened;
-            lost += !std::filesystem::exists(m_folder + "/file");
+                return false;
+            look();
             CloseHandle(file);
-        }
-    while (soak.goes_on());
-    soak.report("opens", static_cast<uint64_t>(opened));
-    EXPECT_EQ(lost, 0) << "of " << opened;
-    EXPECT_GT(opened, 1000);
+            return true;
+        });
+}
+
+TEST_F(SharedFile, IsNotDeletedUnderAConcurrentOpenAsAStream)
+{
+    expect_a_name_for_each(
+        [this](auto look)
+        {
+            FILE* const stream = _wfopen(m_path, L"ab");
+            if (!stream)
+                return false;
+            look();
+            std::fclose(stream);
+            return true;
+        });
 }
 
 TEST_F(SharedFile, HasByteRangesThatOnlyOneProcessLocks)

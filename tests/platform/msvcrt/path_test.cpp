@@ -1,11 +1,9 @@
-// Paths and files of the runtime library.
+// Paths of the runtime library.
 #include <cerrno>
-#include <cstdio>
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
-#include <io.h>
 #include <tchar.h>
 #include <windows.h>
 
@@ -68,53 +66,6 @@ TEST(Access, WhatIsMissingHasNone)
     EXPECT_EQ(_waccess(test::windows_form(test::root() + "/missing"), 0), -1);
     EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(_waccess(L"", 0), -1);
-}
-
-TEST(OpenStream, ReadsWritesAndAppends)
-{
-    const std::string file = test::make_folder("stream") + "/\u00E4.bin";
-    const test::Wide path = test::windows_form(file);
-    FILE* stream = _wfopen(path, L"wb");
-    ASSERT_NE(stream, nullptr);
-    EXPECT_EQ(std::fwrite("a\n", 1, 2, stream), 2u);
-    std::fclose(stream);
-    stream = _wfopen(path, L"at+");
-    ASSERT_NE(stream, nullptr);
-    std::fputs("b", stream);
-    std::fclose(stream);
-    EXPECT_EQ(test::read_file(file), "a\nb");
-    stream = _wfopen(path, L"r, ccs=UTF-8");
-    ASSERT_NE(stream, nullptr);
-    EXPECT_EQ(std::fgetc(stream), 'a');
-    EXPECT_EQ(std::fputc('x', stream), EOF) << "opened for reading only";
-    std::fclose(stream);
-    EXPECT_EQ(_wfopen(path, L"wx"), nullptr);
-    EXPECT_EQ(test::read_file(file), "a\nb");
-}
-
-TEST(OpenStream, RefusesWithTheErrorOfTheRuntime)
-{
-    const std::string folder = test::make_folder("refused");
-    const std::string file = folder + "/file";
-    test::write_file(file, "kept");
-    const auto error = [](const test::Wide& path, const wchar_t* mode)
-    {
-        errno = 0;
-        FILE* const stream = _wfopen(path, mode);
-        if (stream)
-            std::fclose(stream);
-        return stream ? 0 : errno;
-    };
-    EXPECT_EQ(error(test::windows_form(folder + "/missing"), L"rb"), ENOENT);
-    EXPECT_EQ(error(test::windows_form(folder), L"rb"), EACCES);
-    EXPECT_EQ(error(test::windows_form(file), L""), EINVAL);
-    EXPECT_EQ(error(test::windows_form(file), L"q"), EINVAL);
-    EXPECT_EQ(error("", L"rb"), ENOENT);
-    ASSERT_EQ(chmod(file.c_str(), 0444), 0);
-    EXPECT_EQ(error(test::windows_form(file), L"wb"), EACCES);
-    EXPECT_EQ(error(test::windows_form(file), L"r+"), EACCES);
-    EXPECT_EQ(test::read_file(file), "kept");
-    EXPECT_EQ(error(test::windows_form(file), L"rb"), 0);
 }
 
 } // namespace

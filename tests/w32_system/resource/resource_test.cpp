@@ -1,4 +1,6 @@
 // Data files into modules and out of them, and loading what is there.
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
 #include "support/files.h"
@@ -104,6 +106,20 @@ TEST_F(Resources, AReadOnlyModuleStaysAsItIs)
     EXPECT_EQ(failure(), "Updating resource failed.");
     EXPECT_TRUE(read("module64.dll") == before);
     SetFileAttributesW(module, FILE_ATTRIBUTE_NORMAL);
+}
+
+TEST_F(Resources, AModuleIsNotOverwrittenByItsOwnResource)
+{
+    const Wide module = copied("module64.dll");
+    const std::string before = read("module64.dll");
+    std::filesystem::create_hard_link(m_folder + "/module64.dll", m_folder + "/link");
+    for (const Wide& data : {module, path("link")})
+    {
+        EXPECT_EQ(QV_DllToResource(L"Alpha", module, data), QV_ERR_SYSTEM) << data.utf8();
+        EXPECT_EQ(failure(), "Cannot open the data file.");
+    }
+    EXPECT_TRUE(read("module64.dll") == before);
+    EXPECT_EQ(QV_DllToResource(L"Alpha", module, path("out")), QV_OK);
 }
 
 TEST_F(Resources, AModuleCanHoldItsOwnFormerFile)

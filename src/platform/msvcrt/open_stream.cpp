@@ -1,0 +1,147 @@
+// Opening a file as a stream of the runtime library.
+//
+// It is opened as CreateFileW opens one, sharing reading and writing: what others hold against
+// writers, a module that is open as data for instance, is neither cut nor written.
+#define PLINTH_PLATFORM_NO_RUNTIME_NAMES
+#include <cerrno>
+
+#include <tchar.h>
+
+#include "kernel32/path.h"
+#include "kernel32/share_modes.h"
+#include "system/calls.h"
+#include "system/last_error.h"
+
+using namespace platform;
+
+namespace
+{
+
+constexpr mode_t default_mode = 0666; // less the umask
+constexpr mode_t any_write_bit = 0222;
+
+struct OpenMode
+{
+    bool reads;
+    bool writes;
+    bool cuts;
+    int flags;
+    char letters[3];
+};
+
+// The letters that matter here: r, w, a, +, x. There is no text translation to choose with b or t,
+// and a coded character set ("ccs=") is none of this system's.
+bool read_mode(const wchar_t* text, OpenMode& mode)
+{
+    if (!text || (*text != L'r' && *text != L'w' && *text != L'a'))
+        return false;
+    bool update = false;
+    bool exclusive = false;
+    for (const wchar_t* at = text + 1; *at && *at != L','; ++at)
+    {
+        update |= *at == L'+';
+        exclusive |= *at == L'x';
+    }
+    mode.reads = update || *text == L'r';
+    mode.writes = update || *text != L'r';
+    mode.cuts = *text == L'w';
+    mode.flags = O_NOCTTY | (*text == L'a' ? O_APPEND : 0);
+    if (*text != L'r')
+        mode.flags |= O_CREAT | (exclusive ? O_EXCL : 0);
+    mode.letters[0] = static_cast<char>(*text);
+    mode.letters[1] = update ? '+' : '\0';
+    mode.letters[2] = '\0';
+    return true;
+}
+
+// Share modes take read locks, so a file that is to be written is opened for reading too, where
+// that is allowed. A pipe isn't: opened for both it doesn't wait for its reader.
+int open_for(const char* path, const OpenMode& mode, bool file)
+{
+    if (!mode.writes)
+        return sys::open(path, mode.flags | O_RDONLY);
+    if (mode.reads || file)
+    {
+        const int fd = sys::open(path, mode.flags | O_RDWR, default_mode);
+        if (fd >= 0 || mode.reads || errno != EACCES)
+            return fd;
+    }
+    return sys::open(path, mode.flags | O_WRONLY, default_mode);
+}
+
+// 0, or the errno by which an opened descriptor is refused; gone: the file has been deleted.
+int admit(int fd, const char* path, const OpenMode& mode, bool& file, bool& gone)
+{
+    struct stat found;
+    if (sys::fstat(fd, &found) != 0)
+        return errno;
+    file = S_ISREG(found.st_mode);
+    if (!file)
+        return 0;
+    if (const DWORD error = claim_share(fd, {mode.reads, mode.writes, mode.cuts, true, true}))
+    {
+        fail_with(error); // says more than the errno
+        return EACCES;
+    }
+    gone = lost_its_name(fd, path);
+    return 0;
+}
+
+// A descriptor, or -1 with errno; file tells whether it is one of an ordinary file.
+int open_claimed(const char* path, const OpenMode& mode, bool& file)
+{
+    // Each further attempt means that somebody has deleted the file once more.
+    for (;;)
+    {
+        struct stat found;
+        const bool exists = sys::stat(path, &found) == 0;
+        // Read-only holds also for root, whom the kernel would let in.
+        if (exists &&
+            (S_ISDIR(found.st_mode) || (mode.writes && (found.st_mode & any_write_bit) == 0)))
+        {
+            errno = EACCES;
+            return -1;
+        }
+        const int fd = open_for(path, mode, !exists || S_ISREG(found.st_mode));
+        if (fd < 0)
+            return -1;
+        bool gone = false;
+        const int error = admit(fd, path, mode, file, gone);
+        if (!error && !gone)
+            return fd;
+        sys::close(fd);
+        if (error)
+        {
+            errno = error;
+            return -1;
+        }
+    }
+}
+
+} // namespace
+
+extern "C" FILE* plinth_crt_wfopen(const wchar_t* path, const wchar_t* mode)
+{
+    const NativePath native(path);
+    OpenMode wanted;
+    if (!native.ok() || !read_mode(mode, wanted))
+    {
+        errno = native.ok() ? EINVAL : ENOENT;
+        return nullptr;
+    }
+    bool file = false;
+    const int fd = open_claimed(native.c_str(), wanted, file);
+    if (fd < 0)
+        return nullptr;
+    FILE* const stream = sys::fdopen(fd, wanted.letters);
+    // Cut at the very end, so that a failure before leaves the content.
+    if (stream && (!wanted.cuts || !file || sys::ftruncate(fd, 0) == 0))
+        return stream;
+    const int error = errno;
+    if (stream)
+        std::fclose(stream);
+    else
+        sys::close(fd);
+    errno = error;
+    return nullptr;
+}

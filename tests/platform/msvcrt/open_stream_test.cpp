@@ -1,0 +1,218 @@
+// Opening files as streams of the runtime library: what is opened, what is refused, and that a file
+// which others hold against it stays as it is.
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <plinth_platform_test.h>
+#include <tchar.h>
+#include <windows.h>
+
+#include "support/entries.h"
+#include "support/environment.h"
+
+namespace
+{
+
+TEST(OpenStream, ReadsWritesAndAppends)
+{
+    const std::string file = test::make_folder("stream") + "/\u00E4.bin";
+    const test::Wide path = test::windows_form(file);
+    FILE* stream = _wfopen(path, L"wb");
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(std::fwrite("a\n", 1, 2, stream), 2u);
+    std::fclose(stream);
+    stream = _wfopen(path, L"at+");
+    ASSERT_NE(stream, nullptr);
+    std::fputs("b", stream);
+    std::fclose(stream);
+    EXPECT_EQ(test::read_file(file), "a\nb");
+    stream = _wfopen(path, L"r, ccs=UTF-8");
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(std::fgetc(stream), 'a');
+    EXPECT_EQ(std::fputc('x', stream), EOF) << "opened for reading only";
+    std::fclose(stream);
+    EXPECT_EQ(_wfopen(path, L"wx"), nullptr);
+    EXPECT_EQ(test::read_file(file), "a\nb");
+}
+
+TEST(OpenStream, RefusesWithTheErrorOfTheRuntime)
+{
+    const std::string folder = test::make_folder("refused");
+    const std::string file = folder + "/file";
+    test::write_file(file, "kept");
+    const auto error = [](const test::Wide& path, const wchar_t* mode)
+    {
+        errno = 0;
+        FILE* const stream = _wfopen(path, mode);
+        if (stream)
+            std::fclose(stream);
+        return stream ? 0 : errno;
+    };
+    EXPECT_EQ(error(test::windows_form(folder + "/missing"), L"rb"), ENOENT);
+    EXPECT_EQ(error(test::windows_form(folder), L"rb"), EACCES);
+    EXPECT_EQ(error(test::windows_form(file), L""), EINVAL);
+    EXPECT_EQ(error(test::windows_form(file), L"q"), EINVAL);
+    EXPECT_EQ(error("", L"rb"), ENOENT);
+    ASSERT_EQ(chmod(file.c_str(), 0444), 0);
+    EXPECT_EQ(error(test::windows_form(file), L"wb"), EACCES);
+    EXPECT_EQ(error(test::windows_form(file), L"r+"), EACCES);
+    EXPECT_EQ(test::read_file(file), "kept");
+    EXPECT_EQ(error(test::windows_form(file), L"rb"), 0);
+}
+
+class SharedStream : public testing::Test
+{
+protected:
+    SharedStream() { test::write_file(m_file, "content"); }
+    ~SharedStream() override { PlinthTestReset(); }
+    // A file's handle, which closes itself.
+    class Holder
+    {
+    public:
+        Holder(const test::Wide& path, DWORD access, DWORD share)
+            : m_handle(CreateFileW(path, access, share, nullptr, OPEN_EXISTING, 0, nullptr))
+        {
+            EXPECT_NE(m_handle, INVALID_HANDLE_VALUE);
+        }
+        Holder(const Holder&) = delete;
+        Holder& operator=(const Holder&) = delete;
+        ~Holder() { CloseHandle(m_handle); }
+
+    private:
+        const HANDLE m_handle;
+    };
+    // The errno of opening, 0 if it opens.
+    int error(const test::Wide& path, const wchar_t* mode) const
+    {
+        errno = 0;
+        FILE* const stream = _wfopen(path, mode);
+        const int failed = errno;
+        if (stream)
+            std::fclose(stream);
+        return stream ? 0 : failed;
+    }
+    int error(const wchar_t* mode) const { return error(m_path, mode); }
+    DWORD error_of_handle(DWORD access, DWORD share) const
+    {
+        const HANDLE handle =
+            CreateFileW(m_path, access, share, nullptr, OPEN_EXISTING, 0, nullptr);
+        if (handle == INVALID_HANDLE_VALUE)
+            return GetLastError();
+        CloseHandle(handle);
+        return 0;
+    }
+    const std::string m_folder = test::make_folder("shared_stream");
+    const std::string m_file = m_folder + "/file";
+    const test::Wide m_path = test::windows_form(m_file);
+};
+
+TEST_F(SharedStream, IsRefusedWhatAnotherHolderDeniesAndLeavesTheFile)
+{
+    const auto before = test::entries("/proc/self/fd");
+    std::filesystem::create_symlink(m_file, m_folder + "/link");
+    std::filesystem::create_hard_link(m_file, m_folder + "/hard");
+    {
+        const Holder reader(m_path, GENERIC_READ, FILE_SHARE_READ);
+        for (const wchar_t* const mode : {L"wb", L"w+", L"ab", L"a+", L"r+b"})
+            for (const char* const name : {"/file", "/link", "/hard"})
+            {
+                SetLastError(0);
+                EXPECT_EQ(error(test::windows_form(m_folder + name), mode), EACCES)
+                    << test::utf8(mode) << name;
+                EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+            }
+        EXPECT_EQ(error(L"rb"), 0);
+    }
+    {
+        const Holder writer(m_path, GENERIC_WRITE, FILE_SHARE_WRITE);
+        EXPECT_EQ(error(L"rb"), EACCES);
+        EXPECT_EQ(error(L"a+"), EACCES);
+        EXPECT_EQ(error(L"ab"), 0);
+    }
+    EXPECT_EQ(test::read_file(m_file), "content");
+    EXPECT_EQ(test::entries("/proc/self/fd"), before);
+    EXPECT_EQ(error(L"wb"), 0) << "nobody holds it any more";
+    EXPECT_EQ(test::read_file(m_file), "");
+}
+
+TEST_F(SharedStream, DeniesOthersNothingButDeletionUntilItIsClosed)
+{
+    constexpr DWORD all = FILE_SHARE_READ | FILE_SHARE_WRITE;
+    FILE* const writing = _wfopen(m_path, L"ab");
+    FILE* const reading = _wfopen(m_path, L"rb");
+    ASSERT_TRUE(writing && reading) << "of themselves they share all";
+    EXPECT_EQ(error_of_handle(GENERIC_READ | GENERIC_WRITE, all), 0u);
+    EXPECT_EQ(error_of_handle(GENERIC_READ, FILE_SHARE_READ), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(error_of_handle(GENERIC_READ, FILE_SHARE_WRITE), ERROR_SHARING_VIOLATION);
+    EXPECT_FALSE(DeleteFileW(m_path));
+    std::fclose(writing);
+    EXPECT_EQ(error_of_handle(GENERIC_READ, FILE_SHARE_READ), 0u);
+    std::fclose(reading);
+    EXPECT_EQ(error_of_handle(GENERIC_READ | GENERIC_WRITE, 0), 0u);
+    EXPECT_TRUE(DeleteFileW(m_path));
+}
+
+TEST_F(SharedStream, ThatFailsHalfWayLeavesTheContentAndNothingOpen)
+{
+    const auto before = test::entries("/proc/self/fd");
+    const struct
+    {
+        const char* call;
+        int error;
+    } rows[] = {{"open", EMFILE}, {"fstat", EIO}, {"fdopen", ENOMEM}, {"ftruncate", EIO}};
+    for (const auto& row : rows)
+    {
+        PlinthTestFail(row.call, 1, 1, row.error);
+        EXPECT_EQ(error(L"wb"), row.error) << row.call;
+        PlinthTestReset();
+        EXPECT_EQ(test::read_file(m_file), "content") << row.call;
+        EXPECT_EQ(test::entries("/proc/self/fd"), before) << row.call;
+    }
+    PlinthTestFail("open", 1, 1, EACCES); // as for one that may be written but not read
+    EXPECT_EQ(error(L"wb"), 0);
+}
+
+// What is no ordinary file has no share modes and nothing to cut, and is opened for one direction:
+// a pipe that is opened for both doesn't wait for its reader, and what is written to it is lost.
+TEST_F(SharedStream, OfAPipeIsOpenForWritingAlone)
+{
+    const std::string pipe = m_folder + "/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
+    FILE* const stream = _wfopen(test::windows_form(pipe), L"wb");
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(fcntl(fileno(stream), F_GETFL) & O_ACCMODE, O_WRONLY);
+    std::fputs("through it", stream);
+    std::fclose(stream);
+    char text[32] = "";
+    EXPECT_EQ(read(reader, text, sizeof text), 10);
+    close(reader);
+    EXPECT_EQ(error(L"C:\\dev\\null", L"w+"), 0);
+}
+
+TEST_F(SharedStream, OfANewFileHasThePermissionsThatTheUserGivesFiles)
+{
+    const std::string file = m_folder + "/new";
+    for (const mode_t mask : {022, 077, 0333})
+    {
+        const mode_t former = umask(mask);
+        EXPECT_EQ(error(test::windows_form(file), L"wbx"), 0);
+        umask(former);
+        struct stat found
+        {
+        };
+        ASSERT_EQ(stat(file.c_str(), &found), 0);
+        EXPECT_EQ(found.st_mode & 0777, 0666 & ~mask);
+        ASSERT_EQ(unlink(file.c_str()), 0);
+    }
+}
+
+} // namespace
