@@ -7,6 +7,7 @@
 #include <cstring>
 #include <map>
 #include <new>
+#include <vector>
 
 #include "loaded_modules.h"
 #include "module_search.h"
@@ -32,8 +33,10 @@ struct Entry
 
 struct Table
 {
-    std::mutex lock; // guards all below; no other lock is taken while it is held
+    std::mutex lock; // guards all below; a module's lock and the loader's list are locked under it
     std::map<HMODULE, Entry> modules;
+    unsigned long long unloaded = 0; // what unloaded_modules() was when others' were last looked at
+    std::vector<std::shared_ptr<Module>> replaced; // see forget_unloaded
     std::shared_ptr<Module> program;
 };
 
@@ -94,6 +97,33 @@ bool find_loaded(HMODULE handle, LoadedModule& found)
            found.path[0] != '\0';
 }
 
+// Modules that others loaded are also unloaded without a word, and other modules may come to lie in
+// their places. What is found to be gone is moved to where the caller lets it go, without the lock.
+//
+// A module whose file was replaced may be the old one still or may have been loaded anew; nothing
+// tells. Its resources are looked for in the new file from now on, and what was handed out of the
+// old one stays.
+void forget_unloaded(Table& all, std::vector<std::shared_ptr<Module>>& gone)
+{
+    const unsigned long long unloaded = unloaded_modules();
+    if (unloaded == all.unloaded)
+        return;
+    for (auto at = all.modules.begin(); at != all.modules.end();)
+    {
+        const auto each = at++;
+        std::shared_ptr<Module>& module = each->second.module;
+        if (each->second.references != 0)
+            continue;
+        LoadedModule loaded;
+        const bool stays = find_loaded(each->first, loaded) && module->path() == loaded.path;
+        if (stays && !module->is_replaced())
+            continue;
+        (stays ? all.replaced : gone).push_back(std::move(module));
+        all.modules.erase(each);
+    }
+    all.unloaded = unloaded;
+}
+
 // The file is there but the loader refuses it: what it is, or what it needs, is wrong.
 DWORD refusal_of(const std::string& path)
 {
@@ -141,10 +171,13 @@ HMODULE load(LPCWSTR name)
             sys::dlclose(loader);
             return not_found();
         }
+        std::vector<std::shared_ptr<Module>> gone;
         const std::lock_guard guard(table().lock);
+        forget_unloaded(table(), gone);
+        auto module = std::make_shared<Module>(loaded.path);
         Entry& entry = table().modules[loaded.handle()];
         if (!entry.module)
-            entry.module = std::make_shared<Module>(loaded.path);
+            entry.module = std::move(module);
         entry.loader = loader;
         ++entry.references;
         return loaded.handle();
@@ -212,23 +245,25 @@ std::shared_ptr<Module> hold_module(HMODULE handle)
             table().program = std::make_shared<Module>(path);
         return table().program;
     }
-    {
-        const std::lock_guard guard(table().lock);
-        const auto found = table().modules.find(handle);
-        if (found != table().modules.end())
-            return found->second.module;
-    }
+    std::vector<std::shared_ptr<Module>> gone;
+    const std::lock_guard guard(table().lock);
+    std::map<HMODULE, Entry>& modules = table().modules;
+    auto found = modules.find(handle);
+    if (found != modules.end() && found->second.references != 0)
+        return found->second.module;
+    forget_unloaded(table(), gone);
+    found = modules.find(handle);
+    if (found != modules.end())
+        return found->second.module;
     LoadedModule loaded;
     if (!find_loaded(handle, loaded))
     {
         not_found();
         return nullptr;
     }
-    const std::lock_guard guard(table().lock);
-    Entry& entry = table().modules[handle];
-    if (!entry.module)
-        entry.module = std::make_shared<Module>(loaded.path);
-    return entry.module;
+    auto module = std::make_shared<Module>(loaded.path);
+    modules[handle].module = module;
+    return module;
 }
 
 void* symbol_of(HMODULE handle, const char* name)

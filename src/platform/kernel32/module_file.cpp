@@ -54,6 +54,14 @@ DWORD ModuleFile::map(const char* native_path)
     return m_resources.open({m_view, m_size}) ? 0 : ERROR_BAD_EXE_FORMAT;
 }
 
+bool ModuleFile::is_replaced(const char* native_path) const
+{
+    struct stat opened;
+    struct stat named;
+    return sys::fstat(m_fd, &opened) == 0 && sys::stat(native_path, &named) == 0 &&
+           (opened.st_ino != named.st_ino || opened.st_dev != named.st_dev);
+}
+
 DWORD Module::open_file()
 {
     const std::lock_guard guard(m_lock);
@@ -67,6 +75,12 @@ DWORD Module::open_file()
 const pe::ResourceTree* Module::resources()
 {
     return open_file() == 0 ? &m_file.resources() : nullptr;
+}
+
+bool Module::is_replaced()
+{
+    const std::lock_guard guard(m_lock);
+    return m_open && m_file.is_replaced(m_path.c_str());
 }
 
 } // namespace platform

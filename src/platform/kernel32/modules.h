@@ -2,7 +2,8 @@
 // with the resources in their files.
 //
 // Whoever works on a module holds it, so that it stays while another thread frees it. What was
-// handed out of it (places of resources) goes with the last FreeLibrary.
+// handed out of it (places of resources) goes with the last FreeLibrary, or, if it was not loaded
+// through here, some time after those who loaded it have unloaded it.
 #pragma once
 
 #include <memory>
@@ -28,6 +29,9 @@ public:
     // 0 or a system error; ERROR_BAD_EXE_FORMAT for what is no module file. May be tried again.
     DWORD open(const char* native_path);
 
+    // Whether another file has its place now.
+    bool is_replaced(const char* native_path) const;
+
     const pe::ResourceTree& resources() const { return m_resources; }
 
 private:
@@ -51,10 +55,12 @@ public:
     DWORD open_file();
     // Null if the file can't be opened.
     const pe::ResourceTree* resources();
+    // Whether the file was opened and another one has its place now.
+    bool is_replaced();
 
 private:
     const std::string m_path;
-    std::mutex m_lock; // guards the two below; taken with no other lock held
+    std::mutex m_lock; // guards the two below; taken last
     bool m_open = false;
     ModuleFile m_file;
 };
