@@ -54,6 +54,12 @@ void* operator new(size_t size)
         return memory;
     throw std::bad_alloc();
 }
+// AddressSanitizer has one of its own, whose memory is not for std::free.
+void* operator new(size_t size, const std::nothrow_t&) noexcept
+{
+    ++g_allocations;
+    return std::malloc(size ? size : 1);
+}
 // Not inlined: the compiler would take a free behind a new for a mistake.
 __attribute__((noinline)) void operator delete(void* memory) noexcept
 {
