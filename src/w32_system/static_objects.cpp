@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "debugging/debug_framework.h"
+#include "debugging/debug_window.h"
 #include "debugging/symbol_engine.h"
 #include "debugging/trace_lock.h"
 #include "file/async_dispatcher.h"
@@ -20,6 +21,23 @@ struct WorkerRegistry : QvAsyncDispatcher
 struct WorkerRegistryTag;
 
 struct SymbolEngineTag;
+
+// With the class of the debug windows, which goes behind the last of them. Frameworks that
+// applications have of their own register it too, so it goes whether there is a framework here or
+// not.
+struct DebugFrameworkOwner
+{
+    std::unique_ptr<CDebugFramework> framework;
+
+    DebugFrameworkOwner() = default;
+    DebugFrameworkOwner(const DebugFrameworkOwner&) = delete;
+    DebugFrameworkOwner& operator=(const DebugFrameworkOwner&) = delete;
+    ~DebugFrameworkOwner()
+    {
+        framework.reset();
+        QvForgetDebugWindowClass();
+    }
+};
 struct DebugFrameworkTag;
 struct TimerMapTag;
 
@@ -35,8 +53,8 @@ struct TraceLockTag;
     s_workerRegistry;
 [[gnu::init_priority(QV_PRIORITY_SYMBOL_ENGINE)]] QvStaticObject<CSymbolEngine, SymbolEngineTag>
     s_symbolEngine;
-[[gnu::init_priority(QV_PRIORITY_DEBUG_FRAMEWORK)]] QvStaticObject<std::unique_ptr<CDebugFramework>,
-                                                                   DebugFrameworkTag>
+[[gnu::init_priority(
+    QV_PRIORITY_DEBUG_FRAMEWORK)]] QvStaticObject<DebugFrameworkOwner, DebugFrameworkTag>
     s_debugFramework;
 [[gnu::init_priority(QV_PRIORITY_TRACE_LOCK)]] QvStaticObject<TraceLock, TraceLockTag>
     s_lockBuilder;
@@ -47,7 +65,7 @@ struct TraceLockTag;
 
 std::unique_ptr<CDebugFramework>& QvDebugFramework()
 {
-    return s_debugFramework.Get();
+    return s_debugFramework.Get().framework;
 }
 
 CRITICAL_SECTION s_traceLock;

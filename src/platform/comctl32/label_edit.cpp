@@ -162,7 +162,7 @@ void register_edit_class()
     edit.cbSize = sizeof edit;
     edit.lpfnWndProc = DefWindowProcW;
     edit.lpszClassName = edit_class;
-    register_class(edit, nullptr);
+    register_system_class(edit, nullptr);
 }
 
 } // namespace platform

@@ -304,7 +304,7 @@ extern "C" void InitCommonControls(void)
                        list.cbSize = sizeof list;
                        list.lpfnWndProc = list_view_procedure;
                        list.lpszClassName = WC_LISTVIEWW;
-                       register_class(list, make_list_parcel);
+                       register_system_class(list, make_list_parcel);
                        register_edit_class();
                    });
 }

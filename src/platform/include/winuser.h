@@ -157,10 +157,14 @@ extern "C"
     PLINTH_PLATFORM_API HWND WINAPI GetLastActivePopup(HWND window);
     PLINTH_PLATFORM_API BOOL WINAPI IsWindow(HWND window);
 
-    // Classes belong to the process and stay; their names don't heed case. The class name of a
-    // window may also be MAKEINTATOM of what RegisterClassExW gave.
+    // Classes belong to the process, whatever module they name, and stay until they are
+    // unregistered; their names don't heed case. A class name may also be MAKEINTATOM of what
+    // RegisterClassExW gave.
 #define MAKEINTATOM(atom) ((LPWSTR)((ULONG_PTR)((WORD)(atom))))
     PLINTH_PLATFORM_API ATOM WINAPI RegisterClassExW(const WNDCLASSEXW* windowClass);
+    // Refused with ERROR_CLASS_HAS_WINDOWS while there are windows of it. The system's own classes
+    // count as none (ERROR_CLASS_DOES_NOT_EXIST). The atom may come back with another class.
+    PLINTH_PLATFORM_API BOOL WINAPI UnregisterClassW(LPCWSTR className, HINSTANCE instance);
 
     // Windows. One belongs to the thread that made it, and dies with that thread, without a message
     // then. Its procedure runs on that thread alone. The menu argument of a child is its id.

@@ -1,6 +1,6 @@
 #include "window_class.h"
 
-#include <map>
+#include <algorithm>
 #include <mutex>
 #include <new>
 
@@ -8,6 +8,7 @@
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "system/text.h"
+#include "window_table.h"
 
 using namespace platform;
 
@@ -19,8 +20,8 @@ constexpr size_t name_limit = 256;  // characters, without the terminator
 
 struct Classes
 {
-    std::mutex lock;                 // guards table; nothing else is locked with it
-    std::vector<ClassPointer> table; // by atom, from first_atom on
+    std::mutex lock;                 // guards table; the WindowLock comes behind it
+    std::vector<ClassPointer> table; // by atom, from first_atom on; null: free
 };
 
 // Never destroyed: threads have windows until the very end of the process.
@@ -35,19 +36,51 @@ bool is_atom(LPCWSTR name)
     return reinterpret_cast<ULONG_PTR>(name) <= 0xFFFF;
 }
 
-ClassPointer find_locked(LPCWSTR name)
+// The place of a registered class, or the table's end.
+std::vector<ClassPointer>::iterator find_locked(LPCWSTR name)
 {
+    std::vector<ClassPointer>& table = classes().table;
     if (is_atom(name))
     {
         const auto atom = reinterpret_cast<ULONG_PTR>(name);
-        return atom >= first_atom && atom - first_atom < classes().table.size()
-                   ? classes().table[atom - first_atom]
-                   : nullptr;
+        if (atom < first_atom || atom - first_atom >= table.size())
+            return table.end();
+        const auto place = table.begin() + static_cast<ptrdiff_t>(atom - first_atom);
+        return *place ? place : table.end();
     }
-    for (const ClassPointer& each : classes().table)
-        if (compare_folded(each->name.data(), name) == 0)
-            return each;
-    return nullptr;
+    return std::ranges::find_if(table, [name](const ClassPointer& each)
+                                { return each && compare_folded(each->name.data(), name) == 0; });
+}
+
+// 0 with the last error set. A free place is used again: who loads and unloads a library for ever
+// doesn't run out of atoms.
+ATOM register_class(const WNDCLASSEXW& given, bool of_system, MakeParcel make_parcel)
+try
+{
+    const Uninterrupted<std::mutex> lock(classes().lock);
+    std::vector<ClassPointer>& table = classes().table;
+    if (find_locked(given.lpszClassName) != table.end())
+        return static_cast<ATOM>(fail_with(ERROR_CLASS_ALREADY_EXISTS));
+    const auto place = static_cast<size_t>(std::ranges::find(table, nullptr) - table.begin());
+    if (place > 0xFFFF - first_atom)
+        return static_cast<ATOM>(fail_with(ERROR_CLASS_ALREADY_EXISTS));
+    const auto atom = static_cast<ATOM>(first_atom + place);
+    const wchar_t* const name = given.lpszClassName;
+    auto made = std::make_shared<WindowClass>(WindowClass{atom,
+                                                          {name, name + wide_length(name) + 1},
+                                                          given.lpfnWndProc,
+                                                          static_cast<size_t>(given.cbWndExtra),
+                                                          of_system,
+                                                          make_parcel});
+    if (place == table.size())
+        table.push_back(std::move(made));
+    else
+        table[place] = std::move(made);
+    return atom;
+}
+catch (const std::bad_alloc&)
+{
+    return static_cast<ATOM>(fail_with(ERROR_NOT_ENOUGH_MEMORY));
 }
 
 bool is_valid(const WNDCLASSEXW& given)
@@ -65,34 +98,15 @@ namespace platform
 ClassPointer find_class(LPCWSTR name)
 {
     const Uninterrupted<std::mutex> lock(classes().lock);
-    ClassPointer found = find_locked(name);
-    if (!found)
-        fail_with(ERROR_CANNOT_FIND_WND_CLASS);
-    return found;
+    if (const auto found = find_locked(name); found != classes().table.end())
+        return *found;
+    fail_with(ERROR_CANNOT_FIND_WND_CLASS);
+    return nullptr;
 }
 
-ATOM register_class(const WNDCLASSEXW& given, MakeParcel make_parcel)
+ATOM register_system_class(const WNDCLASSEXW& given, MakeParcel make_parcel)
 {
-    const Uninterrupted<std::mutex> lock(classes().lock);
-    std::vector<ClassPointer>& table = classes().table;
-    if (find_locked(given.lpszClassName) || table.size() > 0xFFFF - first_atom)
-        return static_cast<ATOM>(fail_with(ERROR_CLASS_ALREADY_EXISTS));
-    try
-    {
-        const auto atom = static_cast<ATOM>(first_atom + table.size());
-        const wchar_t* const name = given.lpszClassName;
-        table.push_back(
-            std::make_shared<WindowClass>(WindowClass{atom,
-                                                      {name, name + wide_length(name) + 1},
-                                                      given.lpfnWndProc,
-                                                      static_cast<size_t>(given.cbWndExtra),
-                                                      make_parcel}));
-        return atom;
-    }
-    catch (const std::bad_alloc&)
-    {
-        return static_cast<ATOM>(fail_with(ERROR_NOT_ENOUGH_MEMORY));
-    }
+    return register_class(given, true, make_parcel);
 }
 
 } // namespace platform
@@ -104,5 +118,23 @@ extern "C" ATOM RegisterClassExW(const WNDCLASSEXW* windowClass)
         return static_cast<ATOM>(fail_with(static_cast<DWORD>(error)));
     if (!windowClass || !is_valid(*windowClass))
         return static_cast<ATOM>(fail_with(ERROR_INVALID_PARAMETER));
-    return register_class(*windowClass, nullptr);
+    return register_class(*windowClass, false, nullptr);
+}
+
+extern "C" BOOL UnregisterClassW(LPCWSTR className, HINSTANCE)
+{
+    int error = 0;
+    if (api_fault("UnregisterClassW", error))
+        return fail_with(static_cast<DWORD>(error));
+    ClassPointer gone; // freed outside the lock
+    const Uninterrupted<std::mutex> lock(classes().lock);
+    const auto found = find_locked(className);
+    if (found == classes().table.end() || (*found)->of_system)
+        return fail_with(ERROR_CLASS_DOES_NOT_EXIST);
+    const WindowLock windows;
+    if (has_windows(**found))
+        return fail_with(ERROR_CLASS_HAS_WINDOWS);
+    (*found)->gone = true;
+    gone.swap(*found);
+    return TRUE;
 }

@@ -1,4 +1,5 @@
-// Window classes: one table for the process. A class stays once it is registered.
+// Window classes: one table for the process. A class stays until it is unregistered; the system's
+// own stay for good.
 #pragma once
 
 #include <memory>
@@ -15,8 +16,10 @@ struct WindowClass
     ATOM atom;
     std::vector<wchar_t> name; // terminated
     WNDPROC procedure;
-    size_t extra_bytes;               // of each window
+    size_t extra_bytes; // of each window
+    bool of_system;
     MakeParcel make_parcel = nullptr; // for the class's own messages that point to something
+    mutable bool gone = false;        // unregistered: no window may come any more; the WindowLock's
 };
 
 using ClassPointer = std::shared_ptr<const WindowClass>;
@@ -24,7 +27,7 @@ using ClassPointer = std::shared_ptr<const WindowClass>;
 // By name, or by atom made into a pointer. Null with the last error set.
 ClassPointer find_class(LPCWSTR name);
 
-// Registers a class of the system's own. False with the last error set.
-ATOM register_class(const WNDCLASSEXW& given, MakeParcel make_parcel);
+// Registers a class of the system's own. 0 with the last error set.
+ATOM register_system_class(const WNDCLASSEXW& given, MakeParcel make_parcel);
 
 } // namespace platform

@@ -47,6 +47,11 @@ HWND enter_window(const CREATESTRUCTW& create, ClassPointer window_class)
     window->extra.resize(window_class->extra_bytes);
     window->window_class = std::move(window_class);
     const WindowLock lock;
+    if (window->window_class->gone) // since it was found
+    {
+        fail_with(ERROR_CANNOT_FIND_WND_CLASS);
+        return nullptr;
+    }
     return add_window(std::move(window));
 }
 

@@ -97,6 +97,12 @@ bool is_descendant(HWND window, HWND ancestor)
     return false;
 }
 
+bool has_windows(const WindowClass& window_class)
+{
+    return std::ranges::any_of(table().windows, [&window_class](const auto& each)
+                               { return each.second->window_class.get() == &window_class; });
+}
+
 LRESULT call_procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
     WNDPROC procedure = nullptr;

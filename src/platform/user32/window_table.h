@@ -75,6 +75,7 @@ enum class Kinship
 // In the order of their making.
 std::vector<HWND> windows_below(HWND parent, Kinship kinship);
 bool is_descendant(HWND window, HWND ancestor);
+bool has_windows(const WindowClass& window_class);
 
 // These take the lock themselves.
 

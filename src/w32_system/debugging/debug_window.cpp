@@ -25,6 +25,8 @@ constexpr DWORD frame_style = WS_POPUP | WS_OVERLAPPEDWINDOW;
 constexpr DWORD list_style = WS_CHILD | WS_VISIBLE | LVS_REPORT | LVS_EDITLABELS;
 static_assert(frame_style == 0x80CF0000 && list_style == 0x50000201);
 
+constinit std::atomic<bool> s_classRegistered{false}; // by a window's thread
+
 // False if the window didn't answer in time.
 bool Send(HWND window, UINT message, WPARAM wParam, const void* structure,
           DWORD_PTR* result = nullptr)
@@ -40,6 +42,12 @@ void MakeTitle(wchar_t (&title)[64], int id)
 }
 
 } // namespace
+
+void QvForgetDebugWindowClass()
+{
+    if (s_classRegistered.exchange(false))
+        UnregisterClassW(qv_debug_window_class, GetModuleHandleW(nullptr));
+}
 
 CDebugWindow::CDebugWindow(HWND hParent, int nId)
     : m_nId(nId), m_nColumns(0), m_nRows(0), m_hReady(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
@@ -99,6 +107,8 @@ void CDebugWindow::CreateWindows()
     wchar_t title[64];
     MakeTitle(title, m_nId);
     m_Atom = RegisterClassExW(&m_WndClass);
+    if (m_Atom)
+        s_classRegistered = true;
     const HWND parent = m_hParent && IsWindow(m_hParent) ? m_hParent : nullptr;
     const HINSTANCE module = GetModuleHandleW(nullptr);
     const HWND window = CreateWindowExW(WS_EX_OVERLAPPEDWINDOW, qv_debug_window_class, title,

@@ -11,6 +11,11 @@
 
 inline constexpr const wchar_t* qv_debug_window_class = L"PLINTH_DEBUG_WINDOW";
 
+// Unregisters the window class if this library has registered it: the procedure is code that is
+// about to go, and the next library to be loaded would get windows with it. Does nothing while an
+// application still has windows of the class.
+void QvForgetDebugWindowClass();
+
 class CDebugWindow
 {
 public:
@@ -41,7 +46,7 @@ private:
     int32_t m_nRows;
     HANDLE m_hReady;
     CDbgWndClassEx m_WndClass;
-    ATOM m_Atom; // 0 after the first window: the class stays registered
+    ATOM m_Atom; // 0 after the first window: the class stays registered until the library goes
     HWND m_hParent;
     std::atomic<HWND> m_hWnd; // null when it is closed; the window's thread sets it
     HWND m_hList;

@@ -34,6 +34,13 @@ public:
             dlclose(found);
         return found != nullptr;
     }
+    // The lowest address.
+    void* base() const
+    {
+        Dl_info info = {};
+        EXPECT_NE(dladdr(dlsym(m_handle, "DiagOutputWnd"), &info), 0);
+        return info.dli_fbase;
+    }
     template <class Function> Function* get(const char* name) const
     {
         return reinterpret_cast<Function*>(dlsym(m_handle, name));

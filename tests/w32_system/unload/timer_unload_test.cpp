@@ -4,6 +4,8 @@
 #include <chrono>
 #include <thread>
 
+#include <dlfcn.h>
+
 #include <gtest/gtest.h>
 
 #include <plinth_w32_system.h>
@@ -22,9 +24,9 @@ std::atomic<bool> g_held{false};
 
 extern "C" __attribute__((visibility("default"))) BOOL SetEvent(HANDLE event)
 {
+    static auto* const real = reinterpret_cast<decltype(SetEvent)*>(dlsym(RTLD_NEXT, "SetEvent"));
     const bool hold = g_hold.exchange(false);
     g_held = g_held || hold;
-    static auto* const real = Library::needed<decltype(SetEvent)>("SetEvent");
     const BOOL result = real(event);
     if (hold)
         g_held.wait(true);
