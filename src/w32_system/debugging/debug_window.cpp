@@ -77,8 +77,7 @@ CDebugWindow::~CDebugWindow()
         // The user may close it at this very moment: then it goes without being asked.
         const bool hangs = window && !Send(window, close_message, 0, nullptr) && IsWindow(window);
         // The thread runs the library's code and uses this object until it has ended.
-        if (hangs || !QvAwaitThreadEnd(m_UIThread, answer_limit))
-            TerminateThread(m_UIThread, 1);
+        QvEndThread(m_UIThread, hangs ? 0 : answer_limit, 1);
         CloseHandle(m_UIThread);
     }
     if (m_hReady)

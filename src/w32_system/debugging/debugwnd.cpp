@@ -28,8 +28,7 @@ HANDLE StartThread(unsigned (*procedure)(void*), void* framework, uint32_t& id)
 // Waits for a thread that was asked to end, ends it if it doesn't, and forgets it.
 void EndThread(HANDLE& thread, uint32_t& id)
 {
-    if (!QvAwaitThreadEnd(thread, thread_limit))
-        TerminateThread(thread, 0);
+    QvEndThread(thread, thread_limit, 0);
     CloseHandle(thread);
     thread = nullptr;
     id = 0;

@@ -1,7 +1,11 @@
 #include "thread_end.h"
 
-// A wait that fails says nothing about the thread, which is asked itself then.
-bool QvAwaitThreadEnd(HANDLE thread, DWORD limit)
+namespace
+{
+
+// False if the thread may still run. A wait that fails says nothing about the thread, which is
+// asked itself then.
+bool AwaitThreadEnd(HANDLE thread, DWORD limit)
 {
     constexpr DWORD interval = 10; // ms between the looks
     const DWORD result = WaitForSingleObject(thread, limit);
@@ -13,4 +17,15 @@ bool QvAwaitThreadEnd(HANDLE thread, DWORD limit)
          waited += interval)
         Sleep(interval);
     return code != STILL_ACTIVE;
+}
+
+} // namespace
+
+void QvEndThread(HANDLE thread, DWORD limit, DWORD exitCode)
+{
+    constexpr DWORD termination_limit = 1000; // ms; the end itself takes none
+    if (AwaitThreadEnd(thread, limit))
+        return;
+    TerminateThread(thread, exitCode);
+    AwaitThreadEnd(thread, termination_limit);
 }
