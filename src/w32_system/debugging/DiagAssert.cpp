@@ -1,11 +1,12 @@
 // The assertion report. The name of this file matters: its frames are the reporter's own, at which
 // the stack lines begin (stack_lines.cpp); nothing else of the library stands here.
 //
-// A report is built under s_reportLock, in s_reportBuffer, and handed on from a copy without any
-// lock: a message box blocks its own thread alone. The symbol engine may load modules, which waits
-// for a thread that is just loading one; if that thread's module asserts while it is loaded, both
-// would wait for each other. So the lock is waited for with patience, but not for ever: then the
-// report goes out without stack lines.
+// A report is built in a buffer of its own thread and handed on without any lock: a message box
+// blocks its own thread alone. Only stack lines are made under s_reportLock. The symbol engine may
+// load modules, which waits for a thread that is just loading one; if that thread's module asserts
+// while it is loaded, both would wait for each other; and a thread that is terminated over its
+// stack lines never gives the lock back. So the lock is waited for with patience, but not for ever:
+// then the report goes out without stack lines.
 #include <atomic>
 #include <cstdio>
 
@@ -31,10 +32,10 @@ constexpr DWORD patience = 10'000; // ms; the symbols of a large program take se
 constexpr UINT box_style = MB_ABORTRETRYIGNORE | MB_ICONHAND | MB_TASKMODAL | MB_SETFOREGROUND;
 static_assert(box_style == 0x12012);
 
-// Guards s_reportBuffer and the symbol engine. Taken before the trace lock (a start of the engine
-// that fails is traced), so before the log's m_classLock too; never held while a report is sent.
+// Guards the symbol engine. Taken before the trace lock (a start of the engine that fails is
+// traced), so before the log's m_classLock too; never held while a report is sent.
 constinit std::atomic_flag s_reportLock;
-wchar_t s_reportBuffer[report_limit];
+constinit std::atomic<bool> s_patienceLost{false}; // since somebody waited for the lock in vain
 
 constinit std::atomic<int32_t> s_eventLogOpen{1}; // 0 from the first attempt that failed on
 
@@ -63,18 +64,21 @@ void Format(wchar_t* report, DWORD error, const wchar_t* text)
     LocalFree(system);
 }
 
-// Looks for the lock now and then: threads that assert at once are rare, and wait for symbols.
+// Looks for the lock now and then: threads that assert at once are rare, and wait for symbols. Who
+// comes after one that waited in vain looks once, until the lock is free again.
 class ReportLock
 {
 public:
     ReportLock()
     {
-        for (DWORD waited = 0; waited < patience && !m_taken; ++waited)
+        const DWORD limit = s_patienceLost ? 0 : patience;
+        m_taken = Try();
+        for (DWORD waited = 0; !m_taken && waited < limit; ++waited)
         {
-            m_taken = !s_reportLock.test_and_set(std::memory_order_acquire);
-            if (!m_taken)
-                Sleep(1);
+            Sleep(1);
+            m_taken = Try();
         }
+        s_patienceLost = !m_taken;
     }
     ReportLock(const ReportLock&) = delete;
     ReportLock& operator=(const ReportLock&) = delete;
@@ -86,21 +90,18 @@ public:
     bool taken() const { return m_taken; }
 
 private:
-    bool m_taken = false;
+    static bool Try() { return !s_reportLock.test_and_set(std::memory_order_acquire); }
+    bool m_taken;
 };
 
 void MakeReport(wchar_t* report, unsigned int options, DWORD error, const wchar_t* text)
 {
-    const ReportLock lock;
-    if (!lock.taken())
-    {
-        Format(report, error, text);
+    Format(report, error, text);
+    if (!(options & QV_DIAG_STACKTRACE) || QvIsTornDown())
         return;
-    }
-    Format(s_reportBuffer, error, text);
-    if ((options & QV_DIAG_STACKTRACE) && !QvIsTornDown())
-        AppendStackLines(s_reportBuffer, report_limit - 1 - wcslen(s_reportBuffer));
-    wcscpy(report, s_reportBuffer);
+    const ReportLock lock;
+    if (lock.taken() && !QvIsTornDown())
+        AppendStackLines(report, report_limit - 1 - wcslen(report));
 }
 
 // The answer, or 0 for a box that could not be shown.
