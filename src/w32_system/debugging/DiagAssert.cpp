@@ -1,12 +1,12 @@
 // The assertion report. The name of this file matters: its frames are the reporter's own, at which
 // the stack lines begin (stack_lines.cpp); nothing else of the library stands here.
 //
-// A report is built in a buffer of its own thread and handed on without any lock: a message box
-// blocks its own thread alone. Only stack lines are made under s_reportLock. The symbol engine may
-// load modules, which waits for a thread that is just loading one; if that thread's module asserts
-// while it is loaded, both would wait for each other; and a thread that is terminated over its
-// stack lines never gives the lock back. So the lock is waited for with patience, but not for ever:
-// then the report goes out without stack lines.
+// A report with stack lines is built under s_reportLock, in s_reportBuffer, and handed on from a
+// copy without any lock: a message box blocks its own thread alone. The symbol engine may load
+// modules, which waits for a thread that is just loading one; if that thread's module asserts while
+// it is loaded, both would wait for each other; and a thread that is terminated over its stack
+// lines never gives the lock back. So the lock is waited for with patience, but not for ever: then
+// the report goes out without stack lines. One that wants none is built in its thread's own buffer.
 #include <atomic>
 #include <cstdio>
 
@@ -32,9 +32,10 @@ constexpr DWORD patience = 10'000; // ms; the symbols of a large program take se
 constexpr UINT box_style = MB_ABORTRETRYIGNORE | MB_ICONHAND | MB_TASKMODAL | MB_SETFOREGROUND;
 static_assert(box_style == 0x12012);
 
-// Guards the symbol engine. Taken before the trace lock (a start of the engine that fails is
-// traced), so before the log's m_classLock too; never held while a report is sent.
+// Guards s_reportBuffer and the symbol engine. Taken before the trace lock (a start of the engine
+// that fails is traced), so before the log's m_classLock too; never held while a report is sent.
 constinit std::atomic_flag s_reportLock;
+wchar_t s_reportBuffer[report_limit];
 constinit std::atomic<bool> s_patienceLost{false}; // since somebody waited for the lock in vain
 
 constinit std::atomic<int32_t> s_eventLogOpen{1}; // 0 from the first attempt that failed on
@@ -96,12 +97,19 @@ private:
 
 void MakeReport(wchar_t* report, unsigned int options, DWORD error, const wchar_t* text)
 {
+    if ((options & QV_DIAG_STACKTRACE) && !QvIsTornDown())
+    {
+        const ReportLock lock;
+        if (lock.taken())
+        {
+            Format(s_reportBuffer, error, text);
+            if (!QvIsTornDown()) // not while it waited either
+                AppendStackLines(s_reportBuffer, report_limit - 1 - wcslen(s_reportBuffer));
+            wcscpy(report, s_reportBuffer);
+            return;
+        }
+    }
     Format(report, error, text);
-    if (!(options & QV_DIAG_STACKTRACE) || QvIsTornDown())
-        return;
-    const ReportLock lock;
-    if (lock.taken() && !QvIsTornDown())
-        AppendStackLines(report, report_limit - 1 - wcslen(report));
 }
 
 // The answer, or 0 for a box that could not be shown.
