@@ -1,12 +1,14 @@
 // Waiting for the last instructions of detached threads.
 #include <atomic>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
 #include <plinth_w32_pthreadVC.h>
+
+#if !defined(_WIN32)
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
 
 namespace
 {
@@ -64,6 +66,7 @@ TEST(EndingThreadsConcurrent, AreWaitedForUntilTheirLastObjectHasGone)
     }
 }
 
+#if !defined(_WIN32)
 TEST(EndingThreadsConcurrent, OfTheParentAreNotWaitedForByAForkedProcess)
 {
     start_ending_thread();
@@ -82,3 +85,4 @@ TEST(EndingThreadsConcurrent, OfTheParentAreNotWaitedForByAForkedProcess)
     g_awaited.notify_all();
     pthread_await_ending_np();
 }
+#endif
