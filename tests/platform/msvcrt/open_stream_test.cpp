@@ -20,6 +20,17 @@
 namespace
 {
 
+// The errno of opening, 0 if it opens.
+int error_of(const test::Wide& path, const wchar_t* mode)
+{
+    errno = 0;
+    FILE* const stream = _wfopen(path, mode);
+    const int failed = errno;
+    if (stream)
+        std::fclose(stream);
+    return stream ? 0 : failed;
+}
+
 TEST(OpenStream, ReadsWritesAndAppends)
 {
     const std::string file = test::make_folder("stream") + "/\u00E4.bin";
@@ -47,24 +58,16 @@ TEST(OpenStream, RefusesWithTheErrorOfTheRuntime)
     const std::string folder = test::make_folder("refused");
     const std::string file = folder + "/file";
     test::write_file(file, "kept");
-    const auto error = [](const test::Wide& path, const wchar_t* mode)
-    {
-        errno = 0;
-        FILE* const stream = _wfopen(path, mode);
-        if (stream)
-            std::fclose(stream);
-        return stream ? 0 : errno;
-    };
-    EXPECT_EQ(error(test::windows_form(folder + "/missing"), L"rb"), ENOENT);
-    EXPECT_EQ(error(test::windows_form(folder), L"rb"), EACCES);
-    EXPECT_EQ(error(test::windows_form(file), L""), EINVAL);
-    EXPECT_EQ(error(test::windows_form(file), L"q"), EINVAL);
-    EXPECT_EQ(error("", L"rb"), ENOENT);
+    EXPECT_EQ(error_of(test::windows_form(folder + "/missing"), L"rb"), ENOENT);
+    EXPECT_EQ(error_of(test::windows_form(folder), L"rb"), EACCES);
+    EXPECT_EQ(error_of(test::windows_form(file), L""), EINVAL);
+    EXPECT_EQ(error_of(test::windows_form(file), L"q"), EINVAL);
+    EXPECT_EQ(error_of("", L"rb"), ENOENT);
     ASSERT_EQ(chmod(file.c_str(), 0444), 0);
-    EXPECT_EQ(error(test::windows_form(file), L"wb"), EACCES);
-    EXPECT_EQ(error(test::windows_form(file), L"r+"), EACCES);
+    EXPECT_EQ(error_of(test::windows_form(file), L"wb"), EACCES);
+    EXPECT_EQ(error_of(test::windows_form(file), L"r+"), EACCES);
     EXPECT_EQ(test::read_file(file), "kept");
-    EXPECT_EQ(error(test::windows_form(file), L"rb"), 0);
+    EXPECT_EQ(error_of(test::windows_form(file), L"rb"), 0);
 }
 
 class SharedStream : public testing::Test
@@ -88,17 +91,7 @@ protected:
     private:
         const HANDLE m_handle;
     };
-    // The errno of opening, 0 if it opens.
-    int error(const test::Wide& path, const wchar_t* mode) const
-    {
-        errno = 0;
-        FILE* const stream = _wfopen(path, mode);
-        const int failed = errno;
-        if (stream)
-            std::fclose(stream);
-        return stream ? 0 : failed;
-    }
-    int error(const wchar_t* mode) const { return error(m_path, mode); }
+    int error(const wchar_t* mode) const { return error_of(m_path, mode); }
     DWORD error_of_handle(DWORD access, DWORD share) const
     {
         const HANDLE handle =
@@ -124,7 +117,7 @@ TEST_F(SharedStream, IsRefusedWhatAnotherHolderDeniesAndLeavesTheFile)
             for (const char* const name : {"/file", "/link", "/hard"})
             {
                 SetLastError(0);
-                EXPECT_EQ(error(test::windows_form(m_folder + name), mode), EACCES)
+                EXPECT_EQ(error_of(test::windows_form(m_folder + name), mode), EACCES)
                     << test::utf8(mode) << name;
                 EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
             }
@@ -195,7 +188,7 @@ TEST_F(SharedStream, OfAPipeIsOpenForWritingAlone)
     char text[32] = "";
     EXPECT_EQ(read(reader, text, sizeof text), 10);
     close(reader);
-    EXPECT_EQ(error(L"C:\\dev\\null", L"w+"), 0);
+    EXPECT_EQ(error_of(L"C:\\dev\\null", L"w+"), 0);
 }
 
 TEST_F(SharedStream, OfANewFileHasThePermissionsThatTheUserGivesFiles)
@@ -204,7 +197,7 @@ TEST_F(SharedStream, OfANewFileHasThePermissionsThatTheUserGivesFiles)
     for (const mode_t mask : {022, 077, 0333})
     {
         const mode_t former = umask(mask);
-        EXPECT_EQ(error(test::windows_form(file), L"wbx"), 0);
+        EXPECT_EQ(error_of(test::windows_form(file), L"wbx"), 0);
         umask(former);
         struct stat found
         {

@@ -12,6 +12,7 @@
 #include <plinth_platform_test.h>
 
 #include "debug_windows.h"
+#include "hanging_window.h"
 #include "support/entries.h"
 #include "support/soak.h"
 
@@ -136,31 +137,16 @@ TEST_F(Framework, AnInsertionThatFailsLeavesTheOthers)
     EXPECT_EQ(cell(0, 1, 0), "2") << "the number tells that one is missing";
 }
 
-HANDLE g_release;
-WNDPROC g_before;
-
-LRESULT CALLBACK hang(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
-{
-    if (message == WM_SETTEXT)
-        WaitForSingleObject(g_release, INFINITE);
-    return CallWindowProcW(g_before, window, message, wParam, lParam);
-}
-
 // Three seconds are what a window has for an answer, and again for its end.
 TEST_F(Framework, AWindowThatHangsCostsItsLimitAndIsEndedWithItsThread)
 {
-    g_release = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    test::HangingWindow hanging;
     HWND window = nullptr;
     {
         Windows windows;
-        window = test::debug_window(0);
-        g_before = reinterpret_cast<WNDPROC>(
-            SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(hang)));
-        EXPECT_FALSE(SendMessageTimeoutW(window, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(L"x"), 0,
-                                         10, nullptr));
+        window = hanging.hang(0);
     }
     EXPECT_FALSE(IsWindow(window));
-    CloseHandle(g_release);
 }
 
 // Each message that is not answered costs its limit, here without the time that it takes.

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "debug_windows.h"
+#include "hanging_window.h"
 
 namespace
 {
@@ -67,29 +68,17 @@ protected:
     }
 };
 
-WNDPROC g_before;
-
-LRESULT CALLBACK hang(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
-{
-    if (message == WM_SETTEXT)
-        WaitForSingleObject(g_release, INFINITE);
-    return CallWindowProcW(g_before, window, message, wParam, lParam);
-}
-
 TEST_F(ThreadEnd, OfAWindowThatHangsIsAwaitedBeforeTheWindowIsFreed)
 {
     struct Windows : CDebugFramework
     {
         Windows() : CDebugFramework(true) { CreateDebugWindow(0); }
     };
+    test::HangingWindow hanging;
     HWND window = nullptr;
     {
         const Windows windows;
-        window = test::debug_window(0);
-        g_before = reinterpret_cast<WNDPROC>(
-            SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(hang)));
-        EXPECT_FALSE(SendMessageTimeoutW(window, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(L"x"), 0,
-                                         10, nullptr));
+        window = hanging.hang(0);
     }
     EXPECT_EQ(g_exit_code, 1u);
     EXPECT_FALSE(IsWindow(window)) << "its thread goes on";
