@@ -9,6 +9,7 @@
 #include <new>
 #include <string>
 
+#include "file_status.h"
 #include "path.h"
 #include "share_modes.h"
 #include "system/calls.h"
@@ -21,17 +22,11 @@ using namespace platform;
 namespace
 {
 
-constexpr mode_t any_write_bit = 0222;
 constexpr size_t copy_piece = size_t{1} << 20;
 
 bool is_read_only(const struct stat& found)
 {
-    return S_ISREG(found.st_mode) && (found.st_mode & any_write_bit) == 0;
-}
-
-bool same_file(const struct stat& a, const struct stat& b)
-{
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+    return S_ISREG(found.st_mode) && has_no_write_bit(found);
 }
 
 // Moves the content. 0 or an errno.
@@ -122,7 +117,7 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
         if (!exists)
             return system_error(errno);
     }
-    if (exists && same_file(old, found))
+    if (exists && is_same_file(old, found))
         return ERROR_SHARING_VIOLATION; // onto itself
     if (const DWORD error = replace_blocked(end))
         return error;
@@ -192,7 +187,7 @@ extern "C" BOOL MoveFileExW(LPCWSTR source, LPCWSTR target, DWORD flags)
             return TRUE;
         const int error = errno;
         struct stat old;
-        if (error == EEXIST && sys::lstat(to.c_str(), &old) == 0 && same_file(moved, old) &&
+        if (error == EEXIST && sys::lstat(to.c_str(), &old) == 0 && is_same_file(moved, old) &&
             (moved.st_nlink == 1 || S_ISDIR(moved.st_mode)))
             return TRUE; // onto itself
         return to.fail(error, Context::directory);

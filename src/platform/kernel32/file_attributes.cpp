@@ -3,6 +3,7 @@
 
 #include <atomic>
 
+#include "file_status.h"
 #include "path.h"
 #include "windows.h"
 
@@ -11,7 +12,6 @@ using namespace platform;
 namespace
 {
 
-constexpr mode_t any_write_bit = 0222;
 constexpr mode_t owner_write_bit = 0200;
 
 std::atomic<UINT> g_error_mode{0};

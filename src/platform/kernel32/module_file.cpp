@@ -1,6 +1,7 @@
 // Module files opened as data.
 #include "modules.h"
 
+#include "file_status.h"
 #include "share_modes.h"
 #include "system/calls.h"
 #include "system/last_error.h"
@@ -59,7 +60,7 @@ bool ModuleFile::is_replaced(const char* native_path) const
     struct stat opened;
     struct stat named;
     return sys::fstat(m_fd, &opened) == 0 && sys::stat(native_path, &named) == 0 &&
-           (opened.st_ino != named.st_ino || opened.st_dev != named.st_dev);
+           !is_same_file(opened, named);
 }
 
 DWORD Module::open_file()

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "debug_channel.h"
+#include "file_status.h"
 #include "system/calls.h"
 #include "system/last_error.h"
 #include "system/root.h"
@@ -258,7 +259,7 @@ bool NamedObject::is_still_named() const
     struct stat mine;
     struct stat there;
     return sys::fstat(m_fd, &mine) == 0 && sys::lstat(m_path.c_str(), &there) == 0 &&
-           mine.st_dev == there.st_dev && mine.st_ino == there.st_ino;
+           is_same_file(mine, there);
 }
 
 void NamedObject::close()

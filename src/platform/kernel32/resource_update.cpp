@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "file_stamp.h"
+#include "file_status.h"
 #include "handle_table.h"
 #include "image_writer.h"
 #include "modules.h"
@@ -205,7 +206,7 @@ private:
         struct stat opened;
         struct stat named;
         return sys::fstat(m_fd, &opened) == 0 && sys::stat(m_path.c_str(), &named) == 0 &&
-               opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+               is_same_file(opened, named);
     }
 
     // Callers' types and names are in capitals; those of the file may not be, and keep their form.

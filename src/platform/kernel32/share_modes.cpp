@@ -2,6 +2,7 @@
 
 #include <random>
 
+#include "file_status.h"
 #include "system/calls.h"
 #include "winerror.h"
 
@@ -125,8 +126,7 @@ bool lost_its_name(int fd, const char* native_path)
     struct stat found;
     struct stat named;
     return sys::fstat(fd, &found) == 0 && found.st_nlink == 0 &&
-           (sys::stat(native_path, &named) != 0 || named.st_dev != found.st_dev ||
-            named.st_ino != found.st_ino);
+           (sys::stat(native_path, &named) != 0 || !is_same_file(found, named));
 }
 
 DeleteClaim::DeleteClaim(const char* native_path)

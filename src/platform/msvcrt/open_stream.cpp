@@ -7,6 +7,7 @@
 
 #include <tchar.h>
 
+#include "kernel32/file_status.h"
 #include "kernel32/path.h"
 #include "kernel32/share_modes.h"
 #include "system/calls.h"
@@ -18,7 +19,6 @@ namespace
 {
 
 constexpr mode_t default_mode = 0666; // less the umask
-constexpr mode_t any_write_bit = 0222;
 
 struct OpenMode
 {
@@ -95,9 +95,7 @@ int open_claimed(const char* path, const OpenMode& mode, bool& file)
     {
         struct stat found;
         const bool exists = sys::stat(path, &found) == 0;
-        // Read-only holds also for root, whom the kernel would let in.
-        if (exists &&
-            (S_ISDIR(found.st_mode) || (mode.writes && (found.st_mode & any_write_bit) == 0)))
+        if (exists && (S_ISDIR(found.st_mode) || (mode.writes && has_no_write_bit(found))))
         {
             errno = EACCES;
             return -1;

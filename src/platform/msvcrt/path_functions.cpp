@@ -5,6 +5,7 @@
 
 #include <tchar.h>
 
+#include "kernel32/file_status.h"
 #include "kernel32/path.h"
 #include "system/calls.h"
 
@@ -12,14 +13,6 @@ using namespace platform;
 
 namespace
 {
-
-constexpr mode_t any_write_bit = 0222;
-
-// A file without any write permission is read-only also for root, whom the kernel would let in.
-bool is_read_only(const struct stat& file)
-{
-    return (file.st_mode & any_write_bit) == 0;
-}
 
 bool is_separator(wchar_t c)
 {
@@ -75,7 +68,7 @@ extern "C" int plinth_crt_waccess(const wchar_t* path, int mode)
     }
     if (sys::stat(native.c_str(), &found) != 0)
         return -1;
-    if ((mode & 2) && is_read_only(found))
+    if ((mode & 2) && has_no_write_bit(found))
     {
         errno = EACCES;
         return -1;

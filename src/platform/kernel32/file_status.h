@@ -1,0 +1,25 @@
+// What is asked of the kernel's status of a file in several places.
+#pragma once
+
+#include <sys/stat.h>
+
+namespace platform
+{
+
+inline constexpr mode_t any_write_bit = 0222;
+
+// Read-only is the absence of all write permission, and holds for root too, whom the kernel would
+// let in.
+inline bool has_no_write_bit(const struct stat& found)
+{
+    return (found.st_mode & any_write_bit) == 0;
+}
+
+// One file, though perhaps under two names. Its number is given anew once the file is deleted and
+// closed everywhere: one of the two must be held open, or both asked for at once.
+inline bool is_same_file(const struct stat& a, const struct stat& b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+} // namespace platform
