@@ -1,7 +1,6 @@
 // Unloading the library right behind the last call of a multimedia timer. This program isn't linked
 // to the library, so that closing it really takes it out of the process.
 #include <atomic>
-#include <chrono>
 #include <thread>
 
 #include <dlfcn.h>
@@ -20,6 +19,24 @@ namespace
 std::atomic<bool> g_hold{false};
 std::atomic<bool> g_held{false};
 
+// How far the thread that unloads has come.
+enum class Unload
+{
+    none,
+    begins,
+    sets_the_fence, // the timer whose call comes behind the one that is held
+    waits,
+    came_back_early,
+    done,
+};
+std::atomic<Unload> g_unload{Unload::none};
+
+void reach(Unload next)
+{
+    g_unload = next;
+    g_unload.notify_all();
+}
+
 } // namespace
 
 extern "C" __attribute__((visibility("default"))) BOOL SetEvent(HANDLE event)
@@ -30,6 +47,30 @@ extern "C" __attribute__((visibility("default"))) BOOL SetEvent(HANDLE event)
     const BOOL result = real(event);
     if (hold)
         g_held.wait(true);
+    return result;
+}
+
+extern "C" __attribute__((visibility("default"))) MMRESULT
+timeSetEvent(UINT delay, UINT resolution, LPTIMECALLBACK callback, DWORD_PTR user, UINT flags)
+{
+    static auto* const real =
+        reinterpret_cast<decltype(timeSetEvent)*>(dlsym(RTLD_NEXT, "timeSetEvent"));
+    if (g_unload == Unload::begins)
+        reach(Unload::sets_the_fence);
+    return real(delay, resolution, callback, user, flags);
+}
+
+extern "C" __attribute__((visibility("default"))) DWORD WaitForSingleObject(HANDLE object,
+                                                                            DWORD milliseconds)
+{
+    static auto* const real =
+        reinterpret_cast<decltype(WaitForSingleObject)*>(dlsym(RTLD_NEXT, "WaitForSingleObject"));
+    const bool fence = g_unload == Unload::sets_the_fence;
+    if (fence)
+        reach(Unload::waits);
+    const DWORD result = real(object, milliseconds);
+    if (fence && g_held)
+        reach(Unload::came_back_early);
     return result;
 }
 
@@ -67,15 +108,16 @@ TEST(TimerUnloadConcurrent, WaitsForTheLastCallOfAMultimediaTimerToReturn)
     // A wait that comes between the timer's end and its event gives QV_OK at once.
     while (!g_held)
         std::this_thread::yield();
-    std::atomic<bool> unloaded{false};
+    reach(Unload::begins);
     std::thread closer(
         [&]
         {
             library.unload();
-            unloaded = true;
+            reach(Unload::done);
         });
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    if (unloaded)
+    for (Unload now = g_unload; now < Unload::waits; now = g_unload)
+        g_unload.wait(now);
+    if (g_unload == Unload::done)
     {
         closer.join();
         FAIL() << "the call would return into code that has gone"; // so it never returns
@@ -83,6 +125,8 @@ TEST(TimerUnloadConcurrent, WaitsForTheLastCallOfAMultimediaTimerToReturn)
     g_held = false;
     g_held.notify_all();
     closer.join();
+    EXPECT_EQ(g_unload, Unload::done);
+    g_unload = Unload::none;
     EXPECT_FALSE(Library::is_loaded());
 }
 
