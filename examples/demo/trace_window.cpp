@@ -69,11 +69,14 @@ void finish_trace_windows(bool close)
 {
     QV_Sleep(settle_time, QV_PRECISION_SLEEP);
     arrange();
-    if (close)
-        for (HWND window = next_window(nullptr); window; window = next_window(window))
+    // Asked again at each look: behind a window that has just closed there is no next one, and a
+    // record that was late may have opened another.
+    while (HWND window = next_window(nullptr))
+    {
+        for (; close && window; window = next_window(window))
             PostMessageW(window, WM_CLOSE, 0, 0);
-    while (next_window(nullptr))
         QV_Sleep(look_time, QV_PRECISION_SLEEP);
+    }
 }
 
 } // namespace demo
