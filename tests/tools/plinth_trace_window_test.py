@@ -8,32 +8,17 @@ import struct
 import subprocess
 import unittest
 
+from display import environment, start_display
+
 TRACE = os.environ["PLINTH_TRACE"]
 ROOT = os.environ["PLINTH_ROOT"]
 PATIENCE = 60  # seconds until a program that should have ended counts as stuck
-DISPLAY_NAMES = ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM")
-
-
-def environment(**more):
-    clean = {name: value for name, value in os.environ.items() if name not in DISPLAY_NAMES}
-    return {**clean, "XDG_RUNTIME_DIR": ROOT, "NO_AT_BRIDGE": "1", **more}
 
 
 class Window(unittest.TestCase):
     def run_to_end(self, *arguments, **more):
         return subprocess.run([TRACE, "window", *arguments], capture_output=True, text=True,
                               stdin=subprocess.DEVNULL, timeout=PATIENCE, env=environment(**more))
-
-    def start_display(self):
-        read, write = os.pipe()
-        server = subprocess.Popen(["Xvfb", "-displayfd", str(write), "-screen", "0",
-                                   "1280x1024x24", "-nolisten", "tcp", "-noreset"],
-                                  pass_fds=[write], stderr=subprocess.DEVNULL)
-        self.addCleanup(server.wait)
-        self.addCleanup(server.terminate)
-        os.close(write)
-        with os.fdopen(read) as numbers:
-            return ":" + numbers.readline().strip()
 
     def log(self):
         path = os.path.join(ROOT, "qvapp_2024-03-05.log")
@@ -54,7 +39,7 @@ class Window(unittest.TestCase):
     def test_shows_itself_takes_a_picture_and_ends(self):
         picture = os.path.join(ROOT, "window.png")
         result = self.run_to_end("--input", self.log(), "--screenshot", picture, "--exit-after",
-                                 "0.5", DISPLAY=self.start_display())
+                                 "0.5", DISPLAY=start_display(self))
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         with open(picture, "rb") as file:
             head = file.read(24)
@@ -65,14 +50,14 @@ class Window(unittest.TestCase):
     def test_ctrl_c_ends_it(self):
         with subprocess.Popen([TRACE, "window", "--input", self.log(), "--exit-after", "50"],
                               stderr=subprocess.PIPE, text=True,
-                              env=environment(DISPLAY=self.start_display())) as process:
+                              env=environment(DISPLAY=start_display(self))) as process:
             process.send_signal(signal.SIGINT)
             process.wait(PATIENCE)
             # Before it has set its handler, the signal ends it too.
             self.assertIn(process.returncode, (0, -signal.SIGINT))
 
     def test_options_are_those_of_watch(self):
-        display = self.start_display()
+        display = start_display(self)
         for arguments in (["--include", "(open"], ["--wat"], ["--keep", "1"]):
             result = self.run_to_end(*arguments, DISPLAY=display)
             self.assertEqual(result.returncode, 2, arguments)

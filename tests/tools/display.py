@@ -1,0 +1,24 @@
+"""A display that a test starts for itself (Xvfb), and the environment of programs that use it."""
+import os
+import subprocess
+
+# The launcher keeps programs off the desktop with the last one.
+DISPLAY_NAMES = ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "PLINTH_DESKTOP")
+
+
+def environment(**more):
+    clean = {name: value for name, value in os.environ.items() if name not in DISPLAY_NAMES}
+    return {**clean, "XDG_RUNTIME_DIR": os.environ["PLINTH_ROOT"], "NO_AT_BRIDGE": "1", **more}
+
+
+def start_display(test):
+    """Gives the name of a new display, which goes with the test."""
+    read, write = os.pipe()
+    server = subprocess.Popen(["Xvfb", "-displayfd", str(write), "-screen", "0", "1280x1024x24",
+                               "-nolisten", "tcp", "-noreset"],
+                              pass_fds=[write], stderr=subprocess.DEVNULL)
+    test.addCleanup(server.wait)
+    test.addCleanup(server.terminate)
+    os.close(write)
+    with os.fdopen(read) as numbers:
+        return ":" + numbers.readline().strip()

@@ -1,0 +1,29 @@
+"""plinth-demo with windows, on a display that the test starts (Xvfb)."""
+import os
+import subprocess
+import unittest
+
+from display import environment, start_display
+
+DEMO = os.environ["PLINTH_DEMO"]
+ROOT = os.environ["PLINTH_ROOT"]
+PATIENCE = 60  # seconds until a program that should have ended counts as stuck
+
+
+class DemoWindow(unittest.TestCase):
+    def test_closes_each_of_its_windows_by_itself_and_ends(self):
+        path = os.path.join(ROOT, "input")
+        with open(path, "wb") as file:
+            file.write(b"line\n" * 100_000)
+        display = start_display(self)
+        # Several windows that close while the others are looked for: one run may be lucky.
+        for _ in range(3):
+            result = subprocess.run([DEMO, "--window", "--auto-close", path, "3"],
+                                    capture_output=True, text=True, stdin=subprocess.DEVNULL,
+                                    timeout=PATIENCE, env=environment(DISPLAY=display))
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertNotIn("no display", result.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
