@@ -24,10 +24,10 @@ def read(path):
         return file.read()
 
 
-def blocks():
-    """The code blocks of the guide: language, the file that the line above links to, text."""
-    return re.findall(r"^(?:\[[^\]]*\]\(\.\./(examples/guide/[^)]+)\)\n\n)?```(\w*)\n(.*?)^```$",
-                      read(os.path.join(SOURCE, "docs/guide.md")), re.M | re.S)
+def blocks(page="docs/guide.md"):
+    """The code blocks of a page: the file that the line above links to, language, text."""
+    return re.findall(r"^(?:\[[^\]]*\]\(\.\./([^)]+)\)\n\n)?```(\w*)\n(.*?)^```$",
+                      read(os.path.join(SOURCE, page)), re.M | re.S)
 
 
 def run(program, *arguments):
@@ -66,6 +66,12 @@ class Guide(unittest.TestCase):
                             f"this is not, or no longer, what stands in {path}:\n{text}")
         programs = {name for name in os.listdir(EXAMPLES) if name.endswith(".cpp")}
         self.assertEqual(programs - shown, set(), "the guide shows nothing of these")
+
+    def test_the_tests_that_a_newcomer_is_shown_are_in_the_tree(self):
+        shown = [block for block in blocks("docs/how-tests-work.md") if block[0]]
+        self.assertEqual(len(shown), 2)
+        for path, _, text in shown:
+            self.assertEqual(text, read(os.path.join(SOURCE, path)), path)
 
     def test_its_links_lead_somewhere(self):
         for target in re.findall(r"\]\(([^)#]+)\)", read(os.path.join(SOURCE, "docs/guide.md"))):
