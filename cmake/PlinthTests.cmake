@@ -65,3 +65,8 @@ function(plinth_discover_tests target)
     add_dependencies(plinth_concurrent_tests ${target})
   endif()
 endfunction()
+
+# The tests for Windows are compiled and linked, and run nowhere here: little optimisation is enough.
+if(WIN32)
+  add_compile_options(-O1)
+endif()

@@ -9,7 +9,7 @@ status is 1 if there are any.
 A file that passed is not examined again while nothing has changed that clang-tidy looks at: the
 preprocessed text (it holds the system's headers and what command-line macros do), the source text
 of each file of the checkout in it (comments, which may hold NOLINT, and macros), the command's
-other options, the .clang-tidy files above it, and the version of clang-tidy. The path of the
+other options, the checkout's .clang-tidy files above it, and the version of clang-tidy. The path of the
 checkout is not part of the key, so clones share what they know. Only passes are remembered, as
 empty files in $PLINTH_TIDY_CACHE, at first a folder in ccache's cache. CI_FULL=1 examines all files.
 """
@@ -102,7 +102,7 @@ class Command:
                 digest.update(f"\0{path.relative_to(ROOT)}\0".encode())
                 digest.update(path.read_bytes())
         for folder in self.file.parents:
-            if (folder / ".clang-tidy").is_file():
+            if folder.is_relative_to(ROOT) and (folder / ".clang-tidy").is_file():
                 digest.update((folder / ".clang-tidy").read_bytes())
         return digest.hexdigest()
 
