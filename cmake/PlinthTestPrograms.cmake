@@ -19,6 +19,7 @@ function(plinth_add_test name library)
   if(NOT sources)
     return()
   endif()
+  plinth_choose_test_sources(sources)
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE plinth_test_support ${library})
   if(own_HEADERS)
@@ -31,8 +32,7 @@ function(plinth_add_test name library)
       RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests # where the scripts look for it
       CROSSCOMPILING_EMULATOR $<TARGET_FILE:plinth_test_launcher>)
     add_dependencies(${name} plinth_test_launcher)
-    gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST
-                         DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+    plinth_discover_tests(${name} ${sources})
   endif()
 endfunction()
 

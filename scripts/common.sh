@@ -7,6 +7,16 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 jobs=$(nproc)
+# Tests wait more than they compute.
+test_jobs=$((2 * jobs))
+
+# What a precompiled header needs of ccache. In CI the folder of the clone differs from run to run:
+# ccache then compares relative paths and leaves the folder out, so that what another clone compiled
+# is of use. Debug information may then name the other clone's folder.
+export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros}
+if [[ ${CI:-} == true ]]; then
+    export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$root} CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1}
+fi
 
 if [[ -t 1 && -z ${NO_COLOR:-} ]]; then
     bold=$'\e[1m' red=$'\e[31m' green=$'\e[32m' plain=$'\e[0m'
@@ -71,12 +81,25 @@ configure() {
     }
 }
 
-# build PRESET [TARGET...]: configures if need be.
-build() {
+# alone PRESET COMMAND...: while no other script configures or builds the preset.
+alone() {
+    local preset=$1
+    shift
+    [[ -w build ]] || mkdir -p build 2>/dev/null || true # configure says why it can't
+    (
+        if [[ -w build ]]; then flock 9; fi
+        "$@"
+    ) 9>>"$([[ -w build ]] && echo "build/.$preset.lock" || echo /dev/null)"
+}
+
+# build PRESET [TARGET...]: configures if need be. Beside other steps it leaves the processors to
+# tests, which measure time.
+build() { alone "$1" build_alone "$@"; }
+build_alone() {
     local preset=$1
     shift
     configure "$preset"
-    cmake --build "build/$preset" -j "$jobs" ${1:+--target "$@"} ||
+    nice -n "${PLINTH_NICE:-0}" cmake --build "build/$preset" -j "$jobs" ${1:+--target "$@"} 9>&- ||
         die "The build of the preset $preset failed." \
             "Again: cmake --build build/$preset ${1:+--target $*}"
 }

@@ -113,10 +113,4 @@ TEST(SilentAssertion, AnswersAndBoundsItsText)
               1);
 }
 
-// Traces from a static object of the application, which goes before the library does.
-struct LateTracer
-{
-    ~LateTracer() { DiagOutputExW(L"from a static destructor"); }
-} g_late;
-
 } // namespace

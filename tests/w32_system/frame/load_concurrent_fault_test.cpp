@@ -53,6 +53,12 @@ int probe(const std::string& arguments, std::string& output)
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+// Traces from a static object of the application, which goes before the library does.
+struct LateTracer
+{
+    ~LateTracer() { DiagOutputExW(L"from a static destructor"); }
+} g_late;
+
 int trace_once(int, char**)
 {
     QV_Log(L"from main\r\n");

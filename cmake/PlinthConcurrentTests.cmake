@@ -1,0 +1,67 @@
+# Which tests are tests of concurrent use. They have the CTest label "concurrent", by which
+# ThreadSanitizer (scripts/check tsan) and the soak (scripts/soak) choose them.
+#
+# A test has the label if its suite, name or instance contains "Concurrent" or "concurrent", or if
+# it is in a file *_concurrent*_test.cpp. The target plinth_concurrent_tests builds their programs.
+option(PLINTH_CONCURRENT_TESTS_ONLY
+       "Leave out the other sources of test programs that have tests of concurrent use" OFF)
+add_custom_target(plinth_concurrent_tests)
+
+set(plinth_concurrent_file "_concurrent[a-z0-9_]*_test\\.cpp$")
+
+# The sources among those given that have tests of concurrent use.
+function(plinth_find_concurrent_sources variable)
+  set(found "")
+  foreach(source IN LISTS ARGN)
+    file(READ ${source} text)
+    if(source MATCHES "${plinth_concurrent_file}" OR
+       text MATCHES "(TEST|TEST_F|TEST_P|TEST_SUITE_P)\\([^)]*[Cc]oncurren")
+      list(APPEND found ${source})
+    endif()
+  endforeach()
+  set(${variable} ${found} PARENT_SCOPE)
+endfunction()
+
+# plinth_choose_test_sources(variable): drops from the list what PLINTH_CONCURRENT_TESTS_ONLY leaves
+# out. A program without tests of concurrent use keeps all: nobody builds it then.
+function(plinth_choose_test_sources variable)
+  if(PLINTH_CONCURRENT_TESTS_ONLY)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${${variable}})
+    plinth_find_concurrent_sources(concurrent ${${variable}})
+    if(concurrent)
+      set(${variable} ${concurrent} PARENT_SCOPE)
+    endif()
+  endif()
+endfunction()
+
+# The filter of the test library that names a program's tests of concurrent use.
+function(plinth_concurrent_filter variable)
+  set(filter "*Concurren*:*concurren*")
+  foreach(source IN LISTS ARGN)
+    if(source MATCHES "${plinth_concurrent_file}")
+      set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${source})
+      file(READ ${source} text)
+      string(REGEX MATCHALL "TEST(_F|_P)?\\([A-Za-z0-9_]+" heads "${text}")
+      list(TRANSFORM heads REPLACE ".*\\(" "")
+      list(REMOVE_DUPLICATES heads)
+      foreach(suite IN LISTS heads)
+        string(APPEND filter ":${suite}.*:*/${suite}.*")
+      endforeach()
+    endif()
+  endforeach()
+  set(${variable} ${filter} PARENT_SCOPE)
+endfunction()
+
+# plinth_discover_tests(target source...): CTest tests for each test of the program, with the label
+# for those of concurrent use.
+function(plinth_discover_tests target)
+  plinth_concurrent_filter(filter ${ARGN})
+  set(common TEST_PREFIX "${target}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)
+  gtest_discover_tests(${target} ${common} TEST_FILTER "-${filter}" PROPERTIES TIMEOUT 300)
+  gtest_discover_tests(${target} ${common} TEST_FILTER "${filter}"
+                       PROPERTIES TIMEOUT 300 LABELS concurrent)
+  plinth_find_concurrent_sources(concurrent ${ARGN})
+  if(concurrent OR NOT PLINTH_CONCURRENT_TESTS_ONLY)
+    add_dependencies(plinth_concurrent_tests ${target})
+  endif()
+endfunction()
