@@ -71,7 +71,7 @@ endif()
 # The desktop plug-in. Windows has a desktop of its own, and the fuzz targets show no windows.
 set(PLINTH_WITH_DESKTOP OFF)
 if(PLINTH_BUILD_DESKTOP AND NOT WIN32 AND NOT PLINTH_BUILD_FUZZ)
-  find_package(Qt6 6.4 QUIET COMPONENTS Widgets)
+  find_package(Qt6 6.4 QUIET COMPONENTS Widgets OPTIONAL_COMPONENTS Test)
   if(Qt6_FOUND)
     set(PLINTH_WITH_DESKTOP ON)
   elseif(PLINTH_BUILD_DESKTOP STREQUAL "AUTO")
