@@ -114,6 +114,15 @@ build() {
             "Again: cmake --build build/$preset ${1:+--target $*}"
 }
 
+# skipped_tests PRESET: what the last run of ctest has skipped, and what each test needs.
+skipped_tests() {
+    local log=build/$1/Testing/Temporary/LastTest.log
+    [[ -f $log ]] || return 0
+    awk '/^[0-9]+\/[0-9]+ Testing: / { test = $3 }
+        /needs .* \(Debian: .*\)$/ { sub(/.*needs /, "needs "); print "  " test ": " $0 }' \
+        "$log" | sort -u
+}
+
 # fill_in DOCUMENT NAME: what stands between the lines "<!-- NAME: by SCRIPT -->" and
 # "<!-- end of NAME -->" becomes standard input.
 fill_in() {
