@@ -48,7 +48,8 @@ void needs_locale(const std::string& name)
 
 void needs_zone(const std::string& name)
 {
-    needs(std::filesystem::exists("/usr/share/zoneinfo/" + name), "the time zone " + name, "tzdata");
+    needs(std::filesystem::exists("/usr/share/zoneinfo/" + name), "the time zone " + name,
+          "tzdata");
 }
 
 #endif

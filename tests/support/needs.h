@@ -1,6 +1,6 @@
-// What a test needs that a system may not have. Without it the rest of the test is left out, and the
-// test is reported as skipped, with the Debian package that brings what is missing. With CI=true a
-// skipped test is a failure (test_main.cpp).
+// What a test needs that a system may not have. Without it the rest of the test is left out, and
+// the test is reported as skipped, with the Debian package that brings what is missing. With
+// CI=true a skipped test is a failure (test_main.cpp).
 //
 // Each of these functions ends the test by an exception, which the test library catches: call it on
 // the test's own thread, from the test, its fixture or what they call.
