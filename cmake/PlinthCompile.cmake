@@ -2,8 +2,10 @@
 
 find_package(Threads REQUIRED)
 
-find_program(PLINTH_CCACHE ccache)
-if(PLINTH_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER AND PROJECT_IS_TOP_LEVEL)
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  find_program(PLINTH_CCACHE ccache DOC "Compiler cache, used if it works; OFF: none")
+endif()
+if(PLINTH_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   # It fails, rather than do without, for a user who can't write its cache (one without a home).
   set(probe ${CMAKE_BINARY_DIR}/CMakeFiles/ccache_probe)
   file(WRITE ${probe}.cpp "int ccache_probe;\n")
@@ -17,8 +19,6 @@ endif()
 add_library(plinth_private INTERFACE)
 target_compile_options(plinth_private INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor
-  # The system's structures have nameless parts within nameless parts.
-  $<$<CXX_COMPILER_ID:Clang>:-Wno-nested-anon-types>
   # Calls between the libraries go through a pointer and not by way of a stub that reads it.
   $<$<PLATFORM_ID:Linux>:-fno-plt>
   $<$<BOOL:${PLINTH_WARNINGS_AS_ERRORS}>:-Werror>)

@@ -2,9 +2,6 @@
 # file), tools (the programs and their manual pages) and desktop (the plug-in that shows windows
 # and the viewer with a window, which need more of the system than all the rest). The installed tree can be moved: libraries and
 # programs find each other by $ORIGIN, the package files by their own place.
-if(NOT PROJECT_IS_TOP_LEVEL AND NOT PLINTH_INSTALL)
-  return()
-endif()
 include(CMakePackageConfigHelpers)
 
 set(libraries plinth_w32_system plinth_w32_pthreadVC)

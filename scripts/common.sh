@@ -1,7 +1,7 @@
 # Shared by the scripts of this folder, which source it: set-up, headings, building.
 #
-# Nothing here asks a question or reads standard input. A set-up that finds everything in place
-# costs one dpkg-query.
+# Nothing here asks a question or reads standard input, but for sudo's password. A set-up that finds
+# everything in place costs one dpkg-query.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -32,53 +32,86 @@ die() {
     exit 1
 }
 
-# The packages of packages.txt that are not installed, on one line.
+# listed_packages LIST...: the packages of files of scripts/packages, one a line. A line "@NAME" there
+# stands for the packages of another list.
+listed_packages() {
+    local list line
+    for list in "$@"; do
+        while IFS= read -r line; do
+            line=${line%%#*}
+            line=${line//[[:space:]]/}
+            case $line in
+            '') ;;
+            @*) listed_packages "${line#@}" ;;
+            *) printf '%s\n' "$line" ;;
+            esac
+        done <"scripts/packages/$list"
+    done
+}
+
+# missing_packages LIST...: those that are not installed, on one line.
 missing_packages() {
-    local wanted installed
-    wanted=$(sed -e 's/#.*//' -e 's/[[:space:]]//g' -e '/^$/d' scripts/packages.txt)
+    local installed
     # dpkg-query knows a package by its plain name, also if it was asked for with an architecture.
     installed=$(dpkg-query -W -f='${db:Status-Status} ${Package}\n' 2>/dev/null |
         sed -n 's/^installed //p')
-    comm -23 <(sort -u <<<"$wanted") <(sort -u <<<"$installed") | tr '\n' ' '
+    comm -23 <(listed_packages "$@" | sort -u) <(sort -u <<<"$installed") | tr '\n' ' '
 }
 
-# Installs what is missing, and nothing else.
+# install_packages LIST...: installs what is missing of the lists, and nothing else. It says before
+# how many packages that is, with those that they depend on, and how much room they take.
 install_packages() {
+    [[ ${CI:-} != true ]] || set -- "$@" ci
     command -v dpkg-query >/dev/null || {
-        echo "This is no Debian system: the packages of scripts/packages.txt are taken to be there." >&2
+        echo "This is no Debian system: these packages are taken to be there:" \
+            "$(listed_packages "$@" | sort -u | tr '\n' ' ')" >&2
         return 0
     }
     local missing
-    missing=$(missing_packages)
-    [[ -n ${missing// /} ]] || return 0
-    heading "Installing: $missing"
+    missing=$(missing_packages "$@")
+    missing=${missing% }
+    [[ -n $missing ]] || return 0
+    local by_hand="apt-get update && apt-get install --no-install-recommends $missing"
     local as_root=()
     if [[ $EUID -ne 0 ]]; then
         command -v sudo >/dev/null || die "Packages are missing, and there is no sudo here." \
-            "As root: apt-get install --no-install-recommends $missing"
+            "As root: $by_hand"
         # Where nobody can type a password, sudo is told not to ask for one.
         if [[ -t 0 ]]; then as_root=(sudo); else as_root=(sudo -n); fi
     fi
-    local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive
-        apt-get -q -y -o DPkg::Lock::Timeout=300)
-    # shellcheck disable=SC2086 # a list of words
-    { "${apt[@]}" update && "${apt[@]}" install --no-install-recommends $missing; } </dev/null ||
-        die "The packages could not be installed." \
-            "As root: apt-get update && apt-get install --no-install-recommends $missing"
+    local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8
+        apt-get -q -o DPkg::Lock::Timeout=300)
+    # shellcheck disable=SC2206 # a list of words
+    local install=(install --no-install-recommends $missing)
+    heading "Packages are missing: reading the lists of what there is"
+    "${apt[@]}" update </dev/null || die "The lists of packages could not be read." \
+        "As root: $by_hand"
+    # With --assume-no it ends as a failure after its figures.
+    local plan count size
+    plan=$("${apt[@]}" --assume-no "${install[@]}" 2>&1 </dev/null || true)
+    count=$(sed -n 's/.* \([0-9]*\) newly installed.*/\1/p' <<<"$plan")
+    size=$(sed -n 's/^After this operation, \(.*\) of additional disk space.*/\1/p' <<<"$plan")
+    heading "Installing ${count:-?} packages, ${size:-? MB} on the disk, for: $missing"
+    "${apt[@]}" -y "${install[@]}" </dev/null || die "The packages could not be installed." \
+        "As root: $by_hand"
 }
 
-# configure PRESET: once; CMake itself sees later changes when it builds.
+# configure PRESET: once, and again when packages have come or gone, since CMake remembers what it
+# didn't find. It sees changes of its own files itself, as it builds.
 configure() {
     if [[ -e build && ! -w build ]]; then
         die "The folder $root/build belongs to another user." \
             "Remove it, or work in a clone of your own."
     fi
-    [[ -f build/$1/build.ninja ]] && return 0
+    local made=build/$1/configured
+    [[ -f build/$1/build.ninja && $made -nt /var/lib/dpkg/status ]] && return 0
     local output
     output=$(cmake --preset "$1" 2>&1) || {
         printf '%s\n' "$output" >&2
         die "Configuring the preset $1 failed."
     }
+    grep '^-- plinth: ' <<<"$output" || true
+    touch "$made"
 }
 
 # alone PRESET COMMAND...: while no other script configures or builds the preset.
@@ -102,6 +135,15 @@ build_alone() {
     nice -n "${PLINTH_NICE:-0}" cmake --build "build/$preset" -j "$jobs" ${1:+--target "$@"} 9>&- ||
         die "The build of the preset $preset failed." \
             "Again: cmake --build build/$preset ${1:+--target $*}"
+}
+
+# skipped_tests PRESET: what the last run of ctest has skipped, and what each test needs.
+skipped_tests() {
+    local log=build/$1/Testing/Temporary/LastTest.log
+    [[ -f $log ]] || return 0
+    awk '/^[0-9]+\/[0-9]+ Testing: / { test = $3 }
+        /needs .* \(Debian: .*\)$/ { sub(/.*needs /, "needs "); print "  " test ": " $0 }' \
+        "$log" | sort -u
 }
 
 # fill_in DOCUMENT NAME: what stands between the lines "<!-- NAME: by SCRIPT -->" and

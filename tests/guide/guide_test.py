@@ -131,7 +131,3 @@ class Guide(unittest.TestCase):
             out, _ = watcher.communicate(timeout=60)
             self.assertEqual(watcher.returncode, 0)
             self.assertEqual(re.findall(r"file (\d),", out), ["1", "2", "3"])
-
-
-if __name__ == "__main__":
-    unittest.main(verbosity=2)

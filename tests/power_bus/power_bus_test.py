@@ -9,9 +9,11 @@ import subprocess
 import time
 import unittest
 
-import dbus
-import dbusmock
+from needs import needs_import, needs_program
 
+needs_program("dbus-daemon", "dbus")
+dbus = needs_import("dbus", "python3-dbusmock")
+dbusmock = needs_import("dbusmock", "python3-dbusmock")
 HOLDER = os.environ["PLINTH_POWER_HOLDER"]
 PATIENCE = 60  # seconds until what should have happened counts as missing
 SAVER = "org.freedesktop.ScreenSaver"
@@ -127,7 +129,3 @@ class PowerBus(dbusmock.DBusTestCase):
         self.tell(holder, "off alone")
         self.tell(holder, "restore")
         self.assertLess(time.monotonic() - start, PATIENCE)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "support/environment.h"
+#include "support/needs.h"
 
 #ifndef PLINTH_TEST_MODULES
 #error "link the tests to the folder of test modules (tests/CMakeLists.txt)"
@@ -13,10 +15,15 @@
 namespace test
 {
 
-// Native path of a module as it was built; not to be changed.
+// Native path of a module as it was built; not to be changed. Without the tools that make it the
+// test is skipped: the build then leaves a file that names their packages.
 inline std::string module_path(const std::string& name)
 {
-    return PLINTH_TEST_MODULES "/" + name;
+    const std::string path = PLINTH_TEST_MODULES "/" + name;
+    const std::string missing = PLINTH_TEST_MODULES "/missing_packages";
+    if (std::filesystem::exists(missing))
+        needs(std::filesystem::exists(path), "the module " + name, read_file(missing));
+    return path;
 }
 
 // The path of a copy of a module in a folder.

@@ -29,6 +29,17 @@ extern "C" const char* __lsan_default_suppressions()
 namespace
 {
 
+// Where everything that tests need is installed (CI=true) a test that is skipped, for whatever
+// reason, has failed.
+class NoSkips : public testing::EmptyTestEventListener
+{
+    void OnTestEnd(const testing::TestInfo& test) override
+    {
+        if (test.result()->Skipped())
+            ADD_FAILURE() << "skipped, which no test may be with CI=true";
+    }
+};
+
 std::map<std::string, test::ChildMain::Function>& children()
 {
     static std::map<std::string, test::ChildMain::Function> map;
@@ -51,6 +62,9 @@ int run_inner(int argc, char** argv)
         return found->second(argc - 3, argv + 3);
     }
     testing::InitGoogleTest(&argc, argv);
+    const char* const ci = std::getenv("CI");
+    if (ci && std::strcmp(ci, "true") == 0)
+        testing::UnitTest::GetInstance()->listeners().Append(new NoSkips);
     return RUN_ALL_TESTS();
 }
 

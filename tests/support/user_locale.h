@@ -8,13 +8,20 @@
 
 #include <windows.h>
 
+#include "support/needs.h"
 #include "support/wide_text.h"
 
 namespace test
 {
 
-// All categories; a name that doesn't exist is the user's own fault, and a valid test.
+// All categories.
 inline void set_locale(const char* name)
+{
+    needs_locale(name);
+    setenv("LC_ALL", name, 1);
+}
+// A name that doesn't exist is the user's own fault.
+inline void set_unknown_locale(const char* name)
 {
     setenv("LC_ALL", name, 1);
 }

@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include "support/environment.h"
+#include "support/needs.h"
 
 namespace test
 {
@@ -74,6 +75,7 @@ std::string read_line(int from)
 
 VirtualDisplay::VirtualDisplay()
 {
+    needs_program("Xvfb", "xvfb");
     int number[2];
     if (pipe(number) != 0)
     {
@@ -93,7 +95,7 @@ VirtualDisplay::VirtualDisplay()
     close(number[0]);
     if (line.empty())
     {
-        ADD_FAILURE() << "Xvfb doesn't start; is it installed (Debian: xvfb)?";
+        ADD_FAILURE() << "Xvfb doesn't start";
         return;
     }
     m_name = ":" + line;
@@ -103,6 +105,7 @@ VirtualDisplay::VirtualDisplay()
 
 VirtualCompositor::VirtualCompositor()
 {
+    needs_program("weston", "weston");
     forget_displays();
     const std::string path = std::string(std::getenv("XDG_RUNTIME_DIR")) + "/wayland-test";
     const pid_t server = fork();
@@ -115,7 +118,7 @@ VirtualCompositor::VirtualCompositor()
     {
         if (waitpid(server, nullptr, WNOHANG) != 0)
         {
-            ADD_FAILURE() << "weston doesn't start; is it installed (Debian: weston)?";
+            ADD_FAILURE() << "weston doesn't start";
             return;
         }
         usleep(2000);

@@ -2,6 +2,8 @@
 import os
 import subprocess
 
+from needs import needs_program
+
 # The launcher keeps programs off the desktop with the last one.
 DISPLAY_NAMES = ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "PLINTH_DESKTOP")
 
@@ -13,6 +15,7 @@ def environment(**more):
 
 def start_display(test):
     """Gives the name of a new display, which goes with the test."""
+    needs_program("Xvfb", "xvfb")
     read, write = os.pipe()
     server = subprocess.Popen(["Xvfb", "-displayfd", str(write), "-screen", "0", "1280x1024x24",
                                "-nolisten", "tcp", "-noreset"],

@@ -112,7 +112,3 @@ class Demo(unittest.TestCase):
         self.assertEqual((result.returncode, result.stdout), (1, ""))
         self.assertIn(self.path, result.stderr)
         self.assertEqual(demo().returncode, 2)
-
-
-if __name__ == "__main__":
-    unittest.main(verbosity=2)

@@ -23,7 +23,3 @@ class DemoWindow(unittest.TestCase):
                                     timeout=PATIENCE, env=environment(DISPLAY=display))
             self.assertEqual(result.returncode, 0, result.stderr)
             self.assertNotIn("no display", result.stderr)
-
-
-if __name__ == "__main__":
-    unittest.main(verbosity=2)

@@ -8,6 +8,8 @@ import re
 import subprocess
 import unittest
 
+from needs import needs_program
+
 TRACE = os.environ["PLINTH_TRACE"]
 PAGE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../docs/man/plinth-trace.1")
 
@@ -71,12 +73,9 @@ class Manual(unittest.TestCase):
         self.same("exit codes", entries(sections()["EXIT STATUS"]), codes)
 
     def test_the_page_has_no_faults_of_form(self):
+        needs_program("man", "man-db")
         result = subprocess.run(["man", "--warnings", "-E", "UTF-8", "-l", PAGE], text=True,
                                 capture_output=True, stdin=subprocess.DEVNULL, timeout=60,
                                 env=dict(os.environ, MANPAGER="cat", MANWIDTH="80"))
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         self.assertIn("plinth", result.stdout)
-
-
-if __name__ == "__main__":
-    unittest.main(verbosity=2)

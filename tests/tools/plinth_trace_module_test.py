@@ -10,6 +10,8 @@ import subprocess
 import tempfile
 import unittest
 
+from needs import needs_modules, needs_program
+
 TRACE = os.environ["PLINTH_TRACE"]
 MODULES = os.environ["PLINTH_TEST_MODULES"]
 ROOT = os.environ["PLINTH_ROOT"]
@@ -69,6 +71,7 @@ class Image:
 
 class Module(unittest.TestCase):
     def setUp(self):
+        needs_modules(MODULES)
         self.folder = tempfile.mkdtemp(dir=ROOT)
 
     def path(self, name):
@@ -181,6 +184,7 @@ class ForeignTools(Module):
             self.assertRegex(out, rf"Leaf: Addr: \S+, Size: 0x{size:06x}", name)
 
     def test_llvm_readobj_lists_the_tree(self):
+        needs_program("llvm-readobj", "llvm")
         for name in NAMES:
             out = run("llvm-readobj", "--coff-resources", self.changed(name)).decode("latin-1")
             for resource, data in self.resources().items():
@@ -188,6 +192,7 @@ class ForeignTools(Module):
                                  name)
 
     def test_wrestool_takes_the_data_out(self):
+        needs_program("wrestool", "icoutils")
         for name in NAMES:
             path = self.changed(name)
             for resource, data in self.resources().items():
@@ -208,7 +213,3 @@ class ForeignTools(Module):
             for resource, data in self.resources().items():
                 self.assertTrue(resource.upper().encode("utf-16-le") in back, name)
                 self.assertTrue(data in back, name)
-
-
-if __name__ == "__main__":
-    unittest.main(verbosity=2)

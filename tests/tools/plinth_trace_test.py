@@ -603,7 +603,3 @@ class CommandLine(unittest.TestCase):
     def test_no_colour_where_there_is_no_terminal(self):
         write_log("qvapp_2024-03-05.log", b"text\n")
         self.assertNotIn("\x1b", trace("log", "--all").stdout)
-
-
-if __name__ == "__main__":
-    unittest.main(verbosity=2)

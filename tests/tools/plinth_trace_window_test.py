@@ -62,7 +62,3 @@ class Window(unittest.TestCase):
             result = self.run_to_end(*arguments, DISPLAY=display)
             self.assertEqual(result.returncode, 2, arguments)
             self.assertIn(arguments[0], result.stderr)
-
-
-if __name__ == "__main__":
-    unittest.main(verbosity=2)

@@ -134,7 +134,7 @@ extern "C"
 
     typedef struct SYSTEM_INFO
     {
-        union
+        __extension__ union
         {
             DWORD dwOemId;
             __extension__ struct

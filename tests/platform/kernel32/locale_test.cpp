@@ -17,7 +17,9 @@
 namespace
 {
 
+using test::needs_locale;
 using test::set_locale;
+using test::set_unknown_locale;
 using test::set_user_text;
 using test::utf8;
 
@@ -149,6 +151,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Locale, CategoryStandsBehindAllAndBeforeLang)
 {
+    needs_locale("de_DE.UTF-8");
+    needs_locale("en_US.UTF-8");
     unsetenv("LC_ALL");
     setenv("LANG", "de_DE.UTF-8", 1);
     setenv("LC_NUMERIC", "en_US.UTF-8", 1);
@@ -168,7 +172,7 @@ TEST_F(Locale, OneThatDoesNotExistIsTheC)
 {
     for (const char* name : {"xx_XX.UTF-8", "de_DE.NO-SUCH-SET", "../../etc/passwd", "%s%n"})
     {
-        set_locale(name);
+        set_unknown_locale(name);
         EXPECT_EQ(item(LOCALE_SSHORTDATE), "MM/dd/yy") << name;
         EXPECT_EQ(formatted(L"-0.5"), "-0.50") << name;
     }
@@ -197,7 +201,8 @@ TEST_F(Locale, OtherCharacterSetsComeOutAsUnicode)
 TEST_F(Locale, ProcessLocaleIsNeitherAskedNorChanged)
 {
     set_locale("en_US.UTF-8");
-    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr) << "locales-all is missing";
+    needs_locale("de_DE.UTF-8");
+    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
     EXPECT_EQ(formatted(L"1234.5"), "1,234.50");
     EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), "de_DE.UTF-8");
     EXPECT_STREQ(std::localeconv()->decimal_point, ",");

@@ -1,6 +1,7 @@
 // What the stand-in's sockets add to this system's: any number in a set, ends that wake, errors.
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
 #include <thread>
 #include <vector>
 
@@ -14,6 +15,7 @@
 
 #include <winsock.h>
 
+#include "support/needs.h"
 #include "support/soak.h"
 
 namespace
@@ -277,6 +279,7 @@ TEST_F(Wsock32, LookUpsTellWhyTheyFailed)
 
 TEST_F(Wsock32, ThreadsHaveRecordsOfTheirOwn)
 {
+    test::needs(std::filesystem::exists("/etc/services"), "names of services", "netbase");
     const servent* const here = getservbyname("http", "tcp");
     ASSERT_NE(here, nullptr);
     std::thread([] { EXPECT_NE(getservbyname("ftp", "tcp"), nullptr); }).join();

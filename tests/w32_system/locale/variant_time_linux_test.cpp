@@ -12,6 +12,8 @@
 
 #include <plinth_w32_system.h>
 
+#include "support/needs.h"
+
 namespace
 {
 
@@ -61,6 +63,8 @@ std::vector<Change> changes_of(const std::string& zone)
 
 void use_zone(const std::string& zone)
 {
+    if (zone.find('/') != std::string::npos)
+        test::needs_zone(zone);
     setenv("TZ", zone.c_str(), 1);
     tzset();
 }
@@ -105,7 +109,7 @@ TEST(TmToVariantTimeInZone, FollowsTheZoneDatabaseOverEveryChange)
     {
         use_zone(zone);
         const std::vector<Change> changes = changes_of(zone);
-        EXPECT_GE(changes.size(), 2u) << zone << ": zdump or tzdata is missing";
+        EXPECT_GE(changes.size(), 2u) << zone;
         for (const Change& change : changes)
         {
             ++(change.after > change.before ? forward : back);

@@ -10,6 +10,7 @@
 
 #include "support/environment.h"
 #include "support/loopback.h"
+#include "support/needs.h"
 
 using namespace test;
 
@@ -72,6 +73,7 @@ std::string ask(USHORT port, const std::string& request)
 TEST(Http, AFileComesWhole)
 {
     const Sockets sockets;
+    needs_program("python3", "python3");
     const std::string folder = make_folder("www");
     std::string page;
     for (int i = 0; i < 30'000; ++i)

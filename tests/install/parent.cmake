@@ -1,0 +1,41 @@
+# The CMakeLists.txt of a project that plinth, in the folder PLINTH, is part of. Configuring fails if a
+# setting of the project has changed after it was added.
+cmake_minimum_required(VERSION 3.25)
+project(parent LANGUAGES CXX)
+set(CMAKE_CXX_STANDARD 17)
+
+# What comes into the cache: plinth's own names, and what CMake's modules record (project, Threads,
+# GNUInstallDirs).
+set(recorded "^(PLINTH_|plinth_|CMAKE_PROJECT_VERSION|CMAKE_INSTALL_.*DIR|_GNUInstallDirs_|\
+CMAKE_HAVE_|FIND_PACKAGE_MESSAGE_DETAILS_Threads)")
+
+get_cmake_property(cached CACHE_VARIABLES)
+get_cmake_property(variables VARIABLES)
+list(FILTER variables EXCLUDE REGEX "^(CACHE_VARIABLES|VARIABLES|cached|variables)$")
+foreach(name IN LISTS variables)
+  set(was_${name} "${${name}}")
+endforeach()
+
+add_subdirectory(${PLINTH} plinth)
+
+get_cmake_property(cached_now CACHE_VARIABLES)
+list(REMOVE_ITEM cached_now ${cached})
+list(FILTER cached_now EXCLUDE REGEX "${recorded}")
+if(cached_now)
+  message(FATAL_ERROR "new in the cache: ${cached_now}")
+endif()
+foreach(name IN LISTS variables)
+  if(NOT "${${name}}" STREQUAL "${was_${name}}")
+    message(FATAL_ERROR "${name} was \"${was_${name}}\" and is \"${${name}}\"")
+  endif()
+endforeach()
+get_property(tests DIRECTORY ${PLINTH} PROPERTY TESTS)
+if(tests)
+  message(FATAL_ERROR "new tests: ${tests}")
+endif()
+
+add_executable(parent main.cpp)
+target_link_libraries(parent PRIVATE plinth::w32_system)
+plinth_add_resources(parent
+  TEXT LOGFILEDIR LogFileDir "Acme\\Parent"
+  BYTES LOGFILECHARSET Unicode_Enabled 01)
