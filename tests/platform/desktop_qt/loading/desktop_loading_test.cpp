@@ -40,10 +40,24 @@ HWND make_window(DWORD style = WS_OVERLAPPEDWINDOW, HWND parent = nullptr)
     return test::create_window(L"Loading", L"a window", parent, style);
 }
 
-TEST(DesktopLoading, LoadsWithTheFirstWindowOnADisplay)
+struct DesktopLoading : testing::Test
 {
-    const test::VirtualDisplay display;
-    ASSERT_TRUE(display);
+    test::VirtualDisplay display;
+    void SetUp() override { ASSERT_TRUE(display); }
+};
+
+// What was written to standard error meanwhile.
+std::string said_at_a_window()
+{
+    testing::internal::CaptureStderr();
+    EXPECT_NE(make_window(), nullptr);
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST_F(DesktopLoading, LoadsWithTheFirstWindowAndLeavesTheProgramsLocaleAndErrorAlone)
+{
+    setenv("LC_ALL", "de_DE.UTF-8", 1);
+    const std::string before = setlocale(LC_ALL, nullptr);
     EXPECT_FALSE(qt_is_loaded());
     SetLastError(7);
     const HWND window = make_window();
@@ -51,16 +65,6 @@ TEST(DesktopLoading, LoadsWithTheFirstWindowOnADisplay)
     EXPECT_EQ(GetLastError(), 7u);
     EXPECT_TRUE(qt_is_loaded());
     EXPECT_TRUE(DestroyWindow(window));
-}
-
-TEST(DesktopLoading, LeavesTheProgramsLocaleAlone)
-{
-    const test::VirtualDisplay display;
-    ASSERT_TRUE(display);
-    setenv("LC_ALL", "de_DE.UTF-8", 1);
-    const std::string before = setlocale(LC_ALL, nullptr);
-    EXPECT_NE(make_window(), nullptr);
-    ASSERT_TRUE(qt_is_loaded());
     EXPECT_EQ(setlocale(LC_ALL, nullptr), before);
     EXPECT_STREQ(localeconv()->decimal_point, ".");
 }
@@ -72,7 +76,7 @@ struct Setting
     const char* wayland;
 };
 
-struct WithoutADisplay : testing::TestWithParam<Setting>
+class WithoutADisplay : public testing::TestWithParam<Setting>
 {
 };
 
@@ -100,36 +104,26 @@ INSTANTIATE_TEST_SUITE_P(DesktopLoading, WithoutADisplay,
                                          Setting{"NoCompositorAtThePath", "", "/nowhere/wayland"}),
                          [](const auto& setting) { return std::string(setting.param.name); });
 
-TEST(DesktopLoading, CanBeTurnedOff)
+TEST_F(DesktopLoading, CanBeTurnedOff)
 {
-    const test::VirtualDisplay display;
-    ASSERT_TRUE(display);
     setenv("PLINTH_DESKTOP", "none", 1);
-    EXPECT_NE(make_window(), nullptr);
+    EXPECT_EQ(said_at_a_window(), "");
     EXPECT_FALSE(qt_is_loaded());
 }
 
-TEST(DesktopLoading, SaysWhenANamedPlugInIsNone)
+TEST_F(DesktopLoading, SaysWhenANamedPlugInIsNone)
 {
-    const test::VirtualDisplay display;
-    ASSERT_TRUE(display);
     setenv("PLINTH_DESKTOP", "/nowhere/plug-in.so", 1);
-    testing::internal::CaptureStderr();
-    EXPECT_NE(make_window(), nullptr);
-    const std::string said = testing::internal::GetCapturedStderr();
+    const std::string said = said_at_a_window();
     EXPECT_NE(said.find("/nowhere/plug-in.so"), std::string::npos) << said;
     EXPECT_FALSE(qt_is_loaded());
 }
 
 // Qt ends the process where it can use no platform: it isn't let come to that.
-TEST(DesktopLoading, GoesWithoutWindowsWhereQtHasNoPlatformForThem)
+TEST_F(DesktopLoading, GoesWithoutWindowsWhereQtHasNoPlatformForThem)
 {
-    const test::VirtualDisplay display;
-    ASSERT_TRUE(display);
     setenv("QT_QPA_PLATFORM", "wayland", 1); // of which there is no display
-    testing::internal::CaptureStderr();
-    EXPECT_NE(make_window(), nullptr);
-    const std::string said = testing::internal::GetCapturedStderr();
+    const std::string said = said_at_a_window();
     EXPECT_NE(said.find("no windows"), std::string::npos) << said;
 }
 
@@ -148,16 +142,14 @@ int end_main(int argc, char** argv)
 }
 const test::ChildMain end_child("end", end_main);
 
-TEST(DesktopLoading, AProcessEndsCleanlyWithItsWindowsOnTheScreen)
+TEST_F(DesktopLoading, AProcessEndsCleanlyWithItsWindowsOnTheScreen)
 {
-    const test::VirtualDisplay display;
-    ASSERT_TRUE(display);
     for (int i = 0; i < 5; ++i)
         EXPECT_EQ(test::ChildProcess("end").wait(), 0);
     EXPECT_EQ(test::ChildProcess("end", {"exit from a thread"}).wait(), 0);
 }
 
-TEST(DesktopLoading, ShowsWindowsUnderWaylandToo)
+TEST(DesktopLoadingUnderWayland, ShowsWindowsToo)
 {
     const std::vector<std::string> without_leak_check = {
         "ASAN_OPTIONS=detect_leaks=0:intercept_tls_get_addr=0"};

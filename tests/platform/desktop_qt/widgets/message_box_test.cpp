@@ -1,9 +1,7 @@
 // Message boxes on the plug-in's own thread.
 #include <cstdlib>
 #include <future>
-
-#include <QAbstractButton>
-#include <QTest>
+#include <map>
 
 #include "shown_windows.h"
 
@@ -35,17 +33,9 @@ std::future<int> ask(UINT type, const wchar_t* caption = L"Caption", HWND owner 
     return answer;
 }
 
-// A button by its label without the mark of its key.
 void click(const char* label, const char* caption = "Caption")
 {
-    on_gui(
-        [=]
-        {
-            for (QAbstractButton* const button : shown<QMessageBox>(caption)->buttons())
-                if (button->text().remove(u'&') == QLatin1String(label))
-                    return QTest::mouseClick(button, Qt::LeftButton);
-            ADD_FAILURE() << "no button " << label;
-        });
+    on_gui([=] { test::press_button(*shown<QMessageBox>(caption), label); });
 }
 
 void press(Qt::Key key)
@@ -65,9 +55,12 @@ struct BoxOfAType : BoxOnADisplay, testing::WithParamInterface<Type>
 {
 };
 
-TEST_P(BoxOfAType, HasItsButtonsInOrderAndAnswersThem)
+TEST_P(BoxOfAType, HasItsButtonsInOrderAndAnswersThemAndEscapeAndClosing)
 {
     const Type& type = GetParam();
+    std::vector<std::string> labels;
+    for (const auto& [label, id] : type.buttons)
+        labels.push_back(label);
     for (const auto& [label, id] : type.buttons)
     {
         std::future<int> answer = ask(type.type);
@@ -76,22 +69,17 @@ TEST_P(BoxOfAType, HasItsButtonsInOrderAndAnswersThem)
             {
                 const QMessageBox& box = *shown<QMessageBox>("Caption");
                 EXPECT_EQ(box.text(), QStringLiteral("The t\u00e4xt <b>"));
-                ASSERT_EQ(box.buttons().size(), static_cast<qsizetype>(type.buttons.size()));
-                QList<QAbstractButton*> placed = box.buttons();
-                std::sort(placed.begin(), placed.end(),
-                          [](const QWidget* a, const QWidget* b) { return a->x() < b->x(); });
-                for (qsizetype i = 0; i < placed.size(); ++i)
-                    EXPECT_EQ(placed[i]->text().remove(u'&').toStdString(),
-                              type.buttons[static_cast<size_t>(i)].first);
+                std::map<int, std::string> placed;
+                for (QAbstractButton* const button : box.buttons())
+                    placed[button->x()] = button->text().remove(u'&').toStdString();
+                std::vector<std::string> seen;
+                for (const auto& [x, text] : placed)
+                    seen.push_back(text);
+                EXPECT_EQ(seen, labels);
             });
         click(label);
         EXPECT_EQ(answer.get(), id) << label;
     }
-}
-
-TEST_P(BoxOfAType, EscapeAndClosingMeanCancelOrNothing)
-{
-    const Type& type = GetParam();
     for (const bool closed : {false, true})
     {
         std::future<int> answer = ask(type.type);
@@ -104,7 +92,7 @@ TEST_P(BoxOfAType, EscapeAndClosingMeanCancelOrNothing)
             EXPECT_TRUE(on_gui([] { return shown<QMessageBox>("Caption") != nullptr; }));
             click(type.buttons[0].first);
         }
-        EXPECT_EQ(answer.get(), type.escape ? type.escape : type.buttons[0].second);
+        EXPECT_EQ(answer.get(), type.escape ? type.escape : type.buttons[0].second) << closed;
     }
 }
 
@@ -125,20 +113,16 @@ INSTANTIATE_TEST_SUITE_P(
         Type{"RetryCancel", MB_RETRYCANCEL, {{"Retry", IDRETRY}, {"Cancel", IDCANCEL}}, IDCANCEL}),
     [](const auto& type) { return std::string(type.param.name); });
 
-TEST_F(BoxOnADisplay, EnterTakesTheDefaultButton)
+TEST_F(BoxOnADisplay, HasTheIconOfItsTypeAndEnterTakesTheDefaultButton)
 {
-    const std::pair<UINT, int> defaults[] = {
-        {MB_DEFBUTTON1, IDABORT}, {MB_DEFBUTTON2, IDRETRY}, {MB_DEFBUTTON3, IDIGNORE}};
-    for (const auto& [flag, id] : defaults)
+    for (const auto& [flag, id] : {std::pair<UINT, int>{MB_DEFBUTTON1, IDABORT},
+                                   {MB_DEFBUTTON2, IDRETRY},
+                                   {MB_DEFBUTTON3, IDIGNORE}})
     {
         std::future<int> answer = ask(MB_ABORTRETRYIGNORE | flag);
         press(Qt::Key_Return);
         EXPECT_EQ(answer.get(), id);
     }
-}
-
-TEST_F(BoxOnADisplay, HasTheIconOfItsType)
-{
     const std::pair<UINT, QMessageBox::Icon> icons[] = {
         {0, QMessageBox::NoIcon},
         {MB_ICONHAND, QMessageBox::Critical},
@@ -168,17 +152,13 @@ TEST_F(BoxOnADisplay, BlocksItsCallerAlone)
     EXPECT_EQ(first.get(), IDNO);
 }
 
-TEST_F(BoxOnADisplay, FailsWhenItsOwnerGoes)
+TEST_F(BoxOnADisplay, FailsWhenItsOwnerGoesAndIsNotShownWhereTheAnswerIsPrepared)
 {
     auto window = std::make_unique<test::ListWindow>(L"Owner");
     ASSERT_TRUE(eventually([] { return shown("Owner") != nullptr; }));
     std::future<int> answer = ask(MB_OK, L"Owned", window->window());
     window.reset();
     EXPECT_EQ(answer.get(), 0);
-}
-
-TEST_F(BoxOnADisplay, IsNotShownWhereTheAnswerIsPrepared)
-{
     setenv("PLINTH_MESSAGEBOX", "cancel", 1);
     EXPECT_EQ(MessageBoxW(nullptr, L"x", L"y", MB_OKCANCEL), IDCANCEL);
 }

@@ -21,9 +21,7 @@ int trace_main(int, char**)
 }
 const test::ChildMain trace_child("trace", trace_main);
 
-struct TraceWindowOnADisplay : test::OnADisplay
-{
-};
+using TraceWindowOnADisplay = test::OnADisplay;
 
 TEST_F(TraceWindowOnADisplay, ShowsTheRecordsOfAnotherProcess)
 {
