@@ -1,14 +1,11 @@
 // The formatter of both families. Digits of floating-point numbers are compared with the C
 // library's, everything else with what callers of the runtime expect.
-#include <atomic>
 #include <cfloat>
 #include <climits>
 #include <cmath>
 #include <cstdarg>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <random>
 #include <string>
 #include <vector>
@@ -22,8 +19,6 @@
 
 namespace
 {
-
-std::atomic<unsigned> g_allocations{0};
 
 std::string wide(const wchar_t* format, ...)
 {
@@ -44,34 +39,6 @@ std::string narrow(const char* format, ...)
     va_end(arguments);
     return length < 0 ? "too long" : std::string(buffer, static_cast<size_t>(length));
 }
-
-} // namespace
-
-void* operator new(size_t size)
-{
-    ++g_allocations;
-    if (void* const memory = std::malloc(size ? size : 1))
-        return memory;
-    throw std::bad_alloc();
-}
-// AddressSanitizer has one of its own, whose memory is not for std::free.
-void* operator new(size_t size, const std::nothrow_t&) noexcept
-{
-    ++g_allocations;
-    return std::malloc(size ? size : 1);
-}
-// Not inlined: the compiler would take a free behind a new for a mistake.
-__attribute__((noinline)) void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-__attribute__((noinline)) void operator delete(void* memory, size_t) noexcept
-{
-    std::free(memory);
-}
-
-namespace
-{
 
 TEST(Format, TextsAndCharactersHaveTheWidthOfTheFamilyUnlessTold)
 {
@@ -240,15 +207,6 @@ TEST(Format, EnormousFieldsCostNothingBeyondTheBuffer)
                          0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                          0, 0, 0, 0, 0, 0),
               0);
-}
-
-TEST(Format, AllocatesNothing)
-{
-    wchar_t buffer[2048];
-    const unsigned before = g_allocations;
-    _snwprintf(buffer, 2048, L"%s %hs %I64d %08x %.3f %.1500f %g %S", L"wide", "narrow", 5LL, 7u,
-               1.25, 2.5, 1e300, "\u20AC");
-    EXPECT_EQ(g_allocations, before);
 }
 
 } // namespace

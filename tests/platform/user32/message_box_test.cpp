@@ -86,14 +86,8 @@ public:
     std::string shown_until(const std::string& text)
     {
         std::string shown;
-        char c = 0;
-        while (shown.size() < text.size() ||
-               shown.compare(shown.size() - text.size(), text.size(), text) != 0)
-        {
-            if (::read(m_terminal, &c, 1) != 1)
-                break;
+        for (char c = 0; !shown.ends_with(text) && ::read(m_terminal, &c, 1) == 1;)
             shown += c;
-        }
         return shown;
     }
     void type(const std::string& text)
@@ -104,9 +98,7 @@ public:
     int answer()
     {
         int status = 0;
-        while (waitpid(m_id, &status, 0) < 0 && errno == EINTR)
-        {
-        }
+        TEMP_FAILURE_RETRY(waitpid(m_id, &status, 0));
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
 

@@ -81,10 +81,7 @@ TEST_F(Windows, HearOfTheirLifeInOrder)
     EXPECT_FALSE(IsWindow(child));
     EXPECT_EQ(GetActiveWindow(), nullptr);
     EXPECT_EQ(test::refusal(DestroyWindow(top)), ERROR_INVALID_WINDOW_HANDLE);
-}
-
-TEST_F(Windows, CanRefuseToBe)
-{
+    // They can refuse to be.
     for (const UINT message : {WM_NCCREATE, WM_CREATE})
     {
         g_refuse_at = static_cast<int>(message);
@@ -103,8 +100,7 @@ TEST_F(Windows, CloseByDefaultDestroysAndOwnersTakeTheirOwnAlong)
     seen();
     PostMessageW(owner, WM_CLOSE, 0, 0);
     MSG message;
-    ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
-    EXPECT_EQ(message.hwnd, owner);
+    ASSERT_TRUE(PeekMessageW(&message, owner, WM_CLOSE, WM_CLOSE, PM_REMOVE));
     DispatchMessageW(&message);
     EXPECT_EQ(seen(), (Seen{"owner close", "owned destroy", "owned ncdestroy", "owner destroy",
                             "owner ncdestroy"}));

@@ -2,7 +2,11 @@
 #include <QImage>
 #include <QScrollBar>
 
+#include <plinth_w32_system.h>
+
 #include "shown_windows.h"
+#include "support/child_process.h"
+#include "support/environment.h"
 
 namespace
 {
@@ -141,19 +145,8 @@ TEST_F(WindowOnADisplay, AMillionRowsKeepTheWindowUsable)
     EXPECT_TRUE(
         eventually([] { return test::last_row_in_sight(*shown_view("Many")) == rows - 1; }));
     EXPECT_EQ(cell("Many", rows / 2, 0), "one of many");
-    on_gui(
-        []
-        {
-            QMetaObject::invokeMethod(table_of(shown_view("Many")), "goToRow", Q_ARG(int, rows / 3),
-                                      Q_ARG(int, 0));
-        });
-    EXPECT_TRUE(on_gui(
-        []
-        {
-            const QTableView& view = *shown_view("Many");
-            const int top = view.rowAt(0);
-            return top <= rows / 3 && rows / 3 <= test::last_row_in_sight(view);
-        }));
+    on_gui([] { shown_view("Many")->scrollToTop(); });
+    EXPECT_TRUE(eventually([] { return shown_view("Many")->rowAt(0) == 0; }));
 }
 
 TEST_F(WindowOnADisplay, ClosingAsksTheProgram)
@@ -185,6 +178,28 @@ TEST_F(WindowOnADisplay, HidesAndGoesWithItsThread)
         [] { return test::create_window(L"Listing", L"Left there", nullptr, style); });
     window.reset();
     EXPECT_TRUE(eventually([] { return !shown("Going") && !shown("Left there"); }));
+}
+
+int trace_main(int, char**)
+{
+    for (int i = 0; i < 30; ++i)
+        DiagOutputExW(L"|wndid:7| record\t%d\tof another process", i);
+    return 0;
+}
+const test::ChildMain trace_child("trace", trace_main);
+
+TEST_F(WindowOnADisplay, ShowsTheRecordsOfAnotherProcess)
+{
+    constexpr const char* title = "Tracing Window ID: 7";
+    DiagOutputWnd(nullptr, 0);
+    EXPECT_TRUE(comes("Tracing Window ID: 0"));
+    ASSERT_EQ(test::ChildProcess("trace").wait(), 0);
+    ASSERT_TRUE(comes_to_show(title, 30)) << "the first window takes the first identifier";
+    EXPECT_EQ(cell(title, 12, 0) + "|" + cell(title, 12, 2), "12|12");
+    EXPECT_EQ(cell(title, 12, 3).substr(0, 18), "of another process");
+    EXPECT_TRUE(eventually([] { return test::last_row_in_sight(*shown_view(title)) == 29; }));
+    on_gui([] { shown(title)->close(); });
+    EXPECT_TRUE(goes(title));
 }
 
 TEST_F(WindowOnADisplay, SizesTravelBothWays)

@@ -1,7 +1,9 @@
 // Message boxes on the plug-in's own thread.
+#include <algorithm>
 #include <cstdlib>
 #include <future>
 #include <map>
+#include <ranges>
 
 #include "shown_windows.h"
 
@@ -43,75 +45,57 @@ void press(Qt::Key key)
     on_gui([=] { QTest::keyClick(shown<QMessageBox>("Caption"), key); });
 }
 
-struct Type
+TEST_F(BoxOnADisplay, HasTheButtonsOfItsTypeInOrderAndAnswersThemAndEscapeAndClosing)
 {
-    const char* name;
-    UINT type;
-    std::vector<std::pair<const char*, int>> buttons;
-    int escape; // 0: it isn't heeded
-};
-
-struct BoxOfAType : BoxOnADisplay, testing::WithParamInterface<Type>
-{
-};
-
-TEST_P(BoxOfAType, HasItsButtonsInOrderAndAnswersThemAndEscapeAndClosing)
-{
-    const Type& type = GetParam();
-    std::vector<std::string> labels;
-    for (const auto& [label, id] : type.buttons)
-        labels.push_back(label);
-    for (const auto& [label, id] : type.buttons)
+    const struct
     {
-        std::future<int> answer = ask(type.type);
-        on_gui(
-            [&]
-            {
-                const QMessageBox& box = *shown<QMessageBox>("Caption");
-                EXPECT_EQ(box.text(), QStringLiteral("The t\u00e4xt <b>"));
-                std::map<int, std::string> placed;
-                for (QAbstractButton* const button : box.buttons())
-                    placed[button->x()] = button->text().remove(u'&').toStdString();
-                std::vector<std::string> seen;
-                for (const auto& [x, text] : placed)
-                    seen.push_back(text);
-                EXPECT_EQ(seen, labels);
-            });
-        click(label);
-        EXPECT_EQ(answer.get(), id) << label;
-    }
-    for (const bool closed : {false, true})
+        UINT type;
+        std::vector<const char*> labels;
+        std::vector<int> answers;
+        int escape; // also of closing; 0: it isn't heeded
+    } rows[] = {
+        {MB_OK, {"OK"}, {IDOK}, IDOK},
+        {MB_OKCANCEL, {"OK", "Cancel"}, {IDOK, IDCANCEL}, IDCANCEL},
+        {MB_ABORTRETRYIGNORE, {"Abort", "Retry", "Ignore"}, {IDABORT, IDRETRY, IDIGNORE}, 0},
+        {MB_YESNO, {"Yes", "No"}, {IDYES, IDNO}, 0},
+        {MB_YESNOCANCEL, {"Yes", "No", "Cancel"}, {IDYES, IDNO, IDCANCEL}, IDCANCEL},
+        {MB_RETRYCANCEL, {"Retry", "Cancel"}, {IDRETRY, IDCANCEL}, IDCANCEL}};
+    for (const auto& [type, labels, answers, escape] : rows)
     {
-        std::future<int> answer = ask(type.type);
-        if (closed)
-            on_gui([] { shown<QMessageBox>("Caption")->close(); });
-        else
-            press(Qt::Key_Escape);
-        if (type.escape == 0)
+        SCOPED_TRACE(type);
+        for (size_t i = 0; i < labels.size(); ++i)
         {
-            EXPECT_TRUE(on_gui([] { return shown<QMessageBox>("Caption") != nullptr; }));
-            click(type.buttons[0].first);
+            std::future<int> answer = ask(type);
+            const auto placed = on_gui(
+                []
+                {
+                    const QMessageBox& box = *shown<QMessageBox>("Caption");
+                    EXPECT_EQ(box.text(), QStringLiteral("The t\u00e4xt <b>"));
+                    std::map<int, std::string> texts;
+                    for (QAbstractButton* const button : box.buttons())
+                        texts[button->x()] = button->text().remove(u'&').toStdString();
+                    return texts;
+                });
+            EXPECT_TRUE(std::ranges::equal(placed | std::views::values, labels));
+            click(labels[i]);
+            EXPECT_EQ(answer.get(), answers[i]);
         }
-        EXPECT_EQ(answer.get(), type.escape ? type.escape : type.buttons[0].second) << closed;
+        for (const bool closed : {false, true})
+        {
+            std::future<int> answer = ask(type);
+            if (closed)
+                on_gui([] { shown<QMessageBox>("Caption")->close(); });
+            else
+                press(Qt::Key_Escape);
+            if (escape == 0)
+            {
+                EXPECT_TRUE(on_gui([] { return shown<QMessageBox>("Caption") != nullptr; }));
+                click(labels[0]);
+            }
+            EXPECT_EQ(answer.get(), escape ? escape : answers[0]) << closed;
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    MessageBoxes, BoxOfAType,
-    testing::Values(
-        Type{"Ok", MB_OK, {{"OK", IDOK}}, IDOK},
-        Type{"OkCancel", MB_OKCANCEL, {{"OK", IDOK}, {"Cancel", IDCANCEL}}, IDCANCEL},
-        Type{"AbortRetryIgnore",
-             MB_ABORTRETRYIGNORE,
-             {{"Abort", IDABORT}, {"Retry", IDRETRY}, {"Ignore", IDIGNORE}},
-             0},
-        Type{"YesNo", MB_YESNO, {{"Yes", IDYES}, {"No", IDNO}}, 0},
-        Type{"YesNoCancel",
-             MB_YESNOCANCEL,
-             {{"Yes", IDYES}, {"No", IDNO}, {"Cancel", IDCANCEL}},
-             IDCANCEL},
-        Type{"RetryCancel", MB_RETRYCANCEL, {{"Retry", IDRETRY}, {"Cancel", IDCANCEL}}, IDCANCEL}),
-    [](const auto& type) { return std::string(type.param.name); });
 
 TEST_F(BoxOnADisplay, HasTheIconOfItsTypeAndEnterTakesTheDefaultButton)
 {
