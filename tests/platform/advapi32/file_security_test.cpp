@@ -46,12 +46,9 @@ std::vector<Entry> entries_of(const ACL* list)
     const BYTE* at = reinterpret_cast<const BYTE*>(list + 1);
     for (WORD i = 0; i < list->AceCount; ++i)
     {
-        Entry entry;
-        entry.type = at[0];
+        Entry& entry = entries.emplace_back(Entry{at[0], 0, at[9], 0});
         std::memcpy(&entry.mask, at + 4, 4);
-        entry.parts = at[9];
         std::memcpy(&entry.first, at + 16, 4);
-        entries.push_back(entry);
         WORD size;
         std::memcpy(&size, at + 2, 2);
         at += size;

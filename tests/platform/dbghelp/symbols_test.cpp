@@ -89,6 +89,18 @@ IMAGEHLP_MODULE64 module_record()
     return info;
 }
 
+// A copy or build of module.cpp, loaded.
+struct TestModule
+{
+    explicit TestModule(const std::string& file) : handle(dlopen(file.c_str(), RTLD_NOW))
+    {
+        EXPECT_NE(handle, nullptr) << dlerror();
+        address = reinterpret_cast<DWORD64>(dlsym(handle, "plinth_test_function"));
+    }
+    void* handle;
+    DWORD64 address;
+};
+
 class Symbols : public testing::Test
 {
 protected:
@@ -197,32 +209,28 @@ TEST_F(Symbols, OfADamagedFileAreUnknown)
 {
     const std::string copy = test::make_folder("modules") + "/libcopy.so";
     fs::copy_file(PLINTH_TEST_MODULE, copy);
-    void* const module = dlopen(copy.c_str(), RTLD_NOW);
-    ASSERT_NE(module, nullptr) << dlerror();
-    const auto address = reinterpret_cast<DWORD64>(dlsym(module, "plinth_test_function"));
+    const TestModule module(copy);
     fs::remove(copy);
-    std::string bytes = test::read_file(PLINTH_TEST_MODULE);
+    const std::string bytes = test::read_file(PLINTH_TEST_MODULE);
     test::write_file(copy, bytes.substr(0, bytes.size() / 3));
-    ASSERT_NE(load_module_at(address), 0u);
-    EXPECT_FALSE(Line().find(address));
-    EXPECT_FALSE(Symbol().find(address));
-    dlclose(module);
+    ASSERT_NE(load_module_at(module.address), 0u);
+    EXPECT_FALSE(Line().find(module.address));
+    EXPECT_FALSE(Symbol().find(module.address));
+    dlclose(module.handle);
 }
 
 TEST_F(Symbols, OfAnUnloadedModuleAreForgottenWithItsAddress)
 {
-    void* const module = dlopen(PLINTH_TEST_MODULE, RTLD_NOW);
-    ASSERT_NE(module, nullptr) << dlerror();
-    const auto address = reinterpret_cast<DWORD64>(dlsym(module, "plinth_test_function"));
-    ASSERT_NE(load_module_at(address), 0u);
+    const TestModule module(PLINTH_TEST_MODULE);
+    ASSERT_NE(load_module_at(module.address), 0u);
     Symbol symbol;
-    ASSERT_TRUE(symbol.find(address));
+    ASSERT_TRUE(symbol.find(module.address));
     EXPECT_EQ(symbol.name(), "plinth_test_function");
-    dlclose(module);
+    dlclose(module.handle);
     IMAGEHLP_MODULE64 info = module_record();
-    EXPECT_FALSE(SymGetModuleInfo64(process(), address, &info));
-    EXPECT_FALSE(symbol.find(address));
-    EXPECT_EQ(load_module_at(address), 0u);
+    EXPECT_FALSE(SymGetModuleInfo64(process(), module.address, &info));
+    EXPECT_FALSE(symbol.find(module.address));
+    EXPECT_EQ(load_module_at(module.address), 0u);
     // What is still there is made known anew.
     EXPECT_NE(load_module_at(address_of(known_function)), 0u);
     EXPECT_TRUE(symbol.find(address_of(known_function)));
@@ -240,11 +248,9 @@ protected:
         fs::copy_file(PLINTH_TEST_MODULE_SEPARATE, folder + "/libmodule.so");
         fs::create_directories(fs::path(folder + place).parent_path());
         test::write_file(folder + place, debug);
-        void* const module = dlopen((folder + "/libmodule.so").c_str(), RTLD_NOW);
-        EXPECT_NE(module, nullptr) << dlerror();
-        const auto address = reinterpret_cast<DWORD64>(dlsym(module, "plinth_test_function"));
-        EXPECT_NE(load_module_at(address), 0u);
-        return address;
+        const TestModule module(folder + "/libmodule.so");
+        EXPECT_NE(load_module_at(module.address), 0u);
+        return module.address;
     }
     int m_loads = 0;
     const std::string m_good = test::read_file(PLINTH_TEST_MODULE_DEBUG);

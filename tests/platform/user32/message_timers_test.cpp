@@ -29,11 +29,16 @@ void CALLBACK record(HWND window, UINT message, UINT_PTR id, DWORD)
     g_fired.push_back(id);
 }
 
-int64_t now_ms()
+int64_t now_ns()
 {
     LARGE_INTEGER count;
     QueryPerformanceCounter(&count);
-    return count.QuadPart / 1'000'000;
+    return count.QuadPart;
+}
+
+int64_t now_ms()
+{
+    return now_ns() / 1'000'000;
 }
 
 // Dispatches the next message and gives it.
@@ -122,12 +127,10 @@ TEST_F(MessageTimers, ComeByTheirMomentsHoweverManyThereAre)
     std::map<UINT_PTR, std::pair<int64_t, int64_t>> due;
     const auto start_one = [&](UINT milliseconds, UINT_PTR id)
     {
-        LARGE_INTEGER before, after;
-        QueryPerformanceCounter(&before);
-        id = set(milliseconds, id);
-        QueryPerformanceCounter(&after);
         const int64_t period = milliseconds * int64_t{1'000'000};
-        due[id] = {before.QuadPart + period, after.QuadPart + period};
+        const int64_t before = now_ns();
+        id = set(milliseconds, id);
+        due[id] = {before + period, now_ns() + period};
         return id;
     };
     constexpr UINT count = 300;

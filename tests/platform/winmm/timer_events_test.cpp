@@ -1,4 +1,5 @@
 // Multimedia timers.
+#include <algorithm>
 #include <atomic>
 #include <semaphore>
 #include <thread>
@@ -50,11 +51,7 @@ struct Calls
         timers.push_back(id);
         return id;
     }
-    ~Calls()
-    {
-        for (const MMRESULT id : timers)
-            timeKillEvent(id);
-    }
+    ~Calls() { std::ranges::for_each(timers, timeKillEvent); }
     void wait(int calls)
     {
         for (int i = 0; i < calls; ++i)

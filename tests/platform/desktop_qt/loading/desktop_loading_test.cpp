@@ -133,8 +133,7 @@ int end_main(int argc, char** argv)
 {
     InitCommonControls();
     const HWND window = make_window();
-    const HWND list = CreateWindowExW(0, L"SysListView32", L"", WS_CHILD | WS_VISIBLE, 0, 0, 200,
-                                      100, window, nullptr, nullptr, nullptr);
+    const HWND list = test::create_window(WC_LISTVIEWW, L"", window, WS_CHILD | WS_VISIBLE);
     ShowWindow(window, SW_SHOW);
     if (argc > 0 && std::string(argv[0]) == "exit from a thread")
         std::thread([] { std::exit(0); }).join();
