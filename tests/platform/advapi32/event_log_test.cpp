@@ -10,10 +10,13 @@
 
 #include <plinth_platform_test.h>
 
+#include "support/refusal.h"
 #include "support/system_log.h"
 
 namespace
 {
+
+using test::refusal;
 
 class EventLog : public testing::Test
 {
@@ -31,46 +34,36 @@ TEST_F(EventLog, WritesEachTypeWithItsPriority)
         {EVENTLOG_SUCCESS, LOG_INFO},         {EVENTLOG_ERROR_TYPE, LOG_ERR},
         {EVENTLOG_WARNING_TYPE, LOG_WARNING}, {EVENTLOG_INFORMATION_TYPE, LOG_INFO},
         {EVENTLOG_AUDIT_SUCCESS, LOG_INFO},   {EVENTLOG_AUDIT_FAILURE, LOG_NOTICE}};
-    for (const auto& type : types)
+    for (const auto& [type, priority] : types)
     {
-        EXPECT_TRUE(ReportEventW(log, type.first, 0, 0x80000001u, nullptr, 2, 0, texts, nullptr));
-        EXPECT_EQ(test::system_log().back().priority, LOG_USER | type.second) << type.first;
+        EXPECT_TRUE(ReportEventW(log, type, 0, 0x80000001u, nullptr, 2, 0, texts, nullptr));
+        EXPECT_EQ(test::system_log().back().priority, LOG_USER | priority) << type;
     }
     EXPECT_EQ(test::system_log().back().text, "S\xc3\xa9 (event 0x80000001): one\ntwo %s\nthree");
     EXPECT_TRUE(ReportEventW(log, EVENTLOG_ERROR_TYPE, 0, 7, nullptr, 0, 0, nullptr, nullptr));
     EXPECT_EQ(test::system_log().back().text, "S\xc3\xa9 (event 0x00000007):");
     EXPECT_TRUE(DeregisterEventSource(log));
-}
-
-TEST_F(EventLog, RefusesWhatIsNoSource)
-{
-    EXPECT_EQ(RegisterEventSourceW(nullptr, nullptr), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(RegisterEventSourceW(L"elsewhere", L"S"), nullptr);
-    EXPECT_FALSE(ReportEventW(nullptr, 1, 0, 0, nullptr, 0, 0, nullptr, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-    const HANDLE log = RegisterEventSourceW(nullptr, L"S");
-    EXPECT_FALSE(ReportEventW(log, 1, 0, 0, nullptr, 1, 0, nullptr, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    EXPECT_TRUE(DeregisterEventSource(log));
-    EXPECT_FALSE(DeregisterEventSource(log));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-    EXPECT_TRUE(test::system_log().empty());
-}
-
-TEST_F(EventLog, TellsThatTheSystemLogFailed)
-{
-    const HANDLE log = RegisterEventSourceW(nullptr, L"S");
-    PlinthTestFail("syslog", 1, 1, EAGAIN);
-    EXPECT_FALSE(ReportEventW(log, 1, 0, 0, nullptr, 0, 0, nullptr, nullptr));
-    EXPECT_TRUE(DeregisterEventSource(log));
-}
-
-TEST_F(EventLog, IsFoundByNameInItsModule)
-{
     const HMODULE module = LoadLibraryW(L"ADVAPI32.DLL");
     for (const char* const name : {"RegisterEventSourceW", "ReportEventW", "DeregisterEventSource"})
         EXPECT_NE(GetProcAddress(module, name), nullptr) << name;
+}
+
+TEST_F(EventLog, RefusesWhatIsNoSourceAndTellsThatTheSystemLogFailed)
+{
+    EXPECT_EQ(refusal(RegisterEventSourceW(nullptr, nullptr)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(RegisterEventSourceW(L"elsewhere", L"S"), nullptr);
+    EXPECT_EQ(refusal(ReportEventW(nullptr, 1, 0, 0, nullptr, 0, 0, nullptr, nullptr)),
+              ERROR_INVALID_HANDLE);
+    HANDLE log = RegisterEventSourceW(nullptr, L"S");
+    EXPECT_EQ(refusal(ReportEventW(log, 1, 0, 0, nullptr, 1, 0, nullptr, nullptr)),
+              ERROR_INVALID_PARAMETER);
+    EXPECT_TRUE(DeregisterEventSource(log));
+    EXPECT_EQ(refusal(DeregisterEventSource(log)), ERROR_INVALID_HANDLE);
+    EXPECT_TRUE(test::system_log().empty());
+    log = RegisterEventSourceW(nullptr, L"S");
+    PlinthTestFail("syslog", 1, 1, EAGAIN);
+    EXPECT_FALSE(ReportEventW(log, 1, 0, 0, nullptr, 0, 0, nullptr, nullptr));
+    EXPECT_TRUE(DeregisterEventSource(log));
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 // Access lists of files, and lists by themselves.
 #include <cstring>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <sys/stat.h>
@@ -12,6 +14,7 @@
 #include <plinth_platform_test.h>
 
 #include "support/environment.h"
+#include "support/refusal.h"
 
 namespace
 {
@@ -29,8 +32,8 @@ struct Entry
 std::vector<BYTE> descriptor_of(const wchar_t* path)
 {
     DWORD size = 0;
-    EXPECT_FALSE(GetFileSecurityW(path, DACL_SECURITY_INFORMATION, nullptr, 0, &size));
-    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(test::refusal(GetFileSecurityW(path, DACL_SECURITY_INFORMATION, nullptr, 0, &size)),
+              ERROR_INSUFFICIENT_BUFFER);
     std::vector<BYTE> bytes(size);
     EXPECT_FALSE(GetFileSecurityW(path, DACL_SECURITY_INFORMATION, bytes.data(), size - 1, &size));
     EXPECT_TRUE(GetFileSecurityW(path, DACL_SECURITY_INFORMATION, bytes.data(), size, &size));
@@ -43,12 +46,9 @@ std::vector<Entry> entries_of(const ACL* list)
     const BYTE* at = reinterpret_cast<const BYTE*>(list + 1);
     for (WORD i = 0; i < list->AceCount; ++i)
     {
-        Entry entry;
-        entry.type = at[0];
+        Entry& entry = entries.emplace_back(Entry{at[0], 0, at[9], 0});
         std::memcpy(&entry.mask, at + 4, 4);
-        entry.parts = at[9];
         std::memcpy(&entry.first, at + 16, 4);
-        entries.push_back(entry);
         WORD size;
         std::memcpy(&size, at + 2, 2);
         at += size;
@@ -70,16 +70,10 @@ TEST_F(FileSecurity, TheListHasAnEntryForEachClassThatMayDoSomething)
 {
     constexpr DWORD owner = READ_CONTROL | WRITE_DAC;
     constexpr DWORD write_only = FILE_GENERIC_WRITE & ~(READ_CONTROL | SYNCHRONIZE);
-    const struct
-    {
-        mode_t mode;
-        std::vector<Entry> entries;
-    } rows[] = {
-        {0600, {{0, FILE_GENERIC_READ | FILE_GENERIC_WRITE | owner, 3, 1}}},
-        {0644,
-         {{0, FILE_GENERIC_READ | FILE_GENERIC_WRITE | owner, 3, 1},
-          {0, FILE_GENERIC_READ, 3, 2},
-          {0, FILE_GENERIC_READ, 1, 0}}},
+    constexpr DWORD read_write = FILE_GENERIC_READ | FILE_GENERIC_WRITE | owner;
+    const std::pair<mode_t, std::vector<Entry>> rows[] = {
+        {0600, {{0, read_write, 3, 1}}},
+        {0644, {{0, read_write, 3, 1}, {0, FILE_GENERIC_READ, 3, 2}, {0, FILE_GENERIC_READ, 1, 0}}},
         {0000, {{0, owner, 3, 1}}},
         // The owner may not do what the others may.
         {0402,
@@ -88,24 +82,23 @@ TEST_F(FileSecurity, TheListHasAnEntryForEachClassThatMayDoSomething)
           {1, write_only, 3, 2},
           {0, FILE_GENERIC_WRITE, 1, 0}}},
     };
-    for (const auto& row : rows)
+    for (const auto& [mode, entries] : rows)
     {
-        ASSERT_EQ(chmod(m_path.c_str(), row.mode), 0);
+        ASSERT_EQ(chmod(m_path.c_str(), mode), 0);
         std::vector<BYTE> descriptor = descriptor_of(m_wide);
         BOOL present = FALSE, defaulted = TRUE;
         PACL list = nullptr;
         ASSERT_TRUE(GetSecurityDescriptorDacl(descriptor.data(), &present, &list, &defaulted));
         ASSERT_TRUE(present && list && !defaulted);
-        EXPECT_EQ(entries_of(list), row.entries) << std::oct << row.mode;
+        EXPECT_EQ(entries_of(list), entries) << std::oct << mode;
         ACL_SIZE_INFORMATION info;
         ASSERT_TRUE(GetAclInformation(list, &info, sizeof info, AclSizeInformation));
-        EXPECT_EQ(info.AceCount, row.entries.size());
-        EXPECT_EQ(info.AclBytesInUse, list->AclSize);
-        EXPECT_EQ(info.AclBytesFree, 0u);
+        EXPECT_EQ(std::tuple(info.AceCount, info.AclBytesInUse, info.AclBytesFree),
+                  std::tuple(entries.size(), list->AclSize, 0u));
     }
 }
 
-TEST_F(FileSecurity, AFileSystemWithoutListsGivesADescriptorWithoutOne)
+TEST_F(FileSecurity, AFileSystemWithoutListsHasADescriptorWithoutOneAndAMissingFileNone)
 {
     PlinthTestFail("file lists", 1, 0, ERROR_NOT_SUPPORTED);
     std::vector<BYTE> descriptor = descriptor_of(m_wide);
@@ -113,46 +106,35 @@ TEST_F(FileSecurity, AFileSystemWithoutListsGivesADescriptorWithoutOne)
     PACL list = nullptr;
     EXPECT_TRUE(GetSecurityDescriptorDacl(descriptor.data(), &present, &list, &defaulted));
     EXPECT_FALSE(present);
-}
-
-TEST_F(FileSecurity, AMissingFileHasNone)
-{
     DWORD size = 0;
-    EXPECT_FALSE(GetFileSecurityW(m_wide + L"x", DACL_SECURITY_INFORMATION, nullptr, 0, &size));
-    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(test::refusal(
+                  GetFileSecurityW(m_wide + L"x", DACL_SECURITY_INFORMATION, nullptr, 0, &size)),
+              ERROR_FILE_NOT_FOUND);
 }
 
-TEST(AccessList, IsMadeEmptyAndMeasured)
-{
-    alignas(4) BYTE memory[64] = {};
-    auto* const list = reinterpret_cast<ACL*>(memory);
-    ASSERT_TRUE(InitializeAcl(list, 64, ACL_REVISION));
-    ACL_SIZE_INFORMATION info;
-    ASSERT_TRUE(GetAclInformation(list, &info, sizeof info, AclSizeInformation));
-    EXPECT_EQ(info.AceCount, 0u);
-    EXPECT_EQ(info.AclBytesInUse, 8u);
-    EXPECT_EQ(info.AclBytesFree, 56u);
-    EXPECT_FALSE(InitializeAcl(list, 7, ACL_REVISION));
-    EXPECT_FALSE(InitializeAcl(list, 0x10000, ACL_REVISION));
-    EXPECT_FALSE(InitializeAcl(list, 64, 1));
-    EXPECT_FALSE(GetAclInformation(list, &info, sizeof info - 1, AclSizeInformation));
-}
-
-TEST(AccessList, ThatClaimsMoreThanItHoldsIsRefused)
+TEST(AccessList, IsMadeEmptyAndRefusedIfItClaimsMoreThanItHolds)
 {
     alignas(4) BYTE memory[16] = {};
     auto* const list = reinterpret_cast<ACL*>(memory);
-    ASSERT_TRUE(InitializeAcl(list, 16, ACL_REVISION));
     ACL_SIZE_INFORMATION info;
+    const auto measure = [&](DWORD room)
+    { return test::refusal(GetAclInformation(list, &info, room, AclSizeInformation)); };
+    ASSERT_TRUE(InitializeAcl(list, 16, ACL_REVISION));
+    EXPECT_EQ(measure(sizeof info), 0u);
+    EXPECT_EQ(std::tuple(info.AceCount, info.AclBytesInUse, info.AclBytesFree),
+              std::tuple(0u, 8u, 8u));
+    EXPECT_NE(measure(sizeof info - 1), 0u);
     list->AceCount = 1; // of size 0
-    EXPECT_FALSE(GetAclInformation(list, &info, sizeof info, AclSizeInformation));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_ACL);
+    EXPECT_EQ(measure(sizeof info), ERROR_INVALID_ACL);
     memory[10] = 9; // more than there is
-    EXPECT_FALSE(GetAclInformation(list, &info, sizeof info, AclSizeInformation));
+    EXPECT_NE(measure(sizeof info), 0u);
     memory[10] = 8;
-    EXPECT_TRUE(GetAclInformation(list, &info, sizeof info, AclSizeInformation));
+    EXPECT_EQ(measure(sizeof info), 0u);
     list->AclSize = 4;
-    EXPECT_FALSE(GetAclInformation(list, &info, sizeof info, AclSizeInformation));
+    EXPECT_NE(measure(sizeof info), 0u);
+    EXPECT_FALSE(InitializeAcl(list, 7, ACL_REVISION));
+    EXPECT_FALSE(InitializeAcl(list, 0x10000, ACL_REVISION));
+    EXPECT_FALSE(InitializeAcl(list, 16, 1));
 }
 
 } // namespace

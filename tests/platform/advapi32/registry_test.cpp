@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <filesystem>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -14,6 +15,8 @@ namespace fs = std::filesystem;
 namespace
 {
 
+constexpr LONG ok = ERROR_SUCCESS;
+
 std::string hive_file()
 {
     return test::root() + "/registry/HKEY_LOCAL_MACHINE.reg";
@@ -22,10 +25,9 @@ std::string hive_file()
 LONG set_number(const wchar_t* path, const wchar_t* name, DWORD number)
 {
     HKEY key = nullptr;
-    LONG result = RegCreateKeyW(HKEY_LOCAL_MACHINE, path, &key);
-    if (result != ERROR_SUCCESS)
-        return result;
-    result =
+    if (const LONG error = RegCreateKeyW(HKEY_LOCAL_MACHINE, path, &key))
+        return error;
+    const LONG result =
         RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<BYTE*>(&number), sizeof number);
     RegCloseKey(key);
     return result;
@@ -35,13 +37,13 @@ LONG set_number(const wchar_t* path, const wchar_t* name, DWORD number)
 int64_t get_number(const wchar_t* path, const wchar_t* name)
 {
     HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) != ERROR_SUCCESS)
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key) != ok)
         return -1;
     DWORD number = 0, size = sizeof number;
     const LONG result =
         RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(&number), &size);
     RegCloseKey(key);
-    return result == ERROR_SUCCESS ? int64_t{number} : -1;
+    return result == ok ? int64_t{number} : -1;
 }
 
 class Registry : public testing::Test
@@ -53,45 +55,38 @@ protected:
 TEST_F(Registry, KeepsValuesWithoutRegardToCase)
 {
     EXPECT_EQ(get_number(L"Software\\None", L"x"), -1);
-    EXPECT_EQ(set_number(L"Software\\Mine\\Deep", L"Value", 7), static_cast<LONG>(ERROR_SUCCESS));
+    EXPECT_EQ(set_number(L"Software\\Mine\\Deep", L"Value", 7), ok);
     EXPECT_EQ(get_number(L"SOFTWARE\\mine\\DEEP\\", L"vALUE"), 7);
-    EXPECT_EQ(set_number(L"software\\mine\\deep", L"value", 8), static_cast<LONG>(ERROR_SUCCESS));
+    EXPECT_EQ(set_number(L"software\\mine\\deep", L"value", 8), ok);
     EXPECT_EQ(get_number(L"Software\\Mine\\Deep", L"Value"), 8);
     HKEY key = nullptr;
-    EXPECT_EQ(RegOpenKeyW(HKEY_LOCAL_MACHINE, L"Software\\Mine", &key),
-              static_cast<LONG>(ERROR_SUCCESS))
-        << "the keys above exist too";
+    EXPECT_EQ(RegOpenKeyW(HKEY_LOCAL_MACHINE, L"Software\\Mine", &key), ok) << "that above it";
     RegCloseKey(key);
 }
 
 TEST_F(Registry, AnswersSizesAndTypesAsCallersAsk)
 {
     HKEY key = nullptr;
-    ASSERT_EQ(RegCreateKeyW(HKEY_LOCAL_MACHINE, L"K", &key), static_cast<LONG>(ERROR_SUCCESS));
+    ASSERT_EQ(RegCreateKeyW(HKEY_LOCAL_MACHINE, L"K", &key), ok);
     const BYTE bytes[] = {1, 2, 3, 0xff, 0};
-    ASSERT_EQ(RegSetValueExW(key, L"b", 0, REG_BINARY, bytes, sizeof bytes),
-              static_cast<LONG>(ERROR_SUCCESS));
+    ASSERT_EQ(RegSetValueExW(key, L"b", 0, REG_BINARY, bytes, sizeof bytes), ok);
     DWORD type = 0, size = 0;
-    EXPECT_EQ(RegQueryValueExW(key, L"b", nullptr, &type, nullptr, &size),
-              static_cast<LONG>(ERROR_SUCCESS));
-    EXPECT_EQ(type, REG_BINARY);
-    EXPECT_EQ(size, 5u);
+    EXPECT_EQ(RegQueryValueExW(key, L"b", nullptr, &type, nullptr, &size), ok);
+    EXPECT_EQ(std::pair(type, size), std::pair(DWORD{REG_BINARY}, DWORD{5}));
     BYTE got[8] = {};
     size = 4;
     EXPECT_EQ(RegQueryValueExW(key, L"b", nullptr, &type, got, &size),
               static_cast<LONG>(ERROR_MORE_DATA));
     EXPECT_EQ(size, 5u);
-    EXPECT_EQ(RegQueryValueExW(key, L"b", nullptr, &type, got, &size),
-              static_cast<LONG>(ERROR_SUCCESS));
+    EXPECT_EQ(RegQueryValueExW(key, L"b", nullptr, &type, got, &size), ok);
     EXPECT_EQ(got[3], 0xff);
-    EXPECT_EQ(RegDeleteValueW(key, L"B"), static_cast<LONG>(ERROR_SUCCESS));
+    EXPECT_EQ(RegDeleteValueW(key, L"B"), ok);
     EXPECT_EQ(RegDeleteValueW(key, L"b"), static_cast<LONG>(ERROR_FILE_NOT_FOUND));
-    EXPECT_EQ(RegCloseKey(key), static_cast<LONG>(ERROR_SUCCESS));
+    EXPECT_EQ(RegCloseKey(key), ok);
     EXPECT_EQ(RegCloseKey(key), static_cast<LONG>(ERROR_INVALID_HANDLE)) << "it is stale";
     EXPECT_EQ(RegQueryValueExW(key, L"b", nullptr, nullptr, nullptr, &size),
               static_cast<LONG>(ERROR_INVALID_HANDLE));
-    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"K", 0, KEY_READ, &key),
-              static_cast<LONG>(ERROR_SUCCESS));
+    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"K", 0, KEY_READ, &key), ok);
     EXPECT_EQ(RegSetValueExW(key, L"b", 0, REG_BINARY, bytes, 1),
               static_cast<LONG>(ERROR_ACCESS_DENIED));
     RegCloseKey(key);
@@ -122,43 +117,35 @@ TEST_F(Registry, ADamagedFileIsKeptAsideAndNeverOverwritten)
         fs::create_directories(test::root() + "/registry");
         test::write_file(hive_file(), damaged);
         EXPECT_EQ(get_number(L"A", L"x"), -1);
-        EXPECT_EQ(set_number(L"A", L"x", 5), static_cast<LONG>(ERROR_SUCCESS));
+        EXPECT_EQ(set_number(L"A", L"x", 5), ok);
         EXPECT_EQ(get_number(L"A", L"x"), 5);
         EXPECT_EQ(test::read_file(hive_file() + ".damaged-1"), damaged);
     }
 }
 
-TEST_F(Registry, AWriteThatFailsLeavesTheOldFileWhole)
+TEST_F(Registry, AWriteThatFailsTellsWhyAndLeavesTheOldFileWhole)
 {
-    ASSERT_EQ(set_number(L"A", L"x", 1), static_cast<LONG>(ERROR_SUCCESS));
+    ASSERT_EQ(set_number(L"A", L"x", 1), ok);
     const std::string before = test::read_file(hive_file());
-    const struct
+    const std::tuple<const char*, int, LONG> faults[] = {{"write", ENOSPC, ERROR_DISK_FULL},
+                                                         {"fsync", EIO, ERROR_IO_DEVICE},
+                                                         {"rename", EROFS, ERROR_WRITE_PROTECT},
+                                                         {"fcntl", ENOLCK, ERROR_GEN_FAILURE}};
+    for (const auto& [call, error, expected] : faults)
     {
-        const char* call;
-        int error;
-        DWORD expected;
-    } faults[] = {{"write", ENOSPC, ERROR_DISK_FULL},
-                  {"fsync", EIO, ERROR_IO_DEVICE},
-                  {"rename", EROFS, ERROR_WRITE_PROTECT},
-                  {"fcntl", ENOLCK, ERROR_GEN_FAILURE}};
-    for (const auto& fault : faults)
-    {
-        PlinthTestFail(fault.call, 1, 1, fault.error);
-        EXPECT_EQ(set_number(L"A", L"x", 2), static_cast<LONG>(fault.expected)) << fault.call;
+        PlinthTestFail(call, 1, 1, error);
+        EXPECT_EQ(set_number(L"A", L"x", 2), expected) << call;
         PlinthTestReset();
-        EXPECT_EQ(test::read_file(hive_file()), before);
-        EXPECT_EQ(get_number(L"A", L"x"), 1);
+        EXPECT_EQ(test::read_file(hive_file()), before) << call;
+        EXPECT_EQ(get_number(L"A", L"x"), 1) << call;
     }
     EXPECT_FALSE(fs::exists(hive_file() + ".new"));
-}
-
-TEST_F(Registry, WithoutItsFolderAWriteTellsWhatKeptItFromBeingMade)
-{
+    // Without its folder it tells what kept that from being made.
     fs::remove_all(fs::path(hive_file()).parent_path());
     PlinthTestFail("mkdir", 1, 0, EROFS);
     EXPECT_EQ(set_number(L"A", L"x", 1), static_cast<LONG>(ERROR_WRITE_PROTECT));
     PlinthTestReset();
-    EXPECT_EQ(set_number(L"A", L"x", 1), static_cast<LONG>(ERROR_SUCCESS));
+    EXPECT_EQ(set_number(L"A", L"x", 1), ok);
 }
 
 int set_many(int, char** argv)
@@ -166,7 +153,7 @@ int set_many(int, char** argv)
     for (int i = 0; i < 20; ++i)
     {
         const test::Wide name = argv[0] + std::to_string(i);
-        if (set_number(L"Shared", name, static_cast<DWORD>(i)) != ERROR_SUCCESS)
+        if (set_number(L"Shared", name, static_cast<DWORD>(i)) != ok)
             return 1;
     }
     return 0;
@@ -205,22 +192,20 @@ TEST_F(Registry, ValuesOfEveryTypeComeBackFromTheFileAsTheyWere)
                   {L"surrogate", REG_SZ, {0x00, 0xd8, 0, 0}},
                   {L"\u00e4\u20ac", REG_QWORD, {1, 2, 3, 4, 5, 6, 7, 8}}};
     HKEY key = nullptr;
-    ASSERT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, L"A [b]\\c", &key),
-              static_cast<LONG>(ERROR_SUCCESS));
+    ASSERT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, L"A [b]\\c", &key), ok);
     for (const auto& value : values)
         ASSERT_EQ(RegSetValueExW(key, value.name, 0, value.type, value.data.data(),
                                  static_cast<DWORD>(value.data.size())),
-                  static_cast<LONG>(ERROR_SUCCESS));
+                  ok);
     for (const auto& value : values)
     {
+        SCOPED_TRACE(test::utf8(value.name));
         DWORD type = 0, size = 256;
         std::vector<BYTE> data(size);
-        EXPECT_EQ(RegQueryValueExW(key, value.name, nullptr, &type, data.data(), &size),
-                  static_cast<LONG>(ERROR_SUCCESS))
-            << test::utf8(value.name);
+        EXPECT_EQ(RegQueryValueExW(key, value.name, nullptr, &type, data.data(), &size), ok);
         data.resize(size);
-        EXPECT_EQ(type, value.type) << test::utf8(value.name);
-        EXPECT_EQ(data, value.data) << test::utf8(value.name);
+        EXPECT_EQ(type, value.type);
+        EXPECT_EQ(data, value.data);
     }
     RegCloseKey(key);
 }

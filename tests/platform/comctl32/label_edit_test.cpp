@@ -8,7 +8,7 @@
 #include <commctrl.h>
 #include <windows.h>
 
-#include "support/wide_text.h"
+#include "support/list_messages.h"
 #include "support/window_thread.h"
 
 namespace
@@ -53,33 +53,15 @@ struct LabelEdit : testing::Test
     {
         list = CreateWindowExW(0, WC_LISTVIEWW, nullptr, WS_CHILD | WS_VISIBLE | style, 0, 0, 100,
                                100, top, reinterpret_cast<HMENU>(LONG_PTR{42}), nullptr, nullptr);
-        LVCOLUMNW column = {};
-        SendMessageW(list, LVM_INSERTCOLUMNW, 0, reinterpret_cast<LPARAM>(&column));
+        test::add_column(list, 0, nullptr);
         for (const wchar_t* text : {L"a", L"b", L"c"})
-            add(99, text);
-    }
-    void add(int row, const wchar_t* text) const
-    {
-        LVITEMW item = {};
-        item.mask = LVIF_TEXT | LVIF_PARAM;
-        item.iItem = row;
-        item.pszText = const_cast<wchar_t*>(text);
-        item.lParam = text[0];
-        SendMessageW(list, LVM_INSERTITEMW, 0, reinterpret_cast<LPARAM>(&item));
+            test::add_row(list, 99, text, text[0]);
     }
     std::string labels() const
     {
         std::string all;
-        for (LRESULT row = 0; row < SendMessageW(list, LVM_GETITEMCOUNT, 0, 0); ++row)
-        {
-            wchar_t text[64] = L"";
-            LVITEMW item = {};
-            item.pszText = text;
-            item.cchTextMax = 64;
-            SendMessageW(list, LVM_GETITEMTEXTW, static_cast<WPARAM>(row),
-                         reinterpret_cast<LPARAM>(&item));
-            all += (all.empty() ? "" : ",") + test::utf8(text);
-        }
+        for (int row = 0; row < SendMessageW(list, LVM_GETITEMCOUNT, 0, 0); ++row)
+            all += (row ? "," : "") + test::cell_of(list, row, 0);
         return all;
     }
     HWND edit(int row) const
@@ -91,6 +73,8 @@ struct LabelEdit : testing::Test
     {
         return reinterpret_cast<HWND>(SendMessageW(list, LVM_GETEDITCONTROL, 0, 0));
     }
+    void press(WPARAM key) const { SendMessageW(current(), WM_KEYDOWN, key, 0); }
+    static LRESULT accept(const NMLVDISPINFOW& told) { return told.hdr.code == LVN_ENDLABELEDITW; }
 };
 
 TEST_F(LabelEdit, AnAcceptedTextStandsInTheList)
@@ -107,27 +91,31 @@ TEST_F(LabelEdit, AnAcceptedTextStandsInTheList)
         EXPECT_EQ(current(), control) << "still there while the parent is told";
         return TRUE;
     };
-    SendMessageW(control, WM_KEYDOWN, VK_RETURN, 0);
+    press(VK_RETURN);
     EXPECT_EQ(labels(), "a,new,c");
     EXPECT_EQ(g_told, (Told{"begin 1 b", "end 1 new"}));
     EXPECT_EQ(current(), nullptr);
     EXPECT_FALSE(IsWindow(control));
 }
 
-TEST_F(LabelEdit, ATextThatTheParentDoesNotAcceptIsDropped)
+TEST_F(LabelEdit, ATextThatLosesTheFocusStandsIfTheParentAccepts)
 {
     SetWindowTextW(edit(0), L"new");
     SendMessageW(current(), WM_KILLFOCUS, 0, 0);
     EXPECT_EQ(labels(), "a,b,c");
-    EXPECT_EQ(g_told, (Told{"begin 0 a", "end 0 new"}));
+    g_answer = accept;
+    SetWindowTextW(edit(0), L"x");
+    ASSERT_NE(edit(1), nullptr);
+    EXPECT_EQ(labels(), "x,b,c") << "one on another row keeps the text of the first";
+    EXPECT_EQ(g_told, (Told{"begin 0 a", "end 0 new", "begin 0 a", "end 0 x", "begin 1 b"}));
 }
 
 TEST_F(LabelEdit, ACancelledTextIsDroppedWhateverTheParentSays)
 {
-    g_answer = [](const NMLVDISPINFOW& told) { return told.hdr.code == LVN_ENDLABELEDITW; };
+    g_answer = accept;
     const std::function<void(HWND)> ways[] = {
-        [](HWND control) { SendMessageW(control, WM_KEYDOWN, VK_ESCAPE, 0); },
-        [this](HWND) { edit(-1); }, [this](HWND) { SendMessageW(list, LVM_CANCELEDITLABEL, 0, 0); },
+        [this](HWND) { press(VK_ESCAPE); }, [this](HWND) { edit(-1); },
+        [this](HWND) { SendMessageW(list, LVM_CANCELEDITLABEL, 0, 0); },
         [](HWND control) { DestroyWindow(control); }};
     for (const auto& cancel : ways)
     {
@@ -142,8 +130,13 @@ TEST_F(LabelEdit, ACancelledTextIsDroppedWhateverTheParentSays)
     }
 }
 
-TEST_F(LabelEdit, TheParentMayRefuseItOrPrepareItsWindow)
+TEST_F(LabelEdit, NeedsTheRowTheStyleAndTheParentWhoMayPrepareItsWindow)
 {
+    EXPECT_EQ(edit(3), nullptr);
+    SetWindowLongPtrW(list, GWL_STYLE, WS_CHILD | LVS_REPORT);
+    EXPECT_EQ(edit(0), nullptr);
+    SetWindowLongPtrW(list, GWL_STYLE, WS_CHILD | LVS_REPORT | LVS_EDITLABELS);
+    EXPECT_EQ(g_told, Told{});
     g_answer = [](const NMLVDISPINFOW&) { return TRUE; };
     EXPECT_EQ(edit(1), nullptr);
     EXPECT_EQ(current(), nullptr);
@@ -156,28 +149,20 @@ TEST_F(LabelEdit, TheParentMayRefuseItOrPrepareItsWindow)
         SetWindowTextW(current(), L"prepared");
         return FALSE;
     };
-    SendMessageW(edit(1), WM_KEYDOWN, VK_RETURN, 0);
+    edit(1);
+    press(VK_RETURN);
     EXPECT_EQ(labels(), "a,prepared,c");
-}
-
-TEST_F(LabelEdit, OneOnAnotherRowKeepsTheTextOfTheFirst)
-{
-    g_answer = [](const NMLVDISPINFOW& told) { return told.hdr.code == LVN_ENDLABELEDITW; };
-    SetWindowTextW(edit(0), L"x");
-    ASSERT_NE(edit(1), nullptr);
-    EXPECT_EQ(labels(), "x,b,c");
-    EXPECT_EQ(g_told, (Told{"begin 0 a", "end 0 x", "begin 1 b"}));
 }
 
 TEST_F(LabelEdit, FollowsItsRowAndEndsWithIt)
 {
-    g_answer = [](const NMLVDISPINFOW& told) { return told.hdr.code == LVN_ENDLABELEDITW; };
+    g_answer = accept;
     SetWindowTextW(edit(1), L"x");
-    add(0, L"before");
-    add(99, L"behind");
+    test::add_row(list, 0, L"before");
+    test::add_row(list, 99, L"after");
     SendMessageW(list, LVM_DELETEITEM, 1, 0);
-    SendMessageW(current(), WM_KEYDOWN, VK_RETURN, 0);
-    EXPECT_EQ(labels(), "before,x,c,behind");
+    press(VK_RETURN);
+    EXPECT_EQ(labels(), "before,x,c,after");
     g_told.clear();
     edit(2);
     SendMessageW(list, LVM_DELETEITEM, 2, 0);
@@ -186,16 +171,6 @@ TEST_F(LabelEdit, FollowsItsRowAndEndsWithIt)
     SendMessageW(list, LVM_DELETEALLITEMS, 0, 0);
     EXPECT_EQ(current(), nullptr);
     EXPECT_EQ(g_told, (Told{"begin 2 c", "end 2 cancelled", "begin 0 before", "end 0 cancelled"}));
-}
-
-TEST_F(LabelEdit, IsNotToBeHadWithoutTheStyleOrTheRow)
-{
-    EXPECT_EQ(edit(3), nullptr);
-    EXPECT_EQ(current(), nullptr);
-    DestroyWindow(list);
-    make_list(LVS_REPORT);
-    EXPECT_EQ(edit(0), nullptr);
-    EXPECT_EQ(g_told, Told{});
 }
 
 TEST_F(LabelEdit, AParentMayDoAnythingWhenItIsTold)
@@ -212,11 +187,12 @@ TEST_F(LabelEdit, AParentMayDoAnythingWhenItIsTold)
         return told.hdr.code == LVN_ENDLABELEDITW;
     };
     SetWindowTextW(edit(0), L"gone");
-    SendMessageW(current(), WM_KEYDOWN, VK_RETURN, 0);
+    press(VK_RETURN);
     EXPECT_EQ(labels(), "b,c") << "the next row is another one";
     g_answer = [&](const NMLVDISPINFOW& told)
     { return told.hdr.code == LVN_ENDLABELEDITW && DestroyWindow(list); };
-    SendMessageW(edit(0), WM_KEYDOWN, VK_RETURN, 0);
+    edit(0);
+    press(VK_RETURN);
     EXPECT_FALSE(IsWindow(list));
 }
 

@@ -9,7 +9,8 @@
 #include <windows.h>
 
 #include <dbghelp.h>
-#include <plinth_platform_test.h>
+
+#include "support/refusal.h"
 
 namespace
 {
@@ -26,14 +27,14 @@ public:
         m_frame.AddrStack = {m_context.Rsp, 0, AddrModeFlat};
         m_frame.AddrFrame = {m_context.Rbp, 0, AddrModeFlat};
     }
-    bool next()
+    bool next(PGET_MODULE_BASE_ROUTINE64 module_base = nullptr)
     {
-        return m_good && StackWalk64(IMAGE_FILE_MACHINE_AMD64, GetCurrentProcess(),
-                                     GetCurrentThread(), &m_frame, &m_context, nullptr,
-                                     SymFunctionTableAccess64, nullptr, nullptr);
+        return m_good &&
+               StackWalk64(IMAGE_FILE_MACHINE_AMD64, GetCurrentProcess(), GetCurrentThread(),
+                           &m_frame, &m_context, nullptr,
+                           module_base ? nullptr : SymFunctionTableAccess64, module_base, nullptr);
     }
     const STACKFRAME64& frame() const { return m_frame; }
-    const CONTEXT& context() const { return m_context; }
 
 private:
     CONTEXT m_context{};
@@ -83,7 +84,7 @@ void expect_recursion_in_frames()
     }
 }
 
-TEST(StackWalk, GivesEachFrameOnceAndEnds)
+TEST(StackWalk, ReturnsEachFrameOnceFromThatOfTheContextOnAndEnds)
 {
     for (const int depth : {0, 5, 29, 30, 31, 32, 33, 64, 700})
     {
@@ -91,10 +92,6 @@ TEST(StackWalk, GivesEachFrameOnceAndEnds)
         recurse(depth);
         expect_recursion_in_frames();
     }
-}
-
-TEST(StackWalk, BeginsWithTheFrameOfTheContext)
-{
     note_frames();
     ASSERT_GT(g_frames.size(), 2u);
     // The context's own address is exact: nothing is called there any more.
@@ -107,14 +104,13 @@ TEST(StackWalk, OfTwoWalksInTurnEachGoesOn)
 {
     Walk one, other;
     std::vector<DWORD64> of_one, of_other;
-    for (bool more = true; more;)
+    while (one.next())
     {
-        more = one.next();
-        if (more)
-            of_one.push_back(one.frame().AddrPC.Offset);
+        of_one.push_back(one.frame().AddrPC.Offset);
         if (other.next())
             of_other.push_back(other.frame().AddrPC.Offset);
     }
+    EXPECT_FALSE(other.next());
     ASSERT_GT(of_one.size(), 3u);
     ASSERT_EQ(of_one.size(), of_other.size());
     of_one.erase(of_one.begin(), of_one.begin() + 2); // the constructors' own places
@@ -155,15 +151,9 @@ TEST(StackWalk, AsksForTheModuleOfEachFrame)
         asked.push_back(address);
         return 0;
     };
-    CONTEXT context{};
-    ASSERT_TRUE(GetThreadContext(GetCurrentThread(), &context));
-    STACKFRAME64 frame{};
-    frame.AddrPC.Offset = context.Rip;
-    frame.AddrStack.Offset = context.Rsp;
     std::vector<DWORD64> addresses;
-    while (StackWalk64(IMAGE_FILE_MACHINE_AMD64, GetCurrentProcess(), GetCurrentThread(), &frame,
-                       &context, nullptr, nullptr, ask, nullptr))
-        addresses.push_back(frame.AddrPC.Offset);
+    for (Walk walk; walk.next(ask);)
+        addresses.push_back(walk.frame().AddrPC.Offset);
     EXPECT_EQ(asked, addresses);
 }
 
@@ -171,23 +161,23 @@ TEST(StackWalk, RefusesOtherProcessesThreadsAndMachines)
 {
     CONTEXT context{};
     STACKFRAME64 frame{};
-    EXPECT_FALSE(GetThreadContext(nullptr, &context));
-    EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
+    EXPECT_EQ(test::refusal(GetThreadContext(nullptr, &context)), ERROR_NOT_SUPPORTED);
     ASSERT_TRUE(GetThreadContext(GetCurrentThread(), &context));
     frame.AddrStack.Offset = context.Rsp;
-    EXPECT_FALSE(StackWalk64(0x14C, GetCurrentProcess(), GetCurrentThread(), &frame, &context,
-                             nullptr, nullptr, nullptr, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    EXPECT_FALSE(StackWalk64(IMAGE_FILE_MACHINE_AMD64, nullptr, GetCurrentThread(), &frame,
-                             &context, nullptr, nullptr, nullptr, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
+    const auto walk = [&](DWORD machine, HANDLE process)
+    {
+        return test::refusal(StackWalk64(machine, process, GetCurrentThread(), &frame, &context,
+                                         nullptr, nullptr, nullptr, nullptr));
+    };
+    EXPECT_EQ(walk(0x14C, GetCurrentProcess()), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(walk(IMAGE_FILE_MACHINE_AMD64, nullptr), ERROR_NOT_SUPPORTED);
     EXPECT_EQ(SymFunctionTableAccess64(nullptr, context.Rip), nullptr);
     EXPECT_EQ(SymFunctionTableAccess64(GetCurrentProcess(), 0x10), nullptr);
 }
 
 TEST(StackWalk, ServesManyThreadsConcurrently)
 {
-    std::vector<std::thread> all;
+    std::vector<std::jthread> all;
     for (int i = 0; i < 4; ++i)
         all.emplace_back(
             []
@@ -201,8 +191,6 @@ TEST(StackWalk, ServesManyThreadsConcurrently)
                     EXPECT_GT(count, 2u);
                 }
             });
-    for (std::thread& each : all)
-        each.join();
 }
 
 } // namespace

@@ -14,11 +14,14 @@
 #include <plinth_platform_test.h>
 
 #include "support/environment.h"
+#include "support/refusal.h"
 
 namespace fs = std::filesystem;
 
 namespace
 {
+
+using test::refusal;
 
 constexpr int known_line = __LINE__ + 1;
 __attribute__((noinline)) int known_function(int x)
@@ -86,6 +89,18 @@ IMAGEHLP_MODULE64 module_record()
     return info;
 }
 
+// A copy or build of module.cpp, loaded.
+struct TestModule
+{
+    explicit TestModule(const std::string& file) : handle(dlopen(file.c_str(), RTLD_NOW))
+    {
+        EXPECT_NE(handle, nullptr) << dlerror();
+        address = reinterpret_cast<DWORD64>(dlsym(handle, "plinth_test_function"));
+    }
+    void* handle;
+    DWORD64 address;
+};
+
 class Symbols : public testing::Test
 {
 protected:
@@ -99,28 +114,24 @@ protected:
 
 TEST(SymbolEngine, StartsOnceForThisProcessAlone)
 {
-    EXPECT_FALSE(SymInitialize(nullptr, nullptr, FALSE));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    // It knows nothing before.
+    IMAGEHLP_MODULE64 info = module_record();
+    EXPECT_EQ(refusal(SymGetModuleInfo64(process(), address_of(known_function), &info)),
+              ERROR_INVALID_HANDLE);
+    EXPECT_FALSE(Symbol().find(address_of(known_function)));
+    EXPECT_FALSE(Line().find(address_of(known_function)));
+    EXPECT_EQ(load_module_at(address_of(known_function)), 0u);
+
+    EXPECT_EQ(refusal(SymInitialize(nullptr, nullptr, FALSE)), ERROR_INVALID_HANDLE);
     PlinthTestFail("dlopen", 1, 1, ENOENT);
-    EXPECT_FALSE(SymInitialize(process(), nullptr, FALSE));
-    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND) << "the library that reads symbols is missing";
+    EXPECT_EQ(refusal(SymInitialize(process(), nullptr, FALSE)), ERROR_MOD_NOT_FOUND)
+        << "the library that reads symbols is missing";
     PlinthTestReset();
     PlinthTestFail("dlsym", 3, 1, ENOENT);
     EXPECT_FALSE(SymInitialize(process(), nullptr, FALSE));
     PlinthTestReset();
     EXPECT_TRUE(SymInitialize(process(), nullptr, FALSE));
-    EXPECT_FALSE(SymInitialize(process(), nullptr, FALSE));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-}
-
-TEST(SymbolEngine, KnowsNothingBeforeItsStart)
-{
-    IMAGEHLP_MODULE64 info = module_record();
-    EXPECT_FALSE(SymGetModuleInfo64(process(), address_of(known_function), &info));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-    EXPECT_FALSE(Symbol().find(address_of(known_function)));
-    EXPECT_FALSE(Line().find(address_of(known_function)));
-    EXPECT_EQ(load_module_at(address_of(known_function)), 0u);
+    EXPECT_EQ(refusal(SymInitialize(process(), nullptr, FALSE)), ERROR_INVALID_PARAMETER);
 }
 
 TEST(SymbolEngine, KnowsEachLoadedModuleIfItWasToldTo)
@@ -136,8 +147,7 @@ TEST_F(Symbols, OfAModuleAreThereFromItsLoadOn)
 {
     const DWORD64 address = address_of(known_function);
     IMAGEHLP_MODULE64 info = module_record();
-    EXPECT_FALSE(SymGetModuleInfo64(process(), address, &info));
-    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(refusal(SymGetModuleInfo64(process(), address, &info)), ERROR_MOD_NOT_FOUND);
     EXPECT_FALSE(Symbol().find(address));
 
     const DWORD64 base = load_module_at(address);
@@ -148,11 +158,14 @@ TEST_F(Symbols, OfAModuleAreThereFromItsLoadOn)
     EXPECT_GT(info.ImageSize, address - base);
     EXPECT_EQ(test::native_form(test::Wide(info.ImageName)), test::program());
     info.SizeOfStruct = 1;
-    EXPECT_FALSE(SymGetModuleInfo64(process(), address, &info));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(refusal(SymGetModuleInfo64(process(), address, &info)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(refusal(SymLoadModule64(process(), nullptr, "C:\\x", nullptr, 0x1000, 0)),
+              ERROR_MOD_NOT_FOUND)
+        << "none is loaded there";
+    EXPECT_EQ(SymLoadModule64(process(), nullptr, nullptr, nullptr, 0x1000, 0), 0u);
 }
 
-TEST_F(Symbols, HaveTheirNamesAsTheyAreWrittenUnlessAskedOtherwise)
+TEST_F(Symbols, HaveTheirNamesAsTheyAreWrittenUnlessAskedOtherwiseAndNoVersions)
 {
     const DWORD64 address = address_of(known_function);
     load_module_at(address);
@@ -172,14 +185,9 @@ TEST_F(Symbols, HaveTheirNamesAsTheyAreWrittenUnlessAskedOtherwise)
     ASSERT_TRUE(symbol.find(address));
     EXPECT_EQ(symbol.name().rfind("_ZN", 0), 0u);
     EXPECT_FALSE(symbol.find(0x10)) << "in no module";
-}
-
-TEST_F(Symbols, HaveNoVersionsInTheirNames)
-{
-    const auto address = reinterpret_cast<DWORD64>(dlsym(RTLD_DEFAULT, "qsort"));
-    load_module_at(address);
-    Symbol symbol;
-    ASSERT_TRUE(symbol.find(address));
+    const auto versioned = reinterpret_cast<DWORD64>(dlsym(RTLD_DEFAULT, "qsort"));
+    load_module_at(versioned);
+    ASSERT_TRUE(symbol.find(versioned));
     EXPECT_EQ(symbol.name().find('@'), std::string::npos) << symbol.name();
 }
 
@@ -190,12 +198,10 @@ TEST_F(Symbols, HaveLinesIfTheyAreAskedFor)
     Line line;
     ASSERT_TRUE(line.find(address + 1));
     EXPECT_EQ(fs::path(line.record.FileName).filename(), "symbols_test.cpp");
-    EXPECT_GE(line.record.LineNumber, static_cast<DWORD>(known_line));
-    EXPECT_LE(line.record.LineNumber, static_cast<DWORD>(known_line + 3));
+    EXPECT_LE(line.record.LineNumber - known_line, 3u);
     EXPECT_EQ(line.record.Address + line.displacement, address + 1);
     SymSetOptions(SYMOPT_UNDNAME);
-    EXPECT_FALSE(line.find(address + 1));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_ADDRESS);
+    EXPECT_EQ(refusal(line.find(address + 1)), ERROR_INVALID_ADDRESS);
 }
 
 // A module's file that is gone, cut or no module at all has no symbols, and does no harm.
@@ -203,42 +209,31 @@ TEST_F(Symbols, OfADamagedFileAreUnknown)
 {
     const std::string copy = test::make_folder("modules") + "/libcopy.so";
     fs::copy_file(PLINTH_TEST_MODULE, copy);
-    void* const module = dlopen(copy.c_str(), RTLD_NOW);
-    ASSERT_NE(module, nullptr) << dlerror();
-    const auto address = reinterpret_cast<DWORD64>(dlsym(module, "plinth_test_function"));
+    const TestModule module(copy);
     fs::remove(copy);
-    std::string bytes = test::read_file(PLINTH_TEST_MODULE);
+    const std::string bytes = test::read_file(PLINTH_TEST_MODULE);
     test::write_file(copy, bytes.substr(0, bytes.size() / 3));
-    ASSERT_NE(load_module_at(address), 0u);
-    EXPECT_FALSE(Line().find(address));
-    EXPECT_FALSE(Symbol().find(address));
-    dlclose(module);
+    ASSERT_NE(load_module_at(module.address), 0u);
+    EXPECT_FALSE(Line().find(module.address));
+    EXPECT_FALSE(Symbol().find(module.address));
+    dlclose(module.handle);
 }
 
 TEST_F(Symbols, OfAnUnloadedModuleAreForgottenWithItsAddress)
 {
-    void* const module = dlopen(PLINTH_TEST_MODULE, RTLD_NOW);
-    ASSERT_NE(module, nullptr) << dlerror();
-    const auto address = reinterpret_cast<DWORD64>(dlsym(module, "plinth_test_function"));
-    ASSERT_NE(load_module_at(address), 0u);
+    const TestModule module(PLINTH_TEST_MODULE);
+    ASSERT_NE(load_module_at(module.address), 0u);
     Symbol symbol;
-    ASSERT_TRUE(symbol.find(address));
+    ASSERT_TRUE(symbol.find(module.address));
     EXPECT_EQ(symbol.name(), "plinth_test_function");
-    dlclose(module);
+    dlclose(module.handle);
     IMAGEHLP_MODULE64 info = module_record();
-    EXPECT_FALSE(SymGetModuleInfo64(process(), address, &info));
-    EXPECT_FALSE(symbol.find(address));
-    EXPECT_EQ(load_module_at(address), 0u);
+    EXPECT_FALSE(SymGetModuleInfo64(process(), module.address, &info));
+    EXPECT_FALSE(symbol.find(module.address));
+    EXPECT_EQ(load_module_at(module.address), 0u);
     // What is still there is made known anew.
     EXPECT_NE(load_module_at(address_of(known_function)), 0u);
     EXPECT_TRUE(symbol.find(address_of(known_function)));
-}
-
-TEST_F(Symbols, AreNotTakenFromAModuleThatIsNotLoadedAtItsBase)
-{
-    EXPECT_EQ(SymLoadModule64(process(), nullptr, "C:\\x", nullptr, 0x1000, 0), 0u);
-    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
-    EXPECT_EQ(SymLoadModule64(process(), nullptr, nullptr, nullptr, 0x1000, 0), 0u);
 }
 
 // ---- separate debug files by name and checksum
@@ -249,29 +244,26 @@ protected:
     // Loads a copy of the module whose lines are in symbols.debug, with this content.
     DWORD64 load(const char* place, const std::string& debug)
     {
-        const std::string folder = test::make_folder("separate");
+        const std::string folder = test::make_folder("separate" + std::to_string(m_loads++));
         fs::copy_file(PLINTH_TEST_MODULE_SEPARATE, folder + "/libmodule.so");
         fs::create_directories(fs::path(folder + place).parent_path());
         test::write_file(folder + place, debug);
-        void* const module = dlopen((folder + "/libmodule.so").c_str(), RTLD_NOW);
-        EXPECT_NE(module, nullptr) << dlerror();
-        const auto address = reinterpret_cast<DWORD64>(dlsym(module, "plinth_test_function"));
-        EXPECT_NE(load_module_at(address), 0u);
-        return address;
+        const TestModule module(folder + "/libmodule.so");
+        EXPECT_NE(load_module_at(module.address), 0u);
+        return module.address;
     }
+    int m_loads = 0;
     const std::string m_good = test::read_file(PLINTH_TEST_MODULE_DEBUG);
 };
 
-TEST_F(SeparateDebugFile, IsFoundBesideTheModule)
+TEST_F(SeparateDebugFile, IsFoundBesideTheModuleAndInTheFolderForSuch)
 {
-    Line line;
-    ASSERT_TRUE(line.find(load("/symbols.debug", m_good)));
-    EXPECT_EQ(fs::path(line.record.FileName).filename(), "module.cpp");
-}
-
-TEST_F(SeparateDebugFile, IsFoundInTheFolderForSuch)
-{
-    EXPECT_TRUE(Line().find(load("/.debug/symbols.debug", m_good)));
+    for (const char* place : {"/symbols.debug", "/.debug/symbols.debug"})
+    {
+        Line line;
+        ASSERT_TRUE(line.find(load(place, m_good))) << place;
+        EXPECT_EQ(fs::path(line.record.FileName).filename(), "module.cpp");
+    }
 }
 
 TEST_F(SeparateDebugFile, OfAnotherBuildIsNotTaken)

@@ -1,6 +1,7 @@
 // The floating-point control word, read by the C library's own functions beside.
 #include <cfenv>
 #include <thread>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -15,32 +16,26 @@ protected:
     ~FloatControl() override { _control87(_MCW_EM, _MCW_EM); }
 };
 
-TEST_F(FloatControl, StartsWithAllExceptionsMaskedAndReadsWithoutChanging)
+// All are masked at first, and reading changes nothing.
+TEST_F(FloatControl, EachBitIsThatExceptionsMask)
 {
     EXPECT_EQ(_control87(0, 0), unsigned{_MCW_EM});
     EXPECT_EQ(_controlfp(0, 0), unsigned{_MCW_EM});
     EXPECT_EQ(fegetexcept(), 0);
-}
-
-TEST_F(FloatControl, EachBitIsThatExceptionsMask)
-{
-    const struct
+    const std::pair<unsigned, int> rows[] = {{_EM_INVALID, FE_INVALID},
+                                             {_EM_ZERODIVIDE, FE_DIVBYZERO},
+                                             {_EM_OVERFLOW, FE_OVERFLOW},
+                                             {_EM_UNDERFLOW, FE_UNDERFLOW},
+                                             {_EM_INEXACT, FE_INEXACT}};
+    for (const auto& [mask, exception] : rows)
     {
-        unsigned mask;
-        int exception;
-    } rows[] = {{_EM_INVALID, FE_INVALID},
-                {_EM_ZERODIVIDE, FE_DIVBYZERO},
-                {_EM_OVERFLOW, FE_OVERFLOW},
-                {_EM_UNDERFLOW, FE_UNDERFLOW},
-                {_EM_INEXACT, FE_INEXACT}};
-    for (const auto& row : rows)
-    {
-        EXPECT_EQ(_controlfp(0, row.mask), _MCW_EM & ~row.mask);
-        EXPECT_EQ(fegetexcept(), row.exception);
-        EXPECT_EQ(_control87(row.mask, row.mask), unsigned{_MCW_EM});
+        SCOPED_TRACE(mask);
+        EXPECT_EQ(_controlfp(0, mask), _MCW_EM & ~mask);
+        EXPECT_EQ(fegetexcept(), exception);
+        EXPECT_EQ(_control87(mask, mask), unsigned{_MCW_EM});
         EXPECT_EQ(fegetexcept(), 0);
-        feenableexcept(row.exception);
-        EXPECT_EQ(_control87(0, 0), _MCW_EM & ~row.mask);
+        feenableexcept(exception);
+        EXPECT_EQ(_control87(0, 0), _MCW_EM & ~mask);
         EXPECT_EQ(_controlfp(_MCW_EM, _MCW_EM), unsigned{_MCW_EM});
     }
 }

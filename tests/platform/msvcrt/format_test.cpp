@@ -1,14 +1,11 @@
 // The formatter of both families. Digits of floating-point numbers are compared with the C
 // library's, everything else with what callers of the runtime expect.
-#include <atomic>
 #include <cfloat>
 #include <climits>
 #include <cmath>
 #include <cstdarg>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <random>
 #include <string>
 #include <vector>
@@ -22,8 +19,6 @@
 
 namespace
 {
-
-std::atomic<unsigned> g_allocations{0};
 
 std::string wide(const wchar_t* format, ...)
 {
@@ -45,35 +40,7 @@ std::string narrow(const char* format, ...)
     return length < 0 ? "too long" : std::string(buffer, static_cast<size_t>(length));
 }
 
-} // namespace
-
-void* operator new(size_t size)
-{
-    ++g_allocations;
-    if (void* const memory = std::malloc(size ? size : 1))
-        return memory;
-    throw std::bad_alloc();
-}
-// AddressSanitizer has one of its own, whose memory is not for std::free.
-void* operator new(size_t size, const std::nothrow_t&) noexcept
-{
-    ++g_allocations;
-    return std::malloc(size ? size : 1);
-}
-// Not inlined: the compiler would take a free behind a new for a mistake.
-__attribute__((noinline)) void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-__attribute__((noinline)) void operator delete(void* memory, size_t) noexcept
-{
-    std::free(memory);
-}
-
-namespace
-{
-
-TEST(Format, TextsHaveTheWidthOfTheFamilyUnlessTold)
+TEST(Format, TextsAndCharactersHaveTheWidthOfTheFamilyUnlessTold)
 {
     EXPECT_EQ(
         wide(L"%s|%S|%hs|%ls|%ws|%hS|%lS", L"w\x20AC", "n\u20AC", "h", L"l", L"x", "hS", L"lS"),
@@ -81,25 +48,17 @@ TEST(Format, TextsHaveTheWidthOfTheFamilyUnlessTold)
     EXPECT_EQ(
         narrow("%s|%S|%hs|%ls|%ws|%hS|%lS", "n\u20AC", L"w\x20AC", "h", L"l", L"x", "hS", L"lS"),
         "n\u20AC|w\u20AC|h|l|x|hS|lS");
-}
-
-TEST(Format, CharactersHaveTheWidthOfTheFamilyUnlessTold)
-{
     EXPECT_EQ(wide(L"%c%C%hc%lc%3c%-3c|", 0x20AC, 'n', 'h', 0xE9, 'r', 'l'),
               "\u20ACnh\u00E9  rl  |");
     EXPECT_EQ(narrow("%c%C%hc%lc%3C|", 'n', 0x20AC, 'h', 0xE9, 0x20AC), "n\u20ACh\u00E9\u20AC|");
     EXPECT_EQ(wide(L"%hc", 0xE9), "\uFFFD") << "half a character of the code page";
     EXPECT_EQ(narrow("<%C%c>", 0, 0), std::string("<\0\0>", 4));
-}
-
-TEST(Format, NullTextsShowAsSuch)
-{
     const wchar_t* const none = nullptr;
     EXPECT_EQ(wide(L"%s %hs %.3s %8s", none, none, none, none), "(null) (null) (nu   (null)");
     EXPECT_EQ(narrow("%s %ls", none, none), "(null) (null)");
 }
 
-TEST(Format, PrecisionBoundsWhatIsReadOfAText)
+TEST(Format, PrecisionBoundsWhatIsReadOfATextAndSplitsNoCharacter)
 {
     const wchar_t unterminated[] = {L'a', L'b', L'c'};
     const char bytes[] = {'x', 'y', 'z'};
@@ -107,10 +66,6 @@ TEST(Format, PrecisionBoundsWhatIsReadOfAText)
         wide(L"[%.3s][%.2s][%-5.1s][%.*hs]", unterminated, unterminated, unterminated, 3, bytes),
         "[abc][ab][a    ][xyz]");
     EXPECT_EQ(narrow("[%.3s][%.3ls]", bytes, unterminated), "[xyz][abc]");
-}
-
-TEST(Format, PrecisionSplitsNoCharacterOfTheOtherWidth)
-{
     EXPECT_EQ(wide(L"[%.3hs][%.4hs]", "\u00E4\u00F6", "\u00E4\u00F6"), "[\u00E4][\u00E4\u00F6]");
     EXPECT_EQ(narrow("[%.2ls][%.3ls]", L"a\xD83D\xDE00", L"a\xD83D\xDE00"), "[a][a\U0001F600]");
 }
@@ -121,11 +76,9 @@ TEST(Format, BadTextOfTheOtherWidthIsReplaced)
     EXPECT_EQ(narrow("%ls", L"a\xD800z\xDC00"), "a\uFFFDz\uFFFD");
     // More stray bytes than one piece of the conversion takes.
     const std::string stray(200, '\x80');
-    std::string expected;
-    for (size_t i = 0; i < stray.size(); ++i)
-        expected += "\uFFFD";
-    EXPECT_EQ(wide(L"%hs", stray.c_str()), expected);
-    EXPECT_EQ(wide(L"%210hs", stray.c_str()), std::string(10, ' ') + expected);
+    EXPECT_EQ(wide(L"%hs", stray.c_str()), test::Wide(200, 0xFFFD).utf8());
+    EXPECT_EQ(wide(L"%210hs", stray.c_str()),
+              std::string(10, ' ') + test::Wide(200, 0xFFFD).utf8());
 }
 
 TEST(Format, LongTextsOfTheOtherWidthStayWholeAtEveryAlignment)
@@ -174,12 +127,8 @@ TEST(Format, WhatIsNoDirectiveIsText)
     EXPECT_EQ(narrow("%\u20AC"), "\u20AC");
     EXPECT_EQ(wide(L"end %"), "end ");
     EXPECT_EQ(wide(L"end %-08.3I64"), "end ");
-}
-
-TEST(Format, CountDirectiveWritesNothing)
-{
     int count = 77;
-    EXPECT_EQ(wide(L"abc%n%d", &count, 5), "abc5");
+    EXPECT_EQ(wide(L"abc%n%d", &count, 5), "abc5") << "a count is not written";
     EXPECT_EQ(count, 77);
 }
 
@@ -214,41 +163,29 @@ TEST(Format, FloatingPointDigitsAreTheCLibrarys)
     EXPECT_EQ(wide(L"%#g %#g %#g", 999999.5, 0.00009999995, 0.0),
               "1.00000e+06 0.000100000 0.00000");
     EXPECT_EQ(wide(L"%a", 3.0), "0x1.8000000000000p+1");
-}
-
-TEST(Format, InfinityAndNoNumberAreNotFilledWithZeros)
-{
     const double infinity = std::numeric_limits<double>::infinity();
     EXPECT_EQ(wide(L"[%06f][%+F][%-6g][%#.2000e]", infinity, -infinity, infinity, infinity),
               "[   inf][-INF][inf   ][inf]");
     EXPECT_EQ(wide(L"%g", std::fabs(std::numeric_limits<double>::quiet_NaN())), "nan");
 }
 
-TEST(Format, AResultThatJustFitsHasNoTerminator)
+TEST(Format, AResultThatJustFitsHasNoTerminatorAndOneThatDoesNotIsCut)
 {
     wchar_t buffer[8] = L"#######";
     EXPECT_EQ(_snwprintf(buffer, 3, L"%d", 123), 3);
     EXPECT_EQ(test::utf8(buffer), "123####");
     EXPECT_EQ(_snwprintf(buffer, 4, L"%d", 123), 3);
     EXPECT_EQ(test::utf8(buffer), "123");
-}
-
-TEST(Format, AResultThatDoesNotFitIsNegativeAndCut)
-{
-    wchar_t buffer[8] = L"#######";
-    EXPECT_EQ(_snwprintf(buffer, 3, L"%d", 12345), -1);
-    EXPECT_EQ(test::utf8(buffer), "123####");
+    EXPECT_EQ(_snwprintf(buffer, 3, L"%d", 45678), -1);
+    EXPECT_EQ(test::utf8(buffer, 5), std::string("456\0#", 5));
     EXPECT_LT(_snwprintf(buffer, 0, L"a"), 0);
-    EXPECT_EQ(buffer[0], L'1');
+    EXPECT_EQ(buffer[0], L'4');
     char bytes[8] = "#######";
     EXPECT_LT(_snprintf(bytes, 3, "%9d", 1), 0);
     EXPECT_STREQ(bytes, "   ####");
     EXPECT_LT(_snprintf(bytes, 2, "%ls", L"\x20AC"), 0);
     EXPECT_EQ(bytes[2], ' ') << "bytes of a character that is cut stay within the size";
-}
-
-TEST(Format, NoBufferAndNoSizeGiveTheLength)
-{
+    // No buffer and no size ask for the length.
     EXPECT_EQ(_snwprintf(nullptr, 0, L"%s-%d", L"abc", 10), 6);
     EXPECT_EQ(_snprintf(nullptr, 0, "%1000d", 10), 1000);
     EXPECT_LT(_snwprintf(nullptr, 5, L"abc"), 0);
@@ -270,15 +207,6 @@ TEST(Format, EnormousFieldsCostNothingBeyondTheBuffer)
                          0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                          0, 0, 0, 0, 0, 0),
               0);
-}
-
-TEST(Format, AllocatesNothing)
-{
-    wchar_t buffer[2048];
-    const unsigned before = g_allocations;
-    _snwprintf(buffer, 2048, L"%s %hs %I64d %08x %.3f %.1500f %g %S", L"wide", "narrow", 5LL, 7u,
-               1.25, 2.5, 1e300, "\u20AC");
-    EXPECT_EQ(g_allocations, before);
 }
 
 } // namespace

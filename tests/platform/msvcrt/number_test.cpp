@@ -1,14 +1,19 @@
 // Numbers in 16-bit text, and swscanf, which reads them by the same parser.
 #include <cerrno>
-#include <cfloat>
 #include <climits>
-#include <cmath>
+#include <clocale>
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include <tchar.h>
 #include <windows.h>
 
+#include "support/needs.h"
 #include "support/wide_text.h"
 
 namespace
@@ -16,15 +21,25 @@ namespace
 
 using test::utf8;
 
-// The value, and how many characters were taken.
-std::pair<double, ptrdiff_t> read_double(const test::Wide& text)
+// The value of each text, and how many characters were taken: "-31:6 15:3".
+template <class Function>
+std::string numbers_in(std::initializer_list<test::Wide> texts, Function read)
 {
-    wchar_t* end = nullptr;
-    const double value = wcstod(text, &end);
-    return {value, end - text.c_str()};
+    std::ostringstream result;
+    for (const test::Wide& text : texts)
+    {
+        wchar_t* end = nullptr;
+        result << (result.tellp() > 0 ? " " : "") << read(text, &end);
+        result << ':' << end - text.c_str();
+    }
+    return result.str();
 }
 
-using Read = std::pair<double, ptrdiff_t>;
+std::string integer_in(const wchar_t* text, int radix)
+{
+    return numbers_in({text},
+                      [=](const wchar_t* t, wchar_t** end) { return wcstol(t, end, radix); });
+}
 
 TEST(WideNumber, ItowShowsBitsInAllRadixesButTen)
 {
@@ -37,104 +52,84 @@ TEST(WideNumber, ItowShowsBitsInAllRadixesButTen)
     EXPECT_EQ(utf8(_itow(5, buffer, 1)), "");
 }
 
-TEST(WideNumber, WtoiReadsUpToTheFirstOtherCharacter)
+TEST(WideNumber, IntegersSaturateAndEndAtTheFirstOtherCharacter)
 {
-    EXPECT_EQ(_wtoi(L" \t-12)"), -12);
-    EXPECT_EQ(_wtoi(L"+7"), 7);
-    EXPECT_EQ(_wtoi(L"- 7"), 0);
-    EXPECT_EQ(_wtoi(L""), 0);
-    EXPECT_EQ(_wtoi(L"0x10"), 0);
-    EXPECT_EQ(_wtoi(L"\x661"), 0) << "digits of other scripts are none";
-    EXPECT_EQ(_wtoi(L"99999999999999999999999"), INT_MAX);
-    EXPECT_EQ(_wtoi(L"-2147483649"), INT_MIN);
+    // The sixth: digits of other scripts are none.
+    EXPECT_EQ(
+        (std::vector{_wtoi(L" \t-12)"), _wtoi(L"+7"), _wtoi(L"- 7"), _wtoi(L""), _wtoi(L"0x10"),
+                     _wtoi(L"\x661"), _wtoi(L"99999999999999999999999"), _wtoi(L"-2147483649")}),
+        (std::vector{-12, 7, 0, 0, 0, 0, INT_MAX, INT_MIN}));
     EXPECT_EQ(_wtoi64(L"-9223372036854775808"), LLONG_MIN);
     EXPECT_EQ(_wtoi64(L"9223372036854775808"), LLONG_MAX);
+    errno = 0;
+    EXPECT_EQ(wcstoul(L"4294967295", nullptr, 10), UINT_MAX);
+    EXPECT_EQ(wcstoul(L"-1", nullptr, 10), UINT_MAX);
+    EXPECT_EQ(errno, 0);
+    EXPECT_EQ(wcstoul(L"4294967296", nullptr, 10), UINT_MAX);
+    EXPECT_EQ(errno, ERANGE);
 }
 
 TEST(WideNumber, IntegersOfAnyRadix)
 {
-    wchar_t* end = nullptr;
-    const wchar_t* const hex = L" -0x1Fg";
-    EXPECT_EQ(wcstol(hex, &end, 0), -31);
-    EXPECT_EQ(end, hex + 6);
-    EXPECT_EQ(wcstol(L"017", nullptr, 0), 15);
-    EXPECT_EQ(wcstol(L"zz", nullptr, 36), 35 * 37);
-    const wchar_t* const bare = L"0xg";
-    EXPECT_EQ(wcstol(bare, &end, 16), 0);
-    EXPECT_EQ(end, bare + 1) << "the x belongs to no number";
-    EXPECT_EQ(wcstoul(L"4294967295", nullptr, 10), UINT_MAX);
-    EXPECT_EQ(wcstoul(L"-1", nullptr, 10), UINT_MAX);
-    errno = 0;
-    EXPECT_EQ(wcstoul(L"4294967296", nullptr, 10), UINT_MAX);
-    EXPECT_EQ(errno, ERANGE);
-    const wchar_t* const none = L"  none";
-    EXPECT_EQ(wcstol(none, &end, 10), 0);
-    EXPECT_EQ(end, none);
-}
-
-TEST(WideNumber, ARadixThatIsNoneReadsNothing)
-{
+    EXPECT_EQ(integer_in(L" -0x1Fg", 0), "-31:6");
+    EXPECT_EQ(integer_in(L"017", 0), "15:3");
+    EXPECT_EQ(integer_in(L"zz", 36), "1295:2");
+    EXPECT_EQ(integer_in(L"0xg", 16), "0:1") << "the x belongs to no number";
+    EXPECT_EQ(integer_in(L"  none", 10), "0:0");
     for (const int radix : {-1, 1, 37})
     {
-        const wchar_t* const text = L"123";
-        wchar_t* end = nullptr;
         errno = 0;
-        EXPECT_EQ(wcstol(text, &end, radix), 0);
-        EXPECT_EQ(end, text);
-        EXPECT_EQ(errno, EINVAL);
+        EXPECT_EQ(integer_in(L"123", radix), "0:0") << radix;
+        EXPECT_EQ(errno, EINVAL) << radix;
     }
 }
 
 TEST(WideNumber, DoublesTakeWhatBelongsToTheNumber)
 {
-    EXPECT_EQ(read_double("1.5"), Read(1.5, 3));
-    EXPECT_EQ(read_double(" \t-.5e1x"), Read(-5, 7));
-    EXPECT_EQ(read_double("5."), Read(5, 2));
-    EXPECT_EQ(read_double("1,5"), Read(1, 1));
-    EXPECT_EQ(read_double("1e"), Read(1, 1));
-    EXPECT_EQ(read_double("1e+"), Read(1, 1));
-    EXPECT_EQ(read_double("1e-2.5"), Read(0.01, 4));
-    EXPECT_EQ(read_double("0x1.8p1"), Read(3, 7));
-    EXPECT_EQ(read_double("0xz"), Read(0, 1));
-    for (const char* none : {"", ".", "+", "-.", "e5", "abc", " \u0661"})
-        EXPECT_EQ(read_double(none), Read(0, 0)) << none;
-    EXPECT_TRUE(std::isinf(wcstod(L"-infinity", nullptr)));
-    EXPECT_TRUE(std::isnan(wcstod(L"NaN", nullptr)));
-    EXPECT_EQ(wcstod(L"1e400", nullptr), HUGE_VAL);
-    EXPECT_EQ(wcstod(L"1e-400", nullptr), 0);
-    EXPECT_EQ(wcstod(L"4.9406564584124654e-324", nullptr), 5e-324);
-}
-
-TEST(WideNumber, DoublesOfManyDigitsAreExact)
-{
+    EXPECT_EQ(numbers_in({"1.5", " \t-.5e1x", "5.", "1,5", "1e", "1e+", "1e-2.5", "0x1.8p1", "0xz",
+                          "-infinity", "NaN", "1e400", "1e-400", "4.9406564584124654e-324"},
+                         wcstod),
+              "1.5:3 -5:7 5:2 1:1 1:1 1:1 0.01:4 3:7 0:1 -inf:9 nan:3 inf:5 0:6 4.94066e-324:23");
+    EXPECT_EQ(numbers_in({"", ".", "+", "-.", "e5", "abc", " \u0661"}, wcstod),
+              "0:0 0:0 0:0 0:0 0:0 0:0 0:0");
     // Beyond the stack's buffer; the last digit decides the rounding of a tie.
     const std::string tie = "9007199254740993." + std::string(3000, '0');
-    EXPECT_EQ(read_double(tie), Read(9007199254740992., 3017));
-    EXPECT_EQ(read_double(tie + "1"), Read(9007199254740994., 3018));
-    EXPECT_EQ(read_double(std::string(5000, '0') + "7"), Read(7, 5001));
+    EXPECT_EQ(wcstod(test::Wide(tie), nullptr), 9007199254740992.);
+    EXPECT_EQ(wcstod(test::Wide(tie + "1"), nullptr), 9007199254740994.);
+    EXPECT_EQ(numbers_in({std::string(5000, '0') + "7"}, wcstod), "7:5001");
 }
 
-TEST(WideScan, GivesTheFieldsReadOrMinusOneAtTheEnd)
+// The application may choose a locale for the C library.
+TEST(WideNumber, KeepsItsDotInEachLocaleOfTheApplication)
+{
+    test::needs_locale("de_DE.UTF-8");
+    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
+    char by_c_library[16];
+    std::snprintf(by_c_library, sizeof by_c_library, "%.1f", 1.5);
+    ASSERT_STREQ(by_c_library, "1,5");
+    wchar_t text[32];
+    double value = 0;
+    _snwprintf(text, 32, L"%.2f %#.0f %.1e", 1.5, 2.0, 2.5);
+    EXPECT_EQ(utf8(text), "1.50 2. 2.5e+00");
+    EXPECT_EQ(numbers_in({"2.25", "2,25"}, wcstod), "2.25:4 2:1");
+    EXPECT_EQ(swscanf(L"3.75", L"%lf", &value), 1);
+    EXPECT_EQ(value, 3.75);
+    std::setlocale(LC_ALL, "C");
+}
+
+TEST(WideScan, ReturnsTheFieldsReadOrMinusOneAtTheEnd)
 {
     int a = 0;
     int b = 0;
     double d = 0;
-    EXPECT_EQ(swscanf(L"12 34", L"%d %d", &a, &b), 2);
-    EXPECT_EQ(swscanf(L"12 x", L"%d %d", &a, &b), 1);
-    EXPECT_EQ(swscanf(L"12", L"%d %d", &a, &b), 1);
-    EXPECT_EQ(swscanf(L"x", L"%d", &a), 0);
-    EXPECT_EQ(swscanf(L"", L"%d", &a), -1);
-    EXPECT_EQ(swscanf(L"  ", L"%lf", &d), -1);
+    EXPECT_EQ((std::vector{swscanf(L"12 34", L"%d %d", &a, &b), swscanf(L"12 x", L"%d %d", &a, &b),
+                           swscanf(L"12", L"%d %d", &a, &b), swscanf(L"x", L"%d", &a),
+                           swscanf(L"", L"%d", &a), swscanf(L"  ", L"%lf", &d)}),
+              (std::vector{2, 1, 1, 0, -1, -1}));
     EXPECT_EQ(swscanf(L"1.25e2", L"%lf", &d), 1);
-    EXPECT_EQ(d, 125);
-}
-
-TEST(WideScan, SkipsFields)
-{
-    unsigned maximum = 0;
-    EXPECT_EQ(swscanf(L"C:\\pagefile.sys 16 4096", L"%*s %*u %u", &maximum), 1);
-    EXPECT_EQ(maximum, 4096u);
-    EXPECT_EQ(swscanf(L"?:\\pagefile.sys", L"%*s %*u %u", &maximum), -1);
+    EXPECT_EQ(swscanf(L"C:\\pagefile.sys 16 4096", L"%*s %*u %d", &a), 1);
+    EXPECT_EQ(swscanf(L"?:\\pagefile.sys", L"%*s %*u %d", &a), -1);
+    EXPECT_EQ(std::tuple(a, d), std::tuple(4096, 125.0));
 }
 
 TEST(WideScan, IntegersOfAllSizes)
@@ -148,15 +143,10 @@ TEST(WideScan, IntegersOfAllSizes)
     EXPECT_EQ(swscanf(L"-1 -2 -3 -123456789012 fF 0x1f 17", L"%hhd%hd%ld%I64d%x%i%o", &c, &h,
                       guarded, &q, &x, &i, &guarded[1]),
               7);
-    EXPECT_EQ(c, -1);
-    EXPECT_EQ(h, -2);
-    EXPECT_EQ(guarded[0], -3) << "l is 32 bits";
-    EXPECT_EQ(guarded[1], 15);
-    EXPECT_EQ(q, -123456789012);
-    EXPECT_EQ(x, 255u);
-    EXPECT_EQ(i, 31);
+    EXPECT_EQ(std::tuple(c, h, guarded[0], q, x, i, guarded[1]),
+              std::tuple(-1, -2, -3, -123456789012, 255u, 31, 15));
     EXPECT_EQ(swscanf(L"5", L"%ld", guarded), 1);
-    EXPECT_EQ(guarded[1], 15);
+    EXPECT_EQ(guarded[1], 15) << "l is 32 bits";
     EXPECT_EQ(swscanf(L"99999999999", L"%lld", &q), 1);
     EXPECT_EQ(q, 99999999999);
 }
@@ -168,22 +158,14 @@ TEST(WideScan, WidthsBoundNumbersAndTexts)
     wchar_t text[4];
     double d = 0;
     float f = 0;
-    EXPECT_EQ(swscanf(L"20240131", L"%4d%2d", &a, &b), 2);
-    EXPECT_EQ(a, 2024);
-    EXPECT_EQ(b, 1);
-    EXPECT_EQ(swscanf(L"abcdef", L"%3s", text), 1);
-    EXPECT_EQ(utf8(text), "abc");
-    EXPECT_EQ(swscanf(L"1.259.5", L"%4lf%f", &d, &f), 2);
-    EXPECT_EQ(d, 1.25);
-    EXPECT_EQ(f, 9.5f);
-    EXPECT_EQ(swscanf(L"-5", L"%1d", &a), 0);
-}
-
-TEST(WideScan, NarrowTextsKeepToTheWidthInBytes)
-{
     char bytes[8] = "#######";
+    EXPECT_EQ(swscanf(L"20240131", L"%4d%2d", &a, &b), 2);
+    EXPECT_EQ(swscanf(L"abcdef", L"%3s", text), 1);
+    EXPECT_EQ(swscanf(L"1.259.5", L"%4lf%f", &d, &f), 2);
+    EXPECT_EQ(std::tuple(a, b, d, f, utf8(text)), std::tuple(2024, 1, 1.25, 9.5f, "abc"));
+    EXPECT_EQ(swscanf(L"-5", L"%1d", &a), 0);
     EXPECT_EQ(swscanf(L"\x20AC\x20AC\x20AC", L"%4hs", bytes), 1);
-    EXPECT_STREQ(bytes, "\u20AC");
+    EXPECT_STREQ(bytes, "\u20AC") << "the width of a narrow text is in bytes";
     EXPECT_EQ(bytes[4], '#');
     EXPECT_EQ(swscanf(L"name", L"%S", bytes), 1);
     EXPECT_STREQ(bytes, "name");
@@ -196,13 +178,9 @@ TEST(WideScan, CharactersSetsAndPositions)
     wchar_t rest[8];
     int at = 0;
     EXPECT_EQ(swscanf(L" xab-3]z", L"%c%1c%[a-c-]%[]0-9]%n%ls", c, c + 1, set, rest, &at, rest), 5);
-    EXPECT_EQ(utf8(c, 2), " x");
-    EXPECT_EQ(utf8(set), "ab-");
-    EXPECT_EQ(at, 7);
-    EXPECT_EQ(utf8(rest), "z");
+    EXPECT_EQ(std::tuple(utf8(c, 2), utf8(set), at, utf8(rest)), std::tuple(" x", "ab-", 7, "z"));
     EXPECT_EQ(swscanf(L"key=value", L"%[^=]=%s", set, rest), 2);
-    EXPECT_EQ(utf8(set), "key");
-    EXPECT_EQ(utf8(rest), "value");
+    EXPECT_EQ(std::tuple(utf8(set), utf8(rest)), std::tuple("key", "value"));
     EXPECT_EQ(swscanf(L"50%", L"%d%%%n", &at, &at), 1);
     EXPECT_EQ(at, 3);
 }

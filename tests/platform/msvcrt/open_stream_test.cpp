@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -35,16 +36,15 @@ TEST(OpenStream, ReadsWritesAndAppends)
 {
     const std::string file = test::make_folder("stream") + "/\u00E4.bin";
     const test::Wide path = test::windows_form(file);
-    FILE* stream = _wfopen(path, L"wb");
-    ASSERT_NE(stream, nullptr);
-    EXPECT_EQ(std::fwrite("a\n", 1, 2, stream), 2u);
-    std::fclose(stream);
-    stream = _wfopen(path, L"at+");
-    ASSERT_NE(stream, nullptr);
-    std::fputs("b", stream);
-    std::fclose(stream);
+    for (const auto& [mode, text] : {std::pair{L"wb", "a\n"}, std::pair{L"at+", "b"}})
+    {
+        FILE* const stream = _wfopen(path, mode);
+        ASSERT_NE(stream, nullptr) << test::utf8(mode);
+        EXPECT_GE(std::fputs(text, stream), 0);
+        std::fclose(stream);
+    }
     EXPECT_EQ(test::read_file(file), "a\nb");
-    stream = _wfopen(path, L"r, ccs=UTF-8");
+    FILE* const stream = _wfopen(path, L"r, ccs=UTF-8");
     ASSERT_NE(stream, nullptr);
     EXPECT_EQ(std::fgetc(stream), 'a');
     EXPECT_EQ(std::fputc('x', stream), EOF) << "opened for reading only";
@@ -75,27 +75,14 @@ class SharedStream : public testing::Test
 protected:
     SharedStream() { test::write_file(m_file, "content"); }
     ~SharedStream() override { PlinthTestReset(); }
-    // A file's handle, which closes itself.
-    class Holder
-    {
-    public:
-        Holder(const test::Wide& path, DWORD access, DWORD share)
-            : m_handle(CreateFileW(path, access, share, nullptr, OPEN_EXISTING, 0, nullptr))
-        {
-            EXPECT_NE(m_handle, INVALID_HANDLE_VALUE);
-        }
-        Holder(const Holder&) = delete;
-        Holder& operator=(const Holder&) = delete;
-        ~Holder() { CloseHandle(m_handle); }
-
-    private:
-        const HANDLE m_handle;
-    };
     int error(const wchar_t* mode) const { return error_of(m_path, mode); }
+    HANDLE open_handle(DWORD access, DWORD share) const
+    {
+        return CreateFileW(m_path, access, share, nullptr, OPEN_EXISTING, 0, nullptr);
+    }
     DWORD error_of_handle(DWORD access, DWORD share) const
     {
-        const HANDLE handle =
-            CreateFileW(m_path, access, share, nullptr, OPEN_EXISTING, 0, nullptr);
+        const HANDLE handle = open_handle(access, share);
         if (handle == INVALID_HANDLE_VALUE)
             return GetLastError();
         CloseHandle(handle);
@@ -111,24 +98,22 @@ TEST_F(SharedStream, IsRefusedWhatAnotherHolderDeniesAndLeavesTheFile)
     const auto before = test::entries("/proc/self/fd");
     std::filesystem::create_symlink(m_file, m_folder + "/link");
     std::filesystem::create_hard_link(m_file, m_folder + "/hard");
-    {
-        const Holder reader(m_path, GENERIC_READ, FILE_SHARE_READ);
-        for (const wchar_t* const mode : {L"wb", L"w+", L"ab", L"a+", L"r+b"})
-            for (const char* const name : {"/file", "/link", "/hard"})
-            {
-                SetLastError(0);
-                EXPECT_EQ(error_of(test::windows_form(m_folder + name), mode), EACCES)
-                    << test::utf8(mode) << name;
-                EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
-            }
-        EXPECT_EQ(error(L"rb"), 0);
-    }
-    {
-        const Holder writer(m_path, GENERIC_WRITE, FILE_SHARE_WRITE);
-        EXPECT_EQ(error(L"rb"), EACCES);
-        EXPECT_EQ(error(L"a+"), EACCES);
-        EXPECT_EQ(error(L"ab"), 0);
-    }
+    const HANDLE reader = open_handle(GENERIC_READ, FILE_SHARE_READ);
+    for (const wchar_t* const mode : {L"wb", L"w+", L"ab", L"a+", L"r+b"})
+        for (const char* const name : {"/file", "/link", "/hard"})
+        {
+            SetLastError(0);
+            EXPECT_EQ(error_of(test::windows_form(m_folder + name), mode), EACCES)
+                << test::utf8(mode) << name;
+            EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION) << test::utf8(mode) << name;
+        }
+    EXPECT_EQ(error(L"rb"), 0);
+    CloseHandle(reader);
+    const HANDLE writer = open_handle(GENERIC_WRITE, FILE_SHARE_WRITE);
+    EXPECT_EQ(error(L"rb"), EACCES);
+    EXPECT_EQ(error(L"a+"), EACCES);
+    EXPECT_EQ(error(L"ab"), 0);
+    CloseHandle(writer);
     EXPECT_EQ(test::read_file(m_file), "content");
     EXPECT_EQ(test::entries("/proc/self/fd"), before);
     EXPECT_EQ(error(L"wb"), 0) << "nobody holds it any more";
@@ -155,18 +140,15 @@ TEST_F(SharedStream, DeniesOthersNothingButDeletionUntilItIsClosed)
 TEST_F(SharedStream, ThatFailsHalfWayLeavesTheContentAndNothingOpen)
 {
     const auto before = test::entries("/proc/self/fd");
-    const struct
+    const std::pair<const char*, int> rows[] = {
+        {"open", EMFILE}, {"fstat", EIO}, {"fdopen", ENOMEM}, {"ftruncate", EIO}};
+    for (const auto& [call, fault] : rows)
     {
-        const char* call;
-        int error;
-    } rows[] = {{"open", EMFILE}, {"fstat", EIO}, {"fdopen", ENOMEM}, {"ftruncate", EIO}};
-    for (const auto& row : rows)
-    {
-        PlinthTestFail(row.call, 1, 1, row.error);
-        EXPECT_EQ(error(L"wb"), row.error) << row.call;
+        PlinthTestFail(call, 1, 1, fault);
+        EXPECT_EQ(error(L"wb"), fault) << call;
         PlinthTestReset();
-        EXPECT_EQ(test::read_file(m_file), "content") << row.call;
-        EXPECT_EQ(test::entries("/proc/self/fd"), before) << row.call;
+        EXPECT_EQ(test::read_file(m_file), "content") << call;
+        EXPECT_EQ(test::entries("/proc/self/fd"), before) << call;
     }
     PlinthTestFail("open", 1, 1, EACCES); // as for one that may be written but not read
     EXPECT_EQ(error(L"wb"), 0);
@@ -199,12 +181,8 @@ TEST_F(SharedStream, OfANewFileHasThePermissionsThatTheUserGivesFiles)
         const mode_t former = umask(mask);
         EXPECT_EQ(error_of(test::windows_form(file), L"wbx"), 0);
         umask(former);
-        struct stat found
-        {
-        };
-        ASSERT_EQ(stat(file.c_str(), &found), 0);
-        EXPECT_EQ(found.st_mode & 0777, 0666 & ~mask);
-        ASSERT_EQ(unlink(file.c_str()), 0);
+        EXPECT_EQ(static_cast<mode_t>(std::filesystem::status(file).permissions()), 0666 & ~mask);
+        ASSERT_TRUE(std::filesystem::remove(file));
     }
 }
 

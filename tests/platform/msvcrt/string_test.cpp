@@ -1,5 +1,7 @@
 // The 16-bit string functions, and what of them differs from the obvious.
 #include <algorithm>
+#include <utility>
+#include <vector>
 
 #include <sys/mman.h>
 
@@ -32,12 +34,11 @@ TEST(WideString, CopiesAndJoinsWithinTheCount)
 TEST(WideString, LengthReadsNothingBeyondThePage)
 {
     const size_t page = 4096;
-    void* const pages =
-        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    ASSERT_NE(pages, MAP_FAILED);
-    ASSERT_EQ(mprotect(static_cast<char*>(pages) + page, page, PROT_NONE), 0);
-    auto* const end = reinterpret_cast<wchar_t*>(static_cast<char*>(pages) + page);
-    std::fill(static_cast<wchar_t*>(pages), end, L'x');
+    auto* const pages = static_cast<wchar_t*>(
+        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    wchar_t* const end = pages + page / sizeof *pages;
+    ASSERT_EQ(mprotect(end, page, PROT_NONE), 0);
+    std::fill(pages, end, L'x');
     for (size_t length = 0; length < 40; ++length)
     {
         EXPECT_EQ(wcsnlen(end - length, length), length);
@@ -62,21 +63,9 @@ TEST(WideString, FillStopsAtTheTerminator)
     EXPECT_EQ(buffer[4], L'z');
 }
 
-TEST(WideString, ComparesUnitsAsUnsigned)
-{
-    EXPECT_GT(wcscmp(L"\xFFFD", L"a"), 0);
-    EXPECT_LT(wcscmp(L"ab", L"abc"), 0);
-    EXPECT_EQ(wcsncmp(L"abX", L"abY", 2), 0);
-    EXPECT_EQ(wcsncmp(L"ab", L"ab", 10), 0);
-}
-
 TEST(WideString, ComparesWithoutCaseInTheCommonScripts)
 {
-    const struct
-    {
-        const wchar_t* small;
-        const wchar_t* capital;
-    } pairs[] = {
+    const std::pair<const wchar_t*, const wchar_t*> pairs[] = {
         {L"readme.txt", L"README.TXT"},
         {L"\xE4\xF6\xFC\xFF", L"\xC4\xD6\xDC\x178"},
         {L"\x105\x142\x17C\x151", L"\x104\x141\x17B\x150"},
@@ -85,45 +74,45 @@ TEST(WideString, ComparesWithoutCaseInTheCommonScripts)
         {L"\x436\x451\x491\x4CF", L"\x416\x401\x490\x4C0"},
         {L"\x1EA1\x1EF9", L"\x1EA0\x1EF8"},
     };
-    for (const auto& pair : pairs)
+    for (const auto& [small, capital] : pairs)
     {
-        EXPECT_EQ(_wcsicmp(pair.small, pair.capital), 0) << utf8(pair.small);
-        EXPECT_EQ(_wcsnicmp(pair.capital, pair.small, 50), 0) << utf8(pair.small);
+        EXPECT_EQ(_wcsicmp(small, capital), 0) << utf8(small);
+        EXPECT_EQ(_wcsnicmp(capital, small, 50), 0) << utf8(small);
     }
     for (const wchar_t* lone : {L"\xD7", L"\xF7", L"\xDF", L"\x131", L"\x138", L"\x20AC"})
         EXPECT_NE(_wcsicmp(lone, L"i"), 0) << utf8(lone);
     EXPECT_NE(_wcsicmp(L"\xD7", L"\xF7"), 0) << "the multiplication sign is no capital";
 }
 
-TEST(WideString, OrdersWithoutCaseByLowerCase)
+// By unsigned units; without case by lower case, and of bytes only ASCII is folded.
+TEST(WideString, Orders)
 {
-    EXPECT_LT(_wcsicmp(L"_", L"A"), 0);
-    EXPECT_LT(_wcsicmp(L"_", L"a"), 0);
-    EXPECT_LT(_stricmp("_", "A"), 0);
-    EXPECT_EQ(_wcsnicmp(L"ABc", L"abD", 2), 0);
-    EXPECT_LT(_wcsnicmp(L"ABc", L"abD", 3), 0);
-    EXPECT_EQ(_strnicmp("ABc", "abD", 2), 0);
-    EXPECT_GT(_stricmp("\xE4", "z"), 0) << "bytes beyond ASCII are not folded, and unsigned";
+    const auto sign = [](int difference) { return (difference > 0) - (difference < 0); };
+    EXPECT_EQ((std::vector{sign(wcscmp(L"\xFFFD", L"a")), sign(wcscmp(L"ab", L"abc")),
+                           wcsncmp(L"abX", L"abY", 2), wcsncmp(L"ab", L"ab", 10),
+                           sign(_wcsicmp(L"_", L"A")), sign(_wcsicmp(L"_", L"a")),
+                           sign(_stricmp("_", "A")), _wcsnicmp(L"ABc", L"abD", 2),
+                           sign(_wcsnicmp(L"ABc", L"abD", 3)), _strnicmp("ABc", "abD", 2),
+                           sign(_stricmp("\xE4", "z"))}),
+              (std::vector{1, -1, 0, 0, -1, -1, -1, 0, -1, 0, 1}));
 }
 
 TEST(WideString, Searches)
 {
     const wchar_t* const text = L"one two two";
-    EXPECT_EQ(wcschr(text, L'o'), text);
-    EXPECT_EQ(wcsrchr(text, L'o'), text + 10);
-    EXPECT_EQ(wcschr(text, L'\0'), text + 11);
-    EXPECT_EQ(wcsrchr(text, L'\0'), text + 11);
-    EXPECT_EQ(wcschr(text, L'x'), nullptr);
-    EXPECT_EQ(wcsstr(text, L"two"), text + 4);
-    EXPECT_EQ(wcsstr(text, L""), text);
-    EXPECT_EQ(wcsstr(text, L"twos"), nullptr);
-    EXPECT_EQ(wcspbrk(text, L"wt"), text + 4);
-    EXPECT_EQ(wcspbrk(text, L"xyz"), nullptr);
+    const wchar_t* const end = text + 11;
+    const wchar_t* const no_place = nullptr;
+    EXPECT_EQ((std::vector<const wchar_t*>{
+                  wcschr(text, L'o'), wcsrchr(text, L'o'), wcschr(text, L'\0'),
+                  wcsrchr(text, L'\0'), wcschr(text, L'x'), wcsstr(text, L"two"), wcsstr(text, L""),
+                  wcsstr(text, L"twos"), wcspbrk(text, L"wt"), wcspbrk(text, L"xyz")}),
+              (std::vector{text, end - 1, end, end, no_place, text + 4, text, no_place, text + 4,
+                           no_place}));
     EXPECT_EQ(wcsspn(text, L"neo"), 3u);
     EXPECT_EQ(wcscspn(text, L" "), 3u);
 }
 
-TEST(WideString, MultibyteTextIsUtf8)
+TEST(WideString, MultibyteTextIsUtf8AndKeepsToTheCount)
 {
     wchar_t wide[16];
     char bytes[16];
@@ -135,16 +124,11 @@ TEST(WideString, MultibyteTextIsUtf8)
     EXPECT_EQ(wcstombs(nullptr, wide, 0), 8u);
     EXPECT_EQ(mbstowcs(wide, "\xFFz", 16), 2u);
     EXPECT_EQ(utf8(wide), "\uFFFDz");
-}
-
-TEST(WideString, MultibyteConversionKeepsToTheCount)
-{
-    wchar_t wide[4] = {L'#', L'#', L'#', L'#'};
-    EXPECT_EQ(mbstowcs(wide, "abcdef", 3), 3u) << "full: no terminator";
-    EXPECT_EQ(utf8(wide, 4), "abc#");
-    EXPECT_EQ(mbstowcs(wide, "ab\U0001F600", 3), 2u) << "half a character is none";
-    EXPECT_EQ(utf8(wide), "ab");
-    char bytes[5] = "####";
+    wchar_t small[4] = {L'#', L'#', L'#', L'#'};
+    EXPECT_EQ(mbstowcs(small, "abcdef", 3), 3u) << "full: no terminator";
+    EXPECT_EQ(utf8(small, 4), "abc#");
+    EXPECT_EQ(mbstowcs(small, "ab\U0001F600", 3), 2u) << "half a character is none";
+    EXPECT_EQ(utf8(small), "ab");
     EXPECT_EQ(wcstombs(bytes, L"a\x20AC", 3), 1u);
     EXPECT_STREQ(bytes, "a");
 }

@@ -1,6 +1,6 @@
 // Calendar time and the automation layer's date.
 #include <cmath>
-#include <limits>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -11,14 +11,8 @@ namespace
 
 SYSTEMTIME make_time(int year, int month, int day, int hour = 0, int minute = 0, int second = 0)
 {
-    SYSTEMTIME time = {};
-    time.wYear = static_cast<WORD>(year);
-    time.wMonth = static_cast<WORD>(month);
-    time.wDay = static_cast<WORD>(day);
-    time.wHour = static_cast<WORD>(hour);
-    time.wMinute = static_cast<WORD>(minute);
-    time.wSecond = static_cast<WORD>(second);
-    return time;
+    const auto word = [](int number) { return static_cast<WORD>(number); };
+    return {word(year), word(month), 0, word(day), word(hour), word(minute), word(second), 0};
 }
 
 double variant(SYSTEMTIME time)
@@ -36,17 +30,13 @@ TEST(VariantTime, KnownMomentsHaveTheirNumbers)
     EXPECT_EQ(variant(make_time(2000, 2, 29, 18)), 36585.75);
     EXPECT_EQ(variant(make_time(9999, 12, 31)), 2958465.0);
     EXPECT_EQ(variant(make_time(100, 1, 1)), -657434.0);
-}
-
-TEST(VariantTime, BeforeTheOriginTheTimeOfDayStillCountsForward)
-{
+    // Before the origin the time of day still counts forward.
     EXPECT_EQ(variant(make_time(1899, 12, 29)), -1.0);
     EXPECT_EQ(variant(make_time(1899, 12, 29, 6)), -1.25);
     SYSTEMTIME back = {};
     ASSERT_TRUE(VariantTimeToSystemTime(-1.25, &back));
-    EXPECT_EQ(back.wDay, 29);
-    EXPECT_EQ(back.wHour, 6);
-    EXPECT_EQ(back.wDayOfWeek, 5);
+    EXPECT_EQ((std::vector<WORD>{back.wDay, back.wHour, back.wDayOfWeek}),
+              (std::vector<WORD>{29, 6, 5}));
 }
 
 TEST(VariantTime, EverySecondComesBack)
@@ -61,11 +51,7 @@ TEST(VariantTime, EverySecondComesBack)
             ASSERT_EQ((calendar.wHour * 60 + calendar.wMinute) * 60 + calendar.wSecond, second);
             ASSERT_EQ(variant(calendar), time);
         }
-}
-
-TEST(VariantTime, AlmostMidnightIsTheNextDay)
-{
-    SYSTEMTIME calendar = {};
+    SYSTEMTIME calendar = {}; // almost midnight is the next day
     ASSERT_TRUE(VariantTimeToSystemTime(45000.999999, &calendar));
     EXPECT_EQ(variant(calendar), 45001.0);
     EXPECT_EQ(calendar.wHour, 0);

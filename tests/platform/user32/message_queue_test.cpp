@@ -1,14 +1,19 @@
 // The queue of a thread: what comes out, in which order, and who may put in.
 #include <atomic>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include <windows.h>
 
+#include "support/refusal.h"
+
 namespace
 {
+
+using test::refusal;
 
 // Runs the body on a thread of its own, which has no queue yet.
 template <class Body> void on_new_thread(Body body)
@@ -22,31 +27,34 @@ UINT next_message(UINT first = 0, UINT last = 0)
     return PeekMessageW(&message, nullptr, first, last, PM_REMOVE) ? message.message : WM_NULL;
 }
 
-TEST(MessageQueue, GivesPostedMessagesInOrderThenTheEndThenNothing)
+TEST(MessageQueue, ReturnsPostedMessagesInOrderThenTheEndThenNothing)
 {
+    std::atomic<DWORD> id{0};
     on_new_thread(
-        []
+        [&]
         {
+            id = GetCurrentThreadId();
+            EXPECT_EQ(refusal(PostThreadMessageW(id, WM_APP, 0, 0)), ERROR_INVALID_THREAD_ID)
+                << "it is there from the first call on";
             MSG message;
             EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE));
             PostQuitMessage(7);
             for (UINT i = 0; i < 3; ++i)
-                EXPECT_TRUE(PostThreadMessageW(GetCurrentThreadId(), WM_APP + i, i, -5));
+                EXPECT_TRUE(PostThreadMessageW(id, WM_APP + i, i, -5));
             for (UINT i = 0; i < 3; ++i)
             {
                 ASSERT_EQ(GetMessageW(&message, nullptr, 0, 0), TRUE);
-                EXPECT_EQ(message.message, WM_APP + i);
-                EXPECT_EQ(message.wParam, i);
-                EXPECT_EQ(message.lParam, -5);
-                EXPECT_EQ(message.hwnd, nullptr);
+                EXPECT_EQ(std::tuple(message.message, message.wParam, message.lParam, message.hwnd),
+                          std::tuple(WM_APP + i, i, -5, HWND{}));
                 EXPECT_FALSE(TranslateMessage(&message));
                 EXPECT_EQ(DispatchMessageW(&message), 0);
             }
             EXPECT_EQ(GetMessageW(&message, nullptr, 0, 0), FALSE);
-            EXPECT_EQ(message.message, WM_QUIT);
-            EXPECT_EQ(message.wParam, 7u);
-            EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) << "the end comes once";
+            EXPECT_EQ(std::pair(message.message, message.wParam),
+                      std::pair(UINT{WM_QUIT}, WPARAM{7}));
+            EXPECT_EQ(next_message(), WM_NULL) << "the end comes once";
         });
+    EXPECT_EQ(refusal(PostThreadMessageW(id, WM_APP, 0, 0)), ERROR_INVALID_THREAD_ID);
 }
 
 TEST(MessageQueue, AFilterPassesOverOthersButNotOverTheEnd)
@@ -54,33 +62,15 @@ TEST(MessageQueue, AFilterPassesOverOthersButNotOverTheEnd)
     on_new_thread(
         []
         {
-            MSG message;
-            PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE); // makes the queue
-            const DWORD self = GetCurrentThreadId();
-            PostThreadMessageW(self, WM_APP, 0, 0);
-            PostThreadMessageW(self, WM_USER, 0, 0);
+            EXPECT_EQ(next_message(), WM_NULL); // makes the queue
+            PostThreadMessageW(GetCurrentThreadId(), WM_APP, 0, 0);
+            PostThreadMessageW(GetCurrentThreadId(), WM_USER, 0, 0);
             EXPECT_EQ(next_message(WM_USER, WM_USER), WM_USER);
             EXPECT_EQ(next_message(WM_USER, WM_USER), WM_NULL);
             PostQuitMessage(0);
             EXPECT_EQ(next_message(WM_USER, WM_USER), WM_QUIT);
             EXPECT_EQ(next_message(), WM_APP);
         });
-}
-
-TEST(MessageQueue, IsThereFromTheFirstCallUntilTheThreadEnds)
-{
-    std::atomic<DWORD> id{0};
-    on_new_thread(
-        [&]
-        {
-            id = GetCurrentThreadId();
-            EXPECT_FALSE(PostThreadMessageW(id, WM_APP, 0, 0));
-            EXPECT_EQ(GetLastError(), ERROR_INVALID_THREAD_ID);
-            EXPECT_EQ(next_message(), WM_NULL);
-            EXPECT_TRUE(PostThreadMessageW(id, WM_APP, 0, 0));
-        });
-    EXPECT_FALSE(PostThreadMessageW(id, WM_APP, 0, 0));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_THREAD_ID);
 }
 
 TEST(MessageQueue, RefusesWhatItCanNotDo)
@@ -90,17 +80,15 @@ TEST(MessageQueue, RefusesWhatItCanNotDo)
         {
             MSG message;
             const HWND window = reinterpret_cast<HWND>(LONG_PTR{0x1234});
-            EXPECT_EQ(GetMessageW(&message, window, 0, 0), -1);
-            EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
-            EXPECT_FALSE(PeekMessageW(&message, window, 0, 0, PM_REMOVE));
-            EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
-            EXPECT_EQ(GetMessageW(nullptr, nullptr, 0, 0), -1);
-            EXPECT_EQ(GetLastError(), ERROR_NOACCESS);
+            EXPECT_EQ(refusal(GetMessageW(&message, window, 0, 0), -1),
+                      ERROR_INVALID_WINDOW_HANDLE);
+            EXPECT_EQ(refusal(GetMessageW(nullptr, nullptr, 0, 0), -1), ERROR_NOACCESS);
+            EXPECT_EQ(refusal(PeekMessageW(&message, window, 0, 0, PM_REMOVE)),
+                      ERROR_INVALID_WINDOW_HANDLE);
             const DWORD self = GetCurrentThreadId();
             for (int i = 0; i < 10'000; ++i)
                 ASSERT_TRUE(PostThreadMessageW(self, WM_APP, 0, 0));
-            EXPECT_FALSE(PostThreadMessageW(self, WM_APP, 0, 0));
-            EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_QUOTA);
+            EXPECT_EQ(refusal(PostThreadMessageW(self, WM_APP, 0, 0)), ERROR_NOT_ENOUGH_QUOTA);
         });
 }
 
@@ -122,7 +110,7 @@ TEST(MessageQueueConcurrent, AWaitingThreadGetsEachMessageOfEachSenderInOrder)
             EXPECT_EQ(next, std::vector<LPARAM>(senders, messages));
         });
     receiver.wait(0);
-    std::vector<std::thread> all;
+    std::vector<std::jthread> all;
     for (UINT sender = 0; sender < senders; ++sender)
         all.emplace_back(
             [&, sender]
@@ -131,8 +119,7 @@ TEST(MessageQueueConcurrent, AWaitingThreadGetsEachMessageOfEachSenderInOrder)
                     while (!PostThreadMessageW(receiver, WM_APP, sender, i)) // full
                         Sleep(1);
             });
-    for (std::thread& each : all)
-        each.join();
+    all.clear();
     EXPECT_TRUE(PostThreadMessageW(receiver, WM_QUIT, 0, 0));
     thread.join();
 }

@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -12,8 +13,12 @@
 
 #include <plinth_platform_test.h>
 
+#include "support/refusal.h"
+
 namespace
 {
+
+using test::refusal;
 
 std::vector<UINT_PTR> g_fired;
 
@@ -24,11 +29,16 @@ void CALLBACK record(HWND window, UINT message, UINT_PTR id, DWORD)
     g_fired.push_back(id);
 }
 
-int64_t now_ms()
+int64_t now_ns()
 {
     LARGE_INTEGER count;
     QueryPerformanceCounter(&count);
-    return count.QuadPart / 1'000'000;
+    return count.QuadPart;
+}
+
+int64_t now_ms()
+{
+    return now_ns() / 1'000'000;
 }
 
 // Dispatches the next message and gives it.
@@ -65,12 +75,8 @@ TEST_F(MessageTimers, FireInTheOrderOfTheirMomentsAndNoEarlier)
     const int64_t start = now_ms();
     const UINT_PTR later = set(60);
     const UINT_PTR first = set(20);
-    ASSERT_NE(later, 0u);
-    ASSERT_NE(first, 0u);
     EXPECT_NE(first, later);
-    const MSG message = pump();
-    EXPECT_EQ(message.message, WM_TIMER);
-    EXPECT_EQ(message.wParam, first);
+    EXPECT_EQ(pump().wParam, first);
     EXPECT_GE(now_ms() - start, 20);
     EXPECT_TRUE(KillTimer(nullptr, first));
     pump();
@@ -107,26 +113,24 @@ TEST_F(MessageTimers, StartAnewUnderTheirIdAndGetAnIdOtherwise)
     EXPECT_EQ(g_fired, std::vector{id});
     const UINT_PTR other = set(10, 77);
     EXPECT_NE(other, 77u) << "there is no such timer";
-    EXPECT_NE(other, 0u);
+    EXPECT_TRUE(KillTimer(nullptr, other) && KillTimer(nullptr, id));
+    timers.push_back(SetTimer(nullptr, 0, 10, nullptr));
+    const MSG message = pump(); // without a procedure it is left to the pump
+    EXPECT_EQ(std::tuple(message.message, message.wParam, message.lParam),
+              std::tuple(UINT{WM_TIMER}, timers.back(), 0));
 }
 
 // Set in no order, some started anew for another moment and some killed.
 TEST_F(MessageTimers, ComeByTheirMomentsHoweverManyThereAre)
 {
-    struct Bounds
-    {
-        int64_t first; // ns on the monotonic clock, between which the timer is due
-        int64_t last;
-    };
-    std::map<UINT_PTR, Bounds> due;
+    // Moments on the monotonic clock, in ns, between which each timer is due.
+    std::map<UINT_PTR, std::pair<int64_t, int64_t>> due;
     const auto start_one = [&](UINT milliseconds, UINT_PTR id)
     {
-        LARGE_INTEGER before, after;
-        QueryPerformanceCounter(&before);
-        id = set(milliseconds, id);
-        QueryPerformanceCounter(&after);
         const int64_t period = milliseconds * int64_t{1'000'000};
-        due[id] = {before.QuadPart + period, after.QuadPart + period};
+        const int64_t before = now_ns();
+        id = set(milliseconds, id);
+        due[id] = {before + period, now_ns() + period};
         return id;
     };
     constexpr UINT count = 300;
@@ -153,7 +157,7 @@ TEST_F(MessageTimers, ComeByTheirMomentsHoweverManyThereAre)
         ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
         ASSERT_EQ(due.count(message.wParam), 1u) << "one that was killed";
         EXPECT_TRUE(seen.insert(message.wParam).second) << "again before the others";
-        EXPECT_GE(due[message.wParam].last, latest);
+        EXPECT_GE(due[message.wParam].second, latest);
         latest = std::max(latest, due[message.wParam].first);
     }
 }
@@ -166,8 +170,7 @@ TEST_F(MessageTimers, BelongToTheirThreadAndGoWithIt)
         [&]
         {
             theirs = SetTimer(nullptr, 0, 10, record);
-            EXPECT_FALSE(KillTimer(nullptr, mine));
-            EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+            EXPECT_EQ(refusal(KillTimer(nullptr, mine)), ERROR_INVALID_PARAMETER);
         })
         .join();
     EXPECT_NE(theirs, mine);
@@ -176,26 +179,13 @@ TEST_F(MessageTimers, BelongToTheirThreadAndGoWithIt)
     EXPECT_FALSE(KillTimer(nullptr, mine)) << "killed before";
 }
 
-TEST_F(MessageTimers, WithoutAProcedureLeaveTheMessageToThePump)
-{
-    const UINT_PTR id = SetTimer(nullptr, 0, 10, nullptr);
-    timers.push_back(id);
-    const MSG message = pump();
-    EXPECT_EQ(message.message, WM_TIMER);
-    EXPECT_EQ(message.wParam, id);
-    EXPECT_EQ(message.lParam, 0);
-}
-
 TEST_F(MessageTimers, RefuseWhatTheyCanNotDo)
 {
     const HWND window = reinterpret_cast<HWND>(LONG_PTR{0x1234});
-    EXPECT_EQ(SetTimer(window, 1, 10, record), 0u);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
-    EXPECT_FALSE(KillTimer(window, 1));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
+    EXPECT_EQ(refusal(SetTimer(window, 1, 10, record)), ERROR_INVALID_WINDOW_HANDLE);
+    EXPECT_EQ(refusal(KillTimer(window, 1)), ERROR_INVALID_WINDOW_HANDLE);
     PlinthTestFail("SetTimer", 1, 1, ERROR_NOT_ENOUGH_MEMORY);
-    EXPECT_EQ(SetTimer(nullptr, 0, 10, record), 0u);
-    EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(refusal(SetTimer(nullptr, 0, 10, record)), ERROR_NOT_ENOUGH_MEMORY);
 }
 
 } // namespace

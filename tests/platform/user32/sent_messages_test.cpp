@@ -1,5 +1,6 @@
 // Messages between threads: answers, limits, threads that hang, end or are terminated.
 #include <atomic>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -9,6 +10,7 @@
 
 #include <windows.h>
 
+#include "support/refusal.h"
 #include "support/soak.h"
 #include "support/wide_text.h"
 #include "support/window_thread.h"
@@ -16,32 +18,20 @@
 namespace
 {
 
-constexpr UINT message_add = WM_APP + 1;   // gives wParam + 1
-constexpr UINT message_hang = WM_APP + 2;  // waits until the event in lParam is set
-constexpr UINT message_back = WM_APP + 3;  // asks the window in lParam for wParam + 1
-constexpr UINT message_count = WM_APP + 4; // counts in the int at lParam
-constexpr UINT message_leave = WM_APP + 5; // ends the thread
+using Body = std::function<LRESULT(WPARAM)>;
+constexpr UINT message_run = WM_APP + 1; // runs the Body at lParam on the window's thread
+
+const Body add_one = [](WPARAM number) { return static_cast<LRESULT>(number) + 1; };
+const Body leave = [](WPARAM)
+{
+    _endthreadex(0);
+    return 0;
+};
 
 LRESULT CALLBACK answer(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
-    switch (message)
-    {
-    case message_add:
-        return static_cast<LRESULT>(wParam) + 1;
-    case message_hang:
-        WaitForSingleObject(reinterpret_cast<HANDLE>(lParam), INFINITE);
-        return 7;
-    case message_back:
-        return SendMessageW(reinterpret_cast<HWND>(lParam), message_add, wParam, 0);
-    case message_count:
-        ++*reinterpret_cast<std::atomic<int>*>(lParam);
-        return 0;
-    case message_leave:
-        _endthreadex(0);
-        return 0;
-    default:
-        return DefWindowProcW(window, message, wParam, lParam);
-    }
+    return message == message_run ? (*reinterpret_cast<const Body*>(lParam))(wParam)
+                                  : DefWindowProcW(window, message, wParam, lParam);
 }
 
 HWND make()
@@ -50,61 +40,70 @@ HWND make()
     return test::create_window(L"Answering", L"first");
 }
 
+LRESULT send(HWND window, const Body& body, WPARAM wParam = 0)
+{
+    return SendMessageW(window, message_run, wParam, reinterpret_cast<LPARAM>(&body));
+}
+
+// 0, or why it failed.
+DWORD send_within(UINT limit, HWND window, UINT message, WPARAM wParam, const void* lParam,
+                  DWORD_PTR* result = nullptr)
+{
+    return test::refusal(SendMessageTimeoutW(
+        window, message, wParam, reinterpret_cast<LPARAM>(lParam), SMTO_NORMAL, limit, result));
+}
+
 struct SentMessages : testing::Test
 {
     const HANDLE release = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    const Body hang = [this](WPARAM)
+    { return static_cast<LRESULT>(WaitForSingleObject(release, INFINITE)); };
     ~SentMessages() override { CloseHandle(release); }
 };
 
 TEST_F(SentMessages, AreAnsweredByTheThreadOfTheWindow)
 {
-    const test::WindowThread other(make);
-    EXPECT_EQ(SendMessageW(other.window(), message_add, 4, 0), 5);
-    DWORD_PTR result = 0;
-    EXPECT_TRUE(SendMessageTimeoutW(other.window(), message_add, 9, 0, SMTO_NORMAL, 3000, &result));
-    EXPECT_EQ(result, 10u);
-    EXPECT_TRUE(SetWindowTextW(other.window(), L"second"));
+    const test::WindowThread thread(make);
+    const HWND other = thread.window();
+    EXPECT_EQ(send(other, add_one, 4), 5);
+    EXPECT_TRUE(SetWindowTextW(other, L"second"));
     wchar_t text[16];
-    EXPECT_EQ(GetWindowTextW(other.window(), text, 16), 6);
+    EXPECT_EQ(GetWindowTextW(other, text, 16), 6);
     EXPECT_EQ(test::utf8(text), "second");
-    text[0] = L'\0';
-    EXPECT_TRUE(SendMessageTimeoutW(other.window(), WM_GETTEXT, 4, reinterpret_cast<LPARAM>(text),
-                                    0, 3000, &result));
+    EXPECT_EQ(send_within(3000, other, WM_GETTEXT, 4, text), 0u);
     EXPECT_EQ(test::utf8(text), "sec") << "a copy travels and comes back";
-    EXPECT_FALSE(DestroyWindow(other.window()));
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(SetTimer(other.window(), 1, 10, nullptr), 0u);
-    EXPECT_EQ(GetLastError(), ERROR_WINDOW_OF_OTHER_THREAD);
-}
-
-TEST_F(SentMessages, ASenderTakesWhatIsSentToItMeanwhile)
-{
-    const test::WindowThread other(make);
+    EXPECT_EQ(test::refusal(DestroyWindow(other)), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(test::refusal(SetTimer(other, 1, 10, nullptr)), ERROR_WINDOW_OF_OTHER_THREAD);
     const HWND mine = make();
-    EXPECT_EQ(SendMessageW(other.window(), message_back, 4, reinterpret_cast<LPARAM>(mine)), 5);
+    EXPECT_EQ(send(
+                  other, [mine](WPARAM number) { return send(mine, add_one, number); }, 4),
+              5)
+        << "a sender takes what is sent to it meanwhile";
     DestroyWindow(mine);
+    EXPECT_TRUE(ShowWindowAsync(other, SW_SHOW));
+    SendMessageW(other, WM_NULL, 0, 0); // comes after it
+    EXPECT_TRUE(IsWindowVisible(other));
+    EXPECT_EQ(GetActiveWindow(), nullptr) << "that of this thread";
 }
 
 TEST_F(SentMessages, ALimitEndsTheWaitAndTheMessageIsHandledLater)
 {
     std::atomic<int> counted{0};
+    const Body count = [&](WPARAM) { return ++counted; };
     {
-        const test::WindowThread other(make);
+        const test::WindowThread thread(make);
+        const HWND other = thread.window();
         DWORD_PTR result = 42;
-        EXPECT_FALSE(SendMessageTimeoutW(other.window(), message_hang, 0,
-                                         reinterpret_cast<LPARAM>(release), 0, 30, &result));
-        EXPECT_EQ(GetLastError(), ERROR_TIMEOUT);
+        EXPECT_EQ(send_within(30, other, message_run, 0, &hang, &result), ERROR_TIMEOUT);
         EXPECT_EQ(result, 42u);
         // Its own text goes before the thread looks at the message.
         const auto text = std::make_unique<test::Wide>(L"late");
-        EXPECT_FALSE(SendMessageTimeoutW(other.window(), WM_SETTEXT, 0,
-                                         reinterpret_cast<LPARAM>(text->c_str()), 0, 20, nullptr));
-        EXPECT_FALSE(SendMessageTimeoutW(other.window(), message_count, 0,
-                                         reinterpret_cast<LPARAM>(&counted), 0, 20, nullptr));
+        EXPECT_EQ(send_within(20, other, WM_SETTEXT, 0, text->c_str()), ERROR_TIMEOUT);
+        EXPECT_EQ(send_within(20, other, message_run, 0, &count), ERROR_TIMEOUT);
         SetEvent(release);
-        EXPECT_EQ(SendMessageW(other.window(), message_add, 1, 0), 2);
+        EXPECT_EQ(send(other, add_one, 1), 2);
         wchar_t title[16];
-        GetWindowTextW(other.window(), title, 16);
+        GetWindowTextW(other, title, 16);
         EXPECT_EQ(test::utf8(title), "late");
     }
     EXPECT_EQ(counted, 1);
@@ -113,12 +112,10 @@ TEST_F(SentMessages, ALimitEndsTheWaitAndTheMessageIsHandledLater)
 TEST_F(SentMessages, FailWhenTheThreadEndsBeforeTheAnswer)
 {
     const test::WindowThread other(make);
-    DWORD_PTR result = 42;
-    EXPECT_FALSE(
-        SendMessageTimeoutW(other.window(), message_leave, 0, 0, SMTO_NORMAL, INFINITE, &result));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
+    EXPECT_EQ(send_within(INFINITE, other.window(), message_run, 0, &leave),
+              ERROR_INVALID_WINDOW_HANDLE);
     EXPECT_FALSE(IsWindow(other.window()));
-    EXPECT_EQ(SendMessageW(other.window(), message_add, 1, 0), 0);
+    EXPECT_EQ(send(other.window(), add_one, 1), 0);
 }
 
 unsigned pump(void* made)
@@ -138,24 +135,13 @@ TEST_F(SentMessages, OfATerminatedThreadFailAndItsWindowsAreGone)
         reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, pump, &window, 0, nullptr));
     ASSERT_NE(thread, nullptr);
     window.wait(nullptr);
-    EXPECT_FALSE(SendMessageTimeoutW(window, message_hang, 0, reinterpret_cast<LPARAM>(release), 0,
-                                     20, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_TIMEOUT);
-    std::thread sender([&] { EXPECT_EQ(SendMessageW(window, message_add, 1, 0), 0); });
+    EXPECT_EQ(send_within(20, window, message_run, 0, &hang), ERROR_TIMEOUT);
+    std::thread sender([&] { EXPECT_EQ(send(window, add_one, 1), 0); });
     EXPECT_TRUE(TerminateThread(thread, 1));
     sender.join();
     EXPECT_FALSE(IsWindow(window));
     EXPECT_EQ(FindWindowW(L"Answering", nullptr), nullptr);
     CloseHandle(thread);
-}
-
-TEST_F(SentMessages, ShowingCanBeLeftToTheThreadOfTheWindow)
-{
-    const test::WindowThread other(make);
-    EXPECT_TRUE(ShowWindowAsync(other.window(), SW_SHOW));
-    SendMessageW(other.window(), WM_NULL, 0, 0); // comes behind it
-    EXPECT_TRUE(IsWindowVisible(other.window()));
-    EXPECT_EQ(GetActiveWindow(), nullptr) << "that of this thread";
 }
 
 TEST(SentMessagesConcurrent, SendersInARingAllGetTheirAnswers)
@@ -168,29 +154,25 @@ TEST(SentMessagesConcurrent, SendersInARingAllGetTheirAnswers)
         std::vector<std::unique_ptr<test::WindowThread>> windows;
         for (int i = 0; i < threads; ++i)
             windows.push_back(std::make_unique<test::WindowThread>(make));
-        std::vector<std::thread> senders;
+        std::vector<std::jthread> senders;
         for (int i = 0; i < threads; ++i)
             senders.emplace_back(
                 [&, i]
                 {
                     const HWND to = windows[static_cast<size_t>(i)]->window();
                     const HWND next = windows[static_cast<size_t>((i + 1) % threads)]->window();
-                    for (int n = 0; n < 300; ++n)
+                    const Body pass_on = [next](WPARAM n) { return send(next, add_one, n); };
+                    for (WPARAM n = 0; n < 300; ++n)
                     {
-                        const auto number = static_cast<WPARAM>(n);
-                        EXPECT_EQ(
-                            SendMessageW(to, message_back, number, reinterpret_cast<LPARAM>(next)),
-                            n + 1);
+                        EXPECT_EQ(send(to, pass_on, n), static_cast<LRESULT>(n) + 1);
                         DWORD_PTR result = 0;
-                        EXPECT_TRUE(
-                            SendMessageTimeoutW(next, message_add, number, 0, 0, 60'000, &result));
-                        EXPECT_EQ(result, number + 1);
+                        EXPECT_EQ(send_within(60'000, next, message_run, n, &add_one, &result), 0u);
+                        EXPECT_EQ(result, n + 1);
                         SetWindowTextW(to, L"changed");
                         PostMessageW(next, WM_NULL, 0, 0);
                     }
                 });
-        for (std::thread& each : senders)
-            each.join();
+        senders.clear();
         ++rounds;
     } while (soak.goes_on());
     soak.report("rounds of sending in a ring", rounds);
@@ -202,25 +184,18 @@ TEST(SentMessagesConcurrent, ThreadsThatEndWhileTheyAreSentToLeaveNobodyWaiting)
     uint64_t rounds = 0;
     do
     {
-        for (int round = 0; round < 20; ++round, ++rounds)
-        {
-            test::WindowThread other(make);
-            std::vector<std::thread> senders;
-            for (int i = 0; i < 3; ++i)
-                senders.emplace_back(
-                    [&]
-                    {
-                        while (IsWindow(other.window()))
-                            SendMessageTimeoutW(other.window(), WM_SETTEXT, 0,
-                                                reinterpret_cast<LPARAM>(L"text"), 0, 60'000,
-                                                nullptr);
-                    });
-            SendMessageW(other.window(), message_add, 0, 0);
-            other.end();
-            for (std::thread& each : senders)
-                each.join();
-        }
-    } while (soak.goes_on());
+        test::WindowThread other(make);
+        std::vector<std::jthread> senders;
+        for (int i = 0; i < 3; ++i)
+            senders.emplace_back(
+                [&]
+                {
+                    while (IsWindow(other.window()))
+                        send_within(60'000, other.window(), WM_SETTEXT, 0, L"text");
+                });
+        send(other.window(), add_one);
+        other.end();
+    } while (++rounds < 20 || soak.goes_on());
     soak.report("threads ended under their senders", rounds);
 }
 

@@ -11,6 +11,7 @@
 
 #include <commctrl.h>
 
+#include "support/refusal.h"
 #include "support/window_thread.h"
 
 namespace
@@ -33,18 +34,12 @@ ATOM enter(const wchar_t* name, WNDPROC procedure)
     return RegisterClassExW(&given);
 }
 
-// ERROR_SUCCESS if it wasn't.
 DWORD refused(LPCWSTR name)
 {
-    return UnregisterClassW(name, nullptr) ? ERROR_SUCCESS : GetLastError();
+    return test::refusal(UnregisterClassW(name, nullptr));
 }
 
-struct WindowClasses : testing::Test
-{
-    ~WindowClasses() override { PlinthTestReset(); }
-};
-
-TEST_F(WindowClasses, GoWhenTheyHaveNoWindowsAndTheirPlacesAreUsedAgain)
+TEST(WindowClasses, GoWhenTheyHaveNoWindowsAndTheirPlacesAreUsedAgain)
 {
     const ATOM first = enter(L"First", DefWindowProcW);
     const ATOM second = enter(L"Second", DefWindowProcW);
@@ -54,13 +49,13 @@ TEST_F(WindowClasses, GoWhenTheyHaveNoWindowsAndTheirPlacesAreUsedAgain)
     DestroyWindow(window);
     PlinthTestFail("UnregisterClassW", 1, 1, ERROR_NOT_ENOUGH_MEMORY);
     EXPECT_EQ(refused(L"First"), ERROR_NOT_ENOUGH_MEMORY);
+    PlinthTestReset();
     EXPECT_TRUE(UnregisterClassW(L"FIRST", nullptr));
     const LPCWSTR none[] = {L"First",        MAKEINTATOM(first),  L"No such class",
                             MAKEINTATOM(17), MAKEINTATOM(0xFFFF), nullptr};
     for (const LPCWSTR gone : none)
         EXPECT_EQ(refused(gone), ERROR_CLASS_DOES_NOT_EXIST);
-    EXPECT_EQ(test::create_window(MAKEINTATOM(first)), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_CANNOT_FIND_WND_CLASS);
+    EXPECT_EQ(test::refusal(test::create_window(MAKEINTATOM(first))), ERROR_CANNOT_FIND_WND_CLASS);
 
     const HWND other = test::create_window(MAKEINTATOM(second));
     EXPECT_NE(other, nullptr) << "the others keep their places";
@@ -71,16 +66,10 @@ TEST_F(WindowClasses, GoWhenTheyHaveNoWindowsAndTheirPlacesAreUsedAgain)
     DestroyWindow(other);
     EXPECT_TRUE(UnregisterClassW(MAKEINTATOM(second), nullptr));
     EXPECT_TRUE(UnregisterClassW(L"Third", nullptr));
-}
 
-TEST_F(WindowClasses, OfTheSystemsOwnStay)
-{
     InitCommonControls();
-    EXPECT_FALSE(UnregisterClassW(WC_LISTVIEWW, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_CLASS_DOES_NOT_EXIST);
-    const HWND list = test::create_window(WC_LISTVIEWW);
-    EXPECT_NE(list, nullptr);
-    DestroyWindow(list);
+    EXPECT_EQ(refused(WC_LISTVIEWW), ERROR_CLASS_DOES_NOT_EXIST) << "the system's own stay";
+    EXPECT_TRUE(DestroyWindow(test::create_window(WC_LISTVIEWW)));
 }
 
 // The procedure may be unmapped then.

@@ -1,4 +1,5 @@
 // Windows of one thread: their life, their messages in order, what they hold and refuse.
+#include <map>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include <plinth_platform_test.h>
 #include <windows.h>
 
+#include "support/refusal.h"
 #include "support/wide_text.h"
 #include "support/window_thread.h"
 
@@ -26,22 +28,18 @@ std::string title_of(HWND window)
 
 LRESULT CALLBACK record(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
-    const struct
+    static const std::map<UINT, const char*> told = {
+        {WM_NCCREATE, "nccreate"}, {WM_CREATE, "create"},       {WM_SIZE, "size"},
+        {WM_MOVE, "move"},         {WM_SHOWWINDOW, "show"},     {WM_CLOSE, "close"},
+        {WM_DESTROY, "destroy"},   {WM_NCDESTROY, "ncdestroy"}, {WM_TIMER, "timer"}};
+    if (const auto found = told.find(message); found != told.end())
     {
-        UINT message;
-        const char* name;
-    } told[] = {{WM_NCCREATE, "nccreate"}, {WM_CREATE, "create"},       {WM_SIZE, "size"},
-                {WM_MOVE, "move"},         {WM_SHOWWINDOW, "show"},     {WM_CLOSE, "close"},
-                {WM_DESTROY, "destroy"},   {WM_NCDESTROY, "ncdestroy"}, {WM_TIMER, "timer"}};
-    for (const auto& each : told)
-        if (each.message == message)
-        {
-            const auto* const create = reinterpret_cast<const CREATESTRUCTW*>(lParam);
-            const std::string title = message == WM_NCCREATE && create->lpszName
-                                          ? test::utf8(create->lpszName)
-                                          : title_of(window);
-            g_seen.push_back((title.empty() ? "" : title + " ") + each.name);
-        }
+        const auto* const create = reinterpret_cast<const CREATESTRUCTW*>(lParam);
+        const std::string title = message == WM_NCCREATE && create->lpszName
+                                      ? test::utf8(create->lpszName)
+                                      : title_of(window);
+        g_seen.push_back((title.empty() ? "" : title + " ") + found->second);
+    }
     if (message == static_cast<UINT>(g_refuse_at))
         return message == WM_CREATE ? -1 : FALSE;
     return DefWindowProcW(window, message, wParam, lParam);
@@ -82,12 +80,8 @@ TEST_F(Windows, HearOfTheirLifeInOrder)
     EXPECT_FALSE(IsWindow(top));
     EXPECT_FALSE(IsWindow(child));
     EXPECT_EQ(GetActiveWindow(), nullptr);
-    EXPECT_FALSE(DestroyWindow(top));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
-}
-
-TEST_F(Windows, CanRefuseToBe)
-{
+    EXPECT_EQ(test::refusal(DestroyWindow(top)), ERROR_INVALID_WINDOW_HANDLE);
+    // They can refuse to be.
     for (const UINT message : {WM_NCCREATE, WM_CREATE})
     {
         g_refuse_at = static_cast<int>(message);
@@ -106,8 +100,7 @@ TEST_F(Windows, CloseByDefaultDestroysAndOwnersTakeTheirOwnAlong)
     seen();
     PostMessageW(owner, WM_CLOSE, 0, 0);
     MSG message;
-    ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
-    EXPECT_EQ(message.hwnd, owner);
+    ASSERT_TRUE(PeekMessageW(&message, owner, WM_CLOSE, WM_CLOSE, PM_REMOVE));
     DispatchMessageW(&message);
     EXPECT_EQ(seen(), (Seen{"owner close", "owned destroy", "owned ncdestroy", "owner destroy",
                             "owner ncdestroy"}));
@@ -149,10 +142,7 @@ TEST_F(Windows, KeepTextPlaceAndWords)
     EXPECT_EQ(GetWindowLongPtrW(top, 8), -1);
     EXPECT_EQ(GetWindowLongPtrW(top, 0), 0);
     for (const int index : {9, 16, -3})
-    {
-        EXPECT_EQ(GetWindowLongPtrW(top, index), 0);
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_INDEX) << index;
-    }
+        EXPECT_EQ(test::refusal(GetWindowLongPtrW(top, index)), ERROR_INVALID_INDEX) << index;
     EXPECT_EQ(reinterpret_cast<WNDPROC>(
                   SetWindowLongPtrW(top, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(DefWindowProcW))),
               record);
@@ -194,44 +184,38 @@ TEST_F(Windows, AFilterByWindowTakesItsChildrenToo)
     for (const HWND window : {other, child, top})
         PostMessageW(window, WM_APP, 0, 0);
     PostMessageW(nullptr, WM_APP, 0, 0);
+    std::vector<HWND> taken;
     MSG message;
-    ASSERT_TRUE(PeekMessageW(&message, top, 0, 0, PM_REMOVE));
-    EXPECT_EQ(message.hwnd, child);
-    ASSERT_TRUE(PeekMessageW(&message, top, 0, 0, PM_REMOVE));
-    EXPECT_EQ(message.hwnd, top);
-    EXPECT_FALSE(PeekMessageW(&message, top, 0, 0, PM_REMOVE));
-    ASSERT_TRUE(PeekMessageW(&message, reinterpret_cast<HWND>(LONG_PTR{-1}), 0, 0, PM_REMOVE));
-    EXPECT_EQ(message.hwnd, nullptr);
+    for (const HWND filter : {top, reinterpret_cast<HWND>(LONG_PTR{-1})})
+        while (PeekMessageW(&message, filter, 0, 0, PM_REMOVE))
+            taken.push_back(message.hwnd);
+    EXPECT_EQ(taken, (std::vector<HWND>{child, top, nullptr}));
     DestroyWindow(top);
     DestroyWindow(other);
 }
 
 TEST_F(Windows, RefuseWhatTheyCanNotDo)
 {
+    using test::create_window;
+    using test::refusal;
     WNDCLASSEXW given = {};
-    EXPECT_EQ(RegisterClassExW(&given), 0);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(refusal(RegisterClassExW(&given)), ERROR_INVALID_PARAMETER);
     given.cbSize = sizeof given;
     given.lpfnWndProc = record;
     given.lpszClassName = L"RECORDING";
-    EXPECT_EQ(RegisterClassExW(&given), 0);
-    EXPECT_EQ(GetLastError(), ERROR_CLASS_ALREADY_EXISTS);
-    EXPECT_EQ(test::create_window(L"No such class"), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_CANNOT_FIND_WND_CLASS);
-    EXPECT_EQ(test::create_window(L"Recording", L"", nullptr, WS_CHILD), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_TLW_WITH_WSCHILD);
+    EXPECT_EQ(refusal(RegisterClassExW(&given)), ERROR_CLASS_ALREADY_EXISTS);
+    EXPECT_EQ(refusal(create_window(L"No such class")), ERROR_CANNOT_FIND_WND_CLASS);
+    EXPECT_EQ(refusal(create_window(L"Recording", L"", nullptr, WS_CHILD)), ERROR_TLW_WITH_WSCHILD);
     const HWND none = reinterpret_cast<HWND>(LONG_PTR{0x1234});
-    EXPECT_EQ(test::create_window(L"Recording", L"", none), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
+    EXPECT_EQ(refusal(create_window(L"Recording", L"", none)), ERROR_INVALID_WINDOW_HANDLE);
+    EXPECT_EQ(refusal(GetLastActivePopup(nullptr)), ERROR_INVALID_WINDOW_HANDLE);
     EXPECT_EQ(SendMessageW(none, WM_APP, 0, 0), 0);
     EXPECT_FALSE(MoveWindow(none, 0, 0, 1, 1, TRUE));
     EXPECT_FALSE(ShowWindowAsync(none, SW_SHOW));
     PlinthTestFail("CreateWindowExW", 1, 1, ERROR_NOT_ENOUGH_MEMORY);
-    EXPECT_EQ(test::create_window(L"Recording"), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(refusal(create_window(L"Recording")), ERROR_NOT_ENOUGH_MEMORY);
     PlinthTestFail("RegisterClassExW", 1, 1, ERROR_NOT_ENOUGH_MEMORY);
-    EXPECT_EQ(RegisterClassExW(&given), 0);
-    EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(refusal(RegisterClassExW(&given)), ERROR_NOT_ENOUGH_MEMORY);
 }
 
 } // namespace

@@ -14,20 +14,12 @@ namespace
 
 constexpr int most_characters = 1023; // and the terminator
 
-int print(char* buffer, const char* format, ...)
+template <class Char>
+int print(int (*function)(Char*, const Char*, va_list), Char* buffer, const Char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    const int length = wvsprintfA(buffer, format, arguments);
-    va_end(arguments);
-    return length;
-}
-
-int print(wchar_t* buffer, const wchar_t* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = wvsprintfW(buffer, format, arguments);
+    const int length = function(buffer, format, arguments);
     va_end(arguments);
     return length;
 }
@@ -39,10 +31,10 @@ TEST(Wsprintf, GivesTheCharactersStored)
     EXPECT_EQ(test::utf8(wide), "2024-07 w|h|S");
     EXPECT_EQ(wsprintfW(wide, L""), 0);
     EXPECT_EQ(test::utf8(wide), "");
-    EXPECT_EQ(print(wide, L"%#lx", 255), 4);
+    EXPECT_EQ(print(wvsprintfW, wide, L"%#lx", 255), 4);
     EXPECT_EQ(test::utf8(wide), "0xff");
     char narrow[64];
-    EXPECT_EQ(print(narrow, "%s|%ls|%-4d|", "n", L"w", 5), 9);
+    EXPECT_EQ(print(wvsprintfA, narrow, "%s|%ls|%-4d|", "n", L"w", 5), 9);
     EXPECT_STREQ(narrow, "n|w|5   |");
 }
 
@@ -54,15 +46,15 @@ TEST(Wsprintf, CutsWhatIsBeyondTheLimitAndTerminates)
     for (const int length : {most_characters, most_characters + 1, 5000})
     {
         wmemset(wide, L'#', 1200);
-        EXPECT_EQ(print(wide, L"%.*s", length, long_text.c_str()), most_characters);
+        EXPECT_EQ(print(wvsprintfW, wide, L"%.*s", length, long_text.c_str()), most_characters);
         EXPECT_EQ(wcslen(wide), size_t{most_characters});
         EXPECT_EQ(wide[most_characters + 1], L'#');
         std::memset(narrow, '#', sizeof narrow);
-        EXPECT_EQ(print(narrow, "%.*ls", length, long_text.c_str()), most_characters);
+        EXPECT_EQ(print(wvsprintfA, narrow, "%.*ls", length, long_text.c_str()), most_characters);
         EXPECT_EQ(std::strlen(narrow), size_t{most_characters});
         EXPECT_EQ(narrow[most_characters + 1], '#');
     }
-    EXPECT_EQ(print(wide, L"%2000d%s", 7, L"never seen"), most_characters);
+    EXPECT_EQ(print(wvsprintfW, wide, L"%2000d%s", 7, L"never seen"), most_characters);
     EXPECT_EQ(wide[most_characters - 1], L' ');
 }
 

@@ -14,9 +14,14 @@ using test::Wide;
 namespace
 {
 
-std::vector<char> block_of(const std::string& native)
+// The path of a fresh copy of a module.
+Wide module(const char* name)
 {
-    const Wide path = test::windows_form(native);
+    return test::windows_form(test::copy_module(test::make_folder("version"), name));
+}
+
+std::vector<char> block_of(const Wide& path)
+{
     std::vector<char> block(GetFileVersionInfoSizeW(path, nullptr));
     EXPECT_TRUE(block.empty() ||
                 GetFileVersionInfoW(path, 0, static_cast<DWORD>(block.size()), block.data()));
@@ -34,23 +39,26 @@ std::string text_at(const std::vector<char>& block, const wchar_t* path)
 
 // Reads a value to its end as far as is safe to say without knowing whether it is text: a size
 // counts characters or bytes.
-void look_at(const std::vector<char>& block, const wchar_t* path)
+void look_at(const std::vector<char>& block)
 {
-    void* value = nullptr;
-    UINT size = 0;
-    if (!VerQueryValueW(block.data(), path, &value, &size))
-        return;
-    const auto* const start = static_cast<const char*>(value);
-    ASSERT_GE(start, block.data());
-    ASSERT_LE(start + size, block.data() + block.size());
+    for (const wchar_t* path :
+         {L"\\StringFileInfo\\040504b0\\PatchNumber", L"\\VarFileInfo\\Translation"})
+    {
+        void* value = nullptr;
+        UINT size = 0;
+        if (!VerQueryValueW(block.data(), path, &value, &size))
+            continue;
+        const auto* const start = static_cast<const char*>(value);
+        ASSERT_GE(start, block.data());
+        ASSERT_LE(start + size, block.data() + block.size());
+    }
 }
 
 TEST(VersionBlock, GivesItsValuesByTheirPath)
 {
     for (const char* const name : {"module64.dll", "module32.dll", "compiled64.exe"})
     {
-        const std::vector<char> block =
-            block_of(test::copy_module(test::make_folder("version"), name));
+        const std::vector<char> block = block_of(module(name));
         ASSERT_FALSE(block.empty()) << name;
         EXPECT_EQ(text_at(block, L"\\StringFileInfo\\040504b0\\PatchNumber"),
                   std::string("42\0", 3));
@@ -75,8 +83,7 @@ TEST(VersionBlock, GivesItsValuesByTheirPath)
 
 TEST(VersionBlock, AFileWithoutOneSaysSo)
 {
-    const Wide path =
-        test::windows_form(test::copy_module(test::make_folder("version"), "plain64.dll"));
+    const Wide path = module("plain64.dll");
     DWORD handle = 7;
     EXPECT_EQ(GetFileVersionInfoSizeW(path, &handle), 0u);
     EXPECT_EQ(handle, 0u);
@@ -86,32 +93,25 @@ TEST(VersionBlock, AFileWithoutOneSaysSo)
     EXPECT_EQ(GetFileVersionInfoSizeW(nullptr, nullptr), 0u);
 }
 
-TEST(VersionBlock, APartOfOneIsReadAsFarAsItGoes)
+// Each length and count of a block in turn: entries of no length, of odd lengths, longer than what
+// holds them.
+TEST(VersionBlock, APartOfOneIsReadAsFarAsItGoesAndLengthsThatLieLeadNowhere)
 {
-    const std::string native = test::copy_module(test::make_folder("version"), "module64.dll");
-    const std::vector<char> whole = block_of(native);
-    for (DWORD size = 2; size < whole.size(); ++size)
+    const Wide path = module("module64.dll");
+    const std::vector<char> good = block_of(path);
+    for (DWORD size = 2; size < good.size(); ++size)
     {
         std::vector<char> part(size); // of this size, for the address sanitizer
-        ASSERT_TRUE(GetFileVersionInfoW(test::windows_form(native), 0, size, part.data()));
-        look_at(part, L"\\StringFileInfo\\040504b0\\PatchNumber");
-        look_at(part, L"\\VarFileInfo\\Translation");
+        ASSERT_TRUE(GetFileVersionInfoW(path, 0, size, part.data()));
+        look_at(part);
     }
-}
-
-// Each length and count in turn: entries of no length, of odd lengths, longer than what holds them.
-TEST(VersionBlock, LengthsThatLieLeadNowhere)
-{
-    const std::vector<char> good =
-        block_of(test::copy_module(test::make_folder("version"), "module64.dll"));
     for (size_t at = 2; at + 2 <= good.size(); at += 2)
         for (const unsigned number : {0u, 1u, 5u, 7u, 0x7FFFu, 0xFFFFu})
         {
             std::vector<char> bad = good;
             const auto value = static_cast<uint16_t>(number);
             std::memcpy(bad.data() + at, &value, sizeof value);
-            look_at(bad, L"\\StringFileInfo\\040504b0\\PatchNumber");
-            look_at(bad, L"\\VarFileInfo\\Translation");
+            look_at(bad);
         }
 }
 

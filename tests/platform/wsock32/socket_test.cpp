@@ -3,6 +3,8 @@
 #include <csignal>
 #include <filesystem>
 #include <thread>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -21,12 +23,18 @@
 namespace
 {
 
-SOCKADDR_IN any_port()
+template <class Address> auto* generic(Address& address)
 {
-    SOCKADDR_IN address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
+    if constexpr (std::is_const_v<Address>)
+        return reinterpret_cast<const SOCKADDR*>(&address);
+    else
+        return reinterpret_cast<SOCKADDR*>(&address);
+}
+
+// The error of a call, 0 if there is none.
+int error_of(long long result)
+{
+    return result == SOCKET_ERROR ? WSAGetLastError() : 0;
 }
 
 class Wsock32 : public testing::Test
@@ -40,37 +48,52 @@ protected:
     ~Wsock32() override
     {
         PlinthTestReset();
+        for (const SOCKET s : opened)
+            closesocket(s);
         EXPECT_EQ(WSACleanup(), 0);
     }
-    static SOCKET bound(int type)
+    SOCKET bound(int type)
     {
-        const SOCKET s = socket(AF_INET, type, 0);
-        const SOCKADDR_IN address = any_port();
-        EXPECT_EQ(bind(s, reinterpret_cast<const SOCKADDR*>(&address), sizeof address), 0);
+        SOCKADDR_IN address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        opened.push_back(socket(AF_INET, type, 0));
+        EXPECT_EQ(bind(opened.back(), generic(std::as_const(address)), sizeof address), 0);
+        return opened.back();
+    }
+    SOCKET listening()
+    {
+        const SOCKET s = bound(SOCK_STREAM);
+        EXPECT_EQ(listen(s, SOMAXCONN), 0);
         return s;
     }
     static SOCKADDR_IN name_of(SOCKET s)
     {
         SOCKADDR_IN address = {};
         int length = sizeof address;
-        EXPECT_EQ(getsockname(s, reinterpret_cast<SOCKADDR*>(&address), &length), 0);
+        EXPECT_EQ(getsockname(s, generic(address), &length), 0);
         return address;
     }
-    // Two ends of a connection.
-    static void connect_pair(SOCKET& one, SOCKET& two)
+    SOCKET connected_to(SOCKET listener)
     {
-        const SOCKET listener = bound(SOCK_STREAM);
-        ASSERT_EQ(listen(listener, SOMAXCONN), 0);
-        one = socket(AF_INET, SOCK_STREAM, 0);
         const SOCKADDR_IN to = name_of(listener);
-        ASSERT_EQ(connect(one, reinterpret_cast<const SOCKADDR*>(&to), sizeof to), 0);
-        two = accept(listener, nullptr, nullptr);
-        ASSERT_NE(two, INVALID_SOCKET);
-        closesocket(listener);
+        opened.push_back(socket(AF_INET, SOCK_STREAM, 0));
+        EXPECT_EQ(connect(opened.back(), generic(to), sizeof to), 0);
+        return opened.back();
     }
+    // Two ends of a connection.
+    std::pair<SOCKET, SOCKET> connect_pair()
+    {
+        const SOCKET listener = listening();
+        const SOCKET one = connected_to(listener);
+        opened.push_back(accept(listener, nullptr, nullptr));
+        EXPECT_NE(opened.back(), INVALID_SOCKET);
+        return {one, opened.back()};
+    }
+    std::vector<SOCKET> opened;
 };
 
-TEST(WSAStartup, GrantsOneDotOne)
+TEST(WSAStartup, GrantsOneDotOneUntilTheLastCleanupWhichClosesAll)
 {
     WSADATA data;
     EXPECT_EQ(WSAStartup(MAKEWORD(2, 2), &data), 0);
@@ -79,21 +102,12 @@ TEST(WSAStartup, GrantsOneDotOne)
     EXPECT_EQ(data.wVersion, MAKEWORD(1, 0));
     EXPECT_EQ(WSAStartup(0, &data), WSAVERNOTSUPPORTED);
     EXPECT_EQ(WSAStartup(MAKEWORD(1, 1), nullptr), WSAEFAULT);
-    EXPECT_EQ(WSACleanup(), 0);
-    EXPECT_EQ(WSACleanup(), 0);
-}
-
-TEST(WSAStartup, TheLastCleanupClosesWhatIsOpen)
-{
-    WSADATA data;
-    ASSERT_EQ(WSAStartup(MAKEWORD(1, 1), &data), 0);
     const SOCKET s = socket(AF_INET, SOCK_DGRAM, 0);
     EXPECT_EQ(WSACleanup(), 0);
-    EXPECT_EQ(closesocket(s), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSANOTINITIALISED);
+    EXPECT_EQ(WSACleanup(), 0);
+    EXPECT_EQ(error_of(closesocket(s)), WSANOTINITIALISED);
     ASSERT_EQ(WSAStartup(MAKEWORD(1, 1), &data), 0);
-    EXPECT_EQ(closesocket(s), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAENOTSOCK);
+    EXPECT_EQ(error_of(closesocket(s)), WSAENOTSOCK) << "the last cleanup closes what is open";
     EXPECT_EQ(WSACleanup(), 0);
 }
 
@@ -127,21 +141,19 @@ TEST_F(Wsock32, SelectTakesAnyNumberOfSockets)
     EXPECT_EQ(failed.fd_count, 0u);
     const SOCKET last = all.fd_array[count - 1];
     const SOCKADDR_IN to = name_of(last);
-    ASSERT_EQ(sendto(all.fd_array[0], "x", 1, 0, reinterpret_cast<const SOCKADDR*>(&to), sizeof to),
-              1);
+    ASSERT_EQ(sendto(all.fd_array[0], "x", 1, 0, generic(to), sizeof to), 1);
     readable = all;
     EXPECT_EQ(select(0, set(readable), nullptr, nullptr, nullptr), 1);
     EXPECT_EQ(readable.fd_array[0], last);
     for (UINT i = 0; i < count; ++i)
         EXPECT_EQ(closesocket(all.fd_array[i]), 0);
+    opened.clear();
     setrlimit(RLIMIT_NOFILE, &former);
 }
 
 TEST_F(Wsock32, OnlyWhatIsWaitedForEndsASelect)
 {
-    SOCKET one = INVALID_SOCKET;
-    SOCKET two = INVALID_SOCKET;
-    connect_pair(one, two);
+    const auto [one, two] = connect_pair();
     closesocket(two); // told by poll() again and again, and no failure of a connect
     FD_SET failed;
     FD_ZERO(&failed);
@@ -151,7 +163,6 @@ TEST_F(Wsock32, OnlyWhatIsWaitedForEndsASelect)
     PlinthTestArm();
     EXPECT_EQ(select(0, nullptr, nullptr, &failed, &moment), 0);
     EXPECT_LT(PlinthTestCalls("poll"), 5u) << "no busy waiting";
-    closesocket(one);
 }
 
 TEST_F(Wsock32, ConcurrentClosingWakesEveryKindOfWait)
@@ -160,24 +171,20 @@ TEST_F(Wsock32, ConcurrentClosingWakesEveryKindOfWait)
     uint64_t rounds = 0;
     do
     {
-        SOCKET one = INVALID_SOCKET;
-        SOCKET two = INVALID_SOCKET;
-        connect_pair(one, two);
+        const auto [one, two] = connect_pair();
         const SOCKET datagrams = bound(SOCK_DGRAM);
-        const SOCKET listener = bound(SOCK_STREAM);
-        listen(listener, 1);
+        const SOCKET listener = listening();
         const auto expect_woken = [](long long result)
         {
-            const int error = WSAGetLastError();
-            EXPECT_EQ(result, -1);
+            const int error = error_of(result);
             EXPECT_TRUE(error == WSAEINTR || error == WSAENOTSOCK) << error;
         };
         char bytes[2];
-        std::thread receiver([&] { expect_woken(recv(one, bytes, 1, 0)); });
-        std::thread datagram_receiver([&] { expect_woken(recv(datagrams, bytes + 1, 1, 0)); });
-        std::thread acceptor(
+        const std::jthread receiver([&, s = one] { expect_woken(recv(s, bytes, 1, 0)); });
+        const std::jthread other([&] { expect_woken(recv(datagrams, bytes + 1, 1, 0)); });
+        const std::jthread acceptor(
             [&] { expect_woken(static_cast<long long>(accept(listener, nullptr, nullptr))); });
-        std::thread selector(
+        const std::jthread selector(
             [&]
             {
                 FD_SET set;
@@ -187,82 +194,58 @@ TEST_F(Wsock32, ConcurrentClosingWakesEveryKindOfWait)
             });
         if (rounds % 2)
             std::this_thread::yield();
-        for (const SOCKET s : {one, datagrams, listener, two})
+        for (const SOCKET s : std::exchange(opened, {}))
             EXPECT_EQ(closesocket(s), 0);
-        for (std::thread* const each : {&receiver, &datagram_receiver, &acceptor, &selector})
-            each->join();
-        ++rounds;
-    } while (rounds < 50 || soak.goes_on());
+    } while (++rounds < 50 || soak.goes_on());
     soak.report("rounds of closing", rounds);
 }
 
 TEST_F(Wsock32, SendingToAGoneEndRaisesNoSignal)
 {
     ASSERT_EQ(signal(SIGPIPE, SIG_DFL), SIG_DFL);
-    SOCKET one = INVALID_SOCKET;
-    SOCKET two = INVALID_SOCKET;
-    connect_pair(one, two);
+    const auto [one, two] = connect_pair();
     closesocket(two);
     int result = 0;
     for (int i = 0; i < 1000 && result != SOCKET_ERROR; ++i)
         result = send(one, "x", 1, 0);
-    EXPECT_EQ(result, SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAECONNRESET);
-    closesocket(one);
+    EXPECT_EQ(error_of(result), WSAECONNRESET);
 }
 
 TEST_F(Wsock32, AcceptedSocketsWaitAsTheListenerDoes)
 {
-    const SOCKET listener = bound(SOCK_STREAM);
-    listen(listener, 1);
+    const SOCKET listener = listening();
     u_long non_blocking = 1;
     ASSERT_EQ(ioctlsocket(listener, FIONBIO, &non_blocking), 0);
     EXPECT_EQ(accept(listener, nullptr, nullptr), INVALID_SOCKET);
     EXPECT_EQ(WSAGetLastError(), WSAEWOULDBLOCK);
-    const SOCKET client = socket(AF_INET, SOCK_STREAM, 0);
-    const SOCKADDR_IN to = name_of(listener);
-    ASSERT_EQ(connect(client, reinterpret_cast<const SOCKADDR*>(&to), sizeof to), 0);
-    const SOCKET server = accept(listener, nullptr, nullptr);
+    connected_to(listener);
+    opened.push_back(accept(listener, nullptr, nullptr));
     char c = 0;
-    EXPECT_EQ(recv(server, &c, 1, 0), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEWOULDBLOCK);
-    for (const SOCKET s : {listener, client, server})
-        closesocket(s);
+    EXPECT_EQ(error_of(recv(opened.back(), &c, 1, 0)), WSAEWOULDBLOCK);
 }
 
 TEST_F(Wsock32, ABlockingSendMovesAllBytes)
 {
-    SOCKET one = INVALID_SOCKET;
-    SOCKET two = INVALID_SOCKET;
-    connect_pair(one, two);
+    const auto [one, two] = connect_pair();
     PlinthTestShorten("send", 1, 0, 3);
     EXPECT_EQ(send(one, "0123456789", 10, 0), 10);
     PlinthTestReset();
     char bytes[16];
-    EXPECT_EQ(recv(two, bytes, sizeof bytes, MSG_PEEK | 0x40000), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEOPNOTSUPP) << "a flag of this system only";
-    EXPECT_EQ(send(one, "x", -1, 0), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEFAULT);
-    closesocket(one);
-    closesocket(two);
+    EXPECT_EQ(error_of(recv(two, bytes, sizeof bytes, MSG_PEEK | 0x40000)), WSAEOPNOTSUPP)
+        << "a flag of this system only";
+    EXPECT_EQ(error_of(send(one, "x", -1, 0)), WSAEFAULT);
 }
 
 TEST_F(Wsock32, AConnectThatASignalInterruptsGoesOn)
 {
-    const SOCKET listener = bound(SOCK_STREAM);
-    listen(listener, 1);
-    const SOCKADDR_IN to = name_of(listener);
-    const SOCKET client = socket(AF_INET, SOCK_STREAM, 0);
     // The kernel has begun the connection when it tells EINTR; here nothing was begun, and the
     // socket that never connects is what the wait finds.
     PlinthTestFail("connect", 1, 1, EINTR);
-    EXPECT_EQ(connect(client, reinterpret_cast<const SOCKADDR*>(&to), sizeof to), 0);
+    connected_to(listening());
     EXPECT_EQ(PlinthTestCalls("poll"), 1u);
-    closesocket(client);
-    closesocket(listener);
 }
 
-TEST_F(Wsock32, LookUpsTellWhyTheyFailed)
+TEST_F(Wsock32, LookUpsTellWhyTheyFailedAndGiveEachThreadItsRecord)
 {
     PlinthTestFail("gethostbyname", 1, 1, ENOENT);
     EXPECT_EQ(gethostbyname("somewhere"), nullptr);
@@ -275,10 +258,8 @@ TEST_F(Wsock32, LookUpsTellWhyTheyFailed)
     EXPECT_EQ(getservbyname("http", "tcp"), nullptr);
     EXPECT_EQ(WSAGetLastError(), WSANO_DATA);
     EXPECT_LT(PlinthTestCalls("getservbyname"), 10u);
-}
-
-TEST_F(Wsock32, ThreadsHaveRecordsOfTheirOwn)
-{
+    PlinthTestReset();
+    // Threads have records of their own.
     test::needs(std::filesystem::exists("/etc/services"), "names of services", "netbase");
     const servent* const here = getservbyname("http", "tcp");
     ASSERT_NE(here, nullptr);

@@ -42,10 +42,25 @@ HWND make_window(DWORD style = WS_OVERLAPPEDWINDOW, HWND parent = nullptr)
     return test::create_window(L"Loading", L"a window", parent, style);
 }
 
-TEST(DesktopLoading, LoadsWithTheFirstWindowOnADisplay)
+struct DesktopLoading : testing::Test
 {
-    const test::VirtualDisplay display;
-    ASSERT_TRUE(display);
+    test::VirtualDisplay display;
+    void SetUp() override { ASSERT_TRUE(display); }
+};
+
+// What was written to standard error meanwhile.
+std::string said_at_a_window()
+{
+    testing::internal::CaptureStderr();
+    EXPECT_NE(make_window(), nullptr);
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST_F(DesktopLoading, LoadsWithTheFirstWindowAndLeavesTheProgramsLocaleAndErrorAlone)
+{
+    test::needs_locale("de_DE.UTF-8");
+    setenv("LC_ALL", "de_DE.UTF-8", 1);
+    const std::string before = setlocale(LC_ALL, nullptr);
     EXPECT_FALSE(qt_is_loaded());
     SetLastError(7);
     const HWND window = make_window();
@@ -53,17 +68,6 @@ TEST(DesktopLoading, LoadsWithTheFirstWindowOnADisplay)
     EXPECT_EQ(GetLastError(), 7u);
     EXPECT_TRUE(qt_is_loaded());
     EXPECT_TRUE(DestroyWindow(window));
-}
-
-TEST(DesktopLoading, LeavesTheProgramsLocaleAlone)
-{
-    const test::VirtualDisplay display;
-    ASSERT_TRUE(display);
-    test::needs_locale("de_DE.UTF-8");
-    setenv("LC_ALL", "de_DE.UTF-8", 1);
-    const std::string before = setlocale(LC_ALL, nullptr);
-    EXPECT_NE(make_window(), nullptr);
-    ASSERT_TRUE(qt_is_loaded());
     EXPECT_EQ(setlocale(LC_ALL, nullptr), before);
     EXPECT_STREQ(localeconv()->decimal_point, ".");
 }
@@ -75,7 +79,7 @@ struct Setting
     const char* wayland;
 };
 
-struct WithoutADisplay : testing::TestWithParam<Setting>
+class WithoutADisplay : public testing::TestWithParam<Setting>
 {
 };
 
@@ -103,36 +107,26 @@ INSTANTIATE_TEST_SUITE_P(DesktopLoading, WithoutADisplay,
                                          Setting{"NoCompositorAtThePath", "", "/nowhere/wayland"}),
                          [](const auto& setting) { return std::string(setting.param.name); });
 
-TEST(DesktopLoading, CanBeTurnedOff)
+TEST_F(DesktopLoading, CanBeTurnedOff)
 {
-    const test::VirtualDisplay display;
-    ASSERT_TRUE(display);
     setenv("PLINTH_DESKTOP", "none", 1);
-    EXPECT_NE(make_window(), nullptr);
+    EXPECT_EQ(said_at_a_window(), "");
     EXPECT_FALSE(qt_is_loaded());
 }
 
-TEST(DesktopLoading, SaysWhenANamedPlugInIsNone)
+TEST_F(DesktopLoading, SaysWhenANamedPlugInIsNone)
 {
-    const test::VirtualDisplay display;
-    ASSERT_TRUE(display);
     setenv("PLINTH_DESKTOP", "/nowhere/plug-in.so", 1);
-    testing::internal::CaptureStderr();
-    EXPECT_NE(make_window(), nullptr);
-    const std::string said = testing::internal::GetCapturedStderr();
+    const std::string said = said_at_a_window();
     EXPECT_NE(said.find("/nowhere/plug-in.so"), std::string::npos) << said;
     EXPECT_FALSE(qt_is_loaded());
 }
 
 // Qt ends the process where it can use no platform: it isn't let come to that.
-TEST(DesktopLoading, GoesWithoutWindowsWhereQtHasNoPlatformForThem)
+TEST_F(DesktopLoading, GoesWithoutWindowsWhereQtHasNoPlatformForThem)
 {
-    const test::VirtualDisplay display;
-    ASSERT_TRUE(display);
     setenv("QT_QPA_PLATFORM", "wayland", 1); // of which there is no display
-    testing::internal::CaptureStderr();
-    EXPECT_NE(make_window(), nullptr);
-    const std::string said = testing::internal::GetCapturedStderr();
+    const std::string said = said_at_a_window();
     EXPECT_NE(said.find("no windows"), std::string::npos) << said;
 }
 
@@ -142,8 +136,7 @@ int end_main(int argc, char** argv)
 {
     InitCommonControls();
     const HWND window = make_window();
-    const HWND list = CreateWindowExW(0, L"SysListView32", L"", WS_CHILD | WS_VISIBLE, 0, 0, 200,
-                                      100, window, nullptr, nullptr, nullptr);
+    const HWND list = test::create_window(WC_LISTVIEWW, L"", window, WS_CHILD | WS_VISIBLE);
     ShowWindow(window, SW_SHOW);
     if (argc > 0 && std::string(argv[0]) == "exit from a thread")
         std::thread([] { std::exit(0); }).join();
@@ -151,16 +144,14 @@ int end_main(int argc, char** argv)
 }
 const test::ChildMain end_child("end", end_main);
 
-TEST(DesktopLoading, AProcessEndsCleanlyWithItsWindowsOnTheScreen)
+TEST_F(DesktopLoading, AProcessEndsCleanlyWithItsWindowsOnTheScreen)
 {
-    const test::VirtualDisplay display;
-    ASSERT_TRUE(display);
     for (int i = 0; i < 5; ++i)
         EXPECT_EQ(test::ChildProcess("end").wait(), 0);
     EXPECT_EQ(test::ChildProcess("end", {"exit from a thread"}).wait(), 0);
 }
 
-TEST(DesktopLoading, ShowsWindowsUnderWaylandToo)
+TEST(DesktopLoadingUnderWayland, ShowsWindowsToo)
 {
     test::needs(std::filesystem::exists(PLINTH_QT_PLUGINS "/platforms/libqwayland-generic.so"),
                 "Qt's plug-in for Wayland", "qt6-wayland");

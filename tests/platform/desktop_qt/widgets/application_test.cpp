@@ -2,8 +2,6 @@
 #include <cerrno>
 #include <future>
 
-#include <QAbstractButton>
-#include <QTest>
 #include <QTimer>
 
 #include <plinth_platform_test.h>
@@ -28,19 +26,7 @@ using test::eventually;
 using test::ListWindow;
 using test::shown;
 
-int g_count = 1;
-char g_name[] = "test";
-char* g_arguments[] = {g_name, nullptr};
-
-struct ApplicationWithQt : test::OnADisplay
-{
-    void SetUp() override
-    {
-        OnADisplay::SetUp();
-        application = std::make_unique<QApplication>(g_count, g_arguments);
-    }
-    std::unique_ptr<QApplication> application;
-};
+using ApplicationWithQt = test::WithOwnQt;
 
 // As soon as a box with the caption is there.
 void answer_later(const char* caption, const char* label)
@@ -53,9 +39,7 @@ void answer_later(const char* caption, const char* label)
                          if (!box)
                              return;
                          timer->deleteLater();
-                         for (QAbstractButton* const button : box->buttons())
-                             if (button->text().remove(u'&') == QLatin1String(label))
-                                 return QTest::mouseClick(button, Qt::LeftButton);
+                         test::press_button(*box, label);
                      });
     timer->start(1);
 }
@@ -72,7 +56,7 @@ TEST_F(ApplicationWithQt, WindowsLiveOnItsThreadAndWaitForItsLoop)
     EXPECT_FALSE(IsWindow(window.window()));
 }
 
-TEST_F(ApplicationWithQt, ItsOwnThreadMayAskInABox)
+TEST_F(ApplicationWithQt, ItsOwnThreadMayAskInABoxAmidAnothersWork)
 {
     answer_later("Asked here", "Retry");
     EXPECT_EQ(MessageBoxW(nullptr, L"?", L"Asked here", MB_ABORTRETRYIGNORE), IDRETRY);
@@ -82,23 +66,17 @@ TEST_F(ApplicationWithQt, ItsOwnThreadMayAskInABox)
     EXPECT_TRUE(eventually(
         [&] { return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
     EXPECT_EQ(answer.get(), IDNO);
-}
-
-TEST_F(ApplicationWithQt, ABoxOfItsThreadWaitsForNoWindowThread)
-{
+    // Its box waits for no thread of a window.
     ListWindow window(L"Busy");
     ASSERT_TRUE(eventually([] { return shown("Busy") != nullptr; }));
     answer_later("Amid", "OK");
-    std::atomic<bool> stop{false};
-    std::thread adding(
-        [&]
+    const std::jthread adding(
+        [&](const std::stop_token& stop)
         {
-            for (int row = 0; !stop; ++row)
+            for (int row = 0; !stop.stop_requested(); ++row)
                 window.add_row(row);
         });
     EXPECT_EQ(MessageBoxW(window.window(), L"?", L"Amid", MB_OK), IDOK);
-    stop = true;
-    adding.join();
 }
 
 TEST_F(ApplicationWithQt, EndsBeforeTheWindowsDo)

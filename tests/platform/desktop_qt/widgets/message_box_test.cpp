@@ -1,9 +1,9 @@
 // Message boxes on the plug-in's own thread.
+#include <algorithm>
 #include <cstdlib>
 #include <future>
-
-#include <QAbstractButton>
-#include <QTest>
+#include <map>
+#include <ranges>
 
 #include "shown_windows.h"
 
@@ -35,17 +35,9 @@ std::future<int> ask(UINT type, const wchar_t* caption = L"Caption", HWND owner 
     return answer;
 }
 
-// A button by its label without the mark of its key.
 void click(const char* label, const char* caption = "Caption")
 {
-    on_gui(
-        [=]
-        {
-            for (QAbstractButton* const button : shown<QMessageBox>(caption)->buttons())
-                if (button->text().remove(u'&') == QLatin1String(label))
-                    return QTest::mouseClick(button, Qt::LeftButton);
-            ADD_FAILURE() << "no button " << label;
-        });
+    on_gui([=] { test::press_button(*shown<QMessageBox>(caption), label); });
 }
 
 void press(Qt::Key key)
@@ -53,92 +45,68 @@ void press(Qt::Key key)
     on_gui([=] { QTest::keyClick(shown<QMessageBox>("Caption"), key); });
 }
 
-struct Type
+TEST_F(BoxOnADisplay, HasTheButtonsOfItsTypeInOrderAndAnswersThemAndEscapeAndClosing)
 {
-    const char* name;
-    UINT type;
-    std::vector<std::pair<const char*, int>> buttons;
-    int escape; // 0: it isn't heeded
-};
-
-struct BoxOfAType : BoxOnADisplay, testing::WithParamInterface<Type>
-{
-};
-
-TEST_P(BoxOfAType, HasItsButtonsInOrderAndAnswersThem)
-{
-    const Type& type = GetParam();
-    for (const auto& [label, id] : type.buttons)
+    const struct
     {
-        std::future<int> answer = ask(type.type);
-        on_gui(
-            [&]
-            {
-                const QMessageBox& box = *shown<QMessageBox>("Caption");
-                EXPECT_EQ(box.text(), QStringLiteral("The t\u00e4xt <b>"));
-                ASSERT_EQ(box.buttons().size(), static_cast<qsizetype>(type.buttons.size()));
-                QList<QAbstractButton*> placed = box.buttons();
-                std::sort(placed.begin(), placed.end(),
-                          [](const QWidget* a, const QWidget* b) { return a->x() < b->x(); });
-                for (qsizetype i = 0; i < placed.size(); ++i)
-                    EXPECT_EQ(placed[i]->text().remove(u'&').toStdString(),
-                              type.buttons[static_cast<size_t>(i)].first);
-            });
-        click(label);
-        EXPECT_EQ(answer.get(), id) << label;
-    }
-}
-
-TEST_P(BoxOfAType, EscapeAndClosingMeanCancelOrNothing)
-{
-    const Type& type = GetParam();
-    for (const bool closed : {false, true})
+        UINT type;
+        std::vector<const char*> labels;
+        std::vector<int> answers;
+        int escape; // also of closing; 0: it isn't heeded
+    } rows[] = {
+        {MB_OK, {"OK"}, {IDOK}, IDOK},
+        {MB_OKCANCEL, {"OK", "Cancel"}, {IDOK, IDCANCEL}, IDCANCEL},
+        {MB_ABORTRETRYIGNORE, {"Abort", "Retry", "Ignore"}, {IDABORT, IDRETRY, IDIGNORE}, 0},
+        {MB_YESNO, {"Yes", "No"}, {IDYES, IDNO}, 0},
+        {MB_YESNOCANCEL, {"Yes", "No", "Cancel"}, {IDYES, IDNO, IDCANCEL}, IDCANCEL},
+        {MB_RETRYCANCEL, {"Retry", "Cancel"}, {IDRETRY, IDCANCEL}, IDCANCEL}};
+    for (const auto& [type, labels, answers, escape] : rows)
     {
-        std::future<int> answer = ask(type.type);
-        if (closed)
-            on_gui([] { shown<QMessageBox>("Caption")->close(); });
-        else
-            press(Qt::Key_Escape);
-        if (type.escape == 0)
+        SCOPED_TRACE(type);
+        for (size_t i = 0; i < labels.size(); ++i)
         {
-            EXPECT_TRUE(on_gui([] { return shown<QMessageBox>("Caption") != nullptr; }));
-            click(type.buttons[0].first);
+            std::future<int> answer = ask(type);
+            const auto placed = on_gui(
+                []
+                {
+                    const QMessageBox& box = *shown<QMessageBox>("Caption");
+                    EXPECT_EQ(box.text(), QStringLiteral("The t\u00e4xt <b>"));
+                    std::map<int, std::string> texts;
+                    for (QAbstractButton* const button : box.buttons())
+                        texts[button->x()] = button->text().remove(u'&').toStdString();
+                    return texts;
+                });
+            EXPECT_TRUE(std::ranges::equal(placed | std::views::values, labels));
+            click(labels[i]);
+            EXPECT_EQ(answer.get(), answers[i]);
         }
-        EXPECT_EQ(answer.get(), type.escape ? type.escape : type.buttons[0].second);
+        for (const bool closed : {false, true})
+        {
+            std::future<int> answer = ask(type);
+            if (closed)
+                on_gui([] { shown<QMessageBox>("Caption")->close(); });
+            else
+                press(Qt::Key_Escape);
+            if (escape == 0)
+            {
+                EXPECT_TRUE(on_gui([] { return shown<QMessageBox>("Caption") != nullptr; }));
+                click(labels[0]);
+            }
+            EXPECT_EQ(answer.get(), escape ? escape : answers[0]) << closed;
+        }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    MessageBoxes, BoxOfAType,
-    testing::Values(
-        Type{"Ok", MB_OK, {{"OK", IDOK}}, IDOK},
-        Type{"OkCancel", MB_OKCANCEL, {{"OK", IDOK}, {"Cancel", IDCANCEL}}, IDCANCEL},
-        Type{"AbortRetryIgnore",
-             MB_ABORTRETRYIGNORE,
-             {{"Abort", IDABORT}, {"Retry", IDRETRY}, {"Ignore", IDIGNORE}},
-             0},
-        Type{"YesNo", MB_YESNO, {{"Yes", IDYES}, {"No", IDNO}}, 0},
-        Type{"YesNoCancel",
-             MB_YESNOCANCEL,
-             {{"Yes", IDYES}, {"No", IDNO}, {"Cancel", IDCANCEL}},
-             IDCANCEL},
-        Type{"RetryCancel", MB_RETRYCANCEL, {{"Retry", IDRETRY}, {"Cancel", IDCANCEL}}, IDCANCEL}),
-    [](const auto& type) { return std::string(type.param.name); });
-
-TEST_F(BoxOnADisplay, EnterTakesTheDefaultButton)
+TEST_F(BoxOnADisplay, HasTheIconOfItsTypeAndEnterTakesTheDefaultButton)
 {
-    const std::pair<UINT, int> defaults[] = {
-        {MB_DEFBUTTON1, IDABORT}, {MB_DEFBUTTON2, IDRETRY}, {MB_DEFBUTTON3, IDIGNORE}};
-    for (const auto& [flag, id] : defaults)
+    for (const auto& [flag, id] : {std::pair<UINT, int>{MB_DEFBUTTON1, IDABORT},
+                                   {MB_DEFBUTTON2, IDRETRY},
+                                   {MB_DEFBUTTON3, IDIGNORE}})
     {
         std::future<int> answer = ask(MB_ABORTRETRYIGNORE | flag);
         press(Qt::Key_Return);
         EXPECT_EQ(answer.get(), id);
     }
-}
-
-TEST_F(BoxOnADisplay, HasTheIconOfItsType)
-{
     const std::pair<UINT, QMessageBox::Icon> icons[] = {
         {0, QMessageBox::NoIcon},
         {MB_ICONHAND, QMessageBox::Critical},
@@ -168,17 +136,13 @@ TEST_F(BoxOnADisplay, BlocksItsCallerAlone)
     EXPECT_EQ(first.get(), IDNO);
 }
 
-TEST_F(BoxOnADisplay, FailsWhenItsOwnerGoes)
+TEST_F(BoxOnADisplay, FailsWhenItsOwnerGoesAndIsNotShownWhereTheAnswerIsPrepared)
 {
     auto window = std::make_unique<test::ListWindow>(L"Owner");
     ASSERT_TRUE(eventually([] { return shown("Owner") != nullptr; }));
     std::future<int> answer = ask(MB_OK, L"Owned", window->window());
     window.reset();
     EXPECT_EQ(answer.get(), 0);
-}
-
-TEST_F(BoxOnADisplay, IsNotShownWhereTheAnswerIsPrepared)
-{
     setenv("PLINTH_MESSAGEBOX", "cancel", 1);
     EXPECT_EQ(MessageBoxW(nullptr, L"x", L"y", MB_OKCANCEL), IDCANCEL);
 }

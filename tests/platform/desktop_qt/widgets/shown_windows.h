@@ -9,20 +9,20 @@
 #include <string>
 #include <thread>
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QHeaderView>
 #include <QMessageBox>
 #include <QTableView>
+#include <QTest>
 #include <QThread>
 
 #include <gtest/gtest.h>
 
 #include <windows.h>
 
-#include <commctrl.h>
-
+#include "support/list_messages.h"
 #include "support/virtual_display.h"
-#include "support/wide_text.h"
 #include "support/window_thread.h"
 
 namespace test
@@ -116,13 +116,12 @@ public:
                   // With room for a few rows: 300 by 200.
                   const HWND window =
                       create_window(L"Listing", title, nullptr, WS_OVERLAPPEDWINDOW, this);
+                  m_list = create_window(WC_LISTVIEWW, nullptr, window, WS_CHILD | WS_VISIBLE);
                   RECT client = {};
                   GetClientRect(window, &client);
-                  m_list = CreateWindowExW(0, L"SysListView32", nullptr, WS_CHILD | WS_VISIBLE, 0,
-                                           0, client.right, client.bottom, window, nullptr, nullptr,
-                                           nullptr);
+                  MoveWindow(m_list, 0, 0, client.right, client.bottom, TRUE);
                   for (int i = 0; i < columns; ++i)
-                      add_column(i);
+                      add_column(m_list, i, Wide("column " + std::to_string(i)), 60 + 10 * i);
                   ShowWindow(window, SW_SHOW);
                   return window;
               })
@@ -140,16 +139,8 @@ public:
     HWND list() const { return m_list; }
     void add_row(int row)
     {
-        const Wide first("row " + std::to_string(row));
-        const Wide second("é " + std::to_string(row * row % 1000));
-        LVITEMW item = {};
-        item.mask = LVIF_TEXT;
-        item.iItem = row;
-        item.pszText = const_cast<wchar_t*>(first.c_str());
-        SendMessageW(m_list, LVM_INSERTITEMW, 0, reinterpret_cast<LPARAM>(&item));
-        item.iSubItem = 1;
-        item.pszText = const_cast<wchar_t*>(second.c_str());
-        SendMessageW(m_list, LVM_SETITEMW, 0, reinterpret_cast<LPARAM>(&item));
+        test::add_row(m_list, row, Wide("row " + std::to_string(row)));
+        set_cell(m_list, row, 1, Wide("é " + std::to_string(row * row % 1000)));
         SendMessageW(m_list, LVM_ENSUREVISIBLE, static_cast<WPARAM>(row), FALSE);
     }
     void add_rows(int from, int to)
@@ -185,26 +176,38 @@ private:
             return DestroyWindow(window);
         return DefWindowProcW(window, message, wParam, lParam);
     }
-    void add_column(int index)
-    {
-        const Wide text("column " + std::to_string(index));
-        LVCOLUMNW column = {};
-        column.mask = LVCF_TEXT | LVCF_WIDTH;
-        column.cx = 60 + 10 * index;
-        column.pszText = const_cast<wchar_t*>(text.c_str());
-        SendMessageW(m_list, LVM_INSERTCOLUMNW, static_cast<WPARAM>(index),
-                     reinterpret_cast<LPARAM>(&column));
-    }
-
     HWND m_list = nullptr;
     WindowThread m_thread;
 };
 
-// A display, and what is seen on it: for tests whose process leaves Qt to the plug-in.
+// A display: for tests whose process leaves Qt to the plug-in.
 struct OnADisplay : testing::Test
 {
     VirtualDisplay display;
     void SetUp() override { ASSERT_TRUE(display); }
 };
+
+// A display, and an application that runs Qt itself.
+struct WithOwnQt : OnADisplay
+{
+    void SetUp() override
+    {
+        OnADisplay::SetUp();
+        application = std::make_unique<QApplication>(count, arguments);
+    }
+    int count = 1;
+    char name[5] = "test";
+    char* arguments[2] = {name, nullptr};
+    std::unique_ptr<QApplication> application;
+};
+
+// Presses a button of a box, given by its label without the mark of its key.
+inline void press_button(const QMessageBox& box, const char* label)
+{
+    for (QAbstractButton* const button : box.buttons())
+        if (button->text().remove(u'&') == QLatin1String(label))
+            return QTest::mouseClick(button, Qt::LeftButton);
+    ADD_FAILURE() << "no button " << label;
+}
 
 } // namespace test

@@ -1,6 +1,5 @@
 // Copying, finding and following with the keys of a user, on a table over a model of the test's
 // own.
-#include <QApplication>
 #include <QClipboard>
 #include <QLineEdit>
 #include <QScrollBar>
@@ -15,16 +14,11 @@
 namespace
 {
 
-int g_count = 1;
-char g_name[] = "test";
-char* g_arguments[] = {g_name, nullptr};
-
-struct TableCommands : test::OnADisplay
+struct TableCommands : test::WithOwnQt
 {
     void SetUp() override
     {
-        OnADisplay::SetUp();
-        application = std::make_unique<QApplication>(g_count, g_arguments);
+        WithOwnQt::SetUp();
         for (int row = 0; row < 60; ++row)
             append(row);
         table = std::make_unique<qt_table::TraceTable>();
@@ -44,14 +38,18 @@ struct TableCommands : test::OnADisplay
     }
     QTableView& view() { return *table->view(); }
     QLineEdit& edit() { return *table->findBar()->findChild<QLineEdit*>(); }
-    int current() { return view().currentIndex().row(); }
-    std::string found()
+    void select(int row, QItemSelectionModel::SelectionFlags how)
     {
-        EXPECT_TRUE(QTest::qWaitFor([this] { return !ended.empty(); }));
-        return std::exchange(ended, "");
+        view().selectionModel()->select(model.index(row, 0), how | QItemSelectionModel::Rows);
     }
+    // How the search ended, and the row that it found.
+    std::pair<std::string, int> found(int limit = 5000)
+    {
+        EXPECT_TRUE(QTest::qWaitFor([this] { return !ended.empty(); }, limit));
+        return {std::exchange(ended, ""), view().currentIndex().row()};
+    }
+    using Found = std::pair<std::string, int>;
 
-    std::unique_ptr<QApplication> application;
     QStandardItemModel model;
     std::unique_ptr<qt_table::TraceTable> table;
     std::string ended;
@@ -60,16 +58,13 @@ struct TableCommands : test::OnADisplay
 TEST_F(TableCommands, CopyTakesTheSelectedRowsInOrderAndKeepsCellsInTheirPlace)
 {
     view().selectRow(8);
-    view().selectionModel()->select(model.index(6, 0),
-                                    QItemSelectionModel::Select | QItemSelectionModel::Rows);
-    view().selectionModel()->select(model.index(7, 0),
-                                    QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    select(6, QItemSelectionModel::Select);
+    select(7, QItemSelectionModel::Select);
     QTest::keyClick(&view(), Qt::Key_C, Qt::ControlModifier);
     EXPECT_EQ(QApplication::clipboard()->text().toStdString(),
               "row 6\thay\nrow 7\tA Needle with breaks\nrow 8\thay");
     view().horizontalHeader()->moveSection(1, 0);
-    view().selectionModel()->select(model.index(0, 0), QItemSelectionModel::ClearAndSelect |
-                                                           QItemSelectionModel::Rows);
+    select(0, QItemSelectionModel::ClearAndSelect);
     EXPECT_EQ(table->selectedText().toStdString(), "hay\trow 0") << "as it stands on the screen";
     view().hideColumn(1);
     EXPECT_EQ(table->selectedText().toStdString(), "row 0");
@@ -85,27 +80,23 @@ TEST_F(TableCommands, TypingFindsAndEnterGoesOnAroundTheTable)
 {
     QTest::keyClick(&view(), 'n');
     ASSERT_TRUE(table->findBar()->isVisible());
-    EXPECT_EQ(found(), "found");
-    EXPECT_EQ(current(), 7);
+    EXPECT_EQ(found(), Found("found", 7));
     QTest::keyClicks(&edit(), "eedle");
     EXPECT_EQ(edit().text().toStdString(), "needle");
-    EXPECT_EQ(found(), "found");
-    EXPECT_EQ(current(), 7) << "typing on stays where it is as long as that fits";
-    for (const auto& [row, how] : {std::pair(27, "found"), {47, "found"}, {7, "wrapped"}})
+    EXPECT_EQ(found(), Found("found", 7)) << "typing on stays where it is as long as that fits";
+    const std::tuple<Qt::KeyboardModifier, const char*, int> steps[] = {
+        {Qt::NoModifier, "found", 27},
+        {Qt::NoModifier, "found", 47},
+        {Qt::NoModifier, "wrapped", 7},
+        {Qt::ShiftModifier, "wrapped", 47},
+        {Qt::ShiftModifier, "found", 27}};
+    for (const auto& [modifier, how, row] : steps)
     {
-        QTest::keyClick(&edit(), Qt::Key_Return);
-        EXPECT_EQ(found(), how);
-        EXPECT_EQ(current(), row);
-    }
-    for (const auto& [row, how] : {std::pair(47, "wrapped"), {27, "found"}})
-    {
-        QTest::keyClick(&edit(), Qt::Key_Return, Qt::ShiftModifier);
-        EXPECT_EQ(found(), how);
-        EXPECT_EQ(current(), row);
+        QTest::keyClick(&edit(), Qt::Key_Return, modifier);
+        EXPECT_EQ(found(), Found(how, row));
     }
     QTest::keyClicks(&edit(), "x");
-    EXPECT_EQ(found(), "nothing");
-    EXPECT_EQ(current(), 27);
+    EXPECT_EQ(found(), Found("nothing", 27));
     QTest::keyClick(&edit(), Qt::Key_Escape);
     EXPECT_FALSE(table->findBar()->isVisible());
     EXPECT_EQ(table->focusWidget(), &view());
@@ -116,10 +107,7 @@ TEST_F(TableCommands, ASearchOfManySlicesLetsOthersRunAndEnds)
     class Long : public QAbstractTableModel
     {
     public:
-        int rowCount(const QModelIndex& parent) const override
-        {
-            return parent.isValid() ? 0 : 3'000'000;
-        }
+        int rowCount(const QModelIndex&) const override { return 3'000'000; }
         int columnCount(const QModelIndex&) const override { return 1; }
         QVariant data(const QModelIndex& index, int role) const override
         {
@@ -135,10 +123,8 @@ TEST_F(TableCommands, ASearchOfManySlicesLetsOthersRunAndEnds)
     QObject::connect(&timer, &QTimer::timeout, table.get(), [&] { ++ticks; });
     timer.start(0);
     table->findBar()->setText(QStringLiteral("needle"));
-    ASSERT_TRUE(QTest::qWaitFor([this] { return !ended.empty(); }, 60'000));
-    EXPECT_EQ(ended, "found");
+    EXPECT_EQ(found(60'000), Found("found", 2'999'999));
     EXPECT_GT(ticks, 2);
-    EXPECT_EQ(current(), 2'999'999);
     EXPECT_TRUE(table->isFollowing()) << "that is the last row";
     table->setModel(nullptr);
 }
@@ -151,6 +137,8 @@ TEST_F(TableCommands, EndFollowsAndGoingElsewhereDoesNot)
     append(60);
     QTest::qWait(0);
     EXPECT_EQ(view().rowAt(0), 0);
+    table->goToRow(30);
+    EXPECT_TRUE(view().rowAt(0) <= 30 && 30 <= test::last_row_in_sight(view()));
     QTest::keyClick(&view(), Qt::Key_End, Qt::ControlModifier);
     EXPECT_TRUE(table->isFollowing());
     table->goToRow(57); // in sight already: nothing scrolls
