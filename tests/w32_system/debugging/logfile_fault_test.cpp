@@ -1,15 +1,10 @@
-// Failures below the log, days that pass, and the installer's file.
+// Failures below the log, and days that pass.
 #include <cerrno>
-#include <filesystem>
-
-#include <gtest/gtest.h>
 
 #include <plinth_platform_test.h>
 
 #include "support/files.h"
 #include "support/log_files.h"
-
-namespace fs = std::filesystem;
 
 using test::log_content;
 using test::log_name;
@@ -22,19 +17,6 @@ using Names = std::vector<std::string>;
 constexpr int64_t day = 86'400'000; // ms
 
 using LogFaults = test::FreshLog;
-
-TEST_F(LogFaults, AFullDiskIsTheStatusOfTheMessageAndLosesNothingWritten)
-{
-    EXPECT_EQ(QV_Log(L"kept "), QV_OK);
-    PlinthTestFail("write", 1, 1, ENOSPC);
-    EXPECT_EQ(QV_Log(L"lost "), QV_ERR_DISKFULL);
-    PlinthTestReset();
-    PlinthTestFail("write", 1, 1, EIO);
-    EXPECT_EQ(QV_Log(L"lost "), QV_ERR_WRITEFILE);
-    PlinthTestReset();
-    EXPECT_EQ(QV_Log(L"goes on"), QV_OK);
-    EXPECT_EQ(log_content(), "kept goes on");
-}
 
 TEST_F(LogFaults, WithoutAFileOrALocalTimeThereIsNoLogUntilThereIs)
 {
@@ -62,26 +44,34 @@ void fill_log()
     EXPECT_EQ(QV_Log(test::Wide(2u << 20, L'x')), QV_OK);
 }
 
-TEST_F(LogFaults, AFailedSplitKeepsTheOldFile)
+TEST_F(LogFaults, AMessageThatFailsHasItsStatusAndIsLostAlone)
 {
-    fill_log();
     const struct
     {
+        bool splits;
         const char* operation;
         int error;
         int status;
-    } rows[] = {{"open", EACCES, QV_ERR_OPENFILE}, {"_localtime64", EINVAL, QV_ERR_SYSTEM}};
+    } rows[] = {{false, "write", ENOSPC, QV_ERR_DISKFULL},
+                {false, "write", EIO, QV_ERR_WRITEFILE},
+                {true, "open", EACCES, QV_ERR_OPENFILE},
+                {true, "_localtime64", EINVAL, QV_ERR_SYSTEM}};
     for (const auto& row : rows)
     {
-        SCOPED_TRACE(row.operation);
+        SCOPED_TRACE(row.operation + std::to_string(row.error));
+        test::start_log();
+        if (row.splits)
+            fill_log();
+        else
+            EXPECT_EQ(QV_Log(L"kept, "), QV_OK);
         PlinthTestFail(row.operation, 1, 0, row.error);
         EXPECT_EQ(QV_Log(L"lost"), row.status);
         EXPECT_EQ(QV_Log(L"lost"), row.status);
         EXPECT_EQ(test::current_log(), log_name(0));
         PlinthTestReset();
+        EXPECT_EQ(QV_Log(L"goes on"), QV_OK);
+        EXPECT_EQ(log_content(), row.splits ? "goes on" : "kept, goes on");
     }
-    EXPECT_EQ(QV_Log(L"goes on"), QV_OK);
-    EXPECT_EQ(log_content(), "goes on");
 }
 
 // Wherever opening fails in a split, also after the end of the old log.
@@ -227,68 +217,6 @@ TEST_F(LogFaults, AFileThatIsHeldOpenIsNotRemoved)
     CQvLogFile::CloseLog();
     EXPECT_EQ(QV_Log(L"x"), QV_OK);
     EXPECT_EQ(test::read_log(log_name(0, 39)), "");
-}
-
-// The installer's file is in the folder of the program: a copy of this program in a folder of its
-// own prints the folder of its log.
-int print_log_folder(int, char**)
-{
-    const std::string path = test::native_form(CQvLogFile::GetLogFilename());
-    std::printf("%s", path.substr(0, path.rfind('/') + 1).c_str());
-    return 0;
-}
-const test::ChildMain print_log_folder_main("print-log-folder", print_log_folder);
-
-std::string wide_bytes(const std::string& ascii)
-{
-    std::string bytes;
-    for (const char c : ascii)
-        bytes += std::string{c, '\0'};
-    return bytes;
-}
-
-// Below the folder of the data of all users.
-std::string folder_with(const std::string& xml)
-{
-    const std::string folder = test::make_folder("program");
-    fs::copy_file(test::program(), folder + "/program", fs::copy_options::overwrite_existing);
-    test::write_file(folder + "/SetupOptions.xml", xml);
-    FILE* const out = popen((folder + "/program --child print-log-folder").c_str(), "r");
-    char line[4096];
-    const std::string printed(line, fread(line, 1, sizeof line, out));
-    EXPECT_EQ(pclose(out), 0);
-    const std::string common = test::root() + "/ProgramData/";
-    return printed.starts_with(common) ? printed.substr(common.size()) : printed;
-}
-
-TEST_F(LogFaults, TheInstallersFileNamesTheFolder)
-{
-    const auto xml = [](const std::string& value)
-    {
-        return "<x><CQvSystem runtype=\"CQvListVariant\"><a/><wsAppFolder runtype=\"CQvStringW\" "
-               "value=\"" +
-               value + "\"/></x>";
-    };
-    const std::string good = wide_bytes(xml("Mine\\App"));
-    const std::string in_the_value = good.substr(0, good.find(wide_bytes("App")) + 3);
-    const char mine[] = "Mine/App/Logfiles/";
-    const char usual[] = "Quorvane/Platform/Logfiles/";
-    const struct
-    {
-        const char* what;
-        std::string xml;
-        const char* folder;
-    } rows[] = {{"good", good, mine},
-                {"with a byte order mark", "\xff\xfe" + good, mine},
-                {"one byte a character", xml("Mine"), usual},
-                {"empty", "", usual},
-                {"half", good.substr(0, good.size() / 2), usual},
-                {"cut in the value, in the middle of a character", in_the_value, usual},
-                {"long", wide_bytes(xml(std::string(100'000, 'v'))), usual},
-                {"without the list that must come first",
-                 wide_bytes("<wsAppFolder runtype=\"CQvStringW\" value=\"Mine\"/>"), usual}};
-    for (const auto& row : rows)
-        EXPECT_EQ(folder_with(row.xml), row.folder) << row.what;
 }
 
 } // namespace

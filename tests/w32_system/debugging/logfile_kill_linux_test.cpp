@@ -54,12 +54,6 @@ std::string record(unsigned writer, unsigned number)
     return text;
 }
 
-// Every third record is a trace, which has a stamp before it.
-bool is_trace(unsigned number)
-{
-    return number % 3 == 0;
-}
-
 // The record behind which a writer goes on in another file, or one close to it.
 unsigned record_of_split(unsigned writer)
 {
@@ -69,7 +63,7 @@ unsigned record_of_split(unsigned writer)
     while (bytes < limit)
     {
         ++number;
-        bytes += record(writer, number).size() + (is_trace(number) ? 32 : 2);
+        bytes += record(writer, number).size() + 2;
     }
     return number;
 }
@@ -80,13 +74,10 @@ int write_until_killed(int, char** argv)
     const auto writer = static_cast<unsigned>(std::atoi(argv[0]));
     Counter& confirmed = confirmed_records()[writer];
     CQvLogFile::SetMaxLogMessageLength(-1);
-    QV_SetTraceOptions(QV_DIAG_LOGFILE);
     for (unsigned number = 1;; ++number)
     {
-        const std::string text = record(writer, number);
-        if (is_trace(number))
-            DiagOutputExW(L"%hs", text.c_str());
-        else if (const int status = QV_Log(test::Wide(text + "\r\n")); status != QV_OK)
+        const int status = QV_Log(test::Wide(record(writer, number) + "\r\n"));
+        if (status != QV_OK)
             return -status;
         confirmed.store(number, std::memory_order_release);
     }
@@ -103,15 +94,11 @@ struct Line
 // Whether a text is one whole line, without its line end.
 bool is_whole(const std::string& text, Line& line)
 {
-    static const std::regex stamp("^" + test::stamp_pattern);
-    std::smatch found;
-    const std::string head = text.substr(0, 40);
-    const bool stamped = std::regex_search(head, found, stamp);
-    const std::string rest = stamped ? text.substr(static_cast<size_t>(found.length())) : text;
+    static const std::regex own("^" + test::stamp_pattern + "[^<]*");
     line = {};
-    if (std::sscanf(rest.c_str(), "<%u.%u>", &line.writer, &line.number) == 2)
-        return stamped == is_trace(line.number) && rest == record(line.writer, line.number);
-    return stamped && rest.find('<') == std::string::npos;
+    if (std::sscanf(text.c_str(), "<%u.%u>", &line.writer, &line.number) == 2)
+        return text == record(line.writer, line.number);
+    return text.size() < 100 && std::regex_match(text, own);
 }
 
 using LogConcurrent = test::FreshLog;

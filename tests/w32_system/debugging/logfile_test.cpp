@@ -1,6 +1,5 @@
 // Writing to the log, the names of its files, and its settings.
 #include <algorithm>
-#include <filesystem>
 #include <regex>
 
 #include "support/log_files.h"
@@ -92,69 +91,44 @@ TEST_F(LogWriting, TurningTheLogOffClosesItOnce)
     EXPECT_EQ(CQvLogFile::CloseLog(), QV_OK);
 }
 
-TEST_F(LogWriting, AFolderThatGoesWhileTheLogIsOpenIsMadeAnewByTheNextInstance)
-{
-    EXPECT_EQ(QV_Log(L"lost with its folder"), QV_OK);
-    std::filesystem::remove_all(test::log_folder());
-    EXPECT_EQ(QV_Log(L"nobody can see this"), QV_OK);
-    CQvLogFile::CloseLog();
-    EXPECT_EQ(QV_Log(L"here again"), QV_OK);
-    EXPECT_EQ(log_content(), "here again");
-}
-
 TEST_F(LogNames, TheFileFollowsFromTheDaysFilesAndTheSetting)
 {
-    const std::vector<unsigned> none, first = {0}, seven = {0, 3, 7}, last = {0, 9999};
+    const std::string old = "old\r\n", utf16 = "\xff\xfe"
+                                               "x";
     const struct
     {
-        std::vector<unsigned> numbers; // of the files that the day has
+        std::vector<std::string> names; // of the files that the day has
+        std::string content;            // theirs
         bool per_session;
         unsigned chosen;
-    } rows[] = {{none, false, 0},  {none, true, 0},  {first, false, 0},   {first, true, 1},
-                {seven, false, 7}, {seven, true, 8}, {last, false, 9999}, {last, true, 0}};
-    for (const auto& row : rows)
+    } rows[] = {{{}, old, false, 0},
+                {{}, old, true, 0},
+                {{log_name(0)}, old, false, 0},
+                {{log_name(0)}, old, true, 1},
+                {{log_name(0), log_name(3), log_name(7)}, old, false, 7},
+                {{log_name(0), log_name(3), log_name(7)}, old, true, 8},
+                {{log_name(0), log_name(9999)}, old, false, 9999},
+                {{log_name(0), log_name(9999)}, old, true, 0},
+                {{log_name(0).insert(16, "_x")}, old, true, 1}, // without a number
+                {{log_name(4)}, utf16, false, 5},               // the other form stays as it is
+                {{log_name(4)}, "\xff", false, 4},              // one byte is no mark
+                {{log_name(4)}, "\xff\xff", false, 4},
+                {{log_name(4)}, "\xfe\xfe", false, 4},
+                {{log_name(4)}, "", false, 4}};
+    for (const auto& [names, content, per_session, chosen] : rows)
     {
-        SCOPED_TRACE(std::to_string(row.numbers.size()) + (row.per_session ? ", new" : ", append"));
-        test::set_log_setting(L"LogPerSession_4", row.per_session);
+        SCOPED_TRACE((per_session ? "new " : "append ") + std::to_string(chosen) + content);
+        test::set_log_setting(L"LogPerSession_4", per_session);
         test::start_log();
-        for (const unsigned number : row.numbers)
-            test::write_log(log_name(number), "old\r\n");
+        for (const std::string& name : names)
+            test::write_log(name, content);
         EXPECT_EQ(QV_Log(L"new"), QV_OK);
-        EXPECT_EQ(test::current_log(), log_name(row.chosen));
-        EXPECT_EQ(CQvLogFile::IsPerSession(), row.per_session);
+        EXPECT_EQ(test::current_log(), log_name(chosen));
+        EXPECT_EQ(CQvLogFile::IsPerSession(), per_session);
         EXPECT_EQ(log_content(),
-                  std::ranges::count(row.numbers, row.chosen) ? "old\r\nnew" : "new");
+                  (std::ranges::count(names, log_name(chosen)) ? content : "") + "new");
+        EXPECT_EQ(test::read_log(log_name(4)) == utf16, content == utf16);
     }
-}
-
-TEST_F(LogNames, AFileOfTheOtherFormIsPassedOver)
-{
-    const struct
-    {
-        const char* content;
-        unsigned chosen;
-    } rows[] = {{"\xff\xfex", 5}, // UTF-16 by its mark
-                {"\xff", 4},      // one byte is no mark
-                {"\xff\xff", 4},
-                {"\xfe\xfe", 4},
-                {"", 4}};
-    test::set_log_setting(L"LogPerSession_4", 0);
-    for (const auto& row : rows)
-    {
-        SCOPED_TRACE(row.content);
-        test::start_log();
-        test::write_log(log_name(4), row.content);
-        EXPECT_EQ(QV_Log(L"new"), QV_OK);
-        EXPECT_EQ(test::current_log(), log_name(row.chosen));
-        EXPECT_EQ(test::read_log(log_name(4)).find("new") != std::string::npos, row.chosen == 4);
-    }
-}
-
-TEST_F(LogNames, ANameWithoutANumberCountsAsNumberZero)
-{
-    test::write_log(log_name(0).insert(16, "_x"), "old");
-    EXPECT_EQ(QV_Log(L"new"), QV_OK);
-    EXPECT_EQ(test::current_log(), log_name(1));
 }
 
 TEST_F(LogSettings, BadValuesLeaveTheDefaults)
