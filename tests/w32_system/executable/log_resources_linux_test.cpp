@@ -58,7 +58,7 @@ TEST(LogResources, CountUpToTheirLimitsBeforeTheInstallersFile)
 TEST(LogResources, WithoutThemTheInstallersFileNamesTheFolder)
 {
     const std::string good = wide_bytes(xml_with("Mine\\App"));
-    const std::string in_the_value = good.substr(0, good.find(wide_bytes("App")) + 3);
+    const std::string in_the_value = good.substr(0, good.rfind(wide_bytes("App")) + 3);
     const struct
     {
         const char* what;
