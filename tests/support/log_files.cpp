@@ -5,6 +5,10 @@
 #include <filesystem>
 #include <regex>
 
+#ifndef _WIN32
+#include <plinth_platform_test.h>
+#endif
+
 namespace fs = std::filesystem;
 
 namespace test
@@ -19,18 +23,25 @@ std::string log_folder()
 #endif
 }
 
-std::string log_name(unsigned number)
+std::string log_name(unsigned number, int days_ago)
 {
-    const time_t now = time(nullptr);
+    const time_t day = time(nullptr) - time_t{days_ago} * 86'400;
     char name[64];
-    strftime(name, sizeof name, "qvapp_%Y-%m-%d", localtime(&now));
-    std::string result = name;
+    size_t length = strftime(name, sizeof name, "qvapp_%Y-%m-%d", localtime(&day));
     if (number)
-    {
-        snprintf(name, sizeof name, "_(%04u)", number);
-        result += name;
-    }
-    return result + ".log";
+        length +=
+            static_cast<size_t>(snprintf(name + length, sizeof name - length, "_(%04u)", number));
+    return std::string(name, length) + ".log";
+}
+
+std::string read_log(const std::string& name)
+{
+    return read_file(log_folder() + "/" + name);
+}
+
+void write_log(const std::string& name, const std::string& bytes)
+{
+    write_file(log_folder() + "/" + name, bytes);
 }
 
 std::vector<std::string> log_names()
@@ -57,10 +68,8 @@ void start_log()
 
 std::string log_content()
 {
-    static const std::regex header(
-        "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\*vtq\\* Log session started\\.\r\n");
-    const std::string file = log_folder() + "/" + current_log();
-    return std::regex_replace(read_file(file), header, "");
+    static const std::regex header(stamp_pattern + "Log session started\\.\r\n");
+    return std::regex_replace(read_log(current_log()), header, "");
 }
 
 void set_log_setting(const wchar_t* name, DWORD value)
@@ -69,6 +78,26 @@ void set_log_setting(const wchar_t* name, DWORD value)
     RegCreateKeyW(HKEY_LOCAL_MACHINE, L"Software\\Quorvane\\Misc\\LogFile", &key);
     RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
     RegCloseKey(key);
+}
+
+FreshLog::FreshLog()
+{
+    CQvLogFile::SetMaxLogMessageLength(-1);
+    start_log();
+}
+
+FreshLog::~FreshLog()
+{
+#ifndef _WIN32
+    PlinthTestReset();
+#endif
+    CQvLogFile::CloseLog();
+    CQvLogFile::SetMaxLogMessageLength(512);
+    set_log_setting(L"LogPerSession_4", 1);
+    set_log_setting(L"MaxLogMBytes", 0);
+    set_log_setting(L"MaxLogDays", 10);
+    QV_SetTraceOptions(QV_DIAG_DEBUGGER | QV_DIAG_LOGFILE);
+    QV_SetFailifOptions(QV_DIAG_LOGFILE);
 }
 
 } // namespace test

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include <plinth_w32_system.h>
 
 #include "support/environment.h"
@@ -12,11 +14,20 @@
 namespace test
 {
 
+// The stamp of a record, as a regular expression.
+inline const std::string stamp_pattern =
+    "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\*vtq\\* ";
+
 // The folder of the log, native, as the settings of this process give it.
 std::string log_folder();
 
-// Today's log file of a number, without the folder: "qvapp_YYYY-MM-DD_(NNNN).log".
-std::string log_name(unsigned number);
+// Today's log file of a number, without the folder: "qvapp_YYYY-MM-DD_(NNNN).log". The day can be
+// an earlier or, below 0, a later one.
+std::string log_name(unsigned number, int days_ago = 0);
+
+// Whole files of the log folder, by their names in it.
+std::string read_log(const std::string& name);
+void write_log(const std::string& name, const std::string& bytes);
 
 // The names in the log folder, sorted.
 std::vector<std::string> log_names();
@@ -33,5 +44,14 @@ std::string log_content();
 
 // Stores a REG_DWORD of the log's settings for the next instances.
 void set_log_setting(const wchar_t* name, DWORD value);
+
+// A test with a fresh log, which has no limit for a message. Afterwards the settings of the log and
+// the destinations of records and reports are the usual ones again, and the stand-in has no faults.
+class FreshLog : public testing::Test
+{
+protected:
+    FreshLog();
+    ~FreshLog() override;
+};
 
 } // namespace test

@@ -1,10 +1,6 @@
 // Threads that assert at once.
-#include <atomic>
-#include <string>
+#include <barrier>
 #include <thread>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include "support/log_files.h"
 #include "support/soak.h"
@@ -31,20 +27,16 @@ constexpr int (*callers[threads])(unsigned) = {assert_from<0>, assert_from<1>, a
 // All threads begin their first report, with which the symbol engine starts, at once.
 void assert_on_all(unsigned options)
 {
-    std::atomic<int> ready{0};
-    std::vector<std::thread> all;
-    for (int thread = 0; thread < threads; ++thread)
+    std::barrier start(threads);
+    std::vector<std::jthread> all;
+    for (const auto caller : callers)
         all.emplace_back(
-            [&ready, thread, options]
+            [&start, caller, options]
             {
-                ++ready;
-                while (ready < threads)
-                    std::this_thread::yield();
+                start.arrive_and_wait();
                 for (int i = 0; i < rounds; ++i)
-                    callers[thread](options);
+                    caller(options);
             });
-    for (std::thread& each : all)
-        each.join();
 }
 
 // The thread that a report is of, or -1 if it isn't whole and of one piece.
@@ -59,10 +51,10 @@ int thread_of(const std::string& report, bool stack)
             std::string::npos)
             continue;
         const size_t line = report.find("\r\n0x");
-        const std::string caller = "assert_from<" + number + ">(unsigned int)";
-        if (!stack || (line != std::string::npos &&
-                       report.substr(line, report.find('\n', line + 2) - line).find(caller) !=
-                           std::string::npos))
+        if (!stack ||
+            (line != std::string::npos &&
+             report.substr(line, report.find('\n', line + 2) - line)
+                     .find("assert_from<" + number + ">(unsigned int)") != std::string::npos))
             return thread;
     }
     return -1;
@@ -72,29 +64,23 @@ void expect_whole_reports(bool stack)
 {
     const std::string content = test::log_content();
     const std::string head = "Debug Assertion Failed!\r\n";
-    int count[threads] = {};
+    std::vector<int> count(threads);
     for (size_t at = content.find(head); at != std::string::npos;)
     {
         const size_t next = content.find(head, at + 1);
         const std::string report = content.substr(at, next - at);
         const int thread = thread_of(report, stack);
         ASSERT_GE(thread, 0) << report;
-        ++count[thread];
+        ++count[static_cast<size_t>(thread)];
         at = next;
     }
-    for (const int each : count)
-        EXPECT_EQ(each, rounds);
+    EXPECT_EQ(count, std::vector(threads, rounds));
 }
 
-class ConcurrentAssertions : public testing::Test
-{
-protected:
-    ConcurrentAssertions() { CQvLogFile::SetMaxLogMessageLength(-1); }
-};
+using ConcurrentAssertions = test::FreshLog;
 
 TEST_F(ConcurrentAssertions, GiveWholeReports)
 {
-    test::start_log();
     assert_on_all(QV_DIAG_LOGFILE | QV_DIAG_DEBUGGER);
     expect_whole_reports(false);
 }

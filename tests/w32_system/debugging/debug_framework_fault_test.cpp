@@ -1,27 +1,56 @@
-// The debug framework as a whole: from the channel into windows, and what can go wrong.
+// The debug framework as a whole: from the channel into windows, what can go wrong, and threads
+// that have to be terminated, where a termination only starts the end of a thread.
 #include <atomic>
 #include <cerrno>
-#include <cstdlib>
 #include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 #include <plinth_platform_test.h>
 
 #include "debug_windows.h"
-#include "hanging_window.h"
 #include "support/entries.h"
+#include "support/instead.h"
 #include "support/soak.h"
-
-namespace
-{
 
 using test::cell;
 using test::comes_true;
 using test::row_count;
+
+namespace
+{
+
+// A thread that was terminated goes on until somebody waits for it.
+std::atomic<bool> g_put_off{false};
+std::atomic<HANDLE> g_terminated{nullptr};
+std::atomic<DWORD> g_exit_code{0};
+
+} // namespace
+
+TEST_INSTEAD BOOL TerminateThread(HANDLE thread, DWORD code)
+{
+    if (!g_put_off)
+        return TEST_REAL(TerminateThread)(thread, code);
+    g_exit_code = code;
+    g_terminated = thread;
+    return TRUE;
+}
+
+TEST_INSTEAD DWORD WaitForSingleObject(HANDLE object, DWORD limit)
+{
+    static auto* const real = TEST_REAL(WaitForSingleObject);
+    HANDLE terminated = object;
+    if (object && g_terminated.compare_exchange_strong(terminated, nullptr))
+    {
+        EXPECT_NE(limit, INFINITE);
+        TEST_REAL(TerminateThread)(object, g_exit_code);
+    }
+    return real(object, limit);
+}
+
+namespace
+{
 
 struct Framework : testing::Test
 {
@@ -57,24 +86,6 @@ TEST_F(Framework, ShowsRecordsOfTheChannelAndIsMadeAnewOnlyWhenAsked)
     EXPECT_EQ(test::debug_windows(), 1);
     EXPECT_TRUE(reaches_window(5)) << "the new one has the channel";
 } // the static tear-down ends it
-
-TEST_F(Framework, ASecondOneSaysSoOnceAndStaysEmpty)
-{
-    setenv("PLINTH_MESSAGEBOX", "ok", 1);
-    CDebugFramework first(nullptr);
-    ASSERT_TRUE(reaches_window(1));
-    PlinthTestArm();
-    {
-        CDebugFramework second(nullptr);
-        EXPECT_EQ(PlinthTestCalls("MessageBoxW"), 1u);
-        EXPECT_NE(test::debug_window(0), nullptr) << "its window opens all the same";
-        const int before = row_count(1);
-        OutputDebugStringA("|wndid:1| for the first");
-        EXPECT_TRUE(comes_true([before] { return row_count(1) > before; }));
-        EXPECT_EQ(row_count(0), 0);
-    }
-    EXPECT_EQ(test::debug_window(0), nullptr);
-}
 
 TEST_F(Framework, AThreadThatCanNotBeStartedHangsNothing)
 {
@@ -121,7 +132,7 @@ TEST_F(Framework, AWindowThatCanNotBeMadeDropsItsRows)
         windows.AddItem(L"|wndid:6| and it stays so");
         PlinthTestReset();
         EXPECT_EQ(test::debug_windows(), 1) << step;
-        EXPECT_EQ(row_count(0), 1);
+        EXPECT_EQ(row_count(0), 1) << step;
     }
 }
 
@@ -132,21 +143,8 @@ TEST_F(Framework, AnInsertionThatFailsLeavesTheOthers)
     PlinthTestFail("LVM_INSERTITEMW", 1, 1, 8);
     windows.AddItem(L"|wndid:0| lost");
     windows.AddItem(L"|wndid:0| b");
-    EXPECT_EQ(row_count(0), 2);
-    EXPECT_EQ(cell(0, 1, 1), " b");
-    EXPECT_EQ(cell(0, 1, 0), "2") << "the number tells that one is missing";
-}
-
-// Three seconds are what a window has for an answer, and again for its end.
-TEST_F(Framework, AWindowThatHangsCostsItsLimitAndIsEndedWithItsThread)
-{
-    test::HangingWindow hanging;
-    HWND window = nullptr;
-    {
-        Windows windows;
-        window = hanging.hang(0);
-    }
-    EXPECT_FALSE(IsWindow(window));
+    EXPECT_EQ(test::rows(0, 2), (std::vector<std::string>{"0| a|", "2| b|"}))
+        << "the number tells that one is missing";
 }
 
 // Each message that is not answered costs its limit, here without the time that it takes.
@@ -165,52 +163,47 @@ TEST_F(Framework, AWindowThatHangsCostsTheAdderOneLimitForEachMessageAndTheOther
     EXPECT_EQ(row_count(1), 2);
 }
 
-TEST_F(Framework, OddTextsComeThroughTheChannelIntoTheirCells)
-{
-    CDebugFramework framework(nullptr);
-    ASSERT_TRUE(reaches_window(9));
-    std::string fields = "|wndid:9| ";
-    for (int i = 0; i < 300; ++i)
-        fields += "\t" + std::to_string(i % 10);
-    for (const char* text : {"|wndid:x9| no number", "|wndid:0| a\r\nb\tc\r\n\t",
-                             "|wndid:0| \xff\xc3(\xe2\x82", "|wndid:0"})
-        OutputDebugStringA(text);
-    OutputDebugStringA(fields.c_str());
-    ASSERT_TRUE(
-        comes_true([] { return row_count(0) == 4 && cell(9, row_count(9) - 1, 301) == "9"; }));
-    EXPECT_EQ(cell(0, 0, 1), " no number");
-    EXPECT_EQ(cell(0, 1, 1) + "|" + cell(0, 1, 2) + "|" + cell(0, 1, 3), " a  b|c  |");
-    const std::string bad = "\xef\xbf\xbd";
-    EXPECT_EQ(cell(0, 2, 1), " " + bad + bad + "(" + bad);
-    EXPECT_EQ(cell(0, 3, 1), "");
-}
+HANDLE g_release; // what hangs waits for it
 
-TEST_F(Framework, DestructionDropsTheTextsThatWait)
+// Keeps its adder at the first text that it gets, to the end or for ever.
+class Slow : public CDebugFramework
 {
-    static std::atomic<int> s_added{0};
-    struct Slow : CDebugFramework
+public:
+    explicit Slow(bool hangs) : CDebugFramework(true), m_hangs(hangs) { StartThreads("test"); }
+    ~Slow() override { StopThreads(); }
+    void AddItem(const wchar_t*) override
     {
-        Slow() : CDebugFramework(true) { StartThreads("test"); }
-        ~Slow() override { StopThreads(); }
-        void AddItem(const wchar_t*) override
-        {
-            ++s_added;
-            while (m_bAdderRun)
-                Sleep(0);
-        }
-    };
+        ++s_added;
+        if (m_hangs)
+            WaitForSingleObject(g_release, INFINITE);
+        while (m_bAdderRun)
+            Sleep(0);
+    }
+    static bool gets_text()
     {
-        Slow slow;
-        ASSERT_TRUE(comes_true(
+        s_added = 0;
+        return comes_true(
             []
             {
                 OutputDebugStringA("x");
                 return s_added > 0;
-            }));
+            });
+    }
+    static inline std::atomic<int> s_added{0};
+
+private:
+    const bool m_hangs;
+};
+
+TEST_F(Framework, DestructionDropsTheTextsThatWait)
+{
+    {
+        const Slow slow(false);
+        ASSERT_TRUE(slow.gets_text());
         for (int i = 0; i < 500; ++i)
             OutputDebugStringA("x");
     }
-    EXPECT_EQ(s_added, 1) << "the one that was being added";
+    EXPECT_EQ(Slow::s_added, 1) << "the one that was being added";
 }
 
 TEST_F(Framework, AnOwnerThatIsNoWindowIsNone)
@@ -220,10 +213,59 @@ TEST_F(Framework, AnOwnerThatIsNoWindowIsNone)
     EXPECT_EQ(GetParent(test::debug_window(0)), nullptr);
 }
 
+WNDPROC g_before;
+
+LRESULT CALLBACK hang(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    if (message == WM_SETTEXT)
+        WaitForSingleObject(g_release, INFINITE);
+    return CallWindowProcW(g_before, window, message, wParam, lParam);
+}
+
+struct ThreadEnd : testing::Test
+{
+    ThreadEnd()
+    {
+        g_release = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        g_put_off = true;
+        g_exit_code = 17;
+    }
+    ~ThreadEnd() override
+    {
+        g_put_off = false;
+        CloseHandle(g_release);
+    }
+};
+
+TEST_F(ThreadEnd, OfAWindowThatHangsIsAwaitedBeforeTheWindowIsFreed)
+{
+    HWND window = nullptr;
+    {
+        const Windows windows;
+        window = test::debug_window(0);
+        g_before = reinterpret_cast<WNDPROC>(
+            SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(hang)));
+        EXPECT_FALSE(SendMessageTimeoutW(window, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(L"x"), 0,
+                                         10, nullptr));
+    }
+    EXPECT_EQ(g_exit_code, 1u);
+    EXPECT_FALSE(IsWindow(window)) << "its thread goes on";
+}
+
+TEST_F(ThreadEnd, OfAnAdderThatHangsIsAwaitedBeforeTheFrameworkIsFreed)
+{
+    {
+        const Slow hanging(true);
+        ASSERT_TRUE(hanging.gets_text());
+    }
+    EXPECT_EQ(g_exit_code, 0u) << "it was terminated";
+    EXPECT_EQ(g_terminated, nullptr) << "nobody has waited for its end";
+}
+
 TEST(FrameworkConcurrent, WritersOnManyThreadsReachTheirWindowsInOrderWhileOthersAreClosed)
 {
     constexpr int writers = 4;
-    constexpr int texts = 60;
+    constexpr int texts = 300;
     PlinthTestSetChannelPatience(60'000); // a busy machine loses nothing
     const test::SoakTime soak;
     uint64_t rounds = 0;
@@ -231,7 +273,7 @@ TEST(FrameworkConcurrent, WritersOnManyThreadsReachTheirWindowsInOrderWhileOther
     {
         CDebugFramework framework(nullptr);
         ASSERT_TRUE(reaches_window(100));
-        std::vector<std::thread> all;
+        std::vector<std::jthread> all;
         for (int writer = 0; writer < writers; ++writer)
             all.emplace_back(
                 [writer]
@@ -241,9 +283,8 @@ TEST(FrameworkConcurrent, WritersOnManyThreadsReachTheirWindowsInOrderWhileOther
                         OutputDebugStringA((tag + std::to_string(i)).c_str());
                 });
         PostMessageW(test::debug_window(100), WM_CLOSE, 0, 0);
-        for (std::thread& each : all)
-            each.join();
-        ASSERT_TRUE(reaches_window(101)) << "it comes behind all the others";
+        all.clear(); // joins them
+        ASSERT_TRUE(reaches_window(101)) << "it comes after all the others";
         for (int writer = 0; writer < writers; ++writer)
         {
             EXPECT_EQ(row_count(writer), texts) << "writer " << writer;

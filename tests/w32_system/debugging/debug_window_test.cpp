@@ -1,15 +1,15 @@
 // Which text goes to which window, and what a row of it looks like.
-#include <string>
-
 #include <gtest/gtest.h>
 
 #include "debug_windows.h"
 
+using test::cell;
+using test::rows;
+
 namespace
 {
 
-using test::cell;
-using test::row_count;
+using Rows = std::vector<std::string>;
 
 // Windows without threads: the test itself is the adder.
 class Framework : public CDebugFramework
@@ -22,73 +22,40 @@ public:
 TEST(DebugWindow, TheFirstIdentifierGetsTheFirstWindowAndOthersGetTheirOwn)
 {
     Framework framework;
-    EXPECT_NE(test::debug_window(0), nullptr);
-    framework.add("|wndid:7| first");
-    EXPECT_EQ(test::debug_window(0), nullptr);
-    EXPECT_EQ(test::debug_windows(), 1);
-    EXPECT_EQ(cell(7, 0, 1), " first") << "the blank behind the tag belongs to the text";
-    framework.add("|wndid:0| other");
-    framework.add("|wndid:-3| third");
-    EXPECT_EQ(test::debug_windows(), 3);
-    EXPECT_EQ(cell(0, 0, 1), " other");
-    EXPECT_EQ(cell(-3, 0, 1), " third");
-    EXPECT_EQ(row_count(7), 1);
-}
-
-TEST(DebugWindow, TheIdentifierOfTheFirstWindowKeepsIt)
-{
-    Framework framework;
-    framework.add("|wndid:0| a");
-    framework.add("|wndid:7| b");
-    EXPECT_EQ(cell(0, 0, 1), " a");
-    EXPECT_EQ(cell(7, 0, 1), " b");
-}
-
-TEST(DebugWindow, ATextWithoutAnIdentifierIsNotShown)
-{
-    Framework framework;
     for (const char* text : {"plain", "", "x |wndid:7| inside", "|wndid:2147483647| none",
                              "2026-01-02 no stamp |wndid:7| x"})
         framework.add(text);
     EXPECT_EQ(test::debug_windows(), 1);
-    EXPECT_EQ(row_count(0), 0);
-    framework.add("|wndid:5| now");
-    EXPECT_EQ(row_count(5), 1) << "the first window was still to be claimed";
-}
-
-TEST(DebugWindow, ATagIsTakenOutAndAnOddOneToo)
-{
-    Framework framework;
-    framework.add("|wndid:abc| no number");
-    framework.add("|wndid:0|without_a_blank");
-    framework.add("|wndid:0");
-    framework.add("|wndid:0| |wndid:9| second tag");
-    EXPECT_EQ(cell(0, 0, 1), " no number");
-    EXPECT_EQ(cell(0, 1, 1), "");
-    EXPECT_EQ(cell(0, 2, 1), "");
-    EXPECT_EQ(cell(0, 3, 1), " |wndid:9| second tag");
+    EXPECT_EQ(rows(0, 1), Rows{}) << "a text without an identifier is not shown";
+    ASSERT_NE(test::debug_window(0), nullptr);
+    framework.add("|wndid:7| first");
+    EXPECT_EQ(test::debug_window(0), nullptr);
     EXPECT_EQ(test::debug_windows(), 1);
-}
-
-TEST(DebugWindow, ARecordsTagCountsBehindItsStampWhichIsShown)
-{
-    Framework framework;
-    framework.add("2026-11-24 10:11:12.123 *vtq* |wndid:4| text\tfield\r\n");
-    EXPECT_EQ(cell(4, 0, 1), "2026-11-24 10:11:12.123 *vtq*  text");
-    EXPECT_EQ(cell(4, 0, 2), "field  ");
-}
-
-TEST(DebugWindow, ARowIsNumberedAndItsTabsMakeColumns)
-{
-    Framework framework;
-    for (const char* text : {"|wndid:0", "|wndid:0| a\tb\t\td", "|wndid:0| x\r\ny"})
+    for (const char* text : {"|wndid:0| other", "|wndid:-3| third", "|wndid:7| fourth"})
         framework.add(text);
-    ASSERT_EQ(row_count(0), 3);
-    for (int row = 0; row < 3; ++row)
-        EXPECT_EQ(cell(0, row, 0), std::to_string(row));
-    EXPECT_EQ(cell(0, 1, 1) + "," + cell(0, 1, 2) + "," + cell(0, 1, 3) + "," + cell(0, 1, 4),
-              " a,b,,d");
-    EXPECT_EQ(cell(0, 2, 1), " x  y") << "a line break is a blank each";
+    EXPECT_EQ(test::debug_windows(), 3);
+    EXPECT_EQ(rows(7, 2), (Rows{"0| first|", "1| fourth|"}));
+    EXPECT_EQ(rows(0, 2), Rows{"0| other|"});
+    EXPECT_EQ(rows(-3, 2), Rows{"0| third|"});
+    framework.CreateDebugWindow(7);
+    EXPECT_EQ(test::debug_windows(), 3);
+    EXPECT_EQ(rows(7, 1), (Rows{"0|", "1|"})) << "one that is there stays as it is";
+}
+
+TEST(DebugWindow, ARowHasNoTagIsNumberedAndItsTabsMakeColumns)
+{
+    Framework framework;
+    for (const char* text :
+         {"|wndid:abc| no number", "|wndid:0|without_a_blank", "|wndid:0",
+          "|wndid:0| |wndid:9| second tag", "|wndid:0| a\tb\t\td", "|wndid:0| x\r\ny",
+          "2026-11-24 10:11:12.123 *vtq* |wndid:0| text\tfield\r\n", "|wndid:7| in its own"})
+        framework.add(text);
+    EXPECT_EQ(rows(0, 5), (Rows{"0| no number||||", "1|||||", "2|||||",
+                                "3| |wndid:9| second tag||||", "4| a|b||d|", "5| x  y||||",
+                                "6|2026-11-24 10:11:12.123 *vtq*  text|field  |||"}));
+    framework.add("|wndid:7| " + std::string(9000, 'x'));
+    EXPECT_EQ(cell(7, 1, 0) + cell(7, 1, 1), "1 " + std::string(2044, 'x')) << "the row's limit";
+    EXPECT_EQ(rows(7, 2)[0], "0| in its own|");
     EXPECT_EQ(test::heading(0, 0) + test::heading(0, 1) + test::heading(0, 7), "#17");
     EXPECT_EQ(SendMessageW(test::debug_list(0), LVM_GETCOLUMNWIDTH, 0, 0), 50);
     EXPECT_EQ(SendMessageW(test::debug_list(0), LVM_GETCOLUMNWIDTH, 7, 0), 100);
@@ -100,26 +67,14 @@ TEST(DebugWindow, FieldsBeyondTheColumnsAddColumnsThatStay)
     Framework framework;
     std::string text = "|wndid:0| 1";
     for (int i = 2; i <= 300; ++i)
-    {
-        text += '\t';
-        text += std::to_string(i);
-    }
+        text += '\t' + std::to_string(i);
     framework.add(text);
     framework.add("|wndid:0| short");
     EXPECT_EQ(cell(0, 0, 300), "300");
     EXPECT_EQ(test::heading(0, 300), "");
     EXPECT_EQ(test::heading(0, 301), "none");
     EXPECT_EQ(SendMessageW(test::debug_list(0), LVM_GETCOLUMNWIDTH, 8, 0), 150);
-    EXPECT_EQ(row_count(0), 2);
-}
-
-TEST(DebugWindow, AVeryLongTextIsCutToTheRowsLimit)
-{
-    Framework framework;
-    framework.add("|wndid:0| " + std::string(9000, 'x'));
-    const std::string text = cell(0, 0, 1);
-    EXPECT_GT(text.size(), 2000u);
-    EXPECT_LT(text.size(), 2048u);
+    EXPECT_EQ(test::row_count(0), 2);
 }
 
 TEST(DebugWindow, OneThatTheUserClosedSwallowsItsRows)
@@ -133,7 +88,7 @@ TEST(DebugWindow, OneThatTheUserClosedSwallowsItsRows)
     framework.add("|wndid:1| nowhere");
     framework.add("|wndid:2| c");
     EXPECT_EQ(test::debug_windows(), 1);
-    EXPECT_EQ(row_count(2), 2);
+    EXPECT_EQ(test::row_count(2), 2);
 }
 
 TEST(DebugWindow, ListFillsTheClientAreaAndTheLastRowIsSeen)
@@ -151,17 +106,7 @@ TEST(DebugWindow, ListFillsTheClientAreaAndTheLastRowIsSeen)
     EXPECT_EQ(list.bottom - list.top, client.bottom);
     framework.add("|wndid:0| last");
     const LRESULT top = SendMessageW(test::debug_list(0), LVM_GETTOPINDEX, 0, 0);
-    const LRESULT page = SendMessageW(test::debug_list(0), LVM_GETCOUNTPERPAGE, 0, 0);
-    EXPECT_GE(top + page, 101);
-}
-
-TEST(DebugWindow, CreatingOneThatIsThereChangesNothing)
-{
-    Framework framework;
-    framework.add("|wndid:0| row");
-    framework.CreateDebugWindow(0);
-    EXPECT_EQ(test::debug_windows(), 1);
-    EXPECT_EQ(row_count(0), 1);
+    EXPECT_GE(top + SendMessageW(test::debug_list(0), LVM_GETCOUNTPERPAGE, 0, 0), 101);
 }
 
 TEST(DebugWindow, ClassDescriptionsCopyWhole)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <windows.h>
 
@@ -49,6 +50,16 @@ inline std::string cell(int id, int row, int column)
     SendMessageW(debug_list(id), LVM_GETITEMTEXTW, static_cast<WPARAM>(row),
                  reinterpret_cast<LPARAM>(&item));
     return utf8(text);
+}
+
+// What a window shows: the first cells of each row, with a bar after each.
+inline std::vector<std::string> rows(int id, int cells)
+{
+    std::vector<std::string> all;
+    for (int row = 0; row < row_count(id); ++row)
+        for (int column = 0; column < cells; ++column)
+            (column == 0 ? all.emplace_back() : all.back()) += cell(id, row, column) + "|";
+    return all;
 }
 
 // "none" behind the last column.

@@ -1,8 +1,7 @@
+// Trace records: their text and tags, and where they go.
 #include <regex>
+#include <sstream>
 #include <thread>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include "support/log_files.h"
 
@@ -12,141 +11,120 @@ namespace
 {
 
 // Records go to the log, with no limit, and are read back from there without their stamps.
-class Trace : public testing::Test
+class Trace : public test::FreshLog
 {
 protected:
-    Trace()
-    {
-        CQvLogFile::SetMaxLogMessageLength(-1);
-        test::start_log();
-    }
-    ~Trace() override
-    {
-        QV_SetTraceOptions(QV_DIAG_DEBUGGER | QV_DIAG_LOGFILE);
-        CQvLogFile::SetMaxLogMessageLength(512);
-    }
     // What the records since the last call came to.
     std::string taken()
     {
-        static const std::regex stamp(
-            "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\*vtq\\* ");
+        static const std::regex stamp(test::stamp_pattern);
         const std::string all = test::log_content();
         const std::string fresh = all.substr(m_seen);
         m_seen = all.size();
         return std::regex_replace(fresh, stamp, "");
+    }
+    // One record's.
+    template <class... Arguments> std::string record(const wchar_t* format, Arguments... arguments)
+    {
+        DiagOutputExW(format, arguments...);
+        return taken();
+    }
+    // A record with its stamp, in a fresh log.
+    template <class... Arguments> std::string whole(const wchar_t* format, Arguments... arguments)
+    {
+        test::start_log();
+        DiagOutputExW(format, arguments...);
+        return test::log_content();
     }
     size_t m_seen = 0;
 };
 
 TEST_F(Trace, ARecordIsStampTextAndOneLineEnd)
 {
-    DiagOutputExW(L"%s and %hs, %d%%", L"wide", "narrow", 50);
-    EXPECT_TRUE(std::regex_match(
-        test::log_content(),
-        std::regex("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\*vtq\\* wide and "
-                   "narrow, 50%\r\n")))
-        << test::log_content();
+    const std::string text = whole(L"%s and %hs, %d%%", L"wide", "narrow", 50);
+    EXPECT_TRUE(
+        std::regex_match(text, std::regex(test::stamp_pattern + "wide and narrow, 50%\r\n")))
+        << text;
     taken();
-    DiagOutputExW(L"");
-    DiagOutputExW(L"ended\r\n");
-    DiagOutputExW(L"half\n");
+    for (const wchar_t* each : {L"", L"ended\r\n", L"half\n"})
+        DiagOutputExW(each);
     EXPECT_EQ(taken(), "\r\nended\r\nhalf\n\r\n");
 }
 
 TEST_F(Trace, TagsAreReplacedAfterFormattingAndExactly)
 {
     const std::string thread = std::to_string(GetCurrentThreadId());
-    DiagOutputExW(L"%s|", L"|thrid");
-    EXPECT_EQ(taken(), thread + "\r\n") << "a tag may come out of an argument";
-    DiagOutputExW(L"%s", L"100%s %n |thrid|");
-    EXPECT_EQ(taken(), "100%s %n " + thread + "\r\n") << "a percent sign in an argument is text";
-    DiagOutputExW(L"|adt08|x|ADT00|y|foo|z|adt");
-    EXPECT_EQ(taken(), "x|ADT00|y|foo|z\r\n");
-    DiagOutputExW(L"|wndid:|thrid|| |wndid:2147483647| |");
-    EXPECT_EQ(taken(), "|wndid:" + thread + "| |wndid:2147483647| |\r\n");
-    DiagOutputExW(L"|stime|");
-    EXPECT_TRUE(std::regex_match(taken(), std::regex("\\d\\d:\\d\\d:\\d\\d\r\n")));
-    DiagOutputExW(L"|appnm|");
-    EXPECT_EQ(taken(), "w32_system_debugging_tests\r\n");
+    EXPECT_EQ(record(L"%s|", L"|thrid"), thread + "\r\n") << "a tag may come out of an argument";
+    EXPECT_EQ(record(L"%s", L"100%s %n |thrid|"), "100%s %n " + thread + "\r\n")
+        << "a percent sign in an argument is text";
+    EXPECT_EQ(record(L"|adt08|x|ADT00|y|foo|z|adt"), "x|ADT00|y|foo|z\r\n");
+    EXPECT_EQ(record(L"|wndid:|thrid|| |wndid:2147483647| |"),
+              "|wndid:" + thread + "| |wndid:2147483647| |\r\n");
+    EXPECT_TRUE(std::regex_match(record(L"|stime|"), std::regex("\\d\\d:\\d\\d:\\d\\d\r\n")));
+    EXPECT_EQ(record(L"|appnm|"), "w32_system_debugging_tests\r\n");
 }
 
 TEST_F(Trace, TheSourceLocationIsThatOfTheLastCall)
 {
     DiagOutputExW_hlp("some\\file", 42);
-    DiagOutputExW(L"|sfile| |nline| |srcid|");
-    DiagOutputExW(L"|srcid|");
-    EXPECT_EQ(taken(), "some\\file 42 some\\file : 42\r\nsome\\file : 42\r\n");
+    EXPECT_EQ(record(L"|sfile| |nline| |srcid|"), "some\\file 42 some\\file : 42\r\n");
+    EXPECT_EQ(record(L"|srcid|"), "some\\file : 42\r\n");
     std::thread([] { DiagOutputExW_hlp("other", 7); }).join();
-    DiagOutputExW(L"|srcid|");
-    EXPECT_EQ(taken(), "other : 7\r\n");
+    EXPECT_EQ(record(L"|srcid|"), "other : 7\r\n");
     DiagOutputExW_hlp(std::string(5000, 'p').c_str(), 1);
-    DiagOutputExW(L"|sfile|");
-    EXPECT_EQ(taken(), std::string(1023, 'p') + "\r\n");
+    EXPECT_EQ(record(L"|sfile|"), std::string(1023, 'p') + "\r\n");
     DiagOutputExW_hlp(nullptr, 1);
-    DiagOutputExW(L"|sfile|");
-    EXPECT_EQ(taken(), "(null)\r\n");
+    EXPECT_EQ(record(L"|sfile|"), "(null)\r\n");
 }
 
 TEST_F(Trace, StopwatchesRunFromTheirOwnLastRecord)
 {
-    DiagOutputExW(L"|adt03|");
-    DiagOutputExW(L"|adt04|");
+    DiagOutputExW(L"|adt03||adt04||adt07|");
     taken();
     QV_Sleep(30, QV_PRECISION_SPIN);
-    DiagOutputExW(L"|adt03| |adt03| |absdt| |absdt|");
     double own, again, since, same;
-    ASSERT_EQ(sscanf(taken().c_str(), "%lf %lf %lf %lf", &own, &again, &since, &same), 4);
+    ASSERT_EQ(sscanf(record(L"|adt03| |adt03| |absdt| |absdt|").c_str(), "%lf %lf %lf %lf", &own,
+                     &again, &since, &same),
+              4);
     EXPECT_GE(own, 30.0);
     EXPECT_EQ(again, 0.0) << "showing a stopwatch starts it anew";
     EXPECT_GE(since, 30.0);
     EXPECT_EQ(since, same) << "but not the time since the last record";
-    DiagOutputExW(L"|adt03| |adt04|");
-    double third, fourth;
-    ASSERT_EQ(sscanf(taken().c_str(), "%lf %lf", &third, &fourth), 2);
+    double third, fourth, last;
+    ASSERT_EQ(
+        sscanf(record(L"|adt03| |adt04| |adt07|").c_str(), "%lf %lf %lf", &third, &fourth, &last),
+        3);
     EXPECT_LT(third, fourth);
+    EXPECT_EQ(fourth, last);
 }
 
 TEST_F(Trace, EachWindowHasItsOwnTime)
 {
-    DiagOutputExW(L"|wndid:500| |wnddt|");
-    EXPECT_EQ(taken(), "|wndid:500| 0.00\r\n");
+    EXPECT_EQ(record(L"|wndid:500| |wnddt|"), "|wndid:500| 0.00\r\n");
     QV_Sleep(20, QV_PRECISION_SPIN);
-    DiagOutputExW(L"|wndid:700| |wnddt|");
-    EXPECT_EQ(taken(), "|wndid:700| 0.00\r\n");
-    DiagOutputExW(L"|wndid:500| |wnddt|");
+    EXPECT_EQ(record(L"|wndid:700| |wnddt|"), "|wndid:700| 0.00\r\n");
     double since;
-    ASSERT_EQ(sscanf(taken().c_str(), "|wndid:500| %lf", &since), 1);
+    ASSERT_EQ(sscanf(record(L"|wndid:500| |wnddt|").c_str(), "|wndid:500| %lf", &since), 1);
     EXPECT_GE(since, 20.0);
 }
 
 TEST_F(Trace, WhatDoesNotFitIsCutWithAMark)
 {
-    constexpr size_t stamp = 30;
-    const auto length_of = [this](size_t text)
+    constexpr size_t longest = 32'765 - 30; // without stamp and line end
+    for (const size_t more : {0u, 1u, 2u, 100u, 40'000u})
     {
-        test::start_log();
-        m_seen = 0;
-        DiagOutputExW(L"%s", Wide(text, L'x').c_str());
-        return test::log_content();
-    };
-    const std::string whole = length_of(32'765 - stamp);
-    EXPECT_EQ(whole.size(), 32'767u);
-    EXPECT_EQ(whole.substr(whole.size() - 4), "xx\r\n");
-    for (const size_t more : {size_t{1}, size_t{2}, size_t{100}, size_t{40'000}})
-    {
-        const std::string cut = length_of(32'765 - stamp + more);
-        EXPECT_EQ(cut.size(), 32'767u);
-        EXPECT_EQ(cut.substr(cut.size() - 6), "x...\r\n");
+        const std::string text = whole(L"%s", Wide(longest + more, L'x').c_str());
+        EXPECT_EQ(text.size(), 32'767u) << more;
+        EXPECT_TRUE(text.ends_with(more == 0 ? "xx\r\n" : "x...\r\n")) << more;
     }
-    // Expansions that begin near the limit: a long source file behind much text, at every distance.
+    // Expansions that begin near the limit: a long source file after much text, at every distance.
     DiagOutputExW_hlp(std::string(1023, 'f').c_str(), 1);
     for (const size_t before : {32'000u, 32'700u, 32'730u, 32'737u, 32'738u, 32'760u})
     {
-        test::start_log();
-        DiagOutputExW(L"%s|sfile||absdt||appnm||srcid|", Wide(before, L'x').c_str());
-        const std::string cut = test::log_content();
-        EXPECT_EQ(cut.size(), 32'767u);
-        EXPECT_EQ(cut.substr(cut.size() - 5), "...\r\n");
+        const std::string text =
+            whole(L"%s|sfile||absdt||appnm||srcid|", Wide(before, L'x').c_str());
+        EXPECT_EQ(text.size(), 32'767u) << before;
+        EXPECT_TRUE(text.ends_with("...\r\n")) << before;
     }
 }
 
@@ -154,18 +132,17 @@ TEST_F(Trace, TheLastErrorSurvivesEveryFunctionOfTheFamily)
 {
     CQvLogFile::CloseLog(); // so that a file has to be opened on the way
     SetLastError(4711);
-    DiagOutputExW_hlp("file", 1);
-    EXPECT_EQ(GetLastError(), 4711u);
-    DiagOutputExW(L"x |srcid| |appnm|");
-    EXPECT_EQ(GetLastError(), 4711u);
-    DiagOutputA("x %s", "y");
-    EXPECT_EQ(GetLastError(), 4711u);
-    DiagOutputW(L"x %s", L"y");
-    EXPECT_EQ(GetLastError(), 4711u);
-    TraceLastOsErr();
-    EXPECT_EQ(GetLastError(), 4711u);
-    DiagAssertW(0, L"x", Wide(5000, L'm'), "file", 1);
-    EXPECT_EQ(GetLastError(), 4711u);
+    void (*const calls[])() = {[] { DiagOutputExW_hlp("file", 1); },
+                               [] { DiagOutputExW(L"x |srcid| |appnm|"); },
+                               [] { DiagOutputA("x %s", "y"); },
+                               [] { DiagOutputW(L"x %s", L"y"); },
+                               [] { TraceLastOsErr(); },
+                               [] { DiagAssertW(0, L"x", Wide(5000, L'm'), "file", 1); }};
+    for (const auto call : calls)
+    {
+        call();
+        EXPECT_EQ(GetLastError(), 4711u) << "call " << &call - calls;
+    }
 }
 
 TEST_F(Trace, SystemErrorsAreTracedByTheirText)
@@ -184,23 +161,18 @@ TEST_F(Trace, OptionsChooseTheDestinations)
     EXPECT_EQ(QV_SetTraceOptions(0), 0u);
     EXPECT_EQ(QV_GetTraceOptions(), 0x12u);
     EXPECT_EQ(QV_SetTraceOptions(QV_DIAG_MSGBOX), 0x12u);
-    DiagOutputExW(L"silent");
-    EXPECT_EQ(taken(), "");
+    EXPECT_EQ(record(L"silent"), "");
     EXPECT_EQ(QV_SetTraceOptions(0x8000'0010), 0x1u) << "other bits are kept and ignored";
-    DiagOutputExW(L"loud");
-    EXPECT_EQ(taken(), "loud\r\n");
+    EXPECT_EQ(record(L"loud"), "loud\r\n");
     EXPECT_EQ(QV_GetTraceOptions(), 0x8000'0010u);
-    EXPECT_EQ(QV_SetFailifOptions(QV_DIAG_DEBUGGER), 0x10u);
     EXPECT_EQ(QV_SetFailifOptions(0), 0u);
-    EXPECT_EQ(QV_SetFailifOptions(QV_DIAG_LOGFILE), 0x02u);
 }
 
 TEST_F(Trace, MainThreadChecksSpeakOnlyWhenTheyFail)
 {
     EXPECT_FALSE(QV_CheckMainThreadId(L"nobody is main yet", "file", 1));
     EXPECT_EQ(taken(), "");
-    const unsigned self = QV_GetMainThreadId();
-    EXPECT_EQ(self, GetCurrentThreadId());
+    EXPECT_EQ(QV_GetMainThreadId(), GetCurrentThreadId());
     EXPECT_TRUE(QV_CheckMainThreadId(L"never seen", "file", 1));
     EXPECT_TRUE(QV_CompareThreadId(3, 3, L"never seen"));
     EXPECT_FALSE(QV_CompareThreadId(3, 4, nullptr));
@@ -211,7 +183,7 @@ TEST_F(Trace, MainThreadChecksSpeakOnlyWhenTheyFail)
     std::thread(
         []
         {
-            EXPECT_EQ(QV_GetMainThreadId() == GetCurrentThreadId(), false);
+            EXPECT_NE(QV_GetMainThreadId(), GetCurrentThreadId());
             EXPECT_FALSE(QV_CheckMainThreadId(nullptr, "narrow.cpp", 12));
             EXPECT_FALSE(QV_CheckMainThreadId(L"wrong thread", nullptr, 12));
         })
@@ -223,7 +195,7 @@ TEST_F(Trace, ConcurrentRecordsNeitherMixNorTearTheirLocations)
 {
     constexpr int threads = 4;
     constexpr int records = 500;
-    std::vector<std::thread> all;
+    std::vector<std::jthread> all;
     for (int i = 0; i < threads; ++i)
         all.emplace_back(
             [i]
@@ -236,29 +208,21 @@ TEST_F(Trace, ConcurrentRecordsNeitherMixNorTearTheirLocations)
                     DiagOutputExW(L"|wndid:%d| %d %d |srcid|", i, i, k);
                 }
             });
-    for (std::thread& each : all)
-        each.join();
-    const std::string content = taken();
-    int next[threads] = {};
-    size_t lines = 0;
-    for (size_t at = 0; at < content.size();)
+    all.clear(); // joins them
+    std::istringstream content(taken());
+    std::vector<int> next(threads);
+    for (std::string text; std::getline(content, text);)
     {
-        const size_t end = content.find("\r\n", at);
-        ASSERT_NE(end, std::string::npos);
-        int window, thread, number, line;
+        int window, thread, number, line, end = 0;
         char file[1100];
-        ASSERT_EQ(sscanf(content.substr(at, end - at).c_str(), "|wndid:%d| %d %d %1099s : %d",
-                         &window, &thread, &number, file, &line),
-                  5)
-            << content.substr(at, end - at);
+        sscanf(text.c_str(), "|wndid:%d| %d %d %1099s : %d\r%n", &window, &thread, &number, file,
+               &line, &end);
+        ASSERT_EQ(static_cast<size_t>(end), text.size()) << text;
         EXPECT_EQ(window, thread);
-        EXPECT_EQ(next[thread]++, number);
-        const std::string name = file;
-        EXPECT_EQ(name, std::string(static_cast<size_t>(line), name[0])) << "a torn location";
-        at = end + 2;
-        ++lines;
+        EXPECT_EQ(next[static_cast<size_t>(thread)]++, number);
+        EXPECT_EQ(file, std::string(static_cast<size_t>(line), file[0])) << "a torn location";
     }
-    EXPECT_EQ(lines, static_cast<size_t>(threads * records));
+    EXPECT_EQ(next, std::vector(threads, records));
 }
 
 } // namespace

@@ -11,6 +11,6 @@ int main()
     char path[4096];
     if (!PlinthNativePath(CQvLogFile::GetLogFilename(), path, sizeof path))
         return 2;
-    std::puts(path);
+    std::fputs(path, stdout);
     return 0;
 }

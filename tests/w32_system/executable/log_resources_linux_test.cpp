@@ -1,69 +1,79 @@
-// Which resources of a program say where and how it logs, and which do not count.
-#include <cstdio>
+// Which resources of a program, and which files of its installer, say where and how it logs.
 #include <filesystem>
 
-#include <gtest/gtest.h>
-
+#include "support/commands.h"
 #include "support/environment.h"
 
 namespace
 {
 
-struct Log
+std::string wide_bytes(const std::string& ascii)
 {
-    std::string folder;
-    bool utf16;
-};
-
-// Of a run of a probe, from a folder of its own in which an installer's file may name "FromFile".
-Log log_of(const std::string& probe, bool with_file)
-{
-    const std::string folder = test::make_folder(probe + (with_file ? "_with_file" : ""));
-    std::filesystem::copy_file(PLINTH_LOG_PROBES + probe, folder + "/probe");
-    if (with_file)
-    {
-        const test::Wide text("<CQvSystem runtype=\"CQvListVariant\">"
-                              "<wsAppFolder runtype=\"CQvStringW\" value=\"FromFile\"/>");
-        test::write_file(folder + "/SetupOptions.xml",
-                         {reinterpret_cast<const char*>(text.c_str()), text.size() * 2});
-    }
-    FILE* const out = popen((folder + "/probe").c_str(), "r");
-    char line[4096] = "";
-    std::string path = out && std::fgets(line, sizeof line, out) ? line : "";
-    EXPECT_EQ(out ? pclose(out) : -1, 0) << probe;
-    path.erase(path.find_last_not_of('\n') + 1);
-    std::string below = std::filesystem::path(path).parent_path().lexically_normal().string();
-    const std::string common = test::root() + "/ProgramData/";
-    EXPECT_EQ(below.rfind(common, 0), 0u) << path;
-    return {below.substr(std::min(common.size(), below.size())),
-            test::read_file(path).substr(0, 2) == "\xFF\xFE"};
+    std::string bytes;
+    for (const char c : ascii)
+        bytes += {c, '\0'};
+    return bytes;
 }
 
-TEST(LogResources, AFolderOf511BytesCountsAndAnyByteButZeroIsUtf16)
+// The folder and the character set of the log of a probe that runs from a folder of its own, with
+// an installer's file if there are bytes for it.
+std::string log_of(const std::string& probe, const std::string& xml = "")
+{
+    const std::string folder = test::make_folder(probe);
+    std::filesystem::copy_file(PLINTH_LOG_PROBES + probe, folder + "/probe",
+                               std::filesystem::copy_options::overwrite_existing);
+    if (!xml.empty())
+        test::write_file(folder + "/SetupOptions.xml", xml);
+    const std::string path = test::output_of(folder + "/probe");
+    const std::string common = test::root() + "/ProgramData/";
+    EXPECT_TRUE(path.starts_with(common)) << path;
+    return std::filesystem::path(path).parent_path().lexically_normal().string().substr(
+               common.size()) +
+           (test::read_file(path).starts_with("\xFF\xFE") ? ", UTF-16" : ", bytes");
+}
+
+std::string xml_with(const std::string& folder)
+{
+    return "<x><CQvSystem runtype=\"CQvListVariant\"><a/><wsAppFolder runtype=\"CQvStringW\" "
+           "value=\"" +
+           folder + "\"/></x>";
+}
+
+// A folder of 511 bytes and any byte but zero count; a folder of 512 bytes, an empty one, and a
+// character set of two bytes do not.
+TEST(LogResources, CountUpToTheirLimitsBeforeTheInstallersFile)
 {
     std::filesystem::create_directories(test::root() + "/ProgramData/Acme/Zz");
-    for (const bool with_file : {false, true})
+    const char* const rows[][3] = {
+        {"511", "Acme/Zz/Logfiles, UTF-16", "Acme/Zz/Logfiles, UTF-16"},
+        {"512", "Quorvane/Platform/Logfiles, bytes", "FromFile/Logfiles, bytes"},
+        {"empty", "Quorvane/Platform/Logfiles, bytes", "FromFile/Logfiles, bytes"}};
+    for (const auto& [probe, alone, with_file] : rows)
     {
-        const Log log = log_of("511", with_file);
-        EXPECT_EQ(log.folder, "Acme/Zz/Logfiles") << "before the installer's file";
-        EXPECT_TRUE(log.utf16);
+        EXPECT_EQ(log_of(probe), alone) << probe;
+        EXPECT_EQ(log_of(probe, wide_bytes(xml_with("FromFile"))), with_file) << probe;
     }
 }
 
-TEST(LogResources, AFolderOf512BytesAndACharacterSetOfTwoCountAsNone)
+TEST(LogResources, WithoutThemTheInstallersFileNamesTheFolder)
 {
-    const Log log = log_of("512", false);
-    EXPECT_EQ(log.folder, "Quorvane/Platform/Logfiles");
-    EXPECT_FALSE(log.utf16);
-    EXPECT_EQ(log_of("512", true).folder, "FromFile/Logfiles") << "the next source";
-}
-
-TEST(LogResources, AnEmptyFolderCountsAsNone)
-{
-    const Log log = log_of("empty", false);
-    EXPECT_EQ(log.folder, "Quorvane/Platform/Logfiles");
-    EXPECT_FALSE(log.utf16);
-    EXPECT_EQ(log_of("empty", true).folder, "FromFile/Logfiles");
+    const std::string good = wide_bytes(xml_with("Mine\\App"));
+    const std::string in_the_value = good.substr(0, good.rfind(wide_bytes("App")) + 3);
+    const struct
+    {
+        const char* what;
+        std::string xml;
+        bool counts;
+    } rows[] = {{"good", good, true},
+                {"with a byte order mark", "\xff\xfe" + good, true},
+                {"one byte a character", xml_with("Mine\\App"), false},
+                {"cut in the value, in the middle of a character", in_the_value, false},
+                {"long", wide_bytes(xml_with(std::string(100'000, 'v'))), false},
+                {"without the list that must come first", good.substr(8), false}};
+    for (const auto& row : rows)
+        EXPECT_EQ(log_of("empty", row.xml),
+                  row.counts ? "Mine/App/Logfiles, bytes" : "Quorvane/Platform/Logfiles, bytes")
+            << row.what;
 }
 
 } // namespace

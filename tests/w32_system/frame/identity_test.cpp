@@ -8,29 +8,21 @@
 namespace
 {
 
-struct Version
-{
-    DWORD platform, major, minor;
-    const char* answers; // one letter for each query that is true
-};
-
+// One letter for each query that is true.
 std::string answers()
 {
-    const struct
-    {
-        char letter;
-        bool (*query)();
-    } queries[] = {{'5', CQvWinVersion::IsWin95},    {'8', CQvWinVersion::IsWin98},
-                   {'M', CQvWinVersion::IsWinME},    {'3', CQvWinVersion::IsWin35},
-                   {'4', CQvWinVersion::IsWin40},    {'2', CQvWinVersion::IsWin2k},
-                   {'x', CQvWinVersion::IsWinXP},    {'X', CQvWinVersion::IsWinXPOrGreater},
-                   {'v', CQvWinVersion::IsWinVista}, {'V', CQvWinVersion::IsWinVistaOrGreater},
-                   {'s', CQvWinVersion::IsWin7},     {'S', CQvWinVersion::IsWin7OrGreater},
-                   {'e', CQvWinVersion::IsWin8},     {'N', CQvWinVersion::IsWinNT}};
+    constexpr std::pair<char, bool (*)()> queries[] = {
+        {'5', CQvWinVersion::IsWin95},    {'8', CQvWinVersion::IsWin98},
+        {'M', CQvWinVersion::IsWinME},    {'3', CQvWinVersion::IsWin35},
+        {'4', CQvWinVersion::IsWin40},    {'2', CQvWinVersion::IsWin2k},
+        {'x', CQvWinVersion::IsWinXP},    {'X', CQvWinVersion::IsWinXPOrGreater},
+        {'v', CQvWinVersion::IsWinVista}, {'V', CQvWinVersion::IsWinVistaOrGreater},
+        {'s', CQvWinVersion::IsWin7},     {'S', CQvWinVersion::IsWin7OrGreater},
+        {'e', CQvWinVersion::IsWin8},     {'N', CQvWinVersion::IsWinNT}};
     std::string result;
-    for (const auto& each : queries)
-        if (each.query())
-            result += each.letter;
+    for (const auto& [letter, query] : queries)
+        if (query())
+            result += letter;
     return result;
 }
 
@@ -39,19 +31,18 @@ TEST(WinVersion, QueriesAnswerFromTheRecord)
     const OSVERSIONINFOW real = CQvWinVersion::s_osVersionInfo;
     EXPECT_EQ(real.dwOSVersionInfoSize, 276u);
     EXPECT_NE(real.dwMajorVersion, 0u) << "filled while the library loaded";
-    const Version versions[] = {{1, 4, 0, "5"},     {1, 4, 10, "8"},    {1, 4, 90, "M"},
-                                {2, 3, 51, "3N"},   {2, 4, 0, "4N"},    {2, 5, 0, "2N"},
-                                {2, 5, 1, "xXN"},   {2, 5, 2, "XN"},    {2, 6, 0, "XvVN"},
-                                {2, 6, 1, "XVsSN"}, {2, 6, 2, "XVSeN"}, {2, 7, 0, "XVSN"},
-                                {2, 10, 0, "XVSN"}, {1, 6, 1, ""},      {0, 0, 0, ""}};
-    for (const Version& version : versions)
+    const struct
     {
-        OSVERSIONINFOW& record = CQvWinVersion::s_osVersionInfo;
-        record.dwPlatformId = version.platform;
-        record.dwMajorVersion = version.major;
-        record.dwMinorVersion = version.minor;
-        EXPECT_EQ(answers(), version.answers)
-            << version.platform << ": " << version.major << "." << version.minor;
+        DWORD platform, major, minor;
+        const char* answers;
+    } versions[] = {{1, 4, 0, "5"},     {1, 4, 10, "8"},    {1, 4, 90, "M"},    {2, 3, 51, "3N"},
+                    {2, 4, 0, "4N"},    {2, 5, 0, "2N"},    {2, 5, 1, "xXN"},   {2, 5, 2, "XN"},
+                    {2, 6, 0, "XvVN"},  {2, 6, 1, "XVsSN"}, {2, 6, 2, "XVSeN"}, {2, 7, 0, "XVSN"},
+                    {2, 10, 0, "XVSN"}, {1, 6, 1, ""},      {0, 0, 0, ""}};
+    for (const auto& [platform, major, minor, expected] : versions)
+    {
+        CQvWinVersion::s_osVersionInfo = {276, major, minor, 0, platform, {}};
+        EXPECT_EQ(answers(), expected) << platform << ": " << major << "." << minor;
     }
     CQvWinVersion::s_osVersionInfo = real;
     OSVERSIONINFOW copy;
@@ -82,13 +73,20 @@ void set_registry(DWORD number)
     RegCloseKey(key);
 }
 
+// Each one in a process of its own: the first answer is kept.
 TEST(LocalOption, IsReadOnceAndOnlyOneCounts)
 {
     set_registry(2);
     EXPECT_FALSE(QV_IsLocalOption(nullptr));
     set_registry(1);
-    EXPECT_FALSE(QV_IsLocalOption(L"anything")) << "the first answer is kept";
+    EXPECT_FALSE(QV_IsLocalOption(L"anything"));
     QV_SetLocalOption(true);
+    EXPECT_TRUE(QV_IsLocalOption(nullptr));
+}
+
+TEST(LocalOption, ComesFromTheRegistry)
+{
+    set_registry(1);
     EXPECT_TRUE(QV_IsLocalOption(nullptr));
 }
 
@@ -97,12 +95,6 @@ TEST(LocalOption, WhatWasSetBeatsTheRegistry)
     set_registry(1);
     QV_SetLocalOption(false);
     EXPECT_FALSE(QV_IsLocalOption(nullptr));
-}
-
-TEST(LocalOption, ComesFromTheRegistry)
-{
-    set_registry(1);
-    EXPECT_TRUE(QV_IsLocalOption(nullptr));
 }
 
 TEST(SilentAssertion, AnswersAndBoundsItsText)

@@ -6,13 +6,12 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
-#include <sys/wait.h>
 
 #include <gtest/gtest.h>
 
-#include <plinth_platform_test.h>
 #include <plinth_w32_system.h>
 
+#include "support/commands.h"
 #include "support/processes.h"
 
 namespace
@@ -22,35 +21,21 @@ namespace
 std::string log_of(unsigned number)
 {
     const time_t now = time(nullptr);
-    char name[64];
-    strftime(name, sizeof name, "/qvapp_%Y-%m-%d_(", localtime(&now));
-    char rest[16];
-    snprintf(rest, sizeof rest, "%04u).log", number);
-    return test::read_file(test::root() + "/ProgramData/Quorvane/Platform/Logfiles" + name + rest);
+    char date[16];
+    strftime(date, sizeof date, "%Y-%m-%d", localtime(&now));
+    return test::read_file(test::root() + "/ProgramData/Quorvane/Platform/Logfiles/qvapp_" + date +
+                           "_(000" + std::to_string(number) + ").log");
 }
 
-std::string first_log()
-{
-    return log_of(1);
-}
-
-// What each load writes, as a regular expression.
 const std::string stamp = "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\*vtq\\* ";
-const std::string load_lines =
-    stamp + "Log session started\\.\r\n" + stamp + "RDTSC instruction NOT present\\.\r\n";
 
-// Runs the load probe; its exit code, and what it wrote to both outputs.
-int probe(const std::string& arguments, std::string& output)
+// Such a log: what each load writes, and then a pattern.
+void expect_log(unsigned number, const std::string& pattern)
 {
-    // The log of a library that is gone stays open, by rule: no leak of its own.
-    const std::string command = "ASAN_OPTIONS=\"$ASAN_OPTIONS:detect_leaks=0\" " PLINTH_LOAD_PROBE
-                                " " PLINTH_LIBRARY " " +
-                                arguments + " 2>&1";
-    FILE* const out = popen(command.c_str(), "r");
-    char bytes[4096];
-    output.assign(bytes, fread(bytes, 1, sizeof bytes, out));
-    const int status = pclose(out);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    EXPECT_TRUE(std::regex_match(log_of(number),
+                                 std::regex(stamp + "Log session started\\.\r\n" + stamp +
+                                            "RDTSC instruction NOT present\\.\r\n" + pattern)))
+        << number << ": " << log_of(number);
 }
 
 // Traces from a static object of the application, which goes before the library does.
@@ -69,9 +54,7 @@ const test::ChildMain trace_once_main("trace-once", trace_once);
 TEST(Load, OpensTheLogTracesOnceAndLetsStaticObjectsTrace)
 {
     EXPECT_EQ(test::Process::child("trace-once").wait(), 0);
-    EXPECT_TRUE(std::regex_match(first_log(), std::regex(load_lines + "from main\r\n" + stamp +
-                                                         "from a static destructor\r\n")))
-        << first_log();
+    expect_log(1, "from main\r\n" + stamp + "from a static destructor\r\n");
 }
 
 int trace_while_ending(int, char**)
@@ -111,41 +94,44 @@ TEST(Load, ThreadsThatTraceWhileTheProcessEndsDoNoHarm)
 
 TEST(Load, ASecondOpeningRunsNothingAgain)
 {
-    const std::string before = first_log();
     void* const again = dlopen("libplinth_w32_system.so.0", RTLD_NOW);
     ASSERT_NE(again, nullptr) << dlerror();
     EXPECT_EQ(rdtsc_initialize(), 0);
     dlclose(again);
-    EXPECT_EQ(first_log(), before);
+    EXPECT_EQ(log_of(1), "");
     EXPECT_EQ(QV_GetTraceOptions(), 0x12u);
 }
 
+// By the load probe, whose arguments are how often, and which of the locks can't be created: the
+// first is the module's, without which the library can't be loaded; the second is the log's.
 TEST(Load, ClosingUnloadsAndEachLoadRunsWhole)
 {
-    std::string output;
-    EXPECT_EQ(probe("3", output), 0);
-    EXPECT_EQ(output, "log 0\nlog 0\nlog 0\n");
-    for (const unsigned number : {1u, 2u, 3u})
-        EXPECT_TRUE(std::regex_match(log_of(number), std::regex(load_lines + "used\r\n")))
-            << log_of(number);
-}
-
-TEST(Load, WithoutTheModuleLockItIsRefusedAsTheLoaderRefuses)
-{
-    std::string output;
-    EXPECT_EQ(probe("1 1", output), 127);
-    EXPECT_EQ(output, "plinth_w32_system: the module lock could not be created; the library can't "
-                      "be loaded\n");
-    // The steps of the load have all run before.
-    EXPECT_TRUE(std::regex_match(log_of(1), std::regex(load_lines))) << log_of(1);
-}
-
-TEST(Load, WithoutTheLogsLockItGoesOn)
-{
-    std::string output;
-    EXPECT_EQ(probe("1 2", output), 0);
-    EXPECT_EQ(output, "log 0\n");
-    EXPECT_TRUE(std::regex_match(log_of(1), std::regex(load_lines + "used\r\n"))) << log_of(1);
+    const struct
+    {
+        const char* arguments;
+        unsigned loads;
+        int exit_code;
+        const char* output;
+        const char* logged;
+    } rows[] = {{"3", 3, 0, "log 0\nlog 0\nlog 0\n", "used\r\n"},
+                {"1 1", 1, 127,
+                 "plinth_w32_system: the module lock could not be created; the library can't be "
+                 "loaded\n",
+                 ""}, // all steps of the load have run before
+                {"1 2", 1, 0, "log 0\n", "used\r\n"}};
+    unsigned number = 0;
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.arguments);
+        // The log of a library that is gone stays open, by rule: no leak of its own.
+        const std::string command =
+            "ASAN_OPTIONS=\"$ASAN_OPTIONS:detect_leaks=0\" " PLINTH_LOAD_PROBE " " PLINTH_LIBRARY
+            " " +
+            std::string(row.arguments) + " 2>&1";
+        EXPECT_EQ(test::output_of(command, row.exit_code), row.output);
+        for (unsigned i = 0; i < row.loads; ++i)
+            expect_log(++number, row.logged);
+    }
 }
 
 int end_with_the_lock_held(int, char**)

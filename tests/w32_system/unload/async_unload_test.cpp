@@ -1,14 +1,9 @@
 // Unloading the library while it has workers of asynchronous transfers. This program isn't linked
 // to it, so that closing it really takes it out of the process.
 #include <atomic>
-#include <condition_variable>
 #include <filesystem>
-#include <mutex>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include <ctime>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -18,6 +13,7 @@
 #include "library.h"
 #include "support/entries.h"
 #include "support/environment.h"
+#include "support/instead.h"
 #include "support/soak.h"
 
 // Locks that are there from the start, made at their first use, are never destroyed: each loading
@@ -38,19 +34,18 @@ std::atomic<int> g_looks{0};
 
 } // namespace
 
-extern "C" __attribute__((visibility("default"))) BOOL QueryPerformanceCounter(LARGE_INTEGER* count)
+TEST_INSTEAD BOOL QueryPerformanceCounter(LARGE_INTEGER* count)
 {
-    static thread_local LONGLONG t_ahead = 0;
+    static thread_local LONGLONG t_ahead = 0; // ns
     constexpr LONGLONG hour = 3'600'000'000'000;
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
+    const BOOL result = TEST_REAL(QueryPerformanceCounter)(count);
     if (t_flies)
         t_ahead += hour;
-    count->QuadPart = now.tv_sec * 1'000'000'000LL + now.tv_nsec + t_ahead;
-    return TRUE;
+    count->QuadPart += t_ahead;
+    return result;
 }
 
-extern "C" __attribute__((visibility("default"))) int pthread_delay_np(const timespec* interval)
+TEST_INSTEAD int pthread_delay_np(const timespec* interval)
 {
     nanosleep(interval, nullptr);
     if (t_flies)
@@ -79,37 +74,20 @@ struct Callbacks
 {
     static void on_copy(int status, uint64_t, uint64_t, void* self)
     {
-        static_cast<Callbacks*>(self)->add(status);
+        auto& calls = *static_cast<Callbacks*>(self);
+        calls.ended = calls.ended || status != QV_ERR_INPROGRESS;
+        ++calls.count;
+        calls.count.notify_all();
+        calls.held.wait(true);
     }
-    void add(int status)
+    void wait_for(unsigned calls)
     {
-        std::unique_lock lock(mutex);
-        ++count;
-        ended = ended || status != QV_ERR_INPROGRESS;
-        changed.notify_all();
-        changed.wait(lock, [&] { return !held; });
+        for (unsigned now; (now = count) < calls;)
+            count.wait(now);
     }
-    void wait_for(uint64_t calls)
-    {
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [&] { return count >= calls; });
-    }
-    void wait_for_end()
-    {
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [&] { return ended; });
-    }
-    void hold(bool value)
-    {
-        const std::lock_guard lock(mutex);
-        held = value;
-        changed.notify_all();
-    }
-    std::mutex mutex;
-    std::condition_variable changed;
-    uint64_t count = 0;
-    bool ended = false;
-    bool held = false;
+    std::atomic<unsigned> count = 0;
+    std::atomic<bool> ended = false;
+    std::atomic<bool> held = false;
 };
 
 class AsyncUnloadConcurrent : public testing::Test
@@ -119,6 +97,7 @@ protected:
     AsyncUnloadConcurrent()
     {
         std::thread([] {}).join();
+        m_threads = test::threads_here();
     }
 
     // Copies a file of so many bytes, all holes.
@@ -128,71 +107,67 @@ protected:
         if (!std::filesystem::exists(source))
             test::write_file(source, "");
         ASSERT_EQ(truncate(source.c_str(), size), 0);
-        auto* const copy = library.get<decltype(QV_CopyFile)>("QV_CopyFile");
-        ASSERT_NE(copy, nullptr);
-        ASSERT_EQ(copy(test::windows_form(source),
-                       test::windows_form(m_folder + "/target" + std::to_string(number)), 0,
-                       nullptr, Callbacks::on_copy, &calls),
+        ASSERT_EQ(library.get<decltype(QV_CopyFile)>("QV_CopyFile")(
+                      test::windows_form(source),
+                      test::windows_form(m_folder + "/target" + std::to_string(number)), 0, nullptr,
+                      Callbacks::on_copy, &calls),
                   QV_OK);
     }
-    void expect_nothing_left(size_t threads)
+    void expect_nothing_left()
     {
         EXPECT_FALSE(Library::is_loaded());
-        EXPECT_EQ(test::threads_here(), threads);
+        EXPECT_EQ(test::threads_here(), m_threads);
         EXPECT_EQ(open_files(m_folder), 0u);
     }
+    template <class Round> void repeat(Round round)
+    {
+        const test::SoakTime soak;
+        uint64_t total = 0;
+        do
+            for (unsigned i = 0; i < 25 && !HasFailure(); ++i, ++total)
+            {
+                Library library;
+                Callbacks calls;
+                round(library, calls, i);
+                expect_nothing_left();
+            }
+        while (soak.goes_on() && !HasFailure());
+        soak.report("unloads", total);
+    }
     const std::string m_folder = test::make_folder("unload");
-    static constexpr int rounds = 25;
+    size_t m_threads = 0;
 };
 
 TEST_F(AsyncUnloadConcurrent, IdleWorkersAreGoneWithTheLibrary)
 {
-    const size_t threads = test::threads_here();
-    const test::SoakTime soak;
-    uint64_t total = 0;
-    do
-        for (int round = 0; round < rounds && !HasFailure(); ++round, ++total)
+    repeat(
+        [&](Library& library, Callbacks& calls, unsigned)
         {
-            Library library;
-            Callbacks calls;
             start_copy(library, calls, 0, 5'000);
-            calls.wait_for_end();
+            for (unsigned i = 1; !calls.ended; ++i)
+                calls.wait_for(i);
             library.unload();
-            expect_nothing_left(threads);
-        }
-    while (soak.goes_on() && !HasFailure());
-    soak.report("unloads", total);
+        });
 }
 
 TEST_F(AsyncUnloadConcurrent, TransfersInFlightEndWithTheLibraryAndCallBackNoMore)
 {
-    const size_t threads = test::threads_here();
-    const test::SoakTime soak;
-    uint64_t total = 0;
-    do
-        for (int round = 0; round < rounds && !HasFailure(); ++round, ++total)
+    repeat(
+        [&](Library& library, Callbacks& calls, unsigned round)
         {
-            Library library;
-            Callbacks calls;
             for (int number = 0; number < 4; ++number)
                 start_copy(library, calls, number, off_t{1} << 40);
-            calls.wait_for(static_cast<uint64_t>(1 + round));
+            calls.wait_for(1 + round);
             library.unload();
-            const uint64_t seen = calls.count;
             EXPECT_FALSE(calls.ended);
-            expect_nothing_left(threads);
-            EXPECT_EQ(calls.count, seen);
-        }
-    while (soak.goes_on() && !HasFailure());
-    soak.report("unloads", total);
+        });
 }
 
 TEST_F(AsyncUnloadConcurrent, UnloadingWaitsForACallbackAsLongAsItTakes)
 {
-    const size_t threads = test::threads_here();
     Library library;
     Callbacks calls;
-    calls.hold(true);
+    calls.held = true;
     start_copy(library, calls, 0, off_t{1} << 40);
     calls.wait_for(1);
     std::atomic<bool> unloaded{false};
@@ -207,9 +182,10 @@ TEST_F(AsyncUnloadConcurrent, UnloadingWaitsForACallbackAsLongAsItTakes)
     for (int now; (now = g_looks) < 3;)
         g_looks.wait(now);
     EXPECT_FALSE(unloaded);
-    calls.hold(false);
+    calls.held = false;
+    calls.held.notify_all();
     closer.join();
-    expect_nothing_left(threads);
+    expect_nothing_left();
     EXPECT_EQ(calls.count, 1u);
 }
 

@@ -1,6 +1,9 @@
 // The library, loaded and unloaded by a program that isn't linked to it.
 #pragma once
 
+#include <atomic>
+#include <thread>
+
 #include <dlfcn.h>
 
 #include <gtest/gtest.h>
@@ -56,3 +59,56 @@ private:
     void* m_handle;
     static inline void* s_last = nullptr;
 };
+
+// A call through the library's code that a test holds while the library is unloaded.
+inline std::atomic<bool> g_held{false};
+
+// How far the thread that unloads has come.
+enum class Unload
+{
+    none,
+    begins,
+    sets_the_fence, // the timer whose call comes after the one that is held
+    waits,
+    done,
+};
+inline std::atomic<Unload> g_unload{Unload::none};
+inline std::atomic<bool> g_cameBackEarly{false}; // from the wait, with the call still held
+
+inline void reach(Unload next)
+{
+    g_unload = next;
+    g_unload.notify_all();
+}
+
+inline void stay_held()
+{
+    g_held = true;
+    g_held.notify_all();
+    g_held.wait(true);
+}
+
+// Unloads the library, and lets the call that is held return when the unloading waits for it.
+inline void expect_unloading_waits(Library& library)
+{
+    reach(Unload::begins);
+    std::thread closer(
+        [&]
+        {
+            library.unload();
+            reach(Unload::done);
+        });
+    for (Unload now = g_unload; now < Unload::waits; now = g_unload)
+        g_unload.wait(now);
+    const bool waits = g_unload == Unload::waits;
+    EXPECT_TRUE(waits) << "the call would return into code that has gone"; // so it never returns
+    if (waits)
+    {
+        g_held = false;
+        g_held.notify_all();
+    }
+    closer.join();
+    EXPECT_FALSE(g_cameBackEarly);
+    g_unload = Unload::none;
+    EXPECT_FALSE(Library::is_loaded());
+}

@@ -1,0 +1,195 @@
+// Writing to the log, the names of its files, and its settings.
+#include <algorithm>
+#include <regex>
+
+#include "support/log_files.h"
+
+using test::log_content;
+using test::log_name;
+using test::Wide;
+
+namespace
+{
+
+using LogWriting = test::FreshLog;
+using LogNames = test::FreshLog;
+using LogSettings = test::FreshLog;
+
+TEST_F(LogWriting, WritesTextsAsTheyComeBehindASessionHeader)
+{
+    for (const wchar_t* text : {L"one\r\n", L"two, ", L"three"})
+        EXPECT_EQ(QV_Log(text), QV_OK);
+    EXPECT_EQ(log_content(), "one\r\ntwo, three");
+    const std::string whole = test::read_log(test::current_log());
+    EXPECT_TRUE(std::regex_search(
+        whole, std::regex("^" + test::stamp_pattern + "Log session started\\.\r\none")))
+        << whole;
+    wchar_t stamp[31];
+    CQvLogFile::curr_time_string(stamp);
+    EXPECT_TRUE(std::regex_match(test::utf8(stamp), std::regex(test::stamp_pattern)))
+        << test::utf8(stamp);
+}
+
+TEST_F(LogWriting, RefusesWhatItCannotWrite)
+{
+    CQvLogFile::EnableLog(false);
+    EXPECT_EQ(CQvLogFile::Log(nullptr, 0), QV_ERR_NULLPTR);
+    EXPECT_TRUE(test::log_names().empty()) << "a null message makes no file";
+    EXPECT_EQ(CQvLogFile::Log(L"x", 0), QV_ERR_SYSTEM);
+    EXPECT_FALSE(CQvLogFile::Detail());
+    CQvLogFile::EnableLog(true);
+    EXPECT_TRUE(CQvLogFile::Detail());
+    EXPECT_EQ(CQvLogFile::Log(L"below", -2), QV_ERR_SYSTEM);
+    EXPECT_EQ(CQvLogFile::Log(L"at ", -1), QV_OK);
+    EXPECT_EQ(CQvLogFile::Log(L"above", 7), QV_OK);
+    EXPECT_EQ(CQvLogFile::ChangeLogDetail(99), QV_OK);
+    EXPECT_EQ(CQvLogFile::SaveAs(L"nowhere", 1), QV_OK);
+    EXPECT_EQ(log_content(), "at above");
+}
+
+TEST_F(LogWriting, CutsAMessageAtItsLimitAndAddsNothing)
+{
+    const struct
+    {
+        int limit;
+        size_t given;
+        int status;
+        size_t written;
+    } rows[] = {{512, 511, QV_OK, 511},    {512, 512, QV_OK, 511},   {512, 0, QV_OK, 0},
+                {1, 5, QV_OK, 0},          {0, 5, QV_ERR_SYSTEM, 0}, {-1, 100'000, QV_OK, 100'000},
+                {-7, 5'000, QV_OK, 5'000}, {2000, 3000, QV_OK, 1999}};
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(std::to_string(row.given) + " at " + std::to_string(row.limit));
+        test::start_log();
+        CQvLogFile::SetMaxLogMessageLength(row.limit);
+        EXPECT_EQ(QV_Log(Wide(row.given, L'm')), row.status);
+        EXPECT_EQ(log_content(), std::string(row.written, 'm'));
+    }
+}
+
+TEST_F(LogWriting, TheAnsiFormKeepsTheLowBytesUpToAZero)
+{
+    EXPECT_EQ(QV_Log(L"\u00e4|\u0142|"), QV_OK); // 0xe4, and 0x142 loses its high byte
+    EXPECT_EQ(QV_Log(L"ab\u0100cd"), QV_OK);
+    EXPECT_EQ(log_content(), "\xe4|\x42|ab");
+}
+
+TEST_F(LogWriting, TurningTheLogOffClosesItOnce)
+{
+    EXPECT_EQ(QV_Log(L"first"), QV_OK);
+    EXPECT_TRUE(CQvLogFile::EnableLog(true));
+    EXPECT_TRUE(CQvLogFile::IsEnabled());
+    EXPECT_TRUE(CQvLogFile::EnableLog(false));
+    EXPECT_EQ(CQvLogFile::m_pSingleton, nullptr);
+    EXPECT_EQ(QV_Log(L"refused"), QV_ERR_SYSTEM);
+    EXPECT_NE(CQvLogFile::m_pSingleton, nullptr) << "asking opens a file all the same";
+    EXPECT_FALSE(CQvLogFile::EnableLog(false));
+    EXPECT_NE(CQvLogFile::m_pSingleton, nullptr) << "it was off already";
+    EXPECT_FALSE(CQvLogFile::EnableLog(true));
+    EXPECT_EQ(CQvLogFile::CloseLog(), QV_OK);
+    EXPECT_EQ(CQvLogFile::CloseLog(), QV_OK);
+}
+
+TEST_F(LogNames, TheFileFollowsFromTheDaysFilesAndTheSetting)
+{
+    const std::string old = "old\r\n", utf16 = "\xff\xfe"
+                                               "x";
+    const struct
+    {
+        std::vector<std::string> names; // of the files that the day has
+        std::string content;            // theirs
+        bool per_session;
+        unsigned chosen;
+    } rows[] = {{{}, old, false, 0},
+                {{}, old, true, 0},
+                {{log_name(0)}, old, false, 0},
+                {{log_name(0)}, old, true, 1},
+                {{log_name(0), log_name(3), log_name(7)}, old, false, 7},
+                {{log_name(0), log_name(3), log_name(7)}, old, true, 8},
+                {{log_name(0), log_name(9999)}, old, false, 9999},
+                {{log_name(0), log_name(9999)}, old, true, 0},
+                {{log_name(0).insert(16, "_x")}, old, true, 1}, // without a number
+                {{log_name(4)}, utf16, false, 5},               // the other form stays as it is
+                {{log_name(4)}, "\xff", false, 4},              // one byte is no mark
+                {{log_name(4)}, "\xff\xff", false, 4},
+                {{log_name(4)}, "\xfe\xfe", false, 4},
+                {{log_name(4)}, "", false, 4}};
+    for (const auto& [names, content, per_session, chosen] : rows)
+    {
+        SCOPED_TRACE((per_session ? "new " : "append ") + std::to_string(chosen) + content);
+        test::set_log_setting(L"LogPerSession_4", per_session);
+        test::start_log();
+        for (const std::string& name : names)
+            test::write_log(name, content);
+        EXPECT_EQ(QV_Log(L"new"), QV_OK);
+        EXPECT_EQ(test::current_log(), log_name(chosen));
+        EXPECT_EQ(CQvLogFile::IsPerSession(), per_session);
+        EXPECT_EQ(log_content(),
+                  (std::ranges::count(names, log_name(chosen)) ? content : "") + "new");
+        EXPECT_EQ(test::read_log(log_name(4)) == utf16, content == utf16);
+    }
+}
+
+TEST_F(LogSettings, BadValuesLeaveTheDefaults)
+{
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyW(HKEY_LOCAL_MACHINE, L"Software\\Quorvane\\Misc\\LogFile", &key),
+              static_cast<LONG>(ERROR_SUCCESS));
+    const BYTE bytes[8] = {};
+    RegSetValueExW(key, L"LogPerSession_4", 0, REG_QWORD, bytes, 8);
+    RegCloseKey(key);
+    EXPECT_TRUE(CQvLogFile::IsPerSession());
+    for (const DWORD value : {0xFFFFFFFFu, 0u, 1u})
+    {
+        test::set_log_setting(L"LogPerSession_4", value);
+        CQvLogFile::CloseLog();
+        EXPECT_EQ(CQvLogFile::IsPerSession(), value != 0) << value;
+    }
+}
+
+TEST_F(LogSettings, ChangesAreStoredAndTakenUp)
+{
+    EXPECT_EQ(QV_Log(L"x"), QV_OK);
+    const std::string file = test::current_log();
+    EXPECT_EQ(CQvLogFile::LogPerSession(false), QV_OK);
+    EXPECT_FALSE(CQvLogFile::IsPerSession());
+    EXPECT_EQ(test::current_log(), file);
+    CQvLogFile::CloseLog();
+    EXPECT_EQ(QV_Log(L"y"), QV_OK);
+    EXPECT_EQ(test::current_log(), file) << "the next instance appends";
+    EXPECT_EQ(log_content(), "xy");
+    EXPECT_EQ(CQvLogFile::LogPerSession(true), QV_OK);
+    EXPECT_EQ(CQvLogFile::ClearLog(), QV_OK);
+    EXPECT_EQ(test::current_log(), log_name(1));
+}
+
+TEST_F(LogSettings, ARunningLogGoesOnInANewFileWhenItHasGrown)
+{
+    for (const bool per_session : {false, true})
+    {
+        SCOPED_TRACE(per_session);
+        test::set_log_setting(L"LogPerSession_4", per_session);
+        test::start_log();
+        EXPECT_EQ(CQvLogFile::SetProperties(1, 10), QV_OK);
+        // The test is for whole MiB above the limit: 2 MiB must have been written.
+        for (int i = 0; i < 4; ++i)
+            EXPECT_EQ(QV_Log(Wide(512 * 1024, L'x')), QV_OK);
+        EXPECT_EQ(test::current_log(), log_name(0));
+        EXPECT_EQ(QV_Log(L"after"), QV_OK);
+        EXPECT_EQ(log_content(), "after");
+        // A split makes the next file first; per session the new instance takes one more.
+        std::vector<std::string> names = {log_name(0), log_name(1)};
+        if (per_session)
+        {
+            names.push_back(log_name(2));
+            EXPECT_EQ(test::read_log(log_name(1)), "");
+        }
+        EXPECT_EQ(test::log_names(), names);
+        EXPECT_EQ(CQvLogFile::ClearLog(), QV_OK);
+        EXPECT_EQ(test::current_log(), log_name(per_session ? 3 : 2));
+        EXPECT_EQ(CQvLogFile::SetProperties(-1, 10), QV_OK);
+    }
+}
+
+} // namespace
