@@ -1,5 +1,5 @@
 #include <atomic>
-#include <memory>
+#include <deque>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -22,12 +22,11 @@ TEST_F(ThreadPool, OverlappingCallsHaveAThreadEachAndTheFourthIdleOneEnds)
 {
     std::set<std::thread::id> threads{std::this_thread::get_id()};
     {
-        std::vector<std::unique_ptr<test::HeldCall>> calls;
+        std::deque<test::HeldCall> calls;
         for (int i = 0; i < 4; ++i)
         {
-            calls.push_back(std::make_unique<test::HeldCall>(pool));
-            ASSERT_EQ(calls.back()->status(), QV_OK);
-            EXPECT_TRUE(threads.insert(calls.back()->thread()).second);
+            ASSERT_EQ(calls.emplace_back(pool).status(), QV_OK);
+            EXPECT_TRUE(threads.insert(calls.back().thread()).second);
         }
     }
     test::ThreadEnds::wait_for(1);
@@ -38,48 +37,18 @@ TEST_F(ThreadPool, OverlappingCallsHaveAThreadEachAndTheFourthIdleOneEnds)
     EXPECT_FALSE(threads.insert(b.thread()).second);
     EXPECT_FALSE(threads.insert(c.thread()).second);
     EXPECT_EQ(std::set({a.thread(), b.thread(), c.thread(), d.thread()}).size(), 4u);
-    EXPECT_EQ(test::ThreadEnds::count(), 1);
-}
-
-TEST_F(ThreadPool, ACallMayMakeCalls)
-{
-    struct State
-    {
-        CThreadPool* pool;
-        std::atomic<int> left{50};
-        std::atomic<bool> done{false};
-    };
-    static State state{pool};
-    struct Step
-    {
-        static void* run(void* argument)
-        {
-            auto& state = *static_cast<State*>(argument);
-            if (--state.left > 0)
-                EXPECT_EQ(state.pool->MakeCallFromThreadPool(run, argument), QV_OK);
-            else
-            {
-                state.done = true;
-                state.done.notify_all();
-            }
-            return nullptr;
-        }
-    };
-    ASSERT_EQ(pool->MakeCallFromThreadPool(Step::run, &state), QV_OK);
-    state.done.wait(false);
+    EXPECT_EQ(test::ThreadEnds::count, 1);
 }
 
 TEST(ThreadPoolEnd, WaitsForTheCallsUnderWayAndEndsTheThreadsThatWait)
 {
-    const int before = test::ThreadEnds::count();
+    const int before = test::ThreadEnds::count;
     CThreadPool* const pool = CThreadPool::CreateThreadPool();
     std::atomic<bool> destroyed{false};
     std::thread destroyer;
     {
         test::HeldCall held(pool);
-        {
-            test::HeldCall other(pool);
-        }
+        test::HeldCall(pool).finish();
         held.thread();
         destroyer = std::thread(
             [&]
@@ -93,12 +62,6 @@ TEST(ThreadPoolEnd, WaitsForTheCallsUnderWayAndEndsTheThreadsThatWait)
     }
     destroyer.join();
     test::ThreadEnds::wait_for(before + 2);
-}
-
-TEST(ThreadPoolEnd, ComesAtOnceWithoutThreads)
-{
-    CThreadPool::DestroyThreadPool(CThreadPool::CreateThreadPool());
-    CThreadPool::DestroyThreadPool(nullptr);
 }
 
 // Pools that come and go, each with callers from several threads and from its own calls: each call
