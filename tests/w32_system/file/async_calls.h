@@ -2,6 +2,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <ostream>
 #include <semaphore>
@@ -35,9 +36,11 @@ inline void PrintTo(const AsyncCall& call, std::ostream* out)
 class AsyncCalls
 {
 public:
-    explicit AsyncCalls(bool held = false) : m_held(held) {}
+    explicit AsyncCalls(bool held = false) : m_held(held) { m_calls.reserve(100); }
     AsyncCalls(const AsyncCalls&) = delete;
     AsyncCalls& operator=(const AsyncCalls&) = delete;
+
+    std::function<void()> act; // what each callback does first
 
     QvAsyncIo io(uint64_t offset = 0) { return {offset, this, on_io}; }
     int read(QvFile file, void* buffer, uint64_t size)
@@ -97,6 +100,8 @@ private:
 
     void add(const AsyncCall& call)
     {
+        if (act)
+            act();
         {
             const std::lock_guard lock(m_mutex);
             m_calls.push_back(call);
@@ -133,15 +138,6 @@ inline Calls transfer(bool writing, QvFile file, void* buffer, uint64_t size, ui
     const Calls seen = status == QV_OK ? calls.wait() : Calls{{status, 0, done}};
     wait_for_steps();
     return seen;
-}
-
-// Content that tells one place from another.
-inline std::string pattern(size_t size)
-{
-    std::string bytes(size, '\0');
-    for (size_t i = 0; i < size; ++i)
-        bytes[i] = static_cast<char>((i * 31 + i / 256) & 0xff);
-    return bytes;
 }
 
 } // namespace test

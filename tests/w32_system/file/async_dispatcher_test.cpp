@@ -12,36 +12,24 @@ using test::AsyncCalls;
 namespace
 {
 
-class AsyncDispatcher : public test::InFolder
+struct AsyncDispatcher : test::InFolder
 {
-protected:
     // A read of so many blocks from a file of its own.
     struct Read
     {
         Read(AsyncDispatcher& of, const char* name, size_t blocks, bool held)
-            : test(of), letter(name[0]), buffer(blocks * QV_ASYNC_BLOCK_SIZE), calls(held),
+            : test(of), buffer(blocks * QV_ASYNC_BLOCK_SIZE), calls(held),
               file(of.path(name), QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_CREATE)
         {
             EXPECT_EQ(QV_WriteFile(file, buffer.data(), buffer.size(), nullptr, nullptr), QV_OK);
         }
         void submit(int expected = QV_OK)
         {
-            EXPECT_EQ(
-                test.dispatcher->Submit(std::make_unique<QvAsyncRequest>(
-                    QV_ASYNC_READ, buffer.data(), file, buffer.size(), QvAsyncIo{0, this, on_io})),
-                expected);
-        }
-        static void on_io(int status, uint64_t done, void* context)
-        {
-            auto& read = *static_cast<Read*>(context);
-            {
-                const std::lock_guard guard(read.test.order_lock);
-                read.test.order += read.letter;
-            }
-            AsyncCalls::on_io(status, done, &read.calls);
+            EXPECT_EQ(test.dispatcher->Submit(std::make_unique<QvAsyncRequest>(
+                          QV_ASYNC_READ, buffer.data(), file, buffer.size(), calls.io())),
+                      expected);
         }
         AsyncDispatcher& test;
-        const char letter;
         std::vector<char> buffer;
         AsyncCalls calls;
         test::OpenedFile file;
@@ -75,27 +63,30 @@ protected:
         }
         return thread;
     }
-    std::thread until_its_submission_waits(Read& read)
+    // Submits the second while the first is in its first callback, which ends then.
+    void submit_both(Read& first, Read& second)
     {
-        return until_it_waits([&] { read.submit(); });
+        first.submit();
+        first.calls.wait_for_count(1);
+        std::thread submitter = until_it_waits([&] { second.submit(); });
+        first.calls.step();
+        submitter.join();
     }
 
     pthread_mutexCS_t lock = nullptr;
     std::unique_ptr<QvAsyncDispatcher> dispatcher;
     std::list<Read> reads; // where they are they stay until the workers have ended
-    std::mutex order_lock;
-    std::string order; // the first letters of the reads that called back
 };
 
 TEST_F(AsyncDispatcher, AtTheLimitTransfersTakeTurnsBlockByBlock)
 {
     start(1);
-    Read &first = read("a", 4, true), &second = read("b", 4, false);
-    first.submit();
-    first.calls.wait_for_count(1);
-    std::thread submitter = until_its_submission_waits(second);
+    Read &first = read("first", 4, true), &second = read("second", 4, false);
+    std::string order;
+    first.calls.act = [&] { order += 'a'; };
+    second.calls.act = [&] { order += 'b'; };
+    submit_both(first, second);
     first.calls.let_go();
-    submitter.join();
     first.calls.wait();
     second.calls.wait();
     EXPECT_EQ(order, "aabababb");
@@ -107,25 +98,21 @@ TEST_F(AsyncDispatcher, BeyondTheLimitTheShortestQueueGetsIt)
     start(2);
     Read &first = read("first", 10, true), &second = read("second", 10, true);
     Read &third = read("third", 3, false), &fourth = read("fourth", 3, false);
-    first.submit();
-    first.calls.wait_for_count(1);
-    std::thread submitter = until_its_submission_waits(second);
-    first.calls.step();
-    submitter.join();
+    submit_both(first, second);
     second.calls.wait_for_count(1);
     first.calls.wait_for_count(2);
     const std::thread::id one = first.calls.thread(), other = second.calls.thread();
     EXPECT_NE(one, other) << "below the limit: a new worker";
     // Each worker is in a callback when a submission comes, and has one more step when that has
     // seen both queues: it waits in between, as it is wanted. So the queues hold still meanwhile.
-    submitter = until_its_submission_waits(third);
+    std::thread submitter = until_it_waits([&] { third.submit(); });
     first.calls.step();
     second.calls.step();
     submitter.join();
     first.calls.wait_for_count(3);
     second.calls.wait_for_count(2);
     // One of them has two transfers now.
-    submitter = until_its_submission_waits(fourth);
+    submitter = until_it_waits([&] { fourth.submit(); });
     first.calls.let_go();
     second.calls.let_go();
     submitter.join();
@@ -141,11 +128,7 @@ TEST_F(AsyncDispatcher, WithoutALimitEachTransferInFlightHasAThread)
 {
     start(0);
     Read &first = read("first", 3, true), &second = read("second", 3, true);
-    first.submit();
-    first.calls.wait_for_count(1);
-    std::thread submitter = until_its_submission_waits(second);
-    first.calls.step();
-    submitter.join();
+    submit_both(first, second);
     second.calls.wait_for_count(1);
     EXPECT_NE(first.calls.thread(), second.calls.thread());
 }
@@ -154,11 +137,7 @@ TEST_F(AsyncDispatcher, CancellationTakesOutWhatWaitsAndLeavesTheOthersTheirTurn
 {
     start(1);
     Read &held = read("held", 3, true), &gone = read("gone", 3, false);
-    held.submit();
-    held.calls.wait_for_count(1);
-    std::thread submitter = until_its_submission_waits(gone);
-    held.calls.step();
-    submitter.join();
+    submit_both(held, gone);
     held.calls.wait_for_count(2); // the queue: this one, under way, and the one that is to go
     std::thread canceller = until_it_waits([&] { dispatcher->Cancel(gone.file); });
     held.calls.let_go();

@@ -48,9 +48,8 @@ Counted size_of(QvFile file)
     return {status, size};
 }
 
-class OpenFile : public test::InFolder
+struct OpenFile : test::InFolder
 {
-protected:
     int open(const wchar_t* name, unsigned access, unsigned share = test::share_all)
     {
         return OpenedFile(name, access, share).status();
@@ -81,19 +80,17 @@ TEST_F(OpenFile, FollowsTheFlags)
     }
 }
 
-TEST_F(OpenFile, ChecksItsArgumentsBeforeAnythingElse)
+TEST_F(OpenFile, RefusesBadArgumentsPathsAndHandles)
 {
     const auto before = reinterpret_cast<QvFile>(uintptr_t{0x1234});
-    QvFile file = before;
+    QvFile untouched = before;
     EXPECT_EQ(QV_OpenFile(path("a"), read_write_create, 0, 7, nullptr), QV_ERR_NULLPTR);
-    EXPECT_EQ(QV_OpenFile(path("a"), read_write_create, 0, 0, &file), QV_ERR_BADARG);
-    EXPECT_EQ(QV_OpenFile(path("a"), QV_OPEN_READ, 0, QV_SECURITY_DEFAULT, &file), QV_ERR_OPENFILE);
-    EXPECT_EQ(file, before) << "a failure leaves it alone";
+    EXPECT_EQ(QV_OpenFile(path("a"), read_write_create, 0, 0, &untouched), QV_ERR_BADARG);
+    EXPECT_EQ(QV_OpenFile(path("a"), QV_OPEN_READ, 0, QV_SECURITY_DEFAULT, &untouched),
+              QV_ERR_OPENFILE);
+    EXPECT_EQ(untouched, before);
     EXPECT_FALSE(exists("a"));
-}
 
-TEST_F(OpenFile, RefusesBadPathsAndHandlesWithAStatus)
-{
     constexpr unsigned access = read_write | QV_OPEN_ALWAYS;
     EXPECT_EQ(open(nullptr, access), QV_ERR_OPENFILE);
     for (const Wide& bad : {Wide(), path(std::string(5000, 'x')), path(std::string(300, 'x')),
@@ -147,27 +144,22 @@ TEST_F(OpenFile, TransfersAtTheSharedPositionWithTheAccessThatItWasOpenedFor)
     EXPECT_EQ(content("a"), "hello world!");
 }
 
-TEST_F(OpenFile, SeeksIn64BitsFromAllThreePlaces)
+TEST_F(OpenFile, SeeksAndHasASizeIn64Bits)
 {
     OpenedFile file(path("a"), read_write_create);
     EXPECT_EQ(QV_SeekFile(file, 0x1'2345'6789, 0), QV_OK);
     EXPECT_EQ(QV_SeekFile(file, -9, 1), QV_OK);
     EXPECT_EQ(position_of(file), Counted(QV_OK, 0x1'2345'6780));
-    EXPECT_EQ(QV_SeekFile(file, 0xFFFFFFFF, 0), QV_OK) << "a low word of ones is no failure";
-    EXPECT_EQ(position_of(file), Counted(QV_OK, 0xFFFFFFFF));
     for (const auto& [offset, whence] : {std::pair{-1, 0}, {0, 3}, {0, -1}})
         EXPECT_EQ(QV_SeekFile(file, offset, whence), QV_ERR_SEEKFILE) << offset << " " << whence;
     EXPECT_EQ(QV_FilePosition(file, nullptr), QV_ERR_NULLPTR);
-}
-
-TEST_F(OpenFile, OfExactlyFourGiBLessOneHasASize)
-{
-    OpenedFile file(path("a"), read_write_create);
+    // A low word of ones is no failure.
     for (const uint64_t wanted : {uint64_t{0xFFFFFFFF}, uint64_t{0x1'0000'0001}, uint64_t{3}})
     {
         uint64_t by_name = 0;
-        ASSERT_EQ(QV_SeekFile(file, static_cast<int64_t>(wanted), 0), QV_OK);
-        ASSERT_EQ(QV_SetEOF(file), QV_OK);
+        EXPECT_EQ(QV_SeekFile(file, static_cast<int64_t>(wanted), 0), QV_OK);
+        EXPECT_EQ(position_of(file), Counted(QV_OK, wanted));
+        EXPECT_EQ(QV_SetEOF(file), QV_OK);
         EXPECT_EQ(size_of(file), Counted(QV_OK, wanted));
         EXPECT_EQ(QV_GetFileSize(file, nullptr), QV_OK);
         EXPECT_EQ(QV_GetFileSizeFromName(path("a"), &by_name), QV_OK);
@@ -190,63 +182,50 @@ TEST_F(OpenFile, LocksARangeAgainstOtherHandles)
     EXPECT_EQ(QV_LockFile(first, beyond, 11), QV_OK) << "closing gives the locks up";
 }
 
-class Mapping : public test::InFolder
+TEST_F(OpenFile, IsMappedFromAnyOffsetAlsoWithPrivateCopies)
 {
-protected:
-    Mapping()
-    {
-        for (size_t i = 0; i < 200'000; ++i)
-            m_bytes += static_cast<char>(i * 7 + i / 251);
-        make("file", m_bytes);
-    }
-    std::string m_bytes;
-    void* m_address = nullptr;
-};
-
-TEST_F(Mapping, ShowsTheFileFromAnyOffsetAndOutlivesTheHandle)
-{
-    OpenedFile file(path("file"), QV_OPEN_READ);
+    const std::string bytes = test::pattern(200'000);
+    make("a", bytes);
+    OpenedFile file(path("a"), read_write);
+    void* address = nullptr;
     for (const uint64_t offset : {0u, 1u, 65'535u, 65'536u, 70'000u, 199'999u})
     {
-        ASSERT_EQ(QV_MapFile(file, QV_MAP_READ, offset, 1, &m_address), QV_OK) << offset;
-        EXPECT_EQ(reinterpret_cast<uintptr_t>(m_address) % 65'536, offset % 65'536);
-        EXPECT_EQ(*static_cast<char*>(m_address), m_bytes[offset]) << offset;
-        EXPECT_EQ(QV_UnmapFile(m_address, 1), QV_OK);
-        EXPECT_EQ(QV_UnmapFile(m_address, 1), QV_ERR_SYSTEM) << "it is gone";
+        SCOPED_TRACE(offset);
+        ASSERT_EQ(QV_MapFile(file, QV_MAP_READ, offset, 1, &address), QV_OK);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(address) % 65'536, offset % 65'536);
+        EXPECT_EQ(*static_cast<char*>(address), bytes[offset]);
+        EXPECT_EQ(QV_UnmapFile(address, 1), QV_OK);
+        EXPECT_EQ(QV_UnmapFile(address, 1), QV_ERR_SYSTEM) << "it is gone";
     }
-    ASSERT_EQ(QV_MapFile(file, QV_MAP_READ, 0, 0, &m_address), QV_OK);
+    ASSERT_EQ(QV_MapFile(file, QV_MAP_WRITE, 199'990, 100, &address), QV_OK);
+    std::memcpy(address, "0123456789ABCDEF", 16);
+    EXPECT_EQ(QV_UnmapFile(address, 100), QV_OK);
+    ASSERT_EQ(QV_MapFile(file, QV_MAP_COPY, 0, 10, &address), QV_OK);
+    std::memset(address, 'z', 10);
+    EXPECT_EQ(QV_UnmapFile(address, 10), QV_OK);
+    ASSERT_EQ(QV_MapFile(file, QV_MAP_READ, 0, 0, &address), QV_OK);
     file.close();
-    EXPECT_EQ(std::memcmp(m_address, m_bytes.data(), m_bytes.size()), 0);
-    EXPECT_EQ(QV_UnmapFile(m_address, m_bytes.size()), QV_OK);
+    const std::string now = bytes.substr(0, 199'990) + "0123456789ABCDEF" + std::string(84, '\0');
+    EXPECT_EQ(content("a"), now) << "grown by what was mapped behind its end";
+    EXPECT_EQ(std::string(static_cast<char*>(address), now.size()), now) << "outlives the handle";
+    EXPECT_EQ(QV_UnmapFile(address, 0), QV_OK);
 }
 
-TEST_F(Mapping, WritesThroughGrowsAndKeepsCopiesPrivate)
+TEST_F(OpenFile, IsNotMappedWhereThatCannotBe)
 {
-    OpenedFile file(path("file"), read_write);
-    ASSERT_EQ(QV_MapFile(file, QV_MAP_WRITE, 199'990, 100, &m_address), QV_OK);
-    std::memcpy(m_address, "0123456789ABCDEF", 16);
-    EXPECT_EQ(QV_UnmapFile(m_address, 100), QV_OK);
-    ASSERT_EQ(QV_MapFile(file, QV_MAP_COPY, 0, 10, &m_address), QV_OK);
-    std::memset(m_address, 'z', 10);
-    EXPECT_EQ(QV_UnmapFile(m_address, 10), QV_OK);
-    file.close();
-    EXPECT_EQ(content("file"),
-              m_bytes.substr(0, 199'990) + "0123456789ABCDEF" + std::string(84, '\0'));
-}
-
-TEST_F(Mapping, RefusesWhatCannotBeMapped)
-{
-    OpenedFile file(path("file"), QV_OPEN_READ), empty(path("empty"), read_write_create);
+    make("a", "content");
+    OpenedFile file(path("a"), QV_OPEN_READ), empty(path("empty"), read_write_create);
+    void* address = nullptr;
     EXPECT_EQ(QV_MapFile(file, QV_MAP_READ, 0, 0, nullptr), QV_ERR_NULLPTR);
-    EXPECT_EQ(QV_MapFile(file, 0, 0, 0, &m_address), QV_ERR_NULLPTR);
-    EXPECT_EQ(QV_MapFile(file, 4, 0, 0, &m_address), QV_ERR_NULLPTR);
-    EXPECT_EQ(QV_MapFile(file, QV_MAP_WRITE, 0, 0, &m_address), QV_ERR_SYSTEM) << "to be read only";
-    EXPECT_EQ(QV_MapFile(file, QV_MAP_READ, 300'000, 1, &m_address), QV_ERR_SYSTEM);
-    EXPECT_EQ(QV_MapFile(file, QV_MAP_READ, UINT64_MAX, 2, &m_address), QV_ERR_SYSTEM);
-    EXPECT_EQ(QV_MapFile(empty, QV_MAP_READ, 0, 0, &m_address), QV_ERR_SYSTEM);
-    EXPECT_EQ(m_address, nullptr);
+    EXPECT_EQ(QV_MapFile(file, 0, 0, 0, &address), QV_ERR_NULLPTR);
+    EXPECT_EQ(QV_MapFile(file, 4, 0, 0, &address), QV_ERR_NULLPTR);
+    EXPECT_EQ(QV_MapFile(file, QV_MAP_WRITE, 0, 0, &address), QV_ERR_SYSTEM) << "to be read only";
+    EXPECT_EQ(QV_MapFile(file, QV_MAP_READ, 300'000, 1, &address), QV_ERR_SYSTEM);
+    EXPECT_EQ(QV_MapFile(file, QV_MAP_READ, UINT64_MAX, 2, &address), QV_ERR_SYSTEM);
+    EXPECT_EQ(QV_MapFile(empty, QV_MAP_READ, 0, 0, &address), QV_ERR_SYSTEM);
+    EXPECT_EQ(address, nullptr);
     EXPECT_EQ(QV_UnmapFile(nullptr, 0), QV_ERR_NULLPTR);
-    EXPECT_EQ(QV_UnmapFile(&m_address, 0), QV_ERR_SYSTEM);
+    EXPECT_EQ(QV_UnmapFile(&address, 0), QV_ERR_SYSTEM);
 }
 
 struct tm at(int year, int month, int day, int hour = 12)
@@ -269,9 +248,8 @@ std::vector<int> fields(const struct tm& time)
             time.tm_min,  time.tm_sec, time.tm_isdst};
 }
 
-class FileTimes : public test::InFolder
+struct FileTimes : test::InFolder
 {
-protected:
     FileTimes() { EXPECT_EQ(QV_TouchFile(m_file, &good, &good, &good), QV_OK); }
     int set_write(const struct tm& time) { return QV_TouchFile(m_file, nullptr, nullptr, &time); }
     void expect(const struct tm& creation, const struct tm& access, const struct tm& write)
@@ -302,18 +280,11 @@ TEST_F(FileTimes, ComeBackAsTheyWereSetEachForItself)
     EXPECT_EQ(QV_GetFileTimes(m_file, nullptr, nullptr, nullptr), QV_OK);
 }
 
-TEST_F(FileTimes, ABadTimeSetsNone)
+TEST_F(FileTimes, ATimeThatDoesNotExistSetsNone)
 {
     const struct tm no_leap_day = at(2023, 2, 29), other = at(2005, 5, 5);
-    EXPECT_EQ(set_write(at(2002, 14, 1)), QV_ERR_NULLPTR);
     EXPECT_EQ(QV_TouchFile(m_file, &other, &no_leap_day, &other), QV_ERR_NULLPTR);
-    EXPECT_EQ(QV_TouchFile(m_file, nullptr, nullptr, nullptr), QV_OK);
-    expect(good, good, good);
-}
-
-TEST_F(FileTimes, AFieldBeyond16BitsIsNoTimeThatExists)
-{
-    // Each would be a good field if it were cut.
+    // Each of these would be a good field if it were cut to 16 bits.
     for (int tm::*field :
          {&tm::tm_year, &tm::tm_mon, &tm::tm_mday, &tm::tm_hour, &tm::tm_min, &tm::tm_sec})
         for (const int change : {0x10000, -0x10000})
@@ -322,11 +293,11 @@ TEST_F(FileTimes, AFieldBeyond16BitsIsNoTimeThatExists)
             bad.*field += change;
             EXPECT_EQ(set_write(bad), QV_ERR_NULLPTR) << testing::PrintToString(fields(bad));
         }
-    struct tm bad = good;
-    bad.tm_mon = INT_MAX;
-    EXPECT_EQ(set_write(bad), QV_ERR_NULLPTR);
-    for (const int year : {1600, 30'828})
-        EXPECT_EQ(set_write(at(year, 6, 1)), QV_ERR_NULLPTR) << year;
+    for (const struct tm& bad :
+         {at(2002, INT_MAX, 1), at(2002, 14, 1), at(1600, 6, 1), at(30'828, 6, 1)})
+        EXPECT_EQ(set_write(bad), QV_ERR_NULLPTR) << testing::PrintToString(fields(bad));
+    EXPECT_EQ(QV_TouchFile(m_file, nullptr, nullptr, nullptr), QV_OK);
+    expect(good, good, good);
 }
 
 TEST_F(FileTimes, ATimeIsKeptOrRefusedButNeverChanged)

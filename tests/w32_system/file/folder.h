@@ -12,9 +12,17 @@
 namespace test
 {
 
-class InFolder : public testing::Test
+// Content that tells one place from another.
+inline std::string pattern(size_t size)
 {
-protected:
+    std::string bytes(size, '\0');
+    for (size_t i = 0; i < size; ++i)
+        bytes[i] = static_cast<char>((i * 31 + i / 256) & 0xff);
+    return bytes;
+}
+
+struct InFolder : testing::Test
+{
     std::string native(const std::string& name) const { return m_folder + "/" + name; }
     Wide path(const std::string& name) const { return windows_form(native(name)); }
     void make(const std::string& name, const std::string& bytes = "x") const

@@ -10,17 +10,10 @@ using test::Wide;
 namespace
 {
 
-std::string storage_path(bool without_user)
+std::string path_of(decltype(QV_GetStoragePath)& get, bool without_user)
 {
     wchar_t path[300] = L"";
-    EXPECT_EQ(QV_GetStoragePath(path, 300, without_user), QV_OK);
-    return test::utf8(path);
-}
-
-std::string root_storage_path(bool without_user)
-{
-    wchar_t path[300] = L"";
-    EXPECT_EQ(QV_GetRootStoragePath(path, 300, without_user), QV_OK);
+    EXPECT_EQ(get(path, 300, without_user), QV_OK);
     return test::utf8(path);
 }
 
@@ -29,36 +22,34 @@ TEST(StorageFolder, IsBuiltFromKnownFolderFolderAndUser)
     wchar_t common[MAX_PATH];
     ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, common), S_OK);
     const std::string base = test::utf8(common);
-    EXPECT_EQ(storage_path(false), base + "\\Quorvane\\Default");
-    EXPECT_EQ(root_storage_path(false), base + "\\Quorvane");
-    EXPECT_EQ(root_storage_path(true), base + "\\Quorvane");
+    EXPECT_EQ(path_of(QV_GetStoragePath, false), base + "\\Quorvane\\Default");
+    EXPECT_EQ(path_of(QV_GetRootStoragePath, false), base + "\\Quorvane");
+    EXPECT_EQ(path_of(QV_GetRootStoragePath, true), base + "\\Quorvane");
 
     EXPECT_EQ(QV_SetStorageUser(L"jane"), QV_OK);
     EXPECT_EQ(test::utf8(QV_GetStorageUser()), "jane");
-    EXPECT_EQ(storage_path(false), base + "\\Quorvane\\Default\\jane");
-    EXPECT_EQ(storage_path(true), base + "\\Quorvane\\Default");
-    EXPECT_EQ(root_storage_path(false), base + "\\Quorvane\\Default");
-    EXPECT_EQ(root_storage_path(true), base + "\\Quorvane");
+    EXPECT_EQ(path_of(QV_GetStoragePath, false), base + "\\Quorvane\\Default\\jane");
+    EXPECT_EQ(path_of(QV_GetStoragePath, true), base + "\\Quorvane\\Default");
+    EXPECT_EQ(path_of(QV_GetRootStoragePath, false), base + "\\Quorvane\\Default");
+    EXPECT_EQ(path_of(QV_GetRootStoragePath, true), base + "\\Quorvane");
     EXPECT_EQ(QV_SetStorageUser(L""), QV_OK);
 
     EXPECT_EQ(QV_SetStorageFolder(L"Mine", CSIDL_COMMON_APPDATA), QV_OK);
     unsigned csidl = 0;
     EXPECT_EQ(test::utf8(QV_GetStorageFolder(&csidl)), "Mine");
     EXPECT_EQ(csidl, static_cast<unsigned>(CSIDL_COMMON_APPDATA));
-    EXPECT_EQ(storage_path(false), base + "\\Mine");
+    EXPECT_EQ(path_of(QV_GetStoragePath, false), base + "\\Mine");
     wchar_t tiny[3] = {L'?', L'?', L'?'};
     EXPECT_EQ(QV_GetStoragePath(tiny, 2, false), QV_OK);
     EXPECT_EQ(tiny[1], common[1]) << "filled without a terminator";
     EXPECT_EQ(tiny[2], L'?');
-}
 
-TEST(StorageFolder, RefusesWhatIsNoKnownFolderAndWhatDoesNotFit)
-{
+    // What is no known folder, and what doesn't fit.
     wchar_t path[300] = L"kept";
     EXPECT_EQ(QV_SetStorageFolder(L"x", 0x7777), QV_OK);
     EXPECT_EQ(QV_GetStoragePath(path, 300, false), QV_ERR_NULLPTR);
     EXPECT_EQ(test::utf8(path), "kept");
-    EXPECT_EQ(root_storage_path(false), "");
+    EXPECT_EQ(path_of(QV_GetRootStoragePath, false), "");
     EXPECT_EQ(QV_SetStorageFolder(Wide(100'000, L'f'), CSIDL_COMMON_APPDATA), QV_OK);
     EXPECT_EQ(QV_SetStorageUser(Wide(100'000, L'u')), QV_OK);
     EXPECT_EQ(QV_GetStoragePath(path, 300, false), QV_ERR_SYSTEM);
@@ -87,9 +78,8 @@ TEST(TempPath, TheRequestedPathCountsIfItFits)
     EXPECT_EQ(requested_temp_path(), "");
 }
 
-class TempNames : public test::InFolder
+struct TempNames : test::InFolder
 {
-protected:
     // The path that the pattern gives; its status stays.
     std::string path_of(const wchar_t* directory, const wchar_t* pattern, int create = 0)
     {
@@ -109,13 +99,16 @@ protected:
     int m_status = 0;
 };
 
-TEST_F(TempNames, RunsOfDollarsBecomeOneRandomNumber)
+TEST_F(TempNames, RunsOfDollarsBecomeOneRandomNumberAndNamesEndWith260Characters)
 {
     std::smatch found;
     const std::string padded = name(L"tmp$$$$$$$$.dat"), twice = name(L"a$b$$$$$$c");
     EXPECT_TRUE(std::regex_match(padded, found, std::regex("tmp000(\\d{5})\\.dat"))) << padded;
     ASSERT_TRUE(std::regex_match(twice, found, std::regex("a(\\d{1,5})b(\\d{6})c"))) << twice;
     EXPECT_EQ(std::stoi(found[1]), std::stoi(found[2])) << "all runs show the same number";
+    EXPECT_EQ(name(L"free"), "free");
+    EXPECT_EQ(m_status, QV_OK);
+    EXPECT_EQ(name(Wide(400, L'n')), std::string(260, 'n'));
 }
 
 TEST_F(TempNames, ANameThatIsTakenIsPassedOver)
@@ -130,16 +123,9 @@ TEST_F(TempNames, ANameThatIsTakenIsPassedOver)
         names += next + ";";
         EXPECT_TRUE(exists(next)) << "it was made";
     }
-}
-
-TEST_F(TempNames, TheSearchForAFreeNameEnds)
-{
     make("fixed");
     EXPECT_EQ(name(L"fixed"), "fixed");
-    EXPECT_EQ(m_status, QV_ERR_OPENFILE);
-    EXPECT_EQ(name(L"free"), "free");
-    EXPECT_EQ(m_status, QV_OK);
-    EXPECT_EQ(name(Wide(400, L'n')), std::string(260, 'n')) << "a name has at most 260 characters";
+    EXPECT_EQ(m_status, QV_ERR_OPENFILE) << "the search ends";
 }
 
 TEST_F(TempNames, ADirectoryIsJoinedWithOneSeparator)

@@ -26,10 +26,8 @@
 namespace
 {
 
-template <class Function> Function* next(const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+// What a name meant without this program.
+#define NEXT(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
 
 std::atomic<int> g_create_error{0};
 std::atomic<double> g_counter_shift{0};
@@ -91,7 +89,7 @@ INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
 {
     if (const int error = g_create_error.exchange(0))
         return error;
-    return next<decltype(pthread_create)>("pthread_create")(thread, attributes, start, argument);
+    return NEXT(pthread_create)(thread, attributes, start, argument);
 }
 
 INSTEAD int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
@@ -104,8 +102,7 @@ INSTEAD int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* m
                            deadline->tv_nsec});
         g_changed.notify_all();
     }
-    const int result = next<decltype(pthread_cond_timedwait)>("pthread_cond_timedwait")(
-        condition, mutex, deadline);
+    const int result = NEXT(pthread_cond_timedwait)(condition, mutex, deadline);
     return g_timed_result >= 0 ? g_timed_result.load() : result;
 }
 
@@ -113,7 +110,7 @@ INSTEAD int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* m
 #define WATCHED(name, throwing, parameters, arguments)                                             \
     INSTEAD int name parameters throwing                                                           \
     {                                                                                              \
-        static auto* const function = next<int parameters>(#name);                                 \
+        static auto* const function = NEXT(name);                                                  \
         return outcome(#name, function arguments);                                                 \
     }
 
@@ -137,7 +134,7 @@ WATCHED(sem_wait, , (sem_t * semaphore), (semaphore))
 
 INSTEAD double QV_GetTimeCounter()
 {
-    return next<decltype(QV_GetTimeCounter)>("QV_GetTimeCounter")() + g_counter_shift;
+    return NEXT(QV_GetTimeCounter)() + g_counter_shift;
 }
 
 INSTEAD int DiagAssertW(unsigned, const wchar_t* expression, const wchar_t*, const char*, int)
@@ -307,13 +304,12 @@ TEST_F(ThreadPoolTimes, ACallToAWaitingThreadAllocatesNothing)
         ++*static_cast<std::atomic<int>*>(count);
         return nullptr;
     };
-    ASSERT_EQ(pool->MakeCallFromThreadPool(call, &runs), QV_OK);
-    nth_wait(1);
-    const int before = g_allocations;
-    for (int i = 1; i < 100; ++i)
+    int before = 0;
+    for (size_t i = 1; i <= 100; ++i)
     {
         ASSERT_EQ(pool->MakeCallFromThreadPool(call, &runs), QV_OK);
-        nth_wait(static_cast<size_t>(i) + 1);
+        nth_wait(i);
+        before = i == 1 ? g_allocations.load() : before;
     }
     EXPECT_EQ(g_allocations, before);
     EXPECT_EQ(runs, 100);

@@ -64,55 +64,49 @@ TEST(ThreadPoolEnd, WaitsForTheCallsUnderWayAndEndsTheThreadsThatWait)
     test::ThreadEnds::wait_for(before + 2);
 }
 
+CThreadPool* s_pool = nullptr;
+std::atomic<uint64_t> s_runs{0}, s_failures{0};
+
+// A call, which with an argument makes another without.
+void* run(void* again)
+{
+    if (again)
+        s_failures += s_pool->MakeCallFromThreadPool(run, nullptr) != QV_OK;
+    ++s_runs;
+    return nullptr;
+}
+
 // Pools that come and go, each with callers from several threads and from its own calls: each call
 // runs once. PLINTH_SOAK_SECONDS makes it go on for so long.
 TEST(ThreadPoolConcurrent, EachCallRunsOnce)
 {
     constexpr int callers = 8;
     constexpr int calls = 500;
-    struct Shared
-    {
-        CThreadPool* pool;
-        std::atomic<uint64_t> runs{0};
-        std::atomic<uint64_t> failures{0};
-        static void* inner(void* self)
-        {
-            ++static_cast<Shared*>(self)->runs;
-            return nullptr;
-        }
-        static void* outer(void* self)
-        {
-            auto& shared = *static_cast<Shared*>(self);
-            shared.failures += shared.pool->MakeCallFromThreadPool(inner, self) != QV_OK;
-            ++shared.runs;
-            return nullptr;
-        }
-    };
+    constexpr uint64_t expected = callers * (calls + calls / 4);
     const test::SoakTime soak;
     uint64_t total = 0;
     do
     {
-        Shared shared{CThreadPool::CreateThreadPool()};
+        s_pool = CThreadPool::CreateThreadPool();
+        s_runs = 0;
         std::vector<std::thread> threads;
         for (int i = 0; i < callers; ++i)
             threads.emplace_back(
-                [&]
+                []
                 {
                     for (int call = 0; call < calls; ++call)
-                        shared.failures +=
-                            shared.pool->MakeCallFromThreadPool(
-                                call % 4 == 0 ? Shared::outer : Shared::inner, &shared) != QV_OK;
+                        s_failures += s_pool->MakeCallFromThreadPool(
+                                          run, call % 4 == 0 ? s_pool : nullptr) != QV_OK;
                 });
         for (std::thread& thread : threads)
             thread.join();
         // No call may be made while the pool is destroyed, not even by its calls.
-        constexpr uint64_t expected = callers * (calls + calls / 4);
-        while (shared.runs + shared.failures < expected)
+        while (s_runs + s_failures < expected)
             std::this_thread::yield();
-        CThreadPool::DestroyThreadPool(shared.pool);
-        ASSERT_EQ(shared.failures, 0u);
-        ASSERT_EQ(shared.runs, expected);
-        total += shared.runs;
+        CThreadPool::DestroyThreadPool(s_pool);
+        ASSERT_EQ(s_failures, 0u);
+        ASSERT_EQ(s_runs, expected);
+        total += s_runs;
     } while (soak.goes_on());
     soak.report("calls", total);
 }
