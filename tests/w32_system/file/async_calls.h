@@ -2,10 +2,15 @@
 #pragma once
 
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <ostream>
+#include <semaphore>
+#include <string>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <plinth_w32_system.h>
 
@@ -19,6 +24,8 @@ struct AsyncCall
     uint64_t done;
     bool operator==(const AsyncCall&) const = default;
 };
+using Calls = std::vector<AsyncCall>;
+inline constexpr int more = QV_ERR_INPROGRESS;
 
 inline void PrintTo(const AsyncCall& call, std::ostream* out)
 {
@@ -29,11 +36,23 @@ inline void PrintTo(const AsyncCall& call, std::ostream* out)
 class AsyncCalls
 {
 public:
-    explicit AsyncCalls(bool held = false) : m_held(held) {}
+    explicit AsyncCalls(bool held = false) : m_held(held) { m_calls.reserve(100); }
     AsyncCalls(const AsyncCalls&) = delete;
     AsyncCalls& operator=(const AsyncCalls&) = delete;
 
+    std::function<void()> act; // what each callback does first
+
     QvAsyncIo io(uint64_t offset = 0) { return {offset, this, on_io}; }
+    int read(QvFile file, void* buffer, uint64_t size)
+    {
+        const QvAsyncIo from_start = io();
+        return QV_ReadFile(file, buffer, size, nullptr, &from_start);
+    }
+    int copy(const wchar_t* from, const wchar_t* to, int failIfExists = 0,
+             const volatile uint32_t* proceed = nullptr)
+    {
+        return QV_CopyFile(from, to, failIfExists, proceed, on_copy, this);
+    }
     static void on_io(int status, uint64_t done, void* self)
     {
         static_cast<AsyncCalls*>(self)->add({status, 0, done});
@@ -44,15 +63,15 @@ public:
     }
 
     // Waits for a callback with another status than that, and gives all that came.
-    std::vector<AsyncCall> wait()
+    Calls wait()
     {
-        return wait_until([&] { return m_calls.back().status != QV_ERR_INPROGRESS; });
+        return wait_until([&] { return m_calls.back().status != more; });
     }
-    std::vector<AsyncCall> wait_for(int status)
+    Calls wait_for(int status)
     {
         return wait_until([&] { return m_calls.back().status == status; });
     }
-    std::vector<AsyncCall> wait_for_count(size_t count)
+    Calls wait_for_count(size_t count)
     {
         return wait_until([&] { return m_calls.size() >= count; });
     }
@@ -68,21 +87,11 @@ public:
     }
 
     // Held callbacks stay until this: the one that is there or comes next, or all from now on.
-    void step()
-    {
-        const std::lock_guard lock(m_mutex);
-        ++m_steps;
-        m_changed.notify_all();
-    }
-    void let_go()
-    {
-        const std::lock_guard lock(m_mutex);
-        m_held = false;
-        m_changed.notify_all();
-    }
+    void step() { m_steps.release(); }
+    void let_go() { m_steps.release(1 << 20); }
 
 private:
-    template <class Condition> std::vector<AsyncCall> wait_until(Condition condition)
+    template <class Condition> Calls wait_until(Condition condition)
     {
         std::unique_lock lock(m_mutex);
         m_changed.wait(lock, [&] { return !m_calls.empty() && condition(); });
@@ -91,21 +100,24 @@ private:
 
     void add(const AsyncCall& call)
     {
-        std::unique_lock lock(m_mutex);
-        m_calls.push_back(call);
-        m_thread = std::this_thread::get_id();
-        m_changed.notify_all();
-        m_changed.wait(lock, [&] { return !m_held || m_steps > 0; });
+        if (act)
+            act();
+        {
+            const std::lock_guard lock(m_mutex);
+            m_calls.push_back(call);
+            m_thread = std::this_thread::get_id();
+            m_changed.notify_all();
+        }
         if (m_held)
-            --m_steps;
+            m_steps.acquire();
     }
 
+    const bool m_held;
+    std::counting_semaphore<> m_steps{0};
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::vector<AsyncCall> m_calls;
+    Calls m_calls;
     std::thread::id m_thread;
-    bool m_held;
-    unsigned m_steps = 0;
 };
 
 // Returns when the steps under way have ended, and with them the files of copies are closed.
@@ -114,13 +126,18 @@ inline void wait_for_steps()
     QV_CancelAsyncIO(nullptr);
 }
 
-// Content that tells one place from another.
-inline std::string pattern(size_t size)
+// What a read or write calls back; a refusal shows as a call with 77 bytes.
+inline Calls transfer(bool writing, QvFile file, void* buffer, uint64_t size, uint64_t offset = 0)
 {
-    std::string bytes(size, '\0');
-    for (size_t i = 0; i < size; ++i)
-        bytes[i] = static_cast<char>((i * 31 + i / 256) & 0xff);
-    return bytes;
+    AsyncCalls calls;
+    const QvAsyncIo io = calls.io(offset);
+    uint64_t done = 77;
+    const int status = writing ? QV_WriteFile(file, buffer, size, &done, &io)
+                               : QV_ReadFile(file, buffer, size, &done, &io);
+    EXPECT_EQ(done, 77u) << "the outcome goes to the callback alone";
+    const Calls seen = status == QV_OK ? calls.wait() : Calls{{status, 0, done}};
+    wait_for_steps();
+    return seen;
 }
 
 } // namespace test

@@ -1,156 +1,113 @@
-// Asynchronous reads, writes and copies, as their callers see them.
+// Asynchronous reads, writes and copies, as their callers see them, and many at once.
+#include <algorithm>
 #include <atomic>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
+#include <deque>
+#include <tuple>
 
 #include "async_calls.h"
-#include "support/files.h"
+#include "folder.h"
+#include "support/soak.h"
 
 using test::AsyncCalls;
+using test::Calls;
+using test::more;
 using test::OpenedFile;
 using test::pattern;
+using test::transfer;
 using test::wait_for_steps;
-using test::Wide;
 
 namespace
 {
 
-using Calls = std::vector<test::AsyncCall>;
-constexpr int more = QV_ERR_INPROGRESS;
-
-class AsyncIo : public testing::Test
+struct AsyncIo : test::InFolder
 {
-protected:
-    Wide path(const std::string& name) const { return test::path_in(m_folder, name); }
-    std::string native(const std::string& name) const { return m_folder + "/" + name; }
     int copy(AsyncCalls& calls, int failIfExists = 0, const volatile uint32_t* proceed = nullptr)
     {
-        return QV_CopyFile(path("a"), path("b"), failIfExists, proceed, AsyncCalls::on_copy,
-                           &calls);
+        return calls.copy(path("a"), path("b"), failIfExists, proceed);
     }
-    std::string m_folder = test::make_folder("async");
 };
 
-TEST_F(AsyncIo, AReadCallsBackAfterEachBlock)
+TEST_F(AsyncIo, AReadCallsBackAfterEachBlockUntilItHasAllOrTheFileEnds)
 {
-    const std::string content = pattern(12'000);
-    test::write_file(native("a"), content);
+    const std::string bytes = pattern(12'000);
+    make("a", bytes);
     OpenedFile file(path("a"), QV_OPEN_READ);
-    std::string buffer(10'000, '\0');
-    AsyncCalls calls;
-    const QvAsyncIo io = calls.io(1'000);
-    uint64_t done = 77;
-    ASSERT_EQ(QV_ReadFile(file, buffer.data(), buffer.size(), &done, &io), QV_OK);
-    EXPECT_EQ(calls.wait(), (Calls{{more, 0, 4096}, {more, 0, 8192}, {QV_OK, 0, 10'000}}));
-    EXPECT_EQ(done, 77u) << "the outcome goes to the callback alone";
-    EXPECT_EQ(buffer, content.substr(1'000, 10'000));
-}
-
-TEST_F(AsyncIo, AReadPastTheEndFinishesWithTheBytesItGot)
-{
-    const std::string content = pattern(5'000);
-    test::write_file(native("a"), content);
-    OpenedFile file(path("a"), QV_OPEN_READ);
-    std::string buffer(20'000, '\0');
+    const std::tuple<size_t, size_t, Calls> rows[] = {
+        {1'000, 10'000, {{more, 0, 4096}, {more, 0, 8192}, {QV_OK, 0, 10'000}}},
+        {7'000, 20'000, {{more, 0, 4096}, {more, 0, 5'000}, {QV_OK, 0, 5'000}}},
+        {1'000'000, 10, {{QV_OK, 0, 0}}},
+        {0, 0, {{QV_OK, 0, 0}}},
+    };
+    for (const auto& [offset, size, calls] : rows)
     {
-        AsyncCalls calls;
-        const QvAsyncIo io = calls.io();
-        ASSERT_EQ(QV_ReadFile(file, buffer.data(), buffer.size(), nullptr, &io), QV_OK);
-        EXPECT_EQ(calls.wait(), (Calls{{more, 0, 4096}, {more, 0, 5'000}, {QV_OK, 0, 5'000}}));
-        EXPECT_EQ(buffer.substr(0, 5'000), content);
+        std::string buffer(size, '\0');
+        EXPECT_EQ(transfer(false, file, buffer.data(), size, offset), calls);
+        const size_t done = calls.back().done;
+        EXPECT_EQ(buffer.substr(0, done), bytes.substr(std::min(offset, bytes.size()), done))
+            << offset;
     }
-    AsyncCalls calls;
-    const QvAsyncIo io = calls.io(1'000'000);
-    ASSERT_EQ(QV_ReadFile(file, buffer.data(), 10, nullptr, &io), QV_OK);
-    EXPECT_EQ(calls.wait(), (Calls{{QV_OK, 0, 0}}));
-}
-
-TEST_F(AsyncIo, ATransferOfNothingCallsBackOnce)
-{
-    OpenedFile file(path("a"), QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_CREATE);
-    AsyncCalls reading, writing;
-    const QvAsyncIo readIo = reading.io();
-    ASSERT_EQ(QV_ReadFile(file, nullptr, 0, nullptr, &readIo), QV_OK);
-    EXPECT_EQ(reading.wait(), (Calls{{QV_OK, 0, 0}}));
-    const QvAsyncIo writeIo = writing.io();
-    ASSERT_EQ(QV_WriteFile(file, nullptr, 0, nullptr, &writeIo), QV_OK);
-    EXPECT_EQ(writing.wait(), (Calls{{QV_OK, 0, 0}}));
 }
 
 TEST_F(AsyncIo, AWriteGoesToItsOffsetWhateverThePositionIs)
 {
-    const std::string content = pattern(10'000);
+    std::string bytes = pattern(10'000);
     OpenedFile file(path("a"), QV_OPEN_WRITE | QV_OPEN_CREATE);
     ASSERT_EQ(QV_WriteFile(file, "head", 4, nullptr, nullptr), QV_OK);
     ASSERT_EQ(QV_SeekFile(file, 0, 0), QV_OK);
-    AsyncCalls calls;
-    const QvAsyncIo io = calls.io(4);
-    ASSERT_EQ(QV_WriteFile(file, content.data(), content.size(), nullptr, &io), QV_OK);
-    EXPECT_EQ(calls.wait(), (Calls{{more, 0, 4096}, {more, 0, 8192}, {QV_OK, 0, 10'000}}));
-    EXPECT_EQ(test::read_file(native("a")), "head" + content);
+    EXPECT_EQ(transfer(true, file, bytes.data(), bytes.size(), 4),
+              (Calls{{more, 0, 4096}, {more, 0, 8192}, {QV_OK, 0, 10'000}}));
+    EXPECT_EQ(transfer(true, file, nullptr, 0), (Calls{{QV_OK, 0, 0}}));
+    EXPECT_EQ(content("a"), "head" + bytes);
 }
 
 TEST_F(AsyncIo, WithoutACallbackTheTransferIsDoneAllTheSame)
 {
-    test::write_file(native("a"), pattern(10'000));
+    make("a", pattern(10'000));
     OpenedFile file(path("a"), QV_OPEN_READ | QV_OPEN_WRITE);
+    const auto wait_for_all = [&](const char* name)
+    {
+        while (content(name).size() < 10'004)
+            std::this_thread::yield();
+    };
     const QvAsyncIo silent = {10'000, nullptr, nullptr};
     ASSERT_EQ(QV_WriteFile(file, "tail", 4, nullptr, &silent), QV_OK);
-    while (test::read_file(native("a")).size() < 10'004)
-        std::this_thread::yield();
+    wait_for_all("a");
     // A proceed word alone makes a copy asynchronous: it has more than one block to go.
     const uint32_t proceed = 1;
     ASSERT_EQ(QV_CopyFile(path("a"), path("b"), 0, &proceed, nullptr, nullptr), QV_OK);
-    while (test::read_file(native("b")).size() < 10'004)
-        std::this_thread::yield();
-    EXPECT_EQ(test::read_file(native("b")), pattern(10'000) + "tail");
+    wait_for_all("b");
+    EXPECT_EQ(content("b"), pattern(10'000) + "tail");
 }
 
 TEST_F(AsyncIo, ABadFileOrOffsetIsTheCallbacksBusiness)
 {
-    test::write_file(native("a"), "content");
+    make("a");
     OpenedFile file(path("a"), QV_OPEN_READ);
     char byte = 0;
-    {
-        AsyncCalls calls;
-        const QvAsyncIo io = calls.io(UINT64_MAX - 3);
-        ASSERT_EQ(QV_ReadFile(file, &byte, 1, nullptr, &io), QV_OK);
-        EXPECT_EQ(calls.wait(), (Calls{{QV_ERR_SEEKFILE, 0, 0}}));
-    }
-    {
-        AsyncCalls calls;
-        const QvAsyncIo io = calls.io();
-        ASSERT_EQ(QV_WriteFile(file, &byte, 1, nullptr, &io), QV_OK);
-        EXPECT_EQ(calls.wait(), (Calls{{QV_ERR_WRITEFILE, 0, 0}})) << "opened for reading only";
-    }
-    AsyncCalls calls;
-    const QvAsyncIo io = calls.io();
-    ASSERT_EQ(QV_ReadFile(nullptr, &byte, 1, nullptr, &io), QV_OK);
-    EXPECT_EQ(calls.wait(), (Calls{{QV_ERR_SEEKFILE, 0, 0}}));
+    const Calls failed_seek = {{QV_ERR_SEEKFILE, 0, 0}};
+    EXPECT_EQ(transfer(false, file, &byte, 1, UINT64_MAX - 3), failed_seek);
+    EXPECT_EQ(transfer(false, nullptr, &byte, 1), failed_seek);
+    EXPECT_EQ(transfer(true, file, &byte, 1), (Calls{{QV_ERR_WRITEFILE, 0, 0}}))
+        << "opened for reading only";
 }
 
 TEST_F(AsyncIo, ACopyCallsBackAfterEachBlockAndAtTheEnd)
 {
-    const struct
-    {
-        size_t size;
-        Calls calls;
-    } rows[] = {
-        {0, {{QV_OK, 0, 0}}},
-        {100, {{QV_OK, 100, 100}}},
-        {8'192, {{more, 8'192, 4096}, {more, 8'192, 8192}, {QV_OK, 8'192, 8'192}}},
-        {10'000, {{more, 10'000, 4096}, {more, 10'000, 8192}, {QV_OK, 10'000, 10'000}}},
+    const Calls rows[] = {
+        {{QV_OK, 0, 0}},
+        {{QV_OK, 100, 100}},
+        {{more, 8'192, 4096}, {more, 8'192, 8192}, {QV_OK, 8'192, 8'192}},
+        {{more, 10'000, 4096}, {more, 10'000, 8192}, {QV_OK, 10'000, 10'000}},
     };
-    for (const auto& row : rows)
+    for (const Calls& expected : rows)
     {
-        test::write_file(native("a"), pattern(row.size));
+        const std::string bytes = pattern(expected.back().size);
+        make("a", bytes);
         AsyncCalls calls;
         ASSERT_EQ(copy(calls), QV_OK);
-        EXPECT_EQ(calls.wait(), row.calls) << row.size;
+        EXPECT_EQ(calls.wait(), expected);
         wait_for_steps();
-        EXPECT_EQ(test::read_file(native("b")), pattern(row.size));
+        EXPECT_EQ(content("b"), bytes);
         EXPECT_EQ(QV_RemoveFile(path("b"), 1), QV_OK) << "both files are closed by then";
     }
 }
@@ -159,11 +116,11 @@ TEST_F(AsyncIo, ACopyThatCannotOpenItsFilesFailsAtOnce)
 {
     AsyncCalls calls;
     EXPECT_EQ(copy(calls), QV_ERR_OPENFILE) << "no source";
-    EXPECT_EQ(QV_AccessFile(path("b"), 0), QV_ERR_ACCESS) << "and so no target";
-    test::write_file(native("a"), "new");
-    test::write_file(native("b"), "old");
+    EXPECT_FALSE(exists("b"));
+    make("a", "new");
+    make("b", "old");
     EXPECT_EQ(copy(calls, 1), QV_ERR_OPENFILE) << "the target exists";
-    EXPECT_EQ(test::read_file(native("b")), "old");
+    EXPECT_EQ(content("b"), "old");
     EXPECT_EQ(QV_RemoveFile(path("a"), 1), QV_OK) << "the source is closed";
     EXPECT_EQ(calls.count(), 0u);
 }
@@ -171,77 +128,34 @@ TEST_F(AsyncIo, ACopyThatCannotOpenItsFilesFailsAtOnce)
 TEST_F(AsyncIo, TheProceedWordStopsACopyBehindAFullBlock)
 {
     alignas(4) uint32_t proceed = 0;
-    test::write_file(native("a"), pattern(10'000));
-    {
-        AsyncCalls calls;
-        ASSERT_EQ(copy(calls, 0, &proceed), QV_OK);
-        EXPECT_EQ(calls.wait_for(QV_ERR_CANCELLED),
-                  (Calls{{more, 10'000, 4096}, {QV_ERR_CANCELLED, 10'000, 4096}}));
-        wait_for_steps();
-        EXPECT_EQ(test::read_file(native("b")), pattern(10'000).substr(0, 4096)) << "it stays";
-    }
-    {
-        test::write_file(native("a"), pattern(4'000));
-        AsyncCalls calls;
-        ASSERT_EQ(copy(calls, 0, &proceed), QV_OK);
-        EXPECT_EQ(calls.wait(), (Calls{{QV_OK, 4'000, 4'000}})) << "the word is never looked at";
-    }
+    make("a", pattern(10'000));
+    AsyncCalls stopped, small, held(true);
+    ASSERT_EQ(copy(stopped, 0, &proceed), QV_OK);
+    EXPECT_EQ(stopped.wait_for(QV_ERR_CANCELLED),
+              (Calls{{more, 10'000, 4096}, {QV_ERR_CANCELLED, 10'000, 4096}}));
+    wait_for_steps();
+    EXPECT_EQ(content("b"), pattern(4096)) << "it stays";
+
+    make("a", pattern(4'000));
+    ASSERT_EQ(copy(small, 0, &proceed), QV_OK);
+    EXPECT_EQ(small.wait(), (Calls{{QV_OK, 4'000, 4'000}})) << "the word is never looked at";
+
     proceed = 1;
-    test::write_file(native("a"), pattern(100'000));
-    AsyncCalls calls(true);
-    ASSERT_EQ(copy(calls, 0, &proceed), QV_OK);
-    calls.wait_for_count(1);
-    calls.step();
-    calls.wait_for_count(2);
+    make("a", pattern(100'000));
+    ASSERT_EQ(copy(held, 0, &proceed), QV_OK);
+    held.step();
+    held.wait_for_count(2);
     std::atomic_ref(proceed).store(0);
-    calls.let_go();
-    const Calls seen = calls.wait_for(QV_ERR_CANCELLED);
+    held.let_go();
     EXPECT_EQ(
-        seen,
+        held.wait_for(QV_ERR_CANCELLED),
         (Calls{{more, 100'000, 4096}, {more, 100'000, 8192}, {QV_ERR_CANCELLED, 100'000, 8192}}));
-}
-
-TEST_F(AsyncIo, CancellingTakesATransferOutWithoutACallback)
-{
-    constexpr size_t blocks = 16'384;
-    OpenedFile file(path("a"), QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_CREATE);
-    ASSERT_EQ(QV_SeekFile(file, blocks * 4096, 0), QV_OK);
-    ASSERT_EQ(QV_SetEOF(file), QV_OK);
-    std::vector<char> buffer(blocks * 4096);
-    AsyncCalls reading(true);
-    const QvAsyncIo io = reading.io();
-    ASSERT_EQ(QV_ReadFile(file, buffer.data(), buffer.size(), nullptr, &io), QV_OK);
-    reading.wait_for_count(1);
-    std::atomic<bool> cancelled{false};
-    std::thread canceller(
-        [&]
-        {
-            EXPECT_EQ(QV_CancelAsyncIO(file), QV_OK);
-            cancelled = true;
-        });
-    // It waits for the step that is held here, and gets in behind it or one of the next.
-    while (!cancelled)
-    {
-        reading.step();
-        std::this_thread::yield();
-    }
-    canceller.join();
-    reading.let_go();
-    const size_t before = reading.count();
-    EXPECT_LT(before, blocks);
-
-    test::write_file(native("c"), "content");
-    AsyncCalls copying;
-    ASSERT_EQ(QV_CopyFile(path("c"), path("b"), 0, nullptr, AsyncCalls::on_copy, &copying), QV_OK);
-    EXPECT_EQ(copying.wait().back().status, QV_OK);
-    EXPECT_EQ(reading.count(), before) << "no callback comes any more";
-    EXPECT_EQ(QV_CancelAsyncIO(file), QV_OK) << "nothing to cancel is no failure";
-    EXPECT_EQ(QV_CancelAsyncIO(INVALID_HANDLE_VALUE), QV_OK);
+    wait_for_steps();
 }
 
 TEST_F(AsyncIo, CopiesFromTheSameFileGoOnWhenItsReadsAreCancelled)
 {
-    test::write_file(native("a"), pattern(50'000));
+    make("a", pattern(50'000));
     OpenedFile file(path("a"), QV_OPEN_READ);
     AsyncCalls copying(true);
     ASSERT_EQ(copy(copying), QV_OK);
@@ -253,36 +167,121 @@ TEST_F(AsyncIo, CopiesFromTheSameFileGoOnWhenItsReadsAreCancelled)
 
 TEST_F(AsyncIo, ACallbackMayNeitherStartNorCancelATransfer)
 {
-    struct Inside
-    {
-        Wide from, to;
-        AsyncCalls calls;
-        int read = 1, copied = 1, cancelled = 1;
-    } inside;
-    test::write_file(native("a"), pattern(100));
-    inside.from = path("a");
-    inside.to = path("c");
+    make("a", pattern(100));
     OpenedFile file(path("a"), QV_OPEN_READ);
     char buffer[100];
-    const QvAsyncIo io = {0, &inside,
-                          [](int status, uint64_t done, void* context)
-                          {
-                              auto& in = *static_cast<Inside*>(context);
-                              char byte = 0;
-                              const QvAsyncIo again = in.calls.io();
-                              in.read = QV_ReadFile(nullptr, &byte, 1, nullptr, &again);
-                              in.copied = QV_CopyFile(in.from, in.to, 0, nullptr,
-                                                      AsyncCalls::on_copy, &in.calls);
-                              in.cancelled = QV_CancelAsyncIO(nullptr);
-                              AsyncCalls::on_io(status, done, &in.calls);
-                          }};
-    ASSERT_EQ(QV_ReadFile(file, buffer, sizeof buffer, nullptr, &io), QV_OK);
-    EXPECT_EQ(inside.calls.wait(), (Calls{{QV_OK, 0, 100}}));
+    AsyncCalls calls;
+    std::vector<int> answers;
+    calls.act = [&]
+    {
+        answers = {calls.read(nullptr, buffer, 1), calls.copy(path("a"), path("c")),
+                   QV_CancelAsyncIO(nullptr)};
+    };
+    ASSERT_EQ(calls.read(file, buffer, sizeof buffer), QV_OK);
+    EXPECT_EQ(calls.wait(), (Calls{{QV_OK, 0, 100}}));
     wait_for_steps();
-    EXPECT_EQ(inside.read, QV_ERR_SYSTEM);
-    EXPECT_EQ(inside.copied, QV_ERR_SYSTEM);
-    EXPECT_EQ(inside.cancelled, QV_ERR_SYSTEM);
-    EXPECT_EQ(QV_AccessFile(path("c"), 0), QV_ERR_ACCESS) << "the target was not made";
+    EXPECT_EQ(answers, std::vector<int>(3, QV_ERR_SYSTEM));
+    EXPECT_FALSE(exists("c")) << "the target was not made";
+}
+
+using AsyncConcurrent = test::InFolder;
+
+// Counts callbacks, and those that came when none was to come any more.
+struct Counter
+{
+    static void on_io(int status, uint64_t, void* self)
+    {
+        auto& counter = *static_cast<Counter*>(self);
+        counter.late += counter.cancelled.load();
+        counter.ended += status != QV_ERR_INPROGRESS;
+    }
+    const QvAsyncIo io = {0, this, on_io};
+    std::atomic<uint64_t> late{0}, ended{0};
+    std::atomic<bool> cancelled{false};
+};
+
+TEST_F(AsyncConcurrent, AThousandTransfersInFlightAreCancelledWithoutAnotherCallback)
+{
+#if defined(__SANITIZE_THREAD__)
+    constexpr size_t count = 300; // each submission looks at all workers, slowly here
+#else
+    constexpr size_t count = 1'000;
+#endif
+    constexpr size_t size = size_t{64} << 20; // far more than all but the first may get to
+    make("file");
+    std::filesystem::resize_file(native("file"), size);
+    const std::vector<char> buffer(size); // of zeroes, which all of them write to the same file
+    std::deque<OpenedFile> files;
+    std::deque<Counter> counters(count);
+    for (size_t i = 0; i < count; ++i)
+        ASSERT_EQ(files.emplace_back(path("file"), QV_OPEN_WRITE).status(), QV_OK);
+    for (size_t i = 0; i < count; ++i)
+        ASSERT_EQ(QV_WriteFile(files[i], buffer.data(), size, nullptr, &counters[i].io), QV_OK);
+    size_t in_flight = 0;
+    for (size_t i = 0; i < count; ++i)
+    {
+        EXPECT_EQ(QV_CancelAsyncIO(files[i]), QV_OK);
+        counters[i].cancelled = true;
+        in_flight += counters[i].ended == 0;
+    }
+    for (const Counter& counter : counters)
+        EXPECT_EQ(counter.late, 0u);
+    EXPECT_GT(in_flight, count / 2) << "most were in flight";
+    for (const QvFile none : {QvFile(files[0]), QvFile(INVALID_HANDLE_VALUE)})
+        EXPECT_EQ(QV_CancelAsyncIO(none), QV_OK) << "nothing to cancel is no failure";
+}
+
+// Copies, reads, writes and cancellations from several threads: each transfer ends once and moves
+// its bytes. PLINTH_SOAK_SECONDS makes it go on for so long.
+TEST_F(AsyncConcurrent, EachTransferEndsOnceWithItsBytes)
+{
+    constexpr int threads = 4;
+    constexpr int rounds = 10;
+    const std::string bytes = pattern(50'000);
+    make("source", bytes);
+    const auto transfers = [&](const std::string& name)
+    {
+        AsyncCalls copying, reading, writing;
+        ASSERT_EQ(copying.copy(path("source"), path(name)), QV_OK);
+        OpenedFile in(path("source"), QV_OPEN_READ), dropped(path("source"), QV_OPEN_READ);
+        OpenedFile out(path(name + "w"), QV_OPEN_WRITE | QV_OPEN_CREATE | QV_OPEN_ALWAYS);
+        std::string read(bytes.size(), '\0'), lost(bytes.size(), '\0');
+        Counter gone;
+        const QvAsyncIo write_io = writing.io();
+        ASSERT_EQ(reading.read(in, read.data(), read.size()), QV_OK);
+        ASSERT_EQ(QV_ReadFile(dropped, lost.data(), lost.size(), nullptr, &gone.io), QV_OK);
+        ASSERT_EQ(QV_WriteFile(out, bytes.data(), bytes.size(), nullptr, &write_io), QV_OK);
+        ASSERT_EQ(QV_CancelAsyncIO(dropped), QV_OK);
+        gone.cancelled = true;
+        const test::AsyncCall all = {QV_OK, 0, bytes.size()};
+        EXPECT_EQ(reading.wait().back(), all);
+        EXPECT_EQ(writing.wait().back(), all);
+        EXPECT_EQ(copying.wait().back(), (test::AsyncCall{QV_OK, bytes.size(), bytes.size()}));
+        test::wait_for_steps();
+        EXPECT_EQ(reading.count(), 13u);
+        EXPECT_EQ(read, bytes);
+        EXPECT_EQ(content(name), bytes);
+        EXPECT_EQ(content(name + "w"), bytes);
+        EXPECT_EQ(gone.late, 0u);
+        EXPECT_LE(gone.ended, 1u);
+    };
+    const test::SoakTime soak;
+    uint64_t total = 0;
+    do
+    {
+        std::vector<std::thread> callers;
+        for (int caller = 0; caller < threads; ++caller)
+            callers.emplace_back(
+                [&, name = "target" + std::to_string(caller)]
+                {
+                    for (int round = 0; round < rounds; ++round)
+                        transfers(name);
+                });
+        for (std::thread& caller : callers)
+            caller.join();
+        total += threads * rounds * 4;
+    } while (soak.goes_on() && !HasFailure());
+    soak.report("transfers", total);
 }
 
 } // namespace

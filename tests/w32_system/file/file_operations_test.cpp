@@ -1,6 +1,5 @@
-#include <gtest/gtest.h>
-
-#include "support/files.h"
+// What is done by name: with files and directories, searches, volumes.
+#include "folder.h"
 
 using test::OpenedFile;
 using test::Wide;
@@ -8,31 +7,27 @@ using test::Wide;
 namespace
 {
 
-class FileOperations : public testing::Test
+struct FileOperations : test::InFolder
 {
-protected:
-    Wide path(const std::string& name) const { return test::path_in(m_folder, name); }
-    void make(const std::string& name, const std::string& content)
+    int copy(const char* from, const char* to, int fail_if_exists)
     {
-        test::write_file(m_folder + "/" + name, content);
+        return QV_CopyFile(path(from), path(to), fail_if_exists, nullptr, nullptr, nullptr);
     }
-    std::string content(const std::string& name) const
+    int move(const char* from, const char* to, int fail_if_exists)
     {
-        return test::read_file(m_folder + "/" + name);
+        return QV_MoveFile(path(from), path(to), fail_if_exists, nullptr, nullptr, nullptr);
     }
-    bool exists(const std::string& name) const { return QV_AccessFile(path(name), 0) == QV_OK; }
-    int copy(const char* from, const char* to, int failIfExists)
+    int replace()
     {
-        return QV_CopyFile(path(from), path(to), failIfExists, nullptr, nullptr, nullptr);
+        return QV_ReplaceFile(path("new"), path("a"), path("b"), nullptr, nullptr, nullptr);
     }
-    int move(const char* from, const char* to, int failIfExists)
+    int make_parents(const std::string& name, int recursive = 1)
     {
-        return QV_MoveFile(path(from), path(to), failIfExists, nullptr, nullptr, nullptr);
+        return QV_CreateDirectory(path(name), recursive, QV_SECURITY_DEFAULT);
     }
-    std::string m_folder = test::make_folder("operations");
 };
 
-TEST_F(FileOperations, CopyOverwritesOnlyIfAllowed)
+TEST_F(FileOperations, CopyAndMoveReplaceOnlyIfAllowed)
 {
     make("a", "A");
     make("b", "B");
@@ -44,37 +39,29 @@ TEST_F(FileOperations, CopyOverwritesOnlyIfAllowed)
     EXPECT_EQ(content("c"), "A");
     EXPECT_EQ(copy("none", "d", 0), QV_ERR_COPYFILE);
     EXPECT_FALSE(exists("d"));
-}
 
-TEST_F(FileOperations, MoveReplacesOnlyIfAllowed)
-{
-    make("a", "A");
-    make("b", "B");
+    make("a", "new");
     EXPECT_EQ(move("a", "b", 1), QV_ERR_MOVEFILE) << "a move has no number for an existing file";
     EXPECT_EQ(move("a", "b", 0), QV_OK);
     EXPECT_FALSE(exists("a"));
-    EXPECT_EQ(content("b"), "A");
-    EXPECT_EQ(move("none", "c", 0), QV_ERR_MOVEFILE);
+    EXPECT_EQ(content("b"), "new");
+    EXPECT_EQ(move("none", "d", 0), QV_ERR_MOVEFILE);
     OpenedFile held(path("b"), QV_OPEN_READ);
-    EXPECT_EQ(move("b", "c", 0), QV_ERR_SHARING);
+    EXPECT_EQ(move("b", "d", 0), QV_ERR_SHARING);
 }
 
 TEST_F(FileOperations, ReplaceKeepsTheOldFileAsBackup)
 {
     make("new", "NEW");
-    make("target", "OLD");
-    make("backup", "OLDER");
-    EXPECT_EQ(
-        QV_ReplaceFile(path("new"), path("target"), path("backup"), nullptr, nullptr, nullptr),
-        QV_OK);
-    EXPECT_EQ(content("target"), "NEW");
-    EXPECT_EQ(content("backup"), "OLD");
+    make("a", "OLD");
+    make("b", "OLDER");
+    EXPECT_EQ(replace(), QV_OK);
+    EXPECT_EQ(content("a") + content("b"), "NEWOLD");
     EXPECT_FALSE(exists("new"));
-    EXPECT_EQ(
-        QV_ReplaceFile(path("new"), path("target"), path("backup"), nullptr, nullptr, nullptr),
-        QV_ERR_MOVEFILE);
-    EXPECT_EQ(content("backup"), "NEW") << "the first move stays done";
-    EXPECT_FALSE(exists("target"));
+    EXPECT_EQ(replace(), QV_ERR_MOVEFILE);
+    EXPECT_EQ(content("b"), "NEW") << "the first move stays done";
+    EXPECT_FALSE(exists("a"));
+    EXPECT_EQ(replace(), QV_ERR_MOVEFILE) << "nothing to keep: the second move isn't tried";
 }
 
 TEST_F(FileOperations, RemoveForgivesAMissingFileUnlessStrict)
@@ -82,27 +69,28 @@ TEST_F(FileOperations, RemoveForgivesAMissingFileUnlessStrict)
     EXPECT_EQ(QV_RemoveFile(path("none"), 0), QV_OK);
     EXPECT_EQ(QV_RemoveFile(path("none/none"), 0), QV_OK);
     EXPECT_EQ(QV_RemoveFile(path("none"), 1), QV_ERR_REMOVEFILE);
-    make("file", "x");
+    EXPECT_EQ(QV_AccessFile(path("none"), 0), QV_ERR_ACCESS);
+    make("file");
+    EXPECT_EQ(QV_AccessFile(path("file"), 2), QV_OK);
     ASSERT_TRUE(SetFileAttributesW(path("file"), FILE_ATTRIBUTE_READONLY));
     EXPECT_EQ(QV_AccessFile(path("file"), 0), QV_OK);
     EXPECT_EQ(QV_AccessFile(path("file"), 2), QV_ERR_READONLY);
     EXPECT_EQ(QV_RemoveFile(path("file"), 1), QV_OK) << "a read-only file goes too";
     EXPECT_FALSE(exists("file"));
     EXPECT_EQ(QV_RemoveFile(test::windows_form(m_folder), 1), QV_ERR_ACCESS);
-    make("held", "x");
+    make("held");
     OpenedFile held(path("held"), QV_OPEN_READ);
     EXPECT_EQ(QV_RemoveFile(path("held"), 0), QV_ERR_REMOVEFILE);
 }
 
 TEST_F(FileOperations, SearchPathFindsAFileAndAddsTheExtension)
 {
-    make("tool.cfg", "x");
+    make("tool.cfg");
     const Wide folder = test::windows_form(m_folder);
-    wchar_t found[1024] = L"";
+    wchar_t found[1024] = L"", small[4] = L"abc";
     EXPECT_EQ(QV_SearchPath(folder, L"tool", L".cfg", found, 1024), QV_OK);
     EXPECT_EQ(test::utf8(found), path("tool.cfg").utf8());
     EXPECT_EQ(QV_SearchPath(folder, L"other", L".cfg", found, 1024), QV_ERR_SEARCHPATH);
-    wchar_t small[4] = L"abc";
     EXPECT_EQ(QV_SearchPath(folder, L"tool", L".cfg", small, 4), QV_OK) << "too small is success";
 }
 
@@ -110,8 +98,8 @@ TEST_F(FileOperations, SearchGivesEveryEntrySortedAndWithItsData)
 {
     make("b.log", "12345");
     make("A.log", "1");
-    make("c.txt", "");
-    test::make_folder("operations/D.log");
+    make("c.txt");
+    std::filesystem::create_directories(native("D.log"));
     QvFindHandle search = nullptr;
     struct tm written = {};
     QvFindData data = {};
@@ -121,8 +109,8 @@ TEST_F(FileOperations, SearchGivesEveryEntrySortedAndWithItsData)
     int status = QV_OK;
     do
     {
-        names += test::utf8(data.name) + (data.isDirectory ? "/" : "=") +
-                 (data.isDirectory ? "" : std::to_string(data.size)) + " ";
+        names += test::utf8(data.name) +
+                 (data.isDirectory ? "/ " : "=" + std::to_string(data.size) + " ");
         EXPECT_GT(written.tm_year, 100);
         EXPECT_EQ(written.tm_isdst, -1);
     } while ((status = QV_FindFileNext(search, &data)) == QV_OK);
@@ -136,10 +124,128 @@ TEST_F(FileOperations, SearchGivesEveryEntrySortedAndWithItsData)
     EXPECT_EQ(search, nullptr);
     EXPECT_EQ(QV_FindFileFirst(path("*"), nullptr, &data), QV_ERR_NULLPTR);
     EXPECT_EQ(QV_FindFileFirst(path("*"), &search, nullptr), QV_OK);
-    data = {};
     EXPECT_EQ(QV_FindFileNext(search, &data), QV_OK);
     EXPECT_EQ(test::utf8(data.name), "..") << "the first entry, \".\", was not asked for";
     EXPECT_EQ(QV_FindFileClose(search), QV_OK);
+}
+
+TEST_F(FileOperations, DirectoriesAreMadeWithTheirParentsOnRequest)
+{
+    EXPECT_EQ(make_parents("a/b/c", 0), QV_ERR_CREATEDIR);
+    EXPECT_EQ(make_parents("a/b/c/"), QV_OK);
+    EXPECT_TRUE(exists("a/b/c"));
+    EXPECT_EQ(make_parents("a/b/c"), QV_OK);
+    EXPECT_EQ(make_parents("single", 0), QV_OK);
+    EXPECT_TRUE(exists("single"));
+    make("file");
+    EXPECT_EQ(make_parents("file", 0), QV_OK)
+        << "what can be read and written is not looked at further";
+    EXPECT_EQ(make_parents("file/sub"), QV_ERR_CREATEDIR);
+    EXPECT_EQ(QV_CreateDirectory(L"", 0, QV_SECURITY_DEFAULT), QV_ERR_CREATEDIR);
+    EXPECT_EQ(QV_CreateDirectory(L"\\no-such-root\\x", 1, QV_SECURITY_DEFAULT), QV_ERR_CREATEDIR)
+        << "the first prefix is empty and can't be made";
+    EXPECT_EQ(QV_CreateDirectory(nullptr, 1, QV_SECURITY_DEFAULT), QV_ERR_CREATEDIR);
+
+    // Levels of 50 characters: those that end beyond the first 259 are not made.
+    std::string deep = "deep", made;
+    for (; path(deep).size() < 300; deep += "/" + std::string(49, 'd'))
+        if (path(deep).size() < 259)
+            made = deep;
+    EXPECT_EQ(make_parents(deep + "/x"), QV_ERR_CREATEDIR);
+    EXPECT_TRUE(exists(made));
+    EXPECT_FALSE(exists(deep));
+}
+
+TEST_F(FileOperations, RecursiveRemovalLeavesHiddenEntriesAndLinkTargetsAlone)
+{
+    std::filesystem::create_directories(native("tree/sub/subsub"));
+    make("tree/file");
+    make("tree/sub/file");
+    ASSERT_TRUE(SetFileAttributesW(path("tree/sub/file"), FILE_ATTRIBUTE_READONLY));
+    EXPECT_EQ(QV_RemoveDirectory(path("tree")), QV_ERR_REMOVEDIR);
+    EXPECT_EQ(QV_RemoveDirectoryRecursively(path("tree")), QV_OK);
+    EXPECT_FALSE(exists("tree"));
+    EXPECT_EQ(QV_RemoveDirectoryRecursively(path("tree")), QV_ERR_REMOVEDIR);
+    EXPECT_EQ(QV_RemoveDirectoryRecursively(L""), QV_ERR_SYSTEM);
+    EXPECT_EQ(QV_RemoveDirectoryRecursively(nullptr), QV_ERR_SYSTEM);
+
+    std::filesystem::create_directories(native("kept"));
+    make("kept/.hidden");
+    make("kept/file");
+    EXPECT_EQ(QV_RemoveDirectoryRecursively(path("kept")), QV_ERR_REMOVEDIR);
+    EXPECT_TRUE(exists("kept/.hidden"));
+    EXPECT_FALSE(exists("kept/file"));
+
+#ifndef _WIN32 // making links needs a privilege there
+    make("kept/file");
+    std::filesystem::create_directories(native("linking"));
+    std::filesystem::create_directory_symlink(native("kept"), native("linking/link"));
+    EXPECT_EQ(QV_RemoveDirectoryRecursively(path("linking")), QV_OK);
+    EXPECT_TRUE(exists("kept/file"));
+#endif
+}
+
+TEST_F(FileOperations, TheProbeTestsTheFolderThatHoldsTheName)
+{
+    EXPECT_TRUE(QV_IsDirectoryWritable(path("none")));
+    EXPECT_TRUE(QV_IsDirectoryWritable(path("")));
+    EXPECT_FALSE(QV_IsDirectoryWritable(path("none/")));
+    EXPECT_FALSE(QV_IsDirectoryWritable(path("none/sub")));
+    EXPECT_FALSE(QV_IsDirectoryWritable(nullptr));
+    EXPECT_TRUE(std::filesystem::is_empty(m_folder)) << "the probes are gone";
+    // What the probe is called shows where it can't be made.
+    std::filesystem::create_directories(native("sub.tested"));
+    std::filesystem::create_directories(native("file_451_124_54545.tested"));
+    EXPECT_FALSE(QV_IsDirectoryWritable(path("sub")));
+    EXPECT_FALSE(QV_IsDirectoryWritable(path("")));
+}
+
+TEST_F(FileOperations, TheCurrentDirectoryCanBeSetAndAsked)
+{
+    wchar_t before[1024], now[1024], small[2] = L"x";
+    ASSERT_EQ(QV_GetCurrentDirectory(before, 1024), QV_OK);
+    ASSERT_EQ(QV_SetCurrentDirectory(path("")), QV_OK);
+    EXPECT_EQ(QV_GetCurrentDirectory(now, 1024), QV_OK);
+    EXPECT_EQ(test::utf8(now), test::windows_form(m_folder).utf8());
+    EXPECT_EQ(QV_GetCurrentDirectory(small, 2), QV_OK) << "too small is success";
+    make("relative");
+    EXPECT_EQ(QV_AccessFile(L"relative", 0), QV_OK);
+    EXPECT_EQ(QV_SetCurrentDirectory(path("none")), QV_ERR_SETCURDIR);
+    EXPECT_EQ(QV_SetCurrentDirectory(before), QV_OK);
+}
+
+TEST_F(FileOperations, VolumesTellTheirSpaceTypeAndName)
+{
+    uint64_t mine = 0, total = 0, free = 0;
+    EXPECT_EQ(QV_GetDiskSpaces(path(""), &mine, &total, &free), QV_OK);
+    EXPECT_GT(total, 0u);
+    EXPECT_LE(mine, free);
+    EXPECT_LE(free, total);
+    EXPECT_EQ(QV_GetDiskSpaces(path(""), nullptr, nullptr, nullptr), QV_OK);
+    EXPECT_EQ(QV_GetDiskSpaces(path("none"), &mine, &total, &free), QV_ERR_DISKSPACE);
+
+    wchar_t drives[512] = L"", name[8], extra[4] = L"abc";
+    unsigned needed = 0;
+    EXPECT_EQ(QV_GetLogicalDriveStrings(drives, 512, &needed), QV_OK);
+    EXPECT_EQ(QV_GetLogicalDriveStrings(drives, 1, &needed), QV_ERR_BUFFERSMALL);
+    EXPECT_GE(needed, 5u) << "\"C:\\\" with both terminators";
+    EXPECT_EQ(QV_GetLogicalDriveStrings(drives, 1, nullptr), QV_ERR_BUFFERSMALL);
+
+    QvVolumeInfo info = {};
+    EXPECT_EQ(QV_GetVolumeInformation(L"C:\\", &info), QV_OK);
+    EXPECT_EQ(info.type, static_cast<uint32_t>(DRIVE_FIXED));
+    EXPECT_EQ(QV_GetVolumeInformation(L"C:\\", nullptr), QV_ERR_NULLPTR);
+    info.name = name;
+    info.nameSize = 8;
+    info.extra = extra;
+    info.extraSize = 4;
+    info.flags = 77;
+    EXPECT_EQ(QV_GetVolumeInformation(L"C:\\", &info), QV_OK);
+    EXPECT_EQ(info.flags, 0u);
+    EXPECT_EQ(extra[0], L'\0');
+    EXPECT_EQ(QV_GetVolumeInformation(L"Q:\\", &info), QV_ERR_VOLUMEINFO);
+    EXPECT_EQ(info.type, static_cast<uint32_t>(DRIVE_NO_ROOT_DIR));
+    EXPECT_EQ(QV_GetUNCPath(nullptr, nullptr, 0), QV_ERR_NOTIMPL);
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // Every socket function over real sockets on the loopback interface.
 #include <cstring>
 #include <string>
-#include <vector>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -19,6 +19,25 @@ constexpr int neither_way = 2;
 constexpr TIMEVAL at_once = {0, 0};
 constexpr TIMEVAL long_enough = {60, 0}; // for what must come; no test waits for its end
 
+// The last error of a call that returned a failure, 0 of one that returned anything else.
+template <class Result> int error_of(Result result)
+{
+    const int error = WSAGetLastError();
+    WSASetLastError(0);
+    return result == static_cast<Result>(SOCKET_ERROR) ? error : 0;
+}
+
+template <class Value> int set_option(SOCKET s, int level, int name, const Value& value)
+{
+    return QV_SetSockOpt(s, level, name, reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+template <class Value>
+int get_option(SOCKET s, int level, int name, Value& value, int length = sizeof(Value))
+{
+    return QV_GetSockOpt(s, level, name, reinterpret_cast<char*>(&value), &length);
+}
+
 class SocketTest : public testing::Test
 {
     Sockets m_sockets; // before the sockets of the test itself
@@ -26,10 +45,8 @@ class SocketTest : public testing::Test
 
 TEST(Socket, UseIsCounted)
 {
-    EXPECT_EQ(QV_DoneSocket(), QV_ERR_FAILED);
-    EXPECT_EQ(WSAGetLastError(), WSANOTINITIALISED);
-    EXPECT_EQ(QV_Socket(AF_INET, SOCK_STREAM, 0), INVALID_SOCKET);
-    EXPECT_EQ(WSAGetLastError(), WSANOTINITIALISED);
+    EXPECT_EQ(error_of(QV_DoneSocket()), WSANOTINITIALISED);
+    EXPECT_EQ(error_of(QV_Socket(AF_INET, SOCK_STREAM, 0)), WSANOTINITIALISED);
     ASSERT_EQ(QV_InitSocket(), QV_OK);
     ASSERT_EQ(QV_InitSocket(), QV_OK);
     EXPECT_EQ(QV_DoneSocket(), QV_OK);
@@ -60,15 +77,13 @@ TEST_F(SocketTest, StreamsCarryBytesBothWays)
     EXPECT_EQ(std::string(buffer, 6), "answer");
     EXPECT_EQ(QV_Shutdown(pair.client, no_more_sends), QV_OK);
     EXPECT_EQ(QV_Recv(pair.server, buffer, sizeof buffer, 0), 0) << "an orderly end";
-    EXPECT_EQ(QV_Send(pair.client, "x", 1, 0), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAESHUTDOWN);
+    EXPECT_EQ(error_of(QV_Send(pair.client, "x", 1, 0)), WSAESHUTDOWN);
 }
 
 TEST_F(SocketTest, BothEndsKnowTheirNames)
 {
     Connection pair;
-    SOCKADDR_IN peer = {};
-    SOCKADDR_IN own = {};
+    SOCKADDR_IN peer = {}, own = {};
     int length = sizeof peer;
     EXPECT_EQ(QV_GetPeerName(pair.server, generic(peer), &length), QV_OK);
     EXPECT_EQ(length, 16);
@@ -76,20 +91,16 @@ TEST_F(SocketTest, BothEndsKnowTheirNames)
     EXPECT_EQ(std::memcmp(&peer, &own, 8), 0) << "family, port, address";
     EXPECT_EQ(QV_NtoHl(peer.sin_addr.s_addr), INADDR_LOOPBACK);
     length = 15;
-    EXPECT_EQ(QV_GetPeerName(pair.server, generic(peer), &length), QV_ERR_FAILED);
-    EXPECT_EQ(WSAGetLastError(), WSAEFAULT);
+    EXPECT_EQ(error_of(QV_GetPeerName(pair.server, generic(peer), &length)), WSAEFAULT);
     Socket lone(SOCK_STREAM);
     length = sizeof peer;
-    EXPECT_EQ(QV_GetPeerName(lone, generic(peer), &length), QV_ERR_FAILED);
-    EXPECT_EQ(WSAGetLastError(), WSAENOTCONN);
-    EXPECT_EQ(QV_GetSockName(lone, generic(peer), &length), QV_ERR_FAILED);
-    EXPECT_EQ(WSAGetLastError(), WSAEINVAL);
+    EXPECT_EQ(error_of(QV_GetPeerName(lone, generic(peer), &length)), WSAENOTCONN);
+    EXPECT_EQ(error_of(QV_GetSockName(lone, generic(peer), &length)), WSAEINVAL);
 }
 
 TEST_F(SocketTest, DatagramsCarryTheirSender)
 {
-    Socket one(SOCK_DGRAM);
-    Socket two(SOCK_DGRAM);
+    Socket one(SOCK_DGRAM), two(SOCK_DGRAM);
     one.bind_anywhere();
     two.bind_anywhere();
     const SOCKADDR_IN to = loopback(two.port());
@@ -100,11 +111,9 @@ TEST_F(SocketTest, DatagramsCarryTheirSender)
     char buffer[8] = {};
     EXPECT_EQ(QV_RecvFrom(two, buffer, sizeof buffer, 0, generic(from), &length), 5);
     EXPECT_EQ(QV_NtoHs(from.sin_port), one.port());
-    EXPECT_EQ(QV_Recv(two, buffer, 3, 0), SOCKET_ERROR) << "longer than the buffer";
-    EXPECT_EQ(WSAGetLastError(), WSAEMSGSIZE);
+    EXPECT_EQ(error_of(QV_Recv(two, buffer, 3, 0)), WSAEMSGSIZE) << "longer than the buffer";
     EXPECT_EQ(std::string(buffer, 3), "678");
-    EXPECT_EQ(QV_SendTo(one, "x", 1, 0, generic(to), 15), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEFAULT);
+    EXPECT_EQ(error_of(QV_SendTo(one, "x", 1, 0, generic(to), 15)), WSAEFAULT);
 }
 
 TEST_F(SocketTest, ANonBlockingConnectCountsAsSuccess)
@@ -119,38 +128,25 @@ TEST_F(SocketTest, ANonBlockingConnectCountsAsSuccess)
     EXPECT_TRUE(FD_ISSET(client, &writable));
     Socket server(QV_Accept(listener, nullptr, nullptr));
     char c = 0;
-    EXPECT_EQ(QV_Recv(client, &c, 1, 0), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEWOULDBLOCK);
+    EXPECT_EQ(error_of(QV_Recv(client, &c, 1, 0)), WSAEWOULDBLOCK);
 }
 
 TEST_F(SocketTest, ARefusedNonBlockingConnectShowsAmongTheFailures)
 {
-    USHORT port = 0;
-    {
-        Socket taken(SOCK_STREAM); // bound, but not listening
-        taken.bind_anywhere();
-        port = taken.port();
-        Socket client(SOCK_STREAM);
-        client.block(false);
-        const SOCKADDR_IN to = loopback(port);
-        const int status = QV_Connect(client, generic(to), sizeof to);
-        ASSERT_EQ(status, QV_OK) << WSAGetLastError();
-        FD_SET writable = set_of(client);
-        FD_SET failed = set_of(client);
-        FD_SET readable = set_of(client);
-        EXPECT_EQ(QV_Select(0, &readable, &writable, &failed, &long_enough), 1);
-        EXPECT_TRUE(FD_ISSET(client, &failed));
-        EXPECT_FALSE(FD_ISSET(client, &writable));
-        int error = 0;
-        int length = sizeof error;
-        EXPECT_EQ(
-            QV_GetSockOpt(client, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &length),
-            QV_OK);
-        EXPECT_EQ(error, WSAECONNREFUSED);
-        Socket waiting(SOCK_STREAM);
-        EXPECT_EQ(QV_Connect(waiting, generic(to), sizeof to), QV_ERR_FAILED);
-        EXPECT_EQ(WSAGetLastError(), WSAECONNREFUSED);
-    }
+    Socket taken(SOCK_STREAM); // bound, but not listening
+    taken.bind_anywhere();
+    const SOCKADDR_IN to = loopback(taken.port());
+    Socket client(SOCK_STREAM), waiting(SOCK_STREAM);
+    client.block(false);
+    ASSERT_EQ(QV_Connect(client, generic(to), sizeof to), QV_OK) << WSAGetLastError();
+    FD_SET writable = set_of(client), failed = set_of(client), readable = set_of(client);
+    EXPECT_EQ(QV_Select(0, &readable, &writable, &failed, &long_enough), 1);
+    EXPECT_TRUE(FD_ISSET(client, &failed));
+    EXPECT_FALSE(FD_ISSET(client, &writable));
+    int error = 0;
+    EXPECT_EQ(get_option(client, SOL_SOCKET, SO_ERROR, error), QV_OK);
+    EXPECT_EQ(error, WSAECONNREFUSED);
+    EXPECT_EQ(error_of(QV_Connect(waiting, generic(to), sizeof to)), WSAECONNREFUSED);
 }
 
 TEST_F(SocketTest, SelectTellsWhatIsReadyAndWhatIsNot)
@@ -170,74 +166,47 @@ TEST_F(SocketTest, SelectTellsWhatIsReadyAndWhatIsNot)
     EXPECT_FALSE(FD_ISSET(pair.listener, &readable));
     FD_CLR(pair.server, &readable);
     EXPECT_EQ(readable.fd_count, 0u);
-    EXPECT_EQ(QV_Select(0, nullptr, nullptr, nullptr, &at_once), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEINVAL);
+    EXPECT_EQ(error_of(QV_Select(0, nullptr, nullptr, nullptr, &at_once)), WSAEINVAL);
     const TIMEVAL negative = {-1, 0};
     writable = set_of(pair.server);
-    EXPECT_EQ(QV_Select(0, nullptr, &writable, nullptr, &negative), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAEINVAL);
+    EXPECT_EQ(error_of(QV_Select(0, nullptr, &writable, nullptr, &negative)), WSAEINVAL);
 }
 
 TEST_F(SocketTest, OptionsKeepWhatTheyAreGiven)
 {
     Socket s(SOCK_STREAM);
-    struct Row
+    const std::tuple<int, int, int> rows[] = {
+        {SOL_SOCKET, SO_REUSEADDR, 1},    {SOL_SOCKET, SO_KEEPALIVE, 1},
+        {SOL_SOCKET, SO_RCVTIMEO, 1'000}, {SOL_SOCKET, SO_SNDTIMEO, 60'000},
+        {SOL_SOCKET, SO_RCVBUF, 65'536},  {SOL_SOCKET, SO_SNDBUF, 32'768},
+        {IPPROTO_TCP, TCP_NODELAY, 1},    {SOL_SOCKET, SO_OOBINLINE, 1}};
+    for (const auto& [level, name, wanted] : rows)
     {
-        int level;
-        int name;
-        int value;
-    };
-    for (const Row& row :
-         {Row{SOL_SOCKET, SO_REUSEADDR, 1}, Row{SOL_SOCKET, SO_KEEPALIVE, 1},
-          Row{SOL_SOCKET, SO_RCVTIMEO, 1'000}, Row{SOL_SOCKET, SO_SNDTIMEO, 60'000},
-          Row{SOL_SOCKET, SO_RCVBUF, 65'536}, Row{SOL_SOCKET, SO_SNDBUF, 32'768},
-          Row{IPPROTO_TCP, TCP_NODELAY, 1}, Row{SOL_SOCKET, SO_OOBINLINE, 1}})
-    {
-        int value = row.value;
-        int length = sizeof value;
-        EXPECT_EQ(QV_SetSockOpt(s, row.level, row.name, reinterpret_cast<const char*>(&value),
-                                sizeof value),
-                  QV_OK)
-            << row.name;
-        value = 0;
-        EXPECT_EQ(QV_GetSockOpt(s, row.level, row.name, reinterpret_cast<char*>(&value), &length),
-                  QV_OK);
-        EXPECT_EQ(value != 0 && row.value == 1 ? 1 : value, row.value) << row.name;
+        int value = 0;
+        EXPECT_EQ(set_option(s, level, name, wanted), QV_OK) << name;
+        EXPECT_EQ(get_option(s, level, name, value), QV_OK) << name;
+        EXPECT_EQ(value != 0 && wanted == 1 ? 1 : value, wanted) << name;
     }
     LINGER linger = {1, 7};
-    int length = sizeof linger;
-    EXPECT_EQ(QV_SetSockOpt(s, SOL_SOCKET, SO_LINGER, reinterpret_cast<char*>(&linger), length),
-              QV_OK);
+    EXPECT_EQ(set_option(s, SOL_SOCKET, SO_LINGER, linger), QV_OK);
     linger = {};
-    EXPECT_EQ(QV_GetSockOpt(s, SOL_SOCKET, SO_LINGER, reinterpret_cast<char*>(&linger), &length),
-              QV_OK);
+    EXPECT_EQ(get_option(s, SOL_SOCKET, SO_LINGER, linger), QV_OK);
     EXPECT_EQ(linger.l_linger, 7);
     int type = 0;
-    length = sizeof type;
-    EXPECT_EQ(QV_GetSockOpt(s, SOL_SOCKET, SO_TYPE, reinterpret_cast<char*>(&type), &length),
-              QV_OK);
+    EXPECT_EQ(get_option(s, SOL_SOCKET, SO_TYPE, type), QV_OK);
     EXPECT_EQ(type, SOCK_STREAM);
-    length = 3;
-    EXPECT_EQ(QV_GetSockOpt(s, SOL_SOCKET, SO_TYPE, reinterpret_cast<char*>(&type), &length),
-              QV_ERR_FAILED);
-    EXPECT_EQ(WSAGetLastError(), WSAEFAULT);
-    EXPECT_EQ(QV_SetSockOpt(s, SOL_SOCKET, 0x7777, reinterpret_cast<char*>(&type), 4),
-              QV_ERR_FAILED);
-    EXPECT_EQ(WSAGetLastError(), WSAENOPROTOOPT);
+    EXPECT_EQ(error_of(get_option(s, SOL_SOCKET, SO_TYPE, type, 3)), WSAEFAULT);
+    EXPECT_EQ(error_of(set_option(s, SOL_SOCKET, 0x7777, type)), WSAENOPROTOOPT);
 }
 
 TEST_F(SocketTest, AReceiveTimeOutIsInMilliseconds)
 {
     Socket s(SOCK_DGRAM);
     s.bind_anywhere();
-    const int milliseconds = 20;
-    ASSERT_EQ(QV_SetSockOpt(s, SOL_SOCKET, SO_RCVTIMEO,
-                            reinterpret_cast<const char*>(&milliseconds), sizeof milliseconds),
-              QV_OK);
+    ASSERT_EQ(set_option(s, SOL_SOCKET, SO_RCVTIMEO, 20), QV_OK);
     char c = 0;
     const double before = QV_GetTimeCounter();
-    EXPECT_EQ(QV_Recv(s, &c, 1, 0), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAETIMEDOUT);
+    EXPECT_EQ(error_of(QV_Recv(s, &c, 1, 0)), WSAETIMEDOUT);
     EXPECT_GE(QV_GetTimeCounter() - before, 19.0);
 }
 
@@ -306,15 +275,13 @@ TEST_F(SocketTest, WhatIsNotFoundLeavesTheRecordAlone)
 
 TEST_F(SocketTest, TheHostsNameNeedsItsRoom)
 {
-    char name[300] = {};
+    char name[300] = {}, exact[300] = {};
     ASSERT_EQ(QV_GetHostName(name, sizeof name), QV_OK);
     const int length = static_cast<int>(std::strlen(name));
     EXPECT_GT(length, 0);
-    char exact[300] = {};
     EXPECT_EQ(QV_GetHostName(exact, length + 1), QV_OK);
     EXPECT_STREQ(exact, name);
-    EXPECT_EQ(QV_GetHostName(exact, length), QV_ERR_FAILED);
-    EXPECT_EQ(WSAGetLastError(), WSAEFAULT);
+    EXPECT_EQ(error_of(QV_GetHostName(exact, length)), WSAEFAULT);
 }
 
 // Every function on what is no socket: closed, foreign, never one.
@@ -327,64 +294,45 @@ TEST_F(SocketTest, WhatIsNoSocketIsRefusedEverywhere)
     const SOCKET foreign = reinterpret_cast<SOCKET>(event);
     for (const SOCKET s : {former, foreign, INVALID_SOCKET, SOCKET{0}, SOCKET{3}, SOCKET{0x12340}})
     {
-        SOCKADDR_IN address = loopback(1);
-        int length = sizeof address;
+        SCOPED_TRACE(s);
+        SOCKADDR_IN at = loopback(1);
+        int length = sizeof at, option = 0;
         char byte = 0;
-        int option = 0;
-        int option_length = sizeof option;
         ULONG number = 0;
         FD_SET set = set_of(s);
-        const auto expect_refused = [&](long long result, const char* name)
-        {
-            EXPECT_EQ(result, -1) << name << " of " << s;
-            EXPECT_EQ(WSAGetLastError(), WSAENOTSOCK) << name << " of " << s;
-            WSASetLastError(0);
-        };
-        expect_refused(QV_CloseSocket(s), "QV_CloseSocket");
-        expect_refused(QV_Bind(s, generic(address), length), "QV_Bind");
-        expect_refused(QV_Connect(s, generic(address), length), "QV_Connect");
-        expect_refused(QV_Listen(s, 1), "QV_Listen");
-        expect_refused(static_cast<long long>(QV_Accept(s, generic(address), &length)),
-                       "QV_Accept");
-        expect_refused(QV_Send(s, &byte, 1, 0), "QV_Send");
-        expect_refused(QV_Recv(s, &byte, 1, 0), "QV_Recv");
-        expect_refused(QV_SendTo(s, &byte, 1, 0, generic(address), length), "QV_SendTo");
-        expect_refused(QV_RecvFrom(s, &byte, 1, 0, generic(address), &length), "QV_RecvFrom");
-        expect_refused(QV_Select(0, &set, nullptr, nullptr, &at_once), "QV_Select");
-        expect_refused(
-            QV_GetSockOpt(s, SOL_SOCKET, SO_TYPE, reinterpret_cast<char*>(&option), &option_length),
-            "QV_GetSockOpt");
-        expect_refused(QV_SetSockOpt(s, SOL_SOCKET, SO_KEEPALIVE, reinterpret_cast<char*>(&option),
-                                     option_length),
-                       "QV_SetSockOpt");
-        expect_refused(QV_IoctlSocket(s, FIONREAD, &number), "QV_IoctlSocket");
-        expect_refused(QV_GetPeerName(s, generic(address), &length), "QV_GetPeerName");
-        expect_refused(QV_GetSockName(s, generic(address), &length), "QV_GetSockName");
-        expect_refused(QV_Shutdown(s, neither_way), "QV_Shutdown");
+        EXPECT_EQ(error_of(QV_CloseSocket(s)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(QV_Bind(s, generic(at), length)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(QV_Connect(s, generic(at), length)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(QV_Listen(s, 1)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(QV_Accept(s, generic(at), &length)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(QV_Send(s, &byte, 1, 0)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(QV_Recv(s, &byte, 1, 0)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(QV_SendTo(s, &byte, 1, 0, generic(at), length)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(QV_RecvFrom(s, &byte, 1, 0, generic(at), &length)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(QV_Select(0, &set, nullptr, nullptr, &at_once)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(get_option(s, SOL_SOCKET, SO_TYPE, option)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(set_option(s, SOL_SOCKET, SO_KEEPALIVE, option)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(QV_IoctlSocket(s, FIONREAD, &number)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(QV_GetPeerName(s, generic(at), &length)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(QV_GetSockName(s, generic(at), &length)), WSAENOTSOCK);
+        EXPECT_EQ(error_of(QV_Shutdown(s, neither_way)), WSAENOTSOCK);
     }
     CloseHandle(event);
 }
 
 TEST_F(SocketTest, WhatCannotBeMadeIsRefused)
 {
-    EXPECT_EQ(QV_Socket(99, SOCK_STREAM, 0), INVALID_SOCKET);
-    EXPECT_EQ(WSAGetLastError(), WSAEAFNOSUPPORT);
-    EXPECT_EQ(QV_Socket(AF_INET, 99, 0), INVALID_SOCKET);
-    EXPECT_EQ(WSAGetLastError(), WSAESOCKTNOSUPPORT);
+    EXPECT_EQ(error_of(QV_Socket(99, SOCK_STREAM, 0)), WSAEAFNOSUPPORT);
+    EXPECT_EQ(error_of(QV_Socket(AF_INET, 99, 0)), WSAESOCKTNOSUPPORT);
     Listener listener;
     Socket second(SOCK_STREAM);
     const SOCKADDR_IN taken = loopback(listener.port());
-    EXPECT_EQ(QV_Bind(second, generic(taken), sizeof taken), QV_ERR_FAILED);
-    EXPECT_EQ(WSAGetLastError(), WSAEADDRINUSE);
-    EXPECT_EQ(QV_Listen(second, 1), QV_ERR_FAILED) << "not bound";
-    EXPECT_EQ(WSAGetLastError(), WSAEINVAL);
-    EXPECT_EQ(QV_Accept(second, nullptr, nullptr), INVALID_SOCKET) << "not listening";
-    EXPECT_EQ(WSAGetLastError(), WSAEINVAL);
+    EXPECT_EQ(error_of(QV_Bind(second, generic(taken), sizeof taken)), WSAEADDRINUSE);
+    EXPECT_EQ(error_of(QV_Listen(second, 1)), WSAEINVAL) << "not bound";
+    EXPECT_EQ(error_of(QV_Accept(second, nullptr, nullptr)), WSAEINVAL) << "not listening";
     char c = 0;
-    EXPECT_EQ(QV_Recv(second, &c, 1, 0), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAENOTCONN);
-    EXPECT_EQ(QV_Send(second, &c, 1, 0), SOCKET_ERROR);
-    EXPECT_EQ(WSAGetLastError(), WSAENOTCONN);
+    EXPECT_EQ(error_of(QV_Recv(second, &c, 1, 0)), WSAENOTCONN);
+    EXPECT_EQ(error_of(QV_Send(second, &c, 1, 0)), WSAENOTCONN);
 }
 
 } // namespace

@@ -4,10 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <plinth_platform_test.h>
 #include <plinth_w32_system.h>
 
 #include "support/environment.h"
+#include "support/faults.h"
 #include "support/kernel_root.h"
 #include "support/processes.h"
 
@@ -21,6 +21,11 @@ BOOL screen_saver()
     return value;
 }
 
+int turn_off()
+{
+    return QV_DisableWindowsPowerSave(nullptr, true, L"reason");
+}
+
 class PowerFault : public testing::Test
 {
 protected:
@@ -29,9 +34,7 @@ protected:
 
 TEST_F(PowerFault, TheShutdownFunctionsMayBeMissing)
 {
-    PlinthTestFail("GetProcAddress", 1, 0, ERROR_PROC_NOT_FOUND);
-    EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, true, L"reason"), QV_OK);
-    PlinthTestReset();
+    EXPECT_EQ(test::with_fault("GetProcAddress", 1, 0, ERROR_PROC_NOT_FOUND, turn_off), QV_OK);
     EXPECT_EQ(screen_saver(), FALSE);
     EXPECT_FALSE(ShutdownBlockReasonDestroy(nullptr)) << "no reason was made";
     EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, false, nullptr), QV_OK);
@@ -41,7 +44,7 @@ TEST_F(PowerFault, TheShutdownFunctionsMayBeMissing)
 TEST_F(PowerFault, TheBusLibraryMayBeMissing)
 {
     PlinthTestFail("dlopen", 1, 0, ENOENT);
-    EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, true, L"reason"), QV_OK);
+    EXPECT_EQ(turn_off(), QV_OK);
     EXPECT_EQ(screen_saver(), FALSE);
     const HWND window = reinterpret_cast<HWND>(uintptr_t{8});
     EXPECT_TRUE(ShutdownBlockReasonCreate(window, L"reason"));
@@ -49,12 +52,7 @@ TEST_F(PowerFault, TheBusLibraryMayBeMissing)
     EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, false, nullptr), QV_OK);
 }
 
-int turn_off_and_end(int, char**)
-{
-    QV_DisableWindowsPowerSave(nullptr, true, L"reason");
-    return 0;
-}
-const test::ChildMain s_child("turn off and end", turn_off_and_end);
+const test::ChildMain s_child("turn off and end", [](int, char**) { return turn_off(); });
 
 TEST_F(PowerFault, SettingsOutliveTheProcessButNotTheBoot)
 {
@@ -72,10 +70,10 @@ TEST_F(PowerFault, SettingsOutliveTheProcessButNotTheBoot)
 TEST_F(PowerFault, AThreadsRequirementsAreItsOwn)
 {
     SetThreadExecutionState(ES_CONTINUOUS | ES_SYSTEM_REQUIRED);
-    std::thread(
-        []
-        { EXPECT_EQ(SetThreadExecutionState(ES_CONTINUOUS | ES_DISPLAY_REQUIRED), ES_CONTINUOUS); })
+    DWORD others = 0;
+    std::thread([&] { others = SetThreadExecutionState(ES_CONTINUOUS | ES_DISPLAY_REQUIRED); })
         .join();
+    EXPECT_EQ(others, ES_CONTINUOUS);
     EXPECT_EQ(SetThreadExecutionState(ES_SYSTEM_REQUIRED), ES_CONTINUOUS | ES_SYSTEM_REQUIRED)
         << "without ES_CONTINUOUS nothing stays";
     EXPECT_EQ(SetThreadExecutionState(ES_CONTINUOUS), ES_CONTINUOUS | ES_SYSTEM_REQUIRED);

@@ -8,14 +8,17 @@ namespace
 constexpr UINT reads[] = {SPI_GETSCREENSAVEACTIVE, SPI_GETLOWPOWERACTIVE, SPI_GETPOWEROFFACTIVE};
 constexpr UINT writes[] = {SPI_SETSCREENSAVEACTIVE, SPI_SETLOWPOWERACTIVE, SPI_SETPOWEROFFACTIVE};
 
+BOOL value_of(UINT parameter)
+{
+    BOOL value = 4711;
+    EXPECT_TRUE(SystemParametersInfoW(parameter, 0, &value, 0));
+    return value;
+}
+
 void expect_all(BOOL wanted, const char* when)
 {
     for (const UINT read : reads)
-    {
-        BOOL value = 4711;
-        EXPECT_TRUE(SystemParametersInfoW(read, 0, &value, 0));
-        EXPECT_EQ(value, wanted) << when << ", " << read;
-    }
+        EXPECT_EQ(value_of(read), wanted) << when << ", " << read;
 }
 
 // On Windows these are the machine's own settings: they come back as they were.
@@ -26,7 +29,7 @@ protected:
     {
         for (size_t i = 0; i < 3; ++i)
         {
-            SystemParametersInfoW(reads[i], 0, &m_former[i], 0);
+            m_former[i] = value_of(reads[i]);
             SystemParametersInfoW(writes[i], TRUE, nullptr, 0);
         }
     }
@@ -41,20 +44,22 @@ private:
     BOOL m_former[3] = {};
 };
 
+// Without a reason too, which is left to the system.
 TEST_F(Power, TurningOffAndRestoringComeBackToTheStart)
 {
-    SystemParametersInfoW(SPI_SETLOWPOWERACTIVE, FALSE, nullptr, 0);
-    EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, true, L"A film is running"), QV_OK);
-    expect_all(FALSE, "turned off");
-    EXPECT_EQ(SetThreadExecutionState(ES_CONTINUOUS | ES_SYSTEM_REQUIRED | ES_AWAYMODE_REQUIRED),
-              ES_CONTINUOUS | ES_SYSTEM_REQUIRED | ES_AWAYMODE_REQUIRED);
-    EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, false, nullptr), QV_OK);
-    EXPECT_EQ(SetThreadExecutionState(ES_CONTINUOUS), ES_CONTINUOUS);
-    BOOL value = TRUE;
-    SystemParametersInfoW(SPI_GETLOWPOWERACTIVE, 0, &value, 0);
-    EXPECT_EQ(value, FALSE) << "as it was";
-    SystemParametersInfoW(SPI_GETSCREENSAVEACTIVE, 0, &value, 0);
-    EXPECT_EQ(value, TRUE);
+    constexpr EXECUTION_STATE awake = ES_CONTINUOUS | ES_SYSTEM_REQUIRED | ES_AWAYMODE_REQUIRED;
+    for (const wchar_t* const reason : {L"A film is running", static_cast<const wchar_t*>(nullptr)})
+    {
+        SystemParametersInfoW(SPI_SETLOWPOWERACTIVE, FALSE, nullptr, 0);
+        EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, true, reason), QV_OK);
+        expect_all(FALSE, "turned off");
+        EXPECT_EQ(SetThreadExecutionState(awake), awake);
+        EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, false, nullptr), QV_OK);
+        EXPECT_EQ(SetThreadExecutionState(ES_CONTINUOUS), ES_CONTINUOUS);
+        EXPECT_EQ(value_of(SPI_GETLOWPOWERACTIVE), FALSE) << "as it was";
+        EXPECT_EQ(value_of(SPI_GETSCREENSAVEACTIVE), TRUE);
+        EXPECT_EQ(value_of(SPI_GETPOWEROFFACTIVE), TRUE);
+    }
 }
 
 TEST_F(Power, TurningOffTwiceLeavesPowerSavingOff)
@@ -69,14 +74,6 @@ TEST_F(Power, RestoringWithoutTurningOffWritesZeros)
 {
     QV_DisableWindowsPowerSave(nullptr, false, nullptr);
     expect_all(FALSE, "the start value of what is saved");
-}
-
-TEST_F(Power, ANullReasonIsLeftToTheSystem)
-{
-    EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, true, nullptr), QV_OK);
-    expect_all(FALSE, "turned off nevertheless");
-    EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, false, nullptr), QV_OK);
-    expect_all(TRUE, "restored");
 }
 
 } // namespace

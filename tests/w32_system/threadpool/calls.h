@@ -1,6 +1,7 @@
 // Calls for the pool that a test holds and lets go, and what became of the threads that ran them.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <set>
@@ -11,54 +12,27 @@
 namespace test
 {
 
-// How many threads that ran a call have ended.
-class ThreadEnds
+// How many threads that ran a held call have ended in this process.
+struct ThreadEnds
 {
-public:
-    // Waits until so many have ended in this process, in all.
-    static void wait_for(int count)
+    static inline std::atomic<int> count{0};
+    static void wait_for(int wanted)
     {
-        std::unique_lock lock(s_mutex);
-        s_changed.wait(lock, [&] { return s_count >= count; });
+        for (int now; (now = count) < wanted;)
+            count.wait(now);
     }
-    static int count()
+    ~ThreadEnds()
     {
-        const std::lock_guard lock(s_mutex);
-        return s_count;
+        ++count;
+        count.notify_all();
     }
-    // The calling thread is to be counted at its end.
-    static void watch_this_thread() { static thread_local const Notice notice; }
-
-private:
-    struct Notice
-    {
-        ~Notice()
-        {
-            const std::lock_guard lock(s_mutex);
-            ++s_count;
-            s_changed.notify_all();
-        }
-    };
-    // Never destroyed: a pool's last threads may end while the process does.
-    static inline std::mutex& s_mutex = *new std::mutex;
-    static inline std::condition_variable& s_changed = *new std::condition_variable;
-    static inline int s_count = 0;
 };
 
 // One call: starts, tells its thread, and stays until it is let go.
 class HeldCall
 {
 public:
-    explicit HeldCall(CThreadPool* pool)
-        : m_status(pool->MakeCallFromThreadPool(
-              [](void* self) -> void*
-              {
-                  static_cast<HeldCall*>(self)->run();
-                  return nullptr;
-              },
-              this))
-    {
-    }
+    explicit HeldCall(CThreadPool* pool) : m_status(pool->MakeCallFromThreadPool(run, this)) {}
     ~HeldCall() { finish(); }
     HeldCall(const HeldCall&) = delete;
     HeldCall& operator=(const HeldCall&) = delete;
@@ -68,7 +42,7 @@ public:
     std::thread::id thread()
     {
         std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [&] { return m_started; });
+        m_changed.wait(lock, [&] { return m_thread != std::thread::id(); });
         return m_thread;
     }
 
@@ -82,25 +56,25 @@ public:
     }
 
 private:
-    void run()
+    static void* run(void* call)
     {
-        ThreadEnds::watch_this_thread();
-        std::unique_lock lock(m_mutex);
-        m_thread = std::this_thread::get_id();
-        m_started = true;
-        m_changed.notify_all();
-        m_changed.wait(lock, [&] { return m_released; });
-        m_finished = true;
-        m_changed.notify_all();
+        static thread_local const ThreadEnds end;
+        auto& self = *static_cast<HeldCall*>(call);
+        std::unique_lock lock(self.m_mutex);
+        self.m_thread = std::this_thread::get_id();
+        self.m_changed.notify_all();
+        self.m_changed.wait(lock, [&] { return self.m_released; });
+        self.m_finished = true;
+        self.m_changed.notify_all();
+        return nullptr;
     }
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    bool m_started = false;
     bool m_released = false;
     bool m_finished = false;
-    std::thread::id m_thread;
-    const int m_status; // last: the call may run before the constructor is through
+    std::thread::id m_thread; // of the call, once it has started
+    const int m_status;       // last: the call may run before the constructor is through
 };
 
 } // namespace test

@@ -1,5 +1,5 @@
 #include <atomic>
-#include <memory>
+#include <deque>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -22,12 +22,11 @@ TEST_F(ThreadPool, OverlappingCallsHaveAThreadEachAndTheFourthIdleOneEnds)
 {
     std::set<std::thread::id> threads{std::this_thread::get_id()};
     {
-        std::vector<std::unique_ptr<test::HeldCall>> calls;
+        std::deque<test::HeldCall> calls;
         for (int i = 0; i < 4; ++i)
         {
-            calls.push_back(std::make_unique<test::HeldCall>(pool));
-            ASSERT_EQ(calls.back()->status(), QV_OK);
-            EXPECT_TRUE(threads.insert(calls.back()->thread()).second);
+            ASSERT_EQ(calls.emplace_back(pool).status(), QV_OK);
+            EXPECT_TRUE(threads.insert(calls.back().thread()).second);
         }
     }
     test::ThreadEnds::wait_for(1);
@@ -38,48 +37,18 @@ TEST_F(ThreadPool, OverlappingCallsHaveAThreadEachAndTheFourthIdleOneEnds)
     EXPECT_FALSE(threads.insert(b.thread()).second);
     EXPECT_FALSE(threads.insert(c.thread()).second);
     EXPECT_EQ(std::set({a.thread(), b.thread(), c.thread(), d.thread()}).size(), 4u);
-    EXPECT_EQ(test::ThreadEnds::count(), 1);
-}
-
-TEST_F(ThreadPool, ACallMayMakeCalls)
-{
-    struct State
-    {
-        CThreadPool* pool;
-        std::atomic<int> left{50};
-        std::atomic<bool> done{false};
-    };
-    static State state{pool};
-    struct Step
-    {
-        static void* run(void* argument)
-        {
-            auto& state = *static_cast<State*>(argument);
-            if (--state.left > 0)
-                EXPECT_EQ(state.pool->MakeCallFromThreadPool(run, argument), QV_OK);
-            else
-            {
-                state.done = true;
-                state.done.notify_all();
-            }
-            return nullptr;
-        }
-    };
-    ASSERT_EQ(pool->MakeCallFromThreadPool(Step::run, &state), QV_OK);
-    state.done.wait(false);
+    EXPECT_EQ(test::ThreadEnds::count, 1);
 }
 
 TEST(ThreadPoolEnd, WaitsForTheCallsUnderWayAndEndsTheThreadsThatWait)
 {
-    const int before = test::ThreadEnds::count();
+    const int before = test::ThreadEnds::count;
     CThreadPool* const pool = CThreadPool::CreateThreadPool();
     std::atomic<bool> destroyed{false};
     std::thread destroyer;
     {
         test::HeldCall held(pool);
-        {
-            test::HeldCall other(pool);
-        }
+        test::HeldCall(pool).finish();
         held.thread();
         destroyer = std::thread(
             [&]
@@ -95,10 +64,16 @@ TEST(ThreadPoolEnd, WaitsForTheCallsUnderWayAndEndsTheThreadsThatWait)
     test::ThreadEnds::wait_for(before + 2);
 }
 
-TEST(ThreadPoolEnd, ComesAtOnceWithoutThreads)
+CThreadPool* s_pool = nullptr;
+std::atomic<uint64_t> s_runs{0}, s_failures{0};
+
+// A call, which with an argument makes another without.
+void* run(void* again)
 {
-    CThreadPool::DestroyThreadPool(CThreadPool::CreateThreadPool());
-    CThreadPool::DestroyThreadPool(nullptr);
+    if (again)
+        s_failures += s_pool->MakeCallFromThreadPool(run, nullptr) != QV_OK;
+    ++s_runs;
+    return nullptr;
 }
 
 // Pools that come and go, each with callers from several threads and from its own calls: each call
@@ -107,49 +82,31 @@ TEST(ThreadPoolConcurrent, EachCallRunsOnce)
 {
     constexpr int callers = 8;
     constexpr int calls = 500;
-    struct Shared
-    {
-        CThreadPool* pool;
-        std::atomic<uint64_t> runs{0};
-        std::atomic<uint64_t> failures{0};
-        static void* inner(void* self)
-        {
-            ++static_cast<Shared*>(self)->runs;
-            return nullptr;
-        }
-        static void* outer(void* self)
-        {
-            auto& shared = *static_cast<Shared*>(self);
-            shared.failures += shared.pool->MakeCallFromThreadPool(inner, self) != QV_OK;
-            ++shared.runs;
-            return nullptr;
-        }
-    };
+    constexpr uint64_t expected = callers * (calls + calls / 4);
     const test::SoakTime soak;
     uint64_t total = 0;
     do
     {
-        Shared shared{CThreadPool::CreateThreadPool()};
+        s_pool = CThreadPool::CreateThreadPool();
+        s_runs = 0;
         std::vector<std::thread> threads;
         for (int i = 0; i < callers; ++i)
             threads.emplace_back(
-                [&]
+                []
                 {
                     for (int call = 0; call < calls; ++call)
-                        shared.failures +=
-                            shared.pool->MakeCallFromThreadPool(
-                                call % 4 == 0 ? Shared::outer : Shared::inner, &shared) != QV_OK;
+                        s_failures += s_pool->MakeCallFromThreadPool(
+                                          run, call % 4 == 0 ? s_pool : nullptr) != QV_OK;
                 });
         for (std::thread& thread : threads)
             thread.join();
         // No call may be made while the pool is destroyed, not even by its calls.
-        constexpr uint64_t expected = callers * (calls + calls / 4);
-        while (shared.runs + shared.failures < expected)
+        while (s_runs + s_failures < expected)
             std::this_thread::yield();
-        CThreadPool::DestroyThreadPool(shared.pool);
-        ASSERT_EQ(shared.failures, 0u);
-        ASSERT_EQ(shared.runs, expected);
-        total += shared.runs;
+        CThreadPool::DestroyThreadPool(s_pool);
+        ASSERT_EQ(s_failures, 0u);
+        ASSERT_EQ(s_runs, expected);
+        total += s_runs;
     } while (soak.goes_on());
     soak.report("calls", total);
 }

@@ -21,14 +21,11 @@ TEST(TimeCounter, StepsForwardInMilliseconds)
         QueryPerformanceCounter(&now);
         return static_cast<double>(now.QuadPart) * 1000.0 / static_cast<double>(frequency.QuadPart);
     };
-    const double outer = counter();
-    const double start = QV_GetTimeCounter();
-    const double inner = counter();
+    const double outer = counter(), start = QV_GetTimeCounter(), inner = counter();
     while (counter() < inner + 5.0)
     {
     }
-    const double least = counter() - inner;
-    const double passed = QV_GetTimeCounter() - start;
+    const double least = counter() - inner, passed = QV_GetTimeCounter() - start;
     const double most = counter() - outer;
     constexpr double rounding = 1e-3; // ms
     EXPECT_GE(passed, least - rounding);

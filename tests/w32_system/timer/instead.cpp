@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <mutex>
 #include <new>
+#include <utility>
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -14,55 +15,29 @@
 
 using test::Instead;
 
-std::atomic<int> Instead::thread_error{0};
-std::atomic<long> Instead::joinable_threads{0};
-std::atomic<long> Instead::events{0};
-std::atomic<long> Instead::closed_handles{0};
-std::atomic<long> Instead::blocks{0};
-std::atomic<double> Instead::clock{-1.0};
-std::atomic<double> Instead::clock_step{0.0};
-Instead::MultimediaTimer Instead::multimedia;
-Instead::MessageTimer Instead::message;
-
 namespace
 {
 
-template <class Function> Function* next(const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+// What a name meant without this program.
+#define NEXT(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
 
-// Made at the first use: the library traces before this program's objects are built.
-struct Reports
-{
-    std::mutex mutex;
-    std::vector<std::string> assertions;
-    std::vector<std::string> traces;
-};
-
-Reports& reports()
-{
-    static Reports& only = *new Reports;
-    return only;
-}
-
-bool own_clock()
-{
-    return Instead::clock >= 0.0;
-}
+// Built by the compiler: the library traces before this program's other objects are built.
+constinit std::mutex g_mutex; // guards both below
+constinit std::vector<std::string> g_assertions;
+constinit std::vector<std::string> g_traces;
 
 } // namespace
 
 std::vector<std::string> Instead::assertions()
 {
-    const std::lock_guard lock(reports().mutex);
-    return std::move(reports().assertions);
+    const std::lock_guard lock(g_mutex);
+    return std::exchange(g_assertions, {});
 }
 
 std::vector<std::string> Instead::traces()
 {
-    const std::lock_guard lock(reports().mutex);
-    return std::move(reports().traces);
+    const std::lock_guard lock(g_mutex);
+    return std::exchange(g_traces, {});
 }
 
 void Instead::reset()
@@ -88,25 +63,24 @@ INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
         pthread_attr_getdetachstate(attributes, &state);
     if (state == PTHREAD_CREATE_JOINABLE)
         ++Instead::joinable_threads;
-    return next<decltype(pthread_create)>("pthread_create")(thread, attributes, start, argument);
+    return NEXT(pthread_create)(thread, attributes, start, argument);
 }
 
 INSTEAD int pthread_join(pthread_t thread, void** result)
 {
     --Instead::joinable_threads;
-    return next<decltype(pthread_join)>("pthread_join")(thread, result);
+    return NEXT(pthread_join)(thread, result);
 }
 
 INSTEAD int pthread_detach(pthread_t thread)
 {
     --Instead::joinable_threads;
-    return next<decltype(pthread_detach)>("pthread_detach")(thread);
+    return NEXT(pthread_detach)(thread);
 }
 
 INSTEAD HANDLE CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL initial, LPCWSTR name)
 {
-    const HANDLE event =
-        next<decltype(CreateEventW)>("CreateEventW")(security, manual, initial, name);
+    const HANDLE event = NEXT(CreateEventW)(security, manual, initial, name);
     if (event && !name)
         ++Instead::events;
     return event;
@@ -115,13 +89,13 @@ INSTEAD HANDLE CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL in
 INSTEAD BOOL CloseHandle(HANDLE object)
 {
     ++Instead::closed_handles;
-    return next<decltype(CloseHandle)>("CloseHandle")(object);
+    return NEXT(CloseHandle)(object);
 }
 
 INSTEAD double QV_GetTimeCounter()
 {
-    if (!own_clock())
-        return next<decltype(QV_GetTimeCounter)>("QV_GetTimeCounter")();
+    if (Instead::clock < 0.0)
+        return NEXT(QV_GetTimeCounter)();
     const double now = Instead::clock;
     Instead::clock = now + Instead::clock_step;
     return now;
@@ -129,8 +103,8 @@ INSTEAD double QV_GetTimeCounter()
 
 INSTEAD int QV_Sleep(double milliseconds, int precision)
 {
-    if (!own_clock())
-        return next<decltype(QV_Sleep)>("QV_Sleep")(milliseconds, precision);
+    if (Instead::clock < 0.0)
+        return NEXT(QV_Sleep)(milliseconds, precision);
     Instead::clock = Instead::clock + milliseconds;
     return 0;
 }
@@ -138,13 +112,10 @@ INSTEAD int QV_Sleep(double milliseconds, int precision)
 INSTEAD MMRESULT timeSetEvent(UINT delay, UINT resolution, LPTIMECALLBACK procedure, DWORD_PTR user,
                               UINT flags)
 {
-    Instead::MultimediaTimer& timer = Instead::multimedia;
+    test::MultimediaTimer& timer = Instead::multimedia;
     if (!timer.capture)
-        return next<decltype(timeSetEvent)>("timeSetEvent")(delay, resolution, procedure, user,
-                                                            flags);
-    timer.delay = delay;
-    timer.resolution = resolution;
-    timer.flags = flags;
+        return NEXT(timeSetEvent)(delay, resolution, procedure, user, flags);
+    timer.asked = {delay, resolution, flags};
     timer.procedure = procedure;
     timer.user = user;
     return timer.id;
@@ -153,16 +124,16 @@ INSTEAD MMRESULT timeSetEvent(UINT delay, UINT resolution, LPTIMECALLBACK proced
 INSTEAD MMRESULT timeKillEvent(UINT id)
 {
     if (!Instead::multimedia.capture)
-        return next<decltype(timeKillEvent)>("timeKillEvent")(id);
+        return NEXT(timeKillEvent)(id);
     Instead::multimedia.killed = id;
     return TIMERR_NOERROR;
 }
 
 INSTEAD UINT_PTR SetTimer(HWND window, UINT_PTR id, UINT milliseconds, TIMERPROC procedure)
 {
-    Instead::MessageTimer& timer = Instead::message;
+    test::MessageTimer& timer = Instead::message;
     if (timer.ids.empty())
-        return next<decltype(SetTimer)>("SetTimer")(window, id, milliseconds, procedure);
+        return NEXT(SetTimer)(window, id, milliseconds, procedure);
     timer.milliseconds.push_back(milliseconds);
     timer.procedure = procedure;
     const UINT_PTR given = timer.ids.front();
@@ -173,7 +144,7 @@ INSTEAD UINT_PTR SetTimer(HWND window, UINT_PTR id, UINT milliseconds, TIMERPROC
 INSTEAD BOOL KillTimer(HWND window, UINT_PTR id)
 {
     if (Instead::message.milliseconds.empty())
-        return next<decltype(KillTimer)>("KillTimer")(window, id);
+        return NEXT(KillTimer)(window, id);
     Instead::message.killed.push_back(id);
     return TRUE;
 }
@@ -181,16 +152,16 @@ INSTEAD BOOL KillTimer(HWND window, UINT_PTR id)
 INSTEAD int DiagAssertW(unsigned, const wchar_t* expression, const wchar_t* message, const char*,
                         int)
 {
-    const std::lock_guard lock(reports().mutex);
-    reports().assertions.push_back(test::utf8(expression) + (message ? "; " : "") +
-                                   (message ? test::utf8(message) : ""));
+    const std::lock_guard lock(g_mutex);
+    g_assertions.push_back(test::utf8(expression) + (message ? "; " : "") +
+                           (message ? test::utf8(message) : ""));
     return 1;
 }
 
 INSTEAD void DiagOutputExW(const wchar_t* format, ...)
 {
-    const std::lock_guard lock(reports().mutex);
-    reports().traces.push_back(test::utf8(format));
+    const std::lock_guard lock(g_mutex);
+    g_traces.push_back(test::utf8(format));
 }
 
 void* operator new(size_t size, const std::nothrow_t&) noexcept

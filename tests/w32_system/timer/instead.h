@@ -13,41 +13,42 @@
 namespace test
 {
 
+// With capture, timeSetEvent makes no timer, stores its arguments and gives the id.
+struct MultimediaTimer
+{
+    bool capture = false;
+    UINT id = 0, killed = 0;
+    std::vector<UINT> asked; // delay, resolution and flags
+    LPTIMECALLBACK procedure = nullptr;
+    DWORD_PTR user = 0;
+    void fire() const { procedure(id, 0, user, 0, 0); }
+};
+
+// With ids left, SetTimer makes no timer and gives the next of them; KillTimer then collects.
+struct MessageTimer
+{
+    std::vector<UINT_PTR> ids, killed;
+    std::vector<UINT> milliseconds;
+    TIMERPROC procedure = nullptr;
+};
+
 struct Instead
 {
     // pthread_create fails with this error, once.
-    static std::atomic<int> thread_error;
+    static inline std::atomic<int> thread_error{0};
     // Joinable threads made, and not joined or detached since.
-    static std::atomic<long> joinable_threads;
+    static inline std::atomic<long> joinable_threads{0};
     // Unnamed events that were made, and handles that were closed.
-    static std::atomic<long> events, closed_handles;
+    static inline std::atomic<long> events{0}, closed_handles{0};
     // Blocks of memory by operator new.
-    static std::atomic<long> blocks;
+    static inline std::atomic<long> blocks{0};
 
     // A clock of the test's own, in ms, while it isn't negative: QV_Sleep moves it on at once, and
     // each reading by the step.
-    static std::atomic<double> clock, clock_step;
+    static inline std::atomic<double> clock{-1.0}, clock_step{0.0};
 
-    // With capture, timeSetEvent makes no timer, stores its arguments and gives the id.
-    struct MultimediaTimer
-    {
-        bool capture = false;
-        UINT id = 0, killed = 0;
-        UINT delay = 0, resolution = 0, flags = 0;
-        LPTIMECALLBACK procedure = nullptr;
-        DWORD_PTR user = 0;
-        void fire() const { procedure(id, 0, user, 0, 0); }
-    };
-    static MultimediaTimer multimedia;
-
-    // With ids left, SetTimer makes no timer and gives the next of them; KillTimer then collects.
-    struct MessageTimer
-    {
-        std::vector<UINT_PTR> ids, killed;
-        std::vector<UINT> milliseconds;
-        TIMERPROC procedure = nullptr;
-    };
-    static MessageTimer message;
+    static inline MultimediaTimer multimedia;
+    static inline MessageTimer message;
 
     // What the library has asserted and traced since: expressions with messages, and formats.
     static std::vector<std::string> assertions();

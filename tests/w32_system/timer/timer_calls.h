@@ -6,6 +6,8 @@
 #include <functional>
 #include <mutex>
 
+#include <gtest/gtest.h>
+
 #include <plinth_w32_system.h>
 
 namespace test
@@ -16,10 +18,20 @@ class TimerCalls
 public:
     // What each call does and answers, by its number from 1 on. Without it the timer goes on.
     std::function<int(int)> act;
+    // What QV_GetTimerInfo shows within a call; the last one's.
+    QvTimerInfo info = {};
 
     uintptr_t set(double milliseconds, int calls, int precision, int catch_up = 1)
     {
         return QV_SetThreadedTimer(callback, this, milliseconds, calls, precision, catch_up);
+    }
+    // Sets the timer, waits for its end and gives the number of its calls.
+    int run(double milliseconds, int calls, int precision, int catch_up = 1)
+    {
+        const uintptr_t id = set(milliseconds, calls, precision, catch_up);
+        EXPECT_NE(id, 0u);
+        EXPECT_EQ(QV_WaitForTimer(static_cast<unsigned int>(id)), QV_OK);
+        return count();
     }
     int count()
     {
@@ -32,23 +44,18 @@ public:
         m_changed.wait(lock, [&] { return m_count >= calls; });
     }
 
-    static int callback(void* self) { return static_cast<TimerCalls*>(self)->run(); }
-
-private:
-    int run()
+    static int callback(void* calls)
     {
-        int number;
-        {
-            const std::lock_guard lock(m_mutex);
-            number = m_count + 1;
-        }
-        const int answer = act ? act(number) : 1;
-        const std::lock_guard lock(m_mutex);
-        ++m_count;
-        m_changed.notify_all();
+        auto& self = *static_cast<TimerCalls*>(calls);
+        EXPECT_EQ(QV_GetTimerInfo(QV_GetTimerRecord(0), &self.info), QV_OK);
+        const int answer = self.act ? self.act(self.count() + 1) : 1;
+        const std::lock_guard lock(self.m_mutex);
+        ++self.m_count;
+        self.m_changed.notify_all();
         return answer;
     }
 
+private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     int m_count = 0;

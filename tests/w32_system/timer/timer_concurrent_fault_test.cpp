@@ -1,6 +1,7 @@
 // Timers of all kinds set, killed and waited for by many threads at once, with what they hold
 // counted.
 #include <chrono>
+#include <climits>
 #include <deque>
 #include <future>
 #include <random>
@@ -18,6 +19,7 @@
 #include "timer_calls.h"
 
 using test::Instead;
+using test::TimerCalls;
 
 namespace
 {
@@ -48,27 +50,6 @@ void wait_for_multimedia_calls()
     passed.get_future().wait();
 }
 
-// The data of one timer. It outlives a timer that nobody waits for.
-struct Ticks
-{
-    std::atomic<int> count{0};
-    int last = 0;  // the call that answers 0; 0: none
-    int kills = 0; // the call that kills its own timer; 0: none
-
-    static int callback(void* data)
-    {
-        auto& self = *static_cast<Ticks*>(data);
-        const int number = ++self.count;
-        if (number == self.kills)
-            QV_KillTimerAsync(static_cast<unsigned int>(QV_GetTimerRecord(0)->uId));
-        return number != self.last;
-    }
-    uintptr_t set(double milliseconds, int calls, int mode)
-    {
-        return QV_SetThreadedTimer(callback, this, milliseconds, calls, mode, 1);
-    }
-};
-
 // The newest timer of each thread, for others to wait for and to kill without knowing its state.
 std::atomic<uintptr_t> g_newest[threads];
 
@@ -80,7 +61,10 @@ public:
     void run()
     {
         for (int i = 0; i < cycles; ++i)
-            cycle(i);
+            if (i % 32 == 0)
+                posted();
+            else
+                cycle();
         // What is left runs out by itself: nobody waits for it, but for the data's sake.
         for (const uintptr_t id : m_left)
             EXPECT_EQ(test::wait(id), QV_OK);
@@ -89,83 +73,56 @@ public:
 private:
     int one_of(int count) { return static_cast<int>(m_random() % static_cast<unsigned>(count)); }
 
-    void cycle(int number)
+    void cycle()
     {
-        if (number % 32 == 0)
-        {
-            posted();
-            return;
-        }
-        const int mode = 1 + one_of(7);
-        const double interval = mode == QV_PRECISION_SPIN ? 0.02 : 1.0;
-        Ticks& ticks = m_ticks.emplace_back();
-        switch (one_of(5))
-        {
-        case 0: // runs out
-        {
-            const uintptr_t id = publish(ticks.set(interval, 2, mode));
-            EXPECT_EQ(test::wait(id), QV_OK);
-            ended(id);
-            EXPECT_LE(ticks.count, 2); // less if another worker has killed it
-            break;
-        }
-        case 1: // answers 0
-        {
-            ticks.last = 1;
-            const uintptr_t id = publish(ticks.set(interval, 0, mode));
-            EXPECT_EQ(test::wait(id), QV_OK);
-            ended(id);
-            EXPECT_LE(ticks.count, 1);
-            break;
-        }
-        case 2: // killed, perhaps before its first call
-        {
-            const uintptr_t id = publish(ticks.set(interval, 0, mode));
-            const int status = test::kill(id);
-            EXPECT_TRUE(status == QV_OK || status == QV_ERR_NULLPTR);
-            EXPECT_EQ(test::wait(id), QV_OK);
-            ended(id);
-            break;
-        }
-        case 3: // kills itself, and nobody waits
-            ticks.kills = 1;
-            m_left.push_back(publish(ticks.set(interval, 0, mode)));
-            break;
-        default: // somebody else's: at any moment of its life
+        const int way = one_of(5);
+        if (way == 0) // somebody else's timer: at any moment of its life
         {
             const uintptr_t id = g_newest[one_of(threads)];
             if (one_of(2))
                 test::kill(id);
             EXPECT_EQ(test::wait(id), QV_OK);
-            break;
+            return;
         }
-        }
-    }
-
-    uintptr_t publish(uintptr_t id)
-    {
+        constexpr int runs_out = 1, answers_0 = 2, killed = 3, kills_itself = 4;
+        TimerCalls& calls = m_calls.emplace_back();
+        if (way == answers_0)
+            calls.act = [](int) { return 0; };
+        if (way == kills_itself)
+            calls.act = [](int number)
+            { return number > 1 || test::kill(QV_GetTimerRecord(0)->uId) == QV_OK; };
+        const int mode = 1 + one_of(7);
+        const uintptr_t id =
+            calls.set(mode == QV_PRECISION_SPIN ? 0.02 : 1.0, way == runs_out ? 2 : 0, mode);
         EXPECT_NE(id, 0u);
         g_newest[m_number] = id;
-        return id;
-    }
-
-    static void ended(uintptr_t id)
-    {
+        if (way == kills_itself) // and nobody waits
+        {
+            m_left.push_back(id);
+            return;
+        }
+        if (way == killed) // perhaps before its first call, and by another worker
+        {
+            const int status = test::kill(id);
+            EXPECT_TRUE(status == QV_OK || status == QV_ERR_NULLPTR);
+        }
+        EXPECT_EQ(test::wait(id), QV_OK);
         EXPECT_EQ(test::kill(id), QV_ERR_NULLPTR);
         EXPECT_EQ(test::wait(id), QV_OK);
+        EXPECT_LE(calls.count(), way == runs_out ? 2 : way == answers_0 ? 1 : INT_MAX);
     }
 
     void posted()
     {
-        Ticks& ticks = m_ticks.emplace_back();
-        const uintptr_t id = ticks.set(0.0, 1, QV_PRECISION_POSTED);
-        test::pump_until([&] { return ticks.count == 1; });
+        TimerCalls& calls = m_calls.emplace_back();
+        const uintptr_t id = calls.set(0.0, 1, QV_PRECISION_POSTED);
+        test::pump_until([&] { return calls.count() == 1; });
         EXPECT_EQ(test::kill(id), QV_ERR_NULLPTR);
     }
 
     const int m_number;
     std::mt19937_64 m_random;
-    std::deque<Ticks> m_ticks; // a deque: they stay where they are
+    std::deque<TimerCalls> m_calls; // a deque: they stay where they are
     std::vector<uintptr_t> m_left;
 };
 
@@ -185,10 +142,7 @@ TEST(TimersConcurrent, CyclesOfSetKillAndWaitLoseAndLeaveNothing)
     // The first timer of each kind makes what stays: the system's thread, the lock, the last
     // thread.
     for (const int mode : {QV_PRECISION_SPIN, QV_PRECISION_MM_1})
-    {
-        Ticks ticks;
-        EXPECT_EQ(test::wait(ticks.set(1.0, 1, mode)), QV_OK);
-    }
+        EXPECT_EQ(TimerCalls().run(1.0, 1, mode), 1);
     wait_for_multimedia_calls();
     const long events = Instead::events;
     const long closed = Instead::closed_handles;

@@ -34,62 +34,58 @@ protected:
     int kind_of(double milliseconds, int precision)
     {
         TimerCalls calls;
-        QvTimerInfo info = {};
-        calls.act = [&](int) { return QV_GetTimerInfo(QV_GetTimerRecord(0), &info) == QV_OK; };
-        const uintptr_t id = calls.set(milliseconds, 2, precision);
-        EXPECT_NE(id, 0u);
-        EXPECT_EQ(test::wait(id), QV_OK);
-        EXPECT_EQ(calls.count(), 2);
-        EXPECT_EQ(info.iPrecision, precision) << "the mode stays";
-        return info.iKind;
+        EXPECT_EQ(calls.run(milliseconds, 2, precision), 2);
+        EXPECT_EQ(calls.info.iPrecision, precision) << "the mode stays";
+        return calls.info.iKind;
     }
 };
 
-TEST_F(TimerFaults, RefusalsSayWhy)
+TEST_F(TimerFaults, RefusalsSayWhyAndUseUpNoId)
 {
     TimerCalls calls;
-    calls.set(1.0, -1, QV_PRECISION_SLEEP);
+    const uintptr_t first = calls.set(1.0, 1, QV_PRECISION_SLEEP);
+    EXPECT_EQ(calls.set(1.0, -1, QV_PRECISION_SLEEP), 0u);
     EXPECT_EQ(Instead::assertions(), Texts{"numCalls<0; Number of calls can not be negative"});
-    calls.set(1.0, 1, QV_PRECISION_LATE_SPIN);
-    EXPECT_EQ(Instead::assertions(), Texts{"true; Wrong timer precision."});
-    QV_SetThreadedTimer(nullptr, nullptr, 1.0, 1, QV_PRECISION_SLEEP, 1);
+    for (const int mode : {0, int{QV_PRECISION_LATE_SPIN}, 10, -1})
+    {
+        EXPECT_EQ(calls.set(1.0, 1, mode), 0u) << mode;
+        EXPECT_EQ(Instead::assertions(), Texts{"true; Wrong timer precision."});
+    }
+    EXPECT_EQ(QV_SetThreadedTimer(nullptr, nullptr, 1.0, 1, QV_PRECISION_SLEEP, 1), 0u);
     EXPECT_EQ(Instead::assertions(), Texts{"callback==NULL; QV_SetThreadedTimer: No callback."});
     EXPECT_EQ(Instead::traces(), Texts{}) << "and trace nothing";
+    const uintptr_t second = calls.set(1.0, 1, QV_PRECISION_SLEEP);
+    EXPECT_EQ(second, first + 1);
+    EXPECT_EQ(test::wait(first), QV_OK);
+    EXPECT_EQ(test::wait(second), QV_OK);
+    EXPECT_EQ(calls.count(), 2);
 }
 
-TEST_F(TimerFaults, WithoutAMultimediaTimerAThreadRunsInTheSameMode)
+TEST_F(TimerFaults, WithoutTheSystemsTimerAThreadRunsInTheSameMode)
 {
     PlinthTestFail("timeSetEvent", 1, 0, ERROR_NOT_ENOUGH_MEMORY);
+    PlinthTestFail("SetTimer", 1, 0, ERROR_NOT_ENOUGH_MEMORY);
     const long events = Instead::events - Instead::closed_handles;
     for (int mode = QV_PRECISION_MM_20; mode <= QV_PRECISION_MM_1_ALIGNED; ++mode)
-        EXPECT_EQ(kind_of(1.0, mode), 2);
-    EXPECT_EQ(Instead::events - Instead::closed_handles, events) << "the events went unused";
-}
-
-TEST_F(TimerFaults, WithoutAMessageTimerAThreadRunsInTheSameMode)
-{
-    PlinthTestFail("SetTimer", 1, 0, ERROR_NOT_ENOUGH_MEMORY);
+        EXPECT_EQ(kind_of(1.0, mode), 2) << mode;
     EXPECT_EQ(kind_of(0.5, QV_PRECISION_POSTED), 2);
+    EXPECT_EQ(Instead::events - Instead::closed_handles, events) << "the events went unused";
 }
 
 TEST_F(TimerFaults, WithoutAThreadTheFailureIsTracedAndUsesUpNoId)
 {
     TimerCalls calls;
     const uintptr_t before = calls.set(1.0, 1, QV_PRECISION_SLEEP);
-    const struct
-    {
-        int error;
-        const char* trace;
-    } rows[] = {{EAGAIN, "Insufficient resources for creating the thread."},
-                {EINVAL, "Wrong thread attributes."},
-                {EPERM, "Insufficient resources for creating the thread."}};
+    constexpr const char* insufficient = "Insufficient resources for creating the thread.";
     PlinthTestFail("timeSetEvent", 1, 0, ERROR_NOT_ENOUGH_MEMORY);
-    for (const auto& row : rows)
+    for (const auto& [error, trace] : {std::pair{EAGAIN, insufficient},
+                                       {EINVAL, "Wrong thread attributes."},
+                                       {EPERM, insufficient}})
         for (const int mode : {QV_PRECISION_SPIN, QV_PRECISION_MM_1})
         {
-            Instead::thread_error = row.error;
+            Instead::thread_error = error;
             EXPECT_EQ(calls.set(1.0, 1, mode), 0u);
-            EXPECT_EQ(Instead::traces(), Texts{row.trace});
+            EXPECT_EQ(Instead::traces(), Texts{trace});
         }
     EXPECT_EQ(Instead::assertions(), Texts{});
     const uintptr_t after = calls.set(1.0, 1, QV_PRECISION_SLEEP);
@@ -114,34 +110,28 @@ TEST_F(TimerFaults, WithoutAnEventATimerRunsAndAWaitSaysThatItCanNot)
 
 TEST_F(TimerFaults, AMultimediaTimerIsAskedForWholeMillisecondsAndItsResolution)
 {
-    const struct
-    {
-        int mode;
-        UINT resolution;
-    } rows[] = {{QV_PRECISION_MM_20, 20},
-                {QV_PRECISION_MM_10, 10},
-                {QV_PRECISION_MM_1, 1},
-                {QV_PRECISION_MM_1_ALIGNED, 1}};
     Instead::multimedia.capture = true;
-    for (const auto& row : rows)
-        for (const int calls_wanted : {1, 2, 0})
+    for (const auto& [mode, resolution] : {std::pair<int, UINT>{QV_PRECISION_MM_20, 20},
+                                           {QV_PRECISION_MM_10, 10},
+                                           {QV_PRECISION_MM_1, 1},
+                                           {QV_PRECISION_MM_1_ALIGNED, 1}})
+        for (const int wanted : {1, 2, 0})
         {
+            SCOPED_TRACE(testing::Message() << "mode " << mode << ", calls " << wanted);
             Instead::multimedia.id = 9;
             Instead::multimedia.killed = 0;
             TimerCalls calls;
             calls.act = [](int number) { return number < 3; };
-            const uintptr_t id = calls.set(2.7, calls_wanted, row.mode);
+            const uintptr_t id = calls.set(2.7, wanted, mode);
             EXPECT_EQ(test::record_of(id)->uSystemId, 9u);
-            EXPECT_EQ(Instead::multimedia.delay, 2u);
-            EXPECT_EQ(Instead::multimedia.resolution, row.resolution);
-            EXPECT_EQ(Instead::multimedia.flags, calls_wanted == 1 ? TIME_ONESHOT : TIME_PERIODIC);
-            const int expected = calls_wanted ? calls_wanted : 3;
-            for (int i = 0; i < expected; ++i)
+            const UINT flags = wanted == 1 ? TIME_ONESHOT : TIME_PERIODIC;
+            EXPECT_EQ(Instead::multimedia.asked, (std::vector<UINT>{2, resolution, flags}));
+            for (int i = 0; i < (wanted ? wanted : 3); ++i)
             {
                 EXPECT_EQ(Instead::multimedia.killed, 0u);
                 Instead::multimedia.fire();
             }
-            EXPECT_EQ(calls.count(), expected);
+            EXPECT_EQ(calls.count(), wanted ? wanted : 3);
             EXPECT_EQ(Instead::multimedia.killed, 9u) << "the id that the system passes";
             EXPECT_EQ(test::wait(id), QV_OK);
             EXPECT_EQ(test::kill(id), QV_ERR_NULLPTR);
@@ -162,21 +152,16 @@ TEST_F(TimerFaults, AnAlignedFiringWaitsForTheNextMultipleIfThatIsNear)
     };
     calls.set(2.5, 4, QV_PRECISION_MM_1_ALIGNED);
     Instead::clock_step = 0.125;
-    const struct
+    for (const double fired : {102.0,  // early for the first multiple, 102.5
+                               103.5,  // 1.0 behind the last: goes on at once
+                               105.75, // early for 106.0
+                               120.0}) // many later, early for the sixth, 121.0
     {
-        double fired, called;            // the reading that ends a spin is in called, and one step
-    } rows[] = {{102.0, 102.5 + 0.125},  // early for the first multiple
-                {103.5, 103.5 + 0.125},  // 1.0 behind the last: goes on at once
-                {105.75, 106.0 + 0.125}, // early for 106.0
-                {120.0, 121.0 + 0.125}}; // many later, early for the sixth
-    for (const auto& row : rows)
-    {
-        Instead::clock = row.fired;
+        Instead::clock = fired;
         Instead::multimedia.fire();
-        ASSERT_FALSE(times.empty());
-        EXPECT_DOUBLE_EQ(times.back(), row.called);
     }
-    EXPECT_EQ(times.size(), 4u);
+    // The reading that ends a spin, and one step.
+    EXPECT_EQ(times, (std::vector<double>{102.625, 103.625, 106.125, 121.125}));
 }
 
 TEST_F(TimerFaults, AnIdOfTheSystemThatMeetsAnotherTimersIsDrawnAgain)
@@ -227,7 +212,7 @@ std::vector<double> moments(int catch_up, int calls_wanted, double first_call_en
             Instead::clock = first_call_ends;
         return 1;
     };
-    EXPECT_EQ(test::wait(calls.set(10.0, calls_wanted, QV_PRECISION_SPIN, catch_up)), QV_OK);
+    calls.run(10.0, calls_wanted, QV_PRECISION_SPIN, catch_up);
     return times;
 }
 
@@ -246,8 +231,7 @@ int end_with_timers(int, char**)
     const auto busy = [](void*)
     {
         QV_Log(L"x\r\n");
-        TimerCalls calls;
-        test::wait(calls.set(0.1, 1, QV_PRECISION_SPIN));
+        TimerCalls().run(0.1, 1, QV_PRECISION_SPIN);
         ++s_calls;
         s_calls.notify_all();
         return 1;
@@ -267,10 +251,7 @@ TEST_F(TimerFaults, TimersThatRunWhileTheProcessEndsDoNoHarm)
     // other complain of those that were about to be joined.
     for (const auto& [name, more] : {std::pair{"ASAN_OPTIONS", ":detect_leaks=0"},
                                      std::pair{"TSAN_OPTIONS", ":report_thread_leaks=0"}})
-    {
-        const char* const options = getenv(name);
-        setenv(name, (std::string(options ? options : "") + more).c_str(), 1);
-    }
+        setenv(name, (std::string(getenv(name) ? getenv(name) : "") + more).c_str(), 1);
     for (int i = 0; i < 5; ++i)
         ASSERT_EQ(test::Process::child("end-with-timers").wait(), 0);
 }

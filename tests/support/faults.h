@@ -1,0 +1,28 @@
+// Faults of the stand-in that last as long as one act. Linux only.
+#pragma once
+
+#include <plinth_platform_test.h>
+
+namespace test
+{
+
+// Takes all faults away when its scope ends.
+struct FaultScope
+{
+    FaultScope() = default;
+    FaultScope(const FaultScope&) = delete;
+    FaultScope& operator=(const FaultScope&) = delete;
+    ~FaultScope() { PlinthTestReset(); }
+};
+
+// Returns what the act returns while call nth of the operation and the count - 1 after it fail with
+// the error; a count of 0 means all from nth on.
+template <class Act>
+auto with_fault(const char* operation, unsigned nth, unsigned count, int error, Act act)
+{
+    const FaultScope scope;
+    PlinthTestFail(operation, nth, count, error);
+    return act();
+}
+
+} // namespace test

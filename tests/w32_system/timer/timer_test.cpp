@@ -1,0 +1,277 @@
+// Timers of all kinds, as an application sees them.
+#include <algorithm>
+#include <cfloat>
+#include <thread>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "timer_calls.h"
+
+using test::TimerCalls;
+
+namespace
+{
+
+class TimerModes : public testing::TestWithParam<int>
+{
+};
+
+TEST_P(TimerModes, MakeTheirCallsAndEnd)
+{
+    TimerCalls calls;
+    const uintptr_t id = calls.set(1.0, 3, GetParam());
+    ASSERT_NE(id, 0u);
+    EXPECT_EQ(test::wait(id), QV_OK);
+    EXPECT_EQ(calls.count(), 3);
+    EXPECT_EQ(test::wait(id), QV_OK) << "been and gone";
+    EXPECT_EQ(test::kill(id), QV_ERR_NULLPTR);
+    EXPECT_EQ(test::record_of(id), nullptr);
+}
+
+TEST_P(TimerModes, RunUntilTheyAreKilledAndTakeASecondKill)
+{
+    TimerCalls calls;
+    const uintptr_t id = calls.set(1.0, 0, GetParam());
+    calls.wait_for(3);
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < 3; ++i)
+        waiters.emplace_back([&] { EXPECT_EQ(test::wait(id), QV_OK); });
+    EXPECT_EQ(test::kill(id), QV_OK);
+    const int second = test::kill(id);
+    EXPECT_TRUE(second == QV_OK || second == QV_ERR_NULLPTR) << "it may have ended by now";
+    for (std::thread& waiter : waiters)
+        waiter.join();
+    const int count = calls.count();
+    EXPECT_EQ(test::kill(id), QV_ERR_NULLPTR);
+    // A later timer's call shows that no further one of this timer comes.
+    EXPECT_EQ(TimerCalls().run(5.0, 1, GetParam()), 1);
+    EXPECT_EQ(calls.count(), count);
+}
+
+TEST_P(TimerModes, MayBeKilledByTheirOwnCallWhichMayNotWait)
+{
+    TimerCalls calls;
+    std::atomic<uintptr_t> id{0};
+    calls.act = [&](int)
+    {
+        id.wait(0);
+        EXPECT_EQ(test::kill(id), QV_OK);
+        EXPECT_EQ(test::kill(id), QV_OK);
+        EXPECT_EQ(test::wait(id), QV_ERR_BADARG);
+        return 1;
+    };
+    id = calls.set(1.0, 0, GetParam());
+    id.notify_all();
+    EXPECT_EQ(test::wait(id), QV_OK);
+    EXPECT_EQ(calls.count(), 1);
+}
+
+TEST_P(TimerModes, MaySetFurtherTimersInACall)
+{
+    TimerCalls outer, inner;
+    std::atomic<uintptr_t> id{0};
+    outer.act = [&](int)
+    {
+        id = inner.set(1.0, 2, GetParam());
+        return 0;
+    };
+    EXPECT_EQ(outer.run(1.0, 1, GetParam()), 1);
+    ASSERT_NE(id, 0u);
+    EXPECT_EQ(test::wait(id), QV_OK);
+    EXPECT_EQ(inner.count(), 2);
+}
+
+TEST_P(TimerModes, ShowTheirSettingsWithinACallAndEndWithTheFirstThatAnswers0)
+{
+    TimerCalls calls;
+    calls.act = [&](int number)
+    {
+        const QvTimerRecord* const record = QV_GetTimerRecord(0);
+        EXPECT_EQ(record, test::record_of(record->uId));
+        EXPECT_EQ(record->i64IntervalNs, 1'500'000);
+        return number < 2;
+    };
+    const double before = QV_GetTimeCounter();
+    EXPECT_EQ(calls.run(1.5, 100, GetParam(), 77), 2);
+    EXPECT_EQ(calls.info.iPrecision, GetParam());
+    EXPECT_EQ(calls.info.iCatchUpMode, 77);
+    EXPECT_EQ(calls.info.iKind, GetParam() < QV_PRECISION_MM_20 ? 2 : 3);
+    EXPECT_GE(calls.info.dStartTime, before);
+    EXPECT_LE(calls.info.dStartTime, QV_GetTimeCounter());
+    EXPECT_EQ(QV_GetTimerRecord(0), nullptr) << "no callback runs here";
+}
+
+INSTANTIATE_TEST_SUITE_P(All, TimerModes,
+                         testing::Range<int>(QV_PRECISION_SLEEP, QV_PRECISION_MM_1_ALIGNED + 1));
+
+TEST(ThreadedTimer, BelowAMillisecondSpinsOnAThreadWhateverWasAskedFor)
+{
+    for (const int mode : {QV_PRECISION_MM_1, QV_PRECISION_SLEEP, QV_PRECISION_LATE_SPIN})
+        for (const double interval : {0.5, 0.0, -3.0})
+        {
+            TimerCalls calls;
+            EXPECT_EQ(calls.run(interval, 5, mode, static_cast<int>(interval * 2)), 5);
+            EXPECT_EQ(calls.info.iPrecision, QV_PRECISION_SPIN);
+            EXPECT_EQ(calls.info.iKind, 2);
+        }
+}
+
+TEST(ThreadedTimer, ToldOfIdsThatWereNeverGivenOut)
+{
+    EXPECT_EQ(QV_WaitForTimer(0), QV_OK) << "below every id";
+    EXPECT_EQ(QV_WaitForTimer(0xFFFFFFF0u), QV_ERR_NULLPTR);
+    EXPECT_EQ(QV_KillTimerAsync(0), QV_ERR_NULLPTR);
+    EXPECT_EQ(QV_KillTimerAsync(0xFFFFFFF0u), QV_ERR_NULLPTR);
+    EXPECT_EQ(QV_GetTimerRecord(0xFFFFFFF0u), nullptr);
+}
+
+TEST(ThreadedTimer, TakesIntervalsBeyondWhatTheSystemCarries)
+{
+    for (const int mode : {QV_PRECISION_SLEEP, QV_PRECISION_MM_10, QV_PRECISION_MM_1})
+        for (const double interval : {1e7, 1e300})
+        {
+            TimerCalls calls;
+            const uintptr_t id = calls.set(interval, 1, mode);
+            ASSERT_NE(id, 0u);
+            EXPECT_EQ(test::kill(id), QV_OK); // waits for its tick: left running
+        }
+}
+
+TEST(TimerInfo, NeedsARecordOfAKnownKindAndAPlace)
+{
+    QvTimerRecord record = {};
+    record.dStartTime = 5.0;
+    record.iPrecision = 6;
+    record.iCatchUpMode = 7;
+    QvTimerInfo info = {1.0, 2, 3, 4};
+    EXPECT_EQ(QV_GetTimerInfo(nullptr, &info), QV_ERR_NULLPTR);
+    EXPECT_EQ(info.iPrecision, 2) << "nothing is written";
+    EXPECT_EQ(QV_GetTimerInfo(&record, nullptr), QV_ERR_NULLPTR);
+    for (const int kind : {0, 1, 2, 3, 4, -1})
+    {
+        const bool known = kind >= 1 && kind <= 3;
+        record.iKind = kind;
+        EXPECT_EQ(QV_GetTimerInfo(&record, &info), known ? QV_OK : QV_ERR_NULLPTR) << kind;
+        EXPECT_EQ(info.iKind, known ? kind + 1 : 0);
+    }
+    EXPECT_EQ(std::tuple(info.dStartTime, info.iPrecision, info.iCatchUpMode),
+              std::tuple(5.0, 6, 7));
+}
+
+constexpr unsigned int all_masked = 0x8001F;
+
+uintptr_t set_posted(TimerCalls& calls, double milliseconds, int count)
+{
+    return QV_SetPostedTimer(TimerCalls::callback, &calls, milliseconds, count);
+}
+
+TEST(PostedTimer, CallsOutOfTheDispatchOfItsThreadUntilItsCallsAreUsedUp)
+{
+    TimerCalls calls;
+    const std::thread::id self = std::this_thread::get_id();
+    calls.act = [&](int) { return std::this_thread::get_id() == self; };
+    const uintptr_t id = set_posted(calls, 0.5, 3);
+    ASSERT_NE(id, 0u);
+    EXPECT_LE(id, UINT32_MAX);
+    EXPECT_EQ(test::wait(id), QV_ERR_BADARG);
+    test::pump_until([&] { return calls.count() == 3; });
+    EXPECT_EQ(test::kill(id), QV_ERR_NULLPTR) << "it has ended";
+    EXPECT_EQ(test::wait(id), QV_ERR_NULLPTR);
+    EXPECT_EQ(calls.info.iKind, 4);
+    EXPECT_EQ(calls.info.iPrecision, QV_PRECISION_POSTED) << "also below a millisecond";
+    EXPECT_EQ(calls.info.iCatchUpMode, 1);
+}
+
+TEST(PostedTimer, EndsAtTheFirstFiringAfterItsKillOrThatAnswers0)
+{
+    TimerCalls killed, ended;
+    ended.act = [](int) { return 0; };
+    const uintptr_t first = set_posted(killed, 10.0, 0);
+    EXPECT_EQ(test::kill(first), QV_OK);
+    EXPECT_EQ(test::kill(first), QV_OK);
+    const uintptr_t second = set_posted(ended, 10.0, 0);
+    test::pump_until([&] { return !test::record_of(first) && !test::record_of(second); });
+    EXPECT_EQ(killed.count(), 0);
+    EXPECT_EQ(ended.count(), 1);
+}
+
+TEST(PostedTimer, AMessageThatComesAfterItsEndCallsNobody)
+{
+    TimerCalls calls;
+    const uintptr_t id = set_posted(calls, 10.0, 1);
+    MSG message;
+    ASSERT_GT(GetMessageW(&message, nullptr, WM_TIMER, WM_TIMER), 0);
+    EXPECT_EQ(message.wParam, id);
+    DispatchMessageW(&message);
+    DispatchMessageW(&message);
+    EXPECT_EQ(calls.count(), 1);
+}
+
+// Pumps until a timer set now has fired twice: those set before have had their turns by then.
+void pump_for_two_turns()
+{
+    TimerCalls other;
+    set_posted(other, 25.0, 2);
+    test::pump_until([&] { return other.count() == 2; });
+}
+
+TEST(PostedTimer, ItsCallMayPumpMessagesAndMeetItsOwnTimer)
+{
+    TimerCalls calls;
+    int depth = 0, deepest = 0, started = 0;
+    bool pumping = true;
+    calls.act = [&](int)
+    {
+        ++started;
+        deepest = std::max(deepest, ++depth);
+        if (std::exchange(pumping, pumping && depth < 2))
+            pump_for_two_turns();
+        --depth;
+        return 1;
+    };
+    const uintptr_t id = set_posted(calls, 10.0, 5);
+    test::pump_until([&] { return !test::record_of(id); });
+    EXPECT_EQ(started, 5);
+    EXPECT_GE(deepest, 2);
+}
+
+TEST(PostedTimer, MayEndInACallWithinACall)
+{
+    TimerCalls calls;
+    uintptr_t id = 0;
+    int started = 0;
+    calls.act = [&](int)
+    {
+        if (++started > 1)
+            return 0;
+        pump_for_two_turns();
+        EXPECT_NE(test::record_of(id), nullptr) << "it lives until the outer call is through";
+        return 1;
+    };
+    id = set_posted(calls, 10.0, 0);
+    test::pump_until([&] { return !test::record_of(id); });
+    EXPECT_EQ(started, 2);
+}
+
+TEST(PostedTimer, LeavesFloatingPointExceptionsMaskedWhateverItsCallDid)
+{
+    TimerCalls calls;
+    calls.act = [](int)
+    {
+        _controlfp(0, _EM_ZERODIVIDE | _EM_INVALID);
+        return 1;
+    };
+    set_posted(calls, 10.0, 2);
+    for (const int number : {1, 2}) // the timer goes on, and ends
+    {
+        test::pump_until([&] { return calls.count() == number; });
+        EXPECT_EQ(_control87(0, 0) & all_masked, all_masked);
+        volatile double zero = 0.0;
+        EXPECT_GT(1.0 / zero, 1e300);
+    }
+}
+
+} // namespace
