@@ -1,6 +1,9 @@
 // Date and time pictures without any locale.
 #include "kernel32/locale_picture.h"
 
+#include <tuple>
+#include <utility>
+
 #include <gtest/gtest.h>
 
 namespace
@@ -10,11 +13,7 @@ using namespace platform;
 
 TEST(LocalePicture, StandsForTheStrftimeFormat)
 {
-    static constexpr struct
-    {
-        const char* format;
-        const char* picture;
-    } rows[] = {
+    static constexpr std::pair<const char*, const char*> rows[] = {
         {"%d.%m.%Y", "dd.MM.yyyy"},
         {"%e.%m.%y", "d.MM.yy"},
         {"%-d/%-m/%y", "d/M/yy"},
@@ -43,20 +42,15 @@ TEST(LocalePicture, StandsForTheStrftimeFormat)
         {"%E", ""},
         {"%Q%d", "dd"},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(picture_from_format(row.format, ""), row.picture) << row.format;
+    for (const auto& [format, picture] : rows)
+        EXPECT_EQ(picture_from_format(format, ""), picture) << format;
     EXPECT_EQ(picture_from_format("%r", "%p %I.%M"), "tt hh.mm");
     EXPECT_EQ(picture_from_format("%r", "%r"), "") << "a format that means itself";
 }
 
 TEST(LocalePicture, DateHasOrderAndSeparator)
 {
-    static constexpr struct
-    {
-        const char* picture;
-        int order;
-        const char* separator;
-    } rows[] = {
+    static constexpr std::tuple<const char*, int, const char*> rows[] = {
         {"MM/dd/yyyy", 0, "/"},
         {"dd.MM.yyyy", 1, "."},
         {"yyyy-MM-dd", 2, "-"},
@@ -72,23 +66,17 @@ TEST(LocalePicture, DateHasOrderAndSeparator)
         {"ddMMyyyy", 1, "/"},
         {"", 0, "/"},
     };
-    for (const auto& row : rows)
+    for (const auto& [picture, order, separator] : rows)
     {
-        const DateShape shape = date_shape(row.picture);
-        EXPECT_EQ(shape.order, row.order) << row.picture;
-        EXPECT_EQ(shape.separator, row.separator) << row.picture;
+        const DateShape shape = date_shape(picture);
+        EXPECT_EQ(std::tuple(shape.order, shape.separator), std::tuple(order, separator))
+            << picture;
     }
 }
 
 TEST(LocalePicture, TimeHasHoursMarkAndSeparator)
 {
-    static constexpr struct
-    {
-        const char* picture;
-        bool hours24;
-        bool mark_first;
-        const char* separator;
-    } rows[] = {
+    static constexpr std::tuple<const char*, bool, bool, const char*> rows[] = {
         {"HH:mm:ss", true, false, ":"},
         {"hh:mm:ss tt", false, false, ":"},
         {"tt h:mm:ss", false, true, ":"},
@@ -97,12 +85,12 @@ TEST(LocalePicture, TimeHasHoursMarkAndSeparator)
         {"HH時mm分ss秒", true, false, ":"},
         {"", true, false, ":"},
     };
-    for (const auto& row : rows)
+    for (const auto& [picture, hours24, mark_first, separator] : rows)
     {
-        const TimeShape shape = time_shape(row.picture);
-        EXPECT_EQ(shape.hours24, row.hours24) << row.picture;
-        EXPECT_EQ(shape.mark_first, row.mark_first) << row.picture;
-        EXPECT_EQ(shape.separator, row.separator) << row.picture;
+        const TimeShape shape = time_shape(picture);
+        EXPECT_EQ(std::tuple(shape.hours24, shape.mark_first, shape.separator),
+                  std::tuple(hours24, mark_first, separator))
+            << picture;
     }
 }
 

@@ -1,6 +1,7 @@
 // Paths as callers give them, and what comes back.
 #include <cstdlib>
 #include <filesystem>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -16,19 +17,15 @@ namespace
 std::string native(const wchar_t* path)
 {
     char buffer[8192];
-    return PlinthNativePath(path, buffer, sizeof buffer)
-               ? buffer
-               : "error " + std::to_string(GetLastError());
+    const size_t length = PlinthNativePath(path, buffer, sizeof buffer);
+    EXPECT_TRUE(length == 0 || length == std::string(buffer).size());
+    return length ? buffer : "error " + std::to_string(GetLastError());
 }
 
 TEST(Paths, HaveOneNativeForm)
 {
     setenv("PLINTH_DRIVES", "d=/mnt/data/;E=/;C=/nowhere;F=relative;;G=", 1);
-    const struct
-    {
-        const wchar_t* path;
-        const char* native;
-    } rows[] = {
+    static constexpr std::pair<const wchar_t*, const char*> rows[] = {
         {L"C:\\var\\log", "/var/log"},
         {L"c:/var//log", "/var//log"},
         {L"C:", "/"},
@@ -69,11 +66,21 @@ TEST(Paths, HaveOneNativeForm)
         {L".", "."},
         {L".\\x", "x"},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(native(row.path), row.native) << (row.path ? test::utf8(row.path) : "null");
+    for (const auto& [path, expected] : rows)
+        EXPECT_EQ(native(path), expected) << (path ? test::utf8(path) : "null");
     EXPECT_EQ(native(test::Wide(5000, L'x')), "error 206");
     EXPECT_EQ(native(test::Wide(4095, L'x')), std::string(4095, 'x'));
     EXPECT_EQ(native(test::Wide(4096, L'x')), "error 206");
+}
+
+TEST(Paths, NeedRoomForTheirNativeForm)
+{
+    char buffer[8] = "before";
+    EXPECT_EQ(PlinthNativePath(L"C:\\1234567", buffer, sizeof buffer), 0u);
+    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(PlinthNativePath(L"C:\\123456", nullptr, 0), 0u);
+    EXPECT_STREQ(buffer, "before");
+    EXPECT_EQ(PlinthNativePath(L"C:\\123456", buffer, sizeof buffer), 7u);
 }
 
 TEST(Paths, ComeBackWithTheClosestDrive)
@@ -82,20 +89,16 @@ TEST(Paths, ComeBackWithTheClosestDrive)
     std::filesystem::create_directories(data + "/inner/x");
     setenv("PLINTH_DRIVES", ("D=" + data + ";E=" + data + "/inner").c_str(), 1);
     wchar_t buffer[1024];
-    const struct
+    const std::pair<std::string, const char*> rows[] = {{data + "/inner/x", "E:\\x"},
+                                                        {data + "/inner", "E:\\"},
+                                                        {data, "D:\\"},
+                                                        {"/", "C:\\"},
+                                                        {"/usr", "C:\\usr"}};
+    for (const auto& [folder, windows] : rows)
     {
-        std::string folder;
-        std::string windows;
-    } rows[] = {{data + "/inner/x", "E:\\x"},
-                {data + "/inner", "E:\\"},
-                {data, "D:\\"},
-                {"/", "C:\\"},
-                {"/usr", "C:\\usr"}};
-    for (const auto& row : rows)
-    {
-        std::filesystem::current_path(row.folder);
+        std::filesystem::current_path(folder);
         EXPECT_GT(GetCurrentDirectoryW(1024, buffer), 0u);
-        EXPECT_EQ(test::utf8(buffer), row.windows);
+        EXPECT_EQ(test::utf8(buffer), windows);
     }
     EXPECT_EQ(GetLogicalDriveStringsW(0, nullptr), 13u);
     ASSERT_EQ(GetLogicalDriveStringsW(1024, buffer), 12u);
