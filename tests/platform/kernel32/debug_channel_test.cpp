@@ -3,6 +3,7 @@
 // The library says a word on the channel while a process loads it: children are loaded before the
 // listener that counts texts is there. Time appears only as a share of what would pass if each text
 // waited its 500 ms.
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <map>
@@ -58,6 +59,12 @@ public:
         return text;
     }
     bool silent() { return next(0) == "(nothing came)"; }
+    // What comes of a text of this process.
+    std::string echo(const std::string& text)
+    {
+        OutputDebugStringA(text.c_str());
+        return next();
+    }
 
 private:
     const test::Handle m_buffer_ready{CreateEventA(nullptr, FALSE, FALSE, "DBWIN_BUFFER_READY")};
@@ -88,15 +95,20 @@ std::unique_ptr<ChildProcess> loaded(const char* name, std::vector<std::string> 
     return child;
 }
 
-// Writes the texts it is told to. With an argument, a signal comes at that point of the first one.
+// Writes the texts it is told to, wide if they begin with a 'w'; the test sees its standard error.
+// With an argument, a signal comes at that point of the first one.
 int write_texts(int count, char** arguments)
 {
     if (count == 2)
         PlinthTestFail(arguments[0], 1, 1, std::stoi(arguments[1]));
+    dup2(STDOUT_FILENO, STDERR_FILENO);
     test::say("loaded");
     for (std::string text = test::hear(); !text.empty(); text = test::hear())
     {
-        OutputDebugStringA(text.c_str());
+        if (text[0] == 'w')
+            OutputDebugStringW(test::Wide(text));
+        else
+            OutputDebugStringA(text.c_str());
         test::say("done");
     }
     return 0;
@@ -120,17 +132,6 @@ int flood(int arguments_given, char** arguments)
     return 0;
 }
 const test::ChildMain g_flood("flood", flood);
-
-int write_mirrored(int, char**)
-{
-    dup2(STDOUT_FILENO, STDERR_FILENO);
-    test::say("loaded");
-    test::hear();
-    OutputDebugStringA("narrow\n");
-    OutputDebugStringW(L"\u00f6\n");
-    return 0;
-}
-const test::ChildMain g_write_mirrored("write_mirrored", write_mirrored);
 
 // A forked process that writes one text.
 pid_t writing_fork()
@@ -213,8 +214,7 @@ TEST_F(DebugChannel, AWriterInPlaceFindsTheNextListener)
     {
         Listener listener;
         EXPECT_EQ(listener.creation_error(), ERROR_SUCCESS);
-        OutputDebugStringA("one");
-        EXPECT_EQ(listener.next(), "one");
+        EXPECT_EQ(listener.echo("one"), "one");
         EXPECT_EQ(listener.writer(), GetCurrentProcessId());
         OutputDebugStringW(L"zw\u00f6lf");
         EXPECT_EQ(listener.next(), "zw\xc3\xb6lf");
@@ -222,39 +222,26 @@ TEST_F(DebugChannel, AWriterInPlaceFindsTheNextListener)
     }
 }
 
-TEST_F(DebugChannel, ATextArrivesWholeUpToTheSizeOfTheBuffer)
+TEST_F(DebugChannel, ATextArrivesWholeOrCutToTheBufferButNeverInsideACharacter)
 {
     Listener listener;
-    for (const size_t length : {0, 1, 1023, 1024, 4090, 4091, 4092, 4093, 100'000})
-    {
-        SCOPED_TRACE(length);
-        const std::string text(length, 'x');
-        OutputDebugStringA(text.c_str());
-        EXPECT_EQ(listener.next(), text.substr(0, 4091));
-        OutputDebugStringW(test::Wide(text));
-        EXPECT_EQ(listener.next(), text.substr(0, 4091));
-        EXPECT_TRUE(listener.silent()) << "a long text is cut, not divided";
-    }
-}
-
-TEST_F(DebugChannel, ALongTextIsNeverCutInsideACharacter)
-{
-    Listener listener;
-    for (const std::string character : {"\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x98\x80"})
-        for (size_t shift = 0; shift < character.size(); ++shift)
-        {
-            std::string text(shift, '.');
-            while (text.size() < 5000)
-                text += character;
-            const size_t whole = (4091 - shift) / character.size() * character.size();
-            const std::string expected = text.substr(0, shift + whole);
-            OutputDebugStringA(text.c_str());
-            EXPECT_EQ(listener.next(), expected);
-            OutputDebugStringW(test::Wide(text));
-            EXPECT_EQ(listener.next(), expected);
-        }
-    OutputDebugStringA(std::string(5000, '\x80').c_str()); // no character at all
-    EXPECT_GE(listener.next().size(), 4088u);
+    for (const std::string character : {"x", "\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x98\x80"})
+        for (const size_t count : {0, 1, 1023, 1024, 4090, 4091, 4092, 4093, 100'000})
+            for (size_t shift = 0; shift < character.size(); ++shift)
+            {
+                SCOPED_TRACE(character + " " + std::to_string(count));
+                std::string text(shift, '.');
+                for (size_t i = 0; i < count; ++i)
+                    text += character;
+                const size_t whole = std::min(count, (4091 - shift) / character.size());
+                const std::string expected = text.substr(0, shift + whole * character.size());
+                EXPECT_EQ(listener.echo(text), expected);
+                OutputDebugStringW(test::Wide(text));
+                EXPECT_EQ(listener.next(), expected);
+                EXPECT_TRUE(listener.silent()) << "a long text is cut, not divided";
+            }
+    // No character at all.
+    EXPECT_GE(listener.echo(std::string(5000, '\x80')).size(), 4088u);
 }
 
 TEST_F(DebugChannel, ATextKeepsTheLastErrorAndErrno)
@@ -316,8 +303,7 @@ TEST_F(DebugChannel, AfterAKilledListenerANewOneFindsTheChannelFree)
             OutputDebugStringA("into the void");
         Listener listener;
         EXPECT_EQ(listener.creation_error(), ERROR_SUCCESS);
-        OutputDebugStringA("two");
-        EXPECT_EQ(listener.next(), "two");
+        EXPECT_EQ(listener.echo("two"), "two");
         EXPECT_EQ(ChildProcess("listen").line(), "error 183") << "a second one is told";
     }
 }
@@ -353,6 +339,8 @@ TEST_F(DebugChannel, AStoppedListenerCostsAllWritersOneWaitUntilItGoesOn)
 
 TEST_F(DebugChannel, AWriterKilledInItsTurnLeavesTheChannelUsable)
 {
+    PlinthTestSetChannelPatience(long_patience);
+    const std::string three_texts = "text text text ";
     for (const std::string point : points)
     {
         SCOPED_TRACE(point);
@@ -360,22 +348,16 @@ TEST_F(DebugChannel, AWriterKilledInItsTurnLeavesTheChannelUsable)
         for (int i = 0; i < 3; ++i)
             writers.push_back(loaded("write_texts", {point, std::to_string(SIGKILL)}));
         Listener listener;
-        OutputDebugStringA("before");
-        EXPECT_EQ(listener.next(), "before");
+        EXPECT_EQ(listener.echo("before"), "before");
         for (const auto& writer : writers)
         {
             writer->tell("last words");
             ASSERT_EQ(writer->wait(), 128 + SIGKILL);
-            std::string expected = point == points[0] ? "" : "last words ";
-            std::string seen;
-            if (point == points[2])
-                seen = listener.next() + " ";
+            std::string seen = point == points[2] ? listener.next() + " " : "";
             std::jthread next(write_many, 3);
-            if (point == points[1])
-                seen = listener.next() + " ";
-            for (int k = 0; k < 3; ++k)
+            for (int texts = point == points[1] ? 4 : 3; texts > 0; --texts)
                 seen += listener.next() + " ";
-            EXPECT_EQ(seen, expected + "text text text ");
+            EXPECT_EQ(seen, (point == points[0] ? "" : "last words ") + three_texts);
             next.join();
             EXPECT_TRUE(listener.silent());
         }
@@ -396,16 +378,14 @@ TEST_F(DebugChannel, AWriterStoppedInItsTurnCostsTheOthersOneWait)
         writer->send(SIGCONT);
         EXPECT_EQ(listener.next(), "slow words");
         EXPECT_EQ(writer->line(), "done");
-        OutputDebugStringA("after");
-        EXPECT_EQ(listener.next(), "after");
+        EXPECT_EQ(listener.echo("after"), "after");
     }
 }
 
 TEST_F(DebugChannel, AForkedProcessWritesUnderItsOwnId)
 {
     Listener listener;
-    OutputDebugStringA("parent");
-    EXPECT_EQ(listener.next(), "parent");
+    EXPECT_EQ(listener.echo("parent"), "parent");
     const pid_t child = writing_fork();
     EXPECT_EQ(listener.next(), "child");
     EXPECT_EQ(listener.writer(), static_cast<DWORD>(child));
@@ -445,13 +425,14 @@ TEST_F(DebugChannel, AForkDuringConcurrentTextsHoldsUpNeitherSide)
 
 TEST_F(DebugChannel, TextsGoToStandardErrorIfTheEnvironmentSaysSo)
 {
-    const auto writer = loaded("write_mirrored", {}, {"PLINTH_DEBUG_OUTPUT=stderr"});
+    const auto writer = loaded("write_texts", {}, {"PLINTH_DEBUG_OUTPUT=stderr"});
     Listener listener;
-    writer->tell("go");
-    EXPECT_EQ(writer->line(), "narrow");
-    EXPECT_EQ(listener.next(), "narrow\n") << "and to the channel as well";
-    EXPECT_EQ(writer->line(), "\xc3\xb6");
-    EXPECT_EQ(listener.next(), "\xc3\xb6\n");
+    for (const std::string text : {"narrow", "w\xc3\xb6rd"})
+    {
+        writer->tell(text);
+        EXPECT_EQ(listener.next(), text) << "to the channel as well";
+        EXPECT_EQ(writer->line(), text + "done");
+    }
 }
 
 TEST_F(DebugChannel, AStrangersControlPageIsMadeAnew)
