@@ -43,8 +43,6 @@ class Listener
 {
 public:
     Listener() { SetEvent(m_buffer_ready); }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
     ~Listener() { UnmapViewOfFile(m_view); }
     DWORD creation_error() const { return m_buffer_ready.error(); }
     DWORD writer() const { return m_writer; }

@@ -61,24 +61,21 @@ TEST_F(Find, FollowsTheSystemsWildcards)
         {"ab?.txt", "ab.txt abc.txt"}, // a '?' before a dot or the end may stand for nothing
         {"ab??.txt", "ab.txt abc.txt abcd.TXT"},
         {"?b.txt", "ab.txt"},
-        {"a?b", "error 2"}, // but never for a dot
         {"a??", "a"},
         {"a.*", "a a.b"}, // as may a dot with nothing but a wildcard behind it
         {"a.?", "a a.b"},
-        {"a*.", "a"},        // a dot at the end: names without one
-        {"a.b.", "error 2"}, // a name: as an open has it
+        {"a*.", "a"}, // a dot at the end: names without one
         {"*b*c*", "abc.txt abcd.TXT"},
         {"*.bak", "x.txt.bak"},
-        {"*.none", "error 2"},
-        {"none\\*", "error 3"},
-        {"none", "error 2"},
-        {"none\\none", "error 3"},
         {"ab.txt", "ab.txt"},
-        {"", "error 2"},
-        {"a\\*", "error 3"}, // in a file
     };
     for (const auto& [pattern, names] : rows)
         EXPECT_EQ(found(pattern), names) << pattern;
+    // A '?' never stands for a dot; without a wildcard a dot at the end is part of the name.
+    for (const char* const none : {"a?b", "a.b.", "*.none", "none", ""})
+        EXPECT_EQ(found(none), "error 2") << none;
+    for (const char* const no_folder : {"none\\*", "none\\none", "a\\*"}) // the last in a file
+        EXPECT_EQ(found(no_folder), "error 3") << no_folder;
 }
 
 TEST_F(Find, TellsSizesAttributesAndLinks)

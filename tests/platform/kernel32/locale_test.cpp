@@ -109,8 +109,7 @@ TEST_F(Locale, ReadsAsItsUsersWrite)
         {"fa_IR", "yy/MM/dd|HH:mm:ss|2|/|:|1|04/03/05|15:04:09|-1,234,567.89"},
         // Groups of two above the first, and the Buddhist era.
         {"en_IN", "dd/MM/yy|hh:mm:ss tt|1|/|:|0|05/03/04|03:04:09 PM|-12,34,567.89"},
-        {"th_TH.UTF-8", "dd/MM/yyyy|HH:mm:ss|1|/|:|1|05/03/2547|15:04:09|-1,234,567.89"},
-    };
+        {"th_TH.UTF-8", "dd/MM/yyyy|HH:mm:ss|1|/|:|1|05/03/2547|15:04:09|-1,234,567.89"}};
     for (const auto& [locale, shown] : rows)
     {
         SCOPED_TRACE(locale);
@@ -188,8 +187,7 @@ TEST_F(Locale, PictureLettersStandForParts)
         {"pl_PL.UTF-8", L"dddd, MMMM", "piątek, marzec"},
         // Other character sets.
         {"de_DE.ISO-8859-1", L"d. MMMM", "5. März"},
-        {"ja_JP.eucjp", nullptr, "2004年03月05日"},
-    };
+        {"ja_JP.eucjp", nullptr, "2004年03月05日"}};
     for (const auto& [locale, picture, expected] : dates)
     {
         set_locale(locale);
@@ -200,8 +198,7 @@ TEST_F(Locale, PictureLettersStandForParts)
         {11, L"h H tt", "11 11 午前"},
         {12, L"h H tt", "12 12 午後"},
         {23, L"h:m:s hh:mm:ss ttt 'h'", "11:4:9 11:04:09 午後 h"},
-        {7, L"d.M.y h", "d.M.y 7"},
-    };
+        {7, L"d.M.y h", "d.M.y 7"}};
     set_locale("ja_JP.UTF-8");
     for (const auto& [hour, picture, expected] : times)
         EXPECT_EQ(time_of_day(make_time(2024, 1, 1, hour, 4, 9), picture), expected);
@@ -241,10 +238,9 @@ TEST_F(Locale, BuffersTakeTextWithItsTerminatorOrNothing)
         {"time now", 9,
          [](wchar_t* out, int size)
          { return GetTimeFormatW(user, 0, nullptr, nullptr, out, size); }},
-        {"number", 10,
-         [](wchar_t* out, int size)
-         { return GetNumberFormatW(user, 0, L"-1234.5", nullptr, out, size); }},
-    };
+        {"number", 10, [](wchar_t* out, int size) {
+             return GetNumberFormatW(user, 0, L"-1234.5", nullptr, out, size);
+         }}};
     set_locale("de_DE.UTF-8");
     for (const auto& [what, needed, call] : rows)
     {

@@ -1,6 +1,7 @@
 // Modules: loading them by name and their files as data, the system's own, and those that others
 // load and unload, whose handles and resources follow.
 #include <filesystem>
+#include <memory>
 #include <tuple>
 
 #include <dlfcn.h>
@@ -157,22 +158,13 @@ TEST(SystemModules, AreFoundWithoutRegardToCaseAndExtension)
     EXPECT_EQ(error_of(GetProcAddress(nullptr, "GetUserNameW")), ERROR_MOD_NOT_FOUND);
 }
 
-// A shared object that the loader loads for this, past the interface.
-class LoadedByOthers
+// A shared object that the loader loads for this, past the interface; unloaded with the last owner.
+std::shared_ptr<void> load_elsewhere(const std::string& path)
 {
-public:
-    explicit LoadedByOthers(const std::string& path)
-        : m_loader(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
-    {
-        EXPECT_NE(m_loader, nullptr) << dlerror();
-    }
-    LoadedByOthers(const LoadedByOthers&) = delete;
-    LoadedByOthers& operator=(const LoadedByOthers&) = delete;
-    ~LoadedByOthers() { dlclose(m_loader); }
-
-private:
-    void* const m_loader;
-};
+    std::shared_ptr<void> module(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL), dlclose);
+    EXPECT_NE(module, nullptr) << dlerror();
+    return module;
+}
 
 // Null, and the last error, if there is none.
 const char* place_of_text(HMODULE module)
@@ -198,7 +190,7 @@ protected:
         {
             HMODULE former = nullptr;
             {
-                const LoadedByOthers first(m_first);
+                const auto first = load_elsewhere(m_first);
                 former = GetModuleHandleW(L"first.dll");
                 ASSERT_EQ(text_of(former), "1");
             }
@@ -224,7 +216,7 @@ TEST_F(ForeignModules, TheHandleOfOneThatWasUnloadedIsNone)
     HMODULE module = nullptr;
     wchar_t name[512];
     {
-        const LoadedByOthers first(m_first);
+        const auto first = load_elsewhere(m_first);
         module = GetModuleHandleW(L"first.dll");
         EXPECT_EQ(text_of(module), "1");
         EXPECT_NE(GetModuleFileNameW(module, name, 512), 0u);
@@ -240,7 +232,7 @@ TEST_F(ForeignModules, OneInThePlaceOfAnotherHasItsOwnResources)
     expect_second_in_the_place_of_first(
         [&](auto look)
         {
-            const LoadedByOthers second(m_second);
+            const auto second = load_elsewhere(m_second);
             look(L"second.dll");
         });
     expect_second_in_the_place_of_first(
@@ -265,7 +257,7 @@ TEST_F(ForeignModules, OneThatIsLoadedAnewFromAReplacedFileHasItsNewResources)
         {
             put(m_second);
             {
-                const LoadedByOthers again(m_first);
+                const auto again = load_elsewhere(m_first);
                 look(L"first.dll");
             }
             put(original);
@@ -274,13 +266,13 @@ TEST_F(ForeignModules, OneThatIsLoadedAnewFromAReplacedFileHasItsNewResources)
 
 TEST_F(ForeignModules, ResourcesOfOneThatStaysLoadedStayWhereTheyAre)
 {
-    const LoadedByOthers first(m_first);
+    const auto first = load_elsewhere(m_first);
     const HMODULE module = GetModuleHandleW(L"first.dll");
     const char* const text = place_of_text(module);
     ASSERT_NE(text, nullptr);
     const auto load_and_unload_another = [&]
     {
-        const LoadedByOthers second(m_second);
+        const auto second = load_elsewhere(m_second);
         EXPECT_EQ(text_of(GetModuleHandleW(L"second.dll")), "2");
     };
     load_and_unload_another();

@@ -33,21 +33,9 @@ TEST(Paths, HaveOneNativeForm)
         {L"D:\\x", "/mnt/data/x"},
         {L"d:", "/mnt/data/"},
         {L"E:\\x", "/x"},
-        {L"F:\\x", "error 3"},
-        {L"G:\\x", "error 3"},
-        {L"Q:\\x", "error 3"},
         {L"\\x\\y", "/x/y"},
         {L"x\\y", "x/y"},
         {L"\\\\?\\C:\\x", "/x"},
-        {L"\\\\?\\UNC\\server\\share\\x", "error 3"}, // and not a folder named UNC
-        {L"\\\\?\\x", "error 3"},
-        {L"\\\\?\\", "error 3"},
-        {L"\\\\server\\share\\x", "error 3"},
-        {L"\\\\.\\pipe\\x", "error 3"},
-        {L"", "error 3"},
-        {nullptr, "error 3"},
-        {L"C:\\x*", "error 123"},
-        {L"C:\\x?", "error 123"},
         {L"C:\\\xd800x", "/\xef\xbf\xbdx"}, // half a pair
         {L"C:\\x\xdc00", "/x\xef\xbf\xbd"},
         {L"C:\\\xd83d\xde00", "/\xf0\x9f\x98\x80"},
@@ -64,10 +52,16 @@ TEST(Paths, HaveOneNativeForm)
         {L"..\\..\\x", "../../x"},
         {L"x\\..", "."},
         {L".", "."},
-        {L".\\x", "x"},
-    };
+        {L".\\x", "x"}};
     for (const auto& [path, expected] : rows)
-        EXPECT_EQ(native(path), expected) << (path ? test::utf8(path) : "null");
+        EXPECT_EQ(native(path), expected) << test::utf8(path);
+    // A server in the long form is not a folder named UNC.
+    for (const wchar_t* const none :
+         {L"F:\\x", L"G:\\x", L"Q:\\x", L"\\\\?\\UNC\\server\\share\\x", L"\\\\?\\x", L"\\\\?\\",
+          L"\\\\server\\share\\x", L"\\\\.\\pipe\\x", L"", static_cast<const wchar_t*>(nullptr)})
+        EXPECT_EQ(native(none), "error 3") << (none ? test::utf8(none) : "null");
+    for (const wchar_t* const wild : {L"C:\\x*", L"C:\\x?"})
+        EXPECT_EQ(native(wild), "error 123") << test::utf8(wild);
     EXPECT_EQ(native(test::Wide(5000, L'x')), "error 206");
     EXPECT_EQ(native(test::Wide(4095, L'x')), std::string(4095, 'x'));
     EXPECT_EQ(native(test::Wide(4096, L'x')), "error 206");

@@ -1,6 +1,8 @@
 // Resources of module files: finding them by type, name and language, adding, replacing and
 // removing them, and trees that are not sound.
 #include <cerrno>
+#include <filesystem>
+#include <memory>
 #include <tuple>
 
 #include <sys/stat.h>
@@ -32,27 +34,25 @@ class DataModule
 {
 public:
     explicit DataModule(const std::string& native)
-        : m_module(LoadLibraryExW(test::windows_form(native), nullptr, LOAD_LIBRARY_AS_DATAFILE))
+        : m_module(LoadLibraryExW(test::windows_form(native), nullptr, LOAD_LIBRARY_AS_DATAFILE),
+                   FreeLibrary)
     {
     }
-    DataModule(const DataModule&) = delete;
-    DataModule& operator=(const DataModule&) = delete;
-    ~DataModule() { FreeLibrary(m_module); }
-    operator HMODULE() const { return m_module; }
+    operator HMODULE() const { return m_module.get(); }
     // The bytes of a resource, or the error.
     std::string read(LPCWSTR name, LPCWSTR type = raw_data, int language = 0) const
     {
-        const HRSRC found = language == any_language ? FindResourceW(m_module, name, type)
-                                                     : FindResourceExW(m_module, type, name,
-                                                                       static_cast<WORD>(language));
-        const void* const data = found ? LockResource(LoadResource(m_module, found)) : nullptr;
-        return data ? std::string(static_cast<const char*>(data), SizeofResource(m_module, found))
+        const HRSRC found = language == any_language
+                                ? FindResourceW(*this, name, type)
+                                : FindResourceExW(*this, type, name, static_cast<WORD>(language));
+        const void* const data = found ? LockResource(LoadResource(*this, found)) : nullptr;
+        return data ? std::string(static_cast<const char*>(data), SizeofResource(*this, found))
                     : "error " + std::to_string(GetLastError());
     }
     std::string read(int name) const { return read(MAKEINTRESOURCEW(name)); }
 
 private:
-    const HMODULE m_module;
+    const std::shared_ptr<HINSTANCE__> m_module;
 };
 
 class Update

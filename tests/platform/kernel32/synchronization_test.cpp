@@ -16,19 +16,6 @@ using test::new_event;
 namespace
 {
 
-class Section
-{
-public:
-    Section() { InitializeCriticalSection(&m_section); }
-    Section(const Section&) = delete;
-    Section& operator=(const Section&) = delete;
-    ~Section() { DeleteCriticalSection(&m_section); }
-    CRITICAL_SECTION* operator&() { return &m_section; }
-
-private:
-    CRITICAL_SECTION m_section;
-};
-
 bool another_thread_gets(CRITICAL_SECTION* section)
 {
     BOOL got = FALSE;
@@ -109,26 +96,22 @@ TEST(Handles, ConcurrentUseAndClosingNeverMeetsADeadObject)
     EXPECT_TRUE(CloseHandle(shared));
 }
 
-TEST(Event, AnAutoResetSignalIsTakenByOneWait)
+TEST(Event, ASignalIsTakenByOneWaitOrStaysUntilItIsReset)
 {
-    const Handle event = new_event(false, true);
-    EXPECT_EQ(WaitForSingleObject(event, INFINITE), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_TIMEOUT);
-    EXPECT_TRUE(SetEvent(event));
-    EXPECT_TRUE(SetEvent(event)); // signals don't add up
-    EXPECT_EQ(WaitForSingleObject(event, 1000), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(event, 1), WAIT_TIMEOUT);
-}
-
-TEST(Event, AManualResetSignalStaysUntilItIsReset)
-{
-    const Handle event = new_event(true);
-    EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_TIMEOUT);
-    EXPECT_TRUE(SetEvent(event));
-    EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(event, INFINITE), WAIT_OBJECT_0);
-    EXPECT_TRUE(ResetEvent(event));
-    EXPECT_EQ(WaitForSingleObject(event, 1), WAIT_TIMEOUT);
+    const Handle once = new_event(false, true);
+    EXPECT_EQ(WaitForSingleObject(once, INFINITE), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(once, 0), WAIT_TIMEOUT);
+    EXPECT_TRUE(SetEvent(once));
+    EXPECT_TRUE(SetEvent(once)); // signals don't add up
+    EXPECT_EQ(WaitForSingleObject(once, 1000), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(once, 1), WAIT_TIMEOUT);
+    const Handle lasting = new_event(true);
+    EXPECT_EQ(WaitForSingleObject(lasting, 0), WAIT_TIMEOUT);
+    EXPECT_TRUE(SetEvent(lasting));
+    EXPECT_EQ(WaitForSingleObject(lasting, 0), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(lasting, INFINITE), WAIT_OBJECT_0);
+    EXPECT_TRUE(ResetEvent(lasting));
+    EXPECT_EQ(WaitForSingleObject(lasting, 1), WAIT_TIMEOUT);
 }
 
 TEST(Event, OfConcurrentWaitersEachSignalReleasesOneOrAll)
@@ -205,7 +188,8 @@ TEST(Event, ASignalBesideAConcurrentTimeOutIsNotLost)
 
 TEST(CriticalSection, ItsOwnerEntersAgainAndLeavesAsOften)
 {
-    Section section;
+    CRITICAL_SECTION section;
+    InitializeCriticalSection(&section);
     EnterCriticalSection(&section);
     EnterCriticalSection(&section);
     EXPECT_TRUE(TryEnterCriticalSection(&section));
@@ -224,7 +208,8 @@ TEST(CriticalSection, ConcurrentOwnersComeOneByOne)
 {
     constexpr int threads = 8;
     constexpr int rounds = 5'000;
-    Section section;
+    CRITICAL_SECTION section;
+    InitializeCriticalSection(&section);
     int count = 0; // plain on purpose: the section guards it
     std::vector<std::jthread> owners;
     for (int i = 0; i < threads; ++i)
@@ -242,4 +227,5 @@ TEST(CriticalSection, ConcurrentOwnersComeOneByOne)
             });
     owners.clear();
     EXPECT_EQ(count, threads * rounds);
+    DeleteCriticalSection(&section);
 }
