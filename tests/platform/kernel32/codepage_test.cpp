@@ -1,49 +1,42 @@
 // Conversion by code page: lengths, terminators, refusals. (Which bytes become which characters is
 // the business of the text tests of the runtime.)
-#include <cstring>
-
 #include <gtest/gtest.h>
 
 #include <windows.h>
 
+#include "support/handles.h"
 #include "support/wide_text.h"
 
 namespace
 {
 
+using test::error_of;
+
 int narrow(const wchar_t* text, int length, char* out, int size, UINT codePage = CP_ACP)
 {
-    SetLastError(0);
     return WideCharToMultiByte(codePage, 0, text, length, out, size, nullptr, nullptr);
 }
 
 int widen(const char* text, int length, wchar_t* out, int size, DWORD flags = 0,
           UINT codePage = CP_UTF8)
 {
-    SetLastError(0);
     return MultiByteToWideChar(codePage, flags, text, length, out, size);
 }
 
-TEST(CodePage, LengthOfMinusOneTakesTheTerminatorAlong)
+TEST(CodePage, LengthOfMinusOneTakesTheTerminatorAlongAndALengthIsTakenAsGiven)
 {
-    char bytes[16];
-    wchar_t wide[16];
+    char bytes[16] = "#######";
+    wchar_t wide[16] = L"###";
+    EXPECT_EQ(narrow(L"abc", 2, bytes, 8), 2);
+    EXPECT_STREQ(bytes, "ab#####") << "no terminator is added";
+    EXPECT_EQ(widen("a\0b", 3, wide, 4), 3) << "a zero within is a character";
+    EXPECT_EQ(wide[2], L'b');
     EXPECT_EQ(narrow(L"a\x20AC", -1, nullptr, 0), 5);
     EXPECT_EQ(narrow(L"a\x20AC", -1, bytes, 5), 5);
     EXPECT_STREQ(bytes, "a\u20AC");
     EXPECT_EQ(widen("\U0001F600", -1, nullptr, 0), 3);
     EXPECT_EQ(widen("\U0001F600", -1, wide, 3), 3);
     EXPECT_EQ(test::utf8(wide), "\U0001F600");
-}
-
-TEST(CodePage, ALengthIsTakenAsGiven)
-{
-    char bytes[8] = "#######";
-    EXPECT_EQ(narrow(L"abc", 2, bytes, 8), 2);
-    EXPECT_STREQ(bytes, "ab#####") << "no terminator is added";
-    wchar_t wide[4] = L"###";
-    EXPECT_EQ(widen("a\0b", 3, wide, 4), 3) << "a zero within is a character";
-    EXPECT_EQ(wide[2], L'b');
 }
 
 TEST(CodePage, LongTextsComeBackUnchangedAtEveryLength)
@@ -61,34 +54,20 @@ TEST(CodePage, LongTextsComeBackUnchangedAtEveryLength)
     }
 }
 
-TEST(CodePage, ABufferThatIsTooSmallIsRefused)
+TEST(CodePage, WrongArgumentsAndSmallBuffersAreRefused)
 {
-    char bytes[4] = "###";
-    EXPECT_EQ(narrow(L"abc", -1, bytes, 3), 0);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    char bytes[8] = "###";
+    wchar_t wide[8] = {L'#', L'#'};
+    EXPECT_EQ(error_of(narrow(L"abc", -1, bytes, 3)), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(bytes[3], '\0') << "nothing behind the size is touched";
-    wchar_t wide[2] = {L'#', L'#'};
-    EXPECT_EQ(widen("a\U0001F600", 5, wide, 2), 0);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_EQ(error_of(widen("a\U0001F600", 5, wide, 2)), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(wide[1], L'#') << "half a character is not stored";
-}
-
-TEST(CodePage, WrongArgumentsAreRefused)
-{
-    char bytes[8];
-    wchar_t wide[8];
-    EXPECT_EQ(narrow(nullptr, -1, bytes, 8), 0);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
-    EXPECT_EQ(narrow(L"a", 0, bytes, 8), 0);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
-    EXPECT_EQ(narrow(L"a", -1, nullptr, 8), 0);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
-    EXPECT_EQ(narrow(L"a", -1, bytes, -1), 0);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
-    EXPECT_EQ(narrow(L"a", -1, bytes, 8, 1252), 0);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
-    EXPECT_EQ(widen("a", -2, wide, 8), 0);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+    EXPECT_EQ(error_of(narrow(nullptr, -1, bytes, 8)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(narrow(L"a", 0, bytes, 8)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(narrow(L"a", -1, nullptr, 8)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(narrow(L"a", -1, bytes, -1)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(narrow(L"a", -1, bytes, 8, 1252)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(widen("a", -2, wide, 8)), ERROR_INVALID_PARAMETER);
 }
 
 TEST(CodePage, BadBytesAreReplacedUnlessTheCallerWantsToKnow)
@@ -96,8 +75,8 @@ TEST(CodePage, BadBytesAreReplacedUnlessTheCallerWantsToKnow)
     wchar_t wide[8];
     EXPECT_EQ(widen("a\xFF", -1, wide, 8), 3);
     EXPECT_EQ(test::utf8(wide), "a\uFFFD");
-    EXPECT_EQ(widen("a\xFF", -1, wide, 8, MB_ERR_INVALID_CHARS), 0);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_UNICODE_TRANSLATION});
+    EXPECT_EQ(error_of(widen("a\xFF", -1, wide, 8, MB_ERR_INVALID_CHARS)),
+              ERROR_NO_UNICODE_TRANSLATION);
     EXPECT_EQ(widen("a\uFFFD", -1, wide, 8, MB_ERR_INVALID_CHARS), 3)
         << "the replacement character itself is good";
 }

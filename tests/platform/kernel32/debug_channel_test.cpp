@@ -3,6 +3,7 @@
 // The library says a word on the channel while a process loads it: children are loaded before the
 // listener that counts texts is there. Time appears only as a share of what would pass if each text
 // waited its 500 ms.
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <map>
@@ -23,6 +24,7 @@
 
 #include "support/child_process.h"
 #include "support/environment.h"
+#include "support/handles.h"
 #include "support/wide_text.h"
 
 using std::chrono::milliseconds;
@@ -40,54 +42,35 @@ constexpr uint32_t long_patience = 60'000;
 class Listener
 {
 public:
-    Listener()
-        : m_buffer_ready(CreateEventA(nullptr, FALSE, FALSE, "DBWIN_BUFFER_READY")),
-          m_error(GetLastError()),
-          m_data_ready(CreateEventA(nullptr, FALSE, FALSE, "DBWIN_DATA_READY")),
-          m_mapping(CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096,
-                                       "DBWIN_BUFFER")),
-          m_view(static_cast<const char*>(MapViewOfFile(m_mapping, FILE_MAP_READ, 0, 0, 4096)))
-    {
-        SetEvent(m_buffer_ready);
-    }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
-    ~Listener()
-    {
-        UnmapViewOfFile(m_view);
-        CloseHandle(m_mapping);
-        CloseHandle(m_data_ready);
-        CloseHandle(m_buffer_ready);
-    }
-    DWORD creation_error() const { return m_error; }
+    Listener() { SetEvent(m_buffer_ready); }
+    ~Listener() { UnmapViewOfFile(m_view); }
+    DWORD creation_error() const { return m_buffer_ready.error(); }
     DWORD writer() const { return m_writer; }
-    // The next text; false if none comes in that time.
-    bool next(std::string& text, DWORD milliseconds = 60'000)
+    // The next text.
+    std::string next(DWORD milliseconds = 60'000)
     {
         if (WaitForSingleObject(m_data_ready, milliseconds) != WAIT_OBJECT_0)
-            return false;
+            return "(nothing came)";
         std::memcpy(&m_writer, m_view, sizeof m_writer);
-        text = m_view + sizeof m_writer;
+        const std::string text = m_view + sizeof m_writer;
         SetEvent(m_buffer_ready);
-        return true;
+        return text;
     }
-    std::string next()
+    bool silent() { return next(0) == "(nothing came)"; }
+    // What comes of a text of this process.
+    std::string echo(const std::string& text)
     {
-        std::string text;
-        return next(text) ? text : "(nothing came)";
-    }
-    bool silent()
-    {
-        std::string text;
-        return !next(text, 0);
+        OutputDebugStringA(text.c_str());
+        return next();
     }
 
 private:
-    const HANDLE m_buffer_ready;
-    const DWORD m_error;
-    const HANDLE m_data_ready;
-    const HANDLE m_mapping;
-    const char* const m_view;
+    const test::Handle m_buffer_ready{CreateEventA(nullptr, FALSE, FALSE, "DBWIN_BUFFER_READY")};
+    const test::Handle m_data_ready{CreateEventA(nullptr, FALSE, FALSE, "DBWIN_DATA_READY")};
+    const test::Handle m_mapping{
+        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, "DBWIN_BUFFER")};
+    const char* const m_view =
+        static_cast<const char*>(MapViewOfFile(m_mapping, FILE_MAP_READ, 0, 0, 4096));
     DWORD m_writer = 0;
 };
 
@@ -110,34 +93,58 @@ std::unique_ptr<ChildProcess> loaded(const char* name, std::vector<std::string> 
     return child;
 }
 
-// Writes the texts it is told to. With an argument, a signal comes at that point of the first one.
+// Writes the texts it is told to, wide if they begin with a 'w'; the test sees its standard error.
+// With an argument, a signal comes at that point of the first one.
 int write_texts(int count, char** arguments)
 {
     if (count == 2)
         PlinthTestFail(arguments[0], 1, 1, std::stoi(arguments[1]));
+    dup2(STDOUT_FILENO, STDERR_FILENO);
     test::say("loaded");
     for (std::string text = test::hear(); !text.empty(); text = test::hear())
     {
-        OutputDebugStringA(text.c_str());
+        if (text[0] == 'w')
+            OutputDebugStringW(test::Wide(text));
+        else
+            OutputDebugStringA(text.c_str());
         test::say("done");
     }
     return 0;
 }
 const test::ChildMain g_write_texts("write_texts", write_texts);
 
+void write_numbered(const std::string& name, int count)
+{
+    for (int i = 0; i < count; ++i)
+        OutputDebugStringA((name + " " + std::to_string(i)).c_str());
+}
+
 // Writes so many numbered texts when it is told to; with a third argument, patiently.
 int flood(int arguments_given, char** arguments)
 {
-    const int count = std::stoi(arguments[1]);
     if (arguments_given > 2)
         PlinthTestSetChannelPatience(long_patience);
     test::say("loaded");
     test::hear();
-    for (int i = 0; i < count; ++i)
-        OutputDebugStringA((arguments[0] + (" " + std::to_string(i))).c_str());
+    write_numbered(arguments[0], std::stoi(arguments[1]));
     return 0;
 }
 const test::ChildMain g_flood("flood", flood);
+
+// A forked process that writes one text.
+pid_t writing_fork()
+{
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        OutputDebugStringA("child");
+        _exit(0);
+    }
+    return child;
+}
+
+constexpr const char* points[] = {"OutputDebugString.taken", "OutputDebugString.filled",
+                                  "OutputDebugString.announced"};
 
 milliseconds time_of(auto&& work)
 {
@@ -157,7 +164,30 @@ void write_many(int count)
 class DebugChannel : public testing::Test
 {
 public:
-    ~DebugChannel() override { PlinthTestReset(); }
+    ~DebugChannel() override
+    {
+        PlinthTestSetChannelPatience(0);
+        PlinthTestReset();
+    }
+    // The listener of a child, that has come or, if a text is given, has read it.
+    static std::unique_ptr<ChildProcess> other_listener(const char* text = nullptr)
+    {
+        auto listener = std::make_unique<ChildProcess>("listen");
+        EXPECT_EQ(listener->line(), "error 0");
+        if (text)
+        {
+            OutputDebugStringA(text);
+            EXPECT_EQ(listener->line(), text);
+        }
+        return listener;
+    }
+    // Whether a text takes no system call, as without any listener.
+    static void expect_known_to_be_dead()
+    {
+        PlinthTestArm();
+        OutputDebugStringA("text");
+        EXPECT_EQ(PlinthTestCalls(nullptr), 0u) << "known to be dead";
+    }
 };
 
 TEST_F(DebugChannel, ATextWithoutListenerCostsNoSystemCall)
@@ -169,13 +199,11 @@ TEST_F(DebugChannel, ATextWithoutListenerCostsNoSystemCall)
     OutputDebugStringA(nullptr);
     OutputDebugStringW(nullptr);
     EXPECT_EQ(PlinthTestCalls(nullptr), 0u);
+    PlinthTestReset();
     { // A listener came and went.
         const Listener listener;
     }
-    PlinthTestReset();
-    PlinthTestArm();
-    OutputDebugStringA("text");
-    EXPECT_EQ(PlinthTestCalls(nullptr), 0u);
+    expect_known_to_be_dead();
 }
 
 TEST_F(DebugChannel, AWriterInPlaceFindsTheNextListener)
@@ -184,8 +212,7 @@ TEST_F(DebugChannel, AWriterInPlaceFindsTheNextListener)
     {
         Listener listener;
         EXPECT_EQ(listener.creation_error(), ERROR_SUCCESS);
-        OutputDebugStringA("one");
-        EXPECT_EQ(listener.next(), "one");
+        EXPECT_EQ(listener.echo("one"), "one");
         EXPECT_EQ(listener.writer(), GetCurrentProcessId());
         OutputDebugStringW(L"zw\u00f6lf");
         EXPECT_EQ(listener.next(), "zw\xc3\xb6lf");
@@ -193,44 +220,26 @@ TEST_F(DebugChannel, AWriterInPlaceFindsTheNextListener)
     }
 }
 
-class DebugChannelText : public testing::TestWithParam<size_t>
-{
-};
-
-TEST_P(DebugChannelText, ArrivesWholeUpToTheSizeOfTheBuffer)
-{
-    const size_t length = GetParam();
-    const std::string text(length, 'x');
-    const std::string expected = text.substr(0, 4091);
-    Listener listener;
-    OutputDebugStringA(text.c_str());
-    EXPECT_EQ(listener.next(), expected);
-    OutputDebugStringW(test::Wide(text));
-    EXPECT_EQ(listener.next(), expected);
-    EXPECT_TRUE(listener.silent()) << "a long text is cut, not divided";
-}
-
-INSTANTIATE_TEST_SUITE_P(Lengths, DebugChannelText,
-                         testing::Values(0, 1, 1023, 1024, 4090, 4091, 4092, 4093, 100'000));
-
-TEST_F(DebugChannel, ALongTextIsNeverCutInsideACharacter)
+TEST_F(DebugChannel, ATextArrivesWholeOrCutToTheBufferButNeverInsideACharacter)
 {
     Listener listener;
-    for (const std::string character : {"\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x98\x80"})
-        for (size_t shift = 0; shift < character.size(); ++shift)
-        {
-            std::string text(shift, '.');
-            while (text.size() < 5000)
-                text += character;
-            const size_t whole = (4091 - shift) / character.size() * character.size();
-            const std::string expected = text.substr(0, shift + whole);
-            OutputDebugStringA(text.c_str());
-            EXPECT_EQ(listener.next(), expected);
-            OutputDebugStringW(test::Wide(text));
-            EXPECT_EQ(listener.next(), expected);
-        }
-    OutputDebugStringA(std::string(5000, '\x80').c_str()); // no character at all
-    EXPECT_GE(listener.next().size(), 4088u);
+    for (const std::string character : {"x", "\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x98\x80"})
+        for (const size_t count : {0, 1, 1023, 1024, 4090, 4091, 4092, 4093, 100'000})
+            for (size_t shift = 0; shift < character.size(); ++shift)
+            {
+                SCOPED_TRACE(character + " " + std::to_string(count));
+                std::string text(shift, '.');
+                for (size_t i = 0; i < count; ++i)
+                    text += character;
+                const size_t whole = std::min(count, (4091 - shift) / character.size());
+                const std::string expected = text.substr(0, shift + whole * character.size());
+                EXPECT_EQ(listener.echo(text), expected);
+                OutputDebugStringW(test::Wide(text));
+                EXPECT_EQ(listener.next(), expected);
+                EXPECT_TRUE(listener.silent()) << "a long text is cut, not divided";
+            }
+    // No character at all.
+    EXPECT_GE(listener.echo(std::string(5000, '\x80')).size(), 4088u);
 }
 
 TEST_F(DebugChannel, ATextKeepsTheLastErrorAndErrno)
@@ -256,174 +265,126 @@ TEST_F(DebugChannel, ConcurrentWritersOfAllProcessesTakeTurnsAndLoseNothing)
     PlinthTestSetChannelPatience(long_patience);
     std::vector<std::jthread> threads;
     for (const std::string name : {"d", "e"})
-        threads.emplace_back(
-            [name]
-            {
-                for (int i = 0; i < texts; ++i)
-                    OutputDebugStringA((name + " " + std::to_string(i)).c_str());
-            });
+        threads.emplace_back(write_numbered, name, texts);
     std::map<std::string, int> expected;
     for (int i = 0; i < 5 * texts; ++i)
     {
-        std::string text;
-        ASSERT_TRUE(listener.next(text)) << "only " << i << " texts came";
+        const std::string text = listener.next();
         const std::string name = text.substr(0, 1);
-        ASSERT_EQ(text, name + " " + std::to_string(expected[name]++));
+        ASSERT_EQ(text, name + " " + std::to_string(expected[name]++)) << "after " << i << " texts";
     }
-    for (std::jthread& thread : threads)
-        thread.join();
-    PlinthTestSetChannelPatience(0);
+    threads.clear();
     EXPECT_EQ(expected.size(), 5u);
     EXPECT_TRUE(listener.silent());
 }
 
 TEST_F(DebugChannel, AKilledListenerHoldsUpNobody)
 {
-    ChildProcess listener("listen");
-    ASSERT_EQ(listener.line(), "error 0");
-    OutputDebugStringA("one");
-    EXPECT_EQ(listener.line(), "one");
-    listener.finish(SIGKILL);
+    other_listener("one")->finish(SIGKILL);
     EXPECT_LT(time_of([] { write_many(100); }), patience);
-    PlinthTestArm();
-    OutputDebugStringA("text");
-    EXPECT_EQ(PlinthTestCalls(nullptr), 0u) << "known to be dead";
+    expect_known_to_be_dead();
 }
 
 TEST_F(DebugChannel, AProcessThatNeverMetAKilledListenerFindsItDead)
 {
-    ChildProcess listener("listen");
-    ASSERT_EQ(listener.line(), "error 0");
-    listener.finish(SIGKILL);
+    other_listener()->finish(SIGKILL);
     OutputDebugStringA("text");
-    PlinthTestArm();
-    OutputDebugStringA("text");
-    EXPECT_EQ(PlinthTestCalls(nullptr), 0u) << "known to be dead";
+    expect_known_to_be_dead();
 }
 
 TEST_F(DebugChannel, AfterAKilledListenerANewOneFindsTheChannelFree)
 {
     for (int i = 0; i < 3; ++i)
     {
-        ChildProcess killed("listen");
-        ASSERT_EQ(killed.line(), "error 0");
-        OutputDebugStringA("one");
-        EXPECT_EQ(killed.line(), "one");
-        killed.finish(SIGKILL);
+        other_listener("one")->finish(SIGKILL);
         if (i != 1)
             OutputDebugStringA("into the void");
         Listener listener;
         EXPECT_EQ(listener.creation_error(), ERROR_SUCCESS);
-        OutputDebugStringA("two");
-        EXPECT_EQ(listener.next(), "two");
+        EXPECT_EQ(listener.echo("two"), "two");
+        EXPECT_EQ(ChildProcess("listen").line(), "error 183") << "a second one is told";
     }
-}
-
-TEST_F(DebugChannel, ASecondListenerIsTold)
-{
-    const Listener first;
-    ChildProcess second("listen");
-    EXPECT_EQ(second.line(), "error " + std::to_string(ERROR_ALREADY_EXISTS));
 }
 
 TEST_F(DebugChannel, AStoppedListenerCostsAllWritersOneWaitUntilItGoesOn)
 {
     constexpr int texts = 20;
     const auto other = loaded("flood", {"other", std::to_string(texts)});
-    ChildProcess listener("listen");
-    ASSERT_EQ(listener.line(), "error 0");
-    OutputDebugStringA("one");
-    EXPECT_EQ(listener.line(), "one");
-    listener.finish(SIGSTOP);
+    const auto listener = other_listener("one");
+    listener->finish(SIGSTOP);
     const milliseconds spent = time_of(
         [&]
         {
             OutputDebugStringA("text");
-            std::vector<std::thread> writers;
+            std::vector<std::jthread> writers;
             for (int i = 0; i < 4; ++i)
-                writers.emplace_back([] { write_many(texts); });
+                writers.emplace_back(write_many, texts);
             other->tell("go");
             other->wait();
-            for (std::thread& writer : writers)
-                writer.join();
         });
     EXPECT_LT(spent, texts / 4 * patience) << "each waiting on its own would take four times that";
-    listener.send(SIGCONT);
-    EXPECT_EQ(listener.line(), "text") << "what stood in the buffer";
+    listener->send(SIGCONT);
+    EXPECT_EQ(listener->line(), "text") << "what stood in the buffer";
     // Once the listener has signalled, texts arrive as before.
     std::string last;
     for (int i = 0; last != "again" && i < 10'000; ++i)
     {
         OutputDebugStringA("again");
-        last = listener.line();
+        last = listener->line();
     }
     EXPECT_EQ(last, "again");
 }
 
-class DebugChannelWriter : public testing::TestWithParam<const char*>
+TEST_F(DebugChannel, AWriterKilledInItsTurnLeavesTheChannelUsable)
 {
-};
-
-TEST_P(DebugChannelWriter, KilledInItsTurnLeavesTheChannelUsable)
-{
-    const std::string point = GetParam();
-    std::vector<std::unique_ptr<ChildProcess>> writers;
-    for (int i = 0; i < 3; ++i)
-        writers.push_back(loaded("write_texts", {point, std::to_string(SIGKILL)}));
-    Listener listener;
-    OutputDebugStringA("before");
-    EXPECT_EQ(listener.next(), "before");
-    for (const auto& writer : writers)
+    PlinthTestSetChannelPatience(long_patience);
+    const std::string three_texts = "text text text ";
+    for (const std::string point : points)
     {
-        writer->tell("last words");
-        ASSERT_EQ(writer->wait(), 128 + SIGKILL);
-        if (point == "OutputDebugString.announced")
+        SCOPED_TRACE(point);
+        std::vector<std::unique_ptr<ChildProcess>> writers;
+        for (int i = 0; i < 3; ++i)
+            writers.push_back(loaded("write_texts", {point, std::to_string(SIGKILL)}));
+        Listener listener;
+        EXPECT_EQ(listener.echo("before"), "before");
+        for (const auto& writer : writers)
         {
-            EXPECT_EQ(listener.next(), "last words");
+            writer->tell("last words");
+            ASSERT_EQ(writer->wait(), 128 + SIGKILL);
+            std::string seen = point == points[2] ? listener.next() + " " : "";
+            std::jthread next(write_many, 3);
+            for (int texts = point == points[1] ? 4 : 3; texts > 0; --texts)
+                seen += listener.next() + " ";
+            EXPECT_EQ(seen, (point == points[0] ? "" : "last words ") + three_texts);
+            next.join();
+            EXPECT_TRUE(listener.silent());
         }
-        std::thread next([] { write_many(3); });
-        if (point == "OutputDebugString.filled")
-        {
-            EXPECT_EQ(listener.next(), "last words");
-        }
-        for (int k = 0; k < 3; ++k)
-            EXPECT_EQ(listener.next(), "text");
-        next.join();
-        EXPECT_TRUE(listener.silent());
     }
 }
 
-TEST_P(DebugChannelWriter, StoppedInItsTurnCostsTheOthersOneWait)
+TEST_F(DebugChannel, AWriterStoppedInItsTurnCostsTheOthersOneWait)
 {
-    const auto writer = loaded("write_texts", {GetParam(), std::to_string(SIGSTOP)});
-    Listener listener;
-    writer->tell("slow words");
-    writer->wait_until_stopped();
-    constexpr int texts = 20;
-    EXPECT_LT(time_of([] { write_many(texts); }), texts / 4 * patience);
-    writer->send(SIGCONT);
-    EXPECT_EQ(listener.next(), "slow words");
-    EXPECT_EQ(writer->line(), "done");
-    OutputDebugStringA("after");
-    EXPECT_EQ(listener.next(), "after");
+    for (const char* const point : points)
+    {
+        SCOPED_TRACE(point);
+        const auto writer = loaded("write_texts", {point, std::to_string(SIGSTOP)});
+        Listener listener;
+        writer->tell("slow words");
+        writer->wait_until_stopped();
+        constexpr int texts = 20;
+        EXPECT_LT(time_of([] { write_many(texts); }), texts / 4 * patience);
+        writer->send(SIGCONT);
+        EXPECT_EQ(listener.next(), "slow words");
+        EXPECT_EQ(writer->line(), "done");
+        EXPECT_EQ(listener.echo("after"), "after");
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Points, DebugChannelWriter,
-                         testing::Values("OutputDebugString.taken", "OutputDebugString.filled",
-                                         "OutputDebugString.announced"),
-                         [](const auto& point) { return std::string(point.param).substr(18); });
 
 TEST_F(DebugChannel, AForkedProcessWritesUnderItsOwnId)
 {
     Listener listener;
-    OutputDebugStringA("parent");
-    EXPECT_EQ(listener.next(), "parent");
-    const pid_t child = fork();
-    if (child == 0)
-    {
-        OutputDebugStringA("child");
-        _exit(0);
-    }
+    EXPECT_EQ(listener.echo("parent"), "parent");
+    const pid_t child = writing_fork();
     EXPECT_EQ(listener.next(), "child");
     EXPECT_EQ(listener.writer(), static_cast<DWORD>(child));
     waitpid(child, nullptr, 0);
@@ -435,61 +396,41 @@ TEST_F(DebugChannel, AForkDuringConcurrentTextsHoldsUpNeitherSide)
     const auto other = loaded("flood", {"other", "20000", "patiently"});
     Listener listener;
     other->tell("go");
-    std::thread writer([] { write_many(2000); });
+    std::jthread writer(write_many, 2000);
     pid_t children[10];
     for (pid_t& child : children)
+        child = writing_fork();
+    for (int seen = 0; seen < 10;)
     {
-        child = fork();
-        if (child == 0)
-        {
-            OutputDebugStringA("child");
-            _exit(0);
-        }
-    }
-    int seen = 0;
-    for (std::string text; seen < 10 && listener.next(text);)
+        const std::string text = listener.next();
+        ASSERT_NE(text, "(nothing came)") << "only " << seen << " came";
         seen += text == "child";
-    EXPECT_EQ(seen, 10);
-    std::thread drain(
+    }
+    std::jthread drain(
         [&]
         {
-            for (std::string text; text != "end";)
-                ASSERT_TRUE(listener.next(text));
+            for (std::string text; text != "end" && text != "(nothing came)";)
+                text = listener.next();
+            EXPECT_TRUE(listener.silent());
         });
     writer.join();
     other->wait();
     OutputDebugStringA("end");
     drain.join();
-    PlinthTestSetChannelPatience(0);
     for (const pid_t child : children)
         waitpid(child, nullptr, 0);
 }
 
-namespace
-{
-
-int write_mirrored(int, char**)
-{
-    dup2(STDOUT_FILENO, STDERR_FILENO);
-    test::say("loaded");
-    test::hear();
-    OutputDebugStringA("narrow\n");
-    OutputDebugStringW(L"\u00f6\n");
-    return 0;
-}
-const test::ChildMain g_write_mirrored("write_mirrored", write_mirrored);
-
-} // namespace
-
 TEST_F(DebugChannel, TextsGoToStandardErrorIfTheEnvironmentSaysSo)
 {
-    const auto writer = loaded("write_mirrored", {}, {"PLINTH_DEBUG_OUTPUT=stderr"});
+    const auto writer = loaded("write_texts", {}, {"PLINTH_DEBUG_OUTPUT=stderr"});
     Listener listener;
-    writer->tell("go");
-    EXPECT_EQ(writer->line(), "narrow");
-    EXPECT_EQ(listener.next(), "narrow\n") << "and to the channel as well";
-    EXPECT_EQ(writer->line(), "\xc3\xb6");
-    EXPECT_EQ(listener.next(), "\xc3\xb6\n");
+    for (const std::string text : {"narrow", "w\xc3\xb6rd"})
+    {
+        writer->tell(text);
+        EXPECT_EQ(listener.next(), text) << "to the channel as well";
+        EXPECT_EQ(writer->line(), text + "done");
+    }
 }
 
 TEST_F(DebugChannel, AStrangersControlPageIsMadeAnew)
@@ -498,8 +439,7 @@ TEST_F(DebugChannel, AStrangersControlPageIsMadeAnew)
     test::write_file(std::string(PlinthTestSharedFolder()) + "/channel-2",
                      std::string(4096, '\xff'));
     const auto writer = loaded("write_texts");
-    ChildProcess listener("listen");
-    ASSERT_EQ(listener.line(), "error 0");
+    const auto listener = other_listener();
     writer->tell("text");
-    EXPECT_EQ(listener.line(), "text");
+    EXPECT_EQ(listener->line(), "text");
 }

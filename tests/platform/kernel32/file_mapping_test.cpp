@@ -1,7 +1,8 @@
-// Mappings of files and of memory, and the table of views.
+// Mappings of files and of memory, the table of views, and the room that a file is given.
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
+
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
@@ -9,104 +10,123 @@
 #include <windows.h>
 
 #include "support/environment.h"
+#include "support/handles.h"
 
 namespace
 {
+
+using test::error_of;
+using test::Handle;
 
 class FileMapping : public testing::Test
 {
 protected:
     FileMapping() { test::write_file(m_native, std::string(100'000, 'x')); }
-    ~FileMapping() override
+    ~FileMapping() override { PlinthTestReset(); }
+    Handle open(DWORD access) const { return Handle(test::open_file(m_path, access)); }
+    static Handle mapping(HANDLE file, DWORD protection, DWORD size = 0)
     {
-        PlinthTestReset();
-        CloseHandle(m_file);
+        return Handle(CreateFileMappingW(file, nullptr, protection, 0, size, nullptr));
     }
-    HANDLE open(DWORD access)
+    static DWORD error_of_view(HANDLE mapping, DWORD access, DWORD offset = 0, SIZE_T size = 0)
     {
-        CloseHandle(m_file);
-        m_file = CreateFileW(test::windows_form(m_native), access, 3, nullptr, OPEN_EXISTING,
-                             FILE_ATTRIBUTE_NORMAL, nullptr);
-        return m_file;
+        return error_of(MapViewOfFile(mapping, access, 0, offset, size));
     }
-    HANDLE mapping(DWORD protection, uint64_t size)
+    static DWORD set_room(HANDLE file, LONGLONG bytes)
     {
-        return CreateFileMappingW(m_file, nullptr, protection, static_cast<DWORD>(size >> 32),
-                                  static_cast<DWORD>(size), nullptr);
+        FILE_ALLOCATION_INFO room;
+        room.AllocationSize.QuadPart = bytes;
+        return error_of(SetFileInformationByHandle(file, FileAllocationInfo, &room, sizeof room));
     }
     uint64_t size() const { return std::filesystem::file_size(m_native); }
-    std::string m_native = test::make_folder("mapping") + "/file";
-    HANDLE m_file = nullptr;
+    const std::string m_native = test::make_folder("mapping") + "/file";
+    const test::Wide m_path = test::windows_form(m_native);
 };
 
 TEST_F(FileMapping, GrowsTheFileOnlyForWritingAndOnlyIfTheDiskHasRoom)
 {
-    open(GENERIC_READ);
-    EXPECT_EQ(mapping(PAGE_READONLY, 100'001), nullptr);
-    EXPECT_EQ(mapping(PAGE_WRITECOPY, 100'001), nullptr);
-    EXPECT_EQ(mapping(PAGE_READWRITE, 0), nullptr);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
-    open(GENERIC_READ | GENERIC_WRITE);
+    const Handle reader = open(GENERIC_READ);
+    EXPECT_EQ(mapping(reader, PAGE_READONLY, 100'001).error(), ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(mapping(reader, PAGE_WRITECOPY, 100'001).error(), ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(mapping(reader, PAGE_READWRITE).error(), ERROR_ACCESS_DENIED);
+    const Handle file = open(GENERIC_READ | GENERIC_WRITE);
     // A view of room that the disk does not have would end the process at the first write to it.
     PlinthTestFail("fallocate", 1, 1, ENOSPC);
-    EXPECT_EQ(mapping(PAGE_READWRITE, 200'000), nullptr);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_DISK_FULL});
+    EXPECT_EQ(mapping(file, PAGE_READWRITE, 200'000).error(), ERROR_DISK_FULL);
     EXPECT_EQ(size(), 100'000u);
     PlinthTestReset();
     // Where the file system can't promise room the file grows nevertheless.
     PlinthTestFail("fallocate", 1, 1, EOPNOTSUPP);
-    const HANDLE grown = mapping(PAGE_READWRITE, 200'000);
-    ASSERT_NE(grown, nullptr);
-    EXPECT_EQ(size(), 200'000u);
-    EXPECT_TRUE(CloseHandle(grown));
-    const HANDLE more = mapping(PAGE_READWRITE, 300'000);
-    ASSERT_NE(more, nullptr);
-    EXPECT_EQ(size(), 300'000u);
-    EXPECT_TRUE(CloseHandle(more));
+    for (const DWORD more : {200'000u, 300'000u})
+    {
+        ASSERT_TRUE(mapping(file, PAGE_READWRITE, more));
+        EXPECT_EQ(size(), more);
+    }
 }
 
 TEST_F(FileMapping, RefusesViewsThatItCannotGive)
 {
-    open(GENERIC_READ | GENERIC_WRITE);
-    const HANDLE reading = mapping(PAGE_READONLY, 0);
-    ASSERT_NE(reading, nullptr);
-    EXPECT_EQ(MapViewOfFile(reading, FILE_MAP_WRITE, 0, 0, 0), nullptr);
-    EXPECT_EQ(MapViewOfFile(reading, FILE_MAP_READ, 0, 4096, 0), nullptr) << "not a granule";
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_MAPPED_ALIGNMENT});
-    EXPECT_EQ(MapViewOfFile(reading, FILE_MAP_READ, 0, 131'072, 0), nullptr);
-    EXPECT_EQ(MapViewOfFile(reading, FILE_MAP_READ, 0, 0, 100'001), nullptr);
-    EXPECT_EQ(MapViewOfFile(m_file, FILE_MAP_READ, 0, 0, 0), nullptr) << "not a mapping";
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
-    EXPECT_TRUE(CloseHandle(reading));
-    EXPECT_EQ(MapViewOfFile(reading, FILE_MAP_READ, 0, 0, 0), nullptr) << "stale";
+    const Handle file = open(GENERIC_READ | GENERIC_WRITE);
+    Handle reading = mapping(file, PAGE_READONLY);
+    EXPECT_EQ(error_of_view(reading, FILE_MAP_WRITE), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(error_of_view(reading, FILE_MAP_READ, 4096), ERROR_MAPPED_ALIGNMENT);
+    EXPECT_EQ(error_of_view(reading, FILE_MAP_READ, 131'072), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(error_of_view(reading, FILE_MAP_READ, 0, 100'001), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(error_of_view(file, FILE_MAP_READ), ERROR_INVALID_HANDLE) << "not a mapping";
+    const HANDLE stale = reading;
+    reading.close();
+    EXPECT_EQ(error_of_view(stale, FILE_MAP_READ), ERROR_INVALID_HANDLE);
 }
 
 TEST_F(FileMapping, UnmapsOnlyWholeViewsAndEachOnce)
 {
-    open(GENERIC_READ);
-    const HANDLE reading = mapping(PAGE_READONLY, 0);
+    Handle reading = mapping(open(GENERIC_READ), PAGE_READONLY);
     char* const view = static_cast<char*>(MapViewOfFile(reading, FILE_MAP_READ, 0, 65'536, 0));
     ASSERT_NE(view, nullptr);
-    EXPECT_TRUE(CloseHandle(reading));
+    EXPECT_TRUE(reading.close());
     EXPECT_EQ(view[100'000 - 65'536 - 1], 'x') << "a view outlives its mapping";
-    EXPECT_FALSE(UnmapViewOfFile(view + 4096));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_ADDRESS});
-    EXPECT_FALSE(UnmapViewOfFile(&reading));
-    EXPECT_FALSE(UnmapViewOfFile(nullptr));
+    const std::initializer_list<const void*> others = {view + 4096, &reading, nullptr};
+    for (const void* const other : others)
+        EXPECT_EQ(error_of(UnmapViewOfFile(other)), ERROR_INVALID_ADDRESS);
     EXPECT_TRUE(UnmapViewOfFile(view));
     EXPECT_FALSE(UnmapViewOfFile(view));
 }
 
 TEST_F(FileMapping, KeepsTheFileInUse)
 {
-    open(GENERIC_READ);
-    const HANDLE reading = mapping(PAGE_READONLY, 0);
-    CloseHandle(m_file);
-    m_file = nullptr;
-    EXPECT_FALSE(DeleteFileW(test::windows_form(m_native)));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
-    EXPECT_TRUE(CloseHandle(reading));
-    EXPECT_TRUE(DeleteFileW(test::windows_form(m_native)));
+    Handle reading = mapping(open(GENERIC_READ), PAGE_READONLY);
+    EXPECT_EQ(error_of(DeleteFileW(m_path)), ERROR_SHARING_VIOLATION);
+    EXPECT_TRUE(reading.close());
+    EXPECT_TRUE(DeleteFileW(m_path));
+}
+
+using FileRoom = FileMapping;
+
+TEST_F(FileRoom, IsReservedBehindTheEndWithoutMovingItAndCutsWhatIsBeyond)
+{
+    const Handle file = open(GENERIC_READ | GENERIC_WRITE);
+    EXPECT_EQ(set_room(file, 1 << 20), 0u);
+    EXPECT_EQ(size(), 100'000u);
+    struct stat found = {};
+    stat(m_native.c_str(), &found);
+    EXPECT_GE(found.st_blocks * 512, 1 << 20);
+    EXPECT_EQ(set_room(file, 4), 0u);
+    EXPECT_EQ(test::read_file(m_native), "xxxx");
+}
+
+TEST_F(FileRoom, IsRefusedForABadHandleClassSizeOrAccess)
+{
+    const Handle file = open(GENERIC_READ | GENERIC_WRITE);
+    FILE_ALLOCATION_INFO room = {};
+    EXPECT_EQ(set_room(nullptr, 0), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(error_of(SetFileInformationByHandle(file, static_cast<FILE_INFO_BY_HANDLE_CLASS>(0),
+                                                  &room, sizeof room)),
+              ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(SetFileInformationByHandle(file, FileAllocationInfo, &room, 4)),
+              ERROR_BAD_LENGTH);
+    EXPECT_EQ(set_room(file, -1), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(set_room(open(GENERIC_READ), 0), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(size(), 100'000u) << "what is refused changes nothing";
 }
 
 } // namespace

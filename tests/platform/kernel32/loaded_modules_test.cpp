@@ -1,8 +1,8 @@
 // Loaded modules by name and by address, the memory around an address, and the process's end.
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <thread>
+#include <tuple>
 
 #include <dlfcn.h>
 #include <sys/mman.h>
@@ -16,11 +16,12 @@
 
 #include "support/child_process.h"
 #include "support/environment.h"
-
-namespace fs = std::filesystem;
+#include "support/handles.h"
 
 namespace
 {
+
+using test::error_of;
 
 int g_data = 1;
 
@@ -53,8 +54,7 @@ TEST(LoadedModule, HasItsLowestAddressForAHandleAndTellsItsPath)
     EXPECT_EQ(std::strlen(narrow), 7u) << "cut and terminated";
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
     const auto within = reinterpret_cast<HMODULE>(reinterpret_cast<uintptr_t>(platform) + 4096);
-    EXPECT_EQ(GetModuleFileNameA(within, narrow, MAX_PATH), 0u);
-    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(error_of(GetModuleFileNameA(within, narrow, MAX_PATH)), ERROR_MOD_NOT_FOUND);
 }
 
 TEST(LoadedModule, IsFoundByItsNameInTheFormsOfBothSystems)
@@ -65,10 +65,7 @@ TEST(LoadedModule, IsFoundByItsNameInTheFormsOfBothSystems)
           L"libplinth_platform.so.0", L"Plinth_Platform"})
         EXPECT_EQ(GetModuleHandleW(name), platform) << test::utf8(name);
     for (const wchar_t* const name : {L"plinth_plat.dll", L"plinth_platform.exe", L".dll", L""})
-    {
-        EXPECT_EQ(GetModuleHandleW(name), nullptr) << test::utf8(name);
-        EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
-    }
+        EXPECT_EQ(error_of(GetModuleHandleW(name)), ERROR_MOD_NOT_FOUND) << test::utf8(name);
 }
 
 TEST(MemoryRegion, TellsImagesMemoryAndGapsApart)
@@ -83,26 +80,25 @@ TEST(MemoryRegion, TellsImagesMemoryAndGapsApart)
     ASSERT_EQ(munmap(pages + 2 * 4096, 4096), 0);
     EXPECT_EQ(region_of(pages).Protect, PAGE_NOACCESS);
     const MEMORY_BASIC_INFORMATION second = region_of(pages + 4096 + 7);
-    EXPECT_EQ(second.Type, MEM_PRIVATE);
-    EXPECT_EQ(second.State, MEM_COMMIT);
-    EXPECT_EQ(second.Protect, PAGE_READONLY);
-    EXPECT_EQ(static_cast<char*>(second.BaseAddress), pages + 4096);
-    const MEMORY_BASIC_INFORMATION gap = region_of(nullptr);
-    EXPECT_EQ(gap.State, MEM_FREE);
-    EXPECT_EQ(gap.AllocationBase, nullptr);
+    EXPECT_EQ(std::tuple(second.Type, second.State, second.Protect),
+              std::tuple(MEM_PRIVATE, MEM_COMMIT, PAGE_READONLY));
+    EXPECT_EQ(second.BaseAddress, pages + 4096);
+    EXPECT_EQ(region_of(nullptr).State, MEM_FREE);
+    EXPECT_EQ(region_of(nullptr).AllocationBase, nullptr);
     munmap(pages, 2 * 4096);
 }
 
 TEST(MemoryRegion, RefusesOtherProcessesSmallRecordsAndFailures)
 {
-    MEMORY_BASIC_INFORMATION info{};
-    EXPECT_EQ(VirtualQueryEx(nullptr, &g_data, &info, sizeof info), 0u);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(VirtualQueryEx(GetCurrentProcess(), &g_data, &info, 47), 0u);
-    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    const auto error_of_query = [](HANDLE process, SIZE_T size)
+    {
+        MEMORY_BASIC_INFORMATION info{};
+        return error_of(VirtualQueryEx(process, &g_data, &info, size));
+    };
+    EXPECT_EQ(error_of_query(nullptr, 48), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(error_of_query(GetCurrentProcess(), 47), ERROR_INSUFFICIENT_BUFFER);
     PlinthTestFail("open", 1, 1, EMFILE);
-    EXPECT_EQ(VirtualQueryEx(GetCurrentProcess(), &g_data, &info, sizeof info), 0u);
-    EXPECT_EQ(GetLastError(), ERROR_TOO_MANY_OPEN_FILES);
+    EXPECT_EQ(error_of_query(GetCurrentProcess(), 48), ERROR_TOO_MANY_OPEN_FILES);
     PlinthTestReset();
 }
 
@@ -110,31 +106,29 @@ TEST(NarrowNames, OpenTheSameFilesAsWideOnes)
 {
     const std::string file = test::make_folder("narrow") + "/\xc3\xa4.txt";
     test::write_file(file, "x");
-    const HANDLE handle = CreateFileA(test::windows_form(file).utf8().c_str(), GENERIC_READ,
-                                      FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    ASSERT_NE(handle, INVALID_HANDLE_VALUE);
-    EXPECT_TRUE(CloseHandle(handle));
-    EXPECT_EQ(CreateFileA(nullptr, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr),
-              INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-    EXPECT_EQ(CreateFileA(std::string(5'000, 'x').c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
-                          0, nullptr),
-              INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_FILENAME_EXCED_RANGE);
+    const auto open = [](const char* path)
+    {
+        return error_of(HANDLE{test::Handle(
+            CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr))});
+    };
+    EXPECT_EQ(open(test::windows_form(file).utf8().c_str()), 0u);
+    EXPECT_EQ(open(nullptr), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(open(std::string(5'000, 'x').c_str()), ERROR_FILENAME_EXCED_RANGE);
 }
 
 TEST(NarrowMessages, AreTheTextsOfSystemErrors)
 {
+    const auto format = [](DWORD flags, void* buffer, DWORD size)
+    {
+        return FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | flags, nullptr, ERROR_ACCESS_DENIED, 0,
+                              static_cast<char*>(buffer), size, nullptr);
+    };
     char text[64];
-    EXPECT_EQ(FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, 5, 0, text, sizeof text, nullptr),
-              19u);
+    EXPECT_EQ(format(0, text, sizeof text), 19u);
     EXPECT_STREQ(text, "Access is denied.\r\n");
-    EXPECT_EQ(FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, 5, 0, text, 19, nullptr), 0u);
-    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(error_of(format(0, text, 19)), ERROR_INSUFFICIENT_BUFFER);
     char* allocated = nullptr;
-    EXPECT_EQ(FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_ALLOCATE_BUFFER, nullptr,
-                             5, 0, reinterpret_cast<char*>(&allocated), 0, nullptr),
-              19u);
+    EXPECT_EQ(format(FORMAT_MESSAGE_ALLOCATE_BUFFER, &allocated, 0), 19u);
     EXPECT_STREQ(allocated, text);
     LocalFree(allocated);
 }
@@ -150,18 +144,14 @@ int end_from_thread(int, char** argv)
 }
 const test::ChildMain end_from_thread_main("end-from-thread", end_from_thread);
 
-TEST(ExitProcess, EndsInOrderFromAnyThread)
+TEST(ExitProcess, EndsInOrderFromAnyThreadAndAtOnceFromWithinTheEnd)
 {
-    test::ChildProcess child("end-from-thread", {"once"});
-    EXPECT_EQ(child.line(), "at exit");
-    EXPECT_EQ(child.wait(), 7);
-}
-
-TEST(ExitProcess, FromWithinTheEndEndsAtOnce)
-{
-    test::ChildProcess child("end-from-thread", {"again"});
-    EXPECT_EQ(child.line(), "") << "handlers that were still to run don't";
-    EXPECT_EQ(child.wait(), 9);
+    test::ChildProcess once("end-from-thread", {"once"});
+    EXPECT_EQ(once.line(), "at exit");
+    EXPECT_EQ(once.wait(), 7);
+    test::ChildProcess again("end-from-thread", {"again"});
+    EXPECT_EQ(again.line(), "") << "handlers that were still to run don't";
+    EXPECT_EQ(again.wait(), 9);
 }
 
 } // namespace

@@ -1,6 +1,9 @@
 // Date and time pictures without any locale.
 #include "kernel32/locale_picture.h"
 
+#include <tuple>
+#include <utility>
+
 #include <gtest/gtest.h>
 
 namespace
@@ -10,11 +13,7 @@ using namespace platform;
 
 TEST(LocalePicture, StandsForTheStrftimeFormat)
 {
-    static constexpr struct
-    {
-        const char* format;
-        const char* picture;
-    } rows[] = {
+    static constexpr std::pair<const char*, const char*> rows[] = {
         {"%d.%m.%Y", "dd.MM.yyyy"},
         {"%e.%m.%y", "d.MM.yy"},
         {"%-d/%-m/%y", "d/M/yy"},
@@ -37,26 +36,19 @@ TEST(LocalePicture, StandsForTheStrftimeFormat)
         {"kl. %H.%M %z", "'kl. 'HH.mm"},
         {"%d%%%m", "dd%MM"},
         {"%d%n%m%t%y", "dd MM yy"},
-        {"", ""},
-        {"%", ""},
         {"%d%", "dd"},
-        {"%E", ""},
-        {"%Q%d", "dd"},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(picture_from_format(row.format, ""), row.picture) << row.format;
+        {"%Q%d", "dd"}};
+    for (const auto& [format, picture] : rows)
+        EXPECT_EQ(picture_from_format(format, ""), picture) << format;
+    for (const char* const nothing : {"", "%", "%E"})
+        EXPECT_EQ(picture_from_format(nothing, ""), "") << nothing;
     EXPECT_EQ(picture_from_format("%r", "%p %I.%M"), "tt hh.mm");
     EXPECT_EQ(picture_from_format("%r", "%r"), "") << "a format that means itself";
 }
 
 TEST(LocalePicture, DateHasOrderAndSeparator)
 {
-    static constexpr struct
-    {
-        const char* picture;
-        int order;
-        const char* separator;
-    } rows[] = {
+    static constexpr std::tuple<const char*, int, const char*> rows[] = {
         {"MM/dd/yyyy", 0, "/"},
         {"dd.MM.yyyy", 1, "."},
         {"yyyy-MM-dd", 2, "-"},
@@ -70,39 +62,31 @@ TEST(LocalePicture, DateHasOrderAndSeparator)
         {"MM'of'yyyy", 0, "of"},
         {"dd----MM----yyyy", 1, "/"}, // longer than a separator may be
         {"ddMMyyyy", 1, "/"},
-        {"", 0, "/"},
-    };
-    for (const auto& row : rows)
+        {"", 0, "/"}};
+    for (const auto& [picture, order, separator] : rows)
     {
-        const DateShape shape = date_shape(row.picture);
-        EXPECT_EQ(shape.order, row.order) << row.picture;
-        EXPECT_EQ(shape.separator, row.separator) << row.picture;
+        const DateShape shape = date_shape(picture);
+        EXPECT_EQ(std::tuple(shape.order, shape.separator), std::tuple(order, separator))
+            << picture;
     }
 }
 
 TEST(LocalePicture, TimeHasHoursMarkAndSeparator)
 {
-    static constexpr struct
-    {
-        const char* picture;
-        bool hours24;
-        bool mark_first;
-        const char* separator;
-    } rows[] = {
+    static constexpr std::tuple<const char*, bool, bool, const char*> rows[] = {
         {"HH:mm:ss", true, false, ":"},
         {"hh:mm:ss tt", false, false, ":"},
         {"tt h:mm:ss", false, true, ":"},
         {"H.mm", true, false, "."},
         {"'kl. 'HH.mm", true, false, "."},
         {"HH時mm分ss秒", true, false, ":"},
-        {"", true, false, ":"},
-    };
-    for (const auto& row : rows)
+        {"", true, false, ":"}};
+    for (const auto& [picture, hours24, mark_first, separator] : rows)
     {
-        const TimeShape shape = time_shape(row.picture);
-        EXPECT_EQ(shape.hours24, row.hours24) << row.picture;
-        EXPECT_EQ(shape.mark_first, row.mark_first) << row.picture;
-        EXPECT_EQ(shape.separator, row.separator) << row.picture;
+        const TimeShape shape = time_shape(picture);
+        EXPECT_EQ(std::tuple(shape.hours24, shape.mark_first, shape.separator),
+                  std::tuple(hours24, mark_first, separator))
+            << picture;
     }
 }
 

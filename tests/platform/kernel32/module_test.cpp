@@ -1,6 +1,10 @@
-// Loading modules by name, and their files as data.
+// Modules: loading them by name and their files as data, the system's own, and those that others
+// load and unload, whose handles and resources follow.
 #include <filesystem>
+#include <memory>
+#include <tuple>
 
+#include <dlfcn.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,9 +12,11 @@
 
 #include <windows.h>
 
+#include "support/handles.h"
 #include "support/modules.h"
 #include "support/wide_text.h"
 
+using test::error_of;
 using test::Wide;
 
 namespace
@@ -24,32 +30,28 @@ HMODULE open_as_data(const Wide& path)
 // Which file a name stands for: as the file is called there, if it is there, else none.
 TEST(Modules, NamesAreThoseOfBothSystems)
 {
+    static constexpr std::tuple<const char*, const char*, bool> rows[] = {
+        {"editor.dll", "editor.dll", true},
+        {"editor.dll", "libeditor.so", true},
+        {"editor.dll", "editor.so", true},
+        {"Editor.DLL", "libEditor.so", true},
+        {"editor", "editor.dll", true},
+        {"editor", "libeditor.so", true},
+        {"editor.", "editor", true},
+        {"editor", "editor", false},
+        {"editor.so", "editor.so", true},
+        {"editor.so", "libeditor.so", false},
+        {"libeditor.so.1", "libeditor.so.1", true}};
     const std::string plugin = test::read_file(test::module_path("libplugin.so"));
     ASSERT_FALSE(plugin.empty());
-    const struct
-    {
-        const char* name;
-        const char* file;
-        bool found;
-    } rows[] = {{"editor.dll", "editor.dll", true},
-                {"editor.dll", "libeditor.so", true},
-                {"editor.dll", "editor.so", true},
-                {"Editor.DLL", "libEditor.so", true},
-                {"editor", "editor.dll", true},
-                {"editor", "libeditor.so", true},
-                {"editor.", "editor", true},
-                {"editor", "editor", false},
-                {"editor.so", "editor.so", true},
-                {"editor.so", "libeditor.so", false},
-                {"libeditor.so.1", "libeditor.so.1", true}};
     int number = 0;
-    for (const auto& row : rows)
+    for (const auto& [name, file, found] : rows)
     {
         const std::string folder = test::make_folder("names" + std::to_string(number++));
-        test::write_file(folder + "/" + row.file, plugin);
-        const HMODULE module = LoadLibraryW(test::windows_form(folder + "/" + row.name));
-        EXPECT_EQ(module != nullptr, row.found) << row.name << " for " << row.file;
-        EXPECT_EQ(FreeLibrary(module) != FALSE, row.found);
+        test::write_file(folder + "/" + file, plugin);
+        const HMODULE module = LoadLibraryW(test::windows_form(folder + "/" + name));
+        EXPECT_EQ(module != nullptr, found) << name << " for " << file;
+        EXPECT_EQ(FreeLibrary(module) != FALSE, found);
     }
 }
 
@@ -60,13 +62,12 @@ TEST(Modules, ABareNameIsFoundInTheCurrentFolderAndByTheLoader)
     ASSERT_NE(plugin, nullptr);
     EXPECT_EQ(GetModuleHandleW(L"plugin.dll"), plugin);
     EXPECT_NE(GetProcAddress(plugin, "plugin_answer"), nullptr);
-    EXPECT_EQ(GetProcAddress(plugin, reinterpret_cast<LPCSTR>(uintptr_t{1})), nullptr)
+    EXPECT_EQ(error_of(GetProcAddress(plugin, reinterpret_cast<LPCSTR>(uintptr_t{1}))),
+              ERROR_PROC_NOT_FOUND)
         << "functions have no numbers";
-    EXPECT_EQ(GetLastError(), ERROR_PROC_NOT_FOUND);
     EXPECT_TRUE(FreeLibrary(plugin));
     EXPECT_EQ(GetModuleHandleW(L"plugin.dll"), nullptr);
-    EXPECT_EQ(GetProcAddress(plugin, "plugin_answer"), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(error_of(GetProcAddress(plugin, "plugin_answer")), ERROR_MOD_NOT_FOUND);
 
     const HMODULE mathematics = LoadLibraryW(L"libm.so.6");
     ASSERT_NE(mathematics, nullptr);
@@ -77,21 +78,25 @@ TEST(Modules, ABareNameIsFoundInTheCurrentFolderAndByTheLoader)
 TEST(Modules, WhatTheLoaderCanNotUseSaysWhy)
 {
     const std::string folder = test::make_folder("modules");
-    EXPECT_EQ(LoadLibraryW(test::windows_form(folder + "/missing.dll")), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
-    EXPECT_EQ(LoadLibraryW(test::windows_form(test::copy_module(folder, "plain64.dll"))), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_BAD_EXE_FORMAT) << "code of another system";
-    EXPECT_EQ(LoadLibraryW(L"no-such-module-anywhere"), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+    const auto error_of_loading = [](const Wide& path) { return error_of(LoadLibraryW(path)); };
+    EXPECT_EQ(error_of_loading(test::windows_form(folder + "/missing.dll")), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(error_of_loading(test::windows_form(test::copy_module(folder, "plain64.dll"))),
+              ERROR_BAD_EXE_FORMAT)
+        << "code of another system";
+    EXPECT_EQ(error_of_loading(L"no-such-module-anywhere"), ERROR_MOD_NOT_FOUND);
     EXPECT_EQ(LoadLibraryW(nullptr), nullptr);
     EXPECT_EQ(LoadLibraryW(L""), nullptr);
 }
 
-TEST(Modules, TheSymbolsOfTheProgramAreFoundByItsHandle)
+TEST(Modules, TheProgramHasAHandleWithItsSymbolsAndName)
 {
-    EXPECT_NE(GetProcAddress(GetModuleHandleW(nullptr), "GetProcAddress"), nullptr);
-    EXPECT_EQ(GetProcAddress(GetModuleHandleW(nullptr), "no_such_symbol"), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_PROC_NOT_FOUND);
+    const HMODULE program = GetModuleHandleW(nullptr);
+    EXPECT_NE(GetProcAddress(program, "GetProcAddress"), nullptr);
+    EXPECT_EQ(error_of(GetProcAddress(program, "no_such_symbol")), ERROR_PROC_NOT_FOUND);
+    wchar_t named[512], unnamed[512];
+    ASSERT_NE(GetModuleFileNameW(program, named, 512), 0u);
+    ASSERT_NE(GetModuleFileNameW(nullptr, unnamed, 512), 0u);
+    EXPECT_EQ(test::utf8(named), test::utf8(unnamed));
 }
 
 TEST(ModulesAsData, OnlyModuleFilesOpen)
@@ -100,28 +105,18 @@ TEST(ModulesAsData, OnlyModuleFilesOpen)
     test::write_file(folder + "/text", "no module at all");
     test::write_file(folder + "/empty", "");
     ASSERT_EQ(mkfifo((folder + "/pipe").c_str(), 0600), 0);
-    const struct
-    {
-        std::string path;
-        DWORD error;
-    } rows[] = {{folder + "/missing", ERROR_FILE_NOT_FOUND},
-                {folder + "/missing/file", ERROR_PATH_NOT_FOUND},
-                {folder + "/text", ERROR_BAD_EXE_FORMAT},
-                {folder + "/empty", ERROR_BAD_EXE_FORMAT},
-                {folder + "/pipe", ERROR_BAD_EXE_FORMAT},
-                {folder, ERROR_BAD_EXE_FORMAT},
-                {"/dev/zero", ERROR_BAD_EXE_FORMAT}};
-    for (const auto& row : rows)
-    {
-        EXPECT_EQ(open_as_data(test::windows_form(row.path)), nullptr) << row.path;
-        EXPECT_EQ(GetLastError(), row.error) << row.path;
-    }
+    const std::pair<std::string, DWORD> rows[] = {
+        {folder + "/missing", ERROR_FILE_NOT_FOUND}, {folder + "/missing/x", ERROR_PATH_NOT_FOUND},
+        {folder + "/text", ERROR_BAD_EXE_FORMAT},    {folder + "/empty", ERROR_BAD_EXE_FORMAT},
+        {folder + "/pipe", ERROR_BAD_EXE_FORMAT},    {folder, ERROR_BAD_EXE_FORMAT},
+        {"/dev/zero", ERROR_BAD_EXE_FORMAT}};
+    for (const auto& [path, error] : rows)
+        EXPECT_EQ(error_of(open_as_data(test::windows_form(path))), error) << path;
     if (geteuid() != 0)
     {
         const std::string secret = test::copy_module(folder, "module64.dll");
         chmod(secret.c_str(), 0);
-        EXPECT_EQ(open_as_data(test::windows_form(secret)), nullptr);
-        EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+        EXPECT_EQ(error_of(open_as_data(test::windows_form(secret))), ERROR_ACCESS_DENIED);
     }
 }
 
@@ -137,14 +132,158 @@ TEST(ModulesAsData, HaveAHandleOfTheirOwnEachTime)
     EXPECT_NE(GetModuleFileNameW(first, name, 512), 0u);
     EXPECT_EQ(test::utf8(name), path.utf8());
     EXPECT_EQ(GetProcAddress(first, "answer"), nullptr) << "no code of it is loaded";
-    EXPECT_EQ(CreateFileW(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                          OPEN_EXISTING, 0, nullptr),
-              INVALID_HANDLE_VALUE)
+    EXPECT_EQ(error_of(test::open_file(path, GENERIC_WRITE)), ERROR_SHARING_VIOLATION)
         << "nobody cuts it meanwhile";
-    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
     EXPECT_TRUE(FreeLibrary(first));
     EXPECT_FALSE(FreeLibrary(first));
     EXPECT_TRUE(FreeLibrary(second));
+}
+
+TEST(SystemModules, AreFoundWithoutRegardToCaseAndExtension)
+{
+    const HMODULE found = GetModuleHandleW(L"advapi32.dll");
+    ASSERT_NE(found, nullptr);
+    for (const HMODULE again : {GetModuleHandleW(L"ADVAPI32.DLL"), GetModuleHandleW(L"AdvApi32"),
+                                LoadLibraryW(L"ADVAPI32.DLL")})
+        EXPECT_EQ(again, found);
+    EXPECT_TRUE(FreeLibrary(found));
+    EXPECT_NE(GetModuleHandleW(L"User32.dll"), found);
+    EXPECT_EQ(error_of(GetModuleHandleW(L"BUGSLAYERUTIL.DLL")), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(GetModuleHandleW(L"C:\\tmp\\advapi32.dll"), nullptr) << "somebody else's file";
+    EXPECT_EQ(reinterpret_cast<void*>(GetProcAddress(found, "GetUserNameW")),
+              reinterpret_cast<void*>(&GetUserNameW));
+    EXPECT_EQ(error_of(GetProcAddress(found, "getusernamew")), ERROR_PROC_NOT_FOUND)
+        << "function names have their case";
+    EXPECT_EQ(GetProcAddress(found, nullptr), nullptr);
+    EXPECT_EQ(error_of(GetProcAddress(nullptr, "GetUserNameW")), ERROR_MOD_NOT_FOUND);
+}
+
+// A shared object that the loader loads for this, past the interface; unloaded with the last owner.
+std::shared_ptr<void> load_elsewhere(const std::string& path)
+{
+    std::shared_ptr<void> module(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL), dlclose);
+    EXPECT_NE(module, nullptr) << dlerror();
+    return module;
+}
+
+// Null, and the last error, if there is none.
+const char* place_of_text(HMODULE module)
+{
+    const HRSRC found = FindResourceW(module, L"Whose", MAKEINTRESOURCEW(10));
+    return static_cast<const char*>(LockResource(found ? LoadResource(module, found) : nullptr));
+}
+
+std::string text_of(HMODULE module)
+{
+    const char* const text = place_of_text(module);
+    return text ? std::string(text, 1) : "none, error " + std::to_string(GetLastError());
+}
+
+class ForeignModules : public testing::Test
+{
+protected:
+    // Loads the first module, looks at it, unloads it and lets the other one be loaded, until that
+    // one comes to the same place, as it does at once where nothing else takes it.
+    template <class LoadOther> void expect_second_in_the_place_of_first(LoadOther load_other)
+    {
+        for (int attempt = 0; attempt < 200; ++attempt)
+        {
+            HMODULE former = nullptr;
+            {
+                const auto first = load_elsewhere(m_first);
+                former = GetModuleHandleW(L"first.dll");
+                ASSERT_EQ(text_of(former), "1");
+            }
+            bool same = false;
+            load_other(
+                [&](const wchar_t* name)
+                {
+                    same = GetModuleHandleW(name) == former;
+                    EXPECT_EQ(text_of(GetModuleHandleW(name)), "2") << "attempt " << attempt;
+                });
+            if (same)
+                return;
+        }
+        FAIL() << "the place was never the same";
+    }
+    const std::string m_folder = test::make_folder("foreign");
+    const std::string m_first = test::copy_module(m_folder, "libfirst.so");
+    const std::string m_second = test::copy_module(m_folder, "libsecond.so");
+};
+
+TEST_F(ForeignModules, TheHandleOfOneThatWasUnloadedIsNone)
+{
+    HMODULE module = nullptr;
+    wchar_t name[512];
+    {
+        const auto first = load_elsewhere(m_first);
+        module = GetModuleHandleW(L"first.dll");
+        EXPECT_EQ(text_of(module), "1");
+        EXPECT_NE(GetModuleFileNameW(module, name, 512), 0u);
+        EXPECT_FALSE(DeleteFileW(test::windows_form(m_first))) << "its file is open";
+    }
+    EXPECT_EQ(text_of(module), "none, error 126");
+    EXPECT_EQ(error_of(GetModuleFileNameW(module, name, 512)), ERROR_MOD_NOT_FOUND);
+    EXPECT_TRUE(DeleteFileW(test::windows_form(m_first))) << "its file isn't any more";
+}
+
+TEST_F(ForeignModules, OneInThePlaceOfAnotherHasItsOwnResources)
+{
+    expect_second_in_the_place_of_first(
+        [&](auto look)
+        {
+            const auto second = load_elsewhere(m_second);
+            look(L"second.dll");
+        });
+    expect_second_in_the_place_of_first(
+        [&](auto look)
+        {
+            const HMODULE second = LoadLibraryW(test::windows_form(m_second));
+            look(L"second.dll");
+            EXPECT_TRUE(FreeLibrary(second));
+        });
+}
+
+TEST_F(ForeignModules, OneThatIsLoadedAnewFromAReplacedFileHasItsNewResources)
+{
+    const auto put = [&](const std::string& module)
+    {
+        std::filesystem::copy_file(module, m_folder + "/new");
+        std::filesystem::rename(m_folder + "/new", m_first);
+    };
+    const std::string original = test::module_path("libfirst.so");
+    expect_second_in_the_place_of_first(
+        [&](auto look)
+        {
+            put(m_second);
+            {
+                const auto again = load_elsewhere(m_first);
+                look(L"first.dll");
+            }
+            put(original);
+        });
+}
+
+TEST_F(ForeignModules, ResourcesOfOneThatStaysLoadedStayWhereTheyAre)
+{
+    const auto first = load_elsewhere(m_first);
+    const HMODULE module = GetModuleHandleW(L"first.dll");
+    const char* const text = place_of_text(module);
+    ASSERT_NE(text, nullptr);
+    const auto load_and_unload_another = [&]
+    {
+        const auto second = load_elsewhere(m_second);
+        EXPECT_EQ(text_of(GetModuleHandleW(L"second.dll")), "2");
+    };
+    load_and_unload_another();
+    EXPECT_EQ(place_of_text(module), text);
+    std::filesystem::rename(m_folder + "/libfirst.so", m_folder + "/moved");
+    load_and_unload_another();
+    EXPECT_EQ(place_of_text(module), text) << "also without a name";
+    std::filesystem::copy_file(m_second, m_first);
+    load_and_unload_another();
+    EXPECT_EQ(text_of(module), "2") << "may have been loaded anew, as far as one can tell";
+    EXPECT_EQ(*text, '1') << "what was handed out stays";
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // Paths as callers give them, and what comes back.
 #include <cstdlib>
 #include <filesystem>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -16,19 +17,15 @@ namespace
 std::string native(const wchar_t* path)
 {
     char buffer[8192];
-    return PlinthNativePath(path, buffer, sizeof buffer)
-               ? buffer
-               : "error " + std::to_string(GetLastError());
+    const size_t length = PlinthNativePath(path, buffer, sizeof buffer);
+    EXPECT_TRUE(length == 0 || length == std::string(buffer).size());
+    return length ? buffer : "error " + std::to_string(GetLastError());
 }
 
 TEST(Paths, HaveOneNativeForm)
 {
     setenv("PLINTH_DRIVES", "d=/mnt/data/;E=/;C=/nowhere;F=relative;;G=", 1);
-    const struct
-    {
-        const wchar_t* path;
-        const char* native;
-    } rows[] = {
+    static constexpr std::pair<const wchar_t*, const char*> rows[] = {
         {L"C:\\var\\log", "/var/log"},
         {L"c:/var//log", "/var//log"},
         {L"C:", "/"},
@@ -36,21 +33,9 @@ TEST(Paths, HaveOneNativeForm)
         {L"D:\\x", "/mnt/data/x"},
         {L"d:", "/mnt/data/"},
         {L"E:\\x", "/x"},
-        {L"F:\\x", "error 3"},
-        {L"G:\\x", "error 3"},
-        {L"Q:\\x", "error 3"},
         {L"\\x\\y", "/x/y"},
         {L"x\\y", "x/y"},
         {L"\\\\?\\C:\\x", "/x"},
-        {L"\\\\?\\UNC\\server\\share\\x", "error 3"}, // and not a folder named UNC
-        {L"\\\\?\\x", "error 3"},
-        {L"\\\\?\\", "error 3"},
-        {L"\\\\server\\share\\x", "error 3"},
-        {L"\\\\.\\pipe\\x", "error 3"},
-        {L"", "error 3"},
-        {nullptr, "error 3"},
-        {L"C:\\x*", "error 123"},
-        {L"C:\\x?", "error 123"},
         {L"C:\\\xd800x", "/\xef\xbf\xbdx"}, // half a pair
         {L"C:\\x\xdc00", "/x\xef\xbf\xbd"},
         {L"C:\\\xd83d\xde00", "/\xf0\x9f\x98\x80"},
@@ -67,13 +52,29 @@ TEST(Paths, HaveOneNativeForm)
         {L"..\\..\\x", "../../x"},
         {L"x\\..", "."},
         {L".", "."},
-        {L".\\x", "x"},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(native(row.path), row.native) << (row.path ? test::utf8(row.path) : "null");
+        {L".\\x", "x"}};
+    for (const auto& [path, expected] : rows)
+        EXPECT_EQ(native(path), expected) << test::utf8(path);
+    // A server in the long form is not a folder named UNC.
+    for (const wchar_t* const none :
+         {L"F:\\x", L"G:\\x", L"Q:\\x", L"\\\\?\\UNC\\server\\share\\x", L"\\\\?\\x", L"\\\\?\\",
+          L"\\\\server\\share\\x", L"\\\\.\\pipe\\x", L"", static_cast<const wchar_t*>(nullptr)})
+        EXPECT_EQ(native(none), "error 3") << (none ? test::utf8(none) : "null");
+    for (const wchar_t* const wild : {L"C:\\x*", L"C:\\x?"})
+        EXPECT_EQ(native(wild), "error 123") << test::utf8(wild);
     EXPECT_EQ(native(test::Wide(5000, L'x')), "error 206");
     EXPECT_EQ(native(test::Wide(4095, L'x')), std::string(4095, 'x'));
     EXPECT_EQ(native(test::Wide(4096, L'x')), "error 206");
+}
+
+TEST(Paths, NeedRoomForTheirNativeForm)
+{
+    char buffer[8] = "before";
+    EXPECT_EQ(PlinthNativePath(L"C:\\1234567", buffer, sizeof buffer), 0u);
+    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(PlinthNativePath(L"C:\\123456", nullptr, 0), 0u);
+    EXPECT_STREQ(buffer, "before");
+    EXPECT_EQ(PlinthNativePath(L"C:\\123456", buffer, sizeof buffer), 7u);
 }
 
 TEST(Paths, ComeBackWithTheClosestDrive)
@@ -82,20 +83,16 @@ TEST(Paths, ComeBackWithTheClosestDrive)
     std::filesystem::create_directories(data + "/inner/x");
     setenv("PLINTH_DRIVES", ("D=" + data + ";E=" + data + "/inner").c_str(), 1);
     wchar_t buffer[1024];
-    const struct
+    const std::pair<std::string, const char*> rows[] = {{data + "/inner/x", "E:\\x"},
+                                                        {data + "/inner", "E:\\"},
+                                                        {data, "D:\\"},
+                                                        {"/", "C:\\"},
+                                                        {"/usr", "C:\\usr"}};
+    for (const auto& [folder, windows] : rows)
     {
-        std::string folder;
-        std::string windows;
-    } rows[] = {{data + "/inner/x", "E:\\x"},
-                {data + "/inner", "E:\\"},
-                {data, "D:\\"},
-                {"/", "C:\\"},
-                {"/usr", "C:\\usr"}};
-    for (const auto& row : rows)
-    {
-        std::filesystem::current_path(row.folder);
+        std::filesystem::current_path(folder);
         EXPECT_GT(GetCurrentDirectoryW(1024, buffer), 0u);
-        EXPECT_EQ(test::utf8(buffer), row.windows);
+        EXPECT_EQ(test::utf8(buffer), windows);
     }
     EXPECT_EQ(GetLogicalDriveStringsW(0, nullptr), 13u);
     ASSERT_EQ(GetLogicalDriveStringsW(1024, buffer), 12u);

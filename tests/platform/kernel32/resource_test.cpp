@@ -1,63 +1,118 @@
-// Finding resources by type, name and language, and trees that are not sound.
+// Resources of module files: finding them by type, name and language, adding, replacing and
+// removing them, and trees that are not sound.
 #include <cerrno>
 #include <filesystem>
-#include <iterator>
+#include <memory>
+#include <tuple>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <plinth_platform_test.h>
 #include <windows.h>
 
-#include <plinth_platform_test.h>
-
+#include "support/entries.h"
+#include "support/handles.h"
 #include "support/modules.h"
 #include "support/wide_text.h"
+
+using test::error_of;
+using test::HandMadeTree;
+using test::PePlaces;
+using test::Wide;
 
 namespace
 {
 
 const LPCWSTR raw_data = MAKEINTRESOURCEW(10);
+constexpr int any_language = -1;
 
 // A module that is open as data.
 class DataModule
 {
 public:
     explicit DataModule(const std::string& native)
-        : m_module(LoadLibraryExW(test::windows_form(native), nullptr, LOAD_LIBRARY_AS_DATAFILE))
+        : m_module(LoadLibraryExW(test::windows_form(native), nullptr, LOAD_LIBRARY_AS_DATAFILE),
+                   FreeLibrary)
     {
     }
-    DataModule(const DataModule&) = delete;
-    DataModule& operator=(const DataModule&) = delete;
-    ~DataModule()
+    operator HMODULE() const { return m_module.get(); }
+    // The bytes of a resource, or the error.
+    std::string read(LPCWSTR name, LPCWSTR type = raw_data, int language = 0) const
     {
-        if (m_module)
-            FreeLibrary(m_module);
+        const HRSRC found = language == any_language
+                                ? FindResourceW(*this, name, type)
+                                : FindResourceExW(*this, type, name, static_cast<WORD>(language));
+        const void* const data = found ? LockResource(LoadResource(*this, found)) : nullptr;
+        return data ? std::string(static_cast<const char*>(data), SizeofResource(*this, found))
+                    : "error " + std::to_string(GetLastError());
     }
-    operator HMODULE() const { return m_module; }
-    std::string bytes(HRSRC found) const
-    {
-        const void* const data = LockResource(LoadResource(m_module, found));
-        return data ? std::string(static_cast<const char*>(data), SizeofResource(m_module, found))
-                    : "(none)";
-    }
+    std::string read(int name) const { return read(MAKEINTRESOURCEW(name)); }
 
 private:
-    const HMODULE m_module;
+    const std::shared_ptr<HINSTANCE__> m_module;
 };
+
+class Update
+{
+public:
+    explicit Update(const std::string& native, BOOL delete_existing = FALSE)
+        : m_update(BeginUpdateResourceW(test::windows_form(native), delete_existing))
+    {
+    }
+    explicit operator bool() const { return m_update; }
+    BOOL set(LPCWSTR name, const std::string& bytes, LPCWSTR type = raw_data, WORD language = 0)
+    {
+        return UpdateResourceW(m_update, type, name, language, const_cast<char*>(bytes.data()),
+                               static_cast<DWORD>(bytes.size()));
+    }
+    BOOL remove(LPCWSTR name) { return UpdateResourceW(m_update, raw_data, name, 0, nullptr, 0); }
+    BOOL end(BOOL discard = FALSE) { return EndUpdateResourceW(m_update, discard); }
+
+private:
+    const HANDLE m_update;
+};
+
+// One resource, from beginning to end.
+bool put(const std::string& native, LPCWSTR name, const std::string& bytes)
+{
+    Update update(native);
+    return update && update.set(name, bytes) && update.end();
+}
+
+// Bytes that differ with the seed, fast to make.
+std::string some_bytes(size_t size, int number)
+{
+    auto seed = static_cast<uint32_t>(number);
+    std::string bytes(size, '\0');
+    for (char& byte : bytes)
+    {
+        seed = seed * 1664525u + 1013904223u;
+        byte = static_cast<char>(seed >> 24);
+    }
+    return bytes;
+}
+
+std::string& text_at(LONG_PTR list)
+{
+    return *reinterpret_cast<std::string*>(list);
+}
 
 BOOL CALLBACK add_language(HMODULE, LPCWSTR, LPCWSTR, WORD language, LONG_PTR list)
 {
-    *reinterpret_cast<std::string*>(list) += " " + std::to_string(language);
+    text_at(list) += " " + std::to_string(language);
     return TRUE;
 }
 
 BOOL CALLBACK add_name(HMODULE module, LPCWSTR type, LPWSTR name, LONG_PTR list)
 {
-    *reinterpret_cast<std::string*>(list) +=
-        (IS_INTRESOURCE(name) ? "#" + std::to_string(reinterpret_cast<uintptr_t>(name))
-                              : test::utf8(name)) +
-        ":";
+    text_at(list) += IS_INTRESOURCE(name) ? "#" + std::to_string(reinterpret_cast<uintptr_t>(name))
+                                          : test::utf8(name);
+    text_at(list) += ":";
     EnumResourceLanguagesW(module, type, name, add_language, list);
-    *reinterpret_cast<std::string*>(list) += ";";
+    text_at(list) += ";";
     return TRUE;
 }
 
@@ -76,44 +131,34 @@ std::string list_of(HMODULE module)
 class ResourceFiles : public testing::TestWithParam<const char*>
 {
 protected:
-    std::string m_folder = test::make_folder("resources");
-    std::string m_path = test::copy_module(m_folder, GetParam());
+    const std::string m_folder = test::make_folder("resources");
+    const std::string m_path = test::copy_module(m_folder, GetParam());
+    const std::string m_good = test::read_file(m_path);
 };
 
 INSTANTIATE_TEST_SUITE_P(BothWidths, ResourceFiles, testing::Values("module64.dll", "module32.dll"),
                          [](const auto& row) { return std::string(row.param, 8); });
 
-TEST_P(ResourceFiles, ResourcesAreFoundByNameAndNumberWithoutCase)
+TEST_P(ResourceFiles, ResourcesAreFoundByNameNumberAndLanguageWithoutCase)
 {
+    const std::string alpha = test::read_file(test::module_path("alpha.bin"));
+    const std::tuple<LPCWSTR, LPCWSTR, int, std::string> rows[] = {
+        {L"Alpha", raw_data, any_language, alpha},
+        {L"alpha", L"#10", any_language, alpha},
+        {L"#1033", raw_data, any_language, "data of 0x409"},
+        {L"picture", L"Sketch", any_language, "a type of its own"},
+        {L"Alpha", L"None", any_language, "error 1813"},
+        {L"None", raw_data, any_language, "error 1814"},
+        {L"#99999", raw_data, any_language, "error 1814"}, // a text, as no number has it
+        {L"Greeting", raw_data, 0x407, "Guten Tag"},
+        {L"Greeting", raw_data, 0x40C, "Bonjour"},
+        {L"Greeting", raw_data, 0, "error 1815"},
+        {L"Greeting", raw_data, any_language, "Good day"}, // US English before the others
+    };
     const DataModule module(m_path);
-    ASSERT_NE(module, nullptr);
-    EXPECT_EQ(module.bytes(FindResourceW(module, L"Alpha", raw_data)),
-              test::read_file(test::module_path("alpha.bin")));
-    EXPECT_EQ(module.bytes(FindResourceW(module, L"alpha", L"#10")),
-              test::read_file(test::module_path("alpha.bin")));
-    EXPECT_EQ(module.bytes(FindResourceW(module, L"#1033", raw_data)), "data of 0x409");
-    EXPECT_EQ(module.bytes(FindResourceW(module, L"picture", L"Sketch")), "a type of its own");
-    EXPECT_EQ(FindResourceW(module, L"Alpha", L"None"), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_RESOURCE_TYPE_NOT_FOUND);
-    EXPECT_EQ(FindResourceW(module, L"None", raw_data), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_RESOURCE_NAME_NOT_FOUND);
-    EXPECT_EQ(FindResourceW(module, L"#99999", raw_data), nullptr) << "a text, as no number has it";
-}
-
-TEST_P(ResourceFiles, ALanguageIsTakenAsItIsAskedFor)
-{
-    const DataModule module(m_path);
-    EXPECT_EQ(module.bytes(FindResourceExW(module, raw_data, L"Greeting", 0x407)), "Guten Tag");
-    EXPECT_EQ(module.bytes(FindResourceExW(module, raw_data, L"Greeting", 0x40C)), "Bonjour");
-    EXPECT_EQ(FindResourceExW(module, raw_data, L"Greeting", 0), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_RESOURCE_LANG_NOT_FOUND);
-    EXPECT_EQ(module.bytes(FindResourceW(module, L"Greeting", raw_data)), "Good day")
-        << "US English before the others";
-}
-
-TEST_P(ResourceFiles, AllAreListedInTheOrderOfTheTree)
-{
-    EXPECT_EQ(list_of(DataModule(m_path)),
+    for (const auto& [name, type, language, bytes] : rows)
+        EXPECT_EQ(module.read(name, type, language), bytes) << test::utf8(name) << " " << language;
+    EXPECT_EQ(list_of(module),
               "PICTURE: 0;#1: 1033;#1: 1033;#2: 1033;ALPHA: 0;GREETING: 1031 1033 1036;"
               "#1031: 0;#1033: 0;#2052: 0;#2057: 0;#1: 1033;#1: 1033;");
 }
@@ -128,8 +173,7 @@ TEST_P(ResourceFiles, HandlesOfOthersAreRefused)
     EXPECT_EQ(LoadResource(module, nullptr), nullptr);
     EXPECT_EQ(SizeofResource(module, reinterpret_cast<HRSRC>(~uintptr_t{0} - 8)), 0u);
     HINSTANCE__ nobody{};
-    EXPECT_EQ(FindResourceW(&nobody, L"Alpha", raw_data), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(error_of(FindResourceW(&nobody, L"Alpha", raw_data)), ERROR_MOD_NOT_FOUND);
     EXPECT_FALSE(EnumResourceTypesW(module, nullptr, 0));
 }
 
@@ -137,126 +181,381 @@ TEST_P(ResourceFiles, HandlesOfOthersAreRefused)
 // comes back; the sanitizers see to it that nothing outside is read.
 TEST_P(ResourceFiles, DamagedTreesAreReadWithinTheirBounds)
 {
-    const std::string good = test::read_file(m_path);
-    const test::PePlaces places(good);
-    const size_t entry = places.entry(good, ".rsrc");
-    const size_t tree = test::number_at<uint32_t>(good, entry + 20);
-    const size_t size = test::number_at<uint32_t>(good, entry + 16);
+    const PePlaces places(m_good);
+    const size_t entry = places.entry(m_good, ".rsrc");
+    const size_t tree = test::number_at<uint32_t>(m_good, entry + 20);
+    const auto size = test::number_at<uint32_t>(m_good, entry + 16);
     const auto try_file = [&](const std::string& bytes)
     {
         test::write_file(m_path, bytes);
         const DataModule module(m_path);
-        if (!module)
-            return;
         list_of(module);
-        const HRSRC found = FindResourceW(module, L"Alpha", raw_data);
-        if (found)
-            module.bytes(found);
+        module.read(L"Alpha");
+    };
+    const auto try_number = [&](size_t at, uint32_t value)
+    {
+        std::string file = m_good;
+        test::set_number(file, at, value);
+        try_file(file);
     };
     // Each number of the directories and descriptions in turn, with values that lie in wait.
     for (size_t at = tree; at < tree + 0x340; at += 4)
-        for (const uint32_t value : {0u, 0x80000000u, 0xFFFFFFFFu, 0x7FFFFFF0u, 0xFFFFF000u,
-                                     static_cast<uint32_t>(size - 1), 0xFFFF0000u})
-        {
-            std::string file = good;
-            test::set_number(file, at, value);
-            try_file(file);
-        }
+        for (const uint32_t value :
+             {0u, 0x80000000u, 0xFFFFFFFFu, 0x7FFFFFF0u, 0xFFFFF000u, size - 1, 0xFFFF0000u})
+            try_number(at, value);
     // Cut at every length of the tree, and of the headers.
-    for (size_t length = 1; length < good.size(); length += length < places.table + 400 ? 1 : 97)
-        try_file(good.substr(0, length));
+    for (size_t length = 1; length < m_good.size(); length += length < places.table + 400 ? 1 : 97)
+        try_file(m_good.substr(0, length));
     // The data directory: size and place.
     for (const uint32_t value : {0xFFFFF000u, 0xFFFFFFFFu, 1u})
         for (const size_t field : {0, 4})
-        {
-            std::string file = good;
-            test::set_number(file, places.directories + 16 + field, value);
-            try_file(file);
-        }
+            try_number(places.directories + 16 + field, value);
     // All entries of all directories name the root: a walk has no end of its own.
-    std::string round = good;
+    std::string round = m_good;
     for (size_t at = tree + 16; at + 8 <= tree + 0x280; at += 8)
         test::set_number(round, at + 4, 0x80000000u);
     try_file(round);
 }
 
-TEST_P(ResourceFiles, ATreeAThousandLevelsDeepIsReadThreeLevelsDeep)
+// A tree is read three levels deep, and copied as far as it can be told apart: each entry its own.
+TEST_P(ResourceFiles, TreesThatAreDeepRoundOrEverywhereAtOnceAreReadButNotUpdated)
 {
-    const std::string good = test::read_file(m_path);
-    test::HandMadeTree tree;
-    constexpr int levels = 1000;
-    for (int i = 0; i < levels; ++i)
+    const uint32_t base = HandMadeTree::address_in(m_good);
+    HandMadeTree deep; // a thousand levels
+    for (int i = 0; i < 1000; ++i)
     {
-        const uint32_t at = tree.add_directory(1);
-        tree.set_entry(at, 0, 10, test::HandMadeTree::directory | tree.size());
+        const uint32_t at = deep.add_directory(1);
+        deep.set_entry(at, 0, 10, HandMadeTree::directory | deep.size());
     }
-    const uint32_t leaf = tree.add_directory(1);
-    tree.set_entry(leaf, 0, 10, tree.size());
-    tree.add_data(test::HandMadeTree::address_in(good), 4);
-    test::write_file(m_path, tree.in_place_of_tree(good));
-    const DataModule module(m_path);
-    ASSERT_NE(module, nullptr);
-    EXPECT_EQ(list_of(module), "#10:;");
-    EXPECT_EQ(FindResourceW(module, raw_data, raw_data), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_RESOURCE_LANG_NOT_FOUND);
-    EXPECT_EQ(FindResourceExW(module, raw_data, raw_data, 10), nullptr);
-}
-
-TEST_P(ResourceFiles, ADirectoryThatIsItsOwnChildHasNoData)
-{
-    test::HandMadeTree tree;
-    tree.set_entry(tree.add_directory(1), 0, 10, test::HandMadeTree::directory | 0);
-    test::write_file(m_path, tree.in_place_of_tree(test::read_file(m_path)));
-    const DataModule module(m_path);
-    ASSERT_NE(module, nullptr);
-    EXPECT_EQ(list_of(module), "#10:;");
-    EXPECT_EQ(FindResourceW(module, raw_data, raw_data), nullptr);
-    EXPECT_EQ(FindResourceExW(module, raw_data, raw_data, 10), nullptr);
+    deep.set_entry(deep.add_directory(1), 0, 10, deep.size());
+    deep.add_data(base, 4);
+    HandMadeTree round; // its own child
+    round.set_entry(round.add_directory(1), 0, 10, HandMadeTree::directory | 0);
+    // Each of 1,000 types has the same 1,000 names, each of them the same 1,000 languages.
+    HandMadeTree wide;
+    constexpr uint16_t count = 1000;
+    uint32_t levels[3];
+    for (uint32_t& level : levels)
+        level = wide.add_directory(count);
+    const uint32_t data = wide.add_data(base, 4);
+    for (unsigned i = 0; i < count; ++i)
+    {
+        wide.set_entry(levels[0], i, i, HandMadeTree::directory | levels[1]);
+        wide.set_entry(levels[1], i, i, HandMadeTree::directory | levels[2]);
+        wide.set_entry(levels[2], i, i, data);
+    }
+    for (const HandMadeTree* const tree : {&deep, &round, &wide})
+    {
+        SCOPED_TRACE(tree == &deep ? "deep" : tree == &round ? "round" : "wide");
+        const std::string file = tree->in_place_of_tree(m_good);
+        test::write_file(m_path, file);
+        if (tree != &wide)
+        {
+            const DataModule module(m_path);
+            EXPECT_EQ(list_of(module), "#10:;");
+            for (const int language : {any_language, 10})
+                EXPECT_EQ(module.read(raw_data, raw_data, language), "error 1815");
+        }
+        EXPECT_FALSE(put(m_path, L"X", "x"));
+        EXPECT_TRUE(test::read_file(m_path) == file);
+    }
 }
 
 // Names that share their languages, and data of which one lies within the other.
-TEST_P(ResourceFiles, WhatOverlapsIsReadByEachOfItsNames)
+TEST_P(ResourceFiles, WhatOverlapsIsReadAndKeptByEachOfItsNames)
 {
-    const std::string good = test::read_file(m_path);
-    const uint32_t base = test::HandMadeTree::address_in(good);
-    test::HandMadeTree tree;
-    const uint32_t types = tree.add_directory(1);
-    const uint32_t names = tree.add_directory(3);
-    const uint32_t languages = tree.add_directory(1);
-    const uint32_t others = tree.add_directory(1);
-    tree.set_entry(types, 0, 10, test::HandMadeTree::directory | names);
-    for (const unsigned i : {0u, 1u})
-        tree.set_entry(names, i, i + 1, test::HandMadeTree::directory | languages);
-    tree.set_entry(names, 2, 3, test::HandMadeTree::directory | others);
-    tree.set_entry(languages, 0, 0, tree.add_data(base, 32));
-    tree.set_entry(others, 0, 0, tree.add_data(base + 8, 16));
-    test::write_file(m_path, tree.in_place_of_tree(good));
-    const DataModule module(m_path);
-    EXPECT_EQ(list_of(module), "#1: 0;#2: 0;#3: 0;");
-    for (const int name : {1, 2})
-        EXPECT_EQ(module.bytes(FindResourceW(module, MAKEINTRESOURCEW(name), raw_data)),
-                  tree.bytes().substr(0, 32));
-    EXPECT_EQ(module.bytes(FindResourceW(module, MAKEINTRESOURCEW(3), raw_data)),
-              tree.bytes().substr(8, 16));
+    const uint32_t base = HandMadeTree::address_in(m_good);
+    for (const bool shared : {true, false})
+    {
+        SCOPED_TRACE(shared);
+        HandMadeTree tree;
+        const uint32_t types = tree.add_directory(1);
+        const uint32_t names = tree.add_directory(3);
+        tree.set_entry(types, 0, 10, HandMadeTree::directory | names);
+        uint32_t languages = 0;
+        for (const unsigned i : {0u, 1u, 2u})
+        {
+            if (i != 1 || !shared)
+            {
+                languages = tree.add_directory(1);
+                tree.set_entry(languages, 0, 0, tree.add_data(base + i * 4, 16));
+            }
+            tree.set_entry(names, i, i + 1, HandMadeTree::directory | languages);
+        }
+        test::write_file(m_path, tree.in_place_of_tree(m_good));
+        const auto expect_all = [&](const DataModule& module)
+        {
+            for (const int i : {0, 1, 2})
+                EXPECT_EQ(module.read(i + 1),
+                          tree.bytes().substr(shared && i == 1 ? 0 : i * 4, 16));
+        };
+        EXPECT_EQ(list_of(DataModule(m_path)), "#1: 0;#2: 0;#3: 0;");
+        expect_all(DataModule(m_path));
+        ASSERT_TRUE(put(m_path, L"X", "x")) << GetLastError();
+        expect_all(DataModule(m_path));
+        EXPECT_EQ(DataModule(m_path).read(L"X"), "x");
+    }
 }
 
 // The program's own file is opened when its resources are first wanted, and tried again each time.
 TEST(Resources, AProgramThatCouldNotBeReadIsTriedAgainAndLeavesNothingOpen)
 {
-    const auto open_files = []
-    {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
-                             std::filesystem::directory_iterator());
-    };
-    const auto before = open_files();
+    const size_t before = test::entries("/proc/self/fd");
     for (const char* const call : {"fstat", "mmap"})
     {
         PlinthTestFail(call, 1, 1, EIO);
         EXPECT_EQ(FindResourceW(nullptr, MAKEINTRESOURCEW(1), raw_data), nullptr);
         EXPECT_STREQ(PlinthTestFaultMet(), call);
         PlinthTestReset();
-        EXPECT_EQ(open_files(), before) << call;
+        EXPECT_EQ(test::entries("/proc/self/fd"), before) << call;
     }
+}
+
+class ResourceUpdates : public testing::Test
+{
+protected:
+    ~ResourceUpdates() override { PlinthTestReset(); }
+    std::string copied(const std::string& name) const { return test::copy_module(m_folder, name); }
+    const std::string m_folder = test::make_folder("updates");
+    const std::string m_path = copied("module64.dll");
+    const std::string m_good = test::read_file(m_path);
+    const PePlaces m_places{m_good};
+};
+
+TEST_F(ResourceUpdates, AThousandResourcesOfAllSizesCanBeAddedReplacedAndReadBack)
+{
+    // Most are small; each hundredth is large, up to 8 MiB.
+    const auto bytes_of = [](int i, int round)
+    {
+        const int size =
+            i == 500 ? 8 << 20 : (i % 100 == 99 ? 40'000 : 7) * ((i * 31 + round) % 11);
+        return some_bytes(static_cast<size_t>(size), i + round);
+    };
+    const auto name_of = [](int i, const Wide& text)
+    { return i % 2 ? MAKEINTRESOURCEW(i) : text.c_str(); };
+    for (const char* const file : {"compiled64.exe", "overlay32.exe"})
+        for (int round = 0; round < 3; ++round)
+        {
+            const std::string path = round == 0 ? copied(file) : m_folder + "/" + file;
+            Update update(path);
+            for (int i = 0; i < 1000; ++i)
+                ASSERT_TRUE(update.set(name_of(i, "Name" + std::to_string(i)), bytes_of(i, round),
+                                       i % 3 ? raw_data : L"OWN", static_cast<WORD>(i % 5)));
+            ASSERT_TRUE(update.end()) << GetLastError();
+            const DataModule module(path);
+            for (int i = 0; i < 1000; ++i)
+                ASSERT_TRUE(module.read(name_of(i, "name" + std::to_string(i)),
+                                        i % 3 ? raw_data : L"own", i % 5) == bytes_of(i, round))
+                    << i;
+            EXPECT_EQ(module.read(2057), "data of 0x809: not in the scan");
+        }
+}
+
+TEST_F(ResourceUpdates, ManyUpdatesOneByOneGrowTheFileByNoMoreThanTheirData)
+{
+    for (int i = 0; i < 100; ++i)
+        ASSERT_TRUE(put(m_path, L"Same", some_bytes(5000, i)));
+    EXPECT_LT(test::read_file(m_path).size(), m_good.size() + 5000 + 6 * 1024)
+        << "the old section may stay behind, once";
+}
+
+TEST_F(ResourceUpdates, ResourcesCanBeRemovedOneByOneAndAllAtOnce)
+{
+    const std::string path = copied("program64.exe");
+    const size_t before = test::read_file(path).size();
+    Update one(path);
+    one.remove(L"Alpha");
+    one.remove(L"Never there");
+    ASSERT_TRUE(one.end());
+    EXPECT_EQ(DataModule(path).read(L"Alpha"), "error 1814");
+    EXPECT_EQ(DataModule(path).read(1033), "data of 0x409");
+    EXPECT_LT(test::read_file(path).size(), before) << "the last section gets shorter";
+
+    Update all(path, TRUE);
+    all.set(L"Only", "one");
+    ASSERT_TRUE(all.end());
+    EXPECT_EQ(list_of(DataModule(path)), "ONLY: 0;");
+    EXPECT_EQ(DataModule(path).read(L"Only"), "one");
+}
+
+TEST_F(ResourceUpdates, NamesInSmallLettersAreTheSameNames)
+{
+    // "GREETING" in the tree, as a tool might have stored it.
+    const size_t at = m_good.find(std::string("G\0R\0E\0E\0T\0I\0N\0G", 15));
+    ASSERT_NE(at, std::string::npos);
+    std::string file = m_good;
+    test::write_file(m_path, file.replace(at, 15, std::string("g\0r\0e\0e\0t\0i\0n\0g", 15)));
+    Update update(m_path);
+    update.set(L"Greeting", "Servus", raw_data, 0x407);
+    ASSERT_TRUE(update.end());
+    EXPECT_EQ(DataModule(m_path).read(L"GREETING", raw_data, 0x407), "Servus");
+    EXPECT_EQ(DataModule(m_path).read(L"GREETING", raw_data, 0x409), "Good day");
+}
+
+TEST_F(ResourceUpdates, ASignatureGoesAndAnOverlayStays)
+{
+    const std::string path = copied("overlay64.exe");
+    std::string file = test::read_file(path);
+    file.resize((file.size() + 7) / 8 * 8);
+    const size_t field = PePlaces(file).directories + 4 * 8;
+    test::set_number(file, field, static_cast<uint32_t>(file.size()));
+    test::set_number(file, field + 4, 264u);
+    test::write_file(path, file + std::string(264, 's'));
+    ASSERT_TRUE(put(path, L"Big", some_bytes(100'000, 1)));
+    file = test::read_file(path);
+    EXPECT_EQ(test::number_at<uint64_t>(file, PePlaces(file).directories + 4 * 8), 0u);
+    EXPECT_NE(file.find(test::read_file(test::module_path("overlay.bin"))), std::string::npos);
+    EXPECT_EQ(file.find("ssssssss"), std::string::npos) << "the signature's bytes ended the file";
+}
+
+TEST_F(ResourceUpdates, HeadersGrowIfTheSectionTableHasNoRoom)
+{
+    // What lies behind the table is not zero: it may be somebody's.
+    const size_t behind = m_places.table + m_places.sections * 40;
+    ASSERT_LT(behind + 8, 0x400u);
+    std::string file = m_good;
+    test::write_file(m_path, file.replace(behind, 8, "occupied"));
+    ASSERT_TRUE(put(m_path, L"Big", some_bytes(100'000, 1))) << GetLastError();
+    const std::string after = test::read_file(m_path);
+    EXPECT_EQ(PePlaces(after).sections, m_places.sections + 1);
+    EXPECT_NE(after.find("occupied"), std::string::npos);
+    EXPECT_EQ(DataModule(m_path).read(L"Alpha"), test::read_file(test::module_path("alpha.bin")));
+    const auto content = [](const std::string& bytes, const char* section)
+    {
+        const size_t entry = PePlaces(bytes).entry(bytes, section);
+        return bytes.substr(test::number_at<uint32_t>(bytes, entry + 20), 512);
+    };
+    for (const char* const section : {".text", ".reloc"})
+        EXPECT_EQ(content(after, section), content(file, section));
+}
+
+TEST_F(ResourceUpdates, OneFileHasOneUpdateAtATimeAndADiscardedOneChangesNothing)
+{
+    Update update(m_path);
+    EXPECT_FALSE(Update(m_path));
+    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
+    update.set(L"X", "x");
+    EXPECT_TRUE(update.end(TRUE));
+    EXPECT_FALSE(update.end()) << "it is over";
+    EXPECT_EQ(error_of(update.set(L"X", "x")), ERROR_INVALID_HANDLE);
+    EXPECT_FALSE(UpdateResourceW(nullptr, raw_data, L"X", 0, nullptr, 0));
+    EXPECT_TRUE(test::read_file(m_path) == m_good);
+    EXPECT_TRUE(Update(m_path).end(TRUE));
+}
+
+TEST_F(ResourceUpdates, TheFileKeepsItsModeAndALinkToItsPlace)
+{
+    chmod(m_path.c_str(), 0751);
+    const std::string link = m_folder + "/link.dll";
+    std::filesystem::create_symlink(m_path, link);
+    ASSERT_TRUE(put(link, L"X", "x"));
+    EXPECT_EQ(std::filesystem::status(m_path).permissions(), std::filesystem::perms{0751});
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(DataModule(m_path).read(L"X"), "x");
+    EXPECT_EQ(test::entries(m_folder.c_str()), 2u) << "no temporary file stays";
+}
+
+TEST_F(ResourceUpdates, WhateverFailsTheFileIsTheOldOneOrTheNewOne)
+{
+    const std::string overlay = some_bytes(700'000, 2);
+    const std::string old = m_good + overlay;
+    const std::string big = some_bytes(600'000, 1);
+    const auto expect_new = [&]
+    {
+        ASSERT_EQ(DataModule(m_path).read(L"Big"), big);
+        ASSERT_TRUE(test::read_file(m_path).ends_with(overlay));
+    };
+    test::write_file(m_path, old);
+    bool done = false;
+    unsigned calls = 1;
+    for (unsigned nth = 1; nth <= calls + 1; ++nth)
+    {
+        SCOPED_TRACE(nth);
+        PlinthTestFailAny(nth, 1, ENOSPC);
+        done = put(m_path, L"Big", big);
+        calls = PlinthTestCalls(nullptr);
+        PlinthTestReset();
+        if (done)
+            expect_new();
+        else
+            ASSERT_TRUE(test::read_file(m_path) == old);
+        test::write_file(m_path, old);
+        ASSERT_EQ(test::entries(m_folder.c_str()), 1u);
+    }
+    EXPECT_TRUE(done) << "without a fault";
+    PlinthTestShorten("pread", 1, 0, 70'001); // each time
+    PlinthTestShorten("write", 1, 0, 90'001);
+    EXPECT_TRUE(put(m_path, L"Big", big));
+    EXPECT_GT(PlinthTestCalls("pread"), 700'000u / 70'001);
+    PlinthTestReset();
+    expect_new();
+}
+
+// Stripped of its relocations, but not of their entry: the loader would take resources for them.
+TEST_F(ResourceUpdates, NothingIsPutWhereTheHeadersLookForSomethingElse)
+{
+    const std::string path = copied("program64.exe");
+    std::string file = test::read_file(path);
+    const PePlaces places(file);
+    const size_t entry = places.entry(file, ".rsrc"); // the last section
+    const auto end = test::number_at<uint32_t>(file, entry + 12) + 0x4000;
+    test::set_number(file, places.directories + 5 * 8, end);
+    test::set_number(file, places.directories + 5 * 8 + 4, 12u);
+    test::write_file(path, file);
+    EXPECT_EQ(error_of(put(path, L"X", some_bytes(0x4000, 1))), ERROR_BAD_EXE_FORMAT);
+    EXPECT_TRUE(test::read_file(path) == file);
+    EXPECT_TRUE(put(path, L"X", "x")) << "ends before it";
+}
+
+// What a section has in the file beyond its pages in the image is not loaded: the addresses behind
+// them are the next section's.
+TEST_F(ResourceUpdates, ASectionReachesNoFurtherThanItsPages)
+{
+    std::string file = m_good;
+    const size_t entry = m_places.entry(file, ".idata"); // before the resources
+    test::set_number(file, entry + 16, 0x2000u);
+    test::set_number(file, entry + 20, static_cast<uint32_t>(file.size()));
+    test::write_file(m_path, file + std::string(0x2000, '\xFF')); // no tree
+    EXPECT_EQ(DataModule(m_path).read(1033), "data of 0x409");
+    ASSERT_TRUE(put(m_path, L"X", "x")) << GetLastError();
+    EXPECT_EQ(DataModule(m_path).read(L"X"), "x");
+    EXPECT_EQ(DataModule(m_path).read(1033), "data of 0x409");
+}
+
+TEST_F(ResourceUpdates, DamagedFilesAreRefusedAndStay)
+{
+    const size_t tree = test::number_at<uint32_t>(m_good, m_places.entry(m_good, ".rsrc") + 20);
+    const size_t text = m_places.entry(m_good, ".text");
+    const auto refused = [&](const std::string& file, const std::string& what)
+    {
+        test::write_file(m_path, file);
+        EXPECT_FALSE(put(m_path, L"X", "x")) << what;
+        EXPECT_TRUE(test::read_file(m_path) == file) << what;
+    };
+    const std::tuple<size_t, uint32_t, const char*> numbers[] = {
+        {tree + 16 + 4, 0x80000000u, "a directory that is its own child"},
+        {tree + 12, 0xFFFFFFFFu, "more entries than there is room for"},
+        {tree + 16 + 4, 0x00000100u, "data instead of a directory"},
+        {m_places.directories + 16, 0xFFFFF000u, "a directory outside the image"},
+        {m_places.optional + 36, 0u, "no file alignment"},
+        {m_places.optional + 32, 0x1234u, "an odd section alignment"},
+        {text + 16, 0xFFFFFFFFu, "a section beyond the file"},
+        {text + 20, 0x40u, "a section within the headers"},
+        {m_places.directories - 4, 2u, "no room for a resource directory"},
+    };
+    for (const auto& [at, number, what] : numbers)
+    {
+        std::string file = m_good;
+        test::set_number(file, at, number);
+        refused(file, what);
+    }
+    for (size_t length = 0; length < m_places.table + m_places.sections * 40; length += 3)
+        refused(m_good.substr(0, length), "cut at " + std::to_string(length));
+    refused(m_good.substr(0, m_good.size() / 2), "cut in half");
+    refused("text", "no module");
+    EXPECT_FALSE(Update(m_folder));
+    EXPECT_FALSE(Update(m_folder + "/missing"));
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
 }
 
 } // namespace

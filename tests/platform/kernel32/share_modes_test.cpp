@@ -1,89 +1,76 @@
 // Share modes, locks and removal between processes.
-#include <atomic>
+#include <cstdio>
 #include <filesystem>
-#include <thread>
 
 #include <gtest/gtest.h>
 
 #include <tchar.h>
 #include <windows.h>
 
-#include "support/processes.h"
+#include "support/child_process.h"
+#include "support/environment.h"
+#include "support/handles.h"
 #include "support/soak.h"
 
 namespace
 {
 
-HANDLE open_file(const test::Wide& path, DWORD access, DWORD share, DWORD disposition)
-{
-    return CreateFileW(path, access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-}
+using test::ChildProcess;
+using test::error_of;
+using test::Handle;
 
-// Opens a file as told, says so, and holds it until its input ends.
+// Opens a file as told, says so, and holds it until it is killed.
 int hold_file(int, char** argv)
 {
-    const HANDLE file = open_file(test::Wide(argv[0]), static_cast<DWORD>(std::stoul(argv[1])),
-                                  static_cast<DWORD>(std::stoul(argv[2])), OPEN_ALWAYS);
-    if (file != INVALID_HANDLE_VALUE && argv[3][0] == 'l')
+    const Handle file(test::open_file(test::Wide(argv[0]), static_cast<DWORD>(std::stoul(argv[1])),
+                                      static_cast<DWORD>(std::stoul(argv[2])), OPEN_ALWAYS));
+    if (file && argv[3][0] == 'l')
         LockFile(file, 100, 0, 10, 0);
-    std::puts(file != INVALID_HANDLE_VALUE ? "open" : "refused");
-    std::fflush(stdout);
-    while (std::getchar() != EOF)
-    {
-    }
+    test::say(file ? "open" : "refused");
+    test::hear();
     return 0;
 }
 const test::ChildMain hold_file_main("hold-file", hold_file);
 
-// Deletes the file again and again until its input ends, and tells how often it did.
+// Deletes the file again and again until it is killed.
 int delete_file(int, char** argv)
 {
     const test::Wide path(argv[0]);
-    std::atomic<bool> ended{false};
-    std::thread listener(
-        [&]
-        {
-            while (std::getchar() != EOF)
-            {
-            }
-            ended = true;
-        });
-    std::puts("ready");
-    std::fflush(stdout);
-    unsigned deleted = 0;
-    while (!ended)
-        deleted += DeleteFileW(path) != 0;
-    listener.join();
-    std::printf("%u\n", deleted);
-    return 0;
+    test::say("ready");
+    for (;;)
+        DeleteFileW(path);
 }
 const test::ChildMain delete_file_main("delete-file", delete_file);
 
 class SharedFile : public testing::Test
 {
 protected:
-    test::Process holder(DWORD access, DWORD share, const char* lock = "-")
+    struct Holder : ChildProcess
     {
-        return test::Process::child(
-            "hold-file", {m_path.utf8(), std::to_string(access), std::to_string(share), lock});
+        Holder(const SharedFile& file, DWORD access, DWORD share, const char* lock = "-")
+            : ChildProcess("hold-file", {file.m_path.utf8(), std::to_string(access),
+                                         std::to_string(share), lock})
+        {
+            EXPECT_EQ(line(), "open");
+        }
+    };
+    HANDLE open(DWORD access, DWORD share = 3, DWORD disposition = OPEN_EXISTING) const
+    {
+        return test::open_file(m_path, access, share, disposition);
     }
-    DWORD error_of_opening(DWORD access, DWORD share)
+    DWORD error_of_opening(DWORD access, DWORD share = 3, DWORD disposition = OPEN_EXISTING) const
     {
-        const HANDLE file = open_file(m_path, access, share, OPEN_EXISTING);
-        if (file == INVALID_HANDLE_VALUE)
-            return GetLastError();
-        CloseHandle(file);
-        return 0;
+        return error_of(HANDLE{Handle(open(access, share, disposition))});
     }
     // While another process deletes the file again and again: open makes it where it is missing,
     // calls what it is given while it has it open, and tells whether it got it.
-    template <class Open> void expect_a_name_for_each(Open open)
+    template <class Open> void expect_a_name_for_each(Open open) const
     {
-        test::Process other = test::Process::child("delete-file", {m_path.utf8()});
-        ASSERT_EQ(other.read_line(), "ready");
+        ChildProcess other("delete-file", {m_path.utf8()});
+        ASSERT_EQ(other.line(), "ready");
         int lost = 0;
         int opened = 0;
-        const auto look = [&] { lost += !std::filesystem::exists(m_folder + "/file"); };
+        const auto look = [&] { lost += !std::filesystem::exists(m_native); };
         const test::SoakTime soak;
         do
             for (int i = 0; i < 5000; ++i)
@@ -93,8 +80,9 @@ protected:
         EXPECT_EQ(lost, 0) << "of " << opened;
         EXPECT_GT(opened, 1000);
     }
-    std::string m_folder = test::make_folder("share");
-    test::Wide m_path = test::windows_form(m_folder + "/file");
+    const std::string m_folder = test::make_folder("share");
+    const std::string m_native = m_folder + "/file";
+    const test::Wide m_path = test::windows_form(m_native);
 };
 
 TEST_F(SharedFile, IsDeniedToOtherProcessesAsItsHolderSays)
@@ -110,16 +98,14 @@ TEST_F(SharedFile, IsDeniedToOtherProcessesAsItsHolderSays)
         {GENERIC_READ | GENERIC_WRITE, 3, GENERIC_READ, FILE_SHARE_READ, ERROR_SHARING_VIOLATION},
         {GENERIC_READ | FILE_APPEND_DATA, 3, GENERIC_READ | FILE_APPEND_DATA, 3, 0},
         {GENERIC_WRITE, FILE_SHARE_READ, GENERIC_READ, 3, 0},
-        {GENERIC_WRITE, FILE_SHARE_READ, FILE_APPEND_DATA, 3, ERROR_SHARING_VIOLATION},
-    };
+        {GENERIC_WRITE, FILE_SHARE_READ, FILE_APPEND_DATA, 3, ERROR_SHARING_VIOLATION}};
     for (const auto& row : rows)
     {
-        test::Process other = holder(row.held, row.shared);
-        ASSERT_EQ(other.read_line(), "open");
+        Holder other(*this, row.held, row.shared);
         EXPECT_EQ(error_of_opening(row.wanted, row.sharing), row.error)
             << std::hex << row.held << "/" << row.shared << " against " << row.wanted << "/"
             << row.sharing;
-        other.kill();
+        other.finish(SIGKILL);
         EXPECT_EQ(error_of_opening(row.wanted, 0), 0u) << "a killed holder holds nothing";
     }
 }
@@ -127,46 +113,38 @@ TEST_F(SharedFile, IsDeniedToOtherProcessesAsItsHolderSays)
 TEST_F(SharedFile, CannotBeRemovedMovedOrReplacedWhileAnotherProcessHasIt)
 {
     const test::Wide other_path = test::windows_form(m_folder + "/other");
-    CloseHandle(open_file(other_path, GENERIC_WRITE, 0, CREATE_NEW));
-    test::Process other = holder(GENERIC_READ, 3);
-    ASSERT_EQ(other.read_line(), "open");
-    EXPECT_FALSE(DeleteFileW(m_path));
-    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
-    EXPECT_FALSE(MoveFileExW(m_path, test::windows_form(m_folder + "/moved"), 0));
-    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
-    EXPECT_FALSE(MoveFileExW(other_path, m_path, MOVEFILE_REPLACE_EXISTING));
-    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
-    other.kill();
+    test::write_file(m_folder + "/other", "");
+    Holder other(*this, GENERIC_READ, 3);
+    for (const DWORD error :
+         {error_of(DeleteFileW(m_path)),
+          error_of(MoveFileExW(m_path, test::windows_form(m_folder + "/moved"), 0)),
+          error_of(MoveFileExW(other_path, m_path, MOVEFILE_REPLACE_EXISTING))})
+        EXPECT_EQ(error, ERROR_SHARING_VIOLATION);
+    other.finish(SIGKILL);
     EXPECT_TRUE(DeleteFileW(m_path));
 }
 
 TEST_F(SharedFile, IsNotCutByAnOpenThatItsHolderDenies)
 {
-    test::write_file(m_folder + "/file", "content");
-    test::Process other = holder(GENERIC_READ, FILE_SHARE_READ);
-    ASSERT_EQ(other.read_line(), "open");
-    EXPECT_EQ(open_file(m_path, GENERIC_READ, 3, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
-    EXPECT_EQ(open_file(m_path, 0, 3, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(test::read_file(m_folder + "/file"), "content");
-    other.kill();
-    const HANDLE file = open_file(m_path, GENERIC_READ, 3, CREATE_ALWAYS);
-    EXPECT_NE(file, INVALID_HANDLE_VALUE);
-    CloseHandle(file);
-    EXPECT_EQ(test::read_file(m_folder + "/file"), "");
+    test::write_file(m_native, "content");
+    Holder other(*this, GENERIC_READ, FILE_SHARE_READ);
+    for (const DWORD access : {GENERIC_READ, 0u})
+        EXPECT_EQ(error_of_opening(access, 3, CREATE_ALWAYS), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(test::read_file(m_native), "content");
+    other.finish(SIGKILL);
+    EXPECT_EQ(error_of_opening(GENERIC_READ, 3, CREATE_ALWAYS), 0u);
+    EXPECT_EQ(test::read_file(m_native), "");
 }
 
 TEST_F(SharedFile, IsNotDeniedByAnOpenForNoAccess)
 {
-    test::write_file(m_folder + "/file", "content");
-    const HANDLE looking = open_file(m_path, 0, 0, OPEN_EXISTING);
-    ASSERT_NE(looking, INVALID_HANDLE_VALUE);
+    test::write_file(m_native, "content");
+    const Handle looking(open(0, 0));
+    ASSERT_TRUE(looking);
     EXPECT_EQ(error_of_opening(GENERIC_READ | GENERIC_WRITE, 0), 0u);
-    const HANDLE alone = open_file(m_path, GENERIC_READ, 0, OPEN_EXISTING);
+    const Handle alone(open(GENERIC_READ, 0));
     EXPECT_EQ(error_of_opening(0, 0), 0u);
     EXPECT_EQ(GetFileSize(looking, nullptr), 7u);
-    CloseHandle(looking);
-    CloseHandle(alone);
 }
 
 TEST_F(SharedFile, IsNotDeletedUnderAConcurrentOpen)
@@ -174,12 +152,10 @@ TEST_F(SharedFile, IsNotDeletedUnderAConcurrentOpen)
     expect_a_name_for_each(
         [this](auto look)
         {
-            const HANDLE file = open_file(m_path, GENERIC_READ | FILE_APPEND_DATA, 3, OPEN_ALWAYS);
-            if (file == INVALID_HANDLE_VALUE)
-                return false;
-            look();
-            CloseHandle(file);
-            return true;
+            const Handle file(open(GENERIC_READ | FILE_APPEND_DATA, 3, OPEN_ALWAYS));
+            if (file)
+                look();
+            return static_cast<bool>(file);
         });
 }
 
@@ -199,49 +175,37 @@ TEST_F(SharedFile, IsNotDeletedUnderAConcurrentOpenAsAStream)
 
 TEST_F(SharedFile, HasByteRangesThatOnlyOneProcessLocks)
 {
-    test::Process other = holder(GENERIC_READ | GENERIC_WRITE, 3, "lock");
-    ASSERT_EQ(other.read_line(), "open");
-    const HANDLE file = open_file(m_path, GENERIC_READ | GENERIC_WRITE, 3, OPEN_EXISTING);
-    EXPECT_FALSE(LockFile(file, 109, 0, 1, 0));
-    EXPECT_EQ(GetLastError(), ERROR_LOCK_VIOLATION);
-    EXPECT_TRUE(LockFile(file, 110, 0, 1, 0));
-    EXPECT_FALSE(UnlockFile(file, 100, 0, 10, 0));
-    EXPECT_EQ(GetLastError(), ERROR_NOT_LOCKED);
-    other.kill();
-    EXPECT_TRUE(LockFile(file, 100, 0, 10, 0));
-    CloseHandle(file);
+    Holder other(*this, GENERIC_READ | GENERIC_WRITE, 3, "lock");
+    const Handle file(open(GENERIC_READ | GENERIC_WRITE));
+    EXPECT_EQ(error_of(LockFile(file, 109, 0, 1, 0)), ERROR_LOCK_VIOLATION);
+    EXPECT_EQ(error_of(LockFile(file, 110, 0, 1, 0)), 0u);
+    EXPECT_EQ(error_of(UnlockFile(file, 100, 0, 10, 0)), ERROR_NOT_LOCKED);
+    other.finish(SIGKILL);
+    EXPECT_EQ(error_of(LockFile(file, 100, 0, 10, 0)), 0u);
 }
 
 TEST_F(SharedFile, ThatIsReadOnlyIsSoForEverybody)
 {
-    test::write_file(m_folder + "/file", "content");
+    test::write_file(m_native, "content");
     ASSERT_TRUE(SetFileAttributesW(m_path, FILE_ATTRIBUTE_READONLY));
-    EXPECT_EQ(error_of_opening(GENERIC_WRITE, 3), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(open_file(m_path, GENERIC_WRITE, 3, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    EXPECT_FALSE(DeleteFileW(m_path));
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(error_of_opening(GENERIC_READ, 3), 0u);
-    EXPECT_EQ(test::read_file(m_folder + "/file"), "content");
+    EXPECT_EQ(error_of_opening(GENERIC_WRITE), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(error_of_opening(GENERIC_WRITE, 3, CREATE_ALWAYS), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(error_of(DeleteFileW(m_path)), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(error_of_opening(GENERIC_READ), 0u);
+    EXPECT_EQ(test::read_file(m_native), "content");
 }
 
 TEST_F(SharedFile, TellsByTheLastErrorWhetherItWasThere)
 {
-    CloseHandle(open_file(m_path, GENERIC_WRITE, 0, OPEN_ALWAYS));
-    for (const DWORD disposition : {OPEN_ALWAYS, CREATE_ALWAYS})
-    {
-        const HANDLE file = open_file(m_path, GENERIC_WRITE, 0, disposition);
-        EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
-        CloseHandle(file);
-    }
-    EXPECT_EQ(open_file(m_path, GENERIC_WRITE, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
-    EXPECT_EQ(open_file(test::windows_form(m_folder + "/none/x"), GENERIC_READ, 0, OPEN_EXISTING),
-              INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-    EXPECT_EQ(open_file(test::windows_form(m_folder + "/none"), GENERIC_READ, 0, OPEN_EXISTING),
-              INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    for (const auto& [disposition, error] :
+         {std::pair{OPEN_ALWAYS, ERROR_SUCCESS}, std::pair{OPEN_ALWAYS, ERROR_ALREADY_EXISTS},
+          std::pair{CREATE_ALWAYS, ERROR_ALREADY_EXISTS}})
+        EXPECT_EQ(Handle(open(GENERIC_WRITE, 0, disposition)).error(), error) << disposition;
+    EXPECT_EQ(error_of_opening(GENERIC_WRITE, 0, CREATE_NEW), ERROR_FILE_EXISTS);
+    const auto error_of_missing = [this](const char* name)
+    { return error_of(test::open_file(test::windows_form(m_folder + name), GENERIC_READ)); };
+    EXPECT_EQ(error_of_missing("/none/x"), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(error_of_missing("/none"), ERROR_FILE_NOT_FOUND);
 }
 
 } // namespace

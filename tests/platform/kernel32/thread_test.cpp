@@ -14,6 +14,11 @@
 
 #include <plinth_platform_test.h>
 
+#include "support/handles.h"
+
+using test::error_of;
+using test::Handle;
+
 namespace
 {
 
@@ -57,6 +62,12 @@ unsigned read_pipe(void* end)
     return static_cast<unsigned>(read(*static_cast<int*>(end), &byte, 1));
 }
 
+unsigned sleep_for_ever(void*)
+{
+    Sleep(INFINITE);
+    return 0;
+}
+
 } // namespace
 
 class Thread : public testing::Test
@@ -67,7 +78,7 @@ public:
 
 TEST_F(Thread, AHandleIsSignalledWithTheExitCode)
 {
-    const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    const Handle event = test::new_event();
     unsigned id = 0;
     const HANDLE thread = begin(wait_for_event, event, &id);
     ASSERT_NE(thread, nullptr);
@@ -77,7 +88,6 @@ TEST_F(Thread, AHandleIsSignalledWithTheExitCode)
     EXPECT_EQ(exit_code(thread), STILL_ACTIVE);
     SetEvent(event);
     expect_ends_with(thread, 7);
-    CloseHandle(event);
     DWORD (*const start)(void*) = [](void* value) { return *static_cast<DWORD*>(value); };
     DWORD value = 0xFFFFFFFE;
     expect_ends_with(CreateThread(nullptr, 0, start, &value, 0, nullptr), value);
@@ -85,33 +95,20 @@ TEST_F(Thread, AHandleIsSignalledWithTheExitCode)
 
 TEST_F(Thread, AThreadMayEndItselfFromWithin)
 {
-    expect_ends_with(begin(
-                         [](void*) -> unsigned
-                         {
-                             _endthreadex(9);
-                             return 1;
-                         }),
-                     9);
-    expect_ends_with(begin(
-                         [](void*) -> unsigned
-                         {
-                             TerminateThread(GetCurrentThread(), 10);
-                             return 1;
-                         }),
-                     10);
+    expect_ends_with(begin([](void*) -> unsigned { return _endthreadex(9), 1; }), 9);
+    expect_ends_with(
+        begin([](void*) -> unsigned { return TerminateThread(GetCurrentThread(), 10), 1; }), 10);
     // Another library's way out: the handle is signalled nevertheless.
     expect_ends_with(begin([](void*) -> unsigned { pthread_exit(nullptr); }), 0);
 }
 
 TEST_F(Thread, AHandleMayBeClosedBeforeItsThreadEnds)
 {
-    const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
     static std::atomic<int> ended = 0;
     for (int i = 0; i < 50; ++i)
         CloseHandle(begin([](void*) { return static_cast<unsigned>(++ended); }));
     while (ended < 50)
         Sleep(1);
-    CloseHandle(event);
 }
 
 TEST_F(Thread, TheIdIsTheThreadsOwnAlsoAfterAFork)
@@ -125,31 +122,21 @@ TEST_F(Thread, TheIdIsTheThreadsOwnAlsoAfterAFork)
     EXPECT_EQ(status, 0);
 }
 
-TEST_F(Thread, TerminationEndsAThreadThatOnlySpins)
+TEST_F(Thread, TerminationEndsAThreadThatSpinsOrIsInABlockingCall)
 {
     std::atomic<bool> running = false;
-    const HANDLE thread = begin(spin, &running);
-    while (!running)
-        Sleep(0);
-    EXPECT_TRUE(TerminateThread(thread, 0));
-    expect_ends_with(thread, 0);
-}
-
-TEST_F(Thread, TerminationEndsAThreadInABlockingCall)
-{
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    const HANDLE reader = begin(read_pipe, &ends[0]);
-    EXPECT_TRUE(TerminateThread(reader, 3));
-    expect_ends_with(reader, 3);
-    const HANDLE sleeper = begin(
-        [](void*) -> unsigned
-        {
-            Sleep(INFINITE);
-            return 0;
-        });
-    EXPECT_TRUE(TerminateThread(sleeper, 4));
-    expect_ends_with(sleeper, 4);
+    const std::pair<unsigned (*)(void*), void*> starts[] = {
+        {spin, &running}, {read_pipe, &ends[0]}, {sleep_for_ever, nullptr}};
+    for (const auto& [start, argument] : starts)
+    {
+        const HANDLE thread = begin(start, argument);
+        while (!running) // the first
+            Sleep(0);
+        EXPECT_TRUE(TerminateThread(thread, 3));
+        expect_ends_with(thread, 3);
+    }
     close(ends[0]);
     close(ends[1]);
 }
@@ -169,30 +156,28 @@ TEST_F(Thread, TerminationEndsAThreadWhoseCreatorHadSignalsBlocked)
 
 TEST_F(Thread, ATerminatedWaiterKeepsNothingAlive)
 {
-    const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, "door");
+    Handle event(CreateEventA(nullptr, FALSE, FALSE, "door"));
     const HANDLE thread = begin(wait_for_event, event);
     EXPECT_EQ(WaitForSingleObject(thread, 1), WAIT_TIMEOUT);
     EXPECT_TRUE(TerminateThread(thread, 6));
     expect_ends_with(thread, 6);
-    CloseHandle(event);
-    const HANDLE anew = CreateEventA(nullptr, FALSE, FALSE, "door");
-    EXPECT_EQ(GetLastError(), ERROR_SUCCESS) << "the event went with its last handle";
-    CloseHandle(anew);
+    event.close();
+    const Handle anew(CreateEventA(nullptr, FALSE, FALSE, "door"));
+    EXPECT_EQ(anew.error(), ERROR_SUCCESS) << "the event went with its last handle";
 }
 
 TEST_F(Thread, TerminationBesideAConcurrentEndIsHarmless)
 {
     for (int i = 0; i < 500; ++i)
     {
-        const HANDLE thread = begin([](void*) { return 1u; });
-        ASSERT_NE(thread, nullptr);
+        const Handle thread(begin([](void*) { return 1u; }));
+        ASSERT_TRUE(thread);
         EXPECT_TRUE(TerminateThread(thread, 2));
         EXPECT_EQ(WaitForSingleObject(thread, 60'000), WAIT_OBJECT_0);
         const DWORD code = exit_code(thread);
         EXPECT_TRUE(code == 1 || code == 2) << code;
         EXPECT_TRUE(TerminateThread(thread, 3)) << "one that has ended already";
         EXPECT_EQ(exit_code(thread), code);
-        CloseHandle(thread);
     }
 }
 
@@ -202,11 +187,11 @@ TEST_F(Thread, AThreadThatCantBeMadeIsReported)
     errno = 0;
     EXPECT_EQ(begin(wait_for_event), nullptr);
     EXPECT_EQ(errno, EAGAIN);
-    SetLastError(0);
-    EXPECT_EQ(CreateThread(
-                  nullptr, 0, [](void*) -> DWORD { return 0; }, nullptr, 0, nullptr),
-              nullptr);
-    EXPECT_NE(GetLastError(), 0u);
+    DWORD (*const start)(void*) = [](void*) { return DWORD{0}; };
+    EXPECT_EQ(error_of(CreateThread(nullptr, 0, start, nullptr, 0, nullptr)),
+              ERROR_NO_SYSTEM_RESOURCES);
+    EXPECT_EQ(error_of(CreateThread(nullptr, 0, nullptr, nullptr, 0, nullptr)),
+              ERROR_INVALID_PARAMETER);
     EXPECT_EQ(begin(nullptr), nullptr);
     EXPECT_EQ(errno, EINVAL);
 }
@@ -216,19 +201,16 @@ TEST_F(Thread, APrioritySucceedsWhateverTheSystemAllows)
     PlinthTestFail("sched_setscheduler", 1, 0, EPERM);
     PlinthTestFail("setpriority", 1, 0, EACCES);
     EXPECT_TRUE(SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_TIME_CRITICAL));
-    const HANDLE event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    const Handle event = test::new_event();
     const HANDLE thread = begin(wait_for_event, event);
     EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_NORMAL);
     EXPECT_TRUE(SetThreadPriority(thread, THREAD_PRIORITY_LOWEST));
     EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_LOWEST);
     SetEvent(event);
     expect_ends_with(thread, 7);
-    EXPECT_FALSE(SetThreadPriority(event, THREAD_PRIORITY_LOWEST));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(error_of(SetThreadPriority(event, THREAD_PRIORITY_LOWEST)), ERROR_INVALID_HANDLE);
     EXPECT_EQ(GetThreadPriority(event), THREAD_PRIORITY_ERROR_RETURN);
-    CloseHandle(event);
-
     PlinthTestFail("SetThreadPriority", 1, 1, static_cast<int>(ERROR_ACCESS_DENIED));
-    EXPECT_FALSE(SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_NORMAL));
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(error_of(SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_NORMAL)),
+              ERROR_ACCESS_DENIED);
 }

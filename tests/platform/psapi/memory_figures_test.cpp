@@ -1,6 +1,6 @@
 // The machine's memory as the kernel tells it, inside control groups and out of them.
-#include <fstream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -28,13 +28,30 @@ MEMORYSTATUSEX status()
     return result;
 }
 
+PERFORMANCE_INFORMATION performance()
+{
+    PERFORMANCE_INFORMATION result = {};
+    EXPECT_TRUE(GetPerformanceInfo(&result, sizeof result)) << GetLastError();
+    return result;
+}
+
+// MiB: the memory and what is available of it, then both with the swap.
+using Figures = std::vector<uint64_t>;
+
+Figures figures()
+{
+    const MEMORYSTATUSEX found = status();
+    return {found.ullTotalPhys / mib, found.ullAvailPhys / mib, found.ullTotalPageFile / mib,
+            found.ullAvailPageFile / mib};
+}
+
 class MemoryFigures : public testing::Test
 {
 protected:
     // A process in a group of the second version, two levels deep.
-    void version2(const std::string& group = "/app.slice/editor.scope")
+    void version2()
     {
-        m_kernel.put("/proc/self/cgroup", "0::" + group + "\n");
+        m_kernel.put("/proc/self/cgroup", "0::/app.slice/editor.scope\n");
         m_kernel.put("/proc/self/mountinfo",
                      "25 1 8:1 / / rw,relatime shared:1 - ext4 /dev/sda1 rw\n"
                      "31 25 0:27 / /sys/fs/cgroup rw,nosuid shared:4 - cgroup2 cgroup2 rw\n");
@@ -47,10 +64,15 @@ protected:
                          " /sys/fs/cgroup/memory rw - cgroup cgroup rw,memory\n"
                          "36 31 0:33 / /sys/fs/cgroup/cpu rw - cgroup cgroup rw,cpu,cpuacct\n");
     }
-    void group(const std::string& folder, const std::string& file, const std::string& text)
+    // Files "memory.*" of a group: names, each followed by its content.
+    template <class... Rest>
+    void group(const std::string& folder, const char* name, const std::string& text, Rest... rest)
     {
-        m_kernel.put("/sys/fs/cgroup" + folder + "/" + file, text);
+        m_kernel.put("/sys/fs/cgroup" + folder + "/memory." + name, text + "\n");
+        if constexpr (sizeof...(rest) > 0)
+            group(folder, rest...);
     }
+    static std::string bytes(uint64_t number_of_mib) { return std::to_string(number_of_mib * mib); }
 
     test::KernelRoot m_kernel;
 };
@@ -58,32 +80,25 @@ protected:
 TEST_F(MemoryFigures, AreTheMachinesWithoutGroups)
 {
     m_kernel.machine(8 * gib_in_kib, 6 * gib_in_kib, 2 * gib_in_kib, gib_in_kib);
-    const MEMORYSTATUSEX found = status();
-    EXPECT_EQ(found.ullTotalPhys, 8192 * mib);
-    EXPECT_EQ(found.ullAvailPhys, 6144 * mib);
-    EXPECT_EQ(found.dwMemoryLoad, 25u);
-    EXPECT_EQ(found.ullTotalPageFile, 10240 * mib);
-    EXPECT_EQ(found.ullAvailPageFile, 7168 * mib);
-
-    PERFORMANCE_INFORMATION info = {};
-    ASSERT_TRUE(GetPerformanceInfo(&info, sizeof info));
-    const uint64_t page = info.PageSize;
-    EXPECT_EQ(info.CommitLimit * page, 10240 * mib);
-    EXPECT_EQ(info.CommitTotal * page, 3072 * mib) << "what is in use of both";
-    EXPECT_EQ(info.PhysicalTotal * page, 8192 * mib);
-    EXPECT_EQ(info.PhysicalAvailable * page, 6144 * mib);
-    EXPECT_EQ(info.SystemCache * page, 128 * 1024u);
-    EXPECT_EQ(info.KernelTotal * page, 12 * 1024u);
+    EXPECT_EQ(figures(), Figures({8192, 6144, 10240, 7168}));
+    EXPECT_EQ(status().dwMemoryLoad, 25u);
+    const PERFORMANCE_INFORMATION info = performance();
+    const auto mib_of = [&](SIZE_T pages) { return pages * info.PageSize / mib; };
+    EXPECT_EQ(Figures({mib_of(info.PhysicalTotal), mib_of(info.PhysicalAvailable),
+                       mib_of(info.CommitLimit), mib_of(info.CommitTotal)}),
+              Figures({8192, 6144, 10240, 3072}))
+        << "of the commitment what is in use";
+    EXPECT_EQ(info.SystemCache * info.PageSize, 128 * 1024u);
+    EXPECT_EQ(info.KernelTotal * info.PageSize, 12 * 1024u);
 }
 
 TEST_F(MemoryFigures, KeepTheGreatestCommitmentSeen)
 {
     // Of the process: in this one no other test commits as much.
-    PERFORMANCE_INFORMATION info = {};
     m_kernel.machine(1024 * gib_in_kib, 256 * gib_in_kib);
-    ASSERT_TRUE(GetPerformanceInfo(&info, sizeof info));
+    performance();
     m_kernel.machine(1024 * gib_in_kib, 512 * gib_in_kib);
-    ASSERT_TRUE(GetPerformanceInfo(&info, sizeof info));
+    const PERFORMANCE_INFORMATION info = performance();
     EXPECT_EQ(info.CommitTotal * info.PageSize, 512 * 1024 * mib);
     EXPECT_EQ(info.CommitPeak * info.PageSize, 768 * 1024 * mib);
 }
@@ -92,39 +107,28 @@ TEST_F(MemoryFigures, CountPromisesWhereTheKernelKeepsThem)
 {
     m_kernel.machine(8 * gib_in_kib, 7 * gib_in_kib, 2 * gib_in_kib, 2 * gib_in_kib);
     m_kernel.put("/proc/sys/vm/overcommit_memory", "2\n");
-    EXPECT_EQ(status().ullTotalPageFile, 6144 * mib) << "CommitLimit";
-    EXPECT_EQ(status().ullAvailPageFile, 4096 * mib) << "less Committed_AS";
+    EXPECT_EQ(figures(), Figures({8192, 7168, 6144, 4096})) << "CommitLimit, less Committed_AS";
     m_kernel.put("/proc/sys/vm/overcommit_memory", "0\n");
-    EXPECT_EQ(status().ullTotalPageFile, 10240 * mib);
+    EXPECT_EQ(figures(), Figures({8192, 7168, 10240, 9216}));
 }
 
 TEST_F(MemoryFigures, ObeyAGroupsLimits)
 {
     m_kernel.machine(8 * gib_in_kib, 6 * gib_in_kib, 4 * gib_in_kib, 4 * gib_in_kib);
     version2();
-    group("/app.slice/editor.scope", "memory.max", "1073741824\n");
-    group("/app.slice/editor.scope", "memory.current", "805306368\n"); // 768 MiB
-    group("/app.slice/editor.scope", "memory.stat",
-          "anon 1\ninactive_file 134217728\nactive_file 134217728\nfile 9\n");
-    group("/app.slice/editor.scope", "memory.swap.max", "536870912\n");
-    group("/app.slice/editor.scope", "memory.swap.current", "268435456\n");
-    const MEMORYSTATUSEX found = status();
-    EXPECT_EQ(found.ullTotalPhys, 1024 * mib);
-    EXPECT_EQ(found.ullAvailPhys, 512 * mib) << "pages of files are taken back";
-    EXPECT_EQ(found.ullTotalPageFile, 1536 * mib);
-    EXPECT_EQ(found.ullAvailPageFile, 768 * mib);
+    group("/app.slice/editor.scope", "max", bytes(1024), "current", bytes(768), "stat",
+          "anon 1\ninactive_file 134217728\nactive_file 134217728\nfile 9", "swap.max", bytes(512),
+          "swap.current", bytes(256));
+    EXPECT_EQ(figures(), Figures({1024, 512, 1536, 768})) << "pages of files are taken back";
 }
 
 TEST_F(MemoryFigures, ObeyTheTightestGroupAbove)
 {
     m_kernel.machine(8 * gib_in_kib, 6 * gib_in_kib);
     version2();
-    group("/app.slice/editor.scope", "memory.max", "max\n");
-    group("/app.slice/editor.scope", "memory.current", "1048576\n");
-    group("/app.slice", "memory.max", "2147483648\n");
-    group("/app.slice", "memory.current", "2147483648\n");
-    EXPECT_EQ(status().ullTotalPhys, 2048 * mib);
-    EXPECT_EQ(status().ullAvailPhys, 0u);
+    group("/app.slice/editor.scope", "max", "max", "current", bytes(1));
+    group("/app.slice", "max", bytes(2048), "current", bytes(2048));
+    EXPECT_EQ(figures(), Figures({2048, 0, 2048, 0}));
     EXPECT_EQ(status().dwMemoryLoad, 100u);
 }
 
@@ -132,35 +136,26 @@ TEST_F(MemoryFigures, ObeyGroupsOfTheFirstVersion)
 {
     m_kernel.machine(8 * gib_in_kib, 6 * gib_in_kib, gib_in_kib, gib_in_kib);
     version1("/jobs/one");
-    group("/memory/jobs/one", "memory.limit_in_bytes", "9223372036854771712\n");
-    group("/memory/jobs/one", "memory.usage_in_bytes", "4096\n");
-    group("/memory/jobs", "memory.use_hierarchy", "1\n");
-    group("/memory/jobs", "memory.limit_in_bytes", "1073741824\n");
-    group("/memory/jobs", "memory.usage_in_bytes", "536870912\n");
-    group("/memory/jobs", "memory.stat",
-          "inactive_file 1\ntotal_inactive_file 268435456\ntotal_active_file 0\n");
-    group("/memory/jobs", "memory.memsw.limit_in_bytes", "1073741824\n"); // no swap
-    group("/memory/jobs", "memory.memsw.usage_in_bytes", "805306368\n");
-    EXPECT_EQ(status().ullTotalPhys, 1024 * mib);
-    EXPECT_EQ(status().ullAvailPhys, 768 * mib);
-    EXPECT_EQ(status().ullTotalPageFile, 1024 * mib);
-    EXPECT_EQ(status().ullAvailPageFile, 512 * mib);
-    group("/memory/jobs", "memory.use_hierarchy", "0\n");
-    EXPECT_EQ(status().ullTotalPhys, 8192 * mib) << "a parent that doesn't count its children";
+    group("/memory/jobs/one", "limit_in_bytes", "9223372036854771712", "usage_in_bytes", "4096");
+    group("/memory/jobs", "use_hierarchy", "1", "limit_in_bytes", bytes(1024), "usage_in_bytes",
+          bytes(512), "stat", "inactive_file 1\ntotal_inactive_file 268435456\ntotal_active_file 0",
+          "memsw.limit_in_bytes", bytes(1024), "memsw.usage_in_bytes", bytes(768));
+    EXPECT_EQ(figures(), Figures({1024, 768, 1024, 512}));
+    group("/memory/jobs", "use_hierarchy", "0");
+    EXPECT_EQ(figures()[0], 8192u) << "a parent that doesn't count its children";
 }
 
 // In a container without a group namespace of its own the group's folder is mounted itself.
 TEST_F(MemoryFigures, FindTheGroupOfAContainer)
 {
     m_kernel.machine(8 * gib_in_kib, 6 * gib_in_kib);
-    group("/memory", "memory.limit_in_bytes", "268435456\n");
-    group("/memory", "memory.usage_in_bytes", "0\n");
+    group("/memory", "limit_in_bytes", bytes(256), "usage_in_bytes", "0");
     version1("/docker/4711", "/docker/4711");
-    EXPECT_EQ(status().ullTotalPhys, 256 * mib);
+    EXPECT_EQ(figures()[0], 256u);
     version1("/docker/47110", "/docker/4711");
-    EXPECT_EQ(status().ullTotalPhys, 256 * mib) << "the mounted group is still above it";
+    EXPECT_EQ(figures()[0], 256u) << "the mounted group is still above it";
     version1("/../elsewhere");
-    EXPECT_EQ(status().ullTotalPhys, 256 * mib);
+    EXPECT_EQ(figures()[0], 256u);
 }
 
 TEST_F(MemoryFigures, SurviveFilesThatAreCutOrStrange)
@@ -182,10 +177,10 @@ TEST_F(MemoryFigures, SurviveFilesThatAreCutOrStrange)
             m_kernel.put("/proc/self/mountinfo", mount);
             EXPECT_EQ(status().ullTotalPhys, 1000 * 1024u);
         }
-    version2("/x");
+    version2();
     for (const char* const number : {"", "-1", "18446744073709551616", "12kB", "max"})
     {
-        group("/x", "memory.max", number);
+        group("/app.slice/editor.scope", "max", number);
         EXPECT_EQ(status().ullTotalPhys, 1000 * 1024u) << number;
     }
 }
@@ -216,8 +211,7 @@ TEST(RealMemory, AgreesWithTheKernel)
     EXPECT_LE(found.ullAvailPhys, found.ullTotalPhys);
     EXPECT_LE(found.ullAvailPageFile, found.ullTotalPageFile);
     EXPECT_LT(found.ullAvailVirtual, found.ullTotalVirtual);
-    PERFORMANCE_INFORMATION info = {};
-    ASSERT_TRUE(GetPerformanceInfo(&info, sizeof info));
+    const PERFORMANCE_INFORMATION info = performance();
     EXPECT_EQ(info.PageSize, static_cast<SIZE_T>(sysconf(_SC_PAGESIZE)));
     EXPECT_GE(info.ProcessCount, 1u);
     EXPECT_GE(info.ThreadCount, info.ProcessCount / 2) << "kernel and containers may hide some";
@@ -236,33 +230,6 @@ TEST(RealMemory, AddressesObeyTheProcesssLimit)
     const MEMORYSTATUSEX found = status();
     setrlimit(RLIMIT_AS, &former);
     EXPECT_EQ(found.ullTotalVirtual, limit);
-}
-
-// Needs a memory hierarchy of the first version, or of the second with the controller handed down,
-// in which this process may make a group.
-TEST(RealMemory, IsThatOfTheGroupAProcessIsPutInto)
-{
-    std::ifstream groups("/proc/self/cgroup");
-    std::string own;
-    for (std::string line; std::getline(groups, line);)
-        if (const size_t at = line.find(":memory:"); at != std::string::npos)
-            own = line.substr(at + 8);
-    const std::string parent = "/sys/fs/cgroup/memory" + own;
-    const std::string folder = parent + "/plinth-test-" + std::to_string(getpid());
-    std::error_code error;
-    if (own.empty() || !std::filesystem::create_directory(folder, error))
-        GTEST_SKIP() << "no memory group can be made here";
-    const auto write = [](const std::string& path, const std::string& text)
-    { return static_cast<bool>(std::ofstream(path) << text << std::flush); };
-    const bool moved = write(folder + "/memory.limit_in_bytes", std::to_string(200 * mib)) &&
-                       write(folder + "/cgroup.procs", std::to_string(getpid()));
-    const MEMORYSTATUSEX found = status();
-    write(parent + "/cgroup.procs", std::to_string(getpid()));
-    std::filesystem::remove(folder, error);
-    if (!moved)
-        GTEST_SKIP() << "no process can be put into a group here";
-    EXPECT_EQ(found.ullTotalPhys, 200 * mib);
-    EXPECT_LE(found.ullAvailPhys, 200 * mib);
 }
 
 } // namespace
