@@ -59,34 +59,30 @@ def write_log(name, content):
         file.write(content)
 
 
-class Running:
+class Running(subprocess.Popen):
     """A plinth-trace that goes on running: with the channel, if it is a watch."""
 
     def __init__(self, *arguments, stdout=subprocess.PIPE):
-        self.process = subprocess.Popen([TRACE, *arguments], stdin=subprocess.DEVNULL,
-                                        stdout=stdout, stderr=subprocess.PIPE, encoding="utf-8")
+        super().__init__([TRACE, *arguments], stdin=subprocess.DEVNULL, stdout=stdout,
+                         stderr=subprocess.PIPE, encoding="utf-8")
         if arguments[0] == "watch":
-            line = self.process.stderr.readline()
+            line = self.stderr.readline()
             assert "watching" in line, line
 
     def line(self):
-        return self.process.stdout.readline().rstrip("\n")
+        return self.stdout.readline().rstrip("\n")
 
     def interrupt(self):
-        self.process.send_signal(signal.SIGINT)
+        self.send_signal(signal.SIGINT)
         return self.end()
 
     def end(self):
-        out, err = self.process.communicate(timeout=PATIENCE)
-        return self.process.returncode, out, err
-
-    def __enter__(self):
-        return self
+        out, err = self.communicate(timeout=PATIENCE)
+        return self.returncode, out, err
 
     def __exit__(self, *_):
-        if self.process.poll() is None:
-            self.process.kill()
-        self.process.communicate()
+        self.kill()
+        self.communicate()
 
 
 def watch(*arguments, spoken=(), told=()):
@@ -159,8 +155,8 @@ class Watch(unittest.TestCase):
 
     def test_the_channel_is_free_again_after_a_listener_was_killed(self):
         with Running("watch") as first:
-            first.process.kill()
-            first.process.wait()
+            first.kill()
+            first.wait()
         self.assertIn("for the second", watch("--count", "1", spoken=["for the second"])[0])
 
     def test_ctrl_c_ends_it_after_what_was_written_before(self):
@@ -177,10 +173,10 @@ class Watch(unittest.TestCase):
     def test_texts_that_a_stopped_watch_did_not_take_are_counted_and_shown(self):
         count = 1000
         with Running("watch") as running:
-            running.process.send_signal(signal.SIGSTOP)
-            os.waitpid(running.process.pid, os.WUNTRACED)
+            running.send_signal(signal.SIGSTOP)
+            os.waitpid(running.pid, os.WUNTRACED)
             speak(f"numbers:{count}")
-            running.process.send_signal(signal.SIGCONT)
+            running.send_signal(signal.SIGCONT)
             # Until it goes on, no writer waits for it: the end could be lost.
             lines = [running.line()]
             speak("end")
@@ -193,11 +189,11 @@ class Watch(unittest.TestCase):
 
     def test_a_reader_that_goes_away_ends_it_quietly(self):
         with Running("watch") as running:
-            running.process.stdout.close()
+            running.stdout.close()
             speak("for nobody")
-            running.process.wait(PATIENCE)
-            self.assertEqual((running.process.returncode, running.process.stderr.read()), (0, ""))
-            running.process.stdout = None
+            running.wait(PATIENCE)
+            self.assertEqual((running.returncode, running.stderr.read()), (0, ""))
+            running.stdout = None
 
     def test_output_that_fails_is_an_error(self):
         with open("/dev/full", "w") as full, Running("watch", stdout=full) as running:
@@ -443,7 +439,7 @@ class Log(unittest.TestCase):
             def until(*texts):
                 for text in texts:
                     while text not in follow.line():
-                        self.assertIsNone(follow.process.poll())
+                        self.assertIsNone(follow.poll())
 
             # With its last lines: the talker may have written before the tool looks.
             until("before")

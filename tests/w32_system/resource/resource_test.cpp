@@ -187,6 +187,7 @@ TEST(ResourceData, AMissGivesOneSharedArrayThatIsAlwaysEmpty)
     EXPECT_EQ(data.GetCQvByteArrayW32(100, nullptr).GetSize(), 0u) << "whoever wrote to it";
     EXPECT_EQ(data.GetCQvByteArrayW32(-5, &id).GetSize(), 3u) << "counts as the first";
     EXPECT_EQ(id, 7);
+    EXPECT_EQ(data.GetCQvByteArrayW32(1, nullptr).GetSize(), 5u);
 }
 
 TEST(ResourceData, WhoKeepsWhatWasLoadedTakesItOver)

@@ -28,20 +28,16 @@ std::string plain(double value, int decimals)
 
 TEST(NumberText, ShowsTheFewestDecimalsThatTheLimitAllowsButNeverABareZero)
 {
-    static constexpr struct
-    {
-        double value;
-        int decimals;
-        const char* text;
-    } rows[] = {{3.14159, 2, "3.14"},  {2.5, 3, "2.5"},         {100.0, 2, "100"},
-                {1500.0, 0, "1500"},   {-1500.0, 3, "-1500"},   {1234567.5, 1, "1234567.5"},
-                {0.999, 2, "1"},       {9.995, 1, "10"},        {0.1, 17, "0.10000000000000001"},
-                {0.0004, 2, "0.0004"}, {-0.0004, 2, "-0.0004"}, {0.3, 0, "0.3"},
-                {-0.3, 0, "-0.3"},     {0.00096, 2, "0.001"},   {0.00001, 0, "0.00001"},
-                {0.04, 1, "0.04"},     {0.00001, 5, "0.00001"}, {0.00036, 2, "0.0004"},
-                {0.5, 0, "0.5"}};
-    for (const auto& row : rows)
-        EXPECT_EQ(plain(row.value, row.decimals), row.text) << row.value;
+    static constexpr std::tuple<double, int, const char*> rows[] = {
+        {3.14159, 2, "3.14"},  {2.5, 3, "2.5"},         {100.0, 2, "100"},
+        {1500.0, 0, "1500"},   {-1500.0, 3, "-1500"},   {1234567.5, 1, "1234567.5"},
+        {0.999, 2, "1"},       {9.995, 1, "10"},        {0.1, 17, "0.10000000000000001"},
+        {0.0004, 2, "0.0004"}, {-0.0004, 2, "-0.0004"}, {0.3, 0, "0.3"},
+        {-0.3, 0, "-0.3"},     {0.00096, 2, "0.001"},   {0.00001, 0, "0.00001"},
+        {0.04, 1, "0.04"},     {0.00001, 5, "0.00001"}, {0.00036, 2, "0.0004"},
+        {0.5, 0, "0.5"}};
+    for (const auto& [value, decimals, text] : rows)
+        EXPECT_EQ(plain(value, decimals), text) << value;
 }
 
 TEST(NumberText, BelowTheLimitAndOnlyThereItIsZero)
@@ -101,21 +97,17 @@ TEST(NumberText, NoNumbersAreTheRuntimesWords)
 // The buffer has exactly the size, so that a checker sees what is read or written beyond.
 TEST(NumberText, FitsWithItsTerminatorOrNot)
 {
-    static constexpr struct
-    {
-        double value;
-        int decimals;
-        int needed;
-    } rows[] = {{3.14159, 2, 5}, {-2.5, 1, 5}, {0.3, 0, 4}, {0.0004, 2, 7}, {0.0, 2, 2}};
-    for (const auto& row : rows)
+    static constexpr std::tuple<double, int, int> rows[] = {
+        {3.14159, 2, 5}, {-2.5, 1, 5}, {0.3, 0, 4}, {0.0004, 2, 7}, {0.0, 2, 2}};
+    for (const auto& [value, decimals, needed] : rows)
         for (int size = 1; size < 12; ++size)
         {
             std::vector<wchar_t> text(static_cast<size_t>(size), L'#');
             const bool fits =
-                QV_DoubleToStringEx(row.value, row.decimals, text.data(), size, true, false, 0);
-            EXPECT_EQ(fits, size >= row.needed) << row.value << " in " << size;
+                QV_DoubleToStringEx(value, decimals, text.data(), size, true, false, 0);
+            EXPECT_EQ(fits, size >= needed) << value << " in " << size;
             const bool terminated = std::find(text.begin(), text.end(), L'\0') != text.end();
-            EXPECT_EQ(terminated, fits || row.value != 0) << row.value << " in " << size;
+            EXPECT_EQ(terminated, fits || value != 0) << value << " in " << size;
         }
 }
 
@@ -138,24 +130,20 @@ TEST(NumberText, RefusesNoBufferAndNegativeDecimals)
 
 TEST(NumberText, ReadsADotInEveryLocaleAndLeavesTheVariableWithoutANumber)
 {
-    static constexpr struct
-    {
-        const wchar_t* text;
-        bool read;
-        double value;
-    } rows[] = {{L"1.5", true, 1.5},       {L"  -2.25e3 kg", true, -2250},
-                {L"7", true, 7},           {L"1e999", true, HUGE_VAL},
-                {L"5e-324", true, 5e-324}, {L".5", true, 0.5},
-                {L"+3.", true, 3},         {L"12abc", true, 12},
-                {L"", false, -1},          {L" ", false, -1},
-                {L"abc", false, -1},       {L".", false, -1},
-                {L"-", false, -1},         {L"e5", false, -1},
-                {L"\x0661", false, -1}};
-    for (const auto& row : rows)
+    static constexpr std::tuple<const wchar_t*, bool, double> rows[] = {
+        {L"1.5", true, 1.5},       {L"  -2.25e3 kg", true, -2250},
+        {L"7", true, 7},           {L"1e999", true, HUGE_VAL},
+        {L"5e-324", true, 5e-324}, {L".5", true, 0.5},
+        {L"+3.", true, 3},         {L"12abc", true, 12},
+        {L"", false, -1},          {L" ", false, -1},
+        {L"abc", false, -1},       {L".", false, -1},
+        {L"-", false, -1},         {L"e5", false, -1},
+        {L"\x0661", false, -1}};
+    for (const auto& [number, read, expected] : rows)
     {
         double value = -1;
-        EXPECT_EQ(QV_StringToDouble(row.text, &value), row.read) << utf8(row.text);
-        EXPECT_EQ(value, row.value) << utf8(row.text);
+        EXPECT_EQ(QV_StringToDouble(number, &value), read) << utf8(number);
+        EXPECT_EQ(value, expected) << utf8(number);
     }
     wchar_t* end = nullptr;
     const wchar_t text[] = L" 2.5,7";
@@ -175,28 +163,23 @@ TEST(NumberText, TellsNumbersByTheirCharacters)
 
 TEST(FormatSpec, TurnsTheStandardsLengthIntoTheRuntimes)
 {
-    static constexpr struct
-    {
-        const char* before;
-        const char* after;
-        bool result;
-    } rows[] = {{"%lld", "%I64d", true},   {"%I64u", "%I64u", true},
-                {"%d", "%d", false},       {"a%lld b%llu", "a%I64d b%I64u", true},
-                {"hello", "heI64o", true}, {"%lllx", "%I64lx", true},
-                {"llll", "I64I64", true},  {"%l", "%l", false},
-                {"ll", "I64", true},       {"I6 4", "I6 4", false},
-                {"", "", false},           {"%ll", "%I64", true}};
-    for (const auto& row : rows)
+    static constexpr std::tuple<const char*, const char*, bool> rows[] = {
+        {"%lld", "%I64d", true},   {"%I64u", "%I64u", true},
+        {"%d", "%d", false},       {"a%lld b%llu", "a%I64d b%I64u", true},
+        {"hello", "heI64o", true}, {"%lllx", "%I64lx", true},
+        {"llll", "I64I64", true},  {"%l", "%l", false},
+        {"ll", "I64", true},       {"I6 4", "I6 4", false},
+        {"", "", false},           {"%ll", "%I64", true}};
+    for (const auto& [before, after, result] : rows)
     {
         // No more room than is asked for.
-        const std::string before = row.before;
-        std::vector<char> narrow(std::strlen(row.after) + 1);
-        std::copy(before.begin(), before.end(), narrow.begin());
+        std::vector<char> narrow(std::strlen(after) + 1);
+        std::copy(before, before + std::strlen(before), narrow.begin());
         std::vector<wchar_t> wide(narrow.begin(), narrow.end());
-        EXPECT_EQ(QV_Conv64FmtSpecA(narrow.data()), row.result) << before;
-        EXPECT_STREQ(narrow.data(), row.after);
-        EXPECT_EQ(QV_Conv64FmtSpecW(wide.data()), row.result) << before;
-        EXPECT_EQ(utf8(wide.data()), row.after);
+        EXPECT_EQ(QV_Conv64FmtSpecA(narrow.data()), result) << before;
+        EXPECT_STREQ(narrow.data(), after);
+        EXPECT_EQ(QV_Conv64FmtSpecW(wide.data()), result) << before;
+        EXPECT_EQ(utf8(wide.data()), after);
     }
 }
 
