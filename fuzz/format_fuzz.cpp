@@ -6,23 +6,19 @@
 #include <tchar.h>
 #include <windows.h>
 
-#include "fuzz_check.h"
+#include "fuzz_target.h"
 
 using fuzz::check;
 
 namespace
 {
 
-constexpr size_t argument_limit = 24;
-
 // Ends the format before it could take more arguments than there are.
-template <class Char> void bound_arguments(Char* format)
+template <class Char> void bound_arguments(std::vector<Char>& format)
 {
-    size_t taken = 0;
-    for (; *format; ++format)
-        if ((*format == '%' || *format == '*') && ++taken > argument_limit)
-            break;
-    *format = 0;
+    size_t left = 24;
+    *std::find_if(format.begin(), format.end() - 1,
+                  [&left](Char c) { return !c || ((c == '%' || c == '*') && left-- == 0); }) = 0;
 }
 
 template <class Char> using Print = int (*)(Char*, size_t, const Char*, ...);
@@ -35,20 +31,12 @@ int print(Print<Char> function, Char* buffer, size_t size, const Char* format, c
                     p, p);
 }
 
-int cut_wide(wchar_t* buffer, size_t, const wchar_t* format, ...)
+template <class Char, int (*Function)(Char*, const Char*, va_list)>
+int cut(Char* buffer, size_t, const Char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    const int length = wvsprintfW(buffer, format, arguments);
-    va_end(arguments);
-    return length;
-}
-
-int cut_narrow(char* buffer, size_t, const char* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = wvsprintfA(buffer, format, arguments);
+    const int length = Function(buffer, format, arguments);
     va_end(arguments);
     return length;
 }
@@ -57,49 +45,41 @@ template <class Char>
 void try_format(fuzz::Input& input, Print<Char> bounded, Print<Char> cut, size_t size,
                 const void* text)
 {
-    size_t length = input.size();
-    const auto format = input.text<Char>(length);
-    bound_arguments(format.get());
+    auto format = input.text<Char>();
+    bound_arguments(format);
 
-    constexpr size_t large = 2048;
-    const auto whole = std::make_unique<Char[]>(large);
-    const int whole_length = print(bounded, whole.get(), large, format.get(), text);
-    const int measured = print<Char>(bounded, nullptr, 0, format.get(), text);
-    check(whole_length < 0 || measured == whole_length,
+    // In memory of exactly the size, but for the first.
+    std::vector<Char> whole(2048), part(size), shortened(1024);
+    const int length = print(bounded, whole.data(), whole.size(), format.data(), text);
+    check(length < 0 || print<Char>(bounded, nullptr, 0, format.data(), text) == length,
           "the length without a buffer is the length");
 
-    // In memory of exactly the size.
-    const auto part = std::make_unique<Char[]>(size);
-    const int part_length = print(bounded, part.get(), size, format.get(), text);
-    const bool fits = whole_length >= 0 && static_cast<size_t>(whole_length) <= size;
-    check(part_length == (fits ? whole_length : -1), "negative if and only if it does not fit");
-    const size_t shown = fits ? static_cast<size_t>(whole_length) : size;
-    check(std::equal(part.get(), part.get() + shown, whole.get()),
+    const int part_length = print(bounded, part.data(), size, format.data(), text);
+    const bool fits = length >= 0 && static_cast<size_t>(length) <= size;
+    check(part_length == (fits ? length : -1), "negative if and only if it does not fit");
+    const size_t shown = fits ? static_cast<size_t>(length) : size;
+    check(std::equal(part.data(), part.data() + shown, whole.data()),
           "what is stored is the beginning");
     check(shown == size || part[shown] == 0, "there is a terminator where there is room");
 
-    constexpr size_t cut_size = 1024;
-    const auto cut_text = std::make_unique<Char[]>(cut_size);
-    const int cut_length = print(cut, cut_text.get(), 0, format.get(), text);
-    const size_t expected =
-        whole_length < 0 ? cut_size - 1 : std::min(static_cast<size_t>(whole_length), cut_size - 1);
+    const int cut_length = print(cut, shortened.data(), 0, format.data(), text);
+    const size_t most = shortened.size() - 1;
+    const size_t expected = length < 0 ? most : std::min(static_cast<size_t>(length), most);
     check(cut_length == static_cast<int>(expected), "the rest is cut");
-    check(std::equal(cut_text.get(), cut_text.get() + expected, whole.get()), "and only the rest");
-    check(cut_text[expected] == 0, "a cut text has its terminator");
+    check(std::equal(shortened.data(), shortened.data() + expected, whole.data()),
+          "and only the rest");
+    check(shortened[expected] == 0, "a cut text has its terminator");
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+void fuzz::run(Input input)
 {
-    fuzz::Input input(data, size);
     const bool wide = input.byte() & 1;
     const size_t capacity = size_t{1} + input.byte();
-    size_t text_length = input.byte();
-    const auto text = input.text<wchar_t>(text_length);
+    const auto text = input.text<wchar_t>(input.byte());
     if (wide)
-        try_format<wchar_t>(input, _snwprintf, cut_wide, capacity, text.get());
+        try_format<wchar_t>(input, _snwprintf, cut<wchar_t, wvsprintfW>, capacity, text.data());
     else
-        try_format<char>(input, _snprintf, cut_narrow, capacity, text.get());
-    return 0;
+        try_format<char>(input, _snprintf, cut<char, wvsprintfA>, capacity, text.data());
 }

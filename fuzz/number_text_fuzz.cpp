@@ -1,13 +1,11 @@
 // Numbers as text and back: doubles of any bits with limits and buffers of any size, and any text.
+#include <bit>
 #include <cmath>
-#include <cstdlib>
-#include <memory>
-#include <string>
 
 #include <tchar.h>
 #include <windows.h>
 
-#include "fuzz_check.h"
+#include "fuzz_target.h"
 #include "plinth_w32_system.h"
 
 using fuzz::check;
@@ -15,88 +13,64 @@ using fuzz::check;
 namespace
 {
 
+[[maybe_unused]] const int g_locale = setenv("LC_ALL", "C", 1);
+
 int any_int(fuzz::Input& input)
 {
     const unsigned bytes = input.byte() % 5; // small ones most of the time
-    unsigned result = 0;
-    for (unsigned i = 0; i < bytes; ++i)
-        result = result << 8 | input.byte();
-    return static_cast<int>(result);
-}
-
-double any_double(fuzz::Input& input)
-{
-    uint64_t bits = 0;
-    for (int i = 0; i < 8; ++i)
-        bits = bits << 8 | input.byte();
-    double result;
-    std::memcpy(&result, &bits, sizeof result);
-    return result;
+    return static_cast<int>(input.number(bytes));
 }
 
 void try_number(fuzz::Input& input)
 {
-    const double value = any_double(input);
+    const auto value = std::bit_cast<double>(input.number(8));
     const int decimals = any_int(input);
     const int least = any_int(input);
     const uint8_t flags = input.byte();
-    const int size = flags & 4 ? 1 + input.byte() % 32 : 1100;
-    const auto text = std::make_unique<wchar_t[]>(static_cast<size_t>(size));
-    for (int i = 0; i < size; ++i)
-        text[static_cast<size_t>(i)] = L'#';
-    const bool shown =
-        QV_DoubleToStringEx(value, decimals, text.get(), size, flags & 1, flags & 2, least);
-    check(!shown || decimals >= 0, "negative decimals are refused");
-    check(!shown || wcsnlen(text.get(), static_cast<size_t>(size)) < static_cast<size_t>(size),
-          "a text that is shown is terminated");
-    if (!shown || !std::isfinite(value) || std::fabs(value) < 0.00001)
+    std::vector<wchar_t> text(flags & 4 ? size_t{1} + input.byte() % 32 : 1100, L'#');
+    const bool shown = QV_DoubleToStringEx(
+        value, decimals, text.data(), static_cast<int>(text.size()), flags & 1, flags & 2, least);
+    if (!shown)
+        return;
+    check(decimals >= 0, "negative decimals are refused");
+    check(wcsnlen(text.data(), text.size()) < text.size(), "a text that is shown is terminated");
+    if (!std::isfinite(value) || std::fabs(value) < 0.00001)
         return;
     double back = 0;
-    check(QV_StringToDouble(text.get(), &back), "what was written can be read");
+    check(QV_StringToDouble(text.data(), &back), "what was written can be read");
     // Half a unit of the last decimal, or, where it would have been a bare zero, of the first
     // digit.
     const double unit = std::max(std::pow(10.0, -std::min(decimals, 300)),
                                  std::fabs(value) < 0.5 ? std::fabs(value) : 0.0);
     check(std::fabs(back - value) <= unit * 0.51 + std::fabs(value) * 1e-15,
           "and is the number as far as it was shown");
-    check(QV_IsStringDouble(text.get()), "it looks like a number");
+    check(QV_IsStringDouble(text.data()), "it looks like a number");
 }
 
 void try_text(fuzz::Input& input)
 {
-    size_t length = input.size();
-    const auto text = input.text<wchar_t>(length);
+    const auto text = input.text<wchar_t>();
     double value = 5;
-    const bool read = QV_StringToDouble(text.get(), &value);
+    const bool read = QV_StringToDouble(text.data(), &value);
     check(read || value == 5, "without a number the variable stays");
     wchar_t* end = nullptr;
-    const double same = QV_wstrtod(text.get(), &end);
-    check(read == (end != text.get()), "both know the same numbers");
+    const double same = QV_wstrtod(text.data(), &end);
+    check(read == (end != text.data()), "both know the same numbers");
     check(!read || value == same || (std::isnan(value) && std::isnan(same)),
           "and give the same value");
-    if (QV_IsStringDouble(text.get()))
-        for (const wchar_t* c = text.get(); *c; ++c)
-            check(*c < 0x80, "a number is ASCII");
+    check(!QV_IsStringDouble(text.data()) ||
+              std::all_of(text.begin(), std::find(text.begin(), text.end(), L'\0'),
+                          [](wchar_t c) { return c < 0x80; }),
+          "a number is ASCII");
 
     wchar_t out[64];
-    const int stored = GetNumberFormatW(LOCALE_USER_DEFAULT, 0, text.get(), nullptr, out, 64);
+    const int stored = GetNumberFormatW(LOCALE_USER_DEFAULT, 0, text.data(), nullptr, out, 64);
     check(stored == 0 || out[stored - 1] == L'\0', "a formatted text is terminated");
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
+void fuzz::run(Input input)
 {
-    setenv("LC_ALL", "C", 1);
-    return 0;
-}
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
-{
-    fuzz::Input input(data, size);
-    if (input.byte() & 1)
-        try_text(input);
-    else
-        try_number(input);
-    return 0;
+    input.byte() & 1 ? try_text(input) : try_number(input);
 }

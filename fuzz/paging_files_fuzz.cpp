@@ -1,63 +1,32 @@
 // The system's list of page files, against the slow way to say what its first line holds.
-#include <cstdint>
-#include <string>
-
-#include "fuzz_check.h"
+#include "fuzz_target.h"
 #include "memory/paging_files.h"
 
-namespace
+void fuzz::run(Input input)
 {
-
-bool is_blank(wchar_t c)
-{
-    return c == L' ' || (c >= 9 && c <= 13);
-}
-
-const wchar_t* skip_blanks(const wchar_t* at)
-{
-    while (is_blank(*at))
-        ++at;
-    return at;
-}
-
-// Digits, of which the first differs from zero only behind others. False without any.
-bool skip_digits(const wchar_t*& at, uint64_t& number)
-{
-    const wchar_t* const start = at;
-    for (number = 0; *at >= L'0' && *at <= L'9'; ++at)
-        number =
-            std::min<uint64_t>(number * 10 + static_cast<unsigned>(*at - L'0'), UINT64_C(1) << 40);
-    return at != start;
-}
-
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
-{
-    fuzz::Input input(data, size);
-    size_t length = input.size();
-    const auto text = input.text<wchar_t>(length);
-    const uint64_t megabytes = QvMaxPageFileMegabytes(text.get());
-
-    const wchar_t* at = skip_blanks(text.get());
-    while (*at && !is_blank(*at))
-        ++at;
-    at = skip_blanks(at);
-    uint64_t initial = 0;
-    uint64_t largest = 0;
-    if (*at == L'+' || *at == L'-') // what a sign means is up to the runtime
-        return 0;
-    if (!skip_digits(at, initial))
+    const auto text = input.text<wchar_t>();
+    const uint64_t megabytes = QvMaxPageFileMegabytes(text.data());
+    const wchar_t* at = text.data();
+    const auto skip = [&at](bool blanks)
     {
-        fuzz::check(megabytes == 0, "no size without numbers");
-        return 0;
+        while (*at && (*at == L' ' || (*at >= 9 && *at <= 13)) == blanks)
+            ++at;
+    };
+    skip(true);
+    skip(false); // the name
+    for (const bool is_last : {false, true})
+    {
+        skip(true);
+        if (*at == L'+' || *at == L'-') // what a sign means is up to the runtime
+            return;
+        const wchar_t* const start = at;
+        uint64_t number = 0;
+        for (; *at >= L'0' && *at <= L'9'; ++at)
+            number = std::min<uint64_t>(number * 10 + static_cast<unsigned>(*at - L'0'), UINT64_C(1)
+                                                                                             << 40);
+        if (at == start)
+            return check(megabytes == 0, "no size without two numbers");
+        if (is_last && number <= UINT32_MAX)
+            check(megabytes == number, "the second number is the size");
     }
-    at = skip_blanks(at);
-    if (*at == L'+' || *at == L'-')
-        return 0;
-    if (!skip_digits(at, largest))
-        fuzz::check(megabytes == 0, "no size with one number");
-    else if (largest <= UINT32_MAX)
-        fuzz::check(megabytes == largest, "the second number is the size");
-    return 0;
 }

@@ -1,9 +1,8 @@
 // Resources: reading whatever tree there is, by the calls that callers make and all of it at once.
-#include <vector>
-
-#include "fuzz_check.h"
+#include "fuzz_target.h"
 #include "pe/resource_tree.h"
 
+using fuzz::check;
 using namespace platform::pe;
 
 namespace
@@ -15,7 +14,7 @@ void read_all(const Bytes& bytes)
     unsigned sum = 0;
     for (uint64_t i = 0; i < bytes.size(); ++i)
         sum += bytes.data()[i];
-    fuzz::check(sum <= bytes.size() * 255, "data is all there");
+    check(sum <= bytes.size() * 255, "data is all there");
 }
 
 // Follows every entry three levels deep.
@@ -28,17 +27,16 @@ void look_up(const ResourceTree& tree)
         ResourceId id;
         if (!type.is_directory || !tree.id_of(type, id))
             continue;
-        fuzz::check(tree.find_directory(ResourceTree::root, id) != ResourceTree::no_offset,
-                    "what is listed is found");
+        check(tree.find_directory(ResourceTree::root, id) != ResourceTree::no_offset,
+              "what is listed is found");
         for (uint32_t n = 0; n < tree.entry_count(type.target) && budget; ++n, --budget)
         {
-            const ResourceTree::Entry name = tree.entry(type.target, n);
-            const uint32_t found = tree.find_language(name.target, 0);
+            const uint32_t found = tree.find_language(tree.entry(type.target, n).target, 0);
             ResourceData data;
             Bytes bytes;
             if (found == ResourceTree::no_offset || !tree.data_at(found, data, bytes))
                 continue;
-            fuzz::check(bytes.size() == data.size, "data has the size that it is said to have");
+            check(bytes.size() == data.size, "data has the size that it is said to have");
             read_all(bytes);
         }
     }
@@ -46,13 +44,11 @@ void look_up(const ResourceTree& tree)
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+void fuzz::run(Input input)
 {
-    // In memory of exactly this size, so that the sanitizer sees a read beyond.
-    const std::vector<uint8_t> exact(data, data + size);
     ResourceTree tree;
-    if (!tree.open({exact.data(), exact.size()}))
-        return 0;
+    if (!tree.open({input.data(), input.size()}))
+        return;
     look_up(tree);
     uint64_t visits = 0;
     tree.walk(
@@ -62,6 +58,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                 read_all(bytes);
             return ++visits != 0;
         });
-    fuzz::check(visits <= size / 8, "a walk visits no more than there is room for");
-    return 0;
+    check(visits <= input.size() / 8, "a walk visits no more than there is room for");
 }

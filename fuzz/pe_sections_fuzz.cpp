@@ -1,12 +1,9 @@
 // Sections of a module file: whatever the file says, the section that comes lies within it.
-#include <cstdlib>
-
-#include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include "dynlib/module_file.h"
-#include "fuzz_check.h"
-#include "module_input.h"
+#include "fuzz_target.h"
 
 namespace
 {
@@ -19,20 +16,26 @@ bool count(const QvSection& section, void* argument)
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+void fuzz::run(Input input)
 {
-    const fuzz::ModuleInput file(data, size);
+    // A file in memory, under a path of the Windows interface.
+    const int file = memfd_create("plinth-fuzz", MFD_CLOEXEC);
+    check(file >= 0 &&
+              write(file, input.data(), input.size()) == static_cast<ssize_t>(input.size()),
+          "an input can be made");
+    const std::string narrow = "C:\\proc\\self\\fd\\" + std::to_string(file);
+    const std::vector<wchar_t> path(narrow.c_str(), narrow.c_str() + narrow.size() + 1);
     unsigned sections = 0;
-    QvListSections(file.path(), count, &sections);
+    QvListSections(path.data(), count, &sections);
     for (const char* const name : {".rsrc", ".segment", ".text"})
     {
         void* block = nullptr;
         uint32_t length = 0;
-        const int status = QvReadSection(file.path(), name, &block, &length);
-        fuzz::check((status == 0) == (block != nullptr), "a block comes with success");
-        fuzz::check(length <= size, "a section is not larger than its file");
+        const int status = QvReadSection(path.data(), name, &block, &length);
+        check((status == 0) == (block != nullptr), "a block comes with success");
+        check(length <= input.size(), "a section is not larger than its file");
         std::free(block);
     }
-    QvReadPatchNumber(file.path());
-    return 0;
+    QvReadPatchNumber(path.data());
+    close(file);
 }

@@ -1,12 +1,10 @@
 // Changing resources and reading them again: of a file that can be changed, what was stored is
 // read back, and the rest is as it was. Then once more, with the file that came of it: a resource
 // that is there is replaced, others go.
-#include <string>
-#include <vector>
-
-#include "fuzz_check.h"
+#include "fuzz_target.h"
 #include "pe/rewrite.h"
 
+using fuzz::check;
 using namespace platform::pe;
 
 namespace
@@ -14,16 +12,15 @@ namespace
 
 using Content = std::vector<uint8_t>;
 
-std::string text_of(const Bytes& bytes)
+std::span<const uint8_t> span_of(const Bytes& bytes)
 {
-    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+    return {bytes.data(), bytes.size()};
 }
 
-void put(ResourceSet& set, const std::u16string& name, const std::string& bytes)
+void put(ResourceSet& set, const Content& bytes)
 {
-    ResourceAddress address{{}, {}, 0};
+    ResourceAddress address{{}, {true, 0, u"ADDED"}, 0};
     address.type.number = 10;
-    address.name = {true, 0, name};
     set[address] = {{bytes.data(), bytes.size()}, 0};
 }
 
@@ -36,9 +33,9 @@ Content rewrite(const Image& image, const ResourceSet& set)
     uint64_t data = 0;
     for (const auto& [where, resource] : set)
         data += resource.bytes.size() + 8 + where.type.text.size() * 2 + where.name.text.size() * 2;
-    fuzz::check(pieces.size() <= image.file().size() + data + set.size() * 128 + 65'536 * 2 +
-                                     image.file_alignment() * 4ull,
-                "a file grows by what is stored");
+    check(pieces.size() <= image.file().size() + data + set.size() * 128 + 65'536 * 2 +
+                               image.file_alignment() * 4ull,
+          "a file grows by what is stored");
     Content whole;
     for (const Bytes& piece : pieces.all())
         whole.insert(whole.end(), piece.data(), piece.data() + piece.size());
@@ -48,48 +45,38 @@ Content rewrite(const Image& image, const ResourceSet& set)
 // What was written has the resources of the set, all and no others.
 void read_back(const Content& written, const ResourceSet& set, Image& image, ResourceSet& back)
 {
-    fuzz::check(image.parse({written.data(), written.size()}), "what was written has headers");
-    fuzz::check(read_resources(image, back), "and a sound tree");
-    fuzz::check(back.size() == set.size(), "of as many resources");
-    for (const auto& [where, resource] : set)
+    check(image.parse({written.data(), written.size()}), "what was written has headers");
+    check(read_resources(image, back), "and a sound tree");
+    const auto is_same = [](const auto& one, const auto& other)
     {
-        const auto found = back.find(where);
-        fuzz::check(found != back.end() && text_of(found->second.bytes) == text_of(resource.bytes),
-                    "each with its data");
-        fuzz::check(found->second.code_page == resource.code_page, "and its code page");
-    }
+        return (one.first <=> other.first) == 0 &&
+               std::ranges::equal(span_of(one.second.bytes), span_of(other.second.bytes)) &&
+               one.second.code_page == other.second.code_page;
+    };
+    check(std::ranges::equal(back, set, is_same), "of as many resources, each with its data");
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+void fuzz::run(Input input)
 {
-    // In memory of exactly this size, so that the sanitizer sees a read beyond.
-    const Content exact(data, data + size);
-    Image image;
-    ResourceSet set;
-    if (!image.parse({exact.data(), exact.size()}) || !read_resources(image, set))
-        return 0;
-    const std::string added(size % 3000, 'x');
-    put(set, u"ADDED", added);
+    Image image, again, last;
+    ResourceSet set, set_again, last_set;
+    if (!image.parse({input.data(), input.size()}) || !read_resources(image, set))
+        return;
+    const Content added(input.size() % 3000, 'x');
+    put(set, added);
     const Content first = rewrite(image, set);
     if (first.empty())
-        return 0;
-    Image image_again;
-    ResourceSet again;
-    read_back(first, set, image_again, again);
+        return;
+    read_back(first, set, again, set_again);
+    check(rewrite(again, set_again).size() == first.size(),
+          "the same once more takes no more room");
 
-    const Content same = rewrite(image_again, again);
-    fuzz::check(same.size() == first.size(), "the same once more takes no more room");
-
-    again.erase(again.begin());
-    const std::string replaced(size % 7000, 'y');
-    put(again, u"ADDED", replaced);
-    const Content second = rewrite(image_again, again);
-    if (second.empty()) // no room for more, where the first had just fitted in
-        return 0;
-    Image last_image;
-    ResourceSet last;
-    read_back(second, again, last_image, last);
-    return 0;
+    set_again.erase(set_again.begin());
+    const Content replaced(input.size() % 7000, 'y');
+    put(set_again, replaced);
+    const Content second = rewrite(again, set_again);
+    if (!second.empty()) // else no room for more, where the first had just fitted in
+        read_back(second, set_again, last, last_set);
 }

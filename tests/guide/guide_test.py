@@ -20,7 +20,7 @@ STAMP = r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \*vtq\* "
 
 
 def read(path):
-    with open(path, encoding="utf-8") as file:
+    with open(path, encoding="utf-8", newline="") as file:
         return file.read()
 
 
@@ -42,11 +42,7 @@ def run(program, *arguments):
 
 def log_text(folder="Quorvane/Platform/Logfiles"):
     folder = os.path.join(ROOT, "ProgramData", folder)
-    texts = []
-    for name in sorted(os.listdir(folder)):
-        with open(os.path.join(folder, name), encoding="latin-1", newline="") as file:
-            texts.append(file.read())
-    return "".join(texts)
+    return "".join(read(os.path.join(folder, name)) for name in sorted(os.listdir(folder)))
 
 
 def is_part(text, of):
@@ -93,14 +89,10 @@ class Guide(unittest.TestCase):
             STAMP + r"\|wndid:1\| thread \d+: wide and narrow\r\n" +
             STAMP + r"\|wndid:1\| only in the log\r\n$")
 
-    def test_timer_calls_as_often_as_it_is_told(self):
-        self.assertEqual(run("timer"), "10 ticks\n")
-
-    def test_pool_makes_all_calls(self):
-        self.assertEqual(run("pool"), f"{sum(range(1000))}\n")
-
-    def test_transfer_copies_all_bytes(self):
-        self.assertEqual(run("transfer"), "status 0, 10000 bytes\n")
+    def test_timer_pool_and_transfer_do_all_that_they_are_told(self):
+        for program, shown in (("timer", "10 ticks\n"), ("pool", f"{sum(range(1000))}\n"),
+                               ("transfer", "status 0, 10000 bytes\n")):
+            self.assertEqual(run(program), shown, program)
 
     def test_resources_are_found_and_say_where_to_log(self):
         out = run("resources").splitlines()

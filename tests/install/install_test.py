@@ -31,30 +31,30 @@ def run(*command, **more):
     return result.stdout
 
 
+def read(path, encoding="utf-8"):
+    with open(path, encoding=encoding) as file:
+        return file.read()
+
+
 def log_text(below="Quorvane/Platform", encoding="latin-1"):
     folder = os.path.join(ROOT, "ProgramData", below, "Logfiles")
-    texts = []
-    for name in sorted(os.listdir(folder)):
-        with open(os.path.join(folder, name), encoding=encoding) as file:
-            texts.append(file.read())
-    return "".join(texts)
+    names = sorted(os.listdir(folder))
+    return "".join(read(os.path.join(folder, name), encoding) for name in names)
 
 
 def readme_block(language):
-    with open(os.path.join(SOURCE, "README.md"), encoding="utf-8") as file:
-        return re.search(rf"^```{language}\n(.*?)^```", file.read(), re.M | re.S).group(1)
+    text = read(os.path.join(SOURCE, "README.md"))
+    return re.search(rf"^```{language}\n(.*?)^```", text, re.M | re.S).group(1)
 
 
 class Install(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.mkdtemp(dir=ROOT)
-        self.prefix = os.path.join(self.folder, "first")
-        run(CMAKE, "--install", BUILD, "--prefix", self.prefix)
+        first = os.path.join(self.folder, "first")
+        run(CMAKE, "--install", BUILD, "--prefix", first)
         # The tree is moved: nothing in it may know where it was installed.
-        moved = os.path.join(self.folder, "moved")
-        shutil.move(self.prefix, moved)
-        self.prefix = moved
-        self.library = next(folder for folder, _, names in os.walk(moved)
+        self.prefix = shutil.move(first, os.path.join(self.folder, "moved"))
+        self.library = next(folder for folder, _, names in os.walk(self.prefix)
                             if "libplinth_w32_system.so" in names)
         self.environment = dict(os.environ, LD_LIBRARY_PATH=self.library,
                                 PKG_CONFIG_PATH=os.path.join(self.library, "pkgconfig"))
@@ -66,12 +66,6 @@ class Install(unittest.TestCase):
         run(CMAKE, "--build", build)
         return build
 
-    def with_pkg_config(self, source, program):
-        needs_program("pkg-config", "pkgconf")
-        flags = run("pkg-config", "--cflags", "--libs", "plinth_w32_system",
-                    env=self.environment).split()
-        run(CXX, *FLAGS, source, "-o", program, *flags)
-
     def test_a_cmake_project_finds_it_and_its_resources_say_where_it_logs(self):
         build = self.with_cmake(os.path.join(SOURCE, "examples/consumer"))
         # Without LD_LIBRARY_PATH: CMake gives the program the place of the libraries.
@@ -81,27 +75,27 @@ class Install(unittest.TestCase):
         self.assertIn("consumer: this line is in the log\n", log_text("Acme/Consumer", "utf-16"))
 
     def test_pkg_config_finds_it(self):
+        needs_program("pkg-config", "pkgconf")
         program = os.path.join(self.folder, "consumer")
-        self.with_pkg_config(os.path.join(SOURCE, "examples/consumer/main.cpp"), program)
+        flags = run("pkg-config", "--cflags", "--libs", "plinth_w32_system",
+                    env=self.environment).split()
+        run(CXX, *FLAGS, os.path.join(SOURCE, "examples/consumer/main.cpp"), "-o", program, *flags)
         self.assertEqual(run(program, env=self.environment), "files work, threads work, log works\n")
         self.assertIn("consumer: this line is in the log\n", log_text())
 
     def test_the_example_of_the_readme_does_what_it_says(self):
         source = os.path.join(self.folder, "readme")
         os.makedirs(source)
-        with open(os.path.join(source, "main.cpp"), "w", encoding="utf-8") as file:
-            file.write(readme_block("cpp"))
-        with open(os.path.join(source, "CMakeLists.txt"), "w", encoding="utf-8") as file:
-            file.write(readme_block("cmake"))
+        for name, language in (("main.cpp", "cpp"), ("CMakeLists.txt", "cmake")):
+            with open(os.path.join(source, name), "w", encoding="utf-8") as file:
+                file.write(readme_block(language))
         build = self.with_cmake(source)
         run(os.path.join(build, "hello"))
         self.assertRegex(log_text(), r"\*vtq\* \|wndid:1\| thread \d+: \d+ files, \d+\.\d\d ms")
 
-    def test_the_installed_tool_runs_from_anywhere(self):
+    def test_the_installed_tool_runs_from_anywhere_and_libraries_have_versioned_names(self):
         trace = os.path.join(self.prefix, "bin/plinth-trace")
         self.assertRegex(run(trace, "--version", cwd="/"), r"^plinth-trace \d")
-
-    def test_libraries_have_versioned_names(self):
         for name in ("w32_system", "w32_pthreadVC", "platform"):
             path = os.path.join(self.library, f"libplinth_{name}.so")
             soname = os.path.basename(os.path.realpath(path)).rsplit(".", 2)[0]
@@ -157,9 +151,7 @@ class Install(unittest.TestCase):
 
         runtime, development, tools = map(names_of, ("runtime", "development", "tools"))
         self.assertTrue(runtime and all(".so." in name for name in runtime), runtime)
-        self.assertIn("plinth-trace", tools)
-        self.assertIn("plinth-trace.1", tools)
-        for name in ("plinth_w32_system.h", "trace_viewing.h", "plinth_w32_pthreadVC.h",
-                     "windows.h", "plinth_w32_systemConfig.cmake", "plinth_w32_system.pc",
-                     "libplinth_w32_system.so"):
-            self.assertIn(name, development)
+        self.assertLessEqual({"plinth-trace", "plinth-trace.1"}, tools)
+        self.assertLessEqual({"plinth_w32_system.h", "trace_viewing.h", "plinth_w32_pthreadVC.h",
+                              "windows.h", "plinth_w32_systemConfig.cmake", "plinth_w32_system.pc",
+                              "libplinth_w32_system.so"}, development)

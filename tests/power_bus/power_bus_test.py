@@ -27,105 +27,83 @@ class PowerBus(dbusmock.DBusTestCase):
         cls.system = cls.get_dbus(system_bus=True)
         cls.session = cls.get_dbus(system_bus=False)
 
-    def setUp(self):
-        self.mocks = []
-        self.holders = []
-
-    def tearDown(self):
-        for process in self.holders + self.mocks:
-            process.kill()
-            process.wait()
-            for pipe in (process.stdin, process.stdout):
-                if pipe:
-                    pipe.close()
+    def started(self, process):
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        return process
 
     def login_manager(self):
         process, manager = self.spawn_server_template("logind", {}, stdout=subprocess.DEVNULL)
-        self.mocks.append(process)
+        self.started(process)
         self.manager = dbus.Interface(manager, "org.freedesktop.login1.Manager")
 
     def screen_saver(self):
-        process = self.spawn_server(SAVER, "/org/freedesktop/ScreenSaver", SAVER,
-                                    stdout=subprocess.PIPE)
-        self.mocks.append(process)
-        self.saver = self.session.get_object(SAVER, "/org/freedesktop/ScreenSaver")
-        mock = dbus.Interface(self.saver, dbusmock.MOCK_IFACE)
-        mock.AddMethod(SAVER, "Inhibit", "ss", "u", "ret = 4711")
-        mock.AddMethod(SAVER, "UnInhibit", "u", "", "")
+        self.started(self.spawn_server(SAVER, "/org/freedesktop/ScreenSaver", SAVER,
+                                       stdout=subprocess.PIPE))
+        self.saver = dbus.Interface(self.session.get_object(SAVER, "/org/freedesktop/ScreenSaver"),
+                                    dbusmock.MOCK_IFACE)
+        self.saver.AddMethod(SAVER, "Inhibit", "ss", "u", "ret = 4711")
+        self.saver.AddMethod(SAVER, "UnInhibit", "u", "", "")
 
     def saver_calls(self):
-        mock = dbus.Interface(self.saver, dbusmock.MOCK_IFACE)
-        return [(str(name), *[str(a) for a in arguments])
-                for _, name, arguments in mock.GetCalls()]
+        return [(str(name), *map(str, arguments)) for _, name, arguments in self.saver.GetCalls()]
 
-    def holder(self):
-        process = subprocess.Popen([HOLDER], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                   text=True, encoding="utf-8")
-        self.holders.append(process)
-        return process
+    def holder(self, *lines):
+        holder = self.started(subprocess.Popen([HOLDER], stdin=subprocess.PIPE,
+                                               stdout=subprocess.PIPE, encoding="utf-8"))
+        self.tell(holder, *lines)
+        return holder
 
-    def tell(self, holder, line):
-        holder.stdin.write(line + "\n")
-        holder.stdin.flush()
-        self.assertEqual(holder.stdout.readline(), "done\n")
+    def tell(self, holder, *lines):
+        for line in lines:
+            holder.stdin.write(line + "\n")
+            holder.stdin.flush()
+            self.assertEqual(holder.stdout.readline(), "done\n")
 
     def locks(self):
         return sorted((str(what), str(who), str(why), str(mode))
                       for what, who, why, mode, _, _ in self.manager.ListInhibitors())
 
-    def assert_locks_become(self, wanted):
+    def assert_locks_become(self, *reasons):
         """The login manager hears of a lock's end a moment later."""
+        who = os.path.basename(HOLDER)
+        wanted = [(what, who, reason, "block") for reason in reasons
+                  for what in ("idle", "shutdown", "sleep")]
         end = time.monotonic() + PATIENCE
         while self.locks() != wanted and time.monotonic() < end:
             time.sleep(0.01)
         self.assertEqual(self.locks(), wanted)
 
-    def held(self, reason):
-        who = os.path.basename(HOLDER)
-        return [(what, who, reason, "block") for what in ("idle", "shutdown", "sleep")]
-
-    def test_locks_last_from_turning_off_to_restoring(self):
+    def test_locks_last_from_turning_off_to_restoring_and_a_second_reason_replaces_the_first(self):
         self.login_manager()
         holder = self.holder()
         self.assertEqual(self.locks(), [])
+        self.tell(holder, "off first")
+        self.assert_locks_become("first")
         self.tell(holder, "off Ein Film läuft")
-        self.assert_locks_become(self.held("Ein Film läuft"))
+        self.assert_locks_become("Ein Film läuft")
         self.tell(holder, "restore")
-        self.assert_locks_become([])
+        self.assert_locks_become()
 
     def test_locks_end_with_a_process_that_is_killed(self):
         self.login_manager()
-        holder = self.holder()
-        self.tell(holder, "off working")
-        self.assert_locks_become(self.held("working"))
+        holder = self.holder("off working")
+        self.assert_locks_become("working")
         holder.kill()
         holder.wait()
-        self.assert_locks_become([])
-
-    def test_a_second_reason_replaces_the_first(self):
-        self.login_manager()
-        holder = self.holder()
-        self.tell(holder, "off first")
-        self.tell(holder, "off second")
-        self.assert_locks_become(self.held("second"))
-        self.tell(holder, "restore")
-        self.assert_locks_become([])
+        self.assert_locks_become()
 
     def test_the_screen_saver_is_held_off_until_restoring(self):
         self.screen_saver()
-        holder = self.holder()
-        self.tell(holder, "off presenting")
+        holder = self.holder("off presenting")
         name = os.path.basename(HOLDER)
-        self.assertEqual(self.saver_calls()[-2:], [("Inhibit", name, "presenting"),
-                                                   ("UnInhibit", "4711")])
-        self.assertEqual(self.saver_calls()[0][0], "Inhibit")
-        calls = len(self.saver_calls())
+        calls = self.saver_calls()
+        self.assertEqual(calls[-2:], [("Inhibit", name, "presenting"), ("UnInhibit", "4711")])
+        self.assertEqual(calls[0][0], "Inhibit")
         self.tell(holder, "restore")
-        self.assertEqual(self.saver_calls()[calls:], [("UnInhibit", "4711")])
+        self.assertEqual(self.saver_calls()[len(calls):], [("UnInhibit", "4711")])
 
     def test_a_bus_without_anybody_to_answer_changes_nothing(self):
-        holder = self.holder()
         start = time.monotonic()
-        self.tell(holder, "off alone")
-        self.tell(holder, "restore")
+        self.holder("off alone", "restore")
         self.assertLess(time.monotonic() - start, PATIENCE)

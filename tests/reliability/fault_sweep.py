@@ -37,7 +37,8 @@ EIO = 5
 EINTR = 4
 NOT_ENOUGH_MEMORY = 8  # the system error of the interface's failures
 TRANSFERS = ("read", "write", "pwrite", "send", "recv", "copy_file_range", "getrandom")
-WAYS = ("once", "stays", "interrupted", "shortened", "interface")
+BY_NUMBER = {"once": (1, EIO), "stays": (0, EIO), "interrupted": (1, EINTR)}
+WAYS = (*BY_NUMBER, "shortened", "interface")
 UNMET_ENDS = 25  # so many numbers in a row that no call has reached: the session is over
 
 Run = collections.namedtuple("Run", "status lines seconds")
@@ -101,37 +102,22 @@ def is_of_interface(name):
 
 def plans(way, reference, options):
     """The plans of a way in order. Those by number have no end: it is seen when it is reached."""
-    numbers = range(options.first, options.last + 1, options.every)
-    if way == "once":
-        return (["any", n, 1, EIO] for n in numbers)
-    if way == "stays":
-        return (["any", n, 0, EIO] for n in numbers)
-    if way == "interrupted":
-        return (["any", n, 1, EINTR] for n in numbers)
-    by_name = [(name, n) for name, count in sorted(reference.operations.items())
-               for n in range(1, count + 1)
-               if (name in TRANSFERS if way == "shortened" else is_of_interface(name))]
-    by_name = by_name[options.first - 1:options.last:options.every]
-    if way == "shortened":
-        return (["shorten", name, n, 1, 1] for name, n in by_name)
-    return (["fail", name, n, 1, NOT_ENOUGH_MEMORY] for name, n in by_name)
+    if way in BY_NUMBER:
+        return (["any", number, *BY_NUMBER[way]]
+                for number in range(options.first, options.last + 1, options.every))
+    kind, chosen, value = ("shorten", TRANSFERS.__contains__, 1) if way == "shortened" else \
+        ("fail", is_of_interface, NOT_ENOUGH_MEMORY)
+    by_name = [[kind, name, number, 1, value]
+               for name, count in sorted(reference.operations.items()) if chosen(name)
+               for number in range(1, count + 1)]
+    return by_name[options.first - 1:options.last:options.every]
 
 
-class Tally:
-    def __init__(self):
-        self.met = collections.Counter()
-        self.unmet = 0
-        self.failures = 0
-
-
-def judge(run, plan, reference, tally, options):
-    """Counts a run; true if its fault met a call."""
-    met = told(run, "met")
-    tally.met.update(met[:1])
-    tally.unmet += not met
+def judge(run, plan, reference, options):
+    """The calls that the fault met, one at most, and whether the run has failed."""
+    met = told(run, "met")[:1]
     found = reference.findings(run)
     if found:
-        tally.failures += 1
         print(f"FAILED at {met[0] if met else 'no call'}: "
               f"{options.launcher} {options.worker} {options.limit} {' '.join(map(str, plan))}")
         for each in found[:10]:
@@ -139,40 +125,42 @@ def judge(run, plan, reference, tally, options):
         if options.verbose or not told(run, "finding"):
             print("\n".join("    | " + line for line in run.lines[-40:]))
         sys.stdout.flush()
-    return bool(met)
+    return met, bool(found)
 
 
 def sweep(way, reference, options):
-    tally = Tally()
+    """How often each call was met, and how many runs have failed."""
     started = time.monotonic()
     waiting = collections.deque()
+    judged = []
     unmet_in_a_row = 0
-    counts_by_number = way in ("once", "stays", "interrupted")
-    enough = max(1, UNMET_ENDS // options.every) if counts_by_number else sys.maxsize
+    enough = max(1, UNMET_ENDS // options.every) if way in BY_NUMBER else sys.maxsize
+
+    def judge_first():
+        plan, future = waiting.popleft()
+        judged.append(judge(future.result(), plan, reference, options))
+
     with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
         for plan in plans(way, reference, options):
             waiting.append((plan, pool.submit(run_worker, options, plan)))
             if len(waiting) < 2 * options.jobs:
                 continue
-            plan, future = waiting.popleft()
-            met = judge(future.result(), plan, reference, tally, options)
-            unmet_in_a_row = 0 if met else unmet_in_a_row + 1
+            judge_first()
+            unmet_in_a_row = 0 if judged[-1][0] else unmet_in_a_row + 1
             if unmet_in_a_row >= enough:
                 break
             if options.seconds and time.monotonic() - started > options.seconds:
                 print(f"The time is over: {way} ends at {' '.join(map(str, plan))}")
                 break
-        for plan, future in waiting:
-            judge(future.result(), plan, reference, tally, options)
-    return tally
-
-
-def report(way, tally):
-    injected = sum(tally.met.values())
-    print(f"{way}: {injected} faults injected, {injected - tally.failures} survived, "
-          f"{tally.failures} failures; {tally.unmet} runs without a fault")
-    print("    " + ", ".join(f"{name} {count}" for name, count in tally.met.most_common()))
-    sys.stdout.flush()
+        while waiting:
+            judge_first()
+    met = collections.Counter(name for names, _ in judged for name in names)
+    failures = sum(failed for _, failed in judged)
+    injected = sum(met.values())
+    print(f"{way}: {injected} faults injected, {injected - failures} survived, {failures} failures; "
+          f"{len(judged) - injected} runs without a fault")
+    print("    " + ", ".join(f"{name} {count}" for name, count in met.most_common()), flush=True)
+    return met, failures
 
 
 def arguments():
@@ -201,16 +189,13 @@ def main():
     reference = Reference(options)
     low, high = min(reference.calls), max(reference.calls)
     print(f"the session makes {low} to {high} Linux calls under {len(reference.operations)} names")
-    total = Tally()
-    for way in options.ways or WAYS:
-        tally = sweep(way, reference, options)
-        report(way, tally)
-        total.met += tally.met
-        total.failures += tally.failures
-    injected = sum(total.met.values())
-    print(f"fault sweep: {high} calls, {injected} faults injected under {len(total.met)} names, "
-          f"{injected - total.failures} survived, {total.failures} failures")
-    return 1 if total.failures or not injected else 0
+    results = [sweep(way, reference, options) for way in options.ways or WAYS]
+    met = sum((met for met, _ in results), collections.Counter())
+    failures = sum(failures for _, failures in results)
+    injected = sum(met.values())
+    print(f"fault sweep: {high} calls, {injected} faults injected under {len(met)} names, "
+          f"{injected - failures} survived, {failures} failures")
+    return 1 if failures or not injected else 0
 
 
 if __name__ == "__main__":

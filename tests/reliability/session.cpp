@@ -2,11 +2,6 @@
 // and unloading the library are a part of what is swept.
 #include "session.h"
 
-#include <utility>
-
-namespace sweep
-{
-
 namespace
 {
 
@@ -20,15 +15,13 @@ constexpr std::pair<const char*, void (*)(Session&)> parts[] = {
 
 } // namespace
 
-} // namespace sweep
-
 // What the module exports: runs the whole session in the folder, and tells each finding.
 extern "C" __attribute__((visibility("default"))) void
 sweep_session(const char* folder, bool strict, void (*finding)(const char* text))
 {
-    for (const auto& [name, part] : sweep::parts)
+    for (const auto& [name, part] : parts)
     {
-        sweep::Session session(folder, strict);
+        Session session(folder, strict);
         part(session);
         for (const std::string& each : session.findings())
             finding((std::string(name) + ": " + each).c_str());

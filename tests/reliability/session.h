@@ -5,9 +5,13 @@
 // names, what it gave as a success has to be one, and nobody waits for ever.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <initializer_list>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -15,9 +19,6 @@
 #include <plinth_w32_system.h>
 
 #include "support/wide_text.h"
-
-namespace sweep
-{
 
 class Session
 {
@@ -28,9 +29,8 @@ public:
     // What a call gave: true for success. refusals: what it may give beside QV_OK.
     bool ok(const char* call, int status, std::initializer_list<int> refusals)
     {
-        for (const int refusal : refusals)
-            if (!m_strict && status == refusal)
-                return false;
+        if (!m_strict && std::find(refusals.begin(), refusals.end(), status) != refusals.end())
+            return false;
         return holds(std::string(call) + " gave " + std::to_string(status), status == QV_OK);
     }
 
@@ -72,6 +72,16 @@ private:
     std::vector<std::string> m_findings;
 };
 
+// Session::ok of a call as it is written, with the statuses that it may give beside QV_OK.
+#define CALL(call, ...) session.ok(#call, call, {__VA_ARGS__})
+
+// Read without the library, whose files may fail.
+inline std::string content(const std::filesystem::path& native)
+{
+    std::ifstream file(native, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
 void log_part(Session& session);
 void timer_part(Session& session);
 void pool_part(Session& session);
@@ -86,5 +96,3 @@ void socket_part(Session& session);
 void channel_part(Session& session);
 void report_part(Session& session);
 void power_part(Session& session);
-
-} // namespace sweep

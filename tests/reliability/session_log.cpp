@@ -1,12 +1,9 @@
-// Log, traces, and the log's settings in the registry.
-#include <filesystem>
-#include <fstream>
-#include <sstream>
+// Log and traces, the log's settings in the registry, the debug string channel, reports.
+#include <atomic>
 
 #include "session.h"
 
-namespace sweep
-{
+#include <commctrl.h>
 
 namespace
 {
@@ -14,7 +11,7 @@ namespace
 constexpr std::initializer_list<int> log_refusals = {QV_ERR_SYSTEM, QV_ERR_WRITEFILE,
                                                      QV_ERR_DISKFULL, QV_ERR_OPENFILE};
 
-// All that lies in the folder of the logs: read without the library, whose files may fail.
+// All that lies in the folder of the logs.
 std::string all_logs()
 {
     std::string text;
@@ -22,11 +19,7 @@ std::string all_logs()
     const std::string folder =
         std::string(std::getenv("PLINTH_ROOT")) + "/ProgramData/Quorvane/Platform/Logfiles";
     for (const auto& entry : std::filesystem::directory_iterator(folder, missing))
-    {
-        std::ostringstream content;
-        content << std::ifstream(entry.path(), std::ios::binary).rdbuf();
-        text += content.str();
-    }
+        text += content(entry.path());
     return text;
 }
 
@@ -77,6 +70,30 @@ void trace(Session& session)
     }
 }
 
+std::atomic<int> s_texts;
+
+int rows(const wchar_t* title)
+{
+    const HWND window = FindWindowW(L"PLINTH_DEBUG_WINDOW", title);
+    const HWND list = FindWindowExW(window, nullptr, L"SysListView32", nullptr);
+    return list ? static_cast<int>(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0)) : -1;
+}
+
+// Writes to the channel until it shows. With a fault the listener may lack its objects or its
+// thread, and says so to nobody: what is asked of it then is that it comes and goes.
+void write_until(Session& session, const char* text, const std::function<bool()>& shows)
+{
+    if (session.strict())
+        session.comes(text,
+                      [&]
+                      {
+                          OutputDebugStringA(text);
+                          return shows();
+                      });
+    else
+        OutputDebugStringA(text);
+}
+
 } // namespace
 
 void log_part(Session& session)
@@ -92,13 +109,13 @@ void log_part(Session& session)
     session.worked("GetLogFilename", CQvLogFile::GetLogFilename() != nullptr);
     session.worked("Detail", CQvLogFile::Detail());
 
-    session.ok("SetProperties", CQvLogFile::SetProperties(1, 30), {QV_ERR_SYSTEM});
+    CALL(CQvLogFile::SetProperties(1, 30), QV_ERR_SYSTEM);
     records.log();
-    if (session.ok("LogPerSession", CQvLogFile::LogPerSession(false), {QV_ERR_SYSTEM}))
+    if (CALL(CQvLogFile::LogPerSession(false), QV_ERR_SYSTEM))
         session.worked("IsPerSession off", !CQvLogFile::IsPerSession());
-    session.ok("CloseLog", CQvLogFile::CloseLog(), {});
+    CALL(CQvLogFile::CloseLog());
     records.log();
-    if (session.ok("LogPerSession", CQvLogFile::LogPerSession(true), {QV_ERR_SYSTEM}))
+    if (CALL(CQvLogFile::LogPerSession(true), QV_ERR_SYSTEM))
         session.worked("IsPerSession", CQvLogFile::IsPerSession());
     session.ok("ClearLog", CQvLogFile::ClearLog(), log_refusals);
     records.log();
@@ -114,8 +131,31 @@ void log_part(Session& session)
         session.ok("QV_Log", QV_Log(half), log_refusals);
     CQvLogFile::SetMaxLogMessageLength(512);
     records.log();
-    session.ok("OpenLog", CQvLogFile::OpenLog(true), {}); // by a program that is not there
+    CALL(CQvLogFile::OpenLog(true)); // by a program that is not there
     records.find_all();
 }
 
-} // namespace sweep
+void channel_part(Session& session)
+{
+    s_texts = 0;
+    {
+        const CQvDebugOutputCapture capture([](const wchar_t*) { ++s_texts; });
+        write_until(session, "a captured text", [] { return s_texts > 0; });
+    }
+    {
+        const CDebugFramework framework(nullptr);
+        write_until(session, "|wndid:0| a row", [] { return rows(L"Tracing Window ID: 0") > 0; });
+    }
+    session.holds("a debug window stayed", FindWindowW(L"PLINTH_DEBUG_WINDOW", nullptr) == nullptr);
+}
+
+// An assertion report to every place but a message box.
+void report_part(Session& session)
+{
+    SetLastError(ERROR_ACCESS_DENIED);
+    session.holds(
+        "a report did not carry on",
+        DiagAssertA(QV_DIAG_DEBUGGER | QV_DIAG_STACKTRACE | QV_DIAG_EVENTLOG | QV_DIAG_LOGFILE,
+                    "false", "a report", "session.cpp", 1) == 0);
+    session.holds("the last error was lost", GetLastError() == ERROR_ACCESS_DENIED);
+}

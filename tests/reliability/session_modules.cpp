@@ -1,12 +1,8 @@
-// Modules, sections, versions and resources; who the process and the system are.
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+// Modules, sections, versions and resources; who the process and the system are; numbers, dates,
+// identifiers; figures of memory, and the settings of power saving.
+#include <ctime>
 
 #include "session.h"
-
-namespace sweep
-{
 
 namespace
 {
@@ -20,51 +16,65 @@ void loaded_module(Session& session)
     if (session.worked("QV_GetSymbol", answer != nullptr))
         session.holds("another answer", answer() == 42);
     wchar_t path[512] = L"";
-    session.ok("QV_GetModuleFileName", QV_GetModuleFileName(module, path, 512), {});
-    session.ok("QV_UnloadLibrary", QV_UnloadLibrary(module), {QV_ERR_SYSTEM});
-}
-
-std::string content(const std::string& native)
-{
-    std::ifstream file(native, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    CALL(QV_GetModuleFileName(module, path, 512));
+    CALL(QV_UnloadLibrary(module), QV_ERR_SYSTEM);
 }
 
 void resources(Session& session)
 {
     std::error_code failed;
-    const auto over = std::filesystem::copy_options::overwrite_existing;
-    std::filesystem::copy_file(PLINTH_TEST_MODULES "/module64.dll", session.native("module"), over,
-                               failed);
+    std::filesystem::copy_file(PLINTH_TEST_MODULES "/module64.dll", session.native("module"),
+                               std::filesystem::copy_options::overwrite_existing, failed);
     const std::string original = content(session.native("module"));
     std::ofstream(session.native("data")) << "stored bytes";
+    const test::Wide module = session.path("module");
 
-    void* data = nullptr;
+    void* segment = nullptr;
     uint32_t size = 0;
-    session.ok("QV_GetDataSeg", QV_GetDataSeg(session.path("module"), ".rsrc", &data, &size),
-               {QV_ERR_NOFILE, QV_ERR_SYSTEM});
-    session.ok("QV_FreeDataSeg", QV_FreeDataSeg(&data), {});
-    session.worked("QV_GetModulePatchNumber", QV_GetModulePatchNumber(session.path("module")) != 0);
-
-    const bool stored = session.ok(
-        "QV_ResourceToDll",
-        QV_ResourceToDll(L"Stored", session.path("module"), session.path("data")), {QV_ERR_SYSTEM});
-    if (!stored)
+    CALL(QV_GetDataSeg(module, ".rsrc", &segment, &size), QV_ERR_NOFILE, QV_ERR_SYSTEM);
+    CALL(QV_FreeDataSeg(&segment));
+    session.worked("QV_GetModulePatchNumber", QV_GetModulePatchNumber(module) != 0);
+    if (!CALL(QV_ResourceToDll(L"Stored", module, session.path("data")), QV_ERR_SYSTEM))
         session.holds("a module that was to stay as it was has changed",
                       content(session.native("module")) == original);
-    if (session.ok("QV_DllToResource",
-                   QV_DllToResource(L"Stored", session.path("module"), session.path("out")),
-                   {QV_ERR_SYSTEM}))
+    if (CALL(QV_DllToResource(L"Stored", module, session.path("out")), QV_ERR_SYSTEM))
         session.holds("another resource", content(session.native("out")) == "stored bytes");
 
     CQvRscData all;
     // The program itself, whose file stays open from the first time on.
     QV_RCDATAToCQvRscDataByID(all, static_cast<__qv_hmodule*>(nullptr), 1, -1);
     session.holds("a resource that the program has not", all.GetCQvByteArrayW32Count() == 0);
-    QV_RCDATAToCQvRscDataByID(all, session.path("module"), 1033, -1);
+    QV_RCDATAToCQvRscDataByID(all, module, 1033, -1);
     session.worked("QV_RCDATAToCQvRscDataByID", all.GetCQvByteArrayW32Count() == 1);
-    QV_RCDATAToCQvRscData(all, session.path("module"));
+    QV_RCDATAToCQvRscData(all, module);
     session.worked("QV_RCDATAToCQvRscData", all.GetCQvByteArrayW32Count() > 0);
+}
+
+void numbers(Session& session)
+{
+    wchar_t text[64] = L"", wide[16] = L"";
+    char narrow[16] = "";
+    double value = 0.0;
+    if (session.worked("QV_DoubleToString", QV_DoubleToString(-1234.5, 2, text, 64)))
+        session.worked("another number", test::utf8(text) == "-1234.5");
+    if (session.worked("QV_StringToDouble", QV_StringToDouble(L"12.25 kg", &value)))
+        session.worked("another value", value == 12.25);
+    session.worked("QV_WChar2Char", QV_WChar2Char(L"text", -1, narrow, 16) == 5);
+    session.worked("QV_Char2WChar", QV_Char2WChar("text", -1, wide, 16) == 5);
+}
+
+void dates(Session& session)
+{
+    const tm when = {0, 0, 0, 1, 0, 120, 0, 0, 0, 0, nullptr};
+    const SYSTEMTIME now = {2020, 5, 0, 6, 0, 0, 0, 0};
+    double variant = 0.0;
+    wchar_t date[64] = L"", time[64] = L"";
+    CALL(QV_TmToVariantTime(&when, &variant), QV_ERR_SYSTEM);
+    CALL(QV_GetLocaleShortDateTimeFormat(date, 64, time, 64));
+    session.worked("a short date's form", date[0] && time[0]);
+    CALL(QV_GetLocaleDateTimeFormat(date, 64, time, 64));
+    CALL(QV_GetLocaleUserDateTimeFormat(date, 64));
+    CALL(QV_FormatLocaleDateTime(&now, date, 64, time, 64), QV_ERR_SYSTEM);
 }
 
 } // namespace
@@ -86,8 +96,37 @@ void identity_part(Session& session)
     session.holds("another main thread", QV_GetMainThreadId() == QV_GetMainThreadId() &&
                                              QV_CompareThreadId(1, 1, L"compared"));
     wchar_t path[512] = L"";
-    session.ok("QV_GetModuleFileName", QV_GetModuleFileName(nullptr, path, 512), {});
+    CALL(QV_GetModuleFileName(nullptr, path, 512));
     session.worked("QV_GetModuleFileName", path[0] != 0);
 }
 
-} // namespace sweep
+void text_part(Session& session)
+{
+    numbers(session);
+    dates(session);
+    UUID id = {};
+    wchar_t text[33] = L"";
+    CALL(QV_Generate_Uuid(&id), QV_ERR_SYSTEM);
+    CALL(QV_Type_Uuid(&id, text));
+    session.holds("an identifier's length", wcslen32(text) == 32);
+}
+
+void memory_part(Session& session)
+{
+    uint64_t physical = 0, other[5] = {}, committed = 0, limit = 0, overflow = 0;
+    CALL(QV_GetMemoryStatus(&physical, other, other + 1, other + 2, other + 3, other + 4));
+    session.worked("QV_GetMemoryStatus", physical != 0);
+    CALL(QV_GetMemoryInfo(other, other + 1, other + 2, &physical, other + 3, other + 4),
+         QV_ERR_SYSTEM);
+    CALL(QV_GetAllocLimit(&committed, &limit), QV_ERR_SYSTEM);
+    // The limit is worked out once: with a fault just then it is 0 for the library's whole life.
+    if (limit != 0)
+        session.worked("QV_CheckSingleDocumentSizeOverflow",
+                       !QV_CheckSingleDocumentSizeOverflow(1'000, &overflow, true));
+}
+
+void power_part(Session& session)
+{
+    CALL(QV_DisableWindowsPowerSave(nullptr, true, L"a fault sweep"));
+    CALL(QV_DisableWindowsPowerSave(nullptr, false, nullptr));
+}

@@ -1,11 +1,7 @@
 // Timers of all kinds, clocks, and the thread pool.
 #include <atomic>
-#include <memory>
 
 #include "session.h"
-
-namespace sweep
-{
 
 namespace
 {
@@ -20,27 +16,23 @@ struct Calls
     }
 };
 
-bool lives(uintptr_t id)
-{
-    return QV_GetTimerRecord(static_cast<unsigned int>(id)) != nullptr;
-}
-
 void carried_timer(Session& session, int precision)
 {
     Calls calls;
-    const uintptr_t id = QV_SetThreadedTimer(Calls::callback, &calls, 2.0, 3, precision, 1);
+    const auto id =
+        static_cast<unsigned>(QV_SetThreadedTimer(Calls::callback, &calls, 2.0, 3, precision, 1));
     if (!session.worked("QV_SetThreadedTimer", id != 0))
         return;
-    session.ok("QV_WaitForTimer", QV_WaitForTimer(static_cast<unsigned int>(id)), {});
+    CALL(QV_WaitForTimer(id));
     // A multimedia timer without an event is not waited for.
-    session.comes("the end of a timer", [id] { return !lives(id); });
+    session.comes("the end of a timer", [id] { return !QV_GetTimerRecord(id); });
     session.holds("a timer made " + std::to_string(calls.count) + " calls", calls.count == 3);
 }
 
 void posted_timer(Session& session)
 {
     Calls calls;
-    const uintptr_t id = QV_SetPostedTimer(Calls::callback, &calls, 10.0, 2);
+    const auto id = static_cast<unsigned>(QV_SetPostedTimer(Calls::callback, &calls, 10.0, 2));
     if (!session.worked("QV_SetPostedTimer", id != 0))
         return;
     session.comes("the end of a posted timer",
@@ -49,7 +41,7 @@ void posted_timer(Session& session)
                       MSG message;
                       while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
                           DispatchMessageW(&message);
-                      return !lives(id);
+                      return !QV_GetTimerRecord(id);
                   });
     session.holds("a posted timer made other calls", calls.count == 2);
 }
@@ -57,15 +49,14 @@ void posted_timer(Session& session)
 void killed_timer(Session& session)
 {
     Calls calls;
-    const uintptr_t id =
-        QV_SetThreadedTimer(Calls::callback, &calls, 5.0, 0, QV_PRECISION_SLEEP, 1);
+    const auto id = static_cast<unsigned>(
+        QV_SetThreadedTimer(Calls::callback, &calls, 5.0, 0, QV_PRECISION_SLEEP, 1));
     if (!session.worked("QV_SetThreadedTimer", id != 0))
         return;
     QvTimerInfo info = {};
-    session.ok("QV_GetTimerInfo",
-               QV_GetTimerInfo(QV_GetTimerRecord(static_cast<unsigned int>(id)), &info), {});
-    session.ok("QV_KillTimerAsync", QV_KillTimerAsync(static_cast<unsigned int>(id)), {});
-    session.ok("QV_WaitForTimer", QV_WaitForTimer(static_cast<unsigned int>(id)), {});
+    CALL(QV_GetTimerInfo(QV_GetTimerRecord(id), &info));
+    CALL(QV_KillTimerAsync(id));
+    CALL(QV_WaitForTimer(id));
 }
 
 } // namespace
@@ -73,7 +64,7 @@ void killed_timer(Session& session)
 void timer_part(Session& session)
 {
     const double before = QV_GetTimeCounter();
-    session.ok("QV_Sleep", QV_Sleep(1.0, QV_PRECISION_SLEEP), {});
+    CALL(QV_Sleep(1.0, QV_PRECISION_SLEEP));
     session.worked("QV_GetTimeCounter", QV_GetTimeCounter() >= before);
     session.worked("QV_GetTimeCounterPrecision", QV_GetTimeCounterPrecision() > 0.0);
     carried_timer(session, QV_PRECISION_SLEEP);
@@ -84,25 +75,19 @@ void timer_part(Session& session)
 
 void pool_part(Session& session)
 {
-    static std::atomic<int> ran;
-    ran = 0;
     CThreadPool* const pool = CThreadPool::CreateThreadPool();
     if (!session.worked("CreateThreadPool", pool != nullptr))
         return;
+    Calls calls;
+    const auto call = [](void* self) -> void*
+    {
+        Calls::callback(self);
+        return nullptr;
+    };
     int taken = 0;
     for (int i = 0; i < 4; ++i)
-        taken += session.ok("MakeCallFromThreadPool",
-                            pool->MakeCallFromThreadPool(
-                                [](void*) -> void*
-                                {
-                                    ++ran;
-                                    return nullptr;
-                                },
-                                nullptr),
-                            {QV_ERR_SYSTEM});
+        taken += CALL(pool->MakeCallFromThreadPool(call, &calls), QV_ERR_SYSTEM);
     CThreadPool::DestroyThreadPool(pool);
-    session.holds("of " + std::to_string(taken) + " calls " + std::to_string(ran) + " ran",
-                  ran == taken);
+    session.holds("of " + std::to_string(taken) + " calls " + std::to_string(calls.count) + " ran",
+                  calls.count == taken);
 }
-
-} // namespace sweep

@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -35,8 +36,6 @@ namespace
 {
 
 namespace fs = std::filesystem;
-
-using RunSession = void (*)(const char* folder, bool strict, void (*finding)(const char* text));
 
 bool s_found = false;
 bool s_stays = false; // the fault: what can't be removed either may be left behind
@@ -67,9 +66,7 @@ class Loaded
 public:
     Loaded() : m_module(dlopen(PLINTH_SWEEP_SESSION, RTLD_NOW | RTLD_LOCAL))
     {
-        if (m_module)
-            m_run = reinterpret_cast<RunSession>(dlsym(m_module, "sweep_session"));
-        if (!m_run)
+        if (!m_module)
             finding(dlerror());
     }
     Loaded(const Loaded&) = delete;
@@ -87,40 +84,24 @@ public:
         const std::string folder = std::string(std::getenv("PLINTH_ROOT")) + "/session";
         fs::create_directories(folder);
         fs::current_path("/"); // a session whose calls fail may not find back
-        if (m_run)
-            std::thread(m_run, folder.c_str(), strict, finding).join();
+        using RunSession = void (*)(const char*, bool, void (*)(const char*));
+        if (m_module)
+            std::thread(reinterpret_cast<RunSession>(dlsym(m_module, "sweep_session")),
+                        folder.c_str(), strict, finding)
+                .join();
+        // What the session has named itself may stay after a fault; what anybody else made may not.
+        static const std::set<std::string> own = {"file",   "copy",   "moved",  "backup", "tree",
+                                                  "moving", "copied", "module", "data",   "out"};
         if (strict || !s_stays)
-            tell_strays(folder, name);
+            for (const auto& entry : fs::directory_iterator(folder))
+                if (const std::string file = entry.path().filename(); !own.contains(file))
+                    finding(("a file stayed after the " + name + ": " + file).c_str());
         fs::remove_all(folder);
     }
 
 private:
-    // What the session has named itself may stay after a fault; what anybody else made may not.
-    static void tell_strays(const std::string& folder, const std::string& run)
-    {
-        static const char* const own[] = {"file",   "copy",   "moved",  "backup", "tree",
-                                          "moving", "copied", "module", "data",   "out"};
-        for (const auto& entry : fs::directory_iterator(folder))
-        {
-            const std::string name = entry.path().filename();
-            bool known = false;
-            for (const char* const each : own)
-                known |= name == each;
-            if (!known)
-                finding(("a file stayed after the " + run + ": " + name).c_str());
-        }
-    }
-
     void* m_module;
-    RunSession m_run = nullptr;
 };
-
-void tell_operations()
-{
-    std::printf("calls %u\n", PlinthTestCalls(nullptr));
-    for (unsigned i = 0; const char* const name = PlinthTestOperation(i); ++i)
-        std::printf("operation %s %u\n", name, PlinthTestCalls(name));
-}
 
 void tell_leftovers()
 {
@@ -131,9 +112,9 @@ void tell_leftovers()
         if (!gone)
             std::printf("descriptor %s\n", target.c_str());
     }
-    for (const std::string& folder :
-         {std::string(std::getenv("PLINTH_ROOT")), std::string(PlinthTestSharedFolder())})
-        if (std::error_code missing; fs::exists(folder, missing))
+    for (const char* const folder :
+         {static_cast<const char*>(std::getenv("PLINTH_ROOT")), PlinthTestSharedFolder()})
+        if (fs::exists(folder))
             for (const auto& entry : fs::recursive_directory_iterator(folder))
                 std::printf("file %s\n", entry.path().c_str());
 }
@@ -149,25 +130,22 @@ bool told_where()
 void sweep(char** plan)
 {
     arm(plan);
-    bool met;
     {
         Loaded library;
         library.run("session", false);
-        met = told_where();
-        if (met)
+        if (told_where())
         {
             PlinthTestReset();
-            library.run("second session", true);
+            return library.run("second session", true);
         }
     }
-    if (met)
-        return;
     // The fault comes as the library goes, or not at all.
     told_where();
-    tell_operations();
+    std::printf("calls %u\n", PlinthTestCalls(nullptr));
+    for (unsigned i = 0; const char* const name = PlinthTestOperation(i); ++i)
+        std::printf("operation %s %u\n", name, PlinthTestCalls(name));
     PlinthTestReset();
-    Loaded again;
-    again.run("second session", true);
+    Loaded().run("second session", true);
 }
 
 } // namespace

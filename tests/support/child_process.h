@@ -29,7 +29,11 @@ public:
     // Whether it has said something, or has ended, so that line() doesn't wait for it to begin.
     bool has_said() const;
     void tell(const std::string& line); // to its standard input
-    void send(int signal) { ::kill(m_id, signal); }
+    void send(int signal)               // nothing to one that was waited for
+    {
+        if (m_status < 0)
+            ::kill(m_id, signal);
+    }
     // Sends the signal and returns when the process is dead, or stopped for SIGSTOP.
     void finish(int signal);
     // Waits for its end: the exit code, or 128 and the number of the signal that ended it.

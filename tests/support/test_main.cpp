@@ -3,6 +3,7 @@
 // The library opens its log while it loads, so PLINTH_ROOT must stand in the environment before the
 // process starts: launcher.cpp sees to it. A child of a test (--child NAME) shares the root of the
 // process that started it.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -53,13 +54,10 @@ int run_inner(int argc, char** argv)
 {
     if (argc >= 3 && std::strcmp(argv[1], "--child") == 0)
     {
-        const auto found = children().find(argv[2]);
-        if (found == children().end())
-        {
-            std::fprintf(stderr, "no child function %s\n", argv[2]);
-            return 99;
-        }
-        return found->second(argc - 3, argv + 3);
+        if (const auto found = children().find(argv[2]); found != children().end())
+            return found->second(argc - 3, argv + 3);
+        std::fprintf(stderr, "no child function %s\n", argv[2]);
+        return 99;
     }
     testing::InitGoogleTest(&argc, argv);
     const char* const ci = std::getenv("CI");
@@ -100,39 +98,23 @@ std::string make_folder(const std::string& name)
     return path;
 }
 
-#ifdef _WIN32
-Wide windows_form(const std::string& native)
-{
-    std::string text = native;
-    for (char& c : text)
-        if (c == '/')
-            c = '\\';
-    return Wide(text);
-}
-
-std::string native_form(const wchar_t* windows)
-{
-    return utf8(windows);
-}
-#else
 Wide windows_form(const std::string& native)
 {
     std::string text = native[0] == '/' ? "C:" + native : native;
-    for (char& c : text)
-        if (c == '/')
-            c = '\\';
+    std::replace(text.begin(), text.end(), '/', '\\');
     return Wide(text);
 }
 
 std::string native_form(const wchar_t* windows)
 {
     std::string text = utf8(windows);
-    for (char& c : text)
-        if (c == '\\')
-            c = '/';
-    return text.size() > 1 && text[1] == ':' ? text.substr(2) : text;
-}
+#ifndef _WIN32
+    std::replace(text.begin(), text.end(), '\\', '/');
+    if (text.size() > 1 && text[1] == ':')
+        text.erase(0, 2);
 #endif
+    return text;
+}
 
 std::string read_file(const std::string& native)
 {
@@ -144,8 +126,7 @@ std::string read_file(const std::string& native)
 
 void write_file(const std::string& native, const std::string& bytes)
 {
-    std::ofstream file(native, std::ios::binary | std::ios::trunc);
-    file << bytes;
+    std::ofstream(native, std::ios::binary | std::ios::trunc) << bytes;
 }
 
 } // namespace test

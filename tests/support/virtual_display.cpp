@@ -63,36 +63,27 @@ bool answers(const std::string& socket_path)
     return connected;
 }
 
-std::string read_line(int from)
-{
-    std::string line;
-    for (char c = 0; read(from, &c, 1) == 1 && c != '\n';)
-        line += c;
-    return line;
-}
-
 } // namespace
 
 VirtualDisplay::VirtualDisplay()
 {
     needs_program("Xvfb", "xvfb");
     int number[2];
-    if (pipe(number) != 0)
+    std::string line;
+    if (pipe(number) == 0)
     {
-        ADD_FAILURE() << "no pipe";
-        return;
-    }
-    const pid_t server = fork();
-    if (server == 0)
-    {
+        if (fork() == 0)
+        {
+            close(number[0]);
+            const std::string to = std::to_string(number[1]);
+            run_server({"Xvfb", "-displayfd", to.c_str(), "-screen", "0", "1280x1024x24",
+                        "-nolisten", "tcp", "-noreset"});
+        }
+        close(number[1]);
+        for (char c = 0; read(number[0], &c, 1) == 1 && c != '\n';)
+            line += c;
         close(number[0]);
-        const std::string to = std::to_string(number[1]);
-        run_server({"Xvfb", "-displayfd", to.c_str(), "-screen", "0", "1280x1024x24", "-nolisten",
-                    "tcp", "-noreset"});
     }
-    close(number[1]);
-    const std::string line = read_line(number[0]);
-    close(number[0]);
     if (line.empty())
     {
         ADD_FAILURE() << "Xvfb doesn't start";

@@ -22,32 +22,19 @@ std::string utf8(const wchar_t* text, size_t length)
     {
         unsigned c = static_cast<unsigned short>(text[i]);
         if (c >= 0xd800 && c < 0xdc00 && i + 1 < length && (text[i + 1] & 0xfc00) == 0xdc00)
-        {
             c = 0x10000 + ((c - 0xd800) << 10) + (static_cast<unsigned>(text[++i]) - 0xdc00);
-            out += static_cast<char>(0xf0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3f));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3f));
-            out += static_cast<char>(0x80 | (c & 0x3f));
-        }
         else if (c >= 0xd800 && c < 0xe000)
         {
             char shown[16];
             std::snprintf(shown, sizeof shown, "<%04x>", c);
             out += shown;
+            continue;
         }
-        else if (c < 0x80)
-            out += static_cast<char>(c);
-        else if (c < 0x800)
-        {
-            out += static_cast<char>(0xc0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3f));
-        }
-        else
-        {
-            out += static_cast<char>(0xe0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3f));
-            out += static_cast<char>(0x80 | (c & 0x3f));
-        }
+        static constexpr unsigned leads[] = {0, 0xc0, 0xe0, 0xf0};
+        int more = c < 0x80 ? 0 : c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
+        out += static_cast<char>(leads[more] | (c >> (6 * more)));
+        while (more-- > 0)
+            out += static_cast<char>(0x80 | ((c >> (6 * more)) & 0x3f));
     }
     return out;
 }

@@ -1,13 +1,9 @@
 """plinth-demo with windows, on a display that the test starts (Xvfb)."""
 import os
-import subprocess
 import unittest
 
 from display import environment, start_display
-
-DEMO = os.environ["PLINTH_DEMO"]
-ROOT = os.environ["PLINTH_ROOT"]
-PATIENCE = 60  # seconds until a program that should have ended counts as stuck
+from programs import ROOT, run
 
 
 class DemoWindow(unittest.TestCase):
@@ -18,8 +14,7 @@ class DemoWindow(unittest.TestCase):
         display = start_display(self)
         # Several windows that close while the others are looked for: one run may be lucky.
         for _ in range(3):
-            result = subprocess.run([DEMO, "--window", "--auto-close", path, "3"],
-                                    capture_output=True, text=True, stdin=subprocess.DEVNULL,
-                                    timeout=PATIENCE, env=environment(DISPLAY=display))
+            result = run(os.environ["PLINTH_DEMO"], "--window", "--auto-close", path, "3",
+                         env=environment(DISPLAY=display))
             self.assertEqual(result.returncode, 0, result.stderr)
             self.assertNotIn("no display", result.stderr)

@@ -9,16 +9,14 @@ import subprocess
 import unittest
 
 from display import environment, start_display
+from programs import PATIENCE, ROOT, run
 
 TRACE = os.environ["PLINTH_TRACE"]
-ROOT = os.environ["PLINTH_ROOT"]
-PATIENCE = 60  # seconds until a program that should have ended counts as stuck
 
 
 class Window(unittest.TestCase):
     def run_to_end(self, *arguments, **more):
-        return subprocess.run([TRACE, "window", *arguments], capture_output=True, text=True,
-                              stdin=subprocess.DEVNULL, timeout=PATIENCE, env=environment(**more))
+        return run(TRACE, "window", *arguments, env=environment(**more))
 
     def log(self):
         path = os.path.join(ROOT, "qvapp_2024-03-05.log")
@@ -27,14 +25,10 @@ class Window(unittest.TestCase):
         return path
 
     def test_without_a_display_it_says_so_with_a_code_of_its_own(self):
-        result = self.run_to_end()
-        self.assertEqual((result.returncode, result.stdout), (5, ""))
-        self.assertIn("no display", result.stderr)
-
-    def test_a_display_that_is_not_there_is_said_too(self):
-        result = self.run_to_end(DISPLAY=":98765")
-        self.assertEqual(result.returncode, 5)
-        self.assertIn(":98765", result.stderr)
+        for more, text in (({}, "no display"), ({"DISPLAY": ":98765"}, ":98765")):
+            result = self.run_to_end(**more)
+            self.assertEqual((result.returncode, result.stdout), (5, ""), more)
+            self.assertIn(text, result.stderr)
 
     def test_shows_itself_takes_a_picture_and_ends(self):
         picture = os.path.join(ROOT, "window.png")

@@ -7,9 +7,11 @@
 //   wait          waits for a line on standard input, or its end
 //   path          prints the path of the log file
 //   per-session   prints whether the log is per session
-#include <cstdio>
-#include <cstring>
+#include <algorithm>
+#include <iostream>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <plinth_w32_system.h>
 
@@ -18,14 +20,9 @@
 namespace
 {
 
-void print(const std::string& text)
+void say(const std::string& what, const std::string& text)
 {
-    std::printf("%s\n", text.c_str());
-    std::fflush(stdout);
-}
-
-bool say(const std::string& what, const std::string& text)
-{
+    std::string line;
     if (what == "trace")
         DiagOutputExW(L"%s", test::Wide(text).c_str());
     else if (what == "log")
@@ -33,32 +30,22 @@ bool say(const std::string& what, const std::string& text)
     else if (what == "split")
         CQvLogFile::ClearLog();
     else if (what == "wait")
-        for (int c; (c = std::getchar()) != '\n' && c != EOF;)
-        {
-        }
+        std::getline(std::cin, line);
     else if (what == "path")
-        print(test::utf8(CQvLogFile::GetLogFilename()));
+        std::cout << test::utf8(CQvLogFile::GetLogFilename()) << std::endl;
     else if (what == "per-session")
-        print(CQvLogFile::IsPerSession() ? "yes" : "no");
+        std::cout << (CQvLogFile::IsPerSession() ? "yes" : "no") << std::endl;
     else
-        return false;
-    return true;
+        throw std::invalid_argument(what); // ends the program
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    for (int i = 1; i < argc; ++i)
+    for (const std::string& word : std::vector<std::string>(argv + 1, argv + argc))
     {
-        const char* const colon = std::strchr(argv[i], ':');
-        const std::string what =
-            colon ? std::string(argv[i], static_cast<size_t>(colon - argv[i])) : argv[i];
-        if (!say(what, colon ? colon + 1 : ""))
-        {
-            std::fprintf(stderr, "talker: %s: not understood\n", argv[i]);
-            return 2;
-        }
+        const size_t colon = std::min(word.find(':'), word.size());
+        say(word.substr(0, colon), word.substr(std::min(colon + 1, word.size())));
     }
-    return 0;
 }

@@ -15,16 +15,6 @@ Record text(const std::string& text)
     return {.time = 1, .process = 7, .text = text};
 }
 
-std::vector<std::string> rows_of(const View& view)
-{
-    std::vector<std::string> rows;
-    for (size_t row = 0; row < view.rows(); ++row)
-        rows.push_back(view.record(row).text);
-    return rows;
-}
-
-using Rows = std::vector<std::string>;
-
 class StoreView : public testing::Test
 {
 protected:
@@ -34,13 +24,29 @@ protected:
             store.append(text(std::string(1, word)));
     }
 
-    void look()
+    // Looks at all there is: the texts of the rows, one after the other.
+    std::string rows()
     {
         view.trim();
         while (view.advance(1))
         {
         }
+        return shown();
     }
+    std::string shown() const
+    {
+        std::string rows;
+        for (size_t row = 0; row < view.rows(); ++row)
+            rows += view.record(row).text;
+        return rows;
+    }
+
+    // The first that is kept, the end, and how many came, were lost and went.
+    std::vector<uint64_t> counts() const
+    {
+        return {store.first(), store.end(), store.all(), store.lost(), store.dropped()};
+    }
+    using Counts = std::vector<uint64_t>;
 
     static Filter including(const std::string& pattern) { return {.include = {Pattern(pattern)}}; }
 
@@ -52,17 +58,14 @@ protected:
 TEST_F(StoreView, BeyondItsMemoryTheOldestGoAndAreCounted)
 {
     add("abcdef");
-    EXPECT_EQ(store.first(), 2u);
-    EXPECT_EQ(store.end(), 6u);
+    EXPECT_EQ(counts(), (Counts{2, 6, 6, 0, 2}));
     EXPECT_EQ(store[2].text, "c");
-    EXPECT_EQ(store.all(), 6u);
-    EXPECT_EQ(store.dropped(), 2u);
     store.append(text(std::string(10000, 'x')));
-    EXPECT_EQ(store.end() - store.first(), 1u) << "the newest stays whatever its size";
+    EXPECT_EQ(counts(), (Counts{6, 7, 7, 0, 6})) << "the newest stays whatever its size";
     add("y");
-    EXPECT_EQ(store[store.first()].text, "y");
+    EXPECT_EQ(counts(), (Counts{7, 8, 8, 0, 7}));
+    EXPECT_EQ(store[7].text, "y");
     EXPECT_EQ(store.bytes(), bytes_of(text("y")));
-    EXPECT_EQ(store.dropped(), 7u);
 }
 
 TEST_F(StoreView, LostRecordsCountAsLostAndAreShownWhateverTheFilter)
@@ -71,10 +74,8 @@ TEST_F(StoreView, LostRecordsCountAsLostAndAreShownWhateverTheFilter)
     add("a");
     store.append(loss_of(12, "12 records lost"));
     add("b");
-    look();
-    EXPECT_EQ(rows_of(view), (Rows{"12 records lost", "b"}));
-    EXPECT_EQ(store.lost(), 12u);
-    EXPECT_EQ(store.all(), 2u);
+    EXPECT_EQ(rows(), "12 records lostb");
+    EXPECT_EQ(counts(), (Counts{0, 3, 2, 12, 0}));
 }
 
 TEST_F(StoreView, AChangedFilterLooksAtAllThatIsKept)
@@ -82,22 +83,20 @@ TEST_F(StoreView, AChangedFilterLooksAtAllThatIsKept)
     add("abab");
     view.set_filter(including("a"));
     EXPECT_TRUE(view.advance(3)) << "step by step";
-    EXPECT_EQ(rows_of(view), (Rows{"a", "a"}));
-    look();
+    EXPECT_EQ(shown(), "aa");
+    rows();
     view.set_filter({});
-    look();
-    EXPECT_EQ(rows_of(view), (Rows{"a", "b", "a", "b"}));
+    EXPECT_EQ(rows(), "abab");
     EXPECT_EQ(view.take_missed(), 0u);
 }
 
 TEST_F(StoreView, RowsOfRecordsThatWentGoToo)
 {
     add("abcd");
-    look();
+    rows();
     add("ef");
     EXPECT_EQ(view.stale(), 2u);
-    look();
-    EXPECT_EQ(rows_of(view), (Rows{"c", "d", "e", "f"}));
+    EXPECT_EQ(rows(), "cdef");
     EXPECT_EQ(view.row_of(1), std::nullopt);
     EXPECT_EQ(view.row_of(2), 0u);
     EXPECT_EQ(view.take_missed(), 0u);
@@ -106,30 +105,26 @@ TEST_F(StoreView, RowsOfRecordsThatWentGoToo)
 TEST_F(StoreView, APausedViewStandsStillAndTellsHowManyWait)
 {
     add("ab");
-    look();
+    rows();
     view.pause();
     add("cd");
-    look();
-    EXPECT_EQ(rows_of(view), (Rows{"a", "b"}));
+    EXPECT_EQ(rows(), "ab");
     EXPECT_EQ(view.waiting(), 2u);
     view.set_filter(including("[bd]"));
-    look();
-    EXPECT_EQ(rows_of(view), (Rows{"b"})) << "the filter counts, up to the pause";
+    EXPECT_EQ(rows(), "b") << "the filter counts, up to the pause";
     view.resume();
-    look();
-    EXPECT_EQ(rows_of(view), (Rows{"b", "d"}));
+    EXPECT_EQ(rows(), "bd");
     EXPECT_EQ(view.waiting(), 0u);
 }
 
 TEST_F(StoreView, WhatCameAndWentDuringAPauseIsMissed)
 {
     add("ab");
-    look();
+    rows();
     view.pause();
     add("cdefgh");
     view.resume();
-    look();
-    EXPECT_EQ(rows_of(view), (Rows{"e", "f", "g", "h"}));
+    EXPECT_EQ(rows(), "efgh");
     EXPECT_EQ(view.take_missed(), 2u);
     EXPECT_EQ(view.take_missed(), 0u);
 }
@@ -137,7 +132,7 @@ TEST_F(StoreView, WhatCameAndWentDuringAPauseIsMissed)
 TEST_F(StoreView, AClearForgetsWithoutLosing)
 {
     add("ab");
-    look();
+    rows();
     view.pause();
     add("c");
     store.clear();
@@ -146,19 +141,17 @@ TEST_F(StoreView, AClearForgetsWithoutLosing)
     add("d");
     EXPECT_EQ(view.waiting(), 1u);
     view.resume();
-    look();
-    EXPECT_EQ(rows_of(view), (Rows{"d"}));
+    EXPECT_EQ(rows(), "d");
     EXPECT_EQ(view.number(0), 3u) << "numbers go on";
     EXPECT_EQ(view.take_missed(), 0u);
-    EXPECT_EQ(store.dropped(), 0u);
-    EXPECT_EQ(store.all(), 4u);
+    EXPECT_EQ(counts(), (Counts{3, 4, 4, 0, 0}));
 }
 
 TEST_F(StoreView, BookmarksGoRoundOverWhatIsShown)
 {
     Bookmarks marks;
     add("abcd");
-    look();
+    rows();
     EXPECT_EQ(marks.next(view, std::nullopt), std::nullopt);
     for (const uint64_t number : {0, 1, 3})
         marks.toggle(number);
@@ -169,10 +162,10 @@ TEST_F(StoreView, BookmarksGoRoundOverWhatIsShown)
     EXPECT_EQ(marks.previous(view, std::nullopt), 3u);
 
     view.set_filter(including("[ad]"));
-    look();
+    rows();
     EXPECT_EQ(marks.next(view, 0), 3u) << "the filter hides one";
     view.set_filter({});
-    look();
+    rows();
     EXPECT_EQ(marks.next(view, 0), 1u) << "which comes again";
 
     add("e");

@@ -1,5 +1,4 @@
 // The viewer's window on a display of the test's own, looked at through its widgets and models.
-#include <filesystem>
 #include <fstream>
 
 #include <gtest/gtest.h>
@@ -15,6 +14,7 @@
 #include "failure.h"
 #include "listener.h"
 #include "pattern_field.h"
+#include "support/environment.h"
 #include "support/virtual_display.h"
 #include "table/trace_table.h"
 #include "trace_window.h"
@@ -22,7 +22,6 @@
 namespace
 {
 
-namespace fs = std::filesystem;
 using trace_window::RecordModel;
 using trace_window::TraceWindow;
 
@@ -33,6 +32,11 @@ template <class Predicate> bool eventually(Predicate&& predicate)
     return QTest::qWaitFor(std::forward<Predicate>(predicate), patience);
 }
 
+bool has(const QString& text, const char* part)
+{
+    return text.contains(QString::fromUtf8(part));
+}
+
 class TraceViewer : public testing::Test
 {
 protected:
@@ -41,25 +45,22 @@ protected:
     char name[5] = "test";
     char* arguments[2] = {name, nullptr};
     QApplication application{count, arguments};
-    const fs::path root = std::getenv("PLINTH_ROOT");
+    const std::string shown = test::root() + "/shown.txt";
+    const std::string log = test::root() + "/qvapp_2024-03-05.log";
+    trace::ViewOptions options;
 
-    std::string log(const std::string& text, std::ios::openmode mode = std::ios::trunc) const
-    {
-        const fs::path path = root / "qvapp_2024-03-05.log";
-        std::ofstream(path, std::ios::binary | mode) << text;
-        return path.string();
-    }
+    void append(const std::string& text) const { std::ofstream(log, std::ios::app) << text; }
 
-    static trace::ViewOptions reading(const std::string& path)
+    // A window, opened and shown, that reads a log of this text and shows so many rows.
+    std::unique_ptr<TraceWindow> reading(const std::string& text, int rows)
     {
-        trace::ViewOptions options;
-        options.input = path;
-        return options;
-    }
-
-    static QString cell(const TraceWindow& window, int row, int column)
-    {
-        return window.model()->index(row, column).data().toString();
+        test::write_file(log, text);
+        options.input = log;
+        auto window = std::make_unique<TraceWindow>(options);
+        window->open();
+        window->show();
+        EXPECT_TRUE(shows(*window, rows)) << window->model()->rowCount();
+        return window;
     }
 
     static bool shows(const TraceWindow& window, int rows)
@@ -67,15 +68,26 @@ protected:
         return eventually([&] { return window.model()->rowCount() == rows; });
     }
 
-    static std::vector<std::string> lines_of(const fs::path& path)
+    static std::string cell(const TraceWindow& window, int row,
+                            int column = RecordModel::FirstField)
     {
-        std::ifstream file(path);
-        std::vector<std::string> lines;
-        for (std::string line; std::getline(file, line);)
-            lines.push_back(line);
-        return lines;
+        return window.model()->index(row, column).data().toString().toStdString();
+    }
+
+    static void type(QLineEdit* field, const char* text)
+    {
+        field->setText(QString::fromUtf8(text));
     }
 };
+
+// The numbers from 0 up, a line each.
+std::string numbers(int count)
+{
+    std::string text;
+    for (int i = 0; i < count; ++i)
+        text += std::to_string(i) + "\n";
+    return text;
+}
 
 TEST_F(TraceViewer, ShowsTheChannelsRecordsInColumnsAndFollowsTheLast)
 {
@@ -86,11 +98,10 @@ TEST_F(TraceViewer, ShowsTheChannelsRecordsInColumnsAndFollowsTheLast)
     for (int i = 0; i < 200; ++i)
         OutputDebugStringA(("one\ttwo\nlines\t" + std::to_string(i) + "\r\n").c_str());
     ASSERT_TRUE(shows(window, 200));
-    EXPECT_EQ(cell(window, 199, RecordModel::NumberColumn), QStringLiteral("200"));
-    EXPECT_TRUE(cell(window, 0, RecordModel::ProcessColumn)
-                    .endsWith(QStringLiteral(" tools_window_tests")));
-    EXPECT_EQ(cell(window, 0, RecordModel::FirstField + 1), QStringLiteral("two lines"));
-    EXPECT_EQ(cell(window, 199, RecordModel::FirstField + 2), QStringLiteral("199"));
+    EXPECT_EQ(cell(window, 199, RecordModel::NumberColumn), "200");
+    EXPECT_TRUE(cell(window, 0, RecordModel::ProcessColumn).ends_with(" tools_window_tests"));
+    EXPECT_EQ(cell(window, 0, RecordModel::FirstField + 1), "two lines");
+    EXPECT_EQ(cell(window, 199, RecordModel::FirstField + 2), "199");
     const QStringList heads = {"#", "Time", "Process", "1", "2"};
     for (int column = 0; column < heads.size(); ++column)
         EXPECT_EQ(window.model()->headerData(column, Qt::Horizontal, Qt::DisplayRole),
@@ -101,107 +112,95 @@ TEST_F(TraceViewer, ShowsTheChannelsRecordsInColumnsAndFollowsTheLast)
             return view.viewport()->rect().intersects(
                 view.visualRect(window.model()->index(199, 0)));
         }));
-    EXPECT_TRUE(window.counts().contains(QStringLiteral("shown 200   all 200")));
+    EXPECT_TRUE(has(window.counts(), "shown 200   all 200"));
 }
 
 TEST_F(TraceViewer, HasATabForEachWindowId)
 {
-    TraceWindow window(
-        reading(log("|wndid:5| five\nno window\n|wndid:-7| other\n|wndid:5| again\n")));
-    window.open();
-    ASSERT_TRUE(shows(window, 4));
-    ASSERT_EQ(window.tabs()->count(), 3);
-    EXPECT_EQ(window.tabs()->tabText(0), QStringLiteral("All"));
-    for (int tab = 1; tab < 3; ++tab)
+    const auto window =
+        reading("|wndid:5| five\nno window\n|wndid:-7| other\n|wndid:5| again\n", 4);
+    std::map<std::string, int> rows;
+    for (int tab = 0; tab < window->tabs()->count(); ++tab)
     {
-        window.tabs()->setCurrentIndex(tab);
-        const bool five = window.tabs()->tabText(tab) == QStringLiteral("Window 5");
-        EXPECT_TRUE(five || window.tabs()->tabText(tab) == QStringLiteral("Window -7"));
-        EXPECT_TRUE(shows(window, five ? 2 : 1));
+        const std::string title = window->tabs()->tabText(tab).toStdString();
+        window->tabs()->setCurrentIndex(tab);
+        rows[title] = title == "All" ? 4 : title == "Window 5" ? 2 : 1;
+        EXPECT_TRUE(shows(*window, rows[title])) << title;
     }
+    EXPECT_EQ(rows, (std::map<std::string, int>{{"All", 4}, {"Window 5", 2}, {"Window -7", 1}}));
+    EXPECT_EQ(window->tabs()->tabText(0), QStringLiteral("All"));
 }
 
 TEST_F(TraceViewer, FiltersAndKeepsTheLastGoodOneBesideABadOne)
 {
-    TraceWindow window(reading(log("one\ntwo\nthree\n")));
-    window.open();
-    ASSERT_TRUE(shows(window, 3));
-    window.includeField()->setText(QStringLiteral("^one;;^th"));
-    EXPECT_TRUE(shows(window, 2));
-    window.includeField()->setText(QStringLiteral("^one;;(th"));
-    EXPECT_FALSE(window.includeField()->problem().isEmpty());
-    EXPECT_TRUE(window.includeField()->styleSheet().contains(QStringLiteral("background")));
-    window.step();
-    EXPECT_EQ(window.model()->rowCount(), 2);
-    window.excludeField()->setText(QStringLiteral("three"));
-    EXPECT_TRUE(shows(window, 1));
-    window.includeField()->clear();
-    EXPECT_TRUE(shows(window, 2));
-    EXPECT_TRUE(window.includeField()->problem().isEmpty());
-    window.highlightField()->setText(QStringLiteral("tw.;;one"));
-    EXPECT_NE(window.model()->index(0, 3).data(Qt::BackgroundRole),
-              window.model()->index(1, 3).data(Qt::BackgroundRole));
+    const auto window = reading("one\ntwo\nthree\n", 3);
+    auto* const include = window->includeField();
+    type(include, "^one;;^th");
+    EXPECT_TRUE(shows(*window, 2));
+    type(include, "^one;;(th");
+    EXPECT_FALSE(include->problem().isEmpty());
+    EXPECT_TRUE(has(include->styleSheet(), "background"));
+    window->step();
+    EXPECT_EQ(window->model()->rowCount(), 2);
+    type(window->excludeField(), "three");
+    EXPECT_TRUE(shows(*window, 1));
+    type(include, "");
+    EXPECT_TRUE(shows(*window, 2));
+    EXPECT_TRUE(include->problem().isEmpty());
+    type(window->highlightField(), "tw.;;one");
+    EXPECT_NE(window->model()->index(0, 3).data(Qt::BackgroundRole),
+              window->model()->index(1, 3).data(Qt::BackgroundRole));
 }
 
 TEST_F(TraceViewer, SemicolonsOfAnExpressionOfTheCommandLineStayPartsOfIt)
 {
-    trace::ViewOptions options = reading(log("a\nb\na;;b\n"));
     options.include = {"a;;b"};
-    TraceWindow window(options);
-    window.open();
-    EXPECT_TRUE(shows(window, 1));
-    window.includeField()->setText(window.includeField()->text() + QStringLiteral(";;^b"));
-    EXPECT_TRUE(shows(window, 2));
+    const auto window = reading("a\nb\na;;b\n", 1);
+    window->includeField()->setText(window->includeField()->text() + QStringLiteral(";;^b"));
+    EXPECT_TRUE(shows(*window, 2));
 }
 
 TEST_F(TraceViewer, PausesClearsAndSavesBothWays)
 {
-    TraceWindow window(reading(log("one\ntwo\n")));
-    window.open();
-    ASSERT_TRUE(shows(window, 2));
-    window.setPaused(true);
-    log("three\n", std::ios::app);
-    EXPECT_TRUE(eventually([&] { return window.counts().contains(QStringLiteral("1 wait")); }));
-    EXPECT_EQ(window.model()->rowCount(), 2);
-    const fs::path shown = root / "shown.txt", all = root / "all.txt";
-    window.timeBox()->setCurrentIndex(3); // none
-    window.excludeField()->setText(QStringLiteral("one"));
-    EXPECT_TRUE(window.saveShown(QString::fromStdString(shown.string())));
-    EXPECT_EQ(lines_of(shown), std::vector<std::string>{"two"});
-    EXPECT_TRUE(window.saveAll(QString::fromStdString(all.string())));
-    EXPECT_EQ(lines_of(all).size(), 3u);
-    EXPECT_FALSE(window.saveAll(QStringLiteral("/missing/folder/file")));
-    window.setPaused(false);
-    EXPECT_TRUE(shows(window, 2));
-    window.clear();
-    EXPECT_EQ(window.model()->rowCount(), 0);
-    log("four\n", std::ios::app);
-    EXPECT_TRUE(shows(window, 1));
-    EXPECT_EQ(cell(window, 0, RecordModel::NumberColumn), QStringLiteral("4"));
+    const auto window = reading("one\ntwo\n", 2);
+    window->setPaused(true);
+    append("three\n");
+    EXPECT_TRUE(eventually([&] { return has(window->counts(), "1 wait"); }));
+    EXPECT_EQ(window->model()->rowCount(), 2);
+    window->timeBox()->setCurrentIndex(3); // none
+    type(window->excludeField(), "one");
+    EXPECT_TRUE(window->saveShown(QString::fromStdString(shown)));
+    EXPECT_EQ(test::read_file(shown), "two\n");
+    EXPECT_TRUE(window->saveAll(QString::fromStdString(shown)));
+    const std::string all = test::read_file(shown);
+    EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 3);
+    EXPECT_FALSE(window->saveAll(QStringLiteral("/missing/folder/file")));
+    window->setPaused(false);
+    EXPECT_TRUE(shows(*window, 2));
+    window->clear();
+    EXPECT_EQ(window->model()->rowCount(), 0);
+    append("four\n");
+    EXPECT_TRUE(shows(*window, 1));
+    EXPECT_EQ(cell(*window, 0, RecordModel::NumberColumn), "4");
 }
 
 TEST_F(TraceViewer, WritesWhatItShowsToAFileAndSaysWhatAPauseHasCost)
 {
-    trace::ViewOptions options = reading(log("one\ntwo\n"));
     options.exclude = {"one"};
     options.time = trace::TimeMode::none;
     options.keep = 64 << 10;
-    options.output = (root / "shown.txt").string();
-    TraceWindow window(options);
-    window.open();
-    ASSERT_TRUE(shows(window, 1));
-    EXPECT_EQ(lines_of(*options.output), std::vector<std::string>{"two"});
-    window.setPaused(true);
-    std::string more;
-    for (int i = 0; i < 5000; ++i)
-        more += "more\n";
-    log(more, std::ios::app);
-    ASSERT_TRUE(eventually([&] { return lines_of(*options.output).size() == 5001; }))
+    options.output = shown;
+    const auto window = reading("one\ntwo\n", 1);
+    EXPECT_EQ(test::read_file(shown), "two\n");
+    window->setPaused(true);
+    const std::string more = numbers(5000);
+    append(more);
+    ASSERT_TRUE(eventually([&] { return test::read_file(shown) == "two\n" + more; }))
         << "also while it is paused";
-    EXPECT_FALSE(window.statusBar()->currentMessage().contains(QStringLiteral("dropped")));
-    window.setPaused(false);
-    EXPECT_TRUE(window.statusBar()->currentMessage().contains(QStringLiteral("dropped")))
-        << window.statusBar()->currentMessage().toStdString();
+    EXPECT_FALSE(has(window->statusBar()->currentMessage(), "dropped"));
+    window->setPaused(false);
+    EXPECT_TRUE(has(window->statusBar()->currentMessage(), "dropped"))
+        << window->statusBar()->currentMessage().toStdString();
 
     options.output = "/missing/folder/file";
     EXPECT_THROW(TraceWindow{options}, trace::Failure);
@@ -209,70 +208,54 @@ TEST_F(TraceViewer, WritesWhatItShowsToAFileAndSaysWhatAPauseHasCost)
 
 TEST_F(TraceViewer, BookmarksAreGoneToAndFro)
 {
-    TraceWindow window(reading(log("one\ntwo\nthree\n")));
-    window.open();
-    window.show();
-    ASSERT_TRUE(shows(window, 3));
+    const auto window = reading("one\ntwo\nthree\n", 3);
     for (const int row : {0, 2})
     {
-        window.table()->goToRow(row);
-        window.toggleBookmark();
+        window->table()->goToRow(row);
+        window->toggleBookmark();
     }
-    const auto current = [&] { return window.table()->view()->currentIndex().row(); };
-    window.goToBookmark(true);
-    EXPECT_EQ(current(), 0);
-    window.goToBookmark(false);
-    EXPECT_EQ(current(), 2);
-    window.excludeField()->setText(QStringLiteral("one"));
-    ASSERT_TRUE(shows(window, 2));
-    window.goToBookmark(true);
-    EXPECT_EQ(current(), 1);
+    const auto go = [&](bool forward)
+    {
+        window->goToBookmark(forward);
+        return window->table()->view()->currentIndex().row();
+    };
+    EXPECT_EQ(go(true), 0);
+    EXPECT_EQ(go(false), 2);
+    type(window->excludeField(), "one");
+    ASSERT_TRUE(shows(*window, 2));
+    EXPECT_EQ(go(true), 1);
 }
 
 TEST_F(TraceViewer, WhatIsLostIsCountedAndHasARow)
 {
-    TraceWindow window(reading(log("a long first line\n")));
-    window.open();
-    ASSERT_TRUE(shows(window, 1));
-    log("anew\n");
-    ASSERT_TRUE(shows(window, 3));
-    EXPECT_TRUE(cell(window, 1, RecordModel::FirstField).contains(QStringLiteral("shorter")));
-    EXPECT_TRUE(window.counts().contains(QStringLiteral("lost 1")));
+    const auto window = reading("a long first line\n", 1);
+    test::write_file(log, "anew\n");
+    ASSERT_TRUE(shows(*window, 3));
+    EXPECT_NE(cell(*window, 1).find("shorter"), std::string::npos);
+    EXPECT_TRUE(has(window->counts(), "lost 1"));
 }
 
 TEST_F(TraceViewer, BeyondItsMemoryTheOldestRowsGo)
 {
-    std::string text;
-    for (int i = 0; i < 50'000; ++i)
-        text += std::to_string(i) + "\n";
-    trace::ViewOptions options = reading(log(text));
+    test::write_file(log, numbers(50'000));
+    options.input = log;
     options.keep = 100'000;
     TraceWindow window(options);
     window.open();
     window.show();
-    ASSERT_TRUE(eventually(
-        [&]
-        {
-            return cell(window, window.model()->rowCount() - 1, RecordModel::FirstField) ==
-                   QStringLiteral("49999");
-        }));
+    ASSERT_TRUE(
+        eventually([&] { return cell(window, window.model()->rowCount() - 1) == "49999"; }));
     const int rows = window.model()->rowCount();
     EXPECT_LT(rows, 2000);
-    EXPECT_TRUE(window.counts().contains(QStringLiteral("dropped %1").arg(50'000 - rows)))
+    EXPECT_TRUE(has(window.counts(), ("dropped " + std::to_string(50'000 - rows)).c_str()))
         << window.counts().toStdString();
 }
 
 TEST_F(TraceViewer, AllOfManyRecordsAreShownInOrder)
 {
-    std::string text;
-    for (int i = 0; i < 100'000; ++i)
-        text += std::to_string(i) + "\n";
-    TraceWindow window(reading(log(text)));
-    window.open();
-    window.show();
-    ASSERT_TRUE(shows(window, 100'000));
+    const auto window = reading(numbers(100'000), 100'000);
     for (const int row : {0, 1, 50'000, 99'999})
-        EXPECT_EQ(cell(window, row, RecordModel::FirstField), QString::number(row));
+        EXPECT_EQ(cell(*window, row), std::to_string(row));
 }
 
 TEST_F(TraceViewer, AnotherListenerIsReportedAndCanBeTriedAgain)
@@ -281,7 +264,7 @@ TEST_F(TraceViewer, AnotherListenerIsReportedAndCanBeTriedAgain)
     TraceWindow window({});
     window.open();
     window.show();
-    EXPECT_TRUE(window.problem().contains(QStringLiteral("another listener")));
+    EXPECT_TRUE(has(window.problem(), "another listener"));
     auto* const retry = window.findChild<QPushButton*>(QStringLiteral("retry"));
     ASSERT_TRUE(retry && retry->isVisible());
     other.reset();

@@ -1,6 +1,4 @@
 // What the locale functions do when the system's calls fail.
-#include <cmath>
-
 #include <gtest/gtest.h>
 
 #include <plinth_w32_system.h>
@@ -79,9 +77,7 @@ TEST_F(LocaleFailures, NumberStaysPlainWithoutItsForm)
 
 TEST_F(LocaleFailures, VariantTimeFailsWithAnyOfItsSteps)
 {
-    struct tm time = {};
-    time.tm_year = 124;
-    time.tm_mday = 1;
+    const tm time = {0, 0, 0, 1, 0, 124, 0, 0, 0, 0, nullptr};
     for (const char* step : {"FileTimeToSystemTime", "SystemTimeToVariantTime"})
     {
         double result = 7;

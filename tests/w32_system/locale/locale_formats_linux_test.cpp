@@ -1,13 +1,11 @@
 // The three forms of the user's date and time conventions, in real locales.
 #include <ctime>
-#include <ostream>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include <plinth_w32_system.h>
 
-#include "support/environment.h"
 #include "support/user_locale.h"
 
 namespace
@@ -19,98 +17,83 @@ using test::utf8;
 
 const SYSTEMTIME afternoon = {2024, 3, 2, 5, 15, 4, 9, 0};
 
-struct Forms
+// Each form as the calls write it.
+struct Written
 {
-    const char* locale;
-    const char* date;
-    const char* time;
-    const char* mask;
-    const char* shown;
+    wchar_t date[80] = L"", time[80] = L"";
+    std::string text() const { return utf8(date) + "|" + utf8(time); }
 };
 
-void PrintTo(const Forms& forms, std::ostream* out)
+std::string format_of_user()
 {
-    *out << forms.locale;
+    Written out;
+    EXPECT_EQ(QV_GetLocaleDateTimeFormat(out.date, 80, out.time, 80), QV_OK);
+    return out.text();
 }
 
-class FormsOf : public testing::TestWithParam<Forms>
+std::string mask_of_user()
 {
-};
-
-TEST_P(FormsOf, AreThoseOfItsUsers)
-{
-    const Forms& forms = GetParam();
-    set_locale(forms.locale);
-    wchar_t date[80];
-    wchar_t time[80];
-    ASSERT_EQ(QV_GetLocaleDateTimeFormat(date, 80, time, 80), QV_OK);
-    EXPECT_EQ(utf8(date), forms.date);
-    EXPECT_EQ(utf8(time), forms.time);
-    ASSERT_EQ(QV_GetLocaleUserDateTimeFormat(date, 80), QV_OK);
-    EXPECT_EQ(utf8(date), forms.mask);
-    ASSERT_EQ(QV_FormatLocaleDateTime(&afternoon, date, 80, time, 80), QV_OK);
-    EXPECT_EQ(utf8(date) + "|" + utf8(time), forms.shown);
+    wchar_t mask[80];
+    EXPECT_EQ(QV_GetLocaleUserDateTimeFormat(mask, 80), QV_OK);
+    return utf8(mask);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Countries, FormsOf,
-    testing::Values(
-        Forms{"C", "%m/%d/%Y", "%H:%M:%S", "MM/DD/YYYY HH:MM:SS", "03/05/24|15:04:09"},
-        Forms{"de_DE.UTF-8", "%d.%m.%Y", "%H:%M:%S", "DD.MM.YYYY HH:MM:SS", "05.03.2024|15:04:09"},
-        Forms{"en_US.UTF-8", "%m/%d/%Y", "%I:%M:%S %p", "MM/DD/YYYY hh:MM:SS pm",
-              "03/05/2024|03:04:09 PM"},
-        Forms{"fr_FR.UTF-8", "%d/%m/%Y", "%H:%M:%S", "DD/MM/YYYY HH:MM:SS", "05/03/2024|15:04:09"},
-        Forms{"ar_SA.UTF-8", "%d/%m/%Y", "%H:%M:%S", "DD/MM/YYYY HH:MM:SS",
-              "الثلاثاء 5 مارس 2024|15:04:09"},
-        Forms{"ja_JP.UTF-8", "%Y/%m/%d", "%H:%M:%S", "YYYY/MM/DD HH:MM:SS",
-              "2024年03月05日|15時04分09秒"},
-        Forms{"hi_IN", "%d/%m/%Y", "%I:%M:%S %p", "DD/MM/YYYY hh:MM:SS pm",
-              "5/3/24|03:04:09 अपराह्न"},
-        Forms{"sv_SE.UTF-8", "%Y-%m-%d", "%H:%M:%S", "YYYY-MM-DD HH:MM:SS", "2024-03-05|15:04:09"},
-        Forms{"pl_PL.UTF-8", "%d.%m.%Y", "%H:%M:%S", "DD.MM.YYYY HH:MM:SS", "05.03.2024|15:04:09"},
-        Forms{"tr_TR.UTF-8", "%d-%m-%Y", "%H:%M:%S", "DD-MM-YYYY HH:MM:SS", "05-03-2024|15:04:09"},
-        Forms{"pt_BR.UTF-8", "%d/%m/%Y", "%H:%M:%S", "DD/MM/YYYY HH:MM:SS", "05/03/2024|15:04:09"},
-        Forms{"fa_IR", "%Y/%m/%d", "%H:%M:%S", "YYYY/MM/DD HH:MM:SS", "24/03/05|15:04:09"},
-        Forms{"no_SUCH", "%m/%d/%Y", "%H:%M:%S", "MM/DD/YYYY HH:MM:SS", "03/05/24|15:04:09"}),
-    [](const auto& row) { return std::string(row.param.locale).substr(0, 5); });
+TEST(LocaleFormatsOfUser, AreThoseOfTheCountry)
+{
+    static constexpr const char* rows[][4] = {
+        {"C", "%m/%d/%Y|%H:%M:%S", "MM/DD/YYYY HH:MM:SS", "03/05/24|15:04:09"},
+        {"de_DE.UTF-8", "%d.%m.%Y|%H:%M:%S", "DD.MM.YYYY HH:MM:SS", "05.03.2024|15:04:09"},
+        {"en_US.UTF-8", "%m/%d/%Y|%I:%M:%S %p", "MM/DD/YYYY hh:MM:SS pm", "03/05/2024|03:04:09 PM"},
+        {"fr_FR.UTF-8", "%d/%m/%Y|%H:%M:%S", "DD/MM/YYYY HH:MM:SS", "05/03/2024|15:04:09"},
+        {"ar_SA.UTF-8", "%d/%m/%Y|%H:%M:%S", "DD/MM/YYYY HH:MM:SS",
+         "الثلاثاء 5 مارس 2024|15:04:09"},
+        {"ja_JP.UTF-8", "%Y/%m/%d|%H:%M:%S", "YYYY/MM/DD HH:MM:SS", "2024年03月05日|15時04分09秒"},
+        {"hi_IN", "%d/%m/%Y|%I:%M:%S %p", "DD/MM/YYYY hh:MM:SS pm", "5/3/24|03:04:09 अपराह्न"},
+        {"sv_SE.UTF-8", "%Y-%m-%d|%H:%M:%S", "YYYY-MM-DD HH:MM:SS", "2024-03-05|15:04:09"},
+        {"pl_PL.UTF-8", "%d.%m.%Y|%H:%M:%S", "DD.MM.YYYY HH:MM:SS", "05.03.2024|15:04:09"},
+        {"tr_TR.UTF-8", "%d-%m-%Y|%H:%M:%S", "DD-MM-YYYY HH:MM:SS", "05-03-2024|15:04:09"},
+        {"pt_BR.UTF-8", "%d/%m/%Y|%H:%M:%S", "DD/MM/YYYY HH:MM:SS", "05/03/2024|15:04:09"},
+        {"fa_IR", "%Y/%m/%d|%H:%M:%S", "YYYY/MM/DD HH:MM:SS", "24/03/05|15:04:09"},
+        {"no_SUCH", "%m/%d/%Y|%H:%M:%S", "MM/DD/YYYY HH:MM:SS", "03/05/24|15:04:09"}};
+    for (const auto& [locale, format, mask, shown] : rows)
+    {
+        set_locale(locale);
+        EXPECT_EQ(format_of_user(), format) << locale;
+        EXPECT_EQ(mask_of_user(), mask) << locale;
+        Written out;
+        EXPECT_EQ(QV_FormatLocaleDateTime(&afternoon, out.date, 80, out.time, 80), QV_OK) << locale;
+        EXPECT_EQ(out.text(), shown) << locale;
+    }
+}
 
-TEST(LocaleFormatsOfUser, MarkStandsWhereThePictureHasIt)
+TEST(LocaleFormatsOfUser, MarkStandsWhereThePictureHasItAndPicturesComeAsTheyAre)
 {
     set_locale("en_US.UTF-8");
     set_user_text(L"sTimeFormat", "tt hh:mm:ss");
-    wchar_t time[80];
-    QV_GetLocaleDateTimeFormat(nullptr, 0, time, 80);
-    EXPECT_EQ(utf8(time), "%p %I:%M:%S");
-    wchar_t mask[80];
-    QV_GetLocaleUserDateTimeFormat(mask, 80);
-    EXPECT_EQ(utf8(mask), "MM/DD/YYYY pm hh:MM:SS");
-}
-
-TEST(LocaleFormatsOfUser, PicturesComeAsTheyAre)
-{
-    set_locale("ja_JP.UTF-8");
-    wchar_t date[80] = L"#";
-    wchar_t time[80] = L"#";
-    EXPECT_EQ(QV_GetLocaleShortDateTimeFormat(date, 80, nullptr, 0), QV_OK);
-    EXPECT_EQ(utf8(date), "yyyy年MM月dd日");
-    EXPECT_EQ(QV_GetLocaleShortDateTimeFormat(nullptr, 0, time, 80), QV_OK);
-    EXPECT_EQ(utf8(time), "HH時mm分ss秒");
+    EXPECT_EQ(format_of_user(), "%m/%d/%Y|%p %I:%M:%S");
+    EXPECT_EQ(mask_of_user(), "MM/DD/YYYY pm hh:MM:SS");
+    set_user_text(L"sShortDate", "yyyy年MM月dd日");
+    Written out;
+    EXPECT_EQ(QV_GetLocaleShortDateTimeFormat(out.date, 80, nullptr, 0), QV_OK);
+    EXPECT_EQ(QV_GetLocaleShortDateTimeFormat(nullptr, 0, out.time, 80), QV_OK);
+    EXPECT_EQ(out.text(), "yyyy年MM月dd日|tt hh:mm:ss");
 }
 
 TEST(LocaleFormatsOfUser, TextsThatAreTooLongAreCut)
 {
     set_locale("de_DE.UTF-8");
     wchar_t text[80];
-    QV_GetLocaleDateTimeFormat(text, 8, nullptr, 0);
-    EXPECT_EQ(utf8(text), "%d.%m.%") << "the format would fill eight exactly";
-    QV_GetLocaleDateTimeFormat(text, 9, nullptr, 0);
-    EXPECT_EQ(utf8(text), "%d.%m.%Y");
-    QV_GetLocaleUserDateTimeFormat(text, 14);
-    EXPECT_EQ(utf8(text), "DD.MM.YYYY HH");
-    QV_GetLocaleUserDateTimeFormat(text, 11);
-    EXPECT_EQ(utf8(text), "DD.MM.YYYY");
-    QV_GetLocaleUserDateTimeFormat(text, 5);
-    EXPECT_EQ(utf8(text), "DD.M");
+    for (const auto& [size, cut] : {std::pair{8u, "%d.%m.%"}, {9u, "%d.%m.%Y"}})
+    {
+        QV_GetLocaleDateTimeFormat(text, size, nullptr, 0);
+        EXPECT_EQ(utf8(text), cut) << "the format would fill eight exactly";
+    }
+    for (const auto& [size, cut] :
+         {std::pair{14u, "DD.MM.YYYY HH"}, {11u, "DD.MM.YYYY"}, {5u, "DD.M"}})
+    {
+        QV_GetLocaleUserDateTimeFormat(text, size);
+        EXPECT_EQ(utf8(text), cut);
+    }
     EXPECT_EQ(QV_FormatLocaleDateTime(&afternoon, text, 10, nullptr, 0), QV_ERR_SYSTEM);
     EXPECT_EQ(QV_FormatLocaleDateTime(&afternoon, text, 11, nullptr, 0), QV_OK);
     EXPECT_EQ(utf8(text), "05.03.2024");
@@ -123,20 +106,11 @@ TEST(LocaleFormatsOfUser, StrftimeTakesTheFormats)
                                "hu_HU.UTF-8", "eu_ES.UTF-8", "fi_FI.UTF-8"})
     {
         set_locale(locale);
-        wchar_t date[80];
-        wchar_t time[80];
-        QV_GetLocaleDateTimeFormat(date, 80, time, 80);
-        struct tm broken = {};
-        broken.tm_year = 124;
-        broken.tm_mon = 2;
-        broken.tm_mday = 5;
-        broken.tm_hour = 15;
-        broken.tm_min = 4;
-        broken.tm_sec = 9;
-        const std::string format = utf8(date) + " " + utf8(time);
+        tm broken = {9, 4, 15, 5, 2, 124, 0, 0, 0, 0, nullptr};
+        const std::string format = format_of_user();
         char text[160];
         ASSERT_NE(strftime(text, sizeof text, format.c_str(), &broken), 0u) << locale;
-        struct tm back = {};
+        tm back = {};
         ASSERT_NE(strptime(text, format.c_str(), &back), nullptr) << locale << ' ' << text;
         EXPECT_EQ(std::mktime(&back), std::mktime(&broken)) << locale << ' ' << text;
     }

@@ -124,12 +124,7 @@ TEST(TmToVariantTimeInZone, FollowsTheZoneDatabaseOverEveryChange)
 
 TEST(TmToVariantTimeInZone, WinterOneHourEastIsOneHourEarlier)
 {
-    struct tm time = {};
-    time.tm_year = 124;
-    time.tm_mday = 15;
-    time.tm_hour = 12;
-    time.tm_isdst = 1; // doesn't count, nor does the day of the week
-    time.tm_wday = 99;
+    tm time = {0, 0, 12, 15, 0, 124, 99, 0, 1, 0, nullptr}; // neither 99 nor summer time counts
     double universal = 0;
     double local = 0;
     use_zone("UTC0");

@@ -1,4 +1,4 @@
-// Data files into modules and out of them, and loading what is there.
+// Data files into modules and out of them, loading what is there, and who owns what was loaded.
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -10,6 +10,20 @@ using test::Wide;
 
 namespace
 {
+
+// "ID:TEXT " for each entry.
+std::string entries_of(const CQvRscData& data)
+{
+    std::string all;
+    for (int i = 0; i < data.GetCQvByteArrayW32Count(); ++i)
+    {
+        int id = 0;
+        const CQvByteArrayW32& entry = data.GetCQvByteArrayW32(i, &id);
+        all += std::to_string(id) + ":";
+        all.append(static_cast<const char*>(entry.GetData()), entry.GetSize()) += " ";
+    }
+    return all;
+}
 
 class Resources : public testing::Test
 {
@@ -27,22 +41,26 @@ protected:
     {
         return test::read_file(m_folder + "/" + name);
     }
-    static std::string failure()
+    // What a resource holds, or the text of the failure.
+    std::string taken(const wchar_t* name, const wchar_t* module) const
     {
-        return QV_GetResCopyError() ? test::utf8(QV_GetResCopyError()) : "none";
+        const int status = QV_DllToResource(name, module, path("out"));
+        return status == QV_OK ? read("out") : failure(status);
+    }
+    // "" for a success.
+    static std::string failure(int status)
+    {
+        EXPECT_TRUE(status == QV_OK || status == QV_ERR_SYSTEM) << status;
+        return status == QV_OK ? "" : test::utf8(QV_GetResCopyError());
     }
     std::string m_folder = test::make_folder("resources");
 };
 
 TEST_F(Resources, WhatIsStoredComesOutAgain)
 {
-    const std::string bytes = []
-    {
-        std::string all;
-        for (int i = 0; i < 100'000; ++i)
-            all.push_back(static_cast<char>(i * 7));
-        return all;
-    }();
+    std::string bytes(100'000, '\0');
+    for (size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<char>(i * 7);
     write("data", bytes);
     write("empty", "");
     for (const char* const name :
@@ -50,13 +68,11 @@ TEST_F(Resources, WhatIsStoredComesOutAgain)
           "plain32.dll", "module32.dll", "program32.exe", "overlay32.exe"})
     {
         const Wide module = copied(name);
-        ASSERT_EQ(QV_ResourceToDll(L"Stored", module, path("data")), QV_OK) << name << failure();
-        ASSERT_EQ(QV_ResourceToDll(L"Nothing", module, path("empty")), QV_OK) << name;
+        EXPECT_EQ(failure(QV_ResourceToDll(L"Stored", module, path("data"))), "") << name;
+        EXPECT_EQ(failure(QV_ResourceToDll(L"Nothing", module, path("empty"))), "") << name;
         write("out", "former content");
-        EXPECT_EQ(QV_DllToResource(L"STORED", module, path("out")), QV_OK) << name << failure();
-        EXPECT_TRUE(read("out") == bytes) << name;
-        EXPECT_EQ(QV_DllToResource(L"nothing", module, path("out")), QV_OK) << name;
-        EXPECT_EQ(read("out"), "");
+        EXPECT_TRUE(taken(L"STORED", module) == bytes) << name;
+        EXPECT_EQ(taken(L"nothing", module), "") << name;
     }
 }
 
@@ -65,96 +81,61 @@ TEST_F(Resources, AResourceOfTheNameIsReplacedAndTheOthersStay)
     const Wide module = copied("module64.dll");
     write("data", "new");
     ASSERT_EQ(QV_ResourceToDll(L"alpha", module, path("data")), QV_OK);
-    EXPECT_EQ(QV_DllToResource(L"Alpha", module, path("out")), QV_OK);
-    EXPECT_EQ(read("out"), "new");
-    EXPECT_EQ(QV_DllToResource(MAKEINTRESOURCEW(1033), module, path("out")), QV_OK);
-    EXPECT_EQ(read("out"), "data of 0x409");
+    EXPECT_EQ(taken(L"Alpha", module), "new");
+    EXPECT_EQ(taken(MAKEINTRESOURCEW(1033), module), "data of 0x409");
     EXPECT_NE(QV_GetModulePatchNumber(module), 0u);
 }
 
-TEST_F(Resources, EachFailureHasItsTextAndSuccessLeavesIt)
+TEST_F(Resources, EachFailureHasItsTextAndSuccessLeavesItAndTheModuleStays)
 {
     EXPECT_EQ(QV_GetResCopyError(), nullptr);
-    const Wide module = copied("module64.dll");
+    const Wide module = copied("module64.dll"), data = path("data"), missing = path("missing");
+    const std::string before = read("module64.dll");
     write("text", "no module");
     write("data", "bytes");
-    const std::string before = read("module64.dll");
-    EXPECT_EQ(QV_ResourceToDll(L"X", path("missing"), path("data")), QV_ERR_SYSTEM);
-    EXPECT_EQ(failure(), "Cannot load the dll file.");
-    EXPECT_EQ(QV_ResourceToDll(L"X", module, path("missing")), QV_ERR_SYSTEM);
-    EXPECT_EQ(failure(), "Cannot open the data file.");
-    EXPECT_EQ(QV_ResourceToDll(L"X", module, nullptr), QV_ERR_SYSTEM);
-    EXPECT_EQ(QV_DllToResource(L"X", path("text"), path("out")), QV_ERR_SYSTEM);
-    EXPECT_EQ(failure(), "Cannot load the dll file.");
-    EXPECT_EQ(QV_DllToResource(L"Unknown", module, path("out")), QV_ERR_SYSTEM);
-    EXPECT_EQ(failure(), "Cannot locate resource.");
+    std::filesystem::create_hard_link(m_folder + "/module64.dll", m_folder + "/link");
+
+    EXPECT_EQ(failure(QV_ResourceToDll(L"X", missing, data)), "Cannot load the dll file.");
+    EXPECT_EQ(failure(QV_ResourceToDll(L"X", module, missing)), "Cannot open the data file.");
+    EXPECT_EQ(taken(L"X", path("text")), "Cannot load the dll file.");
+    for (const Wide& own : {module, path("link")})
+        EXPECT_EQ(failure(QV_DllToResource(L"Alpha", module, own)), "Cannot open the data file.")
+            << "by its own resource: " << own.utf8();
+    EXPECT_EQ(taken(L"Unknown", module), "Cannot locate resource.");
     EXPECT_EQ(read("out"), "") << "the empty data file stays behind";
-    EXPECT_EQ(QV_DllToResource(L"Greeting", module, path("out")), QV_ERR_SYSTEM)
+    EXPECT_EQ(QV_ResourceToDll(L"X", module, nullptr), QV_ERR_SYSTEM);
+    EXPECT_EQ(taken(L"Greeting", module), "Cannot locate resource.")
         << "is there in other languages only";
     EXPECT_EQ(QV_DllToResource(L"Alpha", module, path("out")), QV_OK);
-    EXPECT_EQ(failure(), "Cannot locate resource.");
-    EXPECT_TRUE(read("module64.dll") == before);
-}
+    EXPECT_EQ(test::utf8(QV_GetResCopyError()), "Cannot locate resource.");
 
-TEST_F(Resources, AReadOnlyModuleStaysAsItIs)
-{
-    const Wide module = copied("module64.dll");
-    write("data", "bytes");
-    const std::string before = read("module64.dll");
     ASSERT_TRUE(SetFileAttributesW(module, FILE_ATTRIBUTE_READONLY));
-    EXPECT_EQ(QV_ResourceToDll(L"X", module, path("data")), QV_ERR_SYSTEM);
-    EXPECT_EQ(failure(), "Updating resource failed.");
-    EXPECT_TRUE(read("module64.dll") == before);
+    EXPECT_EQ(failure(QV_ResourceToDll(L"X", module, data)), "Updating resource failed.");
     SetFileAttributesW(module, FILE_ATTRIBUTE_NORMAL);
-}
-
-TEST_F(Resources, AModuleIsNotOverwrittenByItsOwnResource)
-{
-    const Wide module = copied("module64.dll");
-    const std::string before = read("module64.dll");
-    std::filesystem::create_hard_link(m_folder + "/module64.dll", m_folder + "/link");
-    for (const Wide& data : {module, path("link")})
-    {
-        EXPECT_EQ(QV_DllToResource(L"Alpha", module, data), QV_ERR_SYSTEM) << data.utf8();
-        EXPECT_EQ(failure(), "Cannot open the data file.");
-    }
     EXPECT_TRUE(read("module64.dll") == before);
-    EXPECT_EQ(QV_DllToResource(L"Alpha", module, path("out")), QV_OK);
 }
 
 TEST_F(Resources, AModuleCanHoldItsOwnFormerFile)
 {
     const Wide module = copied("module64.dll");
     const std::string before = read("module64.dll");
-    ASSERT_EQ(QV_ResourceToDll(L"Former", module, module), QV_OK) << failure();
-    EXPECT_EQ(QV_DllToResource(L"Former", module, path("out")), QV_OK);
-    EXPECT_TRUE(read("out") == before);
+    ASSERT_EQ(failure(QV_ResourceToDll(L"Former", module, module)), "");
+    EXPECT_TRUE(taken(L"Former", module) == before);
 }
 
 TEST_F(Resources, TheLanguageScanLoadsWhatThereIsInItsOrder)
 {
-    const Wide path = copied("module32.dll");
+    const Wide module = copied("module32.dll");
     CQvRscData data;
     data.AppendData("former", 6, 1);
     for (int round = 0; round < 2; ++round)
     {
-        EXPECT_EQ(&QV_RCDATAToCQvRscData(data, path), &data);
-        ASSERT_EQ(data.GetCQvByteArrayW32Count(), 3) << "what is not in the scan is not loaded";
-        for (int i = 0; i < 3; ++i)
-        {
-            int id = 0;
-            const CQvByteArrayW32& entry = data.GetCQvByteArrayW32(i, &id);
-            const struct
-            {
-                int id;
-                std::string text;
-            } wanted[] = {
-                {0x407, "data of 0x407"}, {0x409, "data of 0x409"}, {0x804, "data of 0x804"}};
-            EXPECT_EQ(id, wanted[i].id);
-            EXPECT_EQ(std::string(static_cast<const char*>(entry.GetData()), entry.GetSize()),
-                      wanted[i].text);
-        }
+        EXPECT_EQ(&QV_RCDATAToCQvRscData(data, module), &data);
+        EXPECT_EQ(entries_of(data), "1031:data of 0x407 1033:data of 0x409 2052:data of 0x804 ")
+            << "what is not in the scan is not loaded";
     }
+    EXPECT_EQ(entries_of(QV_RCDATAToCQvRscData(data, path("missing"))), "")
+        << "a path that does not load stands for the program, which has no resources";
 }
 
 TEST_F(Resources, TheLanguageScanKnowsItsLanguagesAndNoOthers)
@@ -164,20 +145,11 @@ TEST_F(Resources, TheLanguageScanKnowsItsLanguagesAndNoOthers)
     for (const int id : {0xC0A, 0x804, 0x47F, 0x47E, 0x405, 0x400, 0x3FF, 0x809, 0xC0B})
     {
         write("data", std::to_string(id));
-        ASSERT_EQ(QV_ResourceToDll(MAKEINTRESOURCEW(id), module, path("data")), QV_OK) << failure();
+        EXPECT_EQ(failure(QV_ResourceToDll(MAKEINTRESOURCEW(id), module, path("data"))), "");
     }
     CQvRscData data;
-    QV_RCDATAToCQvRscData(data, module);
-    std::string found;
-    for (int i = 0; i < data.GetCQvByteArrayW32Count(); ++i)
-    {
-        int id = 0;
-        const CQvByteArrayW32& entry = data.GetCQvByteArrayW32(i, &id);
-        EXPECT_EQ(std::string(static_cast<const char*>(entry.GetData()), entry.GetSize()),
-                  std::to_string(id));
-        found += std::to_string(id) + " ";
-    }
-    EXPECT_EQ(found, "1024 1029 1150 2052 3082 ");
+    EXPECT_EQ(entries_of(QV_RCDATAToCQvRscData(data, module)),
+              "1024:1024 1029:1029 1150:1150 2052:2052 3082:3082 ");
 }
 
 TEST_F(Resources, OneResourceIsAppendedUnderTheIdThatIsAskedFor)
@@ -191,20 +163,71 @@ TEST_F(Resources, OneResourceIsAppendedUnderTheIdThatIsAskedFor)
     QV_RCDATAToCQvRscDataByID(data, module, 999, -1); // there is none
     QV_RCDATAToCQvRscDataByID(data, path, 1031, 5);
     FreeLibrary(module);
-    ASSERT_EQ(data.GetCQvByteArrayW32Count(), 4);
-    for (const auto& [index, wanted] : {std::pair{0, 1033}, {1, 0}, {2, 0}, {3, 5}})
-    {
-        int id = -1;
-        EXPECT_EQ(data.GetCQvByteArrayW32(index, &id).GetSize(), 13u);
-        EXPECT_EQ(id, wanted);
-    }
+    EXPECT_EQ(entries_of(data),
+              "1033:data of 0x409 0:data of 0x409 0:data of 0x409 5:data of 0x407 ");
 }
 
-TEST_F(Resources, APathThatDoesNotLoadStandsForTheProgram)
+CQvRscData two_entries()
 {
     CQvRscData data;
-    QV_RCDATAToCQvRscData(data, path("missing"));
-    EXPECT_EQ(data.GetCQvByteArrayW32Count(), 0) << "this program has no resources";
+    EXPECT_EQ(data.AppendData("abc", 3, 7), QV_OK);
+    EXPECT_EQ(data.AppendData("defgh", 5, 9), QV_OK);
+    return data;
+}
+
+TEST(ResourceData, AMissGivesOneSharedArrayThatIsAlwaysEmpty)
+{
+    const CQvRscData data = two_entries();
+    int id = 5;
+    CQvByteArrayW32& miss = data.GetCQvByteArrayW32(2, &id);
+    EXPECT_EQ(id, 5);
+    EXPECT_EQ(miss.GetSize(), 0u);
+    EXPECT_EQ(&CQvRscData().GetCQvByteArrayW32(0, nullptr), &miss);
+    miss.SetData("x", 1, QV_BYTEARRAY_OP_SET, QV_BYTEARRAY_ALLOC_EXACT);
+    EXPECT_EQ(data.GetCQvByteArrayW32(100, nullptr).GetSize(), 0u) << "whoever wrote to it";
+    EXPECT_EQ(data.GetCQvByteArrayW32(-5, &id).GetSize(), 3u) << "counts as the first";
+    EXPECT_EQ(id, 7);
+    EXPECT_EQ(data.GetCQvByteArrayW32(1, nullptr).GetSize(), 5u);
+}
+
+TEST(ResourceData, WhoKeepsWhatWasLoadedTakesItOver)
+{
+    CQvRscData kept;
+    EXPECT_EQ(kept.AppendData(nullptr, 0, 1), QV_OK);
+    EXPECT_EQ(entries_of(kept), "1: ") << "nothing makes an empty entry";
+    {
+        CQvRscData loaded = two_entries();
+        kept = loaded;
+        loaded.UnrefDataMember();
+        EXPECT_EQ(loaded.Clear(), QV_OK) << "has nothing to clear";
+        EXPECT_EQ(loaded.GetCQvByteArrayW32Count(), 0);
+        EXPECT_EQ(loaded.AppendData("x", 1, 1), QV_ERR_NULLPTR);
+    }
+    EXPECT_EQ(entries_of(kept), "7:abc 9:defgh ");
+}
+
+// What leaks here, or is freed twice, the address sanitizer tells.
+TEST(ResourceData, NoListLeaksOrGoesTwiceHoweverItIsAssigned)
+{
+    CQvRscData first = two_entries();
+    CQvRscData second;
+    second.AppendData("only the second's", 17, 1);
+    second = first; // its own list goes
+    first = second; // both have it already
+    EXPECT_EQ(first.AppendData("x", 1, 1), QV_OK);
+    EXPECT_EQ(second.GetCQvByteArrayW32Count(), 3) << "one list";
+    {
+        CQvRscData third = first;
+        CQvRscData& same = third;
+        third = same;
+    }
+    second.Clear();
+    EXPECT_EQ(second.GetCQvByteArrayW32Count(), 0);
+    EXPECT_EQ(first.GetCQvByteArrayW32Count(), 3) << "the other holder's list stays";
+    const CQvRscData kept = first;
+    first.UnrefDataMember();
+    first = second;
+    EXPECT_EQ(first.AppendData("y", 1, 1), QV_OK) << "usable again";
 }
 
 } // namespace

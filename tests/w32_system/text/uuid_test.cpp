@@ -1,4 +1,3 @@
-#include <cstring>
 #include <string>
 #include <unordered_set>
 
@@ -11,27 +10,19 @@
 namespace
 {
 
-std::string text_of(const UUID& uuid)
-{
-    wchar_t text[34];
-    for (wchar_t& c : text)
-        c = L'#';
-    EXPECT_EQ(QV_Type_Uuid(&uuid, text), QV_OK);
-    EXPECT_EQ(text[33], L'#') << "33 characters are all that is written";
-    return test::utf8(text);
-}
-
 TEST(Uuid, TextFormWritesNumbersNotBytes)
 {
-    EXPECT_EQ(text_of({1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}}), "0000000100020003"
-                                                              "0405060708090a0b");
-    EXPECT_EQ(text_of({}), std::string(32, '0'));
-    EXPECT_EQ(text_of({0xFFFFFFFF, 0xFFFF, 0xFFFF, {255, 255, 255, 255, 255, 255, 255, 255}}),
-              std::string(32, 'f'));
-}
-
-TEST(Uuid, ReadingOneBackIsRefused)
-{
+    for (const auto& [uuid, text] :
+         {std::pair{UUID{1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}}, "00000001000200030405060708090a0b"},
+          {UUID{0xFFFFFFFF, 0xFFFF, 0xFFFF, {255, 255, 255, 255, 255, 255, 255, 255}},
+           "ffffffffffffffffffffffffffffffff"}})
+    {
+        wchar_t out[34];
+        out[33] = L'#';
+        EXPECT_EQ(QV_Type_Uuid(&uuid, out), QV_OK);
+        EXPECT_EQ(test::utf8(out), text);
+        EXPECT_EQ(out[33], L'#') << "33 characters are all that is written";
+    }
     UUID uuid = {};
     EXPECT_EQ(QV_Parse_Uuid(L"00000001000200030405060708090a0b", &uuid), QV_ERR_BADARG);
     EXPECT_EQ(QV_Parse_Uuid(nullptr, nullptr), QV_ERR_BADARG);

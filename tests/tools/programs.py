@@ -1,0 +1,14 @@
+"""What the scripts share: the machine of a test (PLINTH_ROOT), programs that run to their end."""
+import os
+import subprocess
+
+ROOT = os.environ["PLINTH_ROOT"]
+PATIENCE = 60  # seconds until a program that should have ended counts as stuck
+
+
+def run(*command, **more):
+    """The result, whatever the exit code. Unless there is an input, it has none."""
+    if "input" not in more:
+        more["stdin"] = subprocess.DEVNULL
+    more = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "encoding": "utf-8", **more}
+    return subprocess.run(command, timeout=PATIENCE, check=False, **more)
