@@ -5,6 +5,8 @@ environment: PLINTH_SOURCE and PLINTH_BUILD, the two trees; PLINTH_CMAKE, PLINTH
 PLINTH_CXXFLAGS, what the tree was built with beyond the presets (sanitizers).
 """
 import concurrent.futures
+import glob
+import json
 import os
 import re
 import shutil
@@ -142,6 +144,23 @@ class Install(unittest.TestCase):
         run(CMAKE, "--build", build, "--target", "plinth_w32_pthreadVC")
         run(CMAKE, "--install", build, "--prefix", os.path.join(self.folder, "installed"))
         self.assertFalse(os.path.exists(os.path.join(self.folder, "installed")))
+
+    def test_options_and_presets_are_all_described(self):
+        def text_of(*path):
+            with open(os.path.join(SOURCE, *path), encoding="utf-8") as file:
+                return file.read()
+
+        build = "".join(map(text_of, ["CMakeLists.txt", *glob.glob("cmake/*.cmake", root_dir=SOURCE)]))
+        options = set(re.findall(r"^option\((PLINTH_\w+)", build, re.M)) | \
+            set(re.findall(r"^set\((PLINTH_\w+)[^)]*\bCACHE\b", build, re.M))
+        presets = {preset["name"] for preset in
+                   json.loads(text_of("CMakePresets.json"))["configurePresets"]
+                   if not preset.get("hidden")}
+        rows = [re.findall(r"`([^`]+)`", row) for row in
+                re.findall(r"^\| (`[^|]*) \|", text_of("docs/building.md"), re.M)]
+        described = {name for row in rows for name in row}
+        self.assertIn("PLINTH_INSTALL", options)
+        self.assertEqual(described, options | presets)
 
     def test_the_components_hold_what_their_names_say(self):
         def names_of(component):
