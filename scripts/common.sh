@@ -118,11 +118,15 @@ configure() {
 alone() {
     local preset=$1
     shift
-    [[ -w build ]] || mkdir -p build 2>/dev/null || true # configure says why it can't
+    mkdir -p build
+    if [[ ! -w build ]]; then
+        "$@" # fails, and says why
+        return
+    fi
     (
-        if [[ -w build ]]; then flock 9; fi
+        flock 9
         "$@"
-    ) 9>>"$([[ -w build ]] && echo "build/.$preset.lock" || echo /dev/null)"
+    ) 9>"build/.$preset.lock"
 }
 
 # build PRESET [TARGET...]: configures if need be. Beside other steps it leaves the processors to
