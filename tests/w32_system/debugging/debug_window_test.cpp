@@ -1,4 +1,4 @@
-// Which text goes to which window, and what a row of it looks like.
+// The cache of texts, which text goes to which window, and what a row of it looks like.
 #include <gtest/gtest.h>
 
 #include "debug_windows.h"
@@ -40,6 +40,10 @@ TEST(DebugWindow, TheFirstIdentifierGetsTheFirstWindowAndOthersGetTheirOwn)
     framework.CreateDebugWindow(7);
     EXPECT_EQ(test::debug_windows(), 3);
     EXPECT_EQ(rows(7, 1), (Rows{"0|", "1|"})) << "one that is there stays as it is";
+    PostMessageW(test::debug_window(0), WM_CLOSE, 0, 0);
+    ASSERT_TRUE(test::comes_true([] { return test::debug_windows() == 2; }));
+    framework.add("|wndid:0| nowhere");
+    EXPECT_EQ(test::debug_windows(), 2) << "the user has closed it";
 }
 
 TEST(DebugWindow, ARowHasNoTagIsNumberedAndItsTabsMakeColumns)
@@ -62,64 +66,79 @@ TEST(DebugWindow, ARowHasNoTagIsNumberedAndItsTabsMakeColumns)
     EXPECT_EQ(test::heading(0, 8), "none");
 }
 
-TEST(DebugWindow, FieldsBeyondTheColumnsAddColumnsThatStay)
+TEST(DebugWindow, FieldsBeyondTheColumnsAddColumnsThatStayAndTheLastRowIsSeen)
 {
     Framework framework;
     std::string text = "|wndid:0| 1";
     for (int i = 2; i <= 300; ++i)
         text += '\t' + std::to_string(i);
     framework.add(text);
-    framework.add("|wndid:0| short");
+    for (int i = 0; i < 100; ++i)
+        framework.add("|wndid:0| short");
     EXPECT_EQ(cell(0, 0, 300), "300");
     EXPECT_EQ(test::heading(0, 300), "");
     EXPECT_EQ(test::heading(0, 301), "none");
-    EXPECT_EQ(SendMessageW(test::debug_list(0), LVM_GETCOLUMNWIDTH, 8, 0), 150);
-    EXPECT_EQ(test::row_count(0), 2);
-}
-
-TEST(DebugWindow, OneThatTheUserClosedSwallowsItsRows)
-{
-    Framework framework;
-    framework.add("|wndid:1| a");
-    framework.add("|wndid:2| b");
-    const HWND closed = test::debug_window(1);
-    PostMessageW(closed, WM_CLOSE, 0, 0);
-    ASSERT_TRUE(test::comes_true([&] { return !IsWindow(closed); }));
-    framework.add("|wndid:1| nowhere");
-    framework.add("|wndid:2| c");
-    EXPECT_EQ(test::debug_windows(), 1);
-    EXPECT_EQ(test::row_count(2), 2);
-}
-
-TEST(DebugWindow, ListFillsTheClientAreaAndTheLastRowIsSeen)
-{
-    Framework framework;
-    for (int i = 0; i < 100; ++i)
-        framework.add("|wndid:0| row");
-    const HWND window = test::debug_window(0);
-    MoveWindow(window, 0, 0, 640, 480, TRUE);
+    const HWND list = test::debug_list(0);
+    EXPECT_EQ(SendMessageW(list, LVM_GETCOLUMNWIDTH, 8, 0), 150);
+    MoveWindow(test::debug_window(0), 0, 0, 640, 480, TRUE);
     RECT client = {};
-    RECT list = {};
-    GetClientRect(window, &client);
-    GetWindowRect(test::debug_list(0), &list);
-    EXPECT_EQ(list.right - list.left, client.right);
-    EXPECT_EQ(list.bottom - list.top, client.bottom);
+    RECT whole = {};
+    GetClientRect(test::debug_window(0), &client);
+    GetWindowRect(list, &whole);
+    EXPECT_EQ(whole.right - whole.left, client.right);
+    EXPECT_EQ(whole.bottom - whole.top, client.bottom);
     framework.add("|wndid:0| last");
-    const LRESULT top = SendMessageW(test::debug_list(0), LVM_GETTOPINDEX, 0, 0);
-    EXPECT_GE(top + SendMessageW(test::debug_list(0), LVM_GETCOUNTPERPAGE, 0, 0), 101);
+    EXPECT_GE(SendMessageW(list, LVM_GETTOPINDEX, 0, 0) +
+                  SendMessageW(list, LVM_GETCOUNTPERPAGE, 0, 0),
+              102);
 }
 
 TEST(DebugWindow, ClassDescriptionsCopyWhole)
 {
-    CWndClassEx plain;
-    EXPECT_EQ(plain.cbSize, sizeof(WNDCLASSEXW));
-    EXPECT_EQ(plain.lpszClassName, nullptr);
-    const CDbgWndClassEx debug(DefWindowProcW);
-    EXPECT_EQ(debug.cbWndExtra, 8);
-    EXPECT_EQ(debug.hInstance, GetModuleHandleW(nullptr));
-    plain = debug;
-    EXPECT_EQ(plain.lpfnWndProc, debug.lpfnWndProc);
-    EXPECT_EQ(test::utf8(plain.lpszClassName), "PLINTH_DEBUG_WINDOW");
+    CWndClassEx copy;
+    EXPECT_EQ(copy.cbSize, sizeof(WNDCLASSEXW));
+    copy = CDbgWndClassEx(DefWindowProcW);
+    EXPECT_EQ(copy.cbWndExtra, 8);
+    EXPECT_EQ(copy.hInstance, GetModuleHandleW(nullptr));
+    EXPECT_EQ(copy.lpfnWndProc, DefWindowProcW);
+    EXPECT_EQ(test::utf8(copy.lpszClassName), "PLINTH_DEBUG_WINDOW");
+}
+
+std::string pop(CSyncCache& cache)
+{
+    wchar_t text[1024] = L"as it was";
+    const int status = cache.PopFrontW(text);
+    return (status == QV_ERR_FAILED ? "none, " : "") + test::utf8(text);
+}
+
+TEST(SyncCache, GivesTextsInTheOrderTheyCameAndKeepsWhatFits)
+{
+    CSyncCache cache;
+    std::string bad = "\xc3\xa4\xff\xc3(\xe2\x82";
+    EXPECT_EQ(cache.PushBack(bad.data()), 0);
+    EXPECT_EQ(cache.PushBack(nullptr), 0);
+    EXPECT_EQ(pop(cache), "\xc3\xa4\xef\xbf\xbd\xef\xbf\xbd(\xef\xbf\xbd");
+    EXPECT_EQ(pop(cache), "");
+    for (const size_t length : {1022u, 1023u, 1024u})
+    {
+        cache.PushBack(std::string(length, 'x').data());
+        EXPECT_EQ(pop(cache), std::string(length == 1022 ? 1022 : 1023, 'x'));
+    }
+}
+
+TEST(SyncCache, CopiesHaveALifeOfTheirOwn)
+{
+    CSyncCache first;
+    for (std::string text : {"a", "b"})
+        first.PushBack(text.data());
+    CSyncCache second(first);
+    CSyncCache third;
+    third.PushBack(nullptr);
+    third = first;
+    third = *&third;
+    EXPECT_EQ(pop(first), "a");
+    for (CSyncCache* copy : {&second, &third})
+        EXPECT_EQ((Rows{pop(*copy), pop(*copy), pop(*copy)}), (Rows{"a", "b", "none, as it was"}));
 }
 
 } // namespace
