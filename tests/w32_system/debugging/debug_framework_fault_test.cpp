@@ -17,6 +17,7 @@
 using test::cell;
 using test::comes_true;
 using test::row_count;
+using test::Windows;
 
 namespace
 {
@@ -100,11 +101,6 @@ TEST_F(Framework, EndsItsThreadsAlthoughTheWaitsForThemFail)
     EXPECT_EQ(test::debug_windows(), 0);
     EXPECT_TRUE(comes_true([before] { return test::threads_here() == before; }));
 }
-
-struct Windows : CDebugFramework
-{
-    Windows() : CDebugFramework(true) { CreateDebugWindow(0); }
-};
 
 TEST_F(Framework, AWindowThatCanNotBeMadeDropsItsRows)
 {

@@ -5,34 +5,27 @@
 
 using test::cell;
 using test::rows;
+using test::Wide;
 
 namespace
 {
 
 using Rows = std::vector<std::string>;
 
-// Windows without threads: the test itself is the adder.
-class Framework : public CDebugFramework
-{
-public:
-    Framework() : CDebugFramework(true) { CreateDebugWindow(0); }
-    void add(const std::string& text) { AddItem(test::Wide(text)); }
-};
-
 TEST(DebugWindow, TheFirstIdentifierGetsTheFirstWindowAndOthersGetTheirOwn)
 {
-    Framework framework;
+    test::Windows framework;
     for (const char* text : {"plain", "", "x |wndid:7| inside", "|wndid:2147483647| none",
                              "2026-01-02 no stamp |wndid:7| x"})
-        framework.add(text);
+        framework.AddItem(Wide(text));
     EXPECT_EQ(test::debug_windows(), 1);
     EXPECT_EQ(rows(0, 1), Rows{}) << "a text without an identifier is not shown";
     ASSERT_NE(test::debug_window(0), nullptr);
-    framework.add("|wndid:7| first");
+    framework.AddItem(L"|wndid:7| first");
     EXPECT_EQ(test::debug_window(0), nullptr);
     EXPECT_EQ(test::debug_windows(), 1);
     for (const char* text : {"|wndid:0| other", "|wndid:-3| third", "|wndid:7| fourth"})
-        framework.add(text);
+        framework.AddItem(Wide(text));
     EXPECT_EQ(test::debug_windows(), 3);
     EXPECT_EQ(rows(7, 2), (Rows{"0| first|", "1| fourth|"}));
     EXPECT_EQ(rows(0, 2), Rows{"0| other|"});
@@ -42,22 +35,22 @@ TEST(DebugWindow, TheFirstIdentifierGetsTheFirstWindowAndOthersGetTheirOwn)
     EXPECT_EQ(rows(7, 1), (Rows{"0|", "1|"})) << "one that is there stays as it is";
     PostMessageW(test::debug_window(0), WM_CLOSE, 0, 0);
     ASSERT_TRUE(test::comes_true([] { return test::debug_windows() == 2; }));
-    framework.add("|wndid:0| nowhere");
+    framework.AddItem(L"|wndid:0| nowhere");
     EXPECT_EQ(test::debug_windows(), 2) << "the user has closed it";
 }
 
 TEST(DebugWindow, ARowHasNoTagIsNumberedAndItsTabsMakeColumns)
 {
-    Framework framework;
+    test::Windows framework;
     for (const char* text :
          {"|wndid:abc| no number", "|wndid:0|without_a_blank", "|wndid:0",
           "|wndid:0| |wndid:9| second tag", "|wndid:0| a\tb\t\td", "|wndid:0| x\r\ny",
           "2026-11-24 10:11:12.123 *vtq* |wndid:0| text\tfield\r\n", "|wndid:7| in its own"})
-        framework.add(text);
+        framework.AddItem(Wide(text));
     EXPECT_EQ(rows(0, 5), (Rows{"0| no number||||", "1|||||", "2|||||",
                                 "3| |wndid:9| second tag||||", "4| a|b||d|", "5| x  y||||",
                                 "6|2026-11-24 10:11:12.123 *vtq*  text|field  |||"}));
-    framework.add("|wndid:7| " + std::string(9000, 'x'));
+    framework.AddItem(Wide("|wndid:7| " + std::string(9000, 'x')));
     EXPECT_EQ(cell(7, 1, 0) + cell(7, 1, 1), "1 " + std::string(2044, 'x')) << "the row's limit";
     EXPECT_EQ(rows(7, 2)[0], "0| in its own|");
     EXPECT_EQ(test::heading(0, 0) + test::heading(0, 1) + test::heading(0, 7), "#17");
@@ -68,13 +61,13 @@ TEST(DebugWindow, ARowHasNoTagIsNumberedAndItsTabsMakeColumns)
 
 TEST(DebugWindow, FieldsBeyondTheColumnsAddColumnsThatStayAndTheLastRowIsSeen)
 {
-    Framework framework;
+    test::Windows framework;
     std::string text = "|wndid:0| 1";
     for (int i = 2; i <= 300; ++i)
         text += '\t' + std::to_string(i);
-    framework.add(text);
+    framework.AddItem(Wide(text));
     for (int i = 0; i < 100; ++i)
-        framework.add("|wndid:0| short");
+        framework.AddItem(L"|wndid:0| short");
     EXPECT_EQ(cell(0, 0, 300), "300");
     EXPECT_EQ(test::heading(0, 300), "");
     EXPECT_EQ(test::heading(0, 301), "none");
@@ -87,7 +80,7 @@ TEST(DebugWindow, FieldsBeyondTheColumnsAddColumnsThatStayAndTheLastRowIsSeen)
     GetWindowRect(list, &whole);
     EXPECT_EQ(whole.right - whole.left, client.right);
     EXPECT_EQ(whole.bottom - whole.top, client.bottom);
-    framework.add("|wndid:0| last");
+    framework.AddItem(L"|wndid:0| last");
     EXPECT_GE(SendMessageW(list, LVM_GETTOPINDEX, 0, 0) +
                   SendMessageW(list, LVM_GETCOUNTPERPAGE, 0, 0),
               102);
