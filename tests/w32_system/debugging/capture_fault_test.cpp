@@ -1,5 +1,5 @@
-// Capture of the debug string channel between processes: what can go wrong, and
-// captures and debug windows under load: many processes write, listeners compete, stop and die.
+// Capture of the debug string channel between processes: what can go wrong, and captures and debug
+// windows under load: many processes write, listeners compete, stop and die.
 //
 // What a text costs its writer is counted in waits rather than measured: each wait for a listener
 // has a length that the channel has chosen.

@@ -1,6 +1,8 @@
 // A record allocates nothing after the first one, and the measurement of a block's time, by a tick
-// that the test holds. The counter replaces the C library's allocator
-// for this program, so it sees the libraries' allocations too.
+// that the test holds.
+//
+// The counter of allocations replaces the C library's allocator for this program, so it sees the
+// libraries' allocations too.
 #include <atomic>
 #include <cstdlib>
 #include <regex>
