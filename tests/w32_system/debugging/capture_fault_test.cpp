@@ -1,5 +1,5 @@
-// Capture of the debug string channel between processes: what comes through, what can go wrong, and
-// captures and debug windows under load: many processes write, listeners compete, stop and die.
+// Capture of the debug string channel between processes: what can go wrong, and captures and debug
+// windows under load: many processes write, listeners compete, stop and die.
 //
 // What a text costs its writer is counted in waits rather than measured: each wait for a listener
 // has a length that the channel has chosen.
@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 
 #include <gtest/gtest.h>
 
@@ -28,84 +27,6 @@ namespace
 {
 
 using Texts = std::vector<std::string>;
-
-// The callback is a plain function: what it collects is global.
-std::mutex g_lock;
-Texts g_texts;
-
-void collect(const wchar_t* text)
-{
-    const std::lock_guard guard(g_lock);
-    g_texts.push_back(test::utf8(text));
-}
-
-Texts collected()
-{
-    const std::lock_guard guard(g_lock);
-    return g_texts;
-}
-
-void forget()
-{
-    const std::lock_guard guard(g_lock);
-    g_texts.clear();
-}
-
-// A capture that has been seen to work.
-struct WorkingCapture
-{
-    WorkingCapture()
-    {
-        forget();
-        EXPECT_TRUE(comes_true(
-            []
-            {
-                OutputDebugStringA("probe");
-                return !collected().empty();
-            }));
-        // Probes may still be on their way: what comes before the mark is theirs.
-        OutputDebugStringA("mark");
-        EXPECT_TRUE(comes_true([] { return collected().back() == "mark"; }));
-        forget();
-    }
-    const CQvDebugOutputCapture m_capture{collect};
-};
-
-TEST(Capture, CutsAtTheCachesLimitAndKeepsTagsAndTabs)
-{
-    const WorkingCapture capture;
-    OutputDebugStringA(std::string(5000, 'x').c_str());
-    OutputDebugStringA("|wndid:7| a\tb");
-    OutputDebugStringW(L"\u00e4\u20ac");
-    const Texts expected = {std::string(1023, 'x'), "|wndid:7| a\tb", "\xc3\xa4\xe2\x82\xac"};
-    EXPECT_TRUE(comes_true([&] { return collected() == expected; }));
-}
-
-TEST(Capture, ANullCallbackTakesAndDiscards)
-{
-    const CQvDebugOutputCapture capture(nullptr);
-    for (int i = 0; i < 50; ++i)
-        OutputDebugStringA("nowhere");
-}
-
-TEST(Capture, EachStepThatFailsLeavesAnObjectThatCanBeDestroyed)
-{
-    for (const char* step : {"InitializeSecurityDescriptor", "SetSecurityDescriptorDacl",
-                             "CreateEvent", "CreateFileMapping", "MapViewOfFile",
-                             "SetThreadPriority", "WaitForSingleObject", "pthread_create"})
-        for (const unsigned nth : {1u, 2u})
-        {
-            PlinthTestFail(step, nth, 1,
-                           std::string(step) == "pthread_create"
-                               ? EAGAIN
-                               : static_cast<int>(ERROR_NOT_ENOUGH_MEMORY));
-            {
-                const CQvDebugOutputCapture capture(collect);
-            }
-            PlinthTestReset();
-        }
-    const WorkingCapture works;
-}
 
 constexpr int writers = 8;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -196,6 +117,36 @@ void see(const wchar_t* text)
     g_disorder += number < g_next[static_cast<size_t>(writer)];
     g_next[static_cast<size_t>(writer)] = number + 1;
     ++g_seen;
+}
+
+bool a_text_arrives()
+{
+    return comes_true(
+        []
+        {
+            OutputDebugStringA("w0 0");
+            return g_seen > 0;
+        });
+}
+
+TEST(Capture, EachStepThatFailsLeavesAnObjectThatCanBeDestroyed)
+{
+    for (const char* step : {"InitializeSecurityDescriptor", "SetSecurityDescriptorDacl",
+                             "CreateEvent", "CreateFileMapping", "MapViewOfFile",
+                             "SetThreadPriority", "WaitForSingleObject", "pthread_create"})
+        for (const unsigned nth : {1u, 2u})
+        {
+            PlinthTestFail(step, nth, 1,
+                           std::string(step) == "pthread_create"
+                               ? EAGAIN
+                               : static_cast<int>(ERROR_NOT_ENOUGH_MEMORY));
+            {
+                const CQvDebugOutputCapture capture(see);
+            }
+            PlinthTestReset();
+        }
+    const CQvDebugOutputCapture works(see);
+    EXPECT_TRUE(a_text_arrives());
 }
 
 struct CaptureConcurrent : testing::Test
@@ -311,12 +262,7 @@ TEST_F(CaptureConcurrent, OneThatFoundTheChannelTakenLeavesNothingBehindInIt)
     EXPECT_EQ(PlinthTestCalls(nullptr), 0u) << "a text costs nothing";
     PlinthTestReset();
     const CQvDebugOutputCapture next(see);
-    EXPECT_TRUE(comes_true(
-        []
-        {
-            OutputDebugStringA("w0 0");
-            return g_seen > 0;
-        }));
+    EXPECT_TRUE(a_text_arrives());
 }
 
 } // namespace

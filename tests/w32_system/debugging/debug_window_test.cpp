@@ -1,38 +1,31 @@
-// Which text goes to which window, and what a row of it looks like.
+// The cache of texts, which text goes to which window, and what a row of it looks like.
 #include <gtest/gtest.h>
 
 #include "debug_windows.h"
 
 using test::cell;
 using test::rows;
+using test::Wide;
 
 namespace
 {
 
 using Rows = std::vector<std::string>;
 
-// Windows without threads: the test itself is the adder.
-class Framework : public CDebugFramework
-{
-public:
-    Framework() : CDebugFramework(true) { CreateDebugWindow(0); }
-    void add(const std::string& text) { AddItem(test::Wide(text)); }
-};
-
 TEST(DebugWindow, TheFirstIdentifierGetsTheFirstWindowAndOthersGetTheirOwn)
 {
-    Framework framework;
+    test::Windows framework;
     for (const char* text : {"plain", "", "x |wndid:7| inside", "|wndid:2147483647| none",
                              "2026-01-02 no stamp |wndid:7| x"})
-        framework.add(text);
+        framework.AddItem(Wide(text));
     EXPECT_EQ(test::debug_windows(), 1);
     EXPECT_EQ(rows(0, 1), Rows{}) << "a text without an identifier is not shown";
     ASSERT_NE(test::debug_window(0), nullptr);
-    framework.add("|wndid:7| first");
+    framework.AddItem(L"|wndid:7| first");
     EXPECT_EQ(test::debug_window(0), nullptr);
     EXPECT_EQ(test::debug_windows(), 1);
     for (const char* text : {"|wndid:0| other", "|wndid:-3| third", "|wndid:7| fourth"})
-        framework.add(text);
+        framework.AddItem(Wide(text));
     EXPECT_EQ(test::debug_windows(), 3);
     EXPECT_EQ(rows(7, 2), (Rows{"0| first|", "1| fourth|"}));
     EXPECT_EQ(rows(0, 2), Rows{"0| other|"});
@@ -40,20 +33,24 @@ TEST(DebugWindow, TheFirstIdentifierGetsTheFirstWindowAndOthersGetTheirOwn)
     framework.CreateDebugWindow(7);
     EXPECT_EQ(test::debug_windows(), 3);
     EXPECT_EQ(rows(7, 1), (Rows{"0|", "1|"})) << "one that is there stays as it is";
+    PostMessageW(test::debug_window(0), WM_CLOSE, 0, 0);
+    ASSERT_TRUE(test::comes_true([] { return test::debug_windows() == 2; }));
+    framework.AddItem(L"|wndid:0| nowhere");
+    EXPECT_EQ(test::debug_windows(), 2) << "the user has closed it";
 }
 
 TEST(DebugWindow, ARowHasNoTagIsNumberedAndItsTabsMakeColumns)
 {
-    Framework framework;
+    test::Windows framework;
     for (const char* text :
          {"|wndid:abc| no number", "|wndid:0|without_a_blank", "|wndid:0",
           "|wndid:0| |wndid:9| second tag", "|wndid:0| a\tb\t\td", "|wndid:0| x\r\ny",
           "2026-11-24 10:11:12.123 *vtq* |wndid:0| text\tfield\r\n", "|wndid:7| in its own"})
-        framework.add(text);
+        framework.AddItem(Wide(text));
     EXPECT_EQ(rows(0, 5), (Rows{"0| no number||||", "1|||||", "2|||||",
                                 "3| |wndid:9| second tag||||", "4| a|b||d|", "5| x  y||||",
                                 "6|2026-11-24 10:11:12.123 *vtq*  text|field  |||"}));
-    framework.add("|wndid:7| " + std::string(9000, 'x'));
+    framework.AddItem(Wide("|wndid:7| " + std::string(9000, 'x')));
     EXPECT_EQ(cell(7, 1, 0) + cell(7, 1, 1), "1 " + std::string(2044, 'x')) << "the row's limit";
     EXPECT_EQ(rows(7, 2)[0], "0| in its own|");
     EXPECT_EQ(test::heading(0, 0) + test::heading(0, 1) + test::heading(0, 7), "#17");
@@ -62,64 +59,79 @@ TEST(DebugWindow, ARowHasNoTagIsNumberedAndItsTabsMakeColumns)
     EXPECT_EQ(test::heading(0, 8), "none");
 }
 
-TEST(DebugWindow, FieldsBeyondTheColumnsAddColumnsThatStay)
+TEST(DebugWindow, FieldsBeyondTheColumnsAddColumnsThatStayAndTheLastRowIsSeen)
 {
-    Framework framework;
+    test::Windows framework;
     std::string text = "|wndid:0| 1";
     for (int i = 2; i <= 300; ++i)
         text += '\t' + std::to_string(i);
-    framework.add(text);
-    framework.add("|wndid:0| short");
+    framework.AddItem(Wide(text));
+    for (int i = 0; i < 100; ++i)
+        framework.AddItem(L"|wndid:0| short");
     EXPECT_EQ(cell(0, 0, 300), "300");
     EXPECT_EQ(test::heading(0, 300), "");
     EXPECT_EQ(test::heading(0, 301), "none");
-    EXPECT_EQ(SendMessageW(test::debug_list(0), LVM_GETCOLUMNWIDTH, 8, 0), 150);
-    EXPECT_EQ(test::row_count(0), 2);
-}
-
-TEST(DebugWindow, OneThatTheUserClosedSwallowsItsRows)
-{
-    Framework framework;
-    framework.add("|wndid:1| a");
-    framework.add("|wndid:2| b");
-    const HWND closed = test::debug_window(1);
-    PostMessageW(closed, WM_CLOSE, 0, 0);
-    ASSERT_TRUE(test::comes_true([&] { return !IsWindow(closed); }));
-    framework.add("|wndid:1| nowhere");
-    framework.add("|wndid:2| c");
-    EXPECT_EQ(test::debug_windows(), 1);
-    EXPECT_EQ(test::row_count(2), 2);
-}
-
-TEST(DebugWindow, ListFillsTheClientAreaAndTheLastRowIsSeen)
-{
-    Framework framework;
-    for (int i = 0; i < 100; ++i)
-        framework.add("|wndid:0| row");
-    const HWND window = test::debug_window(0);
-    MoveWindow(window, 0, 0, 640, 480, TRUE);
+    const HWND list = test::debug_list(0);
+    EXPECT_EQ(SendMessageW(list, LVM_GETCOLUMNWIDTH, 8, 0), 150);
+    MoveWindow(test::debug_window(0), 0, 0, 640, 480, TRUE);
     RECT client = {};
-    RECT list = {};
-    GetClientRect(window, &client);
-    GetWindowRect(test::debug_list(0), &list);
-    EXPECT_EQ(list.right - list.left, client.right);
-    EXPECT_EQ(list.bottom - list.top, client.bottom);
-    framework.add("|wndid:0| last");
-    const LRESULT top = SendMessageW(test::debug_list(0), LVM_GETTOPINDEX, 0, 0);
-    EXPECT_GE(top + SendMessageW(test::debug_list(0), LVM_GETCOUNTPERPAGE, 0, 0), 101);
+    RECT whole = {};
+    GetClientRect(test::debug_window(0), &client);
+    GetWindowRect(list, &whole);
+    EXPECT_EQ(whole.right - whole.left, client.right);
+    EXPECT_EQ(whole.bottom - whole.top, client.bottom);
+    framework.AddItem(L"|wndid:0| last");
+    EXPECT_GE(SendMessageW(list, LVM_GETTOPINDEX, 0, 0) +
+                  SendMessageW(list, LVM_GETCOUNTPERPAGE, 0, 0),
+              102);
 }
 
 TEST(DebugWindow, ClassDescriptionsCopyWhole)
 {
-    CWndClassEx plain;
-    EXPECT_EQ(plain.cbSize, sizeof(WNDCLASSEXW));
-    EXPECT_EQ(plain.lpszClassName, nullptr);
-    const CDbgWndClassEx debug(DefWindowProcW);
-    EXPECT_EQ(debug.cbWndExtra, 8);
-    EXPECT_EQ(debug.hInstance, GetModuleHandleW(nullptr));
-    plain = debug;
-    EXPECT_EQ(plain.lpfnWndProc, debug.lpfnWndProc);
-    EXPECT_EQ(test::utf8(plain.lpszClassName), "PLINTH_DEBUG_WINDOW");
+    CWndClassEx copy;
+    EXPECT_EQ(copy.cbSize, sizeof(WNDCLASSEXW));
+    copy = CDbgWndClassEx(DefWindowProcW);
+    EXPECT_EQ(copy.cbWndExtra, 8);
+    EXPECT_EQ(copy.hInstance, GetModuleHandleW(nullptr));
+    EXPECT_EQ(copy.lpfnWndProc, DefWindowProcW);
+    EXPECT_EQ(test::utf8(copy.lpszClassName), "PLINTH_DEBUG_WINDOW");
+}
+
+std::string pop(CSyncCache& cache)
+{
+    wchar_t text[1024] = L"as it was";
+    const int status = cache.PopFrontW(text);
+    return (status == QV_ERR_FAILED ? "none, " : "") + test::utf8(text);
+}
+
+TEST(SyncCache, GivesTextsInTheOrderTheyCameAndKeepsWhatFits)
+{
+    CSyncCache cache;
+    std::string bad = "\xc3\xa4\xff\xc3(\xe2\x82";
+    EXPECT_EQ(cache.PushBack(bad.data()), 0);
+    EXPECT_EQ(cache.PushBack(nullptr), 0);
+    EXPECT_EQ(pop(cache), "\xc3\xa4\xef\xbf\xbd\xef\xbf\xbd(\xef\xbf\xbd");
+    EXPECT_EQ(pop(cache), "");
+    for (const size_t length : {1022u, 1023u, 1024u})
+    {
+        cache.PushBack(std::string(length, 'x').data());
+        EXPECT_EQ(pop(cache), std::string(length == 1022 ? 1022 : 1023, 'x'));
+    }
+}
+
+TEST(SyncCache, CopiesHaveALifeOfTheirOwn)
+{
+    CSyncCache first;
+    for (std::string text : {"a", "b"})
+        first.PushBack(text.data());
+    CSyncCache second(first);
+    CSyncCache third;
+    third.PushBack(nullptr);
+    third = first;
+    third = *&third;
+    EXPECT_EQ(pop(first), "a");
+    for (CSyncCache* copy : {&second, &third})
+        EXPECT_EQ((Rows{pop(*copy), pop(*copy), pop(*copy)}), (Rows{"a", "b", "none, as it was"}));
 }
 
 } // namespace

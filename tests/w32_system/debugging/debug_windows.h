@@ -15,6 +15,12 @@
 namespace test
 {
 
+// Windows without threads: the test itself is the adder.
+struct Windows : CDebugFramework
+{
+    Windows() : CDebugFramework(true) { CreateDebugWindow(0); }
+};
+
 inline HWND debug_window(int id)
 {
     return FindWindowW(L"PLINTH_DEBUG_WINDOW", Wide("Tracing Window ID: " + std::to_string(id)));

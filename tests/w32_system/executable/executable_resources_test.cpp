@@ -14,9 +14,9 @@ TEST(ExecutableResources, NameTheFolderAndTheCharacterSetOfTheLog)
     const std::string path = test::utf8(CQvLogFile::GetLogFilename());
     EXPECT_NE(path.find("\\ProgramData\\Acme\\Editör\\Logfiles\\qvapp_"), std::string::npos)
         << path;
-    const std::string bytes = test::read_file(test::native_form(test::Wide(path)));
-    EXPECT_TRUE(bytes.starts_with("\xFF\xFE"));
-    EXPECT_NE(bytes.find(std::string("a\0 \0l\0i\0n\0e", 11)), std::string::npos);
+    EXPECT_NE(test::read_file(test::native_form(test::Wide(path)))
+                  .find(std::string("a\0 \0l\0i\0n\0e", 11)),
+              std::string::npos);
 }
 
 TEST(ExecutableResources, LoadFromTheProgramWithoutAModule)
@@ -29,12 +29,6 @@ TEST(ExecutableResources, LoadFromTheProgramWithoutAModule)
     EXPECT_EQ(id, 0x409);
     EXPECT_TRUE(
         std::string(static_cast<const char*>(entry.GetData()), entry.GetSize()).starts_with("//"));
-
-    const HRSRC found = FindResourceW(nullptr, L"greeting", MAKEINTRESOURCEW(10));
-    ASSERT_NE(found, nullptr);
-    const auto* const hello =
-        static_cast<const wchar_t*>(LockResource(LoadResource(nullptr, found)));
-    EXPECT_EQ(test::utf8(hello, SizeofResource(nullptr, found) / 2), "Hello");
 }
 
 } // namespace

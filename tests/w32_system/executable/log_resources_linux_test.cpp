@@ -17,7 +17,7 @@ std::string wide_bytes(const std::string& ascii)
 
 // The folder and the character set of the log of a probe that runs from a folder of its own, with
 // an installer's file if there are bytes for it.
-std::string log_of(const std::string& probe, const std::string& xml = "")
+std::string log_of(const std::string& probe, const std::string& xml)
 {
     const std::string folder = test::make_folder(probe);
     std::filesystem::copy_file(PLINTH_LOG_PROBES + probe, folder + "/probe",
@@ -39,41 +39,24 @@ std::string xml_with(const std::string& folder)
            folder + "\"/></x>";
 }
 
-// A folder of 511 bytes and any byte but zero count; a folder of 512 bytes, an empty one, and a
-// character set of two bytes do not.
 TEST(LogResources, CountUpToTheirLimitsBeforeTheInstallersFile)
 {
     std::filesystem::create_directories(test::root() + "/ProgramData/Acme/Zz");
-    const char* const rows[][3] = {
-        {"511", "Acme/Zz/Logfiles, UTF-16", "Acme/Zz/Logfiles, UTF-16"},
-        {"512", "Quorvane/Platform/Logfiles, bytes", "FromFile/Logfiles, bytes"},
-        {"empty", "Quorvane/Platform/Logfiles, bytes", "FromFile/Logfiles, bytes"}};
-    for (const auto& [probe, alone, with_file] : rows)
-    {
-        EXPECT_EQ(log_of(probe), alone) << probe;
-        EXPECT_EQ(log_of(probe, wide_bytes(xml_with("FromFile"))), with_file) << probe;
-    }
-}
-
-TEST(LogResources, WithoutThemTheInstallersFileNamesTheFolder)
-{
     const std::string good = wide_bytes(xml_with("Mine\\App"));
-    const std::string in_the_value = good.substr(0, good.rfind(wide_bytes("App")) + 3);
-    const struct
-    {
-        const char* what;
-        std::string xml;
-        bool counts;
-    } rows[] = {{"good", good, true},
-                {"with a byte order mark", "\xff\xfe" + good, true},
-                {"one byte a character", xml_with("Mine\\App"), false},
-                {"cut in the value, in the middle of a character", in_the_value, false},
-                {"long", wide_bytes(xml_with(std::string(100'000, 'v'))), false},
-                {"without the list that must come first", good.substr(8), false}};
-    for (const auto& row : rows)
-        EXPECT_EQ(log_of("empty", row.xml),
-                  row.counts ? "Mine/App/Logfiles, bytes" : "Quorvane/Platform/Logfiles, bytes")
-            << row.what;
+    const std::string usual = "Quorvane/Platform/Logfiles, bytes";
+    const std::string from_file = "Mine/App/Logfiles, bytes";
+    const std::string rows[][3] = {
+        {"511", good, "Acme/Zz/Logfiles, UTF-16"},
+        {"512", "", usual},
+        {"512", good, from_file},
+        {"empty", "", usual},
+        {"empty", "\xff\xfe" + good, from_file},
+        {"empty", xml_with("Mine\\App"), usual},                             // one byte a character
+        {"empty", good.substr(0, good.rfind(wide_bytes("App")) + 3), usual}, // half a character
+        {"empty", wide_bytes(xml_with(std::string(100'000, 'v'))), usual},
+        {"empty", good.substr(8), usual}}; // without the list that must come first
+    for (const auto& [probe, xml, expected] : rows)
+        EXPECT_EQ(log_of(probe, xml), expected) << probe << " " << xml.substr(0, 1'000);
 }
 
 } // namespace

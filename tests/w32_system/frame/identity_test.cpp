@@ -84,25 +84,12 @@ TEST(LocalOption, IsReadOnceAndOnlyOneCounts)
     EXPECT_TRUE(QV_IsLocalOption(nullptr));
 }
 
-TEST(LocalOption, ComesFromTheRegistry)
+TEST(LocalOption, ComesFromTheRegistryUnlessItIsSet)
 {
     set_registry(1);
     EXPECT_TRUE(QV_IsLocalOption(nullptr));
-}
-
-TEST(LocalOption, WhatWasSetBeatsTheRegistry)
-{
-    set_registry(1);
     QV_SetLocalOption(false);
     EXPECT_FALSE(QV_IsLocalOption(nullptr));
-}
-
-TEST(SilentAssertion, AnswersAndBoundsItsText)
-{
-    EXPECT_EQ(DiagAssertW(0, L"x", nullptr, "file", 1), 1);
-    EXPECT_EQ(DiagAssertW(0, test::Wide(100'000, L'e'), test::Wide(100'000, L'm'),
-                          std::string(100'000, 'f').c_str(), 1),
-              1);
 }
 
 } // namespace

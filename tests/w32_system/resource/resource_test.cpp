@@ -56,7 +56,7 @@ protected:
     std::string m_folder = test::make_folder("resources");
 };
 
-TEST_F(Resources, WhatIsStoredComesOutAgain)
+TEST_F(Resources, WhatIsStoredComesOutAgainAndTheOthersStay)
 {
     std::string bytes(100'000, '\0');
     for (size_t i = 0; i < bytes.size(); ++i)
@@ -68,22 +68,14 @@ TEST_F(Resources, WhatIsStoredComesOutAgain)
           "plain32.dll", "module32.dll", "program32.exe", "overlay32.exe"})
     {
         const Wide module = copied(name);
-        EXPECT_EQ(failure(QV_ResourceToDll(L"Stored", module, path("data"))), "") << name;
+        EXPECT_EQ(failure(QV_ResourceToDll(L"alpha", module, path("data"))), "") << name;
         EXPECT_EQ(failure(QV_ResourceToDll(L"Nothing", module, path("empty"))), "") << name;
         write("out", "former content");
-        EXPECT_TRUE(taken(L"STORED", module) == bytes) << name;
+        EXPECT_TRUE(taken(L"Alpha", module) == bytes) << name;
         EXPECT_EQ(taken(L"nothing", module), "") << name;
     }
-}
-
-TEST_F(Resources, AResourceOfTheNameIsReplacedAndTheOthersStay)
-{
-    const Wide module = copied("module64.dll");
-    write("data", "new");
-    ASSERT_EQ(QV_ResourceToDll(L"alpha", module, path("data")), QV_OK);
-    EXPECT_EQ(taken(L"Alpha", module), "new");
-    EXPECT_EQ(taken(MAKEINTRESOURCEW(1033), module), "data of 0x409");
-    EXPECT_NE(QV_GetModulePatchNumber(module), 0u);
+    EXPECT_EQ(taken(MAKEINTRESOURCEW(1033), path("module64.dll")), "data of 0x409");
+    EXPECT_NE(QV_GetModulePatchNumber(path("module64.dll")), 0u);
 }
 
 TEST_F(Resources, EachFailureHasItsTextAndSuccessLeavesItAndTheModuleStays)
@@ -115,29 +107,6 @@ TEST_F(Resources, EachFailureHasItsTextAndSuccessLeavesItAndTheModuleStays)
     EXPECT_TRUE(read("module64.dll") == before);
 }
 
-TEST_F(Resources, AModuleCanHoldItsOwnFormerFile)
-{
-    const Wide module = copied("module64.dll");
-    const std::string before = read("module64.dll");
-    ASSERT_EQ(failure(QV_ResourceToDll(L"Former", module, module)), "");
-    EXPECT_TRUE(taken(L"Former", module) == before);
-}
-
-TEST_F(Resources, TheLanguageScanLoadsWhatThereIsInItsOrder)
-{
-    const Wide module = copied("module32.dll");
-    CQvRscData data;
-    data.AppendData("former", 6, 1);
-    for (int round = 0; round < 2; ++round)
-    {
-        EXPECT_EQ(&QV_RCDATAToCQvRscData(data, module), &data);
-        EXPECT_EQ(entries_of(data), "1031:data of 0x407 1033:data of 0x409 2052:data of 0x804 ")
-            << "what is not in the scan is not loaded";
-    }
-    EXPECT_EQ(entries_of(QV_RCDATAToCQvRscData(data, path("missing"))), "")
-        << "a path that does not load stands for the program, which has no resources";
-}
-
 TEST_F(Resources, TheLanguageScanKnowsItsLanguagesAndNoOthers)
 {
     const Wide module = copied("plain64.dll");
@@ -148,8 +117,11 @@ TEST_F(Resources, TheLanguageScanKnowsItsLanguagesAndNoOthers)
         EXPECT_EQ(failure(QV_ResourceToDll(MAKEINTRESOURCEW(id), module, path("data"))), "");
     }
     CQvRscData data;
+    data.AppendData("former", 6, 1);
     EXPECT_EQ(entries_of(QV_RCDATAToCQvRscData(data, module)),
               "1024:1024 1029:1029 1150:1150 2052:2052 3082:3082 ");
+    EXPECT_EQ(entries_of(QV_RCDATAToCQvRscData(data, path("missing"))), "")
+        << "a path that does not load stands for the program, which has no resources";
 }
 
 TEST_F(Resources, OneResourceIsAppendedUnderTheIdThatIsAskedFor)

@@ -1,12 +1,51 @@
-// Threads that assert at once.
+// The report of DiagAssertA in the log: its text, its cut, and threads that assert at once.
 #include <barrier>
+#include <regex>
 #include <thread>
 
 #include "support/log_files.h"
 #include "support/soak.h"
 
+using test::log_content;
+
 namespace
 {
+
+using AssertionReport = test::FreshLog;
+
+TEST_F(AssertionReport, NamesProgramPlaceConditionMessageAndLastError)
+{
+    SetLastError(5);
+    EXPECT_EQ(DiagAssertA(0, "a > b", "what to know", "source.cpp", 17), 0);
+    EXPECT_EQ(GetLastError(), 5u);
+    EXPECT_TRUE(std::regex_match(
+        log_content(),
+        std::regex("Debug Assertion Failed!\r\nProgram : [A-Z]:\\\\[^\r]*debugging_tests(\\.exe)?"
+                   "\r\nFile : source\\.cpp\r\nLine : 17\r\nExpression : a > b\r\nwhat to know\r\n"
+                   "Last Error \\(0x00000005\\) : Access is denied\\.\\s*\r\n")))
+        << log_content();
+    SetLastError(0x2FFFFFFF);
+    DiagAssertA(0, "x", nullptr, "f", 1);
+    EXPECT_TRUE(log_content().ends_with("Expression : x\r\nLast Error (0x2FFFFFFF) : (null)\r\n"));
+    DiagAssertA(0, "x", nullptr, std::string(10'000, 'f').c_str(), 1);
+    EXPECT_NE(log_content().find("File : " + std::string(504, 'f') + "\r\nLast Error ("),
+              std::string::npos);
+}
+
+TEST_F(AssertionReport, GoesWhereItsOwnOptionsSayElseWhereTheFailifOptionsDo)
+{
+    const auto is_logged = [](unsigned options)
+    {
+        test::start_log();
+        DiagAssertA(options, "x", nullptr, "f", 1);
+        return log_content() != "";
+    };
+    EXPECT_FALSE(is_logged(QV_DIAG_DEBUGGER));
+    EXPECT_EQ(QV_SetFailifOptions(QV_DIAG_DEBUGGER), unsigned{QV_DIAG_LOGFILE});
+    QV_SetTraceOptions(QV_DIAG_LOGFILE);
+    EXPECT_FALSE(is_logged(0)) << "trace options don't count";
+    EXPECT_TRUE(is_logged(QV_DIAG_LOGFILE));
+}
 
 constexpr int threads = 4;
 constexpr int rounds = 25;
@@ -62,7 +101,7 @@ int thread_of(const std::string& report, bool stack)
 
 void expect_whole_reports(bool stack)
 {
-    const std::string content = test::log_content();
+    const std::string content = log_content();
     const std::string head = "Debug Assertion Failed!\r\n";
     std::vector<int> count(threads);
     for (size_t at = content.find(head); at != std::string::npos;)

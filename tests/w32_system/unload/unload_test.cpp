@@ -1,0 +1,464 @@
+// Unloading the library while it has workers of asynchronous transfers, right after the last call
+// of a multimedia timer, right after the end of a thread pool, and after it has shown debug
+// windows. This program isn't linked to the library, so that closing it really takes it out of the
+// process.
+#include <atomic>
+#include <filesystem>
+#include <thread>
+
+#include <dlfcn.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <plinth_w32_system.h>
+
+#include "support/entries.h"
+#include "support/environment.h"
+#include "support/instead.h"
+#include "support/soak.h"
+#include "w32_system/debugging/debug_windows.h"
+
+// Locks that are there from the start, made at their first use, are never destroyed: each loading
+// of the library leaves theirs behind. So does a message timer whose thread has gone.
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions()
+{
+    return "leak:TakeMemory\nleak:abandon_message_timer\n";
+}
+
+namespace
+{
+
+class Library
+{
+public:
+    Library() : m_handle(dlopen(PLINTH_LIBRARY, RTLD_NOW | RTLD_LOCAL))
+    {
+        EXPECT_NE(m_handle, nullptr) << dlerror();
+        s_last = m_handle;
+    }
+    ~Library() { unload(); }
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+
+    void unload()
+    {
+        if (m_handle)
+        {
+            // CQvLogFile::CloseLog: an open log stays behind otherwise.
+            get<int()>("_ZN10CQvLogFile8CloseLogEv")();
+            EXPECT_EQ(dlclose(m_handle), 0);
+        }
+        m_handle = nullptr;
+    }
+    static bool is_loaded()
+    {
+        void* const found = dlopen(PLINTH_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
+        if (found)
+            dlclose(found);
+        return found != nullptr;
+    }
+    // The lowest address.
+    void* base() const
+    {
+        Dl_info info = {};
+        EXPECT_NE(dladdr(dlsym(m_handle, "DiagOutputWnd"), &info), 0);
+        return info.dli_fbase;
+    }
+    template <class Function> Function* get(const char* name) const
+    {
+        return reinterpret_cast<Function*>(dlsym(m_handle, name));
+    }
+    // A function of what the library needs and this program stands in front of. It stays in the
+    // process, unlike the library.
+    template <class Function> static Function* needed(const char* name)
+    {
+        return reinterpret_cast<Function*>(dlsym(s_last, name));
+    }
+
+private:
+    void* m_handle;
+    static inline void* s_last = nullptr;
+};
+
+// A call through the library's code that a test holds while the library is unloaded.
+std::atomic<bool> g_held{false};
+
+// How far the thread that unloads has come.
+enum class Unload
+{
+    none,
+    begins,
+    sets_the_fence, // the timer whose call comes after the one that is held
+    waits,
+    done,
+};
+std::atomic<Unload> g_unload{Unload::none};
+std::atomic<bool> g_cameBackEarly{false}; // from the wait, with the call still held
+
+void reach(Unload next)
+{
+    g_unload = next;
+    g_unload.notify_all();
+}
+
+void stay_held()
+{
+    g_held = true;
+    g_held.notify_all();
+    g_held.wait(true);
+}
+
+// Unloads the library, and lets the call that is held return when the unloading waits for it.
+void expect_unloading_waits(Library& library)
+{
+    reach(Unload::begins);
+    std::thread closer(
+        [&]
+        {
+            library.unload();
+            reach(Unload::done);
+        });
+    for (Unload now = g_unload; now < Unload::waits; now = g_unload)
+        g_unload.wait(now);
+    const bool waits = g_unload == Unload::waits;
+    EXPECT_TRUE(waits) << "the call would return into code that has gone"; // so it never returns
+    if (waits)
+    {
+        g_held = false;
+        g_held.notify_all();
+    }
+    closer.join();
+    EXPECT_FALSE(g_cameBackEarly);
+    g_unload = Unload::none;
+    EXPECT_FALSE(Library::is_loaded());
+}
+
+// In the place of the clock and of the pause between two looks at whether the workers are gone:
+// time flies for the thread that unloads, and its looks are counted.
+thread_local bool t_flies = false;
+std::atomic<int> g_looks{0};
+
+// The next SetEvent, which lets those go on who wait for the timer, is held after its work: the
+// system's thread is then still on its way back through the library's code.
+std::atomic<bool> g_hold{false};
+
+thread_local bool t_isWorker = false; // of the pool
+
+// What the library would call; none for the other tests of this program, which end no pools.
+void (*g_await)() = nullptr;
+
+} // namespace
+
+TEST_INSTEAD BOOL QueryPerformanceCounter(LARGE_INTEGER* count)
+{
+    static thread_local LONGLONG t_ahead = 0; // ns
+    constexpr LONGLONG hour = 3'600'000'000'000;
+    const BOOL result = TEST_REAL(QueryPerformanceCounter)(count);
+    if (t_flies)
+        t_ahead += hour;
+    count->QuadPart += t_ahead;
+    return result;
+}
+
+TEST_INSTEAD int pthread_delay_np(const timespec* interval)
+{
+    nanosleep(interval, nullptr);
+    if (t_flies)
+        ++g_looks;
+    g_looks.notify_all();
+    return 0;
+}
+
+TEST_INSTEAD BOOL SetEvent(HANDLE event)
+{
+    static auto* const real = TEST_REAL(SetEvent);
+    const BOOL result = real(event);
+    if (g_hold.exchange(false))
+        stay_held();
+    return result;
+}
+
+TEST_INSTEAD MMRESULT timeSetEvent(UINT delay, UINT resolution, LPTIMECALLBACK callback,
+                                   DWORD_PTR user, UINT flags)
+{
+    static auto* const real = TEST_REAL(timeSetEvent);
+    if (g_unload == Unload::begins)
+        reach(Unload::sets_the_fence);
+    return real(delay, resolution, callback, user, flags);
+}
+
+TEST_INSTEAD DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds)
+{
+    static auto* const real = TEST_REAL(WaitForSingleObject);
+    const bool fence = g_unload == Unload::sets_the_fence;
+    if (fence)
+        reach(Unload::waits);
+    const DWORD result = real(object, milliseconds);
+    if (fence && g_held)
+        g_cameBackEarly = true;
+    return result;
+}
+
+// The worker that has left its pool stays in its last steps until it is let go.
+TEST_INSTEAD int pthread_cond_destroy(pthread_cond_t* condition)
+{
+    static auto* const real = TEST_REAL(pthread_cond_destroy);
+    if (t_isWorker)
+        stay_held();
+    return real(condition);
+}
+
+TEST_INSTEAD void pthread_await_ending_np()
+{
+    if (!g_await)
+        return;
+    reach(Unload::waits);
+    g_await();
+    if (g_held)
+        g_cameBackEarly = true;
+}
+
+namespace
+{
+
+// The descriptors of files below a folder.
+size_t open_files(const std::string& below)
+{
+    size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+    {
+        std::error_code gone;
+        count += std::filesystem::read_symlink(entry, gone).string().starts_with(below);
+    }
+    return count;
+}
+
+// Counts callbacks, and holds them if it is told to.
+struct Callbacks
+{
+    static void on_copy(int status, uint64_t, uint64_t, void* self)
+    {
+        auto& calls = *static_cast<Callbacks*>(self);
+        calls.ended = calls.ended || status != QV_ERR_INPROGRESS;
+        ++calls.count;
+        calls.count.notify_all();
+        calls.held.wait(true);
+    }
+    void wait_for(unsigned calls)
+    {
+        for (unsigned now; (now = count) < calls;)
+            count.wait(now);
+    }
+    std::atomic<unsigned> count = 0;
+    std::atomic<bool> ended = false;
+    std::atomic<bool> held = false;
+};
+
+class AsyncUnloadConcurrent : public testing::Test
+{
+protected:
+    // A sanitizer may start a thread of its own with the first of the program, to be counted.
+    AsyncUnloadConcurrent()
+    {
+        std::thread([] {}).join();
+        m_threads = test::threads_here();
+    }
+
+    // Copies a file of so many bytes, all holes.
+    void start_copy(const Library& library, Callbacks& calls, int number, off_t size)
+    {
+        const std::string source = m_folder + "/source";
+        if (!std::filesystem::exists(source))
+            test::write_file(source, "");
+        ASSERT_EQ(truncate(source.c_str(), size), 0);
+        ASSERT_EQ(library.get<decltype(QV_CopyFile)>("QV_CopyFile")(
+                      test::windows_form(source),
+                      test::windows_form(m_folder + "/target" + std::to_string(number)), 0, nullptr,
+                      Callbacks::on_copy, &calls),
+                  QV_OK);
+    }
+    void expect_nothing_left()
+    {
+        EXPECT_FALSE(Library::is_loaded());
+        EXPECT_EQ(test::threads_here(), m_threads);
+        EXPECT_EQ(open_files(m_folder), 0u);
+    }
+    template <class Round> void repeat(Round round)
+    {
+        const test::SoakTime soak;
+        uint64_t total = 0;
+        do
+            for (unsigned i = 0; i < 25 && !HasFailure(); ++i, ++total)
+            {
+                Library library;
+                Callbacks calls;
+                round(library, calls, i);
+                expect_nothing_left();
+            }
+        while (soak.goes_on() && !HasFailure());
+        soak.report("unloads", total);
+    }
+    const std::string m_folder = test::make_folder("unload");
+    size_t m_threads = 0;
+};
+
+TEST_F(AsyncUnloadConcurrent, IdleWorkersAreGoneWithTheLibrary)
+{
+    repeat(
+        [&](Library& library, Callbacks& calls, unsigned)
+        {
+            start_copy(library, calls, 0, 5'000);
+            for (unsigned i = 1; !calls.ended; ++i)
+                calls.wait_for(i);
+            library.unload();
+        });
+}
+
+TEST_F(AsyncUnloadConcurrent, TransfersInFlightEndWithTheLibraryAndCallBackNoMore)
+{
+    repeat(
+        [&](Library& library, Callbacks& calls, unsigned round)
+        {
+            for (int number = 0; number < 4; ++number)
+                start_copy(library, calls, number, off_t{1} << 40);
+            calls.wait_for(1 + round);
+            library.unload();
+            EXPECT_FALSE(calls.ended);
+        });
+}
+
+TEST_F(AsyncUnloadConcurrent, UnloadingWaitsForACallbackAsLongAsItTakes)
+{
+    Library library;
+    Callbacks calls;
+    calls.held = true;
+    start_copy(library, calls, 0, off_t{1} << 40);
+    calls.wait_for(1);
+    std::atomic<bool> unloaded{false};
+    std::thread closer(
+        [&]
+        {
+            t_flies = true;
+            library.unload();
+            unloaded = true;
+        });
+    // Hours past the time that the end of a process would wait.
+    for (int now; (now = g_looks) < 3;)
+        g_looks.wait(now);
+    EXPECT_FALSE(unloaded);
+    calls.held = false;
+    calls.held.notify_all();
+    closer.join();
+    expect_nothing_left();
+    EXPECT_EQ(calls.count, 1u);
+}
+
+// A timer of another kind, which nobody can end any more: its thread has gone. The record stays
+// behind, also when the library goes.
+[[gnu::noinline]] void abandon_message_timer(decltype(QV_SetThreadedTimer)* set)
+{
+    std::thread(
+        [set]
+        {
+            const auto never = [](void*) { return 1; };
+            EXPECT_NE(set(never, nullptr, 1e6, 0, QV_PRECISION_POSTED, 1), 0u);
+        })
+        .join();
+}
+
+TEST(TimerUnloadConcurrent, WaitsForTheLastCallOfAMultimediaTimerToReturn)
+{
+    Library library;
+    auto* const set = library.get<decltype(QV_SetThreadedTimer)>("QV_SetThreadedTimer");
+    auto* const wait = library.get<decltype(QV_WaitForTimer)>("QV_WaitForTimer");
+    const auto once = [](void*) { return 1; };
+    abandon_message_timer(set);
+    // The first one makes what stays; the second is held.
+    for (const bool hold : {false, true})
+    {
+        g_hold = hold;
+        const uintptr_t id = set(once, nullptr, 1.0, 1, QV_PRECISION_MM_1, 1);
+        ASSERT_NE(id, 0u);
+        ASSERT_EQ(wait(static_cast<unsigned>(id)), QV_OK);
+    }
+    // A wait that comes between the timer's end and its event gives QV_OK at once.
+    g_held.wait(false);
+    expect_unloading_waits(library);
+}
+
+TEST(PoolUnloadConcurrent, WaitsForTheReturnOfAWorkerThatHasLeftItsPool)
+{
+    Library library;
+    g_await = Library::needed<void()>("pthread_await_ending_np");
+    CThreadPool* const pool = library.get<CThreadPool*()>("_ZN11CThreadPool16CreateThreadPoolEv")();
+    ASSERT_NE(pool, nullptr);
+    const auto work = [](void*) -> void*
+    {
+        t_isWorker = true;
+        return nullptr;
+    };
+    ASSERT_EQ((library.get<int(CThreadPool*, void* (*)(void*), void*)>(
+                  "_ZN11CThreadPool22MakeCallFromThreadPoolEPFPvS0_ES0_")(pool, work, nullptr)),
+              QV_OK);
+    library.get<void(CThreadPool*)>("_ZN11CThreadPool17DestroyThreadPoolEPS_")(pool);
+    g_held.wait(false);
+    expect_unloading_waits(library);
+    g_await = nullptr;
+}
+
+// ---- debug windows, and loading the library again elsewhere: the stand-in stays in the process,
+// with all that it was told of the library that went
+
+void show_windows(const Library& library)
+{
+    library.get<decltype(DiagOutputWnd)>("DiagOutputWnd")(nullptr, 0);
+}
+
+// The listener may not be at work yet.
+bool reaches_window(const std::string& text)
+{
+    return test::comes_true(
+        [&]
+        {
+            OutputDebugStringA(("|wndid:3| \t" + text).c_str());
+            return test::cell(3, 0, 2) == text;
+        });
+}
+
+bool class_is_registered()
+{
+    WNDCLASSEXW given = {};
+    given.cbSize = sizeof given;
+    given.lpfnWndProc = DefWindowProcW;
+    given.lpszClassName = L"PLINTH_DEBUG_WINDOW";
+    return RegisterClassExW(&given) == 0 || !UnregisterClassW(given.lpszClassName, nullptr);
+}
+
+TEST(DebugWindowUnload, WindowsOfALibraryThatWasLoadedAgainElsewhereAreItsOwn)
+{
+    void* before = nullptr;
+    {
+        Library library;
+        before = library.base();
+        show_windows(library);
+        EXPECT_TRUE(reaches_window("first"));
+        EXPECT_TRUE(class_is_registered());
+    }
+    EXPECT_FALSE(class_is_registered());
+    EXPECT_EQ(test::debug_windows(), 0);
+    // A page in the way, so that the next one comes elsewhere; the loader maps a library in one
+    // piece.
+    EXPECT_EQ(
+        mmap(before, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0),
+        before);
+    Library library;
+    ASSERT_NE(library.base(), before);
+    show_windows(library);
+    EXPECT_TRUE(reaches_window("second"));
+    munmap(before, 4096);
+}
+
+} // namespace
