@@ -371,17 +371,11 @@ class Log(unittest.TestCase):
         self.assertEqual(trace("log", "--all", "--lines", "1").stdout.splitlines(),
                          [line for line in expected.splitlines() if not line.startswith("first")])
 
-    def test_reads_both_forms_of_a_file(self):
-        write_log("qvapp_2024-03-05.log", b"caf\xe9\r\nno line end")
-        self.assertEqual(trace("log", "--lines", "2").stdout, "caf\u00e9\nno line end")
-        text = "first\r\n\u20ac \U0001f600 \u010a\r\n"  # U+010A has the byte of a line end
-        write_log("qvapp_2024-03-06.log", b"\xff\xfe" + text.encode("utf-16-le"))
-        self.assertEqual(trace("log").stdout, text.replace("\r\n", "\n"))
-        self.assertEqual(trace("log", "--lines", "1").stdout, "\u20ac \U0001f600 \u010a\n")
-
-    def test_lines_are_found_across_the_blocks_in_which_a_file_is_read(self):
-        lines = [f"{i} " + "x" * (i % 97) for i in range(20000)]
-        for encoding, mark in (("latin-1", b""), ("utf-16-le", b"\xff\xfe")):
+    def test_lines_of_both_forms_of_a_file_are_found_across_the_blocks_in_which_it_is_read(self):
+        # U+010A has the byte of a line end.
+        for encoding, mark, more in (("latin-1", b"", "caf\u00e9"),
+                                     ("utf-16-le", b"\xff\xfe", "\u20ac \U0001f600 \u010a")):
+            lines = [f"{i} {more} " + "x" * (i % 97) for i in range(20000)]
             write_log("qvapp_2024-03-05.log", mark + "".join(
                 line + "\r\n" for line in lines).encode(encoding))
             for count in (1, 700, 19999, 20000, 20001):
@@ -389,8 +383,8 @@ class Log(unittest.TestCase):
                 self.assertEqual(out.split("\n")[:-1], lines[-count:], f"{count}, {encoding}")
 
     def test_what_a_terminal_would_obey_is_shown_instead_and_no_colour_without_one(self):
-        write_log("qvapp_2024-03-05.log", b"\x1b]0;title\x07 \x9b2J \x00\n")
-        self.assertEqual(trace("log").stdout, "\\x1b]0;title\\x07 \\x9b2J \\x00\n")
+        write_log("qvapp_2024-03-05.log", b"\x1b]0;title\x07 \x9b2J \x00")
+        self.assertEqual(trace("log").stdout, "\\x1b]0;title\\x07 \\x9b2J \\x00")
         self.assertNotIn("\x1b", trace("log", "--all").stdout)
 
     def test_no_log_is_an_error_that_names_the_folder_and_looking_changes_no_file(self):
@@ -402,25 +396,7 @@ class Log(unittest.TestCase):
         trace("settings")
         self.assertEqual(os.listdir(LOGS), ["qvapp_2001-01-01.log"])
 
-    def test_follow_goes_on_across_a_split_and_with_other_programs(self):
-        with Running("log", "--follow", "--lines", "100") as follow, \
-                talking("log:before", "wait", "split", "log:behind the split", "wait") as talker:
-            def until(*texts):
-                for text in texts:
-                    while text not in follow.line():
-                        self.assertIsNone(follow.poll())
-
-            # With its last lines: the talker may have written before the tool looks.
-            until("before")
-            talker.stdin.write("\n")
-            talker.stdin.flush()
-            until("==> ", "behind the split")
-            talk("log:of another program")
-            until("==> ", "of another program")
-            talker.communicate("\n")
-            self.assertEqual(follow.interrupt()[::2], (0, ""))
-
-    def test_follow_shows_a_file_that_was_removed_and_made_anew(self):
+    def test_follow_goes_on_with_other_programs_and_a_file_that_was_removed_and_made_anew(self):
         write_log("qvapp_2024-03-05.log", b"first\n")
         with Running("log", "--follow") as follow:
             self.assertEqual(follow.line(), "first")
@@ -430,6 +406,9 @@ class Log(unittest.TestCase):
                 write_log(f"qvapp_2024-03-{day}.log", f"{text}\n".encode())
                 self.assertIn("==> ", follow.line())
                 self.assertEqual(follow.line(), text)
+            talk("log:of another program")
+            while "of another program" not in follow.line():
+                self.assertIsNone(follow.poll())
             self.assertEqual(follow.interrupt()[::2], (0, ""))
 
 class Settings(unittest.TestCase):

@@ -110,8 +110,9 @@ TEST_F(TableCommands, ASearchOfManySlicesLetsOthersRunAndEnds)
         int columnCount(const QModelIndex&) const override { return 1; }
         QVariant data(const QModelIndex& index, int role) const override
         {
-            return role == Qt::DisplayRole && index.row() == 2'999'999 ? QVariant("needle")
-                                                                       : QVariant();
+            return role == Qt::DisplayRole && index.row() == 2'999'999
+                       ? QVariant(QStringLiteral("needle"))
+                       : QVariant();
         }
     } rows;
     table->setModel(&rows);
