@@ -3,7 +3,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
-#include <vector>
 
 #include <pty.h>
 #include <sys/wait.h>

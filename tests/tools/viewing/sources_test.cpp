@@ -108,7 +108,7 @@ TEST_F(Sources, ARecordThatTheLogHasCutEndsWhereTheNextBeginsAndStoppingGivesOut
     EXPECT_EQ(next(source), "2024-03-05 14:07:33.006 *vtq* cut");
     EXPECT_EQ(next(source), "2024-03-05 14:07:33.007 *vtq* two *vtq* marks");
     EXPECT_EQ(next(source), "rest") << "without a line end, when nothing follows";
-    append(day, "\none\ntwo\nthree");
+    append(day, "one\ntwo\nthree");
     EXPECT_EQ(next(source), "one");
     source.stop();
     EXPECT_FALSE(source.ended());
@@ -218,7 +218,8 @@ using namespace std::chrono_literals;
 TEST(RecordTimes, AStampGivesTheLocalTimeThatIsShownAgain)
 {
     const std::string text = "2024-02-29 23:59:59.999";
-    const std::optional<Stamp> stamp = stamp_of(text + " *vtq* text *vtq* ");
+    const std::string record = text + " *vtq* text *vtq* ";
+    const std::optional<Stamp> stamp = stamp_of(record);
     ASSERT_TRUE(stamp);
     EXPECT_EQ(stamp->length, 30u);
     EXPECT_EQ(local_text(time_of(*stamp)), text);
