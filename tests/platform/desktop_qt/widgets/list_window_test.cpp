@@ -1,4 +1,5 @@
 // Windows and their tables on the plug-in's own thread.
+#include <QImage>
 #include <QScrollBar>
 
 #include <plinth_w32_system.h>
@@ -43,7 +44,7 @@ std::string cell(const char* title, int row, int column)
     return on_gui([=] { return shown_cell(title, row, column); });
 }
 
-TEST_F(WindowOnADisplay, ShowsTitleHeadingsWidthsAndRows)
+TEST_F(WindowOnADisplay, ShowsTitleHeadingsWidthsRowsAndTheirPixels)
 {
     ListWindow window(L"A title \u00fc");
     window.add_rows(0, 50);
@@ -67,6 +68,12 @@ TEST_F(WindowOnADisplay, ShowsTitleHeadingsWidthsAndRows)
         << "a long cell is whole";
     SetWindowTextW(window.window(), L"Another");
     EXPECT_TRUE(comes("Another"));
+    const QImage picture = on_gui([] { return shown("Another")->grab().toImage(); });
+    QSet<QRgb> colours;
+    for (int y = 0; y < picture.height(); ++y)
+        for (int x = 0; x < picture.width(); ++x)
+            colours.insert(picture.pixel(x, y));
+    EXPECT_GT(colours.size(), 8) << "text has shades";
 }
 
 TEST_F(WindowOnADisplay, FollowsTheLastRowUntilItsUserScrollsUp)
