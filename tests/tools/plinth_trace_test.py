@@ -23,10 +23,8 @@ TALKER = os.environ["PLINTH_TALKER"]
 SPEAKER = os.environ["PLINTH_SPEAKER"]
 LOGS = os.path.join(ROOT, "ProgramData/Quorvane/Platform/Logfiles")
 
-
 def trace(*arguments, **more):
     return run(TRACE, *arguments, **more)
-
 
 def observed(program, *arguments):
     """Runs a program under observation to its end; gives what it printed, and its process id."""
@@ -36,28 +34,22 @@ def observed(program, *arguments):
     assert process.returncode == 0, f"{program} ended with {process.returncode}"
     return out, process.pid
 
-
 def talk(*arguments):
     return observed(TALKER, *arguments)
-
 
 def speak(*texts):
     return observed(SPEAKER, *texts)
 
-
 def talking(*arguments):
     return subprocess.Popen([TALKER, *arguments], stdin=subprocess.PIPE, text=True)
-
 
 def log_path(name):
     os.makedirs(LOGS, exist_ok=True)
     return os.path.join(LOGS, name)
 
-
 def write_log(name, content):
     with open(log_path(name), "wb") as file:
         file.write(content)
-
 
 class Running(subprocess.Popen):
     """A plinth-trace that goes on running: with the channel, if it is a watch."""
@@ -84,7 +76,6 @@ class Running(subprocess.Popen):
         self.kill()
         self.communicate()
 
-
 def watch(*arguments, spoken=(), told=()):
     """What a watch shows of texts that one process speaks and the next tells the library."""
     with Running("watch", *arguments) as running:
@@ -95,21 +86,13 @@ def watch(*arguments, spoken=(), told=()):
     assert (code, err) == (0, ""), (code, err)
     return out, pid
 
-
 def texts_of(lines):
     return [line.split(maxsplit=2)[2] for line in lines.splitlines()]
-
 
 def objects_of(lines):
     return [json.loads(line) for line in lines.splitlines()]
 
-
 class Watch(unittest.TestCase):
-    def test_shows_the_texts_of_another_process_in_order_with_its_id(self):
-        out, pid = watch("--count", "3", spoken=("one", "two\nlines", "three"))
-        self.assertEqual(texts_of(out), ["one", "two", "lines", "three"])
-        self.assertEqual([line.split()[0] for line in out.splitlines()], [str(pid)] * 4)
-
     def test_json_has_one_object_a_line_with_every_text_as_far_as_the_channel_carries_it(self):
         texts = ['a "quoted" \\ path', "tab\there", "two\nlines", "bell\a",
                  "h\u00e9 \u20ac \U0001f600", ""]
@@ -167,8 +150,11 @@ class Watch(unittest.TestCase):
 
     def test_output_that_nobody_reads_yet_loses_no_record_and_holds_nobody_up(self):
         count = 5000  # more than a pipe holds
-        out, _ = watch("--count", str(count), spoken=[f"numbers:{count}"])
-        self.assertEqual(texts_of(out), [f"number {i}" for i in range(count)])
+        out, pid = watch("--count", str(count + 2),
+                         spoken=["two\nlines", f"numbers:{count}", "end"])
+        self.assertEqual(texts_of(out),
+                         ["two", "lines", *(f"number {i}" for i in range(count)), "end"])
+        self.assertEqual({line.split()[0] for line in out.splitlines()}, {str(pid)})
 
     def test_texts_that_a_stopped_watch_did_not_take_are_counted_and_shown(self):
         count = 1000
@@ -235,9 +221,9 @@ class Watch(unittest.TestCase):
         with Running("watch", "--input", LOGS, "--match", "before|behind", "--count",
                      "2") as running:
             self.assertEqual(running.line(), "before")
-            talk("split", "log:behind the split")
+            path, _ = talk("split", "log:behind the split", "path")
             self.assertEqual(running.end(), (0, "behind the split\n", ""))
-
+        self.assertEqual("C:" + trace("log", "--path").stdout.replace("/", "\\"), path)
 
 SHELL = """
 import os, signal, sys
@@ -259,7 +245,6 @@ os.waitpid(child, 0)
 os.tcsetpgrp(0, os.getpgrp())
 print("ended", flush=True)
 """
-
 
 class Keys(unittest.TestCase):
     """watch on a terminal: a pseudo-terminal of its own, whose other end the test has."""
@@ -304,44 +289,36 @@ class Keys(unittest.TestCase):
         os.write(self.terminal, keys.encode())
         return self.until(shows)
 
-    def test_a_paused_view_stands_still_until_it_goes_on(self):
-        self.start()
-        speak("before")
-        self.until("before")
+    def test_pausing_both_kinds_of_saving_and_clear(self):
+        self.start("--exclude", "hidden")
+        speak("one", "hidden", "two")
+        self.until("two")
         self.press("p", "paused, 0 wait")
         speak("meanwhile")
         self.assertNotIn("meanwhile", self.until("paused, 1 wait"))
         self.press("p", "meanwhile")
+        self.press("s", "saved 3 shown records to plinth-trace-shown-0001.txt")
+        self.press("S", "saved 4 records, all that are kept, to plinth-trace-all-0001.txt")
+        self.press("c", "\x1b[2J")
+        self.press("S", "saved 0 records, all that are kept, to plinth-trace-all-0002.txt")
+        for name, texts in (("shown", ["one", "two", "meanwhile"]),
+                            ("all", ["one", "hidden", "two", "meanwhile"])):
+            with open(os.path.join(ROOT, f"plinth-trace-{name}-0001.txt")) as file:
+                self.assertEqual([line.split()[-1] for line in file], texts)
         self.press("q")
         self.assertEqual(self.process.wait(PATIENCE), 0)
 
-    def test_both_kinds_of_saving_and_clear(self):
-        self.start("--exclude", "hidden")
-        speak("one", "hidden", "two")
-        self.until("two")
-        self.press("s", "saved 2 shown records to plinth-trace-shown-0001.txt")
-        self.press("S", "saved 3 records, all that are kept, to plinth-trace-all-0001.txt")
-        self.press("c", "\x1b[2J")
-        self.press("S", "saved 0 records, all that are kept, to plinth-trace-all-0002.txt")
-        for name, texts in (("shown", ["one", "two"]), ("all", ["one", "hidden", "two"])):
-            with open(os.path.join(ROOT, f"plinth-trace-{name}-0001.txt")) as file:
-                self.assertEqual([line.split()[-1] for line in file], texts)
-
-    def test_bookmarks_are_gone_to_and_fro(self):
-        self.start()
-        for text in ("first", "second", "third"):
+    def test_bookmarks_are_gone_to_and_fro_and_highlights_are_coloured(self):
+        self.start("--highlight", "first", "--highlight", "th..d")
+        for text, shows in (("first", "\x1b[30;103mfirst\x1b[0m"), ("second", "second"),
+                            ("third", "\x1b[30;102mthird\x1b[0m")):
             speak(text)
-            self.until(text)
+            self.until(shows)
             if text != "second":
                 self.press("b", "bookmarked")
         for key, shows in (("n", "record 1 --"), ("n", "record 3 --"), ("N", "record 1 --"),
                            ("?", "save shown")):
             self.press(key, shows)
-
-    def test_highlights_are_coloured(self):
-        self.start("--highlight", "red", "--highlight", "gr..n")
-        speak("red green")
-        self.until("\x1b[30;103mred\x1b[0m \x1b[30;102mgreen\x1b[0m")
 
     def test_the_terminal_is_left_as_it_was_however_it_ends(self):
         for key in ("q", "\x03", "\x1c"):
@@ -366,7 +343,6 @@ class Keys(unittest.TestCase):
         self.until("still here")
         self.press("q", "ended")
         self.assertFalse(self.is_raw())
-
 
 class Log(unittest.TestCase):
     def test_shows_the_last_lines_of_the_newest_file(self):
@@ -395,17 +371,11 @@ class Log(unittest.TestCase):
         self.assertEqual(trace("log", "--all", "--lines", "1").stdout.splitlines(),
                          [line for line in expected.splitlines() if not line.startswith("first")])
 
-    def test_reads_both_forms_of_a_file(self):
-        write_log("qvapp_2024-03-05.log", b"caf\xe9\r\nno line end")
-        self.assertEqual(trace("log", "--lines", "2").stdout, "caf\u00e9\nno line end")
-        text = "first\r\n\u20ac \U0001f600 \u010a\r\n"  # U+010A has the byte of a line end
-        write_log("qvapp_2024-03-06.log", b"\xff\xfe" + text.encode("utf-16-le"))
-        self.assertEqual(trace("log").stdout, text.replace("\r\n", "\n"))
-        self.assertEqual(trace("log", "--lines", "1").stdout, "\u20ac \U0001f600 \u010a\n")
-
-    def test_lines_are_found_across_the_blocks_in_which_a_file_is_read(self):
-        lines = [f"{i} " + "x" * (i % 97) for i in range(20000)]
-        for encoding, mark in (("latin-1", b""), ("utf-16-le", b"\xff\xfe")):
+    def test_lines_of_both_forms_of_a_file_are_found_across_the_blocks_in_which_it_is_read(self):
+        # U+010A has the byte of a line end.
+        for encoding, mark, more in (("latin-1", b"", "caf\u00e9"),
+                                     ("utf-16-le", b"\xff\xfe", "\u20ac \U0001f600 \u010a")):
+            lines = [f"{i} {more} " + "x" * (i % 97) for i in range(20000)]
             write_log("qvapp_2024-03-05.log", mark + "".join(
                 line + "\r\n" for line in lines).encode(encoding))
             for count in (1, 700, 19999, 20000, 20001):
@@ -413,45 +383,20 @@ class Log(unittest.TestCase):
                 self.assertEqual(out.split("\n")[:-1], lines[-count:], f"{count}, {encoding}")
 
     def test_what_a_terminal_would_obey_is_shown_instead_and_no_colour_without_one(self):
-        write_log("qvapp_2024-03-05.log", b"\x1b]0;title\x07 \x9b2J \x00\n")
-        self.assertEqual(trace("log").stdout, "\\x1b]0;title\\x07 \\x9b2J \\x00\n")
+        write_log("qvapp_2024-03-05.log", b"\x1b]0;title\x07 \x9b2J \x00")
+        self.assertEqual(trace("log").stdout, "\\x1b]0;title\\x07 \\x9b2J \\x00")
         self.assertNotIn("\x1b", trace("log", "--all").stdout)
 
-    def test_looking_makes_and_removes_no_file(self):
-        write_log("qvapp_2001-01-01.log", b"much older than the age limit\n")
-        self.assertIn("much older", trace("log").stdout)
-        trace("settings")
-        self.assertEqual(os.listdir(LOGS), ["qvapp_2001-01-01.log"])
-
-    def test_no_log_is_an_error_that_names_the_folder(self):
+    def test_no_log_is_an_error_that_names_the_folder_and_looking_changes_no_file(self):
         result = trace("log")
         self.assertEqual((result.returncode, result.stdout), (1, ""))
         self.assertIn(LOGS, result.stderr)
+        write_log("qvapp_2001-01-01.log", b"much older than the age limit\n")
+        self.assertIn("much older", trace("log", "--folder", LOGS + "/").stdout)
+        trace("settings")
+        self.assertEqual(os.listdir(LOGS), ["qvapp_2001-01-01.log"])
 
-    def test_another_folder_can_be_named(self):
-        with open(os.path.join(ROOT, "qvapp_2024-03-05.log"), "w") as file:
-            file.write("elsewhere\n")
-        self.assertEqual(trace("log", "--folder", ROOT + "/").stdout, "elsewhere\n")
-
-    def test_follow_goes_on_across_a_split_and_with_other_programs(self):
-        with Running("log", "--follow", "--lines", "100") as follow, \
-                talking("log:before", "wait", "split", "log:behind the split", "wait") as talker:
-            def until(*texts):
-                for text in texts:
-                    while text not in follow.line():
-                        self.assertIsNone(follow.poll())
-
-            # With its last lines: the talker may have written before the tool looks.
-            until("before")
-            talker.stdin.write("\n")
-            talker.stdin.flush()
-            until("==> ", "behind the split")
-            talk("log:of another program")
-            until("==> ", "of another program")
-            talker.communicate("\n")
-            self.assertEqual(follow.interrupt()[::2], (0, ""))
-
-    def test_follow_shows_a_file_that_was_removed_and_made_anew(self):
+    def test_follow_goes_on_with_other_programs_and_a_file_that_was_removed_and_made_anew(self):
         write_log("qvapp_2024-03-05.log", b"first\n")
         with Running("log", "--follow") as follow:
             self.assertEqual(follow.line(), "first")
@@ -461,13 +406,10 @@ class Log(unittest.TestCase):
                 write_log(f"qvapp_2024-03-{day}.log", f"{text}\n".encode())
                 self.assertIn("==> ", follow.line())
                 self.assertEqual(follow.line(), text)
+            talk("log:of another program")
+            while "of another program" not in follow.line():
+                self.assertIsNone(follow.poll())
             self.assertEqual(follow.interrupt()[::2], (0, ""))
-
-    def test_path_is_that_of_the_program_that_started_last(self):
-        talk("log:one")
-        path, _ = talk("path")
-        self.assertEqual("C:" + trace("log", "--path").stdout.replace("/", "\\"), path)
-
 
 class Settings(unittest.TestCase):
     @staticmethod
@@ -492,16 +434,13 @@ class Settings(unittest.TestCase):
         trace("settings", "--per-session", "no")
         self.assertEqual(talk("per-session")[0], "no\n")
 
-
 class CommandLine(unittest.TestCase):
-    def test_each_command_has_a_help_text(self):
+    def test_each_command_has_a_help_text_and_there_is_a_version(self):
+        self.assertRegex(trace("--version").stdout, r"^plinth-trace \d+\.\d+\.\d+\n$")
         for command in ([], ["watch"], ["log"], ["settings"]):
             result = trace(*command, "--help")
             self.assertEqual((result.returncode, result.stderr), (0, ""), command)
             self.assertTrue(result.stdout.startswith("usage: plinth-trace"), command)
-
-    def test_version(self):
-        self.assertRegex(trace("--version").stdout, r"^plinth-trace \d+\.\d+\.\d+\n$")
 
     def test_what_is_not_understood_is_refused_with_a_hint_and_changes_nothing(self):
         for words in ("", "wotch", "watch --cuont 1", "watch --count 0", "watch --match (open",

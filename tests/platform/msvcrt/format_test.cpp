@@ -77,8 +77,6 @@ TEST(Format, BadTextOfTheOtherWidthIsReplaced)
     // More stray bytes than one piece of the conversion takes.
     const std::string stray(200, '\x80');
     EXPECT_EQ(wide(L"%hs", stray.c_str()), test::Wide(200, 0xFFFD).utf8());
-    EXPECT_EQ(wide(L"%210hs", stray.c_str()),
-              std::string(10, ' ') + test::Wide(200, 0xFFFD).utf8());
 }
 
 TEST(Format, LongTextsOfTheOtherWidthStayWholeAtEveryAlignment)
@@ -197,7 +195,6 @@ TEST(Format, EnormousFieldsCostNothingBeyondTheBuffer)
     EXPECT_LT(_snwprintf(buffer, 16, L"%2147483647d%99999999999999999999d", 1, 2), 0);
     EXPECT_LT(_snwprintf(buffer, 16, L"%.2147483647f", 1.0), 0);
     EXPECT_LT(_snwprintf(buffer, 16, L"%.*e%*d", INT_MAX, 1.0, INT_MIN, 3), 0);
-    EXPECT_LT(_snwprintf(buffer, 16, L"%.99999999999d", 1), 0);
     EXPECT_EQ(_snwprintf(nullptr, 0, L"%99999999d%99999999d", 1, 2), 199'999'998);
     // A length beyond what the result can say does not wrap around to one that fits.
     std::string format;

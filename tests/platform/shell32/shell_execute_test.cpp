@@ -45,9 +45,7 @@ TEST_F(ShellExecute, HandsTheDocumentToTheDesktopsProgram)
     test::write_file(document, "x");
     EXPECT_GT(open(L"notepad", test::windows_form(document)), 32);
     EXPECT_EQ(said(), "1|" + document);
-    EXPECT_GT(open(test::windows_form(document), nullptr), 32);
-    EXPECT_EQ(said(), "1|" + document);
-    EXPECT_GT(open(L"explorer", test::windows_form(m_folder)), 32);
+    EXPECT_GT(open(test::windows_form(m_folder), nullptr), 32);
     EXPECT_EQ(said(), "1|" + m_folder);
     // What begins with a dash is no option.
     std::filesystem::current_path(m_folder);

@@ -1,10 +1,15 @@
-// Windows of one thread: their life, their messages in order, what they hold and refuse.
+// Windows of one thread and their classes: their life, their messages in order, what they hold and
+// refuse.
+#include <atomic>
+#include <cstdint>
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include <commctrl.h>
 #include <plinth_platform_test.h>
 #include <windows.h>
 
@@ -95,16 +100,11 @@ TEST_F(Windows, HearOfTheirLifeInOrder)
 TEST_F(Windows, CloseByDefaultDestroysAndOwnersTakeTheirOwnAlong)
 {
     const HWND owner = test::create_window(L"Recording", L"owner");
-    const HWND owned = test::create_window(L"Recording", L"owned", owner);
-    EXPECT_EQ(GetParent(owned), owner);
+    EXPECT_EQ(GetParent(test::create_window(L"Recording", L"owned", owner)), owner);
     seen();
-    PostMessageW(owner, WM_CLOSE, 0, 0);
-    MSG message;
-    ASSERT_TRUE(PeekMessageW(&message, owner, WM_CLOSE, WM_CLOSE, PM_REMOVE));
-    DispatchMessageW(&message);
+    SendMessageW(owner, WM_CLOSE, 0, 0);
     EXPECT_EQ(seen(), (Seen{"owner close", "owned destroy", "owned ncdestroy", "owner destroy",
                             "owner ncdestroy"}));
-    EXPECT_FALSE(IsWindow(owned));
     EXPECT_EQ(DefWindowProcW(owner, WM_CLOSE, 0, 0), 0) << "of a window that is gone: nothing";
 }
 
@@ -118,28 +118,26 @@ TEST_F(Windows, KeepTextPlaceAndWords)
     EXPECT_TRUE(SetWindowTextW(top, nullptr));
     EXPECT_EQ(GetWindowTextLengthW(top), 0);
 
-    RECT client = {};
+    RECT client = {}, place = {}, outer = {};
     EXPECT_TRUE(GetClientRect(top, &client));
     EXPECT_LT(client.right, 300) << "the frame takes its part";
     const HWND child = test::create_window(L"Recording", nullptr, top, WS_CHILD);
     seen();
-    EXPECT_TRUE(MoveWindow(child, 5, 6, 70, 80, TRUE));
-    EXPECT_EQ(seen(), (Seen{"move", "size"}));
-    EXPECT_TRUE(MoveWindow(child, 5, 6, 70, 80, TRUE));
-    EXPECT_EQ(seen(), Seen{}) << "it was there already";
+    for (int i = 0; i < 2; ++i)
+        EXPECT_TRUE(MoveWindow(child, 5, 6, 70, 80, TRUE));
+    EXPECT_EQ(seen(), (Seen{"move", "size"})) << "the second time it was there already";
     EXPECT_TRUE(GetClientRect(child, &client));
     EXPECT_EQ(client.right, 70);
-    RECT place = {};
-    RECT outer = {};
     EXPECT_TRUE(GetWindowRect(child, &place));
     EXPECT_TRUE(GetWindowRect(top, &outer));
     EXPECT_GE(place.left, outer.left + 5);
     EXPECT_EQ(place.bottom - place.top, 80);
 
-    EXPECT_EQ(SetWindowLongPtrW(top, GWLP_USERDATA, 77), 0);
-    EXPECT_EQ(GetWindowLongPtrW(top, GWLP_USERDATA), 77);
-    EXPECT_EQ(SetWindowLongPtrW(top, 8, -1), 0);
-    EXPECT_EQ(GetWindowLongPtrW(top, 8), -1);
+    for (const int index : {GWLP_USERDATA, 8})
+    {
+        EXPECT_EQ(SetWindowLongPtrW(top, index, -77), 0);
+        EXPECT_EQ(GetWindowLongPtrW(top, index), -77);
+    }
     EXPECT_EQ(GetWindowLongPtrW(top, 0), 0);
     for (const int index : {9, 16, -3})
         EXPECT_EQ(test::refusal(GetWindowLongPtrW(top, index)), ERROR_INVALID_INDEX) << index;
@@ -216,6 +214,92 @@ TEST_F(Windows, RefuseWhatTheyCanNotDo)
     EXPECT_EQ(refusal(create_window(L"Recording")), ERROR_NOT_ENOUGH_MEMORY);
     PlinthTestFail("RegisterClassExW", 1, 1, ERROR_NOT_ENOUGH_MEMORY);
     EXPECT_EQ(refusal(RegisterClassExW(&given)), ERROR_NOT_ENOUGH_MEMORY);
+}
+
+// ---- classes that come and go
+
+std::atomic<uint64_t> g_made{0};
+
+LRESULT CALLBACK count_windows(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    g_made += message == WM_NCCREATE;
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+
+ATOM enter(const wchar_t* name, WNDPROC procedure)
+{
+    WNDCLASSEXW given = {};
+    given.cbSize = sizeof given;
+    given.lpfnWndProc = procedure;
+    given.lpszClassName = name;
+    return RegisterClassExW(&given);
+}
+
+DWORD refused(LPCWSTR name)
+{
+    return test::refusal(UnregisterClassW(name, nullptr));
+}
+
+TEST(WindowClasses, GoWhenTheyHaveNoWindowsAndTheirPlacesAreUsedAgain)
+{
+    const ATOM first = enter(L"First", DefWindowProcW);
+    const ATOM second = enter(L"Second", DefWindowProcW);
+    const HWND window = test::create_window(L"First");
+    EXPECT_EQ(refused(L"First"), ERROR_CLASS_HAS_WINDOWS);
+    EXPECT_EQ(refused(MAKEINTATOM(first)), ERROR_CLASS_HAS_WINDOWS);
+    DestroyWindow(window);
+    PlinthTestFail("UnregisterClassW", 1, 1, ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(refused(L"First"), ERROR_NOT_ENOUGH_MEMORY);
+    PlinthTestReset();
+    EXPECT_TRUE(UnregisterClassW(L"FIRST", nullptr));
+    const LPCWSTR none[] = {L"First",        MAKEINTATOM(first),  L"No such class",
+                            MAKEINTATOM(17), MAKEINTATOM(0xFFFF), nullptr};
+    for (const LPCWSTR gone : none)
+        EXPECT_EQ(refused(gone), ERROR_CLASS_DOES_NOT_EXIST);
+    EXPECT_EQ(test::refusal(test::create_window(MAKEINTATOM(first))), ERROR_CANNOT_FIND_WND_CLASS);
+
+    const HWND other = test::create_window(MAKEINTATOM(second));
+    EXPECT_NE(other, nullptr) << "the others keep their places";
+    EXPECT_EQ(enter(L"Third", count_windows), first) << "atoms don't run out";
+    const uint64_t before = g_made;
+    DestroyWindow(test::create_window(MAKEINTATOM(first)));
+    EXPECT_EQ(g_made, before + 1);
+    DestroyWindow(other);
+    EXPECT_TRUE(UnregisterClassW(MAKEINTATOM(second), nullptr));
+    EXPECT_TRUE(UnregisterClassW(L"Third", nullptr));
+
+    InitCommonControls();
+    EXPECT_EQ(refused(WC_LISTVIEWW), ERROR_CLASS_DOES_NOT_EXIST) << "the system's own stay";
+    EXPECT_TRUE(DestroyWindow(test::create_window(WC_LISTVIEWW)));
+}
+
+// The procedure may be unmapped then.
+TEST(WindowClassesConcurrent, HaveNoWindowAnyMoreOnceTheyAreGone)
+{
+    std::atomic<bool> ends{false};
+    std::vector<std::thread> makers;
+    for (int i = 0; i < 2; ++i)
+        makers.emplace_back(
+            [&ends]
+            {
+                while (!ends)
+                    DestroyWindow(test::create_window(L"Coming and going"));
+            });
+    for (int round = 0; round < 100; ++round)
+    {
+        const uint64_t before = g_made;
+        ASSERT_NE(enter(L"Coming and going", count_windows), 0);
+        while (g_made == before)
+            std::this_thread::yield();
+        while (!UnregisterClassW(L"Coming and going", nullptr))
+            std::this_thread::yield();
+        const uint64_t then = g_made;
+        std::this_thread::yield();
+        EXPECT_EQ(g_made, then);
+    }
+    ends = true;
+    for (std::thread& each : makers)
+        each.join();
 }
 
 } // namespace

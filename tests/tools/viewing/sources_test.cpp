@@ -1,16 +1,21 @@
-// Log files and lines as records. Text is written by the tests' own code.
+// Log files and lines as records, written by the tests' own code; times of records, their rate, and
+// the names of processes.
 #include <filesystem>
 #include <fstream>
 #include <set>
 
-#include <gtest/gtest.h>
-
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include "failure.h"
+#include "line_format.h"
 #include "line_source.h"
 #include "log_source.h"
 #include "output_file.h"
+#include "process_names.h"
+#include "rate_meter.h"
+#include "record_time.h"
 #include "support/environment.h"
 #include "view_options.h"
 
@@ -42,7 +47,7 @@ protected:
     static std::string next(Source& source) { return next_record(source).text; }
 };
 
-TEST_F(Sources, AFolderIsFollowedAcrossASplitAndMidnight)
+TEST_F(Sources, AFolderIsFollowedAcrossASplitAndMidnightAndAFileThatBecomesShorter)
 {
     append("qvapp_2024-03-04.log", "old\n");
     append(day, "2024-03-05 14:07:33.006 *vtq* one\r\nplain\r\n");
@@ -61,6 +66,11 @@ TEST_F(Sources, AFolderIsFollowedAcrossASplitAndMidnight)
         append(name, std::string(text) + "\n");
         EXPECT_EQ(next(source), text);
     }
+    test::write_file(path(day), "anew\n");
+    const Record gap = next_record(source);
+    EXPECT_EQ(gap.lost, 1u);
+    EXPECT_NE(gap.text.find("qvapp_2024-03-05.log has become shorter"), std::string::npos);
+    EXPECT_EQ(next(source), "anew");
 }
 
 TEST_F(Sources, AFileIsReadFromItsStartAndALogFileGoesOn)
@@ -90,7 +100,7 @@ TEST_F(Sources, AFileThatWasStillEmptyIsReadFromItsStart)
     EXPECT_EQ(file.read(), "a\r\n");
 }
 
-TEST_F(Sources, ARecordThatTheLogHasCutEndsWhereTheNextBegins)
+TEST_F(Sources, ARecordThatTheLogHasCutEndsWhereTheNextBeginsAndStoppingGivesOutWhatWasRead)
 {
     append(day, "2024-03-05 14:07:33.006 *vtq* cut2024-03-05 14:07:33.007 *vtq* "
                 "two *vtq* marks\nrest");
@@ -98,18 +108,15 @@ TEST_F(Sources, ARecordThatTheLogHasCutEndsWhereTheNextBegins)
     EXPECT_EQ(next(source), "2024-03-05 14:07:33.006 *vtq* cut");
     EXPECT_EQ(next(source), "2024-03-05 14:07:33.007 *vtq* two *vtq* marks");
     EXPECT_EQ(next(source), "rest") << "without a line end, when nothing follows";
-}
-
-TEST_F(Sources, AFileThatBecomesShorterIsAGapThatIsCounted)
-{
-    append(day, "a long first line\n");
-    LogSource source(folder);
-    EXPECT_EQ(next(source), "a long first line");
-    test::write_file(path(day), "anew\n");
-    const Record gap = next_record(source);
-    EXPECT_EQ(gap.lost, 1u);
-    EXPECT_NE(gap.text.find("qvapp_2024-03-05.log has become shorter"), std::string::npos);
-    EXPECT_EQ(next(source), "anew");
+    append(day, "one\ntwo\nthree");
+    EXPECT_EQ(next(source), "one");
+    source.stop();
+    EXPECT_FALSE(source.ended());
+    EXPECT_EQ(next(source), "two");
+    EXPECT_EQ(next(source), "three");
+    EXPECT_TRUE(source.ended());
+    Record record;
+    EXPECT_FALSE(source.next(record, 0));
 }
 
 TEST_F(Sources, ARemovedFileIsReadToItsEnd)
@@ -122,20 +129,6 @@ TEST_F(Sources, ARemovedFileIsReadToItsEnd)
     append("qvapp_2024-03-06.log", "of the next\n");
     EXPECT_EQ((std::set{next(source), next(source)}),
               (std::set<std::string>{"last", "of the next"}));
-}
-
-TEST_F(Sources, StoppingGivesOutWhatWasReadAndEnds)
-{
-    append(day, "one\ntwo\nthree");
-    LogSource source(folder);
-    EXPECT_EQ(next(source), "one");
-    source.stop();
-    EXPECT_FALSE(source.ended());
-    EXPECT_EQ(next(source), "two");
-    EXPECT_EQ(next(source), "three");
-    EXPECT_TRUE(source.ended());
-    Record record;
-    EXPECT_FALSE(source.next(record, 0));
 }
 
 TEST_F(Sources, WhatIsNotThereIsAFailure)
@@ -172,8 +165,7 @@ TEST(LineSplitting, ALineThatNeverEndsComesInParts)
 {
     LineSplitter lines;
     std::vector<size_t> lengths;
-    const std::string part(700'000, 'x');
-    for (const std::string& piece : {part, part, part, std::string("\n\nend")})
+    for (const std::string& piece : {std::string(2'100'000, 'x'), std::string("\n\nend")})
         lines.feed(piece, [&](const std::string& line) { lengths.push_back(line.size()); });
     EXPECT_EQ(lengths, (std::vector<size_t>{1 << 20, 1 << 20, 2'100'000 - (2 << 20), 0}));
     EXPECT_EQ(lines.take_rest(), "end");
@@ -217,6 +209,93 @@ TEST(ViewerOptions, SizesHaveUnitsAndALeast)
     for (const char* const text :
          {"1K", "65535", "", "M", "-1", "1T", "99999999999999999999", "18014398509481984K", "64 M"})
         EXPECT_THROW(keep(text), Failure) << text;
+}
+
+// ---- times, rates and names
+
+using namespace std::chrono_literals;
+
+TEST(RecordTimes, AStampGivesTheLocalTimeThatIsShownAgain)
+{
+    const std::string text = "2024-02-29 23:59:59.999";
+    const std::string record = text + " *vtq* text *vtq* ";
+    const std::optional<Stamp> stamp = stamp_of(record);
+    ASSERT_TRUE(stamp);
+    EXPECT_EQ(stamp->length, 30u);
+    EXPECT_EQ(local_text(time_of(*stamp)), text);
+    for (const char* const none : {"2024-03-05 14:07:33.006 text", "x *vtq* ",
+                                   "a text that is no stamp but long enough *vtq* "})
+        EXPECT_FALSE(stamp_of(none)) << none;
+    EXPECT_EQ(time_of(*stamp_of("once upon a time, twice *vtq* ")), unknown_time);
+}
+
+TEST(RecordTimes, AreShownAbsoluteSinceTheStartAndSinceThePrevious)
+{
+    Record record{.time = 5'000'001};
+    const TimeBase base{.start = 1'000'000, .previous = 6'000'000};
+    EXPECT_EQ(time_text(record, TimeMode::start, base), "4.000001");
+    EXPECT_EQ(time_text(record, TimeMode::previous, base), "-0.999999");
+    EXPECT_EQ(time_text(record, TimeMode::previous, {}), "0.000000") << "the first";
+    EXPECT_EQ(time_text(record, TimeMode::none, base), "");
+    EXPECT_EQ(utc_text(record.time), "1970-01-01T00:00:05.000Z");
+    EXPECT_EQ(utc_text(-1000), "1969-12-31T23:59:59.999Z");
+    record.time = unknown_time;
+    for (const TimeMode mode : {TimeMode::absolute, TimeMode::start})
+        EXPECT_EQ(time_text(record, mode, base), "");
+}
+
+constexpr std::chrono::steady_clock::time_point start{};
+
+TEST(RecordRate, IsThatOfTheLastTwoSecondsOrOfTheTimeSinceTheStart)
+{
+    RateMeter rate(start);
+    for (int i = 0; i < 100; ++i) // ten seconds at 1,000
+        rate.add(100, start + i * 100ms);
+    EXPECT_NEAR(rate.per_second(start + 9999ms), 1000, 60);
+    EXPECT_NEAR(rate.per_second(start + 11s), 500, 60) << "one second of two is empty";
+    EXPECT_EQ(rate.per_second(start + 13s), 0);
+    rate.add(5, start + 3600s);
+    EXPECT_NEAR(rate.per_second(start + 3601s), 2.5, 0.3);
+    RateMeter young(start);
+    young.add(50, start + 400ms);
+    EXPECT_NEAR(young.per_second(start + 500ms), 100, 1);
+}
+
+int g_asked;
+std::optional<ProcessFacts> g_facts;
+
+std::optional<ProcessFacts> told(DWORD)
+{
+    ++g_asked;
+    return g_facts;
+}
+
+TEST(ProcessNamesCache, AsksOnceAndKeepsTheNameOfOneThatHasEnded)
+{
+    ProcessNames names(told);
+    g_asked = 0;
+    g_facts = {{.start = 1, .name = "first"}};
+    for (int i = 0; i < 100; ++i)
+        EXPECT_EQ(*names.name_of(5, start + i * 1ms), "first");
+    EXPECT_EQ(g_asked, 1);
+    g_facts.reset();
+    EXPECT_EQ(*names.name_of(5, start + 10s), "first");
+    g_facts = {{.start = 2, .name = "second"}};
+    EXPECT_EQ(*names.name_of(5, start + 20s), "second") << "the id was given again";
+    g_facts.reset();
+    EXPECT_EQ(names.name_of(6, start + 20s), nullptr);
+    g_facts = {{.start = 1, .name = "one of many"}};
+    for (DWORD process = 7; process < 10000; ++process)
+        EXPECT_TRUE(names.name_of(process, start + 20s + process * 1ms));
+}
+
+TEST(ProcessNamesCache, TheSystemKnowsThisProgram)
+{
+    const std::optional<ProcessFacts> facts = facts_of(static_cast<DWORD>(getpid()));
+    ASSERT_TRUE(facts);
+    EXPECT_EQ(facts->name, "tools_viewing_tests");
+    EXPECT_NE(facts->start, 0u);
+    EXPECT_EQ(facts_of(0x7fffffff), std::nullopt);
 }
 
 } // namespace

@@ -107,13 +107,6 @@ INSTANTIATE_TEST_SUITE_P(DesktopLoading, WithoutADisplay,
                                          Setting{"NoCompositorAtThePath", "", "/nowhere/wayland"}),
                          [](const auto& setting) { return std::string(setting.param.name); });
 
-TEST_F(DesktopLoading, CanBeTurnedOff)
-{
-    setenv("PLINTH_DESKTOP", "none", 1);
-    EXPECT_EQ(said_at_a_window(), "");
-    EXPECT_FALSE(qt_is_loaded());
-}
-
 TEST_F(DesktopLoading, SaysWhenANamedPlugInIsNone)
 {
     setenv("PLINTH_DESKTOP", "/nowhere/plug-in.so", 1);
