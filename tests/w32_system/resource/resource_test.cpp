@@ -107,6 +107,15 @@ TEST_F(Resources, EachFailureHasItsTextAndSuccessLeavesItAndTheModuleStays)
     EXPECT_TRUE(read("module64.dll") == before);
 }
 
+TEST_F(Resources, AModuleCanHoldItsOwnFormerFile)
+{
+    const Wide module = copied("module64.dll");
+    const std::string before = read("module64.dll");
+    ASSERT_EQ(QV_ResourceToDll(L"Former", module, module), QV_OK);
+    EXPECT_EQ(QV_DllToResource(L"Former", module, path("out")), QV_OK);
+    EXPECT_TRUE(read("out") == before);
+}
+
 TEST_F(Resources, TheLanguageScanKnowsItsLanguagesAndNoOthers)
 {
     const Wide module = copied("plain64.dll");
