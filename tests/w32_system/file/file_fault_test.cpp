@@ -36,7 +36,6 @@ TEST_F(FileFaults, ATransferThatFailsHasItsStatusAndTheCountOfWhatWasMoved)
     EXPECT_EQ(m_done, 0u);
     PlinthTestShorten("write", 1, 4, 2);
     EXPECT_EQ(write(file), QV_OK) << "short writes go on";
-    EXPECT_EQ(m_done, 8u);
     EXPECT_EQ(content("file"), "12312345678");
 
     char text[9] = {};

@@ -82,15 +82,16 @@ int64_t converted(int64_t reading)
 // before the change: both are the moment by the old distance.
 void check_change(const std::string& zone, const Change& change)
 {
-    for (int64_t step = -3 * 3600; step <= 3 * 3600; step += 300)
-        for (const int64_t second : {int64_t{-1}, int64_t{0}})
+    for (const int64_t way : {300, -300}) // no answer depends on the one before
+        for (int64_t step = -72; step <= 73; ++step)
         {
-            const int64_t moment = change.moment + step + second;
+            const int64_t moment = change.moment + step / 2 * way - (step & 1);
             const bool old = moment < change.moment;
             const int64_t reading = moment + (old ? change.before : change.after);
             const bool came_before = !old && reading < change.moment + change.before;
             ASSERT_EQ(converted(reading), came_before ? reading - change.before : moment)
-                << zone << ", " << step + second << " s from the change at " << change.moment;
+                << zone << ", " << moment - change.moment << " s from the change at "
+                << change.moment;
         }
     for (int64_t reading = change.moment + change.before; reading < change.moment + change.after;
          reading += 599)
@@ -120,32 +121,6 @@ TEST(TmToVariantTimeInZone, FollowsTheZoneDatabaseOverEveryChange)
     }
     EXPECT_GT(forward, 200u);
     EXPECT_GT(back, 200u);
-}
-
-TEST(TmToVariantTimeInZone, WinterOneHourEastIsOneHourEarlier)
-{
-    tm time = {0, 0, 12, 15, 0, 124, 99, 0, 1, 0, nullptr}; // neither 99 nor summer time counts
-    double universal = 0;
-    double local = 0;
-    use_zone("UTC0");
-    ASSERT_EQ(QV_TmToVariantTime(&time, &universal), QV_OK);
-    use_zone("Europe/Berlin");
-    ASSERT_EQ(QV_TmToVariantTime(&time, &local), QV_OK);
-    EXPECT_EQ(universal, 45306.5);
-    EXPECT_EQ(local, 45306 + 11 / 24.0);
-}
-
-TEST(TmToVariantTimeInZone, AnswerDoesNotDependOnWhatWasAskedBefore)
-{
-    use_zone("Europe/Berlin");
-    const int64_t twice = 1'729'996'200; // 27 October 2024, 02:30 on the clock
-    const int64_t summer = twice - 100 * day;
-    const int64_t winter = twice + 100 * day;
-    converted(summer);
-    const int64_t after_summer = converted(twice);
-    converted(winter);
-    EXPECT_EQ(converted(twice), after_summer);
-    EXPECT_EQ(after_summer, twice - 2 * 3600);
 }
 
 } // namespace
