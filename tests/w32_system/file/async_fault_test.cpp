@@ -6,12 +6,11 @@
 #include <new>
 #include <tuple>
 
-#include <dlfcn.h>
-
 #include "async_calls.h"
 #include "folder.h"
 #include "support/entries.h"
 #include "support/faults.h"
+#include "support/instead.h"
 
 using test::AsyncCalls;
 using test::Calls;
@@ -23,35 +22,33 @@ using test::transfer;
 namespace
 {
 
-// What a name meant without this program.
-#define NEXT(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
-
 std::atomic<int> g_create_error{0};
 thread_local int t_allocations_left = -1; // negative: no end
 std::atomic<int> g_allocations{0};
 
-// The pauses of idle workers.
+// The pauses of idle workers. Held, they last until they are let go.
+std::atomic<bool> g_pauses_held{false};
 std::atomic<int> g_pauses{0};
 std::atomic<long> g_longest_pause{0}; // nanoseconds
 
 } // namespace
 
-#define INSTEAD extern "C" __attribute__((visibility("default")))
-
-INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                           void* (*start)(void*), void* argument)
+TEST_INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                                void* (*start)(void*), void* argument)
 {
     if (const int error = g_create_error.exchange(0))
         return error;
-    return NEXT(pthread_create)(thread, attributes, start, argument);
+    return TEST_REAL(pthread_create)(thread, attributes, start, argument);
 }
 
-INSTEAD int pthread_delay_np(const timespec* interval)
+TEST_INSTEAD int pthread_delay_np(const timespec* interval)
 {
     ++g_pauses;
+    g_pauses.notify_all();
+    g_pauses_held.wait(true);
     g_longest_pause =
         std::max<long>(g_longest_pause, interval->tv_sec * 1'000'000'000 + interval->tv_nsec);
-    return NEXT(pthread_delay_np)(interval);
+    return TEST_REAL(pthread_delay_np)(interval);
 }
 
 // What it gives is freed by whatever operator delete belongs to the next one.
@@ -231,14 +228,24 @@ TEST_F(AsyncFaults, WithoutMemoryNothingStartsAndNothingIsLeft)
     test::wait_for_steps();
 }
 
-TEST_F(AsyncFaults, AnIdleWorkerEndsAfterTwentyShortPauses)
+TEST_F(AsyncFaults, AnIdleWorkerTakesTheNextTransferAndEndsAfterTwentyShortPauses)
 {
     std::thread([] {}).join(); // a sanitizer may start a thread of its own with the first
     const size_t before = test::threads_here();
+    g_pauses_held = true;
     transfer_all(false);
+    g_pauses.wait(0);
+    AsyncCalls calls;
+    char byte = 0;
+    OpenedFile file(path("a"), QV_OPEN_READ);
+    g_create_error = EAGAIN; // there is no other worker
+    EXPECT_EQ(calls.read(file, &byte, 1), QV_OK);
+    g_pauses_held = false;
+    g_pauses_held.notify_all();
+    EXPECT_EQ(calls.wait(), (Calls{{QV_OK, 0, 1}}));
     while (test::threads_here() > before)
         std::this_thread::yield();
-    EXPECT_EQ(g_pauses, 20);
+    EXPECT_EQ(g_pauses, 1 + 20);
     EXPECT_EQ(g_longest_pause, 5'000);
 }
 

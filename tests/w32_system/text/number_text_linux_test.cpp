@@ -1,9 +1,4 @@
-// Numbers in the user's form, in real locales, and their digits against the C library's.
-#include <cfloat>
-#include <climits>
-#include <cmath>
-#include <cstring>
-#include <random>
+// Numbers in the user's form, in real locales.
 #include <string>
 #include <tuple>
 #include <vector>
@@ -12,7 +7,6 @@
 
 #include <plinth_w32_system.h>
 
-#include "support/soak.h"
 #include "support/user_locale.h"
 
 namespace
@@ -119,74 +113,6 @@ TEST(NumberTextInLocale, FormThatDoesNotFitLeavesThePlainNumber)
     std::vector<wchar_t> text(2000, L'#');
     EXPECT_TRUE(QV_DoubleToStringEx(-2.5, 1, text.data(), 2000, true, true, 1500));
     EXPECT_EQ(wcslen32(text.data()), 1504u);
-}
-
-// Any double, or one of a size that people write.
-double random_double(std::mt19937_64& random)
-{
-    const uint64_t bits = random();
-    double value = 0;
-    if (random() & 1)
-    {
-        std::memcpy(&value, &bits, sizeof value);
-        return std::isfinite(value) ? value : 0;
-    }
-    const double scale[] = {1e-4, 1, 1e3, 1e7, 1e15};
-    return static_cast<double>(static_cast<int64_t>(bits)) / 9.3e18 * scale[random() % 5];
-}
-
-// What the promise says, with the C library's printing.
-std::string expected_text(double value, int decimals)
-{
-    if (std::fabs(value) < 0.00001)
-        return "0";
-    char text[800];
-    for (int pass = 0;; ++pass)
-    {
-        std::snprintf(text, sizeof text, "%.*f", decimals, value);
-        std::string result = text;
-        if (decimals > 0)
-        {
-            result.erase(result.find_last_not_of('0') + 1);
-            if (result.back() == '.')
-                result.pop_back();
-        }
-        if (pass || (result != "0" && result != "-0"))
-            return result;
-        std::snprintf(text, sizeof text, "%.0e", value);
-        decimals = -std::atoi(std::strchr(text, 'e') + 1);
-    }
-}
-
-TEST(NumberTextInLocale, DigitsAreThoseOfTheCLibrary)
-{
-    constexpr int in_a_round = 100'000;
-    const test::SoakTime soak;
-    const uint64_t seed = soak.goes_on() ? std::random_device()() : 1;
-    std::mt19937_64 random(seed);
-    set_locale("C");
-    uint64_t count = 0;
-    do
-        for (int i = 0; i < in_a_round; ++i, ++count)
-        {
-            const double value = random_double(random);
-            const int decimals = static_cast<int>(random() % 18);
-            wchar_t wide[512];
-            ASSERT_TRUE(QV_DoubleToStringEx(value, decimals, wide, 512, true, false, 0));
-            ASSERT_EQ(utf8(wide), expected_text(value, decimals))
-                << "seed " << seed << ": " << decimals << " decimals of " << value;
-
-            char digits[64];
-            const size_t length = static_cast<size_t>(std::snprintf(
-                digits, sizeof digits, "%.*g", 1 + static_cast<int>(random() % 20), value));
-            std::copy(digits, digits + length + 1, wide);
-            double back = 0;
-            ASSERT_TRUE(QV_StringToDouble(wide, &back)) << digits;
-            const double expected = std::strtod(digits, nullptr);
-            ASSERT_EQ(std::memcmp(&back, &expected, sizeof back), 0) << digits;
-        }
-    while (soak.goes_on());
-    soak.report("random doubles", count);
 }
 
 } // namespace

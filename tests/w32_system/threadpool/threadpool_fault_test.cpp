@@ -12,8 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include <dlfcn.h>
-
 #include <gtest/gtest.h>
 
 #include <plinth_platform_test.h>
@@ -21,13 +19,11 @@
 #include <tchar.h>
 
 #include "calls.h"
+#include "support/instead.h"
 #include "support/wide_text.h"
 
 namespace
 {
-
-// What a name meant without this program.
-#define NEXT(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
 
 std::atomic<int> g_create_error{0};
 std::atomic<double> g_counter_shift{0};
@@ -82,18 +78,16 @@ Wait nth_wait(size_t n)
 
 } // namespace
 
-#define INSTEAD extern "C" __attribute__((visibility("default")))
-
-INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                           void* (*start)(void*), void* argument)
+TEST_INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                                void* (*start)(void*), void* argument)
 {
     if (const int error = g_create_error.exchange(0))
         return error;
-    return NEXT(pthread_create)(thread, attributes, start, argument);
+    return TEST_REAL(pthread_create)(thread, attributes, start, argument);
 }
 
-INSTEAD int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
-                                   const timespec* deadline)
+TEST_INSTEAD int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                                        const timespec* deadline)
 {
     {
         const std::lock_guard lock(g_mutex);
@@ -102,15 +96,15 @@ INSTEAD int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* m
                            deadline->tv_nsec});
         g_changed.notify_all();
     }
-    const int result = NEXT(pthread_cond_timedwait)(condition, mutex, deadline);
+    const int result = TEST_REAL(pthread_cond_timedwait)(condition, mutex, deadline);
     return g_timed_result >= 0 ? g_timed_result.load() : result;
 }
 
 // Defines a function of the threads module that does its work and may report a failure.
 #define WATCHED(name, throwing, parameters, arguments)                                             \
-    INSTEAD int name parameters throwing                                                           \
+    TEST_INSTEAD int name parameters throwing                                                      \
     {                                                                                              \
-        static auto* const function = NEXT(name);                                                  \
+        static auto* const function = TEST_REAL(name);                                             \
         return outcome(#name, function arguments);                                                 \
     }
 
@@ -132,12 +126,12 @@ WATCHED(sem_destroy, noexcept, (sem_t * semaphore), (semaphore))
 WATCHED(sem_post, noexcept, (sem_t * semaphore), (semaphore))
 WATCHED(sem_wait, , (sem_t * semaphore), (semaphore))
 
-INSTEAD double QV_GetTimeCounter()
+TEST_INSTEAD double QV_GetTimeCounter()
 {
-    return NEXT(QV_GetTimeCounter)() + g_counter_shift;
+    return TEST_REAL(QV_GetTimeCounter)() + g_counter_shift;
 }
 
-INSTEAD int DiagAssertW(unsigned, const wchar_t* expression, const wchar_t*, const char*, int)
+TEST_INSTEAD int DiagAssertW(unsigned, const wchar_t* expression, const wchar_t*, const char*, int)
 {
     const std::lock_guard lock(g_mutex);
     g_assertions.push_back(test::utf8(expression));
