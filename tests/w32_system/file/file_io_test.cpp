@@ -265,7 +265,6 @@ TEST_F(FileTimes, ComeBackAsTheyWereSetEachForItself)
     const struct tm access = at(2012, 12, 31), write = at(2024, 3, 1), later = at(2023, 3, 1, 0);
     ASSERT_EQ(QV_TouchFile(m_file, &good, &access, &write), QV_OK);
     expect(good, access, write);
-    EXPECT_EQ(m_creation.tm_yday, 33);
     EXPECT_EQ(m_access.tm_yday, 365) << "the last day of a leap year";
     EXPECT_EQ(m_write.tm_yday, 60) << "1 March of a leap year";
     EXPECT_EQ(m_write.tm_wday, 5);

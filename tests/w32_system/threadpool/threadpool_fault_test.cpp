@@ -300,58 +300,51 @@ enum class Part
 TEST(ThreadPoolFaults, CallsThatFailAreReportedAndThePoolGoesOn)
 {
     const auto [life, hand_over, end] = std::tuple(Part::life, Part::hand_over, Part::end);
-    // The number is that of the function's call, from 1; the text is in the report. Of the two
-    // conditions, the worker's own and the pool's, either may be destroyed first.
-    const std::tuple<const char*, int, const char*, Part> rows[] = {
-        {"pthread_mutex_init", 1, "m_PoolMutex", life},
-        {"pthread_mutex_init", 2, "m_ThreadMutex", life},
-        {"pthread_cond_init", 1, "m_FinishSignal", life},
-        {"pthread_cond_init", 2, "m_Signal", life},
-        {"sem_init", 1, "m_CtxSem", life},
-        {"sem_wait", 1, "m_CtxSem", life},
-        {"sem_post", 1, "m_CtxSem", life},
-        {"sem_post", 2, "m_CtxSem", life},
-        {"pthread_detach", 1, "thread", life},
-        {"pthread_cond_signal", 1, "pSignal", life},
-        {"pthread_cond_signal", 2, "pSignal", life},
-        {"pthread_cond_signal", 3, "pSignal", life},
-        {"pthread_cond_wait", 1, "m_FinishSignal, &m_ThreadMutex", end},
-        {"pthread_cond_destroy", 1, "m_", end},
-        {"pthread_cond_destroy", 2, "m_", end},
-        {"pthread_mutex_lock", 1, "m_PoolMutex", hand_over},
-        {"pthread_mutex_lock", 2, "m_ThreadMutex", hand_over},
-        {"pthread_mutex_unlock", 1, "m_ThreadMutex", hand_over},
-        {"pthread_mutex_unlock", 2, "m_PoolMutex", hand_over},
-        {"sem_destroy", 1, "m_CtxSem", life},
-        {"pthread_mutex_destroy", 1, "m_ThreadMutex", life},
-        {"pthread_mutex_destroy", 2, "m_PoolMutex", life}};
+    // The function, and what is in the report of each of its calls. Of the two conditions, the
+    // worker's own and the pool's, either may be destroyed first.
+    const std::tuple<const char*, std::vector<const char*>, Part> rows[] = {
+        {"pthread_mutex_init", {"m_PoolMutex", "m_ThreadMutex"}, life},
+        {"pthread_cond_init", {"m_FinishSignal", "m_Signal"}, life},
+        {"sem_init", {"m_CtxSem"}, life},
+        {"sem_wait", {"m_CtxSem"}, life},
+        {"sem_post", {"m_CtxSem", "m_CtxSem"}, life},
+        {"pthread_detach", {"thread"}, life},
+        {"pthread_cond_signal", {"pSignal", "pSignal", "pSignal"}, life},
+        {"pthread_cond_wait", {"m_FinishSignal, &m_ThreadMutex"}, end},
+        {"pthread_cond_destroy", {"m_", "m_"}, end},
+        {"pthread_mutex_lock", {"m_PoolMutex", "m_ThreadMutex"}, hand_over},
+        {"pthread_mutex_unlock", {"m_ThreadMutex", "m_PoolMutex"}, hand_over},
+        {"sem_destroy", {"m_CtxSem"}, life},
+        {"pthread_mutex_destroy", {"m_ThreadMutex", "m_PoolMutex"}, life}};
     g_waits.reserve(100);
-    for (int ended = test::ThreadEnds::count; const auto& [function, call, text, part] : rows)
-    {
-        SCOPED_TRACE(testing::Message() << function << " " << call);
-        g_waits.clear();
-        g_failing_call = call;
-        g_failing = function;
-        g_all_watched = part == Part::life;
-        CThreadPool* const pool = CThreadPool::CreateThreadPool();
-        t_watched = part == Part::hand_over;
+    int ended = test::ThreadEnds::count;
+    for (const auto& [function, texts, part] : rows)
+        for (size_t call = 1; call <= texts.size(); ++call)
         {
-            test::HeldCall first(pool);
-            t_watched = false;
-            EXPECT_EQ(first.status(), QV_OK);
+            SCOPED_TRACE(testing::Message() << function << " " << call);
+            g_waits.clear();
+            g_failing_call = static_cast<int>(call);
+            g_failing = function;
+            g_all_watched = part == Part::life;
+            CThreadPool* const pool = CThreadPool::CreateThreadPool();
+            t_watched = part == Part::hand_over;
+            {
+                test::HeldCall first(pool);
+                t_watched = false;
+                EXPECT_EQ(first.status(), QV_OK);
+            }
+            nth_wait(1);
+            EXPECT_EQ(test::HeldCall(pool).status(), QV_OK);
+            nth_wait(2);
+            g_all_watched = part != Part::hand_over;
+            CThreadPool::DestroyThreadPool(pool);
+            test::ThreadEnds::wait_for(++ended);
+            g_failing = nullptr;
+            const std::vector<std::string> reports = reported();
+            ASSERT_EQ(reports.size(), 1u);
+            EXPECT_EQ(reports[0].find(function), 0u) << reports[0];
+            EXPECT_NE(reports[0].find(texts[call - 1]), std::string::npos) << reports[0];
         }
-        nth_wait(1);
-        EXPECT_EQ(test::HeldCall(pool).status(), QV_OK);
-        nth_wait(2);
-        g_all_watched = part != Part::hand_over;
-        CThreadPool::DestroyThreadPool(pool);
-        test::ThreadEnds::wait_for(++ended);
-        g_failing = nullptr;
-        const std::vector<std::string> reports = reported();
-        ASSERT_EQ(reports.size(), 1u);
-        EXPECT_EQ(reports[0].find(function), 0u) << reports[0];
-        EXPECT_NE(reports[0].find(text), std::string::npos) << reports[0];
-    }
 }
 
 TEST(ThreadPoolFaults, ANullPoolIsRefusedAndOneWithoutThreadsEndsAtOnce)
