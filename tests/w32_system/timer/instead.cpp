@@ -6,20 +6,17 @@
 #include <new>
 #include <utility>
 
-#include <dlfcn.h>
 #include <pthread.h>
 
 #include <plinth_w32_system.h>
 
+#include "support/instead.h"
 #include "support/wide_text.h"
 
 using test::Instead;
 
 namespace
 {
-
-// What a name meant without this program.
-#define NEXT(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
 
 // Built by the compiler: the library traces before this program's other objects are built.
 constinit std::mutex g_mutex; // guards both below
@@ -51,10 +48,8 @@ void Instead::reset()
     traces();
 }
 
-#define INSTEAD extern "C" __attribute__((visibility("default")))
-
-INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                           void* (*start)(void*), void* argument)
+TEST_INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                                void* (*start)(void*), void* argument)
 {
     if (const int error = Instead::thread_error.exchange(0))
         return error;
@@ -63,77 +58,78 @@ INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
         pthread_attr_getdetachstate(attributes, &state);
     if (state == PTHREAD_CREATE_JOINABLE)
         ++Instead::joinable_threads;
-    return NEXT(pthread_create)(thread, attributes, start, argument);
+    return TEST_REAL(pthread_create)(thread, attributes, start, argument);
 }
 
-INSTEAD int pthread_join(pthread_t thread, void** result)
+TEST_INSTEAD int pthread_join(pthread_t thread, void** result)
 {
     --Instead::joinable_threads;
-    return NEXT(pthread_join)(thread, result);
+    return TEST_REAL(pthread_join)(thread, result);
 }
 
-INSTEAD int pthread_detach(pthread_t thread)
+TEST_INSTEAD int pthread_detach(pthread_t thread)
 {
     --Instead::joinable_threads;
-    return NEXT(pthread_detach)(thread);
+    return TEST_REAL(pthread_detach)(thread);
 }
 
-INSTEAD HANDLE CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL initial, LPCWSTR name)
+TEST_INSTEAD HANDLE CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL initial,
+                                 LPCWSTR name)
 {
-    const HANDLE event = NEXT(CreateEventW)(security, manual, initial, name);
+    const HANDLE event = TEST_REAL(CreateEventW)(security, manual, initial, name);
     if (event && !name)
         ++Instead::events;
     return event;
 }
 
-INSTEAD BOOL CloseHandle(HANDLE object)
+TEST_INSTEAD BOOL CloseHandle(HANDLE object)
 {
     ++Instead::closed_handles;
-    return NEXT(CloseHandle)(object);
+    return TEST_REAL(CloseHandle)(object);
 }
 
-INSTEAD double QV_GetTimeCounter()
+TEST_INSTEAD double QV_GetTimeCounter()
 {
     if (Instead::clock < 0.0)
-        return NEXT(QV_GetTimeCounter)();
+        return TEST_REAL(QV_GetTimeCounter)();
     const double now = Instead::clock;
     Instead::clock = now + Instead::clock_step;
     return now;
 }
 
-INSTEAD int QV_Sleep(double milliseconds, int precision)
+TEST_INSTEAD int QV_Sleep(double milliseconds, int precision)
 {
     if (Instead::clock < 0.0)
-        return NEXT(QV_Sleep)(milliseconds, precision);
+        return TEST_REAL(QV_Sleep)(milliseconds, precision);
     Instead::clock = Instead::clock + milliseconds;
     return 0;
 }
 
-INSTEAD MMRESULT timeSetEvent(UINT delay, UINT resolution, LPTIMECALLBACK procedure, DWORD_PTR user,
-                              UINT flags)
+TEST_INSTEAD MMRESULT timeSetEvent(UINT delay, UINT resolution, LPTIMECALLBACK procedure,
+                                   DWORD_PTR user, UINT flags)
 {
     test::MultimediaTimer& timer = Instead::multimedia;
     if (!timer.capture)
-        return NEXT(timeSetEvent)(delay, resolution, procedure, user, flags);
+        return TEST_REAL(timeSetEvent)(delay, resolution, procedure, user, flags);
     timer.asked = {delay, resolution, flags};
     timer.procedure = procedure;
     timer.user = user;
     return timer.id;
 }
 
-INSTEAD MMRESULT timeKillEvent(UINT id)
+TEST_INSTEAD MMRESULT timeKillEvent(UINT id)
 {
     if (!Instead::multimedia.capture)
-        return NEXT(timeKillEvent)(id);
+        return TEST_REAL(timeKillEvent)(id);
     Instead::multimedia.killed = id;
     return TIMERR_NOERROR;
 }
 
-INSTEAD UINT_PTR SetTimer(HWND window, UINT_PTR id, UINT milliseconds, TIMERPROC procedure)
+TEST_INSTEAD UINT_PTR SetTimer(HWND window, UINT_PTR id, UINT milliseconds, TIMERPROC procedure)
 {
     test::MessageTimer& timer = Instead::message;
     if (timer.ids.empty())
-        return NEXT(SetTimer)(window, id, milliseconds, procedure);
+        return TEST_REAL(SetTimer)(window, id, milliseconds, procedure);
     timer.milliseconds.push_back(milliseconds);
     timer.procedure = procedure;
     const UINT_PTR given = timer.ids.front();
@@ -141,16 +137,16 @@ INSTEAD UINT_PTR SetTimer(HWND window, UINT_PTR id, UINT milliseconds, TIMERPROC
     return given;
 }
 
-INSTEAD BOOL KillTimer(HWND window, UINT_PTR id)
+TEST_INSTEAD BOOL KillTimer(HWND window, UINT_PTR id)
 {
     if (Instead::message.milliseconds.empty())
-        return NEXT(KillTimer)(window, id);
+        return TEST_REAL(KillTimer)(window, id);
     Instead::message.killed.push_back(id);
     return TRUE;
 }
 
-INSTEAD int DiagAssertW(unsigned, const wchar_t* expression, const wchar_t* message, const char*,
-                        int)
+TEST_INSTEAD int DiagAssertW(unsigned, const wchar_t* expression, const wchar_t* message,
+                             const char*, int)
 {
     const std::lock_guard lock(g_mutex);
     g_assertions.push_back(test::utf8(expression) + (message ? "; " : "") +
@@ -158,7 +154,7 @@ INSTEAD int DiagAssertW(unsigned, const wchar_t* expression, const wchar_t* mess
     return 1;
 }
 
-INSTEAD void DiagOutputExW(const wchar_t* format, ...)
+TEST_INSTEAD void DiagOutputExW(const wchar_t* format, ...)
 {
     const std::lock_guard lock(g_mutex);
     g_traces.push_back(test::utf8(format));
