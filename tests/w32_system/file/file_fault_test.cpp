@@ -25,18 +25,6 @@ struct FileFaults : test::InFolder
     uint64_t m_done = 77;
 };
 
-TEST_F(FileFaults, AReadThatFailsHasTheCountOfWhatCame)
-{
-    make("file", "12345678");
-    OpenedFile file(path("file"), QV_OPEN_READ);
-    char text[9] = {};
-    PlinthTestShorten("read", 1, 1, 3);
-    PlinthTestFail("read", 2, 1, EIO);
-    EXPECT_EQ(QV_ReadFile(file, text, 8, &m_done, nullptr), QV_ERR_READFILE);
-    EXPECT_EQ(m_done, 3u);
-    EXPECT_STREQ(text, "123");
-}
-
 TEST_F(FileFaults, AMoveBetweenVolumesCopiesAndLeavesTheSource)
 {
     make("a", "content");
@@ -127,6 +115,11 @@ TEST_F(FileFaults, TransfersBeyondTwoAndFourGiBMoveEveryByte)
     ASSERT_EQ(QV_SeekFile(file, -10, 2), QV_OK);
     EXPECT_EQ(QV_ReadFile(file, memory, size, &m_done, nullptr), QV_OK);
     EXPECT_EQ(m_done, 10u);
+    ASSERT_EQ(QV_SeekFile(file, -10, 2), QV_OK);
+    PlinthTestShorten("read", 1, 1, 3);
+    PlinthTestFail("read", 2, 1, EIO);
+    EXPECT_EQ(QV_ReadFile(file, memory, size, &m_done, nullptr), QV_ERR_READFILE);
+    EXPECT_EQ(m_done, 3u) << "what came before the failure";
 }
 
 struct AccessRights : FileFaults
