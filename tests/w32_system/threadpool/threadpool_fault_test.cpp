@@ -206,6 +206,16 @@ protected:
     bool third_times_out = false;
 };
 
+TEST_F(ThreadPoolTimes, ALoneIdleWorkerEndsAndTheNextCallHasANewOne)
+{
+    PlinthTestShiftWallClock(-62'000);
+    test::HeldCall(pool).finish();
+    test::ThreadEnds::wait_for(1);
+    PlinthTestShiftWallClock(0);
+    EXPECT_EQ(test::HeldCall(pool).status(), QV_OK);
+    EXPECT_EQ(test::ThreadEnds::count(), 1);
+}
+
 TEST_F(ThreadPoolTimes, TheWorkerWithTheMostTimeLeftTakesTheCall)
 {
     third_times_out = true;
