@@ -141,9 +141,12 @@ TEST_F(ListView, WritesNoMoreThanTheCallersRoom)
     with_param.mask = LVIF_PARAM;
     with_param.lParam = 123;
     EXPECT_TRUE(send(LVM_SETITEMW, 0, &with_param));
-    with_param.lParam = 0;
+    with_param = list_item(0, 0, text);
+    with_param.mask = LVIF_TEXT | LVIF_PARAM;
+    with_param.cchTextMax = 8;
     EXPECT_TRUE(send(LVM_GETITEMW, 0, &with_param));
     EXPECT_EQ(with_param.lParam, 123);
+    EXPECT_EQ(test::utf8(text), "long te");
 }
 
 TEST_F(ListView, FollowsTheRowThatIsToBeSeen)

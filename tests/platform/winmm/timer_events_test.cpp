@@ -12,6 +12,8 @@
 #include <mmsystem.h>
 #include <plinth_platform_test.h>
 
+#include "support/scarce_memory.h"
+
 namespace
 {
 
@@ -214,6 +216,21 @@ TEST(TimerEvents, WithoutAThreadAreRefusedAndComeWithTheNextOne)
     EXPECT_EQ(refused, 0u);
     EXPECT_NE(calls.set(1, TIME_ONESHOT), 0u);
     calls.wait(1);
+}
+
+TEST(TimerEvents, WithoutMemoryAreRefusedAndLeaveNothingToFire)
+{
+    Calls calls;
+    calls.timers.reserve(100);
+    unsigned nth = 0;
+    for (MMRESULT id = 0; id == 0; test::t_failing_allocation = 0)
+    {
+        test::t_failing_allocation = ++nth;
+        id = calls.set(1, TIME_ONESHOT);
+    }
+    EXPECT_GT(nth, 2u) << "the moment and the event each need memory";
+    calls.wait(1);
+    EXPECT_EQ(calls.count, 1);
 }
 
 TEST(TimerEventsConcurrent, SettingAndKillingFromManyThreadsLosesNothing)

@@ -98,6 +98,7 @@ TEST(WSAStartup, GrantsOneDotOneUntilTheLastCleanupWhichClosesAll)
     WSADATA data;
     EXPECT_EQ(WSAStartup(MAKEWORD(2, 2), &data), 0);
     EXPECT_EQ(data.wVersion, MAKEWORD(1, 1));
+    EXPECT_STREQ(data.szDescription, "plinth sockets 1.1");
     EXPECT_EQ(WSAStartup(MAKEWORD(1, 0), &data), 0);
     EXPECT_EQ(data.wVersion, MAKEWORD(1, 0));
     EXPECT_EQ(WSAStartup(0, &data), WSAVERNOTSUPPORTED);

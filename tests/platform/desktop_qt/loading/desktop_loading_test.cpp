@@ -72,6 +72,9 @@ TEST_F(DesktopLoading, LoadsWithTheFirstWindowAndLeavesTheProgramsLocaleAndError
     EXPECT_STREQ(localeconv()->decimal_point, ".");
 }
 
+constexpr char long_path[] = "/nowhere/1234567890123456789012345678901234567890123456789012345678"
+                             "901234567890123456789012345678901234567890/wayland";
+
 struct Setting
 {
     const char* name;
@@ -104,7 +107,8 @@ INSTANTIATE_TEST_SUITE_P(DesktopLoading, WithoutADisplay,
                                          Setting{"NoServerThere", ":4711", ""},
                                          Setting{"NoHost", "no.such.host.invalid:0", ""},
                                          Setting{"NoCompositor", "", "wayland-4711"},
-                                         Setting{"NoCompositorAtThePath", "", "/nowhere/wayland"}),
+                                         Setting{"NoCompositorAtThePath", "", "/nowhere/wayland"},
+                                         Setting{"NoSocketHasSoLongAPath", "", long_path}),
                          [](const auto& setting) { return std::string(setting.param.name); });
 
 TEST_F(DesktopLoading, SaysWhenANamedPlugInIsNone)

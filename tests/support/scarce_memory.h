@@ -1,0 +1,32 @@
+// Allocations that fail, for code that has to give back what it took before. The operators below
+// take the place of the C++ library's in the whole program: include this in one file of it.
+#pragma once
+
+#include <cstdlib>
+#include <new>
+
+namespace test
+{
+
+// The n-th operator new of this thread from now fails; 0 for none.
+inline thread_local unsigned t_failing_allocation = 0;
+
+} // namespace test
+
+void* operator new(size_t size)
+{
+    const bool fails = test::t_failing_allocation != 0 && --test::t_failing_allocation == 0;
+    void* const memory = fails ? nullptr : std::malloc(size);
+    return memory ? memory : throw std::bad_alloc();
+}
+
+// Not inline: the compiler would see free() beside the new of a caller, and take it for a mistake.
+__attribute__((noinline)) void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+__attribute__((noinline)) void operator delete(void* memory, size_t) noexcept
+{
+    std::free(memory);
+}
