@@ -102,15 +102,6 @@ TEST_F(Thread, AThreadMayEndItselfFromWithin)
     expect_ends_with(begin([](void*) -> unsigned { pthread_exit(nullptr); }), 0);
 }
 
-TEST_F(Thread, AHandleMayBeClosedBeforeItsThreadEnds)
-{
-    static std::atomic<int> ended = 0;
-    for (int i = 0; i < 50; ++i)
-        CloseHandle(begin([](void*) { return static_cast<unsigned>(++ended); }));
-    while (ended < 50)
-        Sleep(1);
-}
-
 TEST_F(Thread, TheIdIsTheThreadsOwnAlsoAfterAFork)
 {
     EXPECT_EQ(GetCurrentThreadId(), static_cast<DWORD>(gettid()));
@@ -127,43 +118,30 @@ TEST_F(Thread, TerminationEndsAThreadThatSpinsOrIsInABlockingCall)
     std::atomic<bool> running = false;
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    const std::pair<unsigned (*)(void*), void*> starts[] = {
-        {spin, &running}, {read_pipe, &ends[0]}, {sleep_for_ever, nullptr}};
-    for (const auto& [start, argument] : starts)
-    {
-        const HANDLE thread = begin(start, argument);
-        while (!running) // the first
-            Sleep(0);
-        EXPECT_TRUE(TerminateThread(thread, 3));
-        expect_ends_with(thread, 3);
-    }
+    Handle door(CreateEventA(nullptr, FALSE, FALSE, "door"));
+    const std::pair<unsigned (*)(void*), void*> starts[] = {{spin, &running},
+                                                            {read_pipe, &ends[0]},
+                                                            {sleep_for_ever, nullptr},
+                                                            {wait_for_event, HANDLE{door}}};
+    for (const bool blocked : {false, true})
+        for (const auto& [start, argument] : starts)
+        {
+            sigset_t signals;
+            sigset_t former;
+            blocked ? sigfillset(&signals) : sigemptyset(&signals);
+            pthread_sigmask(SIG_SETMASK, &signals, &former);
+            const HANDLE thread = begin(start, argument);
+            pthread_sigmask(SIG_SETMASK, &former, nullptr);
+            while (!running) // the first
+                Sleep(0);
+            EXPECT_TRUE(TerminateThread(thread, 3));
+            expect_ends_with(thread, 3);
+        }
     close(ends[0]);
     close(ends[1]);
-}
-
-TEST_F(Thread, TerminationEndsAThreadWhoseCreatorHadSignalsBlocked)
-{
-    sigset_t all;
-    sigset_t former;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &former);
-    std::atomic<bool> running = false;
-    const HANDLE thread = begin(spin, &running);
-    pthread_sigmask(SIG_SETMASK, &former, nullptr);
-    EXPECT_TRUE(TerminateThread(thread, 5));
-    expect_ends_with(thread, 5);
-}
-
-TEST_F(Thread, ATerminatedWaiterKeepsNothingAlive)
-{
-    Handle event(CreateEventA(nullptr, FALSE, FALSE, "door"));
-    const HANDLE thread = begin(wait_for_event, event);
-    EXPECT_EQ(WaitForSingleObject(thread, 1), WAIT_TIMEOUT);
-    EXPECT_TRUE(TerminateThread(thread, 6));
-    expect_ends_with(thread, 6);
-    event.close();
+    door.close();
     const Handle anew(CreateEventA(nullptr, FALSE, FALSE, "door"));
-    EXPECT_EQ(anew.error(), ERROR_SUCCESS) << "the event went with its last handle";
+    EXPECT_EQ(anew.error(), ERROR_SUCCESS) << "a terminated waiter keeps nothing alive";
 }
 
 TEST_F(Thread, TerminationBesideAConcurrentEndIsHarmless)
