@@ -1,4 +1,4 @@
-// The locale functions in real locales: what the users of each read and write.
+// The locale functions in real locales: what the users of each read and write; code pages.
 #include <clocale>
 #include <thread>
 #include <tuple>
@@ -7,15 +7,15 @@
 
 #include <gtest/gtest.h>
 
+#include <plinth_platform_test.h>
 #include <windows.h>
 
 #include "kernel32/locale_picture.h"
 
-#include <plinth_platform_test.h>
-
 #include "support/environment.h"
 #include "support/handles.h"
 #include "support/user_locale.h"
+#include "support/wide_text.h"
 
 namespace
 {
@@ -342,7 +342,7 @@ TEST_F(Locale, NumbersAreRoundedFilledGroupedAndSigned)
     }
 }
 
-TEST_F(Locale, OnlyPlainNumbersAreFormatted)
+TEST_F(Locale, OnlyPlainNumbersAreFormattedAndZerosBeyondMemoryAreCounted)
 {
     for (const wchar_t* bad : {L"", L"-", L".", L"-.", L"+1", L"1e5", L"1,5", L"1.2.3", L"1-",
                                L"--1", L" 1", L"nan", L"inf", L"1.#INF", L"\x0661"})
@@ -350,19 +350,12 @@ TEST_F(Locale, OnlyPlainNumbersAreFormatted)
     EXPECT_EQ(formatted(nullptr), "error 87");
     NUMBERFMTW without_decimal = style(0, 1, 0, 1), without_thousand = style(0, 1, 0, 1);
     without_decimal.lpDecimalSep = without_thousand.lpThousandSep = nullptr;
-    for (const NUMBERFMTW& bad :
-         {style(0, 2, 0, 1), style(0, 1, 0, 5), without_decimal, without_thousand})
-        EXPECT_EQ(formatted(L"1", bad), "error 87");
-}
-
-TEST_F(Locale, MoreZerosThanMemoryAreCountedNotMade)
-{
-    NUMBERFMTW many = style(0x7FFFFFF0, 1, 0, 1);
+    for (const NUMBERFMTW& bad : {style(0, 2, 0, 1), style(0, 1, 0, 5), without_decimal,
+                                  without_thousand, style(0xFFFFFFFF, 1, 0, 1)})
+        EXPECT_EQ(formatted(L"1.5", bad), "error 87");
+    const NUMBERFMTW many = style(0x7FFFFFF0, 1, 0, 1);
     EXPECT_EQ(formatted(L"1.5", many), "error 122");
     EXPECT_EQ(GetNumberFormatW(user, 0, L"1.5", &many, nullptr, 0), 0x7FFFFFF0 + 3);
-    many.NumDigits = 0xFFFFFFFF;
-    EXPECT_EQ(error_of(GetNumberFormatW(user, 0, L"1.5", &many, nullptr, 0)),
-              ERROR_INVALID_PARAMETER);
 }
 
 TEST_F(Locale, ConcurrentFirstUseGivesEveryThreadTheSame)
@@ -437,6 +430,68 @@ TEST(LocalePicture, HasOrderAndSeparator)
     EXPECT_EQ(time_shape("'kl. 'HH.mm").separator, ".");
     EXPECT_EQ(time_shape("").separator, ":");
     EXPECT_TRUE(time_shape("").hours24);
+}
+
+// Conversion by code page: lengths, terminators, refusals. (Which bytes become which characters is
+// the business of the text tests of the runtime.)
+
+int narrow(const wchar_t* text, int length, char* out, int size, UINT codePage = CP_ACP)
+{
+    return WideCharToMultiByte(codePage, 0, text, length, out, size, nullptr, nullptr);
+}
+
+int widen(const char* text, int length, wchar_t* out, int size, DWORD flags = 0,
+          UINT codePage = CP_UTF8)
+{
+    return MultiByteToWideChar(codePage, flags, text, length, out, size);
+}
+
+TEST(CodePage, LengthOfMinusOneTakesTheTerminatorAlongAndALengthIsTakenAsGiven)
+{
+    char bytes[64] = "#######";
+    wchar_t wide[64] = L"###";
+    EXPECT_EQ(narrow(L"abc", 2, bytes, 8), 2);
+    EXPECT_STREQ(bytes, "ab#####") << "no terminator is added";
+    EXPECT_EQ(widen("a\0b", 3, wide, 4), 3) << "a zero within is a character";
+    EXPECT_EQ(wide[2], L'b');
+    // ASCII takes a way of its own, which must hand over to the other at any place.
+    for (size_t lead = 0; lead < 12; ++lead)
+    {
+        const std::string text = std::string(lead, 'x') + "\u00E4" + std::string(lead, 'y');
+        const int units = widen(text.c_str(), -1, nullptr, 0);
+        EXPECT_EQ(units, static_cast<int>(2 * lead + 2));
+        EXPECT_EQ(widen(text.c_str(), -1, wide, units), units);
+        const int size = narrow(wide, -1, nullptr, 0);
+        EXPECT_EQ(narrow(wide, units, bytes, size), size);
+        EXPECT_EQ(std::string(bytes, static_cast<size_t>(size)), text + '\0');
+    }
+}
+
+TEST(CodePage, WrongArgumentsAndSmallBuffersAreRefused)
+{
+    char bytes[8] = "###";
+    wchar_t wide[8] = {L'#', L'#'};
+    EXPECT_EQ(error_of(narrow(L"abc", -1, bytes, 3)), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(bytes[3], '\0') << "nothing behind the size is touched";
+    EXPECT_EQ(error_of(widen("a\U0001F600", 5, wide, 2)), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(wide[1], L'#') << "half a character is not stored";
+    EXPECT_EQ(error_of(narrow(nullptr, -1, bytes, 8)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(narrow(L"a", 0, bytes, 8)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(narrow(L"a", -1, nullptr, 8)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(narrow(L"a", -1, bytes, -1)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(narrow(L"a", -1, bytes, 8, 1252)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(widen("a", -2, wide, 8)), ERROR_INVALID_PARAMETER);
+}
+
+TEST(CodePage, BadBytesAreReplacedUnlessTheCallerWantsToKnow)
+{
+    wchar_t wide[8];
+    EXPECT_EQ(widen("a\xFF", -1, wide, 8), 3);
+    EXPECT_EQ(test::utf8(wide), "a\uFFFD");
+    EXPECT_EQ(error_of(widen("a\xFF", -1, wide, 8, MB_ERR_INVALID_CHARS)),
+              ERROR_NO_UNICODE_TRANSLATION);
+    EXPECT_EQ(widen("a\uFFFD", -1, wide, 8, MB_ERR_INVALID_CHARS), 3)
+        << "the replacement character itself is good";
 }
 
 } // namespace
