@@ -250,6 +250,9 @@ TEST_F(CopyMove, ACopyKeepsTheWriteTimeAndTheReadOnlyAttribute)
     make("c", "c");
     EXPECT_EQ(copy("c", "b"), ERROR_ACCESS_DENIED) << "onto a read-only file";
     EXPECT_EQ(content("b"), "content");
+    // A file without a size to go by is copied whole.
+    ASSERT_TRUE(CopyFileW(L"C:\\proc\\self\\maps", path("maps"), FALSE)) << GetLastError();
+    EXPECT_NE(content("maps").find("[stack]"), std::string::npos);
 }
 
 TEST_F(CopyMove, RefusalsHaveTheSystemsNumbers)
@@ -283,21 +286,7 @@ TEST_F(CopyMove, AFileMovesOntoItselfAndAFolderWithAllItHolds)
     EXPECT_EQ(content("moved/file"), "x");
 }
 
-TEST_F(CopyMove, ALinkGoesByItselfAndWhatItPointsAtStays)
-{
-    make("target", "T");
-    ASSERT_TRUE(SetFileAttributesW(path("target"), FILE_ATTRIBUTE_READONLY));
-    fs::create_symlink("target", native("link"));
-    const test::Handle held = hold("target", GENERIC_READ, FILE_SHARE_READ);
-    EXPECT_EQ(move("link", "moved", 0), 0u);
-    EXPECT_TRUE(SetFileAttributesW(path("moved"), FILE_ATTRIBUTE_NORMAL));
-    EXPECT_EQ(GetFileAttributesW(path("target")), DWORD{FILE_ATTRIBUTE_READONLY});
-    EXPECT_EQ(remove("moved"), 0u);
-    EXPECT_EQ(content("target"), "T");
-    EXPECT_EQ(entries(), 1u);
-}
-
-TEST_F(CopyMove, ACopyOntoALinkWritesWhatItPointsAt)
+TEST_F(CopyMove, ALinkGoesByItselfButACopyOntoItWritesWhatItPointsAt)
 {
     fs::create_directory(native("elsewhere"));
     make("elsewhere/target", "old");
@@ -307,6 +296,14 @@ TEST_F(CopyMove, ACopyOntoALinkWritesWhatItPointsAt)
     EXPECT_TRUE(fs::is_symlink(native("link")));
     EXPECT_EQ(content("elsewhere/target"), "new");
     EXPECT_EQ(copy("elsewhere/target", "link"), ERROR_SHARING_VIOLATION) << "itself";
+    ASSERT_TRUE(SetFileAttributesW(path("elsewhere/target"), FILE_ATTRIBUTE_READONLY));
+    const test::Handle held = hold("elsewhere/target", GENERIC_READ, FILE_SHARE_READ);
+    EXPECT_EQ(move("link", "moved", 0), 0u);
+    EXPECT_TRUE(SetFileAttributesW(path("moved"), FILE_ATTRIBUTE_NORMAL));
+    EXPECT_EQ(GetFileAttributesW(path("elsewhere/target")), DWORD{FILE_ATTRIBUTE_READONLY});
+    EXPECT_EQ(remove("moved"), 0u);
+    EXPECT_EQ(content("elsewhere/target"), "new");
+    EXPECT_EQ(entries(), 2u);
 }
 
 TEST_F(CopyMove, AFailureInTheMiddleOfACopyLeavesTheOldTargetAlone)
@@ -337,12 +334,6 @@ TEST_F(CopyMove, AFailureInTheMiddleOfACopyLeavesTheOldTargetAlone)
     PlinthTestShorten("read", 2, 1, 77);
     EXPECT_EQ(copy("a", "b"), 0u);
     EXPECT_EQ(content("b"), large);
-}
-
-TEST_F(CopyMove, AFileWithoutASizeToGoByIsCopiedWhole)
-{
-    ASSERT_TRUE(CopyFileW(L"C:\\proc\\self\\maps", path("maps"), FALSE)) << GetLastError();
-    EXPECT_NE(content("maps").find("[stack]"), std::string::npos);
 }
 
 TEST_F(CopyMove, AHeldFileIsNeitherOverwrittenNorLostByACopy)
@@ -442,18 +433,6 @@ using FileRoom = FileMapping;
 TEST_F(FileRoom, IsReservedBehindTheEndWithoutMovingItAndCutsWhatIsBeyond)
 {
     const Handle file = open(GENERIC_READ | GENERIC_WRITE);
-    EXPECT_EQ(set_room(file, 1 << 20), 0u);
-    EXPECT_EQ(size(), 100'000u);
-    struct stat found = {};
-    stat(m_native.c_str(), &found);
-    EXPECT_GE(found.st_blocks * 512, 1 << 20);
-    EXPECT_EQ(set_room(file, 4), 0u);
-    EXPECT_EQ(test::read_file(m_native), "xxxx");
-}
-
-TEST_F(FileRoom, IsRefusedForABadHandleClassSizeOrAccess)
-{
-    const Handle file = open(GENERIC_READ | GENERIC_WRITE);
     FILE_ALLOCATION_INFO room = {};
     EXPECT_EQ(set_room(nullptr, 0), ERROR_INVALID_HANDLE);
     EXPECT_EQ(error_of(SetFileInformationByHandle(file, static_cast<FILE_INFO_BY_HANDLE_CLASS>(0),
@@ -464,6 +443,13 @@ TEST_F(FileRoom, IsRefusedForABadHandleClassSizeOrAccess)
     EXPECT_EQ(set_room(file, -1), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(set_room(open(GENERIC_READ), 0), ERROR_ACCESS_DENIED);
     EXPECT_EQ(size(), 100'000u) << "what is refused changes nothing";
+    EXPECT_EQ(set_room(file, 1 << 20), 0u);
+    EXPECT_EQ(size(), 100'000u);
+    struct stat found = {};
+    stat(m_native.c_str(), &found);
+    EXPECT_GE(found.st_blocks * 512, 1 << 20);
+    EXPECT_EQ(set_room(file, 4), 0u);
+    EXPECT_EQ(test::read_file(m_native), "xxxx");
 }
 
 } // namespace
