@@ -1,4 +1,4 @@
-// The locale functions in real locales: what the users of each read and write.
+// The locale functions in real locales: what the users of each read and write; code pages.
 #include <clocale>
 #include <thread>
 #include <tuple>
@@ -7,13 +7,15 @@
 
 #include <gtest/gtest.h>
 
+#include <plinth_platform_test.h>
 #include <windows.h>
 
-#include <plinth_platform_test.h>
+#include "kernel32/locale_picture.h"
 
 #include "support/environment.h"
 #include "support/handles.h"
 #include "support/user_locale.h"
+#include "support/wide_text.h"
 
 namespace
 {
@@ -89,6 +91,10 @@ std::string formatted(const wchar_t* value, const NUMBERFMTW& format)
     return formatted(value, &format);
 }
 
+using platform::date_shape;
+using platform::picture_from_format;
+using platform::time_shape;
+
 class Locale : public testing::Test
 {
 protected:
@@ -140,14 +146,10 @@ TEST_F(Locale, CategoryStandsBehindAllAndBeforeLang)
     for (const char* const name : {"LC_ALL", "LANG", "LC_NUMERIC"})
         unsetenv(name);
     EXPECT_EQ(item(LOCALE_SSHORTDATE), "MM/dd/yy");
-}
-
-TEST_F(Locale, OneThatDoesNotExistIsTheC)
-{
-    for (const char* name : {"xx_XX.UTF-8", "de_DE.NO-SUCH-SET", "../../etc/passwd", "%s%n"})
+    for (const char* const unknown : {"xx_XX.UTF-8", "de_DE.NO-SUCH-SET", "../../etc/passwd"})
     {
-        set_unknown_locale(name);
-        EXPECT_EQ(item(LOCALE_SSHORTDATE) + formatted(L"-0.5"), "MM/dd/yy-0.50") << name;
+        set_unknown_locale(unknown);
+        EXPECT_EQ(item(LOCALE_SSHORTDATE) + formatted(L"-0.5"), "MM/dd/yy-0.50") << unknown;
     }
 }
 
@@ -161,16 +163,6 @@ TEST_F(Locale, ShortageWhileItIsReadPasses)
     PlinthTestFail("iconv_open", 1, 2, EMFILE);
     EXPECT_EQ(date(afternoon, L"MMMM"), "M?rz");
     EXPECT_EQ(date(afternoon, L"MMMM"), "März");
-}
-
-TEST_F(Locale, ProcessLocaleIsNeitherAskedNorChanged)
-{
-    set_locale("en_US.UTF-8");
-    needs_locale("de_DE.UTF-8");
-    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
-    EXPECT_EQ(formatted(L"1234.5"), "1,234.50");
-    EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), "de_DE.UTF-8");
-    EXPECT_STREQ(std::localeconv()->decimal_point, ",");
 }
 
 TEST_F(Locale, PictureLettersStandForParts)
@@ -280,27 +272,20 @@ TEST_F(Locale, UsersItemsStandBeforeTheEnvironmentOneByOne)
     set_locale("de_DE.UTF-8");
     set_user_text(L"sDecimal", "·");
     set_user_text(L"iNegNumber", "3");
-    EXPECT_EQ(formatted(L"-1234.5"), "1.234·50-");
     set_user_text(L"sGrouping", "3;2;0");
-    set_user_text(L"iDigits", "0");
-    EXPECT_EQ(formatted(L"-12345678.5"), "1.23.45.679-");
+    set_user_text(L"iDigits", "1");
+    EXPECT_EQ(formatted(L"-12345678.46"), "1.23.45.678·5-");
     set_user_text(L"sNegativeSign", "−");
-    EXPECT_EQ(formatted(L"-1"), "1−");
     set_user_text(L"sThousand", "");
-    EXPECT_EQ(formatted(L"1234567"), "1234567") << "an empty one is a wish";
+    EXPECT_EQ(formatted(L"-1234567"), "1234567·0−") << "an empty one is a wish";
     EXPECT_EQ(item(LOCALE_SDATE), ".") << "what is not set stays";
-}
-
-TEST_F(Locale, ShapeFollowsTheUsersPictureUnlessItIsSetItself)
-{
-    set_locale("de_DE.UTF-8");
+    // The shape follows the picture unless it is set itself.
     set_user_text(L"sShortDate", "M/d/yyyy");
     set_user_text(L"sTimeFormat", "tt h.mm.ss");
-    EXPECT_EQ(date(afternoon), "3/5/2004");
+    set_user_text(L"s2359", "nachm.");
+    EXPECT_EQ(date(afternoon) + time_of_day(afternoon), "3/5/2004nachm. 3.04.09");
     EXPECT_EQ(number(LOCALE_IDATE) + item(LOCALE_SDATE), "0/");
     EXPECT_EQ(number(LOCALE_ITIME) + number(LOCALE_ITIMEMARKPOSN) + item(LOCALE_STIME), "01.");
-    set_user_text(L"s2359", "nachm.");
-    EXPECT_EQ(time_of_day(afternoon), "nachm. 3.04.09");
     set_user_text(L"sDate", "-");
     set_user_text(L"iDate", "2");
     EXPECT_EQ(number(LOCALE_IDATE) + item(LOCALE_SDATE), "2-");
@@ -329,29 +314,7 @@ TEST_F(Locale, UsersItemsThatAreNoneAreSkipped)
     EXPECT_EQ(item(LOCALE_SDATE).substr(0, 1), "-");
 }
 
-TEST_F(Locale, NegativeNumbersHaveFiveForms)
-{
-    static constexpr const char* forms[] = {"(1,5)", "-1,5", "- 1,5", "1,5-", "1,5 -"};
-    for (UINT order = 0; order < 5; ++order)
-    {
-        EXPECT_EQ(formatted(L"-1.5", style(1, 1, 0, order)), forms[order]);
-        EXPECT_EQ(formatted(L"1.5", style(1, 1, 0, order)), "1,5");
-        EXPECT_EQ(formatted(L"-0.04", style(1, 1, 0, order)), "0,0") << "nothing is not negative";
-    }
-}
-
-TEST_F(Locale, NumbersAreGroupedFromTheRight)
-{
-    static constexpr std::pair<UINT, const char*> rows[] = {
-        {0, "123456789"},         {3, "123.456.789"},   {32, "12.34.56.789"},
-        {30, "123456.789"},       {320, "1234.56.789"}, {4, "1.2345.6789"},
-        {1, "1.2.3.4.5.6.7.8.9"}, {9, "123456789"},     {123, "123.456.78.9"}};
-    for (const auto& [grouping, text] : rows)
-        EXPECT_EQ(formatted(L"123456789", style(0, 1, grouping, 1)), text) << grouping;
-    EXPECT_EQ(formatted(L"-123", style(0, 1, 3, 1)), "-123");
-}
-
-TEST_F(Locale, NumbersAreRoundedAndFilledInDecimal)
+TEST_F(Locale, NumbersAreRoundedFilledGroupedAndSigned)
 {
     static constexpr std::tuple<const wchar_t*, UINT, const char*> rows[] = {
         {L"0.5", 0, "1"},        {L"0.4999999", 0, "0"}, {L"999.995", 2, "1000,00"},
@@ -362,12 +325,24 @@ TEST_F(Locale, NumbersAreRoundedAndFilledInDecimal)
         EXPECT_EQ(formatted(value, style(digits, 1, 0, 1)), text) << utf8(value);
     EXPECT_EQ(formatted(L"12345678901234567890123.123456789", style(9, 1, 0, 1)),
               "12345678901234567890123,123456789");
-    EXPECT_EQ(formatted(L"0.5", style(1, 0, 0, 1)), ",5");
     EXPECT_EQ(formatted(L"-0.5", style(1, 0, 3, 0)), "(,5)");
     EXPECT_EQ(formatted(L"0", style(0, 0, 0, 1)), "0") << "something must be left";
+    static constexpr std::pair<UINT, const char*> groups[] = {
+        {0, "123456789"},         {3, "123.456.789"},   {32, "12.34.56.789"},
+        {30, "123456.789"},       {320, "1234.56.789"}, {4, "1.2345.6789"},
+        {1, "1.2.3.4.5.6.7.8.9"}, {9, "123456789"},     {123, "123.456.78.9"}};
+    for (const auto& [grouping, text] : groups)
+        EXPECT_EQ(formatted(L"123456789", style(0, 1, grouping, 1)), text) << grouping;
+    EXPECT_EQ(formatted(L"-123", style(0, 1, 3, 1)), "-123");
+    static constexpr const char* forms[] = {"(1,5)", "-1,5", "- 1,5", "1,5-", "1,5 -"};
+    for (UINT order = 0; order < 5; ++order)
+    {
+        EXPECT_EQ(formatted(L"-1.5", style(1, 1, 0, order)), forms[order]);
+        EXPECT_EQ(formatted(L"-0.04", style(1, 1, 0, order)), "0,0") << "nothing is not negative";
+    }
 }
 
-TEST_F(Locale, OnlyPlainNumbersAreFormatted)
+TEST_F(Locale, OnlyPlainNumbersAreFormattedAndZerosBeyondMemoryAreCounted)
 {
     for (const wchar_t* bad : {L"", L"-", L".", L"-.", L"+1", L"1e5", L"1,5", L"1.2.3", L"1-",
                                L"--1", L" 1", L"nan", L"inf", L"1.#INF", L"\x0661"})
@@ -375,24 +350,20 @@ TEST_F(Locale, OnlyPlainNumbersAreFormatted)
     EXPECT_EQ(formatted(nullptr), "error 87");
     NUMBERFMTW without_decimal = style(0, 1, 0, 1), without_thousand = style(0, 1, 0, 1);
     without_decimal.lpDecimalSep = without_thousand.lpThousandSep = nullptr;
-    for (const NUMBERFMTW& bad :
-         {style(0, 2, 0, 1), style(0, 1, 0, 5), without_decimal, without_thousand})
-        EXPECT_EQ(formatted(L"1", bad), "error 87");
-}
-
-TEST_F(Locale, MoreZerosThanMemoryAreCountedNotMade)
-{
-    NUMBERFMTW many = style(0x7FFFFFF0, 1, 0, 1);
+    for (const NUMBERFMTW& bad : {style(0, 2, 0, 1), style(0, 1, 0, 5), without_decimal,
+                                  without_thousand, style(0xFFFFFFFF, 1, 0, 1)})
+        EXPECT_EQ(formatted(L"1.5", bad), "error 87");
+    const NUMBERFMTW many = style(0x7FFFFFF0, 1, 0, 1);
     EXPECT_EQ(formatted(L"1.5", many), "error 122");
     EXPECT_EQ(GetNumberFormatW(user, 0, L"1.5", &many, nullptr, 0), 0x7FFFFFF0 + 3);
-    many.NumDigits = 0xFFFFFFFF;
-    EXPECT_EQ(error_of(GetNumberFormatW(user, 0, L"1.5", &many, nullptr, 0)),
-              ERROR_INVALID_PARAMETER);
 }
 
 TEST_F(Locale, ConcurrentFirstUseGivesEveryThreadTheSame)
 {
-    set_locale("de_DE.UTF-8");
+    // The locale of the process, another one, is neither asked nor changed.
+    needs_locale("de_DE.UTF-8");
+    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
+    set_locale("en_US.UTF-8");
     std::vector<std::jthread> threads;
     std::vector<std::string> results(8);
     for (std::string& result : results)
@@ -403,7 +374,124 @@ TEST_F(Locale, ConcurrentFirstUseGivesEveryThreadTheSame)
                     result = date(afternoon, L"dddd, d. MMMM ") + formatted(L"-1234.5");
             });
     threads.clear();
-    EXPECT_EQ(results, std::vector<std::string>(8, "Freitag, 5. März -1.234,50"));
+    EXPECT_EQ(results, std::vector<std::string>(8, "Friday, 5. March -1,234.50"));
+    EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), "de_DE.UTF-8");
+}
+
+// Pictures without any locale.
+
+TEST(LocalePicture, StandsForTheStrftimeFormat)
+{
+    static constexpr std::pair<const char*, const char*> rows[] = {
+        {"%e.%m.%y", "d.MM.yy"},
+        {"%-d/%-m/%y", "d/M/yy"},
+        {"%D", "MM/dd/yy"},
+        {"%F", "yyyy-MM-dd"},
+        {"%A, %d. %B %Y", "dddd, dd. MMMM yyyy"},
+        {"%a %b %h", "ddd MMM MMM"},
+        {"%a, %Y.eko %bren %da", "ddd, yyyy'.eko 'MMM'ren 'dd'a'"},
+        {"%Y o'clock", "yyyy' o''clock'"},
+        {"%Oy/%Om/%Od", "yy/MM/dd"},
+        {"%d/%m/%Ey", "dd/MM/yyyy"},
+        {"%T", "HH:mm:ss"},
+        {"%R", "HH:mm"},
+        {"%k:%M:%S", "H:mm:ss"},
+        {"%r", "hh:mm:ss tt"},
+        {"%l:%M:%S %P", "h:mm:ss tt"},
+        {"%Z %I:%M:%S %p", "hh:mm:ss tt"},
+        {"%I:%M:%S %p %Z", "hh:mm:ss tt"},
+        {"kl. %H.%M %z", "'kl. 'HH.mm"},
+        {"%d%%%m", "dd%MM"},
+        {"%d%n%m%t%y", "dd MM yy"},
+        {"%d%", "dd"},
+        {"%Q%d", "dd"}};
+    for (const auto& [format, picture] : rows)
+        EXPECT_EQ(picture_from_format(format, ""), picture) << format;
+    for (const char* const nothing : {"", "%", "%E"})
+        EXPECT_EQ(picture_from_format(nothing, ""), "") << nothing;
+    EXPECT_EQ(picture_from_format("%r", "%p %I.%M"), "tt hh.mm");
+    EXPECT_EQ(picture_from_format("%r", "%r"), "") << "a format that means itself";
+}
+
+TEST(LocalePicture, HasOrderAndSeparator)
+{
+    static constexpr std::tuple<const char*, int, const char*> rows[] = {
+        {"dd. MM. yyyy", 1, ". "}, {"yyyy.MM.dd.", 2, "."},
+        {"dddd dd-MM-yy", 1, "-"}, {"dd/MM-yyyy", 1, "/"}, // the parts have separators of their own
+        {"d MMM", 1, "/"},                                 // a blank divides words, not numbers
+        {"MM'of'yyyy", 0, "of"},   {"dd----MM----yyyy", 1, "/"}, // longer than a separator may be
+        {"ddMMyyyy", 1, "/"},      {"", 0, "/"}};
+    for (const auto& [picture, order, separator] : rows)
+    {
+        const platform::DateShape shape = date_shape(picture);
+        EXPECT_EQ(std::tuple(shape.order, shape.separator), std::tuple(order, separator))
+            << picture;
+    }
+    EXPECT_EQ(time_shape("'kl. 'HH.mm").separator, ".");
+    EXPECT_EQ(time_shape("").separator, ":");
+    EXPECT_TRUE(time_shape("").hours24);
+}
+
+// Conversion by code page: lengths, terminators, refusals. (Which bytes become which characters is
+// the business of the text tests of the runtime.)
+
+int narrow(const wchar_t* text, int length, char* out, int size, UINT codePage = CP_ACP)
+{
+    return WideCharToMultiByte(codePage, 0, text, length, out, size, nullptr, nullptr);
+}
+
+int widen(const char* text, int length, wchar_t* out, int size, DWORD flags = 0,
+          UINT codePage = CP_UTF8)
+{
+    return MultiByteToWideChar(codePage, flags, text, length, out, size);
+}
+
+TEST(CodePage, LengthOfMinusOneTakesTheTerminatorAlongAndALengthIsTakenAsGiven)
+{
+    char bytes[64] = "#######";
+    wchar_t wide[64] = L"###";
+    EXPECT_EQ(narrow(L"abc", 2, bytes, 8), 2);
+    EXPECT_STREQ(bytes, "ab#####") << "no terminator is added";
+    EXPECT_EQ(widen("a\0b", 3, wide, 4), 3) << "a zero within is a character";
+    EXPECT_EQ(wide[2], L'b');
+    // ASCII takes a way of its own, which must hand over to the other at any place.
+    for (size_t lead = 0; lead < 12; ++lead)
+    {
+        const std::string text = std::string(lead, 'x') + "\u00E4" + std::string(lead, 'y');
+        const int units = widen(text.c_str(), -1, nullptr, 0);
+        EXPECT_EQ(units, static_cast<int>(2 * lead + 2));
+        EXPECT_EQ(widen(text.c_str(), -1, wide, units), units);
+        const int size = narrow(wide, -1, nullptr, 0);
+        EXPECT_EQ(narrow(wide, units, bytes, size), size);
+        EXPECT_EQ(std::string(bytes, static_cast<size_t>(size)), text + '\0');
+    }
+}
+
+TEST(CodePage, WrongArgumentsAndSmallBuffersAreRefused)
+{
+    char bytes[8] = "###";
+    wchar_t wide[8] = {L'#', L'#'};
+    EXPECT_EQ(error_of(narrow(L"abc", -1, bytes, 3)), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(bytes[3], '\0') << "nothing behind the size is touched";
+    EXPECT_EQ(error_of(widen("a\U0001F600", 5, wide, 2)), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(wide[1], L'#') << "half a character is not stored";
+    EXPECT_EQ(error_of(narrow(nullptr, -1, bytes, 8)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(narrow(L"a", 0, bytes, 8)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(narrow(L"a", -1, nullptr, 8)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(narrow(L"a", -1, bytes, -1)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(narrow(L"a", -1, bytes, 8, 1252)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(error_of(widen("a", -2, wide, 8)), ERROR_INVALID_PARAMETER);
+}
+
+TEST(CodePage, BadBytesAreReplacedUnlessTheCallerWantsToKnow)
+{
+    wchar_t wide[8];
+    EXPECT_EQ(widen("a\xFF", -1, wide, 8), 3);
+    EXPECT_EQ(test::utf8(wide), "a\uFFFD");
+    EXPECT_EQ(error_of(widen("a\xFF", -1, wide, 8, MB_ERR_INVALID_CHARS)),
+              ERROR_NO_UNICODE_TRANSLATION);
+    EXPECT_EQ(widen("a\uFFFD", -1, wide, 8, MB_ERR_INVALID_CHARS), 3)
+        << "the replacement character itself is good";
 }
 
 } // namespace

@@ -1,17 +1,25 @@
 // Modules: loading them by name and their files as data, the system's own, and those that others
-// load and unload, whose handles and resources follow.
+// load and unload, whose handles and resources follow; modules by address, the memory around an
+// address, and the process's end.
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <memory>
+#include <thread>
 #include <tuple>
 
 #include <dlfcn.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <plinth_platform_test.h>
 #include <windows.h>
 
+#include "support/child_process.h"
+#include "support/environment.h"
 #include "support/handles.h"
 #include "support/modules.h"
 #include "support/wide_text.h"
@@ -68,11 +76,7 @@ TEST(Modules, ABareNameIsFoundInTheCurrentFolderAndByTheLoader)
     EXPECT_TRUE(FreeLibrary(plugin));
     EXPECT_EQ(GetModuleHandleW(L"plugin.dll"), nullptr);
     EXPECT_EQ(error_of(GetProcAddress(plugin, "plugin_answer")), ERROR_MOD_NOT_FOUND);
-
-    const HMODULE mathematics = LoadLibraryW(L"libm.so.6");
-    ASSERT_NE(mathematics, nullptr);
-    EXPECT_NE(GetProcAddress(mathematics, "cos"), nullptr);
-    EXPECT_TRUE(FreeLibrary(mathematics));
+    EXPECT_TRUE(FreeLibrary(LoadLibraryW(L"libm.so.6")));
 }
 
 TEST(Modules, WhatTheLoaderCanNotUseSaysWhy)
@@ -88,36 +92,19 @@ TEST(Modules, WhatTheLoaderCanNotUseSaysWhy)
     EXPECT_EQ(LoadLibraryW(L""), nullptr);
 }
 
-TEST(Modules, TheProgramHasAHandleWithItsSymbolsAndName)
-{
-    const HMODULE program = GetModuleHandleW(nullptr);
-    EXPECT_NE(GetProcAddress(program, "GetProcAddress"), nullptr);
-    EXPECT_EQ(error_of(GetProcAddress(program, "no_such_symbol")), ERROR_PROC_NOT_FOUND);
-    wchar_t named[512], unnamed[512];
-    ASSERT_NE(GetModuleFileNameW(program, named, 512), 0u);
-    ASSERT_NE(GetModuleFileNameW(nullptr, unnamed, 512), 0u);
-    EXPECT_EQ(test::utf8(named), test::utf8(unnamed));
-}
-
 TEST(ModulesAsData, OnlyModuleFilesOpen)
 {
     const std::string folder = test::make_folder("data");
     test::write_file(folder + "/text", "no module at all");
     test::write_file(folder + "/empty", "");
     ASSERT_EQ(mkfifo((folder + "/pipe").c_str(), 0600), 0);
-    const std::pair<std::string, DWORD> rows[] = {
-        {folder + "/missing", ERROR_FILE_NOT_FOUND}, {folder + "/missing/x", ERROR_PATH_NOT_FOUND},
-        {folder + "/text", ERROR_BAD_EXE_FORMAT},    {folder + "/empty", ERROR_BAD_EXE_FORMAT},
-        {folder + "/pipe", ERROR_BAD_EXE_FORMAT},    {folder, ERROR_BAD_EXE_FORMAT},
-        {"/dev/zero", ERROR_BAD_EXE_FORMAT}};
-    for (const auto& [path, error] : rows)
-        EXPECT_EQ(error_of(open_as_data(test::windows_form(path))), error) << path;
-    if (geteuid() != 0)
-    {
-        const std::string secret = test::copy_module(folder, "module64.dll");
-        chmod(secret.c_str(), 0);
-        EXPECT_EQ(error_of(open_as_data(test::windows_form(secret))), ERROR_ACCESS_DENIED);
-    }
+    const auto error_of_opening = [](const std::string& path)
+    { return error_of(open_as_data(test::windows_form(path))); };
+    EXPECT_EQ(error_of_opening(folder + "/missing"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(error_of_opening(folder + "/missing/x"), ERROR_PATH_NOT_FOUND);
+    for (const std::string& path :
+         {folder + "/text", folder + "/empty", folder + "/pipe", folder, std::string("/dev/zero")})
+        EXPECT_EQ(error_of_opening(path), ERROR_BAD_EXE_FORMAT) << path;
 }
 
 TEST(ModulesAsData, HaveAHandleOfTheirOwnEachTime)
@@ -182,30 +169,6 @@ std::string text_of(HMODULE module)
 class ForeignModules : public testing::Test
 {
 protected:
-    // Loads the first module, looks at it, unloads it and lets the other one be loaded, until that
-    // one comes to the same place, as it does at once where nothing else takes it.
-    template <class LoadOther> void expect_second_in_the_place_of_first(LoadOther load_other)
-    {
-        for (int attempt = 0; attempt < 200; ++attempt)
-        {
-            HMODULE former = nullptr;
-            {
-                const auto first = load_elsewhere(m_first);
-                former = GetModuleHandleW(L"first.dll");
-                ASSERT_EQ(text_of(former), "1");
-            }
-            bool same = false;
-            load_other(
-                [&](const wchar_t* name)
-                {
-                    same = GetModuleHandleW(name) == former;
-                    EXPECT_EQ(text_of(GetModuleHandleW(name)), "2") << "attempt " << attempt;
-                });
-            if (same)
-                return;
-        }
-        FAIL() << "the place was never the same";
-    }
     const std::string m_folder = test::make_folder("foreign");
     const std::string m_first = test::copy_module(m_folder, "libfirst.so");
     const std::string m_second = test::copy_module(m_folder, "libsecond.so");
@@ -227,23 +190,6 @@ TEST_F(ForeignModules, TheHandleOfOneThatWasUnloadedIsNone)
     EXPECT_TRUE(DeleteFileW(test::windows_form(m_first))) << "its file isn't any more";
 }
 
-TEST_F(ForeignModules, OneInThePlaceOfAnotherHasItsOwnResources)
-{
-    expect_second_in_the_place_of_first(
-        [&](auto look)
-        {
-            const auto second = load_elsewhere(m_second);
-            look(L"second.dll");
-        });
-    expect_second_in_the_place_of_first(
-        [&](auto look)
-        {
-            const HMODULE second = LoadLibraryW(test::windows_form(m_second));
-            look(L"second.dll");
-            EXPECT_TRUE(FreeLibrary(second));
-        });
-}
-
 TEST_F(ForeignModules, OneThatIsLoadedAnewFromAReplacedFileHasItsNewResources)
 {
     const auto put = [&](const std::string& module)
@@ -252,16 +198,26 @@ TEST_F(ForeignModules, OneThatIsLoadedAnewFromAReplacedFileHasItsNewResources)
         std::filesystem::rename(m_folder + "/new", m_first);
     };
     const std::string original = test::module_path("libfirst.so");
-    expect_second_in_the_place_of_first(
-        [&](auto look)
+    // Until it comes to the same place, as it does at once where nothing else takes that.
+    bool same = false;
+    for (int attempt = 0; attempt < 200 && !same; ++attempt)
+    {
+        SCOPED_TRACE(attempt);
+        HMODULE former = nullptr;
         {
-            put(m_second);
-            {
-                const auto again = load_elsewhere(m_first);
-                look(L"first.dll");
-            }
-            put(original);
-        });
+            const auto first = load_elsewhere(m_first);
+            former = GetModuleHandleW(L"first.dll");
+            ASSERT_EQ(text_of(former), "1");
+        }
+        put(m_second);
+        {
+            const auto again = load_elsewhere(m_first);
+            same = GetModuleHandleW(L"first.dll") == former;
+            EXPECT_EQ(text_of(GetModuleHandleW(L"first.dll")), "2");
+        }
+        put(original);
+    }
+    EXPECT_TRUE(same) << "the place was never the same";
 }
 
 TEST_F(ForeignModules, ResourcesOfOneThatStaysLoadedStayWhereTheyAre)
@@ -284,6 +240,140 @@ TEST_F(ForeignModules, ResourcesOfOneThatStaysLoadedStayWhereTheyAre)
     load_and_unload_another();
     EXPECT_EQ(text_of(module), "2") << "may have been loaded anew, as far as one can tell";
     EXPECT_EQ(*text, '1') << "what was handed out stays";
+}
+
+int g_data = 1;
+
+MEMORY_BASIC_INFORMATION region_of(const void* address)
+{
+    MEMORY_BASIC_INFORMATION info{};
+    EXPECT_EQ(VirtualQueryEx(GetCurrentProcess(), address, &info, sizeof info), sizeof info);
+    return info;
+}
+
+HMODULE module_of(const void* address)
+{
+    return static_cast<HMODULE>(region_of(address).AllocationBase);
+}
+
+TEST(LoadedModule, HasItsLowestAddressForAHandleAndTellsItsPath)
+{
+    const HMODULE program = module_of(&g_data);
+    EXPECT_EQ(std::memcmp(reinterpret_cast<const char*>(program), "\177ELF", 4), 0);
+    for (const HMODULE handle : {program, GetModuleHandleW(nullptr), HMODULE{nullptr}})
+    {
+        wchar_t path[MAX_PATH] = {};
+        EXPECT_NE(GetModuleFileNameW(handle, path, MAX_PATH), 0u);
+        EXPECT_EQ(test::native_form(path), test::program());
+    }
+    EXPECT_NE(GetProcAddress(GetModuleHandleW(nullptr), "GetProcAddress"), nullptr);
+    EXPECT_EQ(error_of(GetProcAddress(GetModuleHandleW(nullptr), "no_such_symbol")),
+              ERROR_PROC_NOT_FOUND);
+    const HMODULE platform = module_of(reinterpret_cast<const void*>(&GetLastError));
+    ASSERT_NE(platform, program);
+    char narrow[MAX_PATH];
+    ASSERT_NE(GetModuleFileNameA(platform, narrow, MAX_PATH), 0u);
+    EXPECT_NE(std::string(narrow).find("\\libplinth_platform.so"), std::string::npos);
+
+    EXPECT_EQ(GetModuleFileNameA(platform, narrow, 8), 8u);
+    EXPECT_EQ(std::strlen(narrow), 7u) << "cut and terminated";
+    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    const auto within = reinterpret_cast<HMODULE>(reinterpret_cast<uintptr_t>(platform) + 4096);
+    EXPECT_EQ(error_of(GetModuleFileNameA(within, narrow, MAX_PATH)), ERROR_MOD_NOT_FOUND);
+}
+
+TEST(LoadedModule, IsFoundByItsNameInTheFormsOfBothSystems)
+{
+    const HMODULE platform = module_of(reinterpret_cast<const void*>(&GetLastError));
+    for (const wchar_t* const name :
+         {L"PLINTH_PLATFORM.DLL", L"plinth_platform.dll", L"libplinth_platform.dll",
+          L"libplinth_platform.so.0", L"Plinth_Platform"})
+        EXPECT_EQ(GetModuleHandleW(name), platform) << test::utf8(name);
+    for (const wchar_t* const name : {L"plinth_plat.dll", L"plinth_platform.exe", L".dll", L""})
+        EXPECT_EQ(error_of(GetModuleHandleW(name)), ERROR_MOD_NOT_FOUND) << test::utf8(name);
+}
+
+TEST(MemoryRegion, TellsImagesMemoryAndGapsApart)
+{
+    EXPECT_EQ(region_of(&g_data).Type, MEM_IMAGE);
+    EXPECT_EQ(region_of(&g_data).Protect, PAGE_READWRITE);
+    EXPECT_EQ(region_of(reinterpret_cast<const void*>(&region_of)).Protect, PAGE_EXECUTE_READ);
+
+    char* const pages =
+        static_cast<char*>(mmap(nullptr, 3 * 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    ASSERT_EQ(mprotect(pages, 4096, PROT_NONE), 0);
+    ASSERT_EQ(munmap(pages + 2 * 4096, 4096), 0);
+    EXPECT_EQ(region_of(pages).Protect, PAGE_NOACCESS);
+    const MEMORY_BASIC_INFORMATION second = region_of(pages + 4096 + 7);
+    EXPECT_EQ(std::tuple(second.Type, second.State, second.Protect),
+              std::tuple(MEM_PRIVATE, MEM_COMMIT, PAGE_READONLY));
+    EXPECT_EQ(second.BaseAddress, pages + 4096);
+    EXPECT_EQ(region_of(nullptr).State, MEM_FREE);
+    EXPECT_EQ(region_of(nullptr).AllocationBase, nullptr);
+    munmap(pages, 2 * 4096);
+}
+
+TEST(MemoryRegion, RefusesOtherProcessesSmallRecordsAndFailures)
+{
+    MEMORY_BASIC_INFORMATION info{};
+    const HANDLE own = GetCurrentProcess();
+    EXPECT_EQ(error_of(VirtualQueryEx(nullptr, &g_data, &info, 48)), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(error_of(VirtualQueryEx(own, &g_data, &info, 47)), ERROR_INSUFFICIENT_BUFFER);
+    PlinthTestFail("open", 1, 1, EMFILE);
+    EXPECT_EQ(error_of(VirtualQueryEx(own, &g_data, &info, 48)), ERROR_TOO_MANY_OPEN_FILES);
+    PlinthTestReset();
+}
+
+TEST(NarrowNames, OpenTheSameFilesAsWideOnes)
+{
+    const std::string file = test::make_folder("narrow") + "/\xc3\xa4.txt";
+    test::write_file(file, "x");
+    const auto open = [](const char* path)
+    {
+        return error_of(HANDLE{test::Handle(
+            CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr))});
+    };
+    EXPECT_EQ(open(test::windows_form(file).utf8().c_str()), 0u);
+    EXPECT_EQ(open(nullptr), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(open(std::string(5'000, 'x').c_str()), ERROR_FILENAME_EXCED_RANGE);
+}
+
+TEST(NarrowMessages, AreTheTextsOfSystemErrors)
+{
+    const auto format = [](DWORD flags, void* buffer, DWORD size)
+    {
+        return FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | flags, nullptr, ERROR_ACCESS_DENIED, 0,
+                              static_cast<char*>(buffer), size, nullptr);
+    };
+    char text[64];
+    EXPECT_EQ(format(0, text, sizeof text), 19u);
+    EXPECT_STREQ(text, "Access is denied.\r\n");
+    EXPECT_EQ(error_of(format(0, text, 19)), ERROR_INSUFFICIENT_BUFFER);
+    char* allocated = nullptr;
+    EXPECT_EQ(format(FORMAT_MESSAGE_ALLOCATE_BUFFER, &allocated, 0), 19u);
+    EXPECT_STREQ(allocated, text);
+    LocalFree(allocated);
+}
+
+int end_from_thread(int, char** argv)
+{
+    std::atexit([] { test::say("at exit"); });
+    if (std::string(argv[0]) == "again")
+        std::atexit([] { ExitProcess(9); });
+    std::thread([] { ExitProcess(7); }).detach();
+    for (;;)
+        pause();
+}
+const test::ChildMain end_from_thread_main("end-from-thread", end_from_thread);
+
+TEST(ExitProcess, EndsInOrderFromAnyThreadAndAtOnceFromWithinTheEnd)
+{
+    test::ChildProcess once("end-from-thread", {"once"});
+    EXPECT_EQ(once.line(), "at exit");
+    EXPECT_EQ(once.wait(), 7);
+    test::ChildProcess again("end-from-thread", {"again"});
+    EXPECT_EQ(again.line(), "") << "handlers that were still to run don't";
+    EXPECT_EQ(again.wait(), 9);
 }
 
 } // namespace

@@ -69,29 +69,10 @@ int hold_events(int, char**)
 }
 const test::ChildMain g_hold_events("hold_events", hold_events);
 
-class Holder : public ChildProcess
-{
-public:
-    Holder() : ChildProcess("hold_events") { EXPECT_EQ(line(), "0"); }
-};
-
-size_t shared_objects()
-{
-    size_t count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(PlinthTestSharedFolder()))
-    {
-        const std::string name = entry.path().filename();
-        count += name.starts_with("e-") || name.starts_with("m-");
-    }
-    return count;
-}
-
 } // namespace
 
 TEST(NamedObject, TheSecondCreatorJoinsTheObjectAsItIsUntilTheLastHandleIsClosed)
 {
-    const Handle other = event("other");
-    const size_t before = shared_objects();
     Handle first = event("door", true, true);
     Handle second = event("door", false, false);
     EXPECT_EQ(made(first), "new, signalled");
@@ -102,7 +83,8 @@ TEST(NamedObject, TheSecondCreatorJoinsTheObjectAsItIsUntilTheLastHandleIsClosed
     EXPECT_EQ(open_error("door"), 0u);
     second.close();
     EXPECT_EQ(open_error("door"), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(shared_objects(), before) << "nothing is left in shared memory";
+    for (const auto& entry : std::filesystem::directory_iterator(PlinthTestSharedFolder()))
+        EXPECT_FALSE(entry.path().filename().string().starts_with("e-")) << entry;
 }
 
 TEST(NamedObject, NamesAreToldApartByEachCharacter)
@@ -132,9 +114,10 @@ TEST(NamedObject, ANameOfAnotherKindIsRefused)
     EXPECT_EQ(open_error("page"), ERROR_INVALID_HANDLE);
 }
 
-TEST(NamedObject, SignalsPassBetweenProcesses)
+TEST(NamedObject, SignalsPassBetweenProcessesAndAKilledHolderHoldsNothing)
 {
-    const Holder other;
+    ChildProcess other("hold_events");
+    EXPECT_EQ(other.line(), "0");
     const Handle ping = event("ping");
     const Handle pong = event("pong");
     EXPECT_EQ(ping.error(), ERROR_ALREADY_EXISTS);
@@ -144,23 +127,11 @@ TEST(NamedObject, SignalsPassBetweenProcesses)
         ASSERT_EQ(WaitForSingleObject(pong, 60'000), WAIT_OBJECT_0);
     }
     EXPECT_FALSE(is_signalled(pong));
-}
-
-TEST(NamedObject, WhatAKilledHolderLeftIsMadeAnew)
-{
-    Holder other;
     EXPECT_EQ(open_error("door"), 0u);
     other.finish(SIGKILL);
+    EXPECT_EQ(made(event("ping")), "joined") << "outlives its creator with its other holder";
     EXPECT_EQ(open_error("door"), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(made(event("door")), "new") << "the dead one's was signalled";
-}
-
-TEST(NamedObject, AnObjectOutlivesItsKilledCreatorWithItsOtherHolder)
-{
-    Holder other;
-    const Handle joined = event("door");
-    other.finish(SIGKILL);
-    EXPECT_EQ(made(event("door")), "joined, signalled");
 }
 
 // A dead holder's memory may be mapped elsewhere: emptying it would kill those who touch it.

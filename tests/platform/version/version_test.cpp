@@ -6,9 +6,11 @@
 
 #include <windows.h>
 
+#include "support/handles.h"
 #include "support/modules.h"
 #include "support/wide_text.h"
 
+using test::error_of;
 using test::Wide;
 
 namespace
@@ -81,7 +83,7 @@ TEST(VersionBlock, GivesItsValuesByTheirPath)
     }
 }
 
-TEST(VersionBlock, AFileWithoutOneSaysSo)
+TEST(VersionBlock, AFileWithoutOneOrACallWithoutRoomSaysSo)
 {
     const Wide path = module("plain64.dll");
     DWORD handle = 7;
@@ -91,6 +93,9 @@ TEST(VersionBlock, AFileWithoutOneSaysSo)
     char block[100];
     EXPECT_FALSE(GetFileVersionInfoW(path, 0, sizeof block, block));
     EXPECT_EQ(GetFileVersionInfoSizeW(nullptr, nullptr), 0u);
+    const Wide good = module("module64.dll");
+    EXPECT_EQ(error_of(GetFileVersionInfoW(good, 0, 100, nullptr)), ERROR_INVALID_DATA);
+    EXPECT_EQ(error_of(GetFileVersionInfoW(good, 0, 1, block)), ERROR_INSUFFICIENT_BUFFER);
 }
 
 // Each length and count of a block in turn: entries of no length, of odd lengths, longer than what
@@ -113,6 +118,10 @@ TEST(VersionBlock, APartOfOneIsReadAsFarAsItGoesAndLengthsThatLieLeadNowhere)
             std::memcpy(bad.data() + at, &value, sizeof value);
             look_at(bad);
         }
+    std::vector<char> odd = good;
+    const uint16_t within_a_character = 6 + 2 * 3 + 1; // of the key, which begins at 6
+    std::memcpy(odd.data(), &within_a_character, sizeof within_a_character);
+    EXPECT_EQ(text_at(odd, L"\\"), "(none)");
 }
 
 } // namespace

@@ -1,5 +1,7 @@
-// Waiting for the last instructions of detached threads.
+// Sleeping at the module's grain, and waiting for the last instructions of detached threads.
 #include <atomic>
+#include <cerrno>
+#include <chrono>
 
 #include <gtest/gtest.h>
 
@@ -52,6 +54,23 @@ void start_ending_thread()
 }
 
 } // namespace
+
+TEST(Delay, IsRoundedUpToWholeMilliseconds)
+{
+    using namespace std::chrono_literals;
+    // The last fills the second.
+    for (const long nanoseconds : {0L, 5'000L, 1'000'000L, 1'000'001L, 20'000'000L, 999'999'999L})
+    {
+        const timespec interval{0, nanoseconds};
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(pthread_delay_np(&interval), 0);
+        const auto least = (nanoseconds + 999'999) / 1'000'000 * 1ms;
+        EXPECT_GE(std::chrono::steady_clock::now() - start, least) << nanoseconds << " ns";
+    }
+    EXPECT_EQ(pthread_delay_np(nullptr), EINVAL);
+    for (const timespec interval : {timespec{-1, 0}, timespec{0, -1}, timespec{0, 1'000'000'000}})
+        EXPECT_EQ(pthread_delay_np(&interval), EINVAL);
+}
 
 TEST(EndingThreadsConcurrent, AreWaitedForUntilTheirLastObjectHasGone)
 {
