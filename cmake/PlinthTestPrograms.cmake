@@ -6,7 +6,7 @@
 # without the library above them, which would open a log and trace as it loads.
 #
 # Most of what a test file costs the compiler is the same headers each time, so they are compiled once
-# for all programs (support/precompiled.h). A program with other compiler options, such as those that
+# for all programs (support/test.h). A program with other compiler options, such as those that
 # Qt asks for, can't use that: HEADERS names what it precompiles itself.
 function(plinth_add_test name library)
   cmake_parse_arguments(PARSE_ARGV 2 own "" "" "HEADERS")

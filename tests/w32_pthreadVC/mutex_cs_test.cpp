@@ -1,9 +1,6 @@
 // The plain lock.
-#include <cerrno>
-#include <thread>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_pthreadVC.h>
 

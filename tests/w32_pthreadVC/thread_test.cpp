@@ -1,9 +1,6 @@
 // Sleeping at the module's grain, and waiting for the last instructions of detached threads.
-#include <atomic>
-#include <cerrno>
-#include <chrono>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_pthreadVC.h>
 

@@ -1,14 +1,8 @@
 // Events in the system's log.
-#include <cerrno>
-#include <utility>
 
 #include <syslog.h>
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
-
-#include <plinth_platform_test.h>
+#include "support/test.h"
 
 #include "support/refusal.h"
 #include "support/system_log.h"

@@ -1,17 +1,10 @@
 // Access lists of files, and lists by themselves.
-#include <cstring>
 #include <tuple>
-#include <utility>
-#include <vector>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
-
-#include <plinth_platform_test.h>
+#include "support/test.h"
 
 #include "support/environment.h"
 #include "support/refusal.h"

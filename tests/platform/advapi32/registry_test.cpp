@@ -1,12 +1,6 @@
-#include <cerrno>
-#include <filesystem>
 #include <tuple>
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
-
-#include <plinth_platform_test.h>
+#include "support/test.h"
 
 #include "support/processes.h"
 

@@ -1,16 +1,11 @@
 // The list view in report mode, through its messages; its cost; what a display is told; and editing
 // its labels.
-#include <functional>
-#include <string>
-#include <vector>
 
 #include <malloc.h>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <commctrl.h>
-#include <plinth_platform_test.h>
-#include <windows.h>
 
 #include "support/list_messages.h"
 #include "support/refusal.h"

@@ -1,20 +1,12 @@
 // Modules, symbols and lines by address, and walks of the calling thread's stack.
-#include <cerrno>
 #include <csignal>
 #include <cstdint>
-#include <cstring>
-#include <filesystem>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include <dlfcn.h>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <dbghelp.h>
-#include <plinth_platform_test.h>
-#include <windows.h>
 
 #include "support/environment.h"
 #include "support/refusal.h"

@@ -3,26 +3,12 @@
 // The library says a word on the channel while a process loads it: children are loaded before the
 // listener that counts texts is there. Time appears only as a share of what would pass if each text
 // waited its 500 ms.
-#include <algorithm>
-#include <cerrno>
-#include <chrono>
-#include <cstring>
-#include <map>
-#include <memory>
 #include <set>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
 
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
-
-#include <plinth_platform_test.h>
+#include "support/test.h"
 
 #include "support/child_process.h"
 #include "support/environment.h"

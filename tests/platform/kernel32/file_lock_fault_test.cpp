@@ -1,5 +1,5 @@
 // A lock of a range when there is no memory to note it.
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include "support/environment.h"
 #include "support/handles.h"

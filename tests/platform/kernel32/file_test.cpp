@@ -1,19 +1,11 @@
 // Share modes, locks and removal between processes; copying, moving and deleting by name: what
 // stays, what goes, and what stands in the way; mappings, and the room that a file is given.
-#include <cerrno>
-#include <chrono>
-#include <cstdio>
-#include <filesystem>
-#include <utility>
-#include <vector>
 
 #include <sys/stat.h>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
-#include <plinth_platform_test.h>
 #include <tchar.h>
-#include <windows.h>
 
 #include "support/child_process.h"
 #include "support/entries.h"

@@ -1,14 +1,8 @@
 // The locale functions in real locales: what the users of each read and write; code pages.
 #include <clocale>
-#include <thread>
 #include <tuple>
-#include <utility>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include <plinth_platform_test.h>
-#include <windows.h>
+#include "support/test.h"
 
 #include "kernel32/locale_picture.h"
 

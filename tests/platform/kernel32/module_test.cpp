@@ -1,11 +1,6 @@
 // Modules: loading them by name and their files as data, the system's own, and those that others
 // load and unload, whose handles and resources follow; modules by address, the memory around an
 // address, and the process's end.
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <memory>
-#include <thread>
 #include <tuple>
 
 #include <dlfcn.h>
@@ -13,10 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include <plinth_platform_test.h>
-#include <windows.h>
+#include "support/test.h"
 
 #include "support/child_process.h"
 #include "support/environment.h"

@@ -1,18 +1,10 @@
 // Named events and mappings between processes, and what remains of holders that were killed.
-#include <atomic>
-#include <filesystem>
-#include <string>
-#include <thread>
 
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
-
-#include <plinth_platform_test.h>
+#include "support/test.h"
 
 #include "support/child_process.h"
 #include "support/environment.h"

@@ -1,14 +1,9 @@
 // Paths as callers give them, and what comes back; directory searches: what matches, in which
 // order, with which data.
-#include <cstdlib>
-#include <filesystem>
-#include <utility>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_platform.h>
-#include <windows.h>
 
 #include "support/environment.h"
 #include "support/handles.h"

@@ -1,17 +1,11 @@
 // Resources of module files: finding them by type, name and language, adding, replacing and
 // removing them, and trees that are not sound.
-#include <cerrno>
-#include <filesystem>
-#include <memory>
 #include <tuple>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include <plinth_platform_test.h>
-#include <windows.h>
+#include "support/test.h"
 
 #include "support/entries.h"
 #include "support/handles.h"

@@ -1,20 +1,14 @@
 // Handles, events within one process, waiting and critical sections; threads: their handles, their
 // ends, the ends others make for them, and their priorities.
-#include <atomic>
-#include <cerrno>
 #include <csignal>
-#include <thread>
-#include <vector>
 
 #include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
-#include <plinth_platform_test.h>
 #include <process.h>
-#include <windows.h>
 
 #include "support/handles.h"
 

@@ -1,13 +1,7 @@
 // File times, calendar times and local time; sleeping and the performance counter.
-#include <cstdlib>
 #include <tuple>
-#include <utility>
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
-
-#include <plinth_platform_test.h>
+#include "support/test.h"
 
 namespace
 {

@@ -4,16 +4,12 @@
 #include <climits>
 #include <cmath>
 #include <cstdarg>
-#include <cstring>
 #include <limits>
 #include <random>
-#include <string>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <tchar.h>
-#include <windows.h>
 
 #include "support/wide_text.h"
 

@@ -1,22 +1,15 @@
 // Numbers in 16-bit text; swscanf, which reads them by the same parser; and the floating-point
 // control word, read by the C library's own functions beside.
-#include <cerrno>
 #include <cfenv>
 #include <climits>
 #include <clocale>
-#include <cstdio>
 #include <sstream>
-#include <string>
-#include <thread>
 #include <tuple>
-#include <utility>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <float.h>
 #include <tchar.h>
-#include <windows.h>
 
 #include "support/needs.h"
 #include "support/wide_text.h"

@@ -1,19 +1,13 @@
 // Paths, and opening files as streams of the runtime library: what is opened, what is refused, and
 // that a file which others hold against it stays as it is.
-#include <cerrno>
-#include <cstdio>
-#include <filesystem>
-#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
-#include <plinth_platform_test.h>
 #include <tchar.h>
-#include <windows.h>
 
 #include "support/entries.h"
 #include "support/environment.h"

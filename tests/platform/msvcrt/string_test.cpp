@@ -1,14 +1,10 @@
 // The 16-bit string functions, and what of them differs from the obvious.
-#include <algorithm>
-#include <utility>
-#include <vector>
 
 #include <sys/mman.h>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <tchar.h>
-#include <windows.h>
 
 #include "support/wide_text.h"
 

@@ -1,16 +1,10 @@
 // Calendar time and random numbers of the runtime library.
-#include <algorithm>
-#include <cstdlib>
 #include <set>
-#include <thread>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
-#include <plinth_platform_test.h>
 #include <sys/timeb.h>
 #include <tchar.h>
-#include <windows.h>
 
 #include "support/wide_text.h"
 

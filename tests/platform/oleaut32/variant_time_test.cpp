@@ -1,8 +1,7 @@
 // Calendar time and the automation layer's date.
 #include <cmath>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <oleauto.h>
 

@@ -1,14 +1,10 @@
 // The machine's memory as the kernel tells it, inside control groups and out of them.
-#include <string>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <unistd.h>
 
 #include <sys/resource.h>
-
-#include <windows.h>
 
 #include <psapi.h>
 

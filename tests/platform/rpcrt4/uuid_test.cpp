@@ -1,11 +1,5 @@
-#include <cerrno>
-#include <cstring>
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
-
-#include <plinth_platform_test.h>
+#include "support/test.h"
 
 namespace
 {

@@ -1,12 +1,8 @@
 // Opening a document with the desktop's program, and the user's folders.
-#include <cstdlib>
-#include <filesystem>
 
 #include <sys/stat.h>
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
+#include "support/test.h"
 
 #include <shellapi.h>
 #include <shlobj.h>

@@ -1,19 +1,12 @@
 // Message boxes: prepared answers, the terminal, and neither.
-#include <cerrno>
 #include <csignal>
-#include <cstdlib>
-#include <string>
 
 #include <pty.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
-
-#include <plinth_platform_test.h>
+#include "support/test.h"
 
 #include "support/environment.h"
 #include "support/refusal.h"

@@ -1,16 +1,8 @@
 // The queue of a thread: what comes out, in which order, and who may put in; and message timers.
-#include <algorithm>
-#include <atomic>
-#include <map>
 #include <set>
-#include <thread>
 #include <tuple>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include <plinth_platform_test.h>
-#include <windows.h>
+#include "support/test.h"
 
 #include "support/refusal.h"
 

@@ -1,14 +1,8 @@
 // Messages between threads: answers, limits, threads that hang, end or are terminated.
-#include <atomic>
-#include <functional>
-#include <thread>
-#include <vector>
 
 #include <process.h>
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
+#include "support/test.h"
 
 #include "support/refusal.h"
 #include "support/soak.h"

@@ -1,17 +1,10 @@
 // Windows of one thread and their classes: their life, their messages in order, what they hold and
 // refuse.
-#include <atomic>
 #include <cstdint>
-#include <map>
-#include <string>
-#include <thread>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <commctrl.h>
-#include <plinth_platform_test.h>
-#include <windows.h>
 
 #include "support/refusal.h"
 #include "support/wide_text.h"

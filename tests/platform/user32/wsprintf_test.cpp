@@ -1,11 +1,9 @@
 // The user interface's print functions differ from the runtime's in their limit alone.
 #include <cstdarg>
-#include <cstring>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <tchar.h>
-#include <windows.h>
 
 #include "support/wide_text.h"
 

@@ -1,10 +1,6 @@
 // Version blocks, good ones and bad ones.
-#include <cstring>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
+#include "support/test.h"
 
 #include "support/handles.h"
 #include "support/modules.h"

@@ -1,16 +1,9 @@
 // The multimedia clock and its timers.
-#include <algorithm>
-#include <atomic>
 #include <semaphore>
-#include <thread>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
+#include "support/test.h"
 
 #include <mmsystem.h>
-#include <plinth_platform_test.h>
 
 #include "support/scarce_memory.h"
 

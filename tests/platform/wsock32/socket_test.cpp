@@ -1,19 +1,10 @@
 // What the stand-in's sockets add to this system's: any number in a set, ends that wake, errors.
-#include <cerrno>
 #include <csignal>
-#include <filesystem>
-#include <thread>
 #include <type_traits>
-#include <utility>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <sys/resource.h>
-
-#include <windows.h>
-
-#include <plinth_platform_test.h>
 
 #include <winsock.h>
 

@@ -1,12 +1,10 @@
 // Log files and lines as records, written by the tests' own code; times of records, their rate, and
 // the names of processes.
-#include <filesystem>
-#include <fstream>
 #include <set>
 
 #include <unistd.h>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include "failure.h"
 #include "line_format.h"

@@ -1,6 +1,6 @@
 // What is kept, what is shown, and what is said about the rest; which records pass, what is
 // highlighted, and patterns that would never end.
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include "bookmarks.h"
 #include "filter.h"

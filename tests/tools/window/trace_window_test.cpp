@@ -1,7 +1,6 @@
 // The viewer's window on a display of the test's own, looked at through its widgets and models.
-#include <fstream>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <QApplication>
 #include <QComboBox>

@@ -3,17 +3,9 @@
 //
 // What a text costs its writer is counted in waits rather than measured: each wait for a listener
 // has a length that the channel has chosen.
-#include <algorithm>
 #include <array>
-#include <atomic>
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
 
-#include <gtest/gtest.h>
-
-#include <plinth_platform_test.h>
+#include "support/test.h"
 
 #include "debug_windows.h"
 #include "support/child_process.h"

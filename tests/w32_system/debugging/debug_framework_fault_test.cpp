@@ -1,13 +1,7 @@
 // The debug framework as a whole: from the channel into windows, what can go wrong, and threads
 // that have to be terminated, where a termination only starts the end of a thread.
-#include <atomic>
-#include <cerrno>
-#include <memory>
-#include <thread>
 
-#include <gtest/gtest.h>
-
-#include <plinth_platform_test.h>
+#include "support/test.h"
 
 #include "debug_windows.h"
 #include "support/entries.h"

@@ -1,5 +1,5 @@
 // The cache of texts, which text goes to which window, and what a row of it looks like.
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include "debug_windows.h"
 

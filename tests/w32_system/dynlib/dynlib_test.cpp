@@ -1,6 +1,6 @@
 // Loading modules and finding their symbols; sections and patch numbers of module files, good ones
 // and bad ones.
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include "support/files.h"
 #include "support/modules.h"

@@ -1,12 +1,6 @@
 // The example of docs/how-tests-work.md: the same call when the disk is full.
-#include <cerrno>
-#include <filesystem>
-
-#include <gtest/gtest.h>
-
-#include <plinth_platform_test.h>
-
 #include "support/files.h"
+#include "support/test.h"
 
 namespace
 {

@@ -1,7 +1,6 @@
 // The example of docs/how-tests-work.md: a test of what users see.
-#include <gtest/gtest.h>
-
 #include "support/files.h"
+#include "support/test.h"
 
 namespace
 {

@@ -1,6 +1,6 @@
 // The resources of the program itself: its log follows them, and they load like those of a module.
 // This test program has some (tests/CMakeLists.txt).
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include "support/files.h"
 #include "support/wide_text.h"

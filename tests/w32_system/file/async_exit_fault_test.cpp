@@ -1,9 +1,7 @@
 // Ends of a process that has asynchronous transfers in flight.
-#include <cstdlib>
 #include <semaphore>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include "support/files.h"
 #include "support/processes.h"

@@ -1,6 +1,5 @@
-#include <cstring>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include "support/wide_text.h"
 #include <plinth_w32_system.h>

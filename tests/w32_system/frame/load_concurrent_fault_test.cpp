@@ -1,13 +1,10 @@
 // Loading and unloading: in a process of its own for each test, as what is seen is the log that the
 // process leaves.
-#include <atomic>
-#include <regex>
-#include <thread>
 
 #include <dlfcn.h>
 #include <pthread.h>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
 

@@ -1,9 +1,7 @@
 // What the locale functions do when the system's calls fail.
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
-
-#include <plinth_platform_test.h>
 
 #include "support/user_locale.h"
 

@@ -1,7 +1,6 @@
 // The three forms of the user's date and time conventions, in real locales.
-#include <string>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
 

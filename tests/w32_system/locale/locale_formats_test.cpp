@@ -1,10 +1,8 @@
 // What holds in every locale, whatever the user's is.
-#include <algorithm>
 #include <climits>
 #include <tuple>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
 

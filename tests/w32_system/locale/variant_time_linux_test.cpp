@@ -1,12 +1,9 @@
 // Local time to variant time over the changes of the clock, as the C library knows them from the
 // zone database.
 #include <cmath>
-#include <cstdlib>
 #include <ctime>
-#include <string>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
 

@@ -1,8 +1,6 @@
 // The limits for large documents on machines of a test's making.
-#include <string>
-#include <utility>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
 

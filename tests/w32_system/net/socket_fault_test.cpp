@@ -1,7 +1,6 @@
 // Streams over a system that moves few bytes at once.
-#include <string>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include "support/faults.h"
 #include "support/loopback.h"

@@ -1,9 +1,7 @@
 // Every socket function over real sockets on the loopback interface.
-#include <cstring>
-#include <string>
 #include <tuple>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
 

@@ -1,8 +1,6 @@
 // Without what the system may lack everything else works the same; and what outlives a process.
-#include <cerrno>
-#include <thread>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
 

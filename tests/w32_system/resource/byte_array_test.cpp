@@ -1,8 +1,7 @@
 // The growable buffer: sizes, allocation, the cursor.
-#include <string>
 #include <tuple>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
 

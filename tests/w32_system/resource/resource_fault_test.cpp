@@ -1,10 +1,6 @@
 // The failures of copying resources that only a failing system call, or a strange data file, shows.
-#include <cerrno>
-#include <filesystem>
 
-#include <gtest/gtest.h>
-
-#include <plinth_platform_test.h>
+#include "support/test.h"
 
 #include "support/files.h"
 #include "support/modules.h"

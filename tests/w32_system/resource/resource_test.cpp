@@ -1,7 +1,6 @@
 // Data files into modules and out of them, loading what is there, and who owns what was loaded.
-#include <filesystem>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include "support/files.h"
 #include "support/modules.h"

@@ -1,9 +1,7 @@
 // Numbers in the user's form, in real locales.
-#include <string>
 #include <tuple>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
 

@@ -1,13 +1,9 @@
 // Numbers as text without a locale, and what refuses. With locales: number_text_linux_test.cpp.
-#include <algorithm>
 #include <climits>
 #include <cmath>
-#include <cstring>
-#include <string>
 #include <tuple>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
 

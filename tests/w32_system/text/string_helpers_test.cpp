@@ -1,8 +1,7 @@
 // Helpers for strings, and UUIDs as text.
-#include <string>
 #include <unordered_set>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
 

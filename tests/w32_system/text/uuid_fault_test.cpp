@@ -1,6 +1,5 @@
-#include <gtest/gtest.h>
+#include "support/test.h"
 
-#include <plinth_platform_test.h>
 #include <plinth_w32_system.h>
 
 namespace

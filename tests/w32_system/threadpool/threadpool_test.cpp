@@ -1,8 +1,6 @@
-#include <atomic>
 #include <deque>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include "calls.h"
 #include "support/soak.h"

@@ -1,6 +1,6 @@
 #include <cmath>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
 

@@ -1,15 +1,11 @@
 // Timers of all kinds set, killed and waited for by many threads at once, with what they hold
 // counted.
-#include <chrono>
 #include <climits>
 #include <deque>
 #include <future>
 #include <random>
-#include <thread>
-#include <vector>
 
-#include <gtest/gtest.h>
-#include <windows.h>
+#include "support/test.h"
 
 #include <mmsystem.h>
 

@@ -1,13 +1,8 @@
 // What the system refuses, the texts of the reports, and the rules of time on a clock of the test's
 // own.
-#include <cerrno>
-#include <string>
 #include <tuple>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include <plinth_platform_test.h>
+#include "support/test.h"
 
 #include "instead.h"
 #include "support/processes.h"

@@ -1,10 +1,7 @@
 // Timers of all kinds, as an application sees them.
 #include <cfloat>
-#include <thread>
-#include <utility>
-#include <vector>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include "timer_calls.h"
 

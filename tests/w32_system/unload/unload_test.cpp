@@ -2,15 +2,12 @@
 // of a multimedia timer, right after the end of a thread pool, and after it has shown debug
 // windows. This program isn't linked to the library, so that closing it really takes it out of the
 // process.
-#include <atomic>
-#include <filesystem>
-#include <thread>
 
 #include <dlfcn.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <plinth_w32_system.h>
 

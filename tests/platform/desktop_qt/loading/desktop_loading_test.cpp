@@ -1,14 +1,7 @@
 // When the user interface library is loaded, and when not.
 #include <clocale>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <thread>
 
-#include <gtest/gtest.h>
-
-#include <windows.h>
+#include "support/test.h"
 
 #include <commctrl.h>
 

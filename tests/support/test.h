@@ -1,10 +1,14 @@
-// What most test files include, compiled once for all test programs. A test file names what it uses
-// itself: this only saves time.
+// What nearly every test needs: the test library, the stand-in with its test interface, the usual
+// parts of the C++ library. Compiled once for all test programs (cmake/PlinthTestPrograms.cmake). A
+// test file includes this, and itself what it needs beyond.
 #pragma once
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -14,6 +18,7 @@
 #include <regex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
