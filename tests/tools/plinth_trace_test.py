@@ -255,6 +255,7 @@ class Keys(unittest.TestCase):
         self.process = subprocess.Popen(
             [*command, *arguments], stdin=self.theirs, stdout=self.theirs, stderr=self.theirs,
             cwd=ROOT, start_new_session=True,
+            env={**os.environ, "TERM": "xterm"},  # one with colours, whatever runs the tests
             preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
         self.addCleanup(self.clean_up, self.process, self.terminal, self.theirs)
         self.until("shows keys")
