@@ -13,11 +13,17 @@ inline thread_local unsigned t_failing_allocation = 0;
 
 } // namespace test
 
-void* operator new(size_t size)
+void* operator new(size_t size, const std::nothrow_t&) noexcept
 {
     const bool fails = test::t_failing_allocation != 0 && --test::t_failing_allocation == 0;
-    void* const memory = fails ? nullptr : std::malloc(size);
-    return memory ? memory : throw std::bad_alloc();
+    return fails ? nullptr : std::malloc(size);
+}
+
+void* operator new(size_t size)
+{
+    if (void* const memory = operator new(size, std::nothrow))
+        return memory;
+    throw std::bad_alloc();
 }
 
 // Not inline: the compiler would see free() beside the new of a caller, and take it for a mistake.

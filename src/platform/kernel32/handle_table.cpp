@@ -51,7 +51,10 @@ struct FreeList
 
 FreeList& free_list()
 {
-    static FreeList& only = *new FreeList; // handles live until the very end of the process
+    // Never destroyed: handles live until the very end of the process. And not on the heap: who
+    // brings an object must not lose it for want of memory.
+    alignas(FreeList) static unsigned char memory[sizeof(FreeList)];
+    static FreeList& only = *new (memory) FreeList;
     return only;
 }
 

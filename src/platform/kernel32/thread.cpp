@@ -134,7 +134,10 @@ void* run_thread(void* argument)
 // 0 or a system error.
 DWORD launch_thread(ThreadStart start, void* argument, size_t stack_size, const StatePointer& state)
 {
-    auto launch = std::make_unique<Launch>(Launch{state, start, argument});
+    // Nothing is thrown: the caller has a handle to give back.
+    std::unique_ptr<Launch> launch(new (std::nothrow) Launch{state, start, argument});
+    if (!launch)
+        return ERROR_NOT_ENOUGH_MEMORY;
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
