@@ -1,7 +1,8 @@
-// Allocations that fail, for code that has to give back what it took before. The operators below
-// take the place of the C++ library's in the whole program: include this in one file of it.
+// Allocations that fail or are counted. The operators below replace the C++ library's in the whole
+// program, so only one file of a program may include this.
 #pragma once
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -10,13 +11,18 @@ namespace test
 
 // The n-th operator new of this thread from now fails; 0 for none.
 inline thread_local unsigned t_failing_allocation = 0;
+// Each operator new of this thread fails.
+inline thread_local bool t_allocations_fail = false;
+// Calls of operator new by all threads.
+inline std::atomic<int> g_allocations{0};
 
 } // namespace test
 
 void* operator new(size_t size, const std::nothrow_t&) noexcept
 {
-    const bool fails = test::t_failing_allocation != 0 && --test::t_failing_allocation == 0;
-    return fails ? nullptr : std::malloc(size);
+    ++test::g_allocations;
+    const bool is_the_nth = test::t_failing_allocation != 0 && --test::t_failing_allocation == 0;
+    return is_the_nth || test::t_allocations_fail ? nullptr : std::malloc(size);
 }
 
 void* operator new(size_t size)

@@ -272,7 +272,7 @@ TEST_F(ListView, ATextIsSafeAlthoughItsSenderHasGivenUp)
 
 // ---- labels: what the parent is asked and told, and what becomes of the text
 
-// What the parent does in a notification, and what it was told.
+// What the parent does in a notification, and the notifications that it received.
 std::function<LRESULT(const NMLVDISPINFOW&)> g_answer;
 std::vector<std::string> g_notified;
 

@@ -22,7 +22,7 @@ using test::ChildProcess;
 using test::error_of;
 using test::Handle;
 
-// Opens a file as told, says so, and holds it until it is killed.
+// Opens a file with the given access, reports that, and holds the file until it is killed.
 int hold_file(int, char** argv)
 {
     const Handle file(test::open_file(test::Wide(argv[0]), static_cast<DWORD>(std::stoul(argv[1])),

@@ -151,7 +151,7 @@ protected:
 TEST_F(Find, GivesNamesInTheOrderOfTheirCapitals)
 {
     make({"b", "A", "a_", "aB", "_", "\xc3\xa9", "\xc3\x89X", "Z10", "z9"});
-    // '_' stands behind the capitals, which is what is compared.
+    // '_' sorts after the capitals; names are compared in capitals.
     EXPECT_EQ(found("*"), "./ ../ A aB a_ b Z10 z9 _ \xc3\xa9 \xc3\x89X");
 }
 
@@ -175,7 +175,7 @@ TEST_F(Find, FollowsTheSystemsWildcards)
     };
     for (const auto& [pattern, names] : rows)
         EXPECT_EQ(found(pattern), names) << pattern;
-    // A '?' never stands for a dot; without a wildcard a dot at the end is part of the name.
+    // A '?' never matches a dot; without a wildcard a dot at the end is part of the name.
     for (const char* const none : {"a?b", "a.b.", "*.none", "none", ""})
         EXPECT_EQ(found(none), "error 2") << none;
     for (const char* const no_folder : {"none\\*", "none\\none", "a\\*"}) // the last in a file

@@ -5,6 +5,7 @@
 #include <optional>
 #include <tuple>
 
+#include "support/scarce_memory.h"
 #include "support/test.h"
 
 #include <tchar.h>
@@ -18,8 +19,6 @@ namespace
 
 std::atomic<int> g_create_error{0};
 std::atomic<double> g_counter_shift{0};
-thread_local bool t_allocations_fail = false;
-std::atomic<int> g_allocations{0};
 
 struct Wait
 {
@@ -129,30 +128,6 @@ TEST_INSTEAD int DiagAssertW(unsigned, const wchar_t* expression, const wchar_t*
     return 1;
 }
 
-void* operator new(size_t size, const std::nothrow_t&) noexcept
-{
-    ++g_allocations;
-    return t_allocations_fail ? nullptr : std::malloc(size);
-}
-
-void* operator new(size_t size)
-{
-    if (void* const memory = operator new(size, std::nothrow))
-        return memory;
-    throw std::bad_alloc();
-}
-
-// Not inline: the compiler would see free() beside the new of a caller, and take it for a mistake.
-__attribute__((noinline)) void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-__attribute__((noinline)) void operator delete(void* memory, size_t) noexcept
-{
-    operator delete(memory);
-}
-
 namespace
 {
 
@@ -260,18 +235,18 @@ TEST_F(ThreadPoolTimes, WithoutMemoryForAnotherWorkerTheCallFailsAndThePoolLives
     {
         {
             std::optional<test::HeldCall> call;
-            t_allocations_fail = true;
+            test::t_allocations_fail = true;
             call.emplace(pool);
-            t_allocations_fail = false;
+            test::t_allocations_fail = false;
             failed |= call->status() != QV_OK;
             EXPECT_TRUE(call->status() == QV_OK || call->status() == QV_ERR_SYSTEM);
         }
         EXPECT_EQ(busy.emplace_back(pool).status(), QV_OK);
     }
     EXPECT_TRUE(failed);
-    t_allocations_fail = true;
+    test::t_allocations_fail = true;
     CThreadPool* const none = CThreadPool::CreateThreadPool();
-    t_allocations_fail = false;
+    test::t_allocations_fail = false;
     EXPECT_EQ(none, nullptr);
 }
 
@@ -288,9 +263,9 @@ TEST_F(ThreadPoolTimes, ACallToAWaitingThreadAllocatesNothing)
     {
         ASSERT_EQ(pool->MakeCallFromThreadPool(call, &runs), QV_OK);
         nth_wait(i);
-        before = i == 1 ? g_allocations.load() : before;
+        before = i == 1 ? test::g_allocations.load() : before;
     }
-    EXPECT_EQ(g_allocations, before);
+    EXPECT_EQ(test::g_allocations, before);
     EXPECT_EQ(runs, 100);
 }
 
