@@ -1,11 +1,13 @@
 #include "hive_store.h"
 
-#include <cstdio>
 #include <mutex>
 
+#include "kernel32/temporary_file.h"
 #include "system/calls.h"
 #include "system/last_error.h"
+#include "system/report.h"
 #include "system/root.h"
+#include "system/timed_lock.h"
 
 namespace platform
 {
@@ -36,7 +38,7 @@ struct Stamp
 
 struct Cached
 {
-    std::mutex lock; // guards the rest; taken after no other lock of ours
+    std::mutex lock; // guards the rest; never held while another process is waited for
     Stamp stamp;
     std::shared_ptr<const Hive> hive;
 };
@@ -101,15 +103,14 @@ int read_whole(const std::string& path, off_t size, std::string& content)
 // Moves a damaged file out of the way under a name that is free, and says so.
 void keep_aside(const std::string& path, size_t line)
 {
+    const std::string damaged =
+        "the registry file " + path + " is damaged (line " + std::to_string(line) + ")";
     for (int number = 1; number < 1000; ++number)
     {
         const std::string aside = path + ".damaged-" + std::to_string(number);
         if (sys::renameat2(path.c_str(), aside.c_str(), RENAME_NOREPLACE) == 0)
         {
-            std::fprintf(stderr,
-                         "plinth: the registry file %s is damaged (line %zu) and is kept as %s; "
-                         "its settings count as missing\n",
-                         path.c_str(), line, aside.c_str());
+            report(damaged + " and is kept as " + aside + "; its settings count as missing");
             return;
         }
         if (errno == ENOENT)
@@ -117,10 +118,7 @@ void keep_aside(const std::string& path, size_t line)
         if (errno != EEXIST)
             break;
     }
-    std::fprintf(stderr,
-                 "plinth: the registry file %s is damaged (line %zu) and can't be kept aside; its "
-                 "settings count as missing\n",
-                 path.c_str(), line);
+    report(damaged + " and can't be kept aside; its settings count as missing");
 }
 
 // Reads the file into the cache if it has changed. Needs the lock of the cache.
@@ -156,6 +154,7 @@ DWORD refresh(HiveId id, Cached& cache)
 class WriteLock
 {
 public:
+    // Gives up with ETIMEDOUT.
     explicit WriteLock(HiveId id)
     {
         // Modes are left to the umask, or to the access list that the root folder hands down: it is
@@ -168,18 +167,16 @@ public:
             m_error = errno == ENOENT && without_folder ? without_folder : errno;
             return;
         }
-        struct flock range = {};
-        range.l_type = F_WRLCK;
-        range.l_whence = SEEK_SET;
-        if (sys::fcntl_lock(m_fd, F_OFD_SETLKW, &range) != 0)
-            m_error = errno;
+        m_error = lock_within(change_patience, m_fd, 0, 0);
     }
     WriteLock(const WriteLock&) = delete;
     WriteLock& operator=(const WriteLock&) = delete;
     ~WriteLock()
     {
-        if (m_fd >= 0)
-            sys::close(m_fd);
+        if (m_fd < 0)
+            return;
+        unlock(m_fd, 0, 0);
+        sys::close(m_fd);
     }
     int error() const { return m_error; }
 
@@ -191,8 +188,9 @@ private:
 // Writes beside the file and renames. 0 or an errno.
 int replace_file(const std::string& path, const std::string& content)
 {
-    const std::string temporary = path + ".new";
-    const int fd = sys::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    const std::string temporary = temporary_beside(path);
+    const int fd =
+        temporary.empty() ? -1 : sys::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0666);
     if (fd < 0)
         return errno;
     int error = 0;
@@ -227,19 +225,21 @@ std::shared_ptr<const Hive> read_hive(HiveId id, DWORD& error)
 
 DWORD change_hive(HiveId id, const std::function<DWORD(Hive&)>& change)
 {
-    Cached& cache = cached(id);
-    const std::lock_guard guard(cache.lock);
     const WriteLock lock(id);
     if (lock.error())
         return system_error(lock.error());
-    if (const DWORD error = refresh(id, cache))
+    DWORD error = 0;
+    const auto current = read_hive(id, error);
+    if (!current)
         return error;
-    Hive changed = *cache.hive;
-    if (const DWORD error = change(changed))
+    Hive changed = *current;
+    if ((error = change(changed)) != 0)
         return error;
-    if (const int error = replace_file(file_of(id), write_reg_text(changed, root_name(id))))
-        return system_error(error);
+    if (const int failure = replace_file(file_of(id), write_reg_text(changed, root_name(id))))
+        return system_error(failure);
     // The stamp may belong to a later change already; the content is read again then.
+    Cached& cache = cached(id);
+    const std::lock_guard guard(cache.lock);
     cache.hive = nullptr;
     return 0;
 }

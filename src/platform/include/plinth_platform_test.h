@@ -57,6 +57,9 @@ extern "C"
     // what a test has set and not what the machine took.
     PLINTH_PLATFORM_API void PlinthTestSetTick(uint32_t tick);
 
+    // Adds milliseconds to the clock that ends waits for other processes (gates, the registry).
+    PLINTH_PLATFORM_API void PlinthTestShiftPatience(int64_t milliseconds);
+
     // What a text of the debug string channel may cost its writer in this process; 0: the usual
     // 500 ms. With more, no text is lost because the machine is too busy to run the listener.
     PLINTH_PLATFORM_API void PlinthTestSetChannelPatience(uint32_t milliseconds);

@@ -1,7 +1,6 @@
 #include "debug_channel.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include "debug_channel_control.h"
@@ -10,6 +9,7 @@
 #include "plinth_platform.h"
 #include "system/calls.h"
 #include "system/clock.h"
+#include "system/environment.h"
 #include "system/faults.h"
 #include "system/text.h"
 #include "windows.h"
@@ -21,6 +21,7 @@ namespace
 {
 
 constexpr size_t buffer_size = 4096;
+constexpr const char* first_object = debug_channel_listener_event;
 constexpr size_t text_limit = buffer_size - sizeof(DWORD); // bytes, terminator included
 // How long a writer waits between looks at whether the listener lives, in ns: so short at first
 // that a dead one costs next to nothing, then longer and longer.
@@ -43,7 +44,7 @@ public:
         if (m_listener == listener) [[likely]]
             return true;
         detach();
-        m_alive_fd = open_held(NamedKind::event, "DBWIN_BUFFER_READY");
+        m_alive_fd = open_held(NamedKind::event, first_object);
         m_buffer_ready = map<EventState>(m_alive_fd, sizeof(EventState));
         m_data_ready =
             map_named<EventState>(NamedKind::event, "DBWIN_DATA_READY", sizeof(EventState));
@@ -73,19 +74,6 @@ public:
     void forget() { *this = Objects(); }
 
     bool listener_lives() const { return held(m_alive_fd) != Held::no; }
-
-    // Whether nobody holds a listener's first object, for a writer that couldn't attach. A listener
-    // that is still making the others does.
-    static bool listener_gone()
-    {
-        const std::string path = named_object_path(NamedKind::event, "DBWIN_BUFFER_READY");
-        const int fd = path.empty() ? -1 : sys::open(path.c_str(), O_RDWR | O_NOFOLLOW);
-        if (fd < 0)
-            return !path.empty() && errno == ENOENT;
-        const bool gone = held(fd) == Held::no;
-        sys::close(fd);
-        return gone;
-    }
 
     EventState& buffer_ready() const { return *m_buffer_ready; }
     EventState& data_ready() const { return *m_data_ready; }
@@ -227,32 +215,52 @@ bool inherit_buffer(ChannelControl& control, uint32_t listener, int64_t deadline
     return false;
 }
 
-// Hands one text to the listener. length <= text_limit - 1. False if it does not take it.
-bool send(ChannelControl& control, const char* text, size_t length)
+enum class Sent
+{
+    yes,
+    no,        // the listener doesn't take it
+    overtaken, // this thread was stopped for so long that another writer has the turn
+};
+
+// Hands one text to the listener in a turn of its own. length <= text_limit - 1.
+Sent send_in_turn(ChannelControl& control, const char* text, size_t length)
 {
     const int64_t deadline = monotonic_ns() + channel_patience();
     const ChannelTurn turn(control);
     const uint32_t listener = control.listener.load(std::memory_order_acquire);
     if (!turn.taken() || listener == 0)
-        return false;
+        return Sent::no;
     if (!g_objects.attach(listener))
     {
-        // Without this each text of each process that comes later would look in vain again.
-        if (Objects::listener_gone())
+        // Without this each text of each process that comes later would look in vain again. A
+        // listener that is still making the others has its first object.
+        if (held(NamedKind::event, first_object) == Held::no)
             declare_dead(control, listener);
-        return false;
+        return Sent::no;
     }
     if (!inherit_buffer(control, listener, deadline) &&
         !wait_for_buffer(control, listener, deadline))
-        return false;
+        return turn.taken() ? Sent::no : Sent::overtaken;
+    test_point("OutputDebugString.taken");
+    if (!turn.taken())
+        return Sent::overtaken;
     control.filled.store(0, std::memory_order_relaxed);
     control.stuck.store(0, std::memory_order_relaxed);
-    test_point("OutputDebugString.taken");
     g_objects.put(text, length);
     control.filled.store(listener);
     test_point("OutputDebugString.filled");
-    announce(control);
-    return true;
+    if (turn.taken()) // else another writer has announced it, or taken its place
+        announce(control);
+    return Sent::yes;
+}
+
+// False if the listener doesn't take the text.
+bool send(ChannelControl& control, const char* text, size_t length)
+{
+    Sent sent = Sent::overtaken;
+    for (int attempt = 0; attempt < 3 && sent == Sent::overtaken; ++attempt)
+        sent = send_in_turn(control, text, length);
+    return sent == Sent::yes;
 }
 
 // PLINTH_DEBUG_OUTPUT=stderr: for programs without a listener at hand.
@@ -260,7 +268,7 @@ bool mirrors_to_stderr()
 {
     static const bool wanted = []
     {
-        const char* const setting = std::getenv("PLINTH_DEBUG_OUTPUT");
+        const char* const setting = environment("PLINTH_DEBUG_OUTPUT");
         return setting && std::strcmp(setting, "stderr") == 0;
     }();
     return wanted;
@@ -323,14 +331,7 @@ void debug_channel_prepare()
 void debug_channel_listener_came()
 {
     if (ChannelControl* const control = mapped_channel_control())
-    {
-        uint32_t next = control->generation + 1;
-        if (next == 0)
-            next = 1;
-        control->generation = next;
-        control->stuck = 0;
-        control->listener.store(next, std::memory_order_release);
-    }
+        number_new_listener(*control);
 }
 
 void debug_channel_listener_went()

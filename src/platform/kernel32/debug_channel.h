@@ -7,18 +7,16 @@
 //
 // - One word says whether there is a listener. Writers look at it before anything else, so that a
 //   text without a listener costs one load and no system call.
-// - A robust lock lets one writer at a time use the buffer. A writer that dies with it leaves its
+// - One word gives one writer at a time the buffer. A writer that dies with it leaves its
 //   mark in the first event's word, and the next one puts the channel right.
 // - A writer that has waited its time for a listener says so there; the writers after it don't wait
 //   until the listener has taken a text.
 #pragma once
 
-#include <string_view>
-
 namespace platform
 {
 
-inline constexpr std::string_view debug_channel_listener_event = "DBWIN_BUFFER_READY";
+inline constexpr char debug_channel_listener_event[] = "DBWIN_BUFFER_READY";
 
 // Makes the control page ready; the gate must not be held.
 void debug_channel_prepare();

@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <langinfo.h>
@@ -11,6 +10,7 @@
 
 #include "locale_picture.h"
 #include "system/calls.h"
+#include "system/environment.h"
 
 namespace platform
 {
@@ -21,7 +21,7 @@ namespace
 std::string locale_name(const char* category)
 {
     for (const char* variable : {"LC_ALL", category, "LANG"})
-        if (const char* const name = std::getenv(variable); name && *name)
+        if (const char* const name = locale_environment(variable); name && *name)
             return name;
     return "C";
 }

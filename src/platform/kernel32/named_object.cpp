@@ -8,6 +8,7 @@
 #include "system/calls.h"
 #include "system/last_error.h"
 #include "system/root.h"
+#include "system/timed_lock.h"
 
 namespace platform
 {
@@ -86,15 +87,8 @@ constexpr NamedKind other_kind(NamedKind kind)
 // 0 if nobody holds an object of that kind under the name.
 DWORD refuse_if_held(NamedKind kind, const char* name)
 {
-    const int fd = sys::open(named_object_path(kind, name).c_str(), O_RDWR | O_NOFOLLOW);
-    if (fd < 0)
-        return errno == ENOENT || errno == ELOOP ? 0 : system_error(errno);
-    const Held state = held(fd);
-    const DWORD error = state == Held::no    ? 0
-                        : state == Held::yes ? ERROR_INVALID_HANDLE
-                                             : system_error(errno);
-    sys::close(fd);
-    return error;
+    const Held state = held(kind, name);
+    return state == Held::no ? 0 : state == Held::yes ? ERROR_INVALID_HANDLE : system_error(errno);
 }
 
 } // namespace
@@ -112,7 +106,8 @@ int reserve_shared(int fd, size_t size)
     {
         if (sys::fallocate(fd, 0, 0, static_cast<off_t>(size)) == 0)
             return 0;
-        if (errno != EOPNOTSUPP)
+        // The file system or a sandbox has no such call.
+        if (errno != EOPNOTSUPP && errno != ENOSYS && errno != EPERM)
             return -1;
     }
     struct stat found;
@@ -130,6 +125,19 @@ Held held(int fd)
     return range.l_type == F_UNLCK ? Held::no : Held::yes;
 }
 
+Held held(NamedKind kind, const char* name)
+{
+    const std::string path = named_object_path(kind, name);
+    const int fd = path.empty() ? -1 : sys::open(path.c_str(), O_RDWR | O_NOFOLLOW);
+    if (fd < 0)
+        return path.empty() || errno == ENOENT || errno == ELOOP ? Held::no : Held::unknown;
+    const Held state = held(fd);
+    const int error = errno;
+    sys::close(fd);
+    errno = error;
+    return state;
+}
+
 SharedGate::SharedGate() : m_fd(-1)
 {
     if (shared_folder().empty())
@@ -140,8 +148,7 @@ SharedGate::SharedGate() : m_fd(-1)
     // A session manager may have cleared the user's shared memory away at a logout.
     if (m_fd < 0 && errno == ENOENT && sys::mkdir(shared_folder().c_str(), 0700) == 0)
         m_fd = sys::open(path.c_str(), flags, 0600);
-    struct flock range = holder_range(F_WRLCK);
-    if (m_fd >= 0 && sys::fcntl_lock(m_fd, F_OFD_SETLKW, &range) != 0)
+    if (m_fd >= 0 && lock_within(gate_patience, m_fd, holder_byte, 1) != 0)
     {
         sys::close(m_fd);
         m_fd = -1;
@@ -152,9 +159,7 @@ SharedGate::~SharedGate()
 {
     if (m_fd < 0)
         return;
-    // Closing is not enough: a process that another thread forked meanwhile has the same open file.
-    struct flock range = holder_range(F_UNLCK);
-    sys::fcntl_lock(m_fd, F_OFD_SETLK, &range);
+    unlock(m_fd, holder_byte, 1);
     sys::close(m_fd);
 }
 

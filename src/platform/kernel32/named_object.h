@@ -76,9 +76,12 @@ enum class Held
     unknown // the system would not say; errno tells why
 };
 Held held(int fd);
+// The same by name; also no if there is no file.
+Held held(NamedKind kind, const char* name);
 
 // Serialises what makes and removes shared objects, between processes. Held for short table work,
-// never twice by one thread.
+// never twice by one thread. It is waited for a second at most, and what needs it isn't done
+// without it.
 class SharedGate
 {
 public:

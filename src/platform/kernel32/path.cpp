@@ -1,11 +1,11 @@
 // Windows paths to native ones and back.
 #include "path.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include "system/calls.h"
+#include "system/environment.h"
 #include "system/last_error.h"
 #include "system/text.h"
 
@@ -25,7 +25,7 @@ struct Drive
 std::vector<Drive> read_drives()
 {
     std::vector<Drive> drives{{'C', ""}};
-    const char* const setting = std::getenv("PLINTH_DRIVES");
+    const char* const setting = environment("PLINTH_DRIVES");
     std::string_view rest = setting ? setting : "";
     while (!rest.empty())
     {

@@ -1,11 +1,11 @@
 // Full paths and the search along a path.
-#include <cstdlib>
 #include <new>
 #include <string>
 #include <vector>
 
 #include "path.h"
 #include "system/calls.h"
+#include "system/environment.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -105,7 +105,7 @@ std::vector<std::string> folders_of(LPCWSTR path)
         folders.push_back(text.substr(0, text.rfind('/') + 1));
     }
     folders.push_back(".");
-    const char* const along = std::getenv("PATH");
+    const char* const along = environment("PATH");
     for (const std::string& item : split(along ? along : "", ':'))
         folders.push_back(item);
     return folders;

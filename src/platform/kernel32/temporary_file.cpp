@@ -1,6 +1,5 @@
 #include "temporary_file.h"
 
-#include <atomic>
 #include <cstdio>
 
 namespace platform
@@ -8,9 +7,12 @@ namespace platform
 
 std::string temporary_beside(const std::string& target)
 {
-    static std::atomic<unsigned> number{0};
+    uint64_t number = 0;
+    if (sys::getrandom(&number, sizeof number) != sizeof number)
+        return "";
     char tail[64];
-    std::snprintf(tail, sizeof tail, ".plinth-copy-%d-%u", getpid(), ++number);
+    std::snprintf(tail, sizeof tail, ".plinth-copy-%016llx",
+                  static_cast<unsigned long long>(number));
     const size_t slash = target.rfind('/');
     return (slash == std::string::npos ? "" : target.substr(0, slash + 1)) + tail;
 }

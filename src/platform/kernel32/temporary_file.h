@@ -26,7 +26,8 @@ private:
     const int m_fd;
 };
 
-// A name beside the target that nobody else in this or another process uses.
+// A name beside the target that nobody uses and nobody can guess: it is to be made with O_EXCL.
+// Empty, with errno, if the system gives no random numbers.
 std::string temporary_beside(const std::string& target);
 
 } // namespace platform

@@ -1,11 +1,11 @@
 // Volumes, drives and the temporary folder.
-#include <cstdlib>
 #include <string>
 
 #include <linux/magic.h>
 
 #include "path.h"
 #include "system/calls.h"
+#include "system/environment.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -73,7 +73,7 @@ extern "C" DWORD GetTempPathW(DWORD size, LPWSTR buffer)
     constexpr size_t limit = MAX_PATH + 1; // characters, terminator included
     for (const char* name : {"TMPDIR", "TMP", "TEMP"})
     {
-        const char* const value = std::getenv(name);
+        const char* const value = environment(name);
         if (!value || *value != '/')
             continue;
         std::string folder = value;

@@ -1,5 +1,4 @@
 // Known folders.
-#include <cstdlib>
 #include <string>
 
 #include <windows.h>
@@ -8,6 +7,7 @@
 
 #include "kernel32/path.h"
 #include "system/calls.h"
+#include "system/environment.h"
 #include "system/root.h"
 #include "system/text.h"
 
@@ -19,7 +19,7 @@ namespace
 // The folder of a variable of the desktop's base directories, else a folder of the user's home.
 std::string base_folder(const char* variable, const char* below_home)
 {
-    const char* const value = std::getenv(variable);
+    const char* const value = environment(variable);
     return value && *value == '/' ? value : home_folder() + "/" + below_home;
 }
 

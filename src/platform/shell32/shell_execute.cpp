@@ -2,7 +2,6 @@
 //
 // Callers name the system's own viewers ("explorer", "notepad"), whose document is the parameter;
 // here the desktop decides what shows it. PLINTH_SHELL_OPEN names another opener than xdg-open.
-#include <cstdlib>
 #include <string>
 
 #include <unistd.h>
@@ -11,6 +10,7 @@
 
 #include "kernel32/path.h"
 #include "system/calls.h"
+#include "system/environment.h"
 #include "system/last_error.h"
 
 using namespace platform;
@@ -23,7 +23,7 @@ constexpr INT_PTR no_association = 31;
 
 bool has_display()
 {
-    return std::getenv("DISPLAY") || std::getenv("WAYLAND_DISPLAY");
+    return environment("DISPLAY") || environment("WAYLAND_DISPLAY");
 }
 
 // In the child, where only the simplest calls are safe. Says through the pipe why the program could
@@ -80,7 +80,7 @@ extern "C" HINSTANCE ShellExecuteW(HWND, LPCWSTR, LPCWSTR file, LPCWSTR paramete
         fail_with(ERROR_FILE_NOT_FOUND);
         return reinterpret_cast<HINSTANCE>(INT_PTR{ERROR_FILE_NOT_FOUND});
     }
-    const char* const wish = std::getenv("PLINTH_SHELL_OPEN");
+    const char* const wish = environment("PLINTH_SHELL_OPEN");
     if (!wish && !has_display())
     {
         fail_with(ERROR_NOT_SUPPORTED);

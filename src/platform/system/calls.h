@@ -3,7 +3,8 @@
 // An entry has the signature of the call, counts it and lets a test make it fail with an errno or
 // move fewer bytes. Entries of calls that a signal may interrupt without harm (read, write, open,
 // the locks) start again by themselves. Code of the stand-in calls nothing of Linux but through
-// here; add an entry rather than going round it.
+// here; add an entry rather than going round it. What opens, makes, moves, deletes or changes
+// something by its path keeps the rules of guarded_paths.h.
 #pragma once
 
 #include <cerrno>
@@ -42,6 +43,7 @@
 #include <unistd.h>
 
 #include "faults.h"
+#include "guarded_paths.h"
 
 namespace platform::sys
 {
@@ -72,10 +74,28 @@ template <class Call> auto restarted(Call call)
     return result;
 }
 
+// Opening a FIFO may wait for ever for its other side: a signal ends that with EINTR.
+inline bool is_fifo(const char* path)
+{
+    struct stat found;
+    return ::stat(path, &found) == 0 && S_ISFIFO(found.st_mode);
+}
 inline int open(const char* path, int flags, mode_t mode = 0)
 {
-    return restarted([&]
-                     { return intercepted("open") ? -1 : ::open(path, flags | O_CLOEXEC, mode); });
+    const GuardedPath guarded(path);
+    for (;;)
+    {
+        const int fd = intercepted("open") ? -1
+                       : guarded           ? guarded.open(flags, mode)
+                                           : ::open(path, flags | O_CLOEXEC, mode);
+        if (fd >= 0 || errno != EINTR)
+            return fd;
+        if (is_fifo(path))
+        {
+            errno = EINTR;
+            return -1;
+        }
+    }
 }
 inline FILE* fopen(const char* path, const char* mode)
 {
@@ -149,29 +169,53 @@ inline int fcntl_lock(int fd, int command, struct flock* range)
 {
     return restarted([&] { return intercepted("fcntl") ? -1 : ::fcntl(fd, command, range); });
 }
-inline int rename(const char* from, const char* to)
-{
-    return intercepted("rename") ? -1 : ::rename(from, to);
-}
 inline int renameat2(const char* from, const char* to, unsigned flags)
 {
-    return intercepted("rename") ? -1 : ::renameat2(AT_FDCWD, from, AT_FDCWD, to, flags);
+    if (intercepted("rename"))
+        return -1;
+    const PlaceInFolder source(from);
+    const PlaceInFolder target(to);
+    return source.ok() && target.ok()
+               ? ::renameat2(source.folder(), source.name(), target.folder(), target.name(), flags)
+               : -1;
+}
+inline int rename(const char* from, const char* to)
+{
+    return renameat2(from, to, 0);
 }
 inline int unlink(const char* path)
 {
-    return intercepted("unlink") ? -1 : ::unlink(path);
+    if (intercepted("unlink"))
+        return -1;
+    const PlaceInFolder place(path);
+    return place.ok() ? ::unlinkat(place.folder(), place.name(), 0) : -1;
 }
 inline int mkdir(const char* path, mode_t mode)
 {
-    return intercepted("mkdir") ? -1 : ::mkdir(path, mode);
+    if (intercepted("mkdir"))
+        return -1;
+    const PlaceInFolder place(path);
+    return place.ok() ? ::mkdirat(place.folder(), place.name(), mode) : -1;
 }
 inline int rmdir(const char* path)
 {
-    return intercepted("rmdir") ? -1 : ::rmdir(path);
+    if (intercepted("rmdir"))
+        return -1;
+    const PlaceInFolder place(path);
+    return place.ok() ? ::unlinkat(place.folder(), place.name(), AT_REMOVEDIR) : -1;
 }
 inline DIR* opendir(const char* path)
 {
-    return intercepted("opendir") ? nullptr : ::opendir(path);
+    if (intercepted("opendir"))
+        return nullptr;
+    const GuardedPath guarded(path);
+    if (!guarded)
+        return ::opendir(path);
+    const int fd = guarded.open(O_RDONLY | O_DIRECTORY, 0);
+    DIR* const directory = fd < 0 ? nullptr : ::fdopendir(fd);
+    if (fd >= 0 && !directory)
+        ::close(fd);
+    return directory;
 }
 inline dirent* readdir(DIR* directory)
 {
@@ -181,17 +225,16 @@ inline int closedir(DIR* directory)
 {
     return ::closedir(directory);
 }
-inline int utimensat(const char* path, const timespec times[2])
-{
-    return intercepted("utimensat") ? -1 : ::utimensat(AT_FDCWD, path, times, 0);
-}
 inline int futimens(int fd, const timespec times[2])
 {
     return intercepted("utimensat") ? -1 : ::futimens(fd, times);
 }
 inline int chmod(const char* path, mode_t mode)
 {
-    return intercepted("chmod") ? -1 : ::chmod(path, mode);
+    if (intercepted("chmod"))
+        return -1;
+    const GuardedPath guarded(path);
+    return guarded ? guarded.chmod(mode) : ::chmod(path, mode);
 }
 inline int fchmod(int fd, mode_t mode)
 {
@@ -211,7 +254,10 @@ inline ssize_t readlink(const char* path, char* buffer, size_t size)
 }
 inline char* realpath(const char* path, char (&buffer)[4096])
 {
-    return intercepted("realpath") ? nullptr : ::realpath(path, buffer);
+    if (intercepted("realpath"))
+        return nullptr;
+    const GuardedPath guarded(path);
+    return guarded ? guarded.realpath(buffer) : ::realpath(path, buffer);
 }
 inline char* getcwd(char* buffer, size_t size)
 {
@@ -219,7 +265,10 @@ inline char* getcwd(char* buffer, size_t size)
 }
 inline int chdir(const char* path)
 {
-    return intercepted("chdir") ? -1 : ::chdir(path);
+    if (intercepted("chdir"))
+        return -1;
+    const GuardedPath guarded(path);
+    return guarded ? guarded.chdir() : ::chdir(path);
 }
 inline int statvfs(const char* path, struct statvfs* result)
 {

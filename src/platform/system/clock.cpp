@@ -14,6 +14,7 @@ namespace
 
 std::atomic<int64_t> g_wall_shift_ms{0};
 std::atomic<int64_t> g_held_tick{-1}; // -1: the tick runs
+std::atomic<int64_t> g_patience_shift_ns{0};
 
 } // namespace
 
@@ -47,6 +48,11 @@ int64_t monotonic_ns()
     return now.tv_sec * int64_t{1'000'000'000} + now.tv_nsec;
 }
 
+int64_t patience_clock_ns()
+{
+    return monotonic_ns() + g_patience_shift_ns.load(std::memory_order_relaxed);
+}
+
 void ask_for_fine_timers()
 {
     static thread_local bool asked = false;
@@ -70,8 +76,14 @@ void hold_millisecond_tick(uint32_t tick)
     g_held_tick = tick;
 }
 
+void shift_patience_clock(int64_t milliseconds)
+{
+    g_patience_shift_ns = milliseconds * 1'000'000;
+}
+
 void reset_clock_shifts()
 {
+    g_patience_shift_ns = 0;
     g_wall_shift_ms = 0;
     g_held_tick = -1;
 }

@@ -13,6 +13,9 @@ bool wall_clock(timespec& now);
 // Nanoseconds on the monotonic clock.
 int64_t monotonic_ns();
 
+// The same, with a test's shift: what waits for other processes are limited by.
+int64_t patience_clock_ns();
+
 // For a thread that waits for a moment: the kernel rounds the end of a wait by 50 us unless the
 // thread asks otherwise.
 void ask_for_fine_timers();

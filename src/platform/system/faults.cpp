@@ -150,6 +150,11 @@ extern "C" void PlinthTestShiftWallClock(int64_t milliseconds)
     shift_wall_clock(milliseconds);
 }
 
+extern "C" void PlinthTestShiftPatience(int64_t milliseconds)
+{
+    shift_patience_clock(milliseconds);
+}
+
 extern "C" void PlinthTestSetTick(uint32_t tick)
 {
     hold_millisecond_tick(tick);

@@ -4,11 +4,12 @@
 #include <atomic>
 
 #include <cstdio>
-#include <cstdlib>
 
 #include <pwd.h>
 
 #include "calls.h"
+#include "environment.h"
+#include "private_folder.h"
 
 namespace platform
 {
@@ -22,7 +23,7 @@ constexpr const char* without_shared_memory = "/tmp"; // in some containers
 
 std::string from_environment(const char* name)
 {
-    const char* const value = std::getenv(name);
+    const char* const value = environment(name);
     return value ? value : "";
 }
 
@@ -42,11 +43,12 @@ std::string absolute(const std::string& path)
     return sys::getcwd(current, sizeof current) ? std::string(current) + "/" + path : path;
 }
 
-bool make_with_parents(const std::string& path)
+// The mode is the last folder's.
+bool make_with_parents(const std::string& path, mode_t mode)
 {
     for (size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1))
         sys::mkdir(path.substr(0, end).c_str(), 0755);
-    return sys::mkdir(path.c_str(), 0755) == 0 || errno == EEXIST;
+    return sys::mkdir(path.c_str(), mode) == 0 || errno == EEXIST;
 }
 
 std::string own_root()
@@ -54,32 +56,41 @@ std::string own_root()
     return without_end_slashes(from_environment("PLINTH_ROOT"));
 }
 
-// A user without any home: a folder that nobody else can have made, as far as that goes in /tmp.
-std::string without_home()
+// Where a user keeps what is his alone, without the right to write for the whole machine.
+std::string own_state()
 {
-    return "/tmp/.plinth-" + std::to_string(geteuid());
-}
-
-std::string find_root()
-{
-    std::string root = own_root();
-    if (!root.empty())
-    {
-        root = absolute(root);
-        make_with_parents(root);
-        return root;
-    }
-    if (make_with_parents(machine_folder) && sys::access(machine_folder, W_OK) == 0)
-        return machine_folder;
     std::string state = from_environment("XDG_STATE_HOME");
     if (state.empty() || state.front() != '/')
     {
         const std::string home = home_folder();
-        state = home.empty() ? without_home() : home + "/.local/state";
+        state = home.empty() ? "" : home + "/.local/state";
     }
-    root = without_end_slashes(state) + "/plinth";
-    make_with_parents(root);
-    return root;
+    return state.empty() ? "" : without_end_slashes(state) + "/plinth";
+}
+
+// A folder that nobody can make: what should lie below it counts as missing and can't be written.
+constexpr const char* no_folder = "/dev/null/plinth";
+
+std::string find_root()
+{
+    const std::string named = own_root();
+    if (!named.empty())
+    {
+        const std::string root = absolute(named);
+        make_with_parents(root, 0755);
+        return root;
+    }
+    if (make_with_parents(machine_folder, 0755) && sys::access(machine_folder, W_OK) == 0)
+        return machine_folder;
+    if (const std::string state = own_state(); !state.empty())
+    {
+        make_with_parents(state, 0700);
+        if (is_missing(state) || make_private(state))
+            return state;
+    }
+    const std::string without_home = "/tmp/.plinth-" + std::to_string(geteuid());
+    make_with_parents(without_home, 0700);
+    return make_private(without_home) ? without_home : no_folder;
 }
 
 uint64_t fnv1a(const std::string& text)
@@ -108,12 +119,7 @@ std::string find_shared()
         std::snprintf(name, sizeof name, "%s/plinth-%u-%016llx", base, geteuid(),
                       static_cast<unsigned long long>(fnv1a(absolute(root))));
     sys::mkdir(name, 0700);
-    // Anybody may make names in the shared memory file system: trust only a folder of our own.
-    struct stat found;
-    if (sys::lstat(name, &found) != 0 || !S_ISDIR(found.st_mode) || found.st_uid != geteuid() ||
-        (found.st_mode & 077) != 0)
-        return "";
-    return name;
+    return make_private(name) ? name : "";
 }
 
 } // namespace
@@ -134,7 +140,12 @@ std::string home_folder()
 
 const std::string& root_folder()
 {
-    static const std::string& only = *new std::string(find_root());
+    static const std::string& only = []() -> const std::string&
+    {
+        const auto& root = *new std::string(find_root());
+        guard_folder(root);
+        return root;
+    }();
     return only;
 }
 
@@ -152,7 +163,10 @@ const std::string& shared_folder()
     const auto* const mine = new std::string(std::move(folder));
     const std::string* other = nullptr;
     if (s_found.compare_exchange_strong(other, mine, std::memory_order_acq_rel))
+    {
+        guard_folder(*mine);
         return *mine;
+    }
     delete mine;
     return *other;
 }

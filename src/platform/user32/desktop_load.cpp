@@ -4,7 +4,6 @@
 // A plug-in that isn't there is no fault: the user interface library is optional. One that is there
 // and can't be used is told of on standard error, since its user would wait for windows in vain.
 #include <cstdio>
-#include <cstdlib>
 #include <mutex>
 #include <new>
 #include <string>
@@ -13,7 +12,9 @@
 
 #include "desktop.h"
 #include "system/calls.h"
+#include "system/environment.h"
 #include "system/last_error.h"
+#include "system/report.h"
 
 namespace platform
 {
@@ -26,7 +27,10 @@ constexpr const char* file_name = "libplinth_desktop_qt.so";
 // Empty if none is to be loaded.
 std::string plug_in_path()
 {
-    if (const char* const named = std::getenv("PLINTH_DESKTOP"); named && *named)
+    // The user interface library takes far too much from its environment to have more rights.
+    if (has_more_rights())
+        return "";
+    if (const char* const named = environment("PLINTH_DESKTOP"); named && *named)
         return std::string(named) == "none" ? "" : named;
     Dl_info self = {};
     if (sys::dladdr(&desktop_host, &self) == 0 || !self.dli_fname)
@@ -52,15 +56,14 @@ void load()
     if (!start)
     {
         const char* const why = dlerror();
-        std::fprintf(stderr, "plinth: no windows, since their plug-in can't be loaded: %s\n",
-                     why ? why : path.c_str());
+        report("no windows, since their plug-in can't be loaded: " + (why ? why : path));
         return;
     }
     const PlinthDesktop* const desktop = start(&desktop_host, displays);
     if (desktop && desktop->size == sizeof(PlinthDesktop))
         attach_desktop(*desktop);
     else
-        std::fprintf(stderr, "plinth: no windows, since %s can't show them here\n", path.c_str());
+        report("no windows, since " + path + " can't show them here");
 }
 
 // What belongs to a thread is destroyed ahead of what was registered for the end of the process.
@@ -97,7 +100,7 @@ void load_desktop()
                        }
                        catch (const std::bad_alloc&)
                        {
-                           std::fprintf(stderr, "plinth: no windows, since memory is short\n");
+                           std::fputs("plinth: no windows, since memory is short\n", stderr);
                        }
                        SetLastError(error);
                    });

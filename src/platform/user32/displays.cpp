@@ -1,6 +1,5 @@
 // Which displays answer. The user interface library ends the process if it has none, so they are
 // asked before it is loaded.
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -8,6 +7,7 @@
 
 #include "desktop.h"
 #include "system/calls.h"
+#include "system/environment.h"
 
 namespace platform
 {
@@ -17,7 +17,7 @@ namespace
 
 bool is_set(const char* variable)
 {
-    const char* const value = std::getenv(variable);
+    const char* const value = environment(variable);
     return value && *value;
 }
 
@@ -52,12 +52,12 @@ bool wayland_answers()
 {
     if (!is_set("WAYLAND_DISPLAY"))
         return false;
-    std::string path = std::getenv("WAYLAND_DISPLAY");
+    std::string path = environment("WAYLAND_DISPLAY");
     if (path[0] != '/')
     {
         if (!is_set("XDG_RUNTIME_DIR"))
             return false;
-        path = std::string(std::getenv("XDG_RUNTIME_DIR")) + "/" + path;
+        path = std::string(environment("XDG_RUNTIME_DIR")) + "/" + path;
     }
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;

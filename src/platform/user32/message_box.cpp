@@ -1,7 +1,6 @@
 // Message boxes: PLINTH_MESSAGEBOX answers for unattended runs, else the display shows them, else
 // the question is put on the controlling terminal. Without any of these the box fails.
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -10,8 +9,10 @@
 #include "desktop.h"
 #include "message_buttons.h"
 #include "system/calls.h"
+#include "system/environment.h"
 #include "system/faults.h"
 #include "system/last_error.h"
+#include "system/report.h"
 #include "system/text.h"
 #include "windows.h"
 
@@ -43,10 +44,8 @@ int prepared_answer(const char* name, const MessageButtons& buttons)
             return buttons.first[i].id;
     if (!is_button(name))
     {
-        const std::string complaint = "PLINTH_MESSAGEBOX: no button has the name " +
-                                      std::string(name) + "; taken as " + buttons.first[0].name +
-                                      "\n";
-        sys::write(STDERR_FILENO, complaint.data(), complaint.size());
+        report("PLINTH_MESSAGEBOX: no button has the name " + std::string(name) + "; taken as " +
+               buttons.first[0].name);
     }
     return buttons.first[0].id;
 }
@@ -132,7 +131,7 @@ private:
 int ask_on_terminal(Terminal& terminal, const std::string& text, const std::string& caption,
                     const MessageButtons& buttons)
 {
-    std::string question = "\n" + caption + "\n" + text + "\n";
+    std::string question = "\n" + harmless(caption) + "\n" + harmless(text, "\n\t") + "\n";
     for (size_t i = 0; i < buttons.count; ++i)
         question += std::string(i ? ", " : "") + "[" + buttons.first[i].name[0] + "]" +
                     (buttons.first[i].name + 1);
@@ -154,7 +153,7 @@ extern "C" int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type)
     if (api_fault("MessageBoxW", error))
         return fail_with(static_cast<DWORD>(error));
     const MessageButtons buttons = message_buttons(type);
-    if (const char* const prepared = std::getenv("PLINTH_MESSAGEBOX"))
+    if (const char* const prepared = environment("PLINTH_MESSAGEBOX"))
         return prepared_answer(prepared, buttons);
     load_desktop();
     if (const PlinthDesktop* const display = desktop(); display && display->message_box)

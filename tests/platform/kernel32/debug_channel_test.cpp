@@ -317,7 +317,10 @@ TEST_F(DebugChannel, AWriterStoppedInItsTurnCostsTheOthersOneWait)
         constexpr int texts = 20;
         EXPECT_LT(time_of([] { write_many(texts); }), texts / 4 * patience);
         writer->send(SIGCONT);
-        EXPECT_EQ(listener.next(), "slow words");
+        std::string text = listener.next();
+        if (text == "text") // of the one that took the turn over
+            text = listener.next();
+        EXPECT_EQ(text, "slow words");
         EXPECT_EQ(writer->line(), "done");
         EXPECT_EQ(listener.echo("after"), "after");
     }

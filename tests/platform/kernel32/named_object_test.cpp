@@ -191,7 +191,7 @@ TEST(NamedObject, AForkDuringAConcurrentCreationHoldsUpNobody)
 
 TEST(NamedObject, AFolderThatCanNotBeHadForAMomentIsNotMissingForGood)
 {
-    PlinthTestFail("lstat", 1, 0, EIO); // by which the folder is found to be one's own
+    PlinthTestFail("fstat", 1, 0, EIO); // by which the folder is found to be one's own
     EXPECT_FALSE(event("door"));
     PlinthTestReset();
     EXPECT_TRUE(event("door"));

@@ -1,0 +1,379 @@
+#include "guarded_paths.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "kernel_files.h"
+#include "kernel_text.h"
+
+namespace platform
+{
+
+constinit std::atomic<const GuardedFolder*> g_guarded_folders{nullptr};
+
+namespace
+{
+
+constexpr mode_t others_may_write = S_IWGRP | S_IWOTH;
+constexpr int most_links = 40; // as the kernel's limit
+
+// A descriptor of the walk, which goes when the next one comes.
+class Step
+{
+public:
+    explicit Step(int fd) : m_fd(fd) {}
+    Step(const Step&) = delete;
+    Step& operator=(const Step&) = delete;
+    ~Step() { reset(-1); }
+    int get() const { return m_fd; }
+    int release()
+    {
+        const int fd = m_fd;
+        m_fd = -1;
+        return fd;
+    }
+    void reset(int fd)
+    {
+        const int error = errno;
+        if (m_fd >= 0)
+            ::close(m_fd);
+        m_fd = fd;
+        errno = error;
+    }
+
+private:
+    int m_fd;
+};
+
+int refuse(int error)
+{
+    errno = error;
+    return -1;
+}
+
+// The kernel's link to what a descriptor of ours has open.
+constexpr size_t link_room = 32;
+const char* own_link(int fd, char (&link)[link_room])
+{
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+    return link;
+}
+
+// Whether the link can have been made by nobody but its folder's owner or ourselves.
+bool may_follow(int folder, const struct stat& link)
+{
+    struct stat in;
+    if (::fstat(folder, &in) != 0)
+        return false;
+    return (in.st_mode & others_may_write) == 0 || link.st_uid == ::geteuid() ||
+           link.st_uid == in.st_uid;
+}
+
+bool kernel_protects_hard_links()
+{
+    std::string text;
+    return read_kernel_file("/proc/sys/fs/protected_hardlinks", text) && leading_number(text) == 1;
+}
+
+// Whether a further name of somebody else's file can't have been planted in the folder.
+bool may_open_linked(int folder)
+{
+    struct stat in;
+    return ::fstat(folder, &in) == 0 &&
+           ((in.st_mode & others_may_write) == 0 || (in.st_mode & S_ISVTX) != 0 ||
+            kernel_protects_hard_links());
+}
+
+// Puts the rest of a path behind a link's target. False if that is too long.
+bool continue_behind(const char* target, size_t length, const char* rest, char* pending)
+{
+    const size_t behind = std::strlen(rest);
+    if (length + 1 + behind + 1 > longest_path)
+        return false;
+    std::memmove(pending + length + 1, rest, behind + 1); // rest lies in pending
+    std::memcpy(pending, target, length);
+    pending[length] = '/';
+    return true;
+}
+
+// Walks from a folder over the levels of a path and judges each link itself. Gives the folder of
+// the last name, which is left in pending and is no link if links at the end are followed.
+// follows_last: also a link that stands at the end.
+int walk(int from, char (&pending)[longest_path], bool follows_last)
+{
+    Step folder(from);
+    char* at = pending;
+    for (int links = 0;;)
+    {
+        while (*at == '/')
+            ++at;
+        const size_t length = std::strcspn(at, "/");
+        char* rest = at + length;
+        while (*rest == '/')
+            ++rest;
+        const bool is_last = *rest == '\0';
+        if (length == 0 || (is_last && !follows_last))
+        {
+            std::memmove(pending, at, std::strlen(at) + 1);
+            return folder.release();
+        }
+        char name[256];
+        if (length >= sizeof name)
+            return refuse(ENAMETOOLONG);
+        std::memcpy(name, at, length);
+        name[length] = '\0';
+        Step level(::openat(folder.get(), name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        struct stat found;
+        const bool is_there = level.get() >= 0 && ::fstat(level.get(), &found) == 0;
+        if (!is_there && !(is_last && errno == ENOENT))
+            return -1;
+        if (is_there && S_ISLNK(found.st_mode))
+        {
+            char target[longest_path];
+            if (++links > most_links)
+                return refuse(ELOOP);
+            if (!may_follow(folder.get(), found))
+                return refuse(EACCES);
+            const ssize_t size = ::readlinkat(level.get(), "", target, sizeof target);
+            if (size < 0)
+                return -1;
+            if (!continue_behind(target, static_cast<size_t>(size), rest, pending))
+                return refuse(ENAMETOOLONG);
+            at = pending;
+            if (*at == '/')
+                folder.reset(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+            if (folder.get() < 0)
+                return -1;
+            continue;
+        }
+        if (is_last)
+        {
+            std::memmove(pending, at, length + 1);
+            pending[length] = '\0';
+            return folder.release();
+        }
+        folder.reset(level.release());
+        at = rest;
+    }
+}
+
+// Opens a folder, or a file in it, by a path without any link. -1 with ELOOP if there are links,
+// or with another errno.
+int open_without_links(const GuardedFolder& folder, const char* rest, int flags, mode_t mode)
+{
+    char text[longest_path];
+    const int length = std::snprintf(text, sizeof text, "%s/%s", folder.real.c_str(), rest);
+    if (static_cast<size_t>(length) >= sizeof text)
+        return refuse(ENAMETOOLONG);
+    open_how how = {};
+    // Unlike its elders, this call takes nothing that has no meaning.
+    constexpr int beside_path = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    how.flags = static_cast<uint64_t>((flags & O_PATH) != 0 ? flags & beside_path : flags);
+    how.mode = (flags & O_CREAT) != 0 ? mode : 0;
+    how.resolve = RESOLVE_NO_SYMLINKS;
+    return static_cast<int>(::syscall(SYS_openat2, AT_FDCWD, text, &how, sizeof how));
+}
+
+// Whether the call that refuses links can't say anything: there are links, or it isn't there
+// (kernels before 5.6, sandboxes).
+bool has_to_walk(int error)
+{
+    return error == ELOOP || error == ENOSYS || error == EPERM;
+}
+
+int open_folder(const GuardedFolder& folder)
+{
+    return ::open(folder.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+}
+
+// The text of a path behind its folder's, or null. Several separators are as good as one.
+const char* behind(const char* path, const std::string& folder)
+{
+    const char* expected = folder.c_str();
+    while (*expected)
+    {
+        if (*path != *expected)
+            return nullptr;
+        while (*path == '/' && path[1] == '/')
+            ++path;
+        ++path;
+        ++expected;
+    }
+    if (*path != '/')
+        return nullptr;
+    while (*path == '/')
+        ++path;
+    return *path ? path : nullptr; // the folder itself isn't guarded
+}
+
+} // namespace
+
+void guard_folder(const std::string& path)
+{
+    auto* const folder = new GuardedFolder{path, path, nullptr};
+    char real[longest_path];
+    if (::realpath(path.c_str(), real))
+        folder->real = real;
+    folder->next = g_guarded_folders.load(std::memory_order_relaxed);
+    while (
+        !g_guarded_folders.compare_exchange_weak(folder->next, folder, std::memory_order_release))
+    {
+    }
+}
+
+int open_judged(const char* path, int flags)
+{
+    char pending[longest_path];
+    if (std::strlen(path) >= sizeof pending)
+        return refuse(ENAMETOOLONG);
+    std::strcpy(pending, path);
+    const int from = ::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
+    const Step folder(from < 0 ? -1 : walk(from, pending, true));
+    return folder.get() < 0 ? -1
+                            : ::openat(folder.get(), *pending ? pending : ".",
+                                       flags | O_PATH | O_NOFOLLOW | O_CLOEXEC);
+}
+
+int change_mode(int path_fd, mode_t mode)
+{
+    char link[link_room];
+    return ::chmod(own_link(path_fd, link), mode);
+}
+
+void GuardedPath::find(const char* path)
+{
+    if (*path != '/')
+    {
+        if (!::getcwd(m_absolute, sizeof m_absolute))
+            return;
+        const size_t length = std::strlen(m_absolute);
+        if (length + 1 + std::strlen(path) + 1 > sizeof m_absolute)
+            return;
+        m_absolute[length] = '/';
+        std::strcpy(m_absolute + length + 1, path);
+        path = m_absolute;
+    }
+    for (const GuardedFolder* folder = g_guarded_folders.load(std::memory_order_acquire); folder;
+         folder = folder->next)
+        for (const std::string* name : {&folder->path, &folder->real})
+            if (const char* const rest = behind(path, *name))
+            {
+                m_folder = folder;
+                m_rest = rest;
+                return;
+            }
+}
+
+int GuardedPath::open_parent(const char*& name) const
+{
+    size_t length = std::strlen(m_rest);
+    while (length > 0 && m_rest[length - 1] == '/')
+        --length;
+    size_t start = length;
+    while (start > 0 && m_rest[start - 1] != '/')
+        --start;
+    name = m_rest + start;
+    char folder[longest_path];
+    if (start >= sizeof folder)
+        return refuse(ENAMETOOLONG);
+    std::memcpy(folder, m_rest, start);
+    folder[start] = '\0';
+    const int flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+    const int fd = open_without_links(*m_folder, folder, flags, 0);
+    if (fd >= 0 || !has_to_walk(errno))
+        return fd;
+    // A name that isn't followed ends the walk at its folder.
+    const int from = open_folder(*m_folder);
+    std::strcpy(folder + start, "x");
+    return from < 0 ? -1 : walk(from, folder, false);
+}
+
+// Opens without judging what is opened. parent: its folder, where links were on the way, else -1.
+int GuardedPath::open_any(int flags, mode_t mode, int& parent) const
+{
+    parent = -1;
+    const int fd = open_without_links(*m_folder, m_rest, flags, mode);
+    if (fd >= 0 || !has_to_walk(errno))
+        return fd;
+    char pending[longest_path];
+    if (std::strlen(m_rest) >= sizeof pending)
+        return refuse(ENAMETOOLONG);
+    std::strcpy(pending, m_rest);
+    const int from = open_folder(*m_folder);
+    const bool makes_new = (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0;
+    parent = from < 0 ? -1 : walk(from, pending, !makes_new && (flags & O_NOFOLLOW) == 0);
+    return parent < 0 ? -1 : ::openat(parent, *pending ? pending : ".", flags | O_NOFOLLOW, mode);
+}
+
+int GuardedPath::open(int flags, mode_t mode) const
+{
+    int parent;
+    Step opened(open_any((flags & ~O_TRUNC) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode, parent));
+    Step folder(parent);
+    if (opened.get() < 0)
+        // A FIFO without a reader, a socket, or a folder that is to be written.
+        return refuse(errno == ENXIO || errno == EISDIR ? EACCES : errno);
+    if ((flags & O_CREAT) != 0 && (flags & O_EXCL) != 0)
+        return opened.release();
+
+    struct stat found;
+    if (::fstat(opened.get(), &found) != 0)
+        return -1;
+    if ((flags & (O_PATH | O_DIRECTORY)) == 0 && !S_ISREG(found.st_mode))
+        return refuse(EACCES);
+    if (found.st_nlink > 1 && !S_ISDIR(found.st_mode) && found.st_uid != ::geteuid())
+    {
+        const char* name;
+        if (folder.get() < 0)
+            folder.reset(open_parent(name));
+        if (folder.get() < 0 || !may_open_linked(folder.get()))
+            return refuse(EACCES);
+    }
+    if ((flags & O_TRUNC) != 0 && ::ftruncate(opened.get(), 0) != 0)
+        return -1;
+    return opened.release();
+}
+
+int GuardedPath::chmod(mode_t mode) const
+{
+    const Step found(open(O_PATH, 0));
+    return found.get() < 0 ? -1 : change_mode(found.get(), mode);
+}
+
+int GuardedPath::chdir() const
+{
+    const Step found(open(O_PATH | O_DIRECTORY, 0));
+    return found.get() < 0 ? -1 : ::fchdir(found.get());
+}
+
+PlaceInFolder::~PlaceInFolder()
+{
+    const int error = errno;
+    if (m_folder >= 0)
+        ::close(m_folder);
+    errno = error;
+}
+
+char* GuardedPath::realpath(char (&buffer)[longest_path]) const
+{
+    int parent;
+    const Step found(open_any(O_PATH | O_CLOEXEC, 0, parent));
+    const Step folder(parent);
+    if (found.get() < 0)
+        return nullptr;
+    char link[link_room];
+    const ssize_t size = ::readlink(own_link(found.get(), link), buffer, sizeof buffer - 1);
+    if (size < 0)
+        return nullptr;
+    buffer[size] = '\0';
+    return buffer;
+}
+
+} // namespace platform

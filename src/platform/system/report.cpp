@@ -1,0 +1,42 @@
+#include "report.h"
+
+#include <cstdio>
+
+#include "calls.h"
+#include "harmless_text.h"
+
+namespace platform
+{
+
+std::string harmless(std::string_view text, std::string_view kept)
+{
+    std::string out;
+    while (!text.empty())
+    {
+        uint32_t c;
+        size_t bytes;
+        const bool is_character = next_character(text, c, bytes);
+        const bool stays = c < 0x80 && kept.find(static_cast<char>(c)) != std::string_view::npos;
+        if (is_character && (stays || !is_treacherous(c)))
+            out += text.substr(0, bytes);
+        else
+        {
+            char shown[16];
+            std::snprintf(shown, sizeof shown, c < 0x100 ? "\\x%02x" : "\\u{%x}", c);
+            out += shown;
+        }
+        text.remove_prefix(bytes);
+    }
+    return out;
+}
+
+void report(std::string_view text)
+{
+    const int error = errno;
+    const std::string line = "plinth: " + harmless(text) + "\n";
+    // A line that can't be written has nobody who could be told.
+    (void)sys::write(STDERR_FILENO, line.data(), line.size());
+    errno = error;
+}
+
+} // namespace platform

@@ -1,0 +1,54 @@
+#include "timed_lock.h"
+
+#include <algorithm>
+
+#include "calls.h"
+#include "clock.h"
+
+namespace platform
+{
+
+namespace
+{
+
+// The kernel has no such wait with an end, so the lock is asked for again and again: after a pause
+// in which most holders are done, then after longer ones.
+constexpr int64_t first_pause = 20'000; // ns
+constexpr int64_t longest_pause = 5'000'000;
+
+struct flock range_of(short type, off_t first, off_t count)
+{
+    struct flock range = {};
+    range.l_type = type;
+    range.l_whence = SEEK_SET;
+    range.l_start = first;
+    range.l_len = count;
+    return range;
+}
+
+} // namespace
+
+int lock_within(int64_t patience, int fd, off_t first, off_t count)
+{
+    const int64_t start = patience_clock_ns();
+    for (int64_t pause = first_pause;; pause = std::min(pause * 2, longest_pause))
+    {
+        struct flock range = range_of(F_WRLCK, first, count);
+        if (sys::fcntl_lock(fd, F_OFD_SETLK, &range) == 0)
+            return 0;
+        if (errno != EAGAIN && errno != EACCES)
+            return errno;
+        if (patience_clock_ns() - start >= patience)
+            return ETIMEDOUT;
+        const timespec time{0, static_cast<long>(pause)};
+        sys::clock_nanosleep(CLOCK_MONOTONIC, 0, &time);
+    }
+}
+
+void unlock(int fd, off_t first, off_t count)
+{
+    struct flock range = range_of(F_UNLCK, first, count);
+    sys::fcntl_lock(fd, F_OFD_SETLK, &range);
+}
+
+} // namespace platform

@@ -1,0 +1,24 @@
+// File locks between processes that nobody waits for without an end.
+#pragma once
+
+#include <cstdint>
+
+#include <fcntl.h>
+
+namespace platform
+{
+
+// How long what only makes or removes names waits for another process, and how long a change of the
+// registry does. Both are held for well under a millisecond: whoever has one longer was stopped.
+inline constexpr int64_t gate_patience = 1'000'000'000; // ns
+inline constexpr int64_t change_patience = 5'000'000'000;
+
+// Takes a write lock of the open file description on a range, and gives up after so many
+// nanoseconds on the monotonic clock. 0 or an errno: ETIMEDOUT when it gave up.
+int lock_within(int64_t patience, int fd, off_t first, off_t count);
+
+// Gives it back. Closing is not enough: a process that another thread forked meanwhile has the same
+// open file.
+void unlock(int fd, off_t first, off_t count);
+
+} // namespace platform
