@@ -7,7 +7,6 @@ import os
 import re
 import unittest
 
-from needs import needs_program
 from programs import run
 
 TRACE = os.environ["PLINTH_TRACE"]
@@ -54,10 +53,3 @@ class Manual(unittest.TestCase):
         codes = {code.strip() for code in listed(r"\d+  ")}
         self.assertIn("0", codes)
         self.assertEqual(entries(sections()["EXIT"]), codes)
-
-    def test_the_page_has_no_faults_of_form(self):
-        needs_program("man", "man-db")
-        result = run("man", "--warnings", "-E", "UTF-8", "-l", PAGE,
-                     env=dict(os.environ, MANPAGER="cat", MANWIDTH="80"))
-        self.assertEqual((result.returncode, result.stderr), (0, ""))
-        self.assertIn("plinth", result.stdout)
