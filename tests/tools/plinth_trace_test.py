@@ -11,7 +11,6 @@ import pty
 import select
 import signal
 import subprocess
-import sys
 import termios
 import time
 import unittest
@@ -216,50 +215,23 @@ class Watch(unittest.TestCase):
         rated = trace("watch", "--input", "-", "--rate", "--exclude", "b", input="a\nb\nc\n")
         self.assertIn("shown 2, all 3, lost 0", rated.stderr.splitlines()[-1])
 
-    def test_a_log_folder_is_watched_across_a_split(self):
-        talk("log:before")
-        with Running("watch", "--input", LOGS, "--match", "before|behind", "--count",
-                     "2") as running:
-            self.assertEqual(running.line(), "before")
-            path, _ = talk("split", "log:behind the split", "path")
-            self.assertEqual(running.end(), (0, "behind the split\n", ""))
-        self.assertEqual("C:" + trace("log", "--path").stdout.replace("/", "\\"), path)
-
-SHELL = """
-import os, signal, sys
-signal.signal(signal.SIGTTOU, signal.SIG_IGN)
-child = os.fork()
-if child == 0:
-    os.setpgid(0, 0)
-    os.tcsetpgrp(0, os.getpid())
-    signal.signal(signal.SIGTTOU, signal.SIG_DFL)
-    os.execv(sys.argv[1], [sys.argv[1], "watch"])
-while not os.WIFSTOPPED(os.waitpid(child, os.WUNTRACED)[1]):
-    pass
-os.tcsetpgrp(0, os.getpgrp())
-print("stopped", flush=True)
-sys.stdin.readline()
-os.tcsetpgrp(0, child)
-os.kill(child, signal.SIGCONT)
-os.waitpid(child, 0)
-os.tcsetpgrp(0, os.getpgrp())
-print("ended", flush=True)
-"""
-
 class Keys(unittest.TestCase):
     """watch on a terminal: a pseudo-terminal of its own, whose other end the test has."""
 
-    def start(self, *arguments, command=(TRACE, "watch")):
+    def start(self, *arguments):
         self.shown = ""
         self.terminal, self.theirs = pty.openpty()
         self.process = subprocess.Popen(
-            [*command, *arguments], stdin=self.theirs, stdout=self.theirs, stderr=self.theirs,
-            cwd=ROOT, start_new_session=True,
+            [TRACE, "watch", *arguments], stdin=self.theirs, stdout=self.theirs,
+            stderr=self.theirs, cwd=ROOT, start_new_session=True,
             env={**os.environ, "TERM": "xterm"},  # one with colours, whatever runs the tests
             preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
         self.addCleanup(self.clean_up, self.process, self.terminal, self.theirs)
         self.until("shows keys")
-        self.wait_for_raw_mode()
+        end = time.monotonic() + PATIENCE
+        while not self.is_raw():
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.01)
 
     @staticmethod
     def clean_up(process, *ends):
@@ -270,12 +242,6 @@ class Keys(unittest.TestCase):
 
     def is_raw(self):
         return not termios.tcgetattr(self.theirs)[3] & (termios.ICANON | termios.ECHO)
-
-    def wait_for_raw_mode(self):
-        end = time.monotonic() + PATIENCE
-        while not self.is_raw():
-            self.assertLess(time.monotonic(), end)
-            time.sleep(0.01)
 
     def until(self, text):
         """Reads on until the text has come behind what was read before."""
@@ -332,18 +298,6 @@ class Keys(unittest.TestCase):
             self.process.send_signal(number)
             self.process.wait(PATIENCE)
             self.assertFalse(self.is_raw(), number)
-
-    def test_ctrl_z_gives_the_terminal_back_and_going_on_takes_it_again(self):
-        # The system stops only what somebody in the session could continue: here stands the shell.
-        self.start(command=(sys.executable, "-c", SHELL, TRACE))
-        self.press("\x1a", "stopped")
-        self.assertFalse(self.is_raw())
-        self.press("\n")
-        self.wait_for_raw_mode()
-        speak("still here")
-        self.until("still here")
-        self.press("q", "ended")
-        self.assertFalse(self.is_raw())
 
 class Log(unittest.TestCase):
     def test_shows_the_last_lines_of_the_newest_file(self):

@@ -37,10 +37,3 @@ class Window(unittest.TestCase):
         self.assertEqual(head[:8], b"\x89PNG\r\n\x1a\n")
         width, height = struct.unpack(">II", head[16:])
         self.assertTrue(width >= 800 and height >= 400, (width, height))
-
-    def test_options_are_those_of_watch(self):
-        display = start_display(self)
-        for arguments in (["--include", "(open"], ["--wat"], ["--keep", "1"]):
-            result = self.run_to_end(*arguments, DISPLAY=display)
-            self.assertEqual(result.returncode, 2, arguments)
-            self.assertIn(arguments[0], result.stderr)

@@ -3,9 +3,7 @@
 //
 //   trace:TEXT    one trace record
 //   log:TEXT      a line of the log
-//   split         the log goes on in a new file
 //   wait          waits for a line on standard input, or its end
-//   path          prints the path of the log file
 //   per-session   prints whether the log is per session
 #include <algorithm>
 #include <iostream>
@@ -27,12 +25,8 @@ void say(const std::string& what, const std::string& text)
         DiagOutputExW(L"%s", test::Wide(text).c_str());
     else if (what == "log")
         QV_Log(test::Wide(text + "\r\n"));
-    else if (what == "split")
-        CQvLogFile::ClearLog();
     else if (what == "wait")
         std::getline(std::cin, line);
-    else if (what == "path")
-        std::cout << test::utf8(CQvLogFile::GetLogFilename()) << std::endl;
     else if (what == "per-session")
         std::cout << (CQvLogFile::IsPerSession() ? "yes" : "no") << std::endl;
     else

@@ -5,7 +5,6 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QPushButton>
-#include <QStatusBar>
 #include <QTableView>
 #include <QTabWidget>
 #include <QTest>
@@ -78,15 +77,6 @@ protected:
         field->setText(QString::fromUtf8(text));
     }
 };
-
-// The numbers from 0 up, a line each.
-std::string numbers(int count)
-{
-    std::string text;
-    for (int i = 0; i < count; ++i)
-        text += std::to_string(i) + "\n";
-    return text;
-}
 
 TEST_F(TraceViewer, ShowsTheChannelsRecordsInColumnsAndFollowsTheLast)
 {
@@ -178,46 +168,19 @@ TEST_F(TraceViewer, PausesClearsAndSavesBothWays)
     EXPECT_EQ(cell(*window, 0, RecordModel::NumberColumn), "4");
 }
 
-TEST_F(TraceViewer, WritesWhatItShowsToAFileAndSaysWhatAPauseHasCost)
+TEST_F(TraceViewer, WritesWhatItShowsToAFile)
 {
     options.exclude = {"one"};
     options.time = trace::TimeMode::none;
-    options.keep = 64 << 10;
     options.output = shown;
     const auto window = reading("one\ntwo\n", 1);
     EXPECT_EQ(test::read_file(shown), "two\n");
     window->setPaused(true);
-    const std::string more = numbers(5000);
-    append(more);
-    ASSERT_TRUE(eventually([&] { return test::read_file(shown) == "two\n" + more; }))
+    append("three\n");
+    EXPECT_TRUE(eventually([&] { return test::read_file(shown) == "two\nthree\n"; }))
         << "also while it is paused";
-    EXPECT_FALSE(has(window->statusBar()->currentMessage(), "dropped"));
-    window->setPaused(false);
-    EXPECT_TRUE(has(window->statusBar()->currentMessage(), "dropped"))
-        << window->statusBar()->currentMessage().toStdString();
-
     options.output = "/missing/folder/file";
     EXPECT_THROW(TraceWindow{options}, trace::Failure);
-}
-
-TEST_F(TraceViewer, BookmarksAreGoneToAndFro)
-{
-    const auto window = reading("one\ntwo\nthree\n", 3);
-    for (const int row : {0, 2})
-    {
-        window->table()->goToRow(row);
-        window->toggleBookmark();
-    }
-    const auto go = [&](bool forward)
-    {
-        window->goToBookmark(forward);
-        return window->table()->view()->currentIndex().row();
-    };
-    EXPECT_EQ(go(true), 0);
-    EXPECT_EQ(go(false), 2);
-    type(window->excludeField(), "one");
-    ASSERT_TRUE(shows(*window, 2));
-    EXPECT_EQ(go(true), 1);
 }
 
 TEST_F(TraceViewer, WhatIsLostIsCountedAndHasARow)
@@ -227,22 +190,6 @@ TEST_F(TraceViewer, WhatIsLostIsCountedAndHasARow)
     ASSERT_TRUE(shows(*window, 3));
     EXPECT_NE(cell(*window, 1).find("shorter"), std::string::npos);
     EXPECT_TRUE(has(window->counts(), "lost 1"));
-}
-
-TEST_F(TraceViewer, BeyondItsMemoryTheOldestRowsGo)
-{
-    test::write_file(log, numbers(50'000));
-    options.input = log;
-    options.keep = 100'000;
-    TraceWindow window(options);
-    window.open();
-    window.show();
-    ASSERT_TRUE(
-        eventually([&] { return cell(window, window.model()->rowCount() - 1) == "49999"; }));
-    const int rows = window.model()->rowCount();
-    EXPECT_LT(rows, 2000);
-    EXPECT_TRUE(has(window.counts(), ("dropped " + std::to_string(50'000 - rows)).c_str()))
-        << window.counts().toStdString();
 }
 
 TEST_F(TraceViewer, AnotherListenerIsReportedAndCanBeTriedAgain)

@@ -30,9 +30,6 @@ TEST(DynLib, LoadsAModuleByTheNameThatApplicationsGiveItAndFindsItsSymbols)
     EXPECT_NE(QV_GetSymbol(module, "plugin_answer"), nullptr) << "one load still holds it";
     EXPECT_EQ(QV_UnloadLibrary(module), QV_OK);
     EXPECT_EQ(QV_UnloadLibrary(module), QV_ERR_SYSTEM) << "it is gone";
-    const std::string log = test::read_file(test::native_form(CQvLogFile::GetLogFilename()));
-    EXPECT_NE(log.find("QV_LoadLibrary(\"" + path.utf8() + "\") : OK\r\n"), std::string::npos)
-        << log;
 }
 
 TEST(DynLib, WhatIsNoModuleIsRefused)
@@ -98,22 +95,17 @@ TEST_F(ModuleFiles, SectionsOfBothWidthsComeAsTheyLieInTheFile)
         for (const char* const each : {".segmen", ".segment.segmenu", ".none"})
             EXPECT_EQ(section_of(file, each), refused) << name << each;
     }
-    EXPECT_EQ(section_of(m_good, ""), refused);
 }
 
 TEST_F(ModuleFiles, WhatIsNoModuleFileHasItsStatus)
 {
     const std::string missing = "status " + std::to_string(QV_ERR_NOFILE);
     EXPECT_EQ(section(m_folder + "/missing", ".text"), missing);
-    EXPECT_EQ(section(m_folder, ".text"), missing) << "a folder does not open";
     EXPECT_EQ(section_of("just a text, longer than the headers of old: 0123456789"), refused);
-    EXPECT_EQ(section_of(""), refused);
     void* data = nullptr;
     uint32_t size = 0;
     EXPECT_EQ(QV_GetDataSeg(L"C:\\x", ".text", nullptr, &size), QV_ERR_NULLPTR);
-    EXPECT_EQ(QV_GetDataSeg(L"C:\\x", ".text", &data, nullptr), QV_ERR_NULLPTR);
     EXPECT_EQ(QV_GetDataSeg(L"C:\\x", nullptr, &data, &size), QV_ERR_NULLPTR);
-    EXPECT_EQ(QV_FreeDataSeg(nullptr), QV_OK);
 }
 
 TEST_F(ModuleFiles, AFileThatIsCutWithinItsHeadersOrHasThemElsewhereHasNoSections)
@@ -155,7 +147,6 @@ TEST_F(ModuleFiles, ThePatchNumberIsTheFirstFourBytesOfItsValue)
     for (const char* const name : {"module64.dll", "module32.dll", "compiled64.exe"})
         EXPECT_EQ(number(name), '4' | '2' << 16) << name; // the value is the text "42"
     EXPECT_EQ(number("plain64.dll"), 0u);
-    EXPECT_EQ(number("missing"), 0u);
 }
 
 } // namespace

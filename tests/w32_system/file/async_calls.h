@@ -7,7 +7,6 @@
 #include <ostream>
 #include <semaphore>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -80,11 +79,6 @@ public:
         const std::lock_guard lock(m_mutex);
         return m_calls.size();
     }
-    std::thread::id thread() // of the last callback
-    {
-        const std::lock_guard lock(m_mutex);
-        return m_thread;
-    }
 
     // Held callbacks stay until this: the one that is there or comes next, or all from now on.
     void step() { m_steps.release(); }
@@ -105,7 +99,6 @@ private:
         {
             const std::lock_guard lock(m_mutex);
             m_calls.push_back(call);
-            m_thread = std::this_thread::get_id();
             m_changed.notify_all();
         }
         if (m_held)
@@ -117,7 +110,6 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     Calls m_calls;
-    std::thread::id m_thread;
 };
 
 // Returns when the steps under way have ended, and with them the files of copies are closed.

@@ -1,9 +1,7 @@
 // Failures below asynchronous transfers, and what workers do when there is nothing to do. This
 // program stands between the library and the calls that it makes for its threads.
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <new>
 #include <tuple>
 
 #include "async_calls.h"
@@ -11,6 +9,7 @@
 #include "support/entries.h"
 #include "support/faults.h"
 #include "support/instead.h"
+#include "support/scarce_memory.h"
 
 using test::AsyncCalls;
 using test::Calls;
@@ -23,13 +22,10 @@ namespace
 {
 
 std::atomic<int> g_create_error{0};
-thread_local int t_allocations_left = -1; // negative: no end
-std::atomic<int> g_allocations{0};
 
 // The pauses of idle workers. Held, they last until they are let go.
 std::atomic<bool> g_pauses_held{false};
 std::atomic<int> g_pauses{0};
-std::atomic<long> g_longest_pause{0}; // nanoseconds
 
 } // namespace
 
@@ -46,22 +42,7 @@ TEST_INSTEAD int pthread_delay_np(const timespec* interval)
     ++g_pauses;
     g_pauses.notify_all();
     g_pauses_held.wait(true);
-    g_longest_pause =
-        std::max<long>(g_longest_pause, interval->tv_sec * 1'000'000'000 + interval->tv_nsec);
     return TEST_REAL(pthread_delay_np)(interval);
-}
-
-// What it gives is freed by whatever operator delete belongs to the next one.
-[[gnu::noinline]] void* operator new(size_t size)
-{
-    if (t_allocations_left == 0)
-        throw std::bad_alloc();
-    if (t_allocations_left > 0)
-        --t_allocations_left;
-    ++g_allocations;
-    static void* (*const real)(size_t) =
-        reinterpret_cast<void* (*)(size_t)>(dlsym(RTLD_NEXT, "_Znwm"));
-    return real(size);
 }
 
 namespace
@@ -143,22 +124,6 @@ TEST_F(AsyncFaults, ACopyGoesOnWhereNoRoomCanBeReserved)
     }
 }
 
-TEST_F(AsyncFaults, ACopyGoesOnWithoutASize)
-{
-    // Opening asks for a file's status too. The last three calls are those for the three blocks.
-    copy(QV_OK);
-    PlinthTestArm();
-    copy(QV_OK);
-    const unsigned calls = PlinthTestCalls("fstat");
-    PlinthTestReset();
-    PlinthTestFail("fstat", calls - 1, 1, EIO);
-    EXPECT_EQ(
-        copy(QV_OK),
-        (Calls{
-            {more, size, 4096}, {QV_ERR_FILESIZE, 0, 4096}, {more, 0, 8192}, {QV_OK, size, size}}));
-    EXPECT_EQ(content("b").size(), size);
-}
-
 TEST_F(AsyncFaults, ACopyTakesWhatAFailedReadStillBrought)
 {
     const size_t before = descriptors();
@@ -211,16 +176,16 @@ TEST_F(AsyncFaults, WithoutMemoryNothingStartsAndNothingIsLeft)
     const size_t before = descriptors();
     int failures = 0;
     for (const bool copying : {false, true})
-        for (int allowed = 0;; ++allowed, ++failures)
+        for (unsigned nth = 1;; ++nth, ++failures)
         {
-            ASSERT_LT(allowed, 100);
-            t_allocations_left = allowed;
+            ASSERT_LT(nth, 100u);
+            test::t_failing_allocation = nth;
             const int status = copying ? calls.copy(source, target) : calls.read(file, &byte, 1);
-            t_allocations_left = -1;
+            test::t_failing_allocation = 0;
             if (status == QV_OK)
                 break;
             EXPECT_TRUE(status == QV_ERR_SYSTEM || status == QV_ERR_OPENFILE) << status;
-            EXPECT_EQ(descriptors(), before) << allowed;
+            EXPECT_EQ(descriptors(), before) << nth;
         }
     EXPECT_GT(failures, 4);
     calls.wait_for(QV_OK);
@@ -228,7 +193,7 @@ TEST_F(AsyncFaults, WithoutMemoryNothingStartsAndNothingIsLeft)
     test::wait_for_steps();
 }
 
-TEST_F(AsyncFaults, AnIdleWorkerTakesTheNextTransferAndEndsAfterTwentyShortPauses)
+TEST_F(AsyncFaults, AnIdleWorkerTakesTheNextTransferAndEndsAfterTwentyPauses)
 {
     std::thread([] {}).join(); // a sanitizer may start a thread of its own with the first
     const size_t before = test::threads_here();
@@ -246,21 +211,6 @@ TEST_F(AsyncFaults, AnIdleWorkerTakesTheNextTransferAndEndsAfterTwentyShortPause
     while (test::threads_here() > before)
         std::this_thread::yield();
     EXPECT_EQ(g_pauses, 1 + 20);
-    EXPECT_EQ(g_longest_pause, 5'000);
-}
-
-TEST_F(AsyncFaults, ABlockAllocatesNothing)
-{
-    make("a", std::string(4096 * 64, 'x'));
-    std::vector<int> seen;
-    seen.reserve(100);
-    AsyncCalls calls;
-    calls.act = [&] { seen.push_back(g_allocations); };
-    ASSERT_EQ(calls.copy(path("a"), path("b")), QV_OK);
-    calls.wait();
-    EXPECT_EQ(seen.size(), 65u);
-    EXPECT_EQ(seen.back(), seen[1]);
-    test::wait_for_steps();
 }
 
 } // namespace

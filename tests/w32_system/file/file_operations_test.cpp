@@ -61,13 +61,11 @@ TEST_F(FileOperations, ReplaceKeepsTheOldFileAsBackup)
     EXPECT_EQ(replace(), QV_ERR_MOVEFILE);
     EXPECT_EQ(content("b"), "NEW") << "the first move stays done";
     EXPECT_FALSE(exists("a"));
-    EXPECT_EQ(replace(), QV_ERR_MOVEFILE) << "nothing to keep: the second move isn't tried";
 }
 
 TEST_F(FileOperations, RemoveForgivesAMissingFileUnlessStrict)
 {
     EXPECT_EQ(QV_RemoveFile(path("none"), 0), QV_OK);
-    EXPECT_EQ(QV_RemoveFile(path("none/none"), 0), QV_OK);
     EXPECT_EQ(QV_RemoveFile(path("none"), 1), QV_ERR_REMOVEFILE);
     EXPECT_EQ(QV_AccessFile(path("none"), 0), QV_ERR_ACCESS);
     make("file");
@@ -77,7 +75,6 @@ TEST_F(FileOperations, RemoveForgivesAMissingFileUnlessStrict)
     EXPECT_EQ(QV_AccessFile(path("file"), 2), QV_ERR_READONLY);
     EXPECT_EQ(QV_RemoveFile(path("file"), 1), QV_OK) << "a read-only file goes too";
     EXPECT_FALSE(exists("file"));
-    EXPECT_EQ(QV_RemoveFile(test::windows_form(m_folder), 1), QV_ERR_ACCESS);
     make("held");
     OpenedFile held(path("held"), QV_OPEN_READ);
     EXPECT_EQ(QV_RemoveFile(path("held"), 0), QV_ERR_REMOVEFILE);
@@ -87,11 +84,10 @@ TEST_F(FileOperations, SearchPathFindsAFileAndAddsTheExtension)
 {
     make("tool.cfg");
     const Wide folder = test::windows_form(m_folder);
-    wchar_t found[1024] = L"", small[4] = L"abc";
+    wchar_t found[1024] = L"";
     EXPECT_EQ(QV_SearchPath(folder, L"tool", L".cfg", found, 1024), QV_OK);
     EXPECT_EQ(test::utf8(found), path("tool.cfg").utf8());
     EXPECT_EQ(QV_SearchPath(folder, L"other", L".cfg", found, 1024), QV_ERR_SEARCHPATH);
-    EXPECT_EQ(QV_SearchPath(folder, L"tool", L".cfg", small, 4), QV_OK) << "too small is success";
 }
 
 TEST_F(FileOperations, SearchGivesEveryEntrySortedAndWithItsData)
@@ -123,10 +119,6 @@ TEST_F(FileOperations, SearchGivesEveryEntrySortedAndWithItsData)
     EXPECT_EQ(QV_FindFileFirst(path("*.none"), &search, &data), QV_ERR_FINDFIRST);
     EXPECT_EQ(search, nullptr);
     EXPECT_EQ(QV_FindFileFirst(path("*"), nullptr, &data), QV_ERR_NULLPTR);
-    EXPECT_EQ(QV_FindFileFirst(path("*"), &search, nullptr), QV_OK);
-    EXPECT_EQ(QV_FindFileNext(search, &data), QV_OK);
-    EXPECT_EQ(test::utf8(data.name), "..") << "the first entry, \".\", was not asked for";
-    EXPECT_EQ(QV_FindFileClose(search), QV_OK);
 }
 
 TEST_F(FileOperations, DirectoriesAreMadeWithTheirParentsOnRequest)
@@ -138,12 +130,8 @@ TEST_F(FileOperations, DirectoriesAreMadeWithTheirParentsOnRequest)
     EXPECT_EQ(make_parents("single", 0), QV_OK);
     EXPECT_TRUE(exists("single"));
     make("file");
-    EXPECT_EQ(make_parents("file", 0), QV_OK)
-        << "what can be read and written is not looked at further";
     EXPECT_EQ(make_parents("file/sub"), QV_ERR_CREATEDIR);
     EXPECT_EQ(QV_CreateDirectory(L"", 0, QV_SECURITY_DEFAULT), QV_ERR_CREATEDIR);
-    EXPECT_EQ(QV_CreateDirectory(L"\\no-such-root\\x", 1, QV_SECURITY_DEFAULT), QV_ERR_CREATEDIR)
-        << "the first prefix is empty and can't be made";
     EXPECT_EQ(QV_CreateDirectory(nullptr, 1, QV_SECURITY_DEFAULT), QV_ERR_CREATEDIR);
 
     // Levels of 50 characters: those that end beyond the first 259 are not made.
@@ -166,7 +154,6 @@ TEST_F(FileOperations, RecursiveRemovalLeavesHiddenEntriesAndLinkTargetsAlone)
     EXPECT_EQ(QV_RemoveDirectoryRecursively(path("tree")), QV_OK);
     EXPECT_FALSE(exists("tree"));
     EXPECT_EQ(QV_RemoveDirectoryRecursively(path("tree")), QV_ERR_REMOVEDIR);
-    EXPECT_EQ(QV_RemoveDirectoryRecursively(L""), QV_ERR_SYSTEM);
     EXPECT_EQ(QV_RemoveDirectoryRecursively(nullptr), QV_ERR_SYSTEM);
 
     std::filesystem::create_directories(native("kept"));
@@ -193,21 +180,15 @@ TEST_F(FileOperations, TheProbeTestsTheFolderThatHoldsTheName)
     EXPECT_FALSE(QV_IsDirectoryWritable(path("none/sub")));
     EXPECT_FALSE(QV_IsDirectoryWritable(nullptr));
     EXPECT_TRUE(std::filesystem::is_empty(m_folder)) << "the probes are gone";
-    // What the probe is called shows where it can't be made.
-    std::filesystem::create_directories(native("sub.tested"));
-    std::filesystem::create_directories(native("file_451_124_54545.tested"));
-    EXPECT_FALSE(QV_IsDirectoryWritable(path("sub")));
-    EXPECT_FALSE(QV_IsDirectoryWritable(path("")));
 }
 
 TEST_F(FileOperations, TheCurrentDirectoryCanBeSetAndAsked)
 {
-    wchar_t before[1024], now[1024], small[2] = L"x";
+    wchar_t before[1024], now[1024];
     ASSERT_EQ(QV_GetCurrentDirectory(before, 1024), QV_OK);
     ASSERT_EQ(QV_SetCurrentDirectory(path("")), QV_OK);
     EXPECT_EQ(QV_GetCurrentDirectory(now, 1024), QV_OK);
     EXPECT_EQ(test::utf8(now), test::windows_form(m_folder).utf8());
-    EXPECT_EQ(QV_GetCurrentDirectory(small, 2), QV_OK) << "too small is success";
     make("relative");
     EXPECT_EQ(QV_AccessFile(L"relative", 0), QV_OK);
     EXPECT_EQ(QV_SetCurrentDirectory(path("none")), QV_ERR_SETCURDIR);
@@ -221,15 +202,13 @@ TEST_F(FileOperations, VolumesTellTheirSpaceTypeAndName)
     EXPECT_GT(total, 0u);
     EXPECT_LE(mine, free);
     EXPECT_LE(free, total);
-    EXPECT_EQ(QV_GetDiskSpaces(path(""), nullptr, nullptr, nullptr), QV_OK);
     EXPECT_EQ(QV_GetDiskSpaces(path("none"), &mine, &total, &free), QV_ERR_DISKSPACE);
 
-    wchar_t drives[512] = L"", name[8], extra[4] = L"abc";
+    wchar_t drives[512] = L"", name[8];
     unsigned needed = 0;
     EXPECT_EQ(QV_GetLogicalDriveStrings(drives, 512, &needed), QV_OK);
     EXPECT_EQ(QV_GetLogicalDriveStrings(drives, 1, &needed), QV_ERR_BUFFERSMALL);
     EXPECT_GE(needed, 5u) << "\"C:\\\" with both terminators";
-    EXPECT_EQ(QV_GetLogicalDriveStrings(drives, 1, nullptr), QV_ERR_BUFFERSMALL);
 
     QvVolumeInfo info = {};
     EXPECT_EQ(QV_GetVolumeInformation(L"C:\\", &info), QV_OK);
@@ -237,12 +216,6 @@ TEST_F(FileOperations, VolumesTellTheirSpaceTypeAndName)
     EXPECT_EQ(QV_GetVolumeInformation(L"C:\\", nullptr), QV_ERR_NULLPTR);
     info.name = name;
     info.nameSize = 8;
-    info.extra = extra;
-    info.extraSize = 4;
-    info.flags = 77;
-    EXPECT_EQ(QV_GetVolumeInformation(L"C:\\", &info), QV_OK);
-    EXPECT_EQ(info.flags, 0u);
-    EXPECT_EQ(extra[0], L'\0');
     EXPECT_EQ(QV_GetVolumeInformation(L"Q:\\", &info), QV_ERR_VOLUMEINFO);
     EXPECT_EQ(info.type, static_cast<uint32_t>(DRIVE_NO_ROOT_DIR));
     EXPECT_EQ(QV_GetUNCPath(nullptr, nullptr, 0), QV_ERR_NOTIMPL);

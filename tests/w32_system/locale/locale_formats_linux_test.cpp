@@ -47,8 +47,6 @@ TEST(LocaleFormatsOfUser, AreThoseOfTheCountry)
          "الثلاثاء 5 مارس 2024|15:04:09"},
         {"ja_JP.UTF-8", "%Y/%m/%d|%H:%M:%S", "YYYY/MM/DD HH:MM:SS", "2024年03月05日|15時04分09秒"},
         {"hi_IN", "%d/%m/%Y|%I:%M:%S %p", "DD/MM/YYYY hh:MM:SS pm", "5/3/24|03:04:09 अपराह्न"},
-        {"sv_SE.UTF-8", "%Y-%m-%d|%H:%M:%S", "YYYY-MM-DD HH:MM:SS", "2024-03-05|15:04:09"},
-        {"fa_IR", "%Y/%m/%d|%H:%M:%S", "YYYY/MM/DD HH:MM:SS", "24/03/05|15:04:09"},
         {"no_SUCH", "%m/%d/%Y|%H:%M:%S", "MM/DD/YYYY HH:MM:SS", "03/05/24|15:04:09"}};
     for (const auto& [locale, format, mask, shown] : rows)
     {
@@ -80,11 +78,8 @@ TEST(LocaleFormatsOfUser, TextsThatAreTooLongAreCut)
     wchar_t text[80];
     QV_GetLocaleDateTimeFormat(text, 8, nullptr, 0);
     EXPECT_EQ(utf8(text), "%d.%m.%") << "the format would fill eight exactly";
-    for (const auto& [size, cut] : {std::pair{14u, "DD.MM.YYYY HH"}, {11u, "DD.MM.YYYY"}})
-    {
-        QV_GetLocaleUserDateTimeFormat(text, size);
-        EXPECT_EQ(utf8(text), cut);
-    }
+    QV_GetLocaleUserDateTimeFormat(text, 14);
+    EXPECT_EQ(utf8(text), "DD.MM.YYYY HH");
     EXPECT_EQ(QV_FormatLocaleDateTime(&afternoon, text, 10, nullptr, 0), QV_ERR_SYSTEM);
     EXPECT_EQ(QV_FormatLocaleDateTime(&afternoon, text, 11, nullptr, 0), QV_OK);
 }

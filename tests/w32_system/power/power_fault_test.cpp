@@ -55,29 +55,4 @@ TEST_F(PowerFault, SettingsOutliveTheProcessButNotTheBoot)
     EXPECT_EQ(screen_saver(), FALSE) << "the user's own setting";
 }
 
-TEST_F(PowerFault, AThreadsRequirementsAreItsOwn)
-{
-    SetThreadExecutionState(ES_CONTINUOUS | ES_SYSTEM_REQUIRED);
-    DWORD others = 0;
-    std::thread([&] { others = SetThreadExecutionState(ES_CONTINUOUS | ES_DISPLAY_REQUIRED); })
-        .join();
-    EXPECT_EQ(others, ES_CONTINUOUS);
-    EXPECT_EQ(SetThreadExecutionState(ES_SYSTEM_REQUIRED), ES_CONTINUOUS | ES_SYSTEM_REQUIRED)
-        << "without ES_CONTINUOUS nothing stays";
-    EXPECT_EQ(SetThreadExecutionState(ES_CONTINUOUS), ES_CONTINUOUS | ES_SYSTEM_REQUIRED);
-    EXPECT_EQ(SetThreadExecutionState(0x4), 0u);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(SetThreadExecutionState(ES_AWAYMODE_REQUIRED), 0u) << "only with ES_CONTINUOUS";
-}
-
-TEST_F(PowerFault, UnknownParametersAreRefused)
-{
-    EXPECT_FALSE(SystemParametersInfoW(SPI_GETSCREENSAVEACTIVE, 0, nullptr, 0));
-    EXPECT_EQ(GetLastError(), ERROR_NOACCESS);
-    EXPECT_FALSE(SystemParametersInfoW(4711, 0, nullptr, 0));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    EXPECT_FALSE(ShutdownBlockReasonCreate(nullptr, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-}
-
 } // namespace

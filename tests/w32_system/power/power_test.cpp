@@ -71,10 +71,4 @@ TEST_F(Power, TurningOffTwiceLeavesPowerSavingOff)
     expect_all_off();
 }
 
-TEST_F(Power, RestoringWithoutTurningOffWritesZeros)
-{
-    QV_DisableWindowsPowerSave(nullptr, false, nullptr);
-    expect_all_off();
-}
-
 } // namespace
