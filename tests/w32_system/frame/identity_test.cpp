@@ -34,9 +34,8 @@ TEST(WinVersion, QueriesAnswerFromTheRecord)
     {
         DWORD platform, major, minor;
         const char* answers;
-    } versions[] = {{1, 4, 10, "8"},   {2, 4, 0, "4N"},    {2, 5, 1, "xXN"},
-                    {2, 6, 0, "XvVN"}, {2, 6, 1, "XVsSN"}, {2, 6, 2, "XVSeN"},
-                    {2, 10, 0, "XVSN"}};
+    } versions[] = {{1, 4, 10, "8"},    {2, 4, 0, "4N"},    {2, 5, 1, "xXN"},  {2, 6, 0, "XvVN"},
+                    {2, 6, 1, "XVsSN"}, {2, 6, 2, "XVSeN"}, {2, 10, 0, "XVSN"}};
     for (const auto& [platform, major, minor, expected] : versions)
     {
         CQvWinVersion::s_osVersionInfo = {276, major, minor, 0, platform, {}};

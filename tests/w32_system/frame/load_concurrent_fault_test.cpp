@@ -28,10 +28,10 @@ TEST(Load, OpensTheLogTracesOnceAndLetsStaticObjectsTrace)
 {
     EXPECT_EQ(test::Process::child("trace-once").wait(), 0);
     const std::string log = test::read_log(test::log_name(1)), stamp = test::stamp_pattern;
-    EXPECT_TRUE(std::regex_match(
-        log, std::regex(stamp + "Log session started\\.\r\n" + stamp +
-                        "RDTSC instruction NOT present\\.\r\nfrom main\r\n" + stamp +
-                        "from a static destructor\r\n")))
+    EXPECT_TRUE(
+        std::regex_match(log, std::regex(stamp + "Log session started\\.\r\n" + stamp +
+                                         "RDTSC instruction NOT present\\.\r\nfrom main\r\n" +
+                                         stamp + "from a static destructor\r\n")))
         << log;
 }
 

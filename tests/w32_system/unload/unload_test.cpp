@@ -133,6 +133,11 @@ void expect_unloading_waits(Library& library)
     EXPECT_FALSE(Library::is_loaded());
 }
 
+// In the place of the clock and of the pause between two looks at whether the workers are gone:
+// time flies for the thread that unloads, and its looks are counted.
+thread_local bool t_flies = false;
+std::atomic<int> g_looks{0};
+
 // The next SetEvent, which lets those go on who wait for the timer, is held after its work: the
 // system's thread is then still on its way back through the library's code.
 std::atomic<bool> g_hold{false};
@@ -143,6 +148,26 @@ thread_local bool t_isWorker = false; // of the pool
 void (*g_await)() = nullptr;
 
 } // namespace
+
+TEST_INSTEAD BOOL QueryPerformanceCounter(LARGE_INTEGER* count)
+{
+    static thread_local LONGLONG t_ahead = 0; // ns
+    constexpr LONGLONG hour = 3'600'000'000'000;
+    const BOOL result = TEST_REAL(QueryPerformanceCounter)(count);
+    if (t_flies)
+        t_ahead += hour;
+    count->QuadPart += t_ahead;
+    return result;
+}
+
+TEST_INSTEAD int pthread_delay_np(const timespec* interval)
+{
+    nanosleep(interval, nullptr);
+    if (t_flies)
+        ++g_looks;
+    g_looks.notify_all();
+    return 0;
+}
 
 TEST_INSTEAD BOOL SetEvent(HANDLE event)
 {
@@ -208,6 +233,7 @@ size_t open_files(const std::string& below)
     return count;
 }
 
+// Counts callbacks, and holds them if it is told to.
 struct Callbacks
 {
     static void on_copy(int status, uint64_t, uint64_t, void* self)
@@ -216,6 +242,7 @@ struct Callbacks
         calls.ended = calls.ended || status != QV_ERR_INPROGRESS;
         ++calls.count;
         calls.count.notify_all();
+        calls.held.wait(true);
     }
     void wait_for(unsigned calls)
     {
@@ -224,6 +251,7 @@ struct Callbacks
     }
     std::atomic<unsigned> count = 0;
     std::atomic<bool> ended = false;
+    std::atomic<bool> held = false;
 };
 
 class AsyncUnloadConcurrent : public testing::Test
@@ -297,6 +325,32 @@ TEST_F(AsyncUnloadConcurrent, TransfersInFlightEndWithTheLibraryAndCallBackNoMor
             library.unload();
             EXPECT_FALSE(calls.ended);
         });
+}
+
+TEST_F(AsyncUnloadConcurrent, UnloadingWaitsForACallbackAsLongAsItTakes)
+{
+    Library library;
+    Callbacks calls;
+    calls.held = true;
+    start_copy(library, calls, 0, off_t{1} << 40);
+    calls.wait_for(1);
+    std::atomic<bool> unloaded{false};
+    std::thread closer(
+        [&]
+        {
+            t_flies = true;
+            library.unload();
+            unloaded = true;
+        });
+    // Hours past the time that the end of a process would wait.
+    for (int now; (now = g_looks) < 3;)
+        g_looks.wait(now);
+    EXPECT_FALSE(unloaded);
+    calls.held = false;
+    calls.held.notify_all();
+    closer.join();
+    expect_nothing_left();
+    EXPECT_EQ(calls.count, 1u);
 }
 
 // A timer of another kind, which nobody can end any more: its thread has gone. The record stays
