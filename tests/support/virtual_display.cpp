@@ -22,6 +22,7 @@ namespace
 // The standard output of a server, which ends with this process. It stays open as long.
 FILE* start_server(const std::string& command)
 {
+    needs_program("setpriv", "util-linux");
     return popen(("exec setpriv --pdeathsig TERM " + command + " 2>/dev/null").c_str(), "re");
 }
 
