@@ -69,20 +69,9 @@ void try_numbers(const wchar_t* text)
     wchar_t* end = nullptr;
     wcstol(text, &end, 0);
     check(end >= text && end <= text_end, "a number lies within its text");
-    const double value = wcstod(text, &end);
+    wcstod(text, &end);
     check(end >= text && end <= text_end, "a number lies within its text");
     _wtoi64(text);
-
-    // The C library reads the same number, a terminator taking the place of what is not ASCII. It
-    // knows letters behind "nan" that the runtime doesn't.
-    std::string ascii;
-    for (const wchar_t* c = text; *c && *c < 0x80; ++c)
-        ascii += static_cast<char>(*c);
-    char* stop = nullptr;
-    const double expected = std::strtod(ascii.c_str(), &stop);
-    if (expected == expected)
-        check(value == expected && end - text == stop - ascii.c_str(),
-              "the value and the end of a number");
 }
 
 // A path that has a native form has it without dots, and is its own native form.

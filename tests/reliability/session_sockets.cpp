@@ -6,23 +6,6 @@
 namespace
 {
 
-class Socket
-{
-public:
-    explicit Socket(SOCKET owned) : m_socket(owned) {}
-    Socket(const Socket&) = delete;
-    Socket& operator=(const Socket&) = delete;
-    ~Socket()
-    {
-        if (m_socket != INVALID_SOCKET)
-            QV_CloseSocket(m_socket);
-    }
-    operator SOCKET() const { return m_socket; }
-
-private:
-    SOCKET m_socket;
-};
-
 bool readable(Session& session, SOCKET socket)
 {
     constexpr TIMEVAL long_enough = {10, 0};
@@ -30,10 +13,8 @@ bool readable(Session& session, SOCKET socket)
     return session.worked("QV_Select", QV_Select(0, &set, nullptr, nullptr, &long_enough) == 1);
 }
 
-void conversation(Session& session)
+void conversation(Session& session, SOCKET listener, SOCKET client, SOCKET& server)
 {
-    const Socket listener(QV_Socket(AF_INET, SOCK_STREAM, 0));
-    const Socket client(QV_Socket(AF_INET, SOCK_STREAM, 0));
     SOCKADDR_IN own = {};
     own.sin_family = AF_INET;
     own.sin_addr.s_addr = QV_HtoNl(INADDR_LOOPBACK);
@@ -46,7 +27,7 @@ void conversation(Session& session)
         !CALL(QV_Connect(client, address, sizeof own), QV_ERR_FAILED) ||
         !readable(session, listener))
         return;
-    const Socket server(QV_Accept(listener, nullptr, nullptr));
+    server = QV_Accept(listener, nullptr, nullptr);
     if (!session.worked("QV_Accept", server != INVALID_SOCKET))
         return;
     CALL(QV_SetSockOpt(client, SOL_SOCKET, SO_KEEPALIVE, "\1\0\0\0", 4), QV_ERR_FAILED);
@@ -68,7 +49,12 @@ void socket_part(Session& session)
 {
     if (!CALL(QV_InitSocket(), QV_ERR_FAILED))
         return;
-    conversation(session);
+    SOCKET sockets[3] = {QV_Socket(AF_INET, SOCK_STREAM, 0), QV_Socket(AF_INET, SOCK_STREAM, 0),
+                         INVALID_SOCKET};
+    conversation(session, sockets[0], sockets[1], sockets[2]);
+    for (const SOCKET each : sockets)
+        if (each != INVALID_SOCKET)
+            QV_CloseSocket(each);
     QV_HOSTENT host = {};
     QV_PROTOENT protocol = {};
     char name[300] = "";

@@ -4,7 +4,6 @@
 #include <stdexcept>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -82,12 +81,6 @@ ChildProcess::~ChildProcess()
 std::string ChildProcess::line()
 {
     return read_line(m_out);
-}
-
-bool ChildProcess::has_said() const
-{
-    pollfd out = {m_out, POLLIN, 0};
-    return ::poll(&out, 1, 0) == 1;
 }
 
 void ChildProcess::tell(const std::string& line)

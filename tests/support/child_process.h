@@ -26,8 +26,6 @@ public:
     pid_t id() const { return m_id; }
     // A line of its standard output, without the line end; "" at the end of it.
     std::string line();
-    // Whether it has said something, or has ended, so that line() doesn't wait for it to begin.
-    bool has_said() const;
     void tell(const std::string& line); // to its standard input
     void send(int signal)               // nothing to one that was waited for
     {

@@ -1,8 +1,7 @@
-// Allocations that fail or are counted. The operators below replace the C++ library's in the whole
+// Allocations that fail. The operators below replace the C++ library's in the whole
 // program, so only one file of a program may include this.
 #pragma once
 
-#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -13,14 +12,11 @@ namespace test
 inline thread_local unsigned t_failing_allocation = 0;
 // Each operator new of this thread fails.
 inline thread_local bool t_allocations_fail = false;
-// Calls of operator new by all threads.
-inline std::atomic<int> g_allocations{0};
 
 } // namespace test
 
 void* operator new(size_t size, const std::nothrow_t&) noexcept
 {
-    ++test::g_allocations;
     const bool is_the_nth = test::t_failing_allocation != 0 && --test::t_failing_allocation == 0;
     return is_the_nth || test::t_allocations_fail ? nullptr : std::malloc(size);
 }

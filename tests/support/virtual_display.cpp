@@ -1,15 +1,11 @@
 #include "support/virtual_display.h"
 
-#include <csignal>
+#include <cstdio>
 #include <cstdlib>
-#include <vector>
 
-#include <fcntl.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -23,16 +19,11 @@ namespace test
 namespace
 {
 
-// In the child: the server, silent, which ends with the process that started it.
-[[noreturn]] void run_server(std::vector<const char*> arguments)
+// The standard output of a server, which ends with this process. It stays open as long.
+FILE* start_server(const std::string& command)
 {
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    const int nothing = open("/dev/null", O_WRONLY);
-    dup2(nothing, STDOUT_FILENO);
-    dup2(nothing, STDERR_FILENO);
-    arguments.push_back(nullptr);
-    execvp(arguments[0], const_cast<char* const*>(arguments.data()));
-    _exit(99);
+    needs_program("setpriv", "util-linux");
+    return popen(("exec setpriv --pdeathsig TERM " + command + " 2>/dev/null").c_str(), "re");
 }
 
 // Nothing of the machine's own displays is left in the environment.
@@ -68,30 +59,13 @@ bool answers(const std::string& socket_path)
 VirtualDisplay::VirtualDisplay()
 {
     needs_program("Xvfb", "xvfb");
-    int number[2];
-    std::string line;
-    if (pipe(number) == 0)
-    {
-        if (fork() == 0)
-        {
-            close(number[0]);
-            const std::string to = std::to_string(number[1]);
-            run_server({"Xvfb", "-displayfd", to.c_str(), "-screen", "0", "1280x1024x24",
-                        "-nolisten", "tcp", "-noreset"});
-        }
-        close(number[1]);
-        for (char c = 0; read(number[0], &c, 1) == 1 && c != '\n';)
-            line += c;
-        close(number[0]);
-    }
-    if (line.empty())
-    {
-        ADD_FAILURE() << "Xvfb doesn't start";
-        return;
-    }
-    m_name = ":" + line;
+    FILE* const server =
+        start_server("Xvfb -displayfd 1 -screen 0 1280x1024x24 -nolisten tcp -noreset");
+    int number = 0;
+    m_runs = server && std::fscanf(server, "%d", &number) == 1;
+    EXPECT_TRUE(m_runs) << "Xvfb doesn't start";
     forget_displays();
-    setenv("DISPLAY", m_name.c_str(), 1);
+    setenv("DISPLAY", (":" + std::to_string(number)).c_str(), 1);
 }
 
 VirtualCompositor::VirtualCompositor()
@@ -99,22 +73,13 @@ VirtualCompositor::VirtualCompositor()
     needs_program("weston", "weston");
     forget_displays();
     const std::string path = std::string(std::getenv("XDG_RUNTIME_DIR")) + "/wayland-test";
-    const pid_t server = fork();
-    if (server == 0)
-        run_server({"weston", "--backend=headless-backend.so", "--socket=wayland-test",
-                    "--idle-time=0", "--no-config"});
+    start_server("weston --backend=headless-backend.so --socket=wayland-test --idle-time=0 "
+                 "--no-config >/dev/null");
     setenv("WAYLAND_DISPLAY", "wayland-test", 1);
     // The socket has its name before it takes connections.
-    while (!answers(path))
-    {
-        if (waitpid(server, nullptr, WNOHANG) != 0)
-        {
-            ADD_FAILURE() << "weston doesn't start";
-            return;
-        }
-        usleep(2000);
-    }
-    m_runs = true;
+    for (int i = 0; i < 10'000 && !m_runs; ++i, usleep(2000))
+        m_runs = answers(path);
+    EXPECT_TRUE(m_runs) << "weston doesn't start";
 }
 
 } // namespace test

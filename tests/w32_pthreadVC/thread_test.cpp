@@ -4,11 +4,6 @@
 
 #include <plinth_w32_pthreadVC.h>
 
-#if !defined(_WIN32)
-#include <sys/wait.h>
-#include <unistd.h>
-#endif
-
 namespace
 {
 
@@ -81,24 +76,3 @@ TEST(EndingThreadsConcurrent, AreWaitedForUntilTheirLastObjectHasGone)
         EXPECT_EQ(g_left, round);
     }
 }
-
-#if !defined(_WIN32)
-TEST(EndingThreadsConcurrent, OfTheParentAreNotWaitedForByAForkedProcess)
-{
-    start_ending_thread();
-    const pid_t child = fork();
-    if (child == 0)
-    {
-        alarm(60);
-        pthread_await_ending_np();
-        _exit(0);
-    }
-    ASSERT_GT(child, 0);
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    g_awaited = true;
-    g_awaited.notify_all();
-    pthread_await_ending_np();
-}
-#endif

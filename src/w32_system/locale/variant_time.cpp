@@ -12,8 +12,8 @@ extern "C" int QV_TmToVariantTime(const struct tm* pTm, double* pVariantTime)
                         L"QV_TmToVariantTime: No time, or no place for the result.",
                         "src\\w32_system\\locale\\locale", __LINE__);
     SYSTEMTIME time = {};
-    time.wYear = static_cast<WORD>(pTm->tm_year + 1900u);
-    time.wMonth = static_cast<WORD>(pTm->tm_mon + 1u);
+    time.wYear = static_cast<WORD>(static_cast<unsigned>(pTm->tm_year) + 1900u);
+    time.wMonth = static_cast<WORD>(static_cast<unsigned>(pTm->tm_mon) + 1u);
     time.wDayOfWeek = static_cast<WORD>(pTm->tm_wday);
     time.wDay = static_cast<WORD>(pTm->tm_mday);
     time.wHour = static_cast<WORD>(pTm->tm_hour);

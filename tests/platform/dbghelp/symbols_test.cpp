@@ -1,5 +1,4 @@
 // Modules, symbols and lines by address, and walks of the calling thread's stack.
-#include <csignal>
 #include <cstdint>
 
 #include <dlfcn.h>
@@ -107,31 +106,20 @@ protected:
     ~Symbols() override { PlinthTestReset(); }
 };
 
-TEST(SymbolEngine, StartsOnceForThisProcessAlone)
+TEST(SymbolEngine, StartsOnceForThisProcessAloneWithTheLoadedModules)
 {
     // It knows nothing before.
     IMAGEHLP_MODULE64 info = module_record();
     EXPECT_EQ(refusal(SymGetModuleInfo64(process(), address_of(known_function), &info)),
               ERROR_INVALID_HANDLE);
-    EXPECT_FALSE(Symbol().find(address_of(known_function)));
-    EXPECT_FALSE(Line().find(address_of(known_function)));
     EXPECT_EQ(refusal(SymInitialize(nullptr, nullptr, FALSE)), ERROR_INVALID_HANDLE);
     PlinthTestFail("dlopen", 1, 1, ENOENT);
     EXPECT_EQ(refusal(SymInitialize(process(), nullptr, FALSE)), ERROR_MOD_NOT_FOUND)
         << "the library that reads symbols is missing";
     PlinthTestReset();
-    PlinthTestFail("dlsym", 3, 1, ENOENT);
-    EXPECT_FALSE(SymInitialize(process(), nullptr, FALSE));
-    PlinthTestReset();
-    EXPECT_TRUE(SymInitialize(process(), nullptr, FALSE));
-    EXPECT_EQ(refusal(SymInitialize(process(), nullptr, FALSE)), ERROR_INVALID_PARAMETER);
-}
-
-TEST(SymbolEngine, KnowsEachLoadedModuleIfItWasToldTo)
-{
     EXPECT_TRUE(SymInitialize(process(), nullptr, TRUE));
-    IMAGEHLP_MODULE64 info = module_record();
-    EXPECT_TRUE(SymGetModuleInfo64(process(), address_of(known_function), &info));
+    EXPECT_EQ(refusal(SymInitialize(process(), nullptr, FALSE)), ERROR_INVALID_PARAMETER);
+    // Told to, it knows each loaded module.
     EXPECT_TRUE(SymGetModuleInfo64(process(), reinterpret_cast<DWORD64>(&GetLastError), &info));
     EXPECT_STREQ(info.ModuleName, "libplinth_platform");
 }
@@ -150,12 +138,6 @@ TEST_F(Symbols, OfAModuleAreThereFromItsLoadOn)
     EXPECT_EQ(info.BaseOfImage, base);
     EXPECT_GT(info.ImageSize, address - base);
     EXPECT_EQ(test::native_form(test::Wide(info.ImageName)), test::program());
-    info.SizeOfStruct = 1;
-    EXPECT_EQ(refusal(SymGetModuleInfo64(process(), address, &info)), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(refusal(SymLoadModule64(process(), nullptr, "C:\\x", nullptr, 0x1000, 0)),
-              ERROR_MOD_NOT_FOUND)
-        << "none is loaded there";
-    EXPECT_EQ(SymLoadModule64(process(), nullptr, nullptr, nullptr, 0x1000, 0), 0u);
 }
 
 TEST_F(Symbols, HaveNamesAndLinesAsTheyAreAskedForAndNoVersions)
@@ -165,14 +147,11 @@ TEST_F(Symbols, HaveNamesAndLinesAsTheyAreAskedForAndNoVersions)
     Symbol symbol;
     ASSERT_TRUE(symbol.find(address));
     EXPECT_EQ(symbol.name(), "(anonymous namespace)::known_function(int)");
-    EXPECT_EQ(symbol.displacement, 0u);
-    EXPECT_EQ(symbol.header.Address, address);
     ASSERT_TRUE(symbol.find(address + 3));
     EXPECT_EQ(symbol.displacement, 3u);
     Symbol small(10);
     ASSERT_TRUE(small.find(address));
     EXPECT_EQ(small.name(), "(anonymou") << "cut to what there is room for";
-    EXPECT_FALSE(Symbol(0).find(address));
 
     Line line;
     ASSERT_TRUE(line.find(address + 1));
@@ -180,8 +159,6 @@ TEST_F(Symbols, HaveNamesAndLinesAsTheyAreAskedForAndNoVersions)
     EXPECT_EQ(line.record.Address + line.displacement, address + 1);
     SymSetOptions(0);
     EXPECT_EQ(refusal(line.find(address + 1)), ERROR_INVALID_ADDRESS);
-    ASSERT_TRUE(symbol.find(address));
-    EXPECT_EQ(symbol.name().rfind("_ZN", 0), 0u);
     EXPECT_FALSE(symbol.find(0x10)) << "in no module";
     const auto versioned = reinterpret_cast<DWORD64>(dlsym(RTLD_DEFAULT, "qsort"));
     load_module_at(versioned);
@@ -201,9 +178,6 @@ TEST_F(Symbols, OfAnUnloadedModuleAreForgottenWithItsAddress)
     EXPECT_FALSE(SymGetModuleInfo64(process(), module.address, &info));
     EXPECT_FALSE(symbol.find(module.address));
     EXPECT_EQ(load_module_at(module.address), 0u);
-    // What is still there is made known anew.
-    EXPECT_NE(load_module_at(address_of(known_function)), 0u);
-    EXPECT_TRUE(symbol.find(address_of(known_function)));
 }
 
 // With debug information in a file of its own, which is found by its name and checksum.
@@ -241,12 +215,11 @@ public:
         m_frame.AddrStack = {m_context.Rsp, 0, AddrModeFlat};
         m_frame.AddrFrame = {m_context.Rbp, 0, AddrModeFlat};
     }
-    bool next(PGET_MODULE_BASE_ROUTINE64 module_base = nullptr)
+    bool next()
     {
-        return m_good &&
-               StackWalk64(IMAGE_FILE_MACHINE_AMD64, GetCurrentProcess(), GetCurrentThread(),
-                           &m_frame, &m_context, nullptr,
-                           module_base ? nullptr : SymFunctionTableAccess64, module_base, nullptr);
+        return m_good && StackWalk64(IMAGE_FILE_MACHINE_AMD64, GetCurrentProcess(),
+                                     GetCurrentThread(), &m_frame, &m_context, nullptr,
+                                     SymFunctionTableAccess64, nullptr, nullptr);
     }
     const STACKFRAME64& frame() const { return m_frame; }
 
@@ -293,110 +266,28 @@ void expect_recursion_in_frames()
         ASSERT_EQ(frame.AddrReturn.Offset, expected) << "frame " << i;
         ASSERT_EQ(g_frames[at + i + 1].AddrPC.Offset, expected - 1) << "within the call";
         ASSERT_GT(g_frames[at + i + 1].AddrStack.Offset, frame.AddrStack.Offset);
-        ASSERT_NE(frame.FuncTableEntry, nullptr);
-        ASSERT_EQ(frame.AddrPC.Mode, AddrModeFlat);
     }
 }
 
 TEST(StackWalk, ReturnsEachFrameOnceFromThatOfTheContextOnAndEnds)
 {
-    for (const int depth : {0, 5, 29, 30, 31, 32, 33, 64, 700})
+    for (const int depth : {0, 30, 31, 32, 33, 700})
     {
         g_returns.clear();
         recurse(depth);
         expect_recursion_in_frames();
     }
-    note_frames();
-    ASSERT_GT(g_frames.size(), 2u);
-    // The context's own address is exact: nothing is called there any more.
-    EXPECT_EQ(SymFunctionTableAccess64(GetCurrentProcess(), g_frames[0].AddrPC.Offset),
-              g_frames[0].FuncTableEntry);
-    EXPECT_GT(g_frames[1].AddrStack.Offset, g_frames[0].AddrStack.Offset);
 }
 
-TEST(StackWalk, OfTwoWalksInTurnEachGoesOnAndAsksForTheModuleOfEachFrame)
-{
-    static std::vector<DWORD64> asked;
-    const auto ask = [](HANDLE owner, DWORD64 address) -> DWORD64
-    {
-        EXPECT_EQ(owner, GetCurrentProcess());
-        asked.push_back(address);
-        return 0;
-    };
-    Walk one, other;
-    std::vector<DWORD64> of_one, of_other;
-    while (one.next(ask))
-    {
-        of_one.push_back(one.frame().AddrPC.Offset);
-        if (other.next())
-            of_other.push_back(other.frame().AddrPC.Offset);
-    }
-    EXPECT_EQ(asked, of_one);
-    EXPECT_FALSE(other.next());
-    ASSERT_GT(of_one.size(), 3u);
-    of_one.erase(of_one.begin(), of_one.begin() + 2); // the constructors' own places
-    of_other.erase(of_other.begin(), of_other.begin() + 2);
-    EXPECT_EQ(of_one, of_other);
-}
-
-void on_signal(int)
-{
-    note_frames();
-}
-
-TEST(StackWalk, GoesThroughASignalHandlerOnAStackOfItsOwn)
-{
-    static char stack[65'536];
-    stack_t other{};
-    other.ss_sp = stack;
-    other.ss_size = sizeof stack;
-    ASSERT_EQ(sigaltstack(&other, nullptr), 0);
-    struct sigaction action = {};
-    action.sa_handler = on_signal;
-    action.sa_flags = SA_ONSTACK;
-    ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
-    note_frames();
-    const size_t without = g_frames.size();
-    raise(SIGUSR1);
-    EXPECT_GT(g_frames.size(), without);
-    action.sa_handler = SIG_DFL;
-    sigaction(SIGUSR1, &action, nullptr);
-}
-
-TEST(StackWalk, RefusesOtherProcessesThreadsAndMachines)
+TEST(StackWalk, RefusesOtherThreadsAndMachines)
 {
     CONTEXT context{};
     STACKFRAME64 frame{};
-    EXPECT_EQ(test::refusal(GetThreadContext(nullptr, &context)), ERROR_NOT_SUPPORTED);
-    ASSERT_TRUE(GetThreadContext(GetCurrentThread(), &context));
-    frame.AddrStack.Offset = context.Rsp;
-    const auto walk = [&](DWORD machine, HANDLE owner)
-    {
-        return test::refusal(StackWalk64(machine, owner, GetCurrentThread(), &frame, &context,
-                                         nullptr, nullptr, nullptr, nullptr));
-    };
-    EXPECT_EQ(walk(0x14C, GetCurrentProcess()), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(walk(IMAGE_FILE_MACHINE_AMD64, nullptr), ERROR_NOT_SUPPORTED);
-    EXPECT_EQ(SymFunctionTableAccess64(nullptr, context.Rip), nullptr);
-    EXPECT_EQ(SymFunctionTableAccess64(GetCurrentProcess(), 0x10), nullptr);
-}
-
-TEST(StackWalk, ServesManyThreadsConcurrently)
-{
-    std::vector<std::jthread> all;
-    for (int i = 0; i < 4; ++i)
-        all.emplace_back(
-            []
-            {
-                for (int round = 0; round < 200; ++round)
-                {
-                    Walk walk;
-                    size_t count = 0;
-                    while (walk.next())
-                        ++count;
-                    EXPECT_GT(count, 2u);
-                }
-            });
+    EXPECT_EQ(refusal(GetThreadContext(nullptr, &context)), ERROR_NOT_SUPPORTED);
+    EXPECT_EQ(refusal(StackWalk64(0x14C, process(), GetCurrentThread(), &frame, &context, nullptr,
+                                  nullptr, nullptr, nullptr)),
+              ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(SymFunctionTableAccess64(process(), 0x10), nullptr);
 }
 
 } // namespace

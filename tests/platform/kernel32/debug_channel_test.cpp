@@ -156,8 +156,6 @@ public:
     {
         PlinthTestArm();
         OutputDebugStringA("text");
-        OutputDebugStringA(nullptr);
-        OutputDebugStringW(nullptr);
         EXPECT_EQ(PlinthTestCalls(nullptr), 0u) << "known to be dead";
         PlinthTestReset();
     }
@@ -177,7 +175,7 @@ TEST_F(DebugChannel, ATextArrivesWholeOrCutToTheBufferButNeverInsideACharacter)
 {
     Listener listener;
     for (const std::string character : {"x", "\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x98\x80"})
-        for (const size_t count : {0, 1, 1023, 1024, 4090, 4091, 4092, 4093, 100'000})
+        for (const size_t count : {0, 1, 1023, 4091, 4092, 100'000})
             for (size_t shift = 0; shift < character.size(); ++shift)
             {
                 SCOPED_TRACE(character + " " + std::to_string(count));
@@ -191,8 +189,6 @@ TEST_F(DebugChannel, ATextArrivesWholeOrCutToTheBufferButNeverInsideACharacter)
                 EXPECT_EQ(listener.next(), expected);
                 EXPECT_TRUE(listener.silent()) << "a long text is cut, not divided";
             }
-    // No character at all.
-    EXPECT_GE(listener.echo(std::string(5000, '\x80')).size(), 4088u);
     EXPECT_EQ(listener.writer(), GetCurrentProcessId());
     SetLastError(4711);
     errno = E2BIG;

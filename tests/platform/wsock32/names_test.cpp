@@ -18,11 +18,9 @@ namespace
 static_assert(sizeof(timeval) == 16 && sizeof(TIMEVAL) == 8);
 static_assert(sizeof(fd_set) == 128 && sizeof(FD_SET) == 520);
 static_assert(sizeof(hostent::h_length) == 4 && sizeof(HOSTENT::h_length) == 2);
-static_assert(sizeof(u_long) == 8 && sizeof(ULONG) == 4);
 static_assert(SOL_SOCKET == 1 && FD_SETSIZE == 1024);
 // Names of functions, too.
 [[maybe_unused]] int (*const own_select)(int, fd_set*, fd_set*, fd_set*, timeval*) = select;
-[[maybe_unused]] ssize_t (*const own_send)(int, const void*, size_t, int) = send;
 [[maybe_unused]] const auto own_bind = std::bind([](int value) { return value; }, 5);
 
 } // namespace

@@ -1,8 +1,10 @@
 // The report of DiagAssertA in the log: its text, its cut, and threads that assert at once.
+#include <atomic>
 #include <barrier>
 #include <regex>
 #include <thread>
 
+#include "debug_windows.h"
 #include "support/log_files.h"
 #include "support/soak.h"
 
@@ -45,6 +47,26 @@ TEST_F(AssertionReport, GoesWhereItsOwnOptionsSayElseWhereTheFailifOptionsDo)
     QV_SetTraceOptions(QV_DIAG_LOGFILE);
     EXPECT_FALSE(is_logged(0)) << "trace options don't count";
     EXPECT_TRUE(is_logged(QV_DIAG_LOGFILE));
+}
+
+TEST_F(AssertionReport, IsMarkedOnTheChannel)
+{
+    static std::string s_text;
+    static std::atomic<bool> s_arrived{false};
+    const CQvDebugOutputCapture capture(
+        [](const wchar_t* text)
+        {
+            if (!s_arrived)
+                s_text = test::utf8(text);
+            s_arrived = true;
+        });
+    EXPECT_TRUE(test::comes_true(
+        []
+        {
+            DiagAssertA(QV_DIAG_DEBUGGER, "x", nullptr, "f", 1);
+            return s_arrived.load();
+        }));
+    EXPECT_TRUE(s_text.starts_with("*** Debug Assertion Failed!\r\nProgram : ")) << s_text;
 }
 
 constexpr int threads = 4;

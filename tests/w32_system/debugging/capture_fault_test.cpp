@@ -1,8 +1,5 @@
-// Capture of the debug string channel between processes: what can go wrong, and captures and debug
-// windows under load: many processes write, listeners compete, stop and die.
-//
-// What a text costs its writer is counted in waits rather than measured: each wait for a listener
-// has a length that the channel has chosen.
+// Capture of the debug string channel between processes: many processes write while other listeners
+// find the channel taken.
 #include <array>
 
 #include "support/test.h"
@@ -18,81 +15,24 @@ using test::comes_true;
 namespace
 {
 
-using Texts = std::vector<std::string>;
-
 constexpr int writers = 8;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int texts = 1'000; // of each writer
 #else
 constexpr int texts = 12'500;
 #endif
-// Waits of one text: they grow from 100 us to 20 ms, and end after 500 ms.
-constexpr unsigned most_waits = 40;
 
-// Writes numbered texts, as many as each line says, and answers with the most waits that one of
-// them took and with how many took any. The second argument is the channel's patience in ms.
+// Writes numbered texts when it is told to.
 int write_numbered(int, char** arguments)
 {
-    const std::string before = arguments[0];
-    PlinthTestSetChannelPatience(static_cast<uint32_t>(std::stoul(arguments[1])));
+    PlinthTestSetChannelPatience(60'000); // a machine too busy to run the listener loses nothing
     test::say("loaded");
-    int number = 0;
-    PlinthTestArm();
-    for (std::string count = test::hear(); !count.empty(); count = test::hear())
-    {
-        unsigned most = 0;
-        int waited = 0;
-        for (int i = std::stoi(count); i > 0; --i)
-        {
-            const unsigned start = PlinthTestCalls("OutputDebugString.wait");
-            DiagOutputA("%s%d", before.c_str(), number++);
-            const unsigned waits = PlinthTestCalls("OutputDebugString.wait") - start;
-            most = std::max(most, waits);
-            waited += waits > 0;
-        }
-        test::say(std::to_string(most) + " " + std::to_string(waited));
-    }
+    test::hear();
+    for (int number = 0; number < texts; ++number)
+        DiagOutputA("w%s %d", arguments[0], number);
     return 0;
 }
 const test::ChildMain g_write_numbered("write-numbered", write_numbered);
-
-// Where every text has to come, a machine that is too busy to run the listener must not matter.
-constexpr int usual_patience = 0;
-constexpr int long_patience = 60'000;
-
-class Writer
-{
-public:
-    Writer(const std::string& before, int patience)
-        : m_process(std::make_unique<ChildProcess>("write-numbered",
-                                                   Texts{before, std::to_string(patience)}))
-    {
-        EXPECT_EQ(m_process->line(), "loaded");
-    }
-    void write(int count) const { m_process->tell(std::to_string(count)); }
-    // The most waits of one text, and how many texts waited at all.
-    std::pair<unsigned, int> written() const
-    {
-        std::pair<unsigned, int> cost;
-        EXPECT_EQ(std::sscanf(m_process->line().c_str(), "%u %d", &cost.first, &cost.second), 2);
-        return cost;
-    }
-
-private:
-    std::unique_ptr<ChildProcess> m_process;
-};
-
-void write(const std::vector<Writer>& all, int count)
-{
-    for (const Writer& writer : all)
-        writer.write(count);
-}
-
-void expect_few_waits(const std::vector<Writer>& all)
-{
-    for (const Writer& writer : all)
-        EXPECT_LE(writer.written().first, most_waits);
-}
 
 // What a callback has seen of the writers: texts "wN NUMBER".
 std::array<std::atomic<int>, writers> g_next;
@@ -121,26 +61,6 @@ bool a_text_arrives()
         });
 }
 
-TEST(Capture, EachStepThatFailsLeavesAnObjectThatCanBeDestroyed)
-{
-    for (const char* step : {"InitializeSecurityDescriptor", "SetSecurityDescriptorDacl",
-                             "CreateEvent", "CreateFileMapping", "MapViewOfFile",
-                             "SetThreadPriority", "WaitForSingleObject", "pthread_create"})
-        for (const unsigned nth : {1u, 2u})
-        {
-            PlinthTestFail(step, nth, 1,
-                           std::string(step) == "pthread_create"
-                               ? EAGAIN
-                               : static_cast<int>(ERROR_NOT_ENOUGH_MEMORY));
-            {
-                const CQvDebugOutputCapture capture(see);
-            }
-            PlinthTestReset();
-        }
-    const CQvDebugOutputCapture works(see);
-    EXPECT_TRUE(a_text_arrives());
-}
-
 struct CaptureConcurrent : testing::Test
 {
     CaptureConcurrent() { setenv("PLINTH_MESSAGEBOX", "ok", 1); }
@@ -153,14 +73,19 @@ TEST_F(CaptureConcurrent, GetsEveryTextOfEightProcessesInOrderWhileOthersFindThe
     uint64_t total = 0;
     do
     {
-        std::vector<Writer> all;
+        std::vector<std::unique_ptr<ChildProcess>> all;
         for (int i = 0; i < writers; ++i)
-            all.emplace_back("w" + std::to_string(i) + " ", long_patience);
+        {
+            all.push_back(
+                std::make_unique<ChildProcess>("write-numbered", std::vector{std::to_string(i)}));
+            EXPECT_EQ(all.back()->line(), "loaded");
+        }
         g_seen = g_disorder = 0;
         for (auto& next : g_next)
             next = 0;
         const CQvDebugOutputCapture capture(see);
-        write(all, texts);
+        for (const auto& writer : all)
+            writer->tell("go");
         PlinthTestArm();
         for (unsigned frameworks = 1; g_seen < writers * texts / 2; ++frameworks)
         {
@@ -171,8 +96,8 @@ TEST_F(CaptureConcurrent, GetsEveryTextOfEightProcessesInOrderWhileOthersFindThe
             EXPECT_EQ(test::row_count(0), 0);
         }
         EXPECT_EQ(test::debug_windows(), 0);
-        for (const Writer& writer : all)
-            writer.written();
+        for (const auto& writer : all)
+            EXPECT_EQ(writer->wait(), 0);
         EXPECT_TRUE(comes_true([] { return g_seen == writers * texts; })) << g_seen;
         for (const auto& next : g_next)
             EXPECT_EQ(next, texts);
@@ -181,66 +106,6 @@ TEST_F(CaptureConcurrent, GetsEveryTextOfEightProcessesInOrderWhileOthersFindThe
         PlinthTestReset();
     } while (soak.goes_on() && !HasFailure());
     soak.report("texts", total);
-}
-
-// Captures and says how far the first writer is, once for each hundred texts.
-int capture_and_tell(int, char**)
-{
-    const CQvDebugOutputCapture capture(
-        [](const wchar_t* text)
-        {
-            see(text);
-            if (g_disorder != 0)
-                test::say("disorder");
-            else if (g_seen % 100 == 0 && g_next[0] > 0)
-                test::say(std::to_string(g_next[0]));
-        });
-    test::say("listens");
-    test::hear();
-    return 0;
-}
-const test::ChildMain g_capture_and_tell("capture-and-tell", capture_and_tell);
-
-TEST_F(CaptureConcurrent, ListenersThatAreStoppedAndKilledHoldUpNoWriterAndTheNextOneGoesOn)
-{
-    constexpr int count = 2'000;
-    std::vector<Writer> all;
-    for (int i = 0; i < 4; ++i)
-        all.emplace_back("w" + std::to_string(i) + " ", usual_patience);
-    int last = 0; // that the former listener saw of the first writer
-    const auto replace_listener = [&](int signal)
-    {
-        ChildProcess listener("capture-and-tell");
-        EXPECT_EQ(listener.line(), "listens");
-        // Until the listener says how far it is: on a machine that is too busy for one who has the
-        // channel's turn, the others give their texts up, and the first writer can lose a batch
-        // whole.
-        for (write(all, count); !listener.has_said(); write(all, count))
-            expect_few_waits(all);
-        const std::string seen = listener.line();
-        ASSERT_NE(seen, "disorder");
-        EXPECT_GE(std::stoi(seen), last) << "what comes after";
-        last = std::stoi(seen);
-        listener.finish(signal);
-        expect_few_waits(all);
-        if (signal == SIGKILL)
-            return;
-        // At the latest the second text from here on waits in vain; then none does.
-        all[0].write(2);
-        EXPECT_LE(all[0].written().first, most_waits);
-        write(all, count);
-        for (const Writer& writer : all)
-            EXPECT_EQ(writer.written().second, 0);
-        listener.finish(SIGKILL);
-    };
-    const test::SoakTime soak;
-    uint64_t total = 0;
-    for (; total == 0 || (soak.goes_on() && !HasFailure()); ++total)
-    {
-        replace_listener(SIGKILL);
-        replace_listener(SIGSTOP);
-    }
-    soak.report("listeners stopped and killed", total);
 }
 
 TEST_F(CaptureConcurrent, OneThatFoundTheChannelTakenLeavesNothingBehindInIt)

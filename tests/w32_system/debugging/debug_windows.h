@@ -68,20 +68,6 @@ inline std::vector<std::string> rows(int id, int cells)
     return all;
 }
 
-// "none" behind the last column.
-inline std::string heading(int id, int column)
-{
-    wchar_t text[64] = L"";
-    LVCOLUMNW given = {};
-    given.mask = LVCF_TEXT;
-    given.pszText = text;
-    given.cchTextMax = 64;
-    return SendMessageW(debug_list(id), LVM_GETCOLUMNW, static_cast<WPARAM>(column),
-                        reinterpret_cast<LPARAM>(&given))
-               ? utf8(text)
-               : "none";
-}
-
 // Polls for what another thread brings about. False after a time that only a fault takes.
 template <class Condition> bool comes_true(Condition condition)
 {

@@ -1,90 +1,9 @@
-// A record allocates nothing after the first one, and the measurement of a block's time, by a tick
-// that the test holds.
-//
-// The counter of allocations replaces the C library's allocator for this program, so it sees the
-// libraries' allocations too.
-#include <atomic>
-#include <cstdlib>
+// The measurement of a block's time, by a tick that the test holds.
 #include <regex>
 
 #include <plinth_platform_test.h>
 
-#include "debug_windows.h"
 #include "support/log_files.h"
-
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-
-namespace
-{
-
-std::atomic<long> g_allocations{0};
-thread_local bool t_counting = false;
-
-void count()
-{
-    if (t_counting)
-        ++g_allocations;
-}
-
-} // namespace
-
-#define COUNTED(name, parameters, ...)                                                             \
-    extern "C" void* __libc_##name parameters;                                                     \
-    extern "C" __attribute__((visibility("default"))) void* name parameters                        \
-    {                                                                                              \
-        count();                                                                                   \
-        return __libc_##name(__VA_ARGS__);                                                         \
-    }
-COUNTED(malloc, (size_t size), size)
-COUNTED(calloc, (size_t number, size_t size), number, size)
-COUNTED(realloc, (void* memory, size_t size), memory, size)
-
-namespace
-{
-
-// Everything that traces, once.
-void trace_all()
-{
-    DiagOutputExW_hlp("file", 1);
-    DiagOutputExW(L"|wndid:3| %s %d |adt00| |absdt| |wnddt| |thrid| |srcid| |stime|", L"text", 5);
-    QV_Log(L"a line of the log\r\n");
-    DiagOutputW(L"plain %d", 1);
-}
-
-// The allocations of this thread while it traces a hundred times.
-long allocations()
-{
-    t_counting = true;
-    std::free(std::malloc(1));
-    EXPECT_GE(g_allocations.exchange(0), 1) << "the counter must see something";
-    for (int i = 0; i < 100; ++i)
-        trace_all();
-    t_counting = false;
-    return g_allocations.exchange(0);
-}
-
-std::atomic<int> g_arrived{0};
-
-} // namespace
-
-TEST(TraceAllocations, NoneAfterTheFirstRecordWithAListenerOrWithout)
-{
-    trace_all();
-    EXPECT_EQ(allocations(), 0);
-    const CQvDebugOutputCapture capture([](const wchar_t*) { ++g_arrived; });
-    ASSERT_TRUE(test::comes_true(
-        []
-        {
-            trace_all();
-            return g_arrived > 0;
-        }));
-    const int before = g_arrived;
-    EXPECT_EQ(allocations(), 0);
-    // Two of each round go to the channel.
-    EXPECT_TRUE(test::comes_true([before] { return g_arrived >= before + 200; }));
-}
-
-#endif
 
 namespace
 {

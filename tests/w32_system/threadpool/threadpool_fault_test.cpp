@@ -1,10 +1,5 @@
 // The pool's time-outs and failures. This program stands between the library and the functions
 // that it calls: its own definitions of them come first in the search for symbols.
-#include <deque>
-#include <new>
-#include <optional>
-#include <tuple>
-
 #include "support/scarce_memory.h"
 #include "support/test.h"
 
@@ -33,24 +28,6 @@ std::mutex g_mutex; // guards all below
 std::condition_variable g_changed;
 std::vector<Wait> g_waits; // those in timedwait with a mutex of the pool
 std::vector<std::string> g_assertions;
-
-// The function whose n-th call reports a failure, although it has done its work: the pool must go
-// on as if it had not failed, and tell.
-// Only calls of threads that are watched count.
-std::atomic<const char*> g_failing{nullptr};
-std::atomic<int> g_failing_call{0};
-std::atomic<bool> g_all_watched{false};
-thread_local bool t_watched = false;
-
-int outcome(const char* name, int result)
-{
-    const char* const failing = g_failing;
-    if (!failing || !(t_watched || g_all_watched) || std::strcmp(failing, name) != 0 ||
-        --g_failing_call != 0)
-        return result;
-    errno = EINVAL;
-    return std::strncmp(name, "sem_", 4) == 0 ? -1 : EINVAL;
-}
 
 std::vector<std::string> reported()
 {
@@ -90,32 +67,6 @@ TEST_INSTEAD int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex
     return g_timed_result >= 0 ? g_timed_result.load() : result;
 }
 
-// Defines a function of the threads module that does its work and may report a failure.
-#define WATCHED(name, throwing, parameters, arguments)                                             \
-    TEST_INSTEAD int name parameters throwing                                                      \
-    {                                                                                              \
-        static auto* const function = TEST_REAL(name);                                             \
-        return outcome(#name, function arguments);                                                 \
-    }
-
-WATCHED(pthread_mutex_init, noexcept,
-        (pthread_mutex_t * mutex, const pthread_mutexattr_t* attributes), (mutex, attributes))
-WATCHED(pthread_mutex_destroy, noexcept, (pthread_mutex_t * mutex), (mutex))
-WATCHED(pthread_mutex_lock, noexcept, (pthread_mutex_t * mutex), (mutex))
-WATCHED(pthread_mutex_unlock, noexcept, (pthread_mutex_t * mutex), (mutex))
-WATCHED(pthread_cond_init, noexcept,
-        (pthread_cond_t * condition, const pthread_condattr_t* attributes), (condition, attributes))
-WATCHED(pthread_cond_destroy, noexcept, (pthread_cond_t * condition), (condition))
-WATCHED(pthread_cond_signal, noexcept, (pthread_cond_t * condition), (condition))
-WATCHED(pthread_cond_wait, , (pthread_cond_t * condition, pthread_mutex_t* mutex),
-        (condition, mutex))
-WATCHED(pthread_detach, noexcept, (pthread_t thread), (thread))
-WATCHED(sem_init, noexcept, (sem_t * semaphore, int shared, unsigned value),
-        (semaphore, shared, value))
-WATCHED(sem_destroy, noexcept, (sem_t * semaphore), (semaphore))
-WATCHED(sem_post, noexcept, (sem_t * semaphore), (semaphore))
-WATCHED(sem_wait, , (sem_t * semaphore), (semaphore))
-
 TEST_INSTEAD double QV_GetTimeCounter()
 {
     return TEST_REAL(QV_GetTimeCounter)() + g_counter_shift;
@@ -134,7 +85,6 @@ namespace
 class ThreadPoolTimes : public testing::Test
 {
 protected:
-    ThreadPoolTimes() { g_waits.reserve(10000); }
     ~ThreadPoolTimes() override
     {
         PlinthTestReset();
@@ -227,108 +177,18 @@ TEST_F(ThreadPoolTimes, WithoutAThreadTheCallFailsAndThePoolLives)
     EXPECT_EQ(test::HeldCall(pool).status(), QV_OK);
 }
 
-TEST_F(ThreadPoolTimes, WithoutMemoryForAnotherWorkerTheCallFailsAndThePoolLives)
+TEST_F(ThreadPoolTimes, WithoutMemoryThereIsNoPoolAndACallFailsAlone)
 {
-    std::deque<test::HeldCall> busy;
-    bool failed = false;
-    for (int i = 0; i < 40; ++i)
-    {
-        {
-            std::optional<test::HeldCall> call;
-            test::t_allocations_fail = true;
-            call.emplace(pool);
-            test::t_allocations_fail = false;
-            failed |= call->status() != QV_OK;
-            EXPECT_TRUE(call->status() == QV_OK || call->status() == QV_ERR_SYSTEM);
-        }
-        EXPECT_EQ(busy.emplace_back(pool).status(), QV_OK);
-    }
-    EXPECT_TRUE(failed);
     test::t_allocations_fail = true;
     CThreadPool* const none = CThreadPool::CreateThreadPool();
+    const test::HeldCall call(pool);
     test::t_allocations_fail = false;
     EXPECT_EQ(none, nullptr);
+    EXPECT_EQ(call.status(), QV_ERR_SYSTEM);
+    EXPECT_EQ(test::HeldCall(pool).status(), QV_OK) << "the pool lives";
 }
 
-TEST_F(ThreadPoolTimes, ACallToAWaitingThreadAllocatesNothing)
-{
-    std::atomic<int> runs{0};
-    const auto call = [](void* count) -> void*
-    {
-        ++*static_cast<std::atomic<int>*>(count);
-        return nullptr;
-    };
-    int before = 0;
-    for (size_t i = 1; i <= 100; ++i)
-    {
-        ASSERT_EQ(pool->MakeCallFromThreadPool(call, &runs), QV_OK);
-        nth_wait(i);
-        before = i == 1 ? test::g_allocations.load() : before;
-    }
-    EXPECT_EQ(test::g_allocations, before);
-    EXPECT_EQ(runs, 100);
-}
-
-// From when on calls count: the test's own locks and conditions come in between.
-enum class Part
-{
-    life,      // of the pool, in all threads
-    hand_over, // of the first call, in its caller
-    end,       // of the pool, in all threads
-};
-
-// The life of a pool with one worker that takes two calls, the second out of its wait.
-TEST(ThreadPoolFaults, CallsThatFailAreReportedAndThePoolGoesOn)
-{
-    const auto [life, hand_over, end] = std::tuple(Part::life, Part::hand_over, Part::end);
-    // The function, and what is in the report of each of its calls. Of the two conditions, the
-    // worker's own and the pool's, either may be destroyed first.
-    const std::tuple<const char*, std::vector<const char*>, Part> rows[] = {
-        {"pthread_mutex_init", {"m_PoolMutex", "m_ThreadMutex"}, life},
-        {"pthread_cond_init", {"m_FinishSignal", "m_Signal"}, life},
-        {"sem_init", {"m_CtxSem"}, life},
-        {"sem_wait", {"m_CtxSem"}, life},
-        {"sem_post", {"m_CtxSem", "m_CtxSem"}, life},
-        {"pthread_detach", {"thread"}, life},
-        {"pthread_cond_signal", {"pSignal", "pSignal", "pSignal"}, life},
-        {"pthread_cond_wait", {"m_FinishSignal, &m_ThreadMutex"}, end},
-        {"pthread_cond_destroy", {"m_", "m_"}, end},
-        {"pthread_mutex_lock", {"m_PoolMutex", "m_ThreadMutex"}, hand_over},
-        {"pthread_mutex_unlock", {"m_ThreadMutex", "m_PoolMutex"}, hand_over},
-        {"sem_destroy", {"m_CtxSem"}, life},
-        {"pthread_mutex_destroy", {"m_ThreadMutex", "m_PoolMutex"}, life}};
-    g_waits.reserve(100);
-    int ended = test::ThreadEnds::count;
-    for (const auto& [function, texts, part] : rows)
-        for (size_t call = 1; call <= texts.size(); ++call)
-        {
-            SCOPED_TRACE(testing::Message() << function << " " << call);
-            g_waits.clear();
-            g_failing_call = static_cast<int>(call);
-            g_failing = function;
-            g_all_watched = part == Part::life;
-            CThreadPool* const pool = CThreadPool::CreateThreadPool();
-            t_watched = part == Part::hand_over;
-            {
-                test::HeldCall first(pool);
-                t_watched = false;
-                EXPECT_EQ(first.status(), QV_OK);
-            }
-            nth_wait(1);
-            EXPECT_EQ(test::HeldCall(pool).status(), QV_OK);
-            nth_wait(2);
-            g_all_watched = part != Part::hand_over;
-            CThreadPool::DestroyThreadPool(pool);
-            test::ThreadEnds::wait_for(++ended);
-            g_failing = nullptr;
-            const std::vector<std::string> reports = reported();
-            ASSERT_EQ(reports.size(), 1u);
-            EXPECT_EQ(reports[0].find(function), 0u) << reports[0];
-            EXPECT_NE(reports[0].find(texts[call - 1]), std::string::npos) << reports[0];
-        }
-}
-
-TEST(ThreadPoolFaults, ANullPoolIsRefusedAndOneWithoutThreadsEndsAtOnce)
+TEST(ThreadPoolEnd, ANullPoolIsRefusedAndOneWithoutThreadsEndsAtOnce)
 {
     CThreadPool::DestroyThreadPool(CThreadPool::CreateThreadPool());
     EXPECT_EQ(reported(), std::vector<std::string>{});

@@ -52,15 +52,6 @@ TEST(CycleCounter, IsAbsentAndSaysSo)
 {
     EXPECT_EQ(rdtsc_initialize(), 0);
     EXPECT_EQ(rdtsc_available(), 0);
-    EXPECT_EQ(rdtsc_count(), 0);
-    double frequency = 1.0;
-    double deviation = 0.0;
-    EXPECT_EQ(rdtsc_cpu_freq(&frequency, &deviation, 1, 0), 1);
-    EXPECT_EQ(frequency, 0.0);
-    EXPECT_EQ(deviation, 0.0);
-    EXPECT_EQ(rdtsc_cpu_freq(nullptr, &deviation, 1, 1), 0);
-    EXPECT_TRUE(std::isinf(rdtsc_count2seconds(5)));
-    EXPECT_TRUE(std::isnan(rdtsc_count2seconds(0)));
 }
 
 } // namespace

@@ -1,9 +1,6 @@
 #include "instead.h"
 
-#include <cstdarg>
-#include <cstdlib>
 #include <mutex>
-#include <new>
 #include <utility>
 
 #include <pthread.h>
@@ -53,24 +50,7 @@ TEST_INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attribu
 {
     if (const int error = Instead::thread_error.exchange(0))
         return error;
-    int state = PTHREAD_CREATE_JOINABLE;
-    if (attributes)
-        pthread_attr_getdetachstate(attributes, &state);
-    if (state == PTHREAD_CREATE_JOINABLE)
-        ++Instead::joinable_threads;
     return TEST_REAL(pthread_create)(thread, attributes, start, argument);
-}
-
-TEST_INSTEAD int pthread_join(pthread_t thread, void** result)
-{
-    --Instead::joinable_threads;
-    return TEST_REAL(pthread_join)(thread, result);
-}
-
-TEST_INSTEAD int pthread_detach(pthread_t thread)
-{
-    --Instead::joinable_threads;
-    return TEST_REAL(pthread_detach)(thread);
 }
 
 TEST_INSTEAD HANDLE CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL initial,
@@ -158,30 +138,4 @@ TEST_INSTEAD void DiagOutputExW(const wchar_t* format, ...)
 {
     const std::lock_guard lock(g_mutex);
     g_traces.push_back(test::utf8(format));
-}
-
-void* operator new(size_t size, const std::nothrow_t&) noexcept
-{
-    void* const memory = std::malloc(size);
-    Instead::blocks += memory != nullptr;
-    return memory;
-}
-
-void* operator new(size_t size)
-{
-    if (void* const memory = operator new(size, std::nothrow))
-        return memory;
-    throw std::bad_alloc();
-}
-
-void operator delete(void* memory) noexcept
-{
-    if (memory)
-        --Instead::blocks;
-    std::free(memory);
-}
-
-void operator delete(void* memory, size_t) noexcept
-{
-    operator delete(memory);
 }

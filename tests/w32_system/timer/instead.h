@@ -36,12 +36,8 @@ struct Instead
 {
     // pthread_create fails with this error, once.
     static inline std::atomic<int> thread_error{0};
-    // Joinable threads made, and not joined or detached since.
-    static inline std::atomic<long> joinable_threads{0};
     // Unnamed events that were made, and handles that were closed.
     static inline std::atomic<long> events{0}, closed_handles{0};
-    // Blocks of memory by operator new.
-    static inline std::atomic<long> blocks{0};
 
     // A clock of the test's own, in ms, while it isn't negative: QV_Sleep moves it on at once, and
     // each reading by the step.

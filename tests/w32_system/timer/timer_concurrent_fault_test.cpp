@@ -142,8 +142,6 @@ TEST(TimersConcurrent, CyclesOfSetKillAndWaitLoseAndLeaveNothing)
     wait_for_multimedia_calls();
     const long events = Instead::events;
     const long closed = Instead::closed_handles;
-    const long joinable = Instead::joinable_threads;
-    const long blocks = Instead::blocks;
     const size_t descriptors = test::entries("/proc/self/fd");
     const size_t running = test::threads_here();
 
@@ -159,8 +157,6 @@ TEST(TimersConcurrent, CyclesOfSetKillAndWaitLoseAndLeaveNothing)
     EXPECT_LE(test::threads_here(), running + 1);
     EXPECT_GT(Instead::events - events, threads * cycles / 5);
     EXPECT_EQ(Instead::closed_handles - closed, Instead::events - events);
-    EXPECT_LE(Instead::joinable_threads, joinable + 1) << "threads not given back";
-    EXPECT_LE(Instead::blocks, blocks + 50) << "records, or what belongs to them";
     EXPECT_EQ(test::entries("/proc/self/fd"), descriptors);
     EXPECT_TRUE(Instead::assertions().empty());
     EXPECT_TRUE(Instead::traces().empty());

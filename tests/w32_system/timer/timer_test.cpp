@@ -1,6 +1,4 @@
 // Timers of all kinds, as an application sees them.
-#include <cfloat>
-
 #include "support/test.h"
 
 #include "timer_calls.h"
@@ -48,24 +46,6 @@ TEST_P(TimerModes, MayBeKilledByTheirOwnCallWhichMayNotWait)
     id.notify_all();
     EXPECT_EQ(test::wait(id), QV_OK);
     EXPECT_EQ(calls.count(), 1);
-}
-
-TEST_P(TimerModes, MaySetFurtherTimersInACallWhichMakeTheirsAndEnd)
-{
-    TimerCalls outer, inner;
-    std::atomic<uintptr_t> id{0};
-    outer.act = [&](int)
-    {
-        id = inner.set(1.0, 3, GetParam());
-        return 0;
-    };
-    EXPECT_EQ(outer.run(1.0, 1, GetParam()), 1);
-    ASSERT_NE(id, 0u);
-    EXPECT_EQ(test::wait(id), QV_OK);
-    EXPECT_EQ(inner.count(), 3);
-    EXPECT_EQ(test::wait(id), QV_OK) << "been and gone";
-    EXPECT_EQ(test::kill(id), QV_ERR_NULLPTR);
-    EXPECT_EQ(test::record_of(id), nullptr);
 }
 
 TEST_P(TimerModes, ShowTheirSettingsWithinACallAndEndWithTheFirstThatAnswers0)
@@ -118,25 +98,15 @@ TEST(ThreadedTimer, TakesIntervalsBeyondWhatTheSystemCarries)
 
 TEST(ThreadedTimer, IsToldOfUnknownIdsAndRecords)
 {
-    EXPECT_EQ(QV_WaitForTimer(0), QV_OK) << "below every id";
     EXPECT_EQ(QV_WaitForTimer(0xFFFFFFF0u), QV_ERR_NULLPTR);
-    EXPECT_EQ(QV_KillTimerAsync(0), QV_ERR_NULLPTR);
+    EXPECT_EQ(QV_KillTimerAsync(0xFFFFFFF0u), QV_ERR_NULLPTR);
     EXPECT_EQ(QV_GetTimerRecord(0xFFFFFFF0u), nullptr);
     QvTimerRecord record = {};
-    QvTimerInfo info = {1.0, 2, 3, 4};
+    QvTimerInfo info = {};
     EXPECT_EQ(QV_GetTimerInfo(nullptr, &info), QV_ERR_NULLPTR);
-    EXPECT_EQ(info.iPrecision, 2) << "nothing is written";
+    EXPECT_EQ(QV_GetTimerInfo(&record, &info), QV_ERR_NULLPTR) << "no kind";
     EXPECT_EQ(QV_GetTimerInfo(&record, nullptr), QV_ERR_NULLPTR);
-    for (const int kind : {0, 1, 3, 4})
-    {
-        const bool known = kind == 1 || kind == 3;
-        record.iKind = kind;
-        EXPECT_EQ(QV_GetTimerInfo(&record, &info), known ? QV_OK : QV_ERR_NULLPTR) << kind;
-        EXPECT_EQ(info.iKind, known ? kind + 1 : 0);
-    }
 }
-
-constexpr unsigned int all_masked = 0x8001F;
 
 uintptr_t set_posted(TimerCalls& calls, double milliseconds, int count)
 {
@@ -154,7 +124,6 @@ TEST(PostedTimer, CallsOutOfTheDispatchOfItsThreadUntilItsCallsAreUsedUp)
     EXPECT_EQ(test::wait(id), QV_ERR_BADARG);
     test::pump_until([&] { return calls.count() == 3; });
     EXPECT_EQ(test::kill(id), QV_ERR_NULLPTR) << "it has ended";
-    EXPECT_EQ(test::wait(id), QV_ERR_NULLPTR);
     EXPECT_EQ(calls.info.iKind, 4);
     EXPECT_EQ(calls.info.iPrecision, QV_PRECISION_POSTED) << "also below a millisecond";
     EXPECT_EQ(calls.info.iCatchUpMode, 1);
@@ -199,24 +168,6 @@ TEST(PostedTimer, MayEndInACallWithinACall)
         id = set_posted(calls, 10.0, wanted);
         test::pump_until([&] { return !test::record_of(id); });
         EXPECT_EQ(started, 2);
-    }
-}
-
-TEST(PostedTimer, LeavesFloatingPointExceptionsMaskedWhateverItsCallDid)
-{
-    TimerCalls calls;
-    calls.act = [](int)
-    {
-        _controlfp(0, _EM_ZERODIVIDE | _EM_INVALID);
-        return 1;
-    };
-    set_posted(calls, 10.0, 2);
-    for (const int number : {1, 2}) // the timer goes on, and ends
-    {
-        test::pump_until([&] { return calls.count() == number; });
-        EXPECT_EQ(_control87(0, 0) & all_masked, all_masked);
-        volatile double zero = 0.0;
-        EXPECT_GT(1.0 / zero, 1e300);
     }
 }
 

@@ -107,7 +107,7 @@ inline int last_row_in_sight(const QTableView& view)
 class ListWindow
 {
 public:
-    explicit ListWindow(const wchar_t* title, int columns = 3)
+    explicit ListWindow(const wchar_t* title)
         : m_thread(
               [&]
               {
@@ -120,7 +120,7 @@ public:
                   RECT client = {};
                   GetClientRect(window, &client);
                   MoveWindow(m_list, 0, 0, client.right, client.bottom, TRUE);
-                  for (int i = 0; i < columns; ++i)
+                  for (int i = 0; i < 3; ++i)
                       add_column(m_list, i, Wide("column " + std::to_string(i)), 60 + 10 * i);
                   ShowWindow(window, SW_SHOW);
                   return window;
@@ -151,7 +151,6 @@ public:
 
     std::atomic<int> closes{0};
     std::atomic<bool> refuses{false}; // to be closed
-    std::atomic<LPARAM> size{0};      // of the last WM_SIZE
 
 private:
     static LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
@@ -168,10 +167,7 @@ private:
                 return 0;
         }
         if (self && message == WM_SIZE)
-        {
-            self->size = lParam;
             MoveWindow(self->m_list, 0, 0, LOWORD(lParam), HIWORD(lParam), TRUE);
-        }
         if (message == WM_APP)
             return DestroyWindow(window);
         return DefWindowProcW(window, message, wParam, lParam);
