@@ -4,16 +4,20 @@ The users have numbers that no account has. A visitor is a program that logs, se
 setting, makes an event, traces and listens. Each planted object lies where one of its files would.
 """
 import errno
+import fcntl
 import os
+import random
 import re
 import shutil
 import stat
+import struct
 import subprocess
 import unittest
 
-GROUP = 77000
-ROLES = {"root": 0, "member": 77001, "outsider": 77002}
-PLANTER = 77003  # a member too
+# Other numbers in each test, as some places are named by them.
+GROUP = 61000 + os.getpid() % 500 * 8
+ROLES = {"root": 0, "member": GROUP + 1, "outsider": GROUP + 2}
+PLANTER = GROUP + 3  # a member too
 GUARD = 100  # seconds; a visit's own limits are 1 s for each gate and 5 s for the registry's lock
 
 TOP = os.environ["PLINTH_TEST_ROOT"]
@@ -24,14 +28,19 @@ def make_programs():
     os.chmod(TOP, 0o755)
     os.mkdir(BIN)
     os.chmod(BIN, 0o755)
-    for path in [os.environ["PLINTH_VISITOR"],
+    for path in [os.environ["PLINTH_VISITOR"], os.environ["PLINTH_STRANGE_PLUG_IN"],
                  *os.environ["PLINTH_VISITOR_LIBRARIES"].split(":")]:
         # Under the name by which the loader looks for it.
         found = re.search(r"SONAME.*\[(.*)\]", subprocess.run(
             ["readelf", "-d", path], capture_output=True, text=True).stdout)
-        copy = f"{BIN}/{found[1] if found else 'visitor'}"
+        copy = f"{BIN}/{found[1] if found else 'visitor' if 'visitor' in path else 'plug_in.so'}"
         shutil.copy(path, copy)
         os.chmod(copy, 0o755)
+
+
+def needs_root():
+    if os.geteuid() != 0:
+        raise unittest.SkipTest("needs root (Debian: sudo)")
 
 
 class World:
@@ -80,12 +89,24 @@ class World:
                                              found.st_mtime_ns)
         return state
 
+    def start(self, role, *what):
+        uid = ROLES[role]
+        return subprocess.Popen([BIN + "/visitor", *what], env=self.environment, cwd="/", user=uid,
+                                group=uid, extra_groups=[] if role == "outsider" else [GROUP],
+                                umask=0o007, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE)
+
     def visit(self, role, *what):
         """The lines of a visit, and what it said on standard error."""
-        uid = ROLES[role]
-        ran = subprocess.run([BIN + "/visitor", *what], env=self.environment, cwd="/", user=uid,
-                             group=uid, extra_groups=[] if role == "outsider" else [GROUP],
-                             umask=0o007, capture_output=True, timeout=GUARD, check=False)
+        return self.end_of(self.start(role, *what), role)
+
+    @staticmethod
+    def end_of(process, role):
+        try:
+            out, err = process.communicate(timeout=GUARD)
+        finally:
+            process.kill()
+        ran = subprocess.CompletedProcess(process.args, process.returncode, out, err)
         if ran.returncode != 0:
             raise AssertionError(f"{role}'s visit ended with {ran.returncode}: {ran.stderr}")
         lines = ran.stdout.decode(errors="backslashreplace").splitlines()
@@ -149,10 +170,8 @@ KINDS = {
 class Strangers(unittest.TestCase):
     maxDiff = None
 
-    @classmethod
-    def setUpClass(cls):
-        if os.geteuid() != 0:
-            raise unittest.SkipTest("needs root (Debian: sudo)")
+    def setUp(self):
+        needs_root()
         make_programs()
 
     def planted(self, kind, only=None):
@@ -226,3 +245,215 @@ class Strangers(unittest.TestCase):
 
     def test_file_without_rights(self):
         self.planted("file_without_rights")
+
+
+def lock(path, kind):
+    """Takes a lock as a stopped process of ours would keep it; closing the file ends that."""
+    file = open(path, "r+b")
+    whole_or_holder = 1 << 62 if kind == "gate" else 0
+    fcntl.fcntl(file, fcntl.F_OFD_SETLK,
+                struct.pack("hhqqi4x", fcntl.F_WRLCK, os.SEEK_SET, whole_or_holder,
+                            1 if kind == "gate" else 0, 0))
+    return file
+
+
+class Waiting(unittest.TestCase):
+    def setUp(self):
+        needs_root()
+        make_programs()
+        self.world = World()
+        self.addCleanup(self.world.remove)
+
+    def test_a_stopped_holder_of_a_gate_holds_nobody_up_for_ever(self):
+        self.world.visit("member")
+        shared = self.world.shared("member")
+        with lock(shared + "/gate", "gate"):
+            visited, _ = self.world.visit("member", "trace", "event", "log")
+            self.assertEqual((visited["event"], visited["log"]), ("1450", "0"))
+            os.remove(shared + "/channel-3")  # which can't be made without the gate
+            self.world.visit("member", *["trace"] * 50)
+        self.assertEqual(self.world.visit("member", "listen")[0]["listen"], "0")
+
+    def test_who_holds_the_registrys_lock_stops_changes_only_and_those_not_for_ever(self):
+        self.world.visit("member")
+        path = self.world.root + "/registry/HKEY_LOCAL_MACHINE.reg"
+        with open(path, "rb") as file:
+            before = file.read()
+        with lock(path + ".lock", "registry"):
+            visited, _ = self.world.visit("member", "get", "set", "get")
+            self.assertEqual((visited["get"], visited["set"]), ("0", "1460"))
+            with open(path, "rb") as file:
+                self.assertEqual(file.read(), before)
+        self.assertEqual(self.world.visit("member", "set")[0]["set"], "0")
+
+
+class SharedMemory(unittest.TestCase):
+    """Whatever stands in the shared memory: nobody crashes, and the next program's channel works."""
+
+    def setUp(self):
+        needs_root()
+        make_programs()
+        self.world = World()
+        self.addCleanup(self.world.remove)
+        self.world.visit("member", "listen")
+        self.shared = self.world.shared("member")
+
+    def values(self):
+        chosen = random.randrange(2**32)
+        return [0, 1, 2**32 - 1, chosen]
+
+    def scribble(self, name, word, value):
+        with open(f"{self.shared}/{name}", "r+b") as file:
+            file.seek(4 * word)
+            file.write(struct.pack("I", value))
+
+    def assert_works(self):
+        self.world.visit("member", "listen")  # one may find it out
+        self.assertEqual(self.world.visit("member", "listen")[0]["listen"], "0")
+
+    def test_scribbled_words_of_the_control_page(self):
+        for word in range(8):
+            for value in self.values():
+                with self.subTest(word=word, value=value):
+                    self.scribble("channel-3", word, value)
+                    self.assert_works()
+
+    def test_words_that_are_scribbled_while_a_listener_serves(self):
+        names = {"channel-3": 8, "e-DBWIN_BUFFER_READY": 3, "e-DBWIN_DATA_READY": 3}
+        for name, words in names.items():
+            for word in range(words):
+                for value in self.values():
+                    with self.subTest(name=name, word=word, value=value):
+                        server = self.world.start("member", "serve")
+                        self.assertEqual(server.stdout.readline(), b"serves\n")
+                        self.scribble(name, word, value)
+                        self.world.visit("member", "trace")
+                        server.stdin.write(b"\n\n")
+                        self.world.end_of(server, "member")
+                        self.assert_works()
+
+    def test_files_that_were_cut(self):
+        for name in ["channel-3", "gate", "m-DBWIN_BUFFER", "e-DBWIN_BUFFER_READY"]:
+            for size in [0, 6]:
+                with self.subTest(name=name, size=size):
+                    make_file(f"{self.shared}/{name}", 0o600)
+                    os.chown(f"{self.shared}/{name}", ROLES["member"], ROLES["member"])
+                    os.truncate(f"{self.shared}/{name}", size)
+                    self.assert_works()
+
+
+class Honest(unittest.TestCase):
+    """What people do with good reason goes on working."""
+
+    def setUp(self):
+        needs_root()
+        make_programs()
+
+    def all_works(self, world, role):
+        visited, said = world.visit(role)
+        self.assertEqual({name: visited[name] for name in ["log", "set", "get", "event", "listen"]},
+                         dict.fromkeys(["log", "set", "get", "event", "listen"], "0"), said)
+        self.assertEqual(said, "")
+        return visited
+
+    def world(self, **how):
+        world = World(**how)
+        self.addCleanup(world.remove)
+        return world
+
+    def test_the_state_root_may_be_a_link_to_another_disk(self):
+        world = self.world()
+        os.rename(world.root, world.top + "/disk")
+        os.symlink("disk", world.root)
+        for role in ["root", "member"]:
+            self.all_works(world, role)
+
+    def test_a_backup_by_links_may_be_made_of_it(self):
+        world = self.world()
+        self.all_works(world, "root")
+        subprocess.run(["cp", "-al", world.root, world.top + "/backup"], check=True)
+        for role in ["root", "member"]:
+            self.all_works(world, role)
+
+    def test_a_root_that_the_user_names_keeps_its_mode(self):
+        world = self.world()
+        os.chmod(world.root, 0o755)
+        self.all_works(world, "root")
+        self.assertEqual(os.stat(world.root).st_mode & 0o7777, 0o755)
+
+    def own_state(self, world):
+        state = world.home + "/.local/state/plinth"
+        os.makedirs(state)
+        os.chmod(state, 0o755)
+        return state
+
+    def give_home(self, world, owner):
+        for folder in ["", "/.local", "/.local/state", "/.local/state/plinth"]:
+            os.chown(world.home + folder, owner, owner)
+
+    def test_a_home_folder_that_others_can_read_becomes_private_and_is_used(self):
+        world = self.world(rooted=False)
+        state = self.own_state(world)
+        self.give_home(world, ROLES["outsider"])
+        self.all_works(world, "outsider")
+        self.assertEqual(os.stat(state).st_mode & 0o7777, 0o700)
+        self.assertIn("ProgramData", os.listdir(state))
+        clear(f"/dev/shm/plinth-{ROLES['outsider']}")
+
+    def test_a_private_folder_of_somebody_else_is_refused_with_one_message(self):
+        world = self.world(rooted=False)
+        state = self.own_state(world)
+        self.give_home(world, PLANTER)
+        last = f"/tmp/.plinth-{ROLES['outsider']}"
+        os.mkdir(last, 0o777)
+        os.chown(last, PLANTER, PLANTER)
+        self.addCleanup(clear, last)
+        self.addCleanup(clear, f"/dev/shm/plinth-{ROLES['outsider']}")
+        visited, said = world.visit("outsider", "log", "set", "get")
+        self.assertEqual((visited["log"], os.listdir(state), os.listdir(last)), ("-9", [], []))
+        self.assertNotEqual(visited["set"], "0")
+        self.assertEqual(sorted(said.splitlines()),
+                         [f"plinth: the folder {name} belongs to somebody else and is not used"
+                          for name in sorted([last, state])])
+
+
+class MoreRights(unittest.TestCase):
+    """A program that has more rights than its caller (here: as after an exec of a setuid file)."""
+
+    def test_takes_nothing_from_its_callers_environment(self):
+        needs_root()
+        make_programs()
+        world = World(rooted=False)
+        self.addCleanup(world.remove)
+        own = ROLES["outsider"]
+        state = f"/tmp/.plinth-{own}"
+        for place in [state, f"/dev/shm/plinth-{own}"]:
+            self.addCleanup(clear, place)
+        opener = world.top + "/opener"
+        with open(opener, "w", encoding="ascii") as file:
+            file.write(f"#!/bin/sh\necho opened by the caller > {world.home}/opened\n")
+        os.chmod(opener, 0o755)
+        loader = re.search(r"interpreter: (.*)\]", subprocess.run(
+            ["readelf", "-l", BIN + "/visitor"], capture_output=True, text=True).stdout)[1]
+
+        def gain_rights():
+            os.setgroups([])
+            os.setresgid(own, own, own)
+            os.setresuid(ROLES["member"], own, own)
+
+        ran = subprocess.run(
+            [loader, "--library-path", BIN, BIN + "/visitor", "log", "box", "open"],
+            env={"PLINTH_ROOT": world.home, "PLINTH_DRIVES": "D=/", "HOME": world.home,
+                 "PLINTH_DESKTOP": BIN + "/plug_in.so", "PLINTH_SHELL_OPEN": opener,
+                 "DISPLAY": ":0", "PLINTH_MESSAGEBOX": "ok"},
+            cwd="/", preexec_fn=gain_rights, start_new_session=True, capture_output=True,
+            timeout=GUARD, text=True, check=False)
+        self.assertEqual(ran.returncode, 0, ran.stderr)
+        self.assertIn("log 0\n", ran.stdout)
+        self.assertIn("box 0\n", ran.stdout)
+        self.assertIn("open 31\n", ran.stdout)
+        self.assertEqual(ran.stderr, "plinth: this program has more rights than its caller; "
+                         "ignored from the environment: PLINTH_ROOT, PLINTH_DRIVES, "
+                         "PLINTH_DESKTOP, PLINTH_SHELL_OPEN, PLINTH_MESSAGEBOX\n")
+        self.assertEqual(os.listdir(world.home), [])
+        self.assertEqual(os.stat(state).st_mode & 0o7777, 0o700)

@@ -1,9 +1,10 @@
 // Uses everything that lies in the shared folders, as an ordinary program does, and prints what
 // came of it: "log 0", "set 0", "get 0", "event 0", "trace", each on a line.
 //
-// Arguments: what to do, all of it without any.
+// Arguments: what to do; without any, all but what must be asked for.
 #include <cstdio>
 #include <cstring>
+#include <span>
 #include <string>
 
 #include <plinth_w32_system.h>
@@ -60,20 +61,62 @@ void trace()
     std::printf("trace\n");
 }
 
-// Listens to the debug string channel, and traces a text to itself.
+// A listener to the debug string channel, which traces a text to itself.
+class Listener
+{
+public:
+    Listener()
+        : m_ready(CreateEventA(nullptr, FALSE, TRUE, "DBWIN_BUFFER_READY")),
+          m_data(CreateEventA(nullptr, FALSE, FALSE, "DBWIN_DATA_READY")),
+          m_mapping(CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096,
+                                       "DBWIN_BUFFER")),
+          m_view(m_mapping
+                     ? static_cast<const char*>(MapViewOfFile(m_mapping, FILE_MAP_READ, 0, 0, 0))
+                     : nullptr)
+    {
+    }
+    bool hears(const char* text) const
+    {
+        OutputDebugStringA(text);
+        const bool heard = m_ready && m_data && m_view &&
+                           WaitForSingleObject(m_data, 1'000) == WAIT_OBJECT_0 &&
+                           std::strcmp(m_view + sizeof(DWORD), text) == 0;
+        if (m_ready)
+            SetEvent(m_ready);
+        return heard;
+    }
+
+private:
+    const HANDLE m_ready;
+    const HANDLE m_data;
+    const HANDLE m_mapping;
+    const char* const m_view;
+};
+
 void listen()
 {
-    const HANDLE ready = CreateEventA(nullptr, FALSE, TRUE, "DBWIN_BUFFER_READY");
-    const HANDLE data = CreateEventA(nullptr, FALSE, FALSE, "DBWIN_DATA_READY");
-    const HANDLE mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
-                                              4096, "DBWIN_BUFFER");
-    const auto* const view =
-        mapping ? static_cast<const char*>(MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0))
-                : nullptr;
-    OutputDebugStringA("heard");
-    const bool heard = ready && data && view && WaitForSingleObject(data, 1'000) == WAIT_OBJECT_0 &&
-                       std::strcmp(view + sizeof(DWORD), "heard") == 0;
-    std::printf("listen %s\n", heard ? "0" : "no");
+    const Listener listener;
+    std::printf("listen %s\n", listener.hears("first") && listener.hears("second") ? "0" : "no");
+}
+
+// A listener that says so, and hears once more for each line that it is told.
+void serve()
+{
+    const Listener listener;
+    std::printf("serves\n");
+    while (std::getchar() != EOF)
+        std::printf("listen %s\n", listener.hears("served") ? "0" : "no");
+}
+
+void show_box()
+{
+    std::printf("box %d\n", MessageBoxW(nullptr, L"text", L"title", MB_OK));
+}
+
+void open_document()
+{
+    std::printf("open %d\n", static_cast<int>(reinterpret_cast<INT_PTR>(ShellExecuteW(
+                                 nullptr, nullptr, L"C:\\tmp", nullptr, nullptr, 0))));
 }
 
 } // namespace
@@ -81,13 +124,20 @@ void listen()
 int main(int argc, char** argv)
 {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
-    const struct
+    struct Part
     {
         const char* name;
         void (*what)();
-    } all[] = {{"log", log},     {"set", set},     {"get", get},
-               {"event", event}, {"trace", trace}, {"listen", listen}};
-    for (const auto& [name, what] : all)
-        if (argc < 2 || std::strcmp(argv[1], name) == 0)
-            what();
+    };
+    const Part all[] = {{"log", log},     {"set", set},     {"get", get},
+                        {"event", event}, {"trace", trace}, {"listen", listen}};
+    const Part asked[] = {{"serve", serve}, {"box", show_box}, {"open", open_document}};
+    if (argc < 2)
+        for (const Part& part : all)
+            part.what();
+    for (int i = 1; i < argc; ++i)
+        for (const auto& parts : {std::span<const Part>(all), std::span<const Part>(asked)})
+            for (const Part& part : parts)
+                if (std::strcmp(argv[i], part.name) == 0)
+                    part.what();
 }

@@ -174,8 +174,10 @@ inline int renameat2(const char* from, const char* to, unsigned flags)
     if (intercepted("rename"))
         return -1;
     const PlaceInFolder source(from);
+    if (!source.ok())
+        return -1;
     const PlaceInFolder target(to);
-    return source.ok() && target.ok()
+    return target.ok()
                ? ::renameat2(source.folder(), source.name(), target.folder(), target.name(), flags)
                : -1;
 }

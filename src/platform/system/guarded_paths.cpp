@@ -10,6 +10,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "calls.h"
 #include "kernel_files.h"
 #include "kernel_text.h"
 
@@ -172,6 +173,8 @@ int open_without_links(const GuardedFolder& folder, const char* rest, int flags,
     const int length = std::snprintf(text, sizeof text, "%s/%s", folder.real.c_str(), rest);
     if (static_cast<size_t>(length) >= sizeof text)
         return refuse(ENAMETOOLONG);
+    if (sys::intercepted("openat2"))
+        return -1;
     open_how how = {};
     // Unlike its elders, this call takes nothing that has no meaning.
     constexpr int beside_path = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
