@@ -170,4 +170,19 @@ TEST(TimerEventsConcurrent, SettingAndKillingFromManyThreadsLosesNothing)
             });
 }
 
+TEST(TimerEvents, WithoutMemoryAreRefusedAndLeaveNothingToFire)
+{
+    Calls calls;
+    calls.timers.reserve(100);
+    unsigned nth = 0;
+    for (MMRESULT id = 0; id == 0; test::t_failing_allocation = 0)
+    {
+        test::t_failing_allocation = ++nth;
+        id = calls.set(1, TIME_ONESHOT);
+    }
+    EXPECT_GT(nth, 2u) << "the moment and the event each need memory";
+    calls.wait(1);
+    EXPECT_EQ(calls.count, 1);
+}
+
 } // namespace
