@@ -115,6 +115,10 @@ TEST_F(ListView, WritesNoMoreThanTheCallersRoom)
         EXPECT_EQ(send(LVM_GETITEMTEXTW, 0, &asked), 0);
     }
     EXPECT_EQ(text[0], L'l');
+    asked = list_item(0, 0, text);
+    asked.cchTextMax = 4;
+    EXPECT_TRUE(send(LVM_GETITEMW, 0, &asked));
+    EXPECT_EQ(test::utf8(text), "lon");
     LVCOLUMNW column = {};
     column.mask = LVCF_TEXT;
     column.pszText = text;

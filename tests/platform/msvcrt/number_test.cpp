@@ -85,6 +85,9 @@ TEST(WideScan, ReturnsTheFieldsReadOrMinusOneAtTheEnd)
                            swscanf(L"C:\\pagefile.sys 16 4096", L"%*s %*u %d", &a)}),
               (std::vector{1, 1, 0, -1, -1, 1}));
     EXPECT_EQ(a, 4096);
+    wchar_t rest[8] = L"";
+    EXPECT_EQ(swscanf(L"12 ab", L"%d%n%ls", &a, &b, rest), 2);
+    EXPECT_EQ(b, 2);
 }
 
 TEST(WideScan, IntegersHaveTheirSizes)

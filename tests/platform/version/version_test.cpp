@@ -70,7 +70,9 @@ TEST(VersionBlock, AFileWithoutOneOrACallWithoutRoomSaysSo)
     EXPECT_EQ(handle, 0u);
     EXPECT_EQ(GetLastError(), ERROR_RESOURCE_DATA_NOT_FOUND);
     char block[100];
-    EXPECT_FALSE(GetFileVersionInfoW(path, 0, sizeof block, block));
+    EXPECT_EQ(error_of(GetFileVersionInfoW(path, 0, sizeof block, block)),
+              ERROR_RESOURCE_DATA_NOT_FOUND);
+    EXPECT_EQ(error_of(GetFileVersionInfoW(path, 0, 100, nullptr)), ERROR_INVALID_DATA);
     const Wide good = module("module64.dll");
     EXPECT_EQ(error_of(GetFileVersionInfoW(good, 0, 1, block)), ERROR_INSUFFICIENT_BUFFER);
 }

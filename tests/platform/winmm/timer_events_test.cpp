@@ -170,4 +170,23 @@ TEST(TimerEventsConcurrent, SettingAndKillingFromManyThreadsLosesNothing)
             });
 }
 
+TEST(TimerEvents, WithoutMemoryAreRefusedAndLeaveNothingToFire)
+{
+    Calls calls;
+    calls.timers.reserve(100);
+    // The first time the thread needs memory too; then only the moment and the event do.
+    for (int round = 1; round <= 2; ++round)
+    {
+        unsigned nth = 0;
+        for (MMRESULT id = 0; id == 0; test::t_failing_allocation = 0)
+        {
+            test::t_failing_allocation = ++nth;
+            id = calls.set(1, TIME_ONESHOT);
+        }
+        EXPECT_GT(nth, 2u) << "round " << round;
+        calls.wait(1);
+        EXPECT_EQ(calls.count, round);
+    }
+}
+
 } // namespace

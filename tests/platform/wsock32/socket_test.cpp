@@ -85,6 +85,7 @@ TEST(WSAStartup, GrantsOneDotOneUntilTheLastCleanupWhichClosesAll)
     WSADATA data;
     EXPECT_EQ(WSAStartup(MAKEWORD(2, 2), &data), 0);
     EXPECT_EQ(data.wVersion, MAKEWORD(1, 1));
+    EXPECT_STREQ(data.szDescription, "plinth sockets 1.1");
     EXPECT_EQ(WSAStartup(0, &data), WSAVERNOTSUPPORTED);
     const SOCKET s = socket(AF_INET, SOCK_DGRAM, 0);
     EXPECT_EQ(WSACleanup(), 0);
