@@ -246,6 +246,26 @@ class Strangers(unittest.TestCase):
     def test_file_without_rights(self):
         self.planted("file_without_rights")
 
+    def test_the_log_file_that_would_be_chosen(self):
+        """What isn't a readable regular file there stops the log, with a status."""
+        for role in ROLES:
+            for kind, plant in KINDS.items():
+                world = World()
+                path = world.visit("root", "log")[0]["path"].replace("\\", "/")[2:]
+                first = re.sub(r"(_\(\d+\))?\.log$", "", path)
+                os.rename(path, first + "_(9999).log")
+                plant(world, first + ".log")
+                if kind not in ["hard_link", "file_of_another"]:
+                    give_away(first + ".log")
+                before = world.secrets_state()
+                with self.subTest(role=role, kind=kind):
+                    mine = role == "root" and kind in ["hard_link", "file_of_another",
+                                                       "file_without_rights"]
+                    if not mine:  # to root, these are files like any other
+                        self.assertEqual(world.visit(role, "log")[0]["log"], "-9")
+                        self.assertEqual(world.secrets_state(), before)
+                world.remove()
+
 
 def lock(path, kind):
     """Takes a lock as a stopped process of ours would keep it; closing the file ends that."""
@@ -280,8 +300,9 @@ class Waiting(unittest.TestCase):
         with open(path, "rb") as file:
             before = file.read()
         with lock(path + ".lock", "registry"):
-            visited, _ = self.world.visit("member", "get", "set", "get")
-            self.assertEqual((visited["get"], visited["set"]), ("0", "1460"))
+            visited, _ = self.world.visit("member", "beside")
+            self.assertEqual((visited["get"], visited["set"], visited["beside"]),
+                             ("0", "1460", "0"))
             with open(path, "rb") as file:
                 self.assertEqual(file.read(), before)
         self.assertEqual(self.world.visit("member", "set")[0]["set"], "0")
@@ -340,6 +361,25 @@ class SharedMemory(unittest.TestCase):
                     os.chown(f"{self.shared}/{name}", ROLES["member"], ROLES["member"])
                     os.truncate(f"{self.shared}/{name}", size)
                     self.assert_works()
+
+
+class Leftovers(unittest.TestCase):
+    def test_shared_folders_of_roots_that_are_gone_are_removed_unless_in_use(self):
+        needs_root()
+        make_programs()
+        gone, used, last = World(), World(), World()
+        for world in [gone, used, last]:
+            self.addCleanup(world.remove)
+        gone.visit("root", "event")
+        server = used.start("root", "serve")
+        server.stdout.readline()
+        for world in [gone, used]:
+            self.assertTrue(os.path.isdir(world.shared("root")))
+            clear(world.root)
+        last.visit("root", "event")
+        self.assertEqual([os.path.isdir(world.shared("root")) for world in [gone, used, last]],
+                         [False, True, True])
+        server.communicate()
 
 
 class Honest(unittest.TestCase):
@@ -457,3 +497,34 @@ class MoreRights(unittest.TestCase):
                          "PLINTH_DESKTOP, PLINTH_SHELL_OPEN, PLINTH_MESSAGEBOX\n")
         self.assertEqual(os.listdir(world.home), [])
         self.assertEqual(os.stat(state).st_mode & 0o7777, 0o700)
+
+
+class OneWay(unittest.TestCase):
+    """Each rule has one place, and no other code goes past it."""
+
+    # What is looked for, in which folders, and where it may stand.
+    RULES = [
+        (r"(?<!secure_)getenv\(", "src tools", {"src/platform/system/environment.cpp",
+                                                "src/platform/desktop_qt/qt_platform.cpp",
+                                                "tools/plinth-trace/terminal.cpp"}),
+        (r"(?<![\w:])::(open|openat|creat|mkdir|rename|unlink|rmdir|opendir|chmod|realpath|chdir)\(",
+         "src/platform", {"src/platform/system/calls.h", "src/platform/system/guarded_paths.cpp",
+                          "src/platform/shell32/shell_execute.cpp"}),
+        (r"F_(OFD_)?SETLKW", "src", set()),
+        (r"PTHREAD_PROCESS_SHARED", "src", set()),
+        (r"printf\(stderr", "src", set()),
+    ]
+
+    def test_no_code_goes_past_the_place_of_a_rule(self):
+        source = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../.."))
+        for pattern, folders, allowed in self.RULES:
+            found = set()
+            for folder in folders.split():
+                for path, _, names in os.walk(f"{source}/{folder}"):
+                    for name in names:
+                        if name.endswith((".cpp", ".h")):
+                            with open(f"{path}/{name}", encoding="utf-8") as file:
+                                if re.search(pattern, file.read()):
+                                    found.add(os.path.relpath(f"{path}/{name}", source))
+            with self.subTest(pattern=pattern):
+                self.assertEqual(found - allowed, set())

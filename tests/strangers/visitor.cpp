@@ -2,10 +2,12 @@
 // came of it: "log 0", "set 0", "get 0", "event 0", "trace", each on a line.
 //
 // Arguments: what to do; without any, all but what must be asked for.
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <span>
 #include <string>
+#include <thread>
 
 #include <plinth_w32_system.h>
 
@@ -108,6 +110,26 @@ void serve()
         std::printf("listen %s\n", listener.hears("served") ? "0" : "no");
 }
 
+// Reads while a change of this process waits for the registry's lock.
+void read_beside_a_change()
+{
+    std::atomic<bool> changed{false};
+    const std::jthread change(
+        [&changed]
+        {
+            set();
+            changed = true;
+        });
+    int reads = 0;
+    while (!changed)
+    {
+        get();
+        ++reads;
+        Sleep(10);
+    }
+    std::printf("beside %d\n", reads > 10 ? 0 : reads);
+}
+
 void show_box()
 {
     std::printf("box %d\n", MessageBoxW(nullptr, L"text", L"title", MB_OK));
@@ -131,7 +153,10 @@ int main(int argc, char** argv)
     };
     const Part all[] = {{"log", log},     {"set", set},     {"get", get},
                         {"event", event}, {"trace", trace}, {"listen", listen}};
-    const Part asked[] = {{"serve", serve}, {"box", show_box}, {"open", open_document}};
+    const Part asked[] = {{"serve", serve},
+                          {"beside", read_beside_a_change},
+                          {"box", show_box},
+                          {"open", open_document}};
     if (argc < 2)
         for (const Part& part : all)
             part.what();

@@ -60,31 +60,32 @@ bool read_wish(DWORD access, DWORD disposition, const SECURITY_ATTRIBUTES* secur
     return true;
 }
 
-int open_existing(const char* path, const Wish& wish)
+int open_existing(const char* path, const Wish& wish, struct stat& found)
 {
-    const int fd = sys::open(path, wish.flags);
+    const int fd = sys::open(path, wish.flags, 0, &found);
     if (fd < 0 && errno == EACCES && wish.writes && !wish.reads)
-        return sys::open(path, (wish.flags & ~O_ACCMODE) | O_WRONLY);
+        return sys::open(path, (wish.flags & ~O_ACCMODE) | O_WRONLY, 0, &found);
     return fd;
 }
 
-// Gives a descriptor, or -1 with errno. created tells whether the file is new.
-int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, bool& created)
+// Gives a descriptor, and what is open, or -1 with errno. created tells whether the file is new.
+int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, bool& created,
+                        struct stat& found)
 {
     created = false;
     if (disposition == OPEN_EXISTING || disposition == TRUNCATE_EXISTING)
-        return open_existing(path, wish);
+        return open_existing(path, wish, found);
     // Whether the file was there must be known: ask for the one and the other in turns, as somebody
     // else may make or remove it in between.
     for (int attempt = 0; attempt < 16; ++attempt)
     {
         if (disposition != CREATE_NEW)
         {
-            const int fd = open_existing(path, wish);
+            const int fd = open_existing(path, wish, found);
             if (fd >= 0 || errno != ENOENT)
                 return fd;
         }
-        const int fd = sys::open(path, wish.flags | O_CREAT | O_EXCL, wish.mode);
+        const int fd = sys::open(path, wish.flags | O_CREAT | O_EXCL, wish.mode, &found);
         if (fd >= 0)
         {
             created = true;
@@ -143,15 +144,13 @@ extern "C" HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share,
     {
         if (fd >= 0)
             sys::close(fd);
-        fd = open_by_disposition(native.c_str(), disposition, wish, created);
+        fd = open_by_disposition(native.c_str(), disposition, wish, created, found);
         if (fd < 0)
         {
             native.fail(errno);
             return INVALID_HANDLE_VALUE;
         }
-        error = sys::fstat(fd, &found) == 0
-                    ? admit(fd, native.c_str(), found, created, share, wish, gone)
-                    : system_error(errno);
+        error = admit(fd, native.c_str(), found, created, share, wish, gone);
     } while (gone && !error);
     if (error)
     {

@@ -28,7 +28,7 @@ int grow(int fd, uint64_t from, uint64_t to)
     if (sys::fallocate(fd, 0, static_cast<off_t>(from), static_cast<off_t>(to - from)) == 0)
         return 0;
     const int error = errno;
-    if (error != EOPNOTSUPP && error != ENOSYS && error != EINVAL)
+    if (!sys::lacks_fallocate(error))
     {
         // A part may have been allocated.
         return sys::ftruncate(fd, static_cast<off_t>(from)) == 0 ? error : errno;

@@ -106,8 +106,7 @@ int reserve_shared(int fd, size_t size)
     {
         if (sys::fallocate(fd, 0, 0, static_cast<off_t>(size)) == 0)
             return 0;
-        // The file system or a sandbox has no such call.
-        if (errno != EOPNOTSUPP && errno != ENOSYS && errno != EPERM)
+        if (!sys::lacks_fallocate(errno))
             return -1;
     }
     struct stat found;

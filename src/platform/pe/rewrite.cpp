@@ -15,6 +15,8 @@ namespace
 constexpr char new_name[8] = {'.', 'r', 's', 'r', 'c'};
 constexpr char left_name[8] = {'.', 'o', 'l', 'd', 'r', 's', 'r', 'c'};
 constexpr uint32_t readable_data = 0x40000040;
+// What the format allows; a greater one is believed by nobody, as it would blow the file up.
+constexpr uint64_t longest_file_alignment = 1u << 16;
 constexpr uint64_t debug_entry_size = 28;
 constexpr uint64_t debug_pointer = 24; // within a debug entry: offset in the file
 
@@ -55,7 +57,8 @@ private:
         const uint64_t file_alignment = m_image.file_alignment();
         const uint64_t section_alignment = m_image.section_alignment();
         if (!std::has_single_bit(file_alignment) || !std::has_single_bit(section_alignment) ||
-            section_alignment < file_alignment || section_alignment > 1u << 30)
+            file_alignment > longest_file_alignment || section_alignment < file_alignment ||
+            section_alignment > 1u << 30)
             return false;
         m_table_end = m_image.section_table() + m_image.sections().size() * section_header_size;
         m_body_end = std::max<uint64_t>(m_image.headers_size(), m_table_end);

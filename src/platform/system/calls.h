@@ -74,20 +74,32 @@ template <class Call> auto restarted(Call call)
     return result;
 }
 
+inline int fstat(int fd, struct stat* result)
+{
+    return intercepted("fstat") ? -1 : ::fstat(fd, result);
+}
 // Opening a FIFO may wait for ever for its other side: a signal ends that with EINTR.
 inline bool is_fifo(const char* path)
 {
     struct stat found;
     return ::stat(path, &found) == 0 && S_ISFIFO(found.st_mode);
 }
-inline int open(const char* path, int flags, mode_t mode = 0)
+// found, if wanted: what fstat tells of the file.
+inline int open(const char* path, int flags, mode_t mode = 0, struct stat* found = nullptr)
 {
     const GuardedPath guarded(path);
     for (;;)
     {
         const int fd = intercepted("open") ? -1
-                       : guarded           ? guarded.open(flags, mode)
+                       : guarded           ? guarded.open(flags, mode, found)
                                            : ::open(path, flags | O_CLOEXEC, mode);
+        if (fd >= 0 && found && !guarded && sys::fstat(fd, found) != 0)
+        {
+            const int error = errno;
+            ::close(fd);
+            errno = error;
+            return -1;
+        }
         if (fd >= 0 || errno != EINTR)
             return fd;
         if (is_fifo(path))
@@ -145,13 +157,15 @@ inline int fallocate(int fd, int mode, off_t offset, off_t size)
     return restarted(
         [&] { return intercepted("fallocate") ? -1 : ::fallocate(fd, mode, offset, size); });
 }
+// Whether an errno of fallocate says that there is no such thing: not on this file system, or not
+// in this sandbox.
+inline bool lacks_fallocate(int error)
+{
+    return error == EOPNOTSUPP || error == ENOSYS || error == EPERM || error == EINVAL;
+}
 inline int fsync(int fd)
 {
     return intercepted("fsync") ? -1 : ::fsync(fd);
-}
-inline int fstat(int fd, struct stat* result)
-{
-    return intercepted("fstat") ? -1 : ::fstat(fd, result);
 }
 inline int stat(const char* path, struct stat* result)
 {

@@ -315,7 +315,7 @@ int GuardedPath::open_any(int flags, mode_t mode, int& parent) const
     return parent < 0 ? -1 : ::openat(parent, *pending ? pending : ".", flags | O_NOFOLLOW, mode);
 }
 
-int GuardedPath::open(int flags, mode_t mode) const
+int GuardedPath::open(int flags, mode_t mode, struct stat* wanted) const
 {
     int parent;
     Step opened(open_any((flags & ~O_TRUNC) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode, parent));
@@ -323,12 +323,16 @@ int GuardedPath::open(int flags, mode_t mode) const
     if (opened.get() < 0)
         // A FIFO without a reader, a socket, or a folder that is to be written.
         return refuse(errno == ENXIO || errno == EISDIR ? EACCES : errno);
-    if ((flags & O_CREAT) != 0 && (flags & O_EXCL) != 0)
+    const bool is_new = (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0;
+    if (is_new && !wanted)
         return opened.release();
 
-    struct stat found;
-    if (::fstat(opened.get(), &found) != 0)
+    struct stat here;
+    struct stat& found = wanted ? *wanted : here;
+    if (sys::fstat(opened.get(), &found) != 0)
         return -1;
+    if (is_new)
+        return opened.release();
     if ((flags & (O_PATH | O_DIRECTORY)) == 0 && !S_ISREG(found.st_mode))
         return refuse(EACCES);
     if (found.st_nlink > 1 && !S_ISDIR(found.st_mode) && found.st_uid != ::geteuid())

@@ -20,6 +20,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 namespace platform
@@ -62,8 +63,9 @@ public:
     GuardedPath& operator=(const GuardedPath&) = delete;
     explicit operator bool() const { return m_folder != nullptr; }
 
-    // open(2). It never waits. Cuts (O_TRUNC) only what has passed.
-    int open(int flags, mode_t mode) const;
+    // open(2), and fstat(2) of what was opened if that is wanted. It never waits. Cuts (O_TRUNC)
+    // only what has passed.
+    int open(int flags, mode_t mode, struct stat* wanted = nullptr) const;
     // realpath(3). Null with errno.
     char* realpath(char (&buffer)[longest_path]) const;
     // chmod(2), chdir(2). Negative with errno.

@@ -10,6 +10,7 @@
 #include "calls.h"
 #include "environment.h"
 #include "private_folder.h"
+#include "shared_leftovers.h"
 
 namespace platform
 {
@@ -89,8 +90,11 @@ std::string find_root()
             return state;
     }
     const std::string without_home = "/tmp/.plinth-" + std::to_string(geteuid());
-    make_with_parents(without_home, 0700);
-    return make_private(without_home) ? without_home : no_folder;
+    sys::mkdir(without_home.c_str(), 0700);
+    if (!make_private(without_home))
+        return no_folder;
+    make_with_parents(without_home + "/plinth", 0700);
+    return without_home + "/plinth";
 }
 
 uint64_t fnv1a(const std::string& text)
@@ -103,7 +107,6 @@ uint64_t fnv1a(const std::string& text)
 
 std::string find_shared()
 {
-    char name[128];
     const char* base = shared_memory;
     if (sys::access(shared_memory, W_OK) != 0)
     {
@@ -112,14 +115,25 @@ std::string find_shared()
             return "";
         base = without_shared_memory;
     }
+    const std::string users = "plinth-" + std::to_string(geteuid());
+    std::string folder = std::string(base) + "/" + users;
     const std::string root = own_root();
-    if (root.empty())
-        std::snprintf(name, sizeof name, "%s/plinth-%u", base, geteuid());
-    else
-        std::snprintf(name, sizeof name, "%s/plinth-%u-%016llx", base, geteuid(),
+    if (!root.empty())
+    {
+        char hash[24];
+        std::snprintf(hash, sizeof hash, "-%016llx",
                       static_cast<unsigned long long>(fnv1a(absolute(root))));
-    sys::mkdir(name, 0700);
-    return make_private(name) ? name : "";
+        folder += hash;
+    }
+    const bool is_new = sys::mkdir(folder.c_str(), 0700) == 0;
+    if (!make_private(folder))
+        return "";
+    if (is_new && !root.empty())
+    {
+        name_root_of(folder, absolute(root));
+        remove_leftovers(folder, users + "-");
+    }
+    return folder;
 }
 
 } // namespace

@@ -7,10 +7,10 @@ namespace platform
 {
 
 // PLINTH_ROOT if set, else /var/lib/plinth if it can be written, else $XDG_STATE_HOME/plinth or
-// ~/.local/state/plinth, else /tmp/.plinth-<uid>. A native path without a slash at the end, fixed
-// at its first use and guarded from then on. The folder is made if it is missing. Those of the user
-// alone become private; one that somebody else owns is passed over, with a line on standard error,
-// and if the last is such a one the path is one that can't exist.
+// ~/.local/state/plinth, else /tmp/.plinth-<uid>/plinth. A native path without a slash at the end,
+// fixed at its first use and guarded from then on. The folder is made if it is missing. Those of
+// the user alone become private; one that somebody else owns is passed over, with a line on
+// standard error, and if the last is such a one the path is one that can't exist.
 const std::string& root_folder();
 
 // The user's home, native: HOME if that is absolute, else what the system knows of the user; empty

@@ -373,6 +373,7 @@ TEST_F(ResourceUpdates, DamagedFilesAreRefusedAndStay)
         {tree + 16 + 4, 0x80000000u, "a directory that is its own child"},
         {m_places.directories + 16, 0xFFFFF000u, "a directory outside the image"},
         {m_places.optional + 36, 0u, "no file alignment"},
+        {m_places.optional + 36, 1u << 17, "a file alignment beyond the format's limit"},
         {text + 16, 0xFFFFFFFFu, "a section beyond the file"},
         {text + 20, 0x40u, "a section within the headers"},
     };

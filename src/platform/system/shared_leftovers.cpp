@@ -1,0 +1,110 @@
+#include "shared_leftovers.h"
+
+#include <vector>
+
+#include "calls.h"
+
+namespace platform
+{
+
+namespace
+{
+
+constexpr char root_file[] = "/root";
+constexpr size_t hash_digits = 16;
+
+class OpenFile
+{
+public:
+    explicit OpenFile(const std::string& path, int flags)
+        : m_fd(sys::open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0600))
+    {
+    }
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+    ~OpenFile()
+    {
+        if (m_fd >= 0)
+            sys::close(m_fd);
+    }
+    int fd() const { return m_fd; }
+
+private:
+    const int m_fd;
+};
+
+std::vector<std::string> names_in(const std::string& folder)
+{
+    std::vector<std::string> names;
+    DIR* const directory = sys::opendir(folder.c_str());
+    if (!directory)
+        return names;
+    while (const dirent* const entry = sys::readdir(directory))
+        if (entry->d_name[0] != '.')
+            names.emplace_back(entry->d_name);
+    sys::closedir(directory);
+    return names;
+}
+
+bool is_own_folder(const std::string& path)
+{
+    struct stat found;
+    return sys::lstat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode) &&
+           found.st_uid == geteuid();
+}
+
+// Whether the folder says which root it belongs to, and there is none.
+bool root_is_gone(const std::string& folder)
+{
+    char root[longest_path];
+    const OpenFile file(folder + root_file, O_RDONLY);
+    const ssize_t size = file.fd() < 0 ? -1 : sys::read(file.fd(), root, sizeof root - 1);
+    if (size <= 0 || root[0] != '/')
+        return false;
+    root[size] = '\0';
+    struct stat found;
+    return sys::lstat(root, &found) != 0 && errno == ENOENT;
+}
+
+bool anybody_holds(const std::string& path)
+{
+    const OpenFile file(path, O_RDWR);
+    struct flock range = {};
+    range.l_type = F_WRLCK;
+    range.l_whence = SEEK_SET;
+    return file.fd() >= 0 &&
+           (sys::fcntl_lock(file.fd(), F_OFD_GETLK, &range) != 0 || range.l_type != F_UNLCK);
+}
+
+void remove_folder(const std::string& folder)
+{
+    const std::vector<std::string> names = names_in(folder);
+    for (const std::string& name : names)
+        if (anybody_holds(folder + "/" + name))
+            return;
+    for (const std::string& name : names)
+        sys::unlink((folder + "/" + name).c_str());
+    sys::rmdir(folder.c_str());
+}
+
+} // namespace
+
+void name_root_of(const std::string& shared, const std::string& root)
+{
+    const OpenFile file(shared + root_file, O_WRONLY | O_CREAT | O_EXCL);
+    // One that can't be written is never removed, as those of former versions.
+    if (file.fd() >= 0)
+        (void)sys::write(file.fd(), root.data(), root.size());
+}
+
+void remove_leftovers(const std::string& beside, const std::string& prefix)
+{
+    const size_t slash = beside.rfind('/');
+    const std::string base = beside.substr(0, slash + 1);
+    for (const std::string& name : names_in(base))
+        if (name.starts_with(prefix) && name.size() == prefix.size() + hash_digits &&
+            base + name != beside && is_own_folder(base + name) && root_is_gone(base + name))
+            remove_folder(base + name);
+}
+
+} // namespace platform
