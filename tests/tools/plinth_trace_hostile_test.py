@@ -1,5 +1,6 @@
 """What strangers can put before plinth-trace: texts and names that a terminal would obey or that
-deceive its user. And that its user can end it wherever it waits.
+deceive its user, names of logs that lead astray, pipes in the place of files. And that its user can
+end it wherever it waits.
 
 As plinth_trace_test.py, whose helpers it has.
 """
@@ -116,6 +117,40 @@ class Harmless(unittest.TestCase):
         result = trace("log", "--path", "--folder", folder_with_log(NAME))
         self.assertEqual((result.returncode, result.stdout), (1, ""), "it would look like two")
         self.assertIn("line end", result.stderr)
+
+class LogNames(unittest.TestCase):
+    def test_the_newest_is_the_one_that_was_written_last_whatever_its_name_says(self):
+        day = 86400
+        older, newer = "qvapp_2024-03-05.log", "qvapp_2999-01-01.log"
+        for ages, newest in (({newer: 2 * day, older: day}, older),
+                             ({newer: -1000 * day, older: day}, older),
+                             ({newer: -1000 * day, older: -2000 * day}, newer),  # neither is known
+                             ({older: -60, newer: day}, older),  # another machine's clock
+                             ({older: day, newer: day}, newer),
+                             # The numbers of a day begin again.
+                             ({"qvapp_2024-03-05_(9999).log": 9, older: 0}, older)):
+            shutil.rmtree(LOGS, ignore_errors=True)
+            for name, age in ages.items():
+                write_log(name, f"in {name}\n".encode(), age)
+            self.assertEqual(trace("log", "--path").stdout, f"{LOGS}/{newest}\n", ages)
+            self.assertEqual(trace("log", "--path", "--all").stdout.splitlines()[-1],
+                             f"{LOGS}/{newest}")
+            with Running("watch", "--input", LOGS, "--count", "1") as running:
+                self.assertEqual(running.end()[1], f"in {newest}\n")
+
+    def test_only_a_regular_file_is_a_log(self):
+        write_log("qvapp_2024-03-05.log", b"one\n")
+        fifo = os.path.join(LOGS, "qvapp_2999-01-01.log")
+        os.mkfifo(fifo)
+        os.mkdir(os.path.join(LOGS, "qvapp_2999-01-02.log"))
+        os.symlink("/", os.path.join(LOGS, "qvapp_2999-01-03.log"))
+        os.symlink("/dev/zero", os.path.join(LOGS, "qvapp_2999-01-04.log"))
+        self.assertEqual(trace("log").stdout, "one\n")
+        self.assertEqual(len(trace("log", "--all", "--path").stdout.splitlines()), 1)
+        for path in (fifo, "/dev/zero"):
+            result = trace("watch", "--input", path, "--timeout", "0.1")
+            self.assertEqual((result.returncode, result.stdout), (1, ""), path)
+            self.assertIn("no regular file", result.stderr)
 
 class Ended(unittest.TestCase):
     """By each polite signal, wherever it waits."""
