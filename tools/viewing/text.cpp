@@ -30,23 +30,38 @@ WideText widen(UINT code_page, std::string_view text)
 
 constexpr uint32_t replacement = 0xFFFD; // for what is no character
 
-// Calls take(code point, is_character, its bytes) for each; of what is no character, for each byte.
-template <class Take> void for_each_character(std::string_view utf8, Take&& take)
+// The text with some characters written otherwise: the treacherous ones, what is none, and those of
+// ASCII that wanted(byte) names. write(out, c, is_character, rest) does that; rest is what follows.
+// What stays is copied in long parts, which is nearly all.
+template <class Wanted, class Write>
+std::string rewritten(std::string_view utf8, Wanted&& wanted, Write&& write)
 {
-    while (!utf8.empty())
+    std::string out;
+    size_t kept = 0; // where what is not copied yet begins
+    for (size_t at = 0; at < utf8.size();)
     {
+        const char byte = utf8[at];
+        if (byte >= 0x20 && byte < 0x7F && !wanted(byte))
+        {
+            ++at;
+            continue;
+        }
         uint32_t c;
         size_t bytes;
-        const bool is_character = platform::next_character(utf8, c, bytes);
-        take(c, is_character, utf8.substr(0, bytes));
-        utf8.remove_prefix(bytes);
+        const bool is_character = platform::next_character(utf8.substr(at), c, bytes);
+        const size_t next = at + bytes;
+        if (!is_character || platform::is_treacherous(c) || c < 0x7F)
+        {
+            out += utf8.substr(kept, at - kept);
+            write(out, c, is_character, utf8.substr(next));
+            kept = next;
+        }
+        at = next;
     }
+    return out += utf8.substr(kept);
 }
 
-bool is_harmless(uint32_t c, bool is_character)
-{
-    return is_character && !platform::is_treacherous(c);
-}
+constexpr auto nothing_more = [](char) { return false; };
 
 void append_visible(std::string& out, uint32_t c)
 {
@@ -136,49 +151,36 @@ void append_utf8(std::string& out, unsigned code_point)
 
 std::string printable(std::string_view utf8)
 {
-    std::string out;
-    for_each_character(utf8,
-                       [&](uint32_t c, bool is_character, std::string_view bytes)
-                       {
-                           const bool ends_line = c == '\r' &&
-                                                  bytes.data() + 1 < utf8.data() + utf8.size() &&
-                                                  bytes.data()[1] == '\n';
-                           if (c == '\t' || c == '\n' || is_harmless(c, is_character))
-                               out += bytes;
-                           else if (!ends_line)
-                               append_visible(out, c);
-                       });
-    return out;
+    return rewritten(utf8, nothing_more,
+                     [](std::string& out, uint32_t c, bool, std::string_view rest)
+                     {
+                         if (c == '\t' || c == '\n')
+                             out += static_cast<char>(c);
+                         else if (c != '\r' || !rest.starts_with('\n'))
+                             append_visible(out, c);
+                     });
 }
 
 std::string printable_name(std::string_view utf8)
 {
-    std::string out;
-    for_each_character(utf8,
-                       [&](uint32_t c, bool is_character, std::string_view bytes)
-                       {
-                           if (is_harmless(c, is_character))
-                               out += bytes;
-                           else
-                               append_visible(out, c);
-                       });
-    return out;
+    return rewritten(utf8, nothing_more,
+                     [](std::string& out, uint32_t c, bool, std::string_view)
+                     { append_visible(out, c); });
 }
 
 std::string json_text(std::string_view utf8)
 {
-    std::string out = "\"";
-    for_each_character(utf8,
-                       [&](uint32_t c, bool is_character, std::string_view bytes)
-                       {
-                           if (c == '"' || c == '\\')
-                               (out += '\\') += bytes;
-                           else if (is_harmless(c, is_character))
-                               out += bytes;
-                           else
-                               append_json_escape(out, is_character ? c : replacement);
-                       });
-    return out += '"';
+    return '"' +
+           rewritten(
+               utf8, [](char c) { return c == '"' || c == '\\'; },
+               [](std::string& out, uint32_t c, bool is_character, std::string_view)
+               {
+                   if (c == '"' || c == '\\')
+                       (out += '\\') += static_cast<char>(c);
+                   else
+                       append_json_escape(out, is_character ? c : replacement);
+               }) +
+           '"';
 }
 
 std::string native_path(const wchar_t* path)
