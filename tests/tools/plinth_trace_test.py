@@ -46,9 +46,11 @@ def log_path(name):
     os.makedirs(LOGS, exist_ok=True)
     return os.path.join(LOGS, name)
 
-def write_log(name, content):
+def write_log(name, content, age=0):
+    """age: seconds since it was last written."""
     with open(log_path(name), "wb") as file:
         file.write(content)
+    os.utime(log_path(name), (time.time() - age,) * 2)
 
 class Running(subprocess.Popen):
     """A plinth-trace that goes on running: with the channel, if it is a watch."""
@@ -299,12 +301,25 @@ class Keys(unittest.TestCase):
             self.process.wait(PATIENCE)
             self.assertFalse(self.is_raw(), number)
 
+    def test_the_terminal_is_left_as_it_was_when_it_is_ended_by_force(self):
+        fifo = os.path.join(ROOT, "fifo")
+        os.mkfifo(fifo)
+        full = os.open(fifo, os.O_RDWR | os.O_NONBLOCK)
+        self.addCleanup(os.close, full)
+        os.write(full, b"x" * (1 << 20))
+        self.start("--output", fifo)
+        speak("for a reader who never comes")
+        self.until("never comes")
+        self.process.send_signal(signal.SIGINT)
+        self.assertEqual(self.process.wait(PATIENCE), -signal.SIGTERM)
+        self.assertFalse(self.is_raw())
+
 class Log(unittest.TestCase):
     def test_shows_the_last_lines_of_the_newest_file(self):
         newest = "qvapp_2024-03-05_(0010).log"
-        write_log("qvapp_2024-03-04_(0009).log", b"older day\r\n")
+        write_log("qvapp_2024-03-04_(0009).log", b"older day\r\n", age=1)
         write_log(newest, b"".join(b"line %d\r\n" % i for i in range(40)))
-        write_log("qvapp_2024-03-05_(0009).log", b"older number\r\n")
+        write_log("qvapp_2024-03-05_(0009).log", b"older number\r\n", age=1)
         for name in ("qvapp_2024-03-06_x.log", "qvapp_latest.log"):
             write_log(name, b"no log\r\n")
         for count, first in (("20", 20), ("1", 39), ("0", 40), ("1000", 0)):
@@ -316,8 +331,8 @@ class Log(unittest.TestCase):
     def test_all_shows_every_file_oldest_first(self):
         names = ["qvapp_2023-12-31.log", "qvapp_2024-03-05.log", "qvapp_2024-03-05_(0002).log",
                  "qvapp_2024-03-05_(10000).log"]
-        for name in reversed(names):
-            write_log(name, f"first of {name}\nlast of {name}\n".encode())
+        for age, name in enumerate(reversed(names)):
+            write_log(name, f"first of {name}\nlast of {name}\n".encode(), age)
         self.assertEqual(trace("log", "--all", "--path").stdout.splitlines(),
                          [log_path(name) for name in names])
         expected = "".join(f"==> {log_path(name)} <==\nfirst of {name}\nlast of {name}\n"

@@ -1,6 +1,5 @@
 // plinth-trace-window: the viewer that plinth-trace window starts. It takes the same options.
-#include <csignal>
-#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <string>
 #include <vector>
@@ -11,24 +10,19 @@
 #include <QTimer>
 
 #include "failure.h"
+#include "interruption.h"
+#include "note.h"
 #include "text.h"
 #include "trace_window.h"
 
 namespace
 {
 
-volatile std::sig_atomic_t gs_interrupted = 0;
-
-extern "C" void plinth_window_on_interrupt(int)
-{
-    gs_interrupted = 1;
-}
-
 // Qt ends the process by a core dump where a display can't be reached: here it is an ordinary
 // failure.
 void on_message(QtMsgType kind, const QMessageLogContext&, const QString& text)
 {
-    std::fprintf(stderr, "plinth-trace: %s\n", text.toUtf8().constData());
+    trace::note(text.toStdString());
     if (kind == QtFatalMsg)
         std::_Exit(trace::exit_no_window);
 }
@@ -55,7 +49,7 @@ int run(QApplication& application, const trace::ViewOptions& options, const ForS
         {
             const bool over = scripts.exit_after &&
                               static_cast<double>(running.elapsed()) >= *scripts.exit_after * 1000;
-            if (!gs_interrupted && !over)
+            if (!trace::interrupted() && !over)
                 return;
             if (scripts.screenshot &&
                 !window.grab().save(QString::fromStdString(*scripts.screenshot), "PNG"))
@@ -71,8 +65,7 @@ int run(QApplication& application, const trace::ViewOptions& options, const ForS
 int main(int argc, char** argv)
 {
     qInstallMessageHandler(on_message);
-    std::signal(SIGINT, plinth_window_on_interrupt);
-    std::signal(SIGTERM, plinth_window_on_interrupt);
+    trace::catch_interruption();
     try
     {
         std::vector<std::string> arguments;
@@ -87,14 +80,18 @@ int main(int argc, char** argv)
         QApplication application(none, argv);
         return run(application, options, scripts);
     }
+    catch (const trace::Interrupted&)
+    {
+        return trace::exit_done;
+    }
     catch (const trace::Failure& failure)
     {
-        std::fprintf(stderr, "plinth-trace: %s\n", failure.what());
+        trace::note(failure.what());
         return failure.code();
     }
     catch (const std::exception& error)
     {
-        std::fprintf(stderr, "plinth-trace: %s\n", error.what());
+        trace::note(error.what());
         return trace::exit_failed;
     }
 }

@@ -7,6 +7,9 @@
 #include <QBrush>
 #include <QColor>
 #include <QFont>
+#include <QTextDocument>
+
+#include "table/harmless.h"
 
 namespace trace_window
 {
@@ -39,12 +42,20 @@ std::string_view field_of(std::string_view text, int field)
     return text.substr(0, text.find('\t'));
 }
 
+// The whole text. A tip takes what looks like HTML for it, and would fetch its pictures.
+QString tip(std::string_view utf8)
+{
+    const QString text =
+        qt_table::harmless(QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size())));
+    return Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text) : text;
+}
+
 QString shown(std::string_view utf8)
 {
     QString text = QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
     text.replace(QLatin1String("\r\n"), QLatin1String(" "));
     text.replace(u'\n', u' ').replace(u'\r', u' ');
-    return text;
+    return qt_table::harmless(text);
 }
 
 } // namespace
@@ -77,7 +88,7 @@ QVariant RecordModel::data(const QModelIndex& index, int role) const
     case Qt::DisplayRole:
         return text(record, index.row(), index.column());
     case Qt::ToolTipRole:
-        return QString::fromStdString(record.text);
+        return tip(record.text);
     case Qt::BackgroundRole:
         if (const std::optional<size_t> colour = m_session.highlights.colour_of(record.text))
             return QBrush(QColor(highlight_colours[*colour % std::size(highlight_colours)]));
@@ -193,7 +204,7 @@ QString RecordModel::text(const trace::Record& record, int row, int column) cons
         if (record.process == 0)
             return {};
         return QString::number(record.process) + u' ' +
-               (record.name ? QString::fromStdString(*record.name) : QStringLiteral("?"));
+               (record.name ? shown(*record.name) : QStringLiteral("?"));
     default:
         return shown(field_of(record.text, column - FirstField));
     }

@@ -19,6 +19,7 @@
 #include "output_file.h"
 #include "pattern_field.h"
 #include "table/trace_table.h"
+#include "text.h"
 
 namespace trace_window
 {
@@ -44,6 +45,12 @@ constexpr TimeChoice time_choices[] = {
     {trace::TimeMode::previous, QT_TRANSLATE_NOOP("TraceWindow", "Since the previous")},
     {trace::TimeMode::none, QT_TRANSLATE_NOOP("TraceWindow", "No time")},
 };
+
+// A message of one line, with the names that it holds made harmless.
+QString lineOf(std::string_view utf8)
+{
+    return QString::fromStdString(trace::printable_name(utf8));
+}
 
 } // namespace
 
@@ -133,6 +140,7 @@ void TraceWindow::makeBars()
     m_problemBar->setFrameShape(QFrame::StyledPanel);
     m_problem = new QLabel;
     m_problem->setWordWrap(true);
+    m_problem->setTextFormat(Qt::PlainText); // names in it may look like HTML
     auto* const retry = new QPushButton(tr("Try again"));
     retry->setObjectName(QStringLiteral("retry"));
     connect(retry, &QPushButton::clicked, this, &TraceWindow::open);
@@ -143,6 +151,7 @@ void TraceWindow::makeBars()
 
     m_counts = new QLabel;
     m_notes = new QLabel;
+    m_notes->setTextFormat(Qt::PlainText);
     statusBar()->addPermanentWidget(m_notes);
     statusBar()->addPermanentWidget(m_counts);
 }
@@ -160,15 +169,17 @@ void TraceWindow::open()
     try
     {
         m_session.source = trace::make_source(m_options.input);
-        setWindowTitle(
-            tr("plinth trace: %1").arg(QString::fromStdString(m_session.source->what())));
+        setWindowTitle(tr("plinth trace: %1").arg(lineOf(m_session.source->what())));
         m_problemBar->hide();
         m_problem->clear();
     }
     catch (const trace::Failure& failure)
     {
-        m_problem->setText(QString::fromUtf8(failure.what()));
+        m_problem->setText(lineOf(failure.what()));
         m_problemBar->show();
+    }
+    catch (const trace::Interrupted&) // main ends the program
+    {
     }
 }
 
@@ -226,8 +237,11 @@ void TraceWindow::step()
     catch (const trace::Failure& failure) // of a source: what it gave stays
     {
         m_session.source.reset();
-        m_problem->setText(QString::fromUtf8(failure.what()));
+        m_problem->setText(lineOf(failure.what()));
         m_problemBar->show();
+    }
+    catch (const trace::Interrupted&) // main ends the program
+    {
     }
     try
     {
@@ -236,8 +250,7 @@ void TraceWindow::step()
     catch (const trace::Failure& failure)
     {
         m_session.output.reset();
-        statusBar()->showMessage(
-            tr("Nothing more is written: %1").arg(QString::fromUtf8(failure.what())));
+        statusBar()->showMessage(tr("Nothing more is written: %1").arg(lineOf(failure.what())));
     }
     model()->update(); // the others catch up when they come to the front
     showCounts();
@@ -311,12 +324,12 @@ bool TraceWindow::save(const QString& path, bool all)
         const uint64_t count = all ? trace::save_all(name, m_session.store)
                                    : trace::save_shown(name, m_session.store, model()->view(),
                                                        {.time = m_session.time});
-        statusBar()->showMessage(tr("Saved %1 records to %2").arg(count).arg(path), 10000);
+        statusBar()->showMessage(tr("Saved %1 records to %2").arg(count).arg(lineOf(name)), 10000);
         return true;
     }
     catch (const trace::Failure& failure)
     {
-        statusBar()->showMessage(tr("Not saved: %1").arg(QString::fromUtf8(failure.what())));
+        statusBar()->showMessage(tr("Not saved: %1").arg(lineOf(failure.what())));
         return false;
     }
 }
@@ -358,7 +371,7 @@ void TraceWindow::showCounts()
                 .arg(store.lost())
                 .arg(store.dropped());
     m_counts->setText(text);
-    m_notes->setText(QString::fromStdString(model()->view().filter().given_up()));
+    m_notes->setText(lineOf(model()->view().filter().given_up()));
 }
 
 } // namespace trace_window

@@ -1,8 +1,8 @@
 // The terminal hands over each key at once and shows none, but still makes signals of Ctrl-C and
 // Ctrl-Z.
 //
-// SIGINT, SIGTERM and SIGHUP end the main loop (terminal.cpp), so that the destructor restores the
-// terminal. The others that end or stop a program are caught here: the handler restores the
+// SIGINT, SIGTERM and SIGHUP end the main loop (interruption.h), so that the destructor restores
+// the terminal. The others that end or stop a program are caught here: the handler restores the
 // terminal and lets the signal do what it does by default. All that a handler calls is
 // async-signal-safe.
 #include "keyboard.h"
@@ -13,6 +13,8 @@
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
+
+#include "interruption.h"
 
 namespace trace
 {
@@ -100,11 +102,13 @@ Keyboard::Keyboard()
         set_handler(signal, plinth_trace_on_ending);
     set_handler(SIGTSTP, plinth_trace_on_stop);
     set_handler(SIGCONT, plinth_trace_on_continue);
+    before_forced_end([] { set_terminal(gs_found); });
     set_terminal(gs_ours);
 }
 
 Keyboard::~Keyboard()
 {
+    before_forced_end(nullptr);
     set_handler(SIGCONT, SIG_DFL);
     set_terminal(gs_found);
     for (const int signal : ending)

@@ -18,16 +18,17 @@ namespace trace
 const char* const log_help =
     "usage: plinth-trace log [OPTION...]\n"
     "\n"
-    "Shows the last lines of the newest log file: the one that the program that started last\n"
-    "writes to. Looking changes nothing: plinth-trace itself keeps no log.\n"
+    "Shows the last lines of the newest log file: the one that was written last. Looking changes\n"
+    "nothing: plinth-trace itself keeps no log.\n"
     "\n"
-    "  --path        print the path of the file instead of its lines\n"
+    "  --path        print the path of the file instead of its lines: for a program that reads it\n"
+    "                the exact bytes, and none with a line end in it; on a terminal harmless\n"
     "  --lines N     the last N lines (default 20)\n"
     "  --follow      go on with what is added, and with log files that are new: another "
     "program's,\n"
     "                or the next one of the same after a split or at midnight; Ctrl-C ends\n"
-    "  --all         all log files of the folder, oldest first, whole unless --lines says "
-    "otherwise\n"
+    "  --all         all log files of the folder, the one that was written last at the end, whole\n"
+    "                unless --lines says otherwise\n"
     "  --folder DIR  the log files of this folder, for programs that have named one of their own\n";
 
 namespace
@@ -35,6 +36,31 @@ namespace
 
 constexpr uint64_t default_lines = 20;
 constexpr DWORD follow_interval = 100; // ms; the file system tells nobody of a new line
+
+std::string native(const std::string& path)
+{
+    return native_path(wide_from_utf8(path).data());
+}
+
+// For people a path is made harmless; for a program it is exact, and one that would look like two
+// is refused, before any is printed.
+void show_paths(const std::vector<LogName>& logs)
+{
+    std::string out;
+    for (const LogName& log : logs)
+    {
+        const std::string path = native(log.path);
+        if (!is_terminal() && path.find_first_of("\r\n") != std::string::npos)
+            throw Failure(exit_failed, "the path " + path +
+                                           " has a line end in it: a program that reads this "
+                                           "output would take it for two paths");
+        out += (is_terminal() ? printable_name(path) : path) + "\n";
+    }
+    if (is_terminal())
+        put(out);
+    else
+        put_bytes(out);
+}
 
 // Shows texts of several files as one stream, with the file's name where the file changes.
 class Stream
@@ -63,7 +89,7 @@ public:
 private:
     static std::string heading(const LogName& name)
     {
-        const std::string line = "==> " + native_path(wide_from_utf8(name.path).data()) + " <==";
+        const std::string line = "==> " + printable_name(native(name.path)) + " <==";
         return (in_colour() ? "\x1b[1m" + line + "\x1b[0m" : line) + "\n";
     }
 
@@ -83,14 +109,12 @@ void show_rest(LogFile& file, Stream& stream)
 void follow(const std::string& folder, std::set<LogName> known, std::unique_ptr<LogFile> first,
             Stream& stream)
 {
-    const auto name_of = [](const LogFile& file)
-    { return native_path(wide_from_utf8(file.name().path).data()); };
     LogFollower follower(
         folder, std::move(known),
         {.text = [&](const LogFile& file, const std::string& text)
          { stream.show(file.name(), text); },
          .gap = [&](const LogFile& file)
-         { note(name_of(file) + " has become shorter and is shown from its start"); },
+         { note(native(file.name().path) + " has become shorter and is shown from its start"); },
          .closed = [](const LogFile&) {},
          .problem = [](const std::string& why) { note(why); }});
     if (first)
@@ -126,20 +150,22 @@ int log(Options& options)
     std::vector<LogName> logs = find_logs(folder);
     const std::set<LogName> known(logs.begin(), logs.end());
     if (logs.empty() && !following)
-        throw Failure(exit_failed,
-                      "there is no log file in " + native_path(wide_from_utf8(folder).data()));
+        throw Failure(exit_failed, "there is no log file in " + native(folder));
     if (!all && logs.size() > 1)
         logs.erase(logs.begin(), logs.end() - 1);
+
+    if (path)
+    {
+        show_paths(logs);
+        return exit_done;
+    }
 
     Stream stream(all);
     std::unique_ptr<LogFile> file;
     for (const LogName& name : logs)
     {
-        if (path)
-        {
-            put(native_path(wide_from_utf8(name.path).data()) + "\n");
-            continue;
-        }
+        if (interrupted())
+            break;
         file = std::make_unique<LogFile>(name);
         if (lines || !all)
             file->seek_last_lines(lines ? static_cast<uint64_t>(*lines) : default_lines);

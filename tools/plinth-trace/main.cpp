@@ -100,6 +100,10 @@ int main(int argc, char** argv)
     {
         return trace::exit_done;
     }
+    catch (const trace::Interrupted&)
+    {
+        return trace::exit_done;
+    }
     catch (const trace::Failure& failure)
     {
         trace::note(failure.what());

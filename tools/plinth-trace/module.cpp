@@ -57,7 +57,8 @@ std::string line_of(const char* format, ...)
 
 [[noreturn]] void fail(const std::string& file, DWORD error)
 {
-    throw Failure(exit_failed, "can't open " + printable(file) + ": " + error_text(error));
+    end_if_interrupted();
+    throw Failure(exit_failed, "can't open " + file + ": " + error_text(error));
 }
 
 class DataModule
@@ -81,7 +82,7 @@ private:
 std::string name_of(LPCWSTR id)
 {
     if (!IS_INTRESOURCE(id))
-        return printable(utf8_from_wide(id));
+        return printable_name(utf8_from_wide(id));
     std::string number = std::to_string(reinterpret_cast<uintptr_t>(id));
     number.insert(number.begin(), '#');
     return number;
@@ -147,8 +148,8 @@ std::string resources_of(HMODULE module)
 bool add_section(const QvSection& section, void* argument)
 {
     *static_cast<std::string*>(argument) +=
-        line_of("  %-8s  at 0x%08" PRIx32 "  %" PRIu32 " bytes\n", printable(section.name).c_str(),
-                section.offset, section.size);
+        line_of("  %-8s  at 0x%08" PRIx32 "  %" PRIu32 " bytes\n",
+                printable_name(section.name).c_str(), section.offset, section.size);
     return true;
 }
 
@@ -232,7 +233,7 @@ std::string version_of(const WideText& file)
         for (const char* const key : version_keys)
             if (const std::string value = block.text("\\StringFileInfo\\" + language + "\\" + key);
                 !value.empty())
-                text += line_of("  %-18s ", key) + printable(value) + "\n";
+                text += line_of("  %-18s ", key) + printable_name(value) + "\n";
     return text.empty() ? "no version values\n" : "version\n" + text;
 }
 
@@ -271,8 +272,8 @@ int module(Options& options)
             wide_from_utf8(name).data(), wide_from_utf8(file).data(), wide_from_utf8(*data).data()))
     {
         const DWORD error = GetLastError();
-        throw Failure(exit_failed,
-                      printable(file) + ": " + utf8_from_wide(failure) + " " + error_text(error));
+        end_if_interrupted();
+        throw Failure(exit_failed, file + ": " + utf8_from_wide(failure) + " " + error_text(error));
     }
     return exit_done;
 }

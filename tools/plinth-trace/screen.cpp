@@ -11,8 +11,6 @@ namespace trace
 namespace
 {
 
-constexpr const char* erase_line = "\r\x1b[K";
-
 std::string shown(const std::string& status)
 {
     // The last column stays free: some terminals go to the next line with it.
@@ -42,7 +40,7 @@ void Screen::put(std::string_view text)
     if (m_status.empty())
         trace::put(text);
     else
-        trace::put(erase_line + std::string(text) + shown(m_status));
+        trace::put(std::string(text) + shown(m_status), Before::line_erased);
 }
 
 void Screen::set_status(const std::string& text)
@@ -50,13 +48,13 @@ void Screen::set_status(const std::string& text)
     if (!m_has_status || text == m_status)
         return;
     m_status = text;
-    trace::put(erase_line + shown(m_status));
+    trace::put(shown(m_status), Before::line_erased);
 }
 
 void Screen::clear()
 {
     if (m_has_status)
-        trace::put("\x1b[2J\x1b[H" + shown(m_status));
+        trace::put(shown(m_status), Before::screen_cleared);
 }
 
 } // namespace trace

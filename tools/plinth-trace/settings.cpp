@@ -210,7 +210,7 @@ void show()
         out += line;
     }
     const WideText folder = wide_from_utf8(default_log_folder());
-    put(out + "folder        " + native_path(folder.data()) + "\n");
+    put(out + "folder        " + printable_name(native_path(folder.data())) + "\n");
 }
 
 } // namespace

@@ -1,11 +1,13 @@
 #include "terminal.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include <windows.h>
 
@@ -13,11 +15,13 @@
 #include <fcntl.h>
 #include <io.h>
 #else
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #endif
 
 #include "failure.h"
+#include "text.h"
 
 namespace trace
 {
@@ -25,21 +29,20 @@ namespace trace
 namespace
 {
 
-volatile std::sig_atomic_t gs_interrupted = 0;
 bool gs_colour = false;
 
-extern "C" void on_interrupt(int)
+[[noreturn]] void fail(int error)
 {
-    gs_interrupted = 1;
-}
-
-bool set(const char* name)
-{
-    const char* const value = std::getenv(name);
-    return value && *value;
+    throw Failure(exit_failed,
+                  std::string("standard output can't be written: ") + std::strerror(error));
 }
 
 #ifdef _WIN32
+
+const char* environment(const char* name)
+{
+    return std::getenv(name);
+}
 
 bool prepare_output()
 {
@@ -51,10 +54,21 @@ bool prepare_output()
            SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
 }
 
-// The runtime has no error of its own for a pipe without a reader.
-bool reader_is_gone(int error)
+bool is_output_terminal()
 {
-    return error == EPIPE || error == EINVAL;
+    return _isatty(_fileno(stdout)) != 0;
+}
+
+void write_all(std::string_view bytes)
+{
+    errno = 0;
+    if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size() &&
+        std::fflush(stdout) == 0)
+        return;
+    // The runtime has no error of its own for a pipe without a reader.
+    if (errno == EPIPE || errno == EINVAL)
+        throw OutputClosed();
+    fail(errno);
 }
 
 unsigned columns()
@@ -67,6 +81,12 @@ unsigned columns()
 
 #else
 
+// A program with more rights than its caller takes nothing from its caller.
+const char* environment(const char* name)
+{
+    return secure_getenv(name);
+}
+
 unsigned columns()
 {
     winsize size{};
@@ -75,36 +95,94 @@ unsigned columns()
 
 bool prepare_output()
 {
-    std::signal(SIGPIPE, SIG_IGN);     // a write then fails, and put tells what that means
-    std::signal(SIGHUP, on_interrupt); // the terminal is gone
-    const char* const kind = std::getenv("TERM");
+    std::signal(SIGPIPE, SIG_IGN); // a write then fails, and put tells what that means
+    const char* const kind = environment("TERM");
     return isatty(STDOUT_FILENO) && !(kind && std::strcmp(kind, "dumb") == 0);
 }
 
-bool reader_is_gone(int error)
+bool is_output_terminal()
 {
-    return error == EPIPE;
+    return isatty(STDOUT_FILENO) != 0;
+}
+
+// Waits until there is room for more, if standard output doesn't wait by itself.
+void wait_for_room()
+{
+    constexpr int slice = 1000; // ms
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
+    poll(&output, 1, slice);
+}
+
+// A user who wants the end waits for a reader that reads, and not for one that doesn't: two signals
+// or two seconds with nothing taken in between.
+void write_all(std::string_view bytes)
+{
+    bool is_stuck = false;
+    while (!bytes.empty())
+    {
+        const ssize_t done = write(STDOUT_FILENO, bytes.data(), bytes.size());
+        if (done >= 0)
+        {
+            bytes.remove_prefix(static_cast<size_t>(done));
+            made_progress();
+            is_stuck = false;
+            continue;
+        }
+        const int error = errno;
+        if (error == EPIPE)
+            throw OutputClosed();
+        if (error != EINTR && error != EAGAIN)
+            fail(error);
+        if (interrupted() && std::exchange(is_stuck, true))
+            throw OutputClosed();
+        if (error == EAGAIN)
+            wait_for_room();
+    }
 }
 
 #endif
+
+constexpr std::string_view colour_start = "\x1b[";
+
+// The length of the colour that the text begins with, 0 if it begins with none: ESC [ numbers m.
+size_t colour_length(std::string_view text)
+{
+    if (!text.starts_with(colour_start))
+        return 0;
+    const size_t end = text.find_first_not_of("0123456789;", colour_start.size());
+    return end != std::string_view::npos && text[end] == 'm' ? end + 1 : 0;
+}
+
+std::string harmless(std::string_view text)
+{
+    std::string out;
+    while (!text.empty())
+    {
+        const size_t coloured = gs_colour ? colour_length(text) : 0;
+        const size_t next = std::min(text.find(colour_start, 1), text.size());
+        out += coloured ? text.substr(0, coloured) : printable(text.substr(0, next));
+        text.remove_prefix(coloured ? coloured : next);
+    }
+    return out;
+}
 
 } // namespace
 
 void prepare_terminal()
 {
-    gs_colour = prepare_output() && !set("NO_COLOR");
-    std::signal(SIGINT, on_interrupt);
-    std::signal(SIGTERM, on_interrupt);
-}
-
-bool interrupted()
-{
-    return gs_interrupted != 0;
+    const char* const no_colour = environment("NO_COLOR");
+    gs_colour = prepare_output() && !(no_colour && *no_colour);
+    catch_interruption();
 }
 
 bool in_colour()
 {
     return gs_colour;
+}
+
+bool is_terminal()
+{
+    return is_output_terminal();
 }
 
 size_t terminal_width()
@@ -114,21 +192,15 @@ size_t terminal_width()
     return known > 0 ? known : usual;
 }
 
-void put(std::string_view text)
+void put(std::string_view text, Before before)
 {
-    errno = 0;
-    if (std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0)
-        return;
-    const int error = errno;
-    if (reader_is_gone(error))
-        throw OutputClosed();
-    throw Failure(exit_failed,
-                  std::string("standard output can't be written: ") + std::strerror(error));
+    constexpr const char* sequences[] = {"", "\r\x1b[K", "\x1b[2J\x1b[H"};
+    write_all(sequences[static_cast<size_t>(before)] + harmless(text));
 }
 
-void note(std::string_view text)
+void put_bytes(std::string_view bytes)
 {
-    std::fprintf(stderr, "plinth-trace: %.*s\n", static_cast<int>(text.size()), text.data());
+    write_all(bytes);
 }
 
 } // namespace trace

@@ -1,6 +1,7 @@
 // What the keys of plinth-trace watch do.
 #include "failure.h"
 #include "terminal.h"
+#include "text.h"
 #include "watch.h"
 
 namespace trace
@@ -66,7 +67,7 @@ void Watch::handle(char key)
 
 void Watch::say(const std::string& text)
 {
-    m_screen.put("-- " + text + " --\n");
+    m_screen.put("-- " + printable_name(text) + " --\n");
 }
 
 void Watch::toggle_pause()

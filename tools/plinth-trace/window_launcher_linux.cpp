@@ -17,9 +17,10 @@ namespace trace
 namespace
 {
 
+// A program with more rights than its caller takes nothing from its caller.
 bool is_set(const char* name)
 {
-    const char* const value = std::getenv(name);
+    const char* const value = secure_getenv(name);
     return value && *value;
 }
 

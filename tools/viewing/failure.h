@@ -36,4 +36,9 @@ struct OutputClosed
 {
 };
 
+// The user has ended the program while it waited for something: no failure either.
+struct Interrupted
+{
+};
+
 } // namespace trace

@@ -36,7 +36,7 @@ std::string prefix_of(const Record& record, const LineStyle& style, const TimeBa
     }
     if (record.process != 0)
         prefix += padded(std::to_string(record.process), 7, true) + " " +
-                  padded(printable(record.name ? *record.name : "?"), 12, false) + "  ";
+                  padded(printable_name(record.name ? *record.name : "?"), 12, false) + "  ";
     if (style.colour && !prefix.empty())
         prefix = prefix_colour + prefix + plain;
     return prefix;
@@ -76,7 +76,9 @@ std::string time_text(const Record& record, TimeMode mode, const TimeBase& base)
 
 std::string as_lines(const Record& record, const LineStyle& style, const TimeBase& base)
 {
-    const std::string text = printable(record.text);
+    // The news of a loss is one line, and may name a file.
+    const std::string text =
+        record.is_loss() ? printable_name(record.text) : printable(record.text);
     if (record.is_loss())
         return style.colour ? loss_colour + ("-- " + text + " --") + plain + "\n"
                             : "-- " + text + " --\n";

@@ -6,6 +6,8 @@
 #include <shlobj.h>
 
 #include "failure.h"
+#include "interruption.h"
+#include "regular_file.h"
 
 namespace trace
 {
@@ -14,6 +16,13 @@ namespace
 {
 
 constexpr size_t block_size = 64 << 10;
+
+constexpr uint64_t clock_slack = 5ull * 60 * 10'000'000; // 5 minutes
+
+uint64_t joined(const FILETIME& time)
+{
+    return uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+}
 
 bool is_number(std::string_view text)
 {
@@ -59,6 +68,18 @@ std::string default_log_folder()
     return utf8_from_wide(folder) + "\\Quorvane\\Platform\\Logfiles";
 }
 
+void sort_by_age(std::vector<LogName>& logs, uint64_t now)
+{
+    const auto written = [now](const LogName& log)
+    { return log.written > now + clock_slack ? 0 : std::min(log.written, now); };
+    std::sort(logs.begin(), logs.end(),
+              [&](const LogName& a, const LogName& b)
+              {
+                  const uint64_t of_a = written(a), of_b = written(b);
+                  return of_a != of_b ? of_a < of_b : a < b;
+              });
+}
+
 std::vector<LogName> find_logs(const std::string& folder)
 {
     std::vector<LogName> logs;
@@ -78,26 +99,38 @@ std::vector<LogName> find_logs(const std::string& folder)
     {
         LogName log;
         const std::string name = utf8_from_wide(entry.cFileName);
-        if (parse_log_name(name, log))
-        {
-            log.path = folder + "\\" + name;
+        if (!parse_log_name(name, log))
+            continue;
+        log.path = folder + "\\" + name;
+        log.written = joined(entry.ftLastWriteTime);
+        if (is_regular_file(wide_from_utf8(log.path)))
             logs.push_back(std::move(log));
-        }
     } while (FindNextFileW(search, &entry));
     FindClose(search);
-    std::sort(logs.begin(), logs.end());
+    FILETIME now;
+    GetSystemTimeAsFileTime(&now);
+    sort_by_age(logs, joined(now));
     return logs;
 }
 
 LogFile::LogFile(const LogName& name) : m_name(name)
 {
     const WideText path = wide_from_utf8(name.path);
+    if (!is_regular_file(path) && GetLastError() == ERROR_SUCCESS)
+        throw Failure(exit_failed,
+                      native_path(path.data()) +
+                          " is no regular file, and only such a file is a log; --input "
+                          "- reads lines from standard input");
+    // In between a pipe may have come there. Opening it waits for a writer, until the user ends it.
     m_file = CreateFileW(path.data(), GENERIC_READ,
                          FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (m_file == INVALID_HANDLE_VALUE)
-        throw Failure(exit_failed, "the log file " + native_path(path.data()) +
-                                       " can't be opened: " + error_text(GetLastError()));
+    if (m_file != INVALID_HANDLE_VALUE)
+        return;
+    const DWORD error = GetLastError();
+    end_if_interrupted();
+    throw Failure(exit_failed, "the log file " + native_path(path.data()) +
+                                   " can't be opened: " + error_text(error));
 }
 
 LogFile::~LogFile()

@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -21,10 +22,15 @@ struct LogName
 {
     std::string date; // YYYY-MM-DD
     uint64_t number = 0;
-    std::string path; // UTF-8, as the Windows interface takes it
+    std::string path;     // UTF-8, as the Windows interface takes it
+    uint64_t written = 0; // when it was last, as a FILETIME; 0 if that isn't known
 
-    // By age: a later day, or on one day a higher number, is newer.
-    friend std::strong_ordering operator<=>(const LogName&, const LogName&) = default;
+    // Which file it is; by name: a later day, or on one day a higher number, comes later.
+    friend std::strong_ordering operator<=>(const LogName& a, const LogName& b)
+    {
+        return std::tie(a.date, a.number, a.path) <=> std::tie(b.date, b.number, b.path);
+    }
+    friend bool operator==(const LogName& a, const LogName& b) { return (a <=> b) == 0; }
 };
 
 // The date and number of a name that is a log file's; path stays empty. False for any other name.
@@ -33,14 +39,22 @@ bool parse_log_name(std::string_view name, LogName& result);
 // Where programs log that have named no folder of their own: no separator at the end.
 std::string default_log_folder();
 
-// The log files of the folder, oldest first; none if there is no such folder.
+// Puts the file that was written last at the end; of equal ones names decide.
+//
+// The names alone don't tell: a wrong clock gives a date in the future, and the numbers of a day
+// begin again after 9999. A time of writing that is later than now was taken from a wrong clock,
+// too: a little later, as on a network drive, it counts as now; further on, as the oldest.
+void sort_by_age(std::vector<LogName>& logs, uint64_t now);
+
+// The log files of the folder, sorted by age; none if there is no such folder. Folders, pipes and
+// other things with such a name are no log files.
 std::vector<LogName> find_logs(const std::string& folder);
 
 // One log file, open for reading. Programs may go on writing to it, and remove it.
 class LogFile
 {
 public:
-    // Failure if the file can't be opened.
+    // Failure if it is no regular file or can't be opened, Interrupted if the user has ended that.
     explicit LogFile(const LogName& name);
     ~LogFile();
     LogFile(const LogFile&) = delete;

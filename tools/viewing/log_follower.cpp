@@ -69,14 +69,14 @@ bool LogFollower::read(Followed& followed)
 void LogFollower::look_for_new()
 {
     m_looked = Clock::now();
-    const std::vector<LogName> there = find_logs(m_folder);
-    const auto is_there = [&](const LogName& name)
-    { return std::binary_search(there.begin(), there.end(), name); };
+    const std::vector<LogName> logs = find_logs(m_folder);
+    const std::set<LogName> there(logs.begin(), logs.end());
+    const auto is_there = [&](const LogName& name) { return there.contains(name); };
     // A file that was removed may come again under its name.
     std::erase_if(m_known, [&](const LogName& name) { return !is_there(name); });
     for (Followed& followed : m_files)
         followed.removed = followed.removed || !is_there(followed.file->name());
-    for (const LogName& name : there)
+    for (const LogName& name : logs)
     {
         if (!m_known.insert(name).second)
             continue;

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "failure.h"
+#include "interruption.h"
 #include "text.h"
 
 namespace trace
@@ -19,8 +20,11 @@ OutputFile::OutputFile(const std::string& path)
     : m_path(path), m_file(CreateFileW(wide_from_utf8(path).data(), GENERIC_WRITE, FILE_SHARE_READ,
                                        nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr))
 {
-    if (m_file == INVALID_HANDLE_VALUE)
-        throw Failure(exit_failed, path + " can't be written: " + error_text(GetLastError()));
+    if (m_file != INVALID_HANDLE_VALUE)
+        return;
+    const DWORD error = GetLastError();
+    end_if_interrupted();
+    throw Failure(exit_failed, path + " can't be written: " + error_text(error));
 }
 
 OutputFile::~OutputFile()
@@ -35,6 +39,7 @@ void OutputFile::write(std::string_view text)
         done != text.size())
         throw Failure(exit_failed, m_path + " can't be written: " +
                                        error_text(done ? ERROR_DISK_FULL : GetLastError()));
+    made_progress();
 }
 
 uint64_t save_shown(const std::string& path, const Store& store, const View& view,

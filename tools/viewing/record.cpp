@@ -1,8 +1,9 @@
 #include "record.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
+
+#include "text.h"
 
 namespace trace
 {
@@ -26,48 +27,9 @@ int64_t leading_number(std::string_view text)
     return negative ? -number : std::min(number, int64_t{INT32_MAX});
 }
 
-void append_json_text(std::string& out, std::string_view utf8)
+std::string json_text_or_null(std::string_view utf8)
 {
-    out += '"';
-    for (const char c : utf8)
-    {
-        switch (c)
-        {
-        case '"':
-            out += "\\\"";
-            break;
-        case '\\':
-            out += "\\\\";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        default:
-            if (static_cast<unsigned char>(c) >= 0x20 && c != 0x7f)
-            {
-                out += c;
-                break;
-            }
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned char>(c));
-            out += escaped;
-        }
-    }
-    out += '"';
-}
-
-void append_json_text_or_null(std::string& out, std::string_view utf8)
-{
-    if (utf8.empty())
-        out += "null";
-    else
-        append_json_text(out, utf8);
+    return utf8.empty() ? "null" : json_text(utf8);
 }
 
 } // namespace
@@ -103,22 +65,18 @@ std::optional<int32_t> window_of(std::string_view text)
 
 std::string as_json(const Record& record)
 {
-    std::string out = "{\"time\":";
-    append_json_text_or_null(out, utc_text(record.time));
+    std::string out = "{\"time\":" + json_text_or_null(utc_text(record.time));
     if (record.is_loss())
         out += ",\"lost\":" + std::to_string(record.lost);
     else
     {
         out += ",\"pid\":" + (record.process ? std::to_string(record.process) : "null");
         out += ",\"process\":";
-        append_json_text_or_null(out, record.name ? *record.name : std::string());
+        out += json_text_or_null(record.name ? *record.name : std::string());
         out += ",\"window\":";
         out += record.window == no_window ? "null" : std::to_string(record.window);
     }
-    out += ",\"text\":";
-    append_json_text(out, record.text);
-    out += "}\n";
-    return out;
+    return out + ",\"text\":" + json_text(record.text) + "}\n";
 }
 
 } // namespace trace

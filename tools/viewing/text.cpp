@@ -1,11 +1,14 @@
 // Conversion goes through the system's own functions, so that both platforms answer alike.
 #include "text.h"
 
+#include <cstdint>
 #include <cstdio>
 
 #if __has_include(<plinth_platform.h>)
 #include <plinth_platform.h>
 #endif
+
+#include "system/harmless_text.h"
 
 namespace trace
 {
@@ -23,6 +26,70 @@ WideText widen(UINT code_page, std::string_view text)
     wide.resize(static_cast<size_t>(done > 0 ? done : 0));
     wide.push_back(0);
     return wide;
+}
+
+constexpr uint32_t replacement = 0xFFFD; // for what is no character
+
+// The text with some characters written otherwise: the treacherous ones, what is none, and those of
+// ASCII that wanted(byte) names. write(out, c, is_character, rest) does that; rest is what follows.
+// What stays is copied in long parts, which is nearly all.
+template <class Wanted, class Write>
+std::string rewritten(std::string_view utf8, Wanted&& wanted, Write&& write)
+{
+    std::string out;
+    size_t kept = 0; // where what is not copied yet begins
+    for (size_t at = 0; at < utf8.size();)
+    {
+        const char byte = utf8[at];
+        if (byte >= 0x20 && byte < 0x7F && !wanted(byte))
+        {
+            ++at;
+            continue;
+        }
+        uint32_t c;
+        size_t bytes;
+        const bool is_character = platform::next_character(utf8.substr(at), c, bytes);
+        const size_t next = at + bytes;
+        if (!is_character || platform::is_treacherous(c) || c < 0x7F)
+        {
+            out += utf8.substr(kept, at - kept);
+            write(out, c, is_character, utf8.substr(next));
+            kept = next;
+        }
+        at = next;
+    }
+    return out += utf8.substr(kept);
+}
+
+constexpr auto nothing_more = [](char) { return false; };
+
+void append_visible(std::string& out, uint32_t c)
+{
+    char shown[16];
+    std::snprintf(shown, sizeof shown, c < 0x100 ? "\\x%02x" : "\\u{%x}", c);
+    out += shown;
+}
+
+void append_json_escape(std::string& out, uint32_t c)
+{
+    constexpr struct
+    {
+        char c;
+        const char* escape;
+    } short_forms[] = {{'\n', "\\n"}, {'\r', "\\r"}, {'\t', "\\t"}};
+    for (const auto& form : short_forms)
+        if (c == static_cast<unsigned char>(form.c))
+        {
+            out += form.escape;
+            return;
+        }
+    char escape[16];
+    if (c < 0x10000)
+        std::snprintf(escape, sizeof escape, "\\u%04x", c);
+    else // a surrogate pair
+        std::snprintf(escape, sizeof escape, "\\u%04x\\u%04x", 0xD7C0 + (c >> 10),
+                      0xDC00 + (c & 0x3FF));
+    out += escape;
 }
 
 } // namespace
@@ -84,27 +151,36 @@ void append_utf8(std::string& out, unsigned code_point)
 
 std::string printable(std::string_view utf8)
 {
-    std::string out;
-    out.reserve(utf8.size());
-    for (size_t i = 0; i < utf8.size(); ++i)
-    {
-        const unsigned char c = static_cast<unsigned char>(utf8[i]);
-        // U+0080 to U+009F, two bytes in UTF-8, are control characters too.
-        const bool upper_control =
-            c == 0xc2 && i + 1 < utf8.size() && static_cast<unsigned char>(utf8[i + 1]) < 0xa0;
-        if (c == '\r' && i + 1 < utf8.size() && utf8[i + 1] == '\n')
-            continue;
-        if (!upper_control && ((c >= 0x20 && c != 0x7f) || c == '\t' || c == '\n'))
-        {
-            out += static_cast<char>(c);
-            continue;
-        }
-        char shown[8];
-        std::snprintf(shown, sizeof shown, "\\x%02x",
-                      upper_control ? static_cast<unsigned char>(utf8[++i]) : c);
-        out += shown;
-    }
-    return out;
+    return rewritten(utf8, nothing_more,
+                     [](std::string& out, uint32_t c, bool, std::string_view rest)
+                     {
+                         if (c == '\t' || c == '\n')
+                             out += static_cast<char>(c);
+                         else if (c != '\r' || !rest.starts_with('\n'))
+                             append_visible(out, c);
+                     });
+}
+
+std::string printable_name(std::string_view utf8)
+{
+    return rewritten(utf8, nothing_more,
+                     [](std::string& out, uint32_t c, bool, std::string_view)
+                     { append_visible(out, c); });
+}
+
+std::string json_text(std::string_view utf8)
+{
+    return '"' +
+           rewritten(
+               utf8, [](char c) { return c == '"' || c == '\\'; },
+               [](std::string& out, uint32_t c, bool is_character, std::string_view)
+               {
+                   if (c == '"' || c == '\\')
+                       (out += '\\') += static_cast<char>(c);
+                   else
+                       append_json_escape(out, is_character ? c : replacement);
+               }) +
+           '"';
 }
 
 std::string native_path(const wchar_t* path)

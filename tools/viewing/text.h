@@ -27,9 +27,19 @@ std::string utf8_from_narrow(std::string_view text);
 // One character as UTF-8, behind what is there.
 void append_utf8(std::string& out, unsigned code_point);
 
-// A text for output: what a terminal would obey rather than show (control characters) as \xNN, and
-// lines that end in \n.
+// What a terminal would obey rather than show, what turns the order of the text and what nobody
+// sees is treacherous: system/harmless_text.h lists it. For output it is written as \xNN below
+// 0x100 and \u{NNNN} above. Done twice, it changes nothing more.
+
+// The text of a record: tabs and line ends keep their meaning, and CR LF becomes \n.
 std::string printable(std::string_view utf8);
+
+// What has no lines: the name of a process or a file, an argument, a message. A tab or a line end
+// in it is treacherous, too.
+std::string printable_name(std::string_view utf8);
+
+// The text in quotation marks for JSON, where what is treacherous is \uNNNN and is not lost.
+std::string json_text(std::string_view utf8);
 
 // A path as people and other programs of this system write it.
 std::string native_path(const wchar_t* path);

@@ -321,6 +321,8 @@ int CQvLogFile::OpenLog(bool folder)
         for (int status = QV_FindFileFirst(pattern, &search, &entry); status == QV_OK;
              status = QV_FindFileNext(search, &entry))
         {
+            if (entry.isDirectory)
+                continue;
             wcscpy(path, directory);
             wcscat(path, entry.name);
         }

@@ -70,10 +70,13 @@ void QvRemoveOldLogs(const wchar_t* folder, uint32_t days)
     QvFindHandle search = nullptr;
     QvFindData entry = {};
     // The search gives the oldest names first, so the first file that is young enough ends it; so
-    // does one that can't be removed.
+    // does one that can't be removed. A folder, or a link to one, is no log, whatever its name: it
+    // would end each scan.
     for (int status = QV_FindFileFirst(pattern, &search, &entry); status == QV_OK;
          status = QV_FindFileNext(search, &entry))
     {
+        if (entry.isDirectory)
+            continue;
         if (!(AgeOf(entry.name, now, local) > limit))
             break;
         wchar_t path[qv_folder_limit + MAX_PATH];
@@ -100,9 +103,9 @@ int CQvLogFile::SplitFile(CQvLogFile* instance)
 
     // The next file is made first: if that can't be, the old one goes on.
     wchar_t path[sizeof instance->m_wsLogFilename / sizeof(wchar_t)];
-    QvLogPath(path, folder, today, QvLogNumber(folder, today, true));
+    unsigned number = QvLogNumber(folder, today, true);
     QvFile file = nullptr;
-    const int status = QvOpenLogFile(path, &file);
+    const int status = QvOpenLogNumber(path, folder, today, number, &file);
     if (status != QV_OK)
         return status;
     QV_CloseFile(file);

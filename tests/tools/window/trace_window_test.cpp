@@ -192,6 +192,27 @@ TEST_F(TraceViewer, WhatIsLostIsCountedAndHasARow)
     EXPECT_TRUE(has(window->counts(), "lost 1"));
 }
 
+// Bytes of an ANSI log: a control and a hyphen that nobody sees.
+TEST_F(TraceViewer, WhatWouldDeceiveIsShownInCellsTipsTitlesAndMessages)
+{
+    const auto window = reading("a\x9b"
+                                "b\xad"
+                                "c <b>d</b>\n",
+                                1);
+    EXPECT_EQ(cell(*window, 0), "a\\x9bb\\xadc <b>d</b>");
+    const QString tip = window->model()->index(0, 0).data(Qt::ToolTipRole).toString();
+    EXPECT_TRUE(has(tip, "a\\x9bb\\xadc")) << tip.toStdString();
+    EXPECT_FALSE(has(tip, "<b>")) << tip.toStdString();
+
+    options.input = test::make_folder("a\u202eb") + "/x.log";
+    TraceWindow missing(options);
+    missing.open();
+    EXPECT_TRUE(has(missing.problem(), "a\\u{202e}b/x.log")) << missing.problem().toStdString();
+    test::write_file(*options.input, "one\n");
+    missing.open();
+    EXPECT_TRUE(has(missing.windowTitle(), "a\\u{202e}b/x.log"));
+}
+
 TEST_F(TraceViewer, AnotherListenerIsReportedAndCanBeTriedAgain)
 {
     auto other = std::make_unique<trace::Listener>();

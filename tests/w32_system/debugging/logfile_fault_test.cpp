@@ -1,5 +1,6 @@
 // Failures below the log, and days that pass.
 #include <cerrno>
+#include <filesystem>
 
 #include <plinth_platform_test.h>
 
@@ -134,6 +135,17 @@ TEST_F(LogFaults, OfANameWithoutADateOrALimitBeyond31BitsNothingOldIsLeft)
         EXPECT_EQ(QV_Log(L"x"), QV_OK);
         EXPECT_EQ(test::log_names(), row.left) << row.days;
     }
+}
+
+TEST_F(LogFaults, AFolderOrALinkToOneAmongTheOldFilesStaysAndTheOthersGo)
+{
+    write_old_logs({39, 38});
+    const std::string folder = test::log_folder() + "/" + log_name(0, 41);
+    const std::string link = test::log_folder() + "/" + log_name(0, 40);
+    ASSERT_TRUE(std::filesystem::create_directory(folder));
+    std::filesystem::create_directory_symlink(folder, link);
+    EXPECT_EQ(QV_Log(L"x"), QV_OK);
+    EXPECT_EQ(test::log_names(), (Names{log_name(0, 41), log_name(0, 40), log_name(0)}));
 }
 
 TEST_F(LogFaults, AFileThatIsHeldOpenIsNotRemoved)

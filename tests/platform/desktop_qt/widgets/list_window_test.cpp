@@ -61,6 +61,16 @@ TEST_F(WindowOnADisplay, ShowsTitleHeadingsWidthsAndRows)
     set_cell(window.list(), 7, 2, test::Wide(3000, L'x'));
     EXPECT_TRUE(eventually([] { return shown_cell("A title \u00fc", 7, 2).size() == 3000; }))
         << "a long cell is whole";
+    set_cell(window.list(), 7, 2, L"\u202e\x9b\U000e0041 \U0001f600\ufe0f \u05e9");
+    EXPECT_TRUE(eventually(
+        []
+        {
+            return shown_cell("A title \u00fc", 7, 2) ==
+                   "\\u{202e}\\x9b\\u{e0041} \U0001f600\ufe0f \u05e9";
+        }))
+        << "what would deceive is shown: " << cell("A title \u00fc", 7, 2);
+    SetWindowTextW(window.window(), L"\u2066");
+    EXPECT_TRUE(comes("\\u{2066}"));
     SetWindowTextW(window.window(), L"Another");
     EXPECT_TRUE(comes("Another"));
 }

@@ -1,0 +1,186 @@
+"""What strangers can put before plinth-trace: texts and names that a terminal would obey or that
+deceive its user, names of logs that lead astray, pipes in the place of files. And that its user can
+end it wherever it waits.
+
+As plinth_trace_test.py, whose helpers it has.
+"""
+import json
+import os
+import pty
+import shutil
+import signal
+import subprocess
+import time
+import unicodedata
+import unittest
+
+from plinth_trace_test import (LOGS, TALKER, TRACE, Running, objects_of, trace, watch,
+                               write_log)
+from programs import PATIENCE, ROOT, run
+
+# One of each kind, and how it is shown: controls, directions, what nobody sees, separators, tags.
+KINDS = {"\x1b": r"\x1b", "\x08": r"\x08", "\x7f": r"\x7f", "\x9b": r"\x9b", "\xad": r"\xad",
+         "\u202e": r"\u{202e}", "\u2066": r"\u{2066}", "\u200b": r"\u{200b}",
+         "\ufeff": r"\u{feff}", "\u2028": r"\u{2028}", "\U000e0041": r"\u{e0041}"}
+LINES = {"\n": r"\x0a", "\r": r"\x0d", "\t": r"\x09"}
+GOOD = "\u263a\ufe0f caf\u00e9 e\u0301 \u65e5\u672c \u0645\u0631\u062d\u0628\u0627 \u05e9\u05dc"
+TEXT = "".join(f"{kind}." for kind in KINDS) + GOOD
+SHOWN_TEXT = "".join(f"{shown}." for shown in KINDS.values()) + GOOD
+NAME = "".join(f"{kind}_" for kind in LINES) + TEXT
+SHOWN_NAME = "".join(f"{shown}_" for shown in LINES.values()) + SHOWN_TEXT
+
+def treacherous(text):
+    return [c for c in text if unicodedata.category(c) in ("Cc", "Cf", "Zl", "Zp") and c != "\n"]
+
+def folder_with_log(name):
+    folder = os.path.join(ROOT, name)
+    os.mkdir(folder)
+    with open(os.path.join(folder, "qvapp_2024-03-05.log"), "w", encoding="utf-8") as file:
+        file.write("one\n")
+    return folder
+
+def on_a_terminal(*arguments):
+    """What the program writes to a terminal that it runs on."""
+    pid, terminal = pty.fork()
+    if pid == 0:
+        os.execv(TRACE, [TRACE, *arguments])
+    shown = b""
+    try:
+        while piece := os.read(terminal, 65536):
+            shown += piece
+    except OSError:  # how the system tells that the other end is gone
+        pass
+    os.waitpid(pid, 0)
+    os.close(terminal)
+    return shown.decode()
+
+class Harmless(unittest.TestCase):
+    maxDiff = None
+
+    def test_the_text_of_a_record(self):
+        self.assertEqual(watch("--count", "1", spoken=[TEXT])[0].split(maxsplit=2)[2],
+                         SHOWN_TEXT + "\n")
+        out = watch("--json", "--count", "1", spoken=[NAME])[0]
+        self.assertEqual((treacherous(out), json.loads(out)["text"]), ([], NAME))
+
+    def test_the_name_of_a_process_forges_no_line(self):
+        program = shutil.copy(TALKER, os.path.join(ROOT, NAME))
+        path = os.path.join(ROOT, "output.txt")
+        for form in ("--time=none", "--json"):
+            with Running("watch", form, "--process", NAME, "--match", "said", "--count", "1",
+                         "--output", path) as running, \
+                 subprocess.Popen([program, "trace:said", "wait"], stdin=subprocess.PIPE,
+                                  text=True) as talker:
+                out = running.end()[1]
+                talker.communicate("\n")
+            self.assertEqual((treacherous(out), out.count("\n")), ([], 1), form)
+            with open(path, encoding="utf-8") as file:
+                self.assertEqual(file.read(), out)
+            if form == "--json":
+                self.assertEqual(objects_of(out)[0]["process"], NAME)
+            else:
+                self.assertIn(f" {SHOWN_NAME} ", out)
+
+    def test_arguments_and_names_in_messages(self):
+        missing = "/missing/" + NAME
+        for words in ([NAME], ["watch", NAME], ["watch", "--match", "(" + NAME],
+                      ["watch", "--time", NAME], ["watch", "--keep", NAME],
+                      ["watch", "--input", missing], ["watch", "--input", "-", "--output", missing],
+                      ["log", "--lines", NAME], ["log", "--folder", missing],
+                      ["settings", "--days", NAME], ["settings", "--per-session", NAME],
+                      ["module", missing], ["module", missing, "--add", "x", "--data", missing]):
+            result = trace(*words)
+            self.assertEqual((treacherous(result.stderr), result.stderr.count("\n")), ([], 1), words)
+            self.assertIn(SHOWN_NAME, result.stderr)
+
+    def test_the_folder_of_the_log(self):
+        folder = folder_with_log(NAME)
+        self.assertEqual(trace("log", "--folder", folder, "--all").stdout,
+                         f"==> {ROOT}/{SHOWN_NAME}/qvapp_2024-03-05.log <==\none\n")
+        settings = trace("settings", env={**os.environ, "PLINTH_ROOT": folder}).stdout
+        self.assertEqual((treacherous(settings), settings.count("\n")), ([], 4))
+        with Running("log", "--follow", "--folder", folder) as follow:
+            follow.line()
+            with open(os.path.join(folder, "qvapp_2024-03-05.log"), "w", encoding="utf-8"):
+                pass
+            note = follow.stderr.readline()
+            self.assertEqual((treacherous(note), "become shorter" in note), ([], True))
+        result = run(TRACE, "watch", "--input", folder, "--timeout", "0")
+        self.assertEqual((treacherous(result.stderr), result.stderr.count("\n")), ([], 1))
+
+    def test_a_path_is_exact_for_a_program_and_harmless_on_a_terminal(self):
+        folder = folder_with_log(TEXT)
+        self.assertEqual(trace("log", "--path", "--folder", folder).stdout,
+                         folder + "/qvapp_2024-03-05.log\n")
+        self.assertEqual(on_a_terminal("log", "--path", "--folder", folder),
+                         f"{ROOT}/{SHOWN_TEXT}/qvapp_2024-03-05.log\r\n")
+        result = trace("log", "--path", "--folder", folder_with_log(NAME))
+        self.assertEqual((result.returncode, result.stdout), (1, ""), "it would look like two")
+        self.assertIn("line end", result.stderr)
+
+class LogNames(unittest.TestCase):
+    def test_the_newest_is_the_one_that_was_written_last_whatever_its_name_says(self):
+        day = 86400
+        older, newer = "qvapp_2024-03-05.log", "qvapp_2999-01-01.log"
+        for ages, newest in (({newer: 2 * day, older: day}, older),
+                             ({newer: -1000 * day, older: day}, older),
+                             ({newer: -1000 * day, older: -2000 * day}, newer),  # neither is known
+                             ({older: -60, newer: day}, older),  # another machine's clock
+                             ({older: day, newer: day}, newer),
+                             # The numbers of a day begin again.
+                             ({"qvapp_2024-03-05_(9999).log": 9, older: 0}, older)):
+            shutil.rmtree(LOGS, ignore_errors=True)
+            for name, age in ages.items():
+                write_log(name, f"in {name}\n".encode(), age)
+            self.assertEqual(trace("log", "--path").stdout, f"{LOGS}/{newest}\n", ages)
+            self.assertEqual(trace("log", "--path", "--all").stdout.splitlines()[-1],
+                             f"{LOGS}/{newest}")
+            with Running("watch", "--input", LOGS, "--count", "1") as running:
+                self.assertEqual(running.end()[1], f"in {newest}\n")
+
+    def test_only_a_regular_file_is_a_log(self):
+        write_log("qvapp_2024-03-05.log", b"one\n")
+        fifo = os.path.join(LOGS, "qvapp_2999-01-01.log")
+        os.mkfifo(fifo)
+        os.mkdir(os.path.join(LOGS, "qvapp_2999-01-02.log"))
+        os.symlink("/", os.path.join(LOGS, "qvapp_2999-01-03.log"))
+        os.symlink("/dev/zero", os.path.join(LOGS, "qvapp_2999-01-04.log"))
+        self.assertEqual(trace("log").stdout, "one\n")
+        self.assertEqual(len(trace("log", "--all", "--path").stdout.splitlines()), 1)
+        for path in (fifo, "/dev/zero"):
+            result = trace("watch", "--input", path, "--timeout", "0.1")
+            self.assertEqual((result.returncode, result.stdout), (1, ""), path)
+            self.assertIn("no regular file", result.stderr)
+
+class Ended(unittest.TestCase):
+    """By each polite signal, wherever it waits."""
+
+    def start(self, *arguments):
+        process = subprocess.Popen([TRACE, *arguments], stdin=subprocess.PIPE,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.addCleanup(self.clean_up, process)
+        sleeps = 0
+        while sleeps < 30:
+            with open(f"/proc/{process.pid}/stat", encoding="utf-8", errors="replace") as file:
+                sleeps = sleeps + 1 if file.read().rsplit(")", 1)[1].split()[0] == "S" else 0
+            self.assertIsNone(process.poll(), arguments)
+            time.sleep(0.01)
+        return process
+
+    @staticmethod
+    def clean_up(process):
+        process.kill()
+        process.communicate()
+
+    def test_it_ends_while_it_waits(self):
+        write_log("qvapp_2024-03-05.log", b"a line of the log\n" * 100_000)  # more than a pipe holds
+        log = os.path.join(LOGS, "qvapp_2024-03-05.log")
+        fifo = os.path.join(ROOT, "fifo")
+        os.mkfifo(fifo)
+        module = shutil.copy(TRACE, os.path.join(ROOT, "module"))
+        for words in ("watch", "watch --input -", "log --follow", "log --all",
+                      f"watch --input {log}", f"module {module} --add x --data {fifo}"):
+            for number in (signal.SIGINT, signal.SIGTERM):
+                process = self.start(*words.split())
+                process.send_signal(number)
+                self.assertEqual(process.wait(PATIENCE), 0, f"{words} {number}")

@@ -1,0 +1,101 @@
+// A signal ends what waits for a pipe at once, because its handler doesn't let the call start
+// again. One that comes just before such a call would leave it waiting, and some calls start again
+// by themselves. Therefore the signal comes again each second, and after some of them the program
+// ends by its default action.
+//
+// All that a handler calls is async-signal-safe.
+#include "interruption.h"
+
+#include <cerrno>
+#include <csignal>
+
+#include <unistd.h>
+
+#include "failure.h"
+
+namespace trace
+{
+
+namespace
+{
+
+constexpr unsigned interval = 1; // s
+constexpr int most_ticks = 5;    // without progress
+
+volatile std::sig_atomic_t gs_interrupted = 0;
+volatile std::sig_atomic_t gs_ticks = 0;
+void (*volatile gs_restore)() = nullptr;
+
+extern "C" void plinth_viewing_on_interrupt(int)
+{
+    gs_interrupted = 1;
+    alarm(interval);
+}
+
+extern "C" void plinth_viewing_on_tick(int)
+{
+    gs_ticks = gs_ticks + 1;
+    if (gs_ticks < most_ticks)
+    {
+        alarm(interval);
+        return;
+    }
+    const int error = errno;
+    if (gs_restore)
+        gs_restore();
+    std::signal(SIGTERM, SIG_DFL);
+    raise(SIGTERM);
+    errno = error;
+}
+
+void set_handler(int signal, void (*handler)(int))
+{
+    struct sigaction action
+    {
+    };
+    action.sa_handler = handler; // and no SA_RESTART
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+}
+
+} // namespace
+
+void catch_interruption()
+{
+    set_handler(SIGALRM, plinth_viewing_on_tick);
+    for (const int signal : {SIGINT, SIGTERM})
+        set_handler(signal, plinth_viewing_on_interrupt);
+    // The terminal is gone; a program that is to survive that was started with the signal ignored.
+    struct sigaction found;
+    if (sigaction(SIGHUP, nullptr, &found) == 0 && found.sa_handler != SIG_IGN)
+        set_handler(SIGHUP, plinth_viewing_on_interrupt);
+    // A parent may have blocked them.
+    sigset_t needed;
+    sigemptyset(&needed);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM})
+        sigaddset(&needed, signal);
+    sigprocmask(SIG_UNBLOCK, &needed, nullptr);
+}
+
+bool interrupted()
+{
+    return gs_interrupted != 0;
+}
+
+void made_progress()
+{
+    gs_ticks = 0;
+}
+
+void before_forced_end(void (*restore)())
+{
+    gs_restore = restore;
+}
+
+void end_if_interrupted()
+{
+    if (interrupted())
+        throw Interrupted();
+}
+
+} // namespace trace

@@ -1,0 +1,45 @@
+// The runtime calls the handler in a thread of its own and gives the signal its default action
+// then: a second Ctrl-C ends the program.
+#include "interruption.h"
+
+#include <csignal>
+
+#include "failure.h"
+
+namespace trace
+{
+
+namespace
+{
+
+volatile std::sig_atomic_t gs_interrupted = 0;
+
+extern "C" void plinth_viewing_on_interrupt(int)
+{
+    gs_interrupted = 1;
+}
+
+} // namespace
+
+void catch_interruption()
+{
+    std::signal(SIGINT, plinth_viewing_on_interrupt);
+    std::signal(SIGTERM, plinth_viewing_on_interrupt);
+}
+
+bool interrupted()
+{
+    return gs_interrupted != 0;
+}
+
+void made_progress() {}
+
+void before_forced_end(void (*)()) {}
+
+void end_if_interrupted()
+{
+    if (interrupted())
+        throw Interrupted();
+}
+
+} // namespace trace
