@@ -77,13 +77,13 @@ std::string find_root()
     const std::string named = own_root();
     if (!named.empty())
     {
-        const std::string root = absolute(named);
+        std::string root = absolute(named);
         make_with_parents(root, 0755);
         return root;
     }
     if (make_with_parents(machine_folder, 0755) && sys::access(machine_folder, W_OK) == 0)
         return machine_folder;
-    if (const std::string state = own_state(); !state.empty())
+    if (std::string state = own_state(); !state.empty())
     {
         make_with_parents(state, 0700);
         if (is_missing(state) || make_private(state))

@@ -65,12 +65,6 @@ void QvLogPath(wchar_t* path, const wchar_t* folder, const QvLogDate& date, unsi
 // between processes. The status of QV_OpenFile.
 int QvOpenLogFile(const wchar_t* path, QvFile* file);
 
-// Opens the log file of a day and a number into file. Where a folder has its name, the next number
-// that no folder has is taken: number and path, a buffer of 1,024 characters, tell which it is. The
-// status of QV_OpenFile.
-int QvOpenLogNumber(wchar_t* path, const wchar_t* folder, const QvLogDate& date, unsigned& number,
-                    QvFile* file);
-
 // Removes the files of a folder that are more than so many days old. Folders stay.
 void QvRemoveOldLogs(const wchar_t* folder, uint32_t days);
 

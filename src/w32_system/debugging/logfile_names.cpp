@@ -99,28 +99,14 @@ int QvOpenLogFile(const wchar_t* path, QvFile* file)
     return QV_OK;
 }
 
-int QvOpenLogNumber(wchar_t* path, const wchar_t* folder, const QvLogDate& date, unsigned& number,
-                    QvFile* file)
-{
-    for (;; ++number)
-    {
-        QvLogPath(path, folder, date, number);
-        const int status = QvOpenLogFile(path, file);
-        if (status == QV_OK)
-            return status;
-        const DWORD attributes = GetFileAttributesW(path);
-        if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_DIRECTORY))
-            return status;
-    }
-}
-
 // Opens the file that this instance writes, m_wsLogFilename, into m_hFile.
 bool CQvLogFile::OpenForDate(const wchar_t* folder, const QvLogDate& date)
 {
     const Form own = m_bUnicodeEnabled ? Form::unicode : Form::ansi;
     for (unsigned number = QvLogNumber(folder, date, m_bPerSession);; ++number)
     {
-        if (QvOpenLogNumber(m_wsLogFilename, folder, date, number, &m_hFile) != QV_OK)
+        QvLogPath(m_wsLogFilename, folder, date, number);
+        if (QvOpenLogFile(m_wsLogFilename, &m_hFile) != QV_OK)
             return false;
         const Form form = FormOf(m_hFile);
         if (form == Form::empty || form == own)

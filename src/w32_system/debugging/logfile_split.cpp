@@ -103,9 +103,9 @@ int CQvLogFile::SplitFile(CQvLogFile* instance)
 
     // The next file is made first: if that can't be, the old one goes on.
     wchar_t path[sizeof instance->m_wsLogFilename / sizeof(wchar_t)];
-    unsigned number = QvLogNumber(folder, today, true);
+    QvLogPath(path, folder, today, QvLogNumber(folder, today, true));
     QvFile file = nullptr;
-    const int status = QvOpenLogNumber(path, folder, today, number, &file);
+    const int status = QvOpenLogFile(path, &file);
     if (status != QV_OK)
         return status;
     QV_CloseFile(file);

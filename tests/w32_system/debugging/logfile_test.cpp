@@ -1,6 +1,5 @@
 // Writing to the log, the names of its files, and its settings.
 #include <algorithm>
-#include <filesystem>
 #include <regex>
 
 #include "support/log_files.h"
@@ -93,34 +92,6 @@ TEST_F(LogNames, TheFileFollowsFromTheDaysFilesAndTheSetting)
         EXPECT_EQ(log_content(),
                   (std::ranges::count(names, log_name(chosen)) ? content : "") + "new");
         EXPECT_EQ(test::read_log(log_name(4)) == utf16, content == utf16);
-    }
-}
-
-TEST_F(LogNames, AFolderWithTheNameOfALogIsPassedOver)
-{
-    const struct
-    {
-        unsigned folder;
-        std::vector<std::string> names; // of the files that the day has
-        bool per_session;
-        unsigned chosen;
-        std::string split; // what a split makes
-    } rows[] = {{0, {}, false, 1, log_name(2)},
-                {0, {}, true, 1, log_name(2)},
-                {3, {log_name(0)}, false, 4, log_name(5)},
-                {0, {log_name(9999)}, false, 9999, log_name(1)}}; // after which the numbers wrap
-    for (const auto& [folder, names, per_session, chosen, split] : rows)
-    {
-        SCOPED_TRACE((per_session ? "new " : "append ") + std::to_string(folder));
-        test::set_log_setting(L"LogPerSession_4", per_session);
-        test::start_log();
-        std::filesystem::create_directory(test::log_folder() + "/" + log_name(folder));
-        for (const std::string& name : names)
-            test::write_log(name, "old");
-        EXPECT_EQ(QV_Log(L"x"), QV_OK);
-        EXPECT_EQ(test::current_log(), log_name(chosen));
-        EXPECT_EQ(CQvLogFile::ClearLog(), QV_OK);
-        EXPECT_EQ(std::ranges::count(test::log_names(), split), 1);
     }
 }
 
