@@ -28,10 +28,15 @@ constexpr size_t text_limit = buffer_size - sizeof(DWORD); // bytes, terminator 
 constexpr int64_t first_look = 100'000;
 constexpr int64_t longest_look = 20'000'000;
 
-// What a writer leaves in the word of DBWIN_BUFFER_READY while it has the buffer. Taking the buffer
-// and saying so are thus one step: a writer that dies with it is found out by the next one, as no
-// writer ends its turn with this value.
-constexpr uint32_t in_hand = 2;
+// While a writer has the buffer, the word of DBWIN_BUFFER_READY holds the number of its turn.
+// Taking the buffer and saying so are thus one step: a writer that dies with it, or is stopped for
+// too long, is found out by the next one, as no writer ends its turn with such a value. 0 and 1,
+// which say whether the event is signalled, are no turn's number; any other value is what a former
+// turn, or a stranger, has left.
+bool is_in_hand(uint32_t word)
+{
+    return word > 1;
+}
 
 // The objects of one listener as a writer sees them. They are used without being held: a writer
 // must not keep a listener's objects alive.
@@ -134,8 +139,12 @@ private:
 // Guarded by the turn, which no two threads of any process have at once.
 constinit Objects g_objects;
 
-[[maybe_unused]] const int g_fork_watched =
-    pthread_atfork(nullptr, nullptr, [] { g_objects.forget(); });
+[[maybe_unused]] const int g_fork_watched = pthread_atfork(nullptr, nullptr,
+                                                           []
+                                                           {
+                                                               g_objects.forget();
+                                                               forget_own_turn();
+                                                           });
 
 // Where a test counts, or may have the process killed or stopped: the fault's error is the signal.
 void test_point(const char* name)
@@ -153,10 +162,10 @@ void declare_dead(ChannelControl& control, uint32_t listener)
 }
 
 // Waits until the listener gives the buffer. False if it is dead or does not take texts.
-bool wait_for_buffer(ChannelControl& control, uint32_t listener, int64_t deadline)
+bool wait_for_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, int64_t deadline)
 {
     EventState& ready = g_objects.buffer_ready();
-    if (ready.try_take(in_hand))
+    if (ready.try_take(turn))
         return true;
     const bool stuck = control.stuck.load(std::memory_order_relaxed) == listener;
     for (int64_t pause = first_look;; pause = pause * 2 < longest_look ? pause * 2 : longest_look)
@@ -172,7 +181,7 @@ bool wait_for_buffer(ChannelControl& control, uint32_t listener, int64_t deadlin
         }
         test_point("OutputDebugString.wait");
         const int64_t until = now + pause < deadline ? now + pause : deadline;
-        if (ready.wait_until(until, true, in_hand) == WAIT_OBJECT_0)
+        if (ready.wait_until(until, true, turn) == WAIT_OBJECT_0)
             return true;
         if (!g_objects.listener_lives())
         {
@@ -183,22 +192,23 @@ bool wait_for_buffer(ChannelControl& control, uint32_t listener, int64_t deadlin
 }
 
 // Tells the listener of the text in its buffer, and ends having the buffer.
-void announce(ChannelControl& control)
+void announce(ChannelControl& control, uint32_t turn)
 {
     g_objects.data_ready().set(true);
     test_point("OutputDebugString.announced");
     // Unless the listener has taken the text and signalled again already.
-    uint32_t expected = in_hand;
+    uint32_t expected = turn;
     g_objects.buffer_ready().signalled.compare_exchange_strong(expected, 0);
     control.filled.store(0, std::memory_order_relaxed);
 }
 
 // Takes the buffer over from a writer that died with it. False if it left none, or one that the
 // listener has to have first.
-bool inherit_buffer(ChannelControl& control, uint32_t listener, int64_t deadline)
+bool inherit_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, int64_t deadline)
 {
     EventState& ready = g_objects.buffer_ready();
-    if (ready.signalled.load() != in_hand)
+    uint32_t former = ready.signalled.load();
+    if (!is_in_hand(former) || !ready.signalled.compare_exchange_strong(former, turn))
     {
         control.filled.store(0, std::memory_order_relaxed); // of one that died at its very end
         return false;
@@ -209,9 +219,9 @@ bool inherit_buffer(ChannelControl& control, uint32_t listener, int64_t deadline
     // now and done in no time: telling it twice would have it read while the next writer writes.
     const int64_t soon = monotonic_ns() + longest_look;
     if (g_objects.data_ready().signalled.load() != 1 &&
-        ready.wait_until(soon < deadline ? soon : deadline, true, in_hand) == WAIT_OBJECT_0)
+        ready.wait_until(soon < deadline ? soon : deadline, true, turn) == WAIT_OBJECT_0)
         return true;
-    announce(control);
+    announce(control, turn);
     return false;
 }
 
@@ -222,11 +232,20 @@ enum class Sent
     overtaken, // this thread was stopped for so long that another writer has the turn
 };
 
+// Ends having the buffer without a text in it, unless another writer has it by now.
+void give_back(uint32_t turn)
+{
+    uint32_t expected = turn;
+    EventState& ready = g_objects.buffer_ready();
+    if (ready.signalled.compare_exchange_strong(expected, 0))
+        ready.set(true);
+}
+
 // Hands one text to the listener in a turn of its own. length <= text_limit - 1.
 Sent send_in_turn(ChannelControl& control, const char* text, size_t length)
 {
     const int64_t deadline = monotonic_ns() + channel_patience();
-    const ChannelTurn turn(control);
+    const ChannelTurn turn(control, deadline);
     const uint32_t listener = control.listener.load(std::memory_order_acquire);
     if (!turn.taken() || listener == 0)
         return Sent::no;
@@ -238,19 +257,22 @@ Sent send_in_turn(ChannelControl& control, const char* text, size_t length)
             declare_dead(control, listener);
         return Sent::no;
     }
-    if (!inherit_buffer(control, listener, deadline) &&
-        !wait_for_buffer(control, listener, deadline))
+    if (!inherit_buffer(control, turn.number(), listener, deadline) &&
+        !wait_for_buffer(control, turn.number(), listener, deadline))
         return turn.taken() ? Sent::no : Sent::overtaken;
     test_point("OutputDebugString.taken");
     if (!turn.taken())
+    {
+        give_back(turn.number());
         return Sent::overtaken;
+    }
     control.filled.store(0, std::memory_order_relaxed);
     control.stuck.store(0, std::memory_order_relaxed);
     g_objects.put(text, length);
     control.filled.store(listener);
     test_point("OutputDebugString.filled");
     if (turn.taken()) // else another writer has announced it, or taken its place
-        announce(control);
+        announce(control, turn.number());
     return Sent::yes;
 }
 

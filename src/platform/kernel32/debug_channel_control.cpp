@@ -1,16 +1,12 @@
 #include "debug_channel_control.h"
 
-#include <algorithm>
-
 #include "debug_channel.h"
-#include "event_state.h"
 #include "named_object.h"
 #include "plinth_platform_test.h"
 #include "system/calls.h"
 #include "system/clock.h"
 #include "system/root.h"
 #include "system/timed_lock.h"
-#include "windows.h"
 
 namespace platform
 {
@@ -21,8 +17,10 @@ namespace
 constexpr int64_t ns_per_ms = 1'000'000;
 constexpr int64_t usual_patience = 500 * ns_per_ms;
 std::atomic<int64_t> g_patience{usual_patience};
-// A waiter looks again after so long whether the holder lives; a dead one wakes nobody.
-constexpr int64_t longest_sleep = 10 * ns_per_ms;
+
+// The turn among the threads of this process.
+constinit std::atomic<uint32_t> g_own_turn{0};
+constinit std::atomic<uint32_t> g_own_jammed{0};
 
 constexpr size_t page_size = 4096;
 constexpr uint32_t magic = 0x33434450; // changes with the layout, and the file's name with it
@@ -115,21 +113,6 @@ ChannelControl* map_control()
     return page;
 }
 
-constexpr uint32_t has_waiters = 1;
-constexpr unsigned count_shift = 23;
-
-uint32_t next_turn()
-{
-    static thread_local uint32_t count = 0;
-    return ++count << count_shift | (GetCurrentThreadId() & 0x3FFFFF) << 1;
-}
-
-bool holder_is_gone(uint32_t holder)
-{
-    const pid_t thread = static_cast<pid_t>((holder >> 1) & 0x3FFFFF);
-    return thread == 0 || (::kill(thread, 0) != 0 && errno == ESRCH);
-}
-
 } // namespace
 
 int64_t channel_patience()
@@ -160,60 +143,16 @@ void number_new_listener(ChannelControl& control)
     control.listener.store(next, std::memory_order_release);
 }
 
-ChannelTurn::ChannelTurn(ChannelControl& control) : m_control(control), m_mine(next_turn())
+ChannelTurn::ChannelTurn(ChannelControl& control, int64_t deadline)
+    : m_own({g_own_turn, g_own_jammed, false}, deadline, channel_patience()),
+      m_shared({control.turn, control.jammed, true}, deadline, channel_patience(), m_own.taken())
 {
-    uint32_t expected = 0;
-    const bool taken = control.turn.compare_exchange_strong(expected, m_mine) || wait();
-    if (taken && control.jammed.load(std::memory_order_relaxed) != 0)
-        control.jammed = 0;
 }
 
-bool ChannelTurn::wait()
+void forget_own_turn()
 {
-    std::atomic<uint32_t>& turn = m_control.turn;
-    const int64_t deadline = monotonic_ns() + channel_patience();
-    uint32_t first = turn.load() & ~has_waiters; // the turn that we came upon
-    for (bool slept = false;; slept = true)
-    {
-        uint32_t now = turn.load();
-        const uint32_t holder = now & ~has_waiters;
-        // The holder gives up after its patience, so one that outlasts a whole wait is stuck.
-        const bool is_free =
-            holder == 0 || holder == m_control.jammed || (slept && holder_is_gone(holder));
-        // Others may wait too: who has waited wakes one of them.
-        if (is_free && turn.compare_exchange_strong(now, m_mine | has_waiters))
-            return true;
-        if (is_free)
-            continue;
-        const int64_t moment = monotonic_ns();
-        if (moment >= deadline)
-        {
-            if (holder == first)
-                m_control.jammed = holder;
-            return false;
-        }
-        if (holder != first)
-            first = 0; // it goes on, if slowly
-        if ((now & has_waiters) != 0 || turn.compare_exchange_strong(now, now | has_waiters))
-            futex_wait(&turn, now | has_waiters, std::min(deadline, moment + longest_sleep), true);
-    }
-}
-
-bool ChannelTurn::taken() const
-{
-    return (m_control.turn.load(std::memory_order_relaxed) & ~has_waiters) == m_mine;
-}
-
-ChannelTurn::~ChannelTurn()
-{
-    uint32_t now = m_control.turn.load(std::memory_order_relaxed);
-    while ((now & ~has_waiters) == m_mine)
-        if (m_control.turn.compare_exchange_weak(now, 0))
-        {
-            if ((now & has_waiters) != 0)
-                futex_wake(&m_control.turn, 1, true);
-            return;
-        }
+    g_own_turn = 0;
+    g_own_jammed = 0;
 }
 
 } // namespace platform

@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "turn.h"
+
 namespace platform
 {
 
@@ -20,7 +22,7 @@ struct ChannelControl
     std::atomic<uint32_t> jammed;     // the turn that a writer has waited in vain to end
     std::atomic<uint32_t> filled;     // the listener in whose buffer stands a text to announce
     std::atomic<uint32_t> lost;       // texts that no listener took
-    std::atomic<uint32_t> turn;       // which writer may use the buffer: see ChannelTurn
+    std::atomic<uint32_t> turn;       // which writer may use the buffer: see Turn
 };
 
 // The page, mapped at its first use. Null if there is no shared memory to be had. What stands in it
@@ -35,29 +37,25 @@ void number_new_listener(ChannelControl& control);
 // The page if it is mapped already: for those who are inside the gate.
 ChannelControl* mapped_channel_control();
 
-// A writer's turn at the channel, which no two threads of any process have at once.
-//
-// The word holds the thread's number (22 bits, as many as the kernel gives), a count that tells one
-// turn of it from the next (9), and whether somebody waits (1). No lock of the C library: that one
-// ends the process if it finds something else in its words. A turn is taken over from a thread that
-// is no more, and from one that has had it for as long as another writer could wait: that one was
-// stopped, or never was. It looks again whether the turn is still its own before it writes.
+// In a process just forked: whoever had the turn among its threads is not in it.
+void forget_own_turn();
+
+// A writer's turn at the channel: among the threads of its process first, then among processes.
 class ChannelTurn
 {
 public:
-    // Waits for the turn, not beyond the patience.
-    explicit ChannelTurn(ChannelControl& control);
+    // Waits for the turn, not beyond the deadline (ns, monotonic clock).
+    ChannelTurn(ChannelControl& control, int64_t deadline);
     ChannelTurn(const ChannelTurn&) = delete;
     ChannelTurn& operator=(const ChannelTurn&) = delete;
-    ~ChannelTurn();
-    // Whether the turn is ours: another writer may have taken it over since.
-    bool taken() const;
+    // Whether the turn is ours. Another process may have taken it over since; no other thread of
+    // this one can have.
+    bool taken() const { return m_own.taken() && m_shared.taken(); }
+    uint32_t number() const { return m_shared.number(); } // above 1
 
 private:
-    bool wait();
-
-    ChannelControl& m_control;
-    const uint32_t m_mine;
+    const Turn m_own;
+    const Turn m_shared;
 };
 
 } // namespace platform
