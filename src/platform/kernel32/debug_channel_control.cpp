@@ -5,9 +5,9 @@
 #include "debug_channel.h"
 #include "event_state.h"
 #include "named_object.h"
-#include "plinth_platform_test.h"
 #include "system/calls.h"
 #include "system/clock.h"
+#include "system/clock_shift.h"
 #include "system/root.h"
 #include "system/timed_lock.h"
 #include "windows.h"
@@ -20,7 +20,6 @@ namespace
 
 constexpr int64_t ns_per_ms = 1'000'000;
 constexpr int64_t usual_patience = 500 * ns_per_ms;
-std::atomic<int64_t> g_patience{usual_patience};
 // A waiter looks again after so long whether the holder lives; a dead one wakes nobody.
 constexpr int64_t longest_sleep = 10 * ns_per_ms;
 
@@ -134,7 +133,8 @@ bool holder_is_gone(uint32_t holder)
 
 int64_t channel_patience()
 {
-    return g_patience.load(std::memory_order_relaxed);
+    const int64_t changed = clock_shift(&ClockShifts::channel_patience_ns);
+    return changed ? changed : usual_patience;
 }
 
 ChannelControl* mapped_channel_control()
@@ -217,9 +217,3 @@ ChannelTurn::~ChannelTurn()
 }
 
 } // namespace platform
-
-extern "C" void PlinthTestSetChannelPatience(uint32_t milliseconds)
-{
-    platform::g_patience =
-        milliseconds ? milliseconds * platform::ns_per_ms : platform::usual_patience;
-}
