@@ -9,7 +9,9 @@ include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
 
-# Each processor has its own of the last two.
+# Each processor has its own of the last two. Clang only warns of one that it ignores.
+set(CMAKE_REQUIRED_QUIET ON)
+set(CMAKE_REQUIRED_FLAGS -Werror)
 foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection -fcf-protection=full
                       -mbranch-protection=standard)
   string(MAKE_C_IDENTIFIER PLINTH_HAS${flag} known)
@@ -28,6 +30,7 @@ check_cxx_source_compiles("
   #endif
   int main() {}" PLINTH_HAS_FORTIFY_3)
 unset(CMAKE_REQUIRED_FLAGS)
+unset(CMAKE_REQUIRED_QUIET)
 set(level 2)
 if(PLINTH_HAS_FORTIFY_3)
   set(level 3)
