@@ -22,6 +22,8 @@ target_compile_options(plinth_private INTERFACE
   # Calls between the libraries go through a pointer and not by way of a stub that reads it.
   $<$<PLATFORM_ID:Linux>:-fno-plt>
   $<$<BOOL:${PLINTH_WARNINGS_AS_ERRORS}>:-Werror>)
+target_compile_definitions(plinth_private INTERFACE
+  PLINTH_TEST_INTERFACE=$<BOOL:${PLINTH_TEST_INTERFACE}>)
 if(PLINTH_SANITIZE)
   # Instrumented code hides from GCC that a value is set (std::regex in <regex> is one case).
   target_compile_options(plinth_private INTERFACE -fsanitize=${PLINTH_SANITIZE}

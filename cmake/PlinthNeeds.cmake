@@ -39,7 +39,16 @@ endif()
 # The test library. No binary package of it exists for the cross compiler, which builds the
 # distribution's sources.
 set(PLINTH_WITH_TESTS ${PLINTH_BUILD_TESTS})
-if(PLINTH_BUILD_TESTS)
+if(PLINTH_BUILD_TESTS AND NOT PLINTH_TEST_INTERFACE AND NOT WIN32)
+  if(NOT PLINTH_BUILD_TESTS STREQUAL "AUTO")
+    message(NOTICE "plinth: the tests need the test interface of the stand-in. Either set "
+                   "PLINTH_TEST_INTERFACE=ON, as the preset dev does, or PLINTH_BUILD_TESTS=OFF.")
+    message(FATAL_ERROR "plinth can't build tests without PLINTH_TEST_INTERFACE.")
+  endif()
+  message(STATUS "plinth: no tests, since PLINTH_TEST_INTERFACE is off")
+  set(PLINTH_WITH_TESTS OFF)
+endif()
+if(PLINTH_WITH_TESTS)
   if(WIN32)
     find_path(PLINTH_GOOGLETEST_SOURCES CMakeLists.txt PATHS /usr/src/googletest NO_DEFAULT_PATH
               NO_CMAKE_FIND_ROOT_PATH DOC "The test library's sources (Debian: googletest)")

@@ -3,7 +3,7 @@
 
 Lines are those that are neither blank nor a comment, in all program text that git knows or would
 add: sources, scripts, CMake files. Documents, the inputs of the fuzz targets and other data don't
-count. Tests are tests/, fuzz/ and what only tests use elsewhere: TEST_FILES and TEST_FUNCTIONS.
+count. Tests are tests/, fuzz/ and what only tests use elsewhere: TEST_FILES.
 """
 import collections
 import re
@@ -17,10 +17,8 @@ FAILS_ABOVE = 33.3
 # Whole files, by their paths: fault points and clock shifts of the stand-in, how tests are built.
 # Scripts count as code.
 TEST_FILES = re.compile(r"(tests|fuzz)/|.*_test\.(h|cpp)$|cmake/Plinth\w*Tests?\w*\.cmake$|"
-                        r"src/platform/system/(faults|clock_shift)\.(h|cpp)$")
-# Functions in other files, by their names.
-TEST_FUNCTIONS = re.compile(r"\b(PlinthTest\w+|shift_wall_clock|hold_millisecond_tick|"
-                            r"reset_clock_shifts|set_kernel_root)\(")
+                        r"src/platform/test_interface/|"
+                        r"src/platform/system/(faults|clock_shift|test_interface)\.h$")
 
 LIKE_C = {".cpp", ".h", ".c", ".rc"}
 LIKE_SHELL = {".py", ".cmake", ".sh", ".s", ".gp", ".in"}
@@ -46,16 +44,12 @@ def count(path, text):
     """The lines, and those of them that are tests."""
     comment = "//" if path.suffix in LIKE_C else "#"
     lines = tests = 0
-    inside = False  # a function of TEST_FUNCTIONS; the formatter begins and ends it in column 0
-    whole = TEST_FILES.match(str(path))
+    whole = bool(TEST_FILES.match(str(path)))
     for line in text.splitlines():
-        inside = inside or (path.suffix == ".cpp" and line[:1].isalpha() and line[-1:] != ";" and
-                            bool(TEST_FUNCTIONS.search(line)))
         stripped = line.strip()
         if stripped and not stripped.startswith(comment):
             lines += 1
-            tests += bool(whole or inside)
-        inside = inside and line != "}"
+            tests += whole
     return lines, tests
 
 

@@ -12,18 +12,32 @@ namespace
 std::mutex g_lock; // guards the messages
 std::vector<test::SystemLogMessage> g_messages;
 
-} // namespace
-
-// Stands before the C library's.
-extern "C" __attribute__((visibility("default"))) void syslog(int priority, const char* format, ...)
+void keep(int priority, const char* format, va_list arguments)
 {
     char text[8192];
-    va_list arguments;
-    va_start(arguments, format);
     vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
     const std::lock_guard guard(g_lock);
     g_messages.push_back({priority, text});
+}
+
+} // namespace
+
+// Both take the place of the C library's. Fortified code calls the second.
+extern "C" __attribute__((visibility("default"))) void syslog(int priority, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    keep(priority, format, arguments);
+    va_end(arguments);
+}
+
+extern "C" __attribute__((visibility("default"))) void __syslog_chk(int priority, int /*flag*/,
+                                                                    const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    keep(priority, format, arguments);
+    va_end(arguments);
 }
 
 namespace test

@@ -2,9 +2,9 @@
 
 #include "debug_channel.h"
 #include "named_object.h"
-#include "plinth_platform_test.h"
 #include "system/calls.h"
 #include "system/clock.h"
+#include "system/clock_shift.h"
 #include "system/root.h"
 #include "system/timed_lock.h"
 
@@ -16,7 +16,6 @@ namespace
 
 constexpr int64_t ns_per_ms = 1'000'000;
 constexpr int64_t usual_patience = 500 * ns_per_ms;
-std::atomic<int64_t> g_patience{usual_patience};
 
 // The turn among the threads of this process.
 constinit std::atomic<uint32_t> g_own_turn{0};
@@ -117,7 +116,8 @@ ChannelControl* map_control()
 
 int64_t channel_patience()
 {
-    return g_patience.load(std::memory_order_relaxed);
+    const int64_t changed = clock_shift(&ClockShifts::channel_patience_ns);
+    return changed ? changed : usual_patience;
 }
 
 ChannelControl* mapped_channel_control()
@@ -156,9 +156,3 @@ void forget_own_turn()
 }
 
 } // namespace platform
-
-extern "C" void PlinthTestSetChannelPatience(uint32_t milliseconds)
-{
-    platform::g_patience =
-        milliseconds ? milliseconds * platform::ns_per_ms : platform::usual_patience;
-}

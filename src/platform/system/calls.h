@@ -51,10 +51,8 @@ namespace platform::sys
 // True if the call must fail now: errno is set. The limit is what a transfer may move.
 inline bool intercepted(const char* name, size_t* limit = nullptr)
 {
-    if (!g_faults_armed.load(std::memory_order_relaxed)) [[likely]]
-        return false;
     Fault fault;
-    if (!take_fault(name, true, fault))
+    if (!fault_applies(name, true, fault))
         return false;
     if (fault.error == 0)
     {

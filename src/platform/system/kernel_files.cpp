@@ -1,10 +1,6 @@
 // Reading the kernel's text files.
 #include "kernel_files.h"
 
-#include <atomic>
-#include <mutex>
-#include <set>
-
 #include "calls.h"
 
 namespace platform
@@ -15,29 +11,14 @@ namespace
 
 constexpr size_t file_limit = 1 << 20;
 
-// Null: the real files.
-std::atomic<const std::string*> g_kernel_root{nullptr};
-
-// One for each root that was ever set, for good: a reader may still hold a former one.
-const std::string* kept_root(const char* folder)
-{
-    static std::mutex lock; // guards kept
-    static auto& kept = *new std::set<std::string>;
-    const std::lock_guard guard(lock);
-    return &*kept.emplace(folder).first;
-}
-
 } // namespace
-
-void set_kernel_root(const char* folder)
-{
-    g_kernel_root = folder && *folder ? kept_root(folder) : nullptr;
-}
 
 std::string kernel_path(const std::string& path)
 {
-    const std::string* const root = g_kernel_root;
-    return root ? *root + path : path;
+    if constexpr (has_test_interface)
+        if (const std::string* const root = g_kernel_root)
+            return *root + path;
+    return path;
 }
 
 bool read_kernel_file(const std::string& path, std::string& text)

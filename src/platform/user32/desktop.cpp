@@ -2,8 +2,6 @@
 
 #include <atomic>
 
-#include <plinth_platform_test.h>
-
 #include "comctl32/list_desktop.h"
 #include "kernel32/thread.h"
 #include "window_table.h"
@@ -124,8 +122,3 @@ void tell_desktop_visibility(HWND window, bool visible)
 }
 
 } // namespace platform
-
-extern "C" const PlinthDesktopHost* PlinthTestAttachDesktop(const PlinthDesktop* desktop)
-{
-    return attach_desktop(*desktop) ? &desktop_host : nullptr;
-}

@@ -1,7 +1,7 @@
-// The fault table behind fault points and the exported test interface.
+// The fault table behind the fault points.
 //
 // Everything here runs only once a test has armed it, so it takes a plain lock and allocates.
-#include "faults.h"
+#include "system/faults.h"
 
 #include <iterator>
 #include <map>
@@ -12,14 +12,12 @@
 
 #include <plinth_platform_test.h>
 
-#include "clock_shift.h"
-#include "kernel_files.h"
-#include "root.h"
+#include "reset.h"
 
 namespace platform
 {
 
-std::atomic<bool> g_faults_armed{false};
+constinit std::atomic<bool> g_faults_armed{false};
 
 namespace
 {
@@ -137,30 +135,5 @@ extern "C" void PlinthTestReset(void)
     table().linux_calls = 0;
     table().met = nullptr;
     reset_clock_shifts();
-    set_kernel_root(nullptr);
-}
-
-extern "C" void PlinthTestSetKernelRoot(const char* folder)
-{
-    set_kernel_root(folder);
-}
-
-extern "C" void PlinthTestShiftWallClock(int64_t milliseconds)
-{
-    shift_wall_clock(milliseconds);
-}
-
-extern "C" void PlinthTestShiftPatience(int64_t milliseconds)
-{
-    shift_patience_clock(milliseconds);
-}
-
-extern "C" void PlinthTestSetTick(uint32_t tick)
-{
-    hold_millisecond_tick(tick);
-}
-
-extern "C" const char* PlinthTestSharedFolder(void)
-{
-    return shared_folder().c_str();
+    reset_kernel_root();
 }

@@ -1,7 +1,8 @@
 // The stand-in's test interface: faults and time.
 //
-// Inert unless armed: until the first call of a Plinth...Arm or ...Fail function below, each
-// operation of the stand-in pays one relaxed load for it. It exists on Linux only.
+// It exists on Linux, in builds with the option PLINTH_TEST_INTERFACE. Nothing that is shipped is
+// built with it. Inert unless armed: until the first call of a Plinth...Arm or ...Fail function
+// below, each operation of the stand-in pays one relaxed load for it.
 //
 // Operations have names. A Linux call has the name of the call ("open", "write", "fcntl", "mmap",
 // "rename", "pthread_create", ...; the list stands in src/platform/system/calls.h) and fails with
