@@ -96,7 +96,8 @@ ChannelControl* find_page()
     const SharedGate gate;
     if (gate.ok())
         return make_page();
-    g_next_try = monotonic_ns() + pause_after_failure;
+    if (gate.gave_up())
+        g_next_try = monotonic_ns() + pause_after_failure;
     return nullptr;
 }
 

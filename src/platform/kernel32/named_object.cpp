@@ -147,8 +147,10 @@ SharedGate::SharedGate() : m_fd(-1)
     // A session manager may have cleared the user's shared memory away at a logout.
     if (m_fd < 0 && errno == ENOENT && sys::mkdir(shared_folder().c_str(), 0700) == 0)
         m_fd = sys::open(path.c_str(), flags, 0600);
-    if (m_fd >= 0 && lock_within(gate_patience, m_fd, holder_byte, 1) != 0)
+    const int error = m_fd < 0 ? 0 : lock_within(gate_patience, m_fd, holder_byte, 1);
+    if (error)
     {
+        m_gave_up = error == ETIMEDOUT;
         sys::close(m_fd);
         m_fd = -1;
     }

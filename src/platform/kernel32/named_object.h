@@ -90,9 +90,11 @@ public:
     SharedGate& operator=(const SharedGate&) = delete;
     ~SharedGate();
     bool ok() const { return m_fd >= 0; }
+    bool gave_up() const { return m_gave_up; } // somebody else has it for too long
 
 private:
     int m_fd;
+    bool m_gave_up = false;
 };
 
 } // namespace platform
