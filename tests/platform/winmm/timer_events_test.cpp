@@ -131,21 +131,6 @@ TEST(TimerEvents, TicksMissedByALongCallAreDroppedIfTheyLieFarBack)
     timeKillEvent(id);
 }
 
-// In a process of its own, whose timer thread was not needed yet.
-TEST(TimerEvents, WithoutAThreadAreRefusedAndComeWithTheNextOne)
-{
-    Calls calls;
-    PlinthTestFail("pthread_create", 1, 1, EAGAIN);
-    const MMRESULT refused = calls.set(1, TIME_ONESHOT);
-    const bool was_needed = PlinthTestCalls("pthread_create") != 0;
-    PlinthTestReset();
-    if (!was_needed)
-        GTEST_SKIP() << "another test of this process has started the thread";
-    EXPECT_EQ(refused, 0u);
-    EXPECT_NE(calls.set(1, TIME_ONESHOT), 0u);
-    calls.wait(1);
-}
-
 TEST(TimerEvents, WithoutMemoryOrOfAWrongLengthAreRefusedAndLeaveNothingToFire)
 {
     Calls calls;
