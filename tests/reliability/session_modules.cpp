@@ -107,7 +107,8 @@ void memory_part(Session& session)
     // The limit is worked out once: with a fault just then it is 0 for the library's whole life.
     if (limit != 0)
         session.worked("QV_CheckSingleDocumentSizeOverflow",
-                       !QV_CheckSingleDocumentSizeOverflow(1'000, &overflow, true));
+                       // Whether a small one fits depends on what else the machine does.
+                       QV_CheckSingleDocumentSizeOverflow(UINT64_MAX / 2, &overflow, true));
 }
 
 void power_part(Session& session)

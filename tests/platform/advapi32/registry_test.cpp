@@ -88,9 +88,13 @@ TEST_F(Registry, AFileEditedByHandIsReadAgain)
 TEST_F(Registry, ADamagedFileIsKeptAsideAndNeverOverwritten)
 {
     for (const char* damaged :
-         {"no heading", "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\A]\n"
-                        "\"cut\"=dword:00"
-                        "zz\n"})
+         {"no heading", "Windows Registry Editor Version 5.00\n[HKEY_USERS\\x]",
+          "Windows Registry Editor Version 5.00\n\"orphan\"=dword:1\n",
+          "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\A]\n"
+          "\"cut\"=dword:00"
+          "zz\n",
+          "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\A]\n"
+          "\"long\"=dword:123456789\n"})
     {
         fs::remove_all(test::root() + "/registry");
         fs::create_directories(test::root() + "/registry");
@@ -161,6 +165,9 @@ TEST_F(Registry, ValuesOfEveryTypeComeBackFromTheFileAsTheyWere)
         std::vector<BYTE> data;
     } values[] = {{L"", REG_SZ, {'d', 0, 0, 0}},
                   {L"quote\"back\\slash]", REG_SZ, {'"', 0, '\\', 0, 0, 0}},
+                  {L"short number", REG_DWORD, {1, 2}},
+                  {L"none", REG_BINARY, {}},
+                  {L"two lines", REG_SZ, {'x', 0, '\n', 0, 0, 0}},
                   {L"bytes", REG_BINARY, std::vector<BYTE>(200, 0xAB)},
                   {L"unterminated", REG_SZ, {'x', 0}},
                   {L"surrogate", REG_SZ, {0x00, 0xd8, 0, 0}},

@@ -279,6 +279,24 @@ TEST(StackWalk, ReturnsEachFrameOnceFromThatOfTheContextOnAndEnds)
     }
 }
 
+TEST(StackWalk, ServesManyThreadsConcurrently)
+{
+    std::vector<std::jthread> all;
+    for (int i = 0; i < 4; ++i)
+        all.emplace_back(
+            []
+            {
+                for (int round = 0; round < 200; ++round)
+                {
+                    Walk walk;
+                    size_t count = 0;
+                    while (walk.next())
+                        ++count;
+                    EXPECT_GT(count, 2u);
+                }
+            });
+}
+
 TEST(StackWalk, RefusesOtherThreadsAndMachines)
 {
     CONTEXT context{};

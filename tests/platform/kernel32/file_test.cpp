@@ -99,6 +99,7 @@ TEST_F(SharedFile, IsDeniedToOtherProcessesAsItsHolderSays)
         {GENERIC_READ, 0, GENERIC_READ, 3, ERROR_SHARING_VIOLATION},
         {GENERIC_READ | GENERIC_WRITE, 3, GENERIC_READ | GENERIC_WRITE, 3, 0},
         {GENERIC_READ | GENERIC_WRITE, 3, GENERIC_READ, FILE_SHARE_READ, ERROR_SHARING_VIOLATION},
+        {GENERIC_READ | FILE_APPEND_DATA, 3, GENERIC_READ | FILE_APPEND_DATA, 3, 0},
         {GENERIC_WRITE, FILE_SHARE_READ, GENERIC_READ, 3, 0},
         {GENERIC_WRITE, FILE_SHARE_READ, FILE_APPEND_DATA, 3, ERROR_SHARING_VIOLATION}};
     for (const auto& row : rows)
@@ -179,6 +180,17 @@ TEST_F(SharedFile, HasByteRangesThatOnlyOneProcessLocks)
     EXPECT_EQ(error_of(LockFile(file, 100, 0, 10, 0)), 0u);
 }
 
+TEST_F(SharedFile, ThatIsReadOnlyIsSoForEverybody)
+{
+    test::write_file(m_native, "content");
+    ASSERT_TRUE(SetFileAttributesW(m_path, FILE_ATTRIBUTE_READONLY));
+    EXPECT_EQ(error_of_opening(GENERIC_WRITE), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(error_of_opening(GENERIC_WRITE, 3, CREATE_ALWAYS), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(error_of(DeleteFileW(m_path)), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(error_of_opening(GENERIC_READ), 0u);
+    EXPECT_EQ(test::read_file(m_native), "content");
+}
+
 TEST_F(SharedFile, TellsByTheLastErrorWhetherItWasThere)
 {
     for (const auto& [disposition, error] :
@@ -227,6 +239,9 @@ TEST_F(CopyMove, ACopyKeepsTheWriteTimeAndTheReadOnlyAttribute)
     ASSERT_EQ(copy("a", "b"), 0u);
     EXPECT_EQ(fs::last_write_time(native("b")), written);
     EXPECT_EQ(GetFileAttributesW(path("b")), DWORD{FILE_ATTRIBUTE_READONLY});
+    make("c", "c");
+    EXPECT_EQ(copy("c", "b"), ERROR_ACCESS_DENIED) << "onto a read-only file";
+    EXPECT_EQ(content("b"), "content");
     // A file without a size to go by is copied whole.
     ASSERT_TRUE(CopyFileW(L"C:\\proc\\self\\maps", path("maps"), FALSE)) << GetLastError();
     EXPECT_NE(content("maps").find("[stack]"), std::string::npos);
@@ -251,6 +266,16 @@ TEST_F(CopyMove, RefusalsHaveTheSystemsNumbers)
     EXPECT_EQ(entries(), 3u) << "no failed copy leaves anything behind";
 }
 
+TEST_F(CopyMove, AFileMovesOntoItselfAndAFolderWithAllItHolds)
+{
+    fs::create_directory(native("folder"));
+    make("folder/file", "x");
+    EXPECT_EQ(move("folder/file", "folder/file"), 0u);
+    EXPECT_EQ(move("folder/file", "folder/file", 0), 0u);
+    EXPECT_EQ(move("folder", "moved", 0), 0u);
+    EXPECT_EQ(content("moved/file"), "x");
+}
+
 TEST_F(CopyMove, ALinkGoesByItselfButACopyOntoItWritesWhatItPointsAt)
 {
     fs::create_directory(native("elsewhere"));
@@ -259,6 +284,7 @@ TEST_F(CopyMove, ALinkGoesByItselfButACopyOntoItWritesWhatItPointsAt)
     fs::create_symlink("elsewhere/target", native("link"));
     EXPECT_EQ(copy("new", "link"), 0u);
     EXPECT_TRUE(fs::is_symlink(native("link")));
+    EXPECT_EQ(copy("elsewhere/target", "link"), ERROR_SHARING_VIOLATION) << "itself";
     EXPECT_EQ(content("elsewhere/target"), "new");
     const test::Handle held = hold("elsewhere/target", GENERIC_READ, FILE_SHARE_READ);
     EXPECT_EQ(move("link", "moved", 0), 0u);

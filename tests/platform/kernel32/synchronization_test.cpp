@@ -264,6 +264,9 @@ TEST_F(Thread, AHandleIsSignalledWithTheExitCode)
     EXPECT_EQ(exit_code(thread), STILL_ACTIVE);
     SetEvent(event);
     expect_ends_with(thread, 7);
+    DWORD (*const start)(void*) = [](void* value) { return *static_cast<DWORD*>(value); };
+    DWORD value = 0xFFFFFFFE;
+    expect_ends_with(CreateThread(nullptr, 0, start, &value, 0, nullptr), value);
 }
 
 TEST_F(Thread, AThreadMayEndItselfFromWithin)

@@ -13,6 +13,19 @@ namespace
 
 using test::utf8;
 
+TEST(WideString, CopiesJoinsAndFillsWithinTheCount)
+{
+    wchar_t buffer[8] = L"#######";
+    wcsncpy(buffer, L"abc", 2);
+    EXPECT_EQ(utf8(buffer), "ab#####") << "no terminator where the count ends first";
+    wcsncpy(buffer, L"xy", 5);
+    EXPECT_EQ(utf8(buffer, 7), std::string("xy\0\0\0##", 7)) << "the rest of the count is zeros";
+    EXPECT_EQ(utf8(wcsncat(buffer, L"1234", 2)), "xy12");
+    EXPECT_EQ(utf8(wcscat(buffer, L"z")), "xy12z");
+    EXPECT_EQ(utf8(_wcsnset(buffer, L'-', 2)), "--12z");
+    EXPECT_EQ(utf8(_wcsnset(buffer, L'+', 8)), "+++++");
+}
+
 // At every place before the end of readable memory, with and without a terminator there.
 TEST(WideString, LengthReadsNothingBeyondThePage)
 {
@@ -73,6 +86,8 @@ TEST(WideString, Searches)
                                            wcsstr(text, L""), wcspbrk(text, L"wt")}),
               (std::vector{text, text + 10, text + 11, text + 4, text, text + 4}));
     EXPECT_EQ(wcschr(text, L'x'), nullptr);
+    EXPECT_EQ(wcsspn(text, L"neo"), 3u);
+    EXPECT_EQ(wcscspn(text, L" "), 3u);
     EXPECT_EQ(wcsstr(text, L"twos"), nullptr);
 }
 

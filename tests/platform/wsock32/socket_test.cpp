@@ -188,10 +188,19 @@ TEST_F(Wsock32, AcceptedSocketsWaitAsTheListenerDoes)
     EXPECT_EQ(error_of(recv(opened.back(), &c, 1, 0)), WSAEWOULDBLOCK);
 }
 
-TEST_F(Wsock32, ASendToNobodyRaisesNoSignal)
+TEST_F(Wsock32, ABlockingSendMovesAllBytesAndRaisesNoSignal)
 {
     ASSERT_EQ(signal(SIGPIPE, SIG_DFL), SIG_DFL);
     const auto [one, two] = connect_pair();
+    PlinthTestShorten("send", 1, 0, 3);
+    ASSERT_EQ(send(one, "0123456789", 10, 0), 10);
+    PlinthTestReset();
+    char bytes[16];
+    EXPECT_EQ(error_of(recv(two, bytes, sizeof bytes, MSG_PEEK | 0x40000)), WSAEOPNOTSUPP)
+        << "a flag of this system only";
+    EXPECT_EQ(recv(two, bytes, 4, 0), 4);
+    EXPECT_EQ(recv(two, bytes + 4, sizeof bytes - 4, 0), 6);
+    EXPECT_EQ(std::string(bytes, 10), "0123456789");
     EXPECT_EQ(error_of(send(one, "x", -1, 0)), WSAEFAULT);
     closesocket(two);
     int result = 0;

@@ -14,6 +14,7 @@
 #include <plinth_platform_test.h>
 
 #include "support/child_process.h"
+#include "support/commands.h"
 #include "support/instead.h"
 #include "support/log_files.h"
 #include "support/system_log.h"
@@ -115,16 +116,37 @@ TEST_F(Assertion, WithTheModuleOfTheSourceIsAnErrorInTheEventLog)
     EXPECT_NE(events[1].text.find("\nExpression : second\n"), std::string::npos);
 }
 
-TEST_F(Assertion, AnEventThatFailsClosesTheEventLogForTheProcessAndNothingElse)
+// The operation that fails, and which call of it. Each row needs a process of its own.
+using EventFault = std::pair<std::string, unsigned>;
+class AssertionEventFault : public Assertion, public testing::WithParamInterface<EventFault>
+{
+};
+
+TEST_P(AssertionEventFault, ClosesTheEventLogForTheProcessAndNothingElse)
 {
     ASSERT_NE(dlopen(PLINTH_EVENT_MODULE, RTLD_NOW), nullptr) << dlerror();
-    PlinthTestFail("ReportEventW", 1, 1, ERROR_ACCESS_DENIED);
+    PlinthTestFail(GetParam().first.c_str(), GetParam().second, 1, ERROR_ACCESS_DENIED);
     SetLastError(7);
     EXPECT_EQ(assert_with(QV_DIAG_EVENTLOG | QV_DIAG_LOGFILE), 0);
     EXPECT_EQ(GetLastError(), 7u);
     EXPECT_TRUE(is_logged("Expression : x"));
     assert_with(QV_DIAG_EVENTLOG);
     EXPECT_TRUE(test::system_log().empty());
+}
+INSTANTIATE_TEST_SUITE_P(, AssertionEventFault,
+                         testing::Values(EventFault("GetProcAddress", 1),
+                                         EventFault("GetModuleHandleW", 1),
+                                         EventFault("GetModuleFileNameW", 1),
+                                         EventFault("RegCreateKey", 1),
+                                         EventFault("RegSetValue", 1), EventFault("RegSetValue", 2),
+                                         EventFault("RegisterEventSourceW", 1),
+                                         EventFault("ReportEventW", 1), EventFault("syslog", 1)));
+
+TEST_F(Assertion, WithoutAPathOfTheProgramGoesOn)
+{
+    PlinthTestFail("GetModuleFileNameA", 1, 1, ERROR_ACCESS_DENIED);
+    assert_with(0);
+    EXPECT_TRUE(is_logged("Program : <unknown application>\r\n"));
 }
 
 // ---- the lock of the stack lines
@@ -226,18 +248,26 @@ std::string report_below(int frames)
 
 using StackLines = test::FreshLog;
 
+// As the library is built here, and optimised.
 TEST_F(StackLines, BeginWithTheCallerOfTheAssertion)
 {
-    const std::string report = report_below(0);
-    EXPECT_TRUE(
-        std::regex_search(report.substr(report.find("\r\n0x") + 2),
-                          std::regex("^0x[0-9A-F]{8} [^:]*debugging_tests: [^\n]*assert_below\\(int"
-                                     "\\) \\+ \\d+ bytes\n\t\t[^\n]*assertion_fault_test\\.cpp, "
-                                     "Line \\d+( \\+ \\d+ bytes)?\n0x"),
-                          std::regex_constants::match_continuous))
-        << report;
-    EXPECT_EQ(report.find("DiagAssert.cpp"), std::string::npos) << "the reporter's own frames";
-    EXPECT_NE(report.find(": main"), std::string::npos) << "the walk goes on to the end";
+    const std::pair<std::string, const char*> rows[] = {
+        {report_below(0), "debugging_tests: [^\n]*assert_below\\(int\\)@assertion_fault_test"},
+        // The probe prints the path of its log.
+        {test::read_file(test::output_of(PLINTH_ASSERT_PROBE)),
+         "probe: probe_assert@assert_probe"}};
+    for (const auto& [report, caller] : rows)
+    {
+        const std::string first =
+            std::regex_replace(caller, std::regex("@"), " \\+ \\d+ bytes\n\t\t[^\n]*");
+        EXPECT_TRUE(std::regex_search(
+            report.substr(report.find("\r\n0x") + 2),
+            std::regex("^0x[0-9A-F]{8} [^:]*" + first + "\\.cpp, Line \\d+( \\+ \\d+ bytes)?\n0x"),
+            std::regex_constants::match_continuous))
+            << report;
+        EXPECT_EQ(report.find("DiagAssert.cpp"), std::string::npos) << "the reporter's own frames";
+        EXPECT_NE(report.find(": main"), std::string::npos) << "the walk goes on to the end";
+    }
 }
 
 TEST_F(StackLines, StayOutWholeWithoutRoom)
@@ -258,6 +288,8 @@ TEST_F(StackLines, AreNoneWithoutASymbolEngineAndComeBack)
     EXPECT_TRUE(is_logged("DiagAssert : Unable to initialize the symbol engine!!!\n\r\n"));
     EXPECT_TRUE(is_logged("Expression : deep\r\nLast Error"));
     EXPECT_EQ(report.find("\n0x"), std::string::npos) << report;
+    PlinthTestFail("GetThreadContext", 1, 1, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(report_below(0).find("\n0x"), std::string::npos);
     EXPECT_NE(report_below(0).find("\n0x"), std::string::npos);
 }
 

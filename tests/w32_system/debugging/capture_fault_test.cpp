@@ -1,5 +1,5 @@
-// Capture of the debug string channel between processes: many processes write while other listeners
-// find the channel taken.
+// Capture of the debug string channel between processes: steps that fail, many processes that write
+// while other listeners find the channel taken, and listeners that are stopped or killed.
 #include <array>
 
 #include "support/test.h"
@@ -59,6 +59,60 @@ bool a_text_arrives()
             OutputDebugStringA("w0 0");
             return g_seen > 0;
         });
+}
+
+TEST(Capture, EachStepThatFailsLeavesAnObjectThatCanBeDestroyed)
+{
+    for (const char* step : {"InitializeSecurityDescriptor", "SetSecurityDescriptorDacl",
+                             "CreateEvent", "CreateFileMapping", "MapViewOfFile",
+                             "SetThreadPriority", "WaitForSingleObject", "pthread_create"})
+        for (const unsigned nth : {1u, 2u})
+        {
+            PlinthTestFail(step, nth, 1,
+                           step == std::string("pthread_create") ? EAGAIN
+                                                                 : int{ERROR_NOT_ENOUGH_MEMORY});
+            {
+                const CQvDebugOutputCapture capture(see);
+            }
+            PlinthTestReset();
+        }
+    const CQvDebugOutputCapture works(see);
+    EXPECT_TRUE(a_text_arrives());
+}
+
+// Says that it listens when it has heard itself.
+int capture_and_stay(int, char**)
+{
+    const CQvDebugOutputCapture capture(see);
+    test::say(a_text_arrives() ? "listens" : "hears nothing");
+    test::hear();
+    return 0;
+}
+const test::ChildMain g_capture_and_stay("capture-and-stay", capture_and_stay);
+
+// What a text costs its writer is counted in waits rather than measured: each has a length that the
+// channel has chosen. The waits of one text grow from 100 us to 20 ms and end after 500 ms.
+TEST(Capture, AListenerThatIsStoppedOrKilledHoldsUpNoWriterAndTheNextOneGoesOn)
+{
+    for (const int signal : {SIGKILL, SIGSTOP})
+    {
+        SCOPED_TRACE(signal);
+        ChildProcess listener("capture-and-stay");
+        ASSERT_EQ(listener.line(), "listens");
+        listener.finish(signal);
+        PlinthTestArm();
+        for (const unsigned allowed : {40u, 40u, 0u, 0u, 0u})
+        {
+            const unsigned before = PlinthTestCalls("OutputDebugString.wait");
+            OutputDebugStringA("w0 0");
+            EXPECT_LE(PlinthTestCalls("OutputDebugString.wait") - before, allowed);
+        }
+        PlinthTestReset();
+        listener.finish(SIGKILL);
+        g_seen = 0;
+        const CQvDebugOutputCapture next(see);
+        EXPECT_TRUE(a_text_arrives());
+    }
 }
 
 struct CaptureConcurrent : testing::Test

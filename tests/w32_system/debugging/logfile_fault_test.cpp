@@ -19,13 +19,17 @@ constexpr int64_t day = 86'400'000; // ms
 
 using LogFaults = test::FreshLog;
 
-TEST_F(LogFaults, WithoutAFileThereIsNoLogUntilThereIs)
+TEST_F(LogFaults, WithoutAFileOrALocalTimeThereIsNoLogUntilThereIs)
 {
     PlinthTestFail("open", 1, 0, EACCES);
     EXPECT_EQ(QV_Log(L"x"), QV_ERR_SYSTEM);
     EXPECT_EQ(CQvLogFile::GetLogFilename(), nullptr);
     EXPECT_FALSE(CQvLogFile::IsPerSession());
     EXPECT_EQ(CQvLogFile::ClearLog(), QV_ERR_SYSTEM);
+    PlinthTestReset();
+    PlinthTestFail("_localtime64", 1, 0, EINVAL);
+    PlinthTestShiftWallClock(2'000); // a second whose stamp no thread can know
+    EXPECT_EQ(QV_Log(L"x"), QV_ERR_SYSTEM);
     PlinthTestReset();
     EXPECT_EQ(QV_Log(L"now"), QV_OK);
     EXPECT_EQ(log_content(), "now");
@@ -59,6 +63,30 @@ TEST_F(LogFaults, AMessageThatFailsHasItsStatusAndIsLostAlone)
     EXPECT_EQ(fails_with("_localtime64", EINVAL), QV_ERR_SYSTEM);
     EXPECT_EQ(QV_Log(L"goes on"), QV_OK);
     EXPECT_EQ(log_content(), "goes on");
+}
+
+// Wherever opening fails in a split, also after the end of the old log.
+TEST_F(LogFaults, ASplitThatFailsLosesItsMessageAlone)
+{
+    int failures = 0, without_log = 0;
+    bool reached = true;
+    for (unsigned nth = 1; reached; ++nth)
+    {
+        ASSERT_LT(nth, 100u);
+        test::start_log();
+        fill_log();
+        PlinthTestFail("open", nth, 1, EMFILE);
+        const int status = QV_Log(L"first");
+        reached = PlinthTestCalls("open") >= nth;
+        PlinthTestReset();
+        failures += status != QV_OK;
+        without_log += status == QV_ERR_SYSTEM;
+        EXPECT_TRUE(status == QV_OK || status == QV_ERR_OPENFILE || status == QV_ERR_SYSTEM);
+        EXPECT_EQ(QV_Log(L"second"), QV_OK) << nth;
+        EXPECT_EQ(log_content(), status == QV_OK ? "firstsecond" : "second") << nth;
+    }
+    EXPECT_GT(failures, 1);
+    EXPECT_GT(without_log, 0) << "the new instance could not open its file";
 }
 
 TEST_F(LogFaults, ASplitBehindMidnightBeginsTheNumbersAnew)
@@ -108,6 +136,16 @@ TEST_F(LogFaults, SettingsAreStoredAndThoseThatCannotBeChangeNothing)
     EXPECT_EQ(stored_setting(L"LogPerSession_4"), 1);
     EXPECT_EQ(stored_setting(L"MaxLogMBytes"), 7);
     EXPECT_EQ(stored_setting(L"MaxLogDays"), 8);
+    PlinthTestReset();
+    PlinthTestFail("RegSetValue", 2, 1, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(CQvLogFile::SetProperties(9, 9), QV_ERR_SYSTEM);
+    PlinthTestReset();
+    EXPECT_EQ(stored_setting(L"MaxLogMBytes"), 9) << "the first one was";
+    EXPECT_EQ(stored_setting(L"MaxLogDays"), 8);
+    PlinthTestFail("RegCreateKey", 1, 0, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(CQvLogFile::SetProperties(5, 5), QV_OK) << "a setting without its key is left out";
+    PlinthTestReset();
+    EXPECT_EQ(stored_setting(L"MaxLogMBytes"), 9);
 }
 
 void write_old_logs(std::initializer_list<int> ages)
@@ -124,6 +162,8 @@ TEST_F(LogFaults, OfANameWithoutADateOrALimitBeyond31BitsNothingOldIsLeft)
         Names left;
     } rows[] = {
         {10, {log_name(0, 10), log_name(0, 1), log_name(0)}},
+        {11, {log_name(0, 11), log_name(0, 10), log_name(0, 1), log_name(0)}},
+        {0, {log_name(0)}},
         {24'856, {log_name(0)}}, // seconds that come out negative
         {1'000, {log_name(0, 40), log_name(0, 11), log_name(0, 10), log_name(0, 1), log_name(0)}}};
     for (const auto& row : rows)

@@ -20,11 +20,11 @@ Wide path(const char* name)
     return test::path_in(test::make_folder("exit"), name);
 }
 
-// A file far too long to be copied to its end, all holes.
-Wide source()
+// A file of so many bytes, all holes; by default far too long to be copied to its end.
+Wide source(int64_t size = int64_t{1} << 40)
 {
     const test::OpenedFile file(path("source"), QV_OPEN_WRITE | QV_OPEN_CREATE | QV_OPEN_ALWAYS);
-    QV_SeekFile(file, int64_t{1} << 40, 0);
+    QV_SeekFile(file, size, 0);
     QV_SetEOF(file);
     return path("source");
 }
@@ -53,14 +53,18 @@ int exit_in_flight(int, char**)
 }
 const test::ChildMain exit_in_flight_main("exit-in-flight", exit_in_flight);
 
-// Copies without end, and returns when a callback lets it.
-int exit_with(QvCopyCompletion completion)
+// Copies, and returns when a callback lets it.
+int exit_with(QvCopyCompletion completion, const Wide& from = source())
 {
-    if (QV_CopyFile(source(), path("a"), 0, nullptr, completion, nullptr) != QV_OK)
+    if (QV_CopyFile(from, path("a"), 0, nullptr, completion, nullptr) != QV_OK)
         return 1;
     s_called.acquire();
     return good_exit;
 }
+// With a worker that has nothing left to do.
+const test::ChildMain exit_idle("exit-idle",
+                                [](int, char**) { return exit_with(on_copy, source(100)); });
+
 void exit_now(int, uint64_t, uint64_t, void*)
 {
     std::exit(good_exit);
@@ -95,10 +99,10 @@ TEST(AsyncExitConcurrent, TransfersInFlightEndBeforeWhatTheyUse)
     soak.report("exits", total);
 }
 
-TEST(AsyncExitConcurrent, ACallbackMayEndTheProcessThrowOrNeverReturn)
+TEST(AsyncExitConcurrent, TheProcessMayEndIdleOrACallbackEndItThrowOrNeverReturn)
 {
     for (const char* const child :
-         {"exit-from-callback", "throw-from-callback", "exit-beside-callback"})
+         {"exit-idle", "exit-from-callback", "throw-from-callback", "exit-beside-callback"})
         EXPECT_EQ(test::Process::child(child).wait(), good_exit) << child;
 }
 

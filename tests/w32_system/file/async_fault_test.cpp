@@ -124,6 +124,22 @@ TEST_F(AsyncFaults, ACopyGoesOnWhereNoRoomCanBeReserved)
     }
 }
 
+TEST_F(AsyncFaults, ACopyGoesOnWithoutASize)
+{
+    // Opening asks for a file's status too. The last three calls are those for the three blocks.
+    copy(QV_OK);
+    PlinthTestArm();
+    copy(QV_OK);
+    const unsigned calls = PlinthTestCalls("fstat");
+    PlinthTestReset();
+    PlinthTestFail("fstat", calls - 1, 1, EIO);
+    EXPECT_EQ(
+        copy(QV_OK),
+        (Calls{
+            {more, size, 4096}, {QV_ERR_FILESIZE, 0, 4096}, {more, 0, 8192}, {QV_OK, size, size}}));
+    EXPECT_EQ(content("b").size(), size);
+}
+
 TEST_F(AsyncFaults, ACopyTakesWhatAFailedReadStillBrought)
 {
     const size_t before = descriptors();

@@ -129,6 +129,22 @@ TEST_F(FileFaults, AccessRightsAreNeitherToldNorChanged)
     EXPECT_EQ(std::filesystem::status(native("file")).permissions(), before);
     EXPECT_EQ(QV_SetAccessRights(path("missing"), 0), QV_ERR_ACCESSRIGHTS);
     EXPECT_EQ(QV_SetAccessRights(nullptr, 0), QV_ERR_ACCESSRIGHTS);
+    const auto set_with_fault = [&](const char* step, unsigned nth)
+    {
+        return with_fault(step, nth, 1, ERROR_ACCESS_DENIED,
+                          [&] { return QV_SetAccessRights(path("file"), 0); });
+    };
+    // Some are asked twice: for a size, then for the content.
+    const std::pair<const char*, unsigned> rows[] = {
+        {"GetUserNameW", 1},      {"LookupAccountNameW", 2},           {"GetFileSecurityW", 2},
+        {"GetAclInformation", 1}, {"InitializeSecurityDescriptor", 1}, {"file lists", 1},
+        {"InitializeAcl", 1},     {"GetSecurityDescriptorDacl", 1}};
+    for (const auto& [step, calls] : rows)
+        for (unsigned nth = 1; nth <= calls; ++nth)
+            EXPECT_EQ(set_with_fault(step, nth), QV_ERR_ACCESSRIGHTS) << step << " " << nth;
+    for (unsigned nth = 1; nth <= 7; ++nth) // the sixth function can be done without
+        EXPECT_EQ(set_with_fault("GetProcAddress", nth), nth == 6 ? QV_ERR_BADARG : QV_ERR_NOSYMBOL)
+            << nth;
 }
 
 } // namespace

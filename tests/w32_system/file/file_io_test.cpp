@@ -277,4 +277,17 @@ TEST_F(FileTimes, ATimeThatDoesNotExistSetsNone)
     expect(good, good, good);
 }
 
+TEST_F(FileTimes, ATimeIsKeptOrRefusedButNeverChanged)
+{
+    for (const int year : {1601, 1800, 1901, 1969, 2038, 2107, 2447, 9999, 30'827})
+    {
+        SCOPED_TRACE(year);
+        const struct tm odd = at(year, 6, 15);
+        const int status = set_write(odd);
+        EXPECT_TRUE(status == QV_OK || status == QV_ERR_TOUCHFILE) << status;
+        expect(good, good, status == QV_OK ? odd : good);
+        ASSERT_EQ(set_write(good), QV_OK);
+    }
+}
+
 } // namespace

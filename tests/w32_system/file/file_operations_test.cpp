@@ -119,6 +119,10 @@ TEST_F(FileOperations, SearchGivesEveryEntrySortedAndWithItsData)
     EXPECT_EQ(QV_FindFileFirst(path("*.none"), &search, &data), QV_ERR_FINDFIRST);
     EXPECT_EQ(search, nullptr);
     EXPECT_EQ(QV_FindFileFirst(path("*"), nullptr, &data), QV_ERR_NULLPTR);
+    EXPECT_EQ(QV_FindFileFirst(path("*"), &search, nullptr), QV_OK);
+    EXPECT_EQ(QV_FindFileNext(search, &data), QV_OK);
+    EXPECT_EQ(test::utf8(data.name), "..") << "the first entry, \".\", was not asked for";
+    EXPECT_EQ(QV_FindFileClose(search), QV_OK);
 }
 
 TEST_F(FileOperations, DirectoriesAreMadeWithTheirParentsOnRequest)

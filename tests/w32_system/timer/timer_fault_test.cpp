@@ -157,6 +157,15 @@ TEST_F(TimerFaults, AnIdOfTheSystemThatMeetsAnotherTimersIsDrawnAgain)
     for (int i = 0; i < 3; ++i) // the last comes after the end
         Instead::message.procedure(nullptr, WM_TIMER, id, 0);
     EXPECT_EQ(calls.count(), 2);
+    EXPECT_EQ(Instead::message.killed.back(), id);
+    // Without one that serves a thread carries the timer: after a failure, and beyond 32 bits.
+    for (const std::vector<UINT_PTR>& ids : {std::vector<UINT_PTR>{taken, 0}, {UINT_PTR{1} << 32}})
+    {
+        Instead::message = {};
+        Instead::message.ids = ids;
+        EXPECT_EQ(kind_of(1.0, QV_PRECISION_POSTED), 2);
+        EXPECT_EQ(Instead::message.killed, std::vector<UINT_PTR>{ids[0]}) << "given back";
+    }
     test::kill(taken);
 }
 

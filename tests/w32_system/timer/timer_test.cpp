@@ -1,4 +1,6 @@
 // Timers of all kinds, as an application sees them.
+#include <cfloat>
+
 #include "support/test.h"
 
 #include "timer_calls.h"
@@ -46,6 +48,21 @@ TEST_P(TimerModes, MayBeKilledByTheirOwnCallWhichMayNotWait)
     id.notify_all();
     EXPECT_EQ(test::wait(id), QV_OK);
     EXPECT_EQ(calls.count(), 1);
+}
+
+TEST_P(TimerModes, MaySetFurtherTimersInACallWhichMakeTheirsAndEnd)
+{
+    TimerCalls outer, inner;
+    std::atomic<uintptr_t> id{0};
+    outer.act = [&](int)
+    {
+        id = inner.set(1.0, 3, GetParam());
+        return 0;
+    };
+    EXPECT_EQ(outer.run(1.0, 1, GetParam()), 1);
+    ASSERT_NE(id, 0u);
+    EXPECT_EQ(test::wait(id), QV_OK);
+    EXPECT_EQ(inner.count(), 3);
 }
 
 TEST_P(TimerModes, ShowTheirSettingsWithinACallAndEndWithTheFirstThatAnswers0)
@@ -168,6 +185,23 @@ TEST(PostedTimer, MayEndInACallWithinACall)
         id = set_posted(calls, 10.0, wanted);
         test::pump_until([&] { return !test::record_of(id); });
         EXPECT_EQ(started, 2);
+    }
+}
+
+TEST(PostedTimer, LeavesFloatingPointExceptionsMaskedWhateverItsCallDid)
+{
+    constexpr unsigned int all_masked = 0x8001F;
+    TimerCalls calls;
+    calls.act = [](int)
+    {
+        _controlfp(0, _EM_ZERODIVIDE | _EM_INVALID);
+        return 1;
+    };
+    set_posted(calls, 10.0, 2);
+    for (const int number : {1, 2}) // the timer goes on, and ends
+    {
+        test::pump_until([&] { return calls.count() == number; });
+        EXPECT_EQ(_control87(0, 0) & all_masked, all_masked);
     }
 }
 
