@@ -53,6 +53,7 @@ class World:
         self.top = f"{TOP}/world{World.number}"
         self.root = self.top + "/state"
         self.home = self.top + "/home"
+        self.cwd = "/"
         self.secrets = self.top + "/secrets"
         os.mkdir(self.top)
         os.chmod(self.top, 0o711)
@@ -91,8 +92,8 @@ class World:
 
     def start(self, role, *what):
         uid = ROLES[role]
-        return subprocess.Popen([BIN + "/visitor", *what], env=self.environment, cwd="/", user=uid,
-                                group=uid, extra_groups=[] if role == "outsider" else [GROUP],
+        return subprocess.Popen([BIN + "/visitor", *what], env=self.environment, cwd=self.cwd,
+                                user=uid, group=uid, extra_groups=[] if role == "outsider" else [GROUP],
                                 umask=0o007, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                 stderr=subprocess.PIPE)
 
@@ -497,6 +498,38 @@ class MoreRights(unittest.TestCase):
                          "PLINTH_DESKTOP, PLINTH_SHELL_OPEN, PLINTH_MESSAGEBOX\n")
         self.assertEqual(os.listdir(world.home), [])
         self.assertEqual(os.stat(state).st_mode & 0o7777, 0o700)
+
+
+class Found(unittest.TestCase):
+    """Ways past the rules, each by its symptom."""
+
+    def setUp(self):
+        needs_root()
+        make_programs()
+
+    def world(self, rooted=True):
+        world = World(rooted)
+        self.addCleanup(world.remove)
+        return world
+
+    def test_a_link_is_followed_in_a_folder_that_another_member_made(self):
+        """Any member can make a folder there, and so be the owner of the folder and of the link."""
+        for mode in [0o755, 0o2775]:
+            world = self.world()
+            path = world.visit("root", "log")[0]["path"].replace("\\", "/")[2:]
+            folder = os.path.dirname(path)
+            os.rename(folder, folder + ".old")
+            os.mkdir(folder)
+            first = re.sub(r"(_\(\d+\))?\.log$", "", path)
+            make_file(first + "_(9999).log", 0o666)
+            os.symlink(world.secrets + "/file", first + ".log")
+            give_away(first + ".log")
+            give_away(folder)
+            os.chmod(folder, mode)
+            before = world.secrets_state()
+            with self.subTest(mode=oct(mode)):
+                self.assertEqual(world.visit("root", "log")[0]["log"], "-9")
+                self.assertEqual(world.secrets_state(), before)
 
 
 class OneWay(unittest.TestCase):
