@@ -531,6 +531,21 @@ class Found(unittest.TestCase):
                 self.assertEqual(world.visit("root", "log")[0]["log"], "-9")
                 self.assertEqual(world.secrets_state(), before)
 
+    def test_a_trusted_link_is_followed_under_the_name_that_a_member_gave_it(self):
+        """Who may write in a folder may rename the links of others in it."""
+        world = self.world()
+        path = world.visit("root", "log")[0]["path"].replace("\\", "/")[2:]
+        first = re.sub(r"(_\(\d+\))?\.log$", "", path)
+        link = world.root + "/link"
+        os.symlink(world.secrets + "/file", link)
+        before = world.secrets_state()
+        code = f"import os; os.rename({path!r}, {first + '_(9999).log'!r}); " \
+               f"os.rename({link!r}, {first + '.log'!r})"
+        subprocess.run(["python3", "-c", code], user=PLANTER, group=PLANTER, extra_groups=[GROUP],
+                       check=True)
+        world.visit("root", "log")
+        self.assertEqual(world.secrets_state(), before)
+
 
 class OneWay(unittest.TestCase):
     """Each rule has one place, and no other code goes past it."""
