@@ -546,6 +546,16 @@ class Found(unittest.TestCase):
         world.visit("root", "log")
         self.assertEqual(world.secrets_state(), before)
 
+    def plant(self, world):
+        os.symlink(world.secrets + "/file", world.root + "/planted")
+        give_away(world.root + "/planted")
+
+    def test_a_relative_path_with_dots_reaches_a_planted_link(self):
+        world = self.world()
+        self.plant(world)
+        world.cwd = world.home
+        self.assertNotEqual(world.visit("root", "up")[0]["up"], "0")
+
 
 class OneWay(unittest.TestCase):
     """Each rule has one place, and no other code goes past it."""
