@@ -556,6 +556,14 @@ class Found(unittest.TestCase):
         world.cwd = world.home
         self.assertNotEqual(world.visit("root", "up")[0]["up"], "0")
 
+    def test_a_drive_with_dots_reaches_a_planted_link(self):
+        for drive in ["/home/../state", "/./state", "//state"]:
+            world = self.world()
+            self.plant(world)
+            world.environment["PLINTH_DRIVES"] = f"D={world.top}{drive}"
+            with self.subTest(drive=drive):
+                self.assertNotEqual(world.visit("root", "drive")[0]["drive"], "0")
+
 
 class OneWay(unittest.TestCase):
     """Each rule has one place, and no other code goes past it."""
