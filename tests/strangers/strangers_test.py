@@ -564,6 +564,15 @@ class Found(unittest.TestCase):
             with self.subTest(drive=drive):
                 self.assertNotEqual(world.visit("root", "drive")[0]["drive"], "0")
 
+    def test_a_refused_shared_folder_costs_a_message_for_each_text(self):
+        world = self.world(rooted=False)
+        shared = f"/dev/shm/plinth-{ROLES['outsider']}"
+        make_file(shared, 0o666)
+        os.chown(shared, PLANTER, PLANTER)
+        self.addCleanup(clear, shared)
+        said = world.visit("outsider", "often", "event")[1]
+        self.assertEqual(said.count("is not used"), 1, said)
+
 
 class OneWay(unittest.TestCase):
     """Each rule has one place, and no other code goes past it."""
