@@ -573,6 +573,20 @@ class Found(unittest.TestCase):
         said = world.visit("outsider", "often", "event")[1]
         self.assertEqual(said.count("is not used"), 1, said)
 
+    def test_a_small_registry_file_of_nested_keys_takes_all_memory(self):
+        """32 KB of text take 500 MB, four times as many for each doubling."""
+        world = self.world()
+        world.visit("root", "set")
+        with open(world.root + "/registry/HKEY_LOCAL_MACHINE.reg", "w", encoding="ascii") as file:
+            file.write("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE"
+                       + "\\a" * 16000 + "]\r\n")
+        process = world.start("root", "get")
+        _, status, used = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+        for pipe in [process.stdin, process.stdout, process.stderr]:
+            pipe.close()
+        self.assertLess(used.ru_maxrss, 150_000, "KB")
+
 
 class OneWay(unittest.TestCase):
     """Each rule has one place, and no other code goes past it."""
