@@ -587,6 +587,20 @@ class Found(unittest.TestCase):
             pipe.close()
         self.assertLess(used.ru_maxrss, 150_000, "KB")
 
+    def test_killed_writers_of_settings_leave_files_behind_for_ever(self):
+        world = self.world()
+        world.visit("root")
+        for number in range(30):
+            process = world.start("root", *["set"] * 2000)
+            try:
+                process.wait(0.05 + number * 0.003)
+            except subprocess.TimeoutExpired:
+                process.kill()
+            process.communicate()
+        world.visit("root", "set")
+        self.assertEqual([name for name in os.listdir(world.root + "/registry")
+                          if name.startswith(".plinth-")], [])
+
 
 class OneWay(unittest.TestCase):
     """Each rule has one place, and no other code goes past it."""
