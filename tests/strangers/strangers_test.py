@@ -601,6 +601,26 @@ class Found(unittest.TestCase):
         self.assertEqual([name for name in os.listdir(world.root + "/registry")
                           if name.startswith(".plinth-")], [])
 
+    def test_a_program_with_more_rights_loads_a_module_from_its_callers_folder(self):
+        world = self.world(rooted=False)
+        own = ROLES["outsider"]
+        for place in [f"/tmp/.plinth-{own}", f"/dev/shm/plinth-{own}"]:
+            self.addCleanup(clear, place)
+        shutil.copy(BIN + "/plug_in.so", world.home + "/plug_in.so")
+        os.rename(BIN + "/plug_in.so", BIN + "/elsewhere.so")
+        loader = re.search(r"interpreter: (.*)\]", subprocess.run(
+            ["readelf", "-l", BIN + "/visitor"], capture_output=True, text=True).stdout)[1]
+
+        def gain_rights():
+            os.setgroups([])
+            os.setresgid(own, own, own)
+            os.setresuid(ROLES["member"], own, own)
+
+        ran = subprocess.run([loader, "--library-path", BIN, BIN + "/visitor", "plug"], env={},
+                             cwd=world.home, preexec_fn=gain_rights, capture_output=True,
+                             timeout=GUARD, text=True, check=False)
+        self.assertIn("plug 0\n", ran.stdout, ran.stderr)
+
 
 class OneWay(unittest.TestCase):
     """Each rule has one place, and no other code goes past it."""
