@@ -53,6 +53,7 @@ class World:
         self.top = f"{TOP}/world{World.number}"
         self.root = self.top + "/state"
         self.home = self.top + "/home"
+        self.cwd = "/"
         self.secrets = self.top + "/secrets"
         os.mkdir(self.top)
         os.chmod(self.top, 0o711)
@@ -91,8 +92,8 @@ class World:
 
     def start(self, role, *what):
         uid = ROLES[role]
-        return subprocess.Popen([BIN + "/visitor", *what], env=self.environment, cwd="/", user=uid,
-                                group=uid, extra_groups=[] if role == "outsider" else [GROUP],
+        return subprocess.Popen([BIN + "/visitor", *what], env=self.environment, cwd=self.cwd,
+                                user=uid, group=uid, extra_groups=[] if role == "outsider" else [GROUP],
                                 umask=0o007, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                 stderr=subprocess.PIPE)
 
@@ -497,6 +498,128 @@ class MoreRights(unittest.TestCase):
                          "PLINTH_DESKTOP, PLINTH_SHELL_OPEN, PLINTH_MESSAGEBOX\n")
         self.assertEqual(os.listdir(world.home), [])
         self.assertEqual(os.stat(state).st_mode & 0o7777, 0o700)
+
+
+class Found(unittest.TestCase):
+    """Ways past the rules, each by its symptom."""
+
+    def setUp(self):
+        needs_root()
+        make_programs()
+
+    def world(self, rooted=True):
+        world = World(rooted)
+        self.addCleanup(world.remove)
+        return world
+
+    def test_a_link_is_followed_in_a_folder_that_another_member_made(self):
+        """Any member can make a folder there, and so be the owner of the folder and of the link."""
+        for mode in [0o755, 0o2775]:
+            world = self.world()
+            path = world.visit("root", "log")[0]["path"].replace("\\", "/")[2:]
+            folder = os.path.dirname(path)
+            os.rename(folder, folder + ".old")
+            os.mkdir(folder)
+            first = re.sub(r"(_\(\d+\))?\.log$", "", path)
+            make_file(first + "_(9999).log", 0o666)
+            os.symlink(world.secrets + "/file", first + ".log")
+            give_away(first + ".log")
+            give_away(folder)
+            os.chmod(folder, mode)
+            before = world.secrets_state()
+            with self.subTest(mode=oct(mode)):
+                self.assertEqual(world.visit("root", "log")[0]["log"], "-9")
+                self.assertEqual(world.secrets_state(), before)
+
+    def test_a_trusted_link_is_followed_under_the_name_that_a_member_gave_it(self):
+        """Who may write in a folder may rename the links of others in it."""
+        world = self.world()
+        path = world.visit("root", "log")[0]["path"].replace("\\", "/")[2:]
+        first = re.sub(r"(_\(\d+\))?\.log$", "", path)
+        link = world.root + "/link"
+        os.symlink(world.secrets + "/file", link)
+        before = world.secrets_state()
+        code = f"import os; os.rename({path!r}, {first + '_(9999).log'!r}); " \
+               f"os.rename({link!r}, {first + '.log'!r})"
+        subprocess.run(["python3", "-c", code], user=PLANTER, group=PLANTER, extra_groups=[GROUP],
+                       check=True)
+        world.visit("root", "log")
+        self.assertEqual(world.secrets_state(), before)
+
+    def plant(self, world):
+        os.symlink(world.secrets + "/file", world.root + "/planted")
+        give_away(world.root + "/planted")
+
+    def test_a_relative_path_with_dots_reaches_a_planted_link(self):
+        world = self.world()
+        self.plant(world)
+        world.cwd = world.home
+        self.assertNotEqual(world.visit("root", "up")[0]["up"], "0")
+
+    def test_a_drive_with_dots_reaches_a_planted_link(self):
+        for drive in ["/home/../state", "/./state", "//state"]:
+            world = self.world()
+            self.plant(world)
+            world.environment["PLINTH_DRIVES"] = f"D={world.top}{drive}"
+            with self.subTest(drive=drive):
+                self.assertNotEqual(world.visit("root", "drive")[0]["drive"], "0")
+
+    def test_a_refused_shared_folder_costs_a_message_for_each_text(self):
+        world = self.world(rooted=False)
+        shared = f"/dev/shm/plinth-{ROLES['outsider']}"
+        make_file(shared, 0o666)
+        os.chown(shared, PLANTER, PLANTER)
+        self.addCleanup(clear, shared)
+        said = world.visit("outsider", "often", "event")[1]
+        self.assertEqual(said.count("is not used"), 1, said)
+
+    def test_a_small_registry_file_of_nested_keys_takes_all_memory(self):
+        """32 KB of text take 500 MB, four times as many for each doubling."""
+        world = self.world()
+        world.visit("root", "set")
+        with open(world.root + "/registry/HKEY_LOCAL_MACHINE.reg", "w", encoding="ascii") as file:
+            file.write("Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE"
+                       + "\\a" * 16000 + "]\r\n")
+        process = world.start("root", "get")
+        _, status, used = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+        for pipe in [process.stdin, process.stdout, process.stderr]:
+            pipe.close()
+        self.assertLess(used.ru_maxrss, 150_000, "KB")
+
+    def test_killed_writers_of_settings_leave_files_behind_for_ever(self):
+        world = self.world()
+        world.visit("root")
+        for number in range(30):
+            process = world.start("root", *["set"] * 2000)
+            try:
+                process.wait(0.05 + number * 0.003)
+            except subprocess.TimeoutExpired:
+                process.kill()
+            process.communicate()
+        world.visit("root", "set")
+        self.assertEqual([name for name in os.listdir(world.root + "/registry")
+                          if name.startswith(".plinth-")], [])
+
+    def test_a_program_with_more_rights_loads_a_module_from_its_callers_folder(self):
+        world = self.world(rooted=False)
+        own = ROLES["outsider"]
+        for place in [f"/tmp/.plinth-{own}", f"/dev/shm/plinth-{own}"]:
+            self.addCleanup(clear, place)
+        shutil.copy(BIN + "/plug_in.so", world.home + "/plug_in.so")
+        os.rename(BIN + "/plug_in.so", BIN + "/elsewhere.so")
+        loader = re.search(r"interpreter: (.*)\]", subprocess.run(
+            ["readelf", "-l", BIN + "/visitor"], capture_output=True, text=True).stdout)[1]
+
+        def gain_rights():
+            os.setgroups([])
+            os.setresgid(own, own, own)
+            os.setresuid(ROLES["member"], own, own)
+
+        ran = subprocess.run([loader, "--library-path", BIN, BIN + "/visitor", "plug"], env={},
+                             cwd=world.home, preexec_fn=gain_rights, capture_output=True,
+                             timeout=GUARD, text=True, check=False)
+        self.assertIn("plug 0\n", ran.stdout, ran.stderr)
 
 
 class OneWay(unittest.TestCase):

@@ -141,6 +141,37 @@ void open_document()
                                  nullptr, nullptr, L"C:\\tmp", nullptr, nullptr, 0))));
 }
 
+void read(const char* what, const wchar_t* path)
+{
+    QvFile file = nullptr;
+    const int status =
+        QV_OpenFile(path, QV_OPEN_READ, QV_SHARE_READ, QV_SECURITY_DEFAULT, &file);
+    if (status == QV_OK)
+        QV_CloseFile(file);
+    std::printf("%s %d\n", what, status);
+}
+
+void read_from_beside_the_root()
+{
+    read("up", L"..\\state\\planted");
+}
+
+void read_by_a_drive()
+{
+    read("drive", L"D:\\planted");
+}
+
+void load_by_a_bare_name()
+{
+    std::printf("plug %d\n", LoadLibraryW(L"plug_in") != nullptr);
+}
+
+void trace_often()
+{
+    for (int i = 0; i < 20; ++i)
+        trace();
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -156,7 +187,11 @@ int main(int argc, char** argv)
     const Part asked[] = {{"serve", serve},
                           {"beside", read_beside_a_change},
                           {"box", show_box},
-                          {"open", open_document}};
+                          {"open", open_document},
+                          {"up", read_from_beside_the_root},
+                          {"drive", read_by_a_drive},
+                          {"plug", load_by_a_bare_name},
+                          {"often", trace_often}};
     if (argc < 2)
         for (const Part& part : all)
             part.what();
