@@ -185,10 +185,27 @@ private:
     int m_error = 0;
 };
 
-// Writes beside the file and renames. 0 or an errno.
+// What the names of new files begin with until they are whole, behind the hive's own name.
+constexpr const char* unfinished = ".new-";
+
+// Writers that were killed leave such files. Needs the lock of the writers.
+void remove_unfinished(const std::string& path)
+{
+    const std::string beginning = path.substr(path.rfind('/') + 1) + unfinished;
+    DIR* const directory = sys::opendir(folder().c_str());
+    if (!directory)
+        return;
+    while (const dirent* const entry = sys::readdir(directory))
+        if (std::string_view(entry->d_name).starts_with(beginning))
+            sys::unlink((folder() + "/" + entry->d_name).c_str());
+    sys::closedir(directory);
+}
+
+// Writes beside the file and renames. 0 or an errno. Needs the lock of the writers.
 int replace_file(const std::string& path, const std::string& content)
 {
-    const std::string temporary = temporary_beside(path);
+    remove_unfinished(path);
+    const std::string temporary = temporary_beside(path, unfinished);
     const int fd =
         temporary.empty() ? -1 : sys::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0666);
     if (fd < 0)

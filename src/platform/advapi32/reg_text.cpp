@@ -1,5 +1,6 @@
 #include "reg_text.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "system/text.h"
@@ -13,6 +14,9 @@ namespace
 
 constexpr std::string_view heading = "Windows Registry Editor Version 5.00";
 constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+// Letters of keys whose names stand in no line of their own. A text that we write has none.
+constexpr size_t least_room = size_t{1} << 20;
+constexpr size_t room_per_byte = 16;
 constexpr size_t hex_wrap = 76; // columns after which a hex value goes on in the next line
 
 std::vector<BYTE> text_data(std::string_view utf8)
@@ -214,19 +218,26 @@ bool path_below(std::string_view key, std::string_view root, std::string_view& p
 }
 
 // A key exists with all the keys above it: those of one that was there already are.
-RegKey& make_key(Hive& hive, std::string_view path)
+// Null for one that is too deep, or if all keys together have more letters than there is room for:
+// each key is kept with its whole path, so that a short text could ask for any amount of memory.
+RegKey* make_key(Hive& hive, std::string_view path, size_t& room)
 {
     constexpr auto none = std::string_view::npos;
+    if (key_levels(path) > deepest_key)
+        return nullptr;
     std::string folded = fold_name(path);
     auto made = hive.try_emplace(folded, RegKey{std::string(path), {}});
     RegKey& key = made.first->second;
     for (size_t end = path.rfind('\\'); made.second && end != none; end = path.rfind('\\'))
     {
+        if (path.size() > room)
+            return nullptr;
+        room -= path.size();
         path = path.substr(0, end);
         folded.resize(folded.rfind('\\')); // folding keeps the separators
         made = hive.try_emplace(folded, RegKey{std::string(path), {}});
     }
-    return key;
+    return &key;
 }
 
 void remove_key(Hive& hive, const std::string& folded)
@@ -306,6 +317,11 @@ std::string fold_name(std::string_view name)
     return to_utf8(wide.data(), length);
 }
 
+size_t key_levels(std::string_view path)
+{
+    return path.empty() ? 0 : 1 + static_cast<size_t>(std::ranges::count(path, '\\'));
+}
+
 bool parse_reg_text(std::string_view text, std::string_view root, Hive& hive, size_t& line)
 {
     hive.clear();
@@ -320,6 +336,7 @@ bool parse_reg_text(std::string_view text, std::string_view root, Hive& hive, si
     if (!lines.next(current) || current != heading)
         return false;
     RegKey* key = nullptr;
+    size_t room = least_room + text.size() * room_per_byte;
     while (lines.next(current))
     {
         line = lines.number();
@@ -343,7 +360,11 @@ bool parse_reg_text(std::string_view text, std::string_view root, Hive& hive, si
         if (removes)
             remove_key(hive, fold_name(path));
         else
-            key = &make_key(hive, path);
+        {
+            key = make_key(hive, path, room);
+            if (!key)
+                return false;
+        }
     }
     return true;
 }

@@ -34,6 +34,10 @@ struct RegKey
 // itself is the empty path and always there.
 using Hive = std::map<std::string, RegKey>;
 
+// How deep keys may be nested, as on the system.
+inline constexpr size_t deepest_key = 512;
+size_t key_levels(std::string_view path);
+
 // Folded for comparison: without regard to case.
 std::string fold_name(std::string_view name);
 

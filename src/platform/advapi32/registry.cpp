@@ -163,6 +163,8 @@ LONG create_key(HKEY parent, LPCWSTR path, PHKEY result)
     if (!resolve(parent, from))
         return ERROR_INVALID_HANDLE;
     OpenKey key = below(from, path);
+    if (key_levels(key.name) > deepest_key)
+        return ERROR_INVALID_PARAMETER;
     const DWORD error = change_hive(key.hive,
                                     [&key](Hive& hive) -> DWORD
                                     {

@@ -161,6 +161,16 @@ void declare_dead(ChannelControl& control, uint32_t listener)
     g_objects.detach();
 }
 
+// Whether the listener waits for a text and none is on its way, though the buffer isn't signalled:
+// somebody has damaged the word. The buffer is taken then.
+bool signal_was_lost(const ChannelControl& control, uint32_t turn)
+{
+    const EventState& data = g_objects.data_ready();
+    uint32_t expected = 0;
+    return data.waiters.load() != 0 && data.signalled.load() == 0 && control.filled.load() == 0 &&
+           g_objects.buffer_ready().signalled.compare_exchange_strong(expected, turn);
+}
+
 // Waits until the listener gives the buffer. False if it is dead or does not take texts.
 bool wait_for_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, int64_t deadline)
 {
@@ -168,6 +178,8 @@ bool wait_for_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, 
     if (ready.try_take(turn))
         return true;
     const bool stuck = control.stuck.load(std::memory_order_relaxed) == listener;
+    if (stuck && signal_was_lost(control, turn))
+        return true;
     for (int64_t pause = first_look;; pause = pause * 2 < longest_look ? pause * 2 : longest_look)
     {
         const int64_t now = monotonic_ns();
@@ -176,6 +188,8 @@ bool wait_for_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, 
         {
             if (!g_objects.listener_lives())
                 declare_dead(control, listener);
+            else if (signal_was_lost(control, turn))
+                return true;
             control.stuck = listener;
             return false;
         }

@@ -41,7 +41,7 @@ constexpr int64_t pause_after_failure = 10 * gate_patience;
 ChannelControl* map_page(bool makes)
 {
     const std::string path = shared_folder() + page_name;
-    const int fd = sys::open(path.c_str(), O_RDWR | O_NOFOLLOW | (makes ? O_CREAT : 0), 0600);
+    const int fd = open_own(path, makes);
     if (fd < 0)
         return nullptr;
     struct stat found;

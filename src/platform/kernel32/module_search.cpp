@@ -2,6 +2,7 @@
 
 #include "path.h"
 #include "system/calls.h"
+#include "system/environment.h"
 
 namespace platform
 {
@@ -51,6 +52,15 @@ std::string absolute(const std::string& folder)
     return std::string(current) + "/" + folder;
 }
 
+// The current folder is the caller's choice: a program with more rights takes no code from it.
+std::vector<std::string> bare_name_folders()
+{
+    std::vector<std::string> folders{program_folder()};
+    if (!has_more_rights())
+        folders.push_back(absolute(""));
+    return folders;
+}
+
 } // namespace
 
 std::vector<std::string> module_file_names(const std::string& name)
@@ -77,7 +87,7 @@ std::vector<std::string> find_module_files(const std::string& native)
     const std::vector<std::string> names =
         module_file_names(bare ? native : native.substr(slash + 1));
     const std::vector<std::string> folders =
-        bare ? std::vector<std::string>{program_folder(), absolute("")}
+        bare ? bare_name_folders()
              : std::vector<std::string>{absolute(native.substr(0, slash + 1))};
     for (const std::string& folder : folders)
         for (const std::string& name : names)

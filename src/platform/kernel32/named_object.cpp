@@ -100,6 +100,17 @@ std::string named_object_path(NamedKind kind, const char* name)
     return shared_folder() + "/" + static_cast<char>(kind) + "-" + file_name(plain_name(name));
 }
 
+int open_own(const std::string& path, bool makes)
+{
+    const int flags = O_RDWR | O_NOFOLLOW | (makes ? O_CREAT : 0);
+    const int fd = sys::open(path.c_str(), flags, 0600);
+    if (fd >= 0 || !makes || (errno != ELOOP && errno != EACCES))
+        return fd;
+    if (sys::unlink(path.c_str()) != 0)
+        sys::rmdir(path.c_str());
+    return sys::open(path.c_str(), flags, 0600);
+}
+
 int reserve_shared(int fd, size_t size)
 {
     if (size <= reserved_at_once)
@@ -129,7 +140,8 @@ Held held(NamedKind kind, const char* name)
     const std::string path = named_object_path(kind, name);
     const int fd = path.empty() ? -1 : sys::open(path.c_str(), O_RDWR | O_NOFOLLOW);
     if (fd < 0)
-        return path.empty() || errno == ENOENT || errno == ELOOP ? Held::no : Held::unknown;
+        return path.empty() || errno == ENOENT || errno == ELOOP || errno == EACCES ? Held::no
+                                                                                    : Held::unknown;
     const Held state = held(fd);
     const int error = errno;
     sys::close(fd);
@@ -142,11 +154,10 @@ SharedGate::SharedGate() : m_fd(-1)
     if (shared_folder().empty())
         return;
     const std::string path = shared_folder() + "/gate";
-    constexpr int flags = O_RDWR | O_CREAT | O_NOFOLLOW;
-    m_fd = sys::open(path.c_str(), flags, 0600);
+    m_fd = open_own(path, true);
     // A session manager may have cleared the user's shared memory away at a logout.
     if (m_fd < 0 && errno == ENOENT && sys::mkdir(shared_folder().c_str(), 0700) == 0)
-        m_fd = sys::open(path.c_str(), flags, 0600);
+        m_fd = open_own(path, true);
     const int error = m_fd < 0 ? 0 : lock_within(gate_patience, m_fd, holder_byte, 1);
     if (error)
     {
@@ -202,7 +213,7 @@ DWORD NamedObject::join_under_gate(NamedKind kind, const char* name, const Conte
     if (const DWORD error = refuse_if_held(other_kind(kind), name))
         return error;
     int fd = sys::open(m_path.c_str(), O_RDWR | O_NOFOLLOW);
-    if (fd < 0 && errno != ENOENT && errno != ELOOP)
+    if (fd < 0 && errno != ENOENT && errno != ELOOP && errno != EACCES)
         return system_error(errno);
     if (fd >= 0)
     {
@@ -221,7 +232,7 @@ DWORD NamedObject::join_under_gate(NamedKind kind, const char* name, const Conte
         return ERROR_FILE_NOT_FOUND;
 
     // What is there now is what a dead holder left, or a stranger's.
-    if (sys::unlink(m_path.c_str()) != 0 && errno != ENOENT)
+    if (sys::unlink(m_path.c_str()) != 0 && errno != ENOENT && sys::rmdir(m_path.c_str()) != 0)
         return system_error(errno);
     fd = sys::open(m_path.c_str(), O_RDWR | O_NOFOLLOW | O_CREAT | O_EXCL, 0600);
     if (fd < 0)

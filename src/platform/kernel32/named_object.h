@@ -63,6 +63,11 @@ private:
 // The file of an object, for those who use it without holding it. Empty without a shared folder.
 std::string named_object_path(NamedKind kind, const char* name);
 
+// Opens a file of ours in the shared folder for reading and writing, and makes it if that is
+// wanted. A link or another thing in its place, from before the folder was private, is taken away
+// then. Negative with errno.
+int open_own(const std::string& path, bool makes);
+
 // Gives a file of shared memory at least the size; it never shrinks, as others may have it mapped.
 // Memory that is only promised ends a process by a signal when it runs out, so what is small is
 // reserved. Negative with errno.

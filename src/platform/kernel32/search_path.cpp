@@ -104,7 +104,8 @@ std::vector<std::string> folders_of(LPCWSTR path)
         const std::string text(program, static_cast<size_t>(length));
         folders.push_back(text.substr(0, text.rfind('/') + 1));
     }
-    folders.push_back(".");
+    if (!has_more_rights())
+        folders.push_back("."); // else the caller's choice
     const char* const along = environment("PATH");
     for (const std::string& item : split(along ? along : "", ':'))
         folders.push_back(item);

@@ -28,6 +28,7 @@ private:
 
 // A name beside the target that nobody uses and nobody can guess: it is to be made with O_EXCL.
 // Empty, with errno, if the system gives no random numbers.
-std::string temporary_beside(const std::string& target);
+// With a beginning, the name is the target's, the beginning and the part that can't be guessed.
+std::string temporary_beside(const std::string& target, const char* beginning = nullptr);
 
 } // namespace platform

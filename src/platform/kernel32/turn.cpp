@@ -51,20 +51,22 @@ bool Turn::wait(int64_t deadline, int64_t patience) const
     std::atomic<uint32_t>& turn = m_words.turn;
     const bool may_judge = deadline - monotonic_ns() >= patience / 10 * 9;
     uint32_t first = turn.load() & ~has_waiters; // the turn that we came upon
-    for (bool slept = false;; slept = true)
+    uint32_t slept_on = 0;                       // the turn during which this thread slept last
+    for (;;)
     {
         uint32_t now = turn.load();
         const uint32_t holder = now & ~has_waiters;
         const bool is_stuck = holder == m_words.jammed;
         const bool is_free =
-            holder == 0 || (is_stuck && m_words.shared) || (slept && holder_is_gone(holder));
+            holder == 0 || (is_stuck && m_words.shared) ||
+            (holder == slept_on && holder_is_gone(holder)); // a call, so not at each look
         // Others may wait too: who has waited wakes one of them.
         if (is_free && turn.compare_exchange_strong(now, m_mine | has_waiters))
             return true;
         if (is_free)
             continue;
         const int64_t moment = monotonic_ns();
-        if (moment >= deadline || (is_stuck && slept))
+        if (moment >= deadline || (is_stuck && holder == slept_on))
         {
             if (holder == first && may_judge) // else it may go on, if slowly
                 m_words.jammed = holder;
@@ -74,6 +76,7 @@ bool Turn::wait(int64_t deadline, int64_t patience) const
             first = 0;
         if ((now & has_waiters) == 0 && !turn.compare_exchange_strong(now, now | has_waiters))
             continue;
+        slept_on = holder;
         futex_wait(&turn, now | has_waiters,
                    is_stuck ? moment : std::min(deadline, moment + longest_sleep), m_words.shared);
     }

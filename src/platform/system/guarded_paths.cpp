@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include <linux/openat2.h>
 #include <sys/stat.h>
@@ -67,14 +68,14 @@ const char* own_link(int fd, char (&link)[link_room])
     return link;
 }
 
-// Whether the link can have been made by nobody but its folder's owner or ourselves.
-bool may_follow(int folder, const struct stat& link)
+// Whether the link was put there by somebody who is trusted.
+bool may_follow(int folder, const struct stat& link, uid_t owner)
 {
+    const auto trusted = [owner](uid_t user)
+    { return user == ::geteuid() || user == 0 || user == owner; };
     struct stat in;
-    if (::fstat(folder, &in) != 0)
-        return false;
-    return (in.st_mode & others_may_write) == 0 || link.st_uid == ::geteuid() ||
-           link.st_uid == in.st_uid;
+    return ::fstat(folder, &in) == 0 && trusted(in.st_uid) &&
+           ((in.st_mode & others_may_write) == 0 || trusted(link.st_uid));
 }
 
 bool kernel_protects_hard_links()
@@ -106,8 +107,8 @@ bool continue_behind(const char* target, size_t length, const char* rest, char* 
 
 // Walks from a folder over the levels of a path and judges each link itself. Gives the folder of
 // the last name, which is left in pending and is no link if links at the end are followed.
-// follows_last: also a link that stands at the end.
-int walk(int from, char (&pending)[longest_path], bool follows_last)
+// follows_last: also a link that stands at the end. owner: of the guarded folder.
+int walk(int from, char (&pending)[longest_path], bool follows_last, uid_t owner)
 {
     Step folder(from);
     char* at = pending;
@@ -140,7 +141,7 @@ int walk(int from, char (&pending)[longest_path], bool follows_last)
             char target[longest_path];
             if (++links > most_links)
                 return refuse(ELOOP);
-            if (!may_follow(folder.get(), found))
+            if (!may_follow(folder.get(), found, owner))
                 return refuse(EACCES);
             const ssize_t size = ::readlinkat(level.get(), "", target, sizeof target);
             if (size < 0)
@@ -196,6 +197,52 @@ int open_folder(const GuardedFolder& folder)
     return ::open(folder.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
 }
 
+// Root, who is trusted anyway, if it can't be told.
+uid_t owner_of(int folder)
+{
+    struct stat found;
+    return ::fstat(folder, &found) == 0 ? found.st_uid : 0;
+}
+
+// Whether a level of the path is "." or "..".
+bool has_dots(const char* path)
+{
+    for (const char* at = path; (at = std::strstr(at, "/.")); ++at)
+    {
+        const char* const end = at + 2 + (at[2] == '.');
+        if (*end == '/' || *end == '\0')
+            return true;
+    }
+    return false;
+}
+
+// Takes "." and ".." out of an absolute path by its letters, in place.
+void take_out_dots(char* path)
+{
+    char* written = path;
+    for (const char* at = path; *at;)
+    {
+        while (*at == '/')
+            ++at;
+        const size_t length = std::strcspn(at, "/");
+        const std::string_view level(at, length);
+        if (level == "..")
+            while (written > path && *--written != '/')
+            {
+            }
+        else if (!level.empty() && level != ".")
+        {
+            *written++ = '/';
+            std::memmove(written, at, length);
+            written += length;
+        }
+        at += length;
+    }
+    if (written == path)
+        *written++ = '/';
+    *written = '\0';
+}
+
 // The text of a path behind its folder's, or null. Several separators are as good as one.
 const char* behind(const char* path, const std::string& folder)
 {
@@ -238,7 +285,7 @@ int open_judged(const char* path, int flags)
         return refuse(ENAMETOOLONG);
     std::strcpy(pending, path);
     const int from = ::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
-    const Step folder(from < 0 ? -1 : walk(from, pending, true));
+    const Step folder(from < 0 ? -1 : walk(from, pending, true, 0));
     return folder.get() < 0 ? -1
                             : ::openat(folder.get(), *pending ? pending : ".",
                                        flags | O_PATH | O_NOFOLLOW | O_CLOEXEC);
@@ -252,15 +299,33 @@ int change_mode(int path_fd, mode_t mode)
 
 void GuardedPath::find(const char* path)
 {
+    const size_t length = std::strlen(path);
     if (*path != '/')
     {
         if (!::getcwd(m_absolute, sizeof m_absolute))
+        {
+            // In a folder that is gone the path leads nowhere, and the call on it says so.
+            if (errno != ENOENT)
+                m_error = ENAMETOOLONG;
             return;
-        const size_t length = std::strlen(m_absolute);
-        if (length + 1 + std::strlen(path) + 1 > sizeof m_absolute)
+        }
+        const size_t folder = std::strlen(m_absolute);
+        if (folder + 1 + length + 1 > sizeof m_absolute)
+        {
+            m_error = ENAMETOOLONG;
             return;
-        m_absolute[length] = '/';
-        std::strcpy(m_absolute + length + 1, path);
+        }
+        m_absolute[folder] = '/';
+        std::memcpy(m_absolute + folder + 1, path, length + 1);
+        path = m_absolute;
+    }
+    if (has_dots(path))
+    {
+        if (path != m_absolute && length >= sizeof m_absolute)
+            return; // too long for any call
+        if (path != m_absolute)
+            std::memcpy(m_absolute, path, length + 1);
+        take_out_dots(m_absolute);
         path = m_absolute;
     }
     for (const GuardedFolder* folder = g_guarded_folders.load(std::memory_order_acquire); folder;
@@ -276,6 +341,8 @@ void GuardedPath::find(const char* path)
 
 int GuardedPath::open_parent(const char*& name) const
 {
+    if (m_error)
+        return refuse(m_error);
     size_t length = std::strlen(m_rest);
     while (length > 0 && m_rest[length - 1] == '/')
         --length;
@@ -295,13 +362,15 @@ int GuardedPath::open_parent(const char*& name) const
     // A name that isn't followed ends the walk at its folder.
     const int from = open_folder(*m_folder);
     std::strcpy(folder + start, "x");
-    return from < 0 ? -1 : walk(from, folder, false);
+    return from < 0 ? -1 : walk(from, folder, false, owner_of(from));
 }
 
 // Opens without judging what is opened. parent: its folder, where links were on the way, else -1.
 int GuardedPath::open_any(int flags, mode_t mode, int& parent) const
 {
     parent = -1;
+    if (m_error)
+        return refuse(m_error);
     const int fd = open_without_links(*m_folder, m_rest, flags, mode);
     if (fd >= 0 || !has_to_walk(errno))
         return fd;
@@ -311,7 +380,9 @@ int GuardedPath::open_any(int flags, mode_t mode, int& parent) const
     std::strcpy(pending, m_rest);
     const int from = open_folder(*m_folder);
     const bool makes_new = (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0;
-    parent = from < 0 ? -1 : walk(from, pending, !makes_new && (flags & O_NOFOLLOW) == 0);
+    parent = from < 0
+                 ? -1
+                 : walk(from, pending, !makes_new && (flags & O_NOFOLLOW) == 0, owner_of(from));
     return parent < 0 ? -1 : ::openat(parent, *pending ? pending : ".", flags | O_NOFOLLOW, mode);
 }
 

@@ -6,8 +6,9 @@
 // followed as always.
 //
 // The rules:
-// - A link is followed if nobody but the owner of its folder could have put it there: others can't
-//   write in the folder, or the link belongs to the caller or to that owner.
+// - A link is followed if its folder belongs to somebody who is trusted, and either nobody else can
+//   write in that folder or the link belongs to somebody who is trusted, too: the caller, root, or
+//   the owner of the guarded folder. A member can make folders of his own below it.
 // - A file is opened only if it is a regular one, and the open never waits.
 // - A file with several names is refused if it belongs to somebody else, others may write in its
 //   folder, the folder isn't sticky, and the kernel lets people link to what isn't theirs.
@@ -32,8 +33,8 @@ inline constexpr size_t longest_path = 4096; // bytes, terminator included (PATH
 // end; the folder itself and the way to it aren't guarded.
 void guard_folder(const std::string& path);
 
-// open(2) of an absolute path anywhere, with the rule for links; the descriptor is for looking at
-// what was found (O_PATH).
+// open(2) of an absolute path anywhere, with the rule for links (the caller and root are trusted);
+// the descriptor is for looking at what was found (O_PATH).
 int open_judged(const char* path, int flags);
 
 // chmod(2) of what such a descriptor stands for.
@@ -61,7 +62,7 @@ public:
     }
     GuardedPath(const GuardedPath&) = delete;
     GuardedPath& operator=(const GuardedPath&) = delete;
-    explicit operator bool() const { return m_folder != nullptr; }
+    explicit operator bool() const { return m_folder || m_error; }
 
     // open(2), and fstat(2) of what was opened if that is wanted. It never waits. Cuts (O_TRUNC)
     // only what has passed.
@@ -80,8 +81,9 @@ private:
     int open_any(int flags, mode_t mode, int& parent) const;
 
     const GuardedFolder* m_folder = nullptr;
+    int m_error = 0; // an errno: it can't be told whether the path is guarded, so it is refused
     const char* m_rest = nullptr;  // what follows behind the folder and its separators
-    char m_absolute[longest_path]; // of a path that isn't
+    char m_absolute[longest_path]; // of a path that isn't, or that has "." or ".." in it
 };
 
 // Where the last name of a path lies, for the calls that take a folder and a name: all links on the

@@ -1,5 +1,7 @@
 #include "private_folder.h"
 
+#include <atomic>
+
 #include "calls.h"
 #include "report.h"
 
@@ -10,6 +12,22 @@ namespace
 {
 
 constexpr mode_t private_mode = 0700;
+
+// A folder may be asked for again and again; the user is told once.
+bool was_said(const std::string& folder)
+{
+    static std::atomic<size_t> s_said[4]; // a process has no more private folders
+    const size_t hash = std::hash<std::string>()(folder) | 1;
+    for (std::atomic<size_t>& said : s_said)
+    {
+        size_t expected = 0;
+        if (said.compare_exchange_strong(expected, hash))
+            return false;
+        if (expected == hash)
+            return true;
+    }
+    return true;
+}
 
 const char* why_not_private(const std::string& folder)
 {
@@ -31,7 +49,7 @@ const char* why_not_private(const std::string& folder)
 bool make_private(const std::string& folder)
 {
     const char* const reason = why_not_private(folder);
-    if (reason)
+    if (reason && !was_said(folder))
         report("the folder " + folder + " " + reason + " and is not used");
     return !reason;
 }

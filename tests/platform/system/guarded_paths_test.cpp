@@ -86,9 +86,12 @@ TEST_P(GuardedPaths, ALinkIsFollowedIfOnlyTheCallerOrTheFoldersOwnerCanHaveMadeI
     EXPECT_EQ(write("my_folder/file"), 0u);
     EXPECT_EQ(outside_text(), "new");
     EXPECT_EQ(write("mine", CREATE_ALWAYS), 0u);
-    // In a folder of theirs they may do as they like.
+    // A folder of theirs below the root makes nothing better.
     EXPECT_EQ(chown(shared.c_str(), stranger, stranger), 0);
-    EXPECT_EQ(write("theirs"), 0u);
+    EXPECT_EQ(write("theirs"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(write("mine"), ERROR_ACCESS_DENIED);
+    chmod(shared.c_str(), 0755);
+    EXPECT_EQ(write("theirs"), ERROR_ACCESS_DENIED);
     // Where nobody else can write, whoever owns the link had the owner's leave.
     EXPECT_EQ(chown(shared.c_str(), 0, 0), 0);
     chmod(shared.c_str(), 0755);
