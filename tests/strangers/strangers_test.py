@@ -24,6 +24,20 @@ TOP = os.environ["PLINTH_TEST_ROOT"]
 BIN = TOP + "/bin"
 
 
+def own_run_path(path):
+    """In the build folder the path for the loader may have empty parts, which mean the current
+    folder. No file that is installed has such a part (scripts/check_hardening)."""
+    found = re.search(r"RUNPATH.*\[(.*)\]", subprocess.run(
+        ["readelf", "-d", path], capture_output=True, text=True).stdout)
+    if found:
+        old = found[1].encode()
+        new = (old.strip(b":") or b"$ORIGIN").ljust(len(old), b"\0")
+        with open(path, "rb") as file:
+            content = file.read()
+        with open(path, "wb") as file:
+            file.write(content.replace(old + b"\0", new + b"\0"))
+
+
 def make_programs():
     os.chmod(TOP, 0o755)
     os.mkdir(BIN)
@@ -35,6 +49,7 @@ def make_programs():
             ["readelf", "-d", path], capture_output=True, text=True).stdout)
         copy = f"{BIN}/{found[1] if found else 'visitor' if 'visitor' in path else 'plug_in.so'}"
         shutil.copy(path, copy)
+        own_run_path(copy)
         os.chmod(copy, 0o755)
 
 
