@@ -8,7 +8,6 @@
 
 #include <sys/auxv.h>
 
-#include "calls.h"
 #include "report.h"
 
 namespace platform
@@ -42,7 +41,7 @@ void say_once_what_is_ignored()
 bool has_more_rights()
 {
     static const bool marked = ::getauxval(AT_SECURE) != 0;
-    return marked || sys::intercepted("AT_SECURE"); // a test can give the mark
+    return marked;
 }
 
 const char* environment(const char* name)
