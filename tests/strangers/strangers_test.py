@@ -12,6 +12,7 @@ import shutil
 import stat
 import struct
 import subprocess
+import tempfile
 import unittest
 
 # Other numbers in each test, as some places are named by them.
@@ -68,7 +69,6 @@ class World:
         self.top = f"{TOP}/world{World.number}"
         self.root = self.top + "/state"
         self.home = self.top + "/home"
-        self.cwd = "/"
         self.secrets = self.top + "/secrets"
         os.mkdir(self.top)
         os.chmod(self.top, 0o711)
@@ -107,7 +107,7 @@ class World:
 
     def start(self, role, *what):
         uid = ROLES[role]
-        return subprocess.Popen([BIN + "/visitor", *what], env=self.environment, cwd=self.cwd,
+        return subprocess.Popen([BIN + "/visitor", *what], env=self.environment, cwd="/",
                                 user=uid, group=uid, extra_groups=[] if role == "outsider" else [GROUP],
                                 umask=0o007, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                 stderr=subprocess.PIPE)
@@ -417,25 +417,17 @@ class Honest(unittest.TestCase):
         self.addCleanup(world.remove)
         return world
 
-    def test_the_state_root_may_be_a_link_to_another_disk(self):
+    def test_the_root_may_be_a_link_to_another_disk_keeps_its_mode_and_is_backed_up_by_links(self):
         world = self.world()
         os.rename(world.root, world.top + "/disk")
         os.symlink("disk", world.root)
-        for role in ["root", "member"]:
-            self.all_works(world, role)
-
-    def test_a_backup_by_links_may_be_made_of_it(self):
-        world = self.world()
-        self.all_works(world, "root")
-        subprocess.run(["cp", "-al", world.root, world.top + "/backup"], check=True)
-        for role in ["root", "member"]:
-            self.all_works(world, role)
-
-    def test_a_root_that_the_user_names_keeps_its_mode(self):
-        world = self.world()
-        os.chmod(world.root, 0o755)
-        self.all_works(world, "root")
-        self.assertEqual(os.stat(world.root).st_mode & 0o7777, 0o755)
+        os.chmod(world.root, 0o775)
+        for _ in range(2):
+            for role in ["root", "member"]:
+                self.all_works(world, role)
+            self.assertEqual(os.stat(world.root).st_mode & 0o7777, 0o775)
+            backup = tempfile.mkdtemp(dir=world.top)
+            subprocess.run(["cp", "-al", world.top + "/disk", backup], check=True)
 
     def own_state(self, world):
         state = world.home + "/.local/state/plinth"
@@ -476,7 +468,7 @@ class Honest(unittest.TestCase):
 class MoreRights(unittest.TestCase):
     """A program that has more rights than its caller (here: as after an exec of a setuid file)."""
 
-    def test_takes_nothing_from_its_callers_environment(self):
+    def test_takes_nothing_from_its_callers_environment_and_folder(self):
         needs_root()
         make_programs()
         world = World(rooted=False)
@@ -485,7 +477,8 @@ class MoreRights(unittest.TestCase):
         state = f"/tmp/.plinth-{own}"
         for place in [state, f"/dev/shm/plinth-{own}"]:
             self.addCleanup(clear, place)
-        opener = world.top + "/opener"
+        os.rename(BIN + "/plug_in.so", world.home + "/plug_in.so")
+        opener = world.home + "/opener"
         with open(opener, "w", encoding="ascii") as file:
             file.write(f"#!/bin/sh\necho opened by the caller > {world.home}/opened\n")
         os.chmod(opener, 0o755)
@@ -498,20 +491,18 @@ class MoreRights(unittest.TestCase):
             os.setresuid(ROLES["member"], own, own)
 
         ran = subprocess.run(
-            [loader, "--library-path", BIN, BIN + "/visitor", "log", "box", "open"],
+            [loader, "--library-path", BIN, BIN + "/visitor", "log", "box", "open", "plug"],
             env={"PLINTH_ROOT": world.home, "PLINTH_DRIVES": "D=/", "HOME": world.home,
-                 "PLINTH_DESKTOP": BIN + "/plug_in.so", "PLINTH_SHELL_OPEN": opener,
+                 "PLINTH_DESKTOP": world.home + "/plug_in.so", "PLINTH_SHELL_OPEN": opener,
                  "DISPLAY": ":0", "PLINTH_MESSAGEBOX": "ok"},
-            cwd="/", preexec_fn=gain_rights, start_new_session=True, capture_output=True,
+            cwd=world.home, preexec_fn=gain_rights, start_new_session=True, capture_output=True,
             timeout=GUARD, text=True, check=False)
         self.assertEqual(ran.returncode, 0, ran.stderr)
-        self.assertIn("log 0\n", ran.stdout)
-        self.assertIn("box 0\n", ran.stdout)
-        self.assertIn("open 31\n", ran.stdout)
+        self.assertRegex(ran.stdout, "^log 0\n.*\nbox 0\nopen 31\nplug 0\n$")
         self.assertEqual(ran.stderr, "plinth: this program has more rights than its caller; "
                          "ignored from the environment: PLINTH_ROOT, PLINTH_DRIVES, "
                          "PLINTH_DESKTOP, PLINTH_SHELL_OPEN, PLINTH_MESSAGEBOX\n")
-        self.assertEqual(os.listdir(world.home), [])
+        self.assertEqual(sorted(os.listdir(world.home)), ["opener", "plug_in.so"])
         self.assertEqual(os.stat(state).st_mode & 0o7777, 0o700)
 
 
@@ -549,12 +540,6 @@ class Found(unittest.TestCase):
     def plant(self, world):
         os.symlink(world.secrets + "/file", world.root + "/planted")
         give_away(world.root + "/planted")
-
-    def test_a_relative_path_with_dots_reaches_a_planted_link(self):
-        world = self.world()
-        self.plant(world)
-        world.cwd = world.home
-        self.assertNotEqual(world.visit("root", "up")[0]["up"], "0")
 
     def test_a_drive_with_dots_reaches_a_planted_link(self):
         for drive in ["/home/../state", "/./state", "//state"]:
@@ -600,26 +585,6 @@ class Found(unittest.TestCase):
         world.visit("root", "set")
         self.assertEqual([name for name in os.listdir(world.root + "/registry")
                           if not name.endswith((".reg", ".lock"))], [])
-
-    def test_a_program_with_more_rights_loads_a_module_from_its_callers_folder(self):
-        world = self.world(rooted=False)
-        own = ROLES["outsider"]
-        for place in [f"/tmp/.plinth-{own}", f"/dev/shm/plinth-{own}"]:
-            self.addCleanup(clear, place)
-        shutil.copy(BIN + "/plug_in.so", world.home + "/plug_in.so")
-        os.rename(BIN + "/plug_in.so", BIN + "/elsewhere.so")
-        loader = re.search(r"interpreter: (.*)\]", subprocess.run(
-            ["readelf", "-l", BIN + "/visitor"], capture_output=True, text=True).stdout)[1]
-
-        def gain_rights():
-            os.setgroups([])
-            os.setresgid(own, own, own)
-            os.setresuid(ROLES["member"], own, own)
-
-        ran = subprocess.run([loader, "--library-path", BIN, BIN + "/visitor", "plug"], env={},
-                             cwd=world.home, preexec_fn=gain_rights, capture_output=True,
-                             timeout=GUARD, text=True, check=False)
-        self.assertIn("plug 0\n", ran.stdout, ran.stderr)
 
 
 class OneWay(unittest.TestCase):

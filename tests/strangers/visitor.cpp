@@ -5,9 +5,11 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <span>
+#include <map>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <vector>
 
 #include <plinth_w32_system.h>
 
@@ -144,16 +146,10 @@ void open_document()
 void read(const char* what, const wchar_t* path)
 {
     QvFile file = nullptr;
-    const int status =
-        QV_OpenFile(path, QV_OPEN_READ, QV_SHARE_READ, QV_SECURITY_DEFAULT, &file);
+    const int status = QV_OpenFile(path, QV_OPEN_READ, QV_SHARE_READ, QV_SECURITY_DEFAULT, &file);
     if (status == QV_OK)
         QV_CloseFile(file);
     std::printf("%s %d\n", what, status);
-}
-
-void read_from_beside_the_root()
-{
-    read("up", L"..\\state\\planted");
 }
 
 void read_by_a_drive()
@@ -177,27 +173,22 @@ void trace_often()
 int main(int argc, char** argv)
 {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
-    struct Part
-    {
-        const char* name;
-        void (*what)();
-    };
-    const Part all[] = {{"log", log},     {"set", set},     {"get", get},
-                        {"event", event}, {"trace", trace}, {"listen", listen}};
-    const Part asked[] = {{"serve", serve},
-                          {"beside", read_beside_a_change},
-                          {"box", show_box},
-                          {"open", open_document},
-                          {"up", read_from_beside_the_root},
-                          {"drive", read_by_a_drive},
-                          {"plug", load_by_a_bare_name},
-                          {"often", trace_often}};
-    if (argc < 2)
-        for (const Part& part : all)
-            part.what();
-    for (int i = 1; i < argc; ++i)
-        for (const auto& parts : {std::span<const Part>(all), std::span<const Part>(asked)})
-            for (const Part& part : parts)
-                if (std::strcmp(argv[i], part.name) == 0)
-                    part.what();
+    const std::map<std::string_view, void (*)()> parts{{"log", log},
+                                                       {"set", set},
+                                                       {"get", get},
+                                                       {"event", event},
+                                                       {"trace", trace},
+                                                       {"listen", listen},
+                                                       {"serve", serve},
+                                                       {"box", show_box},
+                                                       {"beside", read_beside_a_change},
+                                                       {"open", open_document},
+                                                       {"drive", read_by_a_drive},
+                                                       {"plug", load_by_a_bare_name},
+                                                       {"often", trace_often}};
+    std::vector<std::string_view> wanted(argv + 1, argv + argc);
+    if (wanted.empty())
+        wanted = {"log", "set", "get", "event", "trace", "listen"};
+    for (const std::string_view name : wanted)
+        parts.at(name)();
 }
