@@ -421,11 +421,11 @@ class Honest(unittest.TestCase):
         world = self.world()
         os.rename(world.root, world.top + "/disk")
         os.symlink("disk", world.root)
-        os.chmod(world.root, 0o775)
+        os.chmod(world.root, 0o2775)
         for _ in range(2):
             for role in ["root", "member"]:
                 self.all_works(world, role)
-            self.assertEqual(os.stat(world.root).st_mode & 0o7777, 0o775)
+            self.assertEqual(os.stat(world.root).st_mode & 0o7777, 0o2775)
             backup = tempfile.mkdtemp(dir=world.top)
             subprocess.run(["cp", "-al", world.top + "/disk", backup], check=True)
 
