@@ -1,5 +1,4 @@
-// The list view in report mode, through its messages; what a display is told; and editing
-// its labels.
+// The list view in report mode, through its messages; and editing its labels.
 
 #include "support/test.h"
 
@@ -8,7 +7,6 @@
 #include "support/list_messages.h"
 #include "support/refusal.h"
 #include "support/window_thread.h"
-#include "user32/desktop.h"
 
 namespace
 {
@@ -128,32 +126,6 @@ TEST_F(ListView, WritesNoMoreThanTheCallersRoom)
     for (const UINT message : {LVM_INSERTITEMW, LVM_SETITEMW, LVM_GETITEMW, LVM_GETITEMTEXTW,
                                LVM_INSERTCOLUMNW, LVM_GETCOLUMNW})
         EXPECT_EQ(send(message, 0), 0) << "a null structure";
-}
-
-std::vector<HWND> g_told;
-
-TEST_F(ListView, ADisplayIsToldOnceAndTakesTheChangesInOne)
-{
-    static PlinthDesktop recording = {};
-    recording.size = sizeof recording;
-    recording.rows_changed = [](HWND changed) { g_told.push_back(changed); };
-    const PlinthDesktopHost* const host = PlinthTestAttachDesktop(&recording);
-    ASSERT_NE(host, nullptr);
-    add_column(list, 0, L"column", 44);
-    for (int i = 0; i < 100; ++i)
-        add_row(list, i, L"row");
-    PlinthListChanges changes = {};
-    ASSERT_TRUE(host->list_take_changes(list, &changes));
-    set_cell(list, 60, 0, L"other");
-    set_cell(list, 50, 0, L"other");
-    EXPECT_EQ(g_told, (std::vector{list, list})) << "before and after the changes were taken";
-    ASSERT_TRUE(host->list_take_changes(list, &changes));
-    EXPECT_EQ(changes.first_changed, 50);
-    wchar_t text[4];
-    EXPECT_EQ(host->list_cell(list, 50, 0, text, 4), 5) << "the whole length";
-    EXPECT_EQ(test::utf8(text), "oth");
-    EXPECT_EQ(host->list_cell(list, 100, 0, text, 4), -1);
-    EXPECT_FALSE(host->list_take_changes(top, &changes)) << "no list view";
 }
 
 HANDLE g_release = nullptr;

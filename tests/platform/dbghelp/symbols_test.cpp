@@ -297,15 +297,4 @@ TEST(StackWalk, ServesManyThreadsConcurrently)
             });
 }
 
-TEST(StackWalk, RefusesOtherThreadsAndMachines)
-{
-    CONTEXT context{};
-    STACKFRAME64 frame{};
-    EXPECT_EQ(refusal(GetThreadContext(nullptr, &context)), ERROR_NOT_SUPPORTED);
-    EXPECT_EQ(refusal(StackWalk64(0x14C, process(), GetCurrentThread(), &frame, &context, nullptr,
-                                  nullptr, nullptr, nullptr)),
-              ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(SymFunctionTableAccess64(process(), 0x10), nullptr);
-}
-
 } // namespace

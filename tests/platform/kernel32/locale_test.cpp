@@ -85,9 +85,7 @@ std::string formatted(const wchar_t* value, const NUMBERFMTW& format)
     return formatted(value, &format);
 }
 
-using platform::date_shape;
 using platform::picture_from_format;
-using platform::time_shape;
 
 class Locale : public testing::Test
 {
@@ -339,25 +337,6 @@ TEST(LocalePicture, StandsForTheStrftimeFormat)
         EXPECT_EQ(picture_from_format(format, ""), picture) << format;
     EXPECT_EQ(picture_from_format("%r", "%p %I.%M"), "tt hh.mm");
     EXPECT_EQ(picture_from_format("%r", "%r"), "") << "a format that means itself";
-}
-
-TEST(LocalePicture, HasOrderAndSeparator)
-{
-    static constexpr std::tuple<const char*, int, const char*> rows[] = {
-        {"dd. MM. yyyy", 1, ". "},
-        {"yyyy.MM.dd.", 2, "."},
-        {"d MMM", 1, "/"}, // a blank divides words, not numbers
-        {"MM'of'yyyy", 0, "of"},
-        {"dd----MM----yyyy", 1, "/"}, // longer than a separator may be
-        {"", 0, "/"}};
-    for (const auto& [picture, order, separator] : rows)
-    {
-        const platform::DateShape shape = date_shape(picture);
-        EXPECT_EQ(std::tuple(shape.order, shape.separator), std::tuple(order, separator))
-            << picture;
-    }
-    EXPECT_EQ(time_shape("'kl. 'HH.mm").separator, ".");
-    EXPECT_TRUE(time_shape("").hours24);
 }
 
 // Conversion by code page: lengths and terminators.

@@ -1,6 +1,4 @@
-// Calendar time and random numbers of the runtime library.
-#include <set>
-
+// Calendar time of the runtime library.
 #include "support/test.h"
 
 #include <sys/timeb.h>
@@ -79,21 +77,6 @@ TEST_F(Time, AllReadTheShiftedClock)
     EXPECT_EQ(wcslen(text), 8u);
     PlinthTestReset();
     EXPECT_GE(_time64(nullptr), now);
-}
-
-TEST(Random, IsRepeatableForASeedInFifteenBits)
-{
-    srand(12345);
-    std::vector<int> first(20000);
-    std::ranges::generate(first, rand);
-    const std::set<int> different(first.begin(), first.end());
-    EXPECT_GE(*different.begin(), 0);
-    EXPECT_LE(*different.rbegin(), 32767);
-    EXPECT_GT(different.size(), 14000u) << "about 32,768 (1 - e^-0.61)";
-    srand(12345);
-    std::thread([] { srand(1); }).join();
-    for (const int value : first)
-        ASSERT_EQ(rand(), value) << "another thread's numbers don't disturb";
 }
 
 } // namespace

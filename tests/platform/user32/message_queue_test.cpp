@@ -173,39 +173,6 @@ TEST_F(MessageTimers, StartAnewUnderTheirIdAndGetAnIdOtherwise)
     EXPECT_NE(other, 77u) << "there is no such timer";
 }
 
-// Set in no order, and some killed.
-TEST_F(MessageTimers, ComeByTheirMomentsHoweverManyThereAre)
-{
-    // Moments on the monotonic clock, in ns, between which each timer is due.
-    std::map<UINT_PTR, std::pair<int64_t, int64_t>> due;
-    constexpr UINT longest = 60; // ms
-    for (UINT i = 0; i < 300; ++i)
-    {
-        const UINT milliseconds = 10 + i * 37 % (longest - 10);
-        const int64_t period = milliseconds * int64_t{1'000'000};
-        const int64_t before = now_ns();
-        const UINT_PTR id = set(milliseconds);
-        if (i % 7 == 0)
-            EXPECT_TRUE(KillTimer(nullptr, id));
-        else
-            due[id] = {before + period, now_ns() + period};
-    }
-    const int64_t start = now_ms();
-    while (now_ms() - start < longest) // all are due: the order is what is under test
-        Sleep(longest);
-    int64_t latest = 0;
-    while (!due.empty())
-    {
-        MSG message;
-        ASSERT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
-        const auto at = due.find(message.wParam);
-        ASSERT_NE(at, due.end()) << "one that was killed, or again before the others";
-        EXPECT_GE(at->second.second, latest);
-        latest = std::max(latest, at->second.first);
-        due.erase(at);
-    }
-}
-
 TEST_F(MessageTimers, BelongToTheirThreadAndGoWithIt)
 {
     const UINT_PTR mine = set(60'000);

@@ -5,10 +5,8 @@
 #include "support/test.h"
 
 #include "failure.h"
-#include "line_format.h"
 #include "line_source.h"
 #include "log_source.h"
-#include "output_file.h"
 #include "process_names.h"
 #include "record_time.h"
 #include "support/environment.h"
@@ -154,29 +152,6 @@ TEST(LineSplitting, ALineThatNeverEndsComesInParts)
     EXPECT_EQ(lines.take_rest(), "end");
 }
 
-using Saving = Sources;
-
-TEST_F(Saving, ShownIsWhatTheFilterLetsThroughAndAllIsEverythingKept)
-{
-    Store store;
-    for (const char* const text : {"one", "two", "three"})
-        store.append({.time = 1'000'000, .process = 12, .text = text});
-    store.append(loss_of(3, "3 records lost"));
-    View view(store, {.exclude = {Pattern("two")}});
-    view.advance(SIZE_MAX);
-    const std::string shown = path("shown \u00e9.txt"), all = path("all.txt");
-    const LineStyle style{.colour = true, .highlights = Highlights({Pattern("one")})};
-    EXPECT_EQ(save_shown(shown, store, view, style), 3u);
-    EXPECT_EQ(test::read_file(shown), "     12 ?             one\n     12 ?             three\n"
-                                      "-- 3 records lost --\n");
-    EXPECT_EQ(save_all(all, store), 4u);
-    EXPECT_NE(test::read_file(all).find(local_text(1'000'000) + "       12 ?             two\n"),
-              std::string::npos)
-        << test::read_file(all);
-    for (const std::string& bad : {path("missing/x"), std::string("/dev/full")})
-        EXPECT_THROW(save_all(bad, store), Failure) << bad;
-}
-
 TEST(ViewerOptions, SizesHaveUnitsAndALeast)
 {
     const auto keep = [](const char* text)
@@ -244,15 +219,6 @@ TEST(ProcessNamesCache, AsksOnceAndKeepsTheNameOfOneThatHasEnded)
     EXPECT_EQ(*names.name_of(5, start + 20s), "second") << "the id was given again";
     g_facts.reset();
     EXPECT_EQ(names.name_of(6, start + 20s), nullptr);
-}
-
-TEST(ProcessNamesCache, TheSystemKnowsThisProgram)
-{
-    const std::optional<ProcessFacts> facts = facts_of(static_cast<DWORD>(getpid()));
-    ASSERT_TRUE(facts);
-    EXPECT_EQ(facts->name, "tools_viewing_tests");
-    EXPECT_NE(facts->start, 0u);
-    EXPECT_EQ(facts_of(0x7fffffff), std::nullopt);
 }
 
 } // namespace

@@ -86,21 +86,6 @@ TEST_F(StoreView, AChangedFilterLooksAtAllThatIsKeptAndLossesAreShownWhateverItI
     EXPECT_EQ(counts(), (Counts{0, 3, 2, 12, 0}));
 }
 
-TEST_F(StoreView, APausedViewStandsStillAndTellsHowManyWait)
-{
-    add("ab");
-    rows();
-    view.pause();
-    add("cd");
-    EXPECT_EQ(rows(), "ab");
-    EXPECT_EQ(view.waiting(), 2u);
-    view.set_filter(including("[bd]"));
-    EXPECT_EQ(rows(), "b") << "the filter counts, up to the pause";
-    view.resume();
-    EXPECT_EQ(rows(), "bd");
-    EXPECT_EQ(view.waiting(), 0u);
-}
-
 TEST_F(StoreView, RowsOfRecordsThatWentGoTooAndWhatWentDuringAPauseIsMissed)
 {
     add("abcd");

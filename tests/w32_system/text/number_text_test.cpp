@@ -49,17 +49,6 @@ TEST(NumberText, HugeNumbersAreShownInFullOrNotAtAll)
     }
 }
 
-TEST(NumberText, NoNumbersAreTheRuntimesWords)
-{
-    for (const double value : {std::nan(""), -HUGE_VAL})
-    {
-        wchar_t text[64] = {};
-        EXPECT_TRUE(QV_DoubleToStringEx(value, 2, text, 64, true, true, 2));
-        EXPECT_GE(wcslen32(text), 3u);
-        EXPECT_FALSE(QV_IsStringDouble(text));
-    }
-}
-
 // The buffer has exactly the size, so that a checker sees what is read or written beyond.
 TEST(NumberText, FitsWithItsTerminatorOrNot)
 {
