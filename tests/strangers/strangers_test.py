@@ -5,6 +5,7 @@ setting, makes an event, traces and listens. Each planted object lies where one 
 """
 import errno
 import fcntl
+import itertools
 import os
 import random
 import re
@@ -190,7 +191,7 @@ class Strangers(unittest.TestCase):
         needs_root()
         make_programs()
 
-    def planted(self, kind, only=None):
+    def planted(self, *kinds):
         """The object in each place that a visitor of each role uses: its visit ends, touches nobody
         else's file, and when the object is gone all is as before."""
         for role in ROLES:
@@ -201,7 +202,7 @@ class Strangers(unittest.TestCase):
             places = [*world.files(), world.root + "/registry/HKEY_LOCAL_MACHINE.reg.new",
                       shared, *[f"{shared}/{name}" for name in
                                 ["gate", "channel-3", "e-visitor", "e-DBWIN_BUFFER_READY"]]]
-            for place in places:
+            for kind, place in itertools.product(kinds, places):
                 with self.subTest(kind=kind, role=role, place=place[len(world.top):]):
                     self.visit_with(world, kind, role, place, usual)
             world.remove()
@@ -229,38 +230,17 @@ class Strangers(unittest.TestCase):
         for what in ["log", "set", "get", "event", "listen"]:
             self.assertEqual(again.get(what), usual.get(what), what)
 
-    def test_link_to_a_file(self):
-        self.planted("link_to_a_file")
+    def test_links(self):
+        self.planted("link_to_a_file", "link_to_a_folder", "dangling_link", "link_to_itself")
 
-    def test_link_to_a_folder(self):
-        self.planted("link_to_a_folder")
-
-    def test_dangling_link(self):
-        self.planted("dangling_link")
-
-    def test_link_to_itself(self):
-        self.planted("link_to_itself")
-
-    def test_hard_link(self):
+    def test_hard_links(self):
         self.planted("hard_link")
 
-    def test_fifo(self):
-        self.planted("fifo")
+    def test_what_is_no_file(self):
+        self.planted("fifo", "socket", "device", "directory")
 
-    def test_socket(self):
-        self.planted("socket")
-
-    def test_device(self):
-        self.planted("device")
-
-    def test_directory(self):
-        self.planted("directory")
-
-    def test_file_of_another(self):
-        self.planted("file_of_another")
-
-    def test_file_without_rights(self):
-        self.planted("file_without_rights")
+    def test_files_that_nobody_may_read(self):
+        self.planted("file_of_another", "file_without_rights")
 
     def test_the_log_file_that_would_be_chosen(self):
         """What isn't a readable regular file there stops the log, with a status."""
@@ -335,10 +315,6 @@ class SharedMemory(unittest.TestCase):
         self.world.visit("member", "listen")
         self.shared = self.world.shared("member")
 
-    def values(self):
-        chosen = random.randrange(2**32)
-        return [0, 1, 2**32 - 1, chosen]
-
     def scribble(self, name, word, value):
         with open(f"{self.shared}/{name}", "r+b") as file:
             file.seek(4 * word)
@@ -350,7 +326,7 @@ class SharedMemory(unittest.TestCase):
 
     def test_scribbled_words_of_the_control_page(self):
         for word in range(8):
-            for value in self.values():
+            for value in [0, 1, 2**32 - 1, random.randrange(2**32)]:
                 with self.subTest(word=word, value=value):
                     self.scribble("channel-3", word, value)
                     self.assert_works()
@@ -359,7 +335,7 @@ class SharedMemory(unittest.TestCase):
         names = {"channel-3": 8, "e-DBWIN_BUFFER_READY": 3, "e-DBWIN_DATA_READY": 3}
         for name, words in names.items():
             for word in range(words):
-                for value in self.values():
+                for value in [0, 1, 2**32 - 1, random.randrange(2**32)]:
                     with self.subTest(name=name, word=word, value=value):
                         server = self.world.start("member", "serve")
                         self.assertEqual(server.stdout.readline(), b"serves\n")
@@ -536,18 +512,6 @@ class Found(unittest.TestCase):
             with self.subTest(mode=oct(mode)):
                 self.assertEqual(world.visit("root", "log")[0]["log"], "-9")
                 self.assertEqual(world.secrets_state(), before)
-
-    def plant(self, world):
-        os.symlink(world.secrets + "/file", world.root + "/planted")
-        give_away(world.root + "/planted")
-
-    def test_a_drive_with_dots_reaches_a_planted_link(self):
-        for drive in ["/home/../state", "/./state", "//state"]:
-            world = self.world()
-            self.plant(world)
-            world.environment["PLINTH_DRIVES"] = f"D={world.top}{drive}"
-            with self.subTest(drive=drive):
-                self.assertNotEqual(world.visit("root", "drive")[0]["drive"], "0")
 
     def test_a_refused_shared_folder_costs_a_message_for_each_text(self):
         world = self.world(rooted=False)

@@ -143,20 +143,6 @@ void open_document()
                                  nullptr, nullptr, L"C:\\tmp", nullptr, nullptr, 0))));
 }
 
-void read(const char* what, const wchar_t* path)
-{
-    QvFile file = nullptr;
-    const int status = QV_OpenFile(path, QV_OPEN_READ, QV_SHARE_READ, QV_SECURITY_DEFAULT, &file);
-    if (status == QV_OK)
-        QV_CloseFile(file);
-    std::printf("%s %d\n", what, status);
-}
-
-void read_by_a_drive()
-{
-    read("drive", L"D:\\planted");
-}
-
 void load_by_a_bare_name()
 {
     std::printf("plug %d\n", LoadLibraryW(L"plug_in") != nullptr);
@@ -183,7 +169,7 @@ int main(int argc, char** argv)
                                                        {"box", show_box},
                                                        {"beside", read_beside_a_change},
                                                        {"open", open_document},
-                                                       {"drive", read_by_a_drive},
+
                                                        {"plug", load_by_a_bare_name},
                                                        {"often", trace_often}};
     std::vector<std::string_view> wanted(argv + 1, argv + argc);

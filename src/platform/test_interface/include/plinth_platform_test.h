@@ -76,13 +76,6 @@ extern "C"
     // process.
     PLINTH_PLATFORM_API const char* PlinthTestSharedFolder(void);
 
-    // Puts the test in the place of a display (structures: src/platform/user32/desktop.h), for the
-    // life of the process. Gives what it may call, null if there is a display already.
-    struct PlinthDesktop;
-    struct PlinthDesktopHost;
-    PLINTH_PLATFORM_API const struct PlinthDesktopHost*
-    PlinthTestAttachDesktop(const struct PlinthDesktop* desktop);
-
 #ifdef __cplusplus
 }
 #endif
