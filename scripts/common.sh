@@ -104,7 +104,8 @@ configure() {
             "Remove it, or work in a clone of your own."
     fi
     local made=build/$1/configured
-    [[ -f build/$1/build.ninja && $made -nt /var/lib/dpkg/status ]] && return 0
+    [[ -f build/$1/build.ninja && $made -nt /var/lib/dpkg/status && $made -nt CMakePresets.json ]] &&
+        return 0
     local output
     output=$(cmake --preset "$1" 2>&1) || {
         printf '%s\n' "$output" >&2
