@@ -55,11 +55,6 @@ def make_programs():
         os.chmod(copy, 0o755)
 
 
-def needs_root():
-    if os.geteuid() != 0:
-        raise unittest.SkipTest("needs root (Debian: sudo)")
-
-
 class World:
     """A fresh machine: a root as the packages make it, and things that only root may touch."""
 
@@ -184,13 +179,21 @@ KINDS = {
 }
 
 
-class Strangers(unittest.TestCase):
+class WithWorlds(unittest.TestCase):
     maxDiff = None
 
     def setUp(self):
-        needs_root()
+        if os.geteuid() != 0:
+            raise unittest.SkipTest("needs root (Debian: sudo)")
         make_programs()
 
+    def world(self, **how):
+        world = World(**how)
+        self.addCleanup(world.remove)
+        return world
+
+
+class Strangers(WithWorlds):
     def planted(self, *kinds):
         """The object in each place that a visitor of each role uses: its visit ends, touches nobody
         else's file, and when the object is gone all is as before."""
@@ -275,47 +278,43 @@ def lock(path, kind):
     return file
 
 
-class Waiting(unittest.TestCase):
+class Waiting(WithWorlds):
     def setUp(self):
-        needs_root()
-        make_programs()
-        self.world = World()
-        self.addCleanup(self.world.remove)
+        super().setUp()
+        self.here = self.world()
 
     def test_a_stopped_holder_of_a_gate_holds_nobody_up_for_ever(self):
-        self.world.visit("member")
-        shared = self.world.shared("member")
+        self.here.visit("member")
+        shared = self.here.shared("member")
         with lock(shared + "/gate", "gate"):
-            visited, _ = self.world.visit("member", "trace", "event", "log")
+            visited, _ = self.here.visit("member", "trace", "event", "log")
             self.assertEqual((visited["event"], visited["log"]), ("1450", "0"))
             os.remove(shared + "/channel-3")  # which can't be made without the gate
-            self.world.visit("member", *["trace"] * 50)
-        self.assertEqual(self.world.visit("member", "listen")[0]["listen"], "0")
+            self.here.visit("member", *["trace"] * 50)
+        self.assertEqual(self.here.visit("member", "listen")[0]["listen"], "0")
 
     def test_who_holds_the_registrys_lock_stops_changes_only_and_those_not_for_ever(self):
-        self.world.visit("member")
-        path = self.world.root + "/registry/HKEY_LOCAL_MACHINE.reg"
+        self.here.visit("member")
+        path = self.here.root + "/registry/HKEY_LOCAL_MACHINE.reg"
         with open(path, "rb") as file:
             before = file.read()
         with lock(path + ".lock", "registry"):
-            visited, _ = self.world.visit("member", "beside")
+            visited, _ = self.here.visit("member", "beside")
             self.assertEqual((visited["get"], visited["set"], visited["beside"]),
                              ("0", "1460", "0"))
             with open(path, "rb") as file:
                 self.assertEqual(file.read(), before)
-        self.assertEqual(self.world.visit("member", "set")[0]["set"], "0")
+        self.assertEqual(self.here.visit("member", "set")[0]["set"], "0")
 
 
-class SharedMemory(unittest.TestCase):
+class SharedMemory(WithWorlds):
     """Whatever stands in the shared memory: nobody crashes, and the next program's channel works."""
 
     def setUp(self):
-        needs_root()
-        make_programs()
-        self.world = World()
-        self.addCleanup(self.world.remove)
-        self.world.visit("member", "listen")
-        self.shared = self.world.shared("member")
+        super().setUp()
+        self.here = self.world()
+        self.here.visit("member", "listen")
+        self.shared = self.here.shared("member")
 
     def scribble(self, name, word, value):
         with open(f"{self.shared}/{name}", "r+b") as file:
@@ -323,8 +322,8 @@ class SharedMemory(unittest.TestCase):
             file.write(struct.pack("I", value))
 
     def assert_works(self):
-        self.world.visit("member", "listen")  # one may find it out
-        self.assertEqual(self.world.visit("member", "listen")[0]["listen"], "0")
+        self.here.visit("member", "listen")  # one may find it out
+        self.assertEqual(self.here.visit("member", "listen")[0]["listen"], "0")
 
     def test_scribbled_words_of_the_control_page(self):
         for word in range(8):
@@ -339,12 +338,12 @@ class SharedMemory(unittest.TestCase):
             for word in range(words):
                 for value in [0, 1, 2**32 - 1, random.randrange(2**32)]:
                     with self.subTest(name=name, word=word, value=value):
-                        server = self.world.start("member", "serve")
+                        server = self.here.start("member", "serve")
                         self.assertEqual(server.stdout.readline(), b"serves\n")
                         self.scribble(name, word, value)
-                        self.world.visit("member", "trace")
+                        self.here.visit("member", "trace")
                         server.stdin.write(b"\n\n")
-                        self.world.end_of(server, "member")
+                        self.here.end_of(server, "member")
                         self.assert_works()
 
     def test_files_that_were_cut(self):
@@ -357,13 +356,9 @@ class SharedMemory(unittest.TestCase):
                     self.assert_works()
 
 
-class Leftovers(unittest.TestCase):
+class Leftovers(WithWorlds):
     def test_shared_folders_of_roots_that_are_gone_are_removed_unless_in_use(self):
-        needs_root()
-        make_programs()
-        gone, used, last = World(), World(), World()
-        for world in [gone, used, last]:
-            self.addCleanup(world.remove)
+        gone, used, last = self.world(), self.world(), self.world()
         gone.visit("root", "event")
         server = used.start("root", "serve")
         server.stdout.readline()
@@ -376,12 +371,8 @@ class Leftovers(unittest.TestCase):
         server.communicate()
 
 
-class Honest(unittest.TestCase):
+class Honest(WithWorlds):
     """What people do with good reason goes on working."""
-
-    def setUp(self):
-        needs_root()
-        make_programs()
 
     def all_works(self, world, role):
         visited, said = world.visit(role)
@@ -389,11 +380,6 @@ class Honest(unittest.TestCase):
                          dict.fromkeys(["log", "set", "get", "event", "listen"], "0"), said)
         self.assertEqual(said, "")
         return visited
-
-    def world(self, **how):
-        world = World(**how)
-        self.addCleanup(world.remove)
-        return world
 
     def test_the_root_may_be_a_link_to_another_disk_keeps_its_mode_and_is_backed_up_by_links(self):
         world = self.world()
@@ -443,14 +429,11 @@ class Honest(unittest.TestCase):
                           for name in sorted([last, state])])
 
 
-class MoreRights(unittest.TestCase):
+class MoreRights(WithWorlds):
     """A program that has more rights than its caller (here: as after an exec of a setuid file)."""
 
     def test_takes_nothing_from_its_callers_environment_and_folder(self):
-        needs_root()
-        make_programs()
-        world = World(rooted=False)
-        self.addCleanup(world.remove)
+        world = self.world(rooted=False)
         own = ROLES["outsider"]
         state = f"/tmp/.plinth-{own}"
         for place in [state, f"/dev/shm/plinth-{own}"]:
@@ -484,17 +467,8 @@ class MoreRights(unittest.TestCase):
         self.assertEqual(os.stat(state).st_mode & 0o7777, 0o700)
 
 
-class Found(unittest.TestCase):
+class Found(WithWorlds):
     """Ways past the rules, each by its symptom."""
-
-    def setUp(self):
-        needs_root()
-        make_programs()
-
-    def world(self, rooted=True):
-        world = World(rooted)
-        self.addCleanup(world.remove)
-        return world
 
     def test_a_link_is_followed_in_a_folder_that_another_member_made(self):
         """Any member can make a folder there, and so be the owner of the folder and of the link."""

@@ -185,7 +185,8 @@ private:
     int m_error = 0;
 };
 
-// What the names of new files begin with until they are whole, behind the hive's own name.
+// A new file is called after the hive's file, with this and a random number added, until all of it
+// is written.
 constexpr const char* unfinished = ".new-";
 
 // Writers that were killed leave such files. Needs the lock of the writers.

@@ -14,7 +14,8 @@ namespace
 
 constexpr std::string_view heading = "Windows Registry Editor Version 5.00";
 constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
-// Letters of keys whose names stand in no line of their own. A text that we write has none.
+// How many bytes the paths may have, in all, of keys that have no line of their own in the text. In
+// a text that we have written, each key has one.
 constexpr size_t least_room = size_t{1} << 20;
 constexpr size_t room_per_byte = 16;
 constexpr size_t hex_wrap = 76; // columns after which a hex value goes on in the next line

@@ -246,7 +246,8 @@ enum class Sent
     overtaken, // this thread was stopped for so long that another writer has the turn
 };
 
-// Ends having the buffer without a text in it, unless another writer has it by now.
+// Makes the buffer free again without having written a text, unless another writer has taken it
+// over.
 void give_back(uint32_t turn)
 {
     uint32_t expected = turn;
@@ -265,8 +266,8 @@ Sent send_in_turn(ChannelControl& control, const char* text, size_t length)
         return Sent::no;
     if (!g_objects.attach(listener))
     {
-        // Without this each text of each process that comes later would look in vain again. A
-        // listener that is still making the others has its first object.
+        // Otherwise every later text, of every process, would look for the listener again. One that
+        // is still making its objects has the first of them already.
         if (held(NamedKind::event, first_object) == Held::no)
             declare_dead(control, listener);
         return Sent::no;

@@ -7,7 +7,8 @@
 //
 // - One word says whether there is a listener. Writers look at it before anything else, so that a
 //   text without a listener costs one load and no system call.
-// - One word gives one writer at a time the buffer. A writer that dies with it leaves its
+// - Another word says which writer may use the buffer. A writer that dies with the buffer leaves
+// its
 //   mark in the first event's word, and the next one puts the channel right.
 // - A writer that has waited its time for a listener says so there; the writers after it don't wait
 //   until the listener has taken a text.

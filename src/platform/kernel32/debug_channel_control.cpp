@@ -31,8 +31,8 @@ static_assert(sizeof(ChannelControl) <= page_size);
 // page must not wait for that thread. Two threads may both map it; one view is given back.
 std::atomic<ChannelControl*> g_page{nullptr};
 
-// After the gate was waited for in vain, nobody waits for it again before this moment: a text is
-// rather lost than held up each time.
+// When a wait for the gate has failed, no text waits for it again before this moment: losing texts
+// is better than a pause of a second at each.
 std::atomic<int64_t> g_next_try{0};
 constexpr int64_t pause_after_failure = 10 * gate_patience;
 

@@ -25,10 +25,10 @@ struct ChannelControl
     std::atomic<uint32_t> turn;       // which writer may use the buffer: see Turn
 };
 
-// The page, mapped at its first use. Null if there is no shared memory to be had. What stands in it
-// may come from anybody: each word is only ever compared, counted or replaced, and a page that
-// isn't one is made anew. Takes the gate of shared objects only if there is none yet, or if it
-// doesn't tell of a listener that lives.
+// The page, mapped at its first use. Null without shared memory. Any process of the user can have
+// written its words, so each is only compared, counted or replaced, and a page without its mark is
+// made anew. Takes the gate of shared objects only if there is no page yet, or if the page doesn't
+// name a listener that is there.
 ChannelControl* channel_control();
 
 // Gives a listener that came its number. Needs the gate.

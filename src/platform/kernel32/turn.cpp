@@ -14,7 +14,7 @@ namespace platform
 namespace
 {
 
-// A waiter looks again after so long whether the holder lives; a dead one wakes nobody.
+// A holder that died wakes nobody, so a waiter checks after this time whether it still lives.
 constexpr int64_t longest_sleep = 10'000'000; // ns
 
 constexpr uint32_t has_waiters = 1;

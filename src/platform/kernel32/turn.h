@@ -15,10 +15,10 @@ struct TurnWords
     bool shared;
 };
 
-// The first word holds the thread's number (22 bits, as many as the kernel gives), a count that
-// tells one turn of it from the next (9), and whether somebody waits (1). No lock of the C library:
-// such a one, in shared memory, ends the process if it finds something else in its words, and here
-// whatever stands there comes to an end.
+// The first word holds the thread's number (22 bits: the kernel has no greater ones), a count that
+// differs from one turn of the thread to its next (9 bits), and whether somebody waits (1 bit). A
+// lock of the C library would end the process if somebody damaged its words in shared memory; here
+// any value in them is given up or replaced after one wait.
 //
 // A turn is taken over from a thread that is no more. Between processes it is also taken over from
 // one that has had it for as long as somebody could wait: that one was stopped, or never was. It

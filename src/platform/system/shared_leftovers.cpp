@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "calls.h"
+#include "descriptor.h"
 
 namespace platform
 {
@@ -13,25 +13,10 @@ namespace
 constexpr char root_file[] = "/root";
 constexpr size_t hash_digits = 16;
 
-class OpenFile
+int open_here(const std::string& path, int flags)
 {
-public:
-    explicit OpenFile(const std::string& path, int flags)
-        : m_fd(sys::open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0600))
-    {
-    }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-    ~OpenFile()
-    {
-        if (m_fd >= 0)
-            sys::close(m_fd);
-    }
-    int fd() const { return m_fd; }
-
-private:
-    const int m_fd;
-};
+    return sys::open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0600);
+}
 
 std::vector<std::string> names_in(const std::string& folder)
 {
@@ -57,8 +42,8 @@ bool is_own_folder(const std::string& path)
 bool root_is_gone(const std::string& folder)
 {
     char root[longest_path];
-    const OpenFile file(folder + root_file, O_RDONLY);
-    const ssize_t size = file.fd() < 0 ? -1 : sys::read(file.fd(), root, sizeof root - 1);
+    const Descriptor file(open_here(folder + root_file, O_RDONLY));
+    const ssize_t size = file < 0 ? -1 : sys::read(file, root, sizeof root - 1);
     if (size <= 0 || root[0] != '/')
         return false;
     root[size] = '\0';
@@ -68,12 +53,12 @@ bool root_is_gone(const std::string& folder)
 
 bool anybody_holds(const std::string& path)
 {
-    const OpenFile file(path, O_RDWR);
+    const Descriptor file(open_here(path, O_RDWR));
     struct flock range = {};
     range.l_type = F_WRLCK;
     range.l_whence = SEEK_SET;
-    return file.fd() >= 0 &&
-           (sys::fcntl_lock(file.fd(), F_OFD_GETLK, &range) != 0 || range.l_type != F_UNLCK);
+    return file >= 0 &&
+           (sys::fcntl_lock(file, F_OFD_GETLK, &range) != 0 || range.l_type != F_UNLCK);
 }
 
 void remove_folder(const std::string& folder)
@@ -91,10 +76,10 @@ void remove_folder(const std::string& folder)
 
 void name_root_of(const std::string& shared, const std::string& root)
 {
-    const OpenFile file(shared + root_file, O_WRONLY | O_CREAT | O_EXCL);
+    const Descriptor file(open_here(shared + root_file, O_WRONLY | O_CREAT | O_EXCL));
     // One that can't be written is never removed, as those of former versions.
-    if (file.fd() >= 0)
-        (void)sys::write(file.fd(), root.data(), root.size());
+    if (file >= 0)
+        (void)sys::write(file, root.data(), root.size());
 }
 
 void remove_leftovers(const std::string& beside, const std::string& prefix)

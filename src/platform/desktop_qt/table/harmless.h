@@ -6,8 +6,8 @@
 namespace qt_table
 {
 
-// The text without what turns the order of characters and what nobody sees, which would let a cell
-// or a title pass for another: such a character is written as \xNN or \u{NNNN}. Tabs and line ends
+// The text with each invisible character, and each that changes the order of the others, written as
+// \xNN or \u{NNNN}: with them a cell or a title could look like another one. Tabs and line ends
 // stay.
 QString harmless(const QString& text);
 
