@@ -5,9 +5,14 @@
 // A copy is made under a temporary name beside its target and renamed, so that a failure leaves the
 // old target whole and no half file behind. No file that is held open through this interface can be
 // moved or deleted: none of its opens share deletion.
+#include <algorithm>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
+
+#include <strings.h>
 
 #include "file_status.h"
 #include "path.h"
@@ -94,7 +99,7 @@ DWORD replace_blocked(const char* target)
 
 DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfExists)
 {
-    const Descriptor from(sys::open(source.c_str(), O_RDONLY));
+    ClaimedFile from(sys::open(source.c_str(), O_RDONLY));
     struct stat found;
     if (from < 0)
         return errno == ENOENT ? source.not_found_error() : system_error(errno);
@@ -102,7 +107,7 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
         return system_error(errno);
     if (S_ISDIR(found.st_mode))
         return ERROR_ACCESS_DENIED;
-    if (const DWORD error = claim_share(from, {true, false, false, true, true}))
+    if (const DWORD error = from.claim({true, false, false, true, true}))
         return error;
     struct stat old;
     bool exists = sys::lstat(target.c_str(), &old) == 0;
@@ -121,7 +126,7 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
         return ERROR_SHARING_VIOLATION; // onto itself
     if (const DWORD error = replace_blocked(end))
         return error;
-    if (const DWORD error = DeleteClaim(end).error())
+    if (const DWORD error = DeleteClaim().take(end))
         return error;
     // Renaming asks for the folder's permission alone.
     if (exists && sys::access(end, W_OK) != 0)
@@ -136,15 +141,109 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
     if (!error && (sys::fchmod(to, found.st_mode & 0777) != 0 || sys::futimens(to, times) != 0))
         error = errno;
     // Somebody may have opened the target meanwhile.
-    const DeleteClaim claim(end);
-    if (!error && !claim.error() &&
+    DeleteClaim claim;
+    const DWORD refused = error ? 0 : claim.take(end);
+    if (!error && !refused &&
         (failIfExists ? rename_to_new(temporary.c_str(), end)
                       : sys::rename(temporary.c_str(), end)) != 0)
         error = errno;
-    if (error || claim.error())
+    if (error || refused)
         sys::unlink(temporary.c_str());
-    return error ? system_error(error) : claim.error();
+    return error ? system_error(error) : refused;
 }
+
+// The folder of a path.
+bool stat_folder(const char* path, struct stat& folder)
+{
+    const char* const slash = std::strrchr(path, '/');
+    char text[native_path_limit] = ".";
+    if (slash)
+    {
+        const size_t length = std::max<size_t>(1, static_cast<size_t>(slash - path));
+        std::memcpy(text, path, length);
+        text[length] = '\0';
+    }
+    return sys::stat(text, &folder) == 0;
+}
+
+// Whether two names of one file are one entry of one folder, and not two hard links. Names that
+// differ only in their case may be one entry: it depends on the folder.
+bool is_same_entry(const char* a, const char* b)
+{
+    const auto name = [](const char* path)
+    {
+        const char* const slash = std::strrchr(path, '/');
+        return slash ? slash + 1 : path;
+    };
+    struct stat folder_a;
+    struct stat folder_b;
+    return strcasecmp(name(a), name(b)) == 0 && stat_folder(a, folder_a) &&
+           stat_folder(b, folder_b) && is_same_file(folder_a, folder_b);
+}
+
+// A move of one file or folder, whose path was just looked at.
+class Move
+{
+public:
+    Move(const NativePath& from, const NativePath& to, const struct stat& moved)
+        : m_from(from), m_to(to), m_moved(moved)
+    {
+        struct stat old;
+        const bool exists = sys::lstat(to.c_str(), &old) == 0;
+        m_is_same = exists && is_same_file(moved, old);
+        m_target_first =
+            exists && std::pair(old.st_dev, old.st_ino) < std::pair(moved.st_dev, moved.st_ino);
+    }
+
+    BOOL without_replacing()
+    {
+        if (const DWORD error = m_source.take(m_from.c_str()))
+            return fail_with(error);
+        if (rename_to_new(m_from.c_str(), m_to.c_str()) == 0)
+            return TRUE;
+        const int error = errno;
+        return error == EEXIST && m_is_same && is_onto_itself() ? TRUE
+                                                                : m_to.fail(error, Context::directory);
+    }
+
+    BOOL replacing()
+    {
+        if (const DWORD error = claim_both())
+            return fail_with(error);
+        // To the kernel two hard links of one file are the same, and nothing is to be done.
+        const bool is_other_link = m_is_same && !is_onto_itself();
+        return (is_other_link ? sys::unlink(m_from.c_str())
+                              : sys::rename(m_from.c_str(), m_to.c_str())) == 0
+                   ? TRUE
+                   : m_to.fail(errno);
+    }
+
+private:
+    bool is_onto_itself() const
+    {
+        return m_moved.st_nlink == 1 || S_ISDIR(m_moved.st_mode) ||
+               is_same_entry(m_from.c_str(), m_to.c_str());
+    }
+
+    // In an order of the files, so that no two moves wait for each other. One file is claimed once.
+    DWORD claim_both()
+    {
+        const DWORD target = m_target_first && !m_is_same ? m_target.take(m_to.c_str()) : 0;
+        if (const DWORD error = m_source.take(m_from.c_str()))
+            return error;
+        if (const DWORD error = replace_blocked(m_to.c_str()))
+            return error;
+        return m_target_first || m_is_same ? target : m_target.take(m_to.c_str());
+    }
+
+    const NativePath& m_from;
+    const NativePath& m_to;
+    const struct stat& m_moved;
+    bool m_is_same;
+    bool m_target_first;
+    DeleteClaim m_source;
+    DeleteClaim m_target;
+};
 
 } // namespace
 
@@ -178,26 +277,8 @@ extern "C" BOOL MoveFileExW(LPCWSTR source, LPCWSTR target, DWORD flags)
     struct stat moved;
     if (sys::lstat(from.c_str(), &moved) != 0)
         return from.fail(errno);
-    const DeleteClaim source_claim(from.c_str());
-    if (source_claim.error())
-        return fail_with(source_claim.error());
-    if ((flags & MOVEFILE_REPLACE_EXISTING) == 0)
-    {
-        if (rename_to_new(from.c_str(), to.c_str()) == 0)
-            return TRUE;
-        const int error = errno;
-        struct stat old;
-        if (error == EEXIST && sys::lstat(to.c_str(), &old) == 0 && is_same_file(moved, old) &&
-            (moved.st_nlink == 1 || S_ISDIR(moved.st_mode)))
-            return TRUE; // onto itself
-        return to.fail(error, Context::directory);
-    }
-    if (const DWORD error = replace_blocked(to.c_str()))
-        return fail_with(error);
-    const DeleteClaim target_claim(to.c_str());
-    if (target_claim.error())
-        return fail_with(target_claim.error());
-    return sys::rename(from.c_str(), to.c_str()) == 0 ? TRUE : to.fail(errno);
+    Move move(from, to, moved);
+    return (flags & MOVEFILE_REPLACE_EXISTING) != 0 ? move.replacing() : move.without_replacing();
 }
 
 extern "C" BOOL DeleteFileW(LPCWSTR path)
@@ -210,8 +291,8 @@ extern "C" BOOL DeleteFileW(LPCWSTR path)
         return native.fail(errno);
     if (S_ISDIR(found.st_mode) || is_read_only(found))
         return fail_with(ERROR_ACCESS_DENIED);
-    const DeleteClaim claim(native.c_str());
-    if (claim.error())
-        return fail_with(claim.error());
+    DeleteClaim claim;
+    if (const DWORD error = claim.take(native.c_str()))
+        return fail_with(error);
     return sys::unlink(native.c_str()) == 0 ? TRUE : native.fail(errno);
 }

@@ -98,7 +98,7 @@ int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, b
 }
 
 // What an opened descriptor still has to pass. 0 or a system error; gone: the file is deleted.
-DWORD admit(int fd, const char* path, const struct stat& found, bool created, DWORD share,
+DWORD admit(ClaimedFile& file, const char* path, const struct stat& found, bool created, DWORD share,
             const Wish& wish, bool& gone)
 {
     gone = false;
@@ -109,12 +109,12 @@ DWORD admit(int fd, const char* path, const struct stat& found, bool created, DW
     if ((wish.writes || wish.cuts) && !created && (found.st_mode & any_write_bit) == 0)
         return ERROR_ACCESS_DENIED; // read-only: enforced here, as root passes the kernel's check
     const DWORD error =
-        claim_share(fd, {wish.reads, wish.writes, wish.cuts && !created,
-                         (share & FILE_SHARE_READ) != 0, (share & FILE_SHARE_WRITE) != 0});
+        file.claim({wish.reads, wish.writes, wish.cuts && !created, (share & FILE_SHARE_READ) != 0,
+                    (share & FILE_SHARE_WRITE) != 0});
     if (error)
         return error;
-    gone = lost_its_name(fd, path);
-    if (wish.cuts && !created && sys::ftruncate(fd, 0) != 0)
+    gone = file.lost_its_name(path);
+    if (wish.cuts && !created && !gone && sys::ftruncate(file, 0) != 0)
         return system_error(errno);
     return 0;
 }
@@ -136,32 +136,28 @@ extern "C" HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share,
 
     bool created = false;
     bool gone = false;
-    int fd = -1;
+    ClaimedFile file;
     struct stat found;
     DWORD error = 0;
     // Each further attempt means that somebody has deleted the file once more.
     do
     {
-        if (fd >= 0)
-            sys::close(fd);
-        fd = open_by_disposition(native.c_str(), disposition, wish, created, found);
-        if (fd < 0)
+        file.reset(open_by_disposition(native.c_str(), disposition, wish, created, found));
+        if (file < 0)
         {
             native.fail(errno);
             return INVALID_HANDLE_VALUE;
         }
-        error = admit(fd, native.c_str(), found, created, share, wish, gone);
+        error = admit(file, native.c_str(), found, created, share, wish, gone);
     } while (gone && !error);
     if (error)
     {
-        sys::close(fd);
         fail_with(error);
         return INVALID_HANDLE_VALUE;
     }
     auto* const object =
-        new (std::nothrow) FileObject(fd, wish.reads, wish.writes, S_ISREG(found.st_mode));
-    if (!object)
-        sys::close(fd); // from here on the object's business
+        new (std::nothrow)
+        FileObject(std::move(file), wish.reads, wish.writes, S_ISREG(found.st_mode));
     const HANDLE handle = insert_handle(object);
     if (!handle)
         return INVALID_HANDLE_VALUE;

@@ -1,12 +1,12 @@
 // Byte-range locks, by locks of the open file description: they belong to the handle, meet other
-// handles of the same process too, and go with it.
+// handles of the same process too, and are taken back when it is closed.
 //
 // They bind those who lock; plain reads and writes of others pass. A handle for reading alone can
 // only hold a shared lock: it then makes sure that it is the only one.
 #include <algorithm>
 
 #include "file_object.h"
-#include "share_modes.h"
+#include "system/process_number.h"
 #include "windows.h"
 
 using namespace platform;
@@ -57,10 +57,30 @@ BOOL lock_range(FileObject& file, struct flock range)
 FileObject::Range joined(DWORD offsetLow, DWORD offsetHigh, DWORD sizeLow, DWORD sizeHigh)
 {
     return {(static_cast<uint64_t>(offsetHigh) << 32) | offsetLow,
-            (static_cast<uint64_t>(sizeHigh) << 32) | sizeLow};
+            (static_cast<uint64_t>(sizeHigh) << 32) | sizeLow, process_number()};
+}
+
+// 0 or an errno.
+int unlock_range(const FileObject& file, const FileObject::Range& locked)
+{
+    struct flock range;
+    if (locked.length == 0 || !clip(locked, range))
+        return 0;
+    range.l_type = F_UNLCK;
+    return sys::fcntl_lock(file.fd(), F_OFD_SETLK, &range) == 0 ? 0 : errno;
 }
 
 } // namespace
+
+// A forked child takes back what it locked itself, and nothing of its parent's.
+DWORD FileObject::close()
+{
+    if (!m_file.is_own())
+        for (const Range& range : m_ranges)
+            if (range.process == process_number())
+                unlock_range(*this, range);
+    return m_file.close() == 0 ? 0 : system_error(errno);
+}
 
 extern "C" BOOL LockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD sizeLow,
                          DWORD sizeHigh)
@@ -88,6 +108,7 @@ extern "C" BOOL LockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD s
     if (wanted.length != 0 && !lock_range(*object, range))
         return FALSE;
     object->m_ranges.push_back(wanted);
+    object->m_file.hold_range();
     return TRUE;
 }
 
@@ -99,13 +120,13 @@ extern "C" BOOL UnlockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD
         return FALSE;
     const FileObject::Range wanted = joined(offsetLow, offsetHigh, sizeLow, sizeHigh);
     const std::lock_guard guard(object->m_lock);
-    const auto found = std::find(object->m_ranges.begin(), object->m_ranges.end(), wanted);
-    struct flock range;
-    if (found == object->m_ranges.end() || !clip(wanted, range))
+    const auto found =
+        std::find_if(object->m_ranges.begin(), object->m_ranges.end(),
+                     [&wanted](const FileObject::Range& range) { return range.is(wanted); });
+    if (found == object->m_ranges.end())
         return fail_with(ERROR_NOT_LOCKED);
-    range.l_type = F_UNLCK;
-    if (wanted.length != 0 && sys::fcntl_lock(object->fd(), F_OFD_SETLK, &range) != 0)
-        return fail_errno(errno);
+    if (const int error = unlock_range(*object, wanted))
+        return fail_errno(error);
     object->m_ranges.erase(found);
     return TRUE;
 }

@@ -71,7 +71,7 @@ public:
             if (const int error = grow(file.fd(), there, size))
                 return system_error(error);
         }
-        // The duplicate keeps the file in use, with its share modes, as long as the mapping lives.
+        // The duplicate keeps the file's content; share modes and ranges go with the file's handle.
         m_own_fd = sys::duplicate(file.fd());
         m_size = size;
         return m_own_fd < 0 ? system_error(errno) : 0;

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "handle_table.h"
+#include "share_modes.h"
 #include "system/calls.h"
 #include "system/last_error.h"
 
@@ -16,14 +18,14 @@ class FileObject : public Object
 public:
     static constexpr ObjectKind object_kind = ObjectKind::file;
 
-    FileObject(int fd, bool readable, bool writable, bool regular)
-        : Object(object_kind), m_fd(fd), m_readable(readable), m_writable(writable),
+    FileObject(ClaimedFile&& file, bool readable, bool writable, bool regular)
+        : Object(object_kind), m_file(std::move(file)), m_readable(readable), m_writable(writable),
           m_regular(regular)
     {
     }
-    DWORD close() override { return sys::close(m_fd) == 0 ? 0 : system_error(errno); }
+    DWORD close() override;
 
-    int fd() const { return m_fd; }
+    int fd() const { return m_file; }
     bool readable() const { return m_readable; } // as the caller asked, whatever the descriptor is
     bool writable() const { return m_writable; }
     bool regular() const { return m_regular; }
@@ -32,13 +34,17 @@ public:
     {
         uint64_t offset;
         uint64_t length;
-        bool operator==(const Range&) const = default;
+        unsigned process; // that locked it: a forked child has the ranges of its parent too
+        bool is(const Range& other) const
+        {
+            return offset == other.offset && length == other.length;
+        }
     };
-    std::mutex m_lock;           // guards m_ranges; no other lock is taken while it is held
+    std::mutex m_lock; // guards m_file and m_ranges; no other lock is taken while it is held
+    ClaimedFile m_file;
     std::vector<Range> m_ranges; // what LockFile locked through this handle
 
 private:
-    const int m_fd;
     const bool m_readable;
     const bool m_writable;
     const bool m_regular;

@@ -2,7 +2,6 @@
 #include "modules.h"
 
 #include "file_status.h"
-#include "share_modes.h"
 #include "system/calls.h"
 #include "system/last_error.h"
 
@@ -19,9 +18,7 @@ void ModuleFile::close()
     if (m_view)
         sys::munmap(m_view, m_size);
     m_view = nullptr;
-    if (m_fd >= 0)
-        sys::close(m_fd);
-    m_fd = -1;
+    m_file.close();
 }
 
 DWORD ModuleFile::open(const char* native_path)
@@ -35,20 +32,20 @@ DWORD ModuleFile::open(const char* native_path)
 DWORD ModuleFile::map(const char* native_path)
 {
     // A pipe without a writer would hold an ordinary open up.
-    m_fd = sys::open(native_path, O_RDONLY | O_NOCTTY | O_NONBLOCK);
+    m_file.reset(sys::open(native_path, O_RDONLY | O_NOCTTY | O_NONBLOCK));
     struct stat found;
-    if (m_fd < 0 || sys::fstat(m_fd, &found) != 0)
+    if (m_file < 0 || sys::fstat(m_file, &found) != 0)
         return system_error(errno);
     if (!S_ISREG(found.st_mode) || found.st_size == 0)
         return ERROR_BAD_EXE_FORMAT;
-    if (const DWORD error = claim_share(m_fd, {.reads = true,
-                                               .writes = false,
-                                               .overwrites = false,
-                                               .shares_read = true,
-                                               .shares_write = false}))
+    if (const DWORD error = m_file.claim({.reads = true,
+                                            .writes = false,
+                                            .overwrites = false,
+                                            .shares_read = true,
+                                            .shares_write = false}))
         return error;
     m_size = static_cast<size_t>(found.st_size);
-    void* const view = sys::mmap(nullptr, m_size, PROT_READ, MAP_PRIVATE, m_fd, 0);
+    void* const view = sys::mmap(nullptr, m_size, PROT_READ, MAP_PRIVATE, m_file, 0);
     if (view == MAP_FAILED)
         return system_error(errno);
     m_view = view;
@@ -59,7 +56,7 @@ bool ModuleFile::is_replaced(const char* native_path) const
 {
     struct stat opened;
     struct stat named;
-    return sys::fstat(m_fd, &opened) == 0 && sys::stat(native_path, &named) == 0 &&
+    return sys::fstat(m_file, &opened) == 0 && sys::stat(native_path, &named) == 0 &&
            !is_same_file(opened, named);
 }
 

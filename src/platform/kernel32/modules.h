@@ -11,6 +11,7 @@
 #include <string>
 
 #include "pe/resource_tree.h"
+#include "share_modes.h"
 #include "windef.h"
 
 namespace platform
@@ -38,7 +39,7 @@ private:
     DWORD map(const char* native_path);
     void close();
 
-    int m_fd = -1;
+    ClaimedFile m_file;
     void* m_view = nullptr;
     size_t m_size = 0;
     pe::ResourceTree m_resources;

@@ -115,12 +115,6 @@ public:
         : Object(object_kind), m_delete_existing(delete_existing)
     {
     }
-    ~ResourceUpdate() override
-    {
-        if (m_fd >= 0)
-            sys::close(m_fd);
-    }
-
     // False, and the last error.
     bool open(LPCWSTR path)
     {
@@ -134,16 +128,14 @@ public:
         // Between the opening and the claim another update may have put a new file in the place.
         for (int attempt = 0; attempt < 16; ++attempt)
         {
-            m_fd = sys::open(real, O_RDWR | O_NOCTTY | O_NONBLOCK);
-            if (m_fd < 0)
+            m_file.reset(sys::open(real, O_RDWR | O_NOCTTY | O_NONBLOCK));
+            if (m_file < 0)
                 return native.fail(errno);
             const DWORD error = admit();
             if (error)
                 return fail_with(error);
             if (is_current())
                 return true;
-            sys::close(m_fd);
-            m_fd = -1;
         }
         return fail_with(ERROR_SHARING_VIOLATION);
     }
@@ -163,7 +155,7 @@ public:
         View view;
         pe::Image image;
         pe::ResourceSet set;
-        if (const DWORD error = view.open(m_fd))
+        if (const DWORD error = view.open(m_file))
             return error;
         if (!image.parse(view.bytes()) || (!m_delete_existing && !pe::read_resources(image, set)))
             return ERROR_BAD_EXE_FORMAT;
@@ -173,30 +165,30 @@ public:
         if (const DWORD error = pe::rewrite_resources(image, set, pieces))
             return error;
         const int error =
-            replace_file(m_path, pieces, image.checksum_field(), {m_fd, view.bytes()});
+            replace_file(m_path, pieces, image.checksum_field(), {m_file, view.bytes()});
         return error ? system_error(error) : 0;
     }
 
 private:
     // What the opened file has to pass. 0 or a system error.
-    DWORD admit() const
+    DWORD admit()
     {
         struct stat found;
-        if (sys::fstat(m_fd, &found) != 0)
+        if (sys::fstat(m_file, &found) != 0)
             return system_error(errno);
         if (!S_ISREG(found.st_mode))
             return ERROR_BAD_EXE_FORMAT;
         if ((found.st_mode & any_write_bit) == 0)
             return ERROR_ACCESS_DENIED; // read-only, for root too
-        if (const DWORD error = claim_share(m_fd, {.reads = true,
-                                                   .writes = true,
-                                                   .overwrites = true,
-                                                   .shares_read = false,
-                                                   .shares_write = false}))
+        if (const DWORD error = m_file.claim({.reads = true,
+                                                .writes = true,
+                                                .overwrites = true,
+                                                .shares_read = false,
+                                                .shares_write = false}))
             return error;
         View view;
         pe::Image image;
-        if (const DWORD error = view.open(m_fd))
+        if (const DWORD error = view.open(m_file))
             return error;
         return image.parse(view.bytes()) ? 0 : ERROR_BAD_EXE_FORMAT;
     }
@@ -205,7 +197,7 @@ private:
     {
         struct stat opened;
         struct stat named;
-        return sys::fstat(m_fd, &opened) == 0 && sys::stat(m_path.c_str(), &named) == 0 &&
+        return sys::fstat(m_file, &opened) == 0 && sys::stat(m_path.c_str(), &named) == 0 &&
                is_same_file(opened, named);
     }
 
@@ -239,7 +231,7 @@ private:
     }
 
     const bool m_delete_existing;
-    int m_fd = -1;
+    ClaimedFile m_file;
     std::string m_path; // without symbolic links
     std::mutex m_lock;  // guards m_changes; no other lock is taken while it is held
     std::map<pe::ResourceAddress, std::optional<std::vector<uint8_t>>> m_changes;

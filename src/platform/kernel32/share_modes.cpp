@@ -1,9 +1,11 @@
 #include "share_modes.h"
 
-#include <random>
+#include <utility>
 
 #include "file_status.h"
 #include "system/calls.h"
+#include "system/process_number.h"
+#include "system/timed_lock.h"
 #include "winerror.h"
 
 namespace platform
@@ -15,6 +17,7 @@ namespace
 // The order makes the common requests one contiguous range, so one call.
 enum Byte : off_t
 {
+    announced,
     denies_write,
     reads,
     held,
@@ -23,7 +26,7 @@ enum Byte : off_t
     byte_count
 };
 
-constexpr int attempts = 4;
+using Bytes = bool[byte_count];
 
 struct flock range_of(short type, off_t first, off_t count)
 {
@@ -35,121 +38,208 @@ struct flock range_of(short type, off_t first, off_t count)
     return range;
 }
 
-// Calls visit(first, count) for each run of set bytes; stops when it gives false.
-template <class Visit> bool for_each_run(const bool (&set)[byte_count], Visit visit)
+bool set_lock(int fd, short type, off_t first, off_t count)
 {
-    for (off_t at = 0; at < byte_count;)
+    struct flock range = range_of(type, first, count);
+    return sys::fcntl_lock(fd, F_OFD_SETLK, &range) == 0;
+}
+
+// Calls visit(first, count) for each run of equal bytes before the end whose value is this.
+template <class Visit> void for_each_run(const Bytes& bytes, bool value, off_t end, Visit visit)
+{
+    for (off_t at = 0; at < end;)
     {
-        if (!set[at])
-        {
+        const off_t first = at;
+        while (at < end && bytes[at] == value)
             ++at;
-            continue;
-        }
-        off_t end = at;
-        while (end < byte_count && set[end])
-            ++end;
-        if (!visit(at, end - at))
-            return false;
-        at = end;
+        if (at > first)
+            visit(first, at - first);
+        else
+            ++at;
     }
-    return true;
 }
 
-// False for a conflict. What can't be announced (a descriptor that can't read, a file system
-// without such locks) is asked for nevertheless; what can't be asked is taken to be free.
-bool try_claim(int fd, const bool (&own)[byte_count], const bool (&against)[byte_count])
+enum class Found
 {
-    for_each_run(own,
-                 [fd](off_t first, off_t count)
+    nothing,
+    announced,
+    settled
+};
+
+// Looks for others. What can't be asked is taken to be free.
+Found look(int fd, const Bytes& against)
+{
+    Found found = Found::nothing;
+    for_each_run(against, true, byte_count,
+                 [&](off_t first, off_t count)
                  {
-                     struct flock range = range_of(F_RDLCK, first, count);
-                     return sys::fcntl_lock(fd, F_OFD_SETLK, &range) == 0;
+                     // Asking for a write lock shows the read locks of other descriptions. An
+                     // announced claim is one range from its first byte on.
+                     struct flock range = range_of(F_WRLCK, first, count);
+                     if (found == Found::settled ||
+                         sys::fcntl_lock(fd, F_OFD_GETLK, &range) != 0 || range.l_type == F_UNLCK)
+                         return;
+                     found = range.l_start <= share_bytes_start + announced ? Found::announced
+                                                                            : Found::settled;
                  });
-    // Asking for a write lock shows the read locks of other descriptions; our own don't count.
-    return for_each_run(against,
-                        [fd](off_t first, off_t count)
-                        {
-                            struct flock range = range_of(F_WRLCK, first, count);
-                            return sys::fcntl_lock(fd, F_OFD_GETLK, &range) != 0 ||
-                                   range.l_type == F_UNLCK;
-                        });
-}
-
-void withdraw(int fd)
-{
-    struct flock range = range_of(F_UNLCK, 0, byte_count);
-    sys::fcntl_lock(fd, F_OFD_SETLK, &range);
-}
-
-void wait_a_little()
-{
-    static thread_local std::minstd_rand random(std::random_device{}());
-    const timespec pause{0, static_cast<long>(random() % 100'000)};
-    sys::clock_nanosleep(CLOCK_MONOTONIC, 0, &pause);
-}
-
-// Tries a few times: whom it meets may be about to withdraw for the same reason.
-DWORD claim(int fd, const bool (&own)[byte_count], const bool (&against)[byte_count])
-{
-    for (int attempt = 1; !try_claim(fd, own, against); ++attempt)
-    {
-        withdraw(fd);
-        if (attempt == attempts)
-            return ERROR_SHARING_VIOLATION;
-        wait_a_little();
-    }
-    return 0;
+    return found;
 }
 
 } // namespace
 
-DWORD claim_share(int fd, const ShareRequest& request)
+struct ClaimedFile::Claim
 {
-    if (!request.reads && !request.writes && !request.overwrites)
-        return 0;
-    bool own[byte_count] = {};
-    own[held] = true;
-    own[reads] = request.reads;
-    own[writes] = request.writes;
-    own[denies_read] = !request.shares_read;
-    own[denies_write] = !request.shares_write;
-    bool against[byte_count] = {};
-    against[denies_read] = request.reads;
-    against[denies_write] = request.writes || request.overwrites;
-    against[reads] = !request.shares_read;
-    against[writes] = !request.shares_write;
-    return claim(fd, own, against);
+    Bytes own = {};
+    Bytes against = {};
+    bool settles = true; // or stays announced to its end
+
+    bool denies() const { return own[denies_read] || own[denies_write]; }
+    off_t first() const
+    {
+        off_t at = announced;
+        while (!denies() && !own[at])
+            ++at;
+        return at;
+    }
+    off_t end() const
+    {
+        off_t at = byte_count;
+        while (!own[at - 1])
+            --at;
+        return at;
+    }
+};
+
+ClaimedFile::ClaimedFile(ClaimedFile&& other) noexcept
+    : m_fd(other.m_fd), m_holds(other.m_holds), m_waited(other.m_waited), m_process(other.m_process)
+{
+    other.release();
 }
 
-bool lost_its_name(int fd, const char* native_path)
+void ClaimedFile::reset(int fd)
+{
+    close();
+    m_fd = fd;
+}
+
+int ClaimedFile::close()
+{
+    if (m_fd < 0)
+        return 0;
+    if (m_holds && is_own())
+        unlock(m_fd, 0, 0); // everything, ranges too
+    return sys::close(release());
+}
+
+int ClaimedFile::release()
+{
+    m_holds = m_waited = false;
+    return std::exchange(m_fd, -1);
+}
+
+bool ClaimedFile::is_own() const
+{
+    return m_process == process_number();
+}
+
+// One range, which may cover more than the claim: those who meet an announced claim wait. What
+// can't be announced (a descriptor that can't read, a file system without such locks) goes without.
+void ClaimedFile::announce(const Claim& wanted)
+{
+    m_holds = set_lock(m_fd, F_RDLCK, wanted.first(), wanted.end() - wanted.first());
+}
+
+// Leaves only the claim's own bytes locked.
+void ClaimedFile::settle(const Claim& wanted) const
+{
+    if (m_holds && wanted.denies() && wanted.settles)
+        for_each_run(wanted.own, false, wanted.end(), [this](off_t first, off_t count)
+                     { set_lock(m_fd, F_UNLCK, first, count); });
+}
+
+void ClaimedFile::withdraw()
+{
+    if (std::exchange(m_holds, false))
+        set_lock(m_fd, F_UNLCK, announced, byte_count);
+}
+
+DWORD ClaimedFile::take(const Claim& wanted)
+{
+    Patience patience(gate_patience);
+    bool is_announced = false;
+    for (;;)
+    {
+        const Found found = look(m_fd, wanted.against);
+        if (found == Found::nothing && is_announced)
+        {
+            settle(wanted);
+            return 0;
+        }
+        if (found == Found::nothing)
+        {
+            announce(wanted);
+            is_announced = true;
+            continue;
+        }
+        if (found == Found::settled || wanted.denies())
+        {
+            withdraw();
+            is_announced = false;
+        }
+        m_waited = true;
+        if (found == Found::settled || !patience.pause())
+        {
+            withdraw();
+            return ERROR_SHARING_VIOLATION;
+        }
+    }
+}
+
+DWORD ClaimedFile::claim(const ShareRequest& request)
+{
+    m_process = process_number();
+    if (!request.reads && !request.writes && !request.overwrites)
+        return 0;
+    Claim wanted;
+    wanted.own[held] = true;
+    wanted.own[reads] = request.reads;
+    wanted.own[writes] = request.writes;
+    wanted.own[denies_read] = !request.shares_read;
+    wanted.own[denies_write] = !request.shares_write;
+    wanted.against[denies_read] = request.reads;
+    wanted.against[denies_write] = request.writes || request.overwrites;
+    wanted.against[reads] = !request.shares_read;
+    wanted.against[writes] = !request.shares_write;
+    return take(wanted);
+}
+
+DWORD ClaimedFile::claim_removal()
+{
+    m_process = process_number();
+    Claim wanted;
+    wanted.own[denies_read] = wanted.own[denies_write] = true;
+    wanted.against[held] = true;
+    wanted.settles = false;
+    return take(wanted);
+}
+
+bool ClaimedFile::lost_its_name(const char* native_path) const
 {
     struct stat found;
     struct stat named;
-    return sys::fstat(fd, &found) == 0 && found.st_nlink == 0 &&
+    return sys::fstat(m_fd, &found) == 0 && (found.st_nlink == 0 || m_waited) &&
            (sys::stat(native_path, &named) != 0 || !is_same_file(found, named));
 }
 
-DeleteClaim::DeleteClaim(const char* native_path)
+DWORD DeleteClaim::take(const char* native_path)
 {
     struct stat found;
     if (sys::lstat(native_path, &found) != 0 || !S_ISREG(found.st_mode))
-        return;
-    m_fd = sys::open(native_path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
-    if (m_fd < 0) // then nothing can be announced, but asked
-        m_fd = sys::open(native_path, O_WRONLY | O_NONBLOCK | O_NOFOLLOW);
-    if (m_fd < 0)
-        return;
-    bool own[byte_count] = {};
-    own[denies_read] = own[denies_write] = true;
-    bool against[byte_count] = {};
-    against[held] = true;
-    m_error = claim(m_fd, own, against);
-}
-
-DeleteClaim::~DeleteClaim()
-{
-    if (m_fd >= 0)
-        sys::close(m_fd);
+        return 0;
+    m_file.reset(sys::open(native_path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW));
+    if (m_file < 0) // then nothing can be announced, but asked
+        m_file.reset(sys::open(native_path, O_WRONLY | O_NONBLOCK | O_NOFOLLOW));
+    return m_file < 0 ? 0 : m_file.claim_removal();
 }
 
 } // namespace platform

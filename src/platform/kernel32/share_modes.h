@@ -1,16 +1,21 @@
 // Share modes, between processes too and without a server.
 //
 // Each open of a regular file announces what it does and what it denies by shared locks of its open
-// file description on a few bytes far beyond any file's end, then looks for locks of others on the
-// bytes that would contradict it. The kernel drops the locks with the descriptor, also when the
-// process is killed.
+// file description on a few bytes far beyond any file's end. An open first looks for locks of
+// others on the bytes that would contradict it, so that an open that must fail disturbs nobody.
+// Then it announces itself and looks again, so that of two opens that contradict each other at the
+// same moment at least one sees the other.
 //
-// Announcing comes first, so that of two opens that contradict each other at the same moment at
-// least one sees the other. Both may; each then withdraws and tries again after a short random
-// time, a few times, before it takes the conflict for real. (A gate that serialised the opens would
-// need a write lock, which a read-only descriptor can't take.)
+// A claim that denies something also locks a byte that says "only announced" until it has looked
+// again. A removal, a move or a replacement keeps that byte to its end. Whoever meets an announced
+// claim waits until it is settled:
 //
-// File systems without such locks, and files that can't be read, go without.
+//     meets               a claim that denies nothing    a claim that denies something
+//     an announced claim  keeps its own and waits        takes its own back and waits
+//     a settled claim     fails                          fails
+//
+// (A gate that serialised the opens would need a write lock, which a read-only descriptor can't
+// take.) File systems without such locks, and files that can't be read, go without.
 #pragma once
 
 #include <sys/types.h>
@@ -32,31 +37,68 @@ struct ShareRequest
     bool shares_write;
 };
 
-// Announces the request on a descriptor that is just opened. 0, or ERROR_SHARING_VIOLATION. A
-// request for no access at all denies nothing and is denied nothing.
-DWORD claim_share(int fd, const ShareRequest& request);
+// Owns a descriptor together with its share modes and locked ranges. They are taken back before the
+// descriptor is closed: a child that another thread has just forked, and a view, have the same open
+// file description, and would keep them. Only the process that claimed does so: what a forked child
+// closes stays claimed for its parent.
+class ClaimedFile
+{
+public:
+    explicit ClaimedFile(int fd = -1) : m_fd(fd) {}
+    ClaimedFile(ClaimedFile&& other) noexcept;
+    ClaimedFile(const ClaimedFile&) = delete;
+    ClaimedFile& operator=(const ClaimedFile&) = delete;
+    ~ClaimedFile() { close(); }
+    operator int() const { return m_fd; }
 
-// Whether the file lost its name to a deletion before it was claimed: then the name is to be opened
-// once more. A name that leads to a file without one belongs to the kernel (/proc/self/fd).
-bool lost_its_name(int fd, const char* native_path);
+    // Closes what it owns and takes over a descriptor that claims nothing.
+    void reset(int fd = -1);
+    // As close(2), with errno. Without a descriptor it does nothing.
+    int close();
+    // Leaves the descriptor, with its claims, to the caller.
+    int release();
+
+    // Claims a request. 0, or ERROR_SHARING_VIOLATION. A request for no access at all denies
+    // nothing and is denied nothing.
+    DWORD claim(const ShareRequest& request);
+    // Claims the file for its removal or its move. 0, or ERROR_SHARING_VIOLATION if somebody holds
+    // it open.
+    DWORD claim_removal();
+    // Whether the file lost its name to a removal or a move before it was claimed: then the name is
+    // to be opened once more. A name that leads to a file without one belongs to the kernel
+    // (/proc/self/fd).
+    bool lost_its_name(const char* native_path) const;
+
+    // A range was locked.
+    void hold_range() { m_holds = true; }
+    // Whether this process is the one that claimed.
+    bool is_own() const;
+
+private:
+    struct Claim;
+    DWORD take(const Claim& wanted);
+    void announce(const Claim& wanted);
+    void settle(const Claim& wanted) const;
+    void withdraw();
+
+    int m_fd;
+    bool m_holds = false;  // at least one lock
+    bool m_waited = false; // for another claim
+    unsigned m_process = 0;
+};
 
 // Keeps a file from being opened through this interface while it is deleted, moved or replaced: no
 // open of ours shares deletion. Lasts until the scope's end, which is after the call that does it.
-// An open that got hold of the file before it went finds it without a name, and looks again.
+// An open that got hold of the file before waits, finds it without a name, and looks again.
 class DeleteClaim
 {
 public:
-    // A link is not what it points at: it, what is missing and what can't be opened are free.
-    explicit DeleteClaim(const char* native_path);
-    DeleteClaim(const DeleteClaim&) = delete;
-    DeleteClaim& operator=(const DeleteClaim&) = delete;
-    ~DeleteClaim();
-    // ERROR_SHARING_VIOLATION if somebody holds the file open, else 0.
-    DWORD error() const { return m_error; }
+    // 0, or ERROR_SHARING_VIOLATION if somebody holds the file open. Links, missing files and files
+    // that can't be opened count as free.
+    DWORD take(const char* native_path);
 
 private:
-    int m_fd = -1;
-    DWORD m_error = 0;
+    ClaimedFile m_file;
 };
 
 } // namespace platform

@@ -70,20 +70,20 @@ int open_for(const char* path, const OpenMode& mode, bool file)
 }
 
 // 0, or the errno by which an opened descriptor is refused; gone: the file has been deleted.
-int admit(int fd, const char* path, const OpenMode& mode, bool& file, bool& gone)
+int admit(ClaimedFile& opened, const char* path, const OpenMode& mode, bool& file, bool& gone)
 {
     struct stat found;
-    if (sys::fstat(fd, &found) != 0)
+    if (sys::fstat(opened, &found) != 0)
         return errno;
     file = S_ISREG(found.st_mode);
     if (!file)
         return 0;
-    if (const DWORD error = claim_share(fd, {mode.reads, mode.writes, mode.cuts, true, true}))
+    if (const DWORD error = opened.claim({mode.reads, mode.writes, mode.cuts, true, true}))
     {
         fail_with(error); // says more than the errno
         return EACCES;
     }
-    gone = lost_its_name(fd, path);
+    gone = opened.lost_its_name(path);
     return 0;
 }
 
@@ -100,16 +100,16 @@ int open_claimed(const char* path, const OpenMode& mode, bool& file)
             errno = EACCES;
             return -1;
         }
-        const int fd = open_for(path, mode, !exists || S_ISREG(found.st_mode));
-        if (fd < 0)
+        ClaimedFile opened(open_for(path, mode, !exists || S_ISREG(found.st_mode)));
+        if (opened < 0)
             return -1;
         bool gone = false;
-        const int error = admit(fd, path, mode, file, gone);
+        const int error = admit(opened, path, mode, file, gone);
         if (!error && !gone)
-            return fd;
-        sys::close(fd);
+            return opened.release();
         if (error)
         {
+            opened.close();
             errno = error;
             return -1;
         }

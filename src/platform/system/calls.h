@@ -329,7 +329,7 @@ inline void* mmap(void* address, size_t size, int protection, int flags, int fd,
 inline int munmap(void* address, size_t size)
 {
     // Unmapped nevertheless: the kernel has no reason to refuse a whole view, and one that stayed
-    // would keep the locks of its file.
+    // would keep the content of its file.
     const bool fails = intercepted("munmap");
     return ::munmap(address, size) != 0 || fails ? -1 : 0;
 }

@@ -12,7 +12,8 @@ namespace
 {
 
 // The kernel has no such wait with an end, so the lock is asked for again and again: after a pause
-// in which most holders are done, then after longer ones.
+// in which most holders are done, then after longer ones. Each is cut by a random part, so that two
+// who disturb each other don't go on in step.
 constexpr int64_t first_pause = 20'000; // ns
 constexpr int64_t longest_pause = 5'000'000;
 
@@ -28,20 +29,31 @@ struct flock range_of(short type, off_t first, off_t count)
 
 } // namespace
 
-int lock_within(int64_t patience, int fd, off_t first, off_t count)
+bool Patience::pause()
 {
-    const int64_t start = patience_clock_ns();
-    for (int64_t pause = first_pause;; pause = std::min(pause * 2, longest_pause))
+    const int64_t now = patience_clock_ns();
+    if (m_pause == 0)
+        m_start = now;
+    if (now - m_start >= m_limit)
+        return false;
+    m_pause = m_pause == 0 ? first_pause : std::min(m_pause * 2, longest_pause);
+    const timespec time{0, static_cast<long>(m_pause - now % (m_pause / 2))};
+    sys::clock_nanosleep(CLOCK_MONOTONIC, 0, &time);
+    return true;
+}
+
+int lock_within(int64_t limit, int fd, off_t first, off_t count)
+{
+    Patience patience(limit);
+    for (;;)
     {
         struct flock range = range_of(F_WRLCK, first, count);
         if (sys::fcntl_lock(fd, F_OFD_SETLK, &range) == 0)
             return 0;
         if (errno != EAGAIN && errno != EACCES)
             return errno;
-        if (patience_clock_ns() - start >= patience)
+        if (!patience.pause())
             return ETIMEDOUT;
-        const timespec time{0, static_cast<long>(pause)};
-        sys::clock_nanosleep(CLOCK_MONOTONIC, 0, &time);
     }
 }
 

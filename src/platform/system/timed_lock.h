@@ -13,9 +13,23 @@ namespace platform
 inline constexpr int64_t gate_patience = 1'000'000'000; // ns
 inline constexpr int64_t change_patience = 5'000'000'000;
 
+// Waits for another process in pauses that grow, until a limit on the monotonic clock.
+class Patience
+{
+public:
+    explicit Patience(int64_t limit) : m_limit(limit) {} // nanoseconds from the first pause on
+    // Waits a little. False, at once, when the limit is reached.
+    bool pause();
+
+private:
+    const int64_t m_limit;
+    int64_t m_start = 0;
+    int64_t m_pause = 0;
+};
+
 // Takes a write lock of the open file description on a range, and gives up after so many
 // nanoseconds on the monotonic clock. 0 or an errno: ETIMEDOUT when it gave up.
-int lock_within(int64_t patience, int fd, off_t first, off_t count);
+int lock_within(int64_t limit, int fd, off_t first, off_t count);
 
 // Gives it back. Closing is not enough: a process that another thread forked meanwhile has the same
 // open file.

@@ -1,7 +1,13 @@
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
 #include <tuple>
 
 #include "support/test.h"
 
+#include "support/child_process.h"
 #include "support/processes.h"
 
 namespace fs = std::filesystem;
@@ -38,6 +44,16 @@ int64_t get_number(const wchar_t* path, const wchar_t* name)
         RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(&number), &size);
     RegCloseKey(key);
     return result == ok ? int64_t{number} : -1;
+}
+
+// The bytes of a text in UTF-16, with its mark.
+std::string utf16(const std::string& text)
+{
+    const test::Wide wide("\xEF\xBB\xBF" + text);
+    std::string bytes;
+    for (const wchar_t* at = wide; *at; ++at)
+        bytes.append({static_cast<char>(*at), static_cast<char>(*at >> 8)});
+    return bytes;
 }
 
 class Registry : public testing::Test
@@ -81,14 +97,21 @@ TEST_F(Registry, AFileEditedByHandIsReadAgain)
     test::write_file(hive_file(),
                      "\xEF\xBB\xBF" + head + "\"n\"=dword:0000002b\r\n\"longer\"=\"x\"");
     EXPECT_EQ(get_number(L"a\\b", L"n"), 43);
+    // As the system's own editor writes it: UTF-16 with its mark.
+    test::write_file(hive_file(), utf16(head + "\"n\"=dword:0000002c\r\n\"\u00e4\"=dword:1\r\n"));
+    EXPECT_EQ(get_number(L"a\\b", L"n"), 44);
+    EXPECT_EQ(get_number(L"a\\b", L"\u00c4"), 1);
     EXPECT_EQ(set_number(L"a\\B\\", L"N", 44), ok);
     EXPECT_EQ(get_number(L"A\\B", L"n"), 44) << "the one value, whatever the case";
 }
 
 TEST_F(Registry, ADamagedFileIsKeptAsideAndNeverOverwritten)
 {
-    for (const char* damaged :
-         {"no heading", "Windows Registry Editor Version 5.00\n[HKEY_USERS\\x]",
+    const std::string cut = utf16("Windows Registry Editor Version 5.00\n") + "[";
+    const std::string half_pair = utf16("Windows Registry Editor Version 5.00\n;") +
+                                  std::string({0, static_cast<char>(0xd8)});
+    for (const std::string& damaged : std::initializer_list<std::string>
+         {cut, half_pair, "no heading", "Windows Registry Editor Version 5.00\n[HKEY_USERS\\x]",
           "Windows Registry Editor Version 5.00\n\"orphan\"=dword:1\n",
           "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\A]\n"
           "\"cut\"=dword:00"
@@ -129,6 +152,55 @@ TEST_F(Registry, AWriteThatFailsTellsWhyAndLeavesTheOldFileWhole)
     EXPECT_EQ(set_number(L"A", L"x", 1), static_cast<LONG>(ERROR_WRITE_PROTECT));
     PlinthTestReset();
     EXPECT_EQ(set_number(L"A", L"x", 1), ok);
+}
+
+// Stops with the lock of the writers.
+int set_and_stop(int, char**)
+{
+    PlinthTestBefore("rename", 1, [] { raise(SIGSTOP); });
+    return set_number(L"A", L"x", 2) != ok;
+}
+const test::ChildMain set_and_stop_main("set-and-stop", set_and_stop);
+
+TEST_F(Registry, AReaderWaitsForNoWriterThoughAnotherThreadDoes)
+{
+    ASSERT_EQ(set_number(L"A", L"x", 1), ok);
+    test::ChildProcess other("set-and-stop");
+    other.wait_until_stopped();
+    PlinthTestArm();
+    std::atomic<bool> waits{true};
+    std::thread writer(
+        [&waits]
+        {
+            EXPECT_EQ(set_number(L"A", L"x", 3), static_cast<LONG>(ERROR_TIMEOUT));
+            waits = false;
+        });
+    while (PlinthTestCalls("fcntl") == 0)
+        std::this_thread::yield();
+    EXPECT_EQ(get_number(L"A", L"x"), 1);
+    EXPECT_TRUE(waits);
+    PlinthTestShiftPatience(3'600'000);
+    writer.join();
+    other.send(SIGCONT);
+    EXPECT_EQ(other.wait(), 0);
+    EXPECT_EQ(get_number(L"A", L"x"), 2);
+}
+
+pid_t g_forked;
+
+TEST_F(Registry, AChildThatIsForkedInTheMiddleOfAWriteKeepsNoLock)
+{
+    PlinthTestBefore("rename", 1,
+                     []
+                     {
+                         g_forked = fork();
+                         while (g_forked == 0)
+                             pause();
+                     });
+    EXPECT_EQ(set_number(L"A", L"x", 1), ok);
+    EXPECT_EQ(set_number(L"A", L"x", 2), ok);
+    kill(g_forked, SIGKILL);
+    waitpid(g_forked, nullptr, 0);
 }
 
 int set_many(int, char** argv)

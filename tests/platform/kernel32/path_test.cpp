@@ -41,6 +41,11 @@ TEST(Paths, HaveOneNativeForm)
         {L"C:\\a\\...\\.b", "/a/.../.b"},
         {L"D:\\..\\x", "/mnt/data/x"},
         {L"..\\x\\..\\y", "../y"},
+        // Without a separator: below the current folder of the drive, which for another drive than
+        // that of the process is the drive's root.
+        {L"D:x", "/mnt/data/x"},
+        {L"C:x\\..\\y", "y"},
+        {L"c:..\\x", "../x"},
         {L"x\\..", "."},
         {L".\\x", "x"}};
     for (const auto& [path, expected] : rows)
