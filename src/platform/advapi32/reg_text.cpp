@@ -14,6 +14,7 @@ namespace
 
 constexpr std::string_view heading = "Windows Registry Editor Version 5.00";
 constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+constexpr std::string_view utf16_mark = "\xFF\xFE"; // little-endian
 // How many bytes the paths may have, in all, of keys that have no line of their own in the text. In
 // a text that we have written, each key has one.
 constexpr size_t least_room = size_t{1} << 20;
@@ -305,31 +306,23 @@ void write_value(std::string& out, const RegValue& value)
         write_hex(out, start, value);
 }
 
-} // namespace
-
-std::string fold_name(std::string_view name)
+// False for bytes that are no whole text: half a character, or half a pair of them.
+bool utf8_of_utf16(std::string_view bytes, std::string& text)
 {
-    std::string result;
-    std::vector<wchar_t> wide(wide_from_utf8(name.data(), name.size(), nullptr, 0) + 1);
-    size_t length = 0;
-    wide_from_utf8(name.data(), name.size(), wide.data(), wide.size(), &length);
-    for (size_t i = 0; i < length; ++i)
-        wide[i] = fold_case(wide[i]);
-    return to_utf8(wide.data(), length);
+    std::vector<wchar_t> units(bytes.size() / 2);
+    for (size_t i = 0; i < units.size(); ++i)
+        units[i] = static_cast<wchar_t>(static_cast<BYTE>(bytes[2 * i]) |
+                                        static_cast<BYTE>(bytes[2 * i + 1]) << 8);
+    text = to_utf8(units.data(), units.size());
+    // What is no pair became another character.
+    std::vector<wchar_t> again(units.size());
+    return bytes.size() % 2 == 0 &&
+           wide_from_utf8(text.data(), text.size(), again.data(), again.size()) == units.size() &&
+           again == units;
 }
 
-size_t key_levels(std::string_view path)
+bool parse_utf8(std::string_view text, std::string_view root, Hive& hive, size_t& line)
 {
-    return path.empty() ? 0 : 1 + static_cast<size_t>(std::ranges::count(path, '\\'));
-}
-
-bool parse_reg_text(std::string_view text, std::string_view root, Hive& hive, size_t& line)
-{
-    hive.clear();
-    hive[""];
-    if (text.substr(0, byte_order_mark.size()) == byte_order_mark)
-        text.remove_prefix(byte_order_mark.size());
-    line = 1;
     if (!is_utf8(text.data(), text.size()) || text.find('\0') != std::string_view::npos)
         return false;
     Lines lines(text);
@@ -368,6 +361,38 @@ bool parse_reg_text(std::string_view text, std::string_view root, Hive& hive, si
         }
     }
     return true;
+}
+
+} // namespace
+
+std::string fold_name(std::string_view name)
+{
+    std::string result;
+    std::vector<wchar_t> wide(wide_from_utf8(name.data(), name.size(), nullptr, 0) + 1);
+    size_t length = 0;
+    wide_from_utf8(name.data(), name.size(), wide.data(), wide.size(), &length);
+    for (size_t i = 0; i < length; ++i)
+        wide[i] = fold_case(wide[i]);
+    return to_utf8(wide.data(), length);
+}
+
+size_t key_levels(std::string_view path)
+{
+    return path.empty() ? 0 : 1 + static_cast<size_t>(std::ranges::count(path, '\\'));
+}
+
+bool parse_reg_text(std::string_view text, std::string_view root, Hive& hive, size_t& line)
+{
+    hive.clear();
+    hive[""];
+    line = 1;
+    std::string converted;
+    if (text.starts_with(utf16_mark))
+        return utf8_of_utf16(text.substr(utf16_mark.size()), converted) &&
+               parse_utf8(converted, root, hive, line);
+    if (text.starts_with(byte_order_mark))
+        text.remove_prefix(byte_order_mark.size());
+    return parse_utf8(text, root, hive, line);
 }
 
 std::string write_reg_text(const Hive& hive, std::string_view root)

@@ -26,7 +26,7 @@ DWORD attributes_of(mode_t mode, bool is_link)
     DWORD attributes = 0;
     if (S_ISDIR(mode))
         attributes |= FILE_ATTRIBUTE_DIRECTORY;
-    else if ((mode & any_write_bit) == 0 && S_ISREG(mode))
+    if ((mode & any_write_bit) == 0 && (S_ISREG(mode) || S_ISDIR(mode)))
         attributes |= FILE_ATTRIBUTE_READONLY;
     if (is_link)
         attributes |= FILE_ATTRIBUTE_REPARSE_POINT;
@@ -57,8 +57,8 @@ extern "C" BOOL SetFileAttributesW(LPCWSTR path, DWORD attributes)
         return FALSE;
     if (sys::lstat(native.c_str(), &found) != 0)
         return native.fail(errno);
-    // For a folder the attribute has no effect on the system either. A link has no permissions, and
-    // what it points at is not meant.
+    // For a folder the attribute has no effect on the system either, while its permissions have one
+    // here: they stay. A link has no permissions, and what it points at is not meant.
     if (S_ISDIR(found.st_mode) || S_ISLNK(found.st_mode))
         return TRUE;
     mode_t mode = found.st_mode & 07777;

@@ -59,6 +59,25 @@ const Drive* find_drive(wchar_t letter)
     return nullptr;
 }
 
+// The drive with the longest root that leads to an absolute native path.
+const Drive& drive_of(std::string_view native)
+{
+    const Drive* best = &drives().front();
+    for (const Drive& drive : drives())
+        if (native.substr(0, drive.root.size()) == drive.root &&
+            (native.size() == drive.root.size() || native[drive.root.size()] == '/') &&
+            drive.root.size() >= best->root.size())
+            best = &drive;
+    return *best;
+}
+
+// Only one drive has a current folder of its own, that of the process.
+bool has_current_folder(const Drive& drive)
+{
+    char current[native_path_limit];
+    return sys::getcwd(current, sizeof current) && drive_of(current).root == drive.root;
+}
+
 bool is_separator(wchar_t c)
 {
     return c == L'\\' || c == L'/';
@@ -134,11 +153,15 @@ NativePath::NativePath(const wchar_t* path)
             fail_with(ERROR_PATH_NOT_FOUND);
             return;
         }
-        std::memcpy(m_text, drive->root.data(), drive->root.size());
-        length = drive->root.size();
-        m_text[length++] = '/';
         path += 2;
-        root = length;
+        const bool is_relative = *path && !is_separator(*path) && has_current_folder(*drive);
+        if (!is_relative)
+        {
+            std::memcpy(m_text, drive->root.data(), drive->root.size());
+            length = drive->root.size();
+            m_text[length++] = '/';
+            root = length;
+        }
         while (is_separator(*path))
             ++path;
     }
@@ -197,14 +220,9 @@ BOOL NativePath::fail(int error, Context context) const
 
 std::string windows_path(std::string_view native)
 {
-    const Drive* best = &drives().front();
-    for (const Drive& drive : drives())
-        if (native.substr(0, drive.root.size()) == drive.root &&
-            (native.size() == drive.root.size() || native[drive.root.size()] == '/') &&
-            drive.root.size() >= best->root.size())
-            best = &drive;
-    std::string result{best->letter, ':'};
-    result += native.substr(best->root.size());
+    const Drive& drive = drive_of(native);
+    std::string result{drive.letter, ':'};
+    result += native.substr(drive.root.size());
     if (result.size() == 2)
         result += '/';
     for (char& c : result)

@@ -80,6 +80,18 @@ TEST_F(FileOperations, RemoveForgivesAMissingFileUnlessStrict)
     EXPECT_EQ(QV_RemoveFile(path("held"), 0), QV_ERR_REMOVEFILE);
 }
 
+TEST_F(FileOperations, AFolderThatNobodyMayWriteIsReadOnlyAsAFileIs)
+{
+    namespace fs = std::filesystem;
+    const fs::path folder = native("folder");
+    fs::create_directory(folder);
+    EXPECT_EQ(QV_AccessFile(path("folder"), 2), QV_OK);
+    fs::permissions(folder, fs::perms::owner_read | fs::perms::owner_exec);
+    EXPECT_EQ(QV_AccessFile(path("folder"), 0), QV_OK);
+    EXPECT_EQ(QV_AccessFile(path("folder"), 2), QV_ERR_READONLY);
+    fs::permissions(folder, fs::perms::owner_all);
+}
+
 TEST_F(FileOperations, SearchPathFindsAFileAndAddsTheExtension)
 {
     make("tool.cfg");
