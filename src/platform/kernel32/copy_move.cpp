@@ -10,7 +10,6 @@
 #include <memory>
 #include <new>
 #include <string>
-#include <utility>
 
 #include <strings.h>
 
@@ -126,7 +125,7 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
         return ERROR_SHARING_VIOLATION; // onto itself
     if (const DWORD error = replace_blocked(end))
         return error;
-    if (const DWORD error = DeleteClaim().take(end))
+    if (const DWORD error = DeleteClaim(end).error())
         return error;
     // Renaming asks for the folder's permission alone.
     if (exists && sys::access(end, W_OK) != 0)
@@ -141,15 +140,14 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
     if (!error && (sys::fchmod(to, found.st_mode & 0777) != 0 || sys::futimens(to, times) != 0))
         error = errno;
     // Somebody may have opened the target meanwhile.
-    DeleteClaim claim;
-    const DWORD refused = error ? 0 : claim.take(end);
-    if (!error && !refused &&
+    const DeleteClaim claim(end);
+    if (!error && !claim.error() &&
         (failIfExists ? rename_to_new(temporary.c_str(), end)
                       : sys::rename(temporary.c_str(), end)) != 0)
         error = errno;
-    if (error || refused)
+    if (error || claim.error())
         sys::unlink(temporary.c_str());
-    return error ? system_error(error) : refused;
+    return error ? system_error(error) : claim.error();
 }
 
 // The folder of a path.
@@ -181,69 +179,44 @@ bool is_same_entry(const char* a, const char* b)
            stat_folder(b, folder_b) && is_same_file(folder_a, folder_b);
 }
 
-// A move of one file or folder, whose path was just looked at.
-class Move
+bool is_onto_itself(const DeleteClaim& claim, const char* from, const char* to)
 {
-public:
-    Move(const NativePath& from, const NativePath& to, const struct stat& moved)
-        : m_from(from), m_to(to), m_moved(moved)
-    {
-        struct stat old;
-        const bool exists = sys::lstat(to.c_str(), &old) == 0;
-        m_is_same = exists && is_same_file(moved, old);
-        m_target_first =
-            exists && std::pair(old.st_dev, old.st_ino) < std::pair(moved.st_dev, moved.st_ino);
-    }
+    return claim.status().st_nlink == 1 || S_ISDIR(claim.status().st_mode) ||
+           is_same_entry(from, to);
+}
 
-    BOOL without_replacing()
-    {
-        if (const DWORD error = m_source.take(m_from.c_str()))
-            return fail_with(error);
-        if (rename_to_new(m_from.c_str(), m_to.c_str()) == 0)
-            return TRUE;
-        const int error = errno;
-        return error == EEXIST && m_is_same && is_onto_itself() ? TRUE
-                                                                : m_to.fail(error, Context::directory);
-    }
+BOOL move_without_replacing(const NativePath& from, const NativePath& to)
+{
+    const DeleteClaim source(from.c_str());
+    if (source.error())
+        return fail_with(source.error());
+    if (rename_to_new(from.c_str(), to.c_str()) == 0)
+        return TRUE;
+    const int error = errno;
+    struct stat old;
+    if (error == EEXIST && sys::lstat(to.c_str(), &old) == 0 &&
+        is_same_file(source.status(), old) && is_onto_itself(source, from.c_str(), to.c_str()))
+        return TRUE;
+    return to.fail(error, Context::directory);
+}
 
-    BOOL replacing()
-    {
-        if (const DWORD error = claim_both())
-            return fail_with(error);
-        // To the kernel two hard links of one file are the same, and nothing is to be done.
-        const bool is_other_link = m_is_same && !is_onto_itself();
-        return (is_other_link ? sys::unlink(m_from.c_str())
-                              : sys::rename(m_from.c_str(), m_to.c_str())) == 0
-                   ? TRUE
-                   : m_to.fail(errno);
-    }
-
-private:
-    bool is_onto_itself() const
-    {
-        return m_moved.st_nlink == 1 || S_ISDIR(m_moved.st_mode) ||
-               is_same_entry(m_from.c_str(), m_to.c_str());
-    }
-
-    // In an order of the files, so that no two moves wait for each other. One file is claimed once.
-    DWORD claim_both()
-    {
-        const DWORD target = m_target_first && !m_is_same ? m_target.take(m_to.c_str()) : 0;
-        if (const DWORD error = m_source.take(m_from.c_str()))
-            return error;
-        if (const DWORD error = replace_blocked(m_to.c_str()))
-            return error;
-        return m_target_first || m_is_same ? target : m_target.take(m_to.c_str());
-    }
-
-    const NativePath& m_from;
-    const NativePath& m_to;
-    const struct stat& m_moved;
-    bool m_is_same;
-    bool m_target_first;
-    DeleteClaim m_source;
-    DeleteClaim m_target;
-};
+BOOL move_replacing(const NativePath& from, const NativePath& to)
+{
+    DeleteClaim target;
+    const DeleteClaim source(from.c_str(), target, to.c_str());
+    if (source.error())
+        return fail_with(source.error());
+    if (const DWORD error = replace_blocked(to.c_str()))
+        return fail_with(error);
+    if (target.error())
+        return fail_with(target.error());
+    // To the kernel two names of one file are the same, and nothing is to be done.
+    const bool is_further_name =
+        source.is_same_as(target) && !is_onto_itself(source, from.c_str(), to.c_str());
+    const int result = is_further_name ? sys::unlink(from.c_str())
+                                       : sys::rename(from.c_str(), to.c_str());
+    return result == 0 ? TRUE : to.fail(errno);
+}
 
 } // namespace
 
@@ -277,8 +250,8 @@ extern "C" BOOL MoveFileExW(LPCWSTR source, LPCWSTR target, DWORD flags)
     struct stat moved;
     if (sys::lstat(from.c_str(), &moved) != 0)
         return from.fail(errno);
-    Move move(from, to, moved);
-    return (flags & MOVEFILE_REPLACE_EXISTING) != 0 ? move.replacing() : move.without_replacing();
+    return (flags & MOVEFILE_REPLACE_EXISTING) != 0 ? move_replacing(from, to)
+                                                    : move_without_replacing(from, to);
 }
 
 extern "C" BOOL DeleteFileW(LPCWSTR path)
@@ -291,8 +264,8 @@ extern "C" BOOL DeleteFileW(LPCWSTR path)
         return native.fail(errno);
     if (S_ISDIR(found.st_mode) || is_read_only(found))
         return fail_with(ERROR_ACCESS_DENIED);
-    DeleteClaim claim;
-    if (const DWORD error = claim.take(native.c_str()))
-        return fail_with(error);
+    const DeleteClaim claim(native.c_str());
+    if (claim.error())
+        return fail_with(claim.error());
     return sys::unlink(native.c_str()) == 0 ? TRUE : native.fail(errno);
 }

@@ -231,15 +231,51 @@ bool ClaimedFile::lost_its_name(const char* native_path) const
            (sys::stat(native_path, &named) != 0 || !is_same_file(found, named));
 }
 
-DWORD DeleteClaim::take(const char* native_path)
+DeleteClaim::DeleteClaim(const char* native_path)
 {
-    struct stat found;
-    if (sys::lstat(native_path, &found) != 0 || !S_ISREG(found.st_mode))
-        return 0;
-    m_file.reset(sys::open(native_path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW));
-    if (m_file < 0) // then nothing can be announced, but asked
-        m_file.reset(sys::open(native_path, O_WRONLY | O_NONBLOCK | O_NOFOLLOW));
-    return m_file < 0 ? 0 : m_file.claim_removal();
+    do
+    {
+        open(native_path);
+        claim();
+    } while (!m_error && is_late(native_path));
+}
+
+DeleteClaim::DeleteClaim(const char* native_path, DeleteClaim& other, const char* other_path)
+{
+    const auto number = [](const DeleteClaim& of)
+    { return std::pair(of.m_status.st_dev, of.m_status.st_ino); };
+    do
+    {
+        open(native_path);
+        other.open(other_path);
+        if (is_same_as(other))
+            other.m_file.reset();
+        const bool is_first = number(*this) <= number(other);
+        (is_first ? *this : other).claim();
+        (is_first ? other : *this).claim();
+    } while (!m_error && !other.m_error && (is_late(native_path) || other.is_late(other_path)));
+}
+
+void DeleteClaim::open(const char* native_path)
+{
+    m_file.reset();
+    m_exists = sys::lstat(native_path, &m_status) == 0;
+    if (!m_exists || !S_ISREG(m_status.st_mode))
+        return;
+    // What can't be read can't be announced, but asked.
+    for (const int mode : {O_RDONLY, O_WRONLY})
+        if (m_file < 0)
+            m_file.reset(sys::open(native_path, mode | O_NONBLOCK | O_NOFOLLOW, 0, &m_status));
+}
+
+bool DeleteClaim::is_same_as(const DeleteClaim& other) const
+{
+    return m_exists && other.m_exists && is_same_file(m_status, other.m_status);
+}
+
+bool DeleteClaim::is_late(const char* native_path) const
+{
+    return m_file >= 0 && m_file.lost_its_name(native_path);
 }
 
 } // namespace platform

@@ -18,6 +18,7 @@
 // take.) File systems without such locks, and files that can't be read, go without.
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include "windef.h"
@@ -93,12 +94,32 @@ private:
 class DeleteClaim
 {
 public:
-    // 0, or ERROR_SHARING_VIOLATION if somebody holds the file open. Links, missing files and files
-    // that can't be opened count as free.
-    DWORD take(const char* native_path);
+    // Claims what is under the name now. Links, missing files and files that can't be opened count
+    // as free.
+    explicit DeleteClaim(const char* native_path);
+    // Claims two files in an order that all processes keep, so that no two moves wait for each
+    // other. One file with two names is claimed once.
+    DeleteClaim(const char* native_path, DeleteClaim& other, const char* other_path);
+    // Claims nothing; for the other of two.
+    DeleteClaim() = default;
+
+    // ERROR_SHARING_VIOLATION if somebody holds the file open, else 0.
+    DWORD error() const { return m_error; }
+    bool exists() const { return m_exists; }
+    // What exists: a file, or a folder, a link or whatever else is not claimed.
+    const struct stat& status() const { return m_status; }
+    bool is_same_as(const DeleteClaim& other) const;
 
 private:
+    void open(const char* native_path);
+    void claim() { m_error = m_file < 0 ? 0 : m_file.claim_removal(); }
+    // Whether the name was given to another file while this one was waited for.
+    bool is_late(const char* native_path) const;
+
     ClaimedFile m_file;
+    bool m_exists = false;
+    DWORD m_error = 0;
+    struct stat m_status = {};
 };
 
 } // namespace platform
