@@ -36,7 +36,7 @@ inline constexpr Row rows[] = {
     {"QV_GetTimeCounter", "clock/QV_GetTimeCounter", "clock/clock_gettime", "clock_gettime", 1.5},
     {"QV_ReadFile, 4 KiB", "file/QV_ReadFile", "file/read", "read(2)", 1.10},
     {"QV_WriteFile, 4 KiB", "file/QV_WriteFile", "file/write", "write(2)", 1.10},
-    {"QV_OpenFile with QV_CloseFile", "file/QV_OpenFile", "file/open", "open(2), close(2)", 3.0},
+    {"QV_OpenFile with QV_CloseFile", "file/QV_OpenFile", "file/open", "open(2), close(2)", 3.3},
     {"QV_CopyFile, 64 MiB, with a callback", "file/async copy", "file/copy",
      "read(2), write(2) of 4 KiB", 1.25},
     {"  the same", "file/async copy", "file/copy, size asked", "fstat(2), read(2), write(2)", 0},

@@ -3,8 +3,8 @@
 // A file has the heading "Windows Registry Editor Version 5.00", then keys in brackets and values
 // below them: "name"="text", "name"=dword:0000000a, "name"=hex:01,02 with a type in parentheses, @
 // for the value without a name, lines that go on behind a backslash, comments behind a semicolon.
-// It is UTF-8, with or without a byte order mark, or UTF-16 with its mark, as the system's own editor
-// writes it. What is written here is UTF-8.
+// It is UTF-8, with or without a byte order mark, or UTF-16 with its mark, as the system's own
+// editor writes it. What is written here is UTF-8.
 #pragma once
 
 #include <cstdint>

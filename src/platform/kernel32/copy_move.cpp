@@ -213,8 +213,8 @@ BOOL move_replacing(const NativePath& from, const NativePath& to)
     // To the kernel two names of one file are the same, and nothing is to be done.
     const bool is_further_name =
         source.is_same_as(target) && !is_onto_itself(source, from.c_str(), to.c_str());
-    const int result = is_further_name ? sys::unlink(from.c_str())
-                                       : sys::rename(from.c_str(), to.c_str());
+    const int result =
+        is_further_name ? sys::unlink(from.c_str()) : sys::rename(from.c_str(), to.c_str());
     return result == 0 ? TRUE : to.fail(errno);
 }
 

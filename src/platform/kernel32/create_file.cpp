@@ -6,6 +6,7 @@
 #include <new>
 
 #include "file_object.h"
+#include "file_status.h"
 #include "path.h"
 #include "share_modes.h"
 #include "system/text.h"
@@ -18,7 +19,6 @@ namespace
 
 constexpr mode_t default_mode = 0666; // less the umask
 constexpr mode_t owner_only_mode = 0600;
-constexpr mode_t any_write_bit = 0222;
 
 struct Wish
 {
@@ -60,15 +60,26 @@ bool read_wish(DWORD access, DWORD disposition, const SECURITY_ATTRIBUTES* secur
     return true;
 }
 
+bool changes(const Wish& wish)
+{
+    return wish.writes || wish.cuts;
+}
+
+// The status is asked for if the file is to be changed: see admit.
+int open_with(const char* path, const Wish& wish, int flags, struct stat& found)
+{
+    return sys::open(path, flags, wish.mode, changes(wish) ? &found : nullptr);
+}
+
 int open_existing(const char* path, const Wish& wish, struct stat& found)
 {
-    const int fd = sys::open(path, wish.flags, 0, &found);
+    const int fd = open_with(path, wish, wish.flags, found);
     if (fd < 0 && errno == EACCES && wish.writes && !wish.reads)
-        return sys::open(path, (wish.flags & ~O_ACCMODE) | O_WRONLY, 0, &found);
+        return open_with(path, wish, (wish.flags & ~O_ACCMODE) | O_WRONLY, found);
     return fd;
 }
 
-// Gives a descriptor, and what is open, or -1 with errno. created tells whether the file is new.
+// Gives a descriptor, or -1 with errno. created tells whether the file is new.
 int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, bool& created,
                         struct stat& found)
 {
@@ -85,7 +96,7 @@ int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, b
             if (fd >= 0 || errno != ENOENT)
                 return fd;
         }
-        const int fd = sys::open(path, wish.flags | O_CREAT | O_EXCL, wish.mode, &found);
+        const int fd = open_with(path, wish, wish.flags | O_CREAT | O_EXCL, found);
         if (fd >= 0)
         {
             created = true;
@@ -98,22 +109,32 @@ int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, b
 }
 
 // What an opened descriptor still has to pass. 0 or a system error; gone: the file is deleted.
-DWORD admit(ClaimedFile& file, const char* path, const struct stat& found, bool created, DWORD share,
+//
+// The status is needed after the claim, to see whether the file still has its name. What is opened
+// to be read does without the one before: what is no file then gives its claim back.
+DWORD admit(ClaimedFile& file, const char* path, struct stat& found, bool created, DWORD share,
             const Wish& wish, bool& gone)
 {
     gone = false;
-    if (S_ISDIR(found.st_mode))
-        return ERROR_ACCESS_DENIED;
-    if (!S_ISREG(found.st_mode))
+    if (changes(wish) && !S_ISREG(found.st_mode))
         return 0;
-    if ((wish.writes || wish.cuts) && !created && (found.st_mode & any_write_bit) == 0)
+    if (changes(wish) && !created && has_no_write_bit(found))
         return ERROR_ACCESS_DENIED; // read-only: enforced here, as root passes the kernel's check
     const DWORD error =
         file.claim({wish.reads, wish.writes, wish.cuts && !created, (share & FILE_SHARE_READ) != 0,
                     (share & FILE_SHARE_WRITE) != 0});
+    if (sys::fstat(file, &found) != 0)
+        return system_error(errno);
+    if (S_ISDIR(found.st_mode))
+        return ERROR_ACCESS_DENIED;
+    if (!S_ISREG(found.st_mode))
+    {
+        file.withdraw();
+        return 0;
+    }
     if (error)
         return error;
-    gone = file.lost_its_name(path);
+    gone = file.lost_its_name(found, path);
     if (wish.cuts && !created && !gone && sys::ftruncate(file, 0) != 0)
         return system_error(errno);
     return 0;
@@ -155,8 +176,7 @@ extern "C" HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share,
         fail_with(error);
         return INVALID_HANDLE_VALUE;
     }
-    auto* const object =
-        new (std::nothrow)
+    auto* const object = new (std::nothrow)
         FileObject(std::move(file), wish.reads, wish.writes, S_ISREG(found.st_mode));
     const HANDLE handle = insert_handle(object);
     if (!handle)

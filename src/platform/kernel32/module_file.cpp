@@ -39,10 +39,10 @@ DWORD ModuleFile::map(const char* native_path)
     if (!S_ISREG(found.st_mode) || found.st_size == 0)
         return ERROR_BAD_EXE_FORMAT;
     if (const DWORD error = m_file.claim({.reads = true,
-                                            .writes = false,
-                                            .overwrites = false,
-                                            .shares_read = true,
-                                            .shares_write = false}))
+                                          .writes = false,
+                                          .overwrites = false,
+                                          .shares_read = true,
+                                          .shares_write = false}))
         return error;
     m_size = static_cast<size_t>(found.st_size);
     void* const view = sys::mmap(nullptr, m_size, PROT_READ, MAP_PRIVATE, m_file, 0);

@@ -1,7 +1,7 @@
 // Paths in both forms. '\' and '/' both separate, "C:" is the root directory, further drives come
-// from PLINTH_DRIVES ("D=/mnt/data;E=/media/cd"); "C:name" is below the current folder if that is on
-// the drive, else below the drive's root. A path that comes back has the drive and backslashes. "." and ".." are taken out by the letters of the path, before any folder is looked
-// at.
+// from PLINTH_DRIVES ("D=/mnt/data;E=/media/cd"); "C:name" is below the current folder if that is
+// on the drive, else below the drive's root. A path that comes back has the drive and backslashes.
+// "." and ".." are taken out by the letters of the path, before any folder is looked at.
 #pragma once
 
 #include <string>

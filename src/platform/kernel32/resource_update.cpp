@@ -181,10 +181,10 @@ private:
         if ((found.st_mode & any_write_bit) == 0)
             return ERROR_ACCESS_DENIED; // read-only, for root too
         if (const DWORD error = m_file.claim({.reads = true,
-                                                .writes = true,
-                                                .overwrites = true,
-                                                .shares_read = false,
-                                                .shares_write = false}))
+                                              .writes = true,
+                                              .overwrites = true,
+                                              .shares_read = false,
+                                              .shares_write = false}))
             return error;
         View view;
         pe::Image image;

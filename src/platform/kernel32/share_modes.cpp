@@ -76,8 +76,8 @@ Found look(int fd, const Bytes& against)
                      // Asking for a write lock shows the read locks of other descriptions. An
                      // announced claim is one range from its first byte on.
                      struct flock range = range_of(F_WRLCK, first, count);
-                     if (found == Found::settled ||
-                         sys::fcntl_lock(fd, F_OFD_GETLK, &range) != 0 || range.l_type == F_UNLCK)
+                     if (found == Found::settled || sys::fcntl_lock(fd, F_OFD_GETLK, &range) != 0 ||
+                         range.l_type == F_UNLCK)
                          return;
                      found = range.l_start <= share_bytes_start + announced ? Found::announced
                                                                             : Found::settled;
@@ -127,7 +127,11 @@ int ClaimedFile::close()
     if (m_fd < 0)
         return 0;
     if (m_holds && is_own())
-        unlock(m_fd, 0, 0); // everything, ranges too
+    {
+        struct flock everything = {}; // ranges too
+        everything.l_type = F_UNLCK;
+        sys::fcntl_lock(m_fd, F_OFD_SETLK, &everything);
+    }
     return sys::close(release());
 }
 
@@ -153,8 +157,8 @@ void ClaimedFile::announce(const Claim& wanted)
 void ClaimedFile::settle(const Claim& wanted) const
 {
     if (m_holds && wanted.denies() && wanted.settles)
-        for_each_run(wanted.own, false, wanted.end(), [this](off_t first, off_t count)
-                     { set_lock(m_fd, F_UNLCK, first, count); });
+        for_each_run(wanted.own, false, wanted.end(),
+                     [this](off_t first, off_t count) { set_lock(m_fd, F_UNLCK, first, count); });
 }
 
 void ClaimedFile::withdraw()
@@ -223,12 +227,11 @@ DWORD ClaimedFile::claim_removal()
     return take(wanted);
 }
 
-bool ClaimedFile::lost_its_name(const char* native_path) const
+bool ClaimedFile::lost_its_name(const struct stat& status, const char* native_path) const
 {
-    struct stat found;
     struct stat named;
-    return sys::fstat(m_fd, &found) == 0 && (found.st_nlink == 0 || m_waited) &&
-           (sys::stat(native_path, &named) != 0 || !is_same_file(found, named));
+    return (status.st_nlink == 0 || m_waited) &&
+           (sys::stat(native_path, &named) != 0 || !is_same_file(status, named));
 }
 
 DeleteClaim::DeleteClaim(const char* native_path)
@@ -275,7 +278,9 @@ bool DeleteClaim::is_same_as(const DeleteClaim& other) const
 
 bool DeleteClaim::is_late(const char* native_path) const
 {
-    return m_file >= 0 && m_file.lost_its_name(native_path);
+    struct stat found;
+    return m_file >= 0 && sys::fstat(m_file, &found) == 0 &&
+           m_file.lost_its_name(found, native_path);
 }
 
 } // namespace platform

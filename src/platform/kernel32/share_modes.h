@@ -62,13 +62,15 @@ public:
     // Claims a request. 0, or ERROR_SHARING_VIOLATION. A request for no access at all denies
     // nothing and is denied nothing.
     DWORD claim(const ShareRequest& request);
+    // Takes the claim back.
+    void withdraw();
     // Claims the file for its removal or its move. 0, or ERROR_SHARING_VIOLATION if somebody holds
     // it open.
     DWORD claim_removal();
     // Whether the file lost its name to a removal or a move before it was claimed: then the name is
-    // to be opened once more. A name that leads to a file without one belongs to the kernel
-    // (/proc/self/fd).
-    bool lost_its_name(const char* native_path) const;
+    // to be opened once more. status: the file's, asked for after the claim. A name that leads to a
+    // file without one belongs to the kernel (/proc/self/fd).
+    bool lost_its_name(const struct stat& status, const char* native_path) const;
 
     // A range was locked.
     void hold_range() { m_holds = true; }
@@ -80,7 +82,6 @@ private:
     DWORD take(const Claim& wanted);
     void announce(const Claim& wanted);
     void settle(const Claim& wanted) const;
-    void withdraw();
 
     int m_fd;
     bool m_holds = false;  // at least one lock

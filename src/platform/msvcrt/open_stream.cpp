@@ -83,7 +83,7 @@ int admit(ClaimedFile& opened, const char* path, const OpenMode& mode, bool& fil
         fail_with(error); // says more than the errno
         return EACCES;
     }
-    gone = opened.lost_its_name(path);
+    gone = sys::fstat(opened, &found) == 0 && opened.lost_its_name(found, path);
     return 0;
 }
 

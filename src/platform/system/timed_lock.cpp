@@ -1,6 +1,7 @@
 #include "timed_lock.h"
 
 #include <algorithm>
+#include <atomic>
 
 #include "calls.h"
 #include "clock.h"
@@ -27,6 +28,29 @@ struct flock range_of(short type, off_t first, off_t count)
     return range;
 }
 
+// The descriptors with a lock of this process, each plus 1; 0 is a free place. A process has few at
+// once: what finds no place goes without.
+constexpr size_t places = 32;
+constinit std::atomic<int> g_held[places] = {};
+
+void replace_held(int before, int after)
+{
+    for (std::atomic<int>& place : g_held)
+        if (int expected = before; place.compare_exchange_strong(expected, after))
+            return;
+}
+
+// In a forked child. Not through the calls that count: another thread of the parent may have held
+// their lock.
+void close_held()
+{
+    for (std::atomic<int>& place : g_held)
+        if (const int held = place.exchange(0))
+            ::close(held - 1);
+}
+
+[[maybe_unused]] const int g_fork_watched = pthread_atfork(nullptr, nullptr, close_held);
+
 } // namespace
 
 bool Patience::pause()
@@ -49,7 +73,10 @@ int lock_within(int64_t limit, int fd, off_t first, off_t count)
     {
         struct flock range = range_of(F_WRLCK, first, count);
         if (sys::fcntl_lock(fd, F_OFD_SETLK, &range) == 0)
+        {
+            replace_held(0, fd + 1);
             return 0;
+        }
         if (errno != EAGAIN && errno != EACCES)
             return errno;
         if (!patience.pause())
@@ -61,6 +88,7 @@ void unlock(int fd, off_t first, off_t count)
 {
     struct flock range = range_of(F_UNLCK, first, count);
     sys::fcntl_lock(fd, F_OFD_SETLK, &range);
+    replace_held(fd + 1, 0);
 }
 
 } // namespace platform

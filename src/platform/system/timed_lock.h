@@ -28,10 +28,12 @@ private:
 };
 
 // Takes a write lock of the open file description on a range, and gives up after so many
-// nanoseconds on the monotonic clock. 0 or an errno: ETIMEDOUT when it gave up.
+// nanoseconds on the monotonic clock. 0 or an errno: ETIMEDOUT when it gave up. Until it is given
+// back, a forked child closes its copy of the descriptor at once: it would keep the lock if its
+// parent were killed.
 int lock_within(int64_t limit, int fd, off_t first, off_t count);
 
-// Gives it back. Closing is not enough: a process that another thread forked meanwhile has the same
+// Gives it back. Closing is not enough: a process that another thread has just started has the same
 // open file.
 void unlock(int fd, off_t first, off_t count);
 

@@ -77,7 +77,8 @@ extern "C"
     QV_API int QV_OpenFile(const wchar_t* path, unsigned int access, unsigned int share,
                            int security, QvFile* file);
 
-    // QV_ERR_CLOSEFILE if the handle is not an open one.
+    // Ends the file's share modes and locked ranges too, though views or, on Linux, forked children
+    // still have the file open. QV_ERR_CLOSEFILE if the handle is not an open one.
     QV_API int QV_CloseFile(QvFile file);
 
     // Moves up to size bytes (64 bits) at the file's position, which the handle keeps for all its
@@ -139,7 +140,7 @@ extern "C"
     QV_API int QV_GetFileSizeFromName(const wchar_t* path, uint64_t* size);
 
     // Looks whether a path exists (QV_ERR_ACCESS if not) and, with bit 0x02 of mode, whether it may
-    // be written as far as the read-only attribute goes (QV_ERR_READONLY).
+    // be written as far as the read-only attribute goes (QV_ERR_READONLY), a folder as a file.
     QV_API int QV_AccessFile(const wchar_t* path, int mode);
 
     // ------------------------------------------------------------------------ file operations --

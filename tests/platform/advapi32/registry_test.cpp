@@ -110,14 +110,14 @@ TEST_F(Registry, ADamagedFileIsKeptAsideAndNeverOverwritten)
     const std::string cut = utf16("Windows Registry Editor Version 5.00\n") + "[";
     const std::string half_pair = utf16("Windows Registry Editor Version 5.00\n;") +
                                   std::string({0, static_cast<char>(0xd8)});
-    for (const std::string& damaged : std::initializer_list<std::string>
-         {cut, half_pair, "no heading", "Windows Registry Editor Version 5.00\n[HKEY_USERS\\x]",
-          "Windows Registry Editor Version 5.00\n\"orphan\"=dword:1\n",
-          "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\A]\n"
-          "\"cut\"=dword:00"
-          "zz\n",
-          "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\A]\n"
-          "\"long\"=dword:123456789\n"})
+    for (const std::string& damaged : std::initializer_list<std::string>{
+             cut, half_pair, "no heading", "Windows Registry Editor Version 5.00\n[HKEY_USERS\\x]",
+             "Windows Registry Editor Version 5.00\n\"orphan\"=dword:1\n",
+             "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\A]\n"
+             "\"cut\"=dword:00"
+             "zz\n",
+             "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\A]\n"
+             "\"long\"=dword:123456789\n"})
     {
         fs::remove_all(test::root() + "/registry");
         fs::create_directories(test::root() + "/registry");
@@ -188,12 +188,12 @@ TEST_F(Registry, AReaderWaitsForNoWriterThoughAnotherThreadDoes)
 
 pid_t g_forked;
 
-TEST_F(Registry, AChildThatIsForkedInTheMiddleOfAWriteKeepsNoLock)
+TEST_F(Registry, AChildThatIsStartedInTheMiddleOfAWriteKeepsNoLock)
 {
     PlinthTestBefore("rename", 1,
                      []
                      {
-                         g_forked = fork();
+                         g_forked = _Fork(); // without handlers, as posix_spawn does
                          while (g_forked == 0)
                              pause();
                      });
@@ -201,6 +201,31 @@ TEST_F(Registry, AChildThatIsForkedInTheMiddleOfAWriteKeepsNoLock)
     EXPECT_EQ(set_number(L"A", L"x", 2), ok);
     kill(g_forked, SIGKILL);
     waitpid(g_forked, nullptr, 0);
+}
+
+// Is killed with the lock of the writers, and leaves a child behind, whose number it tells.
+int set_and_die(int, char**)
+{
+    PlinthTestBefore("rename", 1,
+                     []
+                     {
+                         const pid_t child = fork();
+                         while (child == 0)
+                             pause();
+                         test::say(std::to_string(child));
+                         raise(SIGKILL);
+                     });
+    return set_number(L"A", L"x", 1) != ok;
+}
+const test::ChildMain set_and_die_main("set-and-die", set_and_die);
+
+TEST_F(Registry, AChildOfAWriterThatWasKilledKeepsNoLock)
+{
+    test::ChildProcess writer("set-and-die");
+    const pid_t child = std::stoi(writer.line());
+    writer.wait();
+    EXPECT_EQ(set_number(L"A", L"x", 2), ok);
+    kill(child, SIGKILL);
 }
 
 int set_many(int, char** argv)

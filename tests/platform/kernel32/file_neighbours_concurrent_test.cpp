@@ -167,8 +167,7 @@ TEST_F(FileNeighbours, ThatTryInVainRefuseNoOpen)
     ASSERT_TRUE(holder);
     std::vector<std::unique_ptr<ChildProcess>> all;
     for (int i = 0; i < rivals; ++i)
-        all.push_back(std::make_unique<ChildProcess>("try-in-vain",
-                                                     std::vector{path("a").utf8()}));
+        all.push_back(std::make_unique<ChildProcess>("try-in-vain", std::vector{path("a").utf8()}));
     for (const auto& rival : all)
         ASSERT_EQ(rival->line(), "ready");
     Errors errors;
@@ -176,8 +175,8 @@ TEST_F(FileNeighbours, ThatTryInVainRefuseNoOpen)
            [&]
            {
                for (int i = 0; i < 10; ++i)
-                   ++errors[error_of(HANDLE{
-                       Handle(test::open_file(path("a"), GENERIC_READ, FILE_SHARE_READ))})];
+                   ++errors[error_of(
+                       HANDLE{Handle(test::open_file(path("a"), GENERIC_READ, FILE_SHARE_READ))})];
            });
     EXPECT_EQ(errors.size(), 1u) << testing::PrintToString(errors);
     EXPECT_TRUE(errors.contains(0));
