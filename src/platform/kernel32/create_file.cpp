@@ -62,9 +62,9 @@ bool read_wish(DWORD access, DWORD disposition, const SECURITY_ATTRIBUTES* secur
 
 int open_existing(const char* path, const Wish& wish, struct stat& found)
 {
-    const int fd = sys::open(path, wish.flags, 0, &found);
+    const int fd = sys::open_for_program(path, wish.flags, 0, &found);
     if (fd < 0 && errno == EACCES && wish.writes && !wish.reads)
-        return sys::open(path, (wish.flags & ~O_ACCMODE) | O_WRONLY, 0, &found);
+        return sys::open_for_program(path, (wish.flags & ~O_ACCMODE) | O_WRONLY, 0, &found);
     return fd;
 }
 
@@ -85,7 +85,7 @@ int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, b
             if (fd >= 0 || errno != ENOENT)
                 return fd;
         }
-        const int fd = sys::open(path, wish.flags | O_CREAT | O_EXCL, wish.mode, &found);
+        const int fd = sys::open_for_program(path, wish.flags | O_CREAT | O_EXCL, wish.mode, &found);
         if (fd >= 0)
         {
             created = true;
@@ -95,6 +95,12 @@ int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, b
             return -1;
     }
     return -1;
+}
+
+ShareRequest share_request(const Wish& wish, DWORD share, bool overwrites)
+{
+    return {wish.reads, wish.writes, overwrites, (share & FILE_SHARE_READ) != 0,
+            (share & FILE_SHARE_WRITE) != 0};
 }
 
 // What an opened descriptor still has to pass. 0 or a system error; gone: the file is deleted.
@@ -108,10 +114,7 @@ DWORD admit(int fd, const char* path, const struct stat& found, bool created, DW
         return 0;
     if ((wish.writes || wish.cuts) && !created && (found.st_mode & any_write_bit) == 0)
         return ERROR_ACCESS_DENIED; // read-only: enforced here, as root passes the kernel's check
-    const DWORD error =
-        claim_share(fd, {wish.reads, wish.writes, wish.cuts && !created,
-                         (share & FILE_SHARE_READ) != 0, (share & FILE_SHARE_WRITE) != 0});
-    if (error)
+    if (const DWORD error = claim_share(fd, share_request(wish, share, wish.cuts && !created)))
         return error;
     gone = lost_its_name(fd, path);
     if (wish.cuts && !created && sys::ftruncate(fd, 0) != 0)
@@ -162,6 +165,10 @@ extern "C" HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share,
         new (std::nothrow) FileObject(fd, wish.reads, wish.writes, S_ISREG(found.st_mode));
     if (!object)
         sys::close(fd); // from here on the object's business
+    else if (wish.appends && object->regular())
+        object->keep_as_own(found, native.c_str(),
+                            [request = share_request(wish, share, false)](int again)
+                            { return claim_share(again, request) == 0; });
     const HANDLE handle = insert_handle(object);
     if (!handle)
         return INVALID_HANDLE_VALUE;
