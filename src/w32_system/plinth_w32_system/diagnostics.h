@@ -180,9 +180,10 @@ private:
     static CQvLogFile* LockedInstance();
     static void DropLockedInstance();
     void ReadSettings();
-    bool OpenForDate(const wchar_t* folder, const QvLogDate& date);
-    void WriteSessionHeader();
-    void WriteByteOrderMark();
+    bool OpenForDate(const wchar_t* folder, const QvLogDate& date, unsigned& number);
+    bool OpenAndBegin(const wchar_t* folder, const QvLogDate& date);
+    int WriteSessionHeader(uint64_t deadline);
+    static int WriteOrBeginAnew(const wchar_t* message, size_t limit);
     int WriteLocked(const wchar_t* message, size_t limit);
     static void wtoc(char* target, const wchar_t* source);
     static int SplitFile(CQvLogFile* instance);
