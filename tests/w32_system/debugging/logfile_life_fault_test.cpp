@@ -189,6 +189,25 @@ TEST_F(LogLife, ARemovedFileIsBegunAnewAndARenamedOneGoesOn)
     EXPECT_EQ(test::read_file(path), "of somebody else");
 }
 
+TEST_F(LogLife, AFileThatAnotherProgramBeginsInUtf16IsLeftToIt)
+{
+    const std::string begun("\xFF\xFEo\0t\0", 6);
+    test::start_log_after(begun);
+    EXPECT_EQ(QV_Log(L"text"), QV_OK);
+    EXPECT_EQ(test::read_log(log_name(0)), begun);
+    EXPECT_EQ(test::current_log(), log_name(1));
+    EXPECT_EQ(log_content(), "text");
+
+    // Also if this one's first bytes come late, as its session header could not be written.
+    test::start_log();
+    PlinthTestFail("write", 1, 1, ENOSPC);
+    CQvLogFile::Detail();
+    test::write_log(log_name(0), begun);
+    EXPECT_EQ(QV_Log(L"text"), QV_OK);
+    EXPECT_EQ(test::read_log(log_name(0)), begun);
+    EXPECT_EQ(log_content(), "text");
+}
+
 // The first write moves some bytes and the next one none.
 int log_on_a_full_disk(const wchar_t* text)
 {
