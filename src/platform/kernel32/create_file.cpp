@@ -85,7 +85,8 @@ int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, b
             if (fd >= 0 || errno != ENOENT)
                 return fd;
         }
-        const int fd = sys::open_for_program(path, wish.flags | O_CREAT | O_EXCL, wish.mode, &found);
+        const int fd =
+            sys::open_for_program(path, wish.flags | O_CREAT | O_EXCL, wish.mode, &found);
         if (fd >= 0)
         {
             created = true;

@@ -80,9 +80,9 @@ public:
     // In a process just forked: whatever another thread was at, what there is isn't ours.
     void forget() { *this = Objects(); }
 
-    // The object is opened for each look, which is rare: a descriptor that were kept could be closed
-    // by the program and become a file of its own, and the listener then seem dead. Another object
-    // under the name is another listener's.
+    // The object is opened for each look, which is rare: a descriptor that were kept could be
+    // closed by the program and become a file of its own, and the listener then seem dead. Another
+    // object under the name is another listener's.
     bool listener_lives() const
     {
         struct stat found = {};

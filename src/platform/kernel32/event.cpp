@@ -28,16 +28,8 @@ public:
             sys::munmap(m_state, sizeof *m_state);
     }
 
-    DWORD wait(DWORD milliseconds) override
-    {
-        keep_held();
-        return m_state->wait(milliseconds, is_shared());
-    }
-    void set()
-    {
-        keep_held();
-        m_state->set(is_shared());
-    }
+    DWORD wait(DWORD milliseconds) override { return m_state->wait(milliseconds, is_shared()); }
+    void set() { m_state->set(is_shared()); }
     void reset() { m_state->reset(); }
     // In the memory of the process.
     void start(bool manual_reset, bool initial)
@@ -57,13 +49,6 @@ public:
 
 private:
     bool is_shared() const { return m_state != &m_own; }
-
-    // The program may have closed all descriptors, and this one's lock with it.
-    void keep_held()
-    {
-        if (is_shared())
-            m_named.fd();
-    }
 
     DWORD map(DWORD error)
     {

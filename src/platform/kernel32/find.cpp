@@ -248,7 +248,8 @@ private:
 
 // Splits a pattern into the native folder and the mask. False with the last error set. Its path is
 // off the stack again before the folder is read.
-[[gnu::noinline]] bool split_pattern(const wchar_t* pattern, std::string& folder, const wchar_t*& mask)
+[[gnu::noinline]] bool split_pattern(const wchar_t* pattern, std::string& folder,
+                                     const wchar_t*& mask)
 {
     if (!pattern || !*pattern)
         return fail_with(ERROR_PATH_NOT_FOUND);

@@ -87,7 +87,7 @@ private:
 
     const GuardedFolder* m_folder = nullptr;
     int m_error = 0; // an errno: it can't be told whether the path is guarded, so it is refused
-    const char* m_rest = nullptr; // what follows behind the folder and its separators
+    const char* m_rest = nullptr;       // what follows behind the folder and its separators
     std::unique_ptr<char[]> m_absolute; // of a path that isn't, or that has "." or ".." in it
 };
 

@@ -78,8 +78,7 @@ int OwnDescriptor::open_anew() const
     struct stat found;
     if (!m_path || m_flags < 0)
         return -1;
-    const int fd =
-        sys::open(m_path.get(), m_flags & (compared_flags | O_NONBLOCK), 0, &found);
+    const int fd = sys::open(m_path.get(), m_flags & (compared_flags | O_NONBLOCK), 0, &found);
     if (fd < 0)
         return -1;
     if (!is_file(found) || (m_prepare && !m_prepare(fd)))

@@ -222,9 +222,10 @@ int CQvLogFile::WriteLocked(const wchar_t* message, size_t limit)
     uint64_t written = 0;
     const QvLogTarget log = {m_hFile, m_wsLogFilename};
     // With no byte written yet, the session header wasn't either, and this is the first.
-    const int status = m_uBytesWritten != 0
-                           ? QvAppendRecord(log, record, written)
-                           : QvAppendFirst(log, record, GetTickCount64() + qv_gate_patience, written);
+    const int status =
+        m_uBytesWritten != 0
+            ? QvAppendRecord(log, record, written)
+            : QvAppendFirst(log, record, GetTickCount64() + qv_gate_patience, written);
     m_uBytesWritten += static_cast<uint32_t>(written);
     return status;
 }

@@ -52,9 +52,8 @@ bool TakeBack(const QvLogTarget& log, const void* bytes, uint64_t size)
 {
     uint64_t end = 0;
     uint64_t position = 0;
-    if (QV_FilePosition(log.file, &position) != QV_OK ||
-        QV_GetFileSize(log.file, &end) != QV_OK || position != end || end < size ||
-        !HasBytes(log.file, end - size, bytes, size))
+    if (QV_FilePosition(log.file, &position) != QV_OK || QV_GetFileSize(log.file, &end) != QV_OK ||
+        position != end || end < size || !HasBytes(log.file, end - size, bytes, size))
         return false;
     QvFile cutter = nullptr;
     if (QV_OpenFile(log.path, QV_OPEN_READ | QV_OPEN_WRITE, QV_SHARE_READ | QV_SHARE_WRITE,
@@ -135,9 +134,8 @@ bool QvIsLogGone(const QvLogTarget& log)
         return GetLastError() == ERROR_INVALID_HANDLE;
     if (open.nNumberOfLinks != 0)
         return false;
-    const HANDLE named =
-        CreateFileW(log.path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE named = CreateFileW(log.path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (named == INVALID_HANDLE_VALUE)
         return true;
     BY_HANDLE_FILE_INFORMATION there;

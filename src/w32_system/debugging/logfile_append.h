@@ -8,8 +8,9 @@
 #include "plinth_w32_system.h"
 
 // Statuses that don't leave the log: each is above 0.
-inline constexpr int qv_no_copy = 1;   // there was no memory for the working copy
-inline constexpr int qv_file_lost = 2; // the file has got another form, or can't be reached any more
+inline constexpr int qv_no_copy = 1; // there was no memory for the working copy
+inline constexpr int qv_file_lost =
+    2; // the file has got another form, or can't be reached any more
 
 // An open log file and its path.
 struct QvLogTarget

@@ -126,7 +126,8 @@ TEST_F(LogLife, GoesOnAfterTheProgramHasClosedAllDescriptors)
             EXPECT_EQ(CQvLogFile::CloseLog(), QV_OK);
             more.expect_untouched();
         }
-        EXPECT_TRUE(std::regex_match(log_content(), std::regex("(a.*trace\r\nb){3}"))) << log_content();
+        EXPECT_TRUE(std::regex_match(log_content(), std::regex("(a.*trace\r\nb){3}")))
+            << log_content();
         ::setrlimit(RLIMIT_NOFILE, &former);
     }
 }
@@ -316,6 +317,49 @@ TEST_F(LogLife, ABrokenPipeAtStandardErrorEndsNoProgramThatTraces)
     EXPECT_EQ(child.line(), "alive");
     EXPECT_EQ(child.wait(), 128 + SIGPIPE);
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // whose frames are larger
+
+// The bytes that an act uses of a thread's stack.
+size_t stack_of(void (*act)())
+{
+    constexpr size_t size = 256 * 1024;
+    constexpr unsigned char paint = 0xA5;
+    std::vector<unsigned char> stack(size, paint);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstack(&attributes, stack.data(), size);
+    pthread_t thread;
+    const auto start = [](void* what) -> void*
+    {
+        (*static_cast<void (**)()>(what))();
+        return nullptr;
+    };
+    EXPECT_EQ(pthread_create(&thread, &attributes, start, &act), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+    const auto used =
+        std::find_if(stack.begin(), stack.end(), [](auto byte) { return byte != paint; });
+    return static_cast<size_t>(stack.end() - used);
+}
+
+TEST_F(LogLife, OpeningItAndARecordTake12KiBOfStackAtMost)
+{
+    constexpr void (*acts[])() = {[] { QV_Log(L"opens and writes\r\n"); },
+                                  []
+                                  {
+                                      CQvLogFile::CloseLog();
+                                      DiagOutputExW_hlp("file", 1);
+                                      DiagOutputExW(L"a record that opens the log");
+                                  },
+                                  [] { CQvLogFile::SetProperties(1, 10); },
+                                  [] { CQvLogFile::ClearLog(); }};
+    const size_t bare = stack_of([] {});
+    for (const auto act : acts)
+        EXPECT_LE(stack_of(act) - bare, 12u * 1024);
+}
+
+#endif
 
 TEST_F(LogLife, WithoutMemoryForTheCopyAMessageThatSplitTheLogIsLostWithoutAnError)
 {

@@ -1,5 +1,5 @@
-// Logs a line and prints the native path of its log. What it has for resources: CMakeLists.txt. With
-// the name of a file it closes the log, prints a dot, and goes on when it can lock the file.
+// Logs a line and prints the native path of its log. What it has for resources: CMakeLists.txt.
+// With the name of a file it closes the log, prints a dot, and goes on when it can lock the file.
 #include <cstdio>
 
 #include <fcntl.h>
