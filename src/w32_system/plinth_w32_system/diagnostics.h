@@ -114,7 +114,9 @@ public:
 
     // Writes the message, cut to the maximum message length. QV_ERR_NULLPTR: message is null.
     // QV_ERR_SYSTEM: the log is disabled, or could not be opened, or detail is below -1.
-    // QV_ERR_WRITEFILE, QV_ERR_DISKFULL, and the status of a split that failed.
+    // QV_ERR_WRITEFILE, QV_ERR_DISKFULL, and the status of a split that failed. Of a message that
+    // was written in part the beginning is taken back, unless somebody has written after it. A file
+    // that was removed is begun anew within a second of writing.
     static int Log(const wchar_t* message, int detail);
 
     // Closes the file; the next operation opens one again. Always QV_OK.
