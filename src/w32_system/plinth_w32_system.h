@@ -24,6 +24,10 @@
 // - Paths take both '\' and '/' as separators. On Linux C: is the root directory.
 // - Any thread may call any function, unless its description says otherwise. Options and cached
 //   answers are plain words without a lock.
+// - Stack that a call takes at most, on 64-bit Linux with paths up to 500 bytes and no links in the
+//   state folder: the log and trace records, also where they open the log, 12 KB; files, folders,
+//   modules opened as data, resources and settings 20 KB; assertion reports 20 KB, and 256 KB with
+//   stack lines; all others 8 KB. What the code of a loaded module takes comes on top.
 // - A file, search or view belongs to the caller that got it, until the matching close call.
 //
 // This header brings all parts of the interface. Each has a header of its own in the folder

@@ -1,9 +1,11 @@
 #include "support/log_files.h"
 
 #include <algorithm>
+#include <atomic>
 #include <ctime>
 #include <filesystem>
 #include <regex>
+#include <thread>
 
 #ifndef _WIN32
 #include <plinth_platform_test.h>
@@ -79,6 +81,42 @@ void set_log_setting(const wchar_t* name, DWORD value)
     RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
     RegCloseKey(key);
 }
+
+#ifndef _WIN32
+void start_log_after(const std::string& first_bytes)
+{
+    constexpr uint64_t gate = uint64_t{1} << 40; // what a log's first bytes are written under
+    constexpr unsigned attempts = 10;
+    set_log_setting(L"LogPerSession_4", 0);
+    const fs::path folder = fs::path(native_form(CQvLogFile::GetLogFilename())).parent_path();
+    CQvLogFile::CloseLog();
+    fs::remove_all(folder);
+    fs::create_directories(folder);
+    const std::string file = folder / log_name(0);
+    write_file(file, "");
+    const Wide path = windows_form(file);
+    QvFile other = nullptr;
+    EXPECT_EQ(QV_OpenFile(path, QV_OPEN_READ | QV_OPEN_WRITE, QV_SHARE_READ | QV_SHARE_WRITE,
+                          QV_SECURITY_DEFAULT, &other),
+              QV_OK);
+    EXPECT_EQ(QV_LockFile(other, gate, 1), QV_OK);
+    std::atomic<bool> done{false};
+    std::jthread log(
+        [&]
+        {
+            CQvLogFile::Detail();
+            done = true;
+        });
+    PlinthTestArm();
+    while (!done && PlinthTestCalls("fcntl") < attempts) // it asks for the gate again and again
+        std::this_thread::yield();
+    PlinthTestReset();
+    uint64_t written = 0;
+    QV_WriteFile(other, first_bytes.data(), first_bytes.size(), &written, nullptr);
+    QV_UnlockFile(other, gate, 1);
+    QV_CloseFile(other);
+}
+#endif
 
 FreshLog::FreshLog()
 {

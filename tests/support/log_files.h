@@ -45,6 +45,12 @@ std::string log_content();
 // Stores a REG_DWORD of the log's settings for the next instances.
 void set_log_setting(const wchar_t* name, DWORD value);
 
+#ifndef _WIN32
+// Another program writes the first bytes of today's first file, which both have found empty, after
+// this one has opened it and before this one's first bytes.
+void start_log_after(const std::string& first_bytes);
+#endif
+
 // A test with a fresh log, which has no limit for a message. Afterwards the settings of the log and
 // the destinations of records and reports are the usual ones again, and the stand-in has no faults.
 class FreshLog : public testing::Test

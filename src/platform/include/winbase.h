@@ -118,6 +118,20 @@ extern "C"
         LARGE_INTEGER AllocationSize; // bytes
     } FILE_ALLOCATION_INFO;
 
+    typedef struct BY_HANDLE_FILE_INFORMATION
+    {
+        DWORD dwFileAttributes;
+        FILETIME ftCreationTime;
+        FILETIME ftLastAccessTime;
+        FILETIME ftLastWriteTime;
+        DWORD dwVolumeSerialNumber;
+        DWORD nFileSizeHigh;
+        DWORD nFileSizeLow;
+        DWORD nNumberOfLinks;
+        DWORD nFileIndexHigh;
+        DWORD nFileIndexLow;
+    } BY_HANDLE_FILE_INFORMATION, *LPBY_HANDLE_FILE_INFORMATION;
+
     typedef struct WIN32_FIND_DATAW
     {
         DWORD dwFileAttributes;
@@ -199,6 +213,8 @@ extern "C"
                                                 LPFILETIME write);
     PLINTH_PLATFORM_API BOOL WINAPI SetFileTime(HANDLE file, const FILETIME* creation,
                                                 const FILETIME* access, const FILETIME* write);
+    PLINTH_PLATFORM_API BOOL WINAPI
+    GetFileInformationByHandle(HANDLE file, LPBY_HANDLE_FILE_INFORMATION information);
     PLINTH_PLATFORM_API DWORD WINAPI GetFileAttributesW(LPCWSTR path);
     PLINTH_PLATFORM_API BOOL WINAPI SetFileAttributesW(LPCWSTR path, DWORD attributes);
     PLINTH_PLATFORM_API BOOL WINAPI CopyFileW(LPCWSTR source, LPCWSTR target, BOOL failIfExists);
@@ -275,6 +291,7 @@ extern "C"
     PLINTH_PLATFORM_API BOOL WINAPI DisableThreadLibraryCalls(HMODULE module);
 
     // Clocks and calendar.
+    PLINTH_PLATFORM_API ULONGLONG WINAPI GetTickCount64(void);
     PLINTH_PLATFORM_API BOOL WINAPI QueryPerformanceCounter(LARGE_INTEGER* count);
     PLINTH_PLATFORM_API BOOL WINAPI QueryPerformanceFrequency(LARGE_INTEGER* frequency);
     PLINTH_PLATFORM_API void WINAPI GetSystemTime(LPSYSTEMTIME time);

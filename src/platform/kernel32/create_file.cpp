@@ -68,7 +68,7 @@ bool changes(const Wish& wish)
 // The status is asked for if the file is to be changed: see admit.
 int open_with(const char* path, const Wish& wish, int flags, struct stat& found)
 {
-    return sys::open(path, flags, wish.mode, changes(wish) ? &found : nullptr);
+    return sys::open_for_program(path, flags, wish.mode, changes(wish) ? &found : nullptr);
 }
 
 int open_existing(const char* path, const Wish& wish, struct stat& found)
@@ -108,6 +108,12 @@ int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, b
     return -1;
 }
 
+ShareRequest share_request(const Wish& wish, DWORD share, bool overwrites)
+{
+    return {wish.reads, wish.writes, overwrites, (share & FILE_SHARE_READ) != 0,
+            (share & FILE_SHARE_WRITE) != 0};
+}
+
 // What an opened descriptor still has to pass. 0 or a system error; gone: the file is deleted.
 //
 // The status is needed after the claim, to see whether the file still has its name. What is opened
@@ -120,9 +126,7 @@ DWORD admit(ClaimedFile& file, const char* path, struct stat& found, bool create
         return 0;
     if (changes(wish) && !created && has_no_write_bit(found))
         return ERROR_ACCESS_DENIED; // read-only: enforced here, as root passes the kernel's check
-    const DWORD error =
-        file.claim({wish.reads, wish.writes, wish.cuts && !created, (share & FILE_SHARE_READ) != 0,
-                    (share & FILE_SHARE_WRITE) != 0});
+    const DWORD error = file.claim(share_request(wish, share, wish.cuts && !created));
     if (sys::fstat(file, &found) != 0)
         return system_error(errno);
     if (S_ISDIR(found.st_mode))
@@ -178,6 +182,8 @@ extern "C" HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share,
     }
     auto* const object = new (std::nothrow)
         FileObject(std::move(file), wish.reads, wish.writes, S_ISREG(found.st_mode));
+    if (object && wish.appends && object->regular())
+        object->keep_as_own(found, native.c_str(), share_request(wish, share, false));
     const HANDLE handle = insert_handle(object);
     if (!handle)
         return INVALID_HANDLE_VALUE;

@@ -9,8 +9,10 @@
 #include "plinth_platform.h"
 #include "system/calls.h"
 #include "system/clock.h"
+#include "system/descriptor.h"
 #include "system/environment.h"
 #include "system/faults.h"
+#include "system/standard_error.h"
 #include "system/text.h"
 #include "windows.h"
 
@@ -49,8 +51,9 @@ public:
         if (m_listener == listener) [[likely]]
             return true;
         detach();
-        m_alive_fd = open_held(NamedKind::event, first_object);
-        m_buffer_ready = map<EventState>(m_alive_fd, sizeof(EventState));
+        struct stat buffer_ready = {};
+        m_buffer_ready = map_named<EventState>(NamedKind::event, first_object, sizeof(EventState),
+                                               &buffer_ready);
         m_data_ready =
             map_named<EventState>(NamedKind::event, "DBWIN_DATA_READY", sizeof(EventState));
         m_buffer = map_named<char>(NamedKind::mapping, "DBWIN_BUFFER", buffer_size);
@@ -59,6 +62,8 @@ public:
             detach();
             return false;
         }
+        m_device = buffer_ready.st_dev;
+        m_inode = buffer_ready.st_ino;
         m_listener = listener;
         m_process = GetCurrentProcessId();
         return true;
@@ -69,16 +74,22 @@ public:
         unmap(m_buffer_ready, sizeof(EventState));
         unmap(m_data_ready, sizeof(EventState));
         unmap(m_buffer, buffer_size);
-        if (m_alive_fd >= 0)
-            sys::close(m_alive_fd);
-        m_alive_fd = -1;
         m_listener = 0;
     }
 
     // In a process just forked: whatever another thread was at, what there is isn't ours.
     void forget() { *this = Objects(); }
 
-    bool listener_lives() const { return held(m_alive_fd) != Held::no; }
+    // The object is opened for each look, which is rare: a descriptor that were kept could be
+    // closed by the program and become a file of its own, and the listener then seem dead. Another
+    // object under the name is another listener's.
+    bool listener_lives() const
+    {
+        struct stat found = {};
+        const Held state = held(NamedKind::event, first_object, &found);
+        return state == Held::unknown ||
+               (state == Held::yes && found.st_dev == m_device && found.st_ino == m_inode);
+    }
 
     EventState& buffer_ready() const { return *m_buffer_ready; }
     EventState& data_ready() const { return *m_data_ready; }
@@ -103,22 +114,20 @@ private:
         return -1;
     }
 
-    template <class T> static T* map(int fd, size_t size)
+    template <class T> static T* map(int fd, size_t size, struct stat& found)
     {
-        struct stat found;
         if (fd < 0 || sys::fstat(fd, &found) != 0 || found.st_size < static_cast<off_t>(size))
             return nullptr;
         void* const view = sys::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
         return view == MAP_FAILED ? nullptr : static_cast<T*>(view);
     }
 
-    template <class T> static T* map_named(NamedKind kind, const char* name, size_t size)
+    template <class T>
+    static T* map_named(NamedKind kind, const char* name, size_t size, struct stat* what = nullptr)
     {
-        const int fd = open_held(kind, name);
-        T* const view = map<T>(fd, size);
-        if (fd >= 0)
-            sys::close(fd);
-        return view;
+        struct stat found;
+        const Descriptor fd(open_held(kind, name));
+        return map<T>(fd, size, what ? *what : found);
     }
 
     template <class T> static void unmap(T*& view, size_t size)
@@ -129,7 +138,8 @@ private:
     }
 
     uint32_t m_listener = 0;
-    int m_alive_fd = -1;
+    dev_t m_device = 0; // of the listener's first object
+    ino_t m_inode = 0;
     DWORD m_process = 0;
     EventState* m_buffer_ready = nullptr;
     EventState* m_data_ready = nullptr;
@@ -311,18 +321,6 @@ bool mirrors_to_stderr()
     return wanted;
 }
 
-void mirror(const char* text, size_t length)
-{
-    while (length > 0)
-    {
-        const ssize_t count = sys::write(STDERR_FILENO, text, length);
-        if (count <= 0)
-            return;
-        text += count;
-        length -= static_cast<size_t>(count);
-    }
-}
-
 // The channel, if there is anybody to write to. The ordinary case is one load.
 ChannelControl* open_channel()
 {
@@ -333,7 +331,7 @@ ChannelControl* open_channel()
 void put_out(const char* text, size_t length)
 {
     if (mirrors_to_stderr())
-        mirror(text, length);
+        write_standard_error({text, length});
     ChannelControl* const control = open_channel();
     if (control && !send(*control, text, length))
         control->lost.fetch_add(1, std::memory_order_relaxed);

@@ -79,7 +79,26 @@ DWORD FileObject::close()
         for (const Range& range : m_ranges)
             if (range.process == process_number())
                 unlock_range(*this, range);
-    return m_file.close() == 0 ? 0 : system_error(errno);
+    if (!m_own)
+        return m_file.close() == 0 ? 0 : system_error(errno);
+    if (m_file.is_own())
+        take_back_locks(m_own->checked_number());
+    return m_own->close() == 0 ? 0 : system_error(errno);
+}
+
+void FileObject::keep_as_own(const struct stat& found, const char* path,
+                             const ShareRequest& request)
+{
+    m_own.reset(new (std::nothrow) OwnDescriptor);
+    if (m_own)
+        m_own->take(m_file.release(), found, path,
+                    [request](int again)
+                    {
+                        ClaimedFile file(again);
+                        const bool claimed = file.claim(request) == 0;
+                        file.release();
+                        return claimed;
+                    });
 }
 
 extern "C" BOOL LockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD sizeLow,

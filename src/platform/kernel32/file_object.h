@@ -1,7 +1,9 @@
 // An open file: what a file handle stands for.
 #pragma once
 
+#include <memory>
 #include <mutex>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -9,6 +11,7 @@
 #include "share_modes.h"
 #include "system/calls.h"
 #include "system/last_error.h"
+#include "system/own_descriptor.h"
 
 namespace platform
 {
@@ -25,7 +28,13 @@ public:
     }
     DWORD close() override;
 
-    int fd() const { return m_file; }
+    // For a file that can only be appended to, which is a log of the library's own and lives as
+    // long as its program: from here on its descriptor knows its file.
+    void keep_as_own(const struct stat& found, const char* path, const ShareRequest& request);
+
+    int fd() const { return m_own ? m_own->number() : static_cast<int>(m_file); }
+    // Whether a call that has failed with this number is worth another try with fd().
+    bool renewed(int failed) const { return m_own && m_own->renewed(failed); }
     bool readable() const { return m_readable; } // as the caller asked, whatever the descriptor is
     bool writable() const { return m_writable; }
     bool regular() const { return m_regular; }
@@ -45,6 +54,7 @@ public:
     std::vector<Range> m_ranges; // what LockFile locked through this handle
 
 private:
+    std::unique_ptr<OwnDescriptor> m_own; // then m_file has none
     const bool m_readable;
     const bool m_writable;
     const bool m_regular;

@@ -1,4 +1,5 @@
-// File times of open files.
+// File times of open files, and what else is known of them.
+#include "file_attributes.h"
 #include "file_object.h"
 #include "file_stamp.h"
 #include "windows.h"
@@ -36,6 +37,25 @@ DWORD set_times(int fd, const FILETIME* access, const FILETIME* write)
     const timespec former[2] = {before.st_atim, before.st_mtim};
     sys::futimens(fd, former);
     return ERROR_INVALID_PARAMETER;
+}
+
+// A log whose descriptor the program has closed is opened anew for the question.
+bool look_at(const FileObject& file, struct statx& found)
+{
+    for (int fd = file.fd();; fd = file.fd())
+    {
+        if (sys::statx(fd, "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &found) == 0)
+            return true;
+        if (!file.renewed(fd))
+            return false;
+    }
+}
+
+FileStamps stamps_of_open(int fd, const struct statx& found)
+{
+    FILETIME kept;
+    const bool has_kept = sys::fgetxattr(fd, creation_attribute, &kept, sizeof kept) == sizeof kept;
+    return stamps_of(found, has_kept ? &kept : nullptr);
 }
 
 } // namespace
@@ -83,12 +103,9 @@ extern "C" BOOL GetFileTime(HANDLE file, LPFILETIME creation, LPFILETIME access,
     if (!object)
         return FALSE;
     struct statx found;
-    if (sys::statx(object->fd(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &found) != 0)
+    if (!look_at(*object, found))
         return fail_errno(errno);
-    FILETIME kept;
-    const bool has_kept =
-        sys::fgetxattr(object->fd(), creation_attribute, &kept, sizeof kept) == sizeof kept;
-    const FileStamps stamps = stamps_of(found, has_kept ? &kept : nullptr);
+    const FileStamps stamps = stamps_of_open(object->fd(), found);
     if (creation)
         *creation = stamps.creation;
     if (access)
@@ -114,5 +131,31 @@ extern "C" BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIM
         sys::fsetxattr(object->fd(), creation_attribute, creation, sizeof *creation, 0) &&
         errno != EOPNOTSUPP && errno != EPERM)
         return fail_errno(errno);
+    return TRUE;
+}
+
+// The file's index is the number of its inode. The volume's serial number tells volumes apart, but
+// is not the one of GetVolumeInformationW.
+extern "C" BOOL GetFileInformationByHandle(HANDLE file, LPBY_HANDLE_FILE_INFORMATION information)
+{
+    constexpr unsigned half = 32; // bits
+    constexpr unsigned minor_bits = 20;
+    const Pin<FileObject> object(file);
+    if (!object)
+        return FALSE;
+    struct statx found;
+    if (!look_at(*object, found))
+        return fail_errno(errno);
+    const FileStamps stamps = stamps_of_open(object->fd(), found);
+    *information = {.dwFileAttributes = attributes_of(found.stx_mode, false),
+                    .ftCreationTime = stamps.creation,
+                    .ftLastAccessTime = stamps.access,
+                    .ftLastWriteTime = stamps.write,
+                    .dwVolumeSerialNumber = found.stx_dev_major << minor_bits | found.stx_dev_minor,
+                    .nFileSizeHigh = static_cast<DWORD>(found.stx_size >> half),
+                    .nFileSizeLow = static_cast<DWORD>(found.stx_size),
+                    .nNumberOfLinks = found.stx_nlink,
+                    .nFileIndexHigh = static_cast<DWORD>(found.stx_ino >> half),
+                    .nFileIndexLow = static_cast<DWORD>(found.stx_ino)};
     return TRUE;
 }

@@ -246,8 +246,10 @@ private:
     Names m_names;
 };
 
-// Splits a pattern into the native folder and the mask. False with the last error set.
-bool split_pattern(const wchar_t* pattern, std::string& folder, const wchar_t*& mask)
+// Splits a pattern into the native folder and the mask. False with the last error set. Its path is
+// off the stack again before the folder is read.
+[[gnu::noinline]] bool split_pattern(const wchar_t* pattern, std::string& folder,
+                                     const wchar_t*& mask)
 {
     if (!pattern || !*pattern)
         return fail_with(ERROR_PATH_NOT_FOUND);
@@ -276,6 +278,13 @@ bool has_wildcard(const wchar_t* mask)
     return false;
 }
 
+// Apart, so that a search which finds something has no path on the stack.
+[[gnu::noinline]] DWORD not_found_error(const wchar_t* path)
+{
+    const NativePath native(path);
+    return native.ok() ? native.not_found_error() : ERROR_FILE_NOT_FOUND;
+}
+
 HANDLE start_search(const wchar_t* pattern, WIN32_FIND_DATAW& data)
 {
     std::string folder;
@@ -295,8 +304,7 @@ HANDLE start_search(const wchar_t* pattern, WIN32_FIND_DATAW& data)
         search->take_one(mask);
     if (!search->next(data))
     {
-        const NativePath native(has_wildcard(mask) ? nullptr : pattern);
-        fail_with(native.ok() ? native.not_found_error() : ERROR_FILE_NOT_FOUND);
+        fail_with(has_wildcard(mask) ? ERROR_FILE_NOT_FOUND : not_found_error(pattern));
         return INVALID_HANDLE_VALUE;
     }
     const HANDLE handle = insert_handle(search.release());

@@ -189,6 +189,16 @@ HMODULE load(LPCWSTR name)
     }
 }
 
+// Apart, so that a question for the program's own path has only one path on the stack.
+[[gnu::noinline]] void path_of_other(HMODULE module, std::string& native)
+{
+    LoadedModule loaded;
+    if (find_loaded(module, loaded))
+        native = loaded.path;
+    else if (const std::shared_ptr<Module> found = hold_module(module))
+        native = found->path();
+}
+
 // False with the last error set.
 bool native_module_path(HMODULE module, std::string& native)
 {
@@ -197,11 +207,7 @@ bool native_module_path(HMODULE module, std::string& native)
         native = program_path();
         return !native.empty();
     }
-    LoadedModule loaded;
-    if (find_loaded(module, loaded))
-        native = loaded.path;
-    else if (const std::shared_ptr<Module> found = hold_module(module))
-        native = found->path();
+    path_of_other(module, native);
     return !native.empty();
 }
 

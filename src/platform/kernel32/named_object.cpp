@@ -31,6 +31,12 @@ struct flock holder_range(short type)
     return range;
 }
 
+bool mark_as_held(int fd)
+{
+    struct flock range = holder_range(F_RDLCK);
+    return sys::fcntl_lock(fd, F_OFD_SETLK, &range) == 0;
+}
+
 // Without the prefixes that name a session's objects: here all belong to the user.
 std::string_view plain_name(std::string_view name)
 {
@@ -135,10 +141,10 @@ Held held(int fd)
     return range.l_type == F_UNLCK ? Held::no : Held::yes;
 }
 
-Held held(NamedKind kind, const char* name)
+Held held(NamedKind kind, const char* name, struct stat* found)
 {
     const std::string path = named_object_path(kind, name);
-    const int fd = path.empty() ? -1 : sys::open(path.c_str(), O_RDWR | O_NOFOLLOW);
+    const int fd = path.empty() ? -1 : sys::open(path.c_str(), O_RDWR | O_NOFOLLOW, 0, found);
     if (fd < 0)
         return path.empty() || errno == ENOENT || errno == ELOOP || errno == EACCES ? Held::no
                                                                                     : Held::unknown;
@@ -258,14 +264,13 @@ DWORD NamedObject::join_under_gate(NamedKind kind, const char* name, const Conte
 DWORD NamedObject::hold(int fd)
 {
     struct stat found;
-    struct flock range = holder_range(F_RDLCK);
-    if (sys::fstat(fd, &found) != 0 || sys::fcntl_lock(fd, F_OFD_SETLK, &range) != 0)
+    if (sys::fstat(fd, &found) != 0 || !mark_as_held(fd))
     {
         const DWORD error = system_error(errno);
         sys::close(fd);
         return error;
     }
-    m_fd = fd;
+    m_file.take(fd, found, m_path.c_str(), mark_as_held);
     m_size = static_cast<size_t>(found.st_size);
     return 0;
 }
@@ -273,26 +278,24 @@ DWORD NamedObject::hold(int fd)
 // The file may have been removed by hand, and another object have come under its name.
 bool NamedObject::is_still_named() const
 {
-    struct stat mine;
     struct stat there;
-    return sys::fstat(m_fd, &mine) == 0 && sys::lstat(m_path.c_str(), &there) == 0 &&
-           is_same_file(mine, there);
+    return sys::lstat(m_path.c_str(), &there) == 0 && m_file.is_file(there);
 }
 
 void NamedObject::close()
 {
-    if (m_fd < 0)
+    if (!m_file.taken())
         return;
     const SharedGate gate;
     // The last holder takes the file along.
-    if (gate.ok() && held(m_fd) == Held::no && is_still_named())
+    const int fd = m_file.checked_number();
+    if (fd >= 0 && gate.ok() && held(fd) == Held::no && is_still_named())
     {
         sys::unlink(m_path.c_str());
         if (m_is_listener)
             debug_channel_listener_went();
     }
-    sys::close(m_fd);
-    m_fd = -1;
+    m_file.close();
 }
 
 } // namespace platform

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "system/own_descriptor.h"
 #include "windef.h"
 
 namespace platform
@@ -39,7 +40,7 @@ public:
     void close();
 
     bool existed() const { return m_existed; } // somebody else held it when we came
-    int fd() const { return m_fd; }
+    int fd() const { return m_file.number(); }
     size_t size() const { return m_size; } // bytes
 
 private:
@@ -53,7 +54,7 @@ private:
     DWORD hold(int fd);
     bool is_still_named() const;
 
-    int m_fd = -1;
+    mutable OwnDescriptor m_file; // opened anew when the program has closed it
     bool m_existed = false;
     size_t m_size = 0;
     std::string m_path;
@@ -81,8 +82,9 @@ enum class Held
     unknown // the system would not say; errno tells why
 };
 Held held(int fd);
-// The same by name; also no if there is no file.
-Held held(NamedKind kind, const char* name);
+// The same by name; also no if there is no file. found, if wanted: which file was looked at, unless
+// the answer is no.
+Held held(NamedKind kind, const char* name, struct stat* found = nullptr);
 
 // Serialises what makes and removes shared objects, between processes. Held for short table work,
 // never twice by one thread. It is waited for a second at most, and what needs it isn't done

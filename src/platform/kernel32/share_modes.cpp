@@ -127,12 +127,15 @@ int ClaimedFile::close()
     if (m_fd < 0)
         return 0;
     if (m_holds && is_own())
-    {
-        struct flock everything = {}; // ranges too
-        everything.l_type = F_UNLCK;
-        sys::fcntl_lock(m_fd, F_OFD_SETLK, &everything);
-    }
+        take_back_locks(m_fd);
     return sys::close(release());
+}
+
+void take_back_locks(int fd)
+{
+    struct flock everything = {};
+    everything.l_type = F_UNLCK;
+    sys::fcntl_lock(fd, F_OFD_SETLK, &everything);
 }
 
 int ClaimedFile::release()

@@ -89,6 +89,9 @@ private:
     unsigned m_process = 0;
 };
 
+// Takes back all claims and ranges of a descriptor's open file.
+void take_back_locks(int fd);
+
 // Keeps a file from being opened through this interface while it is deleted, moved or replaced: no
 // open of ours shares deletion. Lasts until the scope's end, which is after the call that does it.
 // An open that got hold of the file before waits, finds it without a name, and looks again.

@@ -27,6 +27,11 @@ extern "C" void Sleep(DWORD milliseconds)
     }
 }
 
+extern "C" ULONGLONG GetTickCount64(void)
+{
+    return static_cast<ULONGLONG>(coarse_ms());
+}
+
 extern "C" BOOL QueryPerformanceCounter(LARGE_INTEGER* count)
 {
     timespec now;

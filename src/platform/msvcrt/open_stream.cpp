@@ -59,14 +59,14 @@ bool read_mode(const wchar_t* text, OpenMode& mode)
 int open_for(const char* path, const OpenMode& mode, bool file)
 {
     if (!mode.writes)
-        return sys::open(path, mode.flags | O_RDONLY);
+        return sys::open_for_program(path, mode.flags | O_RDONLY);
     if (mode.reads || file)
     {
-        const int fd = sys::open(path, mode.flags | O_RDWR, default_mode);
+        const int fd = sys::open_for_program(path, mode.flags | O_RDWR, default_mode);
         if (fd >= 0 || mode.reads || errno != EACCES)
             return fd;
     }
-    return sys::open(path, mode.flags | O_WRONLY, default_mode);
+    return sys::open_for_program(path, mode.flags | O_WRONLY, default_mode);
 }
 
 // 0, or the errno by which an opened descriptor is refused; gone: the file has been deleted.

@@ -82,8 +82,22 @@ inline bool is_fifo(const char* path)
     struct stat found;
     return ::stat(path, &found) == 0 && S_ISFIFO(found.st_mode);
 }
+// Descriptors 0 to 2 are the program's standard streams, also one that started with them closed:
+// what it prints must not get into a file of the library's.
+inline constexpr int first_inner_number = 3;
+inline int above_standard_streams(int fd)
+{
+    const int moved =
+        fd < 0 || fd >= first_inner_number ? -1 : ::fcntl(fd, F_DUPFD_CLOEXEC, first_inner_number);
+    if (moved < 0)
+        return fd;
+    ::close(fd);
+    return moved;
+}
+// For a file of the program's, which gets the number that the kernel gives.
 // found, if wanted: what fstat tells of the file.
-inline int open(const char* path, int flags, mode_t mode = 0, struct stat* found = nullptr)
+inline int open_for_program(const char* path, int flags, mode_t mode = 0,
+                            struct stat* found = nullptr)
 {
     const GuardedPath guarded(path);
     for (;;)
@@ -106,6 +120,11 @@ inline int open(const char* path, int flags, mode_t mode = 0, struct stat* found
             return -1;
         }
     }
+}
+// For a file of the library's.
+inline int open(const char* path, int flags, mode_t mode = 0, struct stat* found = nullptr)
+{
+    return above_standard_streams(open_for_program(path, flags, mode, found));
 }
 inline FILE* fopen(const char* path, const char* mode)
 {
@@ -292,13 +311,19 @@ inline int statfs(const char* path, struct statfs* result)
 {
     return intercepted("statfs") ? -1 : ::statfs(path, result);
 }
-inline int duplicate(int fd)
+// Gives the lowest free number from first on.
+inline int duplicate(int fd, int first = first_inner_number)
 {
-    return intercepted("dup") ? -1 : ::fcntl(fd, F_DUPFD_CLOEXEC, 0);
+    return intercepted("dup") ? -1 : ::fcntl(fd, F_DUPFD_CLOEXEC, first);
+}
+inline int status_flags(int fd)
+{
+    return intercepted("fcntl") ? -1 : ::fcntl(fd, F_GETFL);
 }
 inline int memfd_create(const char* name)
 {
-    return intercepted("memfd_create") ? -1 : ::memfd_create(name, MFD_CLOEXEC);
+    return intercepted("memfd_create") ? -1
+                                       : above_standard_streams(::memfd_create(name, MFD_CLOEXEC));
 }
 inline ssize_t fgetxattr(int fd, const char* name, void* value, size_t size)
 {
@@ -348,9 +373,9 @@ inline int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
         return errno;
     return ::pthread_create(thread, attributes, start, argument);
 }
-inline int sigaction(int signal, const struct sigaction* action)
+inline int sigaction(int signal, const struct sigaction* action, struct sigaction* former = nullptr)
 {
-    return intercepted("sigaction") ? -1 : ::sigaction(signal, action, nullptr);
+    return intercepted("sigaction") ? -1 : ::sigaction(signal, action, former);
 }
 #if defined(__SANITIZE_THREAD__)
 // The C library's other name for it, which ThreadSanitizer does not stand before.

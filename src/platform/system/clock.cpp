@@ -42,6 +42,14 @@ int64_t patience_clock_ns()
     return monotonic_ns() + clock_shift(&ClockShifts::patience_ns);
 }
 
+int64_t coarse_ms()
+{
+    timespec now;
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now); // can't fail for this clock
+    return now.tv_sec * int64_t{1'000} + now.tv_nsec / 1'000'000 +
+           clock_shift(&ClockShifts::patience_ns) / 1'000'000;
+}
+
 void ask_for_fine_timers()
 {
     static thread_local bool asked = false;

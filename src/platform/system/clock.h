@@ -16,6 +16,10 @@ int64_t monotonic_ns();
 // The same, with a test's shift: what waits for other processes are limited by.
 int64_t patience_clock_ns();
 
+// Milliseconds on the monotonic clock, a few late, with the test's shift of patience_clock_ns.
+// Costs no system call: for what is to happen once a second on a path that must stay short.
+int64_t coarse_ms();
+
 // For a thread that waits for a moment: the kernel rounds the end of a wait by 50 us unless the
 // thread asks otherwise.
 void ask_for_fine_timers();

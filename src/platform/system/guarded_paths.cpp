@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 #include <linux/openat2.h>
@@ -105,6 +106,17 @@ bool continue_behind(const char* target, size_t length, const char* rest, char* 
     return true;
 }
 
+// Puts a link's target before the rest of the path. Negative with errno.
+[[gnu::noinline]] int follow_link(int link, const char* rest, char* pending)
+{
+    char target[longest_path];
+    const ssize_t size = ::readlinkat(link, "", target, sizeof target);
+    if (size < 0)
+        return -1;
+    return continue_behind(target, static_cast<size_t>(size), rest, pending) ? 0
+                                                                             : refuse(ENAMETOOLONG);
+}
+
 // Walks from a folder over the levels of a path and judges each link itself. Gives the folder of
 // the last name, which is left in pending and is no link if links at the end are followed.
 // follows_last: also a link that stands at the end. owner: of the guarded folder.
@@ -138,16 +150,12 @@ int walk(int from, char (&pending)[longest_path], bool follows_last, uid_t owner
             return -1;
         if (is_there && S_ISLNK(found.st_mode))
         {
-            char target[longest_path];
             if (++links > most_links)
                 return refuse(ELOOP);
             if (!may_follow(folder.get(), found, owner))
                 return refuse(EACCES);
-            const ssize_t size = ::readlinkat(level.get(), "", target, sizeof target);
-            if (size < 0)
+            if (follow_link(level.get(), rest, pending) != 0)
                 return -1;
-            if (!continue_behind(target, static_cast<size_t>(size), rest, pending))
-                return refuse(ENAMETOOLONG);
             at = pending;
             if (*at == '/')
                 folder.reset(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -166,14 +174,15 @@ int walk(int from, char (&pending)[longest_path], bool follows_last, uid_t owner
     }
 }
 
-// Opens a folder, or a file in it, by a path without any link. -1 with ELOOP if there are links,
-// or with another errno.
-int open_without_links(const GuardedFolder& folder, const char* rest, int flags, mode_t mode)
+constexpr size_t usual_path = 512; // bytes; a longer one has a larger buffer
+
+template <size_t room>
+[[gnu::noinline]] int open_joined(const GuardedFolder& folder, std::string_view rest, int flags,
+                                  mode_t mode)
 {
-    char text[longest_path];
-    const int length = std::snprintf(text, sizeof text, "%s/%s", folder.real.c_str(), rest);
-    if (static_cast<size_t>(length) >= sizeof text)
-        return refuse(ENAMETOOLONG);
+    char text[room];
+    std::snprintf(text, sizeof text, "%s/%.*s", folder.real.c_str(), static_cast<int>(rest.size()),
+                  rest.data());
     if (sys::intercepted("openat2"))
         return -1;
     open_how how = {};
@@ -183,6 +192,17 @@ int open_without_links(const GuardedFolder& folder, const char* rest, int flags,
     how.mode = (flags & O_CREAT) != 0 ? mode : 0;
     how.resolve = RESOLVE_NO_SYMLINKS;
     return static_cast<int>(::syscall(SYS_openat2, AT_FDCWD, text, &how, sizeof how));
+}
+
+// Opens a folder, or a file in it, by a path without any link. -1 with ELOOP if there are links,
+// or with another errno.
+int open_without_links(const GuardedFolder& folder, std::string_view rest, int flags, mode_t mode)
+{
+    const size_t size = folder.real.size() + 1 + rest.size() + 1;
+    if (size > longest_path)
+        return refuse(ENAMETOOLONG);
+    return size <= usual_path ? open_joined<usual_path>(folder, rest, flags, mode)
+                              : open_joined<longest_path>(folder, rest, flags, mode);
 }
 
 // Whether the call that refuses links can't say anything: there are links, or it isn't there
@@ -263,6 +283,19 @@ const char* behind(const char* path, const std::string& folder)
     return *path ? path : nullptr; // the folder itself isn't guarded
 }
 
+// The folder by a walk. -1 with errno.
+[[gnu::noinline]] int walk_to(const GuardedFolder& folder, std::string_view rest)
+{
+    char pending[longest_path];
+    if (rest.size() + 2 > sizeof pending)
+        return refuse(ENAMETOOLONG);
+    // A name that isn't followed ends the walk at its folder.
+    std::memcpy(pending, rest.data(), rest.size());
+    std::strcpy(pending + rest.size(), "x");
+    const int from = open_folder(folder);
+    return from < 0 ? -1 : walk(from, pending, false, owner_of(from));
+}
+
 } // namespace
 
 void guard_folder(const std::string& path)
@@ -297,36 +330,48 @@ int change_mode(int path_fd, mode_t mode)
     return ::chmod(own_link(path_fd, link), mode);
 }
 
-void GuardedPath::find(const char* path)
+// Puts the path behind the current folder. False, and perhaps m_error, if that can't be.
+bool GuardedPath::make_absolute(const char* path)
 {
-    const size_t length = std::strlen(path);
+    m_absolute.reset(new (std::nothrow) char[longest_path]);
+    if (!m_absolute)
+    {
+        m_error = ENOMEM;
+        return false;
+    }
+    size_t folder = 0;
     if (*path != '/')
     {
-        if (!::getcwd(m_absolute, sizeof m_absolute))
+        if (!::getcwd(m_absolute.get(), longest_path))
         {
             // In a folder that is gone the path leads nowhere, and the call on it says so.
             if (errno != ENOENT)
                 m_error = ENAMETOOLONG;
-            return;
+            return false;
         }
-        const size_t folder = std::strlen(m_absolute);
-        if (folder + 1 + length + 1 > sizeof m_absolute)
-        {
-            m_error = ENAMETOOLONG;
-            return;
-        }
-        m_absolute[folder] = '/';
-        std::memcpy(m_absolute + folder + 1, path, length + 1);
-        path = m_absolute;
+        folder = std::strlen(m_absolute.get());
+        m_absolute[folder++] = '/';
     }
-    if (has_dots(path))
+    const size_t length = std::strlen(path);
+    if (folder + length + 1 > longest_path)
     {
-        if (path != m_absolute && length >= sizeof m_absolute)
-            return; // too long for any call
-        if (path != m_absolute)
-            std::memcpy(m_absolute, path, length + 1);
-        take_out_dots(m_absolute);
-        path = m_absolute;
+        if (folder != 0) // else it is too long for any call
+            m_error = ENAMETOOLONG;
+        return false;
+    }
+    std::memcpy(m_absolute.get() + folder, path, length + 1);
+    return true;
+}
+
+void GuardedPath::find(const char* path)
+{
+    if (*path != '/' || has_dots(path))
+    {
+        if (!make_absolute(path))
+            return;
+        if (has_dots(m_absolute.get()))
+            take_out_dots(m_absolute.get());
+        path = m_absolute.get();
     }
     for (const GuardedFolder* folder = g_guarded_folders.load(std::memory_order_acquire); folder;
          folder = folder->next)
@@ -350,19 +395,10 @@ int GuardedPath::open_parent(const char*& name) const
     while (start > 0 && m_rest[start - 1] != '/')
         --start;
     name = m_rest + start;
-    char folder[longest_path];
-    if (start >= sizeof folder)
-        return refuse(ENAMETOOLONG);
-    std::memcpy(folder, m_rest, start);
-    folder[start] = '\0';
+    const std::string_view folder(m_rest, start);
     const int flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
     const int fd = open_without_links(*m_folder, folder, flags, 0);
-    if (fd >= 0 || !has_to_walk(errno))
-        return fd;
-    // A name that isn't followed ends the walk at its folder.
-    const int from = open_folder(*m_folder);
-    std::strcpy(folder + start, "x");
-    return from < 0 ? -1 : walk(from, folder, false, owner_of(from));
+    return fd >= 0 || !has_to_walk(errno) ? fd : walk_to(*m_folder, folder);
 }
 
 // Opens without judging what is opened. parent: its folder, where links were on the way, else -1.
@@ -372,8 +408,11 @@ int GuardedPath::open_any(int flags, mode_t mode, int& parent) const
     if (m_error)
         return refuse(m_error);
     const int fd = open_without_links(*m_folder, m_rest, flags, mode);
-    if (fd >= 0 || !has_to_walk(errno))
-        return fd;
+    return fd >= 0 || !has_to_walk(errno) ? fd : open_by_walk(flags, mode, parent);
+}
+
+[[gnu::noinline]] int GuardedPath::open_by_walk(int flags, mode_t mode, int& parent) const
+{
     char pending[longest_path];
     if (std::strlen(m_rest) >= sizeof pending)
         return refuse(ENAMETOOLONG);

@@ -14,10 +14,13 @@
 //   folder, the folder isn't sticky, and the kernel lets people link to what isn't theirs.
 //
 // What is refused fails with EACCES, as an unreadable file does. Nothing here allocates, but
-// guard_folder.
+// guard_folder and a path that isn't absolute or has dots. Little of the stack is used, as threads
+// of the program may have little: buffers for the longest path are in functions of their own, for
+// paths that need them.
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 
 #include <fcntl.h>
@@ -79,11 +82,13 @@ public:
 private:
     void find(const char* path);
     int open_any(int flags, mode_t mode, int& parent) const;
+    int open_by_walk(int flags, mode_t mode, int& parent) const;
+    bool make_absolute(const char* path);
 
     const GuardedFolder* m_folder = nullptr;
     int m_error = 0; // an errno: it can't be told whether the path is guarded, so it is refused
-    const char* m_rest = nullptr;  // what follows behind the folder and its separators
-    char m_absolute[longest_path]; // of a path that isn't, or that has "." or ".." in it
+    const char* m_rest = nullptr;       // what follows behind the folder and its separators
+    std::unique_ptr<char[]> m_absolute; // of a path that isn't, or that has "." or ".." in it
 };
 
 // Where the last name of a path lies, for the calls that take a folder and a name: all links on the

@@ -1,9 +1,10 @@
 #include "report.h"
 
+#include <cerrno>
 #include <cstdio>
 
-#include "calls.h"
 #include "harmless_text.h"
+#include "standard_error.h"
 
 namespace platform
 {
@@ -34,8 +35,7 @@ void report(std::string_view text)
 {
     const int error = errno;
     const std::string line = "plinth: " + harmless(text) + "\n";
-    // A line that can't be written has nobody who could be told.
-    (void)sys::write(STDERR_FILENO, line.data(), line.size());
+    write_standard_error(line);
     errno = error;
 }
 

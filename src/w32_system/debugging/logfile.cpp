@@ -9,6 +9,8 @@
 #include <shellapi.h>
 #include <tchar.h>
 
+#include "logfile_append.h"
+#include "logfile_form.h"
 #include "logfile_internal.h"
 
 pthread_mutexCS_t CQvLogFile::m_classLock = nullptr;
@@ -25,6 +27,18 @@ constexpr const wchar_t* header_text = L"Log session started.\r\n";
 
 // Set when the lock has gone for good: what still runs then must leave the instance alone.
 std::atomic<bool> s_ended{false};
+
+// Once a second while records are written. Needs m_classLock.
+bool IsTimeToLook()
+{
+    constexpr ULONGLONG interval = 1'000; // ms
+    static ULONGLONG s_looked = 0;
+    const ULONGLONG now = GetTickCount64();
+    if (now - s_looked < interval) [[likely]]
+        return false;
+    s_looked = now;
+    return true;
+}
 
 int MessageLimit(const wchar_t* message)
 {
@@ -112,13 +126,31 @@ CQvLogFile::CQvLogFile()
     QV_CreateDirectory(folder, 1, QV_SECURITY_DEFAULT);
     ReadSettings();
     QvLogDate today;
-    if (!QvLogToday(today) || !OpenForDate(folder, today))
+    if (!QvLogToday(today) || !OpenAndBegin(folder, today))
         return;
-    QV_SeekFile(m_hFile, 0, 2);
-    QvRemoveOldLogs(folder, m_uMaxLogDays);
-    WriteSessionHeader();
     m_iDetail = -1;
     m_bOpen = true;
+}
+
+// Opens the file and writes the session header. Another process may give an empty file the other
+// form in between: the next number is then taken. The attempts are limited, as each can wait.
+bool CQvLogFile::OpenAndBegin(const wchar_t* folder, const QvLogDate& date)
+{
+    constexpr int attempts = 32;
+    const ULONGLONG deadline = GetTickCount64() + qv_gate_patience;
+    unsigned number = QvLogNumber(folder, date, m_bPerSession);
+    for (int attempt = 0; attempt < attempts; ++attempt, ++number)
+    {
+        if (!OpenForDate(folder, date, number))
+            return false;
+        QV_SeekFile(m_hFile, 0, 2);
+        if (attempt == 0)
+            QvRemoveOldLogs(folder, m_uMaxLogDays);
+        if (WriteSessionHeader(deadline) != qv_file_lost)
+            return true;
+        QV_CloseFile(m_hFile);
+    }
+    return false;
 }
 
 CQvLogFile::~CQvLogFile()
@@ -146,76 +178,72 @@ CQvLogFile& CQvLogFile::operator=(const CQvLogFile& other)
 }
 
 // Stamp and text go out as one append: two would let a record of another process in between.
-void CQvLogFile::WriteSessionHeader()
+int CQvLogFile::WriteSessionHeader(uint64_t deadline)
 {
-    if (m_bUnicodeEnabled)
-        WriteByteOrderMark();
     wchar_t header[qv_stamp_limit + 32] = L"";
     curr_time_string(header);
     wcscat(header, header_text);
     uint64_t written = 0;
-    if (m_bUnicodeEnabled)
-        QV_WriteFile(m_hFile, header, wcslen(header) * sizeof *header, &written, nullptr);
-    else
+    QvRecord record = {header, wcslen(header) * sizeof *header};
+    char bytes[qv_stamp_limit + 32];
+    if (!m_bUnicodeEnabled)
     {
-        char bytes[qv_stamp_limit + 32];
         wtoc(bytes, header);
-        QV_WriteFile(m_hFile, bytes, strlen(bytes), &written, nullptr);
+        record = {bytes, strlen(bytes)};
     }
+    const int status = QvAppendFirst({m_hFile, m_wsLogFilename}, record, deadline, written);
     m_uBytesWritten += static_cast<uint32_t>(written);
+    return status;
 }
 
-// An empty file gets the mark, once, however many processes have just opened it: a lock far beyond
-// its end lets one of them look and write. A lock fails at once, so it is asked for a few times.
-void CQvLogFile::WriteByteOrderMark()
-{
-    constexpr uint64_t gate = uint64_t{1} << 40;
-    constexpr unsigned char mark[] = {0xFF, 0xFE};
-    constexpr int attempts = 100;
-    bool locked = false;
-    for (int attempt = 0; attempt < attempts && !locked; ++attempt)
-    {
-        locked = QV_LockFile(m_hFile, gate, 1) == QV_OK;
-        if (!locked)
-            Sleep(1);
-    }
-    uint64_t size = 0;
-    uint64_t written = 0;
-    if (QV_GetFileSize(m_hFile, &size) == QV_OK && size == 0)
-        QV_WriteFile(m_hFile, mark, sizeof mark, &written, nullptr);
-    m_uBytesWritten += static_cast<uint32_t>(written);
-    if (locked)
-        QV_UnlockFile(m_hFile, gate, 1);
-}
-
-// Writes the message, cut to limit - 1 characters. The status of the write.
+// Writes the message, cut to limit - 1 characters. The status of the append, or qv_no_copy.
 int CQvLogFile::WriteLocked(const wchar_t* message, size_t limit)
 {
     size_t length = wcsnlen(message, limit - 1);
-    uint64_t written = 0;
-    int status = QV_ERR_SYSTEM;
-    if (m_bUnicodeEnabled)
-        status = QV_WriteFile(m_hFile, message, length * sizeof *message, &written, nullptr);
-    else
+    QvRecord record = {message, length * sizeof *message};
+    char small[stack_copy_limit];
+    std::unique_ptr<char[]> large;
+    if (!m_bUnicodeEnabled)
     {
-        char small[stack_copy_limit];
-        std::unique_ptr<char[]> large;
         char* bytes = small;
         if (length > sizeof small)
         {
             large.reset(new (std::nothrow) char[length]);
             if (!large)
-                return QV_ERR_SYSTEM;
+                return qv_no_copy;
             bytes = large.get();
         }
         TakeLowBytes(bytes, message, length);
         // A character whose low byte is zero ends the text, as the terminator does.
         if (const void* const zero = std::memchr(bytes, 0, length))
             length = static_cast<size_t>(static_cast<const char*>(zero) - bytes);
-        status = QV_WriteFile(m_hFile, bytes, length, &written, nullptr);
+        record = {bytes, length};
     }
+    uint64_t written = 0;
+    const QvLogTarget log = {m_hFile, m_wsLogFilename};
+    // With no byte written yet, the session header wasn't either, and this is the first.
+    const int status =
+        m_uBytesWritten != 0
+            ? QvAppendRecord(log, record, written)
+            : QvAppendFirst(log, record, GetTickCount64() + qv_gate_patience, written);
     m_uBytesWritten += static_cast<uint32_t>(written);
     return status;
+}
+
+// Writes the message, through a new instance if the file has been removed or can't be written any
+// more. Needs m_classLock.
+int CQvLogFile::WriteOrBeginAnew(const wchar_t* message, size_t limit)
+{
+    const bool gone =
+        IsTimeToLook() && QvIsLogGone({m_pSingleton->m_hFile, m_pSingleton->m_wsLogFilename});
+    int status = gone ? qv_file_lost : m_pSingleton->WriteLocked(message, limit);
+    if (status != qv_file_lost) [[likely]]
+        return status;
+    DropLockedInstance();
+    if (!LockedInstance() || !QvIsLogEnabled())
+        return QV_ERR_SYSTEM;
+    status = m_pSingleton->WriteLocked(message, limit);
+    return status == qv_file_lost ? QV_ERR_SYSTEM : status;
 }
 
 int CQvLogFile::Log(const wchar_t* message, int detail)
@@ -232,11 +260,13 @@ int CQvLogFile::Log(const wchar_t* message, int detail)
         const int status = SplitFile(instance);
         if (status != QV_OK)
             return status;
-        instance = m_pSingleton;
         without_write = QV_OK;
     }
     const int limit = MessageLimit(message);
-    return limit == 0 ? without_write : instance->WriteLocked(message, static_cast<size_t>(limit));
+    if (limit == 0)
+        return without_write;
+    const int status = WriteOrBeginAnew(message, static_cast<size_t>(limit));
+    return status == qv_no_copy ? without_write : status;
 }
 
 extern "C" int QV_Log(const wchar_t* message)

@@ -8,10 +8,13 @@
 #include <shlobj.h>
 #include <tchar.h>
 
+#include "logfile_form.h"
 #include "logfile_internal.h"
 
 namespace
 {
+
+QvLogForm s_wantedForm = QvLogForm::ansi; // guarded by m_classLock
 
 constexpr size_t name_limit = 512; // characters of a folder's name, terminator included
 
@@ -146,8 +149,18 @@ int CQvLogFile::GetLogFileDir(wchar_t* folder)
 bool CQvLogFile::GetUnicodeEnabled()
 {
     const ExecutableResource resource(L"Unicode_Enabled", L"LOGFILECHARSET");
-    return resource.data() && resource.size() == 1 &&
-           *static_cast<const unsigned char*>(resource.data()) != 0;
+    unsigned char byte = 0;
+    if (resource.data() && resource.size() == 1)
+        std::memcpy(&byte, resource.data(), 1);
+    s_wantedForm = byte == 0   ? QvLogForm::ansi
+                   : byte == 1 ? QvLogForm::unicode
+                               : QvLogForm::unknown;
+    return byte != 0;
+}
+
+QvLogForm QvWantedForm()
+{
+    return s_wantedForm;
 }
 
 void CQvLogFile::ReadSettings()

@@ -6,6 +6,7 @@
 
 #include <tchar.h>
 
+#include "logfile_form.h"
 #include "logfile_internal.h"
 
 namespace
@@ -22,24 +23,6 @@ constexpr size_t date_limit = 32;
 void FormatDate(wchar_t (&text)[date_limit], const QvLogDate& date)
 {
     wsprintfW(text, L"_%04i-%02i-%02i", date.year, date.month, date.day);
-}
-
-enum class Form
-{
-    empty,
-    ansi,
-    unicode
-};
-
-// Looks at the first two bytes.
-Form FormOf(QvFile file)
-{
-    unsigned char mark[2] = {};
-    uint64_t got = 0;
-    QV_ReadFile(file, mark, sizeof mark, &got, nullptr);
-    if (got == 0)
-        return Form::empty;
-    return got == 2 && mark[0] == 0xFF && mark[1] == 0xFE ? Form::unicode : Form::ansi;
 }
 
 } // namespace
@@ -99,17 +82,16 @@ int QvOpenLogFile(const wchar_t* path, QvFile* file)
     return QV_OK;
 }
 
-// Opens the file that this instance writes, m_wsLogFilename, into m_hFile.
-bool CQvLogFile::OpenForDate(const wchar_t* folder, const QvLogDate& date)
+// Opens the file that this instance writes, m_wsLogFilename, into m_hFile: the first from number on
+// that is empty or has its form.
+bool CQvLogFile::OpenForDate(const wchar_t* folder, const QvLogDate& date, unsigned& number)
 {
-    const Form own = m_bUnicodeEnabled ? Form::unicode : Form::ansi;
-    for (unsigned number = QvLogNumber(folder, date, m_bPerSession);; ++number)
+    for (;; ++number)
     {
         QvLogPath(m_wsLogFilename, folder, date, number);
         if (QvOpenLogFile(m_wsLogFilename, &m_hFile) != QV_OK)
             return false;
-        const Form form = FormOf(m_hFile);
-        if (form == Form::empty || form == own)
+        if (QvMayAppend(QvWantedForm(), QvFormOf(m_hFile)))
             return true;
         // A file is never of mixed form: leave it as it is and go on to the next number.
         QV_CloseFile(m_hFile);

@@ -114,7 +114,9 @@ public:
 
     // Writes the message, cut to the maximum message length. QV_ERR_NULLPTR: message is null.
     // QV_ERR_SYSTEM: the log is disabled, or could not be opened, or detail is below -1.
-    // QV_ERR_WRITEFILE, QV_ERR_DISKFULL, and the status of a split that failed.
+    // QV_ERR_WRITEFILE, QV_ERR_DISKFULL, and the status of a split that failed. Of a message that
+    // was written in part the beginning is taken back, unless somebody has written after it. A file
+    // that was removed is begun anew within a second of writing.
     static int Log(const wchar_t* message, int detail);
 
     // Closes the file; the next operation opens one again. Always QV_OK.
@@ -180,9 +182,10 @@ private:
     static CQvLogFile* LockedInstance();
     static void DropLockedInstance();
     void ReadSettings();
-    bool OpenForDate(const wchar_t* folder, const QvLogDate& date);
-    void WriteSessionHeader();
-    void WriteByteOrderMark();
+    bool OpenForDate(const wchar_t* folder, const QvLogDate& date, unsigned& number);
+    bool OpenAndBegin(const wchar_t* folder, const QvLogDate& date);
+    int WriteSessionHeader(uint64_t deadline);
+    static int WriteOrBeginAnew(const wchar_t* message, size_t limit);
     int WriteLocked(const wchar_t* message, size_t limit);
     static void wtoc(char* target, const wchar_t* source);
     static int SplitFile(CQvLogFile* instance);

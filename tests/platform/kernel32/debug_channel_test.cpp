@@ -223,6 +223,18 @@ TEST_F(DebugChannel, ConcurrentWritersOfAllProcessesTakeTurnsAndLoseNothing)
     EXPECT_TRUE(listener.silent());
 }
 
+// One that were kept could be closed by the program, and become a file of its own.
+TEST_F(DebugChannel, AWriterKeepsNoFileOfItsListenerOpen)
+{
+    const auto listener = other_listener("one");
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+    {
+        std::error_code gone;
+        const std::string path = std::filesystem::read_symlink(entry, gone);
+        EXPECT_FALSE(path.starts_with(PlinthTestSharedFolder())) << path;
+    }
+}
+
 TEST_F(DebugChannel, AKilledListenerHoldsUpNobodyAndLeavesTheChannelFreeForANewOne)
 {
     for (const int texts : {100, 0, 1})

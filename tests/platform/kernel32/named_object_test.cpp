@@ -1,5 +1,6 @@
 // Named events and mappings between processes, and what remains of holders that were killed.
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -192,6 +193,20 @@ TEST(NamedObject, AFolderThatCanNotBeHadForAMomentIsNotMissingForGood)
     EXPECT_FALSE(event("door"));
     PlinthTestReset();
     EXPECT_TRUE(event("door"));
+}
+
+TEST(NamedObject, AnEventWhoseDescriptorTheProgramHasClosedClosesNoneOfItsFilesAndGoes)
+{
+    Handle door = event("door");
+    ASSERT_EQ(close_range(3, ~0U, 0), 0);
+    std::vector<int> own;
+    for (int fd = 0; fd < 900 && (fd = open("/dev/null", O_RDONLY)) >= 0;)
+        own.push_back(fd);
+    EXPECT_EQ(made(event("door")), "joined");
+    door.close();
+    for (const int fd : own)
+        EXPECT_EQ(close(fd), 0) << fd;
+    EXPECT_EQ(made(event("door")), "new");
 }
 
 TEST(NamedObject, EachFailingLinuxCallIsReportedAndLeavesNothingBehind)

@@ -1,8 +1,15 @@
 // Which resources of a program, and which files of its installer, say where and how it logs.
+#include <algorithm>
 #include <filesystem>
+#include <map>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include "support/commands.h"
 #include "support/environment.h"
+#include "support/log_files.h"
 
 namespace
 {
@@ -54,6 +61,87 @@ TEST(LogResources, CountUpToTheirLimitsBeforeTheInstallersFile)
         {"512", wide_bytes(xml_with(std::string(100'000, 'v'))), usual}};
     for (const auto& [probe, xml, expected] : rows)
         EXPECT_EQ(log_of(probe, xml), expected) << probe << " " << xml.substr(0, 1'000);
+}
+
+// The bytes of all of today's files in a folder, by their names.
+std::map<std::string, std::string> logs_in(const std::string& folder)
+{
+    std::map<std::string, std::string> logs;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        logs[entry.path().filename()] = test::read_file(entry.path());
+    return logs;
+}
+
+TEST(LogResources, OfAByteThatNamesNoFormNoFileWithContentIsTaken)
+{
+    const std::string folder = test::root() + "/ProgramData/Acme/Zz/Logfiles";
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder);
+    test::set_log_setting(L"LogPerSession_4", 0);
+    log_of("511", "");
+    const auto first = logs_in(folder);
+    log_of("511", "");
+    const auto both = logs_in(folder);
+    ASSERT_EQ(first.size(), 1u);
+    EXPECT_EQ(both.size(), 2u);
+    EXPECT_EQ(both.at(first.begin()->first), first.begin()->second);
+    for (const auto& [name, bytes] : both)
+        EXPECT_TRUE(bytes.starts_with("\xFF\xFE"));
+}
+
+// Three programs of each form, which all find an empty folder.
+void log_at_once(const std::string& folder)
+{
+    const std::string starter = test::root() + "/start";
+    test::write_file(starter, "");
+    const int start = ::open(starter.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(::flock(start, LOCK_EX), 0);
+    std::string all;
+    for (const char* const form : {"ansi", "unicode", "ansi", "unicode", "ansi", "unicode"})
+        all += PLINTH_LOG_PROBES + (form + (" '" + starter + "' & "));
+    FILE* const out = ::popen((all + "wait").c_str(), "r");
+    for (int ready = 0; ready < 6; ++ready)
+        ASSERT_EQ(std::fgetc(out), '.');
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder);
+    ::close(start);
+    while (std::fgetc(out) != EOF)
+    {
+    }
+    EXPECT_EQ(::pclose(out), 0);
+}
+
+TEST(LogResources, ProgramsOfBothFormsThatStartAtOnceWriteNoFileOfMixedForm)
+{
+    const std::string folder = test::root() + "/ProgramData/Quorvane/Platform/Logfiles";
+    CQvLogFile::CloseLog();
+    test::set_log_setting(L"LogPerSession_4", 0);
+    for (int batch = 0; batch < 20 && !testing::Test::HasFailure(); ++batch)
+    {
+        log_at_once(folder);
+        std::ptrdiff_t lines = 0;
+        for (const auto& [name, bytes] : logs_in(folder))
+        {
+            const bool is_unicode = bytes.starts_with("\xFF\xFE");
+            EXPECT_EQ(bytes.find("\xFF\xFE", 2), bytes.npos);
+            EXPECT_EQ(std::count(bytes.begin(), bytes.end(), '\0') * 2,
+                      is_unicode ? static_cast<std::ptrdiff_t>(bytes.size()) - 2 : 0)
+                << name;
+            lines += std::count(bytes.begin(), bytes.end(), '\n');
+        }
+        EXPECT_EQ(lines, 6 * 2) << "a header and a line of each";
+    }
+}
+
+TEST(LogResources, AFileThatAnotherProgramBeginsInBytesIsLeftToIt)
+{
+    test::start_log_after("other");
+    EXPECT_EQ(QV_Log(L"text"), QV_OK);
+    const std::filesystem::path current = test::native_form(CQvLogFile::GetLogFilename());
+    const auto logs = logs_in(current.parent_path());
+    EXPECT_EQ(logs.at(test::log_name(0)), "other");
+    EXPECT_EQ(current.filename(), test::log_name(1));
+    EXPECT_TRUE(logs.at(test::log_name(1)).starts_with("\xFF\xFE"));
 }
 
 } // namespace
