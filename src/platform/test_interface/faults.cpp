@@ -28,7 +28,6 @@ struct Rule
     unsigned first;
     unsigned last; // 0: no end
     Fault fault;
-    void (*procedure)() = nullptr; // called in the place of a fault
     unsigned seen = 0;
 };
 
@@ -48,16 +47,16 @@ Table& table()
     return only;
 }
 
-void add_rule(const char* operation, unsigned nth, unsigned count, Fault fault,
-              void (*procedure)() = nullptr)
+void add_rule(const char* operation, unsigned nth, unsigned count, Fault fault)
 {
     const std::lock_guard guard(table().lock);
-    table().rules.push_back({operation, nth, count ? nth + count - 1 : 0, fault, procedure});
+    table().rules.push_back({operation, nth, count ? nth + count - 1 : 0, fault});
     g_faults_armed = true;
 }
 
-// Counts the call. True if a fault applies; the procedure that applies goes beside it.
-bool find_rule(const char* operation, bool linux_call, Fault& fault, void (*&procedure)())
+} // namespace
+
+bool take_fault(const char* operation, bool linux_call, Fault& fault)
 {
     const std::lock_guard guard(table().lock);
     ++table().calls[operation];
@@ -70,27 +69,11 @@ bool find_rule(const char* operation, bool linux_call, Fault& fault, void (*&pro
         ++rule.seen;
         if (hit || rule.seen < rule.first || (rule.last && rule.seen > rule.last))
             continue;
-        if (rule.procedure)
-        {
-            procedure = rule.procedure;
-            continue;
-        }
         fault = rule.fault;
         hit = true;
         if (!table().met)
             table().met = operation;
     }
-    return hit;
-}
-
-} // namespace
-
-bool take_fault(const char* operation, bool linux_call, Fault& fault)
-{
-    void (*procedure)() = nullptr;
-    const bool hit = find_rule(operation, linux_call, fault, procedure);
-    if (procedure)
-        procedure(); // without the lock: it may hold the thread here
     return hit;
 }
 
@@ -111,11 +94,6 @@ extern "C" void PlinthTestShorten(const char* operation, unsigned nth, unsigned 
 extern "C" void PlinthTestFailAny(unsigned nth, unsigned count, int error)
 {
     add_rule("", nth, count, {error, SIZE_MAX});
-}
-
-extern "C" void PlinthTestCall(const char* operation, unsigned nth, void (*procedure)(void))
-{
-    add_rule(operation, nth, 1, {}, procedure);
 }
 
 extern "C" void PlinthTestArm(void)

@@ -37,11 +37,6 @@ extern "C"
     // EINTR, calls that start again when a signal interrupts them do so here, and count again.
     PLINTH_PLATFORM_API void PlinthTestFailAny(unsigned nth, unsigned count, int error);
 
-    // Calls the procedure before the work of the nth call of the operation, on the thread that makes
-    // it, which can thus be held while it has whatever locks it has there.
-    PLINTH_PLATFORM_API void PlinthTestCall(const char* operation, unsigned nth,
-                                            void (*procedure)(void));
-
     // Starts counting calls without any fault.
     PLINTH_PLATFORM_API void PlinthTestArm(void);
 
