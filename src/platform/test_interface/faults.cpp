@@ -25,9 +25,10 @@ namespace
 struct Rule
 {
     std::string operation; // empty: any Linux call
-    unsigned first;
-    unsigned last; // 0: no end
+    unsigned first = 0;
+    unsigned last = 0; // 0: no end
     Fault fault;
+    void (*act)() = nullptr; // what is called in place of a fault
     unsigned seen = 0;
 };
 
@@ -47,34 +48,43 @@ Table& table()
     return only;
 }
 
-void add_rule(const char* operation, unsigned nth, unsigned count, Fault fault)
+void add_rule(const char* operation, unsigned nth, unsigned count, Fault fault,
+              void (*act)() = nullptr)
 {
     const std::lock_guard guard(table().lock);
-    table().rules.push_back({operation, nth, count ? nth + count - 1 : 0, fault});
+    table().rules.push_back({operation, nth, count ? nth + count - 1 : 0, fault, act});
     g_faults_armed = true;
+}
+
+// The rule that meets this call, or one without fault and act.
+Rule count_call(const char* operation, bool linux_call)
+{
+    const std::lock_guard guard(table().lock);
+    ++table().calls[operation];
+    table().linux_calls += linux_call;
+    const Rule* met = nullptr;
+    for (Rule& rule : table().rules)
+    {
+        if (rule.operation.empty() ? !linux_call : rule.operation != operation)
+            continue;
+        ++rule.seen;
+        if (!met && rule.seen >= rule.first && (!rule.last || rule.seen <= rule.last))
+            met = &rule;
+    }
+    if (met && !met->act && !table().met)
+        table().met = operation;
+    return met ? *met : Rule{};
 }
 
 } // namespace
 
 bool take_fault(const char* operation, bool linux_call, Fault& fault)
 {
-    const std::lock_guard guard(table().lock);
-    ++table().calls[operation];
-    table().linux_calls += linux_call;
-    bool hit = false;
-    for (Rule& rule : table().rules)
-    {
-        if (rule.operation.empty() ? !linux_call : rule.operation != operation)
-            continue;
-        ++rule.seen;
-        if (hit || rule.seen < rule.first || (rule.last && rule.seen > rule.last))
-            continue;
-        fault = rule.fault;
-        hit = true;
-        if (!table().met)
-            table().met = operation;
-    }
-    return hit;
+    const Rule met = count_call(operation, linux_call);
+    if (met.act)
+        met.act(); // without the lock: it may call anything
+    fault = met.fault;
+    return !met.act && (fault.error != 0 || fault.limit != SIZE_MAX);
 }
 
 } // namespace platform
@@ -94,6 +104,11 @@ extern "C" void PlinthTestShorten(const char* operation, unsigned nth, unsigned 
 extern "C" void PlinthTestFailAny(unsigned nth, unsigned count, int error)
 {
     add_rule("", nth, count, {error, SIZE_MAX});
+}
+
+extern "C" void PlinthTestBefore(const char* operation, unsigned nth, void (*act)(void))
+{
+    add_rule(operation, nth, 1, {}, act);
 }
 
 extern "C" void PlinthTestArm(void)

@@ -33,6 +33,11 @@ extern "C"
     PLINTH_PLATFORM_API void PlinthTestShorten(const char* operation, unsigned nth, unsigned count,
                                                size_t bytes);
 
+    // Calls the function before the nth call of the operation, on the thread that makes it, so that a
+    // test stops, kills or forks the process at that very moment.
+    PLINTH_PLATFORM_API void PlinthTestBefore(const char* operation, unsigned nth,
+                                              void (*act)(void));
+
     // Makes the nth Linux call of any name fail, and the count - 1 after it, for sweeps. With
     // EINTR, calls that start again when a signal interrupts them do so here, and count again.
     PLINTH_PLATFORM_API void PlinthTestFailAny(unsigned nth, unsigned count, int error);
