@@ -7,12 +7,20 @@
 
 #include "file_object.h"
 #include "share_modes.h"
+#include "system/fork.h"
 #include "windows.h"
 
 using namespace platform;
 
 namespace
 {
+
+std::mutex& ranges_lock()
+{
+    return FileObject::m_lock;
+}
+
+const AtFork g_at_fork(ForkStep::file_ranges, taken_at_fork<ranges_lock>());
 
 // The part of a range that the kernel can lock: offsets end below the bytes of the share modes.
 // False for a range that begins beyond.

@@ -34,7 +34,8 @@ public:
         uint64_t length;
         bool operator==(const Range&) const = default;
     };
-    std::mutex m_lock;           // guards m_ranges; no other lock is taken while it is held
+    // Guards m_ranges, of all files, so that a fork finds it; no other lock is taken under it.
+    static inline std::mutex m_lock;
     std::vector<Range> m_ranges; // what LockFile locked through this handle
 
 private:

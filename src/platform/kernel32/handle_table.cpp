@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "system/faults.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 #include "windows.h"
 
@@ -57,6 +58,13 @@ FreeList& free_list()
     static FreeList& only = *new (memory) FreeList;
     return only;
 }
+
+std::mutex& free_list_lock()
+{
+    return free_list().lock;
+}
+
+const AtFork g_at_fork(ForkStep::handles, taken_at_fork<free_list_lock>());
 
 Slot& slot_at(unsigned index)
 {

@@ -6,6 +6,7 @@
 #include "debug_channel.h"
 #include "file_status.h"
 #include "system/calls.h"
+#include "system/fork_count.h"
 #include "system/last_error.h"
 #include "system/root.h"
 #include "system/timed_lock.h"
@@ -149,9 +150,9 @@ Held held(NamedKind kind, const char* name)
     return state;
 }
 
-SharedGate::SharedGate() : m_fd(-1)
+SharedGate::SharedGate(bool wanted) : m_fd(-1)
 {
-    if (shared_folder().empty())
+    if (!wanted || shared_folder().empty())
         return;
     const std::string path = shared_folder() + "/gate";
     m_fd = open_own(path, true);
@@ -266,6 +267,7 @@ DWORD NamedObject::hold(int fd)
         return error;
     }
     m_fd = fd;
+    m_forks = fork_count();
     m_size = static_cast<size_t>(found.st_size);
     return 0;
 }
@@ -283,9 +285,11 @@ void NamedObject::close()
 {
     if (m_fd < 0)
         return;
-    const SharedGate gate;
+    // What a forked child has is its parent's hold: letting it go ends nothing.
+    const bool is_own = m_forks == fork_count();
+    const SharedGate gate(is_own);
     // The last holder takes the file along.
-    if (gate.ok() && held(m_fd) == Held::no && is_still_named())
+    if (is_own && gate.ok() && held(m_fd) == Held::no && is_still_named())
     {
         sys::unlink(m_path.c_str());
         if (m_is_listener)

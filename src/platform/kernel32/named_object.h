@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -54,6 +55,7 @@ private:
     bool is_still_named() const;
 
     int m_fd = -1;
+    uint32_t m_forks = 0; // fork_count() of the process that holds the object by it
     bool m_existed = false;
     size_t m_size = 0;
     std::string m_path;
@@ -90,7 +92,7 @@ Held held(NamedKind kind, const char* name);
 class SharedGate
 {
 public:
-    SharedGate();
+    explicit SharedGate(bool wanted = true); // false: takes none
     SharedGate(const SharedGate&) = delete;
     SharedGate& operator=(const SharedGate&) = delete;
     ~SharedGate();

@@ -19,6 +19,7 @@
 #include <link.h>
 #include <linux/futex.h>
 #include <locale.h>
+#include <mutex>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -421,8 +422,11 @@ inline int dladdr(const void* address, Dl_info* info)
 {
     return intercepted("dladdr") ? 0 : ::dladdr(address, info);
 }
+// Held while the stand-in is in the loader's list, whose lock a child would find taken otherwise.
+inline std::mutex g_loader_list;
 inline int dl_iterate_phdr(int (*each)(dl_phdr_info*, size_t, void*), void* argument)
 {
+    const std::lock_guard guard(g_loader_list);
     return intercepted("dl_iterate_phdr") ? 0 : ::dl_iterate_phdr(each, argument);
 }
 inline int syslog(int priority, const char* text)
