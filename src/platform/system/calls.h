@@ -45,6 +45,7 @@
 
 #include "faults.h"
 #include "guarded_paths.h"
+#include "loads.h"
 
 namespace platform::sys
 {
@@ -408,10 +409,12 @@ inline iconv_t iconv_open(const char* to, const char* from)
 }
 inline void* dlopen(const char* path, int flags)
 {
+    const Load load;
     return intercepted("dlopen") ? nullptr : ::dlopen(path, flags);
 }
 inline int dlclose(void* module)
 {
+    const Load load;
     return intercepted("dlclose") ? -1 : ::dlclose(module);
 }
 inline void* dlsym(void* module, const char* name)

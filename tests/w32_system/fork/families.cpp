@@ -77,15 +77,15 @@ bool locale_round()
 {
     wchar_t date[100];
     wchar_t number[100];
-    setenv("LC_TIME", getpid() % 2 ? "C" : "C.UTF-8", 1);
     return QV_GetLocaleDateTimeFormat(date, 100, number, 100) == QV_OK;
 }
 
 bool module_round()
 {
     wchar_t path[300];
-    __qv_hmodule* const module = QV_LoadLibrary(L"libm.so.6");
-    const bool good = module && QV_GetSymbol(module, "cos") &&
+    // One that nobody else has loaded, so that it really comes and goes.
+    __qv_hmodule* const module = QV_LoadLibrary(L"libBrokenLocale.so.1");
+    const bool good = module && QV_GetSymbol(module, "__ctype_get_mb_cur_max") &&
                       QV_UnloadLibrary(module) == QV_OK &&
                       GetModuleFileNameW(nullptr, path, 300) != 0;
     FindResourceW(nullptr, L"None", L"None");
