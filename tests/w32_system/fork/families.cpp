@@ -145,12 +145,19 @@ bool transfer_round()
 
 bool window_round()
 {
-    MSG message = {};
-    PostThreadMessageW(GetCurrentThreadId(), WM_USER, 0, 0);
-    PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);
+    constexpr UINT mine = WM_USER + 77;
+    WNDCLASSEXW given = {};
+    given.cbSize = sizeof given;
+    given.lpszClassName = L"Round";
+    given.lpfnWndProc = DefWindowProcW;
+    RegisterClassExW(&given); // once
     const HWND window =
-        CreateWindowExW(0, L"Static", L"", 0, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
-    return !window || DestroyWindow(window);
+        CreateWindowExW(0, L"Round", L"", 0, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+    bool good = window && PostThreadMessageW(GetCurrentThreadId(), mine, 0, 0);
+    MSG message = {};
+    while (good && message.message != mine)
+        good = PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);
+    return DestroyWindow(window) && good;
 }
 
 } // namespace

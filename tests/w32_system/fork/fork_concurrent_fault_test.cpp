@@ -9,13 +9,31 @@
 #include <plinth_w32_system.h>
 
 #include "families.h"
-#include "support/environment.h"
+#include "support/files.h"
+#include "support/instead.h"
 #include "support/loopback.h"
 
 namespace
 {
 
 constexpr int forks_in_a_row = 20;
+
+std::atomic<bool> g_exits{false}; // a child, which has nothing to wait for then
+constexpr int waited = 3;
+
+} // namespace
+
+// In the place of the pause between two looks at whether workers are gone.
+TEST_INSTEAD int pthread_delay_np(const timespec* interval)
+{
+    static auto* const real = TEST_REAL(pthread_delay_np);
+    if (g_exits)
+        _exit(waited);
+    return real(interval);
+}
+
+namespace
+{
 
 // Threads that go through a family's rounds until the scope ends.
 class Hammer
@@ -144,7 +162,7 @@ TEST(ForkConcurrent, AChildDoesEverythingInEachStateOfACall)
 
 // Forks within a callback: the child does everything, there and then. What it returned, or -1.
 std::atomic<int> g_result{-1};
-std::binary_semaphore g_called{0};
+std::counting_semaphore<> g_called{0};
 
 void fork_within()
 {
@@ -269,15 +287,22 @@ const struct
     {"capture", in_capture, true},
 };
 
+void expect_good_fork(void (*begin)())
+{
+    while (g_called.try_acquire()) // what came after the last one's end
+    {
+    }
+    g_result = -1;
+    begin();
+    EXPECT_EQ(g_result, 0);
+}
+
 TEST(ForkConcurrent, AChildOfACallbackDoesEverything)
 {
     for (const auto& row : callbacks)
     {
         SCOPED_TRACE(row.name);
-        g_result = -1;
-        row.begin();
-        EXPECT_EQ(g_result, 0);
-        static_cast<void>(g_called.try_acquire()); // a second text of the channel
+        expect_good_fork(row.begin);
     }
 }
 
@@ -289,9 +314,7 @@ TEST(ForkConcurrent, AChildThatReturnsFromACallbackEndsWithTheLibrarysThread)
         if (!row.own_thread)
             continue;
         SCOPED_TRACE(row.name);
-        g_result = -1;
-        row.begin();
-        EXPECT_EQ(g_result, 0);
+        expect_good_fork(row.begin);
     }
 }
 
@@ -336,6 +359,59 @@ TEST(ForkConcurrent, AChildsOwnTimersAndPoolsWorkBesideItsParents)
         EXPECT_EQ(QV_WaitForTimer(id), QV_OK);
     }
     delete capture;
+}
+
+TEST(ForkConcurrent, AChildsExitWaitsForNoWorkerOfItsParent)
+{
+    std::binary_semaphore called{0};
+    std::binary_semaphore held{0};
+    const auto hold_callback = [&] { called.release(), held.acquire(); };
+    std::function<void()> callback = hold_callback;
+    test::OpenedFile file(test::path_in(test::make_folder("exit"), "file"),
+                          QV_OPEN_WRITE | QV_OPEN_CREATE);
+    const QvAsyncIo io = {0, &callback, [](int, uint64_t, void* to)
+                          { (*static_cast<std::function<void()>*>(to))(); }};
+    ASSERT_EQ(QV_WriteFile(file, "text", 4, nullptr, &io), QV_OK);
+    called.acquire();
+    EXPECT_EQ(test::in_fork(
+                  []() -> int
+                  {
+                      g_exits = true;
+                      std::exit(0);
+                  }),
+              0);
+    held.release();
+    QV_CancelAsyncIO(file);
+}
+
+TEST(ForkConcurrent, AListenerThatWasKilledIsGoneThoughItsChildLives)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t listener = fork();
+    if (listener == 0)
+    {
+        const CQvDebugOutputCapture capture([](const wchar_t*) {});
+        const pid_t child = fork();
+        if (child != 0)
+            static_cast<void>(!write(ends[1], &child, sizeof child));
+        for (;;)
+            pause();
+    }
+    pid_t child = 0;
+    ASSERT_EQ(read(ends[0], &child, sizeof child), static_cast<ssize_t>(sizeof child));
+    kill(listener, SIGKILL);
+    waitpid(listener, nullptr, 0);
+    std::binary_semaphore arrived{0};
+    static std::binary_semaphore* s_arrived = &arrived;
+    {
+        const CQvDebugOutputCapture capture([](const wchar_t*) { s_arrived->release(); });
+        OutputDebugStringA("text");
+        EXPECT_TRUE(arrived.try_acquire_for(guard_time));
+    }
+    kill(child, SIGKILL);
+    for (const int end : ends)
+        close(end);
 }
 
 // Works like a server: children that are killed and made anew.
