@@ -392,9 +392,11 @@ TEST(ForkConcurrent, AListenerThatWasKilledIsGoneThoughItsChildLives)
     if (listener == 0)
     {
         const CQvDebugOutputCapture capture([](const wchar_t*) {});
-        const pid_t child = fork();
-        if (child != 0)
+        if (fork() == 0)
+        {
+            const pid_t child = getpid();
             static_cast<void>(!write(ends[1], &child, sizeof child));
+        }
         for (;;)
             pause();
     }
