@@ -13,8 +13,7 @@ void GoOnInChild()
     ForgetEndingThreads();
 }
 
-[[maybe_unused]] const int s_registered =
-    pthread_atfork(LockFreeList, UnlockFreeList, GoOnInChild);
+[[maybe_unused]] const int s_registered = pthread_atfork(LockFreeList, UnlockFreeList, GoOnInChild);
 
 } // namespace
 

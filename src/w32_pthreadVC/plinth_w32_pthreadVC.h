@@ -2,8 +2,9 @@
 //
 // On Linux the ordinary names (pthread_create, pthread_mutex_lock, pthread_cond_wait, sem_wait,
 // pthread_atfork, ...) are the system's own, on Windows those of the compiler's POSIX layer, where
-// pthread_atfork does nothing: there are no forks. This header brings them in and adds what the module offers beyond them: pthread_delay_np, a plain mutual exclusion
-// lock, and a way to unload code that detached threads have run.
+// pthread_atfork does nothing: there are no forks. This header brings them in and adds what the
+// module offers beyond them: pthread_delay_np, a plain mutual exclusion lock, and a way to unload
+// code that detached threads have run.
 #ifndef PLINTH_W32_PTHREADVC_H
 #define PLINTH_W32_PTHREADVC_H
 

@@ -314,8 +314,8 @@ void let_go_in_child()
         g_objects.forget();
 }
 
-const AtFork g_at_fork(ForkStep::debug_channel, {[] { static_cast<void>(mirrors_to_stderr()); },
-                                                 nullptr, let_go_in_child});
+const AtFork g_at_fork(ForkStep::debug_channel,
+                       {[] { static_cast<void>(mirrors_to_stderr()); }, nullptr, let_go_in_child});
 
 void mirror(const char* text, size_t length)
 {

@@ -35,7 +35,7 @@ const HANDLE current_thread_handle = reinterpret_cast<HANDLE>(LONG_PTR{-2});
 
 struct ThreadState
 {
-    std::atomic<uint32_t> ended{0}; // futex word
+    std::atomic<uint32_t> ended{0};            // futex word
     std::atomic<uint32_t> forks{fork_count()}; // in a child the parent's threads aren't there
     std::atomic<DWORD> exit_code{STILL_ACTIVE};
     DWORD result = 0;                          // the thread's own

@@ -1,5 +1,6 @@
 // How many forks lie between this process and the one that loaded the library. What belongs to one
-// process (a descriptor, a lock, an id) remembers the number and is looked at again when it changes.
+// process (a descriptor, a lock, an id) remembers the number and is looked at again when it
+// changes.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 // The code of a module runs while it is loaded and unloaded: it may take any lock, wait for other
-// threads, and fork. So a fork waits for loads before it takes locks, and not for ever; meanwhile no
-// other load begins.
+// threads, and fork. So a fork waits for loads before it takes locks, and not for ever; meanwhile
+// no other load begins.
 #include "loads.h"
 
 #include <atomic>

@@ -1,5 +1,6 @@
 // The C library's rules of the local time. It guards them by a lock that a forked child finds taken
-// if another thread was at them; so the stand-in asks for them here, under a lock that a fork takes.
+// if another thread was at them; so the stand-in asks for them here, under a lock that a fork
+// takes.
 #pragma once
 
 #include <ctime>

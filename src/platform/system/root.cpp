@@ -8,8 +8,8 @@
 #include <pwd.h>
 
 #include "calls.h"
-#include "fork.h"
 #include "environment.h"
+#include "fork.h"
 #include "private_folder.h"
 #include "shared_leftovers.h"
 

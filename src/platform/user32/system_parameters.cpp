@@ -50,7 +50,8 @@ TurnedOff& turned_off()
 }
 
 // The lock is held over waits for other processes.
-const AtFork g_at_fork(ForkStep::session_settings, {nullptr, nullptr, [] { g_turned_off.renew(); }});
+const AtFork g_at_fork(ForkStep::session_settings,
+                       {nullptr, nullptr, [] { g_turned_off.renew(); }});
 
 class Key
 {

@@ -36,7 +36,7 @@ std::mutex& periods_lock()
 }
 
 const platform::AtFork g_at_fork(platform::ForkStep::timer_periods,
-                                platform::taken_at_fork<periods_lock>());
+                                 platform::taken_at_fork<periods_lock>());
 
 } // namespace
 

@@ -130,7 +130,8 @@ bool transfer_round()
     const Wide path = path_in(root(), "transfer-" + std::to_string(gettid()));
     const OpenedFile file(path, QV_OPEN_WRITE | QV_OPEN_CREATE | QV_OPEN_ALWAYS);
     std::atomic<int> status{QV_ERR_INPROGRESS};
-    const QvAsyncIo io = {0, &status, [](int now, uint64_t, void* to)
+    const QvAsyncIo io = {0, &status,
+                          [](int now, uint64_t, void* to)
                           {
                               static_cast<std::atomic<int>*>(to)->store(now);
                               static_cast<std::atomic<int>*>(to)->notify_all();
@@ -163,10 +164,10 @@ bool window_round()
 } // namespace
 
 const Family families[] = {
-    {"log", log_round},           {"trace", trace_round},   {"log's life", log_life_round},
-    {"files", file_round},        {"events", event_round},  {"registry", registry_round},
-    {"locale", locale_round},     {"modules", module_round}, {"sockets", socket_round},
-    {"timers", timer_round},      {"pool", pool_round},     {"transfers", transfer_round},
+    {"log", log_round},        {"trace", trace_round},    {"log's life", log_life_round},
+    {"files", file_round},     {"events", event_round},   {"registry", registry_round},
+    {"locale", locale_round},  {"modules", module_round}, {"sockets", socket_round},
+    {"timers", timer_round},   {"pool", pool_round},      {"transfers", transfer_round},
     {"windows", window_round},
 };
 const size_t family_count = std::size(families);

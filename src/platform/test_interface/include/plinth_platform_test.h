@@ -33,8 +33,8 @@ extern "C"
     PLINTH_PLATFORM_API void PlinthTestShorten(const char* operation, unsigned nth, unsigned count,
                                                size_t bytes);
 
-    // Calls the function before the nth call of the operation, on the thread that makes it, so that a
-    // test stops, kills or forks the process at that very moment.
+    // Calls the function before the nth call of the operation, on the thread that makes it, so that
+    // a test stops, kills or forks the process at that very moment.
     PLINTH_PLATFORM_API void PlinthTestBefore(const char* operation, unsigned nth,
                                               void (*act)(void));
 
