@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "at_fork.h"
 #include "plinth_w32_pthreadVC.h"
 
 namespace
@@ -26,12 +27,14 @@ void HasEnded(void*)
 void MakeKey()
 {
     s_hasKey = pthread_key_create(&s_key, HasEnded) == 0;
-#if !defined(_WIN32)
-    pthread_atfork(nullptr, nullptr, [] { s_ending = 0; }); // they are not in the new process
-#endif
 }
 
 } // namespace
+
+void ForgetEndingThreads()
+{
+    s_ending = 0;
+}
 
 extern "C" void pthread_ending_np()
 {

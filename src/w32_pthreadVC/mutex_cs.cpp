@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <new>
 
+#include "at_fork.h"
 #include "plinth_w32_pthreadVC.h"
 
 struct pthread_mutexCS_t_
@@ -85,6 +86,16 @@ int LiveForTaking(pthread_mutexCS_t* handle, pthread_mutexCS_t& lock)
 }
 
 } // namespace
+
+void LockFreeList()
+{
+    pthread_mutex_lock(&s_freeLock);
+}
+
+void UnlockFreeList()
+{
+    pthread_mutex_unlock(&s_freeLock);
+}
 
 extern "C" int pthread_mutexCS_init(pthread_mutexCS_t* lock, const pthread_mutexCSattr_t*)
 {

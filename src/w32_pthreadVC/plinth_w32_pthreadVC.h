@@ -1,9 +1,10 @@
 // plinth_w32_pthreadVC: POSIX threads for the library and for the modules above it.
 //
 // On Linux the ordinary names (pthread_create, pthread_mutex_lock, pthread_cond_wait, sem_wait,
-// ...) are the system's own, on Windows those of the compiler's POSIX layer; this header brings
-// them in and adds what the module offers beyond them: pthread_delay_np, a plain mutual exclusion
-// lock, and a way to unload code that detached threads have run.
+// pthread_atfork, ...) are the system's own, on Windows those of the compiler's POSIX layer, where
+// pthread_atfork does nothing: there are no forks. This header brings them in and adds what the
+// module offers beyond them: pthread_delay_np, a plain mutual exclusion lock, and a way to unload
+// code that detached threads have run.
 #ifndef PLINTH_W32_PTHREADVC_H
 #define PLINTH_W32_PTHREADVC_H
 
@@ -29,6 +30,8 @@ extern "C"
 
     // A plain mutual exclusion lock: a pointer-sized handle, null before pthread_mutexCS_init and
     // after pthread_mutexCS_destroy. It isn't recursive, knows no owner and belongs to one process.
+    // A forked child has a copy as it was at the fork: whoever shares one with other threads and
+    // forks takes it before (pthread_atfork) and releases it on both sides.
     typedef struct pthread_mutexCS_t_* pthread_mutexCS_t;
 
     // Attributes: none exist, pass null.

@@ -4,6 +4,7 @@
 
 #include "kernel32/temporary_file.h"
 #include "system/calls.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 #include "system/report.h"
 #include "system/root.h"
@@ -48,6 +49,16 @@ Cached& cached(HiveId id)
     static Cached* const all = new Cached[static_cast<size_t>(HiveId::count)];
     return all[static_cast<size_t>(id)];
 }
+
+template <class Action> void for_each_cache(Action action)
+{
+    for (size_t id = 0; id < static_cast<size_t>(HiveId::count); ++id)
+        action(cached(static_cast<HiveId>(id)).lock);
+}
+
+const AtFork g_at_fork(ForkStep::hives,
+                       {[] { for_each_cache([](std::mutex& lock) { lock.lock(); }); },
+                        [] { for_each_cache([](std::mutex& lock) { lock.unlock(); }); }, nullptr});
 
 std::string folder()
 {

@@ -9,6 +9,7 @@
 
 #include "hive_store.h"
 #include "system/faults.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -44,6 +45,13 @@ KeyTable& key_table()
     static KeyTable& only = *new KeyTable;
     return only;
 }
+
+std::mutex& keys_lock()
+{
+    return key_table().lock;
+}
+
+const AtFork g_at_fork(ForkStep::registry_keys, taken_at_fork<keys_lock>());
 
 constexpr uintptr_t first_root = 0x80000000u;
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 
+#include "system/fork.h"
 #include "system/text.h"
 
 namespace platform
@@ -22,6 +23,18 @@ ptrdiff_t give(ListCell from, wchar_t* text, size_t size)
     }
     return static_cast<ptrdiff_t>(from.length);
 }
+
+} // namespace
+
+std::mutex& list_models_lock()
+{
+    return ListModel::m_lock;
+}
+
+namespace
+{
+
+const AtFork g_at_fork(ForkStep::list_models, taken_at_fork<list_models_lock>());
 
 } // namespace
 

@@ -41,6 +41,8 @@ struct LabelEdit
     static constexpr size_t no_row = SIZE_MAX; // one that was deleted meanwhile
 };
 
+std::mutex& list_models_lock();
+
 class ListModel : public ControlData
 {
 public:
@@ -81,7 +83,10 @@ private:
 
     void changed_from(size_t row); // with the lock held
 
-    mutable std::mutex m_lock; // guards all below; nothing else is locked with it
+    friend std::mutex& list_models_lock();
+
+    // Guards all below, of all models, so that a fork finds it; nothing else is locked with it.
+    static inline std::mutex m_lock;
     std::vector<ListColumn> m_columns;
     std::deque<ListRow> m_rows; // grows without moving what is there
     size_t m_top = 0;

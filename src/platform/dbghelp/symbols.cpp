@@ -17,6 +17,7 @@
 #include "libdw.h"
 #include "system/calls.h"
 #include "system/faults.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -46,11 +47,15 @@ struct Engine
     std::string line_file;           // what the last line record points to
 };
 
+constinit OfProcess<Engine> g_engine; // never destroyed: reports come until the very end
+
 Engine& engine()
 {
-    static Engine& only = *new Engine; // never destroyed: reports come until the very end
-    return only;
+    return g_engine.get();
 }
+
+// Another thread may have been at it: a child starts it anew.
+const AtFork g_at_fork(ForkStep::symbols, {nullptr, nullptr, [] { g_engine.renew(); }});
 
 // libdw knows a module by its native path.
 int open_module(Dwfl_Module*, void**, const char* name, Dwarf_Addr, char** file, Elf**)

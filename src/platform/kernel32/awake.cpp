@@ -11,6 +11,7 @@
 
 #include "system/bus.h"
 #include "system/calls.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -38,10 +39,11 @@ struct Locks
     std::string reason = default_reason;
 };
 
+constinit OfProcess<Locks> g_locks; // threads end at the very end of the process too
+
 Locks& locks()
 {
-    static Locks& only = *new Locks; // threads end at the very end of the process too
-    return only;
+    return g_locks.get();
 }
 
 std::string program_name()
@@ -108,6 +110,7 @@ public:
         return former;
     }
     EXECUTION_STATE get() const { return m_state; }
+    void forget() { m_state = ES_CONTINUOUS; }
 
 private:
     static void change(EXECUTION_STATE former, EXECUTION_STATE state, EXECUTION_STATE bit,
@@ -122,6 +125,19 @@ private:
     EXECUTION_STATE m_state = ES_CONTINUOUS;
 };
 thread_local ThreadState t_state;
+
+// A child has no requirements, and keeps none of its parent's in force: the login manager's locks
+// last until the last copy of their descriptor is closed. Another thread may have been waiting for
+// the bus under the lock.
+void forget_in_child()
+{
+    t_state.forget();
+    if (const Locks* const former = g_locks.renew())
+        for (const Lock& each : former->each)
+            close_lock(each.fd);
+}
+
+const AtFork g_at_fork(ForkStep::awake, {nullptr, nullptr, forget_in_child});
 
 } // namespace
 

@@ -12,6 +12,7 @@
 #include "system/descriptor.h"
 #include "system/environment.h"
 #include "system/faults.h"
+#include "system/fork.h"
 #include "system/standard_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -77,7 +78,7 @@ public:
         m_listener = 0;
     }
 
-    // In a process just forked: whatever another thread was at, what there is isn't ours.
+    // In a process just forked, whose parent had another thread at them.
     void forget() { *this = Objects(); }
 
     // The object is opened for each look, which is rare: a descriptor that were kept could be
@@ -148,13 +149,6 @@ private:
 
 // Guarded by the turn, which no two threads of any process have at once.
 constinit Objects g_objects;
-
-[[maybe_unused]] const int g_fork_watched = pthread_atfork(nullptr, nullptr,
-                                                           []
-                                                           {
-                                                               g_objects.forget();
-                                                               forget_own_turn();
-                                                           });
 
 // Where a test counts, or may have the process killed or stopped: the fault's error is the signal.
 void test_point(const char* name)
@@ -320,6 +314,18 @@ bool mirrors_to_stderr()
     }();
     return wanted;
 }
+
+// A turn lasts as long as a listener lets a writer wait, so a fork doesn't take it.
+void let_go_in_child()
+{
+    if (forget_own_turn())
+        g_objects.detach(); // they name the parent as the writer
+    else
+        g_objects.forget();
+}
+
+const AtFork g_at_fork(ForkStep::debug_channel,
+                       {[] { static_cast<void>(mirrors_to_stderr()); }, nullptr, let_go_in_child});
 
 // The channel, if there is anybody to write to. The ordinary case is one load.
 ChannelControl* open_channel()

@@ -150,10 +150,10 @@ ChannelTurn::ChannelTurn(ChannelControl& control, int64_t deadline)
 {
 }
 
-void forget_own_turn()
+bool forget_own_turn()
 {
-    g_own_turn = 0;
     g_own_jammed = 0;
+    return g_own_turn.exchange(0) == 0;
 }
 
 } // namespace platform

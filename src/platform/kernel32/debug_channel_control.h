@@ -37,8 +37,8 @@ void number_new_listener(ChannelControl& control);
 // The page if it is mapped already: for those who are inside the gate.
 ChannelControl* mapped_channel_control();
 
-// In a process just forked: whoever had the turn among its threads is not in it.
-void forget_own_turn();
+// In a process just forked: a thread that had the turn is not in it. True if none had it.
+bool forget_own_turn();
 
 // A writer's turn at the channel: among the threads of its process first, then among processes.
 class ChannelTurn

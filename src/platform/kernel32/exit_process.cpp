@@ -7,12 +7,28 @@
 
 #include <unistd.h>
 
+#include "system/fork.h"
 #include "windows.h"
+
+using namespace platform;
 
 namespace
 {
 
 std::atomic<DWORD> g_exiting_thread{0};
+
+// A fork from within the exit: the child is at it too, on its only thread.
+bool g_exit_forks = false;
+void note_exit()
+{
+    g_exit_forks = g_exiting_thread == GetCurrentThreadId();
+}
+void go_on_in_child()
+{
+    g_exiting_thread = g_exit_forks ? GetCurrentThreadId() : 0;
+}
+
+const AtFork g_at_fork(ForkStep::exit_process, {note_exit, nullptr, go_on_in_child});
 
 } // namespace
 

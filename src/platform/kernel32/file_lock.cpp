@@ -6,13 +6,20 @@
 #include <algorithm>
 
 #include "file_object.h"
-#include "system/process_number.h"
+#include "system/fork_count.h"
 #include "windows.h"
 
 using namespace platform;
 
 namespace
 {
+
+std::mutex& ranges_lock()
+{
+    return FileObject::m_lock;
+}
+
+const AtFork g_at_fork(ForkStep::file_ranges, taken_at_fork<ranges_lock>());
 
 // The part of a range that the kernel can lock: offsets end below the bytes of the share modes.
 // False for a range that begins beyond.
@@ -57,7 +64,7 @@ BOOL lock_range(FileObject& file, struct flock range)
 FileObject::Range joined(DWORD offsetLow, DWORD offsetHigh, DWORD sizeLow, DWORD sizeHigh)
 {
     return {(static_cast<uint64_t>(offsetHigh) << 32) | offsetLow,
-            (static_cast<uint64_t>(sizeHigh) << 32) | sizeLow, process_number()};
+            (static_cast<uint64_t>(sizeHigh) << 32) | sizeLow, fork_count()};
 }
 
 // 0 or an errno.
@@ -77,7 +84,7 @@ DWORD FileObject::close()
 {
     if (!m_file.is_own())
         for (const Range& range : m_ranges)
-            if (range.process == process_number())
+            if (range.process == fork_count())
                 unlock_range(*this, range);
     if (!m_own)
         return m_file.close() == 0 ? 0 : system_error(errno);

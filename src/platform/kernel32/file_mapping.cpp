@@ -10,6 +10,7 @@
 #include "file_object.h"
 #include "named_object.h"
 #include "system/calls.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -122,6 +123,13 @@ Views& views()
     static Views& only = *new Views;
     return only;
 }
+
+std::mutex& views_lock()
+{
+    return views().lock;
+}
+
+const AtFork g_at_fork(ForkStep::mapped_views, taken_at_fork<views_lock>());
 
 HANDLE finish(MappingObject* mapping, DWORD error)
 {

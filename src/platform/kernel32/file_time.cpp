@@ -5,6 +5,7 @@
 #include "system/clock.h"
 #include "system/faults.h"
 #include "system/last_error.h"
+#include "system/local_time.h"
 #include "windows.h"
 
 using namespace platform;
@@ -57,7 +58,7 @@ bool is_date(const SYSTEMTIME& time)
 bool zone_offset(time_t moment, int64_t& offset)
 {
     struct tm local;
-    if (!localtime_r(&moment, &local))
+    if (!local_time(moment, local))
         return false;
     offset = local.tm_gmtoff;
     return true;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "system/faults.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 #include "windows.h"
 
@@ -56,6 +57,11 @@ FreeList& free_list()
     alignas(FreeList) static unsigned char memory[sizeof(FreeList)];
     static FreeList& only = *new (memory) FreeList;
     return only;
+}
+
+std::mutex& free_list_lock()
+{
+    return free_list().lock;
 }
 
 Slot& slot_at(unsigned index)
@@ -107,6 +113,25 @@ DWORD destroy(unsigned index, Slot& slot)
     delete object;
     return result;
 }
+
+// In a child: calls of other threads are not under way there, and hold nothing. Without this, what
+// the child closes would stay open, and its parent's named objects would live as long as it.
+void drop_pins()
+{
+    const unsigned count = free_list().used_chunks * chunk_size;
+    for (unsigned index = 0; index < count; ++index)
+    {
+        Slot& slot = slot_at(index);
+        const uint64_t word = slot.word.load(std::memory_order_relaxed);
+        if ((word & pin_mask) == 0)
+            continue;
+        slot.word.store(word & ~pin_mask, std::memory_order_relaxed);
+        if ((word & closed_bit) != 0)
+            destroy(index, slot);
+    }
+}
+
+const AtFork g_at_fork(ForkStep::handles, taken_at_fork<free_list_lock>(drop_pins));
 
 // Needs the lock of the free list. False without room or memory.
 bool add_chunk(FreeList& list)
@@ -232,7 +257,9 @@ void PinBase::release()
     m_object = nullptr;
     Slot& slot = slot_at(m_index);
     const uint64_t before = slot.word.fetch_sub(1, std::memory_order_acq_rel);
-    if ((before & closed_bit) != 0 && (before & pin_mask) == 1)
+    if ((before & pin_mask) == 0) [[unlikely]]
+        slot.word.fetch_add(1, std::memory_order_acq_rel); // the call forked: drop_pins took it
+    else if ((before & closed_bit) != 0 && (before & pin_mask) == 1)
         destroy(m_index, slot);
 }
 

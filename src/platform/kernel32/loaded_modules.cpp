@@ -5,6 +5,7 @@
 #include <string>
 
 #include "system/calls.h"
+#include "system/fork.h"
 #include "system/text.h"
 
 namespace platform
@@ -14,6 +15,13 @@ namespace
 {
 
 constexpr uintptr_t page = 4096;
+
+std::mutex& list_lock()
+{
+    return sys::g_loader_list;
+}
+
+const AtFork g_at_fork(ForkStep::loader_list, taken_at_fork<list_lock>());
 
 // The addresses from the first to the last loaded segment, in whole pages.
 void find_range(const dl_phdr_info& info, LoadedModule& module)

@@ -11,6 +11,7 @@
 #include "locale_picture.h"
 #include "system/calls.h"
 #include "system/environment.h"
+#include "system/fork.h"
 
 namespace platform
 {
@@ -205,11 +206,24 @@ struct Cached
     std::shared_ptr<const LocaleData> data;
 };
 
+Cached& the_cache()
+{
+    static Cached& only = *new Cached;
+    return only;
+}
+
+std::mutex& cache_lock()
+{
+    return the_cache().lock;
+}
+
+const AtFork g_at_fork(ForkStep::locale, taken_at_fork<cache_lock>());
+
 } // namespace
 
 std::shared_ptr<const LocaleData> locale_data()
 {
-    static Cached& cached = *new Cached;
+    Cached& cached = the_cache();
     std::string numeric = locale_name("LC_NUMERIC");
     std::string time = locale_name("LC_TIME");
     const std::lock_guard guard(cached.lock);

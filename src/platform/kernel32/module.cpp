@@ -14,6 +14,7 @@
 #include "modules.h"
 #include "path.h"
 #include "system/calls.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "system_modules.h"
@@ -46,6 +47,13 @@ Table& table()
     static Table& only = *new Table;
     return only;
 }
+
+std::mutex& table_lock()
+{
+    return table().lock;
+}
+
+const AtFork g_at_fork(ForkStep::modules, taken_at_fork<table_lock>());
 
 // Empty, and the last error, if it can't be had.
 std::string program_path()

@@ -3,6 +3,7 @@
 
 #include "file_status.h"
 #include "system/calls.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 
 namespace platform
@@ -59,6 +60,13 @@ bool ModuleFile::is_replaced(const char* native_path) const
     return sys::fstat(m_file, &opened) == 0 && sys::stat(native_path, &named) == 0 &&
            !is_same_file(opened, named);
 }
+
+std::mutex& module_files_lock()
+{
+    return Module::m_lock;
+}
+
+const AtFork g_at_fork(ForkStep::module_files, taken_at_fork<module_files_lock>());
 
 DWORD Module::open_file()
 {

@@ -45,6 +45,8 @@ private:
     pe::ResourceTree m_resources;
 };
 
+std::mutex& module_files_lock();
+
 class Module
 {
 public:
@@ -61,7 +63,10 @@ public:
 
 private:
     const std::string m_path;
-    std::mutex m_lock; // guards the two below; taken last
+    friend std::mutex& module_files_lock();
+
+    // Guards the two below, of all modules, so that a fork finds it; taken last.
+    static inline std::mutex m_lock;
     bool m_open = false;
     ModuleFile m_file;
 };

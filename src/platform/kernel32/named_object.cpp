@@ -6,6 +6,7 @@
 #include "debug_channel.h"
 #include "file_status.h"
 #include "system/calls.h"
+#include "system/fork_count.h"
 #include "system/last_error.h"
 #include "system/root.h"
 #include "system/timed_lock.h"
@@ -155,9 +156,9 @@ Held held(NamedKind kind, const char* name, struct stat* found)
     return state;
 }
 
-SharedGate::SharedGate() : m_fd(-1)
+SharedGate::SharedGate(bool wanted) : m_fd(-1)
 {
-    if (shared_folder().empty())
+    if (!wanted || shared_folder().empty())
         return;
     const std::string path = shared_folder() + "/gate";
     m_fd = open_own(path, true);
@@ -271,6 +272,7 @@ DWORD NamedObject::hold(int fd)
         return error;
     }
     m_file.take(fd, found, m_path.c_str(), mark_as_held);
+    m_forks = fork_count();
     m_size = static_cast<size_t>(found.st_size);
     return 0;
 }
@@ -286,10 +288,12 @@ void NamedObject::close()
 {
     if (!m_file.taken())
         return;
-    const SharedGate gate;
+    // What a forked child has is its parent's hold: letting it go ends nothing.
+    const bool is_own = m_forks == fork_count();
+    const SharedGate gate(is_own);
     // The last holder takes the file along.
     const int fd = m_file.checked_number();
-    if (fd >= 0 && gate.ok() && held(fd) == Held::no && is_still_named())
+    if (is_own && fd >= 0 && gate.ok() && held(fd) == Held::no && is_still_named())
     {
         sys::unlink(m_path.c_str());
         if (m_is_listener)

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -55,6 +56,7 @@ private:
     bool is_still_named() const;
 
     mutable OwnDescriptor m_file; // opened anew when the program has closed it
+    uint32_t m_forks = 0; // fork_count() of the process that holds the object by it
     bool m_existed = false;
     size_t m_size = 0;
     std::string m_path;
@@ -92,7 +94,7 @@ Held held(NamedKind kind, const char* name, struct stat* found = nullptr);
 class SharedGate
 {
 public:
-    SharedGate();
+    explicit SharedGate(bool wanted = true); // false: takes none
     SharedGate(const SharedGate&) = delete;
     SharedGate& operator=(const SharedGate&) = delete;
     ~SharedGate();

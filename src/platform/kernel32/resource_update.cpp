@@ -21,6 +21,7 @@
 #include "resource_id.h"
 #include "share_modes.h"
 #include "system/calls.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 #include "temporary_file.h"
 #include "windows.h"
@@ -233,9 +234,18 @@ private:
     const bool m_delete_existing;
     ClaimedFile m_file;
     std::string m_path; // without symbolic links
-    std::mutex m_lock;  // guards m_changes; no other lock is taken while it is held
+    // Guards m_changes, of all updates, so that a fork finds it; no other lock is taken under it.
+    static inline std::mutex m_lock;
+    friend std::mutex& updates_lock();
     std::map<pe::ResourceAddress, std::optional<std::vector<uint8_t>>> m_changes;
 };
+
+std::mutex& updates_lock()
+{
+    return ResourceUpdate::m_lock;
+}
+
+const AtFork g_at_fork(ForkStep::resource_updates, taken_at_fork<updates_lock>());
 
 } // namespace
 

@@ -4,7 +4,7 @@
 
 #include "file_status.h"
 #include "system/calls.h"
-#include "system/process_number.h"
+#include "system/fork_count.h"
 #include "system/timed_lock.h"
 #include "winerror.h"
 
@@ -146,7 +146,7 @@ int ClaimedFile::release()
 
 bool ClaimedFile::is_own() const
 {
-    return m_process == process_number();
+    return m_process == fork_count();
 }
 
 // One range, which may cover more than the claim: those who meet an announced claim wait. What
@@ -204,7 +204,7 @@ DWORD ClaimedFile::take(const Claim& wanted)
 
 DWORD ClaimedFile::claim(const ShareRequest& request)
 {
-    m_process = process_number();
+    m_process = fork_count();
     if (!request.reads && !request.writes && !request.overwrites)
         return 0;
     Claim wanted;
@@ -222,7 +222,7 @@ DWORD ClaimedFile::claim(const ShareRequest& request)
 
 DWORD ClaimedFile::claim_removal()
 {
-    m_process = process_number();
+    m_process = fork_count();
     Claim wanted;
     wanted.own[denies_read] = wanted.own[denies_write] = true;
     wanted.against[held] = true;

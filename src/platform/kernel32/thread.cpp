@@ -20,6 +20,8 @@
 #include "handle_table.h"
 #include "system/calls.h"
 #include "system/clock.h"
+#include "system/fork.h"
+#include "system/fork_count.h"
 #include "system/last_error.h"
 #include "termination_signal.h"
 #include "windows.h"
@@ -33,7 +35,8 @@ const HANDLE current_thread_handle = reinterpret_cast<HANDLE>(LONG_PTR{-2});
 
 struct ThreadState
 {
-    std::atomic<uint32_t> ended{0}; // futex word
+    std::atomic<uint32_t> ended{0};            // futex word
+    std::atomic<uint32_t> forks{fork_count()}; // in a child the parent's threads aren't there
     std::atomic<DWORD> exit_code{STILL_ACTIVE};
     DWORD result = 0;                          // the thread's own
     std::atomic<PinBase*> waits_with{nullptr}; // what it holds in a wait
@@ -42,6 +45,8 @@ struct ThreadState
     std::atomic<uint32_t> id{0}; // 0 until the thread runs; futex word for the starter
     std::atomic<int> priority{THREAD_PRIORITY_NORMAL};
 
+    bool has_ended() const { return ended != 0 || forks != fork_count(); }
+    DWORD code() const { return ended != 0 ? exit_code.load() : has_ended() ? 0 : STILL_ACTIVE; }
     void end(DWORD code)
     {
         exit_code = code;
@@ -82,8 +87,17 @@ void on_terminate(int)
     ::syscall(SYS_exit, 0);
 }
 
-[[maybe_unused]] const int g_fork_watched =
-    pthread_atfork(nullptr, nullptr, [] { t_id = 0; }); // a forked child is another thread
+// The thread that goes on in a forked child is another one to the system, with the same state.
+void go_on_in_child()
+{
+    t_id = 0;
+    if (!t_state)
+        return;
+    t_state->forks = fork_count();
+    t_state->id = GetCurrentThreadId();
+}
+
+const AtFork g_at_fork(ForkStep::threads, {nullptr, nullptr, go_on_in_child});
 
 class ThreadObject : public Object
 {
@@ -95,9 +109,9 @@ public:
     DWORD wait(DWORD milliseconds) override
     {
         const int64_t deadline = deadline_after(milliseconds);
-        while (m_state->ended == 0)
+        while (!m_state->has_ended())
             if (milliseconds == 0 || !futex_wait(&m_state->ended, 0, deadline, false))
-                return m_state->ended ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
+                return m_state->has_ended() ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
         return WAIT_OBJECT_0;
     }
     ThreadState& state() const { return *m_state; }
@@ -183,8 +197,10 @@ void apply_priority(pid_t id, int priority)
 
 bool can_terminate()
 {
-    static const bool installed = install_termination_handler(on_terminate);
-    return installed;
+    static constinit std::atomic<bool> s_installed{false}; // doing it twice does no harm
+    if (!s_installed)
+        s_installed = install_termination_handler(on_terminate);
+    return s_installed;
 }
 
 // Ends the thread, and what it held in a wait is let go. A thread that blocks all signals ends when
@@ -194,7 +210,7 @@ BOOL terminate(ThreadState& state, DWORD exit_code)
     constexpr DWORD long_enough = 1000; // ms; a signal takes microseconds
     if (!can_terminate())
         return fail_errno(errno);
-    if (state.ended != 0)
+    if (state.has_ended())
         return TRUE;
     state.terminated_with = exit_code;
     state.terminating = true;
@@ -323,7 +339,7 @@ extern "C" BOOL GetExitCodeThread(HANDLE thread, LPDWORD exitCode)
     const Pin<ThreadObject> object(thread);
     if (!object)
         return FALSE;
-    *exitCode = object->state().ended ? object->state().exit_code.load() : STILL_ACTIVE;
+    *exitCode = object->state().code();
     return TRUE;
 }
 
@@ -355,7 +371,7 @@ extern "C" BOOL SetThreadPriority(HANDLE thread, int priority)
     if (!object)
         return FALSE;
     object->state().priority = priority;
-    if (object->state().ended == 0)
+    if (!object->state().has_ended())
         apply_priority(static_cast<pid_t>(object->state().id.load()), priority);
     return TRUE;
 }

@@ -6,6 +6,7 @@
 
 #include "system/clock.h"
 #include "system/faults.h"
+#include "system/local_time.h"
 
 namespace
 {
@@ -32,8 +33,7 @@ const struct tm* local_time(__time64_t time)
         return nullptr;
     if (t_last.time != time)
     {
-        const time_t native = time;
-        if (!localtime_r(&native, &t_last.answer))
+        if (!platform::local_time(time, t_last.answer))
             return nullptr;
         t_last.time = time;
     }
@@ -69,7 +69,7 @@ extern "C"
 
     __time64_t plinth_crt_mktime64(struct tm* time)
     {
-        const __time64_t result = time ? mktime(time) : -1;
+        const __time64_t result = time ? platform::moment_of(*time) : -1;
         if (result < 0 || result > last_time)
         {
             errno = EINVAL;

@@ -4,6 +4,7 @@
 #include <systemd/sd-bus.h>
 
 #include "calls.h"
+#include "fork.h"
 
 namespace platform
 {
@@ -50,12 +51,18 @@ bool load(Library& to)
            find(library, "sd_bus_flush_close_unref", to.flush_close_unref);
 }
 
+struct Loading
+{
+    Library library;
+    const bool good = load(library);
+};
+
 // Null if the library isn't there; it is never unloaded.
 const Library* library()
 {
-    static Library only;
-    static const bool loaded = load(only);
-    return loaded ? &only : nullptr;
+    static constinit OfProcess<Loading> s_loading;
+    const Loading& once = s_loading.get();
+    return once.good ? &once.library : nullptr;
 }
 
 sd_bus* open_bus(int (*open)(sd_bus**))

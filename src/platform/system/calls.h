@@ -19,6 +19,7 @@
 #include <link.h>
 #include <linux/futex.h>
 #include <locale.h>
+#include <mutex>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -44,6 +45,7 @@
 
 #include "faults.h"
 #include "guarded_paths.h"
+#include "loads.h"
 
 namespace platform::sys
 {
@@ -432,10 +434,12 @@ inline iconv_t iconv_open(const char* to, const char* from)
 }
 inline void* dlopen(const char* path, int flags)
 {
+    const Load load;
     return intercepted("dlopen") ? nullptr : ::dlopen(path, flags);
 }
 inline int dlclose(void* module)
 {
+    const Load load;
     return intercepted("dlclose") ? -1 : ::dlclose(module);
 }
 inline void* dlsym(void* module, const char* name)
@@ -446,8 +450,11 @@ inline int dladdr(const void* address, Dl_info* info)
 {
     return intercepted("dladdr") ? 0 : ::dladdr(address, info);
 }
+// Held while the stand-in is in the loader's list, whose lock a child would find taken otherwise.
+inline std::mutex g_loader_list;
 inline int dl_iterate_phdr(int (*each)(dl_phdr_info*, size_t, void*), void* argument)
 {
+    const std::lock_guard guard(g_loader_list);
     return intercepted("dl_iterate_phdr") ? 0 : ::dl_iterate_phdr(each, argument);
 }
 inline int syslog(int priority, const char* text)

@@ -9,6 +9,7 @@
 
 #include "calls.h"
 #include "environment.h"
+#include "fork.h"
 #include "private_folder.h"
 #include "shared_leftovers.h"
 
@@ -152,15 +153,21 @@ std::string home_folder()
     return "";
 }
 
+namespace
+{
+
+struct Root
+{
+    const std::string path = find_root();
+    Root() { guard_folder(path); }
+};
+
+} // namespace
+
 const std::string& root_folder()
 {
-    static const std::string& only = []() -> const std::string&
-    {
-        const auto& root = *new std::string(find_root());
-        guard_folder(root);
-        return root;
-    }();
-    return only;
+    static constinit OfProcess<Root> s_root;
+    return s_root.get().path;
 }
 
 // Kept once it has been found: a process that could not have it for a moment is not without it for
@@ -168,12 +175,12 @@ const std::string& root_folder()
 const std::string& shared_folder()
 {
     static constinit std::atomic<const std::string*> s_found{nullptr};
-    static const std::string& none = *new std::string;
+    static constinit OfProcess<std::string> s_none;
     if (const std::string* const found = s_found.load(std::memory_order_acquire)) [[likely]]
         return *found;
     std::string folder = find_shared();
     if (folder.empty())
-        return none;
+        return s_none.get();
     const auto* const mine = new std::string(std::move(folder));
     const std::string* other = nullptr;
     if (s_found.compare_exchange_strong(other, mine, std::memory_order_acq_rel))

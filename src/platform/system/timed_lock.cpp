@@ -5,6 +5,7 @@
 
 #include "calls.h"
 #include "clock.h"
+#include "fork.h"
 
 namespace platform
 {
@@ -49,7 +50,7 @@ void close_held()
             ::close(held - 1);
 }
 
-[[maybe_unused]] const int g_fork_watched = pthread_atfork(nullptr, nullptr, close_held);
+const AtFork g_at_fork(ForkStep::gates, {nullptr, nullptr, close_held});
 
 } // namespace
 

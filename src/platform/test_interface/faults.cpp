@@ -13,6 +13,7 @@
 #include <plinth_platform_test.h>
 
 #include "reset.h"
+#include "system/fork.h"
 
 namespace platform
 {
@@ -47,6 +48,13 @@ Table& table()
     static Table& only = *new Table;
     return only;
 }
+
+std::mutex& table_lock()
+{
+    return table().lock;
+}
+
+const AtFork g_at_fork(ForkStep::faults, taken_at_fork<table_lock>());
 
 void add_rule(const char* operation, unsigned nth, unsigned count, Fault fault,
               void (*act)() = nullptr)

@@ -4,6 +4,7 @@
 
 #include "comctl32/list_desktop.h"
 #include "kernel32/thread.h"
+#include "system/fork.h"
 #include "window_table.h"
 
 using namespace platform;
@@ -12,6 +13,9 @@ namespace
 {
 
 std::atomic<const PlinthDesktop*> g_desktop{nullptr};
+
+// The display's thread is not in the child, whose windows are thus in memory alone.
+const AtFork g_at_fork(ForkStep::desktop, {nullptr, nullptr, [] { g_desktop = nullptr; }});
 
 BOOL close_window(HWND window)
 {

@@ -11,6 +11,7 @@
 #include "system/calls.h"
 #include "system/environment.h"
 #include "system/faults.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 #include "system/report.h"
 #include "system/text.h"
@@ -57,14 +58,16 @@ class TerminalTurn
 public:
     TerminalTurn()
     {
-        static Lock lock;
-        m_lock = &lock.mutex;
+        m_lock = &the_lock().mutex;
         if (pthread_mutex_lock(m_lock) == EOWNERDEAD)
             pthread_mutex_consistent(m_lock);
     }
     TerminalTurn(const TerminalTurn&) = delete;
     TerminalTurn& operator=(const TerminalTurn&) = delete;
     ~TerminalTurn() { pthread_mutex_unlock(m_lock); }
+
+    // The box of another thread is not in the child.
+    static void renew() { s_lock.renew(); }
 
 private:
     struct Lock
@@ -79,8 +82,13 @@ private:
             pthread_mutexattr_destroy(&attributes);
         }
     };
+    static Lock& the_lock() { return s_lock.get(); }
+
+    static inline constinit OfProcess<Lock> s_lock;
     pthread_mutex_t* m_lock;
 };
+
+const AtFork g_at_fork(ForkStep::message_box, {nullptr, nullptr, TerminalTurn::renew});
 
 // The controlling terminal. It is written and read as a descriptor: one stream may not do both in
 // turn.

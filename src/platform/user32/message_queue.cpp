@@ -7,6 +7,7 @@
 #include "kernel32/event_state.h"
 #include "kernel32/thread.h"
 #include "system/clock.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 #include "window_table.h"
 
@@ -75,6 +76,50 @@ void make_own()
     static_cast<void>(removal);
 }
 
+} // namespace
+
+namespace platform
+{
+
+// A child has the queue of the thread that goes on, with what was posted and its timers.
+struct QueuesAtFork
+{
+    static void take()
+    {
+        registry().lock.lock();
+        if (t_queue)
+            t_queue->m_lock.lock();
+    }
+    static void release()
+    {
+        if (t_queue)
+            t_queue->m_lock.unlock();
+        registry().lock.unlock();
+    }
+    static void keep_own()
+    try
+    {
+        auto queues = std::make_unique<std::map<DWORD, std::shared_ptr<MessageQueue>>>();
+        queues->swap(registry().queues);
+        for (const auto& [thread, queue] : *queues)
+            if (queue.get() == t_queue)
+                registry().queues.emplace(GetCurrentThreadId(), queue);
+        leave_to_parent(queues.release());
+    }
+    catch (const std::bad_alloc&)
+    {
+        // The queues of threads that aren't here stay: what is posted to them is lost.
+    }
+};
+
+} // namespace platform
+
+namespace
+{
+
+const AtFork g_at_fork(ForkStep::message_queues,
+                       {QueuesAtFork::take, QueuesAtFork::release, QueuesAtFork::keep_own});
+
 // A filter by window needs the window.
 bool is_good_filter(HWND window)
 {
@@ -117,6 +162,11 @@ MessageQueue* MessageQueue::own()
     {
         fail_with(ERROR_NOT_ENOUGH_MEMORY);
     }
+    return t_queue;
+}
+
+MessageQueue* MessageQueue::existing()
+{
     return t_queue;
 }
 

@@ -112,6 +112,8 @@ public:
     // The calling thread's queue, made at the first call and gone with the thread. Null with the
     // last error set if there is no memory for it.
     static MessageQueue* own();
+    // The same, null if the thread has none so far.
+    static MessageQueue* existing();
     // That of a thread, null if it has none.
     static std::shared_ptr<MessageQueue> of_thread(DWORD thread);
 
@@ -139,6 +141,8 @@ public:
 
 private:
     bool take_posted(MSG& message, const MessageFilter& filter, bool remove);
+
+    friend struct QueuesAtFork;
 
     std::mutex m_lock; // guards the next four; the WindowLock may be taken under it
     std::deque<MSG> m_posted;

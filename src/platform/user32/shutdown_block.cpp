@@ -5,6 +5,7 @@
 #include <new>
 
 #include "kernel32/awake.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -20,11 +21,15 @@ struct Reasons
     std::map<HWND, std::string> windows;
 };
 
+constinit OfProcess<Reasons> g_reasons;
+
 Reasons& reasons()
 {
-    static Reasons& only = *new Reasons;
-    return only;
+    return g_reasons.get();
 }
+
+// The lock is held over waits for other processes.
+const AtFork g_at_fork(ForkStep::shutdown_reasons, {nullptr, nullptr, [] { g_reasons.renew(); }});
 
 } // namespace
 

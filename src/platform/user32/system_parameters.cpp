@@ -9,6 +9,7 @@
 #include <string>
 
 #include "kernel32/awake.h"
+#include "system/fork.h"
 #include "system/kernel_files.h"
 #include "system/last_error.h"
 #include "system/text.h"
@@ -41,11 +42,16 @@ struct TurnedOff
     bool off[std::size(settings)] = {};
 };
 
+constinit OfProcess<TurnedOff> g_turned_off;
+
 TurnedOff& turned_off()
 {
-    static TurnedOff& only = *new TurnedOff;
-    return only;
+    return g_turned_off.get();
 }
+
+// The lock is held over waits for other processes.
+const AtFork g_at_fork(ForkStep::session_settings,
+                       {nullptr, nullptr, [] { g_turned_off.renew(); }});
 
 class Key
 {

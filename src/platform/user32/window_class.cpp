@@ -6,6 +6,7 @@
 
 #include "kernel32/thread.h"
 #include "system/faults.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "window_table.h"
@@ -89,6 +90,13 @@ bool is_valid(const WNDCLASSEXW& given)
            given.cbClsExtra >= 0 && !is_atom(given.lpszClassName) && *given.lpszClassName &&
            wide_length(given.lpszClassName) <= name_limit;
 }
+
+std::mutex& classes_lock()
+{
+    return classes().lock;
+}
+
+const AtFork g_at_fork(ForkStep::window_classes, taken_at_fork<classes_lock>());
 
 } // namespace
 

@@ -4,6 +4,8 @@
 #include <map>
 
 #include "desktop.h"
+#include "message_queue.h"
+#include "system/fork.h"
 #include "system/last_error.h"
 
 using namespace platform;
@@ -26,6 +28,33 @@ Table& table()
     static Table& only = *new Table;
     return only;
 }
+
+std::mutex& table_lock()
+{
+    return table().lock;
+}
+
+// The windows of the thread that goes on stay, under its new number. Those of others have nobody
+// who would handle what is sent to them.
+void keep_own_windows()
+{
+    const MessageQueue* const own = MessageQueue::existing();
+    auto& windows = table().windows;
+    for (auto each = windows.begin(); each != windows.end();)
+    {
+        std::unique_ptr<Window>& window = each->second;
+        if (own && window->queue.get() == own)
+        {
+            window->thread = GetCurrentThreadId();
+            ++each;
+            continue;
+        }
+        leave_to_parent(window.release());
+        each = windows.erase(each);
+    }
+}
+
+const AtFork g_at_fork(ForkStep::windows, taken_at_fork<table_lock>(keep_own_windows));
 
 ULONG_PTR next_handle()
 {

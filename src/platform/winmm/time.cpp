@@ -10,6 +10,7 @@
 
 #include "system/clock.h"
 #include "system/faults.h"
+#include "system/fork.h"
 
 namespace
 {
@@ -28,6 +29,14 @@ Periods& periods()
     static Periods& only = *new Periods;
     return only;
 }
+
+std::mutex& periods_lock()
+{
+    return periods().lock;
+}
+
+const platform::AtFork g_at_fork(platform::ForkStep::timer_periods,
+                                 platform::taken_at_fork<periods_lock>());
 
 } // namespace
 

@@ -22,6 +22,7 @@
 #include "kernel32/thread.h"
 #include "system/clock.h"
 #include "system/faults.h"
+#include "system/fork.h"
 
 using namespace platform;
 
@@ -55,11 +56,15 @@ struct Scheduler
     std::atomic<uint32_t> changes{0}; // futex word: changes when the earliest moment may have
 };
 
+constinit OfProcess<Scheduler> g_scheduler;
+
 Scheduler& scheduler()
 {
-    static Scheduler& only = *new Scheduler;
-    return only;
+    return g_scheduler.get();
 }
+
+// The timers, and the thread that runs them, belong to the parent.
+const AtFork g_at_fork(ForkStep::timer_events, {nullptr, nullptr, [] { g_scheduler.renew(); }});
 
 // The next moment of a timer that has fired.
 int64_t next_moment(const TimerEvent& event, int64_t now)
@@ -69,8 +74,9 @@ int64_t next_moment(const TimerEvent& event, int64_t now)
     return behind <= most_behind ? next : next + (behind / event.period + 1) * event.period;
 }
 
-// Lets the timer of the earliest moment fire. The lock is held at the call and at the return.
-void fire(Scheduler& self, std::unique_lock<std::mutex>& lock)
+// Lets the timer of the earliest moment fire. The lock is held at the call and at the return. False
+// if the callback has forked and this is the child: nothing here is its own.
+bool fire(Scheduler& self, std::unique_lock<std::mutex>& lock)
 {
     auto moment = self.moments.extract(self.moments.begin());
     const UINT id = moment.value().second;
@@ -78,20 +84,23 @@ void fire(Scheduler& self, std::unique_lock<std::mutex>& lock)
     self.firing = id;
     lock.unlock();
     event.procedure(id, 0, event.user, 0, 0);
+    if (!g_scheduler.is(self))
+        return false;
     lock.lock();
     self.firing = 0;
     self.finished.notify_all();
     const auto found = self.events.find(id);
     if (found == self.events.end())
-        return; // killed meanwhile
+        return true; // killed meanwhile
     if (event.period == 0)
     {
         self.events.erase(found);
-        return;
+        return true;
     }
     found->second.due = next_moment(event, monotonic_ns());
     moment.value().first = found->second.due;
     self.moments.insert(std::move(moment)); // the same node: no memory is needed
+    return true;
 }
 
 unsigned run(void*)
@@ -106,7 +115,8 @@ unsigned run(void*)
         const int64_t due = self.moments.empty() ? -1 : self.moments.begin()->first;
         if (due >= 0 && due <= monotonic_ns())
         {
-            fire(self, lock);
+            if (!fire(self, lock))
+                return 0;
             continue;
         }
         const uint32_t changes = self.changes.load(std::memory_order_relaxed);

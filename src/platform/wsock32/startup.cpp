@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "socket.h"
+#include "system/fork.h"
 
 using namespace platform;
 
@@ -27,6 +28,13 @@ Session& session()
     static Session& only = *new Session; // sockets are closed until the very end of the process
     return only;
 }
+
+std::mutex& session_lock()
+{
+    return session().lock;
+}
+
+const AtFork g_at_fork(ForkStep::sockets, taken_at_fork<session_lock>());
 
 // Versions are the major number in the low byte.
 bool is_below_1_1(WORD version)

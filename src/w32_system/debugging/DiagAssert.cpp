@@ -16,6 +16,7 @@
 
 #include "plinth_w32_system.h"
 
+#include "at_fork.h"
 #include "event_log.h"
 #include "frame.h"
 #include "last_error_keeper.h"
@@ -37,6 +38,14 @@ static_assert(box_style == 0x12012);
 constinit std::atomic_flag s_reportLock;
 wchar_t s_reportBuffer[report_limit];
 constinit std::atomic<bool> s_patienceLost{false}; // since somebody waited for the lock in vain
+
+// The report of another thread is not in a child, and its lock may be held for long.
+const QvAtFork s_atFork(QvForkStep::assertion_report, {nullptr, nullptr,
+                                                       []
+                                                       {
+                                                           s_reportLock.clear();
+                                                           s_patienceLost = false;
+                                                       }});
 
 constinit std::atomic<int32_t> s_eventLogOpen{1}; // 0 from the first attempt that failed on
 

@@ -5,6 +5,7 @@
 #include <process.h>
 #include <windows.h>
 
+#include "at_fork.h"
 #include "debug_framework.h"
 #include "plinth_w32_system.h"
 #include "thread_end.h"
@@ -53,6 +54,7 @@ CDebugFramework::CDebugFramework(bool bQuiet)
       m_uListenerThreadId(0), m_bListenerRun(false), m_AdderThread(nullptr), m_uAdderThreadId(0),
       m_bAdderRun(false), m_Sync(bQuiet)
 {
+    QvFrameworksAtFork::Enter(*this);
 }
 
 void CDebugFramework::StartThreads(const char* sourceFile)
@@ -123,6 +125,7 @@ unsigned int CDebugFramework::listener_thread_proc(void* pThis)
 unsigned int CDebugFramework::adder_thread_proc(void* pThis)
 {
     auto& self = *static_cast<CDebugFramework*>(pThis);
+    const uint32_t forks = QvForkCount();
     wchar_t text[wide_limit] = L"";
     for (;;)
     {
@@ -133,5 +136,7 @@ unsigned int CDebugFramework::adder_thread_proc(void* pThis)
         --self.m_lPending;
         self.m_Cache.PopFrontW(text);
         self.AddItem(text);
+        if (QvForkCount() != forks)
+            return 0; // the child of a callback
     }
 }

@@ -9,6 +9,7 @@
 #include <shellapi.h>
 #include <tchar.h>
 
+#include "at_fork.h"
 #include "logfile_append.h"
 #include "logfile_form.h"
 #include "logfile_internal.h"
@@ -46,6 +47,40 @@ int MessageLimit(const wchar_t* message)
         std::atomic_ref(CQvLogFile::m_iMaxLogMessageLength).load(std::memory_order_relaxed);
     return limit < 0 ? static_cast<int>(wcslen(message)) + 1 : limit;
 }
+
+// A fork waits for the log's lock, but not for long: its holder may wait for another process. A
+// child without it starts with an instance of its own; the parent's stays open and unused.
+bool s_takenAtFork = false;
+
+void TakeAtFork()
+{
+    constexpr double patience = 100; // ms
+    constexpr timespec no_time = {0, 0};
+    const double start = QV_GetTimeCounter();
+    int result = EBUSY;
+    while ((result = pthread_mutexCS_trylock(&CQvLogFile::m_classLock)) == EBUSY &&
+           QV_GetTimeCounter() - start < patience)
+        pthread_delay_np(&no_time);
+    s_takenAtFork = result == 0;
+}
+
+void ReleaseAtFork()
+{
+    if (s_takenAtFork)
+        pthread_mutexCS_unlock(&CQvLogFile::m_classLock);
+}
+
+void RenewInChild()
+{
+    if (s_takenAtFork || !CQvLogFile::m_classLock)
+        return;
+    QvLeaveToParent(CQvLogFile::m_classLock);
+    pthread_mutexCS_init(&CQvLogFile::m_classLock, nullptr);
+    QvLeaveToParent(CQvLogFile::m_pSingleton);
+    CQvLogFile::m_pSingleton = nullptr;
+}
+
+const QvAtFork s_atFork(QvForkStep::log, {TakeAtFork, ReleaseAtFork, RenewInChild});
 
 // Keeps the low byte of each character. In blocks of a fixed size, which the compiler turns into
 // few instructions: with the end known beforehand, QV_Log of 100 characters costs 55 ns above its

@@ -17,6 +17,7 @@
 
 #include "plinth_w32_system.h"
 
+#include "at_fork.h"
 #include "symbol_engine.h"
 #include "trace_location.h"
 
@@ -39,6 +40,9 @@ static_assert(sizeof(IMAGEHLP_MODULE64) >= module_record, "newer headers know a 
 int32_t s_symbolsStarted = 0;
 DWORD64
 s_addresses[frame_limit]; // of the walk that is under way: an assertion may be short of stack
+
+// A child starts the symbol engine anew: another thread may have been at it.
+const QvAtFork s_atFork(QvForkStep::stack_lines, {nullptr, nullptr, [] { s_symbolsStarted = 0; }});
 
 struct Symbol : IMAGEHLP_SYMBOL64
 {

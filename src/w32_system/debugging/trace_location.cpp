@@ -6,7 +6,6 @@
 // behind their end.
 #include "trace_location.h"
 
-#include <atomic>
 #include <cstdio>
 #include <cstring>
 
@@ -14,6 +13,8 @@
 
 #include <tchar.h>
 
+#include "at_fork.h"
+#include "flag_lock.h"
 #include "frame.h"
 
 namespace
@@ -22,24 +23,12 @@ namespace
 // Bytes of a file name: the characters of the limit in the longest encoding, and a terminator.
 constexpr size_t narrow_limit = (qv_location_limit - 1) * 3 + 1;
 
-constinit std::atomic<bool> s_taken{false}; // guards the two below
+constinit QvFlagLock s_lock; // guards the two below
 char s_sourceFile[narrow_limit];
 int32_t s_sourceLine = -1;
 
-class Slot
-{
-public:
-    Slot()
-    {
-        // To sleep is for the sake of a holder with a lower priority, which would not come to run.
-        constexpr int tries_in_a_row = 100;
-        for (int i = 0; s_taken.exchange(true, std::memory_order_acquire); ++i)
-            Sleep(i < tries_in_a_row ? 0 : 1);
-    }
-    Slot(const Slot&) = delete;
-    Slot& operator=(const Slot&) = delete;
-    ~Slot() { s_taken.store(false, std::memory_order_release); }
-};
+const QvAtFork s_atFork(QvForkStep::trace_location,
+                        {[] { s_lock.Take(); }, [] { s_lock.Release(); }, nullptr});
 
 } // namespace
 
@@ -48,7 +37,7 @@ extern "C" void DiagOutputExW_hlp(const char* sourceFile, int line)
     if (!sourceFile)
         sourceFile = "(null)";
     const size_t length = strnlen(sourceFile, narrow_limit - 1);
-    const Slot slot;
+    const QvFlagGuard guard(s_lock);
     std::memcpy(s_sourceFile, sourceFile, length);
     s_sourceFile[length] = '\0';
     s_sourceLine = line;
@@ -58,7 +47,7 @@ void QvTraceLocation(wchar_t* file, int32_t& line)
 {
     char narrow[narrow_limit];
     {
-        const Slot slot;
+        const QvFlagGuard guard(s_lock);
         strcpy(narrow, s_sourceFile);
         line = s_sourceLine;
     }

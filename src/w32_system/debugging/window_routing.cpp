@@ -38,6 +38,7 @@ CDebugFramework::CDebugFramework(HWND hParent) : CDebugFramework(false)
 CDebugFramework::~CDebugFramework()
 {
     StopThreads();
+    QvFrameworksAtFork::TakeOut(*this);
     for (const auto& [id, window] : m_Windows)
         delete window;
 }

@@ -2,8 +2,10 @@
 #include "async_dispatcher.h"
 
 #include <cerrno>
+#include <new>
 #include <utility>
 
+#include "at_fork.h"
 #include "mutex_guard.h"
 
 namespace
@@ -36,6 +38,12 @@ QvAsyncDispatcher::~QvAsyncDispatcher()
     // A worker that was left behind may have the registry in its hands at this moment.
     if (!m_bAbandoned)
         delete m_pWorkers;
+}
+
+void QvAsyncDispatcher::RenewInChild()
+{
+    QvLeaveToParent(m_pWorkers);
+    ::new (static_cast<void*>(this)) QvAsyncDispatcher(m_lock, m_uMaxWorkers);
 }
 
 int QvAsyncDispatcher::Submit(std::unique_ptr<QvAsyncRequest> request)

@@ -36,6 +36,9 @@ public:
     // end. Nothing can be submitted afterwards.
     bool Stop(double milliseconds, bool joins);
 
+    // In a forked child: without workers.
+    void RenewInChild();
+
     // For the workers. Wants: whether Keeps must be asked also between two steps. Keeps: whether
     // the worker goes on, asked after each pass that leaves it without work, and when it is wanted.
     // Leave: the worker's last act.

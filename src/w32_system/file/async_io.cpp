@@ -1,12 +1,15 @@
 // Where the file operations meet the workers.
 #include "async_io.h"
 
+#include <atomic>
+#include <cstdlib>
 #include <memory>
 #include <new>
 #include <utility>
 
 #include "argument_check.h"
 #include "async_dispatcher.h"
+#include "at_fork.h"
 #include "frame.h"
 
 namespace
@@ -25,18 +28,30 @@ int RefuseInCallback(const wchar_t* message, int line)
 // so static objects of the application that are older than its transfers outlive them, and a
 // callback that never returns keeps nobody for ever. When the library is unloaded instead, the
 // detach, which waits longer, has come before.
-struct StopAtExit
+void StopAtExit()
 {
-    ~StopAtExit()
-    {
-        if (!QvIsTornDown())
-            QvStopAsyncWorkers(QV_ASYNC_STOP_LIMIT, true);
-    }
-};
+    if (!QvIsTornDown())
+        QvStopAsyncWorkers(QV_ASYNC_STOP_LIMIT, true);
+}
+
+// The workers, their registry and its lock, which is held while a callback is waited for, are the
+// parent's. The callback that forked may start transfers in the child.
+void RenewInChild()
+{
+    QvLeaveToParent(gs_moduleLock);
+    pthread_mutexCS_init(&gs_moduleLock, nullptr);
+    QvTheAsyncDispatcher().RenewInChild();
+    QvLeaveAsyncWorkers();
+}
+
+const QvAtFork s_atFork(QvForkStep::asynchronous_transfers, {nullptr, nullptr, RenewInChild});
 
 int Submit(std::unique_ptr<QvAsyncRequest> request)
 {
-    static const StopAtExit s_stopAtExit;
+    // No guarded static: a child would wait for the thread that was making it.
+    static constinit std::atomic<bool> s_registered{false};
+    if (!s_registered.exchange(true))
+        std::atexit(StopAtExit);
     return QvTheAsyncDispatcher().Submit(std::move(request));
 }
 

@@ -3,6 +3,7 @@
 
 #include "async_dispatcher.h"
 #include "async_steps.h"
+#include "at_fork.h"
 #include "mutex_guard.h"
 
 namespace
@@ -15,6 +16,11 @@ thread_local bool t_bWorker = false;
 bool QvIsAsyncWorkerThread()
 {
     return t_bWorker;
+}
+
+void QvLeaveAsyncWorkers()
+{
+    t_bWorker = false;
 }
 
 QvAsyncWorker::QvAsyncWorker(QvAsyncDispatcher& by) : dispatcher(by)
@@ -46,10 +52,13 @@ void* QvAsyncWorker::Procedure(void* worker)
 {
     t_bWorker = true;
     auto* const self = static_cast<QvAsyncWorker*>(worker);
+    const uint32_t forks = QvForkCount();
     QvAsyncPass pass;
     do
     {
         pass = self->RunStep();
+        if (QvForkCount() != forks)
+            return nullptr; // the child of a callback: worker and requests are its parent's
         if (pass == QvAsyncPass::idle)
             pthread_delay_np(&QV_ASYNC_IDLE_DELAY);
     } while ((pass == QvAsyncPass::more && !self->dispatcher.Wants()) ||

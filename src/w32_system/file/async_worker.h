@@ -48,3 +48,5 @@ struct QvAsyncWorker
 
 // Whether this thread is a worker, that is whether a callback runs on it.
 bool QvIsAsyncWorkerThread();
+// The thread goes on in a forked child as an ordinary one.
+void QvLeaveAsyncWorkers();

@@ -11,6 +11,8 @@
 
 // Runs functions on threads that are kept for a while, so that a call does not pay for a new one.
 //
+// In a forked child a pool has no threads at first; calls that were under way are the parent's.
+//
 // It is no queue: each call is handed at once to a thread that waits, or to a new one if none does;
 // their number has no limit but the system's. Up to three threads wait for calls, for 60, 30 and 15
 // seconds (whole seconds of the calendar clock, so up to a second less), and then end: an idle pool
@@ -57,6 +59,11 @@ private:
     void CheckCounts() const;
     void Work();
     static void* WorkerProcedure(void* pool);
+    void Enter();
+    void TakeOut();
+    void Renew();
+    static void RenewAll();
+    friend struct QvPoolsAtFork;
 
     // Lock order: the pool's, then the threads'. The pool's makes callers take turns; the threads'
     // guards all the rest but m_CtxSem.
@@ -71,6 +78,7 @@ private:
     sem_t m_CtxSem;                        // posted when the mailbox has been emptied
     void* (*m_pfnCall)(void*);             // the mailbox: one call
     void* m_pCallArg;
+    CThreadPool* m_pNext; // in the list of all pools
 };
 
 #endif

@@ -93,6 +93,9 @@ public:
 // The full constructor opens the first debug window, with the identifier 0, and starts the threads.
 // The short ones make the channel objects and start nothing: a subclass starts the threads.
 //
+// A forked child has no listener: its copy of the object does nothing, and lets go what its parent
+// holds on to.
+//
 // A subclass that overrides AddItem and starts threads calls StopThreads in its own destructor,
 // while its AddItem may still be called.
 class QV_API CDebugFramework
@@ -144,6 +147,10 @@ protected:
     std::atomic<bool> m_bAdderRun;              // false: the adder is to end
     COutDbgStringSync m_Sync;                   // the channel
     CSyncCache m_Cache;                         // texts that wait for the adder
+
+private:
+    void Renew();
+    friend struct QvFrameworksAtFork;
 };
 
 // Opens the trace window of the application: makes the one debug framework that the library keeps,

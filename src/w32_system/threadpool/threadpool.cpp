@@ -8,12 +8,72 @@
 #include <cerrno>
 #include <new>
 
+#include "at_fork.h"
+
 namespace
 {
 
 constexpr const char* source_name = "src\\w32_system\\threadpool\\threadpool";
 
+// All pools, for a fork.
+pthread_mutex_t s_listLock = PTHREAD_MUTEX_INITIALIZER; // guards the list; no other lock is taken
+CThreadPool* s_first = nullptr;
+
 } // namespace
+
+struct QvPoolsAtFork
+{
+    static void Take() { pthread_mutex_lock(&s_listLock); }
+    static void Release() { pthread_mutex_unlock(&s_listLock); }
+    static void Renew() { CThreadPool::RenewAll(); }
+};
+
+namespace
+{
+
+const QvAtFork s_atFork(QvForkStep::thread_pools,
+                        {QvPoolsAtFork::Take, QvPoolsAtFork::Release, QvPoolsAtFork::Renew});
+
+} // namespace
+
+void CThreadPool::Enter()
+{
+    pthread_mutex_lock(&s_listLock);
+    m_pNext = s_first;
+    s_first = this;
+    pthread_mutex_unlock(&s_listLock);
+}
+
+void CThreadPool::TakeOut()
+{
+    pthread_mutex_lock(&s_listLock);
+    CThreadPool** at = &s_first;
+    while (*at != this)
+        at = &(*at)->m_pNext;
+    *at = m_pNext;
+    pthread_mutex_unlock(&s_listLock);
+}
+
+// In a forked child: its locks may be held by threads that are not there, and its workers, whose
+// records lie on their stacks, aren't either.
+void CThreadPool::Renew()
+{
+    pthread_mutex_init(&m_PoolMutex, nullptr);
+    pthread_mutex_init(&m_ThreadMutex, nullptr);
+    pthread_cond_init(&m_FinishSignal, nullptr);
+    sem_init(&m_CtxSem, 0, 0);
+    m_uThreadCount = 0;
+    m_uWorkingThreadCount = 0;
+    m_pCalledThread = nullptr;
+    QvLeaveToParent(m_ThreadInfo.data());
+    ::new (static_cast<void*>(&m_ThreadInfo)) std::vector<ThreadInfo*>;
+}
+
+void CThreadPool::RenewAll()
+{
+    for (CThreadPool* each = s_first; each; each = each->m_pNext)
+        each->Renew();
+}
 
 CThreadPool* CThreadPool::CreateThreadPool()
 {
@@ -22,7 +82,7 @@ CThreadPool* CThreadPool::CreateThreadPool()
 
 CThreadPool::CThreadPool()
     : m_uThreadCount(0), m_uWorkingThreadCount(0), m_bDestroying(false), m_pCalledThread(nullptr),
-      m_pfnCall(nullptr), m_pCallArg(nullptr)
+      m_pfnCall(nullptr), m_pCallArg(nullptr), m_pNext(nullptr)
 {
     DiagOutputExW_hlp(source_name, __LINE__);
     if (CQvLogFile::Detail())
@@ -34,10 +94,12 @@ CThreadPool::CThreadPool()
     QvPoolRequire(pthread_cond_init(&m_FinishSignal, nullptr) == 0,
                   L"pthread_cond_init(&m_FinishSignal, NULL)", __LINE__);
     QvPoolRequire(sem_init(&m_CtxSem, 0, 0) == 0, L"sem_init (&m_CtxSem, 0, 0)", __LINE__);
+    Enter();
 }
 
 CThreadPool::~CThreadPool()
 {
+    TakeOut();
     QvPoolRequire(sem_destroy(&m_CtxSem) == 0, L"sem_destroy(&m_CtxSem)", __LINE__);
     QvPoolRequire(pthread_cond_destroy(&m_FinishSignal) == 0,
                   L"pthread_cond_destroy(&m_FinishSignal)", __LINE__);

@@ -9,6 +9,8 @@
 
 #include <tchar.h>
 
+#include "at_fork.h"
+
 namespace
 {
 
@@ -58,6 +60,7 @@ void CThreadPool::Work()
     // Until the first post this thread works under its creator's locks.
     void* (*call)(void*) = m_pfnCall;
     void* argument = m_pCallArg;
+    const uint32_t forks = QvForkCount();
     ThreadInfo info;
     // cppcheck-suppress danglingLifetime ; Remove takes it out again before this returns
     m_ThreadInfo.push_back(&info); // there is room
@@ -66,6 +69,8 @@ void CThreadPool::Work()
     CheckCounts();
     PostCtx();
     call(argument);
+    if (QvForkCount() != forks)
+        return; // the child of the call: the pool has no workers there
 
     if (!TakeSoon(m_ThreadMutex))
         LockThreads();
@@ -88,6 +93,8 @@ void CThreadPool::Work()
         PostCtx();
         UnlockThreads();
         call(argument);
+        if (QvForkCount() != forks)
+            return;
         LockThreads();
         --m_uWorkingThreadCount;
     }

@@ -8,11 +8,15 @@
 
 #include <mmsystem.h>
 
+#include "at_fork.h"
+
 namespace
 {
 
 // From the first multimedia timer on the system has a thread for them.
 constinit std::atomic<bool> s_bUsed{false};
+
+const QvAtFork s_atFork(QvForkStep::multimedia_timers, {nullptr, nullptr, [] { s_bUsed = false; }});
 
 // The system gives whole milliseconds and a resolution. A firing that comes early for a multiple of
 // the interval waits for it, by less than half an interval.
@@ -34,10 +38,11 @@ void Align(QvTimer& timer)
 void CALLBACK multimedia_timer_proc(UINT id, UINT, DWORD_PTR user, DWORD_PTR, DWORD_PTR)
 {
     auto* const timer = reinterpret_cast<QvTimer*>(user);
+    const uint32_t forks = QvForkCount();
     QvAwaitTimerFlag(timer->bPublished);
     if (timer->iPrecision == QV_PRECISION_MM_1_ALIGNED)
         Align(*timer);
-    if (!QvFireTimer(*timer))
+    if (!QvFireTimer(*timer) || QvForkCount() != forks)
         return;
     timeKillEvent(id);
     QvRemoveTimer(timer);

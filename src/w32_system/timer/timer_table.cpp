@@ -3,7 +3,11 @@
 #include <algorithm>
 #include <new>
 
+#include <utility>
+
 #include <windows.h>
+
+#include "at_fork.h"
 
 pthread_mutexCS_t gs_TimerLock = PTHREAD_MUTEXCS_INITIALIZER;
 
@@ -54,6 +58,20 @@ unsigned int NextId()
     while (id == 0 || QvFindTimer(id));
     return id;
 }
+
+// A child has none of its parent's timers. Their ids count as given.
+void RenewInChild()
+{
+    QvLeaveToParent(gs_TimerLock);
+    gs_TimerLock = PTHREAD_MUTEXCS_INITIALIZER;
+    if (auto* const former = new (std::nothrow) QvTimers(std::move(Table())))
+        QvLeaveToParent(former);
+    const QvTimerMap anew;
+    pthread_mutex_init(&s_flagMutex, nullptr);
+    pthread_cond_init(&s_flagRaised, nullptr);
+}
+
+const QvAtFork s_atFork(QvForkStep::timers, {nullptr, nullptr, RenewInChild});
 
 } // namespace
 

@@ -12,10 +12,14 @@
 
 #include <windows.h>
 
+#include "at_fork.h"
+
 namespace
 {
 
 std::optional<pthread_t> s_lastEnded; // gs_TimerLock
+
+const QvAtFork s_atFork(QvForkStep::timer_threads, {nullptr, nullptr, [] { s_lastEnded.reset(); }});
 
 // The first tick behind now on the timer's grid.
 double NextTick(double next, double now, double interval)
@@ -32,11 +36,12 @@ void Run(QvTimer& timer)
     int left = timer.iCallsLeft;
     double next = timer.dStartTime + interval;
     double now = QV_GetTimeCounter();
+    const uint32_t forks = QvForkCount();
     while ((!limited || left > 0) && !QvIsTimerStopped(timer))
     {
         if (next > now)
             QV_Sleep(next - now, mode);
-        if (QvCallTimer(timer) == 0)
+        if (QvCallTimer(timer) == 0 || QvForkCount() != forks)
             break;
         // From the tick before and not from now: the rate doesn't drift with the callback's length.
         next += interval;
@@ -57,10 +62,16 @@ struct Ending
     ~Ending();
 
     QvTimerPointer timer;
+    const uint32_t forks = QvForkCount();
 };
 
 Ending::~Ending()
 {
+    if (QvForkCount() != forks) // the child of a callback, which is its only thread
+    {
+        QvLeaveToParent(timer.release());
+        return;
+    }
     std::optional<pthread_t> other;
     {
         const QvTimerGuard guard;

@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 #include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "support/test.h"
@@ -460,6 +461,24 @@ TEST(DebugWindowUnload, WindowsOfALibraryThatWasLoadedAgainElsewhereAreItsOwn)
     show_windows(library);
     EXPECT_TRUE(reaches_window("second"));
     munmap(before, 4096);
+}
+
+TEST(Unload, AForkAfterItCallsNothingOfTheLibrary)
+{
+    Library library;
+    const auto fork_once = []
+    {
+        int status = -1;
+        const pid_t child = fork();
+        if (child == 0)
+            _exit(0);
+        waitpid(child, &status, 0);
+        return status;
+    };
+    EXPECT_EQ(fork_once(), 0);
+    library.unload();
+    EXPECT_FALSE(Library::is_loaded());
+    EXPECT_EQ(fork_once(), 0);
 }
 
 } // namespace

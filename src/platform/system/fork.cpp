@@ -1,0 +1,83 @@
+#include "fork.h"
+
+#include <atomic>
+#include <new>
+#include <pthread.h>
+
+#include "fork_count.h"
+
+namespace platform
+{
+
+namespace
+{
+
+constexpr size_t step_count = static_cast<size_t>(ForkStep::count);
+constinit ForkActions g_actions[step_count]; // written by static initialisers alone
+constinit std::atomic<uint32_t> g_forks{0};
+constinit std::mutex g_turn; // one fork at a time; before all other locks
+
+void prepare()
+{
+    g_turn.lock();
+    for (const ForkActions& each : g_actions)
+        if (each.take)
+            each.take();
+}
+
+void release()
+{
+    for (size_t i = step_count; i > 0; --i)
+        if (g_actions[i - 1].release)
+            g_actions[i - 1].release();
+}
+
+void go_on_in_parent()
+{
+    release();
+    g_turn.unlock();
+}
+
+void go_on_in_child()
+{
+    g_forks.fetch_add(1, std::memory_order_relaxed);
+    release();
+    for (const ForkActions& each : g_actions)
+        if (each.renew)
+            each.renew();
+    g_turn.unlock();
+}
+
+// Before any other handler of the process that uses the stand-in: those are called before prepare,
+// and after the locks were given back.
+constexpr int first_priority = 101;
+[[gnu::constructor(first_priority)]] void watch_forks()
+{
+    pthread_atfork(prepare, go_on_in_parent, go_on_in_child);
+}
+
+} // namespace
+
+void leave_to_parent(void* memory)
+{
+    struct Left
+    {
+        void* memory;
+        Left* next;
+    };
+    static constinit Left* s_first = nullptr; // the child has one thread
+    if (auto* const left = new (std::nothrow) Left{memory, s_first})
+        s_first = left;
+}
+
+AtFork::AtFork(ForkStep step, const ForkActions& actions)
+{
+    g_actions[static_cast<size_t>(step)] = actions;
+}
+
+uint32_t fork_count()
+{
+    return g_forks.load(std::memory_order_relaxed);
+}
+
+} // namespace platform

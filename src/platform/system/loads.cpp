@@ -1,0 +1,76 @@
+// The code of a module runs while it is loaded and unloaded: it may take any lock, wait for other
+// threads, and fork. So a fork waits for loads before it takes locks, and not for ever; meanwhile
+// no other load begins.
+#include "loads.h"
+
+#include <atomic>
+#include <ctime>
+#include <mutex>
+#include <pthread.h>
+
+#include "clock.h"
+
+namespace platform
+{
+
+namespace
+{
+
+constexpr int64_t patience = 100'000'000; // ns; a module that takes longer is in its own code
+constexpr timespec pause = {0, 100'000};
+
+constinit std::mutex g_begin; // held to begin a load, and by a fork
+constinit std::atomic<unsigned> g_loads{0};
+thread_local unsigned t_depth = 0; // a module may load another one
+
+unsigned own_loads()
+{
+    return t_depth != 0 ? 1 : 0;
+}
+
+void await_loads()
+{
+    g_begin.lock();
+    const int64_t deadline = monotonic_ns() + patience;
+    while (g_loads > own_loads() && monotonic_ns() < deadline)
+        ::nanosleep(&pause, nullptr);
+}
+
+void go_on_in_parent()
+{
+    g_begin.unlock();
+}
+
+void go_on_in_child()
+{
+    g_loads = own_loads();
+    g_begin.unlock();
+}
+
+// Not with the others: handlers that are registered later are called earlier, and so this one comes
+// before those of the libraries that stand on the stand-in and take their locks.
+void watch_forks()
+{
+    static constinit std::atomic<bool> s_watched{false};
+    if (!s_watched.exchange(true))
+        pthread_atfork(await_loads, go_on_in_parent, go_on_in_child);
+}
+
+} // namespace
+
+Load::Load()
+{
+    watch_forks();
+    if (t_depth++ != 0)
+        return;
+    const std::lock_guard guard(g_begin);
+    ++g_loads;
+}
+
+Load::~Load()
+{
+    if (--t_depth == 0)
+        --g_loads;
+}
+
+} // namespace platform
