@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "file_object.h"
+#include "system/fork.h"
 #include "system/fork_count.h"
 #include "windows.h"
 
