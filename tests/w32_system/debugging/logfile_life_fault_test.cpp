@@ -165,6 +165,14 @@ TEST_F(LogLife, ItsNumberInTheProgramsHandsIsNeitherWrittenNorClosed)
         }
 }
 
+TEST_F(LogLife, ARecordCostsOneSystemCall)
+{
+    EXPECT_EQ(QV_Log(L"looks at its file"), QV_OK);
+    PlinthTestArm();
+    EXPECT_EQ(QV_Log(L"only writes"), QV_OK);
+    EXPECT_EQ(PlinthTestCalls(nullptr), 1u);
+}
+
 TEST_F(LogLife, ARemovedFileIsBegunAnewAndARenamedOneGoesOn)
 {
     const std::string path = test::log_folder() + "/" + log_name(0);
