@@ -1,5 +1,6 @@
 #include "families.h"
 
+#include <shared_mutex>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -172,6 +173,29 @@ const Family families[] = {
 };
 const size_t family_count = std::size(families);
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool forks_between_rounds = true;
+#else
+constexpr bool forks_between_rounds = false;
+#endif
+static std::shared_mutex s_rounds; // taken in such a build alone
+
+void run_round(const Family& family)
+{
+    std::shared_lock<std::shared_mutex> round;
+    if (forks_between_rounds)
+        round = std::shared_lock(s_rounds);
+    family.round();
+}
+
+pid_t fork_beside_rounds()
+{
+    std::unique_lock<std::shared_mutex> none;
+    if (forks_between_rounds)
+        none = std::unique_lock(s_rounds);
+    return fork();
+}
+
 std::string try_all_families()
 {
     std::string failed;
@@ -183,7 +207,7 @@ std::string try_all_families()
 
 int in_fork(const std::function<int()>& body)
 {
-    const pid_t child = fork();
+    const pid_t child = fork_beside_rounds();
     if (child == 0)
     {
         alarm(guard_seconds);

@@ -32,6 +32,13 @@ extern "C" int __lsan_is_turned_off()
     return g_isChild;
 }
 
+// A child that starts threads is what is tested.
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_options();
+extern "C" const char* __tsan_default_options()
+{
+    return "die_after_fork=0";
+}
+
 // In the place of the pause between two looks at whether workers are gone.
 TEST_INSTEAD int pthread_delay_np(const timespec* interval)
 {
@@ -55,7 +62,7 @@ public:
                 [&](const std::stop_token& stop)
                 {
                     while (!stop.stop_requested())
-                        family.round();
+                        test::run_round(family);
                 });
     }
 
@@ -451,7 +458,7 @@ TEST(ForkConcurrent, APreForkingServersChildrenAreKilledAndMadeAnew)
         pid_t ids[children];
         for (pid_t& id : ids)
         {
-            id = fork();
+            id = test::fork_beside_rounds();
             if (id == 0)
                 _exit(serve());
         }
