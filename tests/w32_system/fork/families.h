@@ -14,6 +14,8 @@ struct Family
 {
     const char* name;
     bool (*round)();
+    bool starts_threads = false;
+    bool alone = false; // one thread at a time: the sanitizer doesn't see the loader's own locks
 };
 extern const Family families[];
 extern const size_t family_count;
