@@ -188,7 +188,7 @@ void fork_within()
 
 // The same, and the child returns from the callback: the thread of the library that it was on has
 // nothing more to do there, and the child ends with it.
-void return_within()
+[[maybe_unused]] void return_within()
 {
     if (g_result != -1)
         return;
