@@ -4,6 +4,8 @@
 #include <functional>
 #include <string>
 
+#include <sys/types.h>
+
 namespace test
 {
 
@@ -12,9 +14,19 @@ struct Family
 {
     const char* name;
     bool (*round)();
+    bool starts_threads = false;
+    bool alone = false; // one thread at a time: the sanitizer doesn't see the loader's own locks
 };
 extern const Family families[];
 extern const size_t family_count;
+
+// Goes through a round. The allocator of AddressSanitizer knows nothing of forks: its locks would
+// be held in the child. In such a build a fork comes between the rounds of the threads, not within
+// one.
+void run_round(const Family& family);
+
+// As fork(), with regard to the rounds.
+pid_t fork_beside_rounds();
 
 // "" or the names of the families that failed. Runs each once.
 std::string try_all_families();
