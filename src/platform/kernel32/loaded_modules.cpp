@@ -4,6 +4,8 @@
 #include <cstring>
 #include <string>
 
+#include "mappings.h"
+#include "program_file.h"
 #include "system/calls.h"
 #include "system/text.h"
 
@@ -36,16 +38,22 @@ void find_range(const dl_phdr_info& info, LoadedModule& module)
 
 void find_path(const dl_phdr_info& info, LoadedModule& module)
 {
-    if (info.dlpi_name && info.dlpi_name[0] == '\0') // the program itself
-    {
-        const ssize_t length = sys::readlink("/proc/self/exe", module.path, sizeof module.path - 1);
-        module.path[length < 0 ? 0 : length] = '\0';
-        return;
-    }
+    module.name = info.dlpi_name ? info.dlpi_name : "";
+    module.program = info.dlpi_name && info.dlpi_name[0] == '\0';
     // The kernel's own has a name and no file.
-    const bool file = info.dlpi_name && std::strchr(info.dlpi_name, '/') &&
-                      std::strlen(info.dlpi_name) < sizeof module.path;
-    std::strcpy(module.path, file ? info.dlpi_name : "");
+    const bool file = std::strchr(module.name, '/') && std::strlen(module.name) < sizeof module.path;
+    std::strcpy(module.path, module.program ? program_path() : file ? module.name : "");
+}
+
+// The loader keeps a path as it was given; it counts from a current folder that may have changed
+// since. The kernel knows the whole path.
+void make_absolute(LoadedModule& module)
+{
+    if (module.path[0] == '\0' || module.path[0] == '/')
+        return;
+    Mapping mapping;
+    if (mapped_file_at(module.base, mapping) && mapping.path[0] == '/')
+        std::strcpy(module.path, without_removal_mark(mapping.path));
 }
 
 // Goes through the modules until wanted(module) is true.
@@ -82,14 +90,17 @@ bool is_version_of(const std::string& file, const std::string& name)
 
 bool module_at(uintptr_t address, LoadedModule& found)
 {
-    return find(found,
-                [address](const dl_phdr_info& info, LoadedModule& module)
-                {
-                    if (address < module.base || address >= module.end)
-                        return false;
-                    find_path(info, module);
-                    return true;
-                });
+    const bool is_there = find(found,
+                               [address](const dl_phdr_info& info, LoadedModule& module)
+                               {
+                                   if (address < module.base || address >= module.end)
+                                       return false;
+                                   find_path(info, module);
+                                   return true;
+                               });
+    if (is_there)
+        make_absolute(found);
+    return is_there;
 }
 
 bool module_named(LPCWSTR name, LoadedModule& found)
@@ -118,7 +129,10 @@ bool module_named(LPCWSTR name, LoadedModule& found)
         if (!file.empty() &&
             (file == wanted || (!native.empty() && (is_version_of(file, native) ||
                                                     is_version_of(file, "lib" + native)))))
+        {
+            make_absolute(found);
             return true;
+        }
     }
 }
 

@@ -13,6 +13,7 @@
 #include "module_search.h"
 #include "modules.h"
 #include "path.h"
+#include "program_file.h"
 #include "system/calls.h"
 #include "system/last_error.h"
 #include "system/text.h"
@@ -48,13 +49,12 @@ Table& table()
 }
 
 // Empty, and the last error, if it can't be had.
-std::string program_path()
+std::string own_path()
 {
-    char path[native_path_limit];
-    const ssize_t length = sys::readlink("/proc/self/exe", path, sizeof path);
-    if (length < 0)
+    std::string path = program_path();
+    if (path.empty())
         fail_errno(errno);
-    return length < 0 ? std::string() : std::string(path, static_cast<size_t>(length));
+    return path;
 }
 
 HMODULE not_found()
@@ -174,7 +174,7 @@ HMODULE load(LPCWSTR name)
         std::vector<std::shared_ptr<Module>> gone;
         const std::lock_guard guard(table().lock);
         forget_unloaded(table(), gone);
-        auto module = std::make_shared<Module>(loaded.path);
+        auto module = std::make_shared<Module>(loaded);
         Entry& entry = table().modules[loaded.handle()];
         if (!entry.module)
             entry.module = std::move(module);
@@ -194,7 +194,7 @@ bool native_module_path(HMODULE module, std::string& native)
 {
     if (!module || module == program_module())
     {
-        native = program_path();
+        native = own_path();
         return !native.empty();
     }
     LoadedModule loaded;
@@ -239,7 +239,7 @@ std::shared_ptr<Module> hold_module(HMODULE handle)
 {
     if (!handle || handle == program_module())
     {
-        const std::string path = program_path();
+        const std::string path = own_path();
         const std::lock_guard guard(table().lock);
         if (!table().program && !path.empty())
             table().program = std::make_shared<Module>(path);
@@ -261,7 +261,7 @@ std::shared_ptr<Module> hold_module(HMODULE handle)
         not_found();
         return nullptr;
     }
-    auto module = std::make_shared<Module>(loaded.path);
+    auto module = std::make_shared<Module>(loaded);
     modules[handle].module = module;
     return module;
 }
@@ -274,7 +274,7 @@ void* symbol_of(HMODULE handle, const char* name)
     // Another reference for as long as it is looked at.
     void* const loader = handle == program_module()
                              ? RTLD_DEFAULT
-                             : sys::dlopen(loaded.path, RTLD_LAZY | RTLD_NOLOAD);
+                             : sys::dlopen(loaded.name, RTLD_LAZY | RTLD_NOLOAD);
     if (!loader && handle != program_module())
         return not_found();
     void* const symbol = name ? sys::dlsym(loader, name) : nullptr;

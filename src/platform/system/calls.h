@@ -36,6 +36,7 @@
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <syslog.h>
@@ -197,6 +198,14 @@ inline int rename(const char* from, const char* to)
 {
     return renameat2(from, to, 0);
 }
+// A name for an open file that has none (O_TMPFILE).
+inline int link_open_file(int fd, const char* path)
+{
+    char from[32];
+    std::snprintf(from, sizeof from, "/proc/self/fd/%d", fd);
+    return intercepted("linkat") ? -1
+                                 : ::linkat(AT_FDCWD, from, AT_FDCWD, path, AT_SYMLINK_FOLLOW);
+}
 inline int unlink(const char* path)
 {
     if (intercepted("unlink"))
@@ -326,6 +335,15 @@ inline void* mmap(void* address, size_t size, int protection, int flags, int fd,
 {
     return intercepted("mmap") ? MAP_FAILED : ::mmap(address, size, protection, flags, fd, offset);
 }
+// Reads the process's own memory. Where nothing can be read it fails, as a plain access would end
+// the process.
+inline ssize_t read_memory(uintptr_t address, void* buffer, size_t size)
+{
+    const iovec to{buffer, size};
+    const iovec from{reinterpret_cast<void*>(address), size};
+    return intercepted("process_vm_readv") ? -1
+                                           : ::process_vm_readv(::getpid(), &to, 1, &from, 1, 0);
+}
 inline int munmap(void* address, size_t size)
 {
     // Unmapped nevertheless: the kernel has no reason to refuse a whole view, and one that stayed
@@ -420,6 +438,11 @@ inline void* dlsym(void* module, const char* name)
 inline int dladdr(const void* address, Dl_info* info)
 {
     return intercepted("dladdr") ? 0 : ::dladdr(address, info);
+}
+// found: the symbol's entry in the module's own table.
+inline int dladdr1(const void* address, Dl_info* info, void** found)
+{
+    return intercepted("dladdr") ? 0 : ::dladdr1(address, info, found, RTLD_DL_SYMENT);
 }
 inline int dl_iterate_phdr(int (*each)(dl_phdr_info*, size_t, void*), void* argument)
 {
