@@ -9,19 +9,16 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "loaded_modules.h"
-#include "pe/resource_tree.h"
+#include "private_image.h"
 #include "windef.h"
 
 namespace platform
 {
 
-// A module file that is open for reading. What is needed of it is read into private memory: a
-// program that cuts the file would end those that have it mapped. The memory has a place for each
-// byte of the file, and only the blocks that were read take room. While the file is open, nobody
-// opens it for writing through this interface.
+// A module file that is open for reading. While it is, nobody opens it for writing through this
+// interface.
 class ModuleFile
 {
 public:
@@ -30,35 +27,24 @@ public:
     ModuleFile& operator=(const ModuleFile&) = delete;
     ~ModuleFile();
 
-    // Takes the descriptor over; -1 stands for errno. 0 or a system error; ERROR_BAD_EXE_FORMAT for
-    // what is no module file, ERROR_HANDLE_EOF for one that is cut meanwhile. May be tried again.
+    // Takes the descriptor over; -1 stands for errno. 0 or a system error, as PrivateImage. May be
+    // tried again.
     DWORD open(int fd);
 
     // Whether another file has its place now.
     bool is_replaced(const char* native_path) const;
 
-    const pe::ResourceTree& resources() const { return m_resources; }
+    const pe::ResourceTree& resources() const { return m_image.resources(); }
     // Reads bytes that a resource consists of. 0 or a system error. Any thread.
     DWORD fetch(const pe::Bytes& bytes);
 
 private:
     DWORD read();
-    DWORD read_headers();
-    DWORD read_pe_headers();
-    DWORD read_elf_headers();
-    DWORD read_directory(const pe::Bytes& tree, uint32_t directory, int levels, uint64_t& budget);
-    DWORD read_range(uint64_t offset, uint64_t size);
-    DWORD read_block(uint64_t block);
     void close();
 
-    pe::Bytes all() const { return {m_memory, m_size}; }
-
     int m_fd = -1;
-    uint8_t* m_memory = nullptr;
-    size_t m_size = 0;
-    std::mutex m_lock;            // guards m_is_read after the opening; taken last
-    std::vector<bool> m_is_read; // by block
-    pe::ResourceTree m_resources;
+    std::mutex m_lock; // guards m_image once the file is open; taken last
+    PrivateImage m_image;
 };
 
 class Module
