@@ -344,6 +344,26 @@ TEST_F(ResourceUpdates, WhateverFailsTheFileIsTheOldOneOrTheNewOne)
     expect_new();
 }
 
+// By a program that knows no share modes.
+TEST_F(ResourceUpdates, AFileThatIsCutWhileItIsOpenGivesAStatus)
+{
+    ASSERT_TRUE(put(m_path, L"Big", some_bytes(600'000, 1)));
+    {
+        const DataModule module(m_path);
+        std::filesystem::resize_file(m_path, 100'000);
+        EXPECT_EQ(module.read(L"Big"), "error 38");
+        EXPECT_NE(list_of(module), "") << "what was read stays";
+    }
+
+    test::write_file(m_path, m_good + some_bytes(600'000, 1));
+    Update update(m_path);
+    ASSERT_TRUE(update && update.set(L"X", "x"));
+    std::filesystem::resize_file(m_path, 4096);
+    EXPECT_FALSE(update.end());
+    EXPECT_EQ(std::filesystem::file_size(m_path), 4096u);
+    EXPECT_EQ(test::entries(m_folder.c_str()), 1u);
+}
+
 // What a section has in the file beyond its pages in the image is not loaded: the addresses behind
 // them are the next section's.
 TEST_F(ResourceUpdates, ASectionReachesNoFurtherThanItsPages)

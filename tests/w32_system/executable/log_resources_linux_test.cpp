@@ -1,5 +1,10 @@
 // Which resources of a program, and which files of its installer, say where and how it logs.
 #include <filesystem>
+#include <regex>
+
+#include <dlfcn.h>
+
+#include <plinth_w32_system.h>
 
 #include "support/commands.h"
 #include "support/environment.h"
@@ -54,6 +59,37 @@ TEST(LogResources, CountUpToTheirLimitsBeforeTheInstallersFile)
         {"512", wide_bytes(xml_with(std::string(100'000, 'v'))), usual}};
     for (const auto& [probe, xml, expected] : rows)
         EXPECT_EQ(log_of(probe, xml), expected) << probe << " " << xml.substr(0, 1'000);
+}
+
+// The library is a copy too. Its file and the program's are renamed, replaced by another program and
+// removed, before the log begins and the report is made.
+TEST(LogResources, AndStackLinesAreThoseOfTheRunningFiles)
+{
+    Dl_info library{};
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(&QV_Log), &library), 0);
+    std::filesystem::create_directories(test::root() + "/ProgramData/Acme/Zz");
+    const char* const fates[] = {"true",       "mv probe old",  "mv new probe", "rm probe",
+                                 "mv library old", "mv new library", "rm library"};
+    for (const char* const fate : fates)
+    {
+        SCOPED_TRACE(fate);
+        const std::string folder = test::make_folder(std::to_string(fate - fates[0]));
+        std::filesystem::copy_file(PLINTH_LOG_PROBES "511", folder + "/probe");
+        std::filesystem::copy_file(PLINTH_LOG_PROBES "512", folder + "/new");
+        std::filesystem::copy_file(library.dli_fname, folder + "/library");
+        const std::string output =
+            test::output_of("cd " + folder + " && LD_PRELOAD=$PWD/library ./probe '" + fate + "'");
+        const size_t end = output.find('\n');
+        EXPECT_EQ(output.substr(0, end), folder + "/probe");
+        const std::string log = output.substr(end + 1);
+        EXPECT_NE(log.find("/Acme/"), std::string::npos) << log;
+        std::string report = test::read_file(log);
+        EXPECT_TRUE(report.starts_with("\xFF\xFE"));
+        std::erase(report, '\0');
+        EXPECT_TRUE(std::regex_search(report, std::regex("Last Error[^\n]*\\s*0x[^\n]*probe: main")))
+            << report;
+        std::filesystem::remove(log);
+    }
 }
 
 } // namespace
