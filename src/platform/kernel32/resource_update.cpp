@@ -1,8 +1,8 @@
 // Adding, replacing and removing resources of a module file.
 //
 // From Begin to End the file is open with nobody else let in, so updates of one file come one after
-// the other. End writes the new content to a temporary file beside it and renames it: the file is
-// replaced whole or stays as it was. Links to the file go on naming the old content only if they
+// the other. End writes the new content to a new file that takes its place: the file is replaced whole
+// or stays as it was. Links to the file go on naming the old content only if they
 // are hard links; a symbolic link is followed.
 #include <algorithm>
 #include <map>
@@ -19,11 +19,11 @@
 #include "path.h"
 #include "pe/rewrite.h"
 #include "private_image.h"
+#include "replacement_file.h"
 #include "resource_id.h"
 #include "share_modes.h"
 #include "system/calls.h"
 #include "system/last_error.h"
-#include "temporary_file.h"
 #include "windows.h"
 
 using namespace platform;
@@ -75,23 +75,15 @@ int copy_properties(int from, int to)
 int replace_file(const std::string& path, const pe::Pieces& pieces, uint64_t checksum_field,
                  const OldImage& old)
 {
-    const std::string temporary = temporary_beside(path);
-    int error = 0;
-    {
-        const Descriptor fd(sys::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600));
-        if (fd < 0)
-            return errno;
-        error = write_image(fd, pieces, checksum_field, old);
-        if (!error)
-            error = copy_properties(old.fd, fd);
-        if (!error && sys::fsync(fd) != 0)
-            error = errno;
-    }
-    if (!error && sys::rename(temporary.c_str(), path.c_str()) != 0)
+    ReplacementFile file(path);
+    if (file.fd() < 0)
+        return file.error();
+    int error = write_image(file.fd(), pieces, checksum_field, old);
+    if (!error)
+        error = copy_properties(old.fd, file.fd());
+    if (!error && sys::fsync(file.fd()) != 0)
         error = errno;
-    if (error)
-        sys::unlink(temporary.c_str());
-    return error;
+    return error ? error : file.put(true);
 }
 
 class ResourceUpdate : public Object

@@ -198,13 +198,21 @@ inline int rename(const char* from, const char* to)
 {
     return renameat2(from, to, 0);
 }
-// A name for an open file that has none (O_TMPFILE).
+// A name for an open file that has none (O_TMPFILE), by way of the kernel's link to it.
+struct OpenFileLink
+{
+    explicit OpenFileLink(int fd) { std::snprintf(path, sizeof path, "/proc/self/fd/%d", fd); }
+    char path[32];
+};
+inline bool can_link_open_file(int fd)
+{
+    return !intercepted("access") && ::access(OpenFileLink(fd).path, F_OK) == 0;
+}
 inline int link_open_file(int fd, const char* path)
 {
-    char from[32];
-    std::snprintf(from, sizeof from, "/proc/self/fd/%d", fd);
     return intercepted("linkat") ? -1
-                                 : ::linkat(AT_FDCWD, from, AT_FDCWD, path, AT_SYMLINK_FOLLOW);
+                                 : ::linkat(AT_FDCWD, OpenFileLink(fd).path, AT_FDCWD, path,
+                                            AT_SYMLINK_FOLLOW);
 }
 inline int unlink(const char* path)
 {
