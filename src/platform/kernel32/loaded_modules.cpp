@@ -1,6 +1,8 @@
 #include "loaded_modules.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cstring>
 #include <string>
 
@@ -17,19 +19,39 @@ namespace
 
 constexpr uintptr_t page = 4096;
 
-// The addresses from the first to the last loaded segment, in whole pages.
+using Headers = std::array<ElfW(Phdr), 64>;
+
+// A module's program headers lie in its file's first page. Another program that cuts the file would
+// end this one here, so they are read by the kernel, where it does that. Gives how many there are.
+size_t read_headers(const dl_phdr_info& info, Headers& headers)
+{
+    const size_t count = std::min<size_t>(info.dlpi_phnum, headers.size());
+    const size_t size = count * sizeof headers[0];
+    if (sys::read_memory(reinterpret_cast<uintptr_t>(info.dlpi_phdr), headers.data(), size) ==
+        static_cast<ssize_t>(size))
+        return count;
+    if (errno == EFAULT)
+        return 0;
+    std::memcpy(headers.data(), info.dlpi_phdr, size);
+    return count;
+}
+
+// The addresses from the first to the last loaded segment, in whole pages; none if they can't be
+// had.
 void find_range(const dl_phdr_info& info, LoadedModule& module)
 {
+    Headers headers;
     uintptr_t low = UINTPTR_MAX;
     uintptr_t high = 0;
-    for (size_t i = 0; i < info.dlpi_phnum; ++i)
+    const size_t count = read_headers(info, headers);
+    for (size_t i = 0; i < count; ++i)
     {
-        const auto& segment = info.dlpi_phdr[i];
-        if (segment.p_type != PT_LOAD)
+        if (headers[i].p_type != PT_LOAD)
             continue;
-        low = std::min<uintptr_t>(low, segment.p_vaddr);
-        high = std::max<uintptr_t>(high, segment.p_vaddr + segment.p_memsz);
+        low = std::min<uintptr_t>(low, headers[i].p_vaddr);
+        high = std::max<uintptr_t>(high, headers[i].p_vaddr + headers[i].p_memsz);
     }
+    module.base = module.end = 0;
     if (low > high)
         return;
     module.base = info.dlpi_addr + low / page * page;

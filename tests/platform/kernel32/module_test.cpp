@@ -238,6 +238,25 @@ TEST_F(ForeignModules, KeepTheirPathAndResourcesWhateverBecomesOfTheFile)
     }
 }
 
+// The program lives as long as it doesn't run that module's code, as its end would.
+const test::ChildMain s_cut("cut a loaded module",
+                            [](int, char** argv)
+                            {
+                                dlopen(argv[0], RTLD_NOW);
+                                std::filesystem::resize_file(argv[0], 0);
+                                const bool none = !GetModuleHandleW(L"nothing");
+                                const std::string heap(1'000, 'x');
+                                MEMORY_BASIC_INFORMATION info{};
+                                VirtualQueryEx(GetCurrentProcess(), heap.data(), &info, sizeof info);
+                                _exit(none && info.Type == MEM_PRIVATE ? 0 : 1);
+                                return 0;
+                            });
+
+TEST_F(ForeignModules, OneWhoseFileIsCutDoesNotDisturbTheOthers)
+{
+    EXPECT_EQ(test::ChildProcess("cut a loaded module", {m_first}).wait(), 0);
+}
+
 int g_data = 1;
 
 MEMORY_BASIC_INFORMATION region_of(const void* address)
