@@ -114,8 +114,7 @@ int admitted(int fd, const LoadedModule& module)
 {
     if (fd < 0)
         return -1;
-    const BuildId loaded = build_id_of(module);
-    if (loaded.empty() ? is_mapped(fd, module) : build_id_of(fd) == loaded)
+    if (is_image_file(fd, module))
         return fd;
     sys::close(fd);
     errno = ESTALE;
@@ -147,6 +146,12 @@ int open_image_file(const LoadedModule& module)
     if (fd < 0)
         errno = error;
     return fd;
+}
+
+bool is_image_file(int fd, const LoadedModule& module)
+{
+    const BuildId loaded = build_id_of(module);
+    return loaded.empty() ? is_mapped(fd, module) : build_id_of(fd) == loaded;
 }
 
 } // namespace platform

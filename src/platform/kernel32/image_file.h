@@ -14,4 +14,7 @@ namespace platform
 // own always. -1, with errno, if the module's file can't be had; ESTALE if another has its place.
 int open_image_file(const LoadedModule& module);
 
+// Whether an open file is the one that the module was made from.
+bool is_image_file(int fd, const LoadedModule& module);
+
 } // namespace platform

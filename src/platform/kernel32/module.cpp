@@ -100,9 +100,8 @@ bool find_loaded(HMODULE handle, LoadedModule& found)
 // Modules that others loaded are also unloaded without a word, and other modules may come to lie in
 // their places. What is found to be gone is moved to where the caller lets it go, without the lock.
 //
-// A module whose file was replaced may be the old one still or may have been loaded anew; nothing
-// tells. Its resources are looked for in the new file from now on, and what was handed out of the
-// old one stays.
+// One that was loaded anew from a replaced file, at the same place, has its new resources from now
+// on; what was handed out of the old file stays.
 void forget_unloaded(Table& all, std::vector<std::shared_ptr<Module>>& gone)
 {
     const unsigned long long unloaded = unloaded_modules();
@@ -116,7 +115,7 @@ void forget_unloaded(Table& all, std::vector<std::shared_ptr<Module>>& gone)
             continue;
         LoadedModule loaded;
         const bool stays = find_loaded(each->first, loaded) && module->path() == loaded.path;
-        if (stays && !module->is_replaced())
+        if (stays && !module->is_replaced(loaded))
             continue;
         (stays ? all.replaced : gone).push_back(std::move(module));
         all.modules.erase(each);

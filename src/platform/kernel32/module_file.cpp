@@ -3,8 +3,6 @@
 
 #include <new>
 
-#include "file_status.h"
-#include "image_file.h"
 #include "program_file.h"
 #include "share_modes.h"
 #include "system/calls.h"
@@ -66,14 +64,6 @@ DWORD ModuleFile::fetch(const pe::Bytes& bytes)
     return bytes.size() ? m_image.read(offset, bytes.size()) : 0;
 }
 
-bool ModuleFile::is_replaced(const char* native_path) const
-{
-    struct stat opened;
-    struct stat current;
-    return sys::fstat(m_fd, &opened) == 0 && sys::stat(native_path, &current) == 0 &&
-           !is_same_file(opened, current);
-}
-
 // The program's path stands for the file that runs, whatever has that path now.
 int Module::open_descriptor() const
 {
@@ -100,10 +90,10 @@ const pe::ResourceTree* Module::resources()
     return open_file() == 0 ? &m_file.resources() : nullptr;
 }
 
-bool Module::is_replaced()
+bool Module::is_replaced(const LoadedModule& loaded)
 {
     const std::lock_guard guard(m_lock);
-    return m_open && m_file.is_replaced(m_path.c_str());
+    return m_open && !m_file.is_of(loaded);
 }
 
 } // namespace platform

@@ -10,7 +10,7 @@
 #include <mutex>
 #include <string>
 
-#include "loaded_modules.h"
+#include "image_file.h"
 #include "private_image.h"
 #include "windef.h"
 
@@ -31,8 +31,8 @@ public:
     // tried again.
     DWORD open(int fd);
 
-    // Whether another file has its place now.
-    bool is_replaced(const char* native_path) const;
+    // Whether the module that is loaded was made from this file.
+    bool is_of(const LoadedModule& loaded) const { return is_image_file(m_fd, loaded); }
 
     const pe::ResourceTree& resources() const { return m_image.resources(); }
     // Reads bytes that a resource consists of. 0 or a system error. Any thread.
@@ -62,8 +62,8 @@ public:
     const pe::ResourceTree* resources();
     // As ModuleFile::fetch, once the file is open.
     DWORD fetch(const pe::Bytes& bytes) { return m_file.fetch(bytes); }
-    // Whether the file was opened and another one has its place now.
-    bool is_replaced();
+    // Whether the file was opened and the module that is loaded now was made from another one.
+    bool is_replaced(const LoadedModule& loaded);
 
 private:
     int open_descriptor() const;

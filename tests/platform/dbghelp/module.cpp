@@ -5,4 +5,4 @@ extern "C" __attribute__((visibility("default"))) int plinth_test_function(int x
 }
 
 // Room between what is loaded and the debug information, which then has pages of its own.
-__asm__(".pushsection .comment; .zero 65536; .popsection");
+__asm__(".pushsection .padding,\"\"; .zero 65536; .popsection");

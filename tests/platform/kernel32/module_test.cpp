@@ -208,6 +208,9 @@ TEST_F(ForeignModules, ResourcesOfOneThatStaysLoadedStayWhereTheyAre)
     std::filesystem::rename(m_first, m_folder + "/moved");
     load_and_unload_another();
     EXPECT_EQ(place_of_text(module), text) << "also without a name";
+    std::filesystem::copy_file(m_second, m_first);
+    load_and_unload_another();
+    EXPECT_EQ(place_of_text(module), text) << "also when another file has the name";
 }
 
 // Loaded by a relative path; the current folder is left at once. What it has for resources may be
