@@ -2,9 +2,9 @@
 //
 // A link is moved and deleted by itself; a copy follows it, at both ends.
 //
-// A copy takes its target's place when it is complete, so that a failure leaves the old target whole
-// and no half file behind. No file that is held open through this interface can be
-// moved or deleted: none of its opens share deletion.
+// A copy takes its target's place when it is complete, so that a failure leaves the old target
+// whole and no half file behind. No file that is held open through this interface can be moved or
+// deleted: none of its opens share deletion.
 #include <memory>
 #include <new>
 #include <string>
@@ -117,7 +117,8 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
         return to.error() == ENOENT ? ERROR_PATH_NOT_FOUND : system_error(to.error());
     int error = copy_content(from, to.fd());
     const timespec times[2] = {{0, UTIME_OMIT}, found.st_mtim};
-    if (!error && (sys::fchmod(to.fd(), found.st_mode & 0777) != 0 || sys::futimens(to.fd(), times) != 0))
+    if (!error &&
+        (sys::fchmod(to.fd(), found.st_mode & 0777) != 0 || sys::futimens(to.fd(), times) != 0))
         error = errno;
     // Somebody may have opened the target meanwhile.
     const DeleteClaim claim(end);

@@ -94,7 +94,8 @@ BuildId build_id_of(const LoadedModule& module)
 BuildId build_id_of(int fd)
 {
     return build_id(false,
-                    [fd](uint64_t offset, void* to, size_t size) {
+                    [fd](uint64_t offset, void* to, size_t size)
+                    {
                         return offset <= INT64_MAX &&
                                sys::pread(fd, to, size, static_cast<off_t>(offset)) ==
                                    static_cast<ssize_t>(size);

@@ -63,7 +63,8 @@ void find_path(const dl_phdr_info& info, LoadedModule& module)
     module.name = info.dlpi_name ? info.dlpi_name : "";
     module.program = info.dlpi_name && info.dlpi_name[0] == '\0';
     // The kernel's own has a name and no file.
-    const bool file = std::strchr(module.name, '/') && std::strlen(module.name) < sizeof module.path;
+    const bool file =
+        std::strchr(module.name, '/') && std::strlen(module.name) < sizeof module.path;
     std::strcpy(module.path, module.program ? program_path() : file ? module.name : "");
 }
 

@@ -115,7 +115,7 @@ DWORD PrivateImage::read_elf_headers()
 
 // A directory with all that hangs on it, except for the data.
 DWORD PrivateImage::read_directory(const pe::Bytes& tree, uint32_t directory, int levels,
-                                 uint64_t& budget)
+                                   uint64_t& budget)
 {
     const uint64_t start = tree.size() ? static_cast<uint64_t>(tree.data() - m_memory) : 0;
     const auto read_part = [&](uint64_t offset, uint64_t size)

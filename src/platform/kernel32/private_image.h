@@ -32,7 +32,8 @@ public:
     pe::Bytes bytes() const { return {m_memory, m_size}; }
     const pe::ResourceTree& resources() const { return m_resources; }
 
-    // Reads a range, as much of it as the file had when it was opened. 0 or a system error, as above.
+    // Reads a range, as much of it as the file had when it was opened. 0 or a system error, as
+    // above.
     DWORD read(uint64_t offset, uint64_t size);
 
 private:

@@ -1,9 +1,9 @@
 // A new file that takes the place of another, or of none, in one step when it is complete.
 //
 // Until then it has no name, where the file system can do that, so that a process that is killed
-// leaves nothing. Elsewhere, and for the moment in which it replaces another file, it has a temporary
-// name beside the target and a lock that goes with its process. A leftover without its process is
-// removed by the next replacement in the same folder.
+// leaves nothing. Elsewhere, and for the moment in which it replaces another file, it has a
+// temporary name beside the target and a lock that goes with its process. A leftover without its
+// process is removed by the next replacement in the same folder.
 #pragma once
 
 #include <string>
@@ -14,7 +14,8 @@ namespace platform
 class ReplacementFile
 {
 public:
-    // The target's folder must be there. fd() is -1, with error() an errno, if the file can't be made.
+    // The target's folder must be there. fd() is -1, with error() an errno, if the file can't be
+    // made.
     explicit ReplacementFile(const std::string& target);
     ReplacementFile(const ReplacementFile&) = delete;
     ReplacementFile& operator=(const ReplacementFile&) = delete;

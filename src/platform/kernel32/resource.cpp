@@ -121,9 +121,9 @@ bool data_of(const HeldTree& tree, HRSRC resource, pe::Bytes& bytes)
 {
     uint32_t offset = 0;
     pe::ResourceData description;
-    return tree && ((tree->offset_of(resource, offset) &&
-                     tree->data_at(offset, description, bytes)) ||
-                    fail_with(ERROR_INVALID_PARAMETER));
+    return tree &&
+           ((tree->offset_of(resource, offset) && tree->data_at(offset, description, bytes)) ||
+            fail_with(ERROR_INVALID_PARAMETER));
 }
 
 // A type or name for a callback: a number, or a text that lives as long as this.

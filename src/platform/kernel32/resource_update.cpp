@@ -1,9 +1,9 @@
 // Adding, replacing and removing resources of a module file.
 //
 // From Begin to End the file is open with nobody else let in, so updates of one file come one after
-// the other. End writes the new content to a new file that takes its place: the file is replaced whole
-// or stays as it was. Links to the file go on naming the old content only if they
-// are hard links; a symbolic link is followed.
+// the other. End writes the new content to a new file that takes its place: the file is replaced
+// whole or stays as it was. Links to the file go on naming the old content only if they are hard
+// links; a symbolic link is followed.
 #include <algorithm>
 #include <map>
 #include <mutex>
@@ -33,13 +33,14 @@ namespace
 
 constexpr mode_t any_write_bit = 0222;
 
-// Reads what a rewriting looks at beside the headers and resources: the room behind the headers, and
-// the debug directory, which points into the file. The rest is copied unseen. 0 or a system error.
+// Reads what a rewriting looks at beside the headers and resources: the room behind the headers,
+// and the debug directory, which points into the file. The rest is copied unseen. 0 or a system
+// error.
 DWORD read_tables(const pe::Image& image, PrivateImage& file)
 {
-    if (const DWORD error = file.read(0, image.section_table() + image.sections().size() *
-                                                                      pe::section_header_size +
-                                             pe::section_header_size))
+    if (const DWORD error =
+            file.read(0, image.section_table() + image.sections().size() * pe::section_header_size +
+                             pe::section_header_size))
         return error;
     const pe::Directory debug = image.directory(pe::directory_debug);
     for (const pe::Section& section : image.sections())

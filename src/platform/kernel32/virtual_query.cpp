@@ -24,8 +24,8 @@ DWORD protection_of(const char* access)
     return access[0] == 'r' ? PAGE_READONLY : PAGE_NOACCESS;
 }
 
-// The mapping with an address, or the gap around it, which allows nothing. False with the last error
-// set.
+// The mapping with an address, or the gap around it, which allows nothing. False with the last
+// error set.
 bool find_mapping(uintptr_t address, Mapping& found)
 {
     Mappings list;

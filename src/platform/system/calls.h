@@ -210,9 +210,9 @@ inline bool can_link_open_file(int fd)
 }
 inline int link_open_file(int fd, const char* path)
 {
-    return intercepted("linkat") ? -1
-                                 : ::linkat(AT_FDCWD, OpenFileLink(fd).path, AT_FDCWD, path,
-                                            AT_SYMLINK_FOLLOW);
+    return intercepted("linkat")
+               ? -1
+               : ::linkat(AT_FDCWD, OpenFileLink(fd).path, AT_FDCWD, path, AT_SYMLINK_FOLLOW);
 }
 inline int unlink(const char* path)
 {

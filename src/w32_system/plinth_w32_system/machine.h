@@ -91,8 +91,8 @@ extern "C"
     // On Linux the login manager holds locks with that reason (see systemd-inhibit --list) and the
     // desktop holds its screen saver off, where they are on the message bus, until the restoring or
     // the end of the process, however it ends. The settings themselves stay until the next start of
-    // the machine. A bus that doesn't answer is waited for two seconds at most, in one call. hWnd is
-    // not looked at.
+    // the machine. A bus that doesn't answer is waited for two seconds at most, in one call. hWnd
+    // is not looked at.
     QV_API int QV_DisableWindowsPowerSave(HWND hWnd, bool bDisable, const wchar_t* pReason);
 }
 

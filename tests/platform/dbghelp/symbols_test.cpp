@@ -226,7 +226,8 @@ TEST_F(Symbols, AreThoseOfWhatRunsWhateverBecomesOfTheFile)
         EXPECT_EQ(symbol.name(), "plinth_test_function");
         Line line;
         const bool has_line = line.find(module.address);
-        EXPECT_EQ(fs::path(has_line ? line.record.FileName : "module.cpp").filename(), "module.cpp");
+        EXPECT_EQ(fs::path(has_line ? line.record.FileName : "module.cpp").filename(),
+                  "module.cpp");
         IMAGEHLP_MODULE64 info = module_record();
         EXPECT_TRUE(SymGetModuleInfo64(process(), module.address, &info));
         PlinthTestReset();

@@ -250,7 +250,8 @@ const test::ChildMain s_cut("cut a loaded module",
                                 const bool none = !GetModuleHandleW(L"nothing");
                                 const std::string heap(1'000, 'x');
                                 MEMORY_BASIC_INFORMATION info{};
-                                VirtualQueryEx(GetCurrentProcess(), heap.data(), &info, sizeof info);
+                                VirtualQueryEx(GetCurrentProcess(), heap.data(), &info,
+                                               sizeof info);
                                 _exit(none && info.Type == MEM_PRIVATE ? 0 : 1);
                                 return 0;
                             });

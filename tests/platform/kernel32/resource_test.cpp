@@ -388,8 +388,9 @@ TEST_F(ResourceUpdates, AndCopiesThatAreKilledLeaveNothingForGood)
 {
     const std::string stranger = m_folder + "/.plinth-copy-of-somebody";
     const auto count = [&] { return test::entries(m_folder.c_str()); };
-    const auto copy_another = [&]
-    { EXPECT_TRUE(CopyFileW(test::windows_form(stranger), test::windows_form(stranger + "2"), 0)); };
+    const auto copy_another = [&] {
+        EXPECT_TRUE(CopyFileW(test::windows_form(stranger), test::windows_form(stranger + "2"), 0));
+    };
     test::write_file(stranger, "x");
     test::write_file(m_folder + "/source", some_bytes(2'000'000, 1));
     copy_another();

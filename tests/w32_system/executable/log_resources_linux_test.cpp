@@ -61,14 +61,14 @@ TEST(LogResources, CountUpToTheirLimitsBeforeTheInstallersFile)
         EXPECT_EQ(log_of(probe, xml), expected) << probe << " " << xml.substr(0, 1'000);
 }
 
-// The library is a copy too. Its file and the program's are renamed, replaced by another program and
-// removed, before the log begins and the report is made.
+// The library is a copy too. Its file and the program's are renamed, replaced by another program
+// and removed, before the log begins and the report is made.
 TEST(LogResources, AndStackLinesAreThoseOfTheRunningFiles)
 {
     Dl_info library{};
     ASSERT_NE(dladdr(reinterpret_cast<void*>(&QV_Log), &library), 0);
     std::filesystem::create_directories(test::root() + "/ProgramData/Acme/Zz");
-    const char* const fates[] = {"true",       "mv probe old",  "mv new probe", "rm probe",
+    const char* const fates[] = {"true",           "mv probe old",   "mv new probe", "rm probe",
                                  "mv library old", "mv new library", "rm library"};
     for (const char* const fate : fates)
     {
@@ -86,7 +86,8 @@ TEST(LogResources, AndStackLinesAreThoseOfTheRunningFiles)
         std::string report = test::read_file(log);
         EXPECT_TRUE(report.starts_with("\xFF\xFE"));
         std::erase(report, '\0');
-        EXPECT_TRUE(std::regex_search(report, std::regex("Last Error[^\n]*\\s*0x[^\n]*probe: main")))
+        EXPECT_TRUE(
+            std::regex_search(report, std::regex("Last Error[^\n]*\\s*0x[^\n]*probe: main")))
             << report;
         std::filesystem::remove(log);
     }
