@@ -66,11 +66,19 @@ KnownModule* known_module(DWORD64 address)
 // file; symbols of another build would name functions that don't run.
 //
 // libdw would map the file, and another program that cuts it would end this one. So the reader is
-// one that reads.
+// one that reads. No exception may leave, since the caller is C.
 int open_module(Dwfl_Module*, void**, const char*, Dwarf_Addr base, char** file, Elf** elf)
 {
     LoadedModule loaded;
-    const int fd = module_at(base, loaded) ? open_image_file(loaded) : -1;
+    int fd = -1;
+    try
+    {
+        fd = module_at(base, loaded) ? open_image_file(loaded) : -1;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return -1; // the symbols stay unknown
+    }
     if (fd < 0)
     {
         if (KnownModule* const known = known_module(base))
