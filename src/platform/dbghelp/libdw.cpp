@@ -25,7 +25,9 @@ bool look_up_all(void* library, Libdw& functions)
            look_up(library, "dwfl_module_addrinfo", functions.module_addrinfo) &&
            look_up(library, "dwfl_module_getsrc", functions.module_getsrc) &&
            look_up(library, "dwfl_lineinfo", functions.lineinfo) &&
-           look_up(library, "dwfl_build_id_find_debuginfo", functions.build_id_find_debuginfo);
+           look_up(library, "dwfl_build_id_find_debuginfo", functions.build_id_find_debuginfo) &&
+           look_up(library, "elf_version", functions.elf_version) &&
+           look_up(library, "elf_begin", functions.elf_begin);
 }
 
 } // namespace

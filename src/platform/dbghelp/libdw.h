@@ -21,6 +21,9 @@ struct Libdw
     decltype(&::dwfl_module_getsrc) module_getsrc = nullptr;
     decltype(&::dwfl_lineinfo) lineinfo = nullptr;
     decltype(&::dwfl_build_id_find_debuginfo) build_id_find_debuginfo = nullptr;
+    // Of libelf, which it stands on.
+    decltype(&::elf_version) elf_version = nullptr;
+    decltype(&::elf_begin) elf_begin = nullptr;
 };
 
 // Null if it isn't there; the next call looks again. One thread at a time, as all of this folder.

@@ -13,9 +13,10 @@
 #include <vector>
 
 #include "debug_file.h"
-#include "kernel32/loaded_modules.h"
+#include "kernel32/image_file.h"
 #include "libdw.h"
 #include "system/calls.h"
+#include "system/descriptor.h"
 #include "system/faults.h"
 #include "system/fork.h"
 #include "system/last_error.h"
@@ -33,8 +34,8 @@ struct KnownModule
 {
     uintptr_t base;
     uintptr_t end;
-    std::string image;  // as its loader named it
-    std::string native; // the file
+    std::string image; // as its loader named it
+    bool unmatched;    // its own file is gone, or another has its place
 };
 
 // Callers take turns, so there is no lock.
@@ -57,12 +58,41 @@ Engine& engine()
 // Another thread may have been at it: a child starts it anew.
 const AtFork g_at_fork(ForkStep::symbols, {nullptr, nullptr, [] { g_engine.renew(); }});
 
-// libdw knows a module by its native path.
-int open_module(Dwfl_Module*, void**, const char* name, Dwarf_Addr, char** file, Elf**)
+KnownModule* known_module(DWORD64 address)
 {
-    const int fd = sys::open(name, O_RDONLY);
-    if (fd >= 0)
-        *file = ::strdup(name);
+    auto& modules = engine().modules;
+    const auto found = std::find_if(modules.begin(), modules.end(),
+                                    [address](const KnownModule& each)
+                                    { return address >= each.base && address < each.end; });
+    return found == modules.end() ? nullptr : &*found;
+}
+
+// Called when an address in the module is first looked up. By then an upgrade may have replaced its
+// file; symbols of another build would name functions that don't run.
+//
+// libdw would map the file, and another program that cuts it would end this one. So the reader is
+// one that reads. No exception may leave, since the caller is C.
+int open_module(Dwfl_Module*, void**, const char*, Dwarf_Addr base, char** file, Elf** elf)
+{
+    LoadedModule loaded;
+    int fd = -1;
+    try
+    {
+        fd = module_at(base, loaded) ? open_image_file(loaded) : -1;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return -1; // the symbols stay unknown
+    }
+    if (fd < 0)
+    {
+        if (KnownModule* const known = known_module(base))
+            known->unmatched = true;
+        return -1;
+    }
+    libdw()->elf_version(EV_CURRENT);
+    *elf = libdw()->elf_begin(fd, ELF_C_READ, nullptr);
+    *file = ::strdup(loaded.path);
     return fd;
 }
 
@@ -89,18 +119,10 @@ bool ready(HANDLE process)
     return true;
 }
 
-const KnownModule* known_module(DWORD64 address)
-{
-    const auto& modules = engine().modules;
-    const auto found = std::find_if(modules.begin(), modules.end(),
-                                    [address](const KnownModule& each)
-                                    { return address >= each.base && address < each.end; });
-    return found == modules.end() ? nullptr : &*found;
-}
-
 bool add_module(const LoadedModule& loaded, const char* image)
 {
-    engine().modules.push_back({loaded.base, loaded.end, image, loaded.path});
+    const Descriptor file(open_image_file(loaded));
+    engine().modules.push_back({loaded.base, loaded.end, image, file < 0});
     libdw()->report_begin_add(engine().reader);
     Dwfl_Module* const added =
         libdw()->report_module(engine().reader, loaded.path, loaded.base, loaded.end);
@@ -234,11 +256,45 @@ BOOL module_info(HANDLE process, DWORD64 address, PIMAGEHLP_MODULE64 info)
     info->SizeOfStruct = sizeof *info;
     info->BaseOfImage = found->base;
     info->ImageSize = static_cast<DWORD>(found->end - found->base);
-    info->SymType = SymDeferred;
+    info->SymType = found->unmatched ? SymExport : SymDeferred;
+    info->DbgUnmatched = found->unmatched;
     copy_name(info->ModuleName, short_name(found->image));
     copy_name(info->ImageName, found->image);
     copy_name(info->LoadedImageName, found->image);
     return TRUE;
+}
+
+struct FoundSymbol
+{
+    const char* name = nullptr; // null: none
+    uint64_t offset = 0;        // of the address from its start
+    uint64_t size = 0;          // 0: unknown
+};
+
+// From the module's file.
+FoundSymbol symbol_in_file(DWORD64 address)
+{
+    FoundSymbol found;
+    GElf_Sym entry{};
+    if (Dwfl_Module* const module = reader_module(address))
+        found.name = libdw()->module_addrinfo(module, address, &found.offset, &entry, nullptr,
+                                              nullptr, nullptr);
+    found.size = entry.st_size;
+    return found;
+}
+
+// From the table that the loader uses, which is in memory with the module.
+FoundSymbol exported_symbol(DWORD64 address)
+{
+    Dl_info info{};
+    void* entry = nullptr;
+    FoundSymbol found;
+    if (sys::dladdr1(reinterpret_cast<const void*>(address), &info, &entry) == 0 || !entry)
+        return found;
+    found.name = info.dli_sname;
+    found.offset = address - reinterpret_cast<uintptr_t>(info.dli_saddr);
+    found.size = static_cast<const Elf64_Sym*>(entry)->st_size;
+    return found;
 }
 
 BOOL symbol_at(HANDLE process, DWORD64 address, DWORD64* displacement, PIMAGEHLP_SYMBOL64 symbol)
@@ -247,21 +303,19 @@ BOOL symbol_at(HANDLE process, DWORD64 address, DWORD64* displacement, PIMAGEHLP
         return fail_with(ERROR_INVALID_PARAMETER);
     if (!ready(process))
         return FALSE;
-    Dwfl_Module* const module = reader_module(address);
-    GElf_Off offset = 0;
-    GElf_Sym found{};
-    const char* const name = module ? libdw()->module_addrinfo(module, address, &offset, &found,
-                                                               nullptr, nullptr, nullptr)
-                                    : nullptr;
+    FoundSymbol found = symbol_in_file(address);
+    const KnownModule* const module = known_module(address);
+    if (!found.name && module && module->unmatched)
+        found = exported_symbol(address);
     // The nearest symbol below may be another function's.
-    if (!name || (found.st_size != 0 && offset >= found.st_size))
+    if (!found.name || (found.size != 0 && found.offset >= found.size))
         return fail_with(ERROR_INVALID_ADDRESS);
-    symbol->Address = address - offset;
-    symbol->Size = static_cast<DWORD>(found.st_size);
+    symbol->Address = address - found.offset;
+    symbol->Size = static_cast<DWORD>(found.size);
     symbol->Flags = 0;
-    copy_symbol(name, *symbol);
+    copy_symbol(found.name, *symbol);
     if (displacement)
-        *displacement = offset;
+        *displacement = found.offset;
     return TRUE;
 }
 

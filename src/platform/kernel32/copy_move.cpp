@@ -2,9 +2,9 @@
 //
 // A link is moved and deleted by itself; a copy follows it, at both ends.
 //
-// A copy is made under a temporary name beside its target and renamed, so that a failure leaves the
-// old target whole and no half file behind. No file that is held open through this interface can be
-// moved or deleted: none of its opens share deletion.
+// A copy takes its target's place when it is complete, so that a failure leaves the old target
+// whole and no half file behind. No file that is held open through this interface can be moved or
+// deleted: none of its opens share deletion.
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -15,10 +15,11 @@
 
 #include "file_status.h"
 #include "path.h"
+#include "replacement_file.h"
 #include "share_modes.h"
 #include "system/calls.h"
+#include "system/descriptor.h"
 #include "system/last_error.h"
-#include "temporary_file.h"
 #include "windows.h"
 
 using namespace platform;
@@ -69,22 +70,6 @@ int copy_content(int from, int to)
     }
 }
 
-// Renames without replacing. Not every file system can do that in one step.
-int rename_to_new(const char* from, const char* to)
-{
-    if (sys::renameat2(from, to, RENAME_NOREPLACE) == 0)
-        return 0;
-    if (errno != EINVAL && errno != ENOSYS)
-        return -1;
-    struct stat found;
-    if (sys::lstat(to, &found) == 0)
-    {
-        errno = EEXIST;
-        return -1;
-    }
-    return sys::rename(from, to);
-}
-
 // What may stand in the way of replacing a target. 0 or a system error.
 DWORD replace_blocked(const char* target)
 {
@@ -131,22 +116,18 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
     if (exists && sys::access(end, W_OK) != 0)
         return system_error(errno);
 
-    const std::string temporary = temporary_beside(end);
-    const Descriptor to(sys::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600));
-    if (to < 0)
-        return errno == ENOENT ? ERROR_PATH_NOT_FOUND : system_error(errno);
-    int error = copy_content(from, to);
+    ReplacementFile to(end);
+    if (to.fd() < 0)
+        return to.error() == ENOENT ? ERROR_PATH_NOT_FOUND : system_error(to.error());
+    int error = copy_content(from, to.fd());
     const timespec times[2] = {{0, UTIME_OMIT}, found.st_mtim};
-    if (!error && (sys::fchmod(to, found.st_mode & 0777) != 0 || sys::futimens(to, times) != 0))
+    if (!error &&
+        (sys::fchmod(to.fd(), found.st_mode & 0777) != 0 || sys::futimens(to.fd(), times) != 0))
         error = errno;
     // Somebody may have opened the target meanwhile.
     const DeleteClaim claim(end);
-    if (!error && !claim.error() &&
-        (failIfExists ? rename_to_new(temporary.c_str(), end)
-                      : sys::rename(temporary.c_str(), end)) != 0)
-        error = errno;
-    if (error || claim.error())
-        sys::unlink(temporary.c_str());
+    if (!error && !claim.error())
+        error = to.put(!failIfExists);
     return error ? system_error(error) : claim.error();
 }
 

@@ -6,7 +6,8 @@
 namespace platform
 {
 
-// The file that a new one is made from: open for reading, and a view of all of it.
+// The file that a new one is made from: open for reading, and memory with a place for each byte of
+// it, which tells what of the new file comes from it.
 struct OldImage
 {
     int fd;

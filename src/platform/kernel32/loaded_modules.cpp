@@ -1,9 +1,13 @@
 #include "loaded_modules.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cstring>
 #include <string>
 
+#include "mappings.h"
+#include "program_file.h"
 #include "system/calls.h"
 #include "system/fork.h"
 #include "system/text.h"
@@ -23,19 +27,39 @@ std::mutex& list_lock()
 
 const AtFork g_at_fork(ForkStep::loader_list, taken_at_fork<list_lock>());
 
-// The addresses from the first to the last loaded segment, in whole pages.
+using Headers = std::array<ElfW(Phdr), 64>;
+
+// A module's program headers lie in its file's first page. Another program that cuts the file would
+// end this one here, so they are read by the kernel, where it does that. Gives how many there are.
+size_t read_headers(const dl_phdr_info& info, Headers& headers)
+{
+    const size_t count = std::min<size_t>(info.dlpi_phnum, headers.size());
+    const size_t size = count * sizeof headers[0];
+    if (sys::read_memory(reinterpret_cast<uintptr_t>(info.dlpi_phdr), headers.data(), size) ==
+        static_cast<ssize_t>(size))
+        return count;
+    if (errno == EFAULT)
+        return 0;
+    std::memcpy(headers.data(), info.dlpi_phdr, size);
+    return count;
+}
+
+// The addresses from the first to the last loaded segment, in whole pages; none if they can't be
+// had.
 void find_range(const dl_phdr_info& info, LoadedModule& module)
 {
+    Headers headers;
     uintptr_t low = UINTPTR_MAX;
     uintptr_t high = 0;
-    for (size_t i = 0; i < info.dlpi_phnum; ++i)
+    const size_t count = read_headers(info, headers);
+    for (size_t i = 0; i < count; ++i)
     {
-        const auto& segment = info.dlpi_phdr[i];
-        if (segment.p_type != PT_LOAD)
+        if (headers[i].p_type != PT_LOAD)
             continue;
-        low = std::min<uintptr_t>(low, segment.p_vaddr);
-        high = std::max<uintptr_t>(high, segment.p_vaddr + segment.p_memsz);
+        low = std::min<uintptr_t>(low, headers[i].p_vaddr);
+        high = std::max<uintptr_t>(high, headers[i].p_vaddr + headers[i].p_memsz);
     }
+    module.base = module.end = 0;
     if (low > high)
         return;
     module.base = info.dlpi_addr + low / page * page;
@@ -44,16 +68,23 @@ void find_range(const dl_phdr_info& info, LoadedModule& module)
 
 void find_path(const dl_phdr_info& info, LoadedModule& module)
 {
-    if (info.dlpi_name && info.dlpi_name[0] == '\0') // the program itself
-    {
-        const ssize_t length = sys::readlink("/proc/self/exe", module.path, sizeof module.path - 1);
-        module.path[length < 0 ? 0 : length] = '\0';
-        return;
-    }
+    module.name = info.dlpi_name ? info.dlpi_name : "";
+    module.program = info.dlpi_name && info.dlpi_name[0] == '\0';
     // The kernel's own has a name and no file.
-    const bool file = info.dlpi_name && std::strchr(info.dlpi_name, '/') &&
-                      std::strlen(info.dlpi_name) < sizeof module.path;
-    std::strcpy(module.path, file ? info.dlpi_name : "");
+    const bool file =
+        std::strchr(module.name, '/') && std::strlen(module.name) < sizeof module.path;
+    std::strcpy(module.path, module.program ? program_path() : file ? module.name : "");
+}
+
+// The loader keeps a path as it was given; it counts from a current folder that may have changed
+// since. The kernel knows the whole path.
+void make_absolute(LoadedModule& module)
+{
+    if (module.path[0] == '\0' || module.path[0] == '/')
+        return;
+    Mapping mapping;
+    if (mapped_file_at(module.base, mapping) && mapping.path[0] == '/')
+        std::strcpy(module.path, without_removal_mark(mapping.path));
 }
 
 // Goes through the modules until wanted(module) is true.
@@ -90,14 +121,17 @@ bool is_version_of(const std::string& file, const std::string& name)
 
 bool module_at(uintptr_t address, LoadedModule& found)
 {
-    return find(found,
-                [address](const dl_phdr_info& info, LoadedModule& module)
-                {
-                    if (address < module.base || address >= module.end)
-                        return false;
-                    find_path(info, module);
-                    return true;
-                });
+    const bool is_there = find(found,
+                               [address](const dl_phdr_info& info, LoadedModule& module)
+                               {
+                                   if (address < module.base || address >= module.end)
+                                       return false;
+                                   find_path(info, module);
+                                   return true;
+                               });
+    if (is_there)
+        make_absolute(found);
+    return is_there;
 }
 
 bool module_named(LPCWSTR name, LoadedModule& found)
@@ -126,7 +160,10 @@ bool module_named(LPCWSTR name, LoadedModule& found)
         if (!file.empty() &&
             (file == wanted || (!native.empty() && (is_version_of(file, native) ||
                                                     is_version_of(file, "lib" + native)))))
+        {
+            make_absolute(found);
             return true;
+        }
     }
 }
 

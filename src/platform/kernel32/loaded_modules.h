@@ -16,7 +16,9 @@ struct LoadedModule
 {
     uintptr_t base = 0;
     uintptr_t end = 0;
-    char path[native_path_limit] = ""; // "" for one without a file
+    bool program = false;
+    const char* name = nullptr;        // what the loader calls it, while it is loaded
+    char path[native_path_limit] = ""; // absolute; "" for one without a file
 
     HMODULE handle() const { return reinterpret_cast<HMODULE>(base); }
 };

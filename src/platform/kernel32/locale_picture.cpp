@@ -1,6 +1,7 @@
 #include "locale_picture.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace platform
 {
@@ -72,11 +73,13 @@ constexpr Conversion conversions[] = {
 // Formats nest one level deep (%r), and the inner one is not looked into for another %r.
 void translate(std::string_view format, std::string_view twelve_hour, PictureWriter& writer)
 {
+    bool century = false; // has just been there: it and the year within it are one field
     for (size_t at = 0; at < format.size(); ++at)
     {
         if (format[at] != '%')
         {
             writer.literal(format[at]);
+            century = false;
             continue;
         }
         // Flags, a width, and the modifiers for other digits and eras.
@@ -95,6 +98,7 @@ void translate(std::string_view format, std::string_view twelve_hour, PictureWri
         const Conversion* const found =
             std::find_if(std::begin(conversions), std::end(conversions),
                          [c](const Conversion& each) { return each.letter == c; });
+        const bool after_century = std::exchange(century, c == 'C');
         if (found == std::end(conversions))
             continue;
         if (found->format)
@@ -107,7 +111,7 @@ void translate(std::string_view format, std::string_view twelve_hour, PictureWri
             between.find('-') != std::string_view::npos)
             field.remove_suffix(1); // "%-d": no leading zero
         // The years of an era have as many digits as they need.
-        if (c == 'y' && between.find('E') != std::string_view::npos)
+        if (c == 'y' && (after_century || between.find('E') != std::string_view::npos))
             field = "yyyy";
         writer.field(field);
     }

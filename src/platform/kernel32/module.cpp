@@ -13,6 +13,7 @@
 #include "module_search.h"
 #include "modules.h"
 #include "path.h"
+#include "program_file.h"
 #include "system/calls.h"
 #include "system/fork.h"
 #include "system/last_error.h"
@@ -56,13 +57,12 @@ std::mutex& table_lock()
 const AtFork g_at_fork(ForkStep::modules, taken_at_fork<table_lock>());
 
 // Empty, and the last error, if it can't be had.
-std::string program_path()
+std::string own_path()
 {
-    char path[native_path_limit];
-    const ssize_t length = sys::readlink("/proc/self/exe", path, sizeof path);
-    if (length < 0)
+    std::string path = program_path();
+    if (path.empty())
         fail_errno(errno);
-    return length < 0 ? std::string() : std::string(path, static_cast<size_t>(length));
+    return path;
 }
 
 HMODULE not_found()
@@ -108,9 +108,8 @@ bool find_loaded(HMODULE handle, LoadedModule& found)
 // Modules that others loaded are also unloaded without a word, and other modules may come to lie in
 // their places. What is found to be gone is moved to where the caller lets it go, without the lock.
 //
-// A module whose file was replaced may be the old one still or may have been loaded anew; nothing
-// tells. Its resources are looked for in the new file from now on, and what was handed out of the
-// old one stays.
+// One that was loaded anew from a replaced file, at the same place, has its new resources from now
+// on; what was handed out of the old file stays.
 void forget_unloaded(Table& all, std::vector<std::shared_ptr<Module>>& gone)
 {
     const unsigned long long unloaded = unloaded_modules();
@@ -124,7 +123,7 @@ void forget_unloaded(Table& all, std::vector<std::shared_ptr<Module>>& gone)
             continue;
         LoadedModule loaded;
         const bool stays = find_loaded(each->first, loaded) && module->path() == loaded.path;
-        if (stays && !module->is_replaced())
+        if (stays && !module->is_replaced(loaded))
             continue;
         (stays ? all.replaced : gone).push_back(std::move(module));
         all.modules.erase(each);
@@ -182,7 +181,7 @@ HMODULE load(LPCWSTR name)
         std::vector<std::shared_ptr<Module>> gone;
         const std::lock_guard guard(table().lock);
         forget_unloaded(table(), gone);
-        auto module = std::make_shared<Module>(loaded.path);
+        auto module = std::make_shared<Module>(loaded);
         Entry& entry = table().modules[loaded.handle()];
         if (!entry.module)
             entry.module = std::move(module);
@@ -212,7 +211,7 @@ bool native_module_path(HMODULE module, std::string& native)
 {
     if (!module || module == program_module())
     {
-        native = program_path();
+        native = own_path();
         return !native.empty();
     }
     path_of_other(module, native);
@@ -253,7 +252,7 @@ std::shared_ptr<Module> hold_module(HMODULE handle)
 {
     if (!handle || handle == program_module())
     {
-        const std::string path = program_path();
+        const std::string path = own_path();
         const std::lock_guard guard(table().lock);
         if (!table().program && !path.empty())
             table().program = std::make_shared<Module>(path);
@@ -275,7 +274,7 @@ std::shared_ptr<Module> hold_module(HMODULE handle)
         not_found();
         return nullptr;
     }
-    auto module = std::make_shared<Module>(loaded.path);
+    auto module = std::make_shared<Module>(loaded);
     modules[handle].module = module;
     return module;
 }
@@ -288,7 +287,7 @@ void* symbol_of(HMODULE handle, const char* name)
     // Another reference for as long as it is looked at.
     void* const loader = handle == program_module()
                              ? RTLD_DEFAULT
-                             : sys::dlopen(loaded.path, RTLD_LAZY | RTLD_NOLOAD);
+                             : sys::dlopen(loaded.name, RTLD_LAZY | RTLD_NOLOAD);
     if (!loader && handle != program_module())
         return not_found();
     void* const symbol = name ? sys::dlsym(loader, name) : nullptr;

@@ -1,7 +1,9 @@
 // Module files opened as data.
 #include "modules.h"
 
-#include "file_status.h"
+#include <new>
+
+#include "program_file.h"
 #include "system/calls.h"
 #include "system/fork.h"
 #include "system/last_error.h"
@@ -16,28 +18,33 @@ ModuleFile::~ModuleFile()
 
 void ModuleFile::close()
 {
-    if (m_view)
-        sys::munmap(m_view, m_size);
-    m_view = nullptr;
+    m_image.close();
     m_file.close();
 }
 
-DWORD ModuleFile::open(const char* native_path)
+DWORD ModuleFile::open(int fd)
 {
-    const DWORD error = map(native_path);
+    m_file.reset(fd);
+    DWORD error = 0;
+    try
+    {
+        error = fd < 0 ? system_error(errno) : read();
+    }
+    catch (const std::bad_alloc&)
+    {
+        error = ERROR_NOT_ENOUGH_MEMORY;
+    }
     if (error)
         close(); // the next attempt starts anew
     return error;
 }
 
-DWORD ModuleFile::map(const char* native_path)
+DWORD ModuleFile::read()
 {
-    // A pipe without a writer would hold an ordinary open up.
-    m_file.reset(sys::open(native_path, O_RDONLY | O_NOCTTY | O_NONBLOCK));
     struct stat found;
-    if (m_file < 0 || sys::fstat(m_file, &found) != 0)
+    if (sys::fstat(m_file, &found) != 0)
         return system_error(errno);
-    if (!S_ISREG(found.st_mode) || found.st_size == 0)
+    if (!S_ISREG(found.st_mode))
         return ERROR_BAD_EXE_FORMAT;
     if (const DWORD error = m_file.claim({.reads = true,
                                           .writes = false,
@@ -45,20 +52,24 @@ DWORD ModuleFile::map(const char* native_path)
                                           .shares_read = true,
                                           .shares_write = false}))
         return error;
-    m_size = static_cast<size_t>(found.st_size);
-    void* const view = sys::mmap(nullptr, m_size, PROT_READ, MAP_PRIVATE, m_file, 0);
-    if (view == MAP_FAILED)
-        return system_error(errno);
-    m_view = view;
-    return m_resources.open({m_view, m_size}) ? 0 : ERROR_BAD_EXE_FORMAT;
+    return m_image.open(m_file);
 }
 
-bool ModuleFile::is_replaced(const char* native_path) const
+DWORD ModuleFile::fetch(const pe::Bytes& bytes)
 {
-    struct stat opened;
-    struct stat named;
-    return sys::fstat(m_file, &opened) == 0 && sys::stat(native_path, &named) == 0 &&
-           !is_same_file(opened, named);
+    const auto offset = static_cast<uint64_t>(bytes.data() - m_image.bytes().data());
+    return bytes.size() ? m_image.read(offset, bytes.size()) : 0;
+}
+
+// The program's path stands for the file that runs, whatever has that path now.
+int Module::open_descriptor() const
+{
+    LoadedModule loaded;
+    if (m_base && module_at(m_base, loaded) && loaded.base == m_base)
+        return open_image_file(loaded);
+    const bool program = m_path == program_path();
+    // A pipe without a writer would hold an ordinary open up.
+    return sys::open(program ? program_link : m_path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
 }
 
 std::mutex& module_files_lock()
@@ -68,12 +79,18 @@ std::mutex& module_files_lock()
 
 const AtFork g_at_fork(ForkStep::module_files, taken_at_fork<module_files_lock>());
 
+DWORD Module::fetch(const pe::Bytes& bytes)
+{
+    const std::lock_guard guard(m_lock);
+    return m_file.fetch(bytes);
+}
+
 DWORD Module::open_file()
 {
     const std::lock_guard guard(m_lock);
     if (m_open)
         return 0;
-    const DWORD error = m_file.open(m_path.c_str());
+    const DWORD error = m_file.open(open_descriptor());
     m_open = error == 0;
     return error;
 }
@@ -83,10 +100,10 @@ const pe::ResourceTree* Module::resources()
     return open_file() == 0 ? &m_file.resources() : nullptr;
 }
 
-bool Module::is_replaced()
+bool Module::is_replaced(const LoadedModule& loaded)
 {
     const std::lock_guard guard(m_lock);
-    return m_open && m_file.is_replaced(m_path.c_str());
+    return m_open && !m_file.is_of(loaded);
 }
 
 } // namespace platform

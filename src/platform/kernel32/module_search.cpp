@@ -1,6 +1,7 @@
 #include "module_search.h"
 
 #include "path.h"
+#include "program_file.h"
 #include "system/calls.h"
 #include "system/environment.h"
 
@@ -34,11 +35,7 @@ bool is_file(const std::string& path)
 
 std::string program_folder()
 {
-    char path[native_path_limit];
-    const ssize_t length = sys::readlink("/proc/self/exe", path, sizeof path);
-    if (length <= 0)
-        return {};
-    const std::string whole(path, static_cast<size_t>(length));
+    const std::string whole = program_path();
     return whole.substr(0, whole.rfind('/') + 1);
 }
 

@@ -10,15 +10,16 @@
 #include <mutex>
 #include <string>
 
-#include "pe/resource_tree.h"
+#include "image_file.h"
+#include "private_image.h"
 #include "share_modes.h"
 #include "windef.h"
 
 namespace platform
 {
 
-// A module file, mapped for reading. While it is, nobody opens it for writing through this
-// interface, so that it doesn't get shorter under the view.
+// A module file that is open for reading. While it is, nobody opens it for writing through this
+// interface.
 class ModuleFile
 {
 public:
@@ -27,22 +28,23 @@ public:
     ModuleFile& operator=(const ModuleFile&) = delete;
     ~ModuleFile();
 
-    // 0 or a system error; ERROR_BAD_EXE_FORMAT for what is no module file. May be tried again.
-    DWORD open(const char* native_path);
+    // Takes the descriptor over; -1 stands for errno. 0 or a system error, as PrivateImage. May be
+    // tried again.
+    DWORD open(int fd);
 
-    // Whether another file has its place now.
-    bool is_replaced(const char* native_path) const;
+    // Whether the module that is loaded was made from this file.
+    bool is_of(const LoadedModule& loaded) const { return is_image_file(m_file, loaded); }
 
-    const pe::ResourceTree& resources() const { return m_resources; }
+    const pe::ResourceTree& resources() const { return m_image.resources(); }
+    // Reads bytes that a resource consists of. 0 or a system error.
+    DWORD fetch(const pe::Bytes& bytes);
 
 private:
-    DWORD map(const char* native_path);
+    DWORD read();
     void close();
 
     ClaimedFile m_file;
-    void* m_view = nullptr;
-    size_t m_size = 0;
-    pe::ResourceTree m_resources;
+    PrivateImage m_image;
 };
 
 std::mutex& module_files_lock();
@@ -50,7 +52,9 @@ std::mutex& module_files_lock();
 class Module
 {
 public:
+    // Of a file that is opened as data.
     explicit Module(std::string path) : m_path(std::move(path)) {}
+    explicit Module(const LoadedModule& loaded) : m_path(loaded.path), m_base(loaded.base) {}
 
     const std::string& path() const { return m_path; } // native
 
@@ -58,11 +62,16 @@ public:
     DWORD open_file();
     // Null if the file can't be opened.
     const pe::ResourceTree* resources();
-    // Whether the file was opened and another one has its place now.
-    bool is_replaced();
+    // As ModuleFile::fetch, once the file is open.
+    DWORD fetch(const pe::Bytes& bytes);
+    // Whether the file was opened and the module that is loaded now was made from another one.
+    bool is_replaced(const LoadedModule& loaded);
 
 private:
+    int open_descriptor() const;
+
     const std::string m_path;
+    const uintptr_t m_base = 0; // of one that is loaded
     friend std::mutex& module_files_lock();
 
     // Guards the two below, of all modules, so that a fork finds it; taken last.

@@ -43,6 +43,7 @@ public:
     explicit operator bool() const { return m_tree; }
     const ResourceTree* operator->() const { return m_tree; }
     const ResourceTree& operator*() const { return *m_tree; }
+    DWORD fetch(const pe::Bytes& bytes) const { return m_module->fetch(bytes); }
 
 private:
     std::shared_ptr<Module> m_module;
@@ -116,17 +117,13 @@ HRSRC find(HMODULE module, LPCWSTR type, LPCWSTR name, const WORD* language)
 
 // The data behind a resource's handle. False, and the last error, for a handle that is not the
 // module's.
-bool data_of(HMODULE module, HRSRC resource, pe::Bytes& bytes)
+bool data_of(const HeldTree& tree, HRSRC resource, pe::Bytes& bytes)
 {
-    const HeldTree tree(module);
-    if (!tree)
-        return false;
     uint32_t offset = 0;
     pe::ResourceData description;
-    if (tree->offset_of(resource, offset) && tree->data_at(offset, description, bytes))
-        return true;
-    fail_with(ERROR_INVALID_PARAMETER);
-    return false;
+    return tree &&
+           ((tree->offset_of(resource, offset) && tree->data_at(offset, description, bytes)) ||
+            fail_with(ERROR_INVALID_PARAMETER));
 }
 
 // A type or name for a callback: a number, or a text that lives as long as this.
@@ -223,12 +220,21 @@ extern "C" HRSRC FindResourceExW(HMODULE module, LPCWSTR type, LPCWSTR name, WOR
 extern "C" HGLOBAL LoadResource(HMODULE module, HRSRC resource)
 {
     int error = 0;
-    pe::Bytes bytes;
     if (api_fault("LoadResource", error))
+    {
         fail_with(static_cast<DWORD>(error));
-    else if (data_of(module, resource, bytes))
-        return const_cast<uint8_t*>(bytes.data());
-    return nullptr;
+        return nullptr;
+    }
+    const HeldTree tree(module);
+    pe::Bytes bytes;
+    if (!data_of(tree, resource, bytes))
+        return nullptr;
+    if (const DWORD failure = tree.fetch(bytes))
+    {
+        fail_with(failure);
+        return nullptr;
+    }
+    return const_cast<uint8_t*>(bytes.data());
 }
 
 extern "C" LPVOID LockResource(HGLOBAL data)
@@ -240,7 +246,7 @@ extern "C" LPVOID LockResource(HGLOBAL data)
 extern "C" DWORD SizeofResource(HMODULE module, HRSRC resource)
 {
     pe::Bytes bytes;
-    return data_of(module, resource, bytes) ? static_cast<DWORD>(bytes.size()) : 0;
+    return data_of(HeldTree(module), resource, bytes) ? static_cast<DWORD>(bytes.size()) : 0;
 }
 
 extern "C" BOOL EnumResourceTypesW(HMODULE module, ENUMRESTYPEPROCW call, LONG_PTR argument)

@@ -1,9 +1,9 @@
 // Adding, replacing and removing resources of a module file.
 //
 // From Begin to End the file is open with nobody else let in, so updates of one file come one after
-// the other. End writes the new content to a temporary file beside it and renames it: the file is
-// replaced whole or stays as it was. Links to the file go on naming the old content only if they
-// are hard links; a symbolic link is followed.
+// the other. End writes the new content to a new file that takes its place: the file is replaced
+// whole or stays as it was. Links to the file go on naming the old content only if they are hard
+// links; a symbolic link is followed.
 #include <algorithm>
 #include <map>
 #include <mutex>
@@ -18,12 +18,13 @@
 #include "modules.h"
 #include "path.h"
 #include "pe/rewrite.h"
+#include "private_image.h"
+#include "replacement_file.h"
 #include "resource_id.h"
 #include "share_modes.h"
 #include "system/calls.h"
 #include "system/fork.h"
 #include "system/last_error.h"
-#include "temporary_file.h"
 #include "windows.h"
 
 using namespace platform;
@@ -33,39 +34,27 @@ namespace
 
 constexpr mode_t any_write_bit = 0222;
 
-// A view of a whole file.
-class View
+// Reads what a rewriting looks at beside the headers and resources: the room behind the headers,
+// and the debug directory, which points into the file. The rest is copied unseen. 0 or a system
+// error.
+DWORD read_tables(const pe::Image& image, PrivateImage& file)
 {
-public:
-    // 0 or a system error.
-    DWORD open(int fd)
+    if (const DWORD error =
+            file.read(0, image.section_table() + image.sections().size() * pe::section_header_size +
+                             pe::section_header_size))
+        return error;
+    const pe::Directory debug = image.directory(pe::directory_debug);
+    for (const pe::Section& section : image.sections())
     {
-        struct stat found;
-        if (sys::fstat(fd, &found) != 0)
-            return system_error(errno);
-        if (found.st_size == 0)
-            return ERROR_BAD_EXE_FORMAT;
-        m_size = static_cast<size_t>(found.st_size);
-        void* const view = sys::mmap(nullptr, m_size, PROT_READ, MAP_PRIVATE, fd, 0);
-        if (view == MAP_FAILED)
-            return system_error(errno);
-        m_view = view;
-        return 0;
+        const uint64_t offset = uint64_t{debug.address} - section.address;
+        if (debug.address < section.address || offset >= section.raw_size)
+            continue;
+        const uint64_t size = std::min<uint64_t>(debug.size, section.raw_size - offset);
+        if (const DWORD error = file.read(section.raw_offset + offset, size))
+            return error;
     }
-    View() = default;
-    View(const View&) = delete;
-    View& operator=(const View&) = delete;
-    ~View()
-    {
-        if (m_view)
-            sys::munmap(m_view, m_size);
-    }
-    pe::Bytes bytes() const { return {m_view, m_size}; }
-
-private:
-    void* m_view = nullptr;
-    size_t m_size = 0;
-};
+    return 0;
+}
 
 // What the new file takes over from the old one beside the content. Who may not give a file away
 // becomes its owner.
@@ -88,23 +77,15 @@ int copy_properties(int from, int to)
 int replace_file(const std::string& path, const pe::Pieces& pieces, uint64_t checksum_field,
                  const OldImage& old)
 {
-    const std::string temporary = temporary_beside(path);
-    int error = 0;
-    {
-        const Descriptor fd(sys::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600));
-        if (fd < 0)
-            return errno;
-        error = write_image(fd, pieces, checksum_field, old);
-        if (!error)
-            error = copy_properties(old.fd, fd);
-        if (!error && sys::fsync(fd) != 0)
-            error = errno;
-    }
-    if (!error && sys::rename(temporary.c_str(), path.c_str()) != 0)
+    ReplacementFile file(path);
+    if (file.fd() < 0)
+        return file.error();
+    int error = write_image(file.fd(), pieces, checksum_field, old);
+    if (!error)
+        error = copy_properties(old.fd, file.fd());
+    if (!error && sys::fsync(file.fd()) != 0)
         error = errno;
-    if (error)
-        sys::unlink(temporary.c_str());
-    return error;
+    return error ? error : file.put(true);
 }
 
 class ResourceUpdate : public Object
@@ -153,12 +134,16 @@ public:
     DWORD commit()
     {
         const std::lock_guard guard(m_lock);
-        View view;
+        PrivateImage file;
         pe::Image image;
         pe::ResourceSet set;
-        if (const DWORD error = view.open(m_file))
+        if (const DWORD error = file.open(m_file))
             return error;
-        if (!image.parse(view.bytes()) || (!m_delete_existing && !pe::read_resources(image, set)))
+        if (!image.parse(file.bytes()))
+            return ERROR_BAD_EXE_FORMAT;
+        if (const DWORD error = read_tables(image, file))
+            return error;
+        if (!m_delete_existing && !pe::read_resources(image, set))
             return ERROR_BAD_EXE_FORMAT;
         for (const auto& [address, bytes] : m_changes)
             apply(address, bytes, set);
@@ -166,7 +151,7 @@ public:
         if (const DWORD error = pe::rewrite_resources(image, set, pieces))
             return error;
         const int error =
-            replace_file(m_path, pieces, image.checksum_field(), {m_file, view.bytes()});
+            replace_file(m_path, pieces, image.checksum_field(), {m_file, file.bytes()});
         return error ? system_error(error) : 0;
     }
 
@@ -187,11 +172,11 @@ private:
                                               .shares_read = false,
                                               .shares_write = false}))
             return error;
-        View view;
+        PrivateImage file;
         pe::Image image;
-        if (const DWORD error = view.open(m_file))
+        if (const DWORD error = file.open(m_file))
             return error;
-        return image.parse(view.bytes()) ? 0 : ERROR_BAD_EXE_FORMAT;
+        return image.parse(file.bytes()) ? 0 : ERROR_BAD_EXE_FORMAT;
     }
 
     bool is_current() const

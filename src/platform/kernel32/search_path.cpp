@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "path.h"
+#include "program_file.h"
 #include "system/calls.h"
 #include "system/environment.h"
 #include "system/last_error.h"
@@ -97,13 +98,8 @@ std::vector<std::string> folders_of(LPCWSTR path)
         }
         return folders;
     }
-    char program[native_path_limit];
-    const ssize_t length = sys::readlink("/proc/self/exe", program, sizeof program);
-    if (length > 0)
-    {
-        const std::string text(program, static_cast<size_t>(length));
-        folders.push_back(text.substr(0, text.rfind('/') + 1));
-    }
+    if (const std::string program = program_path(); !program.empty())
+        folders.push_back(program.substr(0, program.rfind('/') + 1));
     if (!has_more_rights())
         folders.push_back("."); // else the caller's choice
     const char* const along = environment("PATH");

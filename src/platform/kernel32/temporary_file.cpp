@@ -15,7 +15,8 @@ std::string temporary_beside(const std::string& target, const char* beginning)
     if (beginning)
         return target + beginning + tail;
     const size_t slash = target.rfind('/');
-    return (slash == std::string::npos ? "" : target.substr(0, slash + 1)) + ".plinth-copy-" + tail;
+    return (slash == std::string::npos ? "" : target.substr(0, slash + 1)) + temporary_beginning +
+           tail;
 }
 
 } // namespace platform

@@ -8,6 +8,9 @@
 namespace platform
 {
 
+// What the names of temporary files begin with; 16 hexadecimal digits follow.
+inline constexpr char temporary_beginning[] = ".plinth-copy-";
+
 // A name beside the target that is not in use and can't be guessed. Make the file with O_EXCL.
 // Empty, with errno, if the system gives no random numbers. With a beginning, the name is the
 // target's, the beginning and the part that can't be guessed.

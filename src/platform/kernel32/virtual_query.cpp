@@ -1,10 +1,8 @@
 // What lies at an address, by the kernel's list of mappings.
-#include <cstdio>
-#include <cstring>
-#include <memory>
+#include <cerrno>
 
 #include "loaded_modules.h"
-#include "system/calls.h"
+#include "mappings.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "windows.h"
@@ -13,19 +11,6 @@ using namespace platform;
 
 namespace
 {
-
-struct Mapping
-{
-    uintptr_t start = 0;
-    uintptr_t end = 0;
-    char access[5] = "";
-    bool file = false;
-};
-
-struct CloseFile
-{
-    void operator()(FILE* file) const { std::fclose(file); }
-};
 
 DWORD protection_of(const char* access)
 {
@@ -39,33 +24,24 @@ DWORD protection_of(const char* access)
     return access[0] == 'r' ? PAGE_READONLY : PAGE_NOACCESS;
 }
 
-// The mapping with an address, or the gap around it. False with the last error set.
+// The mapping with an address, or the gap around it, which allows nothing. False with the last
+// error set.
 bool find_mapping(uintptr_t address, Mapping& found)
 {
-    const std::unique_ptr<FILE, CloseFile> list(sys::fopen("/proc/self/maps", "re"));
-    if (!list)
+    Mappings list;
+    if (!list.ok())
         return fail_errno(errno);
-    uintptr_t gap = 0;
-    char line[native_path_limit + 128];
-    while (std::fgets(line, sizeof line, list.get()))
+    for (uintptr_t gap = 0; list.next(found); gap = found.end)
     {
-        Mapping each;
-        unsigned long inode = 0;
-        if (std::sscanf(line, "%lx-%lx %4s %*x %*s %lu", &each.start, &each.end, each.access,
-                        &inode) != 4)
-            continue;
-        each.file = inode != 0;
-        if (address < each.start)
+        if (address < found.start)
         {
-            found = {gap, each.start, "", false};
+            found.end = found.start;
+            found.start = gap;
+            found.access[0] = '\0';
             return true;
         }
-        if (address < each.end)
-        {
-            found = each;
+        if (address < found.end)
             return true;
-        }
-        gap = each.end;
     }
     return fail_with(ERROR_INVALID_PARAMETER); // beyond what a process can have
 }
@@ -100,6 +76,6 @@ extern "C" SIZE_T VirtualQueryEx(HANDLE process, LPCVOID address, PMEMORY_BASIC_
     info->AllocationBase = image ? reinterpret_cast<PVOID>(module.base) : info->BaseAddress;
     info->AllocationProtect = info->Protect = protection_of(mapping.access);
     info->State = MEM_COMMIT;
-    info->Type = image ? MEM_IMAGE : mapping.file ? MEM_MAPPED : MEM_PRIVATE;
+    info->Type = image ? MEM_IMAGE : mapping.inode ? MEM_MAPPED : MEM_PRIVATE;
     return sizeof *info;
 }

@@ -49,6 +49,8 @@ public:
     bool open(const Image& image);
 
     bool empty() const { return m_tree.size() == 0; }
+    // All of the tree; its directories' offsets count from the start. Data may lie elsewhere.
+    const Bytes& bytes() const { return m_tree; }
 
     // One level: the entries of the directory at an offset, in the order of the tree. A language is
     // a number. target: offset of what the entry names, a directory or data.

@@ -13,7 +13,11 @@ namespace
 {
 
 constexpr const char* library_name = "libsystemd.so.0";
-constexpr uint64_t patience = 2'000'000; // microseconds for an answer: no program hangs on a bus
+
+// Microseconds. One call of an application asks several times in a row, so the wait for all answers
+// has one limit, which is given anew after a pause.
+constexpr uint64_t patience = 2'000'000;
+constexpr uint64_t pause = 200'000;
 
 constexpr const char* login_name = "org.freedesktop.login1";
 constexpr const char* login_path = "/org/freedesktop/login1";
@@ -30,7 +34,10 @@ struct Library
     decltype(&::sd_bus_call_method) call_method;
     decltype(&::sd_bus_message_read) message_read;
     decltype(&::sd_bus_message_unref) message_unref;
-    decltype(&::sd_bus_flush_close_unref) flush_close_unref;
+    decltype(&::sd_bus_is_ready) is_ready;
+    decltype(&::sd_bus_process) process;
+    decltype(&::sd_bus_wait) wait;
+    decltype(&::sd_bus_close_unref) close_unref;
 };
 
 template <class Function> bool find(void* library, const char* name, Function& function)
@@ -48,7 +55,9 @@ bool load(Library& to)
            find(library, "sd_bus_call_method", to.call_method) &&
            find(library, "sd_bus_message_read", to.message_read) &&
            find(library, "sd_bus_message_unref", to.message_unref) &&
-           find(library, "sd_bus_flush_close_unref", to.flush_close_unref);
+           find(library, "sd_bus_is_ready", to.is_ready) &&
+           find(library, "sd_bus_process", to.process) && find(library, "sd_bus_wait", to.wait) &&
+           find(library, "sd_bus_close_unref", to.close_unref);
 }
 
 struct Loading
@@ -65,13 +74,73 @@ const Library* library()
     return once.good ? &once.library : nullptr;
 }
 
-sd_bus* open_bus(int (*open)(sd_bus**))
+uint64_t microseconds_now()
+{
+    timespec now{};
+    sys::clock_gettime(CLOCK_MONOTONIC, &now);
+    constexpr uint64_t per_second = 1'000'000;
+    constexpr uint64_t nanoseconds = 1'000;
+    return static_cast<uint64_t>(now.tv_sec) * per_second +
+           static_cast<uint64_t>(now.tv_nsec) / nanoseconds;
+}
+
+uint64_t g_left = patience; // of the limit, when the last question ended
+uint64_t g_last_end = 0;
+
+// The time that one question takes counts against the limit.
+class Question
+{
+public:
+    Question() : m_start(microseconds_now())
+    {
+        if (m_start - g_last_end > pause)
+            g_left = patience;
+    }
+    Question(const Question&) = delete;
+    Question& operator=(const Question&) = delete;
+    ~Question()
+    {
+        g_left = left();
+        g_last_end = microseconds_now();
+    }
+    uint64_t left() const
+    {
+        const uint64_t taken = microseconds_now() - m_start;
+        return taken < g_left ? g_left - taken : 0;
+    }
+
+private:
+    const uint64_t m_start;
+};
+
+// A call would first wait for the connection, and longer than the limit.
+bool connects(sd_bus* bus, const Question& question)
+{
+    int ready = 0;
+    while ((ready = library()->is_ready(bus)) == 0)
+    {
+        const int done = library()->process(bus, nullptr);
+        const uint64_t left = question.left();
+        if (done < 0 || left == 0 || (done == 0 && library()->wait(bus, left) < 0))
+            return false;
+    }
+    return ready > 0;
+}
+
+// Null if it can't be had in time.
+sd_bus* open_bus(int (*open)(sd_bus**), const Question& question)
 {
     sd_bus* bus = nullptr;
-    if (open(&bus) < 0)
+    if (question.left() == 0 || open(&bus) < 0)
         return nullptr;
-    library()->set_method_call_timeout(bus, patience);
-    return bus;
+    const bool connected = connects(bus, question);
+    if (const uint64_t left = question.left(); connected && left > 0)
+    {
+        library()->set_method_call_timeout(bus, left);
+        return bus;
+    }
+    library()->close_unref(bus);
+    return nullptr;
 }
 
 int ask_for_lock(sd_bus* bus, const char* what, const std::string& who, const std::string& why)
@@ -106,23 +175,25 @@ int take_login_lock(const char* what, const std::string& who, const std::string&
 {
     if (!library())
         return -1;
-    sd_bus* const bus = open_bus(library()->open_system);
+    const Question question;
+    sd_bus* const bus = open_bus(library()->open_system, question);
     if (!bus)
         return -1;
     const int lock = ask_for_lock(bus, what, who, why);
-    library()->flush_close_unref(bus); // the lock doesn't need it
+    library()->close_unref(bus); // the lock doesn't need it
     return lock;
 }
 
 void ScreenSaverLock::take(const std::string& who, const std::string& why)
 {
-    sd_bus* const bus = library() ? open_bus(library()->open_user) : nullptr;
+    const Question question;
+    sd_bus* const bus = library() ? open_bus(library()->open_user, question) : nullptr;
     uint32_t cookie = 0;
     if (!bus)
         return;
     if (!ask_for_cookie(bus, who, why, cookie))
     {
-        library()->flush_close_unref(bus);
+        library()->close_unref(bus);
         return;
     }
     release();
@@ -134,9 +205,15 @@ void ScreenSaverLock::release()
 {
     if (!m_bus)
         return;
-    library()->call_method(m_bus, saver_name, saver_path, saver_name, "UnInhibit", nullptr, nullptr,
-                           "u", m_cookie);
-    library()->flush_close_unref(m_bus);
+    const Question question;
+    // Where the time is over, the desktop sees the connection go.
+    if (const uint64_t left = question.left(); left > 0)
+    {
+        library()->set_method_call_timeout(m_bus, left);
+        library()->call_method(m_bus, saver_name, saver_path, saver_name, "UnInhibit", nullptr,
+                               nullptr, "u", m_cookie);
+    }
+    library()->close_unref(m_bus);
     m_bus = nullptr;
 }
 

@@ -2,7 +2,8 @@
 // screen saver held off.
 //
 // The bus's client library is loaded when it is first needed. Without it, without a bus, or without
-// whoever should answer, there are no locks, and nothing else changes.
+// whoever should answer, there are no locks, and nothing else changes. What is asked in a row waits
+// for two seconds at most, all together. One thread at a time.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +19,7 @@ namespace platform
 int take_login_lock(const char* what, const std::string& who, const std::string& why);
 
 // The desktop's screen saver, held off for as long as the object holds it. The desktop sees the
-// connection go when the process ends. One thread at a time.
+// connection go when the process ends.
 class ScreenSaverLock
 {
 public:

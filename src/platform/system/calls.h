@@ -37,6 +37,7 @@
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <syslog.h>
@@ -218,6 +219,22 @@ inline int rename(const char* from, const char* to)
 {
     return renameat2(from, to, 0);
 }
+// A name for an open file that has none (O_TMPFILE), by way of the kernel's link to it.
+struct OpenFileLink
+{
+    explicit OpenFileLink(int fd) { std::snprintf(path, sizeof path, "/proc/self/fd/%d", fd); }
+    char path[32];
+};
+inline bool can_link_open_file(int fd)
+{
+    return !intercepted("access") && ::access(OpenFileLink(fd).path, F_OK) == 0;
+}
+inline int link_open_file(int fd, const char* path)
+{
+    return intercepted("linkat")
+               ? -1
+               : ::linkat(AT_FDCWD, OpenFileLink(fd).path, AT_FDCWD, path, AT_SYMLINK_FOLLOW);
+}
 inline int unlink(const char* path)
 {
     if (intercepted("unlink"))
@@ -353,6 +370,15 @@ inline void* mmap(void* address, size_t size, int protection, int flags, int fd,
 {
     return intercepted("mmap") ? MAP_FAILED : ::mmap(address, size, protection, flags, fd, offset);
 }
+// Reads the process's own memory. Where nothing can be read it fails, as a plain access would end
+// the process.
+inline ssize_t read_memory(uintptr_t address, void* buffer, size_t size)
+{
+    const iovec to{buffer, size};
+    const iovec from{reinterpret_cast<void*>(address), size};
+    return intercepted("process_vm_readv") ? -1
+                                           : ::process_vm_readv(::getpid(), &to, 1, &from, 1, 0);
+}
 inline int munmap(void* address, size_t size)
 {
     // Unmapped nevertheless: the kernel has no reason to refuse a whole view, and one that stayed
@@ -449,6 +475,11 @@ inline void* dlsym(void* module, const char* name)
 inline int dladdr(const void* address, Dl_info* info)
 {
     return intercepted("dladdr") ? 0 : ::dladdr(address, info);
+}
+// found: the symbol's entry in the module's own table.
+inline int dladdr1(const void* address, Dl_info* info, void** found)
+{
+    return intercepted("dladdr") ? 0 : ::dladdr1(address, info, found, RTLD_DL_SYMENT);
 }
 // Held while the stand-in is in the loader's list, whose lock a child would find taken otherwise.
 inline std::mutex g_loader_list;

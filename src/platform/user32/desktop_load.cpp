@@ -11,6 +11,7 @@
 #include <plinth_platform.h>
 
 #include "desktop.h"
+#include "kernel32/loaded_modules.h"
 #include "system/calls.h"
 #include "system/environment.h"
 #include "system/last_error.h"
@@ -32,10 +33,10 @@ std::string plug_in_path()
         return "";
     if (const char* const named = environment("PLINTH_DESKTOP"); named && *named)
         return std::string(named) == "none" ? "" : named;
-    Dl_info self = {};
-    if (sys::dladdr(&desktop_host, &self) == 0 || !self.dli_fname)
+    LoadedModule self;
+    if (!module_at(reinterpret_cast<uintptr_t>(&desktop_host), self))
         return "";
-    std::string path = self.dli_fname;
+    std::string path = self.path;
     path.resize(path.rfind('/') + 1); // a name without a folder leaves the loader to search
     path += file_name;
     return sys::access(path.c_str(), R_OK) == 0 ? path : "";

@@ -13,10 +13,11 @@
 
 #include "plinth_w32_system.h"
 
+#include "logfile_internal.h"
+
 namespace
 {
 
-constexpr const char* source_name = "src\\w32_system\\debugging\\logfile";
 constexpr size_t name_limit = 1024; // characters, terminator included
 constexpr size_t text_room = 32;    // of " took ", the number and " ms"
 
@@ -64,8 +65,7 @@ CQvTraceExecutionTime::~CQvTraceExecutionTime()
     if (wchar_t* const text = new (std::nothrow) wchar_t[size])
     {
         _snwprintf(text, size, L"%s took %i ms", m_pwsName, GetTimeToNowMs());
-        DiagOutputExW_hlp(source_name, __LINE__);
-        DiagOutputExW(L"%s", text);
+        QvTraceExecutionTime(text);
         delete[] text;
     }
     delete[] m_pwsName;

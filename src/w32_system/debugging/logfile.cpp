@@ -416,3 +416,9 @@ void CQvLogFile::wtoc(char* target, const wchar_t* source)
         *target++ = static_cast<char>(*source++ & 0xFF);
     *target = '\0';
 }
+
+void QvTraceExecutionTime(const wchar_t* text)
+{
+    DiagOutputExW_hlp(qv_logfile_source, __LINE__);
+    DiagOutputExW(L"%s", text);
+}

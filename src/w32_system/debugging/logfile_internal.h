@@ -32,6 +32,9 @@ public:
     QvLogLock() : QvMutexGuard(CQvLogFile::m_classLock) {}
 };
 
+// Traces the text of an execution time, from the log's source: records name that one.
+void QvTraceExecutionTime(const wchar_t* text);
+
 // The exported words are read and written without a lock.
 inline bool QvIsLogEnabled()
 {

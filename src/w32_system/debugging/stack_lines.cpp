@@ -2,11 +2,14 @@
 // assertion on.
 //
 // Which frames belong to the reporter is told by their source file, DiagAssert.cpp: what stands
-// below them and they themselves are dropped. Without line information of that file no frame can be
-// told from another, and nothing is appended.
+// below them and they themselves are dropped. If this module's own file was replaced while it runs,
+// there are no lines of it, and the reporter's outermost frame is told by its exported name.
+// Otherwise, without line information of that file, no frame can be told from another, and nothing
+// is appended.
 #include "stack_lines.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 
@@ -32,6 +35,7 @@ constexpr DWORD module_record = 1'672;
 constexpr DWORD line_record = 40;
 constexpr DWORD context_full = 0x10000B; // of the 64-bit platform
 constexpr const wchar_t* reporter_source = L"DiagAssert.cpp";
+constexpr const char* reporter_name = "DiagAssertA";
 
 static_assert(sizeof(IMAGEHLP_SYMBOL64) == symbol_header && sizeof(IMAGEHLP_LINE64) == line_record);
 static_assert(sizeof(IMAGEHLP_MODULE64) >= module_record, "newer headers know a longer one");
@@ -47,6 +51,11 @@ const QvAtFork s_atFork(QvForkStep::stack_lines, {nullptr, nullptr, [] { s_symbo
 struct Symbol : IMAGEHLP_SYMBOL64
 {
     char more[symbol_limit]; // Name goes on here
+
+    const char* name() const
+    {
+        return reinterpret_cast<const char*>(this) + offsetof(IMAGEHLP_SYMBOL64, Name);
+    }
 };
 
 // A text that takes what fits into a stack line.
@@ -154,13 +163,18 @@ void AddModule(Line& line, DWORD64 address)
     line.Add(L"%hs: ", separator ? separator + 1 : module.ImageName);
 }
 
+bool FindSymbol(DWORD64 address, Symbol& symbol, DWORD64& displacement)
+{
+    symbol.SizeOfStruct = symbol_header;
+    symbol.MaxNameLength = symbol_limit;
+    return QvSymbolEngine().SymGetSymFromAddr64(address, displacement, symbol);
+}
+
 bool AddSymbol(Line& line, DWORD64 address)
 {
     Symbol symbol{};
     DWORD64 displacement = 0;
-    symbol.SizeOfStruct = symbol_header;
-    symbol.MaxNameLength = symbol_limit;
-    if (!QvSymbolEngine().SymGetSymFromAddr64(address, displacement, symbol))
+    if (!FindSymbol(address, symbol, displacement))
     {
         line.Add(L"<unknown symbol>");
         return false;
@@ -195,6 +209,18 @@ Line MakeLine(DWORD64 address)
     return line;
 }
 
+// Whether the frame is the reporter's outermost, in a module whose own file is gone.
+bool IsReporterByName(DWORD64 address)
+{
+    IMAGEHLP_MODULE64 module{};
+    module.SizeOfStruct = module_record;
+    Symbol symbol{};
+    DWORD64 displacement = 0;
+    return FindSymbol(address, symbol, displacement) &&
+           std::strcmp(symbol.name(), reporter_name) == 0 &&
+           QvSymbolEngine().SymGetModuleInfo64(address, module) && module.DbgUnmatched;
+}
+
 } // namespace
 
 void AppendStackLines(wchar_t* buffer, size_t room)
@@ -207,7 +233,8 @@ void AppendStackLines(wchar_t* buffer, size_t room)
     for (size_t i = 0; i < count; ++i)
     {
         const Line line = MakeLine(s_addresses[i]);
-        if (wcsstr(line.text(), reporter_source))
+        if (wcsstr(line.text(), reporter_source) ||
+            (!inReporter && IsReporterByName(s_addresses[i])))
             inReporter = true;
         else if (inReporter)
         {

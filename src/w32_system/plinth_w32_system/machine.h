@@ -22,7 +22,8 @@ extern "C"
     QV_API const wchar_t* QV_GetDllPref(void);
 
     // The path of a module's file into a buffer of size characters; null for the main executable.
-    // Always QV_OK; the buffer holds what the system put there.
+    // Always QV_OK; the buffer holds what the system put there. The executable's path stays the one
+    // with which it was started, also if its file is renamed, replaced or removed meanwhile.
     QV_API int QV_GetModuleFileName(HMODULE module, wchar_t* buffer, unsigned int size);
 
     // --------------------------------------------------------------------------------- memory --
@@ -90,7 +91,8 @@ extern "C"
     // On Linux the login manager holds locks with that reason (see systemd-inhibit --list) and the
     // desktop holds its screen saver off, where they are on the message bus, until the restoring or
     // the end of the process, however it ends. The settings themselves stay until the next start of
-    // the machine. hWnd is not looked at.
+    // the machine. A bus that doesn't answer is waited for two seconds at most, in one call. hWnd
+    // is not looked at.
     QV_API int QV_DisableWindowsPowerSave(HWND hWnd, bool bDisable, const wchar_t* pReason);
 }
 

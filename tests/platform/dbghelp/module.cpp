@@ -3,3 +3,6 @@ extern "C" __attribute__((visibility("default"))) int plinth_test_function(int x
 {
     return x + 1;
 }
+
+// Room between what is loaded and the debug information, which then has pages of its own.
+__asm__(".pushsection .padding,\"\"; .zero 65536; .popsection");

@@ -2,6 +2,7 @@
 #include <cstdint>
 
 #include <dlfcn.h>
+#include <elf.h>
 
 #include "support/test.h"
 
@@ -199,6 +200,72 @@ TEST_F(Symbols, OfASeparateFileAreFoundInBothPlacesAndNotTakenFromAnotherBuild)
             const fs::path file = other_build ? "module.cpp" : line.record.FileName;
             EXPECT_EQ(file.filename(), "module.cpp");
         }
+}
+
+// The module is loaded from the current folder, which is left before anything is looked up.
+TEST_F(Symbols, AreThoseOfWhatRunsWhateverBecomesOfTheFile)
+{
+    const std::pair<const char*, std::function<void()>> rows[] = {
+        {"moved", [] { fs::rename("module.so", "old"); }},
+        {"replaced", [] { fs::rename("other", "module.so"); }},
+        {"removed", [] { fs::remove("module.so"); }},
+        {"unreadable", [] { PlinthTestFail("pread", 1, 0, EIO); }}};
+    for (const auto& [name, happens] : rows)
+    {
+        SCOPED_TRACE(name);
+        fs::current_path(test::make_folder(name));
+        const std::string path = fs::current_path() / "module.so";
+        fs::copy_file(PLINTH_TEST_MODULE, "module.so");
+        fs::copy_file(PLINTH_TEST_MODULE_OTHER, "other");
+        const TestModule module("./module.so");
+        happens();
+        fs::current_path("/");
+        EXPECT_NE(load_module_at(module.address), 0u);
+        Symbol symbol;
+        EXPECT_TRUE(symbol.find(module.address));
+        EXPECT_EQ(symbol.name(), "plinth_test_function");
+        Line line;
+        const bool has_line = line.find(module.address);
+        EXPECT_EQ(fs::path(has_line ? line.record.FileName : "module.cpp").filename(),
+                  "module.cpp");
+        IMAGEHLP_MODULE64 info = module_record();
+        EXPECT_TRUE(SymGetModuleInfo64(process(), module.address, &info));
+        PlinthTestReset();
+        if (name != std::string("moved")) // the kernel's path follows a move
+        {
+            EXPECT_EQ(test::native_form(test::Wide(info.ImageName)), path);
+        }
+        dlclose(module.handle);
+    }
+}
+
+// How much of a file is loaded.
+size_t end_of_segments(const std::string& file)
+{
+    Elf64_Ehdr head;
+    std::memcpy(&head, file.data(), sizeof head);
+    size_t end = 0;
+    for (unsigned i = 0; i < head.e_phnum; ++i)
+    {
+        Elf64_Phdr each;
+        std::memcpy(&each, file.data() + head.e_phoff + i * sizeof each, sizeof each);
+        if (each.p_type == PT_LOAD)
+            end = std::max<size_t>(end, each.p_offset + each.p_filesz);
+    }
+    return end;
+}
+
+TEST_F(Symbols, AreUnknownOnceTheFileWasCut)
+{
+    const std::string path = test::make_folder("cut") + "/module.so";
+    fs::copy_file(PLINTH_TEST_MODULE, path);
+    const TestModule module(path);
+    load_module_at(module.address);
+    EXPECT_TRUE(Symbol().find(module.address));
+    fs::resize_file(path, end_of_segments(test::read_file(path))); // what runs stays
+    Line line;
+    EXPECT_FALSE(line.find(module.address)) << line.record.FileName;
+    dlclose(module.handle);
 }
 
 // ---- walks

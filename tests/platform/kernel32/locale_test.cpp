@@ -332,6 +332,8 @@ TEST(LocalePicture, StandsForTheStrftimeFormat)
         {"%l:%M:%S %P", "h:mm:ss tt"},
         {"%I:%M:%S %p %Z", "hh:mm:ss tt"},
         {"kl. %H.%M %z", "'kl. 'HH.mm"},
+        {"%OC%Oy %b %Od", "yyyy MMM dd"},
+        {"%C %y", "yy"},
         {"%Q%d", "dd"}};
     for (const auto& [format, picture] : rows)
         EXPECT_EQ(picture_from_format(format, ""), picture) << format;

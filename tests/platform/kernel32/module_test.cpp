@@ -208,6 +208,57 @@ TEST_F(ForeignModules, ResourcesOfOneThatStaysLoadedStayWhereTheyAre)
     std::filesystem::rename(m_first, m_folder + "/moved");
     load_and_unload_another();
     EXPECT_EQ(place_of_text(module), text) << "also without a name";
+    std::filesystem::copy_file(m_second, m_first);
+    load_and_unload_another();
+    EXPECT_EQ(place_of_text(module), text) << "also when another file has the name";
+}
+
+// Loaded by a relative path; the current folder is left at once. What it has for resources may be
+// unknown, but is never taken from the new file.
+TEST_F(ForeignModules, KeepTheirPathAndResourcesWhateverBecomesOfTheFile)
+{
+    for (const char* const fate : {"stays", "is replaced", "is removed"})
+    {
+        SCOPED_TRACE(fate);
+        std::filesystem::current_path(test::make_folder(fate));
+        const std::string path = std::filesystem::current_path() / "libfirst.so";
+        std::filesystem::copy_file(m_first, path);
+        std::filesystem::copy_file(m_second, "new");
+        const auto first = load_elsewhere("./libfirst.so");
+        if (fate == std::string("is replaced"))
+            std::filesystem::rename("new", path);
+        if (fate == std::string("is removed"))
+            std::filesystem::remove(path);
+        std::filesystem::current_path("/");
+        const HMODULE module = GetModuleHandleW(L"first.dll");
+        wchar_t name[512] = {};
+        EXPECT_NE(GetModuleFileNameW(module, name, 512), 0u);
+        EXPECT_EQ(test::native_form(name), path);
+        const std::string text = text_of(module);
+        EXPECT_TRUE(text == "1" || (text == "none, error 2" && fate != std::string("stays")))
+            << text;
+        EXPECT_EQ(error_of(GetProcAddress(module, "nothing")), ERROR_PROC_NOT_FOUND);
+    }
+}
+
+// The program lives as long as it doesn't run that module's code, as its end would.
+const test::ChildMain s_cut("cut a loaded module",
+                            [](int, char** argv)
+                            {
+                                dlopen(argv[0], RTLD_NOW);
+                                std::filesystem::resize_file(argv[0], 0);
+                                const bool none = !GetModuleHandleW(L"nothing");
+                                const std::string heap(1'000, 'x');
+                                MEMORY_BASIC_INFORMATION info{};
+                                VirtualQueryEx(GetCurrentProcess(), heap.data(), &info,
+                                               sizeof info);
+                                _exit(none && info.Type == MEM_PRIVATE ? 0 : 1);
+                                return 0;
+                            });
+
+TEST_F(ForeignModules, OneWhoseFileIsCutDoesNotDisturbTheOthers)
+{
+    EXPECT_EQ(test::ChildProcess("cut a loaded module", {m_first}).wait(), 0);
 }
 
 int g_data = 1;

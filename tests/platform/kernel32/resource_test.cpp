@@ -1,12 +1,15 @@
 // Resources of module files: finding them by type, name and language, adding, replacing and
 // removing them, and trees that are not sound.
+#include <csignal>
 #include <tuple>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "support/test.h"
 
+#include "support/child_process.h"
 #include "support/entries.h"
 #include "support/handles.h"
 #include "support/modules.h"
@@ -342,6 +345,71 @@ TEST_F(ResourceUpdates, WhateverFailsTheFileIsTheOldOneOrTheNewOne)
     EXPECT_TRUE(put(m_path, L"Big", big));
     PlinthTestReset();
     expect_new();
+}
+
+// By a program that knows no share modes.
+TEST_F(ResourceUpdates, AFileThatIsCutWhileItIsOpenGivesAStatus)
+{
+    ASSERT_TRUE(put(m_path, L"Big", some_bytes(600'000, 1)));
+    {
+        const DataModule module(m_path);
+        std::filesystem::resize_file(m_path, 100'000);
+        EXPECT_EQ(module.read(L"Big"), "error 38");
+        EXPECT_NE(list_of(module), "") << "what was read stays";
+    }
+
+    test::write_file(m_path, m_good + some_bytes(600'000, 1));
+    Update update(m_path);
+    ASSERT_TRUE(update && update.set(L"X", "x"));
+    std::filesystem::resize_file(m_path, 4096);
+    EXPECT_FALSE(update.end());
+    EXPECT_EQ(std::filesystem::file_size(m_path), 4096u);
+    EXPECT_EQ(test::entries(m_folder.c_str()), 1u);
+}
+
+// Copies a file, or puts it into a module, and is stopped in the middle of writing the new file.
+int write_half(int, char** argv)
+{
+    const std::string how = argv[0];
+    const char* const source = argv[1];
+    const char* const target = argv[2];
+    const rlimit one_megabyte{1 << 20, 1 << 20};
+    setrlimit(RLIMIT_FSIZE, &one_megabyte);
+    signal(SIGXFSZ, [](int) { raise(SIGSTOP); });
+    if (how[0] == 'n') // as where a file can't be without a name
+        PlinthTestFail("access", 1, 0, ENOENT);
+    if (how[1] == 'c')
+        return CopyFileW(test::windows_form(source), test::windows_form(target), FALSE);
+    return put(target, L"Big", test::read_file(source));
+}
+const test::ChildMain write_half_main("write half", write_half);
+
+TEST_F(ResourceUpdates, AndCopiesThatAreKilledLeaveNothingForGood)
+{
+    const std::string stranger = m_folder + "/.plinth-copy-of-somebody";
+    const auto count = [&] { return test::entries(m_folder.c_str()); };
+    const auto copy_another = [&] {
+        EXPECT_TRUE(CopyFileW(test::windows_form(stranger), test::windows_form(stranger + "2"), 0));
+    };
+    test::write_file(stranger, "x");
+    test::write_file(m_folder + "/source", some_bytes(2'000'000, 1));
+    copy_another();
+    const size_t before = count();
+    for (const std::string how : {" c", " u", "nc", "nu"})
+    {
+        SCOPED_TRACE(how);
+        const std::string target = how == "nc" ? "/new" : "/module64.dll";
+        test::ChildProcess child("write half", {how, m_folder + "/source", m_folder + target});
+        child.wait_until_stopped();
+        const size_t during = count();
+        EXPECT_EQ(during, before + (how[0] == 'n'));
+        copy_another();
+        EXPECT_EQ(count(), during) << "its process lives";
+        child.finish(SIGKILL);
+        copy_another();
+        EXPECT_EQ(count(), before);
+        EXPECT_TRUE(test::read_file(m_path) == m_good);
+    }
 }
 
 // What a section has in the file beyond its pages in the image is not loaded: the addresses behind

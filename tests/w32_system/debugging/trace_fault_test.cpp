@@ -5,6 +5,7 @@
 // libraries' allocations too.
 #include <atomic>
 #include <cstdlib>
+#include <fstream>
 #include <regex>
 
 #include <plinth_platform_test.h>
@@ -88,6 +89,21 @@ TEST_F(ExecutionTime, CopiesAndNamesBeyondTheLimitMakeNoRecord)
     EXPECT_EQ(std::regex_replace(test::log_content(), std::regex(test::stamp_pattern), ""),
               "late took 0 ms\r\n100%s took 5000 ms\r\n" + std::string(1023, 'n') +
                   " took 0 ms\r\n");
+}
+
+TEST_F(ExecutionTime, NamesTheLineOfItsSourceThatMakesTheRecord)
+{
+    {
+        const CQvTraceExecutionTime measured(L"|srcid|", 0);
+    }
+    std::smatch place;
+    const std::string record = test::log_content();
+    ASSERT_TRUE(std::regex_search(record, place, std::regex(R"(\\(\w+) : (\d+) took)"))) << record;
+    std::ifstream source(PLINTH_DEBUGGING_SOURCES "/" + place[1].str() + ".cpp");
+    std::string line;
+    for (int number = std::stoi(place[2]); number > 0; --number)
+        std::getline(source, line);
+    EXPECT_NE(line.find("DiagOutputExW_hlp"), std::string::npos) << record << line;
 }
 
 } // namespace

@@ -2,10 +2,14 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <regex>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
+
+#include <plinth_w32_system.h>
 
 #include "support/commands.h"
 #include "support/environment.h"
@@ -98,7 +102,7 @@ void log_at_once(const std::string& folder)
     ASSERT_EQ(::flock(start, LOCK_EX), 0);
     std::string all;
     for (const char* const form : {"ansi", "unicode", "ansi", "unicode", "ansi", "unicode"})
-        all += PLINTH_LOG_PROBES + (form + (" '" + starter + "' & "));
+        all += PLINTH_LOG_PROBES + (form + (" lock '" + starter + "' & "));
     FILE* const out = ::popen((all + "wait").c_str(), "r");
     for (int ready = 0; ready < 6; ++ready)
         ASSERT_EQ(std::fgetc(out), '.');
@@ -142,6 +146,38 @@ TEST(LogResources, AFileThatAnotherProgramBeginsInBytesIsLeftToIt)
     EXPECT_EQ(logs.at(test::log_name(0)), "other");
     EXPECT_EQ(current.filename(), test::log_name(1));
     EXPECT_TRUE(logs.at(test::log_name(1)).starts_with("\xFF\xFE"));
+}
+
+// The library is a copy too. Its file and the program's are renamed, replaced by another program
+// and removed, before the log begins and the report is made.
+TEST(LogResources, AndStackLinesAreThoseOfTheRunningFiles)
+{
+    Dl_info library{};
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(&QV_Log), &library), 0);
+    std::filesystem::create_directories(test::root() + "/ProgramData/Acme/Zz");
+    const char* const fates[] = {"true",           "mv probe old",   "mv new probe", "rm probe",
+                                 "mv library old", "mv new library", "rm library"};
+    for (const char* const fate : fates)
+    {
+        SCOPED_TRACE(fate);
+        const std::string folder = test::make_folder(std::to_string(fate - fates[0]));
+        std::filesystem::copy_file(PLINTH_LOG_PROBES "511", folder + "/probe");
+        std::filesystem::copy_file(PLINTH_LOG_PROBES "512", folder + "/new");
+        std::filesystem::copy_file(library.dli_fname, folder + "/library");
+        const std::string output =
+            test::output_of("cd " + folder + " && LD_PRELOAD=$PWD/library ./probe run '" + fate + "'");
+        const size_t end = output.find('\n');
+        EXPECT_EQ(output.substr(0, end), folder + "/probe");
+        const std::string log = output.substr(end + 1);
+        EXPECT_NE(log.find("/Acme/"), std::string::npos) << log;
+        std::string report = test::read_file(log);
+        EXPECT_TRUE(report.starts_with("\xFF\xFE"));
+        std::erase(report, '\0');
+        EXPECT_TRUE(
+            std::regex_search(report, std::regex("Last Error[^\n]*\\s*0x[^\n]*probe: main")))
+            << report;
+        std::filesystem::remove(log);
+    }
 }
 
 } // namespace

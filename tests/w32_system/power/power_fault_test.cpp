@@ -1,5 +1,9 @@
 // Without what the system may lack everything else works the same; and what outlives a process.
 
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include "support/test.h"
 
 #include <plinth_w32_system.h>
@@ -38,6 +42,26 @@ TEST_F(PowerFault, TheBusLibraryMayBeMissing)
     EXPECT_TRUE(ShutdownBlockReasonCreate(window, L"reason"));
     EXPECT_TRUE(ShutdownBlockReasonDestroy(window)) << "kept nevertheless";
     EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, false, nullptr), QV_OK);
+}
+
+// A socket that nobody reads. What asks again and again waits as often.
+TEST_F(PowerFault, ABusThatDoesNotAnswerIsAskedOnce)
+{
+    const std::string path = test::make_folder("bus") + "/socket";
+    const int bus = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(bus, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(bus, 64), 0);
+    for (const char* const name : {"DBUS_SYSTEM_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"})
+        setenv(name, ("unix:path=" + path).c_str(), 1);
+    EXPECT_EQ(turn_off(), QV_OK);
+    int asked = 0;
+    while (accept(bus, nullptr, nullptr) >= 0)
+        ++asked;
+    EXPECT_EQ(asked, 1) << "also 0 without the bus's client library";
+    close(bus);
 }
 
 const test::ChildMain s_child("turn off and end", [](int, char**) { return turn_off(); });
