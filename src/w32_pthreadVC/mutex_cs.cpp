@@ -85,6 +85,19 @@ int LiveForTaking(pthread_mutexCS_t* handle, pthread_mutexCS_t& lock)
     return lock ? 0 : EINVAL;
 }
 
+// Takes the lock by the call that is given. 0 or an error.
+int Take(pthread_mutexCS_t* handle, int (*call)(pthread_mutex_t*))
+{
+    pthread_mutexCS_t live = nullptr;
+    if (const int refused = LiveForTaking(handle, live))
+        return refused;
+    const int error = call(&live->mutex);
+    if (error || live->live.load(std::memory_order_acquire))
+        return error;
+    pthread_mutex_unlock(&live->mutex); // destroyed since this thread looked
+    return EINVAL;
+}
+
 } // namespace
 
 void LockFreeList()
@@ -125,22 +138,12 @@ extern "C" int pthread_mutexCS_destroy(pthread_mutexCS_t* lock)
 
 extern "C" int pthread_mutexCS_lock(pthread_mutexCS_t* lock)
 {
-    pthread_mutexCS_t live = nullptr;
-    if (const int refused = LiveForTaking(lock, live))
-        return refused;
-    const int error = pthread_mutex_lock(&live->mutex);
-    if (error || live->live.load(std::memory_order_acquire))
-        return error;
-    pthread_mutex_unlock(&live->mutex); // destroyed while this thread waited
-    return EINVAL;
+    return Take(lock, pthread_mutex_lock);
 }
 
 extern "C" int pthread_mutexCS_trylock(pthread_mutexCS_t* lock)
 {
-    pthread_mutexCS_t live = nullptr;
-    if (const int refused = LiveForTaking(lock, live))
-        return refused;
-    return pthread_mutex_trylock(&live->mutex);
+    return Take(lock, pthread_mutex_trylock);
 }
 
 extern "C" int pthread_mutexCS_unlock(pthread_mutexCS_t* lock)

@@ -17,6 +17,9 @@ The ways to fail:
   stays        all from number N on fail with EIO until the session is over
   interrupted  call number N meets a signal (EINTR)
   shortened    the N-th read, write ... of each name moves one byte
+  memory       allocation number N of the library fails, those behind it don't; no exception may
+               leave the stand-in
+  exhausted    all allocations from number N on fail until the session is over
   interface    the N-th operation of the Windows interface of each name fails, where the stand-in
                has a fault point for it
 
@@ -38,7 +41,8 @@ EINTR = 4
 NOT_ENOUGH_MEMORY = 8  # the system error of the interface's failures
 TRANSFERS = ("read", "write", "pwrite", "send", "recv", "copy_file_range", "getrandom")
 BY_NUMBER = {"once": (1, EIO), "stays": (0, EIO), "interrupted": (1, EINTR)}
-WAYS = (*BY_NUMBER, "shortened", "interface")
+BY_ALLOCATION = {"memory": 1, "exhausted": 0}
+WAYS = (*BY_NUMBER, *BY_ALLOCATION, "shortened", "interface")
 UNMET_ENDS = 25  # so many numbers in a row that no call has reached: the session is over
 
 Run = collections.namedtuple("Run", "status lines seconds")
@@ -105,6 +109,9 @@ def plans(way, reference, options):
     if way in BY_NUMBER:
         return (["any", number, *BY_NUMBER[way]]
                 for number in range(options.first, options.last + 1, options.every))
+    if way in BY_ALLOCATION:
+        return (["memory", number, BY_ALLOCATION[way]]
+                for number in range(options.first, options.last + 1, options.every))
     kind, chosen, value = ("shorten", TRANSFERS.__contains__, 1) if way == "shortened" else \
         ("fail", is_of_interface, NOT_ENOUGH_MEMORY)
     by_name = [[kind, name, number, 1, value]
@@ -133,7 +140,8 @@ def sweep(way, reference, options):
     waiting = collections.deque()
     judged = []
     unmet_in_a_row = 0
-    enough = max(1, UNMET_ENDS // options.every) if way in BY_NUMBER else sys.maxsize
+    has_end = way in BY_NUMBER or way in BY_ALLOCATION
+    enough = max(1, UNMET_ENDS // options.every) if has_end else sys.maxsize
 
     def judge_first():
         plan, future = waiting.popleft()

@@ -22,7 +22,14 @@ sweep_session(const char* folder, bool strict, void (*finding)(const char* text)
     for (const auto& [name, part] : parts)
     {
         Session session(folder, strict);
-        part(session);
+        try
+        {
+            part(session);
+        }
+        catch (const std::bad_alloc&) // of the library's own; the worker tells one of the stand-in
+        {
+            session.worked(name, false);
+        }
         for (const std::string& each : session.findings())
             finding((std::string(name) + ": " + each).c_str());
     }

@@ -5,9 +5,11 @@
 //     plinth_fault_worker SECONDS any NTH COUNT ERRNO           see PlinthTestFailAny
 //     plinth_fault_worker SECONDS fail NAME NTH COUNT ERROR     PlinthTestFail
 //     plinth_fault_worker SECONDS shorten NAME NTH COUNT BYTES  PlinthTestShorten
+//     plinth_fault_worker SECONDS memory NTH COUNT              the library's NTH operator new; with
+//                                                               a COUNT of 0 all from it on
 //
 // It is run under plinth_test_launcher, by fault_sweep.py, and tells it in lines on its standard
-// output: "calls N" and "operation NAME COUNT" (in the run without a fault), "met NAME" (where the
+// output: "calls N", "allocations N" and "operation NAME COUNT" (in the run without a fault), "met NAME" (where the
 // fault came), "finding TEXT", "descriptor TARGET" and "file NAME" (what is open, and what lies in
 // the folder of the machine, at the end), "done". One that takes longer than the seconds ends by a
 // signal.
@@ -22,6 +24,8 @@
 #include <unistd.h>
 
 #include <plinth_platform_test.h>
+
+#include "failing_memory.h"
 
 // For the leak checker. Locks that are there from the start, made at their first use, are never
 // destroyed: each loading of the library leaves theirs behind. A thread that is ended from outside
@@ -52,6 +56,7 @@ void arm(char** plan)
     const auto number = [plan](int at) { return static_cast<unsigned>(std::atoi(plan[at])); };
     PlinthTestArm();
     s_stays = kind == "any" && number(2) == 0;
+    failing_memory::arm(kind == "memory" ? number(1) : 0, kind == "memory" && number(2) == 0);
     if (kind == "any")
         PlinthTestFailAny(number(1), number(2), std::atoi(plan[3]));
     else if (kind == "fail")
@@ -117,11 +122,17 @@ void tell_leftovers()
         if (fs::exists(folder))
             for (const auto& entry : fs::recursive_directory_iterator(folder))
                 std::printf("file %s\n", entry.path().c_str());
+    for (unsigned i = PlinthTestHandles(); i > 0; --i)
+        std::puts("descriptor handle"); // of the stand-in
 }
 
 bool told_where()
 {
-    const char* const met = PlinthTestFaultMet();
+    const char* met = PlinthTestFaultMet();
+    if (!met)
+        met = failing_memory::g_met;
+    if (const char* const taker = failing_memory::g_left)
+        finding((std::string("an exception of the stand-in came to ") + taker).c_str());
     if (met)
         std::printf("met %s\n", met);
     return met != nullptr;
@@ -135,13 +146,16 @@ void sweep(char** plan)
         library.run("session", false);
         if (told_where())
         {
+            failing_memory::disarm();
             PlinthTestReset();
             return library.run("second session", true);
         }
     }
     // The fault comes as the library goes, or not at all.
     told_where();
+    failing_memory::disarm();
     std::printf("calls %u\n", PlinthTestCalls(nullptr));
+    std::printf("allocations %u\n", failing_memory::g_calls.load());
     for (unsigned i = 0; const char* const name = PlinthTestOperation(i); ++i)
         std::printf("operation %s %u\n", name, PlinthTestCalls(name));
     PlinthTestReset();

@@ -193,6 +193,12 @@ HANDLE insert_handle(Object* object)
     return encode(index, word);
 }
 
+unsigned handles_in_use()
+{
+    const std::lock_guard guard(free_list().lock);
+    return free_list().used_chunks * chunk_size - static_cast<unsigned>(free_list().indices.size());
+}
+
 bool close_handle(HANDLE handle)
 {
     unsigned index = 0;

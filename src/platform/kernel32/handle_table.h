@@ -48,6 +48,9 @@ private:
 // room; the object is then deleted.
 HANDLE insert_handle(Object* object);
 
+// How many handles are open, for tests.
+unsigned handles_in_use();
+
 // Removes the handle; the object is closed and deleted, at once or with its last pin. False with
 // ERROR_INVALID_HANDLE, or with what Object::close reported.
 bool close_handle(HANDLE handle);

@@ -1,6 +1,7 @@
 // What tests see or replace of the stand-in's state.
 #include <plinth_platform_test.h>
 
+#include "kernel32/handle_table.h"
 #include "system/root.h"
 
 using namespace platform;
@@ -8,4 +9,9 @@ using namespace platform;
 extern "C" const char* PlinthTestSharedFolder(void)
 {
     return shared_folder().c_str();
+}
+
+extern "C" unsigned PlinthTestHandles(void)
+{
+    return handles_in_use();
 }

@@ -52,6 +52,9 @@ int connect_socket(SocketObject& object, const sockaddr_in& to)
     int error = 0;
     if (sys::connect(object.fd, generic(to), sizeof to) != 0)
         error = errno == EINTR ? finish_connect(object.fd) : errno;
+    // The kernel tells the end of such a connection by one more success.
+    if (object.began_connect.exchange(error == EINPROGRESS || error == EALREADY) && error == 0)
+        error = EISCONN;
     object.is_connecting = object.is_non_blocking && (error == EINPROGRESS || error == EALREADY);
     if (error == 0 || object.is_connecting)
         object.had_connection = true;

@@ -16,7 +16,7 @@ enum class Form
 {
     number,       // a 32-bit number or truth value
     buffer_size,  // a number that the kernel doubles for its own needs
-    milliseconds, // a time; 0 for none
+    patience,     // a time-out, kept by the object; ms, 0 for none
     linger,
     no_linger, // a truth value: linger turned off
     error,     // the socket's pending error
@@ -43,8 +43,8 @@ constexpr Option options[] = {
     {PLINTH_SOL_SOCKET, PLINTH_SO_OOBINLINE, Form::number, SOL_SOCKET, SO_OOBINLINE},
     {PLINTH_SOL_SOCKET, PLINTH_SO_SNDBUF, Form::buffer_size, SOL_SOCKET, SO_SNDBUF},
     {PLINTH_SOL_SOCKET, PLINTH_SO_RCVBUF, Form::buffer_size, SOL_SOCKET, SO_RCVBUF},
-    {PLINTH_SOL_SOCKET, PLINTH_SO_SNDTIMEO, Form::milliseconds, SOL_SOCKET, SO_SNDTIMEO},
-    {PLINTH_SOL_SOCKET, PLINTH_SO_RCVTIMEO, Form::milliseconds, SOL_SOCKET, SO_RCVTIMEO},
+    {PLINTH_SOL_SOCKET, PLINTH_SO_SNDTIMEO, Form::patience, SOL_SOCKET, SO_SNDTIMEO},
+    {PLINTH_SOL_SOCKET, PLINTH_SO_RCVTIMEO, Form::patience, SOL_SOCKET, SO_RCVTIMEO},
     {PLINTH_SOL_SOCKET, PLINTH_SO_ERROR, Form::error, SOL_SOCKET, SO_ERROR},
     {PLINTH_SOL_SOCKET, PLINTH_SO_TYPE, Form::number, SOL_SOCKET, SO_TYPE},
     {PLINTH_IPPROTO_IP, PLINTH_IP_MULTICAST_IF, Form::number, IPPROTO_IP, IP_MULTICAST_IF},
@@ -91,10 +91,15 @@ template <class T> int set_native(int fd, const Option& option, const T& value)
     return sys::setsockopt(fd, option.native_level, option.native_name, &value, sizeof value);
 }
 
-int get_value(int fd, const Option& option, Value& value)
+std::atomic<DWORD>& patience_of(SocketObject& socket, const Option& option)
 {
+    return option.native_name == SO_SNDTIMEO ? socket.send_patience : socket.receive_patience;
+}
+
+int get_value(SocketObject& socket, const Option& option, Value& value)
+{
+    const int fd = socket.fd;
     linger lingering = {};
-    timeval time = {};
     int result = 0;
     switch (option.form)
     {
@@ -105,10 +110,9 @@ int get_value(int fd, const Option& option, Value& value)
                         static_cast<USHORT>(lingering.l_linger)};
         value.number = lingering.l_onoff == 0;
         return result;
-    case Form::milliseconds:
-        result = get_native(fd, option, time);
-        value.number = static_cast<int32_t>(time.tv_sec * 1000 + time.tv_usec / 1000);
-        return result;
+    case Form::patience:
+        value.number = static_cast<int32_t>(patience_of(socket, option).load());
+        return 0;
     default:
         result = get_native(fd, option, value.number);
     }
@@ -119,22 +123,18 @@ int get_value(int fd, const Option& option, Value& value)
     return result;
 }
 
-int set_value(int fd, const Option& option, const Value& value)
+int set_value(SocketObject& socket, const Option& option, const Value& value)
 {
+    const int fd = socket.fd;
     switch (option.form)
     {
     case Form::linger:
         return set_native(fd, option, linger{value.linger.l_onoff != 0, value.linger.l_linger});
     case Form::no_linger:
         return set_native(fd, option, linger{value.number == 0, 0});
-    case Form::milliseconds:
-    {
-        const auto milliseconds = static_cast<DWORD>(value.number);
-        if (milliseconds == INFINITE)
-            return set_native(fd, option, timeval{});
-        return set_native(fd, option,
-                          timeval{milliseconds / 1000, milliseconds % 1000 * suseconds_t{1000}});
-    }
+    case Form::patience:
+        patience_of(socket, option) = static_cast<DWORD>(value.number);
+        return 0;
     default:
         return set_native(fd, option, value.number);
     }
@@ -153,7 +153,7 @@ extern "C" int plinth_wsock_getsockopt(SOCKET s, int level, int name, char* valu
     if (!value || !length || *length < size_of(*option))
         return fail_socket(WSAEFAULT);
     Value found;
-    if (get_value(socket->fd, *option, found) != 0)
+    if (get_value(*socket, *option, found) != 0)
         return fail_call(*socket, errno);
     *length = size_of(*option);
     std::memcpy(value, is_linger(*option) ? static_cast<void*>(&found.linger) : &found.number,
@@ -174,7 +174,7 @@ extern "C" int plinth_wsock_setsockopt(SOCKET s, int level, int name, const char
     Value wanted;
     std::memcpy(is_linger(*option) ? static_cast<void*>(&wanted.linger) : &wanted.number, value,
                 static_cast<size_t>(size_of(*option)));
-    return set_value(socket->fd, *option, wanted) == 0 ? 0 : fail_call(*socket, errno);
+    return set_value(*socket, *option, wanted) == 0 ? 0 : fail_call(*socket, errno);
 }
 
 extern "C" int ioctlsocket(SOCKET s, LONG request, ULONG* argument)

@@ -2,20 +2,22 @@
 // works; below them is poll().
 #include "socket.h"
 
+#include <algorithm>
 #include <deque>
 #include <new>
 #include <unordered_map>
 #include <vector>
 
 #include "system/calls.h"
+#include "system/clock.h"
 
 using namespace platform;
 
 namespace
 {
 
-constexpr long nanoseconds = 1'000'000'000;
 constexpr LONG microseconds = 1'000'000;
+constexpr int64_t nanoseconds = 1'000'000'000;
 
 // What a set waits for, as the event that poll() tells it by. A connect that failed is told as an
 // error, which poll() always tells.
@@ -23,35 +25,9 @@ constexpr short readable = POLLIN;
 constexpr short writable = POLLOUT;
 constexpr short failed = POLLPRI; // or urgent data
 
-timespec now()
+int64_t after(const TIMEVAL& interval)
 {
-    timespec time = {};
-    sys::clock_gettime(CLOCK_MONOTONIC, &time);
-    return time;
-}
-
-timespec after(timespec time, const TIMEVAL& interval)
-{
-    time.tv_sec += interval.tv_sec;
-    time.tv_nsec += interval.tv_usec * 1000L;
-    if (time.tv_nsec >= nanoseconds)
-    {
-        ++time.tv_sec;
-        time.tv_nsec -= nanoseconds;
-    }
-    return time;
-}
-
-timespec time_until(const timespec& end)
-{
-    const timespec current = now();
-    timespec left = {end.tv_sec - current.tv_sec, end.tv_nsec - current.tv_nsec};
-    if (left.tv_nsec < 0)
-    {
-        --left.tv_sec;
-        left.tv_nsec += nanoseconds;
-    }
-    return left.tv_sec < 0 ? timespec{} : left;
+    return monotonic_ns() + interval.tv_sec * nanoseconds + interval.tv_usec * 1000;
 }
 
 class Watch
@@ -78,16 +54,15 @@ public:
 
     bool is_empty() const { return m_entries.empty(); }
 
-    // Waits for a wish to come true, until a time if there is one. A socket error; 0 also when the
-    // time is over.
-    int wait(const timespec* end)
+    // Waits for a wish to come true, until a moment (-1: without end). A socket error; 0 also when
+    // the time is over.
+    int wait(int64_t deadline)
     {
         for (;;)
         {
             if (is_cancelled())
                 return WSAENOTSOCK;
-            const timespec left = end ? time_until(*end) : timespec{};
-            const int got = sys::ppoll(m_entries.data(), m_entries.size(), end ? &left : nullptr);
+            const int got = poll_until(m_entries.data(), m_entries.size(), deadline);
             if (got < 0 && errno != EINTR)
                 return socket_error(errno);
             if (got == 0)
@@ -164,15 +139,26 @@ int wait_for_sets(FD_SET* read, FD_SET* write, FD_SET* except, const TIMEVAL* ti
         return SOCKET_ERROR;
     if (watch.is_empty())
         return fail_socket(WSAEINVAL);
-    timespec end = {};
-    if (timeout)
-        end = after(now(), *timeout);
-    if (const int error = watch.wait(timeout ? &end : nullptr))
+    if (const int error = watch.wait(timeout ? after(*timeout) : -1))
         return fail_socket(error);
     return watch.keep(read, readable) + watch.keep(write, writable) + watch.keep(except, failed);
 }
 
 } // namespace
+
+namespace platform
+{
+
+int poll_until(pollfd* entries, size_t count, int64_t deadline)
+{
+    if (deadline < 0)
+        return sys::ppoll(entries, count, nullptr);
+    const int64_t left = std::max<int64_t>(deadline - monotonic_ns(), 0);
+    const timespec interval = {left / nanoseconds, left % nanoseconds};
+    return sys::ppoll(entries, count, &interval);
+}
+
+} // namespace platform
 
 extern "C" int plinth_wsock_select(int, FD_SET* read, FD_SET* write, FD_SET* except,
                                    const TIMEVAL* timeout)

@@ -5,6 +5,9 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
+
+#include <poll.h>
 
 #include <windows.h>
 
@@ -34,6 +37,9 @@ public:
     std::atomic<bool> is_non_blocking;       // FIONBIO
     std::atomic<bool> is_connecting{false};  // a connect that gave WSAEWOULDBLOCK
     std::atomic<bool> had_connection{false}; // or began one
+    std::atomic<bool> began_connect{false};  // without waiting; how it ended was not told yet
+    std::atomic<DWORD> send_patience{0};     // SO_SNDTIMEO, ms; 0 and INFINITE: none
+    std::atomic<DWORD> receive_patience{0};  // SO_RCVTIMEO
     std::atomic<bool> sends_no_more{false};  // shut down on this side
     std::atomic<bool> reads_no_more{false};
     std::atomic<bool> is_closing{false};
@@ -68,6 +74,10 @@ public:
 private:
     SocketObject& m_object;
 };
+
+// poll(2), at most until a moment of the monotonic clock (ns; -1: without end). The caller looks at
+// EINTR, and asks again with the same moment.
+int poll_until(pollfd* entries, size_t count, int64_t deadline);
 
 // The one table from errno to socket errors.
 int socket_error(int error);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "kernel32/event_state.h"
 #include "system/calls.h"
 
 using namespace platform;
@@ -25,6 +26,43 @@ int refusal(const void* buffer, int length, int flags, int known_flags, bool shu
     return shut_down ? WSAESHUTDOWN : 0;
 }
 
+// A transfer that has a time-out doesn't leave it to the kernel: each signal would begin it anew.
+class Patience
+{
+public:
+    Patience(const SocketObject& object, DWORD milliseconds)
+        : m_object(object), m_is_limited(milliseconds != 0 && milliseconds != INFINITE),
+          m_deadline(m_is_limited ? deadline_after(milliseconds) : -1)
+    {
+    }
+
+    // What the transfer's calls need to leave the waiting to us.
+    int flags() const { return m_is_limited ? MSG_DONTWAIT : 0; }
+
+    // After a call that failed: true once it is worth trying again, with errno as it was else.
+    bool waited(short events) const
+    {
+        const int error = errno;
+        if (m_is_limited && error == EAGAIN && !m_object.is_non_blocking)
+        {
+            pollfd entry = {m_object.fd, events, 0};
+            int ready = -1;
+            do
+                ready = poll_until(&entry, 1, m_deadline);
+            while (ready < 0 && errno == EINTR);
+            if (ready > 0 && !m_object.is_closing)
+                return true;
+        }
+        errno = error;
+        return false;
+    }
+
+private:
+    const SocketObject& m_object;
+    const bool m_is_limited;
+    const int64_t m_deadline;
+};
+
 // A stream that may wait takes all bytes, as far as no error stops it.
 int send_bytes(SocketObject& object, const char* buffer, int length, int flags,
                const sockaddr_in* to)
@@ -32,12 +70,15 @@ int send_bytes(SocketObject& object, const char* buffer, int length, int flags,
     const Waiting waiting(object);
     if (waiting.is_cancelled())
         return fail_socket(WSAENOTSOCK);
+    const Patience patience(object, object.send_patience);
     int sent = 0;
     do
     {
-        const ssize_t done =
-            sys::send(object.fd, buffer + sent, static_cast<size_t>(length - sent), flags,
-                      reinterpret_cast<const sockaddr*>(to), to ? sizeof *to : 0);
+        const ssize_t done = sys::send(object.fd, buffer + sent, static_cast<size_t>(length - sent),
+                                       flags | patience.flags(),
+                                       reinterpret_cast<const sockaddr*>(to), to ? sizeof *to : 0);
+        if (done < 0 && patience.waited(POLLOUT))
+            continue;
         if (done < 0)
             return sent > 0 ? sent : fail_call(object, errno);
         sent += static_cast<int>(done);
@@ -51,10 +92,15 @@ int receive_bytes(SocketObject& object, char* buffer, int length, int flags, soc
     const Waiting waiting(object);
     if (waiting.is_cancelled())
         return fail_socket(WSAENOTSOCK);
-    socklen_t from_length = sizeof from;
-    const ssize_t got = sys::recv(object.fd, buffer, static_cast<size_t>(length),
-                                  flags | (object.is_stream ? 0 : MSG_TRUNC),
-                                  reinterpret_cast<sockaddr*>(&from), &from_length);
+    const Patience patience(object, object.receive_patience);
+    const int all_flags = flags | patience.flags() | (object.is_stream ? 0 : MSG_TRUNC);
+    ssize_t got = 0;
+    do
+    {
+        socklen_t from_length = sizeof from;
+        got = sys::recv(object.fd, buffer, static_cast<size_t>(length), all_flags,
+                        reinterpret_cast<sockaddr*>(&from), &from_length);
+    } while (got < 0 && patience.waited(POLLIN));
     if (got < 0 || object.is_closing)
         return fail_call(object, errno);
     return got <= length ? static_cast<int>(got) : fail_socket(WSAEMSGSIZE);

@@ -1,4 +1,5 @@
 // The application log: its instance, and writing.
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -94,7 +95,7 @@ void TakeLowBytes(char* bytes, const wchar_t* text, size_t length)
         char block[block_size];
         for (size_t i = 0; i < block_size; ++i)
             block[i] = static_cast<char>(text[done + i] & 0xFF);
-        std::memcpy(bytes + done, block, block_size);
+        std::copy_n(block, block_size, bytes + done); // a checked memcpy would be a call each
     }
     for (; done < length; ++done)
         bytes[done] = static_cast<char>(text[done] & 0xFF);

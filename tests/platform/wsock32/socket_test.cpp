@@ -1,9 +1,11 @@
 // What the stand-in's sockets add to this system's: any number in a set, ends that wake, errors.
 #include <csignal>
+#include <future>
 
 #include "support/test.h"
 
 #include <sys/resource.h>
+#include <sys/time.h>
 
 #include <winsock.h>
 
@@ -216,6 +218,78 @@ TEST_F(Wsock32, AConnectThatASignalInterruptsGoesOn)
     PlinthTestFail("connect", 1, 1, EINTR);
     connected_to(listening());
     EXPECT_EQ(PlinthTestCalls("poll"), 1u);
+}
+
+// An interval timer's signal, every 300 us, whose handler restarts nothing.
+class PeriodicSignal
+{
+public:
+    PeriodicSignal()
+    {
+        struct sigaction action = {};
+        action.sa_handler = [](int) {};
+        sigaction(SIGALRM, &action, &m_before);
+        constexpr itimerval interval = {{0, 300}, {0, 300}};
+        setitimer(ITIMER_REAL, &interval, nullptr);
+    }
+    PeriodicSignal(const PeriodicSignal&) = delete;
+    PeriodicSignal& operator=(const PeriodicSignal&) = delete;
+    ~PeriodicSignal()
+    {
+        constexpr itimerval none = {};
+        setitimer(ITIMER_REAL, &none, nullptr);
+        sigaction(SIGALRM, &m_before, nullptr);
+    }
+
+private:
+    struct sigaction m_before = {};
+};
+
+TEST_F(Wsock32, TimeOutsRunOutUnderAPeriodicSignal)
+{
+    const auto [one, two] = connect_pair();
+    constexpr DWORD patience = 100; // ms
+    for (const int option : {SO_RCVTIMEO, SO_SNDTIMEO})
+        ASSERT_EQ(setsockopt(one, SOL_SOCKET, option, reinterpret_cast<const char*>(&patience),
+                             sizeof patience),
+                  0);
+    // Closes the socket if nothing else ends the wait, and so makes the test fail.
+    std::promise<void> done;
+    std::thread guard(
+        [&, one = one]
+        {
+            if (done.get_future().wait_for(std::chrono::seconds(20)) != std::future_status::ready)
+                closesocket(one);
+        });
+    {
+        const PeriodicSignal signal;
+        const auto began = std::chrono::steady_clock::now();
+        char byte = 0;
+        EXPECT_EQ(error_of(recv(one, &byte, 1, 0)), WSAETIMEDOUT);
+        EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(patience));
+        const std::string much(size_t{64} << 20, 'x');
+        int sent = 0; // the system may give the other side's buffer more room a few times
+        for (int each = 1; each > 0; sent += std::max(each, 0))
+            each = send(one, much.data(), static_cast<int>(much.size()), 0);
+        EXPECT_EQ(WSAGetLastError(), WSAETIMEDOUT);
+        EXPECT_GT(sent, 0) << "what went before the time-out";
+    }
+    done.set_value();
+    guard.join();
+}
+
+TEST_F(Wsock32, AConnectAfterANonBlockingOneHasEndedFindsItConnected)
+{
+    const SOCKET listener = listening();
+    SOCKADDR_IN to = name_of(listener);
+    opened.push_back(socket(AF_INET, SOCK_STREAM, 0));
+    u_long non_blocking = 1;
+    ASSERT_EQ(ioctlsocket(opened.back(), FIONBIO, &non_blocking), 0);
+    ASSERT_EQ(error_of(connect(opened.back(), generic(to), sizeof to)), WSAEWOULDBLOCK);
+    FD_SET writable = {1, {opened.back()}};
+    ASSERT_EQ(select(0, nullptr, &writable, nullptr, nullptr), 1);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(error_of(connect(opened.back(), generic(to), sizeof to)), WSAEISCONN);
 }
 
 TEST_F(Wsock32, LookUpsTellWhyTheyFailedAndGiveEachThreadItsRecord)

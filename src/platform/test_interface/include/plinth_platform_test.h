@@ -77,6 +77,9 @@ extern "C"
     // Takes away all faults, shifts and the kernel root, stops counting.
     PLINTH_PLATFORM_API void PlinthTestReset(void);
 
+    // How many handles of the stand-in are open in this process.
+    PLINTH_PLATFORM_API unsigned PlinthTestHandles(void);
+
     // The folder of this process's shared named objects, UTF-8; the text lives as long as the
     // process.
     PLINTH_PLATFORM_API const char* PlinthTestSharedFolder(void);

@@ -1,0 +1,163 @@
+// Allocations of the library that fail, for the worker of the sweep.
+//
+// Counts the calls of operator new that the library's own code makes, and lets some fail. What the
+// session and the worker allocate for themselves never fails.
+//
+// Only one file of a program may include this: it replaces the operators, and the C++ library's
+// function by which a handler takes an exception. The latter tells who took the exception of an
+// allocation of the stand-in: only the stand-in may, since none leaves it.
+#pragma once
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include <dlfcn.h>
+#include <execinfo.h>
+
+namespace failing_memory
+{
+
+inline std::atomic<bool> g_counts{false};
+inline std::atomic<unsigned> g_calls{0};
+inline std::atomic<unsigned> g_first{0}; // the call that fails; 0: none
+inline std::atomic<bool> g_stays{false}; // and all after it
+inline std::atomic<const char*> g_met{nullptr};
+inline std::atomic<const char*> g_left{nullptr}; // who took an exception of the stand-in
+inline thread_local bool t_of_platform = false;  // the exception under way
+inline thread_local bool t_looks = false;
+
+constexpr const char* of_platform = "operator new of the stand-in";
+
+inline const char* module_of(void* address)
+{
+    Dl_info info;
+    return dladdr(address, &info) && info.dli_fname ? info.dli_fname : "";
+}
+
+inline bool is_platform(const char* module)
+{
+    return std::strstr(module, "libplinth_platform") || std::strstr(module, "libplinth_desktop");
+}
+
+// Null for an allocation that isn't the library's. Templates of the C++ library that have been
+// compiled into its own file allocate for whoever called them.
+inline const char* owner(void* caller)
+{
+    void* frames[16] = {caller};
+    int count = 1;
+    if (std::strstr(module_of(caller), "libstdc++"))
+        count = backtrace(frames, 16);
+    for (int i = 0; i < count; ++i)
+    {
+        const char* const module = module_of(frames[i]);
+        if (is_platform(module))
+            return of_platform;
+        if (std::strstr(module, "libplinth_w32"))
+            return "operator new of the library";
+        if (std::strstr(module, "plinth_fault_session"))
+            return nullptr;
+    }
+    return nullptr;
+}
+
+inline bool fails(void* caller)
+{
+    if (!g_counts.load(std::memory_order_relaxed) || t_looks)
+        return false;
+    t_looks = true; // backtrace() may allocate
+    const char* const who = owner(caller);
+    t_looks = false;
+    if (!who)
+        return false;
+    const unsigned call = ++g_calls;
+    const unsigned first = g_first;
+    if (first == 0 || call < first || (call > first && !g_stays))
+        return false;
+    const char* none = nullptr;
+    g_met.compare_exchange_strong(none, who);
+    t_of_platform = who == of_platform;
+    if (std::getenv("PLINTH_SWEEP_TELLS_WHERE"))
+    {
+        void* frames[32];
+        backtrace_symbols_fd(frames, backtrace(frames, 32), 1);
+    }
+    return true;
+}
+
+// Begins anew. first 0: only counts.
+inline void arm(unsigned first, bool stays)
+{
+    void* unused[1];
+    backtrace(unused, 1); // loads what it needs
+    g_calls = 0;
+    g_first = first;
+    g_stays = stays;
+    g_counts = true;
+}
+
+inline void disarm()
+{
+    g_counts = false;
+}
+
+} // namespace failing_memory
+
+void* operator new(size_t size, const std::nothrow_t&) noexcept
+{
+    if (failing_memory::fails(__builtin_return_address(0)))
+    {
+        failing_memory::t_of_platform = false; // nothing is thrown
+        return nullptr;
+    }
+    return std::malloc(size);
+}
+
+void* operator new(size_t size)
+{
+    if (!failing_memory::fails(__builtin_return_address(0)))
+        if (void* const memory = std::malloc(size))
+            return memory;
+    throw std::bad_alloc();
+}
+
+// The array forms of the C++ library would hide the caller.
+void* operator new[](size_t size) __attribute__((alias("_Znwm")));
+void* operator new[](size_t size, const std::nothrow_t&) noexcept
+    __attribute__((alias("_ZnwmRKSt9nothrow_t")));
+
+__attribute__((noinline)) void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+__attribute__((noinline)) void operator delete(void* memory, size_t) noexcept
+{
+    std::free(memory);
+}
+__attribute__((noinline)) void operator delete[](void* memory) noexcept
+{
+    std::free(memory);
+}
+__attribute__((noinline)) void operator delete[](void* memory, size_t) noexcept
+{
+    std::free(memory);
+}
+
+extern "C" __attribute__((visibility("default"))) void* __cxa_begin_catch(void* exception) noexcept
+{
+    using Begin = void* (*)(void*);
+    static const auto begin = reinterpret_cast<Begin>(dlsym(RTLD_NEXT, "__cxa_begin_catch"));
+    if (failing_memory::t_of_platform)
+    {
+        const char* const module = failing_memory::module_of(__builtin_return_address(0));
+        if (!std::strstr(module, "libstdc++")) // which throws it again
+        {
+            failing_memory::t_of_platform = false;
+            if (!failing_memory::is_platform(module))
+                failing_memory::g_left = module;
+        }
+    }
+    return begin(exception);
+}
