@@ -50,6 +50,7 @@ class Hammer
 public:
     explicit Hammer(const test::Family& family)
     {
+        int started = 0;
         for (std::jthread& each : m_threads)
         {
             if (family.alone && &each != m_threads)
@@ -57,13 +58,18 @@ public:
             each = std::jthread(
                 [&](const std::stop_token& stop)
                 {
+                    ++m_begun;
                     while (!stop.stop_requested())
                         test::run_round(family);
                 });
+            ++started;
         }
+        while (m_begun < started) // a thread that starts allocates outside the rounds
+            std::this_thread::yield();
     }
 
 private:
+    std::atomic<int> m_begun{0};
     std::jthread m_threads[2];
 };
 
