@@ -61,12 +61,26 @@ DWORD ModuleFile::fetch(const pe::Bytes& bytes)
     return bytes.size() ? m_image.read(offset, bytes.size()) : 0;
 }
 
+namespace
+{
+
+// False if no module is loaded there any more.
+bool open_loaded(uintptr_t base, int& fd)
+{
+    LoadedModule loaded;
+    if (!module_at(base, loaded) || loaded.base != base)
+        return false;
+    fd = open_image_file(loaded);
+    return true;
+}
+
+} // namespace
+
 // The program's path stands for the file that runs, whatever has that path now.
 int Module::open_descriptor() const
 {
-    LoadedModule loaded;
-    if (m_base && module_at(m_base, loaded) && loaded.base == m_base)
-        return open_image_file(loaded);
+    if (int fd = -1; m_base && open_loaded(m_base, fd))
+        return fd;
     const bool program = m_path == program_path();
     // A pipe without a writer would hold an ordinary open up.
     return sys::open(program ? program_link : m_path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
