@@ -5,14 +5,15 @@
 //     plinth_fault_worker SECONDS any NTH COUNT ERRNO           see PlinthTestFailAny
 //     plinth_fault_worker SECONDS fail NAME NTH COUNT ERROR     PlinthTestFail
 //     plinth_fault_worker SECONDS shorten NAME NTH COUNT BYTES  PlinthTestShorten
-//     plinth_fault_worker SECONDS memory NTH COUNT              the library's NTH operator new; with
+//     plinth_fault_worker SECONDS memory NTH COUNT              the library's NTH operator new;
+//     with
 //                                                               a COUNT of 0 all from it on
 //
 // It is run under plinth_test_launcher, by fault_sweep.py, and tells it in lines on its standard
-// output: "calls N", "allocations N" and "operation NAME COUNT" (in the run without a fault), "met NAME" (where the
-// fault came), "finding TEXT", "descriptor TARGET" and "file NAME" (what is open, and what lies in
-// the folder of the machine, at the end), "done". One that takes longer than the seconds ends by a
-// signal.
+// output: "calls N", "allocations N" and "operation NAME COUNT" (in the run without a fault), "met
+// NAME" (where the fault came), "finding TEXT", "descriptor TARGET" and "file NAME" (what is open,
+// and what lies in the folder of the machine, at the end), "done". One that takes longer than the
+// seconds ends by a signal.
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>

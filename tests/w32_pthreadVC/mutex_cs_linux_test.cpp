@@ -30,7 +30,7 @@ extern "C" int pthread_mutex_trylock(pthread_mutex_t* mutex) noexcept
 {
     if (void (*const before)() = std::exchange(g_before_trying, nullptr))
         before();
-    static const auto real = reinterpret_cast<int (*)(pthread_mutex_t*)>(
-        dlsym(RTLD_NEXT, "pthread_mutex_trylock"));
+    static const auto real =
+        reinterpret_cast<int (*)(pthread_mutex_t*)>(dlsym(RTLD_NEXT, "pthread_mutex_trylock"));
     return real(mutex);
 }

@@ -49,7 +49,8 @@ public:
             return offset == other.offset && length == other.length;
         }
     };
-    // Guards m_file and m_ranges, of all files, so that a fork finds it; no other lock is taken under it.
+    // Guards m_file and m_ranges, of all files, so that a fork finds it; no other lock is taken
+    // under it.
     static inline std::mutex m_lock;
     ClaimedFile m_file;
     std::vector<Range> m_ranges; // what LockFile locked through this handle

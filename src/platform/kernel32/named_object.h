@@ -56,7 +56,7 @@ private:
     bool is_still_named() const;
 
     mutable OwnDescriptor m_file; // opened anew when the program has closed it
-    uint32_t m_forks = 0; // fork_count() of the process that holds the object by it
+    uint32_t m_forks = 0;         // fork_count() of the process that holds the object by it
     bool m_existed = false;
     size_t m_size = 0;
     std::string m_path;

@@ -14,9 +14,9 @@ namespace
 
 enum class Form
 {
-    number,       // a 32-bit number or truth value
-    buffer_size,  // a number that the kernel doubles for its own needs
-    patience,     // a time-out, kept by the object; ms, 0 for none
+    number,      // a 32-bit number or truth value
+    buffer_size, // a number that the kernel doubles for its own needs
+    patience,    // a time-out, kept by the object; ms, 0 for none
     linger,
     no_linger, // a truth value: linger turned off
     error,     // the socket's pending error

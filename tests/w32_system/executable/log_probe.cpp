@@ -1,7 +1,8 @@
 // Logs a line and prints the native path of its log. What it has for resources: CMakeLists.txt.
 //
 //     log_probe lock FILE     closes the log, prints a dot, and goes on when it can lock the file
-//     log_probe run COMMAND   runs the command, begins a new log, asserts with stack lines and prints
+//     log_probe run COMMAND   runs the command, begins a new log, asserts with stack lines and
+//     prints
 //                             its own path too
 #include <cstdio>
 #include <cstdlib>

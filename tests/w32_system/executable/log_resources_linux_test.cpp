@@ -164,8 +164,8 @@ TEST(LogResources, AndStackLinesAreThoseOfTheRunningFiles)
         std::filesystem::copy_file(PLINTH_LOG_PROBES "511", folder + "/probe");
         std::filesystem::copy_file(PLINTH_LOG_PROBES "512", folder + "/new");
         std::filesystem::copy_file(library.dli_fname, folder + "/library");
-        const std::string output =
-            test::output_of("cd " + folder + " && LD_PRELOAD=$PWD/library ./probe run '" + fate + "'");
+        const std::string output = test::output_of(
+            "cd " + folder + " && LD_PRELOAD=$PWD/library ./probe run '" + fate + "'");
         const size_t end = output.find('\n');
         EXPECT_EQ(output.substr(0, end), folder + "/probe");
         const std::string log = output.substr(end + 1);
@@ -173,8 +173,8 @@ TEST(LogResources, AndStackLinesAreThoseOfTheRunningFiles)
         std::string report = test::read_file(log);
         EXPECT_TRUE(report.starts_with("\xFF\xFE"));
         std::erase(report, '\0');
-        EXPECT_TRUE(
-            std::regex_search(report, std::regex("Last Error[^\n]*\\s*0x[^\n]*probe: .*run_and_assert")))
+        EXPECT_TRUE(std::regex_search(
+            report, std::regex("Last Error[^\n]*\\s*0x[^\n]*probe: .*run_and_assert")))
             << report;
         std::filesystem::remove(log);
     }
