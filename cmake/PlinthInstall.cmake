@@ -40,6 +40,11 @@ if(TARGET plinth-trace AND NOT WIN32)
   install(FILES docs/man/plinth-trace.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 endif()
 
+if(TARGET plinth_wide)
+  install(TARGETS plinth_wide EXPORT plinth_w32_system_targets ARCHIVE COMPONENT development)
+  install(FILES ${PROJECT_BINARY_DIR}/plinth_wide.map
+          DESTINATION ${CMAKE_INSTALL_LIBDIR}/plinth COMPONENT development)
+endif()
 install(TARGETS ${libraries} EXPORT plinth_w32_system_targets
   RUNTIME COMPONENT runtime
   LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
