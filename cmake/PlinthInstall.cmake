@@ -76,7 +76,7 @@ install(DIRECTORY src/w32_system/plinth_w32_system DESTINATION ${header_folder}
   COMPONENT development FILES_MATCHING PATTERN "*.h")
 if(TARGET plinth_platform)
   install(DIRECTORY src/platform/include/ DESTINATION ${header_folder}/platform
-    COMPONENT development FILES_MATCHING PATTERN "*.h")
+    COMPONENT development FILES_MATCHING PATTERN "*.h" PATTERN "regex")
 endif()
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/plinth_w32_system)

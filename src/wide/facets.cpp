@@ -590,6 +590,11 @@ namespace std
         return true;                                                                               \
     }
 PLINTH_FACETS(PLINTH_FIND)
+// The regular expressions ask so. See the stand-in's <regex>.
+template <> const ctype<wchar_t>& use_facet<const ctype<wchar_t>>(const locale& where)
+{
+    return use_facet<ctype<wchar_t>>(where);
+}
 #if _GLIBCXX_RELEASE >= 13
 #define PLINTH_TRY(...)                                                                            \
     template <> const __VA_ARGS__* __try_use_facet<__VA_ARGS__>(const locale& where) noexcept      \

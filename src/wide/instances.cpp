@@ -1,6 +1,8 @@
 // The C++ library's templates over wide text, made with 16 bits. Its headers say that they are
 // somewhere else; these take that place.
+#include <complex>
 #include <fstream>
+#include <iomanip>
 #include <istream>
 #include <locale>
 #include <ostream>
@@ -56,6 +58,22 @@ template wostream& wostream::_M_insert(unsigned long long);
 template wostream& wostream::_M_insert(double);
 template wostream& wostream::_M_insert(long double);
 template wostream& wostream::_M_insert(const void*);
+
+#define PLINTH_MANIPULATOR(type)                                                                   \
+    template wostream& operator<<(wostream&, type);                                                \
+    template wistream& operator>>(wistream&, type);
+PLINTH_MANIPULATOR(_Setfill<wchar_t>)
+PLINTH_MANIPULATOR(_Setiosflags)
+PLINTH_MANIPULATOR(_Resetiosflags)
+PLINTH_MANIPULATOR(_Setbase)
+PLINTH_MANIPULATOR(_Setprecision)
+PLINTH_MANIPULATOR(_Setw)
+#define PLINTH_COMPLEX(type)                                                                       \
+    template wostream& operator<<(wostream&, const complex<type>&);                                \
+    template wistream& operator>>(wistream&, complex<type>&);
+PLINTH_COMPLEX(float)
+PLINTH_COMPLEX(double)
+PLINTH_COMPLEX(long double)
 
 template class basic_iostream<wchar_t>;
 template class basic_stringbuf<wchar_t>;

@@ -15,6 +15,7 @@ template wstring operator+(const wchar_t*, const wstring&);
 template wstring operator+(wchar_t, const wstring&);
 template wstring operator+(const wstring&, const wstring&);
 
+template wistream& operator>>(wistream&, wchar_t*);
 template class basic_stringbuf<wchar_t>;
 template class basic_istringstream<wchar_t>;
 template class basic_ostringstream<wchar_t>;
