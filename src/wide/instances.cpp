@@ -29,6 +29,7 @@ template <> streamsize __copy_streambufs_eof(wstreambuf* from, wstreambuf* to, b
     return count;
 }
 
+template class allocator<wchar_t>;
 template class basic_string<wchar_t>;
 template wistream& operator>>(wistream&, wstring&);
 template wostream& operator<<(wostream&, const wstring&);
