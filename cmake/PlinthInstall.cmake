@@ -89,6 +89,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/plinth_w32_systemConfigVe
   COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/plinth_w32_systemConfig.cmake
   ${PROJECT_BINARY_DIR}/plinth_w32_systemConfigVersion.cmake cmake/PlinthResources.cmake
+  cmake/PlinthWideText.cmake cmake/plinth_check_wide_text.cmake
   DESTINATION ${package_folder} COMPONENT development)
 
 if(TARGET plinth_platform)

@@ -34,17 +34,20 @@ protected:
     }
     int sync() override { return std::fflush(m_stream); }
 
-    // One unit is kept here while it has only been looked at: half of a character can't be put
-    // back.
+    // What has only been looked at goes back, so that others who read the stream have it too. Half
+    // of a character can't, and is kept here.
     int_type underflow() override
     {
-        if (m_next == WEOF)
-            m_next = read_unit(m_stream);
-        return m_next;
+        if (m_next != WEOF)
+            return m_next;
+        const int_type unit = read_unit(m_stream);
+        if (unit != WEOF && unread_unit(m_stream, unit) == WEOF)
+            m_next = unit;
+        return unit;
     }
     int_type uflow() override
     {
-        m_last = underflow();
+        m_last = m_next != WEOF ? m_next : read_unit(m_stream);
         m_next = WEOF;
         return m_last;
     }
