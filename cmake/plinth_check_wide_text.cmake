@@ -23,7 +23,7 @@ if(all MATCHES "[0-9a-f]+ T _ZNSt6locale7classicEv\n")
   list(APPEND faults "it has the C++ library in it (-static-libstdc++), whose own wide text has 32 bits. Link the shared one.")
 endif()
 if(all MATCHES "[0-9a-f]+ [Tt] ((__isoc[0-9]+_)?v?f?wscanf|open_wmemstream)\n")
-  list(APPEND faults "it calls ${CMAKE_MATCH_1}, which has no 16-bit form. Read a line with fgetws and take it apart with swscanf, or use std::wostringstream.")
+  list(APPEND faults "it calls a function of the family of wscanf, or open_wmemstream, which have no 16-bit form. Read a line with fgetws and take it apart with swscanf, or use std::wostringstream.")
 endif()
 
 foreach(archive IN LISTS ARCHIVES)

@@ -70,7 +70,7 @@ class Wide(unittest.TestCase):
                     words[found.group(1)] = found.group(2)
         cls.compile_flags = words["Cflags"].split()
         cls.link_flags = words["Libs"].split() + [f"-Wl,-rpath,{library}"]
-        cls.map = words["map"]
+        cls.prefix = prefix
 
     @classmethod
     def tearDownClass(cls):
@@ -143,3 +143,18 @@ class Wide(unittest.TestCase):
             with self.subTest(compiler=compiler):
                 needs_program(compiler[0], compiler[0].replace("clang++", "clang"))
                 self.three(*compiler)
+
+    def test_what_mixes_two_widths_is_refused_by_name(self):
+        build = os.path.join(self.folder, "refused")
+        configure = [CMAKE, "-G", "Ninja", "-S", source("refused"), "-B", build,
+                     f"-DCMAKE_PREFIX_PATH={self.prefix}", f"-DCMAKE_CXX_FLAGS={' '.join(FLAGS)}"]
+        self.assertIn("-static-libstdc++", call(*configure, "-DWITH_STATIC=ON").stdout)
+        run(*configure, "-DWITH_STATIC=OFF")
+        run(CMAKE, "--build", build, "--target", "good")
+        run(os.path.join(build, "good"))
+        for target, remedy in (("archive", r"libforeign_static\.a \(third.*-fshort-wchar"),
+                               ("script", r"basic_stringIw.*plinth_wide\.map"),
+                               ("scan", r"wscanf.*swscanf")):
+            result = call(CMAKE, "--build", build, "--target", target)
+            self.assertNotEqual(result.returncode, 0, target)
+            self.assertRegex(result.stdout, remedy)
