@@ -40,6 +40,11 @@ if(TARGET plinth-trace AND NOT WIN32)
   install(FILES docs/man/plinth-trace.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 endif()
 
+if(TARGET plinth_wide)
+  install(TARGETS plinth_wide EXPORT plinth_w32_system_targets ARCHIVE COMPONENT development)
+  install(FILES ${PROJECT_BINARY_DIR}/plinth_wide.map
+          DESTINATION ${CMAKE_INSTALL_LIBDIR}/plinth COMPONENT development)
+endif()
 install(TARGETS ${libraries} EXPORT plinth_w32_system_targets
   RUNTIME COMPONENT runtime
   LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
@@ -71,7 +76,7 @@ install(DIRECTORY src/w32_system/plinth_w32_system DESTINATION ${header_folder}
   COMPONENT development FILES_MATCHING PATTERN "*.h")
 if(TARGET plinth_platform)
   install(DIRECTORY src/platform/include/ DESTINATION ${header_folder}/platform
-    COMPONENT development FILES_MATCHING PATTERN "*.h")
+    COMPONENT development FILES_MATCHING PATTERN "*.h" PATTERN "regex")
 endif()
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/plinth_w32_system)
@@ -84,6 +89,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/plinth_w32_systemConfigVe
   COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/plinth_w32_systemConfig.cmake
   ${PROJECT_BINARY_DIR}/plinth_w32_systemConfigVersion.cmake cmake/PlinthResources.cmake
+  cmake/PlinthWideText.cmake cmake/plinth_check_wide_text.cmake
   DESTINATION ${package_folder} COMPONENT development)
 
 if(TARGET plinth_platform)

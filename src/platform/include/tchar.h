@@ -89,6 +89,8 @@ extern "C"
                                         va_list arguments);
     PLINTH_CRT int plinth_crt_snprintf(char* buffer, size_t count, const char* format, ...);
     PLINTH_CRT int plinth_crt_swscanf(const wchar_t* text, const wchar_t* format, ...);
+    PLINTH_CRT int plinth_crt_vswscanf(const wchar_t* text, const wchar_t* format,
+                                       va_list arguments);
 
     // Paths, files, time, random numbers.
     PLINTH_CRT void plinth_crt_wsplitpath(const wchar_t* path, wchar_t* drive, wchar_t* directory,
@@ -152,6 +154,7 @@ extern "C"
 #define _vsnprintf plinth_crt_vsnprintf
 #define _snprintf plinth_crt_snprintf
 #define swscanf plinth_crt_swscanf
+#define vswscanf plinth_crt_vswscanf
 #define _wsplitpath plinth_crt_wsplitpath
 #define _waccess plinth_crt_waccess
 #define _wfopen plinth_crt_wfopen

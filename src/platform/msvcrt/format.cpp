@@ -22,7 +22,8 @@ enum class Size : unsigned char
     half,      // h: 16 bits, or a narrow text
     word,      // l, w: 32 bits, or a wide text
     quad,      // ll, I64, j
-    native     // I, z, t: of the size of a pointer
+    native,    // I, z, t: of the size of a pointer
+    extended   // L: a long double, which has 80 bits here
 };
 
 struct Conversion
@@ -143,7 +144,7 @@ template <class Char> Size take_size(const Char*& at)
         return Size::native;
     case 'L':
         ++at;
-        return Size::none; // long double is double on the system
+        return Size::extended;
     case 'I':
         if (at[1] == '6' && at[2] == '4')
         {
@@ -337,7 +338,10 @@ template <class Char> void put_integer(Sink<Char>& sink, Conversion how, Argumen
 
 template <class Char> void put_float(Sink<Char>& sink, const Conversion& how, Arguments& arguments)
 {
-    const double value = va_arg(arguments.list, double);
+    // A long double is shown with the digits of a double, which it is on the system.
+    const double value = how.size == Size::extended
+                             ? static_cast<double>(va_arg(arguments.list, long double))
+                             : va_arg(arguments.list, double);
     FloatText digits;
     form_float(value, how.letter, how.precision, how.alternate, digits);
     char prefix[3];

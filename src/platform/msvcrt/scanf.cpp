@@ -19,7 +19,8 @@ enum class Size : unsigned char
     half_half, // 8 bits
     half,      // 16 bits, or a narrow text
     word,      // l: 32 bits, a double, or a wide text
-    quad       // 64 bits, or a double
+    quad,      // 64 bits, or a double
+    extended   // L: a long double, which has 80 bits here
 };
 
 struct Directive
@@ -53,9 +54,11 @@ Size take_size(const wchar_t*& at)
         ++at;
         return Size::quad;
     case L'w':
-    case L'L': // a long double is a double on the system
         ++at;
         return Size::word;
+    case L'L':
+        ++at;
+        return Size::extended;
     case L'I':
         if (at[1] == L'3' && at[2] == L'2')
         {
@@ -211,6 +214,7 @@ private:
             *va_arg(m_arguments, uint16_t*) = static_cast<uint16_t>(value);
             break;
         case Size::quad:
+        case Size::extended:
             *va_arg(m_arguments, uint64_t*) = value;
             break;
         default:
@@ -230,7 +234,9 @@ private:
         m_text += length;
         if (directive.skip)
             return true;
-        if (directive.size == Size::word || directive.size == Size::quad)
+        if (directive.size == Size::extended)
+            *va_arg(m_arguments, long double*) = value;
+        else if (directive.size == Size::word || directive.size == Size::quad)
             *va_arg(m_arguments, double*) = value;
         else
             *va_arg(m_arguments, float*) = static_cast<float>(value);
@@ -310,12 +316,17 @@ private:
 
 } // namespace
 
+extern "C" int plinth_crt_vswscanf(const wchar_t* text, const wchar_t* format, va_list arguments)
+{
+    Scanner scanner(text, arguments);
+    return scanner.run(format);
+}
+
 extern "C" int plinth_crt_swscanf(const wchar_t* text, const wchar_t* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    Scanner scanner(text, arguments);
-    const int stored = scanner.run(format);
+    const int stored = plinth_crt_vswscanf(text, format, arguments);
     va_end(arguments);
     return stored;
 }

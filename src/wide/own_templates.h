@@ -1,0 +1,8 @@
+// Included first: the C++ library's headers then declare no template as made elsewhere, so that
+// those that they would declare so can be specialised.
+#pragma once
+
+#include <bits/c++config.h>
+
+#undef _GLIBCXX_EXTERN_TEMPLATE
+#define _GLIBCXX_EXTERN_TEMPLATE 0

@@ -1,0 +1,9 @@
+// A library of others, whose wchar_t has 32 bits. It knows nothing of ours.
+#include "work.h"
+
+static_assert(sizeof(wchar_t) == 4);
+
+extern "C" std::size_t third(int count)
+{
+    return work(count);
+}
