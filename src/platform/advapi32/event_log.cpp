@@ -9,6 +9,7 @@
 
 #include "kernel32/handle_table.h"
 #include "system/calls.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "system/text.h"
@@ -80,9 +81,9 @@ extern "C" HANDLE RegisterEventSourceW(LPCWSTR server, LPCWSTR source)
         {
             return insert_handle(new EventSource(to_utf8(source)));
         }
-        catch (const std::bad_alloc&)
+        catch (const std::exception& exception)
         {
-            fail_with(ERROR_NOT_ENOUGH_MEMORY);
+            failed_by(exception, FALSE);
         }
     return nullptr;
 }
@@ -103,9 +104,9 @@ extern "C" BOOL ReportEventW(HANDLE log, WORD type, WORD, DWORD event, PSID, WOR
         const std::string message = message_of(source->name(), event, strings, texts);
         return sys::syslog(priority_of(type), message.c_str()) == 0 ? TRUE : fail_errno(errno);
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }
 

@@ -8,8 +8,10 @@
 #include <vector>
 
 #include "hive_store.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/fork.h"
+#include "system/immortal.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -42,8 +44,8 @@ struct KeyTable
 
 KeyTable& key_table()
 {
-    static KeyTable& only = *new KeyTable;
-    return only;
+    static Immortal<KeyTable> only;
+    return *only;
 }
 
 std::mutex& keys_lock()
@@ -272,6 +274,7 @@ extern "C" LONG RegCreateKeyW(HKEY key, LPCWSTR path, PHKEY result)
 }
 
 extern "C" LONG RegCloseKey(HKEY key)
+try
 {
     OpenKey root;
     if (root_key(key, root))
@@ -283,6 +286,10 @@ extern "C" LONG RegCloseKey(HKEY key)
     slot->used = false;
     slot->key = {};
     return ERROR_SUCCESS;
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, LONG{ERROR_NOT_ENOUGH_MEMORY});
 }
 
 extern "C" LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD, LPDWORD type, LPBYTE data,

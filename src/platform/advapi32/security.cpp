@@ -11,6 +11,7 @@
 #include <aclapi.h>
 
 #include "access_list.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "system/text.h"
@@ -47,6 +48,7 @@ bool user_number(const std::string& name, uid_t& number)
 } // namespace
 
 extern "C" BOOL GetUserNameW(LPWSTR buffer, LPDWORD size)
+try
 {
     int error = 0;
     if (api_fault("GetUserNameW", error))
@@ -59,9 +61,14 @@ extern "C" BOOL GetUserNameW(LPWSTR buffer, LPDWORD size)
     *size = fits ? result + 1 : result;
     return fits ? TRUE : fail_with(ERROR_INSUFFICIENT_BUFFER);
 }
+catch (const std::exception& exception)
+{
+    return failed_by(exception, FALSE);
+}
 
 extern "C" BOOL LookupAccountNameW(LPCWSTR, LPCWSTR account, PSID sid, LPDWORD sidSize,
                                    LPWSTR domain, LPDWORD domainSize, PSID_NAME_USE use)
+try
 {
     int error = 0;
     if (api_fault("LookupAccountNameW", error))
@@ -86,6 +93,10 @@ extern "C" BOOL LookupAccountNameW(LPCWSTR, LPCWSTR account, PSID sid, LPDWORD s
     *domainSize = copy_to_caller(host, domain, *domainSize);
     *use = SidTypeUser;
     return TRUE;
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, FALSE);
 }
 
 extern "C" BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision)

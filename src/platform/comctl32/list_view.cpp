@@ -9,6 +9,7 @@
 #include "list_desktop.h"
 #include "list_model.h"
 #include "list_parcel.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "system/text.h"
@@ -221,9 +222,9 @@ try
     found->control = std::move(model);
     return true;
 }
-catch (const std::bad_alloc&)
+catch (const std::exception& exception)
 {
-    return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+    return failed_by(exception, FALSE);
 }
 
 RECT label_place(HWND list, size_t row)

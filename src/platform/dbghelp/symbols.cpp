@@ -17,6 +17,7 @@
 #include "libdw.h"
 #include "system/calls.h"
 #include "system/descriptor.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/fork.h"
 #include "system/last_error.h"
@@ -200,10 +201,9 @@ template <class Call> auto guarded(const char* name, Call call) -> decltype(call
     {
         return call();
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        fail_with(ERROR_NOT_ENOUGH_MEMORY);
-        return {};
+        return failed_by(exception, decltype(call()){});
     }
 }
 
@@ -347,13 +347,23 @@ BOOL line_at(HANDLE process, DWORD64 address, LPDWORD displacement, PIMAGEHLP_LI
 } // namespace
 
 extern "C" DWORD SymSetOptions(DWORD options)
+try
 {
     return engine().options = options;
 }
+catch (const std::exception& exception)
+{
+    return failed_by(exception, DWORD{0});
+}
 
 extern "C" DWORD SymGetOptions(void)
+try
 {
     return engine().options;
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, DWORD{0});
 }
 
 extern "C" BOOL SymInitialize(HANDLE process, LPCSTR searchPath, BOOL invade)

@@ -11,6 +11,7 @@
 
 #include "system/bus.h"
 #include "system/calls.h"
+#include "system/exception_guard.h"
 #include "system/fork.h"
 #include "system/last_error.h"
 #include "system/text.h"
@@ -179,8 +180,8 @@ extern "C" EXECUTION_STATE SetThreadExecutionState(EXECUTION_STATE state)
         // Without ES_CONTINUOUS it only starts the idle time anew, which nothing here counts.
         return (state & ES_CONTINUOUS) ? t_state.set(state) : t_state.get();
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return static_cast<EXECUTION_STATE>(fail_with(ERROR_NOT_ENOUGH_MEMORY));
+        return failed_by(exception, EXECUTION_STATE{});
     }
 }

@@ -3,6 +3,7 @@
 #include <new>
 #include <string>
 
+#include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -39,8 +40,8 @@ extern "C" int CompareStringA(LCID, DWORD flags, LPCSTR first, int firstLength, 
             units_of(first, firstLength, folds).compare(units_of(second, secondLength, folds));
         return order < 0 ? CSTR_LESS_THAN : order > 0 ? CSTR_GREATER_THAN : CSTR_EQUAL;
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }

@@ -19,6 +19,7 @@
 #include "share_modes.h"
 #include "system/calls.h"
 #include "system/descriptor.h"
+#include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "windows.h"
 
@@ -214,13 +215,14 @@ extern "C" BOOL CopyFileW(LPCWSTR source, LPCWSTR target, BOOL failIfExists)
         const DWORD error = copy_file(from, to, failIfExists != 0);
         return error == 0 ? TRUE : fail_with(error);
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }
 
 extern "C" BOOL MoveFileExW(LPCWSTR source, LPCWSTR target, DWORD flags)
+try
 {
     const NativePath from(source);
     if (!from.ok())
@@ -233,6 +235,10 @@ extern "C" BOOL MoveFileExW(LPCWSTR source, LPCWSTR target, DWORD flags)
         return from.fail(errno);
     return (flags & MOVEFILE_REPLACE_EXISTING) != 0 ? move_replacing(from, to)
                                                     : move_without_replacing(from, to);
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, FALSE);
 }
 
 extern "C" BOOL DeleteFileW(LPCWSTR path)

@@ -9,6 +9,7 @@
 #include "file_status.h"
 #include "path.h"
 #include "share_modes.h"
+#include "system/exception_guard.h"
 #include "system/text.h"
 #include "windows.h"
 
@@ -148,6 +149,7 @@ DWORD admit(ClaimedFile& file, const char* path, struct stat& found, bool create
 
 extern "C" HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share,
                               LPSECURITY_ATTRIBUTES security, DWORD disposition, DWORD, HANDLE)
+try
 {
     Wish wish;
     if (!read_wish(access, disposition, security, wish))
@@ -191,6 +193,10 @@ extern "C" HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share,
         !created && (disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS);
     fail_with(opened_old ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
     return handle;
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, INVALID_HANDLE_VALUE);
 }
 
 // The path is UTF-8, the active code page.

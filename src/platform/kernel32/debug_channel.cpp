@@ -11,6 +11,7 @@
 #include "system/clock.h"
 #include "system/descriptor.h"
 #include "system/environment.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/fork.h"
 #include "system/standard_error.h"
@@ -386,6 +387,7 @@ void debug_channel_listener_went()
 using namespace platform;
 
 extern "C" void OutputDebugStringA(LPCSTR text)
+try
 {
     const ErrorKeeper keeper;
     if (!text || (!mirrors_to_stderr() && !open_channel()))
@@ -401,8 +403,13 @@ extern "C" void OutputDebugStringA(LPCSTR text)
     }
     put_out(text, length);
 }
+catch (const std::exception& exception)
+{
+    failed_by(exception, FALSE); // the text is lost
+}
 
 extern "C" void OutputDebugStringW(LPCWSTR text)
+try
 {
     const ErrorKeeper keeper;
     if (!text || (!mirrors_to_stderr() && !open_channel()))
@@ -414,9 +421,18 @@ extern "C" void OutputDebugStringW(LPCWSTR text)
     utf8_from_wide(text, units, bytes, text_limit - 1, &length);
     put_out(bytes, length);
 }
+catch (const std::exception& exception)
+{
+    failed_by(exception, FALSE); // the text is lost
+}
 
 extern "C" DWORD WINAPI PlinthLostDebugTexts(void)
+try
 {
     const ChannelControl* const control = channel_control();
     return control ? control->lost.load(std::memory_order_relaxed) : 0;
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, DWORD{0});
 }

@@ -3,6 +3,7 @@
 
 #include "path.h"
 #include "system/calls.h"
+#include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -38,6 +39,7 @@ extern "C" BOOL RemoveDirectoryW(LPCWSTR path)
 }
 
 extern "C" DWORD GetCurrentDirectoryW(DWORD size, LPWSTR buffer)
+try
 {
     char current[native_path_limit];
     if (!sys::getcwd(current, sizeof current))
@@ -47,11 +49,20 @@ extern "C" DWORD GetCurrentDirectoryW(DWORD size, LPWSTR buffer)
     }
     return copy_to_caller(windows_path(current), buffer, size);
 }
+catch (const std::exception& exception)
+{
+    return failed_by(exception, DWORD{0});
+}
 
 extern "C" BOOL SetCurrentDirectoryW(LPCWSTR path)
+try
 {
     const NativePath native(path);
     if (!native.ok())
         return FALSE;
     return sys::chdir(native.c_str()) == 0 ? TRUE : native.fail(errno);
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, FALSE);
 }

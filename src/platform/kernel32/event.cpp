@@ -6,6 +6,7 @@
 #include "handle_table.h"
 #include "named_object.h"
 #include "system/calls.h"
+#include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "thread.h"
@@ -102,19 +103,30 @@ HANDLE create_event(const char* name, bool manual_reset, bool initial)
 
 extern "C" HANDLE CreateEventA(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState,
                                LPCSTR name)
+try
 {
     return create_event(name, manualReset != 0, initialState != 0);
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, HANDLE{});
 }
 
 extern "C" HANDLE CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState,
                                LPCWSTR name)
+try
 {
     if (!name)
         return create_event(nullptr, manualReset != 0, initialState != 0);
     return create_event(to_utf8(name).c_str(), manualReset != 0, initialState != 0);
 }
+catch (const std::exception& exception)
+{
+    return failed_by(exception, HANDLE{});
+}
 
 extern "C" HANDLE OpenEventA(DWORD, BOOL, LPCSTR name)
+try
 {
     if (!name || !*name)
     {
@@ -130,6 +142,10 @@ extern "C" HANDLE OpenEventA(DWORD, BOOL, LPCSTR name)
         return nullptr;
     }
     return insert_handle(event);
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, HANDLE{});
 }
 
 extern "C" BOOL SetEvent(HANDLE event)

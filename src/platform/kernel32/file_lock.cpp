@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "file_object.h"
+#include "system/exception_guard.h"
 #include "system/fork.h"
 #include "system/fork_count.h"
 #include "windows.h"
@@ -127,9 +128,9 @@ extern "C" BOOL LockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD s
     {
         object->m_ranges.reserve(object->m_ranges.size() + 1);
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
     // An empty range locks nothing; to the kernel a length of 0 would mean everything.
     if (wanted.length != 0 && !lock_range(*object, range))

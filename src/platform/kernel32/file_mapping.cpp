@@ -10,7 +10,9 @@
 #include "file_object.h"
 #include "named_object.h"
 #include "system/calls.h"
+#include "system/exception_guard.h"
 #include "system/fork.h"
+#include "system/immortal.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -120,8 +122,8 @@ struct Views
 
 Views& views()
 {
-    static Views& only = *new Views;
-    return only;
+    static Immortal<Views> only;
+    return *only;
 }
 
 std::mutex& views_lock()
@@ -249,18 +251,28 @@ LPVOID map_view(const MappingObject& mapping, DWORD access, uint64_t offset, uin
 
 extern "C" HANDLE CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES, DWORD protection,
                                      DWORD sizeHigh, DWORD sizeLow, LPCSTR name)
+try
 {
     return create_mapping(file, protection, (static_cast<uint64_t>(sizeHigh) << 32) | sizeLow,
                           name);
 }
+catch (const std::exception& exception)
+{
+    return failed_by(exception, HANDLE{});
+}
 
 extern "C" HANDLE CreateFileMappingW(HANDLE file, LPSECURITY_ATTRIBUTES, DWORD protection,
                                      DWORD sizeHigh, DWORD sizeLow, LPCWSTR name)
+try
 {
     const uint64_t size = (static_cast<uint64_t>(sizeHigh) << 32) | sizeLow;
     if (!name)
         return create_mapping(file, protection, size, nullptr);
     return create_mapping(file, protection, size, to_utf8(name).c_str());
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, HANDLE{});
 }
 
 extern "C" HANDLE OpenFileMappingA(DWORD access, BOOL, LPCSTR name)

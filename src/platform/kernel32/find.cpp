@@ -17,6 +17,7 @@
 #include "handle_table.h"
 #include "path.h"
 #include "system/calls.h"
+#include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -319,10 +320,9 @@ extern "C" HANDLE FindFirstFileW(LPCWSTR pattern, LPWIN32_FIND_DATAW data)
     {
         return start_search(pattern, *data);
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        fail_with(ERROR_NOT_ENOUGH_MEMORY);
-        return INVALID_HANDLE_VALUE;
+        return failed_by(exception, INVALID_HANDLE_VALUE);
     }
 }
 
@@ -335,9 +335,9 @@ extern "C" BOOL FindNextFileW(HANDLE search, LPWIN32_FIND_DATAW data)
     {
         return object->next(*data) ? TRUE : fail_with(ERROR_NO_MORE_FILES);
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }
 

@@ -10,10 +10,10 @@
 #include <atomic>
 #include <mutex>
 #include <new>
-#include <vector>
 
 #include "system/faults.h"
 #include "system/fork.h"
+#include "system/immortal.h"
 #include "system/last_error.h"
 #include "windows.h"
 
@@ -38,25 +38,25 @@ struct Slot
 {
     std::atomic<uint64_t> word{0};
     Object* object = nullptr; // published by the word
+    unsigned next_free = 0;   // the index of the next free slot, plus 1; 0: the last
 };
 
 std::atomic<Slot*> g_chunks[chunk_count];
 
-// The free slots; taken only to open and to close.
+// The free slots, which name each other: closing a handle needs no memory. The lock is taken only
+// to open and to close.
 struct FreeList
 {
     std::mutex lock;
-    std::vector<unsigned> indices;
+    unsigned first = 0; // index plus 1; 0: none
+    unsigned length = 0;
     unsigned used_chunks = 0;
 };
 
 FreeList& free_list()
 {
-    // Never destroyed: handles live until the very end of the process. And not on the heap: who
-    // brings an object must not lose it for want of memory.
-    alignas(FreeList) static unsigned char memory[sizeof(FreeList)];
-    static FreeList& only = *new (memory) FreeList;
-    return only;
+    static Immortal<FreeList> only;
+    return *only;
 }
 
 std::mutex& free_list_lock()
@@ -67,6 +67,22 @@ std::mutex& free_list_lock()
 Slot& slot_at(unsigned index)
 {
     return g_chunks[index >> chunk_bits].load(std::memory_order_acquire)[index & (chunk_size - 1)];
+}
+
+// Both need the lock of the free list.
+void give_back(FreeList& list, unsigned index)
+{
+    slot_at(index).next_free = list.first;
+    list.first = index + 1;
+    ++list.length;
+}
+
+unsigned take_free(FreeList& list)
+{
+    const unsigned index = list.first - 1;
+    list.first = slot_at(index).next_free;
+    --list.length;
+    return index;
 }
 
 uint64_t generation_of(uint64_t word)
@@ -107,7 +123,7 @@ DWORD destroy(unsigned index, Slot& slot)
     slot.word.store((word & ~(generation_step - 1)) + generation_step, std::memory_order_release);
     {
         const std::lock_guard guard(free_list().lock);
-        free_list().indices.push_back(index); // its room was made when the chunk was
+        give_back(free_list(), index);
     }
     const DWORD result = object->close();
     delete object;
@@ -142,18 +158,9 @@ bool add_chunk(FreeList& list)
     if (!chunk)
         return false;
     const unsigned first = list.used_chunks * chunk_size;
-    try
-    {
-        list.indices.reserve(first + chunk_size); // so that closing never allocates
-    }
-    catch (const std::bad_alloc&)
-    {
-        delete[] chunk;
-        return false;
-    }
     g_chunks[list.used_chunks++].store(chunk, std::memory_order_release);
     for (unsigned i = chunk_size; i > 0; --i)
-        list.indices.push_back(first + i - 1);
+        give_back(list, first + i - 1);
     return true;
 }
 
@@ -176,15 +183,14 @@ HANDLE insert_handle(Object* object)
     {
         const std::lock_guard guard(free_list().lock);
         FreeList& list = free_list();
-        if (list.indices.empty() && !add_chunk(list))
+        if (list.first == 0 && !add_chunk(list))
         {
             object->close();
             delete object;
             fail_with(ERROR_TOO_MANY_OPEN_FILES);
             return nullptr;
         }
-        index = list.indices.back();
-        list.indices.pop_back();
+        index = take_free(list);
     }
     Slot& slot = slot_at(index);
     slot.object = object;
@@ -196,7 +202,7 @@ HANDLE insert_handle(Object* object)
 unsigned handles_in_use()
 {
     const std::lock_guard guard(free_list().lock);
-    return free_list().used_chunks * chunk_size - static_cast<unsigned>(free_list().indices.size());
+    return free_list().used_chunks * chunk_size - free_list().length;
 }
 
 bool close_handle(HANDLE handle)

@@ -12,6 +12,7 @@
 #include "system/calls.h"
 #include "system/environment.h"
 #include "system/fork.h"
+#include "system/immortal.h"
 
 namespace platform
 {
@@ -208,8 +209,8 @@ struct Cached
 
 Cached& the_cache()
 {
-    static Cached& only = *new Cached;
-    return only;
+    static Immortal<Cached> only;
+    return *only;
 }
 
 std::mutex& cache_lock()

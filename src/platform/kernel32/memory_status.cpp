@@ -2,6 +2,7 @@
 #include <new>
 
 #include "memory_figures.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "windows.h"
@@ -32,8 +33,8 @@ extern "C" BOOL GlobalMemoryStatusEx(LPMEMORYSTATUSEX status)
                                                   static_cast<double>(figures.physical_total));
         return TRUE;
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }

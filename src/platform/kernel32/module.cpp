@@ -15,7 +15,9 @@
 #include "path.h"
 #include "program_file.h"
 #include "system/calls.h"
+#include "system/exception_guard.h"
 #include "system/fork.h"
+#include "system/immortal.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "system_modules.h"
@@ -45,8 +47,8 @@ struct Table
 // Never destroyed: modules are freed until the very end of the process.
 Table& table()
 {
-    static Table& only = *new Table;
-    return only;
+    static Immortal<Table> only;
+    return *only;
 }
 
 std::mutex& table_lock()
@@ -301,14 +303,20 @@ void* symbol_of(HMODULE handle, const char* name)
 } // namespace platform
 
 extern "C" DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size)
+try
 {
     return module_file_name("GetModuleFileNameW", module, buffer, size,
                             [](const std::string& text, wchar_t* to, size_t room, size_t& written) {
                                 return wide_from_utf8(text.data(), text.size(), to, room, &written);
                             });
 }
+catch (const std::exception& exception)
+{
+    return failed_by(exception, DWORD{0});
+}
 
 extern "C" DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size)
+try
 {
     return module_file_name("GetModuleFileNameA", module, buffer, size,
                             [](const std::string& text, char* to, size_t room, size_t& written)
@@ -317,6 +325,10 @@ extern "C" DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size)
                                 std::memcpy(to, text.data(), written);
                                 return text.size();
                             });
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, DWORD{0});
 }
 
 extern "C" HMODULE LoadLibraryExW(LPCWSTR path, HANDLE, DWORD flags)
@@ -327,10 +339,9 @@ extern "C" HMODULE LoadLibraryExW(LPCWSTR path, HANDLE, DWORD flags)
             return open_as_data(path);
         return path && *path ? load(path) : not_found();
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        fail_with(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
+        return failed_by(exception, nullptr);
     }
 }
 

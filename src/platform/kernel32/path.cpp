@@ -6,6 +6,7 @@
 
 #include "system/calls.h"
 #include "system/environment.h"
+#include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "system/text.h"
 
@@ -127,6 +128,18 @@ size_t collapse(char* text, size_t length, size_t root)
 NativePath::NativePath(const wchar_t* path)
 {
     m_text[0] = '\0';
+    try
+    {
+        convert(path);
+    }
+    catch (const std::exception& exception)
+    {
+        m_ok = failed_by(exception, false);
+    }
+}
+
+void NativePath::convert(const wchar_t* path)
+{
     if (!path || !*path)
     {
         fail_with(ERROR_PATH_NOT_FOUND);
@@ -206,11 +219,18 @@ DWORD NativePath::not_found_error() const
     const size_t slash = parent.rfind('/');
     if (slash == std::string_view::npos || slash == 0)
         return ERROR_FILE_NOT_FOUND;
-    struct stat found;
-    const std::string folder(parent.substr(0, slash));
-    if (sys::stat(folder.c_str(), &found) == 0 && S_ISDIR(found.st_mode))
-        return ERROR_FILE_NOT_FOUND;
-    return ERROR_PATH_NOT_FOUND;
+    try
+    {
+        struct stat found;
+        const std::string folder(parent.substr(0, slash));
+        if (sys::stat(folder.c_str(), &found) == 0 && S_ISDIR(found.st_mode))
+            return ERROR_FILE_NOT_FOUND;
+        return ERROR_PATH_NOT_FOUND;
+    }
+    catch (const std::exception& exception)
+    {
+        return failed_by(exception, DWORD{ERROR_NOT_ENOUGH_MEMORY});
+    }
 }
 
 BOOL NativePath::fail(int error, Context context) const

@@ -34,6 +34,8 @@ public:
     BOOL fail(int error, Context context = Context::general) const;
 
 private:
+    void convert(const wchar_t* path);
+
     char m_text[native_path_limit];
     bool m_ok = false;
     bool m_separator = false;

@@ -11,6 +11,7 @@
 #include <new>
 
 #include "modules.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "system/text.h"
@@ -108,9 +109,9 @@ HRSRC find(HMODULE module, LPCWSTR type, LPCWSTR name, const WORD* language)
         else
             return reinterpret_cast<HRSRC>(const_cast<uint8_t*>(tree->place_of(found)));
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        failed_by(exception, FALSE);
     }
     return nullptr;
 }
@@ -166,9 +167,9 @@ template <class Work> BOOL enumerate(HMODULE module, bool has_call, Work work)
         const HeldTree tree(module);
         return tree ? work(*tree) : FALSE;
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }
 
@@ -218,6 +219,7 @@ extern "C" HRSRC FindResourceExW(HMODULE module, LPCWSTR type, LPCWSTR name, WOR
 }
 
 extern "C" HGLOBAL LoadResource(HMODULE module, HRSRC resource)
+try
 {
     int error = 0;
     if (api_fault("LoadResource", error))
@@ -236,6 +238,10 @@ extern "C" HGLOBAL LoadResource(HMODULE module, HRSRC resource)
     }
     return const_cast<uint8_t*>(bytes.data());
 }
+catch (const std::exception& exception)
+{
+    return failed_by(exception, HGLOBAL{});
+}
 
 extern "C" LPVOID LockResource(HGLOBAL data)
 {
@@ -244,9 +250,14 @@ extern "C" LPVOID LockResource(HGLOBAL data)
 }
 
 extern "C" DWORD SizeofResource(HMODULE module, HRSRC resource)
+try
 {
     pe::Bytes bytes;
     return data_of(HeldTree(module), resource, bytes) ? static_cast<DWORD>(bytes.size()) : 0;
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, DWORD{0});
 }
 
 extern "C" BOOL EnumResourceTypesW(HMODULE module, ENUMRESTYPEPROCW call, LONG_PTR argument)

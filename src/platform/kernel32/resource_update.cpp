@@ -23,6 +23,7 @@
 #include "resource_id.h"
 #include "share_modes.h"
 #include "system/calls.h"
+#include "system/exception_guard.h"
 #include "system/fork.h"
 #include "system/last_error.h"
 #include "windows.h"
@@ -241,10 +242,9 @@ extern "C" HANDLE BeginUpdateResourceW(LPCWSTR path, BOOL deleteExisting)
         auto update = std::make_unique<ResourceUpdate>(deleteExisting != FALSE);
         return update->open(path) ? insert_handle(update.release()) : nullptr;
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        fail_with(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
+        return failed_by(exception, nullptr);
     }
 }
 
@@ -268,9 +268,9 @@ extern "C" BOOL UpdateResourceW(HANDLE update, LPCWSTR type, LPCWSTR name, WORD 
         const auto* const bytes = static_cast<const uint8_t*>(data);
         return pinned->change(std::move(address), std::vector<uint8_t>(bytes, bytes + size));
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }
 

@@ -7,6 +7,7 @@
 #include "program_file.h"
 #include "system/calls.h"
 #include "system/environment.h"
+#include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -138,10 +139,9 @@ extern "C" DWORD GetFullPathNameW(LPCWSTR path, DWORD size, LPWSTR buffer, LPWST
     {
         return give(full_native(native.c_str()), size, buffer, part);
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        fail_with(ERROR_NOT_ENOUGH_MEMORY);
-        return 0;
+        return failed_by(exception, 0);
     }
 }
 
@@ -152,9 +152,8 @@ extern "C" DWORD SearchPathW(LPCWSTR path, LPCWSTR name, LPCWSTR extension, DWOR
     {
         return search(path, name, extension, size, buffer, part);
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        fail_with(ERROR_NOT_ENOUGH_MEMORY);
-        return 0;
+        return failed_by(exception, 0);
     }
 }

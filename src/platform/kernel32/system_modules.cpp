@@ -9,6 +9,7 @@
 
 #include "loaded_modules.h"
 #include "modules.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "system/text.h"
@@ -71,6 +72,7 @@ HMODULE program_module()
 } // namespace platform
 
 extern "C" HMODULE GetModuleHandleW(LPCWSTR name)
+try
 {
     int error = 0;
     if (api_fault("GetModuleHandleW", error))
@@ -87,6 +89,10 @@ extern "C" HMODULE GetModuleHandleW(LPCWSTR name)
         return loaded.handle();
     fail_with(ERROR_MOD_NOT_FOUND);
     return nullptr;
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, HMODULE{});
 }
 
 extern "C" FARPROC GetProcAddress(HMODULE module, LPCSTR name)

@@ -20,6 +20,7 @@
 #include "handle_table.h"
 #include "system/calls.h"
 #include "system/clock.h"
+#include "system/exception_guard.h"
 #include "system/fork.h"
 #include "system/fork_count.h"
 #include "system/last_error.h"
@@ -265,10 +266,9 @@ HANDLE start_thread(ThreadStart start, void* argument, size_t stack_size, DWORD*
             *id = state->id;
         return handle;
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        fail_with(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
+        return failed_by(exception, nullptr);
     }
 }
 

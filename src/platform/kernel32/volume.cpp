@@ -6,6 +6,7 @@
 #include "path.h"
 #include "system/calls.h"
 #include "system/environment.h"
+#include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
@@ -68,6 +69,7 @@ extern "C" BOOL GetDiskFreeSpaceExW(LPCWSTR path, PULARGE_INTEGER freeToCaller,
 }
 
 extern "C" DWORD GetTempPathW(DWORD size, LPWSTR buffer)
+try
 {
     // Callers rely on no temporary path being longer than this.
     constexpr size_t limit = MAX_PATH + 1; // characters, terminator included
@@ -85,8 +87,13 @@ extern "C" DWORD GetTempPathW(DWORD size, LPWSTR buffer)
     }
     return copy_to_caller(windows_path("/tmp/"), buffer, size);
 }
+catch (const std::exception& exception)
+{
+    return failed_by(exception, DWORD{0});
+}
 
 extern "C" DWORD GetLogicalDriveStringsW(DWORD size, LPWSTR buffer)
+try
 {
     int error = 0;
     if (api_fault("GetLogicalDriveStringsW", error))
@@ -104,6 +111,10 @@ extern "C" DWORD GetLogicalDriveStringsW(DWORD size, LPWSTR buffer)
     }
     *buffer = L'\0';
     return units;
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, DWORD{0});
 }
 
 extern "C" UINT GetDriveTypeW(LPCWSTR root)

@@ -10,6 +10,7 @@
 
 #include "kernel32/memory_figures.h"
 #include "system/calls.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/kernel_files.h"
 #include "system/kernel_text.h"
@@ -100,8 +101,8 @@ extern "C" BOOL GetPerformanceInfo(PPERFORMANCE_INFORMATION information, DWORD s
         information->ThreadCount = threads();
         return TRUE;
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }

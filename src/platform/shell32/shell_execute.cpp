@@ -11,6 +11,7 @@
 #include "kernel32/path.h"
 #include "system/calls.h"
 #include "system/environment.h"
+#include "system/exception_guard.h"
 #include "system/last_error.h"
 
 using namespace platform;
@@ -72,6 +73,7 @@ int run_detached(const char* program, const char* document)
 } // namespace
 
 extern "C" HINSTANCE ShellExecuteW(HWND, LPCWSTR, LPCWSTR file, LPCWSTR parameters, LPCWSTR, INT)
+try
 {
     const NativePath document(parameters && *parameters ? parameters : file);
     struct stat found;
@@ -97,4 +99,8 @@ extern "C" HINSTANCE ShellExecuteW(HWND, LPCWSTR, LPCWSTR file, LPCWSTR paramete
                                                            : INT_PTR{ERROR_NOT_ENOUGH_MEMORY});
     }
     return reinterpret_cast<HINSTANCE>(success);
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, reinterpret_cast<HINSTANCE>(INT_PTR{ERROR_NOT_ENOUGH_MEMORY}));
 }

@@ -81,8 +81,16 @@ bool may_follow(int folder, const struct stat& link, uid_t owner)
 
 bool kernel_protects_hard_links()
 {
-    std::string text;
-    return read_kernel_file("/proc/sys/fs/protected_hardlinks", text) && leading_number(text) == 1;
+    try
+    {
+        std::string text;
+        return read_kernel_file("/proc/sys/fs/protected_hardlinks", text) &&
+               leading_number(text) == 1;
+    }
+    catch (const std::exception&)
+    {
+        return false; // not known
+    }
 }
 
 // Whether a further name of somebody else's file can't have been planted in the folder.

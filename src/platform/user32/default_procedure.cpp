@@ -3,6 +3,7 @@
 #include <new>
 
 #include "desktop.h"
+#include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "window_table.h"
@@ -26,9 +27,9 @@ bool keep_title(HWND window, const wchar_t* text)
         found->title.swap(title);
         return true;
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }
 
@@ -57,6 +58,7 @@ LRESULT give_title(HWND window, size_t size, wchar_t* text)
 } // namespace
 
 extern "C" LRESULT DefWindowProcW(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+try
 {
     switch (message)
     {
@@ -77,6 +79,10 @@ extern "C" LRESULT DefWindowProcW(HWND window, UINT message, WPARAM wParam, LPAR
     default:
         return 0;
     }
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, LRESULT{0});
 }
 
 extern "C" LRESULT CallWindowProcW(WNDPROC procedure, HWND window, UINT message, WPARAM wParam,

@@ -10,6 +10,7 @@
 #include "message_buttons.h"
 #include "system/calls.h"
 #include "system/environment.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/fork.h"
 #include "system/last_error.h"
@@ -177,8 +178,8 @@ extern "C" int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type)
         return ask_on_terminal(terminal, text ? to_utf8(text) : "", caption ? to_utf8(caption) : "",
                                buttons);
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }

@@ -7,7 +7,9 @@
 #include "kernel32/event_state.h"
 #include "kernel32/thread.h"
 #include "system/clock.h"
+#include "system/exception_guard.h"
 #include "system/fork.h"
+#include "system/immortal.h"
 #include "system/last_error.h"
 #include "window_table.h"
 
@@ -28,8 +30,8 @@ struct Registry
 
 Registry& registry()
 {
-    static Registry& only = *new Registry;
-    return only;
+    static Immortal<Registry> only;
+    return *only;
 }
 
 thread_local MessageQueue* t_queue = nullptr;
@@ -158,9 +160,9 @@ MessageQueue* MessageQueue::own()
     {
         make_own();
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        failed_by(exception, FALSE);
     }
     return t_queue;
 }
@@ -189,9 +191,9 @@ bool MessageQueue::post(const MSG& message)
         {
             m_posted.push_back(message);
         }
-        catch (const std::bad_alloc&)
+        catch (const std::exception& exception)
         {
-            return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+            return failed_by(exception, FALSE);
         }
     }
     wake();
@@ -208,9 +210,9 @@ bool MessageQueue::send(const std::shared_ptr<SentMessage>& message)
         {
             m_sent.push_back(message);
         }
-        catch (const std::bad_alloc&)
+        catch (const std::exception& exception)
         {
-            return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+            return failed_by(exception, FALSE);
         }
     }
     wake();

@@ -9,6 +9,7 @@
 
 #include "message_queue.h"
 #include "system/clock.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 
@@ -149,9 +150,9 @@ extern "C" UINT_PTR SetTimer(HWND window, UINT_PTR id, UINT milliseconds, TIMERP
     {
         return queue->timers().set(window, id, milliseconds, procedure);
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return static_cast<UINT_PTR>(fail_with(ERROR_NOT_ENOUGH_MEMORY));
+        return failed_by(exception, UINT_PTR{});
     }
 }
 

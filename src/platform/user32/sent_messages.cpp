@@ -6,6 +6,7 @@
 #include <new>
 
 #include "kernel32/event_state.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "window_table.h"
@@ -140,9 +141,9 @@ bool send_message(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT 
     {
         return send_across(receiver, window, message, wParam, lParam, flags, limit, result);
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "kernel32/awake.h"
+#include "system/exception_guard.h"
 #include "system/fork.h"
 #include "system/last_error.h"
 #include "system/text.h"
@@ -50,17 +51,22 @@ extern "C" BOOL ShutdownBlockReasonCreate(HWND window, LPCWSTR reason)
             demand(Inhibition::shutdown);
         return TRUE;
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }
 
 extern "C" BOOL ShutdownBlockReasonDestroy(HWND window)
+try
 {
     const std::lock_guard guard(reasons().lock);
     if (reasons().windows.erase(window) == 0)
         return fail_with(ERROR_NOT_FOUND);
     end_demand(Inhibition::shutdown);
     return TRUE;
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, FALSE);
 }

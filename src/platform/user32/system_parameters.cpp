@@ -9,6 +9,7 @@
 #include <string>
 
 #include "kernel32/awake.h"
+#include "system/exception_guard.h"
 #include "system/fork.h"
 #include "system/kernel_files.h"
 #include "system/last_error.h"
@@ -162,8 +163,8 @@ extern "C" BOOL SystemParametersInfoW(UINT action, UINT parameter, PVOID value, 
         }
         return fail_with(ERROR_INVALID_PARAMETER);
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }

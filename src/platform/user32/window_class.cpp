@@ -5,8 +5,10 @@
 #include <new>
 
 #include "kernel32/thread.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/fork.h"
+#include "system/immortal.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "window_table.h"
@@ -28,8 +30,8 @@ struct Classes
 // Never destroyed: threads have windows until the very end of the process.
 Classes& classes()
 {
-    static Classes& only = *new Classes;
-    return only;
+    static Immortal<Classes> only;
+    return *only;
 }
 
 bool is_atom(LPCWSTR name)
@@ -79,9 +81,9 @@ try
         table[place] = std::move(made);
     return atom;
 }
-catch (const std::bad_alloc&)
+catch (const std::exception& exception)
 {
-    return static_cast<ATOM>(fail_with(ERROR_NOT_ENOUGH_MEMORY));
+    return failed_by(exception, ATOM{});
 }
 
 bool is_valid(const WNDCLASSEXW& given)

@@ -8,6 +8,7 @@
 #include <new>
 
 #include "desktop.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "window_table.h"
@@ -101,9 +102,9 @@ try
         else
             destroy_window(each);
 }
-catch (const std::bad_alloc&)
+catch (const std::exception& exception)
 {
-    fail_with(ERROR_NOT_ENOUGH_MEMORY);
+    failed_by(exception, FALSE);
 }
 
 HWND create_window(CREATESTRUCTW& create)
@@ -211,10 +212,9 @@ extern "C" HWND CreateWindowExW(DWORD exStyle, LPCWSTR className, LPCWSTR title,
     {
         return create_window(create);
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        fail_with(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
+        return failed_by(exception, nullptr);
     }
 }
 

@@ -4,6 +4,7 @@
 // its client area. A call for a window of another thread changes it at once and sends the messages
 // about it to that thread.
 #include "desktop.h"
+#include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "window_table.h"
 
@@ -108,9 +109,9 @@ extern "C" BOOL ShowWindowAsync(HWND window, int command)
         sent->wParam = static_cast<WPARAM>(command);
         return queue->send(sent);
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception& exception)
     {
-        return fail_with(ERROR_NOT_ENOUGH_MEMORY);
+        return failed_by(exception, FALSE);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "window_table.h"
@@ -174,10 +175,9 @@ try
                      [&](HWND window) { return matches(*find_window(window), className, title); });
     return each == all.end() ? nullptr : *each;
 }
-catch (const std::bad_alloc&)
+catch (const std::exception& exception)
 {
-    fail_with(ERROR_NOT_ENOUGH_MEMORY);
-    return nullptr;
+    return failed_by(exception, nullptr);
 }
 
 extern "C" HWND FindWindowW(LPCWSTR className, LPCWSTR title)

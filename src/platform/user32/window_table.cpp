@@ -6,6 +6,7 @@
 #include "desktop.h"
 #include "message_queue.h"
 #include "system/fork.h"
+#include "system/immortal.h"
 #include "system/last_error.h"
 
 using namespace platform;
@@ -25,8 +26,8 @@ struct Table
 // Never destroyed: threads have windows until the very end of the process.
 Table& table()
 {
-    static Table& only = *new Table;
-    return only;
+    static Immortal<Table> only;
+    return *only;
 }
 
 std::mutex& table_lock()

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 
+#include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "system/text.h"
 #include "version_block.h"
@@ -61,14 +62,20 @@ private:
 } // namespace
 
 extern "C" DWORD GetFileVersionInfoSizeW(LPCWSTR path, LPDWORD handle)
+try
 {
     if (handle)
         *handle = 0;
     const VersionResource version(path);
     return version.data() ? version.size() : 0;
 }
+catch (const std::exception& exception)
+{
+    return failed_by(exception, DWORD{0});
+}
 
 extern "C" BOOL GetFileVersionInfoW(LPCWSTR path, DWORD, DWORD size, LPVOID block)
+try
 {
     if (!block || size < sizeof(WORD))
         return fail_with(block ? ERROR_INSUFFICIENT_BUFFER : ERROR_INVALID_DATA);
@@ -85,6 +92,10 @@ extern "C" BOOL GetFileVersionInfoW(LPCWSTR path, DWORD, DWORD size, LPVOID bloc
         std::memcpy(block, &length, sizeof length);
     }
     return TRUE;
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, FALSE);
 }
 
 extern "C" BOOL VerQueryValueW(LPCVOID block, LPCWSTR path, LPVOID* value, PUINT size)

@@ -11,6 +11,7 @@
 #include "system/clock.h"
 #include "system/faults.h"
 #include "system/fork.h"
+#include "system/immortal.h"
 
 namespace
 {
@@ -26,8 +27,8 @@ struct Periods
 
 Periods& periods()
 {
-    static Periods& only = *new Periods;
-    return only;
+    static platform::Immortal<Periods> only;
+    return *only;
 }
 
 std::mutex& periods_lock()

@@ -21,6 +21,7 @@
 #include "kernel32/event_state.h"
 #include "kernel32/thread.h"
 #include "system/clock.h"
+#include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/fork.h"
 
@@ -199,6 +200,7 @@ extern "C" MMRESULT timeSetEvent(UINT delay, UINT, LPTIMECALLBACK procedure, DWO
 }
 
 extern "C" MMRESULT timeKillEvent(UINT id)
+try
 {
     Scheduler& self = scheduler();
     std::unique_lock lock(self.lock);
@@ -211,4 +213,8 @@ extern "C" MMRESULT timeKillEvent(UINT id)
     if (wait)
         self.finished.wait(lock, [&] { return self.firing != id; });
     return TIMERR_NOERROR;
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, MMRESULT{TIMERR_NOCANDO});
 }

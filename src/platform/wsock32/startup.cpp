@@ -8,6 +8,7 @@
 
 #include "socket.h"
 #include "system/fork.h"
+#include "system/immortal.h"
 
 using namespace platform;
 
@@ -25,8 +26,8 @@ struct Session
 
 Session& session()
 {
-    static Session& only = *new Session; // sockets are closed until the very end of the process
-    return only;
+    static Immortal<Session> only;
+    return *only;
 }
 
 std::mutex& session_lock()
