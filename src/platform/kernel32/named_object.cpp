@@ -6,6 +6,7 @@
 #include "debug_channel.h"
 #include "file_status.h"
 #include "system/calls.h"
+#include "system/exception_guard.h"
 #include "system/fork_count.h"
 #include "system/last_error.h"
 #include "system/root.h"
@@ -158,8 +159,19 @@ Held held(NamedKind kind, const char* name, struct stat* found)
 
 SharedGate::SharedGate(bool wanted) : m_fd(-1)
 {
-    if (!wanted || shared_folder().empty())
-        return;
+    try
+    {
+        if (wanted && !shared_folder().empty())
+            take();
+    }
+    catch (const std::exception& exception)
+    {
+        failed_by(exception, FALSE); // without memory nothing is done that needs the gate
+    }
+}
+
+void SharedGate::take()
+{
     const std::string path = shared_folder() + "/gate";
     m_fd = open_own(path, true);
     // A session manager may have cleared the user's shared memory away at a logout.

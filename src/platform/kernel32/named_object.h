@@ -102,6 +102,8 @@ public:
     bool gave_up() const { return m_gave_up; } // somebody else has it for too long
 
 private:
+    void take();
+
     int m_fd;
     bool m_gave_up = false;
 };

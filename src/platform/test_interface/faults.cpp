@@ -3,11 +3,12 @@
 // Everything here runs only once a test has armed it, so it takes a plain lock and allocates.
 #include "system/faults.h"
 
-#include <iterator>
-#include <map>
+#include <algorithm>
+#include <array>
+#include <cstring>
 #include <mutex>
-#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <plinth_platform_test.h>
@@ -33,11 +34,18 @@ struct Rule
     unsigned seen = 0;
 };
 
+struct Count
+{
+    std::string_view operation; // a literal
+    unsigned calls = 0;
+};
+
 struct Table
 {
     std::mutex lock; // guards all below; the last lock in every order
     std::vector<Rule> rules;
-    std::map<std::string, unsigned> calls;
+    std::array<Count, 512> calls{}; // no memory from the heap, whose calls are swept too
+    size_t call_names = 0;
     unsigned linux_calls = 0;
     const char* met = nullptr; // the operation of the first fault; a literal, as all names are
 };
@@ -56,6 +64,16 @@ std::mutex& table_lock()
 
 const AtFork g_at_fork(ForkStep::faults, taken_at_fork<table_lock>());
 
+// Null for an operation that was not called.
+Count* count_of(std::string_view operation)
+{
+    const auto end = table().calls.begin() + table().call_names;
+    const auto found =
+        std::find_if(table().calls.begin(), end,
+                     [operation](const Count& each) { return each.operation == operation; });
+    return found == end ? nullptr : &*found;
+}
+
 void add_rule(const char* operation, unsigned nth, unsigned count, Fault fault,
               void (*act)() = nullptr)
 {
@@ -64,11 +82,24 @@ void add_rule(const char* operation, unsigned nth, unsigned count, Fault fault,
     g_faults_armed = true;
 }
 
-// The rule that meets this call, or one without fault and act.
-Rule count_call(const char* operation, bool linux_call)
+struct Met
+{
+    Fault fault;
+    void (*act)() = nullptr;
+};
+
+// What the rule says that meets this call.
+Met count_call(const char* operation, bool linux_call)
 {
     const std::lock_guard guard(table().lock);
-    ++table().calls[operation];
+    Count* count = count_of(operation);
+    if (!count && table().call_names < table().calls.size())
+    {
+        count = &table().calls[table().call_names++];
+        *count = {operation};
+    }
+    if (count)
+        ++count->calls;
     table().linux_calls += linux_call;
     const Rule* met = nullptr;
     for (Rule& rule : table().rules)
@@ -81,14 +112,14 @@ Rule count_call(const char* operation, bool linux_call)
     }
     if (met && !met->act && !table().met)
         table().met = operation;
-    return met ? *met : Rule{};
+    return met ? Met{met->fault, met->act} : Met{};
 }
 
 } // namespace
 
 bool take_fault(const char* operation, bool linux_call, Fault& fault)
 {
-    const Rule met = count_call(operation, linux_call);
+    const Met met = count_call(operation, linux_call);
     if (met.act)
         met.act(); // without the lock: it may call anything
     fault = met.fault;
@@ -129,18 +160,21 @@ extern "C" unsigned PlinthTestCalls(const char* operation)
     const std::lock_guard guard(table().lock);
     if (!operation)
         return table().linux_calls;
-    const auto found = table().calls.find(operation);
-    return found == table().calls.end() ? 0 : found->second;
+    const Count* const found = count_of(operation);
+    return found ? found->calls : 0;
 }
 
 extern "C" const char* PlinthTestOperation(unsigned position)
 {
-    // Kept beyond PlinthTestReset, which empties the table.
-    static std::set<std::string>& names = *new std::set<std::string>;
     const std::lock_guard guard(table().lock);
-    if (position >= table().calls.size())
+    if (position >= table().call_names)
         return nullptr;
-    return names.insert(std::next(table().calls.begin(), position)->first).first->c_str();
+    std::vector<const char*> names;
+    for (size_t at = 0; at < table().call_names; ++at)
+        names.push_back(table().calls[at].operation.data());
+    std::sort(names.begin(), names.end(),
+              [](const char* one, const char* other) { return std::strcmp(one, other) < 0; });
+    return names[position];
 }
 
 extern "C" const char* PlinthTestFaultMet(void)
@@ -154,7 +188,7 @@ extern "C" void PlinthTestReset(void)
     const std::lock_guard guard(table().lock);
     g_faults_armed = false;
     table().rules.clear();
-    table().calls.clear();
+    table().call_names = 0;
     table().linux_calls = 0;
     table().met = nullptr;
     reset_clock_shifts();

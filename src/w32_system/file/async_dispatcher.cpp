@@ -29,7 +29,7 @@ private:
 } // namespace
 
 QvAsyncDispatcher::QvAsyncDispatcher(pthread_mutexCS_t& lock, uint32_t maxWorkers)
-    : m_lock(lock), m_uMaxWorkers(maxWorkers), m_pWorkers(new std::set<QvAsyncWorker*>)
+    : m_lock(lock), m_uMaxWorkers(maxWorkers), m_workers()
 {
 }
 
@@ -37,12 +37,12 @@ QvAsyncDispatcher::~QvAsyncDispatcher()
 {
     // A worker that was left behind may have the registry in its hands at this moment.
     if (!m_bAbandoned)
-        delete m_pWorkers;
+        m_workers.~set();
 }
 
 void QvAsyncDispatcher::RenewInChild()
 {
-    QvLeaveToParent(m_pWorkers);
+    QvLeaveToParent(new (std::nothrow) std::set<QvAsyncWorker*>(std::move(m_workers)));
     ::new (static_cast<void*>(this)) QvAsyncDispatcher(m_lock, m_uMaxWorkers);
 }
 
@@ -69,7 +69,7 @@ QvAsyncWorker* QvAsyncDispatcher::LeastLoaded() const
 {
     QvAsyncWorker* least = nullptr;
     size_t load = 0;
-    for (QvAsyncWorker* const worker : *m_pWorkers)
+    for (QvAsyncWorker* const worker : m_workers)
     {
         if (worker->state != QV_ASYNC_RUNNING)
             continue;
@@ -81,7 +81,7 @@ QvAsyncWorker* QvAsyncDispatcher::LeastLoaded() const
         if (load == 0)
             return least;
     }
-    const bool full = m_uMaxWorkers != 0 && m_pWorkers->size() >= m_uMaxWorkers;
+    const bool full = m_uMaxWorkers != 0 && m_workers.size() >= m_uMaxWorkers;
     return full ? least : nullptr;
 }
 
@@ -92,12 +92,12 @@ int QvAsyncDispatcher::StartWorker(QvAsyncQueue& request)
     auto worker = std::make_unique<QvAsyncWorker>(*this);
     if (!worker->lock)
         return QV_ERR_SYSTEM;
-    const auto place = m_pWorkers->insert(worker.get()).first;
+    const auto place = m_workers.insert(worker.get()).first;
     worker->queue.splice(worker->queue.end(), request);
     pthread_t thread;
     if (pthread_create(&thread, nullptr, QvAsyncWorker::Procedure, worker.get()) != 0)
     {
-        m_pWorkers->erase(place);
+        m_workers.erase(place);
         return QV_ERR_SYSTEM;
     }
     worker.release()->thread = thread; // the thread owns it from here on
@@ -110,7 +110,7 @@ void QvAsyncDispatcher::Cancel(QvFile file)
     const QvMutexGuard guard(m_lock);
     if (!guard.Held())
         return;
-    for (QvAsyncWorker* const worker : *m_pWorkers)
+    for (QvAsyncWorker* const worker : m_workers)
     {
         const QvMutexGuard workerGuard(worker->lock);
         worker->queue.remove_if(
@@ -146,7 +146,7 @@ void QvAsyncDispatcher::Leave(QvAsyncWorker* worker)
         const QvMutexGuard guard(m_lock);
         if (!guard.Held())
             return; // left behind by Stop; the registry, with this worker in it, may be gone
-        m_pWorkers->erase(worker);
+        m_workers.erase(worker);
         // Requests are left only if the library goes: their files are closed while it still waits.
         worker->queue.clear();
         former = std::exchange(m_lastEnded, worker->thread);
@@ -170,7 +170,7 @@ bool QvAsyncDispatcher::AllGone()
         return true;
     }
     const size_t own = QvIsAsyncWorkerThread() ? 1 : 0;
-    const size_t left = m_pWorkers->size();
+    const size_t left = m_workers.size();
     pthread_mutexCS_unlock(&m_lock);
     m_bAbandoned = left != 0;
     return left <= own;

@@ -57,9 +57,12 @@ private:
     std::atomic<uint32_t> m_uWaiting{
         0};                    // those who hold m_lock, or are about to, for workers' locks
     bool m_bAbandoned = false; // some worker was still there when Stop gave up
-    // Guarded by m_lock, as is all below. Ascending by address. Outlives the dispatcher if it has
-    // to.
-    std::set<QvAsyncWorker*>* const m_pWorkers;
+    // Guarded by m_lock, as is all below. Ascending by address. Left as it is if a worker is left
+    // behind.
+    union // so that it can be left as it is
+    {
+        std::set<QvAsyncWorker*> m_workers;
+    };
     // The thread that ended last. It is joined by the next that ends, or by Stop: so a thread is
     // known to have left the library's code, and there is never more than one to be joined.
     pthread_t m_lastEnded{};

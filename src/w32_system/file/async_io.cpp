@@ -2,7 +2,6 @@
 #include "async_io.h"
 
 #include <atomic>
-#include <cstdlib>
 #include <memory>
 #include <new>
 #include <utility>
@@ -28,11 +27,14 @@ int RefuseInCallback(const wchar_t* message, int line)
 // so static objects of the application that are older than its transfers outlive them, and a
 // callback that never returns keeps nobody for ever. When the library is unloaded instead, the
 // detach, which waits longer, has come before.
-void StopAtExit()
+struct StopAtExit
 {
-    if (!QvIsTornDown())
-        QvStopAsyncWorkers(QV_ASYNC_STOP_LIMIT, true);
-}
+    ~StopAtExit()
+    {
+        if (!QvIsTornDown())
+            QvStopAsyncWorkers(QV_ASYNC_STOP_LIMIT, true);
+    }
+};
 
 // The workers, their registry and its lock, which is held while a callback is waited for, are the
 // parent's. The callback that forked may start transfers in the child.
@@ -48,10 +50,11 @@ const QvAtFork s_atFork(QvForkStep::asynchronous_transfers, {nullptr, nullptr, R
 
 int Submit(std::unique_ptr<QvAsyncRequest> request)
 {
-    // No guarded static: a child would wait for the thread that was making it.
-    static constinit std::atomic<bool> s_registered{false};
-    if (!s_registered.exchange(true))
-        std::atexit(StopAtExit);
+    // One thread alone comes to the object, so that nobody waits for its making: a child would wait
+    // for a thread that isn't there.
+    static constinit std::atomic<bool> s_is_made{false};
+    if (!s_is_made.exchange(true))
+        static const StopAtExit s_stopAtExit;
     return QvTheAsyncDispatcher().Submit(std::move(request));
 }
 
