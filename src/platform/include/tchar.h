@@ -85,6 +85,12 @@ extern "C"
     PLINTH_CRT int plinth_crt_vsnwprintf(wchar_t* buffer, size_t count, const wchar_t* format,
                                          va_list arguments);
     PLINTH_CRT int plinth_crt_snwprintf(wchar_t* buffer, size_t count, const wchar_t* format, ...);
+    // Always terminated; size counts the terminator. A text of more than count characters is cut
+    // there, and with _TRUNCATE where it has to be: the result is then -1. Another one that doesn't
+    // fit makes the buffer the empty text, gives -1 and sets errno.
+    PLINTH_CRT int plinth_crt_vsnwprintf_s(wchar_t* buffer, size_t size, size_t count,
+                                           const wchar_t* format, va_list arguments);
+    PLINTH_CRT int plinth_crt_swprintf_s(wchar_t* buffer, size_t size, const wchar_t* format, ...);
     PLINTH_CRT int plinth_crt_vsnprintf(char* buffer, size_t count, const char* format,
                                         va_list arguments);
     PLINTH_CRT int plinth_crt_snprintf(char* buffer, size_t count, const char* format, ...);
@@ -106,8 +112,16 @@ extern "C"
 
 #ifdef __cplusplus
 }
+
+// For an array, whose size needs no words.
+template <size_t Size, class... Arguments>
+int plinth_crt_swprintf_s(wchar_t (&buffer)[Size], const wchar_t* format, Arguments... arguments)
+{
+    return plinth_crt_swprintf_s(buffer, Size, format, arguments...);
+}
 #endif
 
+#define _TRUNCATE ((size_t)-1)
 #define _MAX_DRIVE 3
 #define _MAX_DIR 256
 #define _MAX_FNAME 256
@@ -149,6 +163,8 @@ extern "C"
 #define wcstombs plinth_crt_wcstombs
 #define _vsnwprintf plinth_crt_vsnwprintf
 #define _snwprintf plinth_crt_snwprintf
+#define _vsnwprintf_s plinth_crt_vsnwprintf_s
+#define swprintf_s plinth_crt_swprintf_s
 #define _vsnprintf plinth_crt_vsnprintf
 #define _snprintf plinth_crt_snprintf
 #define swscanf plinth_crt_swscanf
