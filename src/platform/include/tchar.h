@@ -4,7 +4,7 @@
 // functions of our own, under names that neither collide with nor interpose on the C library's, and
 // maps the runtime's names to them. It includes the standard headers that declare those names
 // first, so that their include guards keep them from taking the mapping back later: include it
-// before using any wide function, and never write std::wcslen and the like.
+// before using any wide function. std::wcslen and the like are mapped too.
 #ifndef PLINTH_PLATFORM_TCHAR_H
 #define PLINTH_PLATFORM_TCHAR_H
 
@@ -179,6 +179,37 @@ int plinth_crt_swprintf_s(wchar_t (&buffer)[Size], const wchar_t* format, Argume
 #define _ftime64 plinth_crt_ftime64
 #define srand plinth_crt_srand
 #define rand plinth_crt_rand
+
+#ifdef __cplusplus
+// std::wcslen and its like mean these too.
+namespace std
+{
+using ::plinth_crt_mbstowcs;
+using ::plinth_crt_rand;
+using ::plinth_crt_srand;
+using ::plinth_crt_swscanf;
+using ::plinth_crt_wcscat;
+using ::plinth_crt_wcschr;
+using ::plinth_crt_wcscmp;
+using ::plinth_crt_wcscpy;
+using ::plinth_crt_wcscspn;
+using ::plinth_crt_wcslen;
+using ::plinth_crt_wcsncat;
+using ::plinth_crt_wcsncmp;
+using ::plinth_crt_wcsncpy;
+using ::plinth_crt_wcspbrk;
+using ::plinth_crt_wcsrchr;
+using ::plinth_crt_wcsspn;
+using ::plinth_crt_wcsstr;
+using ::plinth_crt_wcstod;
+using ::plinth_crt_wcstol;
+using ::plinth_crt_wcstombs;
+using ::plinth_crt_wcstoul;
+using ::plinth_crt_wmemcpy;
+using ::plinth_crt_wmemmove;
+using ::plinth_crt_wmemset;
+} // namespace std
+#endif
 #endif
 
 #endif

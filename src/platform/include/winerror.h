@@ -5,7 +5,7 @@
 #include "windef.h"
 
 #define ERROR_SUCCESS 0u
-#define NO_ERROR 0u
+PLINTH_CONSTANT(NO_ERROR, 0u);
 #define ERROR_INVALID_FUNCTION 1u
 #define ERROR_FILE_NOT_FOUND 2u
 #define ERROR_PATH_NOT_FOUND 3u
