@@ -30,7 +30,7 @@
     {                                                                                              \
         DiagOutputExW_hlp(__FILE__, __LINE__);                                                     \
         if (CQvLogFile::Detail())                                                                  \
-            ::plinth::trace_format::write(__VA_ARGS__);                                            \
+            ::plinth::trace_format::Write(__VA_ARGS__);                                            \
     } while (false)
 
 #endif

@@ -2,22 +2,22 @@
 # compiler says: cmake -D COMPILE="COMPILER FLAGS..." -D FOLDER=... -P trace_format_refused.cmake
 set(rows
   [=[L"%d %s", 1, L"x"              | ]=]
-  [=[L"%s", "narrow"                | needs_wide_text]=]
-  [=[L"%hs", L"wide"                | needs_narrow_text]=]
-  [=[L"%d", 1LL                     | up_to_32_bits]=]
-  [=[L"%ld", sizeof(int)            | up_to_32_bits]=]
-  [=[L"%*d", 1LL, 1                 | up_to_32_bits]=]
-  [=[L"%I64d", 1                    | of_64_bits]=]
-  [=[L"%.2f", 1                     | a_float_or_a_double]=]
-  [=[L"%p", 1                       | needs_a_pointer]=]
-  [=[L"%d %d", 1                    | fewer_arguments]=]
-  [=[L"%d", 1, 2                    | more_arguments]=]
-  [=[L"100 %", 1                    | no_directive]=]
+  [=[L"%s", "narrow"                | NeedsWideText]=]
+  [=[L"%hs", L"wide"                | NeedsNarrowText]=]
+  [=[L"%d", 1LL                     | UpTo32Bits]=]
+  [=[L"%ld", sizeof(int)            | UpTo32Bits]=]
+  [=[L"%*d", 1LL, 1                 | UpTo32Bits]=]
+  [=[L"%I64d", 1                    | Of64Bits]=]
+  [=[L"%.2f", 1                     | AFloatOrADouble]=]
+  [=[L"%p", 1                       | NeedsAPointer]=]
+  [=[L"%d %d", 1                    | FewerArguments]=]
+  [=[L"%d", 1, 2                    | MoreArguments]=]
+  [=[L"100 %", 1                    | NoDirective]=]
   [=[text, 1                        | constant]=])
 set(failed "")
 set(source "${FOLDER}/refused.cpp")
 foreach(row IN LISTS rows)
-  string(REGEX MATCH "^(.*[^ ]) *[|] *([a-z_0-9]*) *$" ignored "${row}")
+  string(REGEX MATCH "^(.*[^ ]) *[|] *([A-Za-z0-9]*) *$" ignored "${row}")
   set(arguments "${CMAKE_MATCH_1}")
   set(reason "${CMAKE_MATCH_2}")
   file(WRITE ${source} "#include <plinth_w32_system.h>\n"

@@ -14,15 +14,15 @@ namespace plinth
 // Never defined: a constant expression that calls one of these is an error, which shows its name.
 namespace trace_format_fault
 {
-void there_are_fewer_arguments_than_directives();
-void there_are_more_arguments_than_directives();
-void this_directive_needs_wide_text();
-void this_directive_needs_narrow_text();
-void this_directive_needs_an_integer_of_up_to_32_bits();
-void this_directive_needs_an_integer_of_64_bits();
-void this_directive_needs_a_float_or_a_double();
-void this_directive_needs_a_pointer();
-void this_is_no_directive();
+void ThereAreFewerArgumentsThanDirectives();
+void ThereAreMoreArgumentsThanDirectives();
+void ThisDirectiveNeedsWideText();
+void ThisDirectiveNeedsNarrowText();
+void ThisDirectiveNeedsAnIntegerOfUpTo32Bits();
+void ThisDirectiveNeedsAnIntegerOf64Bits();
+void ThisDirectiveNeedsAFloatOrADouble();
+void ThisDirectiveNeedsAPointer();
+void ThisIsNoDirective();
 } // namespace trace_format_fault
 
 namespace trace_format
@@ -39,7 +39,7 @@ enum class Kind
     pointer
 };
 
-template <class Argument> consteval Kind kind_of()
+template <class Argument> consteval Kind KindOf()
 {
     using Plain = std::remove_cv_t<Argument>;
     using Target = std::remove_cv_t<std::remove_pointer_t<Plain>>;
@@ -66,17 +66,17 @@ public:
     {
     }
 
-    constexpr void read()
+    constexpr void Read()
     {
         for (; *m_at; ++m_at)
         {
             if (*m_at != L'%')
                 continue;
             if (*++m_at != L'%')
-                directive();
+                Directive();
         }
         if (m_taken != m_count)
-            trace_format_fault::there_are_more_arguments_than_directives();
+            trace_format_fault::ThereAreMoreArgumentsThanDirectives();
     }
 
 private:
@@ -88,7 +88,7 @@ private:
         quad
     };
 
-    static constexpr bool is_one_of(wchar_t c, const wchar_t* set)
+    static constexpr bool IsOneOf(wchar_t c, const wchar_t* set)
     {
         for (; *set; ++set)
             if (c == *set)
@@ -96,31 +96,31 @@ private:
         return false;
     }
 
-    constexpr Kind take()
+    constexpr Kind Take()
     {
         if (m_taken == m_count)
-            trace_format_fault::there_are_fewer_arguments_than_directives();
+            trace_format_fault::ThereAreFewerArgumentsThanDirectives();
         return m_kinds[m_taken++];
     }
 
-    constexpr void need_32_bits()
+    constexpr void Need32Bits()
     {
-        if (take() != Kind::integer_32)
-            trace_format_fault::this_directive_needs_an_integer_of_up_to_32_bits();
+        if (Take() != Kind::integer_32)
+            trace_format_fault::ThisDirectiveNeedsAnIntegerOfUpTo32Bits();
     }
 
-    constexpr void number()
+    constexpr void Number()
     {
         if (*m_at == L'*')
         {
-            need_32_bits();
+            Need32Bits();
             ++m_at;
         }
         while (*m_at >= L'0' && *m_at <= L'9')
             ++m_at;
     }
 
-    constexpr bool skip(wchar_t c)
+    constexpr bool Skip(wchar_t c)
     {
         if (*m_at != c)
             return false;
@@ -128,21 +128,21 @@ private:
         return true;
     }
 
-    constexpr Size size()
+    constexpr Size ReadSize()
     {
         constexpr Size pointer_size = sizeof(void*) > sizeof(int) ? Size::quad : Size::word;
-        if (skip(L'h'))
-            return skip(L'h'), Size::half;
-        if (skip(L'l'))
-            return skip(L'l') ? Size::quad : Size::word;
-        if (skip(L'w'))
+        if (Skip(L'h'))
+            return Skip(L'h'), Size::half;
+        if (Skip(L'l'))
+            return Skip(L'l') ? Size::quad : Size::word;
+        if (Skip(L'w'))
             return Size::word;
-        if (skip(L'j'))
+        if (Skip(L'j'))
             return Size::quad;
-        if (skip(L'z') || skip(L't'))
+        if (Skip(L'z') || Skip(L't'))
             return pointer_size;
-        if (!skip(L'I'))
-            return skip(L'L'), Size::none;
+        if (!Skip(L'I'))
+            return Skip(L'L'), Size::none;
         if (m_at[0] == L'6' && m_at[1] == L'4')
             return m_at += 2, Size::quad;
         if (m_at[0] == L'3' && m_at[1] == L'2')
@@ -150,54 +150,54 @@ private:
         return pointer_size;
     }
 
-    constexpr void text(bool wide)
+    constexpr void Text(bool wide)
     {
-        const Kind kind = take();
+        const Kind kind = Take();
         if (wide && kind != Kind::wide_text)
-            trace_format_fault::this_directive_needs_wide_text();
+            trace_format_fault::ThisDirectiveNeedsWideText();
         if (!wide && kind != Kind::narrow_text)
-            trace_format_fault::this_directive_needs_narrow_text();
+            trace_format_fault::ThisDirectiveNeedsNarrowText();
     }
 
-    constexpr void pointer()
+    constexpr void Pointer()
     {
-        const Kind kind = take();
+        const Kind kind = Take();
         if (kind != Kind::pointer && kind != Kind::wide_text && kind != Kind::narrow_text)
-            trace_format_fault::this_directive_needs_a_pointer();
+            trace_format_fault::ThisDirectiveNeedsAPointer();
     }
 
-    constexpr void integer(Size size)
+    constexpr void Integer(Size size)
     {
         if (size != Size::quad)
-            need_32_bits();
-        else if (take() != Kind::integer_64)
-            trace_format_fault::this_directive_needs_an_integer_of_64_bits();
+            Need32Bits();
+        else if (Take() != Kind::integer_64)
+            trace_format_fault::ThisDirectiveNeedsAnIntegerOf64Bits();
     }
 
-    constexpr void directive()
+    constexpr void Directive()
     {
-        while (is_one_of(*m_at, L"-+ #0"))
+        while (IsOneOf(*m_at, L"-+ #0"))
             ++m_at;
-        number();
-        if (skip(L'.'))
-            number();
-        const Size given = size();
+        Number();
+        if (Skip(L'.'))
+            Number();
+        const Size given = ReadSize();
         const wchar_t letter = *m_at;
-        if (is_one_of(letter, L"diuoxX"))
-            integer(given);
-        else if (is_one_of(letter, L"eEfFgGaA"))
+        if (IsOneOf(letter, L"diuoxX"))
+            Integer(given);
+        else if (IsOneOf(letter, L"eEfFgGaA"))
         {
-            if (take() != Kind::floating)
-                trace_format_fault::this_directive_needs_a_float_or_a_double();
+            if (Take() != Kind::floating)
+                trace_format_fault::ThisDirectiveNeedsAFloatOrADouble();
         }
-        else if (is_one_of(letter, L"cC"))
-            need_32_bits();
+        else if (IsOneOf(letter, L"cC"))
+            Need32Bits();
         else if (letter == L's' || letter == L'S')
-            text(given == Size::none ? letter == L's' : given != Size::half);
+            Text(given == Size::none ? letter == L's' : given != Size::half);
         else if (letter == L'p')
-            pointer();
+            Pointer();
         else
-            trace_format_fault::this_is_no_directive();
+            trace_format_fault::ThisIsNoDirective();
     }
 
     const wchar_t* m_at;
@@ -211,14 +211,14 @@ template <class... Arguments> struct Checked
 {
     consteval Checked(const wchar_t* format) : text(format)
     {
-        constexpr Kind kinds[] = {kind_of<Arguments>()..., Kind::none};
-        Reader(format, kinds, sizeof...(Arguments)).read();
+        constexpr Kind kinds[] = {KindOf<Arguments>()..., Kind::none};
+        Reader(format, kinds, sizeof...(Arguments)).Read();
     }
     const wchar_t* text;
 };
 
 template <class... Arguments>
-inline void write(Checked<std::type_identity_t<Arguments>...> format, Arguments... arguments)
+inline void Write(Checked<std::type_identity_t<Arguments>...> format, Arguments... arguments)
 {
     DiagOutputExW(format.text, arguments...);
 }
