@@ -1,4 +1,5 @@
 // Waiting for several objects, and semaphores.
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -95,6 +96,15 @@ TEST_F(Wait, BadRequestsAreRefusedAndTakeNothing)
     EXPECT_TRUE(is_signalled(event));
 }
 
+// Returns when the thread sleeps on several words.
+static void wait_until_asleep(const std::atomic<DWORD>& thread)
+{
+    const std::string call = std::to_string(SYS_futex_waitv) + " ";
+    while (!test::read_file("/proc/self/task/" + std::to_string(thread) + "/syscall")
+                .starts_with(call))
+        Sleep(0);
+}
+
 // The signal that wakes a wait for all may be one that another thread could take at once.
 TEST_F(Wait, AConcurrentWaitThatTakesNothingKeepsNoSignalFromOthers)
 {
@@ -103,28 +113,29 @@ TEST_F(Wait, AConcurrentWaitThatTakesNothingKeepsNoSignalFromOthers)
         SCOPED_TRACE(error);
         if (error)
             PlinthTestFail("futex_waitv", 1, 0, error);
-        constexpr int rounds = 300;
         const Handle work = new_event();
         const Handle never = new_event();
         const Handle done = new_event();
-        const Handle stop = new_event(true);
-        std::jthread greedy([&] { wait_for({work, never}, true, INFINITE); });
-        std::jthread either(
-            [&]
-            {
-                while (wait_for({stop, work}, false, INFINITE) != WAIT_OBJECT_0)
-                    SetEvent(done);
-            });
-        for (int i = 0; i < rounds; ++i)
+        std::atomic<DWORD> sleepers[2] = {};
+        const auto wait = [&](int number, HANDLE other, bool all)
         {
-            SetEvent(work);
-            ASSERT_EQ(WaitForSingleObject(done, 60'000), WAIT_OBJECT_0);
-        }
-        SetEvent(stop);
-        either.join();
+            sleepers[number] = GetCurrentThreadId();
+            wait_for({work, other}, all, INFINITE);
+            SetEvent(done);
+        };
+        std::jthread greedy(wait, 0, HANDLE{never}, true);
+        if (!error)
+            wait_until_asleep(sleepers[0]);
+        std::jthread modest(wait, 1, HANDLE{never}, false);
+        if (!error)
+            wait_until_asleep(sleepers[1]);
+        SetEvent(work); // wakes who slept first
+        EXPECT_EQ(WaitForSingleObject(done, 60'000), WAIT_OBJECT_0);
+        EXPECT_FALSE(is_signalled(work));
         SetEvent(work);
         SetEvent(never);
         greedy.join();
+        modest.join();
         EXPECT_FALSE(is_signalled(work));
         EXPECT_FALSE(is_signalled(never));
     }
