@@ -33,6 +33,8 @@ inline constexpr Row rows[] = {
     {"  from 4 processes at once, each text", "channel/4 writers", "channel/pingpong",
      "futex ping-pong", 0},
     {"DiagOutputExW, no destination", "trace/nowhere", nullptr, "guide: 400 ns", 400},
+    {"PLINTH_TRACE, no destination", "trace/PLINTH_TRACE", "trace/calls", "the calls it stands for",
+     1.05},
     {"QV_GetTimeCounter", "clock/QV_GetTimeCounter", "clock/clock_gettime", "clock_gettime", 1.5},
     {"QV_ReadFile, 4 KiB", "file/QV_ReadFile", "file/read", "read(2)", 1.10},
     {"QV_WriteFile, 4 KiB", "file/QV_WriteFile", "file/write", "write(2)", 1.10},

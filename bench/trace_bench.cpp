@@ -45,6 +45,35 @@ void to_nowhere(benchmark::State& state)
 }
 BENCHMARK(to_nowhere)->Name("trace/nowhere");
 
+// The same record by the macro, and by the calls that it stands for.
+template <class Trace> void optional_to_nowhere(benchmark::State& state, Trace trace)
+{
+    const unsigned former = QV_SetTraceOptions(QV_DIAG_MSGBOX);
+    int number = 0;
+    for (auto _ : state)
+        trace(++number & 1023);
+    QV_SetTraceOptions(former);
+}
+
+void by_macro(benchmark::State& state)
+{
+    optional_to_nowhere(state, [](int number)
+                        { PLINTH_TRACE(L"|thrid| opened document %d of %d", number, 1000); });
+}
+BENCHMARK(by_macro)->Name("trace/PLINTH_TRACE");
+
+void by_calls(benchmark::State& state)
+{
+    optional_to_nowhere(state,
+                        [](int number)
+                        {
+                            DiagOutputExW_hlp(__FILE__, __LINE__);
+                            if (CQvLogFile::Detail())
+                                DiagOutputExW(L"|thrid| opened document %d of %d", number, 1000);
+                        });
+}
+BENCHMARK(by_calls)->Name("trace/calls");
+
 class PeerFile
 {
 public:

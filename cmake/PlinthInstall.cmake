@@ -82,8 +82,16 @@ endif()
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/plinth_w32_system)
 install(EXPORT plinth_w32_system_targets NAMESPACE plinth:: DESTINATION ${package_folder}
   COMPONENT development)
+set(PLINTH_RC_PATH ${CMAKE_INSTALL_BINDIR}/plinth-rc)
 configure_package_config_file(cmake/plinth_w32_systemConfig.cmake.in
-  ${PROJECT_BINARY_DIR}/plinth_w32_systemConfig.cmake INSTALL_DESTINATION ${package_folder})
+  ${PROJECT_BINARY_DIR}/plinth_w32_systemConfig.cmake INSTALL_DESTINATION ${package_folder}
+  PATH_VARS PLINTH_RC_PATH)
+if(NOT WIN32)
+  install(PROGRAMS tools/plinth-rc/plinth-rc DESTINATION ${CMAKE_INSTALL_BINDIR}
+          COMPONENT development)
+  install(FILES docs/man/plinth-rc.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+          COMPONENT development)
+endif()
 # Before 1.0 a minor version may change the interface.
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/plinth_w32_systemConfigVersion.cmake
   COMPATIBILITY SameMinorVersion)

@@ -2,6 +2,7 @@
 #                      [FILE TYPE NAME PATH]...      the content of a file
 #                      [TEXT TYPE NAME TEXT]...      UTF-16, without a terminator
 #                      [BYTES TYPE NAME HEX]...      bytes, two hexadecimal digits each
+#                      [STRING NUMBER TEXT]...       a text of the string table, for LoadStringW
 #                      )
 #
 # Gives an executable or shared library resources, which programs find in its file with
@@ -14,8 +15,16 @@
 #       BYTES LOGFILECHARSET Unicode_Enabled 01)
 #
 # On Linux they go into the section ".rsrc" of the file: the tree that a PE file has in the section
-# of that name, in which addresses count from the start of the section. On Windows a resource script
-# goes to the resource compiler; the project has to enable the language RC.
+# of that name, in which addresses count from the start of the section; the command plinth-rc makes
+# it, also for other build systems. On Windows a resource script goes to the resource compiler; the
+# project has to enable the language RC.
+
+# The package file names an installed plinth-rc; in the source tree it is beside this file's folder.
+if(NOT PLINTH_RC)
+  get_filename_component(PLINTH_RC ${CMAKE_CURRENT_LIST_DIR}/../tools/plinth-rc/plinth-rc ABSOLUTE)
+endif()
+set_property(GLOBAL PROPERTY PLINTH_RC ${PLINTH_RC})
+unset(PLINTH_RC)
 
 # A text as UTF-16: a list of numbers.
 function(_plinth_utf16 text result)
@@ -72,35 +81,80 @@ function(_plinth_resource_id given result)
   endif()
 endfunction()
 
-# What an entry of the tree holds for an id, and the text of a named one behind the tables.
-macro(_plinth_resource_entry id label)
-  string(SUBSTRING "${id}" 0 1 kind)
-  string(SUBSTRING "${id}" 1 -1 rest)
-  if(kind EQUAL 1)
-    math(EXPR number "${rest} - 100000")
-    set(entry "${number}")
-  else()
-    set(entry "0x80000000 + ${label} - plinth_rsrc")
-    string(LENGTH "${rest}" length)
-    _plinth_utf16("${rest}" units)
-    list(JOIN units ", " units)
-    string(APPEND texts "${label}: .short ${length}\n.short ${units}\n")
-  endif()
-endmacro()
-
-# The head of a directory: how many of its entries are named and numbered.
-macro(_plinth_resource_directory ids)
-  set(named 0)
-  set(numbered 0)
-  foreach(id IN LISTS ${ids})
-    if(id MATCHES "^0")
-      math(EXPR named "${named} + 1")
-    else()
-      math(EXPR numbered "${numbered} + 1")
+# The resources as a script of the Windows resource compiler. Takes the words of plinth_add_resources.
+function(_plinth_resource_script result)
+  set(script "")
+  set(argument 1)
+  # By their numbers: as a list they would lose an empty text, and one with a semicolon would be two.
+  while(argument LESS ARGC)
+    set(kind "${ARGV${argument}}")
+    set(parts type name content)
+    if(kind STREQUAL "STRING")
+      set(parts name content)
+      set(type STRING)
     endif()
-  endforeach()
-  set(head ".long 0, 0, 0\n.short ${named}, ${numbered}\n")
-endmacro()
+    foreach(part IN ITEMS ${parts})
+      math(EXPR argument "${argument} + 1")
+      if(argument GREATER_EQUAL ARGC)
+        message(FATAL_ERROR "plinth_add_resources: each resource has a kind, a type, a name and a "
+                            "content")
+      endif()
+      set(${part} "${ARGV${argument}}")
+    endforeach()
+    math(EXPR argument "${argument} + 1")
+    _plinth_resource_id("${type}" type_id)
+    _plinth_resource_id("${name}" name_id)
+    if(DEFINED has_${type_id}_${name_id})
+      message(FATAL_ERROR "plinth_add_resources: ${type} ${name} is there twice")
+    endif()
+    set(has_${type_id}_${name_id} TRUE)
+    if(kind STREQUAL "FILE")
+      get_filename_component(path "${content}" ABSOLUTE BASE_DIR ${CMAKE_CURRENT_SOURCE_DIR})
+      string(REGEX REPLACE "([\"\\\\])" "\\\\\\1" quoted "${path}")
+      string(APPEND script "${name} ${type} \"${quoted}\"\n")
+    elseif(kind STREQUAL "TEXT" OR kind STREQUAL "STRING")
+      _plinth_utf16("${content}" units)
+      if(kind STREQUAL "TEXT")
+        list(JOIN units ", " units)
+        string(APPEND script "${name} ${type} { ${units} }\n")
+      else()
+        set(text "")
+        foreach(unit IN LISTS units)
+          math(EXPR hex "${unit} + 0x10000" OUTPUT_FORMAT HEXADECIMAL)
+          string(SUBSTRING "${hex}" 3 4 hex)
+          string(APPEND text "\\x${hex}")
+        endforeach()
+        string(APPEND script "STRINGTABLE { ${name} L\"${text}\" }\n")
+      endif()
+    elseif(kind STREQUAL "BYTES" AND content MATCHES "^([0-9A-Fa-f][0-9A-Fa-f])+$")
+      string(REGEX REPLACE "(..)" "\\\\x\\1" escaped "${content}")
+      string(APPEND script "${name} ${type} { \"${escaped}\" }\n")
+    else()
+      message(FATAL_ERROR "plinth_add_resources: \"${kind} ${content}\" is not understood")
+    endif()
+  endwhile()
+  set(${result} "${script}" PARENT_SCOPE)
+endfunction()
+
+# The resources as a source that any compiler of C or C++ turns into an object: plinth-rc makes it.
+function(_plinth_resource_source result)
+  get_property(plinth_rc GLOBAL PROPERTY PLINTH_RC)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${plinth_rc})
+  set(words "")
+  set(argument 1)
+  while(argument LESS ARGC)
+    # As it is, whatever is in it; a line end right after the brackets doesn't count.
+    string(APPEND words " [======[\n${ARGV${argument}}]======]")
+    math(EXPR argument "${argument} + 1")
+  endwhile()
+  cmake_language(EVAL CODE "execute_process(COMMAND [======[${plinth_rc}]======] -S ${words}
+    WORKING_DIRECTORY [======[${CMAKE_CURRENT_SOURCE_DIR}]======]
+    RESULT_VARIABLE status OUTPUT_VARIABLE source ERROR_VARIABLE said)")
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "plinth_add_resources: ${said}")
+  endif()
+  set(${result} "${source}" PARENT_SCOPE)
+endfunction()
 
 function(plinth_add_resources target)
   get_target_property(has_some ${target} PLINTH_RESOURCES)
@@ -109,107 +163,30 @@ function(plinth_add_resources target)
   endif()
   set_target_properties(${target} PROPERTIES PLINTH_RESOURCES TRUE)
 
-  # By type, then name: the content, in the words of the assembler or the resource compiler.
-  set(types "")
+  set(forwarded "")
   set(files "")
-  set(script "")
-  math(EXPR left_over "(${ARGC} - 1) % 4")
-  if(ARGC EQUAL 1 OR left_over)
-    message(FATAL_ERROR "plinth_add_resources: each resource has a kind, a type, a name and a "
-                        "content")
-  endif()
-  # By their numbers: as a list they would lose an empty text, and one with a semicolon would be two.
   set(argument 1)
   while(argument LESS ARGC)
-    foreach(part IN ITEMS kind type name content)
-      set(${part} "${ARGV${argument}}")
-      math(EXPR argument "${argument} + 1")
-    endforeach()
-    _plinth_resource_id("${type}" type_id)
-    _plinth_resource_id("${name}" name_id)
-    if(DEFINED content_${type_id}_${name_id})
-      message(FATAL_ERROR "plinth_add_resources: ${type} ${name} is there twice")
-    endif()
-    if(kind STREQUAL "FILE")
-      get_filename_component(path "${content}" ABSOLUTE BASE_DIR ${CMAKE_CURRENT_SOURCE_DIR})
-      list(APPEND files ${path})
-      string(REGEX REPLACE "([\"\\\\])" "\\\\\\1" quoted "${path}")
-      set(data ".incbin \"${quoted}\"")
-      string(APPEND script "${name} ${type} \"${quoted}\"\n")
-    elseif(kind STREQUAL "TEXT")
-      _plinth_utf16("${content}" units)
-      list(JOIN units ", " units)
-      set(data "")
-      if(NOT units STREQUAL "")
-        set(data ".short ${units}")
+    string(APPEND forwarded " [======[\n${ARGV${argument}}]======]")
+    if("${ARGV${argument}}" STREQUAL "FILE")
+      math(EXPR path "${argument} + 3")
+      if(path LESS ARGC)
+        get_filename_component(path "${ARGV${path}}" ABSOLUTE BASE_DIR ${CMAKE_CURRENT_SOURCE_DIR})
+        list(APPEND files ${path})
       endif()
-      string(APPEND script "${name} ${type} { ${units} }\n")
-    elseif(kind STREQUAL "BYTES" AND content MATCHES "^([0-9A-Fa-f][0-9A-Fa-f])+$")
-      string(REGEX MATCHALL ".." pairs "${content}")
-      list(TRANSFORM pairs PREPEND "0x")
-      list(JOIN pairs ", " bytes)
-      set(data ".byte ${bytes}")
-      string(REGEX REPLACE "(..)" "\\\\x\\1" escaped "${content}")
-      string(APPEND script "${name} ${type} { \"${escaped}\" }\n")
-    else()
-      message(FATAL_ERROR "plinth_add_resources: \"${kind} ${content}\" is not understood")
     endif()
-    set(content_${type_id}_${name_id} "${data}")
-    list(APPEND types ${type_id})
-    list(APPEND names_${type_id} ${name_id})
+    math(EXPR argument "${argument} + 1")
   endwhile()
-
   set(base ${CMAKE_CURRENT_BINARY_DIR}/${target}_resources)
   if(WIN32)
-    file(GENERATE OUTPUT ${base}.rc CONTENT "${script}")
+    cmake_language(EVAL CODE "_plinth_resource_script(content ${forwarded})")
     set(source ${base}.rc)
   else()
-    list(REMOVE_DUPLICATES types)
-    list(SORT types)
-    set(texts "")
-    set(names_part "")
-    set(languages_part "")
-    set(descriptions "")
-    set(contents "")
-    _plinth_resource_directory(types)
-    set(root "${head}")
-    set(t 0)
-    foreach(type IN LISTS types)
-      _plinth_resource_entry("${type}" "plinth_rsrc_t${t}")
-      string(APPEND root ".long ${entry}, 0x80000000 + plinth_rsrc_n${t} - plinth_rsrc\n")
-      list(SORT names_${type})
-      _plinth_resource_directory(names_${type})
-      string(APPEND names_part "plinth_rsrc_n${t}:\n${head}")
-      set(n 0)
-      foreach(name IN LISTS names_${type})
-        set(label "${t}_${n}")
-        _plinth_resource_entry("${name}" "plinth_rsrc_x${label}")
-        string(APPEND names_part
-               ".long ${entry}, 0x80000000 + plinth_rsrc_l${label} - plinth_rsrc\n")
-        string(APPEND languages_part "plinth_rsrc_l${label}:\n.long 0, 0, 0\n.short 0, 1\n"
-               ".long 0, plinth_rsrc_d${label} - plinth_rsrc\n")
-        string(APPEND descriptions "plinth_rsrc_d${label}:\n"
-               ".long plinth_rsrc_c${label} - plinth_rsrc\n"
-               ".long plinth_rsrc_e${label} - plinth_rsrc_c${label}\n.long 0, 0\n")
-        string(APPEND contents ".balign 8\nplinth_rsrc_c${label}:\n"
-               "${content_${type}_${name}}\nplinth_rsrc_e${label}:\n")
-        math(EXPR n "${n} + 1")
-      endforeach()
-      math(EXPR t "${t} + 1")
-    endforeach()
-    # 'R': stays also if the linker drops what nobody refers to. Labels beginning with ".L" would
-    # stay out of the symbol table, but they are not everywhere; these are local at least.
+    cmake_language(EVAL CODE "_plinth_resource_source(content ${forwarded})")
     set(source ${base}.cpp)
-    file(GENERATE OUTPUT ${source} CONTENT
-"// The resources of ${target}, written by plinth_add_resources.
-__asm__(R\"plinth(
-.section .rsrc,\"aR\",%progbits
-.balign 8
-plinth_rsrc:
-${root}${names_part}${languages_part}${descriptions}${texts}${contents}.balign 8
-.text
-)plinth\");
-")
+  endif()
+  file(GENERATE OUTPUT ${source} CONTENT "${content}")
+  if(NOT WIN32)
     set_source_files_properties(${source} PROPERTIES OBJECT_DEPENDS "${files}")
   endif()
   target_sources(${target} PRIVATE ${source})

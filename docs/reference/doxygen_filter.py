@@ -75,6 +75,7 @@ class Filter:
         self.at_start = True    # whether the next line of code begins a declaration
         self.depth = 0          # of parentheses that are open
         self.trailing = None    # where in the line before a comment of its own began
+        self.in_macro = False   # the line goes on with a macro's text
 
     def comment(self, lines):
         section = SECTION.match(lines[0])
@@ -89,6 +90,9 @@ class Filter:
         return ""
 
     def code(self, line):
+        goes_on, self.in_macro = self.in_macro, line.endswith("\\")
+        if goes_on:
+            return line + "\n"
         if line.lstrip().startswith("#"):
             # Of a macro that is defined in several ways each definition gets the comment.
             defines = line.lstrip().startswith("#define") and self.held

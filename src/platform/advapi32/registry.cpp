@@ -4,15 +4,12 @@
 // in the hive as it is on disk at that moment.
 #include <cstring>
 #include <mutex>
-#include <new>
 #include <vector>
 
-#include "hive_store.h"
+#include "open_key.h"
 #include "system/exception_guard.h"
-#include "system/faults.h"
 #include "system/fork.h"
 #include "system/immortal.h"
-#include "system/last_error.h"
 #include "system/text.h"
 #include "windows.h"
 
@@ -20,14 +17,6 @@ using namespace platform;
 
 namespace
 {
-
-struct OpenKey
-{
-    HiveId hive = HiveId::local_machine;
-    std::string path; // folded
-    std::string name; // as the caller wrote it
-    DWORD access = 0;
-};
 
 struct KeySlot
 {
@@ -80,18 +69,6 @@ KeySlot* find_slot(HKEY key)
     return slot.used && slot.generation == generation ? &slot : nullptr;
 }
 
-bool resolve(HKEY key, OpenKey& result)
-{
-    if (root_key(key, result))
-        return true;
-    const std::lock_guard guard(key_table().lock);
-    const KeySlot* const slot = find_slot(key);
-    if (!slot)
-        return false;
-    result = slot->key;
-    return true;
-}
-
 HKEY add_key(OpenKey key)
 {
     const std::lock_guard guard(key_table().lock);
@@ -137,7 +114,7 @@ LONG open_key(HKEY parent, LPCWSTR path, DWORD access, PHKEY result)
     OpenKey from;
     if (!result)
         return ERROR_INVALID_PARAMETER;
-    if (!resolve(parent, from))
+    if (!resolve_key(parent, from))
         return ERROR_INVALID_HANDLE;
     OpenKey key = below(from, path);
     DWORD error = 0;
@@ -162,29 +139,34 @@ void create_levels(Hive& hive, const OpenKey& key)
     }
 }
 
-LONG create_key(HKEY parent, LPCWSTR path, PHKEY result)
+// created, if wanted: whether the key wasn't there before.
+LONG create_key(HKEY parent, LPCWSTR path, DWORD access, PHKEY result, bool* created = nullptr)
 {
     OpenKey from;
     if (!result)
         return ERROR_INVALID_PARAMETER;
-    const LONG opened = open_key(parent, path, KEY_ALL_ACCESS, result);
+    const LONG opened = open_key(parent, path, access, result);
     if (opened != static_cast<LONG>(ERROR_FILE_NOT_FOUND))
         return opened;
-    if (!resolve(parent, from))
+    if (!resolve_key(parent, from))
         return ERROR_INVALID_HANDLE;
     OpenKey key = below(from, path);
     if (key_levels(key.name) > deepest_key)
         return ERROR_INVALID_PARAMETER;
+    bool is_new = false; // another process may have been faster
     const DWORD error = change_hive(key.hive,
-                                    [&key](Hive& hive) -> DWORD
+                                    [&](Hive& hive) -> DWORD
                                     {
+                                        is_new = !hive.contains(key.path);
                                         create_levels(hive, key);
                                         return 0;
                                     });
     if (error)
         return static_cast<LONG>(error);
-    key.access = KEY_ALL_ACCESS;
+    key.access = access;
     *result = add_key(std::move(key));
+    if (created)
+        *created = is_new;
     return ERROR_SUCCESS;
 }
 
@@ -193,7 +175,7 @@ LONG query_value(HKEY handle, LPCWSTR name, LPDWORD type, LPBYTE data, LPDWORD s
     OpenKey key;
     if (data && !size)
         return ERROR_INVALID_PARAMETER;
-    if (!resolve(handle, key))
+    if (!resolve_key(handle, key))
         return ERROR_INVALID_HANDLE;
     if (!(key.access & KEY_QUERY_VALUE))
         return ERROR_ACCESS_DENIED;
@@ -227,7 +209,7 @@ LONG query_value(HKEY handle, LPCWSTR name, LPDWORD type, LPBYTE data, LPDWORD s
 template <class Change> LONG change_values(HKEY handle, Change change)
 {
     OpenKey key;
-    if (!resolve(handle, key))
+    if (!resolve_key(handle, key))
         return ERROR_INVALID_HANDLE;
     if (!(key.access & KEY_SET_VALUE))
         return ERROR_ACCESS_DENIED;
@@ -240,27 +222,28 @@ template <class Change> LONG change_values(HKEY handle, Change change)
                                          }));
 }
 
-// Nothing may leave through the interface but a number.
-template <class Call> LONG guarded(const char* name, Call call)
+} // namespace
+
+namespace platform
 {
-    int fault = 0;
-    if (api_fault(name, fault))
-        return fault;
-    try
-    {
-        return call();
-    }
-    catch (const std::bad_alloc&)
-    {
-        return ERROR_NOT_ENOUGH_MEMORY;
-    }
+
+bool resolve_key(HKEY key, OpenKey& result)
+{
+    if (root_key(key, result))
+        return true;
+    const std::lock_guard guard(key_table().lock);
+    const KeySlot* const slot = find_slot(key);
+    if (!slot)
+        return false;
+    result = slot->key;
+    return true;
 }
 
-} // namespace
+} // namespace platform
 
 extern "C" LONG RegOpenKeyExW(HKEY key, LPCWSTR path, DWORD, DWORD access, PHKEY result)
 {
-    return guarded("RegOpenKey", [&] { return open_key(key, path, access, result); });
+    return guarded_call("RegOpenKey", [&] { return open_key(key, path, access, result); });
 }
 
 extern "C" LONG RegOpenKeyW(HKEY key, LPCWSTR path, PHKEY result)
@@ -270,7 +253,28 @@ extern "C" LONG RegOpenKeyW(HKEY key, LPCWSTR path, PHKEY result)
 
 extern "C" LONG RegCreateKeyW(HKEY key, LPCWSTR path, PHKEY result)
 {
-    return guarded("RegCreateKey", [&] { return create_key(key, path, result); });
+    return guarded_call("RegCreateKey",
+                        [&] { return create_key(key, path, KEY_ALL_ACCESS, result); });
+}
+
+extern "C" LONG RegCreateKeyExW(HKEY key, LPCWSTR path, DWORD reserved, LPWSTR, DWORD options,
+                                REGSAM access, LPSECURITY_ATTRIBUTES, PHKEY result,
+                                LPDWORD disposition)
+{
+    if (!path || reserved != 0)
+        return ERROR_INVALID_PARAMETER;
+    if (options & REG_OPTION_VOLATILE)
+        return ERROR_NOT_SUPPORTED;
+    return guarded_call("RegCreateKey",
+                        [&]
+                        {
+                            bool created = false;
+                            const LONG error = create_key(key, path, access, result, &created);
+                            if (error == ERROR_SUCCESS && disposition)
+                                *disposition =
+                                    created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
+                            return error;
+                        });
 }
 
 extern "C" LONG RegCloseKey(HKEY key)
@@ -295,7 +299,7 @@ catch (const std::exception& exception)
 extern "C" LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD, LPDWORD type, LPBYTE data,
                                  LPDWORD size)
 {
-    return guarded("RegQueryValue", [&] { return query_value(key, name, type, data, size); });
+    return guarded_call("RegQueryValue", [&] { return query_value(key, name, type, data, size); });
 }
 
 extern "C" LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD, DWORD type, const BYTE* data,
@@ -303,30 +307,30 @@ extern "C" LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD, DWORD type, const 
 {
     if (!data && size != 0)
         return ERROR_INVALID_PARAMETER;
-    return guarded("RegSetValue",
-                   [&]
-                   {
-                       RegValue value{name ? to_utf8(name) : "", type, {data, data + size}};
-                       return change_values(key,
-                                            [&value](RegKey& in) -> DWORD
-                                            {
-                                                in.values[fold_name(value.name)] = value;
-                                                return 0;
-                                            });
-                   });
+    return guarded_call("RegSetValue",
+                        [&]
+                        {
+                            RegValue value{name ? to_utf8(name) : "", type, {data, data + size}};
+                            return change_values(key,
+                                                 [&value](RegKey& in) -> DWORD
+                                                 {
+                                                     in.values[fold_name(value.name)] = value;
+                                                     return 0;
+                                                 });
+                        });
 }
 
 extern "C" LONG RegDeleteValueW(HKEY key, LPCWSTR name)
 {
-    return guarded("RegDeleteValue",
-                   [&]
-                   {
-                       const std::string folded = fold_name(name ? to_utf8(name) : "");
-                       return change_values(key,
-                                            [&folded](RegKey& in) -> DWORD {
-                                                return in.values.erase(folded)
-                                                           ? ERROR_SUCCESS
-                                                           : ERROR_FILE_NOT_FOUND;
-                                            });
-                   });
+    return guarded_call("RegDeleteValue",
+                        [&]
+                        {
+                            const std::string folded = fold_name(name ? to_utf8(name) : "");
+                            return change_values(key,
+                                                 [&folded](RegKey& in) -> DWORD {
+                                                     return in.values.erase(folded)
+                                                                ? ERROR_SUCCESS
+                                                                : ERROR_FILE_NOT_FOUND;
+                                                 });
+                        });
 }

@@ -4,7 +4,7 @@
 // functions of our own, under names that neither collide with nor interpose on the C library's, and
 // maps the runtime's names to them. It includes the standard headers that declare those names
 // first, so that their include guards keep them from taking the mapping back later: include it
-// before using any wide function, and never write std::wcslen and the like.
+// before using any wide function. std::wcslen and the like are mapped too.
 #ifndef PLINTH_PLATFORM_TCHAR_H
 #define PLINTH_PLATFORM_TCHAR_H
 
@@ -85,6 +85,12 @@ extern "C"
     PLINTH_CRT int plinth_crt_vsnwprintf(wchar_t* buffer, size_t count, const wchar_t* format,
                                          va_list arguments);
     PLINTH_CRT int plinth_crt_snwprintf(wchar_t* buffer, size_t count, const wchar_t* format, ...);
+    // Always terminated; size counts the terminator. A text of more than count characters is cut
+    // there, and with _TRUNCATE where it has to be: the result is then -1. Another one that doesn't
+    // fit makes the buffer the empty text, gives -1 and sets errno.
+    PLINTH_CRT int plinth_crt_vsnwprintf_s(wchar_t* buffer, size_t size, size_t count,
+                                           const wchar_t* format, va_list arguments);
+    PLINTH_CRT int plinth_crt_swprintf_s(wchar_t* buffer, size_t size, const wchar_t* format, ...);
     PLINTH_CRT int plinth_crt_vsnprintf(char* buffer, size_t count, const char* format,
                                         va_list arguments);
     PLINTH_CRT int plinth_crt_snprintf(char* buffer, size_t count, const char* format, ...);
@@ -108,8 +114,16 @@ extern "C"
 
 #ifdef __cplusplus
 }
+
+// For an array, whose size needs no words.
+template <size_t Size, class... Arguments>
+int plinth_crt_swprintf_s(wchar_t (&buffer)[Size], const wchar_t* format, Arguments... arguments)
+{
+    return plinth_crt_swprintf_s(buffer, Size, format, arguments...);
+}
 #endif
 
+#define _TRUNCATE ((size_t)-1)
 #define _MAX_DRIVE 3
 #define _MAX_DIR 256
 #define _MAX_FNAME 256
@@ -151,6 +165,8 @@ extern "C"
 #define wcstombs plinth_crt_wcstombs
 #define _vsnwprintf plinth_crt_vsnwprintf
 #define _snwprintf plinth_crt_snwprintf
+#define _vsnwprintf_s plinth_crt_vsnwprintf_s
+#define swprintf_s plinth_crt_swprintf_s
 #define _vsnprintf plinth_crt_vsnprintf
 #define _snprintf plinth_crt_snprintf
 #define swscanf plinth_crt_swscanf
@@ -166,6 +182,37 @@ extern "C"
 #define _ftime64 plinth_crt_ftime64
 #define srand plinth_crt_srand
 #define rand plinth_crt_rand
+
+#ifdef __cplusplus
+// std::wcslen and its like mean these too.
+namespace std
+{
+using ::plinth_crt_mbstowcs;
+using ::plinth_crt_rand;
+using ::plinth_crt_srand;
+using ::plinth_crt_swscanf;
+using ::plinth_crt_wcscat;
+using ::plinth_crt_wcschr;
+using ::plinth_crt_wcscmp;
+using ::plinth_crt_wcscpy;
+using ::plinth_crt_wcscspn;
+using ::plinth_crt_wcslen;
+using ::plinth_crt_wcsncat;
+using ::plinth_crt_wcsncmp;
+using ::plinth_crt_wcsncpy;
+using ::plinth_crt_wcspbrk;
+using ::plinth_crt_wcsrchr;
+using ::plinth_crt_wcsspn;
+using ::plinth_crt_wcsstr;
+using ::plinth_crt_wcstod;
+using ::plinth_crt_wcstol;
+using ::plinth_crt_wcstombs;
+using ::plinth_crt_wcstoul;
+using ::plinth_crt_wmemcpy;
+using ::plinth_crt_wmemmove;
+using ::plinth_crt_wmemset;
+} // namespace std
+#endif
 #endif
 
 #endif

@@ -23,7 +23,9 @@ extern "C"
 #define WAIT_ABANDONED 0x80u
 #define WAIT_TIMEOUT 258u
 #define WAIT_FAILED 0xFFFFFFFFu
+#define MAXIMUM_WAIT_OBJECTS 64u
 #define STILL_ACTIVE 259u
+#define STATUS_CONTROL_C_EXIT 0xC000013Au
 
 #define CREATE_NEW 1u
 #define CREATE_ALWAYS 2u
@@ -258,7 +260,7 @@ extern "C"
                                                     DWORD offsetLow, SIZE_T bytes);
     PLINTH_PLATFORM_API BOOL WINAPI UnmapViewOfFile(LPCVOID address);
 
-    // Events, waits, critical sections.
+    // Events, semaphores, waits, critical sections.
     PLINTH_PLATFORM_API HANDLE WINAPI CreateEventA(LPSECURITY_ATTRIBUTES security, BOOL manualReset,
                                                    BOOL initialState, LPCSTR name);
     PLINTH_PLATFORM_API HANDLE WINAPI CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manualReset,
@@ -266,7 +268,15 @@ extern "C"
     PLINTH_PLATFORM_API HANDLE WINAPI OpenEventA(DWORD access, BOOL inherit, LPCSTR name);
     PLINTH_PLATFORM_API BOOL WINAPI SetEvent(HANDLE event);
     PLINTH_PLATFORM_API BOOL WINAPI ResetEvent(HANDLE event);
+    PLINTH_PLATFORM_API HANDLE WINAPI CreateSemaphoreA(LPSECURITY_ATTRIBUTES security, LONG initial,
+                                                       LONG maximum, LPCSTR name);
+    PLINTH_PLATFORM_API HANDLE WINAPI CreateSemaphoreW(LPSECURITY_ATTRIBUTES security, LONG initial,
+                                                       LONG maximum, LPCWSTR name);
+    PLINTH_PLATFORM_API HANDLE WINAPI OpenSemaphoreW(DWORD access, BOOL inherit, LPCWSTR name);
+    PLINTH_PLATFORM_API BOOL WINAPI ReleaseSemaphore(HANDLE semaphore, LONG count, LPLONG previous);
     PLINTH_PLATFORM_API DWORD WINAPI WaitForSingleObject(HANDLE object, DWORD milliseconds);
+    PLINTH_PLATFORM_API DWORD WINAPI WaitForMultipleObjects(DWORD count, const HANDLE* objects,
+                                                            BOOL all, DWORD milliseconds);
     PLINTH_PLATFORM_API void WINAPI InitializeCriticalSection(LPCRITICAL_SECTION section);
     PLINTH_PLATFORM_API void WINAPI DeleteCriticalSection(LPCRITICAL_SECTION section);
     PLINTH_PLATFORM_API void WINAPI EnterCriticalSection(LPCRITICAL_SECTION section);
@@ -355,6 +365,11 @@ extern "C"
     PLINTH_PLATFORM_API BOOL WINAPI UpdateResourceW(HANDLE update, LPCWSTR type, LPCWSTR name,
                                                     WORD language, LPVOID data, DWORD size);
     PLINTH_PLATFORM_API BOOL WINAPI EndUpdateResourceW(HANDLE update, BOOL discard);
+
+    // Replaces each %NAME% by the variable's value; what is no variable stays. size: characters.
+    // Gives the characters of the result with its terminator, also if it doesn't fit, or 0.
+    PLINTH_PLATFORM_API DWORD WINAPI ExpandEnvironmentStringsW(LPCWSTR text, LPWSTR buffer,
+                                                               DWORD size);
 
     // Text.
     PLINTH_PLATFORM_API int WINAPI CompareStringA(LCID locale, DWORD flags, LPCSTR first,

@@ -6,6 +6,12 @@
 #include <stddef.h>
 #include <stdint.h>
 
+// Other libraries have some of these names too, with other sizes; headers of ours bring theirs.
+#if (defined(__wintypes_h__) && !defined(PLINTH_PLATFORM_WINSCARD_H)) ||                           \
+    (defined(__SQLTYPES_H) && !defined(PLINTH_PLATFORM_SQL_TYPES_H))
+#error "put the folder of plinth's headers before those of pcsc-lite and unixODBC (option -I)"
+#endif
+
 #if defined(__GNUC__)
 #define PLINTH_PLATFORM_API __attribute__((visibility("default")))
 #else
@@ -129,6 +135,17 @@ typedef struct RECT
 #define MAKELPARAM(low, high) ((LPARAM)(DWORD)MAKELONG(low, high))
 #define LOWORD(value) ((WORD)((DWORD_PTR)(value)&0xffff))
 #define HIWORD(value) ((WORD)(((DWORD_PTR)(value) >> 16) & 0xffff))
+
+// No text of a macro's name is replaced in other libraries' headers where a constant does.
+#ifdef __cplusplus
+#define PLINTH_CONSTANT(name, value) inline constexpr DWORD name = value
+#else
+#define PLINTH_CONSTANT(name, value)                                                               \
+    enum                                                                                           \
+    {                                                                                              \
+        name = value                                                                               \
+    }
+#endif
 
 #ifdef __cplusplus
 static_assert(

@@ -4,6 +4,7 @@
 #define PLINTH_PLATFORM_WINDOWS_H
 
 #include "winbase.h"
+#include "wincon.h"
 #include "windef.h"
 #include "winerror.h"
 #include "wingdi.h"

@@ -34,11 +34,25 @@ typedef union ULARGE_INTEGER
     ULONGLONG QuadPart;
 } ULARGE_INTEGER, *PULARGE_INTEGER;
 
-#define DELETE 0x00010000u
-#define READ_CONTROL 0x00020000u
+#define MAXLONG 0x7fffffff
+#define UNREFERENCED_PARAMETER(parameter) ((void)(parameter))
+#ifdef __cplusplus
+// Of an array only; a pointer is refused.
+template <class Item, size_t Count> char (&plinth_array_of_size(Item (&)[Count]))[Count];
+#define ARRAYSIZE(array) (sizeof(plinth_array_of_size(array)))
+#else
+#define ARRAYSIZE(array) (sizeof(array) / sizeof((array)[0]))
+#endif
+
+#define LANG_NEUTRAL 0x00
+#define SUBLANG_NEUTRAL 0x00
+#define MAKELANGID(primary, sub) ((WORD)(((WORD)(sub) << 10) | (WORD)(primary)))
+
+PLINTH_CONSTANT(DELETE, 0x00010000u);
+PLINTH_CONSTANT(READ_CONTROL, 0x00020000u);
 #define WRITE_DAC 0x00040000u
 #define WRITE_OWNER 0x00080000u
-#define SYNCHRONIZE 0x00100000u
+PLINTH_CONSTANT(SYNCHRONIZE, 0x00100000u);
 #define STANDARD_RIGHTS_REQUIRED 0x000F0000u
 #define GENERIC_READ 0x80000000u
 #define GENERIC_WRITE 0x40000000u
@@ -77,6 +91,8 @@ typedef union ULARGE_INTEGER
 #define SECTION_ALL_ACCESS 0x000F001Fu
 #define EVENT_MODIFY_STATE 0x0002u
 #define EVENT_ALL_ACCESS 0x001F0003u
+#define SEMAPHORE_MODIFY_STATE 0x0002u
+#define SEMAPHORE_ALL_ACCESS 0x001F0003u
 
 #define VER_PLATFORM_WIN32_WINDOWS 1u
 #define VER_PLATFORM_WIN32_NT 2u
@@ -278,6 +294,10 @@ typedef struct MEMORY_BASIC_INFORMATION
 #define REG_DWORD 4u
 #define REG_MULTI_SZ 7u
 #define REG_QWORD 11u
+#define REG_OPTION_NON_VOLATILE 0x0000u
+#define REG_OPTION_VOLATILE 0x0001u
+#define REG_CREATED_NEW_KEY 1u
+#define REG_OPENED_EXISTING_KEY 2u
 #define KEY_QUERY_VALUE 0x0001u
 #define KEY_SET_VALUE 0x0002u
 #define KEY_CREATE_SUB_KEY 0x0004u

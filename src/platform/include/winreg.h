@@ -14,10 +14,23 @@ extern "C"
 #define HKEY_LOCAL_MACHINE ((HKEY)(ULONG_PTR)0x80000002u)
 #define HKEY_USERS ((HKEY)(ULONG_PTR)0x80000003u)
 
+    typedef DWORD REGSAM;
+
     PLINTH_PLATFORM_API LONG WINAPI RegOpenKeyW(HKEY key, LPCWSTR path, PHKEY result);
     PLINTH_PLATFORM_API LONG WINAPI RegOpenKeyExW(HKEY key, LPCWSTR path, DWORD options,
                                                   DWORD access, PHKEY result);
     PLINTH_PLATFORM_API LONG WINAPI RegCreateKeyW(HKEY key, LPCWSTR path, PHKEY result);
+    PLINTH_PLATFORM_API LONG WINAPI RegCreateKeyExW(HKEY key, LPCWSTR path, DWORD reserved,
+                                                    LPWSTR keyClass, DWORD options, REGSAM access,
+                                                    LPSECURITY_ATTRIBUTES security, PHKEY result,
+                                                    LPDWORD disposition);
+    PLINTH_PLATFORM_API LONG WINAPI RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name,
+                                                  LPDWORD nameSize, LPDWORD reserved,
+                                                  LPWSTR keyClass, LPDWORD classSize,
+                                                  LPFILETIME written);
+    PLINTH_PLATFORM_API LONG WINAPI RegEnumValueW(HKEY key, DWORD index, LPWSTR name,
+                                                  LPDWORD nameSize, LPDWORD reserved, LPDWORD type,
+                                                  LPBYTE data, LPDWORD dataSize);
     PLINTH_PLATFORM_API LONG WINAPI RegCloseKey(HKEY key);
     PLINTH_PLATFORM_API LONG WINAPI RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved,
                                                      LPDWORD type, LPBYTE data, LPDWORD size);

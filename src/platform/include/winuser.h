@@ -150,6 +150,13 @@ extern "C"
     typedef void(CALLBACK* TIMERPROC)(HWND window, UINT message, UINT_PTR id, DWORD tick);
 #define IS_INTRESOURCE(name) (((ULONG_PTR)(name) >> 16) == 0)
 #define MAKEINTRESOURCEW(number) ((LPWSTR)(ULONG_PTR)(WORD)(number))
+#define RT_STRING MAKEINTRESOURCEW(6)
+#define RT_RCDATA MAKEINTRESOURCEW(10)
+
+    // A text of a string table. size: characters, terminator included; 0: buffer is the place of a
+    // pointer and gets that of the text itself, which has no terminator. Gives the length that was
+    // copied, or that the text has; 0 if there is none.
+    PLINTH_PLATFORM_API int WINAPI LoadStringW(HINSTANCE module, UINT id, LPWSTR buffer, int size);
 
     PLINTH_PLATFORM_API int WINAPI MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption,
                                                UINT type);

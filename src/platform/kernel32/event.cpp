@@ -1,15 +1,13 @@
-// Events, unnamed in the memory of the process and named in shared memory, and waiting.
+// Events, unnamed in the memory of the process and named in shared memory.
 #include <new>
-#include <string_view>
 
 #include "event_state.h"
 #include "handle_table.h"
-#include "named_object.h"
-#include "system/calls.h"
+#include "named_state.h"
 #include "system/exception_guard.h"
-#include "system/last_error.h"
+#include "system/faults.h"
 #include "system/text.h"
-#include "thread.h"
+#include "waitable.h"
 #include "windows.h"
 
 using namespace platform;
@@ -17,57 +15,53 @@ using namespace platform;
 namespace
 {
 
-class EventObject : public Object
+class EventObject : public Object, public Waitable
 {
 public:
     static constexpr ObjectKind object_kind = ObjectKind::event;
 
-    EventObject() : Object(object_kind), m_state(&m_own) {}
-    ~EventObject() override
-    {
-        if (is_shared())
-            sys::munmap(m_state, sizeof *m_state);
-    }
+    EventObject() : Object(object_kind) {}
 
-    DWORD wait(DWORD milliseconds) override { return m_state->wait(milliseconds, is_shared()); }
-    void set() { m_state->set(is_shared()); }
+    DWORD wait(DWORD milliseconds) override
+    {
+        return m_state->wait(milliseconds, m_state.is_shared());
+    }
+    void set() { m_state->set(m_state.is_shared()); }
     void reset() { m_state->reset(); }
     // In the memory of the process.
     void start(bool manual_reset, bool initial)
     {
-        m_own.manual_reset.store(manual_reset, std::memory_order_relaxed);
-        m_own.signalled.store(initial, std::memory_order_relaxed);
+        m_state->manual_reset.store(manual_reset, std::memory_order_relaxed);
+        m_state->signalled.store(initial, std::memory_order_relaxed);
     }
     // In shared memory, under a name that lives or is made. Each gives 0 or a system error.
     DWORD create(const char* name, bool manual_reset, bool initial)
     {
-        const auto image = EventState::image(manual_reset, initial);
-        const std::string_view bytes(reinterpret_cast<const char*>(image.data()), sizeof image);
-        return map(m_named.create(NamedKind::event, name, sizeof *m_state, bytes));
+        return m_state.create(name, EventState::image(manual_reset, initial));
     }
-    DWORD open(const char* name) { return map(m_named.open(NamedKind::event, name)); }
-    bool existed() const { return m_named.existed(); }
+    DWORD open(const char* name) { return m_state.open(name); }
+    bool existed() const { return m_state.existed(); }
+
+    Waitable* waitable() override { return this; }
+    bool unsignalled(WaitWord& word) override
+    {
+        word = {&m_state->signalled, m_state->signalled.load(), m_state.is_shared()};
+        return word.value != 1;
+    }
+    bool try_take() override { return m_state->try_take(); }
+    bool reserve(uint32_t token) override { return m_state->try_take(token); }
+    void keep(uint32_t token) override { m_state->keep(token); }
+    void give_back(uint32_t token) override { m_state->give_back(token, m_state.is_shared()); }
+    void enter() override { ++m_state->waiters; }
+    void leave() override { --m_state->waiters; }
+    void pass_on() override
+    {
+        if (m_state->signalled.load() == 1 && m_state->waiters.load() != 0)
+            futex_wake(&m_state->signalled, 1, m_state.is_shared());
+    }
 
 private:
-    bool is_shared() const { return m_state != &m_own; }
-
-    DWORD map(DWORD error)
-    {
-        if (error)
-            return error;
-        if (m_named.size() < sizeof *m_state) // not one of ours
-            return ERROR_INVALID_HANDLE;
-        void* const view = sys::mmap(nullptr, sizeof *m_state, PROT_READ | PROT_WRITE, MAP_SHARED,
-                                     m_named.fd(), 0);
-        if (view == MAP_FAILED)
-            return system_error(errno);
-        m_state = static_cast<EventState*>(view);
-        return 0;
-    }
-
-    EventState m_own{};
-    EventState* m_state;
-    NamedObject m_named;
+    NamedState<EventState> m_state{NamedKind::event};
 };
 
 HANDLE create_event(const char* name, bool manual_reset, bool initial)
@@ -164,19 +158,4 @@ extern "C" BOOL ResetEvent(HANDLE event)
         return FALSE;
     object->reset();
     return TRUE;
-}
-
-extern "C" DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds)
-{
-    int error = 0;
-    if (api_fault("WaitForSingleObject", error))
-    {
-        fail_with(static_cast<DWORD>(error));
-        return WAIT_FAILED;
-    }
-    Pin<Object> pinned(object);
-    if (!pinned)
-        return WAIT_FAILED;
-    const WaitingPin mark(pinned.base());
-    return pinned->wait(milliseconds);
 }

@@ -67,6 +67,18 @@ bool EventState::try_take(uint32_t leave)
            signalled.compare_exchange_strong(expected, leave, std::memory_order_seq_cst);
 }
 
+void EventState::keep(uint32_t left)
+{
+    signalled.compare_exchange_strong(left, 0, std::memory_order_seq_cst);
+}
+
+void EventState::give_back(uint32_t left, bool shared)
+{
+    if (signalled.compare_exchange_strong(left, 1, std::memory_order_seq_cst) &&
+        waiters.load(std::memory_order_seq_cst) != 0)
+        futex_wake(&signalled, 1, shared);
+}
+
 DWORD EventState::wait(DWORD milliseconds, bool shared)
 {
     if (try_take())

@@ -29,6 +29,10 @@ struct EventState
     void reset() { signalled.store(0, std::memory_order_seq_cst); }
     // Takes the signal if it is there, and leaves the value. A manual-reset event keeps its signal.
     bool try_take(uint32_t leave = 0);
+    // Ends what try_take with that value began: the signal is gone, or is there again. Neither
+    // undoes what others have done to the event meanwhile.
+    void keep(uint32_t left);
+    void give_back(uint32_t left, bool shared);
     // Waits until the signal is taken: WAIT_OBJECT_0 or WAIT_TIMEOUT.
     DWORD wait(DWORD milliseconds, bool shared);
     // The same up to a moment on the monotonic clock, in nanoseconds; negative: for ever.

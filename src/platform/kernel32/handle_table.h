@@ -11,11 +11,14 @@
 namespace platform
 {
 
+class Waitable;
+
 enum class ObjectKind : unsigned char
 {
     file,
     search,
     event,
+    semaphore,
     mapping,
     thread,
     event_source,
@@ -39,6 +42,8 @@ public:
     // Waits until the object is signalled and takes the signal: WAIT_OBJECT_0, WAIT_TIMEOUT or
     // WAIT_FAILED with the last error set.
     virtual DWORD wait(DWORD milliseconds);
+    // For a wait that has other objects beside this one; null if the object is never signalled.
+    virtual Waitable* waitable() { return nullptr; }
 
 private:
     const ObjectKind m_kind;

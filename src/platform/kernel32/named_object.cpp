@@ -87,16 +87,13 @@ std::string file_name(std::string_view name)
     return encoded;
 }
 
-constexpr NamedKind other_kind(NamedKind kind)
+// 0 if nobody holds an object of another kind under the name.
+DWORD refuse_other_kinds(NamedKind kind, const char* name)
 {
-    return kind == NamedKind::event ? NamedKind::mapping : NamedKind::event;
-}
-
-// 0 if nobody holds an object of that kind under the name.
-DWORD refuse_if_held(NamedKind kind, const char* name)
-{
-    const Held state = held(kind, name);
-    return state == Held::no ? 0 : state == Held::yes ? ERROR_INVALID_HANDLE : system_error(errno);
+    for (const NamedKind other : {NamedKind::event, NamedKind::mapping, NamedKind::semaphore})
+        if (const Held state = other == kind ? Held::no : held(other, name); state != Held::no)
+            return state == Held::yes ? ERROR_INVALID_HANDLE : system_error(errno);
+    return 0;
 }
 
 } // namespace
@@ -229,7 +226,7 @@ DWORD NamedObject::join(NamedKind kind, const char* name, const Content* content
 
 DWORD NamedObject::join_under_gate(NamedKind kind, const char* name, const Content* content)
 {
-    if (const DWORD error = refuse_if_held(other_kind(kind), name))
+    if (const DWORD error = refuse_other_kinds(kind, name))
         return error;
     int fd = sys::open(m_path.c_str(), O_RDWR | O_NOFOLLOW);
     if (fd < 0 && errno != ENOENT && errno != ELOOP && errno != EACCES)

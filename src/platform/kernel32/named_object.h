@@ -22,6 +22,7 @@ enum class NamedKind : char
 {
     event = 'e',
     mapping = 'm',
+    semaphore = 's',
 };
 
 class NamedObject

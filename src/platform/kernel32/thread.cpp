@@ -25,6 +25,7 @@
 #include "system/fork_count.h"
 #include "system/last_error.h"
 #include "termination_signal.h"
+#include "waitable.h"
 #include "windows.h"
 
 using namespace platform;
@@ -39,8 +40,8 @@ struct ThreadState
     std::atomic<uint32_t> ended{0};            // futex word
     std::atomic<uint32_t> forks{fork_count()}; // in a child the parent's threads aren't there
     std::atomic<DWORD> exit_code{STILL_ACTIVE};
-    DWORD result = 0;                          // the thread's own
-    std::atomic<PinBase*> waits_with{nullptr}; // what it holds in a wait
+    DWORD result = 0;                                   // the thread's own
+    std::atomic<const WaitingPin*> waits_with{nullptr}; // what it holds in a wait
     std::atomic<bool> terminating{false};
     std::atomic<DWORD> terminated_with{0};
     std::atomic<uint32_t> id{0}; // 0 until the thread runs; futex word for the starter
@@ -100,7 +101,7 @@ void go_on_in_child()
 
 const AtFork g_at_fork(ForkStep::threads, {nullptr, nullptr, go_on_in_child});
 
-class ThreadObject : public Object
+class ThreadObject : public Object, public Waitable
 {
 public:
     static constexpr ObjectKind object_kind = ObjectKind::thread;
@@ -116,6 +117,17 @@ public:
         return WAIT_OBJECT_0;
     }
     ThreadState& state() const { return *m_state; }
+
+    Waitable* waitable() override { return this; }
+    bool unsignalled(WaitWord& word) override
+    {
+        word = {&m_state->ended, 0, false};
+        return !m_state->has_ended();
+    }
+    bool try_take() override { return m_state->has_ended(); }
+    bool reserve(uint32_t) override { return try_take(); }
+    void keep(uint32_t) override {}
+    void give_back(uint32_t) override {}
 
 private:
     const StatePointer m_state;
@@ -229,7 +241,7 @@ BOOL terminate(ThreadState& state, DWORD exit_code)
         }
         futex_wait(&state.ended, 0, std::min(again, deadline), false);
     }
-    if (PinBase* const pin = state.waits_with.exchange(nullptr))
+    if (const WaitingPin* const pin = state.waits_with.exchange(nullptr))
         pin->release(); // its stack stays: nobody else gives it back
     if (void (*const clean)(DWORD) = g_cleaner)
         clean(state.id);
@@ -289,16 +301,22 @@ void set_termination_cleaner(void (*procedure)(DWORD))
     g_cleaner = procedure;
 }
 
-WaitingPin::WaitingPin(PinBase& pin)
+WaitingPin::WaitingPin(PinBase* const* pins, size_t count) : m_pins(pins), m_count(count)
 {
     if (t_state)
-        t_state->waits_with.store(&pin, std::memory_order_relaxed);
+        t_state->waits_with.store(this, std::memory_order_relaxed);
 }
 
 WaitingPin::~WaitingPin()
 {
     if (t_state)
         t_state->waits_with.store(nullptr, std::memory_order_relaxed);
+}
+
+void WaitingPin::release() const
+{
+    for (size_t i = 0; i < m_count; ++i)
+        m_pins[i]->release();
 }
 
 void end_thread(DWORD exit_code)

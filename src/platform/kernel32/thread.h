@@ -1,6 +1,7 @@
 // Starting and ending threads, shared by CreateThread and the runtime library.
 #pragma once
 
+#include <cstddef>
 #include <mutex>
 
 #include "windef.h"
@@ -23,10 +24,16 @@ HANDLE start_thread(ThreadStart start, void* argument, size_t stack_size, DWORD*
 class WaitingPin
 {
 public:
-    explicit WaitingPin(PinBase& pin);
+    // The array lives as long as this.
+    WaitingPin(PinBase* const* pins, size_t count);
     WaitingPin(const WaitingPin&) = delete;
     WaitingPin& operator=(const WaitingPin&) = delete;
     ~WaitingPin();
+    void release() const; // in place of the thread that made it
+
+private:
+    PinBase* const* const m_pins;
+    const size_t m_count;
 };
 
 // While one lives on a thread, TerminateThread of that thread waits. For short work on tables that

@@ -644,6 +644,12 @@ inline int getprotobynumber(int number, protoent* entry, char* buffer, size_t si
 }
 
 // Futex words shared between processes use the shared forms, words of one process the private ones.
+inline long futex_waitv(struct futex_waitv* words, unsigned count, const timespec* deadline)
+{
+    return intercepted("futex_waitv")
+               ? -1
+               : ::syscall(SYS_futex_waitv, words, count, 0u, deadline, CLOCK_MONOTONIC);
+}
 inline long futex(void* word, int operation, uint32_t value, const timespec* timeout)
 {
     return ::syscall(SYS_futex, word, operation, value, timeout, nullptr, FUTEX_BITSET_MATCH_ANY);

@@ -24,6 +24,7 @@ enum class ForkStep : unsigned
     gates,
     threads, // the others ask for the thread's id, which is another one in the child
     exit_process,
+    console_control,
     desktop,
     message_box,
     shutdown_reasons,

@@ -88,6 +88,80 @@ TEST_F(Registry, AnswersSizesAndTypesAsCallersAsk)
     RegCloseKey(key);
 }
 
+TEST_F(Registry, CreatingTellsWhetherTheKeyWasThereAndGivesTheAccessAskedFor)
+{
+    HKEY key = nullptr;
+    DWORD disposition = 0;
+    const auto create = [&](const wchar_t* path, REGSAM access, DWORD options = 0)
+    {
+        return RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, options, access, nullptr, &key,
+                               &disposition);
+    };
+    ASSERT_EQ(create(L"K\\below", KEY_WRITE), ok);
+    EXPECT_EQ(disposition, DWORD{REG_CREATED_NEW_KEY});
+    DWORD size = 0;
+    EXPECT_EQ(RegQueryValueExW(key, L"n", nullptr, nullptr, nullptr, &size),
+              static_cast<LONG>(ERROR_ACCESS_DENIED));
+    RegCloseKey(key);
+    ASSERT_EQ(create(L"k", KEY_READ), ok);
+    EXPECT_EQ(disposition, DWORD{REG_OPENED_EXISTING_KEY});
+    EXPECT_EQ(RegSetValueExW(key, L"n", 0, REG_SZ, nullptr, 0),
+              static_cast<LONG>(ERROR_ACCESS_DENIED));
+    RegCloseKey(key);
+    EXPECT_EQ(create(nullptr, KEY_READ), static_cast<LONG>(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(create(L"gone", KEY_READ, REG_OPTION_VOLATILE),
+              static_cast<LONG>(ERROR_NOT_SUPPORTED));
+}
+
+TEST_F(Registry, KeysAndValuesAreCountedThroughAndBuffersThatAreTooSmallSayMore)
+{
+    for (const wchar_t* const path : {L"R\\b", L"R\\B\\deep", L"R\\a", L"R b", L"R\\a b\\c"})
+        ASSERT_EQ(set_number(path, L"n", 1), ok);
+    HKEY key = nullptr;
+    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"R", 0, KEY_READ | KEY_WRITE, &key), ok);
+    wchar_t name[4];
+    DWORD size = 0;
+    const auto child = [&](DWORD index, DWORD room)
+    {
+        size = room;
+        return RegEnumKeyExW(key, index, name, &size, nullptr, nullptr, nullptr, nullptr);
+    };
+    std::string all;
+    for (DWORD i = 0; child(i, 4) == ok; ++i)
+        all += test::utf8(name) + "=" + std::to_string(size) + " ";
+    EXPECT_EQ(all, "a=1 a b=3 b=1 ");
+    EXPECT_EQ(child(3, 4), static_cast<LONG>(ERROR_NO_MORE_ITEMS));
+    EXPECT_EQ(child(1, 3), static_cast<LONG>(ERROR_MORE_DATA));
+    EXPECT_EQ(RegEnumKeyExW(key, 0, name, nullptr, nullptr, nullptr, nullptr, nullptr),
+              static_cast<LONG>(ERROR_INVALID_PARAMETER));
+
+    const BYTE bytes[] = {1, 2, 3};
+    ASSERT_EQ(RegSetValueExW(key, L"xyz", 0, REG_BINARY, bytes, 3), ok);
+    ASSERT_EQ(RegSetValueExW(key, nullptr, 0, REG_NONE, bytes, 0), ok);
+    DWORD type = 0, room = 0;
+    BYTE data[3] = {};
+    const auto value = [&](DWORD index, DWORD characters, DWORD bytes_there)
+    {
+        size = characters;
+        room = bytes_there;
+        return RegEnumValueW(key, index, name, &size, nullptr, &type, data, &room);
+    };
+    EXPECT_EQ(value(0, 1, 0), ok) << "the value without a name";
+    EXPECT_EQ(std::pair(size, type), std::pair(DWORD{0}, DWORD{REG_NONE}));
+    EXPECT_EQ(value(1, 4, 2), static_cast<LONG>(ERROR_MORE_DATA));
+    EXPECT_EQ(room, 3u);
+    EXPECT_EQ(value(1, 3, 3), static_cast<LONG>(ERROR_MORE_DATA));
+    EXPECT_EQ(value(1, 4, 3), ok);
+    EXPECT_EQ(test::utf8(name), "xyz");
+    EXPECT_EQ(data[2], 3);
+    EXPECT_EQ(value(2, 4, 3), static_cast<LONG>(ERROR_NO_MORE_ITEMS));
+    RegCloseKey(key);
+    ASSERT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"R", 0, KEY_WRITE, &key), ok);
+    EXPECT_EQ(child(0, 4), static_cast<LONG>(ERROR_ACCESS_DENIED));
+    EXPECT_EQ(value(0, 4, 3), static_cast<LONG>(ERROR_ACCESS_DENIED));
+    RegCloseKey(key);
+}
+
 TEST_F(Registry, AFileEditedByHandIsReadAgain)
 {
     fs::create_directories(test::root() + "/registry");

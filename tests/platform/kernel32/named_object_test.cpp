@@ -211,18 +211,27 @@ TEST(NamedObject, AnEventWhoseDescriptorTheProgramHasClosedClosesNoneOfItsFilesA
 
 TEST(NamedObject, EachFailingLinuxCallIsReportedAndLeavesNothingBehind)
 {
-    unsigned failures = 0;
-    for (unsigned nth = 1, calls = 1; nth <= calls + 1; ++nth)
+    const auto semaphore = [](const char* name)
     {
-        SCOPED_TRACE(nth);
-        PlinthTestFailAny(nth, 1, EIO);
-        Handle door = event("door");
-        calls = PlinthTestCalls(nullptr);
-        PlinthTestReset();
-        failures += !door;
-        EXPECT_TRUE(door || (door.error() != ERROR_SUCCESS && door.error() != 12345));
-        door.close();
-        EXPECT_EQ(made(event("door")), "new");
+        SetLastError(12345);
+        return Handle(CreateSemaphoreA(nullptr, 0, 1, name));
+    };
+    for (const bool counts : {false, true})
+    {
+        const auto make = [&](const char* name) { return counts ? semaphore(name) : event(name); };
+        unsigned failures = 0;
+        for (unsigned nth = 1, calls = 1; nth <= calls + 1; ++nth)
+        {
+            SCOPED_TRACE(nth);
+            PlinthTestFailAny(nth, 1, EIO);
+            Handle door = make("door");
+            calls = PlinthTestCalls(nullptr);
+            PlinthTestReset();
+            failures += !door;
+            EXPECT_TRUE(door || (door.error() != ERROR_SUCCESS && door.error() != 12345));
+            door.close();
+            EXPECT_EQ(made(make("door")), "new");
+        }
+        EXPECT_GE(failures, 5u);
     }
-    EXPECT_GE(failures, 5u);
 }

@@ -13,6 +13,20 @@ namespace
 
 using test::utf8;
 
+// They compile as names of the standard library, and mean 16 bits there too.
+TEST(WideString, NamesInTheNamespaceStdAreTheSame)
+{
+    wchar_t buffer[8] = {};
+    EXPECT_EQ(std::mbstowcs(buffer,
+                            "\xc3\xa4"
+                            "bc",
+                            8),
+              3u);
+    EXPECT_EQ(std::wcslen(buffer), 3u);
+    EXPECT_EQ(std::wcscmp(std::wcschr(buffer, L'b'), L"bc"), 0);
+    EXPECT_LE(std::rand(), 32'767);
+}
+
 TEST(WideString, CopiesJoinsAndFillsWithinTheCount)
 {
     wchar_t buffer[8] = L"#######";

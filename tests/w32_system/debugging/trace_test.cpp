@@ -47,6 +47,22 @@ TEST_F(Trace, TagsAreReplacedAfterFormattingAndExactly)
     EXPECT_EQ(record(L"ended\r\n") + record(L"half\n"), "ended\r\nhalf\n\r\n");
 }
 
+TEST_F(Trace, ByTheMacroHasItsPlaceAndEvaluatesNothingWithoutDetail)
+{
+    int evaluated = 0;
+    const int line = __LINE__ + 1;
+    PLINTH_TRACE(L"|nline| %s %hs %I64d %d", L"wide", "narrow", 1LL << 40, ++evaluated);
+    EXPECT_EQ(taken(), std::to_string(line) + " wide narrow 1099511627776 1\r\n");
+    CQvLogFile::EnableLog(false);
+    ASSERT_FALSE(CQvLogFile::Detail());
+    PLINTH_TRACE(L"%d", ++evaluated);
+    CQvLogFile::EnableLog(true);
+    EXPECT_EQ(evaluated, 1);
+    DiagOutputExW(L"|nline|");
+    EXPECT_NE(test::log_content().find(std::to_string(line + 4) + "\r\n"), std::string::npos)
+        << "the place is set nevertheless";
+}
+
 TEST_F(Trace, TheSourceLocationIsThatOfTheLastCall)
 {
     DiagOutputExW_hlp("some\\file", 42);

@@ -1,0 +1,42 @@
+// The key behind a key handle.
+#pragma once
+
+#include <new>
+#include <string>
+
+#include "hive_store.h"
+#include "system/faults.h"
+#include "winerror.h"
+#include "winnt.h"
+
+namespace platform
+{
+
+struct OpenKey
+{
+    HiveId hive = HiveId::local_machine;
+    std::string path; // folded
+    std::string name; // as the caller wrote it
+    DWORD access = 0;
+};
+
+// False for a handle that names no key.
+bool resolve_key(HKEY key, OpenKey& result);
+
+// Nothing may leave a call of the registry but a number. name: of its fault.
+template <class Call> LONG guarded_call(const char* name, Call call)
+{
+    int fault = 0;
+    if (api_fault(name, fault))
+        return fault;
+    try
+    {
+        return call();
+    }
+    catch (const std::bad_alloc&)
+    {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+}
+
+} // namespace platform

@@ -1,0 +1,126 @@
+// The keys and values of a key, by number.
+//
+// The order is that of the folded names. Each call looks at the hive as it is on disk then, so who
+// adds or removes entries between two calls moves the numbers, as on the system.
+#include <cstring>
+
+#include "open_key.h"
+#include "system/text.h"
+#include "windows.h"
+
+using namespace platform;
+
+namespace
+{
+
+// A name with its terminator for a buffer of *size characters; *size becomes the length without.
+LONG copy_name(const std::string& name, LPWSTR buffer, LPDWORD size)
+{
+    const size_t length = wide_from_utf8(name.data(), name.size(), nullptr, 0);
+    if (length >= *size)
+        return ERROR_MORE_DATA;
+    wide_from_utf8(name.data(), name.size(), buffer, length);
+    buffer[length] = L'\0';
+    *size = static_cast<DWORD>(length);
+    return ERROR_SUCCESS;
+}
+
+// Calls with the hive and the key that a handle names.
+template <class Call> LONG with_key(HKEY handle, DWORD needed_access, Call call)
+{
+    OpenKey key;
+    if (!resolve_key(handle, key))
+        return ERROR_INVALID_HANDLE;
+    if (!(key.access & needed_access))
+        return ERROR_ACCESS_DENIED;
+    DWORD error = 0;
+    const auto hive = read_hive(key.hive, error);
+    if (!hive)
+        return static_cast<LONG>(error);
+    const auto found = hive->find(key.path);
+    return found == hive->end() ? static_cast<LONG>(ERROR_FILE_NOT_FOUND) : call(*hive, found);
+}
+
+// The name of a direct child, null beyond the last one.
+const std::string* child_name(const Hive& hive, Hive::const_iterator key, DWORD index)
+{
+    const std::string prefix = key->first.empty() ? "" : key->first + "\\";
+    for (auto at = hive.lower_bound(prefix);
+         at != hive.end() && at->first.compare(0, prefix.size(), prefix) == 0; ++at)
+        if (at->first.size() > prefix.size() &&
+            at->first.find('\\', prefix.size()) == std::string::npos && index-- == 0)
+            return &at->second.name;
+    return nullptr;
+}
+
+LONG enumerate_key(HKEY handle, DWORD index, LPWSTR name, LPDWORD size)
+{
+    return with_key(handle, KEY_ENUMERATE_SUB_KEYS,
+                    [&](const Hive& hive, Hive::const_iterator key) -> LONG
+                    {
+                        const std::string* const path = child_name(hive, key, index);
+                        if (!path)
+                            return ERROR_NO_MORE_ITEMS;
+                        const size_t start = path->rfind('\\');
+                        return copy_name(start == std::string::npos ? *path
+                                                                    : path->substr(start + 1),
+                                         name, size);
+                    });
+}
+
+// Copies what fits; *size is then what the data has.
+LONG copy_data(const RegValue& value, LPBYTE data, LPDWORD size)
+{
+    if (!size)
+        return ERROR_SUCCESS;
+    const DWORD room = *size;
+    *size = static_cast<DWORD>(value.data.size());
+    if (!data)
+        return ERROR_SUCCESS;
+    if (room < value.data.size())
+        return ERROR_MORE_DATA;
+    if (!value.data.empty())
+        std::memcpy(data, value.data.data(), value.data.size());
+    return ERROR_SUCCESS;
+}
+
+} // namespace
+
+extern "C" LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSize,
+                              LPDWORD reserved, LPWSTR keyClass, LPDWORD classSize,
+                              LPFILETIME written)
+{
+    if (!name || !nameSize || reserved || (keyClass && !classSize))
+        return ERROR_INVALID_PARAMETER;
+    const LONG result =
+        guarded_call("RegEnumKey", [&] { return enumerate_key(key, index, name, nameSize); });
+    if (result != ERROR_SUCCESS)
+        return result;
+    if (keyClass && *classSize != 0)
+        *keyClass = L'\0';
+    if (classSize)
+        *classSize = 0;
+    if (written)
+        *written = {};
+    return ERROR_SUCCESS;
+}
+
+extern "C" LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSize,
+                              LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD dataSize)
+{
+    if (!name || !nameSize || reserved || (data && !dataSize))
+        return ERROR_INVALID_PARAMETER;
+    const auto enumerate = [&](const Hive&, Hive::const_iterator found) -> LONG
+    {
+        const auto& values = found->second.values;
+        if (index >= values.size())
+            return ERROR_NO_MORE_ITEMS;
+        const RegValue& value = std::next(values.begin(), index)->second;
+        if (type)
+            *type = value.type;
+        const LONG named = copy_name(value.name, name, nameSize);
+        const LONG copied = copy_data(value, data, dataSize);
+        return named == ERROR_SUCCESS ? copied : named;
+    };
+    return guarded_call("RegEnumValue", [&] { return with_key(key, KEY_QUERY_VALUE, enumerate); });
+}
