@@ -21,7 +21,7 @@ static const std::string s_watch_help =
         "for one listener: if another one has it, watch says so and ends with exit code 3. Where\n"
         "records were lost stands a line of its own that says how many.\n"
         "\n") +
-    view_options_help +
+    view_options_help + log_bounds_help +
     "  --json             one JSON object a line: time (UTC), pid, process, window, text, each "
     "null\n"
     "                     if there is none; for records that were lost: time, lost, text\n"
@@ -52,6 +52,11 @@ constexpr std::chrono::seconds report_interval{1};
 constexpr size_t most_collected = 2000; // records before they are shown
 constexpr size_t put_size = 64 << 10;   // bytes that are written at once
 
+bool reads_standard_input(const ViewOptions& view)
+{
+    return !view.inputs.empty() && view.inputs.front() == "-";
+}
+
 WatchOptions read_options(Options& options)
 {
     WatchOptions wanted;
@@ -71,8 +76,8 @@ WatchOptions read_options(Options& options)
 
 Watch::Watch(WatchOptions options)
     : m_options(std::move(options)),
-      m_interactive(!m_options.json && m_options.view.input != "-" && Keyboard::is_there()),
-      m_source(make_source(m_options.view.input)), m_screen(m_interactive),
+      m_interactive(!m_options.json && !reads_standard_input(m_options.view) && Keyboard::is_there()),
+      m_source(make_source(m_options.view)), m_screen(m_interactive),
       m_store(m_options.view.keep.value_or(m_interactive ? Store::default_limit : small_store)),
       m_portion(m_options.view.keep.value_or(small_store) / 2),
       m_view(m_store, m_options.view.filter), m_style{.time = m_options.view.time.value_or(
@@ -158,8 +163,6 @@ bool Watch::show()
                 m_output->write(file);
             out.clear();
             file.clear();
-            if (interrupted())
-                break;
         }
     }
     if (!out.empty())
