@@ -116,7 +116,7 @@ void start_tail(const std::vector<std::shared_ptr<LogReader>>& readers, uint64_t
     for (size_t i = 0; i < readers.size(); ++i)
         if (const auto start = starts.find(i); start == starts.end())
             readers[i]->skip_all();
-        else if (start->second > 0)
+        else
         {
             readers[i]->seek(start->second, now);
             readers[i]->rest();

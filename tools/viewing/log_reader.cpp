@@ -50,9 +50,19 @@ LogReader::Head LogReader::look(const Moment& now)
         m_is_cut = true; // the news of it
         return Head::whole;
     }
-    const bool is_whole = m_cut.has_end || m_is_gone || m_is_finished || m_has_shrunk ||
-                          now.ticks - m_grown >= patience;
-    return is_whole ? Head::whole : Head::partial;
+    return is_whole(now) ? Head::whole : Head::partial;
+}
+
+// Of a record at the end of the file. More lines of it may come, but not for ever.
+bool LogReader::is_whole(const Moment& now)
+{
+    if (m_partial != offset())
+    {
+        m_partial = offset();
+        m_partial_since = now.ticks;
+    }
+    return m_is_gone || m_is_finished || m_has_shrunk || now.ticks - m_grown >= patience ||
+           (m_cut.has_end && now.ticks - m_partial_since >= most_patience);
 }
 
 std::chrono::steady_clock::time_point LogReader::arrival() const
@@ -206,16 +216,6 @@ void LogReader::found(const LogName& name, const Moment& now)
     const Time age = std::max<Time>(now.wall - file_time(name.written), 0);
     m_written_at =
         now.ticks - std::min<std::chrono::microseconds>(std::chrono::microseconds(age), 2 * patience);
-}
-
-std::chrono::steady_clock::time_point LogReader::first_seen(const Moment& now)
-{
-    if (m_partial != offset())
-    {
-        m_partial = offset();
-        m_partial_since = now.ticks;
-    }
-    return m_partial_since;
 }
 
 void LogReader::finish(bool reads)

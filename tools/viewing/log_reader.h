@@ -22,8 +22,10 @@ namespace trace
 class LogReader
 {
 public:
-    // How long text without a line end waits for the rest of it.
+    // How long the last record of a file waits for more of it.
     static constexpr std::chrono::milliseconds patience{250};
+    // The same if more of it has come, but each time a line end.
+    static constexpr std::chrono::seconds most_patience{1};
 
     enum class Head
     {
@@ -48,8 +50,8 @@ public:
     Record take();
     void pass(); // take without the record
     std::chrono::steady_clock::time_point grown() const { return m_grown; }
-    // Since when a record is partial; asked when it is.
-    std::chrono::steady_clock::time_point first_seen(const Moment& now);
+    // Since when the record that look has found is partial.
+    std::chrono::steady_clock::time_point partial_since() const { return m_partial_since; }
 
     // Goes to the first record at this place or behind it. Failure if the file can't be read.
     void seek(uint64_t offset, const Moment& now);
@@ -73,6 +75,7 @@ private:
     using Ticks = std::chrono::steady_clock::time_point;
 
     std::string_view text() const;
+    bool is_whole(const Moment& now);
     bool fill(const Moment& now);
     bool open();
     bool has_shrunk() const;

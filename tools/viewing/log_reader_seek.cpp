@@ -20,7 +20,7 @@ constexpr size_t npos = std::string_view::npos;
 void LogReader::seek(uint64_t offset, const Moment& now)
 {
     restart();
-    if ((!m_file && !open()) || !learn_form())
+    if (offset == 0 || (!m_file && !open()) || !learn_form())
         return;
     const uint64_t unit = unit_size(m_form);
     if (offset <= m_start + unit)

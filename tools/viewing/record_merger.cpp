@@ -14,9 +14,6 @@ namespace
 
 constexpr size_t most_open = 64; // readers with a record, and as many without
 
-// A record that grows without a line end holds the others up no longer.
-constexpr std::chrono::seconds most_hold{1};
-
 } // namespace
 
 bool RecordMerger::Earlier::operator()(const Reader& a, const Reader& b) const
@@ -93,8 +90,9 @@ bool RecordMerger::look(const Reader& reader, const Moment& now, LogReader::Head
 
 void RecordMerger::place(const Reader& reader, LogReader::Head head, const Moment& now)
 {
+    // One that goes on growing without a line end holds the others up no longer.
     const bool is_held = head == LogReader::Head::partial &&
-                         now.ticks - reader->first_seen(now) < most_hold;
+                         now.ticks - reader->partial_since() < LogReader::most_patience;
     if (head == LogReader::Head::whole || is_held)
     {
         m_heads.insert(reader);

@@ -55,6 +55,8 @@ std::optional<Time> time_from(std::string_view text, Time now)
 {
     if (const std::optional<Time> ago = time_ago(text, now))
         return ago;
+    if (text.find_first_of("-:") == std::string_view::npos)
+        return std::nullopt;
     const bool is_utc = text.ends_with('Z');
     if (is_utc)
         text.remove_suffix(1);
