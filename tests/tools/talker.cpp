@@ -3,6 +3,7 @@
 //
 //   trace:TEXT    one trace record
 //   log:TEXT      a line of the log
+//   items:NAME/N  N long trace records, "NAME item 0 xxx.", and so on
 //   wait          waits for a line on standard input, or its end
 //   per-session   prints whether the log is per session
 #include <algorithm>
@@ -18,6 +19,17 @@
 namespace
 {
 
+void trace_items(const std::string& what)
+{
+    const size_t slash = what.find('/');
+    const std::string name = what.substr(0, slash);
+    const std::string padding(1000, 'x'); // so that a log of MiB has few of them
+    CQvLogFile::SetMaxLogMessageLength(-1);
+    for (int i = 0; i < std::stoi(what.substr(slash + 1)); ++i)
+        DiagOutputExW(L"%s", test::Wide(name + " item " + std::to_string(i) + " " + padding + ".")
+                                 .c_str());
+}
+
 void say(const std::string& what, const std::string& text)
 {
     std::string line;
@@ -25,6 +37,8 @@ void say(const std::string& what, const std::string& text)
         DiagOutputExW(L"%s", test::Wide(text).c_str());
     else if (what == "log")
         QV_Log(test::Wide(text + "\r\n"));
+    else if (what == "items")
+        trace_items(text);
     else if (what == "wait")
         std::getline(std::cin, line);
     else if (what == "per-session")
