@@ -128,21 +128,24 @@ int show_records(const std::vector<std::string>& inputs, const LogBounds& bounds
 {
     constexpr bool may_be_missing = true; // a program may make the folder later
     LogSource source(LogInputs(inputs, may_be_missing), bounds);
-    std::string out;
-    Record record;
-    while (!interrupted() && !source.ended())
+    const auto show = [&](unsigned milliseconds)
     {
-        for (unsigned wait = slice; out.size() < put_size && source.next(record, wait); wait = 0)
+        std::string out;
+        Record record;
+        for (; out.size() < put_size && source.next(record, milliseconds); milliseconds = 0)
             if (record.is_loss())
                 note(record.text);
             else
                 out += as_lines(record, {}, {});
-        put(std::exchange(out, {}));
-    }
+        put(out);
+        return !out.empty();
+    };
+    while (!interrupted() && !source.ended())
+        show(slice);
     source.stop();
-    while (source.next(record, 0))
-        out += record.is_loss() ? "" : as_lines(record, {}, {});
-    put(out);
+    while (show(0))
+    {
+    }
     return exit_done;
 }
 

@@ -145,6 +145,7 @@ bool Watch::show()
     if (const uint64_t missed = m_view.take_missed())
     {
         // Only a terminal has a pause, and no terminal has JSON.
+        m_missed += missed;
         const Record news = loss_of(missed, std::to_string(missed) +
                                                 " records dropped before they were shown: more "
                                                 "came during the pause than --keep has room for");
@@ -195,11 +196,10 @@ unsigned Watch::wait_time() const
 
 std::string Watch::counts() const
 {
-    std::string text = "shown " + std::to_string(m_shown) + ", all " +
+    const std::string text = "shown " + std::to_string(m_shown) + ", all " +
                        std::to_string(m_store.all()) + ", lost " + std::to_string(m_store.lost());
-    if (m_interactive) // elsewhere nothing that goes is missed
-        text += ", dropped " + std::to_string(m_store.dropped());
-    return text;
+    // Without a terminal nobody can ask again for what was shown.
+    return text + ", dropped " + std::to_string(m_interactive ? m_store.dropped() : m_missed);
 }
 
 // How things stand, once a second; a pause shows at once.
