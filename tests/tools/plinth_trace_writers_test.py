@@ -7,13 +7,15 @@ import os
 import subprocess
 import unittest
 
-from plinth_trace_test import LOGS, TALKER, Running, objects_of, trace
+from plinth_trace_test import LOGS, TALKER, TRACE, Running, objects_of, trace
 from programs import PATIENCE, ROOT
 
 WRITERS = 8
-ITEMS = (1_000_000 if "PLINTH_SOAK_SECONDS" in os.environ else 20_000) // WRITERS
+IS_SOAK = "PLINTH_SOAK_SECONDS" in os.environ
+ITEMS = (1_000_000 if IS_SOAK else 20_000) // WRITERS
+LENGTH = 50 if IS_SOAK else 1000  # more than 2 MiB a writer: a split
 STAMP = 23  # characters of a date with its time
-END = "x." # of each item: it is whole
+END = "x."  # of each item: it is whole
 
 def key_of(text):
     """The writer and the number of an item."""
@@ -56,7 +58,8 @@ class Writers(unittest.TestCase):
              Running("watch", "--input", LOGS, "--json", "--match", " item ",
                      "--count", str(WRITERS * ITEMS), stdout=file) as watch, \
              Running("log", "--follow") as log:
-            talkers = [subprocess.Popen([TALKER, f"items:w{i}/{ITEMS}"]) for i in range(WRITERS)]
+            talkers = [subprocess.Popen([TALKER, f"items:w{i}/{ITEMS}/{LENGTH}"])
+                       for i in range(WRITERS)]
             texts = []
             while len(texts) < WRITERS * ITEMS:
                 line = log.line()
@@ -66,10 +69,11 @@ class Writers(unittest.TestCase):
             self.check(texts)
             self.assertEqual(log.interrupt()[::2], (0, ""))
             self.assertEqual([talker.wait() for talker in talkers], [0] * WRITERS)
-            self.assertEqual(watch.wait(PATIENCE), 0)
+            self.assertEqual(watch.wait(10 * PATIENCE), 0)
         with open(shown, encoding="utf-8") as file:
             self.check([record["text"] for record in objects_of(file.read())])
-        out = trace("log", "--input", LOGS, "--since", "1d").stdout
+        out = subprocess.run([TRACE, "log", "--input", LOGS, "--since", "1d"], check=True,
+                             stdout=subprocess.PIPE, encoding="utf-8").stdout
         self.assertEqual([line for line in out.splitlines() if " item " in line], merged(LOGS))
         self.assertGreater(len(os.listdir(LOGS)), WRITERS)
 

@@ -3,11 +3,12 @@
 //
 //   trace:TEXT    one trace record
 //   log:TEXT      a line of the log
-//   items:NAME/N  N long trace records, "NAME item 0 xxx.", and so on
+//   items:NAME/N/LENGTH  N trace records, "NAME item 0 xxx." and so on, with LENGTH times an x
 //   wait          waits for a line on standard input, or its end
 //   per-session   prints whether the log is per session
 #include <algorithm>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -21,11 +22,12 @@ namespace
 
 void trace_items(const std::string& what)
 {
-    const size_t slash = what.find('/');
-    const std::string name = what.substr(0, slash);
-    const std::string padding(1000, 'x'); // so that a log of MiB has few of them
+    std::istringstream words(what);
+    std::string name, count, length;
+    std::getline(std::getline(std::getline(words, name, '/'), count, '/'), length);
+    const std::string padding(std::stoul(length), 'x');
     CQvLogFile::SetMaxLogMessageLength(-1);
-    for (int i = 0; i < std::stoi(what.substr(slash + 1)); ++i)
+    for (int i = 0; i < std::stoi(count); ++i)
         DiagOutputExW(L"%s", test::Wide(name + " item " + std::to_string(i) + " " + padding + ".")
                                  .c_str());
 }
