@@ -35,6 +35,8 @@ bool LogSource::next(Record& record, unsigned milliseconds)
             sweep(now);
         if (take(record, now))
             return true;
+        if (!m_bounds.follows)
+            note_end(now);
         if (milliseconds == 0 || ended())
             return false;
         const unsigned pause = std::min(milliseconds, look_interval);
@@ -86,6 +88,7 @@ bool LogSource::is_wanted(const Record& record) const
 void LogSource::sweep(const Moment& now)
 {
     std::vector<Reader> fresh = look_for_files(now);
+    const auto looked = m_moment().ticks - now.ticks;
     if (std::exchange(m_is_first, false))
         start_readers(fresh, m_bounds, now);
     for (Reader& reader : fresh)
@@ -94,13 +97,19 @@ void LogSource::sweep(const Moment& now)
         m_merger.finish(true);
     m_merger.sweep(now);
 
-    const Time wait = std::chrono::duration_cast<std::chrono::microseconds>(RecordMerger::wait).count();
+    note_end(now);
+    m_next_sweep = m_moment().ticks + std::max<std::chrono::steady_clock::duration>(
+                                          sweep_interval, looked * sweep_share);
+}
+
+// Whether all that the bounds let through was given out.
+void LogSource::note_end(const Moment& now)
+{
+    const Time wait =
+        std::chrono::duration_cast<std::chrono::microseconds>(RecordMerger::wait).count();
     const bool is_late = m_bounds.until && now.wall - *m_bounds.until >= wait;
     if (!m_bounds.follows || is_late)
         m_is_over = m_merger.is_past(m_bounds.until.value_or(INT64_MAX));
-    const auto after = m_moment().ticks;
-    m_next_sweep = after + std::max<std::chrono::steady_clock::duration>(
-                               sweep_interval, (after - now.ticks) * sweep_share);
 }
 
 // Tells the readers what is known of their files; gives the readers of new ones.

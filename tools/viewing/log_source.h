@@ -35,6 +35,7 @@ private:
     std::vector<Reader> look_for_files(const Moment& now);
     void lose(const Reader& reader);
     void take_problems();
+    void note_end(const Moment& now);
     bool take(Record& record, const Moment& now);
     bool is_wanted(const Record& record) const;
 
