@@ -28,8 +28,8 @@ void trace_items(const std::string& what)
     const std::string padding(std::stoul(length), 'x');
     CQvLogFile::SetMaxLogMessageLength(-1);
     for (int i = 0; i < std::stoi(count); ++i)
-        DiagOutputExW(L"%s", test::Wide(name + " item " + std::to_string(i) + " " + padding + ".")
-                                 .c_str());
+        DiagOutputExW(
+            L"%s", test::Wide(name + " item " + std::to_string(i) + " " + padding + ".").c_str());
 }
 
 void say(const std::string& what, const std::string& text)

@@ -76,7 +76,8 @@ WatchOptions read_options(Options& options)
 
 Watch::Watch(WatchOptions options)
     : m_options(std::move(options)),
-      m_interactive(!m_options.json && !reads_standard_input(m_options.view) && Keyboard::is_there()),
+      m_interactive(!m_options.json && !reads_standard_input(m_options.view) &&
+                    Keyboard::is_there()),
       m_source(make_source(m_options.view)), m_screen(m_interactive),
       m_store(m_options.view.keep.value_or(m_interactive ? Store::default_limit : small_store)),
       m_portion(m_options.view.keep.value_or(small_store) / 2),
@@ -197,7 +198,8 @@ unsigned Watch::wait_time() const
 std::string Watch::counts() const
 {
     const std::string text = "shown " + std::to_string(m_shown) + ", all " +
-                       std::to_string(m_store.all()) + ", lost " + std::to_string(m_store.lost());
+                             std::to_string(m_store.all()) + ", lost " +
+                             std::to_string(m_store.lost());
     // Without a terminal nobody can ask again for what was shown.
     return text + ", dropped " + std::to_string(m_interactive ? m_store.dropped() : m_missed);
 }

@@ -19,8 +19,8 @@ size_t whole_units(std::string_view bytes)
     constexpr unsigned char pair_mask = 0xfc;
     constexpr unsigned char pair_start = 0xd8; // of the high byte
     const size_t whole = bytes.size() / 2 * 2;
-    const bool is_half = whole > 0 && (static_cast<unsigned char>(bytes[whole - 1]) & pair_mask) ==
-                                          pair_start;
+    const bool is_half =
+        whole > 0 && (static_cast<unsigned char>(bytes[whole - 1]) & pair_mask) == pair_start;
     return is_half ? whole - 2 : whole;
 }
 

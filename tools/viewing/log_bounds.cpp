@@ -93,7 +93,8 @@ void start_tail(const std::vector<std::shared_ptr<LogReader>>& readers, uint64_t
     std::vector<size_t> order(readers.size());
     for (size_t i = 0; i < order.size(); ++i)
         order[i] = i;
-    std::sort(order.begin(), order.end(), [&](size_t a, size_t b)
+    std::sort(order.begin(), order.end(),
+              [&](size_t a, size_t b)
               { return readers[a]->name().written > readers[b]->name().written; });
     std::set<Place> last;
     for (const size_t i : order)

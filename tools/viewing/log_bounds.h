@@ -12,8 +12,8 @@ namespace trace
 
 struct LogBounds
 {
-    std::optional<Time> since{}; // no records before
-    std::optional<Time> until{}; // none after
+    std::optional<Time> since{};    // no records before
+    std::optional<Time> until{};    // none after
     std::optional<uint64_t> tail{}; // at first only so many, the last ones of all files together
     bool follows = true;            // go on with what is written later
 };

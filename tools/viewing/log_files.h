@@ -79,7 +79,8 @@ public:
     // Whether read went back to the start since the last call.
     bool take_restart() { return std::exchange(m_restarted, false); }
 
-    // How many bytes were read from this place: fewer only at the end. Failure if that can't be done.
+    // How many bytes were read from this place: fewer only at the end. Failure if that can't be
+    // done.
     size_t read_at(uint64_t offset, char* buffer, size_t size) const;
     uint64_t size() const;
     // To be asked when the file is known to hold something: a file that was empty before may have

@@ -45,8 +45,8 @@ bool find_file(LogName& file)
     FindClose(search);
     file.id = *id;
     file.size = uint64_t{entry.nFileSizeHigh} << 32 | entry.nFileSizeLow;
-    file.written = uint64_t{entry.ftLastWriteTime.dwHighDateTime} << 32 |
-                   entry.ftLastWriteTime.dwLowDateTime;
+    file.written =
+        uint64_t{entry.ftLastWriteTime.dwHighDateTime} << 32 | entry.ftLastWriteTime.dwLowDateTime;
     return true;
 }
 
@@ -114,7 +114,8 @@ void LogInputs::find_in(const Input& input, std::vector<LogName>& names)
         return;
     }
     names = find_logs(input.folder);
-    std::erase_if(names, [&](const LogName& name) { return input.passed.contains(identity(name)); });
+    std::erase_if(names,
+                  [&](const LogName& name) { return input.passed.contains(identity(name)); });
 }
 
 std::string LogInputs::what() const

@@ -36,9 +36,10 @@ private:
     struct Input
     {
         std::string path;
-        std::string folder{};            // empty: only the file
-        LogName file{};                  // its path is empty for a folder
-        std::set<std::string> passed{}; // files of the folder that were there before, by path and id
+        std::string folder{}; // empty: only the file
+        LogName file{};       // its path is empty for a folder
+        std::set<std::string>
+            passed{}; // files of the folder that were there before, by path and id
     };
 
     static Input file_input(const std::string& path);

@@ -214,8 +214,8 @@ void LogReader::found(const LogName& name, const Moment& now)
     m_known = name.size;
     m_known_at = now.ticks;
     const Time age = std::max<Time>(now.wall - file_time(name.written), 0);
-    m_written_at =
-        now.ticks - std::min<std::chrono::microseconds>(std::chrono::microseconds(age), 2 * patience);
+    m_written_at = now.ticks - std::min<std::chrono::microseconds>(std::chrono::microseconds(age),
+                                                                   2 * patience);
 }
 
 void LogReader::finish(bool reads)

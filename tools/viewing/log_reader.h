@@ -102,7 +102,7 @@ private:
 
     RecordCutter m_cutter;
     Cut m_cut;
-    bool m_is_cut = false; // the head's end is known
+    bool m_is_cut = false;      // the head's end is known
     StampClock m_clock;         // as it was before the head
     StampClock m_head_clock;    // and behind it
     Time m_last = unknown_time; // of the last stamp

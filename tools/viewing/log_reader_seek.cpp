@@ -35,7 +35,8 @@ void LogReader::seek(uint64_t offset, const Moment& now)
     {
     }
     m_at = first_record();
-    // At the end: what comes next begins there. In the midst of a very long record: at a line of it.
+    // At the end: what comes next begins there. In the midst of a very long record: at a line of
+    // it.
     if (m_at == npos)
         m_at = text().size() < look_back_size ? std::min<size_t>(text().size(), 1)
                                               : std::min(text().find('\n'), text().size() - 1) + 1;

@@ -1,5 +1,5 @@
-// Log files as a source: the records of all files of the inputs as one stream, in the order of their
-// times (record_merger.h), by the rules of record_cutter.h. Files that come later take part.
+// Log files as a source: the records of all files of the inputs as one stream, in the order of
+// their times (record_merger.h), by the rules of record_cutter.h. Files that come later take part.
 #pragma once
 
 #include <deque>

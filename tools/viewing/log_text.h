@@ -24,7 +24,8 @@ inline size_t unit_size(LogForm form)
 inline constexpr char outline_other = '\x80';
 inline constexpr char outline_pair = '\x81';
 
-// Adds one byte for each whole unit of UTF-16: ASCII as it is. Line ends and stamps are found in it.
+// Adds one byte for each whole unit of UTF-16: ASCII as it is. Line ends and stamps are found in
+// it.
 void append_outline(std::string& outline, std::string_view utf16);
 
 // The text as UTF-8. What is no character becomes U+FFFD.

@@ -12,6 +12,7 @@ constexpr size_t npos = std::string_view::npos;
 
 constexpr size_t most_lines = 64 << 10; // of a record with lines that have no stamp
 constexpr size_t most_line = 1 << 20;   // a line that goes on comes in parts
+constexpr size_t stamp_room = 64;       // more than a stamp takes
 
 // What the library writes at the start of a session, before the program says anything.
 constexpr std::string_view session_texts[] = {"Log session started.", "RDTSC instruction "};
@@ -72,8 +73,8 @@ Cut RecordCutter::cut(std::string_view text) const
     const size_t line_end = looked_at.find('\n');
     const size_t line = line_end == npos ? looked_at.size() : line_end + 1;
     const bool is_line = is_start || (!cut.stamp && m_lines);
-    const size_t stamp = next_stamp(
-        text.substr(0, is_line && line_end != npos ? line : std::max(line, most_lines) + 64));
+    const size_t stamp = next_stamp(text.substr(
+        0, is_line && line_end != npos ? line : std::max(line, most_lines) + stamp_room));
     if (is_line || (line_end == npos && stamp == npos))
     {
         cut.length = std::min(stamp, line);

@@ -17,11 +17,11 @@ namespace trace
 
 struct Cut
 {
-    size_t length = 0;     // of the record, with its line end
-    size_t text = 0;       // without the line end
-    bool is_open = false;  // nothing shows yet that the record ends here
-    bool has_end = false;  // it ends with a line end
-    bool is_own = false;   // it begins with a stamp that the program has made
+    size_t length = 0;    // of the record, with its line end
+    size_t text = 0;      // without the line end
+    bool is_open = false; // nothing shows yet that the record ends here
+    bool has_end = false; // it ends with a line end
+    bool is_own = false;  // it begins with a stamp that the program has made
     std::optional<Stamp> stamp{};
 };
 

@@ -117,8 +117,8 @@ void RecordMerger::limit_open_idle()
     if (open.size() <= most_open)
         return;
     const auto quiet = open.end() - most_open;
-    std::nth_element(open.begin(), quiet, open.end(), [](const Reader& a, const Reader& b)
-                     { return a->grown() < b->grown(); });
+    std::nth_element(open.begin(), quiet, open.end(),
+                     [](const Reader& a, const Reader& b) { return a->grown() < b->grown(); });
     for (auto reader = open.begin(); reader != quiet; ++reader)
         (*reader)->rest();
 }

@@ -46,7 +46,8 @@ Time StampClock::next(const Stamp& stamp)
     if (m_starts[0] == unknown_time)
         return unknown_time;
     const Time within = date.tm_sec * second + fields->milliseconds * millisecond;
-    const bool second_pass = m_last != unknown_time && m_starts[0] + within < m_last - reading_slack;
+    const bool second_pass =
+        m_last != unknown_time && m_starts[0] + within < m_last - reading_slack;
     m_last = m_starts[second_pass ? 1 : 0] + within;
     return m_last;
 }

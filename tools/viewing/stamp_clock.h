@@ -24,7 +24,8 @@ public:
 private:
     void look_up(const std::tm& date);
 
-    // The minute that was asked for last: nearly all stamps are of the same one as the stamp before.
+    // The minute that was asked for last: nearly all stamps are of the same one as the stamp
+    // before.
     std::array<int, 5> m_minute{};
     std::array<Time, 2> m_starts{}; // UTC, ascending; equal unless the minute comes twice
     Time m_last = unknown_time;

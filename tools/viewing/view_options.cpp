@@ -15,7 +15,8 @@ namespace trace
 {
 
 const char* const log_bounds_help =
-    "  --since TIME       of log files only records from this time on: \"2024-03-05 14:07\", with Z\n"
+    "  --since TIME       of log files only records from this time on: \"2024-03-05 14:07\", with "
+    "Z\n"
     "                     at the end UTC, 14:07 of today, or so long ago: 90s, 10m, 2h, 1d\n"
     "  --until TIME       only records up to this time; what comes later is not waited for\n"
     "  --tail N           of what is there the last N records of all files together\n"
@@ -32,8 +33,10 @@ const char* const view_options_help =
     "these\n"
     "  --time MODE        before each record its time: absolute, start (seconds since the first\n"
     "                     record), previous (seconds since the one shown before) or none\n"
-    "  --input FROM       in the place of the channel a log file or a folder of log files, several\n"
-    "                     times: of all of them, in the order of their times, followed with the log\n"
+    "  --input FROM       in the place of the channel a log file or a folder of log files, "
+    "several\n"
+    "                     times: of all of them, in the order of their times, followed with the "
+    "log\n"
     "                     files that come later; or - for standard input, a record a line\n"
     "  --keep SIZE        memory for records, in bytes or with K, M or G (default 256M); beyond "
     "it\n"

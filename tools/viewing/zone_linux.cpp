@@ -16,8 +16,8 @@ namespace
 bool is_rule(const std::string& name)
 {
     constexpr size_t least_letters = 3;
-    const size_t letters = name.find_first_not_of(
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ");
+    const size_t letters =
+        name.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ");
     return letters != std::string::npos && letters >= least_letters &&
            std::string_view("+-0123456789").find(name[letters]) != std::string_view::npos &&
            name.find_first_of("0123456789", letters) <= letters + 1;

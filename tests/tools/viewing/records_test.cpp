@@ -85,16 +85,20 @@ TEST_F(Records, AreCutAtStampsWhateverThePiecesInWhichTheyCome)
         Texts records;
     } rows[] = {
         {"lines belong to the record before them",
-         at(1) + "one\r\n  more\r\n\r\n" + at(2) + "two\r\n", {"one\r\n  more\r\n", "two"}},
+         at(1) + "one\r\n  more\r\n\r\n" + at(2) + "two\r\n",
+         {"one\r\n  more\r\n", "two"}},
         {"a record that the log has cut ends at the next stamp",
-         at(1) + "cut" + at(2) + "two *vtq* marks\r\n", {"cut", "two *vtq* marks"}},
+         at(1) + "cut" + at(2) + "two *vtq* marks\r\n",
+         {"cut", "two *vtq* marks"}},
         {"without stamps of the program each line is a record",
          session + at(0) + "RDTSC instruction NOT present.\r\na\nb\r\n\nc",
          {"Log session started.", "RDTSC instruction NOT present.", "a", "b", "", "c"}},
-        {"a stamp of no date is text", at(1) + "one\n2024-13-05 14:07:33.006 *vtq* x\n",
+        {"a stamp of no date is text",
+         at(1) + "one\n2024-13-05 14:07:33.006 *vtq* x\n",
          {"one\n2024-13-05 14:07:33.006 *vtq* x"}},
         {"a text without an end", at(1) + "one\r\n" + at(2) + "rest", {"one", "rest"}},
-        {"a record of one long line is whole", at(1) + lines + lines + "\n" + at(2) + "two\n",
+        {"a record of one long line is whole",
+         at(1) + lines + lines + "\n" + at(2) + "two\n",
          {lines + lines, "two"}},
         {"lines in their tens of thousands come in parts, cut at a line end",
          at(1) + "one\n" + lines.substr(0, 60'000) + "\n" + lines.substr(0, 60'000) + "\n",
@@ -156,7 +160,8 @@ TEST_F(Records, OfSeveralFilesComeInTheOrderOfTheirTimesThenOfTheFiles)
     append("qvapp_2024-03-05_(0010).log", at(3) + "tenth\n");
     append(day_1, at(3) + "first\n" + at(2) + "clock set back\n" + at(5) + "five\n");
     append(day, at(1) + "one\n" + at(3) + "three\nmore of it\n" + at(4) + "four\n");
-    append("qvapp_2024-03-04.log", "2999-01-01 00:00:00.000 *vtq* wrong clock\n" + at(0) + "zero\n");
+    append("qvapp_2024-03-04.log",
+           "2999-01-01 00:00:00.000 *vtq* wrong clock\n" + at(0) + "zero\n");
     std::ofstream(other + "/qvapp_2024-03-05.log") << at(3) + "second folder\n";
     EXPECT_EQ(come(*open({folder, other})),
               (Texts{"wrong clock", "zero", "one", "three\nmore of it", "second folder", "first",
@@ -274,7 +279,8 @@ TEST_F(Records, OfHundredsOfFilesComeInOrderWithFewOfThemOpen)
     for (int i = 0; i < 3 * files; ++i)
     {
         expected.push_back(std::to_string(i));
-        append("qvapp_2024-03-05_(" + std::to_string(i % files) + ").log", at(i) + expected.back() + "\n");
+        append("qvapp_2024-03-05_(" + std::to_string(i % files) + ").log",
+               at(i) + expected.back() + "\n");
     }
     const auto source = open({folder});
     Record record;
@@ -338,7 +344,8 @@ TEST(TimeOptions, AreDatesTimesOfTodayUtcOrSoLongAgo)
                                      {"2024-03-06", "2024-03-06 00:00:00.000"}})
         EXPECT_EQ(local_text(*time_from(text, now)), same) << text;
     EXPECT_EQ(utc_text(*time_from("2024-03-05 14:07Z", now)), "2024-03-05T14:07:00.000Z");
-    for (const char* const text : {"", "soon", "25:00", "2024-13-01", "10", "-5m", "2024-03-05 14:07x"})
+    for (const char* const text :
+         {"", "soon", "25:00", "2024-13-01", "10", "-5m", "2024-03-05 14:07x"})
         EXPECT_FALSE(time_from(text, now)) << text;
 }
 

@@ -42,8 +42,7 @@ TEST_F(Sources, StandardInputGivesARecordALine)
         {
             const test::Wide units(text);
             const std::string bytes =
-                wide ? std::string(reinterpret_cast<const char*>(units.c_str()),
-                                   2 * units.size())
+                wide ? std::string(reinterpret_cast<const char*>(units.c_str()), 2 * units.size())
                      : text;
             ASSERT_EQ(write(pipe_ends[1], bytes.data(), bytes.size()),
                       static_cast<ssize_t>(bytes.size()));
