@@ -1,9 +1,10 @@
-// What viewers read out of foreign texts: lines, window tags, stamps, names of log files.
+// What viewers read out of foreign texts: lines, records, window tags, stamps, names of log files.
 #include "debugging/window_tag.h"
 #include "fuzz_target.h"
 #include "line_splitter.h"
 #include "log_files.h"
 #include "record.h"
+#include "record_cutter.h"
 
 using fuzz::check;
 
@@ -26,6 +27,21 @@ std::vector<std::string> lines_of(std::string_view text, size_t piece)
                       });
     lines.push_back(splitter.take_rest());
     return lines;
+}
+
+// Each byte belongs to one record.
+void try_records(std::string_view text)
+{
+    trace::RecordCutter cutter;
+    while (!text.empty())
+    {
+        const trace::Cut cut = cutter.cut(text);
+        check(cut.length > 0 && cut.length <= text.size() && cut.text <= cut.length,
+              "a record's length");
+        check(!cut.is_open || cut.length == text.size(), "only the last record is open");
+        cutter.took(cut);
+        text.remove_prefix(cut.length);
+    }
 }
 
 // The library's windows and the viewers find the same one.
@@ -61,6 +77,7 @@ void fuzz::run(Input input)
     const auto bytes = input.text<char>();
     const std::string text(bytes.begin(), bytes.end() - 1);
     check(lines_of(text, piece) == lines_of(text, text.size()), "lines, whatever the pieces");
+    try_records(text);
     try_window(text);
     try_stamp(text);
     if (trace::LogName name; trace::parse_log_name(text, name))

@@ -3,10 +3,12 @@
 //
 //   trace:TEXT    one trace record
 //   log:TEXT      a line of the log
+//   items:NAME/N/LENGTH  N trace records, "NAME item 0 xxx." and so on, with LENGTH times an x
 //   wait          waits for a line on standard input, or its end
 //   per-session   prints whether the log is per session
 #include <algorithm>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,6 +20,18 @@
 namespace
 {
 
+void trace_items(const std::string& what)
+{
+    std::istringstream words(what);
+    std::string name, count, length;
+    std::getline(std::getline(std::getline(words, name, '/'), count, '/'), length);
+    const std::string padding(std::stoul(length), 'x');
+    CQvLogFile::SetMaxLogMessageLength(-1);
+    for (int i = 0; i < std::stoi(count); ++i)
+        DiagOutputExW(
+            L"%s", test::Wide(name + " item " + std::to_string(i) + " " + padding + ".").c_str());
+}
+
 void say(const std::string& what, const std::string& text)
 {
     std::string line;
@@ -25,6 +39,8 @@ void say(const std::string& what, const std::string& text)
         DiagOutputExW(L"%s", test::Wide(text).c_str());
     else if (what == "log")
         QV_Log(test::Wide(text + "\r\n"));
+    else if (what == "items")
+        trace_items(text);
     else if (what == "wait")
         std::getline(std::cin, line);
     else if (what == "per-session")

@@ -168,7 +168,7 @@ void TraceWindow::open()
 {
     try
     {
-        m_session.source = trace::make_source(m_options.input);
+        m_session.source = trace::make_source(m_options);
         setWindowTitle(tr("plinth trace: %1").arg(lineOf(m_session.source->what())));
         m_problemBar->hide();
         m_problem->clear();

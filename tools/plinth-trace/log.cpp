@@ -1,41 +1,53 @@
 // plinth-trace log: the log files, which all programs of the machine write into one folder.
 #include <cstdint>
-#include <memory>
 #include <optional>
-#include <set>
 #include <utility>
 #include <vector>
 
 #include "commands.h"
 #include "failure.h"
+#include "line_format.h"
 #include "log_files.h"
-#include "log_follower.h"
+#include "log_source.h"
+#include "other_folders.h"
 #include "terminal.h"
+#include "view_options.h"
 
 namespace trace
 {
 
-const char* const log_help =
-    "usage: plinth-trace log [OPTION...]\n"
-    "\n"
-    "Shows the last lines of the newest log file: the one that was written last. Looking changes\n"
-    "nothing: plinth-trace itself keeps no log.\n"
-    "\n"
-    "  --path        print the path of the file instead of its lines: for a program that reads it\n"
-    "                the exact bytes, and none with a line end in it; on a terminal harmless\n"
-    "  --lines N     the last N lines (default 20)\n"
-    "  --follow      go on with what is added, and with log files that are new: another "
-    "program's,\n"
-    "                or the next one of the same after a split or at midnight; Ctrl-C ends\n"
-    "  --all         all log files of the folder, the one that was written last at the end, whole\n"
-    "                unless --lines says otherwise\n"
-    "  --folder DIR  the log files of this folder, for programs that have named one of their own\n";
+static const std::string s_log_help =
+    std::string(
+        "usage: plinth-trace log [OPTION...]\n"
+        "\n"
+        "Shows the last lines of the newest log file: the one that was written last. With "
+        "--follow,\n"
+        "--input, --since, --until or --tail: the records of all log files, in the order of their\n"
+        "times. Looking changes nothing: plinth-trace itself keeps no log.\n"
+        "\n"
+        "  --path             print the path of the file instead of its lines: for a program that\n"
+        "                     reads it the exact bytes, and none with a line end in it; on a\n"
+        "                     terminal harmless\n"
+        "  --lines N          the last N lines (default 20); where records are shown the last N "
+        "of\n"
+        "                     them, as --tail\n"
+        "  --follow           go on with what is written, also to log files that come later; "
+        "Ctrl-C\n"
+        "                     ends\n"
+        "  --all              all log files of the folder, the one that was written last at the\n"
+        "                     end, whole unless --lines says otherwise\n"
+        "  --folder DIR       the log files of this folder, for programs that have named one of\n"
+        "                     their own\n"
+        "  --input FROM       the records of this log file or folder, several times: of all\n") +
+    log_bounds_help;
+const char* const log_help = s_log_help.c_str();
 
 namespace
 {
 
 constexpr uint64_t default_lines = 20;
-constexpr DWORD follow_interval = 100; // ms; the file system tells nobody of a new line
+constexpr unsigned slice = 100; // ms; Ctrl-C may come in between
+constexpr size_t put_size = 64 << 10;
 
 std::string native(const std::string& path)
 {
@@ -98,6 +110,15 @@ private:
     std::string m_shown;
 };
 
+// Where to look instead of the default folder.
+std::string hint(const std::string& folder)
+{
+    const std::string other = folder == default_log_folder() ? newest_other_folder() : "";
+    return other.empty() ? ""
+                         : "; programs that have named a folder of their own have logged into " +
+                               native(other) + ", which --folder shows";
+}
+
 // The rest of the file, from where it stands.
 void show_rest(LogFile& file, Stream& stream)
 {
@@ -105,23 +126,55 @@ void show_rest(LogFile& file, Stream& stream)
         stream.show(file.name(), text);
 }
 
-// Shows what comes to the file that is shown already, and to all files that are not known yet.
-void follow(const std::string& folder, std::set<LogName> known, std::unique_ptr<LogFile> first,
-            Stream& stream)
+// Shows the records of all files, until there are no more or the user ends it.
+int show_records(const std::vector<std::string>& inputs, const LogBounds& bounds)
 {
-    LogFollower follower(
-        folder, std::move(known),
-        {.text = [&](const LogFile& file, const std::string& text)
-         { stream.show(file.name(), text); },
-         .gap = [&](const LogFile& file)
-         { note(native(file.name().path) + " has become shorter and is shown from its start"); },
-         .closed = [](const LogFile&) {},
-         .problem = [](const std::string& why) { note(why); }});
-    if (first)
-        follower.add(std::move(first));
-    while (!interrupted())
-        if (!follower.look())
-            Sleep(follow_interval);
+    constexpr bool may_be_missing = true; // a program may make the folder later
+    LogSource source(LogInputs(inputs, may_be_missing), bounds);
+    const auto show = [&](unsigned milliseconds)
+    {
+        std::string out;
+        Record record;
+        for (; out.size() < put_size && source.next(record, milliseconds); milliseconds = 0)
+            if (record.is_loss())
+                note(record.text);
+            else
+                out += as_lines(record, {}, {});
+        put(out);
+        return !out.empty();
+    };
+    while (!interrupted() && !source.ended())
+        show(slice);
+    source.stop();
+    while (show(0))
+    {
+    }
+    return exit_done;
+}
+
+int show_files(const std::string& folder, std::optional<int64_t> lines, bool path, bool all)
+{
+    std::vector<LogName> logs = find_logs(folder);
+    if (logs.empty())
+        throw Failure(exit_failed, "there is no log file in " + native(folder) + hint(folder));
+    if (!all && logs.size() > 1)
+        logs.erase(logs.begin(), logs.end() - 1);
+    if (path)
+    {
+        show_paths(logs);
+        return exit_done;
+    }
+    Stream stream(all);
+    for (const LogName& name : logs)
+    {
+        if (interrupted())
+            break;
+        LogFile file(name);
+        if (lines || !all)
+            file.seek_last_lines(lines ? static_cast<uint64_t>(*lines) : default_lines);
+        show_rest(file, stream);
+    }
+    return exit_done;
 }
 
 std::string folder_of(Options& options)
@@ -138,42 +191,25 @@ std::string folder_of(Options& options)
 
 int log(Options& options)
 {
+    const std::vector<std::string> inputs = take_values(options, "--input");
+    const bool is_folder_named = !inputs.empty();
     const std::string folder = folder_of(options);
     const std::optional<int64_t> lines = options.take_number("--lines", 0, INT64_MAX);
+    LogBounds bounds = take_log_bounds(options);
     const bool path = options.take_flag("--path");
     const bool all = options.take_flag("--all");
-    const bool following = options.take_flag("--follow");
-    if (following && (path || all))
-        options.refuse("--follow goes with neither --path nor --all");
+    bounds.follows = options.take_flag("--follow");
+    const bool is_bounded = bounds.since || bounds.until || bounds.tail;
+    const bool is_of_records = bounds.follows || is_bounded || is_folder_named;
+    if (is_of_records && (path || all))
+        options.refuse("--path and --all go with none of --follow, --input, --since, --until and "
+                       "--tail");
     options.finish();
-
-    std::vector<LogName> logs = find_logs(folder);
-    const std::set<LogName> known(logs.begin(), logs.end());
-    if (logs.empty() && !following)
-        throw Failure(exit_failed, "there is no log file in " + native(folder));
-    if (!all && logs.size() > 1)
-        logs.erase(logs.begin(), logs.end() - 1);
-
-    if (path)
-    {
-        show_paths(logs);
-        return exit_done;
-    }
-
-    Stream stream(all);
-    std::unique_ptr<LogFile> file;
-    for (const LogName& name : logs)
-    {
-        if (interrupted())
-            break;
-        file = std::make_unique<LogFile>(name);
-        if (lines || !all)
-            file->seek_last_lines(lines ? static_cast<uint64_t>(*lines) : default_lines);
-        show_rest(*file, stream);
-    }
-    if (following)
-        follow(folder, known, std::move(file), stream);
-    return exit_done;
+    if (!is_of_records)
+        return show_files(folder, lines, path, all);
+    if (!bounds.tail && (lines || !is_bounded))
+        bounds.tail = lines ? static_cast<uint64_t>(*lines) : default_lines;
+    return show_records(is_folder_named ? inputs : std::vector{folder}, bounds);
 }
 
 } // namespace trace

@@ -51,10 +51,19 @@ const char* const general_help =
     "  4  watch: the time, or the input, was over before the number of records was reached\n"
     "  5  window: there is no display, or no viewer\n";
 
+bool asks_for_help(const std::vector<std::string>& arguments)
+{
+    return std::find(arguments.begin(), arguments.end(), "--help") != arguments.end() ||
+           (!arguments.empty() && arguments.front() == "-h");
+}
+
 int run(std::vector<std::string> arguments)
 {
+    // "help COMMAND" is the same as "COMMAND --help".
+    if (arguments.size() > 1 && arguments.front() == "help")
+        arguments = {arguments[1], "--help"};
     const std::string first = arguments.empty() ? "" : arguments.front();
-    if (first == "--help" || first == "-h")
+    if (first == "--help" || first == "-h" || first == "help")
     {
         trace::put(general_help);
         return trace::exit_done;
@@ -69,7 +78,7 @@ int run(std::vector<std::string> arguments)
         if (first != command.name)
             continue;
         arguments.erase(arguments.begin());
-        if (std::find(arguments.begin(), arguments.end(), "--help") != arguments.end())
+        if (asks_for_help(arguments))
         {
             trace::put(command.help);
             return trace::exit_done;

@@ -21,7 +21,7 @@ static const std::string s_watch_help =
         "for one listener: if another one has it, watch says so and ends with exit code 3. Where\n"
         "records were lost stands a line of its own that says how many.\n"
         "\n") +
-    view_options_help +
+    view_options_help + log_bounds_help +
     "  --json             one JSON object a line: time (UTC), pid, process, window, text, each "
     "null\n"
     "                     if there is none; for records that were lost: time, lost, text\n"
@@ -52,6 +52,11 @@ constexpr std::chrono::seconds report_interval{1};
 constexpr size_t most_collected = 2000; // records before they are shown
 constexpr size_t put_size = 64 << 10;   // bytes that are written at once
 
+bool reads_standard_input(const ViewOptions& view)
+{
+    return !view.inputs.empty() && view.inputs.front() == "-";
+}
+
 WatchOptions read_options(Options& options)
 {
     WatchOptions wanted;
@@ -71,8 +76,9 @@ WatchOptions read_options(Options& options)
 
 Watch::Watch(WatchOptions options)
     : m_options(std::move(options)),
-      m_interactive(!m_options.json && m_options.view.input != "-" && Keyboard::is_there()),
-      m_source(make_source(m_options.view.input)), m_screen(m_interactive),
+      m_interactive(!m_options.json && !reads_standard_input(m_options.view) &&
+                    Keyboard::is_there()),
+      m_source(make_source(m_options.view)), m_screen(m_interactive),
       m_store(m_options.view.keep.value_or(m_interactive ? Store::default_limit : small_store)),
       m_portion(m_options.view.keep.value_or(small_store) / 2),
       m_view(m_store, m_options.view.filter), m_style{.time = m_options.view.time.value_or(
@@ -140,6 +146,7 @@ bool Watch::show()
     if (const uint64_t missed = m_view.take_missed())
     {
         // Only a terminal has a pause, and no terminal has JSON.
+        m_missed += missed;
         const Record news = loss_of(missed, std::to_string(missed) +
                                                 " records dropped before they were shown: more "
                                                 "came during the pause than --keep has room for");
@@ -158,8 +165,6 @@ bool Watch::show()
                 m_output->write(file);
             out.clear();
             file.clear();
-            if (interrupted())
-                break;
         }
     }
     if (!out.empty())
@@ -192,11 +197,11 @@ unsigned Watch::wait_time() const
 
 std::string Watch::counts() const
 {
-    std::string text = "shown " + std::to_string(m_shown) + ", all " +
-                       std::to_string(m_store.all()) + ", lost " + std::to_string(m_store.lost());
-    if (m_interactive) // elsewhere nothing that goes is missed
-        text += ", dropped " + std::to_string(m_store.dropped());
-    return text;
+    const std::string text = "shown " + std::to_string(m_shown) + ", all " +
+                             std::to_string(m_store.all()) + ", lost " +
+                             std::to_string(m_store.lost());
+    // Without a terminal nobody can ask again for what was shown.
+    return text + ", dropped " + std::to_string(m_interactive ? m_store.dropped() : m_missed);
 }
 
 // How things stand, once a second; a pause shows at once.

@@ -76,6 +76,7 @@ private:
 
     size_t m_next_row = 0;          // of the view, the first that wasn't shown yet
     int64_t m_shown = 0;            // records, not counting losses
+    uint64_t m_missed = 0;          // that went before they were shown
     std::optional<uint64_t> m_last; // number of the record that was shown last
     std::optional<uint64_t> m_at;   // of the bookmark that was gone to last
     Time m_last_time = unknown_time;

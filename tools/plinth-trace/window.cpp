@@ -14,7 +14,7 @@ static const std::string s_window_help =
         "their tab-separated fields. It ends when the window is closed. Without a display,\n"
         "or where the viewer is not installed, it says so and ends with exit code 5.\n"
         "\n") +
-    view_options_help +
+    view_options_help + log_bounds_help +
     "\n"
     "For scripts:\n"
     "  --screenshot FILE  write a picture of the window (PNG) when it ends\n"

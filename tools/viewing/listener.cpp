@@ -24,9 +24,13 @@ constexpr size_t store_limit = 64 << 20; // bytes of texts and what belongs to e
 // signal handler may call doesn't include setting an event.
 constexpr DWORD wait_slice = 100; // ms
 
-Record news_of(uint64_t lost)
+Record news_of(const ChannelLosses& lost)
 {
-    return loss_of(lost, std::to_string(lost) + " records lost: more came than could be taken");
+    std::string why = lost.full > 0 ? "more came than could be taken" : "";
+    if (lost.unheard > 0)
+        why += std::string(why.empty() ? "" : ", and ") +
+               "their writers went on while this viewer did not run";
+    return loss_of(lost.all(), std::to_string(lost.all()) + " records lost: " + why);
 }
 
 } // namespace
@@ -99,11 +103,11 @@ bool Listener::next(Record& record, unsigned milliseconds)
     {
         std::unique_lock lock(m_lock);
         if (!m_arrived.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                                [this] { return !m_waiting.empty() || m_lost > 0; }))
+                                [this] { return !m_waiting.empty() || m_lost.all() > 0; }))
             return false;
         if (m_waiting.empty())
         {
-            record = news_of(std::exchange(m_lost, 0));
+            record = news_of(std::exchange(m_lost, {}));
             return true;
         }
         record = std::move(m_waiting.front());
@@ -157,7 +161,7 @@ void Listener::count_channel_losses()
     if (fresh == 0)
         return;
     const std::lock_guard lock(m_lock);
-    m_lost += fresh;
+    m_lost.unheard += fresh;
     m_arrived.notify_one();
 }
 
@@ -167,12 +171,12 @@ void Listener::keep(Record record)
     const size_t bytes = bytes_of(record);
     if (m_waiting_bytes + bytes > store_limit)
     {
-        ++m_lost;
+        ++m_lost.full;
         return;
     }
-    if (m_lost > 0)
+    if (m_lost.all() > 0)
     {
-        m_waiting.push_back(news_of(std::exchange(m_lost, 0)));
+        m_waiting.push_back(news_of(std::exchange(m_lost, {})));
         m_waiting_bytes += bytes_of(m_waiting.back());
     }
     m_waiting_bytes += bytes;

@@ -23,6 +23,14 @@
 namespace trace
 {
 
+struct ChannelLosses
+{
+    uint64_t full = 0;    // for want of room here
+    uint64_t unheard = 0; // for want of a listener that runs
+
+    uint64_t all() const { return full + unheard; }
+};
+
 class Listener : public Source
 {
 public:
@@ -56,7 +64,7 @@ private:
     std::condition_variable m_arrived;
     std::deque<Record> m_waiting;
     size_t m_waiting_bytes = 0;
-    uint64_t m_lost = 0; // since the last text that was kept
+    ChannelLosses m_lost; // since the last text that was kept
 };
 
 } // namespace trace

@@ -7,7 +7,6 @@
 
 #include "failure.h"
 #include "interruption.h"
-#include "regular_file.h"
 
 namespace trace
 {
@@ -31,6 +30,13 @@ bool is_number(std::string_view text)
 }
 
 } // namespace
+
+Time file_time(uint64_t written)
+{
+    constexpr Time per_microsecond = 10;
+    constexpr Time epoch = 11'644'473'600 * second; // 1601 to 1970
+    return static_cast<Time>(written) / per_microsecond - epoch;
+}
 
 bool parse_log_name(std::string_view name, LogName& result)
 {
@@ -103,8 +109,12 @@ std::vector<LogName> find_logs(const std::string& folder)
             continue;
         log.path = folder + "\\" + name;
         log.written = joined(entry.ftLastWriteTime);
-        if (is_regular_file(wide_from_utf8(log.path)))
+        log.size = uint64_t{entry.nFileSizeHigh} << 32 | entry.nFileSizeLow;
+        if (const std::optional<FileId> id = regular_file_id(wide_from_utf8(log.path)))
+        {
+            log.id = *id;
             logs.push_back(std::move(log));
+        }
     } while (FindNextFileW(search, &entry));
     FindClose(search);
     FILETIME now;
@@ -116,7 +126,7 @@ std::vector<LogName> find_logs(const std::string& folder)
 LogFile::LogFile(const LogName& name) : m_name(name)
 {
     const WideText path = wide_from_utf8(name.path);
-    if (!is_regular_file(path) && GetLastError() == ERROR_SUCCESS)
+    if (!regular_file_id(path) && GetLastError() == ERROR_SUCCESS)
         throw Failure(exit_failed,
                       native_path(path.data()) +
                           " is no regular file, and only such a file is a log; --input "
@@ -160,8 +170,6 @@ size_t LogFile::read_at(uint64_t offset, char* buffer, size_t size) const
     return done;
 }
 
-// To be asked when the file is known to hold something: a file that was empty before may have its
-// mark now.
 bool LogFile::is_wide() const
 {
     char mark[2];

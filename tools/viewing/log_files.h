@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "record_time.h"
+#include "regular_file.h"
 #include "text.h"
 
 namespace trace
@@ -24,6 +26,8 @@ struct LogName
     uint64_t number = 0;
     std::string path;     // UTF-8, as the Windows interface takes it
     uint64_t written = 0; // when it was last, as a FILETIME; 0 if that isn't known
+    uint64_t size = 0;    // bytes, when it was found
+    FileId id{};
 
     // Which file it is; by name: a later day, or on one day a higher number, comes later.
     friend std::strong_ordering operator<=>(const LogName& a, const LogName& b)
@@ -32,6 +36,9 @@ struct LogName
     }
     friend bool operator==(const LogName& a, const LogName& b) { return (a <=> b) == 0; }
 };
+
+// The time that a FILETIME says.
+Time file_time(uint64_t written);
 
 // The date and number of a name that is a log file's; path stays empty. False for any other name.
 bool parse_log_name(std::string_view name, LogName& result);
@@ -72,11 +79,15 @@ public:
     // Whether read went back to the start since the last call.
     bool take_restart() { return std::exchange(m_restarted, false); }
 
-private:
+    // How many bytes were read from this place: fewer only at the end. Failure if that can't be
+    // done.
     size_t read_at(uint64_t offset, char* buffer, size_t size) const;
     uint64_t size() const;
+    // To be asked when the file is known to hold something: a file that was empty before may have
+    // its mark now.
     bool is_wide() const;
 
+private:
     LogName m_name;
     HANDLE m_file;
     uint64_t m_offset = 0; // of the first byte that was not read yet

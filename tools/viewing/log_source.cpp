@@ -1,11 +1,7 @@
 #include "log_source.h"
 
 #include <algorithm>
-#include <set>
 #include <utility>
-#include <vector>
-
-#include "failure.h"
 
 namespace trace
 {
@@ -13,115 +9,35 @@ namespace trace
 namespace
 {
 
-// A text without a line end counts as a record when so long nothing has followed: the last one of a
-// file that was cut, or of a program that writes its line ends first.
-constexpr std::chrono::milliseconds rest_patience{1000};
+// The file system tells nobody of new files or lines. A folder of very many files is looked at for
+// a tenth of the time at most.
+constexpr std::chrono::milliseconds sweep_interval{50};
+constexpr int sweep_share = 10;
 
-constexpr unsigned look_interval = 50; // ms
+constexpr unsigned look_interval = 25; // ms
 
-bool is_folder(const std::string& path)
-{
-    const DWORD attributes = GetFileAttributesW(wide_from_utf8(path).data());
-    if (attributes == INVALID_FILE_ATTRIBUTES)
-        throw Failure(exit_failed, native_path(wide_from_utf8(path).data()) +
-                                       " can't be read: " + error_text(GetLastError()));
-    return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
-
-// The place of the next stamp, behind the first characters of the text.
-size_t next_stamp(std::string_view text)
-{
-    constexpr std::string_view marker = " *vtq* ";
-    for (size_t at = text.find(marker, 1); at != std::string_view::npos;
-         at = text.find(marker, at + 1))
-        // Of a longer year all but four digits would be left to the text before it.
-        for (const size_t length : {25, 24, 23})
-            if (at > length && stamp_of(text.substr(at - length)) &&
-                time_of(*stamp_of(text.substr(at - length))) != unknown_time)
-                return at - length;
-    return std::string_view::npos;
-}
+constexpr unsigned most_passed = 10'000; // unwanted records before a caller can do something else
 
 } // namespace
 
-LogSource::LogSource(const std::string& path) : m_what(native_path(wide_from_utf8(path).data()))
+LogSource::LogSource(LogInputs inputs, LogBounds bounds, MomentSource moment)
+    : m_inputs(std::move(inputs)), m_bounds(bounds), m_moment(std::move(moment))
 {
-    std::string trimmed = path;
-    while (trimmed.size() > 1 && (trimmed.back() == '/' || trimmed.back() == '\\'))
-        trimmed.pop_back();
-    LogName first;
-    std::string folder;
-    if (is_folder(trimmed))
-    {
-        folder = trimmed;
-        const std::vector<LogName> logs = find_logs(folder);
-        if (logs.empty())
-            throw Failure(exit_failed, "there is no log file in " + m_what);
-        first = logs.back();
-    }
-    else
-    {
-        const size_t name = trimmed.find_last_of("/\\") + 1; // 0 if there is no separator
-        if (parse_log_name(std::string_view(trimmed).substr(name), first))
-            folder = name == 0 ? "." : trimmed.substr(0, name > 1 ? name - 1 : name);
-        first.path = folder.empty() ? trimmed : folder + "\\" + trimmed.substr(name);
-    }
-    std::set<LogName> known;
-    if (!folder.empty())
-    {
-        const std::vector<LogName> logs = find_logs(folder);
-        known.insert(logs.begin(), logs.end());
-    }
-    m_follower = std::make_unique<LogFollower>(folder, std::move(known), receiver());
-    m_follower->add(std::make_unique<LogFile>(first));
-}
-
-LogFollower::Receiver LogSource::receiver()
-{
-    return {
-        .text = [this](const LogFile& file, const std::string& text)
-        { take_text(m_progress[&file], text); },
-        .gap =
-            [this](const LogFile& file)
-        {
-            Progress& progress = m_progress[&file];
-            if (progress.lines.has_rest())
-                take_line(progress, progress.lines.take_rest());
-            m_ready.push_back(loss_of(1, "records may be lost: the log file " +
-                                             native_path(wide_from_utf8(file.name().path).data()) +
-                                             " has become shorter and is read from its start"));
-        },
-        .closed =
-            [this](const LogFile& file)
-        {
-            const auto found = m_progress.find(&file);
-            if (found == m_progress.end())
-                return;
-            if (found->second.lines.has_rest())
-                take_line(found->second, found->second.lines.take_rest());
-            m_progress.erase(found);
-        },
-        .problem = [this](const std::string& why)
-        { m_ready.push_back(loss_of(1, "records may be lost: " + why)); },
-    };
+    sweep(m_moment());
 }
 
 bool LogSource::next(Record& record, unsigned milliseconds)
 {
     for (;;)
     {
-        if (m_ready.empty() && !m_stopped)
-        {
-            m_follower->look();
-            take_old_rests();
-        }
-        if (!m_ready.empty())
-        {
-            record = std::move(m_ready.front());
-            m_ready.pop_front();
+        const Moment now = m_moment();
+        if (!m_stopped && !m_is_over && now.ticks >= m_next_sweep)
+            sweep(now);
+        if (take(record, now))
             return true;
-        }
-        if (m_stopped || milliseconds == 0)
+        if (!m_bounds.follows)
+            note_end(now);
+        if (milliseconds == 0 || ended())
             return false;
         const unsigned pause = std::min(milliseconds, look_interval);
         Sleep(pause);
@@ -129,48 +45,115 @@ bool LogSource::next(Record& record, unsigned milliseconds)
     }
 }
 
+bool LogSource::ended() const
+{
+    return m_ready.empty() && (m_is_over || (m_stopped && m_merger.is_past(INT64_MAX)));
+}
+
 void LogSource::stop()
 {
-    if (std::exchange(m_stopped, true))
+    if (std::exchange(m_stopped, true) || m_is_over)
         return;
-    for (auto& [file, progress] : m_progress)
-        if (progress.lines.has_rest())
-            take_line(progress, progress.lines.take_rest());
+    m_merger.finish(false);
+    m_merger.sweep(m_moment()); // what no line end has come to
 }
 
-void LogSource::take_text(Progress& progress, const std::string& text)
+bool LogSource::take(Record& record, const Moment& now)
 {
-    progress.grown = Clock::now();
-    progress.lines.feed(text, [&](const std::string& line) { take_line(progress, line); });
-}
-
-void LogSource::take_line(Progress& progress, std::string_view line)
-{
-    for (size_t next = next_stamp(line); next != std::string_view::npos; next = next_stamp(line))
+    for (unsigned passed = 0; passed < most_passed; ++passed)
     {
-        add(progress, line.substr(0, next));
-        line.remove_prefix(next);
+        take_problems();
+        if (!m_ready.empty())
+        {
+            record = std::move(m_ready.front());
+            m_ready.pop_front();
+            return true;
+        }
+        if (m_is_over || !m_merger.next(record, now))
+            return false;
+        if (is_wanted(record))
+            return true;
     }
-    add(progress, line);
+    return false;
 }
 
-void LogSource::take_old_rests()
+bool LogSource::is_wanted(const Record& record) const
 {
-    const Clock::time_point now = Clock::now();
-    for (auto& [file, progress] : m_progress)
-        if (progress.lines.has_rest() && now - progress.grown >= rest_patience)
-            take_line(progress, progress.lines.take_rest());
+    if (record.is_loss())
+        return true;
+    return (!m_bounds.since || record.time >= *m_bounds.since) &&
+           (!m_bounds.until || record.time <= *m_bounds.until);
 }
 
-void LogSource::add(Progress& progress, std::string_view text)
+void LogSource::sweep(const Moment& now)
 {
-    Record record;
-    if (const std::optional<Stamp> stamp = stamp_of(text))
-        if (const Time time = time_of(*stamp); time != unknown_time)
-            progress.last = time;
-    record.time = progress.last;
-    record.text = text;
-    m_ready.push_back(std::move(record));
+    std::vector<Reader> fresh = look_for_files(now);
+    const auto looked = m_moment().ticks - now.ticks;
+    if (std::exchange(m_is_first, false))
+        start_readers(fresh, m_bounds, now);
+    for (Reader& reader : fresh)
+        m_merger.add(std::move(reader));
+    if (!m_bounds.follows)
+        m_merger.finish(true);
+    m_merger.sweep(now);
+
+    note_end(now);
+    m_next_sweep = m_moment().ticks + std::max<std::chrono::steady_clock::duration>(
+                                          sweep_interval, looked * sweep_share);
+}
+
+// Whether all that the bounds let through was given out.
+void LogSource::note_end(const Moment& now)
+{
+    const Time wait =
+        std::chrono::duration_cast<std::chrono::microseconds>(RecordMerger::wait).count();
+    const bool is_late = m_bounds.until && now.wall - *m_bounds.until >= wait;
+    if (!m_bounds.follows || is_late)
+        m_is_over = m_merger.is_past(m_bounds.until.value_or(INT64_MAX));
+}
+
+// Tells the readers what is known of their files; gives the readers of new ones.
+std::vector<LogSource::Reader> LogSource::look_for_files(const Moment& now)
+{
+    std::string problem;
+    std::map<std::string, Reader> there;
+    std::vector<Reader> fresh;
+    for (LogInputs::Found& found : m_inputs.find(problem))
+    {
+        const std::string path = found.name.path;
+        Reader reader;
+        const auto known = m_files.find(path);
+        if (known != m_files.end() && known->second->name().id == found.name.id)
+            reader = known->second;
+        else
+            fresh.push_back(reader = std::make_shared<LogReader>(found.name, found.place));
+        reader->found(found.name, now);
+        there.emplace(path, std::move(reader));
+    }
+    for (const auto& [path, reader] : m_files)
+        if (const auto same = there.find(path); same == there.end() || same->second != reader)
+            lose(reader);
+    m_files = std::move(there);
+    if (!problem.empty() && problem != m_problem)
+        m_ready.push_back(loss_of(1, "records may be lost: " + problem));
+    m_problem = std::move(problem);
+    return fresh;
+}
+
+// The file is out of reach unless it is open.
+void LogSource::lose(const Reader& reader)
+{
+    if (!reader->is_open() && reader->may_have_more())
+        m_ready.push_back(loss_of(1, "records may be lost: the log file " +
+                                         native_path(wide_from_utf8(reader->name().path).data()) +
+                                         " was removed before it was read"));
+    reader->gone();
+}
+
+void LogSource::take_problems()
+{
+    for (const std::string& problem : m_merger.take_problems())
+        m_ready.push_back(loss_of(1, "records may be lost: " + problem));
 }
 
 } // namespace trace

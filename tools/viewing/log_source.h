@@ -1,19 +1,16 @@
-// Log files as a source: each line is a record, and so is each part of a line that begins with the
-// stamp of a trace record, since a record that the log has cut has no line end.
-//
-// A folder is followed from the start of its newest file, a file from its own start; both go on
-// with the log files that come to the folder later. A file whose name is not that of a log stands
-// alone. The stamp gives the time; a line without one has the time of the record before it in its
-// file.
+// Log files as a source: the records of all files of the inputs as one stream, in the order of
+// their times (record_merger.h), by the rules of record_cutter.h. Files that come later take part.
 #pragma once
 
-#include <chrono>
 #include <deque>
 #include <map>
 #include <memory>
+#include <string>
+#include <vector>
 
-#include "line_splitter.h"
-#include "log_follower.h"
+#include "log_bounds.h"
+#include "log_inputs.h"
+#include "record_merger.h"
 #include "source.h"
 
 namespace trace
@@ -22,37 +19,37 @@ namespace trace
 class LogSource : public Source
 {
 public:
-    // path: of a file or a folder, UTF-8. Failure if there is no such thing, or a folder has no
-    // log.
-    explicit LogSource(const std::string& path);
+    // Failure if an input can't be read. moment: the clocks; tests have their own.
+    explicit LogSource(LogInputs inputs, LogBounds bounds = {},
+                       MomentSource moment = current_moment);
 
     bool next(Record& record, unsigned milliseconds) override;
-    bool ended() const override { return m_stopped && m_ready.empty(); }
+    bool ended() const override;
     void stop() override; // reads no further: a log may be long
-    std::string what() const override { return m_what; }
+    std::string what() const override { return m_inputs.what(); }
 
 private:
-    using Clock = std::chrono::steady_clock;
+    using Reader = std::shared_ptr<LogReader>;
 
-    // What is known of a file besides its text.
-    struct Progress
-    {
-        LineSplitter lines;
-        Time last = unknown_time;
-        Clock::time_point grown{};
-    };
+    void sweep(const Moment& now);
+    std::vector<Reader> look_for_files(const Moment& now);
+    void lose(const Reader& reader);
+    void take_problems();
+    void note_end(const Moment& now);
+    bool take(Record& record, const Moment& now);
+    bool is_wanted(const Record& record) const;
 
-    LogFollower::Receiver receiver();
-    void take_text(Progress& progress, const std::string& text);
-    void take_line(Progress& progress, std::string_view line);
-    void take_old_rests();
-    void add(Progress& progress, std::string_view text);
-
-    std::string m_what;
-    std::map<const LogFile*, Progress> m_progress;
+    LogInputs m_inputs;
+    LogBounds m_bounds;
+    MomentSource m_moment;
+    RecordMerger m_merger;
+    std::map<std::string, Reader> m_files; // by path
     std::deque<Record> m_ready;
-    std::unique_ptr<LogFollower> m_follower;
+    std::string m_problem; // that was told last
+    std::chrono::steady_clock::time_point m_next_sweep{};
+    bool m_is_first = true;
     bool m_stopped = false;
+    bool m_is_over = false; // of what the bounds let through
 };
 
 } // namespace trace

@@ -66,6 +66,8 @@ std::optional<int32_t> window_of(std::string_view text)
 std::string as_json(const Record& record)
 {
     std::string out = "{\"time\":" + json_text_or_null(utc_text(record.time));
+    if (record.is_time_inherited)
+        out += ",\"inherited\":true";
     if (record.is_loss())
         out += ",\"lost\":" + std::to_string(record.lost);
     else

@@ -21,6 +21,7 @@ inline constexpr int32_t no_window = INT32_MAX;
 struct Record
 {
     Time time = unknown_time;                  // of arrival, or what the record's stamp says
+    bool is_time_inherited = false;            // it has no stamp: the time of the one before it
     DWORD process = 0;                         // id of the writer; 0 if the source doesn't tell
     int32_t window = no_window;                // see window_of
     std::shared_ptr<const std::string> name{}; // the writer's; null if it can't be found out
@@ -42,7 +43,8 @@ size_t bytes_of(const Record& record);
 std::optional<int32_t> window_of(std::string_view text);
 
 // One line of JSON: time (ISO 8601, UTC), pid, process (the writer's name), window, text, each null
-// if there is none; of a loss: time, lost (how many), text (why).
+// if there is none; of a loss: time, lost (how many), text (why). A time that is inherited is
+// followed by "inherited":true.
 std::string as_json(const Record& record);
 
 } // namespace trace

@@ -14,8 +14,6 @@ namespace trace
 namespace
 {
 
-constexpr Time second = 1'000'000;
-
 constexpr std::string_view stamp_marker = " *vtq* ";
 constexpr size_t least_stamp = 23;
 constexpr size_t most_stamp = 25; // a year of more than four digits
@@ -55,6 +53,13 @@ bool take_number(std::string_view& text, size_t least, char end, int& number)
     return true;
 }
 
+// Months count from 1 here.
+bool is_date(const std::tm& date)
+{
+    return date.tm_mon >= 1 && date.tm_mon <= 12 && date.tm_mday >= 1 && date.tm_mday <= 31 &&
+           date.tm_hour < 24 && date.tm_min < 60 && date.tm_sec <= 60;
+}
+
 } // namespace
 
 Time current_time()
@@ -73,21 +78,30 @@ std::optional<Stamp> stamp_of(std::string_view text)
     return Stamp{marker + stamp_marker.size(), text.substr(0, marker)};
 }
 
-Time time_of(const Stamp& stamp)
+std::optional<StampFields> fields_of(const Stamp& stamp)
 {
     std::string_view text = stamp.local;
-    std::tm date{};
-    int milliseconds = 0;
+    StampFields fields;
+    std::tm& date = fields.date;
     if (!take_number(text, 4, '-', date.tm_year) || !take_number(text, 2, '-', date.tm_mon) ||
         !take_number(text, 2, ' ', date.tm_mday) || !take_number(text, 2, ':', date.tm_hour) ||
         !take_number(text, 2, ':', date.tm_min) || !take_number(text, 2, '.', date.tm_sec) ||
-        !take_number(text, 3, '\0', milliseconds))
-        return unknown_time;
+        !take_number(text, 3, '\0', fields.milliseconds) || !is_date(date))
+        return std::nullopt;
     date.tm_year -= 1900;
     date.tm_mon -= 1;
     date.tm_isdst = -1;
-    const __time64_t seconds = _mktime64(&date);
-    return seconds == -1 ? unknown_time : seconds * second + Time{milliseconds} * 1000;
+    return fields;
+}
+
+Time time_of(const Stamp& stamp)
+{
+    std::optional<StampFields> fields = fields_of(stamp);
+    if (!fields)
+        return unknown_time;
+    const __time64_t seconds = _mktime64(&fields->date);
+    return seconds == -1 ? unknown_time
+                         : seconds * second + Time{fields->milliseconds} * millisecond;
 }
 
 std::string local_text(Time time)

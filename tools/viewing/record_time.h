@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,6 +26,18 @@ struct Stamp
 };
 std::optional<Stamp> stamp_of(std::string_view text);
 Time time_of(const Stamp& stamp); // unknown_time for what is no date
+
+// What a stamp says, nothing for what is no date. tm_isdst is -1.
+struct StampFields
+{
+    std::tm date{};
+    int milliseconds = 0;
+};
+std::optional<StampFields> fields_of(const Stamp& stamp);
+
+// In microseconds.
+inline constexpr Time second = 1'000'000;
+inline constexpr Time millisecond = 1'000;
 
 // "2024-03-05 14:07:33.006", local time; empty if the time is not known.
 std::string local_text(Time time);

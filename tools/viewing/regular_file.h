@@ -1,14 +1,21 @@
-// What kind of thing a path names. One source file for each system.
+// What kind of thing a path names, and which. One source file for each system.
 #pragma once
+
+#include <cstdint>
+#include <optional>
+#include <utility>
 
 #include "text.h"
 
 namespace trace
 {
 
-// True for a file, or a link to one: opening and reading it never waits for anybody. False for a
+// Differs for two files that had one path, one after the other.
+using FileId = std::pair<uint64_t, uint64_t>;
+
+// Of a file, or a link to one: opening and reading it never waits for anybody. Nothing for a
 // folder, a pipe, a device, a socket, and for what isn't there or can't be looked at; the last
 // error is 0 unless looking failed.
-bool is_regular_file(const WideText& path);
+std::optional<FileId> regular_file_id(const WideText& path);
 
 } // namespace trace

@@ -6,14 +6,16 @@
 namespace trace
 {
 
-bool is_regular_file(const WideText& path)
+std::optional<FileId> regular_file_id(const WideText& path)
 {
     if (GetFileAttributesW(path.data()) == INVALID_FILE_ATTRIBUTES)
-        return false; // with its error
+        return std::nullopt; // with its error
     struct stat found;
     const bool there = stat(native_path(path.data()).c_str(), &found) == 0;
     SetLastError(there ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
-    return there && S_ISREG(found.st_mode);
+    if (!there || !S_ISREG(found.st_mode))
+        return std::nullopt;
+    return FileId{found.st_dev, found.st_ino};
 }
 
 } // namespace trace

@@ -1,17 +1,20 @@
-// Pipes and devices have names outside the file system, which no folder lists.
+// Pipes and devices have names outside the file system, which no folder lists. A file is known by
+// the time when it was made: asking for its number would open it.
 #include "regular_file.h"
 
 namespace trace
 {
 
-bool is_regular_file(const WideText& path)
+std::optional<FileId> regular_file_id(const WideText& path)
 {
     constexpr DWORD others = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE;
-    const DWORD attributes = GetFileAttributesW(path.data());
-    if (attributes == INVALID_FILE_ATTRIBUTES)
-        return false; // with its error
+    WIN32_FILE_ATTRIBUTE_DATA found{};
+    if (!GetFileAttributesExW(path.data(), GetFileExInfoStandard, &found))
+        return std::nullopt; // with its error
     SetLastError(ERROR_SUCCESS);
-    return (attributes & others) == 0;
+    if ((found.dwFileAttributes & others) != 0)
+        return std::nullopt;
+    return FileId{found.ftCreationTime.dwHighDateTime, found.ftCreationTime.dwLowDateTime};
 }
 
 } // namespace trace

@@ -1,5 +1,6 @@
 #include "view_options.h"
 
+#include <algorithm>
 #include <charconv>
 #include <utility>
 
@@ -7,9 +8,19 @@
 #include "listener.h"
 #include "log_source.h"
 #include "store.h"
+#include "time_option.h"
+#include "zone.h"
 
 namespace trace
 {
+
+const char* const log_bounds_help =
+    "  --since TIME       of log files only records from this time on: \"2024-03-05 14:07\", with "
+    "Z\n"
+    "                     at the end UTC, 14:07 of today, or so long ago: 90s, 10m, 2h, 1d\n"
+    "  --until TIME       only records up to this time; what comes later is not waited for\n"
+    "  --tail N           of what is there the last N records of all files together\n"
+    "  --zone ZONE        the time zone in which the logs were written, as Europe/Berlin\n";
 
 const char* const view_options_help =
     "  --include REGEX    only records in which the regular expression is found; given several\n"
@@ -22,17 +33,15 @@ const char* const view_options_help =
     "these\n"
     "  --time MODE        before each record its time: absolute, start (seconds since the first\n"
     "                     record), previous (seconds since the one shown before) or none\n"
-    "  --input FROM       in the place of the channel a log file, a folder of log files (from its\n"
-    "                     newest on), both followed with the log files that come later; or - for\n"
-    "                     standard input, a record a line\n"
+    "  --input FROM       in the place of the channel a log file or a folder of log files, "
+    "several\n"
+    "                     times: of all of them, in the order of their times, followed with the "
+    "log\n"
+    "                     files that come later; or - for standard input, a record a line\n"
     "  --keep SIZE        memory for records, in bytes or with K, M or G (default 256M); beyond "
     "it\n"
     "                     the oldest go\n"
     "  --output FILE      write what is shown to this file too, replacing it\n";
-
-namespace
-{
-
 std::vector<std::string> take_values(Options& options, std::string_view name)
 {
     std::vector<std::string> values;
@@ -40,6 +49,9 @@ std::vector<std::string> take_values(Options& options, std::string_view name)
         values.push_back(std::move(*value));
     return values;
 }
+
+namespace
+{
 
 std::vector<Pattern> patterns_of(const Options& options, const std::string& name,
                                  const std::vector<std::string>& texts)
@@ -104,20 +116,53 @@ ViewOptions take_view_options(Options& options)
         if (!view.time)
             options.refuse("--time takes absolute, start, previous or none, not \"" + *name + "\"");
     }
-    view.input = options.take_value("--input");
+    view.inputs = take_values(options, "--input");
+    const bool has_logs = !view.inputs.empty() && view.inputs.front() != "-";
+    if (view.inputs.size() > 1 &&
+        std::find(view.inputs.begin(), view.inputs.end(), "-") != view.inputs.end())
+        options.refuse("--input - goes with no other input");
+    view.bounds = take_log_bounds(options);
+    if (!has_logs && (view.bounds.since || view.bounds.until || view.bounds.tail))
+        options.refuse("--since, --until and --tail are for log files, which --input names");
     if (const auto size = options.take_value("--keep"))
         view.keep = size_of(options, "--keep", *size);
     view.output = options.take_value("--output");
     return view;
 }
 
-std::unique_ptr<Source> make_source(const std::optional<std::string>& input)
+LogBounds take_log_bounds(Options& options)
 {
-    if (!input)
+    if (const auto zone = options.take_value("--zone"); zone && !use_zone(*zone))
+        options.refuse("--zone takes a time zone that the system knows, as Europe/Berlin or "
+                       "CET-1CEST, not \"" +
+                       *zone + "\"");
+    const auto take_time = [&](const std::string& name) -> std::optional<Time>
+    {
+        const std::optional<std::string> text = options.take_value(name);
+        if (!text)
+            return std::nullopt;
+        const std::optional<Time> time = time_from(*text, current_time());
+        if (!time)
+            options.refuse(name + " takes a time, as \"2024-03-05 14:07\", 14:07 or 10m, not \"" +
+                           *text + "\"");
+        return time;
+    };
+    LogBounds bounds;
+    bounds.since = take_time("--since");
+    bounds.until = take_time("--until");
+    constexpr int64_t most_tail = 10'000'000;
+    if (const auto tail = options.take_number("--tail", 0, most_tail))
+        bounds.tail = static_cast<uint64_t>(*tail);
+    return bounds;
+}
+
+std::unique_ptr<Source> make_source(const ViewOptions& options)
+{
+    if (options.inputs.empty())
         return std::make_unique<Listener>();
-    if (*input == "-")
+    if (options.inputs.front() == "-")
         return std::make_unique<LineSource>();
-    return std::make_unique<LogSource>(*input);
+    return std::make_unique<LogSource>(LogInputs(options.inputs, false), options.bounds);
 }
 
 } // namespace trace

@@ -4,9 +4,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "filter.h"
 #include "line_format.h"
+#include "log_bounds.h"
 #include "options.h"
 #include "source.h"
 
@@ -21,19 +24,26 @@ struct ViewOptions
     std::vector<std::string> highlight{};
     Highlights highlights{};
     std::optional<TimeMode> time{};
-    std::optional<std::string> input{};  // none: the channel
+    std::vector<std::string> inputs{};   // none: the channel
+    LogBounds bounds{};                  // of log files
     std::optional<size_t> keep{};        // bytes
     std::optional<std::string> output{}; // a file
 };
 
-// Takes --match, --include, --exclude, --highlight, --window, --process, --time, --input, --keep,
-// --output.
+// Takes --match, --include, --exclude, --highlight, --window, --process, --time, --input, --since,
+// --until, --tail, --zone, --keep, --output.
 ViewOptions take_view_options(Options& options);
 
-// Their lines in a help text.
+// Their lines in a help text, without those of the bounds.
 extern const char* const view_options_help;
 
+// Takes --since, --until, --tail and --zone, which holds for the whole program from here on.
+LogBounds take_log_bounds(Options& options);
+extern const char* const log_bounds_help;
+
+std::vector<std::string> take_values(Options& options, std::string_view name);
+
 // The source that --input names. Failure if it can't be had.
-std::unique_ptr<Source> make_source(const std::optional<std::string>& input);
+std::unique_ptr<Source> make_source(const ViewOptions& options);
 
 } // namespace trace

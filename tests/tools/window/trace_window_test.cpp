@@ -53,7 +53,7 @@ protected:
     std::unique_ptr<TraceWindow> reading(const std::string& text, int rows)
     {
         test::write_file(log, text);
-        options.input = log;
+        options.inputs = {log};
         auto window = std::make_unique<TraceWindow>(options);
         window->open();
         window->show();
@@ -204,11 +204,11 @@ TEST_F(TraceViewer, WhatWouldDeceiveIsShownInCellsTipsTitlesAndMessages)
     EXPECT_TRUE(has(tip, "a\\x9bb\\xadc")) << tip.toStdString();
     EXPECT_FALSE(has(tip, "<b>")) << tip.toStdString();
 
-    options.input = test::make_folder("a\u202eb") + "/x.log";
+    options.inputs = {test::make_folder("a\u202eb") + "/x.log"};
     TraceWindow missing(options);
     missing.open();
     EXPECT_TRUE(has(missing.problem(), "a\\u{202e}b/x.log")) << missing.problem().toStdString();
-    test::write_file(*options.input, "one\n");
+    test::write_file(options.inputs.front(), "one\n");
     missing.open();
     EXPECT_TRUE(has(missing.windowTitle(), "a\\u{202e}b/x.log"));
 }

@@ -1,0 +1,352 @@
+// Log files as one stream of whole records. The tests write the files and shift the clock.
+#include <sys/stat.h>
+
+#include "support/test.h"
+
+#include "failure.h"
+#include "log_source.h"
+#include "record_time.h"
+#include "support/environment.h"
+#include "time_option.h"
+#include "zone.h"
+
+namespace
+{
+
+using namespace trace;
+using namespace std::chrono_literals;
+using Texts = std::vector<std::string>;
+
+const char* const day = "qvapp_2024-03-05.log";
+const char* const day_1 = "qvapp_2024-03-05_(0001).log";
+
+// "2024-03-05 14:07:MM.mmm *vtq* " of so many milliseconds after 14:07.
+std::string at(int milliseconds)
+{
+    char text[40];
+    std::snprintf(text, sizeof text, "2024-03-05 14:07:%02d.%03d *vtq* ", milliseconds / 1000,
+                  milliseconds % 1000);
+    return text;
+}
+
+// The form of a log: of ASCII.
+std::string in_form(const std::string& text, bool wide)
+{
+    std::string bytes = wide ? "\xff\xfe" : "";
+    for (const char c : text)
+        bytes += wide ? std::string{c, '\0'} : std::string{c};
+    return bytes;
+}
+
+class Records : public testing::Test
+{
+protected:
+    const std::string folder = test::make_folder("logs");
+    Moment moment{.wall = *time_from("2024-03-05 15:00", 0), .ticks = {}};
+
+    std::string path(const std::string& name) const { return folder + "/" + name; }
+    void append(const std::string& name, const std::string& bytes) const
+    {
+        std::ofstream(path(name), std::ios::app | std::ios::binary) << bytes;
+    }
+    void pass(std::chrono::milliseconds time)
+    {
+        moment.wall += time / 1us;
+        moment.ticks += time;
+    }
+    std::unique_ptr<LogSource> open(const Texts& inputs, const LogBounds& bounds = {})
+    {
+        return std::make_unique<LogSource>(LogInputs(inputs, false), bounds,
+                                           [this] { return moment; });
+    }
+    // What comes within a time, without the stamps; of a loss its text.
+    Texts come(Source& source, std::chrono::milliseconds time = 2s,
+               std::chrono::milliseconds step = 50ms)
+    {
+        Texts texts;
+        for (auto passed = 0ms; passed <= time; passed += step, pass(step))
+            for (Record record; source.next(record, 0);)
+            {
+                const std::optional<Stamp> stamp = stamp_of(record.text);
+                texts.push_back(record.text.substr(stamp ? stamp->length : 0));
+            }
+        return texts;
+    }
+};
+
+TEST_F(Records, AreCutAtStampsWhateverThePiecesInWhichTheyCome)
+{
+    const std::string session = at(0) + "Log session started.\r\n";
+    const std::string lines(70'000, 'x');
+    const struct
+    {
+        const char* what;
+        std::string content;
+        Texts records;
+    } rows[] = {
+        {"lines belong to the record before them",
+         at(1) + "one\r\n  more\r\n\r\n" + at(2) + "two\r\n",
+         {"one\r\n  more\r\n", "two"}},
+        {"a record that the log has cut ends at the next stamp",
+         at(1) + "cut" + at(2) + "two *vtq* marks\r\n",
+         {"cut", "two *vtq* marks"}},
+        {"without stamps of the program each line is a record",
+         session + at(0) + "RDTSC instruction NOT present.\r\na\nb\r\n\nc",
+         {"Log session started.", "RDTSC instruction NOT present.", "a", "b", "", "c"}},
+        {"a stamp of no date is text",
+         at(1) + "one\n2024-13-05 14:07:33.006 *vtq* x\n",
+         {"one\n2024-13-05 14:07:33.006 *vtq* x"}},
+        {"a text without an end", at(1) + "one\r\n" + at(2) + "rest", {"one", "rest"}},
+        {"a record of one long line is whole",
+         at(1) + lines + lines + "\n" + at(2) + "two\n",
+         {lines + lines, "two"}},
+        {"lines in their tens of thousands come in parts, cut at a line end",
+         at(1) + "one\n" + lines.substr(0, 60'000) + "\n" + lines.substr(0, 60'000) + "\n",
+         {"one\n" + lines.substr(0, 60'000), lines.substr(0, 60'000)}},
+        {"nothing", "", {}},
+    };
+    for (const auto& row : rows)
+        for (const bool wide : {false, true})
+        {
+            SCOPED_TRACE(std::string(row.what) + (wide ? ", wide" : ""));
+            std::filesystem::remove(path(day));
+            append(day, "");
+            const auto growing = open({folder});
+            const std::string bytes = in_form(row.content, wide);
+            Texts texts;
+            // Long ones not byte by byte: each piece costs a look at the folder.
+            for (size_t from = 0, piece = bytes.size() > 1000 ? 30'001 : 1; from < bytes.size();
+                 from += piece)
+            {
+                append(day, bytes.substr(from, piece));
+                for (const std::string& text : come(*growing, 0ms, 10ms))
+                    texts.push_back(text);
+            }
+            for (const std::string& text : come(*growing))
+                texts.push_back(text);
+            EXPECT_EQ(texts, row.records) << "growing";
+            EXPECT_EQ(come(*open({folder})), row.records) << "at once";
+        }
+}
+
+TEST_F(Records, OfALineWithoutAStampHaveTheTimeOfTheOneBeforeAndSaySo)
+{
+    append(day, at(1) + "Log session started.\r\nline\r\n");
+    const auto source = open({folder});
+    Record first, line;
+    ASSERT_TRUE(source->next(first, 0) && source->next(line, 0));
+    EXPECT_EQ(line.time, first.time);
+    EXPECT_EQ(std::pair(first.is_time_inherited, line.is_time_inherited), std::pair(false, true));
+    EXPECT_NE(as_json(line).find("\"inherited\":true"), std::string::npos);
+}
+
+TEST_F(Records, TextWithoutAnEndIsWholeAfter250MillisecondsAndItsLateEndIsNoRecord)
+{
+    append(day, at(1) + "one\r\n" + at(2) + "begun");
+    const auto source = open({folder});
+    EXPECT_EQ(come(*source, 200ms), Texts{"one"});
+    append(day, ", ended\r");
+    EXPECT_EQ(come(*source, 200ms), Texts{});
+    EXPECT_EQ(come(*source, 100ms), Texts{"begun, ended"});
+    append(day, "\n");
+    EXPECT_EQ(come(*source), Texts{});
+    append(day, at(3) + "two\n");
+    EXPECT_EQ(come(*source), Texts{"two"});
+}
+
+TEST_F(Records, OfSeveralFilesComeInTheOrderOfTheirTimesThenOfTheFiles)
+{
+    const std::string other = test::make_folder("other");
+    append("qvapp_2024-03-05_(0010).log", at(3) + "tenth\n");
+    append(day_1, at(3) + "first\n" + at(2) + "clock set back\n" + at(5) + "five\n");
+    append(day, at(1) + "one\n" + at(3) + "three\nmore of it\n" + at(4) + "four\n");
+    append("qvapp_2024-03-04.log",
+           "2999-01-01 00:00:00.000 *vtq* wrong clock\n" + at(0) + "zero\n");
+    std::ofstream(other + "/qvapp_2024-03-05.log") << at(3) + "second folder\n";
+    EXPECT_EQ(come(*open({folder, other})),
+              (Texts{"wrong clock", "zero", "one", "three\nmore of it", "second folder", "first",
+                     "clock set back", "tenth", "four", "five"}));
+}
+
+// A record's stamp is older than its bytes in the file by the time that its program was held up.
+TEST_F(Records, WaitForOlderOnesOfOtherFilesAndOnlySoLong)
+{
+    moment.wall = *time_from("2024-03-05 14:07:00", 0);
+    append(day, at(0) + "early\n");
+    append(day_1, "");
+    const auto source = open({folder});
+    EXPECT_EQ(come(*source, 300ms), Texts{"early"});
+    append(day, at(400) + "two\n");
+    EXPECT_EQ(come(*source, 100ms), Texts{});
+    append(day_1, at(390) + "one\n");
+    append("qvapp_2024-03-06.log", at(380) + "of a new file\n");
+    EXPECT_EQ(come(*source, 400ms), (Texts{"of a new file", "one", "two"}));
+    append(day_1, at(100) + "late\n" + at(900) + "in time\n");
+    EXPECT_EQ(come(*source, 0ms), Texts{"late"});
+}
+
+// Also if the old file ends in a record that was cut, which is whole only later.
+TEST_F(Records, AFileIsReadToItsEndBeforeTheOneThatFollowsIt)
+{
+    moment.wall = *time_from("2024-03-05 14:07:00", 0);
+    std::string old;
+    Texts expected;
+    for (int i = 0; i < 5000; ++i)
+    {
+        expected.push_back("item " + std::to_string(i));
+        old += at(i / 500) + expected.back() + "\r\n";
+    }
+    append(day, "");
+    const auto source = open({folder});
+    append(day, old + at(10) + "cut");
+    append(day_1, at(10) + "Log session started.\r\n" + at(10) + "next\r\n");
+    expected.insert(expected.end(), {"cut", "Log session started.", "next"});
+    EXPECT_EQ(come(*source), expected);
+}
+
+TEST_F(Records, OfTheRepeatedAutumnHourHaveTheTimesThatTheirOrderGives)
+{
+    ASSERT_TRUE(use_zone("Europe/Berlin"));
+    EXPECT_FALSE(use_zone("Europe/Nowhere"));
+    moment.wall = *time_from("2024-10-28 00:00Z", 0);
+    const char* const locals[] = {"01:59:59", "02:30:00", "02:10:00", "02:30:00", "03:00:00"};
+    std::string content;
+    for (const char* const local : locals)
+        content += std::string("2024-10-27 ") + local + ".000 *vtq* x\n";
+    append("qvapp_2024-10-27.log", content);
+    const auto source = open({folder}, {.follows = false});
+    Texts utc;
+    for (Record record; source->next(record, 0);)
+        utc.push_back(utc_text(record.time).substr(11, 8));
+    EXPECT_EQ(utc, (Texts{"23:59:59", "00:30:00", "01:10:00", "01:30:00", "02:00:00"}));
+}
+
+TEST_F(Records, FilesThatAreCutReplacedOrRemovedAreNoticedAndOnesThatComeLaterFollowed)
+{
+    const auto source = open({folder}); // which is empty
+    append(day, at(1) + "one\n");
+    EXPECT_EQ(come(*source), Texts{"one"});
+    test::write_file(path(day), "anew\n");
+    Texts texts = come(*source);
+    ASSERT_EQ(texts.size(), 2u);
+    EXPECT_NE(texts[0].find("qvapp_2024-03-05.log has become shorter"), std::string::npos);
+    EXPECT_EQ(texts[1], "anew");
+
+    append("new", at(2) + "another file under its name\n");
+    std::filesystem::rename(path("new"), path(day));
+    EXPECT_EQ(come(*source), Texts{"another file under its name"});
+    append(day, at(3) + "read though removed\n");
+    pass(50ms);
+    std::filesystem::remove(path(day));
+    std::filesystem::create_directory(path(day));
+    EXPECT_EQ(come(*source), Texts{"read though removed"});
+    std::filesystem::remove(path(day));
+    append(day, at(4) + "made anew\n");
+    append("qvapp_2024-03-06.log", at(5) + "next day\n");
+    EXPECT_EQ(come(*source), (Texts{"made anew", "next day"}));
+}
+
+TEST_F(Records, OfAFileComeFromItsStartAndALogFileGoesOnInOnesThatComeLater)
+{
+    append(day, at(1) + "one\n");
+    append(day_1, at(1) + "not asked for\n");
+    append("other.txt", "alone\n");
+    const auto source = open({path(day), path("other.txt")});
+    EXPECT_EQ(come(*source), (Texts{"alone", "one"}));
+    append("qvapp_2024-03-05_(0002).log", at(2) + "new\n");
+    append("other.txt", "more\n");
+    EXPECT_EQ(come(*source), (Texts{"more", "new"}));
+    EXPECT_THROW(open({path("missing")}), Failure);
+}
+
+TEST_F(Records, StoppingGivesOutWhatWasReadAndNoPart)
+{
+    append(day, at(1) + "one\n" + at(2) + "two\nrest");
+    const auto source = open({folder});
+    Record record;
+    ASSERT_TRUE(source->next(record, 0));
+    source->stop();
+    EXPECT_FALSE(source->ended());
+    EXPECT_EQ(come(*source, 0ms), Texts{"two\nrest"});
+    EXPECT_TRUE(source->ended());
+}
+
+// More files than are open at a time, in turns.
+TEST_F(Records, OfHundredsOfFilesComeInOrderWithFewOfThemOpen)
+{
+    constexpr int files = 300;
+    Texts expected;
+    for (int i = 0; i < 3 * files; ++i)
+    {
+        expected.push_back(std::to_string(i));
+        append("qvapp_2024-03-05_(" + std::to_string(i % files) + ").log",
+               at(i) + expected.back() + "\n");
+    }
+    const auto source = open({folder});
+    Record record;
+    ASSERT_TRUE(source->next(record, 0));
+    size_t open_files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+        open_files += entry.is_symlink() ? 1 : 0;
+    EXPECT_LT(open_files, 200u);
+    expected.erase(expected.begin());
+    EXPECT_EQ(come(*source), expected);
+}
+
+TEST_F(Records, AreBoundedByTimesAndByTheNumberOfTheLast)
+{
+    std::string one, two;
+    for (int i = 0; i < 10'000; ++i)
+        (i % 3 ? one : two) += at(i) + std::to_string(i) + "\r\n";
+    append(day, one);
+    append(day_1, in_form(two, true));
+    append("qvapp_2024-03-05_(0002).log", at(9000) + "Log session started.\r\na line\r\n");
+    append("qvapp_2024-03-04.log", "");
+    const auto time = [](const char* text) { return *time_from(text, 0); };
+    EXPECT_EQ(come(*open({folder}, {.since = time("2024-03-05 14:07:09.997"), .follows = false})),
+              (Texts{"9997", "9998", "9999"}));
+    EXPECT_EQ(come(*open({folder}, {.until = time("2024-03-05 14:07:00.001")})), (Texts{"0", "1"}));
+    EXPECT_EQ(come(*open({folder}, {.since = time("2024-03-05 14:07:09"),
+                                    .until = time("2024-03-05 14:07:09.001")})),
+              (Texts{"9000", "Log session started.", "a line", "9001"}));
+    for (const uint64_t count : {0, 1, 3, 4000})
+    {
+        const Texts texts = come(*open({folder}, {.tail = count, .follows = false}));
+        ASSERT_EQ(texts.size(), count);
+        EXPECT_EQ(count == 0 ? "9999" : texts.back(), "9999");
+        EXPECT_EQ(count == 3 ? texts.front() : "9997", "9997");
+    }
+    const auto following = open({folder}, {.tail = 1});
+    EXPECT_EQ(come(*following), Texts{"9999"});
+    append(day, at(10'001) + "next\n");
+    append("qvapp_2024-03-04.log", at(10'000) + "of a file that was empty\n");
+    EXPECT_EQ(come(*following), (Texts{"of a file that was empty", "next"}));
+}
+
+// Read from its start, this would take longer than any test may.
+TEST_F(Records, TheLastOnesOfAFileOfManyGigabytesAreThereWithoutReadingIt)
+{
+    append(day, at(1) + "first\r\n");
+    std::filesystem::resize_file(path(day), uint64_t{1} << 42); // of zeros, which take no room
+    append(day, "\r\n" + at(2) + "last but one\r\n" + at(3) + "last\r\n");
+    EXPECT_EQ(come(*open({folder}, {.tail = 2})), (Texts{"last but one", "last"}));
+    EXPECT_EQ(come(*open({folder}, {.since = *time_from("2024-03-05 14:07:00.003", 0)})),
+              Texts{"last"});
+}
+
+TEST(TimeOptions, AreDatesTimesOfTodayUtcOrSoLongAgo)
+{
+    const Time now = *time_from("2024-03-05 14:07:33.006", 0);
+    for (const auto& [text, same] : {std::pair{"14:07", "2024-03-05 14:07:00.000"},
+                                     {"2024-03-05T14:07", "2024-03-05 14:07:00.000"},
+                                     {"33s", "2024-03-05 14:07:00.006"},
+                                     {"1d", "2024-03-04 14:07:33.006"},
+                                     {"2024-03-06", "2024-03-06 00:00:00.000"}})
+        EXPECT_EQ(local_text(*time_from(text, now)), same) << text;
+    EXPECT_EQ(utc_text(*time_from("2024-03-05 14:07Z", now)), "2024-03-05T14:07:00.000Z");
+    for (const char* const text :
+         {"", "soon", "25:00", "2024-13-01", "10", "-5m", "2024-03-05 14:07x"})
+        EXPECT_FALSE(time_from(text, now)) << text;
+}
+
+} // namespace

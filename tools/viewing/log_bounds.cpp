@@ -1,0 +1,146 @@
+#include "log_bounds.h"
+
+#include <algorithm>
+#include <deque>
+#include <map>
+#include <set>
+#include <tuple>
+
+#include "failure.h"
+
+namespace trace
+{
+
+namespace
+{
+
+constexpr uint64_t first_window = 64 << 10; // bytes
+constexpr unsigned window_growth = 4;
+
+// By so much a stamp can be later than the time when its file was last written: stamps are local
+// times, perhaps of another zone.
+constexpr Time zone_slack = Time{26} * 60 * 60 * second;
+
+// A record, in the order of the stream.
+struct Place
+{
+    Time key;
+    std::string date;
+    uint64_t number;
+    size_t reader;
+    uint64_t offset;
+
+    auto order() const { return std::tie(key, date, number, reader, offset); }
+    bool operator<(const Place& other) const { return order() < other.order(); }
+};
+
+bool is_written_before(const LogReader& reader, Time time)
+{
+    return reader.name().written != 0 && file_time(reader.name().written) + zone_slack < time;
+}
+
+// A file's times go up, but for clocks that were set back.
+void start_since(LogReader& reader, Time since, const Moment& now)
+try
+{
+    uint64_t before = 0;
+    uint64_t behind = reader.name().size;
+    while (behind - before > first_window)
+    {
+        const uint64_t middle = before + (behind - before) / 2;
+        reader.seek(middle, now);
+        if (reader.look(now) == LogReader::Head::none || reader.key() >= since)
+            behind = middle;
+        else
+            before = middle;
+    }
+    reader.seek(before, now);
+}
+catch (const Failure&) // told when it is read
+{
+}
+
+// The last so many records of a file; of one that can't be read its start, where that will be told.
+std::deque<Place> last_places(LogReader& reader, size_t index, uint64_t count, const Moment& now)
+try
+{
+    const LogName& name = reader.name();
+    std::deque<Place> places;
+    for (uint64_t window = first_window;; window *= window_growth)
+    {
+        const uint64_t start = name.size > window ? name.size - window : 0;
+        places.clear();
+        reader.seek(start, now);
+        while (reader.look(now) != LogReader::Head::none && reader.offset() < name.size)
+        {
+            places.push_back({reader.key(), name.date, name.number, index, reader.offset()});
+            if (places.size() > count)
+                places.pop_front();
+            reader.pass();
+        }
+        if (places.size() == count || start == 0)
+            return places;
+    }
+}
+catch (const Failure&)
+{
+    return {{now.wall, {}, 0, index, 0}};
+}
+
+void start_tail(const std::vector<std::shared_ptr<LogReader>>& readers, uint64_t count,
+                const Moment& now)
+{
+    std::vector<size_t> order(readers.size());
+    for (size_t i = 0; i < order.size(); ++i)
+        order[i] = i;
+    std::sort(order.begin(), order.end(),
+              [&](size_t a, size_t b)
+              { return readers[a]->name().written > readers[b]->name().written; });
+    std::set<Place> last;
+    for (const size_t i : order)
+    {
+        LogReader& reader = *readers[i];
+        if (count == 0 || (last.size() == count && is_written_before(reader, last.begin()->key)))
+            continue;
+        for (Place& place : last_places(reader, i, count, now))
+            last.insert(std::move(place));
+        while (last.size() > count)
+            last.erase(last.begin());
+        reader.rest();
+    }
+    std::map<size_t, uint64_t> starts;
+    for (const Place& place : last)
+    {
+        const auto [start, is_new] = starts.emplace(place.reader, place.offset);
+        start->second = std::min(start->second, place.offset);
+    }
+    for (size_t i = 0; i < readers.size(); ++i)
+        if (const auto start = starts.find(i); start == starts.end())
+            readers[i]->skip_all();
+        else
+        {
+            readers[i]->seek(start->second, now);
+            readers[i]->rest();
+        }
+}
+
+} // namespace
+
+void start_readers(const std::vector<std::shared_ptr<LogReader>>& readers, const LogBounds& bounds,
+                   const Moment& now)
+{
+    if (bounds.tail)
+        return start_tail(readers, *bounds.tail, now);
+    if (!bounds.since)
+        return;
+    for (const std::shared_ptr<LogReader>& reader : readers)
+    {
+        if (is_written_before(*reader, *bounds.since))
+            reader->skip_all();
+        else
+            start_since(*reader, *bounds.since, now);
+        reader->rest();
+    }
+}
+
+} // namespace trace

@@ -1,0 +1,124 @@
+// One log file, read record by record while it grows.
+//
+// The reader holds one block of the file, or one record if that is longer, and gives both back with
+// the open file when it is told to rest: of ten thousand files only few are open at a time.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "log_files.h"
+#include "log_text.h"
+#include "moment.h"
+#include "record.h"
+#include "record_cutter.h"
+#include "stamp_clock.h"
+
+namespace trace
+{
+
+class LogReader
+{
+public:
+    // How long the last record of a file waits for more of it.
+    static constexpr std::chrono::milliseconds patience{250};
+    // The same if more of it has come, but each time a line end.
+    static constexpr std::chrono::seconds most_patience{1};
+
+    enum class Head
+    {
+        none,    // all was read
+        partial, // a record has begun, but more of it may come
+        whole,
+    };
+
+    // place: of the input that names the file, for two files with one name.
+    LogReader(LogName name, size_t place) : m_name(std::move(name)), m_place(place) {}
+
+    const LogName& name() const { return m_name; }
+    size_t place() const { return m_place; }
+
+    // Reads on until a record is whole or the file ends. Failure if it can't be read.
+    Head look(const Moment& now);
+
+    // Of the record that look has found.
+    Time key() const { return m_key; } // that it is sorted by: of a stamp that can be believed
+    uint64_t offset() const { return m_start + m_at * unit_size(m_form); }
+    std::chrono::steady_clock::time_point arrival() const; // not later than this
+    Record take();
+    void pass(); // take without the record
+    std::chrono::steady_clock::time_point grown() const { return m_grown; }
+    // Since when the record that look has found is partial.
+    std::chrono::steady_clock::time_point partial_since() const { return m_partial_since; }
+
+    // Goes to the first record at this place or behind it. Failure if the file can't be read.
+    void seek(uint64_t offset, const Moment& now);
+
+    // What a look at the folder has told.
+    void found(const LogName& name, const Moment& now);
+    // The path names another file by now, or none: what is left to read is whole.
+    void gone() { m_is_gone = true; }
+    bool is_gone() const { return m_is_gone; }
+    // To the end as it was found, without a look at the file.
+    void skip_all() { m_start = m_name.size; }
+    // The file is not followed: what is at its end is whole. reads: up to its end; otherwise only
+    // what is held is left.
+    void finish(bool reads);
+
+    void rest();
+    bool is_open() const { return m_file != nullptr; }
+    bool may_have_more() const { return m_file || m_name.size != m_start + m_raw.size(); }
+
+private:
+    using Ticks = std::chrono::steady_clock::time_point;
+
+    std::string_view text() const;
+    bool is_whole(const Moment& now);
+    bool fill(const Moment& now);
+    bool open();
+    bool has_shrunk() const;
+    bool learn_form();
+    void restart();
+    void skip_line_end();
+    void find_key(const Moment& now);
+    void believe(Time stamp, const Moment& now);
+    Record take_gap();
+    void forget_text();
+    void look_back(uint64_t offset, const Moment& now);
+    void learn_from(uint64_t from, uint64_t to, const Moment& now);
+    size_t first_record() const;
+
+    LogName m_name;
+    const size_t m_place;
+    std::unique_ptr<LogFile> m_file;
+    LogForm m_form = LogForm::ansi;
+
+    uint64_t m_start = 0;  // in the file, of what is held
+    std::string m_raw;     // what is held
+    std::string m_outline; // of it, if it is wide
+    size_t m_at = 0;       // in its characters: where the head begins
+
+    RecordCutter m_cutter;
+    Cut m_cut;
+    bool m_is_cut = false;      // the head's end is known
+    StampClock m_clock;         // as it was before the head
+    StampClock m_head_clock;    // and behind it
+    Time m_last = unknown_time; // of the last stamp
+    Time m_key = 0;
+
+    Ticks m_grown{};           // when what came last was read, or was written, if that is known
+    uint64_t m_known = 0;      // so many bytes were there
+    Ticks m_known_at{};        // at this time
+    Ticks m_written_at{};      // and were written then
+    bool m_has_shrunk = false; // and the news of it is the head when what is held was taken
+    bool m_skips_end = false;  // the line end of a record that was given out without it
+    bool m_is_gone = false;
+    bool m_is_finished = false;
+    bool m_reads = true;
+    uint64_t m_partial = UINT64_MAX; // where a partial record was seen to begin
+    Ticks m_partial_since{};
+};
+
+} // namespace trace

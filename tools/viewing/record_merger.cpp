@@ -1,0 +1,140 @@
+#include "record_merger.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+#include "failure.h"
+
+namespace trace
+{
+
+namespace
+{
+
+constexpr size_t most_open = 64; // readers with a record, and as many without
+
+} // namespace
+
+bool RecordMerger::Earlier::operator()(const Reader& a, const Reader& b) const
+{
+    const auto order = [](const LogReader& reader)
+    {
+        const LogName& name = reader.name();
+        return std::tuple<Time, const std::string&, uint64_t, size_t, const std::string&>(
+            reader.key(), name.date, name.number, reader.place(), name.path);
+    };
+    return order(*a) < order(*b);
+}
+
+void RecordMerger::sweep(const Moment& now)
+{
+    m_swept = now;
+    for (const Reader& reader : std::exchange(m_idle, {}))
+    {
+        LogReader::Head head = LogReader::Head::none;
+        if (!reader->may_have_more() || look(reader, now, head))
+            place(reader, head, now);
+    }
+    limit_open_idle();
+}
+
+bool RecordMerger::next(Record& record, const Moment& now)
+{
+    while (!m_heads.empty() && is_free(**m_heads.begin()))
+    {
+        const Reader reader = *m_heads.begin();
+        m_open.erase(reader);
+        m_heads.erase(m_heads.begin());
+        LogReader::Head head = LogReader::Head::none;
+        if (!look(reader, now, head))
+            continue;
+        // A file that was cut meanwhile may have an earlier record, or a later one.
+        const bool is_first = m_heads.empty() || Earlier()(reader, *m_heads.begin());
+        if (head != LogReader::Head::whole || !is_first)
+        {
+            place(reader, head, now);
+            if (head == LogReader::Head::partial && m_heads.contains(reader) && is_first)
+                return false;
+            continue;
+        }
+        record = reader->take();
+        if (look(reader, now, head))
+            place(reader, head, now);
+        return true;
+    }
+    return false;
+}
+
+bool RecordMerger::is_free(const LogReader& reader) const
+{
+    const Time least = std::chrono::duration_cast<std::chrono::microseconds>(wait).count();
+    return !m_follows || m_swept.wall - reader.key() >= least ||
+           m_swept.ticks - reader.arrival() >= wait;
+}
+
+// False if that has failed: the reader is given up.
+bool RecordMerger::look(const Reader& reader, const Moment& now, LogReader::Head& head)
+{
+    try
+    {
+        head = reader->look(now);
+        return true;
+    }
+    catch (const Failure& failure)
+    {
+        m_problems.push_back(failure.what());
+        return false;
+    }
+}
+
+void RecordMerger::place(const Reader& reader, LogReader::Head head, const Moment& now)
+{
+    // One that goes on growing without a line end holds the others up no longer.
+    const bool is_held = head == LogReader::Head::partial &&
+                         now.ticks - reader->partial_since() < LogReader::most_patience;
+    if (head == LogReader::Head::whole || is_held)
+    {
+        m_heads.insert(reader);
+        if (!reader->is_open())
+            return;
+        m_open.insert(reader);
+        if (m_open.size() <= most_open)
+            return;
+        const auto last = std::prev(m_open.end()); // needed later than all others
+        (*last)->rest();
+        m_open.erase(last);
+    }
+    else if (head == LogReader::Head::partial || !reader->is_gone())
+        m_idle.push_back(reader);
+}
+
+void RecordMerger::limit_open_idle()
+{
+    std::vector<Reader> open;
+    std::copy_if(m_idle.begin(), m_idle.end(), std::back_inserter(open),
+                 [](const Reader& reader) { return reader->is_open(); });
+    if (open.size() <= most_open)
+        return;
+    const auto quiet = open.end() - most_open;
+    std::nth_element(open.begin(), quiet, open.end(),
+                     [](const Reader& a, const Reader& b) { return a->grown() < b->grown(); });
+    for (auto reader = open.begin(); reader != quiet; ++reader)
+        (*reader)->rest();
+}
+
+void RecordMerger::finish(bool reads)
+{
+    m_follows = false;
+    for (const Reader& reader : m_heads)
+        reader->finish(reads);
+    for (const Reader& reader : m_idle)
+        reader->finish(reads);
+}
+
+bool RecordMerger::is_past(Time time) const
+{
+    return m_heads.empty() || (*m_heads.begin())->key() > time;
+}
+
+} // namespace trace

@@ -1,0 +1,64 @@
+// The records of many log files as one stream, in the order of their times.
+//
+// What a program writes is in its file only some moments after its stamp. So a record waits until
+// it is 250 ms old, by its stamp or by the time when its bytes were found, and until all files have
+// been read to their ends after that. Within a file the order is that of its bytes; equal times go
+// by date and number of the files. What is written later than that after its stamp comes late.
+#pragma once
+
+#include <deque>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "log_reader.h"
+
+namespace trace
+{
+
+class RecordMerger
+{
+public:
+    static constexpr std::chrono::milliseconds wait{250};
+
+    // The reader's records are looked for in the next sweep.
+    void add(std::shared_ptr<LogReader> reader) { m_idle.push_back(std::move(reader)); }
+
+    // Looks at all files whose ends had been reached; to be done again and again. What is too young
+    // now waits for the next one.
+    void sweep(const Moment& now);
+
+    // The next record, false if none is free yet.
+    bool next(Record& record, const Moment& now);
+
+    // The files are not followed: nothing more is read, or nothing more will be written.
+    void finish(bool reads);
+
+    // Whether no record is left with a time up to this one, as far as was seen.
+    bool is_past(Time time) const;
+
+    // What failed since the last call, in words for people. A file with a failure is given up.
+    std::deque<std::string> take_problems() { return std::exchange(m_problems, {}); }
+
+private:
+    using Reader = std::shared_ptr<LogReader>;
+    struct Earlier
+    {
+        bool operator()(const Reader& a, const Reader& b) const;
+    };
+
+    bool is_free(const LogReader& reader) const;
+    bool look(const Reader& reader, const Moment& now, LogReader::Head& head);
+    void place(const Reader& reader, LogReader::Head head, const Moment& now);
+    void limit_open_idle();
+
+    std::set<Reader, Earlier> m_heads; // with a record
+    std::set<Reader, Earlier> m_open;  // those of them that are open
+    std::vector<Reader> m_idle;        // read to their ends
+    Moment m_swept{};
+    bool m_follows = true;
+    std::deque<std::string> m_problems;
+};
+
+} // namespace trace

@@ -1,0 +1,73 @@
+#include "stamp_clock.h"
+
+#include <algorithm>
+
+#include <windows.h>
+
+#include <tchar.h>
+
+namespace trace
+{
+
+namespace
+{
+
+// A stamp's seconds and milliseconds are read one after the other, so a stamp may step back by one
+// second.
+constexpr Time reading_slack = 2 * second;
+
+// With summer time as the caller wants it, and whether the zone has such a local time.
+std::optional<Time> start_of(std::tm date, int summer)
+{
+    const std::tm asked = date;
+    date.tm_sec = 0;
+    date.tm_isdst = summer;
+    const __time64_t seconds = _mktime64(&date);
+    if (seconds == -1 || date.tm_min != asked.tm_min || date.tm_hour != asked.tm_hour ||
+        date.tm_mday != asked.tm_mday)
+        return std::nullopt;
+    return seconds * second;
+}
+
+} // namespace
+
+Time StampClock::next(const Stamp& stamp)
+{
+    const std::optional<StampFields> fields = fields_of(stamp);
+    if (!fields)
+        return unknown_time;
+    const std::tm& date = fields->date;
+    const std::array minute{date.tm_year, date.tm_mon, date.tm_mday, date.tm_hour, date.tm_min};
+    if (minute != m_minute)
+    {
+        m_minute = minute;
+        look_up(date);
+    }
+    if (m_starts[0] == unknown_time)
+        return unknown_time;
+    const Time within = date.tm_sec * second + fields->milliseconds * millisecond;
+    const bool second_pass =
+        m_last != unknown_time && m_starts[0] + within < m_last - reading_slack;
+    m_last = m_starts[second_pass ? 1 : 0] + within;
+    return m_last;
+}
+
+void StampClock::look_up(const std::tm& date)
+{
+    const std::optional<Time> summer = start_of(date, 1);
+    const std::optional<Time> winter = start_of(date, 0);
+    if (!summer && !winter)
+    {
+        // Skipped in spring, or no day of its month: as the system takes it.
+        std::tm other = date;
+        other.tm_sec = 0;
+        const __time64_t seconds = _mktime64(&other);
+        m_starts[0] = m_starts[1] = seconds == -1 ? unknown_time : seconds * second;
+        return;
+    }
+    const Time one = summer ? *summer : *winter;
+    const Time other = winter ? *winter : one;
+    m_starts = {std::min(one, other), std::max(one, other)};
+}
+
+} // namespace trace

@@ -1,0 +1,34 @@
+// The times of the stamps of one file, in their order.
+//
+// A stamp is local time without a zone. The hour that a clock passes twice in autumn is decided by
+// the file's own order: a stamp that steps back in it belongs to the second pass.
+#pragma once
+
+#include <array>
+#include <optional>
+
+#include "record_time.h"
+
+namespace trace
+{
+
+class StampClock
+{
+public:
+    // The time of the next stamp; unknown_time for what is no date.
+    Time next(const Stamp& stamp);
+
+    // Starts anew: the file is read from another place.
+    void reset() { m_last = unknown_time; }
+
+private:
+    void look_up(const std::tm& date);
+
+    // The minute that was asked for last: nearly all stamps are of the same one as the stamp
+    // before.
+    std::array<int, 5> m_minute{};
+    std::array<Time, 2> m_starts{}; // UTC, ascending; equal unless the minute comes twice
+    Time m_last = unknown_time;
+};
+
+} // namespace trace
