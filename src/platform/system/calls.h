@@ -592,10 +592,12 @@ inline int gethostname(char* name, size_t size)
     return intercepted("gethostname") ? -1 : ::gethostname(name, size);
 }
 
-// Look-ups into a caller's buffer: an errno, ERANGE for one that is too small.
+// Look-ups into a caller's buffer: an errno, ERANGE for one that is too small. They load modules of
+// the C library, and take locks of it that a child would find taken.
 inline int gethostbyname(const char* name, hostent* entry, char* buffer, size_t size,
                          hostent** result, int* why)
 {
+    const Load load;
     *result = nullptr;
     *why = HOST_NOT_FOUND;
     if (intercepted("gethostbyname"))
@@ -605,6 +607,7 @@ inline int gethostbyname(const char* name, hostent* entry, char* buffer, size_t 
 inline int gethostbyaddr(const void* address, socklen_t length, int family, hostent* entry,
                          char* buffer, size_t size, hostent** result, int* why)
 {
+    const Load load;
     *result = nullptr;
     *why = HOST_NOT_FOUND;
     if (intercepted("gethostbyaddr"))
@@ -614,6 +617,7 @@ inline int gethostbyaddr(const void* address, socklen_t length, int family, host
 inline int getservbyname(const char* name, const char* protocol, servent* entry, char* buffer,
                          size_t size, servent** result)
 {
+    const Load load;
     *result = nullptr;
     return intercepted("getservbyname")
                ? errno
@@ -622,6 +626,7 @@ inline int getservbyname(const char* name, const char* protocol, servent* entry,
 inline int getservbyport(int port, const char* protocol, servent* entry, char* buffer, size_t size,
                          servent** result)
 {
+    const Load load;
     *result = nullptr;
     return intercepted("getservbyport")
                ? errno
@@ -630,6 +635,7 @@ inline int getservbyport(int port, const char* protocol, servent* entry, char* b
 inline int getprotobyname(const char* name, protoent* entry, char* buffer, size_t size,
                           protoent** result)
 {
+    const Load load;
     *result = nullptr;
     return intercepted("getprotobyname") ? errno
                                          : ::getprotobyname_r(name, entry, buffer, size, result);
@@ -637,6 +643,7 @@ inline int getprotobyname(const char* name, protoent* entry, char* buffer, size_
 inline int getprotobynumber(int number, protoent* entry, char* buffer, size_t size,
                             protoent** result)
 {
+    const Load load;
     *result = nullptr;
     return intercepted("getprotobynumber")
                ? errno

@@ -16,7 +16,9 @@ namespace platform
 namespace
 {
 
-constexpr int64_t patience = 100'000'000; // ns; a module that takes longer is in its own code
+// A module that takes longer is in its own code; a look-up that does waits for a server, without a
+// lock of the C library.
+constexpr int64_t patience = 100'000'000; // ns
 constexpr timespec pause = {0, 100'000};
 
 constinit std::mutex g_begin; // held to begin a load, and by a fork

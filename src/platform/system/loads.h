@@ -4,7 +4,8 @@
 namespace platform
 {
 
-// While one lives the thread is in the loader, and a fork of another thread waits for it.
+// While one lives the thread is in the loader, or in a look-up of names, which may load modules
+// too, and a fork of another thread waits for it.
 class Load
 {
 public:

@@ -48,10 +48,7 @@ void OwnDescriptor::take(int fd, const struct stat& found, const char* path, Pre
             std::memcpy(m_path.get(), path, size);
     }
     m_prepare = std::move(prepare);
-    const int moved = duplicate_high(fd);
-    if (moved >= 0)
-        sys::close(fd);
-    m_fd = moved >= 0 ? moved : fd;
+    m_fd = moved_up(fd);
     m_forks = fork_count();
     m_looked_ms = coarse_ms();
     m_taken = true;
@@ -73,6 +70,18 @@ bool OwnDescriptor::is_ours(int fd) const
            (flags < 0 || m_flags < 0 || ((flags ^ m_flags) & compared_flags) == 0);
 }
 
+// Another thread may have closed all the program's descriptors since the file was opened, and have
+// got its number for a file of the program's: negative then, and the number is left alone.
+int OwnDescriptor::moved_up(int fd) const
+{
+    const int moved = duplicate_high(fd);
+    if (moved < 0)
+        return errno == EBADF ? -1 : fd;
+    const bool ours = is_ours(moved);
+    sys::close(ours ? fd : moved);
+    return ours ? moved : -1;
+}
+
 int OwnDescriptor::open_anew() const
 {
     struct stat found;
@@ -86,11 +95,7 @@ int OwnDescriptor::open_anew() const
         sys::close(fd);
         return -1;
     }
-    const int moved = duplicate_high(fd);
-    if (moved < 0)
-        return fd;
-    sys::close(fd);
-    return moved;
+    return moved_up(fd);
 }
 
 void OwnDescriptor::look_again()

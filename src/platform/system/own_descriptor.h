@@ -51,6 +51,7 @@ public:
 
 private:
     bool is_ours(int fd) const;
+    int moved_up(int fd) const;
     void look_again();
     int open_anew() const; // negative if the file is not there any more
 

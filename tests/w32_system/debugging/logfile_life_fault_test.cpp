@@ -132,6 +132,36 @@ TEST_F(LogLife, GoesOnAfterTheProgramHasClosedAllDescriptors)
     }
 }
 
+std::unique_ptr<OwnFiles> g_own;
+
+void take_all_numbers()
+{
+    close_all();
+    g_own = std::make_unique<OwnFiles>();
+}
+
+TEST_F(LogLife, WhoseNumberIsTakenWhileItIsBeingOpenedLeavesTheProgramsFileAlone)
+{
+    for (const bool again : {false, true})
+    {
+        SCOPED_TRACE(again);
+        CQvLogFile::CloseLog();
+        if (again) // the file is known, and its number gone
+        {
+            EXPECT_EQ(QV_Log(L"before, "), QV_OK);
+            close_all();
+        }
+        PlinthTestBefore("dup", 1, take_all_numbers);
+        EXPECT_EQ(QV_Log(L"meanwhile, "), QV_OK);
+        PlinthTestReset();
+        ASSERT_TRUE(g_own) << "no descriptor was moved";
+        EXPECT_EQ(QV_Log(L"after."), QV_OK);
+        EXPECT_TRUE(log_content().ends_with("meanwhile, after.")) << log_content();
+        g_own->expect_untouched();
+        g_own.reset();
+    }
+}
+
 // The look at the number comes once a second, at the first record after a fork, and before a close.
 TEST_F(LogLife, ItsNumberInTheProgramsHandsIsNeitherWrittenNorClosed)
 {
