@@ -109,6 +109,9 @@ class Install(unittest.TestCase):
                  for folder, _, files in os.walk(headers) for name in files]
         self.assertIn("plinth_w32_system/files.h", names)
         self.assertIn("windows.h", names)
+        # These bring another library's header, which needn't be there; platform_headers tests them.
+        names = [name for name in names
+                 if name not in ("winscard.h", "odbcinst.h") and not name.startswith("sql")]
 
         def compile_one(name, standard):
             source = os.path.join(self.folder, f"{name.replace('/', '_')}-{standard}.cpp")

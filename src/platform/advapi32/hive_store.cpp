@@ -4,6 +4,7 @@
 
 #include "kernel32/temporary_file.h"
 #include "system/calls.h"
+#include "system/directory.h"
 #include "system/fork.h"
 #include "system/last_error.h"
 #include "system/report.h"
@@ -91,10 +92,10 @@ int read_whole(const std::string& path, off_t size, std::string& content)
 {
     if (size > size_limit)
         return EFBIG;
+    content.resize(static_cast<size_t>(size));
     const int fd = sys::open(path.c_str(), O_RDONLY);
     if (fd < 0)
         return errno;
-    content.resize(static_cast<size_t>(size));
     size_t got = 0;
     int error = 0;
     while (got < content.size())
@@ -204,13 +205,10 @@ constexpr const char* unfinished = ".new-";
 void remove_unfinished(const std::string& path)
 {
     const std::string beginning = path.substr(path.rfind('/') + 1) + unfinished;
-    DIR* const directory = sys::opendir(folder().c_str());
-    if (!directory)
-        return;
-    while (const dirent* const entry = sys::readdir(directory))
+    Directory directory(folder().c_str());
+    while (const dirent* const entry = directory.next())
         if (std::string_view(entry->d_name).starts_with(beginning))
             sys::unlink((folder() + "/" + entry->d_name).c_str());
-    sys::closedir(directory);
 }
 
 // Writes beside the file and renames. 0 or an errno. Needs the lock of the writers.

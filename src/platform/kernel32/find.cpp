@@ -17,6 +17,7 @@
 #include "handle_table.h"
 #include "path.h"
 #include "system/calls.h"
+#include "system/directory.h"
 #include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "system/text.h"
@@ -179,18 +180,16 @@ public:
     // 0 or a system error.
     DWORD read(const Mask& mask)
     {
-        DIR* const directory = sys::opendir(m_folder.empty() ? "." : m_folder.c_str());
+        Directory directory(m_folder.empty() ? "." : m_folder.c_str());
         if (!directory)
             return errno == ENOENT || errno == ENOTDIR ? ERROR_PATH_NOT_FOUND : system_error(errno);
         errno = 0;
-        while (const dirent* found = sys::readdir(directory))
+        while (const dirent* found = directory.next())
         {
             m_names.add(found->d_name, &mask);
             errno = 0;
         }
-        const int error = errno;
-        sys::closedir(directory);
-        return error ? system_error(error) : 0;
+        return errno ? system_error(errno) : 0;
     }
 
     // A name without wildcards is looked up, not searched for.

@@ -5,6 +5,7 @@
 
 #include "share_modes.h"
 #include "system/calls.h"
+#include "system/directory.h"
 #include "temporary_file.h"
 
 namespace platform
@@ -72,14 +73,11 @@ void remove_leftovers(const std::string& folder)
     if (sys::stat(folder.c_str(), &found) != 0 ||
         (s_large == found.st_ino && seconds_now() - s_looked < pause))
         return;
-    DIR* const directory = sys::opendir(folder.c_str());
-    if (!directory)
-        return;
+    Directory directory(folder.c_str());
     unsigned count = 0;
-    for (; const dirent* const entry = sys::readdir(directory); ++count)
+    for (; const dirent* const entry = directory.next(); ++count)
         if (is_temporary_name(entry->d_name))
             remove_if_left(folder + entry->d_name);
-    sys::closedir(directory);
     if (count >= large_folder)
     {
         s_large = found.st_ino;

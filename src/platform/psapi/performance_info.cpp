@@ -10,6 +10,7 @@
 
 #include "kernel32/memory_figures.h"
 #include "system/calls.h"
+#include "system/directory.h"
 #include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/kernel_files.h"
@@ -56,13 +57,10 @@ DWORD threads()
 
 DWORD processes()
 {
-    DIR* const folder = sys::opendir(kernel_path("/proc").c_str());
-    if (!folder)
-        return 0;
+    Directory folder(kernel_path("/proc").c_str());
     DWORD count = 0;
-    while (const dirent* const entry = sys::readdir(folder))
+    while (const dirent* const entry = folder.next())
         count += entry->d_name[0] >= '1' && entry->d_name[0] <= '9';
-    sys::closedir(folder);
     return count;
 }
 

@@ -1,5 +1,5 @@
-// Keeps exceptions inside the stand-in: its callers expect results and errors, and the system that it
-// stands in for throws nothing.
+// Keeps exceptions inside the stand-in: its callers expect results and errors, and the system that
+// it stands in for throws nothing.
 //
 // Each exported function that may allocate has, as its outermost block,
 //
@@ -8,8 +8,8 @@
 //         return failed_by(exception, FALSE);
 //     }
 //
-// What it took before is given back by destructors on the way there. The unwinding by which a thread
-// is ended is no std::exception, and goes on.
+// What it took before is given back by destructors on the way there. The unwinding by which a
+// thread is ended is no std::exception, and goes on.
 #pragma once
 
 #include <exception>

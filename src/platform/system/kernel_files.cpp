@@ -2,6 +2,7 @@
 #include "kernel_files.h"
 
 #include "calls.h"
+#include "descriptor.h"
 
 namespace platform
 {
@@ -24,17 +25,20 @@ std::string kernel_path(const std::string& path)
 bool read_kernel_file(const std::string& path, std::string& text)
 {
     text.clear();
-    const int fd = sys::open(kernel_path(path).c_str(), O_RDONLY);
-    if (fd < 0)
-        return false;
-    char block[4096];
-    ssize_t got = 0;
-    while (text.size() < file_limit && (got = sys::read(fd, block, sizeof block)) > 0)
-        text.append(block, static_cast<size_t>(got));
-    const int error = errno;
-    sys::close(fd);
+    int error = 0;
+    {
+        const Descriptor file(sys::open(kernel_path(path).c_str(), O_RDONLY));
+        if (file < 0)
+            return false;
+        char block[4096];
+        ssize_t got = 0;
+        while (text.size() < file_limit && (got = sys::read(file, block, sizeof block)) > 0)
+            text.append(block, static_cast<size_t>(got));
+        if (got < 0)
+            error = errno;
+    }
     errno = error;
-    return got >= 0;
+    return error == 0;
 }
 
 } // namespace platform

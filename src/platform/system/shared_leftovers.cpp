@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "descriptor.h"
+#include "directory.h"
 
 namespace platform
 {
@@ -21,13 +22,10 @@ int open_here(const std::string& path, int flags)
 std::vector<std::string> names_in(const std::string& folder)
 {
     std::vector<std::string> names;
-    DIR* const directory = sys::opendir(folder.c_str());
-    if (!directory)
-        return names;
-    while (const dirent* const entry = sys::readdir(directory))
+    Directory directory(folder.c_str());
+    while (const dirent* const entry = directory.next())
         if (entry->d_name[0] != '.')
             names.emplace_back(entry->d_name);
-    sys::closedir(directory);
     return names;
 }
 

@@ -15,6 +15,7 @@
 
 #include "reset.h"
 #include "system/fork.h"
+#include "system/immortal.h"
 
 namespace platform
 {
@@ -53,8 +54,8 @@ struct Table
 // Never destroyed: operations come until the very end of the process.
 Table& table()
 {
-    static Table& only = *new Table;
-    return only;
+    static Immortal<Table> only;
+    return *only;
 }
 
 std::mutex& table_lock()
