@@ -36,12 +36,14 @@ BOOL WINAPI on_console_event(DWORD event)
     return TRUE;
 }
 
-// With the variables in it replaced: the log shows where files went, not what was typed.
-std::wstring expanded(const wchar_t* path)
+// With the variables in it replaced, and from the drive on: what makes folders asks for a drive.
+std::wstring full_path(const wchar_t* typed)
 {
     wchar_t text[longest_path];
-    const DWORD size = ExpandEnvironmentStringsW(path, text, longest_path);
-    return size == 0 || size > longest_path ? path : text;
+    DWORD size = ExpandEnvironmentStringsW(typed, text, longest_path);
+    const std::wstring path = size == 0 || size > longest_path ? typed : text;
+    size = GetFullPathNameW(path.c_str(), longest_path, text, nullptr);
+    return size == 0 || size >= longest_path ? path : text;
 }
 
 int fail(const std::wstring& message)
@@ -110,7 +112,7 @@ int wmain(int count, wchar_t** words)
     g_stop = stop.get();
     SetConsoleCtrlHandler(on_console_event, TRUE);
     QV_Log(L"keeper: begins\r\n");
-    const int result = keep(expanded(words[1]), expanded(words[2]));
+    const int result = keep(full_path(words[1]), full_path(words[2]));
     QV_Log((L"keeper: ends with " + std::to_wstring(result) + L"\r\n").c_str());
     SetConsoleCtrlHandler(on_console_event, FALSE);
     return result;
