@@ -9,7 +9,6 @@
 
 #include "copies.h"
 #include "files.h"
-#include "handles.h"
 #include "settings.h"
 #include "texts.h"
 
@@ -25,7 +24,7 @@ enum ExitCode
 
 constexpr DWORD longest_path = 4096; // characters
 
-// Set by the console, for as long as the process lives.
+// Ends the work early. Never closed: the console may call the handler until the process ends.
 HANDLE g_stop = nullptr;
 
 BOOL WINAPI on_console_event(DWORD event)
@@ -108,12 +107,10 @@ int wmain(int count, wchar_t** words)
         std::wcerr << text_of(text_usage) << std::endl;
         return exit_usage;
     }
-    const Handle stop(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    g_stop = stop.get();
+    g_stop = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     SetConsoleCtrlHandler(on_console_event, TRUE);
     QV_Log(L"keeper: begins\r\n");
     const int result = keep(full_path(words[1]), full_path(words[2]));
     QV_Log((L"keeper: ends with " + std::to_wstring(result) + L"\r\n").c_str());
-    SetConsoleCtrlHandler(on_console_event, FALSE);
     return result;
 }
