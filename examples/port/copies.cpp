@@ -69,6 +69,8 @@ std::vector<int> Copies::run(unsigned count)
         QV_KillTimerAsync(static_cast<unsigned>(timer));
         QV_WaitForTimer(static_cast<unsigned>(timer)); // it uses this object
     }
+    if (m_shown)
+        std::wcerr << std::endl;
     return m_statuses;
 }
 
@@ -92,7 +94,8 @@ unsigned WINAPI Copies::thread_procedure(void* self)
 
 int Copies::progress_tick(void* self)
 {
-    const auto& copies = *static_cast<const Copies*>(self);
+    auto& copies = *static_cast<Copies*>(self);
+    copies.m_shown = true;
     std::wcerr << text_of(text_progress, copies.m_ended.load(),
                           static_cast<unsigned>(copies.m_files.size()))
                << std::flush;

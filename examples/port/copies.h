@@ -35,4 +35,5 @@ private:
     size_t m_next = 0;
     std::vector<int> m_statuses;
     std::atomic<unsigned> m_ended = 0;
+    std::atomic<bool> m_shown = false; // progress, in a line that isn't ended yet
 };
