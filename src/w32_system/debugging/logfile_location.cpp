@@ -154,7 +154,7 @@ bool CQvLogFile::GetUnicodeEnabled()
         std::memcpy(&value, resource.data(), 1);
     s_wantedForm = value == 0   ? QvLogForm::ansi
                    : value == 1 ? QvLogForm::unicode
-                               : QvLogForm::unknown;
+                                : QvLogForm::unknown;
     return value != 0;
 }
 
