@@ -4,7 +4,6 @@
 # The package file calls it, at the end of the directory that finds the package, for each target of that
 # directory that links ours. Targets of other directories call it themselves. ALLOW names static
 # libraries that are known to be right: built with -fshort-wchar, or never asked for wide text.
-set(PLINTH_WIDE_TEXT_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/plinth_check_wide_text.cmake)
 
 # The static libraries of a link that aren't compiled in this project with our options, by their files.
 function(_plinth_foreign_archives target result)
@@ -57,7 +56,8 @@ function(plinth_check_wide_text target)
   _plinth_foreign_archives(${target} archives)
   add_custom_command(TARGET ${target} POST_BUILD VERBATIM
     COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} -DFILE=$<TARGET_FILE:${target}> -DNAME=${target}
-            "-DARCHIVES=${archives}" "-DALLOW=${own_ALLOW}" -P ${PLINTH_WIDE_TEXT_SCRIPT})
+            "-DARCHIVES=${archives}" "-DALLOW=${own_ALLOW}"
+            -P ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/plinth_check_wide_text.cmake)
 endfunction()
 
 # For the package file: all targets of a directory that link ours.

@@ -26,7 +26,7 @@ foreach(pair IN LISTS CPACK_PLINTH_DEBIAN_PACKAGES)
   endif()
   if(package STREQUAL "libplinth-dev")
     file(COPY ${CPACK_PLINTH_SOURCE}/examples/consumer ${CPACK_PLINTH_SOURCE}/examples/guide
-         DESTINATION ${documents}/examples)
+         ${CPACK_PLINTH_SOURCE}/examples/port DESTINATION ${documents}/examples)
   endif()
   # Whatever umask the packager has.
   execute_process(COMMAND chmod -R u+rwX,go=rX ${root} COMMAND_ERROR_IS_FATAL ANY)

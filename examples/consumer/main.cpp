@@ -1,16 +1,19 @@
 // Uses a little of everything that the installed package brings: the library, its threads module
-// and, through <windows.h> and <tchar.h>, the stand-in. Prints what it did; 0 if all of it worked.
-#include <cstdio>
+// and standard C++ text. Prints what it did; 0 if all of it worked.
+#include <cwchar>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+#include <string>
 
 #include <plinth_w32_system.h>
-
-#include <tchar.h>
 
 namespace
 {
 
-bool write_and_measure(const wchar_t* path)
+bool write_and_measure(const std::wstring& name)
 {
+    const wchar_t* const path = name.c_str();
     QvFile file = nullptr;
     uint64_t written = 0;
     uint64_t size = 0;
@@ -30,16 +33,29 @@ bool lock_and_unlock()
            pthread_mutexCS_unlock(&lock) == 0 && pthread_mutexCS_destroy(&lock) == 0;
 }
 
+// The text's length, its first character, and numbers: from the C library, strings and streams.
+std::wstring facts_about(const std::wstring& text)
+{
+    wchar_t first[16];
+    swprintf(first, std::size(first), L"%04x", static_cast<unsigned>(text.empty() ? 0 : text[0]));
+    std::wostringstream facts;
+    facts << text << L": " + std::to_wstring(wcslen(text.c_str())) << L" characters, " << first
+          << L", " << 2.5;
+    return facts.str();
+}
+
 } // namespace
 
-int main()
+// The program's arguments are UTF-16, as on Windows. Any text will do as the first one.
+int wmain(int count, wchar_t** words)
 {
-    wchar_t path[260];
-    const bool files = QV_GetTempPath(path, 260) == QV_OK && wcslen(path) < 240 &&
-                       write_and_measure(wcscat(path, L"plinth-consumer"));
+    wchar_t folder[260];
+    const bool files = QV_GetTempPath(folder, 260) == QV_OK &&
+                       write_and_measure(std::wstring(folder) + L"plinth-consumer");
     const bool threads = lock_and_unlock();
     const bool log = QV_Log(L"consumer: this line is in the log\r\n") == QV_OK;
-    std::printf("files %s, threads %s, log %s\n", files ? "work" : "fail",
-                threads ? "work" : "fail", log ? "works" : "fails");
+    std::wcout << L"files " << (files ? L"work" : L"fail") << L", threads "
+               << (threads ? L"work" : L"fail") << L", log " << (log ? L"works" : L"fails") << L'\n'
+               << facts_about(count > 1 ? words[1] : L"") << L'\n';
     return files && threads && log ? 0 : 1;
 }

@@ -45,9 +45,7 @@
 #include "plinth_w32_system/status.h"
 #include "plinth_w32_system/text.h"
 #include "plinth_w32_system/thread_pool.h"
-#include "plinth_w32_system/trace_viewing.h"
-#if __cplusplus >= 202002L
 #include "plinth_w32_system/trace_format.h"
-#endif
+#include "plinth_w32_system/trace_viewing.h"
 
 #endif

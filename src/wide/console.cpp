@@ -34,8 +34,7 @@ protected:
     }
     int sync() override { return std::fflush(m_stream); }
 
-    // What has only been looked at goes back, so that others who read the stream have it too. Half
-    // of a character can't, and is kept here.
+    // What has only been looked at goes back, so that others who read the stream have it too.
     int_type underflow() override
     {
         if (m_next != WEOF)

@@ -167,16 +167,48 @@ wint_t read_unit(std::FILE* stream)
     return high_of(c.value);
 }
 
-wint_t unread_unit(std::FILE* stream, wint_t unit)
+namespace
 {
-    if (unit == WEOF || is_high(unit) || is_low(unit))
-        return WEOF;
-    const Locked lock(stream);
+
+wint_t put_back(std::FILE* stream, char32_t c, wint_t unit)
+{
     char bytes[longest];
-    for (std::size_t left = encode(unit, bytes); left > 0; --left)
+    for (std::size_t left = encode(c, bytes); left > 0; --left)
         if (::ungetc(static_cast<unsigned char>(bytes[left - 1]), stream) == EOF)
             return WEOF;
     return unit;
+}
+
+// A low half: the last byte of its character comes back, and what it stands for is known.
+wint_t put_low_back(std::FILE* stream, wint_t unit)
+{
+    const auto last = static_cast<unsigned char>(0x80 | (unit & 0x3F));
+    if (::ungetc(last, stream) == EOF)
+        return WEOF;
+    halves().keep({stream, Half::low_to_read, static_cast<wchar_t>(unit), last});
+    return unit;
+}
+
+} // namespace
+
+wint_t unread_unit(std::FILE* stream, wint_t unit)
+{
+    if (unit == WEOF)
+        return WEOF;
+    const Locked lock(stream);
+    Pending low{};
+    if (!halves().take(stream, Half::low_to_read, low))
+    {
+        if (is_low(unit))
+            return put_low_back(stream, unit);
+        return is_high(unit) ? WEOF : put_back(stream, unit, unit);
+    }
+    // In the middle of a character only its first half can come back.
+    if (is_high(unit) && ::getc_unlocked(stream) == low.last)
+        return put_back(stream, join(unit, low.unit), unit);
+    if (!is_high(unit))
+        halves().keep(low);
+    return WEOF;
 }
 
 } // namespace plinth_wide

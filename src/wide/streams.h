@@ -16,7 +16,7 @@ std::size_t write_units(std::FILE* stream, const wchar_t* text, std::size_t coun
 // The next unit, or WEOF. Bytes that are no character are U+FFFD.
 wint_t read_unit(std::FILE* stream);
 
-// Puts the unit that was read last back, or WEOF if that can't be.
+// Puts the unit that was read last back, also half of a character, or WEOF if that can't be.
 wint_t unread_unit(std::FILE* stream, wint_t unit);
 
 } // namespace plinth_wide

@@ -1,7 +1,7 @@
 """The guide keeps its word: what it shows is what stands in examples/guide, and each of those
 programs, and each command, does what the guide says.
 
-The environment: PLINTH_GUIDE, the folder of the programs; PLINTH_TRACE; PLINTH_ROOT, the machine of
+The environment: PLINTH_GUIDE, the folder of the programs; PLINTH_KEEPER, PLINTH_TRACE; PLINTH_ROOT, the machine of
 this test.
 """
 import os
@@ -19,8 +19,8 @@ TRACE = os.environ["PLINTH_TRACE"]
 STAMP = r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \*vtq\* "
 
 
-def read(path):
-    with open(path, encoding="utf-8", newline="") as file:
+def read(path, encoding="utf-8"):
+    with open(path, encoding=encoding, newline="") as file:
         return file.read()
 
 
@@ -40,9 +40,9 @@ def run(program, *arguments):
     return result.stdout
 
 
-def log_text(folder="Quorvane/Platform/Logfiles"):
+def log_text(folder="Quorvane/Platform/Logfiles", encoding="utf-8"):
     folder = os.path.join(ROOT, "ProgramData", folder)
-    return "".join(read(os.path.join(folder, name)) for name in sorted(os.listdir(folder)))
+    return "".join(read(os.path.join(folder, name), encoding) for name in sorted(os.listdir(folder)))
 
 
 def is_part(text, of):
@@ -97,11 +97,35 @@ class Guide(unittest.TestCase):
         self.assertIn("Acme\\Guide", out[2])
         self.assertIn("guide: resources", log_text("Acme/Guide/Logfiles"))
 
-    def test_port_runs_as_it_is(self):
-        self.assertEqual(run("port"), "guide_port\n")
-        self.assertRegex(log_text(), STAMP + r"The system cannot find the path specified\.")
-        self.assertIn('"Runs"=dword:00000001',
-                      read(os.path.join(ROOT, "registry/HKEY_CURRENT_USER.reg")))
+    def test_keeper_copies_what_is_new_and_its_log_is_the_expected_one(self):
+        source, target = (os.path.join(ROOT, name) for name in ("source", "target"))
+        sizes = {"a.txt": 10, "empty": 0, "gr\u00fc\u00dfe \U0001F600.txt": 5000, "sub/b.bin": 10000,
+                 "skipped.TMP": 1}
+        for name, size in sizes.items():
+            path = os.path.join(source, name)
+            os.makedirs(os.path.dirname(path), exist_ok=True)
+            with open(path, "wb") as file:
+                file.write(bytes(i * 7 % 251 for i in range(size)))
+        environment = dict(os.environ, COPY=target)
+        said = []
+        for arguments in ([source, "%COPY%"], [source, target], [source + "/none", target], []):
+            result = subprocess.run([os.environ["PLINTH_KEEPER"], *arguments], env=environment, text=True,
+                                    stdin=subprocess.DEVNULL, capture_output=True, timeout=60)
+            said.append((result.returncode, result.stdout, result.stderr.split("\r")[-1]))
+        self.maxDiff = None
+        self.assertEqual([(code, out) for code, out, _ in said], [
+            (0, "4 of 4 files copied, 15010 bytes, 0 failed.\n"),
+            (0, "Everything is up to date \u2013 nothing to do.\n"), (1, ""), (2, "")])
+        self.assertRegex(said[2][2], r"^Folder C:.*source\\none can't be read\.\n$")
+        self.assertRegex(said[3][2], r"^usage: keeper SOURCE TARGET\n")
+        for name in list(sizes)[:-1]:
+            with open(os.path.join(source, name), "rb") as one, \
+                    open(os.path.join(target, name), "rb") as other:
+                self.assertEqual(one.read(), other.read(), name)
+        self.assertFalse(os.path.exists(os.path.join(target, "skipped.TMP")))
+        log = log_text("Acme/Keeper/Logfiles", "utf-16").replace("C:" + source.replace("/", "\\"), "SOURCE")
+        self.assertEqual(re.sub(f"(?m)^{STAMP}", "STAMP ", log),
+                         read(os.path.join(HERE, "keeper.log")).replace("\n", "\r\n"))
 
     def test_its_commands_work(self):
         commands = [shlex.split(line) for path, language, text in blocks() if language == "sh"

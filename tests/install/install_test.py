@@ -1,4 +1,5 @@
-"""The installed package, used from outside: by find_package, by pkg-config, and as the README says.
+"""The installed package, used from outside: by find_package, as a part of a project,
+by pkg-config with Make and Meson, and as the README says.
 
 Runs under the launcher, in a machine of its own (PLINTH_ROOT), and leaves nothing behind. The
 environment: PLINTH_SOURCE and PLINTH_BUILD, the two trees; PLINTH_CMAKE, PLINTH_CXX;
@@ -21,6 +22,7 @@ GENERATOR = os.environ["PLINTH_GENERATOR"]
 CXX = os.environ["PLINTH_CXX"]
 FLAGS = os.environ.get("PLINTH_CXXFLAGS", "").split()
 ROOT = os.environ["PLINTH_ROOT"]
+CONSUMER = os.path.join(SOURCE, "examples/consumer")
 
 
 def run(*command, **more):
@@ -66,22 +68,36 @@ class Install(unittest.TestCase):
         run(CMAKE, "--build", build)
         return build
 
-    def test_a_cmake_project_finds_it_and_its_resources_say_where_it_logs(self):
-        build = self.with_cmake(os.path.join(SOURCE, "examples/consumer"))
-        # Without LD_LIBRARY_PATH: CMake gives the program the place of the libraries.
-        out = run(os.path.join(build, "consumer"))
-        self.assertEqual(out, "files work, threads work, log works\n")
+    def run_consumer(self, program, folder="Acme/Consumer", **more):
+        """16-bit text in arguments, functions, strings, streams and the console; and resources."""
+        out = run(program, "gr\u00fc\u00dfe \U0001F600", **more)
+        self.assertEqual(out, "files work, threads work, log works\n"
+                              "gr\u00fc\u00dfe \U0001F600: 8 characters, 0067, 2.5\n")
         # UTF-16 needs its byte order mark to be read here.
-        self.assertIn("consumer: this line is in the log\n", log_text("Acme/Consumer", "utf-16"))
+        self.assertIn("consumer: this line is in the log\n", log_text(folder, "utf-16"))
+        shutil.rmtree(os.path.join(ROOT, "ProgramData"))
 
-    def test_pkg_config_finds_it(self):
+    def test_a_cmake_project_finds_it(self):
+        build = self.with_cmake(CONSUMER)
+        # Without LD_LIBRARY_PATH: CMake gives the program the place of the libraries.
+        self.run_consumer(os.path.join(build, "consumer"))
+
+    def test_make_finds_it_by_pkg_config(self):
         needs_program("pkg-config", "pkgconf")
-        program = os.path.join(self.folder, "consumer")
-        flags = run("pkg-config", "--cflags", "--libs", "plinth_w32_system",
-                    env=self.environment).split()
-        run(CXX, *FLAGS, os.path.join(SOURCE, "examples/consumer/main.cpp"), "-o", program, *flags)
-        self.assertEqual(run(program, env=self.environment), "files work, threads work, log works\n")
-        self.assertIn("consumer: this line is in the log\n", log_text())
+        needs_program("make", "make")
+        run("make", "-C", CONSUMER, f"OUT={self.folder}", f"CXX={CXX}", f"CXXFLAGS={' '.join(FLAGS)}",
+            env=self.environment)
+        self.run_consumer(os.path.join(self.folder, "consumer"), env=self.environment)
+
+    def test_meson_finds_it_by_pkg_config(self):
+        needs_program("pkg-config", "pkgconf")
+        needs_program("meson", "meson")
+        build = os.path.join(self.folder, "build")
+        flags = " ".join(FLAGS)
+        run("meson", "setup", build, CONSUMER,
+            env=dict(self.environment, CXX=CXX, CXXFLAGS=flags, LDFLAGS=flags))
+        run("meson", "compile", "-C", build)
+        self.run_consumer(os.path.join(build, "consumer"), env=self.environment)
 
     def test_the_example_of_the_readme_does_what_it_says(self):
         source = os.path.join(self.folder, "readme")
@@ -107,6 +123,10 @@ class Install(unittest.TestCase):
         headers = os.path.join(self.prefix, "include/plinth")
         names = [os.path.relpath(os.path.join(folder, name), headers).removeprefix("platform/")
                  for folder, _, files in os.walk(headers) for name in files]
+        # Those of neighbours want the neighbour, beside which tests/platform/headers compiles them.
+        # What is internal is no header of the user's.
+        neighbours = ["winscard.h", "sql.h", "sqlext.h", "sqltypes.h", "sqlucode.h", "odbcinst.h"]
+        names = [name for name in names if name not in neighbours and "/internal/" not in name]
         self.assertIn("plinth_w32_system/files.h", names)
         self.assertIn("windows.h", names)
         # These bring another library's header, which needn't be there; platform_headers tests them.
@@ -133,15 +153,28 @@ class Install(unittest.TestCase):
         self.compile_each_header("clang++")
 
     def test_a_project_that_it_is_part_of_gets_no_settings_tests_or_files_of_it(self):
-        """One library of it is built there: all of it costs minutes, and compiles as it does alone."""
+        """One library of it is built there: all of it costs minutes, and compiles as it does alone.
+        The program is then linked with the libraries of this tree, by the targets of its project."""
+        needs_program("make", "make")
         source = os.path.join(self.folder, "parent")
-        build = os.path.join(self.folder, "build")
         os.makedirs(source)
-        shutil.copy(os.path.join(SOURCE, "examples/consumer/main.cpp"), source)
+        shutil.copy(os.path.join(CONSUMER, "main.cpp"), source)
         shutil.copy(os.path.join(SOURCE, "tests/install/parent.cmake"),
                     os.path.join(source, "CMakeLists.txt"))
-        run(CMAKE, "-G", GENERATOR, "-S", source, "-B", build, f"-DCMAKE_CXX_COMPILER={CXX}",
-            f"-DPLINTH={SOURCE}")
-        run(CMAKE, "--build", build, "--target", "plinth_w32_pthreadVC")
-        run(CMAKE, "--install", build, "--prefix", os.path.join(self.folder, "installed"))
-        self.assertFalse(os.path.exists(os.path.join(self.folder, "installed")))
+        for way, part in (("add_subdirectory", "plinth"), ("FetchContent", "_deps/plinth-build")):
+            with self.subTest(way=way):
+                build = os.path.join(self.folder, way)
+                run(CMAKE, "-G", "Unix Makefiles", "-S", source, "-B", build, f"-DWAY={way}",
+                    f"-DCMAKE_CXX_COMPILER={CXX}", f"-DCMAKE_CXX_FLAGS={' '.join(FLAGS)}",
+                    f"-DPLINTH={SOURCE}")
+                if way == "add_subdirectory":
+                    run(CMAKE, "--build", build, "--target", "plinth_w32_pthreadVC")
+                for folder, _, names in os.walk(os.path.join(BUILD, "src")):
+                    for name in (name for name in names if re.match(r"libplinth_(w32|platform|wide).*\.(a|so)", name)):
+                        target = os.path.join(build, part, os.path.relpath(folder, BUILD), name)
+                        if not os.path.exists(target):
+                            shutil.copy(os.path.join(folder, name), target, follow_symlinks=False)
+                run(CMAKE, "--build", build, "--target", "parent/fast")
+                self.run_consumer(os.path.join(build, "parent"), "Acme/Parent")
+                run(CMAKE, "--install", build, "--prefix", os.path.join(self.folder, "installed"))
+                self.assertFalse(os.path.exists(os.path.join(self.folder, "installed")))

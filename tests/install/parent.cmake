@@ -1,4 +1,4 @@
-# The CMakeLists.txt of a project that plinth, in the folder PLINTH, is part of. Configuring fails if
+# The CMakeLists.txt of a project that plinth, in the folder PLINTH, is part of by the function WAY. Configuring fails if
 # the project has got new settings or tests by adding it.
 cmake_minimum_required(VERSION 3.25)
 project(parent LANGUAGES CXX)
@@ -7,11 +7,17 @@ set(CMAKE_CXX_STANDARD 17)
 # What comes into the cache: plinth's own names, and what CMake's modules record (project, Threads,
 # GNUInstallDirs).
 set(recorded "^(PLINTH_|plinth_|CMAKE_PROJECT_VERSION|CMAKE_INSTALL_.*DIR|_GNUInstallDirs_|\
-CMAKE_HAVE_|FIND_PACKAGE_MESSAGE_DETAILS_Threads)")
+CMAKE_HAVE_|FIND_PACKAGE_MESSAGE_DETAILS_Threads|FETCHCONTENT_)")
 
 get_cmake_property(cached CACHE_VARIABLES)
 
-add_subdirectory(${PLINTH} plinth)
+if(WAY STREQUAL "FetchContent")
+  include(FetchContent)
+  FetchContent_Declare(plinth SOURCE_DIR ${PLINTH})
+  FetchContent_MakeAvailable(plinth)
+else()
+  add_subdirectory(${PLINTH} plinth)
+endif()
 
 get_cmake_property(cached_now CACHE_VARIABLES)
 list(REMOVE_ITEM cached_now ${cached})

@@ -24,7 +24,10 @@ int wmain(int count, wchar_t** words)
     std::wstring line, word;
     std::getline(std::wcin, line);
     int number = 0;
-    std::wcin >> number >> word;
+    std::wcin >> number;
+    wchar_t scanned[16] = {};
+    const int stored = wscanf(L"%15s", scanned);
+    word.assign(scanned, stored == 1 ? wcslen(scanned) : 0);
     wchar_t rest[16] = {};
     fgetws(rest, 16, stdin);
     std::wcout << L'[' << line << L"][" << number << L"][" << word << L"][" << rest << L"]\n";

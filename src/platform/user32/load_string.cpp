@@ -19,8 +19,8 @@ constexpr UINT block_size = 16;
 
 struct Text
 {
-    const uint8_t* units; // in the module's file, not always at an even address
-    uint16_t length;
+    const uint8_t* units = nullptr; // in the module's file, not always at an even address
+    uint16_t length = 0;
 };
 
 // False with the last error.

@@ -149,13 +149,13 @@ int CQvLogFile::GetLogFileDir(wchar_t* folder)
 bool CQvLogFile::GetUnicodeEnabled()
 {
     const ExecutableResource resource(L"Unicode_Enabled", L"LOGFILECHARSET");
-    unsigned char byte = 0;
+    unsigned char value = 0;
     if (resource.data() && resource.size() == 1)
-        std::memcpy(&byte, resource.data(), 1);
-    s_wantedForm = byte == 0   ? QvLogForm::ansi
-                   : byte == 1 ? QvLogForm::unicode
-                               : QvLogForm::unknown;
-    return byte != 0;
+        std::memcpy(&value, resource.data(), 1);
+    s_wantedForm = value == 0   ? QvLogForm::ansi
+                   : value == 1 ? QvLogForm::unicode
+                                : QvLogForm::unknown;
+    return value != 0;
 }
 
 QvLogForm QvWantedForm()

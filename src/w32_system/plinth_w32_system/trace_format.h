@@ -22,6 +22,10 @@
 #define PLINTH_W32_SYSTEM_TRACE_FORMAT_H
 
 #include "diagnostics.h"
+
+// In C++17 there is no such macro: the compiler can't check the formats.
+#if __cplusplus >= 202002L
+
 #include "internal/format_check.h"
 
 // One trace record with its place in the source. The first argument is a literal of wide text.
@@ -32,5 +36,7 @@
         if (CQvLogFile::Detail())                                                                  \
             ::plinth::trace_format::Write(__VA_ARGS__);                                            \
     } while (false)
+
+#endif
 
 #endif

@@ -237,6 +237,44 @@ const Idiom table[] = {
          std::fclose(file);
          return first && second && ended;
      }},
+    {"fwscanf takes no more from a stream than it uses",
+     []
+     {
+         const struct
+         {
+             const wchar_t *text, *format;
+             int stored;
+             wchar_t rest[8];
+         } rows[] = {{L"12 0x1f", L"%d%i", 2, L""},
+                     {L"123456", L"%3d%2d", 2, L"6"},
+                     {L"089", L"%i", 1, L"89"},
+                     {L"7\U0001F600 x", L"%d", 1, L"\U0001F600 x"},
+                     {L"b\U0001F600\U0001F601", L"%[ab\U0001F600]", 1, L"\xde01"},
+                     {L"bab]x", L"%*1[a-c]%[]a-c]x", 1, L""},
+                     {L"-.5e-2e", L"%lf", 1, L"e"},
+                     {L"0x.8p1 -Inf,", L"%lf%f", 2, L","},
+                     {L"1e+x", L"%lf", 0, L"x"},
+                     {L"-", L"%d", 0, L""},
+                     {L"0xg", L"%x", 0, L"g"},
+                     {L"a%5,", L"a%%%hd", 1, L","},
+                     {L" w\u00efde na", L"%ls%3c", 2, L""},
+                     {L"na", L"%3hc", 0, L""},
+                     {L"  ", L"%d", EOF, L""}};
+         for (const auto& row : rows)
+         {
+             FILE* const file = scratch();
+             fputws(row.text, file);
+             std::rewind(file);
+             long double room[2][4];
+             wchar_t rest[16] = {};
+             const int stored = std::fwscanf(file, row.format, room[0], room[1]);
+             fgetws(rest, 16, file);
+             std::fclose(file);
+             if (stored != row.stored || !is(rest, row.rest))
+                 return false;
+         }
+         return true;
+     }},
     {"fputwc, fgetwc, ungetwc",
      []
      {

@@ -1,0 +1,19 @@
+// What users read: the string table of the program, in CMakeLists.txt.
+#pragma once
+
+#include <string>
+
+enum TextNumber : unsigned
+{
+    text_usage = 1,
+    text_no_folder = 2,
+    text_done = 3,
+    text_nothing_to_do = 4,
+    text_progress = 5,
+    text_settings_failed = 6,
+    text_interrupted = 7
+};
+
+// The text of that number, with the values in the places of its directives. Wide texts are %ls
+// there.
+std::wstring text_of(unsigned number, ...);
