@@ -16,8 +16,8 @@
 //
 // - Status: a plain int result, QV_OK (0) for success and a negative QV_ERR_... number otherwise.
 //   Results travel in out-parameters. Nothing is thrown across the boundary for a failed operation;
-//   only containers of the standard library may let std::bad_alloc pass. The system's own error
-//   stays readable through GetLastError.
+//   only std::bad_alloc and std::length_error may pass, and nothing is lost then. The system's own
+//   error stays readable through GetLastError.
 // - Text is 16-bit wchar_t (on Linux: compiled with -fshort-wchar), zero-terminated, unless a name
 //   ends in A or the parameter is a const char*. Sizes of text buffers count characters, terminator
 //   included, unless said otherwise.
