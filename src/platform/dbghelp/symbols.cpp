@@ -21,6 +21,7 @@
 #include "system/faults.h"
 #include "system/fork.h"
 #include "system/last_error.h"
+#include "system/own_descriptor.h"
 #include "system/text.h"
 #include "windows.h"
 
@@ -39,12 +40,21 @@ struct KnownModule
     bool unmatched;    // its own file is gone, or another has its place
 };
 
+// A file that libdw keeps open, under a number that the program may close and get for another file.
+struct KeptFile
+{
+    int fd;
+    dev_t device;
+    ino_t inode;
+};
+
 // Callers take turns, so there is no lock.
 struct Engine
 {
     DWORD options = SYMOPT_UNDNAME;
     Dwfl* reader = nullptr; // null until the engine is started
     std::vector<KnownModule> modules;
+    std::vector<KeptFile> files;     // of the modules
     unsigned long long unloaded = 0; // what unloaded_modules() was for them
     std::string line_file;           // what the last line record points to
 };
@@ -68,6 +78,27 @@ KnownModule* known_module(DWORD64 address)
     return found == modules.end() ? nullptr : &*found;
 }
 
+// The descriptor under which libdw keeps a file open; fd is taken over. High, as all that stay
+// open.
+int kept_open(int fd)
+{
+    struct stat found;
+    if (fd < 0 || sys::fstat(fd, &found) != 0)
+        return fd;
+    const int moved = duplicate_high(fd);
+    if (moved >= 0)
+        sys::close(fd);
+    const int kept = moved >= 0 ? moved : fd;
+    try
+    {
+        engine().files.push_back({kept, found.st_dev, found.st_ino});
+    }
+    catch (const std::bad_alloc&) // it is not looked at again
+    {
+    }
+    return kept;
+}
+
 // Called when an address in the module is first looked up. By then an upgrade may have replaced its
 // file; symbols of another build would name functions that don't run.
 //
@@ -79,7 +110,7 @@ int open_module(Dwfl_Module*, void**, const char*, Dwarf_Addr base, char** file,
     int fd = -1;
     try
     {
-        fd = module_at(base, loaded) ? open_image_file(loaded) : -1;
+        fd = kept_open(module_at(base, loaded) ? open_image_file(loaded) : -1);
     }
     catch (const std::bad_alloc&)
     {
@@ -97,8 +128,39 @@ int open_module(Dwfl_Module*, void**, const char*, Dwarf_Addr base, char** file,
     return fd;
 }
 
+int open_debug_file(Dwfl_Module* module, void** user_data, const char* name, Dwarf_Addr base,
+                    const char* file, const char* link, GElf_Word checksum, char** found)
+{
+    return kept_open(find_debug_file(module, user_data, name, base, file, link, checksum, found));
+}
+
 char* g_debug_path = nullptr; // libdw's default
-const Dwfl_Callbacks callbacks = {open_module, find_debug_file, nullptr, &g_debug_path};
+const Dwfl_Callbacks callbacks = {open_module, open_debug_file, nullptr, &g_debug_path};
+
+bool has_its_files()
+{
+    return std::ranges::all_of(engine().files,
+                               [](const KeptFile& each)
+                               {
+                                   struct stat found;
+                                   return sys::fstat(each.fd, &found) == 0 &&
+                                          found.st_dev == each.device && found.st_ino == each.inode;
+                               });
+}
+
+// The program has closed descriptors, as daemons do. The reader that had them would close what has
+// their numbers now, so it is left as it is.
+void begin_anew_without_files()
+{
+    Dwfl* const reader =
+        engine().files.empty() || has_its_files() ? nullptr : libdw()->begin(&callbacks);
+    if (!reader)
+        return;
+    leave_to_parent(engine().reader);
+    engine().reader = reader;
+    engine().modules.clear();
+    engine().files.clear();
+}
 
 void forget_unloaded()
 {
@@ -107,6 +169,7 @@ void forget_unloaded()
         return;
     engine().unloaded = unloaded;
     engine().modules.clear();
+    engine().files.clear();
     libdw()->report_begin(engine().reader);
     libdw()->report_end(engine().reader, nullptr, nullptr);
 }
@@ -116,6 +179,7 @@ bool ready(HANDLE process)
 {
     if (process != GetCurrentProcess() || !engine().reader)
         return fail_with(ERROR_INVALID_HANDLE);
+    begin_anew_without_files();
     forget_unloaded();
     return true;
 }

@@ -162,6 +162,22 @@ TEST_F(LogLife, WhoseNumberIsTakenWhileItIsBeingOpenedLeavesTheProgramsFileAlone
     }
 }
 
+// The stack lines need the files of modules, which stay open.
+TEST_F(LogLife, ReportsTouchNoFileOfAProgramThatClosedAllDescriptors)
+{
+    const auto report = []
+    { DiagAssertA(QV_DIAG_LOGFILE | QV_DIAG_STACKTRACE, "x", nullptr, __FILE__, __LINE__); };
+    report();
+    const std::string first = log_content();
+    close_all();
+    const OwnFiles own;
+    QV_UnloadLibrary(QV_LoadLibrary(L"libBrokenLocale.so.1")); // what is known is forgotten
+    report();
+    own.expect_untouched();
+    const auto named = [](const std::string& text) { return text.find("TestBody") != text.npos; };
+    EXPECT_EQ(named(log_content().substr(first.size())), named(first));
+}
+
 // The look at the number comes once a second, at the first record after a fork, and before a close.
 TEST_F(LogLife, ItsNumberInTheProgramsHandsIsNeitherWrittenNorClosed)
 {
