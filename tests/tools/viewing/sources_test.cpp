@@ -1,12 +1,20 @@
 // Lines as records; times of records, their rate, and the names of processes.
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "support/test.h"
 
 #include "failure.h"
+#include "interruption.h"
 #include "line_source.h"
+#include "log_files.h"
 #include "process_names.h"
 #include "record_time.h"
+#include "support/environment.h"
 #include "support/wide_text.h"
 #include "view_options.h"
 
@@ -143,6 +151,25 @@ TEST(ProcessNamesCache, AsksOnceAndKeepsTheNameOfOneThatHasEnded)
     EXPECT_EQ(*names.name_of(5, start + 20s), "second") << "the id was given again";
     g_facts.reset();
     EXPECT_EQ(names.name_of(6, start + 20s), nullptr);
+}
+
+TEST(LogFile, WhosePlaceAPipeTakesBeforeItIsOpenedEndsByTheUsersSignal)
+{
+    static const std::string s_path = test::root() + "/qvapp_2024-03-05.log";
+    std::ofstream(s_path) << "a line\n";
+    trace::LogName name;
+    name.path = "C:" + s_path;
+    trace::catch_interruption();
+    PlinthTestBefore("open", 1,
+                     []
+                     {
+                         std::filesystem::remove(s_path);
+                         ASSERT_EQ(::mkfifo(s_path.c_str(), 0600), 0);
+                         std::raise(SIGINT); // what comes again in a second ends the wait
+                     });
+    EXPECT_THROW(trace::LogFile{name}, trace::Interrupted);
+    PlinthTestReset();
+    ::alarm(0);
 }
 
 } // namespace
