@@ -19,7 +19,8 @@ The ways to fail:
   shortened    the N-th read, write ... of each name moves one byte
   memory       allocation number N of the library fails, those behind it don't; no exception may
                leave the stand-in
-  exhausted    all allocations from number N on fail until the session is over
+  exhausted    all allocations from number N on fail until the session is over; the library may
+               refuse to be loaded, with its message and the status 127
   interface    the N-th operation of the Windows interface of each name fails, where the stand-in
                has a fault point for it
 
@@ -90,6 +91,8 @@ class Reference:
             self.files.update(map(alike, told(run, "file")))
 
     def findings(self, run):
+        if run.status == 127 and any("the library can't be loaded" in line for line in run.lines):
+            return []  # what a load does that can't have its locks
         found = told(run, "finding")
         if run.status and not found or "done" not in run.lines:
             found.append(f"ended with status {run.status} after {run.seconds:.0f} s")
