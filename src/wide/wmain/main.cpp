@@ -12,10 +12,15 @@
 namespace
 {
 
-// The texts stay until the end of the process, as those that they are made from.
-wchar_t** widened(char** words)
+// Arguments and environment stay until the end of the process, as what they are made from. A leak
+// checker finds them here.
+std::vector<wchar_t*>* g_arguments = nullptr;
+std::vector<wchar_t*>* g_environment = nullptr;
+
+wchar_t** widened(char** words, std::vector<wchar_t*>*& kept)
 {
-    auto& all = *new std::vector<wchar_t*>;
+    kept = new std::vector<wchar_t*>;
+    auto& all = *kept;
     for (; *words; ++words)
     {
         const size_t length = plinth_crt_mbstowcs(nullptr, *words, 0);
@@ -33,5 +38,5 @@ wchar_t** widened(char** words)
 extern "C" int plinth_wide_main(int count, char** words, char** environment) __asm__("main");
 int plinth_wide_main(int count, char** words, char** environment)
 {
-    return wmain(count, widened(words), widened(environment));
+    return wmain(count, widened(words, g_arguments), widened(environment, g_environment));
 }

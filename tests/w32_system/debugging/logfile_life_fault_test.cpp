@@ -372,7 +372,7 @@ TEST_F(LogLife, ABrokenPipeAtStandardErrorEndsNoProgramThatTraces)
     EXPECT_EQ(child.wait(), 128 + SIGPIPE);
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // whose frames are larger
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // larger frames, other allocations
 
 // The bytes that an act uses of a thread's stack.
 size_t stack_of(void (*act)())
@@ -413,8 +413,6 @@ TEST_F(LogLife, OpeningItAndARecordTake12KiBOfStackAtMost)
         EXPECT_LE(stack_of(act) - bare, 12u * 1024);
 }
 
-#endif
-
 TEST_F(LogLife, WithoutMemoryForTheCopyAMessageThatSplitTheLogIsLostWithoutAnError)
 {
     constexpr unsigned many = 1'000'000;
@@ -434,5 +432,7 @@ TEST_F(LogLife, WithoutMemoryForTheCopyAMessageThatSplitTheLogIsLostWithoutAnErr
         test::t_failing_allocation = 0;
     }
 }
+
+#endif
 
 } // namespace
