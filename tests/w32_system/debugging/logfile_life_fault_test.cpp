@@ -372,7 +372,7 @@ TEST_F(LogLife, ABrokenPipeAtStandardErrorEndsNoProgramThatTraces)
     EXPECT_EQ(child.wait(), 128 + SIGPIPE);
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // larger frames, other allocations
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // larger frames
 
 // The bytes that an act uses of a thread's stack.
 size_t stack_of(void (*act)())
