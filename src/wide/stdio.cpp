@@ -79,6 +79,7 @@ private:
 class Bytes
 {
 public:
+    // cppcheck-suppress uninitMemberVar ; filled up to m_used
     explicit Bytes(std::FILE* stream) : m_stream(stream) {}
     void put(char32_t c)
     {

@@ -137,15 +137,18 @@ int open_debug_file(Dwfl_Module* module, void** user_data, const char* name, Dwa
 char* g_debug_path = nullptr; // libdw's default
 const Dwfl_Callbacks callbacks = {open_module, open_debug_file, nullptr, &g_debug_path};
 
+// What can't be told speaks against nothing.
+bool is_still(const KeptFile& file)
+{
+    struct stat found;
+    if (sys::fstat(file.fd, &found) != 0)
+        return errno != EBADF;
+    return found.st_dev == file.device && found.st_ino == file.inode;
+}
+
 bool has_its_files()
 {
-    return std::ranges::all_of(engine().files,
-                               [](const KeptFile& each)
-                               {
-                                   struct stat found;
-                                   return sys::fstat(each.fd, &found) == 0 &&
-                                          found.st_dev == each.device && found.st_ino == each.inode;
-                               });
+    return std::ranges::all_of(engine().files, is_still);
 }
 
 // The program has closed descriptors, as daemons do. The reader that had them would close what has

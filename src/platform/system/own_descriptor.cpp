@@ -113,14 +113,15 @@ void OwnDescriptor::look_again()
 
 int OwnDescriptor::number()
 {
-    if (m_forks.load(std::memory_order_relaxed) != fork_count() ||
-        coarse_ms() - m_looked_ms.load(std::memory_order_relaxed) >= look_interval_ms) [[unlikely]]
-        if (m_taken)
-        {
-            const int error = errno;
-            look_again();
-            errno = error;
-        }
+    const bool is_due =
+        m_forks.load(std::memory_order_relaxed) != fork_count() ||
+        coarse_ms() - m_looked_ms.load(std::memory_order_relaxed) >= look_interval_ms;
+    if (is_due && m_taken) [[unlikely]]
+    {
+        const int error = errno;
+        look_again();
+        errno = error;
+    }
     return m_fd.load(std::memory_order_relaxed);
 }
 
