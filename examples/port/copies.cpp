@@ -60,6 +60,7 @@ std::vector<int> Copies::run(unsigned count)
     if (!m_waiting || !start_threads(count, threads))
         TraceLastOsErr();
     std::vector<HANDLE> handles;
+    handles.reserve(threads.size());
     for (const Handle& thread : threads)
         handles.push_back(thread.get());
     if (!handles.empty())
