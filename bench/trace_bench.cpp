@@ -45,7 +45,7 @@ void to_nowhere(benchmark::State& state)
 }
 BENCHMARK(to_nowhere)->Name("trace/nowhere");
 
-// The same record by the macro, and by the calls that it stands for.
+// One record, traced by the macro or by the two calls that the macro expands to.
 template <class Trace> void optional_to_nowhere(benchmark::State& state, Trace trace)
 {
     const unsigned former = QV_SetTraceOptions(QV_DIAG_MSGBOX);

@@ -1,7 +1,7 @@
 """Standard C++ text over 16 bits, as a user of the installed package has it. Each test compiles programs
 of its own, since what is under test are compilers, levels and linkers.
 
-PLINTH_BUILD, PLINTH_CMAKE: the tree and the program; PLINTH_WIDE_FLAGS: what the tree was built with.
+PLINTH_BUILD, PLINTH_CMAKE: the tree and the program; PLINTH_WIDE_FLAGS: more compiler flags.
 PLINTH_WIDE_ALL=1 takes every combination, for scripts/check wide-all.
 """
 import itertools

@@ -229,7 +229,6 @@ std::string LogFile::read()
     if (length == 0 && size() < m_offset)
     {
         m_offset = 0;
-        m_restarted = true;
         length = read_at(m_offset, block.data(), block.size());
     }
     if (length == 0)

@@ -10,7 +10,6 @@
 #include <string>
 #include <string_view>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 #include "record_time.h"
@@ -76,9 +75,6 @@ public:
     // has become shorter than what was read of it is read from its start.
     std::string read();
 
-    // Whether read went back to the start since the last call.
-    bool take_restart() { return std::exchange(m_restarted, false); }
-
     // How many bytes were read from this place: fewer only at the end. Failure if that can't be
     // done.
     size_t read_at(uint64_t offset, char* buffer, size_t size) const;
@@ -91,7 +87,6 @@ private:
     LogName m_name;
     HANDLE m_file;
     uint64_t m_offset = 0; // of the first byte that was not read yet
-    bool m_restarted = false;
 };
 
 } // namespace trace

@@ -1,4 +1,4 @@
-// The key behind a key handle.
+// What a key handle names, and what the calls of the registry share.
 #pragma once
 
 #include <new>
@@ -22,6 +22,10 @@ struct OpenKey
 
 // False for a handle that names no key.
 bool resolve_key(HKEY key, OpenKey& result);
+
+// Gives a value's data to a caller. *size is the room in bytes, and then what the data has; without
+// data only the size is asked for. ERROR_MORE_DATA, and nothing copied, if the room is too small.
+LONG copy_data(const RegValue& value, LPBYTE data, LPDWORD size);
 
 // Nothing may leave a call of the registry but a number. name: of its fault.
 template <class Call> LONG guarded_call(const char* name, Call call)

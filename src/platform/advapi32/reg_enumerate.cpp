@@ -68,22 +68,6 @@ LONG enumerate_key(HKEY handle, DWORD index, LPWSTR name, LPDWORD size)
                     });
 }
 
-// Copies what fits; *size is then what the data has.
-LONG copy_data(const RegValue& value, LPBYTE data, LPDWORD size)
-{
-    if (!size)
-        return ERROR_SUCCESS;
-    const DWORD room = *size;
-    *size = static_cast<DWORD>(value.data.size());
-    if (!data)
-        return ERROR_SUCCESS;
-    if (room < value.data.size())
-        return ERROR_MORE_DATA;
-    if (!value.data.empty())
-        std::memcpy(data, value.data.data(), value.data.size());
-    return ERROR_SUCCESS;
-}
-
 } // namespace
 
 extern "C" LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSize,

@@ -192,17 +192,7 @@ LONG query_value(HKEY handle, LPCWSTR name, LPDWORD type, LPBYTE data, LPDWORD s
     const RegValue& value = found->second;
     if (type)
         *type = value.type;
-    if (!size)
-        return ERROR_SUCCESS;
-    const DWORD room = *size;
-    *size = static_cast<DWORD>(value.data.size());
-    if (!data)
-        return ERROR_SUCCESS;
-    if (room < value.data.size())
-        return ERROR_MORE_DATA;
-    if (!value.data.empty())
-        std::memcpy(data, value.data.data(), value.data.size());
-    return ERROR_SUCCESS;
+    return copy_data(value, data, size);
 }
 
 // A change of one key's values.
@@ -226,6 +216,21 @@ template <class Change> LONG change_values(HKEY handle, Change change)
 
 namespace platform
 {
+
+LONG copy_data(const RegValue& value, LPBYTE data, LPDWORD size)
+{
+    if (!size)
+        return ERROR_SUCCESS;
+    const DWORD room = *size;
+    *size = static_cast<DWORD>(value.data.size());
+    if (!data)
+        return ERROR_SUCCESS;
+    if (room < value.data.size())
+        return ERROR_MORE_DATA;
+    if (!value.data.empty())
+        std::memcpy(data, value.data.data(), value.data.size());
+    return ERROR_SUCCESS;
+}
 
 bool resolve_key(HKEY key, OpenKey& result)
 {

@@ -21,7 +21,7 @@ struct Libdw
     decltype(&::dwfl_module_getsrc) module_getsrc = nullptr;
     decltype(&::dwfl_lineinfo) lineinfo = nullptr;
     decltype(&::dwfl_build_id_find_debuginfo) build_id_find_debuginfo = nullptr;
-    // Of libelf, which it stands on.
+    // From libelf, which libdw uses.
     decltype(&::elf_version) elf_version = nullptr;
     decltype(&::elf_begin) elf_begin = nullptr;
 };

@@ -137,7 +137,8 @@ int open_debug_file(Dwfl_Module* module, void** user_data, const char* name, Dwa
 char* g_debug_path = nullptr; // libdw's default
 const Dwfl_Callbacks callbacks = {open_module, open_debug_file, nullptr, &g_debug_path};
 
-// What can't be told speaks against nothing.
+// Whether the number is still this file's. Only a closed number or another file says no: a call
+// that fails for another reason proves nothing.
 bool is_still(const KeptFile& file)
 {
     struct stat found;

@@ -1,4 +1,4 @@
-// <sql.h> of unixODBC, if it is installed, over the types of the stand-in.
+// Includes unixODBC's <sql.h>, which has to be installed, with the stand-in's own types.
 #pragma GCC system_header // #include_next is an extension
 #include "plinth_sql_types.h"
 #include_next <sql.h>

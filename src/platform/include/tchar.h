@@ -85,9 +85,10 @@ extern "C"
     PLINTH_CRT int plinth_crt_vsnwprintf(wchar_t* buffer, size_t count, const wchar_t* format,
                                          va_list arguments);
     PLINTH_CRT int plinth_crt_snwprintf(wchar_t* buffer, size_t count, const wchar_t* format, ...);
-    // Always terminated; size counts the terminator. A text of more than count characters is cut
-    // there, and with _TRUNCATE where it has to be: the result is then -1. Another one that doesn't
-    // fit makes the buffer the empty text, gives -1 and sets errno.
+    // The result is always terminated; size counts the terminator. A text of more than count
+    // characters is cut after count of them. With _TRUNCATE a text is cut where the buffer ends.
+    // Both return -1 for a text that was cut. Any other text that has no room leaves the buffer
+    // empty, returns -1 and sets errno.
     PLINTH_CRT int plinth_crt_vsnwprintf_s(wchar_t* buffer, size_t size, size_t count,
                                            const wchar_t* format, va_list arguments);
     PLINTH_CRT int plinth_crt_swprintf_s(wchar_t* buffer, size_t size, const wchar_t* format, ...);

@@ -33,8 +33,6 @@ using namespace platform;
 namespace
 {
 
-constexpr mode_t any_write_bit = 0222;
-
 // Reads what a rewriting looks at beside the headers and resources: the room behind the headers,
 // and the debug directory, which points into the file. The rest is copied unseen. 0 or a system
 // error.
@@ -165,7 +163,7 @@ private:
             return system_error(errno);
         if (!S_ISREG(found.st_mode))
             return ERROR_BAD_EXE_FORMAT;
-        if ((found.st_mode & any_write_bit) == 0)
+        if (has_no_write_bit(found))
             return ERROR_ACCESS_DENIED; // read-only, for root too
         if (const DWORD error = m_file.claim({.reads = true,
                                               .writes = true,
