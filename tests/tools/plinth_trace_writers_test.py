@@ -57,7 +57,7 @@ class Writers(unittest.TestCase):
         with open(shown, "w") as file, \
              Running("watch", "--input", LOGS, "--json", "--match", " item ",
                      "--count", str(WRITERS * ITEMS), stdout=file) as watch, \
-             Running("log", "--follow") as log:
+             Running("log", "--follow", "--since", "1d") as log:  # also what is there when it looks
             talkers = [subprocess.Popen([TALKER, f"items:w{i}/{ITEMS}/{LENGTH}"])
                        for i in range(WRITERS)]
             texts = []
