@@ -179,7 +179,7 @@ public:
             m_error = errno == ENOENT && without_folder ? without_folder : errno;
             return;
         }
-        m_error = lock_within(change_patience, m_fd, 0, 0);
+        m_error = lock_in_turn(change_patience, m_fd);
     }
     WriteLock(const WriteLock&) = delete;
     WriteLock& operator=(const WriteLock&) = delete;
@@ -187,7 +187,7 @@ public:
     {
         if (m_fd < 0)
             return;
-        unlock(m_fd, 0, 0);
+        unlock(m_fd, 0, 1);
         sys::close(m_fd);
     }
     int error() const { return m_error; }

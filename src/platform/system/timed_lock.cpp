@@ -85,6 +85,18 @@ int lock_within(int64_t limit, int fd, off_t first, off_t count)
     }
 }
 
+int lock_in_turn(int64_t limit, int fd)
+{
+    constexpr int64_t queue_patience = 1'000'000'000; // ns: many holders long
+    const int queued = lock_within(queue_patience, fd, 1, 1);
+    if (queued != 0 && queued != ETIMEDOUT)
+        return queued;
+    const int error = lock_within(limit, fd, 0, 1);
+    if (queued == 0)
+        unlock(fd, 1, 1);
+    return error;
+}
+
 void unlock(int fd, off_t first, off_t count)
 {
     struct flock range = range_of(F_UNLCK, first, count);

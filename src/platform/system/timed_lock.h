@@ -33,8 +33,14 @@ private:
 // parent were killed.
 int lock_within(int64_t limit, int fd, off_t first, off_t count);
 
-// Gives it back. Closing is not enough: a process that another thread has just started has the same
-// open file.
+// The same for the first byte of a file that some change over and over: who waits keeps the second
+// byte meanwhile, where those who come back have to stand behind. Without it they would take the
+// lock again before a waiter's next look, for seconds. Who can't have its place soon, as a stopped
+// process has it, goes on without.
+int lock_in_turn(int64_t limit, int fd);
+
+// Gives a lock back. Closing is not enough: a process that another thread has just started has the
+// same open file.
 void unlock(int fd, off_t first, off_t count);
 
 } // namespace platform

@@ -228,13 +228,20 @@ TEST_F(Registry, AWriteThatFailsTellsWhyAndLeavesTheOldFileWhole)
     EXPECT_EQ(set_number(L"A", L"x", 1), ok);
 }
 
-// Stops with the lock of the writers.
-int set_and_stop(int, char**)
+// Stops with the lock of the writers. With an argument it writes again at once when it goes on.
+int set_and_stop(int count, char**)
 {
     PlinthTestBefore("rename", 1, [] { raise(SIGSTOP); });
-    return set_number(L"A", L"x", 2) != ok;
+    return set_number(L"A", L"x", 2) != ok || (count == 1 && set_number(L"A", L"x", 4) != ok);
 }
 const test::ChildMain set_and_stop_main("set-and-stop", set_and_stop);
+
+int set_and_tell(int, char**)
+{
+    PlinthTestBefore("fcntl", 8, [] { test::say("waits"); }); // looks at the lock again
+    return set_number(L"A", L"x", 3) != ok;
+}
+const test::ChildMain set_and_tell_main("set-and-tell", set_and_tell);
 
 TEST_F(Registry, AReaderWaitsForNoWriterThoughAnotherThreadDoes)
 {
@@ -258,6 +265,18 @@ TEST_F(Registry, AReaderWaitsForNoWriterThoughAnotherThreadDoes)
     other.send(SIGCONT);
     EXPECT_EQ(other.wait(), 0);
     EXPECT_EQ(get_number(L"A", L"x"), 2);
+}
+
+TEST_F(Registry, AWriterThatWaitsComesBeforeOneThatComesBack)
+{
+    test::ChildProcess first("set-and-stop", {"again"});
+    first.wait_until_stopped();
+    test::ChildProcess second("set-and-tell");
+    EXPECT_EQ(second.line(), "waits");
+    first.send(SIGCONT);
+    EXPECT_EQ(first.wait(), 0);
+    EXPECT_EQ(second.wait(), 0);
+    EXPECT_EQ(get_number(L"A", L"x"), 4);
 }
 
 pid_t g_forked;
