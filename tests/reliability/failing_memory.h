@@ -136,6 +136,10 @@ __attribute__((noinline)) void operator delete(void* memory, size_t) noexcept
 {
     std::free(memory);
 }
+__attribute__((noinline)) void operator delete(void* memory, const std::nothrow_t&) noexcept
+{
+    std::free(memory); // of an object whose constructor has failed
+}
 __attribute__((noinline)) void operator delete[](void* memory) noexcept
 {
     std::free(memory);
