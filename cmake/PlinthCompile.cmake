@@ -21,6 +21,8 @@ target_compile_options(plinth_private INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor
   # Calls between the libraries go through a pointer and not by way of a stub that reads it.
   $<$<PLATFORM_ID:Linux>:-fno-plt>
+  # A library's calls of its own exported functions go straight there: nothing takes their place.
+  $<$<AND:$<PLATFORM_ID:Linux>,$<CXX_COMPILER_ID:GNU>>:-fno-semantic-interposition>
   $<$<BOOL:${PLINTH_WARNINGS_AS_ERRORS}>:-Werror>)
 target_compile_definitions(plinth_private INTERFACE
   PLINTH_TEST_INTERFACE=$<BOOL:${PLINTH_TEST_INTERFACE}>)

@@ -86,7 +86,7 @@ int LiveForTaking(pthread_mutexCS_t* handle, pthread_mutexCS_t& lock)
 }
 
 // Takes the lock by the call that is given. 0 or an error.
-int Take(pthread_mutexCS_t* handle, int (*call)(pthread_mutex_t*))
+template <int (*call)(pthread_mutex_t*) noexcept> int Take(pthread_mutexCS_t* handle)
 {
     pthread_mutexCS_t live = nullptr;
     if (const int refused = LiveForTaking(handle, live))
@@ -138,12 +138,12 @@ extern "C" int pthread_mutexCS_destroy(pthread_mutexCS_t* lock)
 
 extern "C" int pthread_mutexCS_lock(pthread_mutexCS_t* lock)
 {
-    return Take(lock, pthread_mutex_lock);
+    return Take<pthread_mutex_lock>(lock);
 }
 
 extern "C" int pthread_mutexCS_trylock(pthread_mutexCS_t* lock)
 {
-    return Take(lock, pthread_mutex_trylock);
+    return Take<pthread_mutex_trylock>(lock);
 }
 
 extern "C" int pthread_mutexCS_unlock(pthread_mutexCS_t* lock)

@@ -344,6 +344,36 @@ void put_out(const char* text, size_t length)
         control->lost.fetch_add(1, std::memory_order_relaxed);
 }
 
+// Whether anybody would get a text. Asked before room for one is made: most texts have no reader.
+bool has_reader()
+{
+    return mirrors_to_stderr() || open_channel();
+}
+
+void put_out(LPCSTR text)
+{
+    size_t length = strnlen(text, text_limit);
+    if (length == text_limit)
+    {
+        // Too long: cut, but not inside a character, which has three bytes behind its first at
+        // most.
+        const size_t longest = --length;
+        while (length + 3 > longest && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80)
+            --length;
+    }
+    put_out(text, length);
+}
+
+[[gnu::noinline]] void put_out(LPCWSTR text)
+{
+    char bytes[text_limit];
+    size_t length = 0;
+    // A character has one byte at least, so more characters than the limit can't matter.
+    const size_t units = wide_length_within(text, text_limit);
+    utf8_from_wide(text, units, bytes, text_limit - 1, &length);
+    put_out(bytes, length);
+}
+
 // Keeps the thread's last error and errno: a trace between a failure and its reader changes
 // nothing.
 class ErrorKeeper
@@ -390,18 +420,8 @@ extern "C" void OutputDebugStringA(LPCSTR text)
 try
 {
     const ErrorKeeper keeper;
-    if (!text || (!mirrors_to_stderr() && !open_channel()))
-        return;
-    size_t length = strnlen(text, text_limit);
-    if (length == text_limit)
-    {
-        // Too long: cut, but not inside a character, which has three bytes behind its first at
-        // most.
-        const size_t longest = --length;
-        while (length + 3 > longest && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80)
-            --length;
-    }
-    put_out(text, length);
+    if (text && has_reader())
+        put_out(text);
 }
 catch (const std::exception& exception)
 {
@@ -412,14 +432,8 @@ extern "C" void OutputDebugStringW(LPCWSTR text)
 try
 {
     const ErrorKeeper keeper;
-    if (!text || (!mirrors_to_stderr() && !open_channel()))
-        return;
-    char bytes[text_limit];
-    size_t length = 0;
-    // A character has one byte at least, so more characters than the limit can't matter.
-    const size_t units = wide_length_within(text, text_limit);
-    utf8_from_wide(text, units, bytes, text_limit - 1, &length);
-    put_out(bytes, length);
+    if (text && has_reader())
+        put_out(text);
 }
 catch (const std::exception& exception)
 {

@@ -33,6 +33,8 @@ public:
     void keep_as_own(const struct stat& found, const char* path, const ShareRequest& request);
 
     int fd() const { return m_own ? m_own->number() : static_cast<int>(m_file); }
+    // The same, compared with its file now.
+    int checked_fd() const { return m_own ? m_own->checked_number() : static_cast<int>(m_file); }
     // Whether a call that has failed with this number is worth another try with fd().
     bool renewed(int failed) const { return m_own && m_own->renewed(failed); }
     bool readable() const { return m_readable; } // as the caller asked, whatever the descriptor is

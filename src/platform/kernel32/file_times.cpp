@@ -42,7 +42,7 @@ DWORD set_times(int fd, const FILETIME* access, const FILETIME* write)
 // A log whose descriptor the program has closed is opened anew for the question.
 bool look_at(const FileObject& file, struct statx& found)
 {
-    for (int fd = file.fd();; fd = file.fd())
+    for (int fd = file.checked_fd();; fd = file.fd())
     {
         if (sys::statx(fd, "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &found) == 0)
             return true;

@@ -46,8 +46,7 @@ extern "C"
 {
     __time64_t plinth_crt_time64(__time64_t* result)
     {
-        timespec now;
-        const __time64_t time = platform::wall_clock(now) ? now.tv_sec : -1;
+        const __time64_t time = platform::wall_seconds();
         if (result)
             *result = time;
         return time;

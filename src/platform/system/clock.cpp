@@ -30,6 +30,14 @@ bool wall_clock(timespec& now)
     return true;
 }
 
+int64_t wall_seconds()
+{
+    timespec now;
+    if (clock_shift(&ClockShifts::wall_ms)) [[unlikely]]
+        return wall_clock(now) ? now.tv_sec : -1;
+    return ::time(nullptr);
+}
+
 int64_t monotonic_ns()
 {
     timespec now;

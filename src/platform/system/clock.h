@@ -10,6 +10,9 @@ namespace platform
 // The wall clock (UTC), with the test's shift. False if the system gives none.
 bool wall_clock(timespec& now);
 
+// Its seconds alone, at a tenth of the price. They may begin a tick of the kernel (some ms) late.
+int64_t wall_seconds();
+
 // Nanoseconds on the monotonic clock.
 int64_t monotonic_ns();
 
@@ -17,7 +20,6 @@ int64_t monotonic_ns();
 int64_t patience_clock_ns();
 
 // Milliseconds on the monotonic clock, a few late, with the test's shift of patience_clock_ns.
-// Costs no system call: for what is to happen once a second on a path that must stay short.
 int64_t coarse_ms();
 
 // For a thread that waits for a moment: the kernel rounds the end of a wait by 50 us unless the

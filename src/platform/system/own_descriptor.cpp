@@ -5,7 +5,6 @@
 #include <new>
 
 #include "calls.h"
-#include "clock.h"
 #include "fork_count.h"
 
 namespace platform
@@ -15,7 +14,6 @@ namespace
 {
 
 constexpr rlim_t usual_limit = 1024; // descriptors; many programs run loops up to it
-constexpr int64_t look_interval_ms = 1'000;
 constexpr int compared_flags = O_ACCMODE | O_APPEND;
 
 int first_high_number()
@@ -50,7 +48,6 @@ void OwnDescriptor::take(int fd, const struct stat& found, const char* path, Pre
     m_prepare = std::move(prepare);
     m_fd = moved_up(fd);
     m_forks = fork_count();
-    m_looked_ms = coarse_ms();
     m_taken = true;
 }
 
@@ -100,7 +97,6 @@ int OwnDescriptor::open_anew() const
 
 void OwnDescriptor::look_again()
 {
-    m_looked_ms.store(coarse_ms(), std::memory_order_relaxed);
     m_forks.store(fork_count(), std::memory_order_relaxed);
     int former = m_fd.load();
     if (former >= 0 && is_ours(former))
@@ -113,10 +109,7 @@ void OwnDescriptor::look_again()
 
 int OwnDescriptor::number()
 {
-    const bool is_due =
-        m_forks.load(std::memory_order_relaxed) != fork_count() ||
-        coarse_ms() - m_looked_ms.load(std::memory_order_relaxed) >= look_interval_ms;
-    if (is_due && m_taken) [[unlikely]]
+    if (m_forks.load(std::memory_order_relaxed) != fork_count() && m_taken) [[unlikely]]
     {
         const int error = errno;
         look_again();

@@ -38,7 +38,7 @@ public:
     bool is_file(const struct stat& other) const;
 
     // The number, negative if there is none now. Compared with its file at the first use after a
-    // fork and at most once a second; otherwise two loads and a look at a clock, no system call.
+    // fork; otherwise three loads. Who keeps it long asks for the checked one from time to time.
     int number();
     // The same, compared now.
     int checked_number();
@@ -57,7 +57,6 @@ private:
 
     std::atomic<int> m_fd{-1};
     std::atomic<uint32_t> m_forks{0};
-    std::atomic<int64_t> m_looked_ms{0};
     bool m_taken = false;
     dev_t m_device = 0;
     ino_t m_inode = 0;

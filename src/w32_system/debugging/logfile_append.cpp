@@ -68,17 +68,33 @@ bool TakeBack(const QvLogTarget& log, const void* bytes, uint64_t size)
     return cut;
 }
 
-// Writes under the gate, if the caller has it.
-int Append(const QvLogTarget& log, const QvRecord& record, bool hasGate, uint64_t& written)
+// Writes the first bytes of a file that was empty just now.
+int BeginFile(const QvLogTarget& log, const QvRecord& record, ULONGLONG deadline, uint64_t& written)
 {
-    const int status = QV_WriteFile(log.file, record.bytes, record.size, &written, nullptr);
-    if (status == QV_OK) [[likely]]
-        return status;
+    const QvFormGate gate(log.file, deadline);
+    const QvLogForm found = gate.Passed() ? QvFormOf(log.file) : QvLogForm::unknown;
+    if (!gate.Passed() || !QvMayAppend(QvWantedForm(), found))
+        return qv_file_lost;
+    uint64_t marked = 0;
+    int status = QV_OK;
+    if (found == QvLogForm::empty && CQvLogFile::m_bUnicodeEnabled)
+        status = QvAppendRecord(log, {mark, sizeof mark}, marked, true);
+    if (status == QV_OK)
+        status = QvAppendRecord(log, record, written, true);
+    written += marked;
+    return status;
+}
+
+} // namespace
+
+int QvTakeBackRecord(const QvLogTarget& log, const QvRecord& record, bool has_gate, int status,
+                     uint64_t& written)
+{
     const DWORD error = GetLastError();
     if (written > 0 && written < record.size)
     {
         bool taken = false;
-        if (hasGate)
+        if (has_gate)
             taken = TakeBack(log, record.bytes, written);
         else
         {
@@ -92,30 +108,6 @@ int Append(const QvLogTarget& log, const QvRecord& record, bool hasGate, uint64_
     return error == ERROR_INVALID_HANDLE ? qv_file_lost : status;
 }
 
-// Writes the first bytes of a file that was empty just now.
-int BeginFile(const QvLogTarget& log, const QvRecord& record, ULONGLONG deadline, uint64_t& written)
-{
-    const QvFormGate gate(log.file, deadline);
-    const QvLogForm found = gate.Passed() ? QvFormOf(log.file) : QvLogForm::unknown;
-    if (!gate.Passed() || !QvMayAppend(QvWantedForm(), found))
-        return qv_file_lost;
-    uint64_t marked = 0;
-    int status = QV_OK;
-    if (found == QvLogForm::empty && CQvLogFile::m_bUnicodeEnabled)
-        status = Append(log, {mark, sizeof mark}, true, marked);
-    if (status == QV_OK)
-        status = Append(log, record, true, written);
-    written += marked;
-    return status;
-}
-
-} // namespace
-
-int QvAppendRecord(const QvLogTarget& log, const QvRecord& record, uint64_t& written)
-{
-    return Append(log, record, false, written);
-}
-
 int QvAppendFirst(const QvLogTarget& log, const QvRecord& record, ULONGLONG deadline,
                   uint64_t& written)
 {
@@ -124,7 +116,7 @@ int QvAppendFirst(const QvLogTarget& log, const QvRecord& record, ULONGLONG dead
     const QvLogForm found = QvFormOf(log.file);
     if (found == QvLogForm::empty)
         return BeginFile(log, record, deadline, written);
-    return QvMayAppend(QvWantedForm(), found) ? Append(log, record, false, written) : qv_file_lost;
+    return QvMayAppend(QvWantedForm(), found) ? QvAppendRecord(log, record, written) : qv_file_lost;
 }
 
 bool QvIsLogGone(const QvLogTarget& log)

@@ -8,8 +8,6 @@
 
 #include "plinth_w32_system.h"
 
-#include "at_fork.h"
-#include "flag_lock.h"
 #include "frame.h"
 #include "last_error_keeper.h"
 #include "trace_location.h"
@@ -23,21 +21,7 @@ namespace
 constexpr size_t plain_limit =
     1024; // characters that wvsprintf writes at most, terminator included
 
-// Guarded by the trace lock; it changes under the flag as well. While a record is sent and logged,
-// which may wait for another process, the flag is free and the state whole: a fork takes the flag,
-// and the child makes the trace lock anew.
-constinit QvTraceRecord s_record;
-constinit QvFlagLock s_recordFlag;
-
-const QvAtFork s_atFork(QvForkStep::trace_record,
-                        {[] { s_recordFlag.Take(); }, [] { s_recordFlag.Release(); },
-                         [] { InitializeCriticalSection(&s_traceLock); }});
-
-const wchar_t* BuildRecord(double now, const wchar_t* format, va_list arguments)
-{
-    const QvFlagGuard guard(s_recordFlag);
-    return s_record.Build(now, format, arguments);
-}
+constinit QvTraceRecord s_record; // guarded by the trace lock
 
 class TraceLock
 {
@@ -60,14 +44,13 @@ extern "C" void DiagOutputExW(const wchar_t* format, ...)
         return;
     va_list arguments;
     va_start(arguments, format);
-    const wchar_t* const record = BuildRecord(now, format, arguments);
+    const wchar_t* const record = s_record.Build(now, format, arguments);
     va_end(arguments);
     const unsigned int options = QvTraceOptions();
     if (options & QV_DIAG_DEBUGGER)
         OutputDebugStringW(record);
     if (options & QV_DIAG_LOGFILE)
         CQvLogFile::Log(record, 0);
-    const QvFlagGuard guard(s_recordFlag);
     s_record.Finish();
 }
 

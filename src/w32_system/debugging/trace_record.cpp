@@ -15,6 +15,8 @@
 
 #include <tchar.h>
 
+#include "at_fork.h"
+#include "flag_lock.h"
 #include "frame.h"
 #include "logfile_internal.h"
 #include "trace_location.h"
@@ -25,6 +27,15 @@ namespace
 
 constexpr int32_t no_window = 0x7FFFFFFF; // the viewers' own number for a line without a window
 constexpr size_t tag_length = 7;          // of every tag, and of "|wndid:"
+
+// A record may wait for another process under the trace lock, which a fork therefore doesn't take:
+// the child makes it anew. All but the parts that are built once is whole at any moment, or written
+// anew by each record; those parts are built under this flag, which a fork takes.
+constinit QvFlagLock s_building;
+
+const QvAtFork s_atFork(QvForkStep::trace_record,
+                        {[] { s_building.Take(); }, [] { s_building.Release(); },
+                         [] { InitializeCriticalSection(&s_traceLock); }});
 
 // The times of the windows' last records. Built by the first record, torn down with the library.
 class WindowTimes
@@ -42,7 +53,18 @@ public:
         const auto found = Get().find(window);
         return found == Get().end() ? nullptr : &found->second;
     }
-    static void Set(int32_t window, double time) { Get()[window] = time; }
+    static void Set(int32_t window, double time)
+    {
+        Map& times = Get();
+        const auto found = times.lower_bound(window);
+        if (found != times.end() && found->first == window)
+        {
+            found->second = time;
+            return;
+        }
+        const QvFlagGuard guard(s_building);
+        times.emplace_hint(found, window, time);
+    }
 
 private:
     using Map = std::map<int32_t, double>;
@@ -92,6 +114,7 @@ struct Backwards
 
 void QvTraceRecord::Start(double now)
 {
+    const QvFlagGuard guard(s_building);
     WindowTimes::Build();
     m_lastRecordTime = now;
     for (double& time : m_tagTimes)
@@ -191,13 +214,7 @@ void QvTraceRecord::PutInterval(double milliseconds)
     const uint64_t whole = size < largest ? static_cast<uint64_t>(hundredths) : 0;
     const double rest = hundredths - static_cast<double>(whole);
     if (!(size < largest) || std::fabs(rest - 0.5) < margin)
-    {
-        wchar_t text[400];
-        _snwprintf(text, 400, L"%#.2f", milliseconds);
-        text[399] = L'\0';
-        Put(text);
-        return;
-    }
+        return PutRareInterval(milliseconds);
     const uint64_t number = whole + (rest > 0.5 ? 1 : 0);
     Backwards text;
     text.Digits(number % 100, 2);
@@ -206,6 +223,14 @@ void QvTraceRecord::PutInterval(double milliseconds)
     if (std::signbit(milliseconds))
         text.Add(L'-');
     PutBackwards(text.text, text.length);
+}
+
+void QvTraceRecord::PutRareInterval(double milliseconds)
+{
+    wchar_t text[400];
+    _snwprintf(text, 400, L"%#.2f", milliseconds);
+    text[399] = L'\0';
+    Put(text);
 }
 
 void QvTraceRecord::ReplaceTags()

@@ -30,6 +30,7 @@ private:
     void PutNumber(int number);
     void PutThreadId();
     void PutInterval(double milliseconds);
+    void PutRareInterval(double milliseconds);
     void ReplaceTags();
     // Replaces the tag at the start of the text and gives the characters that it takes up, 0 if
     // there is no tag.

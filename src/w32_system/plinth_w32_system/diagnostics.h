@@ -185,7 +185,7 @@ private:
     bool OpenForDate(const wchar_t* folder, const QvLogDate& date, unsigned& number);
     bool OpenAndBegin(const wchar_t* folder, const QvLogDate& date);
     int WriteSessionHeader(uint64_t deadline);
-    static int WriteOrBeginAnew(const wchar_t* message, size_t limit);
+    static int WriteAnew(const wchar_t* message, size_t limit);
     int WriteLocked(const wchar_t* message, size_t limit);
     static void wtoc(char* target, const wchar_t* source);
     static int SplitFile(CQvLogFile* instance);

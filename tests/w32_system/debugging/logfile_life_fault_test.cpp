@@ -182,14 +182,14 @@ TEST_F(LogLife, ReportsTouchNoFileOfAProgramThatClosedAllDescriptors)
 TEST_F(LogLife, ItsNumberInTheProgramsHandsIsNeitherWrittenNorClosed)
 {
     using Act = void (*)();
-    const Act looks[] = {[] { PlinthTestShiftPatience(1'001); },
+    const Act looks[] = {[] { PlinthTestShiftWallClock(1'001); },
                          []
                          {
                              if (const pid_t child = ::fork())
                                  ::waitpid(child, nullptr, 0);
                              else
                                  ::_exit(QV_Log(L"of the child") == QV_OK ? 0 : 1);
-                             PlinthTestShiftPatience(1'001);
+                             PlinthTestShiftWallClock(1'001);
                          }};
     for (const Act look : looks)
         for (int round = 0; round < 2; ++round)
@@ -213,10 +213,15 @@ TEST_F(LogLife, ItsNumberInTheProgramsHandsIsNeitherWrittenNorClosed)
 
 TEST_F(LogLife, ARecordCostsOneSystemCall)
 {
-    EXPECT_EQ(QV_Log(L"looks at its file"), QV_OK);
-    PlinthTestArm();
-    EXPECT_EQ(QV_Log(L"only writes"), QV_OK);
-    EXPECT_EQ(PlinthTestCalls(nullptr), 1u);
+    uint64_t calls = 0;
+    for (int second = 0; second < 3 && calls != 1; ++second) // if one begins between the two
+    {
+        EXPECT_EQ(QV_Log(L"looks at its file"), QV_OK);
+        PlinthTestArm();
+        EXPECT_EQ(QV_Log(L"only writes"), QV_OK);
+        calls = PlinthTestCalls(nullptr);
+    }
+    EXPECT_EQ(calls, 1u);
 }
 
 TEST_F(LogLife, ARemovedFileIsBegunAnewAndARenamedOneGoesOn)
@@ -225,7 +230,7 @@ TEST_F(LogLife, ARemovedFileIsBegunAnewAndARenamedOneGoesOn)
     const auto log_later = [](const wchar_t* text)
     {
         static int64_t s_shift = 0;
-        PlinthTestShiftPatience(s_shift += 1'001);
+        PlinthTestShiftWallClock(s_shift += 1'001);
         return QV_Log(text);
     };
     EXPECT_EQ(QV_Log(L"first"), QV_OK);
