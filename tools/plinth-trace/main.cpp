@@ -27,6 +27,7 @@ const Command commands[] = {
     {"watch", trace::watch, trace::watch_help},
     {"window", trace::window, trace::window_help},
     {"log", trace::log, trace::log_help},
+    {"export", trace::export_records, trace::export_help},
     {"settings", trace::settings, trace::settings_help},
     {"module", trace::module, trace::module_help},
 };
@@ -37,6 +38,7 @@ const char* const general_help =
     "  watch      show trace records live, as programs make them\n"
     "  window     show them in a window\n"
     "  log        show the log file, or where it is\n"
+    "  export     write the records of log files for other programs, each with its place\n"
     "  settings   show and change the log's settings\n"
     "  module     show what is in a module file, and store data files in it\n"
     "\n"

@@ -19,6 +19,10 @@ constexpr Time future_slack = 5 * 60 * second;
 
 constexpr uint64_t mark_size = 2; // bytes, of UTF-16
 
+constexpr uint64_t first_line_room = 128; // bytes; in UTF-16 a session's first line has 106
+
+constexpr std::string_view session_text = "Log session started.";
+
 } // namespace
 
 LogReader::Head LogReader::look(const Moment& now)
@@ -80,8 +84,24 @@ Record LogReader::take()
     record.text = utf8_of(m_form, std::string_view(m_raw).substr(m_at * unit, m_cut.text * unit));
     record.time = m_last;
     record.is_time_inherited = !m_cut.stamp && m_last != unknown_time;
+    if (m_mark.length == 0)
+        m_mark = mark_of(first_line_room);
+    m_taken_offset = offset();
+    ++m_progress.number;
+    if (m_cut.stamp && std::string_view(record.text).ends_with(session_text) &&
+        record.text.size() == m_cut.stamp->length + session_text.size())
+        ++m_progress.session;
     pass();
+    note_progress();
     return record;
+}
+
+void LogReader::note_progress()
+{
+    m_progress.offset = offset();
+    m_progress.last = m_last;
+    m_progress.has_lines = m_cutter.has_lines();
+    m_progress.skips_end = m_skips_end;
 }
 
 void LogReader::pass()
@@ -110,6 +130,9 @@ void LogReader::restart()
     m_clock.reset();
     m_last = unknown_time;
     m_has_shrunk = m_skips_end = false;
+    m_progress = {};
+    m_mark = {};
+    m_taken_offset = 0;
 }
 
 // The line end of a record that was taken for whole without it comes late, perhaps in two halves.

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "log_files.h"
+#include "log_progress.h"
 #include "log_text.h"
 #include "moment.h"
 #include "record.h"
@@ -56,6 +57,16 @@ public:
     // Goes to the first record at this place or behind it. Failure if the file can't be read.
     void seek(uint64_t offset, const Moment& now);
 
+    // Of the record that take has returned last: where it begins, and how things stand behind it.
+    uint64_t taken_offset() const { return m_taken_offset; }
+    const LogProgress& progress() const { return m_progress; }
+    // Of the file; known when a record was taken.
+    const LogMark& mark() const { return m_mark; }
+
+    // Goes on behind the record after which another reader had this progress. False if the file is
+    // another one: then it is read from its start. Failure if it can't be read.
+    bool resume(const LogProgress& progress, const LogMark& mark, const Moment& now);
+
     // What a look at the folder has told.
     void found(const LogName& name, const Moment& now);
     // The path names another file by now, or none: what is left to read is whole.
@@ -85,6 +96,8 @@ private:
     void find_key(const Moment& now);
     void believe(Time stamp, const Moment& now);
     Record take_gap();
+    void note_progress();
+    LogMark mark_of(uint64_t length) const;
     void forget_text();
     void look_back(uint64_t offset, const Moment& now);
     void learn_from(uint64_t from, uint64_t to, const Moment& now);
@@ -107,6 +120,10 @@ private:
     StampClock m_head_clock;    // and behind it
     Time m_last = unknown_time; // of the last stamp
     Time m_key = 0;
+
+    LogMark m_mark;
+    LogProgress m_progress; // its numbers count what take has returned
+    uint64_t m_taken_offset = 0;
 
     Ticks m_grown{};           // when what came last was read, or was written, if that is known
     uint64_t m_known = 0;      // so many bytes were there

@@ -42,6 +42,45 @@ void LogReader::seek(uint64_t offset, const Moment& now)
                                               : std::min(text().find('\n'), text().size() - 1) + 1;
 }
 
+bool LogReader::resume(const LogProgress& progress, const LogMark& mark, const Moment& now)
+{
+    restart();
+    if (mark.length == 0 || (!m_file && !open()))
+        return false;
+    if (mark_of(mark.length) != mark)
+    {
+        rest();
+        return false;
+    }
+    m_form = m_file->is_wide() ? LogForm::wide : LogForm::ansi;
+    m_mark = mark;
+    m_progress = progress;
+    m_start = m_taken_offset = progress.offset;
+    m_last = progress.last;
+    m_clock.resume(m_last);
+    if (m_last != unknown_time)
+        believe(m_last, now);
+    m_cutter.set_lines(progress.has_lines);
+    m_skips_end = progress.skips_end;
+    rest();
+    return true;
+}
+
+// Of the first bytes, so many at most, up to the first line end.
+LogMark LogReader::mark_of(uint64_t length) const
+{
+    constexpr uint64_t basis = 14695981039346656037u; // FNV-1a
+    constexpr uint64_t prime = 1099511628211u;
+    std::string bytes(static_cast<size_t>(length), '\0');
+    bytes.resize(m_file->read_at(0, bytes.data(), bytes.size()));
+    if (const size_t line_end = bytes.find('\n'); line_end != npos)
+        bytes.resize(line_end + 1);
+    LogMark mark{bytes.size(), basis};
+    for (const char byte : bytes)
+        mark.hash = (mark.hash ^ static_cast<unsigned char>(byte)) * prime;
+    return mark;
+}
+
 // In what is held, behind its first character: where a record begins.
 size_t LogReader::first_record() const
 {

@@ -20,8 +20,9 @@ constexpr unsigned most_passed = 10'000; // unwanted records before a caller can
 
 } // namespace
 
-LogSource::LogSource(LogInputs inputs, LogBounds bounds, MomentSource moment)
-    : m_inputs(std::move(inputs)), m_bounds(bounds), m_moment(std::move(moment))
+LogSource::LogSource(LogInputs inputs, LogBounds bounds, MomentSource moment, Begin begin)
+    : m_inputs(std::move(inputs)), m_bounds(bounds), m_moment(std::move(moment)),
+      m_begin(std::move(begin))
 {
     sweep(m_moment());
 }
@@ -67,10 +68,12 @@ bool LogSource::take(Record& record, const Moment& now)
         {
             record = std::move(m_ready.front());
             m_ready.pop_front();
+            m_giver.reset();
             return true;
         }
         if (m_is_over || !m_merger.next(record, now))
             return false;
+        m_giver = m_merger.giver();
         if (is_wanted(record))
             return true;
     }
@@ -128,6 +131,8 @@ std::vector<LogSource::Reader> LogSource::look_for_files(const Moment& now)
         else
             fresh.push_back(reader = std::make_shared<LogReader>(found.name, found.place));
         reader->found(found.name, now);
+        if (m_begin && (known == m_files.end() || known->second != reader))
+            m_begin(*reader, now);
         there.emplace(path, std::move(reader));
     }
     for (const auto& [path, reader] : m_files)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -19,14 +20,20 @@ namespace trace
 class LogSource : public Source
 {
 public:
+    // Called for each file before anything is read of it; a place to resume it.
+    using Begin = std::function<void(LogReader& reader, const Moment& now)>;
+
     // Failure if an input can't be read. moment: the clocks; tests have their own.
     explicit LogSource(LogInputs inputs, LogBounds bounds = {},
-                       MomentSource moment = current_moment);
+                       MomentSource moment = current_moment, Begin begin = {});
 
     bool next(Record& record, unsigned milliseconds) override;
     bool ended() const override;
     void stop() override; // reads no further: a log may be long
     std::string what() const override { return m_inputs.what(); }
+
+    // The file of the record that next has returned last; null for news that are no file's.
+    const LogReader* giver() const { return m_giver.get(); }
 
 private:
     using Reader = std::shared_ptr<LogReader>;
@@ -42,6 +49,8 @@ private:
     LogInputs m_inputs;
     LogBounds m_bounds;
     MomentSource m_moment;
+    Begin m_begin;
+    Reader m_giver;
     RecordMerger m_merger;
     std::map<std::string, Reader> m_files; // by path
     std::deque<Record> m_ready;

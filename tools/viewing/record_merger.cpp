@@ -59,6 +59,7 @@ bool RecordMerger::next(Record& record, const Moment& now)
             continue;
         }
         record = reader->take();
+        m_giver = reader;
         if (look(reader, now, head))
             place(reader, head, now);
         return true;

@@ -32,6 +32,9 @@ public:
     // The next record, false if none is free yet.
     bool next(Record& record, const Moment& now);
 
+    // The file of the record that next has returned last.
+    const std::shared_ptr<LogReader>& giver() const { return m_giver; }
+
     // The files are not followed: nothing more is read, or nothing more will be written.
     void finish(bool reads);
 
@@ -56,6 +59,7 @@ private:
     std::set<Reader, Earlier> m_heads; // with a record
     std::set<Reader, Earlier> m_open;  // those of them that are open
     std::vector<Reader> m_idle;        // read to their ends
+    Reader m_giver;
     Moment m_swept{};
     bool m_follows = true;
     std::deque<std::string> m_problems;

@@ -20,6 +20,8 @@ public:
 
     // Starts anew: the file is read from another place.
     void reset() { m_last = unknown_time; }
+    // Behind a stamp of this time.
+    void resume(Time last) { m_last = last; }
 
 private:
     void look_up(const std::tm& date);

@@ -69,7 +69,6 @@ std::vector<Pattern> patterns_of(const Options& options, const std::string& name
     return patterns;
 }
 
-// Bytes, or a number of kibi-, mebi- or gibibytes.
 size_t size_of(const Options& options, const std::string& name, const std::string& text)
 {
     constexpr size_t least = 64 << 10;
@@ -124,8 +123,7 @@ ViewOptions take_view_options(Options& options)
     view.bounds = take_log_bounds(options);
     if (!has_logs && (view.bounds.since || view.bounds.until || view.bounds.tail))
         options.refuse("--since, --until and --tail are for log files, which --input names");
-    if (const auto size = options.take_value("--keep"))
-        view.keep = size_of(options, "--keep", *size);
+    view.keep = take_size(options, "--keep");
     view.output = options.take_value("--output");
     return view;
 }
@@ -154,6 +152,13 @@ LogBounds take_log_bounds(Options& options)
     if (const auto tail = options.take_number("--tail", 0, most_tail))
         bounds.tail = static_cast<uint64_t>(*tail);
     return bounds;
+}
+
+std::optional<size_t> take_size(Options& options, const std::string& name)
+{
+    if (const std::optional<std::string> text = options.take_value(name))
+        return size_of(options, name, *text);
+    return std::nullopt;
 }
 
 std::unique_ptr<Source> make_source(const ViewOptions& options)

@@ -43,6 +43,9 @@ extern const char* const log_bounds_help;
 
 std::vector<std::string> take_values(Options& options, std::string_view name);
 
+// Bytes, or a number of kibi-, mebi- or gibibytes; at least 64 KiB.
+std::optional<size_t> take_size(Options& options, const std::string& name);
+
 // The source that --input names. Failure if it can't be had.
 std::unique_ptr<Source> make_source(const ViewOptions& options);
 

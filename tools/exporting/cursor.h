@@ -1,0 +1,52 @@
+// The file in which an export keeps how far it has come, so that the next one goes on from there.
+//
+// The file is replaced as a whole: a new one is written beside it, flushed, and renamed. Whenever
+// the program or the machine stops, the file is the old one or the new one. What it says is true of
+// output that was already written; so after a stop some records come again, and none is missing.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include "cursor_text.h"
+
+namespace trace
+{
+
+class Cursor
+{
+public:
+    // Reads the file, or makes it. Failure, which leaves the file as it is, if it is damaged, of
+    // another version or of other inputs, if another export has it, or if it can't be read or made.
+    // inputs: absolute native paths.
+    Cursor(std::string path, std::vector<std::string> inputs);
+    ~Cursor();
+    Cursor(const Cursor&) = delete;
+    Cursor& operator=(const Cursor&) = delete;
+
+    const CursorEntries& entries() const { return m_entries; }
+
+    // Takes over how far files were exported; save writes it. Files that are no longer there are
+    // forgotten.
+    void update(const CursorEntries& changed);
+    bool is_saved() const { return m_is_saved; }
+
+    // Empty if that was done, otherwise why not; then the file is the old one.
+    std::string save();
+
+private:
+    void lock();
+    void read();
+    std::string write(const std::string& path, const std::string& text) const;
+
+    const std::string m_path;
+    const std::vector<std::string> m_inputs;
+    HANDLE m_lock = INVALID_HANDLE_VALUE;
+    CursorEntries m_entries;
+    bool m_is_saved = false;
+    unsigned m_saves = 0;
+};
+
+} // namespace trace

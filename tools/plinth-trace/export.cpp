@@ -1,0 +1,62 @@
+// plinth-trace export: its options.
+#include "commands.h"
+#include "exporter.h"
+#include "log_files.h"
+#include "view_options.h"
+
+namespace trace
+{
+
+const char* const export_help =
+    "usage: plinth-trace export [OPTION...]\n"
+    "\n"
+    "Writes the records of log files for other programs: each record once, in the order of their\n"
+    "times, with its time in UTC, the machine, the file, a mark that tells files of one name "
+    "apart,\n"
+    "the offset in the file, the number of the record and of its session. A record that comes "
+    "twice\n"
+    "has the same machine, file, mark and offset.\n"
+    "\n"
+    "  --input FROM       this log file or folder, several times: of all; at first the folder of\n"
+    "                     all programs' logs\n"
+    "  --follow           go on with what is written, also to log files that come later; Ctrl-C\n"
+    "                     ends\n"
+    "  --cursor FILE      keep in this file how far the export has come, and go on from there\n"
+    "  --format FORMAT    json (default; an object a line), rfc5424 (a syslog message a line) or\n"
+    "                     journal (the export format of systemd's journal)\n"
+    "  --output FILE      write behind what is in this file; otherwise to standard output\n"
+    "  --rotate SIZE      with --output: rename a file of this size to FILE.1 and begin it anew\n"
+    "  --since TIME       only records from this time on: \"2024-03-05 14:07\", with Z at the end\n"
+    "                     UTC, 14:07 of today, or so long ago: 90s, 10m, 2h, 1d\n"
+    "  --until TIME       only records up to this time; what comes later is not waited for\n"
+    "  --zone ZONE        the time zone in which the logs were written, as Europe/Berlin\n";
+
+int export_records(Options& options)
+{
+    ExportOptions wanted;
+    wanted.inputs = take_values(options, "--input");
+    if (wanted.inputs.empty())
+        wanted.inputs.push_back(default_log_folder());
+    wanted.cursor = options.take_value("--cursor");
+    wanted.output = options.take_value("--output");
+    wanted.largest = take_size(options, "--rotate");
+    if (const auto name = options.take_value("--format"))
+    {
+        const std::optional<ExportFormat> format = export_format_of(*name);
+        if (!format)
+            options.refuse("--format takes json, rfc5424 or journal, not \"" + *name + "\"");
+        wanted.format = *format;
+    }
+    wanted.bounds = take_log_bounds(options);
+    wanted.bounds.follows = options.take_flag("--follow");
+    if (wanted.bounds.tail)
+        options.refuse("--tail is for those who look at the log; --since bounds an export");
+    if (wanted.largest && !wanted.output)
+        options.refuse("--rotate goes with --output");
+    if (wanted.output && wanted.format == ExportFormat::journal)
+        options.refuse("--output takes lines; --format journal goes to standard output");
+    options.finish();
+    return Exporter(std::move(wanted)).run();
+}
+
+} // namespace trace

@@ -1,0 +1,72 @@
+// plinth-trace export at work: records from the files of the inputs to the output, and how far they
+// have come to the cursor.
+//
+// What was written to a pipe is not yet what its reader has kept. So behind a pipe the cursor stays
+// back by more than a pipe and its reader hold, until the input has ended: if the reader is killed,
+// these records come again.
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cursor.h"
+#include "export_format.h"
+#include "export_output.h"
+#include "log_source.h"
+
+namespace trace
+{
+
+struct ExportOptions
+{
+    std::vector<std::string> inputs{};
+    LogBounds bounds{};
+    ExportFormat format = ExportFormat::json;
+    std::optional<std::string> cursor{};
+    std::optional<std::string> output{};
+    std::optional<size_t> largest{};
+};
+
+class Exporter
+{
+public:
+    explicit Exporter(ExportOptions options);
+
+    // Until the input ends or the user ends it; gives the exit code.
+    int run();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    // How far files had come when so many bytes had been written.
+    struct Step
+    {
+        uint64_t written;
+        CursorEntries entries;
+    };
+
+    void begin(LogReader& reader, const Moment& now) const;
+    bool take(unsigned milliseconds);
+    void add(const Record& record);
+    void settle(uint64_t kept_back);
+    void save();
+    void finish();
+
+    ExportOptions m_options;
+    const std::string m_host;
+    std::optional<Cursor> m_cursor;
+    ExportOutput m_output;
+    uint64_t m_kept_back; // bytes
+    LogSource m_source;   // reads the cursor
+
+    uint64_t m_written = 0;  // bytes
+    CursorEntries m_changed; // since the last step
+    std::deque<Step> m_steps;
+    Clock::time_point m_next_save = Clock::now();
+    std::string m_problem; // of the cursor, that was told last
+};
+
+} // namespace trace
