@@ -1,12 +1,12 @@
 // A record as one line of RFC 5424.
 //
 // A line end in the text would end the message, and collectors replace or cut at other controls. So
-// in the text a backslash is \\, a line feed \n, a carriage return \r, a tab \t and any other
-// control below U+0020, and U+007F, is \xNN: the text can be got back.
+// in the text a backslash is \\, a line feed \n, a carriage return \r, a tab \t, and what else a
+// terminal would obey or nobody sees is \xNN or \u{NNNN}: the text can be got back.
 #include <algorithm>
-#include <cstdio>
 
 #include "formats.h"
+#include "text.h"
 
 namespace trace
 {
@@ -21,29 +21,18 @@ constexpr const char* element = "plinth@32473"; // the number for examples: we h
 
 constexpr char del = '\x7f';
 
-void append_escaped(std::string& out, char c)
+std::string escaped(std::string_view text)
 {
     constexpr std::string_view plain = "\\\n\r\t";
     constexpr std::string_view letters = "\\nrt";
-    if (const size_t known = plain.find(c); known != std::string_view::npos)
-        (out += '\\') += letters[known];
-    else if (static_cast<unsigned char>(c) >= ' ' && c != del)
-        out += c;
-    else
-    {
-        char escape[8];
-        std::snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned>(c));
-        out += escape;
-    }
-}
-
-std::string escaped(std::string_view text)
-{
     std::string out;
     out.reserve(text.size());
     for (const char c : text)
-        append_escaped(out, c);
-    return out;
+        if (const size_t known = plain.find(c); known != std::string_view::npos)
+            (out += '\\') += letters[known];
+        else
+            out += c;
+    return printable_name(out);
 }
 
 // The fields of the head are printable ASCII without blanks, and of limited length.
@@ -59,11 +48,12 @@ std::string head_field(std::string_view text, size_t most)
 void append_parameter(std::string& out, const char* name, std::string_view value)
 {
     ((out += ' ') += name) += "=\"";
-    for (const char c : value)
+    for (const char c : printable_name(value))
+    {
         if (c == '"' || c == '\\' || c == ']')
-            (out += '\\') += c;
-        else
-            append_escaped(out, c);
+            out += '\\';
+        out += c;
+    }
     out += '"';
 }
 

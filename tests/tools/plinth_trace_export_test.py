@@ -1,0 +1,264 @@
+"""plinth-trace export: what it writes in each format, and that nothing is lost however it ends.
+
+As plinth_trace_test.py, whose helpers it has.
+"""
+import os
+import re
+import resource
+import signal
+import socket
+import struct
+import subprocess
+import time
+import unittest
+
+from plinth_trace_test import (LOGS, TALKER, TRACE, log_path, objects_of, talk, trace, write_log)
+from programs import PATIENCE, ROOT
+
+CURSOR = os.path.join(ROOT, "cursor")
+OUTPUT = os.path.join(ROOT, "output")
+KEY = ("host", "file", "id", "offset")
+STAMP = "2024-03-05 14:07:33.%03d *vtq* "
+
+def key_of(record):
+    return tuple(record[name] for name in KEY)
+
+def export(*arguments, **more):
+    result = trace("export", *arguments, **more)
+    assert result.returncode == 0, result.stderr
+    return result.stdout
+
+def unescaped(text):
+    known = {"\\": "\\", "n": "\n", "r": "\r", "t": "\t"}
+    return re.sub(r"\\(?:x(..)|u\{(\w+)\}|(.))",
+                  lambda m: known.get(m[3]) or chr(int(m[1] or m[2], 16)), text)
+
+def from_rfc5424(lines):
+    """The records of messages, with the names that JSON has for their parts."""
+    records = []
+    for line in lines.splitlines():
+        head, pairs, text = re.fullmatch(
+            r'(<14>1 \S+ \S+ plinth - -) \[plinth@32473((?: \w+="(?:[^"\\\]]|\\.)*")*)\] (.*)',
+            line).groups()
+        record = {"time": head.split()[1], "host": head.split()[2], "text": unescaped(text)}
+        for name, value in re.findall(r'(\w+)="((?:[^"\\\]]|\\.)*)"', pairs):
+            record[name] = re.sub(r"\\(.)", r"\1", value)
+        records.append(record)
+    return records
+
+def from_journal(entries):
+    """The same of entries in the journal's export format."""
+    records, record = [], {}
+    while entries:
+        line, entries = entries.split(b"\n", 1)
+        if not line:
+            records.append(record)
+            record = {}
+        elif b"=" in line:
+            name, value = line.split(b"=", 1)
+            record[name.decode()] = value.decode()
+        else:
+            length, = struct.unpack("<Q", entries[:8])
+            record[line.decode()] = entries[8:8 + length].decode()
+            assert entries[8 + length:9 + length] == b"\n"
+            entries = entries[9 + length:]
+    return records
+
+class Running(subprocess.Popen):
+    """An export that goes on running, with the cursor; its output is a file unless arguments say
+    otherwise."""
+
+    def __init__(self, *arguments, **more):
+        super().__init__([TRACE, "export", "--follow", "--cursor", CURSOR, *arguments],
+                         stdin=subprocess.DEVNULL, **more)
+
+    def __exit__(self, *_):
+        self.kill()
+        self.wait()
+        for stream in (self.stdout, self.stderr):
+            if stream:
+                stream.close()
+
+def until(condition):
+    end = time.monotonic() + PATIENCE
+    while not condition():
+        assert time.monotonic() < end
+        time.sleep(0.02)
+
+class Formats(unittest.TestCase):
+    maxDiff = None
+
+    def test_each_has_each_record_of_both_forms_with_its_place_and_text(self):
+        texts = [[STAMP % 1 + "Log session started.", STAMP % 3 + "cut by the log's limit",
+                  STAMP % 5 + 'two\r\nlines "]\\ \x1b\x85\t\xe9', STAMP % 7],
+                 [STAMP % 2 + "Log session started.", STAMP % 4 + "\u20ac \U0001f600\u202e",
+                  STAMP % 6 + "Log session started.", STAMP % 8 + "x" * 100_000]]
+        wanted = []
+        for file, (name, encoding, mark, unit) in enumerate(
+                (("qvapp_2024-03-05.log", "latin-1", b"", 1),
+                 ("qvapp_2024-03-05_(0001).log", "utf-16-le", b"\xff\xfe", 2))):
+            ends = ["" if "cut by" in text else "\r\n" for text in texts[file]]
+            write_log(name, mark + "".join(
+                text + end for text, end in zip(texts[file], ends)).encode(encoding))
+            offset = len(mark)
+            for i, text in enumerate(texts[file]):
+                wanted.append({
+                    "time": f"2024-03-05T13:07:33.{int(text[20:23]):03}000Z", "text": text,
+                    "host": socket.gethostname(), "file": log_path(name), "offset": offset,
+                    "number": i + 1, "session": 2 if file == 1 and i > 1 else 1})
+                offset += len((text + ends[i]).encode(encoding))
+        wanted.sort(key=lambda record: record["time"])
+        zone = ("--zone", "Europe/Berlin")
+        records = objects_of(export(*zone))
+        self.assertEqual([{name: record[name] for name in wanted[0]} for record in records], wanted)
+        self.assertEqual(len({(record["file"], record["id"]) for record in records}), 2)
+        names = [*wanted[0], "id"]
+        as_text = [{name: str(record[name]) for name in names} for record in records]
+        self.assertEqual(from_rfc5424(export(*zone, "--format", "rfc5424")), as_text)
+        fields = {"PLINTH_" + name.upper(): name for name in
+                  ("file", "id", "offset", "number", "session")}
+        fields |= {"MESSAGE": "text", "_HOSTNAME": "host"}
+        entries = from_journal(export(*zone, "--format", "journal", encoding=None))
+        self.assertEqual([{fields[name]: entry[name] for name in fields} for entry in entries],
+                         [{name: record[name] for name in fields.values()} for record in as_text])
+        self.assertEqual(entries[0]["__REALTIME_TIMESTAMP"], "1709644053001000")
+
+    def test_bounds_don_t_change_a_number_and_news_of_a_loss_is_a_record(self):
+        write_log("qvapp_2024-03-05.log", "".join(
+            STAMP % i + f"{i}\n" for i in range(9)).encode())
+        inner = objects_of(export("--since", "2024-03-05 14:07:33.003",
+                                  "--until", "2024-03-05 14:07:33.005"))
+        self.assertEqual([record["number"] for record in inner], [4, 5, 6])
+        export("--cursor", CURSOR)
+        write_log("qvapp_2024-03-05.log", (STAMP % 0 + "0\n").encode())
+        with open(CURSOR, "rb") as file:
+            cursor = file.read()
+        first, second = objects_of(export("--cursor", CURSOR))
+        self.assertEqual((first["lost"], "shorter" in first["text"]), (1, True))
+        self.assertEqual((second["number"], second["offset"]), (1, 0))
+        with open(CURSOR, "wb") as file:
+            file.write(cursor)
+        self.assertRegex(export("--cursor", CURSOR, "--format", "rfc5424"),
+                         r'^<12>1 .* lost="1"\] records may be lost')
+
+class Resuming(unittest.TestCase):
+    def check(self, records, writers, items):
+        """Each item is there whole; what is there twice has the same key, and nothing else has."""
+        texts = {}
+        for record in records:
+            self.assertEqual(texts.setdefault(key_of(record), record["text"]), record["text"])
+        found = sorted(text[30:] for text in texts.values() if " item " in text)
+        wanted = sorted(f"w{w} item {i} xx." for w in range(writers) for i in range(items))
+        self.assertEqual(found, wanted)
+        return len(records) - len(texts)
+
+    def test_an_export_that_is_killed_goes_on_without_loss(self):
+        writers, items = 3, 4000
+        talkers = [subprocess.Popen([TALKER, f"items:w{i}/{items}/2"]) for i in range(writers)]
+        for round_ in range(4):
+            with Running("--output", OUTPUT):
+                size = os.path.getsize(OUTPUT) if round_ else 0
+                until(lambda: os.path.exists(OUTPUT) and os.path.getsize(OUTPUT) > size)
+        for talker in talkers:
+            self.assertEqual(talker.wait(), 0)
+        export("--cursor", CURSOR, "--output", OUTPUT)
+        with open(OUTPUT, encoding="utf-8") as file:
+            # A line that was cut is the beginning of one that is there.
+            whole = [line for line in file.read().splitlines() if line.endswith("}")]
+        self.check(objects_of("\n".join(whole)), writers, items)
+        self.assertEqual(export("--cursor", CURSOR), "")
+
+    def test_what_a_killed_reader_had_not_kept_comes_again(self):
+        talk("items:w0/4000/2")
+        kept = []
+        with Running(stdout=subprocess.PIPE, stderr=subprocess.PIPE) as running:
+            while len(kept) < 50:
+                kept.append(running.stdout.readline())
+            time.sleep(1)  # in which more was written, and the cursor saved
+            running.stdout.close()
+            self.assertEqual(running.wait(PATIENCE), 0)
+            self.assertEqual(running.stderr.read(), b"")
+        rest = export("--cursor", CURSOR)
+        kept = objects_of(b"".join(kept).decode())
+        self.check(kept + objects_of(rest), 1, 4000)
+        self.assertEqual(export("--cursor", CURSOR), "", "the input was read to its end")
+
+    def test_ending_it_by_a_signal_loses_nothing(self):
+        with Running(stdout=subprocess.PIPE) as running:
+            talk("items:w0/10/2")
+            out = running.stdout.readline()
+            running.send_signal(signal.SIGTERM)
+            out += running.stdout.read()
+            self.assertEqual(running.wait(PATIENCE), 0)
+        self.check(objects_of(out.decode() + export("--cursor", CURSOR)), 1, 10)
+
+    def test_a_file_with_the_name_of_an_earlier_one_is_another_file(self):
+        keys = []
+        for text in (STAMP % 1, STAMP % 2 + "longer"):
+            write_log("qvapp_2024-03-05.log", (text + "\n").encode())
+            record, = objects_of(export("--cursor", CURSOR))
+            keys.append(key_of(record))
+        self.assertNotEqual(*keys)
+
+    def test_a_record_without_a_line_end_is_gone_on_with(self):
+        write_log("qvapp_2024-03-05.log", b"\n" + (STAMP % 1 + "one").encode())
+        self.assertEqual(len(objects_of(export("--cursor", CURSOR))), 2)
+        with open(log_path("qvapp_2024-03-05.log"), "ab") as file:
+            file.write(("\r\n" + STAMP % 2 + "two").encode())
+        record, = objects_of(export("--cursor", CURSOR))
+        self.assertEqual((record["text"], record["number"]), (STAMP % 2 + "two", 3))
+
+class Cursors(unittest.TestCase):
+    def test_one_that_can_t_be_believed_ends_the_export_and_is_left_alone(self):
+        write_log("qvapp_2024-03-05.log", (STAMP % 1 + "one\n").encode())
+        export("--cursor", CURSOR)
+        with open(CURSOR, "rb") as file:
+            good = file.read()
+        changed = [good[:i] + bytes([good[i] ^ 1]) + good[i + 1:] for i in range(0, len(good), 29)]
+        cases = [(content, "damaged") for content in (b"", good[:-1], good + b"\n", *changed)]
+        cases.append((good.replace(b"cursor 1", b"cursor 2"), "later version"))
+        for content, why in cases:
+            with open(CURSOR, "wb") as file:
+                file.write(content)
+            result = trace("export", "--cursor", CURSOR)
+            self.assertEqual((result.returncode, result.stdout), (1, ""), content)
+            self.assertRegex(result.stderr, "damaged|later version" if content in changed else why)
+            with open(CURSOR, "rb") as file:
+                self.assertEqual(file.read(), content)
+        with open(CURSOR, "wb") as file:
+            file.write(good)
+        other = trace("export", "--cursor", CURSOR, "--input", ROOT)
+        self.assertEqual((other.returncode, other.stdout), (1, ""))
+        self.assertIn(f"belongs to an export of {LOGS}", other.stderr)
+
+    def test_two_exports_don_t_share_one(self):
+        with Running("--output", OUTPUT):
+            until(lambda: os.path.exists(CURSOR))
+            second = trace("export", "--cursor", CURSOR)
+        self.assertEqual((second.returncode, second.stdout), (1, ""))
+        self.assertIn("in use by another export", second.stderr)
+
+    def test_on_a_full_disk_the_export_goes_on_and_says_so(self):
+        for i in range(9):
+            write_log(f"qvapp_2024-03-0{i + 1}.log", (STAMP % i + "one\n").encode())
+        export("--cursor", CURSOR, "--until", "2024-01-01")
+        full = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (400, 400))
+        for kept in ((), ("--output", OUTPUT)):
+            result = trace("export", "--cursor", CURSOR, *kept, preexec_fn=full)
+            self.assertEqual(result.returncode, 1, result.stderr)
+            self.assertIn("can't be written", result.stderr)
+            if not kept:
+                self.assertEqual(len(objects_of(result.stdout)), 9)
+        export("--cursor", CURSOR, "--output", OUTPUT)
+        with open(OUTPUT, encoding="utf-8") as file:
+            *cut, _, _, _, _, _, _, _, _, _ = file.read().splitlines()
+        self.assertEqual([line.endswith("}") for line in cut], [True, False])
+
+    def test_the_output_is_bounded_by_rotation(self):
+        talk("items:w0/3000/200")
+        export("--cursor", CURSOR, "--output", OUTPUT, "--rotate", "64K")
+        sizes = [os.path.getsize(path) for path in (OUTPUT, OUTPUT + ".1")]
+        self.assertTrue(all(size <= 128 << 10 for size in sizes), sizes)
+        with open(OUTPUT + ".1", encoding="utf-8") as old, open(OUTPUT, encoding="utf-8") as new:
+            numbers = [record["number"] for record in objects_of(old.read() + new.read())]
+        self.assertEqual(numbers, list(range(numbers[0], 3003)))
