@@ -369,13 +369,18 @@ class Log(unittest.TestCase):
         trace("settings")
         self.assertEqual(os.listdir(LOGS), ["qvapp_2001-01-01.log"])
 
-    def test_no_log_where_it_is_usual_points_to_the_folder_that_a_program_has_named(self):
+    def test_the_folder_that_a_program_has_named_is_pointed_to_if_its_log_is_newer(self):
         other = os.path.join(ROOT, "ProgramData/Quorvane/Demo/Logfiles")
         os.makedirs(other)
         self.assertNotIn(other, trace("log").stderr)
         with open(os.path.join(other, "qvapp_2024-03-05.log"), "w", encoding="ascii") as file:
             file.write("one\n")
         self.assertIn(other, trace("log").stderr)
+        for age, is_newer in ((60, False), (-60, True)):
+            write_log("qvapp_2024-03-05.log", b"usual\n")
+            os.utime(os.path.join(other, "qvapp_2024-03-05.log"), (time.time() - age,) * 2)
+            result = trace("log")
+            self.assertEqual((result.stdout, other in result.stderr), ("usual\n", is_newer))
 
     def test_json_has_the_times_of_the_zone_in_which_a_log_was_written(self):
         write_log("qvapp_2024-03-05.log", b"2024-03-05 14:07:33.006 *vtq* one\r\n")
@@ -390,9 +395,11 @@ class Log(unittest.TestCase):
             self.assertEqual(out.decode(), text.replace("\r", ""), encoding)
 
     def test_follow_begins_with_the_last_records_of_all_files_and_waits_for_a_first_one(self):
-        with Running("log", "--follow") as empty:
+        os.makedirs(LOGS)
+        with Running("log", "--follow") as empty, Running("watch", "--input", LOGS) as watched:
             write_log("qvapp_2024-03-05.log", b"2024-03-05 14:00:00.000 *vtq* of one program\n")
-            self.assertRegex(empty.line(), "of one program$")
+            for viewer in (empty, watched):
+                self.assertRegex(viewer.line(), "of one program$")
         write_log("qvapp_2024-03-05_(0001).log", b"2024-03-05 13:00:00.000 *vtq* of another\n")
         with Running("log", "--follow") as follow:
             self.assertRegex(follow.line() + follow.line(), "of another.*of one program$")
@@ -437,8 +444,9 @@ class Settings(unittest.TestCase):
 class CommandLine(unittest.TestCase):
     def test_each_command_has_a_help_text_and_there_is_a_version(self):
         self.assertRegex(trace("--version").stdout, r"^plinth-trace \d+\.\d+\.\d+\n$")
-        for command in ("", "watch", "log", "settings"):
-            for words in (f"{command} --help", f"{command} -h", f"help {command}"):
+        for command in ("", "watch", "log", "export", "settings"):
+            for words in (f"{command} --help", f"{command} -h", f"help {command}",
+                          *([f"{command} --follow -h"] if command else [])):
                 result = trace(*words.split())
                 self.assertEqual((result.returncode, result.stderr), (0, ""), words)
                 self.assertRegex(result.stdout, rf"^usage: plinth-trace {command or 'COMMAND'} ")
@@ -448,7 +456,8 @@ class CommandLine(unittest.TestCase):
                       "watch --highlight *", "watch --time later", "watch --keep 1",
                       "watch --timeout soon", "watch --tail 1",
                       "watch --input x --input -", "watch --input x --since soon",
-                      "log --zone Nowhere/None", "log --lines -1", "log --follow --path",
+                      "export --format xml", "export --rotate 1M", "export --tail 1",
+                      "export --output x --format journal", "log --zone Nowhere/None", "log --lines -1", "log --follow --path",
                       "settings --days -1", "settings --days 24856", "settings --days many",
                       "settings --days", "settings --megabytes 0", "settings --per-session maybe",
                       "settings days"):

@@ -110,13 +110,20 @@ private:
     std::string m_shown;
 };
 
-// Where to look instead of the default folder.
-std::string hint(const std::string& folder)
+// Where to look instead of the default folder, if something was logged there, and later than this.
+std::string hint(const std::string& folder, uint64_t written)
 {
-    const std::string other = folder == default_log_folder() ? newest_other_folder() : "";
+    const std::string other = folder == default_log_folder() ? newest_other_folder(written) : "";
     return other.empty() ? ""
-                         : "; programs that have named a folder of their own have logged into " +
+                         : "programs that have named a folder of their own have logged into " +
                                native(other) + ", which --folder shows";
+}
+
+// For people who look at the log of a program that has another one.
+void point_to_newer_logs(const std::string& folder, const std::vector<LogName>& shown)
+{
+    if (const std::string other = hint(folder, shown.back().written); !other.empty())
+        note("later than this, " + other);
 }
 
 // The rest of the file, from where it stands.
@@ -156,7 +163,11 @@ int show_files(const std::string& folder, std::optional<int64_t> lines, bool pat
 {
     std::vector<LogName> logs = find_logs(folder);
     if (logs.empty())
-        throw Failure(exit_failed, "there is no log file in " + native(folder) + hint(folder));
+    {
+        const std::string other = hint(folder, 0);
+        throw Failure(exit_failed, "there is no log file in " + native(folder) +
+                                       (other.empty() ? "" : "; " + other));
+    }
     if (!all && logs.size() > 1)
         logs.erase(logs.begin(), logs.end() - 1);
     if (path)
@@ -174,6 +185,7 @@ int show_files(const std::string& folder, std::optional<int64_t> lines, bool pat
             file.seek_last_lines(lines ? static_cast<uint64_t>(*lines) : default_lines);
         show_rest(file, stream);
     }
+    point_to_newer_logs(folder, logs);
     return exit_done;
 }
 

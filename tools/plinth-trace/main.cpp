@@ -55,8 +55,9 @@ const char* const general_help =
 
 bool asks_for_help(const std::vector<std::string>& arguments)
 {
-    return std::find(arguments.begin(), arguments.end(), "--help") != arguments.end() ||
-           (!arguments.empty() && arguments.front() == "-h");
+    return std::any_of(arguments.begin(), arguments.end(),
+                       [](const std::string& argument)
+                       { return argument == "--help" || argument == "-h"; });
 }
 
 int run(std::vector<std::string> arguments)

@@ -109,6 +109,7 @@ std::vector<LogName> find_logs(const std::string& folder)
             continue;
         log.path = folder + "\\" + name;
         log.written = joined(entry.ftLastWriteTime);
+        log.created = joined(entry.ftCreationTime);
         log.size = uint64_t{entry.nFileSizeHigh} << 32 | entry.nFileSizeLow;
         if (const std::optional<FileId> id = regular_file_id(wide_from_utf8(log.path)))
         {

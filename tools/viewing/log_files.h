@@ -25,6 +25,7 @@ struct LogName
     uint64_t number = 0;
     std::string path;     // UTF-8, as the Windows interface takes it
     uint64_t written = 0; // when it was last, as a FILETIME; 0 if that isn't known
+    uint64_t created = 0; // the same of its creation
     uint64_t size = 0;    // bytes, when it was found
     FileId id{};
 

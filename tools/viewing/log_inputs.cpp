@@ -47,6 +47,8 @@ bool find_file(LogName& file)
     file.size = uint64_t{entry.nFileSizeHigh} << 32 | entry.nFileSizeLow;
     file.written =
         uint64_t{entry.ftLastWriteTime.dwHighDateTime} << 32 | entry.ftLastWriteTime.dwLowDateTime;
+    file.created =
+        uint64_t{entry.ftCreationTime.dwHighDateTime} << 32 | entry.ftCreationTime.dwLowDateTime;
     return true;
 }
 

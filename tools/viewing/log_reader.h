@@ -36,7 +36,10 @@ public:
     };
 
     // place: of the input that names the file, for two files with one name.
-    LogReader(LogName name, size_t place) : m_name(std::move(name)), m_place(place) {}
+    LogReader(LogName name, size_t place) : m_name(std::move(name)), m_place(place)
+    {
+        m_clock.created(m_name.created ? file_time(m_name.created) : unknown_time);
+    }
 
     const LogName& name() const { return m_name; }
     size_t place() const { return m_place; }

@@ -31,19 +31,18 @@ std::vector<std::string> folders_in(const std::string& folder)
 
 } // namespace
 
-std::string newest_other_folder()
+std::string newest_other_folder(uint64_t written)
 {
     const std::string usual = default_log_folder(); // MAKER\PRODUCT\Logfiles
     const size_t name = usual.rfind('\\');
     const size_t product = usual.rfind('\\', name - 1);
     std::string newest;
-    uint64_t written = 0;
     for (const std::string& other : folders_in(usual.substr(0, product)))
         try
         {
             const std::string folder = other + usual.substr(name);
             const std::vector<LogName> logs = find_logs(folder);
-            if (folder == usual || logs.empty() || logs.back().written < written)
+            if (folder == usual || logs.empty() || logs.back().written <= written)
                 continue;
             written = logs.back().written;
             newest = folder;

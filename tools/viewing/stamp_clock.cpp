@@ -16,6 +16,8 @@ namespace
 // second.
 constexpr Time reading_slack = 2 * second;
 
+constexpr Time creation_slack = 60 * second;
+
 // With summer time as the caller wants it, and whether the zone has such a local time.
 std::optional<Time> start_of(std::tm date, int summer)
 {
@@ -46,10 +48,18 @@ Time StampClock::next(const Stamp& stamp)
     if (m_starts[0] == unknown_time)
         return unknown_time;
     const Time within = date.tm_sec * second + fields->milliseconds * millisecond;
-    const bool second_pass =
-        m_last != unknown_time && m_starts[0] + within < m_last - reading_slack;
-    m_last = m_starts[second_pass ? 1 : 0] + within;
+    m_last = m_starts[is_second_pass(within) ? 1 : 0] + within;
     return m_last;
+}
+
+bool StampClock::is_second_pass(Time within) const
+{
+    if (m_last != unknown_time)
+        return m_starts[0] + within < m_last - reading_slack;
+    // A log begins with the stamp of its creation. That of a copy is later.
+    const Time second_time = m_starts[1] + within;
+    return m_created != unknown_time && m_created >= second_time - creation_slack &&
+           m_created <= second_time + creation_slack;
 }
 
 void StampClock::look_up(const std::tm& date)

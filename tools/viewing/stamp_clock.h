@@ -1,7 +1,8 @@
 // The times of the stamps of one file, in their order.
 //
 // A stamp is local time without a zone. The hour that a clock passes twice in autumn is decided by
-// the file's own order: a stamp that steps back in it belongs to the second pass.
+// the file's own order: a stamp that steps back in it belongs to the second pass. The first stamp
+// of a file does so if the file was created then.
 #pragma once
 
 #include <array>
@@ -18,12 +19,16 @@ public:
     // The time of the next stamp; unknown_time for what is no date.
     Time next(const Stamp& stamp);
 
+    // When the file was, as its system says; unknown_time if that isn't known.
+    void created(Time time) { m_created = time; }
+
     // Starts anew: the file is read from another place.
     void reset() { m_last = unknown_time; }
     // Behind a stamp of this time.
     void resume(Time last) { m_last = last; }
 
 private:
+    bool is_second_pass(Time within) const;
     void look_up(const std::tm& date);
 
     // The minute that was asked for last: nearly all stamps are of the same one as the stamp
@@ -31,6 +36,7 @@ private:
     std::array<int, 5> m_minute{};
     std::array<Time, 2> m_starts{}; // UTC, ascending; equal unless the minute comes twice
     Time m_last = unknown_time;
+    Time m_created = unknown_time;
 };
 
 } // namespace trace

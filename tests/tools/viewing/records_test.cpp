@@ -221,6 +221,35 @@ TEST_F(Records, OfTheRepeatedAutumnHourHaveTheTimesThatTheirOrderGives)
     EXPECT_EQ(utc, (Texts{"23:59:59", "00:30:00", "01:10:00", "01:30:00", "02:00:00"}));
 }
 
+TEST_F(Records, OfAFileThatBeginsInTheRepeatedHourHaveTheTimeOfItsCreation)
+{
+    ASSERT_TRUE(use_zone("Europe/Berlin"));
+    test::write_file(path("begun"), "2024-10-27 02:40:00.000 *vtq* x\n");
+    for (const auto& [created, taken_for] : {std::pair{"2024-10-27 00:39Z", "00:40"},
+                                             {"2024-10-27 01:40Z", "01:40"},
+                                             {"2024-10-27 07:00Z", "00:40"}}) // a copy
+    {
+        LogName name;
+        name.path = path("begun");
+        name.created = static_cast<uint64_t>(*time_from(created, 0) - file_time(0)) * 10;
+        LogReader reader(name, 0);
+        ASSERT_NE(reader.look(moment), LogReader::Head::none);
+        EXPECT_EQ(utc_text(reader.take().time).substr(11, 5), taken_for);
+    }
+}
+
+TEST_F(Records, OfAFileThatCantBeReadAreMissedAloudAndThoseOfOthersCome)
+{
+    append(day, at(1) + "one\n");
+    append(day_1, at(2) + "two\n");
+    PlinthTestFail("open", 1, 1, EACCES);
+    const Texts texts = come(*open({folder}));
+    PlinthTestReset();
+    ASSERT_EQ(texts.size(), 2u);
+    EXPECT_NE(texts[0].find("can't be opened"), std::string::npos) << texts[0];
+    EXPECT_EQ(texts[1], "two");
+}
+
 TEST_F(Records, FilesThatAreCutReplacedOrRemovedAreNoticedAndOnesThatComeLaterFollowed)
 {
     const auto source = open({folder}); // which is empty
