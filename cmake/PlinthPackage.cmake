@@ -79,7 +79,8 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "cmake (>= 3.25), pkgconf")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "plinth system layer for desktop applications (tools)
 ${what}This package holds the programs that show what applications trace, live or
-from the log, and what is in a module file.")
+from the log, and what is in a module file, and that hand the log to the system's
+collectors; with ready files for rsyslog, syslog-ng and the journal.")
 
 set(CPACK_DEBIAN_DESKTOP_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DESKTOP_DESCRIPTION "plinth system layer for desktop applications (windows)

@@ -28,6 +28,9 @@ foreach(pair IN LISTS CPACK_PLINTH_DEBIAN_PACKAGES)
     file(COPY ${CPACK_PLINTH_SOURCE}/examples/consumer ${CPACK_PLINTH_SOURCE}/examples/guide
          ${CPACK_PLINTH_SOURCE}/examples/port DESTINATION ${documents}/examples)
   endif()
+  if(package STREQUAL "plinth-tools")
+    file(COPY ${CPACK_PLINTH_SOURCE}/examples/collecting DESTINATION ${documents}/examples)
+  endif()
   # Whatever umask the packager has.
   execute_process(COMMAND chmod -R u+rwX,go=rX ${root} COMMAND_ERROR_IS_FATAL ANY)
 endforeach()

@@ -183,6 +183,15 @@ class Resuming(unittest.TestCase):
         self.check(kept + objects_of(rest), 1, 4000)
         self.assertEqual(export("--cursor", CURSOR), "", "the input was read to its end")
 
+    def test_an_output_that_was_removed_ends_it_and_what_was_in_it_comes_again(self):
+        with Running("--output", OUTPUT, stderr=subprocess.PIPE) as running:
+            until(lambda: os.path.exists(OUTPUT))
+            os.remove(OUTPUT)
+            talk("items:w0/10/2")
+            self.assertEqual(running.wait(PATIENCE), 1)
+            self.assertIn(b"removed or replaced", running.stderr.read())
+        self.check(objects_of(export("--cursor", CURSOR)), 1, 10)
+
     def test_ending_it_by_a_signal_loses_nothing(self):
         with Running(stdout=subprocess.PIPE) as running:
             talk("items:w0/10/2")

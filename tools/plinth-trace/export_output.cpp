@@ -36,6 +36,7 @@ void ExportOutput::open()
                          FILE_ATTRIBUTE_NORMAL, nullptr);
     if (m_file == INVALID_HANDLE_VALUE)
         fail(GetLastError());
+    m_id = regular_file_id(wide_from_utf8(*m_path));
     LONG high = 0;
     const DWORD low = SetFilePointer(m_file, 0, &high, FILE_END);
     m_size = uint64_t{static_cast<DWORD>(high)} << 32 | low;
@@ -108,7 +109,13 @@ void ExportOutput::write_standard_output() const
 
 void ExportOutput::sync()
 {
-    if (m_path && !FlushFileBuffers(m_file))
+    if (!m_path)
+        return;
+    if (regular_file_id(wide_from_utf8(*m_path)) != m_id)
+        throw Failure(exit_failed, *m_path +
+                                       " was removed or replaced by another program; the next "
+                                       "export repeats what was written last");
+    if (!FlushFileBuffers(m_file))
         fail(GetLastError());
 }
 

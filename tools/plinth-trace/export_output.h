@@ -13,6 +13,8 @@
 
 #include <windows.h>
 
+#include "regular_file.h"
+
 namespace trace
 {
 
@@ -31,7 +33,8 @@ public:
     size_t waiting() const { return m_waiting.size(); }
     // Fails as trace::put does.
     void flush();
-    // To the disk, if it is a file.
+    // To the disk, if it is a file. Failure if the path no longer names the file: what was written
+    // is out of reach.
     void sync();
 
     bool is_file() const { return m_path.has_value(); }
@@ -45,6 +48,7 @@ private:
     const std::optional<std::string> m_path;
     const std::optional<size_t> m_largest;
     HANDLE m_file = INVALID_HANDLE_VALUE;
+    std::optional<FileId> m_id;
     uint64_t m_size = 0; // of the file
     std::string m_waiting;
     std::vector<size_t> m_ends; // of the records in it

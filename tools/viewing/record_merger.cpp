@@ -107,7 +107,12 @@ void RecordMerger::place(const Reader& reader, LogReader::Head head, const Momen
         m_open.erase(last);
     }
     else if (head == LogReader::Head::partial || !reader->is_gone())
+    {
         m_idle.push_back(reader);
+        // Thousands may come to their ends before the next sweep.
+        if (reader->is_open() && ++m_open_idle > 2 * most_open)
+            limit_open_idle();
+    }
 }
 
 void RecordMerger::limit_open_idle()
@@ -115,6 +120,7 @@ void RecordMerger::limit_open_idle()
     std::vector<Reader> open;
     std::copy_if(m_idle.begin(), m_idle.end(), std::back_inserter(open),
                  [](const Reader& reader) { return reader->is_open(); });
+    m_open_idle = std::min(open.size(), most_open);
     if (open.size() <= most_open)
         return;
     const auto quiet = open.end() - most_open;

@@ -59,6 +59,7 @@ private:
     std::set<Reader, Earlier> m_heads; // with a record
     std::set<Reader, Earlier> m_open;  // those of them that are open
     std::vector<Reader> m_idle;        // read to their ends
+    size_t m_open_idle = 0;            // about so many of them are open
     Reader m_giver;
     Moment m_swept{};
     bool m_follows = true;

@@ -311,15 +311,21 @@ TEST_F(Records, OfHundredsOfFilesComeInOrderWithFewOfThemOpen)
         append("qvapp_2024-03-05_(" + std::to_string(i % files) + ").log",
                at(i) + expected.back() + "\n");
     }
-    const auto source = open({folder});
+    const auto open_files = []
+    {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return std::count_if(begin(all), end(all),
+                             [](const auto& entry) { return entry.is_symlink(); });
+    };
+    const auto source = open({folder}, {.follows = false});
     Record record;
     ASSERT_TRUE(source->next(record, 0));
-    size_t open_files = 0;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
-        open_files += entry.is_symlink() ? 1 : 0;
-    EXPECT_LT(open_files, 200u);
-    expected.erase(expected.begin());
-    EXPECT_EQ(come(*source), expected);
+    EXPECT_LT(open_files(), 200);
+    Texts texts = {"0"};
+    while (source->next(record, 0)) // without another look at the folder
+        texts.push_back(record.text.substr(stamp_of(record.text)->length));
+    EXPECT_EQ(texts, expected);
+    EXPECT_LT(open_files(), 200);
 }
 
 TEST_F(Records, AreBoundedByTimesAndByTheNumberOfTheLast)
