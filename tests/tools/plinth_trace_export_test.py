@@ -2,6 +2,7 @@
 
 As plinth_trace_test.py, whose helpers it has.
 """
+import fcntl
 import os
 import re
 import resource
@@ -9,6 +10,7 @@ import signal
 import socket
 import struct
 import subprocess
+import termios
 import time
 import unittest
 
@@ -174,7 +176,9 @@ class Resuming(unittest.TestCase):
         with Running(stdout=subprocess.PIPE, stderr=subprocess.PIPE) as running:
             while len(kept) < 50:
                 kept.append(running.stdout.readline())
-            time.sleep(1)  # in which more was written, and the cursor saved
+            # More is written than the export writes at once: the cursor was saved in between.
+            until(lambda: struct.unpack("i", fcntl.ioctl(
+                running.stdout, termios.FIONREAD, bytes(4)))[0] > 52 << 10)
             running.stdout.close()
             self.assertEqual(running.wait(PATIENCE), 0)
             self.assertEqual(running.stderr.read(), b"")
@@ -236,6 +240,11 @@ class Cursors(unittest.TestCase):
                 self.assertEqual(file.read(), content)
         with open(CURSOR, "wb") as file:
             file.write(good)
+        for cursor, given, why in ((ROOT, LOGS, "no regular file"), (CURSOR, "missing", "missing can't"),
+                                   ("missing/cursor", LOGS, "can't be locked")):
+            result = trace("export", "--cursor", cursor, "--input", given)
+            self.assertEqual((result.returncode, result.stdout), (1, ""), why)
+            self.assertIn(why, result.stderr)
         other = trace("export", "--cursor", CURSOR, "--input", ROOT)
         self.assertEqual((other.returncode, other.stdout), (1, ""))
         self.assertIn(f"belongs to an export of {LOGS}", other.stderr)

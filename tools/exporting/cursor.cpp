@@ -69,6 +69,8 @@ void Cursor::lock()
 
 void Cursor::read()
 {
+    if (!regular_file_id(wide_from_utf8(m_path)))
+        refuse(m_path, "is no regular file");
     LogName name;
     name.path = m_path;
     const LogFile file(name);

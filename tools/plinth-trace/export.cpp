@@ -35,6 +35,7 @@ int export_records(Options& options)
 {
     ExportOptions wanted;
     wanted.inputs = take_values(options, "--input");
+    wanted.may_be_missing = wanted.inputs.empty();
     if (wanted.inputs.empty())
         wanted.inputs.push_back(default_log_folder());
     wanted.cursor = options.take_value("--cursor");
@@ -49,6 +50,7 @@ int export_records(Options& options)
     }
     wanted.bounds = take_log_bounds(options);
     wanted.bounds.follows = options.take_flag("--follow");
+    wanted.may_be_missing = wanted.may_be_missing || wanted.bounds.follows;
     if (wanted.bounds.tail)
         options.refuse("--tail is for those who look at the log; --since bounds an export");
     if (wanted.largest && !wanted.output)

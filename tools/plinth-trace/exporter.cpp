@@ -69,7 +69,7 @@ Exporter::Exporter(ExportOptions options)
           [this]
           {
               m_options.inputs = absolute(m_options.inputs);
-              LogInputs inputs(m_options.inputs, true);
+              LogInputs inputs(m_options.inputs, m_options.may_be_missing);
               if (m_options.cursor)
                   m_cursor.emplace(*m_options.cursor, native(m_options.inputs));
               return inputs;

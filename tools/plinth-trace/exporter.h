@@ -23,6 +23,7 @@ namespace trace
 struct ExportOptions
 {
     std::vector<std::string> inputs{};
+    bool may_be_missing = false; // a program may make the inputs later
     LogBounds bounds{};
     ExportFormat format = ExportFormat::json;
     std::optional<std::string> cursor{};
