@@ -1,4 +1,6 @@
-// What viewers read out of foreign texts: lines, records, window tags, stamps, names of log files.
+// What viewers read out of foreign texts: lines, records, window tags, stamps, names of log files,
+// cursors of exports.
+#include "cursor_text.h"
 #include "debugging/window_tag.h"
 #include "fuzz_target.h"
 #include "line_splitter.h"
@@ -69,6 +71,27 @@ void try_stamp(const std::string& text)
     check(again && trace::time_of(*again) == time, "the time of a stamp");
 }
 
+// Whatever is in a path, a cursor gives it back.
+void try_cursor(const std::string& text)
+{
+    std::vector<std::string> inputs;
+    trace::CursorEntries entries;
+    trace::parse_cursor(text, inputs, entries);
+    if (text.empty())
+        return;
+    trace::CursorEntry entry;
+    entry.mark = {1, text.size()};
+    entry.progress.offset = text.size();
+    const std::vector<std::string> wanted_inputs{text, "another"};
+    const trace::CursorEntries wanted{{text, entry}, {"another", {}}};
+    inputs.clear();
+    entries.clear();
+    const std::string cursor = trace::cursor_text(wanted_inputs, wanted);
+    check(trace::parse_cursor(cursor, inputs, entries) == trace::CursorState::good &&
+              inputs == wanted_inputs && entries == wanted,
+          "what is in a cursor");
+}
+
 } // namespace
 
 void fuzz::run(Input input)
@@ -80,6 +103,7 @@ void fuzz::run(Input input)
     try_records(text);
     try_window(text);
     try_stamp(text);
+    try_cursor(text);
     if (trace::LogName name; trace::parse_log_name(text, name))
         check(name.date.size() == 10 && name.number <= 999'999'999 && text.find(name.date) == 6,
               "a log file's name");
