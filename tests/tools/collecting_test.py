@@ -1,5 +1,5 @@
-"""The recipes of examples/collecting with the daemons that they are for: three machines that log, one
-that collects, and programs that are killed meanwhile.
+"""The recipes of examples/collecting with the daemons that they are for: three machines that log,
+one that collects, and programs that are killed meanwhile.
 
 The files are those that set-up lays out, with other folders and another port; what systemd does for
 a unit this test does. CTest runs it for some hundred records; scripts/soak for 100,000, and also
@@ -189,7 +189,7 @@ class Collecting(unittest.TestCase):
             if line == after or not after.startswith(line)))
 
     def by_syslog(self, kind, command, head):
-        """A way of collecting for check. command: of the daemon, of a folder and its configuration."""
+        """A way of collecting for check. command: of the daemon with a folder and configuration."""
         def start_daemon(name, folder, text):
             conf = os.path.join(folder, "conf")
             with open(conf, "w", encoding="utf-8") as file:

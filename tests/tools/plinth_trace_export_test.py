@@ -67,8 +67,7 @@ def from_journal(entries):
     return records
 
 class Running(subprocess.Popen):
-    """An export that goes on running, with the cursor; its output is a file unless arguments say
-    otherwise."""
+    """An export that goes on running, with the cursor."""
 
     def __init__(self, *arguments, **more):
         super().__init__([TRACE, "export", "--follow", "--cursor", CURSOR, *arguments],
@@ -240,7 +239,8 @@ class Cursors(unittest.TestCase):
                 self.assertEqual(file.read(), content)
         with open(CURSOR, "wb") as file:
             file.write(good)
-        for cursor, given, why in ((ROOT, LOGS, "no regular file"), (CURSOR, "missing", "missing can't"),
+        for cursor, given, why in ((ROOT, LOGS, "no regular file"),
+                                   (CURSOR, "missing", "missing can't"),
                                    ("missing/cursor", LOGS, "can't be locked")):
             result = trace("export", "--cursor", cursor, "--input", given)
             self.assertEqual((result.returncode, result.stdout), (1, ""), why)
