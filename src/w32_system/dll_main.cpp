@@ -7,6 +7,8 @@
 // first and may still trace.
 //
 // The workers of asynchronous transfers end before anything that they use goes.
+#include <new>
+
 #include <windows.h>
 
 #include "file/async_io.h"
@@ -43,6 +45,16 @@ bool FileModuleMain(DWORD reason, const WorkerWait* wait)
     }
 }
 
+// A load has nobody who could take an exception. Without memory a trace is lost.
+void WithoutException(void (*step)())
+try
+{
+    step();
+}
+catch (const std::bad_alloc&)
+{
+}
+
 bool LibraryMain(HMODULE module, DWORD reason, const WorkerWait* wait)
 {
     DisableThreadLibraryCalls(module);
@@ -51,8 +63,8 @@ bool LibraryMain(HMODULE module, DWORD reason, const WorkerWait* wait)
     {
         // rdtsc_initialize opens the log and traces before the time base has started: the first
         // record's times come from the millisecond tick.
-        CQvLogFile::Initialize();
-        rdtsc_initialize();
+        WithoutException(CQvLogFile::Initialize);
+        WithoutException([] { rdtsc_initialize(); });
         QvTimeBaseStart();
         GetVersionExW(&CQvWinVersion::s_osVersionInfo);
     }

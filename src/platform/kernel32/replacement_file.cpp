@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <string_view>
+#include <utility>
 
 #include "share_modes.h"
 #include "system/calls.h"
@@ -121,11 +122,11 @@ bool ReplacementFile::open_named()
     remove_leftovers(folder_of(m_target));
     for (int attempt = 0; attempt < attempts; ++attempt)
     {
-        const std::string name = temporary_beside(m_target);
+        std::string name = temporary_beside(m_target);
         m_fd = sys::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL, private_mode);
         if (m_fd < 0)
             return false;
-        m_name = name;
+        m_name = std::move(name); // a copy could fail, and nobody would close the file
         // Taken by somebody who takes it for a leftover.
         if (lock_owner_byte(m_fd, F_WRLCK) || (errno != EAGAIN && errno != EACCES))
             return true;
@@ -140,10 +141,10 @@ bool ReplacementFile::give_name()
 {
     remove_leftovers(folder_of(m_target));
     lock_owner_byte(m_fd, F_WRLCK);
-    const std::string name = temporary_beside(m_target);
+    std::string name = temporary_beside(m_target);
     if (sys::link_open_file(m_fd, name.c_str()) != 0)
         return false;
-    m_name = name;
+    m_name = std::move(name);
     return true;
 }
 
