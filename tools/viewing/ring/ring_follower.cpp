@@ -1,0 +1,180 @@
+#include "ring_follower.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "ring_records.h"
+
+namespace trace
+{
+
+namespace
+{
+
+constexpr std::chrono::seconds most_silence{2}; // of a writer that runs
+constexpr std::chrono::milliseconds several_beats{300};
+
+// What the ring says of ids and names is only remembered up to here.
+constexpr size_t most_names = 2048;
+
+} // namespace
+
+bool RingFollower::open()
+{
+    if (m_reader)
+        return true;
+    if (!m_memory.open(RingMemory::Access::read))
+        return false;
+    m_reader = std::make_unique<RingReader>(m_memory.view());
+    m_known_epoch = m_reader->epoch();
+    m_holder = m_reader->holder();
+    m_heartbeat = m_holder.heartbeat;
+    // There is no former look to compare with, so the writer's own word has to do.
+    if (m_holder.alive > 0)
+    {
+        m_last_sign = believed(m_holder.alive);
+        if (m_heartbeat != 0 && current_time() - m_last_sign < second)
+            m_beat_seen = Clock::now();
+    }
+    is_joined();
+    return true;
+}
+
+void RingFollower::close()
+{
+    m_reader.reset();
+    m_memory.close();
+}
+
+bool RingFollower::is_joined()
+{
+    const uint64_t epoch = m_reader->epoch();
+    if (m_reader->has_joined() && epoch == m_reader->cursor().epoch)
+    {
+        m_other_epoch = 0;
+        return true;
+    }
+    return epoch != 0 && join(epoch);
+}
+
+bool RingFollower::join(uint64_t epoch)
+{
+    const RingCursor former = m_last;
+    if (epoch == m_known_epoch)
+    {
+        if (!m_reader->join_at_end())
+            return false;
+        m_last = m_reader->cursor();
+        // The numbers went on while this viewer could not read.
+        if (former.epoch == epoch && m_last.number > former.number)
+        {
+            m_taken += m_last.number - former.number;
+            m_waiting.push_back(loss_in_ring(m_last.number - former.number, false));
+        }
+        return true;
+    }
+    // One that was here before an epoch began has a right to all of it.
+    if ((m_known_epoch != 0 && !has_stayed(epoch)) || !m_reader->join_at_start())
+        return false;
+    m_last = m_reader->cursor();
+    m_known_epoch = m_last.epoch;
+    if (former.epoch != 0)
+        m_waiting.push_back(loss_by_damage());
+    return true;
+}
+
+// A scribbled word is right again by then.
+bool RingFollower::has_stayed(uint64_t epoch)
+{
+    const Clock::time_point now = Clock::now();
+    if (std::exchange(m_other_epoch, epoch) != epoch)
+        m_other_seen = now;
+    return now - m_other_seen >= several_beats;
+}
+
+bool RingFollower::next(Record& record)
+{
+    if (m_waiting.empty() && m_reader && is_joined())
+        read();
+    if (m_waiting.empty())
+        return false;
+    record = std::move(m_waiting.front());
+    m_waiting.pop_front();
+    return true;
+}
+
+// Up to what is worth a record.
+void RingFollower::read()
+{
+    RingItem item;
+    RingRead result = RingRead::item;
+    while (m_waiting.empty() && result != RingRead::nothing && result != RingRead::broken)
+    {
+        result = m_reader->next(item);
+        if (result == RingRead::broken)
+            break;
+        m_taken += m_reader->cursor().number - m_last.number;
+        m_last = m_reader->cursor();
+        if (result == RingRead::lost && m_reader->lost() > 0)
+            m_waiting.push_back(loss_in_ring(m_reader->lost(), m_reader->was_overtaken()));
+        else if (result == RingRead::item)
+            keep(item);
+    }
+}
+
+void RingFollower::keep(RingItem& item)
+{
+    if (const uint64_t count = m_reader->take_unheard())
+        m_waiting.push_back(unheard_record(count));
+    if (m_reader->take_missed_gaps() > 0)
+        m_waiting.push_back(gap_record(unknown_time, unknown_time, ""));
+    if (item.kind == RingItemKind::gap)
+    {
+        const Time until = believed(item.time);
+        const bool is_sound = item.since > 0 && item.since <= until;
+        m_waiting.push_back(gap_record(is_sound ? item.since : unknown_time, until,
+                                       program_text(item.process, item.name)));
+    }
+    else if (item.kind == RingItemKind::text)
+    {
+        m_last_sign = std::max(m_last_sign, believed(item.time));
+        m_waiting.push_back({.time = believed(item.time),
+                             .process = item.process,
+                             .name = shared_name(item.process, item.name),
+                             .text = std::move(item.text)});
+    }
+}
+
+std::shared_ptr<const std::string> RingFollower::shared_name(uint32_t process, std::string& name)
+{
+    if (name.empty())
+        return nullptr;
+    if (m_names.size() >= most_names && !m_names.contains(process))
+        m_names.clear();
+    std::shared_ptr<const std::string>& known = m_names[process];
+    if (!known || *known != name)
+        known = std::make_shared<const std::string>(std::move(name));
+    return known;
+}
+
+bool RingFollower::holder_runs(Clock::time_point now)
+{
+    if (!m_reader)
+        return false;
+    m_holder = m_reader->holder();
+    if (std::exchange(m_heartbeat, m_holder.heartbeat) != m_holder.heartbeat)
+    {
+        m_beat_seen = now;
+        m_last_sign = believed(m_holder.alive);
+    }
+    return m_heartbeat != 0 && m_beat_seen && now - *m_beat_seen < most_silence;
+}
+
+std::optional<RingCursor> RingFollower::end() const
+{
+    if (!m_reader || !m_reader->has_joined() || !m_reader->is_at_end())
+        return std::nullopt;
+    return m_reader->cursor();
+}
+
+} // namespace trace

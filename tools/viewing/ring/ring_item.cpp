@@ -1,0 +1,44 @@
+#include "ring_item.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace trace
+{
+
+void store_words(RingWord* to, const void* from, size_t bytes)
+{
+    const char* const source = static_cast<const char*>(from);
+    for (size_t done = 0; done < bytes; done += sizeof(RingWord))
+    {
+        uint64_t word = 0;
+        std::memcpy(&word, source + done, std::min(sizeof word, bytes - done));
+        (to++)->store(word, std::memory_order_relaxed);
+    }
+}
+
+void load_words(void* to, const RingWord* from, size_t bytes)
+{
+    char* const target = static_cast<char*>(to);
+    for (size_t done = 0; done < bytes; done += sizeof(RingWord))
+    {
+        const uint64_t word = (from++)->load(std::memory_order_relaxed);
+        std::memcpy(target + done, &word, std::min(sizeof word, bytes - done));
+    }
+}
+
+RingItemHead head_of(const RingItemView& item)
+{
+    RingItemHead head{};
+    head.kind = item.kind;
+    head.time = item.time;
+    head.since = item.since;
+    head.process = item.process;
+    head.name_size = static_cast<uint16_t>(std::min(item.name.size(), longest_ring_name));
+    head.text_size = static_cast<uint16_t>(std::min(item.text.size(), longest_ring_text));
+    const size_t bytes = sizeof head + head.name_size + head.text_size;
+    head.size = static_cast<uint32_t>((bytes + sizeof(RingWord) - 1) & ~(sizeof(RingWord) - 1));
+    return head;
+}
+
+} // namespace trace

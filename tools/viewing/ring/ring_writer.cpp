@@ -1,0 +1,163 @@
+#include "ring_writer.h"
+
+#include <algorithm>
+
+namespace trace
+{
+
+namespace
+{
+
+constexpr auto relaxed = std::memory_order_relaxed;
+
+constexpr uint64_t no_segment = UINT64_MAX;
+
+uint64_t end_of_segment(uint64_t position)
+{
+    return (position / ring_segment_size + 1) * ring_segment_size;
+}
+
+} // namespace
+
+RingWriter::RingWriter(const RingView& ring, const RingCursor& cursor)
+    : m_ring(ring), m_cursor(cursor), m_reserved(end_of_segment(cursor.at)),
+      m_updates(ring.header->begun.load(relaxed))
+{
+    for (size_t i = 0; i < ring_segments; ++i)
+        m_segments[i] = {ring.header->segments[i].sequence.load(relaxed),
+                         ring.header->segments[i].first.load(relaxed)};
+    if (cursor.at % ring_segment_size == 0)
+        enter_segment(); // the former writer may have been killed on its way into it
+}
+
+RingWriter::RingWriter(const RingView& ring, uint64_t epoch)
+    : m_ring(ring), m_cursor{.epoch = epoch}, m_reserved(0)
+{
+    RingHeader& header = *ring.header;
+    header.epoch.store(0, relaxed);
+    std::atomic_thread_fence(std::memory_order_release); // no reader takes the old epoch for it
+    m_segments.fill({no_segment, 0});
+    for (RingSegment& segment : header.segments)
+        segment.sequence.store(no_segment, relaxed);
+    header.reserved.store(0, relaxed);
+    commit();
+    header.epoch.store(epoch, std::memory_order_release);
+}
+
+void RingWriter::sign(uint32_t process, const std::string& name)
+{
+    m_process = process;
+    m_name = name.substr(0, sizeof(RingHeader::holder_name) - 1);
+    m_name.resize(sizeof(RingHeader::holder_name));
+}
+
+void RingWriter::put_text(const RingItemView& item)
+{
+    put(item);
+}
+
+void RingWriter::put_gap(RingItemView item)
+{
+    item.kind = RingItemKind::gap;
+    ++m_cursor.gaps;
+    put(item);
+}
+
+void RingWriter::put_unheard(uint64_t count, Time time)
+{
+    m_cursor.unheard += count;
+    put({.kind = RingItemKind::mark, .time = time});
+}
+
+void RingWriter::put(const RingItemView& item)
+{
+    RingItemHead head = head_of(item);
+    make_room(head.size);
+    head.number = m_cursor.number;
+    head.unheard = m_cursor.unheard;
+    head.gaps = m_cursor.gaps;
+    write(head, item);
+    m_cursor.at += head.size;
+    if (item.kind == RingItemKind::text)
+        ++m_cursor.number;
+    commit();
+}
+
+// Goes on to the next segment if the rest of this one is too small.
+void RingWriter::make_room(uint32_t size)
+{
+    const uint64_t rest = m_reserved - m_cursor.at;
+    if (rest >= size)
+        return;
+    if (rest >= sizeof(RingItemHead))
+    {
+        RingItemHead end{};
+        end.size = static_cast<uint32_t>(rest);
+        end.kind = RingItemKind::rest;
+        store_words(m_ring.at(m_cursor.at), &end, sizeof end);
+    }
+    m_cursor.at = m_reserved;
+    enter_segment();
+}
+
+void RingWriter::enter_segment()
+{
+    const uint64_t sequence = m_cursor.at / ring_segment_size;
+    m_reserved = m_cursor.at + ring_segment_size;
+    m_ring.header->reserved.store(m_reserved, relaxed);
+    std::atomic_thread_fence(std::memory_order_release); // readers see it before new bytes
+    m_segments[sequence % ring_segments] = {sequence, m_cursor.number};
+    RingSegment& segment = m_ring.header->segments[sequence % ring_segments];
+    segment.first.store(m_cursor.number, relaxed);
+    segment.sequence.store(sequence, std::memory_order_release);
+}
+
+void RingWriter::write(const RingItemHead& head, const RingItemView& item)
+{
+    constexpr size_t longest = sizeof head + longest_ring_name + longest_ring_text;
+    char bytes[longest];
+    char* end = std::copy_n(reinterpret_cast<const char*>(&head), sizeof head, bytes);
+    end = std::copy_n(item.name.data(), head.name_size, end);
+    end = std::copy_n(item.text.data(), head.text_size, end);
+    store_words(m_ring.at(m_cursor.at), bytes, static_cast<size_t>(end - bytes));
+}
+
+void RingWriter::commit()
+{
+    RingHeader& header = *m_ring.header;
+    ++m_updates;
+    header.begun.store(m_updates, relaxed);
+    std::atomic_thread_fence(std::memory_order_release);
+    header.number.store(m_cursor.number, relaxed);
+    header.unheard.store(m_cursor.unheard, relaxed);
+    header.gaps.store(m_cursor.gaps, relaxed);
+    header.committed.store(m_cursor.at, std::memory_order_release);
+    header.ended.store(m_updates, std::memory_order_release);
+}
+
+void RingWriter::beat(Time time)
+{
+    RingHeader& header = *m_ring.header;
+    header.epoch.store(m_cursor.epoch, relaxed);
+    header.reserved.store(m_reserved, relaxed);
+    for (size_t i = 0; i < ring_segments; ++i)
+    {
+        header.segments[i].first.store(m_segments[i][1], relaxed);
+        header.segments[i].sequence.store(m_segments[i][0], relaxed);
+    }
+    commit();
+    store_words(header.holder_name.data(), m_name.data(), m_name.size());
+    header.alive.store(static_cast<uint64_t>(time), relaxed);
+    header.holder.store(m_process, relaxed);
+    constexpr int bits_of_process = 32;
+    header.heartbeat.store(uint64_t{m_process} << bits_of_process | ++m_beats,
+                           std::memory_order_release);
+}
+
+void RingWriter::end(Time time)
+{
+    beat(time);
+    m_ring.header->heartbeat.store(0, std::memory_order_release);
+}
+
+} // namespace trace
