@@ -43,7 +43,7 @@ std::string ChannelState::what() const
     switch (m_access)
     {
     case ChannelAccess::holding:
-        break;
+        return channel + (m_holder.empty() ? "" : ", and can't pass its records on: " + m_holder);
     case ChannelAccess::following:
         return channel + ", which " + m_holder + " has and passes on";
     case ChannelAccess::stalled:

@@ -42,7 +42,7 @@ Listener::Listener(TakeOverWatcher watcher) : m_watcher(std::move(watcher))
     m_follower.holder_runs();
     m_is_holder = look_at_channel();
     if (m_is_holder)
-        m_state.set(ChannelAccess::holding, "");
+        begin_to_hold(); // here, so that a viewer that comes next follows this one
     else if (!m_channel.problem().empty())
         throw Failure(exit_failed, "the debug string channel can't be had: " + m_channel.problem());
     m_state.take_news(); // what() has it
@@ -91,6 +91,8 @@ void Listener::run()
         {
             looked = now;
             m_is_holder = look_at_channel();
+            if (m_is_holder)
+                begin_to_hold();
         }
     }
     if (m_is_holder)
@@ -149,6 +151,7 @@ bool Listener::read_ring()
         m_queue.put(std::exchange(record, {}));
     }
     m_taken = m_follower.taken();
+    m_has_followed = m_has_followed || count > 0;
     return count == most_at_once;
 }
 
@@ -163,7 +166,6 @@ void Listener::read_rest_of_ring()
 
 void Listener::hold()
 {
-    begin_to_hold();
     SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_TIME_CRITICAL);
     m_channel.free_buffer();
     m_watcher(TakeOverStep::listening);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "process_names.h"
 #include "ring_records.h"
 
 namespace trace
@@ -12,7 +13,7 @@ namespace
 {
 
 constexpr std::chrono::seconds most_silence{2}; // of a writer that runs
-constexpr std::chrono::milliseconds several_beats{300};
+constexpr std::chrono::milliseconds several_beats{300}; // a scribbled word is right again
 
 // What the ring says of ids and names is only remembered up to here.
 constexpr size_t most_names = 2048;
@@ -33,7 +34,8 @@ bool RingFollower::open()
     if (m_holder.alive > 0)
     {
         m_last_sign = believed(m_holder.alive);
-        if (m_heartbeat != 0 && current_time() - m_last_sign < second)
+        if (m_heartbeat != 0 && current_time() - m_last_sign < second &&
+            facts_of(m_holder.process))
             m_beat_seen = Clock::now();
     }
     is_joined();
@@ -46,50 +48,51 @@ void RingFollower::close()
     m_memory.close();
 }
 
+// Whether the reader has a place in the ring.
 bool RingFollower::is_joined()
 {
     const uint64_t epoch = m_reader->epoch();
-    if (m_reader->has_joined() && epoch == m_reader->cursor().epoch)
+    if (!m_reader->has_joined() && epoch == m_known_epoch)
+        return join_at_end();
+    if (epoch == 0 || epoch == m_known_epoch)
     {
         m_other_epoch = 0;
-        return true;
+        return m_reader->has_joined();
     }
-    return epoch != 0 && join(epoch);
+    return join_new_epoch(epoch);
 }
 
-bool RingFollower::join(uint64_t epoch)
+// At first, and when the place where the reader was can't be read.
+bool RingFollower::join_at_end()
 {
-    const RingCursor former = m_last;
-    if (epoch == m_known_epoch)
-    {
-        if (!m_reader->join_at_end())
-            return false;
-        m_last = m_reader->cursor();
-        // The numbers went on while this viewer could not read.
-        if (former.epoch == epoch && m_last.number > former.number)
-        {
-            m_taken += m_last.number - former.number;
-            m_waiting.push_back(loss_in_ring(m_last.number - former.number, false));
-        }
-        return true;
-    }
-    // One that was here before an epoch began has a right to all of it.
-    if ((m_known_epoch != 0 && !has_stayed(epoch)) || !m_reader->join_at_start())
+    if (!m_reader->join_at_end())
         return false;
-    m_last = m_reader->cursor();
-    m_known_epoch = m_last.epoch;
-    if (former.epoch != 0)
-        m_waiting.push_back(loss_by_damage());
+    const RingCursor former = std::exchange(m_last, m_reader->cursor());
+    m_broken_since.reset();
+    if (former.epoch == m_last.epoch && m_last.number > former.number)
+    {
+        m_taken += m_last.number - former.number;
+        m_waiting.push_back(loss_in_ring(m_last.number - former.number, false));
+    }
     return true;
 }
 
-// A scribbled word is right again by then.
-bool RingFollower::has_stayed(uint64_t epoch)
+// A viewer that was here before an epoch began has a right to all of it.
+bool RingFollower::join_new_epoch(uint64_t epoch)
 {
     const Clock::time_point now = Clock::now();
     if (std::exchange(m_other_epoch, epoch) != epoch)
         m_other_seen = now;
-    return now - m_other_seen >= several_beats;
+    // The first writer's ring is empty before. Later on the word may be scribbled.
+    if (m_known_epoch != 0 && now - m_other_seen < several_beats)
+        return false;
+    if (!m_reader->join_at_start())
+        return false;
+    const RingCursor former = std::exchange(m_last, m_reader->cursor());
+    m_known_epoch = m_last.epoch;
+    if (former.epoch != 0)
+        m_waiting.push_back(loss_by_damage());
+    return true;
 }
 
 bool RingFollower::next(Record& record)
@@ -108,11 +111,9 @@ void RingFollower::read()
 {
     RingItem item;
     RingRead result = RingRead::item;
-    while (m_waiting.empty() && result != RingRead::nothing && result != RingRead::broken)
+    while (m_waiting.empty() && (result == RingRead::item || result == RingRead::lost))
     {
         result = m_reader->next(item);
-        if (result == RingRead::broken)
-            break;
         m_taken += m_reader->cursor().number - m_last.number;
         m_last = m_reader->cursor();
         if (result == RingRead::lost && m_reader->lost() > 0)
@@ -120,6 +121,12 @@ void RingFollower::read()
         else if (result == RingRead::item)
             keep(item);
     }
+    if (result != RingRead::broken)
+        m_broken_since.reset();
+    else if (!m_broken_since)
+        m_broken_since = Clock::now();
+    else if (Clock::now() - *m_broken_since >= several_beats)
+        join_at_end();
 }
 
 void RingFollower::keep(RingItem& item)

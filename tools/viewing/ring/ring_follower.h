@@ -47,8 +47,8 @@ public:
 
 private:
     bool is_joined();
-    bool join(uint64_t epoch);
-    bool has_stayed(uint64_t epoch);
+    bool join_at_end();
+    bool join_new_epoch(uint64_t epoch);
     void read();
     void keep(RingItem& item);
     std::shared_ptr<const std::string> shared_name(uint32_t process, std::string& name);
@@ -61,6 +61,7 @@ private:
     uint64_t m_other_epoch = 0; // one that has come since
     Clock::time_point m_other_seen{};
     uint64_t m_taken = 0;
+    std::optional<Clock::time_point> m_broken_since;
     RingHolder m_holder;
     uint64_t m_heartbeat = 0;
     std::optional<Clock::time_point> m_beat_seen;

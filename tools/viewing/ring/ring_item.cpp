@@ -1,6 +1,7 @@
 #include "ring_item.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace trace
@@ -25,6 +26,20 @@ void load_words(void* to, const RingWord* from, size_t bytes)
         const uint64_t word = (from++)->load(std::memory_order_relaxed);
         std::memcpy(target + done, &word, std::min(sizeof word, bytes - done));
     }
+}
+
+uint64_t check_of(const char* bytes, size_t size)
+{
+    constexpr uint64_t prime = 0x9E3779B97F4A7C15u; // any odd number with bits all over
+    constexpr int turn = 29;
+    uint64_t sum = size;
+    for (size_t done = 0; done < size; done += sizeof sum)
+    {
+        uint64_t word = 0;
+        std::memcpy(&word, bytes + done, std::min(sizeof word, size - done));
+        sum = std::rotl((sum ^ word) * prime, turn);
+    }
+    return sum;
 }
 
 RingItemHead head_of(const RingItemView& item)

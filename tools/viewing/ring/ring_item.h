@@ -24,10 +24,15 @@ using RingItemView = RingItemOf<std::string_view>;
 
 inline constexpr size_t longest_ring_name = 255;  // bytes
 inline constexpr size_t longest_ring_text = 4092; // bytes; the channel's buffer has no more
+inline constexpr size_t longest_ring_item =
+    sizeof(RingItemHead) + longest_ring_name + longest_ring_text + sizeof(RingWord);
 
 // Bytes to and from words of the ring. The last word is filled up with zeroes.
 void store_words(RingWord* to, const void* from, size_t bytes);
 void load_words(void* to, const RingWord* from, size_t bytes);
+
+// A sum that shows whether an item's words are those that were written, with 0 for the sum itself.
+uint64_t check_of(const char* bytes, size_t size);
 
 // A head with the item's sizes, cut to what fits. The rest of the head is the caller's.
 RingItemHead head_of(const RingItemView& item);

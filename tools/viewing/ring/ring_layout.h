@@ -78,8 +78,9 @@ struct RingItemHead
     uint32_t process;
     uint16_t name_size; // bytes
     uint16_t text_size;
+    uint64_t check; // of the whole item: see check_of
 };
-static_assert(sizeof(RingItemHead) == 56 && sizeof(RingItemHead) % sizeof(RingWord) == 0);
+static_assert(sizeof(RingItemHead) == 64 && sizeof(RingItemHead) % sizeof(RingWord) == 0);
 
 // The ring where a process has it mapped. A reader's is read-only memory.
 struct RingView

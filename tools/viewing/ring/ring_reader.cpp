@@ -1,6 +1,8 @@
 #include "ring_reader.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstring>
 #include <utility>
 
 namespace trace
@@ -143,21 +145,26 @@ bool RingReader::load(RingItem& item, RingItemHead& head) const
 {
     const RingWord* const words = m_ring.at(m_cursor.at);
     load_words(&head, words, sizeof head);
+    const uint64_t rest = rest_of_segment(m_cursor.at);
     if (head.kind == RingItemKind::rest)
-        return head.size == rest_of_segment(m_cursor.at);
+        return head.size == rest;
     const size_t bytes = sizeof head + head.name_size + head.text_size;
-    if (head.size % sizeof(RingWord) != 0 || head.size < bytes ||
-        head.size > rest_of_segment(m_cursor.at) || head.size > m_limit - m_cursor.at ||
-        head.name_size > longest_ring_name || head.text_size > longest_ring_text)
+    std::array<char, longest_ring_item> whole;
+    if (head.size % sizeof(RingWord) != 0 || head.size < bytes || head.size > whole.size() ||
+        head.size > rest || head.size > m_limit - m_cursor.at)
         return false;
-    std::array<char, longest_ring_name + longest_ring_text> rest;
-    load_words(rest.data(), words + sizeof head / sizeof(RingWord), bytes - sizeof head);
+    load_words(whole.data(), words, head.size);
+    if (std::memcmp(whole.data(), &head, sizeof head) != 0) // it is just being overwritten
+        return false;
+    std::memset(whole.data() + offsetof(RingItemHead, check), 0, sizeof head.check);
+    if (check_of(whole.data(), head.size) != head.check)
+        return false;
     item.kind = head.kind;
     item.time = head.time;
     item.since = head.since;
     item.process = head.process;
-    item.name.assign(rest.data(), head.name_size);
-    item.text.assign(rest.data() + head.name_size, head.text_size);
+    item.name.assign(whole.data() + sizeof head, head.name_size);
+    item.text.assign(whole.data() + sizeof head + head.name_size, head.text_size);
     return true;
 }
 
@@ -175,12 +182,15 @@ bool RingReader::accept(const RingItemHead& head)
     const bool is_gap = head.kind == RingItemKind::gap;
     const bool is_text = head.kind == RingItemKind::text;
     if ((!is_text && !is_gap && head.kind != RingItemKind::mark) ||
-        head.number != m_cursor.number || !can_follow(head.gaps, m_cursor.gaps, most_gaps) ||
-        !can_follow(head.unheard, m_cursor.unheard, most_unheard))
+        head.number != m_cursor.number)
         return false;
-    m_unheard += head.unheard - m_cursor.unheard;
-    const uint64_t gaps = head.gaps - m_cursor.gaps;
-    m_missed_gaps += gaps > 0 && is_gap ? gaps - 1 : gaps;
+    // Counts that no channel and no viewers can have had are nobody's news.
+    if (can_follow(head.unheard, m_cursor.unheard, most_unheard))
+        m_unheard += head.unheard - m_cursor.unheard;
+    if (can_follow(head.gaps, m_cursor.gaps, most_gaps))
+        m_missed_gaps += head.gaps - m_cursor.gaps;
+    if (is_gap && m_missed_gaps > 0)
+        --m_missed_gaps;
     m_cursor.unheard = head.unheard;
     m_cursor.gaps = head.gaps;
     m_cursor.number += is_text ? 1 : 0;
@@ -188,15 +198,15 @@ bool RingReader::accept(const RingItemHead& head)
     return true;
 }
 
-// Goes on behind what can't be read: at a later segment, else at the end. The cursor always moves
-// on, or the ring is given up.
+// Goes on behind what can't be read: at a later segment, else at the end. The cursor moves on, or
+// stays where it is if the ring doesn't say soundly where its end is.
 RingRead RingReader::skip_ahead()
 {
     const std::optional<Head> end = head();
     if (!end)
         return RingRead::nothing; // the writer's next heartbeat puts it right
     if (end->committed == m_cursor.at || !is_sound(*end, m_cursor.at, m_cursor.number))
-        return give_up();
+        return RingRead::broken;
     const uint64_t passed = end->committed - m_cursor.at;
     m_was_overtaken = passed > ring_capacity - ring_segment_size;
     const uint64_t former = m_cursor.number;
@@ -229,12 +239,6 @@ std::optional<RingCursor> RingReader::segment_after(const Head& head) const
         segment.sequence.load(acquire) != wanted)
         return std::nullopt;
     return cursor;
-}
-
-RingRead RingReader::give_up()
-{
-    leave();
-    return RingRead::broken;
 }
 
 } // namespace trace

@@ -1,8 +1,8 @@
 // A reading side of the ring: a cursor that follows the writer and knows exactly what it missed.
 //
 // Every index, length and number that comes out of the ring is checked. Each call takes a bounded
-// number of steps and either moves the cursor on or reports that there is nothing, so that nothing
-// in the ring can make a reader crash or go round in a circle.
+// number of steps, and either moves the cursor on or reports that there is nothing to be had, so that
+// nothing in the ring can make a reader crash or go round in a circle.
 #pragma once
 
 #include <optional>
@@ -18,7 +18,7 @@ enum class RingRead
     nothing, // no item is there yet, or the ring has another epoch
     item,
     lost,   // the reader has gone on behind texts that it can't have: see lost()
-    broken, // the ring is damaged there, and the reader has to join again
+    broken, // the ring is damaged; the writer's next heartbeat may put it right
 };
 
 // What the writer has said of itself. The name is empty if there is none.
@@ -40,7 +40,6 @@ public:
     // Joins at the first item of the epoch: for a reader that was here before it began.
     bool join_at_start();
     bool has_joined() const { return m_cursor.epoch != 0; }
-    void leave() { m_cursor.epoch = 0; }
 
     // The next item. item's fields are undefined unless the result says that there is one.
     RingRead next(RingItem& item);
@@ -74,7 +73,6 @@ private:
     bool accept(const RingItemHead& head);
     RingRead skip_ahead();
     std::optional<RingCursor> segment_after(const Head& head) const;
-    RingRead give_up();
 
     RingView m_ring;
     RingCursor m_cursor;

@@ -1,6 +1,8 @@
 #include "ring_writer.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstring>
 
 namespace trace
 {
@@ -93,7 +95,7 @@ void RingWriter::make_room(uint32_t size)
     {
         RingItemHead end{};
         end.size = static_cast<uint32_t>(rest);
-        end.kind = RingItemKind::rest;
+        end.kind = RingItemKind::rest; // its sum is not looked at
         store_words(m_ring.at(m_cursor.at), &end, sizeof end);
     }
     m_cursor.at = m_reserved;
@@ -114,12 +116,14 @@ void RingWriter::enter_segment()
 
 void RingWriter::write(const RingItemHead& head, const RingItemView& item)
 {
-    constexpr size_t longest = sizeof head + longest_ring_name + longest_ring_text;
-    char bytes[longest];
-    char* end = std::copy_n(reinterpret_cast<const char*>(&head), sizeof head, bytes);
+    std::array<char, longest_ring_item> bytes;
+    char* end = std::copy_n(reinterpret_cast<const char*>(&head), sizeof head, bytes.data());
     end = std::copy_n(item.name.data(), head.name_size, end);
     end = std::copy_n(item.text.data(), head.text_size, end);
-    store_words(m_ring.at(m_cursor.at), bytes, static_cast<size_t>(end - bytes));
+    std::fill(end, bytes.data() + head.size, '\0');
+    const uint64_t check = check_of(bytes.data(), head.size);
+    std::memcpy(bytes.data() + offsetof(RingItemHead, check), &check, sizeof check);
+    store_words(m_ring.at(m_cursor.at), bytes.data(), head.size);
 }
 
 void RingWriter::commit()
