@@ -133,15 +133,11 @@ void RingFollower::keep(RingItem& item)
 {
     if (const uint64_t count = m_reader->take_unheard())
         m_waiting.push_back(unheard_record(count));
-    if (m_reader->take_missed_gaps() > 0)
-        m_waiting.push_back(gap_record(unknown_time, unknown_time, ""));
+    for (const RingGapTimes& gap : m_reader->take_missed_gaps())
+        m_waiting.push_back(gap_record(gap.since, gap.until, ""));
     if (item.kind == RingItemKind::gap)
-    {
-        const Time until = believed(item.time);
-        const bool is_sound = item.since > 0 && item.since <= until;
-        m_waiting.push_back(gap_record(is_sound ? item.since : unknown_time, until,
-                                       program_text(item.process, item.name)));
-    }
+        m_waiting.push_back(
+            gap_record(item.since, item.time, program_text(item.process, item.name)));
     else if (item.kind == RingItemKind::text)
     {
         m_last_sign = std::max(m_last_sign, believed(item.time));

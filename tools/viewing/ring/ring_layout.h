@@ -37,6 +37,15 @@ struct RingSegment
     RingWord first;    // number of its first text
 };
 
+// One of the newest gaps, for readers that miss its item. Its place is found by its number.
+struct RingGap
+{
+    RingWord number; // 1 and on
+    RingWord since;  // Times
+    RingWord until;
+};
+inline constexpr uint64_t ring_gaps = 8;
+
 struct RingHeader
 {
     RingWord epoch;    // changes when the ring is made anew; 0: it is being made
@@ -55,6 +64,7 @@ struct RingHeader
     RingWord holder;    // process id of the writer
     std::array<RingWord, 8> holder_name; // UTF-8, filled up with zeroes
     std::array<RingSegment, ring_segments> segments;
+    std::array<RingGap, ring_gaps> newest_gaps;
 };
 
 enum class RingItemKind : uint32_t

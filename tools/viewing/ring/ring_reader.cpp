@@ -63,9 +63,26 @@ uint64_t RingReader::take_unheard()
     return std::exchange(m_unheard, 0);
 }
 
-uint64_t RingReader::take_missed_gaps()
+std::vector<RingGapTimes> RingReader::take_missed_gaps()
 {
-    return std::exchange(m_missed_gaps, 0);
+    std::vector<RingGapTimes> gaps;
+    const uint64_t last = m_known_gaps;
+    const uint64_t missed = std::exchange(m_missed_gaps, 0);
+    if (missed > ring_gaps)
+        gaps.emplace_back(); // for all of those
+    for (uint64_t back = std::min(missed, ring_gaps); back > 0; --back)
+        gaps.push_back(times_of_gap(last - back));
+    return gaps;
+}
+
+RingGapTimes RingReader::times_of_gap(uint64_t number) const
+{
+    const RingGap& gap = m_ring.header->newest_gaps[number % ring_gaps];
+    const bool is_it = gap.number.load(acquire) == number;
+    const RingGapTimes times{static_cast<Time>(gap.since.load(relaxed)),
+                             static_cast<Time>(gap.until.load(relaxed))};
+    std::atomic_thread_fence(acquire);
+    return is_it && gap.number.load(relaxed) == number ? times : RingGapTimes{};
 }
 
 RingHolder RingReader::holder() const
@@ -187,10 +204,9 @@ bool RingReader::accept(const RingItemHead& head)
     // Counts that no channel and no viewers can have had are nobody's news.
     if (can_follow(head.unheard, m_cursor.unheard, most_unheard))
         m_unheard += head.unheard - m_cursor.unheard;
-    if (can_follow(head.gaps, m_cursor.gaps, most_gaps))
-        m_missed_gaps += head.gaps - m_cursor.gaps;
-    if (is_gap && m_missed_gaps > 0)
-        --m_missed_gaps;
+    m_known_gaps = head.gaps + (is_gap ? 0 : 1);
+    if (can_follow(m_known_gaps, m_cursor.gaps + 1, most_gaps))
+        m_missed_gaps = m_known_gaps - m_cursor.gaps - 1;
     m_cursor.unheard = head.unheard;
     m_cursor.gaps = head.gaps;
     m_cursor.number += is_text ? 1 : 0;

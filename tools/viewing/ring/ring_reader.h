@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "ring_item.h"
 
@@ -30,6 +31,13 @@ struct RingHolder
     Time alive = unknown_time; // when it last beat
 };
 
+// Unknown if so many gaps have come since that nothing remembers this one.
+struct RingGapTimes
+{
+    Time since = unknown_time;
+    Time until = unknown_time;
+};
+
 class RingReader
 {
 public:
@@ -48,9 +56,9 @@ public:
     uint64_t lost() const { return m_lost; }
     bool was_overtaken() const { return m_was_overtaken; }
 
-    // Since the last call: texts that writers gave up, and take-overs that no item has told of.
+    // After item: texts that writers gave up before it, and gaps whose items the reader has missed.
     uint64_t take_unheard();
-    uint64_t take_missed_gaps();
+    std::vector<RingGapTimes> take_missed_gaps();
 
     const RingCursor& cursor() const { return m_cursor; }
     bool is_at_end() const;
@@ -72,6 +80,7 @@ private:
     bool is_overtaken() const;
     bool accept(const RingItemHead& head);
     RingRead skip_ahead();
+    RingGapTimes times_of_gap(uint64_t number) const;
     std::optional<RingCursor> segment_after(const Head& head) const;
 
     RingView m_ring;
@@ -80,7 +89,8 @@ private:
     uint64_t m_lost = 0;
     bool m_was_overtaken = false;
     uint64_t m_unheard = 0;
-    uint64_t m_missed_gaps = 0;
+    uint64_t m_missed_gaps = 0; // before m_known_gaps
+    uint64_t m_known_gaps = 0;
 };
 
 } // namespace trace

@@ -39,17 +39,17 @@ Record loss_by_damage()
 
 Record gap_record(Time since, Time until, std::string_view former)
 {
-    std::string text = "an unknown number of records lost: no viewer had the channel";
-    if (since != unknown_time)
-        text += " from " + local_text(since) + " to " + local_text(until);
-    else
-        text += " for some time";
+    const bool is_known = since > 0 && since <= until && until <= believed(until);
+    std::string text = "an unknown number of records lost: no viewer had the channel ";
+    text += is_known ? "from " + local_text(since) + " to " + local_text(until) : "for some time";
     if (!former.empty())
         text += ", after " + std::string(former) + " had ended";
     Record record = loss_of(1, std::move(text));
-    record.since = since;
-    if (since != unknown_time)
+    if (is_known)
+    {
+        record.since = since;
         record.time = until;
+    }
     return record;
 }
 

@@ -22,8 +22,8 @@ Record unheard_record(uint64_t count);
 // The ring was damaged, and nobody knows how many texts are missing.
 Record loss_by_damage();
 
-// Nobody had the channel from one moment to another. former: who had it before. The times may be
-// unknown.
+// Nobody had the channel from one moment to another. former: who had it before, if that is known.
+// Times that can't be true count as unknown.
 Record gap_record(Time since, Time until, std::string_view former);
 
 } // namespace trace

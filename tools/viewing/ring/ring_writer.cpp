@@ -28,6 +28,10 @@ RingWriter::RingWriter(const RingView& ring, const RingCursor& cursor)
     for (size_t i = 0; i < ring_segments; ++i)
         m_segments[i] = {ring.header->segments[i].sequence.load(relaxed),
                          ring.header->segments[i].first.load(relaxed)};
+    for (size_t i = 0; i < ring_gaps; ++i)
+        m_gaps[i] = {ring.header->newest_gaps[i].number.load(relaxed),
+                     static_cast<Time>(ring.header->newest_gaps[i].since.load(relaxed)),
+                     static_cast<Time>(ring.header->newest_gaps[i].until.load(relaxed))};
     if (cursor.at % ring_segment_size == 0)
         enter_segment(); // the former writer may have been killed on its way into it
 }
@@ -39,8 +43,7 @@ RingWriter::RingWriter(const RingView& ring, uint64_t epoch)
     header.epoch.store(0, relaxed);
     std::atomic_thread_fence(std::memory_order_release); // no reader takes the old epoch for it
     m_segments.fill({no_segment, 0});
-    for (RingSegment& segment : header.segments)
-        segment.sequence.store(no_segment, relaxed);
+    publish_tables();
     header.reserved.store(0, relaxed);
     commit();
     header.epoch.store(epoch, std::memory_order_release);
@@ -62,6 +65,8 @@ void RingWriter::put_gap(RingItemView item)
 {
     item.kind = RingItemKind::gap;
     ++m_cursor.gaps;
+    m_gaps[m_cursor.gaps % ring_gaps] = {m_cursor.gaps, item.since, item.time};
+    publish_tables();
     put(item);
 }
 
@@ -139,16 +144,29 @@ void RingWriter::commit()
     header.ended.store(m_updates, std::memory_order_release);
 }
 
+void RingWriter::publish_tables()
+{
+    for (size_t i = 0; i < ring_segments; ++i)
+    {
+        RingSegment& segment = m_ring.header->segments[i];
+        segment.first.store(m_segments[i].first, relaxed);
+        segment.sequence.store(m_segments[i].sequence, std::memory_order_release);
+    }
+    for (size_t i = 0; i < ring_gaps; ++i)
+    {
+        RingGap& gap = m_ring.header->newest_gaps[i];
+        gap.since.store(static_cast<uint64_t>(m_gaps[i].since), relaxed);
+        gap.until.store(static_cast<uint64_t>(m_gaps[i].until), relaxed);
+        gap.number.store(m_gaps[i].number, std::memory_order_release);
+    }
+}
+
 void RingWriter::beat(Time time)
 {
     RingHeader& header = *m_ring.header;
     header.epoch.store(m_cursor.epoch, relaxed);
     header.reserved.store(m_reserved, relaxed);
-    for (size_t i = 0; i < ring_segments; ++i)
-    {
-        header.segments[i].first.store(m_segments[i][1], relaxed);
-        header.segments[i].sequence.store(m_segments[i][0], relaxed);
-    }
+    publish_tables();
     commit();
     store_words(header.holder_name.data(), m_name.data(), m_name.size());
     header.alive.store(static_cast<uint64_t>(time), relaxed);

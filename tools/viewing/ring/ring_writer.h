@@ -41,6 +41,7 @@ private:
     void enter_segment();
     void write(const RingItemHead& head, const RingItemView& item);
     void commit();
+    void publish_tables();
 
     RingView m_ring;
     RingCursor m_cursor;
@@ -49,7 +50,19 @@ private:
     uint32_t m_beats = 0;
     uint32_t m_process = 0;
     std::string m_name;
-    std::array<std::array<uint64_t, 2>, ring_segments> m_segments{}; // sequence and first
+    struct Segment
+    {
+        uint64_t sequence;
+        uint64_t first;
+    };
+    std::array<Segment, ring_segments> m_segments{};
+    struct Gap
+    {
+        uint64_t number;
+        Time since;
+        Time until;
+    };
+    std::array<Gap, ring_gaps> m_gaps{};
 };
 
 } // namespace trace
