@@ -25,7 +25,8 @@ constexpr DWORD wait_slice = 100; // ms
 // is filled meanwhile.
 constexpr auto ring_interval = 20ms;
 
-// How often a follower looks whether the channel is free: another takes it over within a second.
+// How often a follower looks whether the holder gives signs, and if not, whether the channel is free:
+// another takes it over within a second.
 constexpr auto channel_interval = 200ms;
 
 // A look at all processes.
@@ -39,7 +40,6 @@ constexpr int most_at_once = 10'000;
 Listener::Listener(TakeOverWatcher watcher) : m_watcher(std::move(watcher))
 {
     m_follower.open(); // without it the viewer has what the channel gives it alone
-    m_follower.holder_runs();
     m_is_holder = look_at_channel();
     if (m_is_holder)
         begin_to_hold(); // here, so that a viewer that comes next follows this one
@@ -85,20 +85,29 @@ void Listener::run()
         }
         std::this_thread::sleep_for(ring_interval);
         const auto now = std::chrono::steady_clock::now();
-        m_follower.open();
-        m_follower.holder_runs(now);
-        if (now - looked >= channel_interval)
-        {
-            looked = now;
-            m_is_holder = look_at_channel();
-            if (m_is_holder)
-                begin_to_hold();
-        }
+        m_follower.look_for_holder(now);
+        if (now - looked < channel_interval)
+            continue;
+        looked = now;
+        follow_up();
     }
     if (m_is_holder)
         hold();
     else
         read_rest_of_ring(); // what was there before the end was asked for
+}
+
+// As long as the holder gives signs, the channel is not asked: whoever asks has it for a moment.
+void Listener::follow_up()
+{
+    m_follower.open();
+    if (m_follower.holder_beats())
+        describe_holder();
+    else if (look_at_channel())
+    {
+        m_is_holder = true;
+        begin_to_hold();
+    }
 }
 
 // True if the channel is this viewer's now.

@@ -45,6 +45,7 @@ public:
 
 private:
     void run();
+    void follow_up();
     bool look_at_channel();
     void describe_holder();
     bool read_ring();

@@ -160,17 +160,32 @@ std::shared_ptr<const std::string> RingFollower::shared_name(uint32_t process, s
     return known;
 }
 
-bool RingFollower::holder_runs(Clock::time_point now)
+void RingFollower::look_for_holder(Clock::time_point now)
 {
     if (!m_reader)
-        return false;
+        return;
     m_holder = m_reader->holder();
-    if (std::exchange(m_heartbeat, m_holder.heartbeat) != m_holder.heartbeat)
+    if (std::exchange(m_heartbeat, m_holder.heartbeat) == m_holder.heartbeat)
+        return;
+    if (m_heartbeat == 0)
     {
-        m_beat_seen = now;
-        m_last_sign = believed(m_holder.alive);
+        m_has_ended = true;
+        return;
     }
-    return m_heartbeat != 0 && m_beat_seen && now - *m_beat_seen < most_silence;
+    m_has_ended = false;
+    m_beat_seen = now;
+    m_last_sign = std::max(m_last_sign, believed(m_holder.alive));
+}
+
+bool RingFollower::holder_beats(Clock::time_point now) const
+{
+    return m_beat_seen && !m_has_ended && now - *m_beat_seen < several_beats;
+}
+
+// One that has ended counts too, until there can be another.
+bool RingFollower::holder_runs(Clock::time_point now) const
+{
+    return m_beat_seen && now - *m_beat_seen < most_silence;
 }
 
 std::optional<RingCursor> RingFollower::end() const

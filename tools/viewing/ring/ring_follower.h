@@ -36,8 +36,11 @@ public:
 
     // Who writes the ring, if somebody says so.
     const RingHolder& holder() const { return m_holder; }
-    // Looks for a sign of it. Whether there was one in the last two seconds.
-    bool holder_runs(Clock::time_point now = Clock::now());
+    // Looks for a sign of it.
+    void look_for_holder(Clock::time_point now = Clock::now());
+    // Whether there was one within some heartbeats, or else in the last two seconds.
+    bool holder_beats(Clock::time_point now = Clock::now()) const;
+    bool holder_runs(Clock::time_point now = Clock::now()) const;
     // When there was the last one, or the last record; unknown_time if there was none.
     Time last_sign() const { return m_last_sign; }
 
@@ -65,6 +68,7 @@ private:
     RingHolder m_holder;
     uint64_t m_heartbeat = 0;
     std::optional<Clock::time_point> m_beat_seen;
+    bool m_has_ended = false; // the holder, by its own word
     Time m_last_sign = unknown_time;
     std::unordered_map<uint32_t, std::shared_ptr<const std::string>> m_names;
 };

@@ -14,7 +14,7 @@ void store_words(RingWord* to, const void* from, size_t bytes)
     {
         uint64_t word = 0;
         std::memcpy(&word, source + done, std::min(sizeof word, bytes - done));
-        (to++)->store(word, std::memory_order_relaxed);
+        (to++)->store(word, std::memory_order_release);
     }
 }
 
@@ -23,7 +23,7 @@ void load_words(void* to, const RingWord* from, size_t bytes)
     char* const target = static_cast<char*>(to);
     for (size_t done = 0; done < bytes; done += sizeof(RingWord))
     {
-        const uint64_t word = (from++)->load(std::memory_order_relaxed);
+        const uint64_t word = (from++)->load(std::memory_order_acquire);
         std::memcpy(target + done, &word, std::min(sizeof word, bytes - done));
     }
 }

@@ -18,7 +18,8 @@
 namespace trace
 {
 
-// All access is by words, as a reader may look at what is just being overwritten.
+// All access is by words, as a reader may look at what is just being overwritten. Stores are releases
+// and loads acquires, so that a reader that has seen something new sees what came before it, too.
 using RingWord = std::atomic<uint64_t>;
 static_assert(RingWord::is_always_lock_free && sizeof(RingWord) == 8);
 

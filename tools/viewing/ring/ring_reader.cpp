@@ -11,7 +11,6 @@ namespace trace
 namespace
 {
 
-constexpr auto relaxed = std::memory_order_relaxed;
 constexpr auto acquire = std::memory_order_acquire;
 
 // More than these at once is no number that the channel or viewers can have counted.
@@ -79,10 +78,9 @@ RingGapTimes RingReader::times_of_gap(uint64_t number) const
 {
     const RingGap& gap = m_ring.header->newest_gaps[number % ring_gaps];
     const bool is_it = gap.number.load(acquire) == number;
-    const RingGapTimes times{static_cast<Time>(gap.since.load(relaxed)),
-                             static_cast<Time>(gap.until.load(relaxed))};
-    std::atomic_thread_fence(acquire);
-    return is_it && gap.number.load(relaxed) == number ? times : RingGapTimes{};
+    const RingGapTimes times{static_cast<Time>(gap.since.load(acquire)),
+                             static_cast<Time>(gap.until.load(acquire))};
+    return is_it && gap.number.load(acquire) == number ? times : RingGapTimes{};
 }
 
 RingHolder RingReader::holder() const
@@ -92,9 +90,9 @@ RingHolder RingReader::holder() const
     load_words(name.data(), header.holder_name.data(), name.size());
     RingHolder holder;
     holder.name.assign(name.begin(), std::find(name.begin(), name.end(), '\0'));
-    holder.process = static_cast<uint32_t>(header.holder.load(relaxed));
+    holder.process = static_cast<uint32_t>(header.holder.load(acquire));
     holder.heartbeat = header.heartbeat.load(acquire);
-    holder.alive = static_cast<Time>(header.alive.load(relaxed));
+    holder.alive = static_cast<Time>(header.alive.load(acquire));
     return holder;
 }
 
@@ -106,10 +104,9 @@ std::optional<RingReader::Head> RingReader::head() const
     for (int i = 0; i < attempts; ++i)
     {
         const uint64_t ended = header.ended.load(acquire);
-        const Head head{header.committed.load(acquire), header.number.load(relaxed),
-                        header.unheard.load(relaxed), header.gaps.load(relaxed)};
-        std::atomic_thread_fence(acquire);
-        if (header.begun.load(relaxed) == ended)
+        const Head head{header.committed.load(acquire), header.number.load(acquire),
+                        header.unheard.load(acquire), header.gaps.load(acquire)};
+        if (header.begun.load(acquire) == ended)
             return head;
     }
     return std::nullopt;
@@ -119,7 +116,7 @@ std::optional<RingReader::Head> RingReader::head() const
 bool RingReader::is_sound(const Head& head, uint64_t from, uint64_t number) const
 {
     return head.committed % sizeof(RingWord) == 0 && head.committed >= from &&
-           head.committed <= m_ring.header->reserved.load(relaxed) &&
+           head.committed <= m_ring.header->reserved.load(acquire) &&
            can_follow(head.number, number, (head.committed - from) / sizeof(RingItemHead));
 }
 
@@ -189,8 +186,7 @@ bool RingReader::load(RingItem& item, RingItemHead& head) const
 // written stands there only if somebody has scribbled.
 bool RingReader::is_overtaken() const
 {
-    std::atomic_thread_fence(acquire);
-    const uint64_t reserved = m_ring.header->reserved.load(relaxed);
+    const uint64_t reserved = m_ring.header->reserved.load(acquire);
     return reserved < m_cursor.at || reserved - m_cursor.at > ring_capacity;
 }
 
@@ -250,7 +246,7 @@ std::optional<RingCursor> RingReader::segment_after(const Head& head) const
         return std::nullopt;
     RingCursor cursor = m_cursor;
     cursor.at = wanted * ring_segment_size;
-    cursor.number = segment.first.load(relaxed);
+    cursor.number = segment.first.load(acquire);
     if (cursor.number < m_cursor.number || cursor.number > head.number ||
         segment.sequence.load(acquire) != wanted)
         return std::nullopt;

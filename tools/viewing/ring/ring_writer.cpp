@@ -10,7 +10,8 @@ namespace trace
 namespace
 {
 
-constexpr auto relaxed = std::memory_order_relaxed;
+constexpr auto acquire = std::memory_order_acquire;
+constexpr auto release = std::memory_order_release;
 
 constexpr uint64_t no_segment = UINT64_MAX;
 
@@ -23,15 +24,15 @@ uint64_t end_of_segment(uint64_t position)
 
 RingWriter::RingWriter(const RingView& ring, const RingCursor& cursor)
     : m_ring(ring), m_cursor(cursor), m_reserved(end_of_segment(cursor.at)),
-      m_updates(ring.header->begun.load(relaxed))
+      m_updates(ring.header->begun.load(acquire))
 {
     for (size_t i = 0; i < ring_segments; ++i)
-        m_segments[i] = {ring.header->segments[i].sequence.load(relaxed),
-                         ring.header->segments[i].first.load(relaxed)};
+        m_segments[i] = {ring.header->segments[i].sequence.load(acquire),
+                         ring.header->segments[i].first.load(acquire)};
     for (size_t i = 0; i < ring_gaps; ++i)
-        m_gaps[i] = {ring.header->newest_gaps[i].number.load(relaxed),
-                     static_cast<Time>(ring.header->newest_gaps[i].since.load(relaxed)),
-                     static_cast<Time>(ring.header->newest_gaps[i].until.load(relaxed))};
+        m_gaps[i] = {ring.header->newest_gaps[i].number.load(acquire),
+                     static_cast<Time>(ring.header->newest_gaps[i].since.load(acquire)),
+                     static_cast<Time>(ring.header->newest_gaps[i].until.load(acquire))};
     if (cursor.at % ring_segment_size == 0)
         enter_segment(); // the former writer may have been killed on its way into it
 }
@@ -40,13 +41,12 @@ RingWriter::RingWriter(const RingView& ring, uint64_t epoch)
     : m_ring(ring), m_cursor{.epoch = epoch}, m_reserved(0)
 {
     RingHeader& header = *ring.header;
-    header.epoch.store(0, relaxed);
-    std::atomic_thread_fence(std::memory_order_release); // no reader takes the old epoch for it
+    header.epoch.store(0, release); // no reader takes what follows for the old one's
     m_segments.fill({no_segment, 0});
     publish_tables();
-    header.reserved.store(0, relaxed);
+    header.reserved.store(0, release);
     commit();
-    header.epoch.store(epoch, std::memory_order_release);
+    header.epoch.store(epoch, release);
 }
 
 void RingWriter::sign(uint32_t process, const std::string& name)
@@ -65,6 +65,7 @@ void RingWriter::put_gap(RingItemView item)
 {
     item.kind = RingItemKind::gap;
     ++m_cursor.gaps;
+    m_ring.header->newest_gaps[m_cursor.gaps % ring_gaps].number.store(0, release);
     m_gaps[m_cursor.gaps % ring_gaps] = {m_cursor.gaps, item.since, item.time};
     publish_tables();
     put(item);
@@ -111,12 +112,11 @@ void RingWriter::enter_segment()
 {
     const uint64_t sequence = m_cursor.at / ring_segment_size;
     m_reserved = m_cursor.at + ring_segment_size;
-    m_ring.header->reserved.store(m_reserved, relaxed);
-    std::atomic_thread_fence(std::memory_order_release); // readers see it before new bytes
+    m_ring.header->reserved.store(m_reserved, release); // readers see it before new bytes
     m_segments[sequence % ring_segments] = {sequence, m_cursor.number};
     RingSegment& segment = m_ring.header->segments[sequence % ring_segments];
-    segment.first.store(m_cursor.number, relaxed);
-    segment.sequence.store(sequence, std::memory_order_release);
+    segment.first.store(m_cursor.number, release);
+    segment.sequence.store(sequence, release);
 }
 
 void RingWriter::write(const RingItemHead& head, const RingItemView& item)
@@ -135,13 +135,12 @@ void RingWriter::commit()
 {
     RingHeader& header = *m_ring.header;
     ++m_updates;
-    header.begun.store(m_updates, relaxed);
-    std::atomic_thread_fence(std::memory_order_release);
-    header.number.store(m_cursor.number, relaxed);
-    header.unheard.store(m_cursor.unheard, relaxed);
-    header.gaps.store(m_cursor.gaps, relaxed);
-    header.committed.store(m_cursor.at, std::memory_order_release);
-    header.ended.store(m_updates, std::memory_order_release);
+    header.begun.store(m_updates, release);
+    header.number.store(m_cursor.number, release);
+    header.unheard.store(m_cursor.unheard, release);
+    header.gaps.store(m_cursor.gaps, release);
+    header.committed.store(m_cursor.at, release);
+    header.ended.store(m_updates, release);
 }
 
 void RingWriter::publish_tables()
@@ -149,37 +148,37 @@ void RingWriter::publish_tables()
     for (size_t i = 0; i < ring_segments; ++i)
     {
         RingSegment& segment = m_ring.header->segments[i];
-        segment.first.store(m_segments[i].first, relaxed);
-        segment.sequence.store(m_segments[i].sequence, std::memory_order_release);
+        segment.first.store(m_segments[i].first, release);
+        segment.sequence.store(m_segments[i].sequence, release);
     }
     for (size_t i = 0; i < ring_gaps; ++i)
     {
         RingGap& gap = m_ring.header->newest_gaps[i];
-        gap.since.store(static_cast<uint64_t>(m_gaps[i].since), relaxed);
-        gap.until.store(static_cast<uint64_t>(m_gaps[i].until), relaxed);
-        gap.number.store(m_gaps[i].number, std::memory_order_release);
+        gap.since.store(static_cast<uint64_t>(m_gaps[i].since), release);
+        gap.until.store(static_cast<uint64_t>(m_gaps[i].until), release);
+        gap.number.store(m_gaps[i].number, release);
     }
 }
 
 void RingWriter::beat(Time time)
 {
     RingHeader& header = *m_ring.header;
-    header.epoch.store(m_cursor.epoch, relaxed);
-    header.reserved.store(m_reserved, relaxed);
+    header.epoch.store(m_cursor.epoch, release);
+    header.reserved.store(m_reserved, release);
     publish_tables();
     commit();
     store_words(header.holder_name.data(), m_name.data(), m_name.size());
-    header.alive.store(static_cast<uint64_t>(time), relaxed);
-    header.holder.store(m_process, relaxed);
+    header.alive.store(static_cast<uint64_t>(time), release);
+    header.holder.store(m_process, release);
     constexpr int bits_of_process = 32;
     header.heartbeat.store(uint64_t{m_process} << bits_of_process | ++m_beats,
-                           std::memory_order_release);
+                           release);
 }
 
 void RingWriter::end(Time time)
 {
     beat(time);
-    m_ring.header->heartbeat.store(0, std::memory_order_release);
+    m_ring.header->heartbeat.store(0, release);
 }
 
 } // namespace trace
