@@ -17,7 +17,8 @@ static const std::string s_watch_help =
         "\n"
         "Shows the trace records of all programs of this user as they are made, each behind the "
         "id\n"
-        "and the name of the process that made it. Ctrl-C ends. Any number of viewers can watch at\n"
+        "and the name of the process that made it. Ctrl-C ends. Any number of viewers can watch "
+        "at\n"
         "once. If another program has the debug string channel, watch says so and waits until it\n"
         "is free. Where records were lost stands a line of its own that says how many.\n"
         "\n") +

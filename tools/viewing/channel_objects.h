@@ -1,5 +1,5 @@
-// The objects of the debug string channel, which belong to its one listener: two events and a buffer
-// under names of the system.
+// The objects of the debug string channel, which belong to its one listener: two events and a
+// buffer under names of the system.
 #pragma once
 
 #include <string>

@@ -1,6 +1,6 @@
 // From the files that the user's processes have open. Named events are files of the stand-in, which
-// a listener keeps open; writers and viewers that look whether the channel is free open the first of
-// them for moments only.
+// a listener keeps open; writers and viewers that look whether the channel is free open the first
+// of them for moments only.
 #include "channel_owner.h"
 
 #include <climits>

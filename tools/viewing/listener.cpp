@@ -20,13 +20,13 @@ using namespace std::chrono_literals;
 // signal handler may call doesn't include setting an event.
 constexpr DWORD wait_slice = 100; // ms
 
-// How often the ring is looked at. A wake-up by the holder would cost it a system call for each
-// reader; a look costs nobody but the reader. At a million records a second a quarter of the ring
+// How often the ring is looked at. A wake-up by the holder would cost the holder a system call for
+// each reader; a look costs the reader alone. At a million records a second a quarter of the ring
 // is filled meanwhile.
 constexpr auto ring_interval = 20ms;
 
-// How often a follower looks whether the holder gives signs, and if not, whether the channel is free:
-// another takes it over within a second.
+// How often a follower looks whether the holder gives signs, and if not, whether the channel is
+// free: another takes it over within a second.
 constexpr auto channel_interval = 200ms;
 
 // A look at all processes.
@@ -39,7 +39,7 @@ constexpr int most_at_once = 10'000;
 
 Listener::Listener(TakeOverWatcher watcher) : m_watcher(std::move(watcher))
 {
-    m_follower.open(); // without it the viewer has what the channel gives it alone
+    m_follower.open(); // if that fails, the viewer can still have the channel
     m_is_holder = look_at_channel();
     if (m_is_holder)
         begin_to_hold(); // here, so that a viewer that comes next follows this one
@@ -97,7 +97,8 @@ void Listener::run()
         read_rest_of_ring(); // what was there before the end was asked for
 }
 
-// As long as the holder gives signs, the channel is not asked: whoever asks has it for a moment.
+// While the holder gives signs, the channel is left alone: a look opens its first event, and would
+// keep the channel from being free for a moment.
 void Listener::follow_up()
 {
     m_follower.open();
@@ -145,8 +146,8 @@ void Listener::describe_holder()
     if (is_viewer)
         m_state.set(ChannelAccess::stalled, viewer);
     else
-        m_state.set(ChannelAccess::waiting, m_owner ? program_text(m_owner->process, m_owner->name)
-                                                    : program_text(0, ""));
+        m_state.set(ChannelAccess::waiting,
+                    m_owner ? program_text(m_owner->process, m_owner->name) : program_text(0, ""));
 }
 
 // Takes over what the ring has. True if it may have more.
@@ -199,8 +200,7 @@ void Listener::begin_to_hold()
     const bool is_shared = m_share.start(m_follower, since, m_watcher);
     const std::string problem = is_shared ? "" : error_text(GetLastError());
     if (m_has_followed)
-        m_queue.put(
-            gap_record(since, current_time(), program_text(former.process, former.name)));
+        m_queue.put(gap_record(since, current_time(), program_text(former.process, former.name)));
     m_follower.close();
     m_state.set(ChannelAccess::holding, problem);
 }

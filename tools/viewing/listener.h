@@ -1,10 +1,11 @@
 // The debug string channel as a source of records, for any number of viewers at once.
 //
 // The channel has room for one listener, and whoever traces waits until its one buffer is free. The
-// viewer that has it therefore does nothing on a thread of its own but copy a text, free the buffer,
-// and pass the text on: to its own user through a queue, and to the user's other viewers through the
-// ring (ring/ring_layout.h). A viewer that finds the channel taken follows the ring, and looks
-// several times a second whether it is free. Thus another one takes it over when the holder ends.
+// viewer that has it therefore does nothing on a thread of its own but copy a text, free the
+// buffer, and pass the text on: to its own user through a queue, and to the user's other viewers
+// through the ring (ring/ring_layout.h). A viewer that finds the channel taken follows the ring,
+// and looks several times a second whether it is free. Thus another one takes it over when the
+// holder ends.
 //
 // The library has a listener too (CQvDebugOutputCapture). This one also takes the writer's process
 // id and the whole of a text of more than 1,023 bytes, and comes without opening a log.

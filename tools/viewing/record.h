@@ -26,7 +26,7 @@ struct Record
     int32_t window = no_window;                // see window_of
     std::shared_ptr<const std::string> name{}; // the writer's; null if it can't be found out
     std::string text{};                        // UTF-8, without the line end behind it
-    uint64_t lost = 0; // above 0: so many records are missing here, and the text says why
+    uint64_t lost = 0;         // above 0: so many records are missing here, and the text says why
     Time since = unknown_time; // of a loss whose number is unknown: it was from here to its time
 
     bool is_loss() const { return lost > 0; }

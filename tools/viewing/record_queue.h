@@ -1,8 +1,9 @@
-// Records that wait between the thread that takes them from the channel and the one that shows them.
+// Records that wait between the thread that takes them from the channel and the one that shows
+// them.
 //
 // The queue has a limited size, so that output that is slow, or stopped with Ctrl-S, holds up no
-// program. When it is full, records are dropped and counted; the next one that has room comes behind
-// the news of it. So do texts that the channel lost.
+// program. When it is full, records are dropped and counted; the next one that has room comes
+// behind the news of it. So do texts that the channel lost.
 #pragma once
 
 #include <condition_variable>

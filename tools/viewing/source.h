@@ -35,8 +35,8 @@ public:
     // What is watched, for people: "the debug string channel".
     virtual std::string what() const = 0;
 
-    // What has changed about it since what() was asked for, or since the last call; empty if nothing
-    // has.
+    // What has changed about it since what() was asked for, or since the last call; empty if
+    // nothing has.
     virtual std::string take_news() { return {}; }
 
     // Who has the channel, so that no record can come before it is free; empty if records can come.

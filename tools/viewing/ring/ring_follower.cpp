@@ -12,7 +12,7 @@ namespace trace
 namespace
 {
 
-constexpr std::chrono::seconds most_silence{2}; // of a writer that runs
+constexpr std::chrono::seconds most_silence{2};         // of a writer that runs
 constexpr std::chrono::milliseconds several_beats{300}; // a scribbled word is right again
 
 // What the ring says of ids and names is only remembered up to here.
@@ -34,8 +34,7 @@ bool RingFollower::open()
     if (m_holder.alive > 0)
     {
         m_last_sign = believed(m_holder.alive);
-        if (m_heartbeat != 0 && current_time() - m_last_sign < second &&
-            facts_of(m_holder.process))
+        if (m_heartbeat != 0 && current_time() - m_last_sign < second && facts_of(m_holder.process))
             m_beat_seen = Clock::now();
     }
     is_joined();

@@ -27,8 +27,9 @@ inline constexpr size_t longest_ring_text = 4092; // bytes; the channel's buffer
 inline constexpr size_t longest_ring_item =
     sizeof(RingItemHead) + longest_ring_name + longest_ring_text + sizeof(RingWord);
 
-// Bytes to and from words of the ring. The last word is filled up with zeroes. Who loads a word that
-// was stored also sees what the writer stored before, such as how far it has reserved the ring.
+// Bytes to and from words of the ring. The last word is filled up with zeroes. Who loads a word
+// that was stored also sees what the writer stored before, such as how far it has reserved the
+// ring.
 void store_words(RingWord* to, const void* from, size_t bytes);
 void load_words(void* to, const RingWord* from, size_t bytes);
 

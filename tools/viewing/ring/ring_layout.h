@@ -18,8 +18,9 @@
 namespace trace
 {
 
-// All access is by words, as a reader may look at what is just being overwritten. Stores are releases
-// and loads acquires, so that a reader that has seen something new sees what came before it, too.
+// All access is by words, as a reader may look at what is just being overwritten. Stores are
+// releases and loads acquires, so that a reader that has seen something new sees what came before
+// it, too.
 using RingWord = std::atomic<uint64_t>;
 static_assert(RingWord::is_always_lock_free && sizeof(RingWord) == 8);
 
@@ -60,9 +61,9 @@ struct RingHeader
     RingWord gaps;      // how often the channel has passed from one viewer to another
     RingWord ended;
 
-    RingWord heartbeat; // changes while the writer runs; 0 when it has ended
-    RingWord alive;     // when it last changed: a Time
-    RingWord holder;    // process id of the writer
+    RingWord heartbeat;                  // changes while the writer runs; 0 when it has ended
+    RingWord alive;                      // when it last changed: a Time
+    RingWord holder;                     // process id of the writer
     std::array<RingWord, 8> holder_name; // UTF-8, filled up with zeroes
     std::array<RingSegment, ring_segments> segments;
     std::array<RingGap, ring_gaps> newest_gaps;

@@ -194,8 +194,7 @@ bool RingReader::accept(const RingItemHead& head)
 {
     const bool is_gap = head.kind == RingItemKind::gap;
     const bool is_text = head.kind == RingItemKind::text;
-    if ((!is_text && !is_gap && head.kind != RingItemKind::mark) ||
-        head.number != m_cursor.number)
+    if ((!is_text && !is_gap && head.kind != RingItemKind::mark) || head.number != m_cursor.number)
         return false;
     // Counts that no channel and no viewers can have had are nobody's news.
     if (can_follow(head.unheard, m_cursor.unheard, most_unheard))

@@ -1,8 +1,8 @@
 // A reading side of the ring: a cursor that follows the writer and knows exactly what it missed.
 //
 // Every index, length and number that comes out of the ring is checked. Each call takes a bounded
-// number of steps, and either moves the cursor on or reports that there is nothing to be had, so that
-// nothing in the ring can make a reader crash or go round in a circle.
+// number of steps, and either moves the cursor on or reports that there is nothing to be had, so
+// that nothing in the ring can make a reader crash or go round in a circle.
 #pragma once
 
 #include <optional>
@@ -27,7 +27,7 @@ struct RingHolder
 {
     uint32_t process = 0;
     std::string name{};
-    uint64_t heartbeat = 0; // 0: it has ended
+    uint64_t heartbeat = 0;    // 0: it has ended
     Time alive = unknown_time; // when it last beat
 };
 

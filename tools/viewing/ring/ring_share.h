@@ -17,9 +17,9 @@ class RingFollower;
 class RingShare
 {
 public:
-    // Begins to write the ring where the follower has ended, else anew, and tells its readers of the
-    // gap since the moment, if there was a former holder. False if there is no memory to be had, with
-    // the last error; then nothing is passed on.
+    // Begins to write the ring where the follower has ended, else anew, and tells its readers of
+    // the gap since the moment, if there was a former holder. False if there is no memory to be
+    // had, with the last error; then nothing is passed on.
     bool start(const RingFollower& follower, Time since, const TakeOverWatcher& watcher);
 
     void put(const Record& record);

@@ -171,8 +171,7 @@ void RingWriter::beat(Time time)
     header.alive.store(static_cast<uint64_t>(time), release);
     header.holder.store(m_process, release);
     constexpr int bits_of_process = 32;
-    header.heartbeat.store(uint64_t{m_process} << bits_of_process | ++m_beats,
-                           release);
+    header.heartbeat.store(uint64_t{m_process} << bits_of_process | ++m_beats, release);
 }
 
 void RingWriter::end(Time time)

@@ -1,7 +1,8 @@
 // The writing side of the ring. Only the viewer that has the channel may have one.
 //
-// Once it is made it reads nothing from the ring: its place and its counts are its own, and it writes
-// all words of the header again and again, so that a scribbled one is right again within a heartbeat.
+// Once it is made it reads nothing from the ring: its place and its counts are its own, and it
+// writes all words of the header again and again, so that a scribbled one is right again within a
+// heartbeat.
 #pragma once
 
 #include <string>
