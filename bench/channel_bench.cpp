@@ -1,5 +1,6 @@
 // Trace records to a capture in another process, from this process and from one and several others
-// at once, beside a futex ping-pong between two processes.
+// at once, beside a futex ping-pong between two processes; and to viewers that share the channel.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -13,6 +14,7 @@
 
 #include <plinth_w32_system.h>
 
+#include "listener.h"
 #include "processes.h"
 #include "rows.h"
 
@@ -48,6 +50,25 @@ void to_capture(benchmark::State& state)
 }
 BENCHMARK(to_capture)->Name("channel/record");
 
+// The programs that listen: one capture, or so many viewers, of which the first has the channel.
+std::vector<std::unique_ptr<Child>> listeners(const SharedPage& page, int64_t viewers)
+{
+    std::vector<std::unique_ptr<Child>> children;
+    if (viewers == 0)
+        children.push_back(
+            std::make_unique<Child>(std::vector<std::string>{"capture", page.path()}));
+    for (int64_t i = 0; i < viewers; ++i)
+        children.push_back(std::make_unique<Child>(
+            std::vector<std::string>{"viewer", page.path(), i == 0 ? "counts" : "looks"}));
+    return children;
+}
+
+bool all_ready(const std::vector<std::unique_ptr<Child>>& children)
+{
+    return std::all_of(children.begin(), children.end(),
+                       [](const std::unique_ptr<Child>& child) { return child->ready(); });
+}
+
 // How long so many processes take, all writing at once, for each of their texts.
 void from_writers(benchmark::State& state)
 {
@@ -56,15 +77,11 @@ void from_writers(benchmark::State& state)
     SharedWords* const words = page.words();
     // The writers first: what the library says as it loads isn't to be counted.
     std::vector<std::unique_ptr<Child>> writers;
-    bool ready = words != nullptr;
-    for (uint32_t i = 0; ready && i < count; ++i)
-    {
+    for (uint32_t i = 0; words && i < count; ++i)
         writers.push_back(std::make_unique<Child>(
             std::vector<std::string>{"writer", page.path(), std::to_string(count)}));
-        ready = writers.back()->ready();
-    }
-    const Child listener({"capture", page.path()});
-    if (!ready || !listener.ready())
+    const std::vector<std::unique_ptr<Child>> readers = listeners(page, state.range(1));
+    if (!words || !all_ready(writers) || !all_ready(readers))
     {
         state.SkipWithError("the processes did not start");
         return;
@@ -92,8 +109,22 @@ void from_writers(benchmark::State& state)
     }
     state.counters["ns"] = seconds * 1e9 / (double{texts_of_a_round} * round * count);
 }
-BENCHMARK(from_writers)->Name("channel/1 writer")->Arg(1)->UseManualTime()->Iterations(1);
-BENCHMARK(from_writers)->Name("channel/4 writers")->Arg(4)->UseManualTime()->Iterations(1);
+void writers_and_viewers(const char* name, int64_t writers, int64_t viewers)
+{
+    benchmark::RegisterBenchmark(name, from_writers)
+        ->Args({writers, viewers})
+        ->UseManualTime()
+        ->Iterations(1);
+}
+[[maybe_unused]] const bool g_registered = []
+{
+    writers_and_viewers("channel/1 writer", 1, 0);
+    writers_and_viewers("channel/4 writers", 4, 0);
+    writers_and_viewers("channel/1 viewer", 1, 1);
+    writers_and_viewers("channel/2 viewers", 1, 2);
+    writers_and_viewers("channel/8 viewers", 1, 8);
+    return true;
+}();
 
 void pingpong(benchmark::State& state)
 {
@@ -140,6 +171,20 @@ int bench::capture_child(const char* shared)
     say_ready();
     for (;;)
         pause();
+}
+
+int bench::viewer_child(const char* shared, bool counts)
+{
+    SharedWords* const words = map_words(shared);
+    if (!words)
+        return 1;
+    trace::Listener listener;
+    say_ready();
+    trace::Record record;
+    for (;;) // and not what the library of a later viewer says as it loads
+        if (listener.next(record, 1'000) && counts &&
+            record.text.find("opened document") != std::string::npos)
+            ++words->received;
 }
 
 int bench::writer_child(const char* shared, uint32_t writers)

@@ -129,6 +129,8 @@ int main(int argc, char** argv)
     {
         if (std::strcmp(argv[2], "capture") == 0 && argc == 4)
             return bench::capture_child(argv[3]);
+        if (std::strcmp(argv[2], "viewer") == 0 && argc == 5)
+            return bench::viewer_child(argv[3], std::strcmp(argv[4], "counts") == 0);
         if (std::strcmp(argv[2], "writer") == 0 && argc == 5)
             return bench::writer_child(argv[3], static_cast<uint32_t>(std::atoi(argv[4])));
         if (std::strcmp(argv[2], "pingpong") == 0 && argc == 4)

@@ -32,6 +32,9 @@ inline constexpr Row rows[] = {
      "futex ping-pong", 1.0},
     {"  from 4 processes at once, each text", "channel/4 writers", "channel/pingpong",
      "futex ping-pong", 0},
+    {"  from 1 process to a viewer that 1 follows", "channel/2 viewers", "channel/1 viewer",
+     "a viewer alone", 0},
+    {"  the same, 7 follow", "channel/8 viewers", "channel/1 viewer", "a viewer alone", 0},
     {"DiagOutputExW, no destination", "trace/nowhere", nullptr, "guide: 400 ns", 400},
     {"PLINTH_TRACE, no destination", "trace/PLINTH_TRACE", "trace/calls", "the calls it stands for",
      1.05},
@@ -76,6 +79,7 @@ inline constexpr Rate rates[] = {
 // Runs the process's other half: main() calls the function of this name when it was started with
 // --child NAME.
 int capture_child(const char* shared);
+int viewer_child(const char* shared, bool counts); // of texts in the page
 int writer_child(const char* shared, uint32_t writers);
 int pingpong_child(const char* shared);
 

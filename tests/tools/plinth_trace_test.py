@@ -59,8 +59,8 @@ class Running(subprocess.Popen):
         super().__init__([TRACE, *arguments], stdin=subprocess.DEVNULL, stdout=stdout,
                          stderr=subprocess.PIPE, encoding="utf-8")
         if arguments[0] == "watch":
-            line = self.stderr.readline()
-            assert "watching" in line, line
+            self.first_note = self.stderr.readline()
+            assert "watching" in self.first_note, self.first_note
 
     def line(self):
         return self.stdout.readline().rstrip("\n")
@@ -129,13 +129,25 @@ class Watch(unittest.TestCase):
         self.assertEqual(trace("watch", "--timeout", "0", "--count", "1").returncode, 4)
         self.assertFalse(os.path.exists(LOGS), "it writes no log")
 
-    def test_a_second_listener_says_that_the_channel_is_taken(self):
-        with Running("watch", "--count", "1") as first:
-            second = trace("watch")
-            self.assertEqual((second.returncode, second.stdout), (3, ""))
-            self.assertIn("another listener", second.stderr)
-            speak("still for the first")
-            self.assertIn("still for the first", first.end()[1])
+    def test_a_second_viewer_is_told_who_has_the_channel_and_shows_the_same(self):
+        with Running("watch", "--count", "1") as first, Running("watch", "--count", "1") as second:
+            self.assertIn(f"plinth-trace ({first.pid}) has and passes on", second.first_note)
+            speak("for both")
+            self.assertIn("for both", first.end()[1])
+            self.assertIn("for both", second.end()[1])
+
+    def test_another_program_that_has_the_channel_is_named_and_waited_for(self):
+        with subprocess.Popen([SPEAKER, "occupy"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                              text=True) as other:
+            other.stdout.readline()
+            name = f"plinth_speaker ({other.pid})"
+            ended = trace("watch", "--timeout", "0.1", "--count", "1")
+            self.assertEqual((ended.returncode, name in ended.stderr), (3, True), ended.stderr)
+            with Running("watch", "--count", "1") as waiting:
+                other.communicate("\n")
+                self.assertIn("this viewer has the channel now", waiting.stderr.readline())
+                speak("now")
+                self.assertEqual(waiting.end()[0], 0)
 
     def test_the_channel_is_free_again_after_a_listener_was_killed(self):
         with Running("watch") as first:

@@ -4,7 +4,9 @@
 //   TEXT          the text as it is
 //   long:N        a text of N bytes
 //   numbers:N     N texts, "number 0" and on
+//   occupy        takes the channel as another listener does, says so, and waits for a line
 #include <cstdlib>
+#include <iostream>
 #include <string>
 
 #include <windows.h>
@@ -23,6 +25,12 @@ int main(int argc, char** argv)
         else if (what == "numbers")
             for (unsigned long k = 0; k < count; ++k)
                 OutputDebugStringA(("number " + std::to_string(k)).c_str());
+        else if (what == "occupy")
+        {
+            CreateEventA(nullptr, FALSE, FALSE, "DBWIN_BUFFER_READY");
+            std::cout << "occupied" << std::endl;
+            std::cin.get();
+        }
         else
             OutputDebugStringA(text.c_str());
     }

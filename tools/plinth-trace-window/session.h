@@ -31,6 +31,9 @@ struct Session
     // Takes what the source has, for so long at most; gives the window ids that are new.
     std::set<int32_t> collect(Clock::duration longest);
 
+    // What has changed about the source; empty if nothing has.
+    std::string news() const { return source ? source->take_news() : std::string(); }
+
     // Writes what was collected, and passes the filter, to the output file, if there is one.
     // Failure if it can't be written.
     void write_output();

@@ -32,6 +32,8 @@ using namespace std::chrono_literals;
 constexpr auto step_interval = 40ms; // smooth to the eye
 constexpr auto collect_time = 25ms;  // of it: the rest is the window's
 
+constexpr int news_time = 10'000; // ms in the status bar
+
 constexpr size_t most_tabs = 100; // records of further window ids are in the first tab
 
 struct TimeChoice
@@ -141,12 +143,12 @@ void TraceWindow::makeBars()
     m_problem = new QLabel;
     m_problem->setWordWrap(true);
     m_problem->setTextFormat(Qt::PlainText); // names in it may look like HTML
-    auto* const retry = new QPushButton(tr("Try again"));
-    retry->setObjectName(QStringLiteral("retry"));
-    connect(retry, &QPushButton::clicked, this, &TraceWindow::open);
+    m_retry = new QPushButton(tr("Try again"));
+    m_retry->setObjectName(QStringLiteral("retry"));
+    connect(m_retry, &QPushButton::clicked, this, &TraceWindow::open);
     auto* const row = new QHBoxLayout(m_problemBar);
     row->addWidget(m_problem, 1);
-    row->addWidget(retry);
+    row->addWidget(m_retry);
     m_problemBar->hide();
 
     m_counts = new QLabel;
@@ -169,18 +171,34 @@ void TraceWindow::open()
     try
     {
         m_session.source = trace::make_source(m_options);
-        setWindowTitle(tr("plinth trace: %1").arg(lineOf(m_session.source->what())));
-        m_problemBar->hide();
-        m_problem->clear();
+        showAccess();
     }
     catch (const trace::Failure& failure)
     {
-        m_problem->setText(lineOf(failure.what()));
-        m_problemBar->show();
+        showProblem(failure.what(), true);
     }
     catch (const trace::Interrupted&) // main ends the program
     {
     }
+}
+
+void TraceWindow::showProblem(std::string_view problem, bool canRetry)
+{
+    m_problem->setText(lineOf(problem));
+    m_problemBar->setVisible(!problem.empty());
+    m_retry->setVisible(canRetry);
+}
+
+// The channel may be another's, and change hands.
+void TraceWindow::showAccess()
+{
+    setWindowTitle(tr("plinth trace: %1").arg(lineOf(m_session.source->what())));
+    const std::string other = m_session.source->shut_out_by();
+    if (other.empty())
+        showProblem({}, false);
+    else
+        showProblem(other + " has the debug string channel. Records are shown when it is free.",
+                    false);
 }
 
 QString TraceWindow::problem() const
@@ -233,12 +251,16 @@ void TraceWindow::step()
         for (const int32_t window : m_session.collect(collect_time))
             if (m_models.size() < most_tabs)
                 addTab(window);
+        if (const std::string news = m_session.news(); !news.empty())
+        {
+            showAccess();
+            statusBar()->showMessage(lineOf(news), news_time);
+        }
     }
     catch (const trace::Failure& failure) // of a source: what it gave stays
     {
         m_session.source.reset();
-        m_problem->setText(lineOf(failure.what()));
-        m_problemBar->show();
+        showProblem(failure.what(), true);
     }
     catch (const trace::Interrupted&) // main ends the program
     {

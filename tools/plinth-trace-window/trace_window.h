@@ -15,6 +15,7 @@ class QAction;
 class QComboBox;
 class QFrame;
 class QLabel;
+class QPushButton;
 class QTabWidget;
 QT_END_NAMESPACE
 
@@ -38,7 +39,7 @@ public:
 
     // Takes the source that the options name; a failure is shown, with a button to try again.
     void open();
-    QString problem() const; // why there is no source; empty if there is one
+    QString problem() const; // why no record can come; empty if records can
 
     // Collects and shows what has come: what the timer does.
     void step();
@@ -67,6 +68,8 @@ private:
     void applyFilters();
     void restyle();
     void showCounts();
+    void showProblem(std::string_view problem, bool canRetry);
+    void showAccess();
     bool save(const QString& path, bool all);
     void askAndSave(bool all);
     QAction* addCommand(class QToolBar* bar, const QString& text, const QKeySequence& key);
@@ -88,6 +91,7 @@ private:
     QAction* m_pause = nullptr;
     QFrame* m_problemBar = nullptr;
     QLabel* m_problem = nullptr;
+    QPushButton* m_retry = nullptr;
     QLabel* m_counts = nullptr;
     QLabel* m_notes = nullptr;
     QTimer m_timer;

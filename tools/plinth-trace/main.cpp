@@ -49,7 +49,7 @@ const char* const general_help =
     "  0  done, also if Ctrl-C or the reader of the output ended it\n"
     "  1  failed; standard error says why\n"
     "  2  an option that is not understood\n"
-    "  3  watch: another listener has the debug string channel\n"
+    "  3  watch: the time was over, and another program had the debug string channel\n"
     "  4  watch: the time, or the input, was over before the number of records was reached\n"
     "  5  window: there is no display, or no viewer\n";
 

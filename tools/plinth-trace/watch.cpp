@@ -17,20 +17,22 @@ static const std::string s_watch_help =
         "\n"
         "Shows the trace records of all programs of this user as they are made, each behind the "
         "id\n"
-        "and the name of the process that made it. Ctrl-C ends. The debug string channel has room\n"
-        "for one listener: if another one has it, watch says so and ends with exit code 3. Where\n"
-        "records were lost stands a line of its own that says how many.\n"
+        "and the name of the process that made it. Ctrl-C ends. Any number of viewers can watch "
+        "at\n"
+        "once. If another program has the debug string channel, watch says so and waits until it\n"
+        "is free. Where records were lost stands a line of its own that says how many.\n"
         "\n") +
     view_options_help + log_bounds_help +
     "  --json             one JSON object a line: time (UTC), pid, process, window, text, each "
     "null\n"
-    "                     if there is none; for records that were lost: time, lost, text\n"
+    "                     if there is none; for records that were lost: time, lost, text, and\n"
+    "                     since when, if their number is unknown\n"
     "  --rate             each second the records per second and the counts: on a terminal in its\n"
     "                     last line, else on standard error\n"
     "  --count N          end after N records have been shown\n"
     "  --timeout S        end after S seconds; with --count, exit code 4 if the time, or the "
     "input,\n"
-    "                     is over first\n"
+    "                     is over first; exit code 3 if another program has the channel then\n"
     "\n"
     "Regular expressions are those of PCRE2 (ECMAScript in the Windows build). One that takes too\n"
     "long for a text is given up, and the record shown.\n"
@@ -104,8 +106,10 @@ int Watch::run()
         if (show())
             return exit_done;
         handle_keys();
+        report_news();
         report();
     }
+    const bool is_shut_out = !m_source->shut_out_by().empty();
     m_source->stop();
     while (!m_quit && collect(0))
         if (show())
@@ -113,7 +117,11 @@ int Watch::run()
     report_patterns(true);
     if (m_options.rate && !m_interactive)
         note(counts());
-    return m_options.count && !interrupted() && !m_quit ? exit_timeout : exit_done;
+    if (interrupted() || m_quit)
+        return exit_done;
+    if (is_shut_out)
+        return exit_channel_taken;
+    return m_options.count ? exit_timeout : exit_done;
 }
 
 // Takes what there is, within limits; false if there was nothing.
@@ -200,8 +208,21 @@ std::string Watch::counts() const
     const std::string text = "shown " + std::to_string(m_shown) + ", all " +
                              std::to_string(m_store.all()) + ", lost " +
                              std::to_string(m_store.lost());
+    const std::optional<uint64_t> taken = m_source->taken();
     // Without a terminal nobody can ask again for what was shown.
-    return text + ", dropped " + std::to_string(m_interactive ? m_store.dropped() : m_missed);
+    return text + ", dropped " + std::to_string(m_interactive ? m_store.dropped() : m_missed) +
+           (taken ? ", taken " + std::to_string(*taken) : "");
+}
+
+void Watch::report_news()
+{
+    const std::string news = m_source->take_news();
+    if (news.empty())
+        return;
+    if (m_interactive)
+        say(news);
+    else
+        note(news);
 }
 
 // How things stand, once a second; a pause shows at once.

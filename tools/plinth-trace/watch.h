@@ -50,6 +50,7 @@ private:
     unsigned wait_time() const;
     std::string counts() const;
     void report();
+    void report_news();
     void report_patterns(bool at_end);
 
     void handle_keys();

@@ -1,11 +1,11 @@
 #include "listener.h"
 
-#include <chrono>
-#include <cstring>
+#include <algorithm>
 #include <utility>
 
 #include "channel_losses.h"
 #include "failure.h"
+#include "ring/ring_records.h"
 #include "text.h"
 
 namespace trace
@@ -14,81 +14,44 @@ namespace trace
 namespace
 {
 
-// The buffer: the writer's process id, then the text, zero-terminated or filling the rest.
-constexpr size_t buffer_size = 4096;
-constexpr size_t text_offset = 4;
-
-constexpr size_t store_limit = 64 << 20; // bytes of texts and what belongs to each
+using namespace std::chrono_literals;
 
 // How long the thread waits before it looks whether it is to end. A signal can't wake it: what a
 // signal handler may call doesn't include setting an event.
 constexpr DWORD wait_slice = 100; // ms
 
-Record news_of(const ChannelLosses& lost)
-{
-    std::string why = lost.full > 0 ? "more came than could be taken" : "";
-    if (lost.unheard > 0)
-        why += std::string(why.empty() ? "" : ", and ") +
-               "their writers went on while this viewer did not run";
-    return loss_of(lost.all(), std::to_string(lost.all()) + " records lost: " + why);
-}
+// How often the ring is looked at. A wake-up by the holder would cost the holder a system call for
+// each reader; a look costs the reader alone. At a million records a second a quarter of the ring
+// is filled meanwhile.
+constexpr auto ring_interval = 20ms;
+
+// How often a follower looks whether the holder gives signs, and if not, whether the channel is
+// free: another takes it over within a second.
+constexpr auto channel_interval = 200ms;
+
+// A look at all processes.
+constexpr auto owner_interval = 2s;
+
+// Records between two looks at whether the thread is to end.
+constexpr int most_at_once = 10'000;
 
 } // namespace
 
-Listener::Listener()
+Listener::Listener(TakeOverWatcher watcher) : m_watcher(std::move(watcher))
 {
-    SECURITY_DESCRIPTOR descriptor{};
-    SECURITY_ATTRIBUTES security{sizeof(SECURITY_ATTRIBUTES), &descriptor, FALSE};
-    const auto fail = [this](const char* what)
-    {
-        const DWORD error = GetLastError();
-        release();
-        throw Failure(exit_failed, std::string("the debug string channel can't be had: ") + what +
-                                       ": " + error_text(error));
-    };
-
-    // Before the channel is taken: what writers give up until the thread runs counts already.
-    m_channel_losses = channel_losses();
-    // No access list: any process may write.
-    if (!InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) ||
-        !SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE))
-        fail("security descriptor");
-    SetLastError(ERROR_SUCCESS);
-    m_buffer_ready = CreateEventA(&security, FALSE, FALSE, "DBWIN_BUFFER_READY");
-    if (!m_buffer_ready)
-        fail("DBWIN_BUFFER_READY");
-    if (GetLastError() == ERROR_ALREADY_EXISTS)
-    {
-        release();
-        throw Failure(exit_channel_taken, "another listener has the debug string channel, which "
-                                          "has room for one; end it first");
-    }
-    m_data_ready = CreateEventA(&security, FALSE, FALSE, "DBWIN_DATA_READY");
-    if (!m_data_ready)
-        fail("DBWIN_DATA_READY");
-    m_mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, &security, PAGE_READWRITE, 0, buffer_size,
-                                   "DBWIN_BUFFER");
-    if (!m_mapping)
-        fail("DBWIN_BUFFER");
-    m_buffer = static_cast<const char*>(MapViewOfFile(m_mapping, FILE_MAP_READ, 0, 0, buffer_size));
-    if (!m_buffer)
-        fail("DBWIN_BUFFER view");
+    m_follower.open(); // if that fails, the viewer can still have the channel
+    m_is_holder = look_at_channel();
+    if (m_is_holder)
+        begin_to_hold(); // here, so that a viewer that comes next follows this one
+    else if (!m_channel.problem().empty())
+        throw Failure(exit_failed, "the debug string channel can't be had: " + m_channel.problem());
+    m_state.take_news(); // what() has it
     m_thread = std::thread([this] { run(); });
 }
 
 Listener::~Listener()
 {
     Listener::stop();
-    release();
-}
-
-void Listener::release()
-{
-    if (m_buffer)
-        UnmapViewOfFile(const_cast<char*>(m_buffer));
-    for (const HANDLE object : {m_buffer_ready, m_data_ready, m_mapping})
-        if (object)
-            CloseHandle(object);
 }
 
 void Listener::stop()
@@ -100,20 +63,8 @@ void Listener::stop()
 
 bool Listener::next(Record& record, unsigned milliseconds)
 {
-    {
-        std::unique_lock lock(m_lock);
-        if (!m_arrived.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                                [this] { return !m_waiting.empty() || m_lost.all() > 0; }))
-            return false;
-        if (m_waiting.empty())
-        {
-            record = news_of(std::exchange(m_lost, {}));
-            return true;
-        }
-        record = std::move(m_waiting.front());
-        m_waiting.pop_front();
-        m_waiting_bytes -= bytes_of(record);
-    }
+    if (!m_queue.next(record, milliseconds))
+        return false;
     if (record.is_loss())
         return true;
     record.text = utf8_from_narrow(record.text);
@@ -126,30 +77,144 @@ bool Listener::next(Record& record, unsigned milliseconds)
 
 void Listener::run()
 {
-    SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_TIME_CRITICAL);
-    SetEvent(m_buffer_ready);
-    while (m_run)
-        if (!take(wait_slice))
-            count_channel_losses();
-    take(0);                  // what was written before the end was asked for
-    SetEvent(m_buffer_ready); // a writer that waits goes on
+    auto looked = std::chrono::steady_clock::now();
+    while (m_run && !m_is_holder)
+    {
+        while (read_ring() && m_run)
+        {
+        }
+        std::this_thread::sleep_for(ring_interval);
+        const auto now = std::chrono::steady_clock::now();
+        m_follower.look_for_holder(now);
+        if (now - looked < channel_interval)
+            continue;
+        looked = now;
+        follow_up();
+    }
+    if (m_is_holder)
+        hold();
+    else
+        read_rest_of_ring(); // what was there before the end was asked for
 }
 
-// Copies a text out and frees the buffer, in this order.
+// While the holder gives signs, the channel is left alone: a look opens its first event, and would
+// keep the channel from being free for a moment.
+void Listener::follow_up()
+{
+    m_follower.open();
+    if (m_follower.holder_beats())
+        describe_holder();
+    else if (look_at_channel())
+    {
+        m_is_holder = true;
+        begin_to_hold();
+    }
+}
+
+// True if the channel is this viewer's now.
+bool Listener::look_at_channel()
+{
+    // Before the channel is taken: what writers give up until the thread runs counts already.
+    m_channel_losses = channel_losses();
+    const ChannelObjects::Result result = m_channel.take(m_watcher);
+    if (result == ChannelObjects::Result::ours)
+        return true;
+    if (result == ChannelObjects::Result::taken)
+        describe_holder();
+    return false;
+}
+
+// Says who has the channel: a viewer, as the ring says, or another program.
+void Listener::describe_holder()
+{
+    const RingHolder& holder = m_follower.holder();
+    const std::string viewer = program_text(holder.process, holder.name);
+    if (m_follower.holder_runs())
+    {
+        m_state.set(ChannelAccess::following, viewer);
+        m_has_followed = true;
+        m_owner_asked.reset();
+        return;
+    }
+    const auto now = std::chrono::steady_clock::now();
+    if (m_owner_asked && now - *m_owner_asked < owner_interval)
+        return;
+    m_owner_asked = now;
+    m_owner = channel_owner();
+    const bool is_viewer = m_owner ? m_owner->process == holder.process
+                                   : holder.heartbeat != 0 && facts_of(holder.process).has_value();
+    if (is_viewer)
+        m_state.set(ChannelAccess::stalled, viewer);
+    else
+        m_state.set(ChannelAccess::waiting,
+                    m_owner ? program_text(m_owner->process, m_owner->name) : program_text(0, ""));
+}
+
+// Takes over what the ring has. True if it may have more.
+bool Listener::read_ring()
+{
+    Record record;
+    int count = 0;
+    while (count < most_at_once && m_follower.next(record))
+    {
+        ++count;
+        m_queue.put(std::exchange(record, {}));
+    }
+    m_taken = m_follower.taken();
+    m_has_followed = m_has_followed || count > 0;
+    return count == most_at_once;
+}
+
+// A writer that goes on meanwhile must not make it endless.
+void Listener::read_rest_of_ring()
+{
+    constexpr int most_rounds = 20; // more than the ring has room for
+    for (int i = 0; i < most_rounds && read_ring(); ++i)
+    {
+    }
+}
+
+void Listener::hold()
+{
+    SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_TIME_CRITICAL);
+    m_channel.free_buffer();
+    m_watcher(TakeOverStep::listening);
+    while (m_run)
+        if (!take(wait_slice))
+        {
+            count_channel_losses();
+            m_share.beat(current_time());
+        }
+    take(0);                 // what was written before the end was asked for
+    m_channel.free_buffer(); // a writer that waits goes on
+    m_share.end();           // before the channel is another's, who writes the ring then
+    m_channel.release();
+}
+
+// Goes on where the former holder has ended: its records first, then the gap.
+void Listener::begin_to_hold()
+{
+    const Time since = m_follower.last_sign();
+    read_rest_of_ring();
+    const RingHolder former = m_follower.holder();
+    const bool is_shared = m_share.start(m_follower, since, m_watcher);
+    const std::string problem = is_shared ? "" : error_text(GetLastError());
+    if (m_has_followed)
+        m_queue.put(gap_record(since, current_time(), program_text(former.process, former.name)));
+    m_follower.close();
+    m_state.set(ChannelAccess::holding, problem);
+}
+
 bool Listener::take(DWORD milliseconds)
 {
-    if (WaitForSingleObject(m_data_ready, milliseconds) != WAIT_OBJECT_0)
-        return false;
     Record record;
-    record.time = current_time();
-    std::memcpy(&record.process, m_buffer, sizeof record.process);
-    const char* const text = m_buffer + text_offset;
-    record.text.assign(text, strnlen(text, buffer_size - text_offset));
-    SetEvent(m_buffer_ready);
-
+    if (!m_channel.take_text(record, milliseconds))
+        return false;
     record.name = m_names.name_of(record.process);
     count_channel_losses(); // before this text, or beside it
-    keep(std::move(record));
+    m_share.put(record);
+    ++m_taken;
+    m_queue.put(std::move(record));
     return true;
 }
 
@@ -158,30 +223,8 @@ void Listener::count_channel_losses()
 {
     const uint32_t now = channel_losses();
     const uint32_t fresh = now - std::exchange(m_channel_losses, now);
-    if (fresh == 0)
-        return;
-    const std::lock_guard lock(m_lock);
-    m_lost.unheard += fresh;
-    m_arrived.notify_one();
-}
-
-void Listener::keep(Record record)
-{
-    const std::lock_guard lock(m_lock);
-    const size_t bytes = bytes_of(record);
-    if (m_waiting_bytes + bytes > store_limit)
-    {
-        ++m_lost.full;
-        return;
-    }
-    if (m_lost.all() > 0)
-    {
-        m_waiting.push_back(news_of(std::exchange(m_lost, {})));
-        m_waiting_bytes += bytes_of(m_waiting.back());
-    }
-    m_waiting_bytes += bytes;
-    m_waiting.push_back(std::move(record));
-    m_arrived.notify_one();
+    m_queue.put_unheard(fresh);
+    m_share.put_unheard(fresh);
 }
 
 } // namespace trace

@@ -1,70 +1,80 @@
-// The listening end of the debug string channel.
+// The debug string channel as a source of records, for any number of viewers at once.
 //
-// Whoever traces waits until the channel's one buffer is free. Therefore a thread of its own does
-// nothing but copy a text and free the buffer; the texts wait in a store of limited size, so that
-// output that is slow, or stopped with Ctrl-S, holds up no program. When the store is full, texts
-// are dropped and counted; the next one that has room comes behind the news of it. So are texts
-// that the channel lost, where the system counts them.
+// The channel has room for one listener, and whoever traces waits until its one buffer is free. The
+// viewer that has it therefore does nothing on a thread of its own but copy a text, free the
+// buffer, and pass the text on: to its own user through a queue, and to the user's other viewers
+// through the ring (ring/ring_layout.h). A viewer that finds the channel taken follows the ring,
+// and looks several times a second whether it is free. Thus another one takes it over when the
+// holder ends.
 //
 // The library has a listener too (CQvDebugOutputCapture). This one also takes the writer's process
 // id and the whole of a text of more than 1,023 bytes, and comes without opening a log.
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
+#include <chrono>
 #include <cstdint>
-#include <deque>
-#include <mutex>
 #include <thread>
 
+#include "channel_objects.h"
+#include "channel_owner.h"
+#include "channel_state.h"
 #include "process_names.h"
+#include "record_queue.h"
+#include "ring/ring_follower.h"
+#include "ring/ring_share.h"
 #include "source.h"
 
 namespace trace
 {
 
-struct ChannelLosses
-{
-    uint64_t full = 0;    // for want of room here
-    uint64_t unheard = 0; // for want of a listener that runs
-
-    uint64_t all() const { return full + unheard; }
-};
-
 class Listener : public Source
 {
 public:
-    // Takes the channel and starts to listen. Failure: exit_channel_taken if another listener has
-    // it, exit_failed if the objects can't be made.
-    Listener();
+    // Takes the channel, or follows who has it, and starts to listen. Failure with exit_failed if
+    // the objects can't be made. watcher: see take_over.h.
+    explicit Listener(TakeOverWatcher watcher = [](TakeOverStep) {});
     ~Listener() override;
 
     bool next(Record& record, unsigned milliseconds) override;
     bool ended() const override { return false; } // only stop ends it
     void stop() override;
-    std::string what() const override { return "the debug string channel"; }
+    std::string what() const override { return m_state.what(); }
+    std::string take_news() override { return m_state.take_news(); }
+    std::string shut_out_by() const override { return m_state.shut_out_by(); }
+    std::optional<uint64_t> taken() const override { return m_taken.load(); }
 
 private:
     void run();
+    void follow_up();
+    bool look_at_channel();
+    void describe_holder();
+    bool read_ring();
+    void read_rest_of_ring();
+
+    void hold();
+    void begin_to_hold();
     bool take(DWORD milliseconds);
     void count_channel_losses();
-    void keep(Record record);
-    void release();
 
-    HANDLE m_buffer_ready = nullptr; // set: writers may fill the buffer
-    HANDLE m_data_ready = nullptr;   // set: the buffer holds a text
-    HANDLE m_mapping = nullptr;
-    const char* m_buffer = nullptr;
+    const TakeOverWatcher m_watcher;
+    ChannelState m_state;
+    RecordQueue m_queue;
+    std::atomic<uint64_t> m_taken{0}; // texts that holders have taken since this viewer came
     std::atomic<bool> m_run{true};
-    std::thread m_thread;
-    ProcessNames m_names;          // the thread's alone
-    uint32_t m_channel_losses = 0; // that are counted; the thread's alone once it runs
+    bool m_is_holder = false;
+    bool m_has_followed = false; // another viewer
 
-    std::mutex m_lock; // guards what follows
-    std::condition_variable m_arrived;
-    std::deque<Record> m_waiting;
-    size_t m_waiting_bytes = 0;
-    ChannelLosses m_lost; // since the last text that was kept
+    // The thread's alone once it runs.
+    ChannelObjects m_channel;
+    RingFollower m_follower;
+    RingShare m_share;
+    ProcessNames m_names;
+    uint32_t m_channel_losses = 0; // that are counted, or were before this viewer had the channel
+    std::optional<ChannelOwner> m_owner;
+    std::optional<std::chrono::steady_clock::time_point> m_owner_asked;
+
+    std::thread m_thread; // the last: it uses the others
 };
 
 } // namespace trace

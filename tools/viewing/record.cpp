@@ -69,7 +69,11 @@ std::string as_json(const Record& record)
     if (record.is_time_inherited)
         out += ",\"inherited\":true";
     if (record.is_loss())
+    {
         out += ",\"lost\":" + std::to_string(record.lost);
+        if (record.since != unknown_time)
+            out += ",\"since\":" + json_text(utc_text(record.since));
+    }
     else
     {
         out += ",\"pid\":" + (record.process ? std::to_string(record.process) : "null");

@@ -5,6 +5,8 @@
 // (Record::is_loss).
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include "record.h"
@@ -32,6 +34,17 @@ public:
 
     // What is watched, for people: "the debug string channel".
     virtual std::string what() const = 0;
+
+    // What has changed about it since what() was asked for, or since the last call; empty if
+    // nothing has.
+    virtual std::string take_news() { return {}; }
+
+    // Who has the channel, so that no record can come before it is free; empty if records can come.
+    virtual std::string shut_out_by() const { return {}; }
+
+    // How many records there were since this viewer came, those that it has lost included; nothing
+    // if nobody counts them.
+    virtual std::optional<uint64_t> taken() const { return std::nullopt; }
 };
 
 } // namespace trace

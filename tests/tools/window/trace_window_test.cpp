@@ -10,7 +10,6 @@
 #include <QTest>
 
 #include "failure.h"
-#include "listener.h"
 #include "pattern_field.h"
 #include "support/environment.h"
 #include "support/virtual_display.h"
@@ -213,21 +212,35 @@ TEST_F(TraceViewer, WhatWouldDeceiveIsShownInCellsTipsTitlesAndMessages)
     EXPECT_TRUE(has(missing.windowTitle(), "a\\u{202e}b/x.log"));
 }
 
-TEST_F(TraceViewer, AnotherListenerIsReportedAndCanBeTriedAgain)
+TEST_F(TraceViewer, ASourceThatFailsIsReportedAndCanBeTriedAgain)
 {
-    auto other = std::make_unique<trace::Listener>();
+    PlinthTestFail("CreateEvent", 1, 0, ERROR_NO_SYSTEM_RESOURCES);
     TraceWindow window({});
     window.open();
     window.show();
-    EXPECT_TRUE(has(window.problem(), "another listener"));
+    PlinthTestReset();
+    EXPECT_TRUE(has(window.problem(), "channel can't be had")) << window.problem().toStdString();
     auto* const retry = window.findChild<QPushButton*>(QStringLiteral("retry"));
     ASSERT_TRUE(retry && retry->isVisible());
-    other.reset();
     retry->click();
     EXPECT_EQ(window.problem(), QString());
     EXPECT_FALSE(retry->isVisible());
-    OutputDebugStringA("for the window");
+}
+
+TEST_F(TraceViewer, WaitsForTheChannelByItselfAndSharesItWithAnotherWindow)
+{
+    const HANDLE other = CreateEventA(nullptr, FALSE, FALSE, "DBWIN_BUFFER_READY");
+    TraceWindow window({});
+    window.open();
+    EXPECT_TRUE(has(window.problem(), "another program has")) << window.problem().toStdString();
+    CloseHandle(other);
+    EXPECT_TRUE(eventually([&] { return window.problem().isEmpty(); }));
+    TraceWindow second({});
+    second.open();
+    EXPECT_EQ(second.problem(), QString());
+    OutputDebugStringA("for both windows");
     EXPECT_TRUE(shows(window, 1));
+    EXPECT_TRUE(shows(second, 1));
 }
 
 } // namespace

@@ -1,0 +1,51 @@
+// The objects of the debug string channel, which belong to its one listener: two events and a
+// buffer under names of the system.
+#pragma once
+
+#include <string>
+
+#include <windows.h>
+
+#include "record.h"
+#include "take_over.h"
+
+namespace trace
+{
+
+class ChannelObjects
+{
+public:
+    enum class Result
+    {
+        ours,
+        taken,  // another listener has them
+        failed, // they can't be made: problem() says why
+    };
+
+    ChannelObjects() = default;
+    ~ChannelObjects() { release(); }
+    ChannelObjects(const ChannelObjects&) = delete;
+    ChannelObjects& operator=(const ChannelObjects&) = delete;
+
+    // Makes the objects. No writer may use the buffer before it was freed for the first time.
+    Result take(const TakeOverWatcher& watcher);
+    void release();
+    const std::string& problem() const { return m_problem; }
+
+    // Writers may fill the buffer.
+    void free_buffer() { SetEvent(m_buffer_ready); }
+    // Copies a text and its writer's process id out and frees the buffer, in this order. False if
+    // none came in time.
+    bool take_text(Record& record, DWORD milliseconds);
+
+private:
+    Result fail(const char* what);
+
+    HANDLE m_buffer_ready = nullptr; // set: writers may fill the buffer
+    HANDLE m_data_ready = nullptr;   // set: the buffer holds a text
+    HANDLE m_mapping = nullptr;
+    const char* m_buffer = nullptr;
+    std::string m_problem;
+};
+
+} // namespace trace

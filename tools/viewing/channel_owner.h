@@ -1,0 +1,22 @@
+// Which program has the debug string channel. One source file for each system.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <windows.h>
+
+namespace trace
+{
+
+struct ChannelOwner
+{
+    DWORD process = 0;
+    std::string name{}; // of its image; empty if it can't be found out
+};
+
+// Nothing if it can't be found out, as always on Windows, or if it is this process. Looks at all of
+// the user's processes.
+std::optional<ChannelOwner> channel_owner();
+
+} // namespace trace
