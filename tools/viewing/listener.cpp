@@ -84,8 +84,11 @@ Listener::~Listener()
 
 void Listener::release()
 {
-    if (m_buffer)
+    if (m_buffer) // the channel was ours
+    {
+        SetEvent(m_buffer_ready); // for a writer that came back since the thread has ended
         UnmapViewOfFile(const_cast<char*>(m_buffer));
+    }
     for (const HANDLE object : {m_buffer_ready, m_data_ready, m_mapping})
         if (object)
             CloseHandle(object);

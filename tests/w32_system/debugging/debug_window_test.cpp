@@ -1,4 +1,8 @@
-// The cache of texts, which text goes to which window, and what a row of it looks like.
+// The cache of texts, which text goes to which window, what a row of it looks like, and how a
+// listener leaves the channel.
+#include <memory>
+#include <thread>
+
 #include "support/test.h"
 
 #include "debug_windows.h"
@@ -69,6 +73,41 @@ TEST(DebugWindow, FieldsBeyondTheColumnsAddColumnsThatStayAndTheLastRowIsSeen)
     EXPECT_GE(SendMessageW(list, LVM_GETTOPINDEX, 0, 0) +
                   SendMessageW(list, LVM_GETCOUNTPERPAGE, 0, 0),
               101);
+}
+
+// A callback that has begun, and may return.
+HANDLE g_begun = nullptr;
+HANDLE g_returns = nullptr;
+
+// The writer follows the channel's protocol by hand, with a patience as long as the system's: what
+// a listener leaves behind would cost it all of that.
+TEST(Capture, ThatEndsAlsoLetsAWriterGoOnThatCameBackBeforeItsObjectsWent)
+{
+    constexpr DWORD patience = 10'000; // ms
+    g_begun = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    g_returns = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    auto capture = std::make_unique<CQvDebugOutputCapture>(
+        [](const wchar_t*)
+        {
+            SetEvent(g_begun);
+            WaitForSingleObject(g_returns, INFINITE);
+        });
+    ASSERT_TRUE(test::comes_true(
+        []
+        {
+            OutputDebugStringA("a text");
+            return WaitForSingleObject(g_begun, 0) == WAIT_OBJECT_0;
+        }));
+    const HANDLE free = OpenEventA(SYNCHRONIZE, FALSE, "DBWIN_BUFFER_READY");
+    const auto is_freed = [&] { return WaitForSingleObject(free, patience) == WAIT_OBJECT_0; };
+    EXPECT_TRUE(is_freed());
+    std::thread ending([&] { capture.reset(); });
+    EXPECT_TRUE(is_freed()) << "the listener's thread has ended";
+    SetEvent(g_returns);
+    EXPECT_TRUE(is_freed()) << "the objects go";
+    ending.join();
+    for (const HANDLE event : {g_begun, g_returns, free})
+        CloseHandle(event);
 }
 
 std::string pop(CSyncCache& cache)
