@@ -63,15 +63,13 @@ public:
     void* base() const { return m_handle; }
     template <class Function> Function* get(const char* name) const
     {
-        return reinterpret_cast<Function*>(
-            reinterpret_cast<void*>(GetProcAddress(m_handle, name)));
+        return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(m_handle, name)));
     }
     // A function of what the library needs and this program stands in front of. It stays in the
     // process, unlike the library.
     template <class Function> static Function* needed(const char* name)
     {
-        return reinterpret_cast<Function*>(
-            reinterpret_cast<void*>(GetProcAddress(s_last, name)));
+        return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(s_last, name)));
     }
 
 private:
