@@ -12,6 +12,7 @@
 
 #include <process.h>
 
+#include <plinth_w32_pthreadVC.h>
 #include <plinth_w32_system.h>
 
 #include "support/entries.h"
