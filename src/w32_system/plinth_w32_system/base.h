@@ -33,7 +33,7 @@ static_assert(sizeof(wchar_t) == 2,
 // Room in a class for an object of the C library that the library alone makes, uses and ends.
 template <unsigned bytes> struct alignas(8) QvRoomFor
 {
-    unsigned char room[bytes];
+    unsigned char room[bytes]; // the object
 };
 
 #endif
