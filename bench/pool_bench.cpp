@@ -6,6 +6,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <plinth_w32_pthreadVC.h>
 #include <plinth_w32_system.h>
 
 #include "rows.h"

@@ -59,7 +59,12 @@ if(WIN32 AND MINGW)
     if(NOT IS_ABSOLUTE "${path}") # what it says of a file that it doesn't know
       message(FATAL_ERROR "${CMAKE_CXX_COMPILER} has no ${dll}")
     endif()
-    install(FILES ${path} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+    # Debian's have their debug symbols, which are nearly all of them.
+    set(stripped ${PROJECT_BINARY_DIR}/runtime/${dll})
+    file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/runtime)
+    execute_process(COMMAND ${CMAKE_STRIP} --strip-all -o ${stripped} ${path}
+                    COMMAND_ERROR_IS_FATAL ANY)
+    install(FILES ${stripped} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
   endforeach()
   foreach(package IN ITEMS gcc-mingw-w64-base mingw-w64-common)
     if(EXISTS /usr/share/doc/${package}/copyright)
@@ -67,6 +72,22 @@ if(WIN32 AND MINGW)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/plinth/licences COMPONENT runtime)
     endif()
   endforeach()
+endif()
+
+if(WIN32)
+  get_target_property(import_library plinth_w32_system PLINTH_IMPORT_LIBRARY)
+  if(import_library)
+    install(FILES ${import_library}.def ${import_library}.lib
+            DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  endif()
+  install(FILES README.md CHANGELOG.md DESTINATION . COMPONENT development)
+  install(DIRECTORY examples DESTINATION . COMPONENT development)
+  if(PLINTH_SEPARATE_SYMBOLS)
+    foreach(target IN ITEMS plinth_w32_system plinth_w32_pthreadVC ${programs})
+      install(FILES $<TARGET_FILE:${target}>.debug DESTINATION ${CMAKE_INSTALL_BINDIR}
+              COMPONENT symbols)
+    endforeach()
+  endif()
 endif()
 
 set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/plinth)

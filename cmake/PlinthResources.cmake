@@ -83,7 +83,7 @@ endfunction()
 
 # The resources as a script of the Windows resource compiler. Takes the words of plinth_add_resources.
 function(_plinth_resource_script result)
-  set(script "")
+  set(script "LANGUAGE 0, 0\n")
   set(argument 1)
   # By their numbers: as a list they would lose an empty text, and one with a semicolon would be two.
   while(argument LESS ARGC)

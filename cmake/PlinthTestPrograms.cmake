@@ -1,15 +1,19 @@
 # How a test program is made: plinth_add_test, for one program; plinth_add_test_folders, for every
 # folder of a subsystem. A new folder, like a new file, is found without being named anywhere.
 
-# plinth_add_test(name library folder... [HEADERS header...]): a program of all *_test.cpp files below
+# plinth_add_test(name library folder... [HEADERS header...] [OWN_RESOURCES]): a program of all *_test.cpp files below
 # the folders, linked to one library of ours. Tests of the stand-in and of the threads module run
 # without the library above them, which would open a log and trace as it loads.
 #
 # Most of what a test file costs the compiler is the same headers each time, so they are compiled once
 # for all programs (support/test.h). A program with other compiler options, such as those that
 # Qt asks for, can't use that: HEADERS names what it precompiles itself.
+#
+# On Windows there is no machine for a test alone. A program that logs there has a resource that names
+# a log folder of its own, so that it never comes near the logs of others: OWN_RESOURCES says that its
+# list file gives it one.
 function(plinth_add_test name library)
-  cmake_parse_arguments(PARSE_ARGV 2 own "" "" "HEADERS")
+  cmake_parse_arguments(PARSE_ARGV 2 own "OWN_RESOURCES" "" "HEADERS")
   plinth_sources(sources ${own_UNPARSED_ARGUMENTS})
   list(FILTER sources INCLUDE REGEX "_test\\.cpp$")
   if(WIN32)
@@ -27,7 +31,11 @@ function(plinth_add_test name library)
   else()
     target_precompile_headers(${name} REUSE_FROM plinth_test_support)
   endif()
-  if(NOT WIN32)
+  if(WIN32)
+    if(library STREQUAL "plinth_w32_system" AND NOT own_OWN_RESOURCES)
+      plinth_add_resources(${name} TEXT LOGFILEDIR LogFileDir "plinth-tests\\${name}")
+    endif()
+  else()
     set_target_properties(${name} PROPERTIES
       RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests # where the scripts look for it
       CROSSCOMPILING_EMULATOR $<TARGET_FILE:plinth_test_launcher>)

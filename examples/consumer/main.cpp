@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 
+#include <plinth_w32_pthreadVC.h>
 #include <plinth_w32_system.h>
 
 namespace

@@ -6,8 +6,6 @@
 // The summary goes to standard output; its last line names the log file.
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,19 +18,12 @@
 
 #include "copy.h"
 #include "heartbeat.h"
+#include "text.h"
 #include "trace_window.h"
 #include "workers.h"
 
 namespace
 {
-
-std::vector<wchar_t> wide(const char* text)
-{
-    const int size = QV_Char2WChar(text, -1, nullptr, 0);
-    std::vector<wchar_t> out(static_cast<size_t>(std::max(size, 1)), L'\0');
-    QV_Char2WChar(text, -1, out.data(), size);
-    return out;
-}
 
 // The path of the log as other programs of this system take it; empty if there is no log.
 std::string log_path()
@@ -40,18 +31,19 @@ std::string log_path()
     const wchar_t* const path = CQvLogFile::GetLogFilename();
     if (!path)
         return {};
-    char text[4096];
 #if __has_include(<plinth_platform.h>)
+    char text[4096];
     if (PlinthNativePath(path, text, sizeof text))
         return text;
 #endif
-    return QV_WChar2Char(path, -1, text, sizeof text) > 0 ? text : "";
+    return demo::printed(path);
 }
 
-void print_summary(const char* file, const demo::Result& result, unsigned threads, double spent)
+void print_summary(const std::string& file, const demo::Result& result, unsigned threads,
+                   double spent)
 {
     const demo::Statistics& all = result.statistics;
-    std::printf("file:     %s\n", file);
+    std::printf("file:     %s\n", file.c_str());
     std::printf("bytes:    %llu in %u blocks, %u threads, %.2f ms\n",
                 static_cast<unsigned long long>(all.bytes()), result.blocks, threads, spent);
     std::printf("lines:    %llu\n", static_cast<unsigned long long>(all.lines()));
@@ -75,26 +67,29 @@ struct Options
 {
     bool window = false;
     bool close = false;
-    const char* file = nullptr;
+    demo::WideText file;
     int threads = 0; // 0: as many as the machine has to offer
 };
 
-bool parse(int argc, char** argv, Options& options)
+bool parse(const std::vector<demo::WideText>& words, Options& options)
 {
-    int next = 1;
-    for (; next < argc && std::strncmp(argv[next], "--", 2) == 0; ++next)
-        if (std::strcmp(argv[next], "--window") == 0)
+    size_t next = 0;
+    for (; next < words.size(); ++next)
+        if (const std::string word = demo::printed(words[next].data()); word == "--window")
             options.window = true;
-        else if (std::strcmp(argv[next], "--auto-close") == 0)
+        else if (word == "--auto-close")
             options.close = true;
-        else
+        else if (word.starts_with("--"))
             return false;
-    if (argc - next < 1 || argc - next > 2)
+        else
+            break;
+    const size_t rest = words.size() - next;
+    if (rest < 1 || rest > 2)
         return false;
-    options.file = argv[next];
-    if (argc - next == 1)
+    options.file = words[next];
+    if (rest == 1)
         return true;
-    options.threads = std::atoi(argv[next + 1]);
+    options.threads = QV_wtoi(words[next + 1].data());
     return options.threads >= 1 && options.threads <= 64;
 }
 
@@ -103,7 +98,8 @@ int run(const Options& options)
     const unsigned threads = options.threads > 0
                                  ? static_cast<unsigned>(options.threads)
                                  : std::clamp(std::thread::hardware_concurrency(), 2u, 7u);
-    const std::vector<wchar_t> path = wide(options.file);
+    const demo::WideText& path = options.file;
+    const std::string name = demo::printed(path.data());
 
     DiagOutputExW_hlp(__FILE__, __LINE__);
     DiagOutputExW(L"|wndid:0| |appnm| begins at |stime| with %s, %u threads (|srcid|)", path.data(),
@@ -119,7 +115,7 @@ int run(const Options& options)
     if (result.status != QV_OK)
     {
         TraceLastOsErr();
-        std::fprintf(stderr, "plinth-demo: %s can't be read, status %d\n", options.file,
+        std::fprintf(stderr, "plinth-demo: %s can't be read, status %d\n", name.c_str(),
                      result.status);
         return 1;
     }
@@ -133,10 +129,10 @@ int run(const Options& options)
     }();
     if (status != QV_OK)
     {
-        std::fprintf(stderr, "plinth-demo: %s can't be copied, status %d\n", options.file, status);
+        std::fprintf(stderr, "plinth-demo: %s can't be copied, status %d\n", name.c_str(), status);
         return 1;
     }
-    print_summary(options.file, result, threads, spent);
+    print_summary(name, result, threads, spent);
     return 0;
 }
 
@@ -144,15 +140,20 @@ int run(const Options& options)
 
 int main(int argc, char** argv)
 {
-    if (argc == 2 && std::strcmp(argv[1], "--help") == 0)
+#if defined(_WIN32)
+    SetConsoleOutputCP(CP_UTF8);
+#endif
+    const std::vector<demo::WideText> words = demo::arguments_of(argc, argv);
+    const std::string only = words.size() == 1 ? demo::printed(words[0].data()) : "";
+    if (only == "--help")
     {
         std::fputs(help, stdout);
         return 0;
     }
-    if (argc == 2 && std::strcmp(argv[1], "--has-display") == 0)
+    if (only == "--has-display")
         return demo::has_display() ? 0 : 1;
     Options options;
-    if (!parse(argc, argv, options))
+    if (!parse(words, options))
     {
         std::fputs(help, stderr);
         return 2;

@@ -86,7 +86,8 @@ int LiveForTaking(pthread_mutexCS_t* handle, pthread_mutexCS_t& lock)
 }
 
 // Takes the lock by the call that is given. 0 or an error.
-template <int (*call)(pthread_mutex_t*) noexcept> int Take(pthread_mutexCS_t* handle)
+// Not noexcept: the C library of Linux says so of its functions, others don't.
+template <int (*call)(pthread_mutex_t*)> int Take(pthread_mutexCS_t* handle)
 {
     pthread_mutexCS_t live = nullptr;
     if (const int refused = LiveForTaking(handle, live))

@@ -1,6 +1,8 @@
 // What the parts of the library share about its load and unload.
 #pragma once
 
+#include <plinth_w32_pthreadVC.h>
+
 #include "plinth_w32_system.h"
 
 // Guards the worker registry of the asynchronous file I/O. Made at process attach, ended at detach.

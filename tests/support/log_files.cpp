@@ -7,7 +7,9 @@
 #include <regex>
 #include <thread>
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <shlobj.h>
+#else
 #include <plinth_platform_test.h>
 #endif
 
@@ -19,7 +21,10 @@ namespace test
 std::string log_folder()
 {
 #ifdef _WIN32
-    return native_form(CQvLogFile::GetLogFilename());
+    // As the program's resource names it: see plinth_add_test.
+    wchar_t common[MAX_PATH] = L"";
+    SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, common);
+    return utf8(common) + "\\plinth-tests\\" + fs::path(program()).stem().string() + "\\Logfiles";
 #else
     return root() + "/ProgramData/Quorvane/Platform/Logfiles";
 #endif

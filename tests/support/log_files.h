@@ -18,7 +18,7 @@ namespace test
 inline const std::string stamp_pattern =
     "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\*vtq\\* ";
 
-// The folder of the log, native, as the settings of this process give it.
+// The folder of the log, native: this machine's on Linux, this program's on Windows.
 std::string log_folder();
 
 // Today's log file of a number, without the folder: "qvapp_YYYY-MM-DD_(NNNN).log". The day can be

@@ -116,9 +116,15 @@ std::string native_form(const wchar_t* windows)
     return text;
 }
 
+// Paths here are UTF-8, whatever the active code page is.
+static std::filesystem::path path_of(const std::string& native)
+{
+    return std::u8string(native.begin(), native.end());
+}
+
 std::string read_file(const std::string& native)
 {
-    std::ifstream file(native, std::ios::binary);
+    std::ifstream file(path_of(native), std::ios::binary);
     std::ostringstream out;
     out << file.rdbuf();
     return out.str();
@@ -126,7 +132,7 @@ std::string read_file(const std::string& native)
 
 void write_file(const std::string& native, const std::string& bytes)
 {
-    std::ofstream(native, std::ios::binary | std::ios::trunc) << bytes;
+    std::ofstream(path_of(native), std::ios::binary | std::ios::trunc) << bytes;
 }
 
 } // namespace test

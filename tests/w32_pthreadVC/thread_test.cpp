@@ -8,10 +8,10 @@ namespace
 {
 
 std::atomic<bool> g_says{false};
-std::atomic<bool> g_awaited{false};
 std::atomic<int> g_left{0};
 
-// Goes as its thread ends, and takes its time from when somebody waits for it.
+// Goes as its thread ends, and takes its time. It waits for no other thread: some threads hold a
+// lock meanwhile that others need in order to go on.
 struct Belonging
 {
     Belonging() = default;
@@ -19,7 +19,6 @@ struct Belonging
     Belonging& operator=(const Belonging&) = delete;
     ~Belonging()
     {
-        g_awaited.wait(false);
         constexpr timespec a_while = {0, 20'000'000};
         pthread_delay_np(&a_while);
         ++g_left;
@@ -38,7 +37,7 @@ void start_ending_thread()
         g_says.notify_all();
         return nullptr;
     };
-    g_says = g_awaited = false;
+    g_says = false;
     pthread_t thread;
     ASSERT_EQ(pthread_create(&thread, nullptr, ends, nullptr), 0);
     ASSERT_EQ(pthread_detach(thread), 0);
@@ -70,8 +69,6 @@ TEST(EndingThreadsConcurrent, AreWaitedForUntilTheirLastObjectHasGone)
     for (int round = 1; round <= 3; ++round)
     {
         start_ending_thread();
-        g_awaited = true;
-        g_awaited.notify_all();
         pthread_await_ending_np();
         EXPECT_EQ(g_left, round);
     }

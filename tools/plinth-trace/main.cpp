@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "arguments.h"
 #include "commands.h"
 #include "failure.h"
 #include "terminal.h"
-#include "text.h"
 
 namespace
 {
@@ -103,10 +103,7 @@ int main(int argc, char** argv)
     trace::prepare_terminal();
     try
     {
-        std::vector<std::string> arguments;
-        for (int i = 1; i < argc; ++i)
-            arguments.push_back(trace::utf8_from_narrow(argv[i]));
-        return run(std::move(arguments));
+        return run(trace::arguments_of(argc, argv));
     }
     catch (const trace::OutputClosed&)
     {

@@ -58,8 +58,11 @@ ChannelObjects::Result ChannelObjects::fail(const char* what)
 
 void ChannelObjects::release()
 {
-    if (const char* const view = std::exchange(m_buffer, nullptr))
+    if (const char* const view = std::exchange(m_buffer, nullptr)) // the channel was ours
+    {
+        SetEvent(m_buffer_ready); // for a writer that came back since the last text was taken
         UnmapViewOfFile(const_cast<char*>(view));
+    }
     for (HANDLE* const object : {&m_buffer_ready, &m_data_ready, &m_mapping})
         if (const HANDLE handle = std::exchange(*object, nullptr))
             CloseHandle(handle);

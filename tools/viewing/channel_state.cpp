@@ -39,7 +39,7 @@ std::string ChannelState::shut_out_by() const
 std::string ChannelState::what() const
 {
     const std::lock_guard lock(m_lock);
-    const std::string channel = "the debug string channel";
+    std::string channel = "the debug string channel";
     switch (m_access)
     {
     case ChannelAccess::holding:

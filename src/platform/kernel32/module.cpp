@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "loaded_modules.h"
+#include "loader_lock.h"
 #include "module_search.h"
 #include "modules.h"
 #include "path.h"
@@ -364,7 +365,8 @@ extern "C" BOOL FreeLibrary(HMODULE module)
         if (--found->second.references == 0)
             table().modules.erase(found);
     }
-    // The module's own code runs on its way out, so no lock is held.
+    // The module's own code runs on its way out, so no lock of the table is held.
+    const LoaderLock lock;
     if (freed.loader && sys::dlclose(freed.loader) != 0)
         return fail_with(ERROR_GEN_FAILURE);
     return TRUE;

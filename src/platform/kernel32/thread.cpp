@@ -12,12 +12,14 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <execinfo.h>
 #include <memory>
 #include <mutex>
 #include <new>
 
 #include "event_state.h"
 #include "handle_table.h"
+#include "loader_lock.h"
 #include "system/calls.h"
 #include "system/clock.h"
 #include "system/exception_guard.h"
@@ -43,6 +45,7 @@ struct ThreadState
     DWORD result = 0;                                   // the thread's own
     std::atomic<const WaitingPin*> waits_with{nullptr}; // what it holds in a wait
     std::atomic<bool> terminating{false};
+    bool terminates_itself = false; // the thread's own
     std::atomic<DWORD> terminated_with{0};
     std::atomic<uint32_t> id{0}; // 0 until the thread runs; futex word for the starter
     std::atomic<int> priority{THREAD_PRIORITY_NORMAL};
@@ -93,6 +96,7 @@ void on_terminate(int)
 void go_on_in_child()
 {
     t_id = 0;
+    keep_own_loader_lock();
     if (!t_state)
         return;
     t_state->forks = fork_count();
@@ -133,12 +137,15 @@ private:
     const StatePointer m_state;
 };
 
-// Signals the handle when the thread leaves, also by pthread_exit.
+// Signals the handle when the thread leaves, also by pthread_exit. As on the system it needs the
+// loader's lock for that, unless it terminates itself.
 struct Ending
 {
     ThreadState& state;
     ~Ending()
     {
+        if (!state.terminates_itself)
+            await_loader_lock();
         t_state = nullptr; // from here on a termination comes too late
         state.end(state.result);
     }
@@ -158,6 +165,17 @@ void* run_thread(void* argument)
     return nullptr;
 }
 
+// The C library loads its unwinder at the first pthread_exit, or here. A thread that ends while
+// another one is in the loader must find it.
+void load_unwinder()
+{
+    static constinit std::atomic<bool> s_loaded{false}; // doing it twice does no harm
+    if (s_loaded.exchange(true))
+        return;
+    void* frame = nullptr;
+    backtrace(&frame, 1);
+}
+
 // 0 or a system error.
 DWORD launch_thread(ThreadStart start, void* argument, size_t stack_size, const StatePointer& state)
 {
@@ -165,6 +183,7 @@ DWORD launch_thread(ThreadStart start, void* argument, size_t stack_size, const 
     std::unique_ptr<Launch> launch(new (std::nothrow) Launch{state, start, argument});
     if (!launch)
         return ERROR_NOT_ENOUGH_MEMORY;
+    load_unwinder();
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
@@ -349,6 +368,8 @@ extern "C" BOOL TerminateThread(HANDLE thread, DWORD exitCode)
         if (&object->state() != t_state)
             return terminate(object->state(), exitCode);
     }
+    if (t_state)
+        t_state->terminates_itself = true;
     end_thread(exitCode);
 }
 

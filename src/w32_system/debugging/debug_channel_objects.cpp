@@ -82,6 +82,10 @@ COutDbgStringSync::COutDbgStringSync(bool bQuiet)
 
 COutDbgStringSync::~COutDbgStringSync()
 {
+    // A writer may have come back since the listener's thread let the last one go. It holds the
+    // event while it waits, so it would not see the objects go, and would wait out its patience.
+    if (m_bValid)
+        SetEvent(m_eventDBWIN_BUFFER_READY);
     if (m_eventDBWIN_BUFFER_READY)
         CloseHandle(m_eventDBWIN_BUFFER_READY);
     if (m_eventDBWIN_DATA_READY)

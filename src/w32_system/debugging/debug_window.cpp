@@ -86,11 +86,17 @@ CDebugWindow::~CDebugWindow()
 
 unsigned __stdcall CDebugWindow::ui_thread_proc(void* pThis)
 {
-    auto& self = *static_cast<CDebugWindow*>(pThis);
-    self.CreateWindows();
-    SetEvent(self.m_hReady);
+    const unsigned result = static_cast<CDebugWindow*>(pThis)->Run();
+    QvLeaveThread();
+    return result;
+}
+
+unsigned CDebugWindow::Run()
+{
+    CreateWindows();
+    SetEvent(m_hReady);
     MSG message = {};
-    if (!self.m_hWnd)
+    if (!m_hWnd)
         return 0; // nothing would ever end the loop
     for (BOOL more = GetMessageW(&message, nullptr, 0, 0); more != 0 && more != -1;
          more = GetMessageW(&message, nullptr, 0, 0))

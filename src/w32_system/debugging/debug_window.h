@@ -36,6 +36,7 @@ private:
     static LRESULT CALLBACK debug_wnd_proc(HWND hWnd, UINT uMsg, WPARAM wParam, LPARAM lParam);
     static unsigned __stdcall ui_thread_proc(void* pThis);
 
+    unsigned Run(); // the window's thread, until the window has gone
     void CreateWindows();
     void SetColumn(int column, const wchar_t* text, int width);
     void AppendColumn();

@@ -37,12 +37,16 @@ void EndThread(HANDLE& thread, uint32_t& id)
 
 unsigned __stdcall ListenerStart(void* framework)
 {
-    return CDebugFramework::listener_thread_proc(framework);
+    const unsigned result = CDebugFramework::listener_thread_proc(framework);
+    QvLeaveThread();
+    return result;
 }
 
 unsigned __stdcall AdderStart(void* framework)
 {
-    return CDebugFramework::adder_thread_proc(framework);
+    const unsigned result = CDebugFramework::adder_thread_proc(framework);
+    QvLeaveThread();
+    return result;
 }
 
 } // namespace

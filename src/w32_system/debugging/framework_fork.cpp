@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <plinth_w32_pthreadVC.h>
+
 #include "at_fork.h"
 #include "debug_framework.h"
 #include "plinth_w32_system.h"

@@ -7,6 +7,7 @@
 
 #include <windows.h>
 
+#include <plinth_w32_pthreadVC.h>
 #include <shellapi.h>
 #include <tchar.h>
 

@@ -1,5 +1,7 @@
 #include "thread_end.h"
 
+#include "frame.h"
+
 namespace
 {
 
@@ -28,4 +30,10 @@ void QvEndThread(HANDLE thread, DWORD limit, DWORD exitCode)
         return;
     TerminateThread(thread, exitCode);
     AwaitThreadEnd(thread, termination_limit);
+}
+
+void QvLeaveThread()
+{
+    if (QvIsTornDown())
+        TerminateThread(GetCurrentThread(), 0);
 }

@@ -1,6 +1,8 @@
 // A worker thread of the asynchronous transfers.
 #pragma once
 
+#include <plinth_w32_pthreadVC.h>
+
 #include "async_request.h"
 
 class QvAsyncDispatcher;

@@ -11,7 +11,9 @@
 #include <winsock.h>
 #endif
 
-#include <plinth_w32_pthreadVC.h>
+// A lock of the threads module, whose header, <plinth_w32_pthreadVC.h>, has what can be done with
+// it. This one does without: it brings in POSIX headers, which not every compiler has.
+typedef struct pthread_mutexCS_t_* pthread_mutexCS_t;
 
 static_assert(sizeof(wchar_t) == 2,
               "plinth_w32_system uses a 16-bit wchar_t: compile with -fshort-wchar. Linking to the "
@@ -27,5 +29,11 @@ static_assert(sizeof(wchar_t) == 2,
 #else
 #define QV_API __attribute__((visibility("default")))
 #endif
+
+// Room in a class for an object of the C library that the library alone makes, uses and ends.
+template <unsigned bytes> struct alignas(8) QvRoomFor
+{
+    unsigned char room[bytes]; // the object
+};
 
 #endif

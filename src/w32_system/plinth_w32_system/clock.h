@@ -77,7 +77,7 @@ extern "C"
     {
         int32_t iKind;               // QvTimerKind
         uint64_t uSystemId;          // of the system's timer, kinds 2 and 3
-        pthread_t thread;            // kind 1
+        uintptr_t thread;            // kind 1: the threads module's name of it
         void* pData;                 // handed to the callback
         int64_t i64IntervalNs;       // nanoseconds
         int32_t iCallsLeft;          // 0: no limit; kind 1 doesn't count here

@@ -47,7 +47,10 @@ extern "C"
     // goes to the debug string channel and to the log, as the trace options say (at first: both).
     //
     // The format is that of the platform's wide printf family: %s takes a wide text, %hs a narrow
-    // one. Tags are matched after formatting, exactly:
+    // one. %e, %f and %g are the platform's too: Windows rounds a number in the middle away from
+    // zero and writes exponents with three digits (0.5 with %.0f is "1", 1e10 with %g "1e+010"),
+    // Linux rounds it to the even digit and writes two ("0", "1e+10"). Tags are matched after
+    // formatting, exactly:
     //   |stime| local time HH:MM:SS        |thrid| id of the calling thread, decimal
     //   |absdt| ms since the last record   |adt00| to |adt07| eight stopwatches: ms since the last
     //   |wnddt| ms since the last record           record that expanded the same tag

@@ -25,7 +25,7 @@ extern "C"
     QV_API int QV_wtoi(const wchar_t* text);
 
     // Formats without a bound on the buffer: the caller keeps to it. The number of characters, or
-    // negative on failure.
+    // negative on failure. Numbers with %e, %f and %g look as DiagOutputExW says.
     QV_API int QV_swprintf(wchar_t* buffer, const wchar_t* format, ...);
 
     // Conversion by the active code page (UTF-8 on Linux). length: units, or -1 for all up to and
@@ -33,10 +33,11 @@ extern "C"
     QV_API int QV_WChar2Char(const wchar_t* text, int length, char* out, int outSize);
     QV_API int QV_Char2WChar(const char* text, int length, wchar_t* out, int outSize);
 
-    // Doubles as text for people. At most decimals decimals are shown, rounded as the runtime
-    // library rounds; decimals that are zero stay off. A number that would show as a bare zero gets
-    // the decimals that its first digit needs instead (0.0004 at 2 decimals is "0.0004"); only
-    // below 0.00001 it is "0". Not-a-number and infinities are the runtime library's words.
+    // Doubles as text for people. At most decimals decimals are shown, rounded to the nearest, and
+    // from the middle to the even digit (2.5 at no decimals is "2"); decimals that are zero stay
+    // off. A number that would show as a bare zero gets the decimals that its first digit needs
+    // instead (0.0004 at 2 decimals is "0.0004"); only below 0.00001 it is "0". Not-a-number and
+    // infinities are "nan" and "inf".
     //
     // size: of text, in characters, terminator included. format: true for the user's decimal
     // separator, negative form and leading zero, never grouped; false for a dot and a minus sign.

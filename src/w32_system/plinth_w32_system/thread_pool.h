@@ -38,6 +38,20 @@ public:
     CThreadPool& operator=(const CThreadPool&) = delete;
 
 private:
+    // Mutexes, a condition and a semaphore of the threads module.
+#if defined(_WIN32)
+    typedef QvRoomFor<8> Mutex;
+    typedef QvRoomFor<8> Condition;
+    typedef QvRoomFor<8> Semaphore;
+#else
+#if defined(__aarch64__)
+    typedef QvRoomFor<48> Mutex;
+#else
+    typedef QvRoomFor<40> Mutex;
+#endif
+    typedef QvRoomFor<48> Condition;
+    typedef QvRoomFor<32> Semaphore;
+#endif
     struct ThreadInfo;
 
     CThreadPool();
@@ -47,7 +61,6 @@ private:
     void UnlockPool();
     void LockThreads();
     void UnlockThreads();
-    void SignalThread(pthread_cond_t* pSignal);
     void WaitCtx();
     void PostCtx();
 
@@ -67,15 +80,15 @@ private:
 
     // Lock order: the pool's, then the threads'. The pool's makes callers take turns; the threads'
     // guards all the rest but m_CtxSem.
-    pthread_mutex_t m_PoolMutex;
-    pthread_mutex_t m_ThreadMutex;
-    pthread_cond_t m_FinishSignal;  // the last worker has left a pool that is being destroyed
+    Mutex m_PoolMutex;
+    Mutex m_ThreadMutex;
+    Condition m_FinishSignal;       // the last worker has left a pool that is being destroyed
     uint32_t m_uThreadCount;        // workers in m_ThreadInfo
     uint32_t m_uWorkingThreadCount; // of them, those in a call or about to enter one
     bool m_bDestroying;             // set once
     ThreadInfo* m_pCalledThread;    // chosen for the call in the mailbox
     std::vector<ThreadInfo*> m_ThreadInfo; // in the order of their start; each on its own stack
-    sem_t m_CtxSem;                        // posted when the mailbox has been emptied
+    Semaphore m_CtxSem;                    // posted when the mailbox has been emptied
     void* (*m_pfnCall)(void*);             // the mailbox: one call
     void* m_pCallArg;
     CThreadPool* m_pNext; // in the list of all pools

@@ -98,6 +98,11 @@ public:
 //
 // A subclass that overrides AddItem and starts threads calls StopThreads in its own destructor,
 // while its AddItem may still be called.
+//
+// A module that has one of its own ends it before FreeLibrary, not in its DllMain or in a static
+// destructor: threads can't end while a module is unloaded, so each of this object's would be
+// waited for in vain for 3,000 ms and then terminated. (The one of DiagOutputWnd goes with this
+// library at once.)
 class QV_API CDebugFramework
 {
 public:
@@ -168,6 +173,7 @@ class CQvDbgCapt;
 // lock held; the text, of at most 1,023 characters, is valid during the call. It must not destroy
 // its own object. A callback that traces feeds itself. If another listener has the channel nothing
 // arrives. The destructor waits up to 3,000 ms for a callback that runs, then ends its thread.
+// While a module is unloaded it must not run, see CDebugFramework.
 class QV_API CQvDebugOutputCapture
 {
 public:

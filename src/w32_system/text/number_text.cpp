@@ -1,15 +1,19 @@
 // Doubles as text for people, and back.
 //
-// The runtime library prints and reads the digits, with a dot in every locale; the user's locale
-// comes in afterwards. A text that would fill its buffer to the last character has no room for its
-// terminator, and so does not fit.
+// The C++ library prints the digits, with a dot in every locale, and the runtime library reads
+// them; the user's locale comes in afterwards. The runtime library doesn't print them, because not
+// every one rounds a number that lies in the middle, such as 0.5, in the same way. A text that
+// would fill its buffer to the last character has no room for its terminator, and so does not fit.
+#include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <memory>
 #include <new>
+#include <system_error>
 
 #include <windows.h>
 
@@ -25,12 +29,27 @@ constexpr double shown_as_zero_below = 0.00001;
 constexpr int locale_text_size = 254;
 constexpr int usual_text_size = 512; // longer ones take memory from the heap
 
+// Prints a number in the place of the text, of size characters. False if it does not fit with its
+// terminator.
+bool QvPrint(double value, std::chars_format format, int decimals, wchar_t* text, int size)
+{
+    auto* const bytes = reinterpret_cast<char*>(text); // at the front of their room
+    const auto [end, error] = std::to_chars(bytes, bytes + size - 1, value, format, decimals);
+    if (error != std::errc())
+        return false;
+    const ptrdiff_t length = end - bytes;
+    for (ptrdiff_t i = length; i-- > 0;) // from the end: each character takes two bytes' place
+        text[i] = static_cast<wchar_t>(bytes[i]);
+    text[length] = L'\0';
+    return true;
+}
+
 // Prints with a number of decimals. False if the text does not fit; it is cut and terminated then.
 bool QvPrintDecimals(double value, int decimals, wchar_t* text, int size)
 {
-    const int length = _snwprintf(text, static_cast<size_t>(size), L"%.*lf", decimals, value);
-    if (length >= 0 && length < size)
+    if (QvPrint(value, std::chars_format::fixed, decimals, text, size))
         return true;
+    _snwprintf(text, static_cast<size_t>(size), L"%.*lf", decimals, value);
     text[size - 1] = L'\0';
     return false;
 }
@@ -51,9 +70,10 @@ int QvStripDecimals(wchar_t* text)
 // The decimals that a small number needs to show its first digit, rounded: 4 for 0.00036.
 int QvDecimalsNeeded(double value)
 {
-    wchar_t text[16]; // "-4e-004" at the longest: what is smaller shows as zero
-    const int length = _snwprintf(text, 16, L"%.0le", value);
-    const wchar_t* const mark = length > 0 && length < 16 ? wcschr(text, L'e') : nullptr;
+    constexpr int room = 16;
+    wchar_t text[room] = L""; // "-4e-04" at the longest: what is smaller shows as zero
+    QvPrint(value, std::chars_format::scientific, 0, text, room);
+    const wchar_t* const mark = wcschr(text, L'e');
     return mark ? -_wtoi(mark + 1) : 0;
 }
 

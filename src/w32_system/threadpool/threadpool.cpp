@@ -58,10 +58,10 @@ void CThreadPool::TakeOut()
 // records lie on their stacks, aren't either.
 void CThreadPool::Renew()
 {
-    pthread_mutex_init(&m_PoolMutex, nullptr);
-    pthread_mutex_init(&m_ThreadMutex, nullptr);
-    pthread_cond_init(&m_FinishSignal, nullptr);
-    sem_init(&m_CtxSem, 0, 0);
+    pthread_mutex_init(QvIn<pthread_mutex_t>(m_PoolMutex), nullptr);
+    pthread_mutex_init(QvIn<pthread_mutex_t>(m_ThreadMutex), nullptr);
+    pthread_cond_init(QvIn<pthread_cond_t>(m_FinishSignal), nullptr);
+    sem_init(QvIn<sem_t>(m_CtxSem), 0, 0);
     m_uThreadCount = 0;
     m_uWorkingThreadCount = 0;
     m_pCalledThread = nullptr;
@@ -87,26 +87,27 @@ CThreadPool::CThreadPool()
     DiagOutputExW_hlp(source_name, __LINE__);
     if (CQvLogFile::Detail())
         DiagOutputExW(L"Thread Pool, constructor");
-    QvPoolRequire(pthread_mutex_init(&m_PoolMutex, nullptr) == 0,
+    QvPoolRequire(pthread_mutex_init(QvIn<pthread_mutex_t>(m_PoolMutex), nullptr) == 0,
                   L"pthread_mutex_init(&m_PoolMutex, NULL)", __LINE__);
-    QvPoolRequire(pthread_mutex_init(&m_ThreadMutex, nullptr) == 0,
+    QvPoolRequire(pthread_mutex_init(QvIn<pthread_mutex_t>(m_ThreadMutex), nullptr) == 0,
                   L"pthread_mutex_init(&m_ThreadMutex, NULL)", __LINE__);
-    QvPoolRequire(pthread_cond_init(&m_FinishSignal, nullptr) == 0,
+    QvPoolRequire(pthread_cond_init(QvIn<pthread_cond_t>(m_FinishSignal), nullptr) == 0,
                   L"pthread_cond_init(&m_FinishSignal, NULL)", __LINE__);
-    QvPoolRequire(sem_init(&m_CtxSem, 0, 0) == 0, L"sem_init (&m_CtxSem, 0, 0)", __LINE__);
+    QvPoolRequire(sem_init(QvIn<sem_t>(m_CtxSem), 0, 0) == 0, L"sem_init (&m_CtxSem, 0, 0)",
+                  __LINE__);
     Enter();
 }
 
 CThreadPool::~CThreadPool()
 {
     TakeOut();
-    QvPoolRequire(sem_destroy(&m_CtxSem) == 0, L"sem_destroy(&m_CtxSem)", __LINE__);
-    QvPoolRequire(pthread_cond_destroy(&m_FinishSignal) == 0,
+    QvPoolRequire(sem_destroy(QvIn<sem_t>(m_CtxSem)) == 0, L"sem_destroy(&m_CtxSem)", __LINE__);
+    QvPoolRequire(pthread_cond_destroy(QvIn<pthread_cond_t>(m_FinishSignal)) == 0,
                   L"pthread_cond_destroy(&m_FinishSignal)", __LINE__);
-    QvPoolRequire(pthread_mutex_destroy(&m_ThreadMutex) == 0,
+    QvPoolRequire(pthread_mutex_destroy(QvIn<pthread_mutex_t>(m_ThreadMutex)) == 0,
                   L"pthread_mutex_destroy(&m_ThreadMutex)", __LINE__);
-    QvPoolRequire(pthread_mutex_destroy(&m_PoolMutex) == 0, L"pthread_mutex_destroy(&m_PoolMutex)",
-                  __LINE__);
+    QvPoolRequire(pthread_mutex_destroy(QvIn<pthread_mutex_t>(m_PoolMutex)) == 0,
+                  L"pthread_mutex_destroy(&m_PoolMutex)", __LINE__);
     DiagOutputExW_hlp(source_name, __LINE__);
     if (CQvLogFile::Detail())
         DiagOutputExW(L"Thread Pool, destructor");
@@ -126,11 +127,12 @@ void CThreadPool::DestroyThreadPool(CThreadPool* pPool)
     pPool->m_bDestroying = true;
     for (ThreadInfo* const info : pPool->m_ThreadInfo)
         if (info->m_bWaiting)
-            pPool->SignalThread(&info->m_Signal);
+            QvPoolSignal(&info->m_Signal);
     // A wait may end without a signal.
     while (pPool->m_uThreadCount != 0)
     {
-        const bool good = pthread_cond_wait(&pPool->m_FinishSignal, &pPool->m_ThreadMutex) == 0;
+        const bool good = pthread_cond_wait(QvIn<pthread_cond_t>(pPool->m_FinishSignal),
+                                            QvIn<pthread_mutex_t>(pPool->m_ThreadMutex)) == 0;
         QvPoolRequire(good, L"pthread_cond_wait(&m_FinishSignal, &m_ThreadMutex)", __LINE__);
     }
     pPool->UnlockThreads();
@@ -151,7 +153,7 @@ int CThreadPool::MakeCallFromThreadPool(void* (*pfn)(void*), void* pArg)
         if (info)
         {
             m_pCalledThread = info;
-            SignalThread(&info->m_Signal);
+            QvPoolSignal(&info->m_Signal);
             UnlockThreads(); // the worker needs it to come out of its wait
             WaitCtx();
             UnlockPool();
@@ -215,38 +217,33 @@ CThreadPool::ThreadInfo* CThreadPool::ChooseWorker() const
 
 void CThreadPool::LockPool()
 {
-    QvPoolRequire(pthread_mutex_lock(&m_PoolMutex) == 0, L"pthread_mutex_lock(&m_PoolMutex)",
-                  __LINE__);
+    QvPoolRequire(pthread_mutex_lock(QvIn<pthread_mutex_t>(m_PoolMutex)) == 0,
+                  L"pthread_mutex_lock(&m_PoolMutex)", __LINE__);
 }
 
 void CThreadPool::UnlockPool()
 {
-    QvPoolRequire(pthread_mutex_unlock(&m_PoolMutex) == 0, L"pthread_mutex_unlock(&m_PoolMutex)",
-                  __LINE__);
+    QvPoolRequire(pthread_mutex_unlock(QvIn<pthread_mutex_t>(m_PoolMutex)) == 0,
+                  L"pthread_mutex_unlock(&m_PoolMutex)", __LINE__);
 }
 
 void CThreadPool::LockThreads()
 {
-    QvPoolRequire(pthread_mutex_lock(&m_ThreadMutex) == 0, L"pthread_mutex_lock(&m_ThreadMutex)",
-                  __LINE__);
+    QvPoolRequire(pthread_mutex_lock(QvIn<pthread_mutex_t>(m_ThreadMutex)) == 0,
+                  L"pthread_mutex_lock(&m_ThreadMutex)", __LINE__);
 }
 
 void CThreadPool::UnlockThreads()
 {
-    QvPoolRequire(pthread_mutex_unlock(&m_ThreadMutex) == 0,
+    QvPoolRequire(pthread_mutex_unlock(QvIn<pthread_mutex_t>(m_ThreadMutex)) == 0,
                   L"pthread_mutex_unlock(&m_ThreadMutex)", __LINE__);
-}
-
-void CThreadPool::SignalThread(pthread_cond_t* pSignal)
-{
-    QvPoolRequire(pthread_cond_signal(pSignal) == 0, L"pthread_cond_signal(pSignal)", __LINE__);
 }
 
 // A signal handler of the application may interrupt the wait, which is no failure.
 void CThreadPool::WaitCtx()
 {
     int result;
-    while ((result = sem_wait(&m_CtxSem)) != 0 && errno == EINTR)
+    while ((result = sem_wait(QvIn<sem_t>(m_CtxSem))) != 0 && errno == EINTR)
     {
     }
     QvPoolRequire(result == 0, L"sem_wait(&m_CtxSem)", __LINE__);
@@ -254,5 +251,5 @@ void CThreadPool::WaitCtx()
 
 void CThreadPool::PostCtx()
 {
-    QvPoolRequire(sem_post(&m_CtxSem) == 0, L"sem_post(&m_CtxSem)", __LINE__);
+    QvPoolRequire(sem_post(QvIn<sem_t>(m_CtxSem)) == 0, L"sem_post(&m_CtxSem)", __LINE__);
 }

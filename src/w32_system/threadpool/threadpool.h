@@ -1,7 +1,16 @@
 // What the two sides of the pool share: a worker's record, and how a failed call is reported.
 #pragma once
 
+#include <plinth_w32_pthreadVC.h>
+
 #include "plinth_w32_system.h"
+
+// The object of the threads module for which a class of the interface has room.
+template <class T, unsigned bytes> T* QvIn(QvRoomFor<bytes>& place)
+{
+    static_assert(sizeof(T) == bytes && alignof(T) == alignof(QvRoomFor<bytes>));
+    return reinterpret_cast<T*>(place.room);
+}
 
 // One worker. It lives on the worker's own stack; the pool holds a pointer to it, guarded with all
 // its fields by the pool's thread mutex.
@@ -31,4 +40,9 @@ inline void QvPoolRequire(bool good, const wchar_t* failure, int line)
 inline uint32_t QvPoolClock()
 {
     return static_cast<uint32_t>(static_cast<int64_t>(QV_GetTimeCounter()));
+}
+
+inline void QvPoolSignal(pthread_cond_t* condition)
+{
+    QvPoolRequire(pthread_cond_signal(condition) == 0, L"pthread_cond_signal(pSignal)", __LINE__);
 }

@@ -20,14 +20,14 @@ constexpr uint32_t timeouts[] = {60000, 30000, 15000, 5000}; // ms
 // The caller that has made this thread holds the lock until it has come out of its wait, 5 to 40
 // microseconds from now. A thread with a short first call that went to sleep over it would have to
 // be woken up by that caller, at a sixth of what the whole call costs. False if it takes longer.
-bool TakeSoon(pthread_mutex_t& mutex)
+bool TakeSoon(pthread_mutex_t* mutex)
 {
     constexpr double limit = 0.1;        // ms
     constexpr timespec no_time = {0, 0}; // gives way to other threads
     const double start = QV_GetTimeCounter();
     do
     {
-        if (pthread_mutex_trylock(&mutex) == 0)
+        if (pthread_mutex_trylock(mutex) == 0)
             return true;
         pthread_delay_np(&no_time);
     } while (QV_GetTimeCounter() - start < limit);
@@ -72,7 +72,7 @@ void CThreadPool::Work()
     if (QvForkCount() != forks)
         return; // the child of the call: the pool has no workers there
 
-    if (!TakeSoon(m_ThreadMutex))
+    if (!TakeSoon(QvIn<pthread_mutex_t>(m_ThreadMutex)))
         LockThreads();
     --m_uWorkingThreadCount;
     while (!m_bDestroying)
@@ -135,7 +135,8 @@ void CThreadPool::WaitForCall(ThreadInfo& info, uint32_t timeout)
     timespec deadline;
     deadline.tv_sec = static_cast<time_t>(_time64(nullptr) + seconds);
     deadline.tv_nsec = static_cast<long>((timeout / 1000.0 - seconds) * 1e9);
-    const int result = pthread_cond_timedwait(&info.m_Signal, &m_ThreadMutex, &deadline);
+    const int result =
+        pthread_cond_timedwait(&info.m_Signal, QvIn<pthread_mutex_t>(m_ThreadMutex), &deadline);
     info.m_bWaiting = false;
     QvPoolRequire(result == 0 || result == ETIMEDOUT, L"true", __LINE__);
 }
@@ -150,5 +151,5 @@ void CThreadPool::Remove(ThreadInfo& info)
         --m_uThreadCount;
     }
     if (m_bDestroying && m_ThreadInfo.empty())
-        SignalThread(&m_FinishSignal);
+        QvPoolSignal(QvIn<pthread_cond_t>(m_FinishSignal));
 }

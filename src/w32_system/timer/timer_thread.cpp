@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cmath>
 #include <optional>
+#include <type_traits>
 
 #include <windows.h>
 
@@ -16,6 +17,8 @@
 
 namespace
 {
+
+static_assert(std::is_same_v<decltype(QvTimerRecord::thread), pthread_t>);
 
 std::optional<pthread_t> s_lastEnded; // gs_TimerLock
 

@@ -11,6 +11,7 @@
 #include "failure.h"
 #include "interruption.h"
 #include "line_source.h"
+#include "listener.h"
 #include "log_files.h"
 #include "process_names.h"
 #include "record_time.h"
@@ -72,6 +73,20 @@ TEST_F(Sources, StandardInputGivesARecordALine)
         EXPECT_TRUE(source.ended());
         close(pipe_ends[0]);
     }
+}
+
+// The writer's side of the protocol by hand: the system's writers have no other way to go on.
+TEST(ListenerOfTheChannel, ThatEndsLetsAWriterGoOnThatCameBackBeforeItsObjectsWent)
+{
+    auto listener = std::make_unique<Listener>();
+    const HANDLE free = OpenEventA(SYNCHRONIZE, FALSE, "DBWIN_BUFFER_READY");
+    const auto is_freed = [&] { return WaitForSingleObject(free, 10'000) == WAIT_OBJECT_0; };
+    EXPECT_TRUE(is_freed());
+    std::make_unique<Listener>().reset();
+    EXPECT_EQ(WaitForSingleObject(free, 0), DWORD{WAIT_TIMEOUT}) << "it only follows";
+    listener.reset();
+    EXPECT_TRUE(is_freed());
+    CloseHandle(free);
 }
 
 TEST(LineSplitting, ALineThatNeverEndsComesInParts)

@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <tuple>
 
+#include <plinth_w32_pthreadVC.h>
+
 #include "async_calls.h"
 #include "folder.h"
 #include "support/entries.h"

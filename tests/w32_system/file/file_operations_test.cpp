@@ -125,7 +125,7 @@ TEST_F(FileOperations, SearchGivesEveryEntrySortedAndWithItsData)
     EXPECT_EQ(names, "A.log=1 b.log=5 D.log/ ");
     EXPECT_EQ(status, QV_ERR_FINDNEXT);
     EXPECT_EQ(QV_FindFileClose(search), QV_OK);
-    EXPECT_EQ(QV_FindFileClose(search), QV_ERR_FINDCLOSE);
+    EXPECT_EQ(QV_FindFileClose(INVALID_HANDLE_VALUE), QV_ERR_FINDCLOSE);
 
     search = nullptr;
     EXPECT_EQ(QV_FindFileFirst(path("*.none"), &search, &data), QV_ERR_FINDFIRST);

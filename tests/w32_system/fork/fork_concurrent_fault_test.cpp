@@ -6,6 +6,7 @@
 
 #include "support/test.h"
 
+#include <plinth_w32_pthreadVC.h>
 #include <plinth_w32_system.h>
 
 #include "families.h"

@@ -1,9 +1,8 @@
 // Loading and unloading: in a process of its own for each test, as what is seen is the log that the
 // process leaves.
-
-#include <pthread.h>
-
 #include "support/test.h"
+
+#include <plinth_w32_pthreadVC.h>
 
 #include "support/log_files.h"
 #include "support/processes.h"

@@ -25,6 +25,9 @@ TEST(NumberText, ShowsTheFewestDecimalsThatTheLimitAllowsButABareZeroOnlyForTheS
 {
     const double below = std::nextafter(0.00001, 0.0);
     const std::tuple<double, int, const char*> rows[] = {
+        {0.5, 0, "0.5"},         {2.5, 0, "2"},
+        {130.5, 0, "130"},       {0.125, 2, "0.12"},
+        {-3.5, 0, "-4"},         {1e10, 0, "10000000000"},
         {1500.0, 0, "1500"},     {1234567.5, 1, "1234567.5"},
         {9.995, 1, "10"},        {0.1, 17, "0.10000000000000001"},
         {-0.0004, 2, "-0.0004"}, {0.00096, 2, "0.001"},

@@ -3,6 +3,7 @@
 #include "support/scarce_memory.h"
 #include "support/test.h"
 
+#include <plinth_w32_pthreadVC.h>
 #include <tchar.h>
 
 #include "calls.h"

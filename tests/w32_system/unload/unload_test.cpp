@@ -10,6 +10,9 @@
 
 #include "support/test.h"
 
+#include <process.h>
+
+#include <plinth_w32_pthreadVC.h>
 #include <plinth_w32_system.h>
 
 #include "support/entries.h"
@@ -32,9 +35,9 @@ namespace
 class Library
 {
 public:
-    Library() : m_handle(dlopen(PLINTH_LIBRARY, RTLD_NOW | RTLD_LOCAL))
+    Library() : m_handle(LoadLibraryW(test::windows_form(PLINTH_LIBRARY)))
     {
-        EXPECT_NE(m_handle, nullptr) << dlerror();
+        EXPECT_NE(m_handle, nullptr) << GetLastError();
         s_last = m_handle;
     }
     ~Library() { unload(); }
@@ -47,7 +50,7 @@ public:
         {
             // CQvLogFile::CloseLog: an open log stays behind otherwise.
             get<int()>("_ZN10CQvLogFile8CloseLogEv")();
-            EXPECT_EQ(dlclose(m_handle), 0);
+            EXPECT_TRUE(FreeLibrary(m_handle));
         }
         m_handle = nullptr;
     }
@@ -58,27 +61,21 @@ public:
             dlclose(found);
         return found != nullptr;
     }
-    // The lowest address.
-    void* base() const
-    {
-        Dl_info info = {};
-        EXPECT_NE(dladdr(dlsym(m_handle, "DiagOutputWnd"), &info), 0);
-        return info.dli_fbase;
-    }
+    void* base() const { return m_handle; }
     template <class Function> Function* get(const char* name) const
     {
-        return reinterpret_cast<Function*>(dlsym(m_handle, name));
+        return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(m_handle, name)));
     }
     // A function of what the library needs and this program stands in front of. It stays in the
     // process, unlike the library.
     template <class Function> static Function* needed(const char* name)
     {
-        return reinterpret_cast<Function*>(dlsym(s_last, name));
+        return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(s_last, name)));
     }
 
 private:
-    void* m_handle;
-    static inline void* s_last = nullptr;
+    HMODULE m_handle;
+    static inline HMODULE s_last = nullptr;
 };
 
 // A call through the library's code that a test holds while the library is unloaded.
@@ -148,7 +145,54 @@ thread_local bool t_isWorker = false; // of the pool
 // What the library would call; none for the other tests of this program, which end no pools.
 void (*g_await)() = nullptr;
 
+// While the library goes with a window open: threads that it gave up waiting for, and what becomes
+// of threads of the program that end meanwhile.
+std::atomic<int> g_givenUp{0};
+bool g_threadsEnd = false; // the next time that the window class goes, which goes last
+HANDLE g_endsByItself = nullptr;
+
+HANDLE start_thread(unsigned (*procedure)(void*))
+{
+    return reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, procedure, nullptr, 0, nullptr));
+}
+
+void end_threads_inside()
+{
+    g_endsByItself = start_thread([](void*) { return 1u; });
+    EXPECT_EQ(WaitForSingleObject(g_endsByItself, 50), DWORD{WAIT_TIMEOUT});
+    const HANDLE terminated = start_thread(
+        [](void*)
+        {
+            TerminateThread(GetCurrentThread(), 1);
+            return 2u;
+        });
+    EXPECT_EQ(WaitForSingleObject(terminated, 10'000), WAIT_OBJECT_0);
+    CloseHandle(terminated);
+}
+
 } // namespace
+
+// Looked up beforehand: nothing can be while the library goes.
+static auto* const g_terminateThread = TEST_REAL(TerminateThread);
+
+TEST_INSTEAD BOOL TerminateThread(HANDLE thread, DWORD code)
+{
+    g_givenUp += thread != GetCurrentThread();
+    return g_terminateThread(thread, code);
+}
+
+TEST_INSTEAD BOOL UnregisterClassW(LPCWSTR name, HINSTANCE module)
+{
+    if (std::exchange(g_threadsEnd, false))
+        end_threads_inside();
+    return TEST_REAL(UnregisterClassW)(name, module);
+}
+
+// Whoever looks again after a pause looks sooner.
+TEST_INSTEAD void Sleep(DWORD)
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
 
 TEST_INSTEAD BOOL QueryPerformanceCounter(LARGE_INTEGER* count)
 {
@@ -461,6 +505,32 @@ TEST(DebugWindowUnload, WindowsOfALibraryThatWasLoadedAgainElsewhereAreItsOwn)
     show_windows(library);
     EXPECT_TRUE(reaches_window("second"));
     munmap(before, 4096);
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int window_rounds = 50;
+#else
+constexpr int window_rounds = 1'000;
+#endif
+
+// The loader's lock is held meanwhile, without which no thread can end in the usual way.
+TEST(DebugWindowUnload, WithAWindowOpenWaitsForNoThreadInVain)
+{
+    std::thread([] {}).join();
+    const size_t threads = test::threads_here();
+    for (int round = 0; round < window_rounds && !HasFailure(); ++round)
+    {
+        Library library;
+        show_windows(library);
+        g_threadsEnd = round == 0;
+        library.unload();
+        EXPECT_EQ(g_givenUp, 0);
+        EXPECT_FALSE(Library::is_loaded());
+        EXPECT_EQ(test::debug_windows(), 0);
+    }
+    EXPECT_EQ(WaitForSingleObject(g_endsByItself, 10'000), WAIT_OBJECT_0);
+    CloseHandle(g_endsByItself);
+    EXPECT_TRUE(test::comes_true([&] { return test::threads_here() == threads; }));
 }
 
 TEST(Unload, AForkAfterItCallsNothingOfTheLibrary)
