@@ -185,5 +185,7 @@ extern "C" BOOL FlushFileBuffers(HANDLE file)
     const Pin<FileObject> object(file);
     if (!object)
         return FALSE;
+    if (!object->writable())
+        return fail_with(ERROR_ACCESS_DENIED);
     return sys::fsync(object->fd()) == 0 ? TRUE : fail_errno(errno);
 }

@@ -1,6 +1,8 @@
 // What a caller of the file calls sees: each row is one call and the error that the system reports
 // for it, 0 for none.
 
+#include <cstring>
+
 #include "support/test.h"
 
 #include <tchar.h>
@@ -186,6 +188,71 @@ TEST_F(FileRules, HandlesAndRangesHaveTheirLimits)
            {"map with a wrong word", error_of(CreateFileMappingW(file, nullptr, 3, 0, 0, nullptr)),
             ERROR_INVALID_PARAMETER}});
     EXPECT_TRUE(FindClose(found));
+}
+
+TEST_F(FileRules, EveryCallRefusesWhatIsNoHandleOrHasNotTheAccess)
+{
+    Handle reader(test::open_file(L"file", GENERIC_READ));
+    const Handle writer(test::open_file(L"other", GENERIC_WRITE));
+    const Handle event = test::new_event();
+    WIN32_FIND_DATAW data;
+    const HANDLE search = FindFirstFileW(L"*", &data);
+    const HANDLE stale = HANDLE{Handle(test::open_file(L"file", GENERIC_READ))};
+    char byte = 'x';
+    DWORD done = 0;
+    FILETIME time = {0, 0x01000000}; // of 1828
+    const auto seeks = [](HANDLE file, LONG to, DWORD method)
+    { return error_of(SetFilePointer(file, to, nullptr, method) != INVALID_SET_FILE_POINTER); };
+    for (const HANDLE bad : {stale, search, HANDLE{event}, HANDLE{nullptr}, INVALID_HANDLE_VALUE})
+    {
+        SCOPED_TRACE(bad);
+        check({{"read", error_of(ReadFile(bad, &byte, 1, &done, nullptr)), ERROR_INVALID_HANDLE},
+               {"write", error_of(WriteFile(bad, &byte, 1, &done, nullptr)), ERROR_INVALID_HANDLE},
+               {"seek", seeks(bad, 0, FILE_BEGIN), ERROR_INVALID_HANDLE},
+               {"size", error_of(GetFileSize(bad, nullptr) != INVALID_FILE_SIZE), 6},
+               {"cut", error_of(SetEndOfFile(bad)), ERROR_INVALID_HANDLE},
+               {"flush", error_of(FlushFileBuffers(bad)), ERROR_INVALID_HANDLE},
+               {"lock", error_of(LockFile(bad, 0, 0, 1, 0)), ERROR_INVALID_HANDLE},
+               {"unlock", error_of(UnlockFile(bad, 0, 0, 1, 0)), ERROR_INVALID_HANDLE},
+               {"times", error_of(GetFileTime(bad, &time, nullptr, nullptr)), 6},
+               {"set times", error_of(SetFileTime(bad, nullptr, nullptr, nullptr)), 6},
+               {"view", error_of(MapViewOfFile(bad, FILE_MAP_READ, 0, 0, 0)), 6},
+               {"resource", error_of(UpdateResourceW(bad, L"A", L"B", 0, nullptr, 0)), 6},
+               {"end update", error_of(EndUpdateResourceW(bad, TRUE)), ERROR_INVALID_HANDLE}});
+    }
+    check({{"write to a reader", error_of(WriteFile(reader, &byte, 1, &done, nullptr)), 5},
+           {"read from a writer", error_of(ReadFile(writer, &byte, 1, &done, nullptr)), 5},
+           {"cut", error_of(SetEndOfFile(reader)), ERROR_ACCESS_DENIED},
+           {"flush", error_of(FlushFileBuffers(reader)), ERROR_ACCESS_DENIED},
+           {"set times", error_of(SetFileTime(reader, nullptr, nullptr, &time)), 5},
+           {"read to null", error_of(ReadFile(reader, nullptr, 1, &done, nullptr)), 998},
+           {"seek before the start", seeks(reader, -1, FILE_BEGIN), ERROR_NEGATIVE_SEEK},
+           {"seek by no method", seeks(reader, 0, 3), ERROR_INVALID_PARAMETER},
+           {"view of a mapping at 1",
+            error_of(MapViewOfFile(
+                Handle(CreateFileMappingW(reader, nullptr, PAGE_READONLY, 0, 0, nullptr)),
+                FILE_MAP_READ, 0, 1, 0)),
+            ERROR_MAPPED_ALIGNMENT},
+           {"unmap nothing", error_of(UnmapViewOfFile(&byte)), ERROR_INVALID_ADDRESS}});
+    EXPECT_TRUE(FindClose(search));
+}
+
+TEST_F(FileRules, TimesThatMeanNoChangeChangeNothing)
+{
+    const Handle file(test::open_file(L"file", GENERIC_READ | GENERIC_WRITE));
+    FILETIME before = {}, after = {}, creation = {};
+    const FILETIME all_ones = {0xFFFFFFFF, 0xFFFFFFFF}; // the handle's use leaves the time alone
+    const FILETIME zero = {}, beyond = {0, 0x80000000};
+    ASSERT_TRUE(GetFileTime(file, &creation, nullptr, &before));
+    check({{"nulls", error_of(SetFileTime(file, nullptr, nullptr, nullptr)), 0},
+           {"all ones", error_of(SetFileTime(file, &all_ones, &all_ones, &all_ones)), 0},
+           {"zero", error_of(SetFileTime(file, &zero, &zero, &zero)), 0},
+           {"beyond", error_of(SetFileTime(file, nullptr, nullptr, &beyond)), 87},
+           {"creation beyond", error_of(SetFileTime(file, &beyond, nullptr, nullptr)), 87}});
+    FILETIME still = {};
+    ASSERT_TRUE(GetFileTime(file, &still, nullptr, &after));
+    EXPECT_EQ(std::memcmp(&before, &after, sizeof after), 0);
+    EXPECT_EQ(std::memcmp(&creation, &still, sizeof still), 0);
 }
 
 TEST_F(FileRules, VolumesAreNamedByTheirRoots)
