@@ -2,6 +2,7 @@
 #include "path.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstring>
 #include <utility>
@@ -91,6 +92,55 @@ bool is_separator(wchar_t c)
 bool is_letter(wchar_t c)
 {
     return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z');
+}
+
+enum class Sign : unsigned char
+{
+    none, // of most characters
+    separator,
+    dot,
+    refused
+};
+
+constexpr std::array<Sign, 256> sign_table = []
+{
+    std::array<Sign, 256> table{};
+    for (unsigned c = 0; c < table.size(); ++c)
+        if (is_refused_in_names(c))
+            table[c] = Sign::refused;
+    table['/'] = table['\\'] = Sign::separator;
+    table['.'] = Sign::dot;
+    return table;
+}();
+
+struct Signs
+{
+    bool has_dots = false;   // at the beginning of a level
+    bool is_suspect = false; // a name may be one that can't be
+};
+
+// Makes all separators slashes and looks what else is to be done. Each opening of a file comes
+// here: most characters cost one look at the table.
+Signs take_signs(char* text, size_t length, size_t root)
+{
+    Signs signs;
+    size_t start = 0; // of the name
+    for (size_t i = 0; i < length; ++i)
+    {
+        const Sign sign = sign_table[static_cast<unsigned char>(text[i])];
+        if (sign == Sign::none)
+            continue;
+        if (sign == Sign::separator)
+        {
+            text[i] = '/';
+            signs.is_suspect |= i - start > NAME_MAX;
+            start = i + 1;
+        }
+        signs.has_dots |= sign == Sign::dot && i >= root && (i == root || text[i - 1] == '/');
+        signs.is_suspect |= sign == Sign::refused;
+    }
+    signs.is_suspect |= length - start > NAME_MAX;
+    return signs;
 }
 
 // The native path without separators at its end.
@@ -225,23 +275,12 @@ void NativePath::convert(const wchar_t* path, Names names)
         return;
     }
     length += written;
-    bool has_dots = false;   // at the beginning of a level
-    bool is_suspect = false; // a name may be one that can't be
-    size_t level = 0;        // characters of the name so far
-    for (size_t i = 0; i < length; ++i)
-    {
-        if (m_text[i] == '\\')
-            m_text[i] = '/';
-        has_dots |= m_text[i] == '.' && i >= root && (i == root || m_text[i - 1] == '/');
-        level = m_text[i] == '/' ? 0 : level + 1;
-        is_suspect |=
-            is_refused_in_names(static_cast<unsigned char>(m_text[i])) || level > NAME_MAX;
-    }
-    if (has_dots)
+    const Signs signs = take_signs(m_text, length, root);
+    if (signs.has_dots)
         length = collapse(m_text, length, root);
     m_text[length] = '\0';
     m_separator = length > 1 && m_text[length - 1] == '/';
-    m_ok = !is_suspect || names == Names::any || judge(root);
+    m_ok = !signs.is_suspect || names == Names::any || judge(root);
 }
 
 // A name with characters that the system refuses, or a longer one than it takes, is not made. What
