@@ -54,10 +54,34 @@ void SearchMask::read(std::u16string_view mask)
     }
 }
 
-// Steps that may stand for nothing before the next character.
-void SearchMask::pass_empty(bool at_dot, bool at_end)
+struct SearchMask::Rest
 {
-    for (size_t i = 0; i < m_steps.size(); ++i)
+    size_t first; // steps
+    size_t last;
+    size_t begin; // characters of the name
+    size_t end;
+    size_t length; // of the whole name
+    size_t last_dot;
+};
+
+// False if they differ from those of the name.
+bool SearchMask::take_ends(const wchar_t* name, Rest& rest) const
+{
+    const auto is_character = [this](size_t step, wchar_t c)
+    { return m_steps[step].character == fold_case(c); };
+    for (; rest.first < rest.last && m_steps[rest.first].kind == Kind::character; ++rest.first)
+        if (rest.begin == rest.end || !is_character(rest.first, name[rest.begin++]))
+            return false;
+    for (; rest.first < rest.last && m_steps[rest.last - 1].kind == Kind::character; --rest.last)
+        if (rest.begin == rest.end || !is_character(rest.last - 1, name[--rest.end]))
+            return false;
+    return true;
+}
+
+// Steps that may stand for nothing before the next character.
+void SearchMask::pass_empty(const Rest& rest, bool at_dot, bool at_end)
+{
+    for (size_t i = rest.first; i < rest.last; ++i)
     {
         const Kind kind = m_steps[i].kind;
         const bool may_be_empty = kind == Kind::any || kind == Kind::up_to_dot ||
@@ -68,43 +92,54 @@ void SearchMask::pass_empty(bool at_dot, bool at_end)
     }
 }
 
-void SearchMask::take(wchar_t c, bool is_last_dot)
+void SearchMask::take(const Rest& rest, wchar_t c, bool is_last_dot)
 {
-    for (size_t i = m_steps.size() + 1; i-- > 0;)
+    for (size_t i = rest.last + 1; i-- > rest.first;)
     {
         bool reached = false;
-        if (i > 0 && m_reached[i - 1])
+        if (i > rest.first && m_reached[i - 1])
         {
             const Step& step = m_steps[i - 1];
             reached = (step.kind == Kind::one && c != L'.') ||
                       (step.kind == Kind::dot_or_nothing && c == L'.') ||
                       (step.kind == Kind::character && step.character == c);
         }
-        if (i < m_steps.size() && m_reached[i])
+        if (i < rest.last && m_reached[i])
             reached |= m_steps[i].kind == Kind::any ||
                        (m_steps[i].kind == Kind::up_to_dot && !is_last_dot);
         m_reached[i] = reached;
     }
 }
 
+bool SearchMask::follow(const wchar_t* name, const Rest& rest)
+{
+    std::ranges::fill(m_reached, 0);
+    m_reached[rest.first] = 1;
+    for (size_t i = rest.begin; i < rest.end; ++i)
+    {
+        pass_empty(rest, name[i] == L'.', false);
+        take(rest, fold_case(name[i]), i == rest.last_dot);
+    }
+    pass_empty(rest, rest.end < rest.length && name[rest.end] == L'.', rest.end == rest.length);
+    return m_reached[rest.last] != 0;
+}
+
 bool SearchMask::matches(const wchar_t* name)
 {
     if (m_everything)
         return true;
-    std::ranges::fill(m_reached, 0);
-    m_reached[0] = 1;
     const size_t length = wide_length(name);
-    size_t last_dot = length;
+    Rest rest{0, m_steps.size(), 0, length, length, length};
     for (size_t i = 0; i < length; ++i)
         if (name[i] == L'.')
-            last_dot = i;
-    for (size_t i = 0; i < length; ++i)
-    {
-        pass_empty(name[i] == L'.', false);
-        take(fold_case(name[i]), i == last_dot);
-    }
-    pass_empty(false, true);
-    return m_reached.back() != 0;
+            rest.last_dot = i;
+    if (!take_ends(name, rest))
+        return false;
+    if (rest.last - rest.first != 1 || m_steps[rest.first].kind == Kind::one ||
+        m_steps[rest.first].kind == Kind::dot_or_nothing)
+        return follow(name, rest);
+    return m_steps[rest.first].kind == Kind::any || rest.last_dot < rest.begin ||
+           rest.last_dot >= rest.end;
 }
 
 } // namespace platform

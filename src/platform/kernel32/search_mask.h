@@ -33,8 +33,11 @@ private:
         wchar_t character; // folded
     };
     void read(std::u16string_view mask);
-    void pass_empty(bool at_dot, bool at_end);
-    void take(wchar_t c, bool is_last_dot);
+    struct Rest; // of the mask and the name, without the characters at both ends
+    bool take_ends(const wchar_t* name, Rest& rest) const;
+    bool follow(const wchar_t* name, const Rest& rest);
+    void pass_empty(const Rest& rest, bool at_dot, bool at_end);
+    void take(const Rest& rest, wchar_t c, bool is_last_dot);
 
     std::vector<Step> m_steps;
     bool m_everything = false;

@@ -155,6 +155,8 @@ TEST_F(Find, FollowsTheSystemsWildcards)
         {"a.*", "a a.b"},  // as may a dot with nothing but a wildcard behind it
         {"a*.", "a"},      // a dot at the end: names without one
         {"a*.?", "a a.b"}, // a '*' before a dot ends at the name's last one
+        {"?*c?.*xt", "abc.txt abcd.TXT"},
+        {"a?c*.??t", "abc.txt abcd.TXT"},
         {"*b*c*", "abc.txt abcd.TXT"},
     };
     for (const auto& [pattern, names] : rows)
