@@ -205,8 +205,8 @@ private:
     return true;
 }
 
-// "." and ".." at the end are found under the folder's real name: the pattern becomes the full path,
-// which is kept in full. False with the last error set.
+// "." and ".." at the end are found under the folder's real name: the pattern becomes the full
+// path, which is kept in full. False with the last error set.
 [[gnu::noinline]] bool name_dots(const wchar_t*& pattern, std::basic_string<char16_t>& full)
 {
     full.resize(native_path_limit);
