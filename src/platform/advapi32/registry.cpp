@@ -114,6 +114,9 @@ LONG open_key(HKEY parent, LPCWSTR path, DWORD access, PHKEY result)
     OpenKey from;
     if (!result)
         return ERROR_INVALID_PARAMETER;
+    *result = nullptr;
+    if (path && path[0] == L'\\')
+        return ERROR_BAD_PATHNAME;
     if (!resolve_key(parent, from))
         return ERROR_INVALID_HANDLE;
     OpenKey key = below(from, path);
@@ -170,6 +173,15 @@ LONG create_key(HKEY parent, LPCWSTR path, DWORD access, PHKEY result, bool* cre
     return ERROR_SUCCESS;
 }
 
+// A text that was stored without its terminator gets one where there is room; its size is the one
+// that was stored.
+void terminate(const RegValue& value, LPBYTE data, DWORD room)
+{
+    const size_t size = value.data.size();
+    if ((value.type == REG_SZ || value.type == REG_EXPAND_SZ) && room - size >= sizeof(wchar_t))
+        std::memset(data + size, 0, sizeof(wchar_t));
+}
+
 LONG query_value(HKEY handle, LPCWSTR name, LPDWORD type, LPBYTE data, LPDWORD size)
 {
     OpenKey key;
@@ -192,7 +204,11 @@ LONG query_value(HKEY handle, LPCWSTR name, LPDWORD type, LPBYTE data, LPDWORD s
     const RegValue& value = found->second;
     if (type)
         *type = value.type;
-    return copy_data(value, data, size);
+    const DWORD room = size ? *size : 0;
+    const LONG result = copy_data(value, data, size);
+    if (result == ERROR_SUCCESS && data)
+        terminate(value, data, room);
+    return result;
 }
 
 // A change of one key's values.

@@ -112,11 +112,11 @@ bool set_text(ListModel& model, size_t row, const LVITEMW& given)
 LRESULT set_item(ListModel& model, const LVITEMW& given)
 {
     const size_t row = index_of(static_cast<WPARAM>(given.iItem));
-    if (row >= model.rows())
-        return FALSE;
+    if (row >= model.rows() || ((given.mask & LVIF_PARAM) && given.iSubItem != 0))
+        return FALSE; // a row has one parameter, and its further cells have none
     if ((given.mask & LVIF_TEXT) && !set_text(model, row, given))
         return FALSE;
-    return !(given.mask & LVIF_PARAM) || given.iSubItem != 0 || model.set_param(row, given.lParam);
+    return !(given.mask & LVIF_PARAM) || model.set_param(row, given.lParam);
 }
 
 // The length of what was copied.

@@ -14,6 +14,7 @@
 #include <strings.h>
 
 #include "file_status.h"
+#include "mapped_files.h"
 #include "path.h"
 #include "replacement_file.h"
 #include "share_modes.h"
@@ -111,6 +112,8 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
         return ERROR_SHARING_VIOLATION; // onto itself
     if (const DWORD error = replace_blocked(end))
         return error;
+    if (const DWORD error = exists ? mapped_error(old) : 0)
+        return error;
     if (const DWORD error = DeleteClaim(end).error())
         return error;
     // Renaming asks for the folder's permission alone.
@@ -188,13 +191,13 @@ BOOL move_replacing(const NativePath& from, const NativePath& to)
     const DeleteClaim source(from.c_str(), target, to.c_str());
     if (source.error())
         return fail_with(source.error());
-    if (const DWORD error = replace_blocked(to.c_str()))
-        return fail_with(error);
-    if (target.error())
-        return fail_with(target.error());
+    const bool is_same = source.is_same_as(target);
+    const bool is_further_name = is_same && !is_onto_itself(source, from.c_str(), to.c_str());
+    // An open source is a sharing violation; a target that can't be replaced denies access.
+    if ((!is_same || is_further_name) && (replace_blocked(to.c_str()) != 0 || target.error() ||
+                                          (target.exists() && S_ISDIR(source.status().st_mode))))
+        return fail_with(ERROR_ACCESS_DENIED);
     // To the kernel two names of one file are the same, and nothing is to be done.
-    const bool is_further_name =
-        source.is_same_as(target) && !is_onto_itself(source, from.c_str(), to.c_str());
     const int result =
         is_further_name ? sys::unlink(from.c_str()) : sys::rename(from.c_str(), to.c_str());
     return result == 0 ? TRUE : to.fail(errno);
@@ -233,6 +236,8 @@ try
     struct stat moved;
     if (sys::lstat(from.c_str(), &moved) != 0)
         return from.fail(errno);
+    if (is_current_folder(moved))
+        return fail_with(ERROR_SHARING_VIOLATION);
     return (flags & MOVEFILE_REPLACE_EXISTING) != 0 ? move_replacing(from, to)
                                                     : move_without_replacing(from, to);
 }

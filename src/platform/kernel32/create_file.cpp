@@ -7,6 +7,7 @@
 
 #include "file_object.h"
 #include "file_status.h"
+#include "mapped_files.h"
 #include "path.h"
 #include "share_modes.h"
 #include "system/exception_guard.h"
@@ -140,9 +141,12 @@ DWORD admit(ClaimedFile& file, const char* path, struct stat& found, bool create
     if (error)
         return error;
     gone = file.lost_its_name(found, path);
-    if (wish.cuts && !created && !gone && sys::ftruncate(file, 0) != 0)
-        return system_error(errno);
-    return 0;
+    if (!wish.cuts || gone)
+        return 0;
+    const DWORD refused = created ? 0 : set_length(file, 0);
+    if (!wish.reads && !wish.writes)
+        file.withdraw(); // it was cut, which is over; the handle itself uses nothing
+    return refused;
 }
 
 } // namespace

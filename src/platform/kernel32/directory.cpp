@@ -27,15 +27,15 @@ extern "C" BOOL RemoveDirectoryW(LPCWSTR path)
     const NativePath native(path);
     if (!native.ok())
         return FALSE;
-    struct stat found;
+    struct stat found = {};
     // A link to a directory is a directory to its users; what goes is the link.
-    const bool is_link = sys::lstat(native.c_str(), &found) == 0 && S_ISLNK(found.st_mode);
-    if (is_link && sys::stat(native.c_str(), &found) == 0 && S_ISDIR(found.st_mode))
+    const bool is_there = sys::lstat(native.c_str(), &found) == 0;
+    if (is_there && is_current_folder(found))
+        return fail_with(ERROR_SHARING_VIOLATION);
+    if (is_there && S_ISLNK(found.st_mode) && sys::stat(native.c_str(), &found) == 0 &&
+        S_ISDIR(found.st_mode))
         return sys::unlink(native.c_str()) == 0 ? TRUE : native.fail(errno);
-    if (sys::rmdir(native.c_str()) == 0)
-        return TRUE;
-    return errno == ENOTDIR && sys::lstat(native.c_str(), &found) == 0 ? fail_with(ERROR_DIRECTORY)
-                                                                       : native.fail(errno);
+    return sys::rmdir(native.c_str()) == 0 ? TRUE : native.fail_as_folder(errno);
 }
 
 extern "C" DWORD GetCurrentDirectoryW(DWORD size, LPWSTR buffer)
@@ -60,7 +60,7 @@ try
     const NativePath native(path);
     if (!native.ok())
         return FALSE;
-    return sys::chdir(native.c_str()) == 0 ? TRUE : native.fail(errno);
+    return sys::chdir(native.c_str()) == 0 ? TRUE : native.fail_as_folder(errno);
 }
 catch (const std::exception& exception)
 {

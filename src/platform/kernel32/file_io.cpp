@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "file_object.h"
+#include "mapped_files.h"
 #include "windows.h"
 
 using namespace platform;
@@ -142,9 +143,10 @@ extern "C" BOOL SetEndOfFile(HANDLE file)
     if (!object->writable())
         return fail_with(ERROR_ACCESS_DENIED);
     const off_t position = sys::lseek(object->fd(), 0, SEEK_CUR);
-    if (position < 0 || sys::ftruncate(object->fd(), position) != 0)
+    if (position < 0)
         return fail_errno(errno);
-    return TRUE;
+    const DWORD error = set_length(object->fd(), position);
+    return error == 0 ? TRUE : fail_with(error);
 }
 
 // The room that a file has on its volume. Less than its bytes cuts it; more is reserved behind its
@@ -169,10 +171,13 @@ extern "C" BOOL SetFileInformationByHandle(HANDLE file, FILE_INFO_BY_HANDLE_CLAS
         return fail_errno(errno);
     if (room == found.st_size)
         return TRUE;
-    const int result = room < found.st_size ? sys::ftruncate(object->fd(), room)
-                                            : sys::fallocate(object->fd(), FALLOC_FL_KEEP_SIZE,
-                                                             found.st_size, room - found.st_size);
-    return result == 0 ? TRUE : fail_errno(errno);
+    if (room > found.st_size)
+        return sys::fallocate(object->fd(), FALLOC_FL_KEEP_SIZE, found.st_size,
+                              room - found.st_size) == 0
+                   ? TRUE
+                   : fail_errno(errno);
+    const DWORD error = set_length(object->fd(), room);
+    return error == 0 ? TRUE : fail_with(error);
 }
 
 extern "C" BOOL FlushFileBuffers(HANDLE file)
@@ -180,5 +185,7 @@ extern "C" BOOL FlushFileBuffers(HANDLE file)
     const Pin<FileObject> object(file);
     if (!object)
         return FALSE;
+    if (!object->writable())
+        return fail_with(ERROR_ACCESS_DENIED);
     return sys::fsync(object->fd()) == 0 ? TRUE : fail_errno(errno);
 }

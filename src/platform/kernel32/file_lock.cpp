@@ -118,6 +118,8 @@ extern "C" BOOL LockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD s
         return FALSE;
     const FileObject::Range wanted = joined(offsetLow, offsetHigh, sizeLow, sizeHigh);
     struct flock range;
+    if (wanted.length != 0 && wanted.offset > UINT64_MAX - (wanted.length - 1))
+        return fail_with(ERROR_INVALID_LOCK_RANGE);
     if (!clip(wanted, range))
         return fail_with(ERROR_INVALID_PARAMETER);
     const std::lock_guard guard(object->m_lock);

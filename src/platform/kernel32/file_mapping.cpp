@@ -8,6 +8,7 @@
 #include <new>
 
 #include "file_object.h"
+#include "mapped_files.h"
 #include "named_object.h"
 #include "system/calls.h"
 #include "system/exception_guard.h"
@@ -47,6 +48,7 @@ public:
     MappingObject(DWORD protection) : Object(object_kind), m_protection(protection) {}
     ~MappingObject() override
     {
+        release_mapped(m_file);
         if (m_own_fd >= 0)
             sys::close(m_own_fd);
     }
@@ -76,8 +78,14 @@ public:
         }
         // The duplicate keeps the file's content; share modes and ranges go with the file's handle.
         m_own_fd = sys::duplicate(file.fd());
+        if (m_own_fd < 0)
+            return system_error(errno);
         m_size = size;
-        return m_own_fd < 0 ? system_error(errno) : 0;
+        const FileNumbers numbers{found.st_dev, found.st_ino};
+        if (!hold_mapped(numbers))
+            return ERROR_NOT_ENOUGH_MEMORY;
+        m_file = numbers;
+        return 0;
     }
 
     DWORD over_memory(uint64_t size)
@@ -105,19 +113,27 @@ public:
     bool existed() const { return m_named.existed(); }
     int fd() const { return m_own_fd >= 0 ? m_own_fd : m_named.fd(); }
     uint64_t size() const { return m_size; }
+    const FileNumbers& file() const { return m_file; }
     DWORD protection() const { return m_protection; }
 
 private:
     const DWORD m_protection;
     int m_own_fd = -1;
+    FileNumbers m_file;
     NamedObject m_named;
     uint64_t m_size = 0;
 };
 
+struct View
+{
+    size_t size;
+    FileNumbers file;
+};
+
 struct Views
 {
-    std::mutex lock; // guards sizes; no other lock is taken while it is held
-    std::map<uintptr_t, size_t> sizes;
+    std::mutex lock; // guards all; taken before the one of the mapped files
+    std::map<uintptr_t, View> all;
 };
 
 Views& views()
@@ -236,10 +252,15 @@ LPVOID map_view(const MappingObject& mapping, DWORD access, uint64_t offset, uin
     }
     try
     {
-        views().sizes[reinterpret_cast<uintptr_t>(view)] = size;
+        const auto place =
+            views().all.insert({reinterpret_cast<uintptr_t>(view), {size, {}}}).first;
+        if (!hold_mapped(mapping.file()))
+            throw std::bad_alloc();
+        place->second.file = mapping.file();
     }
     catch (const std::bad_alloc&)
     {
+        views().all.erase(reinterpret_cast<uintptr_t>(view));
         sys::munmap(view, size);
         fail_with(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
@@ -313,11 +334,12 @@ extern "C" LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, 
 extern "C" BOOL UnmapViewOfFile(LPCVOID address)
 {
     const std::lock_guard guard(views().lock);
-    const auto found = views().sizes.find(reinterpret_cast<uintptr_t>(address));
-    if (found == views().sizes.end())
+    const auto found = views().all.find(reinterpret_cast<uintptr_t>(address));
+    if (found == views().all.end())
         return fail_with(ERROR_INVALID_ADDRESS);
-    if (sys::munmap(const_cast<void*>(address), found->second) != 0)
+    if (sys::munmap(const_cast<void*>(address), found->second.size) != 0)
         return fail_errno(errno);
-    views().sizes.erase(found);
+    release_mapped(found->second.file);
+    views().all.erase(found);
     return TRUE;
 }

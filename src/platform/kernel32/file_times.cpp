@@ -12,6 +12,20 @@ namespace
 constexpr int64_t ticks_per_second = 10'000'000;     // of 100 ns
 constexpr int64_t epoch_difference = 11'644'473'600; // seconds from 1601 to 1970
 
+// A time to set as the caller gives it: null for one that stays. Zero means that too, and so does
+// a time of all ones, which on the system also keeps the handle's use from changing it. False for
+// what is no time.
+bool read_time(const FILETIME*& time)
+{
+    constexpr DWORD sign = 0x80000000;
+    if (!time)
+        return true;
+    const bool all_ones = (time->dwLowDateTime & time->dwHighDateTime) == ~DWORD{0};
+    if (all_ones || (time->dwLowDateTime | time->dwHighDateTime) == 0)
+        time = nullptr;
+    return !time || (time->dwHighDateTime & sign) == 0;
+}
+
 // Whether every file system keeps such a time.
 bool is_common(const FILETIME* time)
 {
@@ -123,6 +137,8 @@ extern "C" BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIM
         return FALSE;
     if (!object->writable())
         return fail_with(ERROR_ACCESS_DENIED);
+    if (!read_time(creation) || !read_time(access) || !read_time(write))
+        return fail_with(ERROR_INVALID_PARAMETER);
     if (access || write)
         if (const DWORD error = set_times(object->fd(), access, write))
             return fail_with(error);

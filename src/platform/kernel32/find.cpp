@@ -16,6 +16,7 @@
 #include "file_stamp.h"
 #include "handle_table.h"
 #include "path.h"
+#include "search_mask.h"
 #include "system/calls.h"
 #include "system/directory.h"
 #include "system/exception_guard.h"
@@ -35,74 +36,6 @@ bool is_separator(wchar_t c)
     return c == L'\\' || c == L'/';
 }
 
-bool is_wildcard(wchar_t c)
-{
-    return c == L'*' || c == L'?';
-}
-
-// '*' stands for any characters, '?' for one other than a dot; before a dot and at the end of the
-// name a '?' may stand for nothing, and so may, at the end, a dot with a wildcard behind it ("*.*"
-// is every name). Folded; no recursion, so no pattern is too deep.
-bool matches(const wchar_t* name, const wchar_t* pattern)
-{
-    const wchar_t* star = nullptr; // the last '*', and where its text ends so far
-    const wchar_t* covered = nullptr;
-    while (*name)
-    {
-        if (*pattern == L'*')
-        {
-            star = pattern++;
-            covered = name;
-        }
-        else if (*pattern == L'?')
-        {
-            ++pattern;
-            name += *name != L'.';
-        }
-        else if (*pattern && fold_case(*pattern) == fold_case(*name))
-        {
-            ++pattern;
-            ++name;
-        }
-        else if (star)
-        {
-            pattern = star + 1;
-            name = ++covered;
-        }
-        else
-            return false;
-    }
-    while (is_wildcard(*pattern) || (*pattern == L'.' && is_wildcard(pattern[1])))
-        ++pattern;
-    return !*pattern;
-}
-
-// A mask that ends in a wildcard and dots ("*.") asks for names without a dot.
-class Mask
-{
-public:
-    explicit Mask(const wchar_t* mask)
-        : m_text(reinterpret_cast<const char16_t*>(mask), wide_length(mask))
-    {
-        const size_t end = m_text.find_last_not_of(u'.') + 1;
-        m_without_dot =
-            end > 0 && end < m_text.size() && is_wildcard(static_cast<wchar_t>(m_text[end - 1]));
-        if (m_without_dot)
-            m_text.resize(end);
-    }
-    bool matches(const wchar_t* name) const
-    {
-        if (m_without_dot &&
-            std::find(name, name + wide_length(name), L'.') != name + wide_length(name))
-            return false;
-        return ::matches(name, reinterpret_cast<const wchar_t*>(m_text.c_str()));
-    }
-
-private:
-    std::basic_string<char16_t> m_text;
-    bool m_without_dot;
-};
-
 // A name as it was found, and the same in 16 bits and folded, one behind the other in the two texts
 // of a search: thousands of names need few allocations, and are compared as they lie there. Each
 // has a terminator.
@@ -117,7 +50,7 @@ class Names
 {
 public:
     // Adds the name if it has room for a terminator in 16 bits, and the mask, if any, matches.
-    void add(const char* native, const Mask* mask)
+    void add(const char* native, SearchMask* mask)
     {
         wchar_t name[name_limit];
         const size_t bytes = std::strlen(native);
@@ -178,11 +111,13 @@ public:
     explicit SearchObject(std::string folder) : Object(object_kind), m_folder(std::move(folder)) {}
 
     // 0 or a system error.
-    DWORD read(const Mask& mask)
+    DWORD read(SearchMask mask)
     {
         Directory directory(m_folder.empty() ? "." : m_folder.c_str());
         if (!directory)
-            return errno == ENOENT || errno == ENOTDIR ? ERROR_PATH_NOT_FOUND : system_error(errno);
+            return errno == ENOENT    ? ERROR_PATH_NOT_FOUND
+                   : errno == ENOTDIR ? no_folder_error(m_folder.c_str())
+                                      : system_error(errno);
         errno = 0;
         while (const dirent* found = directory.next())
         {
@@ -270,31 +205,54 @@ private:
     return true;
 }
 
-bool has_wildcard(const wchar_t* mask)
+// "." and ".." at the end are found under the folder's real name: the pattern becomes the full
+// path, which is kept in full. False with the last error set.
+[[gnu::noinline]] bool name_dots(const wchar_t*& pattern, std::basic_string<char16_t>& full)
 {
-    for (; *mask; ++mask)
-        if (is_wildcard(*mask))
-            return true;
-    return false;
+    full.resize(native_path_limit);
+    const DWORD length = GetFullPathNameW(pattern, native_path_limit,
+                                          reinterpret_cast<wchar_t*>(full.data()), nullptr);
+    if (length == 0 || length >= native_path_limit)
+        return false;
+    pattern = reinterpret_cast<const wchar_t*>(full.c_str());
+    return true;
+}
+
+bool is_dots(const wchar_t* mask)
+{
+    return mask[0] == L'.' && (!mask[1] || (mask[1] == L'.' && !mask[2]));
+}
+
+bool can_be_searched_for(const wchar_t* mask)
+{
+    return std::none_of(mask, mask + wide_length(mask),
+                        [](wchar_t c) { return is_refused_in_names(c) && c != L'*' && c != L'?'; });
 }
 
 // Apart, so that a search which finds something has no path on the stack.
 [[gnu::noinline]] DWORD not_found_error(const wchar_t* path)
 {
     const NativePath native(path);
-    return native.ok() ? native.not_found_error() : ERROR_FILE_NOT_FOUND;
+    return native.ok() ? native.not_found_error() : GetLastError();
 }
 
 HANDLE start_search(const wchar_t* pattern, WIN32_FIND_DATAW& data)
 {
     std::string folder;
     const wchar_t* mask = nullptr;
-    if (!split_pattern(pattern, folder, mask))
+    std::basic_string<char16_t> full;
+    if (!split_pattern(pattern, folder, mask) ||
+        (is_dots(mask) && !(name_dots(pattern, full) && split_pattern(pattern, folder, mask))))
         return INVALID_HANDLE_VALUE;
+    if (has_wildcard(mask) && !can_be_searched_for(mask))
+    {
+        fail_with(ERROR_INVALID_NAME);
+        return INVALID_HANDLE_VALUE;
+    }
     auto search = std::make_unique<SearchObject>(folder);
     if (has_wildcard(mask))
     {
-        if (const DWORD error = search->read(Mask(mask)))
+        if (const DWORD error = search->read(SearchMask(mask)))
         {
             fail_with(error);
             return INVALID_HANDLE_VALUE;

@@ -286,10 +286,19 @@ PinBase::~PinBase()
 extern "C" BOOL CloseHandle(HANDLE object)
 {
     int error = 0;
+    if (platform::is_pseudo_handle(object))
+        return TRUE;
     if (platform::api_fault("CloseHandle", error))
     {
         platform::close_handle(object);
         return platform::fail_with(static_cast<DWORD>(error));
+    }
+    {
+        const platform::Pin<platform::Object> pin(object);
+        if (!pin)
+            return FALSE;
+        if (!platform::is_closed_by_close_handle(pin->kind()))
+            return platform::fail_with(ERROR_INVALID_HANDLE);
     }
     return platform::close_handle(object);
 }

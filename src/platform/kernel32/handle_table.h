@@ -26,6 +26,13 @@ enum class ObjectKind : unsigned char
     socket,
 };
 
+// The others have a call of their own, and are no handles to CloseHandle.
+constexpr bool is_closed_by_close_handle(ObjectKind kind)
+{
+    return kind != ObjectKind::search && kind != ObjectKind::event_source &&
+           kind != ObjectKind::resource_update;
+}
+
 // What a handle stands for. Owned by the table from insert() on; the destructor releases what the
 // object holds, on the thread that closes it or drops its last pin.
 class Object
@@ -55,6 +62,14 @@ HANDLE insert_handle(Object* object);
 
 // How many handles are open, for tests.
 unsigned handles_in_use();
+
+// The process and the thread themselves, which need no handle: closing these does nothing, and a
+// wait for them only ends by its time-out.
+inline bool is_pseudo_handle(HANDLE handle)
+{
+    const auto value = reinterpret_cast<LONG_PTR>(handle);
+    return value == -1 || value == -2;
+}
 
 // Removes the handle; the object is closed and deleted, at once or with its last pin. False with
 // ERROR_INVALID_HANDLE, or with what Object::close reported.

@@ -209,6 +209,8 @@ DWORD NamedObject::join(NamedKind kind, const char* name, const Content* content
     const std::string_view plain = plain_name(name);
     if (characters(plain) > longest_name)
         return ERROR_FILENAME_EXCED_RANGE;
+    if (plain.find('\\') != std::string_view::npos) // a folder of objects, of which there is none
+        return ERROR_PATH_NOT_FOUND;
     m_is_listener = kind == NamedKind::event && plain == debug_channel_listener_event;
     if (m_is_listener)
         debug_channel_prepare();

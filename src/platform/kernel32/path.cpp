@@ -1,9 +1,14 @@
 // Windows paths to native ones and back.
 #include "path.h"
 
+#include <algorithm>
+#include <array>
+#include <climits>
 #include <cstring>
+#include <utility>
 #include <vector>
 
+#include "file_status.h"
 #include "system/calls.h"
 #include "system/environment.h"
 #include "system/exception_guard.h"
@@ -89,6 +94,86 @@ bool is_letter(wchar_t c)
     return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z');
 }
 
+enum class Sign : unsigned char
+{
+    none, // of most characters
+    separator,
+    dot,
+    refused
+};
+
+constexpr std::array<Sign, 256> sign_table = []
+{
+    std::array<Sign, 256> table{};
+    for (unsigned c = 0; c < table.size(); ++c)
+        if (is_refused_in_names(c))
+            table[c] = Sign::refused;
+    table['/'] = table['\\'] = Sign::separator;
+    table['.'] = Sign::dot;
+    return table;
+}();
+
+struct Signs
+{
+    bool has_dots = false;   // at the beginning of a level
+    bool is_suspect = false; // a name may be one that can't be
+};
+
+// Makes all separators slashes and looks what else is to be done. Each opening of a file comes
+// here: most characters cost one look at the table.
+Signs take_signs(char* text, size_t length, size_t root)
+{
+    Signs signs;
+    size_t start = 0; // of the name
+    for (size_t i = 0; i < length; ++i)
+    {
+        const Sign sign = sign_table[static_cast<unsigned char>(text[i])];
+        if (sign == Sign::none)
+            continue;
+        if (sign == Sign::separator)
+        {
+            text[i] = '/';
+            signs.is_suspect |= i - start > NAME_MAX;
+            start = i + 1;
+        }
+        signs.has_dots |= sign == Sign::dot && i >= root && (i == root || text[i - 1] == '/');
+        signs.is_suspect |= sign == Sign::refused;
+    }
+    signs.is_suspect |= length - start > NAME_MAX;
+    return signs;
+}
+
+// The native path without separators at its end.
+std::string_view without_separators(std::string_view path)
+{
+    while (path.size() > 1 && path.back() == '/')
+        path.remove_suffix(1);
+    return path;
+}
+
+// What has the name of a path, separators behind it left out.
+enum class Named
+{
+    folder,
+    other,
+    nothing, // but its folder is there
+    unknown,
+};
+
+Named what_is_named(std::string_view native_path)
+{
+    char path[native_path_limit];
+    const std::string_view bare = without_separators(native_path);
+    std::memcpy(path, bare.data(), bare.size());
+    path[bare.size()] = '\0';
+    struct stat found;
+    if (sys::stat(path, &found) == 0)
+        return S_ISDIR(found.st_mode) ? Named::folder : Named::other;
+    if (errno != ENOENT)
+        return Named::unknown;
+    return sys::lstat(path, &found) == 0 ? Named::other : Named::nothing; // a link to nothing
+}
+
 // Takes "." and ".." out of a path behind its root, by its letters alone and whatever the folders
 // are: the levels of the system's own paths do not depend on what links there are. Gives the new
 // length.
@@ -125,12 +210,12 @@ size_t collapse(char* text, size_t length, size_t root)
 
 } // namespace
 
-NativePath::NativePath(const wchar_t* path)
+NativePath::NativePath(const wchar_t* path, Names names)
 {
     m_text[0] = '\0';
     try
     {
-        convert(path);
+        convert(path, names);
     }
     catch (const std::exception& exception)
     {
@@ -138,7 +223,7 @@ NativePath::NativePath(const wchar_t* path)
     }
 }
 
-void NativePath::convert(const wchar_t* path)
+void NativePath::convert(const wchar_t* path, Names names)
 {
     if (!path || !*path)
     {
@@ -181,13 +266,6 @@ void NativePath::convert(const wchar_t* path)
     else if (is_separator(path[0]))
         root = 1;
 
-    for (const wchar_t* at = path; *at; ++at)
-        if (*at == L'*' || *at == L'?')
-        {
-            fail_with(ERROR_INVALID_NAME);
-            return;
-        }
-
     size_t written = 0;
     const size_t units = wide_length(path);
     const size_t room = sizeof m_text - 1 - length;
@@ -197,25 +275,42 @@ void NativePath::convert(const wchar_t* path)
         return;
     }
     length += written;
-    bool has_dots = false; // at the beginning of a level
-    for (size_t i = 0; i < length; ++i)
-    {
-        if (m_text[i] == '\\')
-            m_text[i] = '/';
-        has_dots |= m_text[i] == '.' && i >= root && (i == root || m_text[i - 1] == '/');
-    }
-    if (has_dots)
+    const Signs signs = take_signs(m_text, length, root);
+    if (signs.has_dots)
         length = collapse(m_text, length, root);
     m_text[length] = '\0';
     m_separator = length > 1 && m_text[length - 1] == '/';
-    m_ok = true;
+    m_ok = !signs.is_suspect || names == Names::any || judge(root);
+}
+
+// A name with characters that the system refuses, or a longer one than it takes, is not made. What
+// another program has made under such a name can be reached: it is looked for, up to the last such
+// name of the path. Usual paths are not looked for.
+bool NativePath::judge(size_t root)
+{
+    size_t end = 0; // of the last name that can't be
+    for (size_t at = root; m_text[at] != '\0';)
+    {
+        const size_t length = std::strcspn(m_text + at, "/");
+        const std::string_view name(m_text + at, length);
+        at += length;
+        if (length > NAME_MAX ||
+            std::ranges::any_of(name, [](unsigned char c) { return is_refused_in_names(c); }))
+            end = at;
+        at += m_text[at] == '/';
+    }
+    if (end == 0)
+        return true;
+    struct stat found;
+    const char after = std::exchange(m_text[end], '\0');
+    const bool exists = sys::lstat(m_text, &found) == 0;
+    m_text[end] = after;
+    return exists || fail_with(ERROR_INVALID_NAME);
 }
 
 DWORD NativePath::not_found_error() const
 {
-    std::string_view parent = m_text;
-    while (parent.size() > 1 && parent.back() == '/')
-        parent.remove_suffix(1);
+    const std::string_view parent = without_separators(m_text);
     const size_t slash = parent.rfind('/');
     if (slash == std::string_view::npos || slash == 0)
         return ERROR_FILE_NOT_FOUND;
@@ -235,7 +330,31 @@ DWORD NativePath::not_found_error() const
 
 BOOL NativePath::fail(int error, Context context) const
 {
-    return fail_with(error == ENOENT ? not_found_error() : system_error(error, context));
+    if (error == ENOENT)
+        return fail_with(not_found_error());
+    if (m_separator && (error == ENOTDIR || error == EISDIR))
+    {
+        const Named named = what_is_named(m_text);
+        if (named == Named::other || named == Named::nothing)
+            return fail_with(ERROR_INVALID_NAME);
+    }
+    return fail_with(system_error(error, context));
+}
+
+BOOL NativePath::fail_as_folder(int error) const
+{
+    return error == ENOTDIR ? fail_with(no_folder_error(m_text)) : fail(error);
+}
+
+DWORD no_folder_error(const char* native_path)
+{
+    return what_is_named(native_path) == Named::other ? ERROR_DIRECTORY : ERROR_PATH_NOT_FOUND;
+}
+
+bool is_current_folder(const struct stat& found)
+{
+    struct stat current;
+    return S_ISDIR(found.st_mode) && sys::stat(".", &current) == 0 && is_same_file(found, current);
 }
 
 std::string windows_path(std::string_view native)

@@ -4,8 +4,9 @@
 // memory; the handle of its data is the place of the data. Both are looked at with the module that
 // they come with, and go with it.
 //
-// A search without a language takes the neutral one (0), else US English, else the first that is
-// there. A search with a language takes that one alone.
+// A search without a language, or with the neutral one (0), which stands for that of the thread,
+// takes the neutral one, else US English, else the first that is there. A search with another
+// language takes that one alone.
 #include "resource_id.h"
 
 #include <new>
@@ -215,7 +216,7 @@ extern "C" HRSRC FindResourceW(HMODULE module, LPCWSTR name, LPCWSTR type)
 
 extern "C" HRSRC FindResourceExW(HMODULE module, LPCWSTR type, LPCWSTR name, WORD language)
 {
-    return find(module, type, name, &language);
+    return find(module, type, name, language == neutral ? nullptr : &language);
 }
 
 extern "C" HGLOBAL LoadResource(HMODULE module, HRSRC resource)

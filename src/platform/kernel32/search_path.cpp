@@ -132,7 +132,7 @@ DWORD search(LPCWSTR path, LPCWSTR name, LPCWSTR extension, DWORD size, LPWSTR b
 
 extern "C" DWORD GetFullPathNameW(LPCWSTR path, DWORD size, LPWSTR buffer, LPWSTR* part)
 {
-    const NativePath native(path);
+    const NativePath native(path, Names::any);
     if (!native.ok())
         return 0;
     try

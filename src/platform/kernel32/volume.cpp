@@ -41,10 +41,35 @@ UINT type_of(uint64_t magic)
     }
 }
 
-// A null root means that of the current directory.
-LPCWSTR root_or_current(LPCWSTR root)
+// A null path means the current directory.
+LPCWSTR path_or_current(LPCWSTR path)
 {
-    return root ? root : L".";
+    return path ? path : L".";
+}
+
+// Whether a volume begins there: at a drive's root, or in a folder where another file system is
+// mounted. What is missing is left to the call that looks for it.
+bool is_volume_root(const NativePath& native)
+{
+    constexpr size_t root_length = 3; // "C:\"
+    const std::string path = native.c_str();
+    struct stat folder;
+    struct stat parent;
+    if (path.front() == '/' && windows_path(path).size() == root_length)
+        return true;
+    return sys::stat(path.c_str(), &folder) != 0 || !S_ISDIR(folder.st_mode) ||
+           sys::stat((path + "/..").c_str(), &parent) != 0 || parent.st_dev != folder.st_dev;
+}
+
+// 0 or a system error. Without a path the root of the current folder's volume is meant.
+DWORD judge_root(LPCWSTR path, const NativePath& native)
+{
+    if (!path)
+        return 0;
+    const wchar_t last = path[wide_length(path) - 1];
+    if (last != L'\\' && last != L'/')
+        return ERROR_INVALID_NAME;
+    return is_volume_root(native) ? 0 : ERROR_DIR_NOT_ROOT;
 }
 
 } // namespace
@@ -52,12 +77,15 @@ LPCWSTR root_or_current(LPCWSTR root)
 extern "C" BOOL GetDiskFreeSpaceExW(LPCWSTR path, PULARGE_INTEGER freeToCaller,
                                     PULARGE_INTEGER total, PULARGE_INTEGER totalFree)
 {
-    const NativePath native(root_or_current(path));
+    const NativePath native(path_or_current(path));
     struct statvfs found;
     if (!native.ok())
         return FALSE;
-    if (sys::statvfs(native.c_str(), &found) != 0)
-        return native.fail(errno);
+    struct stat folder;
+    if (sys::stat(native.c_str(), &folder) != 0 || sys::statvfs(native.c_str(), &found) != 0)
+        return native.fail_as_folder(errno);
+    if (!S_ISDIR(folder.st_mode))
+        return fail_with(ERROR_DIRECTORY);
     const uint64_t unit = found.f_frsize;
     if (freeToCaller)
         freeToCaller->QuadPart = found.f_bavail * unit;
@@ -118,29 +146,41 @@ catch (const std::exception& exception)
 }
 
 extern "C" UINT GetDriveTypeW(LPCWSTR root)
+try
 {
-    const NativePath native(root_or_current(root));
+    const NativePath native(path_or_current(root));
     struct statfs found;
     if (!native.ok() || sys::statfs(native.c_str(), &found) != 0)
+        return DRIVE_NO_ROOT_DIR;
+    if (root && !is_volume_root(native))
         return DRIVE_NO_ROOT_DIR;
     // The system's own drive is fixed, whatever a container puts its root on.
     if (std::string_view(native.c_str()) == "/")
         return DRIVE_FIXED;
     return type_of(static_cast<uint64_t>(found.f_type));
 }
+catch (const std::exception& exception)
+{
+    return failed_by(exception, UINT{DRIVE_UNKNOWN});
+}
 
 extern "C" BOOL GetVolumeInformationW(LPCWSTR root, LPWSTR name, DWORD nameSize, LPDWORD serial,
                                       LPDWORD maxComponent, LPDWORD flags, LPWSTR fileSystem,
                                       DWORD fileSystemSize)
+try
 {
-    const NativePath native(root_or_current(root));
+    const NativePath native(path_or_current(root));
     struct statvfs found;
     if (!native.ok())
         return FALSE;
+    if (const DWORD error = judge_root(root, native))
+        return fail_with(error);
     if (sys::statvfs(native.c_str(), &found) != 0)
         return native.fail(errno);
+    if ((name && !nameSize) || (fileSystem && !fileSystemSize))
+        return fail_with(ERROR_BAD_LENGTH);
     // Labels can be read from the devices only, by root: volumes go without.
-    if (name && nameSize)
+    if (name)
         name[0] = L'\0';
     if (serial)
         *serial = static_cast<DWORD>(found.f_fsid);
@@ -148,7 +188,11 @@ extern "C" BOOL GetVolumeInformationW(LPCWSTR root, LPWSTR name, DWORD nameSize,
         *maxComponent = static_cast<DWORD>(found.f_namemax);
     if (flags)
         *flags = 0;
-    if (fileSystem && fileSystemSize)
+    if (fileSystem)
         fileSystem[0] = L'\0';
     return TRUE;
+}
+catch (const std::exception& exception)
+{
+    return failed_by(exception, FALSE);
 }

@@ -65,6 +65,11 @@ extern "C" DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds)
     int error = 0;
     if (api_fault("WaitForSingleObject", error))
         return refuse(static_cast<DWORD>(error));
+    if (is_pseudo_handle(object))
+    {
+        Sleep(milliseconds);
+        return WAIT_TIMEOUT;
+    }
     Pin<Object> pinned(object);
     if (!pinned)
         return WAIT_FAILED;

@@ -81,6 +81,7 @@ private:
 struct Arguments
 {
     va_list list;
+    bool of_runtime; // or of the user interface's functions, which know less
 };
 
 // ---------------------------------------------------------------------------------- directives --
@@ -93,7 +94,7 @@ template <class Char> int take_number(const Char*& at)
     return static_cast<int>(value);
 }
 
-template <class Char> void take_flags(const Char*& at, Conversion& to)
+template <class Char> void take_flags(const Char*& at, Conversion& to, bool of_runtime)
 {
     for (;; ++at)
         switch (*at)
@@ -102,10 +103,10 @@ template <class Char> void take_flags(const Char*& at, Conversion& to)
             to.left = true;
             break;
         case '+':
-            to.plus = true;
-            break;
         case ' ':
-            to.space = true;
+            if (!of_runtime)
+                return;
+            (*at == '+' ? to.plus : to.space) = true;
             break;
         case '#':
             to.alternate = true;
@@ -118,8 +119,16 @@ template <class Char> void take_flags(const Char*& at, Conversion& to)
         }
 }
 
-template <class Char> Size take_size(const Char*& at)
+template <class Char> Size take_size(const Char*& at, bool of_runtime)
 {
+    if (!of_runtime && *at != 'I')
+    {
+        const bool is_half = *at == 'h';
+        if (!is_half && *at != 'l' && *at != 'w')
+            return Size::none;
+        ++at;
+        return is_half ? Size::half : Size::word;
+    }
     switch (*at)
     {
     case 'h':
@@ -168,8 +177,9 @@ template <class Char> Size take_size(const Char*& at)
 template <class Char> Conversion take_conversion(const Char*& at, Arguments& arguments)
 {
     Conversion result;
-    take_flags(at, result);
-    if (*at == '*')
+    const bool of_runtime = arguments.of_runtime;
+    take_flags(at, result, of_runtime);
+    if (of_runtime && *at == '*')
     {
         ++at;
         const int width = va_arg(arguments.list, int);
@@ -182,7 +192,7 @@ template <class Char> Conversion take_conversion(const Char*& at, Arguments& arg
     if (*at == '.')
     {
         ++at;
-        if (*at == '*')
+        if (of_runtime && *at == '*')
         {
             ++at;
             result.precision = std::min(va_arg(arguments.list, int), field_limit);
@@ -190,7 +200,7 @@ template <class Char> Conversion take_conversion(const Char*& at, Arguments& arg
         else
             result.precision = take_number(at);
     }
-    result.size = take_size(at);
+    result.size = take_size(at, of_runtime);
     if (*at && (*at & ~0x7F) == 0)
         result.letter = static_cast<char>(*at++);
     return result;
@@ -510,6 +520,11 @@ void put_character(Sink<Char>& sink, const Conversion& how, Arguments& arguments
 template <class Char>
 void put_conversion(Sink<Char>& sink, const Conversion& how, Arguments& arguments)
 {
+    if (!arguments.of_runtime && !std::strchr("cCdipsSuxX", how.letter))
+    {
+        sink.put(static_cast<Char>(how.letter));
+        return;
+    }
     switch (how.letter)
     {
     case 'd':
@@ -553,10 +568,12 @@ void put_conversion(Sink<Char>& sink, const Conversion& how, Arguments& argument
 } // namespace
 
 template <class Char>
-size_t format_text(Char* buffer, size_t capacity, const Char* format, va_list list)
+size_t format_text(Char* buffer, size_t capacity, const Char* format, va_list list,
+                   FormatFamily family)
 {
     Sink<Char> sink(buffer, capacity);
     Arguments arguments;
+    arguments.of_runtime = family == FormatFamily::runtime;
     va_copy(arguments.list, list);
     for (const Char* at = format; *at;)
     {
@@ -575,7 +592,7 @@ size_t format_text(Char* buffer, size_t capacity, const Char* format, va_list li
     return sink.length();
 }
 
-template size_t format_text<char>(char*, size_t, const char*, va_list);
-template size_t format_text<wchar_t>(wchar_t*, size_t, const wchar_t*, va_list);
+template size_t format_text<char>(char*, size_t, const char*, va_list, FormatFamily);
+template size_t format_text<wchar_t>(wchar_t*, size_t, const wchar_t*, va_list, FormatFamily);
 
 } // namespace platform

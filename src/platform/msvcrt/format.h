@@ -4,6 +4,10 @@
 // other, %hs is always narrow and %ls or %ws always wide, l is 32 bits and I64 is 64. A null text
 // prints "(null)". It reads the argument list itself, writes only below the capacity, and allocates
 // nothing. The decimal point is a dot in every locale; "%n" writes nothing.
+//
+// The user interface's own functions know less, and nothing that they don't know takes an argument:
+// it is shown as the text that it is, so that "%lld" is "ld". They have the flags '-', '#' and '0',
+// the sizes h, l, w and I, the letters c, C, d, i, p, s, S, u, x and X, and no '*'.
 #pragma once
 
 #include <cstdarg>
@@ -12,9 +16,16 @@
 namespace platform
 {
 
+enum class FormatFamily : unsigned char
+{
+    runtime,
+    user_interface
+};
+
 // Formats into at most capacity characters, without a terminator. Gives the number of characters
 // that the whole result has; what is beyond the capacity is not stored.
 template <class Char>
-size_t format_text(Char* buffer, size_t capacity, const Char* format, va_list arguments);
+size_t format_text(Char* buffer, size_t capacity, const Char* format, va_list arguments,
+                   FormatFamily family = FormatFamily::runtime);
 
 } // namespace platform

@@ -6,9 +6,14 @@
 namespace platform
 {
 
+// What the runtime's iswspace takes for space, of all scripts and in every locale: in pasted
+// numbers there are non-breaking, thin and wide spaces.
 inline bool is_space(wchar_t c)
 {
-    return c == L' ' || (c >= L'\t' && c <= L'\r');
+    if (c < 0x80)
+        return c == L' ' || (c >= L'\t' && c <= L'\r');
+    return c == 0x85 || c == 0xA0 || c == 0x1680 || (c >= 0x2000 && c <= 0x200A) || c == 0x2028 ||
+           c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
 }
 
 struct ParsedInteger

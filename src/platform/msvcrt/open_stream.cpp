@@ -8,6 +8,7 @@
 #include <tchar.h>
 
 #include "kernel32/file_status.h"
+#include "kernel32/mapped_files.h"
 #include "kernel32/path.h"
 #include "kernel32/share_modes.h"
 #include "system/calls.h"
@@ -133,9 +134,10 @@ extern "C" FILE* plinth_crt_wfopen(const wchar_t* path, const wchar_t* mode)
         return nullptr;
     FILE* const stream = sys::fdopen(fd, wanted.letters);
     // Cut at the very end, so that a failure before leaves the content.
-    if (stream && (!wanted.cuts || !file || sys::ftruncate(fd, 0) == 0))
+    const DWORD refused = stream && wanted.cuts && file ? set_length(fd, 0) : 0;
+    if (stream && !refused)
         return stream;
-    const int error = errno;
+    const int error = refused == ERROR_USER_MAPPED_FILE ? EINVAL : errno;
     if (stream)
         std::fclose(stream);
     else

@@ -6,7 +6,6 @@
 
 #include "system/text.h"
 
-using platform::fold_case;
 using platform::wide_length;
 
 namespace
@@ -18,11 +17,11 @@ int unit(wchar_t c)
 }
 
 // A character as the runtime compares it without regard to case: in lower case, so that '_' comes
-// before the letters. (Names of files are compared in upper case, see system/text.h.)
+// before the letters, and by its "C" locale, which has no letters but A to Z. (Names of files are
+// compared in upper case and in all scripts, see system/text.h.)
 int folded(wchar_t c)
 {
-    const int upper = unit(fold_case(c));
-    return upper >= 'A' && upper <= 'Z' ? upper + 32 : upper;
+    return c >= L'A' && c <= L'Z' ? c + 32 : unit(c);
 }
 
 int lower(char c)

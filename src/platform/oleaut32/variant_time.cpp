@@ -18,6 +18,7 @@ using std::chrono::year_month_day;
 constexpr sys_days origin = year(1899) / 12 / 30;
 constexpr sys_days first_day = year(100) / 1 / 1;
 constexpr sys_days last_day = year(9999) / 12 / 31;
+constexpr WORD longest_month = 31;
 constexpr int seconds_per_day = 86'400;
 
 } // namespace
@@ -29,10 +30,14 @@ extern "C" INT SystemTimeToVariantTime(LPSYSTEMTIME time, double* result)
         return FALSE;
     if (!time || !result || time->wHour > 23 || time->wMinute > 59 || time->wSecond > 59)
         return FALSE;
-    const year_month_day date(year(time->wYear), month(time->wMonth), day(time->wDay));
-    if (time->wYear > 9999 || !date.ok() || sys_days(date) < first_day)
+    // A day beyond its month's end is one of the next month, and day 0 the last one before.
+    const auto month_start = year(time->wYear) / month(time->wMonth) / day(1);
+    if (time->wYear > 9999 || !month_start.ok() || time->wDay > longest_month)
         return FALSE;
-    const auto days = static_cast<double>((sys_days(date) - origin).count());
+    const sys_days date = sys_days(month_start) + std::chrono::days(time->wDay - 1);
+    if (date < first_day || date > last_day)
+        return FALSE;
+    const auto days = static_cast<double>((date - origin).count());
     const double seconds = (time->wHour * 60 + time->wMinute) * 60 + time->wSecond;
     const double part = seconds / seconds_per_day;
     *result = days < 0 ? days - part : days + part;

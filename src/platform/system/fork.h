@@ -44,6 +44,7 @@ enum class ForkStep : unsigned
     registry_keys,
     hives,
     mapped_views,
+    mapped_files,
     file_ranges,
     handles,
     sockets,

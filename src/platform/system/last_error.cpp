@@ -60,8 +60,9 @@ DWORD system_error(int error, Context context)
         return ERROR_DIR_NOT_EMPTY;
     case ENAMETOOLONG:
         return ERROR_FILENAME_EXCED_RANGE;
-    case EINVAL:
     case EFAULT:
+        return ERROR_NOACCESS;
+    case EINVAL:
     case EOVERFLOW:
         return ERROR_INVALID_PARAMETER;
     case EBUSY:

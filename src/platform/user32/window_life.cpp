@@ -28,6 +28,14 @@ DWORD check_parent(DWORD style, HWND parent)
     return IsWindow(parent) ? 0 : ERROR_INVALID_WINDOW_HANDLE;
 }
 
+// The style that a window gets for the one that was asked for.
+DWORD style_of(DWORD wanted)
+{
+    if (wanted & WS_CHILD)
+        return wanted;
+    return wanted | WS_CLIPSIBLINGS | ((wanted & WS_POPUP) ? 0 : WS_CAPTION);
+}
+
 // Null with the last error set.
 HWND enter_window(const CREATESTRUCTW& create, ClassPointer window_class)
 {
@@ -38,7 +46,7 @@ HWND enter_window(const CREATESTRUCTW& create, ClassPointer window_class)
     window->queue = queue->shared_from_this();
     window->thread = GetCurrentThreadId();
     window->parent = create.hwndParent;
-    window->style = static_cast<DWORD>(create.style) & ~WS_VISIBLE;
+    window->style = style_of(static_cast<DWORD>(create.style)) & ~WS_VISIBLE;
     window->ex_style = create.dwExStyle;
     window->instance = create.hInstance;
     if (window->is_child())

@@ -140,7 +140,8 @@ extern "C" HWND GetParent(HWND window)
 {
     const WindowLock lock;
     const Window* const found = find_window(window);
-    return found ? found->parent : nullptr;
+    // An owner is told of by its pop-up windows alone.
+    return found && (found->style & (WS_CHILD | WS_POPUP)) ? found->parent : nullptr;
 }
 
 extern "C" DWORD GetWindowThreadProcessId(HWND window, LPDWORD process)

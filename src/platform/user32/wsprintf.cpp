@@ -1,5 +1,5 @@
 // The user interface's own print functions: at most 1,024 characters, terminator included; what is
-// beyond is cut.
+// beyond is cut. Their formats are fewer: see msvcrt/format.h.
 #include <algorithm>
 
 #include <windows.h>
@@ -13,8 +13,9 @@ constexpr size_t output_limit = 1024;
 
 template <class Char> int print(Char* buffer, const Char* format, va_list arguments)
 {
-    const size_t length = std::min(
-        platform::format_text(buffer, output_limit - 1, format, arguments), output_limit - 1);
+    const size_t whole = platform::format_text(buffer, output_limit - 1, format, arguments,
+                                               platform::FormatFamily::user_interface);
+    const size_t length = std::min(whole, output_limit - 1);
     buffer[length] = 0;
     return static_cast<int>(length);
 }

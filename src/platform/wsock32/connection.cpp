@@ -44,11 +44,23 @@ int finish_connect(int fd)
     return sys::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length) == 0 ? error : errno;
 }
 
+// Takes the connection back of a socket whose connect failed: the kernel keeps it as one that was
+// connected and has ended.
+void disconnect(const SocketObject& object)
+{
+    sockaddr nobody = {};
+    nobody.sa_family = AF_UNSPEC;
+    sys::connect(object.fd, &nobody, sizeof nobody);
+}
+
 int connect_socket(SocketObject& object, const sockaddr_in& to)
 {
     const Waiting waiting(object);
     if (waiting.is_cancelled())
         return fail_socket(WSAENOTSOCK);
+    settle_connect(object);
+    object.connect_error = 0;
+    object.tried_connect = true;
     int error = 0;
     if (sys::connect(object.fd, generic(to), sizeof to) != 0)
         error = errno == EINTR ? finish_connect(object.fd) : errno;
@@ -86,6 +98,24 @@ SocketPin::SocketPin(SOCKET s)
 {
     if (!m_usable)
         fail_socket(sockets_are_started() ? WSAENOTSOCK : WSANOTINITIALISED);
+}
+
+void settle_connect(SocketObject& object)
+{
+    pollfd entry = {object.fd, POLLOUT, 0};
+    if (!object.is_connecting || poll_until(&entry, 1, 0) <= 0)
+        return;
+    if ((entry.revents & POLLERR) == 0)
+    {
+        object.is_connecting = false;
+        return;
+    }
+    int error = 0;
+    socklen_t length = sizeof error;
+    sys::getsockopt(object.fd, SOL_SOCKET, SO_ERROR, &error, &length);
+    object.connect_error = error;
+    disconnect(object);
+    object.is_connecting = object.began_connect = object.had_connection = false;
 }
 
 SOCKET insert_socket(int descriptor, int type, bool non_blocking, bool connected)
@@ -184,6 +214,8 @@ extern "C" int plinth_wsock_bind(SOCKET s, const SOCKADDR* address, int length)
     sockaddr_in native;
     if (!socket || !native_address(address, length, native))
         return SOCKET_ERROR;
+    if (socket->tried_connect)
+        return fail_socket(WSAEINVAL);
     return sys::bind(socket->fd, generic(native), sizeof native) == 0 ? 0
                                                                       : fail_call(*socket, errno);
 }
@@ -244,7 +276,8 @@ extern "C" int plinth_wsock_shutdown(SOCKET s, int how)
         return SOCKET_ERROR;
     if (how != SHUT_RD && how != SHUT_WR && how != SHUT_RDWR)
         return fail_socket(WSAEINVAL);
-    if (sys::shutdown(socket->fd, how) != 0)
+    // This system wants an address of the other end, which datagrams need not have.
+    if (sys::shutdown(socket->fd, how) != 0 && (socket->is_stream || errno != ENOTCONN))
         return fail_call(*socket, errno);
     if (how != SHUT_RD)
         socket->sends_no_more = true;

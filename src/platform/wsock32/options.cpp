@@ -55,11 +55,18 @@ constexpr Option options[] = {
     {PLINTH_IPPROTO_TCP, PLINTH_TCP_NODELAY, Form::number, IPPROTO_TCP, TCP_NODELAY},
 };
 
-const Option* find_option(int level, int name)
+// Null, with the last error set, for what this socket doesn't have.
+const Option* find_option(const SocketObject& socket, int level, int name)
 {
+    bool is_known_level = level == PLINTH_IPPROTO_UDP;
     for (const Option& option : options)
-        if (option.level == level && option.name == name)
+    {
+        is_known_level |= option.level == level;
+        const bool lingers = option.form == Form::linger || option.form == Form::no_linger;
+        if (option.level == level && option.name == name && (socket.is_stream || !lingers))
             return &option;
+    }
+    fail_socket(is_known_level ? WSAENOPROTOOPT : WSAEINVAL);
     return nullptr;
 }
 
@@ -113,6 +120,12 @@ int get_value(SocketObject& socket, const Option& option, Value& value)
     case Form::patience:
         value.number = static_cast<int32_t>(patience_of(socket, option).load());
         return 0;
+    case Form::error:
+        settle_connect(socket);
+        value.number = socket.connect_error.exchange(0);
+        if (value.number == 0)
+            result = get_native(fd, option, value.number);
+        break;
     default:
         result = get_native(fd, option, value.number);
     }
@@ -140,6 +153,12 @@ int set_value(SocketObject& socket, const Option& option, const Value& value)
     }
 }
 
+bool has_urgent_data(const SocketObject& socket)
+{
+    pollfd entry = {socket.fd, POLLPRI, 0};
+    return poll_until(&entry, 1, 0) > 0 && (entry.revents & POLLPRI) != 0;
+}
+
 } // namespace
 
 extern "C" int plinth_wsock_getsockopt(SOCKET s, int level, int name, char* value, int* length)
@@ -147,9 +166,9 @@ extern "C" int plinth_wsock_getsockopt(SOCKET s, int level, int name, char* valu
     const SocketPin socket(s);
     if (!socket)
         return SOCKET_ERROR;
-    const Option* const option = find_option(level, name);
+    const Option* const option = find_option(*socket, level, name);
     if (!option)
-        return fail_socket(WSAENOPROTOOPT);
+        return SOCKET_ERROR;
     if (!value || !length || *length < size_of(*option))
         return fail_socket(WSAEFAULT);
     Value found;
@@ -166,9 +185,9 @@ extern "C" int plinth_wsock_setsockopt(SOCKET s, int level, int name, const char
     const SocketPin socket(s);
     if (!socket)
         return SOCKET_ERROR;
-    const Option* const option = find_option(level, name);
+    const Option* const option = find_option(*socket, level, name);
     if (!option)
-        return fail_socket(WSAENOPROTOOPT);
+        return SOCKET_ERROR;
     if (!value || length < size_of(*option))
         return fail_socket(WSAEFAULT);
     Value wanted;
@@ -193,11 +212,16 @@ extern "C" int ioctlsocket(SOCKET s, LONG request, ULONG* argument)
         socket->is_non_blocking = number != 0;
         return 0;
     case PLINTH_FIONREAD:
-    case PLINTH_SIOCATMARK:
-        if (sys::ioctl(socket->fd, request == PLINTH_FIONREAD ? FIONREAD : SIOCATMARK, &number) !=
-            0)
+        if (sys::ioctl(socket->fd, FIONREAD, &number) != 0)
             return fail_call(*socket, errno);
         *argument = static_cast<ULONG>(number);
+        return 0;
+    case PLINTH_SIOCATMARK:
+        if (!socket->is_stream)
+            return fail_socket(WSAEINVAL);
+        if (sys::ioctl(socket->fd, SIOCATMARK, &number) != 0)
+            return fail_call(*socket, errno);
+        *argument = number != 0 || !has_urgent_data(*socket);
         return 0;
     default:
         return fail_socket(WSAEOPNOTSUPP);

@@ -18,6 +18,7 @@ namespace
 
 constexpr LONG microseconds = 1'000'000;
 constexpr int64_t nanoseconds = 1'000'000'000;
+constexpr int64_t rest = nanoseconds / 20;
 
 // What a set waits for, as the event that poll() tells it by. A connect that failed is told as an
 // error, which poll() always tells.
@@ -62,11 +63,16 @@ public:
         {
             if (is_cancelled())
                 return WSAENOTSOCK;
-            const int got = poll_until(m_entries.data(), m_entries.size(), deadline);
+            const int64_t moment = m_resting ? monotonic_ns() + rest : deadline;
+            const bool looks_again = m_resting && (deadline < 0 || moment < deadline);
+            const int got =
+                poll_until(m_entries.data(), m_entries.size(), looks_again ? moment : deadline);
             if (got < 0 && errno != EINTR)
                 return socket_error(errno);
-            if (got == 0)
+            if (got == 0 && !looks_again)
                 return 0;
+            if (got == 0)
+                wake_resting();
             if (got > 0 && (is_cancelled() || any_came_true()))
                 return is_cancelled() ? WSAENOTSOCK : 0;
         }
@@ -97,15 +103,19 @@ private:
     bool came_true(size_t index, short wish) const
     {
         const short got = m_entries[index].revents;
-        const bool connect_failed = m_sockets[index]->is_connecting && (got & POLLERR);
+        const SocketObject& socket = *m_sockets[index];
+        // Never connected: the kernel tells of it as of a connection that has ended.
+        if ((got & POLLHUP) && socket.is_stream && !socket.had_connection)
+            return false;
+        const bool connect_failed = socket.is_connecting && (got & POLLERR);
         if (wish == failed)
             return connect_failed || (got & POLLPRI);
         const int also = wish == readable ? POLLHUP | POLLERR : POLLERR; // found by the next call
         return !connect_failed && (got & (wish | also));
     }
 
-    // A socket of which only something is told that nobody waits for is polled no more: it would be
-    // told again at once.
+    // A socket of which only something is told that nobody waits for rests for a moment: it would
+    // be told again at once. (It may be connected or closed meanwhile.)
     bool any_came_true()
     {
         bool any = false;
@@ -120,12 +130,23 @@ private:
             for (const short wish : {readable, writable, failed})
                 wanted = wanted || ((entry.events & wish) && came_true(i, wish));
             if (!wanted)
+            {
                 entry.fd = -1;
+                m_resting = true;
+            }
             any = any || wanted;
         }
         return any;
     }
 
+    void wake_resting()
+    {
+        for (size_t i = 0; i < m_entries.size(); ++i)
+            m_entries[i].fd = m_sockets[i]->fd;
+        m_resting = false;
+    }
+
+    bool m_resting = false;                     // at least one of the sockets
     std::unordered_map<SOCKET, size_t> m_index; // into the others
     std::deque<SocketPin> m_sockets;
     std::deque<Waiting> m_waiting;

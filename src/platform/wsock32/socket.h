@@ -38,6 +38,8 @@ public:
     std::atomic<bool> is_connecting{false};  // a connect that gave WSAEWOULDBLOCK
     std::atomic<bool> had_connection{false}; // or began one
     std::atomic<bool> began_connect{false};  // without waiting; how it ended was not told yet
+    std::atomic<bool> tried_connect{false};  // which gives the socket a name for good
+    std::atomic<int> connect_error{0};       // errno of a failed one, for SO_ERROR
     std::atomic<DWORD> send_patience{0};     // SO_SNDTIMEO, ms; 0 and INFINITE: none
     std::atomic<DWORD> receive_patience{0};  // SO_RCVTIMEO
     std::atomic<bool> sends_no_more{false};  // shut down on this side
@@ -98,6 +100,10 @@ SOCKET insert_socket(int descriptor, int type, bool non_blocking, bool connected
 
 // False if it is none. Calls that wait on it come back.
 bool close_socket(SOCKET s);
+
+// Looks how a connect that gave WSAEWOULDBLOCK ended. After a failure the socket is again as one
+// that was never connected, and can be connected anew.
+void settle_connect(SocketObject& object);
 
 // An address of the interface as one of this system: they have the same layout for IPv4. False,
 // with the last error set, for a null or short one.

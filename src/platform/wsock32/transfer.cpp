@@ -63,6 +63,13 @@ private:
     const int64_t m_deadline;
 };
 
+// A connect that is under way, or failed, has made no connection. 0 or a socket error.
+int connection_error(SocketObject& object)
+{
+    settle_connect(object);
+    return object.is_connecting ? WSAENOTCONN : 0;
+}
+
 // A stream that may wait takes all bytes, as far as no error stops it.
 int send_bytes(SocketObject& object, const char* buffer, int length, int flags,
                const sockaddr_in* to)
@@ -70,6 +77,8 @@ int send_bytes(SocketObject& object, const char* buffer, int length, int flags,
     const Waiting waiting(object);
     if (waiting.is_cancelled())
         return fail_socket(WSAENOTSOCK);
+    if (const int error = connection_error(object))
+        return fail_socket(error);
     const Patience patience(object, object.send_patience);
     int sent = 0;
     do
@@ -92,6 +101,8 @@ int receive_bytes(SocketObject& object, char* buffer, int length, int flags, soc
     const Waiting waiting(object);
     if (waiting.is_cancelled())
         return fail_socket(WSAENOTSOCK);
+    if (const int error = connection_error(object))
+        return fail_socket(error);
     const Patience patience(object, object.receive_patience);
     const int all_flags = flags | patience.flags() | (object.is_stream ? 0 : MSG_TRUNC);
     ssize_t got = 0;

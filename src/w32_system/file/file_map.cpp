@@ -46,6 +46,12 @@ extern "C" int QV_MapFile(QvFile file, unsigned int mode, uint64_t offset, uint6
         return QvRefuse(QV_ERR_NULLPTR, L"mode<QV_MAP_READ || mode>QV_MAP_COPY",
                         L"QV_MapFile: Wrong mode.", source_name, __LINE__);
     const MapMode& words = map_modes[mode - QV_MAP_READ];
+    if (!file || file == INVALID_HANDLE_VALUE)
+    {
+        // To the system the invalid value means memory without a file.
+        SetLastError(ERROR_INVALID_HANDLE);
+        return QV_ERR_SYSTEM;
+    }
 
     const uint64_t end = offset + size;
     if (end < offset)

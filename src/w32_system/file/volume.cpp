@@ -27,8 +27,9 @@ bool ReadLabel(const wchar_t* root, wchar_t* label, DWORD size, DWORD& serial)
     DWORD flags = 0;
     // Without this an empty drive would raise a dialog.
     const UINT former = SetErrorMode(SEM_FAILCRITICALERRORS);
-    const BOOL good =
-        GetVolumeInformationW(root, label, size, &serial, &maxLength, &flags, nullptr, 0);
+    // The system takes no buffer without room.
+    const BOOL good = GetVolumeInformationW(root, size ? label : nullptr, size, &serial, &maxLength,
+                                            &flags, nullptr, 0);
     SetErrorMode(former);
     return good != 0;
 }

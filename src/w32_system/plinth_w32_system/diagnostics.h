@@ -73,7 +73,8 @@ extern "C"
 
     // One formatted text of at most 1,023 characters straight to the debug string channel: no
     // stamp, no tags, no options, no log. Keep the thread's last error. %s takes a narrow text in A
-    // and a wide one in W.
+    // and a wide one in W. The format is that of the system's wsprintf, which knows no "ll", no '*'
+    // and no floating point: these are shown as text and take no argument. I64 is 64 bits.
     QV_API void DiagOutputA(const char* format, ...);
     QV_API void DiagOutputW(const wchar_t* format, ...);
 

@@ -14,7 +14,8 @@ extern "C"
     QV_API unsigned int wcslen32(const wchar_t* text);
     QV_API unsigned int strlen32(const char* text);
 
-    // Comparison without regard to case, by the runtime's folding and not by the user's locale.
+    // Comparison without regard to case, by the runtime's folding and not by the user's locale:
+    // only A to Z have a case.
     QV_API int QV_stricmp(const char* a, const char* b);
     QV_API int QV_strnicmp(const char* a, const char* b, unsigned int count);
     QV_API int QV_wcsicmp(const wchar_t* a, const wchar_t* b);

@@ -51,6 +51,23 @@ const wchar_t* Open(const wchar_t* modulePath, const wchar_t* dataPath, const wc
     return file ? nullptr : no_data_file;
 }
 
+BOOL CALLBACK NoteLanguage(HMODULE, LPCWSTR, LPCWSTR, WORD each, LONG_PTR argument)
+{
+    bool& found = *reinterpret_cast<bool*>(argument);
+    found = each == language;
+    return !found;
+}
+
+// Whether the resource is there in the language of ours. To find it isn't enough: asked for the
+// neutral language, the system gives another one that suits the thread.
+bool HasLanguage(HMODULE module, const wchar_t* name)
+{
+    bool found = false;
+    EnumResourceLanguagesW(module, MAKEINTRESOURCEW(type_raw_data), name, NoteLanguage,
+                           reinterpret_cast<LONG_PTR>(&found));
+    return found;
+}
+
 // The whole of a file of less than 2 GiB; null if it can't be had. Empty files have a block too.
 Block ReadAll(FILE* file, DWORD& length)
 {
@@ -100,7 +117,9 @@ const wchar_t* QvExtractResource(const wchar_t* name, const wchar_t* modulePath,
     if (const wchar_t* const failure = Open(modulePath, dataPath, L"wb", module, file))
         return failure;
     const HRSRC found =
-        FindResourceExW(module.get(), MAKEINTRESOURCEW(type_raw_data), name, language);
+        HasLanguage(module.get(), name)
+            ? FindResourceExW(module.get(), MAKEINTRESOURCEW(type_raw_data), name, language)
+            : nullptr;
     if (!found)
         return no_resource;
     const HGLOBAL loaded = LoadResource(module.get(), found);

@@ -89,6 +89,8 @@ UINT QvLocaleNumber(LCTYPE item, UINT otherwise)
 // form does not fit) it stays as it is.
 void QvFormatNumber(wchar_t* text, int size, int decimals)
 {
+    if (decimals >= size)
+        return; // the system isn't asked for more digits than there is room for
     wchar_t thousand[locale_text_size + 1] = L"";
     wchar_t decimal[locale_text_size + 1] = L".";
     NUMBERFMTW format = {};

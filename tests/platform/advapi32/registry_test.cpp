@@ -79,6 +79,19 @@ TEST_F(Registry, AnswersSizesAndTypesAsCallersAsk)
     EXPECT_EQ(RegQueryValueExW(key, L"b", nullptr, &type, got, &size), ok);
     EXPECT_EQ(got[3], 0xff);
     EXPECT_EQ(RegDeleteValueW(key, L"B"), ok);
+    // A text without its terminator gets one in the room that is left.
+    wchar_t text[] = L"xxxx";
+    const BYTE* const stored = reinterpret_cast<const BYTE*>(L"ab");
+    ASSERT_EQ(RegSetValueExW(key, L"t", 0, REG_SZ, stored, 4), ok);
+    for (const DWORD room : {4u, 8u})
+    {
+        size = room;
+        EXPECT_EQ(
+            RegQueryValueExW(key, L"t", nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size),
+            ok);
+        EXPECT_EQ(size, 4u);
+        EXPECT_EQ(test::utf8(text), room == 4 ? "abxx" : "ab");
+    }
     EXPECT_EQ(RegDeleteValueW(key, L"b"), static_cast<LONG>(ERROR_FILE_NOT_FOUND));
     EXPECT_EQ(RegCloseKey(key), ok);
     EXPECT_EQ(RegCloseKey(key), static_cast<LONG>(ERROR_INVALID_HANDLE)) << "it is stale";
@@ -86,6 +99,14 @@ TEST_F(Registry, AnswersSizesAndTypesAsCallersAsk)
     EXPECT_EQ(RegSetValueExW(key, L"b", 0, REG_BINARY, bytes, 1),
               static_cast<LONG>(ERROR_ACCESS_DENIED));
     RegCloseKey(key);
+    for (const wchar_t* const path : {L"\\K", L"none"})
+    {
+        EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key),
+                  static_cast<LONG>(*path == L'n' ? ERROR_FILE_NOT_FOUND : ERROR_BAD_PATHNAME));
+        EXPECT_EQ(std::exchange(key, HKEY_LOCAL_MACHINE), nullptr);
+    }
+    EXPECT_EQ(RegCreateKeyW(HKEY_LOCAL_MACHINE, L"\\K", &key),
+              static_cast<LONG>(ERROR_BAD_PATHNAME));
 }
 
 TEST_F(Registry, CreatingTellsWhetherTheKeyWasThereAndGivesTheAccessAskedFor)

@@ -85,6 +85,9 @@ TEST_F(ListView, KeepsRowsAndCells)
     EXPECT_FALSE(set_cell(list, 1, 3, L"no column"));
     EXPECT_FALSE(set_cell(list, 3, 0, L"no row"));
     EXPECT_FALSE(set_cell(list, -1, 0, L"no row"));
+    LVITEMW item = list_item(1, 1, L"text");
+    item.mask |= LVIF_PARAM;
+    EXPECT_FALSE(send(LVM_SETITEMW, 0, &item)) << "a further cell has no parameter";
     // A column that comes or goes in the middle takes the cells behind it along.
     add_column(list, 1, L"new");
     EXPECT_EQ(cell(1, 1) + "," + cell(1, 2) + "," + cell(1, 3), ",,far");

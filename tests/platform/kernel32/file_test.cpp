@@ -119,10 +119,11 @@ TEST_F(SharedFile, IsNotCutRemovedMovedOrReplacedWhileAnotherProcessHasIt)
     test::write_file(m_folder + "/other", "");
     test::write_file(m_native, "content");
     Holder other(*this, GENERIC_READ, FILE_SHARE_READ);
+    EXPECT_EQ(error_of(MoveFileExW(other_path, m_path, MOVEFILE_REPLACE_EXISTING)),
+              ERROR_ACCESS_DENIED);
     for (const DWORD error :
          {error_of(DeleteFileW(m_path)),
           error_of(MoveFileExW(m_path, test::windows_form(m_folder + "/moved"), 0)),
-          error_of(MoveFileExW(other_path, m_path, MOVEFILE_REPLACE_EXISTING)),
           error_of_opening(GENERIC_READ, 3, CREATE_ALWAYS), error_of_opening(0, 3, CREATE_ALWAYS)})
         EXPECT_EQ(error, ERROR_SHARING_VIOLATION);
     EXPECT_EQ(test::read_file(m_native), "content");

@@ -73,6 +73,9 @@ TEST(NamedObject, TheSecondCreatorJoinsTheObjectAsItIsUntilTheLastHandleIsClosed
     EXPECT_FALSE(is_signalled(first));
     first.close();
     EXPECT_EQ(open_error("door"), 0u);
+    EXPECT_EQ(open_error("Local\\door"), 0u);
+    EXPECT_EQ(open_error("a\\door"), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(event("a\\door").error(), ERROR_PATH_NOT_FOUND);
     second.close();
     EXPECT_EQ(open_error("door"), ERROR_FILE_NOT_FOUND);
     for (const auto& entry : std::filesystem::directory_iterator(PlinthTestSharedFolder()))

@@ -55,10 +55,12 @@ TEST(Paths, HaveOneNativeForm)
          {L"F:\\x", L"\\\\?\\UNC\\server\\share\\x", L"\\\\server\\share\\x", L"\\\\.\\pipe\\x",
           L"", static_cast<const wchar_t*>(nullptr)})
         EXPECT_EQ(native(none), "error 3") << (none ? test::utf8(none) : "null");
-    for (const wchar_t* const wild : {L"C:\\x*", L"C:\\x?"})
-        EXPECT_EQ(native(wild), "error 123") << test::utf8(wild);
-    EXPECT_EQ(native(test::Wide(4095, L'x')), std::string(4095, 'x'));
-    EXPECT_EQ(native(test::Wide(4096, L'x')), "error 206");
+    std::string longest;
+    while (longest.size() < 4095)
+        longest += "/x";
+    longest.resize(4095);
+    EXPECT_EQ(native(test::windows_form(longest)), longest);
+    EXPECT_EQ(native(test::windows_form(longest + "x")), "error 206");
 }
 
 TEST(Paths, NeedRoomForTheirNativeForm)
@@ -150,14 +152,17 @@ TEST_F(Find, FollowsTheSystemsWildcards)
         {"*.txt", "ab.txt abc.txt abcd.TXT"},
         {"ab?.txt", "ab.txt abc.txt"}, // a '?' before a dot or the end may stand for nothing
         {"a??", "a"},
-        {"a.*", "a a.b"}, // as may a dot with nothing but a wildcard behind it
-        {"a*.", "a"},     // a dot at the end: names without one
+        {"a.*", "a a.b"},  // as may a dot with nothing but a wildcard behind it
+        {"a*.", "a"},      // a dot at the end: names without one
+        {"a*.?", "a a.b"}, // a '*' before a dot ends at the name's last one
+        {"?*c?.*xt", "abc.txt abcd.TXT"},
+        {"a?c*.??t", "abc.txt abcd.TXT"},
         {"*b*c*", "abc.txt abcd.TXT"},
     };
     for (const auto& [pattern, names] : rows)
         EXPECT_EQ(found(pattern), names) << pattern;
     // A '?' never matches a dot; without a wildcard a dot at the end is part of the name.
-    for (const char* const none : {"a?b", "a.b.", "*.none"})
+    for (const char* const none : {"a?b", "a.b.", "*.none", "ab*.??"})
         EXPECT_EQ(found(none), "error 2") << none;
     EXPECT_EQ(found("none\\*"), "error 3");
 }

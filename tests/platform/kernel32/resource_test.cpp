@@ -145,8 +145,9 @@ TEST_P(ResourceFiles, ResourcesAreFoundByNameNumberAndLanguageWithoutCase)
         {L"Alpha", L"None", any_language, "error 1813"},
         {L"None", raw_data, any_language, "error 1814"},
         {L"Greeting", raw_data, 0x407, "Guten Tag"},
-        {L"Greeting", raw_data, 0, "error 1815"},
+        {L"Greeting", raw_data, 0x410, "error 1815"},
         {L"Greeting", raw_data, any_language, "Good day"}, // US English before the others
+        {L"Greeting", raw_data, 0, "Good day"},            // the neutral one is any
     };
     const DataModule module(m_path);
     for (const auto& [name, type, language, bytes] : rows)

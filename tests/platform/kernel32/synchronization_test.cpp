@@ -92,7 +92,7 @@ TEST(Handles, StaleForeignAndOtherKindsAreRefused)
     const Handle mapping(
         CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, nullptr));
     ASSERT_TRUE(mapping);
-    for (const HANDLE bad : {stale, HANDLE{mapping}, HANDLE{nullptr}, INVALID_HANDLE_VALUE,
+    for (const HANDLE bad : {stale, HANDLE{mapping}, HANDLE{nullptr},
                              reinterpret_cast<HANDLE>(uintptr_t{0x123456789})})
     {
         SCOPED_TRACE(bad);
@@ -100,6 +100,13 @@ TEST(Handles, StaleForeignAndOtherKindsAreRefused)
         EXPECT_EQ(WaitForSingleObject(bad, 0), WAIT_FAILED);
         EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
         EXPECT_TRUE(bad == mapping || error_of(CloseHandle(bad)) == ERROR_INVALID_HANDLE);
+    }
+    // The process itself, and the thread, which nobody closes.
+    for (const HANDLE own : {INVALID_HANDLE_VALUE, GetCurrentProcess(), GetCurrentThread()})
+    {
+        EXPECT_TRUE(CloseHandle(own));
+        EXPECT_EQ(WaitForSingleObject(own, 1), WAIT_TIMEOUT);
+        EXPECT_EQ(error_of(SetEvent(own)), ERROR_INVALID_HANDLE);
     }
     EXPECT_EQ(WaitForSingleObject(next, 0), WAIT_TIMEOUT);
     EXPECT_FALSE(FindClose(next)) << "of another kind";

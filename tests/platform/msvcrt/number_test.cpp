@@ -35,11 +35,12 @@ std::string numbers_in(std::initializer_list<test::Wide> texts, Function read)
 
 TEST(WideNumber, IntegersSaturateAndEndAtTheFirstOtherCharacter)
 {
-    // The sixth: digits of other scripts are none.
+    // Pasted numbers have spaces of all kinds before them; digits of other scripts are none.
     EXPECT_EQ(
         (std::vector{_wtoi(L" \t-12)"), _wtoi(L"+7"), _wtoi(L"- 7"), _wtoi(L""), _wtoi(L"0x10"),
-                     _wtoi(L"\x661"), _wtoi(L"99999999999999999999999"), _wtoi(L"-2147483649")}),
-        (std::vector{-12, 7, 0, 0, 0, 0, INT_MAX, INT_MIN}));
+                     _wtoi(L"\xA0\x2003\x202F\x3000\x85-5"), _wtoi(L"\x200B 5"), _wtoi(L"\x661"),
+                     _wtoi(L"99999999999999999999999"), _wtoi(L"-2147483649")}),
+        (std::vector{-12, 7, 0, 0, 0, -5, 0, 0, INT_MAX, INT_MIN}));
     EXPECT_EQ(_wtoi64(L"9223372036854775808"), LLONG_MAX);
 }
 

@@ -26,6 +26,10 @@ TEST(VariantTime, KnownMomentsHaveTheirNumbers)
     EXPECT_EQ(variant(make_time(1900, 1, 1, 12)), 2.5);
     EXPECT_EQ(variant(make_time(2000, 2, 29, 18)), 36585.75);
     EXPECT_EQ(variant(make_time(100, 1, 1)), -657434.0);
+    // Days that the month doesn't have are mended.
+    EXPECT_EQ(variant(make_time(2001, 2, 29)), variant(make_time(2001, 3, 1)));
+    EXPECT_EQ(variant(make_time(2001, 2, 31)), variant(make_time(2001, 3, 3)));
+    EXPECT_EQ(variant(make_time(2001, 2, 0)), variant(make_time(2001, 1, 31)));
     // Before the origin the time of day still counts forward.
     EXPECT_EQ(variant(make_time(1899, 12, 29, 6)), -1.25);
     SYSTEMTIME back = {};
@@ -39,8 +43,9 @@ TEST(VariantTime, KnownMomentsHaveTheirNumbers)
 TEST(VariantTime, RefusesWhatIsNoSuchTime)
 {
     for (const SYSTEMTIME& bad :
-         {make_time(99, 12, 31), make_time(10000, 1, 1), make_time(2023, 2, 29),
-          make_time(1900, 2, 29), make_time(2024, 13, 1), make_time(2024, 1, 1, 24)})
+         {make_time(99, 12, 31), make_time(10000, 1, 1), make_time(2023, 2, 32),
+          make_time(100, 1, 0), make_time(2024, 13, 1), make_time(2024, 0, 1),
+          make_time(2024, 1, 1, 24)})
         EXPECT_TRUE(std::isnan(variant(bad))) << bad.wYear << '-' << bad.wMonth << '-' << bad.wDay;
     SYSTEMTIME result = {};
     for (const double bad : {std::nan(""), 1e300, 2958465.999999, -657435.0})

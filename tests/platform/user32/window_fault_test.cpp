@@ -75,7 +75,14 @@ TEST_F(Windows, HearOfTheirLifeInOrder)
 TEST_F(Windows, CloseByDefaultDestroysAndOwnersTakeTheirOwnAlong)
 {
     const HWND owner = test::create_window(L"Recording", L"owner");
-    EXPECT_EQ(GetParent(test::create_window(L"Recording", L"owned", owner)), owner);
+    const HWND owned = test::create_window(L"Recording", L"owned", owner, WS_POPUP);
+    EXPECT_EQ(GetParent(owned), owner);
+    EXPECT_EQ(static_cast<DWORD>(GetWindowLongPtrW(owned, GWL_STYLE)), WS_POPUP | WS_CLIPSIBLINGS);
+    const HWND overlapped = test::create_window(L"Recording", L"overlapped", owner, 0);
+    EXPECT_EQ(GetParent(overlapped), nullptr) << "tells of no owner";
+    EXPECT_EQ(static_cast<DWORD>(GetWindowLongPtrW(overlapped, GWL_STYLE)),
+              WS_CAPTION | WS_CLIPSIBLINGS);
+    EXPECT_TRUE(DestroyWindow(overlapped));
     seen();
     SendMessageW(owner, WM_CLOSE, 0, 0);
     EXPECT_EQ(seen(), (Seen{"owner close", "owned destroy", "owned ncdestroy", "owner destroy",

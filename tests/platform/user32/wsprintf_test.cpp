@@ -1,4 +1,4 @@
-// The user interface's print functions differ from the runtime's in their limit alone. That of
+// The user interface's print functions: their limit, and what they don't know of formats. That of
 // those with a va_list is checked with every format by fuzz/format_fuzz.cpp.
 #include "support/test.h"
 
@@ -14,4 +14,20 @@ TEST(Wsprintf, CutsWhatIsBeyondTheLimitAndTerminates)
     EXPECT_EQ(wcslen(text), 1023u);
     EXPECT_EQ(text[0], L'7');
     EXPECT_EQ(text[1024], L'#');
+}
+
+// What has no meaning is text, and takes no argument: the number after it is the first one's.
+TEST(Wsprintf, ShowsWhatItDoesNotKnowAsText)
+{
+    static constexpr std::pair<const wchar_t*, const char*> rows[] = {
+        {L"%lld|%d", "ld|7"},         {L"%*d|%d", "*d|7"},      {L"%.*s|%d", "*s|7"},
+        {L"%f%e%G|%d", "feG|7"},      {L"%+d% d|%d", "+d d|7"}, {L"%o%n%zu|%d", "onzu|7"},
+        {L"%hhd|%d", "hd|7"},         {L"%d%%%d", "7%8"},       {L"%-4u|%04x|%#X", "7   |0008|0X9"},
+        {L"%.3i|%5.2ld", "007|   08"}};
+    for (const auto& [format, expected] : rows)
+    {
+        wchar_t text[1024];
+        wsprintfW(text, format, 7, 8, 9);
+        EXPECT_EQ(test::utf8(text), expected);
+    }
 }

@@ -292,6 +292,110 @@ TEST_F(Wsock32, AConnectAfterANonBlockingOneHasEndedFindsItConnected)
         EXPECT_EQ(error_of(connect(opened.back(), generic(to), sizeof to)), WSAEISCONN);
 }
 
+TEST_F(Wsock32, AfterARefusedConnectASocketIsAsOneThatWasNeverConnected)
+{
+    const SOCKADDR_IN nobody = name_of(bound(SOCK_STREAM)); // bound, but not listening
+    const SOCKADDR_IN somebody = name_of(listening());
+    char c = 0;
+    const auto start = [](SOCKET s, SOCKADDR_IN to)
+    { return error_of(connect(s, generic(to), sizeof to)); };
+    for (const bool asks : {false, true}) // for the error
+    {
+        const SOCKET s = socket(AF_INET, SOCK_STREAM, 0);
+        opened.push_back(s);
+        u_long non_blocking = 1;
+        ASSERT_EQ(ioctlsocket(s, FIONBIO, &non_blocking), 0);
+        ASSERT_EQ(start(s, nobody), WSAEWOULDBLOCK);
+        FD_SET failed = {1, {s}};
+        ASSERT_EQ(select(0, nullptr, nullptr, &failed, nullptr), 1);
+        int error = 0;
+        int length = sizeof error;
+        char* const value = reinterpret_cast<char*>(&error);
+        EXPECT_TRUE(!asks || getsockopt(s, SOL_SOCKET, SO_ERROR, value, &length) == 0);
+        EXPECT_EQ(error, asks ? WSAECONNREFUSED : 0);
+        EXPECT_EQ(error_of(recv(s, &c, 1, 0)), WSAENOTCONN);
+        EXPECT_EQ(error_of(send(s, &c, 1, 0)), WSAENOTCONN);
+        SOCKADDR_IN any = {};
+        any.sin_family = AF_INET;
+        EXPECT_EQ(error_of(bind(s, generic(any), sizeof any)), WSAEINVAL) << "it has a name";
+        ASSERT_EQ(start(s, somebody), WSAEWOULDBLOCK);
+        FD_SET writable = {1, {s}};
+        ASSERT_EQ(select(0, nullptr, &writable, nullptr, nullptr), 1);
+        EXPECT_EQ(send(s, &c, 1, 0), 1);
+    }
+}
+
+TEST_F(Wsock32, RefusalsHaveTheInterfacesNumbers)
+{
+    char bytes[8] = {};
+    const auto get = [&](SOCKET s, int level, int name)
+    {
+        int length = sizeof bytes;
+        return error_of(getsockopt(s, level, name, bytes, &length));
+    };
+    const auto set = [&](SOCKET s, int level, int name)
+    { return error_of(setsockopt(s, level, name, bytes, sizeof bytes)); };
+    const SOCKET stream = bound(SOCK_STREAM);
+    const SOCKET datagrams = bound(SOCK_DGRAM);
+    EXPECT_EQ(error_of(shutdown(datagrams, 2)), 0) << "of datagrams, without another end";
+    const SOCKET fresh = bound(SOCK_DGRAM);
+    u_long at_mark = 0;
+    const struct
+    {
+        const char* call;
+        int error, expected;
+    } rows[] = {
+        {"send after it", error_of(send(datagrams, bytes, 1, 0)), WSAESHUTDOWN},
+        {"recv after it", error_of(recv(datagrams, bytes, 1, 0)), WSAESHUTDOWN},
+        {"shutdown of a lone stream", error_of(shutdown(stream, 1)), WSAENOTCONN},
+        {"SO_LINGER of datagrams", get(fresh, SOL_SOCKET, SO_LINGER), WSAENOPROTOOPT},
+        {"set it", set(fresh, SOL_SOCKET, SO_LINGER), WSAENOPROTOOPT},
+        {"SO_DONTLINGER", set(fresh, SOL_SOCKET, SO_DONTLINGER), WSAENOPROTOOPT},
+        {"unknown option", get(stream, SOL_SOCKET, 0x7000), WSAENOPROTOOPT},
+        {"unknown level", get(stream, 0x7000, SO_LINGER), WSAEINVAL},
+        {"set at it", set(stream, 0x7000, SO_LINGER), WSAEINVAL},
+        {"mark of datagrams", error_of(ioctlsocket(fresh, SIOCATMARK, &at_mark)), WSAEINVAL},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(row.error, row.expected) << row.call;
+}
+
+TEST_F(Wsock32, TheMarkTellsWhetherUrgentDataIsToCome)
+{
+    const auto [one, two] = connect_pair();
+    u_long at_mark = 0;
+    EXPECT_EQ(error_of(ioctlsocket(two, SIOCATMARK, &at_mark)), 0);
+    EXPECT_EQ(at_mark, 1u) << "none";
+    ASSERT_EQ(send(one, "ab!", 3, MSG_OOB), 3);
+    FD_SET urgent = {1, {two}};
+    ASSERT_EQ(select(0, nullptr, nullptr, &urgent, nullptr), 1);
+    EXPECT_EQ(error_of(ioctlsocket(two, SIOCATMARK, &at_mark)), 0);
+    EXPECT_EQ(at_mark, 0u) << "behind what can be read";
+    char bytes[8];
+    EXPECT_EQ(recv(two, bytes, 8, 0), 2);
+    EXPECT_EQ(recv(two, bytes, 1, MSG_OOB), 1);
+    EXPECT_EQ(error_of(ioctlsocket(two, SIOCATMARK, &at_mark)), 0);
+    EXPECT_EQ(at_mark, 1u);
+}
+
+TEST_F(Wsock32, AStreamThatWasNeverConnectedIsNeitherReadableNorWritable)
+{
+    const SOCKET lone = bound(SOCK_STREAM);
+    const SOCKET other = bound(SOCK_DGRAM);
+    FD_SET readable = {1, {lone}};
+    FD_SET writable = {2, {lone, other}};
+    EXPECT_EQ(select(0, &readable, &writable, nullptr, nullptr), 1);
+    EXPECT_TRUE(FD_ISSET(other, &writable));
+    // It is looked at again: another thread may have connected it.
+    static SOCKET s_lone;
+    static SOCKADDR_IN s_to;
+    s_lone = lone;
+    s_to = name_of(listening());
+    PlinthTestBefore("poll", 2, [] { connect(s_lone, generic(s_to), sizeof s_to); });
+    writable = {1, {lone}};
+    EXPECT_EQ(select(0, nullptr, &writable, nullptr, nullptr), 1);
+}
+
 TEST_F(Wsock32, LookUpsTellWhyTheyFailedAndGiveEachThreadItsRecord)
 {
     PlinthTestFail("gethostbyname", 1, 1, ENOENT);

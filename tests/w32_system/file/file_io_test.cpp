@@ -101,6 +101,7 @@ TEST_F(OpenFile, RefusesBadArgumentsPathsAndHandles)
     EXPECT_EQ(file.close(), QV_OK);
     EXPECT_EQ(QV_CloseFile(stale), QV_ERR_CLOSEFILE);
     EXPECT_EQ(QV_CloseFile(nullptr), QV_ERR_CLOSEFILE);
+    EXPECT_EQ(QV_CloseFile(INVALID_HANDLE_VALUE), QV_OK) << "stands for the process itself";
     EXPECT_EQ(QV_SeekFile(stale, 0, 0), QV_ERR_SEEKFILE);
     EXPECT_EQ(position_of(stale), Counted(QV_ERR_FILEPOSITION, 0));
     EXPECT_EQ(size_of(stale), Counted(QV_ERR_FILESIZE, 0));
@@ -207,6 +208,8 @@ TEST_F(OpenFile, IsNotMappedWhereThatCannotBe)
     void* address = nullptr;
     EXPECT_EQ(QV_MapFile(file, QV_MAP_READ, 0, 0, nullptr), QV_ERR_NULLPTR);
     EXPECT_EQ(QV_MapFile(file, 4, 0, 0, &address), QV_ERR_NULLPTR);
+    for (const QvFile none : {QvFile(INVALID_HANDLE_VALUE), QvFile(nullptr)})
+        EXPECT_EQ(QV_MapFile(none, QV_MAP_READ, 0, 1, &address), QV_ERR_SYSTEM);
     EXPECT_EQ(QV_MapFile(file, QV_MAP_WRITE, 0, 0, &address), QV_ERR_SYSTEM) << "to be read only";
     EXPECT_EQ(QV_MapFile(file, QV_MAP_READ, 300'000, 1, &address), QV_ERR_SYSTEM);
     EXPECT_EQ(QV_MapFile(empty, QV_MAP_READ, 0, 0, &address), QV_ERR_SYSTEM);

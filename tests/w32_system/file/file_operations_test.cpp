@@ -230,6 +230,9 @@ TEST_F(FileOperations, VolumesTellTheirSpaceTypeAndName)
     EXPECT_EQ(QV_GetVolumeInformation(L"C:\\", &info), QV_OK);
     EXPECT_EQ(info.type, static_cast<uint32_t>(DRIVE_FIXED));
     EXPECT_EQ(QV_GetVolumeInformation(L"C:\\", nullptr), QV_ERR_NULLPTR);
+    info.extra = name;
+    info.extraSize = 8;
+    EXPECT_EQ(QV_GetVolumeInformation(L"C:\\", &info), QV_OK) << "extra alone";
     info.name = name;
     info.nameSize = 8;
     EXPECT_EQ(QV_GetVolumeInformation(L"Q:\\", &info), QV_ERR_VOLUMEINFO);

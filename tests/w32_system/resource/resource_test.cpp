@@ -92,6 +92,7 @@ TEST_F(Resources, EachFailureHasItsTextAndSuccessLeavesItAndTheModuleStays)
     for (const Wide& own : {module, path("link")})
         EXPECT_EQ(failure(QV_DllToResource(L"Alpha", module, own)), "Cannot open the data file.")
             << "by its own resource: " << own.utf8();
+    EXPECT_EQ(taken(L"Greeting", module), "Cannot locate resource.") << "of other languages only";
     EXPECT_EQ(taken(L"Unknown", module), "Cannot locate resource.");
     EXPECT_EQ(read("out"), "") << "the empty data file stays behind";
     EXPECT_EQ(QV_DllToResource(L"Alpha", module, path("out")), QV_OK);

@@ -1,0 +1,31 @@
+// The files that have a mapping or a view in this process. The system doesn't let them be
+// shortened: a look at a page that is gone would end the process.
+#pragma once
+
+#include <sys/stat.h>
+
+#include "windef.h"
+
+namespace platform
+{
+
+// What tells files apart. A mapping or a view keeps the numbers from being given to another file.
+struct FileNumbers
+{
+    dev_t device = 0;
+    ino_t inode = 0; // 0: no file
+    auto operator<=>(const FileNumbers&) const = default;
+};
+
+// Counts one mapping or view; the empty numbers are passed over. False without memory.
+bool hold_mapped(const FileNumbers& file);
+void release_mapped(const FileNumbers& file);
+
+// Sets the length of an open file. 0 or a system error: ERROR_USER_MAPPED_FILE if it would be
+// shortened and is mapped.
+DWORD set_length(int fd, off_t length);
+
+// ERROR_USER_MAPPED_FILE if the file is mapped and has content, else 0.
+DWORD mapped_error(const struct stat& file);
+
+} // namespace platform
