@@ -204,6 +204,23 @@ class Resuming(unittest.TestCase):
             self.assertEqual(running.wait(PATIENCE), 0)
         self.check(objects_of(out.decode() + export("--cursor", CURSOR)), 1, 10)
 
+    def test_a_single_file_may_come_later_and_goes_on_in_those_that_came_while_nobody_looked(self):
+        write_log("qvapp_2024-03-04.log", (STAMP % 1 + "of before\n").encode())
+        path = log_path("qvapp_2024-03-05.log")
+        self.assertEqual(trace("export", "--input", path).returncode, 1)
+        self.assertEqual(trace("log", "--input", path).returncode, 1)
+        def shown():
+            with open(OUTPUT, "rb") as file:
+                return file.read()
+        with Running("--output", OUTPUT, "--input", path):
+            until(lambda: os.path.exists(OUTPUT))
+            write_log("qvapp_2024-03-05.log", (STAMP % 2 + "first\n").encode())
+            until(lambda: b"first" in shown())
+        write_log("qvapp_2024-03-05_(0001).log", (STAMP % 3 + "second\n").encode())
+        with Running("--output", OUTPUT, "--input", path):
+            until(lambda: b"second" in shown())
+        self.assertNotIn(b"of before", shown())
+
     def test_a_file_with_the_name_of_an_earlier_one_is_another_file(self):
         keys = []
         for text in (STAMP % 1, STAMP % 2 + "longer"):

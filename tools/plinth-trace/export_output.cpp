@@ -69,6 +69,7 @@ void ExportOutput::write_file()
 {
     if (m_largest && m_size >= *m_largest)
     {
+        sync(); // the cursor that is saved next counts on it
         CloseHandle(std::exchange(m_file, INVALID_HANDLE_VALUE));
         if (!MoveFileExW(wide_from_utf8(*m_path).data(), wide_from_utf8(*m_path + ".1").data(),
                          MOVEFILE_REPLACE_EXISTING))

@@ -69,7 +69,9 @@ Exporter::Exporter(ExportOptions options)
           [this]
           {
               m_options.inputs = absolute(m_options.inputs);
-              LogInputs inputs(m_options.inputs, m_options.may_be_missing);
+              LogInputs inputs(m_options.inputs, m_options.may_be_missing,
+                               m_options.bounds.follows ? LogInputs::GoesOn::in_later_names
+                                                        : LogInputs::GoesOn::in_new_ones);
               if (m_options.cursor)
                   m_cursor.emplace(*m_options.cursor, native(m_options.inputs));
               return inputs;

@@ -134,9 +134,10 @@ void show_rest(LogFile& file, Stream& stream)
 }
 
 // Shows the records of all files, until there are no more or the user ends it.
-int show_records(const std::vector<std::string>& inputs, const LogBounds& bounds)
+// may_be_missing: a program may make them later.
+int show_records(const std::vector<std::string>& inputs, const LogBounds& bounds,
+                 bool may_be_missing)
 {
-    constexpr bool may_be_missing = true; // a program may make the folder later
     LogSource source(LogInputs(inputs, may_be_missing), bounds);
     const auto show = [&](unsigned milliseconds)
     {
@@ -221,7 +222,9 @@ int log(Options& options)
         return show_files(folder, lines, path, all);
     if (!bounds.tail && (lines || !is_bounded))
         bounds.tail = lines ? static_cast<uint64_t>(*lines) : default_lines;
-    return show_records(is_folder_named ? inputs : std::vector{folder}, bounds);
+    const bool is_usual = !is_folder_named && folder == default_log_folder();
+    return show_records(is_folder_named ? inputs : std::vector{folder}, bounds,
+                        bounds.follows || is_usual);
 }
 
 } // namespace trace

@@ -16,15 +16,33 @@ std::string native(const std::string& path)
     return native_path(wide_from_utf8(path).data());
 }
 
-bool is_folder(const std::string& path, bool may_be_missing)
+enum class Kind
+{
+    folder,
+    file,
+    missing,
+};
+
+Kind kind_of(const std::string& path)
 {
     const DWORD attributes = GetFileAttributesW(wide_from_utf8(path).data());
     if (attributes != INVALID_FILE_ATTRIBUTES)
-        return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? Kind::folder : Kind::file;
     const DWORD error = GetLastError();
-    if (may_be_missing && (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND))
-        return true;
+    if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND)
+        return Kind::missing;
     throw Failure(exit_failed, native(path) + " can't be read: " + error_text(error));
+}
+
+size_t name_place(std::string_view path)
+{
+    return path.find_last_of("/\\") + 1; // 0 if there is no separator
+}
+
+bool is_log_path(std::string_view path)
+{
+    LogName name;
+    return parse_log_name(path.substr(name_place(path)), name);
 }
 
 // Which file it is, also of several that have one path one after the other.
@@ -54,32 +72,38 @@ bool find_file(LogName& file)
 
 } // namespace
 
-LogInputs::LogInputs(const std::vector<std::string>& paths, bool may_be_missing)
+LogInputs::LogInputs(const std::vector<std::string>& paths, bool may_be_missing, GoesOn goes_on)
 {
     for (std::string path : paths)
     {
         while (path.size() > 1 && (path.back() == '/' || path.back() == '\\'))
             path.pop_back();
-        if (is_folder(path, may_be_missing))
+        const Kind kind = kind_of(path);
+        if (kind == Kind::missing && !may_be_missing)
+            throw Failure(exit_failed,
+                          native(path) + " can't be read: " + error_text(ERROR_FILE_NOT_FOUND));
+        if (kind == Kind::folder || (kind == Kind::missing && !is_log_path(path)))
             m_inputs.push_back({.path = path, .folder = path});
         else
-            m_inputs.push_back(file_input(path));
+            m_inputs.push_back(file_input(path, kind == Kind::file, goes_on));
         if (m_inputs.back().file.path.empty())
             find_logs(path); // fails now rather than later
     }
 }
 
-LogInputs::Input LogInputs::file_input(const std::string& path)
+LogInputs::Input LogInputs::file_input(const std::string& path, bool is_there, GoesOn goes_on)
 {
     Input input{.path = path};
-    const size_t name = path.find_last_of("/\\") + 1; // 0 if there is no separator
+    const size_t name = name_place(path);
     if (parse_log_name(std::string_view(path).substr(name), input.file))
         input.folder = name == 0 ? "." : path.substr(0, name > 1 ? name - 1 : name);
     input.file.path = input.folder.empty() ? path : input.folder + "\\" + path.substr(name);
-    const LogFile opened(input.file); // fails if it can't be read
+    if (is_there)
+        const LogFile opened(input.file); // fails if it can't be read
     if (!input.folder.empty())
         for (const LogName& other : find_logs(input.folder))
-            if (other.path != input.file.path)
+            if (other.path != input.file.path &&
+                (goes_on == GoesOn::in_new_ones || other < input.file))
                 input.passed.insert(identity(other));
     return input;
 }

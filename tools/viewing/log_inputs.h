@@ -22,9 +22,18 @@ public:
         size_t place; // of the input that has it first
     };
 
-    // Paths are UTF-8. Failure for what isn't there; may_be_missing: it is a folder then, which a
-    // program may make later.
-    LogInputs(const std::vector<std::string>& paths, bool may_be_missing);
+    // Which files of its folder a single file goes on in.
+    enum class GoesOn
+    {
+        in_new_ones,   // those that come after now
+        in_later_names // also those that are there, if their names come after its own: they came
+                       // while nobody looked
+    };
+
+    // Paths are UTF-8. Failure for what isn't there; may_be_missing: a program may make it later,
+    // as a file if it has the name of a log, else as a folder.
+    LogInputs(const std::vector<std::string>& paths, bool may_be_missing,
+              GoesOn goes_on = GoesOn::in_new_ones);
 
     // What is there now. A folder that can't be read any more is empty, and problem says why.
     std::vector<Found> find(std::string& problem) const;
@@ -42,7 +51,7 @@ private:
             passed{}; // files of the folder that were there before, by path and id
     };
 
-    static Input file_input(const std::string& path);
+    static Input file_input(const std::string& path, bool is_there, GoesOn goes_on);
     static void find_in(const Input& input, std::vector<LogName>& names);
 
     std::vector<Input> m_inputs;
