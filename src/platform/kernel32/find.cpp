@@ -178,7 +178,7 @@ private:
     }
 
     std::string m_folder; // native; empty for the current directory
-    Names m_names;
+    Names m_names{};
 };
 
 // Splits a pattern into the native folder and the mask. False with the last error set. Its path is

@@ -2,6 +2,8 @@
 // shortened: a look at a page that is gone would end the process.
 #pragma once
 
+#include <compare>
+
 #include <sys/stat.h>
 
 #include "windef.h"

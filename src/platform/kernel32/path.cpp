@@ -102,16 +102,20 @@ enum class Sign : unsigned char
     refused
 };
 
-constexpr std::array<Sign, 256> sign_table = []
+using SignTable = std::array<Sign, 256>;
+
+constexpr SignTable make_sign_table()
 {
-    std::array<Sign, 256> table{};
+    SignTable table{};
     for (unsigned c = 0; c < table.size(); ++c)
         if (is_refused_in_names(c))
             table[c] = Sign::refused;
     table['/'] = table['\\'] = Sign::separator;
     table['.'] = Sign::dot;
     return table;
-}();
+}
+
+constexpr SignTable sign_table = make_sign_table();
 
 struct Signs
 {

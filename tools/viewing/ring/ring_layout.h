@@ -102,8 +102,8 @@ struct RingView
 
     RingWord* at(uint64_t position) const
     {
-        return segments[position / ring_segment_size % ring_segments] +
-               position % ring_segment_size / sizeof(RingWord);
+        RingWord* const segment = segments[position / ring_segment_size % ring_segments];
+        return &segment[position % ring_segment_size / sizeof(RingWord)];
     }
 };
 
