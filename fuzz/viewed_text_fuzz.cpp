@@ -71,7 +71,7 @@ void try_stamp(const std::string& text)
     check(again && trace::time_of(*again) == time, "the time of a stamp");
 }
 
-// Whatever is in a path, a cursor gives it back.
+// A cursor keeps every path as it is, whatever characters are in it.
 void try_cursor(const std::string& text)
 {
     std::vector<std::string> inputs;

@@ -1,4 +1,4 @@
-// Includes unixODBC's <sqlucode.h>, which has to be installed, with the stand-in's own types.
+// Includes unixODBC's <sqlucode.h>, which must be installed, and uses the stand-in's types for it.
 #pragma GCC system_header // #include_next is an extension
 #include "plinth_sql_types.h"
 #include_next <sqlucode.h>

@@ -355,8 +355,7 @@ void put_out(LPCSTR text)
     size_t length = strnlen(text, text_limit);
     if (length == text_limit)
     {
-        // Too long: cut, but not inside a character, which has three bytes behind its first at
-        // most.
+        // Too long: it is cut, but not inside a character, which has at most four bytes.
         const size_t longest = --length;
         while (length + 3 > longest && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80)
             --length;

@@ -12,9 +12,9 @@ namespace
 constexpr int64_t ticks_per_second = 10'000'000;     // of 100 ns
 constexpr int64_t epoch_difference = 11'644'473'600; // seconds from 1601 to 1970
 
-// A time to set as the caller gives it: null for one that stays. Zero means that too, and so does
-// a time of all ones, which on the system also keeps the handle's use from changing it. False for
-// what is no time.
+// Reads a time that a caller wants to set. It becomes null if the file's time is to stay as it is:
+// the caller says so by null, by zero or by all ones. (On Windows all ones also keep later use of
+// the handle from changing the time.) False if the value is not a time.
 bool read_time(const FILETIME*& time)
 {
     constexpr DWORD sign = 0x80000000;

@@ -123,8 +123,8 @@ struct Signs
     bool is_suspect = false; // a name may be one that can't be
 };
 
-// Makes all separators slashes and looks what else is to be done. Each opening of a file comes
-// here: most characters cost one look at the table.
+// Turns all separators into slashes, and finds out whether there are dots to take out or names to
+// judge. Every opening of a file calls this, so most characters cost one look-up in the table.
 Signs take_signs(char* text, size_t length, size_t root)
 {
     Signs signs;
@@ -155,7 +155,7 @@ std::string_view without_separators(std::string_view path)
     return path;
 }
 
-// What has the name of a path, separators behind it left out.
+// What a path names, without the separators at its end.
 enum class Named
 {
     folder,

@@ -53,10 +53,10 @@ public:
     // The system error of "not found": ERROR_FILE_NOT_FOUND if the parent directory exists,
     // ERROR_PATH_NOT_FOUND otherwise.
     DWORD not_found_error() const;
-    // Sets the last error for a call on this path that failed with an errno, and gives FALSE. A
-    // separator behind what is no folder makes a name that can't be.
+    // Sets the last error for a call on this path that failed with an errno, and returns FALSE. A
+    // path that ends with a separator but names no folder has an invalid name.
     BOOL fail(int error, Context context = Context::general) const;
-    // The same for a call that wants a folder: of anything else ERROR_DIRECTORY.
+    // The same for a call that needs a folder: ERROR_DIRECTORY if the path names something else.
     BOOL fail_as_folder(int error) const;
 
 private:

@@ -4,9 +4,9 @@
 // memory; the handle of its data is the place of the data. Both are looked at with the module that
 // they come with, and go with it.
 //
-// A search without a language, or with the neutral one (0), which stands for that of the thread,
-// takes the neutral one, else US English, else the first that is there. A search with another
-// language takes that one alone.
+// A search without a language takes the neutral one (0), else US English, else the first that is
+// there. A search for the neutral language does the same: on the system that language stands for
+// the thread's. A search for any other language takes that one alone.
 #include "resource_id.h"
 
 #include <new>

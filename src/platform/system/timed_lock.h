@@ -33,10 +33,10 @@ private:
 // parent were killed.
 int lock_within(int64_t limit, int fd, off_t first, off_t count);
 
-// The same for the first byte of a file that some change over and over: who waits keeps the second
-// byte meanwhile, where those who come back have to stand behind. Without it they would take the
-// lock again before a waiter's next look, for seconds. Who can't have its place soon, as a stopped
-// process has it, goes on without.
+// The same for the first byte of a file that some processes change again and again. Each one locks
+// the second byte while it waits, so whoever has just released the lock has to wait for that byte
+// first. Without it, it could take the lock again before the waiter's next attempt, for seconds. A
+// process that doesn't get the second byte soon, because a stopped one has it, goes on without.
 int lock_in_turn(int64_t limit, int fd);
 
 // Gives a lock back. Closing is not enough: a process that another thread has just started has the
