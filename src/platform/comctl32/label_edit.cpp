@@ -156,13 +156,13 @@ catch (const std::bad_alloc&)
     }
 }
 
-void register_edit_class()
+bool register_edit_class()
 {
     WNDCLASSEXW edit = {};
     edit.cbSize = sizeof edit;
     edit.lpfnWndProc = DefWindowProcW;
     edit.lpszClassName = edit_class;
-    register_system_class(edit, nullptr);
+    return register_system_class(edit, nullptr);
 }
 
 } // namespace platform

@@ -18,7 +18,7 @@ HWND begin_label_edit(HWND list, size_t row, const RECT& place);
 // Ends what is edited, if anything is.
 void end_label_edit(HWND list, bool keep);
 
-// Registers the class "Edit", as much of it as labels need.
-void register_edit_class();
+// Registers the class "Edit", as much of it as labels need. False with the last error set.
+bool register_edit_class();
 
 } // namespace platform

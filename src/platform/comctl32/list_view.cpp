@@ -1,6 +1,7 @@
 // The class "SysListView32": the messages of a list view in report mode, on top of its model. It is
 // complete without a display; sizes are those of a plain font.
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <new>
 
@@ -293,19 +294,21 @@ LRESULT CALLBACK list_view_procedure(HWND window, UINT message, WPARAM wParam, L
     return result;
 }
 
+bool register_list_class()
+{
+    WNDCLASSEXW list = {};
+    list.cbSize = sizeof list;
+    list.lpfnWndProc = list_view_procedure;
+    list.lpszClassName = WC_LISTVIEWW;
+    return register_system_class(list, make_list_parcel);
+}
+
 } // namespace
 
 extern "C" void InitCommonControls(void)
 {
-    static std::once_flag once;
-    std::call_once(once,
-                   []
-                   {
-                       WNDCLASSEXW list = {};
-                       list.cbSize = sizeof list;
-                       list.lpfnWndProc = list_view_procedure;
-                       list.lpszClassName = WC_LISTVIEWW;
-                       register_system_class(list, make_list_parcel);
-                       register_edit_class();
-                   });
+    // Set only when both classes exist: a call without memory must not be the last one.
+    static constinit std::atomic<bool> registered{false};
+    if (!registered && register_list_class() && register_edit_class())
+        registered = true;
 }

@@ -90,21 +90,22 @@ thread_local FirstThreadEnd t_first_thread_end;
 void load_desktop()
 {
     static std::once_flag once;
-    std::call_once(once,
-                   []
-                   {
-                       const DWORD error = GetLastError();
-                       try
+    const DWORD error = GetLastError();
+    try
+    {
+        std::call_once(once,
+                       []
                        {
                            if (!desktop()) // or a test stands in its place
                                load();
-                       }
-                       catch (const std::bad_alloc&)
-                       {
-                           std::fputs("plinth: no windows, since memory is short\n", stderr);
-                       }
-                       SetLastError(error);
-                   });
+                       });
+    }
+    catch (const std::bad_alloc&)
+    {
+        // The flag stays unset: the next window tries again.
+        std::fputs("plinth: no windows, since memory is short\n", stderr);
+    }
+    SetLastError(error);
 }
 
 } // namespace platform

@@ -60,6 +60,9 @@ std::vector<ClassPointer>::iterator find_locked(LPCWSTR name)
 ATOM register_class(const WNDCLASSEXW& given, bool of_system, MakeParcel make_parcel)
 try
 {
+    int error = 0;
+    if (api_fault("RegisterClassExW", error))
+        return static_cast<ATOM>(fail_with(static_cast<DWORD>(error)));
     const Uninterrupted<std::mutex> lock(classes().lock);
     std::vector<ClassPointer>& table = classes().table;
     if (find_locked(given.lpszClassName) != table.end())
@@ -114,18 +117,16 @@ ClassPointer find_class(LPCWSTR name)
     return nullptr;
 }
 
-ATOM register_system_class(const WNDCLASSEXW& given, MakeParcel make_parcel)
+bool register_system_class(const WNDCLASSEXW& given, MakeParcel make_parcel)
 {
-    return register_class(given, true, make_parcel);
+    return register_class(given, true, make_parcel) != 0 ||
+           GetLastError() == ERROR_CLASS_ALREADY_EXISTS;
 }
 
 } // namespace platform
 
 extern "C" ATOM RegisterClassExW(const WNDCLASSEXW* windowClass)
 {
-    int error = 0;
-    if (api_fault("RegisterClassExW", error))
-        return static_cast<ATOM>(fail_with(static_cast<DWORD>(error)));
     if (!windowClass || !is_valid(*windowClass))
         return static_cast<ATOM>(fail_with(ERROR_INVALID_PARAMETER));
     return register_class(*windowClass, false, nullptr);

@@ -54,6 +54,20 @@ struct ListView : testing::Test
     }
 };
 
+// Run alone, as the suite does: the process has no such class before.
+TEST(ListViewClass, StayedAwayForEverAfterARegistrationWithoutMemory)
+{
+    for (const unsigned failing : {1U, 2U})
+    {
+        PlinthTestFail("RegisterClassExW", failing, 1, ERROR_NOT_ENOUGH_MEMORY);
+        InitCommonControls();
+    }
+    PlinthTestReset();
+    InitCommonControls();
+    for (const wchar_t* name : {WC_LISTVIEWW, L"Edit"})
+        EXPECT_TRUE(DestroyWindow(test::create_window(name)));
+}
+
 TEST_F(ListView, KeepsColumns)
 {
     EXPECT_EQ(add_column(list, 0, L"first", 50), 0);
