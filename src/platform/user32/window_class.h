@@ -27,8 +27,8 @@ using ClassPointer = std::shared_ptr<const WindowClass>;
 // By name, or by atom made into a pointer. Null with the last error set.
 ClassPointer find_class(LPCWSTR name);
 
-// Registers a class of the system's own, unless there is one of that name. False with the last error
-// set.
+// Registers a class of the system's own, unless there is one of that name. False with the last
+// error set.
 bool register_system_class(const WNDCLASSEXW& given, MakeParcel make_parcel);
 
 } // namespace platform
