@@ -21,15 +21,9 @@ pthread_mutexCS_t gs_moduleLock;
 namespace
 {
 
-// How the detach waits for the workers: the arguments of QvStopAsyncWorkers.
-struct WorkerWait
-{
-    double milliseconds;
-    bool joins;
-};
-
-// The file module's load hook. False refuses the load. wait: null if no other thread runs any more.
-bool FileModuleMain(DWORD reason, const WorkerWait* wait)
+// The file module's load hook. False refuses the load. wait: how long a callback may hold up the
+// detach, as for QvStopAsyncWorkers; null if no other thread runs any more.
+bool FileModuleMain(DWORD reason, const double* wait)
 {
     switch (reason)
     {
@@ -37,7 +31,7 @@ bool FileModuleMain(DWORD reason, const WorkerWait* wait)
         return pthread_mutexCS_init(&gs_moduleLock, nullptr) == 0;
     case DLL_PROCESS_DETACH:
         if (wait)
-            QvStopAsyncWorkers(wait->milliseconds, wait->joins);
+            QvStopAsyncWorkers(*wait);
         pthread_mutexCS_destroy(&gs_moduleLock);
         return true;
     default:
@@ -55,8 +49,10 @@ catch (const std::bad_alloc&)
 {
 }
 
-bool LibraryMain(HMODULE module, DWORD reason, const WorkerWait* wait)
+bool LibraryMain(HMODULE module, DWORD reason, const double* wait)
 {
+    if (reason == DLL_PROCESS_DETACH)
+        QvBeginDetach(); // before anything is waited for
     DisableThreadLibraryCalls(module);
     const bool good = FileModuleMain(reason, wait);
     if (reason == DLL_PROCESS_ATTACH)
@@ -82,10 +78,8 @@ bool LibraryMain(HMODULE module, DWORD reason, const WorkerWait* wait)
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID processEnds)
 {
-    // A process that ends has ended its other threads before. A thread ends only after this has
-    // returned, which holds a lock that it needs: workers are waited for to their last steps here,
-    // not joined.
-    constexpr WorkerWait unload = {QV_ASYNC_STOP_LIMIT, false};
+    // A process that ends has ended its other threads before.
+    constexpr double unload = QV_ASYNC_STOP_LIMIT;
     const BOOL good = LibraryMain(module, reason, processEnds ? nullptr : &unload);
     if (reason == DLL_PROCESS_DETACH)
         QvRunTearDowns();
@@ -111,7 +105,7 @@ namespace
     if (s_left)
         return;
     s_left = true;
-    constexpr WorkerWait unload = {-1, true};
+    constexpr double unload = -1;
     LibraryMain(nullptr, DLL_PROCESS_DETACH, &unload);
     QvRunTearDowns();
     QvJoinEndedTimerThread();

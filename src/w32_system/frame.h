@@ -8,6 +8,11 @@
 // Guards the worker registry of the asynchronous file I/O. Made at process attach, ended at detach.
 extern pthread_mutexCS_t gs_moduleLock;
 
+// True from the first moment of the detach on: the library's threads can no longer begin, or end in
+// the usual way (see own_thread.h), while its objects are still there.
+bool QvIsDetaching();
+void QvBeginDetach();
+
 // True from the moment on at which the library's own objects are being torn down. Entries that are
 // called after that by threads that still run do nothing.
 bool QvIsTornDown();

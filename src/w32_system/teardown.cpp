@@ -13,9 +13,21 @@ namespace
 // Pushed by static initialisers on one thread, and by first uses under the trace lock; a lock-free
 // push keeps both simple.
 constinit std::atomic<QvTearDown*> s_top{nullptr};
+constinit std::atomic<bool> s_detaching{false};
 constinit std::atomic<bool> s_tornDown{false};
 
 } // namespace
+
+// In one order with the threads' stages: no order is named, so it is the strictest.
+bool QvIsDetaching()
+{
+    return s_detaching;
+}
+
+void QvBeginDetach()
+{
+    s_detaching = true;
+}
 
 bool QvIsTornDown()
 {

@@ -161,6 +161,7 @@ void* run_thread(void* argument)
     const Ending ending{*state};
     state->id = GetCurrentThreadId();
     futex_wake(&state->id, INT32_MAX, false);
+    await_loader_lock(); // on the system the modules are told of the thread, under that lock
     state->result = launch->start(launch->argument);
     return nullptr;
 }

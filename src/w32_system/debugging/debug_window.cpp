@@ -1,5 +1,4 @@
 // The debug window: its thread, its procedure, its rows.
-#include <process.h>
 #include <windows.h>
 
 #include <commctrl.h>
@@ -7,8 +6,8 @@
 
 #include "debug_framework.h"
 #include "debug_window.h"
+#include "frame.h"
 #include "plinth_w32_system.h"
-#include "thread_end.h"
 
 namespace
 {
@@ -52,21 +51,27 @@ void QvForgetDebugWindowClass()
 CDebugWindow::CDebugWindow(HWND hParent, int nId)
     : m_nId(nId), m_nColumns(0), m_nRows(0), m_hReady(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       m_WndClass(debug_wnd_proc), m_Atom(0), m_hParent(hParent), m_hWnd(nullptr), m_hList(nullptr),
-      m_UIThread(nullptr), m_uUIThreadId(0)
+      m_UIThread(nullptr), m_uUIThreadId(0), m_UIThreadStage(0)
 {
     // Without the event nobody could tell when the window is there.
-    unsigned threadId = 0;
     if (m_hReady)
-        m_UIThread = reinterpret_cast<HANDLE>(
-            _beginthreadex(nullptr, 0, ui_thread_proc, this, 0, &threadId));
-    m_uUIThreadId = threadId;
+        m_UIThread = QvStartThread(ui_thread_proc, this, m_uUIThreadId, m_UIThreadStage);
     if (!m_UIThread)
     {
         DiagAssertW(0, L"m_UIThread == NULL", L"UIThread service failure", qv_debugwnd_source,
                     __LINE__);
         return;
     }
-    WaitForSingleObject(m_hReady, INFINITE);
+    AwaitWindow();
+}
+
+// A thread that can't begin any more never makes it.
+void CDebugWindow::AwaitWindow()
+{
+    constexpr DWORD interval = 50; // ms between the looks at whether the library goes
+    while (WaitForSingleObject(m_hReady, interval) == WAIT_TIMEOUT)
+        if (QvIsDetaching() && QvRefuseThread(m_UIThreadStage))
+            return;
 }
 
 CDebugWindow::~CDebugWindow()
@@ -77,8 +82,7 @@ CDebugWindow::~CDebugWindow()
         // The user may close it at this very moment: then it goes without being asked.
         const bool hangs = window && !Send(window, close_message, 0, nullptr) && IsWindow(window);
         // The thread runs the library's code and uses this object until it has ended.
-        QvEndThread(m_UIThread, hangs ? 0 : answer_limit, 1);
-        CloseHandle(m_UIThread);
+        QvEndThread(m_UIThread, m_UIThreadStage, hangs ? 0 : answer_limit, 1);
     }
     if (m_hReady)
         CloseHandle(m_hReady);
@@ -86,8 +90,9 @@ CDebugWindow::~CDebugWindow()
 
 unsigned __stdcall CDebugWindow::ui_thread_proc(void* pThis)
 {
-    const unsigned result = static_cast<CDebugWindow*>(pThis)->Run();
-    QvLeaveThread();
+    auto& self = *static_cast<CDebugWindow*>(pThis);
+    const unsigned result = QvBeginThread(self.m_UIThreadStage) ? self.Run() : 0;
+    QvLeaveThread(self.m_UIThreadStage);
     return result;
 }
 

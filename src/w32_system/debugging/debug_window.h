@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "own_thread.h"
 #include "plinth_w32_system.h"
 
 inline constexpr const wchar_t* qv_debug_window_class = L"PLINTH_DEBUG_WINDOW";
@@ -36,6 +37,7 @@ private:
     static LRESULT CALLBACK debug_wnd_proc(HWND hWnd, UINT uMsg, WPARAM wParam, LPARAM lParam);
     static unsigned __stdcall ui_thread_proc(void* pThis);
 
+    void AwaitWindow();
     unsigned Run(); // the window's thread, until the window has gone
     void CreateWindows();
     void SetColumn(int column, const wchar_t* text, int width);
@@ -53,4 +55,5 @@ private:
     HWND m_hList;
     HANDLE m_UIThread;
     uint32_t m_uUIThreadId;
+    QvThreadStage m_UIThreadStage;
 };

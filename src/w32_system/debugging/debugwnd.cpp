@@ -2,13 +2,14 @@
 //
 // The listener copies a text and gives the channel back, nothing else: every process that writes
 // waits for it. What is slow stands behind the cache, on the adder.
-#include <process.h>
+#include <utility>
+
 #include <windows.h>
 
 #include "at_fork.h"
 #include "debug_framework.h"
+#include "own_thread.h"
 #include "plinth_w32_system.h"
-#include "thread_end.h"
 
 namespace
 {
@@ -18,45 +19,37 @@ constexpr DWORD thread_limit = 3000; // ms that a thread has to end by itself
 constexpr size_t text_offset = 4;    // of the text in the channel's buffer, behind the process id
 constexpr size_t wide_limit = 1024;  // characters of a text
 
-HANDLE StartThread(unsigned (*procedure)(void*), void* framework, uint32_t& id)
-{
-    unsigned threadId = 0;
-    const uintptr_t thread = _beginthreadex(nullptr, 0, procedure, framework, 0, &threadId);
-    id = threadId;
-    return reinterpret_cast<HANDLE>(thread);
-}
-
-// Waits for a thread that was asked to end, ends it if it doesn't, and forgets it.
-void EndThread(HANDLE& thread, uint32_t& id)
-{
-    QvEndThread(thread, thread_limit, 0);
-    CloseHandle(thread);
-    thread = nullptr;
-    id = 0;
-}
-
-unsigned __stdcall ListenerStart(void* framework)
-{
-    const unsigned result = CDebugFramework::listener_thread_proc(framework);
-    QvLeaveThread();
-    return result;
-}
-
-unsigned __stdcall AdderStart(void* framework)
-{
-    const unsigned result = CDebugFramework::adder_thread_proc(framework);
-    QvLeaveThread();
-    return result;
-}
-
 } // namespace
+
+// What the system runs, around the procedures of the interface.
+struct QvFrameworkThreads
+{
+    static unsigned __stdcall Listen(void* framework)
+    {
+        auto& stage = static_cast<CDebugFramework*>(framework)->m_ListenerStage;
+        return Run(CDebugFramework::listener_thread_proc, framework, stage);
+    }
+    static unsigned __stdcall Add(void* framework)
+    {
+        auto& stage = static_cast<CDebugFramework*>(framework)->m_AdderStage;
+        return Run(CDebugFramework::adder_thread_proc, framework, stage);
+    }
+
+private:
+    static unsigned Run(unsigned (*procedure)(void*), void* framework, QvThreadStage& stage)
+    {
+        const unsigned result = QvBeginThread(stage) ? procedure(framework) : 0;
+        QvLeaveThread(stage);
+        return result;
+    }
+};
 
 CDebugFramework::CDebugFramework() : CDebugFramework(false) {}
 
 CDebugFramework::CDebugFramework(bool bQuiet)
     : m_bFirstItem(true), m_hParent(nullptr), m_lPending(0), m_ListenerThread(nullptr),
       m_uListenerThreadId(0), m_bListenerRun(false), m_AdderThread(nullptr), m_uAdderThreadId(0),
-      m_bAdderRun(false), m_Sync(bQuiet)
+      m_bAdderRun(false), m_Sync(bQuiet), m_ListenerStage(0), m_AdderStage(0)
 {
     QvFrameworksAtFork::Enter(*this);
 }
@@ -64,12 +57,13 @@ CDebugFramework::CDebugFramework(bool bQuiet)
 void CDebugFramework::StartThreads(const char* sourceFile)
 {
     m_bListenerRun = true;
-    m_ListenerThread = StartThread(ListenerStart, this, m_uListenerThreadId);
+    m_ListenerThread = 
+        QvStartThread(QvFrameworkThreads::Listen, this, m_uListenerThreadId, m_ListenerStage);
     if (!m_ListenerThread)
         DiagAssertW(0, L"m_ListenerThread == NULL", L"ListenerThread service failure", sourceFile,
                     __LINE__);
     m_bAdderRun = true;
-    m_AdderThread = StartThread(AdderStart, this, m_uAdderThreadId);
+    m_AdderThread = QvStartThread(QvFrameworkThreads::Add, this, m_uAdderThreadId, m_AdderStage);
     if (!m_AdderThread)
         DiagAssertW(0, L"m_AdderThread == NULL", L"AdderThread service failure", sourceFile,
                     __LINE__);
@@ -82,13 +76,15 @@ void CDebugFramework::StopThreads()
         m_bListenerRun = false;
         if (m_Sync.m_eventDBWIN_DATA_READY)
             SetEvent(m_Sync.m_eventDBWIN_DATA_READY);
-        EndThread(m_ListenerThread, m_uListenerThreadId);
+        QvEndThread(std::exchange(m_ListenerThread, nullptr), m_ListenerStage, thread_limit, 0);
+        m_uListenerThreadId = 0;
     }
     if (m_AdderThread)
     {
         m_bAdderRun = false;
         ++m_lPending; // ends the polling
-        EndThread(m_AdderThread, m_uAdderThreadId);
+        QvEndThread(std::exchange(m_AdderThread, nullptr), m_AdderStage, thread_limit, 0);
+        m_uAdderThreadId = 0;
     }
 }
 

@@ -90,7 +90,7 @@ void CDebugFramework::AddItem(const wchar_t* text)
 extern "C" void DiagOutputWnd(HWND parent, int recreate)
 try
 {
-    if (QvIsTornDown())
+    if (QvIsDetaching())
         return;
     std::unique_ptr<CDebugFramework>& framework = QvDebugFramework();
     if (framework && !recreate)

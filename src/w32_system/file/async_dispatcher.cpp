@@ -6,12 +6,15 @@
 #include <utility>
 
 #include "at_fork.h"
+#include "frame.h"
 #include "mutex_guard.h"
 
 namespace
 {
 
 constexpr timespec stop_pause = {0, 1'000'000};
+// ms that a thread has for its last instructions, in which it waits for nothing of the library's.
+constexpr DWORD last_steps_limit = 3000;
 
 // Says, as long as it lives, that somebody needs workers' locks.
 class Waiting
@@ -29,20 +32,23 @@ private:
 } // namespace
 
 QvAsyncDispatcher::QvAsyncDispatcher(pthread_mutexCS_t& lock, uint32_t maxWorkers)
-    : m_lock(lock), m_uMaxWorkers(maxWorkers), m_workers()
+    : m_lock(lock), m_uMaxWorkers(maxWorkers), m_workers(), m_left()
 {
 }
 
 QvAsyncDispatcher::~QvAsyncDispatcher()
 {
     // A worker that was left behind may have the registry in its hands at this moment.
-    if (!m_bAbandoned)
-        m_workers.~set();
+    if (m_bAbandoned)
+        return;
+    m_workers.~set();
+    m_left.~list();
 }
 
 void QvAsyncDispatcher::RenewInChild()
 {
     QvLeaveToParent(new (std::nothrow) std::set<QvAsyncWorker*>(std::move(m_workers)));
+    QvLeaveToParent(new (std::nothrow) std::list<QvAsyncThread>(std::move(m_left)));
     ::new (static_cast<void*>(this)) QvAsyncDispatcher(m_lock, m_uMaxWorkers);
 }
 
@@ -94,13 +100,15 @@ int QvAsyncDispatcher::StartWorker(QvAsyncQueue& request)
         return QV_ERR_SYSTEM;
     const auto place = m_workers.insert(worker.get()).first;
     worker->queue.splice(worker->queue.end(), request);
-    pthread_t thread;
-    if (pthread_create(&thread, nullptr, QvAsyncWorker::Procedure, worker.get()) != 0)
+    QvAsyncThread& thread = worker->thread.front();
+    thread.worker = worker.get();
+    thread.handle = QvStartThread(QvAsyncWorker::Procedure, &thread, thread.id, thread.stage);
+    if (!thread.handle)
     {
         m_workers.erase(place);
         return QV_ERR_SYSTEM;
     }
-    worker.release()->thread = thread; // the thread owns it from here on
+    static_cast<void>(worker.release()); // the thread owns it from here on
     return QV_OK;
 }
 
@@ -140,8 +148,6 @@ bool QvAsyncDispatcher::Keeps(QvAsyncWorker& worker)
 
 void QvAsyncDispatcher::Leave(QvAsyncWorker* worker)
 {
-    pthread_t former{};
-    bool hasFormer = false;
     {
         const QvMutexGuard guard(m_lock);
         if (!guard.Held())
@@ -149,12 +155,38 @@ void QvAsyncDispatcher::Leave(QvAsyncWorker* worker)
         m_workers.erase(worker);
         // Requests are left only if the library goes: their files are closed while it still waits.
         worker->queue.clear();
-        former = std::exchange(m_lastEnded, worker->thread);
-        hasFormer = std::exchange(m_bHasLastEnded, true);
+        CloseEnded();
+        m_left.splice(m_left.end(), worker->thread);
     }
     delete worker;
-    if (hasFormer)
-        pthread_join(former, nullptr);
+}
+
+// Under m_lock.
+void QvAsyncDispatcher::CloseEnded()
+{
+    std::erase_if(
+        m_left,
+        [](const QvAsyncThread& thread)
+        {
+            if (WaitForSingleObject(thread.handle, 0) != WAIT_OBJECT_0)
+                return false;
+            CloseHandle(thread.handle);
+            return true;
+        });
+}
+
+// Under m_lock. A thread that hasn't begun when the library is unloaded can't any more.
+void QvAsyncDispatcher::RefuseStarting()
+{
+    std::erase_if(m_workers,
+                  [this](QvAsyncWorker* worker)
+                  {
+                      if (!QvRefuseThread(worker->thread.front().stage))
+                          return false;
+                      m_left.splice(m_left.end(), worker->thread);
+                      delete worker;
+                      return true;
+                  });
 }
 
 // Whether no worker is left but, perhaps, the one whose callback ends the process. Doesn't wait:
@@ -169,6 +201,8 @@ bool QvAsyncDispatcher::AllGone()
         m_bAbandoned = false; // the lock was never made, and so no worker either
         return true;
     }
+    if (QvIsDetaching())
+        RefuseStarting();
     const size_t own = QvIsAsyncWorkerThread() ? 1 : 0;
     const size_t left = m_workers.size();
     pthread_mutexCS_unlock(&m_lock);
@@ -176,7 +210,7 @@ bool QvAsyncDispatcher::AllGone()
     return left <= own;
 }
 
-bool QvAsyncDispatcher::Stop(double milliseconds, bool joins)
+bool QvAsyncDispatcher::Stop(double milliseconds)
 {
     m_bStopping = true;
     m_bAbandoned = true;
@@ -187,8 +221,9 @@ bool QvAsyncDispatcher::Stop(double milliseconds, bool joins)
             return false;
         pthread_delay_np(&stop_pause);
     }
-    // Nobody is left to change these; the thread that is joined has joined the one before it.
-    if (joins && std::exchange(m_bHasLastEnded, false))
-        pthread_join(m_lastEnded, nullptr);
+    // Nobody is left to change the list.
+    for (QvAsyncThread& thread : m_left)
+        QvEndThread(thread.handle, thread.stage, last_steps_limit, 0);
+    m_left.clear();
     return true;
 }

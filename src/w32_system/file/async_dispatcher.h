@@ -32,9 +32,8 @@ public:
     // Ends all workers behind the step that each is in, and waits for their threads; requests that
     // are left are released without a callback. Gives up after so many milliseconds (negative:
     // never): false, and workers that are still held by a callback end when they come back from it,
-    // without touching the registry. joins: false where a thread can't be waited for to its very
-    // end. Nothing can be submitted afterwards.
-    bool Stop(double milliseconds, bool joins);
+    // without touching the registry. Nothing can be submitted afterwards.
+    bool Stop(double milliseconds);
 
     // In a forked child: without workers.
     void RenewInChild();
@@ -50,6 +49,8 @@ private:
     QvAsyncWorker* LeastLoaded() const;
     int StartWorker(QvAsyncQueue& request);
     bool AllGone();
+    void RefuseStarting();
+    void CloseEnded();
 
     pthread_mutexCS_t& m_lock;
     const uint32_t m_uMaxWorkers;
@@ -57,14 +58,16 @@ private:
     std::atomic<uint32_t> m_uWaiting{
         0};                    // those who hold m_lock, or are about to, for workers' locks
     bool m_bAbandoned = false; // some worker was still there when Stop gave up
-    // Guarded by m_lock, as is all below. Ascending by address. Left as it is if a worker is left
-    // behind.
+    // Guarded by m_lock, as is all below. Ascending by address. Left as it is, like the
+    // threads, if a worker is left behind.
     union // so that it can be left as it is
     {
         std::set<QvAsyncWorker*> m_workers;
     };
-    // The thread that ended last. It is joined by the next that ends, or by Stop: so a thread is
-    // known to have left the library's code, and there is never more than one to be joined.
-    pthread_t m_lastEnded{};
-    bool m_bHasLastEnded = false;
+    // Threads of workers that have left, until one that leaves later, or Stop, sees their end: so a
+    // thread is known to have left the library's code.
+    union
+    {
+        std::list<QvAsyncThread> m_left;
+    };
 };

@@ -32,7 +32,7 @@ struct StopAtExit
     ~StopAtExit()
     {
         if (!QvIsTornDown())
-            QvStopAsyncWorkers(QV_ASYNC_STOP_LIMIT, true);
+            QvStopAsyncWorkers(QV_ASYNC_STOP_LIMIT);
     }
 };
 
@@ -60,12 +60,12 @@ int Submit(std::unique_ptr<QvAsyncRequest> request)
 
 } // namespace
 
-void QvStopAsyncWorkers(double milliseconds, bool joins)
+void QvStopAsyncWorkers(double milliseconds)
 {
     static constinit bool s_stopped = false;
     if (std::exchange(s_stopped, true))
         return;
-    QvTheAsyncDispatcher().Stop(milliseconds, joins);
+    QvTheAsyncDispatcher().Stop(milliseconds);
 }
 
 int QvTransferAsync(QvAsyncKind kind, QvFile file, void* buffer, uint64_t size,

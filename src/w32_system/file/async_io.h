@@ -11,9 +11,9 @@ QvAsyncDispatcher& QvTheAsyncDispatcher();
 // How long the end of a process waits for a callback under way, in milliseconds.
 inline constexpr double QV_ASYNC_STOP_LIMIT = 3000;
 
-// Ends the library's workers, once; see QvAsyncDispatcher::Stop for the arguments. Later calls do
+// Ends the library's workers, once; see QvAsyncDispatcher::Stop for the argument. Later calls do
 // nothing.
-void QvStopAsyncWorkers(double milliseconds, bool joins);
+void QvStopAsyncWorkers(double milliseconds);
 
 // Queue a transfer. QV_OK, or QV_ERR_SYSTEM without memory or a thread for it; a copy also gives
 // the status of the open that failed. Whatever fails, nothing is left open and nothing calls back.

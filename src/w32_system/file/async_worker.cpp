@@ -48,21 +48,28 @@ QvAsyncPass QvAsyncWorker::RunStep()
     return queue.empty() ? QvAsyncPass::last : QvAsyncPass::more;
 }
 
-void* QvAsyncWorker::Procedure(void* worker)
+unsigned __stdcall QvAsyncWorker::Procedure(void* thread)
+{
+    auto& own = *static_cast<QvAsyncThread*>(thread);
+    if (QvBeginThread(own.stage) && !own.worker->Run())
+        return 0;
+    QvLeaveThread(own.stage);
+    return 0;
+}
+
+bool QvAsyncWorker::Run()
 {
     t_bWorker = true;
-    auto* const self = static_cast<QvAsyncWorker*>(worker);
     const uint32_t forks = QvForkCount();
     QvAsyncPass pass;
     do
     {
-        pass = self->RunStep();
+        pass = RunStep();
         if (QvForkCount() != forks)
-            return nullptr; // the child of a callback: worker and requests are its parent's
+            return false; // the child of a callback: worker and requests are its parent's
         if (pass == QvAsyncPass::idle)
             pthread_delay_np(&QV_ASYNC_IDLE_DELAY);
-    } while ((pass == QvAsyncPass::more && !self->dispatcher.Wants()) ||
-             self->dispatcher.Keeps(*self));
-    self->dispatcher.Leave(self);
-    return nullptr;
+    } while ((pass == QvAsyncPass::more && !dispatcher.Wants()) || dispatcher.Keeps(*this));
+    dispatcher.Leave(this);
+    return true;
 }

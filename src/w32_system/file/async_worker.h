@@ -1,9 +1,12 @@
 // A worker thread of the asynchronous transfers.
 #pragma once
 
+#include <list>
+
 #include <plinth_w32_pthreadVC.h>
 
 #include "async_request.h"
+#include "own_thread.h"
 
 class QvAsyncDispatcher;
 
@@ -27,6 +30,17 @@ enum class QvAsyncPass
     more, // a step, and there is more
 };
 
+struct QvAsyncWorker;
+
+// Outlives the worker until its end has been seen.
+struct QvAsyncThread
+{
+    HANDLE handle = nullptr;
+    uint32_t id = 0;
+    QvThreadStage stage{0};
+    QvAsyncWorker* worker = nullptr; // may have gone if the thread must not begin
+};
+
 // Belongs to its thread, which takes it out of the dispatcher's registry and frees it at its end.
 struct QvAsyncWorker
 {
@@ -35,10 +49,12 @@ struct QvAsyncWorker
     QvAsyncWorker& operator=(const QvAsyncWorker&) = delete;
     ~QvAsyncWorker();
 
-    static void* Procedure(void* worker);
+    static unsigned __stdcall Procedure(void* thread);
+    bool Run();            // from its start to its end; false in a child that a callback forked
     QvAsyncPass RunStep(); // one step of the front request
 
-    pthread_t thread{};
+    // One element. It goes to the dispatcher when the worker leaves, so that making room can't fail.
+    std::list<QvAsyncThread> thread{1};
     // Guards idleChecks, state and queue, and is held during a whole step with its callback. Comes
     // after the module lock. state changes under both locks: either is enough to read it.
     pthread_mutexCS_t lock = nullptr; // null if it could not be made

@@ -156,6 +156,10 @@ protected:
 private:
     void Renew();
     friend struct QvFrameworksAtFork;
+    friend struct QvFrameworkThreads;
+
+    std::atomic<uint32_t> m_ListenerStage; // how far the threads are
+    std::atomic<uint32_t> m_AdderStage;
 };
 
 // Opens the trace window of the application: makes the one debug framework that the library keeps,

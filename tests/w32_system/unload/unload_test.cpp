@@ -32,6 +32,8 @@ extern "C" const char* __lsan_default_suppressions()
 namespace
 {
 
+thread_local bool t_unloads = false; // the thread that is in FreeLibrary
+
 class Library
 {
 public:
@@ -50,7 +52,9 @@ public:
         {
             // CQvLogFile::CloseLog: an open log stays behind otherwise.
             get<int()>("_ZN10CQvLogFile8CloseLogEv")();
+            t_unloads = true;
             EXPECT_TRUE(FreeLibrary(m_handle));
+            t_unloads = false;
         }
         m_handle = nullptr;
     }
@@ -145,46 +149,103 @@ thread_local bool t_isWorker = false; // of the pool
 // What the library would call; none for the other tests of this program, which end no pools.
 void (*g_await)() = nullptr;
 
-// While the library goes with a window open: threads that it gave up waiting for, and what becomes
-// of threads of the program that end meanwhile.
-std::atomic<int> g_givenUp{0};
-bool g_threadsEnd = false; // the next time that the window class goes, which goes last
-HANDLE g_endsByItself = nullptr;
+// While the library goes with a window open: waits that ran out, and what becomes of threads of the
+// program that begin or end meanwhile.
+constexpr DWORD long_wait = 1000; // ms; a shorter one may run out
+std::atomic<int> g_waitsInVain{0};
+bool g_threadsMeet = false; // the next time that the window class goes, which goes last
+std::atomic<bool> g_begun{false};
+HANDLE g_begins = nullptr;
+HANDLE g_ends = nullptr;       // has begun before
+HANDLE g_terminated = nullptr; // likewise
+std::atomic<int> g_wait{0}; // threads that have begun before and wait
+std::atomic<bool> g_mayEnd{false};
+
+// What the next threads that the library starts meet.
+enum class Start
+{
+    plain,
+    held,      // it doesn't begin
+    in_unload, // it is started when the unloading is under way
+};
+std::atomic<Start> g_start{Start::plain};
+std::atomic<int> g_plainStarts{0}; // come before
+std::atomic<bool> g_isStarting{false};
+std::atomic<bool> g_unloading{false};
 
 HANDLE start_thread(unsigned (*procedure)(void*))
 {
     return reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, procedure, nullptr, 0, nullptr));
 }
 
-void end_threads_inside()
+void await_end()
 {
-    g_endsByItself = start_thread([](void*) { return 1u; });
-    EXPECT_EQ(WaitForSingleObject(g_endsByItself, 50), DWORD{WAIT_TIMEOUT});
-    const HANDLE terminated = start_thread(
+    ++g_wait;
+    g_mayEnd.wait(false);
+}
+
+void start_threads_before()
+{
+    g_ends = start_thread(
         [](void*)
         {
+            await_end();
+            return 1u;
+        });
+    g_terminated = start_thread(
+        [](void*)
+        {
+            await_end();
             TerminateThread(GetCurrentThread(), 1);
             return 2u;
         });
-    EXPECT_EQ(WaitForSingleObject(terminated, 10'000), WAIT_OBJECT_0);
-    CloseHandle(terminated);
+    while (g_wait < 2)
+        std::this_thread::yield();
+}
+
+void meet_threads_inside()
+{
+    g_begins = start_thread(
+        [](void*)
+        {
+            g_begun = true;
+            return 1u;
+        });
+    g_mayEnd = true;
+    g_mayEnd.notify_all();
+    EXPECT_EQ(WaitForSingleObject(g_terminated, 10'000), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(g_ends, 50), DWORD{WAIT_TIMEOUT});
+    EXPECT_FALSE(g_begun);
 }
 
 } // namespace
 
 // Looked up beforehand: nothing can be while the library goes.
-static auto* const g_terminateThread = TEST_REAL(TerminateThread);
+static auto* const g_beginThread = TEST_REAL(_beginthreadex);
+static auto* const g_waitForObject = TEST_REAL(WaitForSingleObject);
 
-TEST_INSTEAD BOOL TerminateThread(HANDLE thread, DWORD code)
+TEST_INSTEAD uintptr_t _beginthreadex(void* security, unsigned size, unsigned (*start)(void*),
+                                      void* argument, unsigned flags, unsigned* id)
 {
-    g_givenUp += thread != GetCurrentThread();
-    return g_terminateThread(thread, code);
+    const Start how = g_plainStarts-- > 0 ? Start::plain : g_start.load();
+    if (how == Start::in_unload)
+    {
+        g_isStarting = true;
+        g_isStarting.notify_all();
+        g_unloading.wait(false);
+    }
+    static constexpr auto never = [](void*)
+    {
+        std::atomic<bool>(false).wait(false);
+        return 0u;
+    };
+    return g_beginThread(security, size, how == Start::held ? +never : start, argument, flags, id);
 }
 
 TEST_INSTEAD BOOL UnregisterClassW(LPCWSTR name, HINSTANCE module)
 {
-    if (std::exchange(g_threadsEnd, false))
-        end_threads_inside();
+    if (std::exchange(g_threadsMeet, false))
+        meet_threads_inside();
     return TEST_REAL(UnregisterClassW)(name, module);
 }
 
@@ -218,6 +279,11 @@ TEST_INSTEAD BOOL SetEvent(HANDLE event)
 {
     static auto* const real = TEST_REAL(SetEvent);
     const BOOL result = real(event);
+    if (t_unloads)
+    {
+        g_unloading = true;
+        g_unloading.notify_all();
+    }
     if (g_hold.exchange(false))
         stay_held();
     return result;
@@ -234,13 +300,13 @@ TEST_INSTEAD MMRESULT timeSetEvent(UINT delay, UINT resolution, LPTIMECALLBACK c
 
 TEST_INSTEAD DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds)
 {
-    static auto* const real = TEST_REAL(WaitForSingleObject);
     const bool fence = g_unload == Unload::sets_the_fence;
     if (fence)
         reach(Unload::waits);
-    const DWORD result = real(object, milliseconds);
+    const DWORD result = g_waitForObject(object, milliseconds);
     if (fence && g_held)
         g_cameBackEarly = true;
+    g_waitsInVain += t_unloads && result == WAIT_TIMEOUT && milliseconds >= long_wait;
     return result;
 }
 
@@ -402,6 +468,45 @@ TEST_F(AsyncUnloadConcurrent, UnloadingWaitsForACallbackAsLongAsItTakes)
     EXPECT_EQ(calls.count, 1u);
 }
 
+TEST_F(AsyncUnloadConcurrent, AWorkerThatHasNotBegunNeverDoes)
+{
+    Library library;
+    Callbacks calls;
+    g_start = Start::held;
+    start_copy(library, calls, 0, 5'000);
+    g_start = Start::plain;
+    library.unload();
+    expect_nothing_left();
+    EXPECT_EQ(calls.count, 0u);
+}
+
+// The user closes a window while the unloading still waits for a callback.
+TEST_F(AsyncUnloadConcurrent, WaitsForNoWindowThatHasGoneMeanwhile)
+{
+    Library library;
+    Callbacks calls;
+    calls.held = true;
+    g_waitsInVain = 0;
+    library.get<decltype(DiagOutputWnd)>("DiagOutputWnd")(nullptr, 0);
+    start_copy(library, calls, 0, off_t{1} << 40);
+    calls.wait_for(1);
+    g_looks = 0;
+    std::thread closer(
+        [&]
+        {
+            t_flies = true;
+            library.unload();
+        });
+    g_looks.wait(0);
+    EXPECT_TRUE(PostMessageW(test::debug_window(0), WM_CLOSE, 0, 0));
+    EXPECT_TRUE(test::comes_true([] { return test::debug_windows() == 0; }));
+    calls.held = false;
+    calls.held.notify_all();
+    closer.join();
+    EXPECT_EQ(g_waitsInVain, 0);
+    expect_nothing_left();
+}
+
 // A timer of another kind, which nobody can end any more: its thread has gone. The record stays
 // behind, also when the library goes.
 [[gnu::noinline]] void abandon_message_timer(decltype(QV_SetThreadedTimer)* set)
@@ -513,24 +618,71 @@ constexpr int window_rounds = 50;
 constexpr int window_rounds = 1'000;
 #endif
 
-// The loader's lock is held meanwhile, without which no thread can end in the usual way.
-TEST(DebugWindowUnload, WithAWindowOpenWaitsForNoThreadInVain)
+// The loader's lock is held meanwhile, without which no thread can begin or end in the usual way.
+struct WindowUnload : testing::Test
 {
-    std::thread([] {}).join();
-    const size_t threads = test::threads_here();
+    WindowUnload()
+    {
+        std::thread([] {}).join();
+        m_threads = test::threads_here();
+        g_waitsInVain = 0;
+    }
+    static void expect_no_wait(Library& library)
+    {
+        library.unload();
+        EXPECT_EQ(g_waitsInVain, 0);
+        EXPECT_FALSE(Library::is_loaded());
+        EXPECT_EQ(test::debug_windows(), 0);
+    }
+    void expect_no_thread_left() const
+    {
+        EXPECT_TRUE(test::comes_true([&] { return test::threads_here() == m_threads; }));
+    }
+    size_t m_threads = 0;
+};
+
+TEST_F(WindowUnload, WithAWindowOpenWaitsForNoThreadInVain)
+{
     for (int round = 0; round < window_rounds && !HasFailure(); ++round)
     {
         Library library;
         show_windows(library);
-        g_threadsEnd = round == 0;
-        library.unload();
-        EXPECT_EQ(g_givenUp, 0);
-        EXPECT_FALSE(Library::is_loaded());
-        EXPECT_EQ(test::debug_windows(), 0);
+        g_threadsMeet = round == 0;
+        if (g_threadsMeet)
+            start_threads_before();
+        expect_no_wait(library);
     }
-    EXPECT_EQ(WaitForSingleObject(g_endsByItself, 10'000), WAIT_OBJECT_0);
-    CloseHandle(g_endsByItself);
-    EXPECT_TRUE(test::comes_true([&] { return test::threads_here() == threads; }));
+    for (const HANDLE thread : {g_begins, g_ends, g_terminated})
+    {
+        EXPECT_EQ(WaitForSingleObject(thread, 10'000), WAIT_OBJECT_0);
+        CloseHandle(thread);
+    }
+    EXPECT_TRUE(g_begun);
+    expect_no_thread_left();
+}
+
+TEST_F(WindowUnload, WaitsForNoThreadThatHasNotBegun)
+{
+    Library library;
+    g_plainStarts = 1; // the window's own
+    g_start = Start::held;
+    show_windows(library);
+    g_start = Start::plain;
+    expect_no_wait(library);
+    expect_no_thread_left();
+}
+
+TEST_F(WindowUnload, WaitsForNoWindowThatIsBeingMade)
+{
+    Library library;
+    show_windows(library);
+    EXPECT_TRUE(reaches_window("first"));
+    g_start = Start::in_unload;
+    OutputDebugStringA("|wndid:4| \tsecond");
+    g_isStarting.wait(false);
+    g_start = Start::plain; // it has looked already
+    expect_no_wait(library);
+    expect_no_thread_left();
 }
 
 TEST(Unload, AForkAfterItCallsNothingOfTheLibrary)

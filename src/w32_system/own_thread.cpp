@@ -1,0 +1,87 @@
+#include "own_thread.h"
+
+#include <algorithm>
+
+#include <process.h>
+
+#include "frame.h"
+
+namespace
+{
+
+enum Stage : uint32_t
+{
+    thread_starts = 0,
+    thread_is_refused,
+    thread_runs,
+    thread_leaves, // in the library's code for some instructions more
+};
+
+bool Move(QvThreadStage& stage, uint32_t from, uint32_t to)
+{
+    return stage.compare_exchange_strong(from, to);
+}
+
+// False if the thread may still run. A wait that fails says nothing about the thread, which is
+// asked itself then.
+bool AwaitThreadEnd(HANDLE thread, DWORD limit)
+{
+    constexpr DWORD interval = 10; // ms between the looks
+    const DWORD result = WaitForSingleObject(thread, limit);
+    if (result != WAIT_FAILED)
+        return result == WAIT_OBJECT_0;
+    DWORD code = STILL_ACTIVE;
+    for (DWORD waited = 0;
+         GetExitCodeThread(thread, &code) && code == STILL_ACTIVE && waited < limit;
+         waited += interval)
+        Sleep(interval);
+    return code != STILL_ACTIVE;
+}
+
+} // namespace
+
+HANDLE QvStartThread(unsigned(__stdcall* procedure)(void*), void* argument, uint32_t& id,
+                     QvThreadStage& stage)
+{
+    stage = thread_starts;
+    unsigned threadId = 0;
+    const uintptr_t thread = _beginthreadex(nullptr, 0, procedure, argument, 0, &threadId);
+    id = threadId;
+    return reinterpret_cast<HANDLE>(thread);
+}
+
+bool QvBeginThread(QvThreadStage& stage)
+{
+    return Move(stage, thread_starts, thread_runs);
+}
+
+bool QvRefuseThread(QvThreadStage& stage)
+{
+    return Move(stage, thread_starts, thread_is_refused);
+}
+
+void QvLeaveThread(QvThreadStage& stage)
+{
+    stage = thread_leaves; // first: whoever detaches later sees one or the other
+    if (QvIsDetaching())
+        TerminateThread(GetCurrentThread(), 0);
+}
+
+void QvEndThread(HANDLE thread, QvThreadStage& stage, DWORD limit, DWORD exitCode)
+{
+    constexpr DWORD termination_limit = 1000; // ms; the end itself takes none
+    constexpr DWORD last_steps_limit = 5;     // ms, of a few instructions outside the loader's lock
+    DWORD patience = limit;
+    if (QvIsDetaching())
+    {
+        QvRefuseThread(stage);
+        if (stage != thread_runs)
+            patience = std::min(limit, last_steps_limit);
+    }
+    if (!AwaitThreadEnd(thread, patience))
+    {
+        TerminateThread(thread, exitCode);
+        AwaitThreadEnd(thread, termination_limit);
+    }
+    CloseHandle(thread);
+}
