@@ -4,8 +4,11 @@
 #include <atomic>
 #include <ctime>
 #include <filesystem>
+#include <optional>
 #include <regex>
 #include <thread>
+
+#include "support/machine_settings.h"
 
 #ifdef _WIN32
 #include <shlobj.h>
@@ -17,6 +20,13 @@ namespace fs = std::filesystem;
 
 namespace test
 {
+
+namespace
+{
+
+std::optional<MachineSettings> s_settings; // those that this test has changed
+
+} // namespace
 
 std::string log_folder()
 {
@@ -81,10 +91,9 @@ std::string log_content()
 
 void set_log_setting(const wchar_t* name, DWORD value)
 {
-    HKEY key = nullptr;
-    RegCreateKeyW(HKEY_LOCAL_MACHINE, L"Software\\Quorvane\\Misc\\LogFile", &key);
-    RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
-    RegCloseKey(key);
+    if (!s_settings)
+        s_settings.emplace(L"Software\\Quorvane\\Misc\\LogFile");
+    s_settings->set(utf8(name), value);
 }
 
 #ifndef _WIN32
@@ -136,9 +145,7 @@ FreshLog::~FreshLog()
 #endif
     CQvLogFile::CloseLog();
     CQvLogFile::SetMaxLogMessageLength(512);
-    set_log_setting(L"LogPerSession_4", 1);
-    set_log_setting(L"MaxLogMBytes", 0);
-    set_log_setting(L"MaxLogDays", 10);
+    s_settings.reset();
     QV_SetTraceOptions(QV_DIAG_DEBUGGER | QV_DIAG_LOGFILE);
     QV_SetFailifOptions(QV_DIAG_LOGFILE);
 }

@@ -42,7 +42,8 @@ void start_log();
 // The content of the current file without session headers and their stamps.
 std::string log_content();
 
-// Stores a REG_DWORD of the log's settings for the next instances.
+// Stores a REG_DWORD of the log's settings for the next instances. It lasts to the end of the test
+// with a FreshLog, or of the program.
 void set_log_setting(const wchar_t* name, DWORD value);
 
 #ifndef _WIN32

@@ -1,6 +1,7 @@
 
 #include "support/test.h"
 
+#include "support/machine_settings.h"
 #include "support/wide_text.h"
 #include <plinth_w32_system.h>
 
@@ -60,18 +61,14 @@ TEST(Identity, TellsTheBuildAndItsModules)
         << "the system's failure is not passed on";
 }
 
-void set_registry(DWORD number)
+struct LocalOption : testing::Test
 {
-    HKEY key = nullptr;
-    ASSERT_EQ(RegCreateKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvane\\Misc", &key),
-              static_cast<LONG>(ERROR_SUCCESS));
-    RegSetValueExW(key, L"LocalOptions", 0, REG_DWORD, reinterpret_cast<BYTE*>(&number),
-                   sizeof number);
-    RegCloseKey(key);
-}
+    void set_registry(DWORD number) { m_settings.set("LocalOptions", number); }
+    test::MachineSettings m_settings{L"SOFTWARE\\Quorvane\\Misc"};
+};
 
 // Each one in a process of its own: the first answer is kept.
-TEST(LocalOption, IsReadOnceAndOnlyOneCounts)
+TEST_F(LocalOption, IsReadOnceAndOnlyOneCounts)
 {
     set_registry(2);
     EXPECT_FALSE(QV_IsLocalOption(nullptr));
@@ -81,7 +78,7 @@ TEST(LocalOption, IsReadOnceAndOnlyOneCounts)
     EXPECT_TRUE(QV_IsLocalOption(nullptr));
 }
 
-TEST(LocalOption, ComesFromTheRegistryUnlessItIsSet)
+TEST_F(LocalOption, ComesFromTheRegistryUnlessItIsSet)
 {
     set_registry(1);
     EXPECT_TRUE(QV_IsLocalOption(nullptr));

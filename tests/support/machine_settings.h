@@ -1,0 +1,32 @@
+// Settings of the machine, as tests change them. On Linux the machine is the test's own. On Windows
+// it is a real one, which gets back what it had.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include <windows.h>
+
+namespace test
+{
+
+// REG_DWORD values of one key below HKEY_LOCAL_MACHINE. At its end each value that was set is as it
+// was before the first time, or is removed if there was none.
+class MachineSettings
+{
+public:
+    explicit MachineSettings(const wchar_t* key) : m_key(key) {}
+    MachineSettings(const MachineSettings&) = delete;
+    MachineSettings& operator=(const MachineSettings&) = delete;
+    ~MachineSettings();
+
+    // The test fails if it can't be stored: on Windows that takes an administrator.
+    void set(const std::string& name, DWORD value);
+
+private:
+    const wchar_t* const m_key;
+    std::map<std::string, std::optional<DWORD>> m_before;
+};
+
+} // namespace test
