@@ -1,5 +1,5 @@
-// Where the fields of the interface's structures are. Programs that were compiled against an earlier
-// header rely on it, so a field that moves must not go unnoticed. The same on all systems.
+// Where the fields of the interface's structures are. Programs that were compiled against an
+// earlier header rely on it, so a field that moves must not go unnoticed. The same on all systems.
 #include <cstddef>
 #include <vector>
 

@@ -19,8 +19,8 @@
 
 #include <windows.h>
 
-// How far a thread is: 0 until it has begun, then private to own_thread.cpp. It outlives the thread,
-// and belongs to whoever ends the thread.
+// How far a thread is: 0 until it has begun, then private to own_thread.cpp. It outlives the
+// thread, and belongs to whoever ends the thread.
 using QvThreadStage = std::atomic<uint32_t>;
 
 // Null if the system has no thread. procedure: calls QvBeginThread first and QvLeaveThread last.

@@ -13,8 +13,8 @@ namespace
 std::optional<DWORD> read(HKEY key, const std::string& name)
 {
     DWORD type = 0, value = 0, size = sizeof value;
-    const LONG status = RegQueryValueExW(key, Wide(name), nullptr, &type,
-                                         reinterpret_cast<BYTE*>(&value), &size);
+    const LONG status =
+        RegQueryValueExW(key, Wide(name), nullptr, &type, reinterpret_cast<BYTE*>(&value), &size);
     return status == ERROR_SUCCESS && type == REG_DWORD ? std::optional(value) : std::nullopt;
 }
 

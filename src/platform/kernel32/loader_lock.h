@@ -1,6 +1,6 @@
 // The loader's lock, as far as threads meet it: none can begin or end while another one is in
-// FreeLibrary, whose modules run their code then. A module that waits there for a thread to begin or
-// end waits in vain, here as on the system. TerminateThread ends a thread all the same.
+// FreeLibrary, whose modules run their code then. A module that waits there for a thread to begin
+// or end waits in vain, here as on the system. TerminateThread ends a thread all the same.
 #pragma once
 
 namespace platform

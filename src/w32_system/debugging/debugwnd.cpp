@@ -57,7 +57,7 @@ CDebugFramework::CDebugFramework(bool bQuiet)
 void CDebugFramework::StartThreads(const char* sourceFile)
 {
     m_bListenerRun = true;
-    m_ListenerThread = 
+    m_ListenerThread =
         QvStartThread(QvFrameworkThreads::Listen, this, m_uListenerThreadId, m_ListenerStage);
     if (!m_ListenerThread)
         DiagAssertW(0, L"m_ListenerThread == NULL", L"ListenerThread service failure", sourceFile,

@@ -164,15 +164,14 @@ void QvAsyncDispatcher::Leave(QvAsyncWorker* worker)
 // Under m_lock.
 void QvAsyncDispatcher::CloseEnded()
 {
-    std::erase_if(
-        m_left,
-        [](const QvAsyncThread& thread)
-        {
-            if (WaitForSingleObject(thread.handle, 0) != WAIT_OBJECT_0)
-                return false;
-            CloseHandle(thread.handle);
-            return true;
-        });
+    std::erase_if(m_left,
+                  [](const QvAsyncThread& thread)
+                  {
+                      if (WaitForSingleObject(thread.handle, 0) != WAIT_OBJECT_0)
+                          return false;
+                      CloseHandle(thread.handle);
+                      return true;
+                  });
 }
 
 // Under m_lock. A thread that hasn't begun when the library is unloaded can't any more.

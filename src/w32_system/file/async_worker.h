@@ -53,7 +53,8 @@ struct QvAsyncWorker
     bool Run();            // from its start to its end; false in a child that a callback forked
     QvAsyncPass RunStep(); // one step of the front request
 
-    // One element. It goes to the dispatcher when the worker leaves, so that making room can't fail.
+    // One element. It goes to the dispatcher when the worker leaves, so that making room can't
+    // fail.
     std::list<QvAsyncThread> thread{1};
     // Guards idleChecks, state and queue, and is held during a whole step with its callback. Comes
     // after the module lock. state changes under both locks: either is enough to read it.

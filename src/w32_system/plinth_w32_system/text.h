@@ -42,6 +42,7 @@ extern "C"
     //
     // size: of text, in characters, terminator included. format: true for the user's decimal
     // separator, negative form and leading zero, never grouped; false for a dot and a minus sign.
+    // On Windows the user's form takes 9 decimals at most: a number with more keeps the dot there.
     // Formatted, trim false keeps decimals that are zero, and minDecimals, if trim is true, is how
     // many of them stay. QV_DoubleToString trims, formats, and has no minDecimals.
     //

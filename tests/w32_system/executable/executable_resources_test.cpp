@@ -12,8 +12,9 @@ TEST(ExecutableResources, NameTheFolderAndTheCharacterSetOfTheLog)
 {
     QV_Log(L"a line\r\n");
     const std::string path = test::utf8(CQvLogFile::GetLogFilename());
-    EXPECT_NE(path.find("\\ProgramData\\plinth-tests\\w32_system_executable_tests ö\\Logfiles\\qvapp_"),
-              std::string::npos)
+    EXPECT_NE(
+        path.find("\\ProgramData\\plinth-tests\\w32_system_executable_tests ö\\Logfiles\\qvapp_"),
+        std::string::npos)
         << path;
     EXPECT_NE(test::read_file(test::native_form(test::Wide(path)))
                   .find(std::string("a\0 \0l\0i\0n\0e", 11)),

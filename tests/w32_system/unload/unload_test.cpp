@@ -158,7 +158,7 @@ std::atomic<bool> g_begun{false};
 HANDLE g_begins = nullptr;
 HANDLE g_ends = nullptr;       // has begun before
 HANDLE g_terminated = nullptr; // likewise
-std::atomic<int> g_wait{0}; // threads that have begun before and wait
+std::atomic<int> g_wait{0};    // threads that have begun before and wait
 std::atomic<bool> g_mayEnd{false};
 
 // What the next threads that the library starts meet.
