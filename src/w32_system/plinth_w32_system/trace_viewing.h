@@ -101,8 +101,9 @@ public:
 //
 // A module that has one of its own ends it before FreeLibrary, not in its DllMain or in a static
 // destructor: threads can't end while a module is unloaded, so each of this object's would be
-// waited for in vain for 3,000 ms and then terminated. (The one of DiagOutputWnd goes with this
-// library at once.)
+// waited for in vain for 3,000 ms and then terminated. None is made there either: threads can't
+// begin, and the constructor would wait for its window for ever. (The one of DiagOutputWnd goes
+// with this library at once.)
 class QV_API CDebugFramework
 {
 public:
