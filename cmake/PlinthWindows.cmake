@@ -13,7 +13,7 @@ function(plinth_windows_file target description)
   if(type STREQUAL "SHARED_LIBRARY")
     set(kind 2)
   endif()
-  string(REPLACE "." "," numbers ${PROJECT_VERSION})
+  string(REPLACE "." "," numbers ${plinth_VERSION})
   set(script ${CMAKE_CURRENT_BINARY_DIR}/${target}_version.rc)
   # 1200 is the number of UTF-16, 0x409 American English.
   file(GENERATE OUTPUT ${script} CONTENT "LANGUAGE 0, 0
@@ -29,11 +29,11 @@ FILETYPE ${kind}
     {
       VALUE \"CompanyName\", \"The plinth maintainers\"
       VALUE \"FileDescription\", \"${description}\"
-      VALUE \"FileVersion\", \"${PROJECT_VERSION}\"
+      VALUE \"FileVersion\", \"${plinth_VERSION}\"
       VALUE \"InternalName\", \"${target}\"
       VALUE \"OriginalFilename\", \"$<TARGET_FILE_NAME:${target}>\"
       VALUE \"ProductName\", \"plinth\"
-      VALUE \"ProductVersion\", \"${PROJECT_VERSION}\"
+      VALUE \"ProductVersion\", \"${plinth_VERSION}\"
     }
   }
   BLOCK \"VarFileInfo\"

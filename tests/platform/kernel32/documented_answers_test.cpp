@@ -96,7 +96,8 @@ TEST(DocumentedAnswers, OfTheTextsOfErrors)
     { return FormatMessageW(flags, nullptr, error, 0, to, size, nullptr); };
     const DWORD length = format(system, ERROR_ACCESS_DENIED, text, 256);
     EXPECT_TRUE(test::utf8(text).ends_with(".\r\n"));
-    check({{"the characters without the terminator", static_cast<DWORD>(wcslen(text)), length},
+    check({{"the characters without the terminator", static_cast<DWORD>(test::utf8(text).size()),
+            length},
            {"made", format(system | FORMAT_MESSAGE_ALLOCATE_BUFFER, 5, place, 0), length},
            {"exact room", format(system, 5, text, length + 1), length},
            {"no room", error_of(format(system, 5, text, length)), ERROR_INSUFFICIENT_BUFFER},
@@ -135,7 +136,8 @@ TEST(DocumentedAnswers, OfMappings)
     check({{"nothing of an empty file", map(empty, PAGE_READONLY, 0), ERROR_FILE_INVALID},
            {"writing what is open to be read", map(reader, PAGE_READWRITE, 0), ERROR_ACCESS_DENIED},
            {"memory of no size", map(INVALID_HANDLE_VALUE, PAGE_READWRITE, 0), 87},
-           {"a name of another kind", map(reader, PAGE_READONLY, 0, L"a name that is taken"),
+           {"a name of another kind",
+            map(INVALID_HANDLE_VALUE, PAGE_READWRITE, 9, L"a name that is taken"),
             ERROR_INVALID_HANDLE},
            {"a file", map(reader, PAGE_READONLY, 0), 0}});
     const Handle first(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, 4, 0, 9, L"twice"));
@@ -151,7 +153,7 @@ BOOL CALLBACK stop(HMODULE, LPCWSTR, LPCWSTR, WORD, LONG_PTR)
 
 TEST(DocumentedAnswers, OfListingAndChangingResources)
 {
-    const HMODULE module = LoadLibraryExW(test::windows_form(test::module_path("plain64.dll")),
+    const HMODULE module = LoadLibraryExW(test::windows_form(test::module_path("module64.dll")),
                                           nullptr, LOAD_LIBRARY_AS_DATAFILE);
     ASSERT_NE(module, nullptr);
     const LPCWSTR raw = MAKEINTRESOURCEW(10);
@@ -162,19 +164,29 @@ TEST(DocumentedAnswers, OfListingAndChangingResources)
     char byte = 0;
     const auto change = [&](HANDLE update)
     { return error_of(UpdateResourceW(update, raw, MAKEINTRESOURCEW(1), 0, &byte, 1)); };
-    check({{"no such type", list(L"NONE", MAKEINTRESOURCEW(1), stop), 1813},
+    const HMODULE plain = LoadLibraryExW(test::windows_form(test::module_path("plain64.dll")),
+                                         nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    check({{"a module without any", error_of(EnumResourceLanguagesW(plain, raw, raw, stop, 0)),
+            ERROR_RESOURCE_DATA_NOT_FOUND},
+           {"no such type", list(L"NONE", MAKEINTRESOURCEW(1), stop), 1813},
            {"no such name", list(raw, L"NONE", stop), ERROR_RESOURCE_NAME_NOT_FOUND},
            {"no function", list(raw, MAKEINTRESOURCEW(1), nullptr), ERROR_INVALID_PARAMETER},
            {"change by null", change(nullptr), ERROR_INVALID_HANDLE},
            {"by what has been closed", change(stale), ERROR_INVALID_HANDLE},
            {"by an event", change(event), ERROR_INVALID_HANDLE}});
+    FreeLibrary(plain);
     FreeLibrary(module);
 }
 
 TEST(DocumentedAnswers, OfMessagesWithALimit)
 {
-    const HWND window =
-        CreateWindowExW(0, L"STATIC", L"title", 0, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+    WNDCLASSEXW described = {};
+    described.cbSize = sizeof described;
+    described.lpfnWndProc = DefWindowProcW;
+    described.lpszClassName = L"documented answers";
+    ASSERT_NE(RegisterClassExW(&described), 0);
+    const HWND window = CreateWindowExW(0, described.lpszClassName, L"title", 0, 0, 0, 1, 1,
+                                        nullptr, nullptr, nullptr, nullptr);
     ASSERT_NE(window, nullptr);
     DWORD_PTR length = 0;
     const auto send = [&](HWND to, DWORD_PTR* result)
