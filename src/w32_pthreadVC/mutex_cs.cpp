@@ -7,6 +7,9 @@
 #include <cerrno>
 #include <new>
 
+#include <sched.h>
+
+#include "../platform/system/lock_wait.h"
 #include "at_fork.h"
 #include "plinth_w32_pthreadVC.h"
 
@@ -99,6 +102,18 @@ template <int (*call)(pthread_mutex_t*)> int Take(pthread_mutexCS_t* handle)
     return EINVAL;
 }
 
+// The log's threads wait for one that writes.
+int LockLooking(pthread_mutex_t* mutex)
+{
+    int result = EBUSY;
+    const auto attempt = [mutex, &result]
+    {
+        result = pthread_mutex_trylock(mutex);
+        return result != EBUSY;
+    };
+    return platform::taken_by_looking(attempt, sched_yield) ? result : pthread_mutex_lock(mutex);
+}
+
 } // namespace
 
 void LockFreeList()
@@ -139,7 +154,7 @@ extern "C" int pthread_mutexCS_destroy(pthread_mutexCS_t* lock)
 
 extern "C" int pthread_mutexCS_lock(pthread_mutexCS_t* lock)
 {
-    return Take<pthread_mutex_lock>(lock);
+    return Take<LockLooking>(lock);
 }
 
 extern "C" int pthread_mutexCS_trylock(pthread_mutexCS_t* lock)
