@@ -32,8 +32,8 @@ inline void relax(int times)
 // True as soon as an attempt is true; false after about 0.3 ms, when the caller should sleep.
 template <class Attempt, class Yield> bool taken_by_looking(Attempt attempt, Yield yield)
 {
-    constexpr int longest_pause = 256; // about 6 us
-    constexpr int rare_looks = 50;
+    constexpr int longest_pause = 128; // about 3 us
+    constexpr int rare_looks = 80;
     for (int pause = 1; pause < longest_pause; pause *= 2)
     {
         if (attempt())
