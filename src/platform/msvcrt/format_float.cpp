@@ -75,6 +75,18 @@ size_t form_general_alternate(FloatText& result, double value, int precision)
     return form(result, value, std::chars_format::fixed, precision - 1 - exponent);
 }
 
+size_t form_exactly(FloatText& result, double value, char style, int precision, bool alternate)
+{
+    if (style == 'g' && alternate && result.finite)
+        return form_general_alternate(result, value, precision);
+    return form(result, value,
+                style == 'e'   ? std::chars_format::scientific
+                : style == 'f' ? std::chars_format::fixed
+                : style == 'g' ? std::chars_format::general
+                               : std::chars_format::hex,
+                precision);
+}
+
 } // namespace
 
 void form_float(double value, char letter, int precision, bool alternate, FloatText& result)
@@ -96,17 +108,8 @@ void form_float(double value, char letter, int precision, bool alternate, FloatT
     }
 
     result.length = style == 'f' ? form_ordinary(result, value, precision) : 0;
-    if (result.length != 0)
-        ; // done
-    else if (style == 'g' && alternate && result.finite)
-        result.length = form_general_alternate(result, value, precision);
-    else
-        result.length = form(result, value,
-                             style == 'e'   ? std::chars_format::scientific
-                             : style == 'f' ? std::chars_format::fixed
-                             : style == 'g' ? std::chars_format::general
-                                            : std::chars_format::hex,
-                             precision);
+    if (result.length == 0)
+        result.length = form_exactly(result, value, style, precision, alternate);
 
     char* const end = result.text + result.length;
     char* const exponent =
