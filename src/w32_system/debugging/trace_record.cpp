@@ -23,7 +23,6 @@
 #include "flag_lock.h"
 #include "frame.h"
 #include "logfile_internal.h"
-#include "trace_location.h"
 #include "trace_lock.h"
 
 namespace
@@ -353,11 +352,10 @@ void QvTraceRecord::TakeWindowId(const wchar_t* text)
 
 void QvTraceRecord::PutLocation(bool file, bool line)
 {
-    wchar_t name[qv_location_limit];
     int32_t number = 0;
-    QvTraceLocation(name, number);
+    QvTraceLocation(m_location, number);
     if (file)
-        Put(name);
+        Put(m_location);
     if (file && line)
         Put(L" : ");
     if (line)

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "trace_location.h"
+
 // Characters of formatted text, terminator included, that a record has room for on its thread's
 // stack.
 inline constexpr size_t qv_short_text = 2048;
@@ -66,6 +68,7 @@ private:
     wchar_t m_threadDigits[16] = {};
     size_t m_position = 0; // of the next character of the record
     wchar_t m_appName[app_name_limit] = {};
+    wchar_t m_location[qv_location_limit] = {}; // while it is put
     wchar_t m_text[text_limit + room_behind] = {};
     wchar_t m_record[record_limit + room_behind] = {};
 };

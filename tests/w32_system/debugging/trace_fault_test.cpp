@@ -3,12 +3,16 @@
 //
 // The counter of allocations replaces the C library's allocator for this program, so it sees the
 // libraries' allocations too.
+#include <algorithm>
 #include <atomic>
+#include <climits>
 #include <cstdlib>
 #include <fstream>
 #include <regex>
 #include <thread>
+#include <vector>
 
+#include <pthread.h>
 #include <semaphore.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -64,6 +68,28 @@ TEST(TraceAllocations, NoneAfterTheFirstRecordWithAListenerOrWithout)
     const int before = s_arrived;
     EXPECT_EQ(allocations(), 1);
     EXPECT_TRUE(test::comes_true([=] { return s_arrived >= before + 200; })) << "two of each round";
+}
+
+// How much of a large stack it touches is looked at afterwards, so that too much ends no process.
+TEST(TraceStack, ARecordHasRoomInTheSmallestThread)
+{
+    std::vector<unsigned char> stack(256 * 1024, 0xA5);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstack(&attributes, stack.data(), stack.size());
+    DiagOutputExW(L"first");
+    const auto trace = [](void*) -> void*
+    {
+        DiagOutputExW(L"|srcid| |thrid| |absdt| %.2f %e %s %hs", 1.5, 1e300, L"wide", "narrow");
+        return nullptr;
+    };
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, &attributes, trace, nullptr), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+    const auto untouched =
+        std::find_if(stack.begin(), stack.end(), [](unsigned char byte) { return byte != 0xA5; });
+    EXPECT_LT(stack.end() - untouched, PTHREAD_STACK_MIN);
 }
 
 #endif
