@@ -92,8 +92,9 @@ std::string Curve::markdown() const
     for (const Column& column : m_columns)
         all += std::string(" ") + column.heading + " |";
     all += "\n|";
+    const bool named = !m_rows.empty() && !m_rows.front().name.empty();
     for (size_t column = 0; column < m_columns.size(); ++column)
-        all += "---:|";
+        all += column == 0 && named ? "---|" : "---:|";
     all += '\n';
     for (size_t row = 0; row < m_rows.size(); ++row)
     {
