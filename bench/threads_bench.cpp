@@ -30,7 +30,7 @@ template <class Each> void on_all_threads(benchmark::State& state, Each each)
 {
     const auto threads = static_cast<size_t>(state.range(0));
     const int share = records / static_cast<int>(threads);
-    double all = 0; // ns
+    load::Series each_run; // ns a record
     for (auto _ : state)
     {
         const double took = load::on_threads(threads,
@@ -39,10 +39,10 @@ template <class Each> void on_all_threads(benchmark::State& state, Each each)
                                                  for (int i = 0; i < share; ++i)
                                                      each(i * step, i & 1023);
                                              });
-        all += took;
+        each_run.add(took / records);
         state.SetIterationTime(took / 1e9);
     }
-    state.counters["ns"] = all / (static_cast<double>(state.iterations()) * records);
+    state.counters["ns"] = each_run.median();
 }
 
 void trace(benchmark::State& state)
