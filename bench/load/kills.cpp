@@ -85,6 +85,22 @@ pid_t start_child(const std::string& kind, const std::string& folder)
     return child;
 }
 
+// Whether the line has a whole record: its number, and the thread that wrote it.
+bool is_record(const std::string& line, size_t& number, size_t& writer)
+{
+    const size_t at = line.find("document ");
+    unsigned found = 0;
+    unsigned of = 0;
+    char after = 0;
+    if (at == std::string::npos ||
+        std::sscanf(line.c_str() + at, "document %u of %u%c", &found, &of, &after) != 3 ||
+        after != ' ' || of == 0 || of > writers)
+        return false;
+    number = found;
+    writer = of - 1;
+    return true;
+}
+
 // How many of the confirmed records are in no file of the folder.
 unsigned count_lost(const std::string& folder, const Confirmed& confirmed)
 {
@@ -98,15 +114,10 @@ unsigned count_lost(const std::string& folder, const Confirmed& confirmed)
         std::ifstream lines(entry.path());
         for (std::string line; std::getline(lines, line);)
         {
-            const size_t at = line.find("document ");
-            unsigned number = 0;
-            unsigned writer = 0;
-            char after = 0;
-            if (at != std::string::npos &&
-                std::sscanf(line.c_str() + at, "document %u of %u%c", &number, &writer, &after) ==
-                    3 &&
-                after == ' ' && writer - 1 < writers && number < found[writer - 1].size())
-                found[writer - 1][number] = true;
+            size_t number = 0;
+            size_t writer = 0;
+            if (is_record(line, number, writer) && number < found[writer].size())
+                found[writer][number] = true;
         }
     }
     unsigned lost = 0;
@@ -129,12 +140,15 @@ void kill_once(const LoggerKind& kind, unsigned after, Kills& kills)
     {
         const Counters counters(folder + "/counters");
         const pid_t child = start_child(kind.name, folder);
-        int status = 0;
-        while (counters.sum() < after && waitpid(child, &status, WNOHANG) == 0)
+        bool ended = false; // by itself
+        while (counters.sum() < after && !ended)
+        {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            ended = waitpid(child, nullptr, WNOHANG) != 0;
+        }
+        require(!ended, "the child that logs");
         kill(child, SIGKILL);
-        waitpid(child, &status, 0);
-        require(counters.sum() >= after, "the child that logs");
+        waitpid(child, nullptr, 0);
         const unsigned lost = count_lost(folder, *counters);
         kills.confirmed += counters.sum();
         kills.lost += lost;
