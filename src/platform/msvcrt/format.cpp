@@ -175,17 +175,6 @@ template <class Char> Size take_size(const Char*& at, bool of_runtime)
     }
 }
 
-// Up to the next directive, or to the format's end.
-size_t length_of_plain(const wchar_t* at)
-{
-    return wide_length_before(at, L'%', SIZE_MAX);
-}
-
-size_t length_of_plain(const char* at)
-{
-    return std::strcspn(at, "%");
-}
-
 // Reads a directive behind its '%'. The letter is 0 at the end of the format, or if what stands
 // there can't be one: it is shown as the text that it is.
 template <class Char> Conversion take_conversion(const Char*& at, Arguments& arguments)
@@ -591,9 +580,10 @@ size_t format_text(Char* buffer, size_t capacity, const Char* format, va_list li
     va_copy(arguments.list, list);
     for (const Char* at = format; *at;)
     {
-        const size_t plain = length_of_plain(at);
-        sink.text(at, plain);
-        at += plain;
+        const Char* run = at;
+        while (*at && *at != '%')
+            ++at;
+        sink.text(run, static_cast<size_t>(at - run));
         if (!*at)
             break;
         ++at;

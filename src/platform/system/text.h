@@ -14,8 +14,6 @@ namespace platform
 // Length of a 16-bit text without its terminator, and at most the limit.
 size_t wide_length(const wchar_t* text);
 size_t wide_length_within(const wchar_t* text, size_t limit);
-// The same, and no farther than to the first character that stops.
-size_t wide_length_before(const wchar_t* text, wchar_t stop, size_t limit);
 
 // Each gives the units that the whole result has (no terminator counted or written), and writes at
 // most capacity of them; a null target with capacity 0 asks for the length. A character is never

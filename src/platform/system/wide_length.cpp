@@ -30,27 +30,26 @@ namespace
 
 constexpr size_t block_size = sizeof(__m128i);
 
-// A bit for each byte of the block that belongs to a character of zero, or to the one that stops.
-unsigned ends(const char* block, __m128i stops)
+// A bit for each byte of the block that belongs to a character of zero.
+unsigned zeros(const char* block)
 {
     const __m128i characters = _mm_load_si128(reinterpret_cast<const __m128i*>(block));
-    return static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(
-        _mm_cmpeq_epi16(characters, _mm_setzero_si128()), _mm_cmpeq_epi16(characters, stops))));
+    return static_cast<unsigned>(
+        _mm_movemask_epi8(_mm_cmpeq_epi16(characters, _mm_setzero_si128())));
 }
 
-size_t blockwise(const wchar_t* text, size_t limit, wchar_t stop)
+size_t blockwise(const wchar_t* text, size_t limit)
 {
-    const __m128i stops = _mm_set1_epi16(static_cast<short>(stop));
     const auto* const bytes = reinterpret_cast<const char*>(text);
     const size_t before = reinterpret_cast<uintptr_t>(text) % block_size;
     const char* block = bytes - before;
-    unsigned found = ends(block, stops) >> before << before;
+    unsigned found = zeros(block) >> before << before;
     while (found == 0)
     {
         block += block_size;
         if (static_cast<size_t>(block - bytes) / sizeof *text >= limit)
             return limit;
-        found = ends(block, stops);
+        found = zeros(block);
     }
     const char* const end = block + __builtin_ctz(found);
     return std::min(limit, static_cast<size_t>(end - bytes) / sizeof *text);
@@ -67,19 +66,14 @@ size_t wide_length(const wchar_t* text)
 
 size_t wide_length_within(const wchar_t* text, size_t limit)
 {
-    return wide_length_before(text, L'\0', limit);
-}
-
-size_t wide_length_before(const wchar_t* text, wchar_t stop, size_t limit)
-{
     if (limit == 0)
         return 0;
 #ifdef PLINTH_BLOCKWISE
     if (reinterpret_cast<uintptr_t>(text) % sizeof *text == 0) [[likely]]
-        return blockwise(text, limit, stop);
+        return blockwise(text, limit);
 #endif
     size_t length = 0;
-    while (length < limit && text[length] && text[length] != stop)
+    while (length < limit && text[length])
         ++length;
     return length;
 }
