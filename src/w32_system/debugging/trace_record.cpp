@@ -100,8 +100,9 @@ bool StartsWith(const wchar_t* text, const wchar_t (&tag)[tag_length + 1])
 }
 
 // The place of the next bar, or of the text's end: an argument may have put a character of zero
-// before the end that is given. In blocks, which the compiler turns into few instructions: a text
-// of 55 characters takes 120 of them, and 350 with one character at a time.
+// before the end that is given. In blocks, which the compiler turns into few instructions:
+// replacing the tags of a text of 55 characters takes 230 of them, and 370 with one character at a
+// time.
 const wchar_t* EndOfPlain(const wchar_t* at, const wchar_t* end)
 {
     constexpr ptrdiff_t block_size = 16;
