@@ -75,6 +75,7 @@ if(PLINTH_BUILD_BENCH AND NOT WIN32)
   plinth_need("the benchmark library, for the benchmarks" libbenchmark-dev benchmark_FOUND)
   find_package(spdlog QUIET) # the peer of some rows
   plinth_need("spdlog, for the benchmarks" libspdlog-dev spdlog_FOUND)
+  find_package(glog QUIET) # a peer of scripts/load; plinth_load is left out without it
 endif()
 
 # The desktop plug-in. Windows has a desktop of its own, and the fuzz targets show no windows.

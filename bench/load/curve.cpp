@@ -9,6 +9,16 @@
 namespace load
 {
 
+namespace
+{
+
+std::string quoted(const std::string& text)
+{
+    return text.find(',') == std::string::npos ? text : '"' + text + '"';
+}
+
+} // namespace
+
 Curve::Curve(const char* name, const char* title, std::vector<Column> columns)
     : m_name(name), m_title(title), m_columns(std::move(columns))
 {
@@ -18,12 +28,21 @@ void Curve::add(std::vector<double> values)
 {
     if (values.size() != m_columns.size())
         throw std::logic_error(std::string(m_name) + ": a value for each column");
-    m_rows.push_back(std::move(values));
+    m_rows.push_back({"", std::move(values)});
+}
+
+void Curve::add(std::string name, std::vector<double> values)
+{
+    values.insert(values.begin(), 0.0);
+    add(std::move(values));
+    m_rows.back().name = std::move(name);
 }
 
 std::string Curve::text(size_t row, size_t column) const
 {
-    const double value = m_rows[row][column];
+    if (column == 0 && !m_rows[row].name.empty())
+        return m_rows[row].name;
+    const double value = m_rows[row].values[column];
     if (std::isnan(value))
         return "";
     char digits[64];
@@ -31,21 +50,25 @@ std::string Curve::text(size_t row, size_t column) const
     return digits;
 }
 
+// As wide as its heading and its longest value.
+int Curve::width(size_t column) const
+{
+    size_t longest = std::max<size_t>(std::string(m_columns[column].heading).size(), 9);
+    for (size_t row = 0; row < m_rows.size(); ++row)
+        longest = std::max(longest, text(row, column).size());
+    return static_cast<int>(longest);
+}
+
 void Curve::print() const
 {
     std::printf("\n%s\n", m_title);
-    for (const Column& column : m_columns)
-        std::printf("%*s ",
-                    static_cast<int>(std::max<size_t>(std::string(column.heading).size(), 9)),
-                    column.heading);
+    for (size_t column = 0; column < m_columns.size(); ++column)
+        std::printf("%*s ", width(column), m_columns[column].heading);
     std::printf("\n");
     for (size_t row = 0; row < m_rows.size(); ++row)
     {
         for (size_t column = 0; column < m_columns.size(); ++column)
-        {
-            const size_t width = std::max<size_t>(std::string(m_columns[column].heading).size(), 9);
-            std::printf("%*s ", static_cast<int>(width), text(row, column).c_str());
-        }
+            std::printf("%*s ", width(column), text(row, column).c_str());
         std::printf("\n");
     }
     std::fflush(stdout);
@@ -59,7 +82,7 @@ std::string Curve::csv() const
     all += '\n';
     for (size_t row = 0; row < m_rows.size(); ++row)
         for (size_t column = 0; column < m_columns.size(); ++column)
-            all += text(row, column) + (column + 1 < m_columns.size() ? "," : "\n");
+            all += quoted(text(row, column)) + (column + 1 < m_columns.size() ? "," : "\n");
     return all;
 }
 
@@ -69,8 +92,9 @@ std::string Curve::markdown() const
     for (const Column& column : m_columns)
         all += std::string(" ") + column.heading + " |";
     all += "\n|";
+    const bool named = !m_rows.empty() && !m_rows.front().name.empty();
     for (size_t column = 0; column < m_columns.size(); ++column)
-        all += "---:|";
+        all += column == 0 && named ? "---|" : "---:|";
     all += '\n';
     for (size_t row = 0; row < m_rows.size(); ++row)
     {

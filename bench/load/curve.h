@@ -21,6 +21,8 @@ public:
     Curve(const char* name, const char* title, std::vector<Column> columns);
 
     void add(std::vector<double> values);
+    // A row whose load is a name; a value for each other column.
+    void add(std::string name, std::vector<double> values);
 
     void print() const;
     // NAME.csv, and NAME.md with the table for a document. False if they could not be written.
@@ -28,13 +30,19 @@ public:
 
 private:
     std::string text(size_t row, size_t column) const;
+    int width(size_t column) const;
     std::string csv() const;
     std::string markdown() const;
 
     const char* m_name;
     const char* m_title;
     std::vector<Column> m_columns;
-    std::vector<std::vector<double>> m_rows;
+    struct Row
+    {
+        std::string name; // in place of the first value
+        std::vector<double> values;
+    };
+    std::vector<Row> m_rows;
 };
 
 // Measured by one source each. quick: the small loads, once, to see that it works.
@@ -43,5 +51,10 @@ std::vector<Curve> measure_folder(bool quick);
 std::vector<Curve> measure_timers(bool quick);
 std::vector<Curve> measure_transfers(bool quick);
 std::vector<Curve> measure_rows(bool quick);
+std::vector<Curve> measure_records(bool quick);
+std::vector<Curve> measure_kills(bool quick);
+
+// The process that measure_kills starts and kills: logs without an end.
+int logging_child(const std::string& kind, const std::string& folder);
 
 } // namespace load

@@ -2,6 +2,7 @@
 // curve. scripts/load runs it on an idle machine and draws the curves.
 //
 //     plinth_load [--quick] [--output FOLDER] [threads] [folder] [timers] [transfers] [rows]
+//         [records] [kills]
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -22,11 +23,11 @@ struct Part
     std::vector<load::Curve> (*measure)(bool quick);
 };
 
-constexpr Part parts[] = {{"threads", load::measure_threads},
-                          {"folder", load::measure_folder},
-                          {"timers", load::measure_timers},
-                          {"transfers", load::measure_transfers},
-                          {"rows", load::measure_rows}};
+constexpr Part parts[] = {
+    {"threads", load::measure_threads}, {"folder", load::measure_folder},
+    {"timers", load::measure_timers},   {"transfers", load::measure_transfers},
+    {"rows", load::measure_rows},       {"records", load::measure_records},
+    {"kills", load::measure_kills}};
 
 struct Options
 {
@@ -84,11 +85,13 @@ int measure(const Options& options)
 int main(int argc, char** argv)
 try
 {
+    if (argc == 4 && std::string(argv[1]) == "--logging-child")
+        return load::logging_child(argv[2], argv[3]);
     Options options;
     if (!read_options(argc, argv, options))
     {
         std::fprintf(stderr, "usage: plinth_load [--quick] [--output FOLDER] [threads] [folder] "
-                             "[timers] [transfers] [rows]\n");
+                             "[timers] [transfers] [rows] [records] [kills]\n");
         return 2;
     }
     if (!std::getenv("PLINTH_ROOT"))

@@ -7,6 +7,9 @@
 #include <cerrno>
 #include <new>
 
+#include <sched.h>
+
+#include "../platform/system/lock_wait.h"
 #include "at_fork.h"
 #include "plinth_w32_pthreadVC.h"
 
@@ -75,28 +78,55 @@ pthread_mutexCS_t Live(pthread_mutexCS_t* handle)
     return lock->live.load(std::memory_order_acquire) ? lock : nullptr;
 }
 
-// The same for a thread that is about to take the lock: makes it if need be. 0 or an error.
-int LiveForTaking(pthread_mutexCS_t* handle, pthread_mutexCS_t& lock)
+struct Found
+{
+    pthread_mutexCS_t lock;
+    int error; // or 0
+};
+
+// The same for a thread that is about to take the lock and found none: makes it if need be. Not
+// inlined, since every call would pay for it.
+[[gnu::noinline]] Found MakeLive(pthread_mutexCS_t* handle)
 {
     if (handle && IsInitialValue(std::atomic_ref(*handle).load(std::memory_order_acquire)) &&
         !MakeStatic(handle))
-        return ENOMEM;
-    lock = Live(handle);
-    return lock ? 0 : EINVAL;
+        return {nullptr, ENOMEM};
+    pthread_mutexCS_t const lock = Live(handle);
+    return {lock, lock ? 0 : EINVAL};
 }
 
 // Takes the lock by the call that is given. 0 or an error.
 // Not noexcept: the C library of Linux says so of its functions, others don't.
 template <int (*call)(pthread_mutex_t*)> int Take(pthread_mutexCS_t* handle)
 {
-    pthread_mutexCS_t live = nullptr;
-    if (const int refused = LiveForTaking(handle, live))
-        return refused;
-    const int error = call(&live->mutex);
-    if (error || live->live.load(std::memory_order_acquire))
+    Found found = {Live(handle), 0};
+    if (!found.lock) [[unlikely]]
+        found = MakeLive(handle);
+    if (found.error) [[unlikely]]
+        return found.error;
+    const int error = call(&found.lock->mutex);
+    if (error || found.lock->live.load(std::memory_order_acquire))
         return error;
-    pthread_mutex_unlock(&live->mutex); // destroyed since this thread looked
+    pthread_mutex_unlock(&found.lock->mutex); // destroyed since this thread looked
     return EINVAL;
+}
+
+// The log's threads wait for one that writes. Not inlined, since every call would pay for it.
+[[gnu::noinline]] int WaitLooking(pthread_mutex_t* mutex)
+{
+    int result = EBUSY;
+    const auto attempt = [mutex, &result]
+    {
+        result = pthread_mutex_trylock(mutex);
+        return result != EBUSY;
+    };
+    return platform::taken_by_looking(attempt, sched_yield) ? result : pthread_mutex_lock(mutex);
+}
+
+int LockLooking(pthread_mutex_t* mutex)
+{
+    const int result = pthread_mutex_trylock(mutex);
+    return result != EBUSY ? result : WaitLooking(mutex);
 }
 
 } // namespace
@@ -139,7 +169,7 @@ extern "C" int pthread_mutexCS_destroy(pthread_mutexCS_t* lock)
 
 extern "C" int pthread_mutexCS_lock(pthread_mutexCS_t* lock)
 {
-    return Take<pthread_mutex_lock>(lock);
+    return Take<LockLooking>(lock);
 }
 
 extern "C" int pthread_mutexCS_trylock(pthread_mutexCS_t* lock)

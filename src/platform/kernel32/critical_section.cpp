@@ -5,14 +5,14 @@
 #include <atomic>
 
 #include "event_state.h"
+#include "system/calls.h"
+#include "system/lock_wait.h"
 #include "windows.h"
 
 using namespace platform;
 
 namespace
 {
-
-constexpr int spins = 100;
 
 using Word = std::atomic_ref<LONG>;
 
@@ -56,12 +56,10 @@ bool try_lock(Word word)
 void lock_slowly(CRITICAL_SECTION* section)
 {
     const Word word = word_of(section);
-    for (int i = 0; i < spins; ++i)
-    {
-        if (word.load(std::memory_order_relaxed) == 0 && try_lock(word))
-            return;
-        relax();
-    }
+    const auto attempt = [word]
+    { return word.load(std::memory_order_relaxed) == 0 && try_lock(word); };
+    if (taken_by_looking(attempt, sys::sched_yield))
+        return;
     while (word.exchange(2, std::memory_order_acquire) != 0)
         futex_wait(&section->LockCount, 2, -1, false);
 }

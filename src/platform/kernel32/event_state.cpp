@@ -5,6 +5,7 @@
 
 #include "system/calls.h"
 #include "system/clock.h"
+#include "system/lock_wait.h"
 #include "winbase.h"
 
 namespace platform

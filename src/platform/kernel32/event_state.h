@@ -41,14 +41,6 @@ struct EventState
 
 static_assert(sizeof(EventState) == 12 && std::atomic<uint32_t>::is_always_lock_free);
 
-// Tells the processor that a loop only looks at memory.
-inline void relax()
-{
-#if defined(__x86_64__)
-    __builtin_ia32_pause();
-#endif
-}
-
 // The moment at which a wait of so many milliseconds ends; -1 for INFINITE.
 int64_t deadline_after(DWORD milliseconds);
 

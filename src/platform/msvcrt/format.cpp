@@ -66,8 +66,11 @@ public:
     }
     void ascii(const char* from, size_t count)
     {
-        for (size_t i = 0; i < count; ++i)
-            put(static_cast<Char>(static_cast<unsigned char>(from[i])));
+        const size_t room = m_length < m_capacity ? m_capacity - m_length : 0;
+        Char* const to = m_buffer + std::min(m_length, m_capacity);
+        for (size_t i = 0; i < std::min(count, room); ++i)
+            to[i] = static_cast<Char>(static_cast<unsigned char>(from[i]));
+        m_length += count;
     }
     size_t length() const { return m_length; }
 

@@ -45,12 +45,12 @@ extern "C" void DiagOutputExW_hlp(const char* sourceFile, int line)
 
 void QvTraceLocation(wchar_t* file, int32_t& line)
 {
-    char narrow[narrow_limit];
+    static char s_narrow[narrow_limit]; // too large for the stack of a small thread
     {
         const QvFlagGuard guard(s_lock);
-        strcpy(narrow, s_sourceFile);
+        strcpy(s_narrow, s_sourceFile);
         line = s_sourceLine;
     }
-    _snwprintf(file, qv_location_limit, L"%hs", narrow);
+    _snwprintf(file, qv_location_limit, L"%hs", s_narrow);
     file[qv_location_limit - 1] = L'\0';
 }

@@ -11,5 +11,5 @@ inline constexpr size_t qv_location_limit =
     1024; // characters of a source file, terminator included
 
 // A copy of the location, taken in one piece. The file is widened; its buffer has qv_location_limit
-// characters. Empty text and -1 before the first location.
+// characters. Empty text and -1 before the first location. Needs the trace lock.
 void QvTraceLocation(wchar_t* file, int32_t& line);

@@ -1,7 +1,8 @@
 // Trace output: the exported calls.
 //
 // A record is built, sent and logged under the trace lock, so records of several threads neither
-// interleave nor reach the destinations in different orders.
+// interleave nor reach the destinations in different orders. Only its arguments are formatted
+// before.
 #include <cstdarg>
 
 #include <windows.h>
@@ -26,11 +27,40 @@ constinit QvTraceRecord s_record; // guarded by the trace lock
 class TraceLock
 {
 public:
-    TraceLock() { EnterCriticalSection(&s_traceLock); }
+    TraceLock() = default;
     TraceLock(const TraceLock&) = delete;
     TraceLock& operator=(const TraceLock&) = delete;
-    ~TraceLock() { LeaveCriticalSection(&s_traceLock); }
+    ~TraceLock()
+    {
+        if (m_entered)
+            LeaveCriticalSection(&s_traceLock);
+    }
+    void Enter()
+    {
+        EnterCriticalSection(&s_traceLock);
+        m_entered = true;
+    }
+
+private:
+    bool m_entered = false;
 };
+
+// Formats, enters the lock and builds the record. Null if there is none to be made. A function of
+// its own, so that the text's 4 KB of stack are free again when the log is written, or opened.
+[[gnu::noinline]] const wchar_t* LockedRecord(TraceLock& lock, double now, const wchar_t* format,
+                                              va_list arguments)
+{
+    wchar_t text[qv_short_text];
+    va_list again;
+    va_copy(again, arguments);
+    const QvFormatted formatted = QvFormatShort(text, format, arguments);
+    lock.Enter();
+    // A thread may still run while the process ends; the tables are gone then.
+    const wchar_t* const record =
+        QvIsTornDown() ? nullptr : s_record.Build(now, formatted, format, again);
+    va_end(again);
+    return record;
+}
 
 } // namespace
 
@@ -38,14 +68,13 @@ extern "C" void DiagOutputExW(const wchar_t* format, ...)
 {
     const QvLastErrorKeeper keeper;
     const double now = QV_GetTimeCounter();
-    const TraceLock lock;
-    // A thread may still run while the process ends; the tables are gone then.
-    if (QvIsTornDown())
-        return;
+    TraceLock lock;
     va_list arguments;
     va_start(arguments, format);
-    const wchar_t* const record = s_record.Build(now, format, arguments);
+    const wchar_t* const record = LockedRecord(lock, now, format, arguments);
     va_end(arguments);
+    if (!record)
+        return;
     const unsigned int options = QvTraceOptions();
     if (options & QV_DIAG_DEBUGGER)
         OutputDebugStringW(record);

@@ -5,13 +5,30 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "trace_location.h"
+
+// Characters of formatted text, terminator included, that a record has room for on its thread's
+// stack.
+inline constexpr size_t qv_short_text = 2048;
+
+// A formatted text, terminated. Null if it had no room.
+struct QvFormatted
+{
+    const wchar_t* text;
+    size_t length;
+};
+
+// Formats a record's text, which needs no lock.
+QvFormatted QvFormatShort(wchar_t (&text)[qv_short_text], const wchar_t* format, va_list arguments);
+
 // The state behind all records, and the buffers that they are built in. Guarded by the trace lock.
 class QvTraceRecord
 {
 public:
-    // Builds a record at a moment of the library's clock, in milliseconds. The text is terminated
-    // and stays until the next call.
-    const wchar_t* Build(double now, const wchar_t* format, va_list arguments);
+    // Builds a record at a moment of the library's clock, in milliseconds. What QvFormatShort had
+    // no room for is formatted here. The record is terminated and stays until the next call.
+    const wchar_t* Build(double now, QvFormatted formatted, const wchar_t* format,
+                         va_list arguments);
 
     // Notes that the record that was built has gone out. May add a node for a new window id.
     void Finish();
@@ -24,6 +41,7 @@ private:
     static constexpr size_t app_name_limit = 1024;
 
     void Start(double now);
+    QvFormatted FormatLong(const wchar_t* format, va_list arguments);
     void Put(const wchar_t* text, size_t length);
     void Put(const wchar_t* text);
     void PutBackwards(const wchar_t* text, size_t length);
@@ -31,7 +49,7 @@ private:
     void PutThreadId();
     void PutInterval(double milliseconds);
     void PutRareInterval(double milliseconds);
-    void ReplaceTags();
+    void ReplaceTags(QvFormatted formatted);
     // Replaces the tag at the start of the text and gives the characters that it takes up, 0 if
     // there is no tag.
     size_t ReplaceTag(const wchar_t* text);
@@ -50,6 +68,7 @@ private:
     wchar_t m_threadDigits[16] = {};
     size_t m_position = 0; // of the next character of the record
     wchar_t m_appName[app_name_limit] = {};
+    wchar_t m_location[qv_location_limit] = {}; // while it is put
     wchar_t m_text[text_limit + room_behind] = {};
     wchar_t m_record[record_limit + room_behind] = {};
 };

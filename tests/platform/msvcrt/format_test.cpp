@@ -129,10 +129,17 @@ TEST(Format, FloatingPointDigitsAreTheCLibrarys)
         std::memcpy(&value, &bits, sizeof value);
         if (std::isfinite(value))
             values.push_back(value);
+        // Ordinary ones: ties and their neighbours, few decimals, and up to beyond what is quick.
+        const double tie = static_cast<double>(bits % 20'000) / 8;
+        values.insert(values.end(), {tie, std::nextafter(tie, 0), std::nextafter(tie, 1e9),
+                                     static_cast<double>(bits % 1'000'000) / 1000,
+                                     std::ldexp(static_cast<double>(bits >> 30), -i % 40),
+                                     1e8 + static_cast<double>(i - 150) / 200});
     }
     for (const char* directive :
-         {"%f", "%e", "%g", "%E", "%.0f", "%#.0e", "%#.3G", "%+.3f", "% .10e", "%020.3f",
-          "%-20.3g|", "%.1074f", "%.1300e", "%#.1300g", "%.13a", "%#.0A", "%+030.3a"})
+         {"%f",      "%.2f",    "%#.0f",    "%.1f",  "%e",     "%g",      "%E",
+          "%.0f",    "%#.0e",   "%#.3G",    "%+.3f", "% .10e", "%020.3f", "%-20.3g|",
+          "%.1074f", "%.1300e", "%#.1300g", "%.13a", "%#.0A",  "%+030.3a"})
         for (double value : values)
         {
             if (std::fpclassify(value) == FP_SUBNORMAL && std::strpbrk(directive, "aA"))

@@ -1,12 +1,21 @@
-// A record allocates nothing after the first one, and the measurement of a block's time, by a tick
-// that the test holds.
+// A record allocates nothing after the first one and formats outside of the lock, and the
+// measurement of a block's time, by a tick that the test holds.
 //
 // The counter of allocations replaces the C library's allocator for this program, so it sees the
 // libraries' allocations too.
+#include <algorithm>
 #include <atomic>
+#include <climits>
 #include <cstdlib>
 #include <fstream>
 #include <regex>
+#include <thread>
+#include <vector>
+
+#include <pthread.h>
+#include <semaphore.h>
+#include <signal.h>
+#include <sys/mman.h>
 
 #include <plinth_platform_test.h>
 
@@ -33,7 +42,8 @@ TEST(TraceAllocations, NoneAfterTheFirstRecordWithAListenerOrWithout)
     const auto trace_all = []
     {
         DiagOutputExW_hlp("file", 1);
-        DiagOutputExW(L"|wndid:3| %s %d |adt00| |absdt| |wnddt| |thrid| |srcid| |stime|", L"x", 5);
+        DiagOutputExW(L"|wndid:3| %s %d %.2f |adt00| |absdt| |wnddt| |thrid| |srcid| |stime|", L"x",
+                      5, 1e9);
         QV_Log(L"a line of the log\r\n");
         DiagOutputW(L"plain %d", 1);
     };
@@ -60,10 +70,82 @@ TEST(TraceAllocations, NoneAfterTheFirstRecordWithAListenerOrWithout)
     EXPECT_TRUE(test::comes_true([=] { return s_arrived >= before + 200; })) << "two of each round";
 }
 
+// How much of a large stack it touches is looked at afterwards, so that too much ends no process.
+TEST(TraceStack, ARecordHasRoomInTheSmallestThread)
+{
+    std::vector<unsigned char> stack(256 * 1024, 0xA5);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstack(&attributes, stack.data(), stack.size());
+    DiagOutputExW(L"first");
+    const auto trace = [](void*) -> void*
+    {
+        DiagOutputExW(L"|srcid| |thrid| |absdt| %.2f %e %s %hs", 1.5, 1e300, L"wide", "narrow");
+        return nullptr;
+    };
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, &attributes, trace, nullptr), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+    const auto untouched =
+        std::find_if(stack.begin(), stack.end(), [](unsigned char byte) { return byte != 0xA5; });
+    EXPECT_LT(stack.end() - untouched, PTHREAD_STACK_MIN);
+}
+
 #endif
 
 namespace
 {
+
+// An argument that can't be read until another thread has traced.
+constexpr size_t page = 4096;
+wchar_t* g_argument = nullptr;
+sem_t g_reading;
+sem_t g_traced;
+
+void wait_at_most(sem_t& semaphore, time_t seconds)
+{
+    timespec end;
+    clock_gettime(CLOCK_REALTIME, &end);
+    end.tv_sec += seconds;
+    while (sem_timedwait(&semaphore, &end) != 0 && errno == EINTR)
+        continue;
+}
+
+void let_the_other_trace(int)
+{
+    sem_post(&g_reading);
+    wait_at_most(g_traced, 3);
+    mprotect(g_argument, page, PROT_READ | PROT_WRITE);
+}
+
+using TraceArguments = test::FreshLog;
+
+TEST_F(TraceArguments, ThatAreSlowToReadHoldUpNoOtherRecord)
+{
+    DiagOutputExW(L"first");
+    void* const memory =
+        mmap(nullptr, page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(memory, MAP_FAILED);
+    g_argument = static_cast<wchar_t*>(memory);
+    g_argument[0] = L's';
+    mprotect(memory, page, PROT_NONE);
+    sem_init(&g_reading, 0, 0);
+    sem_init(&g_traced, 0, 0);
+    struct sigaction handler = {};
+    struct sigaction former = {};
+    handler.sa_handler = let_the_other_trace;
+    sigaction(SIGSEGV, &handler, &former);
+    std::thread slow([] { DiagOutputExW(L"%s", g_argument); });
+    wait_at_most(g_reading, 20);
+    DiagOutputExW(L"other");
+    sem_post(&g_traced);
+    slow.join();
+    sigaction(SIGSEGV, &former, nullptr);
+    munmap(memory, page);
+    EXPECT_EQ(std::regex_replace(test::log_content(), std::regex(test::stamp_pattern), ""),
+              "first\r\nother\r\ns\r\n");
+}
 
 using ExecutionTime = test::FreshLog;
 

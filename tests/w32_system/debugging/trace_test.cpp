@@ -46,6 +46,11 @@ TEST_F(Trace, TagsAreReplacedAfterFormattingAndExactly)
     EXPECT_TRUE(std::regex_match(record(L"|appnm|"),
                                  std::regex("w32_system_debugging_tests(\\.exe)?\r\n")));
     EXPECT_EQ(record(L"ended\r\n") + record(L"half\n"), "ended\r\nhalf\n\r\n");
+    // At every place of a tag in what is looked at together, and where a text's own buffer changes.
+    for (const size_t before : {0u, 1u, 7u, 8u, 15u, 16u, 17u, 2039u, 2040u, 2041u, 2042u, 20'000u})
+        EXPECT_EQ(record(L"%s|thrid|%c|y", Wide(before, L'x').c_str(), before % 2 ? L'z' : L'\0'),
+                  std::string(before, 'x') + thread + (before % 2 ? "z|y\r\n" : "\r\n"))
+            << before << ": a character of zero ends a text";
 }
 
 TEST_F(Trace, ByTheMacroHasItsPlaceAndEvaluatesNothingWithoutDetail)
