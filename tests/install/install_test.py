@@ -94,6 +94,25 @@ class Install(unittest.TestCase):
         self.assertNotIn("plinth", run("readelf", "-d", program))
         self.run_consumer(program)
 
+    def test_configuring_says_what_was_not_tried_and_refuses_what_cannot_work(self):
+        for processor, bits, compiler, version, status, said in (
+                ("x86_64", 64, "GNU", "12.2.0", 0, ""),
+                ("AMD64", 64, "Clang", "14.0.6", 0, ""),
+                ("x86_64", 64, "GNU", "13.1.0", 0, "the compiler GNU 13.1.0 has not been tried"),
+                ("x86_64", 64, "Intel", "12.0", 0, "the compiler Intel 12.0 has not been tried"),
+                ("aarch64", 64, "GNU", "12.2.0", 1, "runs on x86-64 with 64 bits only"),
+                ("x86_64", 32, "GNU", "12.2.0", 1, "runs on x86-64 with 64 bits only")):
+            with self.subTest(processor=processor, bits=bits, compiler=compiler, version=version):
+                result = subprocess.run(
+                    [CMAKE, f"-DCMAKE_SYSTEM_PROCESSOR={processor}",
+                     f"-DCMAKE_SIZEOF_VOID_P={bits // 8}", f"-DCMAKE_CXX_COMPILER_ID={compiler}",
+                     f"-DCMAKE_CXX_COMPILER_VERSION={version}", "-P",
+                     os.path.join(SOURCE, "cmake/PlinthSystem.cmake")],
+                    capture_output=True, text=True)
+                text = " ".join(result.stderr.split())
+                self.assertEqual((result.returncode, said in text, bool(text)),
+                                 (status, True, bool(said)), text)
+
     def test_comments_of_headers_name_installed_documents(self):
         headers = os.path.join(self.prefix, "include")
         names = {name for folder, _, files in os.walk(headers) for file in files

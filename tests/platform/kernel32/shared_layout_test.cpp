@@ -50,7 +50,7 @@ std::string kind_name(platform::NamedKind kind)
     return {static_cast<char>(kind)};
 }
 
-TEST(SharedLayout, a_layout_that_has_changed_has_a_new_name)
+TEST(SharedLayout, AChangedLayoutHasANewName)
 {
     using platform::ChannelControl;
     expect_known(platform::channel_page_name,
