@@ -48,15 +48,17 @@ if(TARGET plinth_wide)
 endif()
 set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/plinth)
 foreach(library IN LISTS libraries)
-  set(folder ${header_folder})
+  set(headers FILE_SET HEADERS DESTINATION ${header_folder} COMPONENT development)
   if(library STREQUAL "plinth_platform")
-    string(APPEND folder /platform)
+    set(folder ${header_folder}/platform)
+    set(headers FILE_SET HEADERS DESTINATION ${folder} COMPONENT development
+                FILE_SET neighbours DESTINATION ${folder} COMPONENT development)
   endif()
   install(TARGETS ${library} EXPORT plinth_w32_system_targets
     RUNTIME COMPONENT runtime
     LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
     ARCHIVE COMPONENT development
-    FILE_SET HEADERS DESTINATION ${folder} COMPONENT development)
+    ${headers})
 endforeach()
 if(TARGET plinth_static)
   install(FILES ${PLINTH_STATIC_ARCHIVE} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
