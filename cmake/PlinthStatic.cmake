@@ -22,12 +22,11 @@ foreach(part IN ITEMS below=102 above=206)
   set(early_${CMAKE_MATCH_1} --rename-section .init_array=.init_array.00${CMAKE_MATCH_2}
                              --rename-section .fini_array=.fini_array.00${CMAKE_MATCH_2})
 endforeach()
-# Names that a shared library of ours keeps to itself (see own_names.map), as patterns of objcopy.
-set(own --localize-hidden --wildcard)
-foreach(pattern IN ITEMS _ZSt* _ZNSt* _ZNKSt* _ZN9__gnu_cxx* _ZNK9__gnu_cxx* _ZTISt* _ZTSSt* _ZTVSt*
-                         _ZTINSt* _ZTSNSt* _ZTVNSt* _ZGVNSt* _ZZNSt* _ZZNKSt* _ZGVZNSt* _ZGVZNKSt*)
-  list(APPEND own --localize-symbol=${pattern})
-endforeach()
+# Names that a shared library of ours keeps to itself, as patterns of objcopy.
+file(READ ${PROJECT_SOURCE_DIR}/cmake/own_names.map text)
+string(REGEX MATCHALL "_Z[A-Za-z0-9_]+\\*" patterns "${text}")
+list(TRANSFORM patterns PREPEND --localize-symbol=)
+set(own --localize-hidden --wildcard ${patterns})
 add_custom_command(OUTPUT ${PLINTH_STATIC_ARCHIVE} VERBATIM COMMAND_EXPAND_LISTS
   # Of the assertion report alone the line table is needed in a program that has no other.
   COMMAND ${CMAKE_LINKER} -r $<$<CONFIG:Release,MinSizeRel>:-S> -o plinth_below.o ${below}
