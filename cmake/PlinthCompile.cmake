@@ -23,6 +23,9 @@ target_compile_options(plinth_private INTERFACE
   $<$<PLATFORM_ID:Linux>:-fno-plt>
   # A library's calls of its own exported functions go straight there: nothing takes their place.
   $<$<AND:$<PLATFORM_ID:Linux>,$<CXX_COMPILER_ID:GNU>>:-fno-semantic-interposition>
+  # No variable of an inline function is one in the whole process: each library has its own, and in the
+  # archive of all they can be hidden, which objcopy does to no other kind.
+  $<$<AND:$<PLATFORM_ID:Linux>,$<CXX_COMPILER_ID:GNU>>:-fno-gnu-unique>
   $<$<BOOL:${PLINTH_WARNINGS_AS_ERRORS}>:-Werror>)
 target_compile_definitions(plinth_private INTERFACE
   PLINTH_TEST_INTERFACE=$<BOOL:${PLINTH_TEST_INTERFACE}>)

@@ -9,11 +9,10 @@ include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
 
-# Each processor has its own of the last two. Clang only warns of one that it ignores.
+# Clang only warns of one that it ignores.
 set(CMAKE_REQUIRED_QUIET ON)
 set(CMAKE_REQUIRED_FLAGS -Werror)
-foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection -fcf-protection=full
-                      -mbranch-protection=standard)
+foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection -fcf-protection=full)
   string(MAKE_C_IDENTIFIER PLINTH_HAS${flag} known)
   check_cxx_compiler_flag(${flag} ${known})
   if(${known})

@@ -16,8 +16,9 @@ foreach(program IN ITEMS plinth-trace plinth-demo)
 endforeach()
 
 if(TARGET plinth_desktop_qt)
-  # Beside the stand-in, which looks for it there.
-  install(TARGETS plinth_desktop_qt LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT desktop)
+  # Where the stand-in looks for it.
+  install(TARGETS plinth_desktop_qt COMPONENT desktop
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/${PLINTH_PRIVATE_FOLDER})
 endif()
 
 file(RELATIVE_PATH from_bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
@@ -45,10 +46,24 @@ if(TARGET plinth_wide)
   install(FILES ${PROJECT_BINARY_DIR}/plinth_wide.map
           DESTINATION ${CMAKE_INSTALL_LIBDIR}/plinth COMPONENT development)
 endif()
-install(TARGETS ${libraries} EXPORT plinth_w32_system_targets
-  RUNTIME COMPONENT runtime
-  LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
-  ARCHIVE COMPONENT development)
+set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/plinth)
+foreach(library IN LISTS libraries)
+  set(headers FILE_SET HEADERS DESTINATION ${header_folder} COMPONENT development)
+  if(library STREQUAL "plinth_platform")
+    set(folder ${header_folder}/platform)
+    set(headers FILE_SET HEADERS DESTINATION ${folder} COMPONENT development
+                FILE_SET neighbours DESTINATION ${folder} COMPONENT development)
+  endif()
+  install(TARGETS ${library} EXPORT plinth_w32_system_targets
+    RUNTIME COMPONENT runtime
+    LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE COMPONENT development
+    ${headers})
+endforeach()
+if(TARGET plinth_static)
+  install(FILES ${PLINTH_STATIC_ARCHIVE} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  install(TARGETS plinth_static plinth_wide_static EXPORT plinth_w32_system_targets)
+endif()
 
 # The compiler's run-time DLLs, which a program and our DLLs must share: memory and threads pass
 # between them. With their licences.
@@ -80,24 +95,23 @@ if(WIN32)
     install(FILES ${import_library}.def ${import_library}.lib
             DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
   endif()
-  install(FILES README.md CHANGELOG.md DESTINATION . COMPONENT development)
-  install(DIRECTORY examples DESTINATION . COMPONENT development)
+  set(documents .)
+else()
+  set(documents ${CMAKE_INSTALL_DOCDIR})
+endif()
+# Laid out as in the source tree: comments of headers and the documents themselves name them so.
+install(FILES README.md CHANGELOG.md DESTINATION ${documents} COMPONENT development)
+install(DIRECTORY examples DESTINATION ${documents} COMPONENT development USE_SOURCE_PERMISSIONS)
+install(DIRECTORY docs DESTINATION ${documents} COMPONENT development
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN reference EXCLUDE
+        PATTERN man EXCLUDE)
+if(WIN32)
   if(PLINTH_SEPARATE_SYMBOLS)
     foreach(target IN ITEMS plinth_w32_system plinth_w32_pthreadVC ${programs})
       install(FILES $<TARGET_FILE:${target}>.debug DESTINATION ${CMAKE_INSTALL_BINDIR}
               COMPONENT symbols)
     endforeach()
   endif()
-endif()
-
-set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/plinth)
-install(FILES src/w32_system/plinth_w32_system.h src/w32_pthreadVC/plinth_w32_pthreadVC.h
-  DESTINATION ${header_folder} COMPONENT development)
-install(DIRECTORY src/w32_system/plinth_w32_system DESTINATION ${header_folder}
-  COMPONENT development FILES_MATCHING PATTERN "*.h")
-if(TARGET plinth_platform)
-  install(DIRECTORY src/platform/include/ DESTINATION ${header_folder}/platform
-    COMPONENT development FILES_MATCHING PATTERN "*.h" PATTERN "regex")
 endif()
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/plinth_w32_system)
@@ -124,7 +138,19 @@ install(FILES ${PROJECT_BINARY_DIR}/plinth_w32_systemConfig.cmake
 if(TARGET plinth_platform)
   file(RELATIVE_PATH from_pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
   string(REGEX REPLACE "/$" "" from_pc_to_prefix ${from_pc_to_prefix})
+  set(pc_name plinth_w32_system)
+  set(pc_libraries "-lplinth_w32_system -lplinth_w32_pthreadVC -lplinth_platform")
   configure_file(cmake/plinth_w32_system.pc.in ${PROJECT_BINARY_DIR}/plinth_w32_system.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/plinth_w32_system.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+  if(TARGET plinth_static)
+    # It is a library of its own, not what --static makes of the other: all of that one's users would
+    # have to link everything else statically, too.
+    set(pc_name plinth_w32_system_static)
+    set(pc_libraries "-l${pc_name}")
+    configure_file(cmake/plinth_w32_system.pc.in ${PROJECT_BINARY_DIR}/plinth_w32_system_static.pc
+                   @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/plinth_w32_system_static.pc
+      DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+  endif()
 endif()

@@ -1,5 +1,8 @@
 // Uses a little of everything that the installed package brings: the library, its threads module
 // and standard C++ text. Prints what it did; 0 if all of it worked.
+//
+// The library is there before the program's static objects are made, and until they have gone: they
+// log, too.
 #include <cwchar>
 #include <iostream>
 #include <iterator>
@@ -27,11 +30,38 @@ bool write_and_measure(const std::wstring& name)
            QV_RemoveFile(path, 1) == QV_OK;
 }
 
+class Session
+{
+public:
+    Session() { QV_Log(L"consumer: begins\r\n"); }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    ~Session() { QV_Log(L"consumer: has ended\r\n"); }
+};
+const Session s_session;
+
 bool lock_and_unlock()
 {
     pthread_mutexCS_t lock = nullptr;
     return pthread_mutexCS_init(&lock, nullptr) == 0 && pthread_mutexCS_lock(&lock) == 0 &&
            pthread_mutexCS_unlock(&lock) == 0 && pthread_mutexCS_destroy(&lock) == 0;
+}
+
+// Has a thread of a pool set a word.
+bool call_in_pool()
+{
+    CThreadPool* const pool = CThreadPool::CreateThreadPool();
+    if (!pool)
+        return false;
+    bool called = false;
+    const auto call = [](void* word) -> void*
+    {
+        *static_cast<bool*>(word) = true;
+        return nullptr;
+    };
+    const bool taken = pool->MakeCallFromThreadPool(call, &called) == QV_OK;
+    CThreadPool::DestroyThreadPool(pool); // waits for the call
+    return taken && called;
 }
 
 // The text's length, its first character, and numbers: from the C library, strings and streams.
@@ -53,7 +83,8 @@ int wmain(int count, wchar_t** words)
     wchar_t folder[260];
     const bool files = QV_GetTempPath(folder, 260) == QV_OK &&
                        write_and_measure(std::wstring(folder) + L"plinth-consumer");
-    const bool threads = lock_and_unlock();
+    const bool threads = lock_and_unlock() && call_in_pool();
+    DiagOutputExW(L"consumer: %d trace", 1);
     const bool log = QV_Log(L"consumer: this line is in the log\r\n") == QV_OK;
     std::wcout << L"files " << (files ? L"work" : L"fail") << L", threads "
                << (threads ? L"work" : L"fail") << L", log " << (log ? L"works" : L"fails") << L'\n'

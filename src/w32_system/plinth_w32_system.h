@@ -28,6 +28,8 @@
 //   state folder: the log and trace records, also where they open the log, 12 KB; files, folders,
 //   modules opened as data, resources and settings 20 KB; assertion reports 20 KB, and 256 KB with
 //   stack lines; all others 8 KB. What the code of a loaded module takes comes on top.
+// - docs/NAME.md in a comment is a document, installed in share/doc/plinth/docs, by the Debian
+//   package in /usr/share/doc/libplinth-dev/docs.
 // - A file, search or view belongs to the caller that got it, until the matching close call.
 //
 // This header brings all parts of the interface. Each has a header of its own in the folder

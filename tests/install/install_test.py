@@ -61,10 +61,10 @@ class Install(unittest.TestCase):
         self.environment = dict(os.environ, LD_LIBRARY_PATH=self.library,
                                 PKG_CONFIG_PATH=os.path.join(self.library, "pkgconfig"))
 
-    def with_cmake(self, source):
+    def with_cmake(self, source, *more):
         build = os.path.join(self.folder, "build")
         run(CMAKE, "-G", GENERATOR, "-S", source, "-B", build, f"-DCMAKE_PREFIX_PATH={self.prefix}",
-            f"-DCMAKE_CXX_COMPILER={CXX}", f"-DCMAKE_CXX_FLAGS={' '.join(FLAGS)}")
+            f"-DCMAKE_CXX_COMPILER={CXX}", f"-DCMAKE_CXX_FLAGS={' '.join(FLAGS)}", *more)
         run(CMAKE, "--build", build)
         return build
 
@@ -74,13 +74,54 @@ class Install(unittest.TestCase):
         self.assertEqual(out, "files work, threads work, log works\n"
                               "gr\u00fc\u00dfe \U0001F600: 8 characters, 0067, 2.5\n")
         # UTF-16 needs its byte order mark to be read here.
-        self.assertIn("consumer: this line is in the log\n", log_text(folder, "utf-16"))
+        log = log_text(folder, "utf-16")
+        # In this order: the library works before the program's static objects and after them.
+        lines = ["begins", "1 trace", "this line is in the log", "has ended"]
+        self.assertEqual(re.findall(r"consumer: (.*)\n", log), lines)
         shutil.rmtree(os.path.join(ROOT, "ProgramData"))
 
     def test_a_cmake_project_finds_it(self):
         build = self.with_cmake(CONSUMER)
         # Without LD_LIBRARY_PATH: CMake gives the program the place of the libraries.
         self.run_consumer(os.path.join(build, "consumer"))
+
+    def test_a_program_can_have_the_library_in_its_own_file(self):
+        if FLAGS:
+            self.skipTest("the archive is built without sanitizers")
+        build = self.with_cmake(CONSUMER, "-DCONSUMER_STATIC=ON")
+        shutil.rmtree(self.library)
+        program = os.path.join(build, "consumer")
+        self.assertNotIn("plinth", run("readelf", "-d", program))
+        self.run_consumer(program)
+
+    def test_configuring_says_what_was_not_tried_and_refuses_what_cannot_work(self):
+        for processor, bits, compiler, version, status, said in (
+                ("x86_64", 64, "GNU", "12.2.0", 0, ""),
+                ("AMD64", 64, "Clang", "14.0.6", 0, ""),
+                ("x86_64", 64, "GNU", "13.1.0", 0, "the compiler GNU 13.1.0 has not been tried"),
+                ("x86_64", 64, "Intel", "12.0", 0, "the compiler Intel 12.0 has not been tried"),
+                ("aarch64", 64, "GNU", "12.2.0", 1, "runs on x86-64 with 64 bits only"),
+                ("x86_64", 32, "GNU", "12.2.0", 1, "runs on x86-64 with 64 bits only")):
+            with self.subTest(processor=processor, bits=bits, compiler=compiler, version=version):
+                result = subprocess.run(
+                    [CMAKE, f"-DCMAKE_SYSTEM_PROCESSOR={processor}",
+                     f"-DCMAKE_SIZEOF_VOID_P={bits // 8}", f"-DCMAKE_CXX_COMPILER_ID={compiler}",
+                     f"-DCMAKE_CXX_COMPILER_VERSION={version}", "-P",
+                     os.path.join(SOURCE, "cmake/PlinthSystem.cmake")],
+                    capture_output=True, text=True)
+                text = " ".join(result.stderr.split())
+                self.assertEqual((result.returncode, said in text, bool(text)),
+                                 (status, True, bool(said)), text)
+
+    def test_comments_of_headers_name_installed_documents(self):
+        headers = os.path.join(self.prefix, "include")
+        names = {name for folder, _, files in os.walk(headers) for file in files
+                 for name in re.findall(r"[\w/-]+\.md", read(os.path.join(folder, file)))}
+        self.assertIn("docs/timers.md", names)
+        documents = os.path.join(self.prefix, "share/doc/plinth")
+        missing = [name for name in sorted(names - {"docs/NAME.md"})
+                   if not os.path.exists(os.path.join(documents, name))]
+        self.assertEqual(missing, [])
 
     def test_make_finds_it_by_pkg_config(self):
         needs_program("pkg-config", "pkgconf")
@@ -114,9 +155,10 @@ class Install(unittest.TestCase):
         self.assertRegex(run(trace, "--version", cwd="/"), r"^plinth-trace \d")
         for name in ("w32_system", "w32_pthreadVC", "platform"):
             path = os.path.join(self.library, f"libplinth_{name}.so")
-            soname = os.path.basename(os.path.realpath(path)).rsplit(".", 2)[0]
+            # Before 1.0 a minor version may change the interface.
+            soname = os.path.basename(os.path.realpath(path)).rsplit(".", 1)[0]
             self.assertIn(f"[{soname}]", run("readelf", "-d", path))
-            self.assertRegex(soname, r"\.so\.\d+$")
+            self.assertRegex(soname, r"\.so\.(0\.\d+|[1-9]\d*)$")
 
     def compile_each_header(self, compiler):
         """Each installed header alone, as a user's strict project includes it."""

@@ -22,9 +22,6 @@ constinit std::atomic<uint32_t> g_own_turn{0};
 constinit std::atomic<uint32_t> g_own_jammed{0};
 
 constexpr size_t page_size = 4096;
-constexpr uint32_t magic = 0x33434450; // changes with the layout, and the file's name with it
-constexpr char page_name[] = "/channel-3";
-
 static_assert(sizeof(ChannelControl) <= page_size);
 
 // A plain word and no guarded static: a process that was forked while another thread mapped the
@@ -40,7 +37,7 @@ constexpr int64_t pause_after_failure = 10 * gate_patience;
 // processes have it mapped. makes: a missing or a smaller one is made whole, which needs the gate.
 ChannelControl* map_page(bool makes)
 {
-    const std::string path = shared_folder() + page_name;
+    const std::string path = shared_folder() + channel_page_name;
     const int fd = open_own(path, makes);
     if (fd < 0)
         return nullptr;
@@ -62,7 +59,7 @@ bool listener_is_there()
 // the listener if there is any.
 bool is_sound(const ChannelControl& page)
 {
-    return page.magic == magic && (page.listener != 0 || !listener_is_there());
+    return page.magic == channel_page_mark && (page.listener != 0 || !listener_is_there());
 }
 
 // Needs the gate.
@@ -71,7 +68,7 @@ ChannelControl* make_page()
     ChannelControl* const page = map_page(true);
     if (!page || is_sound(*page))
         return page;
-    if (page->magic != magic)
+    if (page->magic != channel_page_mark)
     {
         page->jammed = page->filled = page->stuck = page->lost = 0;
         page->turn = 0;
@@ -79,7 +76,7 @@ ChannelControl* make_page()
     page->listener = 0;
     if (listener_is_there())
         number_new_listener(*page);
-    page->magic = magic;
+    page->magic = channel_page_mark;
     return page;
 }
 

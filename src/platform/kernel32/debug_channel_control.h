@@ -13,6 +13,11 @@ namespace platform
 int64_t
 channel_patience(); // ns that a text may cost its writer: 500 ms, unless a test has changed it
 
+// The page's file in the shared folder. Programs of several versions use one folder at the same
+// time, so the name, and the page's mark, change with the layout.
+inline constexpr char channel_page_name[] = "/channel-3";
+inline constexpr uint32_t channel_page_mark = 0x33434450;
+
 struct ChannelControl
 {
     std::atomic<uint32_t> magic;

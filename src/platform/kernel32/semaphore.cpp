@@ -9,6 +9,7 @@
 #include "event_state.h"
 #include "handle_table.h"
 #include "named_state.h"
+#include "semaphore_state.h"
 #include "system/faults.h"
 #include "system/text.h"
 #include "waitable.h"
@@ -18,13 +19,6 @@ using namespace platform;
 
 namespace
 {
-
-struct SemaphoreState
-{
-    std::atomic<uint32_t> count;   // the futex word
-    std::atomic<uint32_t> waiters; // an upper bound: a waiter that was killed stays counted
-    std::atomic<uint32_t> maximum;
-};
 
 class SemaphoreObject : public Object, public Waitable
 {

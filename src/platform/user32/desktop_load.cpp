@@ -1,5 +1,7 @@
-// Finding and loading the plug-in: PLINTH_DESKTOP names its file, or says "none"; else it lies
-// beside the stand-in's own file, in a build as after installing. It stays loaded.
+// Finding and loading the plug-in: PLINTH_DESKTOP names its file, or says "none"; else it is in a
+// private folder beside the stand-in's own file, in a build as after installing. The folder has the
+// version of the interface in its name: a stand-in never loads the plug-in of another version that
+// is installed at the same time. It stays loaded.
 //
 // A plug-in that isn't there is no fault: the user interface library is optional. One that is there
 // and can't be used is told of on standard error, since its user would wait for windows in vain.
@@ -23,7 +25,7 @@ namespace platform
 namespace
 {
 
-constexpr const char* file_name = "libplinth_desktop_qt.so";
+constexpr const char* file_name = PLINTH_PRIVATE_FOLDER "/libplinth_desktop_qt.so";
 
 // Empty if none is to be loaded.
 std::string plug_in_path()
