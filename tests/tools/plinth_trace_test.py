@@ -231,6 +231,9 @@ class Watch(unittest.TestCase):
         self.assertEqual((too_few.returncode, too_few.stdout), (4, text + "\n"))
         rated = trace("watch", "--input", "-", "--rate", "--exclude", "b", input="a\nb\nc\n")
         self.assertIn("shown 2, all 3, lost 0, dropped 0", rated.stderr.splitlines()[-1])
+        texts = ["small", "x" * 90_000, "small again"]  # no two of them have room
+        kept = trace("watch", "--input", "-", "--json", "--keep", "64K", input="\n".join(texts))
+        self.assertEqual([record["text"] for record in objects_of(kept.stdout)], texts)
 
 class Keys(unittest.TestCase):
     """watch on a terminal: a pseudo-terminal of its own, whose other end the test has."""
