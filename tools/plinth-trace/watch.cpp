@@ -25,8 +25,8 @@ static const std::string s_watch_help =
     view_options_help + log_bounds_help +
     "  --json             one JSON object a line: time (UTC), pid, process, window, text, each "
     "null\n"
-    "                     if there is none; for records that were lost: time, lost, text, and\n"
-    "                     since when, if their number is unknown\n"
+    "                     if there is none; for records that were lost: time, lost, text;\n"
+    "                     if their number is unknown, uncounted, and since when, if that is known\n"
     "  --rate             each second the records per second and the counts: on a terminal in its\n"
     "                     last line, else on standard error\n"
     "  --count N          end after N records have been shown\n"
