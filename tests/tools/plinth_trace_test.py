@@ -412,6 +412,7 @@ class Log(unittest.TestCase):
     def test_follow_begins_with_the_last_records_of_all_files_and_waits_for_a_first_one(self):
         os.makedirs(LOGS)
         with Running("log", "--follow") as empty, Running("watch", "--input", LOGS) as watched:
+            self.assertIn(f"no log file yet in {LOGS}, and log waits", empty.stderr.readline())
             write_log("qvapp_2024-03-05.log", b"2024-03-05 14:00:00.000 *vtq* of one program\n")
             for viewer in (empty, watched):
                 self.assertRegex(viewer.line(), "of one program$")
