@@ -79,7 +79,8 @@ class Writers(unittest.TestCase):
                     texts.append(line)
             self.check(texts)
             print(f"soak: followed: {lateness(texts)} ms after the newest stamp at most")
-            self.assertEqual(log.interrupt()[::2], (0, ""))
+            code, _, err = log.interrupt()
+            self.assertEqual((code, err.count("\n"), "waits for the first" in err), (0, 1, True))
             self.assertEqual([talker.wait() for talker in talkers], [0] * WRITERS)
             self.assertEqual(watch.wait(10 * PATIENCE), 0)
         with open(shown, encoding="utf-8") as file:
@@ -87,7 +88,8 @@ class Writers(unittest.TestCase):
         out = subprocess.run([TRACE, "log", "--input", LOGS, "--since", "1d"], check=True,
                              stdout=subprocess.PIPE, encoding="utf-8").stdout
         self.assertEqual([line for line in out.splitlines() if " item " in line], merged(LOGS))
-        self.assertGreater(len(os.listdir(LOGS)), WRITERS)
+        # Writers that share a log split it at various sizes.
+        self.assertGreater(len(os.listdir(LOGS)), WRITERS if per_session == "yes" else 1)
 
     def test_with_a_log_for_each_session(self):
         self.follow("yes")

@@ -41,6 +41,22 @@ bool is_written_before(const LogReader& reader, Time time)
     return reader.name().written != 0 && file_time(reader.name().written) + zone_slack < time;
 }
 
+// Whether all records of the file are older, by the time when it was written, or by its last stamp.
+bool is_before(LogReader& reader, Time time, const Moment& now)
+try
+{
+    if (is_written_before(reader, time))
+        return true;
+    if (reader.name().size <= first_window)
+        return false; // read as a whole, it costs no more
+    const Time last = reader.last_time(now);
+    return last != unknown_time && last < time;
+}
+catch (const Failure&) // told when it is read
+{
+    return false;
+}
+
 // A file's times go up, but for clocks that were set back.
 void start_since(LogReader& reader, Time since, const Moment& now)
 try
@@ -114,8 +130,13 @@ uint64_t move_back(const Readers& readers, const std::vector<size_t>& order, uin
     for (const size_t i : order)
     {
         LogReader& reader = *readers[i];
-        if (ends[i] == 0 || (last.size() == count && is_written_before(reader, last.begin()->key)))
+        if (ends[i] == 0)
             continue;
+        if (last.size() == count && is_before(reader, last.begin()->key, now))
+        {
+            reader.rest();
+            continue;
+        }
         for (Place& place : last_places(reader, i, ends[i], count, now))
             last.insert(std::move(place));
         while (last.size() > count)
@@ -159,7 +180,7 @@ void start_readers(const std::vector<std::shared_ptr<LogReader>>& readers, const
         return;
     for (const std::shared_ptr<LogReader>& reader : readers)
     {
-        if (is_written_before(*reader, *bounds.since))
+        if (is_before(*reader, *bounds.since, now))
             reader->skip_all();
         else
             start_since(*reader, *bounds.since, now);

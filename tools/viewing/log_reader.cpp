@@ -201,7 +201,8 @@ bool LogReader::fill(const Moment& now)
 void LogReader::drop_taken()
 {
     const size_t bytes = m_at * unit_size(m_form);
-    m_before.append(m_raw, 0, bytes);
+    const size_t kept = std::min(bytes, witness_size);
+    m_before.append(m_raw, bytes - kept, kept);
     m_before.erase(0, m_before.size() - std::min(m_before.size(), witness_size));
     m_raw.erase(0, bytes);
     if (m_form == LogForm::wide)

@@ -63,6 +63,10 @@ public:
     // Goes to the first record at this place or behind it. Failure if the file can't be read.
     void seek(uint64_t offset, const Moment& now);
 
+    // Of the last stamp, as far as a short look at the file's end tells; otherwise unknown_time.
+    // Leaves the reader at the start. Failure if the file can't be read.
+    Time last_time(const Moment& now);
+
     // Of the record that take has returned last: where it begins, and how things stand behind it.
     uint64_t taken_offset() const { return m_taken_offset; }
     const LogProgress& progress() const { return m_progress; }

@@ -13,6 +13,8 @@ namespace
 
 constexpr uint64_t look_back_size = 64 << 10;
 
+constexpr uint64_t end_size = 4 << 10; // bytes; for a short look
+
 constexpr uint64_t most_of_hour = 256; // parts of that size
 
 constexpr size_t stamp_room = 64; // characters; more than a stamp takes
@@ -46,6 +48,26 @@ void LogReader::seek(uint64_t offset, const Moment& now)
     if (m_at == npos)
         m_at = text().size() < look_back_size ? std::min<size_t>(text().size(), 1)
                                               : std::min(text().find('\n'), text().size() - 1) + 1;
+}
+
+Time LogReader::last_time(const Moment& now)
+{
+    restart();
+    if ((!m_file && !open(now)) || !learn_form())
+        return unknown_time;
+    const uint64_t unit = unit_size(m_form);
+    const uint64_t size = m_name.size / unit * unit;
+    const std::string text = outline_at(size - std::min(size, end_size), end_size / unit);
+    restart();
+    Time last = unknown_time;
+    StampClock clock;
+    std::string_view rest = text;
+    for (size_t at = next_stamp(rest); at != npos; at = next_stamp(rest))
+    {
+        rest.remove_prefix(at);
+        last = clock.next(*valid_stamp_of(rest));
+    }
+    return clock.is_certain() ? last : unknown_time;
 }
 
 bool LogReader::resume(const LogProgress& progress, const LogMark& mark, const Moment& now)

@@ -386,15 +386,17 @@ TEST_F(Records, StoppingGivesOutWhatWasReadAndNoPart)
     EXPECT_TRUE(source->ended());
 }
 
-// More files than are open at a time, in turns.
-TEST_F(Records, OfHundredsOfFilesComeInOrderWithFewOfThemOpen)
+// Many more files than are open at a time, in turns. Their numbers begin again after 9999.
+TEST_F(Records, OfVeryManyFilesComeInOrderWithFewOfThemOpen)
 {
-    constexpr int files = 300;
+    constexpr int files = 500;
+    constexpr int first = 9'700;
+    constexpr int numbers = 10'000;
     Texts expected;
     for (int i = 0; i < 3 * files; ++i)
     {
         expected.push_back(std::to_string(i));
-        append("qvapp_2024-03-05_(" + std::to_string(i % files) + ").log",
+        append("qvapp_2024-03-05_(" + std::to_string((first + i % files) % numbers) + ").log",
                at(i) + expected.back() + "\n");
     }
     const auto open_files = []
@@ -455,6 +457,8 @@ TEST_F(Records, TheLastTensOfThousandsAreExactlySoMany)
     const Texts texts = come(*open({folder}, {.tail = count - 5, .follows = false}), 0ms);
     EXPECT_EQ(texts.size(), size_t{count - 5});
     EXPECT_EQ(texts.front(), "5");
+    EXPECT_EQ(come(*open({folder}, {.tail = 1, .follows = false}), 0ms),
+              Texts{std::to_string(count - 1)});
 }
 
 // Read from its start, this would take longer than any test may.
