@@ -29,7 +29,8 @@ ITEMS = 100_000 if IS_SOAK else 900  # of all machines
 BATCH = 50  # records that are written at once
 KILLS = 3
 SILENCE = PATIENCE if IS_SOAK else PATIENCE / 4  # seconds after which nothing more is expected
-os.environ["PATH"] += ":/usr/sbin"  # where daemons are, also for users
+os.environ["PATH"] += ":/usr/sbin:" + os.path.join(  # where daemons are, also for users
+    os.path.dirname(SET_UP), "../../build/daemons")
 REPLACED = ((r"/var/lib/plinth-\w+|/var/log/plinth", "{folder}"), (r"\b251[45]\b|19533", "{port}"),
             (r"/usr/bin/plinth-trace|(?<=')plinth-trace", TRACE))
 

@@ -221,13 +221,27 @@ class Resuming(unittest.TestCase):
             until(lambda: b"second" in shown())
         self.assertNotIn(b"of before", shown())
 
-    def test_a_file_with_the_name_of_an_earlier_one_is_another_file(self):
-        keys = []
-        for text in (STAMP % 1, STAMP % 2 + "longer"):
-            write_log("qvapp_2024-03-05.log", (text + "\n").encode())
-            record, = objects_of(export("--cursor", CURSOR))
-            keys.append(key_of(record))
-        self.assertNotEqual(*keys)
+    def test_files_that_were_removed_or_replaced_meanwhile_are_told_of_unless_they_were_old(self):
+        write_log("qvapp_2024-03-03.log", b"2024-03-03 14:07:33.000 *vtq* complete\n")
+        write_log("qvapp_2024-03-04.log", b"2024-03-04 14:07:34.000 *vtq* in use\n")
+        write_log("qvapp_2024-03-05.log", (STAMP % 1 + "one\n").encode())
+        *_, one = objects_of(export("--cursor", CURSOR))
+        for day in (3, 4):
+            os.remove(log_path(f"qvapp_2024-03-0{day}.log"))
+        write_log("qvapp_2024-03-05.log", (STAMP % 2 + "longer\n").encode())
+        replaced, removed, record = objects_of(export("--cursor", CURSOR))
+        self.assertRegex(replaced["text"], "-05.log was replaced while no export ran")
+        self.assertRegex(removed["text"], "-04.log was removed while no export ran")
+        self.assertNotEqual(key_of(one), key_of(record), "it is another file")
+        self.assertEqual(export("--cursor", CURSOR), "")
+
+    def test_a_record_that_is_still_written_has_the_key_that_it_has_later(self):
+        for mark, encoding in ((b"", "latin-1"), (b"\xff\xfe", "utf-16-le")):
+            keys = []
+            for text in ("", "behind it\r\n" + STAMP % 2 + "next\r\n"):
+                write_log("qvapp_2024-03-05.log", mark + (STAMP % 1 + text).encode(encoding))
+                keys.append(key_of(objects_of(export())[0]))
+            self.assertEqual(*keys)
 
     def test_a_record_without_a_line_end_is_gone_on_with(self):
         write_log("qvapp_2024-03-05.log", b"\n" + (STAMP % 1 + "one").encode())

@@ -58,8 +58,10 @@ class Harmless(unittest.TestCase):
     maxDiff = None
 
     def test_the_text_of_a_record(self):
-        self.assertEqual(watch("--count", "1", spoken=[TEXT])[0].split(maxsplit=2)[2],
-                         SHOWN_TEXT + "\n")
+        controls = [chr(c) for c in (*range(1, 9), 11, 12, *range(14, 32), *range(127, 160))]
+        out = watch("--count", "2", spoken=[TEXT, "".join(controls)])[0]
+        self.assertEqual([line.split(maxsplit=2)[2] for line in out.split("\n")[:-1]],
+                         [SHOWN_TEXT, "".join(f"\\x{ord(c):02x}" for c in controls)])
         out = watch("--json", "--count", "1", spoken=[NAME])[0]
         self.assertEqual((treacherous(out), json.loads(out)["text"]), ([], NAME))
 

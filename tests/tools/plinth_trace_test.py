@@ -231,6 +231,9 @@ class Watch(unittest.TestCase):
         self.assertEqual((too_few.returncode, too_few.stdout), (4, text + "\n"))
         rated = trace("watch", "--input", "-", "--rate", "--exclude", "b", input="a\nb\nc\n")
         self.assertIn("shown 2, all 3, lost 0, dropped 0", rated.stderr.splitlines()[-1])
+        texts = ["small", "x" * 90_000, "small again"]  # no two of them have room
+        kept = trace("watch", "--input", "-", "--json", "--keep", "64K", input="\n".join(texts))
+        self.assertEqual([record["text"] for record in objects_of(kept.stdout)], texts)
 
 class Keys(unittest.TestCase):
     """watch on a terminal: a pseudo-terminal of its own, whose other end the test has."""
@@ -409,6 +412,7 @@ class Log(unittest.TestCase):
     def test_follow_begins_with_the_last_records_of_all_files_and_waits_for_a_first_one(self):
         os.makedirs(LOGS)
         with Running("log", "--follow") as empty, Running("watch", "--input", LOGS) as watched:
+            self.assertIn(f"no log file yet in {LOGS}, and log waits", empty.stderr.readline())
             write_log("qvapp_2024-03-05.log", b"2024-03-05 14:00:00.000 *vtq* of one program\n")
             for viewer in (empty, watched):
                 self.assertRegex(viewer.line(), "of one program$")

@@ -1,5 +1,6 @@
 #include "cursor.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "failure.h"
@@ -14,6 +15,8 @@ namespace
 {
 
 constexpr uint64_t most_bytes = 1 << 30; // no cursor is so long
+
+constexpr Time day = Time{24} * 60 * 60 * second;
 
 [[noreturn]] void refuse(const std::string& path, const std::string& why)
 {
@@ -91,7 +94,34 @@ void Cursor::read()
             of += (of.empty() ? "" : ", ") + input;
         refuse(m_path, "belongs to an export of " + of + "; nothing was exported");
     }
+    for (const auto& [path, entry] : m_entries)
+        if (entry.progress.last < current_time() + day) // not of a wrong clock
+            m_newest = std::max(m_newest, entry.progress.last);
     m_is_saved = true;
+}
+
+std::vector<std::string> Cursor::take_vanished()
+{
+    std::vector<std::string> vanished;
+    for (const auto& [path, entry] : m_entries)
+        if (is_missing(path) && was_in_use(entry))
+            vanished.push_back(path);
+    if (forget_missing() > 0)
+        m_is_saved = false;
+    return vanished;
+}
+
+// A log without a record of the last day before that is taken for one that was complete: programs
+// remove such logs when they are old enough.
+bool Cursor::was_in_use(const CursorEntry& entry) const
+{
+    const Time last = entry.progress.last;
+    return last == unknown_time || m_newest == unknown_time || last >= m_newest - day;
+}
+
+size_t Cursor::forget_missing()
+{
+    return std::erase_if(m_entries, [](const auto& entry) { return is_missing(entry.first); });
 }
 
 void Cursor::update(const CursorEntries& changed)
@@ -108,7 +138,7 @@ std::string Cursor::save()
 {
     constexpr unsigned forget_interval = 64; // saves: looking for ten thousand files takes a while
     if (m_saves++ % forget_interval == 0)
-        std::erase_if(m_entries, [](const auto& entry) { return is_missing(entry.first); });
+        forget_missing();
     const std::string fresh = m_path + ".new";
     std::string problem = write(fresh, cursor_text(m_inputs, m_entries));
     if (problem.empty() && !MoveFileExW(wide_from_utf8(fresh).data(), wide_from_utf8(m_path).data(),

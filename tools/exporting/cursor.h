@@ -28,6 +28,12 @@ public:
 
     const CursorEntries& entries() const { return m_entries; }
 
+    // Forgets the files that are no longer there. Gives the paths of those that were in use when
+    // the export before this one stopped: programs may have written to them after that.
+    std::vector<std::string> take_vanished();
+    // Whether a file was in use then.
+    bool was_in_use(const CursorEntry& entry) const;
+
     // Takes over how far files were exported; save writes it. Files that are no longer there are
     // forgotten.
     void update(const CursorEntries& changed);
@@ -39,12 +45,14 @@ public:
 private:
     void lock();
     void read();
+    size_t forget_missing();
     std::string write(const std::string& path, const std::string& text) const;
 
     const std::string m_path;
     const std::vector<std::string> m_inputs;
     HANDLE m_lock = INVALID_HANDLE_VALUE;
     CursorEntries m_entries;
+    Time m_newest = unknown_time; // of the records that were exported before
     bool m_is_saved = false;
     unsigned m_saves = 0;
 };

@@ -36,7 +36,7 @@ void ExportOutput::open()
                          FILE_ATTRIBUTE_NORMAL, nullptr);
     if (m_file == INVALID_HANDLE_VALUE)
         fail(GetLastError());
-    m_id = regular_file_id(wide_from_utf8(*m_path));
+    m_id = open_file_id(m_file); // the path may name no file any more
     LONG high = 0;
     const DWORD low = SetFilePointer(m_file, 0, &high, FILE_END);
     m_size = uint64_t{static_cast<DWORD>(high)} << 32 | low;

@@ -82,21 +82,43 @@ Exporter::Exporter(ExportOptions options)
 }
 
 // A file that can't be read is told of when it is read.
-void Exporter::begin(LogReader& reader, const Moment& now) const
+void Exporter::begin(LogReader& reader, const Moment& now)
 try
 {
     if (!m_cursor)
         return;
     const auto known = m_cursor->entries().find(reader.name().path);
-    if (known != m_cursor->entries().end())
-        reader.resume(known->second.progress, known->second.mark, now);
+    if (known != m_cursor->entries().end() &&
+        !reader.resume(known->second.progress, known->second.mark, now) && !m_is_running &&
+        m_cursor->was_in_use(known->second))
+        m_replaced.push_back(known->first);
 }
 catch (const Failure&)
 {
 }
 
+// What became of files while no export ran. Nobody knows what else was in them.
+void Exporter::tell_vanished()
+{
+    m_is_running = true;
+    if (!m_cursor)
+        return;
+    const auto tell = [this](const std::string& path, const char* what)
+    {
+        add(uncounted_loss("records may be lost: the log file " + native(path) + " was " + what +
+                           " while no export ran"));
+    };
+    for (const std::string& path : std::exchange(m_replaced, {}))
+        tell(path, "replaced");
+    for (const std::string& path : m_cursor->take_vanished())
+        tell(path, "removed");
+    m_written += m_output.waiting();
+    m_output.flush();
+}
+
 int Exporter::run()
 {
+    tell_vanished();
     while (!interrupted() && !m_source.ended())
     {
         while (take(slice) && !interrupted())

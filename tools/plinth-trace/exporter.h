@@ -49,7 +49,8 @@ private:
         CursorEntries entries;
     };
 
-    void begin(LogReader& reader, const Moment& now) const;
+    void begin(LogReader& reader, const Moment& now);
+    void tell_vanished();
     bool take(unsigned milliseconds);
     void add(const Record& record);
     void settle(uint64_t kept_back);
@@ -61,7 +62,9 @@ private:
     std::optional<Cursor> m_cursor;
     ExportOutput m_output;
     uint64_t m_kept_back; // bytes
-    LogSource m_source;   // reads the cursor
+    bool m_is_running = false;
+    std::vector<std::string> m_replaced; // paths that named other files when this export started
+    LogSource m_source;                  // reads the cursor
 
     uint64_t m_written = 0;  // bytes
     CursorEntries m_changed; // since the last step

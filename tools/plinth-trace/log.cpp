@@ -133,12 +133,25 @@ void show_rest(LogFile& file, Stream& stream)
         stream.show(file.name(), text);
 }
 
+// For people who would take an empty folder for a log that says nothing.
+void note_that_it_waits(const std::vector<std::string>& inputs)
+{
+    std::string text;
+    for (const std::string& input : inputs)
+        text += (text.empty() ? "" : ", ") + native(input);
+    const std::string other = hint(inputs.front(), 0);
+    note("there is no log file yet in " + text + ", and log waits for the first; Ctrl-C ends" +
+         (other.empty() ? "" : "; " + other));
+}
+
 // Shows the records of all files, until there are no more or the user ends it.
 // may_be_missing: a program may make them later.
 int show_records(const std::vector<std::string>& inputs, const LogBounds& bounds,
                  bool may_be_missing)
 {
     LogSource source(LogInputs(inputs, may_be_missing), bounds);
+    if (bounds.follows && !source.has_files())
+        note_that_it_waits(inputs);
     const auto show = [&](unsigned milliseconds)
     {
         std::string out;

@@ -25,8 +25,8 @@ static const std::string s_watch_help =
     view_options_help + log_bounds_help +
     "  --json             one JSON object a line: time (UTC), pid, process, window, text, each "
     "null\n"
-    "                     if there is none; for records that were lost: time, lost, text, and\n"
-    "                     since when, if their number is unknown\n"
+    "                     if there is none; for records that were lost: time, lost, text;\n"
+    "                     if their number is unknown, uncounted, and since when, if that is known\n"
     "  --rate             each second the records per second and the counts: on a terminal in its\n"
     "                     last line, else on standard error\n"
     "  --count N          end after N records have been shown\n"
@@ -124,15 +124,20 @@ int Watch::run()
     return m_options.count ? exit_timeout : exit_done;
 }
 
-// Takes what there is, within limits; false if there was nothing.
+// Takes what there is, within limits; false if there was nothing. A portion has room in the store
+// beside what was shown before, so that no record goes before it is shown unless there is a pause.
 bool Watch::collect(unsigned milliseconds)
 {
     Record record;
     uint64_t collected = 0;
     uint64_t bytes = 0;
-    while (collected < most_collected && bytes < m_portion &&
-           m_source->next(record, collected == 0 ? milliseconds : 0))
+    while (collected < most_collected && next(record, collected == 0 ? milliseconds : 0))
     {
+        if (collected > 0 && bytes + bytes_of(record) > m_portion)
+        {
+            m_behind = std::move(record);
+            break;
+        }
         ++collected;
         bytes += bytes_of(record);
         m_store.append(std::move(record));
@@ -143,6 +148,15 @@ bool Watch::collect(unsigned milliseconds)
     m_view.trim();
     m_next_row -= std::min(m_next_row, stale);
     return collected > 0;
+}
+
+bool Watch::next(Record& record, unsigned milliseconds)
+{
+    if (!m_behind)
+        return m_source->next(record, milliseconds);
+    record = std::move(*m_behind);
+    m_behind.reset();
+    return true;
 }
 
 // Shows the rows that are new; true when the count is reached.

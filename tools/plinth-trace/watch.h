@@ -45,6 +45,7 @@ private:
     using Clock = WatchOptions::Clock;
 
     bool collect(unsigned milliseconds);
+    bool next(Record& record, unsigned milliseconds);
     bool show();
     bool show_row(size_t row, std::string& out, std::string& file);
     unsigned wait_time() const;
@@ -68,7 +69,8 @@ private:
     std::unique_ptr<Source> m_source;
     Screen m_screen;
     Store m_store;
-    const size_t m_portion; // bytes that are collected before they are shown
+    const size_t m_portion;         // bytes that are collected before they are shown
+    std::optional<Record> m_behind; // the record that the last portion had no room for
     View m_view;
     Bookmarks m_bookmarks;
     RateMeter m_rate{Clock::now()};

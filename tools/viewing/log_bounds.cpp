@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <deque>
-#include <map>
 #include <set>
 #include <tuple>
 
@@ -16,6 +15,9 @@ namespace
 
 constexpr uint64_t first_window = 64 << 10; // bytes
 constexpr unsigned window_growth = 4;
+
+// So many records are looked for at a time; more than these are found portion by portion.
+constexpr uint64_t most_places = 20'000;
 
 // By so much a stamp can be later than the time when its file was last written: stamps are local
 // times, perhaps of another zone.
@@ -39,6 +41,22 @@ bool is_written_before(const LogReader& reader, Time time)
     return reader.name().written != 0 && file_time(reader.name().written) + zone_slack < time;
 }
 
+// Whether all records of the file are older, by the time when it was written, or by its last stamp.
+bool is_before(LogReader& reader, Time time, const Moment& now)
+try
+{
+    if (is_written_before(reader, time))
+        return true;
+    if (reader.name().size <= first_window)
+        return false; // read as a whole, it costs no more
+    const Time last = reader.last_time(now);
+    return last != unknown_time && last < time;
+}
+catch (const Failure&) // told when it is read
+{
+    return false;
+}
+
 // A file's times go up, but for clocks that were set back.
 void start_since(LogReader& reader, Time since, const Moment& now)
 try
@@ -60,18 +78,20 @@ catch (const Failure&) // told when it is read
 {
 }
 
-// The last so many records of a file; of one that can't be read its start, where that will be told.
-std::deque<Place> last_places(LogReader& reader, size_t index, uint64_t count, const Moment& now)
+// Places of the last so many records of a file before its end as it is given; none of one that
+// can't be read, which will be told.
+std::deque<Place> last_places(LogReader& reader, size_t index, uint64_t end, uint64_t count,
+                              const Moment& now)
 try
 {
     const LogName& name = reader.name();
     std::deque<Place> places;
     for (uint64_t window = first_window;; window *= window_growth)
     {
-        const uint64_t start = name.size > window ? name.size - window : 0;
+        const uint64_t start = end > window ? end - window : 0;
         places.clear();
         reader.seek(start, now);
-        while (reader.look(now) != LogReader::Head::none && reader.offset() < name.size)
+        while (reader.look(now) != LogReader::Head::none && reader.offset() < end)
         {
             places.push_back({reader.key(), name.date, name.number, index, reader.offset()});
             if (places.size() > count)
@@ -84,11 +104,14 @@ try
 }
 catch (const Failure&)
 {
-    return {{now.wall, {}, 0, index, 0}};
+    reader.look_again();
+    return {};
 }
 
-void start_tail(const std::vector<std::shared_ptr<LogReader>>& readers, uint64_t count,
-                const Moment& now)
+using Readers = std::vector<std::shared_ptr<LogReader>>;
+
+// Those written last come first.
+std::vector<size_t> by_age(const Readers& readers)
 {
     std::vector<size_t> order(readers.size());
     for (size_t i = 0; i < order.size(); ++i)
@@ -96,30 +119,52 @@ void start_tail(const std::vector<std::shared_ptr<LogReader>>& readers, uint64_t
     std::sort(order.begin(), order.end(),
               [&](size_t a, size_t b)
               { return readers[a]->name().written > readers[b]->name().written; });
+    return order;
+}
+
+// Moves the ends of the files back over the last so many records of all; how many there were.
+uint64_t move_back(const Readers& readers, const std::vector<size_t>& order, uint64_t count,
+                   std::vector<uint64_t>& ends, const Moment& now)
+{
     std::set<Place> last;
     for (const size_t i : order)
     {
         LogReader& reader = *readers[i];
-        if (count == 0 || (last.size() == count && is_written_before(reader, last.begin()->key)))
+        if (ends[i] == 0)
             continue;
-        for (Place& place : last_places(reader, i, count, now))
+        if (last.size() == count && is_before(reader, last.begin()->key, now))
+        {
+            reader.rest();
+            continue;
+        }
+        for (Place& place : last_places(reader, i, ends[i], count, now))
             last.insert(std::move(place));
         while (last.size() > count)
             last.erase(last.begin());
         reader.rest();
     }
-    std::map<size_t, uint64_t> starts;
     for (const Place& place : last)
+        ends[place.reader] = std::min(ends[place.reader], place.offset);
+    return last.size();
+}
+
+void start_tail(const Readers& readers, uint64_t count, const Moment& now)
+{
+    const std::vector<size_t> order = by_age(readers);
+    std::vector<uint64_t> ends(readers.size());
+    for (size_t i = 0; i < ends.size(); ++i)
+        ends[i] = readers[i]->name().size;
+    while (count > 0)
     {
-        const auto [start, is_new] = starts.emplace(place.reader, place.offset);
-        start->second = std::min(start->second, place.offset);
+        const uint64_t wanted = std::min(count, most_places);
+        count = move_back(readers, order, wanted, ends, now) == wanted ? count - wanted : 0;
     }
-    for (size_t i = 0; i < readers.size(); ++i)
-        if (const auto start = starts.find(i); start == starts.end())
+    for (size_t i = 0; i < ends.size(); ++i)
+        if (ends[i] == readers[i]->name().size)
             readers[i]->skip_all();
         else
         {
-            readers[i]->seek(start->second, now);
+            readers[i]->seek(ends[i], now);
             readers[i]->rest();
         }
 }
@@ -135,7 +180,7 @@ void start_readers(const std::vector<std::shared_ptr<LogReader>>& readers, const
         return;
     for (const std::shared_ptr<LogReader>& reader : readers)
     {
-        if (is_written_before(*reader, *bounds.since))
+        if (is_before(*reader, *bounds.since, now))
             reader->skip_all();
         else
             start_since(*reader, *bounds.since, now);

@@ -80,6 +80,7 @@ public:
     // done.
     size_t read_at(uint64_t offset, char* buffer, size_t size) const;
     uint64_t size() const;
+    std::optional<FileId> id() const { return open_file_id(m_file); }
     // To be asked when the file is known to hold something: a file that was empty before may have
     // its mark now.
     bool is_wide() const;

@@ -1,6 +1,7 @@
 #include "log_inputs.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 #include "failure.h"
@@ -111,7 +112,8 @@ LogInputs::Input LogInputs::file_input(const std::string& path, bool is_there, G
 std::vector<LogInputs::Found> LogInputs::find(std::string& problem) const
 {
     std::vector<Found> all;
-    std::set<std::string> paths;
+    // A folder, or a file, may have several names.
+    std::set<std::tuple<FileId, std::string, uint64_t>> known;
     for (size_t place = 0; place < m_inputs.size(); ++place)
     {
         std::vector<LogName> names;
@@ -124,7 +126,7 @@ std::vector<LogInputs::Found> LogInputs::find(std::string& problem) const
             problem = failure.what();
         }
         for (LogName& name : names)
-            if (paths.insert(name.path).second)
+            if (known.emplace(name.id, name.date, name.number).second)
                 all.push_back({std::move(name), place});
     }
     return all;

@@ -19,7 +19,8 @@ constexpr Time future_slack = 5 * 60 * second;
 
 constexpr uint64_t mark_size = 2; // bytes, of UTF-16
 
-constexpr uint64_t first_line_room = 128; // bytes; in UTF-16 a session's first line has 106
+// So many bytes before the place where a file is read on must be those that were read there.
+constexpr size_t witness_size = 64;
 
 constexpr std::string_view session_text = "Log session started.";
 
@@ -85,7 +86,7 @@ Record LogReader::take()
     record.time = m_last;
     record.is_time_inherited = !m_cut.stamp && m_last != unknown_time;
     if (m_mark.length == 0)
-        m_mark = mark_of(first_line_room);
+        m_mark = new_mark();
     m_taken_offset = offset();
     ++m_progress.number;
     if (m_cut.stamp && std::string_view(record.text).ends_with(session_text) &&
@@ -117,19 +118,21 @@ void LogReader::pass()
 Record LogReader::take_gap()
 {
     restart();
-    return loss_of(1, "records may be lost: the log file " +
+    return uncounted_loss("records may be lost: the log file " +
                           native_path(wide_from_utf8(m_name.path).data()) +
                           " has become shorter and is read from its start");
 }
 
 void LogReader::restart()
 {
-    forget_text();
-    m_start = m_known = 0;
+    m_raw.clear();
+    m_outline.clear();
+    m_before.clear();
+    m_start = m_known = m_at = 0;
     m_cutter = {};
     m_clock.reset();
     m_last = unknown_time;
-    m_has_shrunk = m_skips_end = false;
+    m_has_shrunk = m_skips_end = m_is_skipped = m_is_cut = false;
     m_progress = {};
     m_mark = {};
     m_taken_offset = 0;
@@ -171,44 +174,68 @@ std::string_view LogReader::text() const
 // Reads the next block behind what is held; false if there is none.
 bool LogReader::fill(const Moment& now)
 {
-    if (!m_reads || (!m_file && !open()))
+    if (!m_reads || (!m_file && !open(now)))
         return false;
-    const size_t unit = unit_size(m_form);
-    m_raw.erase(0, m_at * unit);
-    if (m_form == LogForm::wide)
-        m_outline.erase(0, m_at);
-    m_start += m_at * unit;
-    m_at = 0;
+    m_must_look = false;
+    drop_taken();
     if (m_start + m_raw.size() == 0 && !learn_form())
         return false;
 
-    const size_t held = m_raw.size();
-    m_raw.resize(held + block_size);
-    const size_t length = m_file->read_at(m_start + held, m_raw.data() + held, block_size);
-    m_raw.resize(held + length);
-    if (length == 0)
-    {
-        m_has_shrunk = has_shrunk();
+    // A file that was cut may have grown again, beyond the place where it is read.
+    const std::string before = witness();
+    const uint64_t end = m_start + m_raw.size();
+    std::string block(before.size() + block_size, '\0');
+    block.resize(m_file->read_at(end - before.size(), block.data(), block.size()));
+    const size_t length = block.size() - std::min(before.size(), block.size());
+    m_has_shrunk = !block.starts_with(before) || (length == 0 && m_file->size() < end);
+    if (m_has_shrunk || length == 0)
         return false;
-    }
-    m_grown = m_start + held + length <= m_known ? m_written_at : now.ticks;
+    m_raw.append(block, before.size());
+    m_grown = end + length <= m_known ? m_written_at : now.ticks;
     if (m_form == LogForm::wide)
         append_outline(m_outline, std::string_view(m_raw).substr(m_outline.size() * 2));
     return true;
 }
 
-// False if the path names another file by now: what it held is out of reach.
-bool LogReader::open()
+// What is held from the head on is left.
+void LogReader::drop_taken()
+{
+    const size_t bytes = m_at * unit_size(m_form);
+    const size_t kept = std::min(bytes, witness_size);
+    m_before.append(m_raw, bytes - kept, kept);
+    m_before.erase(0, m_before.size() - std::min(m_before.size(), witness_size));
+    m_raw.erase(0, bytes);
+    if (m_form == LogForm::wide)
+        m_outline.erase(0, m_at);
+    m_start += bytes;
+    m_at = 0;
+}
+
+// The last bytes that were read.
+std::string LogReader::witness() const
+{
+    const size_t of_raw = std::min(m_raw.size(), witness_size);
+    const size_t of_before = std::min(m_before.size(), witness_size - of_raw);
+    return m_before.substr(m_before.size() - of_before) + m_raw.substr(m_raw.size() - of_raw);
+}
+
+// False if the path names another file by now: what this one held is out of reach.
+bool LogReader::open(const Moment& now)
 {
     if (m_is_gone)
         return false;
     auto file = std::make_unique<LogFile>(m_name);
-    const std::optional<FileId> id = regular_file_id(wide_from_utf8(m_name.path));
-    if (m_start > 0 && id && *id != m_name.id)
+    if (m_name.id != FileId{} && file->id().value_or(m_name.id) != m_name.id)
         return false;
     m_file = std::move(file);
-    if (m_start > 0)
-        m_form = m_file->is_wide() ? LogForm::wide : LogForm::ansi;
+    if (m_start == 0)
+        return true;
+    m_form = m_file->is_wide() ? LogForm::wide : LogForm::ansi;
+    if (std::exchange(m_is_skipped, false))
+    {
+        m_start -= m_start % unit_size(m_form);
+        look_back(m_start, now);
+    }
     return true;
 }
 
@@ -224,13 +251,17 @@ bool LogReader::learn_form()
     return true;
 }
 
-bool LogReader::has_shrunk() const
+void LogReader::skip_all()
 {
-    return m_file->size() < m_start + m_raw.size();
+    restart();
+    m_start = m_name.size;
+    m_is_skipped = m_start > 0;
 }
 
 void LogReader::found(const LogName& name, const Moment& now)
 {
+    m_must_look = m_must_look || name.written != m_name.written;
+    m_name.written = name.written;
     m_name.size = name.size;
     if (offset() < m_known || name.size <= m_known)
         return;
@@ -249,19 +280,13 @@ void LogReader::finish(bool reads)
 
 void LogReader::rest()
 {
-    m_start = offset();
-    forget_text();
-    m_is_cut = false;
-    m_file.reset();
-}
-
-void LogReader::forget_text()
-{
+    drop_taken();
     m_raw.clear();
     m_raw.shrink_to_fit();
     m_outline.clear();
     m_outline.shrink_to_fit();
-    m_at = 0;
+    m_is_cut = false;
+    m_file.reset();
 }
 
 } // namespace trace

@@ -43,6 +43,9 @@ public:
 
     const LogName& name() const { return m_name; }
     size_t place() const { return m_place; }
+    // Of two that are equal in all else, the former comes first.
+    void set_turn(size_t turn) { m_turn = turn; }
+    size_t turn() const { return m_turn; }
 
     // Reads on until a record is whole or the file ends. Failure if it can't be read.
     Head look(const Moment& now);
@@ -60,6 +63,10 @@ public:
     // Goes to the first record at this place or behind it. Failure if the file can't be read.
     void seek(uint64_t offset, const Moment& now);
 
+    // Of the last stamp, as far as a short look at the file's end tells; otherwise unknown_time.
+    // Leaves the reader at the start. Failure if the file can't be read.
+    Time last_time(const Moment& now);
+
     // Of the record that take has returned last: where it begins, and how things stand behind it.
     uint64_t taken_offset() const { return m_taken_offset; }
     const LogProgress& progress() const { return m_progress; }
@@ -75,15 +82,21 @@ public:
     // The path names another file by now, or none: what is left to read is whole.
     void gone() { m_is_gone = true; }
     bool is_gone() const { return m_is_gone; }
-    // To the end as it was found, without a look at the file.
-    void skip_all() { m_start = m_name.size; }
+    // To the end as it was found, without a look at the file. What is before is looked at when
+    // more has come.
+    void skip_all();
+    // There may be something to tell though the file has not grown, such as that it can't be read.
+    void look_again() { m_must_look = true; }
     // The file is not followed: what is at its end is whole. reads: up to its end; otherwise only
     // what is held is left.
     void finish(bool reads);
 
     void rest();
     bool is_open() const { return m_file != nullptr; }
-    bool may_have_more() const { return m_file || m_name.size != m_start + m_raw.size(); }
+    bool may_have_more() const
+    {
+        return m_file || m_must_look || m_name.size != m_start + m_raw.size();
+    }
 
 private:
     using Ticks = std::chrono::steady_clock::time_point;
@@ -91,8 +104,9 @@ private:
     std::string_view text() const;
     bool is_whole(const Moment& now);
     bool fill(const Moment& now);
-    bool open();
-    bool has_shrunk() const;
+    bool open(const Moment& now);
+    void drop_taken();
+    std::string witness() const;
     bool learn_form();
     void restart();
     void skip_line_end();
@@ -101,16 +115,21 @@ private:
     Record take_gap();
     void note_progress();
     LogMark mark_of(uint64_t length) const;
-    void forget_text();
+    LogMark new_mark() const;
     void look_back(uint64_t offset, const Moment& now);
+    void look_back_over_hour(uint64_t offset, const Moment& now);
+    uint64_t certain_place_before(uint64_t offset) const;
+    std::string outline_at(uint64_t offset, uint64_t characters) const;
     void learn_from(uint64_t from, uint64_t to, const Moment& now);
     size_t first_record() const;
 
     LogName m_name;
     const size_t m_place;
+    size_t m_turn = 0;
     std::unique_ptr<LogFile> m_file;
     LogForm m_form = LogForm::ansi;
 
+    std::string m_before;  // the last bytes before m_start, as far as they were read
     uint64_t m_start = 0;  // in the file, of what is held
     std::string m_raw;     // what is held
     std::string m_outline; // of it, if it is wide
@@ -133,6 +152,8 @@ private:
     Ticks m_known_at{};        // at this time
     Ticks m_written_at{};      // and were written then
     bool m_has_shrunk = false; // and the news of it is the head when what is held was taken
+    bool m_must_look = false;
+    bool m_is_skipped = false; // nothing is known of what is before m_start
     bool m_skips_end = false;  // the line end of a record that was given out without it
     bool m_is_gone = false;
     bool m_is_finished = false;

@@ -11,7 +11,15 @@ namespace trace
 namespace
 {
 
-constexpr size_t look_back_size = 64 << 10;
+constexpr uint64_t look_back_size = 64 << 10;
+
+constexpr uint64_t end_size = 4 << 10; // bytes; for a short look
+
+constexpr uint64_t most_of_hour = 256; // parts of that size
+
+constexpr size_t stamp_room = 64; // characters; more than a stamp takes
+
+constexpr uint64_t first_line_room = 128; // bytes
 
 constexpr size_t npos = std::string_view::npos;
 
@@ -20,7 +28,7 @@ constexpr size_t npos = std::string_view::npos;
 void LogReader::seek(uint64_t offset, const Moment& now)
 {
     restart();
-    if (offset == 0 || (!m_file && !open()) || !learn_form())
+    if (offset == 0 || (!m_file && !open(now)) || !learn_form())
         return;
     const uint64_t unit = unit_size(m_form);
     if (offset <= m_start + unit)
@@ -42,10 +50,30 @@ void LogReader::seek(uint64_t offset, const Moment& now)
                                               : std::min(text().find('\n'), text().size() - 1) + 1;
 }
 
+Time LogReader::last_time(const Moment& now)
+{
+    restart();
+    if ((!m_file && !open(now)) || !learn_form())
+        return unknown_time;
+    const uint64_t unit = unit_size(m_form);
+    const uint64_t size = m_name.size / unit * unit;
+    const std::string text = outline_at(size - std::min(size, end_size), end_size / unit);
+    restart();
+    Time last = unknown_time;
+    StampClock clock;
+    std::string_view rest = text;
+    for (size_t at = next_stamp(rest); at != npos; at = next_stamp(rest))
+    {
+        rest.remove_prefix(at);
+        last = clock.next(*valid_stamp_of(rest));
+    }
+    return clock.is_certain() ? last : unknown_time;
+}
+
 bool LogReader::resume(const LogProgress& progress, const LogMark& mark, const Moment& now)
 {
     restart();
-    if (mark.length == 0 || (!m_file && !open()))
+    if (mark.length == 0 || (!m_file && !open(now)))
         return false;
     if (mark_of(mark.length) != mark)
     {
@@ -66,15 +94,25 @@ bool LogReader::resume(const LogProgress& progress, const LogMark& mark, const M
     return true;
 }
 
-// Of the first bytes, so many at most, up to the first line end.
+// A stamp is all that the mark is made of: the line behind it may still be written. Without one it
+// is the first line.
+LogMark LogReader::new_mark() const
+{
+    const uint64_t unit = unit_size(m_form);
+    const uint64_t begin = m_form == LogForm::wide ? unit : 0; // behind the form's mark
+    const std::string line = outline_at(begin, first_line_room / unit);
+    if (const std::optional<Stamp> stamp = valid_stamp_of(line))
+        return mark_of(begin + stamp->length * unit);
+    return mark_of(begin + (std::min(line.find('\n'), line.size() - 1) + 1) * unit);
+}
+
+// Of so many of the first bytes, or fewer if there are no more.
 LogMark LogReader::mark_of(uint64_t length) const
 {
     constexpr uint64_t basis = 14695981039346656037u; // FNV-1a
     constexpr uint64_t prime = 1099511628211u;
     std::string bytes(static_cast<size_t>(length), '\0');
     bytes.resize(m_file->read_at(0, bytes.data(), bytes.size()));
-    if (const size_t line_end = bytes.find('\n'); line_end != npos)
-        bytes.resize(line_end + 1);
     LogMark mark{bytes.size(), basis};
     for (const char byte : bytes)
         mark.hash = (mark.hash ^ static_cast<unsigned char>(byte)) * prime;
@@ -95,21 +133,66 @@ void LogReader::look_back(uint64_t offset, const Moment& now)
 {
     learn_from(offset > look_back_size ? offset - look_back_size : 0, offset, now);
     if (m_last == unknown_time)
-        learn_from(0, std::min<uint64_t>(offset, look_back_size), now);
+        learn_from(0, std::min(offset, look_back_size), now);
+    if (m_last != unknown_time && !m_clock.is_certain())
+        look_back_over_hour(offset, now);
 }
 
-// Takes over what stamps in this part of the file tell.
+// In an hour that comes twice: the order of its stamps, from a certain one on, tells which pass it
+// is. Of an hour with very many records parts are enough: a step back by an hour shows in them.
+void LogReader::look_back_over_hour(uint64_t offset, const Moment& now)
+{
+    const uint64_t begin = certain_place_before(offset);
+    const uint64_t stride = std::max(look_back_size, (offset - begin) / most_of_hour / 2 * 2);
+    m_clock.reset();
+    for (uint64_t left = (offset - begin + stride - 1) / stride; left-- > 0;)
+    {
+        const uint64_t to = offset - left * stride;
+        learn_from(to - std::min(to, look_back_size), to, now);
+    }
+}
+
+// Behind which the first stamp is one of before that hour; the file's start if there is none.
+uint64_t LogReader::certain_place_before(uint64_t offset) const
+{
+    uint64_t before = 0;
+    while (offset - before > look_back_size)
+    {
+        const uint64_t middle = (before + (offset - before) / 2) / 2 * 2;
+        const std::string text = outline_at(middle, look_back_size);
+        const size_t at = valid_stamp_of(text) ? 0 : next_stamp(text);
+        StampClock clock;
+        const Time time = at == npos
+                              ? unknown_time
+                              : clock.next(*valid_stamp_of(std::string_view(text).substr(at)));
+        (time != unknown_time && time < m_last && clock.is_certain() ? before : offset) = middle;
+    }
+    return before;
+}
+
+// So many characters from there on, or fewer if there are no more, as RecordCutter takes them.
+std::string LogReader::outline_at(uint64_t offset, uint64_t characters) const
+{
+    std::string raw(static_cast<size_t>(characters * unit_size(m_form)), '\0');
+    raw.resize(m_file->read_at(offset, raw.data(), raw.size()));
+    if (m_form == LogForm::ansi)
+        return raw;
+    std::string outline;
+    append_outline(outline, raw);
+    return outline;
+}
+
+// Takes over what stamps that begin in this part of the file tell.
 void LogReader::learn_from(uint64_t from, uint64_t to, const Moment& now)
 {
-    std::string raw(static_cast<size_t>(to - from), '\0');
-    raw.resize(m_file->read_at(from, raw.data(), raw.size()));
-    std::string outline;
-    if (m_form == LogForm::wide)
-        append_outline(outline, raw);
-    std::string_view rest = m_form == LogForm::wide ? outline : raw;
+    const uint64_t characters = (to - from) / unit_size(m_form);
+    const std::string text = outline_at(from, characters + stamp_room);
+    std::string_view rest = text;
     for (size_t at = 0; at != npos; at = next_stamp(rest))
     {
         rest.remove_prefix(at);
+        if (text.size() - rest.size() >= characters)
+            return;
         const std::optional<Stamp> stamp = valid_stamp_of(rest);
         if (!stamp)
             continue; // only the beginning of the part may have none

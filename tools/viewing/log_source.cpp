@@ -140,7 +140,7 @@ std::vector<LogSource::Reader> LogSource::look_for_files(const Moment& now)
             lose(reader);
     m_files = std::move(there);
     if (!problem.empty() && problem != m_problem)
-        m_ready.push_back(loss_of(1, "records may be lost: " + problem));
+        m_ready.push_back(uncounted_loss("records may be lost: " + problem));
     m_problem = std::move(problem);
     return fresh;
 }
@@ -149,7 +149,7 @@ std::vector<LogSource::Reader> LogSource::look_for_files(const Moment& now)
 void LogSource::lose(const Reader& reader)
 {
     if (!reader->is_open() && reader->may_have_more())
-        m_ready.push_back(loss_of(1, "records may be lost: the log file " +
+        m_ready.push_back(uncounted_loss("records may be lost: the log file " +
                                          native_path(wide_from_utf8(reader->name().path).data()) +
                                          " was removed before it was read"));
     reader->gone();
@@ -158,7 +158,7 @@ void LogSource::lose(const Reader& reader)
 void LogSource::take_problems()
 {
     for (const std::string& problem : m_merger.take_problems())
-        m_ready.push_back(loss_of(1, "records may be lost: " + problem));
+        m_ready.push_back(uncounted_loss("records may be lost: " + problem));
 }
 
 } // namespace trace

@@ -32,6 +32,8 @@ public:
     void stop() override; // reads no further: a log may be long
     std::string what() const override { return m_inputs.what(); }
 
+    bool has_files() const { return !m_files.empty(); } // when it looked last
+
     // The file of the record that next has returned last; null for news that are no file's.
     const LogReader* giver() const { return m_giver.get(); }
 

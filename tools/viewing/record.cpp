@@ -39,6 +39,13 @@ Record loss_of(uint64_t count, std::string why)
     return {.time = current_time(), .text = std::move(why), .lost = count};
 }
 
+Record uncounted_loss(std::string why)
+{
+    Record record = loss_of(1, std::move(why));
+    record.is_uncounted = true;
+    return record;
+}
+
 size_t bytes_of(const Record& record)
 {
     constexpr size_t overhead = 16; // of the block that the text is in
@@ -71,6 +78,8 @@ std::string as_json(const Record& record)
     if (record.is_loss())
     {
         out += ",\"lost\":" + std::to_string(record.lost);
+        if (record.is_uncounted)
+            out += ",\"uncounted\":true";
         if (record.since != unknown_time)
             out += ",\"since\":" + json_text(utc_text(record.since));
     }

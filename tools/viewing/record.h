@@ -27,14 +27,16 @@ struct Record
     std::shared_ptr<const std::string> name{}; // the writer's; null if it can't be found out
     std::string text{};                        // UTF-8, without the line end behind it
     uint64_t lost = 0;         // above 0: so many records are missing here, and the text says why
+    bool is_uncounted = false; // their number is unknown, and lost is 1
     Time since = unknown_time; // of a loss whose number is unknown: it was from here to its time
 
     bool is_loss() const { return lost > 0; }
 };
 
-// The record that stands where others are missing. A source that can't tell how many counts one for
-// each gap.
+// The record that stands where others are missing.
 Record loss_of(uint64_t count, std::string why);
+// The same where nobody can tell how many: each such place counts as one.
+Record uncounted_loss(std::string why);
 
 // What a record takes up in memory.
 size_t bytes_of(const Record& record);
@@ -44,8 +46,8 @@ size_t bytes_of(const Record& record);
 std::optional<int32_t> window_of(std::string_view text);
 
 // One line of JSON: time (ISO 8601, UTC), pid, process (the writer's name), window, text, each null
-// if there is none; of a loss: time, lost (how many), since if it is known, text (why). A time that
-// is inherited is followed by "inherited":true.
+// if there is none; of a loss: time, lost (how many), "uncounted":true if nobody knows how many,
+// since if it is known, text (why). A time that is inherited is followed by "inherited":true.
 std::string as_json(const Record& record);
 
 } // namespace trace

@@ -14,6 +14,8 @@ namespace
 
 constexpr size_t most_open = 64; // readers with a record, and as many without
 
+constexpr std::chrono::seconds retry_interval{1};
+
 } // namespace
 
 bool RecordMerger::Earlier::operator()(const Reader& a, const Reader& b) const
@@ -21,8 +23,8 @@ bool RecordMerger::Earlier::operator()(const Reader& a, const Reader& b) const
     const auto order = [](const LogReader& reader)
     {
         const LogName& name = reader.name();
-        return std::tuple<Time, const std::string&, uint64_t, size_t, const std::string&>(
-            reader.key(), name.date, name.number, reader.place(), name.path);
+        return std::tuple<Time, const std::string&, uint64_t, size_t, const std::string&, size_t>(
+            reader.key(), name.date, name.number, reader.place(), name.path, reader.turn());
     };
     return order(*a) < order(*b);
 }
@@ -33,6 +35,12 @@ void RecordMerger::sweep(const Moment& now)
     for (const Reader& reader : std::exchange(m_idle, {}))
     {
         LogReader::Head head = LogReader::Head::none;
+        if (const auto failed = m_failed.find(reader);
+            failed != m_failed.end() && now.ticks < failed->second.retry)
+        {
+            m_idle.push_back(reader);
+            continue;
+        }
         if (!reader->may_have_more() || look(reader, now, head))
             place(reader, head, now);
     }
@@ -74,19 +82,26 @@ bool RecordMerger::is_free(const LogReader& reader) const
            m_swept.ticks - reader.arrival() >= wait;
 }
 
-// False if that has failed: the reader is given up.
+// False if that has failed: the reader is idle until it is tried again.
 bool RecordMerger::look(const Reader& reader, const Moment& now, LogReader::Head& head)
+try
 {
-    try
-    {
-        head = reader->look(now);
-        return true;
-    }
-    catch (const Failure& failure)
-    {
-        m_problems.push_back(failure.what());
-        return false;
-    }
+    head = reader->look(now);
+    m_failed.erase(reader);
+    return true;
+}
+catch (const Failure& failure)
+{
+    Failed& failed = m_failed[reader];
+    if (failed.problem != failure.what())
+        m_problems.emplace_back(failure.what());
+    failed = {failure.what(), now.ticks + retry_interval};
+    reader->rest();
+    if (reader->is_gone())
+        m_failed.erase(reader);
+    else
+        m_idle.push_back(reader);
+    return false;
 }
 
 void RecordMerger::place(const Reader& reader, LogReader::Head head, const Moment& now)

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -23,7 +24,11 @@ public:
     static constexpr std::chrono::milliseconds wait{250};
 
     // The reader's records are looked for in the next sweep.
-    void add(std::shared_ptr<LogReader> reader) { m_idle.push_back(std::move(reader)); }
+    void add(std::shared_ptr<LogReader> reader)
+    {
+        reader->set_turn(m_added++);
+        m_idle.push_back(std::move(reader));
+    }
 
     // Looks at all files whose ends had been reached; to be done again and again. What is too young
     // now waits for the next one.
@@ -41,7 +46,8 @@ public:
     // Whether no record is left with a time up to this one, as far as was seen.
     bool is_past(Time time) const;
 
-    // What failed since the last call, in words for people. A file with a failure is given up.
+    // What failed since the last call, in words for people. A file with a failure is tried again,
+    // and the failure told only once while it lasts.
     std::deque<std::string> take_problems() { return std::exchange(m_problems, {}); }
 
 private:
@@ -51,6 +57,12 @@ private:
         bool operator()(const Reader& a, const Reader& b) const;
     };
 
+    struct Failed
+    {
+        std::string problem;
+        std::chrono::steady_clock::time_point retry;
+    };
+
     bool is_free(const LogReader& reader) const;
     bool look(const Reader& reader, const Moment& now, LogReader::Head& head);
     void place(const Reader& reader, LogReader::Head head, const Moment& now);
@@ -58,8 +70,10 @@ private:
 
     std::set<Reader, Earlier> m_heads; // with a record
     std::set<Reader, Earlier> m_open;  // those of them that are open
-    std::vector<Reader> m_idle;        // read to their ends
-    size_t m_open_idle = 0;            // about so many of them are open
+    std::vector<Reader> m_idle;        // read to their ends, or not to be read now
+    std::map<Reader, Failed> m_failed; // those of them that couldn't be read
+    size_t m_added = 0;
+    size_t m_open_idle = 0; // about so many of them are open
     Reader m_giver;
     Moment m_swept{};
     bool m_follows = true;

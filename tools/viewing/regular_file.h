@@ -5,6 +5,8 @@
 #include <optional>
 #include <utility>
 
+#include <windows.h>
+
 #include "text.h"
 
 namespace trace
@@ -17,5 +19,8 @@ using FileId = std::pair<uint64_t, uint64_t>;
 // folder, a pipe, a device, a socket, and for what isn't there or can't be looked at; the last
 // error is 0 unless looking failed.
 std::optional<FileId> regular_file_id(const WideText& path);
+
+// The same of an open file; nothing if the system doesn't tell.
+std::optional<FileId> open_file_id(HANDLE file);
 
 } // namespace trace

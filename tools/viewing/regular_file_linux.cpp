@@ -2,9 +2,17 @@
 #include "regular_file.h"
 
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 namespace trace
 {
+
+namespace
+{
+
+constexpr unsigned minor_bits = 20; // of a device, in the volume's number of an open file
+
+} // namespace
 
 std::optional<FileId> regular_file_id(const WideText& path)
 {
@@ -15,7 +23,17 @@ std::optional<FileId> regular_file_id(const WideText& path)
     SetLastError(there ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
     if (!there || !S_ISREG(found.st_mode))
         return std::nullopt;
-    return FileId{found.st_dev, found.st_ino};
+    const uint64_t volume = uint64_t{major(found.st_dev)} << minor_bits | minor(found.st_dev);
+    return FileId{static_cast<DWORD>(volume), found.st_ino};
+}
+
+std::optional<FileId> open_file_id(HANDLE file)
+{
+    BY_HANDLE_FILE_INFORMATION found;
+    if (!GetFileInformationByHandle(file, &found))
+        return std::nullopt;
+    return FileId{found.dwVolumeSerialNumber,
+                  uint64_t{found.nFileIndexHigh} << 32 | found.nFileIndexLow};
 }
 
 } // namespace trace

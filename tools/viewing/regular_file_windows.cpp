@@ -17,4 +17,12 @@ std::optional<FileId> regular_file_id(const WideText& path)
     return FileId{found.ftCreationTime.dwHighDateTime, found.ftCreationTime.dwLowDateTime};
 }
 
+std::optional<FileId> open_file_id(HANDLE file)
+{
+    BY_HANDLE_FILE_INFORMATION found;
+    if (!GetFileInformationByHandle(file, &found))
+        return std::nullopt;
+    return FileId{found.ftCreationTime.dwHighDateTime, found.ftCreationTime.dwLowDateTime};
+}
+
 } // namespace trace

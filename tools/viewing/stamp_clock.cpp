@@ -48,7 +48,10 @@ Time StampClock::next(const Stamp& stamp)
     if (m_starts[0] == unknown_time)
         return unknown_time;
     const Time within = date.tm_sec * second + fields->milliseconds * millisecond;
-    m_last = m_starts[is_second_pass(within) ? 1 : 0] + within;
+    const bool is_second = is_second_pass(within);
+    m_is_certain =
+        m_is_certain || m_starts[0] == m_starts[1] || (is_second && m_last != unknown_time);
+    m_last = m_starts[is_second ? 1 : 0] + within;
     return m_last;
 }
 

@@ -23,9 +23,21 @@ public:
     void created(Time time) { m_created = time; }
 
     // Starts anew: the file is read from another place.
-    void reset() { m_last = unknown_time; }
+    void reset()
+    {
+        m_last = unknown_time;
+        m_is_certain = false;
+    }
     // Behind a stamp of this time.
-    void resume(Time last) { m_last = last; }
+    void resume(Time last)
+    {
+        m_last = last;
+        m_is_certain = true;
+    }
+
+    // Whether the last time is not one of two that its stamp may mean: the stamp, or one before it,
+    // is of no hour that comes twice, or a stamp has stepped back.
+    bool is_certain() const { return m_is_certain; }
 
 private:
     bool is_second_pass(Time within) const;
@@ -37,6 +49,7 @@ private:
     std::array<Time, 2> m_starts{}; // UTC, ascending; equal unless the minute comes twice
     Time m_last = unknown_time;
     Time m_created = unknown_time;
+    bool m_is_certain = false;
 };
 
 } // namespace trace

@@ -103,6 +103,9 @@ TEST_F(Records, AreCutAtStampsWhateverThePiecesInWhichTheyCome)
         {"lines in their tens of thousands come in parts, cut at a line end",
          at(1) + "one\n" + lines.substr(0, 60'000) + "\n" + lines.substr(0, 60'000) + "\n",
          {"one\n" + lines.substr(0, 60'000), lines.substr(0, 60'000)}},
+        {"a line of more than 1 MiB comes in parts",
+         at(1) + std::string(1 << 20, 'x') + "\n",
+         {std::string((1 << 20) - at(1).size(), 'x'), std::string(at(1).size(), 'x')}},
         {"nothing", "", {}},
     };
     for (const auto& row : rows)
@@ -183,6 +186,10 @@ TEST_F(Records, WaitForOlderOnesOfOtherFilesAndOnlySoLong)
     EXPECT_EQ(come(*source, 400ms), (Texts{"of a new file", "one", "two"}));
     append(day_1, at(100) + "late\n" + at(900) + "in time\n");
     EXPECT_EQ(come(*source, 0ms), Texts{"late"});
+    EXPECT_EQ(come(*source), Texts{"in time"});
+    moment.wall -= 3600 * second; // the clock is set back; what was stamped before it counts
+    append(day, at(950) + "before\n2024-03-05 13:07:00.000 *vtq* after\n");
+    EXPECT_EQ(come(*source, 400ms), (Texts{"before", "after"}));
 }
 
 // Also if the old file ends in a record that was cut, which is whole only later.
@@ -221,6 +228,55 @@ TEST_F(Records, OfTheRepeatedAutumnHourHaveTheTimesThatTheirOrderGives)
     EXPECT_EQ(utc, (Texts{"23:59:59", "00:30:00", "01:10:00", "01:30:00", "02:00:00"}));
 }
 
+// The place where reading begins is in the second pass, and nothing near it tells that.
+TEST_F(Records, OfTheRepeatedHourHaveTheSameTimesWhereverReadingBegins)
+{
+    ASSERT_TRUE(use_zone("Europe/Berlin"));
+    moment.wall = *time_from("2024-10-28 00:00Z", 0);
+    const std::string rest(900, 'x');
+    for (const int per_pass : {300, 30'000}) // more than is looked through, and much more
+    {
+        std::string content = "2024-10-27 01:59:59.000 *vtq* before\n";
+        for (int i = 0; i < 2 * per_pass; ++i)
+        {
+            char stamp[40];
+            const int seconds = i % per_pass * 3600 / per_pass;
+            std::snprintf(stamp, sizeof stamp, "2024-10-27 02:%02d:%02d.000 *vtq* ", seconds / 60,
+                          seconds % 60);
+            content += stamp + rest + '\n';
+        }
+        test::write_file(path("qvapp_2024-10-27.log"), content);
+        for (const bool by_time : {false, true})
+        {
+            const auto source =
+                by_time ? open({folder}, {.since = *time_from("2024-10-27 01:59:47Z", 0)})
+                        : open({folder}, {.tail = 1});
+            pass(1s);
+            Record record;
+            ASSERT_TRUE(source->next(record, 0)) << per_pass << by_time;
+            EXPECT_EQ(utc_text(record.time).substr(11, 5), "01:59") << per_pass << by_time;
+        }
+    }
+}
+
+// A line that comes later to a file of which nothing was shown.
+TEST_F(Records, WithoutAStampHaveTheTimeOfTheLastOneAlsoIfThatWasNotWanted)
+{
+    for (const bool wide : {false, true})
+    {
+        const std::string file = wide ? day : day_1;
+        append(file, in_form(at(1) + "Log session started.\n", wide));
+        const auto source = open({folder}, {.tail = 0});
+        append(file, in_form("line\n", wide).substr(wide ? 2 : 0));
+        pass(1s);
+        Record record;
+        ASSERT_TRUE(source->next(record, 0));
+        EXPECT_EQ(record.text, "line");
+        EXPECT_TRUE(record.is_time_inherited);
+        EXPECT_EQ(local_text(record.time), at(1).substr(0, 23));
+    }
+}
+
 TEST_F(Records, OfAFileThatBeginsInTheRepeatedHourHaveTheTimeOfItsCreation)
 {
     ASSERT_TRUE(use_zone("Europe/Berlin"));
@@ -245,9 +301,32 @@ TEST_F(Records, OfAFileThatCantBeReadAreMissedAloudAndThoseOfOthersCome)
     PlinthTestFail("open", 1, 1, EACCES);
     const Texts texts = come(*open({folder}));
     PlinthTestReset();
-    ASSERT_EQ(texts.size(), 2u);
+    ASSERT_EQ(texts.size(), 3u) << "the file is tried again";
     EXPECT_NE(texts[0].find("can't be opened"), std::string::npos) << texts[0];
-    EXPECT_EQ(texts[1], "two");
+    EXPECT_EQ(texts[1] + texts[2], "twoone");
+}
+
+TEST_F(Records, OfAFileThatIsReplacedAfterItWasFoundComeOnceAndTheFormerOneIsMissed)
+{
+    static std::string s_path;
+    s_path = path(day);
+    append(day, at(1) + "never read\n");
+    append("new", at(2) + "new\n");
+    PlinthTestBefore(
+        "open", 1,
+        [] { std::filesystem::rename(s_path.substr(0, s_path.rfind('/')) + "/new", s_path); });
+    const Texts texts = come(*open({folder}));
+    PlinthTestReset();
+    ASSERT_EQ(texts.size(), 2u) << testing::PrintToString(texts);
+    EXPECT_NE(texts[0].find("removed before it was read"), std::string::npos) << texts[0];
+    EXPECT_EQ(texts[1], "new");
+}
+
+TEST_F(Records, OfAFolderWithSeveralNamesComeOnce)
+{
+    append(day, at(1) + "one\n");
+    std::filesystem::create_symlink(folder, folder + "/link");
+    EXPECT_EQ(come(*open({folder, folder + "/./", folder + "/link", path(day)})), Texts{"one"});
 }
 
 TEST_F(Records, FilesThatAreCutReplacedOrRemovedAreNoticedAndOnesThatComeLaterFollowed)
@@ -260,10 +339,17 @@ TEST_F(Records, FilesThatAreCutReplacedOrRemovedAreNoticedAndOnesThatComeLaterFo
     ASSERT_EQ(texts.size(), 2u);
     EXPECT_NE(texts[0].find("qvapp_2024-03-05.log has become shorter"), std::string::npos);
     EXPECT_EQ(texts[1], "anew");
+    test::write_file(path(day), "cut, and longer than it was by the next look\n");
+    texts = come(*source);
+    ASSERT_EQ(texts.size(), 2u);
+    EXPECT_NE(texts[0].find("has become shorter"), std::string::npos);
+    EXPECT_EQ(texts[1].substr(0, 4), "cut,");
 
+    append(day, at(2) + "read though replaced\n");
+    pass(50ms);
     append("new", at(2) + "another file under its name\n");
     std::filesystem::rename(path("new"), path(day));
-    EXPECT_EQ(come(*source), Texts{"another file under its name"});
+    EXPECT_EQ(come(*source), (Texts{"read though replaced", "another file under its name"}));
     append(day, at(3) + "read though removed\n");
     pass(50ms);
     std::filesystem::remove(path(day));
@@ -300,15 +386,17 @@ TEST_F(Records, StoppingGivesOutWhatWasReadAndNoPart)
     EXPECT_TRUE(source->ended());
 }
 
-// More files than are open at a time, in turns.
-TEST_F(Records, OfHundredsOfFilesComeInOrderWithFewOfThemOpen)
+// Many more files than are open at a time, in turns. Their numbers begin again after 9999.
+TEST_F(Records, OfVeryManyFilesComeInOrderWithFewOfThemOpen)
 {
-    constexpr int files = 300;
+    constexpr int files = 500;
+    constexpr int first = 9'700;
+    constexpr int numbers = 10'000;
     Texts expected;
     for (int i = 0; i < 3 * files; ++i)
     {
         expected.push_back(std::to_string(i));
-        append("qvapp_2024-03-05_(" + std::to_string(i % files) + ").log",
+        append("qvapp_2024-03-05_(" + std::to_string((first + i % files) % numbers) + ").log",
                at(i) + expected.back() + "\n");
     }
     const auto open_files = []
@@ -356,6 +444,21 @@ TEST_F(Records, AreBoundedByTimesAndByTheNumberOfTheLast)
     append(day, at(10'001) + "next\n");
     append("qvapp_2024-03-04.log", at(10'000) + "of a file that was empty\n");
     EXPECT_EQ(come(*following), (Texts{"of a file that was empty", "next"}));
+}
+
+TEST_F(Records, TheLastTensOfThousandsAreExactlySoMany)
+{
+    constexpr int count = 50'000;
+    std::string files[2];
+    for (int i = 0; i < count; ++i)
+        files[i / 3 % 2] += at(i) + std::to_string(i) + "\n";
+    append(day, files[0]);
+    append(day_1, files[1]);
+    const Texts texts = come(*open({folder}, {.tail = count - 5, .follows = false}), 0ms);
+    EXPECT_EQ(texts.size(), size_t{count - 5});
+    EXPECT_EQ(texts.front(), "5");
+    EXPECT_EQ(come(*open({folder}, {.tail = 1, .follows = false}), 0ms),
+              Texts{std::to_string(count - 1)});
 }
 
 // Read from its start, this would take longer than any test may.

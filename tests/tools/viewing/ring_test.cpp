@@ -7,6 +7,7 @@
 #include "support/test.h"
 
 #include "ring/ring_follower.h"
+#include "ring/ring_share.h"
 #include "ring/ring_writer.h"
 
 namespace
@@ -92,6 +93,10 @@ TEST_F(Ring, GivesTextsAsTheyWerePutAndTellsOfGapsAndOfTextsThatWritersGaveUp)
     ASSERT_TRUE(follower.next(gap));
     EXPECT_EQ(std::tuple(gap.lost, gap.since, gap.time), std::tuple(1u, now - second, now));
     EXPECT_NE(gap.text.find("former (12)"), std::string::npos) << gap.text;
+    // Times that can't be true are not told; that the number is unknown still is.
+    writer->put_gap({.time = now, .since = now + second, .process = 12});
+    ASSERT_TRUE(follower.next(gap));
+    EXPECT_NE(as_json(gap).find("\"lost\":1,\"uncounted\":true,\"text\""), std::string::npos);
     EXPECT_EQ(follower.taken(), 4u) << "texts alone";
 }
 
@@ -188,17 +193,22 @@ TEST_F(Ring, AnyScribbledWordCostsACountedNumberOfRecordsAtMost)
     EXPECT_GT(shown, writer->number() / 2);
 }
 
-TEST_F(Ring, MadeAnewIsFollowedFromItsStartAfterAMoment)
+// By a viewer that takes the channel over and found no end of the old one.
+TEST_F(Ring, MadeAnewIsFollowedFromItsStartAfterAMomentAndTheGapIsTold)
 {
     put("old");
     EXPECT_EQ(next(), "old");
-    writer.emplace(memory.view(), first_epoch + 1);
-    put("one");
-    Record record;
+    const Time since = current_time() - second;
+    RingShare share;
+    ASSERT_TRUE(share.start(RingFollower(), since, [](TakeOverStep) {}));
+    share.put({.time = current_time(), .text = "one"});
+    Record record, gap;
     while (!follower.next(record))
         Sleep(1);
-    EXPECT_EQ(record.lost, 1u);
+    EXPECT_TRUE(record.is_uncounted);
     EXPECT_NE(record.text.find("made anew"), std::string::npos);
+    ASSERT_TRUE(follower.next(gap));
+    EXPECT_EQ(gap.since, since);
     EXPECT_EQ(next(), "one");
 }
 

@@ -1,6 +1,9 @@
 // Who has the debug string channel, and how it passes from one viewer to the next.
+#include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <functional>
+#include <thread>
 
 #include "support/child_process.h"
 #include "support/test.h"
@@ -46,6 +49,25 @@ int view(int argc, char** argv)
     return 0;
 }
 const test::ChildMain g_view("view", view);
+
+// Waits until a child of view gets the text, which is written again and again, and returns its
+// lines before it.
+std::vector<std::string> lines_until(ChildProcess& viewer, const std::string& text)
+{
+    std::atomic<bool> has_come{false};
+    std::thread writer(
+        [&]
+        {
+            for (; !has_come; Sleep(1))
+                OutputDebugStringA(text.c_str());
+        });
+    std::vector<std::string> lines;
+    for (std::string line = viewer.line(); line != text && !line.empty(); line = viewer.line())
+        lines.push_back(line);
+    has_come = true;
+    writer.join();
+    return lines;
+}
 
 // Another program's listener.
 int occupy(int, char**)
@@ -99,15 +121,23 @@ protected:
     }
 };
 
-TEST_F(TakeOver, ByAViewerThatIsKilledOnTheWayLeavesTheChannelToTheNext)
+TEST_F(TakeOver, ByAViewerThatIsKilledOnTheWayLeavesTheChannelToTheOthers)
 {
     for (const StepName& row : steps)
     {
         SCOPED_TRACE(row.name);
         const auto former = viewer();
+        const auto survivor = viewer();
+        survivor->finish(SIGSTOP); // so that it is not the one that takes over first
         const auto next = viewer({row.name, std::to_string(SIGKILL)});
         former->finish(SIGKILL);
         EXPECT_EQ(next->wait(), 128 + SIGKILL);
+        survivor->send(SIGCONT);
+        const std::vector<std::string> lines = lines_until(*survivor, row.name);
+        EXPECT_TRUE(std::any_of(lines.begin(), lines.end(),
+                                [](const std::string& line)
+                                { return has(line, "no viewer had the channel from "); }));
+        survivor->finish(SIGKILL);
         Listener last;
         EXPECT_EQ(last.what(), "the debug string channel");
         expect_heard(last, row.name);
@@ -132,6 +162,7 @@ TEST_F(TakeOver, ByAViewerThatIsStoppedOnTheWayGoesOnWithIt)
         const Record gap = next_loss(last);
         EXPECT_NE(gap.since, unknown_time);
         EXPECT_LE(gap.since, gap.time);
+        EXPECT_LT(gap.time - gap.since, 10 * second) << "ten times what is promised";
         EXPECT_TRUE(has(gap.text, name_of(*next))) << gap.text;
         expect_heard(last, "after");
     }

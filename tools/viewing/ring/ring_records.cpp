@@ -33,8 +33,8 @@ Record unheard_record(uint64_t count)
 
 Record loss_by_damage()
 {
-    return loss_of(1, "an unknown number of records lost: the memory that viewers share was "
-                      "damaged and made anew");
+    return uncounted_loss("an unknown number of records lost: the memory that viewers share was "
+                          "damaged and made anew");
 }
 
 Record gap_record(Time since, Time until, std::string_view former)
@@ -44,7 +44,7 @@ Record gap_record(Time since, Time until, std::string_view former)
     text += is_known ? "from " + local_text(since) + " to " + local_text(until) : "for some time";
     if (!former.empty())
         text += ", after " + std::string(former) + " had ended";
-    Record record = loss_of(1, std::move(text));
+    Record record = uncounted_loss(std::move(text));
     if (is_known)
     {
         record.since = since;

@@ -28,7 +28,8 @@ bool RingShare::start(const RingFollower& follower, Time since, const TakeOverWa
     else
         m_writer.emplace(m_memory.view(), static_cast<uint64_t>(now)); // a new one each time
     m_writer->sign(process, facts ? facts->name : "");
-    if (end)
+    // Readers that were here before must learn of the gap, also in a ring that is made anew.
+    if (end || since != unknown_time)
     {
         const RingHolder& former = follower.holder();
         m_writer->put_gap({.time = now,
