@@ -10,7 +10,7 @@ namespace
 {
 
 // Calls it on a thread of its own kind, and returns when the call has ended.
-using Run = void (*)(const std::function<void()>& call);
+using RunOn = void (*)(const std::function<void()>& call);
 
 int tick(void* call)
 {
@@ -64,7 +64,7 @@ TEST_F(InFolder, ACallbackLogsTracesOpensFilesSetsTimersAndCallsThePoolConcurren
         run_on_timer<QV_PRECISION_SLEEP>([&] { answers.push_back(QV_Log(L"timer\r\n")); });
         run_on_pool([&] { answers.push_back(QV_Log(L"pool\r\n")); });
     };
-    constexpr std::pair<const char*, Run> kinds[] = {
+    constexpr std::pair<const char*, RunOn> kinds[] = {
         {"timer with a thread", run_on_timer<QV_PRECISION_SLEEP>},
         {"multimedia timer", run_on_timer<QV_PRECISION_MM_1>},
         {"pool", run_on_pool},
