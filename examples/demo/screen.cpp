@@ -51,7 +51,7 @@ void print_introduction(const std::string& name, unsigned threads, bool window)
                  "  text      %s\n"
                  "  threads   %u; each takes the next block of the text until none is left\n"
                  "  records   one for each block, with the thread and the time that it took;\n"
-                 "            a timer adds a heartbeat every 10 ms\n"
+                 "            a timer adds a heartbeat every 10 ms, if the work takes that long\n"
                  "  log       a record is in the log file when the call that writes it returns\n"
                  "  live      %s\n"
                  "\n",
@@ -72,8 +72,10 @@ void print_summary(const std::string& name, const Result& result, unsigned threa
     std::printf("words:    %llu\n", static_cast<unsigned long long>(all.words()));
     std::printf("often:    %s\n", frequent_words(result.words).c_str());
     if (result.blocks != 0)
-        std::printf("records:  %u of the threads; half of them took less than %.1f us each\n",
-                    result.blocks, result.record_time * microseconds);
+        std::printf(
+            "records:  %u of the threads, to the log and to listeners; half of them took less than "
+            "%.1f us each\n",
+            result.blocks, result.record_time * microseconds);
     std::printf("log:      %s\n", log_path().c_str());
 }
 
