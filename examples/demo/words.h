@@ -32,7 +32,7 @@ private:
 
     Counts m_counts;     // of words that other characters surround
     std::string m_first; // the letters at the start: another stretch may hold the word's head
-    std::string m_last;  // the letters at the end: the next stretch may go on with the word
+    std::string m_last;  // the letters at the end: the next stretch may have the rest of the word
     bool m_has_other =
         false; // a character that is no letter; without one all letters are in m_last
 };
