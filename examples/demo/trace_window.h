@@ -1,4 +1,4 @@
-// The windows in which plinth-demo shows its records, if the user asks for them and there is a display.
+// The windows in which plinth-demo shows its records, if the user asks for them.
 #pragma once
 
 namespace demo
