@@ -50,7 +50,9 @@ void run_on_transfer(const std::function<void()>& call)
     QV_CancelAsyncIO(nullptr);
 }
 
-TEST_F(InFolder, ACallbackLogsTracesOpensFilesSetsTimersAndCallsThePoolConcurrent)
+using CallbackConcurrent = InFolder;
+
+TEST_F(CallbackConcurrent, LogsTracesOpensFilesSetsTimersAndCallsThePool)
 {
     make("a");
     const auto use_everything = [this](std::vector<int>& answers)
