@@ -195,9 +195,3 @@ sanitizer_options() {
     export ASAN_OPTIONS=halt_on_error=1:detect_stack_use_after_return=1:intercept_tls_get_addr=0
     export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
 }
-
-# The largest file of the checkout, or of the folder if it is none.
-largest_file() {
-    { git ls-files -z 2>/dev/null || find . -path ./build -prune -o -path ./.git -prune -o -type f -print0; } |
-        xargs -0 -r stat --printf='%s %n\n' 2>/dev/null | sort -n | tail -n 1 | cut -d' ' -f2-
-}

@@ -58,7 +58,7 @@ public:
         }
     }
 
-    // Shows the progress until the copy has ended, and gives its status.
+    // Shows the progress until the copy has ended, and returns its status.
     int follow()
     {
         const bool terminal = is_terminal();

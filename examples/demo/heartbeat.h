@@ -12,10 +12,10 @@ public:
     Heartbeat();
     Heartbeat(const Heartbeat&) = delete;
     Heartbeat& operator=(const Heartbeat&) = delete;
-    ~Heartbeat(); // no beat comes any more when it is through
+    ~Heartbeat(); // after it no beat comes any more
 
 private:
-    const uintptr_t m_timer; // 0: there is none, and the demo goes on without
+    const uintptr_t m_timer; // 0: there is none, and the demo has no heartbeat
 };
 
 } // namespace demo

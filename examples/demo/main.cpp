@@ -1,9 +1,10 @@
-// plinth-demo FILE [THREADS]: counts what is in a file, on several threads, tracing as it goes,
-// and copies it while it shows how far it is.
+// plinth-demo [FILE [THREADS]]: counts the lines and words of a text on several threads, traces
+// each step, and copies the text while it shows the progress. Without FILE it takes a text of its
+// own.
 //
-// The records go to the log and, live, to whoever listens: plinth-trace watch, or a window of its
-// own. The program names a log folder of its own, and UTF-16, by its resources (CMakeLists.txt).
-// The summary goes to standard output; its last line names the log file.
+// The records are written to the log and, live, to programs that listen: plinth-trace watch, or a
+// window of its own. The program names a log folder of its own, and UTF-16, by its resources
+// (CMakeLists.txt). The summary is written to standard output; its last line names the log file.
 #include <algorithm>
 #include <cstdio>
 #include <string>
@@ -12,12 +13,10 @@
 
 #include <plinth_w32_system.h>
 
-#if __has_include(<plinth_platform.h>)
-#include <plinth_platform.h>
-#endif
-
 #include "copy.h"
 #include "heartbeat.h"
+#include "own_text.h"
+#include "screen.h"
 #include "text.h"
 #include "trace_window.h"
 #include "workers.h"
@@ -25,50 +24,26 @@
 namespace
 {
 
-// The path of the log as other programs of this system take it; empty if there is no log.
-std::string log_path()
-{
-    const wchar_t* const path = CQvLogFile::GetLogFilename();
-    if (!path)
-        return {};
-#if __has_include(<plinth_platform.h>)
-    char text[4096];
-    if (PlinthNativePath(path, text, sizeof text))
-        return text;
-#endif
-    return demo::printed(path);
-}
-
-void print_summary(const std::string& file, const demo::Result& result, unsigned threads,
-                   double spent)
-{
-    const demo::Statistics& all = result.statistics;
-    std::printf("file:     %s\n", file.c_str());
-    std::printf("bytes:    %llu in %u blocks, %u threads, %.2f ms\n",
-                static_cast<unsigned long long>(all.bytes()), result.blocks, threads, spent);
-    std::printf("lines:    %llu\n", static_cast<unsigned long long>(all.lines()));
-    std::printf("words:    %llu\n", static_cast<unsigned long long>(all.words()));
-    std::printf("CRC-32:   %08x\n", all.crc32());
-    std::printf("entropy:  %.3f bits for each byte\n", all.entropy());
-    std::printf("most:     byte 0x%02x, %llu times\n", all.most_frequent(),
-                static_cast<unsigned long long>(all.count_of(all.most_frequent())));
-    std::printf("log:      %s\n", log_path().c_str());
-}
-
 constexpr const char* help =
-    "usage: plinth-demo [--window [--auto-close]] FILE [THREADS, 1 to 64]\n"
+    "usage: plinth-demo [--window [--auto-close]] [FILE [THREADS, 1 to 64]]\n"
     "       plinth-demo --has-display\n"
     "\n"
+    "Counts the lines and words of FILE on several threads and traces each step. Without FILE\n"
+    "it takes a text that it carries in its own file. A word is a run of characters\n"
+    "without white space; the frequent words are runs of the letters A to Z.\n"
+    "\n"
     "  --window       show the records in windows, which stay until they are closed\n"
-    "  --auto-close   close them after the last record, for runs that nobody looks at\n"
-    "  --has-display  only tell, by the exit status, whether windows can be shown: 0 if so\n";
+    "  --auto-close   close the windows after the last record, for runs without a user\n"
+    "  --has-display  do nothing else; the exit status is 0 if windows can be shown\n";
+
+constexpr const char* own_text_name = "the library's guide, which this program carries in its file";
 
 struct Options
 {
     bool window = false;
     bool close = false;
-    demo::WideText file;
-    int threads = 0; // 0: as many as the machine has to offer
+    demo::WideText file; // empty: the program's own text
+    int threads = 0;     // 0: as many as the machine has processors, 2 to 7
 };
 
 bool parse(const std::vector<demo::WideText>& words, Options& options)
@@ -84,23 +59,25 @@ bool parse(const std::vector<demo::WideText>& words, Options& options)
         else
             break;
     const size_t rest = words.size() - next;
-    if (rest < 1 || rest > 2)
+    if (rest > 2)
         return false;
-    options.file = words[next];
-    if (rest == 1)
+    if (rest > 0)
+        options.file = words[next];
+    if (rest < 2)
         return true;
     options.threads = QV_wtoi(words[next + 1].data());
     return options.threads >= 1 && options.threads <= 64;
 }
 
-int run(const Options& options)
+int complain(const char* what, const std::string& name, int status)
 {
-    const unsigned threads = options.threads > 0
-                                 ? static_cast<unsigned>(options.threads)
-                                 : std::clamp(std::thread::hardware_concurrency(), 2u, 7u);
-    const demo::WideText& path = options.file;
-    const std::string name = demo::printed(path.data());
+    std::fprintf(stderr, "plinth-demo: %s can't be %s, status %d\n", name.c_str(), what, status);
+    return 1;
+}
 
+// Counts and copies the file, and prints the summary under the name.
+int work_through(const demo::WideText& path, const std::string& name, unsigned threads)
+{
     DiagOutputExW_hlp(__FILE__, __LINE__);
     DiagOutputExW(L"|wndid:0| |appnm| begins at |stime| with %s, %u threads (|srcid|)", path.data(),
                   threads);
@@ -115,25 +92,36 @@ int run(const Options& options)
     if (result.status != QV_OK)
     {
         TraceLastOsErr();
-        std::fprintf(stderr, "plinth-demo: %s can't be read, status %d\n", name.c_str(),
-                     result.status);
-        return 1;
+        return complain("read", name, result.status);
     }
     DiagOutputExW_hlp(__FILE__, __LINE__);
-    DiagOutputExW(L"|wndid:0| all done, CRC %08X, %.2f ms; |wnddt| ms since this window's last",
-                  result.statistics.crc32(), spent);
+    DiagOutputExW(L"|wndid:0| counted %I64u words in %.2f ms; |wnddt| ms since this window's last",
+                  result.statistics.words(), spent);
     const int status = [&]
     {
         const CQvTraceExecutionTime phase(L"|wndid:0| copying", 0);
         return demo::copy_with_progress(path.data());
     }();
     if (status != QV_OK)
-    {
-        std::fprintf(stderr, "plinth-demo: %s can't be copied, status %d\n", name.c_str(), status);
-        return 1;
-    }
-    print_summary(name, result, threads, spent);
+        return complain("copied", name, status);
+    demo::print_summary(name, result, threads, spent);
     return 0;
+}
+
+int run(const Options& options)
+{
+    const unsigned threads = options.threads > 0
+                                 ? static_cast<unsigned>(options.threads)
+                                 : std::clamp(std::thread::hardware_concurrency(), 2u, 7u);
+    const bool own = options.file.empty();
+    const std::string name = own ? own_text_name : demo::printed(options.file.data());
+    demo::print_introduction(name, threads, options.window);
+    if (!own)
+        return work_through(options.file, name, threads);
+    const demo::OwnText text;
+    if (text.status() != QV_OK)
+        return complain("written to a temporary file", name, text.status());
+    return work_through(text.path(), name, threads);
 }
 
 } // namespace

@@ -24,7 +24,7 @@ constexpr int window_height = 180;
 constexpr int text_width = 880; // of the column with the record
 constexpr int most_rows = 5;    // of windows beneath each other
 
-// The next one of this process, null behind the last.
+// The next one of this process, null after the last.
 HWND next_window(HWND after)
 {
     for (;;)
@@ -69,8 +69,8 @@ void finish_trace_windows(bool close)
 {
     QV_Sleep(settle_time, QV_PRECISION_SLEEP);
     arrange();
-    // Asked again at each look: behind a window that has just closed there is no next one, and a
-    // record that was late may have opened another.
+    // The search begins anew each time: after a window that has just closed it finds none, and a
+    // late record may have opened another window.
     while (HWND window = next_window(nullptr))
     {
         for (; close && window; window = next_window(window))

@@ -1,4 +1,4 @@
-// The window in which plinth-demo shows its records, if it is asked to and there is a display.
+// The windows in which plinth-demo shows its records, if the user asks for them.
 #pragma once
 
 namespace demo
@@ -6,11 +6,11 @@ namespace demo
 
 bool has_display();
 
-// Opens it; what is traced from then on, by whatever process, appears there.
+// Opens the first window. From then on the windows show what any process traces.
 void open_trace_windows();
 
-// Gives what came the time to appear, puts the windows beneath each other, and waits until the user
-// has closed them all, or closes them itself.
+// Waits until the last records have appeared, puts the windows beneath each other, and waits until
+// the user has closed them all. With close it closes them itself.
 void finish_trace_windows(bool close);
 
 } // namespace demo

@@ -17,6 +17,13 @@ constexpr uint64_t least_block = 1 << 10;
 constexpr uint64_t most_blocks = 24; // few enough that a person can read the trace
 constexpr size_t buffer_size = 256 << 10;
 
+struct Block
+{
+    Statistics statistics;
+    Words words;
+    double record_time = 0; // milliseconds
+};
+
 struct Job
 {
     const wchar_t* path;
@@ -24,7 +31,7 @@ struct Job
     uint64_t block;
     std::atomic<unsigned> next{0};
     std::atomic<int> status{QV_OK};
-    std::vector<Statistics> blocks;
+    std::vector<Block> blocks;
 };
 
 // One call of the pool.
@@ -41,7 +48,7 @@ struct EndPool
 
 // A handle of its own for each worker: the position in the file belongs to the handle.
 int count_block(QvFile file, const Job& job, unsigned index, std::vector<unsigned char>& buffer,
-                Statistics& result)
+                Block& result)
 {
     const uint64_t start = index * job.block;
     uint64_t left = std::min(job.block, job.size - start);
@@ -56,10 +63,21 @@ int count_block(QvFile file, const Job& job, unsigned index, std::vector<unsigne
             return status;
         if (done == 0)
             break; // the file has become shorter meanwhile
-        result.add(buffer.data(), static_cast<size_t>(done));
+        result.statistics.add(buffer.data(), static_cast<size_t>(done));
+        result.words.add(buffer.data(), static_cast<size_t>(done));
         left -= done;
     }
     return QV_OK;
+}
+
+void trace_block(const Job& job, unsigned worker, unsigned index, double spent)
+{
+    const Statistics& block = job.blocks[index].statistics;
+    DiagOutputExW_hlp(__FILE__, __LINE__);
+    DiagOutputExW(L"|wndid:%u| worker %u, thread |thrid|: block %u of %u, %I64u lines, "
+                  L"%I64u words, %.2f ms; |adt%02u| ms since its last",
+                  worker, worker, index + 1, static_cast<unsigned>(job.blocks.size()),
+                  block.lines(), block.words(), spent, worker % 8);
 }
 
 void work(Job& job, unsigned worker)
@@ -76,17 +94,14 @@ void work(Job& job, unsigned worker)
     const unsigned count = static_cast<unsigned>(job.blocks.size());
     for (unsigned index = job.next++; index < count && job.status == QV_OK; index = job.next++)
     {
-        Statistics& block = job.blocks[index];
+        Block& block = job.blocks[index];
         const double start = QV_GetTimeCounter();
         status = count_block(file, job, index, buffer, block);
-        const double spent = QV_GetTimeCounter() - start;
+        const double end = QV_GetTimeCounter();
         if (status != QV_OK)
             job.status = status;
-        DiagOutputExW_hlp(__FILE__, __LINE__);
-        DiagOutputExW(L"|wndid:%u| worker %u, thread |thrid|: block %u of %u, %I64u lines, "
-                      L"CRC %08X, %.2f ms; |adt%02u| ms since its last",
-                      worker, worker, index + 1, count, block.lines(), block.crc32(), spent,
-                      worker % 8);
+        trace_block(job, worker, index, end - start);
+        block.record_time = QV_GetTimeCounter() - end;
     }
     QV_CloseFile(file);
 }
@@ -106,7 +121,7 @@ Result count_file(const wchar_t* path, unsigned threads)
     job.path = path;
     job.status = QV_GetFileSizeFromName(path, &job.size);
     if (job.status != QV_OK)
-        return {job.status, {}, 0};
+        return {job.status, {}, {}, 0, 0};
     job.block = std::max(least_block, (job.size + most_blocks - 1) / most_blocks);
     job.blocks.resize(static_cast<size_t>((job.size + job.block - 1) / job.block));
 
@@ -121,9 +136,17 @@ Result count_file(const wchar_t* path, unsigned threads)
                 work_on_pool(&worker);
     }
 
-    Result result{job.status, {}, static_cast<unsigned>(job.blocks.size())};
-    for (const Statistics& block : job.blocks)
-        result.statistics.append(block);
+    Result result{job.status, {}, {}, static_cast<unsigned>(job.blocks.size()), 0};
+    std::vector<double> times;
+    for (const Block& block : job.blocks)
+    {
+        result.statistics.append(block.statistics);
+        result.words.append(block.words);
+        times.push_back(block.record_time);
+    }
+    std::sort(times.begin(), times.end());
+    if (!times.empty())
+        result.record_time = times[times.size() / 2];
     return result;
 }
 

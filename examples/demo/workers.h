@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "statistics.h"
+#include "words.h"
 
 namespace demo
 {
@@ -13,7 +14,9 @@ struct Result
 {
     int status; // QV_OK, or that of the first operation that failed
     Statistics statistics;
+    Words words;
     unsigned blocks;
+    double record_time; // of a block's record, in milliseconds: half of the calls took no longer
 };
 
 // Counts the bytes of the file by so many workers. Each traces under a window id of its own,
