@@ -50,7 +50,7 @@ struct Session
     trace::Filter output_filter; // the first tab's
 
 private:
-    void prepare_output(const trace::Record& record);
+    void prepare_output(const trace::RecordView& record);
 
     std::string m_unwritten;
     trace::Time m_last_written = trace::unknown_time;

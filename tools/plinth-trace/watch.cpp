@@ -135,7 +135,7 @@ bool Watch::collect(unsigned milliseconds)
     {
         ++collected;
         bytes += bytes_of(record);
-        m_store.append(std::move(record));
+        m_store.append(record);
     }
     m_rate.add(collected, Clock::now());
     m_bookmarks.trim(m_store.first());
@@ -182,7 +182,7 @@ bool Watch::show()
 
 bool Watch::show_row(size_t row, std::string& out, std::string& file)
 {
-    const Record& record = m_view.record(row);
+    const RecordView record = m_view.record(row);
     const TimeBase base{.start = m_store.start(), .previous = m_last_time};
     out += m_options.json ? as_json(record) : as_lines(record, m_style, base);
     if (m_output)

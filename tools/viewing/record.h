@@ -32,6 +32,29 @@ struct Record
     bool is_loss() const { return lost > 0; }
 };
 
+// A record whose texts are another's: a Record's, or a Store's, there until the next append.
+struct RecordView
+{
+    Time time = unknown_time;
+    bool is_time_inherited = false;
+    DWORD process = 0;
+    int32_t window = no_window;
+    std::string_view name{}; // the writer's; empty if it can't be found out
+    std::string_view text{};
+    uint64_t lost = 0;
+    Time since = unknown_time;
+
+    RecordView() = default;
+    RecordView(const Record& record) // NOLINT(google-explicit-constructor): a Record is one, too
+        : time(record.time), is_time_inherited(record.is_time_inherited), process(record.process),
+          window(record.window), name(record.name ? std::string_view(*record.name) : ""),
+          text(record.text), lost(record.lost), since(record.since)
+    {
+    }
+
+    bool is_loss() const { return lost > 0; }
+};
+
 // The record that stands where others are missing. A source that can't tell how many counts one for
 // each gap.
 Record loss_of(uint64_t count, std::string why);
@@ -46,6 +69,6 @@ std::optional<int32_t> window_of(std::string_view text);
 // One line of JSON: time (ISO 8601, UTC), pid, process (the writer's name), window, text, each null
 // if there is none; of a loss: time, lost (how many), since if it is known, text (why). A time that
 // is inherited is followed by "inherited":true.
-std::string as_json(const Record& record);
+std::string as_json(const RecordView& record);
 
 } // namespace trace
