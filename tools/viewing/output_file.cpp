@@ -42,6 +42,12 @@ void OutputFile::write(std::string_view text)
     made_progress();
 }
 
+void OutputFile::flush()
+{
+    if (!FlushFileBuffers(m_file))
+        throw Failure(exit_failed, m_path + " can't be written: " + error_text(GetLastError()));
+}
+
 uint64_t save_shown(const std::string& path, const Store& store, const View& view,
                     const LineStyle& style)
 {

@@ -137,7 +137,9 @@ void RowSet::drop_words(Part& part, uint64_t end)
 size_t RowSet::bytes() const
 {
     constexpr size_t overhead = 16; // of a block of the heap
-    return m_parts.size() * sizeof(Part) + m_used * (words * sizeof(uint64_t) + overhead);
+    return m_used <= 1 ? 0
+                       : m_parts.size() * sizeof(Part) +
+                             (m_used - 1) * (words * sizeof(uint64_t) + overhead);
 }
 
 RowSet::Part* RowSet::part_of(uint64_t number) const

@@ -31,7 +31,8 @@ public:
     // Takes away those below this one; gives how many went.
     size_t drop_below(uint64_t number);
 
-    size_t bytes() const; // that it takes up
+    // That it takes up, without its first part: beside that a small store has no room.
+    size_t bytes() const;
 
 private:
     static constexpr size_t words = 64;
