@@ -13,8 +13,8 @@ std::set<int32_t> Session::collect(Clock::duration longest)
         return fresh;
     const Clock::time_point end = Clock::now() + longest;
     uint64_t collected = 0;
-    trace::Record record;
-    while (source->next(record, 0))
+    trace::RecordView record;
+    while (source->next_view(record, 0))
     {
         store.append(record);
         const trace::RecordView kept = store[store.end() - 1];

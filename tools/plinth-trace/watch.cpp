@@ -81,7 +81,8 @@ Watch::Watch(WatchOptions options)
       m_interactive(!m_options.json && !reads_standard_input(m_options.view) &&
                     Keyboard::is_there()),
       m_source(make_source(m_options.view)), m_screen(m_interactive),
-      m_store(m_options.view.keep.value_or(m_interactive ? Store::default_limit : small_store)),
+      m_store(store_limit(
+          m_options.view.keep.value_or(m_interactive ? Store::default_limit : small_store))),
       m_portion(m_options.view.keep.value_or(small_store) / 2),
       m_view(m_store, m_options.view.filter), m_style{.time = m_options.view.time.value_or(
                                                           TimeMode::none),
@@ -127,14 +128,14 @@ int Watch::run()
 // Takes what there is, within limits; false if there was nothing.
 bool Watch::collect(unsigned milliseconds)
 {
-    Record record;
+    RecordView record;
     uint64_t collected = 0;
     uint64_t bytes = 0;
     while (collected < most_collected && bytes < m_portion &&
-           m_source->next(record, collected == 0 ? milliseconds : 0))
+           m_source->next_view(record, collected == 0 ? milliseconds : 0))
     {
         ++collected;
-        bytes += bytes_of(record);
+        bytes += RecordBlock::most_bytes(record);
         m_store.append(record);
     }
     m_rate.add(collected, Clock::now());

@@ -102,6 +102,13 @@ void RecordBlock::seal()
     m_names = {};
 }
 
+void RecordBlock::clear()
+{
+    m_used = 0;
+    m_count = 0;
+    m_names.clear();
+}
+
 RecordView RecordBlock::operator[](size_t index) const
 {
     const char* place = m_pages.data() + offset_of(index);

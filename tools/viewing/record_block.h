@@ -25,6 +25,10 @@ public:
     // No record comes any more: what only append needs goes.
     void seal();
 
+    // Empty again, with its memory.
+    void clear();
+
+    size_t capacity() const { return m_pages.bytes(); }
     size_t size() const { return m_count; }
     RecordView operator[](size_t index) const;
 

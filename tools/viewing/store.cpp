@@ -52,6 +52,7 @@ void Store::clear()
 {
     m_first = m_end;
     m_parts.clear();
+    m_spare.reset();
     m_last_part = 0;
     m_part_bytes = 0;
     m_start = unknown_time;
@@ -108,7 +109,11 @@ void Store::add_part(const RecordView& record)
 {
     if (!m_parts.empty())
         m_parts.back().block.seal();
-    m_parts.push_back({RecordBlock(m_part_size, record), m_end});
+    if (m_spare && RecordBlock::most_bytes(record) <= m_spare->capacity())
+        m_parts.push_back({std::move(*m_spare), m_end});
+    else
+        m_parts.push_back({RecordBlock(m_part_size, record), m_end});
+    m_spare.reset();
 }
 
 void Store::drop_oldest()
@@ -118,6 +123,11 @@ void Store::drop_oldest()
     if (++m_first - oldest.first < oldest.block.size())
         return;
     m_part_bytes -= oldest.block.bytes();
+    if (oldest.block.capacity() == m_part_size)
+    {
+        oldest.block.clear();
+        m_spare.emplace(std::move(oldest.block));
+    }
     m_parts.pop_front();
     m_last_part = 0;
 }

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <optional>
 
 #include "record_block.h"
 
@@ -72,6 +73,7 @@ private:
     std::deque<Part> m_parts;
     mutable size_t m_last_part = 0; // that was looked into last, mostly the next one too
     size_t m_part_bytes = 0;        // of all parts
+    std::optional<RecordBlock> m_spare; // of the oldest part that went: its pages are there already
     mutable MemoryUse m_use;
     uint64_t m_first = 0;
     uint64_t m_end = 0;

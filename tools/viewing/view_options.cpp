@@ -162,10 +162,23 @@ std::optional<size_t> take_size(Options& options, const std::string& name)
     return std::nullopt;
 }
 
+size_t store_limit(size_t keep)
+{
+    return keep - keep / 8;
+}
+
+size_t queue_limit(size_t keep)
+{
+    constexpr size_t least = 2 << 20; // bytes: a burst must have room, whatever is kept
+    return std::clamp(keep / 16 * 3, least, RecordQueue::default_limit);
+}
+
 std::unique_ptr<Source> make_source(const ViewOptions& options)
 {
     if (options.inputs.empty())
-        return std::make_unique<Listener>();
+        return std::make_unique<Listener>([](TakeOverStep) {},
+                                          options.keep ? queue_limit(*options.keep)
+                                                       : RecordQueue::default_limit);
     if (options.inputs.front() == "-")
         return std::make_unique<LineSource>();
     return std::make_unique<LogSource>(LogInputs(options.inputs, false), options.bounds);
