@@ -17,9 +17,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <plinth_w32_system.h>
-
-#include "listener.h"
 #include "processes.h"
 
 using bench::Child;
@@ -127,14 +124,16 @@ void measure(benchmark::State& state, const SharedPage& page, Reader&& start, Ha
     }
 }
 
-void to_capture(benchmark::State& state)
+void to_counter(benchmark::State& state, bool is_capture)
 {
     const SharedPage page("viewing");
     measure(
         state, page,
         [&]
         {
-            return std::make_unique<Child>(std::vector<std::string>{"capture", page.path()});
+            return std::make_unique<Child>(
+                is_capture ? std::vector<std::string>{"capture", page.path()}
+                           : std::vector<std::string>{"viewer", page.path(), "counts"});
         },
         [&](const Child&, uint32_t expected)
         {
@@ -143,7 +142,14 @@ void to_capture(benchmark::State& state)
             return page.words()->received == expected;
         });
 }
-BENCHMARK(to_capture)->Name("viewing/capture")->UseManualTime()->Iterations(1);
+BENCHMARK_CAPTURE(to_counter, capture, true)
+    ->Name("viewing/capture")
+    ->UseManualTime()
+    ->Iterations(1);
+BENCHMARK_CAPTURE(to_counter, listener, false)
+    ->Name("viewing/listener")
+    ->UseManualTime()
+    ->Iterations(1);
 
 void to_viewer(benchmark::State& state, const std::vector<std::string>& words)
 {
