@@ -1,6 +1,6 @@
 // Texts of another process to programs that people look at: to plinth-trace watch, which shows them
-// on /dev/null, and to plinth-trace window without a display, beside a capture that counts and drops
-// them.
+// on /dev/null, and to plinth-trace window without a display, beside a capture that counts and
+// drops them.
 //
 // Each turn ends when the program has had the last text, and counts only if it had every one.
 #include <chrono>

@@ -22,9 +22,8 @@ bool Filter::passes(const RecordView& record) const
         return true;
     if (!windows.empty() && !windows.contains(record.window))
         return false;
-    const auto is_writer = [&](const WantedProcess& wanted) {
-        return wanted.id ? wanted.id == record.process : record.name == wanted.name;
-    };
+    const auto is_writer = [&](const WantedProcess& wanted)
+    { return wanted.id ? wanted.id == record.process : record.name == wanted.name; };
     if (!processes.empty() && std::none_of(processes.begin(), processes.end(), is_writer))
         return false;
     if (std::any_of(excluded_processes.begin(), excluded_processes.end(), is_writer))

@@ -23,11 +23,11 @@ WantedProcess wanted_process(const std::string& text);
 
 struct Filter
 {
-    std::vector<Pattern> match{};   // each is in the text
-    std::vector<Pattern> include{}; // one of them is, if there are any
-    std::vector<Pattern> exclude{}; // none of them is
-    WindowIds windows{};                    // it has one of them, if there are any
-    std::vector<WantedProcess> processes{}; // the writer is one of them, if there are any
+    std::vector<Pattern> match{};                    // each is in the text
+    std::vector<Pattern> include{};                  // one of them is, if there are any
+    std::vector<Pattern> exclude{};                  // none of them is
+    WindowIds windows{};                             // it has one of them, if there are any
+    std::vector<WantedProcess> processes{};          // the writer is one of them, if there are any
     std::vector<WantedProcess> excluded_processes{}; // the writer is none of them
 
     // A loss always passes. A pattern that gives up decides nothing: the record is rather shown.

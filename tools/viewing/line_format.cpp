@@ -1,5 +1,6 @@
 #include "line_format.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <iterator>
 
@@ -92,14 +93,15 @@ std::string as_lines(const RecordView& record, const LineStyle& style, const Tim
     const auto copy = [&](size_t end, const char* colour)
     {
         out += colour;
-        for (; at < end; ++at)
+        while (at < end)
         {
-            if (text[at] != '\n')
-            {
-                out += text[at];
-                continue;
-            }
-            out += (*colour ? plain : "") + std::string("\n") + prefix + colour;
+            const size_t line_end = std::min(text.find('\n', at), end);
+            out.append(text, at, line_end - at);
+            at = line_end;
+            if (at == end)
+                break;
+            ++at; // the line end
+            ((((out += *colour ? plain : "") += '\n') += prefix) += colour);
         }
         out += *colour ? plain : "";
     };

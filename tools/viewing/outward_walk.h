@@ -37,8 +37,9 @@ public:
     double progress(uint64_t first, uint64_t end)
     {
         clamp(first, end);
-        return end == first ? 1
-                            : static_cast<double>(m_high - m_low) / static_cast<double>(end - first);
+        return end == first
+                   ? 1
+                   : static_cast<double>(m_high - m_low) / static_cast<double>(end - first);
     }
 
 private:

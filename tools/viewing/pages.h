@@ -1,5 +1,5 @@
-// Memory straight from the system, which has it back as soon as it is freed. What a heap frees often
-// stays with the process.
+// Memory straight from the system, which has it back as soon as it is freed. What a heap frees
+// often stays with the process.
 #pragma once
 
 #include <cstddef>
@@ -20,8 +20,7 @@ class Pages
 {
 public:
     Pages() = default;
-    explicit Pages(size_t bytes)
-        : m_data(static_cast<char*>(allocate_pages(bytes))), m_bytes(bytes)
+    explicit Pages(size_t bytes) : m_data(static_cast<char*>(allocate_pages(bytes))), m_bytes(bytes)
     {
     }
     ~Pages()

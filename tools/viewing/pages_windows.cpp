@@ -9,8 +9,7 @@ namespace trace
 
 void* allocate_pages(size_t bytes)
 {
-    void* const pages =
-        VirtualAlloc(nullptr, bytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+    void* const pages = VirtualAlloc(nullptr, bytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
     if (!pages)
         throw std::bad_alloc();
     return pages;

@@ -17,9 +17,9 @@ struct ColumnName
     std::string_view heading;
 };
 constexpr ColumnName column_names[] = {
-    {Column::number, "number", "#"},          {Column::time, "time", "Time"},
-    {Column::delta, "delta", "Delta"},        {Column::process, "process", "Process"},
-    {Column::window, "window", "Window"},     {Column::text, "text", "Text"},
+    {Column::number, "number", "#"},      {Column::time, "time", "Time"},
+    {Column::delta, "delta", "Delta"},    {Column::process, "process", "Process"},
+    {Column::window, "window", "Window"}, {Column::text, "text", "Text"},
 };
 
 // Where the window tag is that gives the record its window, with its end: "|wndid:7|" and a blank

@@ -66,8 +66,8 @@ size_t count_fields(std::string_view text);
 struct ColumnStyle
 {
     TimeMode time = TimeMode::absolute;
-    TimeBase base{};             // of the row
-    Time chosen = unknown_time;  // of the record that deltas count from
+    TimeBase base{};            // of the row
+    Time chosen = unknown_time; // of the record that deltas count from
 };
 
 // The text of a cell, but of Column::text; UTF-8, which may hold treacherous characters of a

@@ -27,6 +27,7 @@ unsigned nth_bit(uint64_t word, uint64_t n)
 void RowSet::clear()
 {
     m_parts.clear();
+    m_last.reset();
     m_size = 0;
     m_used = 0;
     m_counted = 0;
@@ -45,6 +46,8 @@ void RowSet::add(uint64_t number)
     if (word & bit)
         return;
     word |= bit;
+    if (m_last && number < m_last->number)
+        m_last.reset();
     ++part.count;
     ++m_size;
     // Only the parts after it have one more before them.
@@ -54,8 +57,7 @@ void RowSet::add(uint64_t number)
 bool RowSet::has(uint64_t number) const
 {
     const Part* const part = part_of(number);
-    return part && part->bits &&
-           ((*part->bits)[number % numbers / bits] >> number % bits & 1) != 0;
+    return part && part->bits && ((*part->bits)[number % numbers / bits] >> number % bits & 1) != 0;
 }
 
 size_t RowSet::rank(uint64_t number) const
@@ -77,13 +79,36 @@ size_t RowSet::rank(uint64_t number) const
 
 uint64_t RowSet::number(size_t row) const
 {
+    if (m_last && m_last->row == row)
+        return m_last->number;
+    std::optional<uint64_t> number;
+    if (m_last && m_last->row + 1 == row)
+        number = next_in_word(m_last->number);
+    m_last = Last{row, number ? *number : find(row)};
+    return m_last->number;
+}
+
+// The one that follows this number, if it is in the same word.
+std::optional<uint64_t> RowSet::next_in_word(uint64_t number) const
+{
+    const Part* const part = part_of(number);
+    if (!part || !part->bits || number % bits == bits - 1)
+        return std::nullopt;
+    const uint64_t rest = (*part->bits)[number % numbers / bits] & ~below(number % bits + 1);
+    if (rest == 0)
+        return std::nullopt;
+    return number - number % bits + static_cast<uint64_t>(std::countr_zero(rest));
+}
+
+uint64_t RowSet::find(size_t row) const
+{
     count();
     const uint64_t wanted = m_parts.front().before + row;
     // The last that begins at or before it: empty ones begin where the next one does.
-    const auto part = std::upper_bound(m_parts.begin(), m_parts.end(), wanted,
-                                       [](uint64_t rows, const Part& each)
-                                       { return rows < each.before; }) -
-                      1;
+    const auto part =
+        std::upper_bound(m_parts.begin(), m_parts.end(), wanted,
+                         [](uint64_t rows, const Part& each) { return rows < each.before; }) -
+        1;
     uint64_t left = wanted - part->before;
     size_t word = 0;
     for (;; ++word)
@@ -111,6 +136,8 @@ size_t RowSet::drop_below(uint64_t number)
     }
     if (!m_parts.empty() && m_start * numbers < number)
         drop_words(m_parts.front(), number);
+    if (before != m_size)
+        m_last.reset();
     return before - m_size;
 }
 

@@ -1,5 +1,5 @@
-// A set of record numbers that are rows: a bit for each number, with counts by the thousand, so that
-// the number of a row and the row of a number are found at once.
+// A set of record numbers that are rows: a bit for each number, with counts by the thousand, so
+// that the number of a row and the row of a number are found at once.
 //
 // Numbers come in any order. A part that has none of them takes up nothing.
 #pragma once
@@ -46,16 +46,26 @@ private:
         uint64_t before = 0; // rows in the parts before, from any start
     };
 
+    // The last row that was asked for: the next one is mostly asked for next.
+    struct Last
+    {
+        size_t row;
+        uint64_t number;
+    };
+
     Part* part_of(uint64_t number) const;
+    uint64_t find(size_t row) const;
+    std::optional<uint64_t> next_in_word(uint64_t number) const;
     Part& make_part(uint64_t number);
     void count() const;
     void drop_words(Part& part, uint64_t end);
 
     mutable std::deque<Part> m_parts;
-    uint64_t m_start = 0;         // numbers of the first part are from m_start * numbers on
+    uint64_t m_start = 0; // numbers of the first part are from m_start * numbers on
     size_t m_size = 0;
     size_t m_used = 0;            // parts that aren't empty
     mutable size_t m_counted = 0; // parts whose `before` is right
+    mutable std::optional<Last> m_last{};
 };
 
 } // namespace trace

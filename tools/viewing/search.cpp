@@ -27,14 +27,13 @@ bool Search::advance(size_t most)
     follow_view();
     if (!m_pattern)
         return false;
-    const bool more =
-        m_walk.advance(m_view.examined_from(), m_view.examined_to(), most,
-                       [&](uint64_t number)
-                       {
-                           if (m_view.shows(number) &&
-                               m_pattern->in(m_view.store()[number].text) == Found::yes)
-                               m_hits.add(number);
-                       });
+    const bool more = m_walk.advance(
+        m_view.examined_from(), m_view.examined_to(), most,
+        [&](uint64_t number)
+        {
+            if (m_view.shows(number) && m_pattern->in(m_view.store()[number].text) == Found::yes)
+                m_hits.add(number);
+        });
     count_use();
     return more;
 }

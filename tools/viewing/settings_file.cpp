@@ -147,8 +147,8 @@ std::vector<std::string> settings_names()
     if (folder.empty())
         return names;
     WIN32_FIND_DATAW found{};
-    const HANDLE search = FindFirstFileW(
-        wide_from_utf8(folder + "/*" + std::string(ending)).data(), &found);
+    const HANDLE search =
+        FindFirstFileW(wide_from_utf8(folder + "/*" + std::string(ending)).data(), &found);
     if (search == INVALID_HANDLE_VALUE)
         return names;
     do
@@ -200,8 +200,7 @@ std::string save_settings(const std::string& path, const ViewerSettings& setting
         DeleteFileW(wide_from_utf8(fresh).data());
         refuse(path, problem);
     }
-    return keeps_damaged ? "the damaged views that were there are kept as " + kept
-                         : std::string();
+    return keeps_damaged ? "the damaged views that were there are kept as " + kept : std::string();
 }
 
 } // namespace trace

@@ -29,8 +29,8 @@ struct LoadedSettings
 // Changes nothing. A file that is missing has no views, and no problem.
 LoadedSettings load_settings(const std::string& path);
 
-// Gives what the user should know: that a damaged file was kept, and where. Else empty. Failure, with
-// the reason, if the settings can't be saved; the file is then as it was. path: UTF-8.
+// Gives what the user should know: that a damaged file was kept, and where. Else empty. Failure,
+// with the reason, if the settings can't be saved; the file is then as it was. path: UTF-8.
 std::string save_settings(const std::string& path, const ViewerSettings& settings);
 
 } // namespace trace

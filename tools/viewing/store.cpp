@@ -83,8 +83,8 @@ uint64_t Store::number_at(Time time) const
 size_t Store::bytes() const
 {
     const size_t gone = m_parts.empty() ? 0
-                                        : m_parts.front().block.bytes_before(static_cast<size_t>(
-                                              m_first - m_parts.front().first));
+                                        : m_parts.front().block.bytes_before(
+                                              static_cast<size_t>(m_first - m_parts.front().first));
     return m_part_bytes - gone + m_use.bytes();
 }
 
@@ -99,9 +99,9 @@ size_t Store::part_of(uint64_t number) const
         return m_last_part;
     if (has(m_last_part + 1))
         return ++m_last_part;
-    const auto after = std::upper_bound(m_parts.begin(), m_parts.end(), number,
-                                        [](uint64_t wanted, const Part& part)
-                                        { return wanted < part.first; });
+    const auto after =
+        std::upper_bound(m_parts.begin(), m_parts.end(), number,
+                         [](uint64_t wanted, const Part& part) { return wanted < part.first; });
     return m_last_part = static_cast<size_t>(after - m_parts.begin()) - 1;
 }
 

@@ -71,8 +71,8 @@ private:
     size_t m_limit;
     size_t m_part_size; // bytes
     std::deque<Part> m_parts;
-    mutable size_t m_last_part = 0; // that was looked into last, mostly the next one too
-    size_t m_part_bytes = 0;        // of all parts
+    mutable size_t m_last_part = 0;     // that was looked into last, mostly the next one too
+    size_t m_part_bytes = 0;            // of all parts
     std::optional<RecordBlock> m_spare; // of the oldest part that went: its pages are there already
     mutable MemoryUse m_use;
     uint64_t m_first = 0;

@@ -28,7 +28,8 @@ const char* const view_options_help =
     "  --exclude REGEX    no records in which it is found; several times: any of them\n"
     "  --match REGEX      only records in which it is found, of those that --include lets through\n"
     "  --highlight REGEX  colour what it finds; several times: each in a colour of its own\n"
-    "  --window ID        only records with this window id, as |wndid:ID in the text says; several\n"
+    "  --window ID        only records with this window id, as |wndid:ID in the text says; "
+    "several\n"
     "                     times: with one of these\n"
     "  --process WHO      only records of this process, by its id or name; several times: of "
     "these\n"
@@ -176,9 +177,9 @@ size_t queue_limit(size_t keep)
 std::unique_ptr<Source> make_source(const ViewOptions& options)
 {
     if (options.inputs.empty())
-        return std::make_unique<Listener>([](TakeOverStep) {},
-                                          options.keep ? queue_limit(*options.keep)
-                                                       : RecordQueue::default_limit);
+        return std::make_unique<Listener>([](TakeOverStep) {}, options.keep
+                                                                   ? queue_limit(*options.keep)
+                                                                   : RecordQueue::default_limit);
     if (options.inputs.front() == "-")
         return std::make_unique<LineSource>();
     return std::make_unique<LogSource>(LogInputs(options.inputs, false), options.bounds);

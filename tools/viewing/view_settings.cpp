@@ -40,7 +40,8 @@ std::string escaped(std::string_view value)
 
 template <class Number> bool read_number(std::string_view text, Number& number, int base = 10)
 {
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+    const auto [stop, error] =
+        std::from_chars(text.data(), text.data() + text.size(), number, base);
     return error == std::errc() && stop == text.data() + text.size() && !text.empty();
 }
 
@@ -61,7 +62,8 @@ std::optional<std::string> unescaped(std::string_view text)
             out += '\\';
             ++at;
         }
-        else if (rest.starts_with('x') && rest.size() > 2 && read_number(rest.substr(1, 2), code, hex))
+        else if (rest.starts_with('x') && rest.size() > 2 &&
+                 read_number(rest.substr(1, 2), code, hex))
         {
             out += static_cast<char>(code);
             at += 3;
@@ -80,9 +82,9 @@ struct ListName
     std::vector<std::string> ViewSettings::*list;
 };
 constexpr ListName lists[] = {
-    {"match", &ViewSettings::match},           {"include", &ViewSettings::include},
-    {"exclude", &ViewSettings::exclude},       {"process", &ViewSettings::processes},
-    {"column", &ViewSettings::columns},        {"not-process", &ViewSettings::excluded_processes},
+    {"match", &ViewSettings::match},     {"include", &ViewSettings::include},
+    {"exclude", &ViewSettings::exclude}, {"process", &ViewSettings::processes},
+    {"column", &ViewSettings::columns},  {"not-process", &ViewSettings::excluded_processes},
 };
 
 std::optional<HighlightSetting> highlight_from(const std::string& value)
@@ -193,8 +195,7 @@ private:
         std::vector<ViewSettings>& views = m_parsed.settings.views;
         if (name.find('.') != std::string_view::npos)
         {
-            OpaqueSettings& others =
-                views.empty() ? m_parsed.settings.others : views.back().others;
+            OpaqueSettings& others = views.empty() ? m_parsed.settings.others : views.back().others;
             others[std::string(name)] = value;
             return true;
         }

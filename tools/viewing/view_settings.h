@@ -1,8 +1,8 @@
 // What a viewer remembers: its views, each with what it shows and how, and the window's layout.
 //
-// The settings stand in a file of lines: "plinth-views 1", then "[view]" and "name = value" for each
-// view. A name may be there several times. What a viewer doesn't know, as the layout of another
-// one, is kept as it is.
+// The settings stand in a file of lines: "plinth-views 1", then "[view]" and "name = value" for
+// each view. A name may be there several times. What a viewer doesn't know, as the layout of
+// another one, is kept as it is.
 #pragma once
 
 #include <cstdint>

@@ -209,11 +209,11 @@ TEST(StoreMemory, IsWhatIsKeptAndIsGivenBackByAClear)
 {
     constexpr size_t keep = 16 << 20;
     const bool is_soak = std::getenv("PLINTH_SOAK_SECONDS") != nullptr;
-    const uint64_t count = is_soak ? 5'000'000 : 500'000;
+    const uint64_t count = is_soak ? 5'000'000 : 200'000;
     Store store(keep);
     std::vector<std::unique_ptr<View>> views;
     std::vector<std::unique_ptr<Search>> searches;
-    for (int i = 0; i < 20; ++i) // tabs, each with a search
+    for (int i = 0; i < 5; ++i) // tabs, each with a search
     {
         views.push_back(std::make_unique<View>(store));
         searches.push_back(std::make_unique<Search>(*views.back()));

@@ -91,12 +91,12 @@ TEST_F(SettingsFile, ThatIsDamagedIsReadAsFarAsItGoesAndKeptBesideTheNewOne)
 {
     const std::string good = settings_text(some_settings());
     const std::string from_view = "plinth-views 1\n[view]\nname = x\n";
-    for (const std::string& damaged : std::initializer_list<std::string>
-         {good.substr(0, good.size() / 2), good.substr(0, good.size() - 6), std::string(),
-          std::string("\0\xff\n", 3), "plinth-views 1\nname = of no view\n[end]\n",
-          from_view + "inclde = x\n[end]\n", from_view + "window = 2147483648\n[end]\n",
-          from_view + "include = \\q\n[end]\n", from_view + "highlight = red x\n[end]\n",
-          from_view + "no setting\n[end]\n", from_view + std::string(5 << 20, '#')})
+    for (const std::string& damaged : std::initializer_list<std::string>{
+             good.substr(0, good.size() / 2), good.substr(0, good.size() - 6), std::string(),
+             std::string("\0\xff\n", 3), "plinth-views 1\nname = of no view\n[end]\n",
+             from_view + "inclde = x\n[end]\n", from_view + "window = 2147483648\n[end]\n",
+             from_view + "include = \\q\n[end]\n", from_view + "highlight = red x\n[end]\n",
+             from_view + "no setting\n[end]\n", from_view + std::string(5 << 20, '#')})
     {
         SCOPED_TRACE(damaged.substr(0, 60));
         path = folder + "/x.views";
@@ -114,7 +114,7 @@ TEST_F(SettingsFile, ThatIsDamagedIsReadAsFarAsItGoesAndKeptBesideTheNewOne)
 
 TEST_F(SettingsFile, ThatCantBeReplacedIsLeftAndTheReasonTold)
 {
-    path = folder + "/x.views";
+    path = folder + "/folder.views";
     std::filesystem::create_directory(path);
     EXPECT_NE(load_settings(path).problem.find("no regular file"), std::string::npos);
     EXPECT_NE(failure_of_saving().find("no regular file"), std::string::npos);
