@@ -45,7 +45,7 @@ struct RecordView
     Time since = unknown_time;
 
     RecordView() = default;
-    RecordView(const Record& record) // NOLINT(google-explicit-constructor): a Record is one, too
+    RecordView(const Record& record) // not explicit: a Record is one, too
         : time(record.time), is_time_inherited(record.is_time_inherited), process(record.process),
           window(record.window), name(record.name ? std::string_view(*record.name) : ""),
           text(record.text), lost(record.lost), since(record.since)
