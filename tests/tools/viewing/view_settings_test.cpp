@@ -61,7 +61,8 @@ protected:
         return {};
     }
 
-    std::string folder = test::make_folder("views");
+    std::string folder =
+        test::make_folder(testing::UnitTest::GetInstance()->current_test_info()->name());
     std::string path = folder + "/new/x.views";
 };
 
@@ -114,7 +115,7 @@ TEST_F(SettingsFile, ThatIsDamagedIsReadAsFarAsItGoesAndKeptBesideTheNewOne)
 
 TEST_F(SettingsFile, ThatCantBeReplacedIsLeftAndTheReasonTold)
 {
-    path = folder + "/folder.views";
+    path = folder + "/x.views";
     std::filesystem::create_directory(path);
     EXPECT_NE(load_settings(path).problem.find("no regular file"), std::string::npos);
     EXPECT_NE(failure_of_saving().find("no regular file"), std::string::npos);
