@@ -25,8 +25,6 @@ using bench::SharedWords;
 namespace
 {
 
-constexpr uint32_t texts_of_a_round = 5000; // of each writing process
-
 void trace_one(int number)
 {
     DiagOutputExW_hlp("bench\\channel_bench", __LINE__);
@@ -98,7 +96,7 @@ void from_writers(benchmark::State& state)
         seconds += took.count();
         state.SetIterationTime(took.count());
         // The callback comes behind the channel, and must have had every text.
-        expected += count * texts_of_a_round;
+        expected += count * bench::texts_of_a_round;
         for (int i = 0; words->received != expected && i < 5'000; ++i)
             usleep(1'000);
         if (words->received != expected)
@@ -107,7 +105,7 @@ void from_writers(benchmark::State& state)
             return;
         }
     }
-    state.counters["ns"] = seconds * 1e9 / (double{texts_of_a_round} * round * count);
+    state.counters["ns"] = seconds * 1e9 / (double{bench::texts_of_a_round} * round * count);
 }
 void writers_and_viewers(const char* name, int64_t writers, int64_t viewers)
 {
@@ -197,7 +195,7 @@ int bench::writer_child(const char* shared, uint32_t writers)
     for (uint32_t round = 1;; ++round)
     {
         wait_for(words->round, round);
-        for (uint32_t i = 0; i < texts_of_a_round; ++i)
+        for (uint32_t i = 0; i < bench::texts_of_a_round; ++i)
             trace_one(static_cast<int>(i));
         if (words->ended.fetch_add(1) + 1 == round * writers)
             wake(words->ended);

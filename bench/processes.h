@@ -27,6 +27,9 @@ private:
     bool m_ready = false;
 };
 
+// What each process that writes to the channel does in a round.
+inline constexpr uint32_t texts_of_a_round = 5000;
+
 // For the child.
 void say_ready();
 

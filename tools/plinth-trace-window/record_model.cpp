@@ -24,7 +24,7 @@ constexpr int most_fields = 500;
 constexpr QRgb highlight_colours[] = {0xfffff2a8, 0xffc9f2c0, 0xffbfe6ff,
                                       0xfff6c9f5, 0xffffd0c4, 0xffd6d3ff};
 
-int fields_of(const trace::Record& record)
+int fields_of(const trace::RecordView& record)
 {
     const auto tabs = std::count(record.text.begin(), record.text.end(), '\t');
     return static_cast<int>(std::min<std::ptrdiff_t>(tabs + 1, most_fields));
@@ -82,7 +82,7 @@ QVariant RecordModel::data(const QModelIndex& index, int role) const
     const auto row = static_cast<size_t>(index.row());
     if (m_view.number(row) < m_session.store.first())
         return {}; // gone; the next update takes the row away
-    const trace::Record& record = m_view.record(row);
+    const trace::RecordView record = m_view.record(row);
     switch (role)
     {
     case Qt::DisplayRole:
@@ -187,7 +187,7 @@ void RecordModel::restyled()
         emit dataChanged(index(0, 0), index(m_rows - 1, columnCount() - 1));
 }
 
-QString RecordModel::text(const trace::Record& record, int row, int column) const
+QString RecordModel::text(const trace::RecordView& record, int row, int column) const
 {
     switch (column)
     {
@@ -204,7 +204,7 @@ QString RecordModel::text(const trace::Record& record, int row, int column) cons
         if (record.process == 0)
             return {};
         return QString::number(record.process) + u' ' +
-               (record.name ? shown(*record.name) : QStringLiteral("?"));
+               (record.name.empty() ? QStringLiteral("?") : shown(record.name));
     default:
         return shown(field_of(record.text, column - FirstField));
     }

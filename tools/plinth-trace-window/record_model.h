@@ -44,7 +44,7 @@ public:
     uint64_t takeMissed() { return m_view.take_missed(); }
 
 private:
-    QString text(const trace::Record& record, int row, int column) const;
+    QString text(const trace::RecordView& record, int row, int column) const;
 
     Session& m_session;
     trace::View m_view;

@@ -13,11 +13,11 @@ std::set<int32_t> Session::collect(Clock::duration longest)
         return fresh;
     const Clock::time_point end = Clock::now() + longest;
     uint64_t collected = 0;
-    trace::Record record;
-    while (source->next(record, 0))
+    trace::RecordView record;
+    while (source->next_view(record, 0))
     {
-        store.append(std::exchange(record, {}));
-        const trace::Record& kept = store[store.end() - 1];
+        store.append(record);
+        const trace::RecordView kept = store[store.end() - 1];
         if (output)
             prepare_output(kept);
         const int32_t window = kept.window;
@@ -32,7 +32,7 @@ std::set<int32_t> Session::collect(Clock::duration longest)
 }
 
 // At once, as a record may be dropped before anybody looks at it again.
-void Session::prepare_output(const trace::Record& record)
+void Session::prepare_output(const trace::RecordView& record)
 {
     if (!output_filter.passes(record))
         return;

@@ -21,7 +21,7 @@ struct Session
 
     // Failure if the file that the options name can't be made.
     explicit Session(const trace::ViewOptions& options)
-        : store(options.keep.value_or(trace::Store::default_limit)),
+        : store(trace::store_limit(options.keep.value_or(trace::Store::default_limit))),
           time(options.time.value_or(trace::TimeMode::absolute)), highlights(options.highlights)
     {
         if (options.output)
@@ -50,7 +50,7 @@ struct Session
     trace::Filter output_filter; // the first tab's
 
 private:
-    void prepare_output(const trace::Record& record);
+    void prepare_output(const trace::RecordView& record);
 
     std::string m_unwritten;
     trace::Time m_last_written = trace::unknown_time;

@@ -227,7 +227,7 @@ trace::Filter TraceWindow::filterFor(std::optional<int32_t> window) const
     filter.include = m_include->patterns();
     filter.exclude = m_exclude->patterns();
     if (window)
-        filter.window = window;
+        filter.windows = trace::WindowIds({*window});
     return filter;
 }
 

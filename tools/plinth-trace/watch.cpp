@@ -81,7 +81,8 @@ Watch::Watch(WatchOptions options)
       m_interactive(!m_options.json && !reads_standard_input(m_options.view) &&
                     Keyboard::is_there()),
       m_source(make_source(m_options.view)), m_screen(m_interactive),
-      m_store(m_options.view.keep.value_or(m_interactive ? Store::default_limit : small_store)),
+      m_store(store_limit(
+          m_options.view.keep.value_or(m_interactive ? Store::default_limit : small_store))),
       m_portion(m_options.view.keep.value_or(small_store) / 2),
       m_view(m_store, m_options.view.filter), m_style{.time = m_options.view.time.value_or(
                                                           TimeMode::none),
@@ -128,19 +129,20 @@ int Watch::run()
 // beside what was shown before, so that no record goes before it is shown unless there is a pause.
 bool Watch::collect(unsigned milliseconds)
 {
-    Record record;
+    RecordView record;
     uint64_t collected = 0;
     uint64_t bytes = 0;
     while (collected < most_collected && next(record, collected == 0 ? milliseconds : 0))
     {
-        if (collected > 0 && bytes + bytes_of(record) > m_portion)
+        const size_t size = RecordBlock::most_bytes(record);
+        if (collected > 0 && bytes + size > m_portion)
         {
-            m_behind = std::move(record);
+            m_waiting = record; // good until the source is asked again
             break;
         }
         ++collected;
-        bytes += bytes_of(record);
-        m_store.append(std::move(record));
+        bytes += size;
+        m_store.append(record);
     }
     m_rate.add(collected, Clock::now());
     m_bookmarks.trim(m_store.first());
@@ -150,12 +152,12 @@ bool Watch::collect(unsigned milliseconds)
     return collected > 0;
 }
 
-bool Watch::next(Record& record, unsigned milliseconds)
+bool Watch::next(RecordView& record, unsigned milliseconds)
 {
-    if (!m_behind)
-        return m_source->next(record, milliseconds);
-    record = std::move(*m_behind);
-    m_behind.reset();
+    if (!m_waiting)
+        return m_source->next_view(record, milliseconds);
+    record = *m_waiting;
+    m_waiting.reset();
     return true;
 }
 
@@ -196,7 +198,7 @@ bool Watch::show()
 
 bool Watch::show_row(size_t row, std::string& out, std::string& file)
 {
-    const Record& record = m_view.record(row);
+    const RecordView record = m_view.record(row);
     const TimeBase base{.start = m_store.start(), .previous = m_last_time};
     out += m_options.json ? as_json(record) : as_lines(record, m_style, base);
     if (m_output)

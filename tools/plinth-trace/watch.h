@@ -45,7 +45,7 @@ private:
     using Clock = WatchOptions::Clock;
 
     bool collect(unsigned milliseconds);
-    bool next(Record& record, unsigned milliseconds);
+    bool next(RecordView& record, unsigned milliseconds);
     bool show();
     bool show_row(size_t row, std::string& out, std::string& file);
     unsigned wait_time() const;
@@ -70,7 +70,7 @@ private:
     Screen m_screen;
     Store m_store;
     const size_t m_portion;         // bytes that are collected before they are shown
-    std::optional<Record> m_behind; // the record that the last portion had no room for
+    std::optional<RecordView> m_waiting; // the record that the last portion had no room for
     View m_view;
     Bookmarks m_bookmarks;
     RateMeter m_rate{Clock::now()};

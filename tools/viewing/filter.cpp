@@ -16,16 +16,17 @@ WantedProcess wanted_process(const std::string& text)
     return {.name = text};
 }
 
-bool Filter::passes(const Record& record) const
+bool Filter::passes(const RecordView& record) const
 {
     if (record.is_loss())
         return true;
-    if (window && record.window != *window)
+    if (!windows.empty() && !windows.contains(record.window))
         return false;
-    const auto is_writer = [&](const WantedProcess& wanted) {
-        return wanted.id ? wanted.id == record.process : record.name && *record.name == wanted.name;
-    };
+    const auto is_writer = [&](const WantedProcess& wanted)
+    { return wanted.id ? wanted.id == record.process : record.name == wanted.name; };
     if (!processes.empty() && std::none_of(processes.begin(), processes.end(), is_writer))
+        return false;
+    if (std::any_of(excluded_processes.begin(), excluded_processes.end(), is_writer))
         return false;
     const auto may_be_in = [&](const Pattern& pattern)
     { return pattern.in(record.text) != Found::no; };

@@ -1,12 +1,12 @@
 // Which records are shown.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "pattern.h"
 #include "record.h"
+#include "window_ids.h"
 
 namespace trace
 {
@@ -23,14 +23,15 @@ WantedProcess wanted_process(const std::string& text);
 
 struct Filter
 {
-    std::vector<Pattern> match{};   // each is in the text
-    std::vector<Pattern> include{}; // one of them is, if there are any
-    std::vector<Pattern> exclude{}; // none of them is
-    std::optional<int32_t> window{};
-    std::vector<WantedProcess> processes{}; // the writer is one of them, if there are any
+    std::vector<Pattern> match{};                    // each is in the text
+    std::vector<Pattern> include{};                  // one of them is, if there are any
+    std::vector<Pattern> exclude{};                  // none of them is
+    WindowIds windows{};                             // it has one of them, if there are any
+    std::vector<WantedProcess> processes{};          // the writer is one of them, if there are any
+    std::vector<WantedProcess> excluded_processes{}; // the writer is none of them
 
     // A loss always passes. A pattern that gives up decides nothing: the record is rather shown.
-    bool passes(const Record& record) const;
+    bool passes(const RecordView& record) const;
 
     // For how many texts, and which, patterns have given up: empty if none has.
     std::string given_up() const;

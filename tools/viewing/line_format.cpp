@@ -1,5 +1,6 @@
 #include "line_format.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <iterator>
 
@@ -26,7 +27,7 @@ std::string padded(std::string text, size_t width, bool right)
     return text;
 }
 
-std::string prefix_of(const Record& record, const LineStyle& style, const TimeBase& base)
+std::string prefix_of(const RecordView& record, const LineStyle& style, const TimeBase& base)
 {
     std::string prefix;
     if (style.time != TimeMode::none)
@@ -36,7 +37,7 @@ std::string prefix_of(const Record& record, const LineStyle& style, const TimeBa
     }
     if (record.process != 0)
         prefix += padded(std::to_string(record.process), 7, true) + " " +
-                  padded(printable_name(record.name ? *record.name : "?"), 12, false) + "  ";
+                  padded(printable_name(record.name.empty() ? "?" : record.name), 12, false) + "  ";
     if (style.colour && !prefix.empty())
         prefix = prefix_colour + prefix + plain;
     return prefix;
@@ -57,7 +58,7 @@ std::optional<TimeMode> time_mode_of(std::string_view name)
     return std::nullopt;
 }
 
-std::string time_text(const Record& record, TimeMode mode, const TimeBase& base)
+std::string time_text(const RecordView& record, TimeMode mode, const TimeBase& base)
 {
     switch (mode)
     {
@@ -74,7 +75,7 @@ std::string time_text(const Record& record, TimeMode mode, const TimeBase& base)
     return {};
 }
 
-std::string as_lines(const Record& record, const LineStyle& style, const TimeBase& base)
+std::string as_lines(const RecordView& record, const LineStyle& style, const TimeBase& base)
 {
     // The news of a loss is one line, and may name a file.
     const std::string text =
@@ -92,14 +93,15 @@ std::string as_lines(const Record& record, const LineStyle& style, const TimeBas
     const auto copy = [&](size_t end, const char* colour)
     {
         out += colour;
-        for (; at < end; ++at)
+        while (at < end)
         {
-            if (text[at] != '\n')
-            {
-                out += text[at];
-                continue;
-            }
-            out += (*colour ? plain : "") + std::string("\n") + prefix + colour;
+            const size_t line_end = std::min(text.find('\n', at), end);
+            out.append(text, at, line_end - at);
+            at = line_end;
+            if (at == end)
+                break;
+            ++at; // the line end
+            ((((out += *colour ? plain : "") += '\n') += prefix) += colour);
         }
         out += *colour ? plain : "";
     };

@@ -29,7 +29,7 @@ struct TimeBase
     Time previous = unknown_time;
 };
 
-std::string time_text(const Record& record, TimeMode mode, const TimeBase& base);
+std::string time_text(const RecordView& record, TimeMode mode, const TimeBase& base);
 
 struct LineStyle
 {
@@ -40,6 +40,6 @@ struct LineStyle
 
 // The lines of the text, each behind the time and the writer's id and name, as far as they are
 // wanted and known. A loss is one line in dashes.
-std::string as_lines(const Record& record, const LineStyle& style, const TimeBase& base);
+std::string as_lines(const RecordView& record, const LineStyle& style, const TimeBase& base);
 
 } // namespace trace

@@ -37,7 +37,8 @@ constexpr int most_at_once = 10'000;
 
 } // namespace
 
-Listener::Listener(TakeOverWatcher watcher) : m_watcher(std::move(watcher))
+Listener::Listener(TakeOverWatcher watcher, size_t queue)
+    : m_watcher(std::move(watcher)), m_queue(queue)
 {
     m_follower.open(); // if that fails, the viewer can still have the channel
     m_is_holder = look_at_channel();
@@ -61,17 +62,35 @@ void Listener::stop()
         m_thread.join();
 }
 
-bool Listener::next(Record& record, unsigned milliseconds)
+bool Listener::next_view(RecordView& record, unsigned milliseconds)
 {
     if (!m_queue.next(record, milliseconds))
         return false;
     if (record.is_loss())
         return true;
-    record.text = utf8_from_narrow(record.text);
+    if (!is_ascii(record.text))
+        record.text = m_converted = utf8_from_narrow(record.text);
     if (record.text.ends_with('\n'))
-        record.text.pop_back();
+        record.text.remove_suffix(1);
     if (record.text.ends_with('\r'))
-        record.text.pop_back();
+        record.text.remove_suffix(1);
+    return true;
+}
+
+bool Listener::next(Record& record, unsigned milliseconds)
+{
+    RecordView view;
+    if (!next_view(view, milliseconds))
+        return false;
+    if (!view.name.empty() && (!m_last_name || *m_last_name != view.name))
+        m_last_name = std::make_shared<const std::string>(view.name);
+    record.time = view.time;
+    record.process = view.process;
+    record.window = no_window;
+    record.name = view.name.empty() ? nullptr : m_last_name;
+    record.text.assign(view.text);
+    record.lost = view.lost;
+    record.since = view.since;
     return true;
 }
 
@@ -158,7 +177,7 @@ bool Listener::read_ring()
     while (count < most_at_once && m_follower.next(record))
     {
         ++count;
-        m_queue.put(std::exchange(record, {}));
+        m_queue.put(record);
     }
     m_taken = m_follower.taken();
     m_has_followed = m_has_followed || count > 0;
@@ -214,7 +233,7 @@ bool Listener::take(DWORD milliseconds)
     count_channel_losses(); // before this text, or beside it
     m_share.put(record);
     ++m_taken;
-    m_queue.put(std::move(record));
+    m_queue.put(record);
     return true;
 }
 

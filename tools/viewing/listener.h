@@ -33,10 +33,13 @@ class Listener : public Source
 public:
     // Takes the channel, or follows who has it, and starts to listen. Failure with exit_failed if
     // the objects can't be made. watcher: see take_over.h.
-    explicit Listener(TakeOverWatcher watcher = [](TakeOverStep) {});
+    // queue: bytes of records that may wait for next.
+    explicit Listener(
+        TakeOverWatcher watcher = [](TakeOverStep) {}, size_t queue = RecordQueue::default_limit);
     ~Listener() override;
 
     bool next(Record& record, unsigned milliseconds) override;
+    bool next_view(RecordView& record, unsigned milliseconds) override;
     bool ended() const override { return false; } // only stop ends it
     void stop() override;
     std::string what() const override { return m_state.what(); }
@@ -73,6 +76,9 @@ private:
     uint32_t m_channel_losses = 0; // that are counted, or were before this viewer had the channel
     std::optional<ChannelOwner> m_owner;
     std::optional<std::chrono::steady_clock::time_point> m_owner_asked;
+
+    std::string m_converted; // the text of the last record, unless it is the queue's
+    std::shared_ptr<const std::string> m_last_name; // of the last record, for the next one
 
     std::thread m_thread; // the last: it uses the others
 };

@@ -42,6 +42,12 @@ void OutputFile::write(std::string_view text)
     made_progress();
 }
 
+void OutputFile::flush()
+{
+    if (!FlushFileBuffers(m_file))
+        throw Failure(exit_failed, m_path + " can't be written: " + error_text(GetLastError()));
+}
+
 uint64_t save_shown(const std::string& path, const Store& store, const View& view,
                     const LineStyle& style)
 {
@@ -52,7 +58,7 @@ uint64_t save_shown(const std::string& path, const Store& store, const View& vie
     std::string block;
     for (size_t row = 0; row < view.rows(); ++row)
     {
-        const Record& record = view.record(row);
+        const RecordView record = view.record(row);
         block += as_lines(record, uncoloured, base);
         base.previous = record.time;
         if (block.size() >= block_size || row + 1 == view.rows())
@@ -66,14 +72,10 @@ uint64_t save_shown(const std::string& path, const Store& store, const View& vie
 
 uint64_t save_all(const std::string& path, const Store& store)
 {
-    const View everything = [&]
+    View everything(store);
+    while (everything.advance(SIZE_MAX))
     {
-        View view(store);
-        while (view.advance(SIZE_MAX))
-        {
-        }
-        return view;
-    }();
+    }
     return save_shown(path, store, everything, {.time = TimeMode::absolute});
 }
 

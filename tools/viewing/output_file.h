@@ -24,6 +24,8 @@ public:
 
     // Failure if it can't be written.
     void write(std::string_view text);
+    // What was written is on the disk then. Failure likewise.
+    void flush();
 
 private:
     std::string m_path;

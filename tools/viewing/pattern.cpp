@@ -20,8 +20,34 @@ struct Pattern::Shared
     uint64_t given_up = 0;
 };
 
-Pattern::Pattern(const std::string& text)
-    : m_shared(std::make_shared<Shared>(Shared{text, make_pattern_engine(text)}))
+std::string literal(std::string_view text)
+{
+    std::string out;
+    for (const char c : text)
+    {
+        switch (c)
+        {
+        case '\t':
+            out += "\\t";
+            continue;
+        case '\n':
+            out += "\\n";
+            continue;
+        case '\r':
+            out += "\\r";
+            continue;
+        default:
+            break;
+        }
+        if (std::string_view("\\^$.|?*+()[]{}/").find(c) != std::string_view::npos)
+            out += '\\';
+        out += c;
+    }
+    return out;
+}
+
+Pattern::Pattern(const std::string& text, Case letters)
+    : m_shared(std::make_shared<Shared>(Shared{text, make_pattern_engine(text, letters)}))
 {
 }
 

@@ -45,15 +45,24 @@ public:
     virtual Found find(std::string_view text, size_t from, Span& span) = 0;
 };
 
+enum class Case
+{
+    matters,
+    ignored,
+};
+
 // BadPattern if the text is no expression. One source file for each library.
-std::unique_ptr<PatternEngine> make_pattern_engine(const std::string& text);
+std::unique_ptr<PatternEngine> make_pattern_engine(const std::string& text, Case letters);
+
+// The expression that finds just this text.
+std::string literal(std::string_view text);
 
 // Copies share the compiled expression and its count. Not for several threads at once.
 class Pattern
 {
 public:
     // BadPattern if the text is no expression.
-    explicit Pattern(const std::string& text);
+    explicit Pattern(const std::string& text, Case letters = Case::matters);
 
     Found in(std::string_view text) const;
 

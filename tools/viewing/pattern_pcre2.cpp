@@ -39,13 +39,14 @@ std::string message_of(int error)
 class Pcre2Engine : public PatternEngine
 {
 public:
-    explicit Pcre2Engine(const std::string& text)
+    Pcre2Engine(const std::string& text, Case letters)
     {
         int error = 0;
         PCRE2_SIZE at = 0;
         m_code.reset(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(text.data()), text.size(),
-                                   PCRE2_UTF | PCRE2_UCP | PCRE2_MATCH_INVALID_UTF, &error, &at,
-                                   nullptr));
+                                   PCRE2_UTF | PCRE2_UCP | PCRE2_MATCH_INVALID_UTF |
+                                       (letters == Case::ignored ? PCRE2_CASELESS : 0U),
+                                   &error, &at, nullptr));
         if (!m_code)
             throw BadPattern(message_of(error) + ", at character " + std::to_string(at + 1));
         m_data.reset(pcre2_match_data_create_from_pattern(m_code.get(), nullptr));
@@ -85,9 +86,9 @@ private:
 
 } // namespace
 
-std::unique_ptr<PatternEngine> make_pattern_engine(const std::string& text)
+std::unique_ptr<PatternEngine> make_pattern_engine(const std::string& text, Case letters)
 {
-    return std::make_unique<Pcre2Engine>(text);
+    return std::make_unique<Pcre2Engine>(text, letters);
 }
 
 } // namespace trace

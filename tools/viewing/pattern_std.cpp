@@ -12,11 +12,14 @@ namespace
 class StdEngine : public PatternEngine
 {
 public:
-    explicit StdEngine(const std::string& text)
+    StdEngine(const std::string& text, Case letters)
     {
         try
         {
-            m_regex.assign(text, std::regex::ECMAScript | std::regex::optimize);
+            auto flags = std::regex::ECMAScript | std::regex::optimize;
+            if (letters == Case::ignored)
+                flags |= std::regex::icase;
+            m_regex.assign(text, flags);
         }
         catch (const std::regex_error& error)
         {
@@ -54,9 +57,9 @@ private:
 
 } // namespace
 
-std::unique_ptr<PatternEngine> make_pattern_engine(const std::string& text)
+std::unique_ptr<PatternEngine> make_pattern_engine(const std::string& text, Case letters)
 {
-    return std::make_unique<StdEngine>(text);
+    return std::make_unique<StdEngine>(text, letters);
 }
 
 } // namespace trace

@@ -70,7 +70,7 @@ std::optional<int32_t> window_of(std::string_view text)
     return static_cast<int32_t>(id);
 }
 
-std::string as_json(const Record& record)
+std::string as_json(const RecordView& record)
 {
     std::string out = "{\"time\":" + json_text_or_null(utc_text(record.time));
     if (record.is_time_inherited)
@@ -87,7 +87,7 @@ std::string as_json(const Record& record)
     {
         out += ",\"pid\":" + (record.process ? std::to_string(record.process) : "null");
         out += ",\"process\":";
-        out += json_text_or_null(record.name ? *record.name : std::string());
+        out += json_text_or_null(record.name);
         out += ",\"window\":";
         out += record.window == no_window ? "null" : std::to_string(record.window);
     }

@@ -33,7 +33,32 @@ struct Record
     bool is_loss() const { return lost > 0; }
 };
 
-// The record that stands where others are missing.
+// A record whose texts are another's: a Record's, or a Store's, there until the next append.
+struct RecordView
+{
+    Time time = unknown_time;
+    bool is_time_inherited = false;
+    DWORD process = 0;
+    int32_t window = no_window;
+    std::string_view name{}; // the writer's; empty if it can't be found out
+    std::string_view text{};
+    uint64_t lost = 0;
+    bool is_uncounted = false;
+    Time since = unknown_time;
+
+    RecordView() = default;
+    RecordView(const Record& record) // not explicit: a Record is one, too
+        : time(record.time), is_time_inherited(record.is_time_inherited), process(record.process),
+          window(record.window), name(record.name ? std::string_view(*record.name) : ""),
+          text(record.text), lost(record.lost), is_uncounted(record.is_uncounted),
+          since(record.since)
+    {
+    }
+
+    bool is_loss() const { return lost > 0; }
+};
+
+// The record that is where others are missing.
 Record loss_of(uint64_t count, std::string why);
 // The same where nobody can tell how many: each such place counts as one.
 Record uncounted_loss(std::string why);
@@ -48,6 +73,6 @@ std::optional<int32_t> window_of(std::string_view text);
 // One line of JSON: time (ISO 8601, UTC), pid, process (the writer's name), window, text, each null
 // if there is none; of a loss: time, lost (how many), "uncounted":true if nobody knows how many,
 // since if it is known, text (why). A time that is inherited is followed by "inherited":true.
-std::string as_json(const Record& record);
+std::string as_json(const RecordView& record);
 
 } // namespace trace

@@ -25,6 +25,15 @@ public:
     // The next record; false if none came in so many milliseconds, or none will come any more.
     // Failure if the source can't be read.
     virtual bool next(Record& record, unsigned milliseconds) = 0;
+    // The same without a copy: the view is good until the next call of either.
+    virtual bool next_view(RecordView& record, unsigned milliseconds)
+    {
+        m_viewed = {};
+        if (!next(m_viewed, milliseconds))
+            return false;
+        record = m_viewed;
+        return true;
+    }
 
     // No record will come any more.
     virtual bool ended() const = 0;
@@ -45,6 +54,9 @@ public:
     // How many records there were since this viewer came, those that it has lost included; nothing
     // if nobody counts them.
     virtual std::optional<uint64_t> taken() const { return std::nullopt; }
+
+private:
+    Record m_viewed;
 };
 
 } // namespace trace

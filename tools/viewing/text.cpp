@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #if __has_include(<plinth_platform.h>)
 #include <plinth_platform.h>
@@ -118,8 +119,24 @@ std::string utf8_from_wide(const wchar_t* text)
     return utf8_from_wide(text, length);
 }
 
+bool is_ascii(std::string_view text)
+{
+    uint64_t all = 0;
+    size_t at = 0;
+    for (uint64_t word; at + sizeof word <= text.size(); at += sizeof word)
+    {
+        std::memcpy(&word, text.data() + at, sizeof word);
+        all |= word;
+    }
+    for (; at < text.size(); ++at)
+        all |= static_cast<unsigned char>(text[at]);
+    return (all & 0x8080808080808080U) == 0;
+}
+
 std::string utf8_from_narrow(std::string_view text)
 {
+    if (is_ascii(text))
+        return std::string(text);
     const WideText wide = widen(CP_ACP, text);
     return utf8_from_wide(wide.data(), wide.size() - 1);
 }

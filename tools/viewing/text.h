@@ -21,6 +21,9 @@ WideText wide_from_utf8(std::string_view text);
 std::string utf8_from_wide(const wchar_t* text, size_t length);
 std::string utf8_from_wide(const wchar_t* text);
 
+// No character is above U+007F: it is the same in UTF-8 and in every code page.
+bool is_ascii(std::string_view text);
+
 // Text in the active code page: the channel's texts, the program's arguments.
 std::string utf8_from_narrow(std::string_view text);
 

@@ -7,21 +7,25 @@ namespace trace
 {
 
 View::View(const Store& store, Filter filter)
-    : m_store(store), m_filter(std::move(filter)), m_next(store.first()), m_seen(store.first())
+    : m_store(store), m_filter(std::move(filter)), m_walk(store.first()), m_seen(store.first())
 {
 }
 
-void View::set_filter(Filter filter)
+View::~View()
+{
+    m_store.use().change(m_use, 0);
+}
+
+void View::set_filter(Filter filter, std::optional<uint64_t> anchor)
 {
     m_filter = std::move(filter);
-    m_rows.clear();
-    m_next = m_store.first();
+    start_over(anchor.value_or(m_store.first()));
 }
 
 void View::cleared()
 {
-    m_rows.clear();
-    m_next = m_seen = m_store.first();
+    start_over(m_store.first());
+    m_seen = m_store.first();
     if (m_pause)
         m_pause = m_store.end();
 }
@@ -31,33 +35,65 @@ bool View::advance(size_t most)
     const uint64_t first = m_store.first();
     if (first > m_seen)
         m_missed += first - std::exchange(m_seen, first);
-    m_next = std::max(m_next, first);
-    const uint64_t stop = end();
-    for (; m_next < stop && most > 0; ++m_next, --most)
-        if (m_filter.passes(m_store[m_next]))
-            m_rows.push_back(m_next);
-    m_seen = std::max(m_seen, m_next);
-    return m_next < stop;
+    const uint64_t high = m_walk.high();
+    const bool more = m_walk.advance(first, end(), most,
+                                     [&](uint64_t number)
+                                     {
+                                         if (!m_filter.passes(m_store[number]))
+                                             return;
+                                         m_rows.add(number);
+                                         ++(number < high ? m_added.top : m_added.bottom);
+                                     });
+    m_seen = std::max(m_seen, m_walk.high());
+    count_use();
+    return more;
 }
 
-size_t View::stale() const
+bool View::advance_for(Clock::duration longest)
 {
-    return static_cast<size_t>(std::lower_bound(m_rows.begin(), m_rows.end(), m_store.first()) -
-                               m_rows.begin());
+    constexpr size_t portion = 512; // records between two looks at the clock
+    const Clock::time_point stop = Clock::now() + longest;
+    while (advance(portion))
+        if (Clock::now() >= stop)
+            return true;
+    return false;
 }
 
-void View::trim()
+double View::progress() const
 {
-    while (!m_rows.empty() && m_rows.front() < m_store.first())
-        m_rows.pop_front();
+    OutwardWalk walk = m_walk;
+    return walk.progress(m_store.first(), end());
+}
+
+size_t View::trim()
+{
+    const size_t gone = m_rows.drop_below(m_store.first());
+    count_use();
+    return gone;
+}
+
+View::Added View::take_added()
+{
+    return std::exchange(m_added, {});
 }
 
 std::optional<size_t> View::row_of(uint64_t number) const
 {
-    const auto found = std::lower_bound(m_rows.begin(), m_rows.end(), number);
-    if (found == m_rows.end() || *found != number)
+    if (!m_rows.has(number))
         return std::nullopt;
-    return static_cast<size_t>(found - m_rows.begin());
+    return m_rows.rank(number);
+}
+
+std::optional<size_t> View::nearest_row(uint64_t number) const
+{
+    if (rows() == 0)
+        return std::nullopt;
+    const size_t row = m_rows.rank(number); // of the record, or of the next one that is shown
+    if (row == rows())
+        return row - 1;
+    if (row == 0 || m_rows.number(row) - number < number - m_rows.number(row - 1))
+        return row;
+    return m_rows.number(row) == number ? row : row - 1;
 }
 
 void View::pause()
@@ -79,6 +115,22 @@ uint64_t View::take_missed()
 uint64_t View::end() const
 {
     return m_pause ? std::min(*m_pause, m_store.end()) : m_store.end();
+}
+
+void View::start_over(uint64_t anchor)
+{
+    m_rows.clear();
+    m_walk = OutwardWalk(std::clamp(anchor, m_store.first(), m_store.end()));
+    m_added = {};
+    ++m_generation;
+    count_use();
+}
+
+// What the rows take up counts as the store's.
+void View::count_use()
+{
+    const size_t now = m_rows.bytes();
+    m_store.use().change(std::exchange(m_use, now), now);
 }
 
 } // namespace trace

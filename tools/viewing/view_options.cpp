@@ -28,7 +28,8 @@ const char* const view_options_help =
     "  --exclude REGEX    no records in which it is found; several times: any of them\n"
     "  --match REGEX      only records in which it is found, of those that --include lets through\n"
     "  --highlight REGEX  colour what it finds; several times: each in a colour of its own\n"
-    "  --window ID        only records with this window id, as |wndid:ID in the text says\n"
+    "  --window ID        only records with this window id, as |wndid:ID in the text says;\n"
+    "                     several times: with one of these\n"
     "  --process WHO      only records of this process, by its id or name; several times: of "
     "these\n"
     "  --time MODE        before each record its time: absolute, start (seconds since the first\n"
@@ -105,8 +106,8 @@ ViewOptions take_view_options(Options& options)
     view.filter.include = patterns_of(options, "--include", view.include);
     view.filter.exclude = patterns_of(options, "--exclude", view.exclude);
     view.highlights = Highlights(patterns_of(options, "--highlight", view.highlight));
-    if (const auto window = options.take_number("--window", INT32_MIN, INT32_MAX))
-        view.filter.window = static_cast<int32_t>(*window);
+    while (const auto window = options.take_number("--window", INT32_MIN, INT32_MAX))
+        view.filter.windows.insert(static_cast<int32_t>(*window));
     for (const std::string& who : take_values(options, "--process"))
         view.filter.processes.push_back(wanted_process(who));
     if (const auto name = options.take_value("--time"))
@@ -161,10 +162,23 @@ std::optional<size_t> take_size(Options& options, const std::string& name)
     return std::nullopt;
 }
 
+size_t store_limit(size_t keep)
+{
+    return keep - keep / 8;
+}
+
+size_t queue_limit(size_t keep)
+{
+    constexpr size_t least = 2 << 20; // bytes: a burst must have room, whatever is kept
+    return std::clamp(keep / 16 * 3, least, RecordQueue::default_limit);
+}
+
 std::unique_ptr<Source> make_source(const ViewOptions& options)
 {
     if (options.inputs.empty())
-        return std::make_unique<Listener>();
+        return std::make_unique<Listener>([](TakeOverStep) {}, options.keep
+                                                                   ? queue_limit(*options.keep)
+                                                                   : RecordQueue::default_limit);
     if (options.inputs.front() == "-")
         return std::make_unique<LineSource>();
     return std::make_unique<LogSource>(LogInputs(options.inputs, false), options.bounds);

@@ -46,6 +46,11 @@ std::vector<std::string> take_values(Options& options, std::string_view name);
 // Bytes, or a number of kibi-, mebi- or gibibytes; at least 64 KiB.
 std::optional<size_t> take_size(Options& options, const std::string& name);
 
+// How --keep is divided: what the store may have, and what may wait for it. Both together, with
+// what they need beside, stay below 1.1 times --keep.
+size_t store_limit(size_t keep);
+size_t queue_limit(size_t keep);
+
 // The source that --input names. Failure if it can't be had.
 std::unique_ptr<Source> make_source(const ViewOptions& options);
 

@@ -55,7 +55,7 @@ protected:
     static Filter including(const std::string& pattern) { return {.include = {Pattern(pattern)}}; }
 
     // Four records of one character.
-    Store store{4 * bytes_of(text("x"))};
+    Store store{4 * RecordBlock::most_bytes(text("x"))};
     View view{store};
 };
 
@@ -69,7 +69,7 @@ TEST_F(StoreView, BeyondItsMemoryTheOldestGoAndAreCounted)
     add("y");
     EXPECT_EQ(counts(), (Counts{7, 8, 8, 0, 7}));
     EXPECT_EQ(store[7].text, "y");
-    EXPECT_EQ(store.bytes(), bytes_of(text("y")));
+    EXPECT_EQ(store.bytes(), RecordBlock::most_bytes(text("y")));
 }
 
 TEST_F(StoreView, AChangedFilterLooksAtAllThatIsKeptAndLossesAreShownWhateverItIs)

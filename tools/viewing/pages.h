@@ -1,0 +1,51 @@
+// Memory straight from the system, which has it back as soon as it is freed. What a heap frees
+// often stays with the process.
+#pragma once
+
+#include <cstddef>
+#include <utility>
+
+namespace trace
+{
+
+// Zeroed memory for so many bytes, of which only what is touched is resident; std::bad_alloc if the
+// system has none.
+void* allocate_pages(size_t bytes);
+void free_pages(void* pages, size_t bytes);
+
+// Gives back what the heap holds without need.
+void give_back_heap();
+
+class Pages
+{
+public:
+    Pages() = default;
+    explicit Pages(size_t bytes) : m_data(static_cast<char*>(allocate_pages(bytes))), m_bytes(bytes)
+    {
+    }
+    ~Pages()
+    {
+        if (m_data)
+            free_pages(m_data, m_bytes);
+    }
+    Pages(Pages&& other) noexcept
+        : m_data(std::exchange(other.m_data, nullptr)), m_bytes(std::exchange(other.m_bytes, 0))
+    {
+    }
+    Pages& operator=(Pages&& other) noexcept
+    {
+        std::swap(m_data, other.m_data);
+        std::swap(m_bytes, other.m_bytes);
+        return *this;
+    }
+
+    char* data() { return m_data; }
+    const char* data() const { return m_data; }
+    size_t bytes() const { return m_bytes; }
+
+private:
+    char* m_data = nullptr;
+    size_t m_bytes = 0;
+};
+
+} // namespace trace

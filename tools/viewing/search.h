@@ -1,0 +1,68 @@
+// The rows of a view in which an expression is found: hits.
+//
+// The rows are examined step by step, outward from one of them, and new ones as the view has them.
+// A search starts over by itself when its view does.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "outward_walk.h"
+#include "pattern.h"
+#include "row_set.h"
+#include "view.h"
+
+namespace trace
+{
+
+class Search
+{
+public:
+    // The view outlives the search.
+    explicit Search(const View& view);
+    ~Search();
+    Search(const Search&) = delete;
+    Search& operator=(const Search&) = delete;
+
+    // Searches for this, from the record with the number `anchor` outward, without an anchor from
+    // the end; for nothing without a pattern.
+    void set(std::optional<Pattern> pattern, std::optional<uint64_t> anchor = std::nullopt);
+    const std::optional<Pattern>& pattern() const { return m_pattern; }
+
+    // Examines at most so many records, or for so long; true if there are more. To be called after
+    // the view's own steps.
+    bool advance(size_t most);
+    bool advance_for(std::chrono::steady_clock::duration longest);
+    double progress() const; // of what the view has, from 0 to 1
+
+    // What was found so far, by record numbers.
+    size_t count() const { return m_hits.size(); }
+    bool has(uint64_t number) const { return m_hits.has(number); }
+    // The next hit after the record, or before it; after the last one comes the first. Without a
+    // number the first, or the last. Nothing if there is none.
+    std::optional<uint64_t> next(std::optional<uint64_t> from) const;
+    std::optional<uint64_t> previous(std::optional<uint64_t> from) const;
+    // Which of them this hit is, from 1; 0 if it is none.
+    size_t index_of(uint64_t number) const;
+
+    // The marks beside a scroll bar: the view's rows in so many parts of the same size, and how
+    // many hits each of them has.
+    std::vector<size_t> marks(size_t parts) const;
+
+private:
+    void follow_view();
+    void start_over(uint64_t anchor);
+    void count_use();
+
+    const View& m_view;
+    std::optional<Pattern> m_pattern;
+    RowSet m_hits;
+    OutwardWalk m_walk;
+    uint64_t m_generation;
+    size_t m_use = 0; // bytes that the store counts
+};
+
+} // namespace trace

@@ -1,0 +1,64 @@
+// How many records there were in each of the last seconds, by highlight: the strip over a table.
+//
+// The rows of a view are counted step by step, from the newest back to those that are too old, and
+// new ones as the view has them.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <vector>
+
+#include "highlights.h"
+#include "outward_walk.h"
+#include "view.h"
+
+namespace trace
+{
+
+class Timeline
+{
+public:
+    // So many seconds before the newest record are counted. The view outlives the timeline.
+    Timeline(const View& view, size_t seconds);
+
+    // Starts over with these colours.
+    void set_highlights(Highlights highlights);
+
+    // Counts at most so many records, or for so long; true if there are more. To be called after
+    // the view's own steps.
+    bool advance(size_t most);
+    bool advance_for(std::chrono::steady_clock::duration longest);
+
+    struct Second
+    {
+        uint32_t all = 0;                  // records
+        std::vector<uint32_t> by_colour{}; // of them, by the number of the first highlight; may be
+                                           // shorter than there are colours
+        uint64_t lost = 0;                 // records that are missing in it
+    };
+    // The seconds in their order. The last one is that of the newest record.
+    const std::deque<Second>& seconds() const { return m_seconds; }
+    Time start() const { return m_start; } // of the first one; unknown_time without any
+
+    // The first record of the view in this second or after it; nothing if there is none.
+    std::optional<uint64_t> record_at(Time time) const;
+
+private:
+    void start_over();
+    bool count(const RecordView& record);
+    Second* second_of(Time time);
+
+    const View& m_view;
+    const size_t m_most;
+    Highlights m_highlights;
+    std::deque<Second> m_seconds;
+    Time m_start = unknown_time;
+    OutwardWalk m_walk;
+    uint64_t m_begin;      // of the walk: what is before it is ever older
+    uint64_t m_oldest = 0; // the walk goes no further back
+    uint64_t m_generation;
+};
+
+} // namespace trace
