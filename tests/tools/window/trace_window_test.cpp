@@ -5,14 +5,13 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QPushButton>
-#include <QTableView>
 #include <QTabWidget>
 #include <QTest>
 
 #include "failure.h"
 #include "pattern_field.h"
 #include "support/environment.h"
-#include "table/trace_table.h"
+#include "record_table.h"
 #include "window_on_a_display.h"
 
 namespace
@@ -23,12 +22,8 @@ using trace_window::TraceWindow;
 
 using test::cell;
 using test::eventually;
+using test::has;
 using test::type;
-
-bool has(const QString& text, const char* part)
-{
-    return text.contains(QString::fromUtf8(part));
-}
 
 class TraceViewer : public test::WindowOnADisplay
 {
@@ -49,10 +44,12 @@ TEST_F(TraceViewer, ShowsTheChannelsRecordsInColumnsAndFollowsTheLast)
     EXPECT_TRUE(cell(window, 0, RecordModel::ProcessColumn).ends_with(" tools_window_tests"));
     EXPECT_EQ(cell(window, 0, RecordModel::FirstField + 1), "two lines");
     EXPECT_EQ(cell(window, 199, RecordModel::FirstField + 2), "199");
-    const QStringList heads = {"#", "Time", "Process", "1", "2"};
-    for (int column = 0; column < heads.size(); ++column)
-        EXPECT_EQ(window.model()->headerData(column, Qt::Horizontal, Qt::DisplayRole),
-                  heads[column]);
+    QStringList shown_heads;
+    const QStringList heads = {"Time", "Process", "1", "2"};
+    for (const int column : {+RecordModel::TimeColumn, +RecordModel::ProcessColumn,
+                             +RecordModel::FirstField, RecordModel::FirstField + 1})
+        shown_heads += window.model()->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+    EXPECT_EQ(shown_heads, heads);
     const QTableView& view = *window.table()->view();
     EXPECT_TRUE(eventually(
         [&] {

@@ -9,10 +9,11 @@
 #include <QLineEdit>
 #include <QTest>
 
-#include "record_model.h"
+#include "record_table.h"
 #include "support/environment.h"
 #include "support/virtual_display.h"
 #include "trace_window.h"
+#include "view_page.h"
 
 namespace test
 {
@@ -29,9 +30,9 @@ inline std::string cell(const trace_window::TraceWindow& window, int row,
     return window.model()->index(row, column).data().toString().toStdString();
 }
 
-inline bool has(const QString& text, const QString& part)
+inline bool has(const QString& text, const char* part)
 {
-    return text.contains(part);
+    return text.contains(QString::fromUtf8(part));
 }
 
 inline void type(QLineEdit* field, const char* text)

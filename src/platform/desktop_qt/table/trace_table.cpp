@@ -12,7 +12,6 @@
 #include <QScrollBar>
 #include <QVBoxLayout>
 
-#include "find_bar.h"
 #include "selected_text.h"
 
 namespace qt_table

@@ -11,6 +11,7 @@
 #include <QString>
 #include <QWidget>
 
+#include "find_bar.h"
 #include "rows_view.h"
 #include "table_search.h"
 
@@ -23,7 +24,6 @@ QT_END_NAMESPACE
 namespace qt_table
 {
 
-class FindBar;
 
 class TraceTable : public QWidget
 {
