@@ -77,8 +77,7 @@ void ColumnChoice::hideOthers(int firstColumn)
     for (int column = firstColumn; column < heads.count() && !m_wanted.isEmpty(); ++column)
     {
         const bool isLater = column >= RecordModel::FirstField + m_knownFields;
-        heads.setSectionHidden(column,
-                               !isLater && !m_wanted.contains(RecordModel::nameOf(column)));
+        heads.setSectionHidden(column, !isLater && !m_wanted.contains(RecordModel::nameOf(column)));
     }
     if (firstColumn > 0)
         return;

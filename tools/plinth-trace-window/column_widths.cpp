@@ -12,10 +12,10 @@ namespace trace_window
 namespace
 {
 
-constexpr int margin = 14;              // pixels around a text
-constexpr int least = 30;               // pixels
+constexpr int margin = 14;               // pixels around a text
+constexpr int least = 30;                // pixels
 constexpr qsizetype most_measured = 400; // characters: it's wider than a screen then
-constexpr int most_part = 3;            // of 4 parts of the window, that a column takes by itself
+constexpr int most_part = 3;             // of 4 parts of the window, that a column takes by itself
 
 } // namespace
 
@@ -43,8 +43,9 @@ int ColumnWidths::neededWidth(int column, int first, int last) const
     int width = m_view.horizontalHeader()->fontMetrics().horizontalAdvance(
         model.headerData(column, Qt::Horizontal).toString());
     for (int row = first; row <= last; ++row)
-        width = std::max(width, metrics.horizontalAdvance(
-                                    model.index(row, column).data().toString().left(most_measured)));
+        width =
+            std::max(width, metrics.horizontalAdvance(
+                                model.index(row, column).data().toString().left(most_measured)));
     return width + margin;
 }
 
@@ -74,7 +75,7 @@ void ColumnWidths::fit()
     const std::array<int, 5> seen = {first, last, rows, heads.count() - heads.hiddenSectionCount(),
                                      room};
     if (std::exchange(m_seen, seen) == seen)
-        return; // nothing new is in sight
+        return;      // nothing new is in sight
     int left = room; // of the window, for the last column
     int lastColumn = -1;
     m_fits = true;

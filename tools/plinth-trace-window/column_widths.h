@@ -35,7 +35,8 @@ private:
     QTableView& m_view;
     std::set<int> m_byUser;
     std::map<int, int> m_needed; // widths, of the others
-    std::array<int, 5> m_seen{}; // the rows in sight, of how many, the columns and the room for them
+    std::array<int, 5>
+        m_seen{};        // the rows in sight, of how many, the columns and the room for them
     bool m_fits = false; // this changes the widths now, not the user
 };
 

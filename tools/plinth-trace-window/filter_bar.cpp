@@ -93,7 +93,8 @@ std::vector<trace::HighlightSetting> FilterBar::highlights() const
     {
         const auto known = std::find_if(m_colours.begin(), m_colours.end(),
                                         [&](const auto& each) { return each.expression == text; });
-        out.push_back({text, known != m_colours.end() ? known->colour : highlightColour(out.size())});
+        out.push_back(
+            {text, known != m_colours.end() ? known->colour : highlightColour(out.size())});
     }
     return out;
 }

@@ -1,8 +1,8 @@
 // The fields of one view, in which its user says what it shows: include, exclude, highlight,
 // processes, window ids.
 //
-// A process is an id or a name; with a "!" before it, it is one that is not shown. Several are divided
-// by blanks or commas, as are window ids.
+// A process is an id or a name; with a "!" before it, it is one that is not shown. Several are
+// divided by blanks or commas, as are window ids.
 #pragma once
 
 #include <optional>
@@ -34,8 +34,8 @@ public:
     QLineEdit* windows() const { return m_windows; }
 
     // Filter and highlights in the settings and in the fields. What the fields don't show, as the
-    // colours of highlights and --match, stays as `setSettings` had it. One that is no expression any more
-    // is left out, and `setSettings` gives the reason.
+    // colours of highlights and --match, stays as `setSettings` had it. One that is no expression
+    // any more is left out, and `setSettings` gives the reason.
     void writeTo(trace::ViewSettings& settings) const;
     QString setSettings(const trace::ViewSettings& settings);
 

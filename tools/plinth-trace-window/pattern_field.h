@@ -22,7 +22,7 @@ public:
     std::vector<std::string> texts() const; // of the patterns
     // Expressions that are known to be good.
     void setTexts(const std::vector<std::string>& texts);
-    void add(const std::string& text); // one more
+    void add(const std::string& text);            // one more
     QString problem() const { return m_problem; } // empty if there is none
 
 signals:

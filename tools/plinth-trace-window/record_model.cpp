@@ -223,9 +223,8 @@ QString RecordModel::text(int row, int column) const
 {
     if (column >= FirstField)
         return shownText(parts(row).fields[static_cast<size_t>(column - FirstField)]);
-    trace::ColumnStyle style{.time = m_session.time,
-                             .base = {.start = m_session.store.start()},
-                             .chosen = m_chosen};
+    trace::ColumnStyle style{
+        .time = m_session.time, .base = {.start = m_session.store.start()}, .chosen = m_chosen};
     if (column == TimeColumn && row > 0 && isKept(row - 1))
         style.base.previous = record(row - 1).time;
     return shownText(trace::cell_text(meta_columns[column], number(row), record(row), style));
@@ -233,7 +232,8 @@ QString RecordModel::text(int row, int column) const
 
 QVariant RecordModel::background(int row) const
 {
-    if (const auto highlight = parts(row).highlight; highlight && *highlight < m_style.colours.size())
+    if (const auto highlight = parts(row).highlight;
+        highlight && *highlight < m_style.colours.size())
         return QBrush(ground(m_style.colours[*highlight], m_palette));
     const trace::RecordView shown = record(row);
     if (m_style.byProcess && shown.process != 0)

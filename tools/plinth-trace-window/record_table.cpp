@@ -40,7 +40,8 @@ RecordTable::RecordTable(Session& session, QWidget* parent)
                 const int row = static_cast<int>(part * m_rows->rowCount());
                 view()->setTopRow(row - view()->rowsInSight() / 2);
             });
-    connect(view()->verticalScrollBar(), &QScrollBar::sliderPressed, this, [this] { m_place.reset(); });
+    connect(view()->verticalScrollBar(), &QScrollBar::sliderPressed, this,
+            [this] { m_place.reset(); });
     connect(view()->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             &RecordTable::takeCurrent);
 }
@@ -200,8 +201,7 @@ void RecordTable::searchAgain(const QString& text)
         m_typedAt = chosen().value_or(place().number);
     findBar()->showCount({});
     findBar()->showResult(qt_table::FindBar::Result::none);
-    const std::optional<trace::Pattern> pattern =
-        text.isEmpty() ? std::nullopt : patternOf(text);
+    const std::optional<trace::Pattern> pattern = text.isEmpty() ? std::nullopt : patternOf(text);
     m_delegate->setPattern(pattern);
     m_found.set(pattern, m_typedAt);
     m_marks->setVisible(pattern.has_value());
@@ -254,10 +254,9 @@ void RecordTable::jump()
 void RecordTable::showFound()
 {
     const QModelIndex current = view()->currentIndex();
-    const size_t index =
-        current.isValid() && m_rows->isKept(current.row())
-            ? m_found.index_of(m_rows->number(current.row()))
-            : 0;
+    const size_t index = current.isValid() && m_rows->isKept(current.row())
+                             ? m_found.index_of(m_rows->number(current.row()))
+                             : 0;
     QString text = index > 0 ? tr("%L1 of %L2").arg(index).arg(m_found.count())
                              : tr("%L1 hits").arg(m_found.count());
     constexpr int percent = 100;
@@ -286,8 +285,8 @@ QString RecordTable::menuWord() const
     const int left = view()->visualRect(cell).left() + row_margin;
     const auto isOfWord = [](QChar c) { return c.isLetterOrNumber() || c == u'_'; };
     qsizetype at = 0;
-    while (at < text.size() && left + metrics.horizontalAdvance(text, static_cast<int>(at) + 1) <
-                                   m_menuPlace.x())
+    while (at < text.size() &&
+           left + metrics.horizontalAdvance(text, static_cast<int>(at) + 1) < m_menuPlace.x())
         ++at;
     if (at >= text.size() || !isOfWord(text[at]))
         return {};

@@ -91,7 +91,7 @@ private:
         uint64_t from; // not before it, or not after it
     };
     std::optional<Jump> m_jump;
-    uint64_t m_typedAt = 0;     // where the search while typing begins
+    uint64_t m_typedAt = 0;       // where the search while typing begins
     std::optional<Place> m_place; // to be kept while a changed filter is under way
     std::optional<uint64_t> m_chosen;
     bool m_placing = false; // the current row changes by us, not by the user

@@ -80,7 +80,10 @@ void TimelineStrip::paintSecond(QPainter& painter, int x, const trace::Timeline:
     const int room = height() - margin - 1;
     const int bar = std::max(1, barWidth() - 1);
     const auto tall = [&](uint32_t count)
-    { return static_cast<int>((static_cast<uint64_t>(count) * static_cast<uint64_t>(room) + most - 1) / most); };
+    {
+        return static_cast<int>(
+            (static_cast<uint64_t>(count) * static_cast<uint64_t>(room) + most - 1) / most);
+    };
     uint32_t below = 0;
     const auto draw = [&](uint32_t count, const QColor& colour)
     {

@@ -1,5 +1,5 @@
-// The strip over a table: how many records there were in each of the last seconds, in the colours of
-// the highlights. A click goes to the time under it.
+// The strip over a table: how many records there were in each of the last seconds, in the colours
+// of the highlights. A click goes to the time under it.
 #pragma once
 
 #include <QWidget>

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 
 #include <QMainWindow>
 #include <QTimer>
@@ -93,7 +94,7 @@ private:
     void showProblem(std::string_view problem, bool canRetry);
     void showAccess();
     bool save(const QString& path, bool all);
-    template <class Action> bool told(const QString& failed, Action&& action);
+    bool told(const QString& failed, const std::function<void()>& action);
 
     const trace::ViewOptions m_options;
     const std::string m_settingsPath;
@@ -105,8 +106,8 @@ private:
     QProgressBar* m_progress = nullptr;
     QLabel* m_counts = nullptr;
     QLabel* m_notes = nullptr;
-    std::deque<int32_t> m_fresh; // window ids that wait for their tabs
-    size_t m_automatic = 0;      // tabs that were made for window ids
+    std::deque<int32_t> m_fresh;  // window ids that wait for their tabs
+    size_t m_automatic = 0;       // tabs that were made for window ids
     trace::ViewerSettings m_kept; // as they are in the file
     QTimer m_timer;
     QTimer m_keepTimer;

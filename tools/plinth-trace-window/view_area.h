@@ -1,5 +1,5 @@
-// The views of the window, as tabs of one or two groups side by side. One of them is the current one,
-// to which the commands of the window apply.
+// The views of the window, as tabs of one or two groups side by side. One of them is the current
+// one, to which the commands of the window apply.
 //
 // Linked views follow each other: what is chosen in one, the others in sight show with its
 // neighbours; those behind do when they come to the front.

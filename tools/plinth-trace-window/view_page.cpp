@@ -172,9 +172,11 @@ void ViewPage::addForProcess(QMenu& menu, const trace::RecordView& record)
     if (record.process == 0)
         return;
     const std::string who = std::to_string(record.process);
-    menu.addAction(tr("Only this &process"), this, [this, who]
+    menu.addAction(tr("Only this &process"), this,
+                   [this, who]
                    { change([&](trace::ViewSettings& view) { view.processes = {who}; }); });
-    menu.addAction(tr("Without this p&rocess"), this, [this, who]
+    menu.addAction(tr("Without this p&rocess"), this,
+                   [this, who]
                    { change([&](auto& view) { view.excluded_processes.push_back(who); }); });
     const QString title = shownText(record.name) + u' ' + QString::fromStdString(who);
     menu.addAction(tr("New view of this process"), this,
@@ -191,7 +193,8 @@ void ViewPage::addForWindow(QMenu& menu, const trace::RecordView& record)
     if (record.window == trace::no_window)
         return;
     const int32_t window = record.window;
-    menu.addAction(tr("Only this &window"), this, [this, window]
+    menu.addAction(tr("Only this &window"), this,
+                   [this, window]
                    { change([&](trace::ViewSettings& view) { view.windows = {window}; }); });
 }
 

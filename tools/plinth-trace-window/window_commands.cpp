@@ -33,9 +33,9 @@ constexpr TimeChoice time_choices[] = {
     {trace::TimeMode::none, QT_TRANSLATE_NOOP("WindowCommands", "No time")},
 };
 
-constexpr const char* scheme_names[] = {
-    QT_TRANSLATE_NOOP("WindowCommands", "As the desktop"),
-    QT_TRANSLATE_NOOP("WindowCommands", "Light"), QT_TRANSLATE_NOOP("WindowCommands", "Dark")};
+constexpr const char* scheme_names[] = {QT_TRANSLATE_NOOP("WindowCommands", "As the desktop"),
+                                        QT_TRANSLATE_NOOP("WindowCommands", "Light"),
+                                        QT_TRANSLATE_NOOP("WindowCommands", "Dark")};
 
 } // namespace
 
@@ -148,8 +148,8 @@ void WindowCommands::makeGoMenu()
     menu->addSeparator();
     m_bookmark = add(menu, tr("&Bookmark"), Qt::CTRL | Qt::Key_B);
     connect(m_bookmark, &QAction::triggered, &m_window, &TraceWindow::toggleBookmark);
-    connect(add(menu, tr("&Previous bookmark"), Qt::SHIFT | Qt::Key_F2), &QAction::triggered,
-            this, [this] { m_window.goToBookmark(false); });
+    connect(add(menu, tr("&Previous bookmark"), Qt::SHIFT | Qt::Key_F2), &QAction::triggered, this,
+            [this] { m_window.goToBookmark(false); });
     connect(add(menu, tr("&Next bookmark"), Qt::Key_F2), &QAction::triggered, this,
             [this] { m_window.goToBookmark(true); });
 }
@@ -251,7 +251,8 @@ void WindowCommands::setTime(trace::TimeMode mode)
 void WindowCommands::askAndSave(bool all)
 {
     const QString path = QFileDialog::getSaveFileName(
-        &m_window, all ? tr("Save all records that are kept") : tr("Save the records that are shown"),
+        &m_window,
+        all ? tr("Save all records that are kept") : tr("Save the records that are shown"),
         QString::fromStdString(trace::free_name(all ? "all" : "shown")));
     if (path.isEmpty())
         return;
@@ -281,9 +282,8 @@ void WindowCommands::fillNames(QMenu& menu)
     menu.clear();
     for (const std::string& name : trace::settings_names())
         menu.addAction(QString::fromStdString(name), this,
-                       [this, name] {
-                           m_window.loadViews(QString::fromStdString(trace::settings_path(name)));
-                       });
+                       [this, name]
+                       { m_window.loadViews(QString::fromStdString(trace::settings_path(name))); });
     menu.addSeparator();
     menu.addAction(tr("From a &file..."), this,
                    [this]
@@ -297,8 +297,8 @@ void WindowCommands::fillNames(QMenu& menu)
 
 void WindowCommands::askTime()
 {
-    const QString text = QInputDialog::getText(
-        &m_window, tr("Go to a time"), tr("As 14:07, 2024-03-05 14:07:33 or 10m (ago)"));
+    const QString text = QInputDialog::getText(&m_window, tr("Go to a time"),
+                                               tr("As 14:07, 2024-03-05 14:07:33 or 10m (ago)"));
     if (!text.isEmpty())
         m_window.goToTime(text);
 }

@@ -47,8 +47,7 @@ TEST_F(ViewerLeftOpen, ATableThatWasScrolledUpStaysWhenOldRecordsAreDropped)
     window->table()->view()->setTopRow(1900);
     ASSERT_FALSE(window->table()->isFollowing());
     const std::string before = top_number(*window);
-    const auto drops = [&]
-    { return std::stoi(cell(*window, 0, RecordModel::NumberColumn)) > 100; };
+    const auto drops = [&] { return std::stoi(cell(*window, 0, RecordModel::NumberColumn)) > 100; };
     for (int all = 2500; all < 50'000 && !drops(); all += 500)
     {
         append(test::lines(500));
@@ -123,15 +122,17 @@ TEST_F(ViewerLeftOpen, ASearchTakesExpressionsAndSaysWhatIsNone)
     table.search(QStringLiteral("e.t"));
     EXPECT_TRUE(eventually([&] { return table.found().count() == 1; }));
     const auto buttons = table.findBar()->findChildren<QToolButton*>();
-    const auto expression = std::find_if(buttons.begin(), buttons.end(), [](const auto* button)
-                                         { return button->text() == QStringLiteral(".*"); });
+    const auto expression =
+        std::find_if(buttons.begin(), buttons.end(),
+                     [](const auto* button) { return button->text() == QStringLiteral(".*"); });
     ASSERT_NE(expression, buttons.end());
     (*expression)->click();
     EXPECT_TRUE(eventually([&] { return table.found().count() == 2; }));
     table.search(QStringLiteral("(e"));
     EXPECT_TRUE(eventually([&] { return table.found().count() == 0; }));
     const auto labels = table.findBar()->findChildren<QLabel*>();
-    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [](const QLabel* label)
+    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(),
+                            [](const QLabel* label)
                             { return test::has(label->text(), "parenthes"); }));
 }
 

@@ -10,8 +10,8 @@
 
 #include "failure.h"
 #include "pattern_field.h"
-#include "support/environment.h"
 #include "record_table.h"
+#include "support/environment.h"
 #include "window_on_a_display.h"
 
 namespace
@@ -48,7 +48,8 @@ TEST_F(TraceViewer, ShowsTheChannelsRecordsInColumnsAndFollowsTheLast)
     const QStringList heads = {"Time", "Process", "1", "2"};
     for (const int column : {+RecordModel::TimeColumn, +RecordModel::ProcessColumn,
                              +RecordModel::FirstField, RecordModel::FirstField + 1})
-        shown_heads += window.model()->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+        shown_heads +=
+            window.model()->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
     EXPECT_EQ(shown_heads, heads);
     const QTableView& view = *window.table()->view();
     EXPECT_TRUE(eventually(

@@ -22,9 +22,11 @@ void RowsView::setModel(QAbstractItemModel* model)
     m_connections = {
         connect(model, &Model::rowsAboutToBeInserted, this, remember),
         connect(model, &Model::rowsAboutToBeRemoved, this, remember),
-        connect(model, &Model::rowsInserted, this, [this](const QModelIndex&, int first, int last)
+        connect(model, &Model::rowsInserted, this,
+                [this](const QModelIndex&, int first, int last)
                 { keepPlaceBehindInsertion(first, last - first + 1); }),
-        connect(model, &Model::rowsRemoved, this, [this](const QModelIndex&, int first, int last)
+        connect(model, &Model::rowsRemoved, this,
+                [this](const QModelIndex&, int first, int last)
                 { keepPlaceBehindRemoval(first, last - first + 1); }),
     };
 }

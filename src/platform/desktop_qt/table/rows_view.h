@@ -27,7 +27,7 @@ private:
     void keepPlaceBehindRemoval(int first, int count);
 
     std::vector<QMetaObject::Connection> m_connections; // to the model
-    int m_top = 0; // before the change that is under way
+    int m_top = 0;                                      // before the change that is under way
 };
 
 } // namespace qt_table

@@ -82,7 +82,8 @@ TraceTable::TraceTable(QWidget* parent)
             [this, bar](int value) { setFollowing(value >= bar->maximum()); });
 
     connect(m_view, &QTableView::customContextMenuRequested, this, &TraceTable::showMenu);
-    connect(m_find, &FindBar::textChanged, this, [this](const QString& text) { searchAgain(text); });
+    connect(m_find, &FindBar::textChanged, this,
+            [this](const QString& text) { searchAgain(text); });
     connect(m_find, &FindBar::nextAsked, this, &TraceTable::findNext);
     connect(m_find, &FindBar::previousAsked, this, &TraceTable::findPrevious);
     connect(m_find, &FindBar::copyAsked, this, &TraceTable::copySelection);

@@ -24,7 +24,6 @@ QT_END_NAMESPACE
 namespace qt_table
 {
 
-
 class TraceTable : public QWidget
 {
     Q_OBJECT
