@@ -40,6 +40,7 @@ RecordTable::RecordTable(Session& session, QWidget* parent)
                 const int row = static_cast<int>(part * m_rows->rowCount());
                 view()->setTopRow(row - view()->rowsInSight() / 2);
             });
+    connect(findBar(), &qt_table::FindBar::closed, this, [this] { searchAgain({}); });
     connect(view()->verticalScrollBar(), &QScrollBar::sliderPressed, this,
             [this] { m_place.reset(); });
     connect(view()->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
@@ -73,12 +74,15 @@ double RecordTable::advance(Session::Clock::duration longest)
 
 // ---- places
 
+// The chosen record, if it is in sight; else the end, for a table that follows it, or the row at
+// the top.
 RecordTable::Place RecordTable::place() const
 {
     const int top = view()->topRow();
     const QModelIndex current = view()->currentIndex();
-    if (m_chosen && current.isValid() && m_rows->isKept(current.row()))
-        return {*m_chosen, std::clamp(current.row() - top, 0, view()->rowsInSight() - 1), true};
+    const int line = current.row() - top;
+    if (m_chosen && current.isValid() && line >= 0 && line < view()->rowsInSight())
+        return {*m_chosen, line, true};
     if (isFollowing() || m_rows->rowCount() == 0)
         return {m_rows->view().store().end(), 0, false};
     return {m_rows->number(std::min(top, m_rows->rowCount() - 1)), 0, false};
@@ -86,16 +90,16 @@ RecordTable::Place RecordTable::place() const
 
 void RecordTable::goTo(const Place& place)
 {
-    const auto row = m_rows->view().nearest_row(place.number);
+    const trace::View& rows = m_rows->view();
+    const auto row = rows.nearest_row(place.number);
     if (!row)
         return;
     const QScopedValueRollback<bool> placing(m_placing, true);
-    const int nearest = static_cast<int>(*row);
-    if (place.isChosen)
-        makeCurrent(nearest);
-    if (isFollowing() && !place.isChosen)
+    if (const auto chosen = place.isChosen ? row : m_chosen ? rows.row_of(*m_chosen) : std::nullopt)
+        makeCurrent(static_cast<int>(*chosen));
+    if (isFollowing())
         return view()->scrollToBottom();
-    view()->setTopRow(nearest - place.line);
+    view()->setTopRow(static_cast<int>(*row) - place.line);
 }
 
 void RecordTable::makeCurrent(int row)
@@ -215,6 +219,8 @@ void RecordTable::searchAgain(const QString& text)
 void RecordTable::searchOn(qt_table::Direction direction)
 {
     const bool isNext = direction == qt_table::Direction::next;
+    if (!m_found.pattern()) // since its field was closed
+        searchAgain(findBar()->text());
     const QModelIndex current = view()->currentIndex();
     const uint64_t from = current.isValid() ? m_rows->number(current.row()) : m_typedAt;
     findBar()->showResult(qt_table::FindBar::Result::none);

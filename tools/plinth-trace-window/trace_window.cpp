@@ -28,8 +28,8 @@ namespace
 using namespace std::chrono_literals;
 
 constexpr auto step_interval = 40ms; // smooth to the eye
-constexpr auto collect_time = 20ms;  // of it: the rest is the window's
-constexpr auto show_time = 8ms;      // for each view in sight
+constexpr auto collect_time = 25ms;  // of it: the rest is the window's
+constexpr auto show_time = 4ms;      // for each part of each view in sight
 
 constexpr auto keep_interval = 5s; // between two looks whether settings have changed
 constexpr int news_time = 10'000;  // ms in the status bar

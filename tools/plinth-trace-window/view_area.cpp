@@ -7,8 +7,21 @@
 #include <QTabBar>
 #include <QTabWidget>
 
+#include "table/harmless.h"
+
 namespace trace_window
 {
+
+namespace
+{
+
+// A name may be another's, from a file or a process.
+QString titleOf(const ViewPage& page)
+{
+    return qt_table::harmless(page.name()).replace(u'&', QLatin1String("&&"));
+}
+
+} // namespace
 
 ViewArea::ViewArea()
 {
@@ -56,7 +69,7 @@ ViewPage& ViewArea::add(ViewPage* page, int side)
     QTabWidget& group = *m_groups[side];
     if (!m_current)
         m_current = page;
-    group.addTab(page, page->name());
+    group.addTab(page, titleOf(*page));
     group.setVisible(true);
     connect(&page->table(), &RecordTable::recordChosen, this,
             [this, page](quint64 number) { follow(*page, number); });
@@ -102,7 +115,7 @@ void ViewArea::rename(ViewPage& page, const QString& name)
     page.setName(name);
     page.setAutomatic(false);
     QTabWidget& group = groupOf(page);
-    group.setTabText(group.indexOf(&page), name);
+    group.setTabText(group.indexOf(&page), titleOf(page));
 }
 
 void ViewArea::moveToOtherSide(ViewPage& page)
@@ -112,7 +125,7 @@ void ViewArea::moveToOtherSide(ViewPage& page)
     if (from.count() < 2 && to.count() == 0)
         return; // there is nothing to be beside
     from.removeTab(from.indexOf(&page));
-    to.addTab(&page, page.name());
+    to.addTab(&page, titleOf(page));
     for (QTabWidget* const group : m_groups)
         group->setVisible(group->count() > 0);
     bringToFront(page);
