@@ -1,6 +1,7 @@
 #include "record_table.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <QContextMenuEvent>
 #include <QHeaderView>
@@ -126,6 +127,7 @@ void RecordTable::setRowFont(const QFont& font)
 {
     view()->setFont(font);
     view()->verticalHeader()->setDefaultSectionSize(QFontMetrics(font).height() + row_margin);
+    fitHeight();
     m_widths->forget();
 }
 
@@ -250,6 +252,7 @@ void RecordTable::jump()
     if ((!hit || hasWrapped) && !isOver)
         return;
     m_jump.reset();
+    m_saidNothing = !hit;
     using Result = qt_table::FindBar::Result;
     findBar()->showResult(!hit ? Result::nothing : hasWrapped ? Result::wrapped : Result::none);
     if (const auto row = hit ? m_rows->view().row_of(*hit) : std::nullopt)
@@ -270,6 +273,11 @@ void RecordTable::showFound()
         text += tr(", %1 % searched").arg(static_cast<int>(progress * percent));
     findBar()->showCount(text);
     m_marks->update();
+    if (m_saidNothing && m_found.count() > 0) // a new record
+    {
+        m_saidNothing = false;
+        findBar()->showResult(qt_table::FindBar::Result::none);
+    }
 }
 
 // ---- events
@@ -312,6 +320,10 @@ bool RecordTable::eventFilter(QObject* watched, QEvent* event)
         if (watched == view()->viewport())
             m_menuPlace = static_cast<QContextMenuEvent*>(event)->pos();
         break;
+    case QEvent::Resize:
+        if (watched == view()->viewport())
+            fitHeight();
+        break;
     case QEvent::Wheel:
     case QEvent::KeyPress:
     case QEvent::MouseButtonPress: // from here on the place is the user's
@@ -321,6 +333,15 @@ bool RecordTable::eventFilter(QObject* watched, QEvent* event)
         break;
     }
     return TraceTable::eventFilter(watched, event);
+}
+
+// Whole rows only: at the end of the table the one at the top would be cut.
+void RecordTable::fitHeight()
+{
+    const int row = std::max(1, view()->verticalHeader()->defaultSectionSize());
+    const int rest = (view()->viewport()->height() + m_below) % row;
+    if (std::exchange(m_below, rest) != rest)
+        leaveBelow(rest);
 }
 
 void RecordTable::changeEvent(QEvent* event)

@@ -77,6 +77,7 @@ private:
     std::optional<trace::Pattern> patternOf(const QString& text);
     void jump();
     void showFound();
+    void fitHeight();
 
     RecordModel* const m_rows;
     RecordDelegate* const m_delegate;
@@ -94,7 +95,9 @@ private:
     uint64_t m_typedAt = 0;       // where the search while typing begins
     std::optional<Place> m_place; // to be kept while a changed filter is under way
     std::optional<uint64_t> m_chosen;
-    bool m_placing = false; // the current row changes by us, not by the user
+    bool m_placing = false;     // the current row changes by us, not by the user
+    bool m_saidNothing = false; // that nothing was found
+    int m_below = 0;            // pixels that are left free below the rows
     QPoint m_menuPlace;
 };
 

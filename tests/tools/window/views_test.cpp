@@ -78,7 +78,7 @@ TEST_F(Views, AreKeptWithTheirFiltersColumnsAndPlacesUntilTheNextStart)
         window.open();
         window.show();
         ViewPage& mine = window.addView(QStringLiteral("Mine \u00fc"), {}, 1);
-        type(mine.bar().include(), "^t;;\"x\\y\"");
+        type(mine.bar().include(), "^t;;\"x\\dy\"");
         type(mine.bar().highlight(), "w");
         type(mine.bar().processes(), "17 !editor");
         mine.table().view()->setColumnHidden(RecordModel::TimeColumn, true);
@@ -91,7 +91,7 @@ TEST_F(Views, AreKeptWithTheirFiltersColumnsAndPlacesUntilTheNextStart)
     ASSERT_EQ(titles(window), QStringList({"All", QStringLiteral("Mine \u00fc")}));
     ViewPage& mine = *window.area().pages().back();
     EXPECT_EQ(window.area().sideOf(mine), 1);
-    EXPECT_EQ(mine.bar().include()->text(), QStringLiteral("^t;;\"x\\y\""));
+    EXPECT_EQ(mine.bar().include()->text(), QStringLiteral("^t;;\"x\\dy\""));
     EXPECT_EQ(mine.bar().highlight()->text(), QStringLiteral("w"));
     EXPECT_EQ(mine.bar().processes()->text(), QStringLiteral("17 !editor"));
     EXPECT_TRUE(mine.table().view()->isColumnHidden(RecordModel::TimeColumn));

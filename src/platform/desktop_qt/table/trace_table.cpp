@@ -133,6 +133,11 @@ void TraceTable::putBeside(QWidget* widget)
     m_rows->addWidget(widget);
 }
 
+void TraceTable::leaveBelow(int pixels)
+{
+    m_rows->setContentsMargins(0, 0, 0, pixels);
+}
+
 void TraceTable::setFollowing(bool following)
 {
     if (m_following == following)

@@ -73,7 +73,8 @@ protected:
     // again is for a text that has changed; both look from the current row on.
     virtual void searchAgain(const QString& text);
     virtual void searchOn(Direction direction);
-    int currentRow() const; // -1 without
+    int currentRow() const;      // -1 without
+    void leaveBelow(int pixels); // between the rows and the find bar
 
 private:
     void addCommands();
