@@ -105,8 +105,10 @@ void RecordTable::goTo(const Place& place)
 
 void RecordTable::makeCurrent(int row)
 {
+    const int across = view()->horizontalScrollBar()->value();
     view()->selectionModel()->setCurrentIndex(
         m_rows->index(row, 0), QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    view()->horizontalScrollBar()->setValue(across);
 }
 
 void RecordTable::setFilter(trace::Filter filter)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include <QGuiApplication>
 #include <QHeaderView>
 #include <QScrollBar>
 
@@ -46,6 +47,14 @@ void RowsView::setTopRow(int row)
 int RowsView::rowsInSight() const
 {
     return std::max(1, viewport()->height() / std::max(1, verticalHeader()->defaultSectionSize()));
+}
+
+void RowsView::scrollTo(const QModelIndex& index, ScrollHint hint)
+{
+    const int across = horizontalScrollBar()->value();
+    QTableView::scrollTo(index, hint);
+    if (QGuiApplication::mouseButtons() != Qt::NoButton)
+        horizontalScrollBar()->setValue(across);
 }
 
 void RowsView::keepPlaceBehindInsertion(int first, int count)

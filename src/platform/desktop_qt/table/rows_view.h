@@ -22,6 +22,9 @@ public:
     void setTopRow(int row);
     int rowsInSight() const; // whole ones
 
+    // A click chooses a row: the columns in sight stay.
+    void scrollTo(const QModelIndex& index, ScrollHint hint = EnsureVisible) override;
+
 private:
     void keepPlaceBehindInsertion(int first, int count);
     void keepPlaceBehindRemoval(int first, int count);
