@@ -97,7 +97,7 @@ void TimelineStrip::paintSecond(QPainter& painter, int x, const trace::Timeline:
         const QColor light = ground(m_colours[i], palette());
         draw(second.by_colour[i], isDark(palette()) ? light.lighter(170) : light.darker(125));
     }
-    draw(second.all - below, palette().color(QPalette::Mid));
+    draw(second.all - below, QColor(Qt::gray)); // can be seen on dark and light
     if (second.lost > 0)
         painter.fillRect(x, 0, bar, margin, lossText(palette()));
 }
