@@ -38,6 +38,7 @@ PatternField::PatternField(const QString& placeholder, const std::vector<std::st
     for (const std::string& each : texts)
         m_patterns.emplace_back(each);
     setText(joined(texts));
+    setCursorPosition(0); // a narrow field shows its beginning
     connect(this, &QLineEdit::textChanged, this, &PatternField::compile);
     setToolTip(tr("Regular expressions, several divided by ;;"));
 }
@@ -53,6 +54,7 @@ std::vector<std::string> PatternField::texts() const
 void PatternField::setTexts(const std::vector<std::string>& texts)
 {
     setText(joined(texts));
+    setCursorPosition(0); // a narrow field shows its beginning
 }
 
 void PatternField::add(const std::string& text)
