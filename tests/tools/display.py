@@ -10,11 +10,17 @@ DISPLAY_NAMES = ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "PLINTH_DESKTO
 
 def environment(**more):
     clean = {name: value for name, value in os.environ.items() if name not in DISPLAY_NAMES}
-    return {**clean, "XDG_RUNTIME_DIR": os.environ["PLINTH_ROOT"], "NO_AT_BRIDGE": "1", **more}
+    return {**clean, "XDG_RUNTIME_DIR": os.environ["PLINTH_ROOT"], "NO_AT_BRIDGE": "1",
+            "XDG_CONFIG_HOME": os.environ["PLINTH_ROOT"], **more}
 
 
 def start_display(test):
     """Gives the name of a new display, which goes with the test."""
+    return start_server(test)[1]
+
+
+def start_server(test):
+    """The display's process, too: for a test that ends it."""
     needs_program("Xvfb", "xvfb")
     read, write = os.pipe()
     server = subprocess.Popen(["Xvfb", "-displayfd", str(write), "-screen", "0", "1280x1024x24",
@@ -24,4 +30,4 @@ def start_display(test):
     test.addCleanup(server.terminate)
     os.close(write)
     with os.fdopen(read) as numbers:
-        return ":" + numbers.readline().strip()
+        return server, ":" + numbers.readline().strip()

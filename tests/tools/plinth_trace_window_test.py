@@ -4,10 +4,11 @@ Runs under the launcher. The environment: PLINTH_TRACE, the program; PLINTH_ROOT
 """
 import os
 import struct
+import subprocess
 import unittest
 
-from display import environment, start_display
-from programs import ROOT, run
+from display import environment, start_display, start_server
+from programs import PATIENCE, ROOT, run
 
 TRACE = os.environ["PLINTH_TRACE"]
 
@@ -37,3 +38,30 @@ class Window(unittest.TestCase):
         self.assertEqual(head[:8], b"\x89PNG\r\n\x1a\n")
         width, height = struct.unpack(">II", head[16:])
         self.assertTrue(width >= 800 and height >= 400, (width, height))
+
+    def test_when_the_display_goes_away_it_ends_and_says_so(self):
+        server, name = start_server(self)
+        output = os.path.join(ROOT, "shown.txt")
+        window = subprocess.Popen([TRACE, "window", "--input", self.log(), "--output", output],
+                                  env=environment(DISPLAY=name), stderr=subprocess.PIPE,
+                                  encoding="utf-8")
+        self.addCleanup(window.kill)
+        while not (os.path.exists(output) and os.path.getsize(output)):
+            self.assertIsNone(window.poll())  # it runs until it shows the record
+        server.kill()
+        errors = window.communicate(timeout=PATIENCE)[1]
+        self.assertEqual(window.returncode, 5, errors)
+        self.assertIn("display", errors)
+
+    def test_views_saved_under_a_name_are_there_at_the_next_start(self):
+        display = start_display(self)
+        run_once = ["--input", self.log(), "--views", "mine", "--exit-after", "0.5"]
+        path = os.path.join(ROOT, "plinth", "mine.views")
+        self.run_to_end(*run_once, DISPLAY=display)
+        with open(path, encoding="utf-8") as file:
+            kept = file.read().replace("name = All", "name = All\nexclude = none such")
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(kept)
+        self.assertEqual(self.run_to_end(*run_once, DISPLAY=display).returncode, 0)
+        with open(path, encoding="utf-8") as file:
+            self.assertIn("exclude = none such", file.read())

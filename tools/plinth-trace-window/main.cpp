@@ -12,6 +12,7 @@
 #include "failure.h"
 #include "interruption.h"
 #include "note.h"
+#include "settings_file.h"
 #include "text.h"
 #include "trace_window.h"
 
@@ -27,15 +28,28 @@ void on_message(QtMsgType kind, const QMessageLogContext&, const QString& text)
         std::_Exit(trace::exit_no_window);
 }
 
+// Qt ends the process where the display goes away: views and layout were kept some seconds ago, and
+// threads that still take records must not meet the end of what they use.
+bool s_hasDisplay = false;
+
+void end_without_display()
+{
+    if (!s_hasDisplay)
+        return;
+    trace::note("the display has gone away");
+    std::_Exit(trace::exit_no_window);
+}
+
 struct ForScripts
 {
     std::optional<std::string> screenshot;
     std::optional<double> exit_after; // seconds
+    std::string views;                // the name of the settings
 };
 
 int run(QApplication& application, const trace::ViewOptions& options, const ForScripts& scripts)
 {
-    trace_window::TraceWindow window(options);
+    trace_window::TraceWindow window(options, trace::settings_path(scripts.views));
     window.open();
     window.show();
 
@@ -57,7 +71,11 @@ int run(QApplication& application, const trace::ViewOptions& options, const ForS
             window.close();
         });
     look.start(50);
-    return QApplication::exec();
+    s_hasDisplay = true;
+    std::atexit(end_without_display);
+    const int code = QApplication::exec();
+    s_hasDisplay = false;
+    return code;
 }
 
 } // namespace
@@ -74,7 +92,8 @@ int main(int argc, char** argv)
         trace::Options given("window", std::move(arguments));
         const trace::ViewOptions options = trace::take_view_options(given);
         const ForScripts scripts{given.take_value("--screenshot"),
-                                 given.take_seconds("--exit-after")};
+                                 given.take_seconds("--exit-after"),
+                                 given.take_value("--views").value_or("window")};
         given.finish();
         int none = 1; // the options are ours, not Qt's
         QApplication application(none, argv);

@@ -19,6 +19,14 @@ QString without_separator(const std::string& text)
     return QString::fromStdString(text).replace(QLatin1String(separator), QLatin1String(";(?:;)"));
 }
 
+QString joined(const std::vector<std::string>& texts)
+{
+    QStringList list;
+    for (const std::string& text : texts)
+        list += without_separator(text);
+    return list.join(QLatin1String(separator));
+}
+
 } // namespace
 
 PatternField::PatternField(const QString& placeholder, const std::vector<std::string>& texts,
@@ -27,15 +35,32 @@ PatternField::PatternField(const QString& placeholder, const std::vector<std::st
 {
     setPlaceholderText(placeholder);
     setClearButtonEnabled(true);
-    QStringList list;
-    for (const std::string& text : texts)
-    {
-        list += without_separator(text);
-        m_patterns.emplace_back(text);
-    }
-    setText(list.join(QLatin1String(separator)));
-    setToolTip(tr("Regular expressions, several divided by ;;"));
+    for (const std::string& each : texts)
+        m_patterns.emplace_back(each);
+    setText(joined(texts));
+    setCursorPosition(0); // a narrow field shows its beginning
     connect(this, &QLineEdit::textChanged, this, &PatternField::compile);
+    setToolTip(tr("Regular expressions, several divided by ;;"));
+}
+
+std::vector<std::string> PatternField::texts() const
+{
+    std::vector<std::string> texts;
+    for (const trace::Pattern& pattern : m_patterns)
+        texts.push_back(pattern.text());
+    return texts;
+}
+
+void PatternField::setTexts(const std::vector<std::string>& texts)
+{
+    setText(joined(texts));
+    setCursorPosition(0); // a narrow field shows its beginning
+}
+
+void PatternField::add(const std::string& text)
+{
+    setText(this->text() + (this->text().isEmpty() ? QString() : QLatin1String(separator)) +
+            without_separator(text));
 }
 
 void PatternField::compile(const QString& text)

@@ -19,6 +19,10 @@ public:
                  QWidget* parent = nullptr);
 
     const std::vector<trace::Pattern>& patterns() const { return m_patterns; }
+    std::vector<std::string> texts() const; // of the patterns
+    // Expressions that are known to be good.
+    void setTexts(const std::vector<std::string>& texts);
+    void add(const std::string& text);            // one more
     QString problem() const { return m_problem; } // empty if there is none
 
 signals:

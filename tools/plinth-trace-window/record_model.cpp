@@ -1,15 +1,13 @@
 #include "record_model.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include <QBrush>
-#include <QColor>
 #include <QFont>
-#include <QTextDocument>
 
-#include "table/harmless.h"
+#include "cell_text.h"
+#include "colours.h"
 
 namespace trace_window
 {
@@ -17,45 +15,17 @@ namespace trace_window
 namespace
 {
 
-constexpr size_t most_examined = 20'000; // records in one go: some milliseconds
-constexpr int most_fields = 500;
+using namespace std::chrono_literals;
 
-// Light grounds; the seventh pattern begins again.
-constexpr QRgb highlight_colours[] = {0xfffff2a8, 0xffc9f2c0, 0xffbfe6ff,
-                                      0xfff6c9f5, 0xffffd0c4, 0xffd6d3ff};
+constexpr auto first_page_time = 15ms; // for the rows that a changed filter shows at once
 
-int fields_of(const trace::RecordView& record)
+constexpr trace::Column meta_columns[] = {trace::Column::number, trace::Column::time,
+                                          trace::Column::delta, trace::Column::process,
+                                          trace::Column::window};
+
+QString fromUtf8(std::string_view text)
 {
-    const auto tabs = std::count(record.text.begin(), record.text.end(), '\t');
-    return static_cast<int>(std::min<std::ptrdiff_t>(tabs + 1, most_fields));
-}
-
-std::string_view field_of(std::string_view text, int field)
-{
-    for (; field > 0; --field)
-    {
-        const size_t tab = text.find('\t');
-        if (tab == std::string_view::npos)
-            return {};
-        text.remove_prefix(tab + 1);
-    }
-    return text.substr(0, text.find('\t'));
-}
-
-// The whole text. A tip takes what looks like HTML for it, and would fetch its pictures.
-QString tip(std::string_view utf8)
-{
-    const QString text =
-        qt_table::harmless(QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size())));
-    return Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text) : text;
-}
-
-QString shown(std::string_view utf8)
-{
-    QString text = QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
-    text.replace(QLatin1String("\r\n"), QLatin1String(" "));
-    text.replace(u'\n', u' ').replace(u'\r', u' ');
-    return qt_table::harmless(text);
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
 } // namespace
@@ -75,32 +45,28 @@ int RecordModel::columnCount(const QModelIndex& parent) const
     return parent.isValid() ? 0 : FirstField + m_fields;
 }
 
+bool RecordModel::isKept(int row) const
+{
+    return number(row) >= m_session.store.first();
+}
+
 QVariant RecordModel::data(const QModelIndex& index, int role) const
 {
-    if (!index.isValid() || index.row() >= m_rows)
+    const int row = index.row();
+    if (!index.isValid() || row >= m_rows || !isKept(row))
         return {};
-    const auto row = static_cast<size_t>(index.row());
-    if (m_view.number(row) < m_session.store.first())
-        return {}; // gone; the next update takes the row away
-    const trace::RecordView record = m_view.record(row);
     switch (role)
     {
     case Qt::DisplayRole:
-        return text(record, index.row(), index.column());
+        return text(row, index.column());
     case Qt::ToolTipRole:
-        return tip(record.text);
+        return tipText(record(row).text);
     case Qt::BackgroundRole:
-        if (const std::optional<size_t> colour = m_session.highlights.colour_of(record.text))
-            return QBrush(QColor(highlight_colours[*colour % std::size(highlight_colours)]));
-        return {};
+        return background(row);
     case Qt::ForegroundRole:
-        if (record.is_loss())
-            return QBrush(QColor(0xc00000));
-        if (m_session.highlights.colour_of(record.text))
-            return QBrush(Qt::black); // the grounds are light, whatever the user's theme
-        return {};
+        return foreground(row);
     case Qt::FontRole:
-        if (record.is_loss() || m_session.bookmarks.has(m_view.number(row)))
+        if (record(row).is_loss() || m_session.bookmarks.has(number(row)))
         {
             QFont font;
             font.setBold(true);
@@ -116,20 +82,30 @@ QVariant RecordModel::headerData(int section, Qt::Orientation orientation, int r
 {
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
         return {};
-    switch (section)
-    {
-    case NumberColumn:
-        return QStringLiteral("#");
-    case TimeColumn:
-        return tr("Time");
-    case ProcessColumn:
-        return tr("Process");
-    default:
-        return QString::number(section - FirstField + 1);
-    }
+    if (section < FirstField)
+        return fromUtf8(trace::heading_of(meta_columns[section]));
+    return QString::number(section - FirstField + 1);
 }
 
-bool RecordModel::update()
+QString RecordModel::nameOf(int column)
+{
+    if (column < FirstField)
+        return fromUtf8(trace::name_of(meta_columns[column]));
+    return QString::number(column - FirstField + 1);
+}
+
+int RecordModel::columnOf(const QString& name)
+{
+    for (int column = 0; column < FirstField; ++column)
+        if (nameOf(column) == name)
+            return column;
+    bool isNumber = false;
+    const int field = name.toInt(&isNumber);
+    const bool isField = isNumber && field > 0 && field <= static_cast<int>(trace::Fields::most);
+    return isField ? FirstField + field - 1 : -1;
+}
+
+bool RecordModel::update(Session::Clock::duration longest)
 {
     if (const int stale = static_cast<int>(m_view.stale()); stale > 0)
     {
@@ -138,31 +114,45 @@ bool RecordModel::update()
         m_rows -= stale;
         endRemoveRows();
     }
-    const bool more = m_view.advance(most_examined);
-    const int rows = static_cast<int>(m_view.rows());
-    if (rows == m_rows)
-        return !more;
-    int fields = m_fields;
-    for (int row = m_rows; row < rows; ++row)
-        fields = std::max(fields, fields_of(m_view.record(static_cast<size_t>(row))));
-    if (fields > m_fields)
-    {
-        beginInsertColumns({}, FirstField + m_fields, FirstField + fields - 1);
-        m_fields = fields;
-        endInsertColumns();
-    }
-    beginInsertRows({}, m_rows, rows - 1);
-    m_rows = rows;
-    endInsertRows();
+    const bool more = m_view.advance_for(longest);
+    const trace::View::Added added = m_view.take_added();
+    addRows(0, static_cast<int>(added.top));
+    addRows(m_rows, static_cast<int>(added.bottom));
     return !more;
 }
 
-void RecordModel::setFilter(trace::Filter filter)
+void RecordModel::addRows(int first, int count)
+{
+    if (count == 0)
+        return;
+    beginInsertRows({}, first, first + count - 1);
+    m_rows += count;
+    endInsertRows();
+    addFields(first, count);
+}
+
+void RecordModel::addFields(int first, int count)
+{
+    size_t fields = static_cast<size_t>(m_fields);
+    for (int row = first; row < first + count && fields < trace::Fields::most; ++row)
+        fields = std::max(fields, trace::count_fields(record(row).text));
+    const int all = static_cast<int>(std::min(fields, trace::Fields::most));
+    if (all == m_fields)
+        return;
+    beginInsertColumns({}, FirstField + m_fields, FirstField + all - 1);
+    m_fields = all;
+    endInsertColumns();
+}
+
+void RecordModel::setFilter(trace::Filter filter, uint64_t anchor)
 {
     beginResetModel();
-    m_view.set_filter(std::move(filter));
-    m_rows = 0;
+    m_view.set_filter(std::move(filter), anchor);
+    m_view.advance_for(first_page_time);
+    m_view.take_added();
+    m_rows = static_cast<int>(m_view.rows());
     endResetModel();
+    addFields(0, m_rows);
 }
 
 void RecordModel::setPaused(bool paused)
@@ -177,37 +167,87 @@ void RecordModel::cleared()
 {
     beginResetModel();
     m_view.cleared();
+    m_view.take_added();
     m_rows = 0;
     endResetModel();
 }
 
 void RecordModel::restyled()
 {
+    forgetParts();
     if (m_rows > 0)
         emit dataChanged(index(0, 0), index(m_rows - 1, columnCount() - 1));
 }
 
-QString RecordModel::text(const trace::RecordView& record, int row, int column) const
+void RecordModel::setStyle(RowStyle style)
 {
-    switch (column)
-    {
-    case NumberColumn:
-        return QString::number(m_view.number(static_cast<size_t>(row)) + 1);
-    case TimeColumn:
-    {
-        trace::TimeBase base{.start = m_session.store.start()};
-        if (row > 0 && m_view.number(static_cast<size_t>(row) - 1) >= m_session.store.first())
-            base.previous = m_view.record(static_cast<size_t>(row) - 1).time;
-        return QString::fromStdString(trace::time_text(record, m_session.time, base));
-    }
-    case ProcessColumn:
-        if (record.process == 0)
-            return {};
-        return QString::number(record.process) + u' ' +
-               (record.name.empty() ? QStringLiteral("?") : shown(record.name));
-    default:
-        return shown(field_of(record.text, column - FirstField));
-    }
+    m_style = std::move(style);
+    restyled();
+}
+
+void RecordModel::setPalette(const QPalette& palette)
+{
+    m_palette = palette;
+    restyled();
+}
+
+void RecordModel::setChosen(uint64_t number)
+{
+    if (number < m_session.store.first() || number >= m_session.store.end())
+        return;
+    m_chosen = m_session.store[number].time;
+    if (m_rows > 0)
+        emit dataChanged(index(0, DeltaColumn), index(m_rows - 1, DeltaColumn));
+}
+
+void RecordModel::forgetParts()
+{
+    m_parts.number = UINT64_MAX;
+}
+
+const RecordModel::RowParts& RecordModel::parts(int row) const
+{
+    const uint64_t wanted = number(row);
+    if (m_parts.number == wanted)
+        return m_parts;
+    const trace::RecordView shown = record(row);
+    std::string storage;
+    m_parts.number = wanted;
+    m_parts.text = trace::text_of(shown, m_style.form, storage);
+    m_parts.fields = trace::Fields(m_parts.text);
+    m_parts.highlight = m_style.highlights.colour_of(shown.text);
+    return m_parts;
+}
+
+QString RecordModel::text(int row, int column) const
+{
+    if (column >= FirstField)
+        return shownText(parts(row).fields[static_cast<size_t>(column - FirstField)]);
+    trace::ColumnStyle style{
+        .time = m_session.time, .base = {.start = m_session.store.start()}, .chosen = m_chosen};
+    if (column == TimeColumn && row > 0 && isKept(row - 1))
+        style.base.previous = record(row - 1).time;
+    return shownText(trace::cell_text(meta_columns[column], number(row), record(row), style));
+}
+
+QVariant RecordModel::background(int row) const
+{
+    if (const auto highlight = parts(row).highlight;
+        highlight && *highlight < m_style.colours.size())
+        return QBrush(ground(m_style.colours[*highlight], m_palette));
+    const trace::RecordView shown = record(row);
+    if (m_style.byProcess && shown.process != 0)
+        return QBrush(processGround(shown.process, m_palette));
+    return {};
+}
+
+QVariant RecordModel::foreground(int row) const
+{
+    if (record(row).is_loss())
+        return QBrush(lossText(m_palette));
+    if (parts(row).highlight)
+        return QBrush(textOnGround(m_palette));
+    return {};
 }
 
 } // namespace trace_window

@@ -1,16 +1,27 @@
-// The rows of one tab: number, time, process, then the record's tab-separated fields.
+// The rows of one view: number, time, process and so on, then the record's tab-separated fields.
 //
-// Rows come and go in batches, when update is called. A change of the filter empties the model, and
-// the next updates fill it, bit by bit.
+// Rows come and go in batches, when update is called: at the bottom, and while a filter that was
+// changed goes through the records, at the top too.
 #pragma once
 
 #include <QAbstractTableModel>
+#include <QPalette>
 
+#include "record_columns.h"
 #include "session.h"
 #include "view.h"
 
 namespace trace_window
 {
+
+// How the rows of one view look.
+struct RowStyle
+{
+    trace::Highlights highlights{};
+    std::vector<uint32_t> colours{}; // of the highlights, 0xRRGGBB
+    bool byProcess = false;          // a ground for each process, where there is no highlight
+    trace::TextForm form = trace::TextForm::plain;
+};
 
 class RecordModel : public QAbstractTableModel
 {
@@ -21,7 +32,9 @@ public:
     {
         NumberColumn,
         TimeColumn,
+        DeltaColumn,
         ProcessColumn,
+        WindowColumn,
         FirstField,
     };
 
@@ -33,23 +46,55 @@ public:
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
-    // Shows what is new; false if more is to be examined than fits in one go.
-    bool update();
-    void setFilter(trace::Filter filter);
+    // The name of a column in settings, "process", and back; -1 for none. Fields are "1" and on.
+    static QString nameOf(int column);
+    static int columnOf(const QString& name);
+
+    // Shows what is new, for so long; false if more is to be examined.
+    bool update(Session::Clock::duration longest);
+    // Starts over from the record outward, with the first rows at once.
+    void setFilter(trace::Filter filter, uint64_t anchor);
     void setPaused(bool paused);
     void cleared();  // the store was
-    void restyled(); // times, highlights or bookmarks have changed
+    void restyled(); // times or bookmarks have changed
+    void setStyle(RowStyle style);
+    const RowStyle& style() const { return m_style; }
+    void setPalette(const QPalette& palette);
+    // The record from which deltas count.
+    void setChosen(uint64_t number);
 
     const trace::View& view() const { return m_view; }
+    uint64_t number(int row) const { return m_view.number(static_cast<size_t>(row)); }
+    // Whether the row's record is still kept; the next update takes the others away.
+    bool isKept(int row) const;
+    trace::RecordView record(int row) const { return m_view.record(static_cast<size_t>(row)); }
     uint64_t takeMissed() { return m_view.take_missed(); }
 
 private:
-    QString text(const trace::RecordView& record, int row, int column) const;
+    // What the cells of a row have in common: they are asked for one after the other.
+    struct RowParts
+    {
+        uint64_t number = UINT64_MAX;
+        std::string text;
+        trace::Fields fields{{}};
+        std::optional<size_t> highlight;
+    };
+    const RowParts& parts(int row) const;
+    QString text(int row, int column) const;
+    QVariant background(int row) const;
+    QVariant foreground(int row) const;
+    void forgetParts();
+    void addRows(int first, int count);
+    void addFields(int first, int count);
 
     Session& m_session;
     trace::View m_view;
+    RowStyle m_style;
+    QPalette m_palette;
+    trace::Time m_chosen = trace::unknown_time;
     int m_rows = 0; // those that were announced
-    int m_fields = 7;
+    int m_fields = 1;
+    mutable RowParts m_parts;
 };
 
 } // namespace trace_window

@@ -22,7 +22,7 @@ struct Session
     // Failure if the file that the options name can't be made.
     explicit Session(const trace::ViewOptions& options)
         : store(trace::store_limit(options.keep.value_or(trace::Store::default_limit))),
-          time(options.time.value_or(trace::TimeMode::absolute)), highlights(options.highlights)
+          time(options.time.value_or(trace::TimeMode::absolute))
     {
         if (options.output)
             output.emplace(*options.output);
@@ -43,7 +43,6 @@ struct Session
     trace::Bookmarks bookmarks;
     trace::RateMeter rate{Clock::now()};
     trace::TimeMode time;
-    trace::Highlights highlights;
     std::set<int32_t> windows; // that records have named
 
     std::optional<trace::OutputFile> output;

@@ -2,24 +2,22 @@
 
 #include <chrono>
 
-#include <QAction>
 #include <QComboBox>
-#include <QFileDialog>
-#include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
-#include <QPushButton>
+#include <QProgressBar>
 #include <QStatusBar>
-#include <QTableView>
 #include <QTabWidget>
-#include <QToolBar>
 #include <QVBoxLayout>
 
+#include "cell_text.h"
 #include "failure.h"
 #include "output_file.h"
 #include "pattern_field.h"
-#include "table/trace_table.h"
-#include "text.h"
+#include "problem_bar.h"
+#include "time_option.h"
+#include "view_area.h"
+#include "window_commands.h"
+#include "window_list.h"
 
 namespace trace_window
 {
@@ -31,49 +29,46 @@ using namespace std::chrono_literals;
 
 constexpr auto step_interval = 40ms; // smooth to the eye
 constexpr auto collect_time = 25ms;  // of it: the rest is the window's
+constexpr auto show_time = 4ms;      // for each part of each view in sight
 
-constexpr int news_time = 10'000; // ms in the status bar
+constexpr auto keep_interval = 5s; // between two looks whether settings have changed
+constexpr int news_time = 10'000;  // ms in the status bar
+constexpr int percent = 100;
 
-constexpr size_t most_tabs = 100; // records of further window ids are in the first tab
-
-struct TimeChoice
-{
-    trace::TimeMode mode;
-    const char* text;
-};
-constexpr TimeChoice time_choices[] = {
-    {trace::TimeMode::absolute, QT_TRANSLATE_NOOP("TraceWindow", "Time of day")},
-    {trace::TimeMode::start, QT_TRANSLATE_NOOP("TraceWindow", "Since the start")},
-    {trace::TimeMode::previous, QT_TRANSLATE_NOOP("TraceWindow", "Since the previous")},
-    {trace::TimeMode::none, QT_TRANSLATE_NOOP("TraceWindow", "No time")},
-};
-
-// A message of one line, with the names that it holds made harmless.
-QString lineOf(std::string_view utf8)
-{
-    return QString::fromStdString(trace::printable_name(utf8));
-}
+constexpr size_t most_automatic = 99; // tabs; the list has all window ids
+constexpr int tabs_at_once = 2;       // in a step, since making one takes some milliseconds
 
 } // namespace
 
-TraceWindow::TraceWindow(const trace::ViewOptions& options, QWidget* parent)
-    : QMainWindow(parent), m_options(options), m_session(options), m_tabs(new QTabWidget)
+TraceWindow::TraceWindow(const trace::ViewOptions& options, std::string settings, QWidget* parent)
+    : QMainWindow(parent), m_options(options), m_settingsPath(std::move(settings)),
+      m_session(options), m_area(new ViewArea), m_windowList(new WindowList),
+      m_problemBar(new ProblemBar), m_commands(new WindowCommands(*this, m_session.time))
 {
     setWindowTitle(tr("plinth trace"));
-    resize(1100, 640);
-    makeBars();
+    resize(1100, 680);
     auto* const middle = new QWidget;
     auto* const layout = new QVBoxLayout(middle);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_problemBar);
-    layout->addWidget(m_tabs);
+    layout->addWidget(m_area, 1);
     setCentralWidget(middle);
-    m_session.output_filter = filterFor(std::nullopt);
-    m_tabs->setDocumentMode(true);
-    addTab(std::nullopt);
-    connect(m_tabs, &QTabWidget::currentChanged, this, [this] { step(); });
+    makeStatusBar();
+    tabs()->setCornerWidget(m_windowList);
+    connect(m_problemBar, &ProblemBar::retryAsked, this, &TraceWindow::open);
+    connect(m_windowList, &WindowList::windowChosen, this,
+            [this](int window) { m_area->bringToFront(addViewOfWindow(window)); });
+    makeViews();
+    connect(m_area, &ViewArea::currentChanged, this,
+            [this]
+            {
+                m_commands->showStateOf(view());
+                step();
+            });
     connect(&m_timer, &QTimer::timeout, this, &TraceWindow::step);
     m_timer.start(step_interval);
+    connect(&m_keepTimer, &QTimer::timeout, this, &TraceWindow::keepSettings);
+    m_keepTimer.start(keep_interval);
     showCounts();
 }
 
@@ -81,90 +76,34 @@ TraceWindow::TraceWindow(const trace::ViewOptions& options, QWidget* parent)
 TraceWindow::~TraceWindow()
 {
     m_timer.stop();
-    m_tabs->disconnect(this);
+    m_keepTimer.stop();
+    m_area->disconnect(this);
     delete takeCentralWidget();
 }
 
-void TraceWindow::makeBars()
+void TraceWindow::makeStatusBar()
 {
-    auto* const filters = addToolBar(tr("Filters"));
-    filters->setMovable(false);
-    m_include = new PatternField(tr("Include"), m_options.include);
-    m_exclude = new PatternField(tr("Exclude"), m_options.exclude);
-    m_highlight = new PatternField(tr("Highlight"), m_options.highlight);
-    for (PatternField* const field : {m_include, m_exclude, m_highlight})
-        filters->addWidget(field);
-    connect(m_include, &PatternField::patternsChanged, this, &TraceWindow::applyFilters);
-    connect(m_exclude, &PatternField::patternsChanged, this, &TraceWindow::applyFilters);
-    connect(m_highlight, &PatternField::patternsChanged, this,
-            [this]
-            {
-                m_session.highlights = trace::Highlights(m_highlight->patterns());
-                restyle();
-            });
-    m_time = new QComboBox;
-    for (const TimeChoice& choice : time_choices)
-    {
-        m_time->addItem(tr(choice.text));
-        if (choice.mode == m_session.time)
-            m_time->setCurrentIndex(m_time->count() - 1);
-    }
-    connect(m_time, &QComboBox::currentIndexChanged, this,
-            [this](int index)
-            {
-                m_session.time = time_choices[index].mode;
-                restyle();
-            });
-    filters->addWidget(m_time);
-
-    addToolBarBreak();
-    auto* const commands = addToolBar(tr("Commands"));
-    commands->setMovable(false);
-    m_pause = addCommand(commands, tr("Pause"), Qt::CTRL | Qt::Key_P);
-    m_pause->setCheckable(true);
-    connect(m_pause, &QAction::toggled, this, &TraceWindow::setPaused);
-    connect(addCommand(commands, tr("Clear"), Qt::CTRL | Qt::Key_L), &QAction::triggered, this,
-            &TraceWindow::clear);
-    commands->addSeparator();
-    connect(addCommand(commands, tr("Bookmark"), Qt::CTRL | Qt::Key_B), &QAction::triggered, this,
-            &TraceWindow::toggleBookmark);
-    connect(addCommand(commands, tr("Previous bookmark"), Qt::SHIFT | Qt::Key_F2),
-            &QAction::triggered, this, [this] { goToBookmark(false); });
-    connect(addCommand(commands, tr("Next bookmark"), Qt::Key_F2), &QAction::triggered, this,
-            [this] { goToBookmark(true); });
-    commands->addSeparator();
-    connect(addCommand(commands, tr("Save shown..."), Qt::CTRL | Qt::Key_S), &QAction::triggered,
-            this, [this] { askAndSave(false); });
-    connect(addCommand(commands, tr("Save all..."), Qt::CTRL | Qt::SHIFT | Qt::Key_S),
-            &QAction::triggered, this, [this] { askAndSave(true); });
-
-    m_problemBar = new QFrame;
-    m_problemBar->setFrameShape(QFrame::StyledPanel);
-    m_problem = new QLabel;
-    m_problem->setWordWrap(true);
-    m_problem->setTextFormat(Qt::PlainText); // names in it may look like HTML
-    m_retry = new QPushButton(tr("Try again"));
-    m_retry->setObjectName(QStringLiteral("retry"));
-    connect(m_retry, &QPushButton::clicked, this, &TraceWindow::open);
-    auto* const row = new QHBoxLayout(m_problemBar);
-    row->addWidget(m_problem, 1);
-    row->addWidget(m_retry);
-    m_problemBar->hide();
-
+    m_progress = new QProgressBar;
+    constexpr int wide = 120; // pixels
+    m_progress->setFixedWidth(wide);
+    m_progress->setMaximum(percent);
+    m_progress->setFormat(tr("%p % examined"));
+    m_progress->hide();
     m_counts = new QLabel;
     m_notes = new QLabel;
     m_notes->setTextFormat(Qt::PlainText);
     statusBar()->addPermanentWidget(m_notes);
+    statusBar()->addPermanentWidget(m_progress);
     statusBar()->addPermanentWidget(m_counts);
 }
 
-QAction* TraceWindow::addCommand(QToolBar* bar, const QString& text, const QKeySequence& key)
+void TraceWindow::closeEvent(QCloseEvent* event)
 {
-    QAction* const command = bar->addAction(text);
-    command->setShortcut(key);
-    command->setToolTip(text + QLatin1String(" (") + key.toString(QKeySequence::NativeText) + u')');
-    return command;
+    keepSettings();
+    QMainWindow::closeEvent(event);
 }
+
+// ---- records
 
 void TraceWindow::open()
 {
@@ -184,9 +123,7 @@ void TraceWindow::open()
 
 void TraceWindow::showProblem(std::string_view problem, bool canRetry)
 {
-    m_problem->setText(lineOf(problem));
-    m_problemBar->setVisible(!problem.empty());
-    m_retry->setVisible(canRetry);
+    m_problemBar->report(problem, canRetry);
 }
 
 // The channel may be another's, and change hands.
@@ -203,54 +140,29 @@ void TraceWindow::showAccess()
 
 QString TraceWindow::problem() const
 {
-    return m_problem->text();
-}
-
-void TraceWindow::addTab(std::optional<int32_t> window)
-{
-    auto* const table = new qt_table::TraceTable;
-    auto* const rows = new RecordModel(m_session, filterFor(window), table);
-    rows->setPaused(m_paused);
-    table->setModel(rows);
-    QHeaderView* const heads = table->view()->horizontalHeader();
-    heads->resizeSection(RecordModel::NumberColumn, 70);
-    heads->resizeSection(RecordModel::TimeColumn, 180);
-    heads->resizeSection(RecordModel::ProcessColumn, 150);
-    heads->resizeSection(RecordModel::FirstField, 680);
-    m_models.push_back({rows, window});
-    m_tabs->addTab(table, window ? tr("Window %1").arg(*window) : tr("All"));
-}
-
-trace::Filter TraceWindow::filterFor(std::optional<int32_t> window) const
-{
-    trace::Filter filter = m_options.filter;
-    filter.include = m_include->patterns();
-    filter.exclude = m_exclude->patterns();
-    if (window)
-        filter.windows = trace::WindowIds({*window});
-    return filter;
-}
-
-void TraceWindow::applyFilters()
-{
-    m_session.output_filter = filterFor(std::nullopt);
-    for (const Tab& tab : m_models)
-        tab.model->setFilter(filterFor(tab.window));
-    step();
-}
-
-void TraceWindow::restyle()
-{
-    model()->restyled();
+    return m_problemBar->problem();
 }
 
 void TraceWindow::step()
 {
+    takeRecords();
+    addTabs();
+    writeOutput();
+    double progress = 1;
+    for (ViewPage* const page :
+         m_area->inSight()) // the others catch up when they come to the front
+        progress = std::min(progress, page->advance(show_time));
+    m_progress->setValue(static_cast<int>(progress * percent));
+    m_progress->setVisible(progress < 1);
+    showCounts();
+}
+
+void TraceWindow::takeRecords()
+{
     try
     {
         for (const int32_t window : m_session.collect(collect_time))
-            if (m_models.size() < most_tabs)
-                addTab(window);
+            m_fresh.push_back(window);
         if (const std::string news = m_session.news(); !news.empty())
         {
             showAccess();
@@ -265,38 +177,60 @@ void TraceWindow::step()
     catch (const trace::Interrupted&) // main ends the program
     {
     }
-    try
+}
+
+void TraceWindow::addTabs()
+{
+    m_windowList->setWindows(m_session.windows);
+    for (int i = 0; i < tabs_at_once && !m_fresh.empty() && m_automatic < most_automatic; ++i)
     {
-        m_session.write_output();
+        addViewOfWindow(m_fresh.front());
+        m_fresh.pop_front();
+        ++m_automatic;
     }
-    catch (const trace::Failure& failure)
-    {
+    if (m_automatic >= most_automatic)
+        m_fresh.clear();
+}
+
+void TraceWindow::writeOutput()
+{
+    if (!told(tr("Nothing more is written: %1"), [this] { m_session.write_output(); }))
         m_session.output.reset();
-        statusBar()->showMessage(tr("Nothing more is written: %1").arg(lineOf(failure.what())));
-    }
-    model()->update(); // the others catch up when they come to the front
-    showCounts();
+}
+
+void TraceWindow::restyle()
+{
+    for (const ViewPage* const page : m_area->pages())
+        page->table().rows().restyled();
+}
+
+void TraceWindow::setTime(trace::TimeMode mode)
+{
+    m_session.time = mode;
+    for (const ViewPage* const page : m_area->pages())
+        page->table().widths().forget();
+    restyle();
 }
 
 void TraceWindow::setPaused(bool paused)
 {
     m_paused = paused;
-    m_pause->setChecked(paused);
-    for (const Tab& tab : m_models)
-        tab.model->setPaused(paused);
+    m_commands->showPaused(paused);
+    for (const ViewPage* const page : m_area->pages())
+        page->table().rows().setPaused(paused);
     step();
     if (const uint64_t missed = model()->takeMissed(); missed > 0 && !paused)
-        statusBar()->showMessage(tr("%1 records dropped before they were shown: more came during "
-                                    "the pause than there is room for")
-                                     .arg(missed));
+        tell(tr("%1 records dropped before they were shown: more came during the pause than there "
+                "is room for")
+                 .arg(missed));
 }
 
 void TraceWindow::clear()
 {
     m_session.store.clear();
     m_session.bookmarks.trim(m_session.store.first());
-    for (const Tab& tab : m_models)
-        tab.model->cleared();
+    for (const ViewPage* const page : m_area->pages())
+        page->table().rows().cleared();
     showCounts();
 }
 
@@ -305,23 +239,38 @@ void TraceWindow::toggleBookmark()
     const QModelIndex current = table()->view()->currentIndex();
     if (!current.isValid())
         return;
-    m_session.bookmarks.toggle(model()->view().number(static_cast<size_t>(current.row())));
+    m_session.bookmarks.toggle(model()->number(current.row()));
     restyle();
 }
 
 void TraceWindow::goToBookmark(bool forwards)
 {
-    const trace::View& view = model()->view();
+    const trace::View& rows = model()->view();
     const QModelIndex current = table()->view()->currentIndex();
     const std::optional<uint64_t> from =
-        current.isValid() ? std::optional(view.number(static_cast<size_t>(current.row())))
-                          : std::nullopt;
+        current.isValid() ? std::optional(model()->number(current.row())) : std::nullopt;
     const std::optional<uint64_t> number =
-        forwards ? m_session.bookmarks.next(view, from) : m_session.bookmarks.previous(view, from);
-    if (const auto row = number ? view.row_of(*number) : std::nullopt)
+        forwards ? m_session.bookmarks.next(rows, from) : m_session.bookmarks.previous(rows, from);
+    if (const auto row = number ? rows.row_of(*number) : std::nullopt)
         table()->goToRow(static_cast<int>(*row));
     else
-        statusBar()->showMessage(tr("No bookmark is shown"), 5000);
+        tell(tr("No bookmark is shown"));
+}
+
+bool TraceWindow::goToTime(const QString& text)
+{
+    const auto time = trace::time_from(text.toStdString(), trace::current_time());
+    if (!time)
+    {
+        tell(tr("\"%1\" is no time, as 14:07 or 2024-03-05 14:07:33 or 10m")
+                 .arg(lineOf(text.toStdString())));
+        return false;
+    }
+    const trace::Store& store = m_session.store;
+    if (store.end() == store.first())
+        return false;
+    table()->choose(std::min(store.number_at(*time), store.end() - 1));
+    return true;
 }
 
 bool TraceWindow::saveShown(const QString& path)
@@ -336,43 +285,82 @@ bool TraceWindow::saveAll(const QString& path)
 
 bool TraceWindow::save(const QString& path, bool all)
 {
+    return told(tr("Not saved: %1"),
+                [&]
+                {
+                    // What a changed filter hasn't got to yet is shown too, in a moment.
+                    while (!model()->update(show_time))
+                    {
+                    }
+                    const std::string name = path.toStdString();
+                    const uint64_t count =
+                        all ? trace::save_all(name, m_session.store)
+                            : trace::save_shown(name, m_session.store, model()->view(),
+                                                {.time = m_session.time});
+                    tell(tr("Saved %1 records to %2").arg(count).arg(lineOf(name)));
+                });
+}
+
+// ---- what is seen
+
+// What a failure says is told; false then.
+bool TraceWindow::told(const QString& failed, const std::function<void()>& action)
+{
     try
     {
-        // What a changed filter hasn't got to yet is shown too, in a moment.
-        while (!model()->update())
-        {
-        }
-        const std::string name = path.toStdString();
-        const uint64_t count = all ? trace::save_all(name, m_session.store)
-                                   : trace::save_shown(name, m_session.store, model()->view(),
-                                                       {.time = m_session.time});
-        statusBar()->showMessage(tr("Saved %1 records to %2").arg(count).arg(lineOf(name)), 10000);
+        action();
         return true;
     }
     catch (const trace::Failure& failure)
     {
-        statusBar()->showMessage(tr("Not saved: %1").arg(lineOf(failure.what())));
+        tell(failed.arg(lineOf(failure.what())));
         return false;
     }
 }
 
-void TraceWindow::askAndSave(bool all)
+void TraceWindow::tell(const QString& news)
 {
-    const QString path = QFileDialog::getSaveFileName(
-        this, all ? tr("Save all records that are kept") : tr("Save the records that are shown"),
-        QString::fromStdString(trace::free_name(all ? "all" : "shown")));
-    if (!path.isEmpty())
-        save(path, all);
+    statusBar()->showMessage(news, news_time);
 }
 
-qt_table::TraceTable* TraceWindow::table() const
+ViewPage& TraceWindow::view() const
 {
-    return static_cast<qt_table::TraceTable*>(m_tabs->currentWidget());
+    return m_area->current();
+}
+
+QTabWidget* TraceWindow::tabs() const
+{
+    return &m_area->group(0);
+}
+
+RecordTable* TraceWindow::table() const
+{
+    return &view().table();
 }
 
 RecordModel* TraceWindow::model() const
 {
-    return m_models[static_cast<size_t>(m_tabs->currentIndex())].model;
+    return &table()->rows();
+}
+
+PatternField* TraceWindow::includeField() const
+{
+    return view().bar().include();
+}
+
+PatternField* TraceWindow::excludeField() const
+{
+    return view().bar().exclude();
+}
+
+PatternField* TraceWindow::highlightField() const
+{
+    return view().bar().highlight();
+}
+
+QComboBox* TraceWindow::timeBox() const
+{
+    return m_commands->timeBox();
 }
 
 QString TraceWindow::counts() const

@@ -1,40 +1,44 @@
-// The viewer's window: a tab with all records and one for each window id, a bar with what chooses
-// and marks them, and a line with the counts.
+// The viewer's window: views as tabs, of which one has all records and each window id gets one, the
+// commands, and a line with the counts.
 #pragma once
 
-#include <map>
+#include <deque>
+#include <functional>
 
 #include <QMainWindow>
 #include <QTimer>
 
 #include "record_model.h"
 #include "session.h"
+#include "view_settings.h"
 
 QT_BEGIN_NAMESPACE
-class QAction;
 class QComboBox;
-class QFrame;
 class QLabel;
-class QPushButton;
+class QProgressBar;
 class QTabWidget;
 QT_END_NAMESPACE
-
-namespace qt_table
-{
-class TraceTable;
-}
 
 namespace trace_window
 {
 
 class PatternField;
+class ProblemBar;
+class RecordTable;
+class ViewArea;
+class ViewPage;
+class WindowCommands;
+class WindowList;
 
 class TraceWindow : public QMainWindow
 {
     Q_OBJECT
 
 public:
-    explicit TraceWindow(const trace::ViewOptions& options, QWidget* parent = nullptr);
+    // settings: the file in which the window keeps its views and layout; without one it keeps
+    // nothing.
+    explicit TraceWindow(const trace::ViewOptions& options, std::string settings = {},
+                         QWidget* parent = nullptr);
     ~TraceWindow() override;
 
     // Takes the source that the options name; a failure is shown, with a button to try again.
@@ -48,53 +52,65 @@ public:
     void clear();
     void toggleBookmark();
     void goToBookmark(bool forwards);
-    // Both say in the status bar what they did, or why not; false then.
+    // Each says in the status bar what it did, or why not; false then.
     bool saveShown(const QString& path);
     bool saveAll(const QString& path);
+    bool goToTime(const QString& text);
+    bool loadViews(const QString& path);
+    bool saveViews(const QString& path);
+    // Keeps the views in the window's own file, if anything has changed.
+    void keepSettings();
 
-    QTabWidget* tabs() const { return m_tabs; }
-    qt_table::TraceTable* table() const; // of the tab in front
+    ViewPage& addView(const QString& name, const trace::ViewSettings& settings, int side = 0);
+    ViewPage& addViewOfWindow(int32_t window);
+    void setTime(trace::TimeMode mode);
+    void tell(const QString& news); // in the status bar
+
+    ViewArea& area() const { return *m_area; }
+    ViewPage& view() const; // the current one
+    QTabWidget* tabs() const;
+    RecordTable* table() const; // of the current view
     RecordModel* model() const;
-    PatternField* includeField() const { return m_include; }
-    PatternField* excludeField() const { return m_exclude; }
-    PatternField* highlightField() const { return m_highlight; }
-    QComboBox* timeBox() const { return m_time; }
+    PatternField* includeField() const;
+    PatternField* excludeField() const;
+    PatternField* highlightField() const;
+    QComboBox* timeBox() const;
     QString counts() const;
 
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
 private:
-    void makeBars();
-    void addTab(std::optional<int32_t> window);
-    trace::Filter filterFor(std::optional<int32_t> window) const;
-    void applyFilters();
+    void makeStatusBar();
+    void makeViews();
+    trace::ViewSettings asStarted() const;
+    void addViews(const trace::ViewerSettings& settings);
+    trace::ViewerSettings settings() const;
+    void takeRecords();
+    void addTabs();
+    void writeOutput();
     void restyle();
     void showCounts();
     void showProblem(std::string_view problem, bool canRetry);
     void showAccess();
     bool save(const QString& path, bool all);
-    void askAndSave(bool all);
-    QAction* addCommand(class QToolBar* bar, const QString& text, const QKeySequence& key);
-
-    struct Tab
-    {
-        RecordModel* model;
-        std::optional<int32_t> window;
-    };
+    bool told(const QString& failed, const std::function<void()>& action);
 
     const trace::ViewOptions m_options;
+    const std::string m_settingsPath;
     Session m_session;
-    QTabWidget* m_tabs;
-    std::vector<Tab> m_models; // in the order of the tabs
-    PatternField* m_include = nullptr;
-    PatternField* m_exclude = nullptr;
-    PatternField* m_highlight = nullptr;
-    QComboBox* m_time = nullptr;
-    QAction* m_pause = nullptr;
-    QFrame* m_problemBar = nullptr;
-    QLabel* m_problem = nullptr;
-    QPushButton* m_retry = nullptr;
+    ViewArea* m_area;
+    WindowList* m_windowList;
+    ProblemBar* m_problemBar;
+    WindowCommands* m_commands;
+    QProgressBar* m_progress = nullptr;
     QLabel* m_counts = nullptr;
     QLabel* m_notes = nullptr;
+    std::deque<int32_t> m_fresh;  // window ids that wait for their tabs
+    size_t m_automatic = 0;       // tabs that were made for window ids
+    trace::ViewerSettings m_kept; // as they are in the file
     QTimer m_timer;
+    QTimer m_keepTimer;
     bool m_paused = false;
 };
 

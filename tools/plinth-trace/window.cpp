@@ -15,6 +15,7 @@ static const std::string s_window_help =
         "or where the viewer is not installed, it says so and ends with exit code 5.\n"
         "\n") +
     view_options_help + log_bounds_help +
+    "  --views NAME       keep views, columns and layout under this name (default: window)\n"
     "\n"
     "For scripts:\n"
     "  --screenshot FILE  write a picture of the window (PNG) when it ends\n"

@@ -5,16 +5,14 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QPushButton>
-#include <QTableView>
 #include <QTabWidget>
 #include <QTest>
 
 #include "failure.h"
 #include "pattern_field.h"
+#include "record_table.h"
 #include "support/environment.h"
-#include "support/virtual_display.h"
-#include "table/trace_table.h"
-#include "trace_window.h"
+#include "window_on_a_display.h"
 
 namespace
 {
@@ -22,59 +20,15 @@ namespace
 using trace_window::RecordModel;
 using trace_window::TraceWindow;
 
-constexpr int patience = 60'000; // ms
+using test::cell;
+using test::eventually;
+using test::has;
+using test::type;
 
-template <class Predicate> bool eventually(Predicate&& predicate)
-{
-    return QTest::qWaitFor(std::forward<Predicate>(predicate), patience);
-}
-
-bool has(const QString& text, const char* part)
-{
-    return text.contains(QString::fromUtf8(part));
-}
-
-class TraceViewer : public testing::Test
+class TraceViewer : public test::WindowOnADisplay
 {
 protected:
-    test::VirtualDisplay display;
-    int count = 1;
-    char name[5] = "test";
-    char* arguments[2] = {name, nullptr};
-    QApplication application{count, arguments};
     const std::string shown = test::root() + "/shown.txt";
-    const std::string log = test::root() + "/qvapp_2024-03-05.log";
-    trace::ViewOptions options;
-
-    void append(const std::string& text) const { std::ofstream(log, std::ios::app) << text; }
-
-    // A window, opened and shown, that reads a log of this text and shows so many rows.
-    std::unique_ptr<TraceWindow> reading(const std::string& text, int rows)
-    {
-        test::write_file(log, text);
-        options.inputs = {log};
-        auto window = std::make_unique<TraceWindow>(options);
-        window->open();
-        window->show();
-        EXPECT_TRUE(shows(*window, rows)) << window->model()->rowCount();
-        return window;
-    }
-
-    static bool shows(const TraceWindow& window, int rows)
-    {
-        return eventually([&] { return window.model()->rowCount() == rows; });
-    }
-
-    static std::string cell(const TraceWindow& window, int row,
-                            int column = RecordModel::FirstField)
-    {
-        return window.model()->index(row, column).data().toString().toStdString();
-    }
-
-    static void type(QLineEdit* field, const char* text)
-    {
-        field->setText(QString::fromUtf8(text));
-    }
 };
 
 TEST_F(TraceViewer, ShowsTheChannelsRecordsInColumnsAndFollowsTheLast)
@@ -90,10 +44,13 @@ TEST_F(TraceViewer, ShowsTheChannelsRecordsInColumnsAndFollowsTheLast)
     EXPECT_TRUE(cell(window, 0, RecordModel::ProcessColumn).ends_with(" tools_window_tests"));
     EXPECT_EQ(cell(window, 0, RecordModel::FirstField + 1), "two lines");
     EXPECT_EQ(cell(window, 199, RecordModel::FirstField + 2), "199");
-    const QStringList heads = {"#", "Time", "Process", "1", "2"};
-    for (int column = 0; column < heads.size(); ++column)
-        EXPECT_EQ(window.model()->headerData(column, Qt::Horizontal, Qt::DisplayRole),
-                  heads[column]);
+    QStringList shown_heads;
+    const QStringList heads = {"Time", "Process", "1", "2"};
+    for (const int column : {+RecordModel::TimeColumn, +RecordModel::ProcessColumn,
+                             +RecordModel::FirstField, RecordModel::FirstField + 1})
+        shown_heads +=
+            window.model()->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+    EXPECT_EQ(shown_heads, heads);
     const QTableView& view = *window.table()->view();
     EXPECT_TRUE(eventually(
         [&] {

@@ -11,7 +11,7 @@ namespace qt_table
 
 FindBar::FindBar(QWidget* parent)
     : QWidget(parent), m_text(new QLineEdit(this)), m_case(new QToolButton(this)),
-      m_result(new QLabel(this))
+      m_expression(new QToolButton(this)), m_count(new QLabel(this)), m_result(new QLabel(this))
 {
     const auto button = [this](const QString& text, const QString& hint, auto signal)
     {
@@ -26,23 +26,33 @@ FindBar::FindBar(QWidget* parent)
     m_text->setAccessibleName(tr("Find"));
     m_text->setClearButtonEnabled(true);
     m_text->installEventFilter(this);
-    m_case->setText(tr("Aa"));
-    m_case->setToolTip(tr("Capitals count"));
-    m_case->setCheckable(true);
-    m_case->setAutoRaise(true);
+    const auto makeSwitch = [this](QToolButton* made, const QString& text, const QString& hint)
+    {
+        made->setText(text);
+        made->setToolTip(hint);
+        made->setCheckable(true);
+        made->setAutoRaise(true);
+        connect(made, &QToolButton::toggled, this, [this] { emit textChanged(m_text->text()); });
+    };
+    makeSwitch(m_case, tr("Aa"), tr("Capitals count"));
+    makeSwitch(m_expression, tr(".*"), tr("Regular expression"));
+    m_expression->hide();
+    m_count->hide();
+    m_count->setTextFormat(Qt::PlainText);
     m_result->setMinimumWidth(fontMetrics().horizontalAdvance(tr("Passed the end")));
 
     auto* const layout = new QHBoxLayout(this);
     layout->setContentsMargins(4, 2, 4, 2);
     layout->addWidget(m_text, 1);
     layout->addWidget(m_case);
+    layout->addWidget(m_expression);
+    layout->addWidget(m_count);
     layout->addWidget(button(tr("Previous"), tr("Shift+Enter"), &FindBar::previousAsked));
     layout->addWidget(button(tr("Next"), tr("Enter"), &FindBar::nextAsked));
     layout->addWidget(m_result);
     layout->addWidget(button(tr("Close"), tr("Escape"), &FindBar::close));
 
     connect(m_text, &QLineEdit::textChanged, this, &FindBar::textChanged);
-    connect(m_case, &QToolButton::toggled, this, [this] { emit textChanged(m_text->text()); });
 }
 
 void FindBar::open()
@@ -81,16 +91,42 @@ void FindBar::showResult(Result result)
                                                   : QString());
 }
 
+void FindBar::offerExpressions()
+{
+    m_expression->show();
+    m_count->show();
+}
+
+bool FindBar::isExpression() const
+{
+    return m_expression->isChecked();
+}
+
+void FindBar::showCount(const QString& count, const QString& problem)
+{
+    m_count->setText(problem.isEmpty() ? count : problem);
+    QPalette colours;
+    if (!problem.isEmpty())
+        colours.setColor(QPalette::WindowText, QColor(Qt::red));
+    m_count->setPalette(colours);
+}
+
 // The line edit tells Enter without its modifiers.
 bool FindBar::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() != QEvent::KeyPress)
         return QWidget::eventFilter(watched, event);
     const auto& key = *static_cast<QKeyEvent*>(event);
+    if (key.matches(QKeySequence::Copy) && !m_text->hasSelectedText())
+    {
+        emit copyAsked();
+        return true;
+    }
     switch (key.key())
     {
     case Qt::Key_Return:
     case Qt::Key_Enter:
+        m_text->deselect(); // so that Ctrl+C means the row
         if (key.modifiers() & Qt::ShiftModifier)
             emit previousAsked();
         else

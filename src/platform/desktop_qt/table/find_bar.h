@@ -1,6 +1,7 @@
 // The line below a table in which one types what to find. It searches nothing itself.
 //
-// Enter asks for the next place, Shift+Enter for the previous one, Escape closes it.
+// Enter asks for the next place, Shift+Enter for the previous one, Escape closes it. Ctrl+C means
+// what was found, unless a part of the typed text is selected.
 #pragma once
 
 #include <QWidget>
@@ -35,10 +36,16 @@ public:
     Qt::CaseSensitivity caseSensitivity() const;
     void showResult(Result result);
 
+    // For a table that can do more: whether the text is an expression, how many places there are.
+    void offerExpressions();
+    bool isExpression() const;
+    void showCount(const QString& count, const QString& problem = {});
+
 signals:
-    void textChanged(const QString& text); // also when the case is to count, or no longer
+    void textChanged(const QString& text); // also when it is to be taken in another way
     void nextAsked();
     void previousAsked();
+    void copyAsked();
     void closed();
 
 protected:
@@ -47,6 +54,8 @@ protected:
 private:
     QLineEdit* const m_text;
     QToolButton* const m_case;
+    QToolButton* const m_expression;
+    QLabel* const m_count;
     QLabel* const m_result;
 };
 

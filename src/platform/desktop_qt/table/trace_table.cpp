@@ -10,12 +10,9 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QScrollBar>
-#include <QTableView>
 #include <QVBoxLayout>
 
-#include "find_bar.h"
 #include "selected_text.h"
-#include "table_search.h"
 
 namespace qt_table
 {
@@ -55,7 +52,7 @@ bool isTyping(const QKeyEvent& key)
 } // namespace
 
 TraceTable::TraceTable(QWidget* parent)
-    : QWidget(parent), m_view(new QTableView(this)), m_find(new FindBar(this)),
+    : QWidget(parent), m_view(new RowsView(this)), m_find(new FindBar(this)),
       m_search(new TableSearch(this))
 {
     setUpView(*m_view);
@@ -63,7 +60,10 @@ TraceTable::TraceTable(QWidget* parent)
     auto* const layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
-    layout->addWidget(m_view);
+    m_rows = new QHBoxLayout;
+    m_rows->setSpacing(0);
+    m_rows->addWidget(m_view, 1);
+    layout->addLayout(m_rows, 1);
     layout->addWidget(m_find);
     setFocusProxy(m_view);
     m_view->installEventFilter(this);
@@ -82,9 +82,11 @@ TraceTable::TraceTable(QWidget* parent)
             [this, bar](int value) { setFollowing(value >= bar->maximum()); });
 
     connect(m_view, &QTableView::customContextMenuRequested, this, &TraceTable::showMenu);
-    connect(m_find, &FindBar::textChanged, this, &TraceTable::searchAgain);
+    connect(m_find, &FindBar::textChanged, this,
+            [this](const QString& text) { searchAgain(text); });
     connect(m_find, &FindBar::nextAsked, this, &TraceTable::findNext);
     connect(m_find, &FindBar::previousAsked, this, &TraceTable::findPrevious);
+    connect(m_find, &FindBar::copyAsked, this, &TraceTable::copySelection);
     connect(m_find, &FindBar::closed, this,
             [this]
             {
@@ -119,6 +121,21 @@ void TraceTable::setModel(QAbstractItemModel* model)
 QAbstractItemModel* TraceTable::model() const
 {
     return m_view->model();
+}
+
+void TraceTable::putAbove(QWidget* widget)
+{
+    static_cast<QBoxLayout*>(layout())->insertWidget(0, widget);
+}
+
+void TraceTable::putBeside(QWidget* widget)
+{
+    m_rows->addWidget(widget);
+}
+
+void TraceTable::leaveBelow(int pixels)
+{
+    m_rows->setContentsMargins(0, 0, 0, pixels);
 }
 
 void TraceTable::setFollowing(bool following)
@@ -243,15 +260,20 @@ void TraceTable::findNext()
 {
     if (m_find->text().isEmpty())
         return showFindBar();
-    search(Direction::next, currentRow() + 1);
+    searchOn(Direction::next);
 }
 
 void TraceTable::findPrevious()
 {
     if (m_find->text().isEmpty())
         return showFindBar();
+    searchOn(Direction::previous);
+}
+
+void TraceTable::searchOn(Direction direction)
+{
     const int row = currentRow();
-    search(Direction::previous, row > 0 ? row - 1 : INT_MAX);
+    search(direction, direction == Direction::next ? row + 1 : row > 0 ? row - 1 : INT_MAX);
 }
 
 void TraceTable::search(Direction direction, int from)

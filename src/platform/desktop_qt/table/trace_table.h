@@ -11,18 +11,18 @@
 #include <QString>
 #include <QWidget>
 
+#include "find_bar.h"
+#include "rows_view.h"
+#include "table_search.h"
+
 QT_BEGIN_NAMESPACE
 class QAbstractItemModel;
+class QBoxLayout;
 class QMenu;
-class QTableView;
 QT_END_NAMESPACE
 
 namespace qt_table
 {
-
-class FindBar;
-class TableSearch;
-enum class Direction;
 
 class TraceTable : public QWidget
 {
@@ -35,7 +35,7 @@ public:
 
     void setModel(QAbstractItemModel* model); // null takes it away
     QAbstractItemModel* model() const;
-    QTableView* view() const { return m_view; }
+    RowsView* view() const { return m_view; }
     FindBar* findBar() const { return m_find; }
 
     bool isFollowing() const { return m_following; }
@@ -46,6 +46,11 @@ public:
     QString selectedText() const;
     // Selects the row and brings it in sight; the table follows on if it is the last one.
     Q_INVOKABLE void goToRow(int row, int column = 0);
+
+    // Places for widgets of one's own, which the table takes over: above the rows, and between them
+    // and the scroll bar's edge of the window.
+    void putAbove(QWidget* widget);
+    void putBeside(QWidget* widget);
 
 public slots:
     void copySelection(); // to the clipboard; nothing if no row is selected
@@ -64,17 +69,23 @@ signals:
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
+    // How the table finds, for one that knows a better way than to look into each cell. Searching
+    // again is for a text that has changed; both look from the current row on.
+    virtual void searchAgain(const QString& text);
+    virtual void searchOn(Direction direction);
+    int currentRow() const;      // -1 without
+    void leaveBelow(int pixels); // between the rows and the find bar
+
 private:
     void addCommands();
     void showMenu(const QPoint& place);
-    void searchAgain(const QString& text);
     void search(Direction direction, int from);
     void takeFound(int row, int column, bool wrapped);
-    int currentRow() const; // -1 without
 
-    QTableView* const m_view;
+    RowsView* const m_view;
     FindBar* const m_find;
     TableSearch* const m_search;
+    QBoxLayout* m_rows = nullptr; // the view and what is beside it
     bool m_following = true;
     int m_typingFrom = 0; // where the search while typing begins: it must not wander with each key
 };

@@ -1,0 +1,167 @@
+// Viewers that are left open for days, and what people do in them all day: filter, look around,
+// search, copy.
+
+#include "support/test.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QLabel>
+#include <QLineEdit>
+#include <QTest>
+#include <QToolButton>
+
+#include "hit_marks.h"
+#include "pattern_field.h"
+#include "record_table.h"
+#include "window_on_a_display.h"
+
+namespace
+{
+
+using ViewerLeftOpen = test::WindowOnADisplay;
+using test::cell;
+using test::eventually;
+using test::type;
+using trace_window::RecordModel;
+using trace_window::RecordTable;
+using trace_window::TraceWindow;
+
+// The number of the record at the top of the table.
+std::string top_number(const TraceWindow& window)
+{
+    return cell(window, window.table()->view()->rowAt(0), RecordModel::NumberColumn);
+}
+
+// That of the current one, and where it is on the screen, in pixels.
+std::pair<std::string, int> current(const TraceWindow& window)
+{
+    const qt_table::RowsView& view = *window.table()->view();
+    const QModelIndex index = view.currentIndex();
+    return {cell(window, index.row(), RecordModel::NumberColumn), view.visualRect(index).top()};
+}
+
+TEST_F(ViewerLeftOpen, ATableThatWasScrolledUpStaysWhenOldRecordsAreDropped)
+{
+    options.keep = 1 << 20;
+    const auto window = reading(test::lines(2000), 2000);
+    window->table()->view()->setTopRow(1900);
+    ASSERT_FALSE(window->table()->isFollowing());
+    const std::string before = top_number(*window);
+    const auto drops = [&] { return std::stoi(cell(*window, 0, RecordModel::NumberColumn)) > 100; };
+    for (int all = 2500; all < 50'000 && !drops(); all += 500)
+    {
+        append(test::lines(500));
+        const QString counted = QStringLiteral("all %1 ").arg(all);
+        ASSERT_TRUE(eventually([&] { return window->counts().contains(counted); }));
+    }
+    EXPECT_TRUE(drops());
+    EXPECT_EQ(top_number(*window), before);
+}
+
+TEST_F(ViewerLeftOpen, AChangedFilterKeepsTheChosenRecordAndItsPlaceOrTheNearestOne)
+{
+    const auto window = reading(test::lines(3000), 3000);
+    type(window->includeField(), "7$");
+    ASSERT_TRUE(shows(*window, 300));
+    window->table()->goToRow(150);
+    const auto chosen = current(*window);
+    EXPECT_EQ(chosen.first, "1508");
+    type(window->includeField(), "");
+    ASSERT_TRUE(shows(*window, 3000));
+    EXPECT_EQ(current(*window), chosen);
+    type(window->excludeField(), "record 1507$");
+    ASSERT_TRUE(shows(*window, 2999));
+    EXPECT_EQ(std::abs(std::stoi(current(*window).first) - 1508), 1);
+    EXPECT_EQ(current(*window).second, chosen.second);
+    type(window->excludeField(), "");
+    ASSERT_TRUE(shows(*window, 3000));
+    EXPECT_EQ(current(*window), chosen) << "the one that was chosen comes back";
+    // Without a chosen one the end stays the end.
+    window->table()->view()->setFocus();
+    QTest::keyClick(window->table()->view(), Qt::Key_End, Qt::ControlModifier);
+    append(test::lines(1));
+    ASSERT_TRUE(shows(*window, 3001));
+    EXPECT_TRUE(window->table()->isFollowing());
+}
+
+TEST_F(ViewerLeftOpen, ASearchMarksAndCountsAllHitsAndCtrlCCopiesTheRowThatWasFound)
+{
+    const auto window = reading(test::lines(2000), 2000);
+    RecordTable& table = *window->table();
+    auto& field = *table.findBar()->findChild<QLineEdit*>();
+    table.goToRow(0);
+    QTest::keyClick(table.view(), 'R');
+    QTest::keyClicks(&field, "ECORD 199");
+    ASSERT_TRUE(eventually([&] { return table.found().count() == 11; })); // 199, 1990 to 1999
+    EXPECT_EQ(current(*window).first, "200");
+    EXPECT_EQ(table.delegate().marks(QStringLiteral("a record 1991 b")).size(), 1);
+    EXPECT_EQ(table.delegate().marks(QStringLiteral("a record 191 b")).size(), 0);
+    const std::vector<int> marked = table.hitMarks().marked();
+    const int height = table.hitMarks().height();
+    ASSERT_GE(marked.size(), 2U);
+    EXPECT_NEAR(marked.front(), height / 10, 2);
+    EXPECT_NEAR(marked.back(), height, 3);
+
+    QApplication::clipboard()->setText(QStringLiteral("before"));
+    QTest::keyClick(&field, Qt::Key_C, Qt::ControlModifier);
+    EXPECT_TRUE(QApplication::clipboard()->text().contains(QStringLiteral("record 199")))
+        << QApplication::clipboard()->text().toStdString();
+    for (const char* const number : {"1991", "1992"})
+    {
+        QTest::keyClick(&field, Qt::Key_Return);
+        EXPECT_TRUE(eventually([&] { return current(*window).first == number; }));
+    }
+    append("record 1999999\n");
+    EXPECT_TRUE(eventually([&] { return table.found().count() == 12; })) << "new ones too";
+}
+
+TEST_F(ViewerLeftOpen, ASearchTakesExpressionsAndSaysWhatIsNone)
+{
+    const auto window = reading("one.two\nonextwo\n", 2);
+    RecordTable& table = *window->table();
+    table.search(QStringLiteral("e.t"));
+    EXPECT_TRUE(eventually([&] { return table.found().count() == 1; }));
+    const auto buttons = table.findBar()->findChildren<QToolButton*>();
+    const auto expression =
+        std::find_if(buttons.begin(), buttons.end(),
+                     [](const auto* button) { return button->text() == QStringLiteral(".*"); });
+    ASSERT_NE(expression, buttons.end());
+    (*expression)->click();
+    EXPECT_TRUE(eventually([&] { return table.found().count() == 2; }));
+    table.search(QStringLiteral("(e"));
+    EXPECT_TRUE(eventually([&] { return table.found().count() == 0; }));
+    const auto labels = table.findBar()->findChildren<QLabel*>();
+    EXPECT_TRUE(std::any_of(labels.begin(), labels.end(),
+                            [](const QLabel* label)
+                            { return test::has(label->text(), "parenthes"); }));
+}
+
+TEST_F(ViewerLeftOpen, StampMarkerAndTagAreNotRepeatedInTheTextUnlessItIsWantedRaw)
+{
+    const std::string record = "2024-03-05 14:07:33.006 *vtq* |wndid:7| one";
+    const auto window = reading(record + "\ttwo\r\n", 1);
+    EXPECT_EQ(cell(*window, 0, RecordModel::WindowColumn), "7");
+    EXPECT_EQ(cell(*window, 0, RecordModel::FirstField), "one");
+    EXPECT_EQ(cell(*window, 0, RecordModel::FirstField + 1), "two");
+    window->view().setRaw(true);
+    EXPECT_EQ(cell(*window, 0, RecordModel::FirstField), record);
+}
+
+TEST_F(ViewerLeftOpen, LongManyAndStrangeTextsAreShownAndCopiedWhole)
+{
+    const std::string longText(100'000, 'x');
+    std::string tabs = "first";
+    for (int i = 0; i < 2000; ++i)
+        tabs += "\t" + std::to_string(i);
+    const auto window = reading(longText + "\n" + tabs + "\n", 2);
+    EXPECT_EQ(cell(*window, 0).size(), longText.size());
+    EXPECT_LE(window->model()->columnCount(), 600);
+    RecordTable& table = *window->table();
+    table.goToRow(1);
+    EXPECT_TRUE(table.selectedText().endsWith(QStringLiteral("1998 1999")))
+        << table.selectedText().right(30).toStdString();
+    EXPECT_LT(window->model()->index(0, 0).data(Qt::ToolTipRole).toString().size(), 10'000);
+    EXPECT_FALSE(window->grab().isNull());
+}
+
+} // namespace

@@ -1,0 +1,59 @@
+// The fields of one view, in which its user says what it shows: include, exclude, highlight,
+// processes, window ids.
+//
+// A process is an id or a name; with a "!" before it, it is one that is not shown. Several are
+// divided by blanks or commas, as are window ids.
+#pragma once
+
+#include <optional>
+
+#include <QWidget>
+
+#include "view_settings.h"
+
+QT_BEGIN_NAMESPACE
+class QLineEdit;
+QT_END_NAMESPACE
+
+namespace trace_window
+{
+
+class PatternField;
+
+class FilterBar : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit FilterBar(QWidget* parent = nullptr);
+
+    PatternField* include() const { return m_include; }
+    PatternField* exclude() const { return m_exclude; }
+    PatternField* highlight() const { return m_highlight; }
+    QLineEdit* processes() const { return m_processes; }
+    QLineEdit* windows() const { return m_windows; }
+
+    // Filter and highlights in the settings and in the fields. What the fields don't show, as the
+    // colours of highlights and --match, stays as `setSettings` had it. One that is no expression
+    // any more is left out, and `setSettings` gives the reason.
+    void writeTo(trace::ViewSettings& settings) const;
+    QString setSettings(const trace::ViewSettings& settings);
+
+signals:
+    void filterChanged();
+    void highlightsChanged();
+
+private:
+    std::vector<trace::HighlightSetting> highlights() const;
+
+    PatternField* const m_include;
+    PatternField* const m_exclude;
+    PatternField* const m_highlight;
+    QLineEdit* const m_processes;
+    QLineEdit* const m_windows;
+    std::vector<std::string> m_match;
+    mutable std::vector<trace::HighlightSetting> m_colours; // of expressions, as they came
+    bool m_showing = false;
+};
+
+} // namespace trace_window
