@@ -29,6 +29,7 @@ struct WatchOptions
     ViewOptions view{};
     bool json = false;
     bool rate = false;
+    bool plain = false;
     std::optional<int64_t> count{};
     std::optional<Clock::time_point> end{};
 };

@@ -1,0 +1,27 @@
+#include "full_screen.h"
+
+#include "failure.h"
+#include "full_screen/viewer.h"
+#include "keyboard.h"
+#include "note.h"
+
+namespace trace
+{
+
+bool can_have_full_screen()
+{
+    if (!Keyboard::is_there())
+        return false;
+    const std::string obstacle = TerminalSession::obstacle();
+    if (!obstacle.empty())
+        note("no full screen: " + obstacle);
+    return obstacle.empty();
+}
+
+int run_full_screen(const ViewOptions& options, std::unique_ptr<Source> source)
+{
+    Viewer(options, std::move(source)).run();
+    return exit_done;
+}
+
+} // namespace trace

@@ -1,0 +1,37 @@
+// The styles in which things are shown: with colours where the terminal has them and wants them, and
+// without.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "full_screen/curses.h"
+
+namespace trace
+{
+
+class Palette
+{
+public:
+    // After the terminal was taken.
+    Palette();
+
+    chtype heading() const { return m_heading; }
+    chtype status() const { return A_REVERSE; }
+    chtype head() const { return m_head; } // of a record: number, time, writer
+    chtype loss() const { return m_loss; }
+    chtype hit() const { return m_hit; } // of a search
+    chtype problem() const { return m_loss; }
+    // Of the highlight with this place in its list, in the colour "#rrggbb", or in one of its own if
+    // that is empty.
+    chtype highlight(size_t index, std::string_view colour) const;
+
+private:
+    bool m_has_colours = false;
+    chtype m_heading = A_BOLD;
+    chtype m_head = A_NORMAL;
+    chtype m_loss = A_BOLD;
+    chtype m_hit = A_REVERSE | A_BOLD;
+};
+
+} // namespace trace
