@@ -1,10 +1,7 @@
 #include "full_screen/palette.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cstdint>
 #include <iterator>
-#include <optional>
 
 #include "terminal.h"
 
@@ -34,24 +31,11 @@ constexpr Ground grounds[] = {{COLOR_YELLOW, 255, 255, 0}, {COLOR_GREEN, 0, 255,
                               {COLOR_CYAN, 0, 255, 255},   {COLOR_MAGENTA, 255, 0, 255},
                               {COLOR_RED, 255, 0, 0},      {COLOR_BLUE, 80, 80, 255},
                               {COLOR_WHITE, 255, 255, 255}};
-constexpr size_t automatic_grounds = 6; // white isn't given unasked
 constexpr int bright = 8;
 constexpr int sixteen = 16;
 
-std::optional<unsigned> number_of(std::string_view colour)
-{
-    constexpr size_t length = 7;
-    constexpr int base = 16;
-    unsigned number = 0;
-    if (colour.size() != length || colour.front() != '#')
-        return std::nullopt;
-    const char* const end = colour.data() + colour.size();
-    const auto [stop, error] = std::from_chars(colour.data() + 1, end, number, base);
-    return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
-}
-
 // The ground that looks most like the colour.
-size_t nearest_ground(unsigned colour)
+size_t nearest_ground(uint32_t colour)
 {
     const auto part = [colour](int shift) { return static_cast<int>(colour >> shift & 0xFF); };
     const auto distance = [&](const Ground& ground)
@@ -88,13 +72,11 @@ Palette::Palette()
     m_hit = pair(pair_hit) | A_BOLD;
 }
 
-chtype Palette::highlight(size_t index, std::string_view colour) const
+chtype Palette::highlight(uint32_t colour) const
 {
     if (!m_has_colours)
         return A_BOLD | A_UNDERLINE;
-    const std::optional<unsigned> number = number_of(colour);
-    const size_t ground = number ? nearest_ground(*number) : index % automatic_grounds;
-    return static_cast<chtype>(COLOR_PAIR(pair_highlight + static_cast<int>(ground)));
+    return static_cast<chtype>(COLOR_PAIR(pair_highlight + static_cast<int>(nearest_ground(colour))));
 }
 
 } // namespace trace

@@ -2,8 +2,7 @@
 // without.
 #pragma once
 
-#include <cstddef>
-#include <string_view>
+#include <cstdint>
 
 #include "full_screen/curses.h"
 
@@ -22,9 +21,8 @@ public:
     chtype loss() const { return m_loss; }
     chtype hit() const { return m_hit; } // of a search
     chtype problem() const { return m_loss; }
-    // Of the highlight with this place in its list, in the colour "#rrggbb", or in one of its own if
-    // that is empty.
-    chtype highlight(size_t index, std::string_view colour) const;
+    // The ground that is most like the colour, 0xRRGGBB.
+    chtype highlight(uint32_t colour) const;
 
 private:
     bool m_has_colours = false;

@@ -30,11 +30,13 @@ void wait_for_key(std::chrono::milliseconds longest)
 
 Viewer::Viewer(const ViewOptions& options, std::unique_ptr<Source> source)
     : m_feed(options, std::move(source)), m_view(m_feed.store(), options.filter),
-      m_match(options.filter.match), m_wanted(wanted_by(options)), m_highlights(options.highlights),
+      m_wanted(wanted_by(options)), m_first_wanted(m_wanted), m_highlights(options.highlights),
       m_search(m_view), m_time(options.time.value_or(TimeMode::absolute)),
-      m_characters(m_terminal.is_utf8())
+      m_has_date(options.time == TimeMode::absolute), m_characters(m_terminal.is_utf8()),
+      m_table(m_characters, m_palette)
 {
-    m_message = "watching " + m_feed.source().what();
+    const std::string problem = m_views.open(Views::usual_set);
+    say(problem.empty() ? "watching " + m_feed.source().what() : problem, !problem.empty());
 }
 
 void Viewer::run()
@@ -59,7 +61,7 @@ void Viewer::run()
 // There is more to be done than to wait for records.
 bool Viewer::is_at_work() const
 {
-    return m_view.progress() < 1 || m_search.is_at_work();
+    return m_view.progress() < 1 || m_search.progress() < 1;
 }
 
 void Viewer::take_records()

@@ -25,10 +25,11 @@
 #include "full_screen/palette.h"
 #include "full_screen/place.h"
 #include "full_screen/prompt.h"
-#include "full_screen/row_text.h"
-#include "full_screen/search_text.h"
+#include "full_screen/row_table.h"
 #include "full_screen/terminal_session.h"
+#include "full_screen/views.h"
 #include "full_screen/wanted.h"
+#include "search.h"
 #include "view.h"
 
 namespace trace
@@ -62,19 +63,27 @@ private:
 
     // viewer_draw.cpp
     void draw();
-    void draw_heading(const Layout& layout);
-    void draw_rows(const Layout& layout);
-    void draw_row(const Layout& layout, size_t line, size_t row, bool is_selected);
-    void draw_bar(const Layout& layout);
-    void draw_details(const Layout& layout);
-    void draw_status(const Layout& layout);
+    void draw_line(size_t line, std::string_view text, chtype style);
     void draw_bottom(const Layout& layout);
     void draw_prompt(const Layout& layout);
     void draw_help(const Layout& layout);
-    std::string status() const;
+    void move_cursor(size_t line, size_t column);
+    std::string menu_text() const;
+    std::string help_status() const;
+    std::string status();
     std::string place_text() const;
     std::string losses_text() const;
-    RowStyle row_style() const;
+
+    // viewer_list.cpp and viewer_details.cpp
+    void draw_list(const Layout& layout);
+    void draw_bar(const Layout& layout, const Place::Shown& shown);
+    void draw_details(const Layout& layout);
+    std::vector<std::string> headings() const;
+    void fill(TableRow& row, size_t number_of_row);
+    void add_text(TableRow& row) const;
+    std::string fact(Column column, uint64_t number, const RecordView& record,
+                     const ColumnStyle& style) const;
+    ColumnStyle column_style(size_t row) const;
 
     // viewer_keys.cpp
     void take_keys();
@@ -95,7 +104,6 @@ private:
 
     // viewer_actions.cpp
     void say(const std::string& text, bool is_problem = false);
-    void ask(Prompt prompt);
     void toggle_follow();
     void toggle_pause();
     void clear();
@@ -104,14 +112,15 @@ private:
     void jump_to_time(const std::string& text);
     void ask_for_time();
     void toggle_delta();
+    void next_time_mode();
     void save(bool all);
     void go_to(uint64_t number);
 
     // viewer_filters.cpp
-    void use(Wanted wanted);
-    bool try_to_use(Wanted wanted);
-    void ask_for(const std::string& label, const std::string& text,
-                 void (*put)(Wanted& wanted, const std::string& text));
+    using PutText = void (*)(ViewSettings& wanted, const std::string& text);
+    void use(ViewSettings wanted);
+    bool try_to_use(ViewSettings wanted);
+    void ask_for(const std::string& label, const std::string& text, PutText put);
     void ask_for_include();
     void ask_for_exclude();
     void ask_for_windows();
@@ -123,26 +132,36 @@ private:
     // viewer_views.cpp
     void ask_for_view();
     void ask_for_name();
+    void ask_for_set();
+    void open_set(const std::string& name);
     void load_view(const std::string& name);
+    void show_view(const ViewSettings& view);
     void save_view(const std::string& name);
     void next_view(bool forward);
     void numbered_view(size_t number);
 
     // viewer_search.cpp
+    std::string search_label() const;
+    std::string search_status() const;
     void ask_for_search();
+    void search_for(const std::string& text);
     void next_hit(bool forward);
 
     Feed m_feed;
     View m_view;
-    const std::vector<Pattern> m_match; // of the command line, whatever the view
-    Wanted m_wanted;
+    ViewSettings m_wanted;
+    const ViewSettings m_first_wanted; // that of the command line
     Highlights m_highlights;
     Views m_views;
     Bookmarks m_bookmarks;
     Place m_place;
-    SearchText m_search;
+    Search m_search;
+    std::string m_search_text;
+    std::optional<uint64_t> m_search_from; // the record that was selected when it began
+    bool m_is_search_expression = false;
 
     TimeMode m_time;
+    bool m_has_date;
     bool m_is_raw = false;
     std::optional<uint64_t> m_delta_from; // a record
     size_t m_skip = 0;                    // columns that are out of sight on the left
@@ -158,11 +177,11 @@ private:
     bool m_quit = false;
     bool m_changed = true; // since the screen was drawn
     Clock::time_point m_drawn{};
-    std::string m_status_drawn;
     Layout m_layout;
     TerminalSession m_terminal; // what fails before needs none
     Characters m_characters;
     Palette m_palette;
+    RowTable m_table;
 };
 
 } // namespace trace

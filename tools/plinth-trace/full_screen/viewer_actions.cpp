@@ -1,4 +1,7 @@
 // What keys do to the list and to the records.
+#include <algorithm>
+#include <iterator>
+
 #include "failure.h"
 #include "full_screen/viewer.h"
 #include "output_file.h"
@@ -39,7 +42,6 @@ void Viewer::clear()
 {
     m_feed.store().clear();
     m_view.cleared();
-    m_search.cleared();
     m_bookmarks.trim(m_feed.store().first());
     m_delta_from.reset();
 }
@@ -96,12 +98,39 @@ void Viewer::jump_to_time(const std::string& text)
         say("the newest record is older than that");
 }
 
+// The column comes and goes with it.
 void Viewer::toggle_delta()
 {
     if (m_delta_from)
         m_delta_from.reset();
     else
         m_delta_from = m_place.selected(m_view);
+    const std::vector<Column> columns = columns_of(m_wanted);
+    const bool is_shown =
+        std::find(columns.begin(), columns.end(), Column::delta) != columns.end();
+    if (is_shown != m_delta_from.has_value())
+        toggle_column(m_wanted, Column::delta);
+}
+
+// Time of day, date and time, since the first, since the row before, none; and round.
+void Viewer::next_time_mode()
+{
+    constexpr struct
+    {
+        TimeMode mode;
+        bool has_date;
+    } modes[] = {{TimeMode::absolute, false},
+                 {TimeMode::absolute, true},
+                 {TimeMode::start, false},
+                 {TimeMode::previous, false},
+                 {TimeMode::none, false}};
+    size_t now = 0;
+    while (now + 1 < std::size(modes) &&
+           (modes[now].mode != m_time || modes[now].has_date != m_has_date))
+        ++now;
+    const auto& next = modes[(now + 1) % std::size(modes)];
+    m_time = next.mode;
+    m_has_date = next.has_date;
 }
 
 void Viewer::save(bool all)

@@ -139,7 +139,7 @@ std::string Viewer::status()
     text += place_text() + losses_text();
     if (const double done = m_view.progress(); done < 1)
         text += "; filtering " + std::to_string(static_cast<int>(std::floor(done * 100))) + " %";
-    text += m_search.status(m_place.selected(m_view));
+    text += search_status();
     if (!m_wanted.name.empty())
         text += "; view " + printable_name(m_wanted.name);
     if (m_feed.ended())
