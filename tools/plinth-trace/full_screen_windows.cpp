@@ -9,7 +9,7 @@ bool can_have_full_screen()
     return false;
 }
 
-int run_full_screen(const ViewOptions&, std::unique_ptr<Source>)
+int run_full_screen(const ViewOptions&, std::unique_ptr<Source>, const std::string&)
 {
     throw Failure(exit_failed, "there is no full screen on this system");
 }

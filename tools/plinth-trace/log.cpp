@@ -45,7 +45,7 @@ static const std::string s_log_help =
         "  --folder DIR       the log files of this folder, for programs that have named one of\n"
         "                     their own\n"
         "  --input FROM       the records of this log file or folder, several times: of all\n") +
-    log_bounds_help;
+    log_bounds_help + views_help;
 const char* const log_help = s_log_help.c_str();
 
 namespace
@@ -216,6 +216,7 @@ struct LogOptions
 {
     std::vector<std::string> inputs{};
     std::string folder{};
+    std::string views{};
     std::optional<int64_t> lines{};
     LogBounds bounds{};
     bool path = false;
@@ -235,6 +236,7 @@ LogOptions read_options(Options& options)
     LogOptions wanted;
     wanted.inputs = take_values(options, "--input");
     wanted.folder = folder_of(options);
+    wanted.views = take_views_name(options);
     wanted.lines = options.take_number("--lines", 0, INT64_MAX);
     wanted.bounds = take_log_bounds(options);
     wanted.path = options.take_flag("--path");
@@ -269,8 +271,8 @@ int log(Options& options)
         return show_records(inputs, bounds, may_be_missing);
     ViewOptions view;
     view.inputs = inputs;
-    return run_full_screen(view,
-                           std::make_unique<LogSource>(LogInputs(inputs, may_be_missing), bounds));
+    return run_full_screen(
+        view, std::make_unique<LogSource>(LogInputs(inputs, may_be_missing), bounds), wanted.views);
 }
 
 } // namespace trace

@@ -23,7 +23,7 @@ static const std::string s_watch_help =
         "once. If another program has the debug string channel, watch says so and waits until it\n"
         "is free. Where records were lost stands a line of its own that says how many.\n"
         "\n") +
-    view_options_help + log_bounds_help +
+    view_options_help + log_bounds_help + views_help +
     "  --plain            on a terminal no full screen: a line after the other\n"
     "  --json             one JSON object a line: time (UTC), pid, process, window, text, each "
     "null\n"
@@ -70,6 +70,7 @@ WatchOptions read_options(Options& options)
         wanted.end =
             WatchOptions::Clock::now() + std::chrono::duration_cast<WatchOptions::Clock::duration>(
                                              std::chrono::duration<double>(*seconds));
+    wanted.views = take_views_name(options);
     wanted.json = options.take_flag("--json");
     wanted.rate = options.take_flag("--rate");
     wanted.plain = options.take_flag("--plain");
@@ -282,7 +283,7 @@ int watch(Options& options)
     // What ends by itself would take its screen away with what is on it.
     const bool stays = !wanted.json && !wanted.count && !wanted.end;
     if (stays && !wanted.plain && !reads_standard_input(wanted.view) && can_have_full_screen())
-        return run_full_screen(wanted.view, make_source(wanted.view));
+        return run_full_screen(wanted.view, make_source(wanted.view), wanted.views);
     return Watch(std::move(wanted)).run();
 }
 

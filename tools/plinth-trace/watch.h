@@ -30,6 +30,7 @@ struct WatchOptions
     bool json = false;
     bool rate = false;
     bool plain = false;
+    std::string views{};
     std::optional<int64_t> count{};
     std::optional<Clock::time_point> end{};
 };

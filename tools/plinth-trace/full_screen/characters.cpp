@@ -5,7 +5,7 @@
 #include "system/harmless_text.h"
 #include "text.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -84,4 +84,4 @@ size_t Characters::columns_of(std::string_view text)
     return columns;
 }
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <unordered_map>
 
-namespace trace
+namespace trace::full_screen
 {
 
 // A character as the screen gets it: harmless, and with its columns. Written out, it has several.
@@ -47,4 +47,4 @@ private:
     std::string m_written; // a character written out
 };
 
-} // namespace trace
+} // namespace trace::full_screen

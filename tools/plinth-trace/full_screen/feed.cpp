@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace trace
+namespace trace::full_screen
 {
 
 Feed::Feed(const ViewOptions& options, std::unique_ptr<Source> source)
@@ -52,4 +52,4 @@ void Feed::finish()
     }
 }
 
-} // namespace trace
+} // namespace trace::full_screen

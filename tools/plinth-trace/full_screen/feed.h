@@ -13,7 +13,7 @@
 #include "store.h"
 #include "view_options.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 class Feed
@@ -50,4 +50,4 @@ private:
     Time m_last_written = unknown_time;
 };
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -3,7 +3,7 @@
 #include "full_screen/curses.h"
 #include "system/harmless_text.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -73,4 +73,4 @@ std::optional<Key> next_key(bool is_utf8)
     return std::nullopt;
 }
 
-} // namespace trace
+} // namespace trace::full_screen

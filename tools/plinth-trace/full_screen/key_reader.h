@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace trace
+namespace trace::full_screen
 {
 
 struct Key
@@ -25,4 +25,4 @@ struct Key
 // The next one; nothing if there is none. KEY_RESIZE: the terminal has another size.
 std::optional<Key> next_key(bool is_utf8);
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 
-namespace trace
+namespace trace::full_screen
 {
 
 // Numbers of lines, from 0 at the top, and of how many there are. Parts that don't fit are left out.
@@ -49,4 +49,4 @@ inline Layout layout_of(size_t lines, size_t columns, bool wants_details)
     return layout;
 }
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -2,7 +2,7 @@
 
 #include "full_screen/curses.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -96,4 +96,4 @@ LineEditor::Step LineEditor::handle(const Key& key)
     }
 }
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -5,7 +5,7 @@
 
 #include "full_screen/key_reader.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 class LineEditor
@@ -36,4 +36,4 @@ private:
     size_t m_at;
 };
 
-} // namespace trace
+} // namespace trace::full_screen

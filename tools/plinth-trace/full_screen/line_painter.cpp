@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -99,4 +99,4 @@ void LinePainter::flush()
     m_run.clear();
 }
 
-} // namespace trace
+} // namespace trace::full_screen

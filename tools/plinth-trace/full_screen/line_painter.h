@@ -11,7 +11,7 @@
 #include "full_screen/curses.h"
 #include "pattern.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 // A place in a text that is shown otherwise.
@@ -62,4 +62,4 @@ private:
     bool m_is_finished = false;
 };
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -5,7 +5,7 @@
 
 #include "terminal.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -79,4 +79,4 @@ chtype Palette::highlight(uint32_t colour) const
     return static_cast<chtype>(COLOR_PAIR(pair_highlight + static_cast<int>(nearest_ground(colour))));
 }
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -6,7 +6,7 @@
 
 #include "full_screen/curses.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 class Palette
@@ -32,4 +32,4 @@ private:
     chtype m_hit = A_REVERSE | A_BOLD;
 };
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -97,4 +97,4 @@ void Place::set_follows(const View& view, size_t height, bool wanted)
     m_follows = wanted;
 }
 
-} // namespace trace
+} // namespace trace::full_screen

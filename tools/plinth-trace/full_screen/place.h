@@ -11,7 +11,7 @@
 
 #include "view.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 class Place
@@ -51,4 +51,4 @@ private:
     bool m_follows = true;
 };
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -7,7 +7,7 @@
 
 #include "full_screen/line_editor.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 struct Prompt
@@ -33,4 +33,4 @@ struct Menu
     std::vector<Choice> choices{};
 };
 
-} // namespace trace
+} // namespace trace::full_screen

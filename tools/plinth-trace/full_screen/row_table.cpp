@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -128,4 +128,4 @@ void RowTable::draw_fact(LinePainter& painter, const Cell& cell, size_t width, c
     painter.put(cell.fact, style);
 }
 
-} // namespace trace
+} // namespace trace::full_screen

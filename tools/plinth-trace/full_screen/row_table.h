@@ -12,7 +12,7 @@
 #include "highlights.h"
 #include "record.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 // A part of a record in its column.
@@ -69,4 +69,4 @@ private:
     std::vector<size_t> m_widths;
 };
 
-} // namespace trace
+} // namespace trace::full_screen

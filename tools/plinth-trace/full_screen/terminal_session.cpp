@@ -25,7 +25,7 @@
 
 #include <term.h>
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -223,4 +223,4 @@ bool TerminalSession::is_gone()
     return poll(&input, 1, 0) == 1 && (input.revents & (POLLHUP | POLLERR)) != 0;
 }
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -7,7 +7,7 @@
 
 #include <string>
 
-namespace trace
+namespace trace::full_screen
 {
 
 class TerminalSession
@@ -50,4 +50,4 @@ private:
     bool m_redraw = true;
 };
 
-} // namespace trace
+} // namespace trace::full_screen

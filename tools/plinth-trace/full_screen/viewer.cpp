@@ -6,7 +6,7 @@
 #include "full_screen/curses.h"
 #include "interruption.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -28,14 +28,15 @@ void wait_for_key(std::chrono::milliseconds longest)
 
 } // namespace
 
-Viewer::Viewer(const ViewOptions& options, std::unique_ptr<Source> source)
+Viewer::Viewer(const ViewOptions& options, std::unique_ptr<Source> source,
+               const std::string& views)
     : m_feed(options, std::move(source)), m_view(m_feed.store(), options.filter),
       m_wanted(wanted_by(options)), m_first_wanted(m_wanted), m_highlights(options.highlights),
       m_search(m_view), m_time(options.time.value_or(TimeMode::absolute)),
       m_has_date(options.time == TimeMode::absolute), m_characters(m_terminal.is_utf8()),
       m_table(m_characters, m_palette)
 {
-    const std::string problem = m_views.open(Views::usual_set);
+    const std::string problem = m_views.open(views);
     say(problem.empty() ? "watching " + m_feed.source().what() : problem, !problem.empty());
 }
 
@@ -96,4 +97,4 @@ void Viewer::take_news()
     }
 }
 
-} // namespace trace
+} // namespace trace::full_screen

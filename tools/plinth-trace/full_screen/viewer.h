@@ -32,13 +32,14 @@
 #include "search.h"
 #include "view.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 class Viewer
 {
 public:
-    Viewer(const ViewOptions& options, std::unique_ptr<Source> source);
+    // views: the name of the settings, or a path.
+    Viewer(const ViewOptions& options, std::unique_ptr<Source> source, const std::string& views);
 
     // Until the user or a signal ends it.
     void run();
@@ -184,4 +185,4 @@ private:
     RowTable m_table;
 };
 
-} // namespace trace
+} // namespace trace::full_screen

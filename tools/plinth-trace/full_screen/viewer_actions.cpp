@@ -8,7 +8,7 @@
 #include "text.h"
 #include "time_option.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 void Viewer::say(const std::string& text, bool is_problem)
@@ -149,4 +149,4 @@ void Viewer::save(bool all)
     }
 }
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -5,7 +5,7 @@
 #include "full_screen/viewer.h"
 #include "text.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -59,4 +59,4 @@ void Viewer::draw_details(const Layout& layout)
     }
 }
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -9,7 +9,7 @@
 #include "full_screen/viewer.h"
 #include "text.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -170,4 +170,4 @@ std::string Viewer::losses_text() const
     return text;
 }
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -5,7 +5,7 @@
 #include "full_screen/viewer.h"
 #include "text_shape.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -193,4 +193,4 @@ void Viewer::choose_columns()
     }
 }
 
-} // namespace trace
+} // namespace trace::full_screen

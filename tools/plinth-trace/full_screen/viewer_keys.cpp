@@ -4,7 +4,7 @@
 #include "full_screen/curses.h"
 #include "full_screen/viewer.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -250,4 +250,4 @@ void Viewer::end()
     m_place.set_follows(m_view, m_layout.rows, true);
 }
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -5,7 +5,7 @@
 #include "full_screen/line_painter.h"
 #include "full_screen/viewer.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -132,4 +132,4 @@ void Viewer::draw_bar(const Layout& layout, const Place::Shown& shown)
     }
 }
 
-} // namespace trace
+} // namespace trace::full_screen

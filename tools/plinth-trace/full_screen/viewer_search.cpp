@@ -4,7 +4,7 @@
 
 #include "full_screen/viewer.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -96,4 +96,4 @@ std::string Viewer::search_status() const
     return text;
 }
 
-} // namespace trace
+} // namespace trace::full_screen

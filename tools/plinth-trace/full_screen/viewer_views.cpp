@@ -3,7 +3,7 @@
 #include "full_screen/viewer.h"
 #include "text.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -130,4 +130,4 @@ void Viewer::numbered_view(size_t number)
     show_view(number == 0 ? m_first_wanted : views[number - 1]);
 }
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -4,7 +4,7 @@
 
 #include "failure.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 std::string Views::open(const std::string& name)
@@ -50,4 +50,4 @@ std::optional<size_t> Views::find(const std::string& name) const
     return static_cast<size_t>(found - all().begin());
 }
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -8,15 +8,12 @@
 #include "settings_file.h"
 #include "view_settings.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 class Views
 {
 public:
-    // The set that a viewer starts with.
-    static constexpr const char* usual_set = "default";
-
     // Reads the set with this name, or, if there is a slash in it, this file. Gives for people what
     // is wrong with it, nothing if all is good.
     std::string open(const std::string& name);
@@ -36,4 +33,4 @@ private:
     ViewerSettings m_settings;
 };
 
-} // namespace trace
+} // namespace trace::full_screen

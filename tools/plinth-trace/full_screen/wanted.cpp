@@ -6,7 +6,7 @@
 
 #include "failure.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 namespace
@@ -123,4 +123,4 @@ void toggle_column(ViewSettings& settings, Column column)
         settings.columns.emplace_back(name_of(each));
 }
 
-} // namespace trace
+} // namespace trace::full_screen

@@ -11,7 +11,7 @@
 #include "view_options.h"
 #include "view_settings.h"
 
-namespace trace
+namespace trace::full_screen
 {
 
 // That of the command line.
@@ -35,4 +35,4 @@ WindowIds windows_from(std::string_view line);
 std::vector<Column> columns_of(const ViewSettings& settings);
 void toggle_column(ViewSettings& settings, Column column);
 
-} // namespace trace
+} // namespace trace::full_screen
