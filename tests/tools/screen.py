@@ -3,7 +3,6 @@ import fcntl
 import os
 import pty
 import select
-import signal
 import struct
 import subprocess
 import termios
@@ -26,7 +25,7 @@ PAIRS = [(b"\x1b[?1049h", b"\x1b[?1049l"), (b"\x1b[?25l", b"\x1b[?25h"), (b"\x1b
 class Terminal:
     """A plinth-trace on a terminal of its own, which goes with the test."""
 
-    def __init__(self, test, *arguments, lines=24, columns=80, **environment):
+    def __init__(self, test, *arguments, lines=24, columns=80, shell=(), **environment):
         self.test = test
         self.master, self.slave = pty.openpty()
         self.raw = b""
@@ -37,7 +36,7 @@ class Terminal:
         wanted = {**os.environ, "TERM": "xterm-256color", "LC_ALL": "C.UTF-8",
                   "XDG_CONFIG_HOME": os.path.join(ROOT, "config"), **environment}
         self.process = subprocess.Popen(
-            [TRACE, *arguments], stdin=self.slave, stdout=self.slave, stderr=self.slave, cwd=ROOT,
+            [*shell, TRACE, *arguments], stdin=self.slave, stdout=self.slave, stderr=self.slave, cwd=ROOT,
             env={name: value for name, value in wanted.items() if value is not None},
             start_new_session=True, preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
         test.addCleanup(self.clean_up)
@@ -78,6 +77,12 @@ class Terminal:
         os.write(self.master, keys.encode())
         self.until(*shown, never=never)
 
+    def column_of(self, text, line):
+        """In cells, of which wide characters have two."""
+        cells = [self.style(line, column).data for column in range(self.screen.columns)]
+        return next(column for column in range(len(cells))
+                    if "".join(cells[column:column + len(text)]) == text)
+
     def style(self, line, column):
         return self.screen.buffer[line][column]
 
@@ -96,7 +101,3 @@ class Terminal:
         for _, off in [pair for pair in PAIRS if pair[0] in self.raw]:
             on = next(pair[0] for pair in PAIRS if pair[1] == off)
             self.test.assertGreater(self.raw.rfind(off), self.raw.rfind(on), (message, off))
-
-    def send(self, number):
-        os.killpg(self.process.pid, number) if number == signal.SIGCONT else \
-            self.process.send_signal(number)

@@ -5,6 +5,8 @@
 
 #include <csignal>
 
+#include <unistd.h>
+
 namespace trace
 {
 
@@ -12,13 +14,33 @@ namespace trace
 inline constexpr int ending_signals[] = {SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
 
 // Calls that the signal interrupts start again.
-void set_handler(int signal, void (*handler)(int));
+inline void set_handler(int signal, void (*handler)(int))
+{
+    struct sigaction action
+    {
+    };
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+}
 
 // Lets the signal do what it does by default. Returns if that was to stop, and the program goes on.
-void raise_default(int signal);
+inline void raise_default(int signal)
+{
+    set_handler(signal, SIG_DFL);
+    sigset_t only;
+    sigemptyset(&only);
+    sigaddset(&only, signal);
+    raise(signal);
+    sigprocmask(SIG_UNBLOCK, &only, nullptr); // now it comes
+}
 
 // Standard input is a terminal that belongs to this program's group. The terminal would stop a
 // program in the background that sets it.
-bool in_foreground();
+inline bool in_foreground()
+{
+    return tcgetpgrp(STDIN_FILENO) == getpgrp();
+}
 
 } // namespace trace

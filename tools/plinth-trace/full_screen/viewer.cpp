@@ -20,10 +20,11 @@ constexpr std::chrono::milliseconds examined_at_a_time{15};
 constexpr std::chrono::milliseconds draw_interval{40}; // where nothing but records comes
 constexpr std::chrono::seconds status_interval{1};
 
-void wait_for_key(std::chrono::milliseconds longest)
+// Keys of a program in the background are not its own.
+void wait_for_key(std::chrono::milliseconds longest, bool is_ours)
 {
     pollfd input{STDIN_FILENO, POLLIN, 0};
-    poll(&input, 1, static_cast<int>(longest.count()));
+    poll(&input, is_ours ? 1 : 0, static_cast<int>(longest.count()));
 }
 
 } // namespace
@@ -45,7 +46,7 @@ void Viewer::run()
     while (!m_quit && !interrupted() && !TerminalSession::is_gone())
     {
         const bool is_ours = m_terminal.is_ours();
-        take_records();
+        take_records(is_ours);
         examine();
         take_news();
         if (!is_ours)
@@ -65,11 +66,11 @@ bool Viewer::is_at_work() const
     return m_view.progress() < 1 || m_search.progress() < 1;
 }
 
-void Viewer::take_records()
+void Viewer::take_records(bool is_ours)
 {
     const std::chrono::milliseconds wait = is_at_work() ? std::chrono::milliseconds(0) : record_wait;
     if (m_feed.ended())
-        wait_for_key(wait);
+        wait_for_key(wait, is_ours);
     if (!m_feed.collect(m_feed.ended() ? std::chrono::milliseconds(0) : wait, records_at_a_time))
         return;
     m_bookmarks.trim(m_feed.store().first());

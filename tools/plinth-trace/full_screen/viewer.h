@@ -57,7 +57,7 @@ private:
     };
 
     // viewer.cpp
-    void take_records();
+    void take_records(bool is_ours);
     void examine();
     void take_news();
     bool is_at_work() const;

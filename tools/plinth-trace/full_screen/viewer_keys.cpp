@@ -31,7 +31,6 @@ constexpr int control(char letter)
 
 } // namespace
 
-// NOLINTNEXTLINE(readability-function-size): a table
 const std::vector<Viewer::Action>& Viewer::actions()
 {
     static const std::vector<Action> table = {
@@ -123,7 +122,10 @@ void Viewer::take_keys()
 void Viewer::handle(const Key& key)
 {
     if (key.code == KEY_RESIZE)
-        return; // the screen is drawn anew anyway
+    {
+        clearok(curscr, TRUE); // what the terminal has made of its lines isn't known
+        return;
+    }
     if (key.code == KEY_MOUSE)
         return handle_mouse(key);
     if (m_prompt)

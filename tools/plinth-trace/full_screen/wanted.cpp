@@ -102,9 +102,16 @@ WindowIds windows_from(std::string_view line)
 std::vector<Column> columns_of(const ViewSettings& settings)
 {
     std::vector<Column> columns;
+    const auto add = [&](Column column)
+    {
+        if (std::find(columns.begin(), columns.end(), column) == columns.end())
+            columns.push_back(column);
+    };
     for (const std::string& name : settings.columns)
         if (const std::optional<Column> column = column_of(name))
-            columns.push_back(*column);
+            add(*column);
+        else if (!name.empty() && name.find_first_not_of("0123456789") == std::string::npos)
+            add(Column::text); // the window's number of a field; here they come together
     if (columns.empty())
         columns.assign(std::begin(usual_columns), std::end(usual_columns));
     return columns;
