@@ -3,8 +3,8 @@
 namespace trace
 {
 
-const char* const views_help =
-    "  --views NAME       on a terminal keep views of your own under this name (default: terminal)\n";
+const char* const views_help = "  --views NAME       on a terminal keep views of your own under "
+                               "this name (default: terminal)\n";
 
 std::string take_views_name(Options& options)
 {

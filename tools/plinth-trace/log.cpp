@@ -53,7 +53,7 @@ namespace
 
 constexpr uint64_t default_lines = 20;
 constexpr uint64_t screen_lines = 100'000; // where one can scroll back
-constexpr unsigned slice = 100; // ms; Ctrl-C may come in between
+constexpr unsigned slice = 100;            // ms; Ctrl-C may come in between
 constexpr size_t put_size = 64 << 10;
 
 std::string native(const std::string& path)
@@ -261,8 +261,9 @@ int log(Options& options)
     const bool is_in_screen = !wanted.plain && can_have_full_screen();
     LogBounds& bounds = wanted.bounds;
     if (!bounds.tail && (wanted.lines || !wanted.are_bounded()))
-        bounds.tail = wanted.lines ? static_cast<uint64_t>(*wanted.lines)
-                                   : is_in_screen ? screen_lines : default_lines;
+        bounds.tail = wanted.lines   ? static_cast<uint64_t>(*wanted.lines)
+                      : is_in_screen ? screen_lines
+                                     : default_lines;
     const bool is_usual = wanted.inputs.empty() && wanted.folder == default_log_folder();
     const std::vector<std::string> inputs =
         wanted.inputs.empty() ? std::vector{wanted.folder} : wanted.inputs;

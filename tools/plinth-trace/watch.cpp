@@ -39,7 +39,8 @@ static const std::string s_watch_help =
     "Regular expressions are those of PCRE2 (ECMAScript in the Windows build). One that takes too\n"
     "long for a text is given up, and the record shown.\n"
     "\n"
-    "On a terminal it has the whole screen, where ? shows the keys, unless --count or --timeout is\n"
+    "On a terminal it has the whole screen, where ? shows the keys, unless --count or --timeout "
+    "is\n"
     "given. Keys with --plain: p pause, c clear, b bookmark, n and N next and previous bookmark,\n"
     "s save shown, S save all, ? help, q quit.\n";
 const char* const watch_help = s_watch_help.c_str();

@@ -7,7 +7,8 @@
 namespace trace::full_screen
 {
 
-// Numbers of lines, from 0 at the top, and of how many there are. Parts that don't fit are left out.
+// Numbers of lines, from 0 at the top, and of how many there are. Parts that don't fit are left
+// out.
 struct Layout
 {
     size_t lines = 1;

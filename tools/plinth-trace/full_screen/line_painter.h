@@ -30,12 +30,13 @@ public:
     LinePainter(const LinePainter&) = delete;
     LinePainter& operator=(const LinePainter&) = delete;
 
-    // A part of a text that begins so many bytes behind the text's start, from which the marks count.
-    // They are in their order and don't meet.
+    // A part of a text that begins so many bytes behind the text's start, from which the marks
+    // count. They are in their order and don't meet.
     void put(std::string_view part, chtype style, const std::vector<Mark>& marks = {},
              size_t start = 0);
 
-    // Blanks up to a column; text that is already beyond it is divided from what comes by one blank.
+    // Blanks up to a column; text that is already beyond it is divided from what comes by one
+    // blank.
     void move_to(size_t column, chtype style);
 
     // Fills the rest of the line.

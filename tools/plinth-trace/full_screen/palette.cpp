@@ -45,9 +45,9 @@ size_t nearest_ground(uint32_t colour)
         const int blue = ground.blue - part(0);
         return red * red + green * green + blue * blue;
     };
-    const auto nearest =
-        std::min_element(std::begin(grounds), std::end(grounds), [&](const Ground& a, const Ground& b)
-                         { return distance(a) < distance(b); });
+    const auto nearest = std::min_element(std::begin(grounds), std::end(grounds),
+                                          [&](const Ground& a, const Ground& b)
+                                          { return distance(a) < distance(b); });
     return static_cast<size_t>(nearest - std::begin(grounds));
 }
 
@@ -65,7 +65,8 @@ Palette::Palette()
     init_pair(pair_loss, COLOR_RED, -1);
     init_pair(pair_hit, COLOR_BLACK, COLOR_YELLOW);
     for (size_t i = 0; i < std::size(grounds); ++i)
-        init_pair(static_cast<short>(pair_highlight + i), COLOR_BLACK, on_bright(grounds[i].colour));
+        init_pair(static_cast<short>(pair_highlight + i), COLOR_BLACK,
+                  on_bright(grounds[i].colour));
     const auto pair = [](int number) { return static_cast<chtype>(COLOR_PAIR(number)); };
     m_head = pair(pair_head);
     m_loss = pair(pair_loss) | A_BOLD;
@@ -76,7 +77,8 @@ chtype Palette::highlight(uint32_t colour) const
 {
     if (!m_has_colours)
         return A_BOLD | A_UNDERLINE;
-    return static_cast<chtype>(COLOR_PAIR(pair_highlight + static_cast<int>(nearest_ground(colour))));
+    return static_cast<chtype>(
+        COLOR_PAIR(pair_highlight + static_cast<int>(nearest_ground(colour))));
 }
 
 } // namespace trace::full_screen

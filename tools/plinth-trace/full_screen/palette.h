@@ -1,5 +1,5 @@
-// The styles in which things are shown: with colours where the terminal has them and wants them, and
-// without.
+// The styles in which things are shown: with colours where the terminal has them and wants them,
+// and without.
 #pragma once
 
 #include <cstdint>

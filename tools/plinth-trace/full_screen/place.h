@@ -1,8 +1,8 @@
 // Which records of a view are on the screen, and which of them is selected.
 //
 // The place is a record, by its number, and the line of the screen in which it is. So it stays when
-// rows come, when old records go, and when the filter changes: if the record itself isn't shown, the
-// nearest one is in its line, and it comes back with its row.
+// rows come, when old records go, and when the filter changes: if the record itself isn't shown,
+// the nearest one is in its line, and it comes back with its row.
 #pragma once
 
 #include <cstddef>

@@ -51,7 +51,8 @@ public:
     // The columns, each with its heading. Their widths start over.
     void set_headings(std::vector<std::string> headings);
 
-    // Makes the columns wide enough for the row. Widths only grow, so that nothing jumps to and fro.
+    // Makes the columns wide enough for the row. Widths only grow, so that nothing jumps to and
+    // fro.
     void measure(const TableRow& row);
 
     void draw_heading(LinePainter& painter) const;

@@ -1,7 +1,7 @@
-// SIGINT, SIGTERM and SIGHUP end the main loop (interruption.h), so that the destructor restores the
-// terminal. A handler restores it before the others end the program, and before it is ended by force:
-// that writes a text which was made ready at the start, since nothing of the library may be called
-// there. Ctrl-Z only leaves a mark for the main loop.
+// SIGINT, SIGTERM and SIGHUP end the main loop (interruption.h), so that the destructor restores
+// the terminal. A handler restores it before the others end the program, and before it is ended by
+// force: that writes a text which was made ready at the start, since nothing of the library may be
+// called there. Ctrl-Z only leaves a mark for the main loop.
 #include "full_screen/terminal_session.h"
 
 #include <algorithm>
@@ -51,8 +51,8 @@ void restore_now()
     tcflow(STDOUT_FILENO, TCOON);
     tcflush(STDOUT_FILENO, TCOFLUSH);
     pollfd output{STDOUT_FILENO, POLLOUT, 0};
-    if (poll(&output, 1, 0) == 1 && (output.revents & POLLOUT) != 0)
-        [[maybe_unused]] const ssize_t done = write(STDOUT_FILENO, gs_leave, gs_leave_size);
+    if (poll(&output, 1, 0) == 1 && (output.revents & POLLOUT) != 0) [[maybe_unused]]
+        const ssize_t done = write(STDOUT_FILENO, gs_leave, gs_leave_size);
     tcsetattr(STDIN_FILENO, TCSANOW, &gs_found);
 }
 

@@ -29,8 +29,7 @@ void wait_for_key(std::chrono::milliseconds longest, bool is_ours)
 
 } // namespace
 
-Viewer::Viewer(const ViewOptions& options, std::unique_ptr<Source> source,
-               const std::string& views)
+Viewer::Viewer(const ViewOptions& options, std::unique_ptr<Source> source, const std::string& views)
     : m_feed(options, std::move(source)), m_view(m_feed.store(), options.filter),
       m_wanted(wanted_by(options)), m_first_wanted(m_wanted), m_highlights(options.highlights),
       m_search(m_view), m_time(options.time.value_or(TimeMode::absolute)),
@@ -68,7 +67,8 @@ bool Viewer::is_at_work() const
 
 void Viewer::take_records(bool is_ours)
 {
-    const std::chrono::milliseconds wait = is_at_work() ? std::chrono::milliseconds(0) : record_wait;
+    const std::chrono::milliseconds wait =
+        is_at_work() ? std::chrono::milliseconds(0) : record_wait;
     if (m_feed.ended())
         wait_for_key(wait, is_ours);
     if (!m_feed.collect(m_feed.ended() ? std::chrono::milliseconds(0) : wait, records_at_a_time))

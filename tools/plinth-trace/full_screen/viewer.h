@@ -2,12 +2,12 @@
 // filtered while they come.
 //
 // One loop on one thread: records are taken in for some milliseconds, the view and the search go on
-// for some more, then keys are handled and the screen is drawn. Whatever takes longer, a filter over
-// a million records or a search, is done in such steps. The listener has a thread and a queue of its
-// own, so that nothing here holds up a program that traces.
+// for some more, then keys are handled and the screen is drawn. Whatever takes longer, a filter
+// over a million records or a search, is done in such steps. The listener has a thread and a queue
+// of its own, so that nothing here holds up a program that traces.
 //
-// viewer.cpp has the loop, viewer_draw.cpp the screen, viewer_keys.cpp the keys, and the others what
-// these do.
+// viewer.cpp has the loop, viewer_draw.cpp the screen, viewer_keys.cpp the keys, and the others
+// what these do.
 #pragma once
 
 #include <array>

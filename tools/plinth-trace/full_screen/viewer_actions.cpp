@@ -85,8 +85,7 @@ void Viewer::jump_to_time(const std::string& text)
         return;
     const std::optional<uint64_t> from = m_place.selected(m_view);
     const Time base = from ? m_feed.store()[*from].time : current_time();
-    const std::optional<Time> time =
-        time_from(text, base == unknown_time ? current_time() : base);
+    const std::optional<Time> time = time_from(text, base == unknown_time ? current_time() : base);
     if (!time)
         return say("\"" + text + "\" is no time; as 14:07, \"2024-03-05 14:07:33\" or 10m", true);
     if (!from)
@@ -106,8 +105,7 @@ void Viewer::toggle_delta()
     else
         m_delta_from = m_place.selected(m_view);
     const std::vector<Column> columns = columns_of(m_wanted);
-    const bool is_shown =
-        std::find(columns.begin(), columns.end(), Column::delta) != columns.end();
+    const bool is_shown = std::find(columns.begin(), columns.end(), Column::delta) != columns.end();
     if (is_shown != m_delta_from.has_value())
         toggle_column(m_wanted, Column::delta);
 }

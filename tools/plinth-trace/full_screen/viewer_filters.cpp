@@ -126,7 +126,8 @@ void Viewer::ask_for_exclude()
 
 void Viewer::ask_for_windows()
 {
-    ask_for("window ids: ", windows_of(m_wanted), [](ViewSettings& wanted, const std::string& text)
+    ask_for("window ids: ", windows_of(m_wanted),
+            [](ViewSettings& wanted, const std::string& text)
             { wanted.windows = windows_from(text); });
 }
 
@@ -137,7 +138,8 @@ void Viewer::ask_for_processes()
 
 void Viewer::ask_for_highlights()
 {
-    ask_for("mark: ", highlights_text(m_wanted), [](ViewSettings& wanted, const std::string& text)
+    ask_for("mark: ", highlights_text(m_wanted),
+            [](ViewSettings& wanted, const std::string& text)
             { wanted.highlights = highlights_from(text, wanted.highlights); });
 }
 
@@ -170,8 +172,10 @@ void Viewer::choose_from_record()
     const std::string like = expression_like(record.text);
     offer('x', "no texts like this", [like](ViewSettings& w) { w.exclude.push_back(like); });
     offer('i', "only such texts", [like](ViewSettings& w) { w.include = {like}; });
-    offer('m', "mark such texts", [like](ViewSettings& w)
-          { w.highlights.push_back({like, colour_of_highlight(w.highlights.size())}); });
+    offer('m', "mark such texts",
+          [like](ViewSettings& w) {
+              w.highlights.push_back({like, colour_of_highlight(w.highlights.size())});
+          });
 }
 
 void Viewer::choose_columns()

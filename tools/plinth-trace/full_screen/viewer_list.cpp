@@ -125,8 +125,9 @@ void Viewer::draw_bar(const Layout& layout, const Place::Shown& shown)
     {
         const bool is_seen = i >= first && i <= last;
         const bool is_hit = i < hits.size() && hits[i] > 0;
-        attrset(static_cast<int>(is_hit ? m_palette.hit()
-                                        : is_seen ? A_REVERSE : static_cast<chtype>(A_NORMAL)));
+        attrset(static_cast<int>(is_hit    ? m_palette.hit()
+                                 : is_seen ? A_REVERSE
+                                           : static_cast<chtype>(A_NORMAL)));
         mvaddstr(static_cast<int>(layout.rows_at + i), static_cast<int>(layout.columns - 1),
                  is_hit ? "=" : " ");
     }

@@ -30,8 +30,9 @@ std::string Views::save(const ViewSettings& view)
     if (m_path.empty())
         throw Failure(exit_failed, "there is no folder for settings");
     ViewerSettings now = load_settings(m_path).settings;
-    const auto same = std::find_if(now.views.begin(), now.views.end(),
-                                   [&](const ViewSettings& each) { return each.name == view.name; });
+    const auto same =
+        std::find_if(now.views.begin(), now.views.end(),
+                     [&](const ViewSettings& each) { return each.name == view.name; });
     if (same == now.views.end())
         now.views.push_back(view);
     else

@@ -19,8 +19,8 @@ public:
     std::string open(const std::string& name);
 
     // Puts the view into the set, in the place of one with its name, and writes the set. What
-    // another viewer has written meanwhile stays. Gives what people should know. Failure if it can't
-    // be written.
+    // another viewer has written meanwhile stays. Gives what people should know. Failure if it
+    // can't be written.
     std::string save(const ViewSettings& view);
 
     const std::vector<ViewSettings>& all() const { return m_settings.views; }

@@ -71,9 +71,8 @@ std::vector<HighlightSetting> highlights_from(std::string_view line,
         const auto known = std::find_if(before.begin(), before.end(),
                                         [&](const HighlightSetting& each)
                                         { return each.expression == expression; });
-        const uint32_t colour = known != before.end()
-                                    ? known->colour
-                                    : colour_of_highlight(highlights.size());
+        const uint32_t colour =
+            known != before.end() ? known->colour : colour_of_highlight(highlights.size());
         highlights.push_back({std::move(expression), colour});
     }
     return highlights;
