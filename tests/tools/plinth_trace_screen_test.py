@@ -85,10 +85,10 @@ class Screen(unittest.TestCase):
         self.assertEqual({viewer.style(line, column + i).bg for i in (0, 8)}, {"brown"})
         self.assertEqual(viewer.style(line, column - 1).bg, "default")
         self.assertTrue(any("=" in text[-1] for text in viewer.screen.display[1:-2]))
-        for keys, number in (("\rn", 19), ("n", 190), ("n", 191), ("N", 190), ("NN", 199)):
+        for keys, number in (("\r", 19), ("n", 190), ("n", 191), ("N", 190), ("NN", 199)):
             viewer.press(keys, self.at(viewer, number), "11 hits")
         viewer.press("/\x12" + "[12]7[37]", "expression: [12]7[37]", " 4 hits")
-        viewer.press("[", "at offset", " 4 hits")
+        viewer.press("[", "missing terminating ]", " 4 hits")
         viewer.press(ESCAPE, " 11 hits")
 
     def test_a_filter_that_changes_keeps_the_place(self):
@@ -96,7 +96,7 @@ class Screen(unittest.TestCase):
         viewer.press(UP * 5 + PAGE_UP * 3 + DOWN * 2, never=["follow,"])
         number, line = 0, 0
         viewer.until(lambda: self.selected(viewer) is not None)
-        viewer.press("/number 200\r" + "n" + UP * 4 + DOWN * 4, self.at(viewer, 200))
+        viewer.press("/number 200\r" + UP * 4 + DOWN * 4, self.at(viewer, 200))
         number, line = self.selected(viewer)
         viewer.press("i", "include:")
         viewer.press(r"(0|4)\t", self.at(viewer, 200, line), "of 60;", never=["number 199"])
@@ -120,10 +120,10 @@ class Screen(unittest.TestCase):
         viewer.until("watching")
         speak("numbers:900")
         viewer.until("number 899")
-        viewer.press(PAGE_UP * 2 + UP * 3, lambda: self.selected(viewer))
+        viewer.press(PAGE_UP * 2 + UP * 3, never=["follow,"])
         place = self.selected(viewer)
-        speak(*("and another one that needs some room " * 5 for _ in range(100)))
-        viewer.until("dropped ", "all 1,000", self.at(viewer, *place))
+        speak(*("and another one that needs some room " * 5 for _ in range(150)))
+        viewer.until("dropped ", "all 1,050", self.at(viewer, *place))
 
     def test_views_are_saved_loaded_and_gone_through(self):
         viewer = self.watching()
@@ -131,7 +131,7 @@ class Screen(unittest.TestCase):
         viewer.press("fives\r", "saved as view", "view fives")
         viewer.press("i" + ERASE + "number 7\r" + "Cw" + ESCAPE, "of 11;", never=["Window"])
         viewer.press("V" + ERASE + "sevens\r", "view sevens")
-        viewer.press("\t", "of 300;", "Window", never=["view "])
+        viewer.press("\t", "of 300;", "Window", never=["; view"])
         viewer.press("q")
         viewer.wait()
         again = self.watching()
@@ -174,7 +174,8 @@ class Screen(unittest.TestCase):
             viewer.press("?q")  # help, and back
             if columns >= 80:
                 viewer.until(self.at(viewer, number))
-        narrow = self.watching(lines=6, columns=20)
+        narrow = Terminal(self, "watch", "--input", numbered(300), lines=6, columns=20)
+        narrow.until("row 300")
         narrow.press(HOME + RIGHT * 3, "number 0", "row 1 of 300")
         narrow.press("/is not there at all", "not there at all")  # scrolls with the cursor
         tiny = Terminal(self, "watch", "--input", numbered(3), lines=1, columns=1)
@@ -185,16 +186,19 @@ class Screen(unittest.TestCase):
     def test_texts_of_strangers_stay_in_their_columns(self):
         hostile = "\x1b]0;title\x07\x1b[2J\u202eabc"
         wide = "日本語\u0301e\u0301\u263a\ufe0f"
-        path = log_of(hostile + "\tnext", wide + "\tnext", "x" * 100_000 + "\tfar",
-                      "\t" * 2000 + "tabs", "three\nlines\nof it", "\u0301first")
-        viewer = Terminal(self, "watch", "--input", path, columns=110)
+        path = log_of("x" * 100_000 + "\tfar", "\t" * 2000 + "tabs", "three\nlines\nof it")
+        Terminal(self, "watch", "--input", path).until("three\u21b5lines\u21b5of it", "row 3 of 3")
+        viewer = Terminal(self, "watch", columns=110)
+        plain = Terminal(self, "watch", columns=110, LC_ALL="C")
+        for each in (viewer, plain):
+            each.until("watching")
+        speak(hostile + "\tnext", wide + "\tnext", "\u0301first")
         viewer.until("first", r"\x1b]0;title\x07\x1b[2J\u{202e}abc")
         start = viewer.raw.index(b"\x1b[?1049h")
         self.assertNotIn(b"\x1b]", viewer.raw[start:])
         self.assertNotIn("\u202e".encode(), viewer.raw)
         columns = {viewer.column_of("next", viewer.lines_with(text)[0]) for text in ("title", "日")}
         self.assertEqual(len(columns), 1, viewer.text())
-        plain = Terminal(self, "watch", "--input", path, columns=110, LC_ALL="C")
         plain.until(r"\u{65e5}\u{672c}")
         self.assertTrue(plain.raw.isascii())
 
@@ -208,7 +212,7 @@ class Screen(unittest.TestCase):
             viewer.until("for both", "follow, row 1 of 1")
         first.press("q")
         first.wait()
-        second.until("has the channel now", "an unknown number of records lost")
+        second.until("has the channel now", "an unknown number of records")
         speak("for the other")
         second.until("for the other")
 

@@ -22,6 +22,27 @@ PAIRS = [(b"\x1b[?1049h", b"\x1b[?1049l"), (b"\x1b[?25l", b"\x1b[?25h"), (b"\x1b
          (b"\x1b[?1006;1000h", b"\x1b[?1006;1000l")]
 
 
+class Stream(pyte.ByteStream):
+    """With the scrolling of a part of the screen, which pyte lacks."""
+    csi = {**pyte.ByteStream.csi, "S": "scroll_up", "T": "scroll_down"}
+    events = pyte.ByteStream.events | {"scroll_up", "scroll_down"}
+
+
+class Model(pyte.Screen):
+    def scroll(self, count, down):
+        line, (top, bottom) = self.cursor.y, self.margins or (0, self.lines - 1)
+        self.cursor.y = top if down else bottom
+        for _ in range(count or 1):
+            self.reverse_index() if down else self.index()
+        self.cursor.y = line
+
+    def scroll_up(self, count=1):
+        self.scroll(count, False)
+
+    def scroll_down(self, count=1):
+        self.scroll(count, True)
+
+
 class Terminal:
     """A plinth-trace on a terminal of its own, which goes with the test."""
 
@@ -29,8 +50,8 @@ class Terminal:
         self.test = test
         self.master, self.slave = pty.openpty()
         self.raw = b""
-        self.screen = pyte.Screen(columns, lines)
-        self.stream = pyte.ByteStream(self.screen)
+        self.screen = Model(columns, lines)
+        self.stream = Stream(self.screen)
         self.set_size(lines, columns)
         self.modes = termios.tcgetattr(self.slave)
         wanted = {**os.environ, "TERM": "xterm-256color", "LC_ALL": "C.UTF-8",

@@ -159,6 +159,7 @@ private:
     Search m_search;
     std::string m_search_text;
     std::optional<uint64_t> m_search_from; // the record that was selected when it began
+    Place m_place_before;                  // likewise
     bool m_is_search_expression = false;
 
     TimeMode m_time;

@@ -12,6 +12,9 @@ namespace
 
 constexpr int control_r = 'R' & 0x1F;
 
+// A hit is waited for so long where it is gone to at once.
+constexpr std::chrono::milliseconds hit_wait{100};
+
 // Capitals in what is searched for are meant.
 Case letters_of(const std::string& text)
 {
@@ -29,8 +32,8 @@ std::string Viewer::search_label() const
 
 void Viewer::ask_for_search()
 {
-    const std::optional<uint64_t> from = m_place.selected(m_view);
-    m_search_from = from;
+    m_search_from = m_place.selected(m_view);
+    m_place_before = m_place;
     const std::string before = m_search_text;
     m_prompt = Prompt{.label = search_label(),
                       .changed = [this](const std::string& text) { search_for(text); },
@@ -41,7 +44,12 @@ void Viewer::ask_for_search()
                           if (text.empty())
                               next_hit(true);
                       },
-                      .cancelled = [this, before] { search_for(before); },
+                      .cancelled =
+                          [this, before]
+                      {
+                          search_for(before);
+                          m_place = m_place_before;
+                      },
                       .other_key =
                           [this](int key)
                       {
@@ -62,6 +70,12 @@ void Viewer::search_for(const std::string& text)
             pattern.emplace(m_is_search_expression ? text : literal(text), letters_of(text));
         m_search.set(std::move(pattern), m_search_from);
         m_search_text = text;
+        m_place = m_place_before;
+        m_search.advance_for(hit_wait);
+        if (m_search_from && m_search.has(*m_search_from))
+            return go_to(*m_search_from);
+        if (const std::optional<uint64_t> hit = m_search.next(m_search_from))
+            go_to(*hit);
     }
     catch (const BadPattern& problem)
     {
@@ -74,6 +88,7 @@ void Viewer::next_hit(bool forward)
     if (!m_search.pattern())
         return go_to_bookmark(forward);
     const std::optional<uint64_t> from = m_place.selected(m_view);
+    m_search.advance_for(hit_wait);
     const std::optional<uint64_t> hit = forward ? m_search.next(from) : m_search.previous(from);
     if (!hit)
         return say("\"" + m_search_text + "\" is not in what is shown");
