@@ -82,7 +82,7 @@ class Screen(unittest.TestCase):
             viewer.press(typed, f" {count} hits")
         line = viewer.lines_with("number 19")[0]
         column = viewer.screen.display[line].index("number 19")
-        self.assertEqual({viewer.style(line, column + i).bg for i in (0, 8)}, {"brown"})
+        self.assertEqual({viewer.style(line, column + i).bg for i in (0, 8)}, {"blue"})
         self.assertEqual(viewer.style(line, column - 1).bg, "default")
         self.assertTrue(any("=" in text[-1] for text in viewer.screen.display[1:-2]))
         for keys, number in (("\r", 19), ("n", 190), ("n", 191), ("N", 190), ("NN", 199)):

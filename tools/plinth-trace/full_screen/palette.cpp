@@ -63,7 +63,7 @@ Palette::Palette()
     { return static_cast<short>(COLORS >= sixteen ? colour + bright : colour); };
     init_pair(pair_head, COLOR_CYAN, -1);
     init_pair(pair_loss, COLOR_RED, -1);
-    init_pair(pair_hit, COLOR_BLACK, COLOR_YELLOW);
+    init_pair(pair_hit, COLOR_WHITE, COLOR_BLUE); // highlights are black on their grounds
     for (size_t i = 0; i < std::size(grounds); ++i)
         init_pair(static_cast<short>(pair_highlight + i), COLOR_BLACK,
                   on_bright(grounds[i].colour));

@@ -100,7 +100,7 @@ void RowTable::draw(LinePainter& painter, const TableRow& row, const Highlights&
 {
     const chtype own = row.is_loss ? m_palette.loss() : A_NORMAL;
     const chtype style = selected(own, row.is_selected);
-    const chtype head = selected(row.is_loss ? own : m_palette.head(), row.is_selected);
+    const chtype head = row.is_loss || row.is_selected ? style : m_palette.head();
     const std::vector<Mark> marks = marks_of(row, highlights, colours);
     painter.put(row.is_bookmarked ? "*" : " ", style | A_BOLD);
     size_t column = 1;
