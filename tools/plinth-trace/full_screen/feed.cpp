@@ -6,7 +6,8 @@ namespace trace::full_screen
 {
 
 Feed::Feed(const ViewOptions& options, std::unique_ptr<Source> source)
-    : m_source(std::move(source)), m_store(options.keep.value_or(Store::default_limit)),
+    : m_source(std::move(source)),
+      m_store(store_limit(options.keep.value_or(Store::default_limit))),
       m_output_filter(options.filter), m_output_style{.time = options.time.value_or(TimeMode::none)}
 {
     if (options.output)
@@ -16,10 +17,10 @@ Feed::Feed(const ViewOptions& options, std::unique_ptr<Source> source)
 bool Feed::collect(std::chrono::milliseconds wait, Clock::duration longest)
 {
     constexpr uint64_t look_at_clock = 64; // records; asking for each would cost as much as it
-    Record record;
+    RecordView record;
     uint64_t collected = 0;
     Clock::time_point end{};
-    while (m_source->next(record, collected == 0 ? static_cast<unsigned>(wait.count()) : 0))
+    while (m_source->next_view(record, collected == 0 ? static_cast<unsigned>(wait.count()) : 0))
     {
         if (m_output)
             prepare_output(record);
@@ -35,7 +36,7 @@ bool Feed::collect(std::chrono::milliseconds wait, Clock::duration longest)
     return collected > 0;
 }
 
-void Feed::prepare_output(const Record& record)
+void Feed::prepare_output(const RecordView& record)
 {
     if (!m_output_filter.passes(record))
         return;

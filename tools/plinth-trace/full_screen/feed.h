@@ -38,7 +38,7 @@ public:
     double records_per_second() { return m_rate.per_second(Clock::now()); }
 
 private:
-    void prepare_output(const Record& record);
+    void prepare_output(const RecordView& record);
 
     std::unique_ptr<Source> m_source;
     Store m_store;
