@@ -106,7 +106,7 @@ class Screen(unittest.TestCase):
         viewer.press(ESCAPE + "i" + ERASE + "\r", "of 300;", "number 199",
                      self.at(viewer, 200, line))
         viewer.press("w2\r", "of 100;", self.at(viewer, 200, line))
-        viewer.press("w" + ERASE + "two\r", "no window id", "of 100;")
+        viewer.press("w" + ERASE + "two\r", "no window id", "of 300;")
         viewer.press("w" + ERASE + "\r" + r"m0\t" + "\r", "of 300;")
         column = viewer.screen.display[line].index("200")
         self.assertEqual(viewer.style(line, column + 2).fg, "black")

@@ -13,6 +13,9 @@ namespace
 
 constexpr std::string_view not_this = "-";
 
+// The rows around the place come at once, for the next key as well.
+constexpr std::chrono::milliseconds first_page_wait{20};
+
 std::string processes_of(const ViewSettings& wanted)
 {
     std::vector<std::string> texts = wanted.processes;
@@ -68,6 +71,7 @@ void Viewer::use(ViewSettings wanted)
         // Where the list follows, the newest rows come first.
         const uint64_t newest = store.end() - (store.end() > store.first() ? 1 : 0);
         m_view.set_filter(filter_of(wanted), place.value_or(newest));
+        m_view.advance_for(first_page_wait);
         m_patterns_reported.clear();
     }
     m_highlights = std::move(highlights);
