@@ -242,7 +242,7 @@ class Keys(unittest.TestCase):
         self.shown = ""
         self.terminal, self.theirs = pty.openpty()
         self.process = subprocess.Popen(
-            [TRACE, "watch", *arguments], stdin=self.theirs, stdout=self.theirs,
+            [TRACE, "watch", "--plain", *arguments], stdin=self.theirs, stdout=self.theirs,
             stderr=self.theirs, cwd=ROOT, start_new_session=True,
             env={**os.environ, "TERM": "xterm"},  # one with colours, whatever runs the tests
             preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))

@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "interruption.h"
+#include "terminal_signals_linux.h"
 
 namespace trace
 {
@@ -22,42 +23,14 @@ namespace trace
 namespace
 {
 
-constexpr int ending[] = {SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
-
 termios gs_found; // written before the handlers that read it are set
 termios gs_ours;
-
-bool in_foreground()
-{
-    return tcgetpgrp(STDIN_FILENO) == getpgrp();
-}
 
 // Of a program in the background the terminal would stop what sets it.
 void set_terminal(const termios& mode)
 {
     if (in_foreground())
         tcsetattr(STDIN_FILENO, TCSADRAIN, &mode);
-}
-
-void set_handler(int signal, void (*handler)(int))
-{
-    struct sigaction action
-    {
-    };
-    action.sa_handler = handler;
-    action.sa_flags = SA_RESTART;
-    sigemptyset(&action.sa_mask);
-    sigaction(signal, &action, nullptr);
-}
-
-void raise_default(int signal)
-{
-    set_handler(signal, SIG_DFL);
-    sigset_t only;
-    sigemptyset(&only);
-    sigaddset(&only, signal);
-    raise(signal);
-    sigprocmask(SIG_UNBLOCK, &only, nullptr); // now it comes
 }
 
 extern "C" void plinth_trace_on_ending(int signal)
@@ -98,7 +71,7 @@ Keyboard::Keyboard()
     gs_ours.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
     gs_ours.c_cc[VMIN] = 1;
     gs_ours.c_cc[VTIME] = 0;
-    for (const int signal : ending)
+    for (const int signal : ending_signals)
         set_handler(signal, plinth_trace_on_ending);
     set_handler(SIGTSTP, plinth_trace_on_stop);
     set_handler(SIGCONT, plinth_trace_on_continue);
@@ -111,7 +84,7 @@ Keyboard::~Keyboard()
     before_forced_end(nullptr);
     set_handler(SIGCONT, SIG_DFL);
     set_terminal(gs_found);
-    for (const int signal : ending)
+    for (const int signal : ending_signals)
         set_handler(signal, SIG_DFL);
     set_handler(SIGTSTP, SIG_DFL);
 }

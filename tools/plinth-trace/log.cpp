@@ -1,11 +1,13 @@
 // plinth-trace log: the log files, which all programs of the machine write into one folder.
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <utility>
 #include <vector>
 
 #include "commands.h"
 #include "failure.h"
+#include "full_screen.h"
 #include "line_format.h"
 #include "log_files.h"
 #include "log_source.h"
@@ -23,7 +25,8 @@ static const std::string s_log_help =
         "Shows the last lines of the newest log file: the one that was written last. With "
         "--follow,\n"
         "--input, --since, --until or --tail: the records of all log files, in the order of their\n"
-        "times. Looking changes nothing: plinth-trace itself keeps no log.\n"
+        "times; on a terminal in a full screen, where ? shows the keys. Looking changes nothing:\n"
+        "plinth-trace itself keeps no log.\n"
         "\n"
         "  --path             print the path of the file instead of its lines: for a program that\n"
         "                     reads it the exact bytes, and none with a line end in it; on a\n"
@@ -36,17 +39,21 @@ static const std::string s_log_help =
         "                     ends\n"
         "  --all              all log files of the folder, the one that was written last at the\n"
         "                     end, whole unless --lines says otherwise\n"
+        "  --plain            on a terminal no full screen: a line after the other\n"
+        "  --full-screen      on a terminal the full screen of watch, also for the newest records\n"
+        "                     of all log files\n"
         "  --folder DIR       the log files of this folder, for programs that have named one of\n"
         "                     their own\n"
         "  --input FROM       the records of this log file or folder, several times: of all\n") +
-    log_bounds_help;
+    log_bounds_help + views_help;
 const char* const log_help = s_log_help.c_str();
 
 namespace
 {
 
 constexpr uint64_t default_lines = 20;
-constexpr unsigned slice = 100; // ms; Ctrl-C may come in between
+constexpr uint64_t screen_lines = 100'000; // where one can scroll back
+constexpr unsigned slice = 100;            // ms; Ctrl-C may come in between
 constexpr size_t put_size = 64 << 10;
 
 std::string native(const std::string& path)
@@ -215,29 +222,71 @@ std::string folder_of(Options& options)
 
 } // namespace
 
+namespace
+{
+
+struct LogOptions
+{
+    std::vector<std::string> inputs{};
+    std::string folder{};
+    std::string views{};
+    std::optional<int64_t> lines{};
+    LogBounds bounds{};
+    bool path = false;
+    bool all = false;
+    bool plain = false;
+    bool full_screen = false;
+
+    bool are_bounded() const { return bounds.since || bounds.until || bounds.tail; }
+    bool are_of_records() const
+    {
+        return bounds.follows || are_bounded() || !inputs.empty() || full_screen;
+    }
+};
+
+LogOptions read_options(Options& options)
+{
+    LogOptions wanted;
+    wanted.inputs = take_values(options, "--input");
+    wanted.folder = folder_of(options);
+    wanted.views = take_views_name(options);
+    wanted.lines = options.take_number("--lines", 0, INT64_MAX);
+    wanted.bounds = take_log_bounds(options);
+    wanted.path = options.take_flag("--path");
+    wanted.all = options.take_flag("--all");
+    wanted.plain = options.take_flag("--plain");
+    wanted.full_screen = options.take_flag("--full-screen");
+    wanted.bounds.follows = options.take_flag("--follow");
+    if (wanted.are_of_records() && (wanted.path || wanted.all))
+        options.refuse("--path and --all go with none of --follow, --input, --since, --until, "
+                       "--tail and --full-screen");
+    options.finish();
+    return wanted;
+}
+
+} // namespace
+
 int log(Options& options)
 {
-    const std::vector<std::string> inputs = take_values(options, "--input");
-    const bool is_folder_named = !inputs.empty();
-    const std::string folder = folder_of(options);
-    const std::optional<int64_t> lines = options.take_number("--lines", 0, INT64_MAX);
-    LogBounds bounds = take_log_bounds(options);
-    const bool path = options.take_flag("--path");
-    const bool all = options.take_flag("--all");
-    bounds.follows = options.take_flag("--follow");
-    const bool is_bounded = bounds.since || bounds.until || bounds.tail;
-    const bool is_of_records = bounds.follows || is_bounded || is_folder_named;
-    if (is_of_records && (path || all))
-        options.refuse("--path and --all go with none of --follow, --input, --since, --until and "
-                       "--tail");
-    options.finish();
-    if (!is_of_records)
-        return show_files(folder, lines, path, all);
-    if (!bounds.tail && (lines || !is_bounded))
-        bounds.tail = lines ? static_cast<uint64_t>(*lines) : default_lines;
-    const bool is_usual = !is_folder_named && folder == default_log_folder();
-    return show_records(is_folder_named ? inputs : std::vector{folder}, bounds,
-                        bounds.follows || is_usual);
+    LogOptions wanted = read_options(options);
+    if (!wanted.are_of_records())
+        return show_files(wanted.folder, wanted.lines, wanted.path, wanted.all);
+    const bool is_in_screen = !wanted.plain && can_have_full_screen();
+    LogBounds& bounds = wanted.bounds;
+    if (!bounds.tail && (wanted.lines || !wanted.are_bounded()))
+        bounds.tail = wanted.lines   ? static_cast<uint64_t>(*wanted.lines)
+                      : is_in_screen ? screen_lines
+                                     : default_lines;
+    const bool is_usual = wanted.inputs.empty() && wanted.folder == default_log_folder();
+    const std::vector<std::string> inputs =
+        wanted.inputs.empty() ? std::vector{wanted.folder} : wanted.inputs;
+    const bool may_be_missing = bounds.follows || is_usual;
+    if (!is_in_screen)
+        return show_records(inputs, bounds, may_be_missing);
+    ViewOptions view;
+    view.inputs = inputs;
+    return run_full_screen(
+        view, std::make_unique<LogSource>(LogInputs(inputs, may_be_missing), bounds), wanted.views);
 }
 
 } // namespace trace

@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "failure.h"
+#include "full_screen.h"
 #include "terminal.h"
 
 namespace trace
@@ -22,7 +23,8 @@ static const std::string s_watch_help =
         "once. If another program has the debug string channel, watch says so and waits until it\n"
         "is free. Where records were lost stands a line of its own that says how many.\n"
         "\n") +
-    view_options_help + log_bounds_help +
+    view_options_help + log_bounds_help + views_help +
+    "  --plain            on a terminal no full screen: a line after the other\n"
     "  --json             one JSON object a line: time (UTC), pid, process, window, text, each "
     "null\n"
     "                     if there is none; for records that were lost: time, lost, text;\n"
@@ -37,9 +39,10 @@ static const std::string s_watch_help =
     "Regular expressions are those of PCRE2 (ECMAScript in the Windows build). One that takes too\n"
     "long for a text is given up, and the record shown.\n"
     "\n"
-    "Keys, on a terminal: p pause, c clear, b bookmark, n and N next and previous bookmark, s "
-    "save\n"
-    "shown, S save all, ? help, q quit.\n";
+    "On a terminal it has the whole screen, where ? shows the keys, unless --count or --timeout "
+    "is\n"
+    "given. Keys with --plain: p pause, c clear, b bookmark, n and N next and previous bookmark,\n"
+    "s save shown, S save all, ? help, q quit.\n";
 const char* const watch_help = s_watch_help.c_str();
 
 namespace
@@ -68,8 +71,10 @@ WatchOptions read_options(Options& options)
         wanted.end =
             WatchOptions::Clock::now() + std::chrono::duration_cast<WatchOptions::Clock::duration>(
                                              std::chrono::duration<double>(*seconds));
+    wanted.views = take_views_name(options);
     wanted.json = options.take_flag("--json");
     wanted.rate = options.take_flag("--rate");
+    wanted.plain = options.take_flag("--plain");
     options.finish();
     return wanted;
 }
@@ -290,7 +295,12 @@ void Watch::report_patterns(bool at_end)
 
 int watch(Options& options)
 {
-    return Watch(read_options(options)).run();
+    WatchOptions wanted = read_options(options);
+    // What ends by itself would take its screen away with what is on it.
+    const bool stays = !wanted.json && !wanted.count && !wanted.end;
+    if (stays && !wanted.plain && !reads_standard_input(wanted.view) && can_have_full_screen())
+        return run_full_screen(wanted.view, make_source(wanted.view), wanted.views);
+    return Watch(std::move(wanted)).run();
 }
 
 } // namespace trace

@@ -29,6 +29,8 @@ struct WatchOptions
     ViewOptions view{};
     bool json = false;
     bool rate = false;
+    bool plain = false;
+    std::string views{};
     std::optional<int64_t> count{};
     std::optional<Clock::time_point> end{};
 };

@@ -64,13 +64,6 @@ std::string rewritten(std::string_view utf8, Wanted&& wanted, Write&& write)
 
 constexpr auto nothing_more = [](char) { return false; };
 
-void append_visible(std::string& out, uint32_t c)
-{
-    char shown[16];
-    std::snprintf(shown, sizeof shown, c < 0x100 ? "\\x%02x" : "\\u{%x}", c);
-    out += shown;
-}
-
 void append_json_escape(std::string& out, uint32_t c)
 {
     constexpr struct
@@ -164,6 +157,13 @@ void append_utf8(std::string& out, unsigned code_point)
         tail(code_point >> 6);
         tail(code_point);
     }
+}
+
+void append_visible(std::string& out, uint32_t c)
+{
+    char shown[16];
+    std::snprintf(shown, sizeof shown, c < 0x100 ? "\\x%02x" : "\\u{%x}", c);
+    out += shown;
 }
 
 std::string printable(std::string_view utf8)

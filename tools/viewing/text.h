@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,6 +34,9 @@ void append_utf8(std::string& out, unsigned code_point);
 // What a terminal would obey rather than show, what turns the order of the text and what nobody
 // sees is treacherous: system/harmless_text.h lists it. For output it is written as \xNN below
 // 0x100 and \u{NNNN} above. Done twice, it changes nothing more.
+
+// One of them written out, behind what is there.
+void append_visible(std::string& out, uint32_t c);
 
 // The text of a record: tabs and line ends keep their meaning, and CR LF becomes \n.
 std::string printable(std::string_view utf8);

@@ -1,0 +1,13 @@
+// The terminal library, as far as this tree can use it: its narrow calls.
+//
+// wchar_t has 16 bits here and 32 in that library, so that its wide interface can't be called.
+// Texts go through the narrow one in UTF-8. Its macros have names like "clear" and are left out,
+// and so is its function with the name of our namespace.
+#pragma once
+
+#define NCURSES_WIDECHAR 0
+#define NCURSES_NOMACROS 1
+#define trace plinth_unused_trace
+#include <curses.h>
+#undef trace
+#undef NCURSES_WIDECHAR

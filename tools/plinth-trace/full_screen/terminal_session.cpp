@@ -1,0 +1,226 @@
+// SIGINT, SIGTERM and SIGHUP end the main loop (interruption.h), so that the destructor restores
+// the terminal. A handler restores it before the others end the program, and before it is ended by
+// force: that writes a text which was made ready at the start, since nothing of the library may be
+// called there. Ctrl-Z only leaves a mark for the main loop.
+#include "full_screen/terminal_session.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <langinfo.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "failure.h"
+#include "full_screen/curses.h"
+#include "interruption.h"
+#include "terminal_signals_linux.h"
+#include "text.h"
+
+#include <term.h>
+
+namespace trace::full_screen
+{
+
+namespace
+{
+
+constexpr int escape_delay = 25; // ms after which the escape key is no start of a sequence
+constexpr mmask_t mouse_events = BUTTON1_PRESSED | BUTTON4_PRESSED | BUTTON5_PRESSED;
+
+// What handlers read is written before they are set.
+termios gs_found;
+char gs_leave[512];
+size_t gs_leave_size = 0;
+volatile std::sig_atomic_t gs_is_shown = 0; // the terminal has our screen
+volatile std::sig_atomic_t gs_stop_wanted = 0;
+volatile std::sig_atomic_t gs_has_continued = 0;
+
+// Async-signal-safe. Output that nobody takes, as after Ctrl-S, is thrown away: it would hold up
+// the rest.
+void restore_now()
+{
+    if (!gs_is_shown || !in_foreground())
+        return;
+    tcflow(STDOUT_FILENO, TCOON);
+    tcflush(STDOUT_FILENO, TCOFLUSH);
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
+    if (poll(&output, 1, 0) == 1 && (output.revents & POLLOUT) != 0) [[maybe_unused]]
+        const ssize_t done = write(STDOUT_FILENO, gs_leave, gs_leave_size);
+    tcsetattr(STDIN_FILENO, TCSANOW, &gs_found);
+}
+
+extern "C" void plinth_trace_screen_on_ending(int signal)
+{
+    restore_now();
+    raise_default(signal);
+}
+
+extern "C" void plinth_trace_screen_on_stop(int)
+{
+    gs_stop_wanted = 1;
+}
+
+extern "C" void plinth_trace_screen_on_continue(int)
+{
+    gs_has_continued = 1;
+}
+
+void append_leave(const char* sequence)
+{
+    // Absent, or no such capability at all.
+    if (!sequence || sequence == reinterpret_cast<const char*>(-1))
+        return;
+    // Padding, "$<5>", is for terminals of the past.
+    const std::string_view text(sequence, std::strcspn(sequence, "$"));
+    if (gs_leave_size + text.size() > sizeof gs_leave)
+        return;
+    std::copy(text.begin(), text.end(), gs_leave + gs_leave_size);
+    gs_leave_size += text.size();
+}
+
+const char* capability(const char* name)
+{
+    return tigetstr(const_cast<char*>(name)); // the library's prototype is older than const
+}
+
+void prepare_leave()
+{
+    gs_leave_size = 0;
+    const char* const mouse = capability("XM");
+    if (mouse && mouse != reinterpret_cast<const char*>(-1))
+        append_leave(tiparm(mouse, 0));
+    for (const char* const name : {"rmkx", "sgr0", "op", "cnorm", "rmcup"})
+        append_leave(capability(name));
+}
+
+void set_handlers(bool ours)
+{
+    for (const int signal : ending_signals)
+        set_handler(signal, ours ? plinth_trace_screen_on_ending : SIG_DFL);
+    set_handler(SIGTSTP, ours ? plinth_trace_screen_on_stop : SIG_DFL);
+    set_handler(SIGCONT, ours ? plinth_trace_screen_on_continue : SIG_DFL);
+    before_forced_end(ours ? restore_now : nullptr);
+}
+
+bool is_without_cursor()
+{
+    const char* const move = capability("cup");
+    return !move || move == reinterpret_cast<const char*>(-1);
+}
+
+} // namespace
+
+std::string TerminalSession::obstacle()
+{
+    const char* const kind = secure_getenv("TERM");
+    if (!kind || !*kind)
+        return "the environment variable TERM, which names the kind of terminal, is not set";
+    int error = 0;
+    if (setupterm(kind, STDOUT_FILENO, &error) != OK)
+        return "the kind of terminal that TERM names, \"" + std::string(kind) + "\", is not known";
+    const bool cant = is_without_cursor();
+    del_curterm(cur_term);
+    return cant ? "the kind of terminal that TERM names, \"" + std::string(kind) +
+                      "\", has no cursor that can be moved"
+                : "";
+}
+
+TerminalSession::TerminalSession()
+{
+    std::setlocale(LC_CTYPE, "");
+    m_is_utf8 = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
+    tcgetattr(STDIN_FILENO, &gs_found);
+    set_handlers(true);
+    set_escdelay(escape_delay);
+    if (!newterm(nullptr, stdout, stdin))
+    {
+        set_handlers(false);
+        throw Failure(exit_failed, "the terminal can't be used for a full screen; --plain does "
+                                   "without");
+    }
+    prepare_leave();
+    gs_is_shown = 1;
+    cbreak();
+    noecho();
+    nonl();
+    keypad(stdscr, TRUE);
+    nodelay(stdscr, TRUE);
+    leaveok(stdscr, FALSE);
+    curs_set(0);
+    mouseinterval(0);
+    set_mouse(true);
+}
+
+TerminalSession::~TerminalSession()
+{
+    if (!isendwin() && in_foreground())
+    {
+        endwin();
+        tcsetattr(STDIN_FILENO, TCSANOW, &gs_found);
+    }
+    gs_is_shown = 0;
+    set_handlers(false);
+}
+
+void TerminalSession::set_mouse(bool wanted)
+{
+    mousemask(wanted ? mouse_events : 0, nullptr);
+    m_has_mouse = wanted;
+}
+
+bool TerminalSession::is_ours()
+{
+    if (gs_stop_wanted)
+        stop();
+    if (gs_has_continued || m_is_away)
+    {
+        gs_has_continued = 0;
+        m_is_away = !in_foreground();
+        if (!m_is_away)
+            resume();
+    }
+    return !m_is_away;
+}
+
+void TerminalSession::stop()
+{
+    gs_stop_wanted = 0;
+    if (!m_is_away)
+        endwin();
+    gs_is_shown = 0;
+    raise_default(SIGTSTP); // comes back when the program goes on
+    set_handler(SIGTSTP, plinth_trace_screen_on_stop);
+    m_is_away = true; // also where the system ignores a stop: nobody could end it
+}
+
+// The shell has set the terminal for itself meanwhile, also after a stop that can't be caught.
+void TerminalSession::resume()
+{
+    gs_is_shown = 1;
+    reset_prog_mode();
+    clearok(curscr, TRUE);
+    refresh();
+    m_redraw = true;
+}
+
+bool TerminalSession::take_redraw()
+{
+    const bool redraw = m_redraw;
+    m_redraw = false;
+    return redraw;
+}
+
+bool TerminalSession::is_gone()
+{
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    return poll(&input, 1, 0) == 1 && (input.revents & (POLLHUP | POLLERR)) != 0;
+}
+
+} // namespace trace::full_screen
