@@ -8,9 +8,9 @@ namespace trace
 std::string config_folder()
 {
     // A path that isn't absolute counts as none.
-    if (const char* const folder = std::getenv("XDG_CONFIG_HOME"); folder && folder[0] == '/')
+    if (const char* const folder = secure_getenv("XDG_CONFIG_HOME"); folder && folder[0] == '/')
         return std::string(folder) + "/plinth";
-    if (const char* const home = std::getenv("HOME"); home && home[0] == '/')
+    if (const char* const home = secure_getenv("HOME"); home && home[0] == '/')
         return std::string(home) + "/.config/plinth";
     return {};
 }

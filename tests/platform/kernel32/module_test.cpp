@@ -299,8 +299,10 @@ TEST(LoadedModule, HasItsLowestAddressForAHandleAndTellsItsPath)
 TEST(LoadedModule, IsFoundByItsNameInTheFormsOfBothSystems)
 {
     const HMODULE platform = module_of(reinterpret_cast<const void*>(&GetLastError));
-    for (const wchar_t* const name :
-         {L"PLINTH_PLATFORM.DLL", L"libplinth_platform.so.0", L"Plinth_Platform"})
+    wchar_t path[MAX_PATH] = L"";
+    GetModuleFileNameW(platform, path, MAX_PATH);
+    const wchar_t* const file = wcsrchr(path, L'\\') + 1; // libplinth_platform.so with its version
+    for (const wchar_t* const name : {L"PLINTH_PLATFORM.DLL", file, L"Plinth_Platform"})
         EXPECT_EQ(GetModuleHandleW(name), platform) << test::utf8(name);
     EXPECT_EQ(error_of(GetModuleHandleW(L"plinth_plat.dll")), ERROR_MOD_NOT_FOUND);
 }
