@@ -71,7 +71,7 @@ private:
     std::unique_ptr<Source> m_source;
     Screen m_screen;
     Store m_store;
-    const size_t m_portion;         // bytes that are collected before they are shown
+    const size_t m_portion;              // bytes that are collected before they are shown
     std::optional<RecordView> m_waiting; // the record that the last portion had no room for
     View m_view;
     Bookmarks m_bookmarks;

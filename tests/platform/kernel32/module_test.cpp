@@ -301,8 +301,9 @@ TEST(LoadedModule, IsFoundByItsNameInTheFormsOfBothSystems)
     const HMODULE platform = module_of(reinterpret_cast<const void*>(&GetLastError));
     wchar_t path[MAX_PATH] = L"";
     GetModuleFileNameW(platform, path, MAX_PATH);
-    const wchar_t* const file = wcsrchr(path, L'\\') + 1; // libplinth_platform.so with its version
-    for (const wchar_t* const name : {L"PLINTH_PLATFORM.DLL", file, L"Plinth_Platform"})
+    const std::string native = test::native_form(path);
+    const test::Wide file(native.substr(native.rfind('/') + 1)); // it ends in a version
+    for (const wchar_t* const name : {L"PLINTH_PLATFORM.DLL", file.c_str(), L"Plinth_Platform"})
         EXPECT_EQ(GetModuleHandleW(name), platform) << test::utf8(name);
     EXPECT_EQ(error_of(GetModuleHandleW(L"plinth_plat.dll")), ERROR_MOD_NOT_FOUND);
 }
