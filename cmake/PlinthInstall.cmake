@@ -147,7 +147,9 @@ if(TARGET plinth_platform)
     # It is a library of its own, not what --static makes of the other: all of that one's users would
     # have to link everything else statically, too.
     set(pc_name plinth_w32_system_static)
-    set(pc_libraries "-l${pc_name}")
+    # A library that has the archive in it stays in the process (PlinthStatic.cmake); pkg-config can't
+    # tell it from a program, of which the linker's flag means nothing.
+    set(pc_libraries "-l${pc_name} -Wl,-z,nodelete")
     configure_file(cmake/plinth_w32_system.pc.in ${PROJECT_BINARY_DIR}/plinth_w32_system_static.pc
                    @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/plinth_w32_system_static.pc

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/types.h>
+
 namespace load
 {
 
@@ -54,7 +56,7 @@ std::vector<Curve> measure_rows(bool quick);
 std::vector<Curve> measure_records(bool quick);
 std::vector<Curve> measure_kills(bool quick);
 
-// The process that measure_kills starts and kills: logs without an end.
-int logging_child(const std::string& kind, const std::string& folder);
+// The process that measure_kills starts and kills: logs until then, or until its parent ends.
+int logging_child(const std::string& kind, const std::string& folder, pid_t parent);
 
 } // namespace load

@@ -3,6 +3,7 @@
 #include "curve.h"
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -27,6 +29,9 @@ namespace
 {
 
 constexpr unsigned writers = 4;
+
+// For the records before a kill, which take a second at most.
+constexpr std::chrono::seconds time_limit{60};
 
 // Records that each thread has confirmed.
 struct Confirmed
@@ -70,7 +75,8 @@ pid_t start_child(const std::string& kind, const std::string& folder)
     char option[] = "--logging-child";
     std::string name = kind;
     std::string where = folder;
-    char* const arguments[] = {program, option, name.data(), where.data(), nullptr};
+    std::string parent = std::to_string(getpid());
+    char* const arguments[] = {program, option, name.data(), where.data(), parent.data(), nullptr};
     const std::string root = "PLINTH_ROOT=" + folder;
     std::vector<char*> environment;
     for (char** each = environ; *each; ++each)
@@ -133,6 +139,25 @@ struct Kills
     double most = 0; // at one kill
 };
 
+// Waits until the child has confirmed so many records. False if it ended, or took too long.
+bool wait_for_records(const Counters& counters, pid_t child, unsigned wanted)
+{
+    const auto limit = std::chrono::steady_clock::now() + time_limit;
+    while (counters.sum() < wanted)
+    {
+        if (waitpid(child, nullptr, WNOHANG) != 0)
+            return false;
+        if (std::chrono::steady_clock::now() > limit)
+        {
+            kill(child, SIGKILL);
+            waitpid(child, nullptr, 0);
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
 void kill_once(const LoggerKind& kind, unsigned after, Kills& kills)
 {
     const std::string folder = bench::folder() + "/killed";
@@ -140,13 +165,7 @@ void kill_once(const LoggerKind& kind, unsigned after, Kills& kills)
     {
         const Counters counters(folder + "/counters");
         const pid_t child = start_child(kind.name, folder);
-        bool ended = false; // by itself
-        while (counters.sum() < after && !ended)
-        {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            ended = waitpid(child, nullptr, WNOHANG) != 0;
-        }
-        require(!ended, "the child that logs");
+        require(wait_for_records(counters, child, after), "the child that logs");
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
         const unsigned lost = count_lost(folder, *counters);
@@ -159,8 +178,12 @@ void kill_once(const LoggerKind& kind, unsigned after, Kills& kills)
 
 } // namespace
 
-int logging_child(const std::string& kind, const std::string& folder)
+int logging_child(const std::string& kind, const std::string& folder, pid_t parent)
 {
+    // Not longer than the parent, however that ends: also where it has ended before this call.
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent)
+        return 1;
     const Counters counters(folder + "/counters");
     for (const LoggerKind& each : logger_kinds())
     {

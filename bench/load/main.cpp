@@ -85,8 +85,8 @@ int measure(const Options& options)
 int main(int argc, char** argv)
 try
 {
-    if (argc == 4 && std::string(argv[1]) == "--logging-child")
-        return load::logging_child(argv[2], argv[3]);
+    if (argc == 5 && std::string(argv[1]) == "--logging-child")
+        return load::logging_child(argv[2], argv[3], std::atoi(argv[4]));
     Options options;
     if (!read_options(argc, argv, options))
     {

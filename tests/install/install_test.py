@@ -10,6 +10,7 @@ import os
 import re
 import shutil
 import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -85,14 +86,36 @@ class Install(unittest.TestCase):
         # Without LD_LIBRARY_PATH: CMake gives the program the place of the libraries.
         self.run_consumer(os.path.join(build, "consumer"))
 
-    def test_a_program_can_have_the_library_in_its_own_file(self):
+    def needs_archive(self):
         if FLAGS:
             self.skipTest("the archive is built without sanitizers")
+        if not os.path.exists(os.path.join(self.library, "libplinth_w32_system_static.a")):
+            self.skipTest("this build has no archive: it was configured without PLINTH_STATIC=ON")
+
+    def test_a_program_can_have_the_library_in_its_own_file(self):
+        self.needs_archive()
         build = self.with_cmake(CONSUMER, "-DCONSUMER_STATIC=ON")
         shutil.rmtree(self.library)
         program = os.path.join(build, "consumer")
         self.assertNotIn("plinth", run("readelf", "-d", program))
         self.run_consumer(program)
+
+    def test_a_library_with_the_archive_in_it_stays_when_it_is_closed(self):
+        self.needs_archive()
+        needs_program("pkg-config", "pkgconf")
+        flags = run("pkg-config", "--cflags", "--libs", "plinth_w32_system_static",
+                    env=self.environment).split()
+        library = os.path.join(self.folder, "libwith.so")
+        run(CXX, "-shared", "-fPIC", "-x", "c++", "/dev/null", "-x", "none", "-o", library, *flags)
+        # The thread that opens it has ended: objects of a thread would keep it, too.
+        mapped = run(sys.executable, "-c",
+                     "import _ctypes, sys\n"
+                     "from concurrent.futures import ThreadPoolExecutor\n"
+                     "with ThreadPoolExecutor() as pool:\n"
+                     "    handle = pool.submit(_ctypes.dlopen, sys.argv[1], 2).result()\n"
+                     "_ctypes.dlclose(handle)\n"
+                     "print(open('/proc/self/maps').read())", library)
+        self.assertIn(library, mapped)
 
     def test_configuring_says_what_was_not_tried_and_refuses_what_cannot_work(self):
         for processor, bits, compiler, version, status, said in (

@@ -8,6 +8,7 @@
 #include "trace_record.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -234,16 +235,24 @@ void QvTraceRecord::PutNumber(int number)
 void QvTraceRecord::PutThreadId()
 {
     const DWORD id = GetCurrentThreadId();
-    if (id != m_threadId || m_threadDigitCount == 0)
-    {
-        const size_t before = m_position;
-        PutNumber(static_cast<int>(id));
-        m_threadId = id;
-        m_threadDigitCount = m_position < record_limit ? m_position - before : 0; // 0: cut
-        std::memcpy(m_threadDigits, m_record + before, m_threadDigitCount * sizeof *m_record);
-        return;
-    }
-    Put(m_threadDigits, m_threadDigitCount);
+    if (id == m_threadId && m_threadDigitCount != 0)
+        return Put(m_threadDigits, m_threadDigitCount);
+    const size_t before = m_position;
+    PutNumber(static_cast<int>(id));
+    if (m_position < record_limit) // all of them had room
+        KeepThreadId(id, m_record + before, m_position - before);
+}
+
+// A fork may come between any two of these stores. While id and digits are those of different
+// threads, the count tells the child that there are no digits; so the compiler must keep the order.
+void QvTraceRecord::KeepThreadId(uint32_t id, const wchar_t* digits, size_t count)
+{
+    m_threadDigitCount = 0;
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    m_threadId = id;
+    std::memcpy(m_threadDigits, digits, count * sizeof *digits);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    m_threadDigitCount = count;
 }
 
 // Two decimals, rounded as the runtime's "%#.2f" does. Its own way for the intervals that occur is

@@ -47,6 +47,7 @@ private:
     void PutBackwards(const wchar_t* text, size_t length);
     void PutNumber(int number);
     void PutThreadId();
+    void KeepThreadId(uint32_t id, const wchar_t* digits, size_t count);
     void PutInterval(double milliseconds);
     void PutRareInterval(double milliseconds);
     void ReplaceTags(QvFormatted formatted);
