@@ -135,12 +135,15 @@ class Formats(unittest.TestCase):
         with open(CURSOR, "rb") as file:
             cursor = file.read()
         first, second = objects_of(export("--cursor", CURSOR))
-        self.assertEqual((first["lost"], "shorter" in first["text"]), (1, True))
+        self.assertEqual((first["lost"], first["uncounted"], "shorter" in first["text"]),
+                         (1, True, True))
         self.assertEqual((second["number"], second["offset"]), (1, 0))
-        with open(CURSOR, "wb") as file:
-            file.write(cursor)
-        self.assertRegex(export("--cursor", CURSOR, "--format", "rfc5424"),
-                         r'^<12>1 .* lost="1"\] records may be lost')
+        for form, wanted in (
+                ("rfc5424", r'^<12>1 .* lost="1" uncounted="true"\] records may be lost'),
+                ("journal", r"\nPLINTH_LOST=1\nPLINTH_UNCOUNTED=true\n")):
+            with open(CURSOR, "wb") as file:
+                file.write(cursor)
+            self.assertRegex(export("--cursor", CURSOR, "--format", form), wanted)
 
 class Resuming(unittest.TestCase):
     def check(self, records, writers, items):
