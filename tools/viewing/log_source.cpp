@@ -145,10 +145,10 @@ std::vector<LogSource::Reader> LogSource::look_for_files(const Moment& now)
     return fresh;
 }
 
-// The file is out of reach unless it is open.
+// The file is out of reach unless it is open. One that could not be read was reported then.
 void LogSource::lose(const Reader& reader)
 {
-    if (!reader->is_open() && reader->may_have_more())
+    if (!reader->is_open() && reader->may_have_more() && !m_merger.has_failed(reader))
         m_ready.push_back(uncounted_loss("records may be lost: the log file " +
                                          native_path(wide_from_utf8(reader->name().path).data()) +
                                          " was removed before it was read"));

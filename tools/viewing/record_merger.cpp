@@ -128,6 +128,8 @@ void RecordMerger::place(const Reader& reader, LogReader::Head head, const Momen
         if (reader->is_open() && ++m_open_idle > 2 * most_open)
             limit_open_idle();
     }
+    else
+        m_failed.erase(reader);
 }
 
 void RecordMerger::limit_open_idle()

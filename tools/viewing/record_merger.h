@@ -49,6 +49,11 @@ public:
     // What failed since the last call, in words for people. A file with a failure is tried again,
     // and the failure told only once while it lasts.
     std::deque<std::string> take_problems() { return std::exchange(m_problems, {}); }
+    // Whether the last try failed.
+    bool has_failed(const std::shared_ptr<LogReader>& reader) const
+    {
+        return m_failed.contains(reader);
+    }
 
 private:
     using Reader = std::shared_ptr<LogReader>;

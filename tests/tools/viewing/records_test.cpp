@@ -307,6 +307,17 @@ TEST_F(Records, OfAFileThatCantBeReadAreMissedAloudAndThoseOfOthersCome)
     EXPECT_EQ(texts[1] + texts[2], "twoone");
 }
 
+TEST_F(Records, OfAFileThatCantBeReadAndIsRemovedThenAreMissedOnce)
+{
+    append(day, at(1) + "never read\n");
+    PlinthTestFail("open", 1, 1, EACCES);
+    const auto source = open({folder});
+    EXPECT_EQ(come(*source, 100ms).size(), 1u);
+    PlinthTestReset();
+    std::filesystem::remove(path(day));
+    EXPECT_EQ(come(*source), Texts{});
+}
+
 TEST_F(Records, OfAFileThatCantBeReadAtTheStartAreNotRepeatedWhenItIsResumed)
 {
     append(day, at(1) + "exported before\n");
