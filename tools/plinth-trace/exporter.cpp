@@ -120,7 +120,10 @@ void Exporter::tell_vanished()
     if (!m_cursor)
         return;
     for (const std::string& path : std::exchange(m_replaced, {}))
+    {
         tell(path, "replaced");
+        m_cursor->forget(path); // the new file may stay without a record until the next export
+    }
     for (const std::string& path : m_cursor->take_vanished())
         tell(path, "removed");
     m_written += m_output.waiting();
@@ -219,6 +222,12 @@ void Exporter::finish()
         return;
     if (m_source.ended())
         settle(0);
+    // What became of the others was reported by this export; the next one would report it again.
+    std::set<std::string> unfinished = m_source.read_paths();
+    for (const Step& step : m_steps) // their last records may not have arrived
+        for (const auto& [path, entry] : step.entries)
+            unfinished.insert(path);
+    m_cursor->forget_missing_but(unfinished);
     m_next_save = Clock::now();
     save();
 }

@@ -51,6 +51,14 @@ bool LogSource::ended() const
     return m_ready.empty() && (m_is_over || (m_stopped && m_merger.is_past(INT64_MAX)));
 }
 
+std::set<std::string> LogSource::read_paths() const
+{
+    std::set<std::string> paths = m_merger.paths();
+    for (const auto& [path, reader] : m_files)
+        paths.insert(path);
+    return paths;
+}
+
 void LogSource::stop()
 {
     if (std::exchange(m_stopped, true) || m_is_over)

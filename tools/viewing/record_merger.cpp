@@ -156,6 +156,16 @@ void RecordMerger::finish(bool reads)
         reader->finish(reads);
 }
 
+std::set<std::string> RecordMerger::paths() const
+{
+    std::set<std::string> paths;
+    for (const Reader& reader : m_heads)
+        paths.insert(reader->name().path);
+    for (const Reader& reader : m_idle)
+        paths.insert(reader->name().path);
+    return paths;
+}
+
 bool RecordMerger::is_past(Time time) const
 {
     return m_heads.empty() || (*m_heads.begin())->key() > time;

@@ -43,6 +43,9 @@ public:
     // The files are not followed: nothing more is read, or nothing more will be written.
     void finish(bool reads);
 
+    // Of all files that may give further records.
+    std::set<std::string> paths() const;
+
     // Whether no record is left with a time up to this one, as far as was seen.
     bool is_past(Time time) const;
 
