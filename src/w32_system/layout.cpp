@@ -1,5 +1,6 @@
-// Where the fields of the interface's structures and classes are. Programs that were compiled against an
-// earlier header rely on it, so a field that moves must not go unnoticed. The same on all systems.
+// Where the fields of the interface's structures and classes are. Programs that were compiled
+// against an earlier header rely on it, so a field that moves must not go unnoticed. The same on
+// all systems.
 #include <atomic>
 #include <cstddef>
 #include <list>

@@ -61,13 +61,13 @@ bool add_file(Known& known, const LogName& name)
 {
     const auto key = std::make_tuple(name.id, name.date, name.number);
     const auto [first, last] = known.equal_range(key);
-    const bool is_known =
-        std::any_of(first, last,
-                    [&name](const auto& other)
-                    {
-                        return other.second == name.path ||
-                               are_one_file(wide_from_utf8(other.second), wide_from_utf8(name.path));
-                    });
+    const bool is_known = std::any_of(first, last,
+                                      [&name](const auto& other)
+                                      {
+                                          return other.second == name.path ||
+                                                 are_one_file(wide_from_utf8(other.second),
+                                                              wide_from_utf8(name.path));
+                                      });
     if (!is_known)
         known.emplace(key, name.path);
     return !is_known;
