@@ -1,6 +1,10 @@
-// Where the fields of the interface's structures are. Programs that were compiled against an
-// earlier header rely on it, so a field that moves must not go unnoticed. The same on all systems.
+// Where the fields of the interface's structures and classes are. Programs that were compiled
+// against an earlier header rely on it, so a field that moves must not go unnoticed. The same on
+// all systems.
+#include <atomic>
 #include <cstddef>
+#include <list>
+#include <map>
 #include <vector>
 
 #include <plinth_w32_pthreadVC.h>
@@ -73,8 +77,80 @@ static_assert(sizeof(QV_PROTOENT) == 24);
 AT(CSyncCacheMember, m_szText, 0);
 static_assert(sizeof(CSyncCacheMember) == 1024);
 
+static_assert(sizeof(CQvByteArrayW32) == 24 && alignof(CQvByteArrayW32) == 8);
+static_assert(sizeof(CQvRscData) == 16 && alignof(CQvRscData) == 8);
+static_assert(sizeof(CQvTraceExecutionTime) == 32 && alignof(CQvTraceExecutionTime) == 8);
+
+// The standard leaves open whether a class with virtual functions has offsets; these compilers give
+// them.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winvalid-offsetof"
+
+AT(COutDbgStringSync, m_bValid, 8);
+AT(COutDbgStringSync, m_eventDBWIN_BUFFER_READY, 16);
+AT(COutDbgStringSync, m_eventDBWIN_DATA_READY, 24);
+AT(COutDbgStringSync, m_SharedFile, 32);
+AT(COutDbgStringSync, m_SharedMem, 40);
+AT(COutDbgStringSync, m_sa, 48);
+AT(COutDbgStringSync, m_sd, 72);
+static_assert(sizeof(COutDbgStringSync) == 112 && alignof(COutDbgStringSync) == 8);
+
 namespace
 {
+
+// The orders of members among which are some whose sizes the standard library or the system sets.
+struct CacheLike
+{
+    std::list<CSyncCacheMember> texts;
+    CRITICAL_SECTION lock;
+};
+
+struct FrameworkLike
+{
+    void* functions;
+    bool first;
+    HWND parent;
+    std::map<int32_t, void*> windows;
+    std::atomic<int32_t> pending;
+    HANDLE listener;
+    uint32_t listenerId;
+    std::atomic<bool> listenerRuns;
+    HANDLE adder;
+    uint32_t adderId;
+    std::atomic<bool> adderRuns;
+    COutDbgStringSync channel;
+    CacheLike cache;
+    std::atomic<uint32_t> listenerStage, adderStage;
+};
+
+static_assert(sizeof(CSyncCache) == sizeof(CacheLike) && alignof(CSyncCache) == alignof(CacheLike));
+static_assert(sizeof(CDebugFramework) == sizeof(FrameworkLike) &&
+              alignof(CDebugFramework) == alignof(FrameworkLike));
+
+#define SAME(member, like)                                                                         \
+    static_assert(offsetof(DerivedFramework, member) == offsetof(FrameworkLike, like))
+
+// Classes of programs use the protected members.
+struct DerivedFramework : CDebugFramework
+{
+    static void Check()
+    {
+        SAME(m_bFirstItem, first);
+        SAME(m_hParent, parent);
+        SAME(m_Windows, windows);
+        SAME(m_lPending, pending);
+        SAME(m_ListenerThread, listener);
+        SAME(m_uListenerThreadId, listenerId);
+        SAME(m_bListenerRun, listenerRuns);
+        SAME(m_AdderThread, adder);
+        SAME(m_uAdderThreadId, adderId);
+        SAME(m_bAdderRun, adderRuns);
+        SAME(m_Sync, channel);
+        SAME(m_Cache, cache);
+    }
+};
+
+#pragma GCC diagnostic pop
 
 // The order of a pool's members with the room for the objects of the threads module, whose sizes
 // differ from system to system (threadpool.h asserts them).

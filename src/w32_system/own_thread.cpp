@@ -70,7 +70,9 @@ void QvLeaveThread(QvThreadStage& stage)
 void QvEndThread(HANDLE thread, QvThreadStage& stage, DWORD limit, DWORD exitCode)
 {
     constexpr DWORD termination_limit = 1000; // ms; the end itself takes none
-    constexpr DWORD last_steps_limit = 5;     // ms, of a few instructions outside the loader's lock
+    // ms; only some instructions, but a thread that another one displaces in the middle of them may
+    // hold the lock of the heap, and terminated there it would never release that.
+    constexpr DWORD last_steps_limit = 200;
     DWORD patience = limit;
     if (QvIsDetaching())
     {

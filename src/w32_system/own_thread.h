@@ -40,5 +40,6 @@ void QvLeaveThread(QvThreadStage& stage);
 // Waits at most so many milliseconds for a thread that was asked to end, then terminates it, and
 // closes the handle. The thread uses what it was given until it has ended, and a termination only
 // starts the end: that is waited for too, for a second at most. While the library is being unloaded
-// a thread that doesn't run isn't waited for.
+// a thread that has not begun, or has left the library's code, has 200 ms: it may need the loader's
+// lock, which it won't get, or only some instructions more.
 void QvEndThread(HANDLE thread, QvThreadStage& stage, DWORD limit, DWORD exitCode);

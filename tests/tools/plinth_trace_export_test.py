@@ -135,12 +135,15 @@ class Formats(unittest.TestCase):
         with open(CURSOR, "rb") as file:
             cursor = file.read()
         first, second = objects_of(export("--cursor", CURSOR))
-        self.assertEqual((first["lost"], "shorter" in first["text"]), (1, True))
+        self.assertEqual((first["lost"], first["uncounted"], "shorter" in first["text"]),
+                         (1, True, True))
         self.assertEqual((second["number"], second["offset"]), (1, 0))
-        with open(CURSOR, "wb") as file:
-            file.write(cursor)
-        self.assertRegex(export("--cursor", CURSOR, "--format", "rfc5424"),
-                         r'^<12>1 .* lost="1"\] records may be lost')
+        for form, wanted in (
+                ("rfc5424", r'^<12>1 .* lost="1" uncounted="true"\] records may be lost'),
+                ("journal", r"\nPLINTH_LOST=1\nPLINTH_UNCOUNTED=true\n")):
+            with open(CURSOR, "wb") as file:
+                file.write(cursor)
+            self.assertRegex(export("--cursor", CURSOR, "--format", form), wanted)
 
 class Resuming(unittest.TestCase):
     def check(self, records, writers, items):
@@ -233,6 +236,25 @@ class Resuming(unittest.TestCase):
         self.assertRegex(replaced["text"], "-05.log was replaced while no export ran")
         self.assertRegex(removed["text"], "-04.log was removed while no export ran")
         self.assertNotEqual(key_of(one), key_of(record), "it is another file")
+        self.assertEqual(export("--cursor", CURSOR), "")
+        write_log("qvapp_2024-03-05.log", b"")
+        replaced, = objects_of(export("--cursor", CURSOR))
+        self.assertIn("was replaced", replaced["text"])
+        self.assertEqual(export("--cursor", CURSOR), "", "told once, also without a new record")
+
+    def test_a_file_that_was_removed_while_an_export_read_it_is_not_told_of_by_the_next_one(self):
+        def shown(text):
+            with open(OUTPUT, "rb") as file:
+                return text in file.read()
+        with Running("--output", OUTPUT) as running:
+            until(lambda: os.path.exists(OUTPUT))
+            write_log("qvapp_2024-03-04.log", (STAMP % 1 + "read\n").encode())
+            until(lambda: shown(b"read"))
+            os.remove(log_path("qvapp_2024-03-04.log"))
+            write_log("qvapp_2024-03-05.log", (STAMP % 2 + "of a later look\n").encode())
+            until(lambda: shown(b"later look"))
+            running.send_signal(signal.SIGTERM)
+            self.assertEqual(running.wait(PATIENCE), 0)
         self.assertEqual(export("--cursor", CURSOR), "")
 
     def test_a_record_that_is_still_written_has_the_key_that_it_has_later(self):

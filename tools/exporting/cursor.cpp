@@ -119,6 +119,19 @@ bool Cursor::was_in_use(const CursorEntry& entry) const
     return last == unknown_time || m_newest == unknown_time || last >= m_newest - day;
 }
 
+void Cursor::forget(const std::string& path)
+{
+    if (m_entries.erase(path) > 0)
+        m_is_saved = false;
+}
+
+void Cursor::forget_missing_but(const std::set<std::string>& kept)
+{
+    if (std::erase_if(m_entries, [&kept](const auto& entry)
+                      { return !kept.contains(entry.first) && is_missing(entry.first); }) > 0)
+        m_is_saved = false;
+}
+
 size_t Cursor::forget_missing()
 {
     return std::erase_if(m_entries, [](const auto& entry) { return is_missing(entry.first); });

@@ -5,6 +5,7 @@
 // output that was already written; so after a stop some records come again, and none is missing.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,11 @@ public:
     std::vector<std::string> take_vanished();
     // Whether a file was in use then.
     bool was_in_use(const CursorEntry& entry) const;
+
+    // Forgets one file.
+    void forget(const std::string& path);
+    // Forgets the files that are no longer there, but for those with these paths.
+    void forget_missing_but(const std::set<std::string>& kept);
 
     // Takes over how far files were exported; save writes it. Files that are no longer there are
     // forgotten.

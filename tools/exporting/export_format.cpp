@@ -69,7 +69,11 @@ std::string as_exported_json(const Record& record, const Place* place, const std
                ",\"number\":" + std::to_string(place->number) +
                ",\"session\":" + std::to_string(place->session);
     if (record.is_loss())
+    {
         out += ",\"lost\":" + std::to_string(record.lost);
+        if (record.is_uncounted)
+            out += ",\"uncounted\":true";
+    }
     else
     {
         out += ",\"pid\":" + (record.process ? std::to_string(record.process) : "null");

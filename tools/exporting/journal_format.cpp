@@ -58,6 +58,8 @@ std::string as_journal(const Record& record, const Place* place, const std::stri
         append_field(out, "PLINTH_WINDOW", std::to_string(record.window));
     if (record.is_loss())
         append_number("PLINTH_LOST", record.lost);
+    if (record.is_uncounted)
+        append_field(out, "PLINTH_UNCOUNTED", "true");
     return out + '\n';
 }
 

@@ -81,6 +81,8 @@ std::string as_syslog(const Record& record, const Place* place, const std::strin
     }
     if (record.is_loss())
         append_parameter(out, "lost", std::to_string(record.lost));
+    if (record.is_uncounted)
+        append_parameter(out, "uncounted", "true");
     return out + "] " + escaped(record.text) + '\n';
 }
 

@@ -81,35 +81,49 @@ Exporter::Exporter(ExportOptions options)
 {
 }
 
-// A file that can't be read is told of when it is read.
 void Exporter::begin(LogReader& reader, const Moment& now)
-try
 {
+    const std::string& path = reader.name().path;
+    m_undecided.erase(path); // of a former file of this path
     if (!m_cursor)
         return;
-    const auto known = m_cursor->entries().find(reader.name().path);
-    if (known != m_cursor->entries().end() &&
-        !reader.resume(known->second.progress, known->second.mark, now) && !m_is_running &&
-        m_cursor->was_in_use(known->second))
-        m_replaced.push_back(known->first);
-}
-catch (const Failure&)
-{
+    const auto known = m_cursor->entries().find(path);
+    if (known == m_cursor->entries().end())
+        return;
+    try
+    {
+        reader.resume(known->second.progress, known->second.mark, now);
+    }
+    catch (const Failure&)
+    {
+        // The log source reports it when it reads the file, and tries again.
+    }
+    if (m_is_running || !m_cursor->was_in_use(known->second))
+        return;
+    if (reader.resumed() == LogReader::Resumed::other_file)
+        m_replaced.push_back(path);
+    else if (reader.resumed() == LogReader::Resumed::not_yet)
+        m_undecided.insert(path);
 }
 
-// What became of files while no export ran. Nobody knows what else was in them.
+// What became of a file while no export ran. Nobody knows what else was in it.
+void Exporter::tell(const std::string& path, const char* what)
+{
+    const Record loss = uncounted_loss("records may be lost: the log file " + native(path) +
+                                       " was " + what + " while no export ran");
+    m_output.add(exported(loss, nullptr, m_host, m_options.format));
+}
+
 void Exporter::tell_vanished()
 {
     m_is_running = true;
     if (!m_cursor)
         return;
-    const auto tell = [this](const std::string& path, const char* what)
-    {
-        add(uncounted_loss("records may be lost: the log file " + native(path) + " was " + what +
-                           " while no export ran"));
-    };
     for (const std::string& path : std::exchange(m_replaced, {}))
+    {
         tell(path, "replaced");
+        m_cursor->forget(path); // the new file may stay without a record until the next export
+    }
     for (const std::string& path : m_cursor->take_vanished())
         tell(path, "removed");
     m_written += m_output.waiting();
@@ -159,6 +173,9 @@ void Exporter::add(const Record& record)
     Place place;
     if (reader)
     {
+        if (m_undecided.erase(reader->name().path) > 0 &&
+            reader->resumed() == LogReader::Resumed::other_file)
+            tell(reader->name().path, "replaced");
         const LogProgress& progress = reader->progress();
         place = {.file = native(reader->name().path),
                  .mark = reader->mark(),
@@ -205,6 +222,12 @@ void Exporter::finish()
         return;
     if (m_source.ended())
         settle(0);
+    // What became of the others was reported by this export; the next one would report it again.
+    std::set<std::string> unfinished = m_source.read_paths();
+    for (const Step& step : m_steps) // their last records may not have arrived
+        for (const auto& [path, entry] : step.entries)
+            unfinished.insert(path);
+    m_cursor->forget_missing_but(unfinished);
     m_next_save = Clock::now();
     save();
 }

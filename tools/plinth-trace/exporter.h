@@ -9,6 +9,7 @@
 #include <chrono>
 #include <deque>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,7 @@ private:
     };
 
     void begin(LogReader& reader, const Moment& now);
+    void tell(const std::string& path, const char* what);
     void tell_vanished();
     bool take(unsigned milliseconds);
     void add(const Record& record);
@@ -64,6 +66,7 @@ private:
     uint64_t m_kept_back; // bytes
     bool m_is_running = false;
     std::vector<std::string> m_replaced; // paths that named other files when this export started
+    std::set<std::string> m_undecided;   // paths whose files couldn't be read then
     LogSource m_source;                  // reads the cursor
 
     uint64_t m_written = 0;  // bytes

@@ -1,6 +1,7 @@
 #include "log_inputs.h"
 
 #include <algorithm>
+#include <map>
 #include <tuple>
 #include <utility>
 
@@ -50,6 +51,26 @@ bool is_log_path(std::string_view path)
 std::string identity(const LogName& name)
 {
     return name.path + '\n' + std::to_string(name.id.first) + ' ' + std::to_string(name.id.second);
+}
+
+// The files that were found, by what is known of them without opening them.
+using Known = std::multimap<std::tuple<FileId, std::string, uint64_t>, std::string>; // paths
+
+// Adds the file; false if it was there, perhaps with another path.
+bool add_file(Known& known, const LogName& name)
+{
+    const auto key = std::make_tuple(name.id, name.date, name.number);
+    const auto [first, last] = known.equal_range(key);
+    const bool is_known = std::any_of(first, last,
+                                      [&name](const auto& other)
+                                      {
+                                          return other.second == name.path ||
+                                                 are_one_file(wide_from_utf8(other.second),
+                                                              wide_from_utf8(name.path));
+                                      });
+    if (!is_known)
+        known.emplace(key, name.path);
+    return !is_known;
 }
 
 // A file by its path alone: its size and time of writing are those of its folder's entry.
@@ -112,8 +133,7 @@ LogInputs::Input LogInputs::file_input(const std::string& path, bool is_there, G
 std::vector<LogInputs::Found> LogInputs::find(std::string& problem) const
 {
     std::vector<Found> all;
-    // A folder, or a file, may have several names.
-    std::set<std::tuple<FileId, std::string, uint64_t>> known;
+    Known known; // a folder, or a file, may have several names
     for (size_t place = 0; place < m_inputs.size(); ++place)
     {
         std::vector<LogName> names;
@@ -126,7 +146,7 @@ std::vector<LogInputs::Found> LogInputs::find(std::string& problem) const
             problem = failure.what();
         }
         for (LogName& name : names)
-            if (known.emplace(name.id, name.date, name.number).second)
+            if (add_file(known, name))
                 all.push_back({std::move(name), place});
     }
     return all;

@@ -174,7 +174,8 @@ std::string_view LogReader::text() const
 // Reads the next block behind what is held; false if there is none.
 bool LogReader::fill(const Moment& now)
 {
-    if (!m_reads || (!m_file && !open(now)))
+    const bool is_ready = m_file && m_resumed != Resumed::not_yet;
+    if (!m_reads || (!is_ready && !open(now)))
         return false;
     m_must_look = false;
     drop_taken();
@@ -228,6 +229,8 @@ bool LogReader::open(const Moment& now)
     if (m_name.id != FileId{} && file->id().value_or(m_name.id) != m_name.id)
         return false;
     m_file = std::move(file);
+    if (m_resumed == Resumed::not_yet)
+        resume_former(now);
     if (m_start == 0)
         return true;
     m_form = m_file->is_wide() ? LogForm::wide : LogForm::ansi;

@@ -73,9 +73,17 @@ public:
     // Of the file; known when a record was taken.
     const LogMark& mark() const { return m_mark; }
 
-    // Goes on behind the record after which another reader had this progress. False if the file is
-    // another one: then it is read from its start. Failure if it can't be read.
-    bool resume(const LogProgress& progress, const LogMark& mark, const Moment& now);
+    enum class Resumed
+    {
+        not_yet, // the file couldn't be read
+        done,
+        other_file, // it is read from its start
+    };
+
+    // Goes on after the record after which another reader had this progress, unless the file is
+    // another one. Failure if it can't be read; then that is done when it is opened later.
+    void resume(const LogProgress& progress, const LogMark& mark, const Moment& now);
+    Resumed resumed() const { return m_resumed; } // what became of the call
 
     // What a look at the folder has told.
     void found(const LogName& name, const Moment& now);
@@ -105,6 +113,7 @@ private:
     bool is_whole(const Moment& now);
     bool fill(const Moment& now);
     bool open(const Moment& now);
+    void resume_former(const Moment& now);
     void drop_taken();
     std::string witness() const;
     bool learn_form();
@@ -146,6 +155,10 @@ private:
     LogMark m_mark;
     LogProgress m_progress; // its numbers count what take has returned
     uint64_t m_taken_offset = 0;
+
+    Resumed m_resumed = Resumed::done; // not_yet: m_former is still to be resumed
+    LogMark m_former_mark;
+    LogProgress m_former;
 
     Ticks m_grown{};           // when what came last was read, or was written, if that is known
     uint64_t m_known = 0;      // so many bytes were there

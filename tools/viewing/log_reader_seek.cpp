@@ -70,28 +70,35 @@ Time LogReader::last_time(const Moment& now)
     return clock.is_certain() ? last : unknown_time;
 }
 
-bool LogReader::resume(const LogProgress& progress, const LogMark& mark, const Moment& now)
+void LogReader::resume(const LogProgress& progress, const LogMark& mark, const Moment& now)
 {
+    rest();
     restart();
-    if (mark.length == 0 || (!m_file && !open(now)))
-        return false;
-    if (mark_of(mark.length) != mark)
-    {
+    m_former = progress;
+    m_former_mark = mark;
+    m_resumed = mark.length == 0 ? Resumed::other_file : Resumed::not_yet;
+    if (m_resumed == Resumed::not_yet && open(now))
         rest();
-        return false;
+}
+
+// Of a file that was just opened and of which nothing is held.
+void LogReader::resume_former(const Moment& now)
+{
+    if (mark_of(m_former_mark.length) != m_former_mark)
+    {
+        m_resumed = Resumed::other_file;
+        return;
     }
-    m_form = m_file->is_wide() ? LogForm::wide : LogForm::ansi;
-    m_mark = mark;
-    m_progress = progress;
-    m_start = m_taken_offset = progress.offset;
-    m_last = progress.last;
+    m_resumed = Resumed::done;
+    m_mark = m_former_mark;
+    m_progress = m_former;
+    m_start = m_taken_offset = m_former.offset;
+    m_last = m_former.last;
     m_clock.resume(m_last);
     if (m_last != unknown_time)
         believe(m_last, now);
-    m_cutter.set_lines(progress.has_lines);
-    m_skips_end = progress.skips_end;
-    rest();
-    return true;
+    m_cutter.set_lines(m_former.has_lines);
+    m_skips_end = m_former.skips_end;
 }
 
 // A stamp is all that the mark is made of: the line behind it may still be written. Without one it

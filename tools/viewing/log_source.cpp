@@ -51,6 +51,14 @@ bool LogSource::ended() const
     return m_ready.empty() && (m_is_over || (m_stopped && m_merger.is_past(INT64_MAX)));
 }
 
+std::set<std::string> LogSource::read_paths() const
+{
+    std::set<std::string> paths = m_merger.paths();
+    for (const auto& [path, reader] : m_files)
+        paths.insert(path);
+    return paths;
+}
+
 void LogSource::stop()
 {
     if (std::exchange(m_stopped, true) || m_is_over)
@@ -145,10 +153,10 @@ std::vector<LogSource::Reader> LogSource::look_for_files(const Moment& now)
     return fresh;
 }
 
-// The file is out of reach unless it is open.
+// The file is out of reach unless it is open. One that could not be read was reported then.
 void LogSource::lose(const Reader& reader)
 {
-    if (!reader->is_open() && reader->may_have_more())
+    if (!reader->is_open() && reader->may_have_more() && !m_merger.has_failed(reader))
         m_ready.push_back(uncounted_loss("records may be lost: the log file " +
                                          native_path(wide_from_utf8(reader->name().path).data()) +
                                          " was removed before it was read"));

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,10 @@ public:
     std::string what() const override { return m_inputs.what(); }
 
     bool has_files() const { return !m_files.empty(); } // when it looked last
+
+    // Of the files that were there at the last look, and of removed ones that are not read to their
+    // ends yet.
+    std::set<std::string> read_paths() const;
 
     // The file of the record that next has returned last; null for news that are no file's.
     const LogReader* giver() const { return m_giver.get(); }

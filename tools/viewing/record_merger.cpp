@@ -128,6 +128,8 @@ void RecordMerger::place(const Reader& reader, LogReader::Head head, const Momen
         if (reader->is_open() && ++m_open_idle > 2 * most_open)
             limit_open_idle();
     }
+    else
+        m_failed.erase(reader);
 }
 
 void RecordMerger::limit_open_idle()
@@ -152,6 +154,16 @@ void RecordMerger::finish(bool reads)
         reader->finish(reads);
     for (const Reader& reader : m_idle)
         reader->finish(reads);
+}
+
+std::set<std::string> RecordMerger::paths() const
+{
+    std::set<std::string> paths;
+    for (const Reader& reader : m_heads)
+        paths.insert(reader->name().path);
+    for (const Reader& reader : m_idle)
+        paths.insert(reader->name().path);
+    return paths;
 }
 
 bool RecordMerger::is_past(Time time) const

@@ -43,12 +43,20 @@ public:
     // The files are not followed: nothing more is read, or nothing more will be written.
     void finish(bool reads);
 
+    // Of all files that may give further records.
+    std::set<std::string> paths() const;
+
     // Whether no record is left with a time up to this one, as far as was seen.
     bool is_past(Time time) const;
 
     // What failed since the last call, in words for people. A file with a failure is tried again,
     // and the failure told only once while it lasts.
     std::deque<std::string> take_problems() { return std::exchange(m_problems, {}); }
+    // Whether the last try failed.
+    bool has_failed(const std::shared_ptr<LogReader>& reader) const
+    {
+        return m_failed.contains(reader);
+    }
 
 private:
     using Reader = std::shared_ptr<LogReader>;

@@ -12,7 +12,8 @@
 namespace trace
 {
 
-// Differs for two files that had one path, one after the other.
+// Differs for two files that had one path, one after the other. Files with different paths may have
+// the same: are_one_file tells whether they are one.
 using FileId = std::pair<uint64_t, uint64_t>;
 
 // Of a file, or a link to one: opening and reading it never waits for anybody. Nothing for a
@@ -22,5 +23,8 @@ std::optional<FileId> regular_file_id(const WideText& path);
 
 // The same of an open file; nothing if the system doesn't tell.
 std::optional<FileId> open_file_id(HANDLE file);
+
+// Whether two paths with the same id name one file. False if that can't be found out.
+bool are_one_file(const WideText& path, const WideText& other);
 
 } // namespace trace

@@ -54,10 +54,11 @@ protected:
         moment.wall += time / 1us;
         moment.ticks += time;
     }
-    std::unique_ptr<LogSource> open(const Texts& inputs, const LogBounds& bounds = {})
+    std::unique_ptr<LogSource> open(const Texts& inputs, const LogBounds& bounds = {},
+                                    LogSource::Begin begin = {})
     {
-        return std::make_unique<LogSource>(LogInputs(inputs, false), bounds,
-                                           [this] { return moment; });
+        return std::make_unique<LogSource>(
+            LogInputs(inputs, false), bounds, [this] { return moment; }, std::move(begin));
     }
     // What comes within a time, without the stamps; of a loss its text.
     Texts come(Source& source, std::chrono::milliseconds time = 2s,
@@ -304,6 +305,47 @@ TEST_F(Records, OfAFileThatCantBeReadAreMissedAloudAndThoseOfOthersCome)
     ASSERT_EQ(texts.size(), 3u) << "the file is tried again";
     EXPECT_NE(texts[0].find("can't be opened"), std::string::npos) << texts[0];
     EXPECT_EQ(texts[1] + texts[2], "twoone");
+}
+
+TEST_F(Records, OfAFileThatCantBeReadAndIsRemovedThenAreMissedOnce)
+{
+    append(day, at(1) + "never read\n");
+    PlinthTestFail("open", 1, 1, EACCES);
+    const auto source = open({folder});
+    EXPECT_EQ(come(*source, 100ms).size(), 1u);
+    PlinthTestReset();
+    std::filesystem::remove(path(day));
+    EXPECT_EQ(come(*source), Texts{});
+}
+
+TEST_F(Records, OfAFileThatCantBeReadAtTheStartAreNotRepeatedWhenItIsResumed)
+{
+    append(day, at(1) + "exported before\n");
+    const auto former = open({folder});
+    EXPECT_EQ(come(*former), Texts{"exported before"});
+    const auto resume = [&](LogReader& reader, const Moment& now)
+    {
+        try
+        {
+            reader.resume(former->giver()->progress(), former->giver()->mark(), now);
+        }
+        catch (const Failure&)
+        {
+        }
+    };
+    append(day, at(2) + "fresh\n");
+    for (const unsigned failures : {1, 2, 3})
+    {
+        PlinthTestFail("open", 1, failures, EACCES);
+        const Texts texts = come(*open({folder}, {}, resume), 4s);
+        PlinthTestReset();
+        ASSERT_EQ(texts.size(), failures == 1 ? 1u : 2u) << testing::PrintToString(texts);
+        EXPECT_EQ(texts.back(), "fresh");
+    }
+    test::write_file(path(day), at(3) + "another file\n");
+    PlinthTestFail("open", 1, 1, EACCES);
+    EXPECT_EQ(come(*open({folder}, {}, resume)), Texts{"another file"});
+    PlinthTestReset();
 }
 
 TEST_F(Records, OfAFileThatIsReplacedAfterItWasFoundComeOnceAndTheFormerOneIsMissed)

@@ -151,7 +151,8 @@ void (*g_await)() = nullptr;
 
 // While the library goes with a window open: waits that ran out, and what becomes of threads of the
 // program that begin or end meanwhile.
-constexpr DWORD long_wait = 1000; // ms; a shorter one may run out
+constexpr DWORD long_wait = 1000; // ms; a shorter one may run out,
+constexpr DWORD sooner = 5;       // and does so after this time
 std::atomic<int> g_waitsInVain{0};
 bool g_threadsMeet = false; // the next time that the window class goes, which goes last
 std::atomic<bool> g_begun{false};
@@ -303,7 +304,9 @@ TEST_INSTEAD DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds)
     const bool fence = g_unload == Unload::sets_the_fence;
     if (fence)
         reach(Unload::waits);
-    const DWORD result = g_waitForObject(object, milliseconds);
+    const bool is_short = t_unloads && milliseconds < long_wait;
+    const DWORD result =
+        g_waitForObject(object, is_short ? std::min(milliseconds, sooner) : milliseconds);
     if (fence && g_held)
         g_cameBackEarly = true;
     g_waitsInVain += t_unloads && result == WAIT_TIMEOUT && milliseconds >= long_wait;
