@@ -109,6 +109,7 @@ bool RecordModel::update(Session::Clock::duration longest)
 {
     if (const int stale = static_cast<int>(m_view.stale()); stale > 0)
     {
+        emit rowsAboutToBeDropped(stale);
         beginRemoveRows({}, 0, stale - 1);
         m_view.trim();
         m_rows -= stale;

@@ -70,6 +70,11 @@ public:
     trace::RecordView record(int row) const { return m_view.record(static_cast<size_t>(row)); }
     uint64_t takeMissed() { return m_view.take_missed(); }
 
+signals:
+    // So many rows at the top, whose records are no longer kept. Before rowsAboutToBeRemoved, after
+    // which the selection has already moved to another row.
+    void rowsAboutToBeDropped(int count);
+
 private:
     // What the cells of a row have in common: they are asked for one after the other.
     struct RowParts
