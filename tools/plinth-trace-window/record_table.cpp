@@ -282,6 +282,8 @@ void RecordTable::showFound()
                              : 0;
     QString text = index > 0 ? tr("%L1 of %L2").arg(index).arg(m_found.count())
                              : tr("%L1 hits").arg(m_found.count());
+    if (const size_t unknown = m_found.unknown(); unknown > 0)
+        text += tr(", given up in %L1 records").arg(unknown);
     constexpr int percent = 100;
     if (const double progress = m_found.progress(); progress < 1)
         text += tr(", %1 % searched").arg(static_cast<int>(progress * percent));
