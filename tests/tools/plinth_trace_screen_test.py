@@ -115,6 +115,18 @@ class Screen(unittest.TestCase):
         viewer.press("x", "row 0 of 0")
         viewer.press("x" + ERASE + "\r" + "ew", "of 100;", self.at(viewer, 200, line))
 
+    def test_an_expression_with_the_divider_in_it_stays_whole(self):
+        viewer = self.watching("--include", r"number 1\d;;z|number 29\d")
+        viewer.press("i\r" + "x295\r", "of 9;")
+
+    def test_the_output_file_has_the_records_of_the_wanted_windows(self):
+        path = os.path.join(ROOT, "windows.txt")
+        viewer = self.watching("--window", "1", "--output", path, count=8)
+        viewer.press("q")
+        viewer.wait()
+        with open(path, encoding="utf-8") as file:
+            self.assertEqual(re.findall(r"number (\d)", file.read()), ["1", "4", "7"])
+
     def test_what_is_full_keeps_the_place_too(self):
         viewer = Terminal(self, "watch", "--keep", "64K")
         viewer.until("watching")

@@ -1,6 +1,7 @@
 #include "filter_bar.h"
 
 #include <algorithm>
+#include <climits>
 
 #include <QHBoxLayout>
 #include <QLineEdit>
@@ -19,6 +20,8 @@ namespace
 
 constexpr int wide = 3;   // parts of the bar for an expression,
 constexpr int narrow = 2; // and for ids
+
+constexpr const char* process_divider = ";;"; // names may have blanks and commas
 
 QStringList words(const QLineEdit& field)
 {
@@ -52,7 +55,7 @@ FilterBar::FilterBar(QWidget* parent)
       m_windows(new QLineEdit)
 {
     m_processes->setPlaceholderText(tr("Processes"));
-    m_processes->setToolTip(tr("Ids or names of processes, several divided by blanks; with a ! "
+    m_processes->setToolTip(tr("Ids or names of processes, several divided by ;; and with a ! "
                                "before it, one that is not shown"));
     m_windows->setPlaceholderText(tr("Window ids"));
     m_windows->setToolTip(tr("Window ids, several divided by blanks"));
@@ -66,6 +69,7 @@ FilterBar::FilterBar(QWidget* parent)
     for (QLineEdit* const field : {m_processes, m_windows})
     {
         field->setClearButtonEnabled(true);
+        field->setMaxLength(INT_MAX); // a view may have thousands of window ids
         field->setAccessibleName(field->placeholderText());
         layout->addWidget(field, narrow);
     }
@@ -108,11 +112,12 @@ void FilterBar::writeTo(trace::ViewSettings& settings) const
     settings.processes.clear();
     settings.excluded_processes.clear();
     settings.windows = {};
-    for (const QString& word : words(*m_processes))
-        if (word.startsWith(u'!'))
-            settings.excluded_processes.push_back(word.mid(1).toStdString());
-        else
-            settings.processes.push_back(word.toStdString());
+    for (const QString& part :
+         m_processes->text().split(QLatin1String(process_divider), Qt::SkipEmptyParts))
+        if (const QString who = part.trimmed(); who.startsWith(u'!'))
+            settings.excluded_processes.push_back(who.mid(1).toStdString());
+        else if (!who.isEmpty())
+            settings.processes.push_back(who.toStdString());
     for (const QString& word : words(*m_windows))
     {
         bool isNumber = false;
@@ -139,7 +144,7 @@ QString FilterBar::setSettings(const trace::ViewSettings& settings)
         processes += QString::fromStdString(who);
     for (const std::string& who : settings.excluded_processes)
         processes += u'!' + QString::fromStdString(who);
-    m_processes->setText(processes.join(u' '));
+    m_processes->setText(processes.join(QLatin1String(process_divider)));
     QStringList windows;
     for (const int32_t id : settings.windows)
         windows += QString::number(id);

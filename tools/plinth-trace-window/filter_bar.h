@@ -2,7 +2,7 @@
 // processes, window ids.
 //
 // A process is an id or a name; with a "!" before it, it is one that is not shown. Several are
-// divided by blanks or commas, as are window ids.
+// divided by ";;", since a name may have blanks; window ids by blanks or commas.
 #pragma once
 
 #include <optional>

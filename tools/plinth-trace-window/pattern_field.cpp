@@ -1,5 +1,6 @@
 #include "pattern_field.h"
 
+#include <climits>
 #include <utility>
 
 #include <QStringList>
@@ -11,12 +12,12 @@ namespace trace_window
 namespace
 {
 
-constexpr const char* separator = ";;";
+constexpr QLatin1String separator{trace::pattern_divider.data(),
+                                  static_cast<qsizetype>(trace::pattern_divider.size())};
 
-// An expression of the command line as it stands in the field: two semicolons in it don't divide.
 QString without_separator(const std::string& text)
 {
-    return QString::fromStdString(text).replace(QLatin1String(separator), QLatin1String(";(?:;)"));
+    return QString::fromStdString(trace::without_divider(text));
 }
 
 QString joined(const std::vector<std::string>& texts)
@@ -24,7 +25,7 @@ QString joined(const std::vector<std::string>& texts)
     QStringList list;
     for (const std::string& text : texts)
         list += without_separator(text);
-    return list.join(QLatin1String(separator));
+    return list.join(separator);
 }
 
 } // namespace
@@ -35,6 +36,7 @@ PatternField::PatternField(const QString& placeholder, const std::vector<std::st
 {
     setPlaceholderText(placeholder);
     setClearButtonEnabled(true);
+    setMaxLength(INT_MAX); // settings must come out of it as they went in
     for (const std::string& each : texts)
         m_patterns.emplace_back(each);
     setText(joined(texts));
@@ -59,7 +61,7 @@ void PatternField::setTexts(const std::vector<std::string>& texts)
 
 void PatternField::add(const std::string& text)
 {
-    setText(this->text() + (this->text().isEmpty() ? QString() : QLatin1String(separator)) +
+    setText(this->text() + (this->text().isEmpty() ? QString() : separator) +
             without_separator(text));
 }
 
@@ -69,7 +71,7 @@ void PatternField::compile(const QString& text)
     m_problem.clear();
     try
     {
-        for (const QString& part : text.split(QLatin1String(separator), Qt::SkipEmptyParts))
+        for (const QString& part : text.split(separator, Qt::SkipEmptyParts))
             patterns.emplace_back(part.toStdString());
     }
     catch (const trace::BadPattern& problem)

@@ -17,6 +17,8 @@ namespace
 
 using namespace std::chrono_literals;
 
+constexpr size_t row_bytes = 8; // that the header of a table's rows takes for each of them
+
 constexpr auto first_page_time = 15ms; // for the rows that a changed filter shows at once
 
 constexpr trace::Column meta_columns[] = {trace::Column::number, trace::Column::time,
@@ -33,6 +35,11 @@ QString fromUtf8(std::string_view text)
 RecordModel::RecordModel(Session& session, trace::Filter filter, QObject* parent)
     : QAbstractTableModel(parent), m_session(session), m_view(session.store, std::move(filter))
 {
+}
+
+RecordModel::~RecordModel()
+{
+    setRows(0);
 }
 
 int RecordModel::rowCount(const QModelIndex& parent) const
@@ -109,9 +116,10 @@ bool RecordModel::update(Session::Clock::duration longest)
 {
     if (const int stale = static_cast<int>(m_view.stale()); stale > 0)
     {
+        emit rowsAboutToBeDropped(stale);
         beginRemoveRows({}, 0, stale - 1);
         m_view.trim();
-        m_rows -= stale;
+        setRows(m_rows - stale);
         endRemoveRows();
     }
     const bool more = m_view.advance_for(longest);
@@ -121,12 +129,20 @@ bool RecordModel::update(Session::Clock::duration longest)
     return !more;
 }
 
+// What the table takes up for the rows counts as the store's, as do the view's own row numbers.
+void RecordModel::setRows(int rows)
+{
+    m_rows = rows;
+    const size_t now = static_cast<size_t>(rows) * row_bytes;
+    m_session.store.use().change(std::exchange(m_use, now), now);
+}
+
 void RecordModel::addRows(int first, int count)
 {
     if (count == 0)
         return;
     beginInsertRows({}, first, first + count - 1);
-    m_rows += count;
+    setRows(m_rows + count);
     endInsertRows();
     addFields(first, count);
 }
@@ -150,7 +166,7 @@ void RecordModel::setFilter(trace::Filter filter, uint64_t anchor)
     m_view.set_filter(std::move(filter), anchor);
     m_view.advance_for(first_page_time);
     m_view.take_added();
-    m_rows = static_cast<int>(m_view.rows());
+    setRows(static_cast<int>(m_view.rows()));
     endResetModel();
     addFields(0, m_rows);
 }
@@ -168,7 +184,7 @@ void RecordModel::cleared()
     beginResetModel();
     m_view.cleared();
     m_view.take_added();
-    m_rows = 0;
+    setRows(0);
     endResetModel();
 }
 

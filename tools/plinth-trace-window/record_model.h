@@ -40,6 +40,7 @@ public:
 
     // The session outlives the model.
     RecordModel(Session& session, trace::Filter filter, QObject* parent = nullptr);
+    ~RecordModel() override;
 
     int rowCount(const QModelIndex& parent = {}) const override;
     int columnCount(const QModelIndex& parent = {}) const override;
@@ -70,6 +71,11 @@ public:
     trace::RecordView record(int row) const { return m_view.record(static_cast<size_t>(row)); }
     uint64_t takeMissed() { return m_view.take_missed(); }
 
+signals:
+    // So many rows at the top, whose records are no longer kept. Before rowsAboutToBeRemoved, after
+    // which the selection has already moved to another row.
+    void rowsAboutToBeDropped(int count);
+
 private:
     // What the cells of a row have in common: they are asked for one after the other.
     struct RowParts
@@ -84,6 +90,7 @@ private:
     QVariant background(int row) const;
     QVariant foreground(int row) const;
     void forgetParts();
+    void setRows(int rows);
     void addRows(int first, int count);
     void addFields(int first, int count);
 
@@ -94,6 +101,7 @@ private:
     trace::Time m_chosen = trace::unknown_time;
     int m_rows = 0; // those that were announced
     int m_fields = 1;
+    size_t m_use = 0; // bytes that the store counts
     mutable RowParts m_parts;
 };
 

@@ -46,6 +46,7 @@ RecordTable::RecordTable(Session& session, QWidget* parent)
             [this] { m_place.reset(); });
     connect(view()->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             &RecordTable::takeCurrent);
+    connect(m_rows, &RecordModel::rowsAboutToBeDropped, this, &RecordTable::dropCurrent);
 }
 
 RecordTable::~RecordTable()
@@ -147,6 +148,17 @@ void RecordTable::takeCurrent(const QModelIndex& current)
     m_chosen = m_rows->number(current.row());
     m_rows->setChosen(*m_chosen);
     emit recordChosen(*m_chosen);
+}
+
+// Else the next row would become the current one, as if the user had chosen it: the table would
+// scroll there and stop following, and linked views with it.
+void RecordTable::dropCurrent(int rows)
+{
+    const QModelIndex current = view()->currentIndex();
+    if (!current.isValid() || current.row() >= rows)
+        return;
+    const QScopedValueRollback<bool> placing(m_placing, true);
+    view()->selectionModel()->clearCurrentIndex();
 }
 
 void RecordTable::choose(uint64_t number)
@@ -270,6 +282,8 @@ void RecordTable::showFound()
                              : 0;
     QString text = index > 0 ? tr("%L1 of %L2").arg(index).arg(m_found.count())
                              : tr("%L1 hits").arg(m_found.count());
+    if (const size_t unknown = m_found.unknown(); unknown > 0)
+        text += tr(", given up in %L1 records").arg(unknown);
     constexpr int percent = 100;
     if (const double progress = m_found.progress(); progress < 1)
         text += tr(", %1 % searched").arg(static_cast<int>(progress * percent));

@@ -74,6 +74,7 @@ private:
     void goTo(const Place& place);
     void makeCurrent(int row);
     void takeCurrent(const QModelIndex& current);
+    void dropCurrent(int rows);
     std::optional<trace::Pattern> patternOf(const QString& text);
     void jump();
     void showFound();

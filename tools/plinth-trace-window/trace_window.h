@@ -83,6 +83,7 @@ protected:
 private:
     void makeStatusBar();
     void makeViews();
+    void showFirst();
     trace::ViewSettings asStarted() const;
     void addViews(const trace::ViewerSettings& settings);
     trace::ViewerSettings settings() const;
@@ -108,7 +109,7 @@ private:
     QLabel* m_notes = nullptr;
     std::deque<int32_t> m_fresh;  // window ids that wait for their tabs
     size_t m_automatic = 0;       // tabs that were made for window ids
-    trace::ViewerSettings m_kept; // as they are in the file
+    trace::ViewerSettings m_kept; // as this window kept them last
     QTimer m_timer;
     QTimer m_keepTimer;
     bool m_paused = false;

@@ -1,10 +1,13 @@
 // The views of the window: made, kept in the settings, loaded and saved by name.
 #include "trace_window.h"
 
+#include <utility>
+
 #include "cell_text.h"
 #include "colours.h"
 #include "failure.h"
 #include "settings_file.h"
+#include "settings_merge.h"
 #include "view_area.h"
 #include "window_commands.h"
 #include "window_settings.h"
@@ -29,12 +32,18 @@ void TraceWindow::makeViews()
         first.setAutomatic(isGiven); // the options' choice is for this time
     }
     addViews(loaded.settings);
+    showFirst();
+    m_commands->showStateOf(view());
+}
+
+// The first view is the one that is written to the output file.
+void TraceWindow::showFirst()
+{
     ViewPage& first = *m_area->pages().front();
     m_session.output_filter = first.filter();
     m_area->bringToFront(first);
     connect(&first, &ViewPage::filterChanged, this,
             [this, shown = &first] { m_session.output_filter = shown->filter(); });
-    m_commands->showStateOf(first);
 }
 
 trace::ViewSettings TraceWindow::asStarted() const
@@ -122,7 +131,7 @@ bool TraceWindow::loadViews(const QString& path)
     m_area->clear();
     m_automatic = 0;
     addViews(loaded.settings);
-    m_area->bringToFront(*m_area->pages().front());
+    showFirst();
     m_fresh.assign(m_session.windows.begin(), m_session.windows.end());
     step();
     return true;
@@ -135,11 +144,16 @@ void TraceWindow::keepSettings()
     const trace::ViewerSettings now = settings();
     if (now == m_kept)
         return;
-    m_kept = now; // also when it fails: once is enough to be told
+    // Also when it fails: once is enough to be told.
+    const trace::ViewerSettings before = std::exchange(m_kept, now);
     told(tr("Views and layout are not kept: %1"),
          [&]
          {
-             if (const std::string news = trace::save_settings(m_settingsPath, now); !news.empty())
+             // Another window may have written the file meanwhile.
+             const trace::ViewerSettings file = trace::load_settings(m_settingsPath).settings;
+             const std::string news =
+                 trace::save_settings(m_settingsPath, trace::merged(file, before, now));
+             if (!news.empty())
                  tell(lineOf(news));
          });
 }

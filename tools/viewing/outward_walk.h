@@ -37,7 +37,7 @@ public:
     double progress(uint64_t first, uint64_t end)
     {
         clamp(first, end);
-        return end == first
+        return end <= first // below: what a pause held has been dropped
                    ? 1
                    : static_cast<double>(m_high - m_low) / static_cast<double>(end - first);
     }

@@ -20,6 +20,15 @@ struct Pattern::Shared
     uint64_t given_up = 0;
 };
 
+// By its number, which means a semicolon within brackets too.
+std::string without_divider(std::string text)
+{
+    constexpr std::string_view undivided = ";\\x3b";
+    for (size_t at = 0; (at = text.find(pattern_divider, at)) != std::string::npos;)
+        text.replace(at, pattern_divider.size(), undivided);
+    return text;
+}
+
 std::string literal(std::string_view text)
 {
     std::string out;

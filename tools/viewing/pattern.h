@@ -57,6 +57,11 @@ std::unique_ptr<PatternEngine> make_pattern_engine(const std::string& text, Case
 // The expression that finds just this text.
 std::string literal(std::string_view text);
 
+// Where people type several expressions in one line, this divides them.
+inline constexpr std::string_view pattern_divider = ";;";
+// The same expression without a divider in it.
+std::string without_divider(std::string text);
+
 // Copies share the compiled expression and its count. Not for several threads at once.
 class Pattern
 {

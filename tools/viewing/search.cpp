@@ -27,15 +27,21 @@ bool Search::advance(size_t most)
     follow_view();
     if (!m_pattern)
         return false;
-    const bool more = m_walk.advance(
-        m_view.examined_from(), m_view.examined_to(), most,
-        [&](uint64_t number)
-        {
-            if (m_view.shows(number) && m_pattern->in(m_view.store()[number].text) == Found::yes)
-                m_hits.add(number);
-        });
+    const bool more = m_walk.advance(m_view.examined_from(), m_view.examined_to(), most,
+                                     [&](uint64_t number) { look_at(number); });
     count_use();
     return more;
+}
+
+void Search::look_at(uint64_t number)
+{
+    if (!m_view.shows(number))
+        return;
+    const Found found = m_pattern->in(m_view.store()[number].text);
+    if (found == Found::yes)
+        m_hits.add(number);
+    else if (found == Found::gave_up)
+        m_unknown.add(number);
 }
 
 bool Search::advance_for(std::chrono::steady_clock::duration longest)
@@ -109,18 +115,20 @@ void Search::follow_view()
         start_over(m_view.examined_to());
     }
     m_hits.drop_below(m_view.store().first());
+    m_unknown.drop_below(m_view.store().first());
 }
 
 void Search::start_over(uint64_t anchor)
 {
     m_hits.clear();
+    m_unknown.clear();
     m_walk = OutwardWalk(anchor);
     count_use();
 }
 
 void Search::count_use()
 {
-    const size_t now = m_hits.bytes();
+    const size_t now = m_hits.bytes() + m_unknown.bytes();
     m_view.store().use().change(std::exchange(m_use, now), now);
 }
 

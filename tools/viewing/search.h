@@ -40,6 +40,8 @@ public:
 
     // What was found so far, by record numbers.
     size_t count() const { return m_hits.size(); }
+    // Records of which it is not known whether they are hits: the pattern has given up.
+    size_t unknown() const { return m_unknown.size(); }
     bool has(uint64_t number) const { return m_hits.has(number); }
     // The next hit after the record, or before it; after the last one comes the first. Without a
     // number the first, or the last. Nothing if there is none.
@@ -53,6 +55,7 @@ public:
     std::vector<size_t> marks(size_t parts) const;
 
 private:
+    void look_at(uint64_t number);
     void follow_view();
     void start_over(uint64_t anchor);
     void count_use();
@@ -60,6 +63,7 @@ private:
     const View& m_view;
     std::optional<Pattern> m_pattern;
     RowSet m_hits;
+    RowSet m_unknown;
     OutwardWalk m_walk;
     uint64_t m_generation;
     size_t m_use = 0; // bytes that the store counts

@@ -189,8 +189,11 @@ LoadedSettings load_settings(const std::string& path)
 std::string save_settings(const std::string& path, const ViewerSettings& settings)
 {
     const bool keeps_damaged = is_to_be_kept(path);
+    const std::string text = settings_text(settings);
+    if (text.size() > most_bytes)
+        refuse(path, "they are longer than the 4 MiB that can be read again");
     const std::string fresh = path + ".new-" + std::to_string(GetCurrentProcessId());
-    write_new(path, fresh, settings_text(settings));
+    write_new(path, fresh, text);
     std::string kept;
     if (keeps_damaged)
         kept = put_aside(path);

@@ -98,6 +98,7 @@ TEST_F(StoreView, RowsOfRecordsThatWentGoTooAndWhatWentDuringAPauseIsMissed)
     EXPECT_EQ(view.take_missed(), 0u);
     view.pause();
     add("ghijkl");
+    EXPECT_EQ(view.progress(), 1.0) << "all up to the pause has gone: nothing is left to do";
     view.resume();
     EXPECT_EQ(rows(), "ijkl");
     EXPECT_EQ(view.take_missed(), 2u);

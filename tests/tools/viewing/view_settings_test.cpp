@@ -48,11 +48,11 @@ ViewerSettings some_settings()
 class SettingsFile : public testing::Test
 {
 protected:
-    std::string failure_of_saving()
+    std::string failure_of_saving(const ViewerSettings& settings = some_settings())
     {
         try
         {
-            save_settings(path, some_settings());
+            save_settings(path, settings);
         }
         catch (const Failure& failure)
         {
@@ -121,6 +121,8 @@ TEST_F(SettingsFile, ThatCantBeReplacedIsLeftAndTheReasonTold)
     EXPECT_NE(failure_of_saving().find("no regular file"), std::string::npos);
     path = folder + "/y.views";
     write_file(path, settings_text({}));
+    const ViewerSettings too_long{.views = {{.name = "x", .include = {std::string(5 << 20, 'x')}}}};
+    EXPECT_NE(failure_of_saving(too_long).find("4 MiB"), std::string::npos);
     PlinthTestFail("write", 1, 0, ENOSPC);
     const std::string failure = failure_of_saving();
     PlinthTestReset();

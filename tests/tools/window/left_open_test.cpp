@@ -13,6 +13,7 @@
 #include "hit_marks.h"
 #include "pattern_field.h"
 #include "record_table.h"
+#include "view_area.h"
 #include "window_on_a_display.h"
 
 namespace
@@ -44,6 +45,13 @@ TEST_F(ViewerLeftOpen, ATableThatWasScrolledUpStaysWhenOldRecordsAreDropped)
 {
     options.keep = 1 << 20;
     const auto window = reading(test::lines(2000), 2000);
+    trace_window::ViewPage& scrolled = window->view();
+    RecordTable& linked = window->addView(QStringLiteral("Linked"), {}, 1).table();
+    ASSERT_TRUE(eventually([&] { return linked.rows().rowCount() == 2000; }));
+    window->area().bringToFront(scrolled);
+    window->area().setLinked(true);
+    window->table()->goToRow(5); // one of those that are dropped
+    linked.setFollowing(true);
     window->table()->view()->setTopRow(1900);
     ASSERT_FALSE(window->table()->isFollowing());
     const std::string before = top_number(*window);
@@ -56,6 +64,8 @@ TEST_F(ViewerLeftOpen, ATableThatWasScrolledUpStaysWhenOldRecordsAreDropped)
     }
     EXPECT_TRUE(drops());
     EXPECT_EQ(top_number(*window), before);
+    EXPECT_EQ(window->table()->chosen(), std::nullopt);
+    EXPECT_TRUE(linked.isFollowing());
 }
 
 TEST_F(ViewerLeftOpen, AChangedFilterKeepsTheChosenRecordAndItsPlaceOrTheNearestOne)

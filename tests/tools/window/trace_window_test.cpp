@@ -135,6 +135,14 @@ TEST_F(TraceViewer, WritesWhatItShowsToAFile)
     append("three\n");
     EXPECT_TRUE(eventually([&] { return test::read_file(shown) == "two\nthree\n"; }))
         << "also while it is paused";
+    const QString views = QString::fromStdString(test::root() + "/output.views");
+    type(window->excludeField(), "four");
+    ASSERT_TRUE(window->saveViews(views));
+    type(window->excludeField(), "");
+    ASSERT_TRUE(window->loadViews(views));
+    append("four\nfive\n");
+    EXPECT_TRUE(eventually([&] { return has(window->counts(), "all 5"); }));
+    EXPECT_EQ(test::read_file(shown), "two\nthree\nfive\n") << "by the views that were loaded";
     options.output = "/missing/folder/file";
     EXPECT_THROW(TraceWindow{options}, trace::Failure);
 }

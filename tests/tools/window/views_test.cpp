@@ -80,7 +80,7 @@ TEST_F(Views, AreKeptWithTheirFiltersColumnsAndPlacesUntilTheNextStart)
         ViewPage& mine = window.addView(QStringLiteral("Mine \u00fc"), {}, 1);
         type(mine.bar().include(), "^t;;\"x\\dy\"");
         type(mine.bar().highlight(), "w");
-        type(mine.bar().processes(), "17 !editor");
+        type(mine.bar().processes(), "17;; !my editor ");
         mine.table().view()->setColumnHidden(RecordModel::TimeColumn, true);
         mine.table().view()->setColumnWidth(RecordModel::NumberColumn, 123);
         window.close();
@@ -93,10 +93,28 @@ TEST_F(Views, AreKeptWithTheirFiltersColumnsAndPlacesUntilTheNextStart)
     EXPECT_EQ(window.area().sideOf(mine), 1);
     EXPECT_EQ(mine.bar().include()->text(), QStringLiteral("^t;;\"x\\dy\""));
     EXPECT_EQ(mine.bar().highlight()->text(), QStringLiteral("w"));
-    EXPECT_EQ(mine.bar().processes()->text(), QStringLiteral("17 !editor"));
+    EXPECT_EQ(mine.bar().processes()->text(), QStringLiteral("17;;!my editor"));
     EXPECT_TRUE(mine.table().view()->isColumnHidden(RecordModel::TimeColumn));
     EXPECT_FALSE(mine.table().view()->isColumnHidden(RecordModel::ProcessColumn));
     EXPECT_EQ(mine.table().view()->columnWidth(RecordModel::NumberColumn), 123);
+}
+
+TEST_F(Views, OfTwoWindowsWithOneFileAreAllKept)
+{
+    TraceWindow first(options, settings);
+    first.addView(QStringLiteral("Shared"), {});
+    first.addView(QStringLiteral("Closed"), {});
+    first.keepSettings();
+    TraceWindow second(options, settings);
+    type(first.area().pages()[1]->bar().include(), "changed");
+    first.addView(QStringLiteral("Of the first"), {});
+    first.area().remove(*first.area().pages()[2]);
+    first.keepSettings();
+    second.addView(QStringLiteral("Of the second"), {});
+    second.keepSettings();
+    const TraceWindow third(options, settings);
+    EXPECT_EQ(titles(third), QStringList({"All", "Shared", "Of the first", "Of the second"}));
+    EXPECT_EQ(third.area().pages()[1]->bar().include()->text(), QStringLiteral("changed"));
 }
 
 TEST_F(Views, OfADamagedFileAreToldAndOfALaterVersionNotOverwritten)
@@ -147,8 +165,13 @@ TEST_F(Views, ThatAreLinkedShowTheNeighboursOfWhatIsChosenInOneOfThem)
 TEST_F(Views, OfThousandsOfWindowIdsAreInAList)
 {
     std::string text;
+    trace::ViewSettings all;
     for (int i = 1; i <= 10'000; ++i)
+    {
         text += "|wndid:" + std::to_string(i) + "| text\n";
+        all.windows.insert(i);
+    }
+    all.include.assign(40, std::string(1'000, 'x') + "|");
     const auto window = reading(text, 10'000);
     EXPECT_TRUE(eventually([&] { return window->tabs()->count() == 100; }));
     auto& list = *window->findChild<trace_window::WindowList*>();
@@ -157,6 +180,9 @@ TEST_F(Views, OfThousandsOfWindowIdsAreInAList)
     emit list.windowChosen(9999);
     EXPECT_TRUE(shows(window->view(), 1));
     EXPECT_EQ(cell(*window, 0, RecordModel::NumberColumn), "9999");
+    const trace::ViewSettings kept = window->addView(QStringLiteral("Many"), all).settings();
+    EXPECT_TRUE(kept.windows == all.windows) << kept.windows.size();
+    EXPECT_EQ(kept.include, all.include);
 }
 
 TEST_F(Views, HaveAStripThatGoesToTheTimeUnderTheMouse)

@@ -22,9 +22,9 @@ bool Feed::collect(std::chrono::milliseconds wait, Clock::duration longest)
     Clock::time_point end{};
     while (m_source->next_view(record, collected == 0 ? static_cast<unsigned>(wait.count()) : 0))
     {
-        if (m_output)
-            prepare_output(record);
         m_store.append(record);
+        if (m_output) // as the store has it: with its window, which the filter asks for
+            prepare_output(m_store[m_store.end() - 1]);
         if (collected++ == 0)
             end = Clock::now() + longest;
         else if (collected % look_at_clock == 0 && Clock::now() >= end)

@@ -4,6 +4,7 @@
 
 #include "failure.h"
 #include "full_screen/viewer.h"
+#include "interruption.h"
 #include "output_file.h"
 #include "text.h"
 #include "time_option.h"
@@ -133,6 +134,10 @@ void Viewer::next_time_mode()
 
 void Viewer::save(bool all)
 {
+    // What a changed filter hasn't got to yet is shown too, in a moment.
+    while (!all && m_view.advance_for(std::chrono::seconds(1)) && !interrupted())
+    {
+    }
     try
     {
         const std::string name = free_name(all ? "all" : "shown");

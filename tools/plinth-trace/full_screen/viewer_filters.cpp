@@ -48,7 +48,7 @@ std::string highlights_text(const ViewSettings& wanted)
     std::vector<std::string> texts;
     for (const HighlightSetting& highlight : wanted.highlights)
         texts.push_back(highlight.expression);
-    return joined(texts);
+    return joined_expressions(std::move(texts));
 }
 
 bool filters_alike(const ViewSettings& a, const ViewSettings& b)
@@ -118,13 +118,13 @@ void Viewer::ask_for(const std::string& label, const std::string& text, PutText 
 
 void Viewer::ask_for_include()
 {
-    ask_for("include: ", joined(m_wanted.include),
+    ask_for("include: ", joined_expressions(m_wanted.include),
             [](ViewSettings& wanted, const std::string& text) { wanted.include = divided(text); });
 }
 
 void Viewer::ask_for_exclude()
 {
-    ask_for("exclude: ", joined(m_wanted.exclude),
+    ask_for("exclude: ", joined_expressions(m_wanted.exclude),
             [](ViewSettings& wanted, const std::string& text) { wanted.exclude = divided(text); });
 }
 

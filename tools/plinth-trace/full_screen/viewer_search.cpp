@@ -97,7 +97,7 @@ void Viewer::next_hit(bool forward)
     go_to(*hit);
 }
 
-// "12 of 345 hits", and how far it is.
+// "12 of 345 hits", in how many records the search was given up, and how far it is.
 std::string Viewer::search_status() const
 {
     if (!m_search.pattern())
@@ -106,6 +106,8 @@ std::string Viewer::search_status() const
     const size_t index = selected ? m_search.index_of(*selected) : 0;
     std::string text = "; " + (index ? "hit " + std::to_string(index) + " of " : std::string()) +
                        std::to_string(m_search.count()) + " hits";
+    if (const size_t unknown = m_search.unknown(); unknown > 0)
+        text += ", given up in " + std::to_string(unknown) + " records";
     if (const double done = m_search.progress(); done < 1)
         text += ", searching " + std::to_string(static_cast<int>(done * 100)) + " %";
     return text;

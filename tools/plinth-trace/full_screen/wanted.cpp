@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <iterator>
+#include <utility>
 
 #include "failure.h"
 
@@ -12,7 +13,7 @@ namespace trace::full_screen
 namespace
 {
 
-constexpr std::string_view divider = ";;";
+constexpr std::string_view divider = pattern_divider;
 
 constexpr uint32_t colours[] = {0xFFFF00, 0x00FF00, 0x00FFFF, 0xFF00FF, 0xFF0000, 0x5050FF};
 
@@ -37,7 +38,7 @@ ViewSettings wanted_by(const ViewOptions& options)
     wanted.windows = options.filter.windows;
     for (const WantedProcess& process : options.filter.processes)
         wanted.processes.push_back(text_of(process));
-    wanted.highlights = highlights_from(joined(options.highlight), {});
+    wanted.highlights = highlights_from(joined_expressions(options.highlight), {});
     return wanted;
 }
 
@@ -47,6 +48,13 @@ std::string joined(const std::vector<std::string>& texts)
     for (const std::string& text : texts)
         line += (line.empty() ? "" : std::string(divider)) + text;
     return line;
+}
+
+std::string joined_expressions(std::vector<std::string> expressions)
+{
+    for (std::string& expression : expressions)
+        expression = without_divider(std::move(expression));
+    return joined(expressions);
 }
 
 std::vector<std::string> divided(std::string_view line)

@@ -19,6 +19,8 @@ ViewSettings wanted_by(const ViewOptions& options);
 
 // Several texts in one line, divided by ";;".
 std::string joined(const std::vector<std::string>& texts);
+// Of expressions: a ";;" in one doesn't divide it.
+std::string joined_expressions(std::vector<std::string> expressions);
 std::vector<std::string> divided(std::string_view line);
 
 // Highlights keep their colours; new ones get the next of a few.
