@@ -32,7 +32,8 @@ extern "C" ULONGLONG GetTickCount64(void)
     return static_cast<ULONGLONG>(coarse_ms());
 }
 
-extern "C" BOOL QueryPerformanceCounter(LARGE_INTEGER* count)
+// Without the stack protector, as QV_GetTimeCounter.
+extern "C" __attribute__((no_stack_protector)) BOOL QueryPerformanceCounter(LARGE_INTEGER* count)
 {
     timespec now;
     ::clock_gettime(CLOCK_MONOTONIC, &now); // can't fail for this clock
