@@ -108,7 +108,7 @@ bool StartsWith(const wchar_t* text, const wchar_t (&tag)[tag_length + 1])
 const wchar_t* EndOfPlain(const wchar_t* at, const wchar_t* end)
 {
     constexpr ptrdiff_t short_run = 8;
-    for (const wchar_t* const near = at + std::min(end - at, short_run); at != near; ++at)
+    for (const wchar_t* const last = at + std::min(end - at, short_run); at != last; ++at)
         if (!*at || *at == L'|')
             return at;
     constexpr ptrdiff_t block_size = 16;
