@@ -40,6 +40,12 @@ void finish(View& view)
     }
 }
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr size_t sanitizers_share = size_t{1} << 30; // what they keep is resident too
+#else
+constexpr size_t sanitizers_share = 0;
+#endif
+
 size_t resident()
 {
     std::ifstream file("/proc/self/statm");
@@ -246,7 +252,7 @@ TEST(StoreMemory, IsWhatIsKeptAndIsGivenBackByAClear)
     }
     std::printf("soak: %zu KiB resident for %zu KiB kept, %zu of them records\n", most >> 10,
                 keep >> 10, static_cast<size_t>(store.end() - store.first()));
-    EXPECT_LT(most, keep / 10 * 11);
+    EXPECT_LT(most, keep / 10 * 11 + sanitizers_share);
     EXPECT_GT(store.end() - store.first(), keep / 200) << "what is kept is mostly texts";
     store.clear();
     for (size_t i = 0; i < views.size(); ++i)
@@ -255,7 +261,7 @@ TEST(StoreMemory, IsWhatIsKeptAndIsGivenBackByAClear)
         searches[i]->advance(1);
     }
     give_back_heap();
-    EXPECT_LT(resident(), before + (2 << 20));
+    EXPECT_LT(resident(), before + (2 << 20) + sanitizers_share);
 }
 
 } // namespace

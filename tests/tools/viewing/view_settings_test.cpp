@@ -208,7 +208,8 @@ TEST(RecordColumns, HaveStampMarkerAndTagOutOfTheText)
         EXPECT_EQ(text_of(record, TextForm::raw, storage), each.text);
     }
     const std::string many(2'000, '\t');
-    const Fields fields(many + "end");
+    const std::string ended = many + "end"; // fields are views of it
+    const Fields fields(ended);
     EXPECT_EQ(fields.size(), Fields::most);
     EXPECT_EQ(count_fields(many), Fields::most);
     EXPECT_TRUE(fields[Fields::most - 1].ends_with("\tend")) << "the last field has the rest";
