@@ -123,6 +123,7 @@ struct FrameworkLike
     std::atomic<uint32_t> listenerStage, adderStage;
 };
 
+// NOLINTBEGIN(misc-redundant-expression): that both sides are equal is what is asserted
 static_assert(sizeof(CSyncCache) == sizeof(CacheLike) && alignof(CSyncCache) == alignof(CacheLike));
 static_assert(sizeof(CDebugFramework) == sizeof(FrameworkLike) &&
               alignof(CDebugFramework) == alignof(FrameworkLike));
@@ -170,3 +171,4 @@ struct PoolLike
 } // namespace
 
 static_assert(sizeof(CThreadPool) == sizeof(PoolLike) && alignof(CThreadPool) == alignof(PoolLike));
+// NOLINTEND(misc-redundant-expression)
