@@ -82,7 +82,7 @@ std::string put_aside(const std::string& path)
     constexpr int most = 1000;
     for (int number = 1; number < most; ++number)
     {
-        const std::string aside = path + ".damaged-" + std::to_string(number);
+        std::string aside = path + ".damaged-" + std::to_string(number);
         if (move_file(path, aside, 0))
             return aside;
         const DWORD error = GetLastError();

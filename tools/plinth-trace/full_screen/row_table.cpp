@@ -18,7 +18,7 @@ chtype selected(chtype style, bool is_selected)
 }
 
 // Those of the first list, and what they leave of the second.
-std::vector<Mark> laid_over(std::vector<Mark> above, const std::vector<Mark>& below)
+std::vector<Mark> laid_over(const std::vector<Mark>& above, const std::vector<Mark>& below)
 {
     std::vector<Mark> all = above;
     for (const Mark& mark : below)

@@ -12,7 +12,6 @@ namespace
 
 constexpr ptrdiff_t wheel_rows = 3;
 constexpr ptrdiff_t sideways = 8; // columns
-constexpr int escape = 27;
 constexpr int first_beyond_ascii = 0x80;
 
 // The key's number; 0 for characters that mean nothing here.
