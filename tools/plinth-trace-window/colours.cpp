@@ -1,6 +1,7 @@
 #include "colours.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 
 #include <QApplication>
@@ -85,7 +86,7 @@ QColor textOnGround(const QPalette& palette)
 QColor processGround(uint32_t process, const QPalette& palette)
 {
     const double turns = process * golden_angle;
-    return QColor::fromHslF(static_cast<float>(turns - static_cast<int64_t>(turns)),
+    return QColor::fromHslF(static_cast<float>(turns - std::floor(turns)),
                             static_cast<float>(faint_saturation),
                             static_cast<float>(isDark(palette) ? faint_dark : faint_light));
 }

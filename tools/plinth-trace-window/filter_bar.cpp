@@ -36,7 +36,7 @@ std::vector<std::string> good(const std::vector<std::string>& texts, QString& pr
     for (const std::string& text : texts)
         try
         {
-            trace::Pattern{text};
+            static_cast<void>(trace::Pattern(text));
             out.push_back(text);
         }
         catch (const trace::BadPattern& bad)

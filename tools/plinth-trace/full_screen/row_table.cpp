@@ -92,7 +92,7 @@ std::vector<Mark> RowTable::marks_of(const TableRow& row, const Highlights& high
     for (const Highlight& place : highlights.in(row.text))
         if (place.colour < colours.size())
             marks.push_back({place.span, m_palette.highlight(colours[place.colour])});
-    return hits.empty() ? marks : laid_over(std::move(hits), marks);
+    return hits.empty() ? marks : laid_over(hits, marks);
 }
 
 void RowTable::draw(LinePainter& painter, const TableRow& row, const Highlights& highlights,
