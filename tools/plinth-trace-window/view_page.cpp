@@ -82,7 +82,7 @@ QString ViewPage::apply(const trace::ViewSettings& settings)
     m_others = settings.others;
     m_raw = isOn(m_others, raw_setting);
     m_byProcess = isOn(m_others, by_process_setting);
-    const QString problem = m_bar->setSettings(settings);
+    QString problem = m_bar->setSettings(settings);
     m_columns->apply(settings);
     applyFilter();
     applyStyle();
