@@ -1,7 +1,7 @@
 // Threads that trace at once, beside as many with the bare system call and with another logger.
 //
 // What counts is the time from the start of all threads to the end of the last one, divided by the
-// records of all: a thread that comes to its turn rarely must not look fast.
+// records of all: a thread that seldom gets the lock must not look fast.
 #include <atomic>
 #include <string>
 
@@ -23,7 +23,7 @@ namespace
 constexpr double step = 0.25;   // what the numbers with two decimals grow by
 constexpr int records = 12'000; // of all threads together
 
-// Bytes of a record of the log as it stands there: stamp, text, CR LF.
+// Bytes of a record in the log: stamp, text, CR LF.
 constexpr size_t record_length = 101;
 
 template <class Each> void on_all_threads(benchmark::State& state, Each each)

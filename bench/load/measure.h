@@ -51,7 +51,7 @@ size_t threads_now();
 void raise_file_limit();
 
 // Nanoseconds from the moment at which so many threads are let loose until all of them are through.
-// The moment is taken before any of them goes on: on a busy machine the caller may be late.
+// The start time is taken before any thread goes on, since the caller may run late.
 template <class Each> double on_threads(size_t count, Each each)
 {
     using Clock = std::chrono::steady_clock;

@@ -1,5 +1,5 @@
-// The words of a stretch of text and how often each comes, and how those of neighbouring stretches
-// add up. A word is a run of the letters A to Z without regard to case.
+// Counts the words of a part of a text, and adds up the counts of two neighbouring parts. A word is
+// a run of the letters A to Z without regard to case.
 #pragma once
 
 #include <cstddef>

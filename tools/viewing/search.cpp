@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "advance_in_time.h"
+
 namespace trace
 {
 
@@ -46,12 +48,7 @@ void Search::look_at(uint64_t number)
 
 bool Search::advance_for(std::chrono::steady_clock::duration longest)
 {
-    constexpr size_t portion = 512; // records between two looks at the clock
-    const auto stop = std::chrono::steady_clock::now() + longest;
-    while (advance(portion))
-        if (std::chrono::steady_clock::now() >= stop)
-            return true;
-    return false;
+    return advance_in_time(longest, [this](size_t most) { return advance(most); });
 }
 
 double Search::progress() const

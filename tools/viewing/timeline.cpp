@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "advance_in_time.h"
+
 namespace trace
 {
 
@@ -48,12 +50,7 @@ bool Timeline::advance(size_t most)
 
 bool Timeline::advance_for(std::chrono::steady_clock::duration longest)
 {
-    constexpr size_t portion = 512; // records between two looks at the clock
-    const auto stop = std::chrono::steady_clock::now() + longest;
-    while (advance(portion))
-        if (std::chrono::steady_clock::now() >= stop)
-            return true;
-    return false;
+    return advance_in_time(longest, [this](size_t most) { return advance(most); });
 }
 
 std::optional<uint64_t> Timeline::record_at(Time time) const

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "advance_in_time.h"
+
 namespace trace
 {
 
@@ -51,12 +53,7 @@ bool View::advance(size_t most)
 
 bool View::advance_for(Clock::duration longest)
 {
-    constexpr size_t portion = 512; // records between two looks at the clock
-    const Clock::time_point stop = Clock::now() + longest;
-    while (advance(portion))
-        if (Clock::now() >= stop)
-            return true;
-    return false;
+    return advance_in_time(longest, [this](size_t most) { return advance(most); });
 }
 
 double View::progress() const

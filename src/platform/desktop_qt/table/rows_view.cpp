@@ -17,7 +17,7 @@ void RowsView::setModel(QAbstractItemModel* model)
     m_connections.clear();
     if (!model)
         return;
-    // Connected behind the view's own, which count the rows first.
+    // Connected after the view's own slots, so that they have counted the rows before.
     using Model = QAbstractItemModel;
     const auto remember = [this] { m_top = topRow(); };
     m_connections = {
