@@ -1,5 +1,5 @@
 // The installer's file: found or not, nothing is read beyond its end.
-#include "debugging/logfile_internal.h"
+#include "debugging/logfile/logfile_internal.h"
 #include "fuzz_target.h"
 
 void fuzz::run(Input input)

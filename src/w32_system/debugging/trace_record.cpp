@@ -21,9 +21,9 @@
 #include <tchar.h>
 
 #include "at_fork.h"
+#include "debugging/logfile/logfile_internal.h"
 #include "flag_lock.h"
 #include "frame.h"
-#include "logfile_internal.h"
 #include "trace_lock.h"
 
 namespace
