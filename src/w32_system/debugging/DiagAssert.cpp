@@ -17,11 +17,11 @@
 #include "plinth_w32_system.h"
 
 #include "at_fork.h"
+#include "debugging/diagassert/trace/last_error_keeper.h"
+#include "debugging/diagassert/trace/trace_options.h"
 #include "event_log.h"
 #include "frame.h"
-#include "last_error_keeper.h"
 #include "stack_lines.h"
-#include "trace_options.h"
 
 namespace
 {

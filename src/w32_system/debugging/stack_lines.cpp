@@ -21,8 +21,8 @@
 #include "plinth_w32_system.h"
 
 #include "at_fork.h"
+#include "debugging/diagassert/trace/trace_location.h"
 #include "symbol_engine.h"
-#include "trace_location.h"
 
 namespace
 {
