@@ -3,8 +3,8 @@
 
 #include "debugging/debug_framework.h"
 #include "debugging/debug_window.h"
+#include "debugging/diagassert/assertion/symbol_engine.h"
 #include "debugging/diagassert/trace/trace_lock.h"
-#include "debugging/symbol_engine.h"
 #include "file/async_dispatcher.h"
 #include "file/async_io.h"
 #include "static_objects.h"

@@ -4,9 +4,9 @@
 #include <regex>
 #include <thread>
 
-#include "debug_windows.h"
 #include "support/log_files.h"
 #include "support/soak.h"
+#include "w32_system/debugging/debug_windows.h"
 
 using test::log_content;
 
