@@ -4,10 +4,10 @@
 
 #include "support/test.h"
 
-#include "debug_windows.h"
 #include "support/child_process.h"
 #include "support/environment.h"
 #include "support/soak.h"
+#include "w32_system/debugging/debug_windows.h"
 
 using test::ChildProcess;
 using test::comes_true;
