@@ -1,7 +1,7 @@
 // What viewers read out of foreign texts: lines, records, window tags, stamps, names of log files,
 // cursors of exports.
 #include "cursor_text.h"
-#include "debugging/window_tag.h"
+#include "debugging/debugwnd/window_tag.h"
 #include "fuzz_target.h"
 #include "line_splitter.h"
 #include "log_files.h"

@@ -1,8 +1,8 @@
 // The static initialisers, in their order.
 #include <memory>
 
-#include "debugging/debug_framework.h"
-#include "debugging/debug_window.h"
+#include "debugging/debugwnd/debug_framework.h"
+#include "debugging/debugwnd/debug_window.h"
 #include "debugging/diagassert/assertion/symbol_engine.h"
 #include "debugging/diagassert/trace/trace_lock.h"
 #include "file/async_dispatcher.h"

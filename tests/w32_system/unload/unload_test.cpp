@@ -19,7 +19,7 @@
 #include "support/environment.h"
 #include "support/instead.h"
 #include "support/soak.h"
-#include "w32_system/debugging/debug_windows.h"
+#include "w32_system/debugging/debugwnd/debug_windows.h"
 
 // Locks that are there from the start, made at their first use, are never destroyed: each loading
 // of the library leaves theirs behind. So does a message timer whose thread has gone.

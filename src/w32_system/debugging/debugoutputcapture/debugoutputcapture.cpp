@@ -1,7 +1,7 @@
 // Capture of the debug string channel into a callback.
 #include <new>
 
-#include "debugging/debug_framework.h"
+#include "debugging/debugwnd/debug_framework.h"
 #include "plinth_w32_system.h"
 
 class CQvDbgCapt : public CDebugFramework

@@ -7,7 +7,7 @@
 #include "support/child_process.h"
 #include "support/environment.h"
 #include "support/soak.h"
-#include "w32_system/debugging/debug_windows.h"
+#include "w32_system/debugging/debugwnd/debug_windows.h"
 
 using test::ChildProcess;
 using test::comes_true;

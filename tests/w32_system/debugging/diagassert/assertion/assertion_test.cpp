@@ -6,7 +6,7 @@
 
 #include "support/log_files.h"
 #include "support/soak.h"
-#include "w32_system/debugging/debug_windows.h"
+#include "w32_system/debugging/debugwnd/debug_windows.h"
 
 using test::log_content;
 

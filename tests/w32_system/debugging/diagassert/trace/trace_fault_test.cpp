@@ -20,7 +20,7 @@
 #include <plinth_platform_test.h>
 
 #include "support/log_files.h"
-#include "w32_system/debugging/debug_windows.h"
+#include "w32_system/debugging/debugwnd/debug_windows.h"
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
