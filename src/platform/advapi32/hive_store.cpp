@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "kernel32/temporary_file.h"
+#include "kernel32/file/temporary_file.h"
 #include "system/calls.h"
 #include "system/directory.h"
 #include "system/fork.h"

@@ -7,7 +7,7 @@
 #include <elf.h>
 #include <vector>
 
-#include "mappings.h"
+#include "kernel32/file/mappings.h"
 #include "program_file.h"
 #include "system/calls.h"
 

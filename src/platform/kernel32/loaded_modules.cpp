@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "mappings.h"
+#include "kernel32/file/mappings.h"
 #include "program_file.h"
 #include "system/calls.h"
 #include "system/fork.h"

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "path.h"
+#include "kernel32/file/path.h"
 #include "windef.h"
 
 namespace platform

@@ -9,11 +9,11 @@
 #include <new>
 #include <vector>
 
+#include "kernel32/file/path.h"
 #include "loaded_modules.h"
 #include "loader_lock.h"
 #include "module_search.h"
 #include "modules.h"
-#include "path.h"
 #include "program_file.h"
 #include "system/calls.h"
 #include "system/exception_guard.h"

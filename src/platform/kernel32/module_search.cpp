@@ -1,6 +1,6 @@
 #include "module_search.h"
 
-#include "path.h"
+#include "kernel32/file/path.h"
 #include "program_file.h"
 #include "system/calls.h"
 #include "system/environment.h"

@@ -11,8 +11,8 @@
 #include <string>
 
 #include "image_file.h"
+#include "kernel32/file/share_modes.h"
 #include "private_image.h"
-#include "share_modes.h"
 #include "windef.h"
 
 namespace platform

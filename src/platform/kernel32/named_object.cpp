@@ -4,7 +4,7 @@
 #include <new>
 
 #include "debug_channel.h"
-#include "file_status.h"
+#include "kernel32/file/file_status.h"
 #include "system/calls.h"
 #include "system/exception_guard.h"
 #include "system/fork_count.h"

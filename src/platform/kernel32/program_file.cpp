@@ -5,7 +5,7 @@
 #include <mutex>
 #include <string_view>
 
-#include "path.h"
+#include "kernel32/file/path.h"
 #include "system/calls.h"
 
 namespace platform

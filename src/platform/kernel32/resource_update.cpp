@@ -11,17 +11,17 @@
 #include <optional>
 #include <vector>
 
-#include "file_stamp.h"
-#include "file_status.h"
 #include "handle_table.h"
 #include "image_writer.h"
+#include "kernel32/file/file_stamp.h"
+#include "kernel32/file/file_status.h"
+#include "kernel32/file/path.h"
+#include "kernel32/file/replacement_file.h"
+#include "kernel32/file/share_modes.h"
 #include "modules.h"
-#include "path.h"
 #include "pe/rewrite.h"
 #include "private_image.h"
-#include "replacement_file.h"
 #include "resource_id.h"
-#include "share_modes.h"
 #include "system/calls.h"
 #include "system/exception_guard.h"
 #include "system/fork.h"

@@ -1,8 +1,8 @@
 // What lies at an address, by the kernel's list of mappings.
 #include <cerrno>
 
+#include "kernel32/file/mappings.h"
 #include "loaded_modules.h"
-#include "mappings.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "windows.h"

@@ -7,10 +7,10 @@
 
 #include <tchar.h>
 
-#include "kernel32/file_status.h"
-#include "kernel32/mapped_files.h"
-#include "kernel32/path.h"
-#include "kernel32/share_modes.h"
+#include "kernel32/file/file_status.h"
+#include "kernel32/file/mapped_files.h"
+#include "kernel32/file/path.h"
+#include "kernel32/file/share_modes.h"
 #include "system/calls.h"
 #include "system/last_error.h"
 

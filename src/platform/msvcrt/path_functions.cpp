@@ -5,8 +5,8 @@
 
 #include <tchar.h>
 
-#include "kernel32/file_status.h"
-#include "kernel32/path.h"
+#include "kernel32/file/file_status.h"
+#include "kernel32/file/path.h"
 #include "system/calls.h"
 
 using namespace platform;

@@ -5,7 +5,7 @@
 
 #include <shlobj.h>
 
-#include "kernel32/path.h"
+#include "kernel32/file/path.h"
 #include "system/calls.h"
 #include "system/environment.h"
 #include "system/root.h"

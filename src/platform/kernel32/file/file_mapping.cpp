@@ -8,8 +8,8 @@
 #include <new>
 
 #include "file_object.h"
+#include "kernel32/named_object.h"
 #include "mapped_files.h"
-#include "named_object.h"
 #include "system/calls.h"
 #include "system/exception_guard.h"
 #include "system/fork.h"

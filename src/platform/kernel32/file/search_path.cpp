@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "kernel32/program_file.h"
 #include "path.h"
-#include "program_file.h"
 #include "system/calls.h"
 #include "system/environment.h"
 #include "system/exception_guard.h"
