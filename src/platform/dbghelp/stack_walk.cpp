@@ -3,7 +3,7 @@
 // The unwinder shows the whole stack in one go, so the frames behind the last one that was given
 // are kept for the next calls, a few at a time: what lies above a function that is still running
 // doesn't change. A frame is told by its stack pointer.
-#include "kernel32/call_frames.h"
+#include "kernel32/module/call_frames.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "windows.h"

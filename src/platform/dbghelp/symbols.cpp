@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "debug_file.h"
-#include "kernel32/image_file.h"
+#include "kernel32/module/image_file.h"
 #include "libdw.h"
 #include "system/calls.h"
 #include "system/descriptor.h"

@@ -19,7 +19,7 @@
 
 #include "event_state.h"
 #include "handle_table.h"
-#include "loader_lock.h"
+#include "kernel32/module/loader_lock.h"
 #include "system/calls.h"
 #include "system/clock.h"
 #include "system/exception_guard.h"

@@ -1,5 +1,5 @@
 // The context of the calling thread: where the caller of GetThreadContext goes on.
-#include "call_frames.h"
+#include "kernel32/module/call_frames.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "windows.h"

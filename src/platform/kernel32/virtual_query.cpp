@@ -2,7 +2,7 @@
 #include <cerrno>
 
 #include "kernel32/file/mappings.h"
-#include "loaded_modules.h"
+#include "kernel32/module/loaded_modules.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "windows.h"

@@ -1,5 +1,5 @@
 // What "user32.dll" gives by name.
-#include "kernel32/system_modules.h"
+#include "kernel32/module/system_modules.h"
 #include "windows.h"
 
 const platform::SystemModule& platform::user32_module()

@@ -13,7 +13,7 @@
 #include <plinth_platform.h>
 
 #include "desktop.h"
-#include "kernel32/loaded_modules.h"
+#include "kernel32/module/loaded_modules.h"
 #include "system/calls.h"
 #include "system/environment.h"
 #include "system/last_error.h"

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "kernel32/program_file.h"
+#include "kernel32/module/program_file.h"
 #include "path.h"
 #include "system/calls.h"
 #include "system/environment.h"

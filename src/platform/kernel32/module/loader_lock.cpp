@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "event_state.h"
+#include "kernel32/event_state.h"
 
 namespace platform
 {

@@ -11,13 +11,13 @@
 #include <optional>
 #include <vector>
 
-#include "handle_table.h"
 #include "image_writer.h"
 #include "kernel32/file/file_stamp.h"
 #include "kernel32/file/file_status.h"
 #include "kernel32/file/path.h"
 #include "kernel32/file/replacement_file.h"
 #include "kernel32/file/share_modes.h"
+#include "kernel32/handle_table.h"
 #include "modules.h"
 #include "pe/rewrite.h"
 #include "private_image.h"
