@@ -3,7 +3,7 @@
 #include <windows.h>
 
 #include "fuzz_target.h"
-#include "kernel32/locale_picture.h"
+#include "kernel32/locale/locale_picture.h"
 
 using fuzz::check;
 using namespace platform;

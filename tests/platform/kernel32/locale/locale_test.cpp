@@ -4,7 +4,7 @@
 
 #include "support/test.h"
 
-#include "kernel32/locale_picture.h"
+#include "kernel32/locale/locale_picture.h"
 
 #include "support/environment.h"
 #include "support/handles.h"
