@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "fuzz_target.h"
-#include "kernel32/memory_groups.h"
+#include "kernel32/memory/memory_groups.h"
 
 void fuzz::run(Input input)
 {

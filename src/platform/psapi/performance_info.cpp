@@ -8,7 +8,7 @@
 
 #include <psapi.h>
 
-#include "kernel32/memory_figures.h"
+#include "kernel32/memory/memory_figures.h"
 #include "system/calls.h"
 #include "system/directory.h"
 #include "system/exception_guard.h"
