@@ -7,7 +7,7 @@
 
 #include <windows.h>
 
-#include "kernel32/handle_table.h"
+#include "kernel32/object/handle_table.h"
 #include "system/calls.h"
 #include "system/exception_guard.h"
 #include "system/faults.h"

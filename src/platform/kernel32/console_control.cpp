@@ -13,8 +13,8 @@
 
 #include <pthread.h>
 
-#include "event_state.h"
-#include "handle_table.h"
+#include "kernel32/object/event_state.h"
+#include "kernel32/object/handle_table.h"
 #include "system/calls.h"
 #include "system/exception_guard.h"
 #include "system/fork.h"

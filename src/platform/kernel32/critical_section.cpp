@@ -4,7 +4,7 @@
 // count are written by the owner alone; others read the owner only to learn that it isn't them.
 #include <atomic>
 
-#include "event_state.h"
+#include "kernel32/object/event_state.h"
 #include "system/calls.h"
 #include "system/lock_wait.h"
 #include "windows.h"

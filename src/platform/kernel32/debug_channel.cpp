@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "debug_channel_control.h"
-#include "event_state.h"
-#include "named_object.h"
+#include "kernel32/object/event_state.h"
+#include "kernel32/object/named_object.h"
 #include "plinth_platform.h"
 #include "system/calls.h"
 #include "system/clock.h"

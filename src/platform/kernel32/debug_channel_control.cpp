@@ -1,7 +1,7 @@
 #include "debug_channel_control.h"
 
 #include "debug_channel.h"
-#include "named_object.h"
+#include "kernel32/object/named_object.h"
 #include "system/calls.h"
 #include "system/clock.h"
 #include "system/clock_shift.h"

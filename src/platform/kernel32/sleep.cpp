@@ -1,5 +1,5 @@
 // Sleeping, and the clock that differences are taken on.
-#include "event_state.h"
+#include "kernel32/object/event_state.h"
 #include "system/calls.h"
 #include "system/clock.h"
 #include "system/faults.h"

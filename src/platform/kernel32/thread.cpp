@@ -17,9 +17,10 @@
 #include <mutex>
 #include <new>
 
-#include "event_state.h"
-#include "handle_table.h"
 #include "kernel32/module/loader_lock.h"
+#include "kernel32/object/event_state.h"
+#include "kernel32/object/handle_table.h"
+#include "kernel32/object/waitable.h"
 #include "system/calls.h"
 #include "system/clock.h"
 #include "system/exception_guard.h"
@@ -27,7 +28,6 @@
 #include "system/fork_count.h"
 #include "system/last_error.h"
 #include "termination_signal.h"
-#include "waitable.h"
 #include "windows.h"
 
 using namespace platform;

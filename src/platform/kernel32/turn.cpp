@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <csignal>
 
-#include "event_state.h"
+#include "kernel32/object/event_state.h"
 #include "system/clock.h"
 #include "windows.h"
 

@@ -1,7 +1,7 @@
 // What tests see or replace of the stand-in's state.
 #include <plinth_platform_test.h>
 
-#include "kernel32/handle_table.h"
+#include "kernel32/object/handle_table.h"
 #include "system/root.h"
 
 using namespace platform;

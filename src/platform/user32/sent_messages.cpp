@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <new>
 
-#include "kernel32/event_state.h"
+#include "kernel32/object/event_state.h"
 #include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"

@@ -18,7 +18,7 @@
 
 #include <mmsystem.h>
 
-#include "kernel32/event_state.h"
+#include "kernel32/object/event_state.h"
 #include "kernel32/thread.h"
 #include "system/clock.h"
 #include "system/exception_guard.h"

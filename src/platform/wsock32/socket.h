@@ -14,7 +14,7 @@
 #define PLINTH_PLATFORM_NO_SOCKET_NAMES // this system's names stand beside Windows' own here
 #include <winsock.h>
 
-#include "kernel32/handle_table.h"
+#include "kernel32/object/handle_table.h"
 
 namespace platform
 {

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "kernel32/event_state.h"
+#include "kernel32/object/event_state.h"
 #include "system/calls.h"
 
 using namespace platform;

@@ -8,7 +8,7 @@
 #include <new>
 
 #include "file_object.h"
-#include "kernel32/named_object.h"
+#include "kernel32/object/named_object.h"
 #include "mapped_files.h"
 #include "system/calls.h"
 #include "system/exception_guard.h"

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "kernel32/handle_table.h"
+#include "kernel32/object/handle_table.h"
 #include "share_modes.h"
 #include "system/calls.h"
 #include "system/last_error.h"

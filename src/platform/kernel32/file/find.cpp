@@ -14,7 +14,7 @@
 
 #include "file_attributes.h"
 #include "file_stamp.h"
-#include "kernel32/handle_table.h"
+#include "kernel32/object/handle_table.h"
 #include "path.h"
 #include "search_mask.h"
 #include "system/calls.h"

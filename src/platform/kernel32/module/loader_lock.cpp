@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "kernel32/event_state.h"
+#include "kernel32/object/event_state.h"
 
 namespace platform
 {

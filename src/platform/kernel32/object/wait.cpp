@@ -4,9 +4,9 @@
 #include <optional>
 
 #include "handle_table.h"
+#include "kernel32/thread.h"
 #include "system/faults.h"
 #include "system/last_error.h"
-#include "thread.h"
 #include "waitable.h"
 #include "windows.h"
 

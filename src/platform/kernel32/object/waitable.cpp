@@ -12,9 +12,9 @@
 #include <array>
 
 #include "event_state.h"
+#include "kernel32/thread.h"
 #include "system/calls.h"
 #include "system/clock.h"
-#include "thread.h"
 #include "windows.h"
 
 namespace platform

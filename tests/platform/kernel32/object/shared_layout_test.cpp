@@ -7,9 +7,9 @@
 #include <gtest/gtest.h>
 
 #include "kernel32/debug_channel_control.h"
-#include "kernel32/event_state.h"
-#include "kernel32/named_object.h"
-#include "kernel32/semaphore_state.h"
+#include "kernel32/object/event_state.h"
+#include "kernel32/object/named_object.h"
+#include "kernel32/object/semaphore_state.h"
 #include "ring/ring_layout.h"
 
 namespace
