@@ -15,11 +15,11 @@
 
 #include "kernel32/object/event_state.h"
 #include "kernel32/object/handle_table.h"
+#include "kernel32/thread/thread.h"
 #include "system/calls.h"
 #include "system/exception_guard.h"
 #include "system/fork.h"
 #include "system/last_error.h"
-#include "thread.h"
 #include "windows.h"
 
 using namespace platform;

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "turn.h"
+#include "kernel32/thread/turn.h"
 
 namespace platform
 {

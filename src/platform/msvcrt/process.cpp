@@ -3,7 +3,7 @@
 
 #include <process.h>
 
-#include "kernel32/thread.h"
+#include "kernel32/thread/thread.h"
 
 extern "C" uintptr_t _beginthreadex(void*, unsigned stackSize, unsigned (*start)(void*),
                                     void* argument, unsigned, unsigned* id)

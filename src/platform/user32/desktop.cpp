@@ -3,7 +3,7 @@
 #include <atomic>
 
 #include "comctl32/list_desktop.h"
-#include "kernel32/thread.h"
+#include "kernel32/thread/thread.h"
 #include "system/fork.h"
 #include "window_table.h"
 

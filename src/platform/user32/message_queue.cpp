@@ -5,7 +5,7 @@
 #include <new>
 
 #include "kernel32/object/event_state.h"
-#include "kernel32/thread.h"
+#include "kernel32/thread/thread.h"
 #include "system/clock.h"
 #include "system/exception_guard.h"
 #include "system/fork.h"

@@ -10,7 +10,7 @@
 #include <mutex>
 #include <vector>
 
-#include "kernel32/thread.h"
+#include "kernel32/thread/thread.h"
 #include "message_queue.h"
 #include "window_class.h"
 

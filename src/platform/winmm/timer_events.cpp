@@ -19,7 +19,7 @@
 #include <mmsystem.h>
 
 #include "kernel32/object/event_state.h"
-#include "kernel32/thread.h"
+#include "kernel32/thread/thread.h"
 #include "system/clock.h"
 #include "system/exception_guard.h"
 #include "system/faults.h"

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "handle_table.h"
-#include "kernel32/thread.h"
+#include "kernel32/thread/thread.h"
 #include "system/faults.h"
 #include "system/last_error.h"
 #include "waitable.h"

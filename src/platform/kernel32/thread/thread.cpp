@@ -21,13 +21,13 @@
 #include "kernel32/object/event_state.h"
 #include "kernel32/object/handle_table.h"
 #include "kernel32/object/waitable.h"
+#include "kernel32/termination_signal.h"
 #include "system/calls.h"
 #include "system/clock.h"
 #include "system/exception_guard.h"
 #include "system/fork.h"
 #include "system/fork_count.h"
 #include "system/last_error.h"
-#include "termination_signal.h"
 #include "windows.h"
 
 using namespace platform;
