@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <new>
 
-#include "kernel32/debug_channel.h"
+#include "kernel32/debug_channel/debug_channel.h"
 #include "kernel32/file/file_status.h"
 #include "system/calls.h"
 #include "system/exception_guard.h"

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "kernel32/debug_channel_control.h"
+#include "kernel32/debug_channel/debug_channel_control.h"
 #include "kernel32/object/event_state.h"
 #include "kernel32/object/named_object.h"
 #include "kernel32/object/semaphore_state.h"
