@@ -4,7 +4,7 @@
 #include <mutex>
 #include <new>
 
-#include "kernel32/awake.h"
+#include "kernel32/process/awake.h"
 #include "system/exception_guard.h"
 #include "system/fork.h"
 #include "system/last_error.h"

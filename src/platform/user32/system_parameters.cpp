@@ -8,7 +8,7 @@
 #include <new>
 #include <string>
 
-#include "kernel32/awake.h"
+#include "kernel32/process/awake.h"
 #include "system/exception_guard.h"
 #include "system/fork.h"
 #include "system/kernel_files.h"

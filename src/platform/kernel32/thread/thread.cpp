@@ -21,7 +21,7 @@
 #include "kernel32/object/event_state.h"
 #include "kernel32/object/handle_table.h"
 #include "kernel32/object/waitable.h"
-#include "kernel32/termination_signal.h"
+#include "kernel32/process/termination_signal.h"
 #include "system/calls.h"
 #include "system/clock.h"
 #include "system/exception_guard.h"
