@@ -181,7 +181,7 @@ TEST_F(ExecutionTime, NamesTheLineOfItsSourceThatMakesTheRecord)
     std::smatch place;
     const std::string record = test::log_content();
     ASSERT_TRUE(std::regex_search(record, place, std::regex(R"(\\(\w+) : (\d+) took)"))) << record;
-    std::ifstream source(PLINTH_DEBUGGING_SOURCES "/" + place[1].str() + ".cpp");
+    std::ifstream source(PLINTH_DEBUGGING_SOURCES "/logfile/" + place[1].str() + ".cpp");
     std::string line;
     for (int number = std::stoi(place[2]); number > 0; --number)
         std::getline(source, line);
