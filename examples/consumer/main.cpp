@@ -1,8 +1,8 @@
 // Uses a little of everything that the installed package brings: the library, its threads module
 // and standard C++ text. Prints what it did; 0 if all of it worked.
 //
-// The library is there before the program's static objects are made, and until they have gone: they
-// log, too.
+// The library is loaded before the program's static objects are made, and unloaded after they are
+// destroyed, so these objects can log, too.
 #include <cwchar>
 #include <iostream>
 #include <iterator>

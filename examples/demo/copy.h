@@ -1,4 +1,4 @@
-// The copy that plinth-demo makes of its file while it shows how far it is.
+// The copy that plinth-demo makes of its file, with its progress.
 #pragma once
 
 namespace demo

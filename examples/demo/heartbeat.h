@@ -1,4 +1,4 @@
-// A timer that traces that plinth-demo lives, as long as the object does.
+// A timer that traces at intervals that plinth-demo is running, for the life of the object.
 #pragma once
 
 #include <cstdint>
@@ -12,10 +12,10 @@ public:
     Heartbeat();
     Heartbeat(const Heartbeat&) = delete;
     Heartbeat& operator=(const Heartbeat&) = delete;
-    ~Heartbeat(); // after it no beat comes any more
+    ~Heartbeat(); // no beat comes after this returns
 
 private:
-    const uintptr_t m_timer; // 0: there is none, and the demo has no heartbeat
+    const uintptr_t m_timer; // 0: the timer could not be started, and there is no heartbeat
 };
 
 } // namespace demo

@@ -1,6 +1,6 @@
 // plinth-demo [FILE [THREADS]]: counts the lines and words of a text on several threads, traces
-// each step, and copies the text while it shows the progress. Without FILE it takes a text of its
-// own.
+// each step, and copies the text while it shows the progress. Without FILE it takes the text that
+// it carries.
 //
 // The records are written to the log and, live, to programs that listen: plinth-trace watch, or a
 // window of its own. The program names a log folder of its own, and UTF-16, by its resources

@@ -1,5 +1,5 @@
-// The text that plinth-demo works through if it is given none: the library's guide. The program
-// carries it in its own file as a resource.
+// The text that plinth-demo works through unless its user names a file: the library's guide. It is
+// a resource of the program.
 #pragma once
 
 #include "text.h"
@@ -16,13 +16,16 @@ public:
     OwnText& operator=(const OwnText&) = delete;
     ~OwnText();
 
-    int status() const { return m_status; } // QV_OK, or what failed; there is no file then
+    int status() const
+    {
+        return m_status;
+    } // QV_OK, or the status of what failed: then there is no file
     const WideText& path() const { return m_path; }
 
 private:
     int write();
 
-    WideText m_path; // without a character if there is no file
+    WideText m_path; // empty if there is no file
     int m_status;
 };
 

@@ -19,7 +19,7 @@ namespace
 constexpr size_t words_shown = 6;
 constexpr double microseconds = 1000; // in a millisecond
 
-// The path of the log as other programs of this system take it; empty if there is no log.
+// The path of the log in the form that other programs of this system use; empty if there is no log.
 std::string log_path()
 {
     const wchar_t* const path = CQvLogFile::GetLogFilename();

@@ -1,5 +1,5 @@
-// The library's windows are ordinary ones of the system's: found by their class, and arranged with
-// its ordinary messages, on either system.
+// The library's windows are ordinary windows of the system: they are found by their class and
+// arranged with ordinary messages, on both systems.
 #include "trace_window.h"
 
 #include <windows.h>

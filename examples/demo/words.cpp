@@ -1,5 +1,5 @@
-// The memory is bounded whatever the file holds: long runs of letters, which no text has, are not
-// counted, and a stretch with very many words counts no further ones.
+// The memory is bounded whatever the file holds: runs of letters longer than any word are not
+// counted, and a stretch that has reached its limit of different words counts no new ones.
 #include "words.h"
 
 #include <algorithm>
@@ -32,7 +32,7 @@ void count(std::unordered_map<std::string, uint64_t>& counts, const std::string&
         counts.emplace(word, times);
 }
 
-// A word that is too long keeps one letter more than counts, by which it is known.
+// A word that is too long keeps one letter more than the limit, which marks it as too long.
 void extend(std::string& word, const std::string& more)
 {
     word += more;

@@ -21,7 +21,7 @@ public:
     // Appends the words of the stretch that follows this one.
     void append(const Words& next);
 
-    // At most so many words of five letters or more, the most frequent first, and those with the
+    // The most frequent words of five letters or more, at most the given number; words with the
     // same count in alphabetical order.
     std::vector<std::pair<std::string, uint64_t>> most_frequent(size_t most) const;
 

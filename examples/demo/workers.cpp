@@ -46,7 +46,7 @@ struct EndPool
     void operator()(CThreadPool* pool) const { CThreadPool::DestroyThreadPool(pool); }
 };
 
-// A handle of its own for each worker: the position in the file belongs to the handle.
+// Each worker has its own handle, since the position in the file belongs to the handle.
 int count_block(QvFile file, const Job& job, unsigned index, std::vector<unsigned char>& buffer,
                 Block& result)
 {
@@ -128,7 +128,8 @@ Result count_file(const wchar_t* path, unsigned threads)
     std::vector<Worker> workers;
     for (unsigned number = 1; number <= threads; ++number)
         workers.push_back({&job, number});
-    // What the pool has no thread for this thread does itself. The pool's end waits for its calls.
+    // This thread does the calls for which the pool has no thread. Destroying the pool waits for
+    // its calls.
     {
         const std::unique_ptr<CThreadPool, EndPool> pool(CThreadPool::CreateThreadPool());
         for (Worker& worker : workers)

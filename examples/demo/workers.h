@@ -19,8 +19,8 @@ struct Result
     double record_time; // of a block's record, in milliseconds: half of the calls took no longer
 };
 
-// Counts the bytes of the file by so many workers. Each traces under a window id of its own,
-// 1 and up, with a stopwatch of its own.
+// Counts the bytes of the file with the given number of workers. Each has its own window id, from 1
+// up, and its own stopwatch.
 Result count_file(const wchar_t* path, unsigned threads);
 
 } // namespace demo

@@ -1,4 +1,4 @@
-// The log: a file that all programs of the machine share a folder for.
+// The log: a file in a folder that all programs of the machine share.
 #include <cstdio>
 
 #include <plinth_w32_system.h>

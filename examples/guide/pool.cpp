@@ -32,7 +32,7 @@ int main()
     for (Sum& part : parts)
     {
         if (pool->MakeCallFromThreadPool(add_up, &part) != QV_OK)
-            add_up(&part); // no thread to be had: nothing was called
+            add_up(&part); // there is no free thread, and nothing was called
     }
     CThreadPool::DestroyThreadPool(pool); // waits for the calls
 

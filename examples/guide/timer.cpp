@@ -10,7 +10,7 @@ namespace
 int tick(void* data)
 {
     ++*static_cast<std::atomic<int>*>(data);
-    return 1; // go on; 0 would end the timer
+    return 1; // continue; 0 would end the timer
 }
 
 } // namespace
@@ -21,8 +21,8 @@ int main()
     const uintptr_t id = QV_SetThreadedTimer(tick, &ticks, 5.0, 10, QV_PRECISION_SLEEP, 1);
     if (id == 0)
         return 1;
-    // It ends by itself here; QV_KillTimerAsync would end it earlier. What it uses may go after the
-    // wait, and not before.
+    // It ends by itself here; QV_KillTimerAsync would end it earlier. Objects that the callback
+    // uses may be destroyed after the wait, not before.
     QV_WaitForTimer(static_cast<unsigned int>(id));
     std::printf("%d ticks\n", ticks.load());
     return 0;

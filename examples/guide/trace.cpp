@@ -1,4 +1,4 @@
-// Trace records: stamped lines with tags, to the log and to whoever listens.
+// Trace records: stamped lines with tags, for the log and for programs that listen.
 #include <plinth_w32_system.h>
 
 namespace
@@ -20,7 +20,7 @@ int main()
     import_files(3);
     DiagOutputExW(L"|wndid:1| thread |thrid|: %s and %hs", L"wide", "narrow");
 
-    const unsigned int before = QV_SetTraceOptions(QV_DIAG_LOGFILE); // quiet for listeners
+    const unsigned int before = QV_SetTraceOptions(QV_DIAG_LOGFILE); // to the log alone
     DiagOutputExW(L"|wndid:1| only in the log");
     QV_SetTraceOptions(before);
     return 0;

@@ -1,4 +1,4 @@
-// An asynchronous copy: the caller goes on, a callback tells how far it is and how it ended.
+// An asynchronous copy: the caller continues, and a callback receives the progress and the result.
 #include <cstdio>
 
 #include <plinth_w32_system.h>
@@ -18,7 +18,7 @@ struct Copy
 // On a thread of the library, after each block of 4,096 bytes: short, and no waiting.
 void progress(int status, uint64_t, uint64_t copied, void* context)
 {
-    // A copy goes on after these two, with what it can read.
+    // After these two the copy continues with what it can read.
     if (status == QV_ERR_INPROGRESS || status == QV_ERR_FILESIZE || status == QV_ERR_READFILE)
         return;
     Copy& copy = *static_cast<Copy*>(context);
@@ -50,11 +50,11 @@ int main()
     wcscpy(target, source);
     wcscat(target, L".copy");
 
-    uint32_t proceed = 1; // 0 would end the copy behind the block under way
+    uint32_t proceed = 1; // 0 would end the copy after the current block
     Copy copy = {CreateEventW(nullptr, TRUE, FALSE, nullptr), QV_ERR_FAILED, 0};
     const int queued = QV_CopyFile(source, target, 1, &proceed, progress, &copy);
     if (queued == QV_OK)
-        WaitForSingleObject(copy.ended, INFINITE); // time for other things, before this
+        WaitForSingleObject(copy.ended, INFINITE); // a program would do other work first
     CloseHandle(copy.ended);
     QV_RemoveFile(source, 0);
     QV_RemoveFile(target, 0);

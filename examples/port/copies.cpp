@@ -22,8 +22,8 @@ struct CopyUnderWay
     std::atomic<int> status = QV_OK;
 };
 
-// On a thread of the library, after each block. A copy goes on after a failed read and after a
-// failed question for the size, so these are kept and the end is waited for.
+// On a thread of the library, after each block. A copy continues after a failed read and after a
+// failure to get the size, so the status is kept and the end is waited for.
 void copy_progress(int status, uint64_t /*size*/, uint64_t /*copied*/, void* context)
 {
     CopyUnderWay& copy = *static_cast<CopyUnderWay*>(context);
@@ -100,7 +100,7 @@ int Copies::progress_tick(void* self)
     std::wcerr << text_of(text_progress, copies.m_ended.load(),
                           static_cast<unsigned>(copies.m_files.size()))
                << std::flush;
-    return 1; // go on
+    return 1; // continue
 }
 
 void Copies::work()
@@ -113,7 +113,7 @@ void Copies::work()
     }
 }
 
-// False if there are no more files, or all has to stop.
+// False if there are no more files, or if the work is to stop.
 bool Copies::next(size_t& index)
 {
     const HANDLE events[] = {m_stop, m_waiting.get()};
@@ -139,7 +139,7 @@ int Copies::copy_one(const SourceFile& file) const
         return queued;
     const HANDLE events[] = {copy.ended.get(), m_stop};
     if (WaitForMultipleObjects(ARRAYSIZE(events), events, FALSE, INFINITE) == WAIT_OBJECT_0 + 1)
-        proceed = 0; // ends after the block under way
+        proceed = 0; // ends after the current block
     WaitForSingleObject(copy.ended.get(), INFINITE);
     QV_CancelAsyncIO(nullptr); // the callback has returned and the files are closed after this
     return copy.status;

@@ -11,11 +11,11 @@
 class Copies
 {
 public:
-    // stop: an event; once it is set, no further copy begins, and those under way are given up.
+    // stop: an event; once it is set, no further copy begins, and those that run are cancelled.
     Copies(std::wstring source, std::wstring target, std::vector<SourceFile> files, HANDLE stop);
 
-    // Does all of it. The statuses are in the order of the files; QV_ERR_CANCELLED for those that
-    // were given up or not begun.
+    // Copies all files. The statuses are in the order of the files; QV_ERR_CANCELLED for those that
+    // were cancelled or not begun.
     std::vector<int> run(unsigned threads);
 
 private:
@@ -35,5 +35,5 @@ private:
     size_t m_next = 0;
     std::vector<int> m_statuses;
     std::atomic<unsigned> m_ended = 0;
-    std::atomic<bool> m_shown = false; // progress, in a line that isn't ended yet
+    std::atomic<bool> m_shown = false; // progress has been printed, in a line without an end
 };

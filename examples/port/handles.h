@@ -1,4 +1,4 @@
-// Owners of what the system lends.
+// Owners of handles and locks of the system.
 #pragma once
 
 #include <windows.h>

@@ -1,5 +1,5 @@
 // keeper SOURCE TARGET: keeps a copy of a folder's files. Copies those that are new or have
-// changed, on several threads; Ctrl+C ends it early. What it did is in the log.
+// changed, on several threads; Ctrl+C ends it early. The log has what it did.
 #include <algorithm>
 #include <iostream>
 #include <string>
@@ -35,7 +35,8 @@ BOOL WINAPI on_console_event(DWORD event)
     return TRUE;
 }
 
-// With the variables in it replaced, and from the drive on: what makes folders asks for a drive.
+// The path with its variables replaced, and with its drive, which the functions that make folders
+// need.
 std::wstring full_path(const wchar_t* typed)
 {
     wchar_t text[longest_path];
@@ -52,7 +53,7 @@ int fail(const std::wstring& message)
     return exit_failed;
 }
 
-// Writes each file's fate to the log, and the sum to the console.
+// Writes the result for each file to the log, and the totals to the console.
 int report(const std::vector<SourceFile>& files, const std::vector<int>& statuses)
 {
     unsigned failed = 0;

@@ -16,7 +16,7 @@ constexpr DWORD longest_data = 512; // characters
 class Key
 {
 public:
-    // The disposition tells whether the key is new.
+    // The disposition says whether the key is new.
     LONG create(const wchar_t* path, DWORD* disposition)
     {
         return RegCreateKeyExW(HKEY_CURRENT_USER, path, 0, nullptr, 0, KEY_READ | KEY_WRITE,
@@ -65,7 +65,7 @@ public:
                               static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
     }
 
-    // The system's order of values is its own affair; the map's is that of the names.
+    // The system returns values in any order; the map sorts them by name.
     std::map<std::wstring, DWORD> names_and_types() const
     {
         std::map<std::wstring, DWORD> all;

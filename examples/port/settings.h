@@ -8,10 +8,10 @@
 struct Settings
 {
     DWORD threads = 2;                // at work at the same time
-    DWORD runs = 0;                   // so far, with this one
+    DWORD runs = 0;                   // including this one
     std::wstring skip = L".bak;.tmp"; // ends of names that are not copied
 
-    // Reads what is there, counts this run, and writes all of it. ERROR_SUCCESS, or the error.
+    // Reads the settings, counts this run, and writes all settings. ERROR_SUCCESS, or the error.
     LONG load_and_count();
     bool skips(const std::wstring& name) const;
 };

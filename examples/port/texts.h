@@ -1,4 +1,4 @@
-// What users read: the string table of the program, in CMakeLists.txt.
+// The texts that users read: the program's string table, which is in CMakeLists.txt.
 #pragma once
 
 #include <string>
@@ -14,6 +14,5 @@ enum TextNumber : unsigned
     text_interrupted = 7
 };
 
-// The text of that number, with the values in the places of its directives. Wide texts are %ls
-// there.
+// The text with this number, formatted with the values. Its directive for wide text is %ls.
 std::wstring text_of(unsigned number, ...);
