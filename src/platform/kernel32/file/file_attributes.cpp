@@ -1,10 +1,8 @@
 // Attributes by path. The read-only attribute is the absence of all write permission.
 #include "file_attributes.h"
 
-#include <atomic>
-
 #include "file_status.h"
-#include "path.h"
+#include "native_path.h"
 #include "windows.h"
 
 using namespace platform;
@@ -13,8 +11,6 @@ namespace
 {
 
 constexpr mode_t owner_write_bit = 0200;
-
-std::atomic<UINT> g_error_mode{0};
 
 } // namespace
 
@@ -69,9 +65,4 @@ extern "C" BOOL SetFileAttributesW(LPCWSTR path, DWORD attributes)
     if (mode != (found.st_mode & 07777) && sys::chmod(native.c_str(), mode) != 0)
         return native.fail(errno);
     return TRUE;
-}
-
-extern "C" UINT SetErrorMode(UINT mode)
-{
-    return g_error_mode.exchange(mode); // there are no dialogs to keep away
 }
