@@ -9,7 +9,7 @@
 
 #include "kernel32/file/file_status.h"
 #include "kernel32/file/mapped_files.h"
-#include "kernel32/file/path.h"
+#include "kernel32/file/native_path.h"
 #include "kernel32/file/share_modes.h"
 #include "system/calls.h"
 #include "system/last_error.h"

@@ -15,6 +15,7 @@
 
 #include "file_status.h"
 #include "mapped_files.h"
+#include "native_path.h"
 #include "path.h"
 #include "replacement_file.h"
 #include "share_modes.h"

@@ -8,6 +8,7 @@
 #include "file_object.h"
 #include "file_status.h"
 #include "mapped_files.h"
+#include "native_path.h"
 #include "path.h"
 #include "share_modes.h"
 #include "system/exception_guard.h"

@@ -9,6 +9,7 @@
 #include <new>
 #include <vector>
 
+#include "kernel32/file/native_path.h"
 #include "kernel32/file/path.h"
 #include "loaded_modules.h"
 #include "loader_lock.h"

@@ -14,6 +14,7 @@
 #include "image_writer.h"
 #include "kernel32/file/file_stamp.h"
 #include "kernel32/file/file_status.h"
+#include "kernel32/file/native_path.h"
 #include "kernel32/file/path.h"
 #include "kernel32/file/replacement_file.h"
 #include "kernel32/file/share_modes.h"
