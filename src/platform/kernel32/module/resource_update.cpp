@@ -19,7 +19,6 @@
 #include "kernel32/file/replacement_file.h"
 #include "kernel32/file/share_modes.h"
 #include "kernel32/object/handle_table.h"
-#include "modules.h"
 #include "pe/rewrite.h"
 #include "private_image.h"
 #include "resource_id.h"
