@@ -238,6 +238,13 @@ void MessageQueue::close()
         each->finish(SentMessage::failed);
 }
 
+void MessageQueue::forget_window(HWND window)
+{
+    m_timers.kill_all(window);
+    const Lock guard(m_lock);
+    std::erase_if(m_posted, [window](const MSG& each) { return each.hwnd == window; });
+}
+
 void MessageQueue::post_quit(int exit_code)
 {
     m_quit = true;

@@ -2,7 +2,6 @@
 //
 // A sender waits on the word of its own queue, not on the message: so it can take what others send
 // to it meanwhile, and two threads that send to each other both go on.
-#include <algorithm>
 #include <new>
 
 #include "kernel32/object/event_state.h"
@@ -65,13 +64,6 @@ bool MessageQueue::wait_for_answer(const SentMessage& message, int64_t deadline,
         if (!futex_wait(&m_posts, posts, deadline, false))
             return message.state.load(std::memory_order_acquire) != SentMessage::waiting;
     }
-}
-
-void MessageQueue::forget_window(HWND window)
-{
-    m_timers.kill_all(window);
-    const Uninterrupted<std::mutex> guard(m_lock);
-    std::erase_if(m_posted, [window](const MSG& each) { return each.hwnd == window; });
 }
 
 } // namespace platform
