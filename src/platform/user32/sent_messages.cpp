@@ -5,9 +5,14 @@
 #include <new>
 
 #include "kernel32/object/event_state.h"
+#include "kernel32/thread/no_termination.h"
+#include "message_queue.h"
 #include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"
+#include "window_class.h"
+#include "window_life.h"
+#include "window_place.h"
 #include "window_table.h"
 
 using namespace platform;
