@@ -1,5 +1,16 @@
-#include "debug_channel.h"
-
+// The debug string channel: the writer's side, and what the objects of a listener tell it.
+//
+// The protocol with a listener is the system's: two events, "DBWIN_BUFFER_READY" (the buffer may be
+// written) and "DBWIN_DATA_READY" (it holds a text), and a mapping "DBWIN_BUFFER" of 4,096 bytes
+// with the writer's process id and a text. Behind it stands a control page that the writers of all
+// of the user's processes share:
+//
+// - One word says whether there is a listener. Writers look at it before anything else, so that a
+//   text without a listener costs one load and no system call.
+// - Another word says which writer may use the buffer. A writer that dies with the buffer leaves its
+//   mark in the first event's word, and the next one puts the channel right.
+// - A writer that has waited its time for a listener says so there; the writers after it don't wait
+//   until the listener has taken a text.
 #include <cerrno>
 #include <cstring>
 
@@ -393,23 +404,6 @@ private:
 };
 
 } // namespace
-
-void debug_channel_prepare()
-{
-    channel_control();
-}
-
-void debug_channel_listener_came()
-{
-    if (ChannelControl* const control = mapped_channel_control())
-        number_new_listener(*control);
-}
-
-void debug_channel_listener_went()
-{
-    if (ChannelControl* const control = mapped_channel_control())
-        control->listener.store(0, std::memory_order_release);
-}
 
 } // namespace platform
 
