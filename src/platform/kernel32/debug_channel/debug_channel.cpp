@@ -7,7 +7,8 @@
 //
 // - One word says whether there is a listener. Writers look at it before anything else, so that a
 //   text without a listener costs one load and no system call.
-// - Another word says which writer may use the buffer. A writer that dies with the buffer leaves its
+// - Another word says which writer may use the buffer. A writer that dies with the buffer leaves
+// its
 //   mark in the first event's word, and the next one puts the channel right.
 // - A writer that has waited its time for a listener says so there; the writers after it don't wait
 //   until the listener has taken a text.
@@ -403,6 +404,18 @@ private:
     const int m_errno;
 };
 
+template <class Text> void put_out_if_read(Text text)
+try
+{
+    const ErrorKeeper keeper;
+    if (text && has_reader())
+        put_out(text);
+}
+catch (const std::exception& exception)
+{
+    failed_by(exception, FALSE); // the text is lost
+}
+
 } // namespace
 
 } // namespace platform
@@ -410,27 +423,13 @@ private:
 using namespace platform;
 
 extern "C" void OutputDebugStringA(LPCSTR text)
-try
 {
-    const ErrorKeeper keeper;
-    if (text && has_reader())
-        put_out(text);
-}
-catch (const std::exception& exception)
-{
-    failed_by(exception, FALSE); // the text is lost
+    put_out_if_read(text);
 }
 
 extern "C" void OutputDebugStringW(LPCWSTR text)
-try
 {
-    const ErrorKeeper keeper;
-    if (text && has_reader())
-        put_out(text);
-}
-catch (const std::exception& exception)
-{
-    failed_by(exception, FALSE); // the text is lost
+    put_out_if_read(text);
 }
 
 extern "C" DWORD WINAPI PlinthLostDebugTexts(void)

@@ -22,7 +22,7 @@ DWORD attributes_of(mode_t mode, bool is_link)
     DWORD attributes = 0;
     if (S_ISDIR(mode))
         attributes |= FILE_ATTRIBUTE_DIRECTORY;
-    if ((mode & any_write_bit) == 0 && (S_ISREG(mode) || S_ISDIR(mode)))
+    if (has_no_write_bit(mode) && (S_ISREG(mode) || S_ISDIR(mode)))
         attributes |= FILE_ATTRIBUTE_READONLY;
     if (is_link)
         attributes |= FILE_ATTRIBUTE_REPARSE_POINT;
@@ -60,7 +60,7 @@ extern "C" BOOL SetFileAttributesW(LPCWSTR path, DWORD attributes)
     mode_t mode = found.st_mode & 07777;
     if (attributes & FILE_ATTRIBUTE_READONLY)
         mode &= ~any_write_bit;
-    else if ((mode & any_write_bit) == 0)
+    else if (has_no_write_bit(mode))
         mode |= owner_write_bit;
     if (mode != (found.st_mode & 07777) && sys::chmod(native.c_str(), mode) != 0)
         return native.fail(errno);
