@@ -41,12 +41,12 @@ struct DebugFrameworkOwner
 struct DebugFrameworkTag;
 struct TimerMapTag;
 
-struct TraceLock
+struct TraceLockBuilder
 {
-    TraceLock() { InitializeCriticalSection(&s_traceLock); }
-    ~TraceLock() { DeleteCriticalSection(&s_traceLock); }
+    TraceLockBuilder() { InitializeCriticalSection(&s_traceLock); }
+    ~TraceLockBuilder() { DeleteCriticalSection(&s_traceLock); }
 };
-struct TraceLockTag;
+struct TraceLockBuilderTag;
 
 [[gnu::init_priority(
     QV_PRIORITY_WORKER_REGISTRY)]] QvStaticObject<WorkerRegistry, WorkerRegistryTag>
@@ -56,7 +56,7 @@ struct TraceLockTag;
 [[gnu::init_priority(
     QV_PRIORITY_DEBUG_FRAMEWORK)]] QvStaticObject<DebugFrameworkOwner, DebugFrameworkTag>
     s_debugFramework;
-[[gnu::init_priority(QV_PRIORITY_TRACE_LOCK)]] QvStaticObject<TraceLock, TraceLockTag>
+[[gnu::init_priority(QV_PRIORITY_TRACE_LOCK)]] QvStaticObject<TraceLockBuilder, TraceLockBuilderTag>
     s_lockBuilder;
 [[gnu::init_priority(QV_PRIORITY_TIMER_MAP)]] QvStaticObject<QvTimerMap, TimerMapTag>
     gs_TimerHandleMap;

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <optional>
 
+#include "fingerprint.h"
+
 namespace trace
 {
 
@@ -14,14 +16,6 @@ constexpr std::string_view head = "plinth-trace-cursor ";
 constexpr uint64_t version = 1;
 
 constexpr int hexadecimal = 16;
-
-uint64_t hash_of(std::string_view bytes)
-{
-    uint64_t hash = 14695981039346656037u; // FNV-1a
-    for (const char byte : bytes)
-        hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211u;
-    return hash;
-}
 
 std::string hex_of(uint64_t number)
 {
@@ -161,7 +155,7 @@ std::string cursor_text(const std::vector<std::string>& inputs, const CursorEntr
         text += "input " + word_of(input) + '\n';
     for (const auto& [path, entry] : entries)
         text += line_of(path, entry);
-    return text + "end " + hex_of(hash_of(text)) + '\n';
+    return text + "end " + hex_of(fingerprint_of(text)) + '\n';
 }
 
 CursorState parse_cursor(std::string_view text, std::vector<std::string>& inputs,
@@ -177,7 +171,7 @@ CursorState parse_cursor(std::string_view text, std::vector<std::string>& inputs
     if (text.size() < end.size())
         return CursorState::damaged;
     std::string_view rest = text.substr(0, text.size() - end.size());
-    if (text.substr(rest.size()) != "end " + hex_of(hash_of(rest)) + '\n')
+    if (text.substr(rest.size()) != "end " + hex_of(fingerprint_of(rest)) + '\n')
         return CursorState::damaged;
     rest.remove_prefix(std::min(rest.find('\n'), rest.size() - 1) + 1);
     while (!rest.empty())

@@ -4,26 +4,15 @@
 // exported twice has the same each time.
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "log_progress.h"
+#include "place.h"
 #include "record.h"
 
 namespace trace
 {
-
-// Where a record of a file was found.
-struct Place
-{
-    std::string file;     // native path
-    LogMark mark{};       // of the file
-    uint64_t offset = 0;  // bytes in the file, where the record begins
-    uint64_t number = 0;  // of the record in its file, from 1
-    uint64_t session = 0; // the same of the session that it belongs to; 0 before the first
-};
 
 enum class ExportFormat
 {
@@ -38,11 +27,5 @@ std::optional<ExportFormat> export_format_of(std::string_view name);
 // place: null for news of a loss that no file has told. host: in UTF-8.
 std::string exported(const Record& record, const Place* place, const std::string& host,
                      ExportFormat format);
-
-// "2024-03-05T13:07:33.006000Z"; empty if the time is not known or has no year of four digits.
-std::string rfc3339_text(Time time);
-
-// The mark as 16 hexadecimal digits.
-std::string mark_text(const LogMark& mark);
 
 } // namespace trace

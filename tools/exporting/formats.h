@@ -1,7 +1,10 @@
 // The formats one by one; others call exported (export_format.h).
 #pragma once
 
-#include "export_format.h"
+#include <string>
+
+#include "place.h"
+#include "record.h"
 
 namespace trace
 {

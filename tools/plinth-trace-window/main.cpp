@@ -12,6 +12,7 @@
 #include "failure.h"
 #include "interruption.h"
 #include "note.h"
+#include "program_end.h"
 #include "settings_file.h"
 #include "text.h"
 #include "trace_window.h"
@@ -99,18 +100,8 @@ int main(int argc, char** argv)
         QApplication application(none, argv);
         return run(application, options, scripts);
     }
-    catch (const trace::Interrupted&)
+    catch (...)
     {
-        return trace::exit_done;
-    }
-    catch (const trace::Failure& failure)
-    {
-        trace::note(failure.what());
-        return failure.code();
-    }
-    catch (const std::exception& error)
-    {
-        trace::note(error.what());
-        return trace::exit_failed;
+        return trace::end_by_exception();
     }
 }

@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 #include <string>
 #include <vector>
 
 #include "arguments.h"
 #include "commands.h"
 #include "failure.h"
+#include "program_end.h"
 #include "terminal.h"
 
 namespace
@@ -105,22 +105,8 @@ int main(int argc, char** argv)
     {
         return run(trace::arguments_of(argc, argv));
     }
-    catch (const trace::OutputClosed&)
+    catch (...)
     {
-        return trace::exit_done;
-    }
-    catch (const trace::Interrupted&)
-    {
-        return trace::exit_done;
-    }
-    catch (const trace::Failure& failure)
-    {
-        trace::note(failure.what());
-        return failure.code();
-    }
-    catch (const std::exception& error)
-    {
-        trace::note(error.what());
-        return trace::exit_failed;
+        return trace::end_by_exception();
     }
 }

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "fingerprint.h"
+
 namespace trace
 {
 
@@ -116,14 +118,9 @@ LogMark LogReader::new_mark() const
 // Of so many of the first bytes, or fewer if there are no more.
 LogMark LogReader::mark_of(uint64_t length) const
 {
-    constexpr uint64_t basis = 14695981039346656037u; // FNV-1a
-    constexpr uint64_t prime = 1099511628211u;
     std::string bytes(static_cast<size_t>(length), '\0');
     bytes.resize(m_file->read_at(0, bytes.data(), bytes.size()));
-    LogMark mark{bytes.size(), basis};
-    for (const char byte : bytes)
-        mark.hash = (mark.hash ^ static_cast<unsigned char>(byte)) * prime;
-    return mark;
+    return {bytes.size(), fingerprint_of(bytes)};
 }
 
 // In what is held, behind its first character: where a record begins.

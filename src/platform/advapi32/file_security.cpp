@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "access_list.h"
-#include "kernel32/file/path.h"
+#include "kernel32/file/native_path.h"
 #include "system/calls.h"
 #include "system/faults.h"
 

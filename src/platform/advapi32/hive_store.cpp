@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "kernel32/file/temporary_file.h"
+#include "kernel32/file/replacement_file.h"
 #include "system/calls.h"
 #include "system/directory.h"
 #include "system/fork.h"
@@ -10,6 +10,7 @@
 #include "system/report.h"
 #include "system/root.h"
 #include "system/timed_lock.h"
+#include "system/write_all.h"
 
 namespace platform
 {
@@ -200,6 +201,7 @@ private:
 // A new file is called after the hive's file, with this and a random number added, until all of it
 // is written.
 constexpr const char* unfinished = ".new-";
+constexpr mode_t hive_mode = 0666; // less the umask
 
 // Writers that were killed leave such files. Needs the lock of the writers.
 void remove_unfinished(const std::string& path)
@@ -211,33 +213,15 @@ void remove_unfinished(const std::string& path)
             sys::unlink((folder() + "/" + entry->d_name).c_str());
 }
 
-// Writes beside the file and renames. 0 or an errno. Needs the lock of the writers.
-int replace_file(const std::string& path, const std::string& content)
+// 0 or an errno. Needs the lock of the writers.
+int replace_hive(const std::string& path, const std::string& content)
 {
     remove_unfinished(path);
-    const std::string temporary = temporary_beside(path, unfinished);
-    const int fd =
-        temporary.empty() ? -1 : sys::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0666);
-    if (fd < 0)
-        return errno;
-    int error = 0;
-    for (size_t put = 0; put < content.size() && !error;)
-    {
-        const ssize_t count = sys::write(fd, content.data() + put, content.size() - put);
-        if (count <= 0)
-            error = count < 0 ? errno : EIO;
-        else
-            put += static_cast<size_t>(count);
-    }
-    if (!error && sys::fsync(fd) != 0)
-        error = errno;
-    if (sys::close(fd) != 0 && !error)
-        error = errno;
-    if (!error && sys::rename(temporary.c_str(), path.c_str()) != 0)
-        error = errno;
-    if (error)
-        sys::unlink(temporary.c_str());
-    return error;
+    ReplacementFile file(path, unfinished, hive_mode);
+    if (file.fd() < 0)
+        return file.error();
+    const int error = write_all(file.fd(), content.data(), content.size());
+    return error ? error : file.put_synced();
 }
 
 } // namespace
@@ -262,7 +246,7 @@ DWORD change_hive(HiveId id, const std::function<DWORD(Hive&)>& change)
     Hive changed = *current;
     if ((error = change(changed)) != 0)
         return error;
-    if (const int failure = replace_file(file_of(id), write_reg_text(changed, root_name(id))))
+    if (const int failure = replace_hive(file_of(id), write_reg_text(changed, root_name(id))))
         return system_error(failure);
     // The stamp may belong to a later change already; the content is read again then.
     Cached& cache = cached(id);

@@ -7,6 +7,7 @@
 #include "list_desktop.h"
 #include "list_model.h"
 #include "user32/desktop.h"
+#include "user32/window_class.h"
 
 using namespace platform;
 

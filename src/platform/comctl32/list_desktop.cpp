@@ -6,11 +6,6 @@
 namespace platform
 {
 
-std::shared_ptr<ListModel> list_model_of(HWND window)
-{
-    return std::dynamic_pointer_cast<ListModel>(control_of(window));
-}
-
 void tell_rows_changed(HWND list, ListModel& model)
 {
     const PlinthDesktop* const to = desktop();

@@ -255,4 +255,9 @@ ListChanges ListModel::take_changes()
     return taken;
 }
 
+std::shared_ptr<ListModel> list_model_of(HWND window)
+{
+    return std::dynamic_pointer_cast<ListModel>(control_of(window));
+}
+
 } // namespace platform

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "comctl32/list_row.h"
-#include "kernel32/thread/thread.h"
+#include "kernel32/thread/no_termination.h"
 #include "user32/window_table.h"
 
 namespace platform

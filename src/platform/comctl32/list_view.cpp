@@ -6,6 +6,7 @@
 #include <new>
 
 #include "commctrl.h"
+#include "kernel32/thread/no_termination.h"
 #include "label_edit.h"
 #include "list_desktop.h"
 #include "list_model.h"
@@ -15,6 +16,7 @@
 #include "system/last_error.h"
 #include "system/text.h"
 #include "user32/desktop.h"
+#include "user32/window_class.h"
 
 using namespace platform;
 

@@ -2,7 +2,7 @@
 
 #include <climits>
 
-#include "mirror.h"
+#include "host.h"
 #include "texts.h"
 
 namespace desktop_qt

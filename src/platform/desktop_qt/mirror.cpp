@@ -9,8 +9,6 @@ namespace desktop_qt
 namespace
 {
 
-const PlinthDesktopHost* g_host = nullptr; // set once, before the thread of the widgets is used
-
 QWidget* makeChild(const NewWindow& window, QWidget* parent)
 {
     if (window.kind.compare(QLatin1String("SysListView32"), Qt::CaseInsensitive) == 0)
@@ -24,16 +22,6 @@ void placeChild(QWidget& child, const RECT& place)
 }
 
 } // namespace
-
-void setHost(const PlinthDesktopHost& host)
-{
-    g_host = &host;
-}
-
-const PlinthDesktopHost& host()
-{
-    return *g_host;
-}
 
 Mirror& mirror()
 {

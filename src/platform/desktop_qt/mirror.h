@@ -15,10 +15,6 @@
 namespace desktop_qt
 {
 
-// Before any window.
-void setHost(const PlinthDesktopHost& host);
-const PlinthDesktopHost& host();
-
 struct NewWindow
 {
     HWND window;

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "gui_thread.h"
+#include "host.h"
 #include "message_dialog.h"
 #include "mirror.h"
 #include "own_application.h"

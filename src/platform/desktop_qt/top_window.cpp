@@ -2,7 +2,7 @@
 
 #include <QCloseEvent>
 
-#include "mirror.h"
+#include "host.h"
 
 namespace desktop_qt
 {

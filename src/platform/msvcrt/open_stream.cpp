@@ -9,7 +9,8 @@
 
 #include "kernel32/file/file_status.h"
 #include "kernel32/file/mapped_files.h"
-#include "kernel32/file/path.h"
+#include "kernel32/file/native_path.h"
+#include "kernel32/file/open_claimed.h"
 #include "kernel32/file/share_modes.h"
 #include "system/calls.h"
 #include "system/last_error.h"
@@ -88,33 +89,33 @@ int admit(ClaimedFile& opened, const char* path, const OpenMode& mode, bool& fil
     return 0;
 }
 
-// A descriptor, or -1 with errno; file tells whether it is one of an ordinary file.
-int open_claimed(const char* path, const OpenMode& mode, bool& file)
+// Opens what is no folder and, for writing, not read-only. -1 with errno.
+int open_allowed(const char* path, const OpenMode& mode)
 {
-    // Each further attempt means that somebody has deleted the file once more.
-    for (;;)
+    struct stat found;
+    const bool exists = sys::stat(path, &found) == 0;
+    if (exists && (S_ISDIR(found.st_mode) || (mode.writes && has_no_write_bit(found))))
     {
-        struct stat found;
-        const bool exists = sys::stat(path, &found) == 0;
-        if (exists && (S_ISDIR(found.st_mode) || (mode.writes && has_no_write_bit(found))))
-        {
-            errno = EACCES;
-            return -1;
-        }
-        ClaimedFile opened(open_for(path, mode, !exists || S_ISREG(found.st_mode)));
-        if (opened < 0)
-            return -1;
-        bool gone = false;
-        const int error = admit(opened, path, mode, file, gone);
-        if (!error && !gone)
-            return opened.release();
-        if (error)
-        {
-            opened.close();
-            errno = error;
-            return -1;
-        }
+        errno = EACCES;
+        return -1;
     }
+    return open_for(path, mode, !exists || S_ISREG(found.st_mode));
+}
+
+// A descriptor, or -1 with errno; file tells whether it is one of an ordinary file.
+int open_for_stream(const char* path, const OpenMode& mode, bool& file)
+{
+    ClaimedFile opened;
+    const int error = open_claimed(
+        opened, [&] { return open_allowed(path, mode); },
+        [&](bool& gone) { return admit(opened, path, mode, file, gone); });
+    if (opened < 0)
+        return -1;
+    if (!error)
+        return opened.release();
+    opened.close();
+    errno = error;
+    return -1;
 }
 
 } // namespace
@@ -129,7 +130,7 @@ extern "C" FILE* plinth_crt_wfopen(const wchar_t* path, const wchar_t* mode)
         return nullptr;
     }
     bool file = false;
-    const int fd = open_claimed(native.c_str(), wanted, file);
+    const int fd = open_for_stream(native.c_str(), wanted, file);
     if (fd < 0)
         return nullptr;
     FILE* const stream = sys::fdopen(fd, wanted.letters);

@@ -6,6 +6,7 @@
 #include <tchar.h>
 
 #include "kernel32/file/file_status.h"
+#include "kernel32/file/native_path.h"
 #include "kernel32/file/path.h"
 #include "system/calls.h"
 
@@ -13,11 +14,6 @@ using namespace platform;
 
 namespace
 {
-
-bool is_separator(wchar_t c)
-{
-    return c == L'\\' || c == L'/';
-}
 
 // Copies a part of a path into a buffer of the runtime's fixed size; null to skip it.
 void copy_part(wchar_t* to, size_t size, const wchar_t* from, const wchar_t* end)

@@ -8,7 +8,7 @@
 
 #include <windows.h>
 
-#include "kernel32/file/path.h"
+#include "kernel32/file/native_path.h"
 #include "system/calls.h"
 #include "system/environment.h"
 #include "system/exception_guard.h"

@@ -5,6 +5,7 @@
 
 #include "calls.h"
 #include "fork.h"
+#include "library_function.h"
 
 namespace platform
 {
@@ -40,24 +41,19 @@ struct Library
     decltype(&::sd_bus_close_unref) close_unref;
 };
 
-template <class Function> bool find(void* library, const char* name, Function& function)
-{
-    function = reinterpret_cast<Function>(sys::dlsym(library, name));
-    return function != nullptr;
-}
-
 bool load(Library& to)
 {
     void* const library = sys::dlopen(library_name, RTLD_NOW | RTLD_LOCAL);
-    return library && find(library, "sd_bus_open_system", to.open_system) &&
-           find(library, "sd_bus_open_user", to.open_user) &&
-           find(library, "sd_bus_set_method_call_timeout", to.set_method_call_timeout) &&
-           find(library, "sd_bus_call_method", to.call_method) &&
-           find(library, "sd_bus_message_read", to.message_read) &&
-           find(library, "sd_bus_message_unref", to.message_unref) &&
-           find(library, "sd_bus_is_ready", to.is_ready) &&
-           find(library, "sd_bus_process", to.process) && find(library, "sd_bus_wait", to.wait) &&
-           find(library, "sd_bus_close_unref", to.close_unref);
+    return library && find_function(library, "sd_bus_open_system", to.open_system) &&
+           find_function(library, "sd_bus_open_user", to.open_user) &&
+           find_function(library, "sd_bus_set_method_call_timeout", to.set_method_call_timeout) &&
+           find_function(library, "sd_bus_call_method", to.call_method) &&
+           find_function(library, "sd_bus_message_read", to.message_read) &&
+           find_function(library, "sd_bus_message_unref", to.message_unref) &&
+           find_function(library, "sd_bus_is_ready", to.is_ready) &&
+           find_function(library, "sd_bus_process", to.process) &&
+           find_function(library, "sd_bus_wait", to.wait) &&
+           find_function(library, "sd_bus_close_unref", to.close_unref);
 }
 
 struct Loading

@@ -44,58 +44,18 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "faults.h"
 #include "guarded_paths.h"
 #include "loads.h"
+#include "plain_calls.h"
 
 namespace platform::sys
 {
 
-// True if the call must fail now: errno is set. The limit is what a transfer may move.
-inline bool intercepted(const char* name, size_t* limit = nullptr)
-{
-    Fault fault;
-    if (!fault_applies(name, true, fault))
-        return false;
-    if (fault.error == 0)
-    {
-        if (limit && fault.limit < *limit)
-            *limit = fault.limit;
-        return false;
-    }
-    errno = fault.error;
-    return true;
-}
-
-template <class Call> auto restarted(Call call)
-{
-    auto result = call();
-    while (result == -1 && errno == EINTR)
-        result = call();
-    return result;
-}
-
-inline int fstat(int fd, struct stat* result)
-{
-    return intercepted("fstat") ? -1 : ::fstat(fd, result);
-}
 // Opening a FIFO may wait for ever for its other side: a signal ends that with EINTR.
 inline bool is_fifo(const char* path)
 {
     struct stat found;
     return ::stat(path, &found) == 0 && S_ISFIFO(found.st_mode);
-}
-// Descriptors 0 to 2 are the program's standard streams, also one that started with them closed:
-// what it prints must not get into a file of the library's.
-inline constexpr int first_inner_number = 3;
-inline int above_standard_streams(int fd)
-{
-    const int moved =
-        fd < 0 || fd >= first_inner_number ? -1 : ::fcntl(fd, F_DUPFD_CLOEXEC, first_inner_number);
-    if (moved < 0)
-        return fd;
-    ::close(fd);
-    return moved;
 }
 // For a file of the program's, which gets the number that the kernel gives.
 // found, if wanted: what fstat tells of the file.
@@ -136,19 +96,6 @@ inline FILE* fopen(const char* path, const char* mode)
 inline FILE* fdopen(int fd, const char* mode)
 {
     return intercepted("fdopen") ? nullptr : ::fdopen(fd, mode);
-}
-inline int close(int fd)
-{
-    if (intercepted("close"))
-    {
-        ::close(fd); // a close that fails has closed nevertheless
-        return -1;
-    }
-    return ::close(fd);
-}
-inline ssize_t read(int fd, void* buffer, size_t size)
-{
-    return restarted([&] { return intercepted("read", &size) ? -1 : ::read(fd, buffer, size); });
 }
 inline ssize_t write(int fd, const void* buffer, size_t size)
 {
@@ -386,10 +333,6 @@ inline int munmap(void* address, size_t size)
     const bool fails = intercepted("munmap");
     return ::munmap(address, size) != 0 || fails ? -1 : 0;
 }
-inline int clock_gettime(clockid_t clock, timespec* result)
-{
-    return intercepted("clock_gettime") ? -1 : ::clock_gettime(clock, result);
-}
 inline int clock_nanosleep(clockid_t clock, int flags, const timespec* time)
 {
     return ::clock_nanosleep(clock, flags, time, nullptr);
@@ -441,10 +384,6 @@ inline int set_nice(pid_t thread, int nice)
     return intercepted("setpriority")
                ? -1
                : ::setpriority(PRIO_PROCESS, static_cast<id_t>(thread), nice);
-}
-inline int set_timer_slack(unsigned long nanoseconds)
-{
-    return intercepted("prctl") ? -1 : ::prctl(PR_SET_TIMERSLACK, nanoseconds);
 }
 inline int sched_yield()
 {

@@ -1,8 +1,8 @@
 // The clocks, each with what a test has shifted.
 #include "clock.h"
 
-#include "calls.h"
 #include "clock_shift.h"
+#include "plain_calls.h"
 
 namespace platform
 {

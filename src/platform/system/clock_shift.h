@@ -2,23 +2,10 @@
 // test interface.
 #pragma once
 
-#include <atomic>
-#include <cstdint>
-
 #include "test_interface.h"
 
 namespace platform
 {
-
-// 0: nothing is changed.
-struct ClockShifts
-{
-    std::atomic<int64_t> wall_ms{0};
-    std::atomic<int64_t> patience_ns{0};
-    std::atomic<int64_t> channel_patience_ns{0}; // in the place of the usual one
-    std::atomic<int64_t> held_tick{0};           // one more than the tick
-};
-extern ClockShifts g_clock_shifts; // there with the test interface only
 
 inline int64_t clock_shift(std::atomic<int64_t> ClockShifts::*which)
 {

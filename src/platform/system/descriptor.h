@@ -1,7 +1,7 @@
 // A descriptor that is closed with its scope.
 #pragma once
 
-#include "calls.h"
+#include "plain_calls.h"
 
 namespace platform
 {

@@ -5,26 +5,10 @@
 // both are false, and the compiler leaves them out.
 #pragma once
 
-#include <atomic>
-#include <cstddef>
-#include <cstdint>
-
 #include "test_interface.h"
 
 namespace platform
 {
-
-struct Fault
-{
-    int error = 0;           // 0: no failure, the operation is only shortened
-    size_t limit = SIZE_MAX; // bytes that a transfer may move
-};
-
-// These two are there with the test interface only.
-extern std::atomic<bool> g_faults_armed;
-// The slow path: counts the call and says whether a fault applies. linux_call tells whether the
-// operation takes part in PlinthTestFailAny.
-bool take_fault(const char* operation, bool linux_call, Fault& fault);
 
 inline bool fault_applies(const char* operation, bool linux_call, Fault& fault)
 {

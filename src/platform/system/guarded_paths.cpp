@@ -12,9 +12,9 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "calls.h"
 #include "kernel_files.h"
 #include "kernel_text.h"
+#include "plain_calls.h"
 
 namespace platform
 {

@@ -1,8 +1,9 @@
 // Reading the kernel's text files.
 #include "kernel_files.h"
 
-#include "calls.h"
 #include "descriptor.h"
+#include "plain_calls.h"
+#include "test_interface.h"
 
 namespace platform
 {
@@ -27,7 +28,7 @@ bool read_kernel_file(const std::string& path, std::string& text)
     text.clear();
     int error = 0;
     {
-        const Descriptor file(sys::open(kernel_path(path).c_str(), O_RDONLY));
+        const Descriptor file(sys::open_kernel_file(kernel_path(path).c_str()));
         if (file < 0)
             return false;
         char block[4096];

@@ -1,7 +1,6 @@
 // The small text files in which the kernel tells its figures (/proc, /sys).
 #pragma once
 
-#include <atomic>
 #include <string>
 
 namespace platform
@@ -12,9 +11,5 @@ bool read_kernel_file(const std::string& path, std::string& text);
 
 // The path that really stands for one of the kernel's: another one once a test has set a root.
 std::string kernel_path(const std::string& path);
-
-// The folder that a test has put before all paths; null: the real files. It is there with the test
-// interface only.
-extern std::atomic<const std::string*> g_kernel_root;
 
 } // namespace platform

@@ -10,6 +10,7 @@
 #include "calls.h"
 #include "environment.h"
 #include "fork.h"
+#include "hash.h"
 #include "private_folder.h"
 #include "shared_leftovers.h"
 
@@ -96,14 +97,6 @@ std::string find_root()
         return no_folder;
     make_with_parents(without_home + "/plinth", 0700);
     return without_home + "/plinth";
-}
-
-uint64_t fnv1a(const std::string& text)
-{
-    uint64_t hash = 14695981039346656037u;
-    for (const char c : text)
-        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
-    return hash;
 }
 
 std::string find_shared()

@@ -1,9 +1,8 @@
 // The shifts of the clocks, and the functions by which tests set them.
-#include "system/clock_shift.h"
-
 #include <plinth_platform_test.h>
 
 #include "reset.h"
+#include "system/test_interface.h"
 
 namespace platform
 {

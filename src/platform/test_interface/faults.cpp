@@ -1,8 +1,6 @@
 // The fault table behind the fault points.
 //
 // Everything here runs only once a test has armed it, so it takes a plain lock and allocates.
-#include "system/faults.h"
-
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -16,6 +14,7 @@
 #include "reset.h"
 #include "system/fork.h"
 #include "system/immortal.h"
+#include "system/test_interface.h"
 
 namespace platform
 {

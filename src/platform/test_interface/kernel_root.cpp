@@ -5,7 +5,7 @@
 #include <plinth_platform_test.h>
 
 #include "reset.h"
-#include "system/kernel_files.h"
+#include "system/test_interface.h"
 
 namespace platform
 {

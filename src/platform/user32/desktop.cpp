@@ -2,9 +2,9 @@
 
 #include <atomic>
 
-#include "comctl32/list_desktop.h"
-#include "kernel32/thread/thread.h"
+#include "kernel32/thread/no_termination.h"
 #include "system/fork.h"
+#include "window_class.h"
 #include "window_table.h"
 
 using namespace platform;
@@ -17,35 +17,12 @@ std::atomic<const PlinthDesktop*> g_desktop{nullptr};
 // The display's thread is not in the child, whose windows are thus in memory alone.
 const AtFork g_at_fork(ForkStep::desktop, {nullptr, nullptr, [] { g_desktop = nullptr; }});
 
-BOOL close_window(HWND window)
-{
-    return PostMessageW(window, WM_CLOSE, 0, 0);
-}
-
-BOOL place_window(HWND window, const RECT* place)
-{
-    {
-        const WindowLock lock;
-        Window* const found = find_window(window);
-        if (!found)
-            return FALSE;
-        found->place = *place;
-    }
-    RECT client = {};
-    return GetClientRect(window, &client) &&
-           PostMessageW(window, WM_SIZE, SIZE_RESTORED, MAKELPARAM(client.right, client.bottom));
-}
-
 } // namespace
 
 // A thread that tells the display something posts it under the display's own locks. Each call below
 // holds off the thread's termination until it has given them back.
 namespace platform
 {
-
-constexpr PlinthDesktopHost desktop_host = {
-    sizeof(PlinthDesktopHost), close_window, place_window, list_take_changes,
-    list_column_count,         list_column,  list_cell};
 
 bool attach_desktop(const PlinthDesktop& desktop)
 {

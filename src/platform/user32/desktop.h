@@ -87,7 +87,6 @@ namespace platform
 // False if there is one already.
 bool attach_desktop(const PlinthDesktop& desktop);
 const PlinthDesktop* desktop(); // null without a display
-extern const PlinthDesktopHost desktop_host;
 
 // The first call loads the plug-in if there are a display and a plug-in, and attaches it. It can
 // take a second; others wait for it. Then it costs next to nothing.

@@ -12,7 +12,7 @@
 
 #include <plinth_platform.h>
 
-#include "desktop.h"
+#include "desktop_host.h"
 #include "kernel32/module/loaded_modules.h"
 #include "system/calls.h"
 #include "system/environment.h"

@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <new>
 
+#include "desktop.h"
 #include "kernel32/object/event_state.h"
+#include "kernel32/thread/no_termination.h"
 #include "kernel32/thread/thread.h"
 #include "system/clock.h"
 #include "system/exception_guard.h"
@@ -37,6 +39,18 @@ Registry& registry()
 thread_local MessageQueue* t_queue = nullptr;
 
 using Lock = Uninterrupted<std::mutex>;
+
+// Takes out all windows of a thread that ends, without a message.
+void drop_windows_of(DWORD thread)
+{
+    std::vector<std::unique_ptr<Window>> gone; // freed outside the lock
+    {
+        const WindowLock lock;
+        gone = take_windows_of(thread);
+    }
+    for (const std::unique_ptr<Window>& each : gone)
+        tell_desktop_destroyed(each->handle);
+}
 
 // Takes a thread's windows and queue along when it ends. Also for one that was terminated: that
 // runs no code of its own any more.
@@ -236,6 +250,13 @@ void MessageQueue::close()
     }
     for (const std::shared_ptr<SentMessage>& each : sent)
         each->finish(SentMessage::failed);
+}
+
+void MessageQueue::forget_window(HWND window)
+{
+    m_timers.kill_all(window);
+    const Lock guard(m_lock);
+    std::erase_if(m_posted, [window](const MSG& each) { return each.hwnd == window; });
 }
 
 void MessageQueue::post_quit(int exit_code)

@@ -2,13 +2,17 @@
 //
 // A sender waits on the word of its own queue, not on the message: so it can take what others send
 // to it meanwhile, and two threads that send to each other both go on.
-#include <algorithm>
 #include <new>
 
 #include "kernel32/object/event_state.h"
+#include "kernel32/thread/no_termination.h"
+#include "message_queue.h"
 #include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"
+#include "window_class.h"
+#include "window_life.h"
+#include "window_place.h"
 #include "window_table.h"
 
 using namespace platform;
@@ -65,13 +69,6 @@ bool MessageQueue::wait_for_answer(const SentMessage& message, int64_t deadline,
         if (!futex_wait(&m_posts, posts, deadline, false))
             return message.state.load(std::memory_order_acquire) != SentMessage::waiting;
     }
-}
-
-void MessageQueue::forget_window(HWND window)
-{
-    m_timers.kill_all(window);
-    const Uninterrupted<std::mutex> guard(m_lock);
-    std::erase_if(m_posted, [window](const MSG& each) { return each.hwnd == window; });
 }
 
 } // namespace platform

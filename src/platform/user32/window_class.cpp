@@ -4,7 +4,7 @@
 #include <mutex>
 #include <new>
 
-#include "kernel32/thread/thread.h"
+#include "kernel32/thread/no_termination.h"
 #include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/fork.h"

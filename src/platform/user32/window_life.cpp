@@ -5,12 +5,17 @@
 // goes hears WM_DESTROY before its children do, which all still exist then, and WM_NCDESTROY after
 // they are gone. WM_GETMINMAXINFO, WM_NCCALCSIZE and WM_WINDOWPOSCHANGING are not sent: nothing
 // asks the window where it wants to be.
+#include "window_life.h"
+
 #include <new>
 
 #include "desktop.h"
+#include "message_queue.h"
 #include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"
+#include "window_class.h"
+#include "window_place.h"
 #include "window_table.h"
 
 using namespace platform;

@@ -3,7 +3,10 @@
 // There is no frame to measure: a top-level window with a caption keeps a constant one free around
 // its client area. A call for a window of another thread changes it at once and sends the messages
 // about it to that thread.
+#include "window_place.h"
+
 #include "desktop.h"
+#include "message_queue.h"
 #include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "window_table.h"

@@ -8,6 +8,7 @@
 #include "system/exception_guard.h"
 #include "system/last_error.h"
 #include "system/text.h"
+#include "window_class.h"
 #include "window_table.h"
 
 using namespace platform;

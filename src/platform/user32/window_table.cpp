@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <map>
 
-#include "desktop.h"
-#include "message_queue.h"
 #include "system/fork.h"
 #include "system/immortal.h"
 #include "system/last_error.h"
@@ -21,6 +19,7 @@ struct Table
     std::mutex lock; // the WindowLock
     std::map<ULONG_PTR, std::unique_ptr<Window>> windows;
     ULONG_PTR last = 0x10000;
+    DWORD forking = 0; // the thread that forks; set while it holds the lock for that
 };
 
 // Never destroyed: threads have windows until the very end of the process.
@@ -30,21 +29,26 @@ Table& table()
     return *only;
 }
 
-std::mutex& table_lock()
+void take_before_fork()
 {
-    return table().lock;
+    table().lock.lock();
+    table().forking = GetCurrentThreadId();
+}
+
+void release()
+{
+    table().lock.unlock();
 }
 
 // The windows of the thread that goes on stay, under its new number. Those of others have nobody
 // who would handle what is sent to them.
 void keep_own_windows()
 {
-    const MessageQueue* const own = MessageQueue::existing();
     auto& windows = table().windows;
     for (auto each = windows.begin(); each != windows.end();)
     {
         std::unique_ptr<Window>& window = each->second;
-        if (own && window->queue.get() == own)
+        if (window->thread == table().forking)
         {
             window->thread = GetCurrentThreadId();
             ++each;
@@ -55,7 +59,7 @@ void keep_own_windows()
     }
 }
 
-const AtFork g_at_fork(ForkStep::windows, taken_at_fork<table_lock>(keep_own_windows));
+const AtFork g_at_fork(ForkStep::windows, {take_before_fork, release, keep_own_windows});
 
 ULONG_PTR next_handle()
 {
@@ -104,6 +108,21 @@ std::unique_ptr<Window> take_window(HWND handle)
     return taken;
 }
 
+std::vector<std::unique_ptr<Window>> take_windows_of(DWORD thread)
+{
+    std::vector<std::unique_ptr<Window>> taken;
+    auto& windows = table().windows;
+    for (auto each = windows.begin(); each != windows.end();)
+        if (each->second->thread == thread)
+        {
+            taken.push_back(std::move(each->second));
+            each = windows.erase(each);
+        }
+        else
+            ++each;
+    return taken;
+}
+
 std::vector<HWND> windows_below(HWND parent, Kinship kinship)
 {
     const bool children = kinship == Kinship::child && parent;
@@ -142,25 +161,6 @@ LRESULT call_procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
             procedure = found->procedure;
     }
     return procedure ? procedure(window, message, wParam, lParam) : 0;
-}
-
-void drop_windows_of(DWORD thread)
-{
-    std::vector<std::unique_ptr<Window>> gone;
-    {
-        const WindowLock lock;
-        auto& windows = table().windows;
-        for (auto each = windows.begin(); each != windows.end();)
-            if (each->second->thread == thread)
-            {
-                gone.push_back(std::move(each->second));
-                each = windows.erase(each);
-            }
-            else
-                ++each;
-    }
-    for (const std::unique_ptr<Window>& each : gone)
-        tell_desktop_destroyed(each->handle);
 }
 
 std::shared_ptr<ControlData> control_of(HWND window)

@@ -10,12 +10,14 @@
 #include <mutex>
 #include <vector>
 
-#include "kernel32/thread/thread.h"
-#include "message_queue.h"
-#include "window_class.h"
+#include "kernel32/thread/no_termination.h"
+#include "windows.h"
 
 namespace platform
 {
+
+class MessageQueue;
+struct WindowClass;
 
 // What a control of the system's own keeps for its window. Goes with the window, however that goes.
 class ControlData
@@ -30,7 +32,7 @@ public:
 struct Window
 {
     HWND handle = nullptr;
-    ClassPointer window_class;
+    std::shared_ptr<const WindowClass> window_class;
     std::shared_ptr<MessageQueue> queue; // that of its thread
     DWORD thread = 0;
     HWND parent = nullptr; // of a child; the owner of a top-level window
@@ -67,6 +69,8 @@ Window* find_window(HWND handle);
 HWND add_window(std::unique_ptr<Window> window);
 // Takes it out; it is to be freed outside the lock.
 std::unique_ptr<Window> take_window(HWND handle);
+// Takes out all windows of a thread; the same holds for them.
+std::vector<std::unique_ptr<Window>> take_windows_of(DWORD thread);
 enum class Kinship
 {
     child, // of a null parent: the top-level windows
@@ -81,16 +85,10 @@ bool has_windows(const WindowClass& window_class);
 
 // Runs the procedure of a window of the calling thread. 0 for a window that is gone.
 LRESULT call_procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-// Takes out all windows of a thread that ends, without a message.
-void drop_windows_of(DWORD thread);
 // The control of a window, null if the window is gone or is none of the system's controls.
 std::shared_ptr<ControlData> control_of(HWND window);
 
 // The window of the thread that is at work for the user, null without.
 extern thread_local HWND t_active_window;
-
-// Destroys, shows, on the window's own thread. False with the last error set.
-bool destroy_window(HWND window);
-bool show_window(HWND window, int command);
 
 } // namespace platform

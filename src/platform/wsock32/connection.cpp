@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "open_sockets.h"
 #include "system/calls.h"
 
 using namespace platform;

@@ -2,6 +2,7 @@
 //
 // Each thread has one place for the records, which its next look-up of any kind takes. What a
 // record points at lies in the buffer that the C library filled.
+#include "open_sockets.h"
 #include "socket.h"
 
 #include <cstring>

@@ -1,5 +1,6 @@
 // Waiting for several sockets. The sets are lists, so any number of sockets with any descriptors
 // works; below them is poll().
+#include "open_sockets.h"
 #include "socket.h"
 
 #include <algorithm>

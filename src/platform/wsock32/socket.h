@@ -89,12 +89,6 @@ int fail_socket(int wsa_error);
 // The same for the errno of a call on this socket.
 int fail_call(const SocketObject& object, int error);
 
-// Between WSAStartup and the last WSACleanup.
-bool sockets_are_started();
-// Sockets that the last cleanup closes. False without memory.
-bool remember_socket(SOCKET s);
-void forget_socket(SOCKET s);
-
 // Makes a socket of a descriptor, which it owns from now on, also if it fails.
 SOCKET insert_socket(int descriptor, int type, bool non_blocking, bool connected);
 

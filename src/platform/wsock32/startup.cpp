@@ -1,14 +1,8 @@
 // Starting and ending the use of sockets.
-#include <algorithm>
 #include <cstdio>
-#include <mutex>
-#include <new>
-#include <unordered_set>
-#include <utility>
 
+#include "open_sockets.h"
 #include "socket.h"
-#include "system/fork.h"
-#include "system/immortal.h"
 
 using namespace platform;
 
@@ -17,26 +11,6 @@ namespace
 
 constexpr WORD version_1_1 = MAKEWORD(1, 1);
 
-struct Session
-{
-    std::mutex lock; // guards open and the changes of started; no other lock is taken inside
-    std::atomic<unsigned> started{0};
-    std::unordered_set<SOCKET> open;
-};
-
-Session& session()
-{
-    static Immortal<Session> only;
-    return *only;
-}
-
-std::mutex& session_lock()
-{
-    return session().lock;
-}
-
-const AtFork g_at_fork(ForkStep::sockets, taken_at_fork<session_lock>());
-
 // Versions are the major number in the low byte.
 bool is_below_1_1(WORD version)
 {
@@ -44,36 +18,6 @@ bool is_below_1_1(WORD version)
 }
 
 } // namespace
-
-namespace platform
-{
-
-bool sockets_are_started()
-{
-    return session().started != 0;
-}
-
-bool remember_socket(SOCKET s)
-{
-    try
-    {
-        const std::lock_guard guard(session().lock);
-        session().open.insert(s);
-        return true;
-    }
-    catch (const std::bad_alloc&)
-    {
-        return false;
-    }
-}
-
-void forget_socket(SOCKET s)
-{
-    const std::lock_guard guard(session().lock);
-    session().open.erase(s);
-}
-
-} // namespace platform
 
 extern "C" int WSAStartup(WORD wanted, LPWSADATA data)
 {
@@ -88,21 +32,15 @@ extern "C" int WSAStartup(WORD wanted, LPWSADATA data)
     data->iMaxUdpDg = 65'507;
     std::snprintf(data->szDescription, sizeof data->szDescription, "plinth sockets 1.1");
     std::snprintf(data->szSystemStatus, sizeof data->szSystemStatus, "Running");
-    const std::lock_guard guard(session().lock);
-    ++session().started;
+    begin_sockets();
     return 0;
 }
 
 extern "C" int WSACleanup(void)
 {
     std::unordered_set<SOCKET> open;
-    {
-        const std::lock_guard guard(session().lock);
-        if (session().started == 0)
-            return fail_socket(WSANOTINITIALISED);
-        if (--session().started == 0)
-            open = std::exchange(session().open, {});
-    }
+    if (!end_sockets(open))
+        return fail_socket(WSANOTINITIALISED);
     for (const SOCKET s : open)
         close_socket(s);
     return 0;

@@ -102,7 +102,7 @@ int QvAsyncDispatcher::StartWorker(QvAsyncQueue& request)
     worker->queue.splice(worker->queue.end(), request);
     QvAsyncThread& thread = worker->thread.front();
     thread.worker = worker.get();
-    thread.handle = QvStartThread(QvAsyncWorker::Procedure, &thread, thread.id, thread.stage);
+    thread.handle = QvStartThread(WorkerProcedure, &thread, thread.id, thread.stage);
     if (!thread.handle)
     {
         m_workers.erase(place);
@@ -125,6 +125,32 @@ void QvAsyncDispatcher::Cancel(QvFile file)
             [file](const std::unique_ptr<QvAsyncRequest>& request)
             { return request->kind != QV_ASYNC_COPY && request->file == file; });
     }
+}
+
+unsigned __stdcall QvAsyncDispatcher::WorkerProcedure(void* thread)
+{
+    auto& own = *static_cast<QvAsyncThread*>(thread);
+    if (QvBeginThread(own.stage) && !own.worker->dispatcher.Run(*own.worker))
+        return 0;
+    QvLeaveThread(own.stage);
+    return 0;
+}
+
+bool QvAsyncDispatcher::Run(QvAsyncWorker& worker)
+{
+    QvEnterAsyncWorkers();
+    const uint32_t forks = QvForkCount();
+    QvAsyncPass pass;
+    do
+    {
+        pass = worker.RunStep();
+        if (QvForkCount() != forks)
+            return false; // the child of a callback: worker and requests are its parent's
+        if (pass == QvAsyncPass::idle)
+            pthread_delay_np(&QV_ASYNC_IDLE_DELAY);
+    } while ((pass == QvAsyncPass::more && !Wants()) || Keeps(worker));
+    Leave(&worker);
+    return true;
 }
 
 // A busy worker comes here too when somebody waits for its lock, a cancellation or a submission.

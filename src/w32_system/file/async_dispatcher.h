@@ -38,14 +38,17 @@ public:
     // In a forked child: without workers.
     void RenewInChild();
 
-    // For the workers. Wants: whether Keeps must be asked also between two steps. Keeps: whether
-    // the worker goes on, asked after each pass that leaves it without work, and when it is wanted.
-    // Leave: the worker's last act.
-    bool Wants() const { return m_uWaiting != 0 || m_bStopping; }
-    bool Keeps(QvAsyncWorker& worker);
-    void Leave(QvAsyncWorker* worker);
-
 private:
+    static unsigned __stdcall WorkerProcedure(void* thread); // what a worker's thread runs
+    // A worker from its start to its end; false in a child that a callback forked.
+    bool Run(QvAsyncWorker& worker);
+    // Whether Keeps must be asked also between two steps.
+    bool Wants() const { return m_uWaiting != 0 || m_bStopping; }
+    // Whether the worker goes on, asked after each pass that leaves it without work, and when it is
+    // wanted.
+    bool Keeps(QvAsyncWorker& worker);
+    void Leave(QvAsyncWorker* worker); // the worker's last act
+
     QvAsyncWorker* LeastLoaded() const;
     int StartWorker(QvAsyncQueue& request);
     bool AllGone();

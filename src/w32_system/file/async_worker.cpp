@@ -1,9 +1,7 @@
-// What a worker does from its start to its end.
+// What a worker is, and its steps. Its thread is the dispatcher's.
 #include "async_worker.h"
 
-#include "async_dispatcher.h"
 #include "async_steps.h"
-#include "at_fork.h"
 #include "mutex_guard.h"
 
 namespace
@@ -16,6 +14,11 @@ thread_local bool t_bWorker = false;
 bool QvIsAsyncWorkerThread()
 {
     return t_bWorker;
+}
+
+void QvEnterAsyncWorkers()
+{
+    t_bWorker = true;
 }
 
 void QvLeaveAsyncWorkers()
@@ -46,30 +49,4 @@ QvAsyncPass QvAsyncWorker::RunStep()
     else
         queue.pop_front();
     return queue.empty() ? QvAsyncPass::last : QvAsyncPass::more;
-}
-
-unsigned __stdcall QvAsyncWorker::Procedure(void* thread)
-{
-    auto& own = *static_cast<QvAsyncThread*>(thread);
-    if (QvBeginThread(own.stage) && !own.worker->Run())
-        return 0;
-    QvLeaveThread(own.stage);
-    return 0;
-}
-
-bool QvAsyncWorker::Run()
-{
-    t_bWorker = true;
-    const uint32_t forks = QvForkCount();
-    QvAsyncPass pass;
-    do
-    {
-        pass = RunStep();
-        if (QvForkCount() != forks)
-            return false; // the child of a callback: worker and requests are its parent's
-        if (pass == QvAsyncPass::idle)
-            pthread_delay_np(&QV_ASYNC_IDLE_DELAY);
-    } while ((pass == QvAsyncPass::more && !dispatcher.Wants()) || dispatcher.Keeps(*this));
-    dispatcher.Leave(this);
-    return true;
 }

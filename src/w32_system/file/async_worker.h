@@ -1,4 +1,4 @@
-// A worker thread of the asynchronous transfers.
+// A worker of the asynchronous transfers.
 #pragma once
 
 #include <list>
@@ -49,8 +49,6 @@ struct QvAsyncWorker
     QvAsyncWorker& operator=(const QvAsyncWorker&) = delete;
     ~QvAsyncWorker();
 
-    static unsigned __stdcall Procedure(void* thread);
-    bool Run();            // from its start to its end; false in a child that a callback forked
     QvAsyncPass RunStep(); // one step of the front request
 
     // One element. It goes to the dispatcher when the worker leaves, so that making room can't
@@ -67,5 +65,6 @@ struct QvAsyncWorker
 
 // Whether this thread is a worker, that is whether a callback runs on it.
 bool QvIsAsyncWorkerThread();
+void QvEnterAsyncWorkers(); // a worker's thread begins
 // The thread goes on in a forked child as an ordinary one.
 void QvLeaveAsyncWorkers();

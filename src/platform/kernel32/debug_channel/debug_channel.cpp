@@ -1,5 +1,17 @@
-#include "debug_channel.h"
-
+// The debug string channel: the writer's side, and what the objects of a listener tell it.
+//
+// The protocol with a listener is the system's: two events, "DBWIN_BUFFER_READY" (the buffer may be
+// written) and "DBWIN_DATA_READY" (it holds a text), and a mapping "DBWIN_BUFFER" of 4,096 bytes
+// with the writer's process id and a text. Behind it stands a control page that the writers of all
+// of the user's processes share:
+//
+// - One word says whether there is a listener. Writers look at it before anything else, so that a
+//   text without a listener costs one load and no system call.
+// - Another word says which writer may use the buffer. A writer that dies with the buffer leaves
+// its
+//   mark in the first event's word, and the next one puts the channel right.
+// - A writer that has waited its time for a listener says so there; the writers after it don't wait
+//   until the listener has taken a text.
 #include <cerrno>
 #include <cstring>
 
@@ -392,51 +404,32 @@ private:
     const int m_errno;
 };
 
+template <class Text> void put_out_if_read(Text text)
+try
+{
+    const ErrorKeeper keeper;
+    if (text && has_reader())
+        put_out(text);
+}
+catch (const std::exception& exception)
+{
+    failed_by(exception, FALSE); // the text is lost
+}
+
 } // namespace
-
-void debug_channel_prepare()
-{
-    channel_control();
-}
-
-void debug_channel_listener_came()
-{
-    if (ChannelControl* const control = mapped_channel_control())
-        number_new_listener(*control);
-}
-
-void debug_channel_listener_went()
-{
-    if (ChannelControl* const control = mapped_channel_control())
-        control->listener.store(0, std::memory_order_release);
-}
 
 } // namespace platform
 
 using namespace platform;
 
 extern "C" void OutputDebugStringA(LPCSTR text)
-try
 {
-    const ErrorKeeper keeper;
-    if (text && has_reader())
-        put_out(text);
-}
-catch (const std::exception& exception)
-{
-    failed_by(exception, FALSE); // the text is lost
+    put_out_if_read(text);
 }
 
 extern "C" void OutputDebugStringW(LPCWSTR text)
-try
 {
-    const ErrorKeeper keeper;
-    if (text && has_reader())
-        put_out(text);
-}
-catch (const std::exception& exception)
-{
-    failed_by(exception, FALSE); // the text is lost
+    put_out_if_read(text);
 }
 
 extern "C" DWORD WINAPI PlinthLostDebugTexts(void)

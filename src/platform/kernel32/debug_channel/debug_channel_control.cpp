@@ -1,6 +1,5 @@
 #include "debug_channel_control.h"
 
-#include "debug_channel.h"
 #include "kernel32/object/named_object.h"
 #include "system/calls.h"
 #include "system/clock.h"
@@ -48,6 +47,23 @@ ChannelControl* map_page(bool makes)
         view = sys::mmap(nullptr, page_size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
     sys::close(fd);
     return view == MAP_FAILED ? nullptr : static_cast<ChannelControl*>(view);
+}
+
+// The page if it is mapped already: for those who are inside the gate.
+ChannelControl* mapped_channel_control()
+{
+    return g_page.load(std::memory_order_acquire);
+}
+
+// Gives a listener that came its number. Needs the gate.
+void number_new_listener(ChannelControl& control)
+{
+    uint32_t next = control.generation + 1;
+    if (next == 0)
+        next = 1;
+    control.generation = next;
+    control.stuck = 0;
+    control.listener.store(next, std::memory_order_release);
 }
 
 bool listener_is_there()
@@ -118,11 +134,6 @@ int64_t channel_patience()
     return changed ? changed : usual_patience;
 }
 
-ChannelControl* mapped_channel_control()
-{
-    return g_page.load(std::memory_order_acquire);
-}
-
 ChannelControl* channel_control()
 {
     ChannelControl* const page = mapped_channel_control();
@@ -131,15 +142,30 @@ ChannelControl* channel_control()
     return shared_folder().empty() ? nullptr : map_control();
 }
 
-void number_new_listener(ChannelControl& control)
+namespace
 {
-    uint32_t next = control.generation + 1;
-    if (next == 0)
-        next = 1;
-    control.generation = next;
-    control.stuck = 0;
-    control.listener.store(next, std::memory_order_release);
+
+void prepare_for_listener()
+{
+    channel_control();
 }
+
+void listener_came()
+{
+    if (ChannelControl* const control = mapped_channel_control())
+        number_new_listener(*control);
+}
+
+void listener_went()
+{
+    if (ChannelControl* const control = mapped_channel_control())
+        control->listener.store(0, std::memory_order_release);
+}
+
+const ObjectWatcher g_watcher(NamedKind::event, debug_channel_listener_event,
+                              {prepare_for_listener, listener_came, listener_went});
+
+} // namespace
 
 ChannelTurn::ChannelTurn(ChannelControl& control, int64_t deadline)
     : m_own({g_own_turn, g_own_jammed, false}, deadline, channel_patience()),

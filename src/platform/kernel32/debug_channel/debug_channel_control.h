@@ -18,6 +18,9 @@ channel_patience(); // ns that a text may cost its writer: 500 ms, unless a test
 inline constexpr char channel_page_name[] = "/channel-3";
 inline constexpr uint32_t channel_page_mark = 0x33434450;
 
+// The first event of the listener's. While somebody holds it there is a listener.
+inline constexpr char debug_channel_listener_event[] = "DBWIN_BUFFER_READY";
+
 struct ChannelControl
 {
     std::atomic<uint32_t> magic;
@@ -35,12 +38,6 @@ struct ChannelControl
 // made anew. Takes the gate of shared objects only if there is no page yet, or if the page doesn't
 // name a listener that is there.
 ChannelControl* channel_control();
-
-// Gives a listener that came its number. Needs the gate.
-void number_new_listener(ChannelControl& control);
-
-// The page if it is mapped already: for those who are inside the gate.
-ChannelControl* mapped_channel_control();
 
 // In a process just forked: a thread that had the turn is not in it. True if none had it.
 bool forget_own_turn();

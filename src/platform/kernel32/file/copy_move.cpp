@@ -15,6 +15,7 @@
 
 #include "file_status.h"
 #include "mapped_files.h"
+#include "native_path.h"
 #include "path.h"
 #include "replacement_file.h"
 #include "share_modes.h"
@@ -22,6 +23,7 @@
 #include "system/descriptor.h"
 #include "system/exception_guard.h"
 #include "system/last_error.h"
+#include "system/write_all.h"
 #include "windows.h"
 
 using namespace platform;
@@ -61,14 +63,8 @@ int copy_content(int from, int to)
         const ssize_t got = sys::read(from, buffer.get(), copy_piece);
         if (got <= 0)
             return got == 0 ? 0 : errno;
-        for (ssize_t put = 0; put < got;)
-        {
-            const ssize_t count =
-                sys::write(to, buffer.get() + put, static_cast<size_t>(got - put));
-            if (count <= 0)
-                return count == 0 ? EIO : errno;
-            put += count;
-        }
+        if (const int error = write_all(to, buffer.get(), static_cast<size_t>(got)))
+            return error;
     }
 }
 

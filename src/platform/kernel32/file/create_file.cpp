@@ -8,6 +8,8 @@
 #include "file_object.h"
 #include "file_status.h"
 #include "mapped_files.h"
+#include "native_path.h"
+#include "open_claimed.h"
 #include "path.h"
 #include "share_modes.h"
 #include "system/exception_guard.h"
@@ -166,24 +168,15 @@ try
         return INVALID_HANDLE_VALUE;
 
     bool created = false;
-    bool gone = false;
     ClaimedFile file;
     struct stat found;
-    DWORD error = 0;
-    // Each further attempt means that somebody has deleted the file once more.
-    do
+    const DWORD error = open_claimed(
+        file,
+        [&] { return open_by_disposition(native.c_str(), disposition, wish, created, found); },
+        [&](bool& gone) { return admit(file, native.c_str(), found, created, share, wish, gone); });
+    if (file < 0 || error)
     {
-        file.reset(open_by_disposition(native.c_str(), disposition, wish, created, found));
-        if (file < 0)
-        {
-            native.fail(errno);
-            return INVALID_HANDLE_VALUE;
-        }
-        error = admit(file, native.c_str(), found, created, share, wish, gone);
-    } while (gone && !error);
-    if (error)
-    {
-        fail_with(error);
+        file < 0 ? native.fail(errno) : fail_with(error);
         return INVALID_HANDLE_VALUE;
     }
     auto* const object = new (std::nothrow)

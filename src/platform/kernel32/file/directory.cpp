@@ -1,6 +1,7 @@
 // Making, removing and changing directories.
 #include <string>
 
+#include "native_path.h"
 #include "path.h"
 #include "system/calls.h"
 #include "system/exception_guard.h"

@@ -1,10 +1,8 @@
 // Attributes by path. The read-only attribute is the absence of all write permission.
 #include "file_attributes.h"
 
-#include <atomic>
-
 #include "file_status.h"
-#include "path.h"
+#include "native_path.h"
 #include "windows.h"
 
 using namespace platform;
@@ -13,8 +11,6 @@ namespace
 {
 
 constexpr mode_t owner_write_bit = 0200;
-
-std::atomic<UINT> g_error_mode{0};
 
 } // namespace
 
@@ -26,7 +22,7 @@ DWORD attributes_of(mode_t mode, bool is_link)
     DWORD attributes = 0;
     if (S_ISDIR(mode))
         attributes |= FILE_ATTRIBUTE_DIRECTORY;
-    if ((mode & any_write_bit) == 0 && (S_ISREG(mode) || S_ISDIR(mode)))
+    if (has_no_write_bit(mode) && (S_ISREG(mode) || S_ISDIR(mode)))
         attributes |= FILE_ATTRIBUTE_READONLY;
     if (is_link)
         attributes |= FILE_ATTRIBUTE_REPARSE_POINT;
@@ -64,14 +60,9 @@ extern "C" BOOL SetFileAttributesW(LPCWSTR path, DWORD attributes)
     mode_t mode = found.st_mode & 07777;
     if (attributes & FILE_ATTRIBUTE_READONLY)
         mode &= ~any_write_bit;
-    else if ((mode & any_write_bit) == 0)
+    else if (has_no_write_bit(mode))
         mode |= owner_write_bit;
     if (mode != (found.st_mode & 07777) && sys::chmod(native.c_str(), mode) != 0)
         return native.fail(errno);
     return TRUE;
-}
-
-extern "C" UINT SetErrorMode(UINT mode)
-{
-    return g_error_mode.exchange(mode); // there are no dialogs to keep away
 }

@@ -1,7 +1,5 @@
-// Conversions between the kernel's times and file times, shared by open files and searches.
+// The three times that a file carries, shared by open files and searches.
 #pragma once
-
-#include <ctime>
 
 #include <sys/stat.h>
 
@@ -13,9 +11,6 @@ namespace platform
 // The name under which a creation time that was set is kept: eight bytes, a FILETIME, low word
 // first. File systems without extended attributes show their own birth time.
 inline constexpr const char* creation_attribute = "user.plinth.creation";
-
-FILETIME to_file_time(int64_t seconds, long nanoseconds);
-timespec to_timespec(const FILETIME& time);
 
 struct FileStamps
 {

@@ -10,9 +10,13 @@ inline constexpr mode_t any_write_bit = 0222;
 
 // Read-only is the absence of all write permission, and holds for root too, whom the kernel would
 // let in.
+inline bool has_no_write_bit(mode_t mode)
+{
+    return (mode & any_write_bit) == 0;
+}
 inline bool has_no_write_bit(const struct stat& found)
 {
-    return (found.st_mode & any_write_bit) == 0;
+    return has_no_write_bit(found.st_mode);
 }
 
 // One file, though perhaps under two names. Its number is given anew once the file is deleted and

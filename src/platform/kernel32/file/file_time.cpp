@@ -1,7 +1,6 @@
 // File times, calendar times and local time.
-#include <ctime>
+#include "file_time.h"
 
-#include "file_stamp.h"
 #include "system/clock.h"
 #include "system/faults.h"
 #include "system/last_error.h"
@@ -13,7 +12,8 @@ using namespace platform;
 namespace
 {
 
-constexpr int64_t ticks_per_second = 10'000'000;
+constexpr int64_t ticks_per_second = 10'000'000;     // of 100 ns
+constexpr int64_t epoch_difference = 11'644'473'600; // seconds from 1601 to 1970
 constexpr int64_t seconds_per_day = 86'400;
 constexpr unsigned first_year = 1601;
 constexpr unsigned last_year = 30'827; // what a file time can hold
@@ -81,6 +81,25 @@ void to_system_time(const timespec& now, SYSTEMTIME* result)
 }
 
 } // namespace
+
+namespace platform
+{
+
+FILETIME to_file_time(int64_t seconds, long nanoseconds)
+{
+    return from_ticks((seconds + epoch_difference) * ticks_per_second + nanoseconds / 100);
+}
+
+timespec to_timespec(const FILETIME& time)
+{
+    const int64_t ticks = ticks_of(time);
+    timespec result;
+    result.tv_sec = ticks / ticks_per_second - epoch_difference;
+    result.tv_nsec = ticks % ticks_per_second * 100;
+    return result;
+}
+
+} // namespace platform
 
 extern "C" BOOL SystemTimeToFileTime(const SYSTEMTIME* time, LPFILETIME result)
 {

@@ -15,6 +15,7 @@
 #include "file_attributes.h"
 #include "file_stamp.h"
 #include "kernel32/object/handle_table.h"
+#include "native_path.h"
 #include "path.h"
 #include "search_mask.h"
 #include "system/calls.h"
@@ -30,11 +31,6 @@ namespace
 {
 
 constexpr size_t name_limit = MAX_PATH; // characters, terminator included
-
-bool is_separator(wchar_t c)
-{
-    return c == L'\\' || c == L'/';
-}
 
 // A name as it was found, and the same in 16 bits and folded, one behind the other in the two texts
 // of a search: thousands of names need few allocations, and are compared as they lie there. Each

@@ -6,6 +6,7 @@
 
 #include "share_modes.h"
 #include "system/calls.h"
+#include "system/descriptor.h"
 #include "system/directory.h"
 #include "temporary_file.h"
 
@@ -88,10 +89,21 @@ void remove_leftovers(const std::string& folder)
 
 } // namespace
 
-ReplacementFile::ReplacementFile(const std::string& target) : m_target(target)
+ReplacementFile::ReplacementFile(const std::string& target) : m_target(target), m_has_lock(true)
 {
     if (!open_nameless(folder_of(target)) && !open_named())
         m_error = errno;
+}
+
+ReplacementFile::ReplacementFile(const std::string& target, const char* beginning, mode_t mode)
+    : m_target(target), m_has_lock(false)
+{
+    std::string name = temporary_beside(target, beginning);
+    m_fd = name.empty() ? -1 : sys::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL, mode);
+    if (m_fd < 0)
+        m_error = errno;
+    else
+        m_name = std::move(name);
 }
 
 ReplacementFile::~ReplacementFile()
@@ -100,7 +112,8 @@ ReplacementFile::~ReplacementFile()
         sys::unlink(m_name.c_str());
     if (m_fd < 0)
         return;
-    lock_owner_byte(m_fd, F_UNLCK); // a child that was started meanwhile shares the lock
+    if (m_has_lock)
+        lock_owner_byte(m_fd, F_UNLCK); // a child that was started meanwhile shares the lock
     sys::close(m_fd);
 }
 
@@ -162,6 +175,11 @@ int ReplacementFile::put(bool replaces)
         return errno;
     m_name.clear();
     return 0;
+}
+
+int ReplacementFile::put_synced()
+{
+    return sys::fsync(m_fd) == 0 ? put(true) : errno;
 }
 
 int rename_to_new(const char* from, const char* to)

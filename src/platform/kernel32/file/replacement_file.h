@@ -8,6 +8,8 @@
 
 #include <string>
 
+#include <sys/types.h>
+
 namespace platform
 {
 
@@ -17,16 +19,22 @@ public:
     // The target's folder must be there. fd() is -1, with error() an errno, if the file can't be
     // made.
     explicit ReplacementFile(const std::string& target);
+    // For targets that are replaced under a lock of the caller's alone: has a name from the start,
+    // the target's with the beginning and digits after it, and no lock of its own. What a process
+    // that was killed has left is the caller's to remove.
+    ReplacementFile(const std::string& target, const char* beginning, mode_t mode);
     ReplacementFile(const ReplacementFile&) = delete;
     ReplacementFile& operator=(const ReplacementFile&) = delete;
     // Removes the file unless it was put in its place.
     ~ReplacementFile();
 
-    int fd() const { return m_fd; } // for reading and writing; mode 0600
+    int fd() const { return m_fd; } // for reading and writing; mode 0600, unless another was given
     int error() const { return m_error; }
 
     // 0 or an errno: EEXIST if there is a target that must not be replaced.
     int put(bool replaces);
+    // The same, for a file whose content is worth waiting for until it is on the disk.
+    int put_synced();
 
 private:
     bool open_nameless(const std::string& folder);
@@ -35,6 +43,7 @@ private:
 
     const std::string m_target;
     std::string m_name; // empty: it has none, or is in its place
+    const bool m_has_lock;
     int m_fd = -1;
     int m_error = 0;
 };

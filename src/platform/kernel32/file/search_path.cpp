@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "kernel32/module/program_file.h"
+#include "native_path.h"
 #include "path.h"
 #include "system/calls.h"
 #include "system/environment.h"

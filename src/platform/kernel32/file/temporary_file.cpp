@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "system/calls.h"
+
 namespace platform
 {
 

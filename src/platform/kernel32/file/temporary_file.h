@@ -3,8 +3,6 @@
 
 #include <string>
 
-#include "system/descriptor.h"
-
 namespace platform
 {
 

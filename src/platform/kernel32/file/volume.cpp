@@ -3,6 +3,8 @@
 
 #include <linux/magic.h>
 
+#include "drives.h"
+#include "native_path.h"
 #include "path.h"
 #include "system/calls.h"
 #include "system/environment.h"

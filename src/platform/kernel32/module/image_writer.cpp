@@ -9,6 +9,7 @@
 
 #include "pe/checksum.h"
 #include "system/calls.h"
+#include "system/write_all.h"
 
 namespace platform
 {
@@ -17,19 +18,6 @@ namespace
 {
 
 constexpr size_t buffer_size = size_t{1} << 18; // a multiple of four, as the checksum wants it
-
-int write_all(int fd, const uint8_t* data, size_t size)
-{
-    while (size > 0)
-    {
-        const ssize_t count = sys::write(fd, data, size);
-        if (count <= 0)
-            return count == 0 ? EIO : errno;
-        data += count;
-        size -= static_cast<size_t>(count);
-    }
-    return 0;
-}
 
 // The operations give 0 or an errno.
 class ImageWriter

@@ -134,6 +134,12 @@ bool module_at(uintptr_t address, LoadedModule& found)
     return is_there;
 }
 
+bool module_of(HMODULE handle, LoadedModule& found)
+{
+    return module_at(reinterpret_cast<uintptr_t>(handle), found) && found.handle() == handle &&
+           found.path[0] != '\0';
+}
+
 bool module_named(LPCWSTR name, LoadedModule& found)
 {
     std::string wanted = folded(to_utf8(name));

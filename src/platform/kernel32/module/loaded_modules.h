@@ -25,6 +25,9 @@ struct LoadedModule
 
 bool module_at(uintptr_t address, LoadedModule& found);
 
+// By its handle, whoever has loaded it. False also for one without a file.
+bool module_of(HMODULE handle, LoadedModule& found);
+
 // By a file name without a path, in any case; ".dll" may be left out. "NAME.DLL" also finds NAME.so
 // and libNAME.so, with a version behind it or not.
 bool module_named(LPCWSTR name, LoadedModule& found);

@@ -3,17 +3,19 @@
 // The handle of a module that is loaded is its lowest address, whoever has loaded it
 // (loaded_modules.h); one that is opened as data has a handle of its own for each time. The
 // system's own modules are always there (system_modules.h).
+#include "module.h"
+
 #include <algorithm>
 #include <cstring>
 #include <map>
 #include <new>
 #include <vector>
 
+#include "kernel32/file/native_path.h"
 #include "kernel32/file/path.h"
 #include "loaded_modules.h"
 #include "loader_lock.h"
 #include "module_search.h"
-#include "modules.h"
 #include "program_file.h"
 #include "system/calls.h"
 #include "system/exception_guard.h"
@@ -101,13 +103,6 @@ bool find_loaded(void* loader, LoadedModule& found)
            module_at(reinterpret_cast<uintptr_t>(map->l_ld), found);
 }
 
-// A module that is loaded, by its handle, whoever has loaded it.
-bool find_loaded(HMODULE handle, LoadedModule& found)
-{
-    return module_at(reinterpret_cast<uintptr_t>(handle), found) && found.handle() == handle &&
-           found.path[0] != '\0';
-}
-
 // Modules that others loaded are also unloaded without a word, and other modules may come to lie in
 // their places. What is found to be gone is moved to where the caller lets it go, without the lock.
 //
@@ -125,7 +120,7 @@ void forget_unloaded(Table& all, std::vector<std::shared_ptr<Module>>& gone)
         if (each->second.references != 0)
             continue;
         LoadedModule loaded;
-        const bool stays = find_loaded(each->first, loaded) && module->path() == loaded.path;
+        const bool stays = module_of(each->first, loaded) && module->path() == loaded.path;
         if (stays && !module->is_replaced(loaded))
             continue;
         (stays ? all.replaced : gone).push_back(std::move(module));
@@ -203,7 +198,7 @@ HMODULE load(LPCWSTR name)
 [[gnu::noinline]] void path_of_other(HMODULE module, std::string& native)
 {
     LoadedModule loaded;
-    if (find_loaded(module, loaded))
+    if (module_of(module, loaded))
         native = loaded.path;
     else if (const std::shared_ptr<Module> found = hold_module(module))
         native = found->path();
@@ -272,7 +267,7 @@ std::shared_ptr<Module> hold_module(HMODULE handle)
     if (found != modules.end())
         return found->second.module;
     LoadedModule loaded;
-    if (!find_loaded(handle, loaded))
+    if (!module_of(handle, loaded))
     {
         not_found();
         return nullptr;
@@ -280,25 +275,6 @@ std::shared_ptr<Module> hold_module(HMODULE handle)
     auto module = std::make_shared<Module>(loaded);
     modules[handle].module = module;
     return module;
-}
-
-void* symbol_of(HMODULE handle, const char* name)
-{
-    LoadedModule loaded;
-    if (handle != program_module() && !find_loaded(handle, loaded))
-        return not_found();
-    // Another reference for as long as it is looked at.
-    void* const loader = handle == program_module()
-                             ? RTLD_DEFAULT
-                             : sys::dlopen(loaded.name, RTLD_LAZY | RTLD_NOLOAD);
-    if (!loader && handle != program_module())
-        return not_found();
-    void* const symbol = name ? sys::dlsym(loader, name) : nullptr;
-    if (loader)
-        sys::dlclose(loader);
-    if (!symbol)
-        fail_with(ERROR_PROC_NOT_FOUND);
-    return symbol;
 }
 
 } // namespace platform

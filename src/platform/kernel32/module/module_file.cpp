@@ -1,5 +1,5 @@
 // Module files opened as data.
-#include "modules.h"
+#include "module_file.h"
 
 #include <new>
 

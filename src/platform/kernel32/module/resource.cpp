@@ -11,7 +11,7 @@
 
 #include <new>
 
-#include "modules.h"
+#include "module.h"
 #include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/last_error.h"

@@ -14,11 +14,12 @@
 #include "image_writer.h"
 #include "kernel32/file/file_stamp.h"
 #include "kernel32/file/file_status.h"
+#include "kernel32/file/native_path.h"
+#include "kernel32/file/open_claimed.h"
 #include "kernel32/file/path.h"
 #include "kernel32/file/replacement_file.h"
 #include "kernel32/file/share_modes.h"
 #include "kernel32/object/handle_table.h"
-#include "modules.h"
 #include "pe/rewrite.h"
 #include "private_image.h"
 #include "resource_id.h"
@@ -73,8 +74,8 @@ int copy_properties(int from, int to)
 }
 
 // 0 or an errno.
-int replace_file(const std::string& path, const pe::Pieces& pieces, uint64_t checksum_field,
-                 const OldImage& old)
+int replace_image(const std::string& path, const pe::Pieces& pieces, uint64_t checksum_field,
+                  const OldImage& old)
 {
     ReplacementFile file(path);
     if (file.fd() < 0)
@@ -82,9 +83,7 @@ int replace_file(const std::string& path, const pe::Pieces& pieces, uint64_t che
     int error = write_image(file.fd(), pieces, checksum_field, old);
     if (!error)
         error = copy_properties(old.fd, file.fd());
-    if (!error && sys::fsync(file.fd()) != 0)
-        error = errno;
-    return error ? error : file.put(true);
+    return error ? error : file.put_synced();
 }
 
 class ResourceUpdate : public Object
@@ -107,18 +106,18 @@ public:
             return native.fail(errno);
         m_path = real;
         // Between the opening and the claim another update may have put a new file in the place.
-        for (int attempt = 0; attempt < 16; ++attempt)
-        {
-            m_file.reset(sys::open(real, O_RDWR | O_NOCTTY | O_NONBLOCK));
-            if (m_file < 0)
-                return native.fail(errno);
-            const DWORD error = admit();
-            if (error)
-                return fail_with(error);
-            if (is_current())
-                return true;
-        }
-        return fail_with(ERROR_SHARING_VIOLATION);
+        int attempts = 0;
+        const DWORD error = open_claimed(
+            m_file, [&] { return sys::open(real, O_RDWR | O_NOCTTY | O_NONBLOCK); },
+            [&](bool& gone)
+            {
+                const DWORD refused = admit();
+                gone = !refused && !is_current();
+                return gone && ++attempts == most_attempts ? ERROR_SHARING_VIOLATION : refused;
+            });
+        if (m_file < 0)
+            return native.fail(errno);
+        return !error || fail_with(error);
     }
 
     // No bytes: the resource is removed.
@@ -150,7 +149,7 @@ public:
         if (const DWORD error = pe::rewrite_resources(image, set, pieces))
             return error;
         const int error =
-            replace_file(m_path, pieces, image.checksum_field(), {m_file, file.bytes()});
+            replace_image(m_path, pieces, image.checksum_field(), {m_file, file.bytes()});
         return error ? system_error(error) : 0;
     }
 
@@ -215,6 +214,7 @@ private:
             set.erase(address);
     }
 
+    static constexpr int most_attempts = 16;
     const bool m_delete_existing;
     ClaimedFile m_file;
     std::string m_path; // without symbolic links

@@ -1,21 +1,14 @@
-// Looking up modules and their functions by name.
-//
 // The handle of one of them is the address of its table and is good for the whole process: there is
-// nothing to load or to free. Other modules are looked up by modules.h.
+// nothing to load or to free.
 #include "system_modules.h"
 
 #include <cstring>
 #include <string>
 
-#include "loaded_modules.h"
-#include "modules.h"
-#include "system/exception_guard.h"
-#include "system/faults.h"
-#include "system/last_error.h"
 #include "system/text.h"
-#include "windows.h"
 
-using namespace platform;
+namespace platform
+{
 
 namespace
 {
@@ -40,9 +33,6 @@ bool equal_folded(const std::string& name, const char* lower_case)
 }
 
 } // namespace
-
-namespace platform
-{
 
 HMODULE find_system_module(LPCWSTR name)
 {
@@ -70,47 +60,3 @@ HMODULE program_module()
 }
 
 } // namespace platform
-
-extern "C" HMODULE GetModuleHandleW(LPCWSTR name)
-try
-{
-    int error = 0;
-    if (api_fault("GetModuleHandleW", error))
-    {
-        fail_with(static_cast<DWORD>(error));
-        return nullptr;
-    }
-    if (!name)
-        return program_module();
-    if (const HMODULE found = find_system_module(name))
-        return found;
-    LoadedModule loaded;
-    if (module_named(name, loaded))
-        return loaded.handle();
-    fail_with(ERROR_MOD_NOT_FOUND);
-    return nullptr;
-}
-catch (const std::exception& exception)
-{
-    return failed_by(exception, HMODULE{});
-}
-
-extern "C" FARPROC GetProcAddress(HMODULE module, LPCSTR name)
-{
-    int error = 0;
-    if (api_fault("GetProcAddress", error))
-    {
-        fail_with(static_cast<DWORD>(error));
-        return nullptr;
-    }
-    // A function may also be asked for by its number; none of ours has one.
-    const char* const wanted = IS_INTRESOURCE(name) ? nullptr : name;
-    const SystemModule* const system = system_module(module);
-    if (!system)
-        return reinterpret_cast<FARPROC>(symbol_of(module, wanted));
-    for (const NamedFunction& each : system->functions)
-        if (wanted && std::strcmp(each.name, wanted) == 0)
-            return reinterpret_cast<FARPROC>(each.function);
-    fail_with(ERROR_PROC_NOT_FOUND);
-    return nullptr;
-}

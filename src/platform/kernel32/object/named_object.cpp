@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <new>
 
-#include "kernel32/debug_channel/debug_channel.h"
 #include "kernel32/file/file_status.h"
 #include "system/calls.h"
 #include "system/exception_guard.h"
 #include "system/fork_count.h"
+#include "system/hash.h"
 #include "system/last_error.h"
 #include "system/root.h"
 #include "system/timed_lock.h"
@@ -22,6 +22,8 @@ constexpr off_t holder_byte = off_t{1} << 62; // beyond any content
 constexpr size_t longest_name = 260;          // characters
 constexpr size_t longest_file_name = 200;     // bytes; a longer one ends in a hash
 constexpr size_t reserved_at_once = 1u << 20; // bytes
+
+constinit const ObjectWatcher* g_watcher = nullptr; // set before any object is made
 
 struct flock holder_range(short type)
 {
@@ -56,13 +58,6 @@ size_t characters(std::string_view utf8)
     return count;
 }
 
-uint64_t fnv1a(std::string_view text, uint64_t hash)
-{
-    for (const char c : text)
-        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
-    return hash;
-}
-
 // Any text as a file name: what isn't a plain letter, digit, '_' or '-' becomes %XX.
 std::string file_name(std::string_view name)
 {
@@ -79,7 +74,7 @@ std::string file_name(std::string_view name)
     {
         char tail[40];
         std::snprintf(tail, sizeof tail, ".%016llx%016llx",
-                      static_cast<unsigned long long>(fnv1a(name, 14695981039346656037u)),
+                      static_cast<unsigned long long>(fnv1a(name)),
                       static_cast<unsigned long long>(fnv1a(name, 0x9E3779B97F4A7C15u)));
         encoded.resize(longest_file_name);
         encoded += tail;
@@ -97,6 +92,12 @@ DWORD refuse_other_kinds(NamedKind kind, const char* name)
 }
 
 } // namespace
+
+ObjectWatcher::ObjectWatcher(NamedKind kind, std::string_view name, const Actions& actions)
+    : m_kind(kind), m_name(name), m_actions(actions)
+{
+    g_watcher = this;
+}
 
 std::string named_object_path(NamedKind kind, const char* name)
 {
@@ -211,9 +212,9 @@ DWORD NamedObject::join(NamedKind kind, const char* name, const Content* content
         return ERROR_FILENAME_EXCED_RANGE;
     if (plain.find('\\') != std::string_view::npos) // a folder of objects, of which there is none
         return ERROR_PATH_NOT_FOUND;
-    m_is_listener = kind == NamedKind::event && plain == debug_channel_listener_event;
-    if (m_is_listener)
-        debug_channel_prepare();
+    m_watcher = g_watcher && g_watcher->watches(kind, plain) ? g_watcher : nullptr;
+    if (m_watcher)
+        m_watcher->actions().prepare();
     try
     {
         m_path = named_object_path(kind, name);
@@ -267,8 +268,8 @@ DWORD NamedObject::join_under_gate(NamedKind kind, const char* name, const Conte
         error = hold(fd);
     if (error)
         sys::unlink(m_path.c_str());
-    else if (m_is_listener)
-        debug_channel_listener_came();
+    else if (m_watcher)
+        m_watcher->actions().came();
     return error;
 }
 
@@ -307,8 +308,8 @@ void NamedObject::close()
     if (is_own && fd >= 0 && gate.ok() && held(fd) == Held::no && is_still_named())
     {
         sys::unlink(m_path.c_str());
-        if (m_is_listener)
-            debug_channel_listener_went();
+        if (m_watcher)
+            m_watcher->actions().went();
     }
     m_file.close();
 }

@@ -25,6 +25,33 @@ enum class NamedKind : char
     semaphore = 's',
 };
 
+// Is told of the holders of one object, whichever process's they are, as far as this process takes
+// part. It registers itself, before any object is made, and stays. There is one.
+class ObjectWatcher
+{
+public:
+    struct Actions
+    {
+        void (*prepare)(); // before an object of this name is joined; the gate isn't held
+        void (*came)();    // the first holder has come; under the gate
+        void (*went)();    // the last holder has gone; under the gate
+    };
+    // The name has no prefix and lives as long as this.
+    ObjectWatcher(NamedKind kind, std::string_view name, const Actions& actions);
+    ObjectWatcher(const ObjectWatcher&) = delete;
+    ObjectWatcher& operator=(const ObjectWatcher&) = delete;
+    bool watches(NamedKind kind, std::string_view plain_name) const
+    {
+        return kind == m_kind && plain_name == m_name;
+    }
+    const Actions& actions() const { return m_actions; }
+
+private:
+    const NamedKind m_kind;
+    const std::string_view m_name;
+    const Actions m_actions;
+};
+
 class NamedObject
 {
 public:
@@ -61,7 +88,7 @@ private:
     bool m_existed = false;
     size_t m_size = 0;
     std::string m_path;
-    bool m_is_listener = false;
+    const ObjectWatcher* m_watcher = nullptr; // of this object; null without
 };
 
 // The file of an object, for those who use it without holding it. Empty without a shared folder.

@@ -12,7 +12,7 @@
 #include <array>
 
 #include "event_state.h"
-#include "kernel32/thread/thread.h"
+#include "kernel32/thread/no_termination.h"
 #include "system/calls.h"
 #include "system/clock.h"
 #include "windows.h"

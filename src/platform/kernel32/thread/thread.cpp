@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <csignal>
 #include <execinfo.h>
 #include <memory>
 #include <mutex>
@@ -22,12 +21,14 @@
 #include "kernel32/object/handle_table.h"
 #include "kernel32/object/waitable.h"
 #include "kernel32/process/termination_signal.h"
+#include "no_termination.h"
 #include "system/calls.h"
 #include "system/clock.h"
 #include "system/exception_guard.h"
 #include "system/fork.h"
 #include "system/fork_count.h"
 #include "system/last_error.h"
+#include "thread_state.h"
 #include "windows.h"
 
 using namespace platform;
@@ -36,29 +37,6 @@ namespace
 {
 
 const HANDLE current_thread_handle = reinterpret_cast<HANDLE>(LONG_PTR{-2});
-
-struct ThreadState
-{
-    std::atomic<uint32_t> ended{0};            // futex word
-    std::atomic<uint32_t> forks{fork_count()}; // in a child the parent's threads aren't there
-    std::atomic<DWORD> exit_code{STILL_ACTIVE};
-    DWORD result = 0;                                   // the thread's own
-    std::atomic<const WaitingPin*> waits_with{nullptr}; // what it holds in a wait
-    std::atomic<bool> terminating{false};
-    bool terminates_itself = false; // the thread's own
-    std::atomic<DWORD> terminated_with{0};
-    std::atomic<uint32_t> id{0}; // 0 until the thread runs; futex word for the starter
-    std::atomic<int> priority{THREAD_PRIORITY_NORMAL};
-
-    bool has_ended() const { return ended != 0 || forks != fork_count(); }
-    DWORD code() const { return ended != 0 ? exit_code.load() : has_ended() ? 0 : STILL_ACTIVE; }
-    void end(DWORD code)
-    {
-        exit_code = code;
-        ended = 1;
-        futex_wake(&ended, INT32_MAX, false);
-    }
-};
 
 using StatePointer = std::shared_ptr<ThreadState>;
 
@@ -69,28 +47,10 @@ struct Launch
     void* argument;
 };
 
-// In the static block of thread data, so that the signal handler may read them.
-__attribute__((tls_model("initial-exec"))) thread_local ThreadState* t_state = nullptr;
+// In the static block of thread data, so that a signal handler may read it.
 __attribute__((tls_model("initial-exec"))) thread_local pid_t t_id = 0;
-__attribute__((tls_model("initial-exec"))) thread_local volatile sig_atomic_t t_guards = 0;
-__attribute__((tls_model("initial-exec"))) thread_local volatile sig_atomic_t t_put_off = 0;
 
 constinit std::atomic<void (*)(DWORD)> g_cleaner{nullptr};
-
-void on_terminate(int)
-{
-    ThreadState* const state = t_state;
-    // A thread that has taken over the number of one that ended is not meant.
-    if (!state || !state->terminating.load())
-        return;
-    if (t_guards > 0) // the outermost guard ends the thread
-    {
-        t_put_off = 1;
-        return;
-    }
-    state->end(state->terminated_with);
-    ::syscall(SYS_exit, 0);
-}
 
 // The thread that goes on in a forked child is another one to the system, with the same state.
 void go_on_in_child()
@@ -302,18 +262,6 @@ HANDLE start_thread(ThreadStart start, void* argument, size_t stack_size, DWORD*
     {
         return failed_by(exception, nullptr);
     }
-}
-
-NoTermination::NoTermination()
-{
-    t_guards = t_guards + 1;
-}
-
-NoTermination::~NoTermination()
-{
-    t_guards = t_guards - 1;
-    if (t_guards == 0 && t_put_off) [[unlikely]]
-        on_terminate(0);
 }
 
 void set_termination_cleaner(void (*procedure)(DWORD))

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <mutex>
 
 #include "windef.h"
 
@@ -34,28 +33,6 @@ public:
 private:
     PinBase* const* const m_pins;
     const size_t m_count;
-};
-
-// While one lives on a thread, TerminateThread of that thread waits. For short work on tables that
-// the rest of the process goes on to use.
-class NoTermination
-{
-public:
-    NoTermination();
-    NoTermination(const NoTermination&) = delete;
-    NoTermination& operator=(const NoTermination&) = delete;
-    ~NoTermination();
-};
-
-// A lock that a terminated thread can't leave held.
-template <class Mutex> class Uninterrupted
-{
-public:
-    explicit Uninterrupted(Mutex& mutex) : m_guard(mutex) {}
-
-private:
-    const NoTermination m_no_termination; // before the lock is taken, until after it is given back
-    const std::lock_guard<Mutex> m_guard;
 };
 
 // The procedure runs on the terminating thread, for each thread that was terminated from outside:

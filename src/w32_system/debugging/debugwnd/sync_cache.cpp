@@ -7,26 +7,12 @@
 #include <tchar.h>
 
 #include "plinth_w32_system.h"
+#include "section_guard.h"
 
 namespace
 {
 
 constexpr size_t text_limit = sizeof(CSyncCacheMember::m_szText);
-
-class CacheLock
-{
-public:
-    explicit CacheLock(CRITICAL_SECTION& section) : m_section(section)
-    {
-        EnterCriticalSection(&m_section);
-    }
-    CacheLock(const CacheLock&) = delete;
-    CacheLock& operator=(const CacheLock&) = delete;
-    ~CacheLock() { LeaveCriticalSection(&m_section); }
-
-private:
-    CRITICAL_SECTION& m_section;
-};
 
 } // namespace
 
@@ -72,7 +58,7 @@ CSyncCache& CSyncCache::operator=(const CSyncCache& other)
 int CSyncCache::PushBack(char* src)
 try
 {
-    const CacheLock lock(m_Lock);
+    const QvSectionGuard lock(m_Lock);
     m_Items.emplace_back(src);
     return QV_OK;
 }
@@ -83,7 +69,7 @@ catch (const std::bad_alloc&)
 
 int CSyncCache::PopFrontW(wchar_t* dst)
 {
-    const CacheLock lock(m_Lock);
+    const QvSectionGuard lock(m_Lock);
     if (m_Items.empty())
         return QV_ERR_FAILED;
     // The conversion needs a terminated text, and so does whoever gets it.

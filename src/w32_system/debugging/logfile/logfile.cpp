@@ -387,21 +387,12 @@ int CQvLogFile::OpenLog(bool folder)
     // Without a file of our own the last one of the folder is what there is to show.
     if (!path[0] || GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES)
     {
-        wchar_t pattern[path_limit];
-        wcscpy(pattern, directory);
-        wcscat(pattern, L"qvapp_\?\?\?\?-\?\?-\?\?*.log");
-        QvFindHandle search = nullptr;
-        QvFindData entry = {};
-        for (int status = QV_FindFileFirst(pattern, &search, &entry); status == QV_OK;
-             status = QV_FindFileNext(search, &entry))
+        QvLogSearch search(directory);
+        while (const wchar_t* const name = search.Next())
         {
-            if (entry.isDirectory)
-                continue;
             wcscpy(path, directory);
-            wcscat(path, entry.name);
+            wcscat(path, name);
         }
-        if (search)
-            QV_FindFileClose(search);
     }
     ShellExecuteW(GetActiveWindow(), L"open", L"notepad", path, nullptr, SW_SHOWNORMAL);
     return QV_OK;

@@ -64,6 +64,25 @@ unsigned QvLogNumber(const wchar_t* folder, const QvLogDate& date, bool newFile)
 // has 1,024 characters.
 void QvLogPath(wchar_t* path, const wchar_t* folder, const QvLogDate& date, unsigned number);
 
+// The log files of a folder, the oldest name first. A folder, or a link to one, is no log file,
+// whatever its name.
+class QvLogSearch
+{
+public:
+    explicit QvLogSearch(const wchar_t* folder);
+    QvLogSearch(const QvLogSearch&) = delete;
+    QvLogSearch& operator=(const QvLogSearch&) = delete;
+    ~QvLogSearch();
+    // The next name without its folder, good until the next call; null after the last one.
+    const wchar_t* Next();
+
+private:
+    QvFindHandle m_search = nullptr;
+    QvFindData m_entry = {};
+    int m_status; // of the last look
+    bool m_hasBegun = false;
+};
+
 // Opens a log file for appending, making it if it is missing: each write is one atomic append, also
 // between processes. The status of QV_OpenFile.
 int QvOpenLogFile(const wchar_t* path, QvFile* file);

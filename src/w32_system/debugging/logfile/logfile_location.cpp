@@ -1,5 +1,5 @@
-// Where the log lies and what its settings are: resources of the main executable, the installer's
-// file beside it, and the machine's registry.
+// Where the log lies and which form it has: resources of the main executable, and the installer's
+// file beside it.
 #include <cstddef>
 #include <cstring>
 
@@ -82,22 +82,6 @@ void FolderFromResource(wchar_t* folder)
     UseFolder(folder, name);
 }
 
-// One REG_DWORD of the key. False if it is missing or of another type or size.
-bool ReadNumber(HKEY key, const wchar_t* name, DWORD& number)
-{
-    DWORD type = 0;
-    DWORD size = 0;
-    if (RegQueryValueExW(key, name, nullptr, &type, nullptr, &size) != ERROR_SUCCESS ||
-        type != REG_DWORD || size != sizeof number)
-        return false;
-    DWORD value = 0;
-    if (RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<LPBYTE>(&value), &size) !=
-        ERROR_SUCCESS)
-        return false;
-    number = value;
-    return true;
-}
-
 } // namespace
 
 int CQvLogFile::ReadLogFileLocation(wchar_t* folder, const wchar_t* xmlPath)
@@ -161,19 +145,4 @@ bool CQvLogFile::GetUnicodeEnabled()
 QvLogForm QvWantedForm()
 {
     return s_wantedForm;
-}
-
-void CQvLogFile::ReadSettings()
-{
-    HKEY key = nullptr;
-    if (RegOpenKeyW(HKEY_LOCAL_MACHINE, qv_logfile_key, &key) != ERROR_SUCCESS)
-        return;
-    DWORD number = 0;
-    if (ReadNumber(key, qv_value_days, number))
-        m_uMaxLogDays = number;
-    if (ReadNumber(key, qv_value_megabytes, number))
-        m_uMaxLogMBytes = number == 0 ? qv_no_limit : number;
-    if (ReadNumber(key, qv_value_per_session, number))
-        m_bPerSession = number > 0;
-    RegCloseKey(key);
 }

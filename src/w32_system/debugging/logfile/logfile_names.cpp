@@ -70,6 +70,30 @@ void QvLogPath(wchar_t* path, const wchar_t* folder, const QvLogDate& date, unsi
     wcscat(path, L".log");
 }
 
+QvLogSearch::QvLogSearch(const wchar_t* folder)
+{
+    wchar_t pattern[qv_folder_limit + 64];
+    wcscpy(pattern, folder);
+    wcscat(pattern, L"qvapp_\?\?\?\?-\?\?-\?\?*.log");
+    m_status = QV_FindFileFirst(pattern, &m_search, &m_entry);
+}
+
+QvLogSearch::~QvLogSearch()
+{
+    if (m_search)
+        QV_FindFileClose(m_search);
+}
+
+const wchar_t* QvLogSearch::Next()
+{
+    if (m_hasBegun)
+        m_status = QV_FindFileNext(m_search, &m_entry);
+    while (m_status == QV_OK && m_entry.isDirectory)
+        m_status = QV_FindFileNext(m_search, &m_entry);
+    m_hasBegun = true;
+    return m_status == QV_OK ? m_entry.name : nullptr;
+}
+
 int QvOpenLogFile(const wchar_t* path, QvFile* file)
 {
     // The right to append without the right to write elsewhere is what makes each write an append.

@@ -4,6 +4,7 @@
 // interleave nor reach the destinations in different orders. Only its arguments are formatted
 // before.
 #include <cstdarg>
+#include <optional>
 
 #include <windows.h>
 
@@ -11,6 +12,7 @@
 
 #include "frame.h"
 #include "last_error_keeper.h"
+#include "section_guard.h"
 #include "trace_location.h"
 #include "trace_lock.h"
 #include "trace_options.h"
@@ -24,37 +26,19 @@ constexpr size_t plain_limit =
 
 constinit QvTraceRecord s_record; // guarded by the trace lock
 
-class TraceLock
-{
-public:
-    TraceLock() = default;
-    TraceLock(const TraceLock&) = delete;
-    TraceLock& operator=(const TraceLock&) = delete;
-    ~TraceLock()
-    {
-        if (m_entered)
-            LeaveCriticalSection(&s_traceLock);
-    }
-    void Enter()
-    {
-        EnterCriticalSection(&s_traceLock);
-        m_entered = true;
-    }
-
-private:
-    bool m_entered = false;
-};
+// Empty until the record's arguments are formatted.
+using MaybeLocked = std::optional<QvSectionGuard>;
 
 // Formats, enters the lock and builds the record. Null if there is none to be made. A function of
 // its own, so that the text's 4 KB of stack are free again when the log is written, or opened.
-[[gnu::noinline]] const wchar_t* LockedRecord(TraceLock& lock, double now, const wchar_t* format,
+[[gnu::noinline]] const wchar_t* LockedRecord(MaybeLocked& lock, double now, const wchar_t* format,
                                               va_list arguments)
 {
     wchar_t text[qv_short_text];
     va_list again;
     va_copy(again, arguments);
     const QvFormatted formatted = QvFormatShort(text, format, arguments);
-    lock.Enter();
+    lock.emplace(s_traceLock);
     // A thread may still run while the process ends; the tables are gone then.
     const wchar_t* const record =
         QvIsTornDown() ? nullptr : s_record.Build(now, formatted, format, again);
@@ -68,7 +52,7 @@ extern "C" void DiagOutputExW(const wchar_t* format, ...)
 {
     const QvLastErrorKeeper keeper;
     const double now = QV_GetTimeCounter();
-    TraceLock lock;
+    MaybeLocked lock;
     va_list arguments;
     va_start(arguments, format);
     const wchar_t* const record = LockedRecord(lock, now, format, arguments);

@@ -1,16 +1,15 @@
 // File times of open files, and what else is known of them.
+#include "file_stamp.h"
+
 #include "file_attributes.h"
 #include "file_object.h"
-#include "file_stamp.h"
+#include "file_time.h"
 #include "windows.h"
 
 using namespace platform;
 
 namespace
 {
-
-constexpr int64_t ticks_per_second = 10'000'000;     // of 100 ns
-constexpr int64_t epoch_difference = 11'644'473'600; // seconds from 1601 to 1970
 
 // Reads a time that a caller wants to set. It becomes null if the file's time is to stay as it is:
 // the caller says so by null, by zero or by all ones. (On Windows all ones also keep later use of
@@ -76,22 +75,6 @@ FileStamps stamps_of_open(int fd, const struct statx& found)
 
 namespace platform
 {
-
-FILETIME to_file_time(int64_t seconds, long nanoseconds)
-{
-    const int64_t ticks = (seconds + epoch_difference) * ticks_per_second + nanoseconds / 100;
-    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
-}
-
-timespec to_timespec(const FILETIME& time)
-{
-    const int64_t ticks = static_cast<int64_t>((static_cast<uint64_t>(time.dwHighDateTime) << 32) |
-                                               time.dwLowDateTime);
-    timespec result;
-    result.tv_sec = ticks / ticks_per_second - epoch_difference;
-    result.tv_nsec = ticks % ticks_per_second * 100;
-    return result;
-}
 
 FileStamps stamps_of(const struct statx& found, const FILETIME* kept)
 {

@@ -1,9 +1,4 @@
-// The modules of a process by handle: files that were opened as data, and modules that were loaded,
-// with the resources in their files.
-//
-// Whoever works on a module holds it, so that it stays while another thread frees it. What was
-// handed out of it (places of resources) goes with the last FreeLibrary, or, if it was not loaded
-// through here, some time after those who loaded it have unloaded it.
+// A module's file, opened as data, with the resources in it.
 #pragma once
 
 #include <memory>
@@ -79,13 +74,5 @@ private:
     bool m_open = false;
     ModuleFile m_file;
 };
-
-// Null, and ERROR_MOD_NOT_FOUND, for a handle that is none. A null handle and that of the program
-// stand for the program's own file.
-std::shared_ptr<Module> hold_module(HMODULE handle);
-
-// The address of what a loaded module, or the program, exports under a name. Null, and
-// ERROR_MOD_NOT_FOUND or ERROR_PROC_NOT_FOUND.
-void* symbol_of(HMODULE handle, const char* name);
 
 } // namespace platform

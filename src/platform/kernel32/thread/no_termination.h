@@ -1,0 +1,35 @@
+// Holding off the termination of the calling thread.
+#pragma once
+
+#include <mutex>
+
+namespace platform
+{
+
+// While one lives on a thread, TerminateThread of that thread waits. For short work on tables that
+// the rest of the process goes on to use.
+class NoTermination
+{
+public:
+    NoTermination();
+    NoTermination(const NoTermination&) = delete;
+    NoTermination& operator=(const NoTermination&) = delete;
+    ~NoTermination();
+};
+
+// A lock that a terminated thread can't leave held.
+template <class Mutex> class Uninterrupted
+{
+public:
+    explicit Uninterrupted(Mutex& mutex) : m_guard(mutex) {}
+
+private:
+    const NoTermination m_no_termination; // before the lock is taken, until after it is given back
+    const std::lock_guard<Mutex> m_guard;
+};
+
+// The handler of the signal that TerminateThread sends: ends the calling thread if it is meant, or
+// leaves that to its outermost guard.
+void on_terminate(int);
+
+} // namespace platform

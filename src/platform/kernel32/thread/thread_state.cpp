@@ -1,0 +1,8 @@
+#include "thread_state.h"
+
+namespace platform
+{
+
+constinit thread_local ThreadState* t_state = nullptr;
+
+} // namespace platform

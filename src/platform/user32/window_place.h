@@ -1,0 +1,13 @@
+// Showing and hiding windows.
+#pragma once
+
+#include "windef.h"
+
+namespace platform
+{
+
+// On the window's own thread. Returns whether it was visible before; false with the last error set
+// for a window that is gone.
+bool show_window(HWND window, int command);
+
+} // namespace platform
