@@ -61,8 +61,7 @@ bool QvRefuseThread(QvThreadStage& stage)
 
 void QvLeaveThread(QvThreadStage& stage)
 {
-    stage = thread_leaves; // first, so that a later detach sees either this stage or the thread
-                           // sees the detach
+    stage = thread_leaves; // first: then the detach sees this stage, or the thread the detach
     if (QvIsDetaching())
         TerminateThread(GetCurrentThread(), 0);
 }

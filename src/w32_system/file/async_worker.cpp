@@ -66,7 +66,7 @@ bool QvAsyncWorker::Run()
     {
         pass = RunStep();
         if (QvForkCount() != forks)
-            return false; // the child of a callback: worker and requests are its parent's
+            return false; // in the child of a callback: the parent owns worker and requests
         if (pass == QvAsyncPass::idle)
             pthread_delay_np(&QV_ASYNC_IDLE_DELAY);
     } while ((pass == QvAsyncPass::more && !dispatcher.Wants()) || dispatcher.Keeps(*this));
