@@ -68,7 +68,7 @@ uintptr_t QvSetMessageTimer(QvTimerPointer& timer)
     if (id != 0)
     {
         QvEnterTimer(std::move(node), id);
-        timer.release()->bPublished = true; // it fires on this thread alone
+        timer.release()->bPublished = true; // it fires only on this thread
     }
     return id;
 }
