@@ -133,7 +133,7 @@ class QV_API CQvRscData
 public:
     CQvRscData();
     CQvRscData(const CQvRscData& other); // frees the list if no other object shares it
-    ~CQvRscData();                       // frees the list if nobody else holds it
+    ~CQvRscData();                       // frees the list if no other object shares it
 
     // Shares the other's list. The former list is freed if no other object shares it.
     CQvRscData& operator=(const CQvRscData& other);

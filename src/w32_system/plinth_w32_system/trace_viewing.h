@@ -121,7 +121,7 @@ public:
 
     // Shows the text as a row of a window. A tag in the text selects the window: "|wndid:", a
     // decimal number and everything up to a blank. The tag must be at the very start of the text,
-    // or directly after the time stamp of a trace record. The row is the text without the tag; tabs
+    // or anywhere after the time stamp of a trace record. The row is the text without the tag; tabs
     // divide it into columns. A text without a tag, or with the identifier 2147483647, is not
     // shown. The first identifier that arrives uses the first window; each further one has a window
     // of its own. Rows for a window that the user has closed are dropped.

@@ -61,7 +61,7 @@ using QvTimerPointer = std::unique_ptr<QvTimer>;
 using QvTimers = std::map<uint64_t, QvTimerRecord*>;
 using QvTimerNode = QvTimers::node_type;
 
-// The object behind gs_TimerHandleMap, which builds the table. The tear-down does not destroy the
+// The type of gs_TimerHandleMap, which builds the table. The tear-down does not destroy the
 // table: an empty one holds no memory, and waiters still find a timer that runs while the process
 // ends.
 struct QvTimerMap
