@@ -42,7 +42,7 @@ static_assert(sizeof(IMAGEHLP_MODULE64) >= module_record, "newer headers know a 
 // Both guarded by the report's lock.
 int32_t s_symbolsStarted = 0;
 DWORD64
-s_addresses[frame_limit]; // of the walk that is under way: an assertion may be short of stack
+s_addresses[frame_limit]; // of the current walk; static, as an assertion may have little stack left
 
 // A child starts the symbol engine again, as another thread may have been using it.
 const QvAtFork s_atFork(QvForkStep::stack_lines, {nullptr, nullptr, [] { s_symbolsStarted = 0; }});
