@@ -1,4 +1,5 @@
-// How a running log moves on to a new file, how old files go, and how the limits are changed.
+// How a running log changes to a new file, how old files are removed, and how the limits are
+// changed.
 #include <cstdlib>
 #include <ctime>
 
@@ -18,8 +19,8 @@ constexpr size_t day_start = 14;
 
 constexpr uint32_t seconds_per_day = 86'400;
 
-// The age in seconds of the date in a file's name. The time of day is the present one, so it comes
-// out in whole days; only the name counts.
+// The age in seconds of the date in a file's name; only the name counts. The current time of day is
+// used for that date, so the age is in whole days.
 double AgeOf(const wchar_t* name, __time64_t now, const struct tm& local)
 {
     struct tm date = local;
@@ -61,7 +62,7 @@ void QvRemoveOldLogs(const wchar_t* folder, uint32_t days)
     if (!found)
         return;
     const struct tm local = *found;
-    // Formed in 32 bits and taken as signed: a limit of very many days can come out as none.
+    // Calculated in 32 bits and used as signed: a limit of very many days can result in no limit.
     const auto limit = static_cast<int32_t>(days * seconds_per_day);
 
     wchar_t pattern[qv_folder_limit + 64];
@@ -69,9 +70,9 @@ void QvRemoveOldLogs(const wchar_t* folder, uint32_t days)
     wcscat(pattern, L"qvapp_\?\?\?\?-\?\?-\?\?*.log");
     QvFindHandle search = nullptr;
     QvFindData entry = {};
-    // The search gives the oldest names first, so the first file that is young enough ends it; so
-    // does one that can't be removed. A folder, or a link to one, is no log, whatever its name: it
-    // would end each scan.
+    // The search returns the oldest names first, so the scan ends at the first file that is young
+    // enough, or that can't be removed. A folder, or a link to one, is no log, whatever its name:
+    // it would end each scan.
     for (int status = QV_FindFileFirst(pattern, &search, &entry); status == QV_OK;
          status = QV_FindFileNext(search, &entry))
     {
@@ -89,7 +90,8 @@ void QvRemoveOldLogs(const wchar_t* folder, uint32_t days)
         QV_FindFileClose(search);
 }
 
-// Needs m_classLock: of two threads that see the limit exceeded, the second finds the new instance.
+// Needs m_classLock. If two threads see that the limit is exceeded, the second finds the new
+// instance.
 int CQvLogFile::SplitFile(CQvLogFile* instance)
 {
     QvLogDate today;
@@ -101,7 +103,7 @@ int CQvLogFile::SplitFile(CQvLogFile* instance)
     if (wchar_t* const last = wcsrchr(folder, L'\\'))
         last[1] = L'\0';
 
-    // The next file is made first: if that can't be, the old one goes on.
+    // The next file is created first: if that fails, the old one stays in use.
     wchar_t path[sizeof instance->m_wsLogFilename / sizeof(wchar_t)];
     QvLogPath(path, folder, today, QvLogNumber(folder, today, true));
     QvFile file = nullptr;
@@ -152,7 +154,7 @@ int CQvLogFile::SetProperties(int maxLogMBytes, int maxLogDays)
         switch (StoreSetting(setting.name, setting.value))
         {
         case Stored::no_key:
-            break; // this limit is left out
+            break; // this limit is not changed
         case Stored::failed:
             return QV_ERR_SYSTEM;
         case Stored::yes:

@@ -1,8 +1,7 @@
 // Trace output: the exported calls.
 //
-// A record is built, sent and logged under the trace lock, so records of several threads neither
-// interleave nor reach the destinations in different orders. Only its arguments are formatted
-// before.
+// A record is built, sent and logged under the trace lock, so records of several threads don't mix
+// and reach all destinations in the same order. Only its arguments are formatted before.
 #include <cstdarg>
 
 #include <windows.h>
@@ -20,7 +19,7 @@ namespace
 {
 
 constexpr size_t plain_limit =
-    1024; // characters that wvsprintf writes at most, terminator included
+    1024; // the most characters that wvsprintf writes, terminator included
 
 constinit QvTraceRecord s_record; // guarded by the trace lock
 
@@ -45,8 +44,8 @@ private:
     bool m_entered = false;
 };
 
-// Formats, enters the lock and builds the record. Null if there is none to be made. A function of
-// its own, so that the text's 4 KB of stack are free again when the log is written, or opened.
+// Formats, takes the lock and builds the record. Null if there is none. Not inlined, so that the
+// text's 4 KB of stack are free again when the log is written, or opened.
 [[gnu::noinline]] const wchar_t* LockedRecord(TraceLock& lock, double now, const wchar_t* format,
                                               va_list arguments)
 {
@@ -55,7 +54,7 @@ private:
     va_copy(again, arguments);
     const QvFormatted formatted = QvFormatShort(text, format, arguments);
     lock.Enter();
-    // A thread may still run while the process ends; the tables are gone then.
+    // A thread may still run while the process ends, after the tables are destroyed.
     const wchar_t* const record =
         QvIsTornDown() ? nullptr : s_record.Build(now, formatted, format, again);
     va_end(again);
