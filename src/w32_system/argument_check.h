@@ -3,7 +3,8 @@
 
 #include "plinth_w32_system.h"
 
-// expression: the text of the condition that failed. message: begins with the function's name.
+// expression: the condition that must not be true, as text. message: begins with the function's
+// name.
 inline int QvRefuse(int status, const wchar_t* expression, const wchar_t* message,
                     const char* sourceFile, int line)
 {

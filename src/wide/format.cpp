@@ -43,8 +43,7 @@ const char* native_directive(size_t room, const wchar_t* format)
 
 int print_native(wchar_t* to, size_t room, const char* directive, va_list arguments)
 {
-    auto* const narrow =
-        reinterpret_cast<char*>(to); // its digits are spread out, beginning at the end
+    auto* const narrow = reinterpret_cast<char*>(to); // its digits are spread out from the end
     const int length = std::vsnprintf(narrow, room, directive, arguments);
     if (length < 0 || static_cast<size_t>(length) >= room)
         return -1;

@@ -12,8 +12,7 @@ namespace
 {
 
 constexpr DWORD user_name_limit = 257; // characters, terminator included
-constexpr DWORD list_extra =
-    8; // bytes that the new list needs in addition: the head of one more entry
+constexpr DWORD list_extra = 8;        // bytes more for the new list: the head of one more entry
 
 struct SecurityFunctions
 {

@@ -15,8 +15,8 @@ extern "C"
     // The library's argument checks call this. It formats file, line, expression and message into a
     // local buffer of 512 characters, but reports nothing. Always 1; keeps the thread's last error.
     //
-    // options: 0 in every call of the library. expression: wide, the condition that failed.
-    // message: wide, may be null. sourceFile: narrow.
+    // options: 0 in every call of the library. expression: wide, the condition that must
+    // not be true. message: wide, may be null. sourceFile: narrow.
     QV_API int DiagAssertW(unsigned int options, const wchar_t* expression, const wchar_t* message,
                            const char* sourceFile, int line);
 

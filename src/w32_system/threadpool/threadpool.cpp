@@ -16,8 +16,7 @@ namespace
 constexpr const char* source_name = "src\\w32_system\\threadpool\\threadpool";
 
 // The list of all pools, for a fork.
-pthread_mutex_t s_listLock =
-    PTHREAD_MUTEX_INITIALIZER; // guards the list; no other lock is taken under it
+pthread_mutex_t s_listLock = PTHREAD_MUTEX_INITIALIZER; // guards the list; no lock taken under it
 CThreadPool* s_first = nullptr;
 
 } // namespace

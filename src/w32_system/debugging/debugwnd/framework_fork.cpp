@@ -20,8 +20,7 @@ struct Entry
     Entry* next;
 };
 
-pthread_mutex_t s_lock =
-    PTHREAD_MUTEX_INITIALIZER; // guards the list; no other lock is taken under it
+pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER; // guards the list; no lock is taken under it
 Entry* s_first = nullptr;
 
 const QvAtFork s_atFork(QvForkStep::debug_frameworks,

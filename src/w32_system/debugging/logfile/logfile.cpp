@@ -25,8 +25,7 @@ CQvLogFile* CQvLogFile::m_pSingleton = nullptr;
 namespace
 {
 
-constexpr size_t stack_copy_limit =
-    1008; // bytes of a message's narrow copy that need no allocation
+constexpr size_t stack_copy_limit = 1008; // bytes of a narrow copy that need no allocation
 constexpr const wchar_t* header_text = L"Log session started.\r\n";
 
 // Set when the lock is destroyed for good: later calls must not touch the instance.
@@ -102,8 +101,7 @@ bool TakeLowBytes(char* bytes, const wchar_t* text, size_t length)
             block[i] = static_cast<char>(text[done + i] & 0xFF);
         for (size_t i = 0; i < block_size; ++i)
             has_zero[i] |= static_cast<char>(block[i] == 0);
-        std::copy_n(block, block_size,
-                    bytes + done); // a memcpy with checks would be a call for each block
+        std::copy_n(block, block_size, bytes + done); // a checked memcpy would be a call each
     }
     for (; done < length; ++done)
     {
@@ -182,8 +180,8 @@ CQvLogFile::CQvLogFile()
     m_bOpen = true;
 }
 
-// Opens the file and writes the session header. If another process meanwhile gives an empty file
-// the other form, tries the next number. The attempts are limited, because each can wait.
+// Opens the file and writes the session header. If another process has begun the empty file in the
+// other form, tries the next number. The attempts are limited, because each can wait.
 bool CQvLogFile::OpenAndBegin(const wchar_t* folder, const QvLogDate& date)
 {
     constexpr int attempts = 32;

@@ -37,8 +37,7 @@ static_assert(box_style == 0x12012);
 // engine is traced), so before the log's m_classLock too; never held while a report is sent.
 constinit std::atomic_flag s_reportLock;
 wchar_t s_reportBuffer[report_limit];
-constinit std::atomic<bool> s_patienceLost{
-    false}; // true after a thread has waited for the lock in vain
+constinit std::atomic<bool> s_patienceLost{false}; // true after a wait for the lock in vain
 
 // A child has no thread that makes the parent's report, so the lock is free there.
 const QvAtFork s_atFork(QvForkStep::assertion_report, {nullptr, nullptr,

@@ -45,8 +45,7 @@ extern "C" void DiagOutputExW_hlp(const char* sourceFile, int line)
 
 void QvTraceLocation(wchar_t* file, int32_t& line)
 {
-    static char
-        s_narrow[narrow_limit]; // static, because it is too large for the stack of a small thread
+    static char s_narrow[narrow_limit]; // static: too large for the stack of a small thread
     {
         const QvFlagGuard guard(s_lock);
         strcpy(s_narrow, s_sourceFile);

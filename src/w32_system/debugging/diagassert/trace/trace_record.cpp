@@ -262,8 +262,7 @@ void QvTraceRecord::KeepThreadId(uint32_t id, const wchar_t* digits, size_t coun
 // near to a half that rounding could differ.
 void QvTraceRecord::PutInterval(double milliseconds)
 {
-    constexpr double largest =
-        8e7; // ms; below it the product's error is far smaller than the margin
+    constexpr double largest = 8e7; // ms; the product's error is far smaller than the margin
     constexpr double margin = 1e-5;
     const double size = std::fabs(milliseconds);
     const double hundredths = size * 100.0;
