@@ -124,15 +124,15 @@ private:
 
 // Resources of a module: byte arrays in the order of loading, each with an id.
 //
-// Copies share one list. To keep what was loaded and to give up the loaded object, write "kept =
-// loaded; loaded.UnrefDataMember();": the list then belongs to kept only. Not for several threads
-// at the same time, nor are objects that share a list. Without memory the operations throw
-// std::bad_alloc.
+// Copies share one list. To keep what was loaded and to give up the loaded object, write
+// "kept = loaded; loaded.UnrefDataMember();": the list then belongs to kept only. No two threads
+// may use one object, or objects that share a list, at the same time. Without memory the operations
+// throw std::bad_alloc.
 class QV_API CQvRscData
 {
 public:
     CQvRscData();
-    CQvRscData(const CQvRscData& other); // frees the list if no other object shares it
+    CQvRscData(const CQvRscData& other); // shares the list
     ~CQvRscData();                       // frees the list if no other object shares it
 
     // Shares the other's list. The former list is freed if no other object shares it.
@@ -146,8 +146,8 @@ public:
     // object has no list.
     int AppendData(const void* data, unsigned int size, int id);
 
-    int Clear();                         // number of entries; 0 without a list
-    int GetCQvByteArrayW32Count() const; // of entries; 0 without a list
+    int Clear();                         // always QV_OK
+    int GetCQvByteArrayW32Count() const; // number of entries; 0 without a list
 
     // The entry at a position, counted from 0; a negative one counts as 0. The list owns the array,
     // which lives as long as the list. id: may be null. Without such an entry *id is unchanged, and

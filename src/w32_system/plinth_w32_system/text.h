@@ -55,9 +55,9 @@ extern "C"
                                     bool format, int minDecimals);
     QV_API bool QV_DoubleToString(double value, int decimals, wchar_t* text, int size);
 
-    // Reads the number at the beginning of a text, with the user's decimal separator or a dot: "1,5
-    // kg" is 1.5 with a decimal comma, and otherwise 1. False, with *value unchanged, if the text
-    // has no number there or an argument is null.
+    // Reads the number at the beginning of a text, with the user's decimal separator or a dot. For
+    // example, "1,5 kg" is 1.5 with a decimal comma, and otherwise 1. False, with *value unchanged,
+    // if the text has no number there or an argument is null.
     QV_API bool QV_StringToDouble(const wchar_t* text, double* value);
 
     // Whether a text is digits with at most one '.' or ',', and signs before the first digit.
@@ -94,8 +94,8 @@ extern "C"
     QV_API int QV_GetLocaleDateTimeFormat(wchar_t* pDate, unsigned nDate, wchar_t* pTime,
                                           unsigned nTime);
 
-    // A mask of date and time to show to users, "MM/DD/YYYY hh:MM:SS pm"; "HH" means 24 hours, "hh"
-    // 12. The whole is cut to n characters, with a terminator. Null is skipped. Always QV_OK.
+    // A mask of date and time to show to users, "MM/DD/YYYY hh:MM:SS pm". "HH" means 24 hours, and
+    // "hh" 12. The whole is cut to n characters, with a terminator. Null is skipped. Always QV_OK.
     QV_API int QV_GetLocaleUserDateTimeFormat(wchar_t* pText, unsigned n);
 
     // A time as date and time of day in the user's form. Either buffer may be null. QV_ERR_SYSTEM:

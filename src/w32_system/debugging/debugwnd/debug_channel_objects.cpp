@@ -25,7 +25,7 @@ bool MakeSecurity(COutDbgStringSync& sync)
     if (!InitializeSecurityDescriptor(&sync.m_sd, SECURITY_DESCRIPTOR_REVISION))
         return Failed(L"!InitializeSecurityDescriptor(&m_sd, SECURITY_DESCRIPTOR_REVISION)",
                       L"Unable to initialize Security Descriptor", __LINE__);
-    // With an empty access list, any process may write.
+    // Without an access list, any process may write.
     if (!SetSecurityDescriptorDacl(&sync.m_sd, TRUE, nullptr, FALSE))
         return Failed(L"!SetSecurityDescriptorDacl(&m_sd, TRUE, (PACL)NULL, FALSE)",
                       L"Unable to set Security Descriptor", __LINE__);

@@ -39,7 +39,8 @@ constinit std::atomic_flag s_reportLock;
 wchar_t s_reportBuffer[report_limit];
 constinit std::atomic<bool> s_patienceLost{false}; // true after a wait for the lock in vain
 
-// A child has no thread that makes the parent's report, so the lock is free there.
+// A fork doesn't wait for this lock, which may be held for long. In the child no other thread makes
+// a report, so the lock is cleared.
 const QvAtFork s_atFork(QvForkStep::assertion_report, {nullptr, nullptr,
                                                        []
                                                        {
