@@ -1,5 +1,5 @@
-# Which tests are tests of concurrent use. They have the CTest label "concurrent", by which
-# ThreadSanitizer (scripts/check tsan) and the soak (scripts/soak) choose them.
+# Selects the tests of concurrent use. They have the CTest label "concurrent", which ThreadSanitizer
+# (scripts/check tsan) and the soak (scripts/soak) use to choose them.
 #
 # A test has the label if its suite, name or instance contains "Concurrent" or "concurrent", or if
 # it is in a file *_concurrent*_test.cpp. The target plinth_concurrent_tests builds their programs.
@@ -9,7 +9,7 @@ add_custom_target(plinth_concurrent_tests)
 
 set(plinth_concurrent_file "_concurrent[a-z0-9_]*_test\\.cpp$")
 
-# The sources among those given that have tests of concurrent use.
+# Returns those of the given sources that have tests of concurrent use.
 function(plinth_find_concurrent_sources variable)
   set(found "")
   foreach(source IN LISTS ARGN)
@@ -22,8 +22,8 @@ function(plinth_find_concurrent_sources variable)
   set(${variable} ${found} PARENT_SCOPE)
 endfunction()
 
-# plinth_choose_test_sources(variable): drops from the list what PLINTH_CONCURRENT_TESTS_ONLY leaves
-# out. A program without tests of concurrent use keeps all: nobody builds it then.
+# plinth_choose_test_sources(variable): removes the sources that PLINTH_CONCURRENT_TESTS_ONLY leaves
+# out. A program without tests of concurrent use keeps all; it isn't built then.
 function(plinth_choose_test_sources variable)
   if(PLINTH_CONCURRENT_TESTS_ONLY)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${${variable}})
@@ -34,7 +34,7 @@ function(plinth_choose_test_sources variable)
   endif()
 endfunction()
 
-# The filter of the test library that names a program's tests of concurrent use.
+# The test library's filter that selects a program's tests of concurrent use.
 function(plinth_concurrent_filter variable)
   set(filter "*Concurren*:*concurren*")
   foreach(source IN LISTS ARGN)
@@ -52,8 +52,8 @@ function(plinth_concurrent_filter variable)
   set(${variable} ${filter} PARENT_SCOPE)
 endfunction()
 
-# plinth_discover_tests(target source...): CTest tests for each test of the program, with the label
-# for those of concurrent use.
+# plinth_discover_tests(target source...): a CTest test for each test of the program; those of
+# concurrent use have the label.
 function(plinth_discover_tests target)
   plinth_concurrent_filter(filter ${ARGN})
   set(common TEST_PREFIX "${target}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)

@@ -1,6 +1,6 @@
-# What makes a mistake of ours harder to attack: checks that the compiler adds, memory that can't be
-# written or run. For our own targets in optimised builds on Linux; docs/building.md says what each
-# flag does. The linker of the Windows build does its part unasked.
+# Makes mistakes of ours harder to exploit: checks that the compiler adds, and memory that can't be
+# written or executed. For our own targets in optimised builds on Linux; docs/building.md explains
+# each flag. The linker of the Windows build does its part by default.
 option(PLINTH_HARDENING "Harden optimised builds: stack protector, fortified functions, ..." ON)
 if(NOT PLINTH_HARDENING OR PLINTH_SANITIZE OR WIN32)
   return()
@@ -9,7 +9,7 @@ include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
 
-# Clang only warns of one that it ignores.
+# Clang only warns about an option that it ignores.
 set(CMAKE_REQUIRED_QUIET ON)
 set(CMAKE_REQUIRED_FLAGS -Werror)
 foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection -fcf-protection=full)
@@ -20,7 +20,7 @@ foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection -fcf-pro
   endif()
 endforeach()
 
-# Compiler and C library warn of a level that they don't have.
+# Compiler and C library warn about a level that they don't support.
 set(CMAKE_REQUIRED_FLAGS "-O2 -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
 check_cxx_source_compiles("
   #include <features.h>
@@ -34,7 +34,7 @@ set(level 2)
 if(PLINTH_HAS_FORTIFY_3)
   set(level 3)
 endif()
-# The compiler's own level, or that of the flags from outside, would be another definition.
+# Otherwise the level from the compiler or from the user's flags would be a second definition.
 target_compile_options(plinth_private INTERFACE
   $<${optimised}:-U_FORTIFY_SOURCE> $<${optimised}:-D_FORTIFY_SOURCE=${level}>)
 

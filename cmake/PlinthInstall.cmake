@@ -1,7 +1,8 @@
 # Installing: components runtime (the libraries), development (headers, CMake package, pkg-config
-# file), tools (the programs and their manual pages) and desktop (the plug-in that shows windows
-# and the viewer with a window, which need more of the system than all the rest). The installed tree can be moved: libraries and
-# programs find each other by $ORIGIN, the package files by their own place.
+# file), tools (the programs and their manual pages) and desktop (the plug-in that shows windows and
+# the viewer with a window, which need more packages of the system than the rest). The installed
+# tree can be moved: libraries and programs find each other by $ORIGIN, the package files by their
+# own place.
 include(CMakePackageConfigHelpers)
 
 set(libraries plinth_w32_system plinth_w32_pthreadVC)
@@ -16,7 +17,7 @@ foreach(program IN ITEMS plinth-trace plinth-demo)
 endforeach()
 
 if(TARGET plinth_desktop_qt)
-  # Where the stand-in looks for it.
+  # The stand-in looks for it there.
   install(TARGETS plinth_desktop_qt COMPONENT desktop
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/${PLINTH_PRIVATE_FOLDER})
 endif()
@@ -28,7 +29,7 @@ if(programs)
   install(TARGETS ${programs} RUNTIME COMPONENT tools)
 endif()
 if(TARGET plinth-trace-window)
-  # Beside plinth-trace, which starts it.
+  # In the folder of plinth-trace, which starts it.
   set_target_properties(plinth-trace-window PROPERTIES
     INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
   install(TARGETS plinth-trace-window RUNTIME COMPONENT desktop)
@@ -65,16 +66,16 @@ if(TARGET plinth_static)
   install(TARGETS plinth_static plinth_wide_static EXPORT plinth_w32_system_targets)
 endif()
 
-# The compiler's run-time DLLs, which a program and our DLLs must share: memory and threads pass
-# between them. With their licences.
+# The compiler's run-time DLLs and their licences. A program and our DLLs must share these DLLs,
+# because they exchange memory and threads.
 if(WIN32 AND MINGW)
   foreach(dll IN ITEMS libgcc_s_seh-1.dll libstdc++-6.dll libwinpthread-1.dll)
     execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll} OUTPUT_VARIABLE path
                     OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-    if(NOT IS_ABSOLUTE "${path}") # what it says of a file that it doesn't know
+    if(NOT IS_ABSOLUTE "${path}") # the output for an unknown file
       message(FATAL_ERROR "${CMAKE_CXX_COMPILER} has no ${dll}")
     endif()
-    # Debian's have their debug symbols, which are nearly all of them.
+    # Debian's files contain their debug symbols, which are most of their size.
     set(stripped ${PROJECT_BINARY_DIR}/runtime/${dll})
     file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/runtime)
     execute_process(COMMAND ${CMAKE_STRIP} --strip-all -o ${stripped} ${path}
@@ -99,7 +100,7 @@ if(WIN32)
 else()
   set(documents ${CMAKE_INSTALL_DOCDIR})
 endif()
-# Laid out as in the source tree: comments of headers and the documents themselves name them so.
+# Laid out as in the source tree, because header comments and documents use these paths.
 install(FILES README.md CHANGELOG.md DESTINATION ${documents} COMPONENT development)
 install(DIRECTORY examples DESTINATION ${documents} COMPONENT development USE_SOURCE_PERMISSIONS)
 install(DIRECTORY docs DESTINATION ${documents} COMPONENT development
@@ -144,11 +145,11 @@ if(TARGET plinth_platform)
   install(FILES ${PROJECT_BINARY_DIR}/plinth_w32_system.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
   if(TARGET plinth_static)
-    # It is a library of its own, not what --static makes of the other: all of that one's users would
-    # have to link everything else statically, too.
+    # A pkg-config file of its own: with --static of the other file, users would have to link
+    # everything else statically, too.
     set(pc_name plinth_w32_system_static)
-    # A library that has the archive in it stays in the process (PlinthStatic.cmake); pkg-config can't
-    # tell it from a program, of which the linker's flag means nothing.
+    # A library that contains the archive must stay in the process (PlinthStatic.cmake). pkg-config
+    # can't distinguish it from a program, but there the linker's flag has no effect.
     set(pc_libraries "-l${pc_name} -Wl,-z,nodelete")
     configure_file(cmake/plinth_w32_system.pc.in ${PROJECT_BINARY_DIR}/plinth_w32_system_static.pc
                    @ONLY)

@@ -1,12 +1,13 @@
-# What the build needs of the system. Everything is looked for here, before anything is built on it,
-# so that one message names all that is missing, each with the package that has it.
+# The packages of the system that the build needs. All are searched for here, before they are used,
+# so that one message lists everything that is missing, each with its package.
 #
-# Sets PLINTH_WITH_TESTS and PLINTH_WITH_DESKTOP: whether the parts are built that are left out if
-# what they need is missing (PLINTH_BUILD_TESTS, PLINTH_BUILD_DESKTOP: AUTO).
+# Sets PLINTH_WITH_TESTS and PLINTH_WITH_DESKTOP: whether these parts are built. With AUTO
+# (PLINTH_BUILD_TESTS, PLINTH_BUILD_DESKTOP) they are left out if something that they need is
+# missing.
 set(plinth_missing "")
 set(plinth_missing_packages "")
 
-# plinth_need(what package found): a line of the message unless it is found.
+# plinth_need(what package found): adds a line to the message unless found is true.
 macro(plinth_need what package found)
   if(NOT ${found})
     list(APPEND plinth_missing "${what} (Debian: ${package})")
@@ -39,7 +40,7 @@ if(NOT WIN32)
   endif()
 endif()
 
-# The test library. No binary package of it exists for the cross compiler, which builds the
+# The test library. For the cross compiler there is no binary package, so it builds the
 # distribution's sources.
 set(PLINTH_WITH_TESTS ${PLINTH_BUILD_TESTS})
 if(PLINTH_BUILD_TESTS AND NOT PLINTH_TEST_INTERFACE AND NOT WIN32)
@@ -76,9 +77,9 @@ endif()
 if(PLINTH_BUILD_BENCH AND NOT WIN32)
   find_package(benchmark QUIET)
   plinth_need("the benchmark library, for the benchmarks" libbenchmark-dev benchmark_FOUND)
-  find_package(spdlog QUIET) # the peer of some rows
+  find_package(spdlog QUIET) # some rows of the table compare with it
   plinth_need("spdlog, for the benchmarks" libspdlog-dev spdlog_FOUND)
-  find_package(glog QUIET) # a peer of scripts/load; plinth_load is left out without it
+  find_package(glog QUIET) # scripts/load compares with it; plinth_load is left out without it
 endif()
 
 # The desktop plug-in. Windows has a desktop of its own, and the fuzz targets show no windows.
@@ -98,7 +99,7 @@ if(plinth_missing)
   list(REMOVE_DUPLICATES plinth_missing_packages)
   list(JOIN plinth_missing "\n  " lines)
   list(JOIN plinth_missing_packages " " packages)
-  # Without the line numbers that CMake would put around it, and the lines wrapped, of FATAL_ERROR.
+  # Printed separately: FATAL_ERROR alone would add line numbers and wrap the lines.
   message(NOTICE "plinth: missing on this system:\n  ${lines}\n"
                  "On Debian, as root: apt-get install --no-install-recommends ${packages}")
   message(FATAL_ERROR "plinth can't be built without ${packages}.")

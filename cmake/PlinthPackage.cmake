@@ -1,5 +1,5 @@
-# Packages. On Windows CPack makes a ZIP; the Debian packages are made by debian/rules, and here is
-# only seen to it that they have the project's version. scripts/package builds and tries both;
+# Packages. On Windows CPack makes a ZIP. debian/rules makes the Debian packages; this file only
+# checks that they have the project's version. scripts/package builds and tries both;
 # docs/packages.md describes them.
 if(NOT WIN32)
   file(STRINGS debian/changelog newest LIMIT_COUNT 1)
@@ -16,7 +16,8 @@ set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_GENERATOR ZIP)
-# Two files, each of which unpacks into a folder of its name: all that is used, and the symbols.
+# Two files: one with everything that programs use, one with the symbols. Each unpacks into a folder
+# of its name.
 set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
 set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY ON)

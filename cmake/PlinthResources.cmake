@@ -5,28 +5,28 @@
 #                      [STRING NUMBER TEXT]...       a text of the string table, for LoadStringW
 #                      )
 #
-# Gives an executable or shared library resources, which programs find in its file with
-# FindResourceW. TYPE and NAME are texts, which have no case, or numbers below 65,536 (10 is RCDATA);
-# the language is neutral. A target is given its resources in one call. For instance, where a program
-# logs, and in which character set:
+# Adds resources to an executable or shared library; programs find them in its file with
+# FindResourceW. TYPE and NAME are texts without regard to case, or numbers below 65,536 (10 is
+# RCDATA); the language is neutral. One call adds all resources of a target. For example, a
+# program's log folder and the character set of its log:
 #
 #     plinth_add_resources(editor
 #       TEXT LOGFILEDIR LogFileDir "Acme\\Editor"
 #       BYTES LOGFILECHARSET Unicode_Enabled 01)
 #
-# On Linux they go into the section ".rsrc" of the file: the tree that a PE file has in the section
-# of that name, in which addresses count from the start of the section; the command plinth-rc makes
-# it, also for other build systems. On Windows a resource script goes to the resource compiler; the
-# project has to enable the language RC.
+# On Linux they are stored in the section ".rsrc" of the file, as the same tree that a PE file has
+# in its section of that name, with addresses from the start of the section; the command plinth-rc
+# makes it, also for other build systems. On Windows the resource compiler compiles a resource
+# script; the project has to enable the language RC.
 
-# The package file names an installed plinth-rc; in the source tree it is beside this file's folder.
+# The package file sets the path of an installed plinth-rc; in the source tree it is in tools.
 if(NOT PLINTH_RC)
   get_filename_component(PLINTH_RC ${CMAKE_CURRENT_LIST_DIR}/../tools/plinth-rc/plinth-rc ABSOLUTE)
 endif()
 set_property(GLOBAL PROPERTY PLINTH_RC ${PLINTH_RC})
 unset(PLINTH_RC)
 
-# A text as UTF-16: a list of numbers.
+# Converts a text to UTF-16, as a list of numbers.
 function(_plinth_utf16 text result)
   string(HEX "${text}" hex)
   set(units "")
@@ -64,7 +64,7 @@ function(_plinth_utf16 text result)
   set(${result} "${units}" PARENT_SCOPE)
 endfunction()
 
-# A type or name in a form that sorts as the tree wants it: texts in capitals, then numbers.
+# A type or name in a form that sorts in the tree's order: texts in capitals, then numbers.
 function(_plinth_resource_id given result)
   if(given MATCHES "^[0-9]+$")
     if(given GREATER 65535)
@@ -81,11 +81,11 @@ function(_plinth_resource_id given result)
   endif()
 endfunction()
 
-# The resources as a script of the Windows resource compiler. Takes the words of plinth_add_resources.
+# The resources as a script for the Windows resource compiler. Arguments: see plinth_add_resources.
 function(_plinth_resource_script result)
   set(script "LANGUAGE 0, 0\n")
   set(argument 1)
-  # By their numbers: as a list they would lose an empty text, and one with a semicolon would be two.
+  # Accessed by number: in a list an empty text would get lost, and a semicolon would split a text.
   while(argument LESS ARGC)
     set(kind "${ARGV${argument}}")
     set(parts type name content)
@@ -136,14 +136,14 @@ function(_plinth_resource_script result)
   set(${result} "${script}" PARENT_SCOPE)
 endfunction()
 
-# The resources as a source that any compiler of C or C++ turns into an object: plinth-rc makes it.
+# The resources as a source file for any C or C++ compiler; plinth-rc makes it.
 function(_plinth_resource_source result)
   get_property(plinth_rc GLOBAL PROPERTY PLINTH_RC)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${plinth_rc})
   set(words "")
   set(argument 1)
   while(argument LESS ARGC)
-    # As it is, whatever is in it; a line end right after the brackets doesn't count.
+    # Written without changes; a line end directly after the brackets is ignored.
     string(APPEND words " [======[\n${ARGV${argument}}]======]")
     math(EXPR argument "${argument} + 1")
   endwhile()

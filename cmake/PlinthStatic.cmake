@@ -1,7 +1,8 @@
-# plinth::w32_system_static (PLINTH_STATIC): the three libraries as one archive, for a program that is
-# to be one file. The archive has one object, for two reasons. All of the library comes into the
-# program, also what nothing calls and what acts at the start of the process; and the order of that is
-# fixed: the stand-in, the threads, the library, as the loader starts the shared ones.
+# plinth::w32_system_static (PLINTH_STATIC): the three libraries as one archive, for a program that
+# is to be one file. The archive has one object, for two reasons. The program then contains the
+# whole library, also code that nothing calls and code that runs when the process starts. And the
+# order of the start is fixed: the stand-in, the threads, the library, as the loader starts the
+# shared ones.
 if(WIN32)
   message(FATAL_ERROR "plinth: PLINTH_STATIC is for Linux; on Windows the library is a DLL only.")
 endif()
@@ -11,24 +12,24 @@ set(PLINTH_STATIC_ARCHIVE ${folder}/libplinth_w32_system_static.a)
 set(PLINTH_STATIC_ARCHIVE ${PLINTH_STATIC_ARCHIVE} PARENT_SCOPE)
 set(below $<TARGET_OBJECTS:plinth_platform> $<TARGET_OBJECTS:plinth_w32_pthreadVC>)
 set(above $<TARGET_OBJECTS:plinth_w32_system>)
-# Of inline functions each object has a copy, marked as one of many. Here the copies become one, with
-# no mark: the linker can't take the program's copy for it and drop ours.
+# Each object has a copy of every inline function, marked as one of many. Here the copies are merged
+# into one without that mark, so that the linker can't use the program's copy and drop ours.
 set(merge ${CMAKE_LINKER} -r --force-group-allocation)
-# What acts at the start and at the end without a priority gets one: the library then acts before the
-# program's static objects are made and after they have gone, as a shared one does. 101 is the
+# Start and end functions without a priority get one: the library then starts before the program's
+# static objects are built and ends after they are destroyed, as a shared library does. 101 is the
 # stand-in's own (system/fork.cpp), 201 to 205 are the library's (static_objects.h).
 foreach(part IN ITEMS below=102 above=206)
   string(REGEX MATCH "^(.*)=(.*)$" part ${part})
   set(early_${CMAKE_MATCH_1} --rename-section .init_array=.init_array.00${CMAKE_MATCH_2}
                              --rename-section .fini_array=.fini_array.00${CMAKE_MATCH_2})
 endforeach()
-# Names that a shared library of ours keeps to itself, as patterns of objcopy.
+# Names that a shared library of ours doesn't export, as patterns for objcopy.
 file(READ ${PROJECT_SOURCE_DIR}/cmake/own_names.map text)
 string(REGEX MATCHALL "_Z[A-Za-z0-9_]+\\*" patterns "${text}")
 list(TRANSFORM patterns PREPEND --localize-symbol=)
 set(own --localize-hidden --wildcard ${patterns})
 add_custom_command(OUTPUT ${PLINTH_STATIC_ARCHIVE} VERBATIM COMMAND_EXPAND_LISTS
-  # Of the assertion report alone the line table is needed in a program that has no other.
+  # In a release build only the assertion report needs its line tables; they are in the upper part.
   COMMAND ${CMAKE_LINKER} -r $<$<CONFIG:Release,MinSizeRel>:-S> -o plinth_below.o ${below}
   COMMAND ${CMAKE_OBJCOPY} ${early_below} plinth_below.o
   COMMAND ${CMAKE_LINKER} -r -o plinth_above.o ${above}
@@ -53,7 +54,8 @@ target_include_directories(plinth_static INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src/platform/include>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/plinth>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/plinth/platform>)
-# Its threads and handlers stay when a library that has it in it is closed, and so must its code.
+# When a library that contains the archive is closed, its threads and handlers stay, so its code
+# must stay, too.
 target_link_options(plinth_static INTERFACE
   $<$<IN_LIST:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY;MODULE_LIBRARY>:-Wl,-z,nodelete>)
 target_link_libraries(plinth_static INTERFACE

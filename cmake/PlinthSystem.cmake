@@ -1,7 +1,7 @@
-# The processor that plinth runs on, and the compilers that it is tried with: said when configuring,
-# before a build fails on it, or behaves otherwise than it was tested.
+# Checks the processor and the compiler: configuring reports an unsupported one before a build
+# fails, or behaves differently from the tested builds.
 
-# The stack of an assertion report is walked, and a module's image laid out, as x86-64 has them.
+# The stack walk of an assertion report and the layout of a module's image are for x86-64 only.
 if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$" OR NOT CMAKE_SIZEOF_VOID_P EQUAL 8)
   math(EXPR bits "8 * ${CMAKE_SIZEOF_VOID_P}")
   message(FATAL_ERROR "plinth: this build is for ${CMAKE_SYSTEM_PROCESSOR} with ${bits} bits, and "

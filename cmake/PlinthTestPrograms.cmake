@@ -1,17 +1,18 @@
 # How a test program is made: plinth_add_test, for one program; plinth_add_test_folders, for every
-# folder of a subsystem. A new folder, like a new file, is found without being named anywhere.
+# folder of a subsystem. New folders and files are found by themselves.
 
-# plinth_add_test(name library folder... [HEADERS header...] [OWN_RESOURCES]): a program of all *_test.cpp files below
-# the folders, linked to one library of ours. Tests of the stand-in and of the threads module run
-# without the library above them, which would open a log and trace as it loads.
+# plinth_add_test(name library folder... [HEADERS header...] [OWN_RESOURCES]): a program of all
+# *_test.cpp files below the folders, linked to one library of ours. Tests of the stand-in and of
+# the threads module run without the library above them, which would open a log and trace when it
+# loads.
 #
-# Most of what a test file costs the compiler is the same headers each time, so they are compiled once
-# for all programs (support/test.h). A program with other compiler options, such as those that
-# Qt asks for, can't use that: HEADERS names what it precompiles itself.
+# Compiling a test file costs mostly the same headers each time, so they are compiled once for all
+# programs (support/test.h). A program with other compiler options, such as those that Qt needs,
+# can't use that: HEADERS lists the headers that it precompiles itself.
 #
-# On Windows there is no machine for a test alone. A program that logs there has a resource that names
-# a log folder of its own, so that it never comes near the logs of others: OWN_RESOURCES says that its
-# list file gives it one.
+# On Windows a test has no machine of its own. A program that logs there has a resource with a log
+# folder of its own, so that it never touches the logs of others. OWN_RESOURCES: the folder's
+# CMakeLists.txt adds that resource.
 function(plinth_add_test name library)
   cmake_parse_arguments(PARSE_ARGV 2 own "OWN_RESOURCES" "" "HEADERS")
   plinth_sources(sources ${own_UNPARSED_ARGUMENTS})
@@ -37,7 +38,7 @@ function(plinth_add_test name library)
     endif()
   else()
     set_target_properties(${name} PROPERTIES
-      RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests # where the scripts look for it
+      RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests # the scripts look for it there
       CROSSCOMPILING_EMULATOR $<TARGET_FILE:plinth_test_launcher>)
     add_dependencies(${name} plinth_test_launcher)
     plinth_discover_tests(${name} ${sources})
@@ -45,7 +46,7 @@ function(plinth_add_test name library)
 endfunction()
 
 # plinth_add_test_folders(subsystem library): a program SUBSYSTEM_FOLDER_tests for each folder below
-# the subsystem's. A folder with a CMakeLists.txt of its own makes its program there.
+# the subsystem's. A folder with a CMakeLists.txt defines its program there.
 function(plinth_add_test_folders subsystem library)
   set(all ${CMAKE_CURRENT_SOURCE_DIR}/${subsystem})
   file(GLOB folders RELATIVE ${all} CONFIGURE_DEPENDS ${all}/*)
@@ -59,23 +60,23 @@ function(plinth_add_test_folders subsystem library)
   endforeach()
 endfunction()
 
-# Tests of the stand-in include its internal headers for what needs no system: rules and tables.
+# Tests of the stand-in include its internal headers to test rules and tables without a system.
 function(plinth_use_hidden_headers program subsystem)
   if(TARGET ${program} AND subsystem STREQUAL "platform")
     target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR}/src/platform)
   endif()
 endfunction()
 
-# plinth_use_test_modules(target): the target's tests work on the files of tests/modules.
+# plinth_use_test_modules(target): the target's tests use the files of tests/modules.
 function(plinth_use_test_modules target)
   add_dependencies(${target} plinth_test_modules)
   target_compile_definitions(${target} PRIVATE
     PLINTH_TEST_MODULES="${PROJECT_BINARY_DIR}/tests/modules")
 endfunction()
 
-# plinth_hidden_objects(result target source...): the object files that a shared library of ours was
-# made of, for a test of what the library doesn't export. Sources are named relative to the folder of
-# the target. Nothing is compiled a second time, and a source that needs another one fails to link.
+# plinth_hidden_objects(result target source...): object files of a shared library of ours, for
+# tests of code that the library doesn't export. Sources are relative to the folder of the target.
+# Nothing is compiled a second time, and a source that needs another one fails to link.
 function(plinth_hidden_objects result target)
   list(JOIN ARGN "|" sources)
   string(REPLACE "." "\\." sources "${sources}")

@@ -1,6 +1,6 @@
-# Tests that aren't programs of the test library, and tests that can't run here: these are reported as
-# skipped by CTest, under their own names, with the package that brings what is missing. With CI=true
-# a skipped test is a failure.
+# Tests that aren't programs of the test library, and tests that can't run here: CTest reports these
+# as skipped, under their own names, with the package that is missing. With CI=true a skipped test
+# is a failure.
 find_package(Python3 QUIET COMPONENTS Interpreter)
 if(NOT Python3_FOUND)
   message(STATUS "plinth: tests written in Python are skipped, since there is none (Debian: python3)")
@@ -8,15 +8,15 @@ endif()
 
 set(skip_return_code 77) # as in tests/support/skip.sh and tests/support/python_test.py
 
-# plinth_add_skipped_test(name what package): a test that needs WHAT, of the Debian package.
+# plinth_add_skipped_test(name what package): a test that needs WHAT, from the Debian package.
 function(plinth_add_skipped_test name what package)
   add_test(NAME ${name}
     COMMAND sh ${PROJECT_SOURCE_DIR}/tests/support/skip.sh "${what}" "${package}")
   set_tests_properties(${name} PROPERTIES SKIP_RETURN_CODE ${skip_return_code})
 endfunction()
 
-# plinth_add_skipped_program(name folder what package): a program of the test library that can't be
-# built: each of its tests.
+# plinth_add_skipped_program(name folder what package): all tests of a program of the test library
+# that can't be built.
 function(plinth_add_skipped_program name folder what package)
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${folder}/*_test.cpp)
   foreach(source IN LISTS sources)

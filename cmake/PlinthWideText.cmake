@@ -1,11 +1,12 @@
-# plinth_check_wide_text(TARGET [ALLOW file...]): the build of a program or shared library fails if it
-# has wide text of 32 bits in it, or lets others see its own of 16 (docs/wide-text.md).
+# plinth_check_wide_text(TARGET [ALLOW file...]): the build of a program or shared library fails if
+# it contains wide text of 32 bits, or exports its own of 16 (docs/wide-text.md).
 #
-# The package file calls it, at the end of the directory that finds the package, for each target of that
-# directory that links ours. Targets of other directories call it themselves. ALLOW names static
-# libraries that are known to be right: built with -fshort-wchar, or never asked for wide text.
+# The package file calls it, at the end of the directory that finds the package, for each target of
+# that directory that links ours. Targets of other directories call it themselves. ALLOW lists
+# static libraries that are known to be right: built with -fshort-wchar, or never called with wide
+# text.
 
-# The static libraries of a link that aren't compiled in this project with our options, by their files.
+# The files of those static libraries of a link that this project doesn't compile with our options.
 function(_plinth_foreign_archives target result)
   set(found "")
   set(seen "")

@@ -1,5 +1,5 @@
-# What a Windows developer expects of DLLs and programs: version values, symbols in a file of their
-# own, and an import library for other compilers. Elsewhere the functions do nothing.
+# Windows developers expect these of DLLs and programs: version values, symbols in a separate file,
+# and an import library for other compilers. On other systems the functions do nothing.
 option(PLINTH_SEPARATE_SYMBOLS
        "Windows: move debug symbols out of DLLs and programs, into TARGET.debug beside them" OFF)
 
@@ -52,8 +52,9 @@ FILETYPE ${kind}
   endif()
 endfunction()
 
-# plinth_import_library(TARGET): TARGET.def and TARGET.lib, which the linkers of other compilers take.
-# They are for installing, and have the functions with C linkage; the names of all others follow the rules of this compiler.
+# plinth_import_library(TARGET): makes TARGET.def and TARGET.lib, for the linkers of other
+# compilers. They are installed, and have only the functions with C linkage; all other names depend
+# on the compiler.
 function(plinth_import_library target)
   if(NOT WIN32 OR NOT PLINTH_INSTALL)
     return()

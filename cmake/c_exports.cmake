@@ -1,5 +1,5 @@
-# Writes a module definition with the names of C linkage out of one with all names (-D): ALL is the
-# linker's, DLL the name of the library, RESULT what is written.
+# Writes a module definition with only the names of C linkage. Arguments (-D): ALL, the linker's
+# definition with all names; DLL, the name of the library; RESULT, the file to write.
 file(STRINGS ${ALL} lines REGEX "^ +[A-Za-z]")
 set(names "")
 foreach(line IN LISTS lines)

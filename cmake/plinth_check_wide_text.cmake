@@ -1,5 +1,5 @@
-# Run after a link by plinth_check_wide_text: NM, FILE, NAME, ARCHIVES, ALLOW. A file that fails is
-# removed, so that the next build tries again.
+# plinth_check_wide_text runs this after a link, with NM, FILE, NAME, ARCHIVES, ALLOW. A file that
+# fails is removed, so that the next build tries again.
 cmake_minimum_required(VERSION 3.25)
 
 function(names result)
@@ -9,7 +9,7 @@ function(names result)
 endfunction()
 
 set(faults "")
-# Mangled: in namespace std, with wchar_t as an argument of the template.
+# Mangled names in namespace std with wchar_t as an argument of the template.
 set(wide_template "_ZT?[VTSI]?N?K?R?S[ta][0-9A-Za-z_]*I[PK]*w[0-9A-Za-z_]*")
 set(wide_function "(wcs|wmem|mbs?r?towcs|wcs?r?tombs|f?[gp]utw|f?getw|[a-z]*wprintf|[a-z]*wscanf)[a-z]*")
 

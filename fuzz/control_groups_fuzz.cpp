@@ -1,5 +1,5 @@
-// The kernel's texts about control groups: the groups of a process, a zero byte, the mounts. Which
-// folders come of them.
+// The kernel's texts about control groups: the groups of a process, a zero byte, the mounts. Checks
+// the folders that are found in them.
 #include <string_view>
 
 #include "fuzz_target.h"
@@ -8,7 +8,7 @@
 void fuzz::run(Input input)
 {
     const uint8_t* const zero = std::find(input.data(), input.data() + input.size(), 0);
-    // Each in memory of its own, with nothing but a terminator beyond.
+    // Each in memory of its own, which ends after the terminator.
     const auto groups = input.text<char>(static_cast<size_t>(zero - input.data()));
     input.byte();
     const auto mounts = input.text<char>();

@@ -1,7 +1,7 @@
-// Hostile formats. Every argument that a format can take is there and valid for every conversion: a
-// pointer to a text that has an end in both widths (as a number, a width or a precision it is some
-// large value), and a floating-point number for each register of such; behind the registers the
-// pointers' bits serve as floating-point numbers, too. This is how the 64-bit Unix systems pass
+// Hostile formats. Every argument that a format can use is present and valid for every conversion:
+// a pointer to a text that has an end in both widths (as a number, a width or a precision it is
+// some large value), and a number for each floating-point register; after the registers, the
+// pointers' bits also serve as floating-point numbers. This is how the 64-bit Unix systems pass
 // arguments.
 #include <tchar.h>
 #include <windows.h>
@@ -13,7 +13,7 @@ using fuzz::check;
 namespace
 {
 
-// Ends the format before it could take more arguments than there are.
+// Cuts the format before it could use more arguments than there are.
 template <class Char> void bound_arguments(std::vector<Char>& format)
 {
     size_t left = 24;
@@ -48,7 +48,7 @@ void try_format(fuzz::Input& input, Print<Char> bounded, Print<Char> cut, size_t
     auto format = input.text<Char>();
     bound_arguments(format);
 
-    // In memory of exactly the size, but for the first.
+    // All buffers except the first have exactly the size.
     std::vector<Char> whole(2048), part(size), shortened(1024);
     const int length = print(bounded, whole.data(), whole.size(), format.data(), text);
     check(length < 0 || print<Char>(bounded, nullptr, 0, format.data(), text) == length,
@@ -66,7 +66,7 @@ void try_format(fuzz::Input& input, Print<Char> bounded, Print<Char> cut, size_t
     check(cut_length >= 0 && static_cast<size_t>(cut_length) < shortened.size() &&
               shortened[static_cast<size_t>(cut_length)] == 0,
           "a cut text has its terminator");
-    // The functions that cut know fewer formats.
+    // The functions that cut support fewer formats.
     const size_t common =
         static_cast<size_t>(std::find(format.begin(), format.end(), Char('%')) - format.begin());
     check(std::equal(shortened.data(),

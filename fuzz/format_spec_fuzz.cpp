@@ -1,4 +1,4 @@
-// Rewriting of "ll" in format texts, against the slow way to say it.
+// Rewriting "ll" in format texts, compared with a simple, slow version.
 #include "fuzz_target.h"
 #include "plinth_w32_system.h"
 
@@ -8,7 +8,7 @@ void fuzz::run(Input input)
     std::string expected = format;
     for (size_t at; (at = expected.find("ll")) != std::string::npos;)
         expected.replace(at, 2, "I64");
-    // Just the room that the result takes.
+    // The buffer has exactly the size of the result.
     std::vector<char> rewritten(expected.size() + 1);
     std::copy(format.begin(), format.end(), rewritten.begin());
     check(QV_Conv64FmtSpecA(rewritten.data()) == (expected.find("I64") != std::string::npos),

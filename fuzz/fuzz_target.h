@@ -1,5 +1,5 @@
-// What all fuzz targets share: the entry, input taken from the front, and a promise that is
-// checked. For the one source file of a target, which defines fuzz::run.
+// Shared by all fuzz targets: the entry, input taken from the front, and the check of a promise.
+// For the one source file of a target, which defines fuzz::run.
 #pragma once
 
 #include <algorithm>
@@ -22,7 +22,7 @@ inline void check(bool holds, const char* promise)
     std::abort();
 }
 
-// The bytes are in memory of exactly their size, so that the sanitizer sees a read beyond.
+// The bytes are in memory of exactly their size, so that the sanitizer notices a read after them.
 class Input
 {
 public:
@@ -31,7 +31,7 @@ public:
     const uint8_t* data() const { return m_rest.data(); }
     size_t size() const { return m_rest.size(); }
 
-    // The next bytes as a number, the first in the highest place; zero where there are none.
+    // The next bytes as a number, the first is the most significant; zero for missing bytes.
     uint64_t number(unsigned bytes)
     {
         uint64_t result = 0;
@@ -41,7 +41,7 @@ public:
     }
     uint8_t byte() { return static_cast<uint8_t>(number(1)); }
 
-    // The next bytes as units of a text, with a terminator and no room beyond.
+    // The next bytes as units of a text, with a terminator and no memory after it.
     template <class Unit> std::vector<Unit> text(size_t limit = SIZE_MAX)
     {
         std::vector<Unit> result(std::min(limit, size() / sizeof(Unit)) + 1);

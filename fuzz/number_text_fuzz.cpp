@@ -1,4 +1,4 @@
-// Numbers as text and back: doubles of any bits with limits and buffers of any size, and any text.
+// Numbers as text and back: doubles with any bits, limits and buffers of any size, and any text.
 #include <bit>
 #include <cmath>
 
@@ -17,7 +17,7 @@ namespace
 
 int any_int(fuzz::Input& input)
 {
-    const unsigned bytes = input.byte() % 5; // small ones most of the time
+    const unsigned bytes = input.byte() % 5; // small numbers most of the time
     return static_cast<int>(input.number(bytes));
 }
 
@@ -38,7 +38,7 @@ void try_number(fuzz::Input& input)
         return;
     double back = 0;
     check(QV_StringToDouble(text.data(), &back), "what was written can be read");
-    // Half a unit of the last decimal, or, where it would have been a bare zero, of the first
+    // Half a unit of the last decimal, or, if the number would have shown as zero, of the first
     // digit.
     const double unit = std::max(std::pow(10.0, -std::min(decimals, 300)),
                                  std::fabs(value) < 0.5 ? std::fabs(value) : 0.0);

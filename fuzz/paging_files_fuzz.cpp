@@ -1,4 +1,4 @@
-// The system's list of page files: without a digit in it there is no size.
+// The system's list of page files: a list without a digit has no size.
 #include "fuzz_target.h"
 #include "memory/paging_files.h"
 

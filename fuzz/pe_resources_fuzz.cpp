@@ -1,4 +1,4 @@
-// Resources: reading whatever tree there is, by the calls that callers make and all of it at once.
+// Reads any resource tree, by the calls that callers make and as a whole.
 #include "fuzz_target.h"
 #include "pe/resource_tree.h"
 
@@ -8,7 +8,7 @@ using namespace platform::pe;
 namespace
 {
 
-// Touches every byte: the sanitizer sees where they lie.
+// Reads every byte, so that the sanitizer checks where they are.
 void read_all(const Bytes& bytes)
 {
     unsigned sum = 0;
@@ -20,7 +20,7 @@ void read_all(const Bytes& bytes)
 // Follows every entry three levels deep.
 void look_up(const ResourceTree& tree)
 {
-    unsigned budget = 2000; // trees that overlap have no end
+    unsigned budget = 2000; // trees that overlap can be endless
     for (uint32_t t = 0; t < tree.entry_count(ResourceTree::root) && budget; ++t, --budget)
     {
         const ResourceTree::Entry type = tree.entry(ResourceTree::root, t);
@@ -54,7 +54,7 @@ void fuzz::run(Input input)
     tree.walk(
         [&](const ResourceId&, const ResourceId&, uint16_t, const ResourceData&, const Bytes& bytes)
         {
-            if (bytes.size() <= 4096) // overlapping data is read often enough
+            if (bytes.size() <= 4096) // overlapping data would otherwise be read too often
                 read_all(bytes);
             return ++visits != 0;
         });

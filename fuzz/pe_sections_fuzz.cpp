@@ -1,4 +1,5 @@
-// Sections of a module file: whatever the file says, the section that comes lies within it.
+// Sections of a module file: whatever the file contains, a section that is found is inside the
+// file.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -18,7 +19,7 @@ bool count(const QvSection& section, void* argument)
 
 void fuzz::run(Input input)
 {
-    // A file in memory, under a path of the Windows interface.
+    // A file in memory, with a path for the Windows interface.
     const int file = memfd_create("plinth-fuzz", MFD_CLOEXEC);
     check(file >= 0 &&
               write(file, input.data(), input.size()) == static_cast<ssize_t>(input.size()),

@@ -1,6 +1,6 @@
-// Changing resources and reading them again: of a file that can be changed, what was stored is
-// read back, and the rest is as it was. Then once more, with the file that came of it: a resource
-// that is there is replaced, others go.
+// Changes resources and reads them again: if a file can be changed, the stored resources are read
+// back, and the rest is unchanged. Then once more with the resulting file: an existing resource is
+// replaced, others are removed.
 #include "fuzz_target.h"
 #include "pe/rewrite.h"
 
@@ -36,7 +36,7 @@ Content rewrite(const Image& image, const ResourceSet& set)
     return whole;
 }
 
-// What was written has the resources of the set, all and no others.
+// The written file has all resources of the set and no others.
 void read_back(const Content& written, const ResourceSet& set, Image& image, ResourceSet& back)
 {
     check(image.parse({written.data(), written.size()}), "what was written has headers");
@@ -71,6 +71,6 @@ void fuzz::run(Input input)
     const Content replaced(input.size() % 7000, 'y');
     put(set_again, replaced);
     const Content second = rewrite(again, set_again);
-    if (!second.empty()) // else no room for more, where the first had just fitted in
+    if (!second.empty()) // empty if only the first one had fitted
         read_back(second, set_again, last, last_set);
 }

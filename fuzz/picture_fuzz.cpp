@@ -1,4 +1,4 @@
-// Date and time pictures, of a caller, of the registry, or made from a locale's strftime format.
+// Date and time pictures from a caller, from the registry, or made from a locale's strftime format.
 #include <tchar.h>
 #include <windows.h>
 
@@ -13,7 +13,7 @@ namespace
 
 [[maybe_unused]] const int g_locale = setenv("LC_ALL", "C", 1);
 
-// Bounded, terminated, and the same length whichever way it is asked for.
+// The result is bounded and terminated, and its length is the same for every way of asking.
 void try_pictures(const std::vector<wchar_t>& picture, size_t room)
 {
     const SYSTEMTIME time = {2024, 3, 2, 5, 15, 4, 9, 0};
@@ -21,7 +21,7 @@ void try_pictures(const std::vector<wchar_t>& picture, size_t room)
     {
         const int needed = format(LOCALE_USER_DEFAULT, 0, &time, picture.data(), nullptr, 0);
         check(needed > 0, "every picture has a text");
-        // No letter stands for more than a name.
+        // A letter is replaced by a name at most.
         constexpr size_t longest_name = 32;
         check(static_cast<size_t>(needed) <= longest_name * (picture.size() - 1) + 1,
               "of a length that its letters account for");
@@ -34,7 +34,7 @@ void try_pictures(const std::vector<wchar_t>& picture, size_t room)
     }
 }
 
-// What a picture says beside its fields.
+// The text of a picture outside its fields.
 std::string literal_text(const std::string& picture, PictureKind kind)
 {
     std::string literal;

@@ -1,4 +1,4 @@
-// The registry's text files. What parses must be written in a form that parses to the same.
+// The registry's text files. A file that parses must be written in a form that parses to the same.
 #include <string_view>
 
 #include "advapi32/reg_text.h"

@@ -1,6 +1,6 @@
-// Gives a fuzz target each input of its corpus once, without a fuzzer: replay_NAME FOLDER...
+// Runs a fuzz target once on each input of its corpus, without a fuzzer: replay_NAME FOLDER...
 //
-// A promise that is broken ends the process; the name of the input stands before it.
+// A broken promise ends the process; the name of the input is printed before it.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -24,7 +24,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "%s\n", input.c_str());
         std::ifstream file(input, std::ios::binary);
         const std::vector<char> bytes{std::istreambuf_iterator(file), {}};
-        // Without the room beyond that reading has left.
+        // Copied, to have no memory after the bytes.
         const std::vector<uint8_t> exact(bytes.begin(), bytes.end());
         LLVMFuzzerTestOneInput(exact.data(), exact.size());
         all_read &= static_cast<bool>(file);

@@ -1,4 +1,4 @@
-// The installer's file: found or not, nothing is read beyond its end.
+// The installer's file: whether a name is found or not, nothing is read after the file's end.
 #include "debugging/logfile/logfile_internal.h"
 #include "fuzz_target.h"
 

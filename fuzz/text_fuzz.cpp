@@ -1,4 +1,4 @@
-// Conversion between the two forms of text, and what reads from a text: bytes of any kind.
+// Conversion between the two forms of text, and functions that read from a text: bytes of any kind.
 #include <cstring>
 
 #include <plinth_platform.h>
@@ -22,7 +22,7 @@ int convert(const wchar_t* text, int length, char* out, int size)
     return WideCharToMultiByte(CP_UTF8, 0, text, length, out, size, nullptr, nullptr);
 }
 
-// The whole text in the other form.
+// Converts the whole text to the other form.
 template <class To, class From> std::vector<To> converted(std::span<const From> text)
 {
     const int units = static_cast<int>(text.size());
@@ -34,8 +34,8 @@ template <class To, class From> std::vector<To> converted(std::span<const From> 
     return whole;
 }
 
-// Converts there, back and there again: the first way may replace faults, the others change
-// nothing. Gives the text after the way back.
+// Converts to the other form, back, and again: the first step may replace faults, the others change
+// nothing. Returns the text after the second step.
 template <class To, class From>
 std::vector<From> try_conversion(std::span<const From> text, size_t size)
 {
@@ -74,7 +74,7 @@ void try_numbers(const wchar_t* text)
     _wtoi64(text);
 }
 
-// A path that has a native form has it without dots, and is its own native form.
+// If a path has a native form, that form has no dots and is its own native form.
 void try_path(const wchar_t* path)
 {
     char once[4096], twice[4096];
@@ -83,7 +83,7 @@ void try_path(const wchar_t* path)
         return;
     check(std::strlen(once) == length, "the length is that of the path");
     if (once[0] != '/')
-        return; // might begin like a drive
+        return; // it could begin like a drive
     for (const char* level : {"/./", "/../"})
         check((std::string(once) + "/").find(level) == std::string::npos, "no dots are left");
     wchar_t wide[4096];
@@ -104,7 +104,7 @@ void try_scan(const wchar_t* text, size_t length)
     swscanf(text, L"%*s %*u %u", &number);
     swscanf(text, L"%8s %8hs", word.data(), bytes.data());
     swscanf(text, L"%8[^a-f]%i%*[ -~]%3x", word.data(), &number, &number);
-    // A hostile format, all of whose fields are skipped.
+    // A hostile format in which all fields are skipped.
     for (const wchar_t* c = text; *c; ++c)
     {
         format.push_back(*c);

@@ -1,5 +1,5 @@
-// What viewers read out of foreign texts: lines, records, window tags, stamps, names of log files,
-// cursors of exports.
+// Everything that viewers read from foreign texts: lines, records, window tags, stamps, names of
+// log files, cursors of exports.
 #include "cursor_text.h"
 #include "debugging/debugwnd/window_tag.h"
 #include "fuzz_target.h"
@@ -13,9 +13,9 @@ using fuzz::check;
 namespace
 {
 
-[[maybe_unused]] const int g_zone = setenv("TZ", "UTC0", 1); // no hour comes twice
+[[maybe_unused]] const int g_zone = setenv("TZ", "UTC0", 1); // no hour occurs twice
 
-// The lines of a text that comes in pieces of a size, and what is left behind the last.
+// The lines of a text that arrives in pieces of a size, and the rest after the last line.
 std::vector<std::string> lines_of(std::string_view text, size_t piece)
 {
     std::vector<std::string> lines;
@@ -46,10 +46,11 @@ void try_records(std::string_view text)
     }
 }
 
-// The library's windows and the viewers find the same one.
+// The library's windows and the viewers find the same window.
 void try_window(const std::string& text)
 {
-    // The library's texts end at a zero, or have characters of several bytes.
+    // Not for a text with a zero, where the library's would end, or with characters of several
+    // bytes.
     if (std::any_of(text.begin(), text.end(), [](char c) { return c <= 0; }))
         return;
     const std::vector<wchar_t> wide(text.c_str(), text.c_str() + text.size() + 1);
@@ -71,7 +72,7 @@ void try_stamp(const std::string& text)
     check(again && trace::time_of(*again) == time, "the time of a stamp");
 }
 
-// A cursor keeps every path as it is, whatever characters are in it.
+// A cursor keeps every path unchanged, whatever characters it contains.
 void try_cursor(const std::string& text)
 {
     std::vector<std::string> inputs;

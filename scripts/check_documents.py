@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Checks what the documents point to (scripts/check documents): links and anchors of all *.md files
-that lead to files of the tree; scripts, steps of scripts/check, presets and files named in them or,
-for documents and scripts, anywhere in the tree. Prints each miss with its file and line.
+"""Checks that everything the documents refer to exists (scripts/check documents): links and anchors
+of all *.md files to files of the tree; scripts, steps of scripts/check, presets and files that they
+name. Names of documents and scripts are checked in the whole tree. Prints each miss with its file
+and line.
 """
 import functools
 import json
@@ -24,7 +25,7 @@ def lines_of(path):
 
 
 def slug(heading):
-    """The anchor that a page gets from its heading, as the usual viewers of Markdown make it."""
+    """The anchor that usual viewers of Markdown make from a heading."""
     text = re.sub(r"\[([^\]]*)\]\([^)]*\)", r"\1", heading).replace("`", "").lower()
     return re.sub(r"[^\w\- ]", "", text).replace(" ", "-")
 
@@ -39,13 +40,13 @@ def anchors(path):
         if heading:
             name = slug(heading[1])
             found[name] = found.get(name, -1) + 1
-    # A heading that comes again gets a number.
+    # A repeated heading gets a number.
     return {name if number == 0 else f"{name}-{number}"
             for name, last in found.items() for number in range(last + 1)}
 
 
 def bad_link(page, link):
-    """What is wrong with a link of the page, or None."""
+    """Describes the fault of a link of the page, or None."""
     if re.match(r"[a-z]+:", link):
         return None
     name, _, anchor = link.partition("#")

@@ -1,18 +1,18 @@
 # Shared by the scripts of this folder, which source it: set-up, headings, building.
 #
-# Nothing here asks a question or reads standard input, but for sudo's password. A set-up that finds
-# everything in place costs one dpkg-query.
+# Nothing here asks a question or reads standard input, except for sudo's password. If everything is
+# installed, a set-up costs one dpkg-query.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 jobs=$(nproc)
-# Tests wait more than they compute.
+# Tests mostly wait, so more of them can run at a time.
 test_jobs=$((2 * jobs))
 
-# What a precompiled header needs of ccache. In CI the folder of the clone differs from run to run:
-# ccache then compares relative paths and leaves the folder out, so that what another clone compiled
-# is of use. Debug information may then name the other clone's folder.
+# ccache needs these settings for precompiled headers. In CI each run has another folder: ccache
+# then compares relative paths and ignores the folder, so that it can use objects of another clone.
+# Debug information may then name that clone's folder.
 export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros}
 if [[ ${CI:-} == true ]]; then
     export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$root} CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1}
@@ -32,8 +32,8 @@ die() {
     exit 1
 }
 
-# listed_packages LIST...: the packages of files of scripts/packages, one a line. A line "@NAME" there
-# stands for the packages of another list.
+# listed_packages LIST...: the packages in files of scripts/packages, one a line. A line "@NAME"
+# there includes the packages of another list.
 listed_packages() {
     local list line
     for list in "$@"; do
@@ -50,8 +50,8 @@ listed_packages() {
 }
 
 # unpack_syslog_ng: syslog-ng as build/daemons/syslog-ng, for tests. Its package can't be installed
-# beside another syslog daemon, so its files only lie in that folder; a Debian that has none of them
-# says so, and the test stays disabled.
+# beside another syslog daemon, so it is only unpacked in that folder. A Debian without it reports
+# that, and the test stays disabled.
 unpack_syslog_ng() {
     local root=$PWD/build/daemons
     [[ ! -x $root/syslog-ng ]] || return 0
@@ -76,14 +76,14 @@ EOF
 # missing_packages LIST...: those that are not installed, on one line.
 missing_packages() {
     local installed
-    # dpkg-query knows a package by its plain name, also if it was asked for with an architecture.
+    # dpkg-query prints a package's plain name, even if the request has an architecture.
     installed=$(dpkg-query -W -f='${db:Status-Status} ${Package}\n' 2>/dev/null |
         sed -n 's/^installed //p')
     comm -23 <(listed_packages "$@" | sort -u) <(sort -u <<<"$installed") | tr '\n' ' '
 }
 
-# install_packages LIST...: installs what is missing of the lists, and nothing else. It says before
-# how many packages that is, with those that they depend on, and how much room they take.
+# install_packages LIST...: installs the missing packages of the lists, and nothing else. Before
+# that it reports how many packages it installs, including dependencies, and their size.
 install_packages() {
     [[ ${CI:-} != true ]] || set -- "$@" ci
     command -v dpkg-query >/dev/null || {
@@ -100,7 +100,7 @@ install_packages() {
     if [[ $EUID -ne 0 ]]; then
         command -v sudo >/dev/null || die "Packages are missing, and there is no sudo here." \
             "As root: $by_hand"
-        # Where nobody can type a password, sudo is told not to ask for one.
+        # Without a terminal for a password, sudo must not ask for one.
         if [[ -t 0 ]]; then as_root=(sudo); else as_root=(sudo -n); fi
     fi
     local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8
@@ -110,7 +110,7 @@ install_packages() {
     heading "Packages are missing: reading the lists of what there is"
     "${apt[@]}" update </dev/null || die "The lists of packages could not be read." \
         "As root: $by_hand"
-    # With --assume-no it ends as a failure after its figures.
+    # With --assume-no it prints its figures and then fails.
     local plan count size
     plan=$("${apt[@]}" --assume-no "${install[@]}" 2>&1 </dev/null || true)
     count=$(sed -n 's/.* \([0-9]*\) newly installed.*/\1/p' <<<"$plan")
@@ -120,8 +120,8 @@ install_packages() {
         "As root: $by_hand"
 }
 
-# configure PRESET: once, and again when packages have come or gone, since CMake remembers what it
-# didn't find. It sees changes of its own files itself, as it builds.
+# configure PRESET: once, and again after packages were installed or removed, because CMake
+# remembers what it didn't find. Changes of CMake's own files are noticed during the build.
 configure() {
     if [[ -e build && ! -w build ]]; then
         die "The folder $root/build belongs to another user." \
@@ -139,13 +139,13 @@ configure() {
     touch "$made"
 }
 
-# alone PRESET COMMAND...: while no other script configures or builds the preset.
+# alone PRESET COMMAND...: runs it while no other script configures or builds the preset.
 alone() {
     local preset=$1
     shift
     mkdir -p build
     if [[ ! -w build ]]; then
-        "$@" # fails, and says why
+        "$@" # fails, and reports why
         return
     fi
     (
@@ -154,8 +154,8 @@ alone() {
     ) 9>"build/.$preset.lock"
 }
 
-# build PRESET [TARGET...]: configures if need be. Beside other steps it leaves the processors to
-# tests, which measure time.
+# build PRESET [TARGET...]: configures if necessary. Beside other steps it has a low priority,
+# because tests measure time.
 build() { alone "$1" build_alone "$@"; }
 build_alone() {
     local preset=$1
@@ -175,8 +175,8 @@ skipped_tests() {
         "$log" | sort -u
 }
 
-# fill_in DOCUMENT NAME: what stands between the lines "<!-- NAME: by SCRIPT -->" and
-# "<!-- end of NAME -->" becomes standard input.
+# fill_in DOCUMENT NAME: replaces the text between the lines "<!-- NAME: by SCRIPT -->" and
+# "<!-- end of NAME -->" by standard input.
 fill_in() {
     local document=$1 name=$2 text
     text=$(cat)
@@ -189,7 +189,7 @@ fill_in() {
     mv "$document.new" "$document"
 }
 
-# For programs that ctest doesn't start: as in CMakePresets.json, where it finds them.
+# The same as in CMakePresets.json, for programs that ctest doesn't start.
 sanitizer_options() {
     export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
     export ASAN_OPTIONS=halt_on_error=1:detect_stack_use_after_return=1:intercept_tls_get_addr=0

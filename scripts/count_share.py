@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Prints how many of the lines are tests, folder by folder, and holds the share (scripts/check share).
+"""Prints how many lines are tests, for each folder, and limits the share (scripts/check share).
 
-Lines are those that are neither blank nor a comment, in all program text that git knows or would
+Counts the lines that are neither blank nor a comment, in all program text that git tracks or would
 add: sources, scripts, CMake files. Documents, the inputs of the fuzz targets and other data don't
-count. Tests are tests/, fuzz/ and what only tests use elsewhere: TEST_FILES.
+count. Tests are tests/, fuzz/ and the files elsewhere that only tests use: TEST_FILES.
 """
 import collections
 import re
@@ -14,7 +14,7 @@ from pathlib import Path
 WARNS_ABOVE = 32.0  # percent of all lines
 FAILS_ABOVE = 33.3
 
-# Whole files, by their paths: fault points and clock shifts of the stand-in, how tests are built.
+# Patterns for paths of whole files: fault points and clock shifts of the stand-in, build of tests.
 # Scripts count as code.
 TEST_FILES = re.compile(r"(tests|fuzz)/|.*_test\.(h|cpp)$|cmake/Plinth\w*Tests?\w*\.cmake$|"
                         r"src/platform/test_interface/|"
@@ -26,7 +26,7 @@ FOLDERS = {"src", "tools", "examples", "bench", "scripts", "cmake", "docs", "tes
 
 
 def program_text(path):
-    """The text of a file that counts, without C's comments over several lines; None of another."""
+    """The text of a counted file, without C's comments of several lines; None for another file."""
     if "/corpus/" in str(path) or not path.is_file():
         return None
     if path.suffix in LIKE_C:
@@ -41,7 +41,7 @@ def program_text(path):
 
 
 def count(path, text):
-    """The lines, and those of them that are tests."""
+    """The number of lines, and how many of them are tests."""
     comment = "//" if path.suffix in LIKE_C else "#"
     lines = tests = 0
     whole = bool(TEST_FILES.match(str(path)))

@@ -1,4 +1,4 @@
-# Sourced by what scripts/package runs inside a Debian system of its own, in /trial.
+# Sourced by the scripts that scripts/package runs inside a separate Debian system, in /trial.
 set -euo pipefail
 export DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 HOME=/root
 cd /trial
@@ -12,7 +12,8 @@ fail() {
 expect() { [[ $3 == "$2" ]] || fail "$1: expected \"$2\", got \"$3\""; }
 quietly() { "$@" >/trial/output 2>&1 || { cat /trial/output >&2; fail "$*"; }; }
 
-# install_needs FILE...: what the packages depend on, beside each other, and what uses them.
+# install_needs FILE...: the packages' dependencies other than each other, and programs that use
+# them.
 install_needs() {
     local dependencies
     step "What they need: compiler, CMake and the packages that ours depend on"
@@ -24,8 +25,8 @@ install_needs() {
     [[ -z $dependencies ]] || quietly apt-get -q -y install --no-install-recommends $dependencies
 }
 
-# Everything in the system, but for what a start clears (/run), what packages in general change, and
-# what the trial itself makes in /trial and /home.
+# Everything in the system, except files that a start clears (/run), files that any package changes,
+# and the trial's own files in /trial and /home.
 inventory() {
     find / -xdev \( -path /proc -o -path /dev -o -path /run -o -path /trial -o -path /home \
         -o -path /var/log -o -path /var/cache -o -path '/var/lib/dpkg/*' -o -path '/var/lib/apt/*' \

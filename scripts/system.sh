@@ -2,23 +2,22 @@
 # systems in a temporary folder, with debootstrap, and runs commands in them.
 #
 # It needs root, with the right to mount, and a mirror (PLINTH_DEBIAN_MIRROR, at first
-# http://deb.debian.org/debian). All mounts are in a mount namespace of their own, none is of the
-# machine's /dev, and what removes the folder stays on its file system: so it may be ended at any
-# moment.
+# http://deb.debian.org/debian). It may be ended at any moment: all mounts are in a mount namespace
+# of their own, the machine's /dev is not mounted, and removing the folder stays on its file system.
 
 systems=$(mktemp -d)
-chmod 755 "$systems" # the users of the trial go through it
+chmod 755 "$systems" # the trial's users need access to it
 running=
 clean_up_systems() {
-    # Everything in its process namespace ends with it, and then its mounts.
+    # This ends everything in its process namespace, and then its mounts.
     if [[ -n $running ]] && kill -KILL "$running" 2>/dev/null; then wait "$running" || true; fi
     rm -rf --one-file-system "$systems"
 }
 trap clean_up_systems EXIT
 trap 'exit 1' INT TERM HUP
 
-# apart COMMAND...: in a mount and a process namespace of its own. It is waited for in a way that a
-# signal can interrupt.
+# apart COMMAND...: runs it in a mount and a process namespace of its own. A signal can interrupt
+# the wait for it.
 apart() {
     unshare --mount --pid --fork --kill-child "$@" </dev/null &
     running=$!
@@ -70,7 +69,7 @@ enter='
     exec env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
         HOME=/root TERM=dumb chroot "$system" "$@"'
 
-# in_system NAME COMMAND...: as root there.
+# in_system NAME COMMAND...: runs it there as root.
 in_system() {
     local name=$1
     shift

@@ -3,15 +3,16 @@
 
     tidy_files.py BUILD_FOLDER REGEX        for the step tidy of scripts/check
 
-REGEX is matched against paths relative to the checkout. Findings go to standard output; the exit
-status is 1 if there are any.
+REGEX is matched against paths relative to the checkout. Findings are printed on standard output;
+the exit status is 1 if there are any.
 
-A file that passed is not examined again while nothing has changed that clang-tidy looks at: the
-preprocessed text (it holds the system's headers and what command-line macros do), the source text
-of each file of the checkout in it (comments, which may hold NOLINT, and macros), the command's
-other options, the checkout's .clang-tidy files above it, and the version of clang-tidy. The path of the
-checkout is not part of the key, so clones share what they know. Only passes are remembered, as
-empty files in $PLINTH_TIDY_CACHE, at first a folder in ccache's cache. CI_FULL=1 examines all files.
+A file that passed is examined again only after a change of something that clang-tidy reads: the
+preprocessed text (with the system's headers and the effects of command-line macros), the source
+text of each file of the checkout in it (comments, which may contain NOLINT, and macros), the
+command's other options, the checkout's .clang-tidy files above it, and the version of clang-tidy.
+The path of the checkout is not part of the key, so clones share their results. Only passes are
+remembered, as empty files in $PLINTH_TIDY_CACHE, at first a folder in ccache's cache. CI_FULL=1
+examines all files.
 """
 import concurrent.futures
 import hashlib
@@ -29,7 +30,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 UNUSED_FOR = 30 * 24 * 3600  # seconds after which a pass is forgotten
 MOST_PASSES = 20000
-# Options that change the code that a compiler makes, but not what it says of the source.
+# Options that change the compiled code, but not the findings about the source.
 CODE_GENERATION = re.compile(r"-(g|O|fPIC|fPIE|fno-plt|fno-gnu-unique|fvisibility|fno-omit-frame-pointer"
                              r"|fpch-preprocess)")
 LINE_MARKER = re.compile(rb'^# \d+ "([^"\n]+)"', re.MULTILINE)
@@ -46,7 +47,7 @@ def cache_folder():
 
 
 def prune(folder):
-    """Forgets passes that were not used for long, and the oldest if there are too many."""
+    """Forgets passes that have not been used for long, and the oldest if there are too many."""
     passes = sorted(((entry.stat().st_mtime, entry.path) for entry in os.scandir(folder)),
                     reverse=True)
     oldest = time.time() - UNUSED_FOR
@@ -62,8 +63,8 @@ class Command:
         self.file = (Path(entry["directory"]) / entry["file"]).resolve()
         self.directory = entry["directory"]
         self.arguments = []  # for clang-tidy
-        self.preprocessing = []  # the options that only decide about the preprocessed text
-        self.options = []  # the others that clang-tidy may heed
+        self.preprocessing = []  # the options that only affect the preprocessed text
+        self.options = []  # the others, which clang-tidy may use
         words = iter(entry.get("arguments") or shlex.split(entry["command"]))
         self.compiler = next(words)
         for word in words:
@@ -72,7 +73,7 @@ class Command:
                     next(words)
             elif word == "-include":
                 header = next(words)
-                # A precompiled header is GCC's; the sources include what they need themselves.
+                # Precompiled headers are only for GCC; sources include what they need.
                 if not header.endswith("cmake_pch.hxx"):
                     self.preprocessing += [word, header]
             elif word in ("-D", "-U", "-I", "-isystem", "-iquote"):
@@ -88,7 +89,7 @@ class Command:
         return str(self.file.relative_to(ROOT))
 
     def key(self, clang, base):
-        """What the outcome depends on, as a hash; None if the file can't be preprocessed."""
+        """A hash of everything that decides the result; None if the file can't be preprocessed."""
         done = subprocess.run([clang, "-E", "-w", *self.options, *self.preprocessing, str(self.file)],
                               cwd=self.directory, capture_output=True)
         if done.returncode != 0:
@@ -126,7 +127,7 @@ def main():
     tidy = shutil.which("clang-tidy")
     if not tidy:
         sys.exit("tidy_files.py: clang-tidy is not installed (Debian: clang-tidy)")
-    # The compiler of the same version is beside it: its own preprocessor sees what it will see.
+    # The compiler of the same version is in the same folder; it sees the same text as clang-tidy.
     clang = str(Path(tidy).resolve().parent / "clang++")
     if not os.access(clang, os.X_OK):
         sys.exit(f"tidy_files.py: there is no {clang} beside clang-tidy")
@@ -149,7 +150,7 @@ def main():
     remembered = 0
     with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
         keys = list(pool.map(lambda command: command.key(clang, base), commands))
-        # Several targets may compile one file: alike, it is examined once.
+        # Several targets may compile one file; with the same options it is examined once.
         different = {key or position: command
                      for position, (key, command) in enumerate(zip(keys, commands))}
 
@@ -159,7 +160,7 @@ def main():
                 (cache / key).touch()
                 return None
             findings = command.findings(tidy)
-            # A file that was changed meanwhile may have passed with its new text or the old one.
+            # If a file was changed meanwhile, it is unknown which of its texts has passed.
             if not findings and isinstance(key, str) and command.key(clang, base) == key:
                 (cache / key).touch()
             return findings

@@ -1,6 +1,6 @@
-// The callback only stores two numbers, on a thread of the library; the thread that waits shows
-// them a few times a second. On a terminal one line is written over and over, anywhere else there
-// are a few lines of their own.
+// The callback only stores two numbers, on a thread of the library; the waiting thread shows them a
+// few times a second. On a terminal one line is overwritten again and again; otherwise there are a
+// few separate lines.
 #include "copy.h"
 
 #include <atomic>
@@ -47,7 +47,7 @@ public:
         progress.m_copied = copied;
         if (size != 0)
             progress.m_size = size;
-        // A lost size or read is followed by other callbacks.
+        // After a failed read, or without the size, other callbacks follow.
         if (status == QV_ERR_FILESIZE || status == QV_ERR_READFILE)
             progress.m_failure = status;
         else if (status != QV_ERR_INPROGRESS)
@@ -95,7 +95,7 @@ private:
     uint64_t m_size;
     uint64_t m_copied = 0;
     int m_status = QV_OK;
-    int m_failure = QV_OK; // of a block, when the copy went on
+    int m_failure = QV_OK; // a failure after which the copy continued
     bool m_ended = false;
 };
 

@@ -38,7 +38,7 @@ void Statistics::append(const Statistics& next)
     if (m_bytes == 0)
         m_begins_in_word = next.m_begins_in_word;
     m_lines += next.m_lines;
-    // A word that the border cuts was counted on both sides.
+    // A word across the border was counted on both sides.
     m_words += next.m_words - (m_ends_in_word && next.m_begins_in_word);
     m_ends_in_word = next.m_ends_in_word;
     m_bytes += next.m_bytes;

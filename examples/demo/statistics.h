@@ -1,5 +1,5 @@
-// What plinth-demo counts in a stretch of bytes, and how the counts of neighbouring stretches add
-// up to those of the whole.
+// What plinth-demo counts in a part of a text, and how the counts of neighbouring parts add up to
+// those of the whole.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@ public:
     // Counts bytes that follow those counted so far.
     void add(const unsigned char* bytes, size_t size);
 
-    // Appends the counts of the stretch that follows this one.
+    // Appends the counts of the part that follows this one.
     void append(const Statistics& next);
 
     uint64_t bytes() const { return m_bytes; }

@@ -16,7 +16,7 @@ namespace demo
 
 #if defined(_WIN32)
 
-// From the command line: the words that main is given are in the active code page, which lacks most
+// From the command line, because main's arguments are in the active code page, which lacks most
 // characters.
 std::vector<WideText> arguments_of(int, const char* const*)
 {

@@ -1,4 +1,4 @@
-// The program's words as wide text, and wide text as it is printed.
+// The program's arguments as wide text, and wide text in the form for printing.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 namespace demo
 {
 
-// With its terminator. Not std::wstring: this program does without the C++ library's wide text.
+// With its terminator. Not std::wstring: this program does not use the C++ library's wide text.
 using WideText = std::vector<wchar_t>;
 
 // The program's arguments without its name.

@@ -1,4 +1,4 @@
-// Resources: data that a program carries in its own file, and by which it says where it logs.
+// Resources: data that a program carries in its own file, and settings for its log.
 #include <cstdio>
 
 #include <plinth_w32_system.h>

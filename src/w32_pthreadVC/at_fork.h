@@ -1,9 +1,9 @@
-// What the module's sources do at a fork; at_fork.cpp registers it. Nothing to do on Windows.
+// The module's actions at a fork; at_fork.cpp registers them. Windows has no forks.
 #pragma once
 
-// The list of destroyed locks is taken before a fork and given back on both sides.
+// The lock of the list of destroyed locks is taken before a fork and released in both processes.
 void LockFreeList();
 void UnlockFreeList();
 
-// The threads that said that they end are not in the child.
+// The threads that have announced their end don't exist in the child.
 void ForgetEndingThreads();

@@ -1,8 +1,8 @@
 // The last instructions of detached threads.
 //
-// A thread that has told others of its end still has to return through the code that it ran. What
-// comes behind that return is a destructor of thread-specific data, and ours lies in this module,
-// which stays in the process.
+// A thread that has announced its end still has to return through the code that it ran. After that
+// return the system calls the destructor of thread-specific data. Ours is in this module, which
+// stays in the process.
 #include <atomic>
 #include <cstdint>
 

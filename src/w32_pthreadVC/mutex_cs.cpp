@@ -1,8 +1,8 @@
-// The plain mutual exclusion lock: a mutex of the system behind a handle.
+// The plain mutual exclusion lock: a handle for a mutex of the system.
 //
-// A lock that was destroyed is kept for the next one, with its mutex, and never given back: a
-// thread that comes too late, while a process ends, finds a lock that refuses and not somebody
-// else's memory, and one that still holds it can let it go.
+// A destroyed lock is kept for the next one, with its mutex, and its memory is never freed. So a
+// thread that comes too late, while a process ends, finds a lock that refuses it rather than memory
+// in other use, and a thread that still holds the lock can release it.
 #include <atomic>
 #include <cerrno>
 #include <new>
@@ -17,7 +17,7 @@ struct pthread_mutexCS_t_
 {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     std::atomic<bool> live{false};
-    pthread_mutexCS_t_* next = nullptr; // while it is not used
+    pthread_mutexCS_t_* next = nullptr; // set while the lock is not used
 };
 
 namespace
@@ -49,8 +49,8 @@ bool IsInitialValue(pthread_mutexCS_t lock)
     return lock == PTHREAD_MUTEXCS_INITIALIZER;
 }
 
-// Makes the lock of a handle that still has its initial value. Of several threads that come at once
-// one succeeds. False without memory.
+// Creates the lock of a handle that still has its initial value. Of several threads at the same
+// time, one succeeds. False without memory.
 bool MakeStatic(pthread_mutexCS_t* handle)
 {
     pthread_mutexCS_t const made = TakeMemory();
@@ -67,7 +67,7 @@ bool MakeStatic(pthread_mutexCS_t* handle)
     return true;
 }
 
-// The lock behind a handle that is made and not destroyed, or null.
+// The lock of a handle, if it was created and not destroyed; otherwise null.
 pthread_mutexCS_t Live(pthread_mutexCS_t* handle)
 {
     if (!handle)
@@ -84,8 +84,8 @@ struct Found
     int error; // or 0
 };
 
-// The same for a thread that is about to take the lock and found none: makes it if need be. Not
-// inlined, since every call would pay for it.
+// Called when a thread wants the lock and Live has found none: creates it if the handle has the
+// initial value. Not inlined, because every call would pay for it.
 [[gnu::noinline]] Found MakeLive(pthread_mutexCS_t* handle)
 {
     if (handle && IsInitialValue(std::atomic_ref(*handle).load(std::memory_order_acquire)) &&
@@ -95,8 +95,8 @@ struct Found
     return {lock, lock ? 0 : EINVAL};
 }
 
-// Takes the lock by the call that is given. 0 or an error.
-// Not noexcept: the C library of Linux says so of its functions, others don't.
+// Takes the lock by the given call. 0 or an error. Not noexcept: the call is declared so in the C
+// library of Linux, but not in others.
 template <int (*call)(pthread_mutex_t*)> int Take(pthread_mutexCS_t* handle)
 {
     Found found = {Live(handle), 0};
@@ -107,11 +107,11 @@ template <int (*call)(pthread_mutex_t*)> int Take(pthread_mutexCS_t* handle)
     const int error = call(&found.lock->mutex);
     if (error || found.lock->live.load(std::memory_order_acquire))
         return error;
-    pthread_mutex_unlock(&found.lock->mutex); // destroyed since this thread looked
+    pthread_mutex_unlock(&found.lock->mutex); // destroyed after this thread had found it
     return EINVAL;
 }
 
-// The log's threads wait for one that writes. Not inlined, since every call would pay for it.
+// The log's threads wait for the one that writes. Not inlined, because every call would pay for it.
 [[gnu::noinline]] int WaitLooking(pthread_mutex_t* mutex)
 {
     int result = EBUSY;
@@ -181,7 +181,7 @@ extern "C" int pthread_mutexCS_unlock(pthread_mutexCS_t* lock)
 {
     if (!lock)
         return EINVAL;
-    // Also one that has been destroyed since, by way of a copy of its handle.
+    // Also a lock that has been destroyed meanwhile, through a copy of its handle.
     pthread_mutexCS_t const held = std::atomic_ref(*lock).load(std::memory_order_acquire);
     return held && !IsInitialValue(held) ? pthread_mutex_unlock(&held->mutex) : EINVAL;
 }

@@ -1,9 +1,10 @@
-// The one shape of a failed argument check: a silent assertion, then the failure value.
+// How every failed argument check reports: a silent assertion, then the failure value.
 #pragma once
 
 #include "plinth_w32_system.h"
 
-// expression: the condition that must not hold, as text. message: begins with the function's name.
+// expression: the condition that must not be true, as text. message: begins with the function's
+// name.
 inline int QvRefuse(int status, const wchar_t* expression, const wchar_t* message,
                     const char* sourceFile, int line)
 {

@@ -11,10 +11,10 @@ namespace
 {
 
 constexpr size_t step_count = static_cast<size_t>(QvForkStep::count);
-constinit QvForkActions s_actions[step_count]; // written by static initialisers alone
+constinit QvForkActions s_actions[step_count]; // written only by static initialisers
 constinit std::atomic<uint32_t> s_forks{0};
 pthread_mutex_t s_turn = PTHREAD_MUTEX_INITIALIZER; // one fork at a time; before all other locks
-constinit bool s_active = false; // s_turn; false for a fork after the library's end
+constinit bool s_active = false; // guarded by s_turn; false for a fork after the library's end
 
 [[maybe_unused]] void Prepare()
 {
@@ -48,7 +48,7 @@ void Release()
     pthread_mutex_unlock(&s_turn);
 }
 
-// They go with the library when it is unloaded.
+// Unloading the library removes these handlers.
 [[maybe_unused]] const int s_registered = pthread_atfork(Prepare, GoOnInParent, GoOnInChild);
 
 } // namespace

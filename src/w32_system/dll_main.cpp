@@ -1,12 +1,12 @@
-// The load entry: the order of what happens when the library comes into a process and leaves it.
+// The load entry: what happens, and in which order, when the library is loaded and unloaded.
 //
 // On Windows the system calls DllMain after the static initialisers and before the static
-// tear-down. On ELF a constructor of the library does, behind the initialisers with a priority; the
-// way out is one function that runs once, at exit or when the library is closed. It is registered
-// after the objects are built, so the destructors of the application, which registers later, run
-// first and may still trace.
+// tear-down. On ELF a constructor of the library takes this part, after the initialisers that have
+// a priority. One function does the detach; it runs once, at exit or when the library is closed. It
+// is registered after the library's objects are built. The destructors of the application are
+// registered later, so they run first and may still trace.
 //
-// The workers of asynchronous transfers end before anything that they use goes.
+// The workers of asynchronous transfers end before anything that they use is destroyed.
 #include <new>
 
 #include <windows.h>
@@ -21,8 +21,8 @@ pthread_mutexCS_t gs_moduleLock;
 namespace
 {
 
-// The file module's load hook. False refuses the load. wait: how long a callback may hold up the
-// detach, as for QvStopAsyncWorkers; null if no other thread runs any more.
+// The file module's load hook. False refuses the load. wait: the longest time that a callback may
+// delay the detach, as for QvStopAsyncWorkers; null if no other thread runs any more.
 bool FileModuleMain(DWORD reason, const double* wait)
 {
     switch (reason)
@@ -39,7 +39,7 @@ bool FileModuleMain(DWORD reason, const double* wait)
     }
 }
 
-// A load has nobody who could take an exception. Without memory a trace is lost.
+// During a load there is no caller to catch an exception. Without memory a trace is lost.
 void WithoutException(void (*step)())
 try
 {
@@ -78,7 +78,7 @@ bool LibraryMain(HMODULE module, DWORD reason, const double* wait)
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID processEnds)
 {
-    // A process that ends has ended its other threads before.
+    // When the process ends, the system has already ended its other threads.
     constexpr double unload = QV_ASYNC_STOP_LIMIT;
     const BOOL good = LibraryMain(module, reason, processEnds ? nullptr : &unload);
     if (reason == DLL_PROCESS_DETACH)
@@ -94,11 +94,11 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID processEnd
 namespace
 {
 
-// Once, by whichever of its two callers comes first. The loader calls it as a destructor before it
-// calls the handlers that the library has registered; but where the process ends and the library
-// was loaded while it ran, the handler comes first. Code that is unmapped can't be returned to: a
-// worker in a callback is waited for as long as it takes. (The end of a process has seen to the
-// workers before, see StopAtExit in async_io.cpp.)
+// Runs once, called by either of two callers. Usually the loader calls it as a destructor, before
+// the handlers that the library has registered. If the process ends and the library was loaded at
+// run time, the handler comes first. A callback can't return to code that is unmapped, so a worker
+// in a callback is waited for without a limit. (At the end of the process the workers have been
+// stopped before, see StopAtExit in async_io.cpp.)
 [[gnu::destructor]] void Leave()
 {
     static constinit bool s_left = false;
@@ -129,8 +129,8 @@ struct LeaveAtExit
         static const LeaveAtExit s_leaveAtExit;
         return;
     }
-    // A constructor can't make the loader refuse: end as the loader does with a library that it
-    // can't load.
+    // A constructor can't make the loader refuse the library, so end the process as the loader does
+    // with a library that it can't load.
     Leave();
     std::fputs("plinth_w32_system: the module lock could not be created; the library can't be "
                "loaded\n",

@@ -1,6 +1,6 @@
-// A lock that is a flag, for what is held over a few instructions and is hardly ever waited for: it
-// costs half of a critical section, and needs no making, so that it works before the library's
-// objects are made and after their end.
+// A lock made of one flag, for sections of a few instructions that seldom have to wait. It costs
+// half of a critical section and needs no construction, so it works before the library's objects
+// are built and after they are destroyed.
 #pragma once
 
 #include <atomic>
@@ -12,7 +12,7 @@ class QvFlagLock
 public:
     void Take()
     {
-        // To sleep is for the sake of a holder with a lower priority, which would not come to run.
+        // Sleeping lets a holder with a lower priority run, which would otherwise get no processor.
         constexpr int tries_in_a_row = 100;
         for (int i = 0; m_taken.exchange(true, std::memory_order_acquire); ++i)
             Sleep(i < tries_in_a_row ? 0 : 1);

@@ -5,21 +5,21 @@
 
 #include "plinth_w32_system.h"
 
-// Guards the worker registry of the asynchronous file I/O. Made at process attach, ended at detach.
+// Guards the worker registry of the asynchronous file I/O. Created at attach, destroyed at detach.
 extern pthread_mutexCS_t gs_moduleLock;
 
-// True from the first moment of the detach on: the library's threads can no longer begin, or end in
-// the usual way (see own_thread.h), while its objects are still there.
+// True from the first moment of the detach: the library's threads can no longer begin, or end in
+// the usual way (see own_thread.h), while its objects still exist.
 bool QvIsDetaching();
 void QvBeginDetach();
 
-// True from the moment on at which the library's own objects are being torn down. Entries that are
-// called after that by threads that still run do nothing.
+// True once the tear-down of the library's own objects has begun. Entries that other threads call
+// after that do nothing.
 bool QvIsTornDown();
 
-// The one stack of tear-downs. What is built, by a static initialiser or at its first use, pushes
-// its own tear-down; they run last pushed first, after the detach. The caller keeps the entry, in
-// static storage, so that pushing can't fail.
+// The one stack of tear-downs. Every object, built by a static initialiser or at its first use,
+// pushes its own tear-down; after the detach they run, the last pushed first. The caller keeps the
+// entry in static storage, so pushing can't fail.
 struct QvTearDown
 {
     void (*run)() = nullptr;

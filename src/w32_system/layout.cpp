@@ -1,6 +1,6 @@
 // Where the fields of the interface's structures and classes are. Programs that were compiled
-// against an earlier header rely on it, so a field that moves must not go unnoticed. The same on
-// all systems.
+// against an earlier header rely on these places, so moving a field must not go unnoticed. The
+// places are the same on all systems.
 #include <atomic>
 #include <cstddef>
 #include <list>
@@ -81,8 +81,7 @@ static_assert(sizeof(CQvByteArrayW32) == 24 && alignof(CQvByteArrayW32) == 8);
 static_assert(sizeof(CQvRscData) == 16 && alignof(CQvRscData) == 8);
 static_assert(sizeof(CQvTraceExecutionTime) == 32 && alignof(CQvTraceExecutionTime) == 8);
 
-// The standard leaves open whether a class with virtual functions has offsets; these compilers give
-// them.
+// The standard does not define offsets in a class with virtual functions; these compilers do.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
 
@@ -98,7 +97,8 @@ static_assert(sizeof(COutDbgStringSync) == 112 && alignof(COutDbgStringSync) == 
 namespace
 {
 
-// The orders of members among which are some whose sizes the standard library or the system sets.
+// The order of members in classes that contain types whose sizes the standard library or the system
+// sets.
 struct CacheLike
 {
     std::list<CSyncCacheMember> texts;
@@ -131,7 +131,7 @@ static_assert(sizeof(CDebugFramework) == sizeof(FrameworkLike) &&
 #define SAME(member, like)                                                                         \
     static_assert(offsetof(DerivedFramework, member) == offsetof(FrameworkLike, like))
 
-// Classes of programs use the protected members.
+// Programs derive from the class and use its protected members.
 struct DerivedFramework : CDebugFramework
 {
     static void Check()
@@ -153,8 +153,8 @@ struct DerivedFramework : CDebugFramework
 
 #pragma GCC diagnostic pop
 
-// The order of a pool's members with the room for the objects of the threads module, whose sizes
-// differ from system to system (threadpool.h asserts them).
+// The order of a pool's members, with space for objects of the threads module, whose sizes differ
+// between systems (threadpool.h asserts them).
 struct PoolLike
 {
     pthread_mutex_t pool, threads;

@@ -5,8 +5,8 @@
 
 #include <plinth_w32_pthreadVC.h>
 
-// Keeps a copy of the handle: the library may end and destroy the lock meanwhile, and it can be let
-// go all the same.
+// Keeps a copy of the handle: even if the library meanwhile ends and destroys the lock, the guard
+// can release it.
 class QvMutexGuard
 {
 public:
@@ -22,7 +22,7 @@ public:
         if (m_held)
             pthread_mutexCS_unlock(&m_lock);
     }
-    // False for a lock that was never made, or has been destroyed.
+    // False for a lock that was never created or has been destroyed.
     bool Held() const { return m_held; }
 
 private:

@@ -14,7 +14,7 @@ enum Stage : uint32_t
     thread_starts = 0,
     thread_is_refused,
     thread_runs,
-    thread_leaves, // in the library's code for some instructions more
+    thread_leaves, // still runs a few last instructions of the library
 };
 
 bool Move(QvThreadStage& stage, uint32_t from, uint32_t to)
@@ -22,11 +22,10 @@ bool Move(QvThreadStage& stage, uint32_t from, uint32_t to)
     return stage.compare_exchange_strong(from, to);
 }
 
-// False if the thread may still run. A wait that fails says nothing about the thread, which is
-// asked itself then.
+// False if the thread may still run. If the wait fails, asks for the thread's exit code instead.
 bool AwaitThreadEnd(HANDLE thread, DWORD limit)
 {
-    constexpr DWORD interval = 10; // ms between the looks
+    constexpr DWORD interval = 10; // ms between two checks
     const DWORD result = WaitForSingleObject(thread, limit);
     if (result != WAIT_FAILED)
         return result == WAIT_OBJECT_0;
@@ -62,16 +61,16 @@ bool QvRefuseThread(QvThreadStage& stage)
 
 void QvLeaveThread(QvThreadStage& stage)
 {
-    stage = thread_leaves; // first: whoever detaches later sees one or the other
+    stage = thread_leaves; // first: then the detach sees this stage, or the thread the detach
     if (QvIsDetaching())
         TerminateThread(GetCurrentThread(), 0);
 }
 
 void QvEndThread(HANDLE thread, QvThreadStage& stage, DWORD limit, DWORD exitCode)
 {
-    constexpr DWORD termination_limit = 1000; // ms; the end itself takes none
-    // ms; only some instructions, but a thread that another one displaces in the middle of them may
-    // hold the lock of the heap, and terminated there it would never release that.
+    constexpr DWORD termination_limit = 1000; // ms; ending a terminated thread takes almost no time
+    // ms, for a few instructions. They may take longer if another thread interrupts them. If they
+    // hold the lock of the heap, terminating the thread there would leave that lock held for ever.
     constexpr DWORD last_steps_limit = 200;
     DWORD patience = limit;
     if (QvIsDetaching())

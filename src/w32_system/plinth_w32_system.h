@@ -1,7 +1,7 @@
 // plinth_w32_system: the system layer of a family of desktop applications.
 //
-// One shared library through which the modules of an application reach files, directories, clocks
-// and text, and through which each of them logs and traces. A first program:
+// One shared library for all modules of an application: it provides files, directories, clocks and
+// text, a log and traces. A first program:
 //
 //     #include <plinth_w32_system.h>
 //
@@ -15,24 +15,24 @@
 // Conventions that hold everywhere:
 //
 // - Status: a plain int result, QV_OK (0) for success and a negative QV_ERR_... number otherwise.
-//   Results travel in out-parameters. Nothing is thrown across the boundary for a failed operation;
-//   only std::bad_alloc and std::length_error may pass, and nothing is lost then. The system's own
-//   error stays readable through GetLastError.
+//   Results are returned in out-parameters. No exception reports a failed operation; only
+//   std::bad_alloc and std::length_error may reach the caller, and then nothing is lost. The
+//   system's own error stays readable through GetLastError.
 // - Text is 16-bit wchar_t (on Linux: compiled with -fshort-wchar), zero-terminated, unless a name
 //   ends in A or the parameter is a const char*. Sizes of text buffers count characters, terminator
 //   included, unless said otherwise.
 // - Paths take both '\' and '/' as separators. On Linux C: is the root directory.
 // - Any thread may call any function, unless its description says otherwise. Options and cached
 //   answers are plain words without a lock.
-// - Stack that a call takes at most, on 64-bit Linux with paths up to 500 bytes and no links in the
-//   state folder: the log and trace records, also where they open the log, 12 KB; files, folders,
-//   modules opened as data, resources and settings 20 KB; assertion reports 20 KB, and 256 KB with
-//   stack lines; all others 8 KB. What the code of a loaded module takes comes on top.
-// - docs/NAME.md in a comment is a document, installed in share/doc/plinth/docs, by the Debian
-//   package in /usr/share/doc/libplinth-dev/docs.
-// - A file, search or view belongs to the caller that got it, until the matching close call.
+// - The most stack that a call uses, on 64-bit Linux with paths up to 500 bytes and no links in the
+//   state folder: log and trace records 12 KB, also when they open the log; files, folders, modules
+//   opened as data, resources and settings 20 KB; assertion reports 20 KB, and 256 KB with stack
+//   lines; all others 8 KB. The code of a loaded module uses stack of its own in addition.
+// - docs/NAME.md in a comment is a document, installed in share/doc/plinth/docs; the Debian package
+//   installs it in /usr/share/doc/libplinth-dev/docs.
+// - A file, search or view belongs to the caller that received it, until the matching close call.
 //
-// This header brings all parts of the interface. Each has a header of its own in the folder
+// This header includes all parts of the interface. Each part has a header of its own in the folder
 // plinth_w32_system.
 #ifndef PLINTH_W32_SYSTEM_H
 #define PLINTH_W32_SYSTEM_H

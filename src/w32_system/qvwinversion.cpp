@@ -1,4 +1,4 @@
-// What system and build this is, the local option, and the main thread's identity.
+// The system's version, the build's word size, the local option, and the main thread's identity.
 #include <atomic>
 #include <cstdio>
 #include <cstring>
@@ -29,7 +29,7 @@ bool IsVersion(DWORD platform, DWORD major, DWORD minor)
            info.dwMinorVersion == minor;
 }
 
-// Platform 2 and this version or a later one; with minor "not 0" for any later minor.
+// Platform 2 and a version after major.0: the same major with a minor above 0, or a later major.
 bool IsAfter(DWORD major)
 {
     const OSVERSIONINFOW& info = CQvWinVersion::s_osVersionInfo;
@@ -145,7 +145,7 @@ extern "C" bool QV_Is32Bit(void)
 
 extern "C" bool QV_Is64BitWindows(void)
 {
-    return QV_Is64Bit(); // a 64-bit build runs on nothing else
+    return QV_Is64Bit(); // a 64-bit build runs only on 64-bit systems
 }
 
 void QV_SetLocalOption(bool value)

@@ -1,4 +1,4 @@
-// The static initialisers, in their order.
+// The library's static objects, built in the order of their priorities.
 #include <memory>
 
 #include "debugging/debugwnd/debug_framework.h"
@@ -13,7 +13,7 @@
 namespace
 {
 
-// With the registry of the asynchronous workers.
+// The registry of the asynchronous workers.
 struct WorkerRegistry : QvAsyncDispatcher
 {
     WorkerRegistry() : QvAsyncDispatcher(gs_moduleLock, QV_ASYNC_MAX_WORKERS) {}
@@ -22,9 +22,9 @@ struct WorkerRegistryTag;
 
 struct SymbolEngineTag;
 
-// With the class of the debug windows, which goes behind the last of them. Frameworks that
-// applications have of their own register it too, so it goes whether there is a framework here or
-// not.
+// Owns the library's framework and the window class of the debug windows, which is removed after
+// the last of them. Frameworks that applications create register the class too, so it is removed
+// even without a framework here.
 struct DebugFrameworkOwner
 {
     std::unique_ptr<CDebugFramework> framework;

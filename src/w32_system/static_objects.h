@@ -1,7 +1,7 @@
-// The objects that the library's static initialisers build, and the order in which they do.
+// The objects that the library's static initialisers build, and their order.
 //
-// The order is that of the priorities below, smaller first; all of them are built before the load
-// entry runs as attach, and torn down after its detach, last built first.
+// The priorities below set the order, smaller first. All objects are built before the load entry
+// runs as attach, and torn down after its detach, the last built first.
 #pragma once
 
 #include <new>
@@ -16,7 +16,7 @@
 #define QV_PRIORITY_TIMER_MAP 205
 
 // Builds an object in storage of its own and pushes its tear-down. T is built without arguments.
-// Storage is a static member, so that there is one for each Tag.
+// The storage is a static member, so each Tag has its own.
 template <class T, class Tag> class QvStaticObject
 {
 public:

@@ -1,8 +1,8 @@
 // The stack of tear-downs.
 //
 // Ordinary static objects won't do: on some systems their destructors run before the library's
-// detach, on others after it. So the library's objects live in storage that nothing destroys, and
-// say themselves how they go.
+// detach, on others after it. So the library's objects are in storage that the run-time doesn't
+// destroy, and each object registers its own clean-up.
 #include <atomic>
 
 #include "frame.h"
@@ -10,15 +10,16 @@
 namespace
 {
 
-// Pushed by static initialisers on one thread, and by first uses under the trace lock; a lock-free
-// push keeps both simple.
+// Static initialisers push on one thread, first uses push under the trace lock; a lock-free push
+// serves both.
 constinit std::atomic<QvTearDown*> s_top{nullptr};
 constinit std::atomic<bool> s_detaching{false};
 constinit std::atomic<bool> s_tornDown{false};
 
 } // namespace
 
-// In one order with the threads' stages: no order is named, so it is the strictest.
+// Sequentially consistent (the default order), so that all threads see this flag and the threads'
+// stages change in one order.
 bool QvIsDetaching()
 {
     return s_detaching;

@@ -1,8 +1,9 @@
 // The C++ library's conversion facets between bytes and 16-bit text.
 //
-// A stream over a file has UTF-8 in every locale, and U+FFFD for what is no character. The facets
-// that name an encoding, which std::wstring_convert uses, report an error instead. Both know pairs
-// of surrogates. A character of two units may come by halves, as in conversion.cpp.
+// A stream over a file uses UTF-8 in every locale, and U+FFFD for anything that is no character.
+// The facets that name an encoding, which std::wstring_convert uses, report an error instead. Both
+// support pairs of surrogates. A character of two units may be split into halves, as in
+// conversion.cpp.
 #include <algorithm>
 #include <codecvt>
 #include <locale>
@@ -40,7 +41,7 @@ Rules rules_of(Encoding encoding, unsigned long highest, std::codecvt_mode mode)
             static_cast<char32_t>(highest)};
 }
 
-// Where a conversion is.
+// The position of a conversion.
 template <class From, class To> struct Place
 {
     const From* from;
@@ -105,12 +106,13 @@ std::size_t encode_by(const Rules& rules, char32_t c, char* to)
     return 4;
 }
 
-// What is remembered of a text: that its first characters are past, and in which order its bytes
-// are.
+// Kept in the state of a text: whether its first characters have been processed, and its byte
+// order.
 constexpr unsigned has_begun = 1;
 constexpr unsigned is_little = 2;
 
-// Passes the byte order mark with which a text may begin. One of the other order changes the rules.
+// Skips the byte order mark at the beginning of a text. A mark of the other order changes the
+// rules.
 void pass_mark(Rules& rules, std::mbstate_t& state, Place<char, wchar_t>& at)
 {
     if (!rules.reads_mark)
@@ -128,9 +130,9 @@ void pass_mark(Rules& rules, std::mbstate_t& state, Place<char, wchar_t>& at)
         rules.encoding = Encoding::utf16_little;
 }
 
-// A stream hands a text over in blocks, and a character of two units may be in two of them: the
-// first half waits then. Whatever else converts hands over the whole text, and a half at its end is
-// a fault. Only a stream asks always_noconv before it converts.
+// A stream passes a text in blocks, and a character of two units may be split between two of them:
+// the first half then waits. All other callers pass the whole text, and a half at its end is a
+// fault. Only a stream calls always_noconv before it converts.
 thread_local const void* t_streams_facet = nullptr;
 
 Result read(Rules rules, std::mbstate_t& state, Place<char, wchar_t>& at)
@@ -164,8 +166,8 @@ Result read(Rules rules, std::mbstate_t& state, Place<char, wchar_t>& at)
     return std::codecvt_base::ok;
 }
 
-// The bytes of a unit, with those of a half before it that was no half of its character. Empty:
-// this is a fault and the rules want no other character for it.
+// The bytes of a unit, after those of a waiting half that the unit doesn't complete. fault: the
+// text is not valid, and the rules want an error rather than a replacement.
 struct Written
 {
     std::size_t length = 0;
@@ -224,7 +226,7 @@ Result write(const Rules& rules, std::mbstate_t& state, Place<wchar_t, char>& at
     return std::codecvt_base::ok;
 }
 
-// A high surrogate without its other half, at the end of a text.
+// Handles a high surrogate without its other half at the end of a text.
 Result finish(const Rules& rules, std::mbstate_t& state, Place<wchar_t, char>& at)
 {
     if (half_in(state) != Half::high_to_write)
@@ -238,7 +240,7 @@ Result finish(const Rules& rules, std::mbstate_t& state, Place<wchar_t, char>& a
     return std::codecvt_base::ok;
 }
 
-// The bytes that become at most the given number of units.
+// The number of bytes that become at most the given number of units.
 int measure(const Rules& rules, std::mbstate_t& state, const char* from, const char* end,
             std::size_t most)
 {
@@ -262,7 +264,7 @@ constexpr Rules file_rules{Encoding::utf8, true};
 
 } // namespace
 
-// The members of one facet, all by its rules.
+// The members of one facet, all with its rules.
 #define PLINTH_CODECVT(facet, rules)                                                               \
     Result facet::do_out(state_type& state, const wchar_t* from, const wchar_t* fromEnd,           \
                          const wchar_t*& fromNext, char* to, char* toEnd, char*& toNext) const     \

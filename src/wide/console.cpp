@@ -1,6 +1,5 @@
 // std::wcout, wcerr, wclog and wcin: UTF-8 on the C library's streams, without a buffer of their
-// own, so that narrow and wide output come in their order. Each program and library has its own
-// four.
+// own, so that narrow and wide output stay in order. Each program and library has its own four.
 #include <istream>
 #include <new>
 #include <ostream>
@@ -34,7 +33,8 @@ protected:
     }
     int sync() override { return std::fflush(m_stream); }
 
-    // What has only been looked at goes back, so that others who read the stream have it too.
+    // A unit that has only been looked at is put back, so that other readers of the stream get it
+    // too.
     int_type underflow() override
     {
         if (m_next != WEOF)
@@ -67,7 +67,7 @@ private:
 
 } // namespace
 
-// The storage has the symbol of the library's object. Nothing in it is ever destroyed.
+// The storage has the symbol of the library's object. It is never destroyed.
 #define PLINTH_CONSOLE(type, name, symbol) alignas(type) char name[sizeof(type)] __asm__(symbol);
 PLINTH_CONSOLE(std::wistream, wide_in, "_ZSt4wcin")
 PLINTH_CONSOLE(std::wostream, wide_out, "_ZSt5wcout")
@@ -77,7 +77,7 @@ PLINTH_CONSOLE(std::wostream, wide_log, "_ZSt5wclog")
 namespace
 {
 
-// Before the constructors of any object, which may write already.
+// Runs before the constructors of all objects, because they may write.
 __attribute__((constructor(101))) void make_consoles()
 {
     auto* const out = new (wide_out) std::wostream(new Console(stdout));

@@ -1,9 +1,9 @@
 // The C library's conversions between UTF-8 and 16-bit text. The multibyte encoding is UTF-8 in
 // every locale.
 //
-// A character of two units is read and written by halves. A function that reads one unit takes all
-// bytes but the last for the high surrogate, and the last for the low one: loops that add up what
-// was taken come to the right place. One that writes a unit keeps a high surrogate in the state.
+// A character of two units is read and written by halves. Reading the high surrogate takes all
+// bytes except the last, reading the low one takes the last: loops that add up the bytes taken end
+// at the right place. Writing a high surrogate keeps it in the state.
 #include "utf.h"
 
 #include <cerrno>
@@ -66,7 +66,7 @@ size_t read_unit(wchar_t* unit, const char* text, size_t length, std::mbstate_t&
     return c.length - 1 - kept;
 }
 
-// Writes one unit, at most four bytes: none of a high surrogate.
+// Writes one unit, at most four bytes; a high surrogate writes none.
 size_t write_unit(char* to, wchar_t unit, std::mbstate_t& state)
 {
     const bool has_high = half_in(state) == Half::high_to_write;
@@ -98,7 +98,7 @@ extern "C"
 {
     [[noreturn]] void __chk_fail();
 
-    // What MB_CUR_MAX reads. The C library's answer is that of the locale, 1 at first.
+    // Read by MB_CUR_MAX. The C library's own answer depends on the locale, and is 1 at first.
     size_t __ctype_get_mb_cur_max() noexcept
     {
         return longest;
@@ -183,7 +183,7 @@ extern "C"
         return plinth_crt_wcstombs(to, text, size);
     }
 
-    // What is no character becomes U+FFFD in whole texts, as in the two functions above.
+    // In whole texts, as in the two functions above, U+FFFD replaces whatever is no character.
     size_t mbsnrtowcs(wchar_t* to, const char** text, size_t length, size_t count, mbstate_t* state)
     {
         std::mbstate_t& own = state ? *state : t_reading;
@@ -264,7 +264,7 @@ extern "C"
         return wcsnrtombs(to, text, plinth_crt_wcslen(*text) + 1, size, state);
     }
 
-    // The checked forms; room is the target's size as the compiler knows it.
+    // The checked forms; room is the size of the target that the compiler knows.
 #define PLINTH_CHECK(room, needed)                                                                 \
     if ((needed) > (room))                                                                         \
     __chk_fail()

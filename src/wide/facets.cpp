@@ -1,9 +1,9 @@
-// The C++ library's facets for wide text, made with 16 bits.
+// The C++ library's facets for wide text, compiled for 16 bits.
 //
-// They have ids of their own, so that a locale's table, which the library fills with its 32-bit
-// facets, is as it was for others. A locale that an application has put a facet into has it under
-// our id; for all other facets use_facet goes to a default that speaks as the locale's narrow
-// facets do. Such defaults are made once for each way of speaking and kept.
+// They have ids of their own. So a locale's table, which the library fills with its 32-bit facets,
+// stays unchanged for others. A facet that an application has put into a locale is found there
+// under our id. For all other facets, use_facet returns a default that behaves like the locale's
+// narrow facets. Each different default is created once and kept.
 #include "own_templates.h"
 
 #include <climits>
@@ -17,7 +17,7 @@
 
 #include "utf.h"
 
-// The narrow ones are the library's all the same: a facet is found by the address of its id.
+// The narrow facets remain the library's: a facet is found by the address of its id.
 #define PLINTH_NARROW(...)                                                                         \
     extern template class __VA_ARGS__;                                                             \
     extern template const __VA_ARGS__& use_facet<__VA_ARGS__>(const locale&);
@@ -34,12 +34,12 @@ extern template class moneypunct_byname<char, true>;
 extern template const ctype<char>& use_facet<ctype<char>>(const locale&);
 } // namespace std
 
-using namespace std; // of which nearly all here is a part
+using namespace std; // nearly all names here are from std
 
 namespace
 {
 
-// Facets by what they speak like. Few, and in use until the end of the process.
+// Facets by a key of their behaviour. They are few and are used until the end of the process.
 template <class Facet> class Kept
 {
 public:
@@ -53,7 +53,7 @@ public:
     }
 
 private:
-    mutex m_lock; // guards m_all; only making a facet is done while it is held
+    mutex m_lock; // guards m_all; while it is held, only a facet is created
     map<string, const Facet*> m_all;
 };
 
@@ -83,7 +83,7 @@ constexpr wchar_t widen(char c)
     return static_cast<unsigned char>(c);
 }
 
-// With a terminator. The owner frees it.
+// A copy with a terminator. The caller frees it.
 template <class Char> const Char* copy_of(const basic_string<Char>& text, size_t* length = nullptr)
 {
     auto* const copy = new Char[text.size() + 1];
@@ -99,8 +99,7 @@ bool groups(const string& grouping)
     return !grouping.empty() && grouping[0] > 0 && grouping[0] != CHAR_MAX;
 }
 
-// A member of the locale that a narrow facet was made with: protected, but readable in a derived
-// class.
+// A member of the locale of a narrow facet: protected, but a derived class can read it.
 struct NarrowCtype : ctype<char>
 {
     static locale_t place(const ctype<char>& facet)
@@ -130,8 +129,7 @@ string name_of(locale_t place, int category)
 
 } // namespace
 
-// ------------------------------------------------------------------------------------ characters
-// --
+// ----------------------------------------------------------------------------------- characters --
 
 namespace
 {
@@ -226,8 +224,7 @@ const wchar_t* ctype<wchar_t>::do_scan_not(mask bits, const wchar_t* first,
     return first;
 }
 
-// What both ways of a change of case and of width have in common: one character, and all of a
-// range.
+// Changes of case and of width have these two in common: one character, and each of a range.
 #define PLINTH_RANGE(name)                                                                         \
     const wchar_t* ctype<wchar_t>::name(wchar_t* first, const wchar_t* last) const                 \
     {                                                                                              \
@@ -281,8 +278,7 @@ ctype_byname<wchar_t>::ctype_byname(const string& name, size_t references)
 }
 ctype_byname<wchar_t>::~ctype_byname() = default;
 
-// ------------------------------------------------------------------------------ numbers and money
-// --
+// ---------------------------------------------------------------------------- numbers and money --
 
 } // namespace std
 
@@ -323,14 +319,14 @@ void set_up(__moneypunct_cache<wchar_t, International>& cache,
     cache._M_allocated = true;
 }
 
-// The narrow facet by which a wide one speaks: that of a locale of the C library, or of "C".
+// The narrow facet that a wide one copies: that of a locale of the C library, or of "C".
 template <class Narrow, class Named> const Narrow& narrow_of(locale_t place, int category)
 {
     const string name = place ? name_of(place, category) : "C";
     return kept<Narrow>().get(name, [&] { return new Named(name, 1); });
 }
 
-// A wide facet that speaks as a narrow one. Its members read the cache that it is made with.
+// A wide facet that behaves like a narrow one. Its members read the cache that it is created with.
 template <class Wide, class Narrow> const Wide* as(const Narrow& narrow)
 {
     auto* const cache = new typename Wide::__cache_type(1);
@@ -360,7 +356,7 @@ template <bool International> string key_of(const moneypunct<char, International
 namespace std
 {
 
-// Both are left as they are if they were made with a cache, which then says all.
+// Both are left unchanged if they were created with a cache, which then has all values.
 template <> void numpunct<wchar_t>::_M_initialize_numpunct(__c_locale place)
 {
     if (_M_data && !place)
@@ -394,8 +390,7 @@ template <> numpunct<wchar_t>::~numpunct()
 PLINTH_MONEYPUNCT(false)
 PLINTH_MONEYPUNCT(true)
 
-// ------------------------------------------------------------------------------ dates, order,
-// texts --
+// -------------------------------------------------------------------------- dates, order, texts --
 
 template <>
 const wchar_t* __timepunct_cache<wchar_t>::_S_timezones[14] = {
@@ -407,7 +402,7 @@ const wchar_t* __timepunct_cache<wchar_t>::_S_timezones[14] = {
 namespace
 {
 
-// In the order of the pointers of the library's table of names.
+// In the order of the pointers in the library's table of names.
 constexpr nl_item names_of_time[] = {
     D_FMT,      ERA_D_FMT, T_FMT,   ERA_T_FMT, D_T_FMT,  ERA_D_T_FMT, AM_STR,  PM_STR,
     T_FMT_AMPM, DAY_1,     DAY_2,   DAY_3,     DAY_4,    DAY_5,       DAY_6,   DAY_7,
@@ -416,7 +411,7 @@ constexpr nl_item names_of_time[] = {
     MON_10,     MON_11,    MON_12,  ABMON_1,   ABMON_2,  ABMON_3,     ABMON_4, ABMON_5,
     ABMON_6,    ABMON_7,   ABMON_8, ABMON_9,   ABMON_10, ABMON_11,    ABMON_12};
 static_assert(sizeof(__timepunct_cache<wchar_t>) ==
-              sizeof(__timepunct_cache<char>)); // pointers, of which one is each item
+              sizeof(__timepunct_cache<char>)); // one pointer for each item
 
 // Texts that are never freed, each kept once.
 const wchar_t* kept_text(const string& text)
@@ -430,7 +425,7 @@ void name_times(__timepunct_cache<wchar_t>& cache, locale_t place)
     for (const nl_item item : names_of_time)
     {
         const char* text = ::nl_langinfo_l(item, place);
-        // Where there is no era, the usual form.
+        // If there is no era, use the usual form.
         if (!*text && (item == ERA_D_FMT || item == ERA_T_FMT || item == ERA_D_T_FMT))
             text = ::nl_langinfo_l(item == ERA_D_FMT   ? D_FMT
                                    : item == ERA_T_FMT ? T_FMT
@@ -471,7 +466,7 @@ size_t collate<wchar_t>::_M_transform(wchar_t* to, const wchar_t* from, size_t r
     return ::wcsxfrm_l(to, from, room, _M_c_locale_collate);
 }
 
-// There are no catalogues of wide texts: none can be opened, and a reader has its own text back.
+// There are no catalogues of wide texts: none can be opened, and a reader receives its own text.
 template <> wstring messages<wchar_t>::do_get(catalog, int, int, const wstring& otherwise) const
 {
     return otherwise;
@@ -486,13 +481,12 @@ template <> void messages<wchar_t>::do_close(catalog) const {}
 
 } // namespace std
 
-// -------------------------------------------------------------------------------- finding a facet
-// --
+// ------------------------------------------------------------------------------ finding a facet --
 
 namespace
 {
 
-// What a locale has that was given no facet of ours.
+// The facet of a locale that was given no facet of ours.
 template <class Facet> struct Default
 {
     static const Facet& of(const locale&)
@@ -590,7 +584,7 @@ namespace std
         return true;                                                                               \
     }
 PLINTH_FACETS(PLINTH_FIND)
-// The regular expressions ask so. See the stand-in's <regex>.
+// The regular expressions use this form. See the stand-in's <regex>.
 template <> const ctype<wchar_t>& use_facet<const ctype<wchar_t>>(const locale& where)
 {
     return use_facet<ctype<wchar_t>>(where);
@@ -606,8 +600,8 @@ PLINTH_FACETS(PLINTH_TRY)
 
 } // namespace std
 
-// What a number or an amount is formatted by, apart from the facets that it is made from: kept in
-// the locale if that was given such a facet, or else once for each default.
+// The cache for formatting a number or an amount: kept in the locale if the locale was given such a
+// facet, otherwise once for each default.
 namespace
 {
 
@@ -647,7 +641,7 @@ template <class Cache> const Cache* default_cache(const locale& where)
 namespace std
 {
 
-// A specialisation, since these are the friends of a locale.
+// A specialisation, because those are friends of a locale.
 template <class Cache> struct __use_cache<Formatting<Cache>>
 {
     static const Cache* get(const locale& where)

@@ -1,5 +1,5 @@
-// The printf and scanf families for 16-bit text, by the rules of the platform: %s is wide, l is 32
-// bits.
+// The printf and scanf families for 16-bit text, by the rules of the platform: %s is wide, l means
+// 32 bits.
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -18,8 +18,9 @@ using plinth_wide::write_units;
 namespace
 {
 
-// std::to_wstring formats with "%ld", "%lu" and "%Lf" alone, and means the compiler's types: 64-bit
-// long and long double. Known by the whole format and by the room that it always offers.
+// std::to_wstring uses only the formats "%ld", "%lu" and "%Lf", with the compiler's types: 64-bit
+// long and long double. Such calls are recognised by the whole format and the buffer size, which is
+// always the same.
 constexpr size_t room_for_long = 4 * sizeof(long);
 constexpr size_t room_for_long_double = __LDBL_MAX_10_EXP__ + 20;
 
@@ -74,7 +75,7 @@ int print(FILE* stream, const wchar_t* format, va_list arguments)
     return length >= 0 && text && write_units(stream, text, count) == count ? length : -1;
 }
 
-// As the C library's: with a terminator always, and negative if it doesn't fit.
+// Like the C library's function: always terminated, and negative if the text doesn't fit.
 int print(wchar_t* to, size_t room, const wchar_t* format, va_list arguments)
 {
     if (room == 0)
@@ -88,7 +89,8 @@ int print(wchar_t* to, size_t room, const wchar_t* format, va_list arguments)
 
 } // namespace
 
-// A function with an argument list, and the one that is called with the arguments themselves.
+// Defines a function with an argument list, and the one that is called with the arguments
+// themselves.
 #define PLINTH_PAIR(list_name, name, parameters, last, list_call, call)                            \
     int list_name(PLINTH_UNPACK parameters, va_list arguments)                                     \
     {                                                                                              \
@@ -118,7 +120,7 @@ extern "C"
                 print(stream, format, arguments), print(stream, format, arguments))
     PLINTH_PAIR(vwprintf, wprintf, (const wchar_t* format), format,
                 print(stdout, format, arguments), print(stdout, format, arguments))
-    // The headers give the plain names other symbols; all are defined here.
+    // The headers map the plain names to other symbols; all are defined here.
 #define PLINTH_SCAN(prefix)                                                                        \
     int plinth_wide##prefix##list(const wchar_t*, const wchar_t*,                                  \
                                   va_list) __asm__(#prefix "vswscanf");                            \
@@ -131,7 +133,7 @@ extern "C"
     PLINTH_SCAN(__isoc99_)
     PLINTH_SCAN(__isoc23_)
 
-    // The checked forms: size is the room of the target as the compiler knows it.
+    // The checked forms: size is the size of the target that the compiler knows.
     PLINTH_PAIR(__vswprintf_chk, __swprintf_chk,
                 (wchar_t * to, size_t room, int, size_t size, const wchar_t* format), format,
                 (size < room ? __chk_fail() : void(), vswprintf(to, room, format, arguments)),

@@ -1,5 +1,5 @@
-// The C++ library's templates over wide text, made with 16 bits. Its headers say that they are
-// somewhere else; these take that place.
+// The C++ library's templates over wide text, compiled for 16 bits. Its headers declare them as
+// instantiated elsewhere: that is here.
 #include <complex>
 #include <fstream>
 #include <iomanip>
@@ -15,7 +15,7 @@
 namespace std
 {
 
-// Specialised in the library for speed; here it is as the general form is.
+// The library has a faster specialisation; this is the general form.
 template <> streamsize __copy_streambufs_eof(wstreambuf* from, wstreambuf* to, bool& ended)
 {
     streamsize count = 0;

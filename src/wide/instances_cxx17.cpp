@@ -1,6 +1,6 @@
-// Compiled as C++17, in which programs take std::wstring and the string streams from the library:
-// these are their members. A program in C++20 makes its own strings, and some members of the
-// streams have other names there (instances.cpp).
+// Compiled as C++17. In that standard programs take the members of std::wstring and the string
+// streams from the library: these are they. A program in C++20 instantiates its own strings, and
+// some members of the streams have other names there (instances.cpp).
 #include <sstream>
 #include <string>
 

@@ -1,5 +1,5 @@
-// std::wistream and std::getline, apart from the other instances for the functions that the library
-// has specialised.
+// std::wistream and std::getline, in a file of their own because the library has specialised some
+// of their functions.
 #include <istream>
 #include <limits>
 #include <streambuf>
@@ -14,10 +14,10 @@ namespace std
 namespace
 {
 
-// Takes units up to and with the last one, at most the given number; put has each of the others,
-// and ends it by false, which leaves that unit. Returns how many were taken. As with all that
-// reads, an exception of the buffer makes the stream bad, and leaves it only if the stream is to
-// throw.
+// Takes units up to and including the last one, at most the given number. put receives each of the
+// others; if it returns false, that unit is left. Returns how many were taken. As in all functions
+// that read, an exception of the buffer makes the stream bad, and is passed on only if the stream
+// is set to throw.
 template <class Put> streamsize take(wistream& in, streamsize most, wint_t last, Put put)
 {
     streamsize count = 0;
@@ -47,7 +47,7 @@ template <class Put> streamsize take(wistream& in, streamsize most, wint_t last,
     return count;
 }
 
-// Throws if the stream is to throw, also for what was found while reading.
+// Throws if the stream is set to throw, also for states that were set while reading.
 void report(wistream& in, bool failed)
 {
     in.setstate(failed ? ios_base::failbit : ios_base::goodbit);
@@ -107,7 +107,7 @@ template <> wistream& wistream::ignore(streamsize most, wint_t last)
 
 template <> wistream& wistream::ignore(streamsize most)
 {
-    return ignore(most, WEOF - 1); // no unit ends it
+    return ignore(most, WEOF - 1); // matches no unit
 }
 
 template class basic_istream<wchar_t>;

@@ -1,4 +1,4 @@
-// Reading numbers from 16-bit text. A number is ASCII, so the C library reads a narrow copy of it:
+// Reads numbers from 16-bit text. A number is ASCII, so the C library reads a narrow copy of it,
 // with the types of this system, where long has 64 bits, and by the program's locale.
 #include <cerrno>
 #include <cstdlib>
@@ -33,7 +33,7 @@ Number read_number(const wchar_t* text, wchar_t** end, Read read)
     size_t length = 0;
     while (can_be_in_number(first[length]))
         ++length;
-    // Longer than what is written in one piece nearly always; only then is the heap needed.
+    // Almost all numbers fit; only longer ones need the heap.
     char small[128];
     std::unique_ptr<char[]> large;
     char* copy = small;
@@ -61,7 +61,7 @@ Number read_number(const wchar_t* text, wchar_t** end, Read read)
 
 } // namespace
 
-// The same under each name by which a header of the C library calls it.
+// The same function under each name that a header of the C library uses for it.
 #define PLINTH_INTEGER(type, wide, narrow)                                                         \
     type wide(const wchar_t* text, wchar_t** end, int radix)                                       \
     {                                                                                              \
@@ -102,7 +102,7 @@ extern "C"
     PLINTH_REAL(double, wcstod, ::strtod)
     PLINTH_REAL(long double, wcstold, ::strtold)
 
-    // The types by their greatest width, and the names of older programs.
+    // The types of the greatest width, and the names for older programs.
     intmax_t wcstoimax(const wchar_t* text, wchar_t** end, int radix)
     {
         return wcstol(text, end, radix);
@@ -128,7 +128,7 @@ extern "C"
         return wcstoul(text, end, radix);
     }
 
-    // The types by their bits.
+    // The types named by their bits.
 #define PLINTH_SAME(type, bits, wide)                                                              \
     type plinth_wide_wcstof##bits(const wchar_t* text, wchar_t** end) __asm__("wcstof" #bits);     \
     type plinth_wide_wcstof##bits(const wchar_t* text, wchar_t** end)                              \

@@ -1,4 +1,5 @@
-// What else the C library has over 16-bit text: order by language, dates, widths of characters.
+// Other functions of the C library over 16-bit text: sort order of a language, dates, character
+// widths.
 #include <cstring>
 #include <ctime>
 #include <cwchar>
@@ -20,7 +21,7 @@ std::string narrow(const wchar_t* text)
     return result;
 }
 
-// Copies as far as there is room, with a terminator; returns the length of the whole.
+// Copies as much as fits, with a terminator; returns the length of the whole.
 size_t widen(const std::string& text, wchar_t* to, size_t room)
 {
     const size_t length = plinth_crt_mbstowcs(nullptr, text.c_str(), 0);
@@ -29,12 +30,12 @@ size_t widen(const std::string& text, wchar_t* to, size_t room)
     return length;
 }
 
-// A date, by the program's locale or by the given one.
+// Formats a date by the program's locale or by the given one.
 size_t print_date(wchar_t* to, size_t room, const wchar_t* format, const tm* time, locale_t place)
 {
-    constexpr size_t most = size_t{1} << 20; // of the result, for formats that never end
+    constexpr size_t most = size_t{1} << 20; // of the result, because some formats never fit
     const std::string pattern =
-        narrow(format) + '.'; // so that no result is empty, which is a failure
+        narrow(format) + '.'; // so that no result is empty, which would mean a failure
     std::vector<char> bytes(256);
     size_t length = 0;
     do
@@ -50,7 +51,7 @@ size_t print_date(wchar_t* to, size_t room, const wchar_t* format, const tm* tim
     return units < room ? widen(text, to, room) : 0;
 }
 
-// Order that is worth the words of a language is that of the C library, over UTF-8.
+// The C library compares in the order of a language, over UTF-8.
 int compare(const wchar_t* a, const wchar_t* b, locale_t place)
 {
     const std::string first = narrow(a);
@@ -59,7 +60,7 @@ int compare(const wchar_t* a, const wchar_t* b, locale_t place)
                  : std::strcoll(first.c_str(), second.c_str());
 }
 
-// A key that wcscmp orders as the function above does: the bytes of the narrow key, one a unit.
+// A key that wcscmp orders like the function above: the bytes of the narrow key, one for each unit.
 size_t make_key(wchar_t* to, const wchar_t* text, size_t room, locale_t place)
 {
     const std::string whole = narrow(text);
@@ -104,7 +105,7 @@ extern "C"
     {
         return make_key(to, text, room, place);
     }
-    // Columns on a terminal. A character of two units is counted at its first one.
+    // The number of columns on a terminal. A character of two units is counted at its first unit.
     int wcswidth(const wchar_t* text, size_t count)
     {
         int columns = 0;

@@ -1,5 +1,5 @@
-// Included first: the C++ library's headers then declare no template as made elsewhere, so that
-// those that they would declare so can be specialised.
+// Included first: the C++ library's headers then declare no template as instantiated elsewhere, so
+// those templates can be specialised.
 #pragma once
 
 #include <bits/c++config.h>

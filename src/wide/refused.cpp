@@ -1,5 +1,6 @@
-// What has no 16-bit form here. It says so when a program that calls it is linked, where the linker
-// shows such texts (GNU ld), and fails at run time; plinth_check_wide_text fails the build of it.
+// Functions that have no 16-bit form here. Linking a program that calls one shows a message, if the
+// linker shows such texts (GNU ld), and the call fails at run time; plinth_check_wide_text fails
+// the build of the program.
 #include <cerrno>
 #include <cstdio>
 #include <cwchar>

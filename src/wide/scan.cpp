@@ -1,6 +1,6 @@
-// wscanf and its kin. What a directive can use is taken from the stream unit by unit, as the C
-// library does; swscanf of the runtime then converts it. The one unit too many that has to be read
-// to see where a text ends is put back, so that the next reader finds it.
+// wscanf and related functions. The units that a directive can use are taken from the stream one by
+// one, as the C library does; the runtime's swscanf then converts them. Finding the end of a text
+// needs one unit too many; it is put back for the next reader.
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -20,7 +20,7 @@ using plinth_wide::unread_unit;
 namespace
 {
 
-using Text = std::vector<wchar_t>; // its terminator is in it only where that is said
+using Text = std::vector<wchar_t>; // has a terminator only where a comment or code adds one
 
 bool is_one_of(wint_t unit, const char* set)
 {
@@ -70,7 +70,7 @@ struct Directive
         text.assign(first, at);
     }
 
-    // The format that swscanf takes, which ends in "%n".
+    // The format for swscanf, which ends in "%n".
     Text format(bool stored) const
     {
         Text result{L'%'};
@@ -82,7 +82,7 @@ struct Directive
         return result;
     }
 
-    // How many units of the text it uses.
+    // How many units of the text the directive uses.
     size_t used(Text item) const
     {
         int count = 0;
@@ -92,7 +92,7 @@ struct Directive
     }
 };
 
-// Whether a number that begins with the item may go on with the unit.
+// Whether a number that begins with the item may continue with the unit.
 class Number
 {
 public:
@@ -167,17 +167,17 @@ private:
     }
 
     const bool m_real;
-    bool m_prefix;    // "0x" may come
-    bool m_any_radix; // what it begins with tells
+    bool m_prefix;    // "0x" may follow
+    bool m_any_radix; // the first characters decide the radix
     unsigned m_radix = 10;
-    const char* m_word = nullptr; // that it is, in place of digits
+    const char* m_word = nullptr; // the word ("nan" ...) that it is instead of digits
     size_t m_count = 0;           // without the sign
     bool m_signed = false;
-    bool m_zero = false; // it is "0" so far
+    bool m_zero = false; // it is "0" until now
     bool m_digits = false;
     bool m_point = false;
     bool m_exponent = false;
-    bool m_after_exponent = false; // its letter was the last unit
+    bool m_after_exponent = false; // the exponent's letter was the last unit
 };
 
 class Scan
@@ -226,7 +226,7 @@ public:
     }
 
 private:
-    // At the end of the stream before anything was converted: EOF.
+    // EOF if the stream ended before anything was converted.
     int result(bool taken) { return m_stored == 0 && !taken && peek() == WEOF ? EOF : m_stored; }
 
     wint_t peek()
@@ -277,7 +277,7 @@ private:
         return take_while(directive.width, [&](wint_t unit) { return number.takes(unit); });
     }
 
-    // taken: whether it was units that were no match.
+    // taken: whether units were taken from the stream, even if they didn't match.
     bool convert(const Directive& directive, bool& taken)
     {
         if (directive.letter == L'n')
@@ -289,7 +289,7 @@ private:
         if (!is_one_of(directive.letter, "duixXoaefgAEFGsScC["))
             return false;
         Text item = take_item(directive);
-        // What was taken is gone also if it is no whole number, such as "1e+".
+        // Units that were taken are lost even if they are no complete number, such as "1e+".
         taken = !item.empty();
         if (!taken || directive.used(item) != item.size())
             return false;
@@ -325,7 +325,7 @@ int scan(std::FILE* stream, const wchar_t* format, va_list arguments)
 
 } // namespace
 
-// The headers give the plain names other symbols; all are defined here.
+// The headers map the plain names to other symbols; all are defined here.
 #define PLINTH_SCAN_STREAM(prefix)                                                                 \
     extern "C"                                                                                     \
     {                                                                                              \

@@ -15,9 +15,9 @@ namespace plinth_wide
 namespace
 {
 
-// The half of a character that a stream has still to write, or to give its reader. Of the bytes of
-// a half to read the last is still in the stream: if another comes, somebody has moved the stream,
-// and the half is forgotten.
+// The half of a character that a stream must still write, or return to its reader. For a half to
+// read, the character's last byte is still in the stream: if another byte follows, the stream has
+// been moved, and the half is dropped.
 struct Pending
 {
     std::FILE* stream;
@@ -52,9 +52,9 @@ public:
     }
 
 private:
-    std::mutex m_lock; // guards m_list; nothing else is taken while it is held
+    std::mutex m_lock; // guards m_list; no other lock is taken under it
     std::vector<Pending> m_list;
-    std::atomic<std::size_t> m_count = 0; // of m_list, to pass it by without the lock
+    std::atomic<std::size_t> m_count = 0; // of m_list, so that an empty list needs no lock
 };
 
 Halves& halves()
@@ -75,7 +75,7 @@ private:
     std::FILE* const m_stream;
 };
 
-// UTF-8 in pieces, so that a long text needs no memory of its own.
+// Writes UTF-8 in pieces, so that a long text needs no memory of its own.
 class Bytes
 {
 public:
@@ -101,7 +101,7 @@ private:
     char m_bytes[512];
 };
 
-// Reads the bytes of one character; what is no part of it is put back.
+// Reads the bytes of one character; a byte that doesn't belong to it is put back.
 Decoded read_character(std::FILE* stream, int first, unsigned char& last)
 {
     char bytes[longest] = {static_cast<char>(first)};
@@ -180,7 +180,7 @@ wint_t put_back(std::FILE* stream, char32_t c, wint_t unit)
     return unit;
 }
 
-// A low half: the last byte of its character comes back, and what it stands for is known.
+// A low half: the last byte of its character is put back, and the half is stored for it.
 wint_t put_low_back(std::FILE* stream, wint_t unit)
 {
     const auto last = static_cast<unsigned char>(0x80 | (unit & 0x3F));
@@ -204,7 +204,7 @@ wint_t unread_unit(std::FILE* stream, wint_t unit)
             return put_low_back(stream, unit);
         return is_high(unit) ? WEOF : put_back(stream, unit, unit);
     }
-    // In the middle of a character only its first half can come back.
+    // In the middle of a character only its first half can be put back.
     if (is_high(unit) && ::getc_unlocked(stream) == low.last)
         return put_back(stream, join(unit, low.unit), unit);
     if (!is_high(unit))
@@ -261,7 +261,7 @@ extern "C"
 {
     [[noreturn]] void __chk_fail();
 
-    // The streams have bytes whatever is asked: the C library would refuse them to one of the
+    // The streams always have bytes: otherwise the C library would refuse calls of one of the two
     // widths.
     int fwide(FILE*, int mode)
     {

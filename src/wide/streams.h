@@ -1,5 +1,5 @@
 // 16-bit text on the C library's streams, as UTF-8. The streams stay byte-oriented: narrow and wide
-// calls may be mixed, and come out in their order.
+// calls may be mixed, and their output stays in order.
 #pragma once
 
 #include <cstddef>
@@ -13,10 +13,10 @@ namespace plinth_wide
 // surrogate at the end is kept until the next call for this stream.
 std::size_t write_units(std::FILE* stream, const wchar_t* text, std::size_t count);
 
-// The next unit, or WEOF. Bytes that are no character are U+FFFD.
+// The next unit, or WEOF. Bytes that are no character are read as U+FFFD.
 wint_t read_unit(std::FILE* stream);
 
-// Puts the unit that was read last back, also half of a character, or WEOF if that can't be.
+// Puts back the unit that was read last, also half of a character. WEOF if that is impossible.
 wint_t unread_unit(std::FILE* stream, wint_t unit);
 
 } // namespace plinth_wide

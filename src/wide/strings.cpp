@@ -1,6 +1,6 @@
 // The C library's functions over 16-bit text in memory, and their checked forms, which the compiler
-// calls with _FORTIFY_SOURCE. Nothing here may be compiled into a call of itself: see
-// CMakeLists.txt.
+// calls with _FORTIFY_SOURCE. The compiler must not replace a function's body by a call of the
+// function itself: see CMakeLists.txt.
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -24,8 +24,9 @@ extern "C"
 {
     [[noreturn]] void __chk_fail();
 
-    // Named by the linker options of the target, so that this file is in every link: a run-time
-    // that defines some of these names weakly, as a sanitizer does, doesn't take their place then.
+    // Named by the linker options of the target, so that this file is part of every link. A
+    // run-time that defines some of these names weakly, such as a sanitizer, then doesn't replace
+    // them.
     extern const char plinth_wide_is_linked;
     const char plinth_wide_is_linked = 1;
 
@@ -87,7 +88,7 @@ extern "C"
     {
         return plinth_crt_wcsncat(to, from, count);
     }
-    // Both return what the whole result needs, as the C library's do.
+    // Both return the length of the whole result, as the C library's functions do.
     size_t wcslcpy(wchar_t* to, const wchar_t* from, size_t size)
     {
         const size_t length = wcslen(from);
@@ -159,7 +160,7 @@ extern "C"
         return text;
     }
 
-    // The headers declare the searches twice, once with const, and under one symbol.
+    // The headers declare the searches twice, with and without const, under one symbol.
 #define PLINTH_SEARCH(name, parameters, body)                                                      \
     wchar_t* plinth_wide_##name parameters __asm__(#name);                                         \
     wchar_t* plinth_wide_##name parameters                                                         \
@@ -177,7 +178,7 @@ extern "C"
                   text + (plinth_crt_wcschr(text, c) ? plinth_crt_wcschr(text, c) - text
                                                      : static_cast<ptrdiff_t>(wcslen(text))))
 
-    // The checked forms: size is the room of the target in characters, as the compiler knows it.
+    // The checked forms: size is the target's size in characters that the compiler knows.
 #define PLINTH_CHECK(size, needed)                                                                 \
     if ((needed) > (size))                                                                         \
     __chk_fail()

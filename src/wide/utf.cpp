@@ -6,8 +6,8 @@ namespace plinth_wide
 namespace
 {
 
-// How a character begins, by its first byte: its length, and the bounds of its second byte, which
-// keep out overlong forms, surrogates and what is above U+10FFFF.
+// What the first byte of a character decides: the length, and the bounds of the second byte, which
+// exclude overlong forms, surrogates and values above U+10FFFF.
 struct Lead
 {
     unsigned char first, last;

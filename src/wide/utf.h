@@ -1,4 +1,4 @@
-// UTF-8 and UTF-16, one character at a time, for whatever in the archive converts text.
+// UTF-8 and UTF-16, one character at a time, for all code in the archive that converts text.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 namespace plinth_wide
 {
 
-constexpr char32_t replacement = 0xFFFD; // for what is no character
+constexpr char32_t replacement = 0xFFFD; // replaces whatever is no character
 constexpr std::size_t longest = 4;       // bytes of one character
 
 constexpr bool is_high(char32_t unit)
@@ -36,7 +36,7 @@ constexpr wchar_t low_of(char32_t c)
     return static_cast<wchar_t>(0xDC00 + (c & 0x3FF));
 }
 
-// What the bytes at a place are.
+// The result of decoding the bytes at a place.
 struct Decoded
 {
     char32_t value = replacement;
@@ -44,20 +44,20 @@ struct Decoded
     bool valid = false;
 };
 
-// The text is not empty. Of bytes that are no character, those are taken together that could have
+// The text must not be empty. Bytes that are no character are taken together if they could have
 // begun one.
 Decoded decode(const char* text, std::size_t length);
 
 // Writes one character, at most four bytes, and returns how many. A surrogate becomes U+FFFD.
 std::size_t encode(char32_t c, char* to);
 
-// The other half of a character that was read or written by halves is kept in the caller's state,
-// beside what a facet remembers there of the text as a whole.
+// While a character is read or written by halves, its other half is in the caller's state, beside
+// what a facet keeps there about the whole text.
 enum class Half : int
 {
     none = 0,
-    low_to_read = -1,  // the high surrogate has been read, and all bytes but the last
-    high_to_write = -2 // the high surrogate has been written by the caller, and no byte
+    low_to_read = -1,  // the high surrogate and all bytes except the last have been read
+    high_to_write = -2 // the caller has written the high surrogate; no byte has been written
 };
 constexpr unsigned unit_bits = 16;
 constexpr unsigned unit_mask = 0xFFFF;

@@ -1,4 +1,4 @@
-// Modules at run time: loading, freeing, symbols, and what is read of a module's file.
+// Modules at run time: loading, freeing, symbols, and information from a module's file.
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -15,7 +15,7 @@ namespace
 
 constexpr const char* source_name = "src\\w32_system\\dynlib\\dynlib";
 
-// The system's form of a name that may have forward slashes. Null without memory for it.
+// A copy of the name with the system's separators. Null if there is no memory for it.
 std::unique_ptr<wchar_t[]> WithBackslashes(const wchar_t* name)
 {
     const size_t size = wcslen(name) + 1;

@@ -1,4 +1,4 @@
-// How a module's file is named, and where a module lies.
+// The names of module files, and the path of a module.
 #include <windows.h>
 
 #include "plinth_w32_system.h"

@@ -1,7 +1,8 @@
 // Reading a section of a module file.
 //
-// The file may come from anywhere: every place in it is checked against its size, in 64 bits. It is
-// read rather than mapped: mapping and touching a page costs more than reading most sections does.
+// The file may come from anywhere, so every position in it is checked against its size, in 64 bits.
+// It is read rather than mapped, because mapping and touching a page costs more than reading most
+// sections.
 #include <cstdlib>
 #include <cstring>
 
@@ -16,13 +17,13 @@ namespace
 constexpr uint16_t file_signature = 0x5A4D;
 constexpr uint32_t header_signature = 0x4550;
 constexpr uint16_t machine_64 = 0x8664;
-constexpr uint64_t header_size = 264; // what must be there of the header
-constexpr uint64_t table_32 = 248;    // where the section table begins behind the header's start
+constexpr uint64_t header_size = 264; // bytes of the header that must exist
+constexpr uint64_t table_32 = 248;    // offset of the section table from the header's start
 constexpr uint64_t table_64 = 264;
 constexpr uint64_t entry_size = 40;
 constexpr size_t name_size = 8;
 
-// An open file, read at any place: small pieces by way of a window on it.
+// An open file that is read at any position, small pieces through a buffer called the window.
 class ModuleFile
 {
 public:
@@ -57,7 +58,7 @@ public:
         return offset <= m_size && length <= m_size - offset;
     }
 
-    // False if not all of the range is in the file, or it can't be read.
+    // False if the range is not completely in the file, or can't be read.
     bool Copy(uint64_t offset, uint32_t size, void* to)
     {
         if (!Holds(offset, size) || (offset != m_position && !Seek(offset)))
@@ -68,7 +69,7 @@ public:
         return good;
     }
 
-    // At most a window of bytes; null as above.
+    // At most a window of bytes; null in the same cases.
     const BYTE* At(uint64_t offset, uint32_t length)
     {
         if (!Holds(offset, length))
@@ -84,7 +85,7 @@ public:
         return length <= m_filled ? m_window + (offset - m_start) : nullptr;
     }
 
-    // 0 if the number is not within the file.
+    // 0 if the number is not inside the file.
     template <class Number> Number Read(uint64_t offset)
     {
         Number number = 0;
@@ -108,13 +109,13 @@ private:
 
     HANDLE m_file = INVALID_HANDLE_VALUE;
     uint64_t m_size = 0;
-    uint64_t m_position = 0; // of the handle: where it stands needs no seek
+    uint64_t m_position = 0; // of the handle: reading there needs no seek
     uint64_t m_start = 0;    // of the window
     uint32_t m_filled = 0;
     BYTE m_window[window_size];
 };
 
-// Where the section table lies.
+// The position of the section table.
 struct Table
 {
     uint64_t start;
@@ -123,7 +124,7 @@ struct Table
 
 bool FindTable(ModuleFile& file, Table& table)
 {
-    if (file.Read<uint16_t>(0) != file_signature) // first: the window then holds the rest as well
+    if (file.Read<uint16_t>(0) != file_signature) // first: this also fills the window with the rest
         return false;
     const auto header = file.Read<int32_t>(60);
     if (header < 0)
@@ -136,7 +137,7 @@ bool FindTable(ModuleFile& file, Table& table)
     return true;
 }
 
-// False if the entry is not all within the file.
+// False if the entry is not completely inside the file.
 bool ReadEntry(ModuleFile& file, const Table& table, unsigned index, QvSection& section)
 {
     const uint64_t place = table.start + index * entry_size;
@@ -195,7 +196,7 @@ int QvReadSection(const wchar_t* path, const char* name, void** data, uint32_t* 
     const uint32_t length = section.size;
     if (length && !file.Holds(section.offset, length))
         return QV_ERR_SYSTEM;
-    // A block of no bytes is a block: null would mean failure.
+    // A block of no bytes is still a block, because null would mean failure.
     void* const block = std::malloc(length ? length : 1);
     if (!block || (length && !file.Copy(section.offset, length, block)))
     {

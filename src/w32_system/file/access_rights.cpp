@@ -1,7 +1,7 @@
-// Access rights of a file: the checks that a change would need, and no change.
+// Access rights of a file. The checks that a change needs are made, but nothing is changed.
 //
-// The security functions are looked up by name at each call, as systems without access lists lacked
-// some of them.
+// The security functions are looked up by name at each call, because systems without access lists
+// lacked some of them.
 #include <memory>
 
 #include <windows.h>
@@ -12,7 +12,7 @@ namespace
 {
 
 constexpr DWORD user_name_limit = 257; // characters, terminator included
-constexpr DWORD list_extra = 8;        // of the list to be made: the head of one more entry
+constexpr DWORD list_extra = 8;        // bytes more for the new list: the head of one more entry
 
 struct SecurityFunctions
 {
@@ -33,7 +33,7 @@ struct SecurityFunctions
             !Find(module, "GetSecurityDescriptorDacl", getSecurityDescriptorDacl) ||
             !Find(module, "GetAclInformation", getAclInformation))
             return false;
-        Find(module, "GetLengthSid", getLengthSid); // can be done without
+        Find(module, "GetLengthSid", getLengthSid); // optional
         return Find(module, "InitializeAcl", initializeAcl);
     }
 
@@ -46,7 +46,7 @@ private:
     }
 };
 
-// Scratch memory as the system's structures need it.
+// Scratch memory with the alignment that the system's structures need.
 using Memory = std::unique_ptr<uint64_t[]>;
 
 Memory Allocate(size_t bytes)
@@ -81,7 +81,7 @@ bool ReadFileSecurity(const SecurityFunctions& call, const wchar_t* path, Memory
     return call.getFileSecurity(path, DACL_SECURITY_INFORMATION, descriptor.get(), size, &size);
 }
 
-// Gets as far as an empty list with room for one more entry than the file's has.
+// Creates an empty list with room for one entry more than the file's list, and nothing else.
 bool PrepareList(const SecurityFunctions& call, PSECURITY_DESCRIPTOR descriptor, DWORD sidLength)
 {
     SECURITY_DESCRIPTOR changed;

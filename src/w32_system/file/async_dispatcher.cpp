@@ -1,4 +1,4 @@
-// Giving requests to workers, starting and ending workers.
+// Assigns requests to workers, and starts and ends workers.
 #include "async_dispatcher.h"
 
 #include <cerrno>
@@ -13,10 +13,10 @@ namespace
 {
 
 constexpr timespec stop_pause = {0, 1'000'000};
-// ms that a thread has for its last instructions, in which it waits for nothing of the library's.
+// ms that a thread has for its last instructions, which wait for nothing in the library.
 constexpr DWORD last_steps_limit = 3000;
 
-// Says, as long as it lives, that somebody needs workers' locks.
+// While this object lives, the count shows that a thread needs workers' locks.
 class Waiting
 {
 public:
@@ -38,7 +38,7 @@ QvAsyncDispatcher::QvAsyncDispatcher(pthread_mutexCS_t& lock, uint32_t maxWorker
 
 QvAsyncDispatcher::~QvAsyncDispatcher()
 {
-    // A worker that was left behind may have the registry in its hands at this moment.
+    // A worker that Stop has left running may be using the registry at this moment.
     if (m_bAbandoned)
         return;
     m_workers.~set();
@@ -69,8 +69,9 @@ int QvAsyncDispatcher::Submit(std::unique_ptr<QvAsyncRequest> request)
     return QV_OK;
 }
 
-// The worker that is to take one more request: an idle one, or at the limit the one with the
-// shortest queue, the earliest on a tie. Null: a new one is. Under m_lock, so queues get no longer.
+// The worker for one more request: an idle one, or at the limit the one with the shortest queue
+// (the earliest if several are equal). Null: a new worker is needed. Called under m_lock, so no
+// queue grows meanwhile.
 QvAsyncWorker* QvAsyncDispatcher::LeastLoaded() const
 {
     QvAsyncWorker* least = nullptr;
@@ -91,8 +92,8 @@ QvAsyncWorker* QvAsyncDispatcher::LeastLoaded() const
     return full ? least : nullptr;
 }
 
-// Under m_lock, which also holds the new worker back from looking at the registry. What fails or
-// throws here is undone: the request goes with the caller's entry.
+// Called under m_lock, which also keeps the new worker from reading the registry. If this fails or
+// throws, it is undone; the request is freed with the caller's entry.
 int QvAsyncDispatcher::StartWorker(QvAsyncQueue& request)
 {
     auto worker = std::make_unique<QvAsyncWorker>(*this);
@@ -145,7 +146,7 @@ bool QvAsyncDispatcher::Run(QvAsyncWorker& worker)
     {
         pass = worker.RunStep();
         if (QvForkCount() != forks)
-            return false; // the child of a callback: worker and requests are its parent's
+            return false; // in the child of a callback: the parent owns worker and requests
         if (pass == QvAsyncPass::idle)
             pthread_delay_np(&QV_ASYNC_IDLE_DELAY);
     } while ((pass == QvAsyncPass::more && !Wants()) || Keeps(worker));
@@ -153,10 +154,11 @@ bool QvAsyncDispatcher::Run(QvAsyncWorker& worker)
     return true;
 }
 
-// A busy worker comes here too when somebody waits for its lock, a cancellation or a submission.
-// That is what lets them in: they hold the module lock while they wait for the worker's, which the
-// worker would otherwise have taken again before the other thread woke up. With nobody waiting it
-// stays away: all transfers in flight would meet at this lock at each of their blocks.
+// A busy worker calls this too when a cancellation or a submission waits for its lock. Here the
+// worker waits for the module lock, which the waiting thread holds, so that thread gets the
+// worker's lock. Without this, the worker would take its lock again before the other thread woke
+// up. If no thread waits, the worker does not call this: otherwise all running transfers would
+// compete for this lock at each block.
 bool QvAsyncDispatcher::Keeps(QvAsyncWorker& worker)
 {
     const QvMutexGuard guard(m_lock);
@@ -177,9 +179,10 @@ void QvAsyncDispatcher::Leave(QvAsyncWorker* worker)
     {
         const QvMutexGuard guard(m_lock);
         if (!guard.Held())
-            return; // left behind by Stop; the registry, with this worker in it, may be gone
+            return; // Stop gave up; the registry, with this worker in it, may be destroyed
         m_workers.erase(worker);
-        // Requests are left only if the library goes: their files are closed while it still waits.
+        // Requests are left only if the library is being unloaded. They are freed, and their files
+        // closed, while the unload still waits.
         worker->queue.clear();
         CloseEnded();
         m_left.splice(m_left.end(), worker->thread);
@@ -200,7 +203,7 @@ void QvAsyncDispatcher::CloseEnded()
                   });
 }
 
-// Under m_lock. A thread that hasn't begun when the library is unloaded can't any more.
+// Called under m_lock. A thread that hasn't begun when the library is unloaded can no longer begin.
 void QvAsyncDispatcher::RefuseStarting()
 {
     std::erase_if(m_workers,
@@ -214,8 +217,8 @@ void QvAsyncDispatcher::RefuseStarting()
                   });
 }
 
-// Whether no worker is left but, perhaps, the one whose callback ends the process. Doesn't wait:
-// the lock may be held by somebody who waits for a callback.
+// True if no worker is left except, perhaps, the one whose callback ends the process. Doesn't wait,
+// because a thread that waits for a callback may hold the lock.
 bool QvAsyncDispatcher::AllGone()
 {
     const int result = pthread_mutexCS_trylock(&m_lock);
@@ -223,7 +226,7 @@ bool QvAsyncDispatcher::AllGone()
         return false;
     if (result != 0)
     {
-        m_bAbandoned = false; // the lock was never made, and so no worker either
+        m_bAbandoned = false; // the lock was never created, so there is no worker
         return true;
     }
     if (QvIsDetaching())
@@ -246,7 +249,7 @@ bool QvAsyncDispatcher::Stop(double milliseconds)
             return false;
         pthread_delay_np(&stop_pause);
     }
-    // Nobody is left to change the list.
+    // No thread is left that could change the list.
     for (QvAsyncThread& thread : m_left)
         QvEndThread(thread.handle, thread.stage, last_steps_limit, 0);
     m_left.clear();

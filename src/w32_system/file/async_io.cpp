@@ -1,4 +1,4 @@
-// Where the file operations meet the workers.
+// Connects the file operations with the workers.
 #include "async_io.h"
 
 #include <atomic>
@@ -16,17 +16,17 @@ namespace
 
 constexpr const char* source_name = "src\\w32_system\\file\\async";
 
-// Workers hold their own lock while they call back, and whoever waits for it the module lock: a
-// callback that went on from here would wait for itself.
+// A worker holds its own lock during a callback, and a thread that waits for that lock holds the
+// module lock. A callback that continued here would wait for itself.
 int RefuseInCallback(const wchar_t* message, int line)
 {
     return QvRefuse(QV_ERR_SYSTEM, L"QvIsAsyncWorkerThread()", message, source_name, line);
 }
 
-// The end of the process stops the workers where it comes to what was there at the first transfer:
-// so static objects of the application that are older than its transfers outlive them, and a
-// callback that never returns keeps nobody for ever. When the library is unloaded instead, the
-// detach, which waits longer, has come before.
+// Stops the workers at exit. Registered at the first transfer, so that the workers stop before
+// older static objects of the application are destroyed; and with a time limit, so that a callback
+// that never returns doesn't block the exit. When the library is unloaded instead, the detach comes
+// first and waits longer.
 struct StopAtExit
 {
     ~StopAtExit()
@@ -36,8 +36,8 @@ struct StopAtExit
     }
 };
 
-// The workers, their registry and its lock, which is held while a callback is waited for, are the
-// parent's. The callback that forked may start transfers in the child.
+// The workers, their registry and its lock (which is held during the wait for a callback) belong to
+// the parent. The callback that forked may start transfers in the child.
 void RenewInChild()
 {
     QvLeaveToParent(gs_moduleLock);
@@ -50,8 +50,8 @@ const QvAtFork s_atFork(QvForkStep::asynchronous_transfers, {nullptr, nullptr, R
 
 int Submit(std::unique_ptr<QvAsyncRequest> request)
 {
-    // One thread alone comes to the object, so that nobody waits for its making: a child would wait
-    // for a thread that isn't there.
+    // Only one thread constructs the object, so that no other waits for that: a child of fork would
+    // wait for a thread that it doesn't have.
     static constinit std::atomic<bool> s_is_made{false};
     if (!s_is_made.exchange(true))
         static const StopAtExit s_stopAtExit;

@@ -15,8 +15,8 @@ inline constexpr double QV_ASYNC_STOP_LIMIT = 3000;
 // nothing.
 void QvStopAsyncWorkers(double milliseconds);
 
-// Queue a transfer. QV_OK, or QV_ERR_SYSTEM without memory or a thread for it; a copy also gives
-// the status of the open that failed. Whatever fails, nothing is left open and nothing calls back.
+// Queue a transfer. QV_OK, or QV_ERR_SYSTEM without memory or a thread for it; a copy also returns
+// the status of a failed open. After any failure, nothing is left open and nothing calls back.
 int QvTransferAsync(QvAsyncKind kind, QvFile file, void* buffer, uint64_t size,
                     const QvAsyncIo& async);
 int QvCopyAsync(const wchar_t* source, const wchar_t* target, bool failIfExists,

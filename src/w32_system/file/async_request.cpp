@@ -1,4 +1,4 @@
-// Making and ending the record of a transfer.
+// Constructing and destroying the record of a transfer.
 #include "async_request.h"
 
 QvAsyncRequest::QvAsyncRequest(QvAsyncKind transfer, void* first, QvFile on, uint64_t size,

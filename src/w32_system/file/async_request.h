@@ -6,7 +6,8 @@
 
 #include "plinth_w32_system.h"
 
-// The most that is moved in one step: the grain of the callbacks and of the turn-taking.
+// The most that one step moves: after each step there is a callback, and another request has its
+// turn.
 inline constexpr uint64_t QV_ASYNC_BLOCK_SIZE = 4096;
 
 enum QvAsyncKind : uint32_t
@@ -16,22 +17,22 @@ enum QvAsyncKind : uint32_t
     QV_ASYNC_COPY = 3,
 };
 
-// What a read or write needs and what a copy needs share their places; the kind says which of the
-// two names of a place is the right one. A copy owns its files and its block; a read or write
-// leaves file and buffer to its caller.
+// Fields for reads and writes share memory with fields for copies; the kind decides which name is
+// valid. A copy owns its files and its block; for a read or write the caller owns file and buffer.
 struct QvAsyncRequest
 {
     QvAsyncRequest(QvAsyncKind transfer, void* first, QvFile on, uint64_t size,
                    const QvAsyncIo& async);
-    // A copy without its files yet, so that memory is there before a target is made or cut.
+    // A copy, still without its files, so that memory is allocated before a target is created or
+    // cut.
     QvAsyncRequest(const volatile uint32_t* word, QvCopyCompletion callback, void* of);
     QvAsyncRequest(const QvAsyncRequest&) = delete;
     QvAsyncRequest& operator=(const QvAsyncRequest&) = delete;
     ~QvAsyncRequest(); // closes the files of a copy and frees its block
 
     const uint32_t kind;
-    unsigned char* buffer; // the next byte; of a copy its block
-    QvFile file;           // of a copy the source
+    unsigned char* buffer; // the next byte; for a copy its block
+    QvFile file;           // for a copy the source
     union
     {
         uint64_t offset; // the next position in the file
@@ -55,5 +56,5 @@ struct QvAsyncRequest
     void* context;
 };
 
-// A list, as a request that takes turns moves from the front to the back without an allocation.
+// A list, because a request that takes turns moves to the back without an allocation.
 using QvAsyncQueue = std::list<std::unique_ptr<QvAsyncRequest>>;

@@ -9,17 +9,17 @@
 namespace
 {
 
-// A file that grows block by block has the file system look for room at each block. Told of so much
-// at once, a copy of 64 MiB takes a tenth less time, as one of all of it would; a copy that is
-// killed leaves no more than this behind its end.
+// If a file grows block by block, the file system searches for room at each block. Reserving 1 MiB
+// at a time makes a 64 MiB copy 10 % faster, as fast as reserving it all; and a killed copy leaves
+// at most this much after its end.
 constexpr uint64_t reserve_size = uint64_t{1} << 20;
 
-// Whether the volume could do it shows when the bytes come.
+// A failure is ignored: if the volume has no room, the writes report it.
 void ReserveTarget(const QvAsyncRequest& request, uint64_t sourceSize)
 {
     if (request.copied % reserve_size != 0 || sourceSize < request.copied + reserve_size)
         return;
-    uint64_t end = 0; // room for less than there is would cut what somebody else has written
+    uint64_t end = 0; // reserving less than its size would cut what another writer has added
     if (QV_GetFileSize(request.target, &end) != QV_OK || end != request.copied)
         return;
     const uint64_t size = request.copied + reserve_size;
@@ -42,7 +42,7 @@ bool ReportCopy(const QvAsyncRequest& request, int status, uint64_t size)
     return status == QV_ERR_INPROGRESS;
 }
 
-// The position belongs to the handle and others may have moved it since the last step.
+// The position belongs to the handle; another thread may have moved it since the last step.
 bool TransferStep(QvAsyncRequest& request)
 {
     int status = QV_SeekFile(request.file, static_cast<int64_t>(request.offset), 0);
@@ -64,13 +64,13 @@ bool TransferStep(QvAsyncRequest& request)
         return ReportTransfer(request, QV_OK);
     if (moved != 0)
         return ReportTransfer(request, QV_ERR_INPROGRESS);
-    // Nothing more will come: a read has reached the end of the file and ends like a synchronous
-    // one, a write has lost its bytes.
+    // No more bytes can be moved: a read has reached the end of the file and ends like a
+    // synchronous one, a write has lost its bytes.
     return ReportTransfer(request, request.kind == QV_ASYNC_READ ? QV_OK : QV_ERR_WRITEFILE);
 }
 
-// A failed read has been reported when its bytes, if it brought any, are written, and a lost size
-// stops nothing: the copy takes what it can get.
+// After a failed read is reported, any bytes it returned are still written. A failure to get the
+// size doesn't stop the copy either: it copies what it can read.
 bool CopyStep(QvAsyncRequest& request)
 {
     uint64_t size = 0;
@@ -98,8 +98,7 @@ bool CopyStep(QvAsyncRequest& request)
         return ReportCopy(request, QV_OK, size);
     ReportCopy(request, QV_ERR_INPROGRESS, size);
 
-    // The caller's word is only read; the way to read a word atomically takes it as one that isn't
-    // constant.
+    // The caller's word is only read, but the atomic read needs a type without const.
     if (request.proceed && std::atomic_ref(const_cast<uint32_t&>(*request.proceed)).load() == 0)
         return ReportCopy(request, QV_ERR_CANCELLED, size);
     return true;

@@ -1,4 +1,4 @@
-// Directories: making them with their parents, removing them with their content, probing them.
+// Directories: creating them with their parents, removing them with their content, testing them.
 #include <cstdio>
 
 #include <windows.h>
@@ -11,10 +11,10 @@
 namespace
 {
 
-constexpr unsigned parent_limit = 260; // characters of a path whose parents are made, terminated
+constexpr unsigned parent_limit = 260; // characters of a path whose parents are created, terminated
 constexpr unsigned child_limit = 264;  // characters of a path in a recursive removal, terminated
 
-// The first separator at or behind a position, null if there is none.
+// The first separator at or after a position, null if there is none.
 wchar_t* NextSeparator(wchar_t* from)
 {
     for (; *from; ++from)
@@ -23,8 +23,8 @@ wchar_t* NextSeparator(wchar_t* from)
     return nullptr;
 }
 
-// Where the walk over the parents starts: the server and the share of a UNC path are no
-// directories and are never made.
+// Where the walk over the parents starts: after the server and the share of a UNC path, which are
+// no directories and are never created.
 wchar_t* FirstParentEnd(wchar_t* path)
 {
     if (!(QvIsSeparator(path[0]) && QvIsSeparator(path[1])))
@@ -47,7 +47,7 @@ bool MakeParents(const wchar_t* path)
         *end = L'\0';
         if (GetFileAttributesW(copy) == INVALID_FILE_ATTRIBUTES && !CreateDirectoryW(copy, nullptr))
         {
-            // Somebody else may have made it in the meantime.
+            // Another process may have created it in the meantime.
             if (GetLastError() != ERROR_ALREADY_EXISTS)
                 return false;
         }
@@ -66,7 +66,7 @@ bool JoinChild(wchar_t (&child)[child_limit], const wchar_t* directory, const wc
 
 int RemoveChildDirectory(const wchar_t* child, DWORD attributes)
 {
-    // A link to a directory goes itself; what it points at lies elsewhere and stays.
+    // A link to a directory is removed itself; its target is elsewhere and stays.
     if (attributes & FILE_ATTRIBUTE_REPARSE_POINT)
         return QV_RemoveDirectory(child);
     return QV_RemoveDirectoryRecursively(child);
@@ -116,8 +116,8 @@ extern "C" int QV_RemoveDirectoryRecursively(const wchar_t* path)
 {
     if (!path || !path[0])
         return QV_ERR_SYSTEM;
-    // The depth of the recursion is bounded by the room for a path: each level takes two characters
-    // at least.
+    // The room for a path limits the depth of the recursion: each level takes at least two
+    // characters.
     wchar_t pattern[child_limit];
     WIN32_FIND_DATAW entry;
     if (JoinChild(pattern, path, L"*"))
@@ -139,7 +139,7 @@ extern "C" bool QV_IsDirectoryWritable(const wchar_t* path)
     constexpr unsigned probe_limit = 4200; // the longest path of any system, and the probe's name
     if (!path)
         return false;
-    // The name is what stands behind the last separator or colon, up to its last dot.
+    // The name follows the last separator or colon and ends before its last dot.
     const wchar_t* name = path;
     for (const wchar_t* at = path; *at; ++at)
         if (QvIsSeparator(*at) || *at == L':')

@@ -3,11 +3,11 @@
 
 #include "plinth_w32_system.h"
 
-// Fills every field of a struct tm from the system's calendar form; tm_isdst is -1. The value
-// fields of the input are taken as they are.
+// Fills every field of a struct tm from the system's calendar form; tm_isdst is -1. The values are
+// copied without a check.
 void QvSystemTimeToTm(const SYSTEMTIME& time, struct tm* result);
 
-// Converts a file time (UTC) to broken-down local time. False if it has none.
+// Converts a file time (UTC) to broken-down local time. False if it can't be represented.
 bool QvFileTimeToTm(const FILETIME& time, struct tm* result);
 
 inline DWORD QvLow(uint64_t value)

@@ -11,7 +11,7 @@ namespace
 
 constexpr const char* source_name = "src\\w32_system\\file\\file";
 
-constexpr uint64_t chunk_limit = 0xFFFFFFFFu; // what one system call can be asked for
+constexpr uint64_t chunk_limit = 0xFFFFFFFFu; // the most that one system call can move
 
 // Walks a buffer of any length in chunks. Stops at the first call that fails; a call that moves
 // less than it was asked for does not stop the walk.
@@ -144,7 +144,7 @@ extern "C" int QV_GetFileSize(QvFile file, uint64_t* size)
 
 extern "C" int QV_GetFileSizeFromName(const wchar_t* path, uint64_t* size)
 {
-    // A file that somebody writes can be opened only by sharing the writing.
+    // A file that another process is writing can be opened only if the writing is shared.
     QvFile file = nullptr;
     int status = QV_OpenFile(path, QV_OPEN_READ, QV_SHARE_READ, QV_SECURITY_DEFAULT, &file);
     if (status != QV_OK)

@@ -1,8 +1,8 @@
 // Mapped files at any byte offset.
 //
 // The system maps only from multiples of its allocation granularity. The operation maps from the
-// boundary below the offset; since a view starts on such a boundary, the caller's pointer alone is
-// enough to find the view again, and nothing has to be remembered.
+// boundary below the offset. A view starts on such a boundary, so the caller's pointer alone is
+// enough to find the view again, and nothing has to be stored.
 #include <windows.h>
 
 #include "argument_check.h"
@@ -48,7 +48,7 @@ extern "C" int QV_MapFile(QvFile file, unsigned int mode, uint64_t offset, uint6
     const MapMode& words = map_modes[mode - QV_MAP_READ];
     if (!file || file == INVALID_HANDLE_VALUE)
     {
-        // To the system the invalid value means memory without a file.
+        // The system takes the invalid value as a request for memory without a file.
         SetLastError(ERROR_INVALID_HANDLE);
         return QV_ERR_SYSTEM;
     }
@@ -60,7 +60,7 @@ extern "C" int QV_MapFile(QvFile file, unsigned int mode, uint64_t offset, uint6
         CreateFileMappingW(file, nullptr, words.protection, QvHigh(end), QvLow(end), nullptr);
     if (!mapping)
         return QV_ERR_SYSTEM;
-    // With size 0 the view goes up to the end of the mapping.
+    // With size 0 the view extends to the end of the mapping.
     const SIZE_T viewSize = size ? static_cast<SIZE_T>(end - base) : 0;
     void* const view = MapViewOfFile(mapping, words.access, QvHigh(base), QvLow(base), viewSize);
     const DWORD viewError = GetLastError();
@@ -73,7 +73,7 @@ extern "C" int QV_MapFile(QvFile file, unsigned int mode, uint64_t offset, uint6
     }
     if (!view)
     {
-        SetLastError(viewError); // the close has succeeded; the view's failure is what counts
+        SetLastError(viewError); // the close has succeeded; report the view's failure
         return QV_ERR_SYSTEM;
     }
     *address = static_cast<BYTE*>(view) + (offset - base);

@@ -15,7 +15,7 @@ namespace
 
 constexpr const char* source_name = "src\\w32_system\\file\\file";
 
-// FILE_FLAG_RANDOM_ACCESS: the callers read and write in blocks wherever they like.
+// FILE_FLAG_RANDOM_ACCESS: callers read and write blocks in any order.
 constexpr DWORD open_attributes = FILE_FLAG_RANDOM_ACCESS | FILE_ATTRIBUTE_NORMAL;
 
 constexpr DWORD all_rights = 0x1FFFFF;
@@ -56,8 +56,8 @@ struct LocalFreeer
     void operator()(void* memory) const { LocalFree(memory); }
 };
 
-// A descriptor that gives the current user alone all rights. Owns what the system keeps pointers
-// to, so it outlives the call that opens the file.
+// A descriptor that grants all rights to the current user only. It owns memory that the system
+// keeps pointers to, so it outlives the call that opens the file.
 class OwnerOnlySecurity
 {
 public:
@@ -69,8 +69,8 @@ public:
         if (!GetUserNameW(user, &userSize))
             return QV_ERR_SYSTEM;
 
-        // The first call gives the sizes, the second fills. A look-up that fails leaves an
-        // identifier of zeroes, which names nobody: SetEntriesInAclW refuses it.
+        // The first call returns the sizes, the second fills the buffers. A look-up that fails
+        // leaves an identifier of zeroes, which is no user: SetEntriesInAclW refuses it.
         DWORD sidSize = 0;
         DWORD domainSize = 0;
         SID_NAME_USE use = SidTypeUnknown;

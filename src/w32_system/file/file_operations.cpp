@@ -7,7 +7,7 @@
 extern "C" int QV_AccessFile(const wchar_t* path, int mode)
 {
     constexpr int want_write = 0x02;
-    // Without this an unready removable drive would raise a dialog.
+    // Otherwise an unready removable drive would raise a dialog.
     const UINT former = SetErrorMode(SEM_FAILCRITICALERRORS);
     const DWORD attributes = GetFileAttributesW(path);
     SetErrorMode(former);
@@ -41,7 +41,7 @@ extern "C" int QV_MoveFile(const wchar_t* source, const wchar_t* target, int fai
                            const volatile uint32_t* proceed, QvCopyCompletion completion,
                            void* context)
 {
-    // The system may not copy by itself: the copy is ours, with its callbacks.
+    // The system is not allowed to copy: our own copy makes the callbacks.
     if (MoveFileExW(source, target, failIfExists ? 0 : MOVEFILE_REPLACE_EXISTING))
         return QV_OK;
     switch (GetLastError())
@@ -69,8 +69,8 @@ extern "C" int QV_ReplaceFile(const wchar_t* replacement, const wchar_t* target,
 
 extern "C" int QV_RemoveFile(const wchar_t* path, int strict)
 {
-    // A read-only file can't be deleted. If the attributes can't be read or set, the deletion
-    // below tells what is wrong.
+    // A read-only file can't be deleted. If the attributes can't be read or set, the deletion below
+    // reports why.
     const DWORD attributes = GetFileAttributesW(path);
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY))
         SetFileAttributesW(path, attributes & ~FILE_ATTRIBUTE_READONLY);

@@ -9,7 +9,7 @@ namespace
 
 constexpr const char* source_name = "src\\w32_system\\file\\file";
 
-// QV_ERR_SYSTEM if a time that is asked for does not convert; what was filled before stays.
+// QV_ERR_SYSTEM if a requested time does not convert; fields filled before that stay.
 int Fill(const WIN32_FIND_DATAW& entry, QvFindData* data)
 {
     if (!data)

@@ -9,8 +9,8 @@ namespace
 
 constexpr const char* source_name = "src\\w32_system\\file\\file";
 
-// A field of a struct tm as a field of the calendar form, of 16 bits. False if it has no room
-// there: cut, it could pass for a time that exists.
+// Converts a field of a struct tm to a 16-bit field of the calendar form. False if it doesn't fit:
+// cut off, it could pass for a time that exists.
 bool TmField(int value, int base, WORD& result)
 {
     const int64_t sum = int64_t{value} + base;

@@ -25,7 +25,7 @@ void Store(wchar_t (&to)[text_limit], const wchar_t* from)
     to[text_limit - 1] = L'\0';
 }
 
-// Appends a separator and a level. False if the path has no room for it.
+// Appends a separator and a level. False if the path has no room for them.
 bool AppendLevel(wchar_t (&path)[path_limit], const wchar_t* level)
 {
     const size_t length = wcslen(path);

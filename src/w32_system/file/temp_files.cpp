@@ -15,8 +15,9 @@ constexpr unsigned path_limit = 260;       // characters of a temporary path, te
 constexpr unsigned name_limit = 260 + 1;   // characters of a name, terminated
 constexpr unsigned candidate_limit = 4400; // the longest directory of any system, and a name
 
-// A free name is looked for this often. The random numbers have no more different values, and a
-// pattern that has no free name left, or a directory that answers every name alike, must end.
+// How often a free name is looked for. The random numbers have no more different values than this.
+// The search must end if all names of the pattern are taken, or if a directory answers the same for
+// all.
 constexpr int attempt_limit = 32768;
 
 wchar_t s_requestedTempPath[path_limit + 1]; // empty: none
@@ -100,7 +101,7 @@ extern "C" int QV_GetTempFileName(const wchar_t* directory, const wchar_t* patte
     const size_t length = wcslen(directory);
     const bool joined = length && QvIsSeparator(directory[length - 1]);
 
-    // Seeded anew at each call: two calls in one second try the same names.
+    // Seeded again at each call: two calls in one second try the same names.
     srand(static_cast<unsigned>(_time64(nullptr)));
     const int attempts = HasPlaceholder(pattern) ? attempt_limit : 1;
     wchar_t candidate[candidate_limit];
@@ -113,7 +114,7 @@ extern "C" int QV_GetTempFileName(const wchar_t* directory, const wchar_t* patte
                                        joined ? L"" : L"\\", name);
         candidate[candidate_limit - 1] = L'\0';
         if (written < 0)
-            break; // no system has a path so long
+            break; // longer than any system's paths
         if (QV_AccessFile(candidate, 0) == QV_ERR_ACCESS)
             status = QV_OK;
     }

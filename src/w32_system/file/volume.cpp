@@ -15,7 +15,7 @@ namespace
 
 constexpr const char* source_name = "src\\w32_system\\file\\file";
 
-// Media that change: their serial number is a part of the display name.
+// The display name of removable media includes the serial number.
 bool IsChangeable(UINT type)
 {
     return type == DRIVE_REMOVABLE || type == DRIVE_CDROM || type == DRIVE_RAMDISK;
@@ -25,9 +25,9 @@ bool ReadLabel(const wchar_t* root, wchar_t* label, DWORD size, DWORD& serial)
 {
     DWORD maxLength = 0;
     DWORD flags = 0;
-    // Without this an empty drive would raise a dialog.
+    // Otherwise an empty drive would raise a dialog.
     const UINT former = SetErrorMode(SEM_FAILCRITICALERRORS);
-    // The system takes no buffer without room.
+    // The system refuses a buffer of size 0.
     const BOOL good = GetVolumeInformationW(root, size ? label : nullptr, size, &serial, &maxLength,
                                             &flags, nullptr, 0);
     SetErrorMode(former);
@@ -66,7 +66,7 @@ extern "C" int QV_GetVolumeInformation(const wchar_t* root, QvVolumeInfo* info)
     const UINT type = GetDriveTypeW(root);
     info->type = type <= DRIVE_RAMDISK ? type : DRIVE_UNKNOWN;
     if (!info->name && !info->extra)
-        return QV_OK; // the type alone needs no ready medium
+        return QV_OK; // the type alone doesn't need a ready medium
 
     const std::unique_ptr<wchar_t[]> label(new (std::nothrow)
                                                wchar_t[static_cast<size_t>(info->nameSize) + 1]());

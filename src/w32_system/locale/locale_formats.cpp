@@ -1,8 +1,9 @@
 // The user's date and time conventions in three forms: the system's pictures, strftime formats, and
-// a mask for people; and a time in that form.
+// a mask to show to users; and a time in that form.
 //
 // Formats and mask have the parts of the user's short date, in its order and with its separator,
-// but always with two digits for a day and four for a year: they are for typing and reading back.
+// but always two digits for a day and four for a year, because people type them and programs read
+// them.
 #include <climits>
 #include <cstdio>
 #include <cwchar>
@@ -16,7 +17,7 @@
 namespace
 {
 
-// Texts for _snwprintf, which puts the separator between the parts, twice.
+// Texts for _snwprintf, which inserts the separator twice, between the parts.
 struct Forms
 {
     const wchar_t* date[3]; // by LOCALE_IDATE
@@ -54,7 +55,7 @@ struct Separator
     wchar_t m_text[4] = {};
 };
 
-// The form for the user's date order, null for an order that nobody knows.
+// The form for the user's date order, null for an unknown order.
 const wchar_t* QvDateForm(const Forms& forms)
 {
     const int order = QvLocaleDigit(LOCALE_IDATE);
@@ -74,7 +75,7 @@ const wchar_t* QvTimeForm(const Forms& forms)
     }
 }
 
-// Cut to the size, and always terminated. No form leaves the text as it was.
+// Always terminated, cut to the size if necessary. Without a form the text stays as it was.
 void QvWriteForm(wchar_t* text, unsigned size, const wchar_t* form, LCTYPE separatorItem)
 {
     if (!form || size == 0)
@@ -85,7 +86,7 @@ void QvWriteForm(wchar_t* text, unsigned size, const wchar_t* form, LCTYPE separ
         text[size - 1] = L'\0';
 }
 
-// A picture that can't be read, or doesn't fit, leaves the empty text.
+// A picture that can't be read, or doesn't fit, results in an empty text.
 void QvReadPicture(LCTYPE item, wchar_t* text, unsigned size)
 {
     if (size == 0)
@@ -121,7 +122,7 @@ extern "C" int QV_GetLocaleUserDateTimeFormat(wchar_t* pText, unsigned n)
 {
     if (!pText || n == 0)
         return QV_OK;
-    *pText = L'\0'; // the time stands behind the date, or alone
+    *pText = L'\0'; // the time follows the date, or is alone
     QvWriteForm(pText, n, QvDateForm(mask_forms), LOCALE_SDATE);
     wchar_t time[80] = {};
     QvWriteForm(time, 80, QvTimeForm(mask_forms), LOCALE_STIME);

@@ -1,4 +1,4 @@
-// Local broken-down time to the automation layer's date, in UTC.
+// Converts local broken-down time to the automation layer's date, in UTC.
 #include <windows.h>
 
 #include <oleauto.h>

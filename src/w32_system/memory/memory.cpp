@@ -1,6 +1,6 @@
-// How much memory there is, and whether a document of a given size still fits.
+// The size of the memory, and whether a document of a given size still fits.
 //
-// All sizes are bytes. The limits are soft ones, below what the system could give at best.
+// All sizes are in bytes. The limits are soft, below the most that the system could provide.
 #include <atomic>
 #include <memory>
 #include <new>
@@ -19,9 +19,9 @@ constexpr const char* source_name = "src\\w32_system\\memory\\memory";
 constexpr double document_share = 0.75; // of a limit
 constexpr uint64_t least_default_page_file = 0x100000000;
 
-// Worked out at its first need and kept. Two first callers may both do it, with the same result.
+// Calculated at the first use and kept. Two threads may both calculate it, with the same result.
 std::atomic<uint64_t> s_allocLimit{0};
-std::atomic<unsigned char> s_allocLimitState{0}; // 0 not worked out yet, 1 valid
+std::atomic<unsigned char> s_allocLimitState{0}; // 0 not calculated yet, 1 valid
 
 void Put(uint64_t* to, uint64_t value)
 {
@@ -29,8 +29,8 @@ void Put(uint64_t* to, uint64_t value)
         *to = value;
 }
 
-// The value's text into an array that is longer than the value, so that it has its terminator
-// whatever was stored. Null without memory for it.
+// Reads the value's text into an array that is longer than the value, so that it is terminated
+// whatever was stored. Null if there is no memory for it.
 std::unique_ptr<wchar_t[]> ReadPagingFiles(HKEY hKey)
 {
     DWORD dwType = 0;
@@ -54,7 +54,7 @@ std::unique_ptr<wchar_t[]> ReadPagingFiles(HKEY hKey)
     return wszValue;
 }
 
-// The size of a page file that the system manages by itself.
+// The assumed size of a page file that the system manages itself.
 uint64_t DefaultPageFile()
 {
     uint64_t physical = 0;
@@ -63,7 +63,7 @@ uint64_t DefaultPageFile()
     return wanted > least_default_page_file ? wanted : least_default_page_file;
 }
 
-// The largest size of the first page file; 0 if the system keeps no such setting.
+// The maximal size of the first page file; 0 if the system has no such setting.
 uint64_t MaxPageFile()
 {
     HKEY hKey = nullptr;
@@ -95,7 +95,7 @@ uint64_t AllocLimit()
     return s_allocLimit;
 }
 
-// Whether used and size together pass the share of a limit, and by how much.
+// Whether used and size together exceed the share of a limit, and by how much.
 bool Overflows(uint64_t used, uint64_t size, uint64_t whole, uint64_t* pOverflow)
 {
     const auto limit = static_cast<uint64_t>(document_share * static_cast<double>(whole));
@@ -182,6 +182,6 @@ extern "C" bool QV_CheckSingleDocumentSizeOverflow(uint64_t size, uint64_t* pOve
     uint64_t committed = 0;
     uint64_t limit = 0;
     if (QV_GetAllocLimit(&committed, &limit) != QV_OK)
-        return false; // when in doubt, it fits
+        return false; // if unknown, assume that it fits
     return Overflows(committed, size, limit, pOverflow);
 }

@@ -1,5 +1,5 @@
-// Names of hosts, services and protocols. The system's records are copied field by field: theirs
-// have an order of their own.
+// Names of hosts, services and protocols. The system's records are copied field by field, because
+// their fields have another order.
 #include <windows.h>
 
 #include <winsock.h>

@@ -54,7 +54,7 @@ extern "C" int QV_Connect(SOCKET s, const SOCKADDR* addr, int len)
 {
     if (connect(s, addr, len) == 0)
         return QV_OK;
-    // On a non-blocking socket the connection is under way.
+    // On a non-blocking socket the connection continues in the background.
     return WSAGetLastError() == WSAEWOULDBLOCK ? QV_OK : QV_ERR_FAILED;
 }
 
@@ -91,7 +91,7 @@ extern "C" int QV_RecvFrom(SOCKET s, char* buf, int len, int flags, SOCKADDR* fr
 
 extern "C" int QV_Select(int n, FD_SET* r, FD_SET* w, FD_SET* e, const TIMEVAL* t)
 {
-    return select(n, r, w, e, const_cast<TIMEVAL*>(t)); // some declare it without const
+    return select(n, r, w, e, const_cast<TIMEVAL*>(t)); // some systems declare it without const
 }
 
 extern "C" int QV_GetSockOpt(SOCKET s, int level, int name, char* value, int* len)

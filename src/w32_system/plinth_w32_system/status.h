@@ -6,23 +6,23 @@
 
 // ----------------------------------------------------------------------------- status numbers --
 
-// What the operations give: 0 for success, a negative number for a failure.
+// The results of the operations: 0 for success, a negative number for a failure.
 enum QvStatus : int
 {
     QV_OK = 0,                // success
-    QV_ERR_FAILED = -1,       // generic failure, with no more exact number
+    QV_ERR_FAILED = -1,       // a failure without a more exact number
     QV_ERR_BADARG = -2,       // a request that the operation does not carry out
     QV_ERR_NOMEMORY = -3,     // a byte array could not be reallocated
-    QV_ERR_NULLPTR = -4,      // a required pointer is null, or an argument lies outside its range
+    QV_ERR_NULLPTR = -4,      // a required pointer is null, or an argument is out of range
     QV_ERR_NOSYMBOL = -5,     // a system function is missing from its module
     QV_ERR_NOFILE = -7,       // a module file could not be opened for reading
     QV_ERR_TRUNCATED = -8,    // a part of the data was stored, the rest dropped
-    QV_ERR_SYSTEM = -9,       // a system call or an allocation failed, or the object is not there
+    QV_ERR_SYSTEM = -9,       // a system call or an allocation failed, or the object does not exist
     QV_ERR_NOTIMPL = -13,     // not provided on this platform
     QV_ERR_OPENFILE = -1000,  // the file could not be opened or created
     QV_ERR_CLOSEFILE = -1001, // closing a file failed
     QV_ERR_READFILE = -1002,  // reading failed
-    QV_ERR_WRITEFILE = -1003, // writing failed, or an asynchronous block was written short
+    QV_ERR_WRITEFILE = -1003, // writing failed, or wrote only a part of an asynchronous block
     QV_ERR_SEEKFILE = -1004,  // the position could not be set
     QV_ERR_FILEPOSITION = -1005, // the position could not be read
     QV_ERR_LOCKFILE = -1007,     // the range could not be locked
@@ -32,34 +32,34 @@ enum QvStatus : int
     QV_ERR_FILETIMES = -1011,    // the times could not be read
     QV_ERR_FILESIZE = -1012,     // the size could not be read
     QV_ERR_ACCESS = -1013,       // the path does not exist (QV_AccessFile), or access was denied
-    QV_ERR_CREATEDIR = -1014,    // the directory could not be made
+    QV_ERR_CREATEDIR = -1014,    // the directory could not be created
     QV_ERR_REMOVEDIR = -1015,    // the directory, or something in it, could not be removed
     QV_ERR_COPYFILE = -1016,     // copying failed
     QV_ERR_MOVEFILE = -1017,     // moving failed
     QV_ERR_REMOVEFILE = -1019,   // removing failed
-    QV_ERR_GETCURDIR = -1020,    // the current directory could not be told
+    QV_ERR_GETCURDIR = -1020,    // the current directory could not be read
     QV_ERR_SETCURDIR = -1021,    // the current directory could not be set
-    QV_ERR_DISKSPACE = -1022,    // the volume's space could not be told
-    QV_ERR_TEMPPATH = -1023,     // there is no temporary path, or no room for it
+    QV_ERR_DISKSPACE = -1022,    // the volume's space could not be read
+    QV_ERR_TEMPPATH = -1023,     // no temporary path, or no room for it
     QV_ERR_SEARCHPATH = -1024,   // the file was not found in the path
     QV_ERR_FINDFIRST = -1025,    // a search could not begin, or nothing matches
     QV_ERR_FINDNEXT = -1026,     // no further entry: the normal end of a search
     QV_ERR_FINDCLOSE = -1027,    // a search could not be closed
-    QV_ERR_DRIVESTRINGS = -1028, // the drives could not be told
-    QV_ERR_VOLUMEINFO = -1029,   // the volume could not be asked
+    QV_ERR_DRIVESTRINGS = -1028, // the drives could not be listed
+    QV_ERR_VOLUMEINFO = -1029,   // the volume could not be read
     QV_ERR_ACCESSRIGHTS = -1030, // the account or the access list can't be reached
-    QV_ERR_SHARING = -1031,      // a move met a sharing violation
-    QV_ERR_READONLY = -1101,     // write access was asked of a read-only file
+    QV_ERR_SHARING = -1031,      // a move failed with a sharing violation
+    QV_ERR_READONLY = -1101,     // write access to a read-only file
     QV_ERR_BUFFERSMALL = -1102,  // the caller's buffer is too small
-    QV_ERR_INPROGRESS = -1103,   // callback only: a block is done and more remains
+    QV_ERR_INPROGRESS = -1103,   // callback only: a block has been moved and more remains
     QV_ERR_CANCELLED = -1104,    // callback only: the caller's word stopped the copy
     QV_ERR_FILEEXISTS = -1106,   // the target exists and the caller forbade overwriting
-    QV_ERR_DISKFULL = -1107,     // a write met a full disk
+    QV_ERR_DISKFULL = -1107,     // a write failed because the disk is full
 };
 
 // ------------------------------------------------------------------------------------ options --
 
-// Diagnostic option bits. Trace records heed QV_DIAG_DEBUGGER and QV_DIAG_LOGFILE.
+// Diagnostic option bits. Trace records use only QV_DIAG_DEBUGGER and QV_DIAG_LOGFILE.
 enum QvDiagOption : unsigned
 {
     QV_DIAG_MSGBOX = 0x01,     // assertion reports: show a message box
@@ -79,7 +79,7 @@ enum QvOpenFlag : unsigned
     QV_OPEN_TRUNCATE = 0x10, // the file must exist and is cut; only without the two above
 };
 
-// What others may open a file for meanwhile.
+// What other handles may open a file for meanwhile.
 enum QvShareFlag : unsigned
 {
     QV_SHARE_READ = 0x01,  // reading
@@ -89,11 +89,11 @@ enum QvShareFlag : unsigned
 // Who may use a file that is created.
 enum QvSecurity : int
 {
-    QV_SECURITY_DEFAULT = -1,       // whom the folder and the system's settings let
-    QV_SECURITY_OWNER_ONLY = 0x700, // the current user alone gets all rights (mode 0600 on Linux)
+    QV_SECURITY_DEFAULT = -1,       // those that the folder and the system's settings allow
+    QV_SECURITY_OWNER_ONLY = 0x700, // only the current user, with all rights (mode 0600 on Linux)
 };
 
-// What a mapping of a file is for.
+// The purpose of a mapping of a file.
 enum QvMapMode : unsigned
 {
     QV_MAP_READ = 1,  // reading

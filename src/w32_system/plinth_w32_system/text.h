@@ -10,12 +10,12 @@ extern "C"
 {
     // --------------------------------------------------------------------------- text helpers --
 
-    // Thin names over the runtime library. Lengths are cut to 32 bits.
+    // Direct calls of the runtime library. Lengths are cut to 32 bits.
     QV_API unsigned int wcslen32(const wchar_t* text);
     QV_API unsigned int strlen32(const char* text);
 
-    // Comparison without regard to case, by the runtime's folding and not by the user's locale:
-    // only A to Z have a case.
+    // Comparison without regard to case, by the runtime's rules and not the user's locale: only A
+    // to Z have a case.
     QV_API int QV_stricmp(const char* a, const char* b);
     QV_API int QV_strnicmp(const char* a, const char* b, unsigned int count);
     QV_API int QV_wcsicmp(const wchar_t* a, const wchar_t* b);
@@ -25,50 +25,51 @@ extern "C"
     QV_API wchar_t* QV_itow(int value, wchar_t* buffer, int radix);
     QV_API int QV_wtoi(const wchar_t* text);
 
-    // Formats without a bound on the buffer: the caller keeps to it. The number of characters, or
-    // negative on failure. Numbers with %e, %f and %g look as DiagOutputExW says.
+    // Formats without a limit: the caller makes the buffer large enough. The number of characters,
+    // or negative on failure. Numbers with %e, %f and %g look as described at DiagOutputExW.
     QV_API int QV_swprintf(wchar_t* buffer, const wchar_t* format, ...);
 
-    // Conversion by the active code page (UTF-8 on Linux). length: units, or -1 for all up to and
-    // with the terminator. outSize 0 asks for the size. The units written, or 0 on failure.
+    // Conversion by the active code page (UTF-8 on Linux). length: units, or -1 for all including
+    // the terminator. With outSize 0 returns the size that is needed. The units written, or 0 on
+    // failure.
     QV_API int QV_WChar2Char(const wchar_t* text, int length, char* out, int outSize);
     QV_API int QV_Char2WChar(const char* text, int length, wchar_t* out, int outSize);
 
     // Doubles as text for people. At most decimals decimals are shown, rounded to the nearest, and
-    // from the middle to the even digit (2.5 at no decimals is "2"); decimals that are zero stay
-    // off. A number that would show as a bare zero gets the decimals that its first digit needs
+    // from the middle to the even digit (2.5 at no decimals is "2"); zeros at the end of them are
+    // left out. A number that would show as zero gets as many decimals as its first digit needs
     // instead (0.0004 at 2 decimals is "0.0004"); only below 0.00001 it is "0". Not-a-number and
     // infinities are "nan" and "inf".
     //
-    // size: of text, in characters, terminator included. format: true for the user's decimal
+    // size: of text, in characters, including the terminator. format: true for the user's decimal
     // separator, negative form and leading zero, never grouped; false for a dot and a minus sign.
-    // On Windows the user's form takes 9 decimals at most: a number with more keeps the dot there.
-    // Formatted, trim false keeps decimals that are zero, and minDecimals, if trim is true, is how
-    // many of them stay. QV_DoubleToString trims, formats, and has no minDecimals.
+    // On Windows the user's form has at most 9 decimals: a number with more keeps the dot there.
+    // With format, trim false keeps zeros at the end, and with trim true minDecimals is how many of
+    // them stay. QV_DoubleToString trims, formats, and has no minDecimals.
     //
-    // False: no text or no size; decimals is negative; or the number does not fit, and text holds
-    // as much of its unformatted digits as does. If only the user's form doesn't fit, text holds
-    // the number with a dot, and the result is true. Text is terminated whenever size is at least 1
-    // and anything is written.
+    // False: text is null or size is 0; decimals is negative; or the number does not fit, and text
+    // holds as many of its unformatted digits as fit. If only the user's form doesn't fit, text
+    // holds the number with a dot, and the result is true. The text is terminated whenever size is
+    // at least 1 and anything is written.
     QV_API bool QV_DoubleToStringEx(double value, int decimals, wchar_t* text, int size, bool trim,
                                     bool format, int minDecimals);
     QV_API bool QV_DoubleToString(double value, int decimals, wchar_t* text, int size);
 
-    // Reads the number at the beginning of a text, with the user's decimal separator or a dot, as
-    // far as it goes: "1,5 kg" is 1.5 with a decimal comma and 1 without. False, and *value as it
-    // was, if there is none, or if an argument is null.
+    // Reads the number at the beginning of a text, with the user's decimal separator or a dot. For
+    // example, "1,5 kg" is 1.5 with a decimal comma, and otherwise 1. False, with *value unchanged,
+    // if the text has no number there or an argument is null.
     QV_API bool QV_StringToDouble(const wchar_t* text, double* value);
 
-    // Whether a text is digits with at most one '.' or ',', and signs before the first digit. Knows
-    // nothing of locales and exponents. Null gives false.
+    // Whether a text is digits with at most one '.' or ',', and signs before the first digit.
+    // Ignores locales and exponents. False for null.
     QV_API bool QV_IsStringDouble(const wchar_t* text);
 
     // The runtime library's wcstod; end may be null.
     QV_API double QV_wstrtod(const wchar_t* text, wchar_t** end);
 
-    // Turns each "ll" of a format text into "I64", in place; the buffer has room for one character
-    // more for each. The format is not parsed, so that "hello" becomes "heI64o". True if the format
-    // then has an "I64" in it; null gives false.
+    // Replaces each "ll" of a format text by "I64", in place; for each, the buffer has room for one
+    // more character. The format is not parsed, so "hello" becomes "heI64o". True if the format
+    // then contains "I64"; false for null.
     QV_API bool QV_Conv64FmtSpecA(char* format);
     QV_API bool QV_Conv64FmtSpecW(wchar_t* format);
 
@@ -77,29 +78,29 @@ extern "C"
     // All follow the user's locale at the time of the call: the system's settings; on Linux LC_ALL,
     // LC_TIME or LANG of the environment. Sizes are in characters, terminator included.
 
-    // Local time to the automation layer's date: days since 30 December 1899, in UTC, by the zone's
-    // rules for that moment. A reading that comes twice, as clocks are set back, is the earlier
-    // one. tm_wday, tm_yday and tm_isdst don't matter. QV_ERR_NULLPTR; QV_ERR_SYSTEM: no such time,
-    // or one before 1601 or after 9999.
+    // Converts local time to the automation layer's date: days since 30 December 1899, in UTC, by
+    // the zone's rules for that moment. Of a time that occurs twice, because clocks are set back,
+    // the earlier one is used. tm_wday, tm_yday and tm_isdst are ignored. QV_ERR_NULLPTR;
+    // QV_ERR_SYSTEM: a time that does not exist, or one before 1601 or after 9999.
     QV_API int QV_TmToVariantTime(const struct tm* pTm, double* pVariantTime);
 
     // The system's pictures of the short date and of the time ("dd.MM.yyyy", "HH:mm:ss"). Either
-    // buffer may be null. Always QV_OK: a buffer that is too small gets the empty text.
+    // buffer may be null. Always QV_OK: a buffer that is too small receives the empty text.
     QV_API int QV_GetLocaleShortDateTimeFormat(wchar_t* pDate, unsigned nDate, wchar_t* pTime,
                                                unsigned nTime);
 
     // strftime formats with the user's order and separators ("%m/%d/%Y", "%I:%M:%S %p"). Either
-    // buffer may be null. Always QV_OK: a text that is too long is cut, and terminated.
+    // buffer may be null. Always QV_OK: a text that is too long is cut and terminated.
     QV_API int QV_GetLocaleDateTimeFormat(wchar_t* pDate, unsigned nDate, wchar_t* pTime,
                                           unsigned nTime);
 
-    // A mask of both for people, "MM/DD/YYYY hh:MM:SS pm"; "HH" has 24 hours, "hh" 12. The whole
-    // keeps within n characters: it is cut, and terminated. Null is skipped. Always QV_OK.
+    // A mask of date and time to show to users, "MM/DD/YYYY hh:MM:SS pm". "HH" means 24 hours, and
+    // "hh" 12. The whole is cut to n characters, with a terminator. Null is skipped. Always QV_OK.
     QV_API int QV_GetLocaleUserDateTimeFormat(wchar_t* pText, unsigned n);
 
     // A time as date and time of day in the user's form. Either buffer may be null. QV_ERR_SYSTEM:
-    // pTime is null or no such time, or a buffer is too small; a date that fails leaves the time
-    // alone. A size of 0 writes nothing and is no failure.
+    // pTime is null, the time does not exist, or a buffer is too small; if the date fails,
+    // pTimeText is not changed. A size of 0 writes nothing and is no failure.
     QV_API int QV_FormatLocaleDateTime(const SYSTEMTIME* pTime, wchar_t* pDate, int nDate,
                                        wchar_t* pTimeText, int nTimeText);
 }

@@ -9,29 +9,30 @@
 
 // -------------------------------------------------------------------------------- thread pool --
 
-// Runs functions on threads that are kept for a while, so that a call does not pay for a new one.
+// Runs functions on threads that are kept for a while, so that not every call has to start a
+// thread.
 //
-// In a forked child a pool has no threads at first; calls that were under way are the parent's.
+// In a forked child a pool has no threads at first; calls that were running belong to the parent.
 //
-// It is no queue: each call is handed at once to a thread that waits, or to a new one if none does;
-// their number has no limit but the system's. Up to three threads wait for calls, for 60, 30 and 15
+// It is not a queue: each call is passed at once to a waiting thread, or to a new one if none
+// waits; only the system limits their number. Up to three threads wait for calls, for 60, 30 and 15
 // seconds (whole seconds of the calendar clock, so up to a second less), and then end: an idle pool
 // has none. Any thread may make calls, also from within a call of the same pool.
 class CThreadPool
 {
 public:
-    // A pool without threads; ended by DestroyThreadPool. Null without memory for it.
+    // A pool without threads; freed by DestroyThreadPool. Null without memory for it.
     QV_API static CThreadPool* CreateThreadPool();
 
-    // Ends all threads, after waiting for the calls under way however long they take, and frees the
-    // pool. Null is refused. Not to be called from a call of the pool, nor twice; no thread may
-    // still make calls. Before the library is unloaded all pools must be gone; on Linux unloading
-    // then waits until the last of their threads have left its code.
+    // Waits for running calls without a time limit, ends all threads, and frees the pool. Null is
+    // refused. Not to be called from a call of the pool, nor twice; no thread may still make calls.
+    // All pools must be destroyed before the library is unloaded; on Linux unloading then waits
+    // until the last of their threads have left its code.
     QV_API static void DestroyThreadPool(CThreadPool* pPool);
 
-    // Hands pfn(pArg) to a thread; back as soon as the thread has taken it. The result of pfn is
-    // dropped; it must not throw. QV_ERR_SYSTEM: no thread waited and none could be made; nothing
-    // was called, and the pool goes on. A call to a waiting thread allocates nothing.
+    // Passes pfn(pArg) to a thread and returns as soon as the thread has taken it. The result of
+    // pfn is ignored; it must not throw. QV_ERR_SYSTEM: no thread waited and none could be created;
+    // nothing was called, and the pool stays usable. A call to a waiting thread allocates nothing.
     QV_API int MakeCallFromThreadPool(void* (*pfn)(void*), void* pArg);
 
     CThreadPool(const CThreadPool&) = delete;
@@ -78,13 +79,13 @@ private:
     static void RenewAll();
     friend struct QvPoolsAtFork;
 
-    // Lock order: the pool's, then the threads'. The pool's makes callers take turns; the threads'
-    // guards all the rest but m_CtxSem.
+    // Lock order: m_PoolMutex, then m_ThreadMutex. The first makes callers take turns; the second
+    // guards everything else except m_CtxSem.
     Mutex m_PoolMutex;
     Mutex m_ThreadMutex;
     Condition m_FinishSignal;       // the last worker has left a pool that is being destroyed
     uint32_t m_uThreadCount;        // workers in m_ThreadInfo
-    uint32_t m_uWorkingThreadCount; // of them, those in a call or about to enter one
+    uint32_t m_uWorkingThreadCount; // those of them in a call or about to enter one
     bool m_bDestroying;             // set once
     ThreadInfo* m_pCalledThread;    // chosen for the call in the mailbox
     std::vector<ThreadInfo*> m_ThreadInfo; // in the order of their start; each on its own stack

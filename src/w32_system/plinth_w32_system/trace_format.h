@@ -1,4 +1,4 @@
-// PLINTH_TRACE: trace records whose formats are checked when they are compiled (C++20).
+// PLINTH_TRACE: trace records whose formats are checked at compile time (C++20).
 //
 //     PLINTH_TRACE(L"opened %s, %I64d bytes", path, size);
 //
@@ -9,15 +9,15 @@
 //         DiagOutputExW(L"opened %s, %I64d bytes", path, size);
 //
 // and costs the same: the arguments are not evaluated without detail traces. A format that doesn't
-// fit its arguments is refused by the compiler, which names the function of trace_format_fault that
-// tells why. The rules are those of DiagOutputExW on both systems:
+// fit its arguments does not compile; the error names the function of trace_format_fault that
+// explains why. The rules are those of DiagOutputExW on both systems:
 //
 //   %s %ls %ws              wide text          %d %u %x %ld %c ...     up to 32 bits
 //   %hs %S                  narrow text        %I64d %lld %zd %Id      64 bits
 //   %e %f %g %a             float, double      %p                      a pointer
 //   * for width, precision  up to 32 bits
 //
-// On Linux a long has 64 bits and doesn't fit %ld: the formats read as on Windows.
+// On Linux a long has 64 bits and doesn't fit %ld: the formats mean the same as on Windows.
 #ifndef PLINTH_W32_SYSTEM_TRACE_FORMAT_H
 #define PLINTH_W32_SYSTEM_TRACE_FORMAT_H
 

@@ -1,4 +1,4 @@
-// Keeping the machine from saving power.
+// Prevents the machine from saving power.
 #include <windows.h>
 
 #include "plinth_w32_system.h"
@@ -6,7 +6,7 @@
 namespace
 {
 
-// Older systems don't have the two functions.
+// Older systems lack these two functions.
 bool s_loaded = false;
 BOOL(WINAPI* s_shutdownBlockReasonCreate)(HWND, LPCWSTR) = nullptr;
 BOOL(WINAPI* s_shutdownBlockReasonDestroy)(HWND) = nullptr;
@@ -15,7 +15,7 @@ struct PowerSetting
 {
     UINT get;
     UINT set;
-    BOOL saved; // by the last turning off
+    BOOL saved; // by the last call that turned it off
 };
 PowerSetting s_settings[] = {
     {SPI_GETSCREENSAVEACTIVE, SPI_SETSCREENSAVEACTIVE, 0},
@@ -25,12 +25,12 @@ PowerSetting s_settings[] = {
 
 template <class Function> void Find(HMODULE module, const char* name, Function& function)
 {
-    // By way of a plain function pointer: the compiler warns of a direct cast.
+    // Converted through a plain function pointer: the compiler warns about a direct cast.
     function =
         reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
 }
 
-// Tried once, also if it fails. The module stays loaded.
+// Tried only once, even if it fails. The module stays loaded.
 void LoadFunctions()
 {
     if (s_loaded)

@@ -62,7 +62,7 @@ bool CQvByteArrayW32::operator!=(const CQvByteArrayW32& other) const
     return !(*this == other);
 }
 
-// Makes room for size bytes behind base. False, and nothing changed, if there is none to be had.
+// Makes room for size bytes after base. If that fails, returns false with nothing changed.
 bool CQvByteArrayW32::Reallocate(unsigned int base, unsigned int size, EQvByteArrayModeAlloc alloc)
 {
     uint64_t wanted = uint64_t{base} + size;
@@ -88,7 +88,7 @@ int CQvByteArrayW32::SetData(const void* data, unsigned int size, EQvByteArrayMo
     int status = QV_OK;
     if (size > m_uAllocated - base && alloc != QV_BYTEARRAY_ALLOC_FIXED)
     {
-        // The data may be the array's own, which moves with its block.
+        // The data may be a part of this array, which moves when its block is reallocated.
         const auto place = reinterpret_cast<uintptr_t>(data);
         const auto block = reinterpret_cast<uintptr_t>(m_pData);
         const bool own = m_pData && place >= block && place - block < m_uAllocated;

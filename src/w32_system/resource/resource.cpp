@@ -9,7 +9,7 @@ namespace
 
 constexpr WORD type_raw_data = 10; // RT_RCDATA
 
-// The last failure of a copy; success leaves it.
+// The last failure of a copy; a success doesn't clear it.
 const wchar_t* s_resCopyError = nullptr;
 
 int Status(const wchar_t* failure)
@@ -20,13 +20,13 @@ int Status(const wchar_t* failure)
     return QV_ERR_SYSTEM;
 }
 
-// The languages for which a module may carry data: primary languages with their first sublanguage,
-// then the two that have another one.
+// The languages that a module may carry data for: each primary language with its first sublanguage,
+// then two with another sublanguage.
 constexpr int first_language = 0x400;
 constexpr int last_language = 0x47E;
 constexpr int more_languages[] = {0x804, 0xC0A};
 
-// A module that is open as data; null if it could not be opened, which stands for the process.
+// A module opened as data; null if it could not be opened, which means the process's own module.
 class DataModule
 {
 public:

@@ -40,7 +40,7 @@ struct ModuleFreer
 };
 using DataModule = std::unique_ptr<HINSTANCE__, ModuleFreer>;
 
-// Null, or the text of what failed.
+// Returns null, or the text of the failure.
 const wchar_t* Open(const wchar_t* modulePath, const wchar_t* dataPath, const wchar_t* mode,
                     DataModule& module, DataFile& file)
 {
@@ -58,8 +58,8 @@ BOOL CALLBACK NoteLanguage(HMODULE, LPCWSTR, LPCWSTR, WORD each, LONG_PTR argume
     return !found;
 }
 
-// Whether the resource is there in the language of ours. To find it isn't enough: asked for the
-// neutral language, the system gives another one that suits the thread.
+// Whether the resource exists in our language. Finding it isn't enough: when asked for the neutral
+// language, the system returns another one that suits the thread.
 bool HasLanguage(HMODULE module, const wchar_t* name)
 {
     bool found = false;
@@ -68,7 +68,7 @@ bool HasLanguage(HMODULE module, const wchar_t* name)
     return found;
 }
 
-// The whole of a file of less than 2 GiB; null if it can't be had. Empty files have a block too.
+// The content of a file of less than 2 GiB; null if it can't be read. Empty files have a block too.
 Block ReadAll(FILE* file, DWORD& length)
 {
     const long size = _filelength(_fileno(file));
@@ -90,7 +90,7 @@ const wchar_t* QvStoreResource(const wchar_t* name, const wchar_t* modulePath,
     DataFile file;
     if (const wchar_t* const failure = Open(modulePath, dataPath, L"rb", module, file))
         return failure;
-    module.reset(); // the update wants the file for itself
+    module.reset(); // the update opens the module exclusively
     DWORD length = 0;
     const Block block = ReadAll(file.get(), length);
     file.reset(); // it may be the module itself

@@ -1,8 +1,8 @@
 // The container of resources, and who owns its list.
 //
-// Objects that refer to one list are counted, in the list: so an assignment can release a list that
-// nobody else holds, and of two holders that are both destroyed only the last takes it along. What
-// UnrefDataMember gives up is no longer counted and is not released.
+// The list counts the objects that refer to it. An assignment releases a list without other
+// holders, and of two holders only the last one destroyed deletes it. A reference that
+// UnrefDataMember drops is no longer counted, and releases nothing.
 #include <atomic>
 #include <list>
 #include <memory>
@@ -22,7 +22,7 @@ struct Entry
     Entry(const void* data, unsigned int size, int32_t number)
         : array(new CQvByteArrayW32(data, size, growth_step)), id(number)
     {
-        // The array takes what it has room for, and has no other way to say so.
+        // An array stores only what it has room for, so its size is the one sign of failure.
         if (array->GetSize() != (data ? size : 0))
             throw std::bad_alloc();
     }
@@ -33,7 +33,7 @@ struct Entry
 
 struct EmptyArrayTag;
 
-// Whoever gets the shared array may write to it: the next miss finds it empty again.
+// The caller may write to the shared array; it is emptied before each later miss.
 CQvByteArrayW32& EmptyArray()
 {
     static QvStaticObject<CQvByteArrayW32, EmptyArrayTag> empty; // built by the first miss

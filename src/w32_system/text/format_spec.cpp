@@ -1,5 +1,5 @@
-// Rewriting format texts from the standard's 64-bit length "ll" to the runtime library's "I64". The
-// format is not parsed: "ll" in its plain text changes, too.
+// Rewrites format texts from the standard's 64-bit length "ll" to the runtime library's "I64". The
+// format is not parsed, so "ll" in its plain text changes, too.
 #include <cstring>
 
 #include "argument_check.h"
@@ -38,7 +38,8 @@ template <class Char> bool rewrite(Char* format)
     Char* at = find_double_l(format);
     if (!at)
         return has_64_bit_length(format);
-    // What is put in ends in no 'l' and so begins no new pair: the search goes on behind it.
+    // The inserted text does not end in 'l', so it begins no new pair: the search continues after
+    // it.
     for (; at; at = find_double_l(at + 3))
     {
         memmove(at + 3, at + 2, (length_of(at + 2) + 1) * sizeof(Char));

@@ -1,9 +1,9 @@
 // Doubles as text for people, and back.
 //
 // The C++ library prints the digits, with a dot in every locale, and the runtime library reads
-// them; the user's locale comes in afterwards. The runtime library doesn't print them, because not
-// every one rounds a number that lies in the middle, such as 0.5, in the same way. A text that
-// would fill its buffer to the last character has no room for its terminator, and so does not fit.
+// them; the user's locale is applied afterwards. The runtime libraries don't print, because they
+// round a number in the middle, such as 0.5, differently. A text that fills its buffer to the last
+// character has no room for its terminator, so it does not fit.
 #include <charconv>
 #include <cmath>
 #include <cstddef>
@@ -27,24 +27,24 @@ namespace
 constexpr const char* source_name = "src\\w32_system\\text\\text";
 constexpr double shown_as_zero_below = 0.00001;
 constexpr int locale_text_size = 254;
-constexpr int usual_text_size = 512; // longer ones take memory from the heap
+constexpr int usual_text_size = 512; // longer ones use memory from the heap
 
-// Prints a number in the place of the text, of size characters. False if it does not fit with its
+// Prints a number into text, which has size characters. False if it does not fit with its
 // terminator.
 bool QvPrint(double value, std::chars_format format, int decimals, wchar_t* text, int size)
 {
-    auto* const bytes = reinterpret_cast<char*>(text); // at the front of their room
+    auto* const bytes = reinterpret_cast<char*>(text); // at the front of the text's memory
     const auto [end, error] = std::to_chars(bytes, bytes + size - 1, value, format, decimals);
     if (error != std::errc())
         return false;
     const ptrdiff_t length = end - bytes;
-    for (ptrdiff_t i = length; i-- > 0;) // from the end: each character takes two bytes' place
+    for (ptrdiff_t i = length; i-- > 0;) // from the end: a character needs the space of two bytes
         text[i] = static_cast<wchar_t>(bytes[i]);
     text[length] = L'\0';
     return true;
 }
 
-// Prints with a number of decimals. False if the text does not fit; it is cut and terminated then.
+// Prints with a number of decimals. If the text does not fit, it is cut and terminated: false.
 bool QvPrintDecimals(double value, int decimals, wchar_t* text, int size)
 {
     if (QvPrint(value, std::chars_format::fixed, decimals, text, size))
@@ -54,8 +54,8 @@ bool QvPrintDecimals(double value, int decimals, wchar_t* text, int size)
     return false;
 }
 
-// Takes away the zeros at the end of the decimals, and a mark without any behind it. The number of
-// zeros.
+// Removes the zeros at the end of the decimals, and a decimal mark that ends the text. Returns the
+// number of zeros.
 int QvStripDecimals(wchar_t* text)
 {
     wchar_t* end = text + wcslen(text);
@@ -67,11 +67,11 @@ int QvStripDecimals(wchar_t* text)
     return trimmed;
 }
 
-// The decimals that a small number needs to show its first digit, rounded: 4 for 0.00036.
+// The number of decimals that shows the first digit of a small number, rounded: 4 for 0.00036.
 int QvDecimalsNeeded(double value)
 {
     constexpr int room = 16;
-    wchar_t text[room] = L""; // "-4e-04" at the longest: what is smaller shows as zero
+    wchar_t text[room] = L""; // "-4e-04" at the longest: smaller numbers show as zero
     QvPrint(value, std::chars_format::scientific, 0, text, room);
     const wchar_t* const mark = wcschr(text, L'e');
     return mark ? -_wtoi(mark + 1) : 0;
@@ -85,12 +85,12 @@ UINT QvLocaleNumber(LCTYPE item, UINT otherwise)
     return number;
 }
 
-// Gives a printed number the user's form. Where the locale has none for it (it is infinite, or the
-// form does not fit) it stays as it is.
+// Changes a printed number to the user's form. The number stays as it is if the locale has no form
+// for it (it is infinite, or the form does not fit).
 void QvFormatNumber(wchar_t* text, int size, int decimals)
 {
     if (decimals >= size)
-        return; // the system isn't asked for more digits than there is room for
+        return; // the system must not print more digits than fit
     wchar_t thousand[locale_text_size + 1] = L"";
     wchar_t decimal[locale_text_size + 1] = L".";
     NUMBERFMTW format = {};

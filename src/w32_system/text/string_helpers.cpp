@@ -1,5 +1,5 @@
-// Thin exported names over the runtime library and the system's code page conversion, so that the
-// modules above call one set of functions with 32-bit lengths.
+// Exported names for the runtime library and the system's code page conversion, so that other
+// modules call one set of functions with 32-bit lengths.
 #include <climits>
 #include <cstdarg>
 #include <cstdio>

@@ -7,7 +7,7 @@
 
 extern "C" int QV_Generate_Uuid(UUID* pUuid)
 {
-    // An identifier that is unique on this computer only counts as a failure too.
+    // An identifier that is unique only on this computer is a failure too.
     return UuidCreate(pUuid) == RPC_S_OK ? QV_OK : QV_ERR_SYSTEM;
 }
 

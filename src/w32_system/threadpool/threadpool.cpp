@@ -1,7 +1,7 @@
-// The thread pool as its callers see it: making it, handing a call over, ending it.
+// The thread pool for its callers: creating it, making a call, ending it.
 //
-// A call goes through a mailbox with room for one. The pool mutex lets in one caller at a time; the
-// worker that has emptied the mailbox posts m_CtxSem, and the caller goes.
+// A call passes through a mailbox with room for one. The pool mutex lets in one caller at a time;
+// the worker that has emptied the mailbox posts m_CtxSem, and the caller continues.
 #include "threadpool.h"
 
 #include <algorithm>
@@ -15,8 +15,8 @@ namespace
 
 constexpr const char* source_name = "src\\w32_system\\threadpool\\threadpool";
 
-// All pools, for a fork.
-pthread_mutex_t s_listLock = PTHREAD_MUTEX_INITIALIZER; // guards the list; no other lock is taken
+// The list of all pools, for a fork.
+pthread_mutex_t s_listLock = PTHREAD_MUTEX_INITIALIZER; // guards the list; no lock taken under it
 CThreadPool* s_first = nullptr;
 
 } // namespace
@@ -54,8 +54,8 @@ void CThreadPool::TakeOut()
     pthread_mutex_unlock(&s_listLock);
 }
 
-// In a forked child: its locks may be held by threads that are not there, and its workers, whose
-// records lie on their stacks, aren't either.
+// In a forked child: the locks may be held by threads that don't exist there. Nor do the workers,
+// and their records are on their stacks.
 void CThreadPool::Renew()
 {
     pthread_mutex_init(QvIn<pthread_mutex_t>(m_PoolMutex), nullptr);
@@ -128,7 +128,7 @@ void CThreadPool::DestroyThreadPool(CThreadPool* pPool)
     for (ThreadInfo* const info : pPool->m_ThreadInfo)
         if (info->m_bWaiting)
             QvPoolSignal(&info->m_Signal);
-    // A wait may end without a signal.
+    // The wait may end without a signal.
     while (pPool->m_uThreadCount != 0)
     {
         const bool good = pthread_cond_wait(QvIn<pthread_cond_t>(pPool->m_FinishSignal),
@@ -154,14 +154,14 @@ int CThreadPool::MakeCallFromThreadPool(void* (*pfn)(void*), void* pArg)
         {
             m_pCalledThread = info;
             QvPoolSignal(&info->m_Signal);
-            UnlockThreads(); // the worker needs it to come out of its wait
+            UnlockThreads(); // the worker needs this lock to return from its wait
             WaitCtx();
             UnlockPool();
             return QV_OK;
         }
     }
-    // The room for the worker's record is made before there is a worker: it could tell nobody that
-    // it found none.
+    // Reserved before the worker is created, because the worker has no way to report that its
+    // record found no room.
     pthread_t thread;
     if (!MakeRoom() || pthread_create(&thread, nullptr, WorkerProcedure, this) != 0)
     {
@@ -170,14 +170,14 @@ int CThreadPool::MakeCallFromThreadPool(void* (*pfn)(void*), void* pArg)
         return QV_ERR_SYSTEM;
     }
     QvPoolRequire(pthread_detach(thread) == 0, L"pthread_detach(thread)", __LINE__);
-    // Held across the wait: the new worker enters itself under this thread's lock.
+    // This thread's lock is held across the wait; under it the new worker adds its record.
     WaitCtx();
     UnlockThreads();
     UnlockPool();
     return QV_OK;
 }
 
-// False without memory for one more worker; the pool is as it was.
+// False if memory for one more worker is missing; the pool is unchanged then.
 bool CThreadPool::MakeRoom()
 {
     if (m_ThreadInfo.size() < m_ThreadInfo.capacity())
@@ -193,8 +193,9 @@ bool CThreadPool::MakeRoom()
     }
 }
 
-// The waiting worker with the most time left, the earliest on a tie; those close to their end are
-// left to it, and so the pool shrinks. If none has time left the last one that waits.
+// The waiting worker with the most time left, the earliest if several are equal. Workers whose time
+// is nearly over can then end, so that the pool shrinks. If none has time left, the last waiting
+// worker.
 CThreadPool::ThreadInfo* CThreadPool::ChooseWorker() const
 {
     const uint32_t now = QvPoolClock();
@@ -239,7 +240,7 @@ void CThreadPool::UnlockThreads()
                   L"pthread_mutex_unlock(&m_ThreadMutex)", __LINE__);
 }
 
-// A signal handler of the application may interrupt the wait, which is no failure.
+// A signal handler of the application may interrupt the wait; this is no failure.
 void CThreadPool::WaitCtx()
 {
     int result;

@@ -1,11 +1,11 @@
-// What the two sides of the pool share: a worker's record, and how a failed call is reported.
+// Shared by the pool's two source files: a worker's record, and how a failed call is reported.
 #pragma once
 
 #include <plinth_w32_pthreadVC.h>
 
 #include "plinth_w32_system.h"
 
-// The object of the threads module for which a class of the interface has room.
+// The object of the threads module inside the room that an interface class reserves for it.
 template <class T, unsigned bytes> T* QvIn(QvRoomFor<bytes>& place)
 {
     static_assert(sizeof(T) == bytes && alignof(T) == alignof(QvRoomFor<bytes>));
@@ -22,21 +22,21 @@ struct CThreadPool::ThreadInfo
     ThreadInfo& operator=(const ThreadInfo&) = delete;
 
     pthread_t m_Thread;
-    uint32_t m_uTimeout;  // ms, of the wait that m_bWaiting speaks of
-    uint32_t m_uWakeTime; // when that wait runs out: the library's clock in ms, cut to 32 bits
+    uint32_t m_uTimeout;  // ms, the length of the wait while m_bWaiting is true
+    uint32_t m_uWakeTime; // when that wait ends: the library's clock in ms, cut to 32 bits
     bool m_bWaiting;
-    pthread_cond_t m_Signal; // a worker's own, so that the chosen one can be woken
+    pthread_cond_t m_Signal; // each worker has its own, so that a chosen one can be woken
 };
 
-// Reports what must not be, with the condition or the failing call as text, and goes on: the
-// pool has no better way out of a lock that fails.
+// Reports a broken assumption, with the condition or the failed call as text, and continues: the
+// pool has no better reaction to a lock that fails.
 inline void QvPoolRequire(bool good, const wchar_t* failure, int line)
 {
     if (!good) [[unlikely]]
         DiagAssertW(0, failure, nullptr, "src\\w32_system\\threadpool\\threadpool", line);
 }
 
-// The library's clock in whole milliseconds, cut to 32 bits. Differences survive the cut.
+// The library's clock in whole milliseconds, cut to 32 bits. Differences stay right after the cut.
 inline uint32_t QvPoolClock()
 {
     return static_cast<uint32_t>(static_cast<int64_t>(QV_GetTimeCounter()));

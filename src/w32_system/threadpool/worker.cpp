@@ -17,13 +17,13 @@ namespace
 constexpr uint32_t max_waiting = 3;
 constexpr uint32_t timeouts[] = {60000, 30000, 15000, 5000}; // ms
 
-// The caller that has made this thread holds the lock until it has come out of its wait, 5 to 40
-// microseconds from now. A thread with a short first call that went to sleep over it would have to
-// be woken up by that caller, at a sixth of what the whole call costs. False if it takes longer.
+// The caller that has created this thread holds the lock until its own wait has returned, in 5 to
+// 40 microseconds. If a thread with a short first call slept meanwhile, that caller would have to
+// wake it, at a sixth of the cost of the whole call. False if it takes longer.
 bool TakeSoon(pthread_mutex_t* mutex)
 {
     constexpr double limit = 0.1;        // ms
-    constexpr timespec no_time = {0, 0}; // gives way to other threads
+    constexpr timespec no_time = {0, 0}; // yields the processor to other threads
     const double start = QV_GetTimeCounter();
     do
     {
@@ -57,20 +57,20 @@ void* CThreadPool::WorkerProcedure(void* pool)
 
 void CThreadPool::Work()
 {
-    // Until the first post this thread works under its creator's locks.
+    // Until the first post this thread works under the locks of its creator.
     void* (*call)(void*) = m_pfnCall;
     void* argument = m_pCallArg;
     const uint32_t forks = QvForkCount();
     ThreadInfo info;
     // cppcheck-suppress danglingLifetime ; Remove takes it out again before this returns
-    m_ThreadInfo.push_back(&info); // there is room
+    m_ThreadInfo.push_back(&info); // room has been reserved
     ++m_uThreadCount;
     ++m_uWorkingThreadCount;
     CheckCounts();
     PostCtx();
     call(argument);
     if (QvForkCount() != forks)
-        return; // the child of the call: the pool has no workers there
+        return; // in the child of the call: the pool has no workers there
 
     if (!TakeSoon(QvIn<pthread_mutex_t>(m_ThreadMutex)))
         LockThreads();
@@ -81,8 +81,8 @@ void CThreadPool::Work()
         if (timeout == 0)
             break;
         WaitForCall(info, timeout);
-        // Not why the wait ended decides but whether there is a call: one may have come for a
-        // worker that had run out of time and was still on its way to the lock.
+        // It doesn't matter why the wait ended, but whether there is a call: one may have come for
+        // a worker whose time was over but which didn't have the lock yet.
         if (m_bDestroying || m_pCalledThread != &info)
             break;
         call = m_pfnCall;
@@ -99,7 +99,7 @@ void CThreadPool::Work()
         --m_uWorkingThreadCount;
     }
     Remove(info);
-    pthread_ending_np(); // still under the lock: the pool may end behind it, and the library go
+    pthread_ending_np(); // still under the lock: after it, the pool and the library may end
     UnlockThreads();
 }
 
@@ -109,8 +109,8 @@ void CThreadPool::CheckCounts() const
                   L"pPool->m_uThreadCount < pPool->m_uWorkingThreadCount", __LINE__);
 }
 
-// The milliseconds that the calling worker, counted but not yet marked as waiting, is to wait; 0 if
-// enough others do. Each of those that wait has a time of its own.
+// How many milliseconds the calling worker, counted but not yet marked as waiting, is to wait; 0 if
+// enough others wait. Each waiting worker has a different time.
 uint32_t CThreadPool::ChooseTimeout() const
 {
     QvPoolRequire(m_uThreadCount != 0, L"m_uThreadCount == 0", __LINE__);

@@ -15,10 +15,10 @@ constexpr const char* source_name = "src\\w32_system\\timer\\timer";
 
 // Written while the library loads, before other threads can enter, and read without a lock.
 bool s_bTimeBaseStarted = false;
-bool s_bHasPerfCounter = false; // while false the clock reads the millisecond tick
+bool s_bHasPerfCounter = false; // while false, the clock reads the millisecond tick
 long long s_i64PerfFrequency = 0;
 double s_dSecondsPerTick = 0.0;
-unsigned int s_uTimerPeriod = 0; // ms, in the fall-back only
+unsigned int s_uTimerPeriod = 0; // ms; used only by the millisecond tick
 
 } // namespace
 
@@ -59,8 +59,8 @@ void QvTimeBaseEnd()
     s_bTimeBaseStarted = false;
 }
 
-// Without the stack protector: no array is on this stack, and its check costs 1 of the 12 ns that
-// this call takes beyond the kernel's clock.
+// Without the stack protector: this function has no array on the stack, and the check costs 1 of
+// the 12 ns that this call takes beyond the kernel's clock.
 extern "C" __attribute__((no_stack_protector)) double QV_GetTimeCounter(void)
 {
     if (!s_bHasPerfCounter)

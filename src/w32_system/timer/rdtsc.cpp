@@ -1,5 +1,5 @@
-// The cycle counter family. On a 64-bit platform it has no counter to offer; the calibration stands
-// for programs that ask.
+// The cycle counter family. On a 64-bit platform no counter is available, and every count is 0; the
+// calibration is kept for programs that call it.
 #include <cmath>
 
 #include <windows.h>
@@ -20,8 +20,8 @@ double s_dCpuFreqDeviation = 0.0; // counts per second
 constexpr unsigned int calibration_ms = 1000;
 constexpr unsigned short calibration_passes = 20;
 
-// Asks the system for the kind of processor. Only a processor of the 32-bit kind would go on to
-// have its features read, and this build runs on none: the counter is absent either way.
+// Asks the system for the kind of processor. Only the 32-bit kind would have its features read
+// next, and this build runs on none of them, so the counter is never available.
 int TestForCounter()
 {
     SYSTEM_INFO info;
@@ -32,7 +32,7 @@ int TestForCounter()
     return 0;
 }
 
-// Counts per second over one stretch of the performance counter, spinning.
+// Counts per second during one span of the performance counter, which is spent spinning.
 double Sample(long long span, unsigned int milliseconds)
 {
     LARGE_INTEGER now;
@@ -84,7 +84,7 @@ extern "C" int rdtsc_cpu_freq(double* frequency, double* deviation, unsigned int
     do
     {
         const double sample = Sample(span, milliseconds);
-        result = (sample + result) / 2.0; // the newest sample weighs one half
+        result = (sample + result) / 2.0; // the newest sample has a weight of one half
         deviations += std::fabs(sample - result);
         ++passes;
         mean = deviations / passes;

@@ -1,4 +1,4 @@
-// Sleeping with a chosen trade of accuracy against processor load.
+// Sleeping, with a choice between accuracy and processor load.
 #include <windows.h>
 
 #include "argument_check.h"
@@ -9,8 +9,8 @@ namespace
 constexpr const char* source_name = "src\\w32_system\\timer\\timer";
 constexpr double late_spin = 20.0; // ms before the end from which QV_PRECISION_LATE_SPIN spins
 
-// A time outside what the system's sleep takes counts as the nearest that it does; the greatest
-// number would mean for ever.
+// A time outside the range of the system's sleep is replaced by the nearest valid one; the greatest
+// number itself would mean to sleep for ever.
 void SystemSleep(double milliseconds)
 {
     constexpr double longest = INFINITE - 1;

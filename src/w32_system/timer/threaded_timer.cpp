@@ -1,4 +1,4 @@
-// Timers as their callers see them: setting, killing, asking.
+// The interface of the timers: setting, killing, asking.
 #include <windows.h>
 
 #include "argument_check.h"
@@ -8,9 +8,9 @@ namespace
 {
 
 constexpr double nanoseconds_per_millisecond = 1e6;
-constexpr double shortest_carried = 1.0; // ms; what is below needs a thread that spins
+constexpr double shortest_carried = 1.0; // ms; shorter intervals need a thread that spins
 
-// What is no time counts as none, and what the field can't hold as the longest that it can.
+// An invalid time counts as zero, and one that the field can't hold as the longest possible.
 int64_t IntervalNs(double milliseconds)
 {
     if (!(milliseconds > 0.0))

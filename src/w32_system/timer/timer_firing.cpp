@@ -1,7 +1,7 @@
 // What multimedia and message timers do at each firing.
 //
-// A callback of a message timer may pump messages and so meet its own timer again. Such a call
-// within a call counts like any other, and the record stays until the outermost is through.
+// A callback of a message timer may pump messages and so be called again by its own timer. Such a
+// nested call counts like any other, and the record stays until the outermost call has ended.
 #include "timer_routes.h"
 
 #include <windows.h>
@@ -23,7 +23,7 @@ struct Depth
 
 bool QvFireTimer(QvTimer& timer)
 {
-    // The calls under way are not counted yet.
+    // The calls that are running have not been counted yet.
     const bool used_up = timer.iCallsLeft > 0 && timer.iCallsLeft <= timer.iDepth;
     if (!timer.bEnded && !used_up)
     {
@@ -38,7 +38,7 @@ bool QvFireTimer(QvTimer& timer)
     return timer.bEnded && timer.iDepth == 0;
 }
 
-// Those who wait go on last, and find the timer gone.
+// The waiters are released last, so that they find the timer gone.
 void QvRemoveTimer(QvTimer* timer)
 {
     const std::shared_ptr<QvTimerEnd> end = timer->pEnd;

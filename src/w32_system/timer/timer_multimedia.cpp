@@ -1,4 +1,4 @@
-// Timers carried by the system's multimedia timers.
+// Timers that use the system's multimedia timers.
 #include "timer_routes.h"
 
 #include <atomic>
@@ -13,13 +13,13 @@
 namespace
 {
 
-// From the first multimedia timer on the system has a thread for them.
+// True once a multimedia timer has been set: from then on the system has a thread for them.
 constinit std::atomic<bool> s_bUsed{false};
 
 const QvAtFork s_atFork(QvForkStep::multimedia_timers, {nullptr, nullptr, [] { s_bUsed = false; }});
 
-// The system gives whole milliseconds and a resolution. A firing that comes early for a multiple of
-// the interval waits for it, by less than half an interval.
+// The system's timer has whole milliseconds and a limited resolution. If a firing is early by less
+// than half an interval, this spins until the next multiple of the interval.
 void Align(QvTimer& timer)
 {
     const double interval = static_cast<double>(timer.i64IntervalNs) / 1e6; // ms
@@ -53,11 +53,11 @@ void CALLBACK fence_proc(UINT, UINT, DWORD_PTR user, DWORD_PTR, DWORD_PTR)
     SetEvent(reinterpret_cast<HANDLE>(user));
 }
 
-// Calls come one after the other, so behind one that comes now no earlier one is under way. Its own
-// return is waited for by the synchronous kill.
+// The system calls one callback after another: when this one runs, no earlier one is still running.
+// The synchronous kill waits for this callback's own return.
 void AwaitCall()
 {
-    // The thread may be held by a call of somebody else's. Then ours have returned before.
+    // Another user's callback may occupy the thread. Then all of ours have returned before.
     constexpr DWORD longest = 1'000; // ms
     const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     if (!event)
@@ -78,7 +78,7 @@ uintptr_t QvSetMultimediaTimer(QvTimerPointer& timer, UINT resolution)
 {
     QvTimerNode node = QvMakeTimerNode(*timer);
     timer->iKind = QV_TIMER_MULTIMEDIA;
-    // Without an event the timer runs, and can't be waited for.
+    // Without an event the timer runs, but can't be waited for.
     timer->hEvent = timer->pEnd->hEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     timer->uSystemId = timeSetEvent(QvTimerMilliseconds(*timer), resolution, multimedia_timer_proc,
                                     reinterpret_cast<DWORD_PTR>(timer.get()),

@@ -1,4 +1,4 @@
-// Timers carried by the message timers of the thread that sets them.
+// Timers that use message timers of the thread that sets them.
 #include "timer_routes.h"
 
 #include <cfloat>
@@ -8,10 +8,10 @@
 namespace
 {
 
-// All masks of floating-point exceptions, that for denormal operands included.
+// The masks of all floating-point exceptions, including the one for denormal operands.
 constexpr unsigned int all_masked = 0x8001F;
 
-// Whatever the callback left behind, the thread goes back to its pump with exceptions masked.
+// The thread returns to its message pump with all exceptions masked, whatever the callback changed.
 void MaskFloatingPointExceptions()
 {
     if ((_controlfp(0, 0) & all_masked) != all_masked)
@@ -26,7 +26,8 @@ void CALLBACK posted_timer_proc(HWND, UINT, UINT_PTR id, DWORD)
     {
         const QvTimerGuard guard;
         timer = QvFindTimer(id);
-        // A late message of a timer that has ended; its number may stand for another kind by now.
+        // A late message of a timer that has ended; a timer of another kind may have its number
+        // now.
         if (!timer || timer->iKind != QV_TIMER_POSTED)
             return;
     }
@@ -38,13 +39,13 @@ void CALLBACK posted_timer_proc(HWND, UINT, UINT_PTR id, DWORD)
     MaskFloatingPointExceptions();
 }
 
-// Needs gs_TimerLock. An id that no timer has and that 32 bits hold, or 0.
+// Needs gs_TimerLock. Returns an id of at most 32 bits that no other timer has, or 0.
 UINT_PTR SetSystemTimer(UINT milliseconds)
 {
     UINT_PTR id = SetTimer(nullptr, 0, milliseconds, posted_timer_proc);
     while (id != 0 && QvFindTimer(id))
     {
-        // The new one first: the system must not give the same id again.
+        // The new timer is set first, so that the system can't return the same id again.
         const UINT_PTR other = SetTimer(nullptr, 0, milliseconds, posted_timer_proc);
         KillTimer(nullptr, id);
         id = other;
@@ -67,7 +68,7 @@ uintptr_t QvSetMessageTimer(QvTimerPointer& timer)
     if (id != 0)
     {
         QvEnterTimer(std::move(node), id);
-        timer.release()->bPublished = true; // it fires on this thread alone
+        timer.release()->bPublished = true; // it fires only on this thread
     }
     return id;
 }

@@ -1,25 +1,25 @@
-// The three ways in which a timer can be carried. What can't be had of the system is left to the
-// caller: the timer is then still its own.
+// The three kinds of timers: a thread, a multimedia timer, a message timer. If the system refuses,
+// the caller keeps the timer.
 #pragma once
 
 #include "timer_table.h"
 
-// Each gives the id and takes the timer, or gives 0. May throw std::bad_alloc, with nothing done.
+// Each takes the timer and returns its id, or returns 0. May throw std::bad_alloc, with no effect.
 uintptr_t QvStartTimerThread(QvTimerPointer& timer); // traces its failure
 uintptr_t QvSetMultimediaTimer(QvTimerPointer& timer, UINT resolution);
 uintptr_t QvSetMessageTimer(QvTimerPointer& timer);
 
-// One firing of a multimedia or message timer. True if the timer has ended and no callback of it is
-// under way any more: the system's timer and the record are then to be removed.
+// One firing of a multimedia or message timer. True if the timer has ended and none of its
+// callbacks is running: the system's timer and the record must then be removed.
 bool QvFireTimer(QvTimer& timer);
-// Takes the timer out of the table, frees it and lets go those who wait for it.
+// Removes the timer from the table, frees it and releases its waiters.
 void QvRemoveTimer(QvTimer* timer);
 
-// Waits for the last steps of a timer thread that has ended, if there is one: its code may go
-// afterwards. Not for an entry that the system's loader calls with its lock held.
+// Waits for the last steps of a timer thread that has ended, if there is one: afterwards its code
+// may be unmapped. Not for an entry that the system's loader calls with its lock held.
 void QvJoinEndedTimerThread();
 
-// The same for the last call of a multimedia timer: it returns through the library's code after it
-// has let go those who wait for the timer's end. Does nothing while multimedia timers live, as when
-// a process ends: their calls may take as long as they like, and one of them may be the caller.
+// The same for the last call of a multimedia timer, which still returns through the library's code
+// after it has released the timer's waiters. Does nothing while multimedia timers exist, as at the
+// end of a process: their calls may take any time, and one of them may be the caller.
 void QvAwaitLastMultimediaCall();

@@ -22,7 +22,8 @@ QvTimers& Table()
     return *std::launder(reinterpret_cast<QvTimers*>(s_table));
 }
 
-// For the flags of all timers; stands alone. They are raised once in a timer's life.
+// For the flags of all timers; no other lock is taken under it. A flag is raised once in a timer's
+// life.
 pthread_mutex_t s_flagMutex = PTHREAD_MUTEX_INITIALIZER;
 pthread_cond_t s_flagRaised = PTHREAD_COND_INITIALIZER;
 
@@ -49,7 +50,7 @@ CallMark::~CallMark()
     t_pCall = outer;
 }
 
-// Needs gs_TimerLock. Never 0, which means failure to those who set timers.
+// Needs gs_TimerLock. Never 0, which means failure to the callers that set timers.
 unsigned int NextId()
 {
     unsigned int id;
@@ -59,7 +60,7 @@ unsigned int NextId()
     return id;
 }
 
-// A child has none of its parent's timers. Their ids count as given.
+// A child has none of its parent's timers, but their ids count as used.
 void RenewInChild()
 {
     QvLeaveToParent(gs_TimerLock);
@@ -75,7 +76,7 @@ const QvAtFork s_atFork(QvForkStep::timers, {nullptr, nullptr, RenewInChild});
 
 } // namespace
 
-// Takes the lock once, so that it is made, and taking it later can't fail.
+// Takes the lock once, which creates it, so that taking it later can't fail.
 QvTimerMap::QvTimerMap()
 {
     const QvTimerGuard guard;

@@ -1,8 +1,8 @@
-// The live timers, and what the kinds of timers share: publication, calling, the end.
+// The timers that exist, and what their kinds share: publishing, calling, ending.
 //
-// A timer's record is made by the thread that sets the timer, handed over as the timer is
-// published, and freed by the code that runs the timer. The system may let a timer loose before it
-// is published; it is then held back until it is.
+// The thread that sets a timer creates its record. Publishing hands the record over to the code
+// that runs the timer, which frees it. The system may fire a timer before it is published; the
+// callback then waits.
 #pragma once
 
 #include <atomic>
@@ -13,8 +13,9 @@
 
 inline constexpr const char* timer_source_name = "src\\w32_system\\timer\\timer";
 
-// Guards the table, the next id and what is said to be; stands alone (but for the system's own
-// locks) and is held for short table work only. Usable from load on, never destroyed.
+// Guards the table, the next id and all fields whose comments name it. Independent of other locks
+// (except the system's own) and held only for short work on the table. Usable from load on, never
+// destroyed.
 extern pthread_mutexCS_t gs_TimerLock;
 
 class QvTimerGuard
@@ -26,7 +27,7 @@ public:
     ~QvTimerGuard() { pthread_mutexCS_unlock(&gs_TimerLock); }
 };
 
-// What a timer shares with those who wait for its end; it goes with the last of them.
+// Shared by a timer and the threads that wait for its end; the last of them frees it.
 struct QvTimerEnd
 {
     QvTimerEnd() = default;
@@ -39,8 +40,8 @@ struct QvTimerEnd
     }
 
     HANDLE hEvent = nullptr;           // kind 2; set before the timer is published
-    bool bJoining = false;             // kind 1: a waiter has taken on the join; gs_TimerLock
-    std::atomic<bool> bJoined = false; // kind 1: and has done it
+    bool bJoining = false;             // kind 1: a waiter will join the thread; gs_TimerLock
+    std::atomic<bool> bJoined = false; // kind 1: the waiter has joined it
 };
 
 struct QvTimer : QvTimerRecord
@@ -51,8 +52,8 @@ struct QvTimer : QvTimerRecord
     std::shared_ptr<QvTimerEnd> pEnd; // gs_TimerLock, once the timer is published
     std::atomic<bool> bPublished = false;
 
-    // Of a timer that fires, on the thread that it fires on.
-    int32_t iDepth = 0;  // callbacks under way: one that pumps messages may meet its own timer
+    // For a timer that fires; used only on the thread that it fires on.
+    int32_t iDepth = 0;  // callbacks running: one that pumps messages may be called again
     bool bEnded = false; // no further calls
 };
 
@@ -60,46 +61,46 @@ using QvTimerPointer = std::unique_ptr<QvTimer>;
 using QvTimers = std::map<uint64_t, QvTimerRecord*>;
 using QvTimerNode = QvTimers::node_type;
 
-// The object behind gs_TimerHandleMap builds the table. Its tear-down leaves it alone: an empty
-// table holds no memory, and a timer that runs on while the process ends is still in it for those
-// who wait.
+// The type of gs_TimerHandleMap, which builds the table. The tear-down does not destroy the
+// table: an empty one holds no memory, and waiters still find a timer that runs while the process
+// ends.
 struct QvTimerMap
 {
     QvTimerMap();
 };
 
-// An entry of the table for the timer, so that nothing can fail once the system has the timer. May
-// throw std::bad_alloc.
+// Creates the table entry for a timer beforehand, so that nothing can fail once the system has the
+// timer. May throw std::bad_alloc.
 QvTimerNode QvMakeTimerNode(QvTimer& timer);
 
-// Enters the timer under the next id, lets it fire, and gives the id. From here on the timer
+// Enters the timer under the next id, allows it to fire, and returns the id. From here on the timer
 // belongs to the code that runs it.
 uintptr_t QvPublishTimer(QvTimerPointer timer, QvTimerNode node);
 
-// These need gs_TimerLock. The timer of an id, null if none lives.
+// These need gs_TimerLock. Returns the timer with an id, or null.
 QvTimer* QvFindTimer(uint64_t id);
 bool QvHasTimers(int32_t kind);
-// True for an id that has been given to a timer of kinds 1 and 2.
+// True for an id that a timer of kinds 1 and 2 has had.
 bool QvWasTimerId(uint64_t id);
 // Enters the timer under its id.
 void QvEnterTimer(QvTimerNode node, uint64_t id);
-// Takes the timer out of the table.
+// Removes the timer from the table.
 void QvTakeOutTimer(QvTimer& timer);
 
 bool QvIsTimerStopped(QvTimer& timer);
 void QvStopTimer(QvTimer& timer);
 
-// Waits until another thread has raised the flag. The one that raises it touches the flag's memory
-// no more once the other can see it.
+// Waits until another thread has raised the flag. The raising thread doesn't touch the flag's
+// memory after the waiter can see the flag.
 void QvAwaitTimerFlag(const std::atomic<bool>& flag);
 void QvRaiseTimerFlag(std::atomic<bool>& flag);
 
-// Calls the callback, and gives what it gave.
+// Calls the callback and returns its result.
 int QvCallTimer(QvTimer& timer);
-// The timer whose callback the calling thread runs, the innermost one; null if none.
+// The innermost timer whose callback the calling thread runs; null if none.
 const QvTimer* QvCurrentTimer();
-// Whether the thread is in the callback of this timer, at any depth.
+// Whether the calling thread is in a callback of this timer, at any depth.
 bool QvIsInTimerCallback(uint64_t id);
 
-// The interval in whole milliseconds, as the system's timers take it.
+// The interval in whole milliseconds, for the system's timers.
 UINT QvTimerMilliseconds(const QvTimer& timer);

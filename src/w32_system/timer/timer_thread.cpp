@@ -1,9 +1,9 @@
 // Timers with a thread of their own.
 //
-// Such a thread is joined, always and once, so that when a wait is over the thread has gone, and
-// none is left behind. The first who waits for the timer takes on the join. With nobody waiting the
-// ending thread leaves itself to the next one that ends, and joins the one that was left to it: at
-// any time one at most is kept.
+// Each such thread is joined exactly once, so that after a wait the thread has ended, and none
+// remains. The first waiter joins it. Without a waiter, the ending thread stores itself to be
+// joined by the next thread that ends, and joins the one stored before: at most one is stored at
+// any time.
 #include "timer_routes.h"
 
 #include <cerrno>
@@ -24,7 +24,7 @@ std::optional<pthread_t> s_lastEnded; // gs_TimerLock
 
 const QvAtFork s_atFork(QvForkStep::timer_threads, {nullptr, nullptr, [] { s_lastEnded.reset(); }});
 
-// The first tick behind now on the timer's grid.
+// The first tick after now on the timer's grid.
 double NextTick(double next, double now, double interval)
 {
     return interval > 0.0 ? next + (std::trunc((now - next) / interval) + 1.0) * interval : now;
@@ -46,7 +46,8 @@ void Run(QvTimer& timer)
             QV_Sleep(next - now, mode);
         if (QvCallTimer(timer) == 0 || QvForkCount() != forks)
             break;
-        // From the tick before and not from now: the rate doesn't drift with the callback's length.
+        // Counted from the previous tick, not from now, so that the callback's duration causes no
+        // drift.
         next += interval;
         now = QV_GetTimeCounter();
         if (drops_missed && now > next)
@@ -56,7 +57,7 @@ void Run(QvTimer& timer)
     }
 }
 
-// The end of the timer, also if its callback ends the thread.
+// Ends the timer, even if its callback ends the thread.
 struct Ending
 {
     explicit Ending(QvTimer* ended) : timer(ended) {}
@@ -70,7 +71,7 @@ struct Ending
 
 Ending::~Ending()
 {
-    if (QvForkCount() != forks) // the child of a callback, which is its only thread
+    if (QvForkCount() != forks) // in the child of a callback, which is the child's only thread
     {
         QvLeaveToParent(timer.release());
         return;
@@ -86,7 +87,7 @@ Ending::~Ending()
             s_lastEnded = pthread_self();
         }
         else if (!timer->pEnd->bJoining)
-            pthread_detach(pthread_self()); // no other comes any more: the process ends
+            pthread_detach(pthread_self()); // no other thread will join it: the process ends
     }
     timer.reset();
     if (other)

@@ -19,7 +19,7 @@ void WaitForEvent(const QvTimerEnd& end)
     DiagOutputExW(L"Cannot wait for time, its waitable object failed to be initialized.");
 }
 
-// One waiter joins the thread, and the others wait for that.
+// One waiter joins the thread; the others wait until it has done so.
 void WaitForThread(QvTimerEnd& end, pthread_t thread, bool joins)
 {
     if (!joins)

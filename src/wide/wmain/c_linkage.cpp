@@ -1,4 +1,4 @@
-// The last: a program without any wmain is told that it has no "wmain()".
+// The last form: for a program without any wmain, the linker reports a missing "wmain()".
 #include "wmain/wmain.h"
 
 int plinth_wide_c_wmain(int /*count*/, wchar_t** /*words*/)

@@ -1,6 +1,6 @@
-// wmain as a program's entry: the arguments are its own, from UTF-8. A program that has a main of
-// its own, or is none, never takes this file out of the archive; nor do these that follow, one for
-// each way to declare wmain, if the program's is the one before.
+// wmain as a program's entry: its arguments are converted from UTF-8. The linker takes this file
+// from the archive only if a program has no main. The files that it needs next, one for each way to
+// declare wmain, are taken only if the program has none of the ways before.
 #include "wmain/wmain.h"
 
 #include <memory>
@@ -12,8 +12,8 @@
 namespace
 {
 
-// Arguments and environment stay until the end of the process, as what they are made from. A leak
-// checker finds them here.
+// Arguments and environment are kept until the end of the process, like the texts that they are
+// converted from. A leak checker finds them here.
 std::vector<wchar_t*>* g_arguments = nullptr;
 std::vector<wchar_t*>* g_environment = nullptr;
 
@@ -34,7 +34,7 @@ wchar_t** widened(char** words, std::vector<wchar_t*>*& kept)
 
 } // namespace
 
-// Not "int main" in C++ words, which no program may call or define twice.
+// Not written as "int main" in C++, because a program must not call or define that twice.
 extern "C" int plinth_wide_main(int count, char** words, char** environment) __asm__("main");
 int plinth_wide_main(int count, char** words, char** environment)
 {

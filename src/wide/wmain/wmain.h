@@ -1,4 +1,4 @@
-// The ways to declare a program's wmain. Each file here makes one of another.
+// The ways to declare a program's wmain. Each file here defines one by calling another.
 #pragma once
 
 int wmain();

@@ -1,4 +1,4 @@
-// Capture of the debug string channel into a callback.
+// Captures the texts of the debug string channel and passes them to a callback.
 #include <new>
 
 #include "debugging/debugwnd/debug_framework.h"
@@ -11,7 +11,7 @@ public:
     {
         StartThreads(qv_capture_source);
     }
-    // The threads call AddItem: they end while this object is still whole.
+    // The threads call AddItem, so they end while this object is still complete.
     ~CQvDbgCapt() override { StopThreads(); }
 
     void AddItem(const wchar_t* text) override

@@ -1,5 +1,5 @@
-// The objects of the debug string channel, as a listener makes them. A step that fails leaves the
-// rest undone; the destructor takes down what there is.
+// Creates the objects of the debug string channel for a listener. After a step that fails, the rest
+// is not done; the destructor closes the existing objects.
 #include <windows.h>
 
 #include "debug_framework.h"
@@ -10,7 +10,7 @@ namespace
 
 constexpr DWORD buffer_size = 4096;
 
-// Reports a step that failed. The result is false, for the caller to stop with.
+// Reports a failed step. Always returns false, so that the caller stops.
 bool Failed(const wchar_t* expression, const wchar_t* message, int line)
 {
     DiagAssertW(0, expression, message, qv_debugwnd_source, line);
@@ -25,7 +25,7 @@ bool MakeSecurity(COutDbgStringSync& sync)
     if (!InitializeSecurityDescriptor(&sync.m_sd, SECURITY_DESCRIPTOR_REVISION))
         return Failed(L"!InitializeSecurityDescriptor(&m_sd, SECURITY_DESCRIPTOR_REVISION)",
                       L"Unable to initialize Security Descriptor", __LINE__);
-    // No list at all: any process may write.
+    // Without an access list, any process may write.
     if (!SetSecurityDescriptorDacl(&sync.m_sd, TRUE, nullptr, FALSE))
         return Failed(L"!SetSecurityDescriptorDacl(&m_sd, TRUE, (PACL)NULL, FALSE)",
                       L"Unable to set Security Descriptor", __LINE__);
@@ -42,8 +42,8 @@ bool MakeEvents(COutDbgStringSync& sync, bool quiet)
                       L"Unable to create synchronization object DBWIN_BUFFER_READY", __LINE__);
     if (error == ERROR_ALREADY_EXISTS)
     {
-        // Let go at once: the event is that of the other listener, for whose life it must not be
-        // signalled by anybody else, and which it must not outlive.
+        // Closed at once: the event belongs to the other listener. Only that listener may signal
+        // it, and it must not exist longer than that listener.
         CloseHandle(sync.m_eventDBWIN_BUFFER_READY);
         sync.m_eventDBWIN_BUFFER_READY = nullptr;
         if (!quiet)
@@ -82,8 +82,9 @@ COutDbgStringSync::COutDbgStringSync(bool bQuiet)
 
 COutDbgStringSync::~COutDbgStringSync()
 {
-    // A writer may have come back since the listener's thread let the last one go. It holds the
-    // event while it waits, so it would not see the objects go, and would wait out its patience.
+    // A writer may have returned since the listener's thread released the last one. It keeps the
+    // event open while it waits, so it would not notice that the objects are closed, and would wait
+    // until its limit.
     if (m_bValid)
         SetEvent(m_eventDBWIN_BUFFER_READY);
     if (m_eventDBWIN_BUFFER_READY)

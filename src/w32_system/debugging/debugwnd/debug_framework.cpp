@@ -1,7 +1,7 @@
 // The two threads at the receiving end of the debug string channel.
 //
-// The listener copies a text and gives the channel back, nothing else: every process that writes
-// waits for it. What is slow stands behind the cache, on the adder.
+// The listener only copies a text and frees the channel, because every writing process waits for
+// it. The slow work is done by the adder, after the cache.
 #include <utility>
 
 #include <windows.h>
@@ -14,14 +14,14 @@
 namespace
 {
 
-constexpr DWORD poll_interval = 200; // ms between the adder's looks at an empty cache
-constexpr DWORD thread_limit = 3000; // ms that a thread has to end by itself
-constexpr size_t text_offset = 4;    // of the text in the channel's buffer, behind the process id
+constexpr DWORD poll_interval = 200; // ms between two checks of an empty cache by the adder
+constexpr DWORD thread_limit = 3000; // ms that a thread gets to end by itself
+constexpr size_t text_offset = 4;    // of the text in the channel's buffer, after the process id
 constexpr size_t wide_limit = 1024;  // characters of a text
 
 } // namespace
 
-// What the system runs, around the procedures of the interface.
+// The thread procedures that the system calls; they call the procedures of the interface.
 struct QvFrameworkThreads
 {
     static unsigned __stdcall Listen(void* framework)
@@ -110,13 +110,14 @@ unsigned int CDebugFramework::listener_thread_proc(void* pThis)
                             __LINE__);
                 break;
             }
-            // Copied and counted before the buffer is given back. A text without memory is lost.
+            // Copied and counted before the buffer is freed. A text is lost if there is no memory
+            // for it.
             if (self.m_Cache.PushBack(static_cast<char*>(sync.m_SharedMem) + text_offset) == QV_OK)
                 ++self.m_lPending;
             SetEvent(sync.m_eventDBWIN_BUFFER_READY);
         }
     }
-    // So that no writer stays blocked.
+    // Otherwise a writer could stay blocked.
     if (sync.m_eventDBWIN_BUFFER_READY)
         SetEvent(sync.m_eventDBWIN_BUFFER_READY);
     return 0;
@@ -137,6 +138,6 @@ unsigned int CDebugFramework::adder_thread_proc(void* pThis)
         self.m_Cache.PopFrontW(text);
         self.AddItem(text);
         if (QvForkCount() != forks)
-            return 0; // the child of a callback
+            return 0; // in the child of a callback
     }
 }

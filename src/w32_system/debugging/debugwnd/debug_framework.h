@@ -1,11 +1,11 @@
-// What the sources of the debug framework share.
+// Shared by the sources of the debug framework.
 #pragma once
 
 #include <memory>
 
 #include "plinth_w32_system.h"
 
-// The frameworks that live, for a fork.
+// The list of existing frameworks, for a fork.
 struct QvFrameworksAtFork
 {
     static void Enter(CDebugFramework& framework); // may throw std::bad_alloc
@@ -13,7 +13,7 @@ struct QvFrameworksAtFork
     static void Renew();
 };
 
-// The owner of the framework that DiagOutputWnd makes. It has no lock.
+// The owner of the framework that DiagOutputWnd creates. No lock guards it.
 std::unique_ptr<CDebugFramework>& QvDebugFramework();
 
 inline constexpr const char* qv_debugwnd_source = "src\\w32_system\\debugging\\debugwnd";

@@ -17,16 +17,16 @@ constexpr UINT close_message = WM_USER + 1;
 constexpr size_t columns_limit = 256; // characters of all headings
 constexpr size_t row_limit = 2048;    // characters of a row, and of a cell, terminator included
 constexpr const wchar_t* headings = L"#\t1\t2\t3\t4\t5\t6\t7";
-constexpr int number_width = 50; // pixels, of the column "#"
+constexpr int number_width = 50; // pixels, for the column "#"
 constexpr int column_width = 100;
-constexpr int added_width = 150; // of a column that a row adds
+constexpr int added_width = 150; // for a column that a row adds
 constexpr DWORD frame_style = WS_POPUP | WS_OVERLAPPEDWINDOW;
 constexpr DWORD list_style = WS_CHILD | WS_VISIBLE | LVS_REPORT | LVS_EDITLABELS;
 static_assert(frame_style == 0x80CF0000 && list_style == 0x50000201);
 
-constinit std::atomic<bool> s_classRegistered{false}; // by a window's thread
+constinit std::atomic<bool> s_classRegistered{false}; // set by a window's thread
 
-// False if the window didn't answer in time.
+// False if the window didn't answer within the limit.
 bool Send(HWND window, UINT message, WPARAM wParam, const void* structure,
           DWORD_PTR* result = nullptr)
 {
@@ -53,7 +53,7 @@ CDebugWindow::CDebugWindow(HWND hParent, int nId)
       m_WndClass(debug_wnd_proc), m_Atom(0), m_hParent(hParent), m_hWnd(nullptr), m_hList(nullptr),
       m_UIThread(nullptr), m_uUIThreadId(0), m_UIThreadStage(0)
 {
-    // Without the event nobody could tell when the window is there.
+    // Without the event it would be unknown when the window exists.
     if (m_hReady)
         m_UIThread = QvStartThread(ui_thread_proc, this, m_uUIThreadId, m_UIThreadStage);
     if (!m_UIThread)
@@ -65,10 +65,10 @@ CDebugWindow::CDebugWindow(HWND hParent, int nId)
     AwaitWindow();
 }
 
-// A thread that can't begin any more never makes it.
+// A thread that can no longer begin never creates the window.
 void CDebugWindow::AwaitWindow()
 {
-    constexpr DWORD interval = 50; // ms between the looks at whether the library goes
+    constexpr DWORD interval = 50; // ms between two checks whether the library is being unloaded
     while (WaitForSingleObject(m_hReady, interval) == WAIT_TIMEOUT)
         if (QvIsDetaching() && QvRefuseThread(m_UIThreadStage))
             return;
@@ -79,7 +79,7 @@ CDebugWindow::~CDebugWindow()
     if (m_UIThread)
     {
         const HWND window = m_hWnd;
-        // The user may close it at this very moment: then it goes without being asked.
+        // The user may close the window at this moment; then the message fails, but nothing hangs.
         const bool hangs = window && !Send(window, close_message, 0, nullptr) && IsWindow(window);
         // The thread runs the library's code and uses this object until it has ended.
         QvEndThread(m_UIThread, m_UIThreadStage, hangs ? 0 : answer_limit, 1);
@@ -102,7 +102,7 @@ unsigned CDebugWindow::Run()
     SetEvent(m_hReady);
     MSG message = {};
     if (!m_hWnd)
-        return 0; // nothing would ever end the loop
+        return 0; // the message loop would never end
     for (BOOL more = GetMessageW(&message, nullptr, 0, 0); more != 0 && more != -1;
          more = GetMessageW(&message, nullptr, 0, 0))
     {
@@ -146,7 +146,7 @@ LRESULT CALLBACK CDebugWindow::debug_wnd_proc(HWND hWnd, UINT uMsg, WPARAM wPara
             reinterpret_cast<LONG_PTR>(reinterpret_cast<CREATESTRUCTW*>(lParam)->lpCreateParams));
         return 0;
     case WM_DESTROY:
-        if (self) // it may go along with its parent, without having been asked to close
+        if (self) // destroyed with its parent, without a request to close
             self->m_hWnd = nullptr;
         PostQuitMessage(0);
         return 1;
@@ -173,7 +173,7 @@ void CDebugWindow::SetId(int nId)
     m_nId = nId;
     wchar_t title[64];
     MakeTitle(title, nId);
-    // What SetWindowTextW does, with a limit.
+    // The same as SetWindowTextW, with a limit.
     if (const HWND window = m_hWnd)
         Send(window, WM_SETTEXT, 0, title);
 }
@@ -217,7 +217,7 @@ void CDebugWindow::AppendColumn()
     ++m_nColumns;
 }
 
-// Gives the row for the further cells: column 0 makes it.
+// Returns the row for the other cells: column 0 creates it.
 int CDebugWindow::SetCell(int row, int column, const wchar_t* text)
 {
     LVITEMW item = {};
@@ -257,7 +257,7 @@ void CDebugWindow::AddRow(const wchar_t* text)
         if (*from == L'\0')
             break;
     }
-    // UpdateWindow has no limit: it waits only for a window that has just answered.
+    // UpdateWindow has no limit, so call it only for a window that has just answered.
     if (Send(m_hList, LVM_ENSUREVISIBLE, static_cast<WPARAM>(m_nRows), nullptr))
         UpdateWindow(window);
     ++m_nRows;

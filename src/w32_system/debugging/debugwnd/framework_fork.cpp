@@ -1,5 +1,6 @@
-// Debug frameworks and forks: the threads and the objects of the channel are the parent's. A child
-// lets its copies of the objects go at once: a listener lives as long as somebody holds them.
+// Debug frameworks and forks: the threads and the channel's objects belong to the parent. A child
+// closes its copies of the objects at once, because a listener exists as long as a process holds
+// them.
 #include <new>
 
 #include <windows.h>
@@ -19,7 +20,7 @@ struct Entry
     Entry* next;
 };
 
-pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER; // guards the list; no other lock is taken
+pthread_mutex_t s_lock = PTHREAD_MUTEX_INITIALIZER; // guards the list; no lock is taken under it
 Entry* s_first = nullptr;
 
 const QvAtFork s_atFork(QvForkStep::debug_frameworks,
@@ -76,7 +77,7 @@ void CDebugFramework::Renew()
     LetGo(m_Sync.m_SharedFile);
     m_Sync.m_bValid = false;
     m_lPending = 0;
-    // The threads may have been at these.
+    // The parent's threads may have been changing these.
     ::new (static_cast<void*>(&m_Cache)) CSyncCache;
     ::new (static_cast<void*>(&m_Windows)) std::map<int32_t, CDebugWindow*>;
 }

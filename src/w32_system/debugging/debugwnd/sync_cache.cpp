@@ -72,7 +72,7 @@ int CSyncCache::PopFrontW(wchar_t* dst)
     const QvSectionGuard lock(m_Lock);
     if (m_Items.empty())
         return QV_ERR_FAILED;
-    // The conversion needs a terminated text, and so does whoever gets it.
+    // The conversion and the caller need a terminated text.
     char text[text_limit + 1];
     std::memcpy(text, m_Items.front().m_szText, text_limit);
     text[text_limit] = '\0';

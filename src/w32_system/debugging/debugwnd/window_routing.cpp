@@ -1,5 +1,5 @@
-// The debug framework with windows: which text goes into which, and the one framework that the
-// library keeps.
+// The debug framework with windows: selects the window for each text, and owns the one framework
+// that the library keeps.
 #include <memory>
 #include <new>
 
@@ -16,7 +16,7 @@
 namespace
 {
 
-constexpr size_t text_limit = 2048; // characters, as a row has
+constexpr size_t text_limit = 2048; // characters, the same as for a row
 
 // The text without its tag.
 void WithoutTag(const wchar_t* text, const QvWindowTag& tag, wchar_t (&shown)[text_limit])
@@ -54,7 +54,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    // The map stays as it was; who needs the window finds it missing.
+    // The map is unchanged; code that needs the window finds it missing.
 }
 
 void CDebugFramework::AddItem(const wchar_t* text)
@@ -65,7 +65,7 @@ void CDebugFramework::AddItem(const wchar_t* text)
     auto found = m_Windows.find(tag.id);
     if (found == m_Windows.end() && m_bFirstItem && !m_Windows.empty())
     {
-        // Nothing was shown yet: the first window is for whoever comes first.
+        // Nothing has been shown yet: the first identifier uses the first window.
         auto first = m_Windows.extract(m_Windows.begin());
         first.key() = tag.id;
         first.mapped()->SetId(tag.id);
@@ -95,10 +95,10 @@ try
     std::unique_ptr<CDebugFramework>& framework = QvDebugFramework();
     if (framework && !recreate)
         return;
-    framework.reset(); // first: the channel has room for one listener
+    framework.reset(); // first, because the channel has room for one listener
     framework = std::make_unique<CDebugFramework>(parent);
 }
 catch (const std::bad_alloc&)
 {
-    // There is no framework then; the next call tries again.
+    // There is no framework now; the next call tries again.
 }

@@ -1,7 +1,7 @@
 // The measurement of a block's time.
 //
-// It sits with the log for its users, and knows nothing of it: its record takes the way of all
-// trace records.
+// It is in the log's folder because its users look for it there, but it doesn't use the log: its
+// record is an ordinary trace record.
 #include <cstdio>
 #include <cwchar>
 #include <new>
@@ -34,7 +34,7 @@ wchar_t* CopyName(const wchar_t* name)
 
 } // namespace
 
-// The tick is read after the copying, which is not to be measured.
+// The tick is read after the name was copied, so that the copying is not measured.
 CQvTraceExecutionTime::CQvTraceExecutionTime(const wchar_t* name, int level)
     : m_uStartTime(0), m_iLevel(level), m_pwsName(CopyName(name))
 {

@@ -25,14 +25,14 @@ CQvLogFile* CQvLogFile::m_pSingleton = nullptr;
 namespace
 {
 
-constexpr size_t stack_copy_limit = 1008; // bytes of a message's byte copy that need no allocation
+constexpr size_t stack_copy_limit = 1008; // bytes of a narrow copy that need no allocation
 constexpr const wchar_t* header_text = L"Log session started.\r\n";
 
-// Set when the lock has gone for good: what still runs then must leave the instance alone.
+// Set when the lock is destroyed for good: later calls must not touch the instance.
 std::atomic<bool> s_ended{false};
 
-// Once in each second in which records are written. The seconds of the wall clock are the cheapest
-// that there are, and setting it only makes one more look. Needs m_classLock.
+// True once in each second in which records are written. The seconds of the wall clock are the
+// cheapest to read; setting that clock causes at most one additional check. Needs m_classLock.
 bool IsTimeToLook()
 {
     static __time64_t s_looked = 0;
@@ -50,8 +50,9 @@ size_t MessageLimit(const wchar_t* message)
     return limit < 0 ? wcslen(message) + 1 : static_cast<size_t>(limit);
 }
 
-// A fork waits for the log's lock, but not for long: its holder may wait for another process. A
-// child without it starts with an instance of its own; the parent's stays open and unused.
+// A fork waits for the log's lock only a short time, because its holder may wait for another
+// process. Without the lock, the child starts with an instance of its own; the parent's stays open
+// and unused.
 bool s_takenAtFork = false;
 
 void TakeAtFork()
@@ -84,10 +85,10 @@ void RenewInChild()
 
 const QvAtFork s_atFork(QvForkStep::log, {TakeAtFork, ReleaseAtFork, RenewInChild});
 
-// Keeps the low byte of each character. In blocks of a fixed size, which the compiler turns into
-// few instructions: with the end known beforehand, QV_Log of 100 characters costs 55 ns above its
-// bare write, and was 74 with one character at a time (log/QV_Log of the benchmarks). True if one
-// of them is zero.
+// Keeps the low byte of each character. Works in blocks of a fixed size, which the compiler turns
+// into few instructions, and with a known end. So QV_Log of 100 characters costs 55 ns more than
+// its bare write, rather than 74 with one character at a time (log/QV_Log of the benchmarks). True
+// if one of the bytes is zero.
 bool TakeLowBytes(char* bytes, const wchar_t* text, size_t length)
 {
     constexpr size_t block_size = 16;
@@ -126,8 +127,9 @@ void CQvLogFile::Initialize()
 void CQvLogFile::Uninitialize()
 {
     s_ended = true;
-    // Whoever is writing now gets to its end first. Not for ever: a thread that was ended in the
-    // middle, as the system does with all others before a process detach, holds the lock for good.
+    // First wait for a thread that is writing now. Not for ever: if a thread was terminated while
+    // it wrote, as the system does with all other threads before a process detach, the lock stays
+    // held.
     constexpr int attempts = 100;
     for (int attempt = 0; attempt < attempts; ++attempt, Sleep(1))
         if (pthread_mutexCS_trylock(&m_classLock) != EBUSY)
@@ -178,8 +180,8 @@ CQvLogFile::CQvLogFile()
     m_bOpen = true;
 }
 
-// Opens the file and writes the session header. Another process may give an empty file the other
-// form in between: the next number is then taken. The attempts are limited, as each can wait.
+// Opens the file and writes the session header. If another process has begun the empty file in the
+// other form, tries the next number. The attempts are limited, because each can wait.
 bool CQvLogFile::OpenAndBegin(const wchar_t* folder, const QvLogDate& date)
 {
     constexpr int attempts = 32;
@@ -223,7 +225,7 @@ CQvLogFile& CQvLogFile::operator=(const CQvLogFile& other)
     return *this;
 }
 
-// Stamp and text go out as one append: two would let a record of another process in between.
+// Stamp and text are one append: between two, another process could write a record.
 int CQvLogFile::WriteSessionHeader(uint64_t deadline)
 {
     wchar_t header[qv_stamp_limit + 32] = L"";
@@ -266,7 +268,7 @@ int CQvLogFile::WriteLocked(const wchar_t* message, size_t limit)
     }
     uint64_t written = 0;
     const QvLogTarget log = {m_hFile, m_wsLogFilename};
-    // With no byte written yet, the session header wasn't either, and this is the first.
+    // If no byte has been written, the session header is missing too: this record is the first.
     const int status =
         m_uBytesWritten != 0
             ? QvAppendRecord(log, record, written)
@@ -275,8 +277,8 @@ int CQvLogFile::WriteLocked(const wchar_t* message, size_t limit)
     return status;
 }
 
-// Writes the message through a new instance: the file of this one was removed or can't be written
-// any more. Needs m_classLock.
+// Writes the message through a new instance, because this one's file was removed or can no longer
+// be written. Needs m_classLock.
 int CQvLogFile::WriteAnew(const wchar_t* message, size_t limit)
 {
     DropLockedInstance();
@@ -384,7 +386,7 @@ int CQvLogFile::OpenLog(bool folder)
         if (const CQvLogFile* const instance = LockedInstance())
             wcscpy(path, instance->m_wsLogFilename);
     }
-    // Without a file of our own the last one of the folder is what there is to show.
+    // If we have no file of our own, show the last one in the folder.
     if (!path[0] || GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES)
     {
         QvLogSearch search(directory);

@@ -16,7 +16,7 @@ bool IsSameFile(const BY_HANDLE_FILE_INFORMATION& a, const BY_HANDLE_FILE_INFORM
            a.nFileIndexHigh == b.nFileIndexHigh && a.nFileIndexLow == b.nFileIndexLow;
 }
 
-// Whether the open files are one.
+// Whether both open files are the same file.
 bool IsSameFile(QvFile a, QvFile b)
 {
     BY_HANDLE_FILE_INFORMATION first;
@@ -45,9 +45,9 @@ bool HasBytes(QvFile file, uint64_t position, const void* bytes, uint64_t size)
     return true;
 }
 
-// Cuts off the first bytes of a record if they are the last ones of the file: written by this
-// handle, with nothing after them. Needs the gate. Cutting takes the right to write, which the
-// log's own handle has not.
+// Removes the first bytes of a record if they are the end of the file: written by this handle, with
+// nothing after them. Needs the gate. Cutting needs the right to write, which the log's own handle
+// doesn't have.
 bool TakeBack(const QvLogTarget& log, const void* bytes, uint64_t size)
 {
     uint64_t end = 0;
@@ -68,7 +68,7 @@ bool TakeBack(const QvLogTarget& log, const void* bytes, uint64_t size)
     return cut;
 }
 
-// Writes the first bytes of a file that was empty just now.
+// Writes the first bytes of a file that was just found empty.
 int BeginFile(const QvLogTarget& log, const QvRecord& record, ULONGLONG deadline, uint64_t& written)
 {
     const QvFormGate gate(log.file, deadline);
@@ -112,7 +112,7 @@ int QvAppendFirst(const QvLogTarget& log, const QvRecord& record, ULONGLONG dead
                   uint64_t& written)
 {
     written = 0;
-    // What has content keeps its form: no gate is needed.
+    // A file with content keeps its form, so no gate is needed.
     const QvLogForm found = QvFormOf(log.file);
     if (found == QvLogForm::empty)
         return BeginFile(log, record, deadline, written);

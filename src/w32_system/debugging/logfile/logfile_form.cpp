@@ -20,7 +20,7 @@ QvLogForm QvFormOf(QvFile file)
     return got == 2 && mark[0] == 0xFF && mark[1] == 0xFE ? QvLogForm::unicode : QvLogForm::ansi;
 }
 
-// A lock fails at once, so it is asked for again and again.
+// A lock request fails at once, so it is repeated.
 QvFormGate::QvFormGate(QvFile file, ULONGLONG deadline) : m_file(file)
 {
     for (;;)

@@ -1,8 +1,8 @@
-// The form of a log file, ANSI or UTF-16, and the gate under which it is fixed.
+// The form of a log file, ANSI or UTF-16, and the gate for fixing it.
 //
-// Several processes may find the same empty file, of which each wants its own form. The first bytes
-// fix the form, so whoever finds a file empty looks again, and writes its first bytes, under a gate
-// that all of them use.
+// Several processes may find the same empty file, and may want different forms. The first bytes fix
+// the form. So a process that finds a file empty takes a gate that all processes use; under the
+// gate it checks the file again, and writes its first bytes.
 #pragma once
 
 #include <cstdint>
@@ -16,10 +16,10 @@ enum class QvLogForm
     empty,
     ansi,
     unicode,
-    unknown, // what a program wants whose resource names no form: no file with content has it
+    unknown, // wanted by a program whose resource names no form; matches no file with content
 };
 
-// By the first two bytes. Leaves the file's position anywhere.
+// Determined by the first two bytes. Changes the file's position.
 QvLogForm QvFormOf(QvFile file);
 
 // The form that the main executable's resource asked for when the log was last opened. Needs
@@ -32,18 +32,18 @@ inline bool QvMayAppend(QvLogForm wanted, QvLogForm found)
     return found == QvLogForm::empty || found == wanted;
 }
 
-inline constexpr DWORD qv_gate_patience = 1'000; // ms that a gate is waited for
+inline constexpr DWORD qv_gate_patience = 1'000; // ms; the longest wait for a gate
 
 // Holds the gate of a log file, between processes.
 class QvFormGate
 {
 public:
-    // Waits for it until GetTickCount64 has reached the deadline.
+    // Waits until GetTickCount64 has reached the deadline.
     QvFormGate(QvFile file, ULONGLONG deadline);
     QvFormGate(const QvFormGate&) = delete;
     QvFormGate& operator=(const QvFormGate&) = delete;
     ~QvFormGate();
-    // False: somebody else had it all the time. On a volume without locks everybody passes.
+    // False: another process held it all the time. On a volume without locks it is always true.
     bool Passed() const { return m_passed; }
 
 private:

@@ -1,8 +1,8 @@
-// What the sources of the log share.
+// Shared by the sources of the log.
 //
-// m_classLock is held from the moment at which an operation finds the instance until it has done
-// with it: other threads close, split and disable the log at any time. Helpers whose name says
-// "Locked", and the constructor, need it held.
+// m_classLock is held from the moment when an operation finds the instance until it no longer uses
+// it: other threads close, split and disable the log at any time. It must be held for the
+// constructor and for functions whose name contains "Locked".
 #pragma once
 
 #include <atomic>
@@ -24,28 +24,28 @@ inline constexpr const wchar_t* qv_value_days = L"MaxLogDays";
 inline constexpr const wchar_t* qv_value_megabytes = L"MaxLogMBytes";
 inline constexpr const wchar_t* qv_value_per_session = L"LogPerSession_4";
 
-// Holds m_classLock. Without a lock to be had (it could not be made) the log works all the same;
-// after the library's detach it doesn't.
+// Holds m_classLock. If the lock could not be created, the log works without it; after the
+// library's detach the log doesn't work.
 class QvLogLock : QvMutexGuard
 {
 public:
     QvLogLock() : QvMutexGuard(CQvLogFile::m_classLock) {}
 };
 
-// Traces the text of an execution time, from the log's source: records name that one.
+// Traces the text of an execution time. It is here because records show this source's name.
 void QvTraceExecutionTime(const wchar_t* text);
 
-// The exported words are read and written without a lock.
+// The exported variables are read and written without a lock.
 inline bool QvIsLogEnabled()
 {
     return std::atomic_ref(CQvLogFile::m_bLogEnabled).load(std::memory_order_relaxed);
 }
 
-// Writes the stamp that every record begins with, and gives its length; the buffer has
+// Writes the stamp at the beginning of each record, and returns its length; the buffer has
 // qv_stamp_limit characters. 0 and no change without a local time.
 size_t QvTimeStamp(wchar_t* buffer);
 
-// A date of the log's names.
+// The date in a log file's name.
 struct QvLogDate
 {
     int year;
@@ -53,11 +53,11 @@ struct QvLogDate
     int day;
 };
 
-// False if there is no local time.
+// False if the local time is unknown.
 bool QvLogToday(QvLogDate& today);
 
-// The number that a day's next or latest file has: the highest of those that are there, one more if
-// a new file is wanted and the day has any, 0 beyond 9999.
+// The number for a day's next or latest file: the highest existing one, plus one if a new file is
+// wanted and the day has any; 0 if that exceeds 9999.
 unsigned QvLogNumber(const wchar_t* folder, const QvLogDate& date, bool newFile);
 
 // folder + "qvapp_YYYY-MM-DD" + "_(NNNN)" + ".log"; the number is left out if it is 0. The buffer
@@ -83,13 +83,13 @@ private:
     bool m_hasBegun = false;
 };
 
-// Opens a log file for appending, making it if it is missing: each write is one atomic append, also
-// between processes. The status of QV_OpenFile.
+// Opens a log file for appending, and creates it if it is missing: each write is one atomic append,
+// also between processes. The status of QV_OpenFile.
 int QvOpenLogFile(const wchar_t* path, QvFile* file);
 
-// Removes the files of a folder that are more than so many days old. Folders stay.
+// Removes the files of a folder that are older than so many days. Folders stay.
 void QvRemoveOldLogs(const wchar_t* folder, uint32_t days);
 
 // Finds the folder's name in the bytes of a "SetupOptions.xml" and copies it, terminated. False if
-// it names none, or one that has no room.
+// there is no name, or if it does not fit.
 bool QvFindAppFolder(const void* bytes, size_t size, wchar_t* name, size_t limit);

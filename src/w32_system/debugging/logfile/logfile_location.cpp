@@ -1,5 +1,5 @@
-// Where the log lies and which form it has: resources of the main executable, and the installer's
-// file beside it.
+// Where the log is and which form it has: resources of the main executable, and the installer's
+// file in the same folder.
 #include <cstddef>
 #include <cstring>
 
@@ -43,7 +43,7 @@ public:
         if (m_module)
             FreeLibrary(m_module);
     }
-    const void* data() const { return m_data; } // null: there is none
+    const void* data() const { return m_data; } // null: the resource doesn't exist
     DWORD size() const { return m_size; }       // bytes
 
 private:
@@ -52,8 +52,8 @@ private:
     DWORD m_size = 0;
 };
 
-// Fills folder with the named folder below the common application data folder and makes it. A whole
-// that has no room leaves folder empty.
+// Sets folder to the path of the named folder below the common application data folder, and creates
+// it. If the path does not fit, folder is empty.
 void UseFolder(wchar_t* folder, const wchar_t* name)
 {
     constexpr const wchar_t* tail = L"\\Logfiles";

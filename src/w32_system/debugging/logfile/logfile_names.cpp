@@ -1,4 +1,4 @@
-// The names of log files, and which file a new instance takes.
+// The names of log files, and which file a new instance uses.
 #include <cstdio>
 #include <cstdlib>
 
@@ -96,7 +96,7 @@ const wchar_t* QvLogSearch::Next()
 
 int QvOpenLogFile(const wchar_t* path, QvFile* file)
 {
-    // The right to append without the right to write elsewhere is what makes each write an append.
+    // With the right to append but not to write elsewhere, the system makes each write an append.
     const HANDLE handle =
         CreateFileW(path, GENERIC_READ | FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
                     nullptr, OPEN_ALWAYS, open_attributes, nullptr);
@@ -106,8 +106,8 @@ int QvOpenLogFile(const wchar_t* path, QvFile* file)
     return QV_OK;
 }
 
-// Opens the file that this instance writes, m_wsLogFilename, into m_hFile: the first from number on
-// that is empty or has its form.
+// Opens the file that this instance writes, m_wsLogFilename, into m_hFile: beginning with number,
+// the first file that is empty or has the wanted form.
 bool CQvLogFile::OpenForDate(const wchar_t* folder, const QvLogDate& date, unsigned& number)
 {
     for (;; ++number)
@@ -117,7 +117,7 @@ bool CQvLogFile::OpenForDate(const wchar_t* folder, const QvLogDate& date, unsig
             return false;
         if (QvMayAppend(QvWantedForm(), QvFormOf(m_hFile)))
             return true;
-        // A file is never of mixed form: leave it as it is and go on to the next number.
+        // A file never has mixed forms: leave this one unchanged and try the next number.
         QV_CloseFile(m_hFile);
     }
 }

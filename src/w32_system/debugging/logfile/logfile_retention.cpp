@@ -18,8 +18,8 @@ constexpr size_t day_start = 14;
 
 constexpr uint32_t seconds_per_day = 86'400;
 
-// The age in seconds of the date in a file's name. The time of day is the present one, so it comes
-// out in whole days; only the name counts.
+// The age in seconds of the date in a file's name; only the name counts. The current time of day is
+// used for that date, so the age is in whole days.
 double AgeOf(const wchar_t* name, __time64_t now, const struct tm& local)
 {
     struct tm date = local;
@@ -38,11 +38,11 @@ void QvRemoveOldLogs(const wchar_t* folder, uint32_t days)
     if (!found)
         return;
     const struct tm local = *found;
-    // Formed in 32 bits and taken as signed: a limit of very many days can come out as none.
+    // Calculated in 32 bits and used as signed: a limit of very many days can result in no limit.
     const auto limit = static_cast<int32_t>(days * seconds_per_day);
 
-    // The search returns the oldest names first, so the first file that is young enough ends it; so
-    // does one that can't be removed.
+    // The search returns the oldest names first, so the scan ends at the first file that is young
+    // enough, or that can't be removed.
     QvLogSearch search(folder);
     while (const wchar_t* const name = search.Next())
     {

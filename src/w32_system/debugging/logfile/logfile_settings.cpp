@@ -100,7 +100,7 @@ int CQvLogFile::SetProperties(int maxLogMBytes, int maxLogDays)
         switch (StoreSetting(setting.name, setting.value))
         {
         case Stored::no_key:
-            break; // this limit is left out
+            break; // this limit is not changed
         case Stored::failed:
             return QV_ERR_SYSTEM;
         case Stored::yes:

@@ -1,11 +1,12 @@
-// How a running log moves on to a new file.
+// How a running log changes to a new file.
 #include <windows.h>
 
 #include <tchar.h>
 
 #include "logfile_internal.h"
 
-// Needs m_classLock: of two threads that see the limit exceeded, the second finds the new instance.
+// Needs m_classLock. If two threads see that the limit is exceeded, the second finds the new
+// instance.
 int CQvLogFile::SplitFile(CQvLogFile* instance)
 {
     QvLogDate today;
@@ -17,7 +18,7 @@ int CQvLogFile::SplitFile(CQvLogFile* instance)
     if (wchar_t* const last = wcsrchr(folder, L'\\'))
         last[1] = L'\0';
 
-    // The next file is made first: if that can't be, the old one goes on.
+    // The next file is created first: if that fails, the old one stays in use.
     wchar_t path[sizeof instance->m_wsLogFilename / sizeof(wchar_t)];
     QvLogPath(path, folder, today, QvLogNumber(folder, today, true));
     QvFile file = nullptr;

@@ -6,7 +6,7 @@
 namespace
 {
 
-// Moves at behind the next occurrence of a text in 16-bit units up to end. False if there is none.
+// Moves at past the next occurrence of a text in 16-bit units before end. False if there is none.
 bool SkipBehind(const wchar_t*& at, const wchar_t* end, const wchar_t* text, size_t length)
 {
     for (; static_cast<size_t>(end - at) >= length; ++at)
@@ -20,7 +20,7 @@ bool SkipBehind(const wchar_t*& at, const wchar_t* end, const wchar_t* text, siz
 
 } // namespace
 
-// The file isn't parsed: it is searched as UTF-16 text for exact strings. The bytes have no
+// The file isn't parsed but searched, as UTF-16 text, for exact strings. The bytes have no
 // terminator, and may be anything.
 bool QvFindAppFolder(const void* bytes, size_t size, wchar_t* name, size_t limit)
 {

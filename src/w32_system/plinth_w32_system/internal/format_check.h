@@ -1,5 +1,5 @@
-// The check behind PLINTH_TRACE: reads a format when it is compiled, and what its arguments are.
-// Not for use by itself.
+// The check that PLINTH_TRACE does: it reads a format at compile time, and the types of the
+// arguments. Not for direct use.
 #ifndef PLINTH_W32_SYSTEM_INTERNAL_FORMAT_CHECK_H
 #define PLINTH_W32_SYSTEM_INTERNAL_FORMAT_CHECK_H
 
@@ -11,7 +11,8 @@
 namespace plinth
 {
 
-// Never defined: a constant expression that calls one of these is an error, which shows its name.
+// Never defined: a constant expression that calls one of these fails to compile, and the compiler
+// shows the name.
 namespace trace_format_fault
 {
 void ThereAreFewerArgumentsThanDirectives();

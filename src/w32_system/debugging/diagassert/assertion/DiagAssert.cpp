@@ -1,12 +1,12 @@
-// The assertion report. The name of this file matters: its frames are the reporter's own, at which
-// the stack lines begin (stack_lines.cpp); nothing else of the library stands here.
+// The assertion report. This file's name matters: stack_lines.cpp finds the frames of the report's
+// own functions by it, and begins the stack lines after them. So this file contains nothing else.
 //
-// A report with stack lines is built under s_reportLock, in s_reportBuffer, and handed on from a
-// copy without any lock: a message box blocks its own thread alone. The symbol engine may load
-// modules, which waits for a thread that is just loading one; if that thread's module asserts while
-// it is loaded, both would wait for each other; and a thread that is terminated over its stack
-// lines never gives the lock back. So the lock is waited for with patience, but not for ever: then
-// the report goes out without stack lines. One that wants none is built in its thread's own buffer.
+// A report with stack lines is built under s_reportLock, in s_reportBuffer, and sent from a copy
+// without any lock, so that a message box blocks only its own thread. The symbol engine may load
+// modules. That waits for a thread that is loading one; if that thread's module asserts meanwhile,
+// both would wait for each other. And a thread that is terminated during its stack lines never
+// releases the lock. So waiting for the lock has a limit, and after it the report is sent without
+// stack lines. A report without them is built in its thread's own buffer.
 #include <atomic>
 #include <cstdio>
 
@@ -33,13 +33,14 @@ constexpr DWORD patience = 10'000; // ms; the symbols of a large program take se
 constexpr UINT box_style = MB_ABORTRETRYIGNORE | MB_ICONHAND | MB_TASKMODAL | MB_SETFOREGROUND;
 static_assert(box_style == 0x12012);
 
-// Guards s_reportBuffer and the symbol engine. Taken before the trace lock (a start of the engine
-// that fails is traced), so before the log's m_classLock too; never held while a report is sent.
+// Guards s_reportBuffer and the symbol engine. Taken before the trace lock (a failed start of the
+// engine is traced), so before the log's m_classLock too; never held while a report is sent.
 constinit std::atomic_flag s_reportLock;
 wchar_t s_reportBuffer[report_limit];
-constinit std::atomic<bool> s_patienceLost{false}; // since somebody waited for the lock in vain
+constinit std::atomic<bool> s_patienceLost{false}; // true after a wait for the lock in vain
 
-// The report of another thread is not in a child, and its lock may be held for long.
+// A fork doesn't wait for this lock, which may be held for long. In the child no other thread makes
+// a report, so the lock is cleared.
 const QvAtFork s_atFork(QvForkStep::assertion_report, {nullptr, nullptr,
                                                        []
                                                        {
@@ -47,7 +48,7 @@ const QvAtFork s_atFork(QvForkStep::assertion_report, {nullptr, nullptr,
                                                            s_patienceLost = false;
                                                        }});
 
-constinit std::atomic<int32_t> s_eventLogOpen{1}; // 0 from the first attempt that failed on
+constinit std::atomic<int32_t> s_eventLogOpen{1}; // 0 after the first failure
 
 // Formats into a buffer of size characters; what doesn't fit is cut.
 template <class... Arguments>
@@ -74,8 +75,9 @@ void Format(wchar_t* report, DWORD error, const wchar_t* text)
     LocalFree(system);
 }
 
-// Looks for the lock now and then: threads that assert at once are rare, and wait for symbols. Who
-// comes after one that waited in vain looks once, until the lock is free again.
+// Tries to take the lock every millisecond: threads seldom assert at the same time, and then wait
+// for symbols. After one thread has waited in vain, the next ones try only once, until the lock is
+// free.
 class ReportLock
 {
 public:
@@ -112,7 +114,7 @@ void MakeReport(wchar_t* report, unsigned int options, DWORD error, const wchar_
         if (lock.taken())
         {
             Format(s_reportBuffer, error, text);
-            if (!QvIsTornDown()) // not while it waited either
+            if (!QvIsTornDown()) // it may have begun during the wait
                 AppendStackLines(s_reportBuffer, report_limit - 1 - wcslen(s_reportBuffer));
             wcscpy(report, s_reportBuffer);
             return;
@@ -121,7 +123,7 @@ void MakeReport(wchar_t* report, unsigned int options, DWORD error, const wchar_
     Format(report, error, text);
 }
 
-// The answer, or 0 for a box that could not be shown.
+// The answer, or 0 if the box could not be shown.
 int Ask(const wchar_t* report)
 {
     HWND owner = GetActiveWindow();

@@ -1,5 +1,5 @@
-// The assertion that the library's own argument checks make. It makes no report: a failed check
-// tells its caller by its status.
+// The assertion of the library's own argument checks. It reports nothing: the caller learns of a
+// failed check by the status.
 #include <cstdio>
 
 #include <windows.h>

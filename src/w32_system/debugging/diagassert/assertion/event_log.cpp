@@ -1,6 +1,6 @@
-// The event functions are looked up by name, once. What the first report finds is published in one
-// piece, so that no lock is held while modules are loaded; two threads that report first at once
-// both look, and find the same.
+// The event functions are looked up by name, once. The first report looks them up without a lock,
+// because that loads modules, and sets a flag when all are stored. Two threads that report first at
+// the same time both look, and find the same.
 #include "event_log.h"
 
 #include <atomic>
@@ -27,7 +27,7 @@ using ReportFunction = BOOL(WINAPI*)(HANDLE, WORD, WORD, DWORD, PSID, WORD, DWOR
                                      LPVOID);
 using DeregisterFunction = BOOL(WINAPI*)(HANDLE);
 
-// Set by the first report, then read only. The flag goes last.
+// Set by the first report, then only read. The flag is set last.
 constinit std::atomic<RegisterFunction> s_registerEventSource{nullptr};
 constinit std::atomic<ReportFunction> s_reportEvent{nullptr};
 constinit std::atomic<DeregisterFunction> s_deregisterEventSource{nullptr};
@@ -66,7 +66,7 @@ bool RegisterSourceOfModule()
     return length != 0 && length < MAX_PATH && RegisterUnder(path);
 }
 
-// Windows NT 4.0 shows a lone LF as a box.
+// Windows NT 4.0 shows an LF without a CR as a box.
 bool NeedsCarriageReturns()
 {
     OSVERSIONINFOW version{};
@@ -75,7 +75,7 @@ bool NeedsCarriageReturns()
            version.dwPlatformId == VER_PLATFORM_WIN32_NT;
 }
 
-// False if reports can't go to the event log.
+// False if reports can't be sent to the event log.
 bool LookUp()
 {
     const HMODULE module = LoadLibraryW(L"ADVAPI32.DLL");

@@ -1,11 +1,10 @@
-// One walk: the frames' addresses first, then a line of text for each from the caller of the
-// assertion on.
+// One walk: first the frames' addresses, then a line of text for each, beginning with the caller of
+// the assertion.
 //
-// Which frames belong to the reporter is told by their source file, DiagAssert.cpp: what stands
-// below them and they themselves are dropped. If this module's own file was replaced while it runs,
-// there are no lines of it, and the reporter's outermost frame is told by its exported name.
-// Otherwise, without line information of that file, no frame can be told from another, and nothing
-// is appended.
+// The reporter's frames are recognised by their source file, DiagAssert.cpp; these and the frames
+// below them are dropped. If this module's own file was replaced while it runs, its frames have no
+// lines, and the reporter's outermost frame is recognised by its exported name. Otherwise, without
+// line information of that file, the frames can't be told apart, and nothing is appended.
 #include "stack_lines.h"
 
 #include <algorithm>
@@ -43,14 +42,14 @@ static_assert(sizeof(IMAGEHLP_MODULE64) >= module_record, "newer headers know a 
 // Both guarded by the report's lock.
 int32_t s_symbolsStarted = 0;
 DWORD64
-s_addresses[frame_limit]; // of the walk that is under way: an assertion may be short of stack
+s_addresses[frame_limit]; // of the current walk; static, as an assertion may have little stack left
 
-// A child starts the symbol engine anew: another thread may have been at it.
+// A child starts the symbol engine again, as another thread may have been using it.
 const QvAtFork s_atFork(QvForkStep::stack_lines, {nullptr, nullptr, [] { s_symbolsStarted = 0; }});
 
 struct Symbol : IMAGEHLP_SYMBOL64
 {
-    char more[symbol_limit]; // Name goes on here
+    char more[symbol_limit]; // continues Name
 
     const char* name() const
     {
@@ -58,7 +57,7 @@ struct Symbol : IMAGEHLP_SYMBOL64
     }
 };
 
-// A text that takes what fits into a stack line.
+// A text of at most one stack line; the rest is cut.
 class Line
 {
 public:
@@ -71,7 +70,7 @@ public:
                        : m_length + static_cast<size_t>(added);
         m_text[m_length] = L'\0';
     }
-    // Ends the line, with the last character for it if the line is full.
+    // Ends the line; if it is full, the line end replaces the last character.
     void End()
     {
         m_length = std::min(m_length, line_limit - 2);
@@ -98,7 +97,7 @@ void StartSymbols()
     DiagOutputExW(L"DiagAssert : Unable to initialize the symbol engine!!!\n");
 }
 
-// Makes a module that the walk meets known to the symbol engine.
+// Registers a module that the walk meets with the symbol engine.
 DWORD64 CALLBACK ModuleBase(HANDLE process, DWORD64 address)
 {
     IMAGEHLP_MODULE64 known{};
@@ -118,13 +117,13 @@ DWORD64 CALLBACK ModuleBase(HANDLE process, DWORD64 address)
     const auto base = reinterpret_cast<DWORD64>(memory.AllocationBase);
     QvSymbolEngine().SymLoadModule64(file == INVALID_HANDLE_VALUE ? nullptr : file,
                                      length != 0 ? path : nullptr, nullptr, base, 0);
-    // The engine opens what it needs by itself.
+    // The engine opens the files that it needs itself.
     if (file != INVALID_HANDLE_VALUE)
         CloseHandle(file);
     return base;
 }
 
-// Gives the addresses of the frames in s_addresses.
+// Stores the addresses of the frames in s_addresses.
 size_t WalkStack()
 {
     alignas(16) CONTEXT context{};
@@ -209,7 +208,7 @@ Line MakeLine(DWORD64 address)
     return line;
 }
 
-// Whether the frame is the reporter's outermost, in a module whose own file is gone.
+// Whether this is the reporter's outermost frame, in a module whose own file no longer exists.
 bool IsReporterByName(DWORD64 address)
 {
     IMAGEHLP_MODULE64 module{};

@@ -3,10 +3,9 @@
 
 #include <cstddef>
 
-// Appends the lines of the calling thread's stack to the text at buffer, from the caller of the
-// assertion on; room: the characters left, without the terminator's. Whole lines only. The report's
-// lock is held.
+// Appends the lines of the calling thread's stack to the text at buffer, beginning with the caller
+// of the assertion; room: the characters left, without the terminator's. Whole lines only. The
+// caller holds the report's lock.
 //
-// A function of its own, whatever the optimiser thinks: the reporter's frame above it is told by
-// its source file.
+// Never inlined, so that the reporter's frame above it can be recognised by its source file.
 [[gnu::noinline]] void AppendStackLines(wchar_t* buffer, size_t room);

@@ -1,7 +1,7 @@
-// The one wrapper of the debug help interface.
+// The only wrapper of the debug help interface.
 //
-// That interface serves one thread at a time: the assertion report, its only user, calls it under
-// its lock. The state behind it lasts as long as the process, so nothing is released.
+// That interface serves one thread at a time. Its only user, the assertion report, calls it under
+// its lock. The interface's state lasts as long as the process, so nothing is released.
 #pragma once
 
 #include <windows.h>
@@ -16,14 +16,14 @@ public:
     CSymbolEngine& operator=(const CSymbolEngine&) = delete;
     virtual ~CSymbolEngine() = default;
 
-    // Stores the process for all other operations, whatever becomes of the start.
+    // Stores the process for all other operations, even if the start fails.
     bool SymInitialize(HANDLE process, const char* searchPath, bool invade);
     DWORD64 SymLoadModule64(HANDLE file, const char* image, const char* module, DWORD64 base,
                             DWORD size);
     bool SymGetModuleInfo64(DWORD64 address, IMAGEHLP_MODULE64& info);
     bool SymGetSymFromAddr64(DWORD64 address, DWORD64& displacement, IMAGEHLP_SYMBOL64& symbol);
-    // Goes back up to 99 bytes for an address with a line; the displacement is then the number of
-    // bytes gone back.
+    // Searches up to 99 bytes backwards for an address with a line; displacement is then the
+    // distance in bytes.
     bool SymGetLineFromAddr64(DWORD64 address, DWORD& displacement, IMAGEHLP_LINE64& line);
 
 private:

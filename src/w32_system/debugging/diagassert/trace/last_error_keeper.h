@@ -1,5 +1,5 @@
-// Keeps the thread's last error as it was on entry: tracing and asserting between a failure and the
-// caller's look at it change nothing.
+// Keeps the thread's last error as it was on entry, so that traces and assertions between a failure
+// and the caller's check don't change it.
 #pragma once
 
 #include <windows.h>

@@ -10,6 +10,6 @@ inline constexpr const char* qv_diagassert_source = "src\\w32_system\\debugging\
 inline constexpr size_t qv_location_limit =
     1024; // characters of a source file, terminator included
 
-// A copy of the location, taken in one piece. The file is widened; its buffer has qv_location_limit
+// Copies file and line as one unit. The file is widened; its buffer has qv_location_limit
 // characters. Empty text and -1 before the first location. Needs the trace lock.
 void QvTraceLocation(wchar_t* file, int32_t& line);

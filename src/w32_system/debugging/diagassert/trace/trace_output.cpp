@@ -1,8 +1,7 @@
 // Trace output: the exported calls.
 //
-// A record is built, sent and logged under the trace lock, so records of several threads neither
-// interleave nor reach the destinations in different orders. Only its arguments are formatted
-// before.
+// A record is built, sent and logged under the trace lock, so records of several threads don't mix
+// and reach all destinations in the same order. Only its arguments are formatted before.
 #include <cstdarg>
 #include <optional>
 
@@ -22,15 +21,15 @@ namespace
 {
 
 constexpr size_t plain_limit =
-    1024; // characters that wvsprintf writes at most, terminator included
+    1024; // the most characters that wvsprintf writes, terminator included
 
 constinit QvTraceRecord s_record; // guarded by the trace lock
 
 // Empty until the record's arguments are formatted.
 using MaybeLocked = std::optional<QvSectionGuard>;
 
-// Formats, enters the lock and builds the record. Null if there is none to be made. A function of
-// its own, so that the text's 4 KB of stack are free again when the log is written, or opened.
+// Formats, takes the lock and builds the record. Null if there is none. Not inlined, so that the
+// text's 4 KB of stack are free again when the log is written, or opened.
 [[gnu::noinline]] const wchar_t* LockedRecord(MaybeLocked& lock, double now, const wchar_t* format,
                                               va_list arguments)
 {
@@ -39,7 +38,7 @@ using MaybeLocked = std::optional<QvSectionGuard>;
     va_copy(again, arguments);
     const QvFormatted formatted = QvFormatShort(text, format, arguments);
     lock.emplace(s_traceLock);
-    // A thread may still run while the process ends; the tables are gone then.
+    // A thread may still run while the process ends, after the tables are destroyed.
     const wchar_t* const record =
         QvIsTornDown() ? nullptr : s_record.Build(now, formatted, format, again);
     va_end(again);

@@ -1,10 +1,10 @@
-// A text is formatted before the lock is taken, unless it is too long for the stack: nothing of a
-// record but its text depends on the arguments, and formatting is the longest part that threads can
-// do at the same time.
+// A text is formatted before the lock is taken, unless it is too long for the stack: only the text
+// of a record depends on the arguments, and formatting is the longest part that threads can do at
+// the same time.
 //
-// The formatted text is scanned once for tags; runs of plain characters are copied as they are. No
-// expansion is longer than the room that it still has: what does not fit is dropped, and the end of
-// the record then says so. The buffers are never cleared: each record ends where it ends.
+// The formatted text is scanned once for tags; runs of plain characters are copied unchanged. Every
+// replacement is cut to the room that is left, and the end of the record then shows that it was
+// cut. The buffers are never cleared: each record is terminated at its end.
 #include "trace_record.h"
 
 #include <algorithm>
@@ -29,12 +29,12 @@
 namespace
 {
 
-constexpr int32_t no_window = 0x7FFFFFFF; // the viewers' own number for a line without a window
-constexpr size_t tag_length = 7;          // of every tag, and of "|wndid:"
+constexpr int32_t no_window = 0x7FFFFFFF; // the viewers' number for a line without a window
+constexpr size_t tag_length = 7;          // of each tag, and of "|wndid:"
 
-// A record may wait for another process under the trace lock, which a fork therefore doesn't take:
-// the child makes it anew. All but the parts that are built once is whole at any moment, or written
-// anew by each record; those parts are built under this flag, which a fork takes.
+// A record may wait for another process under the trace lock, so a fork doesn't take that lock: the
+// child creates it anew. All data is valid at any moment, or written anew by each record, except
+// the parts that are built once. Those are built under this flag, which a fork takes.
 constinit QvFlagLock s_building;
 
 const QvAtFork s_atFork(QvForkStep::trace_record,
@@ -73,8 +73,8 @@ public:
 private:
     using Map = std::map<int32_t, double>;
 
-    // A thread may be in the middle of a record while the process ends: the table goes when that is
-    // done. If the lock is held for good, by a thread that was ended with it, the table stays.
+    // A thread may be building a record while the process ends: the table is destroyed after that.
+    // If a thread was terminated while it held the lock, the lock stays held, and the table stays.
     static void TearDown()
     {
         constexpr int attempts = 100;
@@ -91,7 +91,7 @@ private:
     alignas(Map) static inline unsigned char s_storage[sizeof(Map)];
 };
 
-// A tag has no terminator within, so the first difference comes no later than the text's end.
+// A tag contains no terminator, so at the latest the text's end differs.
 bool StartsWith(const wchar_t* text, const wchar_t (&tag)[tag_length + 1])
 {
     size_t i = 0;
@@ -100,11 +100,11 @@ bool StartsWith(const wchar_t* text, const wchar_t (&tag)[tag_length + 1])
     return i == tag_length;
 }
 
-// The place of the next bar, or of the text's end: an argument may have put a character of zero
-// before the end that is given. In blocks, which the compiler turns into few instructions:
-// replacing the tags of a text of 55 characters takes 230 of them, and 370 with one character at a
-// time. But the runs between tags are mostly a few characters long, so these are looked at one by
-// one.
+// The position of the next bar, or of the text's end: an argument may have put a zero character
+// before the given end. Searches in blocks, which the compiler turns into few instructions:
+// replacing the tags of a text of 55 characters takes 230 instructions, and 370 with one character
+// at a time. The first characters are searched one by one, because most runs between tags are only
+// a few characters long.
 const wchar_t* EndOfPlain(const wchar_t* at, const wchar_t* end)
 {
     constexpr ptrdiff_t short_run = 8;
@@ -126,7 +126,8 @@ const wchar_t* EndOfPlain(const wchar_t* at, const wchar_t* end)
     return at;
 }
 
-// Up to 24 digits and signs, the last one first: they come in this order, and are never many.
+// Up to 24 digits and signs, the last one first: they are produced in this order, and are always
+// few.
 struct Backwards
 {
     void Digits(uint64_t number, int atLeast)
@@ -149,7 +150,7 @@ void QvTraceRecord::Start(double now)
     m_lastRecordTime = now;
     for (double& time : m_tagTimes)
         time = now;
-    // The whole path has room in the text buffer, which is free at this moment.
+    // The text buffer, which is free at this moment, has room for any path.
     constexpr DWORD path_limit = 32'768;
     const DWORD length = GetModuleFileNameW(nullptr, m_text, path_limit);
     const wchar_t* name = L"<unknown app>";
@@ -170,7 +171,7 @@ QvFormatted QvFormatShort(wchar_t (&text)[qv_short_text], const wchar_t* format,
     return {fits ? text : nullptr, fits ? static_cast<size_t>(length) : 0};
 }
 
-// A text that does not fit is cut at the limit; what is there is used.
+// A text that does not fit is cut at the limit; the part that fits is used.
 QvFormatted QvTraceRecord::FormatLong(const wchar_t* format, va_list arguments)
 {
     m_text[0] = L'\0';
@@ -188,7 +189,7 @@ const wchar_t* QvTraceRecord::Build(double now, QvFormatted formatted, const wch
         Start(now);
     if (!formatted.text)
         formatted = FormatLong(format, arguments);
-    m_position = QvTimeStamp(m_record); // without a local time there is none
+    m_position = QvTimeStamp(m_record); // no stamp without a local time
     m_windowId = 0;
     ReplaceTags(formatted);
     End();
@@ -213,8 +214,8 @@ void QvTraceRecord::Put(const wchar_t* text)
     Put(text, wcslen(text));
 }
 
-// One character after the other: a copy of the whole would have to wait for the single stores
-// before it.
+// Copied one character at a time: a copy of the whole block would have to wait for the single
+// stores before it.
 void QvTraceRecord::PutBackwards(const wchar_t* text, size_t length)
 {
     while (length != 0 && m_position < record_limit)
@@ -230,8 +231,8 @@ void QvTraceRecord::PutNumber(int number)
     PutBackwards(text.text, text.length);
 }
 
-// Records come several in a row from one thread: the digits of the last one are kept, which saves
-// 8 ns of 200 (trace/nowhere of the benchmarks).
+// One thread often makes several records in a row, so the digits of the last id are kept, which
+// saves 8 ns of 200 (trace/nowhere of the benchmarks).
 void QvTraceRecord::PutThreadId()
 {
     const DWORD id = GetCurrentThreadId();
@@ -239,12 +240,13 @@ void QvTraceRecord::PutThreadId()
         return Put(m_threadDigits, m_threadDigitCount);
     const size_t before = m_position;
     PutNumber(static_cast<int>(id));
-    if (m_position < record_limit) // all of them had room
+    if (m_position < record_limit) // all digits had room
         KeepThreadId(id, m_record + before, m_position - before);
 }
 
-// A fork may come between any two of these stores. While id and digits are those of different
-// threads, the count tells the child that there are no digits; so the compiler must keep the order.
+// A fork may happen between any two of these stores. While id and digits belong to different
+// threads, the count is 0, so the child uses no digits; therefore the compiler must keep this
+// order.
 void QvTraceRecord::KeepThreadId(uint32_t id, const wchar_t* digits, size_t count)
 {
     m_threadDigitCount = 0;
@@ -255,12 +257,12 @@ void QvTraceRecord::KeepThreadId(uint32_t id, const wchar_t* digits, size_t coun
     m_threadDigitCount = count;
 }
 
-// Two decimals, rounded as the runtime's "%#.2f" does. Its own way for the intervals that occur is
-// several times faster; where a product of 100 lies so near to a half that rounding could go the
-// other way, and for what is large or not a number, the runtime decides.
+// Two decimals, rounded like the runtime's "%#.2f". For the usual intervals our own way is several
+// times faster. The runtime formats large numbers, not-a-number, and values whose hundredths are so
+// near to a half that rounding could differ.
 void QvTraceRecord::PutInterval(double milliseconds)
 {
-    constexpr double largest = 8e7; // ms; the product's error stays far below the margin
+    constexpr double largest = 8e7; // ms; the product's error is far smaller than the margin
     constexpr double margin = 1e-5;
     const double size = std::fabs(milliseconds);
     const double hundredths = size * 100.0;
@@ -303,7 +305,7 @@ void QvTraceRecord::ReplaceTags(QvFormatted formatted)
 
 size_t QvTraceRecord::ReplaceTag(const wchar_t* text)
 {
-    // The commonest first.
+    // The most frequent first.
     if (StartsWith(text, L"|thrid|"))
         PutThreadId();
     else if (StartsWith(text, L"|absdt|"))
@@ -339,7 +341,8 @@ size_t QvTraceRecord::ReplaceTag(const wchar_t* text)
     return tag_length;
 }
 
-// "|adt00|" to "|adt07|". Whatever else begins like one of them goes, as long as a tag or the text.
+// "|adt00|" to "|adt07|". Any other text that begins with "|adt" is dropped, up to the length of a
+// tag.
 size_t QvTraceRecord::PutStopwatch(const wchar_t* text)
 {
     const int number =

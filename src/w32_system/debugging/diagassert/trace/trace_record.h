@@ -7,11 +7,10 @@
 
 #include "trace_location.h"
 
-// Characters of formatted text, terminator included, that a record has room for on its thread's
-// stack.
+// Characters, terminator included, of the buffer for formatted text on the thread's stack.
 inline constexpr size_t qv_short_text = 2048;
 
-// A formatted text, terminated. Null if it had no room.
+// A formatted text, terminated. Null if it did not fit.
 struct QvFormatted
 {
     const wchar_t* text;
@@ -21,21 +20,22 @@ struct QvFormatted
 // Formats a record's text, which needs no lock.
 QvFormatted QvFormatShort(wchar_t (&text)[qv_short_text], const wchar_t* format, va_list arguments);
 
-// The state behind all records, and the buffers that they are built in. Guarded by the trace lock.
+// The state of all records, and the buffers that they are built in. Guarded by the trace lock.
 class QvTraceRecord
 {
 public:
-    // Builds a record at a moment of the library's clock, in milliseconds. What QvFormatShort had
-    // no room for is formatted here. The record is terminated and stays until the next call.
+    // Builds a record for a moment of the library's clock, in milliseconds. Formats the text here
+    // if it did not fit into QvFormatShort's buffer. The record is terminated and valid until the
+    // next call.
     const wchar_t* Build(double now, QvFormatted formatted, const wchar_t* format,
                          va_list arguments);
 
-    // Notes that the record that was built has gone out. May add a node for a new window id.
+    // Called after the record was sent: stores its times. May add a node for a new window id.
     void Finish();
 
 private:
     static constexpr size_t text_limit = 32'768;   // characters of the formatted text
-    static constexpr size_t room_behind = 256;     // behind the limit
+    static constexpr size_t room_behind = 256;     // after the limit
     static constexpr size_t record_limit = 32'768; // characters of a record, terminator included
     static constexpr int stopwatch_count = 8;
     static constexpr size_t app_name_limit = 1024;
@@ -51,8 +51,8 @@ private:
     void PutInterval(double milliseconds);
     void PutRareInterval(double milliseconds);
     void ReplaceTags(QvFormatted formatted);
-    // Replaces the tag at the start of the text and gives the characters that it takes up, 0 if
-    // there is no tag.
+    // Replaces the tag at the start of the text. Returns the tag's length in the text, 0 if there
+    // is no tag.
     size_t ReplaceTag(const wchar_t* text);
     size_t PutStopwatch(const wchar_t* text);
     void TakeWindowId(const wchar_t* text);
@@ -64,12 +64,12 @@ private:
     double m_lastRecordTime = 0.0;
     double m_tagTimes[stopwatch_count] = {};
     int32_t m_windowId = 0;
-    uint32_t m_threadId = 0;       // whose digits are kept
-    size_t m_threadDigitCount = 0; // 0: none are
+    uint32_t m_threadId = 0;       // the thread whose digits are kept
+    size_t m_threadDigitCount = 0; // 0: none are kept
     wchar_t m_threadDigits[16] = {};
     size_t m_position = 0; // of the next character of the record
     wchar_t m_appName[app_name_limit] = {};
-    wchar_t m_location[qv_location_limit] = {}; // while it is put
+    wchar_t m_location[qv_location_limit] = {}; // only while it is inserted
     wchar_t m_text[text_limit + room_behind] = {};
     wchar_t m_record[record_limit + room_behind] = {};
 };
