@@ -1,4 +1,4 @@
-# Warnings, sanitizers, compiler cache: what all our own targets share and no user of them gets.
+# Warnings, sanitizers, compiler cache: for plinth's own targets, not for their users.
 
 find_package(Threads REQUIRED)
 
@@ -6,7 +6,7 @@ if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   find_program(PLINTH_CCACHE ccache DOC "Compiler cache, used if it works; OFF: none")
 endif()
 if(PLINTH_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  # It fails, rather than do without, for a user who can't write its cache (one without a home).
+  # ccache fails for a user who can't write its cache (one without a home folder).
   set(probe ${CMAKE_BINARY_DIR}/CMakeFiles/ccache_probe)
   file(WRITE ${probe}.cpp "int ccache_probe;\n")
   execute_process(COMMAND ${PLINTH_CCACHE} ${CMAKE_CXX_COMPILER} -c ${probe}.cpp -o ${probe}.o
@@ -19,9 +19,9 @@ endif()
 add_library(plinth_private INTERFACE)
 target_compile_options(plinth_private INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor
-  # Calls between the libraries go through a pointer and not by way of a stub that reads it.
+  # Calls between the libraries use a pointer directly, without a stub that reads it.
   $<$<PLATFORM_ID:Linux>:-fno-plt>
-  # A library's calls of its own exported functions go straight there: nothing takes their place.
+  # A library calls its own exported functions directly: no other library replaces them.
   $<$<AND:$<PLATFORM_ID:Linux>,$<CXX_COMPILER_ID:GNU>>:-fno-semantic-interposition>
   # No variable of an inline function is one in the whole process: each library has its own, and in the
   # archive of all they can be hidden, which objcopy does to no other kind.

@@ -23,7 +23,7 @@ function(plinth_find_concurrent_sources variable)
 endfunction()
 
 # plinth_choose_test_sources(variable): drops from the list what PLINTH_CONCURRENT_TESTS_ONLY leaves
-# out. A program without tests of concurrent use keeps all: nobody builds it then.
+# out. A program without tests of concurrent use keeps all sources: it is not built then.
 function(plinth_choose_test_sources variable)
   if(PLINTH_CONCURRENT_TESTS_ONLY)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${${variable}})

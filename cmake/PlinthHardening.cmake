@@ -1,6 +1,6 @@
-# What makes a mistake of ours harder to attack: checks that the compiler adds, memory that can't be
-# written or run. For our own targets in optimised builds on Linux; docs/building.md says what each
-# flag does. The linker of the Windows build does its part unasked.
+# Flags that make a fault in plinth harder to exploit: checks that the compiler adds, memory that can't
+# be written or executed. For plinth's own targets in optimised builds on Linux; docs/building.md
+# describes each flag. The linker of the Windows build does this by default.
 option(PLINTH_HARDENING "Harden optimised builds: stack protector, fortified functions, ..." ON)
 if(NOT PLINTH_HARDENING OR PLINTH_SANITIZE OR WIN32)
   return()

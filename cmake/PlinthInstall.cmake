@@ -1,7 +1,7 @@
 # Installing: components runtime (the libraries), development (headers, CMake package, pkg-config
 # file), tools (the programs and their manual pages) and desktop (the plug-in that shows windows
-# and the viewer with a window, which need more of the system than all the rest). The installed tree can be moved: libraries and
-# programs find each other by $ORIGIN, the package files by their own place.
+# and the viewer with a window, which need more packages than the others). The installed tree can be
+# moved: libraries and programs find each other by $ORIGIN, the package files by their own path.
 include(CMakePackageConfigHelpers)
 
 set(libraries plinth_w32_system plinth_w32_pthreadVC)
@@ -71,7 +71,7 @@ if(WIN32 AND MINGW)
   foreach(dll IN ITEMS libgcc_s_seh-1.dll libstdc++-6.dll libwinpthread-1.dll)
     execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll} OUTPUT_VARIABLE path
                     OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-    if(NOT IS_ABSOLUTE "${path}") # what it says of a file that it doesn't know
+    if(NOT IS_ABSOLUTE "${path}") # its output for a file that it doesn't know
       message(FATAL_ERROR "${CMAKE_CXX_COMPILER} has no ${dll}")
     endif()
     # Debian's have their debug symbols, which are nearly all of them.
@@ -147,8 +147,8 @@ if(TARGET plinth_platform)
     # It is a library of its own, not what --static makes of the other: all of that one's users would
     # have to link everything else statically, too.
     set(pc_name plinth_w32_system_static)
-    # A library that has the archive in it stays in the process (PlinthStatic.cmake); pkg-config can't
-    # tell it from a program, of which the linker's flag means nothing.
+    # A library that contains the archive stays in the process (PlinthStatic.cmake). pkg-config can't know
+    # whether a library or a program is linked; for a program the linker's flag has no effect.
     set(pc_libraries "-l${pc_name} -Wl,-z,nodelete")
     configure_file(cmake/plinth_w32_system.pc.in ${PROJECT_BINARY_DIR}/plinth_w32_system_static.pc
                    @ONLY)

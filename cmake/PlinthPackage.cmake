@@ -1,5 +1,5 @@
-# Packages. On Windows CPack makes a ZIP; the Debian packages are made by debian/rules, and here is
-# only seen to it that they have the project's version. scripts/package builds and tries both;
+# Packages. On Windows CPack makes a ZIP. debian/rules makes the Debian packages; this file only checks
+# that they have the project's version. scripts/package builds and tries both;
 # docs/packages.md describes them.
 if(NOT WIN32)
   file(STRINGS debian/changelog newest LIMIT_COUNT 1)

@@ -5,18 +5,18 @@
 #                      [STRING NUMBER TEXT]...       a text of the string table, for LoadStringW
 #                      )
 #
-# Gives an executable or shared library resources, which programs find in its file with
-# FindResourceW. TYPE and NAME are texts, which have no case, or numbers below 65,536 (10 is RCDATA);
-# the language is neutral. A target is given its resources in one call. For instance, where a program
+# Adds resources to an executable or shared library, in whose file programs find them with
+# FindResourceW. TYPE and NAME are texts, not case-sensitive, or numbers below 65,536 (10 is RCDATA);
+# the language is neutral. One call adds all resources of a target. For instance, where a program
 # logs, and in which character set:
 #
 #     plinth_add_resources(editor
 #       TEXT LOGFILEDIR LogFileDir "Acme\\Editor"
 #       BYTES LOGFILECHARSET Unicode_Enabled 01)
 #
-# On Linux they go into the section ".rsrc" of the file: the tree that a PE file has in the section
-# of that name, in which addresses count from the start of the section; the command plinth-rc makes
-# it, also for other build systems. On Windows a resource script goes to the resource compiler; the
+# On Linux they are in the section ".rsrc" of the file: the tree that a PE file has in the section
+# of that name, with addresses counted from the start of the section; the command plinth-rc makes
+# it, also for other build systems. On Windows the resource compiler compiles a resource script; the
 # project has to enable the language RC.
 
 # The package file names an installed plinth-rc; in the source tree it is beside this file's folder.

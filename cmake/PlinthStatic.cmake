@@ -1,7 +1,7 @@
 # plinth::w32_system_static (PLINTH_STATIC): the three libraries as one archive, for a program that is
 # to be one file. The archive has one object, for two reasons. All of the library comes into the
-# program, also what nothing calls and what acts at the start of the process; and the order of that is
-# fixed: the stand-in, the threads, the library, as the loader starts the shared ones.
+# program, also code that nothing calls and initialisers; and their order is fixed: the stand-in, the
+# threads, the library, as the loader initialises the shared libraries.
 if(WIN32)
   message(FATAL_ERROR "plinth: PLINTH_STATIC is for Linux; on Windows the library is a DLL only.")
 endif()

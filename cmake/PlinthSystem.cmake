@@ -1,5 +1,5 @@
-# The processor that plinth runs on, and the compilers that it is tried with: said when configuring,
-# before a build fails on it, or behaves otherwise than it was tested.
+# The processor that plinth runs on, and the compilers that it is tried with. Configuring reports
+# others, before a build fails, or behaves in a way that was not tested.
 
 # The stack of an assertion report is walked, and a module's image laid out, as x86-64 has them.
 if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$" OR NOT CMAKE_SIZEOF_VOID_P EQUAL 8)

@@ -1,17 +1,17 @@
 # How a test program is made: plinth_add_test, for one program; plinth_add_test_folders, for every
-# folder of a subsystem. A new folder, like a new file, is found without being named anywhere.
+# folder of a subsystem. A new folder, like a new file, is found without an entry in a list.
 
 # plinth_add_test(name library folder... [HEADERS header...] [OWN_RESOURCES]): a program of all *_test.cpp files below
-# the folders, linked to one library of ours. Tests of the stand-in and of the threads module run
+# the folders, linked to one of plinth's libraries. Tests of the stand-in and of the threads module run
 # without the library above them, which would open a log and trace as it loads.
 #
 # Most of what a test file costs the compiler is the same headers each time, so they are compiled once
 # for all programs (support/test.h). A program with other compiler options, such as those that
 # Qt asks for, can't use that: HEADERS names what it precompiles itself.
 #
-# On Windows there is no machine for a test alone. A program that logs there has a resource that names
-# a log folder of its own, so that it never comes near the logs of others: OWN_RESOURCES says that its
-# list file gives it one.
+# On Windows a test can't have a machine-wide state of its own. A program that logs there has a resource
+# with a log folder of its own, so that it never touches other logs. OWN_RESOURCES: the program's list
+# file adds that resource itself.
 function(plinth_add_test name library)
   cmake_parse_arguments(PARSE_ARGV 2 own "OWN_RESOURCES" "" "HEADERS")
   plinth_sources(sources ${own_UNPARSED_ARGUMENTS})

@@ -1,6 +1,6 @@
 // Hostile formats. Every argument that a format can take is there and valid for every conversion: a
 // pointer to a text that has an end in both widths (as a number, a width or a precision it is some
-// large value), and a floating-point number for each register of such; behind the registers the
+// large value), and a floating-point number for each register of such; after the registers the
 // pointers' bits serve as floating-point numbers, too. This is how the 64-bit Unix systems pass
 // arguments.
 #include <tchar.h>

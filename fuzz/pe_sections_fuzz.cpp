@@ -1,4 +1,4 @@
-// Sections of a module file: whatever the file says, the section that comes lies within it.
+// Sections of a module file: whatever the file contains, a returned section is within it.
 #include <sys/mman.h>
 #include <unistd.h>
 

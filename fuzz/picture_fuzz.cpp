@@ -21,7 +21,7 @@ void try_pictures(const std::vector<wchar_t>& picture, size_t room)
     {
         const int needed = format(LOCALE_USER_DEFAULT, 0, &time, picture.data(), nullptr, 0);
         check(needed > 0, "every picture has a text");
-        // No letter stands for more than a name.
+        // No letter is replaced by more than a name.
         constexpr size_t longest_name = 32;
         check(static_cast<size_t>(needed) <= longest_name * (picture.size() - 1) + 1,
               "of a length that its letters account for");
@@ -34,7 +34,7 @@ void try_pictures(const std::vector<wchar_t>& picture, size_t room)
     }
 }
 
-// What a picture says beside its fields.
+// The text of a picture beside its fields.
 std::string literal_text(const std::string& picture, PictureKind kind)
 {
     std::string literal;

@@ -1,6 +1,6 @@
-// Gives a fuzz target each input of its corpus once, without a fuzzer: replay_NAME FOLDER...
+// Runs a fuzz target once with each input of its corpus, without a fuzzer: replay_NAME FOLDER...
 //
-// A promise that is broken ends the process; the name of the input stands before it.
+// A broken promise ends the process; the name of the input is printed before.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>

@@ -35,7 +35,7 @@ template <class To, class From> std::vector<To> converted(std::span<const From> 
 }
 
 // Converts there, back and there again: the first way may replace faults, the others change
-// nothing. Gives the text after the way back.
+// nothing. Returns the text after the way back.
 template <class To, class From>
 std::vector<From> try_conversion(std::span<const From> text, size_t size)
 {

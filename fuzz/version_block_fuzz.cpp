@@ -1,4 +1,4 @@
-// Version blocks: a value that is found lies within its block.
+// Version blocks: a value that is found is within its block.
 #include "fuzz_target.h"
 #include "version/version_block.h"
 

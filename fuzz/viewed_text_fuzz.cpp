@@ -15,7 +15,7 @@ namespace
 
 [[maybe_unused]] const int g_zone = setenv("TZ", "UTC0", 1); // no hour comes twice
 
-// The lines of a text that comes in pieces of a size, and what is left behind the last.
+// The lines of a text that arrives in pieces of a size, and the rest after the last line.
 std::vector<std::string> lines_of(std::string_view text, size_t piece)
 {
     std::vector<std::string> lines;

@@ -33,7 +33,7 @@ die() {
 }
 
 # listed_packages LIST...: the packages of files of scripts/packages, one a line. A line "@NAME" there
-# stands for the packages of another list.
+# includes the packages of another list.
 listed_packages() {
     local list line
     for list in "$@"; do
@@ -50,8 +50,8 @@ listed_packages() {
 }
 
 # unpack_syslog_ng: syslog-ng as build/daemons/syslog-ng, for tests. Its package can't be installed
-# beside another syslog daemon, so its files only lie in that folder; a Debian that has none of them
-# says so, and the test stays disabled.
+# beside another syslog daemon, so its files are only unpacked into that folder. If Debian has no such
+# package, a message reports it, and the test stays disabled.
 unpack_syslog_ng() {
     local root=$PWD/build/daemons
     [[ ! -x $root/syslog-ng ]] || return 0
@@ -82,7 +82,7 @@ missing_packages() {
     comm -23 <(listed_packages "$@" | sort -u) <(sort -u <<<"$installed") | tr '\n' ' '
 }
 
-# install_packages LIST...: installs what is missing of the lists, and nothing else. It says before
+# install_packages LIST...: installs only the missing packages of the lists. It prints beforehand
 # how many packages that is, with those that they depend on, and how much room they take.
 install_packages() {
     [[ ${CI:-} != true ]] || set -- "$@" ci
@@ -100,7 +100,7 @@ install_packages() {
     if [[ $EUID -ne 0 ]]; then
         command -v sudo >/dev/null || die "Packages are missing, and there is no sudo here." \
             "As root: $by_hand"
-        # Where nobody can type a password, sudo is told not to ask for one.
+        # Without a terminal for a password, sudo must not ask for one.
         if [[ -t 0 ]]; then as_root=(sudo); else as_root=(sudo -n); fi
     fi
     local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8
@@ -145,7 +145,7 @@ alone() {
     shift
     mkdir -p build
     if [[ ! -w build ]]; then
-        "$@" # fails, and says why
+        "$@" # fails with a message
         return
     fi
     (
@@ -175,8 +175,8 @@ skipped_tests() {
         "$log" | sort -u
 }
 
-# fill_in DOCUMENT NAME: what stands between the lines "<!-- NAME: by SCRIPT -->" and
-# "<!-- end of NAME -->" becomes standard input.
+# fill_in DOCUMENT NAME: replaces the text between the lines "<!-- NAME: by SCRIPT -->" and
+# "<!-- end of NAME -->" by standard input.
 fill_in() {
     local document=$1 name=$2 text
     text=$(cat)

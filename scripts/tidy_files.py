@@ -29,7 +29,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 UNUSED_FOR = 30 * 24 * 3600  # seconds after which a pass is forgotten
 MOST_PASSES = 20000
-# Options that change the code that a compiler makes, but not what it says of the source.
+# Options that change the code that a compiler makes, but not its findings in the source.
 CODE_GENERATION = re.compile(r"-(g|O|fPIC|fPIE|fno-plt|fno-gnu-unique|fvisibility|fno-omit-frame-pointer"
                              r"|fpch-preprocess)")
 LINE_MARKER = re.compile(rb'^# \d+ "([^"\n]+)"', re.MULTILINE)
