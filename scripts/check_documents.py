@@ -7,9 +7,10 @@ and line.
 import functools
 import json
 import re
-import subprocess
 import sys
 from pathlib import Path
+
+import tree_files
 
 LINK = re.compile(r"\]\(([^)\s]+)\)")
 FENCE = re.compile(r"^\s*```")
@@ -73,8 +74,8 @@ def page_misses(page, line, presets, steps):
         yield from (f"there is no step {name}" for name in names.split() if name not in steps)
 
 
-def misses(path, presets, steps):
-    for number, line in enumerate(lines_of(path), 1):
+def misses(path, text, presets, steps):
+    for number, line in enumerate(text.splitlines(), 1):
         found = [f"there is no scripts/{name}" for name in SCRIPT.findall(line)
                  if not Path("scripts", name).exists()]
         found += [f"there is no {name}" for name in DOCUMENT.findall(line) if not Path(name).exists()]
@@ -84,18 +85,8 @@ def misses(path, presets, steps):
 
 
 def main():
-    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "-z"], check=True,
-                            capture_output=True, text=True).stdout.split("\0")
     known = known_names()
-    bad = []
-    for name in sorted(set(listed) - {""}):
-        path = Path(name)
-        if "/corpus/" in name or not path.is_file() or path.is_symlink():
-            continue
-        try:
-            bad += misses(path, *known)
-        except UnicodeDecodeError:  # no text
-            continue
+    bad = [miss for path, text in tree_files.texts() for miss in misses(path, text, *known)]
     print("\n".join(bad))
     return 1 if bad else 0
 

@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
-"""Turns a header of ours into what Doxygen reads. The headers keep to plain comments:
+"""Turns a public header into a form that Doxygen reads. The headers have plain comments:
 
-- a comment stands before a run of declarations and holds for all of them up to the next blank line;
-- behind a declaration it is about that one, and may go on in the lines below;
-- "// ---- name --" begins a section: a group of the reference, which the comment that goes on
-  below it (behind an empty "//") describes;
-- one that stands alone belongs to its section;
-- indented lines are shown as they stand, list items begin with "- ".
+- a comment before a run of declarations describes all of them, up to the next blank line;
+- a comment at the end of a declaration describes that one, and may continue in the lines below;
+- "// ---- name --" begins a section: a group of the reference, described by the comment that
+  continues below it (after an empty "//");
+- a comment without a declaration belongs to its section;
+- indented lines are shown unchanged, list items begin with "- ".
 
-A comment that holds for several declarations is written before each of them, so the line numbers of
-a warning run ahead of the header's.
+A comment for several declarations is written before each of them, so the line numbers of a warning
+are larger than those of the header.
 """
 import re
 import sys
@@ -22,9 +22,9 @@ SPECIAL = re.compile(r"([\\@<>#%&$])")
 
 
 def escaped(text):
-    """The text as Doxygen has to read it, which takes what is in quotes as it stands."""
+    """The text in the form for Doxygen, which copies text in quotes unchanged."""
     parts = text.split('"')
-    if len(parts) % 2 == 0:  # a quotation that goes on in another line
+    if len(parts) % 2 == 0:  # a quotation that continues in another line
         return SPECIAL.sub(r"\\\1", text)
     parts[::2] = [SPECIAL.sub(r"\\\1", part) for part in parts[::2]]
     return '"'.join(parts)
@@ -75,7 +75,7 @@ class Filter:
         self.at_start = True    # whether the next line of code begins a declaration
         self.depth = 0          # of parentheses that are open
         self.trailing = None    # where in the line before a comment of its own began
-        self.in_macro = False   # the line goes on with a macro's text
+        self.in_macro = False   # the line continues a macro's text
 
     def comment(self, lines):
         section = SECTION.match(lines[0])
@@ -98,7 +98,7 @@ class Filter:
             defines = line.lstrip().startswith("#define") and self.held
             return (self.held if defines else "") + line + "\n"
         if line.rstrip().endswith("= default;"):
-            return "\n"  # says all there is to say
+            return "\n"  # needs no further text
         begins, bare = self.at_start, line
         trailing = TRAILING.match(line)
         if trailing and "NOLINT" in trailing.group(2):
@@ -112,7 +112,7 @@ class Filter:
         self.at_start = bare.rstrip()[-1:] in ";{}," or bare.rstrip().endswith(":")
         self.depth += bare.count("(") - bare.count(")")
         if self.depth > 0:
-            self.at_start = False  # a parameter list that goes on
+            self.at_start = False  # a parameter list that continues
         stripped = bare.strip()
         documents = begins and self.held and stripped[0] not in "{}" and \
             not re.match(r'(public|protected|private):|extern "C"$|friend ', stripped)
@@ -149,7 +149,7 @@ class Filter:
                 continue
             if not line.strip():
                 if self.text and self.group:
-                    # It stands alone: what it says holds for the section.
+                    # It has no declaration: it describes the section.
                     out.append(block_of(self.text, f"\\addtogroup {self.group}"))
                 self.text = None
                 self.held = None

@@ -127,11 +127,11 @@ class Guide(unittest.TestCase):
         self.assertEqual(re.sub(f"(?m)^{STAMP}", "STAMP ", log),
                          read(os.path.join(HERE, "keeper.log")).replace("\n", "\r\n"))
 
-    def test_its_commands_and_those_of_the_readme_work(self):
+    def test_its_commands_work(self):
         commands = [shlex.split(line, comments=True)
-                    for _, language, text in blocks() + blocks("README.md") if language == "sh"
+                    for _, language, text in blocks() if language == "sh"
                     for line in text.splitlines()]
-        self.assertGreaterEqual(len(commands), 8)
+        self.assertGreaterEqual(len(commands), 4)
         run("trace")
         for program, *arguments in commands:
             if arguments[0] != "watch":

@@ -45,8 +45,8 @@ def log_text(below="Quorvane/Platform", encoding="latin-1"):
     return "".join(read(os.path.join(folder, name), encoding) for name in names)
 
 
-def readme_block(language):
-    text = read(os.path.join(SOURCE, "README.md"))
+def block(page, language):
+    text = read(os.path.join(SOURCE, page))
     return re.search(rf"^```{language}\n(.*?)^```", text, re.M | re.S).group(1)
 
 
@@ -164,13 +164,14 @@ class Install(unittest.TestCase):
     def test_the_example_of_the_readme_does_what_it_says(self):
         source = os.path.join(self.folder, "readme")
         os.makedirs(source)
-        for name, language in (("main.cpp", "cpp"), ("CMakeLists.txt", "cmake")):
+        for name, page, language in (("main.cpp", "README.md", "cpp"),
+                                     ("CMakeLists.txt", "docs/building.md", "cmake")):
             with open(os.path.join(source, name), "w", encoding="utf-8") as file:
-                file.write(readme_block(language))
+                file.write(block(page, language))
         build = self.with_cmake(source)
         run(os.path.join(build, "hello"))
         # Numbers differ, but for those of source lines.
-        shown = readme_block("text").replace("/home/me/hello", source)
+        shown = block("README.md", "text").replace("/home/me/hello", source)
         log, shown = (re.sub(r"(?<! : )(?<!\d)\d+", "0", text).splitlines()
                       for text in (log_text(), shown))
         for line in shown:

@@ -27,12 +27,12 @@ namespace trace
 const char* const module_help =
     "usage: plinth-trace module FILE [OPTION...]\n"
     "\n"
-    "Shows what is in a module file (PE; of an ELF file its resources): sections, resources with\n"
-    "type, name, language and size, version values, the patch number.\n"
+    "Shows the content of a module file (PE; of an ELF file only its resources): sections,\n"
+    "resources with type, name, language and size, version values, the patch number.\n"
     "\n"
     "  --add NAME      store a data file in the module, as raw data (RCDATA) in the neutral\n"
-    "                  language; what has the name is replaced\n"
-    "  --extract NAME  write such a resource out into a data file\n"
+    "                  language, replacing a resource of this name\n"
+    "  --extract NAME  write such a resource into a data file\n"
     "  --data PATH     the data file\n"
     "\n"
     "NAME is a text, or #N for a number.\n";

@@ -22,16 +22,14 @@ const char* const settings_help =
     "usage: plinth-trace settings [OPTION...]\n"
     "\n"
     "Shows the log's settings and where each comes from: the registry of the machine, or the\n"
-    "default. Options change them first. A running program takes a change up with its next log\n"
-    "file.\n"
+    "default. Options change them first. A running program uses a change for its next log file.\n"
     "\n"
     "  --days N            remove log files that are more than N days old (0 to 24855)\n"
-    "  --megabytes N|none  go on in a new file when more than N MiB have been written\n"
+    "  --megabytes N|none  continue in a new file when more than N MiB have been written\n"
     "  --per-session yes|no\n"
-    "                      yes: each run of a program gets a numbered file of its own; no: it "
-    "goes\n"
-    "                      on in the day's newest\n"
-    "  --reset             back to the defaults\n";
+    "                      yes: each run of a program gets a numbered file of its own; no: it\n"
+    "                      appends to the day's newest file\n"
+    "  --reset             restore the defaults\n";
 
 namespace
 {

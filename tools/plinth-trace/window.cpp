@@ -12,7 +12,7 @@ static const std::string s_window_help =
         "\n"
         "Shows records in a window, with a tab for each window id and a column for each of\n"
         "their tab-separated fields. It ends when the window is closed. Without a display,\n"
-        "or where the viewer is not installed, it says so and ends with exit code 5.\n"
+        "or if the viewer is not installed, it reports that and ends with exit code 5.\n"
         "\n") +
     view_options_help + log_bounds_help +
     "  --views NAME       keep views, columns and layout under this name (default: window)\n"

@@ -15,34 +15,33 @@ namespace trace
 {
 
 const char* const log_bounds_help =
-    "  --since TIME       of log files only records from this time on: \"2024-03-05 14:07\", with "
-    "Z\n"
-    "                     at the end UTC, 14:07 of today, or so long ago: 90s, 10m, 2h, 1d\n"
-    "  --until TIME       only records up to this time; what comes later is not waited for\n"
-    "  --tail N           of what is there the last N records of all files together\n"
+    "  --since TIME       of log files only records from this time on: \"2024-03-05 14:07\", UTC\n"
+    "                     with Z at its end, 14:07 of today, or a span before now: 90s, 10m,\n"
+    "                     2h, 1d\n"
+    "  --until TIME       only records up to this time; don't wait for later ones\n"
+    "  --tail N           begin with the last N records of all files together\n"
     "  --zone ZONE        the time zone in which the logs were written, as Europe/Berlin\n";
 
 const char* const view_options_help =
-    "  --include REGEX    only records in which the regular expression is found; given several\n"
-    "                     times: one of them\n"
+    "  --include REGEX    only records in which the regular expression is found; several times:\n"
+    "                     at least one of them\n"
     "  --exclude REGEX    no records in which it is found; several times: any of them\n"
-    "  --match REGEX      only records in which it is found, of those that --include lets through\n"
-    "  --highlight REGEX  colour what it finds; several times: each in a colour of its own\n"
-    "  --window ID        only records with this window id, as |wndid:ID in the text says;\n"
-    "                     several times: with one of these\n"
-    "  --process WHO      only records of this process, by its id or name; several times: of "
-    "these\n"
-    "  --time MODE        before each record its time: absolute, start (seconds since the first\n"
-    "                     record), previous (seconds since the one shown before) or none\n"
-    "  --input FROM       in the place of the channel a log file or a folder of log files, "
-    "several\n"
-    "                     times: of all of them, in the order of their times, followed with the "
-    "log\n"
-    "                     files that come later; or - for standard input, a record a line\n"
-    "  --keep SIZE        memory for records, in bytes or with K, M or G (default 256M); beyond "
-    "it\n"
-    "                     the oldest go\n"
-    "  --output FILE      write what is shown to this file too, replacing it\n";
+    "  --match REGEX      of the records that --include lets through only those in which this\n"
+    "                     one is found too\n"
+    "  --highlight REGEX  colour its matches; several times: each in a colour of its own\n"
+    "  --window ID        only records with this window id, from |wndid:ID in the text; several\n"
+    "                     times: with one of these\n"
+    "  --process WHO      only records of this process, by its id or name; several times: of\n"
+    "                     one of these\n"
+    "  --time MODE        show before each record its time: absolute, start (seconds since the\n"
+    "                     first record), previous (seconds since the one shown before) or none\n"
+    "  --input FROM       instead of the channel read a log file or a folder of log files;\n"
+    "                     several times: all of them, in the order of their times. Log files\n"
+    "                     that are written later are included. - is standard input, a record\n"
+    "                     a line\n"
+    "  --keep SIZE        memory for records, in bytes or with K, M or G (default 256M); when\n"
+    "                     it is full the oldest records are dropped\n"
+    "  --output FILE      also write the shown records to this file, replacing it\n";
 std::vector<std::string> take_values(Options& options, std::string_view name)
 {
     std::vector<std::string> values;
