@@ -37,10 +37,7 @@ public:
     int checked_fd() const { return m_own ? m_own->checked_number() : static_cast<int>(m_file); }
     // Whether a call that failed with this number is worth a retry with fd().
     bool renewed(int failed) const { return m_own && m_own->renewed(failed); }
-    bool readable() const
-    {
-        return m_readable;
-    } // as the caller asked, even if the descriptor allows more
+    bool readable() const { return m_readable; } // as the caller asked; the descriptor may do more
     bool writable() const { return m_writable; }
     bool regular() const { return m_regular; }
 

@@ -23,8 +23,9 @@ struct LocaleData
     std::string pm;
     std::array<std::string, 7> days; // from Sunday on
     std::array<std::string, 7> short_days;
-    std::array<std::string, 12> months;         // used without a day
-    std::array<std::string, 12> months_of_date; // used with a day, in languages with two forms
+    std::array<std::string, 12> months; // used without a day
+    std::array<std::string, 12>
+        months_of_date; // used beside a day, in languages with two forms of a month's name
     std::array<std::string, 12> short_months;
     int year_offset = 0; // added to a common year in dates
 };

@@ -42,8 +42,7 @@ struct Table
 {
     std::mutex lock; // guards all below; a module's lock and the loader's list are locked under it
     std::map<HMODULE, Entry> modules;
-    unsigned long long unloaded =
-        0; // the value of unloaded_modules() when other code's modules were last checked
+    unsigned long long unloaded = 0; // unloaded_modules() when other code's were last checked
     std::vector<std::shared_ptr<Module>> replaced; // see forget_unloaded
     std::shared_ptr<Module> program;
 };

@@ -167,8 +167,7 @@ DWORD PrivateImage::read_block(uint64_t block)
     {
         const ssize_t got = sys::pread(m_fd, m_memory + at, end - at, static_cast<off_t>(at));
         if (got <= 0)
-            return got == 0 ? ERROR_HANDLE_EOF
-                            : system_error(errno); // nothing read: the file was cut
+            return got == 0 ? ERROR_HANDLE_EOF : system_error(errno); // 0 bytes: the file was cut
         at += static_cast<uint64_t>(got);
     }
     m_is_read[block] = true;

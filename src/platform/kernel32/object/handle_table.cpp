@@ -271,8 +271,7 @@ void PinBase::release()
     Slot& slot = slot_at(m_index);
     const uint64_t before = slot.word.fetch_sub(1, std::memory_order_acq_rel);
     if ((before & pin_mask) == 0) [[unlikely]]
-        slot.word.fetch_add(
-            1, std::memory_order_acq_rel); // the call forked: drop_pins has removed the pin
+        slot.word.fetch_add(1, std::memory_order_acq_rel); // after a fork: drop_pins unpinned it
     else if ((before & closed_bit) != 0 && (before & pin_mask) == 1)
         destroy(m_index, slot);
 }

@@ -169,16 +169,16 @@ extern "C" HANDLE OpenSemaphoreW(DWORD, BOOL, LPCWSTR name)
 {
     if (!name || !*name)
         return refuse(ERROR_INVALID_PARAMETER);
-    return with_narrow(
-        name,
-        [](const char* narrow)
-        {
-            const HANDLE handle = new_semaphore("OpenSemaphore", [&](SemaphoreObject& joined)
-                                                { return joined.open(narrow); });
-            if (handle)
-                SetLastError(ERROR_SUCCESS); // ERROR_ALREADY_EXISTS is not reported when opening
-            return handle;
-        });
+    return with_narrow(name,
+                       [](const char* narrow)
+                       {
+                           const HANDLE handle =
+                               new_semaphore("OpenSemaphore", [&](SemaphoreObject& joined)
+                                             { return joined.open(narrow); });
+                           if (handle)
+                               SetLastError(ERROR_SUCCESS); // not ERROR_ALREADY_EXISTS
+                           return handle;
+                       });
 }
 
 extern "C" BOOL ReleaseSemaphore(HANDLE semaphore, LONG count, LPLONG previous)

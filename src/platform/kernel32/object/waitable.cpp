@@ -122,8 +122,7 @@ bool take_all(const Objects& objects, uint32_t token)
     for (Waitable* const each : objects)
         if (each->unsignalled(word))
             return false;
-    const NoTermination
-        no_termination; // else a reserved signal would be lost if the thread were terminated
+    const NoTermination no_termination; // else a terminated thread would lose a reserved signal
     size_t reserved = 0;
     while (reserved < objects.count && objects.first[reserved]->reserve(token))
         ++reserved;

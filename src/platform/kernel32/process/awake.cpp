@@ -40,8 +40,7 @@ struct Locks
     std::string reason = default_reason;
 };
 
-constinit OfProcess<Locks>
-    g_locks; // needed to the very end of the process, as threads end then too
+constinit OfProcess<Locks> g_locks; // kept to the very end of the process: threads end then too
 
 Locks& locks()
 {

@@ -25,8 +25,7 @@ public:
     explicit Uninterrupted(Mutex& mutex) : m_guard(mutex) {}
 
 private:
-    const NoTermination
-        m_no_termination; // from before the lock is taken until after it is released
+    const NoTermination m_no_termination; // before the lock is taken, until after its release
     const std::lock_guard<Mutex> m_guard;
 };
 
