@@ -11,7 +11,7 @@ namespace platform
 
 LabelEdit label_edit_of(HWND list);
 
-// For the list's own thread. place is the row's label's within the list. Returns the edit window;
+// For the list's own thread. place: of the row's label, within the list. Returns the edit window;
 // null if the list or the row doesn't exist, or the parent refuses.
 HWND begin_label_edit(HWND list, size_t row, const RECT& place);
 

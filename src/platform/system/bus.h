@@ -14,8 +14,8 @@ struct sd_bus; // of the client library
 namespace platform
 {
 
-// Takes a lock of the login manager: what is "idle", "sleep" or "shutdown". The lock lasts while
-// the descriptor, which the caller owns, is open in any process. -1 if no lock could be taken.
+// Takes a lock of the login manager. what: "idle", "sleep" or "shutdown". The lock lasts while the
+// descriptor, which the caller owns, is open in any process. -1 if no lock could be taken.
 int take_login_lock(const char* what, const std::string& who, const std::string& why);
 
 // Suppresses the desktop's screen saver while the object holds it. The desktop ends that when the

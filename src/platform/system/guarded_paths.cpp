@@ -93,7 +93,7 @@ bool kernel_protects_hard_links()
     }
 }
 
-// Whether no other user can have made the folder's further name of a file that isn't theirs.
+// Whether a second name of another user's file can't have been planted in the folder.
 bool may_open_linked(int folder)
 {
     struct stat in;

@@ -24,7 +24,7 @@ int duplicate_high(int fd);
 class OwnDescriptor
 {
 public:
-    // Restores on a file that was opened again what its first opening had: locks. False on failure.
+    // Restores the locks of the first opening on a file that was opened again. False on failure.
     using Prepare = std::function<bool(int fd)>;
 
     OwnDescriptor() = default;

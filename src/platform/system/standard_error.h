@@ -7,8 +7,8 @@ namespace platform
 {
 
 // Writes the whole text. What can't be written is lost, as there is no other place to report it. A
-// closed pipe doesn't end the program: its SIGPIPE is removed. Costs four system calls, so not for
-// short paths.
+// closed pipe doesn't end the program: its SIGPIPE is removed. Not for code that must be fast:
+// costs four system calls.
 void write_standard_error(std::string_view text);
 
 } // namespace platform

@@ -52,8 +52,8 @@ extern "C"
         // shown or shown any longer.
         int (*message_box)(HWND owner, const wchar_t* text, const wchar_t* caption, UINT type);
         // The thread that loaded the stand-in ends, usually the main thread at the end of the
-        // process: called before the functions that are registered for that. Only the thread may
-        // end, too.
+        // process: called before the functions that are registered for that. The process may also
+        // continue without the thread.
         void (*process_ends)();
     };
 

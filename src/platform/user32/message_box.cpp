@@ -92,8 +92,8 @@ private:
 
 const AtFork g_at_fork(ForkStep::message_box, {nullptr, nullptr, TerminalTurn::renew});
 
-// The controlling terminal. It is used as a descriptor: a stream can't alternate between writing
-// and reading there.
+// The controlling terminal. It is used as a descriptor, since a stream can't freely alternate
+// between writing and reading.
 class Terminal
 {
 public:

@@ -115,8 +115,8 @@ public:
     }
 
 private:
-    // Opens only what a process holds: a listener makes its objects one after the other, and the
-    // name of one not made yet may still belong to a dead listener's object.
+    // Opens only an object that a process holds: a listener makes its objects one after the other,
+    // and the name of one not made yet may still belong to a dead listener's object.
     static int open_held(NamedKind kind, const char* name)
     {
         const std::string path = named_object_path(kind, name);

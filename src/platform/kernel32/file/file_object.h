@@ -55,7 +55,7 @@ public:
     // other lock is taken while it is held.
     static inline std::mutex m_lock;
     ClaimedFile m_file;
-    std::vector<Range> m_ranges; // what LockFile locked through this handle
+    std::vector<Range> m_ranges; // ranges that LockFile locked through this handle
 
 private:
     std::unique_ptr<OwnDescriptor> m_own; // then m_file has none

@@ -45,8 +45,8 @@ struct Entry
 class Names
 {
 public:
-    // Adds the name if it fits into 16 bits with a terminator and matches the mask, if there is
-    // one.
+    // Adds the name if it has less than name_limit units in 16 bits and matches the mask, if there
+    // is one.
     void add(const char* native, SearchMask* mask)
     {
         wchar_t name[name_limit];

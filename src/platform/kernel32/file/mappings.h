@@ -1,4 +1,4 @@
-// The kernel's list of what is mapped into the process.
+// The kernel's list of the process's mappings.
 #pragma once
 
 #include <cstdint>

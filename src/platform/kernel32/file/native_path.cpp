@@ -93,7 +93,7 @@ std::string_view without_separators(std::string_view path)
     return path;
 }
 
-// What a path names, without the separators at its end.
+// The kind of entry that a path names, without the separators at its end.
 enum class Named
 {
     folder,

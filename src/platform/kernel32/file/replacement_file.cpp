@@ -47,8 +47,8 @@ bool is_temporary_name(std::string_view name)
            name.find_first_not_of("0123456789abcdef", beginning.size()) == std::string_view::npos;
 }
 
-// Only one of the same user. A process that still writes the file holds the lock; one that has just
-// made the file and finds it locked here chooses another name.
+// Removes only a file of the same user. A process that still writes the file holds the lock; one
+// that has just made the file and finds it locked here chooses another name.
 void remove_if_left(const std::string& path)
 {
     struct stat found;

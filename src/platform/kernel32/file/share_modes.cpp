@@ -44,7 +44,7 @@ bool set_lock(int fd, short type, off_t first, off_t count)
     return sys::fcntl_lock(fd, F_OFD_SETLK, &range) == 0;
 }
 
-// Calls visit(first, count) for each run of equal bytes before the end whose value is this.
+// Calls visit(first, count) for each run of bytes with this value before the end.
 template <class Visit> void for_each_run(const Bytes& bytes, bool value, off_t end, Visit visit)
 {
     for (off_t at = 0; at < end;)

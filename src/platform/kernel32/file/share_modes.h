@@ -15,8 +15,8 @@
 //     a settled claim     fails                          fails
 //
 // (A gate that serialised the opens would need a write lock, which a read-only descriptor can't
-// take.) On file systems without such locks, and for files that can't be read, share modes are not
-// enforced.
+// take.) Opens on file systems without such locks, or of files that can't be read, announce
+// nothing.
 #pragma once
 
 #include <sys/stat.h>
@@ -112,7 +112,8 @@ public:
     // ERROR_SHARING_VIOLATION if the file is open, else 0.
     DWORD error() const { return m_error; }
     bool exists() const { return m_exists; }
-    // The status of the existing entry. Folders, links and others than files are not claimed.
+    // The status of the existing entry. Only files are claimed, not folders, links or other
+    // entries.
     const struct stat& status() const { return m_status; }
     bool is_same_as(const DeleteClaim& other) const;
 

@@ -43,8 +43,9 @@ public:
     Object& operator=(const Object&) = delete;
     virtual ~Object() = default;
     ObjectKind kind() const { return m_kind; }
-    // Releases what can fail in a way that CloseHandle reports. Called once, with no pin left: by
-    // CloseHandle, or by the last unpin, where the result is lost. A system error, or 0.
+    // Releases resources whose release may fail with an error that CloseHandle reports. Called
+    // once, with no pin left: by CloseHandle, or by the last unpin, where the result is lost. A
+    // system error, or 0.
     virtual DWORD close() { return 0; }
     // Waits until the object is signalled and takes the signal: WAIT_OBJECT_0, WAIT_TIMEOUT or
     // WAIT_FAILED with the last error set.

@@ -1,8 +1,8 @@
 // Under ThreadSanitizer the signal needs another path. The sanitizer delays a signal until the
 // thread calls a function that it watches, which a thread in a futex wait or in a loop never does.
-// So the handler is installed without the sanitizer. The handler must not end a thread within the
-// sanitizer's own code, whose locks the rest of the process still needs: there it ignores the
-// signal, which is sent again.
+// So the handler is installed by a call that the sanitizer doesn't intercept. The handler must not
+// end a thread within the sanitizer's own code, whose locks the rest of the process still needs:
+// there it ignores the signal, which is sent again.
 #include "termination_signal.h"
 
 #include <csignal>
