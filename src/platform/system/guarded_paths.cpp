@@ -114,7 +114,7 @@ bool continue_behind(const char* target, size_t length, const char* rest, char* 
     return true;
 }
 
-// Replaces the start of the path by a link's target. Negative with errno.
+// Replaces a link before the rest of the path by its target. Negative with errno.
 [[gnu::noinline]] int follow_link(int link, const char* rest, char* pending)
 {
     char target[longest_path];
