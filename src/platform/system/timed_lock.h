@@ -28,7 +28,7 @@ private:
     int64_t m_pause = 0;
 };
 
-// Takes a write lock of the open file description on a range, and gives up after so many
+// Takes a write lock of the open file description on a range, and stops trying after so many
 // nanoseconds on the monotonic clock. 0 or an errno: ETIMEDOUT when it gave up. Until unlock, a
 // forked child closes its copy of the descriptor at once: otherwise it would keep the lock if its
 // parent were killed.

@@ -5,7 +5,7 @@
 // signals. Such a thread then wakes the next one.
 //
 // A wait for all takes nothing before all objects are signalled. Then it reserves them in turn; if
-// another thread takes one of them first, it gives the others back.
+// another thread takes one of them first, it releases the others.
 #include "waitable.h"
 
 #include <algorithm>
