@@ -16,7 +16,7 @@ bool is_revision(DWORD revision)
     return revision >= MIN_ACL_REVISION && revision <= MAX_ACL_REVISION;
 }
 
-// The bytes that head and entries take, or 0 if they don't lie within the list.
+// The bytes used by head and entries, or 0 if they don't fit within the list.
 DWORD bytes_in_use(const ACL& list)
 {
     const BYTE* const start = reinterpret_cast<const BYTE*>(&list);

@@ -1,4 +1,4 @@
-// What "advapi32.dll" gives by name.
+// The functions of "advapi32.dll" that can be looked up by name.
 #include "kernel32/module/system_modules.h"
 #include "windows.h"
 

@@ -1,7 +1,7 @@
-// The event log, over the system's log (syslog).
+// The event log, written to the system's log (syslog).
 //
 // An event is one message of the facility "user": "SOURCE (event 0xNNNNNNNN): TEXTS". The program's
-// own name and settings for that log (openlog) stay as the program has them.
+// own name and settings for that log (openlog) stay unchanged.
 #include <new>
 #include <string>
 
@@ -46,7 +46,7 @@ int priority_of(WORD type)
     return LOG_USER | LOG_INFO;
 }
 
-// Its lines end in LF here.
+// Converts line ends to LF.
 std::string plain_lines(LPCWSTR text)
 {
     std::string lines = text ? to_utf8(text) : "";
@@ -74,7 +74,7 @@ extern "C" HANDLE RegisterEventSourceW(LPCWSTR server, LPCWSTR source)
     int error = 0;
     if (api_fault("RegisterEventSourceW", error))
         fail_with(static_cast<DWORD>(error));
-    else if (!source || !*source || (server && *server)) // this machine's log alone
+    else if (!source || !*source || (server && *server)) // only this machine's log
         fail_with(ERROR_INVALID_PARAMETER);
     else
         try

@@ -1,8 +1,8 @@
-// The access list of a file, told from its mode bits.
+// The access list of a file, made from its mode bits.
 //
-// On Linux the first class that a user belongs to decides alone, owner, group or others, while the
-// entries of a list add up. So an entry that denies stands before each that allows less than a
-// later class has. A file system that keeps no owner and mode of each file has no lists.
+// On Linux only the first class that a user belongs to decides (owner, group or others), while the
+// entries of a list add up. So an entry that denies precedes each one that allows less than a later
+// class has. A file system that keeps no owner and mode of each file has no lists.
 #include <cstring>
 
 #include "access_list.h"
@@ -24,7 +24,7 @@ DWORD mask_of(mode_t bits)
            (bits & 1 ? FILE_GENERIC_EXECUTE : 0);
 }
 
-// A list of up to five entries in the making.
+// A list of up to five entries while it is being made.
 class FileList
 {
 public:
@@ -63,7 +63,7 @@ FileList list_of(const struct stat& file)
     const mode_t group = file.st_mode >> 3 & 7;
     const mode_t others = file.st_mode & 7;
     FileList list;
-    // Data rights only: what denying must not take away is what no mode bit takes away.
+    // Denying must not remove the rights that no mode bit removes: only data rights are denied.
     constexpr DWORD kept = STANDARD_RIGHTS_READ | SYNCHRONIZE | FILE_READ_ATTRIBUTES;
     list.add(denied, mask_of((group | others) & ~owner) & ~kept, user_sid(file.st_uid));
     list.add(allowed, mask_of(owner) | READ_CONTROL | WRITE_DAC, user_sid(file.st_uid));

@@ -22,7 +22,7 @@ constexpr const char* root_names[] = {"HKEY_LOCAL_MACHINE", "HKEY_CURRENT_USER",
                                       "HKEY_CLASSES_ROOT", "HKEY_USERS"};
 constexpr off_t size_limit = off_t{64} << 20; // bytes of a hive file
 
-// What tells one state of a file from another.
+// Distinguishes states of a file.
 struct Stamp
 {
     bool exists = false;
@@ -77,7 +77,7 @@ std::string file_of(HiveId id)
     return folder() + "/" + root_name(id) + ".reg";
 }
 
-// False if it can't be told (errno); a missing file is a state like any other.
+// False if the state can't be read (errno); a missing file is a state like any other.
 bool take_stamp(const std::string& path, Stamp& stamp)
 {
     struct stat found;
@@ -113,7 +113,7 @@ int read_whole(const std::string& path, off_t size, std::string& content)
     return error;
 }
 
-// Moves a damaged file out of the way under a name that is free, and says so.
+// Moves a damaged file aside under a free name, and reports that.
 void keep_aside(const std::string& path, size_t line)
 {
     const std::string damaged =
@@ -127,7 +127,7 @@ void keep_aside(const std::string& path, size_t line)
             return;
         }
         if (errno == ENOENT)
-            return; // another process has done it
+            return; // another process has moved it
         if (errno != EEXIST)
             break;
     }
@@ -167,16 +167,16 @@ DWORD refresh(HiveId id, Cached& cache)
 class WriteLock
 {
 public:
-    // Gives up with ETIMEDOUT.
+    // Fails with ETIMEDOUT after the time limit.
     explicit WriteLock(HiveId id)
     {
-        // Modes are left to the umask, or to the access list that the root folder hands down: it is
-        // how a group shares a registry.
+        // Modes are left to the umask, or to the access list that the root folder hands down: that
+        // is how a group shares a registry.
         const int without_folder = sys::mkdir(folder().c_str(), 0777) == 0 ? 0 : errno;
         m_fd = sys::open((file_of(id) + ".lock").c_str(), O_RDWR | O_CREAT, 0666);
         if (m_fd < 0)
         {
-            // Where there is no folder, the reason is what kept it from being made.
+            // Without a folder, the reason is the error that kept it from being made.
             m_error = errno == ENOENT && without_folder ? without_folder : errno;
             return;
         }
@@ -198,12 +198,11 @@ private:
     int m_error = 0;
 };
 
-// A new file is called after the hive's file, with this and a random number added, until all of it
-// is written.
+// Until a new file is complete, its name is the hive file's, this and a random number.
 constexpr const char* unfinished = ".new-";
 constexpr mode_t hive_mode = 0666; // less the umask
 
-// Writers that were killed leave such files. Needs the lock of the writers.
+// Removes such files, left by writers that were killed. Needs the lock of the writers.
 void remove_unfinished(const std::string& path)
 {
     const std::string beginning = path.substr(path.rfind('/') + 1) + unfinished;
@@ -248,7 +247,7 @@ DWORD change_hive(HiveId id, const std::function<DWORD(Hive&)>& change)
         return error;
     if (const int failure = replace_hive(file_of(id), write_reg_text(changed, root_name(id))))
         return system_error(failure);
-    // The stamp may belong to a later change already; the content is read again then.
+    // The stamp may already belong to a later change; the content is then read again.
     Cached& cache = cached(id);
     const std::lock_guard guard(cache.lock);
     cache.hive = nullptr;

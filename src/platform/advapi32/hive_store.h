@@ -1,4 +1,4 @@
-// The hives on disk: one file each, read again only when it has changed, changed under a lock.
+// The hives on disk: one file each, read again only after a change, and changed under a lock.
 #pragma once
 
 #include <functional>
@@ -18,13 +18,15 @@ enum class HiveId
     count
 };
 
-// A snapshot of a hive as it is on disk now; it doesn't change. A damaged file is kept aside under
-// another name, reported on stderr once, and counts as empty. Null with error if it can't be read.
+// A snapshot of a hive as it is on disk now; the snapshot doesn't change. A damaged file is moved
+// aside under another name, reported on stderr once, and counts as empty. Null with error if the
+// hive can't be read.
 std::shared_ptr<const Hive> read_hive(HiveId id, DWORD& error);
 
-// Changes a hive: reads it under the lock, lets the function change it and, if that gives 0, writes
-// it to a temporary file and puts that in place. Other processes' changes are never lost. The
-// function's result, or the system error of what failed; the old file is whole then.
+// Changes a hive: reads it under the lock, lets the function change it and, if that returns 0,
+// writes it to a temporary file, which then replaces the old one. Other processes' changes are
+// never lost. Returns the function's result, or the system error of a failure; the old file then
+// stays whole.
 DWORD change_hive(HiveId id, const std::function<DWORD(Hive&)>& change);
 
 } // namespace platform

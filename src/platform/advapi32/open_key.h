@@ -1,4 +1,4 @@
-// What a key handle names, and what the calls of the registry share.
+// The key of a handle, and helpers shared by the registry calls.
 #pragma once
 
 #include <new>
@@ -20,14 +20,15 @@ struct OpenKey
     DWORD access = 0;
 };
 
-// False for a handle that names no key.
+// False if the handle has no key.
 bool resolve_key(HKEY key, OpenKey& result);
 
-// Gives a value's data to a caller. *size is the room in bytes, and then what the data has; without
-// data only the size is asked for. ERROR_MORE_DATA, and nothing copied, if the room is too small.
+// Copies a value's data to a caller. *size is the room in bytes, and becomes the size of the data;
+// without data only the size is returned. ERROR_MORE_DATA, and nothing copied, if the room is too
+// small.
 LONG copy_data(const RegValue& value, LPBYTE data, LPDWORD size);
 
-// Nothing may leave a call of the registry but a number. name: of its fault.
+// A call of the registry must return an error number and throw nothing. name: of its fault.
 template <class Call> LONG guarded_call(const char* name, Call call)
 {
     int fault = 0;

@@ -1,7 +1,7 @@
 // The keys and values of a key, by number.
 //
-// The order is that of the folded names. Each call looks at the hive as it is on disk then, so who
-// adds or removes entries between two calls moves the numbers, as on the system.
+// They are ordered by their folded names. Each call reads the hive as it is on disk then, so adding
+// or removing entries between two calls changes the numbers, as on the system.
 #include <cstring>
 
 #include "open_key.h"
@@ -13,7 +13,8 @@ using namespace platform;
 namespace
 {
 
-// A name with its terminator for a buffer of *size characters; *size becomes the length without.
+// Copies a name with its terminator to a buffer of *size characters; *size becomes the length
+// without the terminator.
 LONG copy_name(const std::string& name, LPWSTR buffer, LPDWORD size)
 {
     const size_t length = wide_from_utf8(name.data(), name.size(), nullptr, 0);
@@ -25,7 +26,7 @@ LONG copy_name(const std::string& name, LPWSTR buffer, LPDWORD size)
     return ERROR_SUCCESS;
 }
 
-// Calls with the hive and the key that a handle names.
+// Calls with the hive and the key of a handle.
 template <class Call> LONG with_key(HKEY handle, DWORD needed_access, Call call)
 {
     OpenKey key;
@@ -41,7 +42,7 @@ template <class Call> LONG with_key(HKEY handle, DWORD needed_access, Call call)
     return found == hive->end() ? static_cast<LONG>(ERROR_FILE_NOT_FOUND) : call(*hive, found);
 }
 
-// The name of a direct child, null beyond the last one.
+// The name of a direct child, null after the last one.
 const std::string* child_name(const Hive& hive, Hive::const_iterator key, DWORD index)
 {
     const std::string prefix = key->first.empty() ? "" : key->first + "\\";

@@ -15,11 +15,11 @@ namespace
 constexpr std::string_view heading = "Windows Registry Editor Version 5.00";
 constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 constexpr std::string_view utf16_mark = "\xFF\xFE"; // little-endian
-// How many bytes the paths may have, in all, of keys that have no line of their own in the text. In
-// a text that we have written, each key has one.
+// How many bytes the paths may have, in total, of keys that have no line of their own in the text.
+// In a text that we have written, each key has one.
 constexpr size_t least_room = size_t{1} << 20;
 constexpr size_t room_per_byte = 16;
-constexpr size_t hex_wrap = 76; // columns after which a hex value goes on in the next line
+constexpr size_t hex_wrap = 76; // columns after which a hex value continues on the next line
 
 std::vector<BYTE> text_data(std::string_view utf8)
 {
@@ -29,7 +29,7 @@ std::vector<BYTE> text_data(std::string_view utf8)
     return data;
 }
 
-// The text of a REG_SZ value, or nothing if its data is not exactly what text_data makes of one.
+// The text of a REG_SZ value. False if its data differs from what text_data makes of that text.
 bool data_text(const RegValue& value, std::string& text)
 {
     if (value.data.size() < 2 || value.data.size() % 2 != 0)
@@ -92,7 +92,7 @@ bool parse_hex_list(std::string_view list, std::vector<BYTE>& data)
     return true;
 }
 
-// Reads a quoted text with its escapes; rest is what stands behind it.
+// Reads a quoted text with its escapes; rest is the text after it.
 bool parse_quoted(std::string_view text, std::string& result, std::string_view& rest)
 {
     if (text.empty() || text.front() != '"')
@@ -173,7 +173,7 @@ bool parse_value(std::string_view line, RegKey& key)
     return true;
 }
 
-// Gives lines with their continuations joined; counts the lines of the file.
+// Returns lines with their continuations joined; counts the lines of the file.
 class Lines
 {
 public:
@@ -191,7 +191,7 @@ public:
             ++m_number;
             any = true;
             joined += line;
-            // Only lists of bytes go on; a text may well end in a backslash.
+            // Only lists of bytes continue on the next line; a text may well end in a backslash.
             if (joined.empty() || joined.back() != '\\' || joined.find("=hex") == std::string::npos)
                 return true;
             joined.pop_back();
@@ -205,7 +205,7 @@ private:
     size_t m_number = 0;
 };
 
-// The path below the hive's root, false if the key is not of this hive.
+// The path below the hive's root. False if the key is not in this hive.
 bool path_below(std::string_view key, std::string_view root, std::string_view& path)
 {
     if (fold_name(key.substr(0, root.size())) != fold_name(root))
@@ -219,9 +219,9 @@ bool path_below(std::string_view key, std::string_view root, std::string_view& p
     return !path.empty();
 }
 
-// A key exists with all the keys above it: those of one that was there already are.
-// Null for one that is too deep, or if all keys together have more letters than there is room for:
-// each key is kept with its whole path, so that a short text could ask for any amount of memory.
+// Makes a key and all missing keys above it. Null if it is nested too deep, or if the paths of all
+// keys need more room than there is left: each key is stored with its whole path, so a short text
+// could otherwise require any amount of memory.
 RegKey* make_key(Hive& hive, std::string_view path, size_t& room)
 {
     constexpr auto none = std::string_view::npos;
@@ -306,7 +306,7 @@ void write_value(std::string& out, const RegValue& value)
         write_hex(out, start, value);
 }
 
-// False for bytes that are no whole text: half a character, or half a pair of them.
+// False if the bytes are no whole text: half a character, or half a surrogate pair.
 bool utf8_of_utf16(std::string_view bytes, std::string& text)
 {
     std::vector<wchar_t> units(bytes.size() / 2);
@@ -314,7 +314,7 @@ bool utf8_of_utf16(std::string_view bytes, std::string& text)
         units[i] = static_cast<wchar_t>(static_cast<BYTE>(bytes[2 * i]) |
                                         static_cast<BYTE>(bytes[2 * i + 1]) << 8);
     text = to_utf8(units.data(), units.size());
-    // What is no pair became another character.
+    // An unpaired surrogate became another character.
     std::vector<wchar_t> again(units.size());
     return bytes.size() % 2 == 0 &&
            wide_from_utf8(text.data(), text.size(), again.data(), again.size()) == units.size() &&

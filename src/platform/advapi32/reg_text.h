@@ -2,9 +2,9 @@
 //
 // A file has the heading "Windows Registry Editor Version 5.00", then keys in brackets and values
 // below them: "name"="text", "name"=dword:0000000a, "name"=hex:01,02 with a type in parentheses, @
-// for the value without a name, lines that go on behind a backslash, comments behind a semicolon.
-// It is UTF-8, with or without a byte order mark, or UTF-16 with its mark, as the system's own
-// editor writes it. What is written here is UTF-8.
+// for the value without a name. A backslash at the end of a line continues it; a semicolon begins a
+// comment. A file is UTF-8, with or without a byte order mark, or UTF-16 with its mark, as the
+// system's own editor writes it. Files written here are UTF-8.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ struct RegValue
 {
     std::string name; // as it was written
     DWORD type = 0;
-    std::vector<BYTE> data; // as the system hands it out: texts are UTF-16 with terminator
+    std::vector<BYTE> data; // as passed to callers: texts are UTF-16 with terminator
 };
 
 struct RegKey
@@ -32,7 +32,7 @@ struct RegKey
 };
 
 // A hive: its keys by folded path, with '\' between levels and no separator at either end. The root
-// itself is the empty path and always there.
+// itself is the empty path and always exists.
 using Hive = std::map<std::string, RegKey>;
 
 // How deep keys may be nested, as on the system.
@@ -42,8 +42,8 @@ size_t key_levels(std::string_view path);
 // Folded for comparison: without regard to case.
 std::string fold_name(std::string_view name);
 
-// False if the text is not of the format; line then tells where. root is the hive's own name
-// ("HKEY_LOCAL_MACHINE"), which each key of the file begins with.
+// False if the text is not of the format; line is then the line of the error. root is the hive's
+// own name ("HKEY_LOCAL_MACHINE"), with which each key of the file begins.
 bool parse_reg_text(std::string_view text, std::string_view root, Hive& hive, size_t& line);
 
 std::string write_reg_text(const Hive& hive, std::string_view root);

@@ -1,7 +1,7 @@
-// The registry calls over the hives.
+// The registry calls, on top of the hives.
 //
-// A key handle is a number of a table: which hive, which path, what it may do. Values are looked up
-// in the hive as it is on disk at that moment.
+// A key handle is an index into a table that holds its hive, path and access rights. Values are
+// looked up in the hive as it is on disk at that moment.
 #include <cstring>
 #include <mutex>
 #include <vector>
@@ -57,7 +57,7 @@ bool root_key(HKEY key, OpenKey& result)
     return true;
 }
 
-// Handles are even, above 32 bits, and carry index and generation.
+// Handles are even and above 32 bits, and contain index and generation.
 KeySlot* find_slot(HKEY key)
 {
     const uint64_t value = reinterpret_cast<uint64_t>(key);
@@ -131,7 +131,7 @@ LONG open_key(HKEY parent, LPCWSTR path, DWORD access, PHKEY result)
     return ERROR_SUCCESS;
 }
 
-// Makes a key and those above it. The names of levels that exist stay as they are.
+// Makes a key and those above it. The names of existing levels stay as they are.
 void create_levels(Hive& hive, const OpenKey& key)
 {
     for (size_t at = 0; at != std::string::npos;)
@@ -142,7 +142,7 @@ void create_levels(Hive& hive, const OpenKey& key)
     }
 }
 
-// created, if wanted: whether the key wasn't there before.
+// created, if not null: receives whether the key is new.
 LONG create_key(HKEY parent, LPCWSTR path, DWORD access, PHKEY result, bool* created = nullptr)
 {
     OpenKey from;
@@ -156,7 +156,7 @@ LONG create_key(HKEY parent, LPCWSTR path, DWORD access, PHKEY result, bool* cre
     OpenKey key = below(from, path);
     if (key_levels(key.name) > deepest_key)
         return ERROR_INVALID_PARAMETER;
-    bool is_new = false; // another process may have been faster
+    bool is_new = false; // another process may have made the key first
     const DWORD error = change_hive(key.hive,
                                     [&](Hive& hive) -> DWORD
                                     {
@@ -173,8 +173,8 @@ LONG create_key(HKEY parent, LPCWSTR path, DWORD access, PHKEY result, bool* cre
     return ERROR_SUCCESS;
 }
 
-// A text that was stored without its terminator gets one where there is room; its size is the one
-// that was stored.
+// Adds a terminator to a text that was stored without one, if there is room; its size stays as
+// stored.
 void terminate(const RegValue& value, LPBYTE data, DWORD room)
 {
     const size_t size = value.data.size();
@@ -211,7 +211,7 @@ LONG query_value(HKEY handle, LPCWSTR name, LPDWORD type, LPBYTE data, LPDWORD s
     return result;
 }
 
-// A change of one key's values.
+// Changes one key's values.
 template <class Change> LONG change_values(HKEY handle, Change change)
 {
     OpenKey key;

@@ -127,7 +127,7 @@ extern "C" BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL 
     return TRUE;
 }
 
-// A descriptor holds pointers, or behind itself what it speaks of.
+// A descriptor holds pointers, or offsets of data that follows it.
 extern "C" BOOL GetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, LPBOOL present,
                                           PACL* list, LPBOOL defaulted)
 {

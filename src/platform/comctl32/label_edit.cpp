@@ -46,7 +46,7 @@ bool notify_parent(HWND list, UINT code, size_t row, wchar_t* text)
                         reinterpret_cast<LPARAM>(&told)) != 0;
 }
 
-// Puts the edit in the model's place of the one that is there. False if the list is gone.
+// Replaces the model's current edit. False if the list is gone.
 bool set_edit(HWND list, const LabelEdit& edit)
 {
     const std::shared_ptr<ListModel> model = list_model_of(list);
@@ -55,7 +55,7 @@ bool set_edit(HWND list, const LabelEdit& edit)
     return model != nullptr;
 }
 
-// What the user does in the edit window of a label.
+// Handles the user's input in the edit window of a label.
 LRESULT CALLBACK label_procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
     const bool enter = message == WM_KEYDOWN && wParam == VK_RETURN;
@@ -69,7 +69,7 @@ LRESULT CALLBACK label_procedure(HWND window, UINT message, WPARAM wParam, LPARA
     return 0;
 }
 
-// Null if it can't be made.
+// Null if the window can't be made.
 HWND make_control(HWND list, const wchar_t* text, const RECT& place)
 {
     const HWND control = CreateWindowExW(
@@ -116,7 +116,7 @@ HWND begin_label_edit(HWND list, size_t row, const RECT& place)
     if (!control || !set_edit(list, {control, row, false}))
         return nullptr;
     const bool refused = notify_parent(list, LVN_BEGINLABELEDITW, row, text.data());
-    // Whoever was told may have ended it.
+    // The notified parent may have ended the editing.
     if (label_edit_of(list).control != control)
         return nullptr;
     if (!refused)
@@ -139,7 +139,7 @@ try
         text = text_of_window(edit.control);
     const bool accepted =
         notify_parent(list, LVN_ENDLABELEDITW, edit.row, keep ? text.data() : nullptr);
-    const size_t row = label_edit_of(list).row; // it may have moved meanwhile
+    const size_t row = label_edit_of(list).row; // the row may have moved meanwhile
     if (accepted && keep)
         if (const std::shared_ptr<ListModel> model = list_model_of(list);
             model && model->set_cell(row, 0, text.data()))
@@ -149,7 +149,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    // The text that there was stays, and so does the editing: as if nobody had ended it.
+    // The former text stays, and the editing continues, as if it had not been ended.
     if (LabelEdit edit = label_edit_of(list); edit.control)
     {
         edit.ending = false;

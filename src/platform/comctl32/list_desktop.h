@@ -1,4 +1,4 @@
-// What a display asks of a list view, on any thread; see user32/desktop.h.
+// The requests of a display to a list view, on any thread; see user32/desktop.h.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,8 @@ namespace platform
 
 class ListModel;
 
-// On the list's own thread: tells the display of what has changed, if it is there and must hear.
+// On the list's own thread: notifies the display of changes, if there is one and it was not
+// notified yet.
 void tell_rows_changed(HWND list, ListModel& model);
 
 BOOL list_take_changes(HWND list, PlinthListChanges* changes);

@@ -13,7 +13,7 @@ namespace platform
 namespace
 {
 
-// The whole length of the text, of which up to size characters with the terminator are given.
+// Copies up to size characters with the terminator; returns the whole length of the text.
 ptrdiff_t give(ListCell from, wchar_t* text, size_t size)
 {
     if (text && size > 0)
@@ -53,7 +53,7 @@ try
     const Lock lock(m_lock);
     index = std::min(index, m_columns.size());
     m_columns.reserve(m_columns.size() + 1);
-    // Rows have nothing behind the last column.
+    // Rows have no cells after the last column.
     for (size_t row = 0; index < m_columns.size() && row < m_rows.size(); ++row)
         if (!m_rows[row].insert_cell(index))
         {

@@ -1,7 +1,7 @@
-// What a list view in report mode shows: columns, and rows of cells.
+// The content of a list view in report mode: columns, and rows of cells.
 //
-// The window's thread changes it, and a display reads it from its own thread: each call locks. The
-// lock stands alone.
+// The window's thread changes it, and a display reads it from its own thread: each call locks. No
+// other lock is taken while it is locked.
 #pragma once
 
 #include <deque>
@@ -27,18 +27,18 @@ struct ListChanges
 {
     size_t rows = 0;
     ptrdiff_t first_changed = -1; // -1: no row
-    ptrdiff_t visible_row = -1;   // the last that was to be seen
+    ptrdiff_t visible_row = -1;   // the last row that had to be made visible
     bool columns = false;
 };
 
-// The editing of a label. The window's thread alone begins and ends it.
+// The editing of a label. Only the window's thread begins and ends it.
 struct LabelEdit
 {
     HWND control = nullptr; // null: none
     size_t row = 0;
-    bool ending = false; // the list's parent is being told
+    bool ending = false; // the list's parent is being notified
 
-    static constexpr size_t no_row = SIZE_MAX; // one that was deleted meanwhile
+    static constexpr size_t no_row = SIZE_MAX; // the row was deleted meanwhile
 };
 
 std::mutex& list_models_lock();
@@ -46,15 +46,17 @@ std::mutex& list_models_lock();
 class ListModel : public ControlData
 {
 public:
-    // All give false, and change nothing, for a row or column that isn't there, or without memory.
+    // All return false, and change nothing, for a row or column that doesn't exist, or without
+    // memory.
 
-    // The index at which it came to stand; past the end counts as at the end. -1 without memory.
+    // Returns the index at which it was inserted; past the end counts as at the end. -1 without
+    // memory.
     ptrdiff_t insert_column(size_t index, ListColumn column);
     bool set_column(size_t index, const wchar_t* text, const int* width, const int* format);
     bool delete_column(size_t index);
     size_t columns() const;
-    // Up to size characters with the terminator; null pointers are passed over. The text's whole
-    // length, -1 if there is no such column.
+    // Up to size characters with the terminator; null pointers are ignored. Returns the text's
+    // whole length, -1 if there is no such column.
     ptrdiff_t column(size_t index, int* width, int* format, wchar_t* text, size_t size) const;
 
     ptrdiff_t insert_row(size_t index, const wchar_t* text, LPARAM param);
@@ -66,29 +68,31 @@ public:
     ptrdiff_t cell(size_t row, size_t column, wchar_t* text, size_t size) const;
     bool param(size_t row, LPARAM& param) const;
 
-    // Scrolls so far that the row is to be seen; per_page rows fit.
+    // Scrolls far enough to make the row visible; per_page rows fit.
     bool make_visible(size_t row, size_t per_page);
     size_t top() const;
 
-    // What is edited; the row moves along with those that come and go before it.
+    // The label being edited; its row moves when rows before it are added or removed.
     LabelEdit label_edit() const;
     void set_label_edit(const LabelEdit& edit);
 
-    // True if the display has not been told since it last took the changes; it counts as told then.
+    // True if there are changes and the display was not notified since it last took some; it then
+    // counts as notified.
     bool must_tell();
     ListChanges take_changes();
 
 private:
     using Lock = Uninterrupted<std::mutex>;
 
-    void changed_from(size_t row); // with the lock held
+    void changed_from(size_t row); // needs the lock
 
     friend std::mutex& list_models_lock();
 
-    // Guards all below, of all models, so that a fork finds it; nothing else is locked with it.
+    // Guards all below, of all models: one lock for all, so that a fork can take it. No other lock
+    // is taken while it is held.
     static inline std::mutex m_lock;
     std::vector<ListColumn> m_columns;
-    std::deque<ListRow> m_rows; // grows without moving what is there
+    std::deque<ListRow> m_rows; // grows without moving its rows
     size_t m_top = 0;
     LabelEdit m_label_edit;
     ListChanges m_changes;
@@ -96,7 +100,7 @@ private:
     bool m_told = false;
 };
 
-// Null if the window is gone or no list view.
+// Null if the window doesn't exist or is no list view.
 std::shared_ptr<ListModel> list_model_of(HWND window);
 
 } // namespace platform

@@ -11,8 +11,8 @@ using namespace platform;
 namespace
 {
 
-// A structure of the list view with the text that it points to. What comes out of a message brings
-// the structure back, the sender's own text pointer kept, and the text.
+// A structure of the list view with the text that it points to. A result from the receiver brings
+// the structure back, with the sender's own text pointer, and the text.
 template <class Structure> class StructureParcel : public Parcel
 {
 public:
@@ -35,7 +35,7 @@ public:
             return;
         wchar_t* const text = m_original->pszText;
         const auto end = std::find(m_text.begin(), m_text.end(), L'\0');
-        if (end != m_text.end()) // else there is no room at all
+        if (end != m_text.end()) // else the buffer has no room at all
             std::copy(m_text.begin(), end + 1, text);
         *m_original = m_copy;
         m_original->pszText = text;

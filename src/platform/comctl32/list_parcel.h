@@ -1,4 +1,4 @@
-// The messages of the list view that point to something, copied for a send with a limit.
+// The messages of the list view that point to data, copied for a send with a time limit.
 #pragma once
 
 #include "user32/parcel.h"
@@ -6,7 +6,7 @@
 namespace platform
 {
 
-// True if lParam is that of a structure.
+// True if the message's lParam points to a structure.
 bool is_list_pointer_message(UINT message);
 
 std::unique_ptr<Parcel> make_list_parcel(UINT message, WPARAM wParam, LPARAM lParam);

@@ -56,7 +56,7 @@ bool ListRow::set_cell(size_t column, const wchar_t* text, size_t length)
         std::copy_n(text, length, m_block->texts() + place);
         return true;
     }
-    if (length == 0) // an empty cell is as good as none
+    if (length == 0) // an empty cell counts as none
         return true;
     const size_t gap = column - cells; // empty cells before it: a terminator each
     if (!reshape(place, 0, gap + length + 1))

@@ -1,8 +1,8 @@
 // One row of a list view, in one block of memory: a list may have a million of them.
 //
-// The block holds the texts of the cells one behind the other, each with its terminator; cells that
-// come after the last one with a text are not there at all. So a cell costs two bytes beside its
-// text, and a row the header, the pointer to it and what the allocator adds.
+// The block holds the texts of the cells one after the other, each with its terminator; cells after
+// the last one with a text are not stored. So a cell costs two bytes beside its text, and a row the
+// header, the pointer to it and the allocator's overhead.
 #pragma once
 
 #include <cstdint>
@@ -23,10 +23,10 @@ struct ListCell
 class ListRow
 {
 public:
-    // Gives false, and changes nothing, without memory.
+    // Returns false, and changes nothing, without memory.
     bool set_cell(size_t column, const wchar_t* text, size_t length);
     bool set_param(LPARAM param);
-    // Cells behind the column move one on, or one back.
+    // Cells after the column move one on, or one back.
     bool insert_cell(size_t column);
     void remove_cell(size_t column);
 
@@ -47,9 +47,9 @@ private:
         void operator()(Block* block) const { std::free(block); }
     };
 
-    // Where the cell begins; the end of the texts for one that is not there.
+    // The start of the cell; the end of the texts for a cell that is not stored.
     size_t start_of(size_t column) const;
-    // Makes room for so many units at the place, in which there are so many now.
+    // Changes the number of units at the place from before to after.
     bool reshape(size_t place, size_t before, size_t after);
 
     std::unique_ptr<Block, Free> m_block; // null: an empty row

@@ -1,5 +1,5 @@
-// The class "SysListView32": the messages of a list view in report mode, on top of its model. It is
-// complete without a display; sizes are those of a plain font.
+// The class "SysListView32": the messages of a list view in report mode, on top of its model. It
+// works without a display; sizes are those of a plain font.
 #include <algorithm>
 #include <atomic>
 #include <climits>
@@ -25,7 +25,7 @@ namespace
 
 constexpr LONG header_height = 24; // pixels
 constexpr LONG row_height = 17;
-constexpr int default_width = 100; // of a column that names none
+constexpr int default_width = 100; // for a column without a width
 
 size_t rows_per_page(HWND window)
 {
@@ -34,7 +34,7 @@ size_t rows_per_page(HWND window)
     return static_cast<size_t>(std::max<LONG>(client.bottom - header_height, 0) / row_height);
 }
 
-// A negative number becomes one that is past every end.
+// A negative number becomes an index past every end.
 size_t index_of(WPARAM number)
 {
     const int index = static_cast<int>(number);
@@ -116,7 +116,7 @@ LRESULT set_item(ListModel& model, const LVITEMW& given)
 {
     const size_t row = index_of(static_cast<WPARAM>(given.iItem));
     if (row >= model.rows() || ((given.mask & LVIF_PARAM) && given.iSubItem != 0))
-        return FALSE; // a row has one parameter, and its further cells have none
+        return FALSE; // the parameter belongs to the row; its further cells have none
     if ((given.mask & LVIF_TEXT) && !set_text(model, row, given))
         return FALSE;
     return !(given.mask & LVIF_PARAM) || model.set_param(row, given.lParam);
@@ -144,7 +144,7 @@ LRESULT get_item(const ListModel& model, LVITEMW& to)
 
 // ---- the procedure
 
-// False for a message that is none of the list view's, or lacks what it must point to.
+// False for a message that is not the list view's, or lacks the data that it must point to.
 bool handle(ListModel& model, HWND window, UINT message, WPARAM wParam, LPARAM lParam,
             LRESULT& result)
 {
@@ -213,7 +213,7 @@ bool handle(ListModel& model, HWND window, UINT message, WPARAM wParam, LPARAM l
     }
 }
 
-// The model goes with the window, so WM_NCDESTROY has nothing to do.
+// The model is destroyed with the window, so WM_NCDESTROY has nothing to do.
 bool make_model(HWND window)
 try
 {
@@ -245,8 +245,8 @@ RECT label_place(HWND list, size_t row)
     return place;
 }
 
-// What the editing of labels makes of a message; false for one that is to be handled further. These
-// reach the parent, whose procedure may do anything: nothing is held meanwhile.
+// Handles the messages of label editing; false if the message must be handled further. These
+// messages reach the parent, whose procedure may do anything: nothing is held meanwhile.
 bool handle_label(HWND window, UINT message, WPARAM wParam, LRESULT& result)
 {
     const size_t row = index_of(wParam);
@@ -309,7 +309,7 @@ bool register_list_class()
 
 extern "C" void InitCommonControls(void)
 {
-    // Set only when both classes exist: a call without memory must not be the last one.
+    // Set only when both classes exist, so that a call that lacked memory can be repeated.
     static constinit std::atomic<bool> registered{false};
     if (!registered && register_list_class() && register_edit_class())
         registered = true;

@@ -40,7 +40,7 @@ bool has_checksum(int fd, uint32_t checksum)
     return size == 0 && (value ^ 0xFFFFFFFFu) == checksum && sys::lseek(fd, 0, SEEK_SET) == 0;
 }
 
-// A checksum of 0 is none.
+// A checksum of 0 means none.
 int open_checked(const std::string& path, uint32_t checksum, char** found)
 {
     const int fd = sys::open(path.c_str(), O_RDONLY);
@@ -55,8 +55,8 @@ int open_checked(const std::string& path, uint32_t checksum, char** found)
     return -1;
 }
 
-// In the places where debuggers look: beside the module, in .debug below it, and in the same place
-// below /usr/lib/debug.
+// In the folders where debuggers look: beside the module, in .debug below it, and in the same
+// folder below /usr/lib/debug.
 int open_by_link(const std::string& file, const std::string& link, uint32_t checksum, char** found)
 {
     if (link[0] == '/')
@@ -65,7 +65,7 @@ int open_by_link(const std::string& file, const std::string& link, uint32_t chec
     for (const std::string& place : {folder, folder + ".debug/", "/usr/lib/debug" + folder})
     {
         if (place + link == file)
-            continue; // a module that is its own debug file has been looked at
+            continue; // the module itself was tried already
         const int fd = open_checked(place + link, checksum, found);
         if (fd >= 0)
             return fd;

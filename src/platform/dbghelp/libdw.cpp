@@ -34,7 +34,7 @@ const Libdw* libdw()
     static bool ready = false;
     if (ready)
         return &functions;
-    // Stays loaded for the life of the process.
+    // Stays loaded until the process ends.
     void* const library = sys::dlopen("libdw.so.1", RTLD_NOW | RTLD_LOCAL);
     ready = library && find_all(library, functions);
     return ready ? &functions : nullptr;

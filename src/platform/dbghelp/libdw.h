@@ -1,7 +1,7 @@
 // The library that reads ELF symbol tables and DWARF, loaded when it is first needed.
 //
-// Linking to it would bring five libraries into each process for what few processes ever need, and
-// keep programs from starting where it isn't installed.
+// Linking to it would load five libraries into each process that few processes ever need, and keep
+// programs from starting where it isn't installed.
 #pragma once
 
 #include <elfutils/libdwfl.h>
@@ -26,7 +26,8 @@ struct Libdw
     decltype(&::elf_begin) elf_begin = nullptr;
 };
 
-// Null if it isn't there; the next call looks again. One thread at a time, as all of this folder.
+// Null without the library; the next call tries again. One thread at a time, as for all of this
+// folder.
 const Libdw* libdw();
 
 } // namespace platform

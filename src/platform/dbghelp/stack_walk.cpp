@@ -1,8 +1,8 @@
-// Walking the calling thread's stack, a frame a call.
+// Walking the calling thread's stack, one frame per call.
 //
-// The unwinder shows the whole stack in one go, so the frames behind the last one that was given
-// are kept for the next calls, a few at a time: what lies above a function that is still running
-// doesn't change. A frame is told by its stack pointer.
+// The unwinder reports the whole stack at once, so the frames after the last one returned are kept
+// for the next calls, a few at a time: the frames above a function that is still running don't
+// change. A frame is identified by its stack pointer.
 #include "kernel32/module/call_frames.h"
 #include "system/faults.h"
 #include "system/last_error.h"
@@ -25,17 +25,17 @@ struct Walk
 
 thread_local Walk t_walk;
 
-// The walk has been given its first frame.
+// Whether the walk has returned its first frame.
 bool has_begun(const STACKFRAME64& frame)
 {
     return frame.Reserved[0] != 0;
 }
 
-// Collects from the frame that the context is of: the innermost one that is not below this call and
+// Collects from the frame of the context on: the innermost one that is not below this call and
 // whose own caller's stack begins above the context's stack pointer.
 void collect_from_context(uintptr_t caller, uintptr_t stack)
 {
-    // Frames come innermost first, and where one ends shows with the next.
+    // Frames come innermost first, and the end of one only shows with the next.
     bool in_caller = false;
     CallFrame before;
     bool reached = false;
@@ -52,8 +52,8 @@ void collect_from_context(uintptr_t caller, uintptr_t stack)
         t_walk.frames, kept, [&](const CallFrame& frame) { return frame.stack == before.stack; });
 }
 
-// The place of the frame with this stack pointer among those that are kept, with the next one
-// behind it if there is any. False if the stack doesn't have it.
+// The index of the frame with this stack pointer among the kept ones, which then include the next
+// frame if there is one. False if the stack doesn't have the frame.
 bool keep_from(uintptr_t stack, size_t& at)
 {
     for (at = 0; at + 1 < t_walk.count; ++at)

@@ -1,8 +1,8 @@
-// The symbol engine: what is known of the process's modules, and look-ups by address.
+// The symbol engine: what it knows about the process's modules, and look-ups by address.
 //
-// A module is known from SymLoadModule64 on; its file is opened and read by libdw when an address
-// in it is first looked up. Addresses are used again: once any module has been unloaded, all that
-// is known is forgotten.
+// A module is known after SymLoadModule64; libdw opens and reads its file when an address in it is
+// first looked up. Addresses are reused, so once any module has been unloaded, the engine forgets
+// all modules.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -36,11 +36,12 @@ struct KnownModule
 {
     uintptr_t base;
     uintptr_t end;
-    std::string image; // as its loader named it
-    bool unmatched;    // its own file is gone, or another has its place
+    std::string image; // the name that its loader used
+    bool unmatched;    // its own file is gone or was replaced
 };
 
-// A file that libdw keeps open, under a number that the program may close and get for another file.
+// A file that libdw keeps open. The program may close its number and get that number for another
+// file.
 struct KeptFile
 {
     int fd;
@@ -48,25 +49,25 @@ struct KeptFile
     ino_t inode;
 };
 
-// Callers take turns, so there is no lock.
+// Callers are serialised, so there is no lock.
 struct Engine
 {
     DWORD options = SYMOPT_UNDNAME;
     Dwfl* reader = nullptr; // null until the engine is started
     std::vector<KnownModule> modules;
     std::vector<KeptFile> files;     // of the modules
-    unsigned long long unloaded = 0; // what unloaded_modules() was for them
-    std::string line_file;           // what the last line record points to
+    unsigned long long unloaded = 0; // the value of unloaded_modules() when they were added
+    std::string line_file;           // the text to which the last line record points
 };
 
-constinit OfProcess<Engine> g_engine; // never destroyed: reports come until the very end
+constinit OfProcess<Engine> g_engine; // never destroyed: reports are made until the very end
 
 Engine& engine()
 {
     return g_engine.get();
 }
 
-// Another thread may have been at it: a child starts it anew.
+// Another thread of the parent may have been using it: a child starts it anew.
 const AtFork g_at_fork(ForkStep::symbols, {nullptr, nullptr, [] { g_engine.renew(); }});
 
 KnownModule* known_module(DWORD64 address)
@@ -78,8 +79,8 @@ KnownModule* known_module(DWORD64 address)
     return found == modules.end() ? nullptr : &*found;
 }
 
-// The descriptor under which libdw keeps a file open; fd is taken over. High, as all that stay
-// open.
+// The descriptor under which libdw keeps a file open; fd is taken over. It has a high number, like
+// all that stay open.
 int kept_open(int fd)
 {
     struct stat found;
@@ -93,7 +94,7 @@ int kept_open(int fd)
     {
         engine().files.push_back({kept, found.st_dev, found.st_ino});
     }
-    catch (const std::bad_alloc&) // it is not looked at again
+    catch (const std::bad_alloc&) // it is not checked again
     {
     }
     return kept;
@@ -102,8 +103,8 @@ int kept_open(int fd)
 // Called when an address in the module is first looked up. By then an upgrade may have replaced its
 // file; symbols of another build would name functions that don't run.
 //
-// libdw would map the file, and another program that cuts it would end this one. So the reader is
-// one that reads. No exception may leave, since the caller is C.
+// libdw would map the file, and another program that cuts it would end this process. So the file is
+// read instead. No exception may leave the function, since the caller is C.
 int open_module(Dwfl_Module*, void**, const char*, Dwarf_Addr base, char** file, Elf** elf)
 {
     LoadedModule loaded;
@@ -114,7 +115,7 @@ int open_module(Dwfl_Module*, void**, const char*, Dwarf_Addr base, char** file,
     }
     catch (const std::bad_alloc&)
     {
-        return -1; // the symbols stay unknown
+        return -1; // the module has no symbols then
     }
     if (fd < 0)
     {
@@ -137,8 +138,8 @@ int open_debug_file(Dwfl_Module* module, void** user_data, const char* name, Dwa
 char* g_debug_path = nullptr; // libdw's default
 const Dwfl_Callbacks callbacks = {open_module, open_debug_file, nullptr, &g_debug_path};
 
-// Whether the number is still this file's. Only a closed number or another file says no: a call
-// that fails for another reason proves nothing.
+// Whether the number still belongs to this file. Only a closed number or another file proves that
+// it doesn't; a call that fails for another reason proves nothing.
 bool is_still(const KeptFile& file)
 {
     struct stat found;
@@ -152,8 +153,8 @@ bool has_its_files()
     return std::ranges::all_of(engine().files, is_still);
 }
 
-// The program has closed descriptors, as daemons do. The reader that had them would close what has
-// their numbers now, so it is left as it is.
+// For a program that closed descriptors, as daemons do. The old reader would close the files that
+// have its numbers now, so it is abandoned as it is.
 void begin_anew_without_files()
 {
     Dwfl* const reader =
@@ -245,7 +246,7 @@ std::string_view short_name(std::string_view image)
 
 void copy_symbol(std::string name, IMAGEHLP_SYMBOL64& symbol)
 {
-    name.resize(std::min(name.find('@'), name.size())); // a version may stand behind it
+    name.resize(std::min(name.find('@'), name.size())); // the name may end in a version
     std::unique_ptr<char, void (*)(void*)> plain(nullptr, std::free);
     if (engine().options & SYMOPT_UNDNAME)
         plain.reset(abi::__cxa_demangle(name.c_str(), nullptr, nullptr, nullptr));
@@ -256,7 +257,7 @@ void copy_symbol(std::string name, IMAGEHLP_SYMBOL64& symbol)
     to[length] = '\0';
 }
 
-// Nothing may leave through the interface but a result. A fault or the lack of memory is a zero.
+// A call may only return a result and throw nothing. A fault or lack of memory returns zero.
 template <class Call> auto guarded(const char* name, Call call) -> decltype(call())
 {
     int error = 0;
@@ -335,7 +336,7 @@ BOOL module_info(HANDLE process, DWORD64 address, PIMAGEHLP_MODULE64 info)
 struct FoundSymbol
 {
     const char* name = nullptr; // null: none
-    uint64_t offset = 0;        // of the address from its start
+    uint64_t offset = 0;        // of the address, from the symbol's start
     uint64_t size = 0;          // 0: unknown
 };
 
@@ -351,7 +352,7 @@ FoundSymbol symbol_in_file(DWORD64 address)
     return found;
 }
 
-// From the table that the loader uses, which is in memory with the module.
+// From the loader's own table, which is in memory with the module.
 FoundSymbol exported_symbol(DWORD64 address)
 {
     Dl_info info{};
@@ -375,7 +376,7 @@ BOOL symbol_at(HANDLE process, DWORD64 address, DWORD64* displacement, PIMAGEHLP
     const KnownModule* const module = known_module(address);
     if (!found.name && module && module->unmatched)
         found = exported_symbol(address);
-    // The nearest symbol below may be another function's.
+    // The nearest symbol below the address may belong to another function.
     if (!found.name || (found.size != 0 && found.offset >= found.size))
         return fail_with(ERROR_INVALID_ADDRESS);
     symbol->Address = address - found.offset;

@@ -1,4 +1,4 @@
-// Stock objects. Nothing is drawn with them: a handle is all that their users need.
+// Stock objects. Nothing is drawn with them: their users only need a handle.
 #include "windows.h"
 
 extern "C" HGDIOBJ GetStockObject(int object)

@@ -10,7 +10,7 @@ extern "C"
 {
 #endif
 
-    // Gives in *result a list that the caller frees with LocalFree; 0 is success.
+    // Returns in *result a list that the caller frees with LocalFree; 0 is success.
     PLINTH_PLATFORM_API DWORD WINAPI SetEntriesInAclW(ULONG count, PEXPLICIT_ACCESS_W entries,
                                                       PACL oldList, PACL* result);
 

@@ -23,7 +23,7 @@ extern "C"
 #define LVIF_TEXT 0x0001u
 #define LVIF_PARAM 0x0004u
 
-    // Numbers are those of rows (items) and columns (subitems), from 0.
+    // Rows (items) and columns (subitems) are numbered from 0.
 #define LVM_FIRST 0x1000u
 #define LVM_GETITEMCOUNT (LVM_FIRST + 4)
 #define LVM_DELETEITEM (LVM_FIRST + 8)
@@ -43,27 +43,27 @@ extern "C"
 #define LVM_INSERTCOLUMNW (LVM_FIRST + 97)
 #define LVM_GETITEMTEXTW (LVM_FIRST + 115)
 #define LVM_SETITEMTEXTW (LVM_FIRST + 116)
-    // Starts the editing of a row's label, its first cell, in a list with LVS_EDITLABELS: a window
-    // of class "Edit", or null. It ends the editing that there was, keeping the text; -1 only ends
+    // Starts the editing of a row's label, its first cell, in a list with LVS_EDITLABELS: returns a
+    // window of class "Edit", or null. Ends any earlier editing, keeping its text; -1 only ends
     // that, and cancels it. The edit window takes WM_SETTEXT; VK_RETURN and WM_KILLFOCUS keep its
     // text, VK_ESCAPE cancels.
 #define LVM_EDITLABELW (LVM_FIRST + 118)
 #define LVM_CANCELEDITLABEL (LVM_FIRST + 179)
 
-    // To the parent, as WM_NOTIFY with an NMLVDISPINFOW. Before the first the edit window is there;
-    // TRUE refuses it. The second brings the new text, null if the editing was cancelled; TRUE
-    // takes it over into the list.
+    // Sent to the parent, as WM_NOTIFY with an NMLVDISPINFOW. At the first one the edit window
+    // exists already; TRUE refuses it. The second has the new text, null if the editing was
+    // cancelled; TRUE accepts it into the list.
 #define LVN_FIRST (0u - 100u)
 #define LVN_BEGINLABELEDITW (LVN_FIRST - 75)
 #define LVN_ENDLABELEDITW (LVN_FIRST - 76)
 
     typedef struct LVCOLUMNW
     {
-        UINT mask; // LVCF_...: the members that count
+        UINT mask; // LVCF_...: the members that are used
         int fmt;
         int cx; // pixels
         LPWSTR pszText;
-        int cchTextMax; // room behind pszText when it is written to, terminator included
+        int cchTextMax; // room at pszText when it is written to, terminator included
         int iSubItem;
         int iImage;
         int iOrder;
@@ -82,7 +82,7 @@ extern "C"
         LPWSTR pszText;
         int cchTextMax;
         int iImage;
-        LPARAM lParam; // the program's own, one for each row
+        LPARAM lParam; // for the program's use, one for each row
         int iIndent;
         int iGroupId;
         UINT cColumns;

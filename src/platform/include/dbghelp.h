@@ -1,7 +1,7 @@
 // Debug help: the stack of the calling thread, and symbols and source lines by address.
 //
-// As on the system, these calls serve one thread at a time: callers take turns by a lock of their
-// own. A zero result is failure, and GetLastError then tells why. The only process is
+// As on the system, these calls serve one thread at a time: callers must serialise them by a lock
+// of their own. A zero result is failure, with the reason in GetLastError. The only process is
 // GetCurrentProcess(), the only thread GetCurrentThread().
 //
 // Symbols and lines come from the modules' ELF symbol tables and DWARF, in the module itself or in
@@ -19,7 +19,7 @@ extern "C"
 {
 #endif
 
-#define SYMOPT_UNDNAME 0x00000002u    // C++ names as they are written; set at first
+#define SYMOPT_UNDNAME 0x00000002u    // C++ names as in the source; set by default
 #define SYMOPT_LOAD_LINES 0x00000010u // without it there are no lines
 
     typedef enum SYM_TYPE
@@ -77,7 +77,7 @@ extern "C"
         DWORD SizeOfStruct; // 40
         PVOID Key;
         DWORD LineNumber;
-        LPSTR FileName; // native, as the compiler wrote it; good until the next call
+        LPSTR FileName; // native, as the compiler wrote it; valid until the next call
         DWORD64 Address;
     } IMAGEHLP_LINE64, *PIMAGEHLP_LINE64;
 
@@ -139,31 +139,31 @@ extern "C"
     typedef DWORD64(CALLBACK* PTRANSLATE_ADDRESS_ROUTINE64)(HANDLE process, HANDLE thread,
                                                             LPADDRESS64 address);
 
-    // The next frame of a walk; the first call of it, with a zeroed frame but for AddrPC, AddrStack
-    // and AddrFrame, gives the frame that these describe. The context must be one of the calling
-    // thread, of a function that is still running. AddrPC of a calling frame lies in the call, at
-    // its last byte, so that its line is that of the call; AddrReturn is exact. FALSE at the end.
-    // The memory and translation routines may be null and are not used.
+    // Returns the next frame of a walk. The first call, with a frame of zeroes except for AddrPC,
+    // AddrStack and AddrFrame, returns the frame that these describe. The context must be of the
+    // calling thread, and of a function that is still running. AddrPC of a calling frame is the
+    // last byte of the call, so that its line is that of the call; AddrReturn is exact. FALSE at
+    // the end. The memory and translation routines may be null and are not used.
     PLINTH_PLATFORM_API BOOL WINAPI StackWalk64(
         DWORD machine, HANDLE process, HANDLE thread, LPSTACKFRAME64 frame, PVOID context,
         PREAD_PROCESS_MEMORY_ROUTINE64 readMemory,
         PFUNCTION_TABLE_ACCESS_ROUTINE64 functionTableAccess,
         PGET_MODULE_BASE_ROUTINE64 getModuleBase, PTRANSLATE_ADDRESS_ROUTINE64 translateAddress);
 
-    // What the unwinder knows of the function at an address; null for none.
+    // The unwinder's description of the function at an address; null if there is none.
     PLINTH_PLATFORM_API PVOID WINAPI SymFunctionTableAccess64(HANDLE process, DWORD64 address);
 
-    PLINTH_PLATFORM_API DWORD WINAPI SymSetOptions(DWORD options); // gives the new options
+    PLINTH_PLATFORM_API DWORD WINAPI SymSetOptions(DWORD options); // returns the new options
     PLINTH_PLATFORM_API DWORD WINAPI SymGetOptions(void);
 
-    // searchPath must be null. Modules become known by SymLoadModule64; with invade all that are
-    // loaded now do.
+    // searchPath must be null. Modules become known by SymLoadModule64; with invade all modules
+    // loaded now become known at once.
     PLINTH_PLATFORM_API BOOL WINAPI SymInitialize(HANDLE process, LPCSTR searchPath, BOOL invade);
 
-    // Makes the module known that is loaded at base. image: its path, which is also the name that
-    // SymGetModuleInfo64 shows; without one the call fails. file and module may be null, size 0.
-    // Gives the base. Once any module has been unloaded all must be made known anew: addresses are
-    // used again.
+    // Makes the module at base known. image: its path, which is also the name that
+    // SymGetModuleInfo64 returns; without one the call fails. file and module may be null, size 0.
+    // Returns base. Once any module has been unloaded all must be made known again, as addresses
+    // are reused.
     PLINTH_PLATFORM_API DWORD64 WINAPI SymLoadModule64(HANDLE process, HANDLE file, LPCSTR image,
                                                        LPCSTR module, DWORD64 base, DWORD size);
     PLINTH_PLATFORM_API BOOL WINAPI SymGetModuleInfo64(HANDLE process, DWORD64 address,

@@ -1,8 +1,8 @@
-// The floating-point control word, beside what the compiler's own header of this name has.
+// The floating-point control word, added to the compiler's own header of this name.
 #ifndef PLINTH_PLATFORM_FLOAT_H
 #define PLINTH_PLATFORM_FLOAT_H
 
-#pragma GCC system_header // lets #include_next pass
+#pragma GCC system_header // allows #include_next
 #include_next <float.h>
 
 #include "windef.h"
@@ -20,10 +20,10 @@ extern "C"
 #define _EM_DENORMAL 0x00080000
 #define _MCW_EM 0x0008001F
 
-    // The calling thread's control word, after the bits in mask have been set from value; with a
-    // mask of 0 nothing changes. A set bit masks its exception: the operation gives a result
-    // instead of a signal. _controlfp leaves _EM_DENORMAL alone. Only the exception masks
-    // (_MCW_EM) are carried; other bits are ignored and come back as 0.
+    // Returns the calling thread's control word, after setting the bits in mask from value; a mask
+    // of 0 changes nothing. A set bit masks its exception: the operation returns a result instead
+    // of raising a signal. _controlfp leaves _EM_DENORMAL alone. Only the exception masks (_MCW_EM)
+    // are supported; other bits are ignored and returned as 0.
     PLINTH_PLATFORM_API unsigned int _control87(unsigned int value, unsigned int mask);
     PLINTH_PLATFORM_API unsigned int _controlfp(unsigned int value, unsigned int mask);
 

@@ -1,4 +1,4 @@
-// Files by way of the runtime library: the names of streams come with <tchar.h>.
+// Files of the runtime library: the names of streams come with <tchar.h>.
 #ifndef PLINTH_PLATFORM_IO_H
 #define PLINTH_PLATFORM_IO_H
 

@@ -35,7 +35,7 @@ extern "C"
     PLINTH_PLATFORM_API MMRESULT WINAPI timeEndPeriod(UINT period);
 
     // Timers on one thread of the system. delay: ms, within the device's range. The resolution is
-    // as fine as the machine's whatever is asked for. An id, or 0.
+    // always the machine's finest. Returns an id, or 0.
     PLINTH_PLATFORM_API MMRESULT WINAPI timeSetEvent(UINT delay, UINT resolution,
                                                      LPTIMECALLBACK procedure, DWORD_PTR user,
                                                      UINT flags);

@@ -10,8 +10,8 @@ extern "C"
 #endif
 
     // The fraction is the time of day and counts forward also before the origin: -1.25 is six
-    // o'clock in the morning of 29 December 1899. Years 100 to 9999, to the second. FALSE for what
-    // is no such time.
+    // o'clock in the morning of 29 December 1899. Years 100 to 9999, to the second. FALSE for an
+    // invalid time.
     PLINTH_PLATFORM_API INT WINAPI SystemTimeToVariantTime(LPSYSTEMTIME time, double* result);
     PLINTH_PLATFORM_API INT WINAPI VariantTimeToSystemTime(double time, LPSYSTEMTIME result);
 

@@ -1,13 +1,13 @@
-// What unixODBC's headers need of <windows.h>, and the names that they add to it: the types of the
-// stand-in have the sizes that unixODBC expects. Included by the headers that stand before those of
-// unixODBC; for the same reason plinth's folder has to be searched before that of unixODBC.
+// The types of <windows.h> that unixODBC's headers need, and the names that they add: the
+// stand-in's types have the sizes that unixODBC expects. Included by plinth's headers that replace
+// unixODBC's and then include them; so plinth's folder must be searched before unixODBC's.
 #ifndef PLINTH_PLATFORM_SQL_TYPES_H
 #define PLINTH_PLATFORM_SQL_TYPES_H
 
 #include "guiddef.h"
 #include "windef.h"
 
-#define ALREADY_HAVE_WINDOWS_TYPE // which makes unixODBC define none of these itself
+#define ALREADY_HAVE_WINDOWS_TYPE // makes unixODBC define none of these itself
 #define SQL_API
 
 typedef signed char SCHAR;

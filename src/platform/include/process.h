@@ -1,4 +1,4 @@
-// Threads by way of the runtime library.
+// Threads of the runtime library.
 #ifndef PLINTH_PLATFORM_PROCESS_H
 #define PLINTH_PLATFORM_PROCESS_H
 
@@ -11,7 +11,7 @@ extern "C"
 {
 #endif
 
-    // Starts a thread. Gives its handle, to be closed by the caller, or 0 with errno set.
+    // Starts a thread. Returns its handle, which the caller must close, or 0 with errno set.
     PLINTH_PLATFORM_API uintptr_t _beginthreadex(void* security, unsigned stackSize,
                                                  unsigned (*start)(void*), void* argument,
                                                  unsigned flags, unsigned* id);

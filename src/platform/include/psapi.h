@@ -9,8 +9,8 @@ extern "C"
 {
 #endif
 
-    // Sizes in pages of PageSize bytes. Commit figures are physical memory and swap together, what
-    // can be had and what is in use of it; CommitPeak is the greatest use that this process has
+    // Sizes are in pages of PageSize bytes. Commit figures are of physical memory and swap
+    // together: the limit and the used part; CommitPeak is the greatest use that this process has
     // seen. The physical total is the memory of the machine or of the tightest control group around
     // the process. SystemCache: file pages and the kernel's caches. HandleCount: open files.
     typedef struct PERFORMANCE_INFORMATION

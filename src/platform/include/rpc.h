@@ -17,7 +17,8 @@ extern "C"
 #define RPC_S_OUT_OF_RESOURCES 1721
 #define RPC_S_UUID_LOCAL_ONLY 1824
 
-    // A random identifier (version 4). RPC_S_OUT_OF_RESOURCES if the kernel gives no random bytes.
+    // A random identifier (version 4). RPC_S_OUT_OF_RESOURCES if the kernel returns no random
+    // bytes.
     PLINTH_PLATFORM_API RPC_STATUS WINAPI UuidCreate(UUID* uuid);
 
 #ifdef __cplusplus

@@ -1,4 +1,4 @@
-// Formatting that always terminates and says whether the text was cut.
+// Formatting that always terminates and reports whether the text was cut.
 #ifndef PLINTH_PLATFORM_STRSAFE_H
 #define PLINTH_PLATFORM_STRSAFE_H
 

@@ -3,8 +3,8 @@
 // The C library's wide functions are compiled for a wchar_t of 32 bits. This header declares 16-bit
 // functions of our own, under names that neither collide with nor interpose on the C library's, and
 // maps the runtime's names to them. It includes the standard headers that declare those names
-// first, so that their include guards keep them from taking the mapping back later: include it
-// before using any wide function. std::wcslen and the like are mapped too.
+// first, so that their include guards keep them from undoing the mapping later: include it before
+// using any wide function. std::wcslen and the like are mapped too.
 #ifndef PLINTH_PLATFORM_TCHAR_H
 #define PLINTH_PLATFORM_TCHAR_H
 
@@ -86,8 +86,8 @@ extern "C"
                                          va_list arguments);
     PLINTH_CRT int plinth_crt_snwprintf(wchar_t* buffer, size_t count, const wchar_t* format, ...);
     // The result is always terminated; size counts the terminator. A text of more than count
-    // characters is cut after count of them. With _TRUNCATE a text is cut where the buffer ends.
-    // Both return -1 for a text that was cut. Any other text that has no room leaves the buffer
+    // characters is cut after count of them. With _TRUNCATE a text is cut at the buffer's end. Both
+    // return -1 for a text that was cut. Any other text without enough room leaves the buffer
     // empty, returns -1 and sets errno.
     PLINTH_CRT int plinth_crt_vsnwprintf_s(wchar_t* buffer, size_t size, size_t count,
                                            const wchar_t* format, va_list arguments);
@@ -116,7 +116,7 @@ extern "C"
 #ifdef __cplusplus
 }
 
-// For an array, whose size needs no words.
+// For an array, whose size is deduced.
 template <size_t Size, class... Arguments>
 int plinth_crt_swprintf_s(wchar_t (&buffer)[Size], const wchar_t* format, Arguments... arguments)
 {

@@ -1,7 +1,7 @@
 // Kernel calls: handles, files, directories, searches, mappings, events, threads, clocks, modules.
 //
 // Each function behaves as its callers expect of the system: a zero result (or
-// INVALID_HANDLE_VALUE) is failure, and GetLastError then tells why. docs/platform.md lists where
+// INVALID_HANDLE_VALUE) is failure, with the reason in GetLastError. docs/platform.md lists where
 // the stand-in knowingly differs.
 #ifndef PLINTH_PLATFORM_WINBASE_H
 #define PLINTH_PLATFORM_WINBASE_H
@@ -293,7 +293,8 @@ extern "C"
     PLINTH_PLATFORM_API DWORD WINAPI GetCurrentThreadId(void);
     PLINTH_PLATFORM_API DWORD WINAPI GetCurrentProcessId(void);
     PLINTH_PLATFORM_API HANDLE WINAPI GetCurrentProcess(void);
-    // As exit() does, from any thread. A second thread that comes here waits for the end.
+    // As exit() does, from any thread. A second thread that calls this waits until the process
+    // ends.
     PLINTH_PLATFORM_NORETURN void WINAPI ExitProcess(UINT exitCode);
     PLINTH_PLATFORM_API BOOL WINAPI SetThreadPriority(HANDLE thread, int priority);
     PLINTH_PLATFORM_API int WINAPI GetThreadPriority(HANDLE thread);
@@ -313,12 +314,12 @@ extern "C"
                                                             LPFILETIME result);
     PLINTH_PLATFORM_API BOOL WINAPI FileTimeToLocalFileTime(const FILETIME* time, LPFILETIME local);
 
-    // The calling thread, for walks of its stack. thread must be GetCurrentThread(). Gives where
-    // its caller goes on (Rip, Rsp, Rbp); the other registers read zero, whatever the flags say.
+    // The calling thread, for walks of its stack. thread must be GetCurrentThread(). Returns where
+    // its caller continues (Rip, Rsp, Rbp); the other registers are zero, regardless of the flags.
     PLINTH_PLATFORM_API BOOL WINAPI GetThreadContext(HANDLE thread, LPCONTEXT context);
 
-    // The region that holds an address. process must be GetCurrentProcess(). In a loaded module
-    // AllocationBase is the module's handle. Gives the bytes stored, 0 on failure.
+    // The region that contains an address. process must be GetCurrentProcess(). In a loaded module
+    // AllocationBase is the module's handle. Returns the bytes stored, 0 on failure.
     PLINTH_PLATFORM_API SIZE_T WINAPI VirtualQueryEx(HANDLE process, LPCVOID address,
                                                      PMEMORY_BASIC_INFORMATION info, SIZE_T size);
 
@@ -366,8 +367,9 @@ extern "C"
                                                     WORD language, LPVOID data, DWORD size);
     PLINTH_PLATFORM_API BOOL WINAPI EndUpdateResourceW(HANDLE update, BOOL discard);
 
-    // Replaces each %NAME% by the variable's value; what is no variable stays. size: characters.
-    // Gives the characters of the result with its terminator, also if it doesn't fit, or 0.
+    // Replaces each %NAME% by the variable's value; a name that is no variable stays. size:
+    // characters. Returns the characters of the result with its terminator, even if it doesn't fit,
+    // or 0.
     PLINTH_PLATFORM_API DWORD WINAPI ExpandEnvironmentStringsW(LPCWSTR text, LPWSTR buffer,
                                                                DWORD size);
 
@@ -380,10 +382,10 @@ extern "C"
     PLINTH_PLATFORM_API int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text,
                                                        int length, LPWSTR out, int outSize);
 
-    // What the calling thread needs of the machine, for as long as it lives; gives the former
-    // state, 0 for flags that don't go together. Locks of the login manager stand for it: "idle"
+    // What the calling thread requires of the machine, until the thread ends; returns the former
+    // state, or 0 for flags that can't be combined. Locks of the login manager enforce it: "idle"
     // for ES_SYSTEM_REQUIRED, "sleep" for ES_AWAYMODE_REQUIRED; for ES_DISPLAY_REQUIRED the
-    // desktop's screen saver is held off.
+    // desktop's screen saver is suppressed.
     typedef DWORD EXECUTION_STATE;
 #define ES_SYSTEM_REQUIRED 0x00000001u
 #define ES_DISPLAY_REQUIRED 0x00000002u
@@ -391,12 +393,13 @@ extern "C"
 #define ES_CONTINUOUS 0x80000000u
     PLINTH_PLATFORM_API EXECUTION_STATE WINAPI SetThreadExecutionState(EXECUTION_STATE state);
 
-    // Memory, in bytes, as far as this process can get it: bounded by the control groups around it
-    // and, for addresses, by its limit on them. The page file is physical memory and swap together.
+    // Memory, in bytes, as far as this process can get it: limited by the control groups around it
+    // and, for addresses, by its own address limit. The page file is physical memory and swap
+    // together.
     typedef struct MEMORYSTATUSEX
     {
         DWORD dwLength;     // in: the size of this structure
-        DWORD dwMemoryLoad; // per cent of physical memory that is in use
+        DWORD dwMemoryLoad; // per cent of physical memory in use
         DWORD64 ullTotalPhys;
         DWORD64 ullAvailPhys;
         DWORD64 ullTotalPageFile;

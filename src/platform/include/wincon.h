@@ -12,12 +12,12 @@ extern "C"
 #define CTRL_C_EVENT 0u     // SIGINT, by default Ctrl+C of the terminal
 #define CTRL_BREAK_EVENT 1u // SIGQUIT, by default Ctrl+\ of the terminal
 
-    // Called on a thread made for the event. Nonzero: the event is dealt with.
+    // Called on a thread made for the event. Nonzero: the event is handled.
     typedef BOOL(WINAPI* PHANDLER_ROUTINE)(DWORD event);
 
-    // Handlers are asked in turn, the last one that was added first; where none deals with the
-    // event, the process ends by the signal. A null handler: CTRL_C_EVENT is ignored from now on
-    // (add nonzero), also by the programs that are started from here, or is not (add zero).
+    // Handlers are called in turn, the last one added first; if none handles the event, the signal
+    // ends the process. A null handler: CTRL_C_EVENT is ignored from now on (add nonzero), also by
+    // programs started from here, or no longer ignored (add zero).
     PLINTH_PLATFORM_API BOOL WINAPI SetConsoleCtrlHandler(PHANDLER_ROUTINE handler, BOOL add);
 
 #ifdef __cplusplus

@@ -6,7 +6,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
-// Other libraries have some of these names too, with other sizes; headers of ours bring theirs.
+// Other libraries define some of these names with other sizes; plinth's own headers of those
+// libraries' names adapt them.
 #if (defined(__wintypes_h__) && !defined(PLINTH_PLATFORM_WINSCARD_H)) ||                           \
     (defined(__SQLTYPES_H) && !defined(PLINTH_PLATFORM_SQL_TYPES_H))
 #error "put the folder of plinth's headers before those of pcsc-lite and unixODBC (option -I)"
@@ -136,7 +137,7 @@ typedef struct RECT
 #define LOWORD(value) ((WORD)((DWORD_PTR)(value)&0xffff))
 #define HIWORD(value) ((WORD)(((DWORD_PTR)(value) >> 16) & 0xffff))
 
-// No text of a macro's name is replaced in other libraries' headers where a constant does.
+// Unlike a macro, a constant doesn't replace text in other libraries' headers.
 #ifdef __cplusplus
 #define PLINTH_CONSTANT(name, value) inline constexpr DWORD name = value
 #else

@@ -1,5 +1,5 @@
-// The umbrella header, under the name that the SDK uses. It brings types, constants and calls, and
-// no text functions of the runtime: those come with <tchar.h>.
+// The umbrella header, under the SDK's name. It contains types, constants and calls, but no text
+// functions of the runtime: those come with <tchar.h>.
 #ifndef PLINTH_PLATFORM_WINDOWS_H
 #define PLINTH_PLATFORM_WINDOWS_H
 

@@ -1,4 +1,5 @@
-// System error codes, as GetLastError gives them, and the few HRESULT values that callers compare.
+// System error codes, as GetLastError returns them, and the few HRESULT values that callers
+// compare.
 #ifndef PLINTH_PLATFORM_WINERROR_H
 #define PLINTH_PLATFORM_WINERROR_H
 

@@ -1,4 +1,4 @@
-// Drawing: nothing is drawn here, so this is what window classes name.
+// Drawing: nothing is drawn here, so this only has what window classes refer to.
 #ifndef PLINTH_PLATFORM_WINGDI_H
 #define PLINTH_PLATFORM_WINGDI_H
 
@@ -11,7 +11,7 @@ extern "C"
 
 #define WHITE_BRUSH 0
 
-    // The stock objects live as long as the process. Null for a number that is none.
+    // The stock objects live as long as the process. Null for an unknown number.
     PLINTH_PLATFORM_API HGDIOBJ WINAPI GetStockObject(int object);
 
 #ifdef __cplusplus

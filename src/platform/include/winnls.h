@@ -1,7 +1,7 @@
 // The user's locale: its items, and numbers, dates and times in its form.
 //
-// Only LOCALE_USER_DEFAULT is known, and of the items and flags those that are named here.
-// docs/platform.md says where the values come from.
+// Only LOCALE_USER_DEFAULT is known, and only the items and flags defined here. docs/platform.md
+// lists where the values come from.
 #ifndef PLINTH_PLATFORM_WINNLS_H
 #define PLINTH_PLATFORM_WINNLS_H
 
@@ -47,7 +47,7 @@ extern "C"
         UINT NegativeOrder; // 0 to 4: (1.1) -1.1 - 1.1 1.1- 1.1 -
     } NUMBERFMTW;
 
-    // Each gives the characters stored, terminator included, or with a size of 0 those needed.
+    // Each returns the characters stored, terminator included, or with a size of 0 those needed.
     PLINTH_PLATFORM_API int WINAPI GetLocaleInfoW(LCID locale, LCTYPE type, LPWSTR out, int size);
     PLINTH_PLATFORM_API int WINAPI GetNumberFormatW(LCID locale, DWORD flags, LPCWSTR value,
                                                     const NUMBERFMTW* format, LPWSTR out, int size);

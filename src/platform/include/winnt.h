@@ -37,7 +37,7 @@ typedef union ULARGE_INTEGER
 #define MAXLONG 0x7fffffff
 #define UNREFERENCED_PARAMETER(parameter) ((void)(parameter))
 #ifdef __cplusplus
-// Of an array only; a pointer is refused.
+// Only for an array; a pointer doesn't compile.
 template <class Item, size_t Count> char (&plinth_array_of_size(Item (&)[Count]))[Count];
 #define ARRAYSIZE(array) (sizeof(plinth_array_of_size(array)))
 #else
@@ -111,7 +111,7 @@ typedef struct RTL_CRITICAL_SECTION
 {
     void* DebugInfo;
     LONG LockCount;      // the futex word of the stand-in
-    LONG RecursionCount; // owned by the owner
+    LONG RecursionCount; // only the owner changes it
     HANDLE OwningThread; // thread id of the owner, 0 for none
     HANDLE LockSemaphore;
     ULONG_PTR SpinCount;
@@ -157,7 +157,7 @@ typedef struct SECURITY_DESCRIPTOR
     PACL Dacl;
 } SECURITY_DESCRIPTOR;
 
-// The same with offsets from its start in place of pointers, 0 for none: SE_SELF_RELATIVE.
+// The same with offsets from its start instead of pointers, 0 for none: SE_SELF_RELATIVE.
 typedef struct SECURITY_DESCRIPTOR_RELATIVE
 {
     BYTE Revision;

@@ -1,4 +1,5 @@
-// Registry calls over the hive files. A result of 0 is success, any other is the system error.
+// Registry calls, on top of the hive files. A result of 0 is success, any other is the system
+// error.
 #ifndef PLINTH_PLATFORM_WINREG_H
 #define PLINTH_PLATFORM_WINREG_H
 

@@ -1,8 +1,8 @@
-// Smart cards: the header of pcsc-lite, if it is installed, beside the types of the stand-in.
+// Smart cards: adapts the header of pcsc-lite, if that is installed, to the types of the stand-in.
 //
 // pcsc-lite has integers of 64 bits under names that mean 32 bits in the Windows interface. Here
-// those have the names PCSC_DWORD and so on; what the library writes through a pointer has to be
-// declared so, and the compiler refuses anything else:
+// those have the names PCSC_DWORD and so on; variables that the library writes through a pointer
+// must be declared with these names, and the compiler refuses anything else:
 //
 //     SCARDHANDLE card;
 //     PCSC_DWORD protocol;
@@ -10,7 +10,7 @@
 //                                &protocol);
 //
 // Results are LONG, and compare with SCARD_S_SUCCESS and its kin as they do on Windows. The folder
-// of this header has to be searched before that of pcsc-lite.
+// of this header must be searched before that of pcsc-lite.
 #ifndef PLINTH_PLATFORM_WINSCARD_H
 #define PLINTH_PLATFORM_WINSCARD_H
 #pragma GCC system_header // #include_next is an extension
@@ -24,7 +24,7 @@
 #define PDWORD PCSC_PDWORD
 #define PULONG PCSC_PULONG
 #define ULONG PCSC_ULONG
-// Handles are of the LONG of that library, results may have any size that holds 32 bits.
+// Handles have that library's LONG; results may have any type that holds 32 bits.
 #include <pcsclite.h>
 #undef LONG
 #include_next <winscard.h>
@@ -35,7 +35,7 @@
 #undef PULONG
 #undef ULONG
 
-// As the library has it: all 64 bits.
+// As in the library: all 64 bits.
 #undef SCARD_AUTOALLOCATE
 #define SCARD_AUTOALLOCATE ((PCSC_DWORD)(-1))
 #define pcsc_stringify_error(result) pcsc_stringify_error((PCSC_LONG)(unsigned int)(result))

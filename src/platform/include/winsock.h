@@ -1,17 +1,17 @@
 // Sockets: version 1.1 of the Windows interface, IPv4.
 //
-// A SOCKET is a handle of the one table of kernel handles: a closed or foreign one gives
-// WSAENOTSOCK, and any number of them works with select(). Functions other than the conversions
-// need WSAStartup first. A failure gives SOCKET_ERROR, INVALID_SOCKET or null, and WSAGetLastError,
-// which is the thread's last error, tells why. Nothing raises SIGPIPE. docs/platform.md lists where
-// the stand-in knowingly differs.
+// A SOCKET is a handle of the one table of kernel handles: a closed or foreign one returns
+// WSAENOTSOCK, and select() works with any number of them. Functions other than the conversions
+// need WSAStartup first. A failure returns SOCKET_ERROR, INVALID_SOCKET or null, with the reason in
+// WSAGetLastError, which is the thread's last error. No call raises SIGPIPE. docs/platform.md lists
+// where the stand-in knowingly differs.
 //
 // Many names of the interface are the C library's own, with other types, values or behaviour. This
 // header declares everything under names of its own and then maps the SDK's to them, as <tchar.h>
 // does. It includes the C library's headers first, so that their include guards keep them from
-// taking the names back later. In a file that includes it, socket() and SOL_SOCKET mean those of
-// Windows. Define INCL_WINSOCK_API_PROTOTYPES as 0 before it for types and constants alone, without
-// the function names (std::bind is one of them).
+// undoing the mapping later. In a file that includes it, socket() and SOL_SOCKET mean those of
+// Windows. To get types and constants without the function names (std::bind is one of them), define
+// INCL_WINSOCK_API_PROTOTYPES as 0 before including it.
 #ifndef PLINTH_PLATFORM_WINSOCK_H
 #define PLINTH_PLATFORM_WINSOCK_H
 
@@ -127,14 +127,14 @@ extern "C"
 #define PLINTH_FIONREAD ((LONG)0x4004667F)
 #define PLINTH_SIOCATMARK ((LONG)0x40047307)
 
-    // Starts the use of sockets; each success needs its WSACleanup. Grants 1.1 to whoever asks for
-    // that or more. The last cleanup closes the sockets that are still open.
+    // Starts the use of sockets; each success needs a WSACleanup. Accepts requests for 1.1 and
+    // above and grants 1.1. The last cleanup closes the sockets that are still open.
     PLINTH_PLATFORM_API int WINAPI WSAStartup(WORD wanted, LPWSADATA data);
     PLINTH_PLATFORM_API int WINAPI WSACleanup(void);
     PLINTH_PLATFORM_API int WINAPI WSAGetLastError(void);
     PLINTH_PLATFORM_API void WINAPI WSASetLastError(int error);
 
-    // Ends a socket; a call that waits on it in another thread fails with WSAEINTR.
+    // Closes a socket; a call that waits on it in another thread fails with WSAEINTR.
     PLINTH_PLATFORM_API int WINAPI closesocket(SOCKET s);
     PLINTH_PLATFORM_API int WINAPI ioctlsocket(SOCKET s, LONG request, ULONG* argument);
     PLINTH_PLATFORM_API int WINAPI __WSAFDIsSet(SOCKET s, FD_SET* set);

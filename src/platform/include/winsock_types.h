@@ -1,15 +1,15 @@
-// The records of the socket functions, under the names that the SDK has for them in capitals.
+// The records of the socket functions, under the SDK's names in capitals.
 //
-// <windows.h> brings these, as the SDK's does. They have the SDK's layouts, which differ from the C
-// library's (a set is a list of sockets, a time has two 32-bit fields), and names that the C
-// library doesn't have: a file that includes this may go on using both. The names in lower case,
-// the constants and the functions come with <winsock.h>.
+// <windows.h> includes these, as the SDK's does. They have the SDK's layouts, which differ from the
+// C library's (a set is a list of sockets, a time has two 32-bit fields), and names that the C
+// library doesn't have: a file that includes this may continue to use both. The names in lower
+// case, the constants and the functions come with <winsock.h>.
 #ifndef PLINTH_PLATFORM_WINSOCK_TYPES_H
 #define PLINTH_PLATFORM_WINSOCK_TYPES_H
 
 #include "windef.h"
 
-#define _WINSOCKAPI_ // as the SDK tells that the types are there
+#define _WINSOCKAPI_ // the SDK's mark that the types are defined
 
 typedef UINT_PTR SOCKET; // a kernel handle
 #define INVALID_SOCKET ((SOCKET)(~(SOCKET)0))
@@ -57,7 +57,7 @@ typedef struct plinth_timeval
     LONG tv_usec;
 } TIMEVAL, *PTIMEVAL, *LPTIMEVAL;
 
-// select() takes fd_count at its word: a program may lay out a longer list.
+// select() trusts fd_count: a program may use a longer list.
 typedef struct plinth_fd_set
 {
     UINT fd_count;

@@ -154,9 +154,9 @@ extern "C"
 #define RT_STRING MAKEINTRESOURCEW(6)
 #define RT_RCDATA MAKEINTRESOURCEW(10)
 
-    // A text of a string table. size: characters, terminator included; 0: buffer is the place of a
-    // pointer and gets that of the text itself, which has no terminator. Gives the length that was
-    // copied, or that the text has; 0 if there is none.
+    // A text of a string table. size: characters, terminator included; with 0, buffer points to a
+    // pointer, which is set to the text itself, without a terminator. Returns the length copied, or
+    // the length of the text; 0 if there is none.
     PLINTH_PLATFORM_API int WINAPI LoadStringW(HINSTANCE module, UINT id, LPWSTR buffer, int size);
 
     PLINTH_PLATFORM_API int WINAPI MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption,
@@ -165,17 +165,18 @@ extern "C"
     PLINTH_PLATFORM_API HWND WINAPI GetLastActivePopup(HWND window);
     PLINTH_PLATFORM_API BOOL WINAPI IsWindow(HWND window);
 
-    // Classes belong to the process, whatever module they name, and stay until they are
-    // unregistered; their names don't heed case. A class name may also be MAKEINTATOM of what
-    // RegisterClassExW gave.
+    // Classes belong to the process, regardless of the module they name, and stay until they are
+    // unregistered; their names ignore case. A class name may also be MAKEINTATOM of the result of
+    // RegisterClassExW.
 #define MAKEINTATOM(atom) ((LPWSTR)((ULONG_PTR)((WORD)(atom))))
     PLINTH_PLATFORM_API ATOM WINAPI RegisterClassExW(const WNDCLASSEXW* windowClass);
-    // Refused with ERROR_CLASS_HAS_WINDOWS while there are windows of it. The system's own classes
-    // count as none (ERROR_CLASS_DOES_NOT_EXIST). The atom may come back with another class.
+    // Refused with ERROR_CLASS_HAS_WINDOWS while it has windows. The system's own classes can't be
+    // unregistered (ERROR_CLASS_DOES_NOT_EXIST). The atom may be reused for another class.
     PLINTH_PLATFORM_API BOOL WINAPI UnregisterClassW(LPCWSTR className, HINSTANCE instance);
 
-    // Windows. One belongs to the thread that made it, and dies with that thread, without a message
-    // then. Its procedure runs on that thread alone. The menu argument of a child is its id.
+    // Windows. A window belongs to the thread that made it, and is destroyed with that thread, then
+    // without a message. Its procedure runs only on that thread. The menu argument of a child is
+    // its id.
     PLINTH_PLATFORM_API HWND WINAPI CreateWindowExW(DWORD exStyle, LPCWSTR className, LPCWSTR title,
                                                     DWORD style, int x, int y, int width,
                                                     int height, HWND parent, HMENU menu,
@@ -196,8 +197,8 @@ extern "C"
     PLINTH_PLATFORM_API LONG_PTR WINAPI SetWindowLongPtrW(HWND window, int index, LONG_PTR value);
     PLINTH_PLATFORM_API HWND WINAPI GetParent(HWND window);
     PLINTH_PLATFORM_API DWORD WINAPI GetWindowThreadProcessId(HWND window, LPDWORD process);
-    // Null texts match any. FindWindowW looks at top-level windows, FindWindowExW at the children
-    // of a window, or at top-level windows with a null parent, behind the one given.
+    // Null texts match any. FindWindowW searches top-level windows, FindWindowExW the children of a
+    // window, or top-level windows with a null parent, after the one passed.
     PLINTH_PLATFORM_API HWND WINAPI FindWindowW(LPCWSTR className, LPCWSTR title);
     PLINTH_PLATFORM_API HWND WINAPI FindWindowExW(HWND parent, HWND after, LPCWSTR className,
                                                   LPCWSTR title);
@@ -208,9 +209,8 @@ extern "C"
 
     // Sending to a window of another thread waits until that thread has handled the message, which
     // it does while it asks for messages or itself waits in a send. A limit (ms) ends the wait with
-    // ERROR_TIMEOUT; the message is then handled whenever the thread gets to it. What the messages
-    // of text and of the list view point to is copied when there is a limit, what others point to
-    // isn't.
+    // ERROR_TIMEOUT; the thread still handles the message later. With a limit, data to which
+    // messages of text and of the list view point is copied; data of other messages isn't.
     PLINTH_PLATFORM_API LRESULT WINAPI SendMessageW(HWND window, UINT message, WPARAM wParam,
                                                     LPARAM lParam);
     PLINTH_PLATFORM_API LRESULT WINAPI SendMessageTimeoutW(HWND window, UINT message, WPARAM wParam,
@@ -222,8 +222,8 @@ extern "C"
 
     // Messages of the calling thread. A thread has a queue from its first call of one of these, or
     // of SetTimer, on. The filter takes messages from first to last; 0 and 0 take all. With a
-    // window it takes those of the window and its children alone, with a window of -1 those of
-    // none.
+    // window it takes only those of the window and its children, with a window of -1 only those
+    // without a window.
     PLINTH_PLATFORM_API BOOL WINAPI GetMessageW(LPMSG message, HWND window, UINT first, UINT last);
     PLINTH_PLATFORM_API BOOL WINAPI PeekMessageW(LPMSG message, HWND window, UINT first, UINT last,
                                                  UINT remove);
@@ -233,9 +233,9 @@ extern "C"
                                                        LPARAM lParam);
     PLINTH_PLATFORM_API void WINAPI PostQuitMessage(int exitCode);
 
-    // Message timers of the calling thread; milliseconds are raised to USER_TIMER_MINIMUM. The id
-    // is the window's own. Without a window the system picks the id, unless the id given is that of
-    // such a timer, which then starts anew. An id, or 0.
+    // Message timers of the calling thread; milliseconds are raised to USER_TIMER_MINIMUM. A window
+    // chooses its timers' ids. Without a window the system chooses the id, unless the id passed is
+    // that of such a timer, which is then restarted. Returns the id, or 0.
     PLINTH_PLATFORM_API UINT_PTR WINAPI SetTimer(HWND window, UINT_PTR id, UINT milliseconds,
                                                  TIMERPROC procedure);
     PLINTH_PLATFORM_API BOOL WINAPI KillTimer(HWND window, UINT_PTR id);
@@ -249,13 +249,13 @@ extern "C"
 #define SPIF_UPDATEINIFILE 1u
 #define SPIF_SENDCHANGE 2u
     // A setting: read into a BOOL, or set from the parameter. SPIF_UPDATEINIFILE keeps it beyond
-    // the session; nobody is told of a change.
+    // the session; changes are not announced.
     PLINTH_PLATFORM_API BOOL WINAPI SystemParametersInfoW(UINT action, UINT parameter, PVOID value,
                                                           UINT change);
 
-#define MAX_STR_BLOCKREASON 256 // characters that count, terminator included
+#define MAX_STR_BLOCKREASON 256 // characters that are used, terminator included
     // A "shutdown" lock of the login manager for as long as a window has a reason. The window is
-    // not looked at. The reason is shown for all the locks of the process.
+    // not checked. The reason is shown for all the locks of the process.
     PLINTH_PLATFORM_API BOOL WINAPI ShutdownBlockReasonCreate(HWND window, LPCWSTR reason);
     PLINTH_PLATFORM_API BOOL WINAPI ShutdownBlockReasonDestroy(HWND window);
 

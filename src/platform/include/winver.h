@@ -33,8 +33,8 @@ extern "C"
     // The block, or its first size bytes.
     PLINTH_PLATFORM_API BOOL WINAPI GetFileVersionInfoW(LPCWSTR path, DWORD handle, DWORD size,
                                                         LPVOID block);
-    // A value of a block that GetFileVersionInfoW gave: "\" for the fixed part, otherwise the keys
-    // on the way to it. size: characters of a text, bytes of anything else.
+    // A value of a block from GetFileVersionInfoW: "\" for the fixed part, otherwise the keys on
+    // the path to it. size: characters of a text, bytes of any other value.
     PLINTH_PLATFORM_API BOOL WINAPI VerQueryValueW(LPCVOID block, LPCWSTR path, LPVOID* value,
                                                    PUINT size);
 

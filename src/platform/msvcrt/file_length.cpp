@@ -1,4 +1,4 @@
-// The descriptor behind a stream, and the length of a file.
+// The descriptor of a stream, and the length of a file.
 #include <cerrno>
 #include <climits>
 

@@ -1,8 +1,9 @@
 // The exception masks of the floating-point units, in the runtime's bit layout.
 //
-// An x86-64 processor has two units, and long double arithmetic still goes to the older one: both
-// are kept alike, and an exception counts as masked only if both mask it. Elsewhere the C library's
-// functions serve; they know no exception for denormal operands, which then counts as masked.
+// An x86-64 processor has two units, and long double arithmetic still uses the older one: both are
+// set alike, and an exception counts as masked only if both mask it. On other processors the C
+// library's functions are used; they have no exception for denormal operands, which then counts as
+// masked.
 #include <fenv.h>
 #include <float.h>
 

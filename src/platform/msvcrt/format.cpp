@@ -22,7 +22,7 @@ enum class Size : unsigned char
     half,      // h: 16 bits, or a narrow text
     word,      // l, w: 32 bits, or a wide text
     quad,      // ll, I64, j
-    native,    // I, z, t: of the size of a pointer
+    native,    // I, z, t: as large as a pointer
     extended   // L: a long double, which has 80 bits here
 };
 
@@ -39,7 +39,7 @@ struct Conversion
     char letter = 0;
 };
 
-constexpr int field_limit = 100'000'000; // of a width or precision; more is nonsense
+constexpr int field_limit = 100'000'000; // of a width or precision; larger ones are invalid
 
 template <class Char> class Sink
 {
@@ -80,11 +80,11 @@ private:
     size_t m_length = 0;
 };
 
-// An argument list by reference, also where va_list is an array.
+// An argument list by reference, even where va_list is an array.
 struct Arguments
 {
     va_list list;
-    bool of_runtime; // or of the user interface's functions, which know less
+    bool of_runtime; // false: for the user interface's functions, which know less
 };
 
 // ---------------------------------------------------------------------------------- directives --
@@ -175,8 +175,8 @@ template <class Char> Size take_size(const Char*& at, bool of_runtime)
     }
 }
 
-// Reads a directive behind its '%'. The letter is 0 at the end of the format, or if what stands
-// there can't be one: it is shown as the text that it is.
+// Reads a directive after its '%'. The letter is 0 at the end of the format, or if the characters
+// are no directive: they are then shown as text.
 template <class Char> Conversion take_conversion(const Char*& at, Arguments& arguments)
 {
     Conversion result;
@@ -264,8 +264,8 @@ int64_t take_signed(Size size, Arguments& arguments)
     }
 }
 
-// Writes digits backwards from end and gives the first. A division by a constant is a few times
-// faster than one by a variable.
+// Writes digits backwards from end and returns the first. Radix is a constant, as a division by a
+// constant is a few times faster than one by a variable.
 template <unsigned Radix> char* put_digits(char* end, uint64_t value, const char* symbols)
 {
     for (; value; value /= Radix)
@@ -382,7 +382,8 @@ template <class Char> void put_float(Sink<Char>& sink, const Conversion& how, Ar
         pad(sink, Char(' '), how.width, length);
 }
 
-// How many units of a text count: up to its end and the precision. Nothing is read beyond either.
+// How many units of a text count: as far as its end and the precision. Nothing is read beyond
+// either.
 template <class Unit> size_t bounded_length(const Unit* text, int precision)
 {
     const size_t limit = precision < 0 ? SIZE_MAX : static_cast<size_t>(precision);
@@ -412,8 +413,8 @@ size_t convert(const wchar_t* text, size_t length, char* to, size_t capacity, si
     return utf8_from_wide(text, length, to, capacity, written);
 }
 
-// Where a text may be parted at or shortly behind a place, so that no character is split. A UTF-8
-// character has at most three bytes behind its first: more of them are faults, each for itself.
+// Where a text may be divided, at a place or shortly after it, so that no character is split. A
+// UTF-8 character has at most three bytes after its first; each further one is an error of its own.
 size_t part_behind(const char* text, size_t place, size_t length)
 {
     size_t end = std::min(length, place);
@@ -431,7 +432,7 @@ size_t part_behind(const wchar_t* text, size_t place, size_t length)
     return end;
 }
 
-// A text's length without a character that the precision has cut off in its middle.
+// A text's length without a character that the precision has cut in its middle.
 size_t whole_characters(const char* text, size_t length)
 {
     for (size_t behind = 1; behind <= 3 && behind <= length; ++behind)
@@ -453,7 +454,7 @@ size_t whole_characters(const wchar_t* text, size_t length)
     return length > 0 && (text[length - 1] & 0xFC00) == 0xD800 ? length - 1 : length;
 }
 
-// A text of the other width. Converted in pieces on the stack, so that none is too long.
+// A text of the other width. Converted in pieces on the stack, so that no text is too long.
 template <class Char, class Other>
 void put_other_text(Sink<Char>& sink, const Conversion& how, const Other* text, size_t length)
 {
@@ -561,7 +562,7 @@ void put_conversion(Sink<Char>& sink, const Conversion& how, Arguments& argument
         put_character(sink, how, arguments);
         break;
     case 'n':
-        va_arg(arguments.list, void*); // writing through it is refused
+        va_arg(arguments.list, void*); // its argument is skipped; nothing is written
         break;
     default:
         sink.put(static_cast<Char>(how.letter)); // also "%%"

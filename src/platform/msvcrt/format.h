@@ -5,9 +5,9 @@
 // prints "(null)". It reads the argument list itself, writes only below the capacity, and allocates
 // nothing. The decimal point is a dot in every locale; "%n" writes nothing.
 //
-// The user interface's own functions know less, and nothing that they don't know takes an argument:
-// it is shown as the text that it is, so that "%lld" is "ld". They have the flags '-', '#' and '0',
-// the sizes h, l, w and I, the letters c, C, d, i, p, s, S, u, x and X, and no '*'.
+// The user interface's own functions know less. A directive that they don't know takes no argument
+// and is shown as text, so that "%lld" is "ld". They have the flags '-', '#' and '0', the sizes h,
+// l, w and I, the letters c, C, d, i, p, s, S, u, x and X, and no '*'.
 #pragma once
 
 #include <cstdarg>
@@ -22,8 +22,8 @@ enum class FormatFamily : unsigned char
     user_interface
 };
 
-// Formats into at most capacity characters, without a terminator. Gives the number of characters
-// that the whole result has; what is beyond the capacity is not stored.
+// Formats into at most capacity characters, without a terminator. Returns the number of characters
+// of the whole result; those beyond the capacity are not stored.
 template <class Char>
 size_t format_text(Char* buffer, size_t capacity, const Char* format, va_list arguments,
                    FormatFamily family = FormatFamily::runtime);

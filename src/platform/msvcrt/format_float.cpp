@@ -1,5 +1,5 @@
-// std::to_chars gives the digits that printf gives in the C locale. Left to do are the flag '#',
-// upper case, and precisions beyond what a double has.
+// std::to_chars returns the digits that printf prints in the C locale. This file adds the flag '#',
+// upper case, and precisions beyond a double's digits.
 #include "format_float.h"
 
 #include <algorithm>
@@ -15,13 +15,14 @@ namespace platform
 namespace
 {
 
-// No double has more than 1,074 digits behind its point, or more than 767 significant ones.
+// No double has more than 1,074 digits after its point, or more than 767 significant ones.
 constexpr int exact_precision = 1100;
 static_assert(sizeof FloatText::text > 309 + 1 + exact_precision);
 
-// The fixed form of an ordinary number with few decimals, which is several times faster so: scaled
-// to an integer, and its digits. 0 if the number is none of these, or so near to the middle between
-// two results that the product's rounding could turn it to the other one.
+// The fixed form of an ordinary number with few decimals, several times faster than the general
+// way: the number is scaled to an integer, whose digits are taken. Returns 0 if the number isn't
+// ordinary, or so close to the middle between two results that the product's rounding could choose
+// the wrong one.
 size_t form_ordinary(FloatText& result, double value, int precision)
 {
     static constexpr uint64_t powers[] = {1, 10, 100, 1'000, 10'000, 100'000, 1'000'000};
@@ -58,8 +59,8 @@ size_t form(FloatText& result, double value, std::chars_format format, int preci
     return error == std::errc() ? static_cast<size_t>(end - result.text) : 0;
 }
 
-// "%#g": the general form with its trailing zeros. The exponent that decides between the two styles
-// is the one after rounding to the precision.
+// "%#g": the general form with its trailing zeros. The style depends on the exponent after rounding
+// to the precision.
 size_t form_general_alternate(FloatText& result, double value, int precision)
 {
     precision = std::max(precision, 1);
@@ -101,7 +102,7 @@ void form_float(double value, char letter, int precision, bool alternate, FloatT
         precision = style == 'a' ? 13 : 6; // 13 hexadecimal digits are a whole mantissa
     if (precision > exact_precision)
     {
-        // "%g" drops trailing zeros unless told otherwise.
+        // "%g" drops trailing zeros unless the flag '#' keeps them.
         if (result.finite && (style != 'g' || alternate))
             result.zeros = static_cast<size_t>(precision - exact_precision);
         precision = exact_precision;

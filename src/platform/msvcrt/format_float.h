@@ -6,14 +6,14 @@
 namespace platform
 {
 
-// A number without its sign. What is asked beyond the digits that any double has is zeros: they are
+// A number without its sign. Digits requested beyond those that any double has are zeros: they are
 // not stored but counted, and belong before the exponent, or at the end if there is none.
 struct FloatText
 {
     const char* prefix; // "0x", "0X" or ""
-    size_t zeros_at;    // where in the text the zeros belong
+    size_t zeros_at;    // position of the zeros in the text
     size_t zeros;
-    size_t length; // of the text, the zeros not counted
+    size_t length; // of the text, without the zeros
     bool finite;
     char text[1536];
 };

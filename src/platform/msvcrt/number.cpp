@@ -27,12 +27,12 @@ unsigned digit_value(wchar_t c)
     return 99;
 }
 
-// A text that seems to end at its limit.
+// A text that appears to end at its limit.
 class Bounded
 {
 public:
     Bounded(const wchar_t* text, size_t limit) : m_text(text), m_limit(limit) {}
-    // Asked in ascending order, so that nothing behind a terminator is read.
+    // Called in ascending order, so that nothing after a terminator is read.
     wchar_t operator[](size_t at) const { return at < m_limit ? m_text[at] : L'\0'; }
     wchar_t lower(size_t at) const
     {
@@ -129,7 +129,7 @@ size_t parse_double(const wchar_t* text, size_t limit, double& value)
         return 0;
     // All characters of a number are ASCII. The C library reads them, in a locale of our own: the
     // process's may have another decimal point. Only a number longer than any that was written from
-    // a double goes to the heap.
+    // a double needs heap memory.
     static const locale_t c_locale = newlocale(LC_ALL_MASK, "C", nullptr);
     char small[1200];
     std::unique_ptr<char[]> large;

@@ -1,7 +1,7 @@
 // Opening a file as a stream of the runtime library.
 //
-// It is opened as CreateFileW opens one, sharing reading and writing: what others hold against
-// writers, a module that is open as data for instance, is neither cut nor written.
+// It is opened as CreateFileW opens one, sharing reading and writing: a file whose writing others
+// deny, for instance a module that is open as data, is neither cut nor written.
 #define PLINTH_PLATFORM_NO_RUNTIME_NAMES
 #include <cerrno>
 
@@ -31,8 +31,8 @@ struct OpenMode
     char letters[3];
 };
 
-// The letters that matter here: r, w, a, +, x. There is no text translation to choose with b or t,
-// and a coded character set ("ccs=") is none of this system's.
+// The letters that matter here: r, w, a, +, x. b and t have no effect, as text is not translated,
+// and a coded character set ("ccs=") is not supported.
 bool read_mode(const wchar_t* text, OpenMode& mode)
 {
     if (!text || (*text != L'r' && *text != L'w' && *text != L'a'))
@@ -56,8 +56,8 @@ bool read_mode(const wchar_t* text, OpenMode& mode)
     return true;
 }
 
-// Share modes take read locks, so a file that is to be written is opened for reading too, where
-// that is allowed. A pipe isn't: opened for both it doesn't wait for its reader.
+// Share modes take read locks, so a file opened for writing is opened for reading too, where that
+// is allowed. A pipe isn't: opened for both it wouldn't wait for its reader.
 int open_for(const char* path, const OpenMode& mode, bool file)
 {
     if (!mode.writes)
@@ -71,7 +71,7 @@ int open_for(const char* path, const OpenMode& mode, bool file)
     return sys::open_for_program(path, mode.flags | O_WRONLY, default_mode);
 }
 
-// 0, or the errno by which an opened descriptor is refused; gone: the file has been deleted.
+// 0, or the errno with which an opened descriptor is refused; gone: the file has been deleted.
 int admit(ClaimedFile& opened, const char* path, const OpenMode& mode, bool& file, bool& gone)
 {
     struct stat found;
@@ -82,14 +82,14 @@ int admit(ClaimedFile& opened, const char* path, const OpenMode& mode, bool& fil
         return 0;
     if (const DWORD error = opened.claim({mode.reads, mode.writes, mode.cuts, true, true}))
     {
-        fail_with(error); // says more than the errno
+        fail_with(error); // more exact than the errno
         return EACCES;
     }
     gone = sys::fstat(opened, &found) == 0 && opened.lost_its_name(found, path);
     return 0;
 }
 
-// Opens what is no folder and, for writing, not read-only. -1 with errno.
+// Opens a path unless it is a folder or, for writing, read-only. -1 with errno.
 int open_allowed(const char* path, const OpenMode& mode)
 {
     struct stat found;
@@ -102,7 +102,7 @@ int open_allowed(const char* path, const OpenMode& mode)
     return open_for(path, mode, !exists || S_ISREG(found.st_mode));
 }
 
-// A descriptor, or -1 with errno; file tells whether it is one of an ordinary file.
+// A descriptor, or -1 with errno; file is set to whether it is an ordinary file.
 int open_for_stream(const char* path, const OpenMode& mode, bool& file)
 {
     ClaimedFile opened;
@@ -134,7 +134,7 @@ extern "C" FILE* plinth_crt_wfopen(const wchar_t* path, const wchar_t* mode)
     if (fd < 0)
         return nullptr;
     FILE* const stream = sys::fdopen(fd, wanted.letters);
-    // Cut at the very end, so that a failure before leaves the content.
+    // Cut last, so that an earlier failure leaves the content.
     const DWORD refused = stream && wanted.cuts && file ? set_length(fd, 0) : 0;
     if (stream && !refused)
         return stream;

@@ -15,7 +15,7 @@ using namespace platform;
 namespace
 {
 
-// Copies a part of a path into a buffer of the runtime's fixed size; null to skip it.
+// Copies a part of a path into a buffer of the runtime's fixed size; a null buffer skips it.
 void copy_part(wchar_t* to, size_t size, const wchar_t* from, const wchar_t* end)
 {
     if (!to)

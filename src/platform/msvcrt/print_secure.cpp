@@ -1,7 +1,7 @@
 // The runtime's print functions that always terminate: swprintf_s and _vsnwprintf_s.
 //
-// What the runtime ends a program for, no room and null pointers, is refused here: the result is
-// negative, errno tells why, and the buffer holds the empty text.
+// Errors for which the runtime ends a program, no room and null pointers, only fail here: the
+// result is negative, errno is the reason, and the buffer holds the empty text.
 #define PLINTH_PLATFORM_NO_RUNTIME_NAMES
 #include <algorithm>
 #include <cerrno>
@@ -22,7 +22,7 @@ int refuse(wchar_t* buffer, size_t size, int error)
     return -1;
 }
 
-// limit: the most characters that are wanted; a longer text is cut there, and the result negative.
+// limit: the most characters to write; a longer text is cut there, and the result is negative.
 int print(wchar_t* buffer, size_t size, size_t limit, const wchar_t* format, va_list arguments)
 {
     if (!buffer || size == 0 || !format)

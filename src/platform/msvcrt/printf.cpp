@@ -13,7 +13,7 @@ namespace
 
 template <class Char> int print(Char* buffer, size_t count, const Char* format, va_list arguments)
 {
-    // No buffer and no size asks for the length.
+    // No buffer and no size requests the length.
     if (!format || (!buffer && count))
     {
         errno = EINVAL;

@@ -1,4 +1,4 @@
-// Threads by way of the runtime library.
+// Threads of the runtime library.
 #include <cerrno>
 
 #include <process.h>

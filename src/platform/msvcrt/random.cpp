@@ -1,5 +1,5 @@
-// rand and srand with a state for each thread and results of 15 bits, as callers of the runtime
-// rely on.
+// rand and srand with a state for each thread and results of 15 bits, on which callers of the
+// runtime rely.
 #define PLINTH_PLATFORM_NO_RUNTIME_NAMES
 #include <tchar.h>
 

@@ -25,7 +25,7 @@ enum class Size : unsigned char
 
 struct Directive
 {
-    bool skip = false;       // '*': read and not stored
+    bool skip = false;       // '*': read but not stored
     size_t width = SIZE_MAX; // none given
     Size size = Size::none;
     wchar_t letter = 0;
@@ -37,7 +37,7 @@ struct Directive
     }
 };
 
-constexpr size_t width_limit = 100'000'000; // more is nonsense
+constexpr size_t width_limit = 100'000'000; // larger ones are invalid
 
 Size take_size(const wchar_t*& at)
 {
@@ -202,7 +202,7 @@ private:
         m_text += parsed.length;
         if (directive.skip)
             return true;
-        // What is beyond 64 bits saturates; a smaller variable gets the low bits.
+        // A number beyond 64 bits saturates; a smaller variable gets the low bits.
         const uint64_t magnitude = parsed.overflow ? UINT64_MAX : parsed.magnitude;
         const uint64_t value = parsed.negative ? 0 - magnitude : magnitude;
         switch (directive.size)
@@ -264,7 +264,7 @@ private:
     {
         if (directive.is_narrow())
         {
-            // The width is what the caller has made room for: it bounds the bytes, too.
+            // The width is the caller's room: it limits the bytes, too.
             char* const to = va_arg(m_arguments, char*);
             size_t written = 0;
             utf8_from_wide(m_text, length, to, directive.width, &written);

@@ -11,22 +11,22 @@
 namespace
 {
 
-// 31 December 3000, 23:59:59 UTC: where the runtime's 64-bit times end.
+// 31 December 3000, 23:59:59 UTC: the end of the runtime's 64-bit times.
 constexpr __time64_t last_time = 32535215999;
 
-// Turning a time into local time costs more than writing a short record, and a log asks for the
-// same second again and again: the last answer of the thread is kept. The zone's rules are read
-// once by the C library, so the answer for a second does not change.
+// Converting a time to local time costs more than writing a short record, and a log converts the
+// same second again and again: each thread keeps its last result. The C library reads the zone's
+// rules once, so the result for a second does not change.
 struct LastLocalTime
 {
     __time64_t time = -1;
     struct tm answer;
-    struct tm given; // the caller may write into what it gets
+    struct tm given; // returned to the caller, who may change it
 };
 
 thread_local LastLocalTime t_last;
 
-// The local time without touching what _localtime64 has given out. Null beyond the range.
+// The local time without changing the result of _localtime64. Null beyond the range.
 const struct tm* local_time(__time64_t time)
 {
     if (time < 0 || time > last_time)

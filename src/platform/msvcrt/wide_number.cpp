@@ -12,8 +12,8 @@ using namespace platform;
 namespace
 {
 
-// A number with the space before it, and the place behind it: the text's beginning if there is
-// none.
+// Reads a number and the space before it; end is the place after it, or the text's beginning if
+// there is none.
 ParsedInteger read_integer(const wchar_t* text, const wchar_t*& end, int radix)
 {
     end = text;
@@ -55,7 +55,7 @@ extern "C"
             buffer[0] = L'\0';
             return buffer;
         }
-        // Only decimal numbers have a sign; the others show the bits.
+        // Only decimal numbers have a sign; others show the bits.
         const bool negative = radix == 10 && value < 0;
         unsigned rest = negative ? 0u - static_cast<unsigned>(value) : static_cast<unsigned>(value);
         wchar_t digits[32];

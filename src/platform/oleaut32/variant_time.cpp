@@ -1,5 +1,5 @@
-// The automation layer's date and the calendar. It begins before the first file time, so the
-// conversions of file times don't serve here.
+// Converts between the automation layer's date and the calendar. These dates begin before the first
+// file time, so the conversions of file times can't be used.
 #include <chrono>
 #include <cmath>
 
@@ -30,7 +30,8 @@ extern "C" INT SystemTimeToVariantTime(LPSYSTEMTIME time, double* result)
         return FALSE;
     if (!time || !result || time->wHour > 23 || time->wMinute > 59 || time->wSecond > 59)
         return FALSE;
-    // A day beyond its month's end is one of the next month, and day 0 the last one before.
+    // A day after its month's end counts into the next month, and day 0 is the last one of the
+    // month before.
     const auto month_start = year(time->wYear) / month(time->wMonth) / day(1);
     if (time->wYear > 9999 || !month_start.ok() || time->wDay > longest_month)
         return FALSE;
@@ -46,7 +47,7 @@ extern "C" INT SystemTimeToVariantTime(LPSYSTEMTIME time, double* result)
 
 extern "C" INT VariantTimeToSystemTime(double time, LPSYSTEMTIME result)
 {
-    // Written so that what is no number fails, too.
+    // Written so that NaN fails, too.
     const double whole = std::trunc(time);
     if (!result || !(whole >= (first_day - origin).count() && whole <= (last_day - origin).count()))
         return FALSE;

@@ -1,5 +1,5 @@
-// Foreign bytes, which are never left: every access names an offset and a length in 64 bits and is
-// checked against the size. Numbers are little-endian and lie at any offset.
+// Bytes of unknown origin, with checked access: every access has an offset and a length in 64 bits
+// and is checked against the size. Numbers are little-endian and may be at any offset.
 #pragma once
 
 #include <cstdint>
@@ -24,14 +24,14 @@ public:
         return offset <= m_size && length <= m_size - offset;
     }
 
-    // False, and an empty part, if the range is not within.
+    // False, and an empty part, if the range is not within the bytes.
     bool part(uint64_t offset, uint64_t length, Bytes& result) const
     {
         result = holds(offset, length) ? Bytes(m_data + offset, length) : Bytes();
         return holds(offset, length);
     }
 
-    // False, and zero, if the number is not within.
+    // False, and zero, if the number is not within the bytes.
     template <class Number> bool read(uint64_t offset, Number& number) const
     {
         number = 0;
@@ -41,7 +41,7 @@ public:
         return true;
     }
 
-    // For a number whose place was checked: zero outside.
+    // For a number whose offset was checked: zero outside.
     template <class Number> Number at(uint64_t offset) const
     {
         Number number;

@@ -3,8 +3,8 @@
 namespace platform::pe
 {
 
-// The sum is one of 16-bit words, with carries added back in. Words of 32 bits add up to the same,
-// and no file has so many that 64 bits could not hold their sum.
+// The sum is of 16-bit words, with carries added back in. Adding words of 32 bits has the same
+// result, and no file has so many that 64 bits could not hold their sum.
 void Checksum::add(const Bytes& part)
 {
     uint64_t at = 0;

@@ -6,14 +6,14 @@
 namespace platform::pe
 {
 
-// Takes the file in its order, the checksum field as zero.
+// Takes the bytes of the file in order, with the checksum field as zero.
 class Checksum
 {
 public:
     // Each part but the last has a multiple of four bytes.
     void add(const Bytes& part);
 
-    // Of all that was added.
+    // The checksum of all bytes added.
     uint32_t value() const;
 
 private:

@@ -1,7 +1,7 @@
 // The section ".rsrc" of an ELF file.
 //
 // Addresses in its tree count from the start of the section, so that the tree needs no relocation
-// and is read from the file alone.
+// and can be read from the file alone.
 #include <elf.h>
 
 #include "resource_tree.h"
@@ -33,12 +33,12 @@ bool ResourceTree::open_elf(Bytes file)
     std::memcpy(&elf, file.data(), sizeof elf);
     if (elf.e_ident[EI_CLASS] != ELFCLASS64 || elf.e_ident[EI_DATA] != ELFDATA2LSB)
         return false;
-    // Stripped of its section table the file still runs, but has no resources.
+    // A file stripped of its section table still runs, but has no resources.
     Elf64_Shdr header;
     if (elf.e_shoff == 0 || elf.e_shentsize != sizeof header ||
         !read_header(file, elf.e_shoff, header))
         return true;
-    // Numbers that don't fit their fields stand in the first section header.
+    // Numbers that don't fit their fields are in the first section header.
     const uint64_t count = elf.e_shnum ? elf.e_shnum : header.sh_size;
     const uint64_t names_index = elf.e_shstrndx == SHN_XINDEX ? header.sh_link : elf.e_shstrndx;
     Bytes table;

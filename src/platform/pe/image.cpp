@@ -24,7 +24,7 @@ bool Image::parse(Bytes file)
 {
     m_file = file;
     m_sections.clear();
-    int32_t header = 0; // signed: a negative offset is none
+    int32_t header = 0; // signed: a negative offset is invalid
     if (file.at<uint16_t>(0) != dos_signature || !file.read(60, header) || header < 0 ||
         file.at<uint32_t>(static_cast<uint32_t>(header)) != pe_signature)
         return false;

@@ -1,7 +1,7 @@
-// The headers of a PE file, of both widths: where its sections and data directories lie.
+// The headers of a PE file, of both widths: where its sections and data directories are.
 //
-// Only what the reader of resources and their writer need is looked at, and only as far as it lies
-// within the file. Whether sections lie within the file is asked for each range that is read.
+// Only fields that the reader and writer of resources need are read, and only within the file.
+// Whether sections are within the file is checked for each range that is read.
 #pragma once
 
 #include <vector>
@@ -18,7 +18,7 @@ enum DirectoryIndex : unsigned
     directory_resources = 2,
     directory_certificates = 4, // its address is an offset in the file
     directory_debug = 6,
-    directory_bound_imports = 11, // lies behind the section table, within the headers
+    directory_bound_imports = 11, // after the section table, within the headers
     directory_limit = 16,
 };
 
@@ -37,7 +37,7 @@ struct Section
     uint32_t raw_size;
     uint32_t raw_offset;
 
-    // What it takes of the file and has of the image; 64 bits, so that nothing wraps.
+    // What it takes in the file and in the image; 64 bits, so that no sum wraps.
     uint64_t extent() const { return virtual_size ? virtual_size : raw_size; }
     uint64_t raw_end() const { return raw_size ? uint64_t{raw_offset} + raw_size : 0; }
 };
@@ -52,7 +52,7 @@ public:
     const std::vector<Section>& sections() const { return m_sections; }
     Directory directory(unsigned index) const;
 
-    // Places of header fields in the file.
+    // Offsets of header fields in the file.
     uint64_t symbol_pointer_field() const { return m_header + 12; }
     uint64_t section_count_field() const { return m_header + 6; }
     uint64_t initialized_size_field() const { return m_optional + 8; }
@@ -63,8 +63,8 @@ public:
     unsigned directory_count() const { return m_directory_count; }
     uint64_t section_table() const { return m_section_table; }
 
-    // Where the pages of a section end, and how many of its bytes in the file lie in them: what a
-    // file has beyond is not loaded, and its addresses may be another section's.
+    // Where the pages of a section end, and how many of its bytes in the file are within them:
+    // bytes beyond are not loaded, and their addresses may belong to another section.
     uint64_t address_end(const Section& section) const;
     uint64_t mapped_size(const Section& section) const;
 

@@ -1,5 +1,5 @@
-// The content of a file to be written, as pieces that lie elsewhere, so that a large file is copied
-// once only: from the old one to the new one.
+// The content of a file to be written, as pieces of other memory, so that a large file is copied
+// only once: from the old file to the new one.
 #pragma once
 
 #include <deque>
@@ -15,7 +15,7 @@ class Pieces
 public:
     void put(Bytes bytes);
     void put_zeros(uint64_t count);
-    // Memory, zeroed, that lives as long as the pieces. The caller puts it where it belongs.
+    // Zeroed memory that lives as long as the pieces. The caller puts it in its place.
     std::vector<uint8_t>& own(uint64_t size);
 
     uint64_t size() const { return m_size; }
@@ -23,7 +23,7 @@ public:
 
 private:
     std::vector<Bytes> m_pieces;
-    std::deque<std::vector<uint8_t>> m_owned; // a deque: what is handed out stays where it is
+    std::deque<std::vector<uint8_t>> m_owned; // a deque: its elements don't move
     uint64_t m_size = 0;
 };
 

@@ -13,7 +13,8 @@ constexpr uint64_t data_alignment = 8;
 constexpr uint64_t size_limit = 0x7FFFFFFF; // offsets have 31 bits
 constexpr uint32_t high_bit = 0x80000000u;
 
-// What the data of a resource takes. Nothing takes room too: tools want its place in the section.
+// The size of a resource's data. Empty data takes room too: tools want its address to be in the
+// section.
 uint64_t room_for(const Bytes& bytes)
 {
     return aligned(bytes.size() ? bytes.size() : 1, data_alignment);
@@ -49,7 +50,7 @@ public:
         number<uint32_t>(at + 4, target);
     }
 
-    // What an entry holds for an id; puts the text of a named one.
+    // The value of an entry for an id; also writes the text of a named one.
     uint64_t id(const ResourceId& id)
     {
         if (!id.named)
@@ -139,7 +140,7 @@ void ResourceSection::put(uint32_t address, Pieces& pieces) const
     const size_t named = named_count(m_types);
     writer.head(ResourceTree::root, named, m_types.size() - named);
 
-    // Directories of types come behind the root, those of names behind all of them.
+    // Directories of types follow the root, those of names follow all of them.
     uint64_t next_names = directory_size + m_types.size() * entry_size;
     uint64_t next_languages = next_names;
     for (const Type& type : m_types)

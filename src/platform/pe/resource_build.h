@@ -1,7 +1,7 @@
 // A resource section, built from a list of resources.
 //
 // First the directories, level by level, then the descriptions of the data, the names, and the
-// data, each at a multiple of eight bytes. The data is not copied: the section is given as pieces.
+// data, each at a multiple of eight bytes. The data is not copied: the section is made of pieces.
 #pragma once
 
 #include <map>
@@ -28,19 +28,19 @@ struct Resource
     uint32_t code_page;
 };
 
-// In the order in which a tree has to list them.
+// In the order that a tree needs.
 using ResourceSet = std::map<ResourceAddress, Resource>;
 
 class ResourceSection
 {
 public:
-    // False if the set has no room in a section: more than 2 GiB, or too many entries in one
-    // directory. The set must stay as it is, as long as this is used.
+    // False if the set is too large for a section: more than 2 GiB, or too many entries in one
+    // directory. The set must not change while this is used.
     bool plan(const ResourceSet& set);
 
     uint64_t size() const { return m_size; }
 
-    // The section for its place in the image, which must leave room for it in 32 bits.
+    // Writes the section for its address in the image, which must leave room for it in 32 bits.
     void put(uint32_t address, Pieces& pieces) const;
 
 private:

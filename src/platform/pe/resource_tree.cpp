@@ -55,7 +55,7 @@ bool ResourceTree::open(const Image& image)
         return true;
     for (const Section& section : image.sections())
     {
-        // The last section of a file may be cut short of its padding.
+        // The last section of a file may lack its padding.
         const uint64_t size = image.file().size();
         const uint64_t there = section.raw_offset < size
                                    ? std::min(image.mapped_size(section), size - section.raw_offset)
@@ -64,7 +64,7 @@ bool ResourceTree::open(const Image& image)
         if (image.file().part(section.raw_offset, there, extent.bytes) && there)
             m_extents.push_back(extent);
     }
-    // The tree reaches to the end of its section: the size in the data directory is not reliable in
+    // The tree extends to the end of its section: the size in the data directory is not reliable in
     // files that other tools have changed.
     for (const Extent& extent : m_extents)
     {
@@ -168,7 +168,7 @@ bool ResourceTree::bytes_of(const ResourceData& description, Bytes& bytes) const
         if (description.address >= extent.address &&
             extent.bytes.part(description.address - extent.address, description.size, bytes))
             return true;
-    // Nothing has to lie anywhere.
+    // Empty data may have any address.
     bytes = {m_tree.data(), 0};
     return description.size == 0;
 }

@@ -1,10 +1,10 @@
 // The tree of resources of a module file: type, name, language, data.
 //
-// A PE file has it in the place that a data directory names; an ELF file of this system has the
-// same tree in a section ".rsrc", in which addresses count from the start of the section. The tree
-// comes from anywhere: it may be cut, point at itself or overlap. It is read three levels deep, no
-// level is followed twice on one way, and a walk over all of it visits no more entries than the
-// tree has room for.
+// In a PE file a data directory has its address; an ELF file of this system has the same tree in a
+// section ".rsrc", in which addresses count from the start of the section. The tree may come from
+// an untrusted file: it may be cut, point at itself or overlap. It is read three levels deep, no
+// level is followed twice on one path, and a walk over all of it visits no more entries than fit
+// into the tree.
 #pragma once
 
 #include <compare>
@@ -17,7 +17,7 @@
 namespace platform::pe
 {
 
-// How a type or a name is named: by a number or by a text.
+// The id of a type or a name: a number or a text.
 struct ResourceId
 {
     bool named = false;
@@ -43,17 +43,17 @@ class ResourceTree
 public:
     static constexpr uint32_t no_offset = UINT32_MAX;
 
-    // False if the bytes are no module file. One without resources has an empty tree. The bytes
-    // must live as long as the tree.
+    // False if the bytes are no module file. A module without resources has an empty tree. The
+    // bytes must live as long as the tree.
     bool open(Bytes file);
     bool open(const Image& image);
 
     bool empty() const { return m_tree.size() == 0; }
-    // All of the tree; its directories' offsets count from the start. Data may lie elsewhere.
+    // All of the tree; its directories' offsets count from the start. Data may be elsewhere.
     const Bytes& bytes() const { return m_tree; }
 
     // One level: the entries of the directory at an offset, in the order of the tree. A language is
-    // a number. target: offset of what the entry names, a directory or data.
+    // a number. target: offset of the entry's directory or data.
     struct Entry
     {
         uint32_t id;
@@ -61,7 +61,7 @@ public:
         bool is_directory;
     };
     static constexpr uint32_t root = 0;
-    uint32_t entry_count(uint32_t directory) const; // as far as they lie within the tree
+    uint32_t entry_count(uint32_t directory) const; // those that are within the tree
     Entry entry(uint32_t directory, uint32_t index) const;
     // The name of an entry; false if its text is not within the tree.
     bool id_of(const Entry& entry, ResourceId& id) const;
@@ -71,14 +71,14 @@ public:
     // The data of a language below the directory of a name; no_offset if there is none.
     uint32_t find_language(uint32_t directory, uint16_t language) const;
 
-    // The description of data at an offset, and its bytes, which lie within the file. False if
-    // there is none, or its bytes are not all there.
+    // The description of data at an offset, and its bytes, which are within the file. False if
+    // there is none, or not all of its bytes exist.
     bool data_at(uint32_t offset, ResourceData& description, Bytes& bytes) const;
-    // Descriptions, as places in memory.
+    // Descriptions, as addresses in memory.
     const uint8_t* place_of(uint32_t offset) const { return m_tree.data() + offset; }
     bool offset_of(const void* place, uint32_t& offset) const;
 
-    // Calls for every resource. False if the tree is not sound throughout, or the call said false.
+    // Calls for every resource. False if the tree has errors anywhere, or the call returned false.
     using Visitor = std::function<bool(const ResourceId& type, const ResourceId& name,
                                        uint16_t language, const ResourceData&, const Bytes&)>;
     bool walk(const Visitor& visitor) const;
@@ -91,7 +91,7 @@ private:
     bool bytes_of(const ResourceData& description, Bytes& bytes) const;
     bool is_named(const Entry& entry, const ResourceId& id) const;
 
-    // Where the bytes of a range of addresses lie.
+    // Where the bytes of a range of addresses are in the file.
     struct Extent
     {
         uint64_t address;

@@ -15,7 +15,7 @@ namespace
 constexpr char new_name[8] = {'.', 'r', 's', 'r', 'c'};
 constexpr char left_name[8] = {'.', 'o', 'l', 'd', 'r', 's', 'r', 'c'};
 constexpr uint32_t readable_data = 0x40000040;
-// What the format allows; a greater one is believed by nobody, as it would blow the file up.
+// The format's limit; a greater alignment is refused, as it would make the file huge.
 constexpr uint64_t longest_file_alignment = 1u << 16;
 constexpr uint64_t debug_entry_size = 28;
 constexpr uint64_t debug_pointer = 24; // within a debug entry: offset in the file
@@ -77,7 +77,7 @@ private:
         return m_first_raw >= m_table_end && m_body_end <= m_file.size() + file_alignment;
     }
 
-    // Whether something else than the resources is said to lie in a range of addresses.
+    // Whether a directory other than the resources has a range within these addresses.
     bool holds_other_directory(uint64_t start, uint64_t end) const
     {
         for (unsigned i = 0; i < m_image.directory_count(); ++i)
@@ -113,13 +113,13 @@ private:
         return own;
     }
 
-    // Decides where the section goes. 0 or a system error.
+    // Chooses the place of the section. 0 or a system error.
     DWORD place()
     {
         const uint64_t need = m_section.size();
         m_virtual_size = need;
         m_old = own_section();
-        const bool fits = m_old && need <= room_after(*m_old); // before an empty section, too
+        const bool fits = m_old && need <= room_after(*m_old); // an empty section limits it too
         if (fits && m_old->raw_end() == m_body_end && m_image.address_end(*m_old) == m_address_end)
         {
             m_raw_size = aligned(need, m_image.file_alignment());
@@ -147,7 +147,8 @@ private:
             m_new_body_end = m_new_offset + m_raw_size;
             m_how = How::behind;
         }
-        // A directory of something that the file lacks: what lies there now would be taken for it.
+        // Another directory claims these addresses without data in the file: the new section would
+        // be taken for its data.
         const uint64_t pages =
             aligned(std::max(m_virtual_size, m_raw_size), m_image.section_alignment());
         if (holds_other_directory(m_address, m_address + pages))
@@ -159,7 +160,7 @@ private:
                    : 0;
     }
 
-    // How far a section may reach in the image before the next one begins.
+    // How many bytes a section may have in the image before the next one begins.
     uint64_t room_after(const Section& section) const
     {
         uint64_t next = UINT32_MAX;
@@ -245,7 +246,7 @@ private:
         patch<uint32_t>(m_image.checksum_field(), 0);
     }
 
-    // Where a place of the old file lies in the new one.
+    // The new offset of an offset in the old file.
     uint64_t moved(uint64_t offset) const
     {
         if (offset < m_table_end)
@@ -260,7 +261,7 @@ private:
             patch(field, static_cast<uint32_t>(moved(pointer)));
     }
 
-    // All that points into the file by its offset.
+    // All fields that hold an offset into the file.
     void patch_pointers()
     {
         patch_pointer(m_image.symbol_pointer_field());
@@ -301,7 +302,7 @@ private:
             m_overlay_end = signature.address;
     }
 
-    // The old file's content of a range, with what was changed in it, and zeros behind its end.
+    // The old file's content of a range, with its changes, and zeros after its end.
     void keep(uint64_t from, uint64_t to)
     {
         while (from < to)
@@ -352,7 +353,7 @@ private:
         {
             keep(0, m_table_end);
             put_table_entry();
-            // Either the entry has taken the place of zeros, or everything moves on.
+            // Either the entry replaces zeros, or everything after it moves.
             m_out.put_zeros(m_inserted ? m_inserted - section_header_size : 0);
             const uint64_t rest = m_table_end + (m_inserted ? 0 : section_header_size);
             keep(rest, m_old ? m_old->raw_offset : m_body_end);
@@ -395,13 +396,13 @@ private:
 
     const Section* m_old = nullptr;
     How m_how = How::in_place;
-    uint64_t m_inserted = 0; // bytes behind the section table
+    uint64_t m_inserted = 0; // bytes inserted after the section table
     uint64_t m_new_offset = 0;
     uint64_t m_raw_size = 0;
     uint64_t m_virtual_size = 0;
     uint64_t m_address = 0;
     uint64_t m_new_body_end = 0;
-    std::map<uint64_t, Bytes> m_patches; // by place in the old file; none overlaps another
+    std::map<uint64_t, Bytes> m_patches; // by offset in the old file; without overlaps
 };
 
 } // namespace

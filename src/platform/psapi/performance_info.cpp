@@ -22,7 +22,8 @@ using namespace platform;
 namespace
 {
 
-// The kernel keeps no peak for the machine: the greatest value that this process has seen.
+// The kernel keeps no peak for the machine, so this is the greatest value that this process has
+// seen.
 std::atomic<uint64_t> s_commit_peak{0};
 
 uint64_t raise_peak(uint64_t bytes)
@@ -33,7 +34,7 @@ uint64_t raise_peak(uint64_t bytes)
     return std::max(peak, bytes);
 }
 
-// Open files of the machine: the first number.
+// Open files of the machine: the first number in the file.
 DWORD open_files()
 {
     std::string text;
@@ -42,7 +43,7 @@ DWORD open_files()
     return static_cast<DWORD>(leading_number(text).value_or(0));
 }
 
-// "0.20 0.18 0.12 1/80 11206": threads stand behind the slash.
+// "0.20 0.18 0.12 1/80 11206": the number of threads follows the slash.
 DWORD threads()
 {
     std::string text;

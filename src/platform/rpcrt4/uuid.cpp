@@ -14,7 +14,7 @@ extern "C" RPC_STATUS UuidCreate(UUID* uuid)
     if (!uuid)
         return RPC_S_INVALID_ARG;
     UUID random;
-    // Up to 256 bytes come whole once the generator is ready.
+    // Up to 256 bytes are always returned whole once the generator is ready.
     if (sys::getrandom(&random, sizeof random) != static_cast<ssize_t>(sizeof random))
         return RPC_S_OUT_OF_RESOURCES;
     random.Data3 = static_cast<USHORT>((random.Data3 & 0x0FFF) | 0x4000);

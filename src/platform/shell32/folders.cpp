@@ -30,7 +30,7 @@ std::string common_data()
     return path;
 }
 
-// Native path, empty for a number that is no known folder.
+// Native path, empty if the number is no known folder.
 std::string folder_of(int number)
 {
     switch (number)

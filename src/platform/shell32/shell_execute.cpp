@@ -1,7 +1,8 @@
 // Opening a document or a folder with the desktop's program.
 //
-// Callers name the system's own viewers ("explorer", "notepad"), whose document is the parameter;
-// here the desktop decides what shows it. PLINTH_SHELL_OPEN names another opener than xdg-open.
+// Callers name the system's own viewers ("explorer", "notepad") and pass the document as the
+// parameter; here the desktop chooses the viewer. PLINTH_SHELL_OPEN names another opener than
+// xdg-open.
 #include <string>
 
 #include <unistd.h>
@@ -27,8 +28,8 @@ bool has_display()
     return environment("DISPLAY") || environment("WAYLAND_DISPLAY");
 }
 
-// In the child, where only the simplest calls are safe. Says through the pipe why the program could
-// not be started; if it could, the pipe closes without a word.
+// Runs in the child, where only the simplest calls are safe. If the program can't be started,
+// writes the error to the pipe; if it can, the pipe is closed without data.
 [[noreturn]] void become(const char* program, const char* document, int pipe)
 {
     const pid_t opener = ::fork();
@@ -47,8 +48,8 @@ bool has_display()
     _exit(127);
 }
 
-// The opener lives on after us and belongs to nobody: the process in between ends at once. 0 or an
-// errno.
+// The opener outlives this process and has no parent here: the process in between ends at once. 0
+// or an errno.
 int run_detached(const char* program, const char* document)
 {
     int pipe[2];
@@ -88,7 +89,7 @@ try
         fail_with(ERROR_NOT_SUPPORTED);
         return reinterpret_cast<HINSTANCE>(no_association);
     }
-    // A name that begins with a dash is no option of the opener's.
+    // A name that begins with a dash must not be taken for an option of the opener.
     std::string shown = document.c_str();
     if (shown.front() == '-')
         shown.insert(0, "./");

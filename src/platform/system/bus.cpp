@@ -15,8 +15,8 @@ namespace
 
 constexpr const char* library_name = "libsystemd.so.0";
 
-// Microseconds. One call of an application asks several times in a row, so the wait for all answers
-// has one limit, which is given anew after a pause.
+// Microseconds. One call of an application makes several requests in a row, so the wait for all
+// answers has one limit, which starts anew after a pause.
 constexpr uint64_t patience = 2'000'000;
 constexpr uint64_t pause = 200'000;
 
@@ -26,7 +26,7 @@ constexpr const char* login_interface = "org.freedesktop.login1.Manager";
 constexpr const char* saver_name = "org.freedesktop.ScreenSaver"; // and its interface
 constexpr const char* saver_path = "/org/freedesktop/ScreenSaver";
 
-// What is used of the library, under its own names.
+// The functions used of the library, under its own names.
 struct Library
 {
     decltype(&::sd_bus_open_system) open_system;
@@ -62,7 +62,7 @@ struct Loading
     const bool good = load(library);
 };
 
-// Null if the library isn't there; it is never unloaded.
+// Null without the library; it is never unloaded.
 const Library* library()
 {
     static constinit OfProcess<Loading> s_loading;
@@ -80,10 +80,10 @@ uint64_t microseconds_now()
            static_cast<uint64_t>(now.tv_nsec) / nanoseconds;
 }
 
-uint64_t g_left = patience; // of the limit, when the last question ended
+uint64_t g_left = patience; // the rest of the limit when the last request ended
 uint64_t g_last_end = 0;
 
-// The time that one question takes counts against the limit.
+// The time that one request takes counts against the limit.
 class Question
 {
 public:
@@ -109,7 +109,7 @@ private:
     const uint64_t m_start;
 };
 
-// A call would first wait for the connection, and longer than the limit.
+// Waits for the connection here: a call would wait for it too, and longer than the limit.
 bool connects(sd_bus* bus, const Question& question)
 {
     int ready = 0;
@@ -123,7 +123,7 @@ bool connects(sd_bus* bus, const Question& question)
     return ready > 0;
 }
 
-// Null if it can't be had in time.
+// Null if there is no connection in time.
 sd_bus* open_bus(int (*open)(sd_bus**), const Question& question)
 {
     sd_bus* bus = nullptr;
@@ -147,7 +147,7 @@ int ask_for_lock(sd_bus* bus, const char* what, const std::string& who, const st
     if (library()->call_method(bus, login_name, login_path, login_interface, "Inhibit", nullptr,
                                &answer, "ssss", what, who.c_str(), why.c_str(), "block") < 0)
         return -1;
-    // The descriptor in the message goes with the message.
+    // The message closes its descriptor when it is freed.
     if (library()->message_read(answer, "h", &received) > 0)
         lock = sys::duplicate(received);
     library()->message_unref(answer);
@@ -176,7 +176,7 @@ int take_login_lock(const char* what, const std::string& who, const std::string&
     if (!bus)
         return -1;
     const int lock = ask_for_lock(bus, what, who, why);
-    library()->close_unref(bus); // the lock doesn't need it
+    library()->close_unref(bus); // the lock doesn't need the connection
     return lock;
 }
 
@@ -202,7 +202,7 @@ void ScreenSaverLock::release()
     if (!m_bus)
         return;
     const Question question;
-    // Where the time is over, the desktop sees the connection go.
+    // If no time is left, the desktop notices the end of the connection.
     if (const uint64_t left = question.left(); left > 0)
     {
         library()->set_method_call_timeout(m_bus, left);

@@ -1,8 +1,8 @@
-// Keeping the machine awake through the message bus: locks of the login manager, and the desktop's
-// screen saver held off.
+// Keeping the machine awake through the message bus: locks of the login manager, and suppression of
+// the desktop's screen saver.
 //
-// The bus's client library is loaded when it is first needed. Without it, without a bus, or without
-// whoever should answer, there are no locks, and nothing else changes. What is asked in a row waits
+// The bus's client library is loaded when it is first needed. Without the library, the bus or the
+// service that should answer, there are no locks, and nothing else changes. Requests in a row wait
 // for two seconds at most, all together. One thread at a time.
 #pragma once
 
@@ -14,12 +14,12 @@ struct sd_bus; // of the client library
 namespace platform
 {
 
-// Takes a lock of the login manager: what is "idle", "sleep" or "shutdown". It lasts for as long as
-// the descriptor, the caller's, is open in any process. -1 if there is none to be had.
+// Takes a lock of the login manager. what: "idle", "sleep" or "shutdown". The lock lasts while the
+// descriptor, which the caller owns, is open in any process. -1 if no lock could be taken.
 int take_login_lock(const char* what, const std::string& who, const std::string& why);
 
-// The desktop's screen saver, held off for as long as the object holds it. The desktop sees the
-// connection go when the process ends.
+// Suppresses the desktop's screen saver while the object holds it. The desktop ends that when the
+// process, and so the connection, ends.
 class ScreenSaverLock
 {
 public:
@@ -28,7 +28,7 @@ public:
     ScreenSaverLock& operator=(const ScreenSaverLock&) = delete;
 
     bool is_held() const { return m_bus != nullptr; }
-    // Anew, if it is held already: the former hold is let go after the new one is there.
+    // Takes it anew if it is held already: the former hold is released after the new one is taken.
     void take(const std::string& who, const std::string& why);
     void release();
 

@@ -2,9 +2,9 @@
 //
 // An entry has the signature of the call, counts it and lets a test make it fail with an errno or
 // move fewer bytes. Entries of calls that a signal may interrupt without harm (read, write, open,
-// the locks) start again by themselves. Code of the stand-in calls nothing of Linux but through
-// here; add an entry rather than going round it. What opens, makes, moves, deletes or changes
-// something by its path keeps the rules of guarded_paths.h.
+// the locks) restart by themselves. The stand-in calls Linux only through these entries; add an
+// entry rather than calling directly. Entries that open, make, move, delete or change something by
+// its path keep the rules of guarded_paths.h.
 #pragma once
 
 #include <cerrno>
@@ -51,14 +51,14 @@
 namespace platform::sys
 {
 
-// Opening a FIFO may wait for ever for its other side: a signal ends that with EINTR.
+// Opening a FIFO may wait for ever for its other side; a signal ends the wait with EINTR.
 inline bool is_fifo(const char* path)
 {
     struct stat found;
     return ::stat(path, &found) == 0 && S_ISFIFO(found.st_mode);
 }
-// For a file of the program's, which gets the number that the kernel gives.
-// found, if wanted: what fstat tells of the file.
+// For a file of the program's, which gets the number that the kernel chooses. found, if not null:
+// receives the file's status.
 inline int open_for_program(const char* path, int flags, mode_t mode = 0,
                             struct stat* found = nullptr)
 {
@@ -124,8 +124,8 @@ inline int fallocate(int fd, int mode, off_t offset, off_t size)
     return restarted(
         [&] { return intercepted("fallocate") ? -1 : ::fallocate(fd, mode, offset, size); });
 }
-// Whether an errno of fallocate says that there is no such thing: not on this file system, or not
-// in this sandbox.
+// Whether an errno of fallocate means that it is not supported: not on this file system, or not in
+// this sandbox.
 inline bool lacks_fallocate(int error)
 {
     return error == EOPNOTSUPP || error == ENOSYS || error == EPERM || error == EINVAL;
@@ -166,7 +166,7 @@ inline int rename(const char* from, const char* to)
 {
     return renameat2(from, to, 0);
 }
-// A name for an open file that has none (O_TMPFILE), by way of the kernel's link to it.
+// The path of an open file without a name (O_TMPFILE): the kernel's link to it.
 struct OpenFileLink
 {
     explicit OpenFileLink(int fd) { std::snprintf(path, sizeof path, "/proc/self/fd/%d", fd); }
@@ -277,7 +277,7 @@ inline int statfs(const char* path, struct statfs* result)
 {
     return intercepted("statfs") ? -1 : ::statfs(path, result);
 }
-// Gives the lowest free number from first on.
+// Returns the lowest free number from first on.
 inline int duplicate(int fd, int first = first_inner_number)
 {
     return intercepted("dup") ? -1 : ::fcntl(fd, F_DUPFD_CLOEXEC, first);
@@ -317,8 +317,8 @@ inline void* mmap(void* address, size_t size, int protection, int flags, int fd,
 {
     return intercepted("mmap") ? MAP_FAILED : ::mmap(address, size, protection, flags, fd, offset);
 }
-// Reads the process's own memory. Where nothing can be read it fails, as a plain access would end
-// the process.
+// Reads the process's own memory. It fails if the memory can't be read, where a plain access would
+// end the process.
 inline ssize_t read_memory(uintptr_t address, void* buffer, size_t size)
 {
     const iovec to{buffer, size};
@@ -328,7 +328,7 @@ inline ssize_t read_memory(uintptr_t address, void* buffer, size_t size)
 }
 inline int munmap(void* address, size_t size)
 {
-    // Unmapped nevertheless: the kernel has no reason to refuse a whole view, and one that stayed
+    // Unmapped even so: the kernel has no reason to refuse a whole view, and a view that stayed
     // would keep the content of its file.
     const bool fails = intercepted("munmap");
     return ::munmap(address, size) != 0 || fails ? -1 : 0;
@@ -349,7 +349,7 @@ inline int sigaction(int signal, const struct sigaction* action, struct sigactio
     return intercepted("sigaction") ? -1 : ::sigaction(signal, action, former);
 }
 #if defined(__SANITIZE_THREAD__)
-// The C library's other name for it, which ThreadSanitizer does not stand before.
+// The C library's other name for sigaction, which ThreadSanitizer does not intercept.
 extern "C" int __sigaction(int signal, const struct sigaction* action, struct sigaction* former);
 inline int sigaction_unwatched(int signal, const struct sigaction* action)
 {
@@ -420,7 +420,8 @@ inline int dladdr1(const void* address, Dl_info* info, void** found)
 {
     return intercepted("dladdr") ? 0 : ::dladdr1(address, info, found, RTLD_DL_SYMENT);
 }
-// Held while the stand-in is in the loader's list, whose lock a child would find taken otherwise.
+// Held while the stand-in reads the loader's list: otherwise a forked child could find the list's
+// lock taken.
 inline std::mutex g_loader_list;
 inline int dl_iterate_phdr(int (*each)(dl_phdr_info*, size_t, void*), void* argument)
 {
@@ -453,7 +454,7 @@ inline int getrlimit(__rlimit_resource_t resource, rlimit* result)
     return intercepted("getrlimit") ? -1 : ::getrlimit(resource, result);
 }
 
-// Sockets. Those that may wait are not started again by themselves where that would start their
+// Sockets. Of the calls that may wait, those are not restarted where a restart would begin the
 // time-out anew (poll) or is wrong (connect).
 inline int socket(int family, int type, int protocol)
 {
@@ -531,8 +532,8 @@ inline int gethostname(char* name, size_t size)
     return intercepted("gethostname") ? -1 : ::gethostname(name, size);
 }
 
-// Look-ups into a caller's buffer: an errno, ERANGE for one that is too small. They load modules of
-// the C library, and take locks of it that a child would find taken.
+// Look-ups into a caller's buffer: an errno, ERANGE if the buffer is too small. They load modules
+// of the C library, and take locks of it that a forked child would find taken.
 inline int gethostbyname(const char* name, hostent* entry, char* buffer, size_t size,
                          hostent** result, int* why)
 {
@@ -589,7 +590,8 @@ inline int getprotobynumber(int number, protoent* entry, char* buffer, size_t si
                : ::getprotobynumber_r(number, entry, buffer, size, result);
 }
 
-// Futex words shared between processes use the shared forms, words of one process the private ones.
+// Words shared between processes use the shared futex operations, words of one process the private
+// ones.
 inline long futex_waitv(struct futex_waitv* words, unsigned count, const timespec* deadline)
 {
     return intercepted("futex_waitv")

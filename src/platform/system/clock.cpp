@@ -1,4 +1,4 @@
-// The clocks, each with what a test has shifted.
+// The clocks, each plus a test's shift.
 #include "clock.h"
 
 #include "clock_shift.h"

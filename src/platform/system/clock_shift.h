@@ -1,4 +1,4 @@
-// What a test does to the clocks and to waits. Each is 0, and costs nothing, in a build without the
+// A test's changes to the clocks and to waits. Each is 0, and costs nothing, in a build without the
 // test interface.
 #pragma once
 

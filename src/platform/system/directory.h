@@ -18,7 +18,7 @@ public:
             sys::closedir(m_directory);
     }
     explicit operator bool() const { return m_directory != nullptr; }
-    // The next entry; null behind the last, and where the folder can't be read.
+    // The next entry; null after the last, and if the folder can't be read.
     const dirent* next() { return m_directory ? sys::readdir(m_directory) : nullptr; }
 
 private:

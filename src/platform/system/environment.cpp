@@ -16,8 +16,8 @@ namespace platform
 namespace
 {
 
-// What a caller may have set on purpose. The other variables that are read (HOME, PATH, DISPLAY)
-// stand in every environment: that they are ignored is no news.
+// Variables that a caller may have set on purpose. The other ones that are read (HOME, PATH,
+// DISPLAY) are set in every environment, so ignoring them is not reported.
 constexpr const char* named_if_ignored[] = {
     "PLINTH_ROOT",       "PLINTH_DRIVES",       "PLINTH_DESKTOP", "PLINTH_SHELL_OPEN",
     "PLINTH_MESSAGEBOX", "PLINTH_DEBUG_OUTPUT", "XDG_STATE_HOME"};

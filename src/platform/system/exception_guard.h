@@ -1,5 +1,5 @@
-// Keeps exceptions inside the stand-in: its callers expect results and errors, and the system that
-// it stands in for throws nothing.
+// Keeps exceptions inside the stand-in: its callers expect results and errors, and the real
+// system's functions throw nothing.
 //
 // Each exported function that may allocate has, as its outermost block,
 //
@@ -8,8 +8,8 @@
 //         return failed_by(exception, FALSE);
 //     }
 //
-// What it took before is given back by destructors on the way there. The unwinding by which a
-// thread is ended is no std::exception, and goes on.
+// Destructors release what the function took before. The unwinding that ends a thread is no
+// std::exception, and continues.
 #pragma once
 
 #include <exception>
@@ -20,8 +20,8 @@
 namespace platform
 {
 
-// Sets the last error to what the exception means, and gives the call's own way to tell a failure.
-// Nothing of the stand-in throws but for want of memory, or of room for a text's length.
+// Sets the last error to match the exception, and returns the call's own failure value. The
+// stand-in throws only for lack of memory, or when a text would be too long.
 template <class Result> Result failed_by(const std::exception&, Result failure) noexcept
 {
     fail_with(ERROR_NOT_ENOUGH_MEMORY);

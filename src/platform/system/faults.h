@@ -1,8 +1,8 @@
-// Fault points: what PlinthTestFail and its like act on.
+// Fault points, on which PlinthTestFail and its like act.
 //
-// An operation asks api_fault() or sys::intercepted() with its name before it does its work. Unless
-// a test has armed the interface this is one relaxed load. In a build without the test interface
-// both are false, and the compiler leaves them out.
+// An operation calls api_fault() or sys::intercepted() with its name before it does its work.
+// Unless a test has armed the interface this is one relaxed load. In a build without the test
+// interface both are false, and the compiler leaves them out.
 #pragma once
 
 #include "test_interface.h"

@@ -1,7 +1,7 @@
 // SIGXFSZ ends a process that writes beyond its limit of a file's size, in the middle of a record.
-// Where nobody has chosen anything else by the time of the load, an empty handler takes its place:
-// the write then fails, which its caller learns as of a full disk. The signal is not ignored, since
-// programs that are started would inherit that; a handler they don't.
+// If the program has set nothing else before this library is loaded, an empty handler replaces the
+// default: the write then fails, as on a full disk. The signal is not ignored, since started
+// programs would inherit that; they don't inherit a handler.
 #include "calls.h"
 
 namespace platform

@@ -13,9 +13,9 @@ namespace
 {
 
 constexpr size_t step_count = static_cast<size_t>(ForkStep::count);
-constinit ForkActions g_actions[step_count]; // written by static initialisers alone
+constinit ForkActions g_actions[step_count]; // written only by static initialisers
 constinit std::atomic<uint32_t> g_forks{0};
-constinit std::mutex g_turn; // one fork at a time; before all other locks
+constinit std::mutex g_turn; // one fork at a time; taken before all other locks
 
 void prepare()
 {
@@ -48,8 +48,8 @@ void go_on_in_child()
     g_turn.unlock();
 }
 
-// Before any other handler of the process that uses the stand-in: those are called before prepare,
-// and after the locks were given back.
+// Registered before all other fork handlers that use the stand-in, so that those run before
+// prepare, and after the locks were released.
 constexpr int first_priority = 101;
 [[gnu::constructor(first_priority)]] void watch_forks()
 {

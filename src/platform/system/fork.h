@@ -1,11 +1,11 @@
-// What the stand-in does when a process forks: the one list of its locks, in their order, and what
-// a child makes anew.
+// What the stand-in does when a process forks: one list of its locks, in their order, and of the
+// state that a child makes anew.
 //
-// The child of a fork has the forking thread alone. A lock that another thread held then would stay
-// held for good, and its table half changed. So the forking thread takes the short locks before the
-// fork, in the order in which they may be held together, and gives them back on both sides. A lock
-// that is held over a wait for another process, or during a callback, is not taken: the child makes
-// it anew with all that it guards, which belongs to the parent.
+// The child of a fork has only the forking thread. A lock that another thread held would stay held
+// for ever there, and its table half changed. So the forking thread takes the short locks before
+// the fork, in the order in which they may be held together, and releases them in both processes. A
+// lock that is held during a wait for another process, or during a callback, is not taken: the
+// child makes it and all that it guards anew; the old ones belong to the parent.
 //
 // vfork and posix_spawn run none of this; their children call nothing of the stand-in.
 #pragma once
@@ -17,12 +17,12 @@
 namespace platform
 {
 
-// The steps of a fork, in the order of their locks: a thread that holds one takes later ones only.
-// A step without a lock that is taken has its place by what it makes anew.
+// The steps of a fork, in the order of their locks: a thread that holds one takes only later ones.
+// A step that takes no lock has its place by what it makes anew.
 enum class ForkStep : unsigned
 {
     gates,
-    threads, // the others ask for the thread's id, which is another one in the child
+    threads, // other steps need the thread's id, which is different in the child
     exit_process,
     console_control,
     desktop,
@@ -55,7 +55,7 @@ enum class ForkStep : unsigned
     count
 };
 
-// What a step does; each may be null.
+// The actions of a step; each may be null.
 struct ForkActions
 {
     void (*take)() = nullptr;    // before the fork
@@ -63,25 +63,25 @@ struct ForkActions
     void (*renew)() = nullptr;   // in the child, when all steps have released
 };
 
-// Registers what a step does: an object of static storage in the file that has the lock.
+// Registers the actions of a step: an object of static storage in the file that has the lock.
 class AtFork
 {
 public:
     AtFork(ForkStep step, const ForkActions& actions);
 };
 
-// For a lock that is taken before the fork. lock: returns it, and is called once for each use.
+// For a lock that is taken before the fork. lock: returns the lock, and is called at each use.
 template <std::mutex& (*lock)()> constexpr ForkActions taken_at_fork(void (*renew)() = nullptr)
 {
     return {[] { lock().lock(); }, [] { lock().unlock(); }, renew};
 }
 
-// For what belongs to the parent: keeps the memory, which is never used again, in reach of a leak
-// checker. Nothing in it is destroyed: a thread that isn't here may have been at it.
+// For memory that belongs to the parent: it is never used again, but stays reachable for a leak
+// checker. Nothing in it is destroyed: a thread of the parent may have been using it.
 void leave_to_parent(void* memory);
 
 // An object that is made at its first use, never destroyed, and made anew in a forked child. Any
-// thread may ask for it, also after a fork in the middle of its making.
+// thread may get it, also after a fork in the middle of its making.
 template <class T> class OfProcess
 {
 public:
@@ -97,7 +97,7 @@ public:
         return *found;
     }
     bool is(const T& object) const { return m_object.load() == &object; }
-    // In the child. The former one, or null; it belongs to the parent.
+    // For the child. Returns the former object, or null; it belongs to the parent.
     T* renew()
     {
         T* const former = m_object.exchange(nullptr);

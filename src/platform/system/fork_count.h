@@ -1,6 +1,5 @@
-// How many forks lie between this process and the one that loaded the library. What belongs to one
-// process (a descriptor, a lock, an id) remembers the number and is looked at again when it
-// changes.
+// How many forks there were between the process that loaded the library and this one. State of one
+// process (a descriptor, a lock, an id) stores the number and is checked again when it changes.
 #pragma once
 
 #include <cstdint>

@@ -27,7 +27,7 @@ namespace
 constexpr mode_t others_may_write = S_IWGRP | S_IWOTH;
 constexpr int most_links = 40; // as the kernel's limit
 
-// A descriptor of the walk, which goes when the next one comes.
+// A descriptor of the walk, closed when the next one replaces it.
 class Step
 {
 public:
@@ -61,7 +61,7 @@ int refuse(int error)
     return -1;
 }
 
-// The kernel's link to what a descriptor of ours has open.
+// The kernel's link to the file that a descriptor of this process has open.
 constexpr size_t link_room = 32;
 const char* own_link(int fd, char (&link)[link_room])
 {
@@ -69,7 +69,7 @@ const char* own_link(int fd, char (&link)[link_room])
     return link;
 }
 
-// Whether the link was put there by somebody who is trusted.
+// Whether only a trusted user can have made the link.
 bool may_follow(int folder, const struct stat& link, uid_t owner)
 {
     const auto trusted = [owner](uid_t user)
@@ -89,11 +89,11 @@ bool kernel_protects_hard_links()
     }
     catch (const std::exception&)
     {
-        return false; // not known
+        return false; // unknown
     }
 }
 
-// Whether a further name of somebody else's file can't have been planted in the folder.
+// Whether a second name of another user's file can't have been planted in the folder.
 bool may_open_linked(int folder)
 {
     struct stat in;
@@ -102,19 +102,19 @@ bool may_open_linked(int folder)
             kernel_protects_hard_links());
 }
 
-// Puts the rest of a path behind a link's target. False if that is too long.
+// Appends the rest of a path to a link's target. False if the result is too long.
 bool continue_behind(const char* target, size_t length, const char* rest, char* pending)
 {
     const size_t behind = std::strlen(rest);
     if (length + 1 + behind + 1 > longest_path)
         return false;
-    std::memmove(pending + length + 1, rest, behind + 1); // rest lies in pending
+    std::memmove(pending + length + 1, rest, behind + 1); // rest is part of pending
     std::memcpy(pending, target, length);
     pending[length] = '/';
     return true;
 }
 
-// Puts a link's target before the rest of the path. Negative with errno.
+// Replaces a link before the rest of the path by its target. Negative with errno.
 [[gnu::noinline]] int follow_link(int link, const char* rest, char* pending)
 {
     char target[longest_path];
@@ -125,9 +125,9 @@ bool continue_behind(const char* target, size_t length, const char* rest, char* 
                                                                              : refuse(ENAMETOOLONG);
 }
 
-// Walks from a folder over the levels of a path and judges each link itself. Gives the folder of
-// the last name, which is left in pending and is no link if links at the end are followed.
-// follows_last: also a link that stands at the end. owner: of the guarded folder.
+// Walks from a folder along the levels of a path and judges each link itself. Returns the folder of
+// the last name; that name is left in pending, and is no link if final links are followed.
+// follows_last: whether a link at the end is followed. owner: of the guarded folder.
 int walk(int from, char (&pending)[longest_path], bool follows_last, uid_t owner)
 {
     Step folder(from);
@@ -182,7 +182,7 @@ int walk(int from, char (&pending)[longest_path], bool follows_last, uid_t owner
     }
 }
 
-constexpr size_t usual_path = 512; // bytes; a longer one has a larger buffer
+constexpr size_t usual_path = 512; // bytes; a longer path uses a larger buffer
 
 template <size_t room>
 [[gnu::noinline]] int open_joined(const GuardedFolder& folder, std::string_view rest, int flags,
@@ -194,7 +194,7 @@ template <size_t room>
     if (sys::intercepted("openat2"))
         return -1;
     open_how how = {};
-    // Unlike its elders, this call takes nothing that has no meaning.
+    // Unlike the older calls, openat2 refuses flags that have no effect.
     constexpr int beside_path = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     how.flags = static_cast<uint64_t>((flags & O_PATH) != 0 ? flags & beside_path : flags);
     how.mode = (flags & O_CREAT) != 0 ? mode : 0;
@@ -213,7 +213,7 @@ int open_without_links(const GuardedFolder& folder, std::string_view rest, int f
                               : open_joined<longest_path>(folder, rest, flags, mode);
 }
 
-// Whether the call that refuses links can't say anything: there are links, or it isn't there
+// Whether the call that refuses links couldn't decide: there are links, or the call isn't available
 // (kernels before 5.6, sandboxes).
 bool has_to_walk(int error)
 {
@@ -225,7 +225,7 @@ int open_folder(const GuardedFolder& folder)
     return ::open(folder.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
 }
 
-// Root, who is trusted anyway, if it can't be told.
+// Root, which is trusted in any case, if the owner can't be read.
 uid_t owner_of(int folder)
 {
     struct stat found;
@@ -244,7 +244,7 @@ bool has_dots(const char* path)
     return false;
 }
 
-// Takes "." and ".." out of an absolute path by its letters, in place.
+// Removes "." and ".." from the text of an absolute path, in place.
 void take_out_dots(char* path)
 {
     char* written = path;
@@ -271,7 +271,7 @@ void take_out_dots(char* path)
     *written = '\0';
 }
 
-// The text of a path behind its folder's, or null. Several separators are as good as one.
+// The part of a path after its folder, or null. Several separators count as one.
 const char* behind(const char* path, const std::string& folder)
 {
     const char* expected = folder.c_str();
@@ -291,13 +291,13 @@ const char* behind(const char* path, const std::string& folder)
     return *path ? path : nullptr; // the folder itself isn't guarded
 }
 
-// The folder by a walk. -1 with errno.
+// Finds the folder by a walk. -1 with errno.
 [[gnu::noinline]] int walk_to(const GuardedFolder& folder, std::string_view rest)
 {
     char pending[longest_path];
     if (rest.size() + 2 > sizeof pending)
         return refuse(ENAMETOOLONG);
-    // A name that isn't followed ends the walk at its folder.
+    // With a last name that isn't followed, the walk ends at that name's folder.
     std::memcpy(pending, rest.data(), rest.size());
     std::strcpy(pending + rest.size(), "x");
     const int from = open_folder(folder);
@@ -338,7 +338,8 @@ int change_mode(int path_fd, mode_t mode)
     return ::chmod(own_link(path_fd, link), mode);
 }
 
-// Puts the path behind the current folder. False, and perhaps m_error, if that can't be.
+// Appends the path to the current folder. False if that fails; m_error is set if the path must then
+// be refused.
 bool GuardedPath::make_absolute(const char* path)
 {
     m_absolute.reset(new (std::nothrow) char[longest_path]);
@@ -352,7 +353,8 @@ bool GuardedPath::make_absolute(const char* path)
     {
         if (!::getcwd(m_absolute.get(), longest_path))
         {
-            // In a folder that is gone the path leads nowhere, and the call on it says so.
+            // If the current folder was deleted, the path leads nowhere, and the call with it
+            // fails.
             if (errno != ENOENT)
                 m_error = ENAMETOOLONG;
             return false;
@@ -363,7 +365,7 @@ bool GuardedPath::make_absolute(const char* path)
     const size_t length = std::strlen(path);
     if (folder + length + 1 > longest_path)
     {
-        if (folder != 0) // else it is too long for any call
+        if (folder != 0) // else the path is too long for any call
             m_error = ENAMETOOLONG;
         return false;
     }
@@ -409,7 +411,7 @@ int GuardedPath::open_parent(const char*& name) const
     return fd >= 0 || !has_to_walk(errno) ? fd : walk_to(*m_folder, folder);
 }
 
-// Opens without judging what is opened. parent: its folder, where links were on the way, else -1.
+// Opens without judging the file. parent: its folder if there were links on the way, else -1.
 int GuardedPath::open_any(int flags, mode_t mode, int& parent) const
 {
     parent = -1;
@@ -439,7 +441,7 @@ int GuardedPath::open(int flags, mode_t mode, struct stat* wanted) const
     Step opened(open_any((flags & ~O_TRUNC) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode, parent));
     Step folder(parent);
     if (opened.get() < 0)
-        // A FIFO without a reader, a socket, or a folder that is to be written.
+        // A FIFO without a reader, a socket, or a folder opened for writing.
         return refuse(errno == ENXIO || errno == EISDIR ? EACCES : errno);
     const bool is_new = (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0;
     if (is_new && !wanted)

@@ -1,4 +1,4 @@
-// Which characters a terminal must not get from a stranger.
+// Which characters of unknown origin must not reach a terminal.
 #pragma once
 
 #include <cstddef>
@@ -8,13 +8,13 @@
 namespace platform
 {
 
-// A character that a terminal obeys instead of showing it, that turns the order of what stands
-// beside it, or that nobody sees: C0 and C1 controls and DEL, the line and paragraph separators,
+// A character that a terminal obeys instead of showing it, that changes the order of the text
+// beside it, or that is invisible: C0 and C1 controls and DEL, the line and paragraph separators,
 // the directional marks, embeddings, overrides and isolates, zero-width and other invisible
 // characters, variation selectors outside the emoji's two, and the tags of plane 14. Source: the
 // general categories Cc, Zl, Zp and Cf of Unicode 15, and its Default_Ignorable_Code_Point. The
-// joiners U+200C and U+200D are among them, though some scripts write with them: of a name, that is
-// the smaller loss.
+// joiners U+200C and U+200D are included, though some scripts use them: in a name, that is the
+// smaller loss.
 constexpr bool is_treacherous(uint32_t c)
 {
     struct Range
@@ -37,8 +37,8 @@ constexpr bool is_treacherous(uint32_t c)
     return false;
 }
 
-// The character at the beginning of a text in UTF-8, and how many bytes it has. What is no
-// character (a stray byte, an over-long form, a surrogate) is none: false, and one byte.
+// Reads the first character of a text in UTF-8 and its number of bytes. Invalid bytes (a stray
+// byte, an over-long form, a surrogate) return false, and one byte.
 constexpr bool next_character(std::string_view text, uint32_t& c, size_t& bytes)
 {
     const auto byte = [text](size_t i) { return static_cast<unsigned char>(text[i]); };

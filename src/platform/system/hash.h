@@ -1,4 +1,4 @@
-// A hash that is the same in every process and version: names of files are made of it.
+// A hash that is the same in every process and version, used for names of files.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 namespace platform
 {
 
-// FNV-1a, 64 bits. start: another one makes another hash of the same text.
+// FNV-1a, 64 bits. start: another start makes a different hash of the same text.
 constexpr uint64_t fnv1a(std::string_view text, uint64_t start = 14'695'981'039'346'656'037u)
 {
     constexpr uint64_t prime = 1'099'511'628'211u;

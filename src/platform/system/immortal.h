@@ -1,5 +1,5 @@
 // An object that is made at its first use and never destroyed: threads use it until the very end of
-// the process. It needs no memory from the heap, so that a first use can't fail for want of it.
+// the process. It needs no memory from the heap, so its first use can't fail for lack of memory.
 #pragma once
 
 #include <new>
@@ -7,7 +7,7 @@
 namespace platform
 {
 
-// To be a static variable of a function:
+// For a static variable of a function:
 //     static Immortal<Table> only;
 // The constructor of T must not allocate.
 template <class T> class Immortal

@@ -1,4 +1,4 @@
-// Reading the kernel's text files.
+// Reads the kernel's text files.
 #include "kernel_files.h"
 
 #include "descriptor.h"

@@ -1,4 +1,4 @@
-// Taking apart the lines and fields of the kernel's text files.
+// Parsing lines and fields of the kernel's text files.
 #pragma once
 
 #include <cstdint>
@@ -8,14 +8,14 @@
 namespace platform
 {
 
-// The decimal number at the start of a text, up to a blank, a line end or the text's end. Nothing
-// for anything else ("max", an empty text) and beyond 64 bits.
+// The decimal number at the start of a text, up to a blank, a line end or the text's end. Empty for
+// anything else ("max", an empty text) and beyond 64 bits.
 std::optional<uint64_t> leading_number(std::string_view text);
 
-// Takes the next line off the text, without its line end; false at the end.
+// Removes the next line from the text and returns it without its line end; false at the end.
 bool next_line(std::string_view& text, std::string_view& line);
 
-// Takes the next field, between blanks, off the line; empty at the end.
+// Removes the next field, between blanks, from the line and returns it; empty at the end.
 std::string_view next_field(std::string_view& line);
 
 } // namespace platform

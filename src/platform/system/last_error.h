@@ -9,7 +9,7 @@
 namespace platform
 {
 
-// What the failed operation was about, where one errno means different system errors.
+// The subject of the failed operation, where one errno means different system errors.
 enum class Context
 {
     general,
@@ -18,9 +18,9 @@ enum class Context
 
 DWORD system_error(int error, Context context = Context::general);
 
-// Sets the last error from an errno and gives FALSE, for `return fail(errno);`.
+// Sets the last error from an errno and returns FALSE, for `return fail(errno);`.
 BOOL fail_errno(int error, Context context = Context::general);
-// Sets the last error and gives FALSE.
+// Sets the last error and returns FALSE.
 BOOL fail_with(DWORD error);
 
 } // namespace platform

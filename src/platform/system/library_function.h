@@ -6,7 +6,7 @@
 namespace platform
 {
 
-// Looks a function up in a library that is open. False if the library has none of that name.
+// Looks a function up in an open library. False if the library has none of that name.
 template <class Function> bool find_function(void* library, const char* name, Function& function)
 {
     function = reinterpret_cast<Function>(sys::dlsym(library, name));

@@ -1,6 +1,6 @@
 // The code of a module runs while it is loaded and unloaded: it may take any lock, wait for other
-// threads, and fork. So a fork waits for loads before it takes locks, and not for ever; meanwhile
-// no other load begins.
+// threads, and fork. So a fork waits for loads, for a limited time, before it takes locks;
+// meanwhile no other load begins.
 #include "loads.h"
 
 #include <atomic>
@@ -16,12 +16,12 @@ namespace platform
 namespace
 {
 
-// A module that takes longer is in its own code; a look-up that does waits for a server, without a
-// lock of the C library.
+// A load that takes longer is running the module's own code; a look-up that takes longer is waiting
+// for a server, without a lock of the C library.
 constexpr int64_t patience = 100'000'000; // ns
 constexpr timespec pause = {0, 100'000};
 
-constinit std::mutex g_begin; // held to begin a load, and by a fork
+constinit std::mutex g_begin; // held to begin a load, and during a fork
 constinit std::atomic<unsigned> g_loads{0};
 thread_local unsigned t_depth = 0; // a module may load another one
 
@@ -49,8 +49,8 @@ void go_on_in_child()
     g_begin.unlock();
 }
 
-// Not with the others: handlers that are registered later are called earlier, and so this one comes
-// before those of the libraries that stand on the stand-in and take their locks.
+// Not registered with the others: handlers registered later are called earlier, so this one runs
+// before those of the libraries that use the stand-in and take their locks.
 void watch_forks()
 {
     static constinit std::atomic<bool> s_watched{false};

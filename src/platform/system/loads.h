@@ -1,11 +1,12 @@
-// Loading modules and forks: a child of a process whose loader is at work would find it broken.
+// Loading modules, and forks: the child of a process that forks during a load would have a broken
+// loader.
 #pragma once
 
 namespace platform
 {
 
-// While one lives the thread is in the loader, or in a look-up of names, which may load modules
-// too, and a fork of another thread waits for it.
+// While one exists, its thread is in the loader, or in a look-up of names, which may load modules
+// too; a fork of another thread waits for it.
 class Load
 {
 public:

@@ -1,21 +1,20 @@
-// How a thread waits for a lock that another thread has, before it goes to sleep.
+// How a thread waits for a lock that another thread has, before it sleeps.
 //
-// The locks that matter are held over a write to a file, for 1 to 7 us. To wake a sleeper takes its
-// holder several us, and the sleeper runs only tens of us later where its processor has gone to
-// sleep as well. So the waiter looks at the lock again and again, at first after a few
-// instructions, then more rarely. The rare looks let a holder that comes again and again do several
-// pieces of work in a row. If threads took turns, the data that they all use would move to the
-// other processor each time, which doubles the time of a write.
+// The important locks are held during a write to a file, for 1 to 7 us. Waking a sleeper takes the
+// holder several us, and the sleeper runs only tens of us later if its processor sleeps as well. So
+// the waiter checks the lock again and again, at first after a few instructions, then less often.
+// With less frequent checks a thread that takes the lock often can do several pieces of work in a
+// row. If threads took turns, the data that they all use would move to the other processor each
+// time, which doubles the time of a write.
 //
-// Between the rare looks the waiter offers its processor to other threads: with more threads than
-// processors, the holder may be one that waits for a processor. docs/performance.md has the
-// figures.
+// Between the less frequent checks the waiter yields its processor to other threads: with more
+// threads than processors, the holder may be waiting for one. docs/performance.md has the figures.
 #pragma once
 
 namespace platform
 {
 
-// Tells the processor that a loop only looks at memory.
+// Signals the processor that a loop only reads memory.
 inline void relax()
 {
 #if defined(__x86_64__)
@@ -29,7 +28,7 @@ inline void relax(int times)
         relax();
 }
 
-// True as soon as an attempt is true; false after about 0.3 ms, when the caller should sleep.
+// True as soon as an attempt returns true; false after about 0.3 ms, when the caller should sleep.
 template <class Attempt, class Yield> bool taken_by_looking(Attempt attempt, Yield yield)
 {
     constexpr int longest_pause = 128; // about 3 us

@@ -13,7 +13,7 @@ namespace platform
 namespace
 {
 
-constexpr rlim_t usual_limit = 1024; // descriptors; many programs run loops up to it
+constexpr rlim_t usual_limit = 1024; // descriptors; many programs loop up to this number
 constexpr int compared_flags = O_ACCMODE | O_APPEND;
 
 int first_high_number()
@@ -61,14 +61,15 @@ bool OwnDescriptor::is_ours(int fd) const
 {
     struct stat found;
     if (sys::fstat(fd, &found) != 0)
-        return errno != EBADF; // not to be told: nothing speaks against it
+        return errno != EBADF; // unknown: then it counts as ours
     const int flags = sys::status_flags(fd);
     return is_file(found) &&
            (flags < 0 || m_flags < 0 || ((flags ^ m_flags) & compared_flags) == 0);
 }
 
-// Another thread may have closed all the program's descriptors since the file was opened, and have
-// got its number for a file of the program's: negative then, and the number is left alone.
+// Another thread may have closed all the program's descriptors since the file was opened, and
+// opened a file of the program's under the number: then the result is negative, and the number is
+// left alone.
 int OwnDescriptor::moved_up(int fd) const
 {
     const int moved = duplicate_high(fd);
@@ -102,7 +103,7 @@ void OwnDescriptor::look_again()
     if (former >= 0 && is_ours(former))
         return;
     const int opened = open_anew();
-    // Of several threads one puts its descriptor in.
+    // If several threads get here, one stores its descriptor.
     if (!m_fd.compare_exchange_strong(former, opened) && opened >= 0)
         sys::close(opened);
 }

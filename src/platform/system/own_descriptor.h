@@ -1,8 +1,9 @@
 // A descriptor of the library's own that stays open for long: the log, a held object, a lock.
 //
-// The program around it may close all its descriptors, as daemons do, and get the number again for
-// a file of its own. So the descriptor is moved up, where programs seldom count to, and it knows
-// its file: what else has the number is neither written to nor closed, and the file is opened anew.
+// The program around it may close all its descriptors, as daemons do, and then get the number for a
+// file of its own. So the descriptor is moved to a high number, which programs seldom reach, and
+// its file is remembered: if the number belongs to another file, that file is neither written nor
+// closed, and our file is opened again.
 #pragma once
 
 #include <atomic>
@@ -19,11 +20,11 @@ namespace platform
 // at most) on, else the next free one above 2. Negative with errno; fd stays open.
 int duplicate_high(int fd);
 
-// Any thread may use it; taking and closing are for one.
+// Any thread may use it; only one may take or close it.
 class OwnDescriptor
 {
 public:
-    // Gives a file that was opened anew what its first opening had: locks. False if it can't be.
+    // Restores the locks of the first opening on a file that was opened again. False on failure.
     using Prepare = std::function<bool(int fd)>;
 
     OwnDescriptor() = default;
@@ -31,36 +32,36 @@ public:
     OwnDescriptor& operator=(const OwnDescriptor&) = delete;
     ~OwnDescriptor() { close(); }
 
-    // Takes fd over, which found describes, and moves it up; where that fails it keeps its number.
-    // path: where it is opened anew, null if it can't be.
+    // Takes fd over, whose status is found, and moves it up; if that fails it keeps its number.
+    // path: where the file can be opened again, null if it can't.
     void take(int fd, const struct stat& found, const char* path = nullptr, Prepare prepare = {});
     bool taken() const { return m_taken; }
     bool is_file(const struct stat& other) const;
 
     // The number, negative if there is none now. Compared with its file at the first use after a
-    // fork; otherwise three loads. Who keeps it long asks for the checked one from time to time.
+    // fork; otherwise it costs three loads. Code that uses it for long should call checked_number
+    // from time to time.
     int number();
-    // The same, compared now.
+    // The same, after comparing it with its file.
     int checked_number();
-    // After a call on a number has failed: whether the file has another one now, with which the
-    // call is worth another try. Keeps errno if not.
+    // After a call with a number has failed: whether the file has another number now, with which
+    // the call is worth a retry. Keeps errno if not.
     bool renewed(int failed);
-    // Closes it, unless the number is somebody else's now.
-    // 0, or -1 with errno.
+    // Closes it, unless the number belongs to another file now. 0, or -1 with errno.
     int close();
 
 private:
     bool is_ours(int fd) const;
     int moved_up(int fd) const;
     void look_again();
-    int open_anew() const; // negative if the file is not there any more
+    int open_anew() const; // negative if the file no longer exists
 
     std::atomic<int> m_fd{-1};
     std::atomic<uint32_t> m_forks{0};
     bool m_taken = false;
     dev_t m_device = 0;
     ino_t m_inode = 0;
-    int m_flags = 0; // of the open file; negative: not known
+    int m_flags = 0; // of the open file; negative: unknown
     std::unique_ptr<char[]> m_path;
     Prepare m_prepare;
 };

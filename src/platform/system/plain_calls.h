@@ -1,5 +1,5 @@
 // The Linux calls that guarded paths, loads, clocks and the kernel's own files need themselves, and
-// what every entry does first. All others include calls.h, which has these too.
+// the check that every entry begins with. All others include calls.h, which includes these too.
 #pragma once
 
 #include <cerrno>
@@ -15,7 +15,7 @@
 namespace platform::sys
 {
 
-// True if the call must fail now: errno is set. The limit is what a transfer may move.
+// True if the call must fail now: errno is set. The limit is the most that a transfer may move.
 inline bool intercepted(const char* name, size_t* limit = nullptr)
 {
     Fault fault;
@@ -43,8 +43,8 @@ inline int fstat(int fd, struct stat* result)
 {
     return intercepted("fstat") ? -1 : ::fstat(fd, result);
 }
-// Descriptors 0 to 2 are the program's standard streams, also one that started with them closed:
-// what it prints must not get into a file of the library's.
+// Descriptors 0 to 2 are the program's standard streams, also if it started with them closed: its
+// output must not get into a file of the library's.
 inline constexpr int first_inner_number = 3;
 inline int above_standard_streams(int fd)
 {
@@ -55,7 +55,8 @@ inline int above_standard_streams(int fd)
     ::close(fd);
     return moved;
 }
-// For reading one of the kernel's own text files: no link, FIFO or stranger is in its way.
+// For one of the kernel's own text files: its path has no link, no FIFO and no other user's
+// entries.
 inline int open_kernel_file(const char* path)
 {
     return above_standard_streams(restarted(
@@ -65,7 +66,7 @@ inline int close(int fd)
 {
     if (intercepted("close"))
     {
-        ::close(fd); // a close that fails has closed nevertheless
+        ::close(fd); // a close that fails has closed the descriptor too
         return -1;
     }
     return ::close(fd);

@@ -13,7 +13,7 @@ namespace
 
 constexpr mode_t private_mode = 0700;
 
-// A folder may be asked for again and again; the user is told once.
+// A folder may be checked again and again; its refusal is reported once.
 bool was_said(const std::string& folder)
 {
     static std::atomic<size_t> s_said[4]; // a process has no more private folders

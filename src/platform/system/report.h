@@ -1,4 +1,4 @@
-// What the stand-in has to say to the user of a program.
+// Messages of the stand-in to the user of a program.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 namespace platform
 {
 
-// A text in UTF-8 as a terminal may get it: what is treacherous in it, or no character, as \xNN or
-// \u{NNNN}. kept: the controls that stay as they are.
+// A text in UTF-8 that is safe for a terminal: treacherous characters and invalid bytes become \xNN
+// or \u{NNNN}. kept: controls that stay as they are.
 std::string harmless(std::string_view text, std::string_view kept = "");
 
 // One line on standard error, "plinth: " and the text, made harmless and written in one call.

@@ -1,4 +1,4 @@
-// Finding the machine-wide folder and the folder of shared objects.
+// Finds the machine-wide folder and the folder of shared objects.
 #include "root.h"
 
 #include <atomic>
@@ -37,7 +37,7 @@ std::string without_end_slashes(std::string path)
     return path;
 }
 
-// What was asked for must not move when the process changes its directory.
+// A relative path must not change its meaning when the process changes its directory.
 std::string absolute(const std::string& path)
 {
     if (path.front() == '/')
@@ -46,7 +46,7 @@ std::string absolute(const std::string& path)
     return sys::getcwd(current, sizeof current) ? std::string(current) + "/" + path : path;
 }
 
-// The mode is the last folder's.
+// The mode is for the last folder.
 bool make_with_parents(const std::string& path, mode_t mode)
 {
     for (size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1))
@@ -59,7 +59,7 @@ std::string own_root()
     return without_end_slashes(from_environment("PLINTH_ROOT"));
 }
 
-// Where a user keeps what is his alone, without the right to write for the whole machine.
+// A folder of the user alone, for users who can't write machine-wide state.
 std::string own_state()
 {
     std::string state = from_environment("XDG_STATE_HOME");
@@ -71,7 +71,7 @@ std::string own_state()
     return state.empty() ? "" : without_end_slashes(state) + "/plinth";
 }
 
-// A folder that nobody can make: what should lie below it counts as missing and can't be written.
+// A folder that can't be made: everything below it counts as missing and can't be written.
 constexpr const char* no_folder = "/dev/null/plinth";
 
 std::string find_root()
@@ -104,7 +104,8 @@ std::string find_shared()
     const char* base = shared_memory;
     if (sys::access(shared_memory, W_OK) != 0)
     {
-        // Elsewhere the process would meet none of the others: only where they do the same.
+        // The other folder is used only for errors that all the user's processes get: otherwise
+        // this process wouldn't meet the others.
         if (errno != ENOENT && errno != EACCES && errno != EROFS)
             return "";
         base = without_shared_memory;
@@ -163,8 +164,8 @@ const std::string& root_folder()
     return s_root.get().path;
 }
 
-// Kept once it has been found: a process that could not have it for a moment is not without it for
-// life. Two threads may both look, and find the same.
+// Kept once it has been found: if it fails once, a later call tries again. Two threads may both
+// look, and find the same.
 const std::string& shared_folder()
 {
     static constinit std::atomic<const std::string*> s_found{nullptr};

@@ -36,7 +36,7 @@ bool is_own_folder(const std::string& path)
            found.st_uid == geteuid();
 }
 
-// Whether the folder says which root it belongs to, and there is none.
+// Whether the folder names its root, and that root doesn't exist.
 bool root_is_gone(const std::string& folder)
 {
     char root[longest_path];
@@ -75,7 +75,7 @@ void remove_folder(const std::string& folder)
 void name_root_of(const std::string& shared, const std::string& root)
 {
     const Descriptor file(open_here(shared + root_file, O_WRONLY | O_CREAT | O_EXCL));
-    // One that can't be written is never removed, as those of former versions.
+    // A folder without this file is never removed, as those of former versions.
     if (file >= 0)
         (void)sys::write(file, root.data(), root.size());
 }

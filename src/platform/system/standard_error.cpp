@@ -8,8 +8,8 @@ namespace platform
 namespace
 {
 
-// A write to a broken pipe sends SIGPIPE to the thread that writes. It is kept back in this thread
-// and taken away, unless one was pending before, which is the program's own.
+// A write to a broken pipe sends SIGPIPE to the writing thread. The signal is blocked in this
+// thread and removed afterwards. If one was pending before, it is the program's own and stays.
 class BrokenPipeSignal
 {
 public:

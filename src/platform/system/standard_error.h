@@ -6,9 +6,9 @@
 namespace platform
 {
 
-// Writes the whole text. What can't be written is lost: nobody could be told. A pipe that nobody
-// reads any more doesn't end the program: its SIGPIPE is taken back. Not for a path that must be
-// short: costs four system calls.
+// Writes the whole text. What can't be written is lost, as there is no other place to report it. A
+// closed pipe doesn't end the program: its SIGPIPE is removed. Not for code that must be fast:
+// costs four system calls.
 void write_standard_error(std::string_view text);
 
 } // namespace platform

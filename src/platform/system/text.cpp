@@ -13,7 +13,7 @@ namespace
 
 constexpr char32_t replacement = 0xFFFD;
 
-// Takes one character from a 16-bit text; at is moved behind it. at < length.
+// Reads one character from a 16-bit text; at is moved past it. at < length.
 char32_t take_wide(const wchar_t* text, size_t length, size_t& at)
 {
     const unsigned first = static_cast<unsigned short>(text[at++]);
@@ -28,14 +28,15 @@ char32_t take_wide(const wchar_t* text, size_t length, size_t& at)
     return 0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00);
 }
 
-// The same from UTF-8. A bad sequence is one replacement for its longest good beginning.
+// The same from UTF-8. An invalid sequence is one replacement for its longest valid beginning.
 char32_t take_utf8(const char* text, size_t length, size_t& at)
 {
     const auto byte = [text](size_t i) { return static_cast<unsigned char>(text[i]); };
     const unsigned lead = byte(at++);
     if (lead < 0x80)
         return lead;
-    // The second byte's range keeps out over-long forms, surrogates and what is beyond U+10FFFF.
+    // The range of the second byte excludes over-long forms, surrogates and characters beyond
+    // U+10FFFF.
     unsigned low = 0x80;
     unsigned high = 0xBF;
     int more = 0;
@@ -111,7 +112,7 @@ size_t put_wide(char32_t c, wchar_t (&out)[2])
     return 2;
 }
 
-// How many characters of ASCII a text begins with, in steps of four: most texts are nothing else.
+// How many ASCII characters a text begins with, in steps of four: most texts are only ASCII.
 template <class From> size_t ascii_run(const From* text, size_t length)
 {
     constexpr uint64_t ascii = sizeof(From) == 1 ? 0x7F7F7F7F : 0x007F007F007F007F;
@@ -153,8 +154,8 @@ size_t convert(const From* text, size_t length, Unit* to, size_t capacity, size_
     return needed;
 }
 
-// Blocks of letters with a folded form. Most scripts have their small letters at a fixed distance
-// behind the capitals; in others capitals and small letters take turns.
+// Blocks of letters with a folded form. In most scripts the small letters follow their capitals at
+// a fixed distance; in others capitals and small letters alternate.
 struct CaseBlock
 {
     unsigned short first;
@@ -195,7 +196,7 @@ bool is_utf8(const char* text, size_t length)
     for (size_t at = 0; at < length;)
     {
         const size_t start = at;
-        // A replacement that stands in the text itself takes three bytes, and is good.
+        // A replacement character in the text itself has three bytes, and is valid.
         if (take_utf8(text, length, at) == replacement &&
             std::string_view(text + start, at - start) != "\xEF\xBF\xBD")
             return false;

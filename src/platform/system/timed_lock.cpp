@@ -13,9 +13,9 @@ namespace platform
 namespace
 {
 
-// The kernel has no such wait with an end, so the lock is asked for again and again: after a pause
-// in which most holders are done, then after longer ones. Each is cut by a random part, so that two
-// who disturb each other don't go on in step.
+// The kernel has no such wait with a time limit, so the lock is tried again and again: first after
+// a pause in which most holders finish, then after longer ones. Each pause is cut by a random part,
+// so that two waiters don't keep colliding.
 constexpr int64_t first_pause = 20'000; // ns
 constexpr int64_t longest_pause = 5'000'000;
 
@@ -30,7 +30,7 @@ struct flock range_of(short type, off_t first, off_t count)
 }
 
 // The descriptors with a lock of this process, each plus 1; 0 is a free place. A process has few at
-// once: what finds no place goes without.
+// once: one that finds no place isn't recorded.
 constexpr size_t places = 32;
 constinit std::atomic<int> g_held[places] = {};
 
@@ -41,8 +41,8 @@ void replace_held(int before, int after)
             return;
 }
 
-// In a forked child. Not through the calls that count: another thread of the parent may have held
-// their lock.
+// For a forked child. Uses close directly, not the counting entry: another thread of the parent may
+// have held the counter's lock.
 void close_held()
 {
     for (std::atomic<int>& place : g_held)
@@ -87,7 +87,7 @@ int lock_within(int64_t limit, int fd, off_t first, off_t count)
 
 int lock_in_turn(int64_t limit, int fd)
 {
-    constexpr int64_t queue_patience = 1'000'000'000; // ns: many holders long
+    constexpr int64_t queue_patience = 1'000'000'000; // ns: longer than many holders take together
     const int queued = lock_within(queue_patience, fd, 1, 1);
     if (queued != 0 && queued != ETIMEDOUT)
         return queued;

@@ -6,7 +6,7 @@
 namespace platform
 {
 
-// 0 or an errno; what was written before a failure stays.
+// 0 or an errno; bytes written before a failure stay.
 inline int write_all(int fd, const void* data, size_t size)
 {
     const char* at = static_cast<const char*>(data);

@@ -1,6 +1,6 @@
-// The fault table behind the fault points.
+// The table of faults, used by the fault points.
 //
-// Everything here runs only once a test has armed it, so it takes a plain lock and allocates.
+// Everything here runs only once a test has armed it, so it may take a plain lock and allocate.
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -30,7 +30,7 @@ struct Rule
     unsigned first = 0;
     unsigned last = 0; // 0: no end
     Fault fault;
-    void (*act)() = nullptr; // what is called in place of a fault
+    void (*act)() = nullptr; // called instead of a fault
     unsigned seen = 0;
 };
 
@@ -42,15 +42,15 @@ struct Count
 
 struct Table
 {
-    std::mutex lock; // guards all below; the last lock in every order
+    std::mutex lock; // guards all below; last in every order of locks
     std::vector<Rule> rules;
-    std::array<Count, 512> calls{}; // no memory from the heap, whose calls are swept too
+    std::array<Count, 512> calls{}; // uses no heap memory, whose calls are counted too
     size_t call_names = 0;
     unsigned linux_calls = 0;
-    const char* met = nullptr; // the operation of the first fault; a literal, as all names are
+    const char* met = nullptr; // operation that met the first fault; a literal, as all names are
 };
 
-// Never destroyed: operations come until the very end of the process.
+// Never destroyed: operations are called until the very end of the process.
 Table& table()
 {
     static Immortal<Table> only;
@@ -88,7 +88,7 @@ struct Met
     void (*act)() = nullptr;
 };
 
-// What the rule says that meets this call.
+// Applies the rules to this call.
 Met count_call(const char* operation, bool linux_call)
 {
     const std::lock_guard guard(table().lock);
@@ -121,7 +121,7 @@ bool take_fault(const char* operation, bool linux_call, Fault& fault)
 {
     const Met met = count_call(operation, linux_call);
     if (met.act)
-        met.act(); // without the lock: it may call anything
+        met.act(); // without the lock, as it may call anything
     fault = met.fault;
     return !met.act && (fault.error != 0 || fault.limit != SIZE_MAX);
 }

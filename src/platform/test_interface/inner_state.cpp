@@ -1,4 +1,4 @@
-// What tests see or replace of the stand-in's state.
+// State of the stand-in that tests read or replace.
 #include <plinth_platform_test.h>
 
 #include "kernel32/object/handle_table.h"

@@ -1,4 +1,4 @@
-// Another place for the files in which the kernel tells its figures.
+// Another place for the files in which the kernel reports its figures.
 #include <mutex>
 #include <set>
 
@@ -15,7 +15,7 @@ constinit std::atomic<const std::string*> g_kernel_root{nullptr};
 namespace
 {
 
-// One for each root that was ever set, for good: a reader may still hold a former one.
+// One for each root that was ever set, never freed: a reader may still use a former one.
 const std::string* kept_root(const char* folder)
 {
     static std::mutex lock; // guards kept

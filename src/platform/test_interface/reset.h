@@ -1,4 +1,4 @@
-// What PlinthTestReset takes back beside the faults.
+// The parts of PlinthTestReset other than the faults.
 #pragma once
 
 namespace platform

@@ -1,4 +1,4 @@
-// What "user32.dll" gives by name.
+// The functions of "user32.dll" that can be looked up by name.
 #include "kernel32/module/system_modules.h"
 #include "windows.h"
 

@@ -1,4 +1,4 @@
-// What a window does with the messages that its procedure leaves alone.
+// The default handling of messages that a window's procedure doesn't handle.
 #include <algorithm>
 #include <new>
 
@@ -40,7 +40,7 @@ LRESULT title_length(HWND window)
     return found && !found->title.empty() ? static_cast<LRESULT>(found->title.size() - 1) : 0;
 }
 
-// Up to size characters, terminator included. The length without it.
+// Copies up to size characters, terminator included. Returns the length without it.
 LRESULT give_title(HWND window, size_t size, wchar_t* text)
 {
     if (size == 0 || !text)

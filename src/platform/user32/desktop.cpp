@@ -14,13 +14,13 @@ namespace
 
 std::atomic<const PlinthDesktop*> g_desktop{nullptr};
 
-// The display's thread is not in the child, whose windows are thus in memory alone.
+// A child doesn't have the display's thread, so its windows exist in memory alone.
 const AtFork g_at_fork(ForkStep::desktop, {nullptr, nullptr, [] { g_desktop = nullptr; }});
 
 } // namespace
 
-// A thread that tells the display something posts it under the display's own locks. Each call below
-// holds off the thread's termination until it has given them back.
+// A thread that informs the display posts a message under the display's own locks. Each call below
+// delays the thread's termination until it has released them.
 namespace platform
 {
 

@@ -1,4 +1,4 @@
-// What a plug-in calls: the table of functions of windows and of list views.
+// The functions that a plug-in calls: the table for windows and list views.
 #pragma once
 
 #include "desktop.h"

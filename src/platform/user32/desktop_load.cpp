@@ -1,10 +1,10 @@
-// Finding and loading the plug-in: PLINTH_DESKTOP names its file, or says "none"; else it is in a
-// private folder beside the stand-in's own file, in a build as after installing. The folder has the
-// version of the interface in its name: a stand-in never loads the plug-in of another version that
-// is installed at the same time. It stays loaded.
+// Finding and loading the plug-in: PLINTH_DESKTOP names its file, or is "none"; else the plug-in is
+// in a private folder beside the stand-in's own file, both in a build and installed. The folder's
+// name contains the version of the interface: a stand-in never loads the plug-in of another version
+// installed at the same time. The plug-in stays loaded.
 //
-// A plug-in that isn't there is no fault: the user interface library is optional. One that is there
-// and can't be used is told of on standard error, since its user would wait for windows in vain.
+// A missing plug-in is no error: the user interface library is optional. One that exists but can't
+// be used is reported on standard error, since the user would wait for windows in vain.
 #include <cstdio>
 #include <mutex>
 #include <new>
@@ -27,10 +27,11 @@ namespace
 
 constexpr const char* file_name = PLINTH_PRIVATE_FOLDER "/libplinth_desktop_qt.so";
 
-// Empty if none is to be loaded.
+// Empty if no plug-in shall be loaded.
 std::string plug_in_path()
 {
-    // The user interface library takes far too much from its environment to have more rights.
+    // The user interface library uses too much of its environment to be safe in a program that has
+    // more rights than its caller.
     if (has_more_rights())
         return "";
     if (const char* const named = environment("PLINTH_DESKTOP"); named && *named)
@@ -39,7 +40,7 @@ std::string plug_in_path()
     if (!module_at(reinterpret_cast<uintptr_t>(&desktop_host), self))
         return "";
     std::string path = self.path;
-    path.resize(path.rfind('/') + 1); // a name without a folder leaves the loader to search
+    path.resize(path.rfind('/') + 1); // without a folder, the loader searches
     path += file_name;
     return sys::access(path.c_str(), R_OK) == 0 ? path : "";
 }
@@ -69,7 +70,7 @@ void load()
         report("no windows, since " + path + " can't show them here");
 }
 
-// What belongs to a thread is destroyed ahead of what was registered for the end of the process.
+// A thread's objects are destroyed before the functions registered for the end of the process run.
 struct FirstThreadEnd
 {
     ~FirstThreadEnd()
@@ -77,11 +78,11 @@ struct FirstThreadEnd
         if (const PlinthDesktop* const told = desktop(); told && told->process_ends)
             told->process_ends();
     }
-    void begin() {} // by being used: only then it is destroyed
+    void begin() {} // only an object that is used is destroyed
 };
 thread_local FirstThreadEnd t_first_thread_end;
 
-// On the thread that loads the stand-in: the main thread, of a program that is linked to it.
+// Runs on the thread that loads the stand-in: the main thread, in a program that is linked to it.
 [[gnu::constructor]] void watch_first_thread()
 {
     t_first_thread_end.begin();
@@ -98,13 +99,13 @@ void load_desktop()
         std::call_once(once,
                        []
                        {
-                           if (!desktop()) // or a test stands in its place
+                           if (!desktop()) // a test may have attached its own
                                load();
                        });
     }
     catch (const std::bad_alloc&)
     {
-        // The flag stays unset: the next window tries again.
+        // The flag stays unset, so the next window tries again.
         std::fputs("plinth: no windows, since memory is short\n", stderr);
     }
     SetLastError(error);

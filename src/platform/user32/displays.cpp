@@ -1,5 +1,5 @@
-// Which displays answer. The user interface library ends the process if it has none, so they are
-// asked before it is loaded.
+// Which displays answer. The user interface library ends the process if it has no display, so they
+// are tried before it is loaded.
 #include <cstring>
 #include <string>
 
@@ -21,9 +21,9 @@ bool is_set(const char* variable)
     return value && *value;
 }
 
-// By way of the protocol's own client library, which knows the forms of a display's name and how to
-// show that one is allowed in. It is there wherever the user interface library is, stays loaded,
-// and its few functions here need no header.
+// Uses the protocol's own client library, which knows the forms of a display's name and how to
+// authenticate. It is installed wherever the user interface library is, and stays loaded; the few
+// functions used here need no header.
 bool x11_answers()
 {
     struct Connection;
@@ -47,7 +47,7 @@ bool x11_answers()
     return answers;
 }
 
-// Only a display that is named: one that this user has elsewhere is not meant.
+// Only a display that the environment names: the user's other displays are not meant.
 bool wayland_answers()
 {
     if (!is_set("WAYLAND_DISPLAY"))

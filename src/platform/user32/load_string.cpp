@@ -1,8 +1,8 @@
 // Texts from a module's string tables.
 //
-// A string table is cut into blocks of 16 texts. A block is a resource of the type RT_STRING whose
-// number is that of its texts divided by 16, plus 1. Each text begins with its length in 16-bit
-// units and has no terminator; one that isn't there has the length 0.
+// A string table is divided into blocks of 16 texts. A block is a resource of the type RT_STRING
+// whose number is that of its texts divided by 16, plus 1. Each text begins with its length in
+// 16-bit units and has no terminator; a missing text has the length 0.
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -23,7 +23,7 @@ struct Text
     uint16_t length = 0;
 };
 
-// False with the last error.
+// False with the last error set.
 bool find_text(HINSTANCE module, UINT id, Text& text)
 {
     const UINT block = id / block_size + 1;
@@ -67,7 +67,7 @@ extern "C" int LoadStringW(HINSTANCE module, UINT id, LPWSTR buffer, int size)
     }
     if (size == 0)
     {
-        // The caller wants the text where it is; buffer is the place of a pointer.
+        // The caller wants the address of the text; buffer then points to a pointer.
         std::memcpy(buffer, &text.units, sizeof text.units);
         return text.length;
     }

@@ -1,5 +1,5 @@
 // Message boxes: PLINTH_MESSAGEBOX answers for unattended runs, else the display shows them, else
-// the question is put on the controlling terminal. Without any of these the box fails.
+// the question is written to the controlling terminal. Without any of these the box fails.
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -36,7 +36,8 @@ bool is_button(const char* name)
     return false;
 }
 
-// The answer of PLINTH_MESSAGEBOX; the name of a button that this box doesn't have means its first.
+// The answer of PLINTH_MESSAGEBOX; the name of a button that this box doesn't have counts as its
+// first button.
 int prepared_answer(const char* name, const MessageButtons& buttons)
 {
     if (std::strcmp(name, "fail") == 0)
@@ -52,8 +53,8 @@ int prepared_answer(const char* name, const MessageButtons& buttons)
     return buttons.first[0].id;
 }
 
-// One box at a time has the terminal. The lock is robust: a thread may be terminated while it waits
-// for an answer, and the next box must not wait for it.
+// One box at a time uses the terminal. The lock is robust: a thread may be terminated while it
+// waits for an answer, and the next box must not wait for it.
 class TerminalTurn
 {
 public:
@@ -67,7 +68,7 @@ public:
     TerminalTurn& operator=(const TerminalTurn&) = delete;
     ~TerminalTurn() { pthread_mutex_unlock(m_lock); }
 
-    // The box of another thread is not in the child.
+    // A child doesn't have the box of another thread.
     static void renew() { s_lock.renew(); }
 
 private:
@@ -91,8 +92,8 @@ private:
 
 const AtFork g_at_fork(ForkStep::message_box, {nullptr, nullptr, TerminalTurn::renew});
 
-// The controlling terminal. It is written and read as a descriptor: one stream may not do both in
-// turn.
+// The controlling terminal. It is used as a descriptor, since a stream can't freely alternate
+// between writing and reading.
 class Terminal
 {
 public:
@@ -105,7 +106,7 @@ public:
             sys::close(m_fd);
     }
     explicit operator bool() const { return m_fd >= 0; }
-    // What was typed before the question was there is no answer to it.
+    // Text typed before the question appeared is not an answer to it.
     void forget_input() { sys::tcflush(m_fd, TCIFLUSH); }
     bool write(const std::string& text)
     {
@@ -118,7 +119,7 @@ public:
         }
         return true;
     }
-    // A line, of which the first characters count. False at the end of the input.
+    // Reads a line and keeps only its first characters. False at the end of the input.
     bool read_line(std::string& line)
     {
         line.clear();
@@ -136,7 +137,7 @@ private:
     const int m_fd;
 };
 
-// 0 if the terminal goes away.
+// 0 if the terminal is lost.
 int ask_on_terminal(Terminal& terminal, const std::string& text, const std::string& caption,
                     const MessageButtons& buttons)
 {

@@ -1,5 +1,5 @@
-// The buttons of a message box by its type: for the display, the terminal and prepared answers
-// alike.
+// The buttons of a message box by its type, shared by the display, the terminal and prepared
+// answers.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +11,7 @@ namespace platform
 
 struct MessageButton
 {
-    const char* name; // lower case; its first letter is the button's key, and no other one's
+    const char* name; // lower case; its first letter is the button's key, unique among all
     int id;
 };
 
@@ -30,7 +30,7 @@ inline constexpr MessageButton yes_no_cancel[] = {
 inline constexpr MessageButton yes_no[] = {{"yes", IDYES}, {"no", IDNO}};
 inline constexpr MessageButton retry_cancel[] = {{"retry", IDRETRY}, {"cancel", IDCANCEL}};
 
-// Those of MB_OK for a type that isn't known.
+// For an unknown type, those of MB_OK.
 constexpr MessageButtons message_buttons(UINT type)
 {
     switch (type & MB_TYPEMASK)
@@ -50,15 +50,14 @@ constexpr MessageButtons message_buttons(UINT type)
     }
 }
 
-// The number of the button that Enter means at first: MB_DEFBUTTON2 ... as far as there are so
-// many.
+// The index of the button that Enter presses at first: MB_DEFBUTTON2 ... if there are that many.
 constexpr size_t default_message_button(UINT type)
 {
     const size_t index = (type & MB_DEFMASK) / MB_DEFBUTTON2;
     return index < message_buttons(type).count ? index : 0;
 }
 
-// What Escape and closing the box answer; 0 where they answer nothing.
+// The answer of Escape and of closing the box; 0 if they don't answer.
 constexpr int escape_answer(UINT type)
 {
     const MessageButtons buttons = message_buttons(type);

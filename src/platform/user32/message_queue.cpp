@@ -1,4 +1,4 @@
-// Message queues: posting, sending, taking out, waiting, and the calls of the pump.
+// Message queues: posting, sending, removing, waiting, and the calls of the message loop.
 #include "message_queue.h"
 
 #include <algorithm>
@@ -22,11 +22,11 @@ namespace
 
 constexpr size_t most_posted = 10'000; // messages, as on the system
 
-// The queues of all threads, so that others can post to them. Never destroyed: threads run until
-// the very end of the process.
+// The queues of all threads, so that other threads can post to them. Never destroyed: threads run
+// until the very end of the process.
 struct Registry
 {
-    std::mutex lock; // guards queues; nothing else is locked with it
+    std::mutex lock; // guards queues; no other lock is taken while it is held
     std::map<DWORD, std::shared_ptr<MessageQueue>> queues;
 };
 
@@ -40,7 +40,7 @@ thread_local MessageQueue* t_queue = nullptr;
 
 using Lock = Uninterrupted<std::mutex>;
 
-// Takes out all windows of a thread that ends, without a message.
+// Removes all windows of a thread that ends, without a message.
 void drop_windows_of(DWORD thread)
 {
     std::vector<std::unique_ptr<Window>> gone; // freed outside the lock
@@ -52,8 +52,8 @@ void drop_windows_of(DWORD thread)
         tell_desktop_destroyed(each->handle);
 }
 
-// Takes a thread's windows and queue along when it ends. Also for one that was terminated: that
-// runs no code of its own any more.
+// Removes a thread's windows and queue when it ends. Also called for a terminated thread, which
+// can't do so itself.
 void forget_thread(DWORD thread)
 {
     std::shared_ptr<MessageQueue> gone; // freed outside the lock
@@ -97,7 +97,7 @@ void make_own()
 namespace platform
 {
 
-// A child has the queue of the thread that goes on, with what was posted and its timers.
+// A child has the queue of the forking thread, with its posted messages and timers.
 struct QueuesAtFork
 {
     static void take()
@@ -124,7 +124,7 @@ struct QueuesAtFork
     }
     catch (const std::bad_alloc&)
     {
-        // The queues of threads that aren't here stay: what is posted to them is lost.
+        // The queues of the parent's other threads stay: messages posted to them are lost.
     }
 };
 
@@ -136,7 +136,7 @@ namespace
 const AtFork g_at_fork(ForkStep::message_queues,
                        {QueuesAtFork::take, QueuesAtFork::release, QueuesAtFork::keep_own});
 
-// A filter by window needs the window.
+// If a filter names a window, that window must exist.
 bool is_good_filter(HWND window)
 {
     return !window || window == MessageFilter::no_window || IsWindow(window);
@@ -159,7 +159,7 @@ bool MessageFilter::takes(HWND of) const
 
 void SentMessage::finish(State end)
 {
-    // Once the state is set the sender may be gone with this message.
+    // Once the state is set the sender may destroy this message.
     const std::shared_ptr<MessageQueue> waiter = std::move(sender);
     state.store(end, std::memory_order_release);
     if (waiter)
@@ -285,7 +285,7 @@ bool MessageQueue::take(MSG& message, const MessageFilter& filter, bool remove)
     }
     if (take_posted(message, filter, remove))
         return true;
-    if (m_quit) // whatever the filter says
+    if (m_quit) // regardless of the filter
     {
         message = {};
         message.message = WM_QUIT;
@@ -302,7 +302,7 @@ void MessageQueue::wait(MSG& message, const MessageFilter& filter)
     ask_for_fine_timers();
     for (;;)
     {
-        // Read before the look: what is posted after it ends the wait at once.
+        // Read before the search: a message posted after it ends the wait at once.
         const uint32_t posts = m_posts.load(std::memory_order_acquire);
         if (take(message, filter, true))
             return;
@@ -336,14 +336,14 @@ extern "C" BOOL PeekMessageW(LPMSG message, HWND window, UINT first, UINT last, 
     return queue->take(*message, {first, last, window}, (remove & PM_REMOVE) != 0);
 }
 
-// Makes characters out of keys, and there are no keys.
+// Makes characters from key messages; there are no key messages here.
 extern "C" BOOL TranslateMessage(const MSG*)
 {
     return FALSE;
 }
 
-// A message without a window and without a procedure goes nowhere, and neither does one to a window
-// of another thread.
+// A message without a window and without a procedure is dropped, and so is one to a window of
+// another thread.
 extern "C" LRESULT DispatchMessageW(const MSG* message)
 {
     if (message && message->message == WM_TIMER && message->lParam != 0)

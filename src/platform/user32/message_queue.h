@@ -1,11 +1,11 @@
 // The message queue of a thread, and its message timers.
 //
-// Sent messages never come out: they are handled within the call that asks for a message, before
-// anything else, and while the thread itself waits for an answer; whatever the filter is. What
-// comes out of a queue comes in this order: posted messages as they came, then WM_QUIT after
-// PostQuitMessage, then WM_TIMER. The last is never stored: it is made when a message is asked for,
-// a timer is due and nothing else is there, so a thread that is late gets one for each timer,
-// however many periods have passed.
+// Sent messages are never returned: they are handled within the call that asks for a message,
+// before anything else, and while the thread itself waits for an answer, regardless of the filter.
+// A queue returns posted messages in their order, then WM_QUIT after PostQuitMessage, then
+// WM_TIMER. WM_TIMER is never stored: it is made when a message is asked for, a timer is due and
+// there is no other message, so a thread that is late gets one for each timer, however many periods
+// have passed.
 #pragma once
 
 #include <atomic>
@@ -27,10 +27,10 @@ namespace platform
 struct MessageFilter
 {
     UINT first = 0;
-    UINT last = 0;         // with a first of 0: all messages
-    HWND window = nullptr; // its messages and those of its children; null: all
+    UINT last = 0;         // if first is 0: all messages
+    HWND window = nullptr; // messages for it and its children; null: all
 
-    static inline const HWND no_window = reinterpret_cast<HWND>(LONG_PTR{-1}); // those without one
+    static inline const HWND no_window = reinterpret_cast<HWND>(LONG_PTR{-1}); // without a window
 
     bool takes(const MSG& message) const { return takes(message.message) && takes(message.hwnd); }
     bool takes(HWND of) const;
@@ -40,20 +40,20 @@ struct MessageFilter
     }
 };
 
-// The timers of one thread, which alone touches them. Moments are nanoseconds on the monotonic
+// The timers of one thread; no other thread uses them. Moments are nanoseconds on the monotonic
 // clock.
 class MessageTimers
 {
 public:
-    // Makes the timer or starts it anew. Without a window an id that is none of a timer gets a new
-    // one. May throw std::bad_alloc.
+    // Makes the timer or restarts it. Without a window, an id that no timer has is replaced by a
+    // new one. May throw std::bad_alloc.
     UINT_PTR set(HWND window, UINT_PTR id, UINT milliseconds, TIMERPROC procedure);
     bool kill(HWND window, UINT_PTR id);
     void kill_all(HWND window);
-    // The message of the timer that has been due for the longest; false if none is. With remove the
-    // timer goes on to its next moment to come.
+    // The message of the timer that has been due for the longest; false if none is due. With remove
+    // the timer moves to its next future moment.
     bool take(MSG& message, const MessageFilter& filter, int64_t now, bool remove);
-    // When the next timer that the filter takes is due; -1 without one.
+    // When the next timer that passes the filter is due; -1 without one.
     int64_t next_due(const MessageFilter& filter) const;
 
 private:
@@ -71,26 +71,26 @@ private:
     Moments::const_iterator earliest(const MessageFilter& filter) const;
 
     Timers m_timers;
-    Moments m_moments; // one for each timer: a pump with many looks at no more than the first
+    Moments m_moments; // one for each timer: a loop with many timers only reads the first
 };
 
 class MessageQueue;
 
-// A message on its way to a window of another thread, held by the sender and by the receiver's
-// queue. The receiver gives the result, then the state, then wakes the sender.
+// A message to a window of another thread, held by the sender and by the receiver's queue. The
+// receiver sets the result, then the state, then wakes the sender.
 struct SentMessage
 {
     enum class Kind
     {
         message,
         show,   // ShowWindowAsync: wParam is the command
-        destroy // of a window whose owner goes
+        destroy // for a window whose owner is destroyed
     };
     enum State : uint32_t
     {
         waiting,
         handled,
-        failed // the window or its thread was gone
+        failed // the window or its thread no longer existed
     };
 
     Kind kind = Kind::message;
@@ -98,7 +98,7 @@ struct SentMessage
     UINT message = 0;
     WPARAM wParam = 0;
     LPARAM lParam = 0;
-    std::shared_ptr<MessageQueue> sender; // null: nobody waits
+    std::shared_ptr<MessageQueue> sender; // null: no thread waits
     std::unique_ptr<Parcel> parcel;
     LRESULT result = 0;
     std::atomic<uint32_t> state{waiting};
@@ -109,34 +109,34 @@ struct SentMessage
 class MessageQueue : public std::enable_shared_from_this<MessageQueue>
 {
 public:
-    // The calling thread's queue, made at the first call and gone with the thread. Null with the
-    // last error set if there is no memory for it.
+    // The calling thread's queue, made at the first call and destroyed with the thread. Null with
+    // the last error set if there is no memory for it.
     static MessageQueue* own();
-    // The same, null if the thread has none so far.
+    // The same, null if the thread has none yet.
     static MessageQueue* existing();
-    // That of a thread, null if it has none.
+    // The queue of a thread, null if it has none.
     static std::shared_ptr<MessageQueue> of_thread(DWORD thread);
 
     // Any thread may call these. False with the last error set.
     bool post(const MSG& message);
     bool send(const std::shared_ptr<SentMessage>& message);
-    // Ends a wait of the thread, which looks again.
+    // Ends a wait of the thread, which then checks its queue again.
     void wake();
-    // The thread has ended: what was sent fails, and nothing more comes in.
+    // The thread has ended: messages sent to it fail, and no more are accepted.
     void close();
 
-    // The thread of the queue alone calls the rest.
+    // Only the queue's own thread calls the rest.
     void post_quit(int exit_code);
     bool take(MSG& message, const MessageFilter& filter, bool remove);
-    // Takes a message out, waiting for it as long as it takes.
+    // Removes a message, waiting for one without a limit.
     void wait(MSG& message, const MessageFilter& filter);
     MessageTimers& timers() { return m_timers; }
-    // Handles the oldest message that was sent; false if there is none.
+    // Handles the oldest sent message; false if there is none.
     bool handle_sent();
-    // Waits for the answer up to the moment (monotonic, in nanoseconds; -1: for ever), handling
-    // what is sent meanwhile if asked to. False if there is none by then.
+    // Waits for the answer up to the moment (monotonic, in nanoseconds; -1: for ever). handles:
+    // handles sent messages meanwhile. False if there is no answer by then.
     bool wait_for_answer(const SentMessage& message, int64_t deadline, bool handles);
-    // Drops what was posted to a window that is gone, and its timers.
+    // Drops messages posted to a destroyed window, and its timers.
     void forget_window(HWND window);
 
 private:
@@ -149,7 +149,7 @@ private:
     std::list<std::shared_ptr<SentMessage>> m_sent;
     std::list<std::shared_ptr<SentMessage>> m_handling; // the innermost last
     bool m_closed = false;
-    std::atomic<uint32_t> m_posts{0}; // futex word: changes with whatever the thread should look at
+    std::atomic<uint32_t> m_posts{0}; // futex word: changed by each event for the thread to check
     bool m_quit = false;
     int m_exit_code = 0;
     MessageTimers m_timers;

@@ -1,9 +1,9 @@
 // Message timers.
 //
 // A timer keeps to the grid of its periods, counted from the moment it was set: however late its
-// messages are taken out, the rate doesn't drift. A window's timers have the ids that it gives. Ids
-// of timers without a window are of the whole process and come back only after four thousand
-// million others, so that the message of a timer that was ended can't be taken for that of another.
+// messages are removed, the rate doesn't drift. A window chooses its timers' ids. Ids of timers
+// without a window are unique in the process and are only reused after four thousand million
+// others, so that the message of a timer that was ended can't be taken for that of another.
 #include <algorithm>
 #include <new>
 
@@ -20,7 +20,7 @@ namespace
 
 constexpr int64_t nanoseconds_per_millisecond = 1'000'000;
 
-// Begins far from the small numbers that programs choose for timers of their own.
+// Begins far from the small numbers that programs choose themselves.
 std::atomic<uint32_t> g_last_id{0x40000000};
 
 UINT_PTR new_id()
@@ -53,7 +53,7 @@ UINT_PTR MessageTimers::set(HWND window, UINT_PTR id, UINT milliseconds, TIMERPR
     const Timer timer{monotonic_ns() + period, period, procedure};
     Key key{window, id};
     if (window)
-        key.second = std::max<UINT_PTR>(id, 1); // 0 would say that it failed
+        key.second = std::max<UINT_PTR>(id, 1); // 0 would mean failure
     const auto found = m_timers.find(key);
     if (found != m_timers.end())
     {
@@ -64,7 +64,7 @@ UINT_PTR MessageTimers::set(HWND window, UINT_PTR id, UINT milliseconds, TIMERPR
     if (!window)
         do
             key.second = new_id();
-        while (m_timers.count(key) != 0); // after all numbers have been through
+        while (m_timers.count(key) != 0); // once all numbers have been used
     const auto moment = m_moments.emplace(timer.due, key).first;
     try
     {
@@ -95,7 +95,7 @@ void MessageTimers::kill_all(HWND window)
         m_moments.erase({each->second.due, each->first});
 }
 
-// The same node is used again: no memory is needed.
+// Reuses the same node, so no memory is needed.
 void MessageTimers::move_on(const Timers::iterator& timer, int64_t due)
 {
     auto moment = m_moments.extract({timer->second.due, timer->first});

@@ -1,5 +1,5 @@
-// What a message points to, copied for a receiver that may get to it after its sender has given up
-// waiting: a send with a limit must leave no pointer to the sender's stack behind.
+// The data to which a message points, copied for a receiver that may handle the message after its
+// sender has stopped waiting: a send with a time limit must leave no pointer to the sender's stack.
 #pragma once
 
 #include <memory>
@@ -17,13 +17,14 @@ public:
     Parcel& operator=(const Parcel&) = delete;
     virtual ~Parcel() = default;
 
-    // What the receiver is given in place of the sender's lParam.
+    // Passed to the receiver instead of the sender's lParam.
     virtual LPARAM contents() = 0;
-    // On the sender's thread, once the receiver is done: what it wrote goes into the sender's own.
+    // On the sender's thread, once the receiver has finished: copies what it wrote into the
+    // sender's data.
     virtual void bring_back() {}
 };
 
-// Null for a message that points to nothing. May throw std::bad_alloc.
+// Null for a message that points to no data. May throw std::bad_alloc.
 using MakeParcel = std::unique_ptr<Parcel> (*)(UINT message, WPARAM wParam, LPARAM lParam);
 
 // For the messages that every window has: WM_SETTEXT and WM_GETTEXT.

@@ -1,7 +1,7 @@
 // Sending between threads.
 //
-// A sender waits on the word of its own queue, not on the message: so it can take what others send
-// to it meanwhile, and two threads that send to each other both go on.
+// A sender waits on the word of its own queue, not on the message: so it can handle messages sent
+// to it meanwhile, and two threads that send to each other both continue.
 #include <new>
 
 #include "kernel32/object/event_state.h"
@@ -22,7 +22,7 @@ namespace platform
 
 bool MessageQueue::handle_sent()
 {
-    SentMessage* message = nullptr; // the queue holds it, also if the thread ends in a procedure
+    SentMessage* message = nullptr; // the queue keeps it, even if the thread ends in a procedure
     {
         const Uninterrupted<std::mutex> guard(m_lock);
         if (m_sent.empty())
@@ -60,7 +60,7 @@ bool MessageQueue::wait_for_answer(const SentMessage& message, int64_t deadline,
 {
     for (;;)
     {
-        // Read before the look: what comes after it ends the wait at once.
+        // Read before the check: an answer or message that arrives after it ends the wait at once.
         const uint32_t posts = m_posts.load(std::memory_order_acquire);
         if (message.state.load(std::memory_order_acquire) != SentMessage::waiting)
             return true;

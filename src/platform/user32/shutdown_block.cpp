@@ -18,7 +18,7 @@ namespace
 
 struct Reasons
 {
-    std::mutex lock; // guards windows; before the lock of awake.cpp
+    std::mutex lock; // guards windows; taken before the lock of awake.cpp
     std::map<HWND, std::string> windows;
 };
 
@@ -29,7 +29,7 @@ Reasons& reasons()
     return g_reasons.get();
 }
 
-// The lock is held over waits for other processes.
+// The lock is held during waits for other processes.
 const AtFork g_at_fork(ForkStep::shutdown_reasons, {nullptr, nullptr, [] { g_reasons.renew(); }});
 
 } // namespace

@@ -1,9 +1,9 @@
 // Settings of the session: screen saver and power saving of the display.
 //
-// As on the system a setting belongs to no process: what one sets stays when it ends, until the
-// machine starts anew, and then the user's own setting holds again. Both are kept in the registry,
-// the session's with the identity of the boot that it belongs to. While a process lives that has
-// turned a setting off, the desktop's screen saver is held off for real.
+// As on the system a setting belongs to no process: it stays when the process that made it ends,
+// until the machine restarts; then the user's own setting applies again. Both are kept in the
+// registry, the session's with the identity of its boot. While a process lives that has turned a
+// setting off, the desktop's screen saver is really suppressed.
 #include <mutex>
 #include <new>
 #include <string>
@@ -39,7 +39,7 @@ constexpr Setting settings[] = {
 
 struct TurnedOff
 {
-    std::mutex lock; // guards off and the changes of the registry; before the lock of awake.cpp
+    std::mutex lock; // guards off and changes of the registry; taken before awake.cpp's lock
     bool off[std::size(settings)] = {};
 };
 
@@ -50,7 +50,7 @@ TurnedOff& turned_off()
     return g_turned_off.get();
 }
 
-// The lock is held over waits for other processes.
+// The lock is held during waits for other processes.
 const AtFork g_at_fork(ForkStep::session_settings,
                        {nullptr, nullptr, [] { g_turned_off.renew(); }});
 
@@ -71,7 +71,7 @@ public:
     }
     LONG error() const { return m_error; }
 
-    // UTF-8; empty if there is none, or too long a one.
+    // UTF-8; empty if there is no text, or one that is too long.
     std::string text(const wchar_t* name) const
     {
         wchar_t value[64] = {};

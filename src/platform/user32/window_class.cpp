@@ -23,7 +23,7 @@ constexpr size_t name_limit = 256;  // characters, without the terminator
 
 struct Classes
 {
-    std::mutex lock;                 // guards table; the WindowLock comes behind it
+    std::mutex lock;                 // guards table; the WindowLock is taken after it
     std::vector<ClassPointer> table; // by atom, from first_atom on; null: free
 };
 
@@ -39,7 +39,7 @@ bool is_atom(LPCWSTR name)
     return reinterpret_cast<ULONG_PTR>(name) <= 0xFFFF;
 }
 
-// The place of a registered class, or the table's end.
+// The entry of a registered class, or the table's end.
 std::vector<ClassPointer>::iterator find_locked(LPCWSTR name)
 {
     std::vector<ClassPointer>& table = classes().table;
@@ -55,8 +55,8 @@ std::vector<ClassPointer>::iterator find_locked(LPCWSTR name)
                                 { return each && compare_folded(each->name.data(), name) == 0; });
 }
 
-// 0 with the last error set. A free place is used again: who loads and unloads a library for ever
-// doesn't run out of atoms.
+// 0 with the last error set. Free entries are reused, so a program that loads and unloads a library
+// again and again doesn't run out of atoms.
 ATOM register_class(const WNDCLASSEXW& given, bool of_system, MakeParcel make_parcel)
 try
 {

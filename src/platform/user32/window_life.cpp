@@ -1,10 +1,10 @@
 // Making and destroying windows.
 //
-// A new window is sent WM_NCCREATE, which keeps the title, and WM_CREATE; either can refuse it. A
-// child then hears its size and place, a top-level window when it is first shown. A window that
-// goes hears WM_DESTROY before its children do, which all still exist then, and WM_NCDESTROY after
-// they are gone. WM_GETMINMAXINFO, WM_NCCALCSIZE and WM_WINDOWPOSCHANGING are not sent: nothing
-// asks the window where it wants to be.
+// A new window is sent WM_NCCREATE, which sets the title, and WM_CREATE; either can refuse it. A
+// child is then sent its size and place, a top-level window when it is first shown. A window being
+// destroyed is sent WM_DESTROY before its children are, which all still exist then, and
+// WM_NCDESTROY after they are destroyed. WM_GETMINMAXINFO, WM_NCCALCSIZE and WM_WINDOWPOSCHANGING
+// are not sent: the window isn't asked where it wants to be.
 #include "window_life.h"
 
 #include <new>
@@ -33,7 +33,7 @@ DWORD check_parent(DWORD style, HWND parent)
     return IsWindow(parent) ? 0 : ERROR_INVALID_WINDOW_HANDLE;
 }
 
-// The style that a window gets for the one that was asked for.
+// The style of a new window, from the requested one.
 DWORD style_of(DWORD wanted)
 {
     if (wanted & WS_CHILD)
@@ -61,7 +61,7 @@ HWND enter_window(const CREATESTRUCTW& create, ClassPointer window_class)
     window->extra.resize(window_class->extra_bytes);
     window->window_class = std::move(window_class);
     const WindowLock lock;
-    if (window->window_class->gone) // since it was found
+    if (window->window_class->gone) // it may have been unregistered meanwhile
     {
         fail_with(ERROR_CANNOT_FIND_WND_CLASS);
         return nullptr;
@@ -69,7 +69,7 @@ HWND enter_window(const CREATESTRUCTW& create, ClassPointer window_class)
     return add_window(std::move(window));
 }
 
-// Takes the window out, after its last message.
+// Removes the window, after its last message.
 void remove_window(HWND handle)
 {
     std::unique_ptr<Window> gone;
@@ -85,7 +85,7 @@ void remove_window(HWND handle)
     tell_desktop_destroyed(handle);
 }
 
-// Null for a window of the calling thread, or one that is gone.
+// Null for a window of the calling thread, or one that no longer exists.
 std::shared_ptr<MessageQueue> queue_elsewhere(HWND window)
 {
     const WindowLock lock;
@@ -99,8 +99,8 @@ std::vector<HWND> below(HWND window, Kinship kinship)
     return windows_below(window, kinship);
 }
 
-// Those of other threads go when their thread gets to it. Without memory the rest stays, until its
-// thread ends.
+// Windows of other threads are destroyed when their thread handles the message. Without memory the
+// rest stays, until its thread ends.
 void destroy_below(HWND window, Kinship kinship)
 try
 {
@@ -169,7 +169,7 @@ bool destroy_window(HWND handle)
             return false;
         if (window->thread != GetCurrentThreadId())
             return fail_with(ERROR_ACCESS_DENIED);
-        if (window->destroying) // from within its own WM_DESTROY
+        if (window->destroying) // called from within its own WM_DESTROY
             return true;
         window->destroying = true;
         top_level = !window->is_child();

@@ -1,8 +1,8 @@
-// Where windows are and whether they show.
+// The places and visibility of windows.
 //
-// There is no frame to measure: a top-level window with a caption keeps a constant one free around
-// its client area. A call for a window of another thread changes it at once and sends the messages
-// about it to that thread.
+// There is no real frame to measure: a top-level window with a caption keeps a constant one free
+// around its client area. A call for a window of another thread changes it at once and sends the
+// messages about it to that thread.
 #include "window_place.h"
 
 #include "desktop.h"
@@ -157,7 +157,7 @@ extern "C" BOOL GetClientRect(HWND window, LPRECT rect)
     return TRUE;
 }
 
-// On the screen.
+// In screen coordinates.
 extern "C" BOOL GetWindowRect(HWND window, LPRECT rect)
 {
     const WindowLock lock;
@@ -178,7 +178,7 @@ extern "C" BOOL GetWindowRect(HWND window, LPRECT rect)
     return TRUE;
 }
 
-// A child shows when all that it stands in does.
+// A child is visible when all windows that contain it are.
 extern "C" BOOL IsWindowVisible(HWND window)
 {
     const WindowLock lock;
@@ -188,7 +188,7 @@ extern "C" BOOL IsWindowVisible(HWND window)
     return found && (found->style & WS_VISIBLE);
 }
 
-// Nothing waits to be painted: the desktop is told as things change.
+// Nothing waits to be painted: the desktop is notified of each change at once.
 extern "C" BOOL UpdateWindow(HWND window)
 {
     return IsWindow(window);

@@ -7,7 +7,7 @@ namespace platform
 {
 
 // On the window's own thread. Returns whether it was visible before; false with the last error set
-// for a window that is gone.
+// if the window no longer exists.
 bool show_window(HWND window, int command);
 
 } // namespace platform

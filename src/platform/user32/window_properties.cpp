@@ -1,4 +1,4 @@
-// What a window is asked for: texts, words, parents, and windows by their names.
+// Properties of windows: texts, words, parents, and windows by their names.
 #include <algorithm>
 #include <cstring>
 #include <new>
@@ -16,7 +16,7 @@ using namespace platform;
 namespace
 {
 
-// Where an index of the class's extra bytes leads; null with the last error set.
+// The address of an index in the class's extra bytes; null with the last error set.
 unsigned char* extra_word(Window& window, int index)
 {
     if (index < 0 || static_cast<size_t>(index) + sizeof(LONG_PTR) > window.extra.size())
@@ -141,7 +141,7 @@ extern "C" HWND GetParent(HWND window)
 {
     const WindowLock lock;
     const Window* const found = find_window(window);
-    // An owner is told of by its pop-up windows alone.
+    // Only pop-up windows report their owner.
     return found && (found->style & (WS_CHILD | WS_POPUP)) ? found->parent : nullptr;
 }
 

@@ -12,14 +12,14 @@ using namespace platform;
 namespace
 {
 
-// Handles have 32 significant bits, rise, and come back only after all others: a stale one means no
-// other window. By the map's order windows stand in the order of their making.
+// Handles have 32 significant bits, increase, and are only reused after all others: a stale one
+// refers to no other window. The map orders windows by when they were made.
 struct Table
 {
     std::mutex lock; // the WindowLock
     std::map<ULONG_PTR, std::unique_ptr<Window>> windows;
     ULONG_PTR last = 0x10000;
-    DWORD forking = 0; // the thread that forks; set while it holds the lock for that
+    DWORD forking = 0; // the forking thread; set while it holds the lock for the fork
 };
 
 // Never destroyed: threads have windows until the very end of the process.
@@ -40,8 +40,8 @@ void release()
     table().lock.unlock();
 }
 
-// The windows of the thread that goes on stay, under its new number. Those of others have nobody
-// who would handle what is sent to them.
+// The forking thread's windows stay, with its new id. Those of other threads are removed: no thread
+// would handle messages sent to them.
 void keep_own_windows()
 {
     auto& windows = table().windows;

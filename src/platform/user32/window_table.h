@@ -1,9 +1,9 @@
 // The windows of the process.
 //
-// One lock guards the table and all that a window is, so that any thread may ask for a title or a
-// place. It is held for table work alone: never while a procedure runs, a message is sent or the
-// desktop is told something. The lock of a message queue may be held when it is taken, not the
-// other way round.
+// One lock guards the table and all windows' data, so that any thread may read a title or a place.
+// It is held only for work on the table: never while a procedure runs, a message is sent or the
+// desktop is notified. It may be taken while the lock of a message queue is held, but not the other
+// way round.
 #pragma once
 
 #include <memory>
@@ -19,7 +19,8 @@ namespace platform
 class MessageQueue;
 struct WindowClass;
 
-// What a control of the system's own keeps for its window. Goes with the window, however that goes.
+// The data of one of the system's own controls. Destroyed with the window, in whatever way that
+// ends.
 class ControlData
 {
 public:
@@ -33,7 +34,7 @@ struct Window
 {
     HWND handle = nullptr;
     std::shared_ptr<const WindowClass> window_class;
-    std::shared_ptr<MessageQueue> queue; // that of its thread
+    std::shared_ptr<MessageQueue> queue; // the queue of its thread
     DWORD thread = 0;
     HWND parent = nullptr; // of a child; the owner of a top-level window
     DWORD style = 0;
@@ -46,7 +47,7 @@ struct Window
     LONG_PTR user_data = 0;
     std::vector<unsigned char> extra;
     bool size_told = false;  // WM_SIZE has been sent
-    bool destroying = false; // DestroyWindow is at it
+    bool destroying = false; // DestroyWindow is in progress
     std::shared_ptr<ControlData> control;
 
     bool is_child() const { return (style & WS_CHILD) != 0; }
@@ -61,34 +62,34 @@ private:
     const Uninterrupted<std::mutex> m_lock;
 };
 
-// All of these need the WindowLock held, and what they give is good while it is.
+// All of these need the WindowLock, and their results are valid while it is held.
 
 // Null with ERROR_INVALID_WINDOW_HANDLE.
 Window* find_window(HWND handle);
-// Enters the window under a new handle. May throw std::bad_alloc.
+// Adds the window under a new handle. May throw std::bad_alloc.
 HWND add_window(std::unique_ptr<Window> window);
-// Takes it out; it is to be freed outside the lock.
+// Removes the window, which must be freed outside the lock.
 std::unique_ptr<Window> take_window(HWND handle);
-// Takes out all windows of a thread; the same holds for them.
+// Removes all windows of a thread, which must also be freed outside the lock.
 std::vector<std::unique_ptr<Window>> take_windows_of(DWORD thread);
 enum class Kinship
 {
-    child, // of a null parent: the top-level windows
+    child, // for a null parent: the top-level windows
     owned
 };
-// In the order of their making.
+// In the order in which they were made.
 std::vector<HWND> windows_below(HWND parent, Kinship kinship);
 bool is_descendant(HWND window, HWND ancestor);
 bool has_windows(const WindowClass& window_class);
 
 // These take the lock themselves.
 
-// Runs the procedure of a window of the calling thread. 0 for a window that is gone.
+// Runs the procedure of a window of the calling thread. 0 if the window no longer exists.
 LRESULT call_procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-// The control of a window, null if the window is gone or is none of the system's controls.
+// The control of a window, null if the window no longer exists or is none of the system's controls.
 std::shared_ptr<ControlData> control_of(HWND window);
 
-// The window of the thread that is at work for the user, null without.
+// The calling thread's active window, null without one.
 extern thread_local HWND t_active_window;
 
 } // namespace platform

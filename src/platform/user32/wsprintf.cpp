@@ -1,5 +1,5 @@
-// The user interface's own print functions: at most 1,024 characters, terminator included; what is
-// beyond is cut. Their formats are fewer: see msvcrt/format.h.
+// The user interface's own print functions: at most 1,024 characters, terminator included; the rest
+// is cut. They know fewer formats: see msvcrt/format.h.
 #include <algorithm>
 
 #include <windows.h>

@@ -1,7 +1,7 @@
 // Version information of module files.
 //
-// A caller's block says its own length in its first two bytes; GetFileVersionInfoW sees to it that
-// the length is not more than what it has copied, and so VerQueryValueW can rely on it.
+// A caller's block holds its own length in its first two bytes; GetFileVersionInfoW makes sure that
+// the length is not more than it has copied, and so VerQueryValueW can rely on it.
 #include <algorithm>
 #include <cstring>
 #include <new>

@@ -24,7 +24,7 @@ struct Node
     bool is_text;
 };
 
-// False if there is no block at this place that lies before the limit.
+// False if there is no block at this offset before the limit.
 bool read_node(const pe::Bytes& bytes, uint64_t start, uint64_t limit, Node& node)
 {
     if (limit > bytes.size() || start > limit || limit - start < head_size)
@@ -33,7 +33,7 @@ bool read_node(const pe::Bytes& bytes, uint64_t start, uint64_t limit, Node& nod
     if (length < head_size)
         return false;
     node.start = start;
-    node.end = std::min(start + length, limit); // a length that lies is cut
+    node.end = std::min(start + length, limit); // too great a length is cut
     node.is_text = bytes.at<uint16_t>(start + 4) == 1;
     node.key = start + head_size;
     node.key_length = 0;
@@ -41,12 +41,13 @@ bool read_node(const pe::Bytes& bytes, uint64_t start, uint64_t limit, Node& nod
     for (;; at += 2, ++node.key_length)
     {
         if (node.end - at < 2)
-            return false; // the key runs out of its block
+            return false; // the key has no end within its block
         if (bytes.at<uint16_t>(at) == 0)
             break;
     }
     node.value = std::min(pe::aligned(at + 2, 4), node.end);
-    // Counts characters for a text, though not every compiler does: never more than there is.
+    // A text's size is in characters, though not every compiler counts so: never more than the
+    // block has.
     const uint64_t size = uint64_t{bytes.at<uint16_t>(start + 2)} * (node.is_text ? 2 : 1);
     node.value_end = std::min(node.value + size, node.end);
     return true;
@@ -70,7 +71,7 @@ bool find_child(const pe::Bytes& bytes, const Node& parent, std::u16string_view 
     {
         if (has_key(bytes, child, key))
             return true;
-        at = pe::aligned(child.end, 4); // beyond at: a block is not shorter than its head
+        at = pe::aligned(child.end, 4); // always moves on: a block is not shorter than its head
     }
     return false;
 }

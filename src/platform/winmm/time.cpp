@@ -1,5 +1,5 @@
-// The multimedia clock. Its tick has a resolution of 1 ms whatever period is asked for: requests
-// are only counted, so that each end meets its begin.
+// The multimedia clock. Its tick has a resolution of 1 ms whatever period is requested: requests
+// are only counted, so that each end matches a begin.
 #include <map>
 #include <mutex>
 #include <new>

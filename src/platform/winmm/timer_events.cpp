@@ -2,9 +2,9 @@
 // absolute moments.
 //
 // A periodic timer keeps to the grid of its periods, so its rate doesn't drift. Ticks that fall due
-// while the thread can't run are made up for, in the order of their moments, as far as they lie
-// back no more than most_behind: what is further back is dropped, so that one slow callback starves
-// nobody, and a process that was stopped for a while isn't flooded.
+// while the thread can't run are made up for, in the order of their moments, if they are at most
+// most_behind old. Older ones are dropped, so that one slow callback doesn't starve others, and a
+// process that was stopped for a while isn't flooded.
 //
 // The thread starts with the first timer and stays. It may be in a callback when the process ends,
 // so nothing here is ever destroyed.
@@ -48,13 +48,13 @@ struct Scheduler
 {
     std::mutex lock; // guards all below; not held during a callback
     std::map<UINT, TimerEvent> events;
-    std::set<Moment> moments; // one for each of events, but for the one that fires
+    std::set<Moment> moments; // one for each of events, except for the one that fires
     UINT last_id = 0;
     UINT firing = 0; // 0: none
     bool running = false;
-    DWORD thread = 0;                 // its id, from its first step on
-    std::condition_variable finished; // a callback is over
-    std::atomic<uint32_t> changes{0}; // futex word: changes when the earliest moment may have
+    DWORD thread = 0;                 // its id, once it runs
+    std::condition_variable finished; // a callback has ended
+    std::atomic<uint32_t> changes{0}; // futex word: changed when the earliest moment may have
 };
 
 constinit OfProcess<Scheduler> g_scheduler;
@@ -67,7 +67,7 @@ Scheduler& scheduler()
 // The timers, and the thread that runs them, belong to the parent.
 const AtFork g_at_fork(ForkStep::timer_events, {nullptr, nullptr, [] { g_scheduler.renew(); }});
 
-// The next moment of a timer that has fired.
+// The next moment of a timer after it has fired.
 int64_t next_moment(const TimerEvent& event, int64_t now)
 {
     const int64_t next = event.due + event.period;
@@ -75,8 +75,8 @@ int64_t next_moment(const TimerEvent& event, int64_t now)
     return behind <= most_behind ? next : next + (behind / event.period + 1) * event.period;
 }
 
-// Lets the timer of the earliest moment fire. The lock is held at the call and at the return. False
-// if the callback has forked and this is the child: nothing here is its own.
+// Fires the timer of the earliest moment. The lock is held at the call and at the return. False if
+// the callback has forked and this is the child, which owns nothing here.
 bool fire(Scheduler& self, std::unique_lock<std::mutex>& lock)
 {
     auto moment = self.moments.extract(self.moments.begin());
@@ -132,8 +132,8 @@ bool ensure_thread(Scheduler& self)
 {
     if (self.running)
         return true;
-    // The new thread waits for the lock, which start_thread does not: it returns as soon as the
-    // thread runs.
+    // The new thread waits for the lock; start_thread doesn't wait for that, as it returns as soon
+    // as the thread runs.
     const HANDLE thread = start_thread(run, nullptr, 0, nullptr);
     if (!thread)
         return false;
@@ -151,7 +151,7 @@ UINT new_id(Scheduler& self)
     return self.last_id;
 }
 
-// An id, or 0 without a thread for it. May throw std::bad_alloc, and has then done nothing.
+// An id, or 0 without a thread for it. If it throws std::bad_alloc, nothing was changed.
 UINT add(const TimerEvent& event)
 {
     Scheduler& self = scheduler();

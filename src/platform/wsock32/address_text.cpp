@@ -1,4 +1,4 @@
-// Addresses as text.
+// Converts addresses from and to text.
 #include "socket.h"
 
 #include <cstdio>
@@ -8,11 +8,11 @@
 extern "C" ULONG plinth_wsock_inet_addr(const char* text)
 {
     in_addr address;
-    // Takes the short, octal and hexadecimal forms too, as the interface does.
+    // Accepts the short, octal and hexadecimal forms too, as the interface does.
     return text && ::inet_aton(text, &address) ? address.s_addr : INADDR_NONE;
 }
 
-// Good until the thread's next call.
+// Valid until the thread's next call.
 extern "C" char* plinth_wsock_inet_ntoa(IN_ADDR address)
 {
     static thread_local char text[sizeof "255.255.255.255"];

@@ -1,4 +1,4 @@
-// Sockets from their making to their end.
+// Making, connecting and closing sockets.
 #include "socket.h"
 
 #include <cstring>
@@ -30,7 +30,7 @@ sockaddr* generic(sockaddr_in& address)
     return reinterpret_cast<sockaddr*>(&address);
 }
 
-// A connect that a signal interrupted goes on by itself: waits for its end. An errno.
+// A connect that a signal interrupted continues: waits for its end. An errno.
 int finish_connect(int fd)
 {
     pollfd entry = {fd, POLLOUT, 0};
@@ -45,8 +45,7 @@ int finish_connect(int fd)
     return sys::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length) == 0 ? error : errno;
 }
 
-// Takes the connection back of a socket whose connect failed: the kernel keeps it as one that was
-// connected and has ended.
+// Undoes the failed connect of a socket: the kernel otherwise treats it as connected and ended.
 void disconnect(const SocketObject& object)
 {
     sockaddr nobody = {};
@@ -65,7 +64,7 @@ int connect_socket(SocketObject& object, const sockaddr_in& to)
     int error = 0;
     if (sys::connect(object.fd, generic(to), sizeof to) != 0)
         error = errno == EINTR ? finish_connect(object.fd) : errno;
-    // The kernel tells the end of such a connection by one more success.
+    // The kernel reports the end of such a connect by one more success.
     if (object.began_connect.exchange(error == EINPROGRESS || error == EALREADY) && error == 0)
         error = EISCONN;
     object.is_connecting = object.is_non_blocking && (error == EINPROGRESS || error == EALREADY);
@@ -74,7 +73,7 @@ int connect_socket(SocketObject& object, const sockaddr_in& to)
     return error == 0 ? 0 : fail_call(object, error);
 }
 
-// This system would pick a port; the interface wants one that was chosen.
+// Linux would choose a port; the interface requires a bound one.
 bool is_bound(int fd)
 {
     sockaddr_in own = {};
@@ -148,10 +147,10 @@ bool close_socket(SOCKET s)
     const auto handle = reinterpret_cast<HANDLE>(s);
     const Pin<SocketObject> socket(handle);
     if (!socket || !close_handle(handle, ObjectKind::socket))
-        return false; // not one, or another thread was first
+        return false; // no socket, or another thread was first
     socket->is_closing = true;
-    // Whoever counted itself before this wakes by the shutdown; whoever does so after it sees the
-    // flag. The kernel wakes those who wait even on a socket that has no connection to shut down.
+    // A call that counted itself before this is woken by the shutdown; a later one sees the flag.
+    // The kernel wakes waiting calls even on a socket that has no connection to shut down.
     if (socket->waiting != 0)
         sys::shutdown(socket->fd, SHUT_RDWR);
     return true;
@@ -227,7 +226,7 @@ extern "C" int plinth_wsock_connect(SOCKET s, const SOCKADDR* address, int lengt
     sockaddr_in native;
     if (!socket || !native_address(address, length, native))
         return SOCKET_ERROR;
-    // This system would take "any address" for itself.
+    // Linux would take "any address" for this machine.
     if (socket->is_stream && native.sin_family == AF_INET &&
         (native.sin_addr.s_addr == 0 || native.sin_port == 0))
         return fail_socket(WSAEADDRNOTAVAIL);
@@ -257,7 +256,7 @@ extern "C" SOCKET plinth_wsock_accept(SOCKET s, SOCKADDR* address, int* length)
     }
     sockaddr_in peer = {};
     socklen_t peer_length = sizeof peer;
-    // The new socket waits or not as the one that listens does.
+    // The new socket waits or not like the listening one.
     const bool non_blocking = socket->is_non_blocking;
     const int fd =
         sys::accept(socket->fd, generic(peer), &peer_length, non_blocking ? SOCK_NONBLOCK : 0);
@@ -277,7 +276,7 @@ extern "C" int plinth_wsock_shutdown(SOCKET s, int how)
         return SOCKET_ERROR;
     if (how != SHUT_RD && how != SHUT_WR && how != SHUT_RDWR)
         return fail_socket(WSAEINVAL);
-    // This system wants an address of the other end, which datagrams need not have.
+    // Linux requires an address of the other end, which datagrams need not have.
     if (sys::shutdown(socket->fd, how) != 0 && (socket->is_stream || errno != ENOTCONN))
         return fail_call(*socket, errno);
     if (how != SHUT_RD)
@@ -314,7 +313,7 @@ extern "C" int plinth_wsock_getsockname(SOCKET s, SOCKADDR* address, int* length
     if (sys::getsockname(socket->fd, generic(own), &own_length) != 0)
         return fail_call(*socket, errno);
     if (own.sin_port == 0 && own.sin_addr.s_addr == 0)
-        return fail_socket(WSAEINVAL); // it has no name yet
+        return fail_socket(WSAEINVAL); // the socket has no name yet
     store_address(own, address, length);
     return 0;
 }

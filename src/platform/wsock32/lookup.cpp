@@ -1,7 +1,7 @@
 // Names of hosts, services and protocols.
 //
-// Each thread has one place for the records, which its next look-up of any kind takes. What a
-// record points at lies in the buffer that the C library filled.
+// Each thread has one place for the records, which its next look-up of any kind reuses. The data of
+// a record is in the buffer that the C library filled.
 #include "open_sockets.h"
 #include "socket.h"
 
@@ -29,7 +29,7 @@ struct Records
 };
 thread_local Records t_records;
 
-// Calls look_up(buffer, size) with a buffer that grows for as long as it is too small. An errno.
+// Calls look_up(buffer, size) with a buffer that grows while it is too small. An errno.
 template <class LookUp> int with_buffer(LookUp look_up)
 {
     std::vector<char>& buffer = t_records.buffer;
@@ -106,7 +106,7 @@ PROTOENT* found_protocol(const protoent* found)
     return &protocol;
 }
 
-// Nothing but a record or null leaves through the interface.
+// A call may only return a record or null, and throw nothing.
 template <class Call> auto guarded(Call call) -> decltype(call())
 {
     if (!sockets_are_started())
@@ -153,7 +153,7 @@ extern "C" HOSTENT* plinth_wsock_gethostbyname(const char* name)
         {
             char own[name_size] = {};
             const char* wanted = name;
-            if (!name || !*name) // this machine
+            if (!name || !*name) // the name of this machine
             {
                 if (sys::gethostname(own, sizeof own - 1) != 0)
                     return refuse<HOSTENT>(WSAHOST_NOT_FOUND);

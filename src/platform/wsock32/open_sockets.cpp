@@ -16,7 +16,7 @@ namespace
 
 struct Session
 {
-    std::mutex lock; // guards open and the changes of started; no other lock is taken inside
+    std::mutex lock; // guards open and changes of started; no other lock is taken meanwhile
     std::atomic<unsigned> started{0};
     std::unordered_set<SOCKET> open;
 };

@@ -6,7 +6,7 @@
 
 #include <windows.h>
 
-#define PLINTH_PLATFORM_NO_SOCKET_NAMES // this system's names stand beside Windows' own here
+#define PLINTH_PLATFORM_NO_SOCKET_NAMES // Linux's names are used beside Windows' own here
 #include <winsock.h>
 
 namespace platform
@@ -19,7 +19,7 @@ bool remember_socket(SOCKET s);
 void forget_socket(SOCKET s);
 
 void begin_sockets();
-// False if the use has not been started. open: the sockets to close, if this was the last end.
+// False if the use has not been started. open: the sockets to close, if this was the last cleanup.
 bool end_sockets(std::unordered_set<SOCKET>& open);
 
 } // namespace platform

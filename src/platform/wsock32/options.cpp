@@ -1,5 +1,5 @@
-// Options and requests of sockets: numbers, sizes and units of the interface to those of this
-// system and back.
+// Options and requests of sockets: converts numbers, sizes and units between the interface and
+// Linux.
 #include "socket.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@ enum class Form
 {
     number,      // a 32-bit number or truth value
     buffer_size, // a number that the kernel doubles for its own needs
-    patience,    // a time-out, kept by the object; ms, 0 for none
+    patience,    // a time-out, stored in the object; ms, 0 for none
     linger,
     no_linger, // a truth value: linger turned off
     error,     // the socket's pending error
@@ -55,7 +55,7 @@ constexpr Option options[] = {
     {PLINTH_IPPROTO_TCP, PLINTH_TCP_NODELAY, Form::number, IPPROTO_TCP, TCP_NODELAY},
 };
 
-// Null, with the last error set, for what this socket doesn't have.
+// Null, with the last error set, if the socket doesn't have the option.
 const Option* find_option(const SocketObject& socket, int level, int name)
 {
     bool is_known_level = level == PLINTH_IPPROTO_UDP;
@@ -70,7 +70,7 @@ const Option* find_option(const SocketObject& socket, int level, int name)
     return nullptr;
 }
 
-// A value on its way, in either direction.
+// A value being set or read.
 struct Value
 {
     int32_t number = 0;

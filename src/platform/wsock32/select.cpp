@@ -1,5 +1,5 @@
 // Waiting for several sockets. The sets are lists, so any number of sockets with any descriptors
-// works; below them is poll().
+// works; the wait uses poll().
 #include "open_sockets.h"
 #include "socket.h"
 
@@ -21,8 +21,8 @@ constexpr LONG microseconds = 1'000'000;
 constexpr int64_t nanoseconds = 1'000'000'000;
 constexpr int64_t rest = nanoseconds / 20;
 
-// What a set waits for, as the event that poll() tells it by. A connect that failed is told as an
-// error, which poll() always tells.
+// The wishes of the sets, as the events by which poll() reports them. A failed connect is reported
+// as an error, which poll() always reports.
 constexpr short readable = POLLIN;
 constexpr short writable = POLLOUT;
 constexpr short failed = POLLPRI; // or urgent data
@@ -35,7 +35,7 @@ int64_t after(const TIMEVAL& interval)
 class Watch
 {
 public:
-    // False, with the last error set, if one of the set is not a socket.
+    // False, with the last error set, if a member of the set is not a socket.
     bool add(const FD_SET* set, short wish)
     {
         for (UINT i = 0; set && i < set->fd_count; ++i)
@@ -56,8 +56,8 @@ public:
 
     bool is_empty() const { return m_entries.empty(); }
 
-    // Waits for a wish to come true, until a moment (-1: without end). A socket error; 0 also when
-    // the time is over.
+    // Waits until a wish comes true or the moment is reached (-1: no limit). A socket error; 0 also
+    // after the moment.
     int wait(int64_t deadline)
     {
         for (;;)
@@ -79,7 +79,7 @@ public:
         }
     }
 
-    // Leaves the sockets in the set whose wish came true, and gives their number.
+    // Keeps in the set only the sockets whose wish came true, and returns their number.
     int keep(FD_SET* set, short wish) const
     {
         if (!set)
@@ -105,7 +105,8 @@ private:
     {
         const short got = m_entries[index].revents;
         const SocketObject& socket = *m_sockets[index];
-        // Never connected: the kernel tells of it as of a connection that has ended.
+        // A socket that was never connected: the kernel reports it like a connection that has
+        // ended.
         if ((got & POLLHUP) && socket.is_stream && !socket.had_connection)
             return false;
         const bool connect_failed = socket.is_connecting && (got & POLLERR);
@@ -115,8 +116,8 @@ private:
         return !connect_failed && (got & (wish | also));
     }
 
-    // A socket of which only something is told that nobody waits for rests for a moment: it would
-    // be told again at once. (It may be connected or closed meanwhile.)
+    // A socket that only reports events for which no set waits is left out for a moment, as it
+    // would report them again at once. (It may be connected or closed meanwhile.)
     bool any_came_true()
     {
         bool any = false;
@@ -147,8 +148,8 @@ private:
         m_resting = false;
     }
 
-    bool m_resting = false;                     // at least one of the sockets
-    std::unordered_map<SOCKET, size_t> m_index; // into the others
+    bool m_resting = false;                     // whether a socket is left out
+    std::unordered_map<SOCKET, size_t> m_index; // index into the other members
     std::deque<SocketPin> m_sockets;
     std::deque<Waiting> m_waiting;
     std::vector<pollfd> m_entries;

@@ -1,7 +1,7 @@
-// A socket as an object of the handle table, and what the socket calls share.
+// A socket as an object of the handle table, and helpers shared by the socket calls.
 //
-// The descriptor lives as long as the object, so that a call under way in another thread never
-// works on a descriptor that has been given out anew. closesocket() wakes such calls.
+// The descriptor lives as long as the object, so that a call in another thread never uses a
+// descriptor number that has been reused. closesocket() wakes such calls.
 #pragma once
 
 #include <atomic>
@@ -11,7 +11,7 @@
 
 #include <windows.h>
 
-#define PLINTH_PLATFORM_NO_SOCKET_NAMES // this system's names stand beside Windows' own here
+#define PLINTH_PLATFORM_NO_SOCKET_NAMES // Linux's names are used beside Windows' own here
 #include <winsock.h>
 
 #include "kernel32/object/handle_table.h"
@@ -33,13 +33,13 @@ public:
 
     const int fd;
     const bool is_stream;
-    SOCKET handle = INVALID_SOCKET;          // of this object; set before anybody else knows it
+    SOCKET handle = INVALID_SOCKET;          // of this object; set before others can use it
     std::atomic<bool> is_non_blocking;       // FIONBIO
-    std::atomic<bool> is_connecting{false};  // a connect that gave WSAEWOULDBLOCK
-    std::atomic<bool> had_connection{false}; // or began one
-    std::atomic<bool> began_connect{false};  // without waiting; how it ended was not told yet
-    std::atomic<bool> tried_connect{false};  // which gives the socket a name for good
-    std::atomic<int> connect_error{0};       // errno of a failed one, for SO_ERROR
+    std::atomic<bool> is_connecting{false};  // a connect that returned WSAEWOULDBLOCK
+    std::atomic<bool> had_connection{false}; // or a connect in progress
+    std::atomic<bool> began_connect{false};  // without waiting; its end was not reported yet
+    std::atomic<bool> tried_connect{false};  // after which the socket keeps its name
+    std::atomic<int> connect_error{0};       // errno of a failed connect, for SO_ERROR
     std::atomic<DWORD> send_patience{0};     // SO_SNDTIMEO, ms; 0 and INFINITE: none
     std::atomic<DWORD> receive_patience{0};  // SO_RCVTIMEO
     std::atomic<bool> sends_no_more{false};  // shut down on this side
@@ -48,8 +48,8 @@ public:
     std::atomic<unsigned> waiting{0}; // calls that closing must wake
 };
 
-// Holds a socket for one call. False, with the last error set, if there is none
-// (WSAENOTSOCK) or sockets have not been started (WSANOTINITIALISED).
+// Holds a socket for one call. False, with the last error set, if it doesn't exist (WSAENOTSOCK) or
+// sockets have not been started (WSANOTINITIALISED).
 class SocketPin
 {
 public:
@@ -63,7 +63,7 @@ private:
     bool m_usable;
 };
 
-// Counts a call that may wait among those which closing the socket wakes.
+// Counts a call that may wait, so that closing the socket wakes it.
 class Waiting
 {
 public:
@@ -77,33 +77,33 @@ private:
     SocketObject& m_object;
 };
 
-// poll(2), at most until a moment of the monotonic clock (ns; -1: without end). The caller looks at
-// EINTR, and asks again with the same moment.
+// poll(2), at most until a moment of the monotonic clock (ns; -1: no limit). The caller handles
+// EINTR, and calls again with the same moment.
 int poll_until(pollfd* entries, size_t count, int64_t deadline);
 
 // The one table from errno to socket errors.
 int socket_error(int error);
 
-// Sets the last error and gives SOCKET_ERROR.
+// Sets the last error and returns SOCKET_ERROR.
 int fail_socket(int wsa_error);
 // The same for the errno of a call on this socket.
 int fail_call(const SocketObject& object, int error);
 
-// Makes a socket of a descriptor, which it owns from now on, also if it fails.
+// Makes a socket from a descriptor, which it owns from now on, even on failure.
 SOCKET insert_socket(int descriptor, int type, bool non_blocking, bool connected);
 
-// False if it is none. Calls that wait on it come back.
+// False if it is no socket. Calls that wait on it return.
 bool close_socket(SOCKET s);
 
-// Looks how a connect that gave WSAEWOULDBLOCK ended. After a failure the socket is again as one
-// that was never connected, and can be connected anew.
+// Checks how a connect that returned WSAEWOULDBLOCK ended. After a failure the socket counts as
+// never connected, and can be connected again.
 void settle_connect(SocketObject& object);
 
-// An address of the interface as one of this system: they have the same layout for IPv4. False,
-// with the last error set, for a null or short one.
+// Converts an address of the interface to Linux's: both have the same layout for IPv4. False, with
+// the last error set, for a null or short one.
 bool native_address(const SOCKADDR* address, int length, sockaddr_in& native);
-// Stores an address for a caller, whose *length says how much room there is; true if there is none
-// to store. False with WSAEFAULT.
+// Store an address for a caller. *length: the room for it. has_room: true if there is room or no
+// address to store; false with WSAEFAULT.
 bool has_room(const SOCKADDR* address, const int* length);
 void store_address(const sockaddr_in& native, SOCKADDR* address, int* length);
 

@@ -1,5 +1,5 @@
-// Socket errors: the table from errno, and the last error of the thread, which socket calls and all
-// others share.
+// Socket errors: the table from errno, and the thread's last error, which socket calls share with
+// all others.
 #include "socket.h"
 
 #include <cerrno>
@@ -74,15 +74,15 @@ int fail_call(const SocketObject& object, int error)
 {
     if (object.is_closing)
         return fail_socket(WSAEINTR);
-    // A time-out of the socket's own; the two only mean "not now" on one that never waits.
+    // The socket's own time-out; the two only mean "not now" on a socket that never waits.
     if ((error == EAGAIN || error == EINPROGRESS) && !object.is_non_blocking)
         return fail_socket(WSAETIMEDOUT);
-    // One errno for three reasons not to send.
+    // This errno has three reasons.
     if (error == EPIPE && object.sends_no_more)
         return fail_socket(WSAESHUTDOWN);
     if (error == EPIPE && !object.had_connection)
         return fail_socket(WSAENOTCONN);
-    // What a datagram that nobody wanted is answered with.
+    // The answer to a datagram that no socket received.
     if (error == ECONNREFUSED && !object.is_stream)
         return fail_socket(WSAECONNRESET);
     return fail_socket(socket_error(error));

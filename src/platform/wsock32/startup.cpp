@@ -11,7 +11,7 @@ namespace
 
 constexpr WORD version_1_1 = MAKEWORD(1, 1);
 
-// Versions are the major number in the low byte.
+// A version has the major number in its low byte.
 bool is_below_1_1(WORD version)
 {
     return LOBYTE(version) < 1 || (LOBYTE(version) == 1 && HIBYTE(version) < 1);

@@ -16,7 +16,7 @@ static_assert(MSG_OOB == PLINTH_MSG_OOB && MSG_PEEK == PLINTH_MSG_PEEK &&
 constexpr int send_flags = MSG_OOB | MSG_DONTROUTE;
 constexpr int receive_flags = MSG_OOB | MSG_PEEK;
 
-// What is wrong with a transfer before it begins, or 0.
+// Checks a transfer before it begins. A socket error, or 0.
 int refusal(const void* buffer, int length, int flags, int known_flags, bool shut_down)
 {
     if (length < 0 || (!buffer && length != 0))
@@ -26,7 +26,8 @@ int refusal(const void* buffer, int length, int flags, int known_flags, bool shu
     return shut_down ? WSAESHUTDOWN : 0;
 }
 
-// A transfer that has a time-out doesn't leave it to the kernel: each signal would begin it anew.
+// The kernel doesn't limit a transfer with a time-out, as each signal would restart the time: this
+// class does.
 class Patience
 {
 public:
@@ -36,10 +37,11 @@ public:
     {
     }
 
-    // What the transfer's calls need to leave the waiting to us.
+    // Flags with which the transfer's calls don't wait themselves.
     int flags() const { return m_is_limited ? MSG_DONTWAIT : 0; }
 
-    // After a call that failed: true once it is worth trying again, with errno as it was else.
+    // After a failed call: waits and returns true if a retry is worthwhile, else false with errno
+    // unchanged.
     bool waited(short events) const
     {
         const int error = errno;
@@ -63,14 +65,15 @@ private:
     const int64_t m_deadline;
 };
 
-// A connect that is under way, or failed, has made no connection. 0 or a socket error.
+// WSAENOTCONN while a connect is in progress, else 0; the state after a failed connect is reset
+// first.
 int connection_error(SocketObject& object)
 {
     settle_connect(object);
     return object.is_connecting ? WSAENOTCONN : 0;
 }
 
-// A stream that may wait takes all bytes, as far as no error stops it.
+// A stream that may wait sends all bytes, unless an error stops it.
 int send_bytes(SocketObject& object, const char* buffer, int length, int flags,
                const sockaddr_in* to)
 {
@@ -95,7 +98,7 @@ int send_bytes(SocketObject& object, const char* buffer, int length, int flags,
     return sent;
 }
 
-// A datagram that is longer than the buffer fills it, and is an error nevertheless.
+// A datagram that is longer than the buffer fills it, but is still an error.
 int receive_bytes(SocketObject& object, char* buffer, int length, int flags, sockaddr_in& from)
 {
     const Waiting waiting(object);
@@ -143,7 +146,7 @@ extern "C" int plinth_wsock_send(SOCKET s, const char* buffer, int length, int f
     if (const int error = refusal(buffer, length, flags, send_flags, socket->sends_no_more))
         return fail_socket(error);
     const int sent = send_bytes(*socket, buffer, length, flags, nullptr);
-    // Without an address: the interface has another number for it.
+    // Without an address: the interface has another number for this error.
     return sent == SOCKET_ERROR && WSAGetLastError() == WSAEDESTADDRREQ ? fail_socket(WSAENOTCONN)
                                                                         : sent;
 }
@@ -159,7 +162,7 @@ extern "C" int plinth_wsock_recvfrom(SOCKET s, char* buffer, int length, int fla
     sockaddr_in native = {};
     const int got = receive_bytes(*socket, buffer, length, flags, native);
     if (got != SOCKET_ERROR || WSAGetLastError() == WSAEMSGSIZE)
-        if (native.sin_family == AF_INET) // a stream tells no address
+        if (native.sin_family == AF_INET) // a stream has no address
             store_address(native, from, from_length);
     return got;
 }

@@ -1,17 +1,16 @@
-// The debug string channel: the writer's side, and what the objects of a listener tell it.
+// The debug string channel: the writer's side, and how a listener's objects inform it.
 //
 // The protocol with a listener is the system's: two events, "DBWIN_BUFFER_READY" (the buffer may be
 // written) and "DBWIN_DATA_READY" (it holds a text), and a mapping "DBWIN_BUFFER" of 4,096 bytes
-// with the writer's process id and a text. Behind it stands a control page that the writers of all
-// of the user's processes share:
+// with the writer's process id and a text. In addition, the writers of all of the user's processes
+// share a control page:
 //
-// - One word says whether there is a listener. Writers look at it before anything else, so that a
+// - One word shows whether there is a listener. Writers read it before anything else, so that a
 //   text without a listener costs one load and no system call.
-// - Another word says which writer may use the buffer. A writer that dies with the buffer leaves
-// its
-//   mark in the first event's word, and the next one puts the channel right.
-// - A writer that has waited its time for a listener says so there; the writers after it don't wait
-//   until the listener has taken a text.
+// - Another word shows which writer may use the buffer. A writer that dies with the buffer leaves
+//   its mark in the first event's word, and the next writer repairs the channel.
+// - A writer that has waited its full time for a listener records this on the page; later writers
+//   then don't wait until the listener has taken a text.
 #include <cerrno>
 #include <cstring>
 
@@ -39,23 +38,23 @@ namespace
 constexpr size_t buffer_size = 4096;
 constexpr const char* first_object = debug_channel_listener_event;
 constexpr size_t text_limit = buffer_size - sizeof(DWORD); // bytes, terminator included
-// How long a writer waits between looks at whether the listener lives, in ns: so short at first
-// that a dead one costs next to nothing, then longer and longer.
+// How long a writer waits before it checks again whether the listener lives, in ns: short at first,
+// so that a dead listener costs little time, then longer and longer.
 constexpr int64_t first_look = 100'000;
 constexpr int64_t longest_look = 20'000'000;
 
 // While a writer has the buffer, the word of DBWIN_BUFFER_READY holds the number of its turn.
-// Taking the buffer and saying so are thus one step: a writer that dies with it, or is stopped for
-// too long, is found out by the next one, as no writer ends its turn with such a value. 0 and 1,
-// which say whether the event is signalled, are no turn's number; any other value is what a former
-// turn, or a stranger, has left.
+// Taking the buffer and marking it as taken are thus one step. If the writer dies or is stopped for
+// too long, the next one notices, as no writer ends its turn with such a value. 0 and 1 show
+// whether the event is signalled and are no turn's number; any other value was left by a former
+// turn or by a foreign program.
 bool is_in_hand(uint32_t word)
 {
     return word > 1;
 }
 
-// The objects of one listener as a writer sees them. They are used without being held: a writer
-// must not keep a listener's objects alive.
+// The objects of one listener as a writer sees them. A writer doesn't hold them: it must not keep a
+// listener's objects alive.
 class Objects
 {
 public:
@@ -91,12 +90,12 @@ public:
         m_listener = 0;
     }
 
-    // In a process just forked, whose parent had another thread at them.
+    // For a process just forked: another thread of its parent may have been using the objects.
     void forget() { *this = Objects(); }
 
-    // The object is opened for each look, which is rare: a descriptor that were kept could be
-    // closed by the program and become a file of its own, and the listener then seem dead. Another
-    // object under the name is another listener's.
+    // The object is opened for each check, which is rare. If a descriptor were kept, the program
+    // could close it and its number could become another file; the listener would then seem dead.
+    // If another object has the name, it belongs to another listener.
     bool listener_lives() const
     {
         struct stat found = {};
@@ -116,8 +115,8 @@ public:
     }
 
 private:
-    // Only what somebody holds: a listener makes its objects one after the other, and under the
-    // name of one not made yet there may still be a dead listener's.
+    // Opens only an object that a process holds: a listener makes its objects one after the other,
+    // and the name of one not made yet may still belong to a dead listener's object.
     static int open_held(NamedKind kind, const char* name)
     {
         const std::string path = named_object_path(kind, name);
@@ -163,7 +162,8 @@ private:
 // Guarded by the turn, which no two threads of any process have at once.
 constinit Objects g_objects;
 
-// Where a test counts, or may have the process killed or stopped: the fault's error is the signal.
+// A point where a test counts, or has the process killed or stopped: the fault's error is the
+// signal.
 void test_point(const char* name)
 {
     int signal = 0;
@@ -171,7 +171,7 @@ void test_point(const char* name)
         ::raise(signal);
 }
 
-// Somebody found the listener dead, which could not say so itself. A new one has a new number.
+// Used when a listener died before it could sign off. A new listener gets a new number.
 void declare_dead(ChannelControl& control, uint32_t listener)
 {
     control.listener.compare_exchange_strong(listener, 0);
@@ -179,7 +179,7 @@ void declare_dead(ChannelControl& control, uint32_t listener)
 }
 
 // Whether the listener waits for a text and none is on its way, though the buffer isn't signalled:
-// somebody has damaged the word. The buffer is taken then.
+// then a program has damaged the word, and the buffer is taken.
 bool signal_was_lost(const ChannelControl& control, uint32_t turn)
 {
     const EventState& data = g_objects.data_ready();
@@ -188,7 +188,7 @@ bool signal_was_lost(const ChannelControl& control, uint32_t turn)
            g_objects.buffer_ready().signalled.compare_exchange_strong(expected, turn);
 }
 
-// Waits until the listener gives the buffer. False if it is dead or does not take texts.
+// Waits until the listener frees the buffer. False if it is dead or does not take texts.
 bool wait_for_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, int64_t deadline)
 {
     EventState& ready = g_objects.buffer_ready();
@@ -200,7 +200,7 @@ bool wait_for_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, 
     for (int64_t pause = first_look;; pause = pause * 2 < longest_look ? pause * 2 : longest_look)
     {
         const int64_t now = monotonic_ns();
-        // Somebody may have waited for this listener already.
+        // An earlier writer may have waited for this listener already.
         if (stuck || now >= deadline)
         {
             if (!g_objects.listener_lives())
@@ -222,7 +222,7 @@ bool wait_for_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, 
     }
 }
 
-// Tells the listener of the text in its buffer, and ends having the buffer.
+// Informs the listener of the text in its buffer, which ends the writer's hold on the buffer.
 void announce(ChannelControl& control, uint32_t turn)
 {
     g_objects.data_ready().set(true);
@@ -233,8 +233,8 @@ void announce(ChannelControl& control, uint32_t turn)
     control.filled.store(0, std::memory_order_relaxed);
 }
 
-// Takes the buffer over from a writer that died with it. False if it left none, or one that the
-// listener has to have first.
+// Takes the buffer over from a writer that died with it. False if no writer left one, or if the
+// listener must read it first.
 bool inherit_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, int64_t deadline)
 {
     EventState& ready = g_objects.buffer_ready();
@@ -246,8 +246,9 @@ bool inherit_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, i
     }
     if (control.filled.load() != listener)
         return true;
-    // A text stands in it, announced or not. If the listener had heard of it, it would be at it
-    // now and done in no time: telling it twice would have it read while the next writer writes.
+    // The buffer holds a text, announced or not. If the listener had been informed, it would be
+    // reading it now and finish very soon: informed twice, it would read while the next writer
+    // writes.
     const int64_t soon = monotonic_ns() + longest_look;
     if (g_objects.data_ready().signalled.load() != 1 &&
         ready.wait_until(soon < deadline ? soon : deadline, true, turn) == WAIT_OBJECT_0)
@@ -259,12 +260,11 @@ bool inherit_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, i
 enum class Sent
 {
     yes,
-    no,        // the listener doesn't take it
+    no,        // the listener doesn't take the text
     overtaken, // this thread was stopped for so long that another writer has the turn
 };
 
-// Makes the buffer free again without having written a text, unless another writer has taken it
-// over.
+// Frees the buffer without having written a text, unless another writer has taken it over.
 void give_back(uint32_t turn)
 {
     uint32_t expected = turn;
@@ -273,7 +273,7 @@ void give_back(uint32_t turn)
         ready.set(true);
 }
 
-// Hands one text to the listener in a turn of its own. length <= text_limit - 1.
+// Sends one text to the listener in a turn of its own. length <= text_limit - 1.
 Sent send_in_turn(ChannelControl& control, const char* text, size_t length)
 {
     const int64_t deadline = monotonic_ns() + channel_patience();
@@ -283,8 +283,8 @@ Sent send_in_turn(ChannelControl& control, const char* text, size_t length)
         return Sent::no;
     if (!g_objects.attach(listener))
     {
-        // Otherwise every later text, of every process, would look for the listener again. One that
-        // is still making its objects has the first of them already.
+        // Without this, every later text of every process would look for the listener again. A
+        // listener that is still making its objects has already made the first one.
         if (held(NamedKind::event, first_object) == Held::no)
             declare_dead(control, listener);
         return Sent::no;
@@ -328,7 +328,7 @@ bool mirrors_to_stderr()
     return wanted;
 }
 
-// A turn lasts as long as a listener lets a writer wait, so a fork doesn't take it.
+// A turn lasts as long as a listener lets a writer wait, so a fork doesn't wait for it.
 void let_go_in_child()
 {
     if (forget_own_turn())
@@ -340,7 +340,7 @@ void let_go_in_child()
 const AtFork g_at_fork(ForkStep::debug_channel,
                        {[] { static_cast<void>(mirrors_to_stderr()); }, nullptr, let_go_in_child});
 
-// The channel, if there is anybody to write to. The ordinary case is one load.
+// The channel, if there is a listener. Without one this is a single load.
 ChannelControl* open_channel()
 {
     ChannelControl* const control = channel_control();
@@ -356,7 +356,8 @@ void put_out(const char* text, size_t length)
         control->lost.fetch_add(1, std::memory_order_relaxed);
 }
 
-// Whether anybody would get a text. Asked before room for one is made: most texts have no reader.
+// Whether there is any reader. Checked before memory for the text is reserved: most texts have no
+// reader.
 bool has_reader()
 {
     return mirrors_to_stderr() || open_channel();
@@ -379,14 +380,14 @@ void put_out(LPCSTR text)
 {
     char bytes[text_limit];
     size_t length = 0;
-    // A character has one byte at least, so more characters than the limit can't matter.
+    // A character has at least one byte, so more characters than the limit can't fit.
     const size_t units = wide_length_within(text, text_limit);
     utf8_from_wide(text, units, bytes, text_limit - 1, &length);
     put_out(bytes, length);
 }
 
-// Keeps the thread's last error and errno: a trace between a failure and its reader changes
-// nothing.
+// Keeps the thread's last error and errno: a trace between a failed call and the check of its error
+// must not change them.
 class ErrorKeeper
 {
 public:

@@ -23,17 +23,17 @@ constinit std::atomic<uint32_t> g_own_jammed{0};
 constexpr size_t page_size = 4096;
 static_assert(sizeof(ChannelControl) <= page_size);
 
-// A plain word and no guarded static: a process that was forked while another thread mapped the
-// page must not wait for that thread. Two threads may both map it; one view is given back.
+// A plain word, not a guarded static: a process that was forked while another thread mapped the
+// page must not wait for that thread. Two threads may both map it; one view is then unmapped.
 std::atomic<ChannelControl*> g_page{nullptr};
 
-// When a wait for the gate has failed, no text waits for it again before this moment: losing texts
-// is better than a pause of a second at each.
+// After a failed wait for the gate, no text waits for it again before this time: losing texts is
+// better than a pause of a second at each.
 std::atomic<int64_t> g_next_try{0};
 constexpr int64_t pause_after_failure = 10 * gate_patience;
 
-// The file has its whole size, reserved, before anybody looks at it, and is never cut: other
-// processes have it mapped. makes: a missing or a smaller one is made whole, which needs the gate.
+// The file has its whole size, reserved, before any process maps it, and is never cut, as other
+// processes have it mapped. makes: a missing or smaller file is made whole, which needs the gate.
 ChannelControl* map_page(bool makes)
 {
     const std::string path = shared_folder() + channel_page_name;
@@ -49,13 +49,13 @@ ChannelControl* map_page(bool makes)
     return view == MAP_FAILED ? nullptr : static_cast<ChannelControl*>(view);
 }
 
-// The page if it is mapped already: for those who are inside the gate.
+// The page if it is mapped already, for callers that hold the gate.
 ChannelControl* mapped_channel_control()
 {
     return g_page.load(std::memory_order_acquire);
 }
 
-// Gives a listener that came its number. Needs the gate.
+// Numbers a new listener. Needs the gate.
 void number_new_listener(ChannelControl& control)
 {
     uint32_t next = control.generation + 1;
@@ -71,8 +71,8 @@ bool listener_is_there()
     return held(NamedKind::event, debug_channel_listener_event) == Held::yes;
 }
 
-// Whether the page says what is true as far as a new process can see: it is one, and it knows of
-// the listener if there is any.
+// Whether the page is correct as far as a new process can see: it has its mark, and it names the
+// listener if there is one.
 bool is_sound(const ChannelControl& page)
 {
     return page.magic == channel_page_mark && (page.listener != 0 || !listener_is_there());

@@ -1,10 +1,10 @@
 // Copying, moving and deleting files by name.
 //
-// A link is moved and deleted by itself; a copy follows it, at both ends.
+// Moving and deleting act on a link itself; a copy follows links, at both ends.
 //
-// A copy takes its target's place when it is complete, so that a failure leaves the old target
-// whole and no half file behind. No file that is held open through this interface can be moved or
-// deleted: none of its opens share deletion.
+// A copy replaces its target only when it is complete, so that a failure leaves the old target
+// whole and no partial file. A file that is open through this interface can't be moved or deleted:
+// none of its opens share deletion.
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -38,11 +38,11 @@ bool is_read_only(const struct stat& found)
     return S_ISREG(found.st_mode) && has_no_write_bit(found);
 }
 
-// Moves the content. 0 or an errno.
+// Copies the content. 0 or an errno.
 int copy_content(int from, int to)
 {
-    // In the kernel where both file systems can; a result of 0 at the very start may also mean that
-    // this file has no size to go by (as in /proc), so the ordinary way has the last word.
+    // In the kernel if both file systems support it. A result of 0 at the start may also mean that
+    // the file reports no size (as in /proc), so reading and writing then decide.
     for (;;)
     {
         const ssize_t count = sys::copy_file_range(from, to, copy_piece * 64);
@@ -68,7 +68,7 @@ int copy_content(int from, int to)
     }
 }
 
-// What may stand in the way of replacing a target. 0 or a system error.
+// What may prevent replacing a target. 0 or a system error.
 DWORD replace_blocked(const char* target)
 {
     struct stat found;
@@ -112,7 +112,7 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
         return error;
     if (const DWORD error = DeleteClaim(end).error())
         return error;
-    // Renaming asks for the folder's permission alone.
+    // Renaming checks only the folder's permission.
     if (exists && sys::access(end, W_OK) != 0)
         return system_error(errno);
 
@@ -124,7 +124,7 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
     if (!error &&
         (sys::fchmod(to.fd(), found.st_mode & 0777) != 0 || sys::futimens(to.fd(), times) != 0))
         error = errno;
-    // Somebody may have opened the target meanwhile.
+    // Another process may have opened the target meanwhile.
     const DeleteClaim claim(end);
     if (!error && !claim.error())
         error = to.put(!failIfExists);
@@ -146,7 +146,7 @@ bool stat_folder(const char* path, struct stat& folder)
 }
 
 // Whether two names of one file are one entry of one folder, and not two hard links. Names that
-// differ only in their case may be one entry: it depends on the folder.
+// differ only in case may be one entry, depending on the folder.
 bool is_same_entry(const char* a, const char* b)
 {
     const auto name = [](const char* path)
@@ -193,7 +193,7 @@ BOOL move_replacing(const NativePath& from, const NativePath& to)
     if ((!is_same || is_further_name) && (replace_blocked(to.c_str()) != 0 || target.error() ||
                                           (target.exists() && S_ISDIR(source.status().st_mode))))
         return fail_with(ERROR_ACCESS_DENIED);
-    // To the kernel two names of one file are the same, and nothing is to be done.
+    // For two names of the same file the kernel's rename does nothing.
     const int result =
         is_further_name ? sys::unlink(from.c_str()) : sys::rename(from.c_str(), to.c_str());
     return result == 0 ? TRUE : to.fail(errno);

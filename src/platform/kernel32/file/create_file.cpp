@@ -1,7 +1,7 @@
 // CreateFileW.
 //
-// The order of things matters: a file is opened without cutting it, its share modes are claimed,
-// its read-only attribute is looked at, and only then is it cut.
+// The order matters: a file is opened without cutting it, its share modes are claimed, its
+// read-only attribute is checked, and only then is it cut.
 #include <cstring>
 #include <new>
 
@@ -28,14 +28,15 @@ struct Wish
 {
     bool reads;
     bool writes;
-    bool appends; // appends without the right to write elsewhere: each write is an atomic append
+    bool appends; // appends only, without the right to write elsewhere: each write is an atomic
+                  // append
     bool cuts;
     int flags;
     mode_t mode;
 };
 
-// A list that names somebody is taken for the one that the library makes: the current user alone.
-// No list at all (a null list) lets everybody in.
+// A list with entries is taken for the one that the library makes: the current user alone. A null
+// list admits every user.
 bool is_owner_only(const SECURITY_ATTRIBUTES* security)
 {
     if (!security || !security->lpSecurityDescriptor)
@@ -57,7 +58,8 @@ bool read_wish(DWORD access, DWORD disposition, const SECURITY_ATTRIBUTES* secur
     wish.cuts = disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING;
     if (disposition == TRUNCATE_EXISTING && !wish.writes)
         return false;
-    // Share modes take read locks, so a descriptor for writing can read too, where allowed.
+    // Share modes take read locks, so a descriptor for writing is opened for reading too, where
+    // allowed.
     wish.flags =
         (wish.writes || wish.cuts ? O_RDWR : O_RDONLY) | (wish.appends ? O_APPEND : 0) | O_NOCTTY;
     wish.mode = is_owner_only(security) ? owner_only_mode : default_mode;
@@ -69,7 +71,7 @@ bool changes(const Wish& wish)
     return wish.writes || wish.cuts;
 }
 
-// The status is asked for if the file is to be changed: see admit.
+// The status is read if the file is to be changed: see admit.
 int open_with(const char* path, const Wish& wish, int flags, struct stat& found)
 {
     return sys::open_for_program(path, flags, wish.mode, changes(wish) ? &found : nullptr);
@@ -83,15 +85,15 @@ int open_existing(const char* path, const Wish& wish, struct stat& found)
     return fd;
 }
 
-// Gives a descriptor, or -1 with errno. created tells whether the file is new.
+// Returns a descriptor, or -1 with errno. created is set to whether the file is new.
 int open_by_disposition(const char* path, DWORD disposition, const Wish& wish, bool& created,
                         struct stat& found)
 {
     created = false;
     if (disposition == OPEN_EXISTING || disposition == TRUNCATE_EXISTING)
         return open_existing(path, wish, found);
-    // Whether the file was there must be known: ask for the one and the other in turns, as somebody
-    // else may make or remove it in between.
+    // It must be known whether the file existed: opening and creating are tried in turn, as another
+    // process may make or remove the file in between.
     for (int attempt = 0; attempt < 16; ++attempt)
     {
         if (disposition != CREATE_NEW)
@@ -118,10 +120,11 @@ ShareRequest share_request(const Wish& wish, DWORD share, bool overwrites)
             (share & FILE_SHARE_WRITE) != 0};
 }
 
-// What an opened descriptor still has to pass. 0 or a system error; gone: the file is deleted.
+// The checks on an opened descriptor. 0 or a system error; gone: the file is deleted.
 //
-// The status is needed after the claim, to see whether the file still has its name. What is opened
-// to be read does without the one before: what is no file then gives its claim back.
+// The status is needed after the claim, to see whether the file still has its name. A file opened
+// only for reading skips the status before the claim; if it then is no regular file, its claim is
+// given up.
 DWORD admit(ClaimedFile& file, const char* path, struct stat& found, bool created, DWORD share,
             const Wish& wish, bool& gone)
 {
@@ -147,7 +150,7 @@ DWORD admit(ClaimedFile& file, const char* path, struct stat& found, bool create
         return 0;
     const DWORD refused = created ? 0 : set_length(file, 0);
     if (!wish.reads && !wish.writes)
-        file.withdraw(); // it was cut, which is over; the handle itself uses nothing
+        file.withdraw(); // only the cutting needed this claim; the handle itself needs none
     return refused;
 }
 

@@ -18,7 +18,7 @@ extern "C" BOOL CreateDirectoryW(LPCWSTR path, LPSECURITY_ATTRIBUTES)
         return FALSE;
     if (sys::mkdir(native.c_str(), 0777) == 0)
         return TRUE;
-    // Below something that is missing, the path is what can't be found.
+    // If a parent folder is missing, the error is that the path is not found.
     return fail_with(errno == ENOENT ? ERROR_PATH_NOT_FOUND
                                      : system_error(errno, Context::directory));
 }
@@ -29,7 +29,7 @@ extern "C" BOOL RemoveDirectoryW(LPCWSTR path)
     if (!native.ok())
         return FALSE;
     struct stat found = {};
-    // A link to a directory is a directory to its users; what goes is the link.
+    // A link to a directory counts as a directory; only the link is removed.
     const bool is_there = sys::lstat(native.c_str(), &found) == 0;
     if (is_there && is_current_folder(found))
         return fail_with(ERROR_SHARING_VIOLATION);

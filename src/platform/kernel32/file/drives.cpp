@@ -10,7 +10,7 @@ namespace platform
 namespace
 {
 
-// "D=/mnt/data;E=/media/cd". What is not of this form is passed over.
+// "D=/mnt/data;E=/media/cd". Entries of another form are skipped.
 std::vector<Drive> read_drives()
 {
     std::vector<Drive> drives{{'C', ""}};

@@ -16,7 +16,7 @@ struct Drive
 // Null if there is no such drive. The letter may be of either case.
 const Drive* find_drive(wchar_t letter);
 
-// The drive with the longest root that leads to an absolute native path.
+// The drive with the longest root that is a prefix of an absolute native path.
 const Drive& drive_of(std::string_view native);
 
 // The letters of all drives, "C" first.

@@ -53,8 +53,8 @@ extern "C" BOOL SetFileAttributesW(LPCWSTR path, DWORD attributes)
         return FALSE;
     if (sys::lstat(native.c_str(), &found) != 0)
         return native.fail(errno);
-    // For a folder the attribute has no effect on the system either, while its permissions have one
-    // here: they stay. A link has no permissions, and what it points at is not meant.
+    // On Windows the attribute has no effect on a folder either, while here its permissions have
+    // one: they stay. A link has no permissions, and its target is not meant.
     if (S_ISDIR(found.st_mode) || S_ISLNK(found.st_mode))
         return TRUE;
     mode_t mode = found.st_mode & 07777;

@@ -1,7 +1,7 @@
 // Transfers, positions and sizes.
 //
-// Linux moves at most 0x7ffff000 bytes in a call. A transfer goes on until all that was asked for
-// has moved, the end of the file, or an error; a full transfer of less is exactly one call.
+// Linux moves at most 0x7ffff000 bytes in a call. A transfer continues until all bytes have moved,
+// the file ends or an error occurs; a full transfer of less than that is exactly one call.
 #include <algorithm>
 
 #include "file_object.h"
@@ -15,7 +15,7 @@ namespace
 
 constexpr size_t call_limit = 0x7ffff000;
 
-// A 64-bit result as the system gives it: the low half, the high one through the pointer. A low
+// A 64-bit result as the system returns it: the low half, the high one through the pointer. A low
 // half that looks like a failure comes with the last error 0.
 DWORD split_result(uint64_t value, DWORD* high)
 {
@@ -55,7 +55,7 @@ extern "C" BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, LPDWORD done, L
             break;
         }
         moved += static_cast<DWORD>(count);
-        if (count == 0 || !object->regular()) // a pipe or a terminal gives what it has
+        if (count == 0 || !object->regular()) // a pipe or a terminal returns what it has
             break;
     }
     if (done)
@@ -149,8 +149,8 @@ extern "C" BOOL SetEndOfFile(HANDLE file)
     return error == 0 ? TRUE : fail_with(error);
 }
 
-// The room that a file has on its volume. Less than its bytes cuts it; more is reserved behind its
-// end, which stays where it is, and stays reserved when the file is closed.
+// The space that a file has on its volume. Less than its length cuts the file; more is reserved
+// after its end, without changing the length, and stays reserved when the file is closed.
 extern "C" BOOL SetFileInformationByHandle(HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind,
                                            LPVOID information, DWORD size)
 {

@@ -1,8 +1,8 @@
-// Byte-range locks, by locks of the open file description: they belong to the handle, meet other
-// handles of the same process too, and are taken back when it is closed.
+// Byte-range locks, made with locks of the open file description: they belong to the handle,
+// conflict with other handles of the same process too, and are released when it is closed.
 //
-// They bind those who lock; plain reads and writes of others pass. A handle for reading alone can
-// only hold a shared lock: it then makes sure that it is the only one.
+// They only bind callers that lock; plain reads and writes ignore them. A handle without write
+// access can only hold a shared lock: it then makes sure that it is the only holder.
 #include <algorithm>
 
 #include "file_object.h"
@@ -81,7 +81,7 @@ int unlock_range(const FileObject& file, const FileObject::Range& locked)
 
 } // namespace
 
-// A forked child takes back what it locked itself, and nothing of its parent's.
+// A forked child releases only the locks that it took itself, none of its parent's.
 DWORD FileObject::close()
 {
     if (!m_file.is_own())

@@ -1,8 +1,8 @@
 // File mappings and views.
 //
-// A view starts at a multiple of the allocation granularity, which is coarser than a page: room for
-// one granule more is reserved and what stands over is given back. Views outlive their mapping and
-// its file, so they are kept in a table of their own, by address.
+// A view starts at a multiple of the allocation granularity, which is coarser than a page: one
+// granule more is reserved and the excess is unmapped. Views outlive their mapping and its file, so
+// they are kept in a table of their own, by address.
 #include <map>
 #include <mutex>
 #include <new>
@@ -25,8 +25,8 @@ namespace
 
 constexpr size_t granularity = 65'536;
 
-// Grows a file with the room that it needs: a write to a view for which the disk has none would end
-// the process. File systems that can't promise room grow it without. 0 or an errno.
+// Grows a file and reserves the disk space: writing to a view without disk space would end the
+// process. File systems that can't reserve grow the file without it. 0 or an errno.
 int grow(int fd, uint64_t from, uint64_t to)
 {
     if (sys::fallocate(fd, 0, static_cast<off_t>(from), static_cast<off_t>(to - from)) == 0)
@@ -34,7 +34,7 @@ int grow(int fd, uint64_t from, uint64_t to)
     const int error = errno;
     if (!sys::lacks_fallocate(error))
     {
-        // A part may have been allocated.
+        // Part of the space may have been allocated.
         return sys::ftruncate(fd, static_cast<off_t>(from)) == 0 ? error : errno;
     }
     return sys::ftruncate(fd, static_cast<off_t>(to)) == 0 ? 0 : errno;
@@ -53,7 +53,7 @@ public:
             sys::close(m_own_fd);
     }
 
-    // Each gives 0 or a system error.
+    // Each returns 0 or a system error.
     DWORD over_file(const FileObject& file, uint64_t size)
     {
         const bool writes = m_protection == PAGE_READWRITE;
@@ -76,7 +76,8 @@ public:
             if (const int error = grow(file.fd(), there, size))
                 return system_error(error);
         }
-        // The duplicate keeps the file's content; share modes and ranges go with the file's handle.
+        // The duplicate keeps the file's content; share modes and ranges end with the file's
+        // handle.
         m_own_fd = sys::duplicate(file.fd());
         if (m_own_fd < 0)
             return system_error(errno);
@@ -132,7 +133,7 @@ struct View
 
 struct Views
 {
-    std::mutex lock; // guards all; taken before the one of the mapped files
+    std::mutex lock; // guards all; taken before the lock of the mapped files
     std::map<uintptr_t, View> all;
 };
 

@@ -1,4 +1,4 @@
-// An open file: what a file handle stands for.
+// An open file: the object of a file handle.
 #pragma once
 
 #include <memory>
@@ -28,16 +28,16 @@ public:
     }
     DWORD close() override;
 
-    // For a file that can only be appended to, which is a log of the library's own and lives as
-    // long as its program: from here on its descriptor knows its file.
+    // For a file that can only be appended to, which is one of the library's own logs and lives as
+    // long as its program: from here on its descriptor can be checked against its file.
     void keep_as_own(const struct stat& found, const char* path, const ShareRequest& request);
 
     int fd() const { return m_own ? m_own->number() : static_cast<int>(m_file); }
-    // The same, compared with its file now.
+    // The same, after a check that the descriptor still refers to its file.
     int checked_fd() const { return m_own ? m_own->checked_number() : static_cast<int>(m_file); }
-    // Whether a call that has failed with this number is worth another try with fd().
+    // Whether a call that failed with this number is worth a retry with fd().
     bool renewed(int failed) const { return m_own && m_own->renewed(failed); }
-    bool readable() const { return m_readable; } // as the caller asked, whatever the descriptor is
+    bool readable() const { return m_readable; } // as the caller asked; the descriptor may do more
     bool writable() const { return m_writable; }
     bool regular() const { return m_regular; }
 
@@ -45,17 +45,17 @@ public:
     {
         uint64_t offset;
         uint64_t length;
-        unsigned process; // that locked it: a forked child has the ranges of its parent too
+        unsigned process; // that locked it: a forked child inherits its parent's ranges
         bool is(const Range& other) const
         {
             return offset == other.offset && length == other.length;
         }
     };
-    // Guards m_file and m_ranges, of all files, so that a fork finds it; no other lock is taken
-    // under it.
+    // Guards m_file and m_ranges of all files: one lock for all, so that a fork can take it. No
+    // other lock is taken while it is held.
     static inline std::mutex m_lock;
     ClaimedFile m_file;
-    std::vector<Range> m_ranges; // what LockFile locked through this handle
+    std::vector<Range> m_ranges; // ranges that LockFile locked through this handle
 
 private:
     std::unique_ptr<OwnDescriptor> m_own; // then m_file has none

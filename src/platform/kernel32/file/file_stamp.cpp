@@ -1,4 +1,4 @@
-// File times of open files, and what else is known of them.
+// File times and other information of open files.
 #include "file_stamp.h"
 
 #include "file_attributes.h"
@@ -11,9 +11,9 @@ using namespace platform;
 namespace
 {
 
-// Reads a time that a caller wants to set. It becomes null if the file's time is to stay as it is:
-// the caller says so by null, by zero or by all ones. (On Windows all ones also keep later use of
-// the handle from changing the time.) False if the value is not a time.
+// Reads a time that a caller wants to set. It becomes null if the file's time is to stay as it is,
+// which the caller requests by null, by zero or by all ones. (On Windows all ones also keep later
+// use of the handle from changing the time.) False if the value is not a time.
 bool read_time(const FILETIME*& time)
 {
     constexpr DWORD sign = 0x80000000;
@@ -25,15 +25,15 @@ bool read_time(const FILETIME*& time)
     return !time || (time->dwHighDateTime & sign) == 0;
 }
 
-// Whether every file system keeps such a time.
+// Whether every file system can hold such a time.
 bool is_common(const FILETIME* time)
 {
     return !time || to_timespec(*time).tv_sec == static_cast<int32_t>(to_timespec(*time).tv_sec);
 }
 
-// Sets times as futimens does. A file system takes its nearest one for a time that it can't hold,
-// without a word: such a one is looked up again, and if it isn't what was asked for the former
-// times are put back. 0 or a system error.
+// Sets times as futimens does. For a time that it can't hold, a file system stores the nearest one
+// and reports no error. Such a time is read back, and if it differs from the one asked for, the
+// former times are restored. 0 or a system error.
 DWORD set_times(int fd, const FILETIME* access, const FILETIME* write)
 {
     const timespec times[2] = {access ? to_timespec(*access) : timespec{0, UTIME_OMIT},
@@ -52,7 +52,7 @@ DWORD set_times(int fd, const FILETIME* access, const FILETIME* write)
     return ERROR_INVALID_PARAMETER;
 }
 
-// A log whose descriptor the program has closed is opened anew for the question.
+// If the program has closed a log's descriptor, the log is opened again for this call.
 bool look_at(const FileObject& file, struct statx& found)
 {
     for (int fd = file.checked_fd();; fd = file.fd())
@@ -125,7 +125,7 @@ extern "C" BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIM
     if (access || write)
         if (const DWORD error = set_times(object->fd(), access, write))
             return fail_with(error);
-    // A file system that keeps no attributes goes on showing its birth time.
+    // A file system without extended attributes keeps showing its birth time.
     if (creation &&
         sys::fsetxattr(object->fd(), creation_attribute, creation, sizeof *creation, 0) &&
         errno != EOPNOTSUPP && errno != EPERM)

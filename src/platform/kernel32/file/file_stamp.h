@@ -19,7 +19,7 @@ struct FileStamps
     FILETIME write;
 };
 
-// From statx; a creation time that was kept takes its place (kept may be null).
+// From statx; a stored creation time replaces its birth time (kept may be null).
 FileStamps stamps_of(const struct statx& found, const FILETIME* kept);
 
 } // namespace platform

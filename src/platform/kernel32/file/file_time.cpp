@@ -54,7 +54,7 @@ bool is_date(const SYSTEMTIME& time)
            time.wHour < 24 && time.wMinute < 60 && time.wSecond < 60 && time.wMilliseconds < 1000;
 }
 
-// Seconds that the local clock is ahead of UTC at a moment.
+// Seconds by which local time is ahead of UTC at a moment.
 bool zone_offset(time_t moment, int64_t& offset)
 {
     struct tm local;
@@ -125,7 +125,7 @@ extern "C" BOOL FileTimeToSystemTime(const FILETIME* time, LPSYSTEMTIME result)
     int64_t days = seconds / seconds_per_day;
     const int64_t in_day = seconds % seconds_per_day;
 
-    unsigned year = first_year + static_cast<unsigned>(days / 366); // at most a few too early
+    unsigned year = first_year + static_cast<unsigned>(days / 366); // at most a few years too early
     while (days_before_year(year + 1) <= days)
         ++year;
     result->wDayOfWeek = static_cast<WORD>((days + 1) % 7);
@@ -143,8 +143,8 @@ extern "C" BOOL FileTimeToSystemTime(const FILETIME* time, LPSYSTEMTIME result)
     return TRUE;
 }
 
-// Both use the zone's rules of the moment in question, so that a time that was set comes back over
-// any change of daylight saving time.
+// Both use the zone rules of the moment being converted, so that converting there and back returns
+// the same time across any change of daylight saving time.
 extern "C" BOOL FileTimeToLocalFileTime(const FILETIME* time, LPFILETIME local)
 {
     int error = 0;
@@ -158,9 +158,9 @@ extern "C" BOOL FileTimeToLocalFileTime(const FILETIME* time, LPFILETIME local)
     return TRUE;
 }
 
-// When the clock is set back a reading comes twice, and counts as the earlier moment; a reading
-// that the clock skips is counted on from before the change. mktime would make the answer depend on
-// what it was asked before.
+// When the clock is set back, a reading occurs twice and counts as the earlier moment; a reading
+// that the clock skips is counted on from before the change. mktime isn't used: its answer depends
+// on earlier calls.
 extern "C" BOOL LocalFileTimeToFileTime(const FILETIME* local, LPFILETIME result)
 {
     if (!local || !result || ticks_of(*local) < 0)

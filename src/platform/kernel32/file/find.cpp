@@ -1,9 +1,9 @@
 // Directory searches.
 //
-// The names are read at once and given out as the native file system does: in the order of their
-// folded characters, without a locale. The first is looked for, the rest are sorted when a second
-// one is asked for: who wants the oldest of many files pays for no more. What the entries are is
-// asked one at a time, when they are given out; an entry that has gone by then is passed over.
+// The names are read at once and returned in the order of the native file system: by their folded
+// characters, without a locale. Only the first name is searched for; the rest are sorted when a
+// second one is asked for, so that taking only the oldest of many files avoids sorting. The status
+// of an entry is read when it is returned; an entry deleted by then is skipped.
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -32,20 +32,21 @@ namespace
 
 constexpr size_t name_limit = MAX_PATH; // characters, terminator included
 
-// A name as it was found, and the same in 16 bits and folded, one behind the other in the two texts
-// of a search: thousands of names need few allocations, and are compared as they lie there. Each
-// has a terminator.
+// A name as it was found, in 16 bits, and in 16 bits folded. All names of a search share two
+// buffers, so that thousands of names need few allocations and are compared in place. Each has a
+// terminator.
 struct Entry
 {
     size_t native;
-    size_t wide; // the name; folded behind its terminator
+    size_t wide; // the name; its folded form follows its terminator
     size_t units;
 };
 
 class Names
 {
 public:
-    // Adds the name if it has room for a terminator in 16 bits, and the mask, if any, matches.
+    // Adds the name if it has less than name_limit units in 16 bits and matches the mask, if there
+    // is one.
     void add(const char* native, SearchMask* mask)
     {
         wchar_t name[name_limit];
@@ -65,7 +66,7 @@ public:
         m_entries.push_back(entry);
     }
 
-    // The next name in order, null at the end. Good as long as the object.
+    // The next name in order, null at the end. Valid as long as the object.
     const Entry* next()
     {
         if (m_next == m_entries.size())
@@ -150,7 +151,7 @@ private:
         constexpr unsigned wanted = STATX_BASIC_STATS | STATX_BTIME;
         if (sys::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, wanted, &found) != 0)
             return false;
-        // A link shows what it points at; one that points nowhere shows itself.
+        // A link shows the status of its target; one without a target shows its own.
         const bool is_link = S_ISLNK(found.stx_mode);
         struct statx target;
         if (is_link && sys::statx(AT_FDCWD, path.c_str(), 0, wanted, &target) == 0)
@@ -177,8 +178,8 @@ private:
     Names m_names{};
 };
 
-// Splits a pattern into the native folder and the mask. False with the last error set. Its path is
-// off the stack again before the folder is read.
+// Splits a pattern into the native folder and the mask. False with the last error set. A separate
+// function, so that its path has left the stack before the folder is read.
 [[gnu::noinline]] bool split_pattern(const wchar_t* pattern, std::string& folder,
                                      const wchar_t*& mask)
 {
@@ -201,8 +202,8 @@ private:
     return true;
 }
 
-// "." and ".." at the end are found under the folder's real name: the pattern becomes the full
-// path, which is kept in full. False with the last error set.
+// "." and ".." at the end are found under the folder's real name: the pattern is replaced by the
+// full path. False with the last error set.
 [[gnu::noinline]] bool name_dots(const wchar_t*& pattern, std::basic_string<char16_t>& full)
 {
     full.resize(native_path_limit);
@@ -225,7 +226,7 @@ bool can_be_searched_for(const wchar_t* mask)
                         [](wchar_t c) { return is_refused_in_names(c) && c != L'*' && c != L'?'; });
 }
 
-// Apart, so that a search which finds something has no path on the stack.
+// A separate function, so that a search with a result has no path on the stack.
 [[gnu::noinline]] DWORD not_found_error(const wchar_t* path)
 {
     const NativePath native(path);

@@ -36,7 +36,7 @@ std::mutex& mapped_files_lock()
 
 const AtFork g_at_fork(ForkStep::mapped_files, taken_at_fork<mapped_files_lock>());
 
-// Without mappings, which is the usual case, nothing is asked.
+// Without mappings, the usual case, no lock is taken.
 std::atomic<unsigned> g_mapped{0};
 
 } // namespace

@@ -1,5 +1,5 @@
 // The files that have a mapping or a view in this process. The system doesn't let them be
-// shortened: a look at a page that is gone would end the process.
+// shortened: reading a page that no longer exists would end the process.
 #pragma once
 
 #include <compare>
@@ -11,7 +11,7 @@
 namespace platform
 {
 
-// What tells files apart. A mapping or a view keeps the numbers from being given to another file.
+// Identifies a file. A mapping or a view keeps the numbers from being reused for another file.
 struct FileNumbers
 {
     dev_t device = 0;
@@ -19,7 +19,7 @@ struct FileNumbers
     auto operator<=>(const FileNumbers&) const = default;
 };
 
-// Counts one mapping or view; the empty numbers are passed over. False without memory.
+// Counts one mapping or view; empty numbers are ignored. False without memory.
 bool hold_mapped(const FileNumbers& file);
 void release_mapped(const FileNumbers& file);
 

@@ -10,7 +10,7 @@ namespace platform
 namespace
 {
 
-constexpr size_t numbers_room = 128; // what stands before the path of a line
+constexpr size_t numbers_room = 128; // the fields before the path of a line
 
 } // namespace
 

@@ -1,4 +1,4 @@
-// The kernel's list of what is mapped into the process.
+// The kernel's list of the process's mappings.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ struct Mapping
     char path[native_path_limit] = ""; // of the file, as the kernel knows it now
 };
 
-// Goes through the list once, in the order of the addresses.
+// Reads the list once, in the order of the addresses.
 class Mappings
 {
 public:
@@ -38,7 +38,7 @@ private:
     std::unique_ptr<FILE, CloseFile> m_list;
 };
 
-// The mapping with this address, if it is one of a file.
+// The mapping that contains this address, if it maps a file.
 bool mapped_file_at(uintptr_t address, Mapping& found);
 
 } // namespace platform

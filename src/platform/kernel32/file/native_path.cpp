@@ -1,4 +1,4 @@
-// Windows paths to native ones.
+// Converts Windows paths to native ones.
 #include "native_path.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ namespace platform
 namespace
 {
 
-// Only one drive has a current folder of its own, that of the process.
+// Only one drive has a current folder of its own: the one with the process's current folder.
 bool has_current_folder(const Drive& drive)
 {
     char current[native_path_limit];
@@ -58,11 +58,11 @@ constexpr SignTable sign_table = make_sign_table();
 struct Signs
 {
     bool has_dots = false;   // at the beginning of a level
-    bool is_suspect = false; // a name may be one that can't be
+    bool is_suspect = false; // a name may be invalid
 };
 
-// Turns all separators into slashes, and finds out whether there are dots to take out or names to
-// judge. Every opening of a file calls this, so most characters cost one look-up in the table.
+// Turns all separators into slashes, and finds out whether there are dots to remove or names to
+// check. Every opening of a file calls this, so most characters cost one look-up in the table.
 Signs take_signs(char* text, size_t length, size_t root)
 {
     Signs signs;
@@ -93,7 +93,7 @@ std::string_view without_separators(std::string_view path)
     return path;
 }
 
-// What a path names, without the separators at its end.
+// The kind of entry that a path names, without the separators at its end.
 enum class Named
 {
     folder,
@@ -113,12 +113,11 @@ Named what_is_named(std::string_view native_path)
         return S_ISDIR(found.st_mode) ? Named::folder : Named::other;
     if (errno != ENOENT)
         return Named::unknown;
-    return sys::lstat(path, &found) == 0 ? Named::other : Named::nothing; // a link to nothing
+    return sys::lstat(path, &found) == 0 ? Named::other : Named::nothing; // a link without a target
 }
 
-// Takes "." and ".." out of a path behind its root, by its letters alone and whatever the folders
-// are: the levels of the system's own paths do not depend on what links there are. Gives the new
-// length.
+// Removes "." and ".." from a path after its root. It works on the text alone, without reading
+// folders: on the system, links don't affect the levels of a path. Returns the new length.
 size_t collapse(char* text, size_t length, size_t root)
 {
     size_t written = root;
@@ -174,7 +173,7 @@ void NativePath::convert(const wchar_t* path, Names names)
     }
     if (is_separator(path[0]) && is_separator(path[1]))
     {
-        // "\\?\C:\..." is the long form of an ordinary path; there are no servers and shares here.
+        // "\\?\C:\..." is the long form of an ordinary path; servers and shares don't exist here.
         if (path[2] != L'?' || !is_separator(path[3]) || !is_letter(path[4]) || path[5] != L':')
         {
             fail_with(ERROR_PATH_NOT_FOUND);
@@ -184,7 +183,7 @@ void NativePath::convert(const wchar_t* path, Names names)
     }
 
     size_t length = 0;
-    size_t root = 0; // of the bytes, those that no ".." takes away
+    size_t root = 0; // bytes of the root, which no ".." removes
     if (is_letter(path[0]) && path[1] == L':')
     {
         const Drive* const drive = find_drive(path[0]);
@@ -225,12 +224,12 @@ void NativePath::convert(const wchar_t* path, Names names)
     m_ok = !signs.is_suspect || names == Names::any || judge(root);
 }
 
-// A name with characters that the system refuses, or a longer one than it takes, is not made. What
-// another program has made under such a name can be reached: it is looked for, up to the last such
-// name of the path. Usual paths are not looked for.
+// A name that is too long or has characters that the system refuses is not created. A file that
+// another program made under such a name can be opened: the path is looked up as far as its last
+// such name. Usual paths need no look-up.
 bool NativePath::judge(size_t root)
 {
-    size_t end = 0; // of the last name that can't be
+    size_t end = 0; // of the last invalid name
     for (size_t at = root; m_text[at] != '\0';)
     {
         const size_t length = std::strcspn(m_text + at, "/");
@@ -295,7 +294,7 @@ DWORD no_folder_error(const char* native_path)
 
 } // namespace platform
 
-// The exported form, for programs that print paths.
+// The exported function, for programs that print paths.
 DWORD WINAPI PlinthNativePath(LPCWSTR path, LPSTR buffer, DWORD size)
 {
     const platform::NativePath native(path);

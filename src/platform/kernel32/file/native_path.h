@@ -1,4 +1,4 @@
-// A Windows path in its native form, and the system errors of calls that were made with it.
+// A Windows path in its native form, and the system errors of calls made with the path.
 #pragma once
 
 #include "path.h"
@@ -8,14 +8,14 @@
 namespace platform
 {
 
-// Whether the names of a path are looked at.
+// Whether the names of a path are checked.
 enum class Names
 {
     any,
     judged, // by judge_names
 };
 
-// The system error of a call that wants a folder and failed with ENOTDIR; a separator may follow.
+// The system error of a call that needs a folder and failed with ENOTDIR; a separator may follow.
 // ERROR_DIRECTORY if something else has that name.
 DWORD no_folder_error(const char* native_path);
 
@@ -23,13 +23,13 @@ DWORD no_folder_error(const char* native_path);
 class NativePath
 {
 public:
-    // Converts; ok() tells whether it worked, otherwise the last error is set: null or empty
+    // Converts; ok() returns whether it worked, otherwise the last error is set: null or empty
     // ERROR_PATH_NOT_FOUND, over-long ERROR_FILENAME_EXCED_RANGE, unknown drive
-    // ERROR_PATH_NOT_FOUND, a name that can't be ERROR_INVALID_NAME.
+    // ERROR_PATH_NOT_FOUND, an invalid name ERROR_INVALID_NAME.
     explicit NativePath(const wchar_t* path, Names names = Names::judged);
     bool ok() const { return m_ok; }
     const char* c_str() const { return m_text; }
-    // The path named a directory by a separator at its end.
+    // Whether the path names a directory by a separator at its end.
     bool ends_in_separator() const { return m_separator; }
     // The system error of "not found": ERROR_FILE_NOT_FOUND if the parent directory exists,
     // ERROR_PATH_NOT_FOUND otherwise.

@@ -1,4 +1,4 @@
-// Opening a file and claiming it, until the file that is claimed is the one that has the name.
+// Opening and claiming a file, repeated until the claimed file is the one that has the name.
 #pragma once
 
 #include <utility>
@@ -8,9 +8,9 @@
 namespace platform
 {
 
-// open: a descriptor, or -1 with errno, which ends this; the file is -1 then. admit(gone): claims
-// the file; 0 or an error, which ends this, too. It sets gone if somebody has deleted or replaced
-// the file between the two: then it is opened anew.
+// open: returns a descriptor, or -1 with errno, which ends the function; the file is -1 then.
+// admit(gone): claims the file; returns 0 or an error, which also ends the function. admit sets
+// gone if the file was deleted or replaced between open and claim: then the name is opened again.
 template <class Open, class Admit>
 auto open_claimed(ClaimedFile& file, Open open, Admit admit)
     -> decltype(admit(std::declval<bool&>()))

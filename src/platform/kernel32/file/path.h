@@ -1,7 +1,7 @@
 // Paths in both forms. '\' and '/' both separate, "C:" is the root directory, further drives come
 // from PLINTH_DRIVES ("D=/mnt/data;E=/media/cd"); "C:name" is below the current folder if that is
-// on the drive, else below the drive's root. A path that comes back has the drive and backslashes.
-// "." and ".." are taken out by the letters of the path, before any folder is looked at.
+// on the drive, else below the drive's root. A returned path has the drive and backslashes. "." and
+// ".." are removed from the text of the path, before any folder is read.
 #pragma once
 
 #include <string>
@@ -19,7 +19,7 @@ constexpr bool is_separator(wchar_t c)
     return c == L'\\' || c == L'/';
 }
 
-// The characters that no name has on the system, wildcards included.
+// The characters that no name on the system may have, wildcards included.
 constexpr bool is_refused_in_names(unsigned c)
 {
     return c < L' ' || c == L'<' || c == L'>' || c == L':' || c == L'"' || c == L'|' || c == L'?' ||

@@ -16,10 +16,10 @@ namespace platform
 namespace
 {
 
-// Far from what callers lock, and from the share modes.
+// Far from the bytes that callers lock, and from those of the share modes.
 constexpr off_t owner_byte = share_bytes_start + 0x1000;
 constexpr int attempts = 8;
-constexpr unsigned large_folder = 1'000; // entries; looked through at most every pause
+constexpr unsigned large_folder = 1'000; // entries; searched for leftovers at most once per pause
 constexpr int64_t pause = 10;            // s
 constexpr mode_t private_mode = 0600;
 
@@ -47,8 +47,8 @@ bool is_temporary_name(std::string_view name)
            name.find_first_not_of("0123456789abcdef", beginning.size()) == std::string_view::npos;
 }
 
-// Only one of the same user. A process that still writes it holds the lock; one that has just made
-// it and finds this lock takes another name.
+// Removes only a file of the same user. A process that still writes the file holds the lock; one
+// that has just made the file and finds it locked here chooses another name.
 void remove_if_left(const std::string& path)
 {
     struct stat found;
@@ -66,7 +66,7 @@ int64_t seconds_now()
     return now.tv_sec;
 }
 
-// Each look at a large folder costs more than a small copy.
+// Searching a large folder costs more than a small copy.
 void remove_leftovers(const std::string& folder)
 {
     static std::atomic<ino_t> s_large{0};
@@ -139,8 +139,8 @@ bool ReplacementFile::open_named()
         m_fd = sys::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL, private_mode);
         if (m_fd < 0)
             return false;
-        m_name = std::move(name); // a copy could fail, and nobody would close the file
-        // Taken by somebody who takes it for a leftover.
+        m_name = std::move(name); // moved, as a copy could fail and leave the file open
+        // Locked by a process that takes the file for a leftover.
         if (lock_owner_byte(m_fd, F_WRLCK) || (errno != EAGAIN && errno != EACCES))
             return true;
         sys::close(m_fd);

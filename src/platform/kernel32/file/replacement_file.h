@@ -1,8 +1,8 @@
-// A new file that takes the place of another, or of none, in one step when it is complete.
+// A new file that takes its place, or replaces another file, in one step when it is complete.
 //
-// Until then it has no name, where the file system can do that, so that a process that is killed
-// leaves nothing. Elsewhere, and for the moment in which it replaces another file, it has a
-// temporary name beside the target and a lock that goes with its process. A leftover without its
+// Until then it has no name, if the file system supports that, so that a killed process leaves
+// nothing. On other file systems, and at the moment in which it replaces another file, it has a
+// temporary name beside the target and a lock that ends with its process. A leftover without its
 // process is removed by the next replacement in the same folder.
 #pragma once
 
@@ -16,12 +16,11 @@ namespace platform
 class ReplacementFile
 {
 public:
-    // The target's folder must be there. fd() is -1, with error() an errno, if the file can't be
-    // made.
+    // The target's folder must exist. fd() is -1, with error() an errno, if the file can't be made.
     explicit ReplacementFile(const std::string& target);
-    // For targets that are replaced under a lock of the caller's alone: has a name from the start,
-    // the target's with the beginning and digits after it, and no lock of its own. What a process
-    // that was killed has left is the caller's to remove.
+    // For targets that the caller replaces under a lock of its own. The file has a name from the
+    // start (the target's, then the beginning and digits) and no lock. The caller removes what a
+    // killed process has left.
     ReplacementFile(const std::string& target, const char* beginning, mode_t mode);
     ReplacementFile(const ReplacementFile&) = delete;
     ReplacementFile& operator=(const ReplacementFile&) = delete;
@@ -33,7 +32,7 @@ public:
 
     // 0 or an errno: EEXIST if there is a target that must not be replaced.
     int put(bool replaces);
-    // The same, for a file whose content is worth waiting for until it is on the disk.
+    // The same, but waits until the content is on the disk.
     int put_synced();
 
 private:
@@ -42,13 +41,13 @@ private:
     bool give_name();
 
     const std::string m_target;
-    std::string m_name; // empty: it has none, or is in its place
+    std::string m_name; // empty: the file has no name, or is in its place
     const bool m_has_lock;
     int m_fd = -1;
     int m_error = 0;
 };
 
-// Renames without replacing. Not every file system can do that in one step. -1 with errno.
+// Renames without replacing. Not every file system supports that in one step. -1 with errno.
 int rename_to_new(const char* from, const char* to);
 
 } // namespace platform

@@ -1,5 +1,5 @@
 // Which names a directory search asks for. All readings of the mask are followed at once, so no
-// mask is too deep and none takes longer than its length times the name's.
+// mask causes deep recursion and none takes longer than its length times the name's.
 #include "search_mask.h"
 
 #include <algorithm>
@@ -78,7 +78,7 @@ bool SearchMask::take_ends(const wchar_t* name, Rest& rest) const
     return true;
 }
 
-// Steps that may stand for nothing before the next character.
+// Also reaches steps that may match nothing before the next character.
 void SearchMask::pass_empty(const Rest& rest, bool at_dot, bool at_end)
 {
     for (size_t i = rest.first; i < rest.last; ++i)

@@ -9,9 +9,9 @@ namespace platform
 {
 
 // A mask is read as the system's searches do. '?' is one character other than a dot, or nothing
-// before a dot and at the end of the name. A dot before a wildcard may stand for nothing at the end
-// of the name. '*' before a dot is everything up to the last dot of the name, elsewhere any
-// characters. Dots behind a wildcard at the end ask for names without a dot there.
+// before a dot and at the end of the name. A dot before a wildcard may match nothing at the end of
+// the name. '*' before a dot is everything up to the last dot of the name, elsewhere any
+// characters. Dots after a wildcard at the end match names without a dot there.
 class SearchMask
 {
 public:
@@ -41,7 +41,7 @@ private:
 
     std::vector<Step> m_steps;
     bool m_everything = false;
-    // Whether the first n steps can stand for the characters so far.
+    // Whether the first n steps can match the characters so far.
     std::vector<unsigned char> m_reached;
 };
 

@@ -18,7 +18,7 @@ using namespace platform;
 namespace
 {
 
-// Absolute, without "." and "..", by the letters of the path alone.
+// Absolute, without "." and "..", from the text of the path alone.
 std::string full_native(const std::string& path)
 {
     std::string whole = path;
@@ -103,7 +103,7 @@ std::vector<std::string> folders_of(LPCWSTR path)
     if (const std::string program = program_path(); !program.empty())
         folders.push_back(program.substr(0, program.rfind('/') + 1));
     if (!has_more_rights())
-        folders.push_back("."); // else the caller's choice
+        folders.push_back("."); // otherwise as the caller chose
     const char* const along = environment("PATH");
     for (const std::string& item : split(along ? along : "", ':'))
         folders.push_back(item);

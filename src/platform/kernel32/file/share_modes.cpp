@@ -14,7 +14,7 @@ namespace platform
 namespace
 {
 
-// The order makes the common requests one contiguous range, so one call.
+// This order makes each common request one contiguous range, so that it needs one call.
 enum Byte : off_t
 {
     announced,
@@ -44,7 +44,7 @@ bool set_lock(int fd, short type, off_t first, off_t count)
     return sys::fcntl_lock(fd, F_OFD_SETLK, &range) == 0;
 }
 
-// Calls visit(first, count) for each run of equal bytes before the end whose value is this.
+// Calls visit(first, count) for each run of bytes with this value before the end.
 template <class Visit> void for_each_run(const Bytes& bytes, bool value, off_t end, Visit visit)
 {
     for (off_t at = 0; at < end;)
@@ -66,14 +66,14 @@ enum class Found
     settled
 };
 
-// Looks for others. What can't be asked is taken to be free.
+// Looks for locks of others. Bytes that can't be queried count as free.
 Found look(int fd, const Bytes& against)
 {
     Found found = Found::nothing;
     for_each_run(against, true, byte_count,
                  [&](off_t first, off_t count)
                  {
-                     // Asking for a write lock shows the read locks of other descriptions. An
+                     // Querying for a write lock shows the read locks of other descriptions. An
                      // announced claim is one range from its first byte on.
                      struct flock range = range_of(F_WRLCK, first, count);
                      if (found == Found::settled || sys::fcntl_lock(fd, F_OFD_GETLK, &range) != 0 ||
@@ -91,7 +91,7 @@ struct ClaimedFile::Claim
 {
     Bytes own = {};
     Bytes against = {};
-    bool settles = true; // or stays announced to its end
+    bool settles = true; // false: stays announced until it ends
 
     bool denies() const { return own[denies_read] || own[denies_write]; }
     off_t first() const
@@ -149,8 +149,9 @@ bool ClaimedFile::is_own() const
     return m_process == fork_count();
 }
 
-// One range, which may cover more than the claim: those who meet an announced claim wait. What
-// can't be announced (a descriptor that can't read, a file system without such locks) goes without.
+// One range, which may cover more than the claim, as others that meet an announced claim wait. If a
+// claim can't be announced (a descriptor that can't read, a file system without such locks), this
+// step is skipped.
 void ClaimedFile::announce(const Claim& wanted)
 {
     m_holds = set_lock(m_fd, F_RDLCK, wanted.first(), wanted.end() - wanted.first());
@@ -268,7 +269,7 @@ void DeleteClaim::open(const char* native_path)
     m_exists = sys::lstat(native_path, &m_status) == 0;
     if (!m_exists || !S_ISREG(m_status.st_mode))
         return;
-    // What can't be read can't be announced, but asked.
+    // A descriptor that can't read can't announce, but it can query the locks of others.
     for (const int mode : {O_RDONLY, O_WRONLY})
         if (m_file < 0)
             m_file.reset(sys::open(native_path, mode | O_NONBLOCK | O_NOFOLLOW, 0, &m_status));

@@ -1,21 +1,22 @@
-// Share modes, between processes too and without a server.
+// Share modes, also between processes and without a server.
 //
 // Each open of a regular file announces what it does and what it denies by shared locks of its open
 // file description on a few bytes far beyond any file's end. An open first looks for locks of
-// others on the bytes that would contradict it, so that an open that must fail disturbs nobody.
+// others on the bytes that would contradict it, so that an open that must fail disturbs no other.
 // Then it announces itself and looks again, so that of two opens that contradict each other at the
 // same moment at least one sees the other.
 //
-// A claim that denies something also locks a byte that says "only announced" until it has looked
-// again. A removal, a move or a replacement keeps that byte to its end. Whoever meets an announced
-// claim waits until it is settled:
+// A claim that denies something also locks the byte "only announced" until it has looked again. A
+// removal, a move or a replacement keeps that byte locked until it ends. An open that meets an
+// announced claim waits until the claim is settled:
 //
 //     meets               a claim that denies nothing    a claim that denies something
 //     an announced claim  keeps its own and waits        takes its own back and waits
 //     a settled claim     fails                          fails
 //
 // (A gate that serialised the opens would need a write lock, which a read-only descriptor can't
-// take.) File systems without such locks, and files that can't be read, go without.
+// take.) Opens on file systems without such locks, or of files that can't be read, announce
+// nothing.
 #pragma once
 
 #include <sys/stat.h>
@@ -33,15 +34,15 @@ struct ShareRequest
 {
     bool reads;
     bool writes;
-    bool overwrites; // cuts what is there, whether it goes on to write or not
+    bool overwrites; // cuts the existing content, whether or not it writes afterwards
     bool shares_read;
     bool shares_write;
 };
 
-// Owns a descriptor together with its share modes and locked ranges. They are taken back before the
-// descriptor is closed: a child that another thread has just forked, and a view, have the same open
-// file description, and would keep them. Only the process that claimed does so: what a forked child
-// closes stays claimed for its parent.
+// Owns a descriptor together with its share modes and locked ranges. They are released before the
+// descriptor is closed: a child that another thread has just forked, or a view, shares the open
+// file description and would otherwise keep them. Only the process that claimed the file releases
+// them: if a forked child closes it, the file stays claimed for the parent.
 class ClaimedFile
 {
 public:
@@ -62,17 +63,17 @@ public:
     // Claims a request. 0, or ERROR_SHARING_VIOLATION. A request for no access at all denies
     // nothing and is denied nothing.
     DWORD claim(const ShareRequest& request);
-    // Takes the claim back.
+    // Releases the claim.
     void withdraw();
-    // Claims the file for its removal or its move. 0, or ERROR_SHARING_VIOLATION if somebody holds
-    // it open.
+    // Claims the file for its removal or its move. 0, or ERROR_SHARING_VIOLATION if the file is
+    // open.
     DWORD claim_removal();
-    // Whether the file lost its name to a removal or a move before it was claimed: then the name is
-    // to be opened once more. status: the file's, asked for after the claim. A name that leads to a
-    // file without one belongs to the kernel (/proc/self/fd).
+    // Whether the file lost its name to a removal or a move before it was claimed: then the name
+    // must be opened again. status: the file's, read after the claim. A name that leads to a file
+    // without one belongs to the kernel (/proc/self/fd).
     bool lost_its_name(const struct stat& status, const char* native_path) const;
 
-    // A range was locked.
+    // Notes that a range was locked.
     void hold_range() { m_holds = true; }
     // Whether this process is the one that claimed.
     bool is_own() const;
@@ -84,40 +85,42 @@ private:
     void settle(const Claim& wanted) const;
 
     int m_fd;
-    bool m_holds = false;  // at least one lock
-    bool m_waited = false; // for another claim
+    bool m_holds = false;  // whether it holds at least one lock
+    bool m_waited = false; // whether it has waited for another claim
     unsigned m_process = 0;
 };
 
-// Takes back all claims and ranges of a descriptor's open file.
+// Releases all claims and ranges of a descriptor's open file.
 void take_back_locks(int fd);
 
-// Keeps a file from being opened through this interface while it is deleted, moved or replaced: no
-// open of ours shares deletion. Lasts until the scope's end, which is after the call that does it.
-// An open that got hold of the file before waits, finds it without a name, and looks again.
+// Keeps a file from being opened through this interface while it is deleted, moved or replaced:
+// none of our opens shares deletion. It must last until the call that deletes, moves or replaces
+// has returned. An open that got the file before the claim waits, finds the file without a name,
+// and opens the name again.
 class DeleteClaim
 {
 public:
-    // Claims what is under the name now. Links, missing files and files that can't be opened count
-    // as free.
+    // Claims the file that has the name now. Links, missing files and files that can't be opened
+    // count as free.
     explicit DeleteClaim(const char* native_path);
     // Claims two files in an order that all processes keep, so that no two moves wait for each
-    // other. One file with two names is claimed once.
+    // other. One file under two names is claimed once.
     DeleteClaim(const char* native_path, DeleteClaim& other, const char* other_path);
-    // Claims nothing; for the other of two.
+    // Claims nothing; used as the second of two claims.
     DeleteClaim() = default;
 
-    // ERROR_SHARING_VIOLATION if somebody holds the file open, else 0.
+    // ERROR_SHARING_VIOLATION if the file is open, else 0.
     DWORD error() const { return m_error; }
     bool exists() const { return m_exists; }
-    // What exists: a file, or a folder, a link or whatever else is not claimed.
+    // The status of the existing entry. Only files are claimed, not folders, links or other
+    // entries.
     const struct stat& status() const { return m_status; }
     bool is_same_as(const DeleteClaim& other) const;
 
 private:
     void open(const char* native_path);
     void claim() { m_error = m_file < 0 ? 0 : m_file.claim_removal(); }
-    // Whether the name was given to another file while this one was waited for.
+    // Whether another file got the name while this one was waited for.
     bool is_late(const char* native_path) const;
 
     ClaimedFile m_file;

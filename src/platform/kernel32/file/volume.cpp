@@ -18,7 +18,7 @@ using namespace platform;
 namespace
 {
 
-// Numbers of file systems as statfs gives them; those that the kernel's header doesn't name.
+// Numbers of file systems, from statfs, that the kernel's header doesn't name.
 constexpr uint64_t cifs_magic = 0xFF534D42;
 constexpr uint64_t smb2_magic = 0xFE534D42;
 constexpr uint64_t udf_magic = 0x15013346;
@@ -50,7 +50,8 @@ LPCWSTR path_or_current(LPCWSTR path)
 }
 
 // Whether a volume begins there: at a drive's root, or in a folder where another file system is
-// mounted. What is missing is left to the call that looks for it.
+// mounted. A path that names no folder counts as a root, so that the call that uses it reports the
+// error.
 bool is_volume_root(const NativePath& native)
 {
     constexpr size_t root_length = 3; // "C:\"
@@ -63,7 +64,7 @@ bool is_volume_root(const NativePath& native)
            sys::stat((path + "/..").c_str(), &parent) != 0 || parent.st_dev != folder.st_dev;
 }
 
-// 0 or a system error. Without a path the root of the current folder's volume is meant.
+// 0 or a system error. Without a path, the root of the current folder's volume.
 DWORD judge_root(LPCWSTR path, const NativePath& native)
 {
     if (!path)
@@ -156,7 +157,7 @@ try
         return DRIVE_NO_ROOT_DIR;
     if (root && !is_volume_root(native))
         return DRIVE_NO_ROOT_DIR;
-    // The system's own drive is fixed, whatever a container puts its root on.
+    // The system's own drive is fixed, even if a container mounts its root from elsewhere.
     if (std::string_view(native.c_str()) == "/")
         return DRIVE_FIXED;
     return type_of(static_cast<uint64_t>(found.f_type));
@@ -181,7 +182,7 @@ try
         return native.fail(errno);
     if ((name && !nameSize) || (fileSystem && !fileSystemSize))
         return fail_with(ERROR_BAD_LENGTH);
-    // Labels can be read from the devices only, by root: volumes go without.
+    // Labels can only be read from the devices, by root, so a volume's label is empty.
     if (name)
         name[0] = L'\0';
     if (serial)

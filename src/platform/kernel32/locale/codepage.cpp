@@ -11,7 +11,8 @@ using namespace platform;
 namespace
 {
 
-// The shape of both directions. What does not fit fails, with as much stored as did fit.
+// Both directions share this. If the result doesn't fit, the call fails, after storing as much as
+// fits.
 template <class From, class To, class Measure, class Convert>
 int convert_text(UINT codePage, const From* text, int length, To* out, int outSize, Measure measure,
                  Convert convert)
@@ -20,7 +21,7 @@ int convert_text(UINT codePage, const From* text, int length, To* out, int outSi
         (codePage != CP_ACP && codePage != CP_UTF8))
         return fail_with(ERROR_INVALID_PARAMETER);
     const size_t units = length == -1 ? measure(text) + 1 : static_cast<size_t>(length);
-    // A size of 0 asks for the length.
+    // A size of 0 requests the length.
     const auto capacity = static_cast<size_t>(outSize);
     const size_t needed = convert(text, units, outSize ? out : nullptr, capacity);
     if (needed > INT32_MAX)

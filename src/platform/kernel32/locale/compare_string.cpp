@@ -1,4 +1,4 @@
-// Comparing narrow texts (UTF-8), character by character, with or without regard to case.
+// Compares narrow texts (UTF-8) by character, with or without regard to case.
 #include <cstring>
 #include <new>
 #include <string>

@@ -1,4 +1,4 @@
-// Dates and times by pictures. Digits are ASCII in every locale, as the system's are.
+// Dates and times formatted by pictures. Digits are ASCII in every locale, as on the system.
 #include <cstdio>
 
 #include "locale_data.h"
@@ -47,7 +47,7 @@ void add_date_field(std::string& text, const PictureReader::Part& part, const SY
             add_number(text, year, 4);
         break;
     }
-    default: // an era's name, which common years don't show
+    default: // an era's name, which years of the common era don't show
         break;
     }
 }
@@ -109,7 +109,7 @@ std::string time_text(const std::string& picture, const SYSTEMTIME& time)
     return text;
 }
 
-// The day of the week of a date, whatever the caller's says. False if there is no such date.
+// Sets the day of the week of a date, ignoring the caller's. False if there is no such date.
 bool complete_date(SYSTEMTIME& date)
 {
     SYSTEMTIME midnight = {};

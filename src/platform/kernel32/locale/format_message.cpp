@@ -16,7 +16,7 @@ namespace
 struct Message
 {
     DWORD error;
-    const char* text; // without the line end that each of them has
+    const char* text; // without the line end that the system's texts have
 };
 
 // Ordered by number.
@@ -106,7 +106,8 @@ static_assert(std::is_sorted(std::begin(messages), std::end(messages),
 
 constexpr size_t text_limit = 256;
 
-// The text of a message with its line end. 0 and the last error if there is none, or no room.
+// The text of a message with its line end. 0 with the last error if there is no such text, or no
+// room.
 template <class Char, class Convert>
 DWORD format(DWORD flags, DWORD message, Char* buffer, DWORD size, Convert convert)
 {
@@ -123,7 +124,7 @@ DWORD format(DWORD flags, DWORD message, Char* buffer, DWORD size, Convert conve
     text[length++] = '\n';
     text[length++] = '\0';
 
-    // With FORMAT_MESSAGE_ALLOCATE_BUFFER the buffer is the place for a pointer.
+    // With FORMAT_MESSAGE_ALLOCATE_BUFFER the buffer points to a pointer that receives the text.
     if (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER)
     {
         void* const memory = LocalAlloc(LMEM_FIXED, std::max<size_t>(length, size) * sizeof *text);

@@ -1,4 +1,5 @@
-// The C library has the data; they are read once for each change of the names in the environment.
+// The data come from the C library; they are read once after each change of the environment's
+// names.
 #include "locale_data.h"
 
 #include <cerrno>
@@ -28,11 +29,11 @@ std::string locale_name(const char* category)
     return "C";
 }
 
-// Whether data are as they will always be. A shortage while they were read may pass, so that they
-// must be read again.
+// Whether data won't change if read again. A shortage of memory or descriptors while reading may
+// pass, so the data must then be read again.
 bool is_lasting(int error)
 {
-    return error == ENOENT || error == EINVAL; // there is no such locale, or character set
+    return error == ENOENT || error == EINVAL; // no such locale, or no such character set
 }
 
 // Converts from a locale's character set. Texts are short.
@@ -54,7 +55,7 @@ public:
             ::iconv_close(m_converter);
     }
 
-    // Without a converter for the character set only ASCII comes through.
+    // Without a converter for the character set only ASCII is kept.
     std::string operator()(const char* text) const
     {
         if (m_same)
@@ -67,7 +68,7 @@ public:
             return result;
         }
         char buffer[512];
-        char* in = const_cast<char*>(text); // the interface is older than const
+        char* in = const_cast<char*>(text); // iconv takes a pointer without const
         char* out = buffer;
         size_t left = std::strlen(text);
         size_t room = sizeof buffer;
@@ -83,7 +84,7 @@ private:
     const iconv_t m_converter;
 };
 
-// A locale object for one category and its character set. Falls back to "C", which is always there.
+// A locale object for one category and its character set. Falls back to "C", which always exists.
 class Category
 {
 public:
@@ -106,8 +107,8 @@ private:
     locale_t m_locale;
 };
 
-// The C library's grouping is a list of bytes: the last one goes on, or CHAR_MAX (or -1) ends it.
-// The system's ends in 0 if the last one goes on.
+// The C library's grouping is a list of bytes: the last one repeats, unless CHAR_MAX (or -1) ends
+// the list. The system's list ends in 0 if the last one repeats.
 std::string system_grouping(const char* grouping)
 {
     std::string sizes;
@@ -127,8 +128,8 @@ std::string system_grouping(const char* grouping)
     return result;
 }
 
-// Numbers of an era, such as the Buddhist one, as a distance from the common years. Eras that begin
-// anew within living memory have no such distance: their years stay common ones.
+// Year numbers of an era, such as the Buddhist one, as a difference from common years. Eras that
+// restarted within living memory have no constant difference: their years stay common ones.
 int era_distance(locale_t locale)
 {
     const auto distance = [locale](int year)
@@ -159,7 +160,7 @@ void read_names(std::array<std::string, size>& names, const Category& time, cons
     }
 }
 
-// Both give false if the data must be read again.
+// Both return false if the data must be read again.
 bool read_numeric(LocaleData& data, const std::string& name)
 {
     bool lasting = true;
@@ -183,7 +184,7 @@ bool read_time(LocaleData& data, const std::string& name)
     data.time = picture_from_format(utf8(time.raw(T_FMT)), utf8(time.raw(T_FMT_AMPM)));
     data.am = utf8(time.raw(AM_STR));
     data.pm = utf8(time.raw(PM_STR));
-    // Twelve hours without a mark would say two times in one.
+    // A twelve-hour time without a mark for morning or afternoon would be ambiguous.
     if (data.am.empty() && data.pm.empty() && !time_shape(data.time).hours24)
     {
         data.am = "AM";
@@ -201,7 +202,7 @@ bool read_time(LocaleData& data, const std::string& name)
 
 struct Cached
 {
-    std::mutex lock; // guards the rest; taken after no other lock of ours, nor any while it is held
+    std::mutex lock; // guards the rest; a leaf lock, taken while no other lock of ours is held
     std::string numeric;
     std::string time;
     std::shared_ptr<const LocaleData> data;

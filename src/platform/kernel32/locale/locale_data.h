@@ -1,7 +1,7 @@
-// What the environment's locale says about numbers, dates and times.
+// The environment's locale settings for numbers, dates and times.
 //
-// LC_ALL, else LC_NUMERIC or LC_TIME, else LANG names the locale, as for any program; one that
-// doesn't exist counts as "C". The process's own locale is neither asked nor changed.
+// LC_ALL, else LC_NUMERIC or LC_TIME, else LANG names the locale, as for any program; a locale that
+// doesn't exist counts as "C". The process's own locale is neither read nor changed.
 #pragma once
 
 #include <array>
@@ -23,14 +23,14 @@ struct LocaleData
     std::string pm;
     std::array<std::string, 7> days; // from Sunday on
     std::array<std::string, 7> short_days;
-    std::array<std::string, 12> months; // by themselves
+    std::array<std::string, 12> months; // used without a day
     std::array<std::string, 12>
-        months_of_date; // beside a day, where a language tells the two apart
+        months_of_date; // used beside a day, in languages with two forms of a month's name
     std::array<std::string, 12> short_months;
-    int year_offset = 0; // what the years of dates have more than the common ones
+    int year_offset = 0; // added to a common year in dates
 };
 
-// The data of the locale that the environment names now; it doesn't change.
+// The data of the locale that the environment names now; the returned object doesn't change.
 std::shared_ptr<const LocaleData> locale_data();
 
 } // namespace platform

@@ -1,5 +1,5 @@
-// The items of the user's locale. A value of the registry, below HKEY_CURRENT_USER, stands before
-// the environment's; each item is looked up for itself, at each call.
+// The items of the user's locale. A registry value below HKEY_CURRENT_USER overrides the
+// environment's; each item is looked up separately, at each call.
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -19,14 +19,14 @@ struct Item
 {
     LCTYPE type;
     const wchar_t* value; // of the registry
-    size_t limit;         // characters of a text
-    int highest;          // of a number's range from 0 on; no_number: a text
+    size_t limit;         // most characters of a text
+    int highest;          // the highest value of a number, the lowest is 0; no_number: a text
     std::string (*from_environment)();
 };
 
 constexpr int no_number = -1;
 
-// The shape of a picture follows the picture in force, which may be the user's own.
+// The shape follows the current picture, which may be the user's own.
 DateShape current_date_shape()
 {
     return date_shape(locale_item(LOCALE_SSHORTDATE));
@@ -42,8 +42,8 @@ std::string digit(bool one)
     return one ? "1" : "0";
 }
 
-// The C library's locales don't say how many decimals people show, whether a zero leads, or where
-// the sign of a plain number goes. They print numbers as the C functions do.
+// The C library's locales don't define how many decimals are shown, whether a zero leads, or where
+// the sign of a plain number is. Numbers are printed as the C functions do.
 constexpr Item items[] = {
     {LOCALE_SDECIMAL, L"sDecimal", 3, no_number, [] { return locale_data()->decimal; }},
     {LOCALE_STHOUSAND, L"sThousand", 3, no_number, [] { return locale_data()->thousand; }},
@@ -71,7 +71,7 @@ const Item* find_item(LCTYPE type)
     return found == std::end(items) ? nullptr : found;
 }
 
-// The user's own value. False if there is none, or one that the item can't have.
+// The user's own value. False if there is none, or one that is not valid for the item.
 bool from_registry(const Item& item, std::string& result)
 {
     HKEY key = nullptr;
@@ -80,7 +80,7 @@ bool from_registry(const Item& item, std::string& result)
         return false;
     wchar_t text[128] = {};
     DWORD type = 0;
-    DWORD size = sizeof text - sizeof *text; // so that it always ends
+    DWORD size = sizeof text - sizeof *text; // so that it is always terminated
     const LONG error =
         RegQueryValueExW(key, item.value, nullptr, &type, reinterpret_cast<LPBYTE>(text), &size);
     RegCloseKey(key);
@@ -92,7 +92,7 @@ bool from_registry(const Item& item, std::string& result)
     if (item.highest != no_number &&
         (length != 1 || text[0] < L'0' || text[0] > L'0' + item.highest))
         return false;
-    // A number without a mark between its halves would be another number.
+    // Without a mark between its whole and its fraction a number would be read as another number.
     if (item.type == LOCALE_SDECIMAL && length == 0)
         return false;
     result = to_utf8(text, length);

@@ -1,4 +1,4 @@
-// The user's locale item by item, and what the functions of the locale share.
+// The user's locale item by item, and helpers shared by the locale functions.
 #pragma once
 
 #include <new>
@@ -11,16 +11,16 @@
 namespace platform
 {
 
-// The value of an item as UTF-8 text: the user's own from the registry if there is a sound one,
+// The value of an item as UTF-8 text: the user's own from the registry if there is a valid one,
 // else the environment's. type: one of the LOCALE_S or LOCALE_I numbers of winnls.h.
 std::string locale_item(LCTYPE type);
 
-// Gives UTF-8 text to a caller in the locale functions' way: the characters stored with the
-// terminator; those needed if size is 0; 0 if it doesn't fit, and nothing is stored then.
+// Passes UTF-8 text to a caller in the locale functions' way: returns the characters stored with
+// the terminator; those needed if size is 0; 0 if the text doesn't fit, and then nothing is stored.
 int give_text(const std::string& text, LPWSTR out, int size);
 
-// What every function of the locale begins with and ends in: its fault point, the one locale it
-// knows, a buffer for its size, and no exception.
+// The frame of every locale function: its fault point, the check of its locale and of its buffer,
+// and the catching of exceptions.
 template <class Call>
 int with_locale(const char* name, LCID locale, const wchar_t* out, int size, Call call)
 {

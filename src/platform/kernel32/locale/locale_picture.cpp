@@ -14,7 +14,7 @@ bool is_ascii_letter(char c)
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-// Collects fields and literal text, and quotes where a letter would be taken for a field.
+// Collects fields and literal text, and quotes letters that would be read as a field.
 class PictureWriter
 {
 public:
@@ -51,7 +51,7 @@ private:
     std::string m_literal;
 };
 
-// What a conversion of strftime stands for: letters, or another format to go through.
+// The meaning of a conversion of strftime: letters, or another format to translate.
 struct Conversion
 {
     char letter;
@@ -70,10 +70,10 @@ constexpr Conversion conversions[] = {
     {'R', nullptr, "%H:%M"}, {'T', nullptr, "%H:%M:%S"},
 };
 
-// Formats nest one level deep (%r), and the inner one is not looked into for another %r.
+// Formats nest one level deep (%r); a %r within the inner one is not translated.
 void translate(std::string_view format, std::string_view twelve_hour, PictureWriter& writer)
 {
-    bool century = false; // has just been there: it and the year within it are one field
+    bool century = false; // just written: the century and a year within it are one field
     for (size_t at = 0; at < format.size(); ++at)
     {
         if (format[at] != '%')
@@ -110,15 +110,15 @@ void translate(std::string_view format, std::string_view twelve_hour, PictureWri
         if (field.size() == 2 && c != 'p' && c != 'P' && c != 'y' &&
             between.find('-') != std::string_view::npos)
             field.remove_suffix(1); // "%-d": no leading zero
-        // The years of an era have as many digits as they need.
+        // The years of an era have as many digits as needed.
         if (c == 'y' && (after_century || between.find('E') != std::string_view::npos))
             field = "yyyy";
         writer.field(field);
     }
 }
 
-// The separator of a picture's numbers: what stands between the first two of them and also, if
-// there are three, between the last two. Literal text holds no other field then.
+// The separator of a picture's numbers: the text between the first two of them and also, if there
+// are three, between the last two. It counts only if the literal text holds no other field.
 class Separator
 {
 public:
@@ -135,7 +135,7 @@ public:
     void spoil() { m_uniform = false; }
     std::string get(const char* otherwise) const
     {
-        // Three characters are what the system's separators have; bytes say enough.
+        // The system's separators have at most three characters; counting bytes is enough.
         constexpr size_t longest = 3;
         return m_uniform && m_numbers > 1 && !m_first.empty() && m_first.size() <= longest
                    ? m_first

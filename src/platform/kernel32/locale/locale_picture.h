@@ -1,9 +1,10 @@
-// Date and time pictures: reading them, making them from strftime formats, and what shape they
-// have. All text is UTF-8, and nothing here asks for a locale.
+// Date and time pictures: reading them, making them from strftime formats, and finding their shape.
+// All text is UTF-8, and nothing here reads a locale.
 //
-// A picture is a text in which d, M, y and g (dates) or h, H, m, s and t (times) stand for parts of
-// the time, by their number: "d" is 5, "dd" 05, "ddd" Tue, "dddd" Tuesday. Everything else stands
-// for itself, and so do letters between single quotes; a doubled quote within them is a quote.
+// A picture is a text in which d, M, y and g (dates) or h, H, m, s and t (times) are fields, whose
+// form depends on how often the letter is repeated: "d" is 5, "dd" 05, "ddd" Tue, "dddd" Tuesday.
+// Everything else is literal text, and so are letters between single quotes; a doubled quote within
+// them is a quote.
 #pragma once
 
 #include <string>
@@ -18,7 +19,7 @@ enum class PictureKind
     time,
 };
 
-// One part after the other: either a letter and how often it stands there, or literal text.
+// Returns one part after the other: a letter and how often it is repeated, or literal text.
 class PictureReader
 {
 public:
@@ -41,7 +42,7 @@ private:
 };
 
 // The picture of a strftime format. Zones have no letter in pictures and are dropped, with the
-// blanks at the ends. twelve_hour is what %r stands for.
+// blanks at the ends. twelve_hour is the format that %r means.
 std::string picture_from_format(std::string_view format, std::string_view twelve_hour);
 
 struct DateShape
@@ -57,9 +58,9 @@ struct TimeShape
     std::string separator;
 };
 
-// A separator of its own has only a picture whose numbers are all divided by the same short text;
-// the others ("2024年3月5日", "5 March 2024") get "/" for dates and ":" for times, which their
-// readers understand between bare numbers.
+// A picture has its own separator only if all its numbers are divided by the same short text;
+// others ("2024年3月5日", "5 March 2024") use "/" for dates and ":" for times, which readers
+// understand between bare numbers.
 DateShape date_shape(std::string_view picture);
 TimeShape time_shape(std::string_view picture);
 

@@ -1,4 +1,4 @@
-// Numbers in the user's form: the digits come as text and stay text, so that none is lost.
+// Numbers in the user's form: digits are handled as text, so that none is lost.
 #include <string_view>
 
 #include "locale_item.h"
@@ -13,7 +13,7 @@ namespace
 struct Digits
 {
     bool negative = false;
-    std::string whole; // no zeros at its front
+    std::string whole; // no leading zeros
     std::string fraction;
 };
 
@@ -39,7 +39,7 @@ bool read_digits(LPCWSTR text, Digits& result)
     return any;
 }
 
-// Cuts the fraction to a number of digits; a half goes away from zero.
+// Cuts the fraction to a number of digits; a half is rounded away from zero.
 void round_digits(Digits& digits, size_t count)
 {
     if (digits.fraction.size() <= count)
@@ -56,8 +56,8 @@ void round_digits(Digits& digits, size_t count)
         digits.whole.insert(digits.whole.begin(), '1');
 }
 
-// Puts the separator between the groups. Each decimal digit of grouping is the size of a group,
-// the leftmost first; the last one goes on, unless it is a zero.
+// Puts the separator between the groups. Each decimal digit of grouping is the size of a group, the
+// leftmost first; the last one repeats, unless it is a zero.
 void group_digits(std::string& whole, unsigned grouping, const std::string& separator)
 {
     const std::string sizes = std::to_string(grouping);
@@ -72,7 +72,7 @@ void group_digits(std::string& whole, unsigned grouping, const std::string& sepa
     }
 }
 
-// "3;2;0" is 32, "3;0" is 3, and "3", which groups only once, is 30. 0 for what is no grouping.
+// "3;2;0" is 32, "3;0" is 3, and "3", which groups only once, is 30. 0 if the text is no grouping.
 unsigned grouping_number(const std::string& text)
 {
     unsigned number = 0;
@@ -124,7 +124,7 @@ bool callers_style(const NUMBERFMTW& format, Style& result)
     return true;
 }
 
-// A number as text, but for a run of zeros, which may be longer than memory.
+// A number as text. A run of zeros, which may be longer than memory, is only counted.
 struct Text
 {
     std::string front;
@@ -144,7 +144,7 @@ Text form_number(Digits digits, const Style& style)
     if (style.digits != 0)
         digits.whole += style.decimal + digits.fraction;
 
-    // What rounds to zero has no sign.
+    // A number that rounds to zero has no sign.
     if (!digits.negative || zero)
         return {digits.whole, zeros, ""};
     const std::string sign = locale_item(LOCALE_SNEGATIVESIGN);

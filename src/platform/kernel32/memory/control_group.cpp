@@ -1,7 +1,7 @@
-// Reading the limits of the memory groups of this process.
+// Reads the limits of the memory groups of this process.
 //
-// Pages of files that a group holds count as available: the kernel takes them back before it
-// refuses memory, as MemAvailable says for the whole machine.
+// File pages that a group holds count as available: the kernel reclaims them before it refuses
+// memory, as MemAvailable counts them for the whole machine.
 #include "control_group.h"
 
 #include <algorithm>
@@ -24,7 +24,7 @@ uint64_t figure(const std::string& path)
     return leading_number(text).value_or(UINT64_MAX);
 }
 
-// The file pages that a group and those below it hold.
+// The file pages of a group and of the groups below it.
 uint64_t file_pages(const GroupFolder& group)
 {
     std::string text;
@@ -48,7 +48,7 @@ uint64_t less(uint64_t from, uint64_t amount)
     return from > amount ? from - amount : 0;
 }
 
-// What is left of a limit; no bound stays none.
+// The rest of a limit; no limit stays none.
 uint64_t left_of(uint64_t limit, uint64_t used, uint64_t reclaimable)
 {
     if (limit == UINT64_MAX)
@@ -79,7 +79,7 @@ MemoryBounds bounds_of(const GroupFolder& group)
     return bounds;
 }
 
-// In the first version a parent may leave the groups below it uncounted.
+// In version 1 a parent may not count the memory of the groups below it.
 bool counts_children(const GroupFolder& group)
 {
     return group.version2 || figure(group.path + "/memory.use_hierarchy") != 0;

@@ -1,9 +1,9 @@
 // Memory figures from /proc and the control groups.
 //
-// The commit limit is what can be used in the end, physical memory and swap, and what is committed
-// is what is in use of it. The kernel's own sum of promises (Committed_AS) counts only where it
-// refuses to promise more than it has (overcommit mode 2): otherwise the sum may well exceed the
-// machine, and nothing is refused for it.
+// The commit limit is physical memory plus swap, and the committed memory is the used part of it.
+// The kernel's own sum of reservations (Committed_AS) is used only if the kernel refuses to exceed
+// its limit (overcommit mode 2): otherwise the sum may be larger than the machine's memory without
+// any refusal.
 #include "memory_figures.h"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ namespace platform
 namespace
 {
 
-constexpr uint64_t user_addresses = 0x7FFFFFFE0000; // what a 64-bit process has on the system
+constexpr uint64_t user_addresses = 0x7FFFFFFE0000; // of a 64-bit process on the system
 
 // A figure of /proc/meminfo, "Name:   123 kB", in bytes.
 bool find_figure(std::string_view text, std::string_view name, uint64_t& bytes)
@@ -44,7 +44,7 @@ uint64_t figure_or_0(std::string_view text, std::string_view name)
     return find_figure(text, name, bytes) ? bytes : 0;
 }
 
-// Before Linux 3.14 the kernel leaves the estimate to others.
+// Kernels before Linux 3.14 don't provide the estimate.
 uint64_t available(std::string_view text)
 {
     uint64_t bytes = 0;

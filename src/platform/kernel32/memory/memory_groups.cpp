@@ -10,7 +10,7 @@ namespace platform
 namespace
 {
 
-// Sets of names that are joined by commas.
+// Whether a comma-separated list contains a name.
 bool lists(std::string_view names, std::string_view name)
 {
     while (!names.empty())
@@ -47,7 +47,7 @@ struct GroupMount
 {
     bool version2;
     std::string root;  // the group that is mounted
-    std::string point; // where
+    std::string point; // where it is mounted
 };
 
 // "id parent device root point options [optional fields] - type source options"
@@ -88,8 +88,8 @@ std::string_view own_group(std::string_view groups, bool version2)
     return {};
 }
 
-// The part of a group's path below the mounted group. Empty for a group that lies elsewhere: from
-// inside a container the process may see another root than its own.
+// The part of a group's path below the mounted group. Empty if the group is not below it: inside a
+// container the process may see another root than its own.
 std::string_view below_root(std::string_view group, std::string_view root)
 {
     if (root == "/")

@@ -1,5 +1,5 @@
-// Finding the control groups that bound the memory of a process, in what the kernel says of its
-// groups and mounts. The texts are taken apart only: nothing here opens a file.
+// Finds the control groups that bound the memory of a process, from the kernel's texts about its
+// groups and mounts. Only parses the texts: nothing here opens a file.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// What lies at an address, by the kernel's list of mappings.
+// Information about an address, from the kernel's list of mappings.
 #include <cerrno>
 
 #include "kernel32/file/mappings.h"
@@ -24,8 +24,8 @@ DWORD protection_of(const char* access)
     return access[0] == 'r' ? PAGE_READONLY : PAGE_NOACCESS;
 }
 
-// The mapping with an address, or the gap around it, which allows nothing. False with the last
-// error set.
+// The mapping that contains an address, or the gap around the address, which permits no access.
+// False with the last error set.
 bool find_mapping(uintptr_t address, Mapping& found)
 {
     Mappings list;
@@ -43,7 +43,7 @@ bool find_mapping(uintptr_t address, Mapping& found)
         if (address < found.end)
             return true;
     }
-    return fail_with(ERROR_INVALID_PARAMETER); // beyond what a process can have
+    return fail_with(ERROR_INVALID_PARAMETER); // beyond the addresses of a process
 }
 
 } // namespace

@@ -11,13 +11,13 @@ namespace platform
 
 struct CallFrame
 {
-    uintptr_t address = 0;    // where the frame goes on
+    uintptr_t address = 0;    // where the frame continues
     uintptr_t stack = 0;      // its stack pointer there
-    bool interrupted = false; // by a signal: the address is that of the instruction to come
+    bool interrupted = false; // by a signal: the address is that of the next instruction
 };
 
-// Gives up to capacity frames from the first one on for which wanted(frame, argument) is true,
-// innermost first; the count. Frames of this function and below never count.
+// Stores up to capacity frames from the first one on for which wanted(frame, argument) is true,
+// innermost first; returns the count. Frames of this function and of those it calls never count.
 size_t collect_frames(CallFrame* frames, size_t capacity,
                       bool (*wanted)(const CallFrame& frame, void* argument), void* argument);
 

@@ -17,12 +17,12 @@ namespace platform
 namespace
 {
 
-constexpr size_t header_limit = 64;   // program headers that are looked at
+constexpr size_t header_limit = 64;   // program headers that are read
 constexpr uint64_t note_limit = 4096; // bytes of one segment of notes
 constexpr uint64_t page = 4096;
 constexpr char note_owner[] = "GNU";
 
-using BuildId = std::vector<uint8_t>; // empty: there is none
+using BuildId = std::vector<uint8_t>; // empty: no id
 
 uint64_t padded(uint64_t size)
 {
@@ -49,8 +49,8 @@ BuildId id_in_notes(const std::vector<uint8_t>& notes)
     return {};
 }
 
-// read(offset, buffer, size) reads from the start of the image; false if not all is there.
-// loaded: the segments lie at their addresses, else as in the file.
+// read(offset, buffer, size) reads from the start of the image; false if not all could be read.
+// loaded: the segments are at their addresses, else as in the file.
 template <class Read> BuildId build_id(bool loaded, Read read)
 {
     Elf64_Ehdr elf;
@@ -79,7 +79,7 @@ template <class Read> BuildId build_id(bool loaded, Read read)
     return {};
 }
 
-// The memory of a module whose file was cut can't all be read.
+// If a module's file was cut, not all of its memory can be read.
 BuildId build_id_of(const LoadedModule& module)
 {
     return build_id(true,
@@ -110,7 +110,7 @@ bool is_mapped(int fd, const LoadedModule& module)
            mapping.inode == found.st_ino;
 }
 
-// The descriptor, or -1 with it closed.
+// The descriptor, or -1 after closing it.
 int admitted(int fd, const LoadedModule& module)
 {
     if (fd < 0)
@@ -122,7 +122,7 @@ int admitted(int fd, const LoadedModule& module)
     return -1;
 }
 
-// The kernel's link to what is mapped; not every user may follow it.
+// The kernel's link to the mapped file; not every user may follow it.
 int open_mapped(const LoadedModule& module)
 {
     Mapping mapping;
@@ -139,7 +139,7 @@ int open_image_file(const LoadedModule& module)
 {
     if (module.program)
         return sys::open(program_link, O_RDONLY);
-    // A pipe without a writer would hold an ordinary open up.
+    // An ordinary open would wait at a pipe without a writer.
     int fd = admitted(sys::open(module.path, O_RDONLY | O_NOCTTY | O_NONBLOCK), module);
     const int error = errno;
     if (fd < 0)

@@ -1,6 +1,7 @@
-// All goes through one buffer, which is summed up on its way out.
+// All output passes through one buffer, and the checksum is computed when the buffer is written.
 //
-// What comes from the old file is read from it again: the view has only what was looked at.
+// Bytes from the old file are read from it again: the memory view only has the parts that were
+// read.
 #include "image_writer.h"
 
 #include <algorithm>
@@ -17,9 +18,9 @@ namespace platform
 namespace
 {
 
-constexpr size_t buffer_size = size_t{1} << 18; // a multiple of four, as the checksum wants it
+constexpr size_t buffer_size = size_t{1} << 18; // a multiple of four, as the checksum needs
 
-// The operations give 0 or an errno.
+// The operations return 0 or an errno.
 class ImageWriter
 {
 public:
@@ -37,7 +38,7 @@ public:
                 const ssize_t got =
                     sys::pread(m_old.fd, &m_buffer[m_filled], count, from - m_old.view.data());
                 if (got <= 0)
-                    return got == 0 ? EIO : errno; // nothing: somebody has cut the file
+                    return got == 0 ? EIO : errno; // nothing read: the file was cut
                 count = static_cast<size_t>(got);
             }
             else

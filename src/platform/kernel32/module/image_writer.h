@@ -1,4 +1,4 @@
-// Writing a PE file that was made from another.
+// Writing a PE file made from another one.
 #pragma once
 
 #include "pe/pieces.h"
@@ -6,8 +6,8 @@
 namespace platform
 {
 
-// The file that a new one is made from: open for reading, and memory with a place for each byte of
-// it, which tells what of the new file comes from it.
+// The file that a new one is made from: open for reading, and memory with an address for each of
+// its bytes. A piece of the new file whose address is in this memory comes from the old file.
 struct OldImage
 {
     int fd;

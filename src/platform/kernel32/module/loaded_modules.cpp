@@ -29,8 +29,9 @@ const AtFork g_at_fork(ForkStep::loader_list, taken_at_fork<list_lock>());
 
 using Headers = std::array<ElfW(Phdr), 64>;
 
-// A module's program headers lie in its file's first page. Another program that cuts the file would
-// end this one here, so they are read by the kernel, where it does that. Gives how many there are.
+// A module's program headers are in its file's first page. If another program cut the file, reading
+// the page would end this process, so the kernel reads it, if it supports that. Returns how many
+// there are.
 size_t read_headers(const dl_phdr_info& info, Headers& headers)
 {
     const size_t count = std::min<size_t>(info.dlpi_phnum, headers.size());
@@ -44,8 +45,8 @@ size_t read_headers(const dl_phdr_info& info, Headers& headers)
     return count;
 }
 
-// The addresses from the first to the last loaded segment, in whole pages; none if they can't be
-// had.
+// The addresses from the first to the last loaded segment, in whole pages; none if the headers
+// can't be read.
 void find_range(const dl_phdr_info& info, LoadedModule& module)
 {
     Headers headers;
@@ -70,14 +71,14 @@ void find_path(const dl_phdr_info& info, LoadedModule& module)
 {
     module.name = info.dlpi_name ? info.dlpi_name : "";
     module.program = info.dlpi_name && info.dlpi_name[0] == '\0';
-    // The kernel's own has a name and no file.
+    // The kernel's own module has a name and no file.
     const bool file =
         std::strchr(module.name, '/') && std::strlen(module.name) < sizeof module.path;
     std::strcpy(module.path, module.program ? program_path() : file ? module.name : "");
 }
 
-// The loader keeps a path as it was given; it counts from a current folder that may have changed
-// since. The kernel knows the whole path.
+// The loader keeps a path as it was given; a relative one depends on a current folder that may have
+// changed since. The kernel knows the full path.
 void make_absolute(LoadedModule& module)
 {
     if (module.path[0] == '\0' || module.path[0] == '/')
@@ -87,7 +88,7 @@ void make_absolute(LoadedModule& module)
         std::strcpy(module.path, without_removal_mark(mapping.path));
 }
 
-// Goes through the modules until wanted(module) is true.
+// Visits the modules until wanted(module) is true.
 template <class Wanted> bool find(LoadedModule& found, Wanted wanted)
 {
     struct Search
@@ -145,7 +146,7 @@ bool module_named(LPCWSTR name, LoadedModule& found)
     std::string wanted = folded(to_utf8(name));
     if (wanted.find('.') == std::string::npos)
         wanted += ".dll";
-    std::string native; // the name as modules have it here
+    std::string native; // the module's name in its native form
     if (wanted.size() > 4 && wanted.compare(wanted.size() - 4, 4, ".dll") == 0)
         native = wanted.substr(0, wanted.size() - 4) + ".so";
     // Names of files are compared outside the loader's list: comparing allocates.

@@ -1,7 +1,7 @@
-// The ELF modules that are loaded now. The handle of one is its lowest address, as on the system.
+// The ELF modules that are loaded now. A module's handle is its lowest address, as on the system.
 //
-// All of this asks the loader's own list by dl_iterate_phdr, which a thread that is just loading a
-// module, and runs its constructors, doesn't hold up.
+// All of this reads the loader's own list through dl_iterate_phdr. A thread that is loading a
+// module and runs its constructors doesn't block that.
 #pragma once
 
 #include <cstdint>
@@ -17,23 +17,23 @@ struct LoadedModule
     uintptr_t base = 0;
     uintptr_t end = 0;
     bool program = false;
-    const char* name = nullptr;        // what the loader calls it, while it is loaded
-    char path[native_path_limit] = ""; // absolute; "" for one without a file
+    const char* name = nullptr;        // the loader's name for it, valid while it is loaded
+    char path[native_path_limit] = ""; // absolute; "" for a module without a file
 
     HMODULE handle() const { return reinterpret_cast<HMODULE>(base); }
 };
 
 bool module_at(uintptr_t address, LoadedModule& found);
 
-// By its handle, whoever has loaded it. False also for one without a file.
+// By its handle, regardless of what loaded it. False also for a module without a file.
 bool module_of(HMODULE handle, LoadedModule& found);
 
 // By a file name without a path, in any case; ".dll" may be left out. "NAME.DLL" also finds NAME.so
-// and libNAME.so, with a version behind it or not.
+// and libNAME.so, with or without a version after it.
 bool module_named(LPCWSTR name, LoadedModule& found);
 
-// The modules that have been unloaded since the process started: when it changes, an address may
-// belong to another module than before.
+// How many modules were unloaded since the process started: when it changes, an address may belong
+// to another module than before.
 unsigned long long unloaded_modules();
 
 } // namespace platform

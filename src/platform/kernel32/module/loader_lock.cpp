@@ -12,7 +12,7 @@ namespace
 {
 
 constinit std::atomic<uint32_t> g_held{0}; // of all threads; a futex word
-thread_local uint32_t t_held = 0;          // of them this thread's
+thread_local uint32_t t_held = 0;          // how often this thread holds it
 
 } // namespace
 
@@ -31,7 +31,7 @@ LoaderLock::~LoaderLock()
 
 void await_loader_lock()
 {
-    if (t_held != 0) // it would wait for itself
+    if (t_held != 0) // the thread would wait for itself
         return;
     for (uint32_t held = g_held; held != 0; held = g_held)
         futex_wait(&g_held, held, -1, false);

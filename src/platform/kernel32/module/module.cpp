@@ -1,8 +1,8 @@
 // Modules: loading and freeing them, opening their files as data, and their paths.
 //
-// The handle of a module that is loaded is its lowest address, whoever has loaded it
-// (loaded_modules.h); one that is opened as data has a handle of its own for each time. The
-// system's own modules are always there (system_modules.h).
+// The handle of a loaded module is its lowest address, regardless of what loaded it
+// (loaded_modules.h); each opening as data makes a handle of its own. The system's own modules
+// always exist (system_modules.h).
 #include "module.h"
 
 #include <algorithm>
@@ -35,14 +35,14 @@ struct Entry
 {
     std::shared_ptr<Module> module;
     void* loader = nullptr;  // the loader's handle; null if it was not loaded through here
-    unsigned references = 0; // none: loaded by others, and known for its resources
+    unsigned references = 0; // none: loaded by other code, and kept for its resources
 };
 
 struct Table
 {
     std::mutex lock; // guards all below; a module's lock and the loader's list are locked under it
     std::map<HMODULE, Entry> modules;
-    unsigned long long unloaded = 0; // what unloaded_modules() was when others' were last looked at
+    unsigned long long unloaded = 0; // unloaded_modules() when other code's were last checked
     std::vector<std::shared_ptr<Module>> replaced; // see forget_unloaded
     std::shared_ptr<Module> program;
 };
@@ -61,7 +61,7 @@ std::mutex& table_lock()
 
 const AtFork g_at_fork(ForkStep::modules, taken_at_fork<table_lock>());
 
-// Empty, and the last error, if it can't be had.
+// Empty, with the last error, if the path isn't available.
 std::string own_path()
 {
     std::string path = program_path();
@@ -103,11 +103,11 @@ bool find_loaded(void* loader, LoadedModule& found)
            module_at(reinterpret_cast<uintptr_t>(map->l_ld), found);
 }
 
-// Modules that others loaded are also unloaded without a word, and other modules may come to lie in
-// their places. What is found to be gone is moved to where the caller lets it go, without the lock.
+// Modules loaded by other code may be unloaded unnoticed, and their addresses reused. Modules found
+// unloaded are moved to gone, which the caller destroys without the lock.
 //
-// One that was loaded anew from a replaced file, at the same place, has its new resources from now
-// on; what was handed out of the old file stays.
+// A module that was loaded again from a replaced file, at the same address, uses its new resources
+// from now on; resources handed out from the old file stay valid.
 void forget_unloaded(Table& all, std::vector<std::shared_ptr<Module>>& gone)
 {
     const unsigned long long unloaded = unloaded_modules();
@@ -129,7 +129,7 @@ void forget_unloaded(Table& all, std::vector<std::shared_ptr<Module>>& gone)
     all.unloaded = unloaded;
 }
 
-// The file is there but the loader refuses it: what it is, or what it needs, is wrong.
+// The file exists but the loader refuses it: either the file or one that it needs is invalid.
 DWORD refusal_of(const std::string& path)
 {
     const int fd = sys::open(path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
@@ -146,7 +146,7 @@ DWORD refusal_of(const std::string& path)
                : ERROR_BAD_EXE_FORMAT;
 }
 
-// The code of a module runs in here, so no lock is held.
+// The module's code runs during this call, so no lock is held.
 HMODULE load(LPCWSTR name)
 {
     if (const HMODULE found = find_system_module(name))
@@ -194,7 +194,7 @@ HMODULE load(LPCWSTR name)
     }
 }
 
-// Apart, so that a question for the program's own path has only one path on the stack.
+// A separate function, so that a request for the program's own path has only one path on the stack.
 [[gnu::noinline]] void path_of_other(HMODULE module, std::string& native)
 {
     LoadedModule loaded;
@@ -217,7 +217,7 @@ bool native_module_path(HMODULE module, std::string& native)
 }
 
 // A path that doesn't fit is cut and terminated, and the result is the size of the buffer.
-// copy(text, buffer, room, written) gives the units that the whole text has.
+// copy(text, buffer, room, written) returns the units of the whole text.
 template <class Char, class Copy>
 DWORD module_file_name(const char* name, HMODULE module, Char* buffer, DWORD size, Copy copy)
 {
@@ -341,7 +341,7 @@ extern "C" BOOL FreeLibrary(HMODULE module)
         if (--found->second.references == 0)
             table().modules.erase(found);
     }
-    // The module's own code runs on its way out, so no lock of the table is held.
+    // The module's final code runs during this call, so no lock of the table is held.
     const LoaderLock lock;
     if (freed.loader && sys::dlclose(freed.loader) != 0)
         return fail_with(ERROR_GEN_FAILURE);

@@ -35,7 +35,7 @@ DWORD ModuleFile::open(int fd)
         error = ERROR_NOT_ENOUGH_MEMORY;
     }
     if (error)
-        close(); // the next attempt starts anew
+        close(); // so that the next attempt starts anew
     return error;
 }
 
@@ -64,7 +64,7 @@ DWORD ModuleFile::fetch(const pe::Bytes& bytes)
 namespace
 {
 
-// False if no module is loaded there any more.
+// False if there is no longer a module at that address.
 bool open_loaded(uintptr_t base, int& fd)
 {
     LoadedModule loaded;
@@ -76,13 +76,13 @@ bool open_loaded(uintptr_t base, int& fd)
 
 } // namespace
 
-// The program's path stands for the file that runs, whatever has that path now.
+// The program's path refers to the running file, even if another file has that path now.
 int Module::open_descriptor() const
 {
     if (int fd = -1; m_base && open_loaded(m_base, fd))
         return fd;
     const bool program = m_path == program_path();
-    // A pipe without a writer would hold an ordinary open up.
+    // An ordinary open would wait at a pipe without a writer.
     return sys::open(program ? program_link : m_path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
 }
 

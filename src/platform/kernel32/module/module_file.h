@@ -13,7 +13,7 @@
 namespace platform
 {
 
-// A module file that is open for reading. While it is, nobody opens it for writing through this
+// A module file that is open for reading. Meanwhile it can't be opened for writing through this
 // interface.
 class ModuleFile
 {
@@ -23,15 +23,15 @@ public:
     ModuleFile& operator=(const ModuleFile&) = delete;
     ~ModuleFile();
 
-    // Takes the descriptor over; -1 stands for errno. 0 or a system error, as PrivateImage. May be
-    // tried again.
+    // Takes the descriptor over; if it is -1, errno is the reason. 0 or a system error, as
+    // PrivateImage. May be tried again.
     DWORD open(int fd);
 
-    // Whether the module that is loaded was made from this file.
+    // Whether the loaded module was made from this file.
     bool is_of(const LoadedModule& loaded) const { return is_image_file(m_file, loaded); }
 
     const pe::ResourceTree& resources() const { return m_image.resources(); }
-    // Reads bytes that a resource consists of. 0 or a system error.
+    // Reads the bytes of a resource. 0 or a system error.
     DWORD fetch(const pe::Bytes& bytes);
 
 private:
@@ -47,7 +47,7 @@ std::mutex& module_files_lock();
 class Module
 {
 public:
-    // Of a file that is opened as data.
+    // For a file that is opened as data.
     explicit Module(std::string path) : m_path(std::move(path)) {}
     explicit Module(const LoadedModule& loaded) : m_path(loaded.path), m_base(loaded.base) {}
 
@@ -59,17 +59,18 @@ public:
     const pe::ResourceTree* resources();
     // As ModuleFile::fetch, once the file is open.
     DWORD fetch(const pe::Bytes& bytes);
-    // Whether the file was opened and the module that is loaded now was made from another one.
+    // Whether the file was opened and the module that is loaded now was made from another file.
     bool is_replaced(const LoadedModule& loaded);
 
 private:
     int open_descriptor() const;
 
     const std::string m_path;
-    const uintptr_t m_base = 0; // of one that is loaded
+    const uintptr_t m_base = 0; // of a loaded module
     friend std::mutex& module_files_lock();
 
-    // Guards the two below, of all modules, so that a fork finds it; taken last.
+    // Guards the two below, of all modules: one lock for all, so that a fork can take it. Taken
+    // last.
     static inline std::mutex m_lock;
     bool m_open = false;
     ModuleFile m_file;

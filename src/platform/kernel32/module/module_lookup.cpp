@@ -1,5 +1,5 @@
-// Looking up modules and their functions by name: the system's own (system_modules.h) first, then
-// those that are loaded.
+// Looks up modules and their functions by name: the system's own (system_modules.h) first, then
+// loaded ones.
 #include <cstring>
 
 #include "loaded_modules.h"
@@ -20,14 +20,14 @@ std::nullptr_t not_found(DWORD error = ERROR_MOD_NOT_FOUND)
     return nullptr;
 }
 
-// The address of what a loaded module, or the program, exports under a name. Null, and
+// The address of a function or object that a loaded module, or the program, exports. Null, and
 // ERROR_MOD_NOT_FOUND or ERROR_PROC_NOT_FOUND.
 void* symbol_of(HMODULE handle, const char* name)
 {
     LoadedModule loaded;
     if (handle != program_module() && !module_of(handle, loaded))
         return not_found();
-    // Another reference for as long as it is looked at.
+    // Another reference, so that the module stays loaded during the look-up.
     void* const loader = handle == program_module()
                              ? RTLD_DEFAULT
                              : sys::dlopen(loaded.name, RTLD_LAZY | RTLD_NOLOAD);
@@ -75,7 +75,7 @@ extern "C" FARPROC GetProcAddress(HMODULE module, LPCSTR name)
         fail_with(static_cast<DWORD>(error));
         return nullptr;
     }
-    // A function may also be asked for by its number; none of ours has one.
+    // A function may also be requested by its number; none of ours has one.
     const char* const wanted = IS_INTRESOURCE(name) ? nullptr : name;
     const SystemModule* const system = system_module(module);
     if (!system)

@@ -39,8 +39,8 @@ std::string program_folder()
     return whole.substr(0, whole.rfind('/') + 1);
 }
 
-// With the current folder before it, unless it has a place of its own: the current folder may
-// change while the module stays.
+// Makes a relative folder absolute by the current folder, which may change while the module stays
+// loaded.
 std::string absolute(const std::string& folder)
 {
     char current[native_path_limit];
@@ -49,7 +49,7 @@ std::string absolute(const std::string& folder)
     return std::string(current) + "/" + folder;
 }
 
-// The current folder is the caller's choice: a program with more rights takes no code from it.
+// The caller chooses the current folder: a program with more rights loads no code from it.
 std::vector<std::string> bare_name_folders()
 {
     std::vector<std::string> folders{program_folder()};

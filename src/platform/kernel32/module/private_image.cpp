@@ -16,13 +16,13 @@ constexpr uint64_t block_size = 65'536;
 constexpr uint64_t header_limit = uint64_t{1} << 24; // bytes of one table of the headers
 constexpr uint32_t elf_magic = 0x464C457F;           // "\x7f" "ELF"
 
-// Fields of a PE file's headers that say how long they are.
+// Fields of a PE file's headers that hold the headers' lengths.
 constexpr uint64_t pe_header_field = 60;
 constexpr uint64_t pe_header_size = 24;
-constexpr uint64_t pe_section_count = 6; // from the header's start, as the next
+constexpr uint64_t pe_section_count = 6; // from the header's start, like the next
 constexpr uint64_t pe_optional_size = 20;
 
-// What a resource tree is made of.
+// The parts of a resource tree.
 constexpr int tree_levels = 3;
 constexpr uint64_t directory_size = 16;
 constexpr uint64_t entry_size = 8;
@@ -64,7 +64,7 @@ DWORD PrivateImage::open(int fd)
         return error;
     if (!m_resources.open(bytes()))
         return ERROR_BAD_EXE_FORMAT;
-    // No more entries than the tree has room for, however its directories overlap.
+    // At most as many entries as fit into the tree, however its directories overlap.
     uint64_t budget = m_resources.bytes().size() / entry_size;
     return read_directory(m_resources.bytes(), pe::ResourceTree::root, tree_levels, budget);
 }
@@ -91,7 +91,7 @@ DWORD PrivateImage::read_elf_headers()
     Elf64_Ehdr elf{};
     Elf64_Shdr first{};
     if (!bytes().holds(0, sizeof elf))
-        return 0; // the tree's own look refuses it
+        return 0; // refused later, when the tree is checked
     std::memcpy(&elf, m_memory, sizeof elf);
     if (const DWORD error = read(elf.e_shoff, sizeof first))
         return error;
@@ -113,7 +113,7 @@ DWORD PrivateImage::read_elf_headers()
                                         : read(first.sh_offset, first.sh_size);
 }
 
-// A directory with all that hangs on it, except for the data.
+// A directory with all directories and entries below it, except for the data.
 DWORD PrivateImage::read_directory(const pe::Bytes& tree, uint32_t directory, int levels,
                                    uint64_t& budget)
 {
@@ -147,7 +147,7 @@ DWORD PrivateImage::read_directory(const pe::Bytes& tree, uint32_t directory, in
     return 0;
 }
 
-// As much of the range as the file has.
+// Reads as much of the range as the file has.
 DWORD PrivateImage::read(uint64_t offset, uint64_t size)
 {
     if (offset >= m_size || size == 0)
@@ -167,7 +167,7 @@ DWORD PrivateImage::read_block(uint64_t block)
     {
         const ssize_t got = sys::pread(m_fd, m_memory + at, end - at, static_cast<off_t>(at));
         if (got <= 0)
-            return got == 0 ? ERROR_HANDLE_EOF : system_error(errno); // nothing: it was cut
+            return got == 0 ? ERROR_HANDLE_EOF : system_error(errno); // 0 bytes: the file was cut
         at += static_cast<uint64_t>(got);
     }
     m_is_read[block] = true;

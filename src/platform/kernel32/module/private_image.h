@@ -1,8 +1,8 @@
 // A module file in private memory.
 //
 // Another program may cut the file at any time, which would end a process that has it mapped. So
-// what is needed is read: the headers and the tree of resources at once, the rest when it is asked
-// for. The memory has a place for each byte of the file; only the blocks that were read take room.
+// the file is read instead: the headers and the tree of resources at once, the rest when needed.
+// The memory has an address for each byte of the file; only the blocks that were read use memory.
 #pragma once
 
 #include <vector>
@@ -13,7 +13,7 @@
 namespace platform
 {
 
-// One thread at a time.
+// For one thread at a time.
 class PrivateImage
 {
 public:
@@ -22,18 +22,17 @@ public:
     PrivateImage& operator=(const PrivateImage&) = delete;
     ~PrivateImage();
 
-    // The descriptor stays the caller's, and open while this reads. 0 or a system error;
-    // ERROR_BAD_EXE_FORMAT for what is no module file, ERROR_HANDLE_EOF for one that is cut
+    // The descriptor stays the caller's and must stay open meanwhile. 0 or a system error;
+    // ERROR_BAD_EXE_FORMAT for a file that is no module, ERROR_HANDLE_EOF for one that is cut
     // meanwhile. May be tried again.
     DWORD open(int fd);
     void close();
 
-    // All of the file; what was not read is zero.
+    // All bytes of the file; those that were not read are zero.
     pe::Bytes bytes() const { return {m_memory, m_size}; }
     const pe::ResourceTree& resources() const { return m_resources; }
 
-    // Reads a range, as much of it as the file had when it was opened. 0 or a system error, as
-    // above.
+    // Reads a range, as far as the file had it when it was opened. 0 or a system error, as above.
     DWORD read(uint64_t offset, uint64_t size);
 
 private:
@@ -46,7 +45,7 @@ private:
     int m_fd = -1;
     uint8_t* m_memory = nullptr;
     size_t m_size = 0;
-    std::vector<bool> m_is_read; // by block
+    std::vector<bool> m_is_read; // one for each block
     pe::ResourceTree m_resources;
 };
 

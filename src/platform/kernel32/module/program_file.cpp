@@ -22,7 +22,7 @@ struct Program
 };
 constinit Program g_program;
 
-// False, with errno, if the kernel doesn't tell it.
+// False, with errno, if the kernel doesn't report it.
 bool read_path(char (&path)[native_path_limit])
 {
     const ssize_t length = sys::readlink(program_link, path, sizeof path - 1);
@@ -31,7 +31,7 @@ bool read_path(char (&path)[native_path_limit])
     return length >= 0;
 }
 
-// An upgrade may come before the first question.
+// Called at load, as an upgrade may replace the file before the first request.
 [[gnu::constructor]] void keep_path()
 {
     program_path();

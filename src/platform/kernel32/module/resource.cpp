@@ -1,12 +1,12 @@
 // Finding resources and reading them.
 //
-// The handle of a resource is the place of its description in the module's file, as it lies in
-// memory; the handle of its data is the place of the data. Both are looked at with the module that
-// they come with, and go with it.
+// The handle of a resource is the address in memory of its description in the module's file; the
+// handle of its data is the address of the data. Both are only valid together with their module,
+// and as long as it is.
 //
-// A search without a language takes the neutral one (0), else US English, else the first that is
-// there. A search for the neutral language does the same: on the system that language stands for
-// the thread's. A search for any other language takes that one alone.
+// A search without a language takes the neutral one (0), else US English, else the first one found.
+// A search for the neutral language does the same: on the system it means the thread's language. A
+// search for any other language takes only that one.
 #include "resource_id.h"
 
 #include <new>
@@ -27,7 +27,7 @@ namespace
 constexpr WORD neutral = 0;
 constexpr WORD us_english = 0x409;
 
-// A module's tree, as long as a call works on it.
+// A module's tree, held while a call works on it.
 class HeldTree
 {
 public:
@@ -52,7 +52,7 @@ private:
     const ResourceTree* m_tree = nullptr;
 };
 
-// Each gives the offset of what it looks for, or no_offset and the last error.
+// Each returns the offset of what it looks for, or no_offset with the last error.
 uint32_t find_type(const ResourceTree& tree, LPCWSTR type)
 {
     pe::ResourceId id;
@@ -117,7 +117,7 @@ HRSRC find(HMODULE module, LPCWSTR type, LPCWSTR name, const WORD* language)
     return nullptr;
 }
 
-// The data behind a resource's handle. False, and the last error, for a handle that is not the
+// The data of a resource, by its handle. False, with the last error, for a handle that is not the
 // module's.
 bool data_of(const HeldTree& tree, HRSRC resource, pe::Bytes& bytes)
 {
@@ -128,7 +128,7 @@ bool data_of(const HeldTree& tree, HRSRC resource, pe::Bytes& bytes)
             fail_with(ERROR_INVALID_PARAMETER));
 }
 
-// A type or name for a callback: a number, or a text that lives as long as this.
+// A type or name for a callback: a number, or a text that lives as long as this object.
 class GivenId
 {
 public:
@@ -143,7 +143,7 @@ private:
     pe::ResourceId m_id;
 };
 
-// Calls for each entry of a directory that names a directory, until the call says FALSE.
+// Calls for each entry of a directory that names a directory, until the call returns FALSE.
 template <class Call> BOOL each_named(const ResourceTree& tree, uint32_t directory, Call call)
 {
     const uint32_t count = tree.entry_count(directory);

@@ -1,9 +1,9 @@
 // Adding, replacing and removing resources of a module file.
 //
-// From Begin to End the file is open with nobody else let in, so updates of one file come one after
-// the other. End writes the new content to a new file that takes its place: the file is replaced
-// whole or stays as it was. Links to the file go on naming the old content only if they are hard
-// links; a symbolic link is followed.
+// From Begin to End the file is open without any sharing, so updates of one file run one after the
+// other. End writes the new content to a new file and then replaces the old one: the file is
+// replaced whole or stays as it was. Other hard links to the file keep the old content; a symbolic
+// link is followed.
 #include <algorithm>
 #include <map>
 #include <mutex>
@@ -34,9 +34,9 @@ using namespace platform;
 namespace
 {
 
-// Reads what a rewriting looks at beside the headers and resources: the room behind the headers,
-// and the debug directory, which points into the file. The rest is copied unseen. 0 or a system
-// error.
+// Reads the other parts that a rewrite needs beside the headers and resources: the room after the
+// headers, and the debug directory, which points into the file. The rest is copied unread. 0 or a
+// system error.
 DWORD read_tables(const pe::Image& image, PrivateImage& file)
 {
     if (const DWORD error =
@@ -56,8 +56,8 @@ DWORD read_tables(const pe::Image& image, PrivateImage& file)
     return 0;
 }
 
-// What the new file takes over from the old one beside the content. Who may not give a file away
-// becomes its owner.
+// Copies the old file's properties to the new one. A user who may not give the file to its old
+// owner becomes its owner.
 int copy_properties(int from, int to)
 {
     struct stat found;
@@ -69,7 +69,7 @@ int copy_properties(int from, int to)
         return errno;
     FILETIME creation;
     if (sys::fgetxattr(from, creation_attribute, &creation, sizeof creation) == sizeof creation)
-        sys::fsetxattr(to, creation_attribute, &creation, sizeof creation, 0); // or goes without
+        sys::fsetxattr(to, creation_attribute, &creation, sizeof creation, 0); // or without it
     return 0;
 }
 
@@ -95,7 +95,7 @@ public:
         : Object(object_kind), m_delete_existing(delete_existing)
     {
     }
-    // False, and the last error.
+    // False, with the last error.
     bool open(LPCWSTR path)
     {
         const NativePath native(path);
@@ -105,7 +105,7 @@ public:
         if (!sys::realpath(native.c_str(), real))
             return native.fail(errno);
         m_path = real;
-        // Between the opening and the claim another update may have put a new file in the place.
+        // Between the opening and the claim another update may have replaced the file.
         int attempts = 0;
         const DWORD error = open_claimed(
             m_file, [&] { return sys::open(real, O_RDWR | O_NOCTTY | O_NONBLOCK); },
@@ -120,7 +120,7 @@ public:
         return !error || fail_with(error);
     }
 
-    // No bytes: the resource is removed.
+    // Without bytes the resource is removed.
     BOOL change(pe::ResourceAddress address, std::optional<std::vector<uint8_t>> bytes)
     {
         const std::lock_guard guard(m_lock);
@@ -154,7 +154,7 @@ public:
     }
 
 private:
-    // What the opened file has to pass. 0 or a system error.
+    // Checks the opened file. 0 or a system error.
     DWORD admit()
     {
         struct stat found;
@@ -185,7 +185,8 @@ private:
                is_same_file(opened, named);
     }
 
-    // Callers' types and names are in capitals; those of the file may not be, and keep their form.
+    // Callers' types and names are in capitals; those in the file may not be, and are then used in
+    // their form.
     static pe::ResourceAddress as_in(const pe::ResourceSet& set, pe::ResourceAddress address)
     {
         const auto type =
@@ -217,8 +218,9 @@ private:
     static constexpr int most_attempts = 16;
     const bool m_delete_existing;
     ClaimedFile m_file;
-    std::string m_path; // without symbolic links
-    // Guards m_changes, of all updates, so that a fork finds it; no other lock is taken under it.
+    std::string m_path; // with symbolic links resolved
+    // Guards m_changes of all updates: one lock for all, so that a fork can take it. No other lock
+    // is taken while it is held.
     static inline std::mutex m_lock;
     friend std::mutex& updates_lock();
     std::map<pe::ResourceAddress, std::optional<std::vector<uint8_t>>> m_changes;

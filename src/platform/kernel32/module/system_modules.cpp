@@ -1,5 +1,5 @@
-// The handle of one of them is the address of its table and is good for the whole process: there is
-// nothing to load or to free.
+// The handle of a system module is the address of its table, valid as long as the process: nothing
+// has to be loaded or freed.
 #include "system_modules.h"
 
 #include <cstring>

@@ -1,6 +1,5 @@
-// The system's modules that programs look functions up in by name, though the stand-in has their
-// functions linked in: each is a table of names. The table of a module stands in the folder of that
-// module, in by_name.cpp.
+// The system's modules whose functions programs look up by name, although the stand-in has them
+// linked in: each is a table of names. A module's table is in that module's folder, in by_name.cpp.
 #pragma once
 
 #include <span>
@@ -32,13 +31,13 @@ const SystemModule& advapi32_module();
 const SystemModule& user32_module();
 
 // The handle of the module with this name, without regard to case; ".dll" may be left out. Null for
-// another name, and for any name with a path in it.
+// another name, and for a name with a path.
 HMODULE find_system_module(LPCWSTR name);
 
-// The module that a handle stands for, or null.
+// The module of a handle, or null.
 const SystemModule* system_module(HMODULE module);
 
-// The handle that stands for the program itself.
+// The handle of the program itself.
 HMODULE program_module();
 
 } // namespace platform

@@ -1,4 +1,4 @@
-// Events, unnamed in the memory of the process and named in shared memory.
+// Events, unnamed in the memory of the process or named in shared memory.
 #include <new>
 
 #include "event_state.h"
@@ -34,7 +34,7 @@ public:
         m_state->manual_reset.store(manual_reset, std::memory_order_relaxed);
         m_state->signalled.store(initial, std::memory_order_relaxed);
     }
-    // In shared memory, under a name that lives or is made. Each gives 0 or a system error.
+    // In shared memory, under a name that exists or is made. Each returns 0 or a system error.
     DWORD create(const char* name, bool manual_reset, bool initial)
     {
         return m_state.create(name, EventState::image(manual_reset, initial));

@@ -14,12 +14,12 @@ namespace platform
 namespace
 {
 
-// A wait looks at the word for so long before it goes to the kernel: about as long as being woken
-// takes, 5 to 35 us on the machines measured, so that an idle waiter at most doubles its cost. A
-// partner on another processor answers in one or two. Texts from one process to a capture object
-// (channel/1 writer of the benchmarks) took 28 to 39 us each with 2 us of looking, 9 with 6, 3 to 6
-// with 10, and 1.2 with 20. It is a time and not a number of looks, as one of them takes ten times
-// as long on some processors as on others.
+// How long a wait reads the word before it sleeps in the kernel: about as long as a wake-up takes,
+// 5 to 35 us on the machines measured, so that an idle waiter at most doubles its cost. A partner
+// on another processor answers in one or two. Texts from one process to a capture object (channel/1
+// writer of the benchmarks) took 28 to 39 us each when it read for 2 us, 9 with 6, 3 to 6 with 10,
+// and 1.2 with 20. The limit is a time and not a number of reads, as one read takes ten times as
+// long on some processors as on others.
 constexpr int64_t spin_time = 20'000; // ns
 constexpr int looks_between_clocks = 64;
 
@@ -38,7 +38,7 @@ bool futex_wait(void* word, uint32_t value, int64_t deadline, bool shared)
         until.tv_sec = deadline / 1'000'000'000;
         until.tv_nsec = deadline % 1'000'000'000;
     }
-    // The bitset form takes an absolute moment on the monotonic clock.
+    // The bitset form takes an absolute time on the monotonic clock.
     const int operation = FUTEX_WAIT_BITSET | (shared ? 0 : FUTEX_PRIVATE_FLAG);
     return sys::futex(word, operation, value, deadline >= 0 ? &until : nullptr) == 0 ||
            errno != ETIMEDOUT;
@@ -52,8 +52,8 @@ void futex_wake(void* word, int count, bool shared)
 
 void EventState::set(bool shared)
 {
-    // A waiter counts itself before it looks at the word, and the word is set before the count is
-    // looked at: one of the two sees the other.
+    // A waiter counts itself before it reads the word, and the word is set before the count is
+    // read: one of the two sees the other.
     signalled.store(1, std::memory_order_seq_cst);
     if (waiters.load(std::memory_order_seq_cst) != 0)
         futex_wake(&signalled, manual_reset.load(std::memory_order_relaxed) ? INT_MAX : 1, shared);

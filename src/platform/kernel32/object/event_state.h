@@ -12,13 +12,13 @@ namespace platform
 
 struct EventState
 {
-    // The futex word: 0 or 1, or what a taker has left in it. Only 1 is a signal; whatever else
-    // stands there, also from a stranger, is waited on until it changes.
+    // The futex word: 0 or 1, or the value that a taker has left in it. Only 1 is a signal; any
+    // other value, also from a foreign program, is waited on until it changes.
     std::atomic<uint32_t> signalled;
     std::atomic<uint32_t> waiters; // an upper bound: a waiter that was killed stays counted
     std::atomic<uint32_t> manual_reset;
 
-    // What a fresh event has in its words.
+    // The words of a new event.
     static constexpr std::array<uint32_t, 3> image(bool manual_reset, bool initial)
     {
         return {initial, 0, manual_reset};
@@ -27,25 +27,26 @@ struct EventState
     // Signals; wakes one waiter, or all of a manual-reset event.
     void set(bool shared);
     void reset() { signalled.store(0, std::memory_order_seq_cst); }
-    // Takes the signal if it is there, and leaves the value. A manual-reset event keeps its signal.
+    // Takes the signal if there is one, and leaves the value. A manual-reset event keeps its
+    // signal.
     bool try_take(uint32_t leave = 0);
-    // Ends what try_take with that value began: the signal is gone, or is there again. Neither
-    // undoes what others have done to the event meanwhile.
+    // End what try_take with that value began: keep consumes the signal, give_back signals again.
+    // Neither undoes changes that others made to the event meanwhile.
     void keep(uint32_t left);
     void give_back(uint32_t left, bool shared);
     // Waits until the signal is taken: WAIT_OBJECT_0 or WAIT_TIMEOUT.
     DWORD wait(DWORD milliseconds, bool shared);
-    // The same up to a moment on the monotonic clock, in nanoseconds; negative: for ever.
+    // The same until a time on the monotonic clock, in nanoseconds; negative: for ever.
     DWORD wait_until(int64_t deadline, bool shared, uint32_t leave = 0);
 };
 
 static_assert(sizeof(EventState) == 12 && std::atomic<uint32_t>::is_always_lock_free);
 
-// The moment at which a wait of so many milliseconds ends; -1 for INFINITE.
+// The time at which a wait of so many milliseconds ends; -1 for INFINITE.
 int64_t deadline_after(DWORD milliseconds);
 
-// Waits on a word of 32 bits while it has the value, up to the deadline (-1: none). False when it
-// has passed.
+// Waits on a word of 32 bits while it has the value, until the deadline (-1: none). False when the
+// deadline has passed.
 bool futex_wait(void* word, uint32_t value, int64_t deadline, bool shared);
 void futex_wake(void* word, int count, bool shared);
 

@@ -1,10 +1,10 @@
 // The table of kernel handles.
 //
 // A slot's word holds its generation (high 32 bits), whether it is live and closed, and how many
-// pins it has. All changes of a slot are changes of that one word, so that a look-up is a load and
-// a compare-and-exchange. The object is destroyed by whoever brings a closed slot to no pins: the
-// closer if there are none, otherwise the last unpin. A slot that is free again has the next
-// generation, so that old handles no longer match.
+// pins it has. Every change of a slot is one change of that word, so that a look-up is a load and a
+// compare-and-exchange. An object is destroyed when its slot is closed and has no pins: by the
+// closer if there are none, otherwise by the last unpin. A freed slot has the next generation, so
+// that old handles no longer match.
 #include "handle_table.h"
 
 #include <atomic>
@@ -37,14 +37,14 @@ constexpr uint64_t generation_mask = 0x3FFFFFFF;
 struct Slot
 {
     std::atomic<uint64_t> word{0};
-    Object* object = nullptr; // published by the word
+    Object* object = nullptr; // visible to others once the word is set
     unsigned next_free = 0;   // the index of the next free slot, plus 1; 0: the last
 };
 
 std::atomic<Slot*> g_chunks[chunk_count];
 
-// The free slots, which name each other: closing a handle needs no memory. The lock is taken only
-// to open and to close.
+// The free slots, in a list through the slots themselves: closing a handle needs no memory. The
+// lock is taken only to open and to close.
 struct FreeList
 {
     std::mutex lock;
@@ -114,7 +114,7 @@ bool is_open(uint64_t word, uint64_t generation)
     return (word & (live_bit | closed_bit)) == live_bit && generation_of(word) == generation;
 }
 
-// The slot is closed and has no pins: nobody else can reach it.
+// The slot is closed and has no pins: no other thread can reach it.
 DWORD destroy(unsigned index, Slot& slot)
 {
     Object* const object = slot.object;
@@ -130,8 +130,9 @@ DWORD destroy(unsigned index, Slot& slot)
     return result;
 }
 
-// In a child: calls of other threads are not under way there, and hold nothing. Without this, what
-// the child closes would stay open, and its parent's named objects would live as long as it.
+// For a forked child: calls of other threads don't run there, so their pins hold nothing. Without
+// this, an object that the child closes would stay open, and its parent's named objects would live
+// as long as the child.
 void drop_pins()
 {
     const unsigned count = free_list().used_chunks * chunk_size;
@@ -220,7 +221,7 @@ bool close_handle(HANDLE handle)
     } while (!slot.word.compare_exchange_weak(word, word | closed_bit, std::memory_order_acq_rel,
                                               std::memory_order_acquire));
     if ((word & pin_mask) != 0)
-        return true; // the last pin takes it along
+        return true; // the last unpin destroys the object
     const DWORD error = destroy(index, slot);
     return error == 0 ? true : fail_with(error);
 }
@@ -270,7 +271,7 @@ void PinBase::release()
     Slot& slot = slot_at(m_index);
     const uint64_t before = slot.word.fetch_sub(1, std::memory_order_acq_rel);
     if ((before & pin_mask) == 0) [[unlikely]]
-        slot.word.fetch_add(1, std::memory_order_acq_rel); // the call forked: drop_pins took it
+        slot.word.fetch_add(1, std::memory_order_acq_rel); // after a fork: drop_pins unpinned it
     else if ((before & closed_bit) != 0 && (before & pin_mask) == 1)
         destroy(m_index, slot);
 }

@@ -1,9 +1,9 @@
 // One process-wide table of kernel handles.
 //
-// A HANDLE names a slot by index and generation, so that a stale or foreign handle is told apart
-// from a living one and gives ERROR_INVALID_HANDLE. Looking a handle up takes no lock: a pin counts
-// itself into the slot's word, and an object that is closed while pinned goes with its last pin.
-// HANDLE values are never null, never INVALID_HANDLE_VALUE.
+// A HANDLE names a slot by index and generation, so that a stale or foreign handle is recognised
+// and returns ERROR_INVALID_HANDLE. Looking a handle up takes no lock: a pin counts itself into the
+// slot's word, and an object that is closed while pinned is destroyed at the last unpin. HANDLE
+// values are never null, never INVALID_HANDLE_VALUE.
 #pragma once
 
 #include "windef.h"
@@ -26,15 +26,15 @@ enum class ObjectKind : unsigned char
     socket,
 };
 
-// The others have a call of their own, and are no handles to CloseHandle.
+// The other kinds are closed by a call of their own; CloseHandle refuses them.
 constexpr bool is_closed_by_close_handle(ObjectKind kind)
 {
     return kind != ObjectKind::search && kind != ObjectKind::event_source &&
            kind != ObjectKind::resource_update;
 }
 
-// What a handle stands for. Owned by the table from insert() on; the destructor releases what the
-// object holds, on the thread that closes it or drops its last pin.
+// The object of a handle. Owned by the table from insert() on; the destructor releases what the
+// object holds, on the thread that closes it or removes its last pin.
 class Object
 {
 public:
@@ -43,13 +43,14 @@ public:
     Object& operator=(const Object&) = delete;
     virtual ~Object() = default;
     ObjectKind kind() const { return m_kind; }
-    // Releases what can fail in a way that CloseHandle reports; called once, by CloseHandle, with
-    // no pin left or by the last pin (then the result is lost). A system error, or 0.
+    // Releases resources whose release may fail with an error that CloseHandle reports. Called
+    // once, with no pin left: by CloseHandle, or by the last unpin, where the result is lost. A
+    // system error, or 0.
     virtual DWORD close() { return 0; }
     // Waits until the object is signalled and takes the signal: WAIT_OBJECT_0, WAIT_TIMEOUT or
     // WAIT_FAILED with the last error set.
     virtual DWORD wait(DWORD milliseconds);
-    // For a wait that has other objects beside this one; null if the object is never signalled.
+    // For a wait on several objects; null if the object is never signalled.
     virtual Waitable* waitable() { return nullptr; }
 
 private:
@@ -63,28 +64,29 @@ HANDLE insert_handle(Object* object);
 // How many handles are open, for tests.
 unsigned handles_in_use();
 
-// The process and the thread themselves, which need no handle: closing these does nothing, and a
-// wait for them only ends by its time-out.
+// The handles of the current process and thread, which are in no table: closing them does nothing,
+// and a wait for them only ends by its time-out.
 inline bool is_pseudo_handle(HANDLE handle)
 {
     const auto value = reinterpret_cast<LONG_PTR>(handle);
     return value == -1 || value == -2;
 }
 
-// Removes the handle; the object is closed and deleted, at once or with its last pin. False with
-// ERROR_INVALID_HANDLE, or with what Object::close reported.
+// Removes the handle; the object is closed and deleted, at once or at its last unpin. False with
+// ERROR_INVALID_HANDLE, or with the error that Object::close reported.
 bool close_handle(HANDLE handle);
 
 // As close_handle, but only for an object of this kind (FindClose on a file handle must fail).
 bool close_handle(HANDLE handle, ObjectKind kind);
 
-// Holds an object alive while a call uses it.
+// Keeps an object alive while a call uses it.
 class PinBase
 {
 public:
     PinBase(const PinBase&) = delete;
     PinBase& operator=(const PinBase&) = delete;
-    // Lets go before the end; also in place of a thread that was ended while it held the pin.
+    // Unpins before the end of the scope; also called for a thread that was ended while it held the
+    // pin.
     void release();
 
 protected:

@@ -20,7 +20,7 @@ namespace
 
 constexpr off_t holder_byte = off_t{1} << 62; // beyond any content
 constexpr size_t longest_name = 260;          // characters
-constexpr size_t longest_file_name = 200;     // bytes; a longer one ends in a hash
+constexpr size_t longest_file_name = 200;     // bytes; a longer name is cut and ends in a hash
 constexpr size_t reserved_at_once = 1u << 20; // bytes
 
 constinit const ObjectWatcher* g_watcher = nullptr; // set before any object is made
@@ -41,7 +41,7 @@ bool mark_as_held(int fd)
     return sys::fcntl_lock(fd, F_OFD_SETLK, &range) == 0;
 }
 
-// Without the prefixes that name a session's objects: here all belong to the user.
+// Removes the prefixes that name a session's objects: here all belong to the user.
 std::string_view plain_name(std::string_view name)
 {
     for (const std::string_view prefix : {"Local\\", "Global\\"})
@@ -58,7 +58,7 @@ size_t characters(std::string_view utf8)
     return count;
 }
 
-// Any text as a file name: what isn't a plain letter, digit, '_' or '-' becomes %XX.
+// Any text as a file name: a character other than a plain letter, digit, '_' or '-' becomes %XX.
 std::string file_name(std::string_view name)
 {
     std::string encoded;
@@ -82,7 +82,7 @@ std::string file_name(std::string_view name)
     return encoded;
 }
 
-// 0 if nobody holds an object of another kind under the name.
+// 0 if no process holds an object of another kind under the name.
 DWORD refuse_other_kinds(NamedKind kind, const char* name)
 {
     for (const NamedKind other : {NamedKind::event, NamedKind::mapping, NamedKind::semaphore})
@@ -164,7 +164,7 @@ SharedGate::SharedGate(bool wanted) : m_fd(-1)
     }
     catch (const std::exception& exception)
     {
-        failed_by(exception, FALSE); // without memory nothing is done that needs the gate
+        failed_by(exception, FALSE); // without memory, work that needs the gate isn't done
     }
 }
 
@@ -172,7 +172,7 @@ void SharedGate::take()
 {
     const std::string path = shared_folder() + "/gate";
     m_fd = open_own(path, true);
-    // A session manager may have cleared the user's shared memory away at a logout.
+    // A session manager may have removed the user's shared memory at a logout.
     if (m_fd < 0 && errno == ENOENT && sys::mkdir(shared_folder().c_str(), 0700) == 0)
         m_fd = open_own(path, true);
     const int error = m_fd < 0 ? 0 : lock_within(gate_patience, m_fd, holder_byte, 1);
@@ -210,7 +210,7 @@ DWORD NamedObject::join(NamedKind kind, const char* name, const Content* content
     const std::string_view plain = plain_name(name);
     if (characters(plain) > longest_name)
         return ERROR_FILENAME_EXCED_RANGE;
-    if (plain.find('\\') != std::string_view::npos) // a folder of objects, of which there is none
+    if (plain.find('\\') != std::string_view::npos) // a folder of objects, and there are none
         return ERROR_PATH_NOT_FOUND;
     m_watcher = g_watcher && g_watcher->watches(kind, plain) ? g_watcher : nullptr;
     if (m_watcher)
@@ -250,7 +250,7 @@ DWORD NamedObject::join_under_gate(NamedKind kind, const char* name, const Conte
     if (!content)
         return ERROR_FILE_NOT_FOUND;
 
-    // What is there now is what a dead holder left, or a stranger's.
+    // An existing file was left by a dead holder or by a foreign program.
     if (sys::unlink(m_path.c_str()) != 0 && errno != ENOENT && sys::rmdir(m_path.c_str()) != 0)
         return system_error(errno);
     fd = sys::open(m_path.c_str(), O_RDWR | O_NOFOLLOW | O_CREAT | O_EXCL, 0600);
@@ -273,7 +273,7 @@ DWORD NamedObject::join_under_gate(NamedKind kind, const char* name, const Conte
     return error;
 }
 
-// Becomes a holder of the file, which is closed if that fails. Needs the gate.
+// Becomes a holder of the file, which is closed on failure. Needs the gate.
 DWORD NamedObject::hold(int fd)
 {
     struct stat found;
@@ -289,7 +289,7 @@ DWORD NamedObject::hold(int fd)
     return 0;
 }
 
-// The file may have been removed by hand, and another object have come under its name.
+// The file may have been removed by hand, and another object may have its name now.
 bool NamedObject::is_still_named() const
 {
     struct stat there;
@@ -300,10 +300,10 @@ void NamedObject::close()
 {
     if (!m_file.taken())
         return;
-    // What a forked child has is its parent's hold: letting it go ends nothing.
+    // A forked child shares its parent's hold: when the child releases it, nothing ends.
     const bool is_own = m_forks == fork_count();
     const SharedGate gate(is_own);
-    // The last holder takes the file along.
+    // The last holder removes the file.
     const int fd = m_file.checked_number();
     if (is_own && fd >= 0 && gate.ok() && held(fd) == Held::no && is_still_named())
     {

@@ -1,4 +1,4 @@
-// A few words of state, in the memory of the process or under a name between processes.
+// A few words of state, in the memory of the process or shared between processes by name.
 #pragma once
 
 #include <string_view>
@@ -10,8 +10,8 @@
 namespace platform
 {
 
-// State: a plain structure of futex words. Until create or open succeeds it is the process's own,
-// all zeroes.
+// State: a plain structure of futex words. Until create or open succeeds it is private to the
+// process, all zeroes.
 template <class State> class NamedState
 {
 public:
@@ -28,7 +28,7 @@ public:
     bool is_shared() const { return m_state != &m_own; }
     bool existed() const { return m_named.existed(); }
 
-    // Each returns 0 or a system error. image: what a new object has in its words.
+    // Each returns 0 or a system error. image: the words of a new object.
     template <class Image> DWORD create(const char* name, const Image& image)
     {
         static_assert(sizeof image == sizeof(State));

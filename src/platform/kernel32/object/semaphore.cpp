@@ -1,8 +1,7 @@
-// Semaphores, unnamed in the memory of the process and named in shared memory.
+// Semaphores, unnamed in the memory of the process or named in shared memory.
 //
-// The count of a named one may have been written by a stranger: a count above the maximum means
-// that there is none, and the next release puts it right. The maximum is looked at once, by each
-// handle for itself.
+// A foreign program may have written the count of a named one: a count above the maximum counts as
+// 0, and the next release corrects it. Each handle reads the maximum once.
 #include <array>
 #include <new>
 
@@ -113,7 +112,7 @@ HANDLE refuse(DWORD error)
     return nullptr;
 }
 
-// prepare: makes the semaphore what the caller wants; 0 or a system error.
+// prepare: sets the semaphore up as the caller wants; 0 or a system error.
 template <class Prepare> HANDLE new_semaphore(const char* fault_name, Prepare prepare)
 {
     int error = 0;
@@ -133,7 +132,7 @@ template <class Prepare> HANDLE new_semaphore(const char* fault_name, Prepare pr
     return handle;
 }
 
-// A wide name as UTF-8, for a call.
+// Calls with a wide name converted to UTF-8.
 template <class Call> HANDLE with_narrow(LPCWSTR name, Call call)
 {
     try
@@ -177,7 +176,7 @@ extern "C" HANDLE OpenSemaphoreW(DWORD, BOOL, LPCWSTR name)
                                new_semaphore("OpenSemaphore", [&](SemaphoreObject& joined)
                                              { return joined.open(narrow); });
                            if (handle)
-                               SetLastError(ERROR_SUCCESS); // that it exists is no news
+                               SetLastError(ERROR_SUCCESS); // not ERROR_ALREADY_EXISTS
                            return handle;
                        });
 }

@@ -21,7 +21,7 @@ DWORD refuse(DWORD error)
     return WAIT_FAILED;
 }
 
-// The objects of a wait, which live as long as this.
+// The objects of a wait, held as long as this object.
 class Waited
 {
 public:

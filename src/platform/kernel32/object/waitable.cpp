@@ -1,11 +1,11 @@
 // Waiting for several objects.
 //
-// The thread sleeps on the words of all objects at once. A signal that wakes one sleeper may wake
-// one that doesn't take it: a wait for all that still lacks another object, or a wait for one that
-// finds two signals. Such a thread wakes the next one in its place.
+// The thread sleeps on the words of all objects at once. A signal may wake a sleeper that doesn't
+// take it: a wait for all that still lacks another object, or a wait for one that finds two
+// signals. Such a thread then wakes the next one.
 //
 // A wait for all takes nothing before all objects are signalled. Then it reserves them in turn; if
-// somebody else is faster at one of them, it gives the others back.
+// another thread takes one of them first, it releases the others.
 #include "waitable.h"
 
 #include <algorithm>
@@ -31,8 +31,8 @@ struct Objects
     Waitable* const* end() const { return first + count; }
 };
 
-// Where the kernel can't wait for several words (before 5.16, or a filter forbids it), a thread
-// sleeps on one of them and looks at the others after this time.
+// If the kernel can't wait for several words (before 5.16, or a filter forbids it), a thread sleeps
+// on one of them and checks the others after this time.
 constexpr int64_t longest_sleep_on_one = 1'000'000; // ns
 
 void sleep_on_one(const WaitWord& word, int64_t deadline, bool is_only)
@@ -90,8 +90,8 @@ private:
     bool m_entered = false;
 };
 
-// take: the result of a wait that has what it waits for, else WAIT_TIMEOUT. for_all: one signal
-// alone is no reason to look again.
+// take: returns the result if the wait has what it waits for, else WAIT_TIMEOUT. for_all: a signal
+// of one object alone is no reason to check again.
 template <class Take>
 DWORD wait_until_taken(const Objects& objects, DWORD milliseconds, bool for_all, Take take)
 {
@@ -122,7 +122,7 @@ bool take_all(const Objects& objects, uint32_t token)
     for (Waitable* const each : objects)
         if (each->unsignalled(word))
             return false;
-    const NoTermination no_termination; // else a reserved signal would be lost with the thread
+    const NoTermination no_termination; // else a terminated thread would lose a reserved signal
     size_t reserved = 0;
     while (reserved < objects.count && objects.first[reserved]->reserve(token))
         ++reserved;

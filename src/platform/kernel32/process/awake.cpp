@@ -1,7 +1,7 @@
 // The locks that keep the machine awake, and SetThreadExecutionState.
 //
-// A lock is an open descriptor or a connection, so the end of the process, however it comes, lets
-// go of all.
+// A lock is an open descriptor or a connection, so that all are released when the process ends,
+// however it ends.
 #include "awake.h"
 
 #include <cerrno>
@@ -40,7 +40,7 @@ struct Locks
     std::string reason = default_reason;
 };
 
-constinit OfProcess<Locks> g_locks; // threads end at the very end of the process too
+constinit OfProcess<Locks> g_locks; // kept to the very end of the process: threads end then too
 
 Locks& locks()
 {
@@ -72,7 +72,8 @@ void close_lock(int fd)
         sys::close(fd);
 }
 
-// Brings one lock to what is demanded. Needs the lock. A new one is there before the old one goes.
+// Takes or releases one lock as demanded. Needs the lock. A new one is taken before the old one is
+// released.
 void apply(Inhibition what)
 {
     Lock& mine = locks().each[static_cast<unsigned>(what)];
@@ -127,9 +128,9 @@ private:
 };
 thread_local ThreadState t_state;
 
-// A child has no requirements, and keeps none of its parent's in force: the login manager's locks
-// last until the last copy of their descriptor is closed. Another thread may have been waiting for
-// the bus under the lock.
+// A child has no requirements and releases its copies of its parent's locks: a lock of the login
+// manager lasts until the last copy of its descriptor is closed. Another thread of the parent may
+// have been waiting for the bus under the lock.
 void forget_in_child()
 {
     t_state.forget();
@@ -177,7 +178,7 @@ extern "C" EXECUTION_STATE SetThreadExecutionState(EXECUTION_STATE state)
         return static_cast<EXECUTION_STATE>(fail_with(ERROR_INVALID_PARAMETER));
     try
     {
-        // Without ES_CONTINUOUS it only starts the idle time anew, which nothing here counts.
+        // Without ES_CONTINUOUS it only restarts the idle time, which nothing here counts.
         return (state & ES_CONTINUOUS) ? t_state.set(state) : t_state.get();
     }
     catch (const std::exception& exception)

@@ -1,9 +1,9 @@
-// SetConsoleCtrlHandler: the events of a console out of the signals that a terminal sends.
+// SetConsoleCtrlHandler: makes console events from the signals that a terminal sends.
 //
-// A signal's handler may do next to nothing, so it only counts the event and wakes a thread of
-// ours, which starts another thread for each event: a handler may take its time, and the next event
-// still gets through. The signals are taken with the first handler and given back with the last
-// one. One that the program ignored before (nohup, a job in the background) stays ignored.
+// A signal handler may do very little, so it only counts the event and wakes a thread of ours,
+// which starts another thread for each event: a slow handler doesn't delay the next event. The
+// signals are taken with the first handler and restored after the last one. A signal that the
+// program ignored before (nohup, a job in the background) stays ignored.
 #include <algorithm>
 #include <atomic>
 #include <csignal>
@@ -27,19 +27,19 @@ using namespace platform;
 namespace
 {
 
-constexpr int signals[] = {SIGINT, SIGQUIT}; // by the number of the event
+constexpr int signals[] = {SIGINT, SIGQUIT}; // indexed by the number of the event
 constexpr DWORD event_count = std::size(signals);
 
-// What the signal handler and the waiting thread share.
+// Shared by the signal handler and the waiting thread.
 constinit std::atomic<uint32_t> g_pending[event_count]{};
-constinit std::atomic<uint32_t> g_wake{0};          // futex word, another value after each signal
-constinit std::atomic<bool> g_is_dispatched{false}; // the waiting thread is there
+constinit std::atomic<uint32_t> g_wake{0};          // futex word, changed by each signal
+constinit std::atomic<bool> g_is_dispatched{false}; // the waiting thread runs
 
 struct Disposition
 {
     bool ignored = false;
-    bool taken = false;           // what is in place is ours: the handler below, or SIG_IGN
-    struct sigaction former = {}; // what comes back when nothing is wanted of us any more
+    bool taken = false;           // the current action is ours: the handler below, or SIG_IGN
+    struct sigaction former = {}; // restored when no handler is left
 };
 
 struct Console
@@ -62,7 +62,7 @@ void on_signal(int signal)
     const int error = errno;
     if (!g_is_dispatched)
     {
-        // A forked child that could not be given the thread.
+        // In a forked child where the thread could not be started.
         struct sigaction standard = {};
         standard.sa_handler = SIG_DFL;
         sys::sigaction(signal, &standard);
@@ -84,7 +84,7 @@ void end_by(int signal)
     sigaddset(&set, signal);
     pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
     sys::send_signal(static_cast<pid_t>(GetCurrentThreadId()), signal);
-    ExitProcess(STATUS_CONTROL_C_EXIT); // the system has refused the signal
+    ExitProcess(STATUS_CONTROL_C_EXIT); // reached only if the signal was refused
 }
 
 PHANDLER_ROUTINE handler_at(size_t index)
@@ -103,7 +103,7 @@ size_t handler_count()
 unsigned call_handlers(void* argument)
 {
     const auto event = static_cast<DWORD>(reinterpret_cast<uintptr_t>(argument));
-    // Not a copy of the list: there may be no memory. A handler may be removed meanwhile.
+    // The list is not copied, as there may be no memory. A handler may be removed meanwhile.
     for (size_t i = handler_count(); i > 0; --i)
         if (const PHANDLER_ROUTINE handler = handler_at(i - 1); handler && handler(event))
             return 0;
@@ -132,7 +132,7 @@ void* dispatch(void*)
     }
 }
 
-// 0 or a system error. Needs the lock, or the only thread of a forked child.
+// 0 or a system error. Needs the lock, or to be called by the only thread of a forked child.
 DWORD start_dispatching()
 {
     if (g_is_dispatched)
@@ -144,7 +144,7 @@ DWORD start_dispatching()
     pthread_attr_init(&attributes);
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     pthread_t thread;
-    pthread_sigmask(SIG_SETMASK, &all, &former); // the thread is started without any
+    pthread_sigmask(SIG_SETMASK, &all, &former); // the thread starts with all signals blocked
     const int error = sys::pthread_create(&thread, &attributes, dispatch, nullptr);
     pthread_sigmask(SIG_SETMASK, &former, nullptr);
     pthread_attr_destroy(&attributes);
@@ -152,7 +152,7 @@ DWORD start_dispatching()
     return error == EAGAIN ? ERROR_NO_SYSTEM_RESOURCES : error ? system_error(error) : 0;
 }
 
-// Looks at what the program has done to the signal itself. 0 or a system error.
+// Reads the action that the program has set for the signal. 0 or a system error.
 DWORD learn(Disposition& of, int signal)
 {
     if (of.taken)
@@ -174,7 +174,7 @@ DWORD learn_all(Console& state)
     return 0;
 }
 
-// Gives the signal the action that it should have now. 0 or a system error.
+// Sets the action that the signal should have now. 0 or a system error.
 DWORD apply_to(Disposition& of, int signal, bool has_handlers)
 {
     struct sigaction action = {};
@@ -202,7 +202,7 @@ DWORD apply(Console& state)
     return 0;
 }
 
-// The change, and the way back if the system refuses it. Needs the lock.
+// Makes a change, and undoes it if the system refuses it. Needs the lock.
 template <class Change, class Undo> BOOL change(Change make, Undo undo)
 {
     DWORD error = learn_all(console());
@@ -246,7 +246,7 @@ BOOL remove_handler(PHANDLER_ROUTINE handler)
     return change([&] { handlers.erase(at); }, [&] { handlers.insert(at, handler); });
 }
 
-// The waiting thread stays with the parent.
+// The waiting thread exists only in the parent.
 void go_on_in_child()
 {
     for (std::atomic<uint32_t>& each : g_pending)

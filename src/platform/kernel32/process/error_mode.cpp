@@ -1,4 +1,4 @@
-// The error mode of the process. It has no effect: there are no error dialogs to keep away.
+// The error mode of the process. It has no effect: there are no error dialogs to suppress.
 #include <atomic>
 
 #include "windows.h"

@@ -1,7 +1,7 @@
-// Ending the process in order: what is registered for the exit runs, on the calling thread.
+// Ending the process in order: registered exit functions run, on the calling thread.
 //
-// exit() must run once. A second thread that wants to end the process waits for the end here; what
-// comes here again from within the exit ends it at once.
+// exit() must run once. A second thread that wants to end the process waits here until it has
+// ended; a second call from within the exit ends the process at once.
 #include <atomic>
 #include <cstdlib>
 
@@ -17,7 +17,7 @@ namespace
 
 std::atomic<DWORD> g_exiting_thread{0};
 
-// A fork from within the exit: the child is at it too, on its only thread.
+// For a fork from within the exit: the child then is in the exit too, on its only thread.
 bool g_exit_forks = false;
 void note_exit()
 {

@@ -1,7 +1,7 @@
 // ExpandEnvironmentStringsW.
 //
-// Names of the system's variables have no case. Here they have: a name counts as it is written,
-// else in capitals. A program with more rights than its caller finds no variable at all.
+// The system's variable names ignore case, those here don't: a name is looked up as written, then
+// in capitals. A program with more rights than its caller finds no variable at all.
 #include <new>
 #include <string>
 #include <string_view>
@@ -30,7 +30,8 @@ const char* variable(const std::string& name)
     return environment(capitals.c_str());
 }
 
-// What is no variable stays, with its signs; the second sign may then begin another name.
+// A name that is no variable stays, with its percent signs; the second sign may then begin another
+// name.
 std::string expanded(std::string_view text)
 {
     constexpr auto none = std::string_view::npos;
@@ -59,7 +60,7 @@ extern "C" DWORD ExpandEnvironmentStringsW(LPCWSTR text, LPWSTR buffer, DWORD si
     {
         const std::string result = expanded(to_utf8(text));
         const DWORD count = copy_to_caller(result, buffer, size);
-        return count < size ? count + 1 : count; // the terminator counts either way
+        return count < size ? count + 1 : count; // the terminator counts in both cases
     }
     catch (const std::exception& exception)
     {

@@ -1,4 +1,4 @@
-// What the system is, local memory, and the like.
+// Information about the system, local memory, and the like.
 #include <cstdlib>
 
 #include <unistd.h>
@@ -35,7 +35,7 @@ extern "C" BOOL GetVersionExW(LPOSVERSIONINFOW info)
         return fail_with(ERROR_INSUFFICIENT_BUFFER);
     *info = {};
     info->dwOSVersionInfoSize = sizeof *info;
-    info->dwMajorVersion = 10; // what this interface is modelled on
+    info->dwMajorVersion = 10; // the version that this interface is modelled on
     info->dwMinorVersion = 0;
     info->dwBuildNumber = 19045;
     info->dwPlatformId = VER_PLATFORM_WIN32_NT;
@@ -65,13 +65,13 @@ extern "C" DWORD GetCurrentProcessId(void)
     return static_cast<DWORD>(getpid());
 }
 
-// Stands for the calling process in the calls that take one.
+// A pseudo handle of the calling process, for calls that take a process handle.
 extern "C" HANDLE GetCurrentProcess(void)
 {
     return reinterpret_cast<HANDLE>(LONG_PTR{-1});
 }
 
-// Threads never announce themselves to modules here.
+// Modules are never informed of threads here.
 extern "C" BOOL DisableThreadLibraryCalls(HMODULE)
 {
     return TRUE;

@@ -1,7 +1,8 @@
-// Under ThreadSanitizer the way is another one. It keeps a signal back until the thread calls
-// something that it watches, which a thread in a futex wait or in a loop never does. So the handler
-// is installed past it. What it must not do is end a thread within the sanitizer's own code, whose
-// locks the rest of the process goes on to take: there the signal comes in vain, and is sent anew.
+// Under ThreadSanitizer the signal needs another path. The sanitizer delays a signal until the
+// thread calls a function that it watches, which a thread in a futex wait or in a loop never does.
+// So the handler is installed by a call that the sanitizer doesn't intercept. The handler must not
+// end a thread within the sanitizer's own code, whose locks the rest of the process still needs:
+// there it ignores the signal, which is sent again.
 #include "termination_signal.h"
 
 #include <csignal>
@@ -30,7 +31,7 @@ namespace
 {
 
 void (*g_handler)(int) = nullptr;
-// The code of the sanitizer.
+// The addresses of the sanitizer's code.
 uintptr_t g_begin = 0;
 uintptr_t g_end = 0;
 
@@ -50,7 +51,7 @@ int find_sanitizer(dl_phdr_info* module, size_t, void*)
     return 0;
 }
 
-// Not watched itself: it may have come in the middle of the sanitizer's work.
+// Not instrumented: the signal may interrupt the sanitizer's own work.
 __attribute__((no_sanitize("thread"))) void on_signal(int signal, siginfo_t*, void* context)
 {
     const auto& registers = static_cast<const ucontext_t*>(context)->uc_mcontext;

@@ -1,7 +1,8 @@
-// Critical sections: recursive locks on a futex word, without a system call while nobody waits.
+// Critical sections: recursive locks on a futex word, without a system call while no thread waits.
 //
-// LockCount is 0 when free, 1 when taken, 2 when taken and somebody may wait. Owner and recursion
-// count are written by the owner alone; others read the owner only to learn that it isn't them.
+// LockCount is 0 when free, 1 when taken, 2 when taken and a thread may wait. Owner and recursion
+// count are written by the owner alone; other threads read the owner only to learn that they aren't
+// it.
 #include <atomic>
 
 #include "kernel32/object/event_state.h"

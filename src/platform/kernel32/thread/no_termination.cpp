@@ -22,7 +22,7 @@ __attribute__((tls_model("initial-exec"))) thread_local volatile sig_atomic_t t_
 void on_terminate(int)
 {
     ThreadState* const state = t_state;
-    // A thread that has taken over the number of one that ended is not meant.
+    // If the thread for which the signal was meant has ended, another one may have got its number.
     if (!state || !state->terminating.load())
         return;
     if (t_guards > 0) // the outermost guard ends the thread

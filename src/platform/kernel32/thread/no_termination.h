@@ -6,8 +6,8 @@
 namespace platform
 {
 
-// While one lives on a thread, TerminateThread of that thread waits. For short work on tables that
-// the rest of the process goes on to use.
+// While one exists on a thread, TerminateThread of that thread waits. For short work on tables that
+// the rest of the process still needs.
 class NoTermination
 {
 public:
@@ -17,19 +17,20 @@ public:
     ~NoTermination();
 };
 
-// A lock that a terminated thread can't leave held.
+// A lock that stays usable when threads are terminated: a holder is terminated only after it has
+// released the lock.
 template <class Mutex> class Uninterrupted
 {
 public:
     explicit Uninterrupted(Mutex& mutex) : m_guard(mutex) {}
 
 private:
-    const NoTermination m_no_termination; // before the lock is taken, until after it is given back
+    const NoTermination m_no_termination; // before the lock is taken, until after its release
     const std::lock_guard<Mutex> m_guard;
 };
 
-// The handler of the signal that TerminateThread sends: ends the calling thread if it is meant, or
-// leaves that to its outermost guard.
+// The handler of the signal that TerminateThread sends: ends the calling thread if the signal is
+// meant for it, or leaves that to its outermost guard.
 void on_terminate(int);
 
 } // namespace platform

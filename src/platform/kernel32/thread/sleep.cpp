@@ -1,4 +1,4 @@
-// Sleeping, and the clock that differences are taken on.
+// Sleeping, and the clock used to measure intervals.
 #include "kernel32/object/event_state.h"
 #include "system/calls.h"
 #include "system/clock.h"

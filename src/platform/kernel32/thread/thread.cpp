@@ -1,12 +1,12 @@
 // Threads.
 //
-// A thread's state is shared by the thread and its handle, whichever lives longer; both ends know
-// it by the futex word that says whether the thread has ended. Threads are detached: nobody joins.
+// A thread's state is shared by the thread and its handle, and lives as long as either; the futex
+// word in it shows both whether the thread has ended. Threads are detached and never joined.
 //
 // TerminateThread must end a thread wherever it is, also in a loop that calls nothing. Cancelling
 // would unwind its stack through code that may not be unwound, so it is sent a signal, whose
-// handler marks the thread as ended and leaves it by the bare system call. What the thread held
-// stays held, as on the system.
+// handler marks the thread as ended and ends it by the bare system call. Locks and memory that the
+// thread held stay held, as on the system.
 #include "thread.h"
 
 #include <algorithm>
@@ -52,7 +52,7 @@ __attribute__((tls_model("initial-exec"))) thread_local pid_t t_id = 0;
 
 constinit std::atomic<void (*)(DWORD)> g_cleaner{nullptr};
 
-// The thread that goes on in a forked child is another one to the system, with the same state.
+// In a forked child the forking thread continues with another id, but the same state.
 void go_on_in_child()
 {
     t_id = 0;
@@ -97,8 +97,8 @@ private:
     const StatePointer m_state;
 };
 
-// Signals the handle when the thread leaves, also by pthread_exit. As on the system it needs the
-// loader's lock for that, unless it terminates itself.
+// Signals the handle when the thread ends, also by pthread_exit. As on the system this needs the
+// loader's lock, unless the thread terminates itself.
 struct Ending
 {
     ThreadState& state;
@@ -106,7 +106,7 @@ struct Ending
     {
         if (!state.terminates_itself)
             await_loader_lock();
-        t_state = nullptr; // from here on a termination comes too late
+        t_state = nullptr; // from here on it can't be terminated any more
         state.end(state.result);
     }
 };
@@ -115,19 +115,19 @@ void* run_thread(void* argument)
 {
     const std::unique_ptr<Launch> launch(static_cast<Launch*>(argument));
     const StatePointer state = launch->state;
-    // A creator that had all signals blocked has passed that on.
+    // The signals that the creator had blocked are blocked in its thread too.
     allow_termination_signal();
     t_state = state.get();
     const Ending ending{*state};
     state->id = GetCurrentThreadId();
     futex_wake(&state->id, INT32_MAX, false);
-    await_loader_lock(); // on the system the modules are told of the thread, under that lock
+    await_loader_lock(); // on the system the modules are informed of the thread, under that lock
     state->result = launch->start(launch->argument);
     return nullptr;
 }
 
-// The C library loads its unwinder at the first pthread_exit, or here. A thread that ends while
-// another one is in the loader must find it.
+// The C library loads its unwinder at the first pthread_exit, or here. It must be loaded before a
+// thread ends while another one is in the loader.
 void load_unwinder()
 {
     static constinit std::atomic<bool> s_loaded{false}; // doing it twice does no harm
@@ -140,7 +140,7 @@ void load_unwinder()
 // 0 or a system error.
 DWORD launch_thread(ThreadStart start, void* argument, size_t stack_size, const StatePointer& state)
 {
-    // Nothing is thrown: the caller has a handle to give back.
+    // Doesn't throw: the caller still has to close a handle.
     std::unique_ptr<Launch> launch(new (std::nothrow) Launch{state, start, argument});
     if (!launch)
         return ERROR_NOT_ENOUGH_MEMORY;
@@ -149,7 +149,7 @@ DWORD launch_thread(ThreadStart start, void* argument, size_t stack_size, const 
     pthread_attr_init(&attributes);
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     pthread_t thread;
-    constexpr size_t least_stack = 1u << 20; // what a thread of the system may count on
+    constexpr size_t least_stack = 1u << 20; // the least that a thread of the system has
     if (stack_size != 0)
         pthread_attr_setstacksize(&attributes, std::max(stack_size, least_stack));
     const int error = sys::pthread_create(&thread, &attributes, run_thread, launch.get());
@@ -175,8 +175,8 @@ int nice_of(int priority)
     return 19;
 }
 
-// As far as the system allows: raising a priority takes a privilege, and going without it must not
-// keep a listener from listening.
+// As far as the system allows: raising a priority takes a privilege, and a listener without it must
+// still work.
 void apply_priority(pid_t id, int priority)
 {
     sched_param parameters = {};
@@ -196,8 +196,8 @@ bool can_terminate()
     return s_installed;
 }
 
-// Ends the thread, and what it held in a wait is let go. A thread that blocks all signals ends when
-// it lets them in again.
+// Ends the thread, and unpins what it held in a wait. A thread that blocks all signals ends when it
+// unblocks them.
 BOOL terminate(ThreadState& state, DWORD exit_code)
 {
     constexpr DWORD long_enough = 1000; // ms; a signal takes microseconds
@@ -222,7 +222,7 @@ BOOL terminate(ThreadState& state, DWORD exit_code)
         futex_wait(&state.ended, 0, std::min(again, deadline), false);
     }
     if (const WaitingPin* const pin = state.waits_with.exchange(nullptr))
-        pin->release(); // its stack stays: nobody else gives it back
+        pin->release(); // its stack stays, but no other code would unpin
     if (void (*const clean)(DWORD) = g_cleaner)
         clean(state.id);
     return TRUE;

@@ -1,4 +1,4 @@
-// The context of the calling thread: where the caller of GetThreadContext goes on.
+// The context of the calling thread: where the caller of GetThreadContext continues.
 #include "kernel32/module/call_frames.h"
 #include "system/faults.h"
 #include "system/last_error.h"
@@ -17,13 +17,13 @@ extern "C" BOOL GetThreadContext(HANDLE thread, LPCONTEXT context)
     CallFrame frames[2]; // the caller, and its own caller
     if (collect_frames(frames, 2,
                        [caller](const CallFrame& frame) { return frame.address == caller; }) == 0)
-        return fail_with(ERROR_NOT_SUPPORTED); // built without unwind tables
+        return fail_with(ERROR_NOT_SUPPORTED); // the code has no unwind tables
     const DWORD flags = context->ContextFlags;
     *context = {};
     context->ContextFlags = flags;
     context->Rip = frames[0].address;
     context->Rsp = frames[0].stack;
-    // Where a frame pointer points: below the return address.
+    // The value of a frame pointer: the address below the return address.
     context->Rbp = frames[1].stack ? frames[1].stack - 2 * sizeof(void*) : 0;
     return TRUE;
 }

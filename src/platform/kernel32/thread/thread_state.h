@@ -1,4 +1,4 @@
-// What is known of a thread that was started through the interface, shared by the thread and its
+// The state of a thread that was started through the interface, shared by the thread and its
 // handle.
 #pragma once
 
@@ -17,10 +17,10 @@ class WaitingPin;
 struct ThreadState
 {
     std::atomic<uint32_t> ended{0};            // futex word
-    std::atomic<uint32_t> forks{fork_count()}; // in a child the parent's threads aren't there
+    std::atomic<uint32_t> forks{fork_count()}; // a child doesn't have its parent's threads
     std::atomic<DWORD> exit_code{STILL_ACTIVE};
     DWORD result = 0;                                   // the thread's own
-    std::atomic<const WaitingPin*> waits_with{nullptr}; // what it holds in a wait
+    std::atomic<const WaitingPin*> waits_with{nullptr}; // the pins that it holds in a wait
     std::atomic<bool> terminating{false};
     bool terminates_itself = false; // the thread's own
     std::atomic<DWORD> terminated_with{0};
@@ -37,7 +37,7 @@ struct ThreadState
     }
 };
 
-// The calling thread's; null for one that was not started through here. In the static block of
+// The calling thread's; null for a thread that was not started through here. In the static block of
 // thread data, so that a signal handler may read it.
 extern constinit __attribute__((tls_model("initial-exec"))) thread_local ThreadState* t_state;
 

@@ -14,7 +14,8 @@ namespace platform
 namespace
 {
 
-// A holder that died wakes nobody, so a waiter checks after this time whether it still lives.
+// A holder that died wakes no waiter, so a waiter checks after this time whether the holder still
+// lives.
 constexpr int64_t longest_sleep = 10'000'000; // ns
 
 constexpr uint32_t has_waiters = 1;
@@ -50,7 +51,7 @@ bool Turn::wait(int64_t deadline, int64_t patience) const
 {
     std::atomic<uint32_t>& turn = m_words.turn;
     const bool may_judge = deadline - monotonic_ns() >= patience / 10 * 9;
-    uint32_t first = turn.load() & ~has_waiters; // the turn that we came upon
+    uint32_t first = turn.load() & ~has_waiters; // the turn found at the start
     uint32_t slept_on = 0;                       // the turn during which this thread slept last
     for (;;)
     {
@@ -59,8 +60,8 @@ bool Turn::wait(int64_t deadline, int64_t patience) const
         const bool is_stuck = holder == m_words.jammed;
         const bool is_free =
             holder == 0 || (is_stuck && m_words.shared) ||
-            (holder == slept_on && holder_is_gone(holder)); // a call, so not at each look
-        // Others may wait too: who has waited wakes one of them.
+            (holder == slept_on && holder_is_gone(holder)); // a system call, so not at each round
+        // Others may wait too: a thread that has waited wakes one of them at its end.
         if (is_free && turn.compare_exchange_strong(now, m_mine | has_waiters))
             return true;
         if (is_free)
@@ -68,7 +69,7 @@ bool Turn::wait(int64_t deadline, int64_t patience) const
         const int64_t moment = monotonic_ns();
         if (moment >= deadline || (is_stuck && holder == slept_on))
         {
-            if (holder == first && may_judge) // else it may go on, if slowly
+            if (holder == first && may_judge) // else the turn may still move, slowly
                 m_words.jammed = holder;
             return false;
         }

@@ -2,12 +2,12 @@
 //
 // It exists on Linux, in builds with the option PLINTH_TEST_INTERFACE. Nothing that is shipped is
 // built with it. Inert unless armed: until the first call of a Plinth...Arm or ...Fail function
-// below, each operation of the stand-in pays one relaxed load for it.
+// below, it costs each operation of the stand-in one relaxed load.
 //
 // Operations have names. A Linux call has the name of the call ("open", "write", "fcntl", "mmap",
-// "rename", "pthread_create", ...; the list stands in src/platform/system/calls.h) and fails with
-// an errno. An operation of the Windows interface that stands on no Linux call, or whose failure a
-// test wants for itself, has the name of the function ("QueryPerformanceFrequency",
+// "rename", "pthread_create", ...; src/platform/system/calls.h has the list) and fails with an
+// errno. An operation of the Windows interface that makes no Linux call, or whose failure a test
+// wants separately, has the name of the function ("QueryPerformanceFrequency",
 // "SetSecurityDescriptorDacl", ...) and fails with a system error, in that function's own way of
 // failing.
 //
@@ -25,7 +25,8 @@ extern "C"
 #endif
 
     // Makes calls nth, nth + 1, ... nth + count - 1 of the operation fail with the error, counted
-    // from 1 at this call. A count of 0 means all from nth on. Faults add up until PlinthTestReset.
+    // from 1 at this call. A count of 0 means all from nth on. Faults accumulate until
+    // PlinthTestReset.
     PLINTH_PLATFORM_API void PlinthTestFail(const char* operation, unsigned nth, unsigned count,
                                             int error);
 
@@ -33,13 +34,13 @@ extern "C"
     PLINTH_PLATFORM_API void PlinthTestShorten(const char* operation, unsigned nth, unsigned count,
                                                size_t bytes);
 
-    // Calls the function before the nth call of the operation, on the thread that makes it, so that
-    // a test stops, kills or forks the process at that very moment.
+    // Calls the function before the nth call of the operation, on the calling thread, so that a
+    // test can stop, kill or fork the process at that very moment.
     PLINTH_PLATFORM_API void PlinthTestBefore(const char* operation, unsigned nth,
                                               void (*act)(void));
 
     // Makes the nth Linux call of any name fail, and the count - 1 after it, for sweeps. With
-    // EINTR, calls that start again when a signal interrupts them do so here, and count again.
+    // EINTR, calls that restart after a signal do so here, and count again.
     PLINTH_PLATFORM_API void PlinthTestFailAny(unsigned nth, unsigned count, int error);
 
     // Starts counting calls without any fault.
@@ -49,32 +50,34 @@ extern "C"
     PLINTH_PLATFORM_API unsigned PlinthTestCalls(const char* operation);
 
     // The names of the operations that were called since arming, by position in alphabetical order;
-    // null behind the last. The text lives as long as the process.
+    // null after the last. The text lives as long as the process.
     PLINTH_PLATFORM_API const char* PlinthTestOperation(unsigned position);
 
-    // The operation that the first fault since arming met, null while none has met any. The text
-    // lives as long as the process.
+    // The operation that met the first fault since arming, null if none has met one. The text lives
+    // as long as the process.
     PLINTH_PLATFORM_API const char* PlinthTestFaultMet(void);
 
-    // Adds milliseconds to the wall clock (system and local time, file times of new files not).
+    // Adds milliseconds to the wall clock (system and local time, but not the file times of new
+    // files).
     PLINTH_PLATFORM_API void PlinthTestShiftWallClock(int64_t milliseconds);
 
-    // Holds the 32-bit millisecond tick (timeGetTime) at the value, so that differences of it are
-    // what a test has set and not what the machine took.
+    // Holds the 32-bit millisecond tick (timeGetTime) at the value, so that differences of ticks
+    // are set by the test and don't depend on the machine's speed.
     PLINTH_PLATFORM_API void PlinthTestSetTick(uint32_t tick);
 
-    // Adds milliseconds to the clock that ends waits for other processes (gates, the registry).
+    // Adds milliseconds to the clock that limits waits for other processes (gates, the registry).
     PLINTH_PLATFORM_API void PlinthTestShiftPatience(int64_t milliseconds);
 
-    // What a text of the debug string channel may cost its writer in this process; 0: the usual
-    // 500 ms. With more, no text is lost because the machine is too busy to run the listener.
+    // The longest time that a text of the debug string channel may cost its writer in this process;
+    // 0: the usual 500 ms. With more, no text is lost because the machine is too busy to run the
+    // listener.
     PLINTH_PLATFORM_API void PlinthTestSetChannelPatience(uint32_t milliseconds);
 
-    // Makes the files in which the kernel tells its figures (/proc, /sys) come from below a folder,
+    // Reads the files in which the kernel reports its figures (/proc, /sys) from below a folder,
     // native path; null for the real ones.
     PLINTH_PLATFORM_API void PlinthTestSetKernelRoot(const char* folder);
 
-    // Takes away all faults, shifts and the kernel root, stops counting.
+    // Removes all faults, shifts and the kernel root, and stops counting.
     PLINTH_PLATFORM_API void PlinthTestReset(void);
 
     // How many handles of the stand-in are open in this process.
