@@ -15,6 +15,9 @@ namespace platform
 size_t wide_length(const wchar_t* text);
 size_t wide_length_within(const wchar_t* text, size_t limit);
 
+// How many characters come before the first one of a kind, or the terminator.
+size_t wide_length_before(const wchar_t* text, wchar_t stop);
+
 // Each gives the units that the whole result has (no terminator counted or written), and writes at
 // most capacity of them; a null target with capacity 0 asks for the length. A character is never
 // split: what does not fit whole is not written. written, if given, gets the units really written.
