@@ -41,9 +41,20 @@ inline bool QvIsLogEnabled()
     return std::atomic_ref(CQvLogFile::m_bLogEnabled).load(std::memory_order_relaxed);
 }
 
-// Writes the stamp that every record begins with, and gives its length; the buffer has
-// qv_stamp_limit characters. 0 and no change without a local time.
-size_t QvTimeStamp(wchar_t* buffer);
+// A stamp that was made. Records come many to a millisecond, and forming a stamp costs as much as
+// the rest of a short record: who makes many keeps the last one, whose text serves again.
+struct QvStamp
+{
+    int64_t mark = 0; // the moment that it shows, in ms since 1970, and 1 more; 0: none
+    size_t milliseconds_at = 0;
+    size_t length = 0;
+    wchar_t text[qv_stamp_limit] = {}; // terminated
+};
+
+// Writes the stamp that every record begins with, gives its length and the moment that it shows,
+// in ms since 1970. All qv_stamp_limit characters of the buffer are written. 0 and no change of the
+// buffer without a local time. The last stamp has a lock of the caller's.
+size_t QvTimeStamp(wchar_t* buffer, QvStamp& last, int64_t& moment);
 
 // A date of the log's names.
 struct QvLogDate

@@ -188,7 +188,8 @@ const wchar_t* QvTraceRecord::Build(double now, QvFormatted formatted, const wch
         Start(now);
     if (!formatted.text)
         formatted = FormatLong(format, arguments);
-    m_position = QvTimeStamp(m_record); // without a local time there is none
+    int64_t moment = 0;
+    m_position = QvTimeStamp(m_record, m_stamp, moment); // without a local time there is none
     m_windowId = 0;
     ReplaceTags(formatted);
     End();

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "debugging/logfile/logfile_internal.h"
 #include "trace_location.h"
 
 // Characters of formatted text, terminator included, that a record has room for on its thread's
@@ -63,6 +64,7 @@ private:
     double m_now = 0.0;
     double m_lastRecordTime = 0.0;
     double m_tagTimes[stopwatch_count] = {};
+    QvStamp m_stamp; // the last one
     int32_t m_windowId = 0;
     uint32_t m_threadId = 0;       // whose digits are kept
     size_t m_threadDigitCount = 0; // 0: none are
