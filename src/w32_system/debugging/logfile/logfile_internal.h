@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 
 #include <windows.h>
 
@@ -31,6 +32,12 @@ class QvLogLock : QvMutexGuard
 public:
     QvLogLock() : QvMutexGuard(CQvLogFile::m_classLock) {}
 };
+
+inline constexpr size_t qv_unknown = SIZE_MAX;
+
+// CQvLogFile::Log, for callers who know already how many characters the message has before its
+// first one of zero, and the second of the wall clock.
+int QvLog(const wchar_t* message, int detail, size_t length = qv_unknown, int64_t second = -1);
 
 // Traces the text of an execution time, from the log's source: records name that one.
 void QvTraceExecutionTime(const wchar_t* text);

@@ -9,6 +9,7 @@
 
 #include "plinth_w32_system.h"
 
+#include "debugging/logfile/logfile_internal.h"
 #include "frame.h"
 #include "last_error_keeper.h"
 #include "trace_location.h"
@@ -45,10 +46,10 @@ private:
     bool m_entered = false;
 };
 
-// Formats, enters the lock and builds the record. Null if there is none to be made. A function of
-// its own, so that the text's 4 KB of stack are free again when the log is written, or opened.
-[[gnu::noinline]] const wchar_t* LockedRecord(TraceLock& lock, double now, const wchar_t* format,
-                                              va_list arguments)
+// Formats, enters the lock and builds the record. No text if there is none to be made. A function
+// of its own, so that the text's 4 KB of stack are free again when the log is written, or opened.
+[[gnu::noinline]] QvBuiltRecord LockedRecord(TraceLock& lock, double now, const wchar_t* format,
+                                             va_list arguments)
 {
     wchar_t text[qv_short_text];
     va_list again;
@@ -56,8 +57,8 @@ private:
     const QvFormatted formatted = QvFormatShort(text, format, arguments);
     lock.Enter();
     // A thread may still run while the process ends; the tables are gone then.
-    const wchar_t* const record =
-        QvIsTornDown() ? nullptr : s_record.Build(now, formatted, format, again);
+    const QvBuiltRecord record =
+        QvIsTornDown() ? QvBuiltRecord{} : s_record.Build(now, formatted, format, again);
     va_end(again);
     return record;
 }
@@ -71,15 +72,15 @@ extern "C" void DiagOutputExW(const wchar_t* format, ...)
     TraceLock lock;
     va_list arguments;
     va_start(arguments, format);
-    const wchar_t* const record = LockedRecord(lock, now, format, arguments);
+    const QvBuiltRecord record = LockedRecord(lock, now, format, arguments);
     va_end(arguments);
-    if (!record)
+    if (!record.text)
         return;
     const unsigned int options = QvTraceOptions();
     if (options & QV_DIAG_DEBUGGER)
-        OutputDebugStringW(record);
+        OutputDebugStringW(record.text);
     if (options & QV_DIAG_LOGFILE)
-        CQvLogFile::Log(record, 0);
+        QvLog(record.text, 0, record.length, record.second);
     s_record.Finish();
 }
 

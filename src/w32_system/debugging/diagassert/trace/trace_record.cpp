@@ -180,8 +180,8 @@ QvFormatted QvTraceRecord::FormatLong(const wchar_t* format, va_list arguments)
     return {m_text, wcslen(m_text)};
 }
 
-const wchar_t* QvTraceRecord::Build(double now, QvFormatted formatted, const wchar_t* format,
-                                    va_list arguments)
+QvBuiltRecord QvTraceRecord::Build(double now, QvFormatted formatted, const wchar_t* format,
+                                   va_list arguments)
 {
     m_now = now;
     if (!m_started)
@@ -193,7 +193,7 @@ const wchar_t* QvTraceRecord::Build(double now, QvFormatted formatted, const wch
     m_windowId = 0;
     ReplaceTags(formatted);
     End();
-    return m_record;
+    return {m_record, m_position, moment / 1000};
 }
 
 void QvTraceRecord::Finish()
@@ -386,6 +386,7 @@ void QvTraceRecord::End()
     if (m_position >= cut_from)
     {
         wcscpy(m_record + mark_start, cut_mark);
+        m_position = mark_start + std::size(cut_mark) - 1;
         return;
     }
     const bool ended =

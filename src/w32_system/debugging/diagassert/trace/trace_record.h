@@ -22,14 +22,22 @@ struct QvFormatted
 // Formats a record's text, which needs no lock.
 QvFormatted QvFormatShort(wchar_t (&text)[qv_short_text], const wchar_t* format, va_list arguments);
 
+// A record, terminated: without a text there is none.
+struct QvBuiltRecord
+{
+    const wchar_t* text;
+    size_t length;
+    int64_t second; // of its stamp, since 1970
+};
+
 // The state behind all records, and the buffers that they are built in. Guarded by the trace lock.
 class QvTraceRecord
 {
 public:
     // Builds a record at a moment of the library's clock, in milliseconds. What QvFormatShort had
-    // no room for is formatted here. The record is terminated and stays until the next call.
-    const wchar_t* Build(double now, QvFormatted formatted, const wchar_t* format,
-                         va_list arguments);
+    // no room for is formatted here. The record stays until the next call.
+    QvBuiltRecord Build(double now, QvFormatted formatted, const wchar_t* format,
+                        va_list arguments);
 
     // Notes that the record that was built has gone out. May add a node for a new window id.
     void Finish();
