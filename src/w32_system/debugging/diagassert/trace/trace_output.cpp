@@ -51,7 +51,7 @@ private:
 [[gnu::noinline]] QvBuiltRecord LockedRecord(TraceLock& lock, double now, const wchar_t* format,
                                              va_list arguments)
 {
-    wchar_t text[qv_short_text];
+    QvShortText text;
     va_list again;
     va_copy(again, arguments);
     const QvFormatted formatted = QvFormatShort(text, format, arguments);

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <new>
 
@@ -91,13 +92,11 @@ private:
     alignas(Map) static inline unsigned char s_storage[sizeof(Map)];
 };
 
-// A tag has no terminator within, so the first difference comes no later than the text's end.
+// A tag has no terminator within, so what is behind the text's end makes no difference.
 bool StartsWith(const wchar_t* text, const wchar_t (&tag)[tag_length + 1])
 {
-    size_t i = 0;
-    while (i < tag_length && text[i] == tag[i])
-        ++i;
-    return i == tag_length;
+    static_assert(tag_length <= qv_text_padding);
+    return std::memcmp(text, tag, tag_length * sizeof *tag) == 0;
 }
 
 // The place of the next bar, or of the text's end: an argument may have put a character of zero
@@ -163,11 +162,13 @@ void QvTraceRecord::Start(double now)
     m_started = true;
 }
 
-QvFormatted QvFormatShort(wchar_t (&text)[qv_short_text], const wchar_t* format, va_list arguments)
+QvFormatted QvFormatShort(QvShortText& text, const wchar_t* format, va_list arguments)
 {
     const int length = _vsnwprintf(text, qv_short_text, format, arguments);
-    const bool fits = length >= 0 && static_cast<size_t>(length) < qv_short_text;
-    return {fits ? text : nullptr, fits ? static_cast<size_t>(length) : 0};
+    if (length < 0 || static_cast<size_t>(length) >= qv_short_text)
+        return {nullptr, 0};
+    std::fill_n(text + length, qv_text_padding, L'\0');
+    return {text, static_cast<size_t>(length)};
 }
 
 // A text that does not fit is cut at the limit; what is there is used.
@@ -212,6 +213,17 @@ void QvTraceRecord::Put(const wchar_t* text, size_t length)
 void QvTraceRecord::Put(const wchar_t* text)
 {
     Put(text, wcslen(text));
+}
+
+// Plain characters of a formatted text. Most runs are so short that a copy of a fixed size takes
+// less than a call.
+void QvTraceRecord::PutRun(const wchar_t* text, size_t length)
+{
+    static_assert(qv_text_padding <= room_behind);
+    if (length > qv_text_padding || m_position + length > record_limit)
+        return Put(text, length);
+    std::memcpy(m_record + m_position, text, qv_text_padding * sizeof *text);
+    m_position += length;
 }
 
 // One character after the other: a copy of the whole would have to wait for the single stores
@@ -270,6 +282,8 @@ void QvTraceRecord::PutInterval(double milliseconds)
     if (!(size < largest) || std::fabs(rest - 0.5) < margin)
         return PutRareInterval(milliseconds);
     const uint64_t number = whole + (rest > 0.5 ? 1 : 0);
+    if (number < 1000 && !std::signbit(milliseconds) && m_position <= record_limit - 4)
+        return PutShortInterval(static_cast<uint32_t>(number));
     Backwards text;
     text.Digits(number % 100, 2);
     text.Add(L'.');
@@ -277,6 +291,17 @@ void QvTraceRecord::PutInterval(double milliseconds)
     if (std::signbit(milliseconds))
         text.Add(L'-');
     PutBackwards(text.text, text.length);
+}
+
+// Less than 10 ms, in hundredths: most intervals are. There is room for it.
+void QvTraceRecord::PutShortInterval(uint32_t hundredths)
+{
+    wchar_t* const to = m_record + m_position;
+    to[0] = static_cast<wchar_t>(L'0' + hundredths / 100);
+    to[1] = L'.';
+    to[2] = static_cast<wchar_t>(L'0' + hundredths / 10 % 10);
+    to[3] = static_cast<wchar_t>(L'0' + hundredths % 10);
+    m_position += 4;
 }
 
 void QvTraceRecord::PutRareInterval(double milliseconds)
@@ -298,7 +323,7 @@ void QvTraceRecord::ReplaceTags(QvFormatted formatted)
             continue;
         const wchar_t* const run = at;
         at = EndOfPlain(run + 1, end);
-        Put(run, static_cast<size_t>(at - run));
+        PutRun(run, static_cast<size_t>(at - run));
     }
 }
 

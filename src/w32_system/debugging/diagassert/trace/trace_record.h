@@ -12,7 +12,12 @@
 // stack.
 inline constexpr size_t qv_short_text = 2048;
 
-// A formatted text, terminated. Null if it had no room.
+// What a text has behind these, so that code may look at a tag's length of it, or copy as much,
+// wherever it is in the text.
+inline constexpr size_t qv_text_padding = 8;
+using QvShortText = wchar_t[qv_short_text + qv_text_padding];
+
+// A formatted text, terminated and padded. Null if it had no room.
 struct QvFormatted
 {
     const wchar_t* text;
@@ -20,7 +25,7 @@ struct QvFormatted
 };
 
 // Formats a record's text, which needs no lock.
-QvFormatted QvFormatShort(wchar_t (&text)[qv_short_text], const wchar_t* format, va_list arguments);
+QvFormatted QvFormatShort(QvShortText& text, const wchar_t* format, va_list arguments);
 
 // A record, terminated: without a text there is none.
 struct QvBuiltRecord
@@ -53,11 +58,13 @@ private:
     QvFormatted FormatLong(const wchar_t* format, va_list arguments);
     void Put(const wchar_t* text, size_t length);
     void Put(const wchar_t* text);
+    void PutRun(const wchar_t* text, size_t length);
     void PutBackwards(const wchar_t* text, size_t length);
     void PutNumber(int number);
     void PutThreadId();
     void KeepThreadId(uint32_t id, const wchar_t* digits, size_t count);
     void PutInterval(double milliseconds);
+    void PutShortInterval(uint32_t hundredths);
     void PutRareInterval(double milliseconds);
     void ReplaceTags(QvFormatted formatted);
     // Replaces the tag at the start of the text and gives the characters that it takes up, 0 if
