@@ -569,6 +569,37 @@ void put_conversion(Sink<Char>& sink, const Conversion& how, Arguments& argument
     }
 }
 
+// How many characters come before the next directive, or the end.
+template <class Char> size_t plain_length(const Char* text)
+{
+    if constexpr (sizeof(Char) == sizeof(wchar_t))
+        return wide_length_before(text, L'%');
+    else
+    {
+        const Char* at = text;
+        while (*at && *at != '%')
+            ++at;
+        return static_cast<size_t>(at - text);
+    }
+}
+
+// "%d" without anything else, which is the commonest directive: a third of what the general way
+// takes.
+template <class Char> void put_plain_int(Sink<Char>& sink, int value)
+{
+    char digits[12];
+    char* const end = digits + sizeof digits;
+    const auto number = static_cast<uint32_t>(value);
+    uint32_t rest = value < 0 ? 0 - number : number;
+    char* first = end;
+    do
+        *--first = static_cast<char>('0' + rest % 10);
+    while (rest /= 10);
+    if (value < 0)
+        *--first = '-';
+    sink.ascii(first, static_cast<size_t>(end - first));
+}
+
 } // namespace
 
 template <class Char>
@@ -581,13 +612,18 @@ size_t format_text(Char* buffer, size_t capacity, const Char* format, va_list li
     va_copy(arguments.list, list);
     for (const Char* at = format; *at;)
     {
-        const Char* run = at;
-        while (*at && *at != '%')
-            ++at;
-        sink.text(run, static_cast<size_t>(at - run));
+        const size_t plain = plain_length(at);
+        sink.text(at, plain);
+        at += plain;
         if (!*at)
             break;
         ++at;
+        if (*at == 'd')
+        {
+            ++at;
+            put_plain_int(sink, va_arg(arguments.list, int));
+            continue;
+        }
         const Conversion how = take_conversion(at, arguments);
         if (how.letter)
             put_conversion(sink, how, arguments);

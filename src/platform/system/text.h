@@ -15,6 +15,9 @@ namespace platform
 size_t wide_length(const wchar_t* text);
 size_t wide_length_within(const wchar_t* text, size_t limit);
 
+// The number of characters before the first stop character or the terminator.
+size_t wide_length_before(const wchar_t* text, wchar_t stop);
+
 // Each returns the units of the whole result (no terminator counted or written), and writes at most
 // capacity of them; a null target with capacity 0 only measures the length. A character is never
 // split: one that does not fit whole is not written. written, if not null, receives the units

@@ -3,6 +3,7 @@
 // The file may come from anywhere, so every position in it is checked against its size, in 64 bits.
 // It is read rather than mapped, because mapping and touching a page costs more than reading most
 // sections.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -58,15 +59,21 @@ public:
         return offset <= m_size && length <= m_size - offset;
     }
 
-    // False if the range is not completely in the file, or can't be read.
+    // False if the range is not completely in the file, or can't be read. The part that the window
+    // holds is copied from there: a section after short headers then begins at the current position
+    // of the file, and needs no seek.
     bool Copy(uint64_t offset, uint32_t size, void* to)
     {
-        if (!Holds(offset, size) || (offset != m_position && !Seek(offset)))
+        if (!Holds(offset, size))
             return false;
-        DWORD done = 0;
-        const bool good = ReadFile(m_file, to, size, &done, nullptr) && done == size;
-        m_position = good ? offset + size : unknown;
-        return good;
+        uint32_t taken = 0;
+        if (offset >= m_start && offset < m_start + m_filled)
+        {
+            const auto within = static_cast<uint32_t>(offset - m_start);
+            taken = std::min(size, m_filled - within);
+            std::memcpy(to, m_window + within, taken);
+        }
+        return taken == size || Fetch(offset + taken, size - taken, static_cast<BYTE*>(to) + taken);
     }
 
     // At most a window of bytes; null in the same cases.
@@ -79,7 +86,7 @@ public:
             const uint64_t rest = m_size - offset;
             m_start = offset;
             m_filled = static_cast<uint32_t>(rest < window_size ? rest : window_size);
-            if (!Copy(m_start, m_filled, m_window))
+            if (!Fetch(m_start, m_filled, m_window))
                 m_filled = 0;
         }
         return length <= m_filled ? m_window + (offset - m_start) : nullptr;
@@ -97,6 +104,17 @@ public:
 private:
     static constexpr uint32_t window_size = 4096; // the headers of most files
     static constexpr uint64_t unknown = UINT64_MAX;
+
+    // Reads what the file holds.
+    bool Fetch(uint64_t offset, uint32_t size, void* to)
+    {
+        if (offset != m_position && !Seek(offset))
+            return false;
+        DWORD done = 0;
+        const bool good = ReadFile(m_file, to, size, &done, nullptr) && done == size;
+        m_position = good ? offset + size : unknown;
+        return good;
+    }
 
     bool Seek(uint64_t offset)
     {

@@ -191,8 +191,9 @@ private:
     bool OpenForDate(const wchar_t* folder, const QvLogDate& date, unsigned& number);
     bool OpenAndBegin(const wchar_t* folder, const QvLogDate& date);
     int WriteSessionHeader(uint64_t deadline);
-    static int WriteAnew(const wchar_t* message, size_t limit);
-    int WriteLocked(const wchar_t* message, size_t limit);
+    static int WriteAnew(const wchar_t* message, size_t length);
+    int WriteLocked(const wchar_t* message, size_t length);
+    friend int QvLog(const wchar_t* message, int detail, size_t length, int64_t second);
     static void wtoc(char* target, const wchar_t* source);
     static int SplitFile(CQvLogFile* instance);
     static int GetLogFileDir(wchar_t* folder);

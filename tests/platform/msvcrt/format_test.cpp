@@ -92,6 +92,7 @@ TEST(Format, IntegersHaveTheSizesOfTheSystem)
     // l and I32 take 32 bits: the second argument comes right only if the first was so.
     EXPECT_EQ(wide(L"%lx %I32x %ld", 0xFFFFFFFFu, 0x80000000u, -1), "ffffffff 80000000 -1");
     EXPECT_EQ(wide(L"%hd %hu %hhd %hhu", 0x18000, 0x1FFFF, 0x180, 0x1FF), "-32768 65535 -128 255");
+    EXPECT_EQ(wide(L"%d%d %d", INT_MIN, INT_MAX, 0), "-21474836482147483647 0");
     EXPECT_EQ(wide(L"%zu %td %Iu", ~size_t{0}, ptrdiff_t{-2}, ~size_t{0}),
               "18446744073709551615 -2 18446744073709551615");
     EXPECT_EQ(wide(L"%p", reinterpret_cast<void*>(0xABCDEF)), "0000000000ABCDEF");

@@ -56,6 +56,8 @@ TEST(WideString, LengthReadsNothingBeyondThePage)
         end[-1] = L'\0';
         EXPECT_EQ(wcslen(end - length - 1), length);
         EXPECT_EQ(wcsnlen(end - length - 1, length + 9), length);
+        end[-2 - static_cast<ptrdiff_t>(length)] = L'%';
+        EXPECT_EQ(_snwprintf(nullptr, 0, end - length - 1), static_cast<int>(length));
         end[-1] = L'\x100'; // a low byte of zero is no end
         end[-2 - static_cast<ptrdiff_t>(length)] = L'\0';
         EXPECT_EQ(wcsnlen(end - length - 1, length + 1), length + 1) << "what stands before it";

@@ -25,6 +25,29 @@ std::u16string units_of(LPCSTR text, int length, bool folds)
     return units;
 }
 
+// Compares terminated texts as far as they are ASCII, which decides for most. False if it doesn't.
+bool compare_ascii(LPCSTR first, LPCSTR second, bool folds, int& order)
+{
+    for (;; ++first, ++second)
+    {
+        if (((*first | *second) & 0x80) != 0)
+            return false;
+        const auto left = static_cast<wchar_t>(*first);
+        const auto right = static_cast<wchar_t>(*second);
+        order = folds ? fold_case(left) - fold_case(right) : left - right;
+        if (order != 0 || left == 0)
+            return true;
+    }
+}
+
+int order_of(LPCSTR first, int firstLength, LPCSTR second, int secondLength, bool folds)
+{
+    int order = 0;
+    if (firstLength < 0 && secondLength < 0 && compare_ascii(first, second, folds, order))
+        return order;
+    return units_of(first, firstLength, folds).compare(units_of(second, secondLength, folds));
+}
+
 } // namespace
 
 // The locale makes no difference: characters have one order and one folding.
@@ -36,8 +59,7 @@ extern "C" int CompareStringA(LCID, DWORD flags, LPCSTR first, int firstLength, 
     try
     {
         const bool folds = (flags & NORM_IGNORECASE) != 0;
-        const int order =
-            units_of(first, firstLength, folds).compare(units_of(second, secondLength, folds));
+        const int order = order_of(first, firstLength, second, secondLength, folds);
         return order < 0 ? CSTR_LESS_THAN : order > 0 ? CSTR_GREATER_THAN : CSTR_EQUAL;
     }
     catch (const std::exception& exception)

@@ -31,23 +31,26 @@ constexpr const wchar_t* header_text = L"Log session started.\r\n";
 // Set when the lock is destroyed for good: later calls must not touch the instance.
 std::atomic<bool> s_ended{false};
 
-// True once in each second in which records are written. The seconds of the wall clock are the
-// cheapest to read; setting that clock causes at most one additional check. Needs m_classLock.
-bool IsTimeToLook()
+// True once in each second in which records are written, by seconds of the wall clock; setting that
+// clock causes at most one additional check. A negative second means that the caller does not know
+// it: then the cheapest clock is read, which may be some milliseconds later to show a new second
+// than the caller's. So each of the two has its own last second. Needs m_classLock.
+bool IsTimeToLook(int64_t known)
 {
-    static __time64_t s_looked = 0;
-    const __time64_t now = _time64(nullptr);
-    if (now == s_looked) [[likely]]
+    static int64_t s_looked[2] = {0, 0};
+    const int64_t now = known >= 0 ? known : _time64(nullptr);
+    int64_t& looked = s_looked[known >= 0 ? 1 : 0];
+    if (now == looked) [[likely]]
         return false;
-    s_looked = now;
+    looked = now;
     return true;
 }
 
-size_t MessageLimit(const wchar_t* message)
+// The characters of a message that are written: less than the limit, whose terminator counts.
+size_t LengthWithin(int32_t limit, const wchar_t* message, size_t length)
 {
-    const int32_t limit =
-        std::atomic_ref(CQvLogFile::m_iMaxLogMessageLength).load(std::memory_order_relaxed);
-    return limit < 0 ? wcslen(message) + 1 : static_cast<size_t>(limit);
+    const size_t most = limit < 0 ? SIZE_MAX : static_cast<size_t>(limit) - 1;
+    return length != qv_unknown ? std::min(length, most) : wcsnlen(message, most);
 }
 
 // A fork waits for the log's lock only a short time, because its holder may wait for another
@@ -244,10 +247,9 @@ int CQvLogFile::WriteSessionHeader(uint64_t deadline)
     return status;
 }
 
-// Writes the message, cut to limit - 1 characters. The status of the append, or qv_no_copy.
-int CQvLogFile::WriteLocked(const wchar_t* message, size_t limit)
+// Writes so many characters. The status of the append, or qv_no_copy.
+int CQvLogFile::WriteLocked(const wchar_t* message, size_t length)
 {
-    size_t length = wcsnlen(message, limit - 1);
     QvRecord record = {message, length * sizeof *message};
     char small[stack_copy_limit];
     std::unique_ptr<char[]> large;
@@ -279,45 +281,53 @@ int CQvLogFile::WriteLocked(const wchar_t* message, size_t limit)
 
 // Writes the message through a new instance, because this one's file was removed or can no longer
 // be written. Needs m_classLock.
-int CQvLogFile::WriteAnew(const wchar_t* message, size_t limit)
+int CQvLogFile::WriteAnew(const wchar_t* message, size_t length)
 {
     DropLockedInstance();
     if (!LockedInstance() || !QvIsLogEnabled())
         return QV_ERR_SYSTEM;
-    const int status = m_pSingleton->WriteLocked(message, limit);
+    const int status = m_pSingleton->WriteLocked(message, length);
     return status == qv_file_lost ? QV_ERR_SYSTEM : status;
 }
 
-int CQvLogFile::Log(const wchar_t* message, int detail)
+int QvLog(const wchar_t* message, int detail, size_t length, int64_t second)
 {
     if (!message)
         return QV_ERR_NULLPTR;
     const QvLogLock lock;
-    CQvLogFile* instance = LockedInstance();
+    CQvLogFile* instance = CQvLogFile::LockedInstance();
     if (!instance || !QvIsLogEnabled() || detail < instance->m_iDetail)
         return QV_ERR_SYSTEM;
     int without_write = QV_ERR_SYSTEM;
     if (instance->m_uBytesWritten >> 20 > instance->m_uMaxLogMBytes)
     {
-        const int status = SplitFile(instance);
+        const int status = CQvLogFile::SplitFile(instance);
         if (status != QV_OK)
             return status;
+        instance = CQvLogFile::m_pSingleton;
         without_write = QV_OK;
     }
-    const size_t limit = MessageLimit(message);
+    const int32_t limit =
+        std::atomic_ref(CQvLogFile::m_iMaxLogMessageLength).load(std::memory_order_relaxed);
     if (limit == 0)
         return without_write;
+    length = LengthWithin(limit, message, length);
     const bool gone =
-        IsTimeToLook() && QvIsLogGone({m_pSingleton->m_hFile, m_pSingleton->m_wsLogFilename});
-    int status = gone ? qv_file_lost : m_pSingleton->WriteLocked(message, limit);
+        IsTimeToLook(second) && QvIsLogGone({instance->m_hFile, instance->m_wsLogFilename});
+    int status = gone ? qv_file_lost : instance->WriteLocked(message, length);
     if (status == qv_file_lost) [[unlikely]]
-        status = WriteAnew(message, limit);
+        status = CQvLogFile::WriteAnew(message, length);
     return status == qv_no_copy ? without_write : status;
+}
+
+int CQvLogFile::Log(const wchar_t* message, int detail)
+{
+    return QvLog(message, detail);
 }
 
 extern "C" int QV_Log(const wchar_t* message)
 {
-    return CQvLogFile::Log(message, 0);
+    return QvLog(message, 0);
 }
 
 int CQvLogFile::CloseLog()

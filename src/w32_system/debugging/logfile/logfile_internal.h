@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 
 #include <windows.h>
 
@@ -32,6 +33,12 @@ public:
     QvLogLock() : QvMutexGuard(CQvLogFile::m_classLock) {}
 };
 
+inline constexpr size_t qv_unknown = SIZE_MAX;
+
+// CQvLogFile::Log for callers that already know the number of characters before the message's first
+// zero character, and the second of the wall clock.
+int QvLog(const wchar_t* message, int detail, size_t length = qv_unknown, int64_t second = -1);
+
 // Traces the text of an execution time. It is here because records show this source's name.
 void QvTraceExecutionTime(const wchar_t* text);
 
@@ -41,9 +48,21 @@ inline bool QvIsLogEnabled()
     return std::atomic_ref(CQvLogFile::m_bLogEnabled).load(std::memory_order_relaxed);
 }
 
-// Writes the stamp at the beginning of each record, and returns its length; the buffer has
-// qv_stamp_limit characters. 0 and no change without a local time.
-size_t QvTimeStamp(wchar_t* buffer);
+// A stamp that was formatted. Many records are made in one millisecond, and formatting a stamp
+// costs as much as the rest of a short record. So a caller that makes many stamps keeps the last
+// one, whose text is used again.
+struct QvStamp
+{
+    int64_t mark = 0; // the moment that it shows, in ms since 1970, plus 1; 0: none
+    size_t milliseconds_at = 0;
+    size_t length = 0;
+    wchar_t text[qv_stamp_limit] = {}; // terminated
+};
+
+// Writes the stamp at the beginning of each record. Returns its length, and in moment the time that
+// it shows, in ms since 1970. Writes all qv_stamp_limit characters of the buffer. Without a local
+// time it returns 0 and leaves the buffer unchanged. The caller's lock guards last.
+size_t QvTimeStamp(wchar_t* buffer, QvStamp& last, int64_t& moment);
 
 // The date in a log file's name.
 struct QvLogDate

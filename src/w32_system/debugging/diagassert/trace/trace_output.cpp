@@ -9,6 +9,7 @@
 
 #include "plinth_w32_system.h"
 
+#include "debugging/logfile/logfile_internal.h"
 #include "frame.h"
 #include "last_error_keeper.h"
 #include "section_guard.h"
@@ -28,19 +29,19 @@ constinit QvTraceRecord s_record; // guarded by the trace lock
 // Empty until the record's arguments are formatted.
 using MaybeLocked = std::optional<QvSectionGuard>;
 
-// Formats, takes the lock and builds the record. Null if there is none. Not inlined, so that the
-// text's 4 KB of stack are free again when the log is written, or opened.
-[[gnu::noinline]] const wchar_t* LockedRecord(MaybeLocked& lock, double now, const wchar_t* format,
-                                              va_list arguments)
+// Formats, takes the lock and builds the record, whose text is null if there is none. Not inlined,
+// so that the text's 4 KB of stack are free again when the log is written, or opened.
+[[gnu::noinline]] QvBuiltRecord LockedRecord(MaybeLocked& lock, double now, const wchar_t* format,
+                                             va_list arguments)
 {
-    wchar_t text[qv_short_text];
+    QvShortText text;
     va_list again;
     va_copy(again, arguments);
     const QvFormatted formatted = QvFormatShort(text, format, arguments);
     lock.emplace(s_traceLock);
     // A thread may still run while the process ends, after the tables are destroyed.
-    const wchar_t* const record =
-        QvIsTornDown() ? nullptr : s_record.Build(now, formatted, format, again);
+    const QvBuiltRecord record =
+        QvIsTornDown() ? QvBuiltRecord{} : s_record.Build(now, formatted, format, again);
     va_end(again);
     return record;
 }
@@ -54,15 +55,15 @@ extern "C" void DiagOutputExW(const wchar_t* format, ...)
     MaybeLocked lock;
     va_list arguments;
     va_start(arguments, format);
-    const wchar_t* const record = LockedRecord(lock, now, format, arguments);
+    const QvBuiltRecord record = LockedRecord(lock, now, format, arguments);
     va_end(arguments);
-    if (!record)
+    if (!record.text)
         return;
     const unsigned int options = QvTraceOptions();
     if (options & QV_DIAG_DEBUGGER)
-        OutputDebugStringW(record);
+        OutputDebugStringW(record.text);
     if (options & QV_DIAG_LOGFILE)
-        CQvLogFile::Log(record, 0);
+        QvLog(record.text, 0, record.length, record.second);
     s_record.Finish();
 }
 

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <new>
 
@@ -91,13 +92,11 @@ private:
     alignas(Map) static inline unsigned char s_storage[sizeof(Map)];
 };
 
-// A tag contains no terminator, so at the latest the text's end differs.
+// A tag contains no terminator, so a text that ends within the compared characters differs.
 bool StartsWith(const wchar_t* text, const wchar_t (&tag)[tag_length + 1])
 {
-    size_t i = 0;
-    while (i < tag_length && text[i] == tag[i])
-        ++i;
-    return i == tag_length;
+    static_assert(tag_length <= qv_text_padding);
+    return std::memcmp(text, tag, tag_length * sizeof *tag) == 0;
 }
 
 // The position of the next bar, or of the text's end: an argument may have put a zero character
@@ -164,11 +163,13 @@ void QvTraceRecord::Start(double now)
     m_started = true;
 }
 
-QvFormatted QvFormatShort(wchar_t (&text)[qv_short_text], const wchar_t* format, va_list arguments)
+QvFormatted QvFormatShort(QvShortText& text, const wchar_t* format, va_list arguments)
 {
     const int length = _vsnwprintf(text, qv_short_text, format, arguments);
-    const bool fits = length >= 0 && static_cast<size_t>(length) < qv_short_text;
-    return {fits ? text : nullptr, fits ? static_cast<size_t>(length) : 0};
+    if (length < 0 || static_cast<size_t>(length) >= qv_short_text)
+        return {nullptr, 0};
+    std::fill_n(text + length, qv_text_padding, L'\0');
+    return {text, static_cast<size_t>(length)};
 }
 
 // A text that does not fit is cut at the limit; the part that fits is used.
@@ -181,19 +182,20 @@ QvFormatted QvTraceRecord::FormatLong(const wchar_t* format, va_list arguments)
     return {m_text, wcslen(m_text)};
 }
 
-const wchar_t* QvTraceRecord::Build(double now, QvFormatted formatted, const wchar_t* format,
-                                    va_list arguments)
+QvBuiltRecord QvTraceRecord::Build(double now, QvFormatted formatted, const wchar_t* format,
+                                   va_list arguments)
 {
     m_now = now;
     if (!m_started)
         Start(now);
     if (!formatted.text)
         formatted = FormatLong(format, arguments);
-    m_position = QvTimeStamp(m_record); // no stamp without a local time
+    int64_t moment = 0;
+    m_position = QvTimeStamp(m_record, m_stamp, moment); // no stamp without a local time
     m_windowId = 0;
     ReplaceTags(formatted);
     End();
-    return m_record;
+    return {m_record, m_position, moment / 1000};
 }
 
 void QvTraceRecord::Finish()
@@ -212,6 +214,17 @@ void QvTraceRecord::Put(const wchar_t* text, size_t length)
 void QvTraceRecord::Put(const wchar_t* text)
 {
     Put(text, wcslen(text));
+}
+
+// Plain characters of a formatted text. Most runs are so short that a copy of a fixed size takes
+// less than a call.
+void QvTraceRecord::PutRun(const wchar_t* text, size_t length)
+{
+    static_assert(qv_text_padding <= room_behind);
+    if (length > qv_text_padding || m_position + length > record_limit)
+        return Put(text, length);
+    std::memcpy(m_record + m_position, text, qv_text_padding * sizeof *text);
+    m_position += length;
 }
 
 // Copied one character at a time: a copy of the whole block would have to wait for the single
@@ -271,6 +284,8 @@ void QvTraceRecord::PutInterval(double milliseconds)
     if (!(size < largest) || std::fabs(rest - 0.5) < margin)
         return PutRareInterval(milliseconds);
     const uint64_t number = whole + (rest > 0.5 ? 1 : 0);
+    if (number < 1000 && !std::signbit(milliseconds) && m_position <= record_limit - 4)
+        return PutShortInterval(static_cast<uint32_t>(number));
     Backwards text;
     text.Digits(number % 100, 2);
     text.Add(L'.');
@@ -278,6 +293,17 @@ void QvTraceRecord::PutInterval(double milliseconds)
     if (std::signbit(milliseconds))
         text.Add(L'-');
     PutBackwards(text.text, text.length);
+}
+
+// Less than 10 ms, in hundredths: most intervals are. There is room for it.
+void QvTraceRecord::PutShortInterval(uint32_t hundredths)
+{
+    wchar_t* const to = m_record + m_position;
+    to[0] = static_cast<wchar_t>(L'0' + hundredths / 100);
+    to[1] = L'.';
+    to[2] = static_cast<wchar_t>(L'0' + hundredths / 10 % 10);
+    to[3] = static_cast<wchar_t>(L'0' + hundredths % 10);
+    m_position += 4;
 }
 
 void QvTraceRecord::PutRareInterval(double milliseconds)
@@ -299,7 +325,7 @@ void QvTraceRecord::ReplaceTags(QvFormatted formatted)
             continue;
         const wchar_t* const run = at;
         at = EndOfPlain(run + 1, end);
-        Put(run, static_cast<size_t>(at - run));
+        PutRun(run, static_cast<size_t>(at - run));
     }
 }
 
@@ -388,6 +414,7 @@ void QvTraceRecord::End()
     if (m_position >= cut_from)
     {
         wcscpy(m_record + mark_start, cut_mark);
+        m_position = mark_start + std::size(cut_mark) - 1;
         return;
     }
     const bool ended =

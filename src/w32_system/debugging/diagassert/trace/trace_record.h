@@ -5,12 +5,18 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "debugging/logfile/logfile_internal.h"
 #include "trace_location.h"
 
 // Characters, terminator included, of the buffer for formatted text on the thread's stack.
 inline constexpr size_t qv_short_text = 2048;
 
-// A formatted text, terminated. Null if it did not fit.
+// Zero characters after a text, so that code may compare a tag's length or copy as much at each
+// position of the text.
+inline constexpr size_t qv_text_padding = 8;
+using QvShortText = wchar_t[qv_short_text + qv_text_padding];
+
+// A formatted text, terminated and padded. Null if it did not fit.
 struct QvFormatted
 {
     const wchar_t* text;
@@ -18,17 +24,24 @@ struct QvFormatted
 };
 
 // Formats a record's text, which needs no lock.
-QvFormatted QvFormatShort(wchar_t (&text)[qv_short_text], const wchar_t* format, va_list arguments);
+QvFormatted QvFormatShort(QvShortText& text, const wchar_t* format, va_list arguments);
+
+// A record, terminated. A null text means that there is no record.
+struct QvBuiltRecord
+{
+    const wchar_t* text;
+    size_t length;
+    int64_t second; // of its stamp, since 1970
+};
 
 // The state of all records, and the buffers that they are built in. Guarded by the trace lock.
 class QvTraceRecord
 {
 public:
     // Builds a record for a moment of the library's clock, in milliseconds. Formats the text here
-    // if it did not fit into QvFormatShort's buffer. The record is terminated and valid until the
-    // next call.
-    const wchar_t* Build(double now, QvFormatted formatted, const wchar_t* format,
-                         va_list arguments);
+    // if it did not fit into QvFormatShort's buffer. The record is valid until the next call.
+    QvBuiltRecord Build(double now, QvFormatted formatted, const wchar_t* format,
+                        va_list arguments);
 
     // Called after the record was sent: stores its times. May add a node for a new window id.
     void Finish();
@@ -44,11 +57,13 @@ private:
     QvFormatted FormatLong(const wchar_t* format, va_list arguments);
     void Put(const wchar_t* text, size_t length);
     void Put(const wchar_t* text);
+    void PutRun(const wchar_t* text, size_t length);
     void PutBackwards(const wchar_t* text, size_t length);
     void PutNumber(int number);
     void PutThreadId();
     void KeepThreadId(uint32_t id, const wchar_t* digits, size_t count);
     void PutInterval(double milliseconds);
+    void PutShortInterval(uint32_t hundredths);
     void PutRareInterval(double milliseconds);
     void ReplaceTags(QvFormatted formatted);
     // Replaces the tag at the start of the text. Returns the tag's length in the text, 0 if there
@@ -63,6 +78,7 @@ private:
     double m_now = 0.0;
     double m_lastRecordTime = 0.0;
     double m_tagTimes[stopwatch_count] = {};
+    QvStamp m_stamp; // the last one
     int32_t m_windowId = 0;
     uint32_t m_threadId = 0;       // the thread whose digits are kept
     size_t m_threadDigitCount = 0; // 0: none are kept
