@@ -76,8 +76,9 @@ private:
         const double seconds = (QV_GetTimeCounter() - m_start) / 1000;
         const double rate = seconds > 0 ? static_cast<double>(m_copied) / seconds : 0;
         const uint64_t rest = m_copied < m_size ? m_size - m_copied : 0;
-        std::fprintf(stderr, "%scopied %llu of %llu bytes, %.1f MiB/s, ", terminal ? "\r" : "",
-                     static_cast<unsigned long long>(m_copied),
+        std::fprintf(stderr,
+                     "%scopying the text to a temporary file: %llu of %llu bytes, %.1f MiB/s, ",
+                     terminal ? "\r" : "", static_cast<unsigned long long>(m_copied),
                      static_cast<unsigned long long>(m_size), rate / mebibyte);
         if (last)
             std::fprintf(stderr, "%.2f s%s\n", seconds, terminal ? "      " : "");

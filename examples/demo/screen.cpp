@@ -46,12 +46,14 @@ std::string frequent_words(const Words& words)
 void print_introduction(const std::string& name, unsigned threads, bool window)
 {
     std::fprintf(stderr,
-                 "plinth-demo counts the lines and words of a text on several threads.\n"
+                 "plinth-demo counts the lines and words of a text on several threads, and then\n"
+                 "copies the text while it shows the progress.\n"
                  "\n"
                  "  text      %s\n"
-                 "  threads   %u; each takes the next block of the text until none is left\n"
+                 "  threads   %u; they take the blocks of the text in turns\n"
                  "  records   one for each block, with the thread and the time that it took;\n"
-                 "            a timer adds a heartbeat every 10 ms, if the work takes that long\n"
+                 "            a timer adds a heartbeat every 10 ms, if the work takes that long;\n"
+                 "            those without a |wndid:...| are the library's own\n"
                  "  log       a record is in the log file when the call that writes it returns\n"
                  "  live      %s\n"
                  "\n",
@@ -72,10 +74,8 @@ void print_summary(const std::string& name, const Result& result, unsigned threa
     std::printf("words:    %llu\n", static_cast<unsigned long long>(all.words()));
     std::printf("often:    %s\n", frequent_words(result.words).c_str());
     if (result.blocks != 0)
-        std::printf(
-            "records:  %u of the threads, to the log and to listeners; half of them took less than "
-            "%.1f us each\n",
-            result.blocks, result.record_time * microseconds);
+        std::printf("records:  %u by the threads; half of these calls took less than %.1f us\n",
+                    result.blocks, result.record_time * microseconds);
     std::printf("log:      %s\n", log_path().c_str());
 }
 

@@ -29,7 +29,7 @@ struct Job
     const wchar_t* path;
     uint64_t size;
     uint64_t block;
-    std::atomic<unsigned> next{0};
+    unsigned threads;
     std::atomic<int> status{QV_OK};
     std::vector<Block> blocks;
 };
@@ -92,7 +92,8 @@ void work(Job& job, unsigned worker)
     }
     std::vector<unsigned char> buffer(buffer_size);
     const unsigned count = static_cast<unsigned>(job.blocks.size());
-    for (unsigned index = job.next++; index < count && job.status == QV_OK; index = job.next++)
+    // In turns, so that a short text has work for each thread, too.
+    for (unsigned index = worker - 1; index < count && job.status == QV_OK; index += job.threads)
     {
         Block& block = job.blocks[index];
         const double start = QV_GetTimeCounter();
@@ -119,6 +120,7 @@ Result count_file(const wchar_t* path, unsigned threads)
 {
     Job job{};
     job.path = path;
+    job.threads = threads;
     job.status = QV_GetFileSizeFromName(path, &job.size);
     if (job.status != QV_OK)
         return {job.status, {}, {}, 0, 0};

@@ -37,7 +37,7 @@ void end_without_display()
 {
     if (!s_hasDisplay)
         return;
-    trace::note("the display has gone away");
+    trace::note("the display was closed");
     std::_Exit(trace::exit_no_window);
 }
 

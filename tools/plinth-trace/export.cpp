@@ -52,9 +52,9 @@ int export_records(Options& options)
     if (wanted.bounds.tail)
         options.refuse("--tail is for those who look at the log; --since bounds an export");
     if (wanted.largest && !wanted.output)
-        options.refuse("--rotate goes with --output");
+        options.refuse("--rotate needs --output");
     if (wanted.output && wanted.format == ExportFormat::journal)
-        options.refuse("--output takes lines; --format journal goes to standard output");
+        options.refuse("--format journal is for standard output, not for --output");
     options.finish();
     return Exporter(std::move(wanted)).run();
 }

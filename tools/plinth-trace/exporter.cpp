@@ -210,7 +210,7 @@ void Exporter::save()
     m_output.sync();
     const std::string problem = m_cursor->save();
     if (!problem.empty() && problem != m_problem)
-        note(problem + "; the export goes on, and an export that starts now would repeat records");
+        note(problem + "; the export continues, but one that starts now would repeat records");
     m_problem = problem;
     m_next_save =
         Clock::now() + std::max<Clock::duration>(save_interval, (Clock::now() - now) * save_share);

@@ -10,9 +10,9 @@ namespace trace
 namespace
 {
 
-const char* const keys_help = "-- p  pause, and go on\n"
+const char* const keys_help = "-- p  pause, and continue\n"
                               "-- c  clear\n"
-                              "-- b  bookmark the last record shown, or take its mark away\n"
+                              "-- b  bookmark the last record shown, or remove its bookmark\n"
                               "-- n  show the next bookmark; N  the previous one\n"
                               "-- s  save shown: what the filters let through, as it is shown\n"
                               "-- S  save all: every record that is kept\n"

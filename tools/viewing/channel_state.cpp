@@ -21,7 +21,7 @@ void ChannelState::set(ChannelAccess access, const std::string& holder)
         m_news = holder + " has the channel now, and passes its records on";
         break;
     case ChannelAccess::stalled:
-        m_news = holder + " has the channel but does not run: records are lost until it goes on "
+        m_news = holder + " has the channel but does not run: records are lost until it continues "
                           "or ends";
         break;
     case ChannelAccess::waiting:

@@ -119,7 +119,7 @@ ViewOptions take_view_options(Options& options)
     const bool has_logs = !view.inputs.empty() && view.inputs.front() != "-";
     if (view.inputs.size() > 1 &&
         std::find(view.inputs.begin(), view.inputs.end(), "-") != view.inputs.end())
-        options.refuse("--input - goes with no other input");
+        options.refuse("--input - can't be combined with other inputs");
     view.bounds = take_log_bounds(options);
     if (!has_logs && (view.bounds.since || view.bounds.until || view.bounds.tail))
         options.refuse("--since, --until and --tail are for log files, which --input names");

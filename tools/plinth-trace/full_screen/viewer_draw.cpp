@@ -127,7 +127,7 @@ void Viewer::draw_help(const Layout& layout)
 
 std::string Viewer::help_status() const
 {
-    return "keys; Up, Down, PgUp, PgDn scroll, any other key goes back to the records";
+    return "keys; Up, Down, PgUp, PgDn scroll, any other key returns to the records";
 }
 
 // From left to right by how much it matters: a narrow terminal cuts the end off.
