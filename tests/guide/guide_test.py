@@ -25,7 +25,7 @@ def read(path, encoding="utf-8"):
 
 
 def blocks(page="docs/guide.md"):
-    """The code blocks of a page, each: the file that the line above links to, language, text."""
+    """The code blocks of a page: the file that the line above links to, language, text."""
     return re.findall(r"^(?:\[[^\]]*\]\(\.\./([^)]+)\)\n\n)?```(\w*)\n(.*?)^```$",
                       read(os.path.join(SOURCE, page)), re.M | re.S)
 

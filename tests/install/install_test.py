@@ -76,8 +76,8 @@ class Install(unittest.TestCase):
                               "gr\u00fc\u00dfe \U0001F600: 8 characters, 0067, 2.5\n")
         # log_text reads UTF-16 only with its byte order mark.
         log = log_text(folder, "utf-16")
-        # The order shows that the library works before the program's static objects are made and
-        # after they are destroyed.
+        # The first and last line show that the library works while the program's static objects are
+        # made and destroyed.
         lines = ["begins", "1 trace", "this line is in the log", "has ended"]
         self.assertEqual(re.findall(r"consumer: (.*)\n", log), lines)
         shutil.rmtree(os.path.join(ROOT, "ProgramData"))

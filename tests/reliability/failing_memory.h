@@ -25,8 +25,8 @@ inline std::atomic<unsigned> g_calls{0};
 inline std::atomic<unsigned> g_first{0}; // number of the call that fails; 0: none
 inline std::atomic<bool> g_stays{false}; // whether all later calls fail, too
 inline std::atomic<const char*> g_met{nullptr};
-inline std::atomic<const char*> g_left{nullptr}; // the module that caught the exception
-inline thread_local bool t_of_platform = false;  // the exception thrown is its own
+inline std::atomic<const char*> g_left{nullptr}; // not the stand-in, but caught its exception
+inline thread_local bool t_of_platform = false;  // the stand-in's exception is under way
 inline thread_local bool t_looks = false;
 
 constexpr const char* of_platform = "operator new of the stand-in";

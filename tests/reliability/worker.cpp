@@ -6,8 +6,7 @@
 //     plinth_fault_worker SECONDS fail NAME NTH COUNT ERROR     PlinthTestFail
 //     plinth_fault_worker SECONDS shorten NAME NTH COUNT BYTES  PlinthTestShorten
 //     plinth_fault_worker SECONDS memory NTH COUNT              the library's NTH operator new;
-//     with
-//                                                               a COUNT of 0 all from it on
+//                                                               all from it on if COUNT is 0
 //
 // fault_sweep.py runs it under plinth_test_launcher and reads the lines of its standard output:
 // "calls N", "allocations N" and "operation NAME COUNT" (in the run without a fault), "met NAME"

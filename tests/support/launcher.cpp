@@ -30,7 +30,7 @@ void remove_tree(const std::string& path)
     fs::remove_all(path, ignored);
 }
 
-// The name that the stand-in gives to the shared objects of a root (FNV-1a of its path).
+// The folder of the shared objects of a root, named as by the stand-in (FNV-1a of the path).
 std::string shared_folder(const std::string& root)
 {
     uint64_t hash = 14695981039346656037u;

@@ -11,7 +11,7 @@
 namespace test
 {
 
-// Skips the test unless there is true, with "needs WHAT" and the package that provides it.
+// If not there: skips the test, with "needs WHAT" and the package that provides it.
 void needs(bool there, const std::string& what, const std::string& package);
 
 // A program in the search path.

@@ -78,8 +78,8 @@ class Running(subprocess.Popen):
         self.communicate()
 
 def watch(*arguments, spoken=(), told=()):
-    """The output of a watch of spoken texts by one process, and then of told ones by another
-    through the library."""
+    """The output of a watch. One process writes the spoken texts to the channel, then another traces
+    those in told through the library."""
     with Running("watch", *arguments) as running:
         _, pid = speak(*spoken)
         if told:

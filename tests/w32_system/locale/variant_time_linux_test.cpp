@@ -19,7 +19,7 @@ struct tm parsed(const char* text)
 }
 
 // Local times that occur twice or never at a change are converted with the offset from before the
-// change: the first gives the earlier moment, the second counts on from before the change.
+// change: the first is the earlier moment, the second counts on from before the change.
 TEST(TmToVariantTimeInZone, FollowsTheZoneDatabaseOverItsChanges)
 {
     // The zone, its local time, and the moment in UTC.

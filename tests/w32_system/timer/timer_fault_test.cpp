@@ -141,7 +141,7 @@ TEST_F(TimerFaults, AnAlignedFiringWaitsForTheNextMultipleIfThatIsNear)
         Instead::clock = fired;
         Instead::multimedia.fire();
     }
-    // Each time includes the step of the reading that ends a spin.
+    // Each is the reading that ended the spin, or the only one, plus one step of the clock.
     EXPECT_EQ(times, (std::vector<double>{102.625, 103.625, 106.125, 121.125}));
 }
 

@@ -53,7 +53,7 @@ int obey(int, char**)
             wait(&status);
             _exit(WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status));
         }
-        g_main_thread = GetCurrentThreadId(); // a fork has another one
+        g_main_thread = GetCurrentThreadId(); // a forked child has another one
         if (word == "add")
             for (const PHANDLER_ROUTINE each : {first, taker, last})
                 SetConsoleCtrlHandler(each, TRUE);
