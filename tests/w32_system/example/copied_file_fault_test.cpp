@@ -10,7 +10,7 @@ TEST(CopiedFileFault, LeavesNoPartOfItselfOnAFullDisk)
     const std::string folder = test::make_folder("copied");
     test::write_file(folder + "/source", "some bytes");
 
-    PlinthTestFail("copy_file_range", 1, 0, ENOSPC); // all calls fail
+    PlinthTestFail("copy_file_range", 1, 0, ENOSPC); // each call from the first on
     const int status = QV_CopyFile(test::path_in(folder, "source"), test::path_in(folder, "target"),
                                    1, nullptr, nullptr, nullptr);
     PlinthTestReset();

@@ -21,7 +21,7 @@
 #include "w32_system/debugging/debugwnd/debug_windows.h"
 
 // Locks that are made at their first use are never destroyed: each load of the library leaves its
-// own. So does a message timer whose thread has ended.
+// own. A message timer whose thread has ended is never freed either.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions()
 {
@@ -122,8 +122,7 @@ void expect_unloading_waits(Library& library)
     for (Unload now = g_unload; now < Unload::waits; now = g_unload)
         g_unload.wait(now);
     const bool waits = g_unload == Unload::waits;
-    EXPECT_TRUE(waits) << "the call would return into code that has gone"; // so the call never
-                                                                           // returns
+    EXPECT_TRUE(waits) << "the call would return into code that has gone"; // if not, it stays held
     if (waits)
     {
         g_held = false;
@@ -170,7 +169,7 @@ enum class Start
     in_unload, // the thread starts while the library is being unloaded
 };
 std::atomic<Start> g_start{Start::plain};
-std::atomic<int> g_plainStarts{0}; // starts that are plain before that
+std::atomic<int> g_plainStarts{0}; // the number of plain starts before that
 std::atomic<bool> g_isStarting{false};
 std::atomic<bool> g_unloading{false};
 

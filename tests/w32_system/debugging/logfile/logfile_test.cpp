@@ -104,7 +104,7 @@ TEST_F(LogNames, ARunningLogGoesOnInANewFileWhenItHasGrown)
         test::set_log_setting(L"LogPerSession_4", per_session);
         test::start_log();
         EXPECT_EQ(CQvLogFile::SetProperties(1, 10), QV_OK);
-        // The log is split once it is whole MiB above the limit, after 2 MiB.
+        // Only whole MiB count: with a limit of 1 MiB the log is split after 2 MiB.
         for (int i = 0; i < 4; ++i)
             EXPECT_EQ(QV_Log(Wide(512 * 1024, L'x')), QV_OK);
         EXPECT_EQ(test::current_log(), log_name(0));
