@@ -29,8 +29,7 @@ ITEMS = 100_000 if IS_SOAK else 900  # of all machines together
 BATCH = 50  # records in one write
 KILLS = 3
 SILENCE = PATIENCE if IS_SOAK else PATIENCE / 4  # seconds without a new record that end the wait
-os.environ["PATH"] += ":/usr/sbin:" + os.path.join(  # folders of daemons, which a user's PATH may
-                                                     # lack
+os.environ["PATH"] += ":/usr/sbin:" + os.path.join(  # folders of daemons
     os.path.dirname(SET_UP), "../../build/daemons")
 REPLACED = ((r"/var/lib/plinth-\w+|/var/log/plinth", "{folder}"), (r"\b251[45]\b|19533", "{port}"),
             (r"/usr/bin/plinth-trace|(?<=')plinth-trace", TRACE))

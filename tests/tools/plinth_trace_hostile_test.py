@@ -174,8 +174,7 @@ class Ended(unittest.TestCase):
         process.communicate()
 
     def test_it_ends_while_it_waits(self):
-        write_log("qvapp_2024-03-05.log", b"a line of the log\n" * 100_000)  # more than fits into a
-                                                                             # pipe
+        write_log("qvapp_2024-03-05.log", b"a line of the log\n" * 100_000)  # more than a pipe holds
         log = os.path.join(LOGS, "qvapp_2024-03-05.log")
         fifo = os.path.join(ROOT, "fifo")
         os.mkfifo(fifo)

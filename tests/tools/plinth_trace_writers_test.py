@@ -68,8 +68,7 @@ class Writers(unittest.TestCase):
         with open(shown, "w") as file, \
              Running("watch", "--input", LOGS, "--json", "--match", " item ",
                      "--count", str(WRITERS * ITEMS), stdout=file) as watch, \
-             Running("log", "--follow", "--since", "1d") as log:  # also records from before its
-                                                                  # start
+             Running("log", "--follow", "--since", "1d") as log:  # also earlier records
             talkers = [subprocess.Popen([TALKER, f"items:w{i}/{ITEMS}/{LENGTH}"])
                        for i in range(WRITERS)]
             texts = []

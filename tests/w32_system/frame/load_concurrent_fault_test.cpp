@@ -71,8 +71,7 @@ TEST(Load, ThreadsThatTraceWhileTheProcessEndsDoNoHarm)
 
 int end_with_the_lock_held(int, char**)
 {
-    QV_SetTraceOptions(QV_DIAG_DEBUGGER); // the last traces of static objects would wait for the
-                                          // log's lock
+    QV_SetTraceOptions(QV_DIAG_DEBUGGER); // else static objects would wait for the lock
     std::thread([] { pthread_mutexCS_lock(&CQvLogFile::m_classLock); }).join();
     return 0;
 }

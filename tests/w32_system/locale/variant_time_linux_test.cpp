@@ -38,8 +38,7 @@ TEST(TmToVariantTimeInZone, FollowsTheZoneDatabaseOverItsChanges)
          "2016-05-01 07:15:00"}, // a change of the zone, not of summer time
         {"Pacific/Apia", "2011-12-30 12:00:00", "2011-12-30 22:00:00"}}; // a day was skipped
     constexpr size_t count = std::size(rows);
-    for (size_t i = 0; i < 2 * count; ++i) // forwards and backwards: no answer depends on the one
-                                           // before
+    for (size_t i = 0; i < 2 * count; ++i) // both ways: no answer depends on the last
     {
         const auto& [zone, reading, moment] = rows[i < count ? i : 2 * count - 1 - i];
         test::needs_zone(zone);

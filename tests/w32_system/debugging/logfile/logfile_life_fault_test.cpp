@@ -217,8 +217,7 @@ TEST_F(LogLife, ItsNumberInTheProgramsHandsIsNeitherWrittenNorClosed)
 TEST_F(LogLife, ARecordCostsOneSystemCall)
 {
     uint64_t calls = 0;
-    for (int second = 0; second < 3 && calls != 1; ++second) // again if a new second begins between
-                                                             // the two
+    for (int second = 0; second < 3 && calls != 1; ++second) // if one begins in between
     {
         EXPECT_EQ(QV_Log(L"looks at its file"), QV_OK);
         PlinthTestArm();
@@ -370,8 +369,7 @@ int speak_into_broken_pipe(int, char**)
     sigset_t pending;
     ::sigpending(&pending);
     test::say(::sigismember(&pending, SIGPIPE) ? "pending" : "alive");
-    return ::write(STDERR_FILENO, "x", 1) < 0 ? 2 : 3; // the program's own write raises it as
-                                                       // before
+    return ::write(STDERR_FILENO, "x", 1) < 0 ? 2 : 3; // the program's own write raises it
 }
 const test::ChildMain speak_main("speak-into-broken-pipe", speak_into_broken_pipe);
 

@@ -77,8 +77,7 @@ TEST_F(LogNames, TheFileFollowsFromTheDaysFilesAndTheSetting)
                 {{log_name(0), log_name(3), log_name(7)}, old, true, 8},
                 {{log_name(0), log_name(9999)}, old, true, 0},
                 {{log_name(0).insert(16, "_x")}, old, true, 1}, // without a number
-                {{log_name(4)}, utf16, false, 5},               // a file in the other form is left
-                                                                // alone
+                {{log_name(4)}, utf16, false, 5},               // the other form is left alone
                 {{log_name(4)}, "\xff", false, 4}};             // one byte is not a mark
     for (const auto& [names, content, per_session, chosen] : rows)
     {
