@@ -1,8 +1,8 @@
-"""The guide keeps its word: what it shows is what stands in examples/guide, and each of those
-programs, and each command, does what the guide says.
+"""The guide is true: the code that it shows is the code in examples/guide, and each of those
+programs, and each command, does what the guide describes.
 
-The environment: PLINTH_GUIDE, the folder of the programs; PLINTH_KEEPER, PLINTH_TRACE; PLINTH_ROOT, the machine of
-this test.
+The environment: PLINTH_GUIDE, the folder of the programs; PLINTH_KEEPER, PLINTH_TRACE; PLINTH_ROOT,
+the machine of this test.
 """
 import os
 import re
@@ -46,7 +46,7 @@ def log_text(folder="Quorvane/Platform/Logfiles", encoding="utf-8"):
 
 
 def is_part(text, of):
-    """Whether whole lines are part of a file, at some depth of indentation."""
+    """Whether the text is a run of whole lines of a file, at any indentation."""
     return any("\n" + textwrap.indent(text, " " * depth) in "\n" + of for depth in (0, 4, 8))
 
 
@@ -139,7 +139,7 @@ class Guide(unittest.TestCase):
                 continue
             watcher = subprocess.Popen([TRACE, *arguments], stdin=subprocess.DEVNULL, text=True,
                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-            self.assertTrue(watcher.stderr.readline())  # that it listens
+            self.assertTrue(watcher.stderr.readline())  # the line that reports that it listens
             run("trace")
             out, _ = watcher.communicate(timeout=60)
             self.assertEqual(watcher.returncode, 0)

@@ -1,7 +1,7 @@
 """The installed package, used from outside: by find_package, as a part of a project,
-by pkg-config with Make and Meson, and as the README says.
+by pkg-config with Make and Meson, and as the README describes.
 
-Runs under the launcher, in a machine of its own (PLINTH_ROOT), and leaves nothing behind. The
+Runs under the launcher, in a machine of its own (PLINTH_ROOT), and leaves no files. The
 environment: PLINTH_SOURCE and PLINTH_BUILD, the two trees; PLINTH_CMAKE, PLINTH_CXX;
 PLINTH_CXXFLAGS, what the tree was built with beyond the presets (sanitizers).
 """
@@ -55,7 +55,7 @@ class Install(unittest.TestCase):
         self.folder = tempfile.mkdtemp(dir=ROOT)
         first = os.path.join(self.folder, "first")
         run(CMAKE, "--install", BUILD, "--prefix", first)
-        # The tree is moved: nothing in it may know where it was installed.
+        # The tree is moved: no file in it may contain the path where it was installed.
         self.prefix = shutil.move(first, os.path.join(self.folder, "moved"))
         self.library = next(folder for folder, _, names in os.walk(self.prefix)
                             if "libplinth_w32_system.so" in names)
@@ -74,16 +74,17 @@ class Install(unittest.TestCase):
         out = run(program, "gr\u00fc\u00dfe \U0001F600", **more)
         self.assertEqual(out, "files work, threads work, log works\n"
                               "gr\u00fc\u00dfe \U0001F600: 8 characters, 0067, 2.5\n")
-        # UTF-16 needs its byte order mark to be read here.
+        # log_text reads UTF-16 only with its byte order mark.
         log = log_text(folder, "utf-16")
-        # In this order: the library works before the program's static objects and after them.
+        # The first and last line show that the library works while the program's static objects are
+        # made and destroyed.
         lines = ["begins", "1 trace", "this line is in the log", "has ended"]
         self.assertEqual(re.findall(r"consumer: (.*)\n", log), lines)
         shutil.rmtree(os.path.join(ROOT, "ProgramData"))
 
     def test_a_cmake_project_finds_it(self):
         build = self.with_cmake(CONSUMER)
-        # Without LD_LIBRARY_PATH: CMake gives the program the place of the libraries.
+        # Without LD_LIBRARY_PATH: CMake stores the path of the libraries in the program.
         self.run_consumer(os.path.join(build, "consumer"))
 
     def needs_archive(self):
@@ -105,7 +106,8 @@ class Install(unittest.TestCase):
                     env=self.environment).split()
         library = os.path.join(self.folder, "libwith.so")
         run(CXX, "-shared", "-fPIC", "-x", "c++", "/dev/null", "-x", "none", "-o", library, *flags)
-        # The thread that opens it has ended: objects of a thread would keep it, too.
+        # The thread that opened the library has ended: thread-local objects would also keep it
+        # loaded.
         mapped = run(sys.executable, "-c",
                      "import _ctypes, sys\n"
                      "from concurrent.futures import ThreadPoolExecutor\n"
@@ -170,7 +172,7 @@ class Install(unittest.TestCase):
                 file.write(block(page, language))
         build = self.with_cmake(source)
         run(os.path.join(build, "hello"))
-        # Numbers differ, but for those of source lines.
+        # All numbers may differ, except those of source lines.
         shown = block("README.md", "text").replace("/home/me/hello", source)
         log, shown = (re.sub(r"(?<! : )(?<!\d)\d+", "0", text).splitlines()
                       for text in (log_text(), shown))
@@ -192,13 +194,13 @@ class Install(unittest.TestCase):
         headers = os.path.join(self.prefix, "include/plinth")
         names = [os.path.relpath(os.path.join(folder, name), headers).removeprefix("platform/")
                  for folder, _, files in os.walk(headers) for name in files]
-        # Those of neighbours want the neighbour, beside which tests/platform/headers compiles them.
-        # What is internal is no header of the user's.
+        # Headers named like those of other libraries need the other library; tests/platform/headers
+        # compiles them. Internal headers are not for users.
         neighbours = ["winscard.h", "sql.h", "sqlext.h", "sqltypes.h", "sqlucode.h", "odbcinst.h"]
         names = [name for name in names if name not in neighbours and "/internal/" not in name]
         self.assertIn("plinth_w32_system/files.h", names)
         self.assertIn("windows.h", names)
-        # These bring another library's header, which needn't be there; platform_headers tests them.
+        # These include another library's header, which may be missing; platform_headers tests them.
         names = [name for name in names
                  if name not in ("winscard.h", "odbcinst.h") and not name.startswith("sql")]
 
@@ -222,8 +224,8 @@ class Install(unittest.TestCase):
         self.compile_each_header("clang++")
 
     def test_a_project_that_it_is_part_of_gets_no_settings_tests_or_files_of_it(self):
-        """One library of it is built there: all of it costs minutes, and compiles as it does alone.
-        The program is then linked with the libraries of this tree, by the targets of its project."""
+        """Builds one library in the project: building all takes minutes, and is tested elsewhere.
+        The program is then linked with the libraries of this tree, by its project's targets."""
         needs_program("make", "make")
         source = os.path.join(self.folder, "parent")
         os.makedirs(source)

@@ -1,10 +1,10 @@
-# The CMakeLists.txt of a project that plinth, in the folder PLINTH, is part of by the function WAY. Configuring fails if
-# the project has got new settings or tests by adding it.
+# The CMakeLists.txt of a project that adds plinth, in the folder PLINTH, by the function WAY.
+# Configuring fails if plinth has added settings or tests to the project.
 cmake_minimum_required(VERSION 3.25)
 project(parent LANGUAGES CXX)
 set(CMAKE_CXX_STANDARD 17)
 
-# What comes into the cache: plinth's own names, and what CMake's modules record (project, Threads,
+# Allowed in the cache: plinth's own names, and what CMake's modules record (project, Threads,
 # GNUInstallDirs).
 set(recorded "^(PLINTH_|plinth_|CMAKE_PROJECT_VERSION|CMAKE_INSTALL_.*DIR|_GNUInstallDirs_|\
 CMAKE_HAVE_|FIND_PACKAGE_MESSAGE_DETAILS_Threads|FETCHCONTENT_)")

@@ -11,7 +11,7 @@ def write(name, data):
         file.write(data)
 
 
-pixels = bytes(range(256)) * 4  # 16 x 16 of 32 bits
+pixels = bytes(range(256)) * 4  # 16 x 16 pixels of 32 bits
 mask = bytes(4 * 16)
 image = struct.pack("<IiiHHIIiiII", 40, 16, 32, 1, 32, 0, len(pixels), 0, 0, 0, 0) + pixels + mask
 write("icon.ico", struct.pack("<HHHBBBBHHII", 0, 1, 1, 16, 16, 0, 0, 1, 32, len(image), 22) + image)

@@ -1,5 +1,5 @@
-// Does with power saving what its input says, a line at a time, and answers each with "done":
-// "off REASON", "restore". Ends with its input.
+// Reads commands for power saving, one a line: "off REASON", "restore". Carries out each and
+// answers "done". Ends with its input.
 #include <cstdio>
 #include <iostream>
 #include <string>

@@ -1,4 +1,4 @@
-"""Power saving on a message bus of the test's own, with a mock of the login manager and one of the
+"""Power saving on a message bus of the test's own, with mocks of the login manager and of the
 desktop's screen saver.
 
 CTest runs each test method by itself, under the launcher. The environment names the program:
@@ -15,7 +15,7 @@ needs_program("dbus-daemon", "dbus")
 dbus = needs_import("dbus", "python3-dbusmock")
 dbusmock = needs_import("dbusmock", "python3-dbusmock")
 HOLDER = os.environ["PLINTH_POWER_HOLDER"]
-PATIENCE = 60  # seconds until what should have happened counts as missing
+PATIENCE = 60  # seconds until an expected event counts as missing
 SAVER = "org.freedesktop.ScreenSaver"
 
 
@@ -65,7 +65,7 @@ class PowerBus(dbusmock.DBusTestCase):
                       for what, who, why, mode, _, _ in self.manager.ListInhibitors())
 
     def assert_locks_become(self, *reasons):
-        """The login manager hears of a lock's end a moment later."""
+        """The login manager notices the end of a lock a moment later."""
         who = os.path.basename(HOLDER)
         wanted = [(what, who, reason, "block") for reason in reasons
                   for what in ("idle", "shutdown", "sleep")]

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """No exception leaves the stand-in: each exported function that may allocate has a handler.
 
-Reads the machine code of a build without optimisation, where each call stands for itself: from
-operator new and the throwing of exceptions back to the exported functions, as far as no function on
-the way takes the exception for good. Calls by a pointer, and calls beside the block that is guarded,
-can't be told: the sweep of allocations sees those.
+Reads the machine code of a build without optimisation, where each call is still visible. Follows
+the calls from operator new and the throwing of exceptions back to the exported functions, and stops
+at functions that catch the exception for good. It can't see calls by a pointer, nor calls outside
+the guarded block of a function; the sweep of allocations covers those.
 
     exceptions_test.py LIBRARY
 """
@@ -17,7 +17,7 @@ THROWING = ("_Znwm", "_Znam", "_ZnwmSt11align_val_t", "__cxa_throw", "_ZSt17__th
             "_ZSt20__throw_length_errorPKc")
 HANDLER = "__cxa_begin_catch"
 PASSED_ON = "__cxa_rethrow"
-# The test interface, which is in no build that is shipped.
+# The test interface, which no shipped build has.
 LEFT_OUT = re.compile(r"PlinthTest|take_fault")
 FUNCTION = re.compile(r"^[0-9a-f]+ <(.+)>:$")
 CALL = re.compile(r"\b(?:call|jmp)\s+(?:\*.*# )?[0-9a-f]+ <([^>@+]+)")
@@ -28,7 +28,7 @@ def output(*command):
 
 
 def callers_of(library):
-    """For each function who calls it."""
+    """Maps each function to its callers."""
     callers = collections.defaultdict(set)
     caller = ""
     for line in output("objdump", "-d", "--no-show-raw-insn", library):
@@ -40,7 +40,7 @@ def callers_of(library):
 
 
 def unguarded(library):
-    """The exported functions that an exception may leave, each with the way to where it is thrown."""
+    """The exported functions that an exception may leave, each with the calls down to the throw."""
     exported = {line.split()[-1].split("@")[0]
                 for line in output("nm", "-D", "--defined-only", library)}
     callers = callers_of(library)

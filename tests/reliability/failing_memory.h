@@ -1,11 +1,11 @@
 // Allocations of the library that fail, for the worker of the sweep.
 //
-// Counts the calls of operator new that the library's own code makes, and lets some fail. What the
-// session and the worker allocate for themselves never fails.
+// Counts the calls of operator new that the library's own code makes, and can make some fail.
+// Allocations of the session and the worker themselves never fail.
 //
 // Only one file of a program may include this: it replaces the operators, and the C++ library's
-// function by which a handler takes an exception. The latter tells who took the exception of an
-// allocation of the stand-in: only the stand-in may, since none leaves it.
+// function that a handler calls to catch an exception. The latter records which module caught the
+// exception of an allocation in the stand-in: only the stand-in may, since none may leave it.
 #pragma once
 
 #include <atomic>
@@ -22,11 +22,11 @@ namespace failing_memory
 
 inline std::atomic<bool> g_counts{false};
 inline std::atomic<unsigned> g_calls{0};
-inline std::atomic<unsigned> g_first{0}; // the call that fails; 0: none
-inline std::atomic<bool> g_stays{false}; // and all after it
+inline std::atomic<unsigned> g_first{0}; // number of the call that fails; 0: none
+inline std::atomic<bool> g_stays{false}; // whether all later calls fail, too
 inline std::atomic<const char*> g_met{nullptr};
-inline std::atomic<const char*> g_left{nullptr}; // who took an exception of the stand-in
-inline thread_local bool t_of_platform = false;  // the exception under way
+inline std::atomic<const char*> g_left{nullptr}; // not the stand-in, but caught its exception
+inline thread_local bool t_of_platform = false;  // the stand-in's exception is under way
 inline thread_local bool t_looks = false;
 
 constexpr const char* of_platform = "operator new of the stand-in";
@@ -42,8 +42,8 @@ inline bool is_platform(const char* module)
     return std::strstr(module, "libplinth_platform") || std::strstr(module, "libplinth_desktop");
 }
 
-// Null for an allocation that isn't the library's. Templates of the C++ library that have been
-// compiled into its own file allocate for whoever called them.
+// Null for an allocation that isn't the library's. Templates that are compiled into the C++
+// library's own file allocate for their caller, which is searched for on the stack.
 inline const char* owner(void* caller)
 {
     void* frames[16] = {caller};
@@ -87,11 +87,11 @@ inline bool fails(void* caller)
     return true;
 }
 
-// Begins anew. first 0: only counts.
+// Starts counting again. first 0: only counts.
 inline void arm(unsigned first, bool stays)
 {
     void* unused[1];
-    backtrace(unused, 1); // loads what it needs
+    backtrace(unused, 1); // the first call loads what it needs
     g_calls = 0;
     g_first = first;
     g_stays = stays;
@@ -123,7 +123,7 @@ void* operator new(size_t size)
     throw std::bad_alloc();
 }
 
-// The array forms of the C++ library would hide the caller.
+// Not the C++ library's array forms: they would hide the caller.
 void* operator new[](size_t size) __attribute__((alias("_Znwm")));
 void* operator new[](size_t size, const std::nothrow_t&) noexcept
     __attribute__((alias("_ZnwmRKSt9nothrow_t")));
@@ -156,7 +156,7 @@ extern "C" __attribute__((visibility("default"))) void* __cxa_begin_catch(void* 
     if (failing_memory::t_of_platform)
     {
         const char* const module = failing_memory::module_of(__builtin_return_address(0));
-        if (!std::strstr(module, "libstdc++")) // which throws it again
+        if (!std::strstr(module, "libstdc++")) // libstdc++ throws it again
         {
             failing_memory::t_of_platform = false;
             if (!failing_memory::is_platform(module))

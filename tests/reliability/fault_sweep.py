@@ -3,30 +3,30 @@
 
 The program plinth_fault_worker runs the session (session.h): it loads the library, runs the session
 with one fault in it, runs it once more without, and unloads. This script does so for the 1st, 2nd,
-3rd ... call, each in a process and a machine (PLINTH_ROOT) of its own, as long as the number makes a
-difference, and holds each run to this:
+3rd ... call, each in a process and a machine (PLINTH_ROOT) of its own, until the session makes no
+more calls. Each run must meet these conditions:
 
-  - no crash, no hang; each operation gives success or a status of its description, what it gave as
-    a success is one, and what the log has confirmed is in its files;
-  - behind the fault the same session succeeds wholly in the same process;
+  - no crash, no hang; each operation succeeds or returns a status of its description, a reported
+    success is a real one, and what the log has confirmed is in its files;
+  - after the fault the same session succeeds wholly in the same process;
   - no descriptor and no file is left that a run without a fault doesn't leave.
 
 The ways to fail:
 
-  once         the Linux call number N of any name fails with EIO, those behind it don't
-  stays        all from number N on fail with EIO until the session is over
+  once         the Linux call number N of any name fails with EIO, later ones don't
+  stays        all from number N on fail with EIO until the end of the session
   interrupted  call number N meets a signal (EINTR)
   shortened    the N-th read, write ... of each name moves one byte
-  memory       allocation number N of the library fails, those behind it don't; no exception may
+  memory       allocation number N of the library fails, later ones don't; no exception may
                leave the stand-in
-  exhausted    all allocations from number N on fail until the session is over; the library may
+  exhausted    all allocations from number N on fail until the end of the session; the library may
                refuse to be loaded, with its message and the status 127
   interface    the N-th operation of the Windows interface of each name fails, where the stand-in
                has a fault point for it
 
 Threads of the library make some of the calls, and wait for time: between two runs the number of all
 calls differs by about one in a hundred, and number N isn't the same call each time. A finding names
-the call that it came with, and the command of its run.
+the call that failed, and the command that repeats the run.
 """
 import argparse
 import collections
@@ -44,13 +44,13 @@ TRANSFERS = ("read", "write", "pwrite", "send", "recv", "copy_file_range", "getr
 BY_NUMBER = {"once": (1, EIO), "stays": (0, EIO), "interrupted": (1, EINTR)}
 BY_ALLOCATION = {"memory": 1, "exhausted": 0}
 WAYS = (*BY_NUMBER, *BY_ALLOCATION, "shortened", "interface")
-UNMET_ENDS = 25  # so many numbers in a row that no call has reached: the session is over
+UNMET_ENDS = 25  # after so many numbers in a row without a fault the session has no more calls
 
 Run = collections.namedtuple("Run", "status lines seconds")
 
 
 def run_worker(options, plan):
-    """One process under the launcher, which gives it a machine and takes it away again."""
+    """Runs one process under the launcher, which makes and removes its machine."""
     started = time.monotonic()
     done = subprocess.run(
         [options.launcher, options.worker, str(options.limit), *map(str, plan)],
@@ -64,20 +64,20 @@ def told(run, word):
 
 
 def alike(target):
-    """A descriptor's or file's name without what differs from run to run."""
+    """A descriptor's or file's name without the parts that differ from run to run."""
     target = re.sub(r"\S*/plinth-test-\w+", "ROOT", target)
     target = re.sub(r"plinth-\d+-[0-9a-f]{16}", "SHARED", target)
     return re.sub(r"\d+", "#", target)
 
 
-# The stack lines of a report keep the files of the modules that they meet, each twice. With a fault
-# they may meet one that they don't meet without.
+# Each stack trace of a report keeps the files of its modules open, each twice. A fault may bring in
+# a module that no run without a fault has.
 MODULE = re.compile(r"\.so[.#]*$|\.debug$")
 MOST_OF_MODULE = 2
 
 
 class Reference:
-    """What runs without a fault leave, and how many calls they make."""
+    """What runs without a fault leave open or on disk, and how many calls they make."""
 
     def __init__(self, options):
         with concurrent.futures.ThreadPoolExecutor() as pool:
@@ -98,7 +98,7 @@ class Reference:
 
     def findings(self, run):
         if run.status == 127 and any("the library can't be loaded" in line for line in run.lines):
-            return []  # what a load does that can't have its locks
+            return []  # the correct refusal of a load that lacks its locks
         found = told(run, "finding")
         if run.status and not found or "done" not in run.lines:
             found.append(f"ended with status {run.status} after {run.seconds:.0f} s")
@@ -115,7 +115,7 @@ def is_of_interface(name):
 
 
 def plans(way, reference, options):
-    """The plans of a way in order. Those by number have no end: it is seen when it is reached."""
+    """The plans of a way in order. Those by number have no natural end: sweep() notices it."""
     if way in BY_NUMBER:
         return (["any", number, *BY_NUMBER[way]]
                 for number in range(options.first, options.last + 1, options.every))
@@ -131,7 +131,7 @@ def plans(way, reference, options):
 
 
 def judge(run, plan, reference, options):
-    """The calls that the fault met, one at most, and whether the run has failed."""
+    """The calls that met the fault, one at most, and whether the run has failed."""
     met = told(run, "met")[:1]
     found = reference.findings(run)
     if found:
@@ -146,7 +146,7 @@ def judge(run, plan, reference, options):
 
 
 def sweep(way, reference, options):
-    """How often each call was met, and how many runs have failed."""
+    """How often the fault met each call, and how many runs have failed."""
     waiting = collections.deque()
     judged = []
     unmet_in_a_row = 0

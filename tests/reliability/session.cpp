@@ -1,5 +1,5 @@
-// The session as a module: the program that loads it is not linked to the library, so that loading
-// and unloading the library are a part of what is swept.
+// The session as a module: the program that loads it is not linked to the library, so that the
+// sweep covers loading and unloading the library.
 #include "session.h"
 
 namespace
@@ -15,7 +15,7 @@ constexpr std::pair<const char*, void (*)(Session&)> parts[] = {
 
 } // namespace
 
-// What the module exports: runs the whole session in the folder, and tells each finding.
+// The only export: runs the whole session in the folder, and reports each finding.
 extern "C" __attribute__((visibility("default"))) void
 sweep_session(const char* folder, bool strict, void (*finding)(const char* text))
 {
@@ -26,12 +26,12 @@ sweep_session(const char* folder, bool strict, void (*finding)(const char* text)
         {
             part(session);
         }
-        catch (const std::bad_alloc&) // of the library's own; the worker tells one of the stand-in
+        catch (const std::bad_alloc&) // the library's; the worker reports the stand-in's
         {
             session.worked(name, false);
         }
         for (const std::string& each : session.findings())
             finding((std::string(name) + ": " + each).c_str());
     }
-    CQvLogFile::CloseLog(); // an open log would outlive the library
+    CQvLogFile::CloseLog(); // an open log would keep the library loaded
 }

@@ -1,8 +1,8 @@
 // A scripted session of the whole library, for sweeps that make each platform call of it fail.
 //
-// A part of the session uses one subsystem and says of each call what it may give. With strict
-// nothing may fail. Without, a fault may be about: a call may give a status that its description
-// names, what it gave as a success has to be one, and nobody waits for ever.
+// A part of the session uses one subsystem and states for each call which results are allowed. With
+// strict no call may fail. Without, a fault may be active: a call may return a status that its
+// description names, a reported success must be a real one, and no call waits for ever.
 #pragma once
 
 #include <algorithm>
@@ -23,10 +23,10 @@
 class Session
 {
 public:
-    // folder: native, empty; what the session makes lies in it.
+    // folder: native, empty; the session makes its files there.
     Session(std::string folder, bool strict) : m_folder(std::move(folder)), m_strict(strict) {}
 
-    // What a call gave: true for success. refusals: what it may give beside QV_OK.
+    // True if the call succeeded. refusals: the statuses that it may return beside QV_OK.
     bool ok(const char* call, int status, std::initializer_list<int> refusals)
     {
         if (!m_strict && std::find(refusals.begin(), refusals.end(), status) != refusals.end())
@@ -34,13 +34,13 @@ public:
         return holds(std::string(call) + " gave " + std::to_string(status), status == QV_OK);
     }
 
-    // The same for calls that tell a failure in another way.
+    // The same for calls that report a failure in another way.
     bool worked(const char* call, bool success)
     {
         return m_strict ? holds(std::string(call) + " failed", success) : success;
     }
 
-    // What a fault is no excuse for. promise: what shows in the report when it is broken.
+    // A condition that holds even with a fault. broken: the text of the report if it doesn't.
     bool holds(const std::string& broken, bool condition)
     {
         if (!condition)
@@ -48,7 +48,7 @@ public:
         return condition;
     }
 
-    // Waits for what has to come. A time that only a fault takes is the limit.
+    // Waits for an event that must come. Only a fault can make the wait reach its limit.
     bool comes(const std::string& what, const std::function<bool()>& true_now)
     {
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
@@ -72,10 +72,10 @@ private:
     std::vector<std::string> m_findings;
 };
 
-// Session::ok of a call as it is written, with the statuses that it may give beside QV_OK.
+// Session::ok with the call's own text, and the statuses that it may return beside QV_OK.
 #define CALL(call, ...) session.ok(#call, call, {__VA_ARGS__})
 
-// Read without the library, whose files may fail.
+// Read without the library, whose file calls may fail.
 inline std::string content(const std::filesystem::path& native)
 {
     std::ifstream file(native, std::ios::binary);

@@ -83,7 +83,7 @@ void search(Session& session)
 
 constexpr size_t size = 10'000; // three blocks
 
-// What the callbacks of one transfer said.
+// What the callbacks of one transfer reported.
 struct Outcome
 {
     std::atomic<int> last{QV_ERR_INPROGRESS};
@@ -93,7 +93,7 @@ struct Outcome
         static_cast<Outcome*>(self)->done = done;
         static_cast<Outcome*>(self)->last = status;
     }
-    // The two failures of a copy behind which others come are not its last.
+    // These two failures of a copy are not its last report: others follow.
     static void copied(int status, uint64_t, uint64_t done, void* self)
     {
         if (status != QV_ERR_READFILE && status != QV_ERR_FILESIZE)
@@ -107,7 +107,7 @@ struct Outcome
     }
 };
 
-// True if all was written and is there.
+// True if all was written and is in the file.
 bool write_all(Session& session, QvFile file, const std::string& all)
 {
     Outcome outcome;
@@ -136,7 +136,7 @@ void copy_all(Session& session, const std::string& all)
                           Outcome::copied, &outcome),
               QV_ERR_OPENFILE, QV_ERR_SYSTEM))
         return;
-    // A copy that could read nothing ends with success, too.
+    // A copy that could read nothing also ends with success.
     if (outcome.succeeds(session, "an asynchronous copy", {QV_ERR_WRITEFILE, QV_ERR_DISKFULL}) &&
         outcome.done == size)
         session.holds("the copy differs", content(session.native("copied")) == all);

@@ -11,7 +11,7 @@ namespace
 constexpr std::initializer_list<int> log_refusals = {QV_ERR_SYSTEM, QV_ERR_WRITEFILE,
                                                      QV_ERR_DISKFULL, QV_ERR_OPENFILE};
 
-// All that lies in the folder of the logs.
+// The content of all files in the folder of the logs.
 std::string all_logs()
 {
     std::string text;
@@ -28,7 +28,7 @@ class Records
 public:
     explicit Records(Session& session) : m_session(session) {}
 
-    // Logs a text of its own; one that is confirmed has to be found.
+    // Logs a text of its own; find_all later looks for each confirmed one.
     void log()
     {
         const std::string text = std::string(m_session.strict() ? "<strict " : "<swept ") +
@@ -73,8 +73,8 @@ int rows(const wchar_t* title)
     return list ? static_cast<int>(SendMessageW(list, LVM_GETITEMCOUNT, 0, 0)) : -1;
 }
 
-// Writes to the channel until it shows. With a fault the listener may lack its objects or its
-// thread, and says so to nobody: what is asked of it then is that it comes and goes.
+// Writes to the channel until the text shows. With a fault the listener may lack its objects or its
+// thread without reporting it; the session then only checks that it starts and ends.
 void write_until(Session& session, const char* text, const std::function<bool()>& shows)
 {
     if (session.strict())
@@ -112,14 +112,14 @@ void log_part(Session& session)
     CQvLogFile::EnableLog(true);
     records.log();
 
-    // A mebibyte of records makes a split.
+    // A mebibyte of records causes a split.
     CQvLogFile::SetMaxLogMessageLength(-1);
     const test::Wide half(test::Wide(size_t{600'000}, L'.') + test::Wide("\r\n"));
     for (int i = 0; i < 3; ++i)
         session.ok("QV_Log", QV_Log(half), log_refusals);
     CQvLogFile::SetMaxLogMessageLength(512);
     records.log();
-    CALL(CQvLogFile::OpenLog(true)); // by a program that is not there
+    CALL(CQvLogFile::OpenLog(true)); // the program that opens logs is missing
     records.find_all();
 }
 

@@ -1,5 +1,5 @@
-// Modules, sections, versions and resources; who the process and the system are; numbers, dates,
-// identifiers; figures of memory, and the settings of power saving.
+// Modules, sections, versions and resources; the identity of the process and the system; numbers,
+// dates, identifiers; figures of memory, and the settings of power saving.
 #include <ctime>
 
 #include "session.h"
@@ -41,7 +41,7 @@ void resources(Session& session)
         session.holds("another resource", content(session.native("out")) == "stored bytes");
 
     CQvRscData all;
-    // The program itself, whose file stays open from the first time on.
+    // The program itself, whose file stays open from the first use on.
     QV_RCDATAToCQvRscDataByID(all, static_cast<__qv_hmodule*>(nullptr), 1, -1);
     session.holds("a resource that the program has not", all.GetCQvByteArrayW32Count() == 0);
     QV_RCDATAToCQvRscData(all, module);
@@ -80,7 +80,8 @@ void module_part(Session& session)
 
 void identity_part(Session& session)
 {
-    // Read as the library is loaded: if that failed, the version is missing for its whole life.
+    // Read as the library is loaded: after a failure then, the version is missing until it is
+    // unloaded.
     OSVERSIONINFOW version = {};
     CQvWinVersion::GetOSVersionInfo(version);
     session.holds("answers that differ from the version",
@@ -104,10 +105,10 @@ void memory_part(Session& session)
     CALL(QV_GetMemoryInfo(other, other + 1, other + 2, &physical, other + 3, other + 4),
          QV_ERR_SYSTEM);
     CALL(QV_GetAllocLimit(&committed, &limit), QV_ERR_SYSTEM);
-    // The limit is worked out once: with a fault just then it is 0 for the library's whole life.
+    // The limit is worked out once: after a fault then, it is 0 until the library is unloaded.
     if (limit != 0)
         session.worked("QV_CheckSingleDocumentSizeOverflow",
-                       // Whether a small one fits depends on what else the machine does.
+                       // Whether a small document fits depends on the machine's other work.
                        QV_CheckSingleDocumentSizeOverflow(UINT64_MAX / 2, &overflow, true));
 }
 

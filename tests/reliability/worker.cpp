@@ -6,14 +6,13 @@
 //     plinth_fault_worker SECONDS fail NAME NTH COUNT ERROR     PlinthTestFail
 //     plinth_fault_worker SECONDS shorten NAME NTH COUNT BYTES  PlinthTestShorten
 //     plinth_fault_worker SECONDS memory NTH COUNT              the library's NTH operator new;
-//     with
-//                                                               a COUNT of 0 all from it on
+//                                                               all from it on if COUNT is 0
 //
-// It is run under plinth_test_launcher, by fault_sweep.py, and tells it in lines on its standard
-// output: "calls N", "allocations N" and "operation NAME COUNT" (in the run without a fault), "met
-// NAME" (where the fault came), "finding TEXT", "descriptor TARGET" and "file NAME" (what is open,
-// and what lies in the folder of the machine, at the end), "done". One that takes longer than the
-// seconds ends by a signal.
+// fault_sweep.py runs it under plinth_test_launcher and reads the lines of its standard output:
+// "calls N", "allocations N" and "operation NAME COUNT" (in the run without a fault), "met NAME"
+// (the call that failed), "finding TEXT", "descriptor TARGET" and "file NAME" (open descriptors,
+// and files in the folder of the machine, at the end), "done". A signal ends it if it takes longer
+// than the seconds.
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -28,9 +27,9 @@
 
 #include "failing_memory.h"
 
-// For the leak checker. Locks that are there from the start, made at their first use, are never
-// destroyed: each loading of the library leaves theirs behind. A thread that is ended from outside
-// never frees the records of its thread-local objects' destructors.
+// For the leak checker. Locks that are made at their first use are never destroyed: each load of
+// the library leaves its own. A thread that is terminated by another thread never frees the records
+// of its thread-local objects' destructors.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions()
 {
@@ -43,7 +42,7 @@ namespace
 namespace fs = std::filesystem;
 
 bool s_found = false;
-bool s_stays = false; // the fault: what can't be removed either may be left behind
+bool s_stays = false; // the fault lasts, so files that couldn't be removed may stay
 
 void finding(const char* text)
 {
@@ -83,19 +82,19 @@ public:
             finding("the library can't be unloaded");
     }
 
-    // In a thread of its own: what a thread keeps goes with it, so that the library can be
-    // unloaded.
+    // In a thread of its own: at its end its thread-local objects are destroyed, so that the
+    // library can be unloaded.
     void run(const std::string& name, bool strict)
     {
         const std::string folder = std::string(std::getenv("PLINTH_ROOT")) + "/session";
         fs::create_directories(folder);
-        fs::current_path("/"); // a session whose calls fail may not find back
+        fs::current_path("/"); // a session whose calls fail may not change back to its first folder
         using RunSession = void (*)(const char*, bool, void (*)(const char*));
         if (m_module)
             std::thread(reinterpret_cast<RunSession>(dlsym(m_module, "sweep_session")),
                         folder.c_str(), strict, finding)
                 .join();
-        // What the session has named itself may stay after a fault; what anybody else made may not.
+        // Files with names of the session's own may stay after a fault; no others.
         static const std::set<std::string> own = {"file",   "copy",   "moved",  "backup", "tree",
                                                   "moving", "copied", "module", "data",   "out"};
         if (strict || !s_stays)
@@ -113,7 +112,7 @@ void tell_leftovers()
 {
     for (const auto& entry : fs::directory_iterator("/proc/self/fd"))
     {
-        std::error_code gone; // that of the iteration
+        std::error_code gone; // the descriptor of the iteration itself
         const std::string target = fs::read_symlink(entry, gone);
         if (!gone)
             std::printf("descriptor %s\n", target.c_str());
@@ -124,7 +123,7 @@ void tell_leftovers()
             for (const auto& entry : fs::recursive_directory_iterator(folder))
                 std::printf("file %s\n", entry.path().c_str());
     for (unsigned i = PlinthTestHandles(); i > 0; --i)
-        std::puts("descriptor handle"); // of the stand-in
+        std::puts("descriptor handle"); // a handle of the stand-in
 }
 
 bool told_where()
@@ -152,7 +151,7 @@ void sweep(char** plan)
             return library.run("second session", true);
         }
     }
-    // The fault comes as the library goes, or not at all.
+    // The fault comes at unloading, or not at all.
     told_where();
     failing_memory::disarm();
     std::printf("calls %u\n", PlinthTestCalls(nullptr));
@@ -173,7 +172,7 @@ int main(int argc, char** argv)
         return 2;
     }
     setvbuf(stdout, nullptr, _IOLBF, 0);
-    // A program of the desktop that the library starts is not there, whatever the machine has.
+    // The library finds no program or bus of the desktop, whatever the machine has.
     setenv("PATH", "/nowhere", 1);
     for (const char* const bus : {"DBUS_SYSTEM_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"})
         setenv(bus, "unix:path=/nowhere", 1);

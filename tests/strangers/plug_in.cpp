@@ -1,4 +1,4 @@
-// Says that it was loaded, which no program with more rights than its caller may do.
+// Prints that it was loaded; a program with more rights than its caller must not load it.
 #include <cstdio>
 
 [[gnu::constructor]] static void say()

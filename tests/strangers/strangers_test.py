@@ -1,7 +1,7 @@
-"""What a stranger can put into the shared folders does nobody harm.
+"""Objects that strangers put into the shared folders do no harm.
 
 The users have numbers that no account has. A visitor is a program that logs, sets and reads a
-setting, makes an event, traces and listens. Each planted object lies where one of its files would.
+setting, makes an event, traces and listens. Each planted object has the path of one of its files.
 """
 import errno
 import fcntl
@@ -16,10 +16,10 @@ import subprocess
 import tempfile
 import unittest
 
-# Other numbers in each test, as some places are named by them.
+# Different numbers in each test, as the paths of some shared objects contain them.
 GROUP = 61000 + os.getpid() % 500 * 8
 ROLES = {"root": 0, "member": GROUP + 1, "outsider": GROUP + 2}
-PLANTER = GROUP + 3  # a member too
+PLANTER = GROUP + 3  # also in the group
 GUARD = 100  # seconds; a visit's own limits are 1 s for each gate and 5 s for the registry's lock
 
 TOP = os.environ["PLINTH_TEST_ROOT"]
@@ -46,7 +46,7 @@ def make_programs():
     os.chmod(BIN, 0o755)
     for path in [os.environ["PLINTH_VISITOR"], os.environ["PLINTH_STRANGE_PLUG_IN"],
                  *os.environ["PLINTH_VISITOR_LIBRARIES"].split(":")]:
-        # Under the name by which the loader looks for it.
+        # Copied under the name that the loader looks for.
         found = re.search(r"SONAME.*\[(.*)\]", subprocess.run(
             ["readelf", "-d", path], capture_output=True, text=True).stdout)
         copy = f"{BIN}/{found[1] if found else 'visitor' if 'visitor' in path else 'plug_in.so'}"
@@ -56,7 +56,7 @@ def make_programs():
 
 
 class World:
-    """A fresh machine: a root as the packages make it, and things that only root may touch."""
+    """A fresh machine: a root as the packages make it, and files that only root may touch."""
 
     number = 0
 
@@ -109,7 +109,7 @@ class World:
                                 stderr=subprocess.PIPE)
 
     def visit(self, role, *what):
-        """The lines of a visit, and what it said on standard error."""
+        """The results of a visit by name, and its standard error."""
         return self.end_of(self.start(role, *what), role)
 
     @staticmethod
@@ -125,8 +125,8 @@ class World:
         return dict(line.split(" ", 1) for line in lines if " " in line), ran.stderr.decode()
 
     def files(self):
-        """What lies in the state folder and the shared one, as paths; shared: after a visit that
-        is still there."""
+        """The paths in the state folder and in the shared one; shared: only those that are still
+        there after a visit."""
         found = []
         for folder, folders, files in os.walk(self.root):
             found += [f"{folder}/{name}" for name in folders + files]
@@ -195,11 +195,11 @@ class WithWorlds(unittest.TestCase):
 
 class Strangers(WithWorlds):
     def planted(self, *kinds):
-        """The object in each place that a visitor of each role uses: its visit ends, touches nobody
-        else's file, and when the object is gone all is as before."""
+        """Plants the object in each place that a visitor of each role uses: the visit ends and
+        touches no file of others, and once the object is removed all works as before."""
         for role in ROLES:
             world = World()
-            world.visit("root")  # the folders and files that are there on any day
+            world.visit("root")  # makes the usual folders and files
             usual, _ = world.visit(role)
             shared = world.shared(role)
             places = [*world.files(), world.root + "/registry/HKEY_LOCAL_MACHINE.reg.new",
@@ -218,7 +218,7 @@ class Strangers(WithWorlds):
         try:
             KINDS[kind](world, place)
         except OSError as reason:
-            if reason.errno not in (errno.EEXIST, errno.EXDEV):  # the new hive; another device
+            if reason.errno not in (errno.EEXIST, errno.EXDEV):  # taken; another device
                 raise
             if os.path.lexists(kept):
                 os.rename(kept, place)
@@ -248,7 +248,7 @@ class Strangers(WithWorlds):
         self.planted("file_of_another", "file_without_rights")
 
     def test_the_log_file_that_would_be_chosen(self):
-        """What isn't a readable regular file there stops the log, with a status."""
+        """If that file isn't a readable regular file, the log fails with a status."""
         for role in ROLES:
             for kind, plant in KINDS.items():
                 world = World()
@@ -269,7 +269,7 @@ class Strangers(WithWorlds):
 
 
 def lock(path, kind):
-    """Takes a lock as a stopped process of ours would keep it; closing the file ends that."""
+    """Takes a lock as a stopped process of ours would hold it; closing the file releases it."""
     file = open(path, "r+b")
     whole_or_holder = 1 << 62 if kind == "gate" else 0
     fcntl.fcntl(file, fcntl.F_OFD_SETLK,
@@ -289,7 +289,7 @@ class Waiting(WithWorlds):
         with lock(shared + "/gate", "gate"):
             visited, _ = self.here.visit("member", "trace", "event", "log")
             self.assertEqual((visited["event"], visited["log"]), ("1450", "0"))
-            os.remove(shared + "/channel-3")  # which can't be made without the gate
+            os.remove(shared + "/channel-3")  # making it again takes the gate
             self.here.visit("member", *["trace"] * 50)
         self.assertEqual(self.here.visit("member", "listen")[0]["listen"], "0")
 
@@ -308,7 +308,7 @@ class Waiting(WithWorlds):
 
 
 class SharedMemory(WithWorlds):
-    """Whatever stands in the shared memory: nobody crashes, and the next program's channel works."""
+    """No content of the shared memory crashes a program, and the next program's channel works."""
 
     def setUp(self):
         super().setUp()
@@ -322,7 +322,7 @@ class SharedMemory(WithWorlds):
             file.write(struct.pack("I", value))
 
     def assert_works(self):
-        self.here.visit("member", "listen")  # one may find it out
+        self.here.visit("member", "listen")  # the first listener may have to find the damage
         self.assertEqual(self.here.visit("member", "listen")[0]["listen"], "0")
 
     def test_scribbled_words_of_the_control_page(self):
@@ -372,7 +372,7 @@ class Leftovers(WithWorlds):
 
 
 class Honest(WithWorlds):
-    """What people do with good reason goes on working."""
+    """Legitimate uses that must still work."""
 
     def all_works(self, world, role):
         visited, said = world.visit(role)
@@ -468,10 +468,10 @@ class MoreRights(WithWorlds):
 
 
 class Found(WithWorlds):
-    """Ways past the rules, each by its symptom."""
+    """Breaches of the rules that were found, each by its symptom."""
 
     def test_a_link_is_followed_in_a_folder_that_another_member_made(self):
-        """Any member can make a folder there, and so be the owner of the folder and of the link."""
+        """Any member can make a folder there, and so owns both the folder and the link in it."""
         for mode in [0o755, 0o2775]:
             world = self.world()
             path = world.visit("root", "log")[0]["path"].replace("\\", "/")[2:]
@@ -499,7 +499,7 @@ class Found(WithWorlds):
         self.assertEqual(said.count("is not used"), 1, said)
 
     def test_a_small_registry_file_of_nested_keys_takes_all_memory(self):
-        """32 KB of text take 500 MB, four times as many for each doubling."""
+        """32 KB of text took 500 MB, and twice the text four times as much."""
         world = self.world()
         world.visit("root", "set")
         with open(world.root + "/registry/HKEY_LOCAL_MACHINE.reg", "w", encoding="ascii") as file:
@@ -528,16 +528,16 @@ class Found(WithWorlds):
 
 
 class OneWay(unittest.TestCase):
-    """Each rule has one place, and no other code goes past it."""
+    """Each rule is in one place, and no other code bypasses it."""
 
-    # What is looked for, in which folders, and where it may stand.
+    # A pattern, the folders to search, and the files that may contain it.
     RULES = [
         (r"(?<!secure_)getenv\(", "src tools", {"src/platform/system/environment.cpp",
                                                 "src/platform/desktop_qt/qt_platform.cpp",
                                                 "tools/plinth-trace/terminal.cpp"}),
         (r"(?<![\w:])::(open|openat|creat|mkdir|rename|unlink|rmdir|opendir|chmod|realpath|chdir)\(",
          "src/platform", {"src/platform/system/calls.h", "src/platform/system/guarded_paths.cpp",
-                          "src/platform/system/plain_calls.h",  # only one of the kernel's own files
+                          "src/platform/system/plain_calls.h",  # only for the kernel's own files
                           "src/platform/shell32/shell_execute.cpp"}),
         (r"F_(OFD_)?SETLKW", "src", set()),
         (r"PTHREAD_PROCESS_SHARED", "src", set()),

@@ -1,7 +1,7 @@
-// Uses everything that lies in the shared folders, as an ordinary program does, and prints what
-// came of it: "log 0", "set 0", "get 0", "event 0", "trace", each on a line.
+// Uses every object in the shared folders, as an ordinary program does, and prints the results:
+// "log 0", "set 0", "get 0", "event 0", "trace", each on a line.
 //
-// Arguments: what to do; without any, all but what must be asked for.
+// Arguments: the actions; without any, all except those that must be requested.
 #include <atomic>
 #include <cstdio>
 #include <cstring>
@@ -17,7 +17,8 @@
 
 #include "support/wide_text.h"
 
-// The leak checker traces the program, which nobody may where it has more rights than its caller.
+// The leak checker traces the program, which is not allowed in one with more rights than its
+// caller.
 extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off();
 extern "C" int __lsan_is_turned_off()
 {
@@ -112,7 +113,7 @@ void listen()
     std::printf("listen %s\n", listener.hears("first") && listener.hears("second") ? "0" : "no");
 }
 
-// A listener that says so, and hears once more for each line that it is told.
+// Listens and prints "serves"; for each line of its input it waits for one more text.
 void serve()
 {
     const Listener listener;

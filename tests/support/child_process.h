@@ -1,5 +1,5 @@
-// A child of a test (see ChildMain) with pipes at its standard streams; killed and reaped with the
-// scope. Linux only.
+// A child of a test (see ChildMain) with pipes as its standard streams. The end of the scope kills
+// and reaps it. Linux only.
 #pragma once
 
 #include <csignal>
@@ -26,8 +26,8 @@ public:
     pid_t id() const { return m_id; }
     // A line of its standard output, without the line end; "" at the end of it.
     std::string line();
-    void tell(const std::string& line); // to its standard input
-    void send(int signal)               // nothing to one that was waited for
+    void tell(const std::string& line); // writes a line to its standard input
+    void send(int signal)               // does nothing after wait()
     {
         if (m_status < 0)
             ::kill(m_id, signal);
@@ -36,7 +36,7 @@ public:
     void finish(int signal);
     // Waits for its end: the exit code, or 128 and the number of the signal that ended it.
     int wait();
-    // Returns when somebody has stopped it.
+    // Returns when another process has stopped it.
     void wait_until_stopped();
 
 private:

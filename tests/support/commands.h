@@ -9,7 +9,7 @@
 namespace test
 {
 
-// Everything that the command, which has to succeed, writes to its standard output.
+// The whole standard output of the command, which must succeed.
 inline std::string output_of(const std::string& command)
 {
     std::string all;

@@ -1,4 +1,4 @@
-// What is in a folder, such as the process's own threads and descriptors in /proc. Linux only.
+// Lists a folder, such as the process's own threads and descriptors in /proc. Linux only.
 #pragma once
 
 #include <cstddef>

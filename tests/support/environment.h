@@ -1,4 +1,4 @@
-// What each test process has for its own, and folders for a test's files.
+// Folders that belong to one test process, and files in them.
 #pragma once
 
 #include <string>
@@ -8,9 +8,9 @@
 namespace test
 {
 
-// The folder that this process has for its own, made before the library was loaded and removed with
-// everything in it when the process has ended, also by a crash. On Linux it is also PLINTH_ROOT.
-// Native form, no separator at the end.
+// The folder of this process. It is made before the library is loaded, and removed with its content
+// when the process has ended or crashed. On Linux it is also PLINTH_ROOT. Native form, no separator
+// at the end.
 const std::string& root();
 
 // The same in Windows form ("C:\tmp\...").
@@ -23,7 +23,7 @@ std::string make_folder(const std::string& name);
 Wide windows_form(const std::string& native);
 std::string native_form(const wchar_t* windows);
 
-// Whole files by native path. read_file gives "" for a missing file.
+// Whole files by native path. read_file returns "" for a missing file.
 std::string read_file(const std::string& native);
 void write_file(const std::string& native, const std::string& bytes);
 

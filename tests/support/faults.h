@@ -1,4 +1,4 @@
-// Faults of the stand-in that last as long as one act. Linux only.
+// Faults of the stand-in that last for one action. Linux only.
 #pragma once
 
 #include <plinth_platform_test.h>
@@ -6,7 +6,7 @@
 namespace test
 {
 
-// Takes all faults away when its scope ends.
+// Removes all faults at the end of its scope.
 struct FaultScope
 {
     FaultScope() = default;

@@ -12,7 +12,7 @@ namespace test
 
 inline constexpr unsigned share_all = QV_SHARE_READ | QV_SHARE_WRITE;
 
-// A file that closes with its scope; QV_OpenFile's status is kept.
+// A file that is closed at the end of its scope; QV_OpenFile's status is kept.
 class OpenedFile
 {
 public:
@@ -38,7 +38,7 @@ private:
     int m_status;
 };
 
-// The path of a file below a fresh folder of the test's.
+// The path of a file in a fresh folder of the test.
 inline Wide path_in(const std::string& folder, const std::string& name)
 {
     return windows_form(folder + "/" + name);

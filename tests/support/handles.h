@@ -1,4 +1,4 @@
-// Handles that close with their scope, and the last errors of calls that were refused.
+// Handles that are closed at the end of their scope, and the last errors of calls that failed.
 #pragma once
 
 #include <type_traits>
@@ -10,7 +10,7 @@ namespace test
 {
 
 // 0 if a call succeeded; else its last error, or ~0 if it set none. Clears the last error, so that
-// no call passes with the error of the one before.
+// the next call can't pass with this one's.
 template <class Result> DWORD error_of(Result result)
 {
     const DWORD error = GetLastError();

@@ -1,5 +1,5 @@
-// A machine whose kernel tells what a test wants: files below a folder of the test's stand for
-// those of /proc and /sys until the scope ends. Linux only.
+// A machine whose kernel reports what a test sets: files in a folder of the test replace those of
+// /proc and /sys until the end of the scope. Linux only.
 #pragma once
 
 #include <filesystem>
@@ -25,7 +25,7 @@ public:
         std::filesystem::remove_all(m_folder, ignored);
     }
 
-    // A file by its path on a real machine.
+    // Writes a file, named by its path on a real machine.
     void put(const std::string& path, const std::string& text)
     {
         std::filesystem::create_directories(std::filesystem::path(m_folder + path).parent_path());

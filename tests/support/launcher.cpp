@@ -1,9 +1,8 @@
 // Runs a test program with a PLINTH_ROOT of its own.
 //
 // plinth_test_launcher PROGRAM ARGUMENTS... makes a folder, runs the program with PLINTH_ROOT and
-// PLINTH_TEST_ROOT set to it, and removes the folder and the shared objects that belong to it
-// afterwards, whatever became of the program. It stands on nothing of the library, which would open
-// a log on being loaded.
+// PLINTH_TEST_ROOT set to it, and afterwards removes the folder and its shared objects, even after
+// a crash. It isn't linked to the library, which would open a log when loaded.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -31,7 +30,7 @@ void remove_tree(const std::string& path)
     fs::remove_all(path, ignored);
 }
 
-// The name that the stand-in gives to the shared objects of a root (FNV-1a of its path).
+// The folder of the shared objects of a root, named as by the stand-in (FNV-1a of the path).
 std::string shared_folder(const std::string& root)
 {
     uint64_t hash = 14695981039346656037u;
@@ -61,7 +60,7 @@ int main(int argc, char** argv)
     }
     setenv("PLINTH_TEST_ROOT", root.c_str(), 1);
     setenv("PLINTH_ROOT", root.c_str(), 1);
-    // No test shows windows to who happens to sit there; those that want a display start their own.
+    // No test shows windows on a user's desktop; those that need a display start their own.
     setenv("PLINTH_DESKTOP", "none", 1);
 
     const pid_t self = getpid();

@@ -1,4 +1,4 @@
-// A list view in report mode, by its messages.
+// A list view in report mode, used through its messages.
 #pragma once
 
 #include <string>
@@ -52,7 +52,7 @@ inline LRESULT set_cell(HWND list, int row, int column, const wchar_t* text)
     return send(list, LVM_SETITEMW, 0, &item);
 }
 
-// "" if there is none.
+// "" if there is no such cell.
 inline std::string cell_of(HWND list, int row, int column)
 {
     wchar_t text[64] = L"";

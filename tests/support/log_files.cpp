@@ -24,14 +24,14 @@ namespace test
 namespace
 {
 
-std::optional<MachineSettings> s_settings; // those that this test has changed
+std::optional<MachineSettings> s_settings; // settings that this test has changed
 
 } // namespace
 
 std::string log_folder()
 {
 #ifdef _WIN32
-    // As the program's resource names it: see plinth_add_test.
+    // The name comes from the program's resource: see plinth_add_test.
     wchar_t common[MAX_PATH] = L"";
     SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, common);
     return utf8(common) + "\\plinth-tests\\" + fs::path(program()).stem().string() + "\\Logfiles";
@@ -99,7 +99,7 @@ void set_log_setting(const wchar_t* name, DWORD value)
 #ifndef _WIN32
 void start_log_after(const std::string& first_bytes)
 {
-    constexpr uint64_t gate = uint64_t{1} << 40; // what a log's first bytes are written under
+    constexpr uint64_t gate = uint64_t{1} << 40; // locked to write a log's first bytes
     constexpr unsigned attempts = 10;
     set_log_setting(L"LogPerSession_4", 0);
     const fs::path folder = fs::path(native_form(CQvLogFile::GetLogFilename())).parent_path();
@@ -122,7 +122,7 @@ void start_log_after(const std::string& first_bytes)
             done = true;
         });
     PlinthTestArm();
-    while (!done && PlinthTestCalls("fcntl") < attempts) // it asks for the gate again and again
+    while (!done && PlinthTestCalls("fcntl") < attempts) // it keeps trying for the gate
         std::this_thread::yield();
     PlinthTestReset();
     uint64_t written = 0;

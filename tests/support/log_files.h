@@ -1,5 +1,5 @@
-// What log tests need: the folder, today's names, the content without the lines that every session
-// has.
+// For log tests: the folder, today's names, and the content without the lines that every session
+// writes.
 #pragma once
 
 #include <string>
@@ -32,11 +32,11 @@ void write_log(const std::string& name, const std::string& bytes);
 // The names in the log folder, sorted.
 std::vector<std::string> log_names();
 
-// The name of the file that is written now, "" if there is none.
+// The name of the file that the log writes now, "" if there is none.
 std::string current_log();
 
-// What the current file holds behind the first session header of this test; call start_log first.
 // Opens a fresh file: closes the log, empties the folder, and lets the next call open it.
+// log_content() then returns what is written after the first session header.
 void start_log();
 
 // The content of the current file without session headers and their stamps.
@@ -47,8 +47,8 @@ std::string log_content();
 void set_log_setting(const wchar_t* name, DWORD value);
 
 #ifndef _WIN32
-// Another program writes the first bytes of today's first file, which both have found empty, after
-// this one has opened it and before this one's first bytes.
+// This process and another find today's first file empty and open it; the other writes its first
+// bytes first.
 void start_log_after(const std::string& first_bytes);
 #endif
 

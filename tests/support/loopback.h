@@ -1,4 +1,4 @@
-// Sockets on the loopback interface for tests, and a pair that is connected to each other.
+// Sockets on the loopback interface for tests, and a connected pair.
 #pragma once
 
 #include <cstring>
@@ -32,7 +32,7 @@ inline SOCKADDR* generic(SOCKADDR_IN& address)
     return reinterpret_cast<SOCKADDR*>(&address);
 }
 
-// The use of sockets for a scope.
+// Starts the use of sockets, and ends it with the scope.
 struct Sockets
 {
     Sockets() { EXPECT_EQ(QV_InitSocket(), QV_OK); }
@@ -41,7 +41,7 @@ struct Sockets
     ~Sockets() { EXPECT_EQ(QV_DoneSocket(), QV_OK); }
 };
 
-// A socket that closes with its scope.
+// A socket that is closed at the end of its scope.
 class Socket
 {
 public:
@@ -57,7 +57,7 @@ public:
             QV_CloseSocket(m_socket);
         m_socket = INVALID_SOCKET;
     }
-    // Its own port on the loopback interface, 0 if it has none.
+    // The port of this socket, 0 if it has none.
     USHORT port() const
     {
         SOCKADDR_IN own = {};

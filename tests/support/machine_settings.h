@@ -1,5 +1,5 @@
 // Settings of the machine, as tests change them. On Linux the machine is the test's own. On Windows
-// it is a real one, which gets back what it had.
+// it is the real one, whose old settings are restored.
 #pragma once
 
 #include <map>
@@ -11,8 +11,8 @@
 namespace test
 {
 
-// REG_DWORD values of one key below HKEY_LOCAL_MACHINE. At its end each value that was set is as it
-// was before the first time, or is removed if there was none.
+// REG_DWORD values of one key below HKEY_LOCAL_MACHINE. The destructor restores each value that was
+// set, or removes it if there was none before.
 class MachineSettings
 {
 public:
@@ -21,7 +21,7 @@ public:
     MachineSettings& operator=(const MachineSettings&) = delete;
     ~MachineSettings();
 
-    // The test fails if it can't be stored: on Windows that takes an administrator.
+    // The test fails if it can't be stored: Windows allows this to administrators only.
     void set(const std::string& name, DWORD value);
 
 private:

@@ -15,8 +15,8 @@
 namespace test
 {
 
-// Native path of a module as it was built; not to be changed. Without the tools that make it the
-// test is skipped: the build then leaves a file that names their packages.
+// Native path of a module as it was built; not to be changed. If the tools to build modules are
+// missing, the test is skipped, and the missing packages are named.
 inline std::string module_path(const std::string& name)
 {
     const std::string path = PLINTH_TEST_MODULES "/" + name;
@@ -46,7 +46,7 @@ template <class Number> void set_number(std::string& bytes, size_t offset, Numbe
     std::memcpy(bytes.data() + offset, &number, sizeof number);
 }
 
-// Places in a PE file.
+// Offsets in a PE file.
 struct PePlaces
 {
     explicit PePlaces(const std::string& file)

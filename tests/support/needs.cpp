@@ -20,8 +20,8 @@ void needs(bool there, const std::string& what, const std::string& package)
         return;
     const std::string message = "needs " + what + " (Debian: " + package + ")";
     [&] { GTEST_SKIP() << message; }();
-    // The skip is recorded. The library takes this for a report that was made already, and ends the
-    // test.
+    // The skip is recorded. The test library takes this exception for a failure that is already
+    // reported, and ends the test.
     throw testing::AssertionException(
         testing::TestPartResult(testing::TestPartResult::kSkip, __FILE__, __LINE__, ""));
 }

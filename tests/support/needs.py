@@ -1,7 +1,7 @@
-"""What a test needs that a system may not have. Without it the test is reported as skipped, with the
-Debian package that brings what is missing; with CI=true that is a failure (python_test.py).
+"""Requirements of a test that a system may lack. If one is missing, the test is reported as
+skipped, with the Debian package that provides it; with CI=true that is a failure (python_test.py).
 
-Also works where a script is loaded, outside of any test: then all its tests are skipped.
+Also works while a script is loaded, outside of any test: then all its tests are skipped.
 """
 import importlib
 import os
@@ -19,7 +19,7 @@ def needs_program(name, package):
 
 
 def needs_import(name, package):
-    """The module of the name."""
+    """Imports and returns the module of the name."""
     try:
         return importlib.import_module(name)
     except ImportError:
@@ -27,7 +27,7 @@ def needs_import(name, package):
 
 
 def needs_modules(folder):
-    """The PE files of tests/modules, whose build leaves a file that names the packages that it lacks."""
+    """The PE files of tests/modules; the build leaves a file with the names of missing packages."""
     missing = os.path.join(folder, "missing_packages")
     if os.path.exists(missing):
         with open(missing, encoding="utf-8") as file:

@@ -1,4 +1,4 @@
-// Processes of this test program, for tests between processes.
+// Processes that run this test program, for tests between processes.
 #pragma once
 
 #include <memory>
@@ -10,23 +10,23 @@
 namespace test
 {
 
-// A child of this program that runs the function of a ChildMain. It ends with the scope at the
-// latest.
+// A child that runs this program with the function of a ChildMain. It is ended with the scope at
+// the latest.
 class Process
 {
 public:
     static Process child(const std::string& name, const std::vector<std::string>& arguments = {});
 
-    // Waits for the child's end and gives its exit code, 128 and more for a signal.
+    // Waits for the child's end and returns its exit code, 128 and more for a signal.
     int wait();
-    // Ends the child without giving it a chance to do anything.
+    // Ends the child at once, without any clean-up in it.
     void kill();
     // Reads one line that the child wrote to its standard output, without the line end; "" at its
     // end. On Linux only.
     std::string read_line();
 
 private:
-    struct Running; // one for each system
+    struct Running; // defined for each system
     std::shared_ptr<Running> m_running;
 };
 

@@ -1,7 +1,7 @@
 """Runs one test of a script: python_test.py SCRIPT CLASS.METHOD
 
 Exit status: 0 if it has passed, 77 if it was skipped (CTest's SKIP_RETURN_CODE), otherwise 1. With
-CI=true, where everything that tests need is installed, a test that was skipped has failed.
+CI=true, where everything that tests need is installed, a skipped test counts as failed.
 """
 import importlib.util
 import os
@@ -10,7 +10,7 @@ import unittest
 
 
 def load(path):
-    sys.path.insert(0, os.path.dirname(path))  # scripts have helpers beside them
+    sys.path.insert(0, os.path.dirname(path))  # scripts import helpers from their own folder
     spec = importlib.util.spec_from_file_location("script", path)
     script = importlib.util.module_from_spec(spec)
     sys.modules["script"] = script

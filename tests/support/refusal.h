@@ -6,7 +6,7 @@
 namespace test
 {
 
-// The last error if the call returned what says that it failed, otherwise 0.
+// The last error if the call returned failure, otherwise 0.
 template <class Result> DWORD refusal(Result result, Result failure = {})
 {
     return result == failure ? GetLastError() : 0;

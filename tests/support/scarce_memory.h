@@ -28,7 +28,7 @@ void* operator new(size_t size)
     throw std::bad_alloc();
 }
 
-// Not inline: the compiler would see free() beside the new of a caller, and take it for a mistake.
+// Not inline: otherwise the compiler sees free() after the caller's new, and warns of a mismatch.
 __attribute__((noinline)) void operator delete(void* memory) noexcept
 {
     std::free(memory);

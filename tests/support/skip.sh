@@ -1,5 +1,5 @@
 #!/bin/sh
-# In the place of a test that can't run here: skip.sh WHAT PACKAGE
+# Takes the place of a test that can't run here: skip.sh WHAT PACKAGE
 echo "Skipped: needs $1 (Debian: $2)"
 if [ "${CI:-}" = true ]; then
     echo "No test may be skipped with CI=true."

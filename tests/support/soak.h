@@ -1,4 +1,4 @@
-// Stress tests that go on for as long as they are asked to: scripts/soak sets PLINTH_SOAK_SECONDS.
+// Stress tests that repeat for PLINTH_SOAK_SECONDS, which scripts/soak sets.
 #pragma once
 
 #include <chrono>
@@ -23,7 +23,7 @@ public:
         }
     }
 
-    // False from the start on unless the variable is set: one round is a test.
+    // Always false without the variable: the test runs one round.
     bool goes_on() const { return m_asked && std::chrono::steady_clock::now() < m_end; }
 
     // Prints a line that scripts/soak collects.

@@ -22,7 +22,7 @@ void keep(int priority, const char* format, va_list arguments)
 
 } // namespace
 
-// Both take the place of the C library's. Fortified code calls the second.
+// Both replace the C library's. Fortified code calls the second.
 extern "C" __attribute__((visibility("default"))) void syslog(int priority, const char* format, ...)
 {
     va_list arguments;

@@ -1,5 +1,5 @@
-// The system's log for the tests that write to it: what goes to it is kept here and reaches no
-// other program. For test programs that system_log.cpp is compiled into; Linux only.
+// The system's log for the tests that write to it: it keeps the messages, and none reaches another
+// program. For test programs that system_log.cpp is compiled into; Linux only.
 #pragma once
 
 #include <string>
@@ -14,7 +14,7 @@ struct SystemLogMessage
     std::string text;
 };
 
-// What was written since the program began or it was cleared.
+// The messages since the start of the program or the last clearing.
 std::vector<SystemLogMessage> system_log();
 
 void clear_system_log();

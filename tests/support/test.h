@@ -1,6 +1,6 @@
-// What nearly every test needs: the test library, the stand-in with its test interface, the usual
-// parts of the C++ library. Compiled once for all test programs (cmake/PlinthTestPrograms.cmake). A
-// test file includes this, and itself what it needs beyond.
+// For nearly every test: the test library, the stand-in with its test interface, the usual parts of
+// the C++ library. Compiled once for all test programs (cmake/PlinthTestPrograms.cmake). A test
+// file includes this, and whatever else it needs.
 #pragma once
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // The main function of the test programs.
 //
-// The library opens its log while it loads, so PLINTH_ROOT must stand in the environment before the
-// process starts: launcher.cpp sees to it. A child of a test (--child NAME) shares the root of the
-// process that started it.
+// The library opens its log while it loads, so PLINTH_ROOT must be set before the process starts:
+// launcher.cpp sets it. A child of a test (--child NAME) shares the root of the process that
+// started it.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -16,9 +16,9 @@
 
 #include "support/environment.h"
 
-// For the leak checker. A thread that is ended from outside never frees the records of its
-// thread-local objects' destructors, here as on the system. A test program with more to forgive has
-// a function of its own.
+// For the leak checker. A thread that is terminated by another thread never frees the records of
+// its thread-local objects' destructors, here as on Windows. A test program with more exceptions
+// has a function of its own.
 #if !defined(_WIN32)
 extern "C" __attribute__((weak, visibility("default"))) const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions()
@@ -30,8 +30,8 @@ extern "C" const char* __lsan_default_suppressions()
 namespace
 {
 
-// Where everything that tests need is installed (CI=true) a test that is skipped, for whatever
-// reason, has failed.
+// Where everything that tests need is installed (CI=true), a skipped test counts as failed,
+// whatever the reason.
 class NoSkips : public testing::EmptyTestEventListener
 {
     void OnTestEnd(const testing::TestInfo& test) override
@@ -116,7 +116,7 @@ std::string native_form(const wchar_t* windows)
     return text;
 }
 
-// Paths here are UTF-8, whatever the active code page is.
+// Paths are UTF-8 here, whatever the active code page is.
 static std::filesystem::path path_of(const std::string& native)
 {
     return std::u8string(native.begin(), native.end());

@@ -1,5 +1,5 @@
-// The user's locale as a test wants it: the environment of this process, and single items in the
-// registry of the test's own machine. Linux only, as Windows heeds no such environment.
+// The user's locale for a test: the environment of this process, and single items in the registry
+// of the test's own machine. Linux only, as Windows ignores these variables.
 #pragma once
 
 #include <cstdlib>
@@ -14,13 +14,13 @@
 namespace test
 {
 
-// All categories.
+// Sets all categories.
 inline void set_locale(const char* name)
 {
     needs_locale(name);
     setenv("LC_ALL", name, 1);
 }
-// A name that doesn't exist is the user's own fault.
+// Sets a locale that doesn't exist, as a user may by mistake.
 inline void set_unknown_locale(const char* name)
 {
     setenv("LC_ALL", name, 1);
@@ -38,7 +38,7 @@ inline LONG set_user_value(const wchar_t* name, DWORD type, const void* data, si
     return result;
 }
 
-// An item of "Control Panel\International".
+// Sets an item of "Control Panel\International".
 inline void set_user_text(const wchar_t* name, const Wide& text)
 {
     ASSERT_EQ(set_user_value(name, REG_SZ, text.c_str(), (text.size() + 1) * sizeof(wchar_t)),

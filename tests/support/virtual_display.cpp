@@ -19,14 +19,15 @@ namespace test
 namespace
 {
 
-// The standard output of a server, which ends with this process. It stays open as long.
+// Starts a server that ends with this process, and returns its standard output, which stays open as
+// long.
 FILE* start_server(const std::string& command)
 {
     needs_program("setpriv", "util-linux");
     return popen(("exec setpriv --pdeathsig TERM " + command + " 2>/dev/null").c_str(), "re");
 }
 
-// Nothing of the machine's own displays is left in the environment.
+// Removes the machine's own displays from the environment.
 void forget_displays()
 {
     for (const char* const each :
@@ -34,9 +35,9 @@ void forget_displays()
           "PLINTH_DESKTOP", "PLINTH_MESSAGEBOX", "DBUS_SESSION_BUS_ADDRESS", "SESSION_MANAGER"})
         unsetenv(each);
     const std::string runtime = make_folder("runtime");
-    chmod(runtime.c_str(), 0700); // or its users complain
+    chmod(runtime.c_str(), 0700); // programs warn of other rights
     setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
-    setenv("NO_AT_BRIDGE", "1", 1); // no accessibility bus is started
+    setenv("NO_AT_BRIDGE", "1", 1); // prevents the start of an accessibility bus
 }
 
 bool answers(const std::string& socket_path)
@@ -76,7 +77,7 @@ VirtualCompositor::VirtualCompositor()
     start_server("weston --backend=headless-backend.so --socket=wayland-test --idle-time=0 "
                  "--no-config >/dev/null");
     setenv("WAYLAND_DISPLAY", "wayland-test", 1);
-    // The socket has its name before it takes connections.
+    // The socket exists before it takes connections.
     for (int i = 0; i < 10'000 && !m_runs; ++i, usleep(2000))
         m_runs = answers(path);
     EXPECT_TRUE(m_runs) << "weston doesn't start";

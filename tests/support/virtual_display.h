@@ -1,5 +1,5 @@
-// Displays of the test's own: an X server in memory, on a number that is free, and a Wayland
-// compositor without a screen. Linux only.
+// Displays of the test's own: an X server in memory, on a free number, and a Wayland compositor
+// without a screen. Linux only.
 #pragma once
 
 namespace test
@@ -8,12 +8,13 @@ namespace test
 class VirtualDisplay
 {
 public:
-    // Points this process, and those that it starts, to the display, and lets windows be shown. The
-    // server ends with this process. A failure is one of the test, which says what is missing.
+    // Points this process, and those that it starts, to the display, and allows windows to be
+    // shown. The server ends with this process. On a failure the test fails or is skipped, and
+    // names the missing program.
     VirtualDisplay();
     VirtualDisplay(const VirtualDisplay&) = delete;
     VirtualDisplay& operator=(const VirtualDisplay&) = delete;
-    ~VirtualDisplay() = default; // not before the process: windows stay on it until then
+    ~VirtualDisplay() = default; // doesn't end the server: windows use it until the process ends
 
     explicit operator bool() const { return m_runs; }
 

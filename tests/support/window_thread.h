@@ -1,4 +1,4 @@
-// A thread of its own with a message loop, for windows that are sent messages from elsewhere.
+// A thread with a message loop, for windows that other threads send messages to.
 #pragma once
 
 #include <functional>
@@ -14,7 +14,7 @@ namespace test
 class WindowThread
 {
 public:
-    // make runs on the thread, before its loop.
+    // The thread runs make before its loop.
     explicit WindowThread(const std::function<HWND()>& make)
     {
         std::promise<HWND> promise;
@@ -49,7 +49,7 @@ private:
     DWORD m_id = 0;
 };
 
-// Registers the class if it isn't there yet.
+// Registers the class unless it is already registered.
 inline void register_class(const wchar_t* name, WNDPROC procedure, int extra = 0)
 {
     WNDCLASSEXW given = {};

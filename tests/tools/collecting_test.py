@@ -1,9 +1,9 @@
-"""The recipes of examples/collecting with the daemons that they are for: three machines that log,
+"""The recipes of examples/collecting with their real daemons: three machines that log,
 one that collects, and programs that are killed meanwhile.
 
-The files are those that set-up lays out, with other folders and another port; what systemd does for
-a unit this test does. CTest runs it for some hundred records; scripts/soak for 100,000, and also
-measures what is lost where something may be (docs/collecting.md).
+The files are those that set-up writes, with other folders and another port; the test itself does
+the work of systemd. CTest runs it with some hundred records; scripts/soak with 100,000, and then
+also measures the losses where some are allowed (docs/collecting.md).
 """
 import glob
 import json
@@ -25,17 +25,17 @@ SET_UP = os.path.join(os.path.dirname(os.path.abspath(__file__)),
                       "../../examples/collecting/set-up")
 MACHINES = 3
 IS_SOAK = "PLINTH_SOAK_SECONDS" in os.environ
-ITEMS = 100_000 if IS_SOAK else 900  # of all machines
-BATCH = 50  # records that are written at once
+ITEMS = 100_000 if IS_SOAK else 900  # of all machines together
+BATCH = 50  # records in one write
 KILLS = 3
-SILENCE = PATIENCE if IS_SOAK else PATIENCE / 4  # seconds after which nothing more is expected
-os.environ["PATH"] += ":/usr/sbin:" + os.path.join(  # where daemons are, also for users
+SILENCE = PATIENCE if IS_SOAK else PATIENCE / 4  # seconds without a new record that end the wait
+os.environ["PATH"] += ":/usr/sbin:" + os.path.join(  # folders of daemons
     os.path.dirname(SET_UP), "../../build/daemons")
 REPLACED = ((r"/var/lib/plinth-\w+|/var/log/plinth", "{folder}"), (r"\b251[45]\b|19533", "{port}"),
             (r"/usr/bin/plinth-trace|(?<=')plinth-trace", TRACE))
 
 class Machine:
-    """One that logs, with a root of its own: a program with a log of each form."""
+    """A machine that logs, with a root of its own: a program with a log of each form."""
 
     def __init__(self, folder, number):
         self.number = number
@@ -80,7 +80,7 @@ class Collecting(unittest.TestCase):
         self.addCleanup(self.end)
 
     def laid_out(self, end, folder):
-        """The files of one end of the recipe by name, for this test."""
+        """The files of one end of the recipe by name, adapted to this test."""
         where = os.path.join(self.folder, "files", os.path.basename(folder))
         arguments = (end, "127.0.0.1") if end == "sender" else (end,)
         result = run(SET_UP, self.kind, *arguments, env={**os.environ, "DESTDIR": where})
@@ -95,7 +95,7 @@ class Collecting(unittest.TestCase):
         return texts
 
     def start(self, name, command, root=None):
-        """root: of a service, which is started again when it ends."""
+        """root: only for a service, which is started again when it ends."""
         environment = {**os.environ, "PLINTH_ROOT": root} if root else None
         with open(os.path.join(self.folder, f"{name}.log"), "ab") as log:
             self.running[name] = (command, root, subprocess.Popen(
@@ -129,8 +129,8 @@ class Collecting(unittest.TestCase):
             self.kill(name)
 
     def collect(self, start_senders, count, records, killed):
-        """Writes, kills, waits: gives the texts that came, once each, and those that were written.
-        count: how many have come, those that came again included."""
+        """Writes, kills, waits: returns the texts that were collected, once each, and those that
+        were written. count: returns how many were collected, with repeated ones."""
         machines = [Machine(self.folder, i) for i in range(MACHINES)]
         writers = [threading.Thread(target=machine.write) for machine in machines]
         for writer in writers:
@@ -157,15 +157,15 @@ class Collecting(unittest.TestCase):
             last, since = now, time.monotonic()
             all_records = records()
             texts = {key_of(record): record["text"] for record in all_records}
-        for record in all_records:  # what has one key is one record
+        for record in all_records:  # records with the same key must be the same record
             self.assertEqual(record["text"], texts[key_of(record)])
         print(f"soak: collecting by {self.kind}, {killed} killed: {len(sent)} records, "
               f"{len(sent) - len(texts)} missing, {len(all_records) - len(texts)} again")
         return sorted(texts.values()), sent
 
     def check(self, collect, safe, lossy=()):
-        """Whatever is killed, nothing is merged or changed; safe: with these killed, nothing is
-        missing either."""
+        """Whatever is killed, no record is merged or changed; safe: the programs whose kill must
+        not lose any record either."""
         texts, sent = collect(safe)
         self.assertEqual(texts, sent)
         for killed in lossy if IS_SOAK else ():
@@ -184,13 +184,14 @@ class Collecting(unittest.TestCase):
         with open(os.path.join(self.collected, "records.log"), encoding="utf-8",
                   newline="\n") as file:
             lines = sorted(file.read().split("\n")[:-1])
-        # A line that was cut when its writer was killed is the beginning of another.
+        # A line that was cut by a kill is the beginning of another line.
         return from_rfc5424("\n".join(
             line for line, after in zip(lines, [*lines[1:], ""])
             if line == after or not after.startswith(line)))
 
     def by_syslog(self, kind, command, head):
-        """A way of collecting for check. command: of the daemon with a folder and configuration."""
+        """The arguments of check for a syslog daemon. command: makes its command line from a folder
+        and a configuration."""
         def start_daemon(name, folder, text):
             conf = os.path.join(folder, "conf")
             with open(conf, "w", encoding="utf-8") as file:
@@ -235,7 +236,7 @@ class Collecting(unittest.TestCase):
         return self.journal("-o", "cat", "--output-fields=PLINTH_OFFSET").count("\n")
 
     def records_of_journal(self):
-        def text_of(value):  # numbers if it has controls in it
+        def text_of(value):  # a list of numbers if it has control characters
             return value if isinstance(value, str) else bytes(value).decode()
         entries = [json.loads(line) for line in self.journal("-o", "json", "--all").splitlines()]
         return [{"host": entry["_HOSTNAME"], "file": entry["PLINTH_FILE"],

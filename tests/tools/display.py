@@ -4,7 +4,7 @@ import subprocess
 
 from needs import needs_program
 
-# The launcher keeps programs off the desktop with the last one.
+# The launcher sets the last one to keep programs off the desktop.
 DISPLAY_NAMES = ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "PLINTH_DESKTOP")
 
 
@@ -15,12 +15,12 @@ def environment(**more):
 
 
 def start_display(test):
-    """Gives the name of a new display, which goes with the test."""
+    """Returns the name of a new display, which ends with the test."""
     return start_server(test)[1]
 
 
 def start_server(test):
-    """The display's process, too: for a test that ends it."""
+    """Returns the display's process, too: for a test that ends it."""
     needs_program("Xvfb", "xvfb")
     read, write = os.pipe()
     server = subprocess.Popen(["Xvfb", "-displayfd", str(write), "-screen", "0", "1280x1024x24",

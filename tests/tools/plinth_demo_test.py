@@ -46,7 +46,7 @@ class Demo(unittest.TestCase):
     def test_the_log_that_it_names_has_a_record_of_each_block_with_its_tags_replaced(self):
         shown = self.summary_of(b"line\n" * 100_000, "3")
         blocks = int(shown["bytes"].split()[2])
-        folder = os.path.join(ROOT, "ProgramData/Quorvane/Demo/Logfiles")  # its resources say so
+        folder = os.path.join(ROOT, "ProgramData/Quorvane/Demo/Logfiles")  # set by its resources
         self.assertEqual(os.path.dirname(shown["log"].strip()), folder)
         with open(shown["log"].strip(), encoding="utf-16") as file:
             records = file.read().splitlines()

@@ -12,7 +12,7 @@ class DemoWindow(unittest.TestCase):
         with open(path, "wb") as file:
             file.write(b"line\n" * 100_000)
         display = start_display(self)
-        # Several windows that close while the others are looked for: one run may be lucky.
+        # Several windows close while the test looks for the others: one run may succeed by chance.
         for _ in range(3):
             result = run(os.environ["PLINTH_DEMO"], "--window", "--auto-close", path, "3",
                          env=environment(DISPLAY=display))

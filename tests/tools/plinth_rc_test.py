@@ -1,5 +1,5 @@
-"""plinth-rc: what it refuses, with a message, and that it leaves no object then. What it makes is
-read by the tests of LoadStringW and, through plinth_add_resources, of the program's resources.
+"""plinth-rc: what it refuses, with a message and without leaving an object. The tests of
+LoadStringW and, through plinth_add_resources, of the program's resources read what it makes.
 
 The environment names the program: PLINTH_RC.
 """

@@ -1,6 +1,6 @@
-"""plinth-trace export: what it writes in each format, and that nothing is lost however it ends.
+"""plinth-trace export: its output in each format, and that nothing is lost however it ends.
 
-As plinth_trace_test.py, whose helpers it has.
+Run like plinth_trace_test.py, whose helpers it uses.
 """
 import fcntl
 import os
@@ -36,7 +36,7 @@ def unescaped(text):
                   lambda m: known.get(m[3]) or chr(int(m[1] or m[2], 16)), text)
 
 def from_rfc5424(lines):
-    """The records of messages, with the names that JSON has for their parts."""
+    """Syslog messages as records, with the field names of the JSON format."""
     records = []
     for line in lines.splitlines():
         head, pairs, text = re.fullmatch(
@@ -49,7 +49,7 @@ def from_rfc5424(lines):
     return records
 
 def from_journal(entries):
-    """The same of entries in the journal's export format."""
+    """The same for entries in the journal's export format."""
     records, record = [], {}
     while entries:
         line, entries = entries.split(b"\n", 1)
@@ -67,7 +67,7 @@ def from_journal(entries):
     return records
 
 class Running(subprocess.Popen):
-    """An export that goes on running, with the cursor."""
+    """An export that runs until the end of its scope, with the cursor."""
 
     def __init__(self, *arguments, **more):
         super().__init__([TRACE, "export", "--follow", "--cursor", CURSOR, *arguments],
@@ -147,7 +147,7 @@ class Formats(unittest.TestCase):
 
 class Resuming(unittest.TestCase):
     def check(self, records, writers, items):
-        """Each item is there whole; what is there twice has the same key, and nothing else has."""
+        """Each item is there whole; repeated ones have the same key, and different ones don't."""
         texts = {}
         for record in records:
             self.assertEqual(texts.setdefault(key_of(record), record["text"]), record["text"])
@@ -167,7 +167,7 @@ class Resuming(unittest.TestCase):
             self.assertEqual(talker.wait(), 0)
         export("--cursor", CURSOR, "--output", OUTPUT)
         with open(OUTPUT, encoding="utf-8") as file:
-            # A line that was cut is the beginning of one that is there.
+            # A line that was cut is the beginning of another line.
             whole = [line for line in file.read().splitlines() if line.endswith("}")]
         self.check(objects_of("\n".join(whole)), writers, items)
         self.assertEqual(export("--cursor", CURSOR), "")
@@ -178,7 +178,7 @@ class Resuming(unittest.TestCase):
         with Running(stdout=subprocess.PIPE, stderr=subprocess.PIPE) as running:
             while len(kept) < 50:
                 kept.append(running.stdout.readline())
-            # More is written than the export writes at once: the cursor was saved in between.
+            # More is written than the export writes at once, so the cursor was saved in between.
             until(lambda: struct.unpack("i", fcntl.ioctl(
                 running.stdout, termios.FIONREAD, bytes(4)))[0] > 52 << 10)
             running.stdout.close()

@@ -1,8 +1,8 @@
-"""What strangers can put before plinth-trace: texts and names that a terminal would obey or that
-deceive its user, names of logs that lead astray, pipes in the place of files. And that its user can
-end it wherever it waits.
+"""Input by which strangers may attack the user of plinth-trace: texts and names that a terminal
+would obey or that deceive the user, misleading names of logs, pipes in the place of files. And the
+user can end it wherever it waits.
 
-As plinth_trace_test.py, whose helpers it has.
+Run like plinth_trace_test.py, whose helpers it uses.
 """
 import json
 import os
@@ -18,7 +18,8 @@ from plinth_trace_test import (LOGS, TALKER, TRACE, Running, objects_of, trace, 
                                write_log)
 from programs import PATIENCE, ROOT, run
 
-# One of each kind, and how it is shown: controls, directions, what nobody sees, separators, tags.
+# One of each kind, and how it is shown: controls, directions, invisible characters, separators,
+# tags.
 KINDS = {"\x1b": r"\x1b", "\x08": r"\x08", "\x7f": r"\x7f", "\x9b": r"\x9b", "\xad": r"\xad",
          "\u202e": r"\u{202e}", "\u2066": r"\u{2066}", "\u200b": r"\u{200b}",
          "\ufeff": r"\u{feff}", "\u2028": r"\u{2028}", "\U000e0041": r"\u{e0041}"}
@@ -40,7 +41,7 @@ def folder_with_log(name):
     return folder
 
 def on_a_terminal(*arguments):
-    """What the program writes to a terminal that it runs on."""
+    """The output of the program on a terminal."""
     pid, terminal = pty.fork()
     if pid == 0:
         os.execv(TRACE, [TRACE, *arguments])
@@ -48,7 +49,7 @@ def on_a_terminal(*arguments):
     try:
         while piece := os.read(terminal, 65536):
             shown += piece
-    except OSError:  # how the system tells that the other end is gone
+    except OSError:  # the system reports so that the other end is closed
         pass
     os.waitpid(pid, 0)
     os.close(terminal)
@@ -126,10 +127,10 @@ class LogNames(unittest.TestCase):
         older, newer = "qvapp_2024-03-05.log", "qvapp_2999-01-01.log"
         for ages, newest in (({newer: 2 * day, older: day}, older),
                              ({newer: -1000 * day, older: day}, older),
-                             ({newer: -1000 * day, older: -2000 * day}, newer),  # neither is known
-                             ({older: -60, newer: day}, older),  # another machine's clock
+                             ({newer: -1000 * day, older: -2000 * day}, newer),  # both in the future
+                             ({older: -60, newer: day}, older),  # the clock of another machine
                              ({older: day, newer: day}, newer),
-                             # The numbers of a day begin again.
+                             # After 9999 the numbers of a day begin again.
                              ({"qvapp_2024-03-05_(9999).log": 9, older: 0}, older)):
             shutil.rmtree(LOGS, ignore_errors=True)
             for name, age in ages.items():
@@ -153,7 +154,7 @@ class LogNames(unittest.TestCase):
             self.assertIn("no regular file", result.stderr)
 
 class Ended(unittest.TestCase):
-    """By each polite signal, wherever it waits."""
+    """By each signal that asks it to end, wherever it waits."""
 
     def start(self, *arguments):
         process = subprocess.Popen([TRACE, *arguments], stdin=subprocess.PIPE,

@@ -1,5 +1,4 @@
-"""The manual page of plinth-trace says what its --help says: the same commands and options, none
-missing and none that is gone.
+"""The manual page of plinth-trace has the same commands and options as its --help.
 
 The environment names the program: PLINTH_TRACE. The page is docs/man/plinth-trace.1 of the tree.
 """
@@ -15,7 +14,7 @@ PAGE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../docs/man/
 
 
 def listed(pattern, *command):
-    """What a help text describes: at the start of its lines."""
+    """The commands or options that a help text describes, at the start of its lines."""
     return set(re.findall(rf"^  ({pattern})", run(TRACE, *command, "--help").stdout, re.M))
 
 
@@ -24,7 +23,7 @@ def commands():
 
 
 def sections():
-    """The page's text by heading, of both levels, hyphens as people read them."""
+    """The page's text by heading, of both levels, with plain hyphens."""
     with open(PAGE, encoding="utf-8") as file:
         text = file.read().replace("\\-", "-")
     parts = re.split(r'^\.S[HS] "?([^"\s]+)[^"\n]*"?\n', text, flags=re.M)
@@ -32,7 +31,7 @@ def sections():
 
 
 def entries(section):
-    """What a section describes: the first word of each tagged paragraph."""
+    """The commands or options of a section: the first word of each tagged paragraph."""
     return set(re.findall(r"^\.TP\n\.BI? (\S+)", section, re.M))
 
 
@@ -41,7 +40,7 @@ class Manual(unittest.TestCase):
 
     def test_each_command_has_its_part(self):
         self.assertIn("watch", commands())
-        # Parts of the second level are commands; other headings are in capitals.
+        # Headings of the second level are commands; other headings are in capitals.
         self.assertEqual({name for name in sections() if not name.isupper()}, set(commands()))
 
     def test_each_option_is_described_with_its_command(self):

@@ -1,4 +1,4 @@
-"""plinth-trace module, and what tools that are not ours make of the files that it has changed.
+"""plinth-trace module, and whether other makers' tools accept the files that it has changed.
 
 Runs under the launcher. The environment: PLINTH_TRACE, the program; PLINTH_TEST_MODULES, the folder
 of the modules that tests/modules builds.
@@ -16,11 +16,11 @@ MODULES = os.environ["PLINTH_TEST_MODULES"]
 needs_modules(MODULES)
 NAMES = ("plain64.dll", "module64.dll", "program64.exe", "overlay64.exe", "compiled64.exe",
          "plain32.dll", "module32.dll", "program32.exe", "overlay32.exe")
-# One that is small, one that is large, one of nothing.
+# A small one, a large one, an empty one.
 RESOURCES = {"SMALL": b"just a few", "LARGE": bytes(range(251)) * 900, "NONE": b""}
 
 def output_of(*command, code=0):
-    """As text with a character for each byte."""
+    """The output as text with a character for each byte."""
     result = run(*command, encoding=None)
     if result.returncode != code:
         raise AssertionError(f"{command}: {result.returncode}\n{result.stderr.decode()}")
@@ -31,7 +31,7 @@ def read(path):
         return file.read()
 
 class Image:
-    """The headers of a PE file, read by other code than that under test."""
+    """The headers of a PE file, read by code other than that under test."""
 
     def __init__(self, path):
         self.data = read(path)
@@ -49,7 +49,7 @@ class Image:
             self.sections.append((name.rstrip(b"\0").decode(), address, size, raw_size, raw))
 
     def contents(self):
-        """The sections but that of the resources: name, address and bytes."""
+        """The sections except that of the resources: name, address and bytes."""
         return [(name, address, self.data[offset:offset + size])
                 for name, address, _, size, offset in self.sections if name != ".rsrc"]
 

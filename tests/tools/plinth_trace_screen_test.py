@@ -13,7 +13,7 @@ STAMP = "2024-03-05 14:{:02}:{:02}.000 *vtq* "
 
 
 def log_of(*texts, name="qvapp_2024-03-05.log"):
-    """A log with a record a second; gives its path."""
+    """Makes a log with a record a second; returns its path."""
     path = os.path.join(ROOT, name)
     with open(path, "w", encoding="utf-8") as file:
         for number, text in enumerate(texts):
@@ -30,7 +30,8 @@ class Screen(unittest.TestCase):
 
     @staticmethod
     def selected(viewer):
-        """The number in the text of the selected row, and the row's line; 0 is the heading's."""
+        """The number in the text of the selected row, and the row's line on the screen; the heading
+        has line 0."""
         for line, text in enumerate(viewer.screen.display[:-2]):
             found = re.search(r"number (\d+)", text)
             if found and viewer.style(line, 1).reverse:
@@ -76,7 +77,7 @@ class Screen(unittest.TestCase):
     def test_a_search_marks_and_counts_as_one_types(self):
         viewer = self.watching()
         viewer.press(HOME, self.at(viewer, 0))
-        viewer.press("/NUMBER", " 0 hits")  # capitals are meant
+        viewer.press("/NUMBER", " 0 hits")  # capitals make it case-sensitive
         viewer.press(ERASE + "number 1", " 111 hits", never=["NUMBER"])
         for typed, count in (("9", 11), ("\x7f", 111), ("9", 11)):
             viewer.press(typed, f" {count} hits")
@@ -110,7 +111,7 @@ class Screen(unittest.TestCase):
         viewer.press("w" + ERASE + "\r" + r"m0\t" + "\r", "of 300;",
                      lambda: any(viewer.style(other, viewer.column_of("number 210", other) + 9).fg
                                  == "black" for other in viewer.lines_with("number 210")))
-        # from the record
+        # filters taken from the record
         viewer.press("e", "no texts like this")
         viewer.press("x", "row 0 of 0")
         viewer.press("x" + ERASE + "\r" + "ew", "of 100;", self.at(viewer, 200, line))
@@ -189,7 +190,7 @@ class Screen(unittest.TestCase):
         narrow = Terminal(self, "watch", "--input", numbered(300), lines=6, columns=20)
         narrow.until("row 300")
         narrow.press(HOME + RIGHT * 4, "number 0", "row 1 of 300")
-        narrow.press("/is not there at all", "not there at all")  # scrolls with the cursor
+        narrow.press("/is not there at all", "not there at all")  # the text scrolls with the cursor
         tiny = Terminal(self, "watch", "--input", numbered(3), lines=1, columns=1)
         tiny.until(lambda: b"\x1b[H" in tiny.raw)
         tiny.press("q")
@@ -249,13 +250,13 @@ class Screen(unittest.TestCase):
         viewer.press("\rc", "row 0 of 0")
         with open(f"/proc/{viewer.process.pid}/maps", encoding="ascii") as file:
             if "libasan" in file.read():
-                return  # what a sanitizer keeps is resident too
+                return  # a sanitizer keeps memory resident
         self.assertLess(full - resident(empty), keep * 1.1)
         self.assertLess(resident(viewer) - resident(empty), 16 << 20)
 
 
 class Left(unittest.TestCase):
-    """The terminal as it was found."""
+    """The terminal is left as it was before."""
 
     STAGES = {"list": "", "prompt": "/abc", "help": "?", "menu": "C", "details": "\r"}
 
@@ -285,7 +286,7 @@ class Left(unittest.TestCase):
             viewer.check_is_as_found(delay)
 
     def test_by_a_stop_and_after_it(self):
-        # A shell with job control, without which the system stops nothing.
+        # A shell with job control: without one the system doesn't stop the program.
         jobs = ["bash", "-m", "-c", '"$@"; echo STOPPED; read line; fg; echo ENDED', "jobs"]
         viewer = Terminal(self, "watch", "--input", numbered(50), shell=jobs)
         viewer.until("number 49")
@@ -298,7 +299,7 @@ class Left(unittest.TestCase):
         viewer.check_is_as_found("ended")
 
     def test_by_force_while_it_is_stuck(self):
-        """The output file is a pipe that nobody reads."""
+        """The output file is a pipe that no process reads."""
         fifo = os.path.join(ROOT, "fifo")
         os.mkfifo(fifo)
         full = os.open(fifo, os.O_RDWR | os.O_NONBLOCK)

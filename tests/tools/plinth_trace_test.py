@@ -26,7 +26,7 @@ def trace(*arguments, **more):
     return run(TRACE, *arguments, **more)
 
 def observed(program, *arguments):
-    """Runs a program under observation to its end; gives what it printed, and its process id."""
+    """Runs a traced program to its end; returns its output and its process id."""
     process = subprocess.Popen([program, *arguments], stdout=subprocess.PIPE, encoding="utf-8",
                                stdin=subprocess.DEVNULL)
     out, _ = process.communicate(timeout=PATIENCE)
@@ -53,7 +53,7 @@ def write_log(name, content, age=0):
     os.utime(log_path(name), (time.time() - age,) * 2)
 
 class Running(subprocess.Popen):
-    """A plinth-trace that goes on running: with the channel, if it is a watch."""
+    """A plinth-trace that runs until it is ended. A watch has the channel then."""
 
     def __init__(self, *arguments, stdout=subprocess.PIPE):
         super().__init__([TRACE, *arguments], stdin=subprocess.DEVNULL, stdout=stdout,
@@ -78,7 +78,8 @@ class Running(subprocess.Popen):
         self.communicate()
 
 def watch(*arguments, spoken=(), told=()):
-    """What a watch shows of texts that one process speaks and the next tells the library."""
+    """The output of a watch. One process writes the spoken texts to the channel, then another traces
+    those in told through the library."""
     with Running("watch", *arguments) as running:
         _, pid = speak(*spoken)
         if told:
@@ -120,7 +121,7 @@ class Watch(unittest.TestCase):
                    "|wndid:2147483647|": None, "|wndid:x": 0, "x |wndid:5|": None, "": None}
         out, _ = watch("--json", "--match", "^(?!.*RDTSC)", "--count", str(2 * len(windows)),
                        spoken=windows, told=windows)
-        windows_of_records = dict(windows, **{"x |wndid:5|": 5})  # anywhere behind the stamp
+        windows_of_records = dict(windows, **{"x |wndid:5|": 5})  # anywhere after the stamp
         self.assertEqual([record["window"] for record in objects_of(out)],
                          [*windows.values(), *windows_of_records.values()])
 
@@ -156,7 +157,7 @@ class Watch(unittest.TestCase):
         self.assertIn("for the second", watch("--count", "1", spoken=["for the second"])[0])
 
     def test_ctrl_c_ends_it_after_what_was_written_before(self):
-        for count in (50, 20000):  # the second is more than a pipe holds
+        for count in (50, 20000):  # the second is more than fits into a pipe
             with Running("watch") as running:
                 speak(f"numbers:{count}")
                 code, out, err = running.interrupt()
@@ -164,7 +165,7 @@ class Watch(unittest.TestCase):
                              (0, "", [f"number {i}" for i in range(count)]))
 
     def test_output_that_nobody_reads_yet_loses_no_record_and_holds_nobody_up(self):
-        count = 5000  # more than a pipe holds
+        count = 5000  # more than fits into a pipe
         out, pid = watch("--count", str(count + 2),
                          spoken=["two\nlines", f"numbers:{count}", "end"])
         self.assertEqual(texts_of(out),
@@ -178,7 +179,7 @@ class Watch(unittest.TestCase):
             os.waitpid(running.pid, os.WUNTRACED)
             speak(f"numbers:{count}")
             running.send_signal(signal.SIGCONT)
-            # Until it goes on, no writer waits for it: the end could be lost.
+            # Before the watch continues, no writer waits for it, and "end" could be lost.
             lines = [running.line()]
             speak("end")
             while not lines[-1].endswith("end"):
@@ -231,12 +232,12 @@ class Watch(unittest.TestCase):
         self.assertEqual((too_few.returncode, too_few.stdout), (4, text + "\n"))
         rated = trace("watch", "--input", "-", "--rate", "--exclude", "b", input="a\nb\nc\n")
         self.assertIn("shown 2, all 3, lost 0, dropped 0", rated.stderr.splitlines()[-1])
-        texts = ["small", "x" * 90_000, "small again"]  # no two of them have room
+        texts = ["small", "x" * 90_000, "small again"]  # there is room for one of them only
         kept = trace("watch", "--input", "-", "--json", "--keep", "64K", input="\n".join(texts))
         self.assertEqual([record["text"] for record in objects_of(kept.stdout)], texts)
 
 class Keys(unittest.TestCase):
-    """watch on a terminal: a pseudo-terminal of its own, whose other end the test has."""
+    """watch on a pseudo-terminal, whose other end the test has."""
 
     def start(self, *arguments):
         self.shown = ""
@@ -244,7 +245,7 @@ class Keys(unittest.TestCase):
         self.process = subprocess.Popen(
             [TRACE, "watch", "--plain", *arguments], stdin=self.theirs, stdout=self.theirs,
             stderr=self.theirs, cwd=ROOT, start_new_session=True,
-            env={**os.environ, "TERM": "xterm"},  # one with colours, whatever runs the tests
+            env={**os.environ, "TERM": "xterm"},  # a terminal with colours, whatever runs the tests
             preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
         self.addCleanup(self.clean_up, self.process, self.terminal, self.theirs)
         self.until("shows keys")
@@ -264,7 +265,7 @@ class Keys(unittest.TestCase):
         return not termios.tcgetattr(self.theirs)[3] & (termios.ICANON | termios.ECHO)
 
     def until(self, text):
-        """Reads on until the text has come behind what was read before."""
+        """Reads until the text comes after the part that was read before."""
         start = len(self.shown)
         while text not in self.shown[start:]:
             self.assertTrue(select.select([self.terminal], [], [], PATIENCE)[0],
@@ -360,7 +361,7 @@ class Log(unittest.TestCase):
                          [line for line in expected.splitlines() if not line.startswith("first")])
 
     def test_lines_of_both_forms_of_a_file_are_found_across_the_blocks_in_which_it_is_read(self):
-        # U+010A has the byte of a line end.
+        # U+010A contains the byte of a line end.
         for encoding, mark, more in (("latin-1", b"", "caf\u00e9"),
                                      ("utf-16-le", b"\xff\xfe", "\u20ac \U0001f600 \u010a")):
             lines = [f"{i} {more} " + "x" * (i % 97) for i in range(20000)]
@@ -425,7 +426,7 @@ class Log(unittest.TestCase):
         with Running("log", "--follow") as follow:
             self.assertEqual(follow.line(), "first")
             os.remove(log_path("qvapp_2024-03-05.log"))
-            # When the tool shows the second, it has looked at the folder without the first.
+            # When the tool shows the second, it has seen the folder without the first.
             for day, text in (("06", "second"), ("05", "first again")):
                 write_log(f"qvapp_2024-03-{day}.log", f"{text}\n".encode())
                 self.assertEqual(follow.line(), text)

@@ -1,6 +1,6 @@
-"""Many viewers on the channel, of which some are stopped and killed while programs write.
+"""Many viewers of the channel, some of which are stopped and killed while programs write.
 
-As plinth_trace_test.py, whose helpers it has.
+Run like plinth_trace_test.py, whose helpers it uses.
 """
 import contextlib
 import os
@@ -14,7 +14,7 @@ from plinth_trace_test import SPEAKER, Running, objects_of, speak
 from programs import PATIENCE, ROOT
 
 WRITERS = 4
-TEXTS = 30_000  # of each writer: together more than the viewers' shared memory has room for
+TEXTS = 30_000  # of each writer; together they exceed the viewers' shared memory
 
 class Viewer(Running):
     """A watch that writes JSON to a file."""
@@ -40,7 +40,8 @@ class Viewer(Running):
             return b'"the end"' in file.read()
 
     def account(self):
-        """What it has shown, what it says it has lost, the gaps, and what the holders took."""
+        """The records shown, the number reported as lost, the gaps, and the number that the holders
+        of the channel took."""
         _, _, err = self.interrupt()
         with open(self.path, encoding="utf-8") as file:
             records = objects_of(file.read())

@@ -47,7 +47,7 @@ class Window(unittest.TestCase):
                                   encoding="utf-8")
         self.addCleanup(window.kill)
         while not (os.path.exists(output) and os.path.getsize(output)):
-            self.assertIsNone(window.poll())  # it runs until it shows the record
+            self.assertIsNone(window.poll())  # it runs at least until it has written the record
         server.kill()
         errors = window.communicate(timeout=PATIENCE)[1]
         self.assertEqual(window.returncode, 5, errors)

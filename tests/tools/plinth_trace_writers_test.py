@@ -1,6 +1,6 @@
-"""Many programs that write logs at once, with splits, and two viewers that follow them.
+"""Many programs write logs at the same time, with splits, and two viewers follow them.
 
-As plinth_trace_test.py, whose helpers it has. scripts/soak asks for more records.
+Run like plinth_trace_test.py, whose helpers it uses. scripts/soak asks for more records.
 """
 import heapq
 import os
@@ -16,7 +16,7 @@ IS_SOAK = "PLINTH_SOAK_SECONDS" in os.environ
 ITEMS = (1_000_000 if IS_SOAK else 20_000) // WRITERS
 LENGTH = 50 if IS_SOAK else 1000  # more than 2 MiB a writer: a split
 STAMP = 23  # characters of a date with its time
-END = "x."  # of each item: it is whole
+END = "x."  # of each item, to show that it is whole
 
 def key_of(text):
     """The writer and the number of an item."""
@@ -24,7 +24,7 @@ def key_of(text):
     return words[3], int(words[5])
 
 def merged(folder):
-    """The items of all files: always the earliest of those that are next in their files."""
+    """The items of all files, merged: each time the earliest of the files' next items."""
     files = []
     for name in os.listdir(folder):
         with open(os.path.join(folder, name), encoding="latin-1") as file:
@@ -41,8 +41,8 @@ def merged(folder):
     return texts
 
 def lateness(texts):
-    """By how much a record came after one with a later stamp, at most: what was written too late
-    to be waited for."""
+    """The greatest delay in ms of a record after one with a later stamp: it was written too late
+    for the viewer to wait for it."""
     late, newest = 0, 0
     for text in texts:
         time = datetime.fromisoformat(text[:STAMP]).timestamp()
@@ -68,7 +68,7 @@ class Writers(unittest.TestCase):
         with open(shown, "w") as file, \
              Running("watch", "--input", LOGS, "--json", "--match", " item ",
                      "--count", str(WRITERS * ITEMS), stdout=file) as watch, \
-             Running("log", "--follow", "--since", "1d") as log:  # also what is there when it looks
+             Running("log", "--follow", "--since", "1d") as log:  # also earlier records
             talkers = [subprocess.Popen([TALKER, f"items:w{i}/{ITEMS}/{LENGTH}"])
                        for i in range(WRITERS)]
             texts = []
@@ -80,7 +80,7 @@ class Writers(unittest.TestCase):
             self.check(texts)
             print(f"soak: followed: {lateness(texts)} ms after the newest stamp at most")
             code, _, err = log.interrupt()
-            # It may have looked before there was a file, or after.
+            # It may have started before there was a file, or after.
             news = [line for line in err.splitlines() if "waits for the first" not in line]
             self.assertEqual((code, news), (0, []))
             self.assertEqual([talker.wait() for talker in talkers], [0] * WRITERS)
@@ -90,7 +90,7 @@ class Writers(unittest.TestCase):
         out = subprocess.run([TRACE, "log", "--input", LOGS, "--since", "1d"], check=True,
                              stdout=subprocess.PIPE, encoding="utf-8").stdout
         self.assertEqual([line for line in out.splitlines() if " item " in line], merged(LOGS))
-        # Writers that share a log split it later than at its 2 MiB, but not at twice that.
+        # Writers that share a log split it later than at 2 MiB, but before 4 MiB.
         size = sum(entry.stat().st_size for entry in os.scandir(LOGS))
         self.assertGreater(len(os.listdir(LOGS)), WRITERS if per_session == "yes" else size >> 22)
 

@@ -1,4 +1,4 @@
-"""What the scripts share: the machine of a test (PLINTH_ROOT), programs that run to their end."""
+"""Helpers of the scripts: the machine of a test (PLINTH_ROOT), programs that run to their end."""
 import os
 import subprocess
 
@@ -7,7 +7,7 @@ PATIENCE = 60  # seconds until a program that should have ended counts as stuck
 
 
 def run(*command, **more):
-    """The result, whatever the exit code. Unless there is an input, it has none."""
+    """The result, whatever the exit code. Without input, standard input is empty."""
     if "input" not in more:
         more["stdin"] = subprocess.DEVNULL
     more = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "encoding": "utf-8", **more}

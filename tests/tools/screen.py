@@ -1,4 +1,4 @@
-"""A terminal that a test has: the program at one end, a model of the screen at the other."""
+"""A terminal for a test: the program is at one end, a model of the screen at the other."""
 import fcntl
 import os
 import pty
@@ -17,13 +17,14 @@ pyte = needs_import("pyte", "python3-pyte")
 UP, DOWN, RIGHT, LEFT = ("\x1bO" + letter for letter in "ABCD")
 HOME, END, PAGE_UP, PAGE_DOWN = "\x1bOH", "\x1bOF", "\x1b[5~", "\x1b[6~"
 ESCAPE, ERASE = "\x1b", "\x15"
-# What changes a terminal beyond its lines: the last of each pair is to be the second one.
+# Pairs of sequences that change a terminal and change it back; the last one sent must be the
+# second.
 PAIRS = [(b"\x1b[?1049h", b"\x1b[?1049l"), (b"\x1b[?25l", b"\x1b[?25h"), (b"\x1b[?1h", b"\x1b[?1l"),
          (b"\x1b[?1006;1000h", b"\x1b[?1006;1000l")]
 
 
 class Stream(pyte.ByteStream):
-    """With the scrolling of a part of the screen, which pyte lacks."""
+    """Adds the scrolling of a part of the screen, which pyte lacks."""
     csi = {**pyte.ByteStream.csi, "S": "scroll_up", "T": "scroll_down"}
     events = pyte.ByteStream.events | {"scroll_up", "scroll_down"}
 
@@ -44,7 +45,7 @@ class Model(pyte.Screen):
 
 
 class Terminal:
-    """A plinth-trace on a terminal of its own, which goes with the test."""
+    """A plinth-trace on a terminal of its own, which ends with the test."""
 
     def __init__(self, test, *arguments, lines=24, columns=80, shell=(), **environment):
         self.test = test
@@ -87,7 +88,7 @@ class Terminal:
         return True
 
     def until(self, *shown, never=()):
-        """Reads on until each text is on the screen, or each function is true."""
+        """Reads until each text is on the screen, and each function returns true."""
         end = time.monotonic() + PATIENCE
         holds = lambda what: what() if callable(what) else what in self.text()
         while not all(holds(what) for what in shown) or any(map(holds, never)):
@@ -99,7 +100,7 @@ class Terminal:
         self.until(*shown, never=never)
 
     def column_of(self, text, line):
-        """In cells, of which wide characters have two."""
+        """The column in cells; wide characters have two."""
         cells = [self.style(line, column).data for column in range(self.screen.columns)]
         return next(column for column in range(len(cells))
                     if "".join(cells[column:column + len(text)]) == text)
@@ -108,7 +109,7 @@ class Terminal:
         return self.screen.buffer[line][column]
 
     def wait(self):
-        """The exit code; what the program still writes is read."""
+        """Reads the rest of the output, and returns the exit code."""
         end = time.monotonic() + PATIENCE
         while self.process.poll() is None:
             self.test.assertLess(time.monotonic(), end, "it goes on")

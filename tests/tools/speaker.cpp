@@ -1,10 +1,10 @@
-// Writes to the debug string channel and nothing else: a program without the library, which traces
+// Writes to the debug string channel and nothing else. It isn't linked to the library, which traces
 // a record of its own when it is loaded.
 //
 //   TEXT          the text as it is
 //   long:N        a text of N bytes
-//   numbers:N     N texts, "number 0" and on
-//   occupy        takes the channel as another listener does, says so, and waits for a line
+//   numbers:N     N texts, "number 0" and so on
+//   occupy        takes the channel as another listener does, reports it, and waits for a line
 #include <cstdlib>
 #include <iostream>
 #include <string>

@@ -1,5 +1,5 @@
-// Says what its arguments tell it to, through the library: the program under observation in the
-// tests of plinth-trace.
+// Logs and traces by its arguments, through the library: the traced program in the tests of
+// plinth-trace.
 //
 //   trace:TEXT    one trace record
 //   log:TEXT      a line of the log

@@ -10,10 +10,10 @@ namespace
 class MutexCS : public testing::Test
 {
 protected:
-    // Threads that count under the lock, so many times each.
+    // Each thread counts that many times under the lock.
     int count_under_lock(int threads, int rounds)
     {
-        int count = 0; // plain on purpose: the lock guards it
+        int count = 0; // not atomic: the lock protects it
         std::vector<std::thread> owners;
         for (int i = 0; i < threads; ++i)
             owners.emplace_back(

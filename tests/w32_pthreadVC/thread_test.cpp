@@ -1,4 +1,4 @@
-// Sleeping at the module's grain, and waiting for the last instructions of detached threads.
+// Sleeping for whole milliseconds, and waiting for the last instructions of detached threads.
 
 #include "support/test.h"
 
@@ -10,8 +10,8 @@ namespace
 std::atomic<bool> g_says{false};
 std::atomic<int> g_left{0};
 
-// Goes as its thread ends, and takes its time. It waits for no other thread: some threads hold a
-// lock meanwhile that others need in order to go on.
+// Its destructor takes some time at the end of the thread. It waits for no other thread: some
+// threads hold a lock then that others need to continue.
 struct Belonging
 {
     Belonging() = default;
@@ -49,7 +49,7 @@ void start_ending_thread()
 TEST(Delay, IsRoundedUpToWholeMilliseconds)
 {
     using namespace std::chrono_literals;
-    // The last fills the second.
+    // The last, rounded up, is a whole second.
     for (const long nanoseconds : {0L, 5'000L, 1'000'000L, 1'000'001L, 20'000'000L, 999'999'999L})
     {
         const timespec interval{0, nanoseconds};
@@ -65,7 +65,7 @@ TEST(Delay, IsRoundedUpToWholeMilliseconds)
 
 TEST(EndingThreadsConcurrent, AreWaitedForUntilTheirLastObjectHasGone)
 {
-    pthread_await_ending_np(); // for none
+    pthread_await_ending_np(); // returns: there are none
     for (int round = 1; round <= 3; ++round)
     {
         start_ending_thread();

@@ -1,4 +1,4 @@
-// wmain, and the four streams of the console among narrow ones.
+// wmain, and the four wide streams of the console mixed with narrow ones.
 #include <cstdio>
 #include <iostream>
 #include <string>

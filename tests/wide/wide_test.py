@@ -1,5 +1,5 @@
-"""Standard C++ text over 16 bits, as a user of the installed package has it. Each test compiles programs
-of its own, since what is under test are compilers, levels and linkers.
+"""Standard C++ text over 16 bits, as a user of the installed package has it. Each test compiles
+programs of its own, since compilers, optimisation levels and linkers are under test.
 
 PLINTH_BUILD, PLINTH_CMAKE: the tree and the program; PLINTH_WIDE_FLAGS: more compiler flags.
 PLINTH_WIDE_ALL=1 takes every combination, for scripts/check wide-all.
@@ -39,7 +39,7 @@ def source(name):
 
 
 def combinations():
-    """Compiler and flags: those of each run, or all."""
+    """Compilers and flags: those of every test run, or all."""
     if not ALL:
         return [("g++", "-O2", "-std=c++20"), ("clang++", "-O0", "-std=c++20")]
     rows = list(itertools.product(("g++", "clang++"), ("-O0", "-O2", "-O3"),
@@ -61,7 +61,7 @@ class Wide(unittest.TestCase):
         for component in ("development", "runtime"):
             run(CMAKE, "--install", BUILD, "--prefix", prefix, "--component", component)
         library = next(folder for folder, _, names in os.walk(prefix) if "libplinth_wide.a" in names)
-        # As pkg-config does, which not every machine has.
+        # Does the same as pkg-config, which may be missing.
         words = {"pcfiledir": os.path.join(library, "pkgconfig")}
         with open(os.path.join(words["pcfiledir"], "plinth_w32_system.pc"), encoding="utf-8") as file:
             for line in file:
@@ -77,7 +77,7 @@ class Wide(unittest.TestCase):
         shutil.rmtree(cls.folder)
 
     def make(self, name, sources, compiler, *flags, linked=True):
-        """A program or library of these sources, linked with ours or not."""
+        """Builds a program or library from these sources, linked with ours or not."""
         path = os.path.join(self.folder, name)
         ours = [self.compile_flags, self.link_flags + FLAGS] if linked else [[], []]
         run(compiler, *flags, *WARNINGS, *ours[0], "-o", path,
@@ -85,7 +85,7 @@ class Wide(unittest.TestCase):
         return path
 
     def check_names(self, path):
-        """Nothing of the C++ library over wchar_t is taken from it, or shown to others."""
+        """The file neither imports nor exports names of the C++ library with wchar_t."""
         names = run("nm", "-D", "-C", path).splitlines()
         self.assertEqual([name for name in names if "std::" in name and "wchar_t" in name.split("(")[0]],
                          [])

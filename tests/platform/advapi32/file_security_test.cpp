@@ -15,12 +15,12 @@ struct Entry
 {
     BYTE type; // 0 allows, 1 denies
     DWORD mask;
-    BYTE parts;  // of the identifier
+    BYTE parts;  // number of parts of the identifier
     DWORD first; // 1 user, 2 group, 0 everyone
     bool operator==(const Entry&) const = default;
 };
 
-// Asks as a caller does: the size first.
+// Asks for the size first, as callers do.
 std::vector<BYTE> descriptor_of(const wchar_t* path)
 {
     DWORD size = 0;
@@ -65,7 +65,7 @@ TEST_F(FileSecurity, TheListHasAnEntryForEachClassThatMayDoSomething)
     constexpr DWORD read_write = FILE_GENERIC_READ | FILE_GENERIC_WRITE | owner;
     const std::pair<mode_t, std::vector<Entry>> rows[] = {
         {0644, {{0, read_write, 3, 1}, {0, FILE_GENERIC_READ, 3, 2}, {0, FILE_GENERIC_READ, 1, 0}}},
-        // The owner may not do what the others may.
+        // The owner has fewer rights than the others.
         {0402,
          {{1, write_only, 3, 1},
           {0, FILE_GENERIC_READ | owner, 3, 1},
@@ -109,9 +109,9 @@ TEST(AccessList, IsMadeEmptyAndRefusedIfItClaimsMoreThanItHolds)
     EXPECT_EQ(measure(sizeof info), 0u);
     EXPECT_EQ(std::tuple(info.AceCount, info.AclBytesInUse, info.AclBytesFree),
               std::tuple(0u, 8u, 8u));
-    list->AceCount = 1; // of size 0
+    list->AceCount = 1; // the entry has size 0
     EXPECT_EQ(measure(sizeof info), ERROR_INVALID_ACL);
-    memory[10] = 9; // more than there is
+    memory[10] = 9; // more than the list has
     EXPECT_NE(measure(sizeof info), 0u);
     EXPECT_FALSE(InitializeAcl(list, 7, ACL_REVISION));
 }

@@ -46,7 +46,7 @@ int64_t get_number(const wchar_t* path, const wchar_t* name)
     return result == ok ? int64_t{number} : -1;
 }
 
-// The bytes of a text in UTF-16, with its mark.
+// The bytes of a text in UTF-16, with the byte order mark.
 std::string utf16(const std::string& text)
 {
     const test::Wide wide("\xEF\xBB\xBF" + text);
@@ -79,7 +79,7 @@ TEST_F(Registry, AnswersSizesAndTypesAsCallersAsk)
     EXPECT_EQ(RegQueryValueExW(key, L"b", nullptr, &type, got, &size), ok);
     EXPECT_EQ(got[3], 0xff);
     EXPECT_EQ(RegDeleteValueW(key, L"B"), ok);
-    // A text without its terminator gets one in the room that is left.
+    // A text without a terminator gets one in the room left in the buffer.
     wchar_t text[] = L"xxxx";
     const BYTE* const stored = reinterpret_cast<const BYTE*>(L"ab");
     ASSERT_EQ(RegSetValueExW(key, L"t", 0, REG_SZ, stored, 4), ok);
@@ -192,7 +192,7 @@ TEST_F(Registry, AFileEditedByHandIsReadAgain)
     test::write_file(hive_file(),
                      "\xEF\xBB\xBF" + head + "\"n\"=dword:0000002b\r\n\"longer\"=\"x\"");
     EXPECT_EQ(get_number(L"a\\b", L"n"), 43);
-    // As the system's own editor writes it: UTF-16 with its mark.
+    // As the system's registry editor writes it: UTF-16 with the byte order mark.
     test::write_file(hive_file(), utf16(head + "\"n\"=dword:0000002c\r\n\"\u00e4\"=dword:1\r\n"));
     EXPECT_EQ(get_number(L"a\\b", L"n"), 44);
     EXPECT_EQ(get_number(L"a\\b", L"\u00c4"), 1);
@@ -241,7 +241,7 @@ TEST_F(Registry, AWriteThatFailsTellsWhyAndLeavesTheOldFileWhole)
         EXPECT_EQ(get_number(L"A", L"x"), 1) << call;
     }
     EXPECT_FALSE(fs::exists(hive_file() + ".new"));
-    // Without its folder it tells what kept that from being made.
+    // If its folder can't be made, the error is that of making it.
     fs::remove_all(fs::path(hive_file()).parent_path());
     PlinthTestFail("mkdir", 1, 0, EROFS);
     EXPECT_EQ(set_number(L"A", L"x", 1), static_cast<LONG>(ERROR_WRITE_PROTECT));
@@ -249,7 +249,8 @@ TEST_F(Registry, AWriteThatFailsTellsWhyAndLeavesTheOldFileWhole)
     EXPECT_EQ(set_number(L"A", L"x", 1), ok);
 }
 
-// Stops with the lock of the writers. With an argument it writes again at once when it goes on.
+// Is stopped while it holds the writers' lock. With an argument it writes again as soon as it
+// continues.
 int set_and_stop(int count, char**)
 {
     PlinthTestBefore("rename", 1, [] { raise(SIGSTOP); });
@@ -259,7 +260,7 @@ const test::ChildMain set_and_stop_main("set-and-stop", set_and_stop);
 
 int set_and_tell(int, char**)
 {
-    PlinthTestBefore("fcntl", 8, [] { test::say("waits"); }); // looks at the lock again
+    PlinthTestBefore("fcntl", 8, [] { test::say("waits"); }); // tries for the lock again
     return set_number(L"A", L"x", 3) != ok;
 }
 const test::ChildMain set_and_tell_main("set-and-tell", set_and_tell);
@@ -317,7 +318,7 @@ TEST_F(Registry, AChildThatIsStartedInTheMiddleOfAWriteKeepsNoLock)
     waitpid(g_forked, nullptr, 0);
 }
 
-// Is killed with the lock of the writers, and leaves a child behind, whose number it tells.
+// Is killed while it holds the writers' lock. Leaves a child, whose number it reports.
 int set_and_die(int, char**)
 {
     PlinthTestBefore("rename", 1,
@@ -366,7 +367,7 @@ TEST_F(Registry, ConcurrentProcessesLoseNoValue)
             EXPECT_EQ(get_number(L"Shared", test::Wide(name + std::to_string(i))), i);
 }
 
-// What was set is read back from the file, as every change drops what was read before.
+// Each change drops what was read before, so every value here is read back from the file.
 TEST_F(Registry, ValuesOfEveryTypeComeBackFromTheFileAsTheyWere)
 {
     const struct

@@ -54,7 +54,7 @@ struct ListView : testing::Test
     }
 };
 
-// Run alone, as the suite does: the process has no such class before.
+// Run alone, as the suite does: so that the process doesn't have the classes before.
 TEST(ListViewClass, StayedAwayForEverAfterARegistrationWithoutMemory)
 {
     for (const unsigned failing : {1U, 2U})
@@ -102,7 +102,7 @@ TEST_F(ListView, KeepsRowsAndCells)
     LVITEMW item = list_item(1, 1, L"text");
     item.mask |= LVIF_PARAM;
     EXPECT_FALSE(send(LVM_SETITEMW, 0, &item)) << "a further cell has no parameter";
-    // A column that comes or goes in the middle takes the cells behind it along.
+    // A column that is inserted or removed in the middle moves the cells after it.
     add_column(list, 1, L"new");
     EXPECT_EQ(cell(1, 1) + "," + cell(1, 2) + "," + cell(1, 3), ",,far");
     EXPECT_TRUE(send(LVM_DELETECOLUMN, 0));
@@ -180,9 +180,9 @@ TEST_F(ListView, ATextIsSafeAlthoughItsSenderHasGivenUp)
     CloseHandle(g_release);
 }
 
-// ---- labels: what the parent is asked and told, and what becomes of the text
+// ---- labels: the notifications to the parent, and what happens to the text
 
-// What the parent does in a notification, and the notifications that it received.
+// The parent's answer to a notification, and the notifications that it received.
 std::function<LRESULT(const NMLVDISPINFOW&)> g_answer;
 std::vector<std::string> g_notified;
 

@@ -34,7 +34,7 @@ HANDLE process()
     return GetCurrentProcess();
 }
 
-// Makes the module known that holds an address, as callers do.
+// Loads the symbols of the module that contains an address, as callers do.
 DWORD64 load_module_at(DWORD64 address)
 {
     MEMORY_BASIC_INFORMATION memory{};
@@ -84,7 +84,7 @@ IMAGEHLP_MODULE64 module_record()
     return info;
 }
 
-// A copy or build of module.cpp, loaded.
+// A loaded copy or build of module.cpp.
 struct TestModule
 {
     explicit TestModule(const std::string& file) : handle(dlopen(file.c_str(), RTLD_NOW))
@@ -109,7 +109,7 @@ protected:
 
 TEST(SymbolEngine, StartsOnceForThisProcessAloneWithTheLoadedModules)
 {
-    // It knows nothing before.
+    // Before initialisation it knows no module.
     IMAGEHLP_MODULE64 info = module_record();
     EXPECT_EQ(refusal(SymGetModuleInfo64(process(), address_of(known_function), &info)),
               ERROR_INVALID_HANDLE);
@@ -120,7 +120,7 @@ TEST(SymbolEngine, StartsOnceForThisProcessAloneWithTheLoadedModules)
     PlinthTestReset();
     EXPECT_TRUE(SymInitialize(process(), nullptr, TRUE));
     EXPECT_EQ(refusal(SymInitialize(process(), nullptr, FALSE)), ERROR_INVALID_PARAMETER);
-    // Told to, it knows each loaded module.
+    // Initialised with TRUE, it knows each loaded module.
     EXPECT_TRUE(SymGetModuleInfo64(process(), reinterpret_cast<DWORD64>(&GetLastError), &info));
     EXPECT_STREQ(info.ModuleName, "libplinth_platform");
 }
@@ -181,7 +181,7 @@ TEST_F(Symbols, OfAnUnloadedModuleAreForgottenWithItsAddress)
     EXPECT_EQ(load_module_at(module.address), 0u);
 }
 
-// With debug information in a file of its own, which is found by its name and checksum.
+// The file with the debug information is found by its name and checksum.
 TEST_F(Symbols, OfASeparateFileAreFoundInBothPlacesAndNotTakenFromAnotherBuild)
 {
     const std::string good = test::read_file(PLINTH_TEST_MODULE_DEBUG);
@@ -202,7 +202,7 @@ TEST_F(Symbols, OfASeparateFileAreFoundInBothPlacesAndNotTakenFromAnotherBuild)
         }
 }
 
-// The module is loaded from the current folder, which is left before anything is looked up.
+// The module is loaded from the current folder, which changes before anything is looked up.
 TEST_F(Symbols, AreThoseOfWhatRunsWhateverBecomesOfTheFile)
 {
     const std::pair<const char*, std::function<void()>> rows[] = {
@@ -239,7 +239,7 @@ TEST_F(Symbols, AreThoseOfWhatRunsWhateverBecomesOfTheFile)
     }
 }
 
-// How much of a file is loaded.
+// The size of the loaded part of a file.
 size_t end_of_segments(const std::string& file)
 {
     Elf64_Ehdr head;
@@ -262,7 +262,7 @@ TEST_F(Symbols, AreUnknownOnceTheFileWasCut)
     const TestModule module(path);
     load_module_at(module.address);
     EXPECT_TRUE(Symbol().find(module.address));
-    fs::resize_file(path, end_of_segments(test::read_file(path))); // what runs stays
+    fs::resize_file(path, end_of_segments(test::read_file(path))); // the loaded part stays
     Line line;
     EXPECT_FALSE(line.find(module.address)) << line.record.FileName;
     dlclose(module.handle);
@@ -273,7 +273,7 @@ TEST_F(Symbols, AreUnknownOnceTheFileWasCut)
 class Walk
 {
 public:
-    // The context is the caller's of this constructor's, or nearer.
+    // The context is taken in this constructor, or in the function that calls it.
     Walk()
     {
         m_context.ContextFlags = CONTEXT_FULL;
@@ -296,7 +296,7 @@ private:
     bool m_good = false;
 };
 
-// Where the calls of a recursion go on: each frame notes its own return address.
+// The return addresses of a recursion: each frame notes its own.
 std::vector<uintptr_t> g_returns;
 std::vector<STACKFRAME64> g_frames;
 
@@ -315,11 +315,11 @@ __attribute__((noinline)) int recurse(int depth)
         note_frames();
     else
         recurse(depth - 1);
-    const int again = depth; // after the call: it must not become a jump
+    const int again = depth; // code after the call, so that it can't become a jump
     return again + static_cast<int>(g_returns.size());
 }
 
-// Checks that the noted return addresses are among the frames, in their order without a gap.
+// Checks that the frames contain the noted return addresses, in order and without a gap.
 void expect_recursion_in_frames()
 {
     size_t at = 0;

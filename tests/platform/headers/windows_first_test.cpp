@@ -1,4 +1,4 @@
-// The headers of pcsc-lite and unixODBC after <windows.h>, and names that others have too.
+// The headers of pcsc-lite and unixODBC after <windows.h>, and names that other libraries use, too.
 #include <windows.h>
 
 #include <odbcinst.h>
@@ -19,7 +19,7 @@ enum class Method
     READ_CONTROL
 };
 
-// What the library writes has 64 bits.
+// The numbers that the library writes have 64 bits.
 using Connect = LONG (*)(SCARDCONTEXT, LPCSTR, PCSC_DWORD, PCSC_DWORD, SCARDHANDLE*, PCSC_DWORD*);
 static_assert(std::is_same_v<Connect, decltype(&SCardConnect)>);
 static_assert(sizeof(SCARDHANDLE) == 8 && sizeof(PCSC_DWORD) == 8);
@@ -28,7 +28,7 @@ static_assert(sizeof(SCARDHANDLE) == 8 && sizeof(PCSC_DWORD) == 8);
 
 TEST(WindowsFirst, ResultsAndSizesOfTheNeighboursAreTheirOwn)
 {
-    // As it comes out of the library: the lower half of 64 bits.
+    // The library returns 64 bits; this is their lower half.
     const auto result = static_cast<LONG>(uint64_t{0x8010000A});
     EXPECT_EQ(result, SCARD_E_TIMEOUT);
     EXPECT_EQ(SCARD_AUTOALLOCATE, UINT64_MAX);

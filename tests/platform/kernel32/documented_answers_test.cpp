@@ -1,5 +1,5 @@
-// What the system's documentation says of calls that the library makes and no other test here
-// covers: each row is one call and its answer, mostly the error, 0 for none.
+// Documented answers of calls that the library makes and no other test here covers: each row is one
+// call and its answer, mostly the error, 0 for none.
 #include <thread>
 #include <tuple>
 

@@ -67,7 +67,7 @@ TEST(Format, BadTextOfTheOtherWidthIsReplaced)
 {
     EXPECT_EQ(wide(L"%hs", "a\xFF\xE2\x82z"), "a\uFFFD\uFFFDz");
     EXPECT_EQ(narrow("%ls", L"a\xD800z\xDC00"), "a\uFFFDz\uFFFD");
-    // More stray bytes than one piece of the conversion takes.
+    // More stray bytes than one step of the conversion takes.
     const std::string stray(200, '\x80');
     EXPECT_EQ(wide(L"%hs", stray.c_str()), test::Wide(200, 0xFFFD).utf8());
 }
@@ -89,7 +89,7 @@ TEST(Format, IntegersHaveTheSizesOfTheSystem)
     const long long big = -0x123456789ALL;
     EXPECT_EQ(wide(L"%I64d %lld %Id %jd", big, big, big, big),
               "-78187493530 -78187493530 -78187493530 -78187493530");
-    // l and I32 take 32 bits: the second argument comes right only if the first was so.
+    // l and I32 take 32 bits: if one took more, the next argument would be wrong.
     EXPECT_EQ(wide(L"%lx %I32x %ld", 0xFFFFFFFFu, 0x80000000u, -1), "ffffffff 80000000 -1");
     EXPECT_EQ(wide(L"%hd %hu %hhd %hhu", 0x18000, 0x1FFFF, 0x180, 0x1FF), "-32768 65535 -128 255");
     EXPECT_EQ(wide(L"%d%d %d", INT_MIN, INT_MAX, 0), "-21474836482147483647 0");
@@ -130,7 +130,8 @@ TEST(Format, FloatingPointDigitsAreTheCLibrarys)
         std::memcpy(&value, &bits, sizeof value);
         if (std::isfinite(value))
             values.push_back(value);
-        // Ordinary ones: ties and their neighbours, few decimals, and up to beyond what is quick.
+        // Ordinary numbers: ties and their neighbours, few decimals, and numbers up to and beyond
+        // the range of the quick method.
         const double tie = static_cast<double>(bits % 20'000) / 8;
         values.insert(values.end(), {tie, std::nextafter(tie, 0), std::nextafter(tie, 1e9),
                                      static_cast<double>(bits % 1'000'000) / 1000,
@@ -144,12 +145,12 @@ TEST(Format, FloatingPointDigitsAreTheCLibrarys)
         for (double value : values)
         {
             if (std::fpclassify(value) == FP_SUBNORMAL && std::strpbrk(directive, "aA"))
-                continue; // has several right forms
+                continue; // several results are right
             char expected[4096];
             std::snprintf(expected, sizeof expected, directive, value);
             EXPECT_EQ(narrow(directive, value), expected) << directive;
         }
-    // Where rounding makes the exponent greater the C library loses the zeros of "%#g".
+    // Where rounding increases the exponent, the C library loses the zeros of "%#g".
     EXPECT_EQ(wide(L"%#g %#g %#g", 999999.5, 0.00009999995, 0.0),
               "1.00000e+06 0.000100000 0.00000");
     EXPECT_EQ(wide(L"%a", 3.0), "0x1.8000000000000p+1");
@@ -171,7 +172,7 @@ TEST(Format, AResultThatJustFitsHasNoTerminatorAndOneThatDoesNotIsCut)
     char bytes[8] = "#######";
     EXPECT_LT(_snprintf(bytes, 2, "%ls", L"\x20AC"), 0);
     EXPECT_EQ(bytes[2], '#') << "bytes of a character that is cut stay within the size";
-    // No buffer and no size ask for the length.
+    // No buffer and no size return the length.
     EXPECT_EQ(_snwprintf(nullptr, 0, L"%s-%d", L"abc", 10), 6);
 }
 

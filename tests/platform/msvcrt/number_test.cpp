@@ -1,5 +1,5 @@
 // Numbers in 16-bit text; swscanf, which reads them by the same parser; and the floating-point
-// control word, read by the C library's own functions beside.
+// control word, checked with the C library's own functions.
 #include <cfenv>
 #include <climits>
 #include <clocale>
@@ -19,7 +19,7 @@ namespace
 
 using test::utf8;
 
-// The value of each text, and how many characters were taken: "-31:6 15:3".
+// The value of each text, and the number of characters read: "-31:6 15:3".
 template <class Function>
 std::string numbers_in(std::initializer_list<test::Wide> texts, Function read)
 {
@@ -35,7 +35,7 @@ std::string numbers_in(std::initializer_list<test::Wide> texts, Function read)
 
 TEST(WideNumber, IntegersSaturateAndEndAtTheFirstOtherCharacter)
 {
-    // Pasted numbers have spaces of all kinds before them; digits of other scripts are none.
+    // Pasted numbers may have spaces of all kinds before them; digits of other scripts don't count.
     EXPECT_EQ(
         (std::vector{_wtoi(L" \t-12)"), _wtoi(L"+7"), _wtoi(L"- 7"), _wtoi(L""), _wtoi(L"0x10"),
                      _wtoi(L"\xA0\x2003\x202F\x3000\x85-5"), _wtoi(L"\x200B 5"), _wtoi(L"\x661"),
@@ -58,13 +58,13 @@ TEST(WideNumber, DoublesTakeWhatBelongsToTheNumber)
     EXPECT_EQ(numbers_in({" \t-.5e1x", "1,5", "1e+", "0x1.8p1", "-infinity", "NaN", "1e400", "-."},
                          wcstod),
               "-5:7 1:1 1:1 3:7 -inf:9 nan:3 inf:5 0:0");
-    // Beyond the stack's buffer; the last digit decides the rounding of a tie.
+    // Longer than the buffer on the stack; the last digit decides the rounding of a tie.
     const std::string tie = "9007199254740993." + std::string(3000, '0');
     EXPECT_EQ(wcstod(test::Wide(tie), nullptr), 9007199254740992.);
     EXPECT_EQ(wcstod(test::Wide(tie + "1"), nullptr), 9007199254740994.);
 }
 
-// The application may choose a locale for the C library.
+// The application may set a locale of the C library.
 TEST(WideNumber, KeepsItsDotInEachLocaleOfTheApplication)
 {
     test::needs_locale("de_DE.UTF-8");
@@ -120,7 +120,7 @@ TEST(WideScan, WidthsBoundNumbersAndTexts)
 
 // ---- the control word
 
-// All are masked at first, and reading changes nothing.
+// At first all exceptions are masked, and reading changes nothing.
 TEST(FloatControl, EachBitIsThatExceptionsMaskAndRoundingAndOtherThreadsAreLeftAlone)
 {
     EXPECT_EQ(_control87(0, 0), unsigned{_MCW_EM});

@@ -1,5 +1,5 @@
-// Paths, and opening files as streams of the runtime library: what is opened, what is refused, and
-// that a file which others hold against it stays as it is.
+// Paths, and opening files as streams of the runtime library: which opens succeed, which are
+// refused, and that a file which another handle protects stays unchanged.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -132,12 +132,12 @@ TEST_F(SharedStream, ThatFailsHalfWayLeavesTheContentAndNothingOpen)
         EXPECT_EQ(test::read_file(m_file), "content") << call;
         EXPECT_EQ(test::entries("/proc/self/fd"), before) << call;
     }
-    PlinthTestFail("open", 1, 1, EACCES); // as for one that may be written but not read
+    PlinthTestFail("open", 1, 1, EACCES); // as for a file with write access alone
     EXPECT_EQ(error(L"wb"), 0);
 }
 
-// What is no ordinary file has no share modes and nothing to cut, and is opened for one direction:
-// a pipe that is opened for both doesn't wait for its reader, and what is written to it is lost.
+// A file that isn't regular has no share modes and can't be cut, and is opened for one direction:
+// opening a pipe for both wouldn't wait for its reader, and written data would be lost.
 TEST_F(SharedStream, OfAPipeIsOpenForWritingAlone)
 {
     const std::string pipe = m_folder + "/pipe";

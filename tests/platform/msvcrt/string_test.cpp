@@ -1,4 +1,4 @@
-// The 16-bit string functions, and what of them differs from the obvious.
+// The 16-bit string functions, and where they differ from the obvious.
 
 #include <sys/mman.h>
 
@@ -58,7 +58,7 @@ TEST(WideString, LengthReadsNothingBeyondThePage)
         EXPECT_EQ(wcsnlen(end - length - 1, length + 9), length);
         end[-2 - static_cast<ptrdiff_t>(length)] = L'%';
         EXPECT_EQ(_snwprintf(nullptr, 0, end - length - 1), static_cast<int>(length));
-        end[-1] = L'\x100'; // a low byte of zero is no end
+        end[-1] = L'\x100'; // a low byte of zero doesn't end the text
         end[-2 - static_cast<ptrdiff_t>(length)] = L'\0';
         EXPECT_EQ(wcsnlen(end - length - 1, length + 1), length + 1) << "what stands before it";
         end[-2 - static_cast<ptrdiff_t>(length)] = end[-1] = L'x';
@@ -86,7 +86,7 @@ TEST(WideString, ComparesWithoutCaseInTheCommonScripts)
     EXPECT_NE(_wcsicmp(L"\x131", L"i"), 0);
 }
 
-// By unsigned units; without case by lower case, and of bytes only ASCII is folded.
+// Ordered by unsigned units. Without case: by lower case, and for bytes only ASCII is folded.
 TEST(WideString, Orders)
 {
     const auto sign = [](int difference) { return (difference > 0) - (difference < 0); };

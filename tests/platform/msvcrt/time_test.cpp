@@ -58,13 +58,13 @@ TEST_F(Time, TheResultIsTheThreadsAndChangesByItsNextCallAlone)
 TEST_F(Time, AllReadTheShiftedClock)
 {
     const __time64_t now = _time64(nullptr);
-    // From now to the summer noon, less what of this second is over.
+    // Until the summer noon, less the part of this second that has passed.
     struct __timeb64 stamp;
     _ftime64(&stamp);
     PlinthTestShiftWallClock((summer_noon - stamp.time) * 1000 - stamp.millitm);
     __time64_t shifted = 0;
     EXPECT_EQ(_time64(&shifted), shifted);
-    // The test may be held up, but for less than a minute.
+    // The test may be delayed, but by less than a minute.
     EXPECT_GE(shifted, summer_noon);
     EXPECT_LT(shifted, summer_noon + 60);
     _ftime64(&stamp);

@@ -26,7 +26,7 @@ TEST(VariantTime, KnownMomentsHaveTheirNumbers)
     EXPECT_EQ(variant(make_time(1900, 1, 1, 12)), 2.5);
     EXPECT_EQ(variant(make_time(2000, 2, 29, 18)), 36585.75);
     EXPECT_EQ(variant(make_time(100, 1, 1)), -657434.0);
-    // Days that the month doesn't have are mended.
+    // Days outside the month count on from it.
     EXPECT_EQ(variant(make_time(2001, 2, 29)), variant(make_time(2001, 3, 1)));
     EXPECT_EQ(variant(make_time(2001, 2, 31)), variant(make_time(2001, 3, 3)));
     EXPECT_EQ(variant(make_time(2001, 2, 0)), variant(make_time(2001, 1, 31)));
@@ -36,7 +36,7 @@ TEST(VariantTime, KnownMomentsHaveTheirNumbers)
     ASSERT_TRUE(VariantTimeToSystemTime(-1.25, &back));
     EXPECT_EQ((std::vector<WORD>{back.wDay, back.wHour, back.wDayOfWeek}),
               (std::vector<WORD>{29, 6, 5}));
-    ASSERT_TRUE(VariantTimeToSystemTime(45000.999999, &back)); // almost midnight is the next day
+    ASSERT_TRUE(VariantTimeToSystemTime(45000.999999, &back)); // rounded to the next day
     EXPECT_EQ(variant(back), 45001.0);
 }
 

@@ -1,4 +1,4 @@
-// The machine's memory as the kernel tells it, inside control groups and out of them.
+// The machine's memory as the kernel reports it, inside control groups and outside.
 
 #include "support/test.h"
 
@@ -27,7 +27,7 @@ PERFORMANCE_INFORMATION performance()
     return result;
 }
 
-// MiB: the memory and what is available of it, then both with the swap.
+// MiB: total and available memory, then total and available including swap.
 using Figures = std::vector<uint64_t>;
 
 Figures figures()
@@ -56,7 +56,7 @@ protected:
                          " /sys/fs/cgroup/memory rw - cgroup cgroup rw,memory\n"
                          "36 31 0:33 / /sys/fs/cgroup/cpu rw - cgroup cgroup rw,cpu,cpuacct\n");
     }
-    // Files "memory.*" of a group: names, each followed by its content.
+    // Writes the files "memory.*" of a group: names, each followed by its content.
     template <class... Rest>
     void group(const std::string& folder, const char* name, const std::string& text, Rest... rest)
     {
@@ -82,7 +82,7 @@ TEST_F(MemoryFigures, AreTheMachinesWithoutGroups)
         << "of the commitment what is in use";
     EXPECT_EQ(info.SystemCache * info.PageSize, 128 * 1024u);
     EXPECT_EQ(info.KernelTotal * info.PageSize, 12 * 1024u);
-    // Where the kernel keeps its promises, what it has promised counts.
+    // If the kernel never overcommits, the committed memory counts.
     m_kernel.put("/proc/sys/vm/overcommit_memory", "2\n");
     EXPECT_EQ(figures(), Figures({8192, 6144, 6144, 4096})) << "CommitLimit, less Committed_AS";
 }
@@ -111,7 +111,7 @@ TEST_F(MemoryFigures, ObeyGroupsOfTheFirstVersion)
     EXPECT_EQ(figures(), Figures({1024, 768, 1024, 512}));
     group("/memory/jobs", "use_hierarchy", "0");
     EXPECT_EQ(figures()[0], 8192u) << "a parent that doesn't count its children";
-    // In a container without a namespace of its own the group's folder is mounted itself.
+    // In a container without a namespace of its own the group's folder itself is mounted.
     group("/memory", "limit_in_bytes", bytes(256), "usage_in_bytes", "0");
     for (const char* const own : {"/docker/4711", "/docker/47110", "/../elsewhere"})
     {

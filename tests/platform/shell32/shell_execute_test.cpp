@@ -41,7 +41,7 @@ TEST_F(ShellExecute, HandsTheDocumentToTheDesktopsProgram)
     test::write_file(document, "x");
     EXPECT_GT(open(L"notepad", test::windows_form(document)), 32);
     EXPECT_EQ(said(), "1|" + document);
-    // What begins with a dash is no option.
+    // A name that begins with a dash is not taken for an option.
     std::filesystem::current_path(m_folder);
     test::write_file(m_folder + "/-v", "x");
     EXPECT_GT(open(L"-v", nullptr), 32);
@@ -73,7 +73,7 @@ TEST(KnownFolders, FollowTheUsersSettingsAndHisHome)
     EXPECT_EQ(known_folder(CSIDL_APPDATA), "C:\\home\\jane\\.config");
     setenv("XDG_CONFIG_HOME", "/etc/jane", 1);
     EXPECT_EQ(known_folder(CSIDL_APPDATA), "C:\\etc\\jane");
-    // Without the variable: what the system knows of the user.
+    // Without the variable: the home in the system's user database.
     unsetenv("HOME");
     EXPECT_NE(known_folder(CSIDL_PROFILE), "C:\\");
     EXPECT_EQ(known_folder(0x77), "");

@@ -1,6 +1,6 @@
-// Below the state root: which links are followed, what is opened, and what is as good as
-// unreadable, with the kernel's call that refuses links and without it. The planting of every kind
-// in every place is tests/strangers.
+// Below the state root: which links are followed, what is opened, and what counts as unreadable,
+// with the kernel's call that refuses links and without it. tests/strangers plants every kind of
+// object in every place.
 
 #include <cerrno>
 #include <filesystem>
@@ -33,7 +33,7 @@ struct GuardedPaths : testing::TestWithParam<bool>
     {
         test::needs(geteuid() == 0, "root", "sudo");
         HKEY key = nullptr;
-        RegOpenKeyW(HKEY_LOCAL_MACHINE, L"x", &key); // from its first use on the root is guarded
+        RegOpenKeyW(HKEY_LOCAL_MACHINE, L"x", &key); // the first use guards the root
         chmod(shared.c_str(), 0777);
         test::write_file(outside + "/file", "old");
         if (!GetParam())
@@ -55,7 +55,7 @@ struct GuardedPaths : testing::TestWithParam<bool>
         fs::create_symlink(target, path(name));
         EXPECT_EQ(lchown(path(name).c_str(), owner, owner), 0);
     }
-    // Writes a word at the beginning: 0 or the system error.
+    // Writes three characters at the beginning: 0 or the system error.
     DWORD write(const std::string& name, DWORD disposition = OPEN_ALWAYS) const
     {
         const HANDLE file = CreateFileW(test::windows_form(path(name)), GENERIC_WRITE,
@@ -85,13 +85,13 @@ TEST_P(GuardedPaths, ALinkIsFollowedIfOnlyTheCallerOrTheFoldersOwnerCanHaveMadeI
     EXPECT_EQ(write("my_folder/file"), 0u);
     EXPECT_EQ(outside_text(), "new");
     EXPECT_EQ(write("mine", CREATE_ALWAYS), 0u);
-    // A folder of theirs below the root makes nothing better.
+    // Links are followed no more if strangers own the folder.
     EXPECT_EQ(chown(shared.c_str(), stranger, stranger), 0);
     EXPECT_EQ(write("theirs"), ERROR_ACCESS_DENIED);
     EXPECT_EQ(write("mine"), ERROR_ACCESS_DENIED);
     chmod(shared.c_str(), 0755);
     EXPECT_EQ(write("theirs"), ERROR_ACCESS_DENIED);
-    // Where nobody else can write, whoever owns the link had the owner's leave.
+    // If only the folder's owner can write there, any link in it was made with the owner's consent.
     EXPECT_EQ(chown(shared.c_str(), 0, 0), 0);
     chmod(shared.c_str(), 0755);
     EXPECT_EQ(write("their_folder/file"), 0u);
@@ -124,7 +124,7 @@ TEST_P(GuardedPaths, NothingIsMadeMovedDeletedOrChangedThroughALinkOfAStranger)
     EXPECT_EQ(fs::status(outside + "/file").permissions() & fs::perms::owner_write,
               fs::perms::owner_write);
     EXPECT_EQ(std::distance(fs::directory_iterator(outside), fs::directory_iterator()), 2);
-    // The link itself belongs to the folder.
+    // Deleting the link itself only takes rights to the folder.
     EXPECT_TRUE(DeleteFileW(test::windows_form(path("theirs"))));
 }
 

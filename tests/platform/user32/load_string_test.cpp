@@ -1,4 +1,4 @@
-// Texts of string tables (CMakeLists.txt has them).
+// Texts of string tables (made in CMakeLists.txt).
 #include "support/test.h"
 
 #include "support/handles.h"
@@ -17,7 +17,7 @@ TEST(LoadString, ATextIsFoundByItsNumberAndCutToTheBuffer)
         const int length = LoadStringW(nullptr, id, text, 32);
         EXPECT_EQ(test::utf8(text), expected);
         EXPECT_EQ(test::Wide(text).size(), static_cast<size_t>(length)) << id;
-        // Where it is: not terminated there.
+        // Its address in the resource, where it isn't terminated.
         const wchar_t* place = nullptr;
         ASSERT_EQ(LoadStringW(nullptr, id, reinterpret_cast<LPWSTR>(&place), 0), length);
         EXPECT_EQ(test::utf8(place, static_cast<size_t>(length)), expected);
@@ -35,13 +35,13 @@ TEST(LoadString, WhatIsNotThereOrDamagedGivesNothing)
     {
         UINT id;
         DWORD error;
-    } rows[] = {{18, 0}, // in a block, but empty
+    } rows[] = {{18, 0}, // in an existing block, but empty
                 {0, ERROR_RESOURCE_NAME_NOT_FOUND},
                 {65536 + 16, ERROR_RESOURCE_NAME_NOT_FOUND},
                 {0xFFFFFFFF, ERROR_RESOURCE_NAME_NOT_FOUND},
                 {1584, 0},
                 {1586, ERROR_INVALID_DATA},  // longer than its block
-                {1600, ERROR_INVALID_DATA}}; // half a length
+                {1600, ERROR_INVALID_DATA}}; // only half of a length
     for (const auto& row : rows)
     {
         wchar_t text[4] = L"###";

@@ -1,4 +1,4 @@
-// Message boxes: prepared answers, the terminal, and neither.
+// Message boxes: with prepared answers, on a terminal, and without either.
 #include <csignal>
 
 #include <pty.h>
@@ -14,7 +14,7 @@
 namespace
 {
 
-// 0x12012 is what assertion reports ask with.
+// Assertion reports use the type 0x12012.
 int ask()
 {
     return MessageBoxW(nullptr, L"one\r\n\u00fcber", L"CAPTION", 0x12012);
@@ -31,7 +31,7 @@ DWORD WINAPI ask_on_thread(void*)
     return static_cast<DWORD>(ask());
 }
 
-// A box whose thread is terminated while it waits, and then another.
+// One box whose thread is terminated while the box waits, and then another.
 int ask_twice_main(int, char**)
 {
     sigset_t signals;
@@ -46,11 +46,11 @@ int ask_twice_main(int, char**)
     TerminateThread(thread, 7);
     WaitForSingleObject(thread, INFINITE);
     CloseHandle(thread);
-    _exit(ask()); // without a look for leaks: what the thread had is lost
+    _exit(ask()); // no leak check: the terminated thread's memory is lost
 }
 const test::ChildMain ask_twice_child("ask_twice", ask_twice_main);
 
-// A child that has no terminal but the one given here.
+// A child whose only terminal is the one made here.
 class AskingChild
 {
 public:
@@ -66,7 +66,7 @@ public:
     AskingChild(const AskingChild&) = delete;
     AskingChild& operator=(const AskingChild&) = delete;
     ~AskingChild() { close(m_terminal); }
-    // What the terminal shows up to and with the text.
+    // What the terminal shows, up to and including the text.
     std::string shown_until(const std::string& text)
     {
         std::string shown;

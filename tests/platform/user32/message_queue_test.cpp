@@ -1,4 +1,5 @@
-// The queue of a thread: what comes out, in which order, and who may put in; and message timers.
+// The queue of a thread: which messages come out, in which order, and who may post; and message
+// timers.
 #include <tuple>
 
 #include "support/test.h"
@@ -95,8 +96,8 @@ TEST(MessageQueueConcurrent, AWaitingThreadGetsEachMessageOfEachSenderInOrder)
     thread.join();
 }
 
-// ---- timers: what a test counts is how often its procedure ran and in which order; how exact the
-// moments are, bench/ measures
+// ---- timers: a test counts how often and in which order the procedures ran; bench/ measures how
+// exact the times are
 
 std::vector<UINT_PTR> g_fired;
 
@@ -143,7 +144,7 @@ TEST_F(MessageTimers, ComeBehindAllElseAndOnceHoweverLate)
 {
     set(0); // raised to the least period
     const int64_t start = now_ms();
-    while (now_ms() - start < 5 * USER_TIMER_MINIMUM) // the lateness is what is under test
+    while (now_ms() - start < 5 * USER_TIMER_MINIMUM) // the test is about this delay
         Sleep(USER_TIMER_MINIMUM);
     PostThreadMessageW(GetCurrentThreadId(), WM_APP, 0, 0);
     PostQuitMessage(0);
@@ -154,7 +155,8 @@ TEST_F(MessageTimers, ComeBehindAllElseAndOnceHoweverLate)
         EXPECT_EQ(message.message, expected) << "looked at, and left there";
         PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);
     }
-    // Five periods have passed. The next tick is one of the grid: less than a period ahead.
+    // Five periods have passed. Ticks keep their multiples of the period: the next one is less than
+    // a period away.
     EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) &&
                  now_ms() - start < 5 * USER_TIMER_MINIMUM);
 }

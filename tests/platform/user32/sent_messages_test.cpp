@@ -79,14 +79,14 @@ TEST_F(SentMessages, ALimitEndsTheWaitAndTheMessageIsHandledLater)
     const test::WindowThread thread(make);
     const HWND other = thread.window();
     EXPECT_EQ(send_within(30, other, message_run, 0, &hang), ERROR_TIMEOUT);
-    // Its own text goes before the thread looks at the message.
+    // The sender's text is freed before the thread looks at the message.
     EXPECT_EQ(send_within(20, other, WM_SETTEXT, 0, test::Wide(L"late").c_str()), ERROR_TIMEOUT);
     SetEvent(release);
     EXPECT_EQ(send(other, add_one, 1), 2);
     wchar_t title[16];
     GetWindowTextW(other, title, 16);
     EXPECT_EQ(test::utf8(title), "late");
-    // A thread that ends before the answer is a failure.
+    // If the thread ends before the answer, the call fails.
     EXPECT_EQ(send_within(INFINITE, other, message_run, 0, &leave), ERROR_INVALID_WINDOW_HANDLE);
 }
 

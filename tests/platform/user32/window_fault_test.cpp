@@ -1,5 +1,5 @@
-// Windows of one thread and their classes: their life, their messages in order, what they hold and
-// refuse.
+// Windows of one thread and their classes: creation and destruction, messages in order, stored
+// data, and refusals.
 #include <cstdint>
 
 #include "support/test.h"
@@ -13,7 +13,8 @@
 namespace
 {
 
-// What the windows of a test were sent, as "name message"; a window is named by its title.
+// The messages that the windows of a test received, as "name message"; a window is named by its
+// title.
 std::vector<std::string> g_seen;
 
 std::string title_of(HWND window)
@@ -114,7 +115,7 @@ TEST_F(Windows, KeepTextPlaceAndWords)
         EXPECT_EQ(SetWindowLongPtrW(top, index, -77), 0);
         EXPECT_EQ(GetWindowLongPtrW(top, index), -77);
     }
-    for (const int index : {9, -3}) // eight bytes from 9 on would end beyond the sixteen
+    for (const int index : {9, -3}) // eight bytes at 9 would end after the sixteen
         EXPECT_EQ(test::refusal(GetWindowLongPtrW(top, index)), ERROR_INVALID_INDEX) << index;
     EXPECT_EQ(FindWindowW(L"recording", L""), top) << "class names don't heed case";
     EXPECT_EQ(FindWindowExW(top, nullptr, nullptr, nullptr), child);
@@ -156,7 +157,7 @@ TEST_F(Windows, RefuseWhatTheyCanNotDo)
     EXPECT_EQ(refusal(create_window(L"Recording")), ERROR_NOT_ENOUGH_MEMORY);
 }
 
-// ---- classes that come and go
+// ---- classes that are registered and unregistered
 
 std::atomic<uint64_t> g_made{0};
 
@@ -198,7 +199,7 @@ TEST(WindowClasses, GoWhenTheyHaveNoWindowsAndTheirPlacesAreUsedAgain)
     EXPECT_EQ(refused(WC_LISTVIEWW), ERROR_CLASS_DOES_NOT_EXIST) << "the system's own stay";
 }
 
-// The procedure may be unmapped then.
+// After that the procedure may be unmapped.
 TEST(WindowClassesConcurrent, HaveNoWindowAnyMoreOnceTheyAreGone)
 {
     std::atomic<bool> ends{false};

@@ -1,5 +1,5 @@
-// The user interface's print functions: their limit, and what they don't know of formats. That of
-// those with a va_list is checked with every format by fuzz/format_fuzz.cpp.
+// The user interface's print functions: their limit, and formats that they don't have.
+// fuzz/format_fuzz.cpp checks the limit of those with a va_list for every format.
 #include "support/test.h"
 
 #include <tchar.h>
@@ -16,7 +16,8 @@ TEST(Wsprintf, CutsWhatIsBeyondTheLimitAndTerminates)
     EXPECT_EQ(text[1024], L'#');
 }
 
-// What has no meaning is text, and takes no argument: the number after it is the first one's.
+// A directive without a meaning is text and takes no argument: the number belongs to the next
+// directive.
 TEST(Wsprintf, ShowsWhatItDoesNotKnowAsText)
 {
     static constexpr std::pair<const wchar_t*, const char*> rows[] = {

@@ -83,12 +83,12 @@ TEST(VersionBlock, APartOfOneIsReadAsFarAsItGoesAndALengthThatLiesLeadsNowhere)
     const std::vector<char> good = block_of(path);
     for (DWORD size = 2; size < good.size(); ++size)
     {
-        std::vector<char> part(size); // of this size, for the address sanitizer
+        std::vector<char> part(size); // exactly this size, for the address sanitizer
         ASSERT_TRUE(GetFileVersionInfoW(path, 0, size, part.data()));
         text_at(part, L"\\StringFileInfo\\040504b0\\PatchNumber");
     }
     std::vector<char> odd = good;
-    const uint16_t within_a_character = 6 + 2 * 3 + 1; // of the key, which begins at 6
+    const uint16_t within_a_character = 6 + 2 * 3 + 1; // inside the key, which begins at 6
     std::memcpy(odd.data(), &within_a_character, sizeof within_a_character);
     EXPECT_EQ(text_at(odd, L"\\"), "(none)");
 }

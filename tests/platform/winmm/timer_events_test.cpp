@@ -17,13 +17,13 @@ int64_t now_ns()
     return count.QuadPart;
 }
 
-// What a timer's calls leave behind.
+// Counts and records the calls of its timers.
 struct Calls
 {
     std::atomic<int> count{0};
     std::atomic<DWORD> thread{0};
     std::counting_semaphore<> happened{0};
-    std::vector<MMRESULT> timers; // none fires any more when this object goes
+    std::vector<MMRESULT> timers; // the destructor kills them all
 
     Calls() = default;
     Calls(const Calls&) = delete;
@@ -69,7 +69,7 @@ TEST(TimerEvents, FireOnceOrAgainAndAgainOnOneThreadOfTheSystem)
 {
     Calls once, periodic, late;
     const int64_t start = now_ns();
-    late.set(1'000'000, TIME_ONESHOT); // holds the earlier ones up no longer than they ask for
+    late.set(1'000'000, TIME_ONESHOT); // must not delay the earlier ones
     once.set(3, TIME_ONESHOT);
     periodic.set(2, TIME_PERIODIC);
     once.wait(1);
@@ -93,7 +93,7 @@ TEST(TimerEvents, ASynchronousKillWaitsForTheCallUnderWay)
             auto& self = *reinterpret_cast<Held*>(user);
             self.entered.release();
             self.killing.acquire();
-            Sleep(20); // a call at work: time enough for a kill that wouldn't wait
+            Sleep(20); // long enough that a kill that didn't wait would return first
             self.left = true;
         }
     } held;
@@ -116,7 +116,7 @@ TEST(TimerEvents, TicksMissedByALongCallAreDroppedIfTheyLieFarBack)
             auto& self = *reinterpret_cast<Slow*>(user);
             if (self.count == 0)
             {
-                Sleep(400); // its length is what is under test
+                Sleep(400); // the test is about this length
                 self.left = now_ns();
             }
             ++self.count;
@@ -174,7 +174,7 @@ TEST(TimerEvents, WithoutMemoryAreRefusedAndLeaveNothingToFire)
 {
     Calls calls;
     calls.timers.reserve(100);
-    // The first time the thread needs memory too; then only the moment and the event do.
+    // The first round also needs memory for the thread; the second for the due time and the event.
     for (int round = 1; round <= 2; ++round)
     {
         unsigned nth = 0;

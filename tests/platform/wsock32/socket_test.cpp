@@ -1,4 +1,5 @@
-// What the stand-in's sockets add to this system's: any number in a set, ends that wake, errors.
+// How the stand-in's sockets differ from this system's: any number in a set, waits that end at a
+// close, errors.
 #include <csignal>
 #include <future>
 
@@ -96,7 +97,7 @@ TEST(WSAStartup, GrantsOneDotOneUntilTheLastCleanupWhichClosesAll)
     EXPECT_EQ(WSACleanup(), 0);
 }
 
-// Longer lists than the header's, and descriptors beyond what a set of bits would hold.
+// Lists longer than the header's, and descriptors beyond the range of a bit set.
 TEST_F(Wsock32, SelectTakesAnyNumberOfSockets)
 {
     constexpr UINT wanted = 1500;
@@ -131,12 +132,12 @@ TEST_F(Wsock32, SelectTakesAnyNumberOfSockets)
 TEST_F(Wsock32, OnlyWhatIsWaitedForEndsASelect)
 {
     const auto [one, two] = connect_pair();
-    closesocket(two); // told by poll() again and again, and no failure of a connect
+    closesocket(two); // poll() reports it again and again, but no connect failed
     FD_SET failed;
     FD_ZERO(&failed);
     FD_SET(one, &failed);
     const TIMEVAL moment = {0, 20'000};
-    shutdown(one, 2); // both ways
+    shutdown(one, 2); // both directions
     PlinthTestArm();
     EXPECT_EQ(select(0, nullptr, nullptr, &failed, &moment), 0);
     EXPECT_LT(PlinthTestCalls("poll"), 5u) << "no busy waiting";
@@ -213,14 +214,14 @@ TEST_F(Wsock32, ABlockingSendMovesAllBytesAndRaisesNoSignal)
 
 TEST_F(Wsock32, AConnectThatASignalInterruptsGoesOn)
 {
-    // The kernel has begun the connection when it tells EINTR; here nothing was begun, and the
-    // socket that never connects is what the wait finds.
+    // The kernel returns EINTR after it has begun the connection. Here none was begun, so the wait
+    // finds a socket that never connects.
     PlinthTestFail("connect", 1, 1, EINTR);
     connected_to(listening());
     EXPECT_EQ(PlinthTestCalls("poll"), 1u);
 }
 
-// An interval timer's signal, every 300 us, whose handler restarts nothing.
+// Sends a signal every 300 us by an interval timer, without SA_RESTART.
 class PeriodicSignal
 {
 public:
@@ -253,7 +254,7 @@ TEST_F(Wsock32, TimeOutsRunOutUnderAPeriodicSignal)
         ASSERT_EQ(setsockopt(one, SOL_SOCKET, option, reinterpret_cast<const char*>(&patience),
                              sizeof patience),
                   0);
-    // Closes the socket if nothing else ends the wait, and so makes the test fail.
+    // If nothing else ends the wait, closes the socket, so that the test fails.
     std::promise<void> done;
     std::thread guard(
         [&, one = one]
@@ -268,7 +269,7 @@ TEST_F(Wsock32, TimeOutsRunOutUnderAPeriodicSignal)
         EXPECT_EQ(error_of(recv(one, &byte, 1, 0)), WSAETIMEDOUT);
         EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(patience));
         const std::string much(size_t{64} << 20, 'x');
-        int sent = 0; // the system may give the other side's buffer more room a few times
+        int sent = 0; // the system may enlarge the peer's buffer a few times
         for (int each = 1; each > 0; sent += std::max(each, 0))
             each = send(one, much.data(), static_cast<int>(much.size()), 0);
         EXPECT_EQ(WSAGetLastError(), WSAETIMEDOUT);
@@ -299,7 +300,7 @@ TEST_F(Wsock32, AfterARefusedConnectASocketIsAsOneThatWasNeverConnected)
     char c = 0;
     const auto start = [](SOCKET s, SOCKADDR_IN to)
     { return error_of(connect(s, generic(to), sizeof to)); };
-    for (const bool asks : {false, true}) // for the error
+    for (const bool asks : {false, true}) // whether it reads the error
     {
         const SOCKET s = socket(AF_INET, SOCK_STREAM, 0);
         opened.push_back(s);
@@ -386,7 +387,7 @@ TEST_F(Wsock32, AStreamThatWasNeverConnectedIsNeitherReadableNorWritable)
     FD_SET writable = {2, {lone, other}};
     EXPECT_EQ(select(0, &readable, &writable, nullptr, nullptr), 1);
     EXPECT_TRUE(FD_ISSET(other, &writable));
-    // It is looked at again: another thread may have connected it.
+    // The wait looks at it again, as another thread may have connected it.
     static SOCKET s_lone;
     static SOCKADDR_IN s_to;
     s_lone = lone;

@@ -20,7 +20,7 @@ using Texts = std::vector<std::string>;
 const char* const day = "qvapp_2024-03-05.log";
 const char* const day_1 = "qvapp_2024-03-05_(0001).log";
 
-// "2024-03-05 14:07:MM.mmm *vtq* " of so many milliseconds after 14:07.
+// The stamp "2024-03-05 14:07:SS.mmm *vtq* " of so many milliseconds after 14:07.
 std::string at(int milliseconds)
 {
     char text[40];
@@ -29,7 +29,7 @@ std::string at(int milliseconds)
     return text;
 }
 
-// The form of a log: of ASCII.
+// The text in the form of a log. Only for ASCII.
 std::string in_form(const std::string& text, bool wide)
 {
     std::string bytes = wide ? "\xff\xfe" : "";
@@ -60,7 +60,7 @@ protected:
         return std::make_unique<LogSource>(
             LogInputs(inputs, false), bounds, [this] { return moment; }, std::move(begin));
     }
-    // What comes within a time, without the stamps; of a loss its text.
+    // The texts of the records that come within a time, without the stamps; for a loss its text.
     Texts come(Source& source, std::chrono::milliseconds time = 2s,
                std::chrono::milliseconds step = 50ms)
     {
@@ -118,7 +118,7 @@ TEST_F(Records, AreCutAtStampsWhateverThePiecesInWhichTheyCome)
             const auto growing = open({folder});
             const std::string bytes = in_form(row.content, wide);
             Texts texts;
-            // Long ones not byte by byte: each piece costs a look at the folder.
+            // Long ones not byte by byte, since each piece causes a search of the folder.
             for (size_t from = 0, piece = bytes.size() > 1000 ? 30'001 : 1; from < bytes.size();
                  from += piece)
             {
@@ -172,7 +172,7 @@ TEST_F(Records, OfSeveralFilesComeInTheOrderOfTheirTimesThenOfTheFiles)
                      "clock set back", "tenth", "four", "five"}));
 }
 
-// A record's stamp is older than its bytes in the file by the time that its program was held up.
+// If a program is delayed between making a stamp and writing the record, the record comes late.
 TEST_F(Records, WaitForOlderOnesOfOtherFilesAndOnlySoLong)
 {
     moment.wall = *time_from("2024-03-05 14:07:00", 0);
@@ -188,12 +188,12 @@ TEST_F(Records, WaitForOlderOnesOfOtherFilesAndOnlySoLong)
     append(day_1, at(100) + "late\n" + at(900) + "in time\n");
     EXPECT_EQ(come(*source, 0ms), Texts{"late"});
     EXPECT_EQ(come(*source), Texts{"in time"});
-    moment.wall -= 3600 * second; // the clock is set back; what was stamped before it counts
+    moment.wall -= 3600 * second; // the clock is set back; the time before that still counts
     append(day, at(950) + "before\n2024-03-05 13:07:00.000 *vtq* after\n");
     EXPECT_EQ(come(*source, 400ms), (Texts{"before", "after"}));
 }
 
-// Also if the old file ends in a record that was cut, which is whole only later.
+// Also if the old file ends in a cut record, which becomes whole only later.
 TEST_F(Records, AFileIsReadToItsEndBeforeTheOneThatFollowsIt)
 {
     moment.wall = *time_from("2024-03-05 14:07:00", 0);
@@ -229,13 +229,13 @@ TEST_F(Records, OfTheRepeatedAutumnHourHaveTheTimesThatTheirOrderGives)
     EXPECT_EQ(utc, (Texts{"23:59:59", "00:30:00", "01:10:00", "01:30:00", "02:00:00"}));
 }
 
-// The place where reading begins is in the second pass, and nothing near it tells that.
+// Reading begins in the second pass, but no record near it shows which pass it is.
 TEST_F(Records, OfTheRepeatedHourHaveTheSameTimesWhereverReadingBegins)
 {
     ASSERT_TRUE(use_zone("Europe/Berlin"));
     moment.wall = *time_from("2024-10-28 00:00Z", 0);
     const std::string rest(900, 'x');
-    for (const int per_pass : {300, 30'000}) // more than is looked through, and much more
+    for (const int per_pass : {300, 30'000}) // beyond the part that is searched, and far beyond
     {
         std::string content = "2024-10-27 01:59:59.000 *vtq* before\n";
         for (int i = 0; i < 2 * per_pass; ++i)
@@ -260,7 +260,7 @@ TEST_F(Records, OfTheRepeatedHourHaveTheSameTimesWhereverReadingBegins)
     }
 }
 
-// A line that comes later to a file of which nothing was shown.
+// A line that is added to a file of which nothing was shown.
 TEST_F(Records, WithoutAStampHaveTheTimeOfTheLastOneAlsoIfThatWasNotWanted)
 {
     for (const bool wide : {false, true})
@@ -373,7 +373,7 @@ TEST_F(Records, OfAFolderWithSeveralNamesComeOnce)
 
 TEST_F(Records, FilesThatAreCutReplacedOrRemovedAreNoticedAndOnesThatComeLaterFollowed)
 {
-    const auto source = open({folder}); // which is empty
+    const auto source = open({folder}); // an empty folder
     append(day, at(1) + "one\n");
     EXPECT_EQ(come(*source), Texts{"one"});
     test::write_file(path(day), "anew\n");
@@ -428,7 +428,8 @@ TEST_F(Records, StoppingGivesOutWhatWasReadAndNoPart)
     EXPECT_TRUE(source->ended());
 }
 
-// Many more files than are open at a time, in turns. Their numbers begin again after 9999.
+// Many more files than may be open at a time, with records in turns. Their numbers begin again
+// after 9999.
 TEST_F(Records, OfVeryManyFilesComeInOrderWithFewOfThemOpen)
 {
     constexpr int files = 500;
@@ -452,7 +453,7 @@ TEST_F(Records, OfVeryManyFilesComeInOrderWithFewOfThemOpen)
     ASSERT_TRUE(source->next(record, 0));
     EXPECT_LT(open_files(), 200);
     Texts texts = {"0"};
-    while (source->next(record, 0)) // without another look at the folder
+    while (source->next(record, 0)) // without searching the folder again
         texts.push_back(record.text.substr(stamp_of(record.text)->length));
     EXPECT_EQ(texts, expected);
     EXPECT_LT(open_files(), 200);
@@ -503,11 +504,11 @@ TEST_F(Records, TheLastTensOfThousandsAreExactlySoMany)
               Texts{std::to_string(count - 1)});
 }
 
-// Read from its start, this would take longer than any test may.
+// Reading it from its start would take longer than any test may.
 TEST_F(Records, TheLastOnesOfAFileOfManyGigabytesAreThereWithoutReadingIt)
 {
     append(day, at(1) + "first\r\n");
-    std::filesystem::resize_file(path(day), uint64_t{1} << 42); // of zeros, which take no room
+    std::filesystem::resize_file(path(day), uint64_t{1} << 42); // zeros, which take no room
     append(day, "\r\n" + at(2) + "last but one\r\n" + at(3) + "last\r\n");
     EXPECT_EQ(come(*open({folder}, {.tail = 2})), (Texts{"last but one", "last"}));
     EXPECT_EQ(come(*open({folder}, {.since = *time_from("2024-03-05 14:07:00.003", 0)})),

@@ -1,5 +1,5 @@
-// The ring through which viewers share records: what comes out, what is counted as lost, and what
-// scribbled memory does.
+// The ring through which viewers share records: what is read, what is counted as lost, and the
+// effect of damaged memory.
 #include <atomic>
 #include <random>
 #include <thread>
@@ -17,7 +17,7 @@ using namespace trace;
 
 constexpr uint64_t first_epoch = 7;
 
-// A ring in its named memory, its writer, and a viewer that was here before the writer.
+// A ring in its named memory, its writer, and a viewer that opened it before the writer began.
 class Ring : public testing::Test
 {
 protected:
@@ -33,14 +33,14 @@ protected:
     {
         writer->put_text({.time = current_time(), .process = 4711, .name = name, .text = text});
     }
-    // Texts begin with their number.
+    // Puts a text that begins with its number.
     void put_number(size_t length)
     {
         std::string text = std::to_string(writer->number()) + " ";
         put(text.append(length, 'x'));
     }
-    // Takes what the follower has, up to a limit, and checks that numbers only rise, by as many as
-    // came and were lost.
+    // Reads from the follower, up to a limit, and checks that each number is the count of texts
+    // shown and lost before.
     void read(size_t most = SIZE_MAX)
     {
         Record record;
@@ -93,7 +93,7 @@ TEST_F(Ring, GivesTextsAsTheyWerePutAndTellsOfGapsAndOfTextsThatWritersGaveUp)
     ASSERT_TRUE(follower.next(gap));
     EXPECT_EQ(std::tuple(gap.lost, gap.since, gap.time), std::tuple(1u, now - second, now));
     EXPECT_NE(gap.text.find("former (12)"), std::string::npos) << gap.text;
-    // Times that can't be true are not told; that the number is unknown still is.
+    // Impossible times are not reported; that the number is unknown still is.
     writer->put_gap({.time = now, .since = now + second, .process = 12});
     ASSERT_TRUE(follower.next(gap));
     EXPECT_NE(as_json(gap).find("\"lost\":1,\"uncounted\":true,\"text\""), std::string::npos);
@@ -108,14 +108,14 @@ TEST_F(Ring, AReaderCountsExactlyWhatItMissesHoweverSlowItIs)
         const uint64_t lost_before = lost;
         const uint64_t shown_before = shown;
         std::minstd_rand random(1);
-        for (int round = 0; round < 40; ++round) // several times the ring
+        for (int round = 0; round < 40; ++round) // fills the ring several times
         {
             for (int i = 0; i < 1000; ++i)
                 put_number(random() % 2000);
             read(read_of_1000);
         }
         for (RingSegment& segment : memory.view().header->segments)
-            segment.sequence.store(random()); // which a heartbeat puts right
+            segment.sequence.store(random()); // the next heartbeat puts it right
         writer->beat(current_time());
         read();
         EXPECT_EQ(shown + lost, writer->number());
@@ -144,7 +144,7 @@ TEST_F(Ring, ConcurrentReadersOfAWriterAtFullSpeedGetWholeTextsAndExactCounts)
     EXPECT_EQ(shown + lost, count);
 }
 
-// The end of a viewer that has the channel, and the next one, which did not read to the end.
+// A viewer that has the channel ends, and the next one has not read to the end.
 TEST_F(Ring, GoesOnUnderANewWriterWithTheSameNumbers)
 {
     for (int i = 0; i < 30'000; ++i)
@@ -173,7 +173,7 @@ TEST_F(Ring, AnyScribbledWordCostsACountedNumberOfRecordsAtMost)
                                      uint64_t{random()} << 32 | random()})
         {
             SCOPED_TRACE(std::to_string(word) + " with " + std::to_string(value));
-            // The items that the words belong to are not read yet.
+            // Opened here, so that these items are not read yet.
             RingFollower here;
             ASSERT_TRUE(here.open() && here.end());
             RingWord* const items = memory.view().at(here.end()->at);
@@ -193,7 +193,7 @@ TEST_F(Ring, AnyScribbledWordCostsACountedNumberOfRecordsAtMost)
     EXPECT_GT(shown, writer->number() / 2);
 }
 
-// By a viewer that takes the channel over and found no end of the old one.
+// Made by a viewer that takes over the channel and finds no end of the old ring.
 TEST_F(Ring, MadeAnewIsFollowedFromItsStartAfterAMomentAndTheGapIsTold)
 {
     put("old");

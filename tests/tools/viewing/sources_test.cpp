@@ -1,4 +1,4 @@
-// Lines as records; times of records, their rate, and the names of processes.
+// Lines as records; times and rates of records, and the names of processes.
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -38,7 +38,7 @@ protected:
     static std::string next(Source& source) { return next_record(source).text; }
 };
 
-// Puts a pipe in the place of standard input, in this process of one test.
+// Replaces the standard input of this process by a pipe; the process runs only this test.
 TEST_F(Sources, StandardInputGivesARecordALine)
 {
     for (const bool wide : {false, true})
@@ -75,7 +75,8 @@ TEST_F(Sources, StandardInputGivesARecordALine)
     }
 }
 
-// The writer's side of the protocol by hand: the system's writers have no other way to go on.
+// The test follows the writer's side of the protocol itself: the system's writers have no other way
+// to continue.
 TEST(ListenerOfTheChannel, ThatEndsLetsAWriterGoOnThatCameBackBeforeItsObjectsWent)
 {
     auto listener = std::make_unique<Listener>();
@@ -180,7 +181,7 @@ TEST(LogFile, WhosePlaceAPipeTakesBeforeItIsOpenedEndsByTheUsersSignal)
                      {
                          std::filesystem::remove(s_path);
                          ASSERT_EQ(::mkfifo(s_path.c_str(), 0600), 0);
-                         std::raise(SIGINT); // what comes again in a second ends the wait
+                         std::raise(SIGINT); // ends the wait; the signal comes again after a second
                      });
     EXPECT_THROW(trace::LogFile{name}, trace::Interrupted);
     PlinthTestReset();

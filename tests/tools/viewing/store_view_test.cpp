@@ -1,5 +1,5 @@
-// What is kept, what is shown, and what is said about the rest; which records pass, what is
-// highlighted, and patterns that would never end.
+// Which records are kept and shown, and how the others are counted; which records pass, what is
+// highlighted, and patterns whose search would never end.
 #include "support/test.h"
 
 #include "bookmarks.h"
@@ -28,7 +28,7 @@ protected:
             store.append(text(std::string(1, word)));
     }
 
-    // Looks at all there is: the texts of the rows, one after the other.
+    // Lets the view look at all records, and returns the texts of its rows, joined.
     std::string rows()
     {
         view.trim();
@@ -45,7 +45,7 @@ protected:
         return rows;
     }
 
-    // The first that is kept, the end, and how many came, were lost and went.
+    // The first kept record, the end, and the numbers of all, lost and dropped records.
     std::vector<uint64_t> counts() const
     {
         return {store.first(), store.end(), store.all(), store.lost(), store.dropped()};
@@ -54,7 +54,7 @@ protected:
 
     static Filter including(const std::string& pattern) { return {.include = {Pattern(pattern)}}; }
 
-    // Four records of one character.
+    // Has room for four records of one character.
     Store store{4 * RecordBlock::most_bytes(text("x"))};
     View view{store};
 };
@@ -169,7 +169,7 @@ TEST(FilterPatterns, WhatIsNoExpressionIsSaidWithItsPlace)
     }
 }
 
-// Without limits each search takes longer than the world is old.
+// Without limits each search would take longer than the age of the world.
 TEST(FilterPatterns, OneThatWouldNeverEndIsGivenUpAndItsRecordsAreShown)
 {
     const Record endless = text(std::string(200, 'a') + "!");
@@ -196,7 +196,7 @@ TEST(HighlightedText, AColourEndsWithItsLine)
     Record two{.time = 1, .text = "one two\nthree"};
     const LineStyle style{.colour = true, .highlights = Highlights({Pattern("two\\nth")})};
     EXPECT_EQ(as_lines(two, style, {}), "one \x1b[30;103mtwo\x1b[0m\n\x1b[30;103mth\x1b[0mree\n");
-    two.text = "\x1b[2J two"; // shown, not obeyed
+    two.text = "\x1b[2J two"; // shown, but not obeyed
     EXPECT_EQ(as_lines(two, {}, {}), "\\x1b[2J two\n");
 }
 

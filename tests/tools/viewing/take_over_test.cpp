@@ -1,4 +1,4 @@
-// Who has the debug string channel, and how it passes from one viewer to the next.
+// Which viewer has the debug string channel, and how it passes to the next one.
 #include <algorithm>
 #include <atomic>
 #include <csignal>
@@ -30,7 +30,8 @@ constexpr StepName steps[] = {{TakeOverStep::named, "named"},
                               {TakeOverStep::continued, "continued"},
                               {TakeOverStep::listening, "listening"}};
 
-// A viewer that says what it gets. Told a step and a signal, it sends the signal to itself there.
+// A viewer that prints the texts that it receives. With a step and a signal as arguments, it sends
+// itself the signal at that step.
 int view(int argc, char** argv)
 {
     const std::string wanted = argc > 0 ? argv[0] : "";
@@ -50,8 +51,8 @@ int view(int argc, char** argv)
 }
 const test::ChildMain g_view("view", view);
 
-// Waits until a child of view gets the text, which is written again and again, and returns its
-// lines before it.
+// Writes the text again and again until a child of view receives it; returns the child's lines
+// before that.
 std::vector<std::string> lines_until(ChildProcess& viewer, const std::string& text)
 {
     std::atomic<bool> has_come{false};
@@ -69,7 +70,7 @@ std::vector<std::string> lines_until(ChildProcess& viewer, const std::string& te
     return lines;
 }
 
-// Another program's listener.
+// The listener of another program.
 int occupy(int, char**)
 {
     std::vector<HANDLE> objects;
@@ -90,7 +91,8 @@ protected:
         EXPECT_EQ(child->line(), "views");
         return child;
     }
-    // Writes until a viewer gets it: one may be taking the channel over.
+    // Writes again and again until the viewer receives the text, as a viewer may be taking over the
+    // channel.
     static void expect_heard(Listener& listener, const std::string& text)
     {
         Record record;
@@ -128,7 +130,7 @@ TEST_F(TakeOver, ByAViewerThatIsKilledOnTheWayLeavesTheChannelToTheOthers)
         SCOPED_TRACE(row.name);
         const auto former = viewer();
         const auto survivor = viewer();
-        survivor->finish(SIGSTOP); // so that it is not the one that takes over first
+        survivor->finish(SIGSTOP); // so that it doesn't take over first
         const auto next = viewer({row.name, std::to_string(SIGKILL)});
         former->finish(SIGKILL);
         EXPECT_EQ(next->wait(), 128 + SIGKILL);
@@ -202,7 +204,7 @@ TEST_F(TakeOver, AnotherProgramIsNamedAndWaitedFor)
 
 TEST_F(TakeOver, WithoutSharedMemoryAViewerServesItsOwnUserAndSaysSo)
 {
-    // As a follower it maps nine objects, then the channel's buffer.
+    // As a follower a viewer maps nine objects, then the channel's buffer.
     PlinthTestFail("CreateFileMapping", 11, 1, ERROR_DISK_FULL);
     Listener listener;
     expect_heard(listener, "for the listener");

@@ -1,5 +1,5 @@
-// What stays where it is while filters change and old records go; searching, the seconds of a
-// timeline, and what is held in how much memory.
+// Places that stay while filters change and old records are dropped; searching, the seconds of a
+// timeline, and the memory that is used.
 #include "support/test.h"
 
 #include <fstream>
@@ -41,7 +41,7 @@ void finish(View& view)
 }
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr size_t sanitizers_share = size_t{1} << 30; // what they keep is resident too
+constexpr size_t sanitizers_share = size_t{1} << 30; // the sanitizers' own resident memory
 #else
 constexpr size_t sanitizers_share = 0;
 #endif
@@ -54,7 +54,7 @@ size_t resident()
     return pages * static_cast<size_t>(sysconf(_SC_PAGESIZE));
 }
 
-// Against a list that does the same slowly.
+// Compared with a list that does the same slowly.
 TEST(RowSet, FindsRowsAndNumbersWhateverTheOrderInWhichTheyCameAndWent)
 {
     std::mt19937 random(1);
@@ -94,7 +94,7 @@ TEST(ViewPlace, AChangedFilterShowsTheNeighboursOfTheAnchorFirstAndTheNearestRow
     fill(store, 100'000);
     View view(store);
     finish(view);
-    const uint64_t anchor = 50'000; // no third
+    const uint64_t anchor = 50'000; // not a multiple of three
     view.set_filter({.include = {Pattern("fizz")}}, anchor);
     EXPECT_EQ(view.rows(), 0u);
     EXPECT_TRUE(view.advance(600));
@@ -216,7 +216,7 @@ TEST(TimelineOfAView, CountsSecondsByColourAndFindsTheRecordOfATime)
     EXPECT_EQ(line.start(), 7 * second) << "the oldest second goes";
 }
 
-// Millions of records with PLINTH_SOAK_SECONDS, else enough to fill what is kept several times.
+// Millions of records with PLINTH_SOAK_SECONDS, otherwise enough to fill the store several times.
 TEST(StoreMemory, IsWhatIsKeptAndIsGivenBackByAClear)
 {
     constexpr size_t keep = 16 << 20;

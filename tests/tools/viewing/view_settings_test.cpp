@@ -1,4 +1,4 @@
-// Views in a file, and the columns and expressions that a text is taken apart into.
+// Views in a file, and the columns and expressions into which a text is split.
 #include "support/test.h"
 
 #include <filesystem>
@@ -208,7 +208,7 @@ TEST(RecordColumns, HaveStampMarkerAndTagOutOfTheText)
         EXPECT_EQ(text_of(record, TextForm::raw, storage), each.text);
     }
     const std::string many(2'000, '\t');
-    const std::string ended = many + "end"; // fields are views of it
+    const std::string ended = many + "end"; // the fields point into it
     const Fields fields(ended);
     EXPECT_EQ(fields.size(), Fields::most);
     EXPECT_EQ(count_fields(many), Fields::most);

@@ -1,5 +1,5 @@
-// Viewers that are left open for days, and what people do in them all day: filter, look around,
-// search, copy.
+// Viewers that stay open for days, and their daily use: filtering, looking around, searching,
+// copying.
 
 #include "support/test.h"
 
@@ -33,7 +33,7 @@ std::string top_number(const TraceWindow& window)
     return cell(window, window.table()->view()->rowAt(0), RecordModel::NumberColumn);
 }
 
-// That of the current one, and where it is on the screen, in pixels.
+// The number of the current record, and its position on the screen, in pixels.
 std::pair<std::string, int> current(const TraceWindow& window)
 {
     const qt_table::RowsView& view = *window.table()->view();
@@ -50,7 +50,7 @@ TEST_F(ViewerLeftOpen, ATableThatWasScrolledUpStaysWhenOldRecordsAreDropped)
     ASSERT_TRUE(eventually([&] { return linked.rows().rowCount() == 2000; }));
     window->area().bringToFront(scrolled);
     window->area().setLinked(true);
-    window->table()->goToRow(5); // one of those that are dropped
+    window->table()->goToRow(5); // one that is dropped later
     linked.setFollowing(true);
     window->table()->view()->setTopRow(1900);
     ASSERT_FALSE(window->table()->isFollowing());
@@ -86,7 +86,7 @@ TEST_F(ViewerLeftOpen, AChangedFilterKeepsTheChosenRecordAndItsPlaceOrTheNearest
     type(window->excludeField(), "");
     ASSERT_TRUE(shows(*window, 3000));
     EXPECT_EQ(current(*window), chosen) << "the one that was chosen comes back";
-    // Without a chosen one the end stays the end.
+    // Without a chosen record the last one stays in sight.
     window->table()->view()->setFocus();
     QTest::keyClick(window->table()->view(), Qt::Key_End, Qt::ControlModifier);
     append(test::lines(1));

@@ -1,4 +1,4 @@
-// The viewer's window on a display of the test's own, looked at through its widgets and models.
+// The viewer's window on a display of the test's own, checked through its widgets and models.
 
 #include "support/test.h"
 
@@ -78,7 +78,7 @@ TEST_F(TraceViewer, HasATabForEachWindowId)
 
 TEST_F(TraceViewer, FiltersAndKeepsTheLastGoodOneBesideABadOne)
 {
-    options.include = {"a;;b|..."}; // of the command line: its semicolons are part of it
+    options.include = {"a;;b|..."}; // from the command line: its semicolons don't separate patterns
     const auto window = reading("one\ntwo\nthree\na\n", 3);
     auto* const include = window->includeField();
     include->setText(include->text() + QStringLiteral(";;^a"));
@@ -107,7 +107,7 @@ TEST_F(TraceViewer, PausesClearsAndSavesBothWays)
     append("three\n");
     EXPECT_TRUE(eventually([&] { return has(window->counts(), "1 wait"); }));
     EXPECT_EQ(window->model()->rowCount(), 2);
-    window->timeBox()->setCurrentIndex(3); // none
+    window->timeBox()->setCurrentIndex(3); // no time
     type(window->excludeField(), "one");
     EXPECT_TRUE(window->saveShown(QString::fromStdString(shown)));
     EXPECT_EQ(test::read_file(shown), "two\n");
@@ -156,7 +156,7 @@ TEST_F(TraceViewer, WhatIsLostIsCountedAndHasARow)
     EXPECT_TRUE(has(window->counts(), "lost 1"));
 }
 
-// Bytes of an ANSI log: a control and a hyphen that nobody sees.
+// Bytes of an ANSI log: a control character and an invisible hyphen.
 TEST_F(TraceViewer, WhatWouldDeceiveIsShownInCellsTipsTitlesAndMessages)
 {
     const auto window = reading("a\x9b"

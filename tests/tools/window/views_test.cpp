@@ -1,4 +1,5 @@
-// Views of one's own: made from a record, side by side and linked, kept from one start to the next.
+// The user's own views: made from a record, side by side and linked, kept from one start to the
+// next.
 
 #include "support/test.h"
 

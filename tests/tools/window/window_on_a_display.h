@@ -62,7 +62,8 @@ protected:
 
     void append(const std::string& text) const { std::ofstream(log, std::ios::app) << text; }
 
-    // A window, opened and shown, that reads a log of this text and shows so many rows.
+    // Opens and shows a window that reads a log with this text, and waits until it shows this many
+    // rows.
     std::unique_ptr<trace_window::TraceWindow> reading(const std::string& text, int rows)
     {
         write_file(log, text);

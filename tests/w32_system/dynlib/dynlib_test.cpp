@@ -1,5 +1,5 @@
-// Loading modules and finding their symbols; sections and patch numbers of module files, good ones
-// and bad ones.
+// Loading modules and finding their symbols; sections and patch numbers of module files, good and
+// damaged.
 #include "support/test.h"
 
 #include "support/files.h"
@@ -47,11 +47,11 @@ constexpr const char* refused = "refused";
 class ModuleFiles : public testing::Test
 {
 protected:
-    // A section's bytes; the status where there are none.
+    // The bytes of a section, or the status if there are none.
     static std::string section(const std::string& native, const char* name)
     {
         int status = 0;
-        void* data = &status; // what the call has to overwrite
+        void* data = &status; // the call must overwrite it
         uint32_t size = 77;
         status = QV_GetDataSeg(test::windows_form(native), name, &data, &size);
         EXPECT_EQ(status == QV_OK, data != nullptr);
@@ -63,7 +63,7 @@ protected:
                : status == QV_ERR_SYSTEM ? refused
                                          : "status " + std::to_string(status);
     }
-    // That of a file with these bytes.
+    // The section of a file with these bytes.
     std::string section_of(const std::string& bytes, const char* name = ".text") const
     {
         test::write_file(m_folder + "/module", bytes);
@@ -80,7 +80,7 @@ TEST_F(ModuleFiles, SectionsOfBothWidthsComeAsTheyLieInTheFile)
     {
         std::string file = test::read_file(test::module_path(name));
         const PePlaces places(file);
-        // More sections than there are is the end of the table.
+        // With more sections than the file has, the search stops at the end of the table.
         test::set_number<uint16_t>(file, places.header + 6, 0xFFFF);
         for (const char* const each : {".text", ".reloc", ".SEGMENT", ".segmenu"})
         {

@@ -1,4 +1,4 @@
-// The resources of the program itself: its log follows them, and they load like those of a module.
+// The resources of the program itself: they control its log, and are loaded like those of a module.
 // This test program has some (tests/CMakeLists.txt).
 #include "support/test.h"
 

@@ -1,9 +1,8 @@
-// Logs a line and prints the native path of its log. What it has for resources: CMakeLists.txt.
+// Logs a line and prints the native path of its log. CMakeLists.txt adds its resources.
 //
-//     log_probe lock FILE     closes the log, prints a dot, and goes on when it can lock the file
-//     log_probe run COMMAND   runs the command, begins a new log, asserts with stack lines and
-//     prints
-//                             its own path too
+//     log_probe lock FILE     closes the log, prints a dot, and continues when it can lock the file
+//     log_probe run COMMAND   runs the command, begins a new log, asserts with stack lines, and
+//                             prints its own path too
 #include <cstdio>
 #include <cstdlib>
 #include <string>

@@ -1,4 +1,5 @@
-// Which resources of a program, and which files of its installer, say where and how it logs.
+// Which resources of a program, and which files of its installer, set the folder and the form of
+// its log.
 #include <algorithm>
 #include <filesystem>
 #include <map>
@@ -26,8 +27,8 @@ std::string wide_bytes(const std::string& ascii)
     return bytes;
 }
 
-// The folder and the character set of the log of a probe that runs from a folder of its own, with
-// an installer's file if there are bytes for it.
+// Runs a probe from a folder of its own, with an installer's file unless xml is empty; returns the
+// folder and the character set of its log.
 std::string log_of(const std::string& probe, const std::string& xml)
 {
     const std::string folder = test::make_folder(probe);
@@ -61,7 +62,7 @@ TEST(LogResources, CountUpToTheirLimitsBeforeTheInstallersFile)
         {"512", "", usual},
         {"512", good, from_file},
         {"512", xml_with("Mine\\App"), usual},                             // one byte a character
-        {"512", good.substr(0, good.rfind(wide_bytes("App")) + 3), usual}, // half a character
+        {"512", good.substr(0, good.rfind(wide_bytes("App")) + 3), usual}, // cut inside a character
         {"512", wide_bytes(xml_with(std::string(100'000, 'v'))), usual}};
     for (const auto& [probe, xml, expected] : rows)
         EXPECT_EQ(log_of(probe, xml), expected) << probe << " " << xml.substr(0, 1'000);
@@ -93,7 +94,7 @@ TEST(LogResources, OfAByteThatNamesNoFormNoFileWithContentIsTaken)
         EXPECT_TRUE(bytes.starts_with("\xFF\xFE"));
 }
 
-// Three programs of each form, which all find an empty folder.
+// Three programs of each form, which all start with an empty folder.
 void log_at_once(const std::string& folder)
 {
     const std::string starter = test::root() + "/start";
@@ -148,9 +149,9 @@ TEST(LogResources, AFileThatAnotherProgramBeginsInBytesIsLeftToIt)
     EXPECT_TRUE(logs.at(test::log_name(1)).starts_with("\xFF\xFE"));
 }
 
-#if !defined(__SANITIZE_ADDRESS__) // whose own library has to be loaded first
-// The library is a copy too. Its file and the program's are renamed, replaced by another program
-// and removed, before the log begins and the report is made.
+#if !defined(__SANITIZE_ADDRESS__) // the sanitizer's own library must be loaded first
+// The library is a copy too. Its file and the program's are renamed, replaced by another program or
+// removed, before the log begins and the report is made.
 TEST(LogResources, AndStackLinesAreThoseOfTheRunningFiles)
 {
     Dl_info library{};

@@ -1,4 +1,5 @@
-// The callbacks of an asynchronous transfer, collected, and held where a test wants to step them.
+// Collects the callbacks of an asynchronous transfer, and holds them if a test wants to step
+// through them.
 #pragma once
 
 #include <condition_variable>
@@ -19,7 +20,7 @@ namespace test
 struct AsyncCall
 {
     int status;
-    uint64_t size; // of a copy; of a read or write always 0
+    uint64_t size; // only of a copy
     uint64_t done;
     bool operator==(const AsyncCall&) const = default;
 };
@@ -31,7 +32,7 @@ inline void PrintTo(const AsyncCall& call, std::ostream* out)
     *out << "(" << call.status << ", " << call.size << ", " << call.done << ")";
 }
 
-// Give its functions and itself to one transfer. It outlives the transfer.
+// Pass its functions and its address to one transfer. It must outlive the transfer.
 class AsyncCalls
 {
 public:
@@ -39,7 +40,7 @@ public:
     AsyncCalls(const AsyncCalls&) = delete;
     AsyncCalls& operator=(const AsyncCalls&) = delete;
 
-    std::function<void()> act; // what each callback does first
+    std::function<void()> act; // called first in each callback
 
     QvAsyncIo io(uint64_t offset = 0) { return {offset, this, on_io}; }
     int read(QvFile file, void* buffer, uint64_t size)
@@ -61,7 +62,7 @@ public:
         static_cast<AsyncCalls*>(self)->add({status, size, copied});
     }
 
-    // Waits for a callback with another status than that, and gives all that came.
+    // Waits for a callback with a status other than more, and returns all callbacks so far.
     Calls wait()
     {
         return wait_until([&] { return m_calls.back().status != more; });
@@ -80,7 +81,8 @@ public:
         return m_calls.size();
     }
 
-    // Held callbacks stay until this: the one that is there or comes next, or all from now on.
+    // A held callback waits for these: step() releases the current or the next one, let_go() all
+    // from now on.
     void step() { m_steps.release(); }
     void let_go() { m_steps.release(1 << 20); }
 
@@ -112,13 +114,13 @@ private:
     Calls m_calls;
 };
 
-// Returns when the steps under way have ended, and with them the files of copies are closed.
+// Returns when the steps under way have ended, and so the files of copies are closed.
 inline void wait_for_steps()
 {
     QV_CancelAsyncIO(nullptr);
 }
 
-// What a read or write calls back; a refusal shows as a call with 77 bytes.
+// The callbacks of a read or write; a refusal is reported as a call with 77 bytes.
 inline Calls transfer(bool writing, QvFile file, void* buffer, uint64_t size, uint64_t offset = 0)
 {
     AsyncCalls calls;

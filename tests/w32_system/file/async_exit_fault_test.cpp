@@ -20,7 +20,7 @@ Wide path(const char* name)
     return test::path_in(test::make_folder("exit"), name);
 }
 
-// A file of so many bytes, all holes; by default far too long to be copied to its end.
+// A file of that size, all holes; by default far too long to be copied to its end.
 Wide source(int64_t size = int64_t{1} << 40)
 {
     const test::OpenedFile file(path("source"), QV_OPEN_WRITE | QV_OPEN_CREATE | QV_OPEN_ALWAYS);
@@ -53,7 +53,7 @@ int exit_in_flight(int, char**)
 }
 const test::ChildMain exit_in_flight_main("exit-in-flight", exit_in_flight);
 
-// Copies, and returns when a callback lets it.
+// Copies, and returns after a callback's signal.
 int exit_with(QvCopyCompletion completion, const Wide& from = source())
 {
     if (QV_CopyFile(from, path("a"), 0, nullptr, completion, nullptr) != QV_OK)
@@ -61,7 +61,7 @@ int exit_with(QvCopyCompletion completion, const Wide& from = source())
     s_called.acquire();
     return good_exit;
 }
-// With a worker that has nothing left to do.
+// With an idle worker.
 const test::ChildMain exit_idle("exit-idle",
                                 [](int, char**) { return exit_with(on_copy, source(100)); });
 

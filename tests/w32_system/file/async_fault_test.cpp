@@ -1,5 +1,5 @@
-// Failures below asynchronous transfers, and what workers do when there is nothing to do. This
-// program stands between the library and the calls that it makes for its threads.
+// Failures below asynchronous transfers, and idle workers. This program's own definitions replace
+// the functions that the library calls for its threads.
 #include <atomic>
 #include <cerrno>
 #include <tuple>
@@ -25,7 +25,7 @@ namespace
 
 std::atomic<int> g_create_error{0};
 
-// The pauses of idle workers. Held, they last until they are let go.
+// Pauses of idle workers. While held, they don't end.
 std::atomic<bool> g_pauses_held{false};
 std::atomic<int> g_pauses{0};
 
@@ -58,14 +58,14 @@ struct AsyncFaults : test::InFolder
     ~AsyncFaults() override { PlinthTestReset(); }
     static size_t descriptors() { return test::entries("/proc/self/fd"); }
 
-    // What a read or write of the whole file calls back.
+    // The callbacks of a read or write of the whole file.
     Calls transfer_all(bool writing)
     {
         OpenedFile file(path("a"), QV_OPEN_READ | QV_OPEN_WRITE);
         std::string buffer = pattern(size);
         return transfer(writing, file, buffer.data(), size);
     }
-    // What a copy of the file calls back until the status; "b" is what it wrote.
+    // The callbacks of a copy of the file to "b", up to the status.
     Calls copy(int last)
     {
         AsyncCalls calls;
@@ -76,7 +76,7 @@ struct AsyncFaults : test::InFolder
         test::wait_for_steps();
         return seen;
     }
-    // What a transfer calls back whose nth block fails.
+    // The callbacks of a transfer whose nth block fails.
     static Calls until(unsigned nth, int status, uint64_t copied_size)
     {
         Calls expected;
@@ -108,7 +108,7 @@ TEST_F(AsyncFaults, ATransferEndsAtTheBlockWhoseSeekReadOrWriteFails)
             EXPECT_EQ(descriptors(), before);
             std::filesystem::remove(native("b"));
         }
-    PlinthTestShorten("write", 2, 1, 100); // of the second block, then no more
+    PlinthTestShorten("write", 2, 1, 100); // a part of the second block, then failures
     PlinthTestFail("write", 3, 1, ENOSPC);
     EXPECT_EQ(copy(QV_ERR_DISKFULL), until(2, QV_ERR_DISKFULL, size));
     EXPECT_EQ(content("b").size(), 4196u) << "the count doesn't grow by a block that failed";
@@ -128,7 +128,7 @@ TEST_F(AsyncFaults, ACopyGoesOnWhereNoRoomCanBeReserved)
 
 TEST_F(AsyncFaults, ACopyGoesOnWithoutASize)
 {
-    // Opening asks for a file's status too. The last three calls are those for the three blocks.
+    // Opening also asks for a file's status. The last three calls are those for the three blocks.
     copy(QV_OK);
     PlinthTestArm();
     copy(QV_OK);
@@ -157,7 +157,7 @@ TEST_F(AsyncFaults, ACopyTakesWhatAFailedReadStillBrought)
     EXPECT_EQ(descriptors(), before);
 }
 
-// No worker is about, so that each submission needs a new thread.
+// Without any worker, so that each submission needs a new thread.
 TEST_F(AsyncFaults, WithoutAThreadNothingStartsAndNothingIsLeft)
 {
     const size_t before = descriptors();
@@ -176,7 +176,7 @@ TEST_F(AsyncFaults, WithoutAThreadNothingStartsAndNothingIsLeft)
               QV_ERR_SYSTEM);
     EXPECT_EQ(descriptors(), before);
     EXPECT_EQ(calls.count(), 0u);
-    // With a thread a move between volumes is a copy.
+    // With a thread, a move between volumes is a copy.
     PlinthTestReset();
     PlinthTestFail("rename", 1, 1, EXDEV);
     EXPECT_EQ(QV_MoveFile(path("a"), path("c"), 0, nullptr, AsyncCalls::on_copy, &calls), QV_OK);
@@ -207,13 +207,13 @@ TEST_F(AsyncFaults, WithoutMemoryNothingStartsAndNothingIsLeft)
         }
     EXPECT_GT(failures, 4);
     calls.wait_for(QV_OK);
-    calls.wait_for_count(1 + 3); // of the read, of the copy
+    calls.wait_for_count(1 + 3); // of the read and of the copy
     test::wait_for_steps();
 }
 
 TEST_F(AsyncFaults, AnIdleWorkerTakesTheNextTransferAndEndsAfterTwentyPauses)
 {
-    std::thread([] {}).join(); // a sanitizer may start a thread of its own with the first
+    std::thread([] {}).join(); // a sanitizer may start its own thread with the first one
     const size_t before = test::threads_here();
     g_pauses_held = true;
     transfer_all(false);
@@ -221,7 +221,7 @@ TEST_F(AsyncFaults, AnIdleWorkerTakesTheNextTransferAndEndsAfterTwentyPauses)
     AsyncCalls calls;
     char byte = 0;
     OpenedFile file(path("a"), QV_OPEN_READ);
-    g_create_error = EAGAIN; // there is no other worker
+    g_create_error = EAGAIN; // no other worker can start
     EXPECT_EQ(calls.read(file, &byte, 1), QV_OK);
     g_pauses_held = false;
     g_pauses_held.notify_all();

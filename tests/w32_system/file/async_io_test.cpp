@@ -1,4 +1,4 @@
-// Asynchronous reads, writes and copies, as their callers see them, and many at once.
+// Asynchronous reads, writes and copies, as their callers see them, and many at the same time.
 #include <algorithm>
 #include <atomic>
 #include <deque>
@@ -46,7 +46,7 @@ TEST_F(AsyncIo, AReadCallsBackAfterEachBlockUntilItHasAllOrTheFileEnds)
         EXPECT_EQ(buffer.substr(0, done), bytes.substr(std::min(offset, bytes.size()), done))
             << offset;
     }
-    // A bad file or offset is the callback's business.
+    // A bad file or offset is reported by the callback.
     char byte = 0;
     const Calls failed_seek = {{QV_ERR_SEEKFILE, 0, 0}};
     EXPECT_EQ(transfer(false, file, &byte, 1, UINT64_MAX - 3), failed_seek);
@@ -145,7 +145,7 @@ TEST_F(AsyncIo, ACallbackMayNeitherStartNorCancelATransfer)
 
 using AsyncConcurrent = test::InFolder;
 
-// Counts callbacks, and those that came when none was to come any more.
+// Counts the final callbacks, and those that came after the cancellation.
 struct Counter
 {
     static void on_io(int status, uint64_t, void* self)
@@ -162,14 +162,14 @@ struct Counter
 TEST_F(AsyncConcurrent, AThousandTransfersInFlightAreCancelledWithoutAnotherCallback)
 {
 #if defined(__SANITIZE_THREAD__)
-    constexpr size_t count = 300; // each submission looks at all workers, slowly here
+    constexpr size_t count = 300; // each submission looks at all workers, which is slow here
 #else
     constexpr size_t count = 1'000;
 #endif
-    constexpr size_t size = size_t{64} << 20; // far more than all but the first may get to
+    constexpr size_t size = size_t{64} << 20; // so that hardly any but the first finishes
     make("file");
     std::filesystem::resize_file(native("file"), size);
-    const std::vector<char> buffer(size); // of zeroes, which all of them write to the same file
+    const std::vector<char> buffer(size); // shared by all writers
     std::deque<OpenedFile> files;
     std::deque<Counter> counters(count);
     for (size_t i = 0; i < count; ++i)
@@ -191,7 +191,7 @@ TEST_F(AsyncConcurrent, AThousandTransfersInFlightAreCancelledWithoutAnotherCall
 }
 
 // Copies, reads, writes and cancellations from several threads: each transfer ends once and moves
-// its bytes. PLINTH_SOAK_SECONDS makes it go on for so long.
+// its bytes. Repeats for PLINTH_SOAK_SECONDS.
 TEST_F(AsyncConcurrent, EachTransferEndsOnceWithItsBytes)
 {
     constexpr int threads = 4;

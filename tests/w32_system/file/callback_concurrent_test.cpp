@@ -1,5 +1,5 @@
-// What docs/threads.md allows a callback: the calls of the library that have threads and locks of
-// their own, from each kind of callback.
+// Calls that docs/threads.md allows in callbacks: those of the library that have threads and locks
+// of their own, from each kind of callback.
 #include "async_calls.h"
 #include "folder.h"
 #include "support/test.h"
@@ -9,7 +9,7 @@ using namespace test;
 namespace
 {
 
-// Calls it on a thread of its own kind, and returns when the call has ended.
+// Runs call on a thread of this kind, and returns when call has ended.
 using RunOn = void (*)(const std::function<void()>& call);
 
 int tick(void* call)

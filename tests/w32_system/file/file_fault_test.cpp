@@ -29,7 +29,7 @@ TEST_F(FileFaults, AMoveBetweenVolumesCopiesAndLeavesTheSource)
 {
     make("a", "content");
     make("b", "other");
-    // The first is the move's; the copy puts itself in place by another.
+    // The move calls the failing rename first; the copy then puts its file in place by another.
     EXPECT_EQ(with_fault("rename", 1, 1, EXDEV, [&] { return move("c", 1); }), QV_OK);
     EXPECT_EQ(content("a") + content("c"), "contentcontent");
     EXPECT_EQ(with_fault("rename", 1, 1, EXDEV, [&] { return move("b", 1); }), QV_ERR_FILEEXISTS);
@@ -71,7 +71,7 @@ TEST_F(FileFaults, TheSystemsRefusalsHaveTheirStatus)
     EXPECT_EQ(QV_RemoveFile(path("file"), 0), QV_ERR_REMOVEFILE);
 }
 
-// Addresses for gigabytes on a few pages of memory: one stretch of shared memory, mapped again and
+// Gigabytes of addresses on a few pages of memory: one stretch of shared memory, mapped again and
 // again. They stay to the end of the process.
 char* repeated_memory(size_t size)
 {
@@ -105,7 +105,7 @@ TEST_F(FileFaults, TransfersBeyondTwoAndFourGiBMoveEveryByte)
     EXPECT_EQ(QV_WriteFile(sink, memory, size, &m_done, nullptr), QV_OK);
     EXPECT_EQ(m_done, size);
 
-    // A failure in the second of the library's pieces, whose first takes three calls of the kernel.
+    // Fails in the second of the library's pieces; the first takes three calls of the kernel.
     PlinthTestShorten("write", 4, 1, 1000);
     PlinthTestFail("write", 5, 1, ENOSPC);
     EXPECT_EQ(QV_WriteFile(sink, memory, size, &m_done, nullptr), QV_ERR_DISKFULL);
@@ -134,7 +134,7 @@ TEST_F(FileFaults, AccessRightsAreNeitherToldNorChanged)
         return with_fault(step, nth, 1, ERROR_ACCESS_DENIED,
                           [&] { return QV_SetAccessRights(path("file"), 0); });
     };
-    // Some are asked twice: for a size, then for the content.
+    // Some are called twice: for a size, then for the content.
     const std::pair<const char*, unsigned> rows[] = {
         {"GetUserNameW", 1},      {"LookupAccountNameW", 2},           {"GetFileSecurityW", 2},
         {"GetAclInformation", 1}, {"InitializeSecurityDescriptor", 1}, {"file lists", 1},
@@ -142,7 +142,7 @@ TEST_F(FileFaults, AccessRightsAreNeitherToldNorChanged)
     for (const auto& [step, calls] : rows)
         for (unsigned nth = 1; nth <= calls; ++nth)
             EXPECT_EQ(set_with_fault(step, nth), QV_ERR_ACCESSRIGHTS) << step << " " << nth;
-    for (unsigned nth = 1; nth <= 7; ++nth) // the sixth function can be done without
+    for (unsigned nth = 1; nth <= 7; ++nth) // the sixth function is optional
         EXPECT_EQ(set_with_fault("GetProcAddress", nth), nth == 6 ? QV_ERR_BADARG : QV_ERR_NOSYMBOL)
             << nth;
 }

@@ -1,4 +1,4 @@
-// Opening files, and what is done with an open one.
+// Opening files, and operations on open ones.
 #include <cstring>
 #include <tuple>
 #include <vector>
@@ -15,7 +15,7 @@ constexpr unsigned read_write = QV_OPEN_READ | QV_OPEN_WRITE;
 constexpr unsigned read_write_create = read_write | QV_OPEN_CREATE;
 
 using Counted = std::pair<int, uint64_t>; // a status, and a count or size
-using Read = std::pair<int, std::string>; // a status, and the bytes that came
+using Read = std::pair<int, std::string>; // a status, and the bytes that were read
 
 Counted write(QvFile file, const std::string& text)
 {
@@ -57,7 +57,8 @@ struct OpenFile : test::InFolder
 
 TEST_F(OpenFile, FollowsTheFlags)
 {
-    // Each with its status for a missing file and for one that holds "old", and what is in it then.
+    // Flags, the status for a missing file, the status for one with "old" in it, and its content
+    // afterwards.
     const std::tuple<unsigned, int, int, const char*> rows[] = {
         {0, QV_ERR_OPENFILE, QV_OK, "old"},
         {QV_OPEN_CREATE, QV_OK, QV_ERR_OPENFILE, "old"},
@@ -143,7 +144,7 @@ TEST_F(OpenFile, SeeksAndHasASizeIn64Bits)
     for (const auto& [offset, whence] : {std::pair{-1, 0}, {0, 3}, {0, -1}})
         EXPECT_EQ(QV_SeekFile(file, offset, whence), QV_ERR_SEEKFILE) << offset << " " << whence;
     EXPECT_EQ(QV_FilePosition(file, nullptr), QV_ERR_NULLPTR);
-    // A low word of ones is no failure.
+    // A low word of ones is not a failure.
     for (const uint64_t wanted : {uint64_t{0xFFFFFFFF}, uint64_t{0x1'0000'0001}, uint64_t{3}})
     {
         uint64_t by_name = 0;
@@ -161,7 +162,7 @@ TEST_F(OpenFile, SeeksAndHasASizeIn64Bits)
 TEST_F(OpenFile, LocksARangeAgainstOtherHandles)
 {
     OpenedFile first(path("a"), read_write_create), second(path("a"), read_write);
-    constexpr uint64_t beyond = 0x2'0000'0000; // the end, and 32 bits
+    constexpr uint64_t beyond = 0x2'0000'0000; // past the end and 32 bits
     EXPECT_EQ(QV_LockFile(first, beyond, 10), QV_OK);
     EXPECT_EQ(QV_LockFile(second, beyond + 9, 1), QV_ERR_LOCKFILE);
     EXPECT_EQ(QV_LockFile(second, beyond + 10, 1), QV_OK);
@@ -231,7 +232,7 @@ struct tm at(int year, int month, int day)
     return time;
 }
 
-// What can be compared of a time.
+// The fields of a time, in comparable form.
 std::vector<int> fields(const struct tm& time)
 {
     return {time.tm_year, time.tm_mon, time.tm_mday, time.tm_hour,
@@ -268,7 +269,7 @@ TEST_F(FileTimes, ATimeThatDoesNotExistSetsNone)
 {
     const struct tm no_leap_day = at(2023, 2, 29), other = at(2005, 5, 5);
     EXPECT_EQ(QV_TouchFile(m_file, &other, &no_leap_day, &other), QV_ERR_NULLPTR);
-    // Each of these would be a good field if it were cut to 16 bits.
+    // Each of these would be valid if it were cut to 16 bits.
     for (int tm::*field :
          {&tm::tm_year, &tm::tm_mon, &tm::tm_mday, &tm::tm_hour, &tm::tm_min, &tm::tm_sec})
     {

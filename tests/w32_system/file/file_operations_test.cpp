@@ -1,4 +1,4 @@
-// What is done by name: with files and directories, searches, volumes.
+// Operations by name: on files and directories, searches, volumes.
 #include "folder.h"
 
 using test::OpenedFile;

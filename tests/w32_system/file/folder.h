@@ -1,5 +1,4 @@
-// The fixture of the file tests: a folder of the test's own, and short names for what is done
-// there.
+// The fixture of the file tests: a folder of the test's own, and short names for operations in it.
 #pragma once
 
 #include <filesystem>
@@ -12,7 +11,7 @@
 namespace test
 {
 
-// Content that tells one place from another.
+// Content that differs from position to position.
 inline std::string pattern(size_t size)
 {
     std::string bytes(size, '\0');

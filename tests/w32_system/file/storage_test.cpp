@@ -43,7 +43,7 @@ TEST(StorageFolder, IsBuiltFromKnownFolderFolderAndUser)
     EXPECT_EQ(QV_GetStoragePath(tiny, 2, false), QV_OK);
     EXPECT_EQ(tiny[2], L'?');
 
-    // What is no known folder, and what doesn't fit.
+    // An unknown folder, and names that don't fit.
     wchar_t path[300] = L"kept";
     EXPECT_EQ(QV_SetStorageFolder(L"x", 0x7777), QV_OK);
     EXPECT_EQ(QV_GetStoragePath(path, 300, false), QV_ERR_NULLPTR);
@@ -53,7 +53,7 @@ TEST(StorageFolder, IsBuiltFromKnownFolderFolderAndUser)
     EXPECT_EQ(QV_GetStoragePath(path, 300, false), QV_ERR_SYSTEM);
 }
 
-// The temporary path if it isn't the system's.
+// The requested temporary path, "" for the system's.
 std::string requested_temp_path(unsigned size = 300)
 {
     wchar_t path[300], system[300];
@@ -75,14 +75,14 @@ TEST(TempPath, TheRequestedPathCountsIfItFits)
 
 struct TempNames : test::InFolder
 {
-    // The path that the pattern gives; its status stays.
+    // The path for the pattern; m_status keeps the status.
     std::string path_of(const wchar_t* directory, const wchar_t* pattern, int create = 0)
     {
         wchar_t result[1024] = L"";
         m_status = QV_GetTempFileName(directory, pattern, create, result, 1024);
         return test::utf8(result);
     }
-    // The name that the pattern gives in the test's folder.
+    // The name for the pattern, in the test's folder.
     std::string name(const wchar_t* pattern, int create = 0)
     {
         const std::string text = path_of(m_directory, pattern, create);

@@ -84,7 +84,7 @@ bool locale_round()
 bool module_round()
 {
     wchar_t path[300];
-    // One that nobody else has loaded, so that it really comes and goes.
+    // A module that is not loaded otherwise, so that it is really loaded and unloaded.
     __qv_hmodule* const module = QV_LoadLibrary(L"libBrokenLocale.so.1");
     const bool good = module && QV_GetSymbol(module, "__ctype_get_mb_cur_max") &&
                       QV_UnloadLibrary(module) == QV_OK &&
@@ -142,7 +142,7 @@ bool transfer_round()
     if (QV_WriteFile(file, bytes.data(), bytes.size(), nullptr, &io) != QV_OK)
         return false;
     status.wait(QV_ERR_INPROGRESS);
-    QV_CancelAsyncIO(file); // behind it no callback is under way
+    QV_CancelAsyncIO(file); // returns when no callback is under way
     return status == QV_OK;
 }
 
@@ -153,7 +153,7 @@ bool window_round()
     given.cbSize = sizeof given;
     given.lpszClassName = L"Round";
     given.lpfnWndProc = DefWindowProcW;
-    RegisterClassExW(&given); // once
+    RegisterClassExW(&given); // succeeds once
     const HWND window =
         CreateWindowExW(0, L"Round", L"", 0, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
     bool good = window && PostThreadMessageW(GetCurrentThreadId(), mine, 0, 0);
@@ -197,11 +197,12 @@ constexpr bool forks_between_rounds = true;
 constexpr bool forks_between_rounds = false;
 #endif
 static std::atomic<int> s_forking{0};
-static std::shared_mutex s_rounds; // taken in such a build alone
+static std::shared_mutex s_rounds; // used only in such a build
 
 void run_round(const Family& family)
 {
-    while (s_forking) // a lock that is shared all the time would never be had alone
+    while (s_forking) // without it the rounds would share the lock all the time, and no fork could
+                      // take it
         std::this_thread::yield();
     std::shared_lock<std::shared_mutex> round;
     if (forks_between_rounds)

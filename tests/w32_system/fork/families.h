@@ -1,4 +1,4 @@
-// What a forked child must be able to do at once, and the forks of tests.
+// Calls that a forked child must be able to make at once, and the forks of tests.
 #pragma once
 
 #include <functional>
@@ -9,7 +9,8 @@
 namespace test
 {
 
-// One round of one family of calls. May be run by several threads at once. True if all went well.
+// A family of calls; several threads may run round at the same time. round returns true if all its
+// calls succeeded.
 struct Family
 {
     const char* name;
@@ -20,21 +21,20 @@ struct Family
 extern const Family families[];
 extern const size_t family_count;
 
-// Goes through a round. The allocator of AddressSanitizer knows nothing of forks: its locks would
-// be held in the child. In such a build a fork comes between the rounds of the threads, not within
-// one.
+// Runs one round. AddressSanitizer's allocator isn't prepared for forks: its locks would stay held
+// in the child. In such a build a fork comes between the rounds of the threads, not within one.
 void run_round(const Family& family);
 
-// As fork(), with regard to the rounds.
+// Like fork(), but between the rounds where that is needed.
 pid_t fork_beside_rounds();
 
-// "" or the names of the families that failed. Runs each once.
+// Runs each family once. "" or the names of those that failed.
 std::string try_all_families();
 
-// Runs the function in a forked child, which ends at once afterwards: what it returned is its exit
-// code. 128 and the signal's number if it was killed: by SIGALRM if it hung.
+// Runs the function in a forked child, which then ends at once with the result as its exit code.
+// Returns the exit code, or 128 and the number of the signal that killed it: SIGALRM if it hung.
 int in_fork(const std::function<int()>& body);
 
-// 0 if the child could do everything; says on standard error what it couldn't.
+// 0 if the child could make all calls; otherwise it names the failures on standard error.
 int child_does_everything();
 } // namespace test

@@ -19,10 +19,10 @@ namespace
 
 constexpr int forks_in_a_row = 20;
 
-std::atomic<bool> g_exits{false}; // a child, which has nothing to wait for then
+std::atomic<bool> g_exits{false}; // an exiting child, which must not wait
 constexpr int waited = 3;
 
-// A child of a callback that exits has lost what its parent's other threads hold.
+// A child that exits in a callback can't free the memory of its parent's other threads.
 std::atomic<bool> g_isChild{false};
 
 } // namespace
@@ -33,7 +33,7 @@ extern "C" int __lsan_is_turned_off()
     return g_isChild;
 }
 
-// In the place of the pause between two looks at whether workers are gone.
+// Replaces the pause between two checks whether the workers have ended.
 TEST_INSTEAD int pthread_delay_np(const timespec* interval)
 {
     static auto* const real = TEST_REAL(pthread_delay_np);
@@ -45,7 +45,7 @@ TEST_INSTEAD int pthread_delay_np(const timespec* interval)
 namespace
 {
 
-// Threads that go through a family's rounds until the scope ends.
+// Threads that run a family's rounds until the end of the scope.
 class Hammer
 {
 public:
@@ -65,7 +65,7 @@ public:
                 });
             ++started;
         }
-        while (m_begun < started) // a thread that starts allocates outside the rounds
+        while (m_begun < started) // a starting thread allocates outside the rounds
             std::this_thread::yield();
     }
 
@@ -74,11 +74,11 @@ private:
     std::jthread m_threads[2];
 };
 
-// AddressSanitizer's allocator leaves its locks to a child as another thread had them.
+// AddressSanitizer's allocator leaves its locks in the child as they were in the parent.
 #if !defined(__SANITIZE_ADDRESS__)
 TEST(ForkConcurrent, AChildDoesEverythingWhateverItsParentsThreadsAreAt)
 {
-    PlinthTestFail("newlocale", 1, 0, ENOMEM); // the locale is read anew each time
+    PlinthTestFail("newlocale", 1, 0, ENOMEM); // so that the locale is read each time
     for (size_t i = 0; i < test::family_count; ++i)
     {
         SCOPED_TRACE(test::families[i].name);
@@ -90,7 +90,7 @@ TEST(ForkConcurrent, AChildDoesEverythingWhateverItsParentsThreadsAreAt)
     }
 }
 
-#if !defined(__SANITIZE_THREAD__) // which ends a child that starts threads
+#if !defined(__SANITIZE_THREAD__) // it ends a child that starts threads
 TEST(ForkConcurrent, AChildOfAChildDoesEverythingToo)
 {
     const Hammer trace(test::families[1]);
@@ -106,8 +106,8 @@ TEST(ForkConcurrent, AChildOfAChildDoesEverythingToo)
 #endif
 #endif
 
-// A call that is held at one of its operations, with the locks that it has there. A fork may wait
-// for it, though not for ever: it is held until the fork is done, or for some time.
+// A call that is held at one of its operations, with the locks that it holds there. A fork may wait
+// for such a call, but not for ever: the call is held until the fork is done, or for longest_hold.
 std::binary_semaphore g_arrived{0};
 std::binary_semaphore g_forked{0};
 constexpr auto longest_hold = std::chrono::milliseconds(300);
@@ -135,7 +135,7 @@ TEST(ForkConcurrent, AChildDoesEverythingInEachStateOfACall)
     const auto trace = [] { DiagOutputExW(L"held"); };
     const auto read_registry = []
     {
-        test::families[5].round(); // its last step has the hive read anew
+        test::families[5].round(); // its last step makes the next call read the hive
         HKEY key = nullptr;
         RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Fork", 0, KEY_READ, &key);
         RegCloseKey(key);
@@ -185,7 +185,7 @@ TEST(ForkConcurrent, AChildDoesEverythingInEachStateOfACall)
     }
 }
 
-// Forks within a callback: the child does everything, there and then. What it returned, or -1.
+// Forks within a callback, and the child makes all calls there. g_result is its result, or -1.
 std::atomic<int> g_result{-1};
 std::counting_semaphore<> g_called{0};
 
@@ -196,8 +196,8 @@ void fork_within()
     g_called.release();
 }
 
-// The same, and the child returns from the callback: the thread of the library that it was on has
-// nothing more to do there, and the child ends with it.
+// The same, but the child returns from the callback into the library's thread, which has nothing
+// more to do there: the child then ends with the thread.
 [[maybe_unused]] void return_within()
 {
     if (g_result != -1)
@@ -305,7 +305,7 @@ const struct
 {
     const char* name;
     void (*begin)();
-    bool own_thread; // of the library
+    bool own_thread; // called on a thread of the library
 } callbacks[] = {
     {"thread timer", in_thread_timer, true},
     {"multimedia timer", in_multimedia_timer, true},
@@ -318,7 +318,7 @@ const struct
 
 void expect_good_fork(void (*begin)())
 {
-    while (g_called.try_acquire()) // what came after the last one's end
+    while (g_called.try_acquire()) // calls that came after the end of the last one
     {
     }
     g_result = -1;
@@ -349,7 +349,7 @@ TEST(ForkConcurrent, AChildThatReturnsFromACallbackEndsWithTheLibrarysThread)
     }
 }
 
-// What the parent has at the time of the fork is used up, or let go, by the child.
+// The child ends or frees everything that the parent had at the time of the fork.
 TEST(ForkConcurrent, AChildsOwnTimersAndPoolsWorkBesideItsParents)
 {
     std::atomic<int> calls{0};
@@ -366,7 +366,7 @@ TEST(ForkConcurrent, AChildsOwnTimersAndPoolsWorkBesideItsParents)
     auto* const capture = new CQvDebugOutputCapture([](const wchar_t*) {});
     const auto child = [&]
     {
-        // What runs in the parent has ended here.
+        // Timers that run in the parent have ended in the child.
         if (QV_WaitForTimer(timer) != QV_OK || QV_WaitForTimer(thread_timer) != QV_OK)
             return 1;
         const int before = calls;
@@ -449,7 +449,7 @@ TEST(ForkConcurrent, AListenerThatWasKilledIsGoneThoughItsChildLives)
         close(end);
 }
 
-// Works like a server: children that are killed and made anew.
+// Works like a server: its children are killed and replaced.
 int serve()
 {
     for (;;)

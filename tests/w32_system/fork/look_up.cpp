@@ -1,5 +1,5 @@
-// A look-up of hosts as the C library's, but with a lock that is held all the time, as one of the
-// C library's is for a moment: a child that was forked meanwhile finds it taken.
+// A look-up of hosts that holds a lock during the whole call, as the C library does for a moment: a
+// child that was forked meanwhile finds the lock taken.
 #include <mutex>
 #include <netdb.h>
 

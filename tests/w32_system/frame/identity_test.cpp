@@ -8,7 +8,7 @@
 namespace
 {
 
-// One letter for each query that is true.
+// One letter for each query that returns true.
 std::string answers()
 {
     constexpr std::pair<char, bool (*)()> queries[] = {
@@ -67,7 +67,7 @@ struct LocalOption : testing::Test
     test::MachineSettings m_settings{L"SOFTWARE\\Quorvane\\Misc"};
 };
 
-// Each one in a process of its own: the first answer is kept.
+// Each in a process of its own, since the first answer is kept.
 TEST_F(LocalOption, IsReadOnceAndOnlyOneCounts)
 {
     set_registry(2);

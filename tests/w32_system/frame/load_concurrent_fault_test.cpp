@@ -1,5 +1,5 @@
-// Loading and unloading: in a process of its own for each test, as what is seen is the log that the
-// process leaves.
+// Loading and unloading, each in a process of its own: the tests check the log that the process
+// leaves.
 #include "support/test.h"
 
 #include <plinth_w32_pthreadVC.h>
@@ -10,7 +10,7 @@
 namespace
 {
 
-// Traces from a static object of the application, which goes before the library does.
+// A static object of the application that traces when it is destroyed, before the library is.
 struct LateTracer
 {
     ~LateTracer() { DiagOutputExW(L"from a static destructor"); }
@@ -61,8 +61,8 @@ const test::ChildMain trace_while_ending_main("trace-while-ending", trace_while_
 
 TEST(Load, ThreadsThatTraceWhileTheProcessEndsDoNoHarm)
 {
-    // The leak check would stop these threads one by one at the exit, wherever they are, and is not
-    // what this test is about.
+    // Without the leak check: at exit it would stop these threads one by one at any point, and
+    // leaks are not what this test is about.
     const char* const options = getenv("ASAN_OPTIONS");
     setenv("ASAN_OPTIONS", (std::string(options ? options : "") + ":detect_leaks=0").c_str(), 1);
     for (int i = 0; i < 10; ++i)
@@ -71,7 +71,7 @@ TEST(Load, ThreadsThatTraceWhileTheProcessEndsDoNoHarm)
 
 int end_with_the_lock_held(int, char**)
 {
-    QV_SetTraceOptions(QV_DIAG_DEBUGGER); // what static objects trace at the end would wait for it
+    QV_SetTraceOptions(QV_DIAG_DEBUGGER); // else static objects would wait for the lock
     std::thread([] { pthread_mutexCS_lock(&CQvLogFile::m_classLock); }).join();
     return 0;
 }

@@ -1,5 +1,5 @@
-// The names of sources that records and assertions show. Readers and filters know them, so they
-// stay when files move.
+// The names of sources in records and assertions. Readers and filters use them, so they stay the
+// same when files move.
 #include "support/test.h"
 
 #include <fstream>

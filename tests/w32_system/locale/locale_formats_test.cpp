@@ -1,4 +1,4 @@
-// What holds in every locale, whatever the user's is.
+// Rules for every locale, whatever the user's is.
 #include <climits>
 #include <tuple>
 

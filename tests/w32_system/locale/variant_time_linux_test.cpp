@@ -18,25 +18,25 @@ struct tm parsed(const char* text)
     return time;
 }
 
-// A reading that comes twice is the earlier moment, and one that is skipped is counted on from
-// before the change: both are the moment by the old distance to UTC.
+// Local times that occur twice or never at a change are converted with the offset from before the
+// change: one that occurs twice is the earlier moment, a skipped one is counted on.
 TEST(TmToVariantTimeInZone, FollowsTheZoneDatabaseOverItsChanges)
 {
-    // The zone, a reading of its clocks, and the moment in UTC.
+    // The zone, its local time, and the moment in UTC.
     static constexpr const char* rows[][3] = {
         {"Europe/Berlin", "2024-03-31 01:59:59", "2024-03-31 00:59:59"},
         {"Europe/Berlin", "2024-03-31 02:30:00", "2024-03-31 01:30:00"}, // skipped
         {"Europe/Berlin", "2024-03-31 03:00:00", "2024-03-31 01:00:00"},
         {"Europe/Berlin", "2024-10-27 01:59:59", "2024-10-26 23:59:59"},
-        {"Europe/Berlin", "2024-10-27 02:00:00", "2024-10-27 00:00:00"}, // comes twice
-        {"Europe/Berlin", "2024-10-27 02:59:59", "2024-10-27 00:59:59"}, // too
+        {"Europe/Berlin", "2024-10-27 02:00:00", "2024-10-27 00:00:00"}, // occurs twice
+        {"Europe/Berlin", "2024-10-27 02:59:59", "2024-10-27 00:59:59"}, // also twice
         {"Europe/Berlin", "2024-10-27 03:00:00", "2024-10-27 02:00:00"},
         {"America/New_York", "2024-11-03 01:30:00", "2024-11-03 05:30:00"},
         {"Australia/Lord_Howe", "2024-04-07 01:45:00", "2024-04-06 14:45:00"}, // half an hour
-        {"America/Caracas", "2016-05-01 02:45:00", "2016-05-01 07:15:00"},     // not a summer time
+        {"America/Caracas", "2016-05-01 02:45:00", "2016-05-01 07:15:00"},     // the zone changed
         {"Pacific/Apia", "2011-12-30 12:00:00", "2011-12-30 22:00:00"}};       // a day was skipped
     constexpr size_t count = std::size(rows);
-    for (size_t i = 0; i < 2 * count; ++i) // there and back: no answer depends on the one before
+    for (size_t i = 0; i < 2 * count; ++i) // both ways: no answer depends on the last
     {
         const auto& [zone, reading, moment] = rows[i < count ? i : 2 * count - 1 - i];
         test::needs_zone(zone);

@@ -1,4 +1,4 @@
-// The limits for large documents on machines of a test's making.
+// The limits for large documents on simulated machines.
 
 #include "support/test.h"
 
@@ -14,9 +14,9 @@ namespace
 constexpr uint64_t mib = 1 << 20;
 constexpr uint64_t gib = 1 << 30;
 constexpr uint64_t gib_in_kib = 1 << 20;
-constexpr uint64_t before = 4711; // in what a function may leave alone
+constexpr uint64_t before = 4711; // a value that a function may leave unchanged
 
-// The key, and its value unless that is null. A text of several lines, as the system keeps it.
+// Makes the key, and its value unless line is null: a text of several lines, as on the system.
 void set_paging_files(const char* line)
 {
     HKEY key = nullptr;
@@ -58,7 +58,7 @@ Checked check(uint64_t size)
     return {large, overflow};
 }
 
-// The limit is worked out once in a process; each test has a process of its own.
+// The limit is worked out once in a process, so each test runs in a process of its own.
 class AllocLimit : public testing::Test
 {
 protected:
@@ -79,7 +79,7 @@ TEST_F(AllocLimit, AddsThePageFilesGreatestSizeOnce)
     EXPECT_EQ(limit_now(), 6 * gib);
 }
 
-using Line = std::pair<const char*, const char*>; // a name, and what the key holds
+using Line = std::pair<const char*, const char*>; // a name, and the value in the key
 
 class PagingFiles : public AllocLimit, public testing::WithParamInterface<Line>
 {
@@ -115,7 +115,7 @@ TEST_F(AllocLimit, DocumentsOfHalfThePhysicalMemoryPass)
     EXPECT_EQ(check(gib + 1), Checked(true, 0));
 }
 
-// Committed 1 GiB of a limit of 2 GiB, three quarters of which are 1.5 GiB.
+// 1 GiB is committed, of a limit of 2 GiB; three quarters of the limit are 1.5 GiB.
 TEST_F(AllocLimit, TellsByHowMuchADocumentIsTooLargeAndTracesTheFiguresOnRequest)
 {
     EXPECT_EQ(check(512 * mib), Checked(false, before));
@@ -123,7 +123,7 @@ TEST_F(AllocLimit, TellsByHowMuchADocumentIsTooLargeAndTracesTheFiguresOnRequest
     EXPECT_FALSE(logged("Memory:"));
     QV_CheckSingleDocumentSizeOverflow(1, nullptr, true);
     EXPECT_TRUE(logged("Physical Memory: 2147483648 (1073741824)\r\n"));
-    // Addresses bound a document first.
+    // The address space is the first limit.
     constexpr uint64_t three_quarters = 0x7FFFFFFE0000 / 4 * 3;
     constexpr uint64_t page = 4096;
     m_kernel.put("/proc/self/statm", std::to_string(three_quarters / page) + " 1 1 1 0 1 0\n");

@@ -14,9 +14,9 @@ namespace
 
 constexpr int no_more_sends = 1; // the second argument of shutdown()
 constexpr TIMEVAL at_once = {0, 0};
-constexpr TIMEVAL long_enough = {60, 0}; // for what must come; no test waits for its end
+constexpr TIMEVAL long_enough = {60, 0}; // for events that must come; no test waits until its end
 
-// The last error of a call that returned a failure, 0 of one that returned anything else.
+// The last error of a call that failed, 0 if it succeeded.
 template <class Result> int error_of(Result result)
 {
     const int error = WSAGetLastError();
@@ -37,7 +37,7 @@ int get_option(SOCKET s, int level, int name, Value& value, int length = sizeof(
 
 class SocketTest : public testing::Test
 {
-    Sockets m_sockets; // before the sockets of the test itself
+    Sockets m_sockets; // initialised before the test's own sockets
 };
 
 TEST(Socket, UseIsCounted)
@@ -144,7 +144,7 @@ TEST_F(SocketTest, SelectTellsWhatIsReadyAndWhatIsNot)
     FD_SET(pair.server, &readable);
     FD_SET writable = set_of(pair.server);
     QV_Send(pair.client, "x", 1, 0);
-    // Writable at once, so wait for what has to travel first.
+    // Sockets are writable at once, so first wait for the data to arrive.
     ASSERT_EQ(QV_Select(0, &readable, nullptr, nullptr, &long_enough), 1);
     EXPECT_EQ(QV_Select(0, &readable, &writable, nullptr, nullptr), 2);
     EXPECT_TRUE(FD_ISSET(pair.server, &readable));
@@ -223,14 +223,14 @@ TEST_F(SocketTest, LookUpsFillTheirRecordsFieldByField)
     ASSERT_EQ(QV_GetProtoByNumber(&protocol, 6), QV_OK);
     EXPECT_STREQ(protocol.p_name, "tcp");
 
-    // What is not found leaves the record alone.
+    // If nothing is found, the record stays unchanged.
     EXPECT_EQ(QV_GetServByName(&service, "no such service", nullptr), QV_ERR_FAILED);
     EXPECT_EQ(service.s_port, high);
     EXPECT_EQ(QV_GetProtoByName(&protocol, "no such protocol"), QV_ERR_FAILED);
     EXPECT_EQ(protocol.p_proto, 6);
 }
 
-// Closed, foreign, never one.
+// Closed sockets, other handles, and values that never were one.
 TEST_F(SocketTest, WhatIsNoSocketIsRefused)
 {
     Socket closed(SOCK_STREAM);

@@ -1,4 +1,5 @@
-// Without what the system may lack everything else works the same; and what outlives a process.
+// Without optional parts of the system everything else works the same; and which settings outlive a
+// process.
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -44,7 +45,7 @@ TEST_F(PowerFault, TheBusLibraryMayBeMissing)
     EXPECT_EQ(QV_DisableWindowsPowerSave(nullptr, false, nullptr), QV_OK);
 }
 
-// A socket that nobody reads. What asks again and again waits as often.
+// No process reads the socket, so each further request would wait again.
 TEST_F(PowerFault, ABusThatDoesNotAnswerIsAskedOnce)
 {
     const std::string path = test::make_folder("bus") + "/socket";

@@ -21,7 +21,7 @@ void expect_all_off()
         EXPECT_EQ(value_of(read), FALSE) << read;
 }
 
-// On Windows these are the machine's own settings: they come back as they were.
+// On Windows these are the machine's own settings: the destructor restores them.
 class Power : public testing::Test
 {
 protected:
@@ -44,7 +44,7 @@ private:
     BOOL m_former[3] = {};
 };
 
-// Without a reason too, which is left to the system.
+// Also without a reason: the system then uses its own.
 TEST_F(Power, TurningOffAndRestoringComeBackToTheStart)
 {
     constexpr EXECUTION_STATE awake = ES_CONTINUOUS | ES_SYSTEM_REQUIRED | ES_AWAYMODE_REQUIRED;
@@ -62,7 +62,7 @@ TEST_F(Power, TurningOffAndRestoringComeBackToTheStart)
     }
 }
 
-// What is restored then are the zeros of the first time.
+// The settings to restore are then the zeros of the first time.
 TEST_F(Power, TurningOffTwiceLeavesPowerSavingOff)
 {
     QV_DisableWindowsPowerSave(nullptr, true, L"once");

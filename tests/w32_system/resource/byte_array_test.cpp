@@ -13,7 +13,7 @@ std::string content(const CQvByteArrayW32& array)
     return {static_cast<const char*>(array.GetData()), array.GetSize()};
 }
 
-// A status, and how many bytes are in use and allocated then.
+// A status, and the bytes in use and allocated afterwards.
 using State = std::tuple<int, unsigned, unsigned>;
 
 State state(int status, const CQvByteArrayW32& array)
@@ -37,7 +37,7 @@ TEST(ByteArray, SettingDataKeepsItsPromises)
         unsigned step;
         unsigned before; // bytes set first, exactly
         const char* data;
-        unsigned size; // of the data that is set then
+        unsigned size; // of data
         EQvByteArrayModeOp op;
         EQvByteArrayModeAlloc alloc;
         int status;
@@ -59,7 +59,7 @@ TEST(ByteArray, SettingDataKeepsItsPromises)
     for (const auto& row : rows)
     {
         CQvByteArrayW32 array(row.step);
-        // Sets nothing, and allocates nothing, where there is to be nothing before.
+        // With before = 0 this sets and allocates nothing.
         array.SetData("abcdefghijklmnop", row.before, set, exact);
         EXPECT_EQ(state(array.SetData(row.data, row.size, row.op, row.alloc), array),
                   State(row.status, row.size_after, row.allocated_after))
@@ -67,7 +67,7 @@ TEST(ByteArray, SettingDataKeepsItsPromises)
     }
 }
 
-// A buffer of more than 32 bits in sum is only claimed: no more than what fits is read.
+// A size close to 32 bits is only claimed: the call must read no more bytes than fit.
 TEST(ByteArray, WithoutMemoryForAllItStoresWhatHasRoomAndNeverWraps)
 {
     const char* const bytes = "0123456789abcdef";
@@ -76,7 +76,7 @@ TEST(ByteArray, WithoutMemoryForAllItStoresWhatHasRoomAndNeverWraps)
               State(QV_ERR_SYSTEM, 16, 16));
     for (const auto alloc : {exact, grow})
     {
-        array.GetData(4); // as many are in use then
+        array.GetData(4); // sets 4 bytes in use
         EXPECT_EQ(state(array.SetData(bytes, 0xFFFFFFFF, append, alloc), array),
                   State(QV_ERR_TRUNCATED, 16, 16));
         EXPECT_EQ(content(array), "01230123456789ab");
@@ -121,7 +121,7 @@ TEST(ByteArray, TheCursorAndTheBytesInUseStayWithinWhatIsAllocated)
     for (char* const place : {static_cast<char*>(nullptr), start - 1, start + 7})
         EXPECT_EQ(array.SetCurrentOffsetPtr(place), QV_ERR_NULLPTR);
     EXPECT_EQ(array.GetCurrentOffset(), 2u);
-    array.GetData(4); // who writes into the block says how much is in use
+    array.GetData(4); // the argument sets the bytes in use
     array.GetData(0);
     array.GetData(7);
     EXPECT_EQ(content(array), "abcd");

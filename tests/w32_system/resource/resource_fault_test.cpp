@@ -1,4 +1,5 @@
-// Storing resources where the update fails at its end, or the data are more than a resource holds.
+// Storing resources when the update fails at its end, or the data are larger than a resource may
+// be.
 
 #include "support/test.h"
 
@@ -28,7 +29,7 @@ TEST(ResourceFaults, AnUpdateThatFailsAndDataThatAreTooLargeLeaveTheModule)
     }
     for (const uint64_t size : {uint64_t{1} << 31, (uint64_t{1} << 32) + 5})
     {
-        std::filesystem::resize_file(folder + "/data", size); // takes no room
+        std::filesystem::resize_file(folder + "/data", size); // a hole: it takes no room
         EXPECT_EQ(store(), "Cannot open the data file.") << size;
     }
     EXPECT_EQ(test::read_file(folder + "/module64.dll"),

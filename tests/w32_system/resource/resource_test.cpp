@@ -1,4 +1,5 @@
-// Data files into modules and out of them, loading what is there, and who owns what was loaded.
+// Storing data files in modules and extracting them, loading resources, and the ownership of loaded
+// data.
 
 #include "support/test.h"
 
@@ -40,7 +41,7 @@ protected:
     {
         return test::read_file(m_folder + "/" + name);
     }
-    // What a resource holds, or the text of the failure.
+    // The content of a resource, or the text of the failure.
     std::string taken(const wchar_t* name, const wchar_t* module) const
     {
         const int status = QV_DllToResource(name, module, path("out"));
@@ -116,7 +117,7 @@ TEST_F(Resources, AModuleCanHoldItsOwnFormerFile)
 TEST_F(Resources, TheLanguageScanKnowsItsLanguagesAndNoOthers)
 {
     const Wide module = copied("plain64.dll");
-    // The ends of the run, the two behind it, and neighbours that are not in it.
+    // The ends of the range, the two ids scanned after it, and neighbours outside.
     for (const int id : {0xC0A, 0x804, 0x47F, 0x47E, 0x405, 0x400, 0x3FF, 0x809, 0xC0B})
     {
         write("data", std::to_string(id));
@@ -179,14 +180,14 @@ TEST(ResourceData, WhoKeepsWhatWasLoadedTakesItOver)
     EXPECT_EQ(entries_of(kept), "7:abc 9:defgh ");
 }
 
-// What leaks here, or is freed twice, the address sanitizer tells.
+// The address sanitizer reports leaks and double frees here.
 TEST(ResourceData, NoListLeaksOrGoesTwiceHoweverItIsAssigned)
 {
     CQvRscData first = two_entries();
     CQvRscData second;
     second.AppendData("only the second's", 17, 1);
-    second = first; // its own list goes
-    first = second; // both have it already
+    second = first; // frees its own list
+    first = second; // both have this list already
     EXPECT_EQ(first.AppendData("x", 1, 1), QV_OK);
     EXPECT_EQ(second.GetCQvByteArrayW32Count(), 3) << "one list";
     {

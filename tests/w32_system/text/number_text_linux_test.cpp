@@ -89,7 +89,7 @@ TEST(NumberTextInLocale, FormThatDoesNotFitLeavesThePlainNumber)
         EXPECT_TRUE(QV_DoubleToString(-2.5, 1, text.data(), size));
         EXPECT_EQ(utf8(text.data()), shown);
     }
-    // Beyond what the library keeps ready.
+    // Longer than the library's own buffer.
     std::vector<wchar_t> text(2000, L'#');
     EXPECT_TRUE(QV_DoubleToStringEx(-2.5, 1, text.data(), 2000, true, true, 1500));
     EXPECT_EQ(wcslen32(text.data()), 1504u);

@@ -1,4 +1,5 @@
-// Numbers as text without a locale, and what refuses. With locales: number_text_linux_test.cpp.
+// Numbers as text without a locale, and refused arguments. With locales:
+// number_text_linux_test.cpp.
 #include <climits>
 #include <cmath>
 #include <tuple>
@@ -43,7 +44,7 @@ TEST(NumberText, ShowsTheFewestDecimalsThatTheLimitAllowsButABareZeroOnlyForTheS
 TEST(NumberText, HugeNumbersAreShownInFullOrNotAtAll)
 {
     EXPECT_EQ(plain(1e308, 300).size(), 309u);
-    // Asks only for digits that fit; the text is terminated in its last place.
+    // Only digits that fit are requested; the text ends with its terminator in the last place.
     for (const auto& [value, decimals] : {std::pair{1e308, 2}, {0.5, INT_MAX}, {0.5, 300}})
     {
         wchar_t text[100];
@@ -52,7 +53,7 @@ TEST(NumberText, HugeNumbersAreShownInFullOrNotAtAll)
     }
 }
 
-// The buffer has exactly the size, so that a checker sees what is read or written beyond.
+// The buffer has exactly the size, so that a sanitizer sees any access beyond it.
 TEST(NumberText, FitsWithItsTerminatorOrNot)
 {
     static constexpr std::tuple<double, int, int> rows[] = {

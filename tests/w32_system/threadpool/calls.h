@@ -1,4 +1,4 @@
-// Calls for the pool that a test holds and lets go, and what became of the threads that ran them.
+// Calls of the pool that a test holds and releases, and the ends of the threads that ran them.
 #pragma once
 
 #include <atomic>
@@ -12,7 +12,7 @@
 namespace test
 {
 
-// How many threads that ran a held call have ended in this process.
+// The number of ended threads of this process that ran a held call.
 struct ThreadEnds
 {
     static inline std::atomic<int> count{0};
@@ -28,7 +28,7 @@ struct ThreadEnds
     }
 };
 
-// One call: starts, tells its thread, and stays until it is let go.
+// One call: it starts, stores its thread's id, and waits until it is released.
 class HeldCall
 {
 public:
@@ -46,7 +46,7 @@ public:
         return m_thread;
     }
 
-    // Lets it go and waits until it is about to return.
+    // Releases it and waits until it is about to return.
     void finish()
     {
         std::unique_lock lock(m_mutex);
@@ -73,8 +73,8 @@ private:
     std::condition_variable m_changed;
     bool m_released = false;
     bool m_finished = false;
-    std::thread::id m_thread; // of the call, once it has started
-    const int m_status;       // last: the call may run before the constructor is through
+    std::thread::id m_thread; // set once the call has started
+    const int m_status;       // last: the call may run before the constructor ends
 };
 
 } // namespace test

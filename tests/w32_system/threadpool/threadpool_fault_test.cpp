@@ -1,5 +1,5 @@
-// The pool's time-outs and failures. This program stands between the library and the functions
-// that it calls: its own definitions of them come first in the search for symbols.
+// The pool's time-outs and failures. This program's own definitions replace the functions that the
+// library calls: they come first in the search for symbols.
 #include "support/scarce_memory.h"
 #include "support/test.h"
 
@@ -23,11 +23,11 @@ struct Wait
     long nanoseconds;
 };
 
-std::atomic<int> g_timed_result{-1}; // what a timed wait reports instead, -1: its own result
+std::atomic<int> g_timed_result{-1}; // the result of a timed wait; -1: its real one
 
-std::mutex g_mutex; // guards all below
+std::mutex g_mutex; // guards everything below
 std::condition_variable g_changed;
-std::vector<Wait> g_waits; // those in timedwait with a mutex of the pool
+std::vector<Wait> g_waits; // timed waits with a mutex of the pool
 std::vector<std::string> g_assertions;
 
 std::vector<std::string> reported()
@@ -36,7 +36,7 @@ std::vector<std::string> reported()
     return std::exchange(g_assertions, {});
 }
 
-// Waits until the n-th timed wait of the test, counted from 1, has been entered, and gives it.
+// Waits until the test's n-th timed wait, counted from 1, has begun, and returns it.
 Wait nth_wait(size_t n)
 {
     std::unique_lock lock(g_mutex);
@@ -140,7 +140,7 @@ TEST_F(ThreadPoolTimes, TheWorkerWithTheMostTimeLeftTakesTheCall)
     test::HeldCall first(pool), second(pool);
     EXPECT_EQ(first.thread(), idle[0]);
     EXPECT_EQ(second.thread(), idle[1]);
-    // It comes back to the longest wait while nobody else has that.
+    // It gets the longest wait again, since no other worker has that one now.
     first.finish();
     EXPECT_GE(nth_wait(4).seconds, 59);
 }

@@ -22,7 +22,7 @@ TEST(ThreadPool, OverlappingCallsHaveAThreadEachAndTheFourthIdleOneEnds)
     }
     test::ThreadEnds::wait_for(1);
 
-    // The three that are left take the next three calls, and a fourth needs a new thread.
+    // The three remaining threads take the next three calls, and a fourth call needs a new thread.
     test::HeldCall a(pool), b(pool), c(pool), d(pool);
     EXPECT_FALSE(threads.insert(a.thread()).second);
     EXPECT_FALSE(threads.insert(b.thread()).second);
@@ -50,7 +50,7 @@ TEST(ThreadPoolEnd, WaitsForTheCallsUnderWayAndEndsTheThreadsThatWait)
                 CThreadPool::DestroyThreadPool(pool);
                 destroyed = true;
             });
-        // The one that waits is ended while the call under way goes on.
+        // The waiting thread ends while the call under way continues.
         test::ThreadEnds::wait_for(before + 1);
         EXPECT_FALSE(destroyed);
     }
@@ -61,7 +61,7 @@ TEST(ThreadPoolEnd, WaitsForTheCallsUnderWayAndEndsTheThreadsThatWait)
 CThreadPool* s_pool = nullptr;
 std::atomic<uint64_t> s_runs{0}, s_failures{0};
 
-// A call, which with an argument makes another without.
+// With an argument, it makes another call without one.
 void* run(void* again)
 {
     if (again)
@@ -70,8 +70,8 @@ void* run(void* again)
     return nullptr;
 }
 
-// Pools that come and go, each with callers from several threads and from its own calls: each call
-// runs once. PLINTH_SOAK_SECONDS makes it go on for so long.
+// Pools are made and destroyed, each with callers from several threads and from its own calls: each
+// call runs once. Repeats for PLINTH_SOAK_SECONDS.
 TEST(ThreadPoolConcurrent, EachCallRunsOnce)
 {
     constexpr int callers = 8;
@@ -94,7 +94,7 @@ TEST(ThreadPoolConcurrent, EachCallRunsOnce)
                 });
         for (std::thread& thread : threads)
             thread.join();
-        // No call may be made while the pool is destroyed, not even by its calls.
+        // No call may be made while the pool is destroyed, not even by its own calls.
         while (s_runs + s_failures < expected)
             std::this_thread::yield();
         CThreadPool::DestroyThreadPool(s_pool);

@@ -14,7 +14,8 @@ TEST(TimeCounter, StepsForwardInMilliseconds)
     ASSERT_TRUE(QueryPerformanceFrequency(&frequency));
     EXPECT_DOUBLE_EQ(QV_GetTimeCounterPrecision(),
                      1000.0 / static_cast<double>(frequency.QuadPart));
-    // What passes between two looks at it, beside the system's own counter around and within them.
+    // Compares the time between two readings with the system's counter, read outside of both and
+    // between them.
     const auto counter = [&]
     {
         LARGE_INTEGER now;
@@ -39,7 +40,7 @@ TEST(Sleep, EveryModeWaitsItsTimeAndNotLess)
         {
             const double start = QV_GetTimeCounter();
             EXPECT_EQ(QV_Sleep(wanted, mode), QV_OK);
-            // The modes that only sleep do so for whole milliseconds.
+            // The modes that only sleep wait whole milliseconds.
             const bool spins = mode != 1 && mode != 4 && mode != 9;
             EXPECT_GE(QV_GetTimeCounter() - start, spins ? wanted : std::floor(wanted + 0.5) - 0.1)
                 << "mode " << mode;

@@ -15,7 +15,8 @@ using test::Instead;
 namespace
 {
 
-// Built by the compiler: the library traces before this program's other objects are built.
+// Initialised at compile time: the library traces before this program's other static objects are
+// made.
 constinit std::mutex g_mutex; // guards both below
 constinit std::vector<std::string> g_assertions;
 constinit std::vector<std::string> g_traces;

@@ -1,5 +1,6 @@
-// This program stands between the library and what it calls: its own definitions come first in the
-// search for symbols. Here is what a test can do with them. At rest they hand on, and count.
+// This program's own definitions replace functions that the library calls: they come first in the
+// search for symbols. Tests control them by the variables below. By default they call the real
+// ones, and count.
 #pragma once
 
 #include <atomic>
@@ -13,7 +14,7 @@
 namespace test
 {
 
-// With capture, timeSetEvent makes no timer, stores its arguments and gives the id.
+// With capture, timeSetEvent makes no timer, stores its arguments and returns id.
 struct MultimediaTimer
 {
     bool capture = false;
@@ -24,7 +25,7 @@ struct MultimediaTimer
     void fire() const { procedure(id, 0, user, 0, 0); }
 };
 
-// With ids left, SetTimer makes no timer and gives the next of them; KillTimer then collects.
+// While ids are left, SetTimer makes no timer and returns the next id; KillTimer then records.
 struct MessageTimer
 {
     std::vector<UINT_PTR> ids, killed;
@@ -36,20 +37,21 @@ struct Instead
 {
     // pthread_create fails with this error, once.
     static inline std::atomic<int> thread_error{0};
-    // Unnamed events that were made, and handles that were closed.
+    // The numbers of unnamed events that were made, and of handles that were closed.
     static inline std::atomic<long> events{0}, closed_handles{0};
 
-    // A clock of the test's own, in ms, while it isn't negative: QV_Sleep moves it on at once, and
-    // each reading by the step.
+    // While it isn't negative, a clock of the test's own, in ms: QV_Sleep advances it at once, and
+    // each reading advances it by clock_step.
     static inline std::atomic<double> clock{-1.0}, clock_step{0.0};
 
     static inline MultimediaTimer multimedia;
     static inline MessageTimer message;
 
-    // What the library has asserted and traced since: expressions with messages, and formats.
+    // Assertions (expressions with messages) and formats of traces of the library since the last
+    // reset.
     static std::vector<std::string> assertions();
     static std::vector<std::string> traces();
-    // All at rest again.
+    // Back to the defaults.
     static void reset();
 };
 

@@ -1,4 +1,4 @@
-// Callbacks of timers that a test counts, waits for and lets answer.
+// Callbacks of timers that a test counts, waits for and answers.
 #pragma once
 
 #include <atomic>
@@ -16,16 +16,17 @@ namespace test
 class TimerCalls
 {
 public:
-    // What each call does and answers, by its number from 1 on. Without it the timer goes on.
+    // The action and the answer of each call, by its number from 1 on. Without it the timer
+    // continues.
     std::function<int(int)> act;
-    // What QV_GetTimerInfo shows within a call; the last one's.
+    // The result of QV_GetTimerInfo within the last call.
     QvTimerInfo info = {};
 
     uintptr_t set(double milliseconds, int calls, int precision, int catch_up = 1)
     {
         return QV_SetThreadedTimer(callback, this, milliseconds, calls, precision, catch_up);
     }
-    // Sets the timer, waits for its end and gives the number of its calls.
+    // Sets the timer, waits for its end and returns the number of its calls.
     int run(double milliseconds, int calls, int precision, int catch_up = 1)
     {
         const uintptr_t id = set(milliseconds, calls, precision, catch_up);
@@ -61,7 +62,7 @@ private:
     int m_count = 0;
 };
 
-// Ids are pointer-sized as they are given, and 32 bits wide as they are taken.
+// The library returns ids of pointer size, but takes ids of 32 bits.
 inline int kill(uintptr_t id)
 {
     return QV_KillTimerAsync(static_cast<unsigned int>(id));
@@ -75,8 +76,8 @@ inline const QvTimerRecord* record_of(uintptr_t id)
     return QV_GetTimerRecord(static_cast<unsigned int>(id));
 }
 
-// Dispatches the messages of this thread as they come until the condition holds, which is looked at
-// after each.
+// Dispatches the messages of this thread until the condition is true, which is checked after each
+// message.
 template <class Condition> void pump_until(Condition condition)
 {
     MSG message;

@@ -1,5 +1,5 @@
-// Timers of all kinds set, killed and waited for by many threads at once, with what they hold
-// counted.
+// Timers of all kinds set, killed and waited for by many threads at the same time; their handles
+// and threads are counted.
 #include <climits>
 #include <deque>
 #include <future>
@@ -23,8 +23,8 @@ namespace
 constexpr int threads = 8;
 constexpr int cycles = 1'300; // of each thread
 
-// A thread that nobody waits for joins the one that ended before it: on a busy machine a chain of
-// them may still be on its last steps when all timers have run out.
+// A timer thread without a waiter joins the one that ended before: on a busy machine a chain of
+// them may still be ending when all timers have run out.
 void wait_for_threads(size_t most)
 {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
@@ -37,8 +37,8 @@ void CALLBACK fence(UINT, UINT, DWORD_PTR passed, DWORD_PTR, DWORD_PTR)
     reinterpret_cast<std::promise<void>*>(passed)->set_value();
 }
 
-// A wait for a multimedia timer may be over before the system's thread has let go of the event. Its
-// calls come one after the other: behind one that comes now, all earlier ones have returned.
+// A wait for a multimedia timer may end before the system's thread has released the event. Its
+// calls come one after the other: after a new one, all earlier ones have returned.
 void wait_for_multimedia_calls()
 {
     std::promise<void> passed;
@@ -61,7 +61,7 @@ public:
                 posted();
             else
                 cycle();
-        // What is left runs out by itself: nobody waits for it, but for the data's sake.
+        // The rest runs out without help; the wait only keeps their data alive.
         for (const uintptr_t id : m_left)
             EXPECT_EQ(test::wait(id), QV_OK);
     }
@@ -72,7 +72,7 @@ private:
     void cycle()
     {
         const int way = one_of(5);
-        if (way == 0) // somebody else's timer: at any moment of its life
+        if (way == 0) // another thread's timer, at any point of its life
         {
             const uintptr_t id = g_newest[one_of(threads)];
             if (one_of(2))
@@ -92,12 +92,12 @@ private:
             calls.set(mode == QV_PRECISION_SPIN ? 0.02 : 1.0, way == runs_out ? 2 : 0, mode);
         EXPECT_NE(id, 0u);
         g_newest[m_number] = id;
-        if (way == kills_itself) // and nobody waits
+        if (way == kills_itself) // without a wait
         {
             m_left.push_back(id);
             return;
         }
-        if (way == killed) // perhaps before its first call, and by another worker
+        if (way == killed) // perhaps before its first call, or already killed by another worker
         {
             const int status = test::kill(id);
             EXPECT_TRUE(status == QV_OK || status == QV_ERR_NULLPTR);
@@ -118,7 +118,7 @@ private:
 
     const int m_number;
     std::mt19937_64 m_random;
-    std::deque<TimerCalls> m_calls; // a deque: they stay where they are
+    std::deque<TimerCalls> m_calls; // a deque: its elements don't move
     std::vector<uintptr_t> m_left;
 };
 
@@ -131,7 +131,7 @@ void round(uint64_t seed)
         each.join();
 }
 
-// PLINTH_SOAK_SECONDS makes it go on for so long.
+// Repeats for PLINTH_SOAK_SECONDS.
 TEST(TimersConcurrent, CyclesOfSetKillAndWaitLoseAndLeaveNothing)
 {
     Instead::reset();
@@ -153,7 +153,7 @@ TEST(TimersConcurrent, CyclesOfSetKillAndWaitLoseAndLeaveNothing)
     soak.report("cycles", rounds * threads * cycles);
 
     wait_for_multimedia_calls();
-    wait_for_threads(running + 1); // one has nobody behind it who joins it
+    wait_for_threads(running + 1); // the last thread has no successor that joins it
     EXPECT_LE(test::threads_here(), running + 1);
     EXPECT_GT(Instead::events - events, threads * cycles / 5);
     EXPECT_EQ(Instead::closed_handles - closed, Instead::events - events);

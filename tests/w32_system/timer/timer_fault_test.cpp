@@ -1,4 +1,4 @@
-// What the system refuses, the texts of the reports, and the rules of time on a clock of the test's
+// Refusals by the system, the texts of the reports, and the rules of time on a clock of the test's
 // own.
 #include <tuple>
 
@@ -25,7 +25,7 @@ protected:
         Instead::reset();
     }
 
-    // No id was used up between the former timer and the next.
+    // The next timer has the next id, so no id was used up in between.
     static void check_next(TimerCalls& calls, uintptr_t former)
     {
         const uintptr_t next = calls.set(1.0, 1, QV_PRECISION_SLEEP);
@@ -34,7 +34,8 @@ protected:
         EXPECT_EQ(test::wait(next), QV_OK);
         EXPECT_EQ(calls.count(), 2);
     }
-    // The kind that a timer of two calls has in them, as QV_GetTimerInfo shows it; it has ended.
+    // The kind of a timer with two calls, as QV_GetTimerInfo reports it in a call; the timer has
+    // ended.
     int kind_of(double milliseconds, int precision)
     {
         TimerCalls calls;
@@ -94,7 +95,7 @@ TEST_F(TimerFaults, WithoutAnEventATimerRunsAndAWaitSaysThatItCanNot)
               Texts{"Cannot wait for time, its waitable object failed to be initialized."});
     calls.wait_for(2);
     EXPECT_EQ(test::kill(id), QV_OK);
-    while (test::record_of(id)) // taken away by the thread of the timer
+    while (test::record_of(id)) // the timer's thread removes it
         Sleep(0);
 }
 
@@ -133,14 +134,14 @@ TEST_F(TimerFaults, AnAlignedFiringWaitsForTheNextMultipleIfThatIsNear)
     calls.set(2.5, 4, QV_PRECISION_MM_1_ALIGNED);
     Instead::clock_step = 0.125;
     for (const double fired : {102.0,  // early for the first multiple, 102.5
-                               103.5,  // 1.0 behind the last: goes on at once
+                               103.5,  // 1.0 after the last: continues at once
                                105.75, // early for 106.0
                                120.0}) // many later, early for the sixth, 121.0
     {
         Instead::clock = fired;
         Instead::multimedia.fire();
     }
-    // The reading that ends a spin, and one step.
+    // Each is the reading that ended the spin, or the only one, plus one step of the clock.
     EXPECT_EQ(times, (std::vector<double>{102.625, 103.625, 106.125, 121.125}));
 }
 
@@ -154,11 +155,11 @@ TEST_F(TimerFaults, AnIdOfTheSystemThatMeetsAnotherTimersIsDrawnAgain)
     EXPECT_EQ(Instead::message.killed, (std::vector<UINT_PTR>{taken, taken})) << "given back";
     Instead::message.procedure(nullptr, WM_TIMER, taken, 0);
     EXPECT_EQ(other.count(), 0) << "a message for an id of another kind calls nobody";
-    for (int i = 0; i < 3; ++i) // the last comes after the end
+    for (int i = 0; i < 3; ++i) // the last one comes after the end
         Instead::message.procedure(nullptr, WM_TIMER, id, 0);
     EXPECT_EQ(calls.count(), 2);
     EXPECT_EQ(Instead::message.killed.back(), id);
-    // Without one that serves a thread carries the timer: after a failure, and beyond 32 bits.
+    // If no id can be used, a thread runs the timer: after a failure, and for ids beyond 32 bits.
     for (const std::vector<UINT_PTR>& ids : {std::vector<UINT_PTR>{taken, 0}, {UINT_PTR{1} << 32}})
     {
         Instead::message = {};
@@ -169,7 +170,7 @@ TEST_F(TimerFaults, AnIdOfTheSystemThatMeetsAnotherTimersIsDrawnAgain)
     test::kill(taken);
 }
 
-// The moments at which a timer of 10 ms calls, on a clock that only its waits and calls move.
+// The times of the calls of a 10 ms timer, on a clock that only its waits and calls advance.
 std::vector<double> moments(int catch_up, int calls_wanted, double first_call_ends)
 {
     Instead::clock = 0.0;
@@ -193,7 +194,7 @@ TEST_F(TimerFaults, TicksMissedByATimerThreadAreDroppedUncountedOrMadeUpFor)
     EXPECT_EQ(moments(0, 3, 12.0), (std::vector<double>{10, 20, 30})) << "no drift";
 }
 
-// Timers of every kind run on while the process ends, their callbacks use the library.
+// The process ends while timers of every kind run, whose callbacks use the library.
 int end_with_timers(int, char**)
 {
     static std::atomic<int> s_calls{0};
@@ -216,8 +217,8 @@ const test::ChildMain end_with_timers_main("end-with-timers", end_with_timers);
 
 TEST_F(TimerFaults, TimersThatRunWhileTheProcessEndsDoNoHarm)
 {
-    // One leak check would stop these threads one by one at the exit, wherever they are, and the
-    // other complain of those that were about to be joined.
+    // Without two checks: one would stop these threads one by one at any point of the exit, and the
+    // other would report threads that were about to be joined.
     for (const auto& [name, more] : {std::pair{"ASAN_OPTIONS", ":detect_leaks=0"},
                                      std::pair{"TSAN_OPTIONS", ":report_thread_leaks=0"}})
         setenv(name, (std::string(getenv(name) ? getenv(name) : "") + more).c_str(), 1);

@@ -27,7 +27,7 @@ TEST_P(TimerModes, RunUntilTheyAreKilled)
         waiter.join();
     const int count = calls.count();
     EXPECT_EQ(test::kill(id), QV_ERR_NULLPTR);
-    // A later timer's call shows that no further one of this timer comes.
+    // After the call of a later timer, no further one of this timer can come.
     EXPECT_EQ(TimerCalls().run(5.0, 1, GetParam()), 1);
     EXPECT_EQ(calls.count(), count);
 }
@@ -109,7 +109,7 @@ TEST(ThreadedTimer, TakesIntervalsBeyondWhatTheSystemCarries)
             TimerCalls calls;
             const uintptr_t id = calls.set(interval, 1, mode);
             ASSERT_NE(id, 0u);
-            EXPECT_EQ(test::kill(id), QV_OK); // waits for its tick: left running
+            EXPECT_EQ(test::kill(id), QV_OK); // stays waiting for its tick
         }
 }
 
@@ -159,7 +159,8 @@ TEST(PostedTimer, EndsAtTheFirstFiringAfterItsKillOrThatAnswers0)
     EXPECT_EQ(ended.count(), 1);
 }
 
-// Pumps until a timer set now has fired twice: those set before have had their turns by then.
+// Dispatches messages until a timer set now has fired twice: timers set before have had their turns
+// then.
 void pump_for_two_turns()
 {
     TimerCalls other;
@@ -169,7 +170,7 @@ void pump_for_two_turns()
 
 TEST(PostedTimer, MayEndInACallWithinACall)
 {
-    for (const int wanted : {0, 2}) // the inner call answers 0, or is the last one
+    for (const int wanted : {0, 2}) // the inner call returns 0, or is the last one
     {
         TimerCalls calls;
         uintptr_t id = 0;
@@ -198,7 +199,7 @@ TEST(PostedTimer, LeavesFloatingPointExceptionsMaskedWhateverItsCallDid)
         return 1;
     };
     set_posted(calls, 10.0, 2);
-    for (const int number : {1, 2}) // the timer goes on, and ends
+    for (const int number : {1, 2}) // while the timer continues, and when it ends
     {
         test::pump_until([&] { return calls.count() == number; });
         EXPECT_EQ(_control87(0, 0) & all_masked, all_masked);

@@ -1,7 +1,6 @@
 // Unloading the library while it has workers of asynchronous transfers, right after the last call
 // of a multimedia timer, right after the end of a thread pool, and after it has shown debug
-// windows. This program isn't linked to the library, so that closing it really takes it out of the
-// process.
+// windows. This program isn't linked to the library, so that closing it really unmaps it.
 
 #include <dlfcn.h>
 #include <sys/mman.h>
@@ -21,8 +20,8 @@
 #include "support/soak.h"
 #include "w32_system/debugging/debugwnd/debug_windows.h"
 
-// Locks that are there from the start, made at their first use, are never destroyed: each loading
-// of the library leaves theirs behind. So does a message timer whose thread has gone.
+// Locks that are made at their first use are never destroyed: each load of the library leaves its
+// own. A message timer whose thread has ended is never freed either.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions()
 {
@@ -50,7 +49,7 @@ public:
     {
         if (m_handle)
         {
-            // CQvLogFile::CloseLog: an open log stays behind otherwise.
+            // CQvLogFile::CloseLog: otherwise an open log stays open.
             get<int()>("_ZN10CQvLogFile8CloseLogEv")();
             t_unloads = true;
             EXPECT_TRUE(FreeLibrary(m_handle));
@@ -70,8 +69,8 @@ public:
     {
         return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(m_handle, name)));
     }
-    // A function of what the library needs and this program stands in front of. It stays in the
-    // process, unlike the library.
+    // A function that the library uses and this program replaces, as the library would find it.
+    // Unlike the library it stays loaded.
     template <class Function> static Function* needed(const char* name)
     {
         return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(s_last, name)));
@@ -82,15 +81,15 @@ private:
     static inline HMODULE s_last = nullptr;
 };
 
-// A call through the library's code that a test holds while the library is unloaded.
+// Whether a call through the library's code is held while the library is unloaded.
 std::atomic<bool> g_held{false};
 
-// How far the thread that unloads has come.
+// The progress of the thread that unloads.
 enum class Unload
 {
     none,
     begins,
-    sets_the_fence, // the timer whose call comes after the one that is held
+    sets_the_fence, // a timer whose call comes after the held one
     waits,
     done,
 };
@@ -110,7 +109,7 @@ void stay_held()
     g_held.wait(true);
 }
 
-// Unloads the library, and lets the call that is held return when the unloading waits for it.
+// Unloads the library, and lets the held call return once the unloading waits for it.
 void expect_unloading_waits(Library& library)
 {
     reach(Unload::begins);
@@ -123,7 +122,7 @@ void expect_unloading_waits(Library& library)
     for (Unload now = g_unload; now < Unload::waits; now = g_unload)
         g_unload.wait(now);
     const bool waits = g_unload == Unload::waits;
-    EXPECT_TRUE(waits) << "the call would return into code that has gone"; // so it never returns
+    EXPECT_TRUE(waits) << "the call would return into code that has gone"; // if not, it stays held
     if (waits)
     {
         g_held = false;
@@ -135,42 +134,42 @@ void expect_unloading_waits(Library& library)
     EXPECT_FALSE(Library::is_loaded());
 }
 
-// In the place of the clock and of the pause between two looks at whether the workers are gone:
-// time flies for the thread that unloads, and its looks are counted.
+// For the thread that unloads, each reading of the replaced clock is an hour later, and its checks
+// whether the workers have ended are counted.
 thread_local bool t_flies = false;
 std::atomic<int> g_looks{0};
 
-// The next SetEvent, which lets those go on who wait for the timer, is held after its work: the
-// system's thread is then still on its way back through the library's code.
+// The next SetEvent, which wakes the threads that wait for the timer, is held after its work: the
+// system's thread is then still returning through the library's code.
 std::atomic<bool> g_hold{false};
 
 thread_local bool t_isWorker = false; // of the pool
 
-// What the library would call; none for the other tests of this program, which end no pools.
+// The function that the library would call; null for the other tests, which end no pools.
 void (*g_await)() = nullptr;
 
-// While the library goes with a window open: waits that ran out, and what becomes of threads of the
-// program that begin or end meanwhile.
-constexpr DWORD long_wait = 1000; // ms; a shorter one may run out,
+// For unloading with an open window: waits that timed out, and threads of the program that begin or
+// end meanwhile.
+constexpr DWORD long_wait = 1000; // ms; a shorter wait may time out,
 constexpr DWORD sooner = 5;       // and does so after this time
 std::atomic<int> g_waitsInVain{0};
-bool g_threadsMeet = false; // the next time that the window class goes, which goes last
+bool g_threadsMeet = false; // at the next removal of the window class, the last step
 std::atomic<bool> g_begun{false};
 HANDLE g_begins = nullptr;
-HANDLE g_ends = nullptr;       // has begun before
-HANDLE g_terminated = nullptr; // likewise
-std::atomic<int> g_wait{0};    // threads that have begun before and wait
+HANDLE g_ends = nullptr;       // begun before
+HANDLE g_terminated = nullptr; // begun before
+std::atomic<int> g_wait{0};    // number of threads that have begun before and wait
 std::atomic<bool> g_mayEnd{false};
 
-// What the next threads that the library starts meet.
+// How the next threads of the library start.
 enum class Start
 {
     plain,
-    held,      // it doesn't begin
-    in_unload, // it is started when the unloading is under way
+    held,      // the thread never begins
+    in_unload, // the thread starts while the library is being unloaded
 };
 std::atomic<Start> g_start{Start::plain};
-std::atomic<int> g_plainStarts{0}; // come before
+std::atomic<int> g_plainStarts{0}; // the number of plain starts before that
 std::atomic<bool> g_isStarting{false};
 std::atomic<bool> g_unloading{false};
 
@@ -221,7 +220,7 @@ void meet_threads_inside()
 
 } // namespace
 
-// Looked up beforehand: nothing can be while the library goes.
+// Looked up beforehand: that isn't possible while the library is unloaded.
 static auto* const g_beginThread = TEST_REAL(_beginthreadex);
 static auto* const g_waitForObject = TEST_REAL(WaitForSingleObject);
 
@@ -250,7 +249,7 @@ TEST_INSTEAD BOOL UnregisterClassW(LPCWSTR name, HINSTANCE module)
     return TEST_REAL(UnregisterClassW)(name, module);
 }
 
-// Whoever looks again after a pause looks sooner.
+// Short, so that polling code polls more often.
 TEST_INSTEAD void Sleep(DWORD)
 {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -313,7 +312,7 @@ TEST_INSTEAD DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds)
     return result;
 }
 
-// The worker that has left its pool stays in its last steps until it is let go.
+// Holds the last steps of a worker that has left its pool.
 TEST_INSTEAD int pthread_cond_destroy(pthread_cond_t* condition)
 {
     static auto* const real = TEST_REAL(pthread_cond_destroy);
@@ -335,7 +334,7 @@ TEST_INSTEAD void pthread_await_ending_np()
 namespace
 {
 
-// The descriptors of files below a folder.
+// The number of descriptors of files below a folder.
 size_t open_files(const std::string& below)
 {
     size_t count = 0;
@@ -347,7 +346,7 @@ size_t open_files(const std::string& below)
     return count;
 }
 
-// Counts callbacks, and holds them if it is told to.
+// Counts callbacks, and holds them while held is set.
 struct Callbacks
 {
     static void on_copy(int status, uint64_t, uint64_t, void* self)
@@ -371,14 +370,14 @@ struct Callbacks
 class AsyncUnloadConcurrent : public testing::Test
 {
 protected:
-    // A sanitizer may start a thread of its own with the first of the program, to be counted.
+    // A sanitizer may start a thread of its own with the program's first one; it must be counted.
     AsyncUnloadConcurrent()
     {
         std::thread([] {}).join();
         m_threads = test::threads_here();
     }
 
-    // Copies a file of so many bytes, all holes.
+    // Copies a file of that many bytes, all holes.
     void start_copy(const Library& library, Callbacks& calls, int number, off_t size)
     {
         const std::string source = m_folder + "/source";
@@ -460,7 +459,7 @@ TEST_F(AsyncUnloadConcurrent, UnloadingWaitsForACallbackAsLongAsItTakes)
             library.unload();
             unloaded = true;
         });
-    // Hours past the time that the end of a process would wait.
+    // Hours longer than the limit at the end of a process.
     for (int now; (now = g_looks) < 3;)
         g_looks.wait(now);
     EXPECT_FALSE(unloaded);
@@ -510,8 +509,8 @@ TEST_F(AsyncUnloadConcurrent, WaitsForNoWindowThatHasGoneMeanwhile)
     expect_nothing_left();
 }
 
-// A timer of another kind, which nobody can end any more: its thread has gone. The record stays
-// behind, also when the library goes.
+// A timer of another kind, which no thread can end any more, as its own has ended. Its record stays
+// even after unloading.
 [[gnu::noinline]] void abandon_message_timer(decltype(QV_SetThreadedTimer)* set)
 {
     std::thread(
@@ -530,7 +529,7 @@ TEST(TimerUnloadConcurrent, WaitsForTheLastCallOfAMultimediaTimerToReturn)
     auto* const wait = library.get<decltype(QV_WaitForTimer)>("QV_WaitForTimer");
     const auto once = [](void*) { return 1; };
     abandon_message_timer(set);
-    // The first one makes what stays; the second is held.
+    // The first timer makes what stays; the second is held.
     for (const bool hold : {false, true})
     {
         g_hold = hold;
@@ -538,7 +537,7 @@ TEST(TimerUnloadConcurrent, WaitsForTheLastCallOfAMultimediaTimerToReturn)
         ASSERT_NE(id, 0u);
         ASSERT_EQ(wait(static_cast<unsigned>(id)), QV_OK);
     }
-    // A wait that comes between the timer's end and its event gives QV_OK at once.
+    // A wait between the timer's end and its event returns QV_OK at once.
     g_held.wait(false);
     expect_unloading_waits(library);
 }
@@ -563,15 +562,15 @@ TEST(PoolUnloadConcurrent, WaitsForTheReturnOfAWorkerThatHasLeftItsPool)
     g_await = nullptr;
 }
 
-// ---- debug windows, and loading the library again elsewhere: the stand-in stays in the process,
-// with all that it was told of the library that went
+// ---- debug windows, and loading the library again at another address: the stand-in stays loaded,
+// with all that the unloaded library has registered
 
 void show_windows(const Library& library)
 {
     library.get<decltype(DiagOutputWnd)>("DiagOutputWnd")(nullptr, 0);
 }
 
-// The listener may not be at work yet.
+// Repeated, since the listener may not listen yet.
 bool reaches_window(const std::string& text)
 {
     return test::comes_true(
@@ -603,8 +602,8 @@ TEST(DebugWindowUnload, WindowsOfALibraryThatWasLoadedAgainElsewhereAreItsOwn)
     }
     EXPECT_FALSE(class_is_registered());
     EXPECT_EQ(test::debug_windows(), 0);
-    // A page in the way, so that the next one comes elsewhere; the loader maps a library in one
-    // piece.
+    // This page is taken, so that the library is loaded at another address; the loader maps a
+    // library in one piece.
     EXPECT_EQ(
         mmap(before, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0),
         before);
@@ -621,7 +620,7 @@ constexpr int window_rounds = 50;
 constexpr int window_rounds = 1'000;
 #endif
 
-// The loader's lock is held meanwhile, without which no thread can begin or end in the usual way.
+// Unloading holds the loader's lock, which threads need to begin or end in the usual way.
 struct WindowUnload : testing::Test
 {
     WindowUnload()
@@ -667,7 +666,7 @@ TEST_F(WindowUnload, WithAWindowOpenWaitsForNoThreadInVain)
 TEST_F(WindowUnload, WaitsForNoThreadThatHasNotBegun)
 {
     Library library;
-    g_plainStarts = 1; // the window's own
+    g_plainStarts = 1; // the window's own thread
     g_start = Start::held;
     show_windows(library);
     g_start = Start::plain;
@@ -683,7 +682,7 @@ TEST_F(WindowUnload, WaitsForNoWindowThatIsBeingMade)
     g_start = Start::in_unload;
     OutputDebugStringA("|wndid:4| \tsecond");
     g_isStarting.wait(false);
-    g_start = Start::plain; // it has looked already
+    g_start = Start::plain; // already read by that start
     expect_no_wait(library);
     expect_no_thread_left();
 }

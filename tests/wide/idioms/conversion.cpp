@@ -1,4 +1,5 @@
-// Between UTF-8 and wide text: the C library's ways, std::wstring_convert, paths; and bad input.
+// Conversions between UTF-8 and wide text: the C library's functions, std::wstring_convert, paths;
+// and invalid input.
 #include "idioms.h"
 
 #include <climits>

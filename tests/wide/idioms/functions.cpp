@@ -1,4 +1,4 @@
-// The C library's functions over wide text: by <cwchar> and by <wchar.h>, with std and without.
+// The C library's functions for wide text: by <cwchar> and by <wchar.h>, with std and without.
 #include "idioms.h"
 
 #include <cerrno>
@@ -17,7 +17,7 @@
 namespace
 {
 
-// As applications wrap the family.
+// As applications wrap these functions.
 std::wstring format(const wchar_t* pattern, ...)
 {
     wchar_t text[64];
@@ -28,7 +28,7 @@ std::wstring format(const wchar_t* pattern, ...)
     return length < 0 ? L"(does not fit)" : std::wstring(text, static_cast<std::size_t>(length));
 }
 
-// A file for the stream functions, empty and removed.
+// An empty file for the stream functions, which is removed when it is closed.
 FILE* scratch()
 {
     return std::tmpfile();

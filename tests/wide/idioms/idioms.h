@@ -1,6 +1,5 @@
-// Usual pieces of code over wide text, each with a name and with whether it does what is promised.
-// What they have made is compared unit by unit: the functions under test are no judges of
-// themselves.
+// Usual pieces of code with wide text, each with a name and a check. Results are compared unit by
+// unit, since the functions under test can't check themselves.
 #pragma once
 
 #include <cstddef>
@@ -25,7 +24,7 @@ Idioms conversion_idioms();
 Idioms stream_idioms();
 Idioms locale_idioms();
 
-// Whether a text is the one written here. Embedded zeros count.
+// Whether a text equals the literal. Embedded zeros count.
 template <std::size_t Size> bool is(const std::wstring& text, const wchar_t (&expected)[Size])
 {
     if (text.size() != Size - 1)
@@ -47,10 +46,10 @@ inline bool is(const std::string& text, const char* expected)
     return text == expected;
 }
 
-// The borders at which strings of either width move their text to the heap, and one far beyond.
+// The sizes at which strings of either width move their text to the heap, and one far beyond.
 constexpr std::size_t border_sizes[] = {0, 1, 3, 4, 7, 8, 15, 16, std::size_t{1} << 20};
 
-// A text of this size in which every unit says where it is.
+// A text of this size whose units differ by position.
 inline std::wstring counted(std::size_t size)
 {
     std::wstring text(size, L'\0');

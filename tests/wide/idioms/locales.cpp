@@ -1,5 +1,5 @@
-// Facets over wide text, by default and by name, and what stands on them: regular expressions,
-// dates, amounts.
+// Facets for wide text, by default and by name, and their users: regular expressions, dates,
+// amounts.
 #include "idioms.h"
 
 #include <ctime>
@@ -13,8 +13,7 @@
 namespace
 {
 
-// The locale of the C library that a system always has beside "C". It knows the case of all
-// letters.
+// The C library always has this locale beside "C". It knows the case of all letters.
 const std::locale& utf8()
 {
     static const std::locale named("C.UTF-8");

@@ -1,4 +1,5 @@
-// Runs all idioms: says each one's name before it, so that a crash has one, and what didn't hold.
+// Runs all idioms. Prints each name before running it, so that a crash shows which one it was, and
+// the failures.
 #include <cstdio>
 #include <exception>
 

@@ -1,4 +1,4 @@
-// Wide streams over strings and files. The console's are tried by a program of their own.
+// Wide streams over strings and files. A program of its own tests the console's.
 #include "idioms.h"
 
 #include <algorithm>
@@ -17,7 +17,7 @@
 namespace
 {
 
-// A file's name that is free, and the file is removed at the end.
+// A free name for a file, which the destructor removes.
 class File
 {
 public:
@@ -250,7 +250,7 @@ const Idiom table[] = {
          in >> text;
          const bool replaced = is(text, L"a\ufffdb");
          in >> cut;
-         return replaced && in.bad(); // a file that ends within a character
+         return replaced && in.bad(); // a file that ends inside a character
      }},
     {"files with half a character",
      []

@@ -1,4 +1,4 @@
-// std::wstring and its kin.
+// std::wstring and related types.
 #include "idioms.h"
 
 #include <algorithm>

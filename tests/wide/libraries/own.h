@@ -3,7 +3,7 @@
 #include <functional>
 #include <string>
 
-// A type of the library, whose hash is the library's: it has to stay exported.
+// A type of the library with a hash defined there, which must stay exported.
 struct Own
 {
     int value;

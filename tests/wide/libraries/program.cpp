@@ -1,5 +1,5 @@
-// A program of ours over both: linked with them, or with the libraries' names as arguments, which
-// it then loads in that order.
+// A program linked with ours that uses both libraries: linked with them, or with their names as
+// arguments, which it then loads in that order.
 #include <cstdio>
 #include <unordered_set>
 

@@ -1,4 +1,4 @@
-// A library of others, whose wchar_t has 32 bits. It knows nothing of ours.
+// A third-party library, whose wchar_t has 32 bits. It is not linked with ours.
 #include "work.h"
 
 static_assert(sizeof(wchar_t) == 4);

@@ -1,4 +1,4 @@
-// The same work over wide text in each of the three: what it comes to is known.
+// The same work with wide text in each of the three; its result is known.
 #pragma once
 
 #include <iomanip>

@@ -23,7 +23,7 @@ bool is_mapped(const char* name)
     return false;
 }
 
-// With Qt's own name for its libraries.
+// Searches for the name that Qt's own libraries have.
 bool qt_is_loaded()
 {
     return is_mapped("libQt6");
@@ -41,7 +41,7 @@ struct DesktopLoading : testing::Test
     void SetUp() override { ASSERT_TRUE(display); }
 };
 
-// What was written to standard error meanwhile.
+// What the process wrote to standard error while it made a window.
 std::string said_at_a_window()
 {
     testing::internal::CaptureStderr();
@@ -105,10 +105,10 @@ TEST_F(DesktopLoading, SaysWhenANamedPlugInIsNone)
     EXPECT_FALSE(qt_is_loaded());
 }
 
-// Qt ends the process where it can use no platform: it isn't let come to that.
+// Qt ends the process if it can use no platform, so Qt must not be started then.
 TEST_F(DesktopLoading, GoesWithoutWindowsWhereQtHasNoPlatformForThem)
 {
-    setenv("QT_QPA_PLATFORM", "wayland", 1); // of which there is no display
+    setenv("QT_QPA_PLATFORM", "wayland", 1); // without a display of that platform
     const std::string said = said_at_a_window();
     EXPECT_NE(said.find("no windows"), std::string::npos) << said;
 }
@@ -149,8 +149,9 @@ TEST(DesktopLoadingUnderWayland, ShowsWindowsToo)
 
 } // namespace
 
-// What Wayland's client library keeps to the end of the process isn't ours: the leak check looks
-// past it here, and leaves the children out, whose Qt unloads what it would have to name.
+// Memory that Wayland's client library keeps to the end of the process isn't ours: the leak check
+// ignores it here. The children run without a leak check, as their Qt unloads the library that a
+// suppression would have to name.
 #if defined(__SANITIZE_ADDRESS__)
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions()
 {

@@ -1,5 +1,5 @@
-// Beside an application that runs Qt itself: its thread is that of the windows. And message boxes
-// on the plug-in's own thread.
+// Beside an application that runs Qt itself: its thread is also that of the windows. And message
+// boxes on the plug-in's own thread.
 #include <algorithm>
 #include <cerrno>
 #include <future>
@@ -12,9 +12,9 @@
 
 #include "shown_windows.h"
 
-// What Qt itself keeps to the end of the process isn't ours, and now and then the leak check finds
-// no way to it. This also looks past what ours allocates while Qt calls it; the programs of the
-// folder loading, where the plug-in is alone with Qt, do look at that.
+// Memory that Qt keeps to the end of the process isn't ours, and sometimes the leak check finds no
+// pointer to it. This also hides our own allocations while Qt calls us; the programs of the folder
+// loading, where only the plug-in uses Qt, do check those.
 #if defined(__SANITIZE_ADDRESS__)
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions()
@@ -32,7 +32,7 @@ using test::shown;
 
 using ApplicationWithQt = test::WithOwnQt;
 
-// As soon as a box with the caption is there.
+// Presses the button as soon as a box with the caption is shown.
 void answer_later(const char* caption, const char* label)
 {
     auto* const timer = new QTimer(qApp);
@@ -56,7 +56,7 @@ TEST_F(ApplicationWithQt, ItsOwnThreadMayAskInABoxAmidAnothersWork)
     EXPECT_TRUE(eventually(
         [&] { return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
     EXPECT_EQ(answer.get(), IDNO);
-    // Its box waits for no thread of a window.
+    // The message box waits for no thread of a window.
     ListWindow window(L"Busy"); // returns although the application doesn't handle events
     EXPECT_EQ(shown("Busy"), nullptr);
     ASSERT_TRUE(eventually([] { return shown("Busy") != nullptr; }));
@@ -78,7 +78,7 @@ TEST_F(ApplicationWithQt, EndsBeforeTheWindowsDo)
     auto answer = std::async(std::launch::async,
                              [] { return MessageBoxW(nullptr, L"?", L"Unanswered", MB_OK); });
     ASSERT_TRUE(eventually([] { return shown<QMessageBox>("Unanswered") != nullptr; }));
-    PlinthTestFail("open", 1, 1, ENXIO); // the terminal: nobody is asked there
+    PlinthTestFail("open", 1, 1, ENXIO); // no terminal to ask at
     application.reset();
     EXPECT_EQ(answer.get(), 0);
     window.add_rows(0, 5);
@@ -116,8 +116,8 @@ TEST_F(BoxOnADisplay, HasTheButtonsOfItsTypeInOrderAndAnswersEnterEscapeAndClosi
     {
         UINT type;
         std::vector<const char*> labels;
-        int entered; // by the default button
-        int escape;  // also of closing; 0: it isn't heeded
+        int entered; // answer to Enter, by the default button
+        int escape;  // answer to Escape and to closing; 0: none
     } rows[] = {{MB_OK, {"OK"}, IDOK, IDOK},
                 {MB_OKCANCEL | MB_DEFBUTTON2, {"OK", "Cancel"}, IDCANCEL, IDCANCEL},
                 {MB_ABORTRETRYIGNORE | MB_ICONHAND, {"Abort", "Retry", "Ignore"}, IDABORT, 0},

@@ -16,13 +16,13 @@ using test::table_of;
 
 using WindowOnADisplay = test::OnADisplay;
 
-// Whether the window comes to show this many rows.
+// Waits until the window shows this many rows; false if it never does.
 bool comes_to_show(const char* title, int rows)
 {
     return eventually([=] { return shown_rows(title) == rows; });
 }
 
-// Whether the window comes to be on the display, or to be off it.
+// These two wait until the window is shown, or no longer shown.
 bool comes(const char* title)
 {
     return eventually([=] { return shown(title) != nullptr; });
@@ -103,7 +103,7 @@ TEST_F(WindowOnADisplay, ClosingAsksTheProgramAndWindowsGoWithTheirThread)
     EXPECT_TRUE(goes("Closing"));
     EXPECT_FALSE(IsWindow(window.window()));
     constexpr DWORD style = WS_OVERLAPPEDWINDOW | WS_VISIBLE;
-    test::WindowThread( // ends without destroying it
+    test::WindowThread( // the thread ends without destroying its window
         [] { return test::create_window(L"Listing", L"Left there", nullptr, style); });
     EXPECT_TRUE(goes("Left there"));
 }
@@ -111,7 +111,7 @@ TEST_F(WindowOnADisplay, ClosingAsksTheProgramAndWindowsGoWithTheirThread)
 TEST_F(WindowOnADisplay, SizesTravelBothWays)
 {
     ListWindow window(L"Sizing");
-    // With the program's first width; before, the user has none to change.
+    // Wait until it has the program's width; before that the user can't change it.
     ASSERT_TRUE(eventually(
         [] { return shown_view("Sizing") && shown_view("Sizing")->columnWidth(0) == 60; }));
     on_gui([] { shown_view("Sizing")->setColumnWidth(0, 222); });

@@ -1,5 +1,4 @@
-// Looking at the widgets that stand for windows, on the thread that they belong to, and windows to
-// look at.
+// Looks at the widgets that represent windows, on the widgets' thread; and windows for tests.
 #pragma once
 
 #include <atomic>
@@ -44,7 +43,8 @@ template <class Function> auto on_gui(Function function)
     }
 }
 
-// Until it holds, looked at on the thread of the widgets; false if that takes half a minute.
+// Waits until the condition is true, which is checked on the thread of the widgets; false if that
+// takes half a minute.
 inline bool eventually(const std::function<bool()>& holds)
 {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
@@ -60,7 +60,8 @@ inline bool eventually(const std::function<bool()>& holds)
     return true;
 }
 
-// Those below are for the thread of the widgets. Null without.
+// The functions below run on the thread of the widgets. They return null if there is no such
+// widget.
 
 template <class Kind = QWidget> Kind* shown(const char* title)
 {
@@ -71,8 +72,8 @@ template <class Kind = QWidget> Kind* shown(const char* title)
     return nullptr;
 }
 
-// The view of a window's table. The classes of the plug-in are its own, so the table around it is
-// known by what every widget has: properties, and functions to be invoked.
+// The view of a window's table. The plug-in doesn't export its classes, so tests use the table
+// around the view only as a QWidget: by its properties and invokable functions.
 inline QTableView* shown_view(const char* title)
 {
     QWidget* const window = shown(title);
@@ -96,7 +97,8 @@ inline std::string shown_cell(const char* title, int row, int column)
     return model.index(row, column).data().toString().toStdString();
 }
 
-// The row at the last pixels of the view, or the last of all if it doesn't reach there; -1 without.
+// The row at the last pixels of the view, or the last row if the rows end above; -1 if there are
+// none.
 inline int last_row_in_sight(const QTableView& view)
 {
     const int row = view.rowAt(view.viewport()->height() - 1);
@@ -150,7 +152,7 @@ public:
     }
 
     std::atomic<int> closes{0};
-    std::atomic<bool> refuses{false}; // to be closed
+    std::atomic<bool> refuses{false}; // whether it ignores a request to close
 
 private:
     static LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
@@ -176,7 +178,7 @@ private:
     WindowThread m_thread;
 };
 
-// A display: for tests whose process leaves Qt to the plug-in.
+// A display, for tests in whose process only the plug-in uses Qt.
 struct OnADisplay : testing::Test
 {
     VirtualDisplay display;
@@ -197,7 +199,7 @@ struct WithOwnQt : OnADisplay
     std::unique_ptr<QApplication> application;
 };
 
-// Presses a button of a box, given by its label without the mark of its key.
+// Presses a button of a box. label: without the mark of its key.
 inline void press_button(const QMessageBox& box, const char* label)
 {
     for (QAbstractButton* const button : box.buttons())

@@ -1,5 +1,4 @@
-// Copying, finding and following with the keys of a user, on a table over a model of the test's
-// own.
+// Copying, finding and following by keyboard, on a table over a model of the test's own.
 #include <QClipboard>
 #include <QLineEdit>
 #include <QScrollBar>
@@ -42,7 +41,7 @@ struct TableCommands : test::WithOwnQt
     {
         view().selectionModel()->select(model.index(row, 0), how | QItemSelectionModel::Rows);
     }
-    // How the search ended, and the row that it found.
+    // How the search ended, and the row that was found.
     std::pair<std::string, int> found(int limit = 5000)
     {
         EXPECT_TRUE(QTest::qWaitFor([this] { return !ended.empty(); }, limit));
@@ -121,7 +120,7 @@ TEST_F(TableCommands, EndFollowsAndGoingElsewhereDoesNot)
     EXPECT_EQ(view().rowAt(0), 0);
     QTest::keyClick(&view(), Qt::Key_End, Qt::ControlModifier);
     EXPECT_TRUE(table->isFollowing());
-    table->goToRow(57); // in sight already: nothing scrolls
+    table->goToRow(57); // already in sight: nothing scrolls
     EXPECT_FALSE(table->isFollowing());
     table->setFollowing(true);
     table->resize(400, 120);

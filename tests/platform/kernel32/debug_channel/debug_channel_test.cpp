@@ -1,8 +1,8 @@
-// The debug string channel with listeners and writers that die, stop and crowd.
+// The debug string channel with many listeners and writers, some of which are killed or stopped.
 //
-// The library says a word on the channel while a process loads it: children are loaded before the
-// listener that counts texts is there. Time appears only as a share of what would pass if each text
-// waited its 500 ms.
+// The library writes to the channel while a process loads it, so children are loaded before the
+// listener that counts texts exists. Times are compared only with a fraction of 500 ms for each
+// text.
 #include <set>
 
 #include <sys/wait.h>
@@ -21,9 +21,9 @@ using test::ChildProcess;
 namespace
 {
 
-constexpr milliseconds patience(500); // what one text may cost its writer
+constexpr milliseconds patience(500); // the longest wait of one text's writer
 
-// Ditto, ms, where all texts have to come: a machine with too much to do may let a listener wait.
+// The same where no text may be lost, in ms: a listener may have to wait on a busy machine.
 constexpr uint32_t long_patience = 60'000;
 
 // A listener as any program may write one.
@@ -34,7 +34,7 @@ public:
     ~Listener() { UnmapViewOfFile(m_view); }
     DWORD creation_error() const { return m_buffer_ready.error(); }
     DWORD writer() const { return m_writer; }
-    // The next text.
+    // Waits for the next text.
     std::string next(DWORD milliseconds = 60'000)
     {
         if (WaitForSingleObject(m_data_ready, milliseconds) != WAIT_OBJECT_0)
@@ -45,7 +45,7 @@ public:
         return text;
     }
     bool silent() { return next(0) == "(nothing came)"; }
-    // What comes of a text of this process.
+    // Writes a text and returns what arrives.
     std::string echo(const std::string& text)
     {
         OutputDebugStringA(text.c_str());
@@ -72,7 +72,7 @@ int listen(int, char**)
 }
 const test::ChildMain g_listen("listen", listen);
 
-// Starts a writing child and returns when it has nothing more of its own to say.
+// Starts a writing child and returns when the library in it has written its own texts.
 std::unique_ptr<ChildProcess> loaded(const char* name, std::vector<std::string> arguments = {})
 {
     auto child = std::make_unique<ChildProcess>(name, std::move(arguments));
@@ -80,7 +80,8 @@ std::unique_ptr<ChildProcess> loaded(const char* name, std::vector<std::string> 
     return child;
 }
 
-// Writes the texts it is told to. With an argument, a signal comes at that point of the first one.
+// Writes the texts that the test sends. With arguments, a signal comes at that point of the first
+// text.
 int write_texts(int count, char** arguments)
 {
     if (count == 2)
@@ -101,7 +102,7 @@ void write_numbered(const std::string& name, int count)
         OutputDebugStringA((name + " " + std::to_string(i)).c_str());
 }
 
-// Writes so many numbered texts when it is told to; with a third argument, patiently.
+// Waits for a line, then writes that many numbered texts; with a third argument, patiently.
 int flood(int arguments_given, char** arguments)
 {
     if (arguments_given > 2)
@@ -139,7 +140,8 @@ public:
         PlinthTestSetChannelPatience(0);
         PlinthTestReset();
     }
-    // The listener of a child, that has come or, if a text is given, has read it.
+    // Starts a listener in a child and returns when it listens and, if a text is given, has read
+    // that.
     static std::unique_ptr<ChildProcess> other_listener(const char* text = nullptr)
     {
         auto listener = std::make_unique<ChildProcess>("listen");
@@ -151,7 +153,7 @@ public:
         }
         return listener;
     }
-    // Whether a text takes no system call, as without any listener.
+    // A text must take no system call, as without any listener.
     static void expect_known_to_be_dead()
     {
         PlinthTestArm();
@@ -165,7 +167,7 @@ TEST_F(DebugChannel, ATextWithoutListenerCostsNoSystemCall)
 {
     OutputDebugStringA("maps the control page");
     expect_known_to_be_dead();
-    { // A listener came and went.
+    { // A listener starts and ends.
         const Listener listener;
     }
     expect_known_to_be_dead();
@@ -193,7 +195,7 @@ TEST_F(DebugChannel, ATextArrivesWholeOrCutToTheBufferButNeverInsideACharacter)
     SetLastError(4711);
     errno = E2BIG;
     OutputDebugStringA("one");
-    OutputDebugStringW(L"nobody takes the first"); // waits in vain
+    OutputDebugStringW(L"nobody takes the first"); // waits, but no listener takes it
     EXPECT_EQ(GetLastError(), 4711u);
     EXPECT_EQ(errno, E2BIG);
 }
@@ -223,7 +225,7 @@ TEST_F(DebugChannel, ConcurrentWritersOfAllProcessesTakeTurnsAndLoseNothing)
     EXPECT_TRUE(listener.silent());
 }
 
-// One that were kept could be closed by the program, and become a file of its own.
+// The program could close a file that were kept open, and reuse its descriptor.
 TEST_F(DebugChannel, AWriterKeepsNoFileOfItsListenerOpen)
 {
     const auto listener = other_listener("one");
@@ -324,10 +326,10 @@ TEST_F(DebugChannel, AWriterStoppedInItsTurnCostsTheOthersOneWait)
         writer->wait_until_stopped();
         constexpr int texts = 20;
         EXPECT_LT(time_of([] { write_many(texts); }), texts / 4 * patience);
-        // A writer that finds this listener still behind would not wait for it again.
+        // Read at once: a writer that finds this listener still late would not wait for it again.
         std::string text = listener.next();
         writer->send(SIGCONT);
-        if (text == "text") // of the one that took the turn over
+        if (text == "text") // from the writer that took over the turn
             text = listener.next();
         EXPECT_EQ(text, "slow words");
         EXPECT_EQ(writer->line(), "done");
@@ -380,7 +382,7 @@ TEST_F(DebugChannel, AForkDuringConcurrentTextsHoldsUpNeitherSide)
 
 TEST_F(DebugChannel, AStrangersControlPageIsMadeAnew)
 {
-    // This process has the page mapped already: the children find the stranger's.
+    // This process has mapped the page already: only the children find the stranger's.
     test::write_file(std::string(PlinthTestSharedFolder()) + "/channel-2",
                      std::string(4096, '\xff'));
     const auto writer = loaded("write_texts");

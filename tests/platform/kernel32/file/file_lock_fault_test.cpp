@@ -1,5 +1,5 @@
-// How long share modes and locked ranges last, and what others see of an open, a removal or a move
-// that is stopped at each of its steps.
+// How long share modes and locked ranges last, and the effect on others of an open, a removal or a
+// move that is stopped at each of its steps.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,9 +22,9 @@ using test::error_of;
 using test::Handle;
 
 constexpr DWORD both = GENERIC_READ | GENERIC_WRITE;
-constexpr unsigned calls_of_one_who_waits = 20; // or more
+constexpr unsigned calls_of_one_who_waits = 20; // at least so many in a wait
 
-// The process stops before the nth call of a name while it acts on a file.
+// Acts on a file and is stopped before the nth call of a name.
 int act_and_stop(int, char** argv)
 {
     const test::Wide path(argv[0]);
@@ -52,11 +52,11 @@ int act_and_stop(int, char** argv)
 }
 const test::ChildMain act_and_stop_main("act-and-stop", act_and_stop);
 
-// A copy of this process, which has all of its open files, until the scope ends.
+// A fork of this process, which has copies of all its open files, until the end of the scope.
 class Fork
 {
 public:
-    // What the copy does before it waits for its end.
+    // act: called in the fork before it stops.
     explicit Fork(void (*act)() = [] {}) : m_id(fork())
     {
         if (m_id != 0)
@@ -91,7 +91,7 @@ protected:
     {
         return test::open_file(m_path, access, share, disposition);
     }
-    // The errors of opening, of locking what a test locks, and of moving the file.
+    // The errors of opening, of locking a range, and of moving the file.
     std::vector<DWORD> errors_of_use(DWORD share) const
     {
         Handle file(open(both, share));

@@ -1,5 +1,5 @@
 // Opens, locked ranges and moves beside threads that start and fork processes, and beside processes
-// that try in vain.
+// that try to take the same file.
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -28,7 +28,7 @@ constexpr DWORD both = GENERIC_READ | GENERIC_WRITE;
 constexpr int rounds = 200;
 constexpr int rivals = 8;
 
-// Tries in vain to have a file that another process holds, until it is killed.
+// Tries to open, delete and move a file that another process holds, until it is killed.
 int try_in_vain(int, char** argv)
 {
     const test::Wide path(argv[0]);
@@ -113,7 +113,7 @@ private:
     std::thread m_forker;
 };
 
-using Errors = std::map<DWORD, uint64_t>; // how often each came
+using Errors = std::map<DWORD, uint64_t>; // the count of each error
 
 class FileNeighbours : public testing::Test
 {

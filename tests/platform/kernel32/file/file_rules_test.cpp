@@ -1,5 +1,5 @@
-// What a caller of the file calls sees: each row is one call and the error that the system reports
-// for it, 0 for none.
+// The answers of the file calls: each row is one call and the error that the system reports for it,
+// 0 for none.
 
 #include <cstring>
 
@@ -200,7 +200,7 @@ TEST_F(FileRules, EveryCallRefusesWhatIsNoHandleOrHasNotTheAccess)
     const HANDLE stale = HANDLE{Handle(test::open_file(L"file", GENERIC_READ))};
     char byte = 'x';
     DWORD done = 0;
-    FILETIME time = {0, 0x01000000}; // of 1828
+    FILETIME time = {0, 0x01000000}; // in 1828
     const auto seeks = [](HANDLE file, LONG to, DWORD method)
     { return error_of(SetFilePointer(file, to, nullptr, method) != INVALID_SET_FILE_POINTER); };
     for (const HANDLE bad : {stale, search, HANDLE{event}, HANDLE{nullptr}, INVALID_HANDLE_VALUE})
@@ -241,7 +241,7 @@ TEST_F(FileRules, TimesThatMeanNoChangeChangeNothing)
 {
     const Handle file(test::open_file(L"file", GENERIC_READ | GENERIC_WRITE));
     FILETIME before = {}, after = {}, creation = {};
-    const FILETIME all_ones = {0xFFFFFFFF, 0xFFFFFFFF}; // the handle's use leaves the time alone
+    const FILETIME all_ones = {0xFFFFFFFF, 0xFFFFFFFF}; // the handle doesn't update the time
     const FILETIME zero = {}, beyond = {0, 0x80000000};
     ASSERT_TRUE(GetFileTime(file, &creation, nullptr, &before));
     check({{"nulls", error_of(SetFileTime(file, nullptr, nullptr, nullptr)), 0},

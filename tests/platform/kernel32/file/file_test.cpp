@@ -1,5 +1,5 @@
-// Share modes, locks and removal between processes; copying, moving and deleting by name: what
-// stays, what goes, and what stands in the way; mappings, and the room that a file is given.
+// Share modes, locks and removal between processes; copying, moving and deleting by name: what is
+// kept, what is deleted, and what prevents it; mappings, and the room allocated to a file.
 
 #include <sys/stat.h>
 
@@ -22,7 +22,7 @@ using test::ChildProcess;
 using test::error_of;
 using test::Handle;
 
-// Opens a file with the given access, reports that, and holds the file until it is killed.
+// Opens a file with the given access, reports it, and holds the file until it is killed.
 int hold_file(int, char** argv)
 {
     const Handle file(test::open_file(test::Wide(argv[0]), static_cast<DWORD>(std::stoul(argv[1])),
@@ -65,8 +65,8 @@ protected:
     {
         return error_of(HANDLE{Handle(open(access, share, disposition))});
     }
-    // While another process deletes the file again and again: open makes it where it is missing,
-    // calls what it is given while it has it open, and tells whether it got it.
+    // Another process deletes the file again and again. open makes the file if it is missing, calls
+    // its argument while it has the file open, and returns whether it could open it.
     template <class Open> void expect_a_name_for_each(Open open) const
     {
         ChildProcess other("delete-file", {m_path.utf8()});
@@ -232,7 +232,7 @@ protected:
 TEST_F(CopyMove, ACopyKeepsTheWriteTimeAndTheReadOnlyAttribute)
 {
     make("a", "content");
-    // In units of 100 ns, as the interface keeps it.
+    // A multiple of 100 ns, the unit of the interface.
     const auto written = std::chrono::floor<std::chrono::microseconds>(
         fs::last_write_time(native("a")) - std::chrono::seconds(100));
     fs::last_write_time(native("a"), written);
@@ -243,7 +243,7 @@ TEST_F(CopyMove, ACopyKeepsTheWriteTimeAndTheReadOnlyAttribute)
     make("c", "c");
     EXPECT_EQ(copy("c", "b"), ERROR_ACCESS_DENIED) << "onto a read-only file";
     EXPECT_EQ(content("b"), "content");
-    // A file without a size to go by is copied whole.
+    // A file that reports no size is copied whole.
     ASSERT_TRUE(CopyFileW(L"C:\\proc\\self\\maps", path("maps"), FALSE)) << GetLastError();
     EXPECT_NE(content("maps").find("[stack]"), std::string::npos);
 }
@@ -330,7 +330,8 @@ TEST_F(CopyMove, AFailureInTheMiddleOfACopyLeavesTheOldTargetAlone)
         PlinthTestFail(operation, 1, 1, ENOSPC);
         expect_full_disk();
     }
-    // Without the kernel's help, by pieces; the second is cut, the rest of it finds no room.
+    // Without the kernel's copy call, in pieces: the second write is cut, and its rest finds no
+    // room.
     PlinthTestFail("copy_file_range", 1, 0, EXDEV);
     PlinthTestShorten("write", 2, 1, 1000);
     PlinthTestFail("write", 3, 1, ENOSPC);
@@ -383,12 +384,12 @@ TEST_F(FileMapping, GrowsTheFileOnlyForWritingAndOnlyIfTheDiskHasRoom)
     EXPECT_EQ(mapping(reader, PAGE_READONLY, 100'001).error(), ERROR_NOT_ENOUGH_MEMORY);
     EXPECT_EQ(mapping(reader, PAGE_READWRITE).error(), ERROR_ACCESS_DENIED);
     const Handle file = open(GENERIC_READ | GENERIC_WRITE);
-    // A view of room that the disk does not have would end the process at the first write to it.
+    // Mapped room that the disk doesn't have would end the process at the first write to it.
     PlinthTestFail("fallocate", 1, 1, ENOSPC);
     EXPECT_EQ(mapping(file, PAGE_READWRITE, 200'000).error(), ERROR_DISK_FULL);
     EXPECT_EQ(size(), 100'000u);
     PlinthTestReset();
-    // Where the file system can't promise room the file grows nevertheless.
+    // If the file system can't reserve room, the file grows nevertheless.
     PlinthTestFail("fallocate", 1, 1, EOPNOTSUPP);
     for (const DWORD more : {200'000u, 300'000u})
     {

@@ -1,5 +1,5 @@
-// Paths as callers give them, and what comes back; directory searches: what matches, in which
-// order, with which data.
+// Paths in the forms of callers and of the system; directory searches: matches, their order and
+// their data.
 
 #include "support/test.h"
 
@@ -13,7 +13,7 @@ namespace
 
 using test::error_of;
 
-// The native form, "" with the last error for a path that has none.
+// The native form, or "error" and the last error for a path that has none.
 std::string native(const wchar_t* path)
 {
     char buffer[8192];
@@ -32,17 +32,17 @@ TEST(Paths, HaveOneNativeForm)
         {L"\\x\\y", "/x/y"},
         {L"x\\y", "x/y"},
         {L"\\\\?\\C:\\x", "/x"},
-        {L"C:\\\xd800x", "/\xef\xbf\xbdx"}, // half a pair
+        {L"C:\\\xd800x", "/\xef\xbf\xbdx"}, // half a surrogate pair
         {L"C:\\\xd83d\xde00", "/\xf0\x9f\x98\x80"},
-        // "." and ".." are letters of the path, whatever the folders are.
+        // "." and ".." are resolved in the text of the path, whatever the folders are.
         {L"C:\\a\\..\\b", "/b"},
         {L"C:\\a\\b\\..\\..\\..\\..\\c", "/c"},
         {L"C:\\a\\b\\..", "/a"},
         {L"C:\\a\\...\\.b", "/a/.../.b"},
         {L"D:\\..\\x", "/mnt/data/x"},
         {L"..\\x\\..\\y", "../y"},
-        // Without a separator: below the current folder of the drive, which for another drive than
-        // that of the process is the drive's root.
+        // Without a separator: in the current folder of the drive. For another drive than the
+        // process's own that is the drive's root.
         {L"D:x", "/mnt/data/x"},
         {L"C:x\\..\\y", "y"},
         {L"c:..\\x", "../x"},
@@ -95,7 +95,7 @@ TEST(Paths, ComeBackWithTheClosestDrive)
 TEST(Paths, OfTheTemporaryFolderFitTheirBuffer)
 {
     wchar_t buffer[MAX_PATH + 1];
-    // No caller has room for a longer one than the system ever gives.
+    // Callers have no room for a longer path than the system ever returns.
     setenv("TMPDIR", ("/" + std::string(400, 'x')).c_str(), 1);
     setenv("TEMP", "/some/where/", 1);
     EXPECT_EQ(GetTempPathW(MAX_PATH + 1, buffer), 14u);
@@ -118,7 +118,7 @@ protected:
     {
         return test::windows_form(m_folder + "/" + name);
     }
-    // The names that match, in the order in which they come; folders with a slash.
+    // The matching names in their order; folders with a slash.
     std::string found(const std::string& pattern)
     {
         std::string names;
@@ -150,11 +150,11 @@ TEST_F(Find, FollowsTheSystemsWildcards)
     static constexpr std::pair<const char*, const char*> rows[] = {
         {"*.*", "./ ../ .hidden a a.b ab.txt abc.txt abcd.TXT x.txt.bak"},
         {"*.txt", "ab.txt abc.txt abcd.TXT"},
-        {"ab?.txt", "ab.txt abc.txt"}, // a '?' before a dot or the end may stand for nothing
+        {"ab?.txt", "ab.txt abc.txt"}, // '?' may match nothing before a dot or the end
         {"a??", "a"},
-        {"a.*", "a a.b"},  // as may a dot with nothing but a wildcard behind it
+        {"a.*", "a a.b"},  // the same for a dot before a wildcard at the end
         {"a*.", "a"},      // a dot at the end: names without one
-        {"a*.?", "a a.b"}, // a '*' before a dot ends at the name's last one
+        {"a*.?", "a a.b"}, // '*' before a dot ends at the name's last dot
         {"?*c?.*xt", "abc.txt abcd.TXT"},
         {"a?c*.??t", "abc.txt abcd.TXT"},
         {"*b*c*", "abc.txt abcd.TXT"},

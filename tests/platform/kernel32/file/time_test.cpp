@@ -30,7 +30,7 @@ TEST(FileTime, NamesEveryDayFromTheFirstToTheLast)
     SYSTEMTIME time;
     FILETIME given = {};
     for (int year = 1601; year <= 30'827; year += year < 2500 || year >= 30'820 ? 1 : 400)
-        // Whole cycles of 400 years are all alike.
+        // All cycles of 400 years are alike.
         for (int month = 1; month <= 12; ++month)
             for (const int in_month : {1, 28})
             {
@@ -69,7 +69,7 @@ TEST(FileTime, GoesToLocalTimeAndBackOverTheChangesOfAYear)
         ASSERT_TRUE(FileTimeToLocalFileTime(&utc, &local));
         ASSERT_TRUE(LocalFileTimeToFileTime(&local, &back));
         ASSERT_TRUE(FileTimeToLocalFileTime(&back, &again));
-        // The hour that comes twice in autumn has one of its two places, but shows the same time.
+        // In the doubled hour of autumn one of two moments is chosen; it shows the same local time.
         ASSERT_EQ(ticks(again), ticks(local));
         doubled += ticks(back) != ticks(utc);
     }

@@ -1,4 +1,4 @@
-// The locale functions in real locales: what the users of each read and write; code pages.
+// The locale functions in real locales: how their users read and write; code pages.
 #include <clocale>
 #include <tuple>
 
@@ -26,13 +26,13 @@ constexpr LCID user = LOCALE_USER_DEFAULT;
 SYSTEMTIME make_time(WORD year, WORD month, WORD day, WORD hour = 0, WORD minute = 0,
                      WORD second = 0)
 {
-    // The day of the week is wrong on purpose: the calendar's counts.
+    // The day of the week is wrong on purpose: the calls compute it themselves.
     return {year, month, 0, day, hour, minute, second, 0};
 }
 
 const SYSTEMTIME afternoon = make_time(2004, 3, 5, 15, 4, 9); // a Friday
 
-// What a call with a buffer and its size stores.
+// The text that a call stores in its buffer.
 template <class Call> std::string text_of(Call call)
 {
     wchar_t text[254];
@@ -95,12 +95,12 @@ protected:
 
 TEST_F(Locale, ReadsAsItsUsersWrite)
 {
-    // Pictures, order and separators, 24 hours; then a date, a time and a number.
+    // Pictures, order, separators and 24-hour flag; then a date, a time and a number.
     static constexpr std::pair<const char*, const char*> rows[] = {
         {"C", "MM/dd/yy|HH:mm:ss|0|/|:|1|03/05/04|15:04:09|-1234567.89"},
         {"en_US.UTF-8", "MM/dd/yyyy|hh:mm:ss tt|0|/|:|0|03/05/2004|03:04:09 PM|-1,234,567.89"},
         {"sv_SE.UTF-8", "yyyy-MM-dd|HH:mm:ss|2|-|:|1|2004-03-05|15:04:09|-1\u202f234\u202f567,89"},
-        // Groups of two above the first, and the Buddhist era.
+        // Groups of two above the first group, and the Buddhist era.
         {"en_IN", "dd/MM/yy|hh:mm:ss tt|1|/|:|0|05/03/04|03:04:09 PM|-12,34,567.89"},
         {"th_TH.UTF-8", "dd/MM/yyyy|HH:mm:ss|1|/|:|1|05/03/2547|15:04:09|-1,234,567.89"}};
     for (const auto& [locale, shown] : rows)
@@ -124,7 +124,7 @@ TEST_F(Locale, CategoryStandsBehindAllAndBeforeLang)
     unsetenv("LC_ALL");
     setenv("LANG", "de_DE.UTF-8", 1);
     setenv("LC_NUMERIC", "en_US.UTF-8", 1);
-    setenv("LC_TIME", "", 1); // empty is as good as not set
+    setenv("LC_TIME", "", 1); // empty counts as not set
     EXPECT_EQ(item(LOCALE_SDECIMAL) + item(LOCALE_SDATE), "..");
     set_locale("fr_FR.UTF-8");
     EXPECT_EQ(item(LOCALE_SDECIMAL) + item(LOCALE_SDATE), ",/");
@@ -156,7 +156,7 @@ TEST_F(Locale, PictureLettersStandForParts)
         {"en_US.UTF-8", L"'day' d 'o''clock' HH:mm tt", "day 5 o'clock HH:mm tt"},
         {"en_US.UTF-8", L"'open d", "open d"},
         {"en_US.UTF-8", L"dé\xD800M", "5é\uFFFD3"},
-        // A month beside a day has its own form.
+        // A month next to a day has another form.
         {"pl_PL.UTF-8", L"d MMMM yyyy", "5 marca 2004"},
         {"pl_PL.UTF-8", L"MMMM yyyy", "marzec 2004"},
         // Other character sets.
@@ -237,7 +237,7 @@ TEST_F(Locale, UsersItemsStandBeforeTheEnvironmentOneByOne)
     set_user_text(L"sThousand", "");
     EXPECT_EQ(formatted(L"-1234567"), "1234567·0−") << "an empty one is a wish";
     EXPECT_EQ(item(LOCALE_SDATE), ".") << "what is not set stays";
-    // The shape follows the picture unless it is set itself.
+    // Order and separators follow the picture unless they are set themselves.
     set_user_text(L"sShortDate", "M/d/yyyy");
     set_user_text(L"sTimeFormat", "tt h.mm.ss");
     set_user_text(L"s2359", "nachm.");
@@ -253,14 +253,14 @@ TEST_F(Locale, UsersItemsThatAreNoneAreSkipped)
         set_user_text(L"iNegNumber", bad);
         EXPECT_EQ(item(LOCALE_INEGNUMBER), "1") << bad;
     }
-    set_user_text(L"sDecimal", "...."); // too long a mark
+    set_user_text(L"sDecimal", "...."); // too long
     EXPECT_EQ(item(LOCALE_SDECIMAL), ",");
     set_user_text(L"sShortDate", test::Wide(100'000, L'd'));
     EXPECT_EQ(item(LOCALE_SSHORTDATE), "dd.MM.yyyy");
     const DWORD two = 2;
     ASSERT_EQ(test::set_user_value(L"iDate", REG_DWORD, &two, sizeof two), 0);
     EXPECT_EQ(number(LOCALE_IDATE), "1") << "a number where a text belongs";
-    // Without a terminator, and cut within a character.
+    // Without a terminator, and cut inside a character.
     ASSERT_EQ(test::set_user_value(L"sDate", REG_SZ, "-\0-", 3), 0);
     EXPECT_EQ(item(LOCALE_SDATE).substr(0, 1), "-");
 }
@@ -301,7 +301,7 @@ TEST_F(Locale, OnlyPlainNumbersAreFormattedAndZerosBeyondMemoryAreCounted)
 
 TEST_F(Locale, ConcurrentFirstUseGivesEveryThreadTheSame)
 {
-    // The locale of the process, another one, is neither asked nor changed.
+    // The locale of the process is another one; it is neither used nor changed.
     needs_locale("de_DE.UTF-8");
     ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
     set_locale("en_US.UTF-8");
@@ -359,7 +359,7 @@ TEST(CodePage, LengthOfMinusOneTakesTheTerminatorAlongAndALengthIsTakenAsGiven)
     wchar_t wide[64];
     EXPECT_EQ(narrow(L"abc", 2, bytes, 8), 2);
     EXPECT_STREQ(bytes, "ab#####") << "no terminator is added";
-    // ASCII takes a way of its own, which must hand over to the other at any place.
+    // ASCII has a fast path, which must switch to the general one at any position.
     for (size_t lead = 0; lead < 12; ++lead)
     {
         const std::string text = std::string(lead, 'x') + "\u00E4" + std::string(lead, 'y');

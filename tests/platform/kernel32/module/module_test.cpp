@@ -27,7 +27,7 @@ HMODULE open_as_data(const Wide& path)
     return LoadLibraryExW(path, nullptr, LOAD_LIBRARY_AS_DATAFILE);
 }
 
-// Which file a name stands for: as the file is called there, if it is there, else none.
+// The requested name, the file in the folder, and whether the file is found.
 TEST(Modules, NamesAreThoseOfBothSystems)
 {
     static constexpr std::tuple<const char*, const char*, bool> rows[] = {
@@ -117,7 +117,8 @@ TEST(SystemModules, AreFoundWithoutRegardToCaseAndExtension)
         << "function names have their case";
 }
 
-// A shared object that the loader loads for this, past the interface; unloaded with the last owner.
+// Loads a shared object by the loader itself, without the interface; it is unloaded with the last
+// owner.
 std::shared_ptr<void> load_elsewhere(const std::string& path)
 {
     std::shared_ptr<void> module(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL), dlclose);
@@ -125,7 +126,7 @@ std::shared_ptr<void> load_elsewhere(const std::string& path)
     return module;
 }
 
-// Null, and the last error, if there is none.
+// Null, with the last error, if there is none.
 const char* place_of_text(HMODULE module)
 {
     const HRSRC found = FindResourceW(module, L"Whose", MAKEINTRESOURCEW(10));
@@ -170,7 +171,7 @@ TEST_F(ForeignModules, OneThatIsLoadedAnewFromAReplacedFileHasItsNewResources)
         std::filesystem::rename(m_folder + "/new", m_first);
     };
     const std::string original = test::module_path("libfirst.so");
-    // Until it comes to the same place, as it does at once where nothing else takes that.
+    // Repeated until the module has the same address again, at once unless that is taken.
     bool same = false;
     for (int attempt = 0; attempt < 200 && !same; ++attempt)
     {
@@ -213,8 +214,8 @@ TEST_F(ForeignModules, ResourcesOfOneThatStaysLoadedStayWhereTheyAre)
     EXPECT_EQ(place_of_text(module), text) << "also when another file has the name";
 }
 
-// Loaded by a relative path; the current folder is left at once. What it has for resources may be
-// unknown, but is never taken from the new file.
+// The module is loaded by a relative path, and the current folder then changes. Its resources may
+// be unknown, but are never read from the new file.
 TEST_F(ForeignModules, KeepTheirPathAndResourcesWhateverBecomesOfTheFile)
 {
     for (const char* const fate : {"stays", "is replaced", "is removed"})
@@ -241,7 +242,8 @@ TEST_F(ForeignModules, KeepTheirPathAndResourcesWhateverBecomesOfTheFile)
     }
 }
 
-// The program lives as long as it doesn't run that module's code, as its end would.
+// The program survives only as long as it doesn't run code of the cut module, which its normal end
+// would do.
 const test::ChildMain s_cut("cut a loaded module",
                             [](int, char** argv)
                             {
@@ -302,7 +304,7 @@ TEST(LoadedModule, IsFoundByItsNameInTheFormsOfBothSystems)
     wchar_t path[MAX_PATH] = L"";
     GetModuleFileNameW(platform, path, MAX_PATH);
     const std::string native = test::native_form(path);
-    const test::Wide file(native.substr(native.rfind('/') + 1)); // it ends in a version
+    const test::Wide file(native.substr(native.rfind('/') + 1)); // its name ends in a version
     for (const wchar_t* const name : {L"PLINTH_PLATFORM.DLL", file.c_str(), L"Plinth_Platform"})
         EXPECT_EQ(GetModuleHandleW(name), platform) << test::utf8(name);
     EXPECT_EQ(error_of(GetModuleHandleW(L"plinth_plat.dll")), ERROR_MOD_NOT_FOUND);

@@ -1,5 +1,5 @@
 // Resources of module files: finding them by type, name and language, adding, replacing and
-// removing them, and trees that are not sound.
+// removing them, and damaged trees.
 #include <csignal>
 #include <tuple>
 
@@ -25,7 +25,7 @@ namespace
 const LPCWSTR raw_data = MAKEINTRESOURCEW(10);
 constexpr int any_language = -1;
 
-// A module that is open as data.
+// A module that is loaded as data.
 class DataModule
 {
 public:
@@ -71,14 +71,14 @@ private:
     const HANDLE m_update;
 };
 
-// One resource, from beginning to end.
+// A whole update with one resource.
 bool put(const std::string& native, LPCWSTR name, const std::string& bytes)
 {
     Update update(native);
     return update && update.set(name, bytes) && update.end();
 }
 
-// Bytes that differ with the seed, fast to make.
+// Quickly made bytes, which differ with the number.
 std::string some_bytes(size_t size, int number)
 {
     auto seed = static_cast<uint32_t>(number);
@@ -146,8 +146,8 @@ TEST_P(ResourceFiles, ResourcesAreFoundByNameNumberAndLanguageWithoutCase)
         {L"None", raw_data, any_language, "error 1814"},
         {L"Greeting", raw_data, 0x407, "Guten Tag"},
         {L"Greeting", raw_data, 0x410, "error 1815"},
-        {L"Greeting", raw_data, any_language, "Good day"}, // US English before the others
-        {L"Greeting", raw_data, 0, "Good day"},            // the neutral one is any
+        {L"Greeting", raw_data, any_language, "Good day"}, // US English before others
+        {L"Greeting", raw_data, 0, "Good day"},            // neutral means any
     };
     const DataModule module(m_path);
     for (const auto& [name, type, language, bytes] : rows)
@@ -168,8 +168,8 @@ TEST_P(ResourceFiles, HandlesOfOthersAreRefused)
     EXPECT_EQ(error_of(FindResourceW(&nobody, L"Alpha", raw_data)), ERROR_MOD_NOT_FOUND);
 }
 
-// Trees that lead in circles, out of the file, or everywhere at once. Whatever they say, each call
-// comes back; the sanitizers see to it that nothing outside is read.
+// Trees with loops, with offsets outside the file, and with every damaged number. Each call must
+// return; the sanitizers check that nothing outside is read.
 TEST_P(ResourceFiles, DamagedTreesAreReadWithinTheirBounds)
 {
     const PePlaces places(m_good);
@@ -183,7 +183,7 @@ TEST_P(ResourceFiles, DamagedTreesAreReadWithinTheirBounds)
         list_of(module);
         module.read(L"Alpha");
     };
-    // Each number of the directories and descriptions in turn, with values that lie in wait.
+    // Each number of the directories and descriptions in turn is replaced by extreme values.
     for (size_t at = tree; at < tree + 0x340; at += 4)
         for (const uint32_t value :
              {0u, 0x80000000u, 0xFFFFFFFFu, 0x7FFFFFF0u, 0xFFFFF000u, size - 1, 0xFFFF0000u})
@@ -194,14 +194,15 @@ TEST_P(ResourceFiles, DamagedTreesAreReadWithinTheirBounds)
         }
     for (size_t length = 1; length < m_good.size(); length += length < places.table + 400 ? 1 : 97)
         try_file(m_good.substr(0, length));
-    // All entries of all directories name the root: a walk has no end of its own.
+    // All entries of all directories point to the root: walking them would never end.
     std::string round = m_good;
     for (size_t at = tree + 16; at + 8 <= tree + 0x280; at += 8)
         test::set_number(round, at + 4, 0x80000000u);
     try_file(round);
 }
 
-// The program's own file is opened when its resources are first wanted, and tried again each time.
+// The program's own file is opened at the first use of its resources. After a failure each use
+// tries again.
 TEST(Resources, AProgramThatCouldNotBeReadIsTriedAgainAndLeavesNothingOpen)
 {
     const size_t before = test::entries("/proc/self/fd");
@@ -288,7 +289,7 @@ TEST_F(ResourceUpdates, ResourcesCanBeRemovedOneByOneAndAllAtOnce)
 
 TEST_F(ResourceUpdates, HeadersGrowIfTheSectionTableHasNoRoom)
 {
-    // What lies behind the table is not zero: it may be somebody's.
+    // The bytes after the table are not zero: they may be in use.
     const size_t behind = m_places.table + m_places.sections * 40;
     ASSERT_LT(behind + 8, 0x400u);
     std::string file = m_good;
@@ -341,14 +342,14 @@ TEST_F(ResourceUpdates, WhateverFailsTheFileIsTheOldOneOrTheNewOne)
         ASSERT_EQ(test::entries(m_folder.c_str()), 1u);
     }
     EXPECT_TRUE(done) << "without a fault";
-    PlinthTestShorten("pread", 1, 0, 70'001); // each time
+    PlinthTestShorten("pread", 1, 0, 70'001); // every one
     PlinthTestShorten("write", 1, 0, 90'001);
     EXPECT_TRUE(put(m_path, L"Big", big));
     PlinthTestReset();
     expect_new();
 }
 
-// By a program that knows no share modes.
+// Cut by a program that doesn't respect share modes.
 TEST_F(ResourceUpdates, AFileThatIsCutWhileItIsOpenGivesAStatus)
 {
     ASSERT_TRUE(put(m_path, L"Big", some_bytes(600'000, 1)));
@@ -368,7 +369,7 @@ TEST_F(ResourceUpdates, AFileThatIsCutWhileItIsOpenGivesAStatus)
     EXPECT_EQ(test::entries(m_folder.c_str()), 1u);
 }
 
-// Copies a file, or puts it into a module, and is stopped in the middle of writing the new file.
+// Copies a file, or puts it into a module, and is stopped while it writes the new file.
 int write_half(int, char** argv)
 {
     const std::string how = argv[0];
@@ -377,7 +378,7 @@ int write_half(int, char** argv)
     const rlimit one_megabyte{1 << 20, 1 << 20};
     setrlimit(RLIMIT_FSIZE, &one_megabyte);
     signal(SIGXFSZ, [](int) { raise(SIGSTOP); });
-    if (how[0] == 'n') // as where a file can't be without a name
+    if (how[0] == 'n') // as on systems that can't make nameless files
         PlinthTestFail("access", 1, 0, ENOENT);
     if (how[1] == 'c')
         return CopyFileW(test::windows_form(source), test::windows_form(target), FALSE);
@@ -413,15 +414,15 @@ TEST_F(ResourceUpdates, AndCopiesThatAreKilledLeaveNothingForGood)
     }
 }
 
-// What a section has in the file beyond its pages in the image is not loaded: the addresses behind
-// them are the next section's.
+// The part of a section in the file beyond its pages in the image is not loaded: those addresses
+// belong to the next section.
 TEST_F(ResourceUpdates, ASectionReachesNoFurtherThanItsPages)
 {
     std::string file = m_good;
-    const size_t entry = m_places.entry(file, ".idata"); // before the resources
+    const size_t entry = m_places.entry(file, ".idata"); // before the resources' section
     test::set_number(file, entry + 16, 0x2000u);
     test::set_number(file, entry + 20, static_cast<uint32_t>(file.size()));
-    test::write_file(m_path, file + std::string(0x2000, '\xFF')); // no tree
+    test::write_file(m_path, file + std::string(0x2000, '\xFF')); // not a tree
     EXPECT_EQ(DataModule(m_path).read(1033), "data of 0x409");
     ASSERT_TRUE(put(m_path, L"X", "x")) << GetLastError();
     EXPECT_EQ(DataModule(m_path).read(L"X"), "x");

@@ -1,4 +1,4 @@
-// Named events and mappings between processes, and what remains of holders that were killed.
+// Named events and mappings between processes, and what remains of killed holders.
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -37,7 +37,7 @@ bool is_signalled(HANDLE event)
     return WaitForSingleObject(event, 0) == WAIT_OBJECT_0;
 }
 
-// What came of making an event: "new" or "joined" and whether it is signalled, or the error.
+// The result of making an event: "new" or "joined" and whether it is signalled, or the error.
 std::string made(const Handle& event)
 {
     if (!event)
@@ -47,8 +47,7 @@ std::string made(const Handle& event)
            (is_signalled(event) ? ", signalled" : "");
 }
 
-// Makes a signalled event "door", says what came of it, and answers "ping" with "pong" until
-// killed.
+// Makes a signalled event "door", reports the result, and answers "ping" with "pong" until killed.
 int hold_events(int, char**)
 {
     const Handle held = event("door", true);
@@ -127,7 +126,7 @@ TEST(NamedObject, SignalsPassBetweenProcessesAndAKilledHolderHoldsNothing)
     EXPECT_EQ(made(event("door")), "new") << "the dead one's was signalled";
 }
 
-// A dead holder's memory may be mapped elsewhere: emptying it would kill those who touch it.
+// Another process may have mapped a dead holder's memory: truncating it would kill that process.
 TEST(NamedObject, AViewOfADeadObjectStaysUsableWhenTheNameIsTakenAnew)
 {
     Handle first = mapping("page", 8192);
@@ -192,7 +191,7 @@ TEST(NamedObject, AForkDuringAConcurrentCreationHoldsUpNobody)
 
 TEST(NamedObject, AFolderThatCanNotBeHadForAMomentIsNotMissingForGood)
 {
-    PlinthTestFail("fstat", 1, 0, EIO); // by which the folder is found to be one's own
+    PlinthTestFail("fstat", 1, 0, EIO); // fstat checks the owner of the folder
     EXPECT_FALSE(event("door"));
     PlinthTestReset();
     EXPECT_TRUE(event("door"));

@@ -1,4 +1,5 @@
-// What processes share in memory: programs of several versions of the library run at the same time.
+// The layouts of shared memory: programs with different versions of the library run at the same
+// time.
 #include <cstddef>
 #include <map>
 #include <string>
@@ -15,9 +16,9 @@
 namespace
 {
 
-using Layout = std::vector<size_t>; // the size, and where each member begins
+using Layout = std::vector<size_t>; // the size, and the offset of each member
 
-// Each name that any version has used, and its layout. Rows are added and never changed.
+// The layout of each name that any version has used. Rows are added and never changed.
 const std::map<std::string, Layout> layouts = {
     {"/channel-3", {32, 0, 4, 8, 12, 16, 20, 24, 28}},
     {"e", {12, 0, 4, 8}},

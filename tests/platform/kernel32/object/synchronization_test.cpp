@@ -1,5 +1,5 @@
 // Handles, events within one process, waiting and critical sections; threads: their handles, their
-// ends, the ends others make for them, and their priorities.
+// ends, termination by other threads, and their priorities.
 #include <csignal>
 
 #include <pthread.h>
@@ -86,7 +86,7 @@ TEST(Handles, StaleForeignAndOtherKindsAreRefused)
     const HANDLE stale = event;
     EXPECT_TRUE(SetEvent(stale));
     EXPECT_TRUE(event.close());
-    // The slot is used again, and the old handle still means nothing.
+    // The slot is used again, but the old handle stays invalid.
     const Handle next = new_event(true);
     EXPECT_NE(HANDLE{next}, stale);
     const Handle mapping(
@@ -101,7 +101,7 @@ TEST(Handles, StaleForeignAndOtherKindsAreRefused)
         EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
         EXPECT_TRUE(bad == mapping || error_of(CloseHandle(bad)) == ERROR_INVALID_HANDLE);
     }
-    // The process itself, and the thread, which nobody closes.
+    // The pseudo-handles of the process and the thread, which closing doesn't change.
     for (const HANDLE own : {INVALID_HANDLE_VALUE, GetCurrentProcess(), GetCurrentThread()})
     {
         EXPECT_TRUE(CloseHandle(own));
@@ -201,7 +201,8 @@ TEST(Event, ASignalBesideAConcurrentTimeOutIsNotLost)
     for (int i = 0; i < 200; ++i)
     {
         std::thread setter(SetEvent, HANDLE{event});
-        // Times out about when the signal comes: one of the waits has to get it, and only one.
+        // The time-out comes at about the same time as the signal: exactly one of the waits must
+        // take it.
         int taken = WaitForSingleObject(event, 0) == WAIT_OBJECT_0;
         if (!taken)
             taken += WaitForSingleObject(event, 1) == WAIT_OBJECT_0;
@@ -233,7 +234,7 @@ TEST(CriticalSection, ConcurrentOwnersComeOneByOne)
     constexpr int rounds = 5'000;
     CRITICAL_SECTION section;
     InitializeCriticalSection(&section);
-    int count = 0; // plain on purpose: the section guards it
+    int count = 0; // not atomic: the section protects it
     std::vector<std::jthread> owners;
     for (int i = 0; i < threads; ++i)
         owners.emplace_back(
@@ -244,7 +245,7 @@ TEST(CriticalSection, ConcurrentOwnersComeOneByOne)
                     EnterCriticalSection(&section);
                     ++count;
                     if (k % 64 == 0)
-                        Sleep(0); // lets others run into the lock
+                        Sleep(0); // so that others meet the lock
                     LeaveCriticalSection(&section);
                 }
             });
@@ -281,7 +282,7 @@ TEST_F(Thread, AThreadMayEndItselfFromWithin)
     expect_ends_with(begin([](void*) -> unsigned { return _endthreadex(9), 1; }), 9);
     expect_ends_with(
         begin([](void*) -> unsigned { return TerminateThread(GetCurrentThread(), 10), 1; }), 10);
-    // Another library's way out: the handle is signalled nevertheless.
+    // Ended past the interface, by the C library: the handle is signalled nevertheless.
     expect_ends_with(begin([](void*) -> unsigned { pthread_exit(nullptr); }), 0);
 }
 
@@ -315,7 +316,7 @@ TEST_F(Thread, TerminationEndsAThreadThatSpinsOrIsInABlockingCall)
             pthread_sigmask(SIG_SETMASK, &signals, &former);
             const HANDLE thread = begin(start, argument);
             pthread_sigmask(SIG_SETMASK, &former, nullptr);
-            while (!running) // the first
+            while (!running) // only spin sets it, once
                 Sleep(0);
             EXPECT_TRUE(TerminateThread(thread, 3));
             expect_ends_with(thread, 3);

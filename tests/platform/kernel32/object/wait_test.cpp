@@ -96,7 +96,7 @@ TEST_F(Wait, BadRequestsAreRefusedAndTakeNothing)
     EXPECT_TRUE(is_signalled(event));
 }
 
-// Returns when the thread sleeps on several words.
+// Returns when the thread sleeps in a wait for several words.
 static void wait_until_asleep(const std::atomic<DWORD>& thread)
 {
     const std::string call = std::to_string(SYS_futex_waitv) + " ";
@@ -108,7 +108,7 @@ static void wait_until_asleep(const std::atomic<DWORD>& thread)
 // The signal that wakes a wait for all may be one that another thread could take at once.
 TEST_F(Wait, AConcurrentWaitThatTakesNothingKeepsNoSignalFromOthers)
 {
-    for (const int error : {0, ENOSYS}) // without futex_waitv the thread looks now and then
+    for (const int error : {0, ENOSYS}) // without futex_waitv the thread polls
     {
         SCOPED_TRACE(error);
         if (error)
@@ -129,7 +129,7 @@ TEST_F(Wait, AConcurrentWaitThatTakesNothingKeepsNoSignalFromOthers)
         std::jthread modest(wait, 1, HANDLE{never}, false);
         if (!error)
             wait_until_asleep(sleepers[1]);
-        SetEvent(work); // wakes who slept first
+        SetEvent(work); // wakes the first sleeper
         EXPECT_EQ(WaitForSingleObject(done, 60'000), WAIT_OBJECT_0);
         EXPECT_FALSE(is_signalled(work));
         SetEvent(work);
@@ -216,7 +216,7 @@ TEST_F(Wait, ASemaphoreCountsUpToItsMaximum)
     EXPECT_EQ(error_of(ReleaseSemaphore(event, 1, nullptr)), ERROR_INVALID_HANDLE);
 }
 
-// Takes from the semaphore "jobs" as often as it is told to.
+// Reads a number from the test and takes that many from the semaphore "jobs".
 static int take_jobs(int, char**)
 {
     const Handle jobs(OpenSemaphoreW(SEMAPHORE_ALL_ACCESS, FALSE, L"Local\\jobs"));
@@ -238,14 +238,14 @@ TEST_F(Wait, ANamedSemaphoreIsSharedAndAStrangersBytesInItAreHarmless)
     test::ChildProcess taker("take_jobs");
     taker.tell("7");
     for (int given = 0; given < 7; ++given)
-        while (!ReleaseSemaphore(jobs, 1, nullptr)) // the other is slower
+        while (!ReleaseSemaphore(jobs, 1, nullptr)) // until the child has taken one
             Sleep(0);
     EXPECT_EQ(taker.wait(), 0);
     EXPECT_FALSE(is_signalled(jobs));
 
     const std::string file = PlinthTestSharedFolder() + std::string("/s-jobs");
     const std::string wild(12, '\xff');
-    std::FILE* const opened = std::fopen(file.c_str(), "r+"); // the same file, as others map it
+    std::FILE* const opened = std::fopen(file.c_str(), "r+"); // the file that others map
     ASSERT_NE(opened, nullptr);
     std::fwrite(wild.data(), 1, wild.size(), opened);
     std::fclose(opened);

@@ -19,7 +19,7 @@ namespace
 
 DWORD g_main_thread = 0;
 
-// Each handler says its name and the event; "taker" deals with Ctrl+C.
+// Each handler reports its name and the event; "taker" handles Ctrl+C.
 BOOL tell(const char* name, DWORD event)
 {
     const bool own_thread = GetCurrentThreadId() != g_main_thread;
@@ -39,10 +39,10 @@ BOOL last(DWORD event)
     return tell("last", event);
 }
 
-// Does as it is told, a word a line, until it ends.
+// Carries out commands, one word a line, until its input ends.
 int obey(int, char**)
 {
-    for (const int signal : {SIGINT, SIGQUIT}) // whatever the tests were started with
+    for (const int signal : {SIGINT, SIGQUIT}) // whatever the parent has set
         ::signal(signal, SIG_DFL);
     test::say("ready");
     for (std::string word = test::hear(); !word.empty(); word = test::hear())
@@ -53,7 +53,7 @@ int obey(int, char**)
             wait(&status);
             _exit(WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status));
         }
-        g_main_thread = GetCurrentThreadId(); // another one after a fork
+        g_main_thread = GetCurrentThreadId(); // a forked child has another one
         if (word == "add")
             for (const PHANDLER_ROUTINE each : {first, taker, last})
                 SetConsoleCtrlHandler(each, TRUE);
@@ -150,7 +150,7 @@ TEST(ConsoleControl, WhatTheProgramWasStartedWithOrTheSystemRefusesStays)
     struct sigaction action = {};
     sigaction(SIGINT, nullptr, &action);
     EXPECT_EQ(action.sa_handler, SIG_DFL);
-    ::signal(SIGINT, SIG_IGN); // as for a job in the background
+    ::signal(SIGINT, SIG_IGN); // as in a background job
     EXPECT_TRUE(SetConsoleCtrlHandler(first, TRUE));
     sigaction(SIGINT, nullptr, &action);
     EXPECT_EQ(action.sa_handler, SIG_IGN);

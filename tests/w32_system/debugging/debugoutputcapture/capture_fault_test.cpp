@@ -1,5 +1,5 @@
 // Capture of the debug string channel between processes: steps that fail, many processes that write
-// while other listeners find the channel taken, and listeners that are stopped or killed.
+// while other listeners find the channel in use, and listeners that are stopped or killed.
 #include <array>
 
 #include "support/test.h"
@@ -22,10 +22,10 @@ constexpr int texts = 1'000; // of each writer
 constexpr int texts = 12'500;
 #endif
 
-// Writes numbered texts when it is told to.
+// Waits for a line, then writes numbered texts.
 int write_numbered(int, char** arguments)
 {
-    PlinthTestSetChannelPatience(60'000); // a machine too busy to run the listener loses nothing
+    PlinthTestSetChannelPatience(60'000); // so that no text is lost on a busy machine
     test::say("loaded");
     test::hear();
     for (int number = 0; number < texts; ++number)
@@ -34,12 +34,12 @@ int write_numbered(int, char** arguments)
 }
 const test::ChildMain g_write_numbered("write-numbered", write_numbered);
 
-// What a callback has seen of the writers: texts "wN NUMBER".
+// What the callback has received of the writers' texts "wN NUMBER".
 std::array<std::atomic<int>, writers> g_next;
 std::atomic<int> g_seen{0};
 std::atomic<int> g_disorder{0};
 
-// Numbers may be missing, but they rise.
+// Numbers may be missing, but must rise.
 void see(const wchar_t* text)
 {
     int writer = 0;
@@ -80,7 +80,7 @@ TEST(Capture, EachStepThatFailsLeavesAnObjectThatCanBeDestroyed)
     EXPECT_TRUE(a_text_arrives());
 }
 
-// Says that it listens when it has heard itself.
+// Reports that it listens once it has received a text of its own.
 int capture_and_stay(int, char**)
 {
     const CQvDebugOutputCapture capture(see);
@@ -90,8 +90,8 @@ int capture_and_stay(int, char**)
 }
 const test::ChildMain g_capture_and_stay("capture-and-stay", capture_and_stay);
 
-// What a text costs its writer is counted in waits rather than measured: each has a length that the
-// channel has chosen. The waits of one text grow from 100 us to 20 ms and end after 500 ms.
+// A writer's cost is counted in waits, not measured: the channel sets the length of each. The waits
+// of one text grow from 100 us to 20 ms and end after 500 ms.
 TEST(Capture, AListenerThatIsStoppedOrKilledHoldsUpNoWriterAndTheNextOneGoesOn)
 {
     for (const int signal : {SIGKILL, SIGSTOP})

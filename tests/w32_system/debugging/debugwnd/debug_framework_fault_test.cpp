@@ -1,5 +1,5 @@
-// The debug framework as a whole: from the channel into windows, what can go wrong, and threads
-// that have to be terminated, where a termination only starts the end of a thread.
+// The debug framework as a whole: from the channel into windows, failures, and threads that have to
+// be terminated. A termination only starts the end of a thread.
 
 #include "support/test.h"
 
@@ -16,7 +16,7 @@ using test::Windows;
 namespace
 {
 
-// A thread that was terminated goes on until somebody waits for it.
+// With this set, a terminated thread continues until another thread waits for it.
 std::atomic<bool> g_put_off{false};
 std::atomic<HANDLE> g_terminated{nullptr};
 std::atomic<DWORD> g_exit_code{0};
@@ -52,7 +52,7 @@ struct Framework : testing::Test
     ~Framework() override { PlinthTestReset(); }
 };
 
-// The listener of a fresh framework may not be at work yet.
+// Repeated, since the listener of a new framework may not listen yet.
 bool reaches_window(int id)
 {
     return comes_true(
@@ -79,9 +79,9 @@ TEST_F(Framework, ShowsRecordsOfTheChannelAndIsMadeAnewOnlyWhenAsked)
     EXPECT_FALSE(IsWindow(first));
     EXPECT_EQ(test::debug_windows(), 1);
     EXPECT_TRUE(reaches_window(5)) << "the new one has the channel";
-} // the static tear-down ends it
+} // it is destroyed with the static objects
 
-// A thread that went on would look at what is freed, which AddressSanitizer sees.
+// A thread that continued would use freed memory, which AddressSanitizer reports.
 TEST_F(Framework, EndsItsThreadsAlthoughTheWaitsForThemFail)
 {
     const size_t before = test::threads_here();
@@ -96,7 +96,7 @@ TEST_F(Framework, EndsItsThreadsAlthoughTheWaitsForThemFail)
     EXPECT_TRUE(comes_true([before] { return test::threads_here() == before; }));
 }
 
-// Each message that is not answered costs its limit, here without the time that it takes.
+// Each unanswered message costs its time limit; here the calls fail at once.
 TEST_F(Framework, AWindowThatHangsCostsTheAdderALimitForEachMessageAndTheOthersNothing)
 {
     Windows windows;
@@ -108,9 +108,9 @@ TEST_F(Framework, AWindowThatHangsCostsTheAdderALimitForEachMessageAndTheOthersN
     EXPECT_EQ(cell(2, 0, 2), "shown");
 }
 
-HANDLE g_release; // what hangs waits for it
+HANDLE g_release; // hanging code waits for it
 
-// Keeps its adder at the first text that it gets.
+// Blocks its adder thread at the first text.
 class Hanging : public CDebugFramework
 {
 public:
@@ -182,7 +182,7 @@ TEST(FrameworkConcurrent, WritersOnManyThreadsReachTheirWindowsInOrderWhileOther
 {
     constexpr int writers = 4;
     constexpr int texts = 300;
-    PlinthTestSetChannelPatience(60'000); // a busy machine loses nothing
+    PlinthTestSetChannelPatience(60'000); // so that no text is lost on a busy machine
     const test::SoakTime soak;
     uint64_t rounds = 0;
     do

@@ -1,5 +1,5 @@
-// The cache of texts, which text goes to which window, what a row of it looks like, and how a
-// listener leaves the channel.
+// The cache of texts, which text is shown in which window, the format of a row, and how a listener
+// leaves the channel.
 #include <memory>
 #include <thread>
 
@@ -75,12 +75,12 @@ TEST(DebugWindow, FieldsBeyondTheColumnsAddColumnsThatStayAndTheLastRowIsSeen)
               101);
 }
 
-// A callback that has begun, and may return.
+// Set when a callback has begun; set to let it return.
 HANDLE g_begun = nullptr;
 HANDLE g_returns = nullptr;
 
-// The writer follows the channel's protocol by hand, with a patience as long as the system's: what
-// a listener leaves behind would cost it all of that.
+// The test is the writer and follows the channel's protocol itself, with a long time limit: if the
+// listener left the buffer taken, the writer would wait that long.
 TEST(Capture, ThatEndsAlsoLetsAWriterGoOnThatCameBackBeforeItsObjectsWent)
 {
     constexpr DWORD patience = 10'000; // ms
@@ -120,8 +120,8 @@ std::string pop(CSyncCache& cache)
 TEST(SyncCache, GivesTextsInTheOrderTheyCameAndKeepsWhatFits)
 {
     CSyncCache cache;
-    // In the active code page, which is UTF-8 on Linux; what is no character becomes one that says
-    // so.
+    // In the active code page, which is UTF-8 on Linux; bytes that form no character become
+    // replacement characters.
     const bool utf8 = MultiByteToWideChar(CP_ACP, 0, "\xc3\xa4", 2, nullptr, 0) == 1;
     std::string text = utf8 ? "\xc3\xa4\xff\xc3(\xe2\x82" : "(text)";
     EXPECT_EQ(cache.PushBack(text.data()), 0);

@@ -1,4 +1,4 @@
-// Looking at debug windows as their users see them, through the messages of the list view.
+// Reads debug windows as their users see them, by the messages of the list view.
 #pragma once
 
 #include <string>
@@ -15,7 +15,7 @@
 namespace test
 {
 
-// Windows without threads: the test itself is the adder.
+// Windows without threads: the test itself adds the texts.
 struct Windows : CDebugFramework
 {
     Windows() : CDebugFramework(true) { CreateDebugWindow(0); }
@@ -58,7 +58,7 @@ inline std::string cell(int id, int row, int column)
     return utf8(text);
 }
 
-// What a window shows: the first cells of each row, with a bar after each.
+// The first cells of each row of a window, with a bar after each.
 inline std::vector<std::string> rows(int id, int cells)
 {
     std::vector<std::string> all;
@@ -68,7 +68,8 @@ inline std::vector<std::string> rows(int id, int cells)
     return all;
 }
 
-// Polls for what another thread brings about. False after a time that only a fault takes.
+// Polls until the condition is true, by the work of another thread. False after a time that is
+// reached only by a fault.
 template <class Condition> bool comes_true(Condition condition)
 {
     for (int i = 0; i < 4'000; ++i)

@@ -1,4 +1,4 @@
-// Several threads at one log. Several processes: logfile_kill_linux_test.cpp.
+// Several threads write one log. Several processes: logfile_kill_linux_test.cpp.
 #include <atomic>
 #include <sstream>
 #include <thread>
@@ -9,8 +9,7 @@
 namespace
 {
 
-// Sanitizers make each step many times slower; what they look for shows in fewer, longer records
-// too.
+// Sanitizers make each step many times slower; fewer, longer records show the same faults.
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
 constexpr int records = 2'000;
 constexpr size_t record_length = 500;
@@ -22,7 +21,7 @@ constexpr int threads = 8;
 
 using LogConcurrent = test::FreshLog;
 
-// Numbered records, each one filled up with dots.
+// Numbered records, each filled up with dots.
 void log_records(int thread)
 {
     for (int i = 0; i < records; ++i)
@@ -38,7 +37,7 @@ void log_records(int thread)
     }
 }
 
-// Reads every log of the folder and tells whether each record is there once, whole, in order.
+// Reads every log of the folder and checks that each record is there once, whole, in order.
 void expect_every_record()
 {
     std::vector<int> next(threads);
@@ -79,7 +78,7 @@ TEST_F(LogConcurrent, SplitsLoseNothing)
                 all.emplace_back(log_records, thread);
         }
         files += test::log_names().size();
-        // A file takes at most the limit, what makes a whole MiB more, and the record behind it.
+        // A file holds at most the limit, the rest of a whole MiB, and the record after it.
         EXPECT_GE(test::log_names().size(), threads * records * record_length / (2u << 20));
         expect_every_record();
         total += uint64_t{threads} * records;
@@ -90,8 +89,8 @@ TEST_F(LogConcurrent, SplitsLoseNothing)
 
 TEST_F(LogConcurrent, WritingGoesOnWhileOthersCloseSplitDisableAndClear)
 {
-    // Each round may make a new file, and each new file looks through the folder: without an end,
-    // the folder could grow faster than the writers progress.
+    // Each round may make a new file, and each new file searches the folder: without a limit, the
+    // folder could grow faster than the writers progress.
     constexpr int rounds = 200;
     constexpr void (*disturb[])(int round) = {[](int) { CQvLogFile::CloseLog(); },
                                               [](int)
@@ -129,7 +128,7 @@ TEST_F(LogConcurrent, WritingGoesOnWhileOthersCloseSplitDisableAndClear)
                     if (QV_Log(L"text\r\n") == QV_OK)
                         ++good;
                     else
-                        Sleep(1); // the thread that turns the log on again needs the lock too
+                        Sleep(1); // the thread that enables the log needs the lock too
             });
     writers.clear(); // joins them
     done = true;

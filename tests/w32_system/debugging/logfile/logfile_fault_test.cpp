@@ -1,4 +1,4 @@
-// Failures below the log, and days that pass.
+// Failures of the system below the log, and changes of the date.
 #include <cerrno>
 #include <filesystem>
 
@@ -28,14 +28,14 @@ TEST_F(LogFaults, WithoutAFileOrALocalTimeThereIsNoLogUntilThereIs)
     EXPECT_EQ(CQvLogFile::ClearLog(), QV_ERR_SYSTEM);
     PlinthTestReset();
     PlinthTestFail("_localtime64", 1, 0, EINVAL);
-    PlinthTestShiftWallClock(2'000); // a second whose stamp no thread can know
+    PlinthTestShiftWallClock(2'000); // no thread has a stamp of this second yet
     EXPECT_EQ(QV_Log(L"x"), QV_ERR_SYSTEM);
     PlinthTestReset();
     EXPECT_EQ(QV_Log(L"now"), QV_OK);
     EXPECT_EQ(log_content(), "now");
 }
 
-// Brings a log of 1 MiB to its limit: the next message splits it.
+// Fills a log of 1 MiB to its limit: the next message splits it.
 void fill_log()
 {
     EXPECT_EQ(CQvLogFile::SetProperties(1, 10), QV_OK);
@@ -65,7 +65,7 @@ TEST_F(LogFaults, AMessageThatFailsHasItsStatusAndIsLostAlone)
     EXPECT_EQ(log_content(), "goes on");
 }
 
-// Wherever opening fails in a split, also after the end of the old log.
+// Opening fails at each point of a split, also after the old log is closed.
 TEST_F(LogFaults, ASplitThatFailsLosesItsMessageAlone)
 {
     int failures = 0, without_log = 0;
@@ -164,7 +164,7 @@ TEST_F(LogFaults, OfANameWithoutADateOrALimitBeyond31BitsNothingOldIsLeft)
         {10, {log_name(0, 10), log_name(0, 1), log_name(0)}},
         {11, {log_name(0, 11), log_name(0, 10), log_name(0, 1), log_name(0)}},
         {0, {log_name(0)}},
-        {24'856, {log_name(0)}}, // seconds that come out negative
+        {24'856, {log_name(0)}}, // negative if counted in 32-bit seconds
         {1'000, {log_name(0, 40), log_name(0, 11), log_name(0, 10), log_name(0, 1), log_name(0)}}};
     for (const auto& row : rows)
     {

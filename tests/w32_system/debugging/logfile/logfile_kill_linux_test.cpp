@@ -1,6 +1,7 @@
-// Processes that are killed while they log: what a call has confirmed is in the files of the day.
+// Processes that are killed while they log: the day's files must have every record that a call has
+// confirmed.
 //
-// PLINTH_KILLS says how many are killed, a few dozens unless it is set (scripts/kills).
+// PLINTH_KILLS is the number of kills, a few dozen unless it is set (scripts/kills).
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -24,11 +25,11 @@ namespace
 {
 
 constexpr unsigned usual_kills = 48;
-constexpr unsigned kills_in_a_round = 48; // then the files are read, and the log starts anew
+constexpr unsigned kills_in_a_round = 48; // then the files are read, and a new log begins
 constexpr size_t writers = 4;             // at a time
 constexpr unsigned most_records = 80;     // before a writer is killed
 
-// How many records each writer of a round knows to be confirmed, in memory that outlives it.
+// The number of confirmed records of each writer of a round, in memory that outlives the writer.
 using Counter = std::atomic<uint32_t>;
 static_assert(Counter::is_always_lock_free);
 
@@ -45,8 +46,8 @@ Counter* confirmed_records()
     return static_cast<Counter*>(view);
 }
 
-// Each record has a length of its own, so that a piece of one isn't taken for another; many are
-// longer than a page.
+// Records differ in length, so that a part of one isn't taken for another; many are longer than a
+// page.
 std::string record(unsigned writer, unsigned number)
 {
     std::string text = "<" + std::to_string(writer) + "." + std::to_string(number) + ">";
@@ -54,10 +55,10 @@ std::string record(unsigned writer, unsigned number)
     return text;
 }
 
-// The record behind which a writer goes on in another file, or one close to it.
+// About the number of the record that makes a writer continue in another file.
 unsigned record_of_split(unsigned writer)
 {
-    constexpr size_t limit = 2u << 20; // a file may exceed its one MiB by less than another
+    constexpr size_t limit = 2u << 20; // a file may exceed its 1 MiB by less than 1 MiB
     size_t bytes = 0;
     unsigned number = 0;
     while (bytes < limit)
@@ -70,7 +71,7 @@ unsigned record_of_split(unsigned writer)
 
 int write_until_killed(int, char** argv)
 {
-    prctl(PR_SET_PDEATHSIG, SIGKILL); // not longer than the test, however that ends
+    prctl(PR_SET_PDEATHSIG, SIGKILL); // it never outlives the test
     const auto writer = static_cast<unsigned>(std::atoi(argv[0]));
     Counter& confirmed = confirmed_records()[writer];
     CQvLogFile::SetMaxLogMessageLength(-1);
@@ -84,7 +85,7 @@ int write_until_killed(int, char** argv)
 }
 const test::ChildMain write_until_killed_main("write-until-killed", write_until_killed);
 
-// The number of a whole record and its writer; {0, 0} for a line of the library's own.
+// The number of a whole record and its writer; {0, 0} for a line of the library itself.
 struct Line
 {
     unsigned writer = 0;
@@ -106,7 +107,7 @@ using LogConcurrent = test::FreshLog;
 class Killing
 {
 public:
-    // One round with a log of its own.
+    // One round with a new log.
     void round(unsigned count)
     {
         test::set_log_setting(L"LogPerSession_4", 0);
@@ -136,7 +137,7 @@ public:
     size_t torn = 0;
 
 private:
-    // Writers come and are killed, the oldest each time, in the midst of their records.
+    // Starts writers and kills the oldest of them each time, while it writes.
     void kill_writers(unsigned count)
     {
         std::deque<std::unique_ptr<test::ChildProcess>> alive;
@@ -148,8 +149,8 @@ private:
                     "write-until-killed", std::vector{std::to_string(started)}));
             const auto writer = std::move(alive.front());
             alive.pop_front();
-            // One in four about where it splits the log, the first right after that, and one in so
-            // many while it starts.
+            // One writer in four is killed about when it splits the log, the first right after
+            // that; some are killed while they start.
             const uint32_t before_split = number == 0 ? 0 : random(5);
             const uint32_t wanted =
                 number % 4 == 0 ? record_of_split(number) + 1 - before_split : random(most_records);
@@ -166,7 +167,7 @@ private:
     }
     uint32_t random(uint32_t limit) { return static_cast<uint32_t>(m_generator()) % limit; }
 
-    // What the files of the day hold.
+    // Checks the content of the day's files.
     void read_all()
     {
         for (const std::string& name : test::log_names())
@@ -177,7 +178,7 @@ private:
             for (size_t end; (end = content.find("\r\n", start)) != std::string::npos;
                  start = end + 2)
                 take(content.substr(start, end - start));
-            torn += start < content.size(); // the last process of the file
+            torn += start < content.size(); // cut by the last kill in the file
             ++files;
         }
     }
@@ -186,7 +187,7 @@ private:
         Line line;
         if (!is_whole(text, line))
         {
-            // The beginning of a record that its writer died in, and the next one's right after it.
+            // The cut record of a killed writer, and right after it a whole one of the next writer.
             size_t at = 1;
             while (at < text.size() && !is_whole(text.substr(at), line))
                 at = std::min(text.find_first_of("<0123456789", at + 1), text.size());

@@ -1,4 +1,4 @@
-// A log in a program that closes descriptors, moves and removes files, and meets limits.
+// A log in a program that closes descriptors, moves and removes files, and reaches limits.
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -28,7 +28,7 @@ namespace
 
 using LogLife = test::FreshLog;
 
-// Numbers of this process whose file's path has this end.
+// The descriptors of this process whose file's path ends with this text.
 std::vector<int> descriptors_of(const std::string& end)
 {
     std::vector<int> numbers;
@@ -41,7 +41,8 @@ std::vector<int> descriptors_of(const std::string& end)
     return numbers;
 }
 
-// Files and sockets that the program opens, with the lowest free numbers or with one of its choice.
+// The files and sockets of a program: five files and socket pairs at the lowest free numbers, or
+// one file at a given number.
 class OwnFiles
 {
 public:
@@ -109,7 +110,7 @@ TEST_F(LogLife, GoesOnAfterTheProgramHasClosedAllDescriptors)
         close_all();
         ::setrlimit(RLIMIT_NOFILE, &lowered);
         test::start_log();
-        for (int round = 0; round < 3; ++round) // the first before the first record
+        for (int round = 0; round < 3; ++round) // the first precedes the first record
         {
             close_all();
             const OwnFiles own(limit < 20 ? 5 : -1);
@@ -147,7 +148,7 @@ TEST_F(LogLife, WhoseNumberIsTakenWhileItIsBeingOpenedLeavesTheProgramsFileAlone
     {
         SCOPED_TRACE(again);
         CQvLogFile::CloseLog();
-        if (again) // the file is known, and its number gone
+        if (again) // the log's descriptor is closed
         {
             EXPECT_EQ(QV_Log(L"before, "), QV_OK);
             close_all();
@@ -163,7 +164,7 @@ TEST_F(LogLife, WhoseNumberIsTakenWhileItIsBeingOpenedLeavesTheProgramsFileAlone
     }
 }
 
-// The stack lines need the files of modules, which stay open.
+// The files of modules, which the stack lines need, stay open.
 TEST_F(LogLife, ReportsTouchNoFileOfAProgramThatClosedAllDescriptors)
 {
     const auto report = []
@@ -172,14 +173,15 @@ TEST_F(LogLife, ReportsTouchNoFileOfAProgramThatClosedAllDescriptors)
     const std::string first = log_content();
     close_all();
     const OwnFiles own;
-    QV_UnloadLibrary(QV_LoadLibrary(L"libBrokenLocale.so.1")); // what is known is forgotten
+    QV_UnloadLibrary(QV_LoadLibrary(L"libBrokenLocale.so.1")); // drops what is known of modules
     report();
     own.expect_untouched();
     const auto named = [](const std::string& text) { return text.find("TestBody") != text.npos; };
     EXPECT_EQ(named(log_content().substr(first.size())), named(first));
 }
 
-// The look at the number comes once a second, at the first record after a fork, and before a close.
+// The log checks its descriptor once a second, at the first record after a fork, and before a
+// close.
 TEST_F(LogLife, ItsNumberInTheProgramsHandsIsNeitherWrittenNorClosed)
 {
     using Act = void (*)();
@@ -215,7 +217,7 @@ TEST_F(LogLife, ItsNumberInTheProgramsHandsIsNeitherWrittenNorClosed)
 TEST_F(LogLife, ARecordCostsOneSystemCall)
 {
     uint64_t calls = 0;
-    for (int second = 0; second < 3 && calls != 1; ++second) // if one begins between the two
+    for (int second = 0; second < 3 && calls != 1; ++second) // if one begins in between
     {
         EXPECT_EQ(QV_Log(L"looks at its file"), QV_OK);
         PlinthTestArm();
@@ -259,7 +261,7 @@ TEST_F(LogLife, AFileThatAnotherProgramBeginsInUtf16IsLeftToIt)
     EXPECT_EQ(test::current_log(), log_name(1));
     EXPECT_EQ(log_content(), "text");
 
-    // Also if this one's first bytes come late, as its session header could not be written.
+    // The same if this program's first bytes come late, as its session header could not be written.
     test::start_log();
     PlinthTestFail("write", 1, 1, ENOSPC);
     CQvLogFile::Detail();
@@ -269,7 +271,7 @@ TEST_F(LogLife, AFileThatAnotherProgramBeginsInUtf16IsLeftToIt)
     EXPECT_EQ(log_content(), "text");
 }
 
-// The first write moves some bytes and the next one none.
+// The first write moves some bytes, and the next one moves none.
 int log_on_a_full_disk(const wchar_t* text)
 {
     PlinthTestShorten("write", 1, 1, 5);
@@ -285,7 +287,7 @@ TEST_F(LogLife, OnAFullDiskTheBeginningOfARecordIsTakenBackUnlessMoreFollows)
     EXPECT_EQ(QV_Log(L"two\r\n"), QV_OK);
     EXPECT_EQ(log_content(), "one\r\ntwo\r\n");
 
-    // Another program has the gate meanwhile, and appends.
+    // Another program holds the gate meanwhile, and appends.
     const std::string path = test::log_folder() + "/" + test::current_log();
     const auto size = fs::file_size(path);
     const test::OpenedFile other(CQvLogFile::GetLogFilename(), QV_OPEN_READ | QV_OPEN_WRITE);
@@ -316,8 +318,8 @@ TEST_F(LogLife, ALimitOfTheFilesSizeIsADiskThatIsFull)
     EXPECT_EQ(log_content(), "fits\r\nfits again\r\n");
 }
 
-// The argument names closed standard streams and "x" for an ignored SIGXFSZ. The exit code tells
-// what is wrong, 0 for nothing.
+// The argument has the numbers of closed standard streams and "x" for an ignored SIGXFSZ. The exit
+// code is 0 or shows what is wrong.
 int start_poor(int, char** arguments)
 {
     const std::string poor = arguments[0];
@@ -367,7 +369,7 @@ int speak_into_broken_pipe(int, char**)
     sigset_t pending;
     ::sigpending(&pending);
     test::say(::sigismember(&pending, SIGPIPE) ? "pending" : "alive");
-    return ::write(STDERR_FILENO, "x", 1) < 0 ? 2 : 3; // the program's own write ends it as ever
+    return ::write(STDERR_FILENO, "x", 1) < 0 ? 2 : 3; // the program's own write raises it
 }
 const test::ChildMain speak_main("speak-into-broken-pipe", speak_into_broken_pipe);
 
@@ -378,9 +380,9 @@ TEST_F(LogLife, ABrokenPipeAtStandardErrorEndsNoProgramThatTraces)
     EXPECT_EQ(child.wait(), 128 + SIGPIPE);
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // larger frames
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // sanitizers have larger frames
 
-// The bytes that an act uses of a thread's stack.
+// The bytes of a thread's stack that a function uses.
 size_t stack_of(void (*act)())
 {
     constexpr size_t size = 256 * 1024;
@@ -424,7 +426,7 @@ TEST_F(LogLife, WithoutMemoryForTheCopyAMessageThatSplitTheLogIsLostWithoutAnErr
     constexpr unsigned many = 1'000'000;
     const test::Wide text(std::string(5'000, 'x'));
     const test::Wide filling(std::string(2u << 20, 'y'));
-    unsigned last = many; // the allocation for the copy comes after those for the split
+    unsigned last = many; // the copy is allocated after the split's memory
     for (int round = 0; round < 2; ++round)
     {
         test::start_log();

@@ -34,7 +34,7 @@ TEST_F(LogWriting, RefusesWhatItCannotWrite)
 
 TEST_F(LogWriting, CutsAMessageAtItsLimitAndAddsNothing)
 {
-    using Logged = std::pair<int, size_t>; // a status, and how much is in the log
+    using Logged = std::pair<int, size_t>; // a status, and the size of the log
     const auto logged = [](int limit, size_t length)
     {
         test::start_log();
@@ -65,8 +65,8 @@ TEST_F(LogNames, TheFileFollowsFromTheDaysFilesAndTheSetting)
                                                "x";
     const struct
     {
-        std::vector<std::string> names; // of the files that the day has
-        std::string content;            // theirs
+        std::vector<std::string> names; // of the files of the day
+        std::string content;            // of each of them
         bool per_session;
         unsigned chosen;
     } rows[] = {{{}, old, false, 0},
@@ -77,8 +77,8 @@ TEST_F(LogNames, TheFileFollowsFromTheDaysFilesAndTheSetting)
                 {{log_name(0), log_name(3), log_name(7)}, old, true, 8},
                 {{log_name(0), log_name(9999)}, old, true, 0},
                 {{log_name(0).insert(16, "_x")}, old, true, 1}, // without a number
-                {{log_name(4)}, utf16, false, 5},               // the other form stays as it is
-                {{log_name(4)}, "\xff", false, 4}};             // one byte is no mark
+                {{log_name(4)}, utf16, false, 5},               // the other form is left alone
+                {{log_name(4)}, "\xff", false, 4}};             // one byte is not a mark
     for (const auto& [names, content, per_session, chosen] : rows)
     {
         SCOPED_TRACE((per_session ? "new " : "append ") + std::to_string(chosen) + content);
@@ -95,7 +95,7 @@ TEST_F(LogNames, TheFileFollowsFromTheDaysFilesAndTheSetting)
     }
 }
 
-// A split makes the next file first; per session the new instance takes one more.
+// A split makes the next file; per session the new instance then takes another one.
 TEST_F(LogNames, ARunningLogGoesOnInANewFileWhenItHasGrown)
 {
     for (const bool per_session : {false, true})
@@ -103,7 +103,7 @@ TEST_F(LogNames, ARunningLogGoesOnInANewFileWhenItHasGrown)
         test::set_log_setting(L"LogPerSession_4", per_session);
         test::start_log();
         EXPECT_EQ(CQvLogFile::SetProperties(1, 10), QV_OK);
-        // The test is for whole MiB above the limit: 2 MiB must have been written.
+        // Only whole MiB count: with a limit of 1 MiB the log is split after 2 MiB.
         for (int i = 0; i < 4; ++i)
             EXPECT_EQ(QV_Log(Wide(512 * 1024, L'x')), QV_OK);
         EXPECT_EQ(test::current_log(), log_name(0));

@@ -5,7 +5,7 @@
 #include <plinth_platform.h>
 #include <plinth_w32_system.h>
 
-// The sum keeps the call from becoming a jump, which would leave no frame.
+// The sum prevents the call from becoming a jump, which would have no frame.
 extern "C" __attribute__((noinline)) int probe_assert(unsigned options)
 {
     return DiagAssertA(options, "caller", nullptr, __FILE__, __LINE__) + static_cast<int>(options);

@@ -1,6 +1,6 @@
-// Where reports go beside the log, what the user can answer, failures on the way, and reports while
-// the lock of the stack lines is held for long, or for ever: by a thread that is terminated over
-// them.
+// The destinations of reports beside the log, the user's answers, failures on the way, and reports
+// while another thread holds the lock of the stack lines, for long or for ever (it was terminated
+// meanwhile).
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -63,7 +63,7 @@ struct SayAtTheEnd
     bool m_armed = false;
 } g_at_the_end;
 
-// On so many threads, 0: on the main thread.
+// Asserts on that many threads; 0: on the main thread.
 int assert_and_end(int, char** argv)
 {
     g_at_the_end.m_armed = true;
@@ -151,14 +151,14 @@ TEST_F(Assertion, WithoutAPathOfTheProgramGoesOn)
 
 // ---- the lock of the stack lines
 
-std::atomic<bool> g_hold{false}; // the next report
-std::atomic<bool> g_held{false}; // until it is let go
+std::atomic<bool> g_hold{false}; // holds the next report
+std::atomic<bool> g_held{false}; // is holding it, until set to false
 thread_local bool t_flies = false;
 thread_local int t_sleeps = 0;
 
 } // namespace
 
-// Part of each report; of one with stack lines, under the lock.
+// Each report calls this; one with stack lines calls it under the lock.
 TEST_INSTEAD DWORD GetModuleFileNameA(HMODULE module, LPSTR path, DWORD size)
 {
     if (g_hold.exchange(false))
@@ -183,7 +183,7 @@ namespace
 
 constexpr unsigned with_lines = QV_DIAG_LOGFILE | QV_DIAG_STACKTRACE;
 
-// A thread that has the lock for its stack lines, until the scope ends.
+// A thread that holds the lock of the stack lines until the end of the scope.
 struct Holder
 {
     Holder()
@@ -200,7 +200,7 @@ struct Holder
     std::jthread m_thread;
 };
 
-// Makes a whole report, and tells whether it waited and whether it has stack lines.
+// Makes a whole report, and returns whether it waited and whether it has stack lines.
 std::string report(unsigned options)
 {
     test::start_log();
@@ -230,7 +230,7 @@ TEST_F(Assertion, WaitsForTheLockOfTheStackLinesOnceUntilItIsFreeAgain)
 
 // ---- the stack lines
 
-// A stack of so many frames, with the assertion at its end.
+// Asserts below that many frames.
 __attribute__((noinline)) int assert_below(int frames)
 {
     const int result =
@@ -248,7 +248,7 @@ std::string report_below(int frames)
 
 using StackLines = test::FreshLog;
 
-// As the library is built here, and optimised.
+// In the library as it is built here, and in the optimised one.
 TEST_F(StackLines, BeginWithTheCallerOfTheAssertion)
 {
     const std::pair<std::string, const char*> rows[] = {

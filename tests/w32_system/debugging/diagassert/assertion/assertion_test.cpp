@@ -28,7 +28,7 @@ TEST_F(AssertionReport, NamesProgramPlaceConditionMessageAndLastError)
         << log_content();
     SetLastError(0x2FFFFFFF);
     DiagAssertA(0, "x", nullptr, "f", 1);
-    // What stands there without a text for the error is the system's.
+    // If the error has no text, the text of the system is used.
     EXPECT_NE(log_content().find("Expression : x\r\nLast Error (0x2FFFFFFF) : "),
               std::string::npos);
     DiagAssertA(0, "x", nullptr, std::string(10'000, 'f').c_str(), 1);
@@ -87,7 +87,7 @@ template <int thread> [[gnu::noinline]] int assert_from(unsigned options)
 constexpr int (*callers[threads])(unsigned) = {assert_from<0>, assert_from<1>, assert_from<2>,
                                                assert_from<3>};
 
-// All threads begin their first report, with which the symbol engine starts, at once.
+// All threads begin their first report at the same time; the first report starts the symbol engine.
 void assert_on_all(unsigned options)
 {
     std::barrier start(threads);
@@ -102,7 +102,7 @@ void assert_on_all(unsigned options)
             });
 }
 
-// The thread that a report is of, or -1 if it isn't whole and of one piece.
+// The thread that made a report, or -1 if the report isn't whole and of one thread.
 int thread_of(const std::string& report, bool stack)
 {
     for (int thread = 0; thread < threads; ++thread)
@@ -148,7 +148,7 @@ TEST_F(ConcurrentAssertions, GiveWholeReports)
     expect_whole_reports(false);
 }
 
-#ifndef _WIN32 // there the debug information of this compiler isn't understood
+#ifndef _WIN32 // Windows doesn't understand this compiler's debug information
 
 TEST_F(ConcurrentAssertions, GiveWholeReportsWithTheirOwnStackLines)
 {

@@ -1,8 +1,8 @@
-// A record allocates nothing after the first one and formats outside of the lock, and the
-// measurement of a block's time, by a tick that the test holds.
+// A record allocates nothing after the first one and is formatted outside of the lock; and the
+// measured time of a block, by a tick that the test sets.
 //
-// The counter of allocations replaces the C library's allocator for this program, so it sees the
-// libraries' allocations too.
+// The counting allocator replaces the C library's in this program, so it also counts the libraries'
+// allocations.
 #include <algorithm>
 #include <atomic>
 #include <climits>
@@ -70,7 +70,8 @@ TEST(TraceAllocations, NoneAfterTheFirstRecordWithAListenerOrWithout)
     EXPECT_TRUE(test::comes_true([=] { return s_arrived >= before + 200; })) << "two of each round";
 }
 
-// How much of a large stack it touches is looked at afterwards, so that too much ends no process.
+// The stack is larger than tested, so that using too much fails the test and doesn't end the
+// process.
 TEST(TraceStack, ARecordHasRoomInTheSmallestThread)
 {
     std::vector<unsigned char> stack(256 * 1024, 0xA5);
@@ -151,7 +152,7 @@ using ExecutionTime = test::FreshLog;
 
 TEST_F(ExecutionTime, CopiesAndNamesBeyondTheLimitMakeNoRecord)
 {
-    PlinthTestSetTick(0xFFFF'FC18); // the tick wraps within the block
+    PlinthTestSetTick(0xFFFF'FC18); // the tick wraps inside the block
     {
         const CQvTraceExecutionTime first(L"100%s", 0);
         CQvTraceExecutionTime copy(first);

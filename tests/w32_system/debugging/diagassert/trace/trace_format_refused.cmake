@@ -1,5 +1,5 @@
-# Compiles calls of PLINTH_TRACE whose formats don't fit, and looks for the reason in what the
-# compiler says: cmake -D COMPILE="COMPILER FLAGS..." -D FOLDER=... -P trace_format_refused.cmake
+# Compiles calls of PLINTH_TRACE whose formats don't fit, and looks for the reason in the compiler's
+# messages: cmake -D COMPILE="COMPILER FLAGS..." -D FOLDER=... -P trace_format_refused.cmake
 set(rows
   [=[L"%d %s", 1, L"x"              | ]=]
   [=[L"%s", "narrow"                | NeedsWideText]=]

@@ -1,4 +1,4 @@
-// Trace records: their text and tags, and where they go.
+// Trace records: their text, tags and destinations.
 #include <algorithm>
 #include <regex>
 #include <sstream>
@@ -11,11 +11,11 @@ using test::Wide;
 namespace
 {
 
-// Records go to the log, with no limit, and are read back from there without their stamps.
+// Records are written to the log, without a limit, and read back from it without their stamps.
 class Trace : public test::FreshLog
 {
 protected:
-    // What the records since the last call came to.
+    // The text of the records since the last call.
     std::string taken()
     {
         static const std::regex stamp(test::stamp_pattern);
@@ -24,7 +24,7 @@ protected:
         m_seen = all.size();
         return std::regex_replace(fresh, stamp, "");
     }
-    // One record's.
+    // The text of one record.
     template <class... Arguments> std::string record(const wchar_t* format, Arguments... arguments)
     {
         DiagOutputExW(format, arguments...);
@@ -46,7 +46,8 @@ TEST_F(Trace, TagsAreReplacedAfterFormattingAndExactly)
     EXPECT_TRUE(std::regex_match(record(L"|appnm|"),
                                  std::regex("w32_system_debugging_tests(\\.exe)?\r\n")));
     EXPECT_EQ(record(L"ended\r\n") + record(L"half\n"), "ended\r\nhalf\n\r\n");
-    // At every place of a tag in what is looked at together, and where a text's own buffer changes.
+    // Before the tag: every position within a block that is searched at once, and lengths around
+    // the size of the text's own buffer.
     for (const size_t before : {0u, 1u, 7u, 8u, 15u, 16u, 17u, 2039u, 2040u, 2041u, 2042u, 20'000u})
         EXPECT_EQ(record(L"%s|thrid|%c|y", Wide(before, L'x').c_str(), before % 2 ? L'z' : L'\0'),
                   std::string(before, 'x') + thread + (before % 2 ? "z|y\r\n" : "\r\n"))
@@ -110,7 +111,8 @@ TEST_F(Trace, WhatDoesNotFitIsCutWithAMark)
         EXPECT_EQ(text.size(), longest) << more;
         EXPECT_TRUE(text.ends_with(more == 0 ? "xx\r\n" : "x...\r\n")) << more;
     }
-    // Expansions that begin near the limit: a long source file after much text, at every distance.
+    // Expansions that begin near the limit: a long source file after much text, at several
+    // distances.
     DiagOutputExW_hlp(std::string(1023, 'f').c_str(), 1);
     for (const size_t before : {32'000u, 32'700u, 32'730u, 32'737u, 32'738u, 32'760u})
     {
@@ -123,7 +125,7 @@ TEST_F(Trace, WhatDoesNotFitIsCutWithAMark)
 
 TEST_F(Trace, TheLastErrorSurvivesEveryFunctionOfTheFamily)
 {
-    CQvLogFile::CloseLog(); // so that a file has to be opened on the way
+    CQvLogFile::CloseLog(); // so that the calls have to open a file
     SetLastError(4711);
     void (*const calls[])() = {[] { DiagOutputExW_hlp("file", 1); },
                                [] { DiagOutputExW(L"x |srcid| |appnm|"); },
