@@ -46,7 +46,7 @@ std::string head_field(std::string_view text, size_t most)
     return out.empty() ? "-" : out;
 }
 
-// Escapes what would end a value: quotation marks and brackets.
+// Escapes quotation marks and brackets, which would end the value, and backslashes.
 void append_parameter(std::string& out, const char* name, std::string_view value)
 {
     ((out += ' ') += name) += "=\"";
