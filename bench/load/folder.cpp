@@ -122,8 +122,7 @@ void empty(const std::string& folder, const std::string& beginning)
 
 void open_log()
 {
-    require(CQvLogFile::IsPerSession(), "no log"); // opens the log, as any function that needs it
-                                                   // does
+    require(CQvLogFile::IsPerSession(), "no log"); // any function that needs the log opens it
 }
 
 double time_of_opening()

@@ -18,8 +18,7 @@ namespace
 constexpr int priority = 14;      // user-level message, informational
 constexpr int loss_priority = 12; // the same, warning
 
-constexpr const char* element = "plinth@32473"; // the number for examples: the project has no
-                                                // number of its own
+constexpr const char* element = "plinth@32473"; // the number for examples: we have none of our own
 
 constexpr char del = '\x7f';
 

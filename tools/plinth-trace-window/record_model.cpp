@@ -19,8 +19,7 @@ using namespace std::chrono_literals;
 
 constexpr size_t row_bytes = 8; // that the table's row header takes for each row
 
-constexpr auto first_page_time = 15ms; // for the rows that are shown at once after a filter has
-                                       // changed
+constexpr auto first_page_time = 15ms; // for the first rows after a filter has changed
 
 constexpr trace::Column meta_columns[] = {trace::Column::number, trace::Column::time,
                                           trace::Column::delta, trace::Column::process,

@@ -13,7 +13,7 @@ namespace trace
 {
 
 // Whether standard input and output are a terminal that can show it. If only the kind of the
-// terminal prevents it, standard error says so.
+// terminal prevents it, a message on standard error reports it.
 bool can_have_full_screen();
 
 // Takes the option that names the user's own views.

@@ -23,14 +23,12 @@ WantedProcess wanted_process(const std::string& text);
 
 struct Filter
 {
-    std::vector<Pattern> match{};                    // each must be in the text
-    std::vector<Pattern> include{};                  // one of them must be, if there are any
-    std::vector<Pattern> exclude{};                  // none of them may be
-    WindowIds windows{};                             // the record must have one of them, if there
-                                                     // are any
-    std::vector<WantedProcess> processes{};          // the writer must be one of them, if there are
-                                                     // any
-    std::vector<WantedProcess> excluded_processes{}; // the writer must be none of them
+    std::vector<Pattern> match{};           // each must be in the text
+    std::vector<Pattern> include{};         // one of them must be, if there are any
+    std::vector<Pattern> exclude{};         // none of them may be
+    WindowIds windows{};                    // its window must be one of them, if there are any
+    std::vector<WantedProcess> processes{}; // its writer must be one, if there are any
+    std::vector<WantedProcess> excluded_processes{}; // its writer must be none of them
 
     // A loss always passes. A pattern that gives up has no effect: the record is then shown.
     bool passes(const RecordView& record) const;

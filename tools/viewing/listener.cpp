@@ -25,7 +25,7 @@ constexpr DWORD wait_slice = 100; // ms
 // is filled in this time.
 constexpr auto ring_interval = 20ms;
 
-// How often a follower checks whether the holder gives signs, and if not, whether the channel is
+// How often a follower checks whether the holder still runs, and if not, whether the channel is
 // free: another viewer takes it over within a second.
 constexpr auto channel_interval = 200ms;
 
@@ -116,7 +116,7 @@ void Listener::run()
         read_rest_of_ring(); // what was there before the end was requested
 }
 
-// While the holder gives signs, the channel is not checked: a check opens its first event, and for
+// While the holder shows signs, the channel is not checked: a check opens its first event, and for
 // a moment the channel could not become free.
 void Listener::follow_up()
 {

@@ -14,8 +14,7 @@ struct LogBounds
 {
     std::optional<Time> since{};    // no records before this
     std::optional<Time> until{};    // none after this
-    std::optional<uint64_t> tail{}; // at first only this number, the last ones of all files
-                                    // together
+    std::optional<uint64_t> tail{}; // at first only the last ones, of all files together
     bool follows = true;            // continue with what is written later
 };
 

@@ -26,11 +26,9 @@ struct Record
     int32_t window = no_window;                // see window_of
     std::shared_ptr<const std::string> name{}; // the writer's; null if unknown
     std::string text{};                        // UTF-8, without the line end after it
-    uint64_t lost = 0;         // above 0: the number of missing records here; the text has the
-                               // reason
-    bool is_uncounted = false; // their number is unknown, and lost is 1
-    Time since = unknown_time; // for a loss of unknown number: it happened between this and its
-                               // time
+    uint64_t lost = 0;                         // above 0: number missing here; text has the reason
+    bool is_uncounted = false;                 // their number is unknown, and lost is 1
+    Time since = unknown_time; // if their number is unknown: lost between this and time
 
     bool is_loss() const { return lost > 0; }
 };
@@ -60,7 +58,7 @@ struct RecordView
     bool is_loss() const { return lost > 0; }
 };
 
-// A record that stands for missing ones.
+// A record in place of missing ones.
 Record loss_of(uint64_t count, std::string why);
 // The same if their number is unknown: each such place counts as one.
 Record uncounted_loss(std::string why);

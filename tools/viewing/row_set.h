@@ -1,4 +1,4 @@
-// A set of record numbers that are rows: a bit for each number, with counts for blocks of numbers,
+// A set of record numbers that are rows: a bit for each number, with counts by the thousand,
 // so that the number of a row and the row of a number are found quickly.
 //
 // Numbers come in any order. A part without rows takes no memory for bits.

@@ -74,8 +74,7 @@ private:
     std::deque<Part> m_parts;
     mutable size_t m_last_part = 0;     // last one that was used, often the next one too
     size_t m_part_bytes = 0;            // of all parts
-    std::optional<RecordBlock> m_spare; // the oldest removed part, reused: its pages are already
-                                        // resident
+    std::optional<RecordBlock> m_spare; // the oldest removed part: its pages are resident
     mutable MemoryUse m_use;
     uint64_t m_first = 0;
     uint64_t m_end = 0;

@@ -35,8 +35,7 @@ public:
     struct Second
     {
         uint32_t all = 0;                  // records
-        std::vector<uint32_t> by_colour{}; // of these, by the number of the first highlight; may be
-                                           // shorter than the list of colours
+        std::vector<uint32_t> by_colour{}; // by the first highlight; may lack the last colours
         uint64_t lost = 0;                 // missing records in it
     };
     // The seconds in their order. The last one is that of the newest record.

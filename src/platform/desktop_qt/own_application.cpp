@@ -119,8 +119,7 @@ void registerStop()
     __cxa_atexit(
         [](void*)
         {
-            if (own().id != std::this_thread::get_id()) // on this thread __cxa_finalize only takes
-                                                        // it back
+            if (own().id != std::this_thread::get_id()) // on this thread it was only taken back
                 stop();
         },
         nullptr, &key);

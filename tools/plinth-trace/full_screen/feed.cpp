@@ -16,8 +16,7 @@ Feed::Feed(const ViewOptions& options, std::unique_ptr<Source> source)
 
 bool Feed::collect(std::chrono::milliseconds wait, Clock::duration longest)
 {
-    constexpr uint64_t look_at_clock = 64; // records; asking for each would cost as much as the
-                                           // record
+    constexpr uint64_t look_at_clock = 64; // records; asking at each would double the cost
     RecordView record;
     uint64_t collected = 0;
     Clock::time_point end{};

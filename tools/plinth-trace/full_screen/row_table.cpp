@@ -8,8 +8,7 @@ namespace trace::full_screen
 namespace
 {
 
-constexpr size_t most_columns = 40; // width of a column except the last; longer texts shift what
-                                    // follows
+constexpr size_t most_columns = 40; // of any column but the last; longer texts shift the rest
 constexpr size_t gap = 2;           // between columns
 
 // The style, reversed if the text is selected.

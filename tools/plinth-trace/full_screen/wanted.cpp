@@ -118,8 +118,7 @@ std::vector<Column> columns_of(const ViewSettings& settings)
         if (const std::optional<Column> column = column_of(name))
             add(*column);
         else if (!name.empty() && name.find_first_not_of("0123456789") == std::string::npos)
-            add(Column::text); // a field's number, used by the window; here all fields are one
-                               // column
+            add(Column::text); // the window's number of a field; here one column has all
     if (columns.empty())
         columns.assign(std::begin(usual_columns), std::end(usual_columns));
     return columns;

@@ -13,8 +13,7 @@ namespace
 {
 
 constexpr std::chrono::seconds most_silence{2};         // of a writer that runs
-constexpr std::chrono::milliseconds several_beats{300}; // within this time a damaged word is
-                                                        // repaired
+constexpr std::chrono::milliseconds several_beats{300}; // a damaged word is repaired by then
 
 // The limit for remembered ids and names from the ring.
 constexpr size_t most_names = 2048;

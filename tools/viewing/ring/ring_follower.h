@@ -63,8 +63,7 @@ private:
     std::unique_ptr<RingReader> m_reader;
     std::deque<Record> m_waiting;
     RingCursor m_last;          // the reader's last valid place
-    uint64_t m_known_epoch = 0; // the ring's epoch when this viewer started, then the one that it
-                                // followed
+    uint64_t m_known_epoch = 0; // the ring's at the start, then the one followed
     uint64_t m_other_epoch = 0; // a different epoch that was seen since
     Clock::time_point m_other_seen{};
     uint64_t m_taken = 0;

@@ -24,7 +24,7 @@ public:
 
     void put(const Record& record);
     void put_unheard(uint64_t count);
-    // Gives a sign that this process runs, if one is due.
+    // Signals to readers that this process runs, if a sign is due.
     void beat(Time now);
     void end();
 

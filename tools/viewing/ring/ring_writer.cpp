@@ -41,8 +41,7 @@ RingWriter::RingWriter(const RingView& ring, uint64_t epoch)
     : m_ring(ring), m_cursor{.epoch = epoch}, m_reserved(0)
 {
     RingHeader& header = *ring.header;
-    header.epoch.store(0, release); // so that no reader takes what follows for part of the old
-                                    // epoch
+    header.epoch.store(0, release); // readers must not take what follows for the old epoch
     m_segments.fill({no_segment, 0});
     publish_tables();
     header.reserved.store(0, release);
