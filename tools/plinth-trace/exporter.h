@@ -1,5 +1,5 @@
-// plinth-trace export at work: writes records from the input files to the output, and how far the
-// files have come to the cursor.
+// plinth-trace export at work: writes records from the input files to the output, and keeps in the
+// cursor how far the files have come.
 //
 // The reader of a pipe may not have kept yet what was written to the pipe. So with a pipe the
 // cursor lags by more bytes than a pipe and its reader hold, until the input has ended: if the

@@ -1,5 +1,4 @@
-// Whether a viewer has the debug string channel or follows another program, and the texts that tell
-// its user.
+// How a viewer has access to the debug string channel, and the texts about that for its user.
 #pragma once
 
 #include <mutex>

@@ -67,7 +67,7 @@ public:
     // unknown_time. Leaves the reader at the start. Fails if the file can't be read.
     Time last_time(const Moment& now);
 
-    // About the record that take has returned last: where it begins, and the progress after it.
+    // Of the record that take has returned last: where it begins, and the progress after it.
     uint64_t taken_offset() const { return m_taken_offset; }
     const LogProgress& progress() const { return m_progress; }
     // The file's mark; known once a record was taken.
