@@ -12,7 +12,7 @@ namespace
 
 bool stays(char32_t c)
 {
-    const bool is_half = c >= 0xD800 && c <= 0xDFFF; // a half without the other half
+    const bool is_half = c >= 0xD800 && c <= 0xDFFF; // an unpaired surrogate
     return c == U'\t' || c == U'\n' || c == U'\r' || (!is_half && !platform::is_treacherous(c));
 }
 
