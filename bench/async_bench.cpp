@@ -1,8 +1,8 @@
-// A copy of 64 MiB with a callback, beside a loop of read(2) and write(2) over the same file, and
-// one that also asks for its size at each block, as the callback is told it.
+// A copy of 64 MiB with a callback, against a loop of read(2) and write(2) over the same file, and
+// against a loop that also asks for the file's size at each block, since the callback reports it.
 //
-// Each iteration makes its target anew, which neither side is timed for: a file that is written
-// over and one that grows cost the kernel different things.
+// Each iteration makes its target again, outside the measured time: overwriting a file and
+// extending one have different costs in the kernel.
 #include <chrono>
 #include <semaphore>
 #include <stdexcept>
@@ -47,7 +47,7 @@ const std::string& source()
     return made;
 }
 
-// Times the copies themselves.
+// Measures only the copies.
 template <class Copy> void copies(benchmark::State& state, const char* name, Copy copy)
 {
     const std::string target = path_of(name);
@@ -89,7 +89,7 @@ void qv_copy(benchmark::State& state)
                                &progress) != QV_OK)
                    return false;
                progress.ended.acquire();
-               QV_CancelAsyncIO(nullptr); // until the files are closed, as the other side does
+               QV_CancelAsyncIO(nullptr); // waits until the files are closed, as in the other loop
                return progress.status == QV_OK && progress.copied == blocks * block;
            });
 }

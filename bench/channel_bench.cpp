@@ -1,5 +1,5 @@
 // Trace records to a capture in another process, from this process and from one and several others
-// at once, beside a futex ping-pong between two processes; and to viewers that share the channel.
+// at once, against a futex ping-pong between two processes; and to viewers that share the channel.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -48,7 +48,7 @@ void to_capture(benchmark::State& state)
 }
 BENCHMARK(to_capture)->Name("channel/record");
 
-// The programs that listen: one capture, or so many viewers, of which the first has the channel.
+// The programs that listen: one capture, or this many viewers, of which the first has the channel.
 std::vector<std::unique_ptr<Child>> listeners(const SharedPage& page, int64_t viewers)
 {
     std::vector<std::unique_ptr<Child>> children;
@@ -67,13 +67,13 @@ bool all_ready(const std::vector<std::unique_ptr<Child>>& children)
                        [](const std::unique_ptr<Child>& child) { return child->ready(); });
 }
 
-// How long so many processes take, all writing at once, for each of their texts.
+// The time that this many processes, all writing at once, take for each of their texts.
 void from_writers(benchmark::State& state)
 {
     const auto count = static_cast<uint32_t>(state.range(0));
     const SharedPage page("writers");
     SharedWords* const words = page.words();
-    // The writers first: what the library says as it loads isn't to be counted.
+    // Writers start first, so that what the library writes while it is loaded isn't counted.
     std::vector<std::unique_ptr<Child>> writers;
     for (uint32_t i = 0; words && i < count; ++i)
         writers.push_back(std::make_unique<Child>(
@@ -95,7 +95,7 @@ void from_writers(benchmark::State& state)
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
         seconds += took.count();
         state.SetIterationTime(took.count());
-        // The callback comes behind the channel, and must have had every text.
+        // The callback runs after the channel was freed, and must have received every text.
         expected += count * bench::texts_of_a_round;
         for (int i = 0; words->received != expected && i < 5'000; ++i)
             usleep(1'000);
@@ -159,7 +159,7 @@ int bench::capture_child(const char* shared)
     if (!g_words)
         return 1;
     const CQvDebugOutputCapture capture(count_text);
-    // The listener is there once a text of this very process has come through.
+    // The listener is ready once it has received a text of this very process.
     while (g_words->received == 0)
     {
         OutputDebugStringA("ready?");
@@ -179,7 +179,8 @@ int bench::viewer_child(const char* shared, bool counts)
     trace::Listener listener;
     say_ready();
     trace::Record record;
-    for (;;) // and not what the library of a later viewer says as it loads
+    for (;;) // counts only these texts, not those that the library of a later viewer writes while
+             // it is loaded
         if (listener.next(record, 1'000) && counts &&
             record.text.find("opened document") != std::string::npos)
             ++words->received;

@@ -37,7 +37,7 @@ void report_p99(benchmark::State& state, std::vector<double>& over)
     state.counters["ns"] = over[over.size() * 99 / 100];
 }
 
-// How far a sleep in the spin mode overshoots, at the 99th percentile, in nanoseconds.
+// By how much a sleep in the spin mode is too long, at the 99th percentile, in nanoseconds.
 void spin_overshoot(benchmark::State& state)
 {
     std::vector<double> over;
@@ -51,7 +51,7 @@ void spin_overshoot(benchmark::State& state)
 }
 BENCHMARK(spin_overshoot)->Name("clock/QV_Sleep/p99")->Iterations(spins);
 
-// What the machine takes from a loop that does nothing but look at the clock.
+// The delay that the machine adds to a loop that only reads the clock.
 void bare_overshoot(benchmark::State& state)
 {
     const auto now_ns = []

@@ -1,4 +1,4 @@
-// Transfers of 4 KiB and opening, beside the bare system calls.
+// Transfers of 4 KiB and opening, against the bare system calls.
 #include <string>
 
 #include <fcntl.h>
@@ -16,7 +16,7 @@ namespace
 using bench::WidePath;
 
 constexpr size_t block = 4096;
-constexpr int64_t blocks = 256; // a file of 1 MiB, read and written over and over
+constexpr int64_t blocks = 256; // a file of 1 MiB, read and written again and again
 
 std::string made_file(const char* name)
 {

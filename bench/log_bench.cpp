@@ -1,4 +1,4 @@
-// Writing to the log, beside the bare system call.
+// Writing to the log, against the bare system call.
 #include <string>
 
 #include <fcntl.h>

@@ -15,7 +15,7 @@
 namespace
 {
 
-// Collects the runs of each benchmark; the table wants the medians.
+// Collects the runs of each benchmark; the table shows the medians.
 class MedianReporter : public benchmark::BenchmarkReporter
 {
 public:
@@ -55,7 +55,7 @@ private:
     std::map<std::string, std::vector<double>> m_values;
 };
 
-// Rows without a budget are shown for what they are.
+// Rows without a budget are shown without a verdict.
 const char* verdict(double value, double budget)
 {
     if (budget == 0)
@@ -106,8 +106,8 @@ bool has_filter(int argc, char** argv)
                        { return std::strncmp(word, "--benchmark_filter", 18) == 0; });
 }
 
-// One subject after the other, the benchmarks of each in turns: what a subject leaves behind, such
-// as a thread or a listener that was killed, stays out of the others' turns.
+// Runs one subject after the other, the benchmarks of each subject in turns: what a subject leaves,
+// such as a thread or a killed listener, doesn't affect the turns of the others.
 void run_each_subject(MedianReporter& reporter)
 {
     std::vector<std::string> done;
@@ -143,7 +143,7 @@ int main(int argc, char** argv)
                              "(scripts/bench does)\n");
         return 2;
     }
-    // In turns and several times, unless the caller says otherwise.
+    // In turns and several times, unless the caller decides otherwise.
     std::vector<char*> arguments(argv, argv + argc);
     char repetitions[] = "--benchmark_repetitions=15";
     char interleaving[] = "--benchmark_enable_random_interleaving=true";

@@ -1,4 +1,4 @@
-// Sections and resources of module files, beside the bare system calls that move the same bytes.
+// Sections and resources of module files, against the bare system calls that move the same bytes.
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -23,7 +23,7 @@ template <class Number> void put(std::string& file, size_t offset, Number number
     std::memcpy(file.data() + offset, &number, sizeof number);
 }
 
-// A 64-bit module with one section ".data" of so many bytes, as far as it matters here.
+// A 64-bit module with one section ".data" of this many bytes, as far as needed here.
 std::string made_module(const char* name, uint32_t size)
 {
     std::string file(data_offset + size, 'x');
@@ -68,7 +68,7 @@ void qv_get_data_seg(benchmark::State& state)
     }
 }
 
-// What gives the caller the same: a block of its own with the bytes of a file that is named.
+// The same result by system calls: a block of its own with the bytes of a named file.
 void pread_section(benchmark::State& state)
 {
     const std::string path = made_module("section-peer.dll", section_size);
@@ -100,7 +100,7 @@ void add_resource(benchmark::State& state)
     }
 }
 
-// A copy in the same way: by read and write, made safe on the disk, renamed.
+// A copy in the same way: read and write, flushed to the disk, renamed.
 void copy_module(benchmark::State& state)
 {
     const std::string path = made_module("large-peer.dll", module_size);

@@ -36,7 +36,7 @@ void bare_text(benchmark::State& state)
 }
 BENCHMARK(bare_text)->Name("number/snprintf");
 
-// In the user's form: what the locale costs on top, without a budget.
+// In the user's form: the extra cost of the locale, without a budget.
 void qv_text_in_locale(benchmark::State& state)
 {
     wchar_t text[64];

@@ -1,4 +1,4 @@
-// Where the files of a run are, and their names as the library takes them.
+// Where the files of a run are, and their names in the library's form.
 #pragma once
 
 #include <cstdlib>
@@ -7,7 +7,8 @@
 namespace bench
 {
 
-// Files of the run, removed by whoever set PLINTH_ROOT. Native path, no separator at the end.
+// Folder for the files of the run; the program that set PLINTH_ROOT removes it. Native path, no
+// separator at the end.
 inline std::string folder()
 {
     return std::getenv("PLINTH_ROOT");

@@ -1,4 +1,4 @@
-// The thread pool: handing a call over to a thread that waits, and to a new one.
+// The thread pool: passing a call to a waiting thread, and to a new one.
 #include <chrono>
 #include <filesystem>
 #include <semaphore>
@@ -21,7 +21,7 @@ void* nothing(void*)
     return nullptr;
 }
 
-// Three calls that overlap leave three threads that wait.
+// After three calls at once, three threads wait.
 void fill(CThreadPool* pool)
 {
     struct Gate
@@ -53,7 +53,7 @@ void hand_over(benchmark::State& state)
 }
 BENCHMARK(hand_over)->Name("pool/hand-over")->UseRealTime();
 
-// One thread that waits on a condition for a word, and acknowledges it by a semaphore.
+// One thread that waits on a condition for a value, and acknowledges it by a semaphore.
 struct PingPong
 {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
@@ -105,8 +105,9 @@ void ping_pong(benchmark::State& state)
 }
 BENCHMARK(ping_pong)->Name("pool/ping-pong")->UseRealTime();
 
-// Waits for the threads that a round has started to be gone from the system too: the next one's
-// start would contend with them for the address space. Threads of other benchmarks may stay.
+// Waits until the threads that a round has started have also left the system: otherwise starting
+// the next thread would contend with them for the address space. Threads of other benchmarks may
+// stay.
 class Quiet
 {
 public:
@@ -129,7 +130,7 @@ private:
     std::ptrdiff_t m_usual = threads();
 };
 
-// A pool is made and ended for each call, outside the measurement, so that it is empty.
+// For each call a pool is made and ended, outside the measured time, so that the pool is empty.
 void empty_pool(benchmark::State& state)
 {
     Quiet quiet;

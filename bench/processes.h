@@ -1,4 +1,4 @@
-// Other processes of this program: how they are started, and the page that all of them share.
+// Other processes of this program: how they are started, and the memory page that all share.
 #pragma once
 
 #include <atomic>
@@ -11,8 +11,8 @@
 namespace bench
 {
 
-// Another process of this program, as main() starts it for --child and these words. The constructor
-// returns when it has said that it is ready; it is killed with the scope.
+// Another process of this program; main() is called with --child and these words. The constructor
+// returns when the process has reported that it is ready; the destructor kills it.
 class Child
 {
 public:
@@ -30,10 +30,10 @@ private:
 // What each process that writes to the channel does in a round.
 inline constexpr uint32_t texts_of_a_round = 5000;
 
-// For the child.
+// Called in the child.
 void say_ready();
 
-// Each word has one meaning for one benchmark; see there.
+// The meaning of each word depends on the benchmark.
 struct SharedWords
 {
     std::atomic<uint32_t> ping;
@@ -43,7 +43,7 @@ struct SharedWords
     std::atomic<uint32_t> received;
 };
 
-// A fresh page under a path of its own, gone with the scope.
+// A new page under a path of its own, removed by the destructor.
 class SharedPage
 {
 public:
@@ -59,7 +59,7 @@ private:
     SharedWords* m_words;
 };
 
-// The page of another process, for the rest of this one; null if it isn't there.
+// Maps the page of another process until this process ends; null if there is no such page.
 SharedWords* map_words(const char* path);
 
 void wait_for(std::atomic<uint32_t>& word, uint32_t value);

@@ -1,7 +1,7 @@
-// The rows of the budget table: which measurement is set against which, and how much it may cost.
+// The rows of the budget table: which measurements are compared, and the highest cost.
 //
 // A row names two benchmarks; both run in the same process and in turns, so that a busy machine
-// hits both. What counts is the ratio of the medians.
+// affects both. The ratio of the medians counts.
 #pragma once
 
 #include <cstdint>
@@ -73,7 +73,7 @@ inline constexpr Row rows[] = {
     {"QV_Generate_Uuid", "uuid/QV_Generate_Uuid", nullptr, "getrandom(2)", 0},
 };
 
-// What the second table shows: how many a second.
+// The rows of the second table: operations a second.
 struct Rate
 {
     const char* what;
@@ -86,10 +86,10 @@ inline constexpr Rate rates[] = {
     {"round trips of the futex ping-pong", "channel/pingpong"},
 };
 
-// Runs the process's other half: main() calls the function of this name when it was started with
-// --child NAME.
+// The other process of a benchmark: main() calls the function of this name if the process was
+// started with --child NAME.
 int capture_child(const char* shared);
-int viewer_child(const char* shared, bool counts); // of texts in the page
+int viewer_child(const char* shared, bool counts); // counts: of texts in the page
 int writer_child(const char* shared, uint32_t writers);
 int pingpong_child(const char* shared);
 

@@ -1,5 +1,5 @@
-// Services without a budget: a kibibyte over a connection on the loopback interface beside the bare
-// system calls, memory figures, identifiers.
+// Services without a budget: a kibibyte over a connection on the loopback interface against the
+// bare system calls, memory figures, identifiers.
 #include <stdexcept>
 
 #include <netinet/in.h>

@@ -1,7 +1,7 @@
-// Threads that trace at once, beside as many with the bare system call and with another logger.
+// Threads that trace at once, against as many with the bare system call and with another logger.
 //
-// What counts is the time from the start of all threads to the end of the last one, divided by the
-// records of all: a thread that seldom gets the lock must not look fast.
+// The measured time is that from the start of all threads to the end of the last one, divided by
+// the number of all records: a thread that seldom gets the lock must not look fast.
 #include <atomic>
 #include <string>
 
@@ -20,7 +20,7 @@
 namespace
 {
 
-constexpr double step = 0.25;   // what the numbers with two decimals grow by
+constexpr double step = 0.25;   // between the numbers with two decimals
 constexpr int records = 12'000; // of all threads together
 
 // Bytes of a record in the log: stamp, text, CR LF.

@@ -1,9 +1,9 @@
-// The accuracy of timers in each mode, beside timerfd in the same run.
+// The accuracy of timers in each mode, against timerfd in the same run.
 //
-// A series is a number of calls of one timer. Its period error is how far the time between two
-// calls is from the interval; its drift, how far the last call is from where the interval puts it,
-// counted from the first; ticks that were dropped count as drift. Each series runs once, alone: the
-// modes that spin need a processor each.
+// A series is a number of calls of one timer. Its period error is the difference between the time
+// from call to call and the interval. Its drift is the difference between the last call and its due
+// time, counted from the first call; dropped ticks count as drift. Each series runs once, alone:
+// the modes that spin need a processor each.
 #include "timer_accuracy.h"
 
 #include <algorithm>
@@ -31,7 +31,7 @@ constexpr Interval intervals[] = {{1.0, 401}, {2.7, 151}, {10.0, 51}, {100.0, 8}
 
 constexpr size_t most_posted = 51; // calls: they come every 10 ms at best
 
-constexpr int by_timerfd = 0; // beside the library's modes
+constexpr int by_timerfd = 0; // besides the library's modes
 
 struct Carrier
 {

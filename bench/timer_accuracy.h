@@ -1,4 +1,4 @@
-// How exactly timers keep their moments: a table of its own, beside the budgets.
+// How accurate timers are: a table of its own, besides the budgets.
 #pragma once
 
 namespace bench

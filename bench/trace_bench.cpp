@@ -1,4 +1,4 @@
-// Trace records to the log and to nowhere, beside the bare system call and another logger.
+// Trace records to the log and to no destination, against the bare system call and another logger.
 #include <string>
 
 #include <fcntl.h>
@@ -15,7 +15,7 @@
 namespace
 {
 
-// Bytes of the record below as it stands in the log: stamp, text, CR LF.
+// Bytes of the record below in the log: stamp, text, CR LF.
 constexpr size_t record_length = 95;
 
 void record(int number)
@@ -104,7 +104,7 @@ void bare_write(benchmark::State& state)
 }
 BENCHMARK(bare_write)->Name("trace/write");
 
-// What a record to the log would cost if all that comes behind its formatting were one system call.
+// The cost of a record to the log if everything after its formatting were one system call.
 void to_nowhere_and_write(benchmark::State& state)
 {
     PeerFile file;

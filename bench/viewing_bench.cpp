@@ -1,8 +1,8 @@
-// Texts of another process to programs that people look at: to plinth-trace watch, which shows them
-// on /dev/null, and to plinth-trace window without a display, beside a capture that counts and
-// drops them.
+// Texts of another process to programs for users: to plinth-trace watch, which writes them to
+// /dev/null, and to plinth-trace window without a display, against a capture that counts and drops
+// them.
 //
-// Each turn ends when the program has had the last text, and counts only if it had every one.
+// Each turn ends when the program has received the last text, and counts only if it received all.
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -31,7 +31,7 @@ namespace
 constexpr uint32_t rounds = 200;
 constexpr uint32_t texts = rounds * bench::texts_of_a_round;
 
-// A viewer that ends when it has had so many texts. It is ready when it has written a line.
+// A viewer that ends when it has received this many texts. It is ready when it has written a line.
 class Viewer
 {
 public:
@@ -72,7 +72,7 @@ public:
     Viewer& operator=(const Viewer&) = delete;
 
     bool ready() const { return m_ready; }
-    // True if it had them all.
+    // True if the viewer received all texts.
     bool had_all()
     {
         int status = 0;
@@ -87,7 +87,7 @@ private:
     bool m_ready = false;
 };
 
-// Has a process write the texts, and waits until they are written.
+// Lets a process write the texts, and waits until they are written.
 void write_all(SharedWords* words)
 {
     for (uint32_t round = 1; round <= rounds; ++round)

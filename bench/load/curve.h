@@ -1,4 +1,4 @@
-// What a curve is made of: a load, and the figures that were measured under it.
+// The parts of a curve: a load, and the figures that were measured at it.
 #pragma once
 
 #include <string>
@@ -23,11 +23,12 @@ public:
     Curve(const char* name, const char* title, std::vector<Column> columns);
 
     void add(std::vector<double> values);
-    // A row whose load is a name; a value for each other column.
+    // A row whose load is a name; one value for each other column.
     void add(std::string name, std::vector<double> values);
 
     void print() const;
-    // NAME.csv, and NAME.md with the table for a document. False if they could not be written.
+    // Writes NAME.csv, and NAME.md with the table for a document. False if they could not be
+    // written.
     bool write(const std::string& folder) const;
 
 private:
@@ -47,7 +48,7 @@ private:
     std::vector<Row> m_rows;
 };
 
-// Measured by one source each. quick: the small loads, once, to see that it works.
+// Each is measured by one source. quick: only the small loads, once, to check that it works.
 std::vector<Curve> measure_threads(bool quick);
 std::vector<Curve> measure_folder(bool quick);
 std::vector<Curve> measure_timers(bool quick);
@@ -56,7 +57,7 @@ std::vector<Curve> measure_rows(bool quick);
 std::vector<Curve> measure_records(bool quick);
 std::vector<Curve> measure_kills(bool quick);
 
-// The process that measure_kills starts and kills: logs until then, or until its parent ends.
+// The process that measure_kills starts and kills: logs until it is killed or its parent ends.
 int logging_child(const std::string& kind, const std::string& folder, pid_t parent);
 
 } // namespace load

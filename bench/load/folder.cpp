@@ -1,5 +1,5 @@
 // A log folder with many old files: opening a log in it, splitting, and writing a record then,
-// beside reading the folder's names; and the removal of files that are too old, beside unlink(2).
+// against reading the folder's names; and the removal of files that are too old, against unlink(2).
 #include "curve.h"
 
 #include <cstdio>
@@ -23,9 +23,9 @@ namespace
 {
 
 constexpr size_t message_length = 100;
-constexpr int records = 200; // that are timed together
+constexpr int records = 200; // timed together
 
-// "qvapp_YYYY-MM-DD" of a day so many days ago.
+// "qvapp_YYYY-MM-DD" for the day this many days ago.
 std::string day_name(int ago)
 {
     const std::time_t then = std::time(nullptr) - std::time_t{ago} * 86'400;
@@ -54,8 +54,8 @@ std::string log_folder()
     return path.substr(2, path.rfind('/') - 1); // without "C:"
 }
 
-// Files that lend themselves to the names of a folder: made once, as file systems are slow to make
-// many where many have just been removed.
+// Files that are linked into a folder under the names of old logs. They are made once, because file
+// systems are slow to make many files where many were just removed.
 class Stock
 {
 public:
@@ -76,7 +76,8 @@ public:
         for (int i = 0; i < m_files; ++i)
             unlink(path(i).c_str());
     }
-    // The paths of the names, which go over so many days from one on.
+    // Links the files into the folder and returns the paths; their dates cover `days` days,
+    // starting `from` days ago.
     std::vector<std::string> lend(const std::string& folder, int from, int days) const
     {
         std::vector<std::string> names;
@@ -121,7 +122,7 @@ void empty(const std::string& folder, const std::string& beginning)
 
 void open_log()
 {
-    require(CQvLogFile::IsPerSession(), "no log"); // whatever needs the log opens it
+    require(CQvLogFile::IsPerSession(), "no log"); // any function that needs the log opens it
 }
 
 double time_of_opening()
@@ -130,7 +131,7 @@ double time_of_opening()
     return timed(open_log);
 }
 
-// The next text goes over the limit, which is a whole MiB.
+// The next text exceeds the limit, which is a whole number of MiB.
 double time_of_split()
 {
     static const std::vector<wchar_t> big = []
@@ -179,7 +180,7 @@ double time_of_write(const std::string& folder)
     return took / records;
 }
 
-// Both remove names that are long out of date; the files stay with the stock.
+// Both functions remove links whose date is too old; the files themselves stay in the stock.
 double time_of_removal(const std::string& folder, const Stock& stock)
 {
     CQvLogFile::CloseLog();

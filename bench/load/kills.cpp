@@ -1,5 +1,5 @@
 // Records that are lost when a process is killed while its threads log. A record is confirmed when
-// its call has returned: the process counts these in memory that survives it.
+// its call has returned: the process counts confirmed records in memory that outlives it.
 #include "curve.h"
 
 #include <atomic>
@@ -39,7 +39,7 @@ struct Confirmed
     std::atomic<unsigned> of[writers];
 };
 
-// Of a file that both processes map.
+// In a file that both processes map.
 class Counters
 {
 public:
@@ -136,10 +136,10 @@ struct Kills
 {
     double confirmed = 0;
     double lost = 0;
-    double most = 0; // at one kill
+    double most = 0; // in one kill
 };
 
-// Waits until the child has confirmed so many records. False if it ended, or took too long.
+// Waits until the child has confirmed this many records. False if it ended, or took too long.
 bool wait_for_records(const Counters& counters, pid_t child, unsigned wanted)
 {
     const auto limit = std::chrono::steady_clock::now() + time_limit;
@@ -180,7 +180,7 @@ void kill_once(const LoggerKind& kind, unsigned after, Kills& kills)
 
 int logging_child(const std::string& kind, const std::string& folder, pid_t parent)
 {
-    // Not longer than the parent, however that ends: also where it has ended before this call.
+    // The child must not outlive its parent, however the parent ends, even before this call.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent)
         return 1;

@@ -38,7 +38,7 @@ private:
     unsigned m_former = 0;
 };
 
-// Appends a text that is ready: what no logger can be faster than while each record is written.
+// Appends a text that is ready: no logger that writes each record can be faster.
 class BareWrite : public Logger
 {
 public:
@@ -52,14 +52,14 @@ public:
     {
         char bytes[length];
         std::memcpy(bytes, m_template.data(), length);
-        if (record.of != 0) // what finds it again
+        if (record.of != 0) // by which count_lost finds the record
             bytes[std::snprintf(bytes, length, "document %u of %u ", record.number, record.of)] =
                 'm';
         require(write(m_file, bytes, length) == static_cast<ssize_t>(length), "write");
     }
 
 private:
-    static constexpr size_t length = 101; // of the record above, stamp and CR LF included
+    static constexpr size_t length = 101; // of a record above, stamp and CR LF included
     const std::string m_template = std::string(length - 2, 'm') + "\r\n";
     const int m_file;
 };

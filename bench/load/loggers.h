@@ -1,4 +1,4 @@
-// The loggers that are set beside each other: this library and its peers, each with a file.
+// The loggers that are compared: this library and its peers, each with a file.
 #pragma once
 
 #include <memory>
@@ -26,7 +26,7 @@ public:
     virtual ~Logger() = default;
     // Called by several threads at once.
     virtual void log(const Record& record) = 0;
-    // Returns when all records are on file. Nothing is logged after it.
+    // Returns when all records are in the file. Nothing is logged after that.
     virtual void finish() {}
 };
 
@@ -36,8 +36,8 @@ struct LoggerKind
     std::unique_ptr<Logger> (*make)(const std::string& file); // appends to this file
 };
 
-// In the order of the tables; the first one is this library. It has its log where PLINTH_ROOT says,
-// and appends to no file of another name.
+// In the order of the tables; the first is this library. It writes its log under PLINTH_ROOT, and
+// ignores `file`.
 const std::vector<LoggerKind>& logger_kinds();
 
 std::unique_ptr<Logger> make_plinth(const std::string& file);

@@ -1,5 +1,5 @@
-// glog as a peer: flushed at each record, and buffered. It has one set of files for a process, so
-// that only one logger of it can be in use at a time.
+// glog as a peer: flushed at each record, and buffered. It has one set of files for each process,
+// so only one glog logger can be in use at a time.
 #include <iomanip>
 
 #include <glog/logging.h>

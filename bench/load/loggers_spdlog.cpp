@@ -37,7 +37,7 @@ private:
     std::shared_ptr<spdlog::logger> m_logger;
 };
 
-// Its queue has the usual length; a caller that finds it full waits.
+// Its queue has the usual length; a caller waits while the queue is full.
 class SpdlogAsynchronous : public Logger
 {
 public:
@@ -50,7 +50,8 @@ public:
     {
     }
     void log(const Record& record) override { m_inner->log(record); }
-    // The pool's end waits until its queue is empty; the file's end writes its buffer.
+    // The destructor of the pool waits until its queue is empty; that of the file writes its
+    // buffer.
     void finish() override
     {
         m_inner.reset();

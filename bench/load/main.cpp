@@ -1,5 +1,5 @@
-// Measures what an operation costs against the load that it meets, and writes a table for each
-// curve. scripts/load runs it on an idle machine and draws the curves.
+// Measures the cost of an operation at several loads, and writes a table for each curve.
+// scripts/load runs it on an idle machine and draws the curves.
 //
 //     plinth_load [--quick] [--output FOLDER] [threads] [folder] [timers] [transfers] [rows]
 //         [records] [kills]

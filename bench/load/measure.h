@@ -26,8 +26,8 @@ template <class Call> double timed(Call call)
 // Processor time of this process, all threads, in nanoseconds.
 double processor_time();
 
-// The figures of one variant. Variants that are set against each other take their turns in one
-// loop, so that a busy machine hits all of them.
+// The figures of one variant. Variants that are compared take turns in one loop, so that a busy
+// machine affects all of them.
 class Series
 {
 public:
@@ -40,18 +40,18 @@ private:
 
 struct Memory
 {
-    double heap;     // bytes that are allocated
-    double resident; // bytes of pages that are in memory
+    double heap;     // allocated bytes
+    double resident; // bytes of pages in memory
 };
 Memory memory_now();
 
 size_t threads_now();
 
-// Lets the process have as many files open as the system allows it.
+// Lets the process have as many open files as the system allows.
 void raise_file_limit();
 
-// Nanoseconds from the moment at which so many threads are let loose until all of them are through.
-// The start time is taken before any thread goes on, since the caller may run late.
+// Nanoseconds from the moment when this many threads are released until all of them have ended. The
+// start time is taken before any thread continues, since the caller may run late.
 template <class Each> double on_threads(size_t count, Each each)
 {
     using Clock = std::chrono::steady_clock;
@@ -71,7 +71,7 @@ template <class Each> double on_threads(size_t count, Each each)
     return std::chrono::duration<double, std::nano>(Clock::now() - start).count();
 }
 
-// Throws with the text if it doesn't hold: a figure of something that failed is none.
+// Throws with the text if held is false: the figure of a failed operation must not count.
 void require(bool held, const char* what);
 
 } // namespace load

@@ -1,5 +1,5 @@
-// What a record with four arguments costs the thread that logs it, and how long it takes until all
-// records are on file: this library and other loggers, with 1, 2 and 4 threads.
+// The cost of a record with four arguments for the thread that logs it, and the time until all
+// records are in the file: this library and other loggers, with 1, 2 and 4 threads.
 #include "curve.h"
 
 #include <filesystem>
@@ -25,7 +25,7 @@ void log_share(Logger& logger, size_t records)
     }
 }
 
-// Nanoseconds of each call. One reading of the clock lies between two calls.
+// Nanoseconds of each call. The clock is read once between two calls.
 void time_share(Logger& logger, std::vector<float>& times)
 {
     auto before = std::chrono::steady_clock::now();
@@ -41,7 +41,7 @@ void time_share(Logger& logger, std::vector<float>& times)
 
 struct Figures
 {
-    Series all; // ns a record until all are on file
+    Series all; // ns a record, until all are in the file
     Series at50;
     Series at99;
     Series at999;
@@ -64,7 +64,7 @@ void measure_total(const LoggerKind& kind, const std::string& file, size_t threa
     figures.all.add((calls + rest) / static_cast<double>(records));
 }
 
-// On threads of its own run, so that the clock doesn't burden the total.
+// In a run of its own, so that reading the clock doesn't add to the total.
 void measure_calls(const LoggerKind& kind, const std::string& file, size_t threads, size_t records,
                    Figures& figures)
 {

@@ -1,5 +1,5 @@
-// Rows of a list view with three cells each, beside a deque of texts. A list of its own for each
-// length; the operations are those at that length.
+// Rows of a list view with three cells each, against a deque of texts. Each length has a list of
+// its own; the operations are measured at that length.
 #include "curve.h"
 
 #include <cstdio>
@@ -19,7 +19,7 @@ namespace
 {
 
 constexpr int cells = 3;
-constexpr int batch = 200; // operations that are timed together
+constexpr int batch = 200; // operations, timed together
 
 constexpr size_t cell_limit = 64;
 
@@ -31,7 +31,7 @@ void write_cell(wchar_t (&text)[cell_limit], int row, int column)
         text[i] = static_cast<wchar_t>(digits[i]);
 }
 
-// What the texts of a row take up, with their terminators.
+// The memory that the texts of a row take, with their terminators.
 constexpr double bytes_of_texts = cells * (sizeof "cell 0 of row 000000000") * sizeof(wchar_t);
 
 class List
@@ -123,14 +123,14 @@ private:
     std::deque<std::array<std::u16string, cells>> m_rows;
 };
 
-// Rows all over the list, the same ones in each run.
+// Rows from all parts of the list, the same in each run.
 int scattered(int number, int length)
 {
     return static_cast<int>(static_cast<uint64_t>(number) * 2654435761u %
                             static_cast<uint64_t>(length));
 }
 
-// The last batches of a list that grows to this length.
+// Appends the last batches to a list that then has this length.
 template <class To> double append_to(To& to, int length, int batches)
 {
     Series series;

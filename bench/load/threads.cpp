@@ -1,5 +1,5 @@
-// Threads that trace at once, beside as many that append to one file with write(2), and beside
-// another logger. All share out the same number of records.
+// Threads that trace at once, against as many threads that append to one file with write(2), and
+// against another logger. The threads share the same total number of records.
 #include "curve.h"
 
 #include <string>
@@ -21,7 +21,7 @@ namespace load
 namespace
 {
 
-// Bytes of the record below as it stands in the log: stamp, text, CR LF.
+// Bytes of the record below in the log: stamp, text, CR LF.
 constexpr size_t record_length = 95;
 
 void trace(size_t count)

@@ -1,8 +1,9 @@
-// Timers that run at once, one curve for each kind that can hold many: setting and killing one
-// more, processor time for each firing, and memory. Beside it what Linux has: timerfd and epoll on
-// one thread for the kinds that share one, threads that sleep for the kind that has threads.
+// Timers that run at once, one curve for each kind that can have many: setting and killing one
+// more, processor time for each firing, and memory. They are compared with what Linux has: timerfd
+// and epoll on one thread for the kinds that share a thread, sleeping threads for the kind that has
+// threads.
 //
-// The modes that spin are left out: each timer of theirs takes a processor.
+// The modes that spin are left out: each of their timers takes a processor.
 #include "curve.h"
 
 #include <atomic>
@@ -36,13 +37,13 @@ int fire(void*)
     return 1;
 }
 
-// Lets so many milliseconds pass.
+// Waits this many milliseconds.
 void sleep_for(long milliseconds)
 {
     usleep(static_cast<useconds_t>(milliseconds * 1000));
 }
 
-// One after the other, as each firing lets the pump look at the clock.
+// Dispatches messages one by one, so that after each firing the pump looks at the clock.
 void pump_for(long milliseconds)
 {
     const double end = QV_GetTimeCounter() + static_cast<double>(milliseconds);
@@ -51,15 +52,15 @@ void pump_for(long milliseconds)
         DispatchMessageW(&message);
 }
 
-// A way to have timers. The runner is told how time passes for it.
+// One kind of timers. The runner calls pass to let time pass, since some kinds need a message pump.
 class Timers
 {
 public:
     virtual ~Timers() = default;
-    virtual void set() = 0;  // one more, into the list
-    virtual void kill() = 0; // the last one; it may go on to its next firing
+    virtual void set() = 0;  // adds one to the list
+    virtual void kill() = 0; // kills the last one; it may last until its next firing
     virtual void pass(long milliseconds) { sleep_for(milliseconds); }
-    virtual void await_end() = 0; // of those that were killed
+    virtual void await_end() = 0; // waits for the killed ones
 };
 
 class OurTimers : public Timers
@@ -113,7 +114,7 @@ public:
     ~DescriptorTimers() override
     {
         m_end = true;
-        DescriptorTimers::set(); // something to wake up for
+        DescriptorTimers::set(); // wakes the thread
         m_thread.join();
         DescriptorTimers::kill();
         close(m_set);

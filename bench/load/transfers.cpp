@@ -1,7 +1,7 @@
-// Asynchronous reads in flight at once, beside as many threads that read with pread(2).
+// Asynchronous reads at once, against as many threads that read with pread(2).
 //
-// The load shares out the same number of bytes, but each transfer has enough of them for all to be
-// under way together. File and buffer are in memory, so that what is left is the library's work.
+// The transfers share the same number of bytes, but each has enough of them for all to run at the
+// same time. File and buffer are in memory, so that only the library's own work is measured.
 #include "curve.h"
 
 #include <algorithm>
@@ -26,10 +26,10 @@ namespace
 {
 
 constexpr size_t block = 4096;
-constexpr size_t all_bytes = size_t{64} << 20; // of a file, too
+constexpr size_t all_bytes = size_t{64} << 20; // also the size of the file
 constexpr size_t least_bytes = size_t{2} << 20;
 
-// Addresses for a whole file with little memory behind them, over and over again.
+// Addresses for a whole file. Few pages of memory are mapped there, again and again.
 class Buffer
 {
 public:
@@ -72,7 +72,7 @@ struct Setting
     std::string path;
     char* buffer;
     size_t transfers;
-    size_t bytes; // of each
+    size_t bytes; // of each transfer
     size_t offset(size_t number) const { return number * bytes % (all_bytes - bytes + block); }
     double blocks() const { return static_cast<double>(transfers * bytes / block); }
 };
@@ -81,14 +81,14 @@ struct Figures
 {
     Series start;    // ns for each transfer
     Series total;    // ns for each block
-    Series threads;  // beside the main one
+    Series threads;  // besides the main one
     Series heap;     // bytes for each transfer
     Series resident; // likewise
 };
 
-// Lets this thread go before those that it starts, as far as the system allows it: with a hundred
-// busy threads, the one that starts them would hardly get a turn, and the first transfers would
-// have ended before the last one is started. The column of the threads shows what came of it.
+// Gives this thread priority over those that it starts, as far as the system allows. Otherwise,
+// with a hundred busy threads, the one that starts them would hardly run, and the first transfers
+// would end before the last one is started. The column of the threads shows the result.
 class Ahead
 {
 public:
@@ -134,7 +134,7 @@ std::vector<QvFile> open_all(const Setting& setting)
     return files;
 }
 
-// Until the workers of the run before are gone.
+// Waits until the workers of the previous run have ended.
 void wait_for_threads(size_t threads)
 {
     while (threads_now() > threads)
@@ -165,7 +165,7 @@ void read_by_library(const Setting& setting, Figures& figures)
                                 "a transfer could not be started");
                     }
                 });
-            during = memory_now(); // tens of microseconds, of tens of milliseconds
+            during = memory_now(); // takes some 10 us of some 10 ms
             threads = threads_now();
             progress.ended.acquire();
         });

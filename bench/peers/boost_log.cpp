@@ -1,4 +1,4 @@
-// Boost.Log: a text file with the stamp that the library's records have.
+// Boost.Log: a text file with the same stamp as the library's records.
 #include "peers.h"
 
 #include <boost/log/attributes/clock.hpp>
@@ -22,7 +22,7 @@ constexpr const char* text_100 =
     "A text of one hundred characters with its line end, as programs write them to their logs, "
     "again.!";
 
-// The log's core sends each record to the sinks that it has: this one while the object lives.
+// The log's core sends each record to all its sinks: to this one while the object exists.
 template <class Sink> class Logging
 {
 public:

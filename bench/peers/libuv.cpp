@@ -1,4 +1,4 @@
-// libuv: its file calls without a callback, and its loop for what is asynchronous.
+// libuv: its file calls without a callback, and its loop for asynchronous operations.
 #include "peers.h"
 
 #include <vector>

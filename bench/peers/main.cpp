@@ -1,6 +1,6 @@
-// Prints each operation of the library beside its peers'. The two sides of a row are measured in
-// turns in the same run, and the least time of each side counts: on a busy machine other programs
-// only ever add to a time.
+// Prints each operation of the library and its peers'. The two sides of a row are measured in turns
+// in the same run, and the shortest time of each side counts: on a busy machine other programs only
+// ever add to a time.
 #include "peers.h"
 
 #include <algorithm>
@@ -63,7 +63,7 @@ void print(const Row& row, int count)
 
 std::string path_of(const char* name)
 {
-    // The launcher gives each run a folder of its own.
+    // The launcher makes a folder for each run.
     const char* const root = std::getenv("PLINTH_ROOT");
     require(root != nullptr, "PLINTH_ROOT is not set");
     return std::string(root) + "/" + name;

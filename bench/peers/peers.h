@@ -1,5 +1,5 @@
 // The operations that are compared. Each function does its operation a number of times and returns
-// the nanoseconds of one. Failures throw: a figure of something that failed is none.
+// the nanoseconds of one. Failures throw: the figure of a failed operation must not count.
 #pragma once
 
 #include <chrono>
@@ -18,9 +18,9 @@ inline constexpr int ticks = 20;         // of a timer
 inline constexpr int timer_interval = 5; // ms
 inline constexpr size_t block_size = 4096;
 
-// A file of one block that all sides read and open.
+// A file of one block, which all sides read and open.
 const std::string& source_file();
-// A path for a file of the side; in the folder of the run, which is removed afterwards.
+// A path for a file of one side, in the folder of the run, which is removed afterwards.
 std::string path_of(const char* name);
 
 inline void require(bool held, const char* what)
@@ -40,7 +40,7 @@ template <class Call> double timed(int count, Call call)
            count;
 }
 
-// The mean distance of the time between two ticks from the interval, in nanoseconds.
+// The mean difference between the time from tick to tick and the interval, in nanoseconds.
 class Ticks
 {
 public:

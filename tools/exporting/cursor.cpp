@@ -14,7 +14,7 @@ namespace trace
 namespace
 {
 
-constexpr uint64_t most_bytes = 1 << 30; // no cursor is so long
+constexpr uint64_t most_bytes = 1 << 30; // no cursor is longer
 
 constexpr Time day = Time{24} * 60 * 60 * second;
 
@@ -54,8 +54,8 @@ Cursor::~Cursor()
     CloseHandle(m_lock);
 }
 
-// Two exports that share a cursor would take each other's progress for their own. The cursor itself
-// can't be what is held: it is replaced.
+// Two exports that share a cursor would each take the other's progress for their own. A file beside
+// the cursor is locked, because the cursor itself is replaced.
 void Cursor::lock()
 {
     m_lock = CreateFileW(wide_from_utf8(m_path + ".lock").data(), GENERIC_READ | GENERIC_WRITE, 0,
@@ -95,7 +95,7 @@ void Cursor::read()
         refuse(m_path, "belongs to an export of " + of + "; nothing was exported");
     }
     for (const auto& [path, entry] : m_entries)
-        if (entry.progress.last < current_time() + day) // not of a wrong clock
+        if (entry.progress.last < current_time() + day) // ignores a wrong clock
             m_newest = std::max(m_newest, entry.progress.last);
     m_is_saved = true;
 }
@@ -111,8 +111,8 @@ std::vector<std::string> Cursor::take_vanished()
     return vanished;
 }
 
-// A log without a record of the last day before that is taken for one that was complete: programs
-// remove such logs when they are old enough.
+// A log whose last record is more than a day older than the newest exported one counts as complete:
+// programs remove such logs when they are old enough.
 bool Cursor::was_in_use(const CursorEntry& entry) const
 {
     const Time last = entry.progress.last;
@@ -149,7 +149,7 @@ void Cursor::update(const CursorEntries& changed)
 
 std::string Cursor::save()
 {
-    constexpr unsigned forget_interval = 64; // saves: looking for ten thousand files takes a while
+    constexpr unsigned forget_interval = 64; // saves; looking for ten thousand files takes a while
     if (m_saves++ % forget_interval == 0)
         forget_missing();
     const std::string fresh = m_path + ".new";

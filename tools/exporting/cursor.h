@@ -1,8 +1,8 @@
-// The file in which an export keeps how far it has come, so that the next one goes on from there.
+// The file in which an export keeps how far it has come, so that the next export continues there.
 //
 // The file is replaced as a whole: a new one is written beside it, flushed, and renamed. Whenever
-// the program or the machine stops, the file is the old one or the new one. What it says is true of
-// output that was already written; so after a stop some records come again, and none is missing.
+// the program or the machine stops, the file is the old one or the new one. It describes output
+// that was already written; so after a stop some records are exported again, and none is missing.
 #pragma once
 
 #include <set>
@@ -19,8 +19,8 @@ namespace trace
 class Cursor
 {
 public:
-    // Reads the file, or makes it. Failure, which leaves the file as it is, if it is damaged, of
-    // another version or of other inputs, if another export has it, or if it can't be read or made.
+    // Reads the file, or makes it. Fails if the file is damaged, of another version or of other
+    // inputs (it then stays as it is), if another export uses it, or if it can't be read or made.
     // inputs: absolute native paths.
     Cursor(std::string path, std::vector<std::string> inputs);
     ~Cursor();
@@ -29,23 +29,23 @@ public:
 
     const CursorEntries& entries() const { return m_entries; }
 
-    // Forgets the files that are no longer there. Gives the paths of those that were in use when
-    // the export before this one stopped: programs may have written to them after that.
+    // Forgets the files that no longer exist. Returns the paths of those that were in use when the
+    // previous export stopped: programs may have written to them after that.
     std::vector<std::string> take_vanished();
-    // Whether a file was in use then.
+    // Whether a file was in use when the previous export stopped.
     bool was_in_use(const CursorEntry& entry) const;
 
     // Forgets one file.
     void forget(const std::string& path);
-    // Forgets the files that are no longer there, but for those with these paths.
+    // Forgets the files that no longer exist, except those with these paths.
     void forget_missing_but(const std::set<std::string>& kept);
 
-    // Takes over how far files were exported; save writes it. Files that are no longer there are
+    // Takes over how far files were exported; save writes it. Files that no longer exist are
     // forgotten.
     void update(const CursorEntries& changed);
     bool is_saved() const { return m_is_saved; }
 
-    // Empty if that was done, otherwise why not; then the file is the old one.
+    // Returns an empty text on success, otherwise the reason; then the old file remains.
     std::string save();
 
 private:

@@ -64,7 +64,7 @@ std::optional<std::string> path_of(std::string_view word)
     return path;
 }
 
-// Takes words off a line; the first that is not what it should be spoils all.
+// Takes words off a line. After one bad word the whole line counts as bad.
 class Words
 {
 public:

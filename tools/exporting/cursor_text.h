@@ -1,7 +1,7 @@
 // The text of a cursor file: how far each file was exported.
 //
 // Lines of words: a head with the version, the inputs, a line for each file, and the hash of all
-// that is before it. Bytes of a path that would end a word are %XX.
+// lines before it. Bytes of a path that would end a word are written as %XX.
 #pragma once
 
 #include <map>
@@ -33,7 +33,7 @@ enum class CursorState
     later, // made by a later version
 };
 
-// inputs and entries hold nothing of use unless the text is good.
+// inputs and entries are only valid if the result is `good`.
 CursorState parse_cursor(std::string_view text, std::vector<std::string>& inputs,
                          CursorEntries& entries);
 

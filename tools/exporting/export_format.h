@@ -1,7 +1,7 @@
-// A record as other programs take it: with its place, by which a duplicate is known.
+// A record as other programs take it: with its place, by which duplicates are recognised.
 //
-// The key of a record is its host, the file's path and mark, and the offset in it: a record that is
-// exported twice has the same each time.
+// The key of a record is its host, the file's path and mark, and the offset in the file: a record
+// that is exported twice has the same key each time.
 #pragma once
 
 #include <optional>
@@ -16,15 +16,15 @@ namespace trace
 
 enum class ExportFormat
 {
-    json,    // an object a line
-    rfc5424, // a syslog message a line; what would end the line or disturb a reader is escaped
+    json,    // one object a line
+    rfc5424, // one syslog message a line; what would end the line or disturb a reader is escaped
     journal, // the export format of systemd's journal
 };
 
 // "json", "rfc5424", "journal".
 std::optional<ExportFormat> export_format_of(std::string_view name);
 
-// place: null for news of a loss that no file has told. host: in UTF-8.
+// place: null for the report of a loss that is in no file. host: in UTF-8.
 std::string exported(const Record& record, const Place* place, const std::string& host,
                      ExportFormat format);
 

@@ -1,4 +1,4 @@
-// The formats one by one; others call exported (export_format.h).
+// The formats one by one; other files call exported (export_format.h).
 #pragma once
 
 #include <string>

@@ -6,7 +6,7 @@
 namespace trace
 {
 
-// UTF-8; "localhost" if the system doesn't tell.
+// UTF-8; "localhost" if the system has no name.
 std::string host_name();
 
 } // namespace trace

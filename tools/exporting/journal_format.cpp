@@ -1,5 +1,5 @@
 // A record as an entry of the journal's export format: fields, then an empty line. A value with
-// controls in it comes with its length, so that no text can forge a field.
+// control characters is written with its length, so that no text can forge a field.
 #include <algorithm>
 
 #include "formats.h"
@@ -37,7 +37,7 @@ std::string as_journal(const Record& record, const Place* place, const std::stri
     std::string out;
     const auto append_number = [&out](std::string_view name, uint64_t value)
     { append_field(out, name, std::to_string(value)); };
-    // The journal takes no entry without a time, and none before 1970.
+    // The journal accepts no entry without a time, and none before 1970.
     const Time time = record.time > 0 ? record.time : current_time();
     append_number("__REALTIME_TIMESTAMP", static_cast<uint64_t>(time));
     append_field(out, "MESSAGE", record.text);

@@ -1,4 +1,4 @@
-// Records as JSON, an object a line.
+// Records as JSON, one object a line.
 #include "formats.h"
 #include "text.h"
 

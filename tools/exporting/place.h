@@ -17,7 +17,7 @@ struct Place
     LogMark mark{};       // of the file
     uint64_t offset = 0;  // bytes in the file, where the record begins
     uint64_t number = 0;  // of the record in its file, from 1
-    uint64_t session = 0; // the same of the session that it belongs to; 0 before the first
+    uint64_t session = 0; // number of the session that the record belongs to; 0 before the first
 };
 
 // "2024-03-05T13:07:33.006000Z"; empty if the time is not known or has no year of four digits.

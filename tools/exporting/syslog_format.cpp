@@ -1,8 +1,9 @@
 // A record as one line of RFC 5424.
 //
-// A line end in the text would end the message, and collectors replace or cut at other controls. So
-// in the text a backslash is \\, a line feed \n, a carriage return \r, a tab \t, and what else a
-// terminal would obey or nobody sees is \xNN or \u{NNNN}: the text can be got back.
+// A line end in the text would end the message, and collectors replace other control characters or
+// cut the text there. So in the text a backslash is \\, a line feed \n, a carriage return \r, a tab
+// \t, and any other character that controls a terminal or is invisible \xNN or \u{NNNN}: the
+// original text can be restored.
 #include <algorithm>
 
 #include "formats.h"
@@ -44,7 +45,7 @@ std::string head_field(std::string_view text, size_t most)
     return out.empty() ? "-" : out;
 }
 
-// In quotation marks, which end a value, as does a bracket.
+// Escapes quotation marks and brackets, which would end the value, and backslashes.
 void append_parameter(std::string& out, const char* name, std::string_view value)
 {
     ((out += ' ') += name) += "=\"";

@@ -1,4 +1,4 @@
-// Texts of records as cells, tips and titles have them.
+// Texts of records as cells, tips and titles show them.
 #pragma once
 
 #include <string_view>
@@ -8,11 +8,11 @@
 namespace trace_window
 {
 
-// In one line, with what would deceive written as numbers.
+// In one line; characters that could deceive the reader are written as numbers.
 QString shownText(std::string_view utf8);
 
-// With its lines, as far as a tip has room. A tip takes what looks like HTML for it, and would
-// fetch its pictures: this doesn't.
+// With line breaks, cut to what fits into a tip. A tip would take text that looks like HTML for
+// HTML, and would load its pictures: the result of this function is always plain text.
 QString tipText(std::string_view utf8);
 
 // A message of one line, with the names that it holds made harmless.

@@ -15,8 +15,8 @@ namespace
 constexpr uint32_t highlight_colours[] = {0xfff2a8, 0xc9f2c0, 0xbfe6ff,
                                           0xf6c9f5, 0xffd0c4, 0xd6d3ff};
 
-constexpr double dark_lightness = 0.27;   // of a ground on a dark window: white text is readable
-constexpr double least_saturation = 0.45; // there, or the grounds look alike
+constexpr double dark_lightness = 0.27;   // of dark backgrounds: white text is readable
+constexpr double least_saturation = 0.45; // of dark backgrounds, or they look alike
 constexpr double golden_angle = 0.618034; // of the circle: hues of neighbours are far apart
 constexpr double faint_saturation = 0.5;
 constexpr double faint_light = 0.95;

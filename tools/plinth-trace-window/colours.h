@@ -1,5 +1,5 @@
-// The colours of the window. They follow the palette, which is the desktop's, light or dark, unless
-// the user has chosen one of the two.
+// The colours of the window. They follow the desktop's palette, light or dark, unless the user has
+// chosen one of the two.
 #pragma once
 
 #include <cstddef>
@@ -23,20 +23,20 @@ void useScheme(Scheme scheme);
 
 bool isDark(const QPalette& palette);
 
-// The ground of the highlight with this number, 0xRRGGBB, as it is on light windows: what settings
-// hold. The seventh is the first again.
+// The background of the highlight with this number, 0xRRGGBB, as shown on light windows and kept in
+// settings. The seventh highlight has the colour of the first again.
 uint32_t highlightColour(size_t number);
 
-// The same ground as it is shown on this palette, and the text on it.
+// The same background as shown on this palette, and the text on it.
 QColor ground(uint32_t colour, const QPalette& palette);
 QColor textOnGround(const QPalette& palette);
 
-// A faint ground for the rows of a process.
+// A faint background for the rows of a process.
 QColor processGround(uint32_t process, const QPalette& palette);
 
 QColor lossText(const QPalette& palette);
 
-// What a search has found: its ground, and the text on it. The same on both.
+// The background of search hits, and the text on it. The same on light and dark windows.
 inline constexpr QRgb hitGround = 0xffff9a1f;
 inline constexpr QRgb hitText = 0xff000000;
 

@@ -70,7 +70,8 @@ void ColumnChoice::apply(const trace::ViewSettings& settings)
     }
 }
 
-// The columns from this one on, as they were chosen: the order, too, when all are new.
+// Hides the columns from this one on that were not chosen; if all columns are new, also restores
+// their order.
 void ColumnChoice::hideOthers(int firstColumn)
 {
     QHeaderView& heads = *m_table.view()->horizontalHeader();
@@ -90,7 +91,7 @@ void ColumnChoice::hideOthers(int firstColumn)
 void ColumnChoice::setShown(int column, bool shown)
 {
     m_table.view()->setColumnHidden(column, !shown);
-    trace::ViewSettings now; // from here on it is the user's choice
+    trace::ViewSettings now; // from now on the user's choice is in force
     writeTo(now);
     m_wanted.clear();
     for (const std::string& name : now.columns)

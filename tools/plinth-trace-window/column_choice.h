@@ -1,5 +1,5 @@
-// Which columns of a table are shown, in which order and how wide: for its user, by a menu on the
-// headings, and for the settings.
+// Which columns of a table are shown, in which order and how wide. The user chooses them in a menu
+// on the headings; settings keep them.
 #pragma once
 
 #include <QObject>
@@ -29,7 +29,7 @@ private:
 
     RecordTable& m_table;
     QStringList m_wanted;  // empty: all but the delta
-    int m_knownFields = 0; // when they were chosen: later ones are shown
+    int m_knownFields = 0; // at the time of the choice: later fields are shown
 };
 
 } // namespace trace_window

@@ -14,8 +14,8 @@ namespace
 
 constexpr int margin = 14;               // pixels around a text
 constexpr int least = 30;                // pixels
-constexpr qsizetype most_measured = 400; // characters: it's wider than a screen then
-constexpr int most_part = 3;             // of 4 parts of the window, that a column takes by itself
+constexpr qsizetype most_measured = 400; // characters: already wider than a screen
+constexpr int most_part = 3;             // quarters of the window that a column takes by itself
 
 } // namespace
 
@@ -25,7 +25,7 @@ ColumnWidths::ColumnWidths(QTableView& view) : QObject(&view), m_view(view)
     connect(view.horizontalHeader(), &QHeaderView::sectionResized, this,
             [this](int column, int before, int now)
             {
-                if (!m_fits && before > 0 && now > 0) // hiding is no resizing
+                if (!m_fits && before > 0 && now > 0) // hiding a column is not resizing it
                     m_byUser.insert(column);
             });
 }
@@ -49,7 +49,7 @@ int ColumnWidths::neededWidth(int column, int first, int last) const
     return width + margin;
 }
 
-// What the column has needed so far.
+// The widest that the column has needed so far.
 int ColumnWidths::grown(int column, int first, int last)
 {
     int& needed = m_needed[column];
@@ -75,8 +75,8 @@ void ColumnWidths::fit()
     const std::array<int, 5> seen = {first, last, rows, heads.count() - heads.hiddenSectionCount(),
                                      room};
     if (std::exchange(m_seen, seen) == seen)
-        return;      // nothing new is in sight
-    int left = room; // of the window, for the last column
+        return;      // nothing new to be seen
+    int left = room; // width of the window, for the last column
     int lastColumn = -1;
     m_fits = true;
     for (int place = 0; place < heads.count() && left > -room; ++place)

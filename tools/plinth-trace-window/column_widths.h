@@ -1,5 +1,5 @@
-// Columns as wide as what is in sight needs. They only grow, so that nothing jumps about, and one
-// that the user has made wider or narrower stays.
+// Makes columns as wide as the visible rows need. Columns only grow, so that nothing jumps about; a
+// column that the user has resized keeps its width.
 #pragma once
 
 #include <array>
@@ -22,9 +22,9 @@ class ColumnWidths : public QObject
 public:
     explicit ColumnWidths(QTableView& view);
 
-    // Looks at the rows in sight. The last column takes the rest of the window.
+    // Looks at the visible rows. The last column takes the rest of the window.
     void fit();
-    void forget(); // the texts have changed: begins anew
+    void forget(); // the texts have changed: starts again
     void setByUser(int column, int width);
     bool isByUser(int column) const { return m_byUser.contains(column); }
 
@@ -34,10 +34,9 @@ private:
 
     QTableView& m_view;
     std::set<int> m_byUser;
-    std::map<int, int> m_needed; // widths, of the others
-    std::array<int, 5>
-        m_seen{};        // the rows in sight, of how many, the columns and the room for them
-    bool m_fits = false; // this changes the widths now, not the user
+    std::map<int, int> m_needed; // widths of columns that the user hasn't resized
+    std::array<int, 5> m_seen{}; // visible rows (first, last), number of rows, of columns, width
+    bool m_fits = false;         // this class changes the widths now, not the user
 };
 
 } // namespace trace_window

@@ -29,7 +29,7 @@ QStringList words(const QLineEdit& field)
     return field.text().split(between, Qt::SkipEmptyParts);
 }
 
-// Those that are expressions; the reason why others are not.
+// Returns the valid expressions; problem: why others are invalid.
 std::vector<std::string> good(const std::vector<std::string>& texts, QString& problem)
 {
     std::vector<std::string> out;

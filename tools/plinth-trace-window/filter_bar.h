@@ -1,8 +1,8 @@
-// The fields of one view, in which its user says what it shows: include, exclude, highlight,
+// The fields of one view, in which the user sets what it shows: include, exclude, highlight,
 // processes, window ids.
 //
-// A process is an id or a name; with a "!" before it, it is one that is not shown. Several are
-// divided by ";;", since a name may have blanks; window ids by blanks or commas.
+// A process is an id or a name; "!" before it excludes that process. Several processes are
+// separated by ";;", since a name may have blanks; window ids by blanks or commas.
 #pragma once
 
 #include <optional>
@@ -33,9 +33,9 @@ public:
     QLineEdit* processes() const { return m_processes; }
     QLineEdit* windows() const { return m_windows; }
 
-    // Filter and highlights in the settings and in the fields. What the fields don't show, as the
-    // colours of highlights and --match, stays as `setSettings` had it. One that is no expression
-    // any more is left out, and `setSettings` gives the reason.
+    // Copies filter and highlights between settings and fields. What the fields don't show, such as
+    // the colours of highlights and --match, stays as `setSettings` received it. A text that is no
+    // longer a valid expression is left out, and `setSettings` returns the reason.
     void writeTo(trace::ViewSettings& settings) const;
     QString setSettings(const trace::ViewSettings& settings);
 
@@ -52,7 +52,7 @@ private:
     QLineEdit* const m_processes;
     QLineEdit* const m_windows;
     std::vector<std::string> m_match;
-    mutable std::vector<trace::HighlightSetting> m_colours; // of expressions, as they came
+    mutable std::vector<trace::HighlightSetting> m_colours; // of expressions, as received
     bool m_showing = false;
 };
 

@@ -1,4 +1,4 @@
-// The strip beside a scroll bar that shows where in the whole table the hits of a search are.
+// The strip beside a scroll bar that shows where the hits of a search are in the whole table.
 #pragma once
 
 #include <functional>
@@ -14,18 +14,18 @@ class HitMarks : public QWidget
     Q_OBJECT
 
 public:
-    // How many hits are in each of so many parts of the table, from top to bottom.
+    // How many hits are in each of `parts` equal parts of the table, from top to bottom.
     using Count = std::function<std::vector<size_t>(size_t parts)>;
 
     explicit HitMarks(Count count, QWidget* parent = nullptr);
 
-    // The heights, in pixels from the top, that have a mark.
+    // The heights that have a mark, in pixels from the top.
     std::vector<int> marked() const;
 
     QSize sizeHint() const override;
 
 signals:
-    void clicked(double part); // of the table, from 0 to 1
+    void clicked(double part); // place in the table, from 0 to 1
 
 protected:
     void paintEvent(QPaintEvent* event) override;

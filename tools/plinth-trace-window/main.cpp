@@ -20,8 +20,8 @@
 namespace
 {
 
-// Qt ends the process by a core dump where a display can't be reached: here it is an ordinary
-// failure.
+// If a display can't be reached, Qt ends the process with a core dump: this handler makes it an
+// ordinary failure.
 void on_message(QtMsgType kind, const QMessageLogContext&, const QString& text)
 {
     trace::note(text.toStdString());
@@ -29,8 +29,9 @@ void on_message(QtMsgType kind, const QMessageLogContext&, const QString& text)
         std::_Exit(trace::exit_no_window);
 }
 
-// Qt ends the process where the display goes away: views and layout were kept some seconds ago, and
-// threads that still take records must not meet the end of what they use.
+// If the display is lost, Qt calls exit. Views and layout were saved some seconds ago at most, and
+// static objects must not be destroyed while threads still take records: so the process ends at
+// once.
 bool s_hasDisplay = false;
 
 void end_without_display()
@@ -54,7 +55,7 @@ int run(QApplication& application, const trace::ViewOptions& options, const ForS
     window.open();
     window.show();
 
-    // A handler may do next to nothing, so somebody looks.
+    // A signal handler may do next to nothing, so a timer checks for an interruption.
     QElapsedTimer running;
     running.start();
     QTimer look;

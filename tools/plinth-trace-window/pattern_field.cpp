@@ -36,11 +36,11 @@ PatternField::PatternField(const QString& placeholder, const std::vector<std::st
 {
     setPlaceholderText(placeholder);
     setClearButtonEnabled(true);
-    setMaxLength(INT_MAX); // settings must come out of it as they went in
+    setMaxLength(INT_MAX); // settings must come out as they were put in
     for (const std::string& each : texts)
         m_patterns.emplace_back(each);
     setText(joined(texts));
-    setCursorPosition(0); // a narrow field shows its beginning
+    setCursorPosition(0); // a narrow field shows the beginning
     connect(this, &QLineEdit::textChanged, this, &PatternField::compile);
     setToolTip(tr("Regular expressions, several divided by ;;"));
 }
@@ -56,7 +56,7 @@ std::vector<std::string> PatternField::texts() const
 void PatternField::setTexts(const std::vector<std::string>& texts)
 {
     setText(joined(texts));
-    setCursorPosition(0); // a narrow field shows its beginning
+    setCursorPosition(0); // a narrow field shows the beginning
 }
 
 void PatternField::add(const std::string& text)

@@ -1,5 +1,5 @@
-// A field for regular expressions, several divided by ";;". While what stands in it is no
-// expression it is red and says why, and the last good ones stay in force.
+// A field for regular expressions, several separated by ";;". While its text is no valid expression
+// the field is red and shows the reason, and the last valid expressions stay in force.
 #pragma once
 
 #include <QLineEdit>
@@ -14,15 +14,15 @@ class PatternField : public QLineEdit
     Q_OBJECT
 
 public:
-    // texts: expressions that are known to be good.
+    // texts: expressions that are known to be valid.
     PatternField(const QString& placeholder, const std::vector<std::string>& texts,
                  QWidget* parent = nullptr);
 
     const std::vector<trace::Pattern>& patterns() const { return m_patterns; }
     std::vector<std::string> texts() const; // of the patterns
-    // Expressions that are known to be good.
+    // texts: expressions that are known to be valid.
     void setTexts(const std::vector<std::string>& texts);
-    void add(const std::string& text);            // one more
+    void add(const std::string& text);            // adds one
     QString problem() const { return m_problem; } // empty if there is none
 
 signals:

@@ -1,4 +1,4 @@
-// The line over the tables that says why no record can come.
+// The line above the tables that shows why no record can come.
 #pragma once
 
 #include <string_view>
@@ -20,7 +20,7 @@ class ProblemBar : public QFrame
 public:
     ProblemBar();
 
-    // Hidden without a problem.
+    // An empty problem hides the bar.
     void report(std::string_view problem, bool canRetry);
     QString problem() const;
 

@@ -17,7 +17,7 @@ namespace
 constexpr qsizetype most_drawn = 1'000; // characters of a cell: more than a screen is wide
 constexpr size_t most_marks = 200;      // in one cell
 
-// UTF-16 units of so many bytes of UTF-8.
+// The number of UTF-16 units that this UTF-8 takes.
 int unitsOf(std::string_view utf8)
 {
     return static_cast<int>(
@@ -74,7 +74,7 @@ void RecordDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option
         cell.fontMetrics.elidedText(cell.text, Qt::ElideRight, room.width() - 2 * margin);
     const bool isSelected = cell.state & QStyle::State_Selected;
     cell.text.clear();
-    style.drawControl(QStyle::CE_ItemViewItem, &cell, painter, cell.widget); // the ground
+    style.drawControl(QStyle::CE_ItemViewItem, &cell, painter, cell.widget); // the background
     QTextLayout layout(text, cell.font);
     QList<QTextLayout::FormatRange> seen;
     for (QTextLayout::FormatRange mark : found)

@@ -1,4 +1,4 @@
-// Draws the cells of a table of records: long texts cut, and what a search has found marked.
+// Draws the cells of a table of records: cuts long texts and marks the hits of a search.
 #pragma once
 
 #include <optional>
@@ -19,10 +19,10 @@ class RecordDelegate : public QStyledItemDelegate
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
 
-    // What is marked; nothing without.
+    // What to mark; without a pattern nothing is marked.
     void setPattern(std::optional<trace::Pattern> pattern) { m_pattern = std::move(pattern); }
 
-    // The places that are marked in a text, in UTF-16 units: what `paint` colours.
+    // The places that `paint` marks in a text, in UTF-16 units.
     QList<QTextLayout::FormatRange> marks(const QString& text) const;
 
     void paint(QPainter* painter, const QStyleOptionViewItem& option,

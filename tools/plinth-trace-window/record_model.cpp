@@ -17,9 +17,9 @@ namespace
 
 using namespace std::chrono_literals;
 
-constexpr size_t row_bytes = 8; // that the header of a table's rows takes for each of them
+constexpr size_t row_bytes = 8; // that the table's row header takes for each row
 
-constexpr auto first_page_time = 15ms; // for the rows that a changed filter shows at once
+constexpr auto first_page_time = 15ms; // for the first rows after a filter has changed
 
 constexpr trace::Column meta_columns[] = {trace::Column::number, trace::Column::time,
                                           trace::Column::delta, trace::Column::process,
@@ -129,7 +129,8 @@ bool RecordModel::update(Session::Clock::duration longest)
     return !more;
 }
 
-// What the table takes up for the rows counts as the store's, as do the view's own row numbers.
+// The memory that the table takes for the rows counts as the store's, like the view's own row
+// numbers.
 void RecordModel::setRows(int rows)
 {
     m_rows = rows;

@@ -1,7 +1,7 @@
 // The rows of one view: number, time, process and so on, then the record's tab-separated fields.
 //
-// Rows come and go in batches, when update is called: at the bottom, and while a filter that was
-// changed goes through the records, at the top too.
+// Rows are added and removed in batches, when update is called: at the bottom, and also at the top
+// while a changed filter is applied to the records.
 #pragma once
 
 #include <QAbstractTableModel>
@@ -19,7 +19,7 @@ struct RowStyle
 {
     trace::Highlights highlights{};
     std::vector<uint32_t> colours{}; // of the highlights, 0xRRGGBB
-    bool byProcess = false;          // a ground for each process, where there is no highlight
+    bool byProcess = false;          // a background for each process, where there is no highlight
     trace::TextForm form = trace::TextForm::plain;
 };
 
@@ -47,16 +47,17 @@ public:
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
-    // The name of a column in settings, "process", and back; -1 for none. Fields are "1" and on.
+    // The name of a column in settings, such as "process", and the column of a name; -1 if there is
+    // none. Fields are named "1" and on.
     static QString nameOf(int column);
     static int columnOf(const QString& name);
 
-    // Shows what is new, for so long; false if more is to be examined.
+    // Shows new records, for at most this long; false if more are to be examined.
     bool update(Session::Clock::duration longest);
-    // Starts over from the record outward, with the first rows at once.
+    // Starts again from the record `anchor` outward; its first rows are shown at once.
     void setFilter(trace::Filter filter, uint64_t anchor);
     void setPaused(bool paused);
-    void cleared();  // the store was
+    void cleared();  // the store was cleared
     void restyled(); // times or bookmarks have changed
     void setStyle(RowStyle style);
     const RowStyle& style() const { return m_style; }
@@ -66,18 +67,18 @@ public:
 
     const trace::View& view() const { return m_view; }
     uint64_t number(int row) const { return m_view.number(static_cast<size_t>(row)); }
-    // Whether the row's record is still kept; the next update takes the others away.
+    // Whether the row's record is still kept; the next update removes the other rows.
     bool isKept(int row) const;
     trace::RecordView record(int row) const { return m_view.record(static_cast<size_t>(row)); }
     uint64_t takeMissed() { return m_view.take_missed(); }
 
 signals:
-    // So many rows at the top, whose records are no longer kept. Before rowsAboutToBeRemoved, after
-    // which the selection has already moved to another row.
+    // The number of rows at the top whose records are no longer kept. Sent before
+    // rowsAboutToBeRemoved, because after that the selection has already moved to another row.
     void rowsAboutToBeDropped(int count);
 
 private:
-    // What the cells of a row have in common: they are asked for one after the other.
+    // What the cells of a row have in common: the cells are asked for one after the other.
     struct RowParts
     {
         uint64_t number = UINT64_MAX;
@@ -99,7 +100,7 @@ private:
     RowStyle m_style;
     QPalette m_palette;
     trace::Time m_chosen = trace::unknown_time;
-    int m_rows = 0; // those that were announced
+    int m_rows = 0; // rows that were announced to the table
     int m_fields = 1;
     size_t m_use = 0; // bytes that the store counts
     mutable RowParts m_parts;

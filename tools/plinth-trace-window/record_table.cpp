@@ -51,7 +51,7 @@ RecordTable::RecordTable(Session& session, QWidget* parent)
 
 RecordTable::~RecordTable()
 {
-    setModel(nullptr); // before the model, and what the view asks for, go
+    setModel(nullptr); // before the model and the objects that the view uses are destroyed
 }
 
 double RecordTable::advance(Session::Clock::duration longest)
@@ -76,8 +76,8 @@ double RecordTable::advance(Session::Clock::duration longest)
 
 // ---- places
 
-// The chosen record, if it is in sight; else the end, for a table that follows it, or the row at
-// the top.
+// The chosen record, if it is visible; else the end, if the table follows it, or the row at the
+// top.
 RecordTable::Place RecordTable::place() const
 {
     const int top = view()->topRow();
@@ -150,8 +150,8 @@ void RecordTable::takeCurrent(const QModelIndex& current)
     emit recordChosen(*m_chosen);
 }
 
-// Else the next row would become the current one, as if the user had chosen it: the table would
-// scroll there and stop following, and linked views with it.
+// Otherwise the next row would become the current one, as if the user had chosen it: the table
+// would scroll there and stop following, and linked views with it.
 void RecordTable::dropCurrent(int rows)
 {
     const QModelIndex current = view()->currentIndex();
@@ -214,7 +214,8 @@ std::optional<trace::Pattern> RecordTable::patternOf(const QString& text)
     }
 }
 
-// From where the first letter was typed on, so that the place doesn't wander with each letter.
+// Searches from the place where the user began to type, so that the place doesn't move with each
+// letter.
 void RecordTable::searchAgain(const QString& text)
 {
     if (!m_found.pattern())
@@ -235,7 +236,7 @@ void RecordTable::searchAgain(const QString& text)
 void RecordTable::searchOn(qt_table::Direction direction)
 {
     const bool isNext = direction == qt_table::Direction::next;
-    if (!m_found.pattern()) // since its field was closed
+    if (!m_found.pattern()) // the search field was closed since
         searchAgain(findBar()->text());
     const QModelIndex current = view()->currentIndex();
     const uint64_t from = current.isValid() ? m_rows->number(current.row()) : m_typedAt;
@@ -249,7 +250,8 @@ void RecordTable::searchOn(qt_table::Direction direction)
     jump();
 }
 
-// A hit on the other side of the start counts when the search has ended: a nearer one may come.
+// A hit on the other side of the start only counts when the search has ended: until then a nearer
+// one may be found.
 void RecordTable::jump()
 {
     if (!m_jump || !m_found.pattern())
@@ -289,7 +291,7 @@ void RecordTable::showFound()
         text += tr(", %1 % searched").arg(static_cast<int>(progress * percent));
     findBar()->showCount(text);
     m_marks->update();
-    if (m_saidNothing && m_found.count() > 0) // a new record
+    if (m_saidNothing && m_found.count() > 0) // a new record matches
     {
         m_saidNothing = false;
         findBar()->showResult(qt_table::FindBar::Result::none);
@@ -342,7 +344,7 @@ bool RecordTable::eventFilter(QObject* watched, QEvent* event)
         break;
     case QEvent::Wheel:
     case QEvent::KeyPress:
-    case QEvent::MouseButtonPress: // from here on the place is the user's
+    case QEvent::MouseButtonPress: // from now on the user decides the place
         m_place.reset();
         break;
     default:
@@ -351,7 +353,7 @@ bool RecordTable::eventFilter(QObject* watched, QEvent* event)
     return TraceTable::eventFilter(watched, event);
 }
 
-// Whole rows only: at the end of the table the one at the top would be cut.
+// Shows whole rows only: at the end of the table the row at the top would be cut.
 void RecordTable::fitHeight()
 {
     const int row = std::max(1, view()->verticalHeader()->defaultSectionSize());

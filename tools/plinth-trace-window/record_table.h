@@ -1,4 +1,4 @@
-// The table of one view: a TraceTable over records, which searches as one types, marks all hits,
+// The table of one view: a TraceTable of records. It searches while the user types, marks all hits,
 // keeps the chosen record in its place when the filter changes, and fits its columns.
 #pragma once
 
@@ -30,26 +30,26 @@ public:
     ColumnWidths& widths() const { return *m_widths; }
     const RecordDelegate& delegate() const { return *m_delegate; }
 
-    // Shows what is new, and searches on, for about so long. How much of what there is to be
-    // examined has been: from 0 to 1.
+    // Shows new records and continues the search, for about this long. Returns which part of the
+    // records has been examined, from 0 to 1.
     double advance(Session::Clock::duration longest);
 
-    // The chosen record and its place on the screen stay, or the nearest one's.
+    // The chosen record, or the nearest one, stays in its place on the screen.
     void setFilter(trace::Filter filter);
     void setRowFont(const QFont& font);
 
     // The record that the user chose last, if it is still kept.
     std::optional<uint64_t> chosen() const;
-    // Chooses the record, or the nearest one that is shown, and brings it to the middle.
+    // Chooses the record, or the nearest one that is shown, and scrolls it to the middle.
     void choose(uint64_t number);
     // Shows the neighbours of a record that was chosen elsewhere.
     void showNear(uint64_t number);
 
-    // What is found, as the user typed it.
+    // The text of the search, as the user typed it.
     QString searchText() const;
     void search(const QString& text);
 
-    // The record and the word that the context menu was opened over.
+    // The row and the word under the context menu.
     std::optional<int> menuRow() const;
     QString menuWord() const;
 
@@ -63,7 +63,7 @@ protected:
     void changeEvent(QEvent* event) override;
 
 private:
-    // What stays in sight, and how many rows below the top.
+    // The record that stays visible, and how many rows below the top.
     struct Place
     {
         uint64_t number = 0;
@@ -86,18 +86,18 @@ private:
     HitMarks* m_marks = nullptr;
     ColumnWidths* m_widths = nullptr;
 
-    // A search goes to its first hit as soon as it is known.
+    // A search moves to its first hit as soon as that is known.
     struct Jump
     {
         qt_table::Direction direction;
-        uint64_t from; // not before it, or not after it
+        uint64_t from; // the hit is not before it, or not after it
     };
     std::optional<Jump> m_jump;
     uint64_t m_typedAt = 0;       // where the search while typing begins
-    std::optional<Place> m_place; // to be kept while a changed filter is under way
+    std::optional<Place> m_place; // kept while a changed filter is being applied
     std::optional<uint64_t> m_chosen;
-    bool m_placing = false;     // the current row changes by us, not by the user
-    bool m_saidNothing = false; // that nothing was found
+    bool m_placing = false;     // the program changes the current row, not the user
+    bool m_saidNothing = false; // "nothing found" is shown
     int m_below = 0;            // pixels that are left free below the rows
     QPoint m_menuPlace;
 };

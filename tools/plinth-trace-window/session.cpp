@@ -31,7 +31,7 @@ std::set<int32_t> Session::collect(Clock::duration longest)
     return fresh;
 }
 
-// At once, as a record may be dropped before anybody looks at it again.
+// Done at once, as the record may be dropped before its next use.
 void Session::prepare_output(const trace::RecordView& record)
 {
     if (!output_filter.passes(record))

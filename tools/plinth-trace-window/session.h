@@ -1,5 +1,5 @@
-// What all tabs of the window have in common: the records, where they come from, and how they are
-// shown. All of it belongs to the thread of the window.
+// What all tabs of the window share: the records, their source, and how they are shown. Only the
+// window's thread uses it.
 #pragma once
 
 #include <chrono>
@@ -19,7 +19,7 @@ struct Session
 {
     using Clock = std::chrono::steady_clock;
 
-    // Failure if the file that the options name can't be made.
+    // Fails if the file that the options name can't be made.
     explicit Session(const trace::ViewOptions& options)
         : store(trace::store_limit(options.keep.value_or(trace::Store::default_limit))),
           time(options.time.value_or(trace::TimeMode::absolute))
@@ -28,14 +28,14 @@ struct Session
             output.emplace(*options.output);
     }
 
-    // Takes what the source has, for so long at most; gives the window ids that are new.
+    // Takes what the source has, for at most this long; returns the window ids that are new.
     std::set<int32_t> collect(Clock::duration longest);
 
-    // What has changed about the source; empty if nothing has.
+    // What has changed at the source; empty if nothing has.
     std::string news() const { return source ? source->take_news() : std::string(); }
 
-    // Writes what was collected, and passes the filter, to the output file, if there is one.
-    // Failure if it can't be written.
+    // Writes the collected records that pass the filter to the output file, if there is one. Fails
+    // if the file can't be written.
     void write_output();
 
     std::unique_ptr<trace::Source> source; // null while there is none
@@ -43,7 +43,7 @@ struct Session
     trace::Bookmarks bookmarks;
     trace::RateMeter rate{Clock::now()};
     trace::TimeMode time;
-    std::set<int32_t> windows; // that records have named
+    std::set<int32_t> windows; // named by records
 
     std::optional<trace::OutputFile> output;
     trace::Filter output_filter; // the first tab's

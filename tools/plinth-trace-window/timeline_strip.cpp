@@ -48,7 +48,8 @@ void TimelineStrip::advance(std::chrono::steady_clock::duration longest)
     update();
 }
 
-// As wide as there is room for all seconds; of more seconds than pixels the last ones are shown.
+// As wide as the room allows for all seconds. If there are more seconds than pixels, the last ones
+// are shown.
 int TimelineStrip::barWidth() const
 {
     const int seconds = std::max(1, static_cast<int>(m_timeline.seconds().size()));
@@ -58,7 +59,7 @@ int TimelineStrip::barWidth() const
 const trace::Timeline::Second* TimelineStrip::secondAt(int x) const
 {
     const auto& seconds = m_timeline.seconds();
-    const int back = (width() - margin - 1 - x) / barWidth(); // from the newest one
+    const int back = (width() - margin - 1 - x) / barWidth(); // seconds from the newest one
     const auto count = static_cast<int>(seconds.size());
     if (x >= width() - margin || back < 0 || back >= count)
         return nullptr;
@@ -97,7 +98,7 @@ void TimelineStrip::paintSecond(QPainter& painter, int x, const trace::Timeline:
         const QColor light = ground(m_colours[i], palette());
         draw(second.by_colour[i], isDark(palette()) ? light.lighter(170) : light.darker(125));
     }
-    draw(second.all - below, QColor(Qt::gray)); // can be seen on dark and light
+    draw(second.all - below, QColor(Qt::gray)); // visible on dark and light
     if (second.lost > 0)
         painter.fillRect(x, 0, bar, margin, lossText(palette()));
 }

@@ -1,5 +1,5 @@
-// The strip over a table: how many records there were in each of the last seconds, in the colours
-// of the highlights. A click goes to the time under it.
+// The strip above a table: how many records there were in each of the last seconds, in the colours
+// of the highlights. A click moves to the time under the mouse.
 #pragma once
 
 #include <QWidget>
@@ -21,7 +21,7 @@ public:
     void advance(std::chrono::steady_clock::duration longest);
     const trace::Timeline& timeline() const { return m_timeline; }
 
-    // The time under a place, in pixels from the left; unknown_time without records.
+    // The time at a place, in pixels from the left; unknown_time without records.
     trace::Time timeAt(int x) const;
 
     QSize sizeHint() const override;

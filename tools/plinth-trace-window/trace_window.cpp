@@ -28,10 +28,10 @@ namespace
 using namespace std::chrono_literals;
 
 constexpr auto step_interval = 40ms; // smooth to the eye
-constexpr auto collect_time = 25ms;  // of it: the rest is the window's
-constexpr auto show_time = 4ms;      // for each part of each view in sight
+constexpr auto collect_time = 25ms;  // of each step: the rest is for the window
+constexpr auto show_time = 4ms;      // for each part of each visible view
 
-constexpr auto keep_interval = 5s; // between two looks whether settings have changed
+constexpr auto keep_interval = 5s; // between two checks whether settings have changed
 constexpr int news_time = 10'000;  // ms in the status bar
 constexpr int percent = 100;
 
@@ -72,7 +72,7 @@ TraceWindow::TraceWindow(const trace::ViewOptions& options, std::string settings
     showCounts();
 }
 
-// The tables go before the models and the session that they show.
+// The tables are destroyed before the models and the session that they show.
 TraceWindow::~TraceWindow()
 {
     m_timer.stop();
@@ -126,7 +126,7 @@ void TraceWindow::showProblem(std::string_view problem, bool canRetry)
     m_problemBar->report(problem, canRetry);
 }
 
-// The channel may be another's, and change hands.
+// Another process may own the channel, and the owner may change.
 void TraceWindow::showAccess()
 {
     setWindowTitle(tr("plinth trace: %1").arg(lineOf(m_session.source->what())));
@@ -150,7 +150,7 @@ void TraceWindow::step()
     writeOutput();
     double progress = 1;
     for (ViewPage* const page :
-         m_area->inSight()) // the others catch up when they come to the front
+         m_area->inSight()) // the other views catch up when they come to the front
         progress = std::min(progress, page->advance(show_time));
     m_progress->setValue(static_cast<int>(progress * percent));
     m_progress->setVisible(progress < 1);
@@ -169,7 +169,7 @@ void TraceWindow::takeRecords()
             statusBar()->showMessage(lineOf(news), news_time);
         }
     }
-    catch (const trace::Failure& failure) // of a source: what it gave stays
+    catch (const trace::Failure& failure) // of a source: its records stay
     {
         m_session.source.reset();
         showProblem(failure.what(), true);
@@ -288,7 +288,7 @@ bool TraceWindow::save(const QString& path, bool all)
     return told(tr("Not saved: %1"),
                 [&]
                 {
-                    // What a changed filter hasn't got to yet is shown too, in a moment.
+                    // Also saves what a changed filter hasn't reached yet; it is shown in a moment.
                     while (!model()->update(show_time))
                     {
                     }
@@ -303,7 +303,7 @@ bool TraceWindow::save(const QString& path, bool all)
 
 // ---- what is seen
 
-// What a failure says is told; false then.
+// Runs the action. If it fails, shows the reason and returns false.
 bool TraceWindow::told(const QString& failed, const std::function<void()>& action)
 {
     try

@@ -1,5 +1,5 @@
-// The viewer's window: views as tabs, of which one has all records and each window id gets one, the
-// commands, and a line with the counts.
+// The viewer's window: views as tabs (one with all records, one for each window id), the commands,
+// and a line with the counts.
 #pragma once
 
 #include <deque>
@@ -35,24 +35,24 @@ class TraceWindow : public QMainWindow
     Q_OBJECT
 
 public:
-    // settings: the file in which the window keeps its views and layout; without one it keeps
+    // settings: the file in which the window keeps its views and layout; if empty, it keeps
     // nothing.
     explicit TraceWindow(const trace::ViewOptions& options, std::string settings = {},
                          QWidget* parent = nullptr);
     ~TraceWindow() override;
 
-    // Takes the source that the options name; a failure is shown, with a button to try again.
+    // Opens the source that the options name; a failure is shown, with a button to try again.
     void open();
-    QString problem() const; // why no record can come; empty if records can
+    QString problem() const; // why no records can come; empty if they can
 
-    // Collects and shows what has come: what the timer does.
+    // Collects and shows new records; the timer calls it.
     void step();
 
     void setPaused(bool paused);
     void clear();
     void toggleBookmark();
     void goToBookmark(bool forwards);
-    // Each says in the status bar what it did, or why not; false then.
+    // Each shows in the status bar what it did, or why it failed, and then returns false.
     bool saveShown(const QString& path);
     bool saveAll(const QString& path);
     bool goToTime(const QString& text);
@@ -109,7 +109,7 @@ private:
     QLabel* m_notes = nullptr;
     std::deque<int32_t> m_fresh;  // window ids that wait for their tabs
     size_t m_automatic = 0;       // tabs that were made for window ids
-    trace::ViewerSettings m_kept; // as this window kept them last
+    trace::ViewerSettings m_kept; // as this window saved them last
     QTimer m_timer;
     QTimer m_keepTimer;
     bool m_paused = false;

@@ -29,14 +29,14 @@ void TraceWindow::makeViews()
     {
         ViewPage& first = addView(
             isGiven && !loaded.settings.views.empty() ? tr("As started") : tr("All"), asStarted());
-        first.setAutomatic(isGiven); // the options' choice is for this time
+        first.setAutomatic(isGiven); // the options' choice is for this run
     }
     addViews(loaded.settings);
     showFirst();
     m_commands->showStateOf(view());
 }
 
-// The first view is the one that is written to the output file.
+// The output file gets the records of the first view.
 void TraceWindow::showFirst()
 {
     ViewPage& first = *m_area->pages().front();
@@ -144,7 +144,7 @@ void TraceWindow::keepSettings()
     const trace::ViewerSettings now = settings();
     if (now == m_kept)
         return;
-    // Also when it fails: once is enough to be told.
+    // Also set if saving fails: one message is enough.
     const trace::ViewerSettings before = std::exchange(m_kept, now);
     told(tr("Views and layout are not kept: %1"),
          [&]

@@ -15,7 +15,7 @@ namespace trace_window
 namespace
 {
 
-// A name may be another's, from a file or a process.
+// Names may come from other users, through files or processes.
 QString titleOf(const ViewPage& page)
 {
     return qt_table::harmless(page.name()).replace(u'&', QLatin1String("&&"));
@@ -38,7 +38,7 @@ ViewArea::ViewArea()
             });
 }
 
-// The tables go before what they show.
+// The tables are destroyed before what they show.
 ViewArea::~ViewArea()
 {
     qApp->disconnect(this);
@@ -123,7 +123,7 @@ void ViewArea::moveToOtherSide(ViewPage& page)
     QTabWidget& from = groupOf(page);
     QTabWidget& to = *m_groups[sideOf(page) == 0 ? 1 : 0];
     if (from.count() < 2 && to.count() == 0)
-        return; // there is nothing to be beside
+        return; // the only view has no other to be beside
     from.removeTab(from.indexOf(&page));
     to.addTab(&page, titleOf(page));
     for (QTabWidget* const group : m_groups)

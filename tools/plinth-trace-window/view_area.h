@@ -1,8 +1,8 @@
-// The views of the window, as tabs of one or two groups side by side. One of them is the current
-// one, to which the commands of the window apply.
+// The views of the window, as tabs of one or two groups side by side. One view is the current one,
+// to which the commands of the window apply.
 //
-// Linked views follow each other: what is chosen in one, the others in sight show with its
-// neighbours; those behind do when they come to the front.
+// Linked views follow each other: a record chosen in one is shown with its neighbours in the other
+// visible views at once, and in hidden ones when they come to the front.
 #pragma once
 
 #include <optional>
@@ -27,8 +27,8 @@ public:
     ViewArea();
     ~ViewArea() override;
 
-    ViewPage& add(ViewPage* page, int side = 0); // takes it over
-    void remove(ViewPage& page);                 // the last one stays
+    ViewPage& add(ViewPage* page, int side = 0); // takes ownership
+    void remove(ViewPage& page);                 // the last view can't be removed
     void clear();
     void bringToFront(ViewPage& page);
     void rename(ViewPage& page, const QString& name);

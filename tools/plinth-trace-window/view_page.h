@@ -1,5 +1,5 @@
-// One view: its fields, the strip, the table. What it shows can be taken out of it as settings, and
-// put into another one.
+// One view: its fields, the strip, the table. What it shows can be read as settings, and set from
+// settings.
 #pragma once
 
 #include <QWidget>
@@ -22,21 +22,22 @@ class ViewPage : public QWidget
     Q_OBJECT
 
 public:
-    // The session outlives the page. common: what holds for all views, by the program's options.
+    // The session outlives the page. common: what holds for all views, from the program's options.
     ViewPage(Session& session, trace::Filter common, const QString& name);
 
     QString name() const { return m_name; }
     void setName(const QString& name) { m_name = name; }
-    // One that the window made for a window id, which nobody has changed: not to be kept.
+    // A view that the window made for a window id and the user hasn't changed: it is not saved.
     bool isAutomatic() const { return m_automatic; }
     void setAutomatic(bool automatic) { m_automatic = automatic; }
 
     trace::ViewSettings settings() const;
-    // Gives what could not be taken: an expression that is none; empty if all was.
+    // Returns what could not be used (an invalid expression); empty on success.
     QString apply(const trace::ViewSettings& settings);
     trace::Filter filter() const;
 
-    // Takes what is new, for about so long. How much of it has been examined: from 0 to 1.
+    // Takes new records, for about this long. Returns which part of them has been examined, from 0
+    // to 1.
     double advance(Session::Clock::duration longest);
     void setRaw(bool raw);
     bool isRaw() const;
@@ -48,12 +49,12 @@ public:
     TimelineStrip& strip() const { return *m_strip; }
     ColumnChoice& columns() const { return *m_columns; }
 
-    // Adds what can be done with this record, and with a word of it, as the menu of the table does.
+    // Adds the commands for this record and a word of it to the table's menu.
     void addCommands(QMenu& menu, int row, const QString& word);
 
 signals:
     void filterChanged();
-    void viewAsked(const QString& name, const trace::ViewSettings& settings); // a new one
+    void viewAsked(const QString& name, const trace::ViewSettings& settings); // asks for a new view
 
 private:
     void applyFilter();
@@ -67,7 +68,7 @@ private:
     bool m_automatic = false;
     bool m_raw = false;
     bool m_byProcess = false;
-    trace::OpaqueSettings m_others; // what another version of the window may have kept
+    trace::OpaqueSettings m_others; // kept for other versions of the window
     FilterBar* const m_bar;
     RecordTable* const m_table;
     TimelineStrip* const m_strip;

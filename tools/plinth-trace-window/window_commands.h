@@ -30,17 +30,17 @@ public:
     QComboBox* timeBox() const { return m_time; }
     void showPaused(bool paused);
     void showStateOf(const ViewPage& page); // the current one
-    void prepare(ViewPage& page) const;     // a new one: what holds for all
+    void prepare(ViewPage& page) const;     // a new page: sets what holds for all
 
-    // What holds for the whole window, as settings have it.
+    // What holds for the whole window, in the form of settings.
     bool isLinked() const;
     void setLinked(bool linked);
     bool hasStrip() const;
     void setStrip(bool shown);
     Scheme scheme() const { return m_scheme; }
     void setScheme(Scheme scheme);
-    // As QFont::toString has it; empty: the desktop's. A family that is missing isn't used, but is
-    // kept for a time when it is there; gives what to tell then.
+    // As QFont::toString writes it; empty: the desktop's font. A missing family isn't used, but its
+    // name is kept in case it is installed later; setFont then returns a message.
     QString font() const { return m_font; }
     QString setFont(const QString& font);
     trace::TimeMode time() const;

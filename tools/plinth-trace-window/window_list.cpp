@@ -48,7 +48,7 @@ WindowList::WindowList(QWidget* parent)
 void WindowList::setWindows(const std::set<int32_t>& windows)
 {
     if (static_cast<size_t>(m_ids.size()) == windows.size())
-        return; // ids never go
+        return; // ids are never removed
     m_ids.clear();
     for (const int32_t id : windows)
         m_ids += QString::number(id);

@@ -1,5 +1,5 @@
-// The button with the list of all window ids that records have named: there may be thousands, of
-// which only the first ones get tabs by themselves.
+// The button with the list of all window ids that records have named: there may be thousands, and
+// only the first ones get tabs automatically.
 #pragma once
 
 #include <set>
@@ -22,10 +22,10 @@ class WindowList : public QToolButton
 public:
     explicit WindowList(QWidget* parent = nullptr);
 
-    // Hidden while there is none.
+    // Hidden while there are no ids.
     void setWindows(const std::set<int32_t>& windows);
     void open(); // the list below the button
-    // What the list has where this was typed.
+    // What the list shows for this text.
     QStringList matching(const QString& typed) const;
 
 signals:

@@ -1,5 +1,5 @@
 // The layout of the window in its settings (view_settings.h): the names and values that only the
-// window understands.
+// window uses.
 #pragma once
 
 #include <QString>
@@ -18,7 +18,7 @@ void writeSide(trace::ViewSettings& settings, int side);
 
 void writeLayout(const TraceWindow& window, const WindowCommands& commands,
                  trace::OpaqueSettings& settings);
-// What is missing or damaged stays as it is. Gives what to tell; empty if there is nothing.
+// Missing or damaged values change nothing. Returns a message for the user; empty if there is none.
 QString showLayout(TraceWindow& window, WindowCommands& commands,
                    const trace::OpaqueSettings& settings);
 

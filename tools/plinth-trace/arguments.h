@@ -1,4 +1,4 @@
-// The program's arguments, whatever alphabets are in them.
+// The program's arguments, in whatever alphabet.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// The words that main is given are in the active code page, which lacks most characters. The
-// command line has them all.
+// main receives its arguments in the active code page, which lacks most characters. The command
+// line has them all.
 #include <windows.h>
 
 #include <shellapi.h>

@@ -1,5 +1,5 @@
-// The commands: each takes its options, does its work and gives the exit code. help holds the text
-// that --help prints.
+// The commands: each takes its options, does its work and returns the exit code. help holds the
+// text that --help prints.
 #pragma once
 
 #include "options.h"

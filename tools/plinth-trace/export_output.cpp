@@ -28,7 +28,7 @@ void ExportOutput::fail(DWORD error) const
     throw Failure(exit_failed, *m_path + " can't be written: " + error_text(error));
 }
 
-// At its end, and there at the start of a line.
+// Opens the file at its end; if the last line is cut, starts a new one.
 void ExportOutput::open()
 {
     m_file = CreateFileW(wide_from_utf8(*m_path).data(), GENERIC_READ | GENERIC_WRITE,
@@ -36,7 +36,7 @@ void ExportOutput::open()
                          FILE_ATTRIBUTE_NORMAL, nullptr);
     if (m_file == INVALID_HANDLE_VALUE)
         fail(GetLastError());
-    m_id = open_file_id(m_file); // the path may name no file any more
+    m_id = open_file_id(m_file); // later the path may name another file or none
     LONG high = 0;
     const DWORD low = SetFilePointer(m_file, 0, &high, FILE_END);
     m_size = uint64_t{static_cast<DWORD>(high)} << 32 | low;
@@ -69,7 +69,7 @@ void ExportOutput::write_file()
 {
     if (m_largest && m_size >= *m_largest)
     {
-        sync(); // the cursor that is saved next counts on it
+        sync(); // the cursor that is saved next relies on it
         CloseHandle(std::exchange(m_file, INVALID_HANDLE_VALUE));
         if (!MoveFileExW(wide_from_utf8(*m_path).data(), wide_from_utf8(*m_path + ".1").data(),
                          MOVEFILE_REPLACE_EXISTING))
@@ -87,7 +87,7 @@ void ExportOutput::write_file()
 
 void ExportOutput::write_standard_output() const
 {
-    constexpr size_t at_once = 4096; // what a pipe takes as a whole
+    constexpr size_t at_once = 4096; // bytes that a pipe takes as a whole
     size_t start = 0;
     size_t end = 0;
     const auto put_records = [&]

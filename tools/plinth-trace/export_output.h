@@ -1,8 +1,8 @@
-// Where an export writes: standard output, or a file that it goes on.
+// Where an export writes: standard output, or a file that it appends to.
 //
-// No part of a record is left behind if the program is killed: what is written to standard output
-// at once is so little that a pipe takes all of it or nothing (a longer record than that may be
-// cut), and a file whose last line was cut is gone on with in a new line.
+// If the program is killed, no part of a record remains in the output: each write to standard
+// output is so small that a pipe takes all of it or nothing (a longer record may be cut), and a
+// file whose last line was cut is continued on a new line.
 #pragma once
 
 #include <cstdint>
@@ -21,20 +21,21 @@ namespace trace
 class ExportOutput
 {
 public:
-    // path: of the file, UTF-8; none: standard output. largest: a file of so many bytes is renamed
-    // to PATH.1, in the place of the last one, and begun anew. Failure if it can't be opened.
+    // path: of the file, UTF-8; none: standard output. largest: a file of this many bytes is
+    // renamed to PATH.1, replacing the previous PATH.1, and a new one is begun. Fails if it can't
+    // be opened.
     ExportOutput(std::optional<std::string> path, std::optional<size_t> largest);
     ~ExportOutput();
     ExportOutput(const ExportOutput&) = delete;
     ExportOutput& operator=(const ExportOutput&) = delete;
 
-    // A whole record, written by flush at the latest.
+    // record: a whole one. flush writes it at the latest.
     void add(std::string_view record);
     size_t waiting() const { return m_waiting.size(); }
     // Fails as trace::put does.
     void flush();
-    // To the disk, if it is a file. Failure if the path no longer names the file: what was written
-    // is out of reach.
+    // Writes a file to the disk. Fails if the path no longer names the file: users could not reach
+    // what was written.
     void sync();
 
     bool is_file() const { return m_path.has_value(); }
@@ -49,9 +50,9 @@ private:
     const std::optional<size_t> m_largest;
     HANDLE m_file = INVALID_HANDLE_VALUE;
     std::optional<FileId> m_id;
-    uint64_t m_size = 0; // of the file
+    uint64_t m_size = 0; // of the file, in bytes
     std::string m_waiting;
-    std::vector<size_t> m_ends; // of the records in it
+    std::vector<size_t> m_ends; // ends of the records in m_waiting
 };
 
 } // namespace trace

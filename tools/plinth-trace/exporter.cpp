@@ -15,20 +15,20 @@ namespace trace
 namespace
 {
 
-constexpr unsigned slice = 100;           // ms; the end may be asked for in between
+constexpr unsigned slice = 100;           // ms; an interruption is noticed in between
 constexpr unsigned most_taken = 10'000;   // records, which may all be too early
 constexpr size_t put_size = 64 << 10;     // bytes that are written at once
 constexpr uint64_t in_flight = 256 << 10; // bytes; a pipe has 64 KiB unless its owner asks for more
 
 constexpr std::chrono::milliseconds save_interval{500};
-constexpr int save_share = 10; // saving takes at most this part of the time
+constexpr int save_share = 10; // saving takes at most 1/10 of the time
 
 std::string native(const std::string& path)
 {
     return native_path(wide_from_utf8(path).data());
 }
 
-// The cursor must name the same inputs wherever the export is started.
+// Absolute, because the cursor must name the same inputs wherever the export is started.
 std::string absolute(const std::string& path)
 {
     wchar_t buffer[4096];
@@ -55,7 +55,7 @@ std::vector<std::string> native(const std::vector<std::string>& paths)
 
 LogBounds without_start(LogBounds bounds)
 {
-    bounds.since.reset(); // a record's number is known only in a file that is read from its start
+    bounds.since.reset(); // a record's number is only known if its file is read from the start
     return bounds;
 }
 
@@ -84,7 +84,7 @@ Exporter::Exporter(ExportOptions options)
 void Exporter::begin(LogReader& reader, const Moment& now)
 {
     const std::string& path = reader.name().path;
-    m_undecided.erase(path); // of a former file of this path
+    m_undecided.erase(path); // of an earlier file of this path
     if (!m_cursor)
         return;
     const auto known = m_cursor->entries().find(path);
@@ -96,7 +96,7 @@ void Exporter::begin(LogReader& reader, const Moment& now)
     }
     catch (const Failure&)
     {
-        // The log source reports it when it reads the file, and tries again.
+        // The log source reports the failure when it reads the file, and tries again.
     }
     if (m_is_running || !m_cursor->was_in_use(known->second))
         return;
@@ -106,7 +106,7 @@ void Exporter::begin(LogReader& reader, const Moment& now)
         m_undecided.insert(path);
 }
 
-// What became of a file while no export ran. Nobody knows what else was in it.
+// Reports what happened to a file while no export ran. What else the file contained is unknown.
 void Exporter::tell(const std::string& path, const char* what)
 {
     const Record loss = uncounted_loss("records may be lost: the log file " + native(path) +
@@ -122,7 +122,7 @@ void Exporter::tell_vanished()
     for (const std::string& path : std::exchange(m_replaced, {}))
     {
         tell(path, "replaced");
-        m_cursor->forget(path); // the new file may stay without a record until the next export
+        m_cursor->forget(path); // the new file may stay empty until the next export
     }
     for (const std::string& path : m_cursor->take_vanished())
         tell(path, "removed");
@@ -144,7 +144,7 @@ int Exporter::run()
     return m_cursor && !m_cursor->is_saved() ? exit_failed : exit_done;
 }
 
-// Writes what there is, within limits; false if there was nothing.
+// Writes the records that are ready, within limits; false if there were none.
 bool Exporter::take(unsigned milliseconds)
 {
     Record record;
@@ -190,7 +190,8 @@ void Exporter::add(const Record& record)
         m_output.add(exported(record, reader ? &place : nullptr, m_host, m_options.format));
 }
 
-// Notes how far the files have come, and gives the cursor what was written so many bytes ago.
+// Notes how far the files have come, and passes on to the cursor what was written at least
+// kept_back bytes ago.
 void Exporter::settle(uint64_t kept_back)
 {
     if (m_steps.empty() || m_steps.back().written != m_written)
@@ -222,7 +223,7 @@ void Exporter::finish()
         return;
     if (m_source.ended())
         settle(0);
-    // What became of the others was reported by this export; the next one would report it again.
+    // The fate of the other files was reported by this export; the next one would report it again.
     std::set<std::string> unfinished = m_source.read_paths();
     for (const Step& step : m_steps) // their last records may not have arrived
         for (const auto& [path, entry] : step.entries)

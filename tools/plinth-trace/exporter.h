@@ -1,9 +1,9 @@
-// plinth-trace export at work: records from the files of the inputs to the output, and how far they
-// have come to the cursor.
+// plinth-trace export at work: writes records from the input files to the output, and keeps in the
+// cursor how far the files have come.
 //
-// What was written to a pipe is not yet what its reader has kept. So behind a pipe the cursor stays
-// back by more than a pipe and its reader hold, until the input has ended: if the reader is killed,
-// these records come again.
+// The reader of a pipe may not have kept yet what was written to the pipe. So with a pipe the
+// cursor lags by more bytes than a pipe and its reader hold, until the input has ended: if the
+// reader is killed, these records are exported again.
 #pragma once
 
 #include <chrono>
@@ -37,13 +37,13 @@ class Exporter
 public:
     explicit Exporter(ExportOptions options);
 
-    // Until the input ends or the user ends it; gives the exit code.
+    // Runs until the input ends or the user ends the export; returns the exit code.
     int run();
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    // How far files had come when so many bytes had been written.
+    // How far the files had come when `written` bytes had been written.
     struct Step
     {
         uint64_t written;
@@ -66,14 +66,14 @@ private:
     uint64_t m_kept_back; // bytes
     bool m_is_running = false;
     std::vector<std::string> m_replaced; // paths that named other files when this export started
-    std::set<std::string> m_undecided;   // paths whose files couldn't be read then
+    std::set<std::string> m_undecided;   // paths whose files couldn't be read at the start
     LogSource m_source;                  // reads the cursor
 
     uint64_t m_written = 0;  // bytes
     CursorEntries m_changed; // since the last step
     std::deque<Step> m_steps;
     Clock::time_point m_next_save = Clock::now();
-    std::string m_problem; // of the cursor, that was told last
+    std::string m_problem; // with the cursor, last reported
 };
 
 } // namespace trace

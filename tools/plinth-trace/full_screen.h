@@ -1,5 +1,5 @@
-// The full screen of watch and log. The Windows build has none, since the library that it stands on
-// isn't there.
+// The full screen of watch and log. The Windows build has none, since the library that it needs is
+// not available there.
 #pragma once
 
 #include <memory>
@@ -12,16 +12,16 @@
 namespace trace
 {
 
-// Standard input and output are a terminal that can have it. If only the kind of the terminal is in
-// the way, standard error says so.
+// Whether standard input and output are a terminal that can show it. If only the kind of the
+// terminal prevents it, a message on standard error reports it.
 bool can_have_full_screen();
 
-// Takes the option that names the views of one's own.
+// Takes the option that names the user's own views.
 std::string take_views_name(Options& options);
 extern const char* const views_help;
 
-// Shows the records of the source until the user ends it; gives the exit code. views: the name of
-// the settings in which views are. Failure if the terminal or the output file can't be had.
+// Shows the records of the source until the user ends it; returns the exit code. views: the name of
+// the settings that hold the views. Fails if the terminal or the output file can't be used.
 int run_full_screen(const ViewOptions& options, std::unique_ptr<Source> source,
                     const std::string& views);
 

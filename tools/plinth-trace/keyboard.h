@@ -1,8 +1,8 @@
-// Single keys from the terminal, without the return key and without being shown. One source file
-// for each system.
+// Reads single keys from the terminal, without the return key and without showing them. One source
+// file for each system.
 //
-// However the program ends or is stopped, and whatever signal does it, the terminal is left as it
-// was found; only a kill that no program can catch leaves it as it is.
+// However the program ends or is stopped, whatever the signal, the terminal is restored; only
+// signals that no program can catch leave it as it is.
 #pragma once
 
 #include <optional>
@@ -13,7 +13,7 @@ namespace trace
 class Keyboard
 {
 public:
-    // Standard input and output are a terminal.
+    // Whether standard input and output are a terminal.
     static bool is_there();
 
     Keyboard();

@@ -1,10 +1,10 @@
-// The terminal hands over each key at once and shows none, but still makes signals of Ctrl-C and
+// The terminal passes on each key at once and shows none, but still makes signals of Ctrl-C and
 // Ctrl-Z.
 //
 // SIGINT, SIGTERM and SIGHUP end the main loop (interruption.h), so that the destructor restores
-// the terminal. The others that end or stop a program are caught here: the handler restores the
-// terminal and lets the signal do what it does by default. All that a handler calls is
-// async-signal-safe.
+// the terminal. Other signals that end or stop a program are caught here: the handler restores the
+// terminal and lets the signal do what it does by default. Handlers only call async-signal-safe
+// functions.
 #include "keyboard.h"
 
 #include <cerrno>
@@ -26,7 +26,7 @@ namespace
 termios gs_found; // written before the handlers that read it are set
 termios gs_ours;
 
-// Of a program in the background the terminal would stop what sets it.
+// The terminal would stop a program that changes it from the background.
 void set_terminal(const termios& mode)
 {
     if (in_foreground())
@@ -43,13 +43,15 @@ extern "C" void plinth_trace_on_stop(int signal)
 {
     const int error = errno;
     set_terminal(gs_found);
-    raise_default(signal); // comes back when the program goes on
+    raise_default(signal); // returns when the program continues
     set_handler(signal, plinth_trace_on_stop);
-    set_terminal(gs_ours); // also where the system ignores a stop: nobody could end it
+    set_terminal(gs_ours); // also if the system ignores a stop, since it could not continue the
+                           // program
     errno = error;
 }
 
-// Also behind a stop that can't be caught. The shell has set the terminal for itself meanwhile.
+// Also called after a stop that can't be caught. The shell has changed the terminal in the
+// meantime.
 extern "C" void plinth_trace_on_continue(int)
 {
     const int error = errno;

@@ -1,4 +1,4 @@
-// The console hands over single keys as it is; nothing has to be restored.
+// The console passes on single keys anyway; nothing has to be restored.
 #include "keyboard.h"
 
 #include <conio.h>
@@ -21,7 +21,7 @@ std::optional<char> Keyboard::key()
     if (!_kbhit())
         return std::nullopt;
     const int key = _getch();
-    if (key == 0 || key == 0xe0) // of two parts: none of ours
+    if (key == 0 || key == 0xe0) // a key of two parts: not used here
     {
         _getch();
         return std::nullopt;

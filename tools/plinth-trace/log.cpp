@@ -1,4 +1,4 @@
-// plinth-trace log: the log files, which all programs of the machine write into one folder.
+// plinth-trace log: shows the log files, which all programs of the machine write into one folder.
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -53,7 +53,7 @@ namespace
 
 constexpr uint64_t default_lines = 20;
 constexpr uint64_t screen_lines = 100'000; // where one can scroll back
-constexpr unsigned slice = 100;            // ms; Ctrl-C may come in between
+constexpr unsigned slice = 100;            // ms; Ctrl-C is noticed in between
 constexpr size_t put_size = 64 << 10;
 
 std::string native(const std::string& path)
@@ -61,8 +61,8 @@ std::string native(const std::string& path)
     return native_path(wide_from_utf8(path).data());
 }
 
-// For people a path is made harmless; for a program it is exact, and one that would look like two
-// is refused, before any is printed.
+// On a terminal a path is made harmless; for a program it is exact. A path that would look like two
+// is refused before any path is printed.
 void show_paths(const std::vector<LogName>& logs)
 {
     std::string out;
@@ -81,11 +81,11 @@ void show_paths(const std::vector<LogName>& logs)
         put_bytes(out);
 }
 
-// Shows texts of several files as one stream, with the file's name where the file changes.
+// Shows texts of several files as one stream; where the file changes, shows its name.
 class Stream
 {
 public:
-    // heading_first: also the first file is named.
+    // heading_first: also name the first file.
     explicit Stream(bool heading_first) : m_heading(heading_first) {}
 
     void show(const LogName& name, const std::string& text)
@@ -117,7 +117,7 @@ private:
     std::string m_shown;
 };
 
-// Where to look instead of the default folder, if something was logged there, and later than this.
+// Where to look besides the default folder, if something was logged there later than `written`.
 std::string hint(const std::string& folder, uint64_t written)
 {
     const std::string other = folder == default_log_folder() ? newest_other_folder(written) : "";
@@ -126,21 +126,21 @@ std::string hint(const std::string& folder, uint64_t written)
                                native(other) + ", which --folder shows";
 }
 
-// For people who look at the log of a program that has another one.
+// For users who look at the default folder while the program logs into another one.
 void point_to_newer_logs(const std::string& folder, const std::vector<LogName>& shown)
 {
     if (const std::string other = hint(folder, shown.back().written); !other.empty())
         note("later than this, " + other);
 }
 
-// The rest of the file, from where it stands.
+// The rest of the file, from its current position.
 void show_rest(LogFile& file, Stream& stream)
 {
     for (std::string text = file.read(); !text.empty() && !interrupted(); text = file.read())
         stream.show(file.name(), text);
 }
 
-// For people who would take an empty folder for a log that says nothing.
+// For users who would take an empty folder for a log without records.
 void note_that_it_waits(const std::vector<std::string>& inputs)
 {
     std::string text;
@@ -151,8 +151,8 @@ void note_that_it_waits(const std::vector<std::string>& inputs)
          (other.empty() ? "" : "; " + other));
 }
 
-// Shows the records of all files, until there are no more or the user ends it.
-// may_be_missing: a program may make them later.
+// Shows the records of all files, until there are no more or the user ends it. may_be_missing: a
+// program may make the files later.
 int show_records(const std::vector<std::string>& inputs, const LogBounds& bounds,
                  bool may_be_missing)
 {

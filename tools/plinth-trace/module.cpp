@@ -1,7 +1,8 @@
-// plinth-trace module: what is in a module file, and data files into it and out of it.
+// plinth-trace module: lists the contents of a module file, and puts data files into it or takes
+// them out.
 //
-// Sections, the patch number and the copies come from the library's own sources; resources and
-// version values from the system's calls.
+// Sections, the patch number and the copies use the library's own sources; resources and version
+// values use the system's calls.
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
@@ -40,7 +41,7 @@ const char* const module_help =
 namespace
 {
 
-// A file from anywhere may list the same entries over and over.
+// A file from an unknown source may list the same entries over and over.
 constexpr size_t most_resources = 100'000;
 
 std::string line_of(const char* format, ...) __attribute__((format(printf, 1, 2)));
@@ -105,7 +106,7 @@ std::string type_of(LPCWSTR type)
     return name_of(type);
 }
 
-// The listing of a module's resources while the system calls for each.
+// The listing of a module's resources, filled by the system's callbacks.
 struct Listing
 {
     std::string text;
@@ -159,7 +160,7 @@ std::string sections_of(const WideText& file)
     return QvListSections(file.data(), add_section, &text) == QV_OK ? text : std::string();
 }
 
-// The version block, whose values are asked for by key: these are the usual ones.
+// The values of the version block are asked for by key: these are the usual keys.
 constexpr const char* version_keys[] = {
     "FileDescription", "FileVersion",      "ProductName", "ProductVersion", "CompanyName",
     "InternalName",    "OriginalFilename", "Comments",    "LegalCopyright", "PatchNumber"};
@@ -176,7 +177,7 @@ public:
             m_block.clear();
     }
 
-    // Null if there is none; size as VerQueryValueW gives it.
+    // Null if there is none; size as VerQueryValueW returns it.
     const void* value(const std::string& path, UINT& size) const
     {
         void* found = nullptr;
@@ -193,7 +194,7 @@ public:
         const auto* const found = static_cast<const char*>(value(path, size));
         if (!found)
             return {};
-        // The size counts characters, or bytes if the block says that it is no text.
+        // The size counts characters, or bytes if the block declares the value as binary.
         const auto there = static_cast<size_t>(m_block.data() + m_block.size() - found);
         WideText text(std::min<size_t>(size, there / sizeof(wchar_t)) + 1, L'\0');
         std::memcpy(text.data(), found, (text.size() - 1) * sizeof(wchar_t));
@@ -220,7 +221,7 @@ std::string version_of(const WideText& file)
                         static_cast<unsigned>(fixed.dwFileVersionLS >> 16),
                         static_cast<unsigned>(fixed.dwFileVersionLS & 0xffff));
     }
-    // The languages that the block says it has, and the one that the patch number has.
+    // The languages that the block lists, and the language of the patch number.
     std::set<std::string> languages{"040504b0"};
     if (const void* const value = block.value("\\VarFileInfo\\Translation", size))
         for (UINT at = 0; at + 4 <= size && at < 64; at += 4)

@@ -13,7 +13,7 @@ namespace
 
 std::string shown(const std::string& status)
 {
-    // The last column stays free: some terminals go to the next line with it.
+    // The last column stays free: some terminals move to the next line when it is filled.
     const size_t room = std::max<size_t>(terminal_width(), 2) - 1;
     const std::string text = status.substr(0, room);
     return text.empty() || !in_colour() ? text : "\x1b[7m" + text + "\x1b[0m";
@@ -27,7 +27,7 @@ Screen::~Screen()
     {
         set_status("");
     }
-    catch (const OutputClosed&) // the program ends by what it has met before
+    catch (const OutputClosed&) // the program ends with the earlier error
     {
     }
     catch (const Failure&)

@@ -1,4 +1,4 @@
-// Standard output with, on a terminal, one line below the text that tells how things stand.
+// Standard output and, on a terminal, a status line below the text.
 #pragma once
 
 #include <string>
@@ -15,15 +15,15 @@ public:
     Screen(const Screen&) = delete;
     Screen& operator=(const Screen&) = delete;
 
-    // Whole lines. Fails as trace::put does.
+    // text: whole lines. Fails as trace::put does.
     void put(std::string_view text);
 
-    // ASCII, cut to the width of the terminal; empty for none. Nothing happens where there is no
-    // such line.
+    // text: ASCII, cut to the width of the terminal; empty for no status. Does nothing without a
+    // status line.
     void set_status(const std::string& text);
     const std::string& status() const { return m_status; }
 
-    // Empties a terminal.
+    // Clears the screen of a terminal.
     void clear();
 
 private:

@@ -1,7 +1,7 @@
 // plinth-trace settings: the log's settings in the registry, for all programs of the machine.
 //
-// The values are read and written one by one, so that setting one leaves the others to their
-// defaults. A running program takes a change up with its next log file.
+// The values are read and written one by one, so that setting one leaves the others at their
+// defaults. A running program uses a change from its next log file on.
 #include <cstdint>
 #include <cstdio>
 #include <optional>
@@ -36,7 +36,7 @@ namespace
 
 constexpr const char* key_path = "Software\\Quorvane\\Misc\\LogFile";
 
-// The age in seconds is formed in 32 bits, signed: more days would count as none.
+// The library computes the age in seconds as a signed 32-bit number: more days would count as none.
 constexpr int64_t most_days = INT32_MAX / 86400;
 constexpr uint32_t no_limit = 0xffffffff;
 
@@ -77,7 +77,7 @@ constexpr Setting per_session{"per-session", "LogPerSession_4", shown_per_sessio
 class Key
 {
 public:
-    // For reading: is_there tells whether the key exists.
+    // For reading: is_there returns whether the key exists.
     Key()
     {
         const WideText path = wide_from_utf8(key_path);
@@ -87,7 +87,7 @@ public:
             fail("can't read", error);
     }
 
-    // For writing; made if it is not there.
+    // For writing; the key is made if it doesn't exist.
     struct ForWriting
     {
     };
@@ -108,7 +108,7 @@ public:
 
     bool is_there() const { return m_key; }
 
-    // None if there is no value of the name that counts; wrong tells of one with another type.
+    // None if there is no valid value of the name; wrong: there is one with another type.
     std::optional<uint32_t> read(const Setting& setting, bool& wrong) const
     {
         const WideText name = wide_from_utf8(setting.value);

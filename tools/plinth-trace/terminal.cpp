@@ -47,7 +47,7 @@ const char* environment(const char* name)
 bool prepare_output()
 {
     SetConsoleOutputCP(CP_UTF8);
-    _setmode(_fileno(stdout), _O_BINARY); // texts bring their own line ends
+    _setmode(_fileno(stdout), _O_BINARY); // texts contain their own line ends
     const HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
     DWORD mode = 0;
     return GetConsoleMode(console, &mode) &&
@@ -81,7 +81,7 @@ unsigned columns()
 
 #else
 
-// A program with more rights than its caller takes nothing from its caller.
+// A program with more rights than its caller must not use the caller's environment.
 const char* environment(const char* name)
 {
     return secure_getenv(name);
@@ -95,7 +95,7 @@ unsigned columns()
 
 bool prepare_output()
 {
-    std::signal(SIGPIPE, SIG_IGN); // a write then fails, and put tells what that means
+    std::signal(SIGPIPE, SIG_IGN); // a write then fails, and put reports it
     const char* const kind = environment("TERM");
     return isatty(STDOUT_FILENO) && !(kind && std::strcmp(kind, "dumb") == 0);
 }
@@ -113,8 +113,8 @@ void wait_for_room()
     poll(&output, 1, slice);
 }
 
-// A user who wants the end waits for a reader that reads, and not for one that doesn't: two signals
-// or two seconds with nothing taken in between.
+// After an interruption the program waits for a reader that still reads, but not for one that
+// doesn't: it ends after two signals or two seconds in which nothing was read.
 void write_all(std::string_view bytes)
 {
     bool is_stuck = false;
@@ -144,7 +144,7 @@ void write_all(std::string_view bytes)
 
 constexpr std::string_view colour_start = "\x1b[";
 
-// The length of the colour that the text begins with, 0 if it begins with none: ESC [ numbers m.
+// The length of the colour sequence (ESC [ numbers m) at the text's start, 0 if there is none.
 size_t colour_length(std::string_view text)
 {
     if (!text.starts_with(colour_start))

@@ -11,13 +11,13 @@
 namespace trace
 {
 
-// To be called first: the code page of the console, the ways of being asked to end.
+// To be called first: sets the code page of the console and the handling of interruptions.
 void prepare_terminal();
 
 // Whether colours are shown: standard output is a terminal, and NO_COLOR is not set.
 bool in_colour();
 
-// Columns of the terminal that standard output is; 80 if it doesn't say.
+// Columns of the terminal on standard output; 80 if unknown.
 size_t terminal_width();
 
 // Whether standard output is a terminal, of whatever kind.
@@ -30,15 +30,14 @@ enum class Before
     screen_cleared,
 };
 
-// Writes the text, at once. Throws OutputClosed if nobody reads any more or the user wants the end
-// and nobody reads, and Failure if it can't be written.
+// Writes the text at once. Throws OutputClosed if the reader has closed the output, or if the user
+// wants the end and the reader doesn't read, and Failure if the text can't be written.
 //
-// This is the last place before a terminal: whatever a caller has forgotten to make harmless is
-// made so here, but for line ends and tabs, and colours where they are shown. The line ends of a
-// name are its caller's business.
+// This is the last place before a terminal: it makes harmless what callers have missed, except line
+// ends and tabs, and colours if they are shown. The line ends in a name are up to the caller.
 void put(std::string_view text, Before before = Before::nothing);
 
-// The same for what another program reads: each byte as it is. Not for terminals.
+// The same for output that another program reads: each byte as it is. Not for terminals.
 void put_bytes(std::string_view bytes);
 
 } // namespace trace

@@ -1,6 +1,6 @@
 // Signals that end or stop a program which has changed its terminal.
 //
-// All of it may be called in a signal handler.
+// All functions here may be called in a signal handler.
 #pragma once
 
 #include <csignal>
@@ -10,7 +10,7 @@
 namespace trace
 {
 
-// Those that end a program by default, beside SIGINT, SIGTERM and SIGHUP (interruption.h).
+// Signals that end a program by default, besides SIGINT, SIGTERM and SIGHUP (interruption.h).
 inline constexpr int ending_signals[] = {SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
 
 // Calls that the signal interrupts start again.
@@ -25,7 +25,8 @@ inline void set_handler(int signal, void (*handler)(int))
     sigaction(signal, &action, nullptr);
 }
 
-// Lets the signal do what it does by default. Returns if that was to stop, and the program goes on.
+// Lets the signal do what it does by default. Returns if that was to stop, and the program
+// continues.
 inline void raise_default(int signal)
 {
     set_handler(signal, SIG_DFL);
@@ -33,11 +34,11 @@ inline void raise_default(int signal)
     sigemptyset(&only);
     sigaddset(&only, signal);
     raise(signal);
-    sigprocmask(SIG_UNBLOCK, &only, nullptr); // now it comes
+    sigprocmask(SIG_UNBLOCK, &only, nullptr); // the signal is delivered now
 }
 
-// Standard input is a terminal that belongs to this program's group. The terminal would stop a
-// program in the background that sets it.
+// Whether standard input is a terminal that belongs to this program's group. The terminal would
+// stop a program that changes it from the background.
 inline bool in_foreground()
 {
     return tcgetpgrp(STDIN_FILENO) == getpgrp();

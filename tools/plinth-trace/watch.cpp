@@ -45,9 +45,9 @@ const char* const watch_help = s_watch_help.c_str();
 namespace
 {
 
-constexpr size_t small_store = 8 << 20; // bytes, where nothing is asked of it
+constexpr size_t small_store = 8 << 20; // bytes, if the user can't look back
 
-constexpr std::chrono::milliseconds slice{100}; // Ctrl-C may come in between
+constexpr std::chrono::milliseconds slice{100}; // Ctrl-C is noticed in between
 constexpr std::chrono::milliseconds key_slice{30};
 constexpr std::chrono::seconds report_interval{1};
 
@@ -127,8 +127,9 @@ int Watch::run()
     return m_options.count ? exit_timeout : exit_done;
 }
 
-// Takes what there is, within limits; false if there was nothing. A portion has room in the store
-// beside what was shown before, so that no record goes before it is shown unless there is a pause.
+// Takes the records that are ready, within limits; false if there were none. A portion fits into
+// the store besides what was shown before, so that no record is removed before it is shown unless
+// there is a pause.
 bool Watch::collect(unsigned milliseconds)
 {
     RecordView record;
@@ -139,7 +140,7 @@ bool Watch::collect(unsigned milliseconds)
         const size_t size = RecordBlock::most_bytes(record);
         if (collected > 0 && bytes + size > m_portion)
         {
-            m_waiting = record; // good until the source is asked again
+            m_waiting = record; // valid until the source is asked again
             break;
         }
         ++collected;
@@ -163,7 +164,7 @@ bool Watch::next(RecordView& record, unsigned milliseconds)
     return true;
 }
 
-// Shows the rows that are new; true when the count is reached.
+// Shows the new rows; true when the count is reached.
 bool Watch::show()
 {
     m_view.advance(SIZE_MAX);
@@ -171,7 +172,7 @@ bool Watch::show()
     std::string file;
     if (const uint64_t missed = m_view.take_missed())
     {
-        // Only a terminal has a pause, and no terminal has JSON.
+        // Only a terminal has a pause, and a terminal never gets JSON.
         m_missed += missed;
         const Record news = loss_of(missed, std::to_string(missed) +
                                                 " records dropped before they were shown: more "
@@ -227,7 +228,7 @@ std::string Watch::counts() const
                              std::to_string(m_store.all()) + ", lost " +
                              std::to_string(m_store.lost());
     const std::optional<uint64_t> taken = m_source->taken();
-    // Without a terminal nobody can ask again for what was shown.
+    // Without a terminal the user can't ask again for what was shown.
     return text + ", dropped " + std::to_string(m_interactive ? m_store.dropped() : m_missed) +
            (taken ? ", taken " + std::to_string(*taken) : "");
 }
@@ -243,7 +244,7 @@ void Watch::report_news()
         note(news);
 }
 
-// How things stand, once a second; a pause shows at once.
+// Updates the status once a second; a pause is shown at once.
 void Watch::report()
 {
     const Clock::time_point now = Clock::now();
@@ -280,7 +281,7 @@ void Watch::report()
 void Watch::report_patterns(bool at_end)
 {
     std::string text = m_options.view.filter.given_up();
-    // While it goes on it is said once; at the end, with the last numbers.
+    // Reported once while the program runs; at the end, with the last numbers.
     if (text.empty() || (at_end ? text == m_patterns_reported : !m_patterns_reported.empty()))
         return;
     if (m_interactive)
@@ -293,7 +294,7 @@ void Watch::report_patterns(bool at_end)
 int watch(Options& options)
 {
     WatchOptions wanted = read_options(options);
-    // What ends by itself would take its screen away with what is on it.
+    // A program that ends by itself would remove its screen with the records on it.
     const bool stays = !wanted.json && !wanted.count && !wanted.end;
     if (stays && !wanted.plain && !reads_standard_input(wanted.view) && can_have_full_screen())
         return run_full_screen(wanted.view, make_source(wanted.view), wanted.views);

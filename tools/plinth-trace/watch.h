@@ -1,8 +1,9 @@
-// plinth-trace watch at work: records from the source to the screen, and to a file.
+// plinth-trace watch at work: shows records from the source on the screen, and writes them to a
+// file.
 //
-// Each goes into the store; the view lets those through that are wanted, and they are shown. On a
-// terminal keys steer it (watch_keys.cpp). Anywhere else the store is small: nobody can ask for
-// what has been shown.
+// Each record is put into the store; the view selects those that are wanted, and they are shown. On
+// a terminal the user controls it by keys (watch_keys.cpp). Elsewhere the store is small: the user
+// can't ask again for what has been shown.
 #pragma once
 
 #include <chrono>
@@ -40,7 +41,7 @@ class Watch
 public:
     explicit Watch(WatchOptions options);
 
-    // Until the source ends, or the user or an option ends it; gives the exit code.
+    // Runs until the source ends, or the user or an option ends it; returns the exit code.
     int run();
 
 private:
@@ -79,16 +80,16 @@ private:
     LineStyle m_style;
     const LineStyle m_file_style; // the same without colours
 
-    size_t m_next_row = 0;          // of the view, the first that wasn't shown yet
+    size_t m_next_row = 0;          // first row of the view that wasn't shown yet
     int64_t m_shown = 0;            // records, not counting losses
-    uint64_t m_missed = 0;          // that went before they were shown
+    uint64_t m_missed = 0;          // removed before they were shown
     std::optional<uint64_t> m_last; // number of the record that was shown last
-    std::optional<uint64_t> m_at;   // of the bookmark that was gone to last
+    std::optional<uint64_t> m_at;   // the bookmark that the user moved to last
     Time m_last_time = unknown_time;
     Clock::time_point m_reported = Clock::now();
     std::string m_patterns_reported;
     bool m_quit = false;
-    std::optional<Keyboard> m_keyboard; // the last to be made: what fails before needs none
+    std::optional<Keyboard> m_keyboard; // made last, after what can fail without it
 };
 
 } // namespace trace

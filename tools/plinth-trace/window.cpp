@@ -24,7 +24,7 @@ const char* const window_help = s_window_help.c_str();
 
 int window(Options& options)
 {
-    become_viewer(options.rest()); // which understands them
+    become_viewer(options.rest()); // the viewer reads them
 }
 
 } // namespace trace

@@ -1,5 +1,5 @@
-// Starting the viewer that plinth-trace window is about: a program of its own beside this one, so
-// that plinth-trace needs nothing of its libraries. One source file for each system.
+// Starts the viewer of plinth-trace window: a separate program in the same folder, so that
+// plinth-trace doesn't need the viewer's libraries. One source file for each system.
 #pragma once
 
 #include <string>
@@ -8,7 +8,8 @@
 namespace trace
 {
 
-// Becomes the viewer. Failure with exit_no_window if there is no display, or no viewer.
+// Replaces this program by the viewer. Fails with exit_no_window if there is no display or no
+// viewer.
 [[noreturn]] void become_viewer(const std::vector<std::string>& arguments);
 
 } // namespace trace

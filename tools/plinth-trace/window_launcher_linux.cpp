@@ -17,7 +17,7 @@ namespace trace
 namespace
 {
 
-// A program with more rights than its caller takes nothing from its caller.
+// A program with more rights than its caller must not use the caller's environment.
 bool is_set(const char* name)
 {
     const char* const value = secure_getenv(name);
@@ -37,7 +37,7 @@ std::string path_of_viewer()
 
 void become_viewer(const std::vector<std::string>& arguments)
 {
-    // Qt's own choice of a platform counts too: it has some that need no display.
+    // Qt's own choice of a platform counts too: some platforms need no display.
     if (!is_set("DISPLAY") && !is_set("WAYLAND_DISPLAY") && !is_set("QT_QPA_PLATFORM"))
         throw Failure(exit_no_window, "there is no display to show a window on (DISPLAY and "
                                       "WAYLAND_DISPLAY are not set); plinth-trace watch shows "

@@ -1,4 +1,4 @@
-// Long work over records, done in steps that fit between other things.
+// Long work on records, done in steps so that other work can run in between.
 #pragma once
 
 #include <chrono>
@@ -7,8 +7,8 @@
 namespace trace
 {
 
-// Calls advance(most), which examines at most so many records and is true while there are more, for
-// about so long. True if there are more.
+// Calls advance(most), which examines at most `most` records and returns true while there are more,
+// for about `longest`. True if there are more.
 template <class Advance>
 bool advance_in_time(std::chrono::steady_clock::duration longest, Advance advance)
 {

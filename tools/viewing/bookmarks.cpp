@@ -8,7 +8,7 @@ namespace trace
 namespace
 {
 
-// The first of the marks from start on, going round, that is shown.
+// The first mark from start on, continuing at the beginning after the last, that is shown.
 template <class Iterator>
 std::optional<uint64_t> first_shown(const View& view, Iterator begin, Iterator start, Iterator end)
 {

@@ -21,8 +21,8 @@ public:
     // Drops the marks of records before this one, which are no longer kept.
     void trim(uint64_t first);
 
-    // The next mark behind the number, or before it, whose record the view shows; behind the last
-    // one the first follows. Without a number: the first, or the last. Nothing if none is shown.
+    // The next mark after the number, or the one before it, whose record the view shows; after the
+    // last the first follows. Without a number: the first, or the last. Nothing if none is shown.
     std::optional<uint64_t> next(const View& view, std::optional<uint64_t> from) const;
     std::optional<uint64_t> previous(const View& view, std::optional<uint64_t> from) const;
 

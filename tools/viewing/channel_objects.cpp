@@ -11,7 +11,7 @@ namespace trace
 namespace
 {
 
-// The buffer: the writer's process id, then the text, zero-terminated or filling the rest.
+// The buffer: the writer's process id, then the text, which ends with a zero or fills the rest.
 constexpr size_t buffer_size = 4096;
 constexpr size_t text_offset = 4;
 
@@ -58,9 +58,9 @@ ChannelObjects::Result ChannelObjects::fail(const char* what)
 
 void ChannelObjects::release()
 {
-    if (const char* const view = std::exchange(m_buffer, nullptr)) // the channel was ours
+    if (const char* const view = std::exchange(m_buffer, nullptr)) // this viewer had the channel
     {
-        SetEvent(m_buffer_ready); // for a writer that came back since the last text was taken
+        SetEvent(m_buffer_ready); // for a writer that began to wait after the last text was taken
         UnmapViewOfFile(const_cast<char*>(view));
     }
     for (HANDLE* const object : {&m_buffer_ready, &m_data_ready, &m_mapping})

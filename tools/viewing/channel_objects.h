@@ -1,5 +1,5 @@
-// The objects of the debug string channel, which belong to its one listener: two events and a
-// buffer under names of the system.
+// The objects of the debug string channel, which belong to its only listener: two events and a
+// buffer with names that the system defines.
 #pragma once
 
 #include <string>
@@ -19,7 +19,7 @@ public:
     {
         ours,
         taken,  // another listener has them
-        failed, // they can't be made: problem() says why
+        failed, // they can't be made: problem() returns the reason
     };
 
     ChannelObjects() = default;
@@ -27,15 +27,16 @@ public:
     ChannelObjects(const ChannelObjects&) = delete;
     ChannelObjects& operator=(const ChannelObjects&) = delete;
 
-    // Makes the objects. No writer may use the buffer before it was freed for the first time.
+    // Makes the objects. Writers can't use the buffer before free_buffer is called for the first
+    // time.
     Result take(const TakeOverWatcher& watcher);
     void release();
     const std::string& problem() const { return m_problem; }
 
-    // Writers may fill the buffer.
+    // Lets writers fill the buffer.
     void free_buffer() { SetEvent(m_buffer_ready); }
-    // Copies a text and its writer's process id out and frees the buffer, in this order. False if
-    // none came in time.
+    // Copies a text and its writer's process id, then frees the buffer. False if no text came in
+    // time.
     bool take_text(Record& record, DWORD milliseconds);
 
 private:

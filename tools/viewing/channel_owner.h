@@ -12,11 +12,11 @@ namespace trace
 struct ChannelOwner
 {
     DWORD process = 0;
-    std::string name{}; // of its image; empty if it can't be found out
+    std::string name{}; // of its image; empty if unknown
 };
 
-// Nothing if it can't be found out, as always on Windows, or if it is this process. Looks at all of
-// the user's processes.
+// Nothing if the program is unknown, as always on Windows, or is this process. Looks at all of the
+// user's processes.
 std::optional<ChannelOwner> channel_owner();
 
 } // namespace trace

@@ -1,6 +1,6 @@
-// From the files that the user's processes have open. Named events are files of the stand-in, which
-// a listener keeps open; writers and viewers that look whether the channel is free open the first
-// of them for moments only.
+// Finds the owner by the files that the user's processes have open. Named events are files of the
+// stand-in, which a listener keeps open. Writers, and viewers that check whether the channel is
+// free, only open the first of them for a moment.
 #include "channel_owner.h"
 
 #include <climits>
@@ -43,7 +43,7 @@ bool has_open(const std::string& process, const std::string& file)
     return any_open_file(process, [&](std::string_view path) { return path == file; });
 }
 
-// The folder of the channel's files, which this process has to have open for it.
+// The folder of the channel's files; to find it, this process opens one of them.
 std::string folder_of_channel()
 {
     const HANDLE event = OpenEventA(EVENT_MODIFY_STATE, FALSE, "DBWIN_BUFFER_READY");
@@ -84,7 +84,7 @@ std::optional<ChannelOwner> channel_owner()
         const std::optional<ProcessFacts> facts = facts_of(id);
         found = {id, facts ? facts->name : ""};
         if (has_open(process, second))
-            break; // a listener, and not one that only looks
+            break; // a listener, not a process that only checks
     }
     return found;
 }

@@ -1,4 +1,4 @@
-// How a viewer stands to the debug string channel, and how its user learns of it.
+// How a viewer has access to the debug string channel, and the texts about that for its user.
 #pragma once
 
 #include <mutex>
@@ -15,14 +15,14 @@ enum class ChannelAccess
     waiting,   // another program has it
 };
 
-// For several threads.
+// May be used by several threads.
 class ChannelState
 {
 public:
-    // holder: who has the channel, for people: "plinth-trace (4711)". Of this viewer: why it can't
-    // pass the records on, if it can't.
+    // holder: the program that has the channel, for people: "plinth-trace (4711)". If it is this
+    // viewer: why it can't pass the records on; empty if it can.
     void set(ChannelAccess access, const std::string& holder);
-    // Who has the channel and passes nothing on; empty if there is no such program.
+    // The program that has the channel and passes nothing on; empty if there is no such program.
     std::string shut_out_by() const;
     // What is watched: "the debug string channel, which plinth-trace (4711) has and passes on".
     std::string what() const;
@@ -30,7 +30,7 @@ public:
     std::string take_news();
 
 private:
-    mutable std::mutex m_lock; // guards what follows
+    mutable std::mutex m_lock; // guards the members below
     ChannelAccess m_access = ChannelAccess::waiting;
     std::string m_holder;
     std::string m_news;

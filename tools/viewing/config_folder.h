@@ -6,8 +6,8 @@
 namespace trace
 {
 
-// The folder of ours in it, which may be missing; empty if the system names none. One source file
-// for each system. UTF-8.
+// This project's folder in the user's settings folder; it may not exist yet. Empty if the system
+// names no settings folder. One source file for each system. UTF-8.
 std::string config_folder();
 
 } // namespace trace

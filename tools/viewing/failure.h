@@ -1,5 +1,5 @@
-// How a command ends early: with a message for people and an exit code. Thrown by what finds the
-// problem, reported once, in main.
+// How a command ends early: with a message for people and an exit code. Thrown where the problem is
+// found, reported once, in main.
 #pragma once
 
 #include <stdexcept>
@@ -31,12 +31,12 @@ private:
     ExitCode m_code;
 };
 
-// The reader of standard output is gone: the end of the program, and no failure.
+// The reader of standard output has closed it: the program ends, without a failure.
 struct OutputClosed
 {
 };
 
-// The user has ended the program while it waited for something: no failure either.
+// The user has ended the program while it waited: no failure either.
 struct Interrupted
 {
 };

@@ -14,7 +14,7 @@ namespace trace
 // A process that is wanted, by its id or its name.
 struct WantedProcess
 {
-    DWORD id = 0; // 0: the name counts
+    DWORD id = 0; // 0: the name is compared
     std::string name{};
 };
 
@@ -23,17 +23,17 @@ WantedProcess wanted_process(const std::string& text);
 
 struct Filter
 {
-    std::vector<Pattern> match{};                    // each is in the text
-    std::vector<Pattern> include{};                  // one of them is, if there are any
-    std::vector<Pattern> exclude{};                  // none of them is
-    WindowIds windows{};                             // it has one of them, if there are any
-    std::vector<WantedProcess> processes{};          // the writer is one of them, if there are any
-    std::vector<WantedProcess> excluded_processes{}; // the writer is none of them
+    std::vector<Pattern> match{};           // each must be in the text
+    std::vector<Pattern> include{};         // one of them must be, if there are any
+    std::vector<Pattern> exclude{};         // none of them may be
+    WindowIds windows{};                    // its window must be one of them, if there are any
+    std::vector<WantedProcess> processes{}; // its writer must be one, if there are any
+    std::vector<WantedProcess> excluded_processes{}; // its writer must be none of them
 
-    // A loss always passes. A pattern that gives up decides nothing: the record is rather shown.
+    // A loss always passes. A pattern that gives up has no effect: the record is then shown.
     bool passes(const RecordView& record) const;
 
-    // For how many texts, and which, patterns have given up: empty if none has.
+    // How many texts patterns have given up on, and which patterns: empty if none has.
     std::string given_up() const;
 };
 

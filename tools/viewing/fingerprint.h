@@ -1,4 +1,4 @@
-// A number by which bytes that were read before are known again. Bookmarks and cursors keep it in
+// A number by which bytes that were read before are recognised. Bookmarks and cursors keep it in
 // files, so it is the same in every version.
 #pragma once
 

@@ -24,10 +24,10 @@ public:
 
     bool empty() const { return m_patterns.empty(); }
 
-    // The places in their order, without overlap: where two patterns meet, the first one has it.
+    // The places in their order, without overlap: where two patterns overlap, the first one counts.
     std::vector<Highlight> in(std::string_view text) const;
 
-    // The colour of the whole text: of the first pattern that is in it.
+    // The colour of the whole text: that of the first pattern that is in it.
     std::optional<size_t> colour_of(std::string_view text) const;
 
 private:

@@ -7,8 +7,8 @@
 namespace trace
 {
 
-// Reads what is there, up to size bytes: 0 at the end, nothing if none came in so many
-// milliseconds. Failure if it can't be read.
+// Reads what is available, at most size bytes: 0 at the end, nothing if no byte came in time. Fails
+// if the input can't be read.
 std::optional<size_t> read_input(char* buffer, size_t size, unsigned milliseconds);
 
 } // namespace trace

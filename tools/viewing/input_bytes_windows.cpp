@@ -1,4 +1,5 @@
-// A pipe can't be waited for here, so it is looked at again and again; a console is waited for.
+// A program can't wait for a pipe here, so it looks at the pipe again and again; it can wait for a
+// console.
 #include "input_bytes.h"
 
 #include <algorithm>

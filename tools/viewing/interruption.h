@@ -1,5 +1,5 @@
-// The wish of the user to end the program: Ctrl-C, or a polite request of the system. One source
-// file for each system.
+// The user's request to end the program: Ctrl-C, or the system's request. One source file for each
+// system.
 #pragma once
 
 namespace trace
@@ -8,18 +8,18 @@ namespace trace
 // To be called first.
 void catch_interruption();
 
-// The wish has come.
+// Whether the request has come.
 bool interrupted();
 
-// Work that goes on after the wish, and gets somewhere: on Linux a program that has been asked to
-// end and does nothing of this for some seconds is ended, wherever it waits.
+// Reports progress of work that continues after the request. On Linux, a program that makes no
+// progress for some seconds after the request is ended, wherever it waits.
 void made_progress();
 
-// What is left to do when the program is ended in this way. Called in a signal handler.
+// restore: called in a signal handler before the program is ended in this way.
 void before_forced_end(void (*restore)());
 
-// Throws Interrupted if the wish has come. For where a call has failed, which the wish can have
-// caused.
+// Throws Interrupted if the request has come. Called after a failed call, since the request may
+// have caused the failure.
 void end_if_interrupted();
 
 } // namespace trace

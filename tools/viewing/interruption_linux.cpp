@@ -1,9 +1,9 @@
-// A signal ends what waits for a pipe at once, because its handler doesn't let the call start
-// again. One that comes just before such a call would leave it waiting, and some calls start again
-// by themselves. Therefore the signal comes again each second, and after some of them the program
-// ends by its default action.
+// A signal ends a call that waits for a pipe at once, because its handler doesn't let the call
+// start again. But a signal just before such a call would leave the call waiting, and some calls
+// start again by themselves. Therefore the signal is repeated each second, and after some
+// repetitions the program ends by its default action.
 //
-// All that a handler calls is async-signal-safe.
+// Handlers only call async-signal-safe functions.
 #include "interruption.h"
 
 #include <cerrno>
@@ -53,7 +53,7 @@ void set_handler(int signal, void (*handler)(int))
     struct sigaction action
     {
     };
-    action.sa_handler = handler; // and no SA_RESTART
+    action.sa_handler = handler; // without SA_RESTART
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
 }
@@ -65,11 +65,12 @@ void catch_interruption()
     set_handler(SIGALRM, plinth_viewing_on_tick);
     for (const int signal : {SIGINT, SIGTERM})
         set_handler(signal, plinth_viewing_on_interrupt);
-    // The terminal is gone; a program that is to survive that was started with the signal ignored.
+    // The terminal was closed. A program that is to survive this was started with the signal
+    // ignored.
     struct sigaction found;
     if (sigaction(SIGHUP, nullptr, &found) == 0 && found.sa_handler != SIG_IGN)
         set_handler(SIGHUP, plinth_viewing_on_interrupt);
-    // A parent may have blocked them.
+    // The parent process may have blocked them.
     sigset_t needed;
     sigemptyset(&needed);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM})

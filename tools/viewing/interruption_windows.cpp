@@ -1,5 +1,5 @@
-// The runtime calls the handler in a thread of its own and gives the signal its default action
-// then: a second Ctrl-C ends the program.
+// The runtime calls the handler in a thread of its own and then resets the signal to its default
+// action: a second Ctrl-C ends the program.
 #include "interruption.h"
 
 #include <csignal>

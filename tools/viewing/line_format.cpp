@@ -16,7 +16,7 @@ constexpr const char* plain = "\x1b[0m";
 constexpr const char* prefix_colour = "\x1b[36m";
 constexpr const char* loss_colour = "\x1b[1;31m";
 
-// Black on a bright ground; the seventh pattern begins again.
+// Black on a bright background; the seventh pattern has the first colour again.
 constexpr const char* highlight_colours[] = {"\x1b[30;103m", "\x1b[30;102m", "\x1b[30;106m",
                                              "\x1b[30;105m", "\x1b[30;101m", "\x1b[30;104m"};
 
@@ -77,7 +77,7 @@ std::string time_text(const RecordView& record, TimeMode mode, const TimeBase& b
 
 std::string as_lines(const RecordView& record, const LineStyle& style, const TimeBase& base)
 {
-    // The news of a loss is one line, and may name a file.
+    // The report of a loss is one line, and may name a file.
     const std::string text =
         record.is_loss() ? printable_name(record.text) : printable(record.text);
     if (record.is_loss())
@@ -89,7 +89,7 @@ std::string as_lines(const RecordView& record, const LineStyle& style, const Tim
         style.colour ? style.highlights.in(text) : std::vector<Highlight>();
     std::string out = prefix;
     size_t at = 0;
-    // Copies up to end; a colour ends with its line and begins again in the next.
+    // Copies up to end; a colour ends at the end of its line and begins again on the next.
     const auto copy = [&](size_t end, const char* colour)
     {
         out += colour;

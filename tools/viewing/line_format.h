@@ -22,7 +22,7 @@ enum class TimeMode
 // "none", "absolute", "start", "previous".
 std::optional<TimeMode> time_mode_of(std::string_view name);
 
-// What the times of a record are counted from.
+// The times from which a record's time is counted.
 struct TimeBase
 {
     Time start = unknown_time;
@@ -35,11 +35,11 @@ struct LineStyle
 {
     TimeMode time = TimeMode::none;
     bool colour = false;
-    Highlights highlights{}; // shown where there is colour
+    Highlights highlights{}; // only shown in colour
 };
 
-// The lines of the text, each behind the time and the writer's id and name, as far as they are
-// wanted and known. A loss is one line in dashes.
+// The lines of the text, each after the time and the writer's id and name, if these are wanted and
+// known. A loss is one line between dashes.
 std::string as_lines(const RecordView& record, const LineStyle& style, const TimeBase& base);
 
 } // namespace trace

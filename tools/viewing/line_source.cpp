@@ -13,7 +13,7 @@ namespace trace
 namespace
 {
 
-// The bytes of UTF-16 that end in no half of anything.
+// The number of bytes of UTF-16 that end with a whole character.
 size_t whole_units(std::string_view bytes)
 {
     constexpr unsigned char pair_mask = 0xfc;
@@ -45,7 +45,7 @@ bool LineSource::next(Record& record, unsigned milliseconds)
     return true;
 }
 
-// The input's form is that of its first two bytes.
+// The input's first two bytes decide its form.
 void LineSource::feed(std::string_view bytes)
 {
     constexpr std::string_view mark = "\xff\xfe";

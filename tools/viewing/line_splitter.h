@@ -1,4 +1,4 @@
-// Cuts text that comes in pieces into lines.
+// Splits text that comes in pieces into lines.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ class LineSplitter
 {
 public:
     // Calls take(line) for each line that the piece completes, without its end (LF or CR LF). A
-    // line of more than a mebibyte comes in parts.
+    // line of more than a mebibyte is passed in parts.
     template <class Take> void feed(std::string_view piece, Take&& take)
     {
         while (!piece.empty())
@@ -31,7 +31,7 @@ public:
         }
     }
 
-    // What has no line end yet; it is gone from here then.
+    // Returns and removes the text after the last line end.
     std::string take_rest()
     {
         std::string rest = std::move(m_rest);

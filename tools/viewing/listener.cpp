@@ -16,23 +16,23 @@ namespace
 
 using namespace std::chrono_literals;
 
-// How long the thread waits before it looks whether it is to end. A signal can't wake it: what a
-// signal handler may call doesn't include setting an event.
+// How long the thread waits before it checks whether it should end. A signal can't wake it, because
+// a signal handler may not set an event.
 constexpr DWORD wait_slice = 100; // ms
 
-// How often the ring is looked at. A wake-up by the holder would cost the holder a system call for
-// each reader; a look costs the reader alone. At a million records a second a quarter of the ring
-// is filled meanwhile.
+// How often the ring is read. If the holder woke its readers, it would pay a system call for each;
+// reading at intervals costs only the reader. At a million records a second, a quarter of the ring
+// is filled in this time.
 constexpr auto ring_interval = 20ms;
 
-// How often a follower looks whether the holder gives signs, and if not, whether the channel is
-// free: another takes it over within a second.
+// How often a follower checks whether the holder still runs, and if not, whether the channel is
+// free: another viewer takes it over within a second.
 constexpr auto channel_interval = 200ms;
 
 // A look at all processes.
 constexpr auto owner_interval = 2s;
 
-// Records between two looks at whether the thread is to end.
+// Records between two checks whether the thread should end.
 constexpr int most_at_once = 10'000;
 
 } // namespace
@@ -40,13 +40,13 @@ constexpr int most_at_once = 10'000;
 Listener::Listener(TakeOverWatcher watcher, size_t queue)
     : m_watcher(std::move(watcher)), m_queue(queue)
 {
-    m_follower.open(); // if that fails, the viewer can still have the channel
+    m_follower.open(); // if that fails, the viewer can still take the channel
     m_is_holder = look_at_channel();
     if (m_is_holder)
-        begin_to_hold(); // here, so that a viewer that comes next follows this one
+        begin_to_hold(); // here, so that a viewer that starts later follows this one
     else if (!m_channel.problem().empty())
         throw Failure(exit_failed, "the debug string channel can't be had: " + m_channel.problem());
-    m_state.take_news(); // what() has it
+    m_state.take_news(); // what() already includes it
     m_thread = std::thread([this] { run(); });
 }
 
@@ -113,11 +113,11 @@ void Listener::run()
     if (m_is_holder)
         hold();
     else
-        read_rest_of_ring(); // what was there before the end was asked for
+        read_rest_of_ring(); // what was there before the end was requested
 }
 
-// While the holder gives signs, the channel is left alone: a look opens its first event, and would
-// keep the channel from being free for a moment.
+// While the holder shows signs, the channel is not checked: a check opens its first event, and for
+// a moment the channel could not become free.
 void Listener::follow_up()
 {
     m_follower.open();
@@ -130,10 +130,10 @@ void Listener::follow_up()
     }
 }
 
-// True if the channel is this viewer's now.
+// True if this viewer has the channel now.
 bool Listener::look_at_channel()
 {
-    // Before the channel is taken: what writers give up until the thread runs counts already.
+    // Before the channel is taken, so that losses until the thread runs are counted.
     m_channel_losses = channel_losses();
     const ChannelObjects::Result result = m_channel.take(m_watcher);
     if (result == ChannelObjects::Result::ours)
@@ -143,7 +143,7 @@ bool Listener::look_at_channel()
     return false;
 }
 
-// Says who has the channel: a viewer, as the ring says, or another program.
+// Sets who has the channel: a viewer, by the ring, or another program.
 void Listener::describe_holder()
 {
     const RingHolder& holder = m_follower.holder();
@@ -169,7 +169,7 @@ void Listener::describe_holder()
                     m_owner ? program_text(m_owner->process, m_owner->name) : program_text(0, ""));
 }
 
-// Takes over what the ring has. True if it may have more.
+// Takes the records from the ring. True if it may have more.
 bool Listener::read_ring()
 {
     Record record;
@@ -184,7 +184,7 @@ bool Listener::read_ring()
     return count == most_at_once;
 }
 
-// A writer that goes on meanwhile must not make it endless.
+// The number of rounds is limited, since a writer may go on writing.
 void Listener::read_rest_of_ring()
 {
     constexpr int most_rounds = 20; // more than the ring has room for
@@ -204,13 +204,13 @@ void Listener::hold()
             count_channel_losses();
             m_share.beat(current_time());
         }
-    take(0);                 // what was written before the end was asked for
-    m_channel.free_buffer(); // a writer that waits goes on
-    m_share.end();           // before the channel is another's, who writes the ring then
+    take(0);                 // what was written before the end was requested
+    m_channel.free_buffer(); // lets a waiting writer continue
+    m_share.end();           // before another viewer has the channel and writes the ring
     m_channel.release();
 }
 
-// Goes on where the former holder has ended: its records first, then the gap.
+// Continues where the former holder ended: its records first, then the gap.
 void Listener::begin_to_hold()
 {
     const Time since = m_follower.last_sign();
@@ -230,14 +230,14 @@ bool Listener::take(DWORD milliseconds)
     if (!m_channel.take_text(record, milliseconds))
         return false;
     record.name = m_names.name_of(record.process);
-    count_channel_losses(); // before this text, or beside it
+    count_channel_losses(); // were lost before this text, or at the same time
     m_share.put(record);
     ++m_taken;
     m_queue.put(record);
     return true;
 }
 
-// Takes over what writers have given up: while this process was stopped, or not run for too long.
+// Counts what writers have given up while this process was stopped or did not run for too long.
 void Listener::count_channel_losses()
 {
     const uint32_t now = channel_losses();

@@ -1,14 +1,14 @@
 // The debug string channel as a source of records, for any number of viewers at once.
 //
-// The channel has room for one listener, and whoever traces waits until its one buffer is free. The
-// viewer that has it therefore does nothing on a thread of its own but copy a text, free the
-// buffer, and pass the text on: to its own user through a queue, and to the user's other viewers
-// through the ring (ring/ring_layout.h). A viewer that finds the channel taken follows the ring,
-// and looks several times a second whether it is free. Thus another one takes it over when the
-// holder ends.
+// The channel has room for one listener, and a program that traces waits until the only buffer is
+// free. The viewer that has the channel therefore does very little on a thread of its own: it
+// copies a text, frees the buffer, and passes the text on, to its own user through a queue and to
+// the user's other viewers through the ring (ring/ring_layout.h). A viewer that finds the channel
+// taken follows the ring, and checks several times a second whether the channel is free. Thus
+// another viewer takes it over when the holder ends.
 //
 // The library has a listener too (CQvDebugOutputCapture). This one also takes the writer's process
-// id and the whole of a text of more than 1,023 bytes, and comes without opening a log.
+// id and the whole of a text of more than 1,023 bytes, and doesn't open a log.
 #pragma once
 
 #include <atomic>
@@ -31,9 +31,9 @@ namespace trace
 class Listener : public Source
 {
 public:
-    // Takes the channel, or follows who has it, and starts to listen. Failure with exit_failed if
-    // the objects can't be made. watcher: see take_over.h.
-    // queue: bytes of records that may wait for next.
+    // Takes the channel, or follows its holder, and starts to listen. Fails with exit_failed if the
+    // objects can't be made. watcher: see take_over.h. queue: bytes of records that may wait for
+    // next.
     explicit Listener(
         TakeOverWatcher watcher = [](TakeOverStep) {}, size_t queue = RecordQueue::default_limit);
     ~Listener() override;
@@ -63,24 +63,24 @@ private:
     const TakeOverWatcher m_watcher;
     ChannelState m_state;
     RecordQueue m_queue;
-    std::atomic<uint64_t> m_taken{0}; // texts that holders have taken since this viewer came
+    std::atomic<uint64_t> m_taken{0}; // texts that holders have taken since this viewer started
     std::atomic<bool> m_run{true};
     bool m_is_holder = false;
     bool m_has_followed = false; // another viewer
 
-    // The thread's alone once it runs.
+    // Only used by the thread once it runs.
     ChannelObjects m_channel;
     RingFollower m_follower;
     RingShare m_share;
     ProcessNames m_names;
-    uint32_t m_channel_losses = 0; // that are counted, or were before this viewer had the channel
+    uint32_t m_channel_losses = 0; // already counted, or from before this viewer had the channel
     std::optional<ChannelOwner> m_owner;
     std::optional<std::chrono::steady_clock::time_point> m_owner_asked;
 
-    std::string m_converted; // the text of the last record, unless it is the queue's
-    std::shared_ptr<const std::string> m_last_name; // of the last record, for the next one
+    std::string m_converted; // the text of the last record, unless the queue holds it
+    std::shared_ptr<const std::string> m_last_name; // of the last record, reused for the next
 
-    std::thread m_thread; // the last: it uses the others
+    std::thread m_thread; // last, because it uses the members above
 };
 
 } // namespace trace

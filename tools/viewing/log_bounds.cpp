@@ -16,14 +16,14 @@ namespace
 constexpr uint64_t first_window = 64 << 10; // bytes
 constexpr unsigned window_growth = 4;
 
-// So many records are looked for at a time; more than these are found portion by portion.
+// The number of records that are searched for at a time; more are found in portions.
 constexpr uint64_t most_places = 20'000;
 
-// By so much a stamp can be later than the time when its file was last written: stamps are local
-// times, perhaps of another zone.
+// The most by which a stamp can be later than the time when its file was last written: stamps are
+// local times, perhaps of another zone.
 constexpr Time zone_slack = Time{26} * 60 * 60 * second;
 
-// A record, in the order of the stream.
+// A record's place in the order of the stream.
 struct Place
 {
     Time key;
@@ -41,23 +41,24 @@ bool is_written_before(const LogReader& reader, Time time)
     return reader.name().written != 0 && file_time(reader.name().written) + zone_slack < time;
 }
 
-// Whether all records of the file are older, by the time when it was written, or by its last stamp.
+// Whether all records of the file are older, by the time when it was last written, or by its last
+// stamp.
 bool is_before(LogReader& reader, Time time, const Moment& now)
 try
 {
     if (is_written_before(reader, time))
         return true;
     if (reader.name().size <= first_window)
-        return false; // read as a whole, it costs no more
+        return false; // reading the whole file costs no more
     const Time last = reader.last_time(now);
     return last != unknown_time && last < time;
 }
-catch (const Failure&) // told when it is read
+catch (const Failure&) // reported when the file is read
 {
     return false;
 }
 
-// A file's times go up, but for clocks that were set back.
+// The times in a file increase, except where a clock was set back.
 void start_since(LogReader& reader, Time since, const Moment& now)
 try
 {
@@ -74,12 +75,12 @@ try
     }
     reader.seek(before, now);
 }
-catch (const Failure&) // told when it is read
+catch (const Failure&) // reported when the file is read
 {
 }
 
-// Places of the last so many records of a file before its end as it is given; none of one that
-// can't be read, which will be told.
+// The places of the last `count` records of a file before `end`; none if the file can't be read,
+// which is reported later.
 std::deque<Place> last_places(LogReader& reader, size_t index, uint64_t end, uint64_t count,
                               const Moment& now)
 try
@@ -110,7 +111,7 @@ catch (const Failure&)
 
 using Readers = std::vector<std::shared_ptr<LogReader>>;
 
-// Those written last come first.
+// The file that was written last comes first.
 std::vector<size_t> by_age(const Readers& readers)
 {
     std::vector<size_t> order(readers.size());
@@ -122,7 +123,8 @@ std::vector<size_t> by_age(const Readers& readers)
     return order;
 }
 
-// Moves the ends of the files back over the last so many records of all; how many there were.
+// Moves the ends of the files back over the last `count` records of all files; returns how many
+// there were.
 uint64_t move_back(const Readers& readers, const std::vector<size_t>& order, uint64_t count,
                    std::vector<uint64_t>& ends, const Moment& now)
 {

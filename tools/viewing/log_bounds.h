@@ -1,4 +1,4 @@
-// Where files are begun to be read when not all of their records are wanted.
+// Where reading a file begins if not all of its records are wanted.
 #pragma once
 
 #include <memory>
@@ -12,14 +12,14 @@ namespace trace
 
 struct LogBounds
 {
-    std::optional<Time> since{};    // no records before
-    std::optional<Time> until{};    // none after
-    std::optional<uint64_t> tail{}; // at first only so many, the last ones of all files together
-    bool follows = true;            // go on with what is written later
+    std::optional<Time> since{};    // no records before this
+    std::optional<Time> until{};    // none after this
+    std::optional<uint64_t> tail{}; // at first only the last ones, of all files together
+    bool follows = true;            // continue with what is written later
 };
 
-// Moves each reader, which has been told what was found, to its first record that is wanted, or to
-// some record before that.
+// Moves each reader to its first record that is wanted, or to some record before that. Each
+// reader's `found` was called before.
 void start_readers(const std::vector<std::shared_ptr<LogReader>>& readers, const LogBounds& bounds,
                    const Moment& now);
 

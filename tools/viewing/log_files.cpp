@@ -132,7 +132,8 @@ LogFile::LogFile(const LogName& name) : m_name(name)
                       native_path(path.data()) +
                           " is no regular file, and only such a file is a log; --input "
                           "- reads lines from standard input");
-    // In between a pipe may have come there. Opening it waits for a writer, until the user ends it.
+    // A pipe may have replaced the file since the check. Opening a pipe waits for a writer, until
+    // the user ends the program.
     m_file = CreateFileW(path.data(), GENERIC_READ,
                          FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -188,10 +189,10 @@ void LogFile::seek_last_lines(uint64_t lines)
     const uint64_t unit = is_wide() ? 2 : 1;
     const uint64_t end = there / unit * unit;
     std::vector<char> block(block_size);
-    uint64_t block_start = end; // what the block holds
+    uint64_t block_start = end; // the range that the block holds
     size_t block_length = 0;
 
-    // Goes back block by block; unit divides the size of a block.
+    // Reads backwards block by block; unit divides the size of a block.
     const auto previous_line_end = [&](uint64_t before)
     {
         uint64_t at = before;
@@ -214,7 +215,7 @@ void LogFile::seek_last_lines(uint64_t lines)
     };
     m_offset = end;
     if (lines > 0 && previous_line_end(end) == end)
-        m_offset -= unit; // the last line end begins no line
+        m_offset -= unit; // no line begins after the last line end
     for (uint64_t i = 1; i <= lines && m_offset > 0; ++i)
     {
         m_offset = previous_line_end(m_offset);
@@ -236,7 +237,7 @@ std::string LogFile::read()
         return {};
     if (!is_wide())
     {
-        // The two halves of a line end stay together, as below those of a character.
+        // Doesn't split a line end, nor a character below.
         if (block[length - 1] == '\r')
             --length;
         m_offset += length;

@@ -47,16 +47,16 @@ bool is_log_path(std::string_view path)
     return parse_log_name(path.substr(name_place(path)), name);
 }
 
-// Which file it is, also of several that have one path one after the other.
+// Identifies a file, also among several that had the same path one after the other.
 std::string identity(const LogName& name)
 {
     return name.path + '\n' + std::to_string(name.id.first) + ' ' + std::to_string(name.id.second);
 }
 
-// The files that were found, by what is known of them without opening them.
+// The files that were found, by what is known without opening them.
 using Known = std::multimap<std::tuple<FileId, std::string, uint64_t>, std::string>; // paths
 
-// Adds the file; false if it was there, perhaps with another path.
+// Adds the file; false if it was already there, perhaps with another path.
 bool add_file(Known& known, const LogName& name)
 {
     const auto key = std::make_tuple(name.id, name.date, name.number);
@@ -73,7 +73,7 @@ bool add_file(Known& known, const LogName& name)
     return !is_known;
 }
 
-// A file by its path alone: its size and time of writing are those of its folder's entry.
+// Finds a file by its path alone: its size and time of writing are those in its folder's entry.
 bool find_file(LogName& file)
 {
     const WideText path = wide_from_utf8(file.path);
@@ -109,7 +109,7 @@ LogInputs::LogInputs(const std::vector<std::string>& paths, bool may_be_missing,
         else
             m_inputs.push_back(file_input(path, kind == Kind::file, goes_on));
         if (m_inputs.back().file.path.empty())
-            find_logs(path); // fails now rather than later
+            find_logs(path); // fails now instead of later
     }
 }
 

@@ -14,12 +14,12 @@ namespace
 
 constexpr size_t block_size = 64 << 10;
 
-// A stamp that is later than now by more was made by a wrong clock.
+// A stamp that is later than now by more than this was made by a wrong clock.
 constexpr Time future_slack = 5 * 60 * second;
 
 constexpr uint64_t mark_size = 2; // bytes, of UTF-16
 
-// So many bytes before the place where a file is read on must be those that were read there.
+// This number of bytes before the place where reading continues must be unchanged.
 constexpr size_t witness_size = 64;
 
 constexpr std::string_view session_text = "Log session started.";
@@ -52,13 +52,13 @@ LogReader::Head LogReader::look(const Moment& now)
     {
         if (!m_has_shrunk)
             return Head::none;
-        m_is_cut = true; // the news of it
+        m_is_cut = true; // the report of it
         return Head::whole;
     }
     return is_whole(now) ? Head::whole : Head::partial;
 }
 
-// Of a record at the end of the file. More lines of it may come, but not for ever.
+// For a record at the end of the file. More lines of it may come, but the wait is limited.
 bool LogReader::is_whole(const Moment& now)
 {
     if (m_partial != offset())
@@ -138,7 +138,8 @@ void LogReader::restart()
     m_taken_offset = 0;
 }
 
-// The line end of a record that was taken for whole without it comes late, perhaps in two halves.
+// Skips the line end of a record that counted as whole without it; it comes late, perhaps in two
+// halves.
 void LogReader::skip_line_end()
 {
     const std::string_view rest = text().substr(m_at);
@@ -171,7 +172,7 @@ std::string_view LogReader::text() const
     return m_form == LogForm::wide ? m_outline : m_raw;
 }
 
-// Reads the next block behind what is held; false if there is none.
+// Reads the next block after the held text; false if there is none.
 bool LogReader::fill(const Moment& now)
 {
     const bool is_ready = m_file && m_resumed != Resumed::not_yet;
@@ -182,7 +183,7 @@ bool LogReader::fill(const Moment& now)
     if (m_start + m_raw.size() == 0 && !learn_form())
         return false;
 
-    // A file that was cut may have grown again, beyond the place where it is read.
+    // A file that was shortened may have grown again, beyond the place where it is read.
     const std::string before = witness();
     const uint64_t end = m_start + m_raw.size();
     std::string block(before.size() + block_size, '\0');
@@ -198,7 +199,7 @@ bool LogReader::fill(const Moment& now)
     return true;
 }
 
-// What is held from the head on is left.
+// Keeps the held text from the head on.
 void LogReader::drop_taken()
 {
     const size_t bytes = m_at * unit_size(m_form);
@@ -220,7 +221,7 @@ std::string LogReader::witness() const
     return m_before.substr(m_before.size() - of_before) + m_raw.substr(m_raw.size() - of_raw);
 }
 
-// False if the path names another file by now: what this one held is out of reach.
+// False if the path names another file by now: the former file can't be reached.
 bool LogReader::open(const Moment& now)
 {
     if (m_is_gone)
@@ -242,7 +243,7 @@ bool LogReader::open(const Moment& now)
     return true;
 }
 
-// Half a mark tells nothing yet.
+// Half a mark is not enough.
 bool LogReader::learn_form()
 {
     char mark[mark_size];

@@ -1,7 +1,7 @@
 // One log file, read record by record while it grows.
 //
-// The reader holds one block of the file, or one record if that is longer, and gives both back with
-// the open file when it is told to rest: of ten thousand files only few are open at a time.
+// The reader holds one block of the file, or one record if that is longer. `rest` frees this text
+// and closes the file: of ten thousand files only few are open at a time.
 #pragma once
 
 #include <chrono>
@@ -23,9 +23,9 @@ namespace trace
 class LogReader
 {
 public:
-    // How long the last record of a file waits for more of it.
+    // How long the last record of a file waits for more text.
     static constexpr std::chrono::milliseconds patience{250};
-    // The same if more of it has come, but each time a line end.
+    // The same if more text has come, but each time with a line end.
     static constexpr std::chrono::seconds most_patience{1};
 
     enum class Head
@@ -35,7 +35,7 @@ public:
         whole,
     };
 
-    // place: of the input that names the file, for two files with one name.
+    // place: of the input that names the file, for two files with the same name.
     LogReader(LogName name, size_t place) : m_name(std::move(name)), m_place(place)
     {
         m_clock.created(m_name.created ? file_time(m_name.created) : unknown_time);
@@ -43,60 +43,60 @@ public:
 
     const LogName& name() const { return m_name; }
     size_t place() const { return m_place; }
-    // Of two that are equal in all else, the former comes first.
+    // Decides which reader comes first if two are equal in everything else.
     void set_turn(size_t turn) { m_turn = turn; }
     size_t turn() const { return m_turn; }
 
-    // Reads on until a record is whole or the file ends. Failure if it can't be read.
+    // Reads until a record is whole or the file ends. Fails if the file can't be read.
     Head look(const Moment& now);
 
-    // Of the record that look has found.
-    Time key() const { return m_key; } // that it is sorted by: of a stamp that can be believed
+    // About the record that look has found.
+    Time key() const { return m_key; } // the time it is sorted by: from a plausible stamp
     uint64_t offset() const { return m_start + m_at * unit_size(m_form); }
-    std::chrono::steady_clock::time_point arrival() const; // not later than this
+    std::chrono::steady_clock::time_point arrival() const; // at this time or before
     Record take();
-    void pass(); // take without the record
+    void pass(); // like take, without making a record
     std::chrono::steady_clock::time_point grown() const { return m_grown; }
-    // Since when the record that look has found is partial.
+    // Since when the record that look has found has been partial.
     std::chrono::steady_clock::time_point partial_since() const { return m_partial_since; }
 
-    // Goes to the first record at this place or behind it. Failure if the file can't be read.
+    // Moves to the first record at this place or after it. Fails if the file can't be read.
     void seek(uint64_t offset, const Moment& now);
 
-    // Of the last stamp, as far as a short look at the file's end tells; otherwise unknown_time.
-    // Leaves the reader at the start. Failure if the file can't be read.
+    // The time of the last stamp, if a short look at the file's end finds it; otherwise
+    // unknown_time. Leaves the reader at the start. Fails if the file can't be read.
     Time last_time(const Moment& now);
 
-    // Of the record that take has returned last: where it begins, and how things stand behind it.
+    // Of the record that take has returned last: where it begins, and the progress after it.
     uint64_t taken_offset() const { return m_taken_offset; }
     const LogProgress& progress() const { return m_progress; }
-    // Of the file; known when a record was taken.
+    // The file's mark; known once a record was taken.
     const LogMark& mark() const { return m_mark; }
 
     enum class Resumed
     {
         not_yet, // the file couldn't be read
         done,
-        other_file, // it is read from its start
+        other_file, // the file is read from its start
     };
 
-    // Goes on after the record after which another reader had this progress, unless the file is
-    // another one. Failure if it can't be read; then that is done when it is opened later.
+    // Continues after the record at which another reader had this progress, unless the file is
+    // another one. Fails if the file can't be read; then it resumes when the file is opened later.
     void resume(const LogProgress& progress, const LogMark& mark, const Moment& now);
-    Resumed resumed() const { return m_resumed; } // what became of the call
+    Resumed resumed() const { return m_resumed; } // the result of resume
 
-    // What a look at the folder has told.
+    // Takes the result of a look at the folder.
     void found(const LogName& name, const Moment& now);
-    // The path names another file by now, or none: what is left to read is whole.
+    // The path names another file by now, or none: the rest counts as whole.
     void gone() { m_is_gone = true; }
     bool is_gone() const { return m_is_gone; }
-    // To the end as it was found, without a look at the file. What is before is looked at when
-    // more has come.
+    // Moves to the end, by the known size, without reading the file. The text before is only
+    // examined when more has come.
     void skip_all();
-    // There may be something to tell though the file has not grown, such as that it can't be read.
+    // There may be something to report though the file has not grown, such as a failure to read it.
     void look_again() { m_must_look = true; }
-    // The file is not followed: what is at its end is whole. reads: up to its end; otherwise only
-    // what is held is left.
+    // The file is not followed: what is at its end counts as whole. reads: read up to the end;
+    // otherwise only the held text is used.
     void finish(bool reads);
 
     void rest();
@@ -139,16 +139,16 @@ private:
     LogForm m_form = LogForm::ansi;
 
     std::string m_before;  // the last bytes before m_start, as far as they were read
-    uint64_t m_start = 0;  // in the file, of what is held
-    std::string m_raw;     // what is held
-    std::string m_outline; // of it, if it is wide
-    size_t m_at = 0;       // in its characters: where the head begins
+    uint64_t m_start = 0;  // place of the held text in the file
+    std::string m_raw;     // the held text
+    std::string m_outline; // outline of m_raw if that is UTF-16
+    size_t m_at = 0;       // where the head begins, in characters of the held text
 
     RecordCutter m_cutter;
     Cut m_cut;
     bool m_is_cut = false;      // the head's end is known
     StampClock m_clock;         // as it was before the head
-    StampClock m_head_clock;    // and behind it
+    StampClock m_head_clock;    // and after it
     Time m_last = unknown_time; // of the last stamp
     Time m_key = 0;
 
@@ -160,14 +160,14 @@ private:
     LogMark m_former_mark;
     LogProgress m_former;
 
-    Ticks m_grown{};           // when what came last was read, or was written, if that is known
-    uint64_t m_known = 0;      // so many bytes were there
+    Ticks m_grown{};           // when the newest text was read, or written if that is known
+    uint64_t m_known = 0;      // bytes that the file had
     Ticks m_known_at{};        // at this time
-    Ticks m_written_at{};      // and were written then
-    bool m_has_shrunk = false; // and the news of it is the head when what is held was taken
+    Ticks m_written_at{};      // and were written at this time
+    bool m_has_shrunk = false; // reported when the held text was taken
     bool m_must_look = false;
-    bool m_is_skipped = false; // nothing is known of what is before m_start
-    bool m_skips_end = false;  // the line end of a record that was given out without it
+    bool m_is_skipped = false; // the text before m_start was never read
+    bool m_skips_end = false;  // the record was returned without its line end, which may still come
     bool m_is_gone = false;
     bool m_is_finished = false;
     bool m_reads = true;

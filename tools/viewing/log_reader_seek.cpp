@@ -1,5 +1,5 @@
-// How a reader begins in the midst of a file: at a record, with the time and the habits of what is
-// before it.
+// How a reader begins in the middle of a file: at a record, and with the time and the habits of the
+// text before it.
 #include "log_reader.h"
 
 #include <algorithm>
@@ -45,8 +45,8 @@ void LogReader::seek(uint64_t offset, const Moment& now)
     {
     }
     m_at = first_record();
-    // At the end: what comes next begins there. In the midst of a very long record: at a line of
-    // it.
+    // At the end: the next text begins a record. In the middle of a very long record: at one of its
+    // lines.
     if (m_at == npos)
         m_at = text().size() < look_back_size ? std::min<size_t>(text().size(), 1)
                                               : std::min(text().find('\n'), text().size() - 1) + 1;
@@ -83,7 +83,7 @@ void LogReader::resume(const LogProgress& progress, const LogMark& mark, const M
         rest();
 }
 
-// Of a file that was just opened and of which nothing is held.
+// For a file that was just opened and of which no text is held.
 void LogReader::resume_former(const Moment& now)
 {
     if (mark_of(m_former_mark.length) != m_former_mark)
@@ -103,19 +103,19 @@ void LogReader::resume_former(const Moment& now)
     m_skips_end = m_former.skips_end;
 }
 
-// A stamp is all that the mark is made of: the line behind it may still be written. Without one it
-// is the first line.
+// The mark is made of the stamp only: the line after it may still be written. Without a stamp it is
+// made of the first line.
 LogMark LogReader::new_mark() const
 {
     const uint64_t unit = unit_size(m_form);
-    const uint64_t begin = m_form == LogForm::wide ? unit : 0; // behind the form's mark
+    const uint64_t begin = m_form == LogForm::wide ? unit : 0; // after the form's mark
     const std::string line = outline_at(begin, first_line_room / unit);
     if (const std::optional<Stamp> stamp = valid_stamp_of(line))
         return mark_of(begin + stamp->length * unit);
     return mark_of(begin + (std::min(line.find('\n'), line.size() - 1) + 1) * unit);
 }
 
-// Of so many of the first bytes, or fewer if there are no more.
+// The mark of the first `length` bytes, or of all if there are fewer.
 LogMark LogReader::mark_of(uint64_t length) const
 {
     std::string bytes(static_cast<size_t>(length), '\0');
@@ -123,7 +123,7 @@ LogMark LogReader::mark_of(uint64_t length) const
     return {bytes.size(), fingerprint_of(bytes)};
 }
 
-// In what is held, behind its first character: where a record begins.
+// Where a record begins in the held text, after its first character.
 size_t LogReader::first_record() const
 {
     const size_t stamp = next_stamp(text());
@@ -142,8 +142,9 @@ void LogReader::look_back(uint64_t offset, const Moment& now)
         look_back_over_hour(offset, now);
 }
 
-// In an hour that comes twice: the order of its stamps, from a certain one on, tells which pass it
-// is. Of an hour with very many records parts are enough: a step back by an hour shows in them.
+// For an hour that occurs twice: the order of its stamps, from an unambiguous one on, shows which
+// pass it is. In an hour with very many records, parts are enough: they show a step back by an
+// hour.
 void LogReader::look_back_over_hour(uint64_t offset, const Moment& now)
 {
     const uint64_t begin = certain_place_before(offset);
@@ -156,7 +157,7 @@ void LogReader::look_back_over_hour(uint64_t offset, const Moment& now)
     }
 }
 
-// Behind which the first stamp is one of before that hour; the file's start if there is none.
+// A place after which the first stamp is from before that hour; the file's start if there is none.
 uint64_t LogReader::certain_place_before(uint64_t offset) const
 {
     uint64_t before = 0;
@@ -174,7 +175,8 @@ uint64_t LogReader::certain_place_before(uint64_t offset) const
     return before;
 }
 
-// So many characters from there on, or fewer if there are no more, as RecordCutter takes them.
+// This number of characters from there on, or fewer if there are no more, in the form that
+// RecordCutter takes.
 std::string LogReader::outline_at(uint64_t offset, uint64_t characters) const
 {
     std::string raw(static_cast<size_t>(characters * unit_size(m_form)), '\0');
@@ -186,7 +188,7 @@ std::string LogReader::outline_at(uint64_t offset, uint64_t characters) const
     return outline;
 }
 
-// Takes over what stamps that begin in this part of the file tell.
+// Learns from the stamps that begin in this part of the file.
 void LogReader::learn_from(uint64_t from, uint64_t to, const Moment& now)
 {
     const uint64_t characters = (to - from) / unit_size(m_form);
@@ -199,7 +201,7 @@ void LogReader::learn_from(uint64_t from, uint64_t to, const Moment& now)
             return;
         const std::optional<Stamp> stamp = valid_stamp_of(rest);
         if (!stamp)
-            continue; // only the beginning of the part may have none
+            continue; // only the beginning of the part may have no stamp
         m_last = m_clock.next(*stamp);
         believe(m_last, now);
         m_cutter.set_lines(m_cutter.has_lines() && is_session_start(rest, *stamp));

@@ -9,8 +9,8 @@ namespace trace
 namespace
 {
 
-// The file system tells nobody of new files or lines. A folder of very many files is looked at for
-// a tenth of the time at most.
+// The file system doesn't report new files or lines. Looking at a folder of very many files takes
+// at most a tenth of the time.
 constexpr std::chrono::milliseconds sweep_interval{50};
 constexpr int sweep_share = 10;
 
@@ -64,7 +64,7 @@ void LogSource::stop()
     if (std::exchange(m_stopped, true) || m_is_over)
         return;
     m_merger.finish(false);
-    m_merger.sweep(m_moment()); // what no line end has come to
+    m_merger.sweep(m_moment()); // records that still wait for a line end
 }
 
 bool LogSource::take(Record& record, const Moment& now)
@@ -113,7 +113,7 @@ void LogSource::sweep(const Moment& now)
                                           sweep_interval, looked * sweep_share);
 }
 
-// Whether all that the bounds let through was given out.
+// Notes whether all records within the bounds were returned.
 void LogSource::note_end(const Moment& now)
 {
     const Time wait =
@@ -123,7 +123,7 @@ void LogSource::note_end(const Moment& now)
         m_is_over = m_merger.is_past(m_bounds.until.value_or(INT64_MAX));
 }
 
-// Tells the readers what is known of their files; gives the readers of new ones.
+// Passes on to the readers what is known of their files; returns the readers of new files.
 std::vector<LogSource::Reader> LogSource::look_for_files(const Moment& now)
 {
     std::string problem;
@@ -153,7 +153,7 @@ std::vector<LogSource::Reader> LogSource::look_for_files(const Moment& now)
     return fresh;
 }
 
-// The file is out of reach unless it is open. One that could not be read was reported then.
+// The file can't be reached unless it is open. If it could not be read, that was reported before.
 void LogSource::lose(const Reader& reader)
 {
     if (!reader->is_open() && reader->may_have_more() && !m_merger.has_failed(reader))

@@ -1,5 +1,6 @@
 // Log files as a source: the records of all files of the inputs as one stream, in the order of
-// their times (record_merger.h), by the rules of record_cutter.h. Files that come later take part.
+// their times (record_merger.h), cut by the rules of record_cutter.h. Files that come later are
+// included.
 #pragma once
 
 #include <deque>
@@ -21,25 +22,26 @@ namespace trace
 class LogSource : public Source
 {
 public:
-    // Called for each file before anything is read of it; a place to resume it.
+    // Called for each file before it is read, so that the caller can resume it.
     using Begin = std::function<void(LogReader& reader, const Moment& now)>;
 
-    // Failure if an input can't be read. moment: the clocks; tests have their own.
+    // Fails if an input can't be read. moment: the clocks; tests have their own.
     explicit LogSource(LogInputs inputs, LogBounds bounds = {},
                        MomentSource moment = current_moment, Begin begin = {});
 
     bool next(Record& record, unsigned milliseconds) override;
     bool ended() const override;
-    void stop() override; // reads no further: a log may be long
+    void stop() override; // reads no more: a log may be long
     std::string what() const override { return m_inputs.what(); }
 
-    bool has_files() const { return !m_files.empty(); } // when it looked last
+    bool has_files() const { return !m_files.empty(); } // at the last look
 
-    // Of the files that were there at the last look, and of removed ones that are not read to their
-    // ends yet.
+    // Paths of the files that existed at the last look, and of removed ones that are not read to
+    // their ends yet.
     std::set<std::string> read_paths() const;
 
-    // The file of the record that next has returned last; null for news that are no file's.
+    // The reader of the record that next has returned last; null for reports that belong to no
+    // file.
     const LogReader* giver() const { return m_giver.get(); }
 
 private:
@@ -61,11 +63,11 @@ private:
     RecordMerger m_merger;
     std::map<std::string, Reader> m_files; // by path
     std::deque<Record> m_ready;
-    std::string m_problem; // that was told last
+    std::string m_problem; // that was reported last
     std::chrono::steady_clock::time_point m_next_sweep{};
     bool m_is_first = true;
     bool m_stopped = false;
-    bool m_is_over = false; // of what the bounds let through
+    bool m_is_over = false; // all records within the bounds were returned
 };
 
 } // namespace trace

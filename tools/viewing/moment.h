@@ -1,4 +1,4 @@
-// What the time is, on both clocks that following files needs. Tests pass a clock of their own.
+// The time on both clocks that following files needs. Tests pass a clock of their own.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// What the viewers tell their user on standard error.
+// Messages of the viewers on standard error.
 #pragma once
 
 #include <string_view>
@@ -6,8 +6,8 @@
 namespace trace
 {
 
-// One line behind the program's name. Whatever names it holds are made harmless here, so that no
-// caller has to.
+// Writes one line after the program's name. Names in the text are made harmless here, so that
+// callers need not do it.
 void note(std::string_view text);
 
 } // namespace trace

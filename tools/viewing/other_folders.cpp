@@ -47,7 +47,7 @@ std::string newest_other_folder(uint64_t written)
             written = logs.back().written;
             newest = folder;
         }
-        catch (const Failure&) // a stranger's
+        catch (const Failure&) // another user's folder
         {
         }
     return newest;

@@ -1,4 +1,4 @@
-// The log folders that programs have named for themselves: beside the default one.
+// The log folders that programs have named for themselves, near the default one.
 #pragma once
 
 #include <cstdint>
@@ -7,9 +7,9 @@
 namespace trace
 {
 
-// The one whose log was written last; empty if there is none that was written later than this, a
-// FILETIME. It is as deep as the default one: a name that a program chooses freely may be anywhere
-// else.
+// The folder whose log was written last; empty if no log was written later than `written`, a
+// FILETIME. Only folders at the same depth as the default one are searched: a name that a program
+// chooses freely may be anywhere else.
 std::string newest_other_folder(uint64_t written = 0);
 
 } // namespace trace

@@ -1,6 +1,6 @@
-// A walk along record numbers from a start in both directions, so that what is near comes first.
+// A walk along record numbers from a start in both directions, so that near records come first.
 //
-// It is done in steps, and the numbers may grow at their end and go at their start meanwhile.
+// It is done in steps; meanwhile numbers may be added at the end and removed at the start.
 #pragma once
 
 #include <algorithm>
@@ -15,11 +15,11 @@ class OutwardWalk
 public:
     explicit OutwardWalk(uint64_t start) : m_low(start), m_high(start) {}
 
-    // What was visited: from low up to high.
+    // The visited numbers: from low up to high.
     uint64_t low() const { return m_low; }
     uint64_t high() const { return m_high; }
 
-    // Visits at most so many of the numbers from first up to end; true if there are more.
+    // Visits at most `most` of the numbers from first up to end; true if there are more.
     template <class Visit> bool advance(uint64_t first, uint64_t end, size_t most, Visit&& visit)
     {
         clamp(first, end);
@@ -37,13 +37,13 @@ public:
     double progress(uint64_t first, uint64_t end)
     {
         clamp(first, end);
-        return end <= first // below: what a pause held has been dropped
+        return end <= first // below: the records of a pause were dropped
                    ? 1
                    : static_cast<double>(m_high - m_low) / static_cast<double>(end - first);
     }
 
 private:
-    // Numbers in one direction before it turns: some screens full.
+    // Numbers in one direction before the walk turns: some screens full.
     static constexpr size_t portion = 256;
 
     void clamp(uint64_t first, uint64_t end)

@@ -1,5 +1,5 @@
-// Memory straight from the system, which has it back as soon as it is freed. What a heap frees
-// often stays with the process.
+// Memory directly from the system, which gets it back as soon as it is freed. Memory that a heap
+// frees often stays with the process.
 #pragma once
 
 #include <cstddef>
@@ -8,12 +8,12 @@
 namespace trace
 {
 
-// Zeroed memory for so many bytes, of which only what is touched is resident; std::bad_alloc if the
-// system has none.
+// Zeroed memory of this many bytes, of which only touched pages are resident; throws std::bad_alloc
+// if the system has none.
 void* allocate_pages(size_t bytes);
 void free_pages(void* pages, size_t bytes);
 
-// Gives back what the heap holds without need.
+// Returns unused memory of the heap to the system.
 void give_back_heap();
 
 class Pages

@@ -8,7 +8,7 @@ namespace trace
 namespace
 {
 
-// Each costs some milliseconds: together they hold up a viewer for less than a second.
+// Each costs some milliseconds: together they delay a viewer by less than a second.
 constexpr uint64_t most_given_up = 50;
 
 } // namespace
@@ -20,7 +20,7 @@ struct Pattern::Shared
     uint64_t given_up = 0;
 };
 
-// By its number, which means a semicolon within brackets too.
+// Writes a semicolon by its number, which has the same meaning within brackets.
 std::string without_divider(std::string text)
 {
     constexpr std::string_view undivided = ";\\x3b";

@@ -1,8 +1,8 @@
-// A regular expression over UTF-8, matched within limits: one that a text sends into an endless
-// search gives up, says so and is switched off when that happens too often.
+// A regular expression for UTF-8, matched within limits: if a text makes the search too long, the
+// expression gives up and reports that; if that happens too often, it is switched off.
 //
-// On Linux the expressions are those of PCRE2, by which the limits are set. The Windows build has
-// the C++ library's (ECMAScript), which knows no limits and works on bytes.
+// On Linux expressions are those of PCRE2, which enforces the limits. The Windows build has those
+// of the C++ library (ECMAScript), which has no limits and works on bytes.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@
 namespace trace
 {
 
-// Says what is wrong with an expression, and where.
+// what() describes the error in an expression, and its place.
 class BadPattern : public std::runtime_error
 {
 public:
@@ -25,7 +25,7 @@ enum class Found
 {
     no,
     yes,
-    gave_up, // neither is known
+    gave_up, // it is unknown whether the text matches
 };
 
 struct Span
@@ -34,7 +34,7 @@ struct Span
     size_t end = 0;
 };
 
-// How an expression is searched for; what stands behind a Pattern.
+// How an expression is searched for; Pattern uses it.
 class PatternEngine
 {
 public:
@@ -51,13 +51,13 @@ enum class Case
     ignored,
 };
 
-// BadPattern if the text is no expression. One source file for each library.
+// Throws BadPattern if the text is no valid expression. One source file for each library.
 std::unique_ptr<PatternEngine> make_pattern_engine(const std::string& text, Case letters);
 
-// The expression that finds just this text.
+// The expression that finds exactly this text.
 std::string literal(std::string_view text);
 
-// Where people type several expressions in one line, this divides them.
+// Separates several expressions that people type in one line.
 inline constexpr std::string_view pattern_divider = ";;";
 // The same expression without a divider in it.
 std::string without_divider(std::string text);
@@ -66,17 +66,17 @@ std::string without_divider(std::string text);
 class Pattern
 {
 public:
-    // BadPattern if the text is no expression.
+    // Throws BadPattern if the text is no valid expression.
     explicit Pattern(const std::string& text, Case letters = Case::matters);
 
     Found in(std::string_view text) const;
 
-    // The first place at or behind from.
+    // Finds the first place at `from` or after it.
     Found find(std::string_view text, size_t from, Span& span) const;
 
     const std::string& text() const;
-    uint64_t given_up() const; // texts of which it is not known whether it is in them
-    bool is_off() const;       // it has given up too often and tries no more
+    uint64_t given_up() const; // number of texts for which the search gave up
+    bool is_off() const;       // it has given up too often and is not tried any more
 
 private:
     struct Shared;

@@ -9,7 +9,7 @@ namespace trace
 namespace
 {
 
-// Steps of a search, some milliseconds' worth. A sound expression needs a few for each character of
+// Steps of a search, some milliseconds of work. A good expression needs a few for each character of
 // a text, and a text of the channel has 4,000.
 constexpr uint32_t most_steps = 200'000;
 constexpr uint32_t most_depth = 20'000;  // of nested groups, where there is no JIT
@@ -56,7 +56,7 @@ public:
         pcre2_set_match_limit(m_context.get(), most_steps);
         pcre2_set_depth_limit(m_context.get(), most_depth);
         pcre2_set_heap_limit(m_context.get(), most_heap);
-        // Without a JIT, or where the system lets nobody make code, the interpreter does it.
+        // Without a JIT, or if the system forbids making code, the interpreter does the work.
         if (pcre2_jit_compile(m_code.get(), PCRE2_JIT_COMPLETE) == 0)
         {
             m_stack.reset(pcre2_jit_stack_create(least_stack, most_stack, nullptr));
@@ -80,7 +80,7 @@ public:
 private:
     Code m_code;
     MatchData m_data;
-    JitStack m_stack; // outlives the context that uses it
+    JitStack m_stack; // declared first, because it must outlive the context that uses it
     MatchContext m_context;
 };
 

@@ -1,4 +1,4 @@
-// Where PCRE2 is not packaged: the Windows build.
+// For builds without PCRE2: the Windows build.
 #include "pattern.h"
 
 #include <regex>

@@ -1,4 +1,4 @@
-// From the files in which the kernel tells of a process.
+// From the files in which the kernel describes a process.
 #include "process_names.h"
 
 #include <cstdio>
@@ -25,13 +25,13 @@ std::string content_of(const std::string& path)
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0)
         return {};
-    char content[1024]; // of "stat", the start is wanted
+    char content[1024]; // enough of "stat" to include the start
     const ssize_t length = read(file, content, sizeof content);
     close(file);
     return {content, static_cast<size_t>(length > 0 ? length : 0)};
 }
 
-// The 22nd field of "stat". The second, the name, may hold anything, also blanks and brackets.
+// The 22nd field of "stat". The second, the name, may contain anything, also blanks and brackets.
 uint64_t start_in(const std::string& stat)
 {
     size_t at = stat.rfind(')');
@@ -47,8 +47,8 @@ std::optional<ProcessFacts> facts_of(DWORD process)
     const std::string stat = content_of(path_of(process, "stat"));
     if (stat.empty())
         return std::nullopt;
-    // The image's file name. It can't be had of a process that has ended or is another user's: then
-    // the short name that the kernel keeps.
+    // The image's file name. It is not available for a process that has ended or belongs to another
+    // user: then the short name that the kernel keeps is used.
     char image[4096];
     const ssize_t length = readlink(path_of(process, "exe").c_str(), image, sizeof image);
     std::string name(image, static_cast<size_t>(length > 0 ? length : 0));

@@ -8,11 +8,11 @@ namespace trace
 namespace
 {
 
-// An id does not come round again as fast as this: the system goes through all others first.
+// An id is not reused faster than this: the system uses all others first.
 constexpr std::chrono::milliseconds trusted{200};
 
-// Machines may start thousands of short programs. What wasn't heard of while so many others were is
-// forgotten.
+// Machines may start thousands of short programs. A name that was not asked for while this many
+// others were is forgotten.
 constexpr size_t most_known = 2048;
 
 } // namespace
@@ -31,9 +31,9 @@ std::shared_ptr<const std::string> ProcessNames::name_of(DWORD process, Clock::t
         return known.name;
     known.asked = now;
     std::optional<ProcessFacts> facts = m_ask(process);
-    // One that is gone keeps its name: records that it wrote at its end may still come. A name may
-    // also change: a process that has just been forked has its parent's until it runs its own
-    // image.
+    // A process that has ended keeps its name, since records that it wrote at its end may still
+    // come. A name may also change: a process that has just been forked has its parent's name until
+    // it runs its own image.
     if (facts && (!known.name || known.start != facts->start || *known.name != facts->name))
     {
         known.start = facts->start;

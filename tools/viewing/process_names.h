@@ -1,4 +1,5 @@
-// The names of processes, which are asked for when a record arrives: its writer may end soon after.
+// The names of processes. They are asked for when a record arrives, since its writer may end soon
+// after.
 #pragma once
 
 #include <chrono>
@@ -13,17 +14,17 @@
 namespace trace
 {
 
-// What the system tells of a process that runs, or has ended and is not forgotten yet.
+// What the system reports of a process that runs, or has ended and is still known.
 struct ProcessFacts
 {
-    uint64_t start; // tells two processes apart that had the same id, one after the other
+    uint64_t start; // distinguishes two processes that had the same id, one after the other
     std::string name;
 };
 
 // Nothing if there is no such process. One source file for each system.
 std::optional<ProcessFacts> facts_of(DWORD process);
 
-// Not for several threads.
+// Not for several threads at once.
 class ProcessNames
 {
 public:
@@ -32,8 +33,8 @@ public:
 
     explicit ProcessNames(Ask ask = facts_of) : m_ask(ask) {}
 
-    // The name of the process, null if it can't be found out. The system is asked for a process
-    // that is new, and from time to time whether the id still belongs to the same one.
+    // The name of the process, null if unknown. The system is asked for a new process, and from
+    // time to time whether the id still belongs to the same one.
     std::shared_ptr<const std::string> name_of(DWORD process, Clock::time_point now = Clock::now());
 
 private:
@@ -46,7 +47,7 @@ private:
 
     Ask m_ask;
     std::unordered_map<DWORD, Known> m_known;
-    std::unordered_map<DWORD, Known> m_older; // those before the newer ones were too many
+    std::unordered_map<DWORD, Known> m_older; // the names known before m_known became full
 };
 
 } // namespace trace

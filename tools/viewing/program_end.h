@@ -4,8 +4,9 @@
 namespace trace
 {
 
-// In a handler in main: tells the user of the failure, if it is one, and returns the exit code.
-// Passes on what is neither a Failure, an end without one nor a std::exception.
+// To be called in a handler in main: reports the failure to the user, if it is one, and returns the
+// exit code. Other exceptions than Failure, OutputClosed, Interrupted and std::exception are passed
+// on.
 int end_by_exception();
 
 } // namespace trace

@@ -16,7 +16,7 @@ void RateMeter::add(uint64_t records, Clock::time_point now)
 double RateMeter::per_second(Clock::time_point now)
 {
     move_to(now);
-    // The part in which we are is not over yet.
+    // The current part is not over yet.
     const auto length = std::min<Clock::duration>(now - m_start, part_length * (parts - 1) +
                                                                      (now - m_start) % part_length);
     const double seconds =

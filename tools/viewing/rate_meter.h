@@ -17,7 +17,7 @@ public:
 
     void add(uint64_t records, Clock::time_point now);
 
-    // Sooner than two seconds after the start, over the time since.
+    // In the first two seconds, over the time since the start.
     double per_second(Clock::time_point now);
 
 private:
@@ -28,7 +28,7 @@ private:
 
     Clock::time_point m_start;
     std::array<uint64_t, parts> m_parts{};
-    int64_t m_part = 0; // since the start, that in which we are
+    int64_t m_part = 0; // number of the current part, counted from the start
     uint64_t m_sum = 0;
 };
 

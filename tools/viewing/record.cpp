@@ -13,8 +13,8 @@ namespace
 
 constexpr std::string_view window_tag = "|wndid:";
 
-// Blanks of any kind, then digits with a sign, as far as they go; a number beyond 32 bits is the
-// last that fits.
+// Reads blanks of any kind, then digits with a sign; a number beyond 32 bits becomes the nearest
+// that fits.
 int64_t leading_number(std::string_view text)
 {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
@@ -48,7 +48,7 @@ Record uncounted_loss(std::string why)
 
 size_t bytes_of(const Record& record)
 {
-    constexpr size_t overhead = 16; // of the block that the text is in
+    constexpr size_t overhead = 16; // of the heap block that holds the text
     return sizeof record + overhead + record.text.size();
 }
 

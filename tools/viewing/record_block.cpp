@@ -42,7 +42,7 @@ template <class T> T read_at(const char* place)
     return value;
 }
 
-// A name is its length and its characters.
+// A name is stored as its length and its characters.
 std::string_view text_at(const char* place)
 {
     return {place + sizeof(uint32_t), read_at<uint32_t>(place)};
@@ -149,7 +149,7 @@ uint32_t RecordBlock::name_at(std::string_view name)
 {
     if (name.empty())
         return no_name;
-    // Mostly many records of one process follow each other.
+    // Often many records of one process follow each other.
     if (!m_names.empty() && text_at(m_pages.data() + m_last_name) == name)
         return m_last_name;
     const auto [known, is_new] = m_names.try_emplace(std::string(name), uint32_t{0});

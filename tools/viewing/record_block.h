@@ -1,5 +1,5 @@
-// Records packed one behind the other in one piece of memory: heads and texts from its start, where
-// each begins from its end. A name that many of them have is there once.
+// Records packed one after the other in one piece of memory: heads and texts from its start; from
+// its end the places where each begins. A name that many records share is stored once.
 #pragma once
 
 #include <cstddef>
@@ -20,22 +20,22 @@ public:
     // Has room for `bytes`, or for this record if it needs more.
     RecordBlock(size_t bytes, const RecordView& record);
 
-    // False if there is no room for it.
+    // False if there is no room for the record.
     bool append(const RecordView& record);
-    // No record comes any more: what only append needs goes.
+    // No more records come: frees what only append needs.
     void seal();
 
-    // Empty again, with its memory.
+    // Removes the records but keeps the memory.
     void clear();
 
     size_t capacity() const { return m_pages.bytes(); }
     size_t size() const { return m_count; }
     RecordView operator[](size_t index) const;
 
-    // What the records up to this one take up, names and all.
+    // The memory of all records before this one, with names and overhead.
     size_t bytes_before(size_t index) const;
     size_t bytes() const { return m_used + m_count * sizeof(uint32_t); }
-    // At least what the record takes up in any block.
+    // The most memory that the record takes in any block.
     static size_t most_bytes(const RecordView& record);
 
 private:
@@ -45,7 +45,7 @@ private:
     Pages m_pages;
     size_t m_used = 0;
     size_t m_count = 0;
-    uint32_t m_last_name = 0; // where the last record's is
+    uint32_t m_last_name = 0; // where the last record's name is
     std::unordered_map<std::string, uint32_t> m_names;
 };
 

@@ -22,8 +22,8 @@ constexpr ColumnName column_names[] = {
     {Column::window, "window", "Window"}, {Column::text, "text", "Text"},
 };
 
-// Where the window tag is that gives the record its window, with its end: "|wndid:7|" and a blank
-// after it. Nothing if there is none.
+// The place of the window tag that sets the record's window, with its end: "|wndid:7|" and a blank
+// after it. Empty if there is none.
 struct Tag
 {
     size_t start = 0;

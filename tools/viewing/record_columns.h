@@ -1,4 +1,5 @@
-// The columns of a table of records: what a viewer knows of each, then the fields of its text.
+// The columns of a table of records: what a viewer knows of each record, then the fields of its
+// text.
 #pragma once
 
 #include <cstddef>
@@ -24,7 +25,7 @@ enum class Column
     text, // the whole text, or its fields in columns of their own
 };
 
-// The name of a column in settings, "process", and its heading, "Process".
+// The name of a column in settings, such as "process", and its heading, such as "Process".
 std::string_view name_of(Column column);
 std::string_view heading_of(Column column);
 std::optional<Column> column_of(std::string_view name);
@@ -32,15 +33,15 @@ const std::vector<Column>& all_columns(); // in their order
 
 enum class TextForm
 {
-    raw,   // as it came
+    raw,   // as received
     plain, // without stamp, marker and window tag, which have columns of their own
 };
 
-// The text in its form. `storage` is what it is in where a tag is taken out of its middle; the
-// result is good as long as both it and the record's text are.
+// The text in this form. `storage` is used when a tag is removed from the middle of the text; the
+// result is valid as long as both `storage` and the record's text are.
 std::string_view text_of(const RecordView& record, TextForm form, std::string& storage);
 
-// The fields of a text, which tabs divide; at most so many, of which the last has the rest.
+// The fields of a text, separated by tabs; the number is limited, and the last field has the rest.
 class Fields
 {
 public:
@@ -49,7 +50,7 @@ public:
     explicit Fields(std::string_view text);
 
     size_t size() const { return m_fields.size(); }
-    // Empty beyond the last one.
+    // Empty after the last one.
     std::string_view operator[](size_t field) const
     {
         return field < m_fields.size() ? m_fields[field] : std::string_view();
@@ -59,18 +60,18 @@ private:
     std::vector<std::string_view> m_fields;
 };
 
-// How many fields it has, without finding them.
+// The number of fields, without finding them.
 size_t count_fields(std::string_view text);
 
-// What the cells of a record depend on beside it.
+// What the cells of a record depend on besides the record.
 struct ColumnStyle
 {
     TimeMode time = TimeMode::absolute;
     TimeBase base{};            // of the row
-    Time chosen = unknown_time; // of the record that deltas count from
+    Time chosen = unknown_time; // of the record from which deltas count
 };
 
-// The text of a cell, but of Column::text; UTF-8, which may hold treacherous characters of a
+// The text of a cell, except for Column::text; UTF-8, which may contain deceptive characters from a
 // process's name. A loss has a number and a time.
 std::string cell_text(Column column, uint64_t number, const RecordView& record,
                       const ColumnStyle& style);

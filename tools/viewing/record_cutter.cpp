@@ -10,17 +10,17 @@ namespace
 
 constexpr size_t npos = std::string_view::npos;
 
-constexpr size_t most_lines = 64 << 10; // of a record with lines that have no stamp
-constexpr size_t most_line = 1 << 20;   // a line that goes on comes in parts
+constexpr size_t most_lines = 64 << 10; // bytes of a record with lines that have no stamp
+constexpr size_t most_line = 1 << 20;   // a longer line comes in parts
 constexpr size_t stamp_room = 64;       // more than a stamp takes
 
-// What the library writes at the start of a session, before the program says anything.
+// What the library writes at the start of a session, before the program writes anything.
 constexpr std::string_view session_texts[] = {"Log session started.", "RDTSC instruction "};
 
-// The end of a part that a limit cuts off: not between two halves of a character.
+// The end of a part that is cut off at a limit: never between two halves of a character.
 size_t part_end(std::string_view text, size_t limit)
 {
-    constexpr char first_half = '\x81'; // as the outline has it
+    constexpr char first_half = '\x81'; // as in the outline
     return text[limit - 1] == first_half ? limit - 1 : limit;
 }
 
@@ -48,7 +48,8 @@ size_t next_stamp(std::string_view text)
     constexpr std::string_view marker = " *vtq* ";
     constexpr size_t lengths[] = {25, 24, 23}; // of the date before it; a year may have 6 digits
     for (size_t at = text.find(marker, 1); at != npos; at = text.find(marker, at + 1))
-        // Of a longer year all but four digits would be left to the text before it.
+        // The longest is tried first: otherwise all but four digits of a longer year would become
+        // part of the text before it.
         for (const size_t length : lengths)
             if (at > length && valid_stamp_of(text.substr(at - length)))
                 return at - length;

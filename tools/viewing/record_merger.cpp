@@ -57,7 +57,7 @@ bool RecordMerger::next(Record& record, const Moment& now)
         LogReader::Head head = LogReader::Head::none;
         if (!look(reader, now, head))
             continue;
-        // A file that was cut meanwhile may have an earlier record, or a later one.
+        // If a file was shortened meanwhile, its record may be an earlier or a later one.
         const bool is_first = m_heads.empty() || Earlier()(reader, *m_heads.begin());
         if (head != LogReader::Head::whole || !is_first)
         {
@@ -82,7 +82,7 @@ bool RecordMerger::is_free(const LogReader& reader) const
            m_swept.ticks - reader.arrival() >= wait;
 }
 
-// False if that has failed: the reader is idle until it is tried again.
+// False on failure: the reader is then idle until it is tried again.
 bool RecordMerger::look(const Reader& reader, const Moment& now, LogReader::Head& head)
 try
 {
@@ -106,7 +106,7 @@ catch (const Failure& failure)
 
 void RecordMerger::place(const Reader& reader, LogReader::Head head, const Moment& now)
 {
-    // One that goes on growing without a line end holds the others up no longer.
+    // A record that keeps growing without a line end delays the others no longer.
     const bool is_held = head == LogReader::Head::partial &&
                          now.ticks - reader->partial_since() < LogReader::most_patience;
     if (head == LogReader::Head::whole || is_held)
@@ -117,14 +117,14 @@ void RecordMerger::place(const Reader& reader, LogReader::Head head, const Momen
         m_open.insert(reader);
         if (m_open.size() <= most_open)
             return;
-        const auto last = std::prev(m_open.end()); // needed later than all others
+        const auto last = std::prev(m_open.end()); // needed last
         (*last)->rest();
         m_open.erase(last);
     }
     else if (head == LogReader::Head::partial || !reader->is_gone())
     {
         m_idle.push_back(reader);
-        // Thousands may come to their ends before the next sweep.
+        // Thousands may reach their ends before the next sweep.
         if (reader->is_open() && ++m_open_idle > 2 * most_open)
             limit_open_idle();
     }

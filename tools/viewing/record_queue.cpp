@@ -13,10 +13,10 @@ namespace
 using namespace std::chrono_literals;
 
 constexpr size_t block_size = 256 << 10;
-constexpr size_t most_spare = 4; // blocks that need not be asked of the system again
+constexpr size_t most_spare = 4; // blocks that are kept for reuse
 
-// While records come one after the other, the reader looks now and then. To be woken for each would
-// cost the thread that takes them a system call each.
+// While records come one after the other, the reader looks at intervals. Waking it for each record
+// would cost the thread that takes the records a system call each time.
 constexpr auto look_interval = 4ms;
 constexpr auto busy_time = 50ms; // since the last record
 
@@ -73,7 +73,7 @@ bool RecordQueue::next(RecordView& record, unsigned milliseconds)
     return true;
 }
 
-// Takes what waits: records, or the news of losses. False if neither came in time.
+// Takes everything that waits: records, or the report of losses. False if neither came in time.
 bool RecordQueue::take_all(unsigned milliseconds)
 {
     const auto now = milliseconds > 0 ? Clock::now() : Clock::time_point{};
@@ -88,7 +88,7 @@ bool RecordQueue::take_all(unsigned milliseconds)
     return true;
 }
 
-// end: none in order not to wait.
+// end: the epoch of the clock means not to wait.
 bool RecordQueue::wait(std::unique_lock<std::mutex>& lock, Clock::time_point end)
 {
     const auto is_there = [this] { return !m_waiting.empty() || m_lost.all() > 0; };

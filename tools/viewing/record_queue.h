@@ -1,12 +1,12 @@
 // Records that wait between the thread that takes them from the channel and the one that shows
 // them.
 //
-// The queue has a limited size, so that output that is slow, or stopped with Ctrl-S, holds up no
-// program. When it is full, records are dropped and counted; the next one that has room comes after
-// the news of it. So do texts that the channel lost.
+// The queue has a limited size, so that output that is slow, or stopped with Ctrl-S, delays no
+// program. When the queue is full, records are dropped and counted; a report of them is put before
+// the next record that has room. The same is done for texts that the channel lost.
 //
-// Records wait packed in blocks. The reader takes all that wait at once, and reads them without the
-// lock.
+// Records wait packed in blocks. The reader takes all waiting blocks at once, and reads them
+// without the lock.
 #pragma once
 
 #include <atomic>
@@ -24,16 +24,16 @@ namespace trace
 class RecordQueue
 {
 public:
-    static constexpr size_t default_limit = 48 << 20; // bytes of texts and what belongs to each
+    static constexpr size_t default_limit = 48 << 20; // bytes of the texts and their overhead
 
     explicit RecordQueue(size_t limit = default_limit) : m_limit(limit) {}
 
     void put(const RecordView& record);
-    // So many texts were given up by their writers before what is put next.
+    // This number of texts was given up by their writers before the next one.
     void put_unheard(uint64_t count);
 
-    // The next record, its text as the channel has it; false if none came in time. It is good until
-    // the next call. For one thread.
+    // The next record, its text as in the channel; false if none came in time. It is valid until
+    // the next call. Only for one thread.
     bool next(RecordView& record, unsigned milliseconds);
 
 private:
@@ -41,8 +41,8 @@ private:
 
     struct Losses
     {
-        uint64_t full = 0;    // for want of room here
-        uint64_t unheard = 0; // for want of a listener that runs
+        uint64_t full = 0;    // because the queue was full
+        uint64_t unheard = 0; // because the listener didn't run
 
         uint64_t all() const { return full + unheard; }
     };
@@ -55,19 +55,19 @@ private:
     void put_away(RecordBlock block);
 
     const size_t m_limit;
-    std::atomic<size_t> m_bytes{0}; // of all blocks but the spare ones
-    std::mutex m_lock;              // guards what follows, up to the reader's
+    std::atomic<size_t> m_bytes{0}; // of all blocks except the spare ones
+    std::mutex m_lock;              // guards the members from here to m_lost
     std::condition_variable m_arrived;
     bool m_is_awaited = false;
     std::deque<RecordBlock> m_waiting;
     std::deque<RecordBlock> m_spare;
     Losses m_lost; // since the last record that was kept
 
-    // The reader's.
+    // Only used by the reader.
     std::deque<RecordBlock> m_taken;
-    size_t m_next = 0; // in the first block
+    size_t m_next = 0; // index in the first block
     Clock::time_point m_busy_until{};
-    std::optional<Record> m_news; // of losses after which no record came
+    std::optional<Record> m_news; // report of losses after which no record came
 };
 
 } // namespace trace

@@ -18,7 +18,7 @@ constexpr std::string_view stamp_marker = " *vtq* ";
 constexpr size_t least_stamp = 23;
 constexpr size_t most_stamp = 25; // a year of more than four digits
 
-// Rounds down also before 1970.
+// Rounds down, also before 1970.
 __time64_t seconds_of(Time time)
 {
     return (time - (time % second + second) % second) / second;
@@ -38,7 +38,7 @@ std::string date_text(const std::tm& date, const char* format, unsigned millisec
     return {text, static_cast<size_t>(length)};
 }
 
-// Takes a number of so many digits at least, and the character behind it, off the text.
+// Takes a number with at least this many digits, and the character after it, off the text.
 bool take_number(std::string_view& text, size_t least, char end, int& number)
 {
     size_t digits = 0;

@@ -1,4 +1,4 @@
-// The Windows interface doesn't tell a pipe from a file before it is opened.
+// The Windows interface doesn't distinguish a pipe from a file before it is opened.
 #include "regular_file.h"
 
 #include <sys/stat.h>
@@ -17,7 +17,7 @@ constexpr unsigned minor_bits = 20; // of a device, in the volume's number of an
 std::optional<FileId> regular_file_id(const WideText& path)
 {
     if (GetFileAttributesW(path.data()) == INVALID_FILE_ATTRIBUTES)
-        return std::nullopt; // with its error
+        return std::nullopt; // the last error remains
     struct stat found;
     const bool there = stat(native_path(path.data()).c_str(), &found) == 0;
     SetLastError(there ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);

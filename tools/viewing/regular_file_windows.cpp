@@ -1,6 +1,6 @@
-// Pipes and devices have names outside the file system, which no folder lists. A file is known by
-// the time when it was made: asking for its number would open it. Only files that were made at the
-// same time are opened, to tell them apart.
+// Pipes and devices have names outside the file system, which no folder lists. A file is identified
+// by its time of creation, because asking for its number would open it. Only files that were
+// created at the same time are opened, to distinguish them.
 #include "regular_file.h"
 
 namespace trace
@@ -9,10 +9,10 @@ namespace trace
 namespace
 {
 
-// Volume and number on it; nothing if the file can't be opened.
+// The volume, and the file's number on it; nothing if the file can't be opened.
 std::optional<FileId> file_number(const WideText& path)
 {
-    // Without any access right: it disturbs nobody, and no one's share mode forbids it.
+    // Without any access right: this affects no other program, and no share mode forbids it.
     const HANDLE file =
         CreateFileW(path.data(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                     OPEN_EXISTING, 0, nullptr);
@@ -34,7 +34,7 @@ std::optional<FileId> regular_file_id(const WideText& path)
     constexpr DWORD others = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE;
     WIN32_FILE_ATTRIBUTE_DATA found{};
     if (!GetFileAttributesExW(path.data(), GetFileExInfoStandard, &found))
-        return std::nullopt; // with its error
+        return std::nullopt; // the last error remains
     SetLastError(ERROR_SUCCESS);
     if ((found.dwFileAttributes & others) != 0)
         return std::nullopt;

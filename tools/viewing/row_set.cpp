@@ -14,7 +14,7 @@ constexpr uint64_t below(uint64_t bit)
     return (uint64_t{1} << bit) - 1;
 }
 
-// Where the n-th bit that is set is, from 0.
+// The place of the n-th set bit; n counts from 0.
 unsigned nth_bit(uint64_t word, uint64_t n)
 {
     for (; n > 0; --n)
@@ -50,7 +50,7 @@ void RowSet::add(uint64_t number)
         m_last.reset();
     ++part.count;
     ++m_size;
-    // Only the parts after it have one more before them.
+    // Only the parts after this one have one more row before them.
     m_counted = std::min(m_counted, static_cast<size_t>(number / numbers - m_start) + 1);
 }
 
@@ -88,7 +88,7 @@ uint64_t RowSet::number(size_t row) const
     return m_last->number;
 }
 
-// The one that follows this number, if it is in the same word.
+// The row after this number, if it is in the same word.
 std::optional<uint64_t> RowSet::next_in_word(uint64_t number) const
 {
     const Part* const part = part_of(number);
@@ -104,7 +104,7 @@ uint64_t RowSet::find(size_t row) const
 {
     count();
     const uint64_t wanted = m_parts.front().before + row;
-    // The last that begins at or before it: empty ones begin where the next one does.
+    // The last part that begins at or before the row: an empty part begins where the next one does.
     const auto part =
         std::upper_bound(m_parts.begin(), m_parts.end(), wanted,
                          [](uint64_t rows, const Part& each) { return rows < each.before; }) -
@@ -141,8 +141,8 @@ size_t RowSet::drop_below(uint64_t number)
     return before - m_size;
 }
 
-// Takes the numbers below `end` out of the first part. The parts after it need no new count: its
-// own start moves on with what is gone.
+// Removes the numbers below `end` from the first part. The parts after it need no new count: this
+// part's own start moves by the number of removed rows.
 void RowSet::drop_words(Part& part, uint64_t end)
 {
     if (!part.bits)
@@ -192,7 +192,7 @@ RowSet::Part& RowSet::make_part(uint64_t number)
     return m_parts[static_cast<size_t>(part - m_start)];
 }
 
-// Counts what is before each part, as far as that has changed.
+// Counts the rows before each part, where that has changed.
 void RowSet::count() const
 {
     if (m_counted == 0 && !m_parts.empty())

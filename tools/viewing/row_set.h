@@ -1,7 +1,7 @@
-// A set of record numbers that are rows: a bit for each number, with counts by the thousand, so
-// that the number of a row and the row of a number are found at once.
+// A set of record numbers that are rows: a bit for each number, with counts by the thousand,
+// so that the number of a row and the row of a number are found quickly.
 //
-// Numbers come in any order. A part that has none of them takes up nothing.
+// Numbers come in any order. A part without rows takes no memory for bits.
 #pragma once
 
 #include <array>
@@ -23,15 +23,15 @@ public:
     bool has(uint64_t number) const;
     size_t size() const { return m_size; }
 
-    // How many of them are below this one.
+    // How many rows are below this number.
     size_t rank(uint64_t number) const;
-    // The row-th of them, from 0; row < size().
+    // The number of a row, counted from 0; row < size().
     uint64_t number(size_t row) const;
 
-    // Takes away those below this one; gives how many went.
+    // Removes the rows below this number; returns how many were removed.
     size_t drop_below(uint64_t number);
 
-    // That it takes up, without its first part: beside that a small store has no room.
+    // The memory of the set, without its first part: a small store would have no room for that.
     size_t bytes() const;
 
 private:
@@ -41,12 +41,12 @@ private:
 
     struct Part
     {
-        std::unique_ptr<std::array<uint64_t, words>> bits{}; // null: none
+        std::unique_ptr<std::array<uint64_t, words>> bits{}; // null: no rows
         uint32_t count = 0;
-        uint64_t before = 0; // rows in the parts before, from any start
+        uint64_t before = 0; // rows in the parts before, from an arbitrary start
     };
 
-    // The last row that was asked for: the next one is mostly asked for next.
+    // The last row that was asked for: usually the next one is asked for next.
     struct Last
     {
         size_t row;
@@ -64,7 +64,7 @@ private:
     uint64_t m_start = 0; // numbers of the first part are from m_start * numbers on
     size_t m_size = 0;
     size_t m_used = 0;            // parts that aren't empty
-    mutable size_t m_counted = 0; // parts whose `before` is right
+    mutable size_t m_counted = 0; // parts whose `before` is up to date
     mutable std::optional<Last> m_last{};
 };
 

@@ -88,7 +88,7 @@ std::vector<size_t> Search::marks(size_t parts) const
     const size_t rows = m_view.rows();
     if (rows == 0)
         return marks;
-    // The hits before the first row of each part.
+    // The number of hits before the first row of each part.
     const auto hits_before = [&](size_t part)
     {
         const size_t row = rows * part / parts;

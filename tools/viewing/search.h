@@ -1,7 +1,7 @@
 // The rows of a view in which an expression is found: hits.
 //
-// The rows are examined step by step, outward from one of them, and new ones as the view has them.
-// A search starts over by itself when its view does.
+// The rows are examined step by step, outward from one of them, then new rows as they are added. A
+// search starts again by itself when its view does.
 #pragma once
 
 #include <chrono>
@@ -27,31 +27,31 @@ public:
     Search(const Search&) = delete;
     Search& operator=(const Search&) = delete;
 
-    // Searches for this, from the record with the number `anchor` outward, without an anchor from
-    // the end; for nothing without a pattern.
+    // Sets what to search for, from the record with the number `anchor` outward; without an anchor,
+    // from the end. Without a pattern nothing is searched.
     void set(std::optional<Pattern> pattern, std::optional<uint64_t> anchor = std::nullopt);
     const std::optional<Pattern>& pattern() const { return m_pattern; }
 
-    // Examines at most so many records, or for so long; true if there are more. To be called after
-    // the view's own steps.
+    // Examines at most `most` records, or for at most `longest`; true if there are more. To be
+    // called after the view's own steps.
     bool advance(size_t most);
     bool advance_for(std::chrono::steady_clock::duration longest);
-    double progress() const; // of what the view has, from 0 to 1
+    double progress() const; // part of the view's rows, from 0 to 1
 
-    // What was found so far, by record numbers.
+    // The hits so far, by record numbers.
     size_t count() const { return m_hits.size(); }
-    // Records of which it is not known whether they are hits: the pattern has given up.
+    // Records that may be hits: the pattern has given up on them.
     size_t unknown() const { return m_unknown.size(); }
     bool has(uint64_t number) const { return m_hits.has(number); }
-    // The next hit after the record, or before it; after the last one comes the first. Without a
-    // number the first, or the last. Nothing if there is none.
+    // The next hit after the record, or the one before it; after the last one comes the first.
+    // Without a number: the first, or the last. Nothing if there is none.
     std::optional<uint64_t> next(std::optional<uint64_t> from) const;
     std::optional<uint64_t> previous(std::optional<uint64_t> from) const;
-    // Which of them this hit is, from 1; 0 if it is none.
+    // The number of this hit among all hits, from 1; 0 if it is none.
     size_t index_of(uint64_t number) const;
 
-    // The marks beside a scroll bar: the view's rows in so many parts of the same size, and how
-    // many hits each of them has.
+    // The marks beside a scroll bar: the number of hits in each of `parts` equal parts of the
+    // view's rows.
     std::vector<size_t> marks(size_t parts) const;
 
 private:

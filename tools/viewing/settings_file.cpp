@@ -18,7 +18,7 @@ namespace
 {
 
 constexpr std::string_view ending = ".views";
-constexpr size_t most_bytes = 4 << 20; // no settings are so long
+constexpr size_t most_bytes = 4 << 20; // no settings are longer
 
 bool is_missing(const std::string& path)
 {
@@ -28,7 +28,7 @@ bool is_missing(const std::string& path)
     return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
-// Reads the file; says why if it can't be read.
+// Reads the file; returns the reason if it can't be read.
 std::string read_file(const std::string& path, std::string& text)
 {
     const WideText name = wide_from_utf8(path);
@@ -76,7 +76,7 @@ bool move_file(const std::string& from, const std::string& to, DWORD flags)
     return MoveFileExW(wide_from_utf8(from).data(), wide_from_utf8(to).data(), flags) != FALSE;
 }
 
-// Gives its new name.
+// Returns the file's new name.
 std::string put_aside(const std::string& path)
 {
     constexpr int most = 1000;
@@ -92,7 +92,7 @@ std::string put_aside(const std::string& path)
     return {};
 }
 
-// Whether what is there may be replaced: says why not by Failure. True if it is damaged.
+// Throws Failure with the reason if the existing file may not be replaced. True if it is damaged.
 bool is_to_be_kept(const std::string& path)
 {
     if (is_missing(path))
@@ -106,7 +106,7 @@ bool is_to_be_kept(const std::string& path)
     return state == SettingsState::damaged;
 }
 
-// A file of its own first: what is there stays whole if the disk is full, or this program ends.
+// Writes a new file first: the existing one stays whole if the disk is full, or this program ends.
 void write_new(const std::string& path, const std::string& fresh, const std::string& text)
 {
     make_folders(path);

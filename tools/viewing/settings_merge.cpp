@@ -8,7 +8,7 @@ namespace trace
 namespace
 {
 
-// Of several views with one name, the first corresponds to the first, and so on.
+// Among several views with the same name, the first corresponds to the first, and so on.
 using Key = std::pair<std::string, size_t>;
 using Views = std::vector<std::pair<Key, const ViewSettings*>>;
 using Known = std::map<Key, const ViewSettings*>;
@@ -54,7 +54,7 @@ void merge_others(OpaqueSettings& into, const OpaqueSettings& before, const Opaq
 ViewerSettings merged(const ViewerSettings& file, const ViewerSettings& before,
                       const ViewerSettings& now)
 {
-    if (file == before || file.views.empty()) // nobody has changed it, or it was removed
+    if (file == before || file.views.empty()) // the file was not changed, or it was removed
         return now;
     const Views theirs = keyed(file);
     const Views mine = keyed(now);
@@ -67,7 +67,7 @@ ViewerSettings merged(const ViewerSettings& file, const ViewerSettings& before,
         const ViewSettings* const my_view = find(known_mine, key);
         if (!is_changed(find(known_before, key), my_view))
             out.views.push_back(*view);
-        else if (my_view) // else it was closed here
+        else if (my_view) // otherwise it was closed here
             out.views.push_back(*my_view);
     }
     for (const auto& [key, view] : mine)

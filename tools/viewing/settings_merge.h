@@ -1,4 +1,4 @@
-// Settings that several viewers change, each of which writes the file as a whole.
+// Merges settings that several viewers change, although each writes the file as a whole.
 #pragma once
 
 #include "view_settings.h"
@@ -6,8 +6,8 @@
 namespace trace
 {
 
-// What the file has, with what this viewer has changed from `before` to `now`: views by their
-// names, other settings likewise. Where both have changed the same one, this viewer's counts.
+// The settings of the file, with this viewer's changes from `before` to `now`: views by their
+// names, other settings likewise. If both have changed the same one, this viewer's change counts.
 ViewerSettings merged(const ViewerSettings& file, const ViewerSettings& before,
                       const ViewerSettings& now);
 

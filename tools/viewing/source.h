@@ -1,7 +1,7 @@
 // Where records come from: the debug string channel (listener.h), a stream of lines
 // (line_source.h), log files (log_source.h).
 //
-// A source that loses records says so by a record of its own at the place where they are missing
+// A source that loses records reports that by a record of its own at the place of the missing ones
 // (Record::is_loss).
 #pragma once
 
@@ -22,10 +22,10 @@ public:
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
 
-    // The next record; false if none came in so many milliseconds, or none will come any more.
-    // Failure if the source can't be read.
+    // The next record; false if none came in time, or no more will come. Fails if the source can't
+    // be read.
     virtual bool next(Record& record, unsigned milliseconds) = 0;
-    // The same without a copy: the view is good until the next call of either.
+    // The same without a copy: the view is valid until the next call of either function.
     virtual bool next_view(RecordView& record, unsigned milliseconds)
     {
         m_viewed = {};
@@ -35,24 +35,25 @@ public:
         return true;
     }
 
-    // No record will come any more.
+    // Whether no more records will come.
     virtual bool ended() const = 0;
 
-    // Ends it; what had come before still comes out of next.
+    // Ends the source; next still returns records that came before.
     virtual void stop() = 0;
 
-    // What is watched, for people: "the debug string channel".
+    // Describes the source for people: "the debug string channel".
     virtual std::string what() const = 0;
 
-    // What has changed about it since what() was asked for, or since the last call; empty if
+    // What has changed at the source since what() was called, or since the last call; empty if
     // nothing has.
     virtual std::string take_news() { return {}; }
 
-    // Who has the channel, so that no record can come before it is free; empty if records can come.
+    // The program that has the channel, so that no record can come before the channel is free;
+    // empty if records can come.
     virtual std::string shut_out_by() const { return {}; }
 
-    // How many records there were since this viewer came, those that it has lost included; nothing
-    // if nobody counts them.
+    // The number of records since this viewer started, lost ones included; nothing if they are not
+    // counted.
     virtual std::optional<uint64_t> taken() const { return std::nullopt; }
 
 private:

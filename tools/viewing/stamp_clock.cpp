@@ -12,13 +12,14 @@ namespace trace
 namespace
 {
 
-// A stamp's seconds and milliseconds are read one after the other, so a stamp may step back by one
-// second.
+// The writer reads a stamp's seconds and milliseconds one after the other, so a stamp may step back
+// by one second.
 constexpr Time reading_slack = 2 * second;
 
 constexpr Time creation_slack = 60 * second;
 
-// With summer time as the caller wants it, and whether the zone has such a local time.
+// The time of the date's minute, with or without summer time; nothing if the zone has no such local
+// time.
 std::optional<Time> start_of(std::tm date, int summer)
 {
     const std::tm asked = date;
@@ -59,7 +60,7 @@ bool StampClock::is_second_pass(Time within) const
 {
     if (m_last != unknown_time)
         return m_starts[0] + within < m_last - reading_slack;
-    // A log begins with the stamp of its creation. That of a copy is later.
+    // A log begins with the stamp of its creation. A copy is created later.
     const Time second_time = m_starts[1] + within;
     return m_created != unknown_time && m_created >= second_time - creation_slack &&
            m_created <= second_time + creation_slack;
@@ -71,7 +72,8 @@ void StampClock::look_up(const std::tm& date)
     const std::optional<Time> winter = start_of(date, 0);
     if (!summer && !winter)
     {
-        // Skipped in spring, or no day of its month: as the system takes it.
+        // A time skipped in spring, or a day that its month doesn't have: interpreted as the system
+        // does.
         std::tm other = date;
         other.tm_sec = 0;
         const __time64_t seconds = _mktime64(&other);

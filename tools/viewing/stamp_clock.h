@@ -1,8 +1,8 @@
 // The times of the stamps of one file, in their order.
 //
-// A stamp is local time without a zone. The hour that a clock passes twice in autumn is decided by
-// the file's own order: a stamp that steps back in it belongs to the second pass. The first stamp
-// of a file does so if the file was created then.
+// A stamp is local time without a zone. For the hour that occurs twice in autumn, the order in the
+// file decides: a stamp that steps back belongs to the second pass. The first stamp of a file
+// belongs to the second pass if the file was created then.
 #pragma once
 
 #include <array>
@@ -16,37 +16,37 @@ namespace trace
 class StampClock
 {
 public:
-    // The time of the next stamp; unknown_time for what is no date.
+    // The time of the next stamp; unknown_time for an invalid date.
     Time next(const Stamp& stamp);
 
-    // When the file was, as its system says; unknown_time if that isn't known.
+    // Sets when the file was created, as the system reports it; unknown_time if unknown.
     void created(Time time) { m_created = time; }
 
-    // Starts anew: the file is read from another place.
+    // Starts again: the file is read from another place.
     void reset()
     {
         m_last = unknown_time;
         m_is_certain = false;
     }
-    // Behind a stamp of this time.
+    // Continues after a stamp of this time.
     void resume(Time last)
     {
         m_last = last;
         m_is_certain = true;
     }
 
-    // Whether the last time is not one of two that its stamp may mean: the stamp, or one before it,
-    // is of no hour that comes twice, or a stamp has stepped back.
+    // Whether the last time is unambiguous: the stamp, or one before it, is outside the hour that
+    // occurs twice, or a stamp has stepped back.
     bool is_certain() const { return m_is_certain; }
 
 private:
     bool is_second_pass(Time within) const;
     void look_up(const std::tm& date);
 
-    // The minute that was asked for last: nearly all stamps are of the same one as the stamp
+    // The last minute that was looked up: nearly all stamps are in the same minute as the one
     // before.
     std::array<int, 5> m_minute{};
-    std::array<Time, 2> m_starts{}; // UTC, ascending; equal unless the minute comes twice
+    std::array<Time, 2> m_starts{}; // UTC, ascending; equal unless the minute occurs twice
     Time m_last = unknown_time;
     Time m_created = unknown_time;
     bool m_is_certain = false;

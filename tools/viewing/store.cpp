@@ -8,8 +8,8 @@ namespace trace
 namespace
 {
 
-// Of the memory that is kept a part is what dropped records may still occupy: it is small against
-// the limit. But a block has its price, too.
+// The part of the limit that dropped records may still occupy: it should be small. But very small
+// blocks have their cost, too.
 constexpr size_t parts_of_limit = 64;
 constexpr size_t least_part = 16 << 10; // bytes
 constexpr size_t most_part = 1 << 20;

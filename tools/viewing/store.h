@@ -1,8 +1,8 @@
-// The records that a viewer keeps: as many as fit into its memory, the oldest going first.
+// The records that a viewer keeps: as many as fit into its memory; the oldest are dropped first.
 //
-// Each record has a number, from 0 in order of arrival, which it keeps as long as it is here, over
-// a clear too. Adding one takes constant time. Records are packed in blocks, which the system has
-// back when the last of their records has gone.
+// Each record has a number, counted from 0 in order of arrival. It keeps the number as long as it
+// is here; clear doesn't restart the count. Adding a record takes constant time. Records are packed
+// in blocks; a block is returned to the system when the last of its records was dropped.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,8 @@
 namespace trace
 {
 
-// What views and searches need for the records of a store, which counts in its memory.
+// The memory that views and searches need for the records of a store; the store counts it as its
+// own.
 class MemoryUse
 {
 public:
@@ -33,26 +34,26 @@ public:
 
     explicit Store(size_t limit = default_limit);
 
-    // Gives the record its window. The newest stays whatever its size.
+    // Sets the record's window from its text. The newest record stays whatever its size.
     void append(const RecordView& record);
 
-    // Forgets what is kept, and gives its memory back; neither the numbers nor the counts start
-    // anew. Views are told by View::cleared.
+    // Drops all records and frees their memory; neither the numbers nor the counts restart. The
+    // caller must call View::cleared.
     void clear();
 
-    // The kept ones are those from first up to end. The view is good until the next append.
+    // Kept records are those from first up to end. The view is valid until the next append.
     uint64_t first() const { return m_first; }
     uint64_t end() const { return m_end; }
     RecordView operator[](uint64_t number) const;
 
-    // The first record that came at this time or later; end() if none did. Where the clock was set
-    // back, one that is near.
+    // The first record at this time or later; end() if there is none. Where the clock was set back,
+    // a record near it.
     uint64_t number_at(Time time) const;
 
     uint64_t all() const { return m_all; }         // records that came, not counting losses
-    uint64_t lost() const { return m_lost; }       // records that didn't
-    uint64_t dropped() const { return m_dropped; } // those that went for want of memory
-    size_t bytes() const;                          // with what views need
+    uint64_t lost() const { return m_lost; }       // records that were lost
+    uint64_t dropped() const { return m_dropped; } // records that were removed for lack of memory
+    size_t bytes() const;                          // with the memory of views
     Time start() const { return m_start; } // of the first record since the start or the last clear
 
     MemoryUse& use() const { return m_use; }
@@ -71,9 +72,9 @@ private:
     size_t m_limit;
     size_t m_part_size; // bytes
     std::deque<Part> m_parts;
-    mutable size_t m_last_part = 0;     // that was looked into last, mostly the next one too
+    mutable size_t m_last_part = 0;     // last one that was used, often the next one too
     size_t m_part_bytes = 0;            // of all parts
-    std::optional<RecordBlock> m_spare; // of the oldest part that went: its pages are there already
+    std::optional<RecordBlock> m_spare; // the oldest removed part: its pages are resident
     mutable MemoryUse m_use;
     uint64_t m_first = 0;
     uint64_t m_end = 0;

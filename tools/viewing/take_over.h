@@ -11,7 +11,7 @@ enum class TakeOverStep
     named,     // the channel has its first object
     made,      // it has all of them
     mapped,    // the ring can be written
-    continued, // the ring says who has the channel
+    continued, // the ring shows who has the channel
     listening, // writers may write
 };
 

@@ -1,4 +1,4 @@
-// Conversion goes through the system's own functions, so that both platforms answer alike.
+// The system's own functions convert text, so that both platforms return the same.
 #include "text.h"
 
 #include <cstdint>
@@ -29,16 +29,16 @@ WideText widen(UINT code_page, std::string_view text)
     return wide;
 }
 
-constexpr uint32_t replacement = 0xFFFD; // for what is no character
+constexpr uint32_t replacement = 0xFFFD; // for invalid characters
 
-// The text with some characters written otherwise: the treacherous ones, what is none, and those of
-// ASCII that wanted(byte) names. write(out, c, is_character, rest) does that; rest is what follows.
-// What stays is copied in long parts, which is nearly all.
+// The text with some characters replaced: deceptive ones, invalid ones, and those of ASCII for
+// which wanted(byte) is true. write(out, c, is_character, rest) does the replacing; rest is the
+// text after the character. The other characters, nearly all, are copied in long parts.
 template <class Wanted, class Write>
 std::string rewritten(std::string_view utf8, Wanted&& wanted, Write&& write)
 {
     std::string out;
-    size_t kept = 0; // where what is not copied yet begins
+    size_t kept = 0; // where the text that is not copied yet begins
     for (size_t at = 0; at < utf8.size();)
     {
         const char byte = utf8[at];

@@ -11,7 +11,7 @@ namespace trace
 namespace
 {
 
-// The part of a text that counts, in bytes: an expression has limits, too.
+// The length of the compared part of a text, in bytes: an expression has limits, too.
 constexpr size_t most_compared = 400;
 
 constexpr std::string_view digits = "0123456789";
@@ -28,7 +28,7 @@ size_t length_of(std::string_view text, std::string_view characters)
     return std::min(text.find_first_not_of(characters), text.size());
 }
 
-// What is generalised at the start of the rest: its length, 0 for nothing, and what finds it.
+// The generalised part at the start of the rest: its length, 0 for none, and the expression for it.
 struct Part
 {
     size_t length = 0;
@@ -49,7 +49,7 @@ Part quoted_part(std::string_view rest, bool after_word)
 
 Part number_part(std::string_view rest, bool after_word)
 {
-    constexpr size_t least_hex = 8; // shorter ones are rather words: "cafe", "dead"
+    constexpr size_t least_hex = 8; // shorter ones are more likely words: "cafe", "dead"
     if (rest.starts_with("0x") || rest.starts_with("0X"))
         if (const size_t length = length_of(rest.substr(2), hex_digits))
             return {length + 2, "0[xX][0-9A-Fa-f]+"};
@@ -80,10 +80,10 @@ std::string expression_like(std::string_view text)
     }
     const bool is_whole = text.size() <= most_compared;
     std::string_view rest = text.substr(0, most_compared);
-    // Not in the middle of a character.
+    // Doesn't cut in the middle of a character.
     while (!is_whole && !rest.empty() && (text[rest.size()] & 0xC0) == 0x80)
         rest.remove_suffix(1);
-    size_t plain = 0; // what stays as it is, up to here
+    size_t plain = 0; // unchanged text, up to here
     for (size_t at = 0; at < rest.size();)
     {
         const bool after_word = at > 0 && is_word(rest[at - 1]);

@@ -1,4 +1,4 @@
-// An expression for all texts that say the same as one, for "without texts like this".
+// An expression for all texts with the same form as a given one, for "without texts like this".
 #pragma once
 
 #include <string>
@@ -7,9 +7,9 @@
 namespace trace
 {
 
-// What a record's text has in common with others of the same place in a program: its numbers and
-// quoted parts may be any, the rest is as it is, the stamp counts for nothing. Of a long text the
-// beginning. Good for Pattern.
+// What a record's text has in common with other texts from the same place in a program: numbers and
+// quoted parts may be any, the stamp doesn't count, the rest is compared as it is. Only the
+// beginning of a long text is compared. The result is a valid expression for Pattern.
 std::string expression_like(std::string_view text);
 
 } // namespace trace

@@ -24,7 +24,7 @@ std::optional<Time> time_ago(std::string_view text, Time now)
     return now - number * lengths[unit];
 }
 
-// A stamp's whole text, what was left out being zeros.
+// Completes the text of a stamp; missing parts become zeros.
 std::string completed(std::string text, Time now)
 {
     constexpr std::string_view full = "0000-00-00 00:00:00.000";

@@ -1,4 +1,4 @@
-// The times that --since and --until take.
+// The times that --since and --until accept.
 #pragma once
 
 #include <optional>
@@ -9,9 +9,8 @@
 namespace trace
 {
 
-// Local time "2024-03-05 14:07:33.006" as far as it is given, but at least a date; "14:07" of
-// today; with a Z at the end UTC; so long before now: "90s", "10m", "2h", "1d". Nothing for other
-// texts.
+// Local time "2024-03-05 14:07:33.006", of which only the date is required; "14:07" of today; with
+// a Z at the end UTC; or a time before now: "90s", "10m", "2h", "1d". Nothing for other texts.
 std::optional<Time> time_from(std::string_view text, Time now);
 
 } // namespace trace

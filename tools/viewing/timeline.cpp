@@ -74,7 +74,7 @@ void Timeline::start_over()
 // False if the record is too old.
 bool Timeline::count(const RecordView& record)
 {
-    // Of a clock that was wrong nothing is told: one such record would leave no room for others.
+    // Ignores records with a wrong clock: one such record would leave no room for others.
     if (record.time < 0 || record.time > current_time() + most_ahead)
         return true;
     Second* const counted = second_of(record.time);
@@ -95,7 +95,7 @@ bool Timeline::count(const RecordView& record)
     return true;
 }
 
-// Null for one that is too old.
+// Null for a time that is too old.
 Timeline::Second* Timeline::second_of(Time time)
 {
     const Time begin = begin_of_second(time);
@@ -104,7 +104,7 @@ Timeline::Second* Timeline::second_of(Time time)
     const auto most = static_cast<int64_t>(m_most);
     int64_t index = (begin - m_start) / second;
     const auto newest = static_cast<int64_t>(m_seconds.size()) - 1;
-    if (index - newest >= most) // nothing of what there is stays
+    if (index - newest >= most) // no counted second remains
     {
         m_seconds.clear();
         m_start = begin;

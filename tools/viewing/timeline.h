@@ -1,7 +1,8 @@
-// How many records there were in each of the last seconds, by highlight: the strip over a table.
+// How many records there were in each of the last seconds, by highlight: the data of the strip
+// above a table.
 //
-// The rows of a view are counted step by step, from the newest back to those that are too old, and
-// new ones as the view has them.
+// The rows of a view are counted step by step, from the newest back to those that are too old, then
+// new rows as they are added.
 #pragma once
 
 #include <chrono>
@@ -20,23 +21,22 @@ namespace trace
 class Timeline
 {
 public:
-    // So many seconds before the newest record are counted. The view outlives the timeline.
+    // Counts this number of seconds before the newest record. The view outlives the timeline.
     Timeline(const View& view, size_t seconds);
 
-    // Starts over with these colours.
+    // Starts again with these colours.
     void set_highlights(Highlights highlights);
 
-    // Counts at most so many records, or for so long; true if there are more. To be called after
-    // the view's own steps.
+    // Counts at most `most` records, or for at most `longest`; true if there are more. To be called
+    // after the view's own steps.
     bool advance(size_t most);
     bool advance_for(std::chrono::steady_clock::duration longest);
 
     struct Second
     {
         uint32_t all = 0;                  // records
-        std::vector<uint32_t> by_colour{}; // of them, by the number of the first highlight; may be
-                                           // shorter than there are colours
-        uint64_t lost = 0;                 // records that are missing in it
+        std::vector<uint32_t> by_colour{}; // by the first highlight; may lack the last colours
+        uint64_t lost = 0;                 // missing records in it
     };
     // The seconds in their order. The last one is that of the newest record.
     const std::deque<Second>& seconds() const { return m_seconds; }
@@ -56,8 +56,8 @@ private:
     std::deque<Second> m_seconds;
     Time m_start = unknown_time;
     OutwardWalk m_walk;
-    uint64_t m_begin;      // of the walk: what is before it is ever older
-    uint64_t m_oldest = 0; // the walk goes no further back
+    uint64_t m_begin;      // of the walk: records before it are older and older
+    uint64_t m_oldest = 0; // the walk doesn't continue before this
     uint64_t m_generation;
 };
 

@@ -85,7 +85,7 @@ std::optional<size_t> View::nearest_row(uint64_t number) const
 {
     if (rows() == 0)
         return std::nullopt;
-    const size_t row = m_rows.rank(number); // of the record, or of the next one that is shown
+    const size_t row = m_rows.rank(number); // of the record, or of the next record that is shown
     if (row == rows())
         return row - 1;
     if (row == 0 || m_rows.number(row) - number < number - m_rows.number(row - 1))
@@ -123,7 +123,7 @@ void View::start_over(uint64_t anchor)
     count_use();
 }
 
-// What the rows take up counts as the store's.
+// The memory of the rows counts as the store's.
 void View::count_use()
 {
     const size_t now = m_rows.bytes();

@@ -1,15 +1,16 @@
-// The records of a store that a filter lets through, in their order: rows.
+// The records of a store that pass a filter, in their order: rows.
 //
-// Records are examined step by step, the new ones and, after a change of the filter, all that are
-// kept. Both are the same walk along the store, so that neither makes a user wait for long: the
-// caller says how many, or how long, at a time. The walk goes outward from a record, so that its
-// neighbours are shown first. While the view is paused, the walk ends where the pause began.
+// Records are examined step by step: new ones and, after a change of the filter, all kept ones.
+// Both are parts of the same walk along the store, so that neither makes a user wait for long: the
+// caller limits the number or the time of each step. The walk starts at a record and moves outward,
+// so that the record's neighbours are shown first. While the view is paused, the walk ends where
+// the pause began.
 //
 // A table that shows the rows does at each step:
 //
-//   trim        as many rows as it returns have gone from the top, for want of memory;
+//   trim        returns how many rows were removed at the top, for lack of memory;
 //   advance     or advance_for;
-//   take_added  so many rows were added at the top, and so many at the bottom.
+//   take_added  returns how many rows were added at the top and at the bottom.
 #pragma once
 
 #include <chrono>
@@ -36,33 +37,33 @@ public:
     View(const View&) = delete;
     View& operator=(const View&) = delete;
 
-    // Starts over without rows, from the record with the number `anchor` outward: what keeps the
-    // place when a filter is changed. At the end of the store the last rows come first. Without an
-    // anchor from the first record on.
+    // Starts again without rows, from the record with the number `anchor` outward, which keeps the
+    // user's place when the filter changes. An anchor at the end of the store shows the last rows
+    // first. Without an anchor the walk starts at the first record.
     void set_filter(Filter filter, std::optional<uint64_t> anchor = std::nullopt);
     const Filter& filter() const { return m_filter; }
 
-    // To be called when the store was cleared: what is gone was not missed. A pause goes on from
-    // here.
+    // To be called when the store was cleared: removed records don't count as missed. A pause
+    // continues from here.
     void cleared();
 
-    // Changes when the rows start over: by set_filter and cleared.
+    // Changes when the rows start again: in set_filter and cleared.
     uint64_t generation() const { return m_generation; }
 
-    // Examines at most so many records; true if there are more.
+    // Examines at most `most` records; true if there are more.
     bool advance(size_t most);
-    // For about so long.
+    // The same for about `longest`.
     bool advance_for(Clock::duration longest);
-    // How much of what is to be examined has been: from 0 to 1.
+    // Which part of the records to examine has been examined, from 0 to 1.
     double progress() const;
 
-    // Rows whose records are no longer kept: to be trimmed after additions to the store, before
-    // rows are looked at. trim gives how many went.
+    // Rows whose records are no longer kept. Call trim after additions to the store, before rows
+    // are used; it returns how many rows were removed.
     size_t stale() const { return m_rows.rank(m_store.first()); }
     size_t trim();
 
-    // Rows that came since the last call, or since the rows started over. Asked after trim and
-    // advance.
+    // Rows that were added since the last call, or since the rows started again. To be called after
+    // trim and advance.
     struct Added
     {
         size_t top = 0;
@@ -76,13 +77,12 @@ public:
     bool shows(uint64_t number) const { return m_rows.has(number); }
     // The row of a record, nothing if it isn't shown.
     std::optional<size_t> row_of(uint64_t number) const;
-    // The row of the record, or of the one that is shown and nearest by number; nothing without
-    // rows.
+    // The row of the record, or of the shown record with the nearest number; nothing without rows.
     std::optional<size_t> nearest_row(uint64_t number) const;
     // How many rows are above this record.
     size_t rows_before(uint64_t number) const { return m_rows.rank(number); }
 
-    // The records that were examined are those from here up to there.
+    // The examined records are those from examined_from up to examined_to.
     uint64_t examined_from() const { return m_walk.low(); }
     uint64_t examined_to() const { return m_walk.high(); }
 
@@ -91,8 +91,8 @@ public:
     bool is_paused() const { return m_pause.has_value(); }
     uint64_t waiting() const; // records that came since the pause
 
-    // Records that came and went before they were examined, since the last call: for want of
-    // memory, during a pause.
+    // Records that were removed before they were examined, since the last call: for lack of memory,
+    // during a pause.
     uint64_t take_missed();
 
     const Store& store() const { return m_store; }
@@ -109,7 +109,7 @@ private:
     Added m_added;
     uint64_t m_generation = 0;
     std::optional<uint64_t> m_pause;
-    uint64_t m_seen; // no record before it was missed: it was examined once
+    uint64_t m_seen; // records before it were examined once, so they were not missed
     uint64_t m_missed = 0;
     size_t m_use = 0; // bytes that the store counts
 };

@@ -24,7 +24,7 @@ struct ViewOptions
     std::vector<std::string> highlight{};
     Highlights highlights{};
     std::optional<TimeMode> time{};
-    std::vector<std::string> inputs{};   // none: the channel
+    std::vector<std::string> inputs{};   // empty: the channel
     LogBounds bounds{};                  // of log files
     std::optional<size_t> keep{};        // bytes
     std::optional<std::string> output{}; // a file
@@ -34,10 +34,10 @@ struct ViewOptions
 // --until, --tail, --zone, --keep, --output.
 ViewOptions take_view_options(Options& options);
 
-// Their lines in a help text, without those of the bounds.
+// The lines of these options in a help text, without those of the bounds.
 extern const char* const view_options_help;
 
-// Takes --since, --until, --tail and --zone, which holds for the whole program from here on.
+// Takes --since, --until, --tail and --zone; the zone then holds for the whole program.
 LogBounds take_log_bounds(Options& options);
 extern const char* const log_bounds_help;
 
@@ -46,12 +46,12 @@ std::vector<std::string> take_values(Options& options, std::string_view name);
 // Bytes, or a number of kibi-, mebi- or gibibytes; at least 64 KiB.
 std::optional<size_t> take_size(Options& options, const std::string& name);
 
-// How --keep is divided: what the store may have, and what may wait for it. Both together, with
-// what they need beside, stay below 1.1 times --keep.
+// How --keep is divided: the store's limit, and the limit of records that wait for it. Both
+// together, with their overhead, stay below 1.1 times --keep.
 size_t store_limit(size_t keep);
 size_t queue_limit(size_t keep);
 
-// The source that --input names. Failure if it can't be had.
+// The source that --input names. Fails if it can't be opened.
 std::unique_ptr<Source> make_source(const ViewOptions& options);
 
 } // namespace trace

@@ -12,7 +12,7 @@ namespace
 
 constexpr std::string_view head = "plinth-views ";
 constexpr int version = 1;
-constexpr std::string_view end_line = "[end]"; // without it the file is cut off
+constexpr std::string_view end_line = "[end]"; // without it the file is incomplete
 constexpr std::string_view view_line = "[view]";
 constexpr std::string_view between = " = ";
 
@@ -74,7 +74,7 @@ std::optional<std::string> unescaped(std::string_view text)
     return out;
 }
 
-// ---- what a view has, by the names in the file
+// ---- the parts of a view, by their names in the file
 
 struct ListName
 {
@@ -104,7 +104,7 @@ std::string highlight_value(const HighlightSetting& highlight)
     return colour + highlight.expression;
 }
 
-// False for what has no such name or value.
+// False for an unknown name or an invalid value.
 bool take(ViewSettings& view, std::string_view name, const std::string& value)
 {
     for (const ListName& each : lists)

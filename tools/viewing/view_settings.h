@@ -1,8 +1,8 @@
 // What a viewer remembers: its views, each with what it shows and how, and the window's layout.
 //
-// The settings stand in a file of lines: "plinth-views 1", then "[view]" and "name = value" for
-// each view. A name may be there several times. What a viewer doesn't know, as the layout of
-// another one, is kept as it is.
+// The settings are a file of lines: "plinth-views 1", then "[view]" and "name = value" for each
+// view. A name may occur several times. Settings that a viewer doesn't know, such as the layout of
+// another viewer, are kept unchanged.
 #pragma once
 
 #include <cstdint>
@@ -26,8 +26,8 @@ struct HighlightSetting
     bool operator==(const HighlightSetting&) const = default;
 };
 
-// Layout, fonts, widths: names and values that only the viewer that wrote them understands. Names
-// consist of letters, digits, "-" and at least one dot, as "window.geometry".
+// Layout, fonts, widths: names and values that only the viewer that wrote them uses. Names consist
+// of letters, digits, "-" and at least one dot, such as "window.geometry".
 using OpaqueSettings = std::map<std::string, std::string>;
 
 struct ViewSettings
@@ -54,7 +54,8 @@ struct ViewerSettings
     bool operator==(const ViewerSettings&) const = default;
 };
 
-// What the settings ask for. BadPattern, with the expression, if one of them is none.
+// The filter and highlights of the settings. Throws BadPattern, with the expression, if one is
+// invalid.
 Filter filter_of(const ViewSettings& settings);
 Highlights highlights_of(const ViewSettings& settings);
 
@@ -70,8 +71,8 @@ enum class SettingsState
 struct ParsedSettings
 {
     SettingsState state = SettingsState::good;
-    ViewerSettings settings{}; // of damaged ones as much as can be read
-    std::string problem{};     // with the line; empty if all is good
+    ViewerSettings settings{}; // if damaged, as much as could be read
+    std::string problem{};     // with the line number; empty if all is good
 };
 ParsedSettings parse_settings(std::string_view text);
 

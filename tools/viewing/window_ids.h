@@ -1,4 +1,4 @@
-// A set of window ids, of which there may be thousands: looked up for each record.
+// A set of window ids; there may be thousands, and each record is looked up.
 #pragma once
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The time zone of the logs, if it is another than the reader's. One source file for each system.
+// The time zone of the logs, if it differs from the reader's. One source file for each system.
 #pragma once
 
 #include <string>
@@ -6,8 +6,8 @@
 namespace trace
 {
 
-// Takes this zone for local times from here on, in the whole program: before any time is asked for,
-// and before there is a second thread. False if the system doesn't know it.
+// Uses this zone for local times from now on, in the whole program. To be called before any time is
+// asked for, and before there is a second thread. False if the system doesn't know the zone.
 bool use_zone(const std::string& name);
 
 } // namespace trace

@@ -1,4 +1,4 @@
-// The C library takes a zone that it doesn't know for UTC, so the name is looked up before.
+// The C library treats an unknown zone as UTC, so the name is checked before.
 #include "zone.h"
 
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// The runtime knows no names of zones, only texts such as "CET-1CEST".
+// The runtime has no names of zones, only texts such as "CET-1CEST".
 #include "zone.h"
 
 #include <cstdlib>

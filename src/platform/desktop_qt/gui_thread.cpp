@@ -18,9 +18,9 @@ namespace
 
 struct Gui
 {
-    // Guards the receiver's life; no other lock is taken under it but Qt's own.
+    // Guards the receiver's lifetime; while it is held only Qt's own locks are taken.
     std::mutex lock;
-    QObject* receiver = nullptr; // of what is posted; null before the start and after the end
+    QObject* receiver = nullptr; // of posted functions; null before the start and after the end
     std::atomic<QThread*> thread{nullptr};
     void (*farewell)() = nullptr; // set before the start
 };
@@ -41,7 +41,7 @@ void end()
         receiver = std::exchange(gui().receiver, nullptr);
     }
     gui().farewell();
-    delete receiver; // with what was posted and has had no turn
+    delete receiver; // with the posted functions that did not run
 }
 
 void receiveOn(QThread* thread)

@@ -1,4 +1,4 @@
-// The stand-in, which loaded the plug-in: what the widgets tell it and ask it for.
+// The stand-in, which loaded the plug-in: what the widgets report to it and ask it for.
 #pragma once
 
 #include "user32/desktop.h"
@@ -6,7 +6,7 @@
 namespace desktop_qt
 {
 
-// Before any window.
+// Called before any window is shown.
 void setHost(const PlinthDesktopHost& host);
 const PlinthDesktopHost& host();
 

@@ -34,7 +34,7 @@ void ListTable::takeChanges()
 {
     m_sinceTaken.start();
     const int wanted = m_model.takeChanges();
-    if (wanted >= 0 && isFollowing()) // a user who has scrolled is left alone
+    if (wanted >= 0 && isFollowing()) // doesn't disturb a user who has scrolled
         view()->scrollTo(m_model.index(wanted, 0));
 }
 

@@ -17,8 +17,8 @@ class ListTable : public qt_table::TraceTable
 public:
     ListTable(HWND list, QWidget* parent);
 
-    // There is something to take. It is taken soon, but not more often than a person can see: the
-    // list gives no further notice before, so a flood of rows costs a few looks a second.
+    // The list has changes. They are taken soon, but not more often than a person can see. The list
+    // sends no further notice before that, so a flood of rows costs only a few looks a second.
     void noticeChanges();
 
 private:

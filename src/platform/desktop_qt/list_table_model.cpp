@@ -11,9 +11,9 @@ namespace desktop_qt
 namespace
 {
 
-constexpr int usualLength = 512; // characters of a text that needs no second look
+constexpr int usualLength = 512; // characters; shorter texts need only one read
 
-// A text of the host's: read gives its whole length and as much of it as there is room for.
+// Reads a text of the host: read returns the whole length and copies as much as there is room for.
 template <class Read> QString readText(Read read, bool& there)
 {
     wchar_t usual[usualLength];
@@ -23,7 +23,7 @@ template <class Read> QString readText(Read read, bool& there)
         return {};
     if (length < usualLength)
         return fromWide(usual, length);
-    // It may have changed in between; what fits of the new one does.
+    // The text may have changed in between; of a longer one, what fits is used.
     QString text(length, Qt::Uninitialized);
     std::vector<wchar_t> all(static_cast<size_t>(length) + 1);
     const int now = read(all.data(), length + 1);
@@ -95,7 +95,7 @@ void ListTableModel::takeColumns()
         column.text = readText([&](wchar_t* text, int size)
                                { return host().list_column(m_list, i, &width, text, size); },
                                there);
-        // A width that the program leaves alone stays as the user has made it.
+        // If the program doesn't change a width, the user's width stays.
         if (std::exchange(column.width, width) != width)
             emit widthGiven(i, width);
     }

@@ -1,6 +1,5 @@
-// The rows of a list view as Qt's views want them: nothing is kept of them but their number. A cell
-// is asked for when it is drawn, copied or searched, so that a long list costs no more than a short
-// one.
+// The rows of a list view for Qt's views. Only their number is kept. A cell is asked for when it is
+// drawn, copied or searched, so that a long list costs no more than a short one.
 #pragma once
 
 #include <vector>
@@ -19,8 +18,8 @@ class ListTableModel : public QAbstractTableModel
 public:
     ListTableModel(HWND list, QObject* parent);
 
-    // Brings the number of rows and the columns up to date. The row that the program wants in
-    // sight, if it is none of those at the end, which are in sight anyway; -1 without.
+    // Brings the number of rows and the columns up to date. Returns the row that the program wants
+    // to be visible; -1 if there is none or it is at the end, where rows are shown anyway.
     int takeChanges();
 
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -29,7 +28,7 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
 signals:
-    void widthGiven(int column, int width); // by the program, in pixels
+    void widthGiven(int column, int width); // set by the program, in pixels
 
 private:
     struct Column

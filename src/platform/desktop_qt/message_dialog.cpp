@@ -1,6 +1,5 @@
-// A box that another thread asks for blocks that thread alone, and the owner's window on the
-// screen. One that the thread of the widgets asks for blocks the application's windows, as its own
-// boxes do.
+// A message box for another thread blocks only that thread, and the owner's window on the screen. A
+// box for the thread of the widgets blocks the application's windows, as its own boxes do.
 #include "message_dialog.h"
 
 #include <future>
@@ -60,8 +59,8 @@ QMessageBox::Icon icon(UINT type)
     }
 }
 
-// All buttons have the same role: in the order in which they are added, and none is taken for the
-// one that Escape means. A box without such a button doesn't close but by its buttons.
+// All buttons have the same role, so they stay in the order in which they are added, and Qt chooses
+// none of them for Escape. A box without a button for Escape can only be closed by its buttons.
 void addButtons(QMessageBox& box, UINT type)
 {
     const platform::MessageButtons buttons = platform::message_buttons(type);
@@ -78,11 +77,11 @@ void addButtons(QMessageBox& box, UINT type)
     box.setProperty("escape", platform::escape_answer(type));
 }
 
-// The boxes that other threads wait for. They go with their owners, too.
+// The boxes that other threads wait for. They are also destroyed with their owners.
 QList<QPointer<QMessageBox>>& openBoxes()
 {
-    static auto& only = *new QList<QPointer<QMessageBox>>; // never destroyed, as its thread's end
-    return only;                                           // has no certain time
+    static auto& only = *new QList<QPointer<QMessageBox>>; // never destroyed, as its thread can end
+    return only;                                           // at any time
 }
 
 std::unique_ptr<QMessageBox> makeBox(const Question& question)
@@ -101,7 +100,7 @@ std::unique_ptr<QMessageBox> makeBox(const Question& question)
     return box;
 }
 
-// Closing a box ends it before it has a clicked button.
+// A box that is closed has no clicked button.
 int answerOf(const QMessageBox& box)
 {
     const QAbstractButton* const button = box.clickedButton();
@@ -110,7 +109,7 @@ int answerOf(const QMessageBox& box)
 
 int askHere(const Question& question)
 {
-    // It goes with its owner, and with the application.
+    // The box is destroyed with its owner, and with the application.
     const QPointer<QMessageBox> box = makeBox(question).release();
     box->exec();
     const int answer = box ? answerOf(*box) : 0;
@@ -129,7 +128,7 @@ void showBox(const Question& question, const std::shared_ptr<std::promise<int>>&
                          openBoxes().removeAll(box);
                          box->deleteLater();
                      });
-    openBoxes().removeAll(QPointer<QMessageBox>()); // gone with their owners
+    openBoxes().removeAll(QPointer<QMessageBox>()); // were destroyed with their owners
     openBoxes().append(box);
     box->show();
     if (question.type & MB_SETFOREGROUND)
@@ -147,7 +146,7 @@ int askUser(const Question& question)
         return askHere(question);
     auto reply = std::make_shared<std::promise<int>>();
     std::future<int> answer = reply->get_future();
-    // The box alone keeps the reply: with the end of its thread nobody does any more.
+    // Only the box holds the reply: if the box is destroyed, the wait ends.
     if (!postToGui([question, kept = std::move(reply)] { showBox(question, kept); }))
         return 0;
     try

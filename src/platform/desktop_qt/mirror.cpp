@@ -13,7 +13,7 @@ QWidget* makeChild(const NewWindow& window, QWidget* parent)
 {
     if (window.kind.compare(QLatin1String("SysListView32"), Qt::CaseInsensitive) == 0)
         return new ListTable(window.window, parent);
-    return new QWidget(parent); // draws nothing; others stand in it
+    return new QWidget(parent); // draws nothing; contains other windows
 }
 
 void placeChild(QWidget& child, const RECT& place)
@@ -25,7 +25,7 @@ void placeChild(QWidget& child, const RECT& place)
 
 Mirror& mirror()
 {
-    static Mirror& only = *new Mirror; // never destroyed: its thread ends at no certain time
+    static Mirror& only = *new Mirror; // never destroyed: it is not known when its thread ends
     return only;
 }
 
@@ -43,7 +43,7 @@ void Mirror::add(const NewWindow& window)
     {
         QWidget* const child = makeChild(window, parent);
         placeChild(*child, window.place);
-        child->hide(); // until it is told to be visible
+        child->hide(); // until the program shows it
         m_widgets[window.window] = child;
     }
 }
@@ -90,7 +90,7 @@ QWidget* Mirror::widget(HWND window) const
 
 void Mirror::removeAll()
 {
-    // Owners take their own along; pointers to those are null by then.
+    // Owners delete their own widgets; pointers to those are null by then.
     for (auto& [handle, widget] : std::exchange(m_widgets, {}))
         delete widget.data();
 }

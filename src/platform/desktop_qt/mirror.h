@@ -1,7 +1,8 @@
-// The widgets that stand for the windows, by their handles. On the thread of the widgets alone.
+// The widgets that show the stand-in's windows, by the windows' handles. Only used on the thread of
+// the widgets.
 //
-// A window that isn't known is passed over everywhere: it may have gone, or its thread may have
-// ended before its turn came.
+// An unknown window is ignored everywhere: it may have been destroyed, or its thread may have ended
+// before the posted call ran.
 #pragma once
 
 #include <unordered_map>
@@ -34,11 +35,11 @@ public:
     void place(HWND window, const RECT& place);
     void setVisible(HWND window, bool visible);
     void rowsChanged(HWND list);
-    QWidget* widget(HWND window) const; // null without
+    QWidget* widget(HWND window) const; // null if there is none
     void removeAll();
 
 private:
-    // A widget can go with its parent.
+    // A widget can be destroyed with its parent.
     std::unordered_map<HWND, QPointer<QWidget>> m_widgets;
 };
 

@@ -1,8 +1,8 @@
-// The process is the program's, not ours: its signals don't come to this thread, and its locale,
-// which Qt sets to the environment's with the first application object, is set back at once.
+// The process belongs to the program: its signals are not delivered to this thread, and its locale,
+// which Qt sets from the environment with the first application object, is restored at once.
 //
-// The program's end is the end of this thread as well. Qt's static objects may not go before it, so
-// the thread is stopped by a function that is registered after they were made.
+// The end of the program also ends this thread. Qt's static objects must not be destroyed before
+// that, so the thread is stopped by a function that is registered after they were made.
 #include "own_application.h"
 
 #include <chrono>
@@ -49,15 +49,15 @@ enum class Stage
 
 struct Thread
 {
-    std::mutex lock; // guards all below
+    std::mutex lock; // guards the members below
     std::condition_variable changed;
     Stage stage = Stage::none;
     bool stopping = false;
-    bool held = false; // until it is stopped
+    bool held = false; // the thread is held until it is stopped
     std::thread::id id;
 };
 
-// Never destroyed: it is asked at the very end of the process.
+// Never destroyed: it is used at the very end of the process.
 Thread& own()
 {
     static Thread& only = *new Thread;
@@ -77,8 +77,8 @@ bool isWaitedFor()
     return !own().stopping;
 }
 
-// Qt sets the locale with the first application object of the process alone. The plain one is made
-// and gone in a moment, so that the program's numbers hardly ever look different to other threads.
+// Qt sets the locale only with the first application object of the process. This plain one exists
+// only for a moment, so that other threads hardly ever see numbers in another format.
 void keepLocaleFromQt(int& argc, char** argv)
 {
     const std::string kept = std::setlocale(LC_ALL, nullptr);
@@ -87,7 +87,7 @@ void keepLocaleFromQt(int& argc, char** argv)
     {
         const QCoreApplication first(argc, argv);
     }
-    qInstallMessageHandler(former); // that a locale isn't UTF-8 is no news of this program's
+    qInstallMessageHandler(former); // hides a warning that the locale isn't UTF-8
     std::setlocale(LC_ALL, kept.c_str());
 }
 
@@ -97,21 +97,21 @@ void stop()
     std::unique_lock guard(thread.lock);
     if (std::exchange(thread.stopping, true))
         return;
-    thread.changed.notify_all(); // it may be held
+    thread.changed.notify_all(); // the thread may be held
     if (thread.stage == Stage::running)
         QMetaObject::invokeMethod(
             QCoreApplication::instance(), [] { QCoreApplication::exit(); }, Qt::QueuedConnection);
     thread.changed.wait_for(guard, stopLimit, [&] { return thread.stage == Stage::ended; });
 }
 
-// The C++ run-time library's own interface below static objects: what is registered under a key can
-// be taken back by it, which runs it.
+// The C++ run-time library's own interface for destroying static objects. __cxa_finalize takes back
+// what is registered under a key, and runs it.
 extern "C" int __cxa_atexit(void (*function)(void*), void* argument, void* key);
 extern "C" void __cxa_finalize(void* key);
 
-// Makes stop() the first of all that happens at the end of the process. Called on the thread
-// itself, whenever it has handled what there was: static objects that were made after the last time
-// would be destroyed before it stops, under its feet, and Qt makes many when it first needs them.
+// Makes stop() the first function that runs at the end of the process. Called on the thread itself,
+// each time it has handled all events: static objects that were made after the last call would be
+// destroyed before the thread stops, while it still uses them, and Qt makes many at first use.
 void registerStop()
 {
     static char key;
@@ -119,13 +119,14 @@ void registerStop()
     __cxa_atexit(
         [](void*)
         {
-            if (own().id != std::this_thread::get_id()) // there it was only taken back
+            if (own().id != std::this_thread::get_id()) // on this thread it was only taken back
                 stop();
         },
         nullptr, &key);
 }
 
-// Most of what drawing needs is made before there is a window: few processes then end amid that.
+// Makes most of what drawing needs before there is a window: then few processes end while it is
+// being made.
 void drawOnce()
 {
     QStandardItemModel model(2, 2);
@@ -135,8 +136,8 @@ void drawOnce()
     table.grab();
 }
 
-// Keeps the thread from making anything more that it would miss, until it is stopped, or until it
-// is clear that one thread alone has ended.
+// Holds the thread, so that it makes no more static objects that would be destroyed too early,
+// until it is stopped or until it is clear that only the main thread has ended, not the process.
 void hold()
 {
     registerStop();
@@ -148,7 +149,7 @@ void hold()
     thread.held = false;
 }
 
-// Qt's first use is here: the first thread that uses it is the one it takes for its main thread.
+// Qt's first use is here: Qt takes the first thread that uses it for its main thread.
 void run(unsigned displays, void (*started)())
 {
     pthread_setname_np(pthread_self(), "plinth-desktop");
@@ -177,9 +178,9 @@ void run(unsigned displays, void (*started)())
         }
     }
     reach(Stage::ended);
-    // Qt takes one reference too many from its record of its main thread when that is none that Qt
-    // started, and ends; its static objects still use the record. So this thread stays until the
-    // process has gone.
+    // Qt releases one reference too many to its record of its main thread when a main thread that
+    // Qt did not start ends; its static objects still use the record. So this thread never ends
+    // before the process does.
     for (;;)
         pause();
 }

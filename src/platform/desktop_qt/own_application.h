@@ -4,11 +4,12 @@
 namespace desktop_qt
 {
 
-// Returns when its event loop is about to run and started has run on its thread; false if it can't
-// be made, or is not there in half a minute. It is stopped with the end of the process.
+// Returns true when the event loop is about to run and `started` has run on its thread; false if
+// the application object can't be made, or takes more than half a minute. The application object
+// ends with the process.
 bool startOwnApplication(unsigned displays, void (*started)());
 
-// The end of the process is near: makes sure that stopping it comes first there.
+// The process will end soon: makes sure that the thread is stopped first.
 void awaitEndWithOwnApplication();
 
 } // namespace desktop_qt

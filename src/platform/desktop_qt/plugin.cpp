@@ -1,5 +1,5 @@
-// What the stand-in calls, on any thread, and how it gets to the thread of the widgets. Everything
-// but a message box is posted there, in order, with copies of what it needs.
+// What the stand-in calls, on any thread, and how the calls reach the thread of the widgets. All
+// calls except message boxes are posted there, in order, with copies of what they need.
 #include <new>
 
 #include "gui_thread.h"
@@ -15,7 +15,7 @@ namespace
 
 using namespace desktop_qt;
 
-// What cannot be posted for want of memory is lost, as anything else would be.
+// A call that can't be posted for lack of memory is lost.
 template <class Function> void post(Function function)
 {
     try

@@ -13,7 +13,8 @@ namespace desktop_qt
 namespace
 {
 
-// The display that a platform needs; 0 for one that needs none (an application may ask for it).
+// The display that a platform needs; 0 if it needs none (an application may ask for such a
+// platform).
 unsigned displayOf(const QString& name)
 {
     if (name.startsWith(QLatin1String("wayland")))
@@ -21,7 +22,7 @@ unsigned displayOf(const QString& name)
     return name == QLatin1String("xcb") ? PLINTH_DISPLAY_X11 : 0;
 }
 
-// One file can serve several names; those of Wayland have a prefix in common.
+// One file can serve several names; the names for Wayland have a common prefix.
 bool canBeLoaded(const QString& name)
 {
     const QString pattern =
@@ -53,7 +54,7 @@ std::string usablePlatforms(unsigned displays)
     QStringList usable;
     for (const QString& wish : wishes())
     {
-        const QString name = wish.section(u':', 0, 0); // options follow
+        const QString name = wish.section(u':', 0, 0); // options follow after a colon
         const unsigned needed = displayOf(name);
         if ((needed & displays) == needed && canBeLoaded(name))
             usable += wish;

@@ -6,10 +6,10 @@
 namespace desktop_qt
 {
 
-// In the form that Qt's option "-platform" takes, the one to try first in front; empty if there is
-// none. Qt ends the process if it can use none of those that it is given, so they are looked at
+// The usable platforms in the form of Qt's option "-platform", the preferred one first; empty if
+// there is none. Qt ends the process if it can use none of the given ones, so they are checked
 // here: their displays (PLINTH_DISPLAY_...) have answered, and their files can be loaded.
-// QT_QPA_PLATFORM chooses, as everywhere.
+// QT_QPA_PLATFORM chooses, as in any Qt program.
 std::string usablePlatforms(unsigned displays);
 
 } // namespace desktop_qt

@@ -24,7 +24,7 @@ TopWindow::TopWindow(HWND window, DWORD style, QWidget* owner)
 {
     if ((style & WS_CAPTION) != WS_CAPTION)
         setWindowFlag(Qt::FramelessWindowHint);
-    // An application of Qt's may end with the last of its own windows.
+    // A Qt application may end when the last of its own windows is closed.
     setAttribute(Qt::WA_QuitOnClose, false);
     m_tell.setSingleShot(true);
     m_tell.setInterval(tellDelay);
@@ -41,7 +41,8 @@ void TopWindow::placeAsTold(const RECT& place)
     resize(qMax(width, LONG{1}), qMax(height, LONG{1}));
 }
 
-// The program decides what closing means; if it destroys its window, this one goes with it.
+// The program decides what closing means; if it destroys its window, this widget is destroyed with
+// it.
 void TopWindow::closeEvent(QCloseEvent* event)
 {
     event->ignore();

@@ -1,8 +1,8 @@
-// A top-level window of the stand-in's on the screen.
+// A top-level window of the stand-in on the screen.
 //
-// The stand-in has places by their outer edges, around frames of its own measure; on the screen the
-// window manager's frames are as they are. The client areas are of the same size, and positions are
-// those of the frames.
+// The stand-in measures windows by their outer edges, with frames of its own fixed size; on the
+// screen the window manager's frames have other sizes. The client areas have the same size on both
+// sides, and positions are those of the frames.
 #pragma once
 
 #include <QTimer>
@@ -34,8 +34,8 @@ private:
 
     const HWND m_window;
     const bool m_framed;
-    RECT m_told = {}; // the last place that both sides know of
-    QTimer m_tell;    // a window that is dragged tells its place a few times, not for each pixel
+    RECT m_told = {}; // the last place that the widget and the stand-in agreed on
+    QTimer m_tell;    // a window that is dragged reports its place a few times, not for each pixel
 };
 
 } // namespace desktop_qt

@@ -12,10 +12,11 @@ namespace
 {
 
 constexpr int pad_columns = 16;
-constexpr size_t most_known = 1 << 16; // characters whose columns are remembered
+constexpr size_t most_known = 1 << 16; // characters whose widths are remembered
 constexpr unsigned most_columns = 2;
 
-// They ask for a kind of picture; terminals disagree on the columns that it then takes.
+// Such a character asks for a kind of picture; terminals disagree on the columns that the picture
+// takes.
 bool is_picture_selector(uint32_t c)
 {
     return c == 0xFE0E || c == 0xFE0F;
@@ -65,7 +66,8 @@ Glyph Characters::beyond_ascii(std::string_view bytes, uint32_t c, bool is_chara
     return {m_written, m_written.size()};
 }
 
-// Behind a letter, which a character without columns of its own joins.
+// Measures a character after a letter, since a character without columns of its own joins that
+// letter.
 unsigned Characters::measured(std::string_view bytes)
 {
     WINDOW* const pad = static_cast<WINDOW*>(m_pad);

@@ -1,7 +1,7 @@
 // How many columns a character takes on this terminal.
 //
-// The terminal library knows it from the C library's tables, by which it also draws: it is asked by
-// way of a line that is never shown, so that both always agree.
+// The terminal library draws by the C library's tables. It is asked for the width by means of a
+// line that is never shown, so that drawing and measuring always agree.
 #pragma once
 
 #include <cstdint>
@@ -12,11 +12,12 @@
 namespace trace::full_screen
 {
 
-// A character as the screen gets it: harmless, and with its columns. Written out, it has several.
+// A character as the screen receives it: harmless, with its columns. Written out as a number, it
+// takes several columns.
 struct Glyph
 {
     std::string_view bytes;
-    size_t columns = 1; // 0: joins the one before it
+    size_t columns = 1; // 0: joins the character before it
 };
 
 class Characters
@@ -28,8 +29,8 @@ public:
     Characters(const Characters&) = delete;
     Characters& operator=(const Characters&) = delete;
 
-    // Takes the character at the beginning of a text off it. Tabs and line ends are the caller's.
-    // The glyph is valid until the next call.
+    // Takes the first character off a text. The caller handles tabs and line ends. The glyph is
+    // valid until the next call.
     Glyph take(std::string_view& text);
 
     // The columns of a text without tabs and line ends.
@@ -42,7 +43,7 @@ private:
     unsigned measured(std::string_view bytes);
 
     const bool m_is_utf8;
-    void* m_pad; // a WINDOW of the library
+    void* m_pad; // a WINDOW of the terminal library
     std::unordered_map<uint32_t, uint8_t> m_known;
     std::string m_written; // a character written out
 };

@@ -1,8 +1,8 @@
 // The terminal library, as far as this tree can use it: its narrow calls.
 //
-// wchar_t has 16 bits here and 32 in that library, so that its wide interface can't be called.
-// Texts go through the narrow one in UTF-8. Its macros have names like "clear" and are left out,
-// and so is its function with the name of our namespace.
+// wchar_t has 16 bits here and 32 in that library, so its wide interface can't be called. Texts are
+// passed to the narrow one in UTF-8. Its macros with names like "clear" are left out, and so is its
+// function with the name of our namespace.
 #pragma once
 
 #define NCURSES_WIDECHAR 0

@@ -16,14 +16,14 @@ Feed::Feed(const ViewOptions& options, std::unique_ptr<Source> source)
 
 bool Feed::collect(std::chrono::milliseconds wait, Clock::duration longest)
 {
-    constexpr uint64_t look_at_clock = 64; // records; asking for each would cost as much as it
+    constexpr uint64_t look_at_clock = 64; // records; asking at each would double the cost
     RecordView record;
     uint64_t collected = 0;
     Clock::time_point end{};
     while (m_source->next_view(record, collected == 0 ? static_cast<unsigned>(wait.count()) : 0))
     {
         m_store.append(record);
-        if (m_output) // as the store has it: with its window, which the filter asks for
+        if (m_output) // taken from the store, which adds the window that the filter needs
             prepare_output(m_store[m_store.end() - 1]);
         if (collected++ == 0)
             end = Clock::now() + longest;

@@ -1,5 +1,5 @@
-// The records of a full screen: from their source into the store, and those that the options want
-// into the output file.
+// The records of a full screen: passed from their source to the store, and those that the options
+// want to the output file.
 #pragma once
 
 #include <chrono>
@@ -21,16 +21,16 @@ class Feed
 public:
     using Clock = std::chrono::steady_clock;
 
-    // Failure if the source or the output file can't be had.
+    // Fails if the source or the output file can't be opened.
     explicit Feed(const ViewOptions& options, std::unique_ptr<Source> source);
 
-    // Takes what the source has: waits so long for the first record, and goes on for so long.
-    // False if there was none. Failure if the output file can't be written.
+    // Takes what the source has: waits for the first record for at most `wait`, then takes records
+    // for at most `longest`. False if there was none. Fails if the output file can't be written.
     bool collect(std::chrono::milliseconds wait, Clock::duration longest);
 
-    // No record will come any more.
+    // Whether no more records will come.
     bool ended() const { return m_source->ended(); }
-    // Ends the source and takes what had come before.
+    // Ends the source and takes what came before.
     void finish();
 
     Source& source() { return *m_source; }

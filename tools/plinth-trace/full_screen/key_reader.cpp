@@ -20,7 +20,7 @@ bool is_tail(int byte)
     return (byte & 0xC0) == 0x80;
 }
 
-// The rest of a character whose first byte was read; nothing if it is none.
+// Reads the rest of a character whose first byte was read; nothing if the bytes are no character.
 std::optional<Key> character_from(int first)
 {
     Key key;

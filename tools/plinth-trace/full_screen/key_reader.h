@@ -22,7 +22,7 @@ struct Key
     } mouse = Mouse::none;
 };
 
-// The next one; nothing if there is none. KEY_RESIZE: the terminal has another size.
+// The next key; nothing if there is none. KEY_RESIZE: the terminal has changed its size.
 std::optional<Key> next_key(bool is_utf8);
 
 } // namespace trace::full_screen

@@ -7,8 +7,8 @@
 namespace trace::full_screen
 {
 
-// Numbers of lines, from 0 at the top, and of how many there are. Parts that don't fit are left
-// out.
+// Numbers of lines, from 0 at the top, and how many lines each part has. Parts that don't fit are
+// left out.
 struct Layout
 {
     size_t lines = 1;
@@ -21,7 +21,7 @@ struct Layout
     bool has_status = false; // above the last line, or in it
     size_t status_at = 0;
     bool has_bottom = false; // a last line of its own for help and messages
-    size_t bottom_at = 0;    // a message covers what else is there
+    size_t bottom_at = 0;    // a message covers what else is in this line
     bool has_bar = false;    // a scroll bar in the last column
 
     size_t text_columns() const { return columns - (has_bar ? 1 : 0); }

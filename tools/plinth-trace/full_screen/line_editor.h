@@ -1,4 +1,4 @@
-// A line of text that the user changes.
+// A line of text that the user edits.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@ class LineEditor
 public:
     enum class Step
     {
-        none,      // the key means nothing here
+        none,      // the key has no meaning here
         moved,     // the cursor
         changed,   // the text
         accepted,  // by the return key

@@ -80,7 +80,8 @@ void LinePainter::add(Glyph glyph, chtype style)
     }
     else if (end > m_skip)
     {
-        // What is cut at an edge: of a written-out character its part, of a wide one blanks.
+        // Cut at an edge: shows the visible part of a written-out character, and blanks for a wide
+        // one.
         const size_t from = m_column < m_skip ? m_skip - m_column : 0;
         const size_t count = std::min(end, m_skip + m_width) - std::max(m_column, m_skip);
         m_run += glyph.bytes.size() == glyph.columns ? std::string(glyph.bytes.substr(from, count))

@@ -11,13 +11,13 @@ namespace trace::full_screen
 namespace
 {
 
-// Pairs of the library: of the heads and so on, then the highlights.
+// Colour pairs of the library: those of the heads and so on, then the highlights.
 enum Pair : short
 {
     pair_head = 1,
     pair_loss,
     pair_hit,
-    pair_highlight, // the first of them
+    pair_highlight, // the first highlight
 };
 
 struct Ground
@@ -26,7 +26,8 @@ struct Ground
     int red, green, blue;
 };
 
-// Black on a ground: bright in a terminal of sixteen colours, the usual ones where there are eight.
+// Backgrounds of black text: bright in a terminal of sixteen colours, the usual ones in one of
+// eight.
 constexpr Ground grounds[] = {{COLOR_YELLOW, 255, 255, 0}, {COLOR_GREEN, 0, 255, 0},
                               {COLOR_CYAN, 0, 255, 255},   {COLOR_MAGENTA, 255, 0, 255},
                               {COLOR_RED, 255, 0, 0},      {COLOR_BLUE, 80, 80, 255},
@@ -34,7 +35,7 @@ constexpr Ground grounds[] = {{COLOR_YELLOW, 255, 255, 0}, {COLOR_GREEN, 0, 255,
 constexpr int bright = 8;
 constexpr int sixteen = 16;
 
-// The ground that looks most like the colour.
+// The background that is most like the colour.
 size_t nearest_ground(uint32_t colour)
 {
     const auto part = [colour](int shift) { return static_cast<int>(colour >> shift & 0xFF); };
@@ -58,12 +59,12 @@ Palette::Palette()
     m_has_colours = in_colour() && has_colors() && start_color() == OK;
     if (!m_has_colours)
         return;
-    use_default_colors(); // where it can't, the ground is black
+    use_default_colors(); // without them the background is black
     const auto on_bright = [](short colour)
     { return static_cast<short>(COLORS >= sixteen ? colour + bright : colour); };
     init_pair(pair_head, COLOR_CYAN, -1);
     init_pair(pair_loss, COLOR_RED, -1);
-    init_pair(pair_hit, COLOR_WHITE, COLOR_BLUE); // highlights are black on their grounds
+    init_pair(pair_hit, COLOR_WHITE, COLOR_BLUE); // differs from highlights, which are black
     for (size_t i = 0; i < std::size(grounds); ++i)
         init_pair(static_cast<short>(pair_highlight + i), COLOR_BLACK,
                   on_bright(grounds[i].colour));

@@ -1,5 +1,5 @@
-// The styles in which things are shown: with colours where the terminal has them and wants them,
-// and without.
+// The styles of the screen: in colour if the terminal has colours and the user wants them, else
+// without.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@ namespace trace::full_screen
 class Palette
 {
 public:
-    // After the terminal was taken.
+    // To be made after the terminal session.
     Palette();
 
     chtype heading() const { return m_heading; }
@@ -21,7 +21,7 @@ public:
     chtype loss() const { return m_loss; }
     chtype hit() const { return m_hit; } // of a search
     chtype problem() const { return m_loss; }
-    // The ground that is most like the colour, 0xRRGGBB.
+    // The background that is most like the colour, 0xRRGGBB.
     chtype highlight(uint32_t colour) const;
 
 private:

@@ -8,7 +8,7 @@ namespace trace::full_screen
 namespace
 {
 
-// A row and a number of rows from it, within those that there are.
+// A row and a number of rows from it, limited to existing rows.
 size_t moved(size_t row, ptrdiff_t by, size_t rows)
 {
     if (by < 0)
@@ -66,7 +66,7 @@ void Place::scroll(const View& view, size_t height, ptrdiff_t rows)
     if (!now.count || (m_follows && rows > 0))
         return;
     const size_t top = std::min(moved(now.top, rows, view.rows()), view.rows() - now.count);
-    // At either end the selection moves alone.
+    // At either end of the list only the selection moves.
     const size_t to =
         top == now.top ? moved(now.selected, rows, view.rows()) : now.selected - now.top + top;
     keep(view, to, to - top);

@@ -1,8 +1,8 @@
 // Which records of a view are on the screen, and which of them is selected.
 //
-// The place is a record, by its number, and the line of the screen in which it is. So it stays when
-// rows come, when old records go, and when the filter changes: if the record itself isn't shown,
-// the nearest one is in its line, and it comes back with its row.
+// The place is a record, by its number, and its line on the screen. So the place stays when rows
+// are added, when old records are removed, and when the filter changes: if the record itself isn't
+// shown, the nearest one is in its line, until the record is shown again.
 #pragma once
 
 #include <cstddef>
@@ -21,25 +21,25 @@ public:
     {
         size_t top = 0;      // row in the first line
         size_t selected = 0; // row
-        size_t count = 0;    // rows that there are on the screen; 0: none, and none is selected
+        size_t count = 0;    // rows on the screen; 0: none, and none is selected
     };
 
     Shown shown(const View& view, size_t height) const;
 
-    // The selected record; nothing where no row is.
+    // The selected record; nothing if there are no rows.
     std::optional<uint64_t> selected(const View& view) const;
-    // What a filter is changed around.
+    // The record around which a filter is changed.
     std::optional<uint64_t> anchor() const { return m_follows ? std::nullopt : m_number; }
 
-    // Moves the selection, and the rows only as far as that needs.
+    // Moves the selection; the rows only move as far as needed to show it.
     void move(const View& view, size_t height, ptrdiff_t rows);
     // Moves the rows, and the selection with them.
     void scroll(const View& view, size_t height, ptrdiff_t rows);
-    // Selects a record. One that is out of sight comes into the middle.
+    // Selects a record. If it is not visible, it is shown in the middle.
     void go_to(const View& view, size_t height, uint64_t number);
     void go_to_line(const View& view, size_t height, size_t line);
 
-    // The newest row is selected, and shown in the last line.
+    // Whether the newest row is selected, and shown in the last line.
     bool follows() const { return m_follows; }
     void set_follows(const View& view, size_t height, bool wanted);
 

@@ -1,4 +1,4 @@
-// What is asked for in the last line: a text, or one key of several.
+// A question in the last line: for a text, or for one key of several.
 #pragma once
 
 #include <functional>
@@ -14,10 +14,10 @@ struct Prompt
 {
     std::string label;
     LineEditor editor{};
-    std::function<void(const std::string&)> changed{}; // as one types
+    std::function<void(const std::string&)> changed{}; // after each change of the text
     std::function<void(const std::string&)> accepted{};
     std::function<void()> cancelled{};
-    std::function<void(int key)> other_key{}; // one that means nothing to the editor
+    std::function<void(int key)> other_key{}; // a key that has no meaning for the editor
 };
 
 struct Menu

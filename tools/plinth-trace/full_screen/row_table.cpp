@@ -8,16 +8,16 @@ namespace trace::full_screen
 namespace
 {
 
-constexpr size_t most_columns = 40; // of a column but the last; longer texts move what follows
+constexpr size_t most_columns = 40; // of any column but the last; longer texts shift the rest
 constexpr size_t gap = 2;           // between columns
 
-// Of a style whose text is selected.
+// The style, reversed if the text is selected.
 chtype selected(chtype style, bool is_selected)
 {
     return is_selected ? style ^ A_REVERSE : style;
 }
 
-// Those of the first list, and what they leave of the second.
+// The marks of the first list, and the parts of the second list that they don't cover.
 std::vector<Mark> laid_over(const std::vector<Mark>& above, const std::vector<Mark>& below)
 {
     std::vector<Mark> all = above;
@@ -57,12 +57,12 @@ void RowTable::measure(const TableRow& row)
     if (row.is_loss)
         return;
     m_widths.resize(std::max(m_widths.size(), row.cells.size()));
-    // The last one is followed by nothing.
+    // Nothing follows the last column, so its width doesn't matter.
     for (size_t i = 0; i + 1 < row.cells.size(); ++i)
     {
         const Cell& cell = row.cells[i];
         const std::string_view text = cell.is_field ? cell.field : cell.fact;
-        // A character has four bytes at most. Line ends are shown in one column each.
+        // A character has at most four bytes. Line ends are shown in one column each.
         const size_t width = m_characters.columns_of(text.substr(0, most_columns * 4));
         m_widths[i] = std::max(m_widths[i], std::min(width, most_columns));
     }

@@ -1,4 +1,4 @@
-// The list's rows as a table: columns as wide as what is shown needs.
+// The list's rows as a table: columns as wide as the shown texts need.
 #pragma once
 
 #include <cstdint>
@@ -19,12 +19,12 @@ namespace trace::full_screen
 struct Cell
 {
     std::string fact{};       // number, time, writer and so on
-    std::string_view field{}; // in the place of a fact a part of the text that is shown
+    std::string_view field{}; // instead of a fact, a part of the shown text
     bool is_field = false;
     bool is_right_aligned = false;
 };
 
-// Stays where it is: some of its texts are parts of others.
+// Can't be moved or copied: some of its texts are parts of others.
 struct TableRow
 {
     TableRow() = default;
@@ -33,7 +33,7 @@ struct TableRow
 
     std::vector<Cell> cells{};
     std::string storage{};
-    std::string_view text{}; // that is shown: of the record, or of the storage
+    std::string_view text{}; // the shown text: part of the record, or of the storage
     bool is_loss = false;
     bool is_selected = false;
     bool is_bookmarked = false;
@@ -48,11 +48,10 @@ public:
     {
     }
 
-    // The columns, each with its heading. Their widths start over.
+    // The columns, each with its heading. If they change, their widths start again.
     void set_headings(std::vector<std::string> headings);
 
-    // Makes the columns wide enough for the row. Widths only grow, so that nothing jumps to and
-    // fro.
+    // Makes the columns wide enough for the row. Widths only grow, so that nothing jumps about.
     void measure(const TableRow& row);
 
     void draw_heading(LinePainter& painter) const;

@@ -1,7 +1,7 @@
 // SIGINT, SIGTERM and SIGHUP end the main loop (interruption.h), so that the destructor restores
-// the terminal. A handler restores it before the others end the program, and before it is ended by
-// force: that writes a text which was made ready at the start, since nothing of the library may be
-// called there. Ctrl-Z only leaves a mark for the main loop.
+// the terminal. Other signals that end the program, and a forced end, restore the terminal in a
+// handler, which writes a text that was prepared at the start, since a handler must not call the
+// library. Ctrl-Z only sets a flag for the main loop.
 #include "full_screen/terminal_session.h"
 
 #include <algorithm>
@@ -31,19 +31,19 @@ namespace trace::full_screen
 namespace
 {
 
-constexpr int escape_delay = 25; // ms after which the escape key is no start of a sequence
+constexpr int escape_delay = 25; // ms after which the escape key is not the start of a sequence
 constexpr mmask_t mouse_events = BUTTON1_PRESSED | BUTTON4_PRESSED | BUTTON5_PRESSED;
 
-// What handlers read is written before they are set.
+// Variables that the handlers read are written before the handlers are set.
 termios gs_found;
 char gs_leave[512];
 size_t gs_leave_size = 0;
-volatile std::sig_atomic_t gs_is_shown = 0; // the terminal has our screen
+volatile std::sig_atomic_t gs_is_shown = 0; // the terminal shows the full screen
 volatile std::sig_atomic_t gs_stop_wanted = 0;
 volatile std::sig_atomic_t gs_has_continued = 0;
 
-// Async-signal-safe. Output that nobody takes, as after Ctrl-S, is thrown away: it would hold up
-// the rest.
+// Async-signal-safe. Output that the terminal doesn't take, as after Ctrl-S, is discarded: it would
+// delay the rest.
 void restore_now()
 {
     if (!gs_is_shown || !in_foreground())
@@ -74,10 +74,10 @@ extern "C" void plinth_trace_screen_on_continue(int)
 
 void append_leave(const char* sequence)
 {
-    // Absent, or no such capability at all.
+    // The capability is absent or unknown.
     if (!sequence || sequence == reinterpret_cast<const char*>(-1))
         return;
-    // Padding, "$<5>", is for terminals of the past.
+    // Padding, "$<5>", is only for very old terminals.
     const std::string_view text(sequence, std::strcspn(sequence, "$"));
     if (gs_leave_size + text.size() > sizeof gs_leave)
         return;
@@ -87,7 +87,7 @@ void append_leave(const char* sequence)
 
 const char* capability(const char* name)
 {
-    return tigetstr(const_cast<char*>(name)); // the library's prototype is older than const
+    return tigetstr(const_cast<char*>(name)); // the library's prototype lacks const
 }
 
 void prepare_leave()
@@ -195,12 +195,14 @@ void TerminalSession::stop()
     if (!m_is_away)
         endwin();
     gs_is_shown = 0;
-    raise_default(SIGTSTP); // comes back when the program goes on
+    raise_default(SIGTSTP); // returns when the program continues
     set_handler(SIGTSTP, plinth_trace_screen_on_stop);
-    m_is_away = true; // also where the system ignores a stop: nobody could end it
+    m_is_away = true; // also set if the system ignores a stop, since it could not continue the
+                      // program
 }
 
-// The shell has set the terminal for itself meanwhile, also after a stop that can't be caught.
+// Also called after a stop that can't be caught. The shell has changed the terminal in the
+// meantime.
 void TerminalSession::resume()
 {
     gs_is_shown = 1;

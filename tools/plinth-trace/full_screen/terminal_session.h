@@ -1,8 +1,8 @@
-// The terminal while the full screen has it.
+// The terminal while it shows the full screen.
 //
-// It is left as it was found, whatever ends or stops the program: the modes of the line, the
-// screen that was there before, the cursor, the mouse. Only a kill that no program can catch
-// (SIGKILL, SIGSTOP) leaves it as it is.
+// Whatever ends or stops the program, the terminal is restored: the modes of the line, the screen
+// that was shown before, the cursor, the mouse. Only signals that no program can catch (SIGKILL,
+// SIGSTOP) leave it as it is.
 #pragma once
 
 #include <string>
@@ -13,30 +13,30 @@ namespace trace::full_screen
 class TerminalSession
 {
 public:
-    // Why the terminal can't have a full screen, for people; empty if it can.
+    // Why the terminal can't show a full screen, for people; empty if it can.
     static std::string obstacle();
 
-    // Takes the terminal. Failure if it can't be had.
+    // Takes the terminal. Fails if it can't be used.
     TerminalSession();
     ~TerminalSession();
     TerminalSession(const TerminalSession&) = delete;
     TerminalSession& operator=(const TerminalSession&) = delete;
 
     // To be called several times a second: stops the program if the user wants it (Ctrl-Z), and
-    // takes the terminal again afterwards. False while the program is in the background: nothing
-    // may be drawn or read then.
+    // takes the terminal again afterwards. False while the program is in the background: then
+    // nothing may be drawn or read.
     bool is_ours();
 
-    // Whether everything must be drawn anew since the last call.
+    // Whether everything must be drawn again since the last call.
     bool take_redraw();
 
-    // Whether nobody is at the other end any more.
+    // Whether the other end of the terminal is closed.
     static bool is_gone();
 
-    // Characters beyond ASCII can be shown.
+    // Whether characters beyond ASCII can be shown.
     bool is_utf8() const { return m_is_utf8; }
 
-    // Whether clicks and the wheel come here, and not to the terminal's own selection.
+    // Whether clicks and the wheel are sent to the program, not to the terminal's own selection.
     bool has_mouse() const { return m_has_mouse; }
     void set_mouse(bool wanted);
 

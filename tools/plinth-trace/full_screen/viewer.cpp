@@ -12,15 +12,15 @@ namespace trace::full_screen
 namespace
 {
 
-// Keys wait for no longer than these together.
+// A key waits for at most the sum of these.
 constexpr std::chrono::milliseconds record_wait{20};
 constexpr std::chrono::milliseconds records_at_a_time{25};
 constexpr std::chrono::milliseconds examined_at_a_time{15};
 
-constexpr std::chrono::milliseconds draw_interval{40}; // where nothing but records comes
+constexpr std::chrono::milliseconds draw_interval{40}; // while only records come
 constexpr std::chrono::seconds status_interval{1};
 
-// Keys of a program in the background are not its own.
+// A program in the background must not wait for keys: they belong to another program.
 void wait_for_key(std::chrono::milliseconds longest, bool is_ours)
 {
     pollfd input{STDIN_FILENO, POLLIN, 0};
@@ -59,7 +59,7 @@ void Viewer::run()
     m_feed.finish();
 }
 
-// There is more to be done than to wait for records.
+// Whether there is work besides waiting for records.
 bool Viewer::is_at_work() const
 {
     return m_view.progress() < 1 || m_search.progress() < 1;

@@ -1,13 +1,13 @@
-// The full screen of plinth-trace watch and log: records in a list that is scrolled, searched and
-// filtered while they come.
+// The full screen of plinth-trace watch and log: a list of records that can be scrolled, searched
+// and filtered while records come.
 //
-// One loop on one thread: records are taken in for some milliseconds, the view and the search go on
-// for some more, then keys are handled and the screen is drawn. Whatever takes longer, a filter
-// over a million records or a search, is done in such steps. The listener has a thread and a queue
-// of its own, so that nothing here holds up a program that traces.
+// One loop on one thread: records are taken for some milliseconds, the view and the search continue
+// for some more, then keys are handled and the screen is drawn. Longer work, such as a filter over
+// a million records or a search, is done in such steps. The listener has a thread and a queue of
+// its own, so that nothing here delays a program that traces.
 //
-// viewer.cpp has the loop, viewer_draw.cpp the screen, viewer_keys.cpp the keys, and the others
-// what these do.
+// viewer.cpp has the loop, viewer_draw.cpp the screen, viewer_keys.cpp the keys, and the other
+// files what the keys do.
 #pragma once
 
 #include <array>
@@ -41,13 +41,13 @@ public:
     // views: the name of the settings, or a path.
     Viewer(const ViewOptions& options, std::unique_ptr<Source> source, const std::string& views);
 
-    // Until the user or a signal ends it.
+    // Runs until the user or a signal ends it.
     void run();
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    // What a key does. Keys are numbers of the library, or characters; 0 fills up.
+    // What a key does. Keys are numbers of the library, or characters; unused entries are 0.
     struct Action
     {
         std::array<int, 3> keys;
@@ -151,36 +151,36 @@ private:
     Feed m_feed;
     View m_view;
     ViewSettings m_wanted;
-    const ViewSettings m_first_wanted; // that of the command line
+    const ViewSettings m_first_wanted; // from the command line
     Highlights m_highlights;
     Views m_views;
     Bookmarks m_bookmarks;
     Place m_place;
     Search m_search;
     std::string m_search_text;
-    std::optional<uint64_t> m_search_from; // the record that was selected when it began
-    Place m_place_before;                  // likewise
+    std::optional<uint64_t> m_search_from; // the record that was selected when the search began
+    Place m_place_before;                  // the place when the search began
     bool m_is_search_expression = false;
 
     TimeMode m_time;
     bool m_has_date;
     bool m_is_raw = false;
-    std::optional<uint64_t> m_delta_from; // a record
-    size_t m_skip = 0;                    // columns that are out of sight on the left
+    std::optional<uint64_t> m_delta_from; // number of a record
+    size_t m_skip = 0;                    // hidden columns on the left
     bool m_has_details = false;
-    std::optional<size_t> m_help; // the first line of the help that is shown
+    std::optional<size_t> m_help; // the first help line that is shown
     std::optional<Prompt> m_prompt;
     std::optional<Menu> m_menu;
     std::string m_message;
     bool m_is_problem = false;
-    uint64_t m_missed = 0; // records that went before they were shown
+    uint64_t m_missed = 0; // records that were removed before they were shown
     std::string m_patterns_reported;
 
     bool m_quit = false;
-    bool m_changed = true; // since the screen was drawn
+    bool m_changed = true; // since the screen was drawn last
     Clock::time_point m_drawn{};
     Layout m_layout;
-    TerminalSession m_terminal; // what fails before needs none
+    TerminalSession m_terminal; // made after what can fail without it
     Characters m_characters;
     Palette m_palette;
     RowTable m_table;

@@ -79,7 +79,8 @@ void Viewer::ask_for_time()
                       .accepted = [this](const std::string& text) { jump_to_time(text); }};
 }
 
-// A time without a date is of the selected record's day, and "10m" is before that record.
+// A time without a date is on the day of the selected record; "10m" means ten minutes before that
+// record.
 void Viewer::jump_to_time(const std::string& text)
 {
     if (text.empty())
@@ -98,7 +99,7 @@ void Viewer::jump_to_time(const std::string& text)
         say("the newest record is older than that");
 }
 
-// The column comes and goes with it.
+// Also shows or hides the column.
 void Viewer::toggle_delta()
 {
     if (m_delta_from)
@@ -111,7 +112,8 @@ void Viewer::toggle_delta()
         toggle_column(m_wanted, Column::delta);
 }
 
-// Time of day, date and time, since the first, since the row before, none; and round.
+// Time of day, date and time, since the first record, since the row before, none; then again from
+// the start.
 void Viewer::next_time_mode()
 {
     constexpr struct
@@ -134,7 +136,7 @@ void Viewer::next_time_mode()
 
 void Viewer::save(bool all)
 {
-    // What a changed filter hasn't got to yet is shown too, in a moment.
+    // Also saves what a changed filter hasn't reached yet; it is shown in a moment.
     while (!all && m_view.advance_for(std::chrono::seconds(1)) && !interrupted())
     {
     }

@@ -1,4 +1,4 @@
-// The selected record as a whole, below the list: what is known of it, and its text with its lines,
+// The selected record as a whole, below the list: its facts, and its text with line breaks,
 // wrapped.
 #include "full_screen/curses.h"
 #include "full_screen/line_painter.h"

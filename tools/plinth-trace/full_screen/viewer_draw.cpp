@@ -1,5 +1,5 @@
-// The screen, part by part. All of it is drawn each time; the library sends the terminal what has
-// changed.
+// The screen, part by part. All of it is drawn each time; the library sends only changes to the
+// terminal.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -18,7 +18,7 @@ namespace
 const char* const hint = "? help  / search  i include  x exclude  e from record  v view  f follow  "
                          "p pause  q quit";
 
-// With a comma after each three digits.
+// With a comma between groups of three digits.
 std::string grouped(uint64_t number)
 {
     constexpr size_t group = 3;
@@ -50,7 +50,7 @@ void Viewer::draw()
     if (m_layout.has_status)
         draw_line(m_layout.status_at, m_help ? help_status() : status(), m_palette.status());
     curs_set(0);
-    draw_bottom(m_layout); // the last: it may have the cursor
+    draw_bottom(m_layout); // drawn last: it may have the cursor
     refresh();
     m_changed = false;
     m_drawn = Clock::now();
@@ -63,7 +63,7 @@ void Viewer::draw_line(size_t line, std::string_view text, chtype style)
     painter.finish(style);
 }
 
-// A message covers the status where there is no line for it.
+// If there is no line for a message, it covers the status.
 void Viewer::draw_bottom(const Layout& layout)
 {
     const chtype problem = m_is_problem ? m_palette.problem() : A_NORMAL;
@@ -85,7 +85,7 @@ std::string Viewer::menu_text() const
     return printable_name(text);
 }
 
-// What is typed scrolls, so that the cursor is in sight. A problem stands behind it.
+// The typed text scrolls so that the cursor is visible. A problem is shown after the text.
 void Viewer::draw_prompt(const Layout& layout)
 {
     const std::string& text = m_prompt->editor.text();
@@ -130,7 +130,7 @@ std::string Viewer::help_status() const
     return "keys; Up, Down, PgUp, PgDn scroll, any other key returns to the records";
 }
 
-// From left to right by how much it matters: a narrow terminal cuts the end off.
+// The most important comes first: a narrow terminal cuts the end off.
 std::string Viewer::status()
 {
     std::string text = " ";

@@ -13,7 +13,7 @@ namespace
 
 constexpr std::string_view not_this = "-";
 
-// The rows around the place come at once, for the next key as well.
+// The rows around the place are shown at once, also before the next key is handled.
 constexpr std::chrono::milliseconds first_page_wait{20};
 
 std::string processes_of(const ViewSettings& wanted)
@@ -60,7 +60,7 @@ bool filters_alike(const ViewSettings& a, const ViewSettings& b)
 
 } // namespace
 
-// BadPattern if an expression is none: all stays as it was.
+// Throws BadPattern for an invalid expression: then nothing changes.
 void Viewer::use(ViewSettings wanted)
 {
     Highlights highlights = highlights_of(wanted);
@@ -68,7 +68,7 @@ void Viewer::use(ViewSettings wanted)
     {
         const std::optional<uint64_t> place = m_place.anchor();
         const Store& store = m_view.store();
-        // Where the list follows, the newest rows come first.
+        // If the list follows new records, the newest rows are examined first.
         const uint64_t newest = store.end() - (store.end() > store.first() ? 1 : 0);
         m_view.set_filter(filter_of(wanted), place.value_or(newest));
         m_view.advance_for(first_page_wait);
@@ -92,7 +92,8 @@ bool Viewer::try_to_use(ViewSettings wanted)
     }
 }
 
-// What is typed holds at once; escape takes it back. What is wrong leaves the last good one.
+// The typed text takes effect at once; escape undoes it. While it is invalid, the last valid one
+// stays in force.
 void Viewer::ask_for(const std::string& label, const std::string& text, PutText put)
 {
     const ViewSettings before = m_wanted;
@@ -112,7 +113,7 @@ void Viewer::ask_for(const std::string& label, const std::string& text, PutText 
     m_prompt = Prompt{.label = label,
                       .editor = LineEditor(text),
                       .changed = try_text,
-                      .accepted = try_text, // says once more what is wrong
+                      .accepted = try_text, // reports the problem again
                       .cancelled = [this, before] { try_to_use(before); }};
 }
 
@@ -190,7 +191,7 @@ void Viewer::choose_columns()
     {
         const bool is_shown = std::find(shown.begin(), shown.end(), column) != shown.end();
         const std::string name(name_of(column));
-        // The first letters differ, but for those of time and text.
+        // The first letters of the columns differ, except those of time and text.
         m_menu->choices.push_back({column == Column::text ? 'x' : name.front(),
                                    name + (is_shown ? " on" : " off"),
                                    [this, column]

@@ -14,7 +14,7 @@ constexpr ptrdiff_t wheel_rows = 3;
 constexpr ptrdiff_t sideways = 8; // columns
 constexpr int first_beyond_ascii = 0x80;
 
-// The key's number; 0 for characters that mean nothing here.
+// The key's number; 0 for characters that have no meaning here.
 int number_of(const Key& key)
 {
     if (key.text.empty())
@@ -154,7 +154,7 @@ void Viewer::take_keys()
         m_message.clear();
         m_is_problem = false;
         handle(*key);
-        m_drawn = {}; // an answer comes at once
+        m_drawn = {}; // draws the answer at once
         m_changed = true;
         if (m_quit)
             return;
@@ -165,7 +165,7 @@ void Viewer::handle(const Key& key)
 {
     if (key.code == KEY_RESIZE)
     {
-        clearok(curscr, TRUE); // what the terminal has made of its lines isn't known
+        clearok(curscr, TRUE); // the terminal may have changed its lines
         return;
     }
     if (key.code == KEY_MOUSE)
@@ -201,7 +201,7 @@ void Viewer::handle_mouse(const Key& key)
 
 void Viewer::handle_prompt(const Key& key)
 {
-    // What a prompt does may open another one.
+    // The prompt's functions may open another prompt.
     switch (m_prompt->editor.handle(key))
     {
     case LineEditor::Step::changed:

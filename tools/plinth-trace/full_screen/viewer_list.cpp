@@ -13,7 +13,7 @@ namespace
 
 constexpr size_t date_length = sizeof "2024-03-05 " - 1;
 
-// All places in which the pattern is.
+// All places of the pattern in the text.
 std::vector<Span> places_of(const Pattern& pattern, std::string_view text)
 {
     std::vector<Span> places;
@@ -113,7 +113,7 @@ ColumnStyle Viewer::column_style(size_t row) const
     return style;
 }
 
-// The part that is in sight is shown in reverse, and the search's hits by a mark.
+// The visible part is shown in reverse, hits of the search by a mark.
 void Viewer::draw_bar(const Layout& layout, const Place::Shown& shown)
 {
     const std::vector<size_t> hits =

@@ -1,4 +1,4 @@
-// Search as one types.
+// Search while the user types.
 #include <algorithm>
 #include <cctype>
 
@@ -12,10 +12,10 @@ namespace
 
 constexpr int control_r = 'R' & 0x1F;
 
-// A hit is waited for so long where it is gone to at once.
+// How long to wait for a hit that the list can move to at once.
 constexpr std::chrono::milliseconds hit_wait{100};
 
-// Capitals in what is searched for are meant.
+// Case matters if the text has a capital letter.
 Case letters_of(const std::string& text)
 {
     const bool has_capital =
@@ -40,7 +40,7 @@ void Viewer::ask_for_search()
                       .accepted =
                           [this](const std::string& text)
                       {
-                          // The return key alone searches for the same again.
+                          // The return key alone searches for the same text again.
                           if (text.empty())
                               next_hit(true);
                       },
@@ -79,7 +79,7 @@ void Viewer::search_for(const std::string& text)
     }
     catch (const BadPattern& problem)
     {
-        say(problem.what(), true); // the last good one stays
+        say(problem.what(), true); // the last valid one stays in force
     }
 }
 
@@ -97,7 +97,7 @@ void Viewer::next_hit(bool forward)
     go_to(*hit);
 }
 
-// "12 of 345 hits", in how many records the search was given up, and how far it is.
+// "12 of 345 hits", in how many records the search was given up, and its progress.
 std::string Viewer::search_status() const
 {
     if (!m_search.pattern())

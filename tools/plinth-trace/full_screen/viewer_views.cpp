@@ -1,4 +1,4 @@
-// Views of one's own: chosen, saved, and read from other files.
+// The user's own views: chosen, saved, and read from other files.
 #include "failure.h"
 #include "full_screen/viewer.h"
 #include "text.h"
@@ -113,7 +113,7 @@ void Viewer::open_set(const std::string& name)
         !problem.empty());
 }
 
-// Round, with the view of the command line before the first one.
+// Cycles through the views; the view of the command line is before the first.
 void Viewer::next_view(bool forward)
 {
     const std::vector<ViewSettings>& views = m_views.all();

@@ -1,4 +1,4 @@
-// The views that are kept in a settings file, which other viewers use as well.
+// The views that are kept in a settings file, which other viewers also use.
 #pragma once
 
 #include <optional>
@@ -14,12 +14,12 @@ namespace trace::full_screen
 class Views
 {
 public:
-    // Reads the set with this name, or, if there is a slash in it, this file. Gives for people what
-    // is wrong with it, nothing if all is good.
+    // Reads the set with this name; a name with a slash is the path of a file. Returns what is
+    // wrong with it, for people; empty if nothing is.
     std::string open(const std::string& name);
 
-    // Puts the view into the set, in the place of one with its name, and writes the set. What
-    // another viewer has written meanwhile stays. Gives what people should know. Failure if it
+    // Puts the view into the set, replacing one of the same name, and writes the set. What another
+    // viewer has written in the meantime stays. Returns a message for people. Fails if the file
     // can't be written.
     std::string save(const ViewSettings& view);
 
@@ -29,7 +29,7 @@ public:
 
 private:
     std::string m_set;
-    std::string m_path; // empty if the system has no place for it
+    std::string m_path; // empty if the system has no place for the settings
     ViewerSettings m_settings;
 };
 

@@ -17,7 +17,7 @@ constexpr std::string_view divider = pattern_divider;
 
 constexpr uint32_t colours[] = {0xFFFF00, 0x00FF00, 0x00FFFF, 0xFF00FF, 0xFF0000, 0x5050FF};
 
-// All but the delta, which the user asks for by choosing a record.
+// All columns except the delta, which the user shows by choosing a record.
 constexpr Column usual_columns[] = {Column::number, Column::time, Column::process, Column::window,
                                     Column::text};
 
@@ -118,7 +118,7 @@ std::vector<Column> columns_of(const ViewSettings& settings)
         if (const std::optional<Column> column = column_of(name))
             add(*column);
         else if (!name.empty() && name.find_first_not_of("0123456789") == std::string::npos)
-            add(Column::text); // the window's number of a field; here they come together
+            add(Column::text); // the window's number of a field; here one column has all
     if (columns.empty())
         columns.assign(std::begin(usual_columns), std::end(usual_columns));
     return columns;

@@ -1,4 +1,4 @@
-// What a view of the full screen wants, as the settings have it (view_settings.h), and as the user
+// What a view of the full screen shows, in the form of settings (view_settings.h) and as the user
 // types it.
 #pragma once
 
@@ -14,26 +14,26 @@
 namespace trace::full_screen
 {
 
-// That of the command line.
+// The settings of the command line's view.
 ViewSettings wanted_by(const ViewOptions& options);
 
-// Several texts in one line, divided by ";;".
+// Several texts in one line, separated by ";;".
 std::string joined(const std::vector<std::string>& texts);
-// Of expressions: a ";;" in one doesn't divide it.
+// The same for expressions: a ";;" in an expression doesn't split it.
 std::string joined_expressions(std::vector<std::string> expressions);
 std::vector<std::string> divided(std::string_view line);
 
-// Highlights keep their colours; new ones get the next of a few.
+// Highlights keep their colours; new ones get the next colour of a small set.
 std::vector<HighlightSetting> highlights_from(std::string_view line,
                                               const std::vector<HighlightSetting>& before);
 
-// Of the highlight with this place in its list, where nobody has chosen one: 0xRRGGBB.
+// The colour, 0xRRGGBB, of the highlight at this index, unless the user has chosen one.
 uint32_t colour_of_highlight(size_t index);
 
-// Failure for what is no window id.
+// Fails if a word is no window id.
 WindowIds windows_from(std::string_view line);
 
-// The columns that are shown; those of the terminal's own choice if the settings name none.
+// The columns that are shown; the terminal's own choice if the settings name none.
 std::vector<Column> columns_of(const ViewSettings& settings);
 void toggle_column(ViewSettings& settings, Column column);
 

@@ -13,9 +13,9 @@ namespace
 {
 
 constexpr std::chrono::seconds most_silence{2};         // of a writer that runs
-constexpr std::chrono::milliseconds several_beats{300}; // a scribbled word is right again
+constexpr std::chrono::milliseconds several_beats{300}; // a damaged word is repaired by then
 
-// What the ring says of ids and names is only remembered up to here.
+// The limit for remembered ids and names from the ring.
 constexpr size_t most_names = 2048;
 
 } // namespace
@@ -30,7 +30,7 @@ bool RingFollower::open()
     m_known_epoch = m_reader->epoch();
     m_holder = m_reader->holder();
     m_heartbeat = m_holder.heartbeat;
-    // There is no former look to compare with, so the writer's own word has to do.
+    // There is no former look to compare with, so the times that the writer itself has set must do.
     if (m_holder.alive > 0)
     {
         m_last_sign = believed(m_holder.alive);
@@ -61,7 +61,7 @@ bool RingFollower::is_joined()
     return join_new_epoch(epoch);
 }
 
-// At first, and when the place where the reader was can't be read.
+// At first, and when the reader's place can't be read.
 bool RingFollower::join_at_end()
 {
     if (!m_reader->join_at_end())
@@ -76,13 +76,14 @@ bool RingFollower::join_at_end()
     return true;
 }
 
-// A viewer that was here before an epoch began has a right to all of it.
+// A viewer that was here before an epoch began may read all of it.
 bool RingFollower::join_new_epoch(uint64_t epoch)
 {
     const Clock::time_point now = Clock::now();
     if (std::exchange(m_other_epoch, epoch) != epoch)
         m_other_seen = now;
-    // The first writer's ring is empty before. Later on the word may be scribbled.
+    // Without a known epoch the ring was empty before, so a new one counts at once. Later the word
+    // may be damaged, so a new epoch only counts if it stays.
     if (m_known_epoch != 0 && now - m_other_seen < several_beats)
         return false;
     if (!m_reader->join_at_start())
@@ -105,7 +106,7 @@ bool RingFollower::next(Record& record)
     return true;
 }
 
-// Up to what is worth a record.
+// Reads up to the first item that becomes a record.
 void RingFollower::read()
 {
     RingItem item;
@@ -181,7 +182,7 @@ bool RingFollower::holder_beats(Clock::time_point now) const
     return m_beat_seen && !m_has_ended && now - *m_beat_seen < several_beats;
 }
 
-// One that has ended counts too, until there can be another.
+// A holder that has ended counts too, until another viewer can have taken over.
 bool RingFollower::holder_runs(Clock::time_point now) const
 {
     return m_beat_seen && now - *m_beat_seen < most_silence;

@@ -30,7 +30,7 @@ void load_words(void* to, const RingWord* from, size_t bytes)
 
 uint64_t check_of(const char* bytes, size_t size)
 {
-    constexpr uint64_t prime = 0x9E3779B97F4A7C15u; // any odd number with bits all over
+    constexpr uint64_t prime = 0x9E3779B97F4A7C15u; // any odd number whose set bits are spread out
     constexpr int turn = 29;
     uint64_t sum = size;
     for (size_t done = 0; done < size; done += sizeof sum)

@@ -1,4 +1,4 @@
-// One item of the ring, before it goes in and when it was taken out.
+// One item of the ring, before it is written and after it was read.
 #pragma once
 
 #include <string>
@@ -27,16 +27,16 @@ inline constexpr size_t longest_ring_text = 4092; // bytes; the channel's buffer
 inline constexpr size_t longest_ring_item =
     sizeof(RingItemHead) + longest_ring_name + longest_ring_text + sizeof(RingWord);
 
-// Bytes to and from words of the ring. The last word is filled up with zeroes. Who loads a word
-// that was stored also sees what the writer stored before, such as how far it has reserved the
-// ring.
+// Copies bytes to and from words of the ring. The last word is filled up with zeroes. A thread that
+// loads a stored word also sees what the writer stored before, such as how much of the ring it has
+// reserved.
 void store_words(RingWord* to, const void* from, size_t bytes);
 void load_words(void* to, const RingWord* from, size_t bytes);
 
-// A sum that shows whether an item's words are those that were written, with 0 for the sum itself.
+// A checksum that shows whether an item's words are as written; the sum itself counts as 0.
 uint64_t check_of(const char* bytes, size_t size);
 
-// A head with the item's sizes, cut to what fits. The rest of the head is the caller's.
+// Returns a head with the item's sizes, limited to what fits. The caller sets the other fields.
 RingItemHead head_of(const RingItemView& item);
 
 } // namespace trace

@@ -11,7 +11,7 @@ namespace trace
 namespace
 {
 
-// The name of a segment's mapping, or the header's own.
+// The name of a segment's mapping; without a segment, of the header's.
 WideText name_of(std::optional<size_t> segment)
 {
     WideText name(std::begin(ring_name), std::end(ring_name));

@@ -1,4 +1,4 @@
-// The named objects of the ring, mapped. They live as long as any viewer has them.
+// The named objects of the ring, mapped. They exist as long as any viewer has them open.
 #pragma once
 
 #include <vector>
@@ -24,8 +24,8 @@ public:
     RingMemory(const RingMemory&) = delete;
     RingMemory& operator=(const RingMemory&) = delete;
 
-    // Makes the objects, or joins those that are there. All or none; on failure false, with the
-    // last error.
+    // Makes the objects, or joins existing ones: all or none. On failure false, with the last
+    // error.
     bool open(Access access);
     void close();
 

@@ -13,7 +13,7 @@ namespace
 
 constexpr auto acquire = std::memory_order_acquire;
 
-// More than these at once is no number that the channel or viewers can have counted.
+// The channel or viewers can't have counted more than these at once.
 constexpr uint64_t most_unheard = UINT32_MAX;
 constexpr uint64_t most_gaps = 1 << 20;
 
@@ -68,7 +68,7 @@ std::vector<RingGapTimes> RingReader::take_missed_gaps()
     const uint64_t last = m_known_gaps;
     const uint64_t missed = std::exchange(m_missed_gaps, 0);
     if (missed > ring_gaps)
-        gaps.emplace_back(); // for all of those
+        gaps.emplace_back(); // one for all of those
     for (uint64_t back = std::min(missed, ring_gaps); back > 0; --back)
         gaps.push_back(times_of_gap(last - back));
     return gaps;
@@ -96,7 +96,7 @@ RingHolder RingReader::holder() const
     return holder;
 }
 
-// Nothing while the writer is at it, and if it was killed there.
+// Nothing while the writer is changing the words, and if it was killed while doing so.
 std::optional<RingReader::Head> RingReader::head() const
 {
     constexpr int attempts = 100;
@@ -112,7 +112,7 @@ std::optional<RingReader::Head> RingReader::head() const
     return std::nullopt;
 }
 
-// Whether the ring can have come there from a position with a number.
+// Whether the ring can have reached this end from a position with this number.
 bool RingReader::is_sound(const Head& head, uint64_t from, uint64_t number) const
 {
     return head.committed % sizeof(RingWord) == 0 && head.committed >= from &&
@@ -120,7 +120,7 @@ bool RingReader::is_sound(const Head& head, uint64_t from, uint64_t number) cons
            can_follow(head.number, number, (head.committed - from) / sizeof(RingItemHead));
 }
 
-// Whether an item may stand at the cursor. The end is asked for rarely: each look takes the word's
+// Whether there may be an item at the cursor. The end is read rarely: each read takes the word's
 // memory away from the writer's processor.
 bool RingReader::has_limit()
 {
@@ -154,7 +154,7 @@ RingRead RingReader::next(RingItem& item)
     return RingRead::nothing;
 }
 
-// False if what stands at the cursor is no item.
+// False if there is no valid item at the cursor.
 bool RingReader::load(RingItem& item, RingItemHead& head) const
 {
     const RingWord* const words = m_ring.at(m_cursor.at);
@@ -168,7 +168,7 @@ bool RingReader::load(RingItem& item, RingItemHead& head) const
         head.size > rest || head.size > m_limit - m_cursor.at)
         return false;
     load_words(whole.data(), words, head.size);
-    if (std::memcmp(whole.data(), &head, sizeof head) != 0) // it is just being overwritten
+    if (std::memcmp(whole.data(), &head, sizeof head) != 0) // it is being overwritten
         return false;
     std::memset(whole.data() + offsetof(RingItemHead, check), 0, sizeof head.check);
     if (check_of(whole.data(), head.size) != head.check)
@@ -182,8 +182,8 @@ bool RingReader::load(RingItem& item, RingItemHead& head) const
     return true;
 }
 
-// Whether the writer has come to the bytes that were just read. Below that, a value that nobody has
-// written stands there only if somebody has scribbled.
+// Whether the writer has reached the bytes that were just read. If not, a wrong value there means
+// that another program has damaged the ring.
 bool RingReader::is_overtaken() const
 {
     const uint64_t reserved = m_ring.header->reserved.load(acquire);
@@ -196,7 +196,7 @@ bool RingReader::accept(const RingItemHead& head)
     const bool is_text = head.kind == RingItemKind::text;
     if ((!is_text && !is_gap && head.kind != RingItemKind::mark) || head.number != m_cursor.number)
         return false;
-    // Counts that no channel and no viewers can have had are nobody's news.
+    // Ignores counts that no channel and no viewers can have had.
     if (can_follow(head.unheard, m_cursor.unheard, most_unheard))
         m_unheard += head.unheard - m_cursor.unheard;
     m_known_gaps = head.gaps + (is_gap ? 0 : 1);
@@ -209,13 +209,13 @@ bool RingReader::accept(const RingItemHead& head)
     return true;
 }
 
-// Goes on behind what can't be read: at a later segment, else at the end. The cursor moves on, or
-// stays where it is if the ring doesn't say soundly where its end is.
+// Continues after text that can't be read: at a later segment, else at the end. The cursor moves,
+// or stays where it is if the ring has no valid end.
 RingRead RingReader::skip_ahead()
 {
     const std::optional<Head> end = head();
     if (!end)
-        return RingRead::nothing; // the writer's next heartbeat puts it right
+        return RingRead::nothing; // the writer's next heartbeat repairs it
     if (end->committed == m_cursor.at || !is_sound(*end, m_cursor.at, m_cursor.number))
         return RingRead::broken;
     const uint64_t passed = end->committed - m_cursor.at;
@@ -233,7 +233,7 @@ RingRead RingReader::skip_ahead()
     return RingRead::lost;
 }
 
-// The start of the next segment, but not one that the writer comes to soon.
+// The start of the next segment, but not of one that the writer will soon overwrite.
 std::optional<RingCursor> RingReader::segment_after(const Head& head) const
 {
     constexpr uint64_t most_behind = ring_segments * 3 / 4;

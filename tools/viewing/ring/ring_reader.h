@@ -1,8 +1,8 @@
-// A reading side of the ring: a cursor that follows the writer and knows exactly what it missed.
+// The reading side of the ring: a cursor that follows the writer and knows exactly what it missed.
 //
-// Every index, length and number that comes out of the ring is checked. Each call takes a bounded
-// number of steps, and either moves the cursor on or reports that there is nothing to be had, so
-// that nothing in the ring can make a reader crash or go round in a circle.
+// Every index, length and number from the ring is checked. Each call takes a limited number of
+// steps, and either moves the cursor or reports that there is nothing to read, so that nothing in
+// the ring can make a reader crash or loop for ever.
 #pragma once
 
 #include <optional>
@@ -18,20 +18,20 @@ enum class RingRead
 {
     nothing, // no item is there yet, or the ring has another epoch
     item,
-    lost,   // the reader has gone on behind texts that it can't have: see lost()
-    broken, // the ring is damaged; the writer's next heartbeat may put it right
+    lost,   // the reader has skipped texts that it can't read: see lost()
+    broken, // the ring is damaged; the writer's next heartbeat may repair it
 };
 
-// What the writer has said of itself. The name is empty if there is none.
+// What the writer reports of itself. The name is empty if there is none.
 struct RingHolder
 {
     uint32_t process = 0;
     std::string name{};
     uint64_t heartbeat = 0;    // 0: it has ended
-    Time alive = unknown_time; // when it last beat
+    Time alive = unknown_time; // time of the last heartbeat
 };
 
-// Unknown if so many gaps have come since that nothing remembers this one.
+// Unknown if so many gaps have come since that the ring no longer has this one.
 struct RingGapTimes
 {
     Time since = unknown_time;
@@ -43,26 +43,28 @@ class RingReader
 public:
     explicit RingReader(const RingView& ring) : m_ring(ring) {}
 
-    // Joins at what comes next. False if there is no sound ring.
+    // Joins at the end. False if there is no valid ring.
     bool join_at_end();
     // Joins at the first item of the epoch: for a reader that was here before it began.
     bool join_at_start();
     bool has_joined() const { return m_cursor.epoch != 0; }
 
-    // The next item. item's fields are undefined unless the result says that there is one.
+    // The next item. item's fields are undefined unless the result is RingRead::item.
     RingRead next(RingItem& item);
 
-    // After lost: how many texts, and whether they were overwritten, or else damaged.
+    // After RingRead::lost: how many texts, and whether they were overwritten; otherwise they were
+    // damaged.
     uint64_t lost() const { return m_lost; }
     bool was_overtaken() const { return m_was_overtaken; }
 
-    // After item: texts that writers gave up before it, and gaps whose items the reader has missed.
+    // After RingRead::item: texts that writers gave up before it, and gaps whose items the reader
+    // has missed.
     uint64_t take_unheard();
     std::vector<RingGapTimes> take_missed_gaps();
 
     const RingCursor& cursor() const { return m_cursor; }
     bool is_at_end() const;
-    uint64_t epoch() const; // of the ring, now
+    uint64_t epoch() const; // current one of the ring
     RingHolder holder() const;
 
 private:

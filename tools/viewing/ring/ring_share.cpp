@@ -26,9 +26,9 @@ bool RingShare::start(const RingFollower& follower, Time since, const TakeOverWa
     if (end)
         m_writer.emplace(m_memory.view(), *end);
     else
-        m_writer.emplace(m_memory.view(), static_cast<uint64_t>(now)); // a new one each time
+        m_writer.emplace(m_memory.view(), static_cast<uint64_t>(now)); // a new epoch each time
     m_writer->sign(process, facts ? facts->name : "");
-    // Readers that were here before must learn of the gap, also in a ring that is made anew.
+    // Readers that were here before must learn of the gap, also in a new ring.
     if (end || since != unknown_time)
     {
         const RingHolder& former = follower.holder();

@@ -1,4 +1,4 @@
-// What the viewer that has the channel does for the others: it passes its records on.
+// What the viewer that has the channel does for the other viewers: it passes its records on.
 #pragma once
 
 #include <optional>
@@ -17,14 +17,14 @@ class RingFollower;
 class RingShare
 {
 public:
-    // Begins to write the ring where the follower has ended, else anew, and tells its readers of
-    // the gap since the moment, if there was a former holder. False if there is no memory to be
-    // had, with the last error; then nothing is passed on.
+    // Begins to write the ring where the follower has ended, or makes a new ring. Reports the gap
+    // since the moment to its readers, if there was a former holder. False with the last error if
+    // there is no memory; then nothing is passed on.
     bool start(const RingFollower& follower, Time since, const TakeOverWatcher& watcher);
 
     void put(const Record& record);
     void put_unheard(uint64_t count);
-    // Gives a sign that this process runs, if it is time to.
+    // Signals to readers that this process runs, if a sign is due.
     void beat(Time now);
     void end();
 

@@ -34,14 +34,14 @@ RingWriter::RingWriter(const RingView& ring, const RingCursor& cursor)
                      static_cast<Time>(ring.header->newest_gaps[i].since.load(acquire)),
                      static_cast<Time>(ring.header->newest_gaps[i].until.load(acquire))};
     if (cursor.at % ring_segment_size == 0)
-        enter_segment(); // the former writer may have been killed on its way into it
+        enter_segment(); // the former writer may have been killed while entering it
 }
 
 RingWriter::RingWriter(const RingView& ring, uint64_t epoch)
     : m_ring(ring), m_cursor{.epoch = epoch}, m_reserved(0)
 {
     RingHeader& header = *ring.header;
-    header.epoch.store(0, release); // no reader takes what follows for the old one's
+    header.epoch.store(0, release); // readers must not take what follows for the old epoch
     m_segments.fill({no_segment, 0});
     publish_tables();
     header.reserved.store(0, release);
@@ -91,7 +91,7 @@ void RingWriter::put(const RingItemView& item)
     commit();
 }
 
-// Goes on to the next segment if the rest of this one is too small.
+// Moves to the next segment if the rest of this one is too small.
 void RingWriter::make_room(uint32_t size)
 {
     const uint64_t rest = m_reserved - m_cursor.at;
@@ -101,7 +101,7 @@ void RingWriter::make_room(uint32_t size)
     {
         RingItemHead end{};
         end.size = static_cast<uint32_t>(rest);
-        end.kind = RingItemKind::rest; // its sum is not looked at
+        end.kind = RingItemKind::rest; // its checksum is not read
         store_words(m_ring.at(m_cursor.at), &end, sizeof end);
     }
     m_cursor.at = m_reserved;
@@ -112,7 +112,7 @@ void RingWriter::enter_segment()
 {
     const uint64_t sequence = m_cursor.at / ring_segment_size;
     m_reserved = m_cursor.at + ring_segment_size;
-    m_ring.header->reserved.store(m_reserved, release); // readers see it before new bytes
+    m_ring.header->reserved.store(m_reserved, release); // readers see it before the new bytes
     m_segments[sequence % ring_segments] = {sequence, m_cursor.number};
     RingSegment& segment = m_ring.header->segments[sequence % ring_segments];
     segment.first.store(m_cursor.number, release);

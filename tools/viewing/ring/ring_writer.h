@@ -1,7 +1,7 @@
 // The writing side of the ring. Only the viewer that has the channel may have one.
 //
-// Once it is made it reads nothing from the ring: its place and its counts are its own, and it
-// writes all words of the header again and again, so that a scribbled one is right again within a
+// After construction it reads nothing from the ring: its place and its counts are its own, and it
+// writes all words of the header again and again, so that a damaged word is repaired within a
 // heartbeat.
 #pragma once
 
@@ -15,23 +15,23 @@ namespace trace
 class RingWriter
 {
 public:
-    // Goes on where the former writer ended, with the same epoch and the same numbers.
+    // Continues where the former writer ended, with the same epoch and the same numbers.
     RingWriter(const RingView& ring, const RingCursor& cursor);
-    // Makes the ring anew. epoch: not 0, and not one that it had before.
+    // Makes a new ring. epoch: not 0, and not one that the ring had before.
     RingWriter(const RingView& ring, uint64_t epoch);
 
-    // Who writes. To be called before the first item.
+    // Sets who writes. To be called before the first item.
     void sign(uint32_t process, const std::string& name);
 
     void put_text(const RingItemView& item);
-    // The channel had no viewer from item.since to item.time.
+    // No viewer had the channel from item.since to item.time.
     void put_gap(RingItemView item);
-    // So many more texts were given up by their writers.
+    // This number of further texts was given up by their writers.
     void put_unheard(uint64_t count, Time time);
 
-    // Shows readers that the writer runs. Without it they take it for stopped.
+    // Shows readers that the writer runs. Without it they take the writer for stopped.
     void beat(Time time);
-    // The writer ends, and says so.
+    // Tells readers that the writer has ended.
     void end(Time time);
 
     uint64_t number() const { return m_cursor.number; } // texts so far

@@ -111,7 +111,7 @@ void FindBar::showCount(const QString& count, const QString& problem)
     m_count->setPalette(colours);
 }
 
-// The line edit tells Enter without its modifiers.
+// The line edit reports Enter without its modifiers.
 bool FindBar::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() != QEvent::KeyPress)
@@ -126,7 +126,7 @@ bool FindBar::eventFilter(QObject* watched, QEvent* event)
     {
     case Qt::Key_Return:
     case Qt::Key_Enter:
-        m_text->deselect(); // so that Ctrl+C means the row
+        m_text->deselect(); // so that Ctrl+C copies the row
         if (key.modifiers() & Qt::ShiftModifier)
             emit previousAsked();
         else

@@ -1,7 +1,7 @@
-// The line below a table in which one types what to find. It searches nothing itself.
+// The line below a table in which the user types what to find. It doesn't search by itself.
 //
-// Enter asks for the next place, Shift+Enter for the previous one, Escape closes it. Ctrl+C means
-// what was found, unless a part of the typed text is selected.
+// Enter asks for the next place, Shift+Enter for the previous one, Escape closes the line. Ctrl+C
+// copies what was found, unless a part of the typed text is selected.
 #pragma once
 
 #include <QWidget>
@@ -22,27 +22,27 @@ class FindBar : public QWidget
 public:
     enum class Result
     {
-        none, // to be told: it was found where it was to be expected
+        none, // nothing to report
         wrapped,
         nothing
     };
 
     explicit FindBar(QWidget* parent = nullptr);
 
-    void open(); // shows it, with its text selected for typing over
+    void open(); // shows it and selects its text, so that typing replaces it
     void close();
     QString text() const;
     void setText(const QString& text);
     Qt::CaseSensitivity caseSensitivity() const;
     void showResult(Result result);
 
-    // For a table that can do more: whether the text is an expression, how many places there are.
+    // For a table with more features: whether the text is an expression, how many places there are.
     void offerExpressions();
     bool isExpression() const;
     void showCount(const QString& count, const QString& problem = {});
 
 signals:
-    void textChanged(const QString& text); // also when it is to be taken in another way
+    void textChanged(const QString& text); // also when only the way of searching changes
     void nextAsked();
     void previousAsked();
     void copyAsked();

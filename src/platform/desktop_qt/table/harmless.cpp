@@ -12,11 +12,11 @@ namespace
 
 bool stays(char32_t c)
 {
-    const bool is_half = c >= 0xD800 && c <= 0xDFFF; // of a character that has lost the other one
+    const bool is_half = c >= 0xD800 && c <= 0xDFFF; // an unpaired surrogate
     return c == U'\t' || c == U'\n' || c == U'\r' || (!is_half && !platform::is_treacherous(c));
 }
 
-// Nearly all texts: no copy is made of them.
+// True for nearly all texts, which then need no copy.
 bool isPlain(const QString& text)
 {
     return std::all_of(text.begin(), text.end(), [](QChar unit) { return stays(unit.unicode()); });

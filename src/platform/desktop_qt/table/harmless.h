@@ -1,4 +1,4 @@
-// Texts of strangers in widgets.
+// Texts from unknown sources in widgets.
 #pragma once
 
 #include <QString>
@@ -6,9 +6,8 @@
 namespace qt_table
 {
 
-// The text with each invisible character, and each that changes the order of the others, written as
-// \xNN or \u{NNNN}: with them a cell or a title could look like another one. Tabs and line ends
-// stay.
+// Writes each invisible character, and each that changes the order of others, as \xNN or \u{NNNN}:
+// such characters could make a cell or a title look like another one. Tabs and line ends stay.
 QString harmless(const QString& text);
 
 } // namespace qt_table

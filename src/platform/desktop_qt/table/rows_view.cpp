@@ -17,7 +17,7 @@ void RowsView::setModel(QAbstractItemModel* model)
     m_connections.clear();
     if (!model)
         return;
-    // Connected after the view's own slots, so that they have counted the rows before.
+    // Connected after the view's own slots, so that these have already counted the rows.
     using Model = QAbstractItemModel;
     const auto remember = [this] { m_top = topRow(); };
     m_connections = {
@@ -34,12 +34,12 @@ void RowsView::setModel(QAbstractItemModel* model)
 
 int RowsView::topRow() const
 {
-    return verticalScrollBar()->value(); // a step of the bar is a row
+    return verticalScrollBar()->value(); // one step of the bar is one row
 }
 
 void RowsView::setTopRow(int row)
 {
-    executeDelayedItemsLayout(); // the bar doesn't know of new rows before
+    executeDelayedItemsLayout(); // without this the bar ignores new rows
     updateGeometries();
     verticalScrollBar()->setValue(row);
 }

@@ -1,4 +1,5 @@
-// A table view of rows that come and go at both ends: rows above those in sight move nothing.
+// A table view of rows that are added and removed at both ends: changes above the visible rows
+// don't move these.
 #pragma once
 
 #include <vector>
@@ -17,12 +18,12 @@ public:
 
     void setModel(QAbstractItemModel* model) override;
 
-    int topRow() const; // of those in sight; 0 in an empty table
+    int topRow() const; // the first visible row; 0 in an empty table
     // Scrolls so that the row is at the top, or as near as the end of the table allows.
     void setTopRow(int row);
-    int rowsInSight() const; // whole ones
+    int rowsInSight() const; // only whole rows
 
-    // A click chooses a row: the columns in sight stay.
+    // When a click chooses a row, the visible columns stay.
     void scrollTo(const QModelIndex& index, ScrollHint hint = EnsureVisible) override;
 
 private:
@@ -30,7 +31,7 @@ private:
     void keepPlaceBehindRemoval(int first, int count);
 
     std::vector<QMetaObject::Connection> m_connections; // to the model
-    int m_top = 0;                                      // before the change that is under way
+    int m_top = 0;                                      // before the current change
 };
 
 } // namespace qt_table

@@ -19,8 +19,8 @@ struct Rows
     int last;
 };
 
-// Ranges rather than rows: all rows of a long table are one range. A range that covers not all
-// columns counts for its rows.
+// Uses ranges instead of rows: all rows of a long table are one range. A range that covers only
+// some columns still counts for its rows.
 std::vector<Rows> selectedRows(const QItemSelectionModel& selected)
 {
     std::vector<Rows> rows;
@@ -57,7 +57,7 @@ QString textOfSelectedRows(const QTableView& view)
     if (!view.model() || !view.selectionModel())
         return text;
     const std::vector<int> columns = shownColumns(*view.horizontalHeader());
-    int next = 0; // the first row that has not been taken: ranges may share some
+    int next = 0; // the first row that was not copied yet: ranges may overlap
     bool behind = false;
     for (const Rows& rows : selectedRows(*view.selectionModel()))
         for (int row = std::max(rows.first, next); row <= rows.last; ++row)

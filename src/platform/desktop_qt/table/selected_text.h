@@ -1,4 +1,4 @@
-// The selected rows of a table as text that a spreadsheet and an editor take.
+// The selected rows of a table as text for spreadsheets and editors.
 #pragma once
 
 #include <QString>
@@ -11,7 +11,7 @@ namespace qt_table
 {
 
 // Tabs between cells, line feeds between rows; those within a cell become blanks. Rows from top to
-// bottom, columns as they stand on the screen without the hidden ones.
+// bottom, columns in the order on the screen, without hidden ones.
 QString textOfSelectedRows(const QTableView& view);
 
 } // namespace qt_table

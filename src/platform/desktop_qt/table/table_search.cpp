@@ -9,7 +9,7 @@ namespace
 {
 
 constexpr qint64 slice = 10;         // ms
-constexpr int rowsBetweenLooks = 64; // at the clock
+constexpr int rowsBetweenLooks = 64; // between two looks at the clock
 
 } // namespace
 

@@ -1,8 +1,8 @@
-// Looks for a text in the cells of a model, row by row and once around, in slices between which the
-// application handles its events: a million rows must not stop the window.
+// Searches for a text in the cells of a model, row by row and once around, in slices between which
+// the application handles its events: a million rows must not block the window.
 //
-// Rows may come and go meanwhile. The search goes on at the same numbers, so that rows that are
-// taken out before its place can make it pass over some; rows that came behind are looked at.
+// Rows may be added and removed meanwhile. The search continues at the same row number, so if rows
+// before its place are removed it may skip some; rows added after its place are searched.
 #pragma once
 
 #include <QAbstractItemModel>
@@ -26,8 +26,8 @@ class TableSearch : public QObject
 public:
     explicit TableSearch(QObject* parent = nullptr);
 
-    // Ends what was under way without an answer. Numbers past an end of the table mean the other
-    // end.
+    // Ends a running search without an answer. A number past the last row means the other end of
+    // the table.
     void start(QAbstractItemModel* model, const QStringMatcher& text, Direction direction,
                int from);
     void stop();
@@ -38,7 +38,7 @@ signals:
 
 private:
     void runSlice();
-    int columnWithText(int row) const; // -1 without
+    int columnWithText(int row) const; // -1 if there is none
 
     QPointer<QAbstractItemModel> m_model;
     QStringMatcher m_text;

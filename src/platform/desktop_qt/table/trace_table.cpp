@@ -35,13 +35,13 @@ void setUpView(QTableView& view)
     view.horizontalHeader()->setSectionsMovable(true);
     view.horizontalHeader()->setHighlightSections(false);
     view.horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    // One height for all rows, so that none is asked for its own.
+    // One height for all rows, so that no row is asked for its own.
     view.verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     view.verticalHeader()->setDefaultSectionSize(view.fontMetrics().height() + 4);
     view.verticalHeader()->hide();
 }
 
-// A key that a text begins with.
+// A key that can begin a text.
 bool isTyping(const QKeyEvent& key)
 {
     const auto with = key.modifiers() & ~(Qt::ShiftModifier | Qt::KeypadModifier);
@@ -69,8 +69,9 @@ TraceTable::TraceTable(QWidget* parent)
     m_view->installEventFilter(this);
     addCommands();
 
-    // New rows and a smaller window move the end away: a table that follows goes after it. The
-    // value changes by its user, or because of us; either way its place tells.
+    // New rows and a smaller window move the end away: a table that follows scrolls to it. The
+    // value is changed by the user or by the program; either way the new value decides whether the
+    // table follows.
     const QScrollBar* const bar = m_view->verticalScrollBar();
     connect(bar, &QScrollBar::rangeChanged, this,
             [this](int, int maximum)
@@ -102,7 +103,7 @@ TraceTable::TraceTable(QWidget* parent)
             });
 }
 
-// The children go when this is only a QWidget any more, and the bar moves once more then.
+// The children are destroyed when only the QWidget is left, and the bar moves once more then.
 TraceTable::~TraceTable()
 {
     m_view->verticalScrollBar()->disconnect(this);
@@ -111,7 +112,7 @@ TraceTable::~TraceTable()
 void TraceTable::setModel(QAbstractItemModel* model)
 {
     m_search->stop();
-    // The view leaves the selection model that it made for the former model to its caller.
+    // The view made the selection model for the former model; its caller has to delete it.
     QItemSelectionModel* const former = m_view->selectionModel();
     m_view->setModel(model);
     if (former && former != m_view->selectionModel())
@@ -167,7 +168,7 @@ void TraceTable::goToRow(int row, int column)
     m_view->selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect |
                                                          QItemSelectionModel::Rows);
     m_view->scrollTo(index);
-    // Told by hand, since a row that was in sight already moves no scroll bar.
+    // Set explicitly, since no scroll bar moves if the row was already visible.
     setFollowing(row == model()->rowCount() - 1);
 }
 
@@ -209,9 +210,9 @@ void TraceTable::showMenu(const QPoint& place)
     menu.exec(m_view->viewport()->mapToGlobal(place));
 }
 
-// The keys of the view: the commands come before the view's own ones, of which copying takes the
-// one current cell; typing opens the find bar with what is typed, in the place of the view's own
-// search by beginnings; and End takes the following up again where nothing is left to scroll.
+// The keys of the view. The commands are handled before the view's own keys, because the view would
+// copy only the current cell. Typing opens the find bar with the typed text, instead of the view's
+// own search. End resumes following even if there is nothing left to scroll.
 bool TraceTable::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == m_view && event->type() == QEvent::KeyPress)
