@@ -40,8 +40,8 @@ public:
     // Forgets the files that no longer exist, except those with these paths.
     void forget_missing_but(const std::set<std::string>& kept);
 
-    // Takes over how far files were exported; save writes it. Files that no longer exist are
-    // forgotten.
+    // Takes over how far files were exported; save writes it, and now and then forgets files that
+    // no longer exist.
     void update(const CursorEntries& changed);
     bool is_saved() const { return m_is_saved; }
 
