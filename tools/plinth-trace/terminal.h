@@ -1,5 +1,5 @@
-// Standard output and its colour: all that differs between terminals. terminal.cpp has a part for each
-// system.
+// Standard output and its colour: all that differs between terminals. terminal.cpp has a part for
+// each system.
 #pragma once
 
 #include <cstddef>
