@@ -2,6 +2,7 @@
 // buffer under names of the system.
 #pragma once
 
+#include <array>
 #include <string>
 
 #include <windows.h>
@@ -35,16 +36,21 @@ public:
     // Writers may fill the buffer.
     void free_buffer() { SetEvent(m_buffer_ready); }
     // Copies a text and its writer's process id out and frees the buffer, in this order. False if
-    // none came in time.
-    bool take_text(Record& record, DWORD milliseconds);
+    // none came in time. The text is good until the next call.
+    bool take_text(RecordView& record, DWORD milliseconds);
 
 private:
+    // The buffer: the writer's process id, then the text, zero-terminated or filling the rest.
+    static constexpr size_t buffer_size = 4096;
+    static constexpr size_t text_offset = 4;
+
     Result fail(const char* what);
 
     HANDLE m_buffer_ready = nullptr; // set: writers may fill the buffer
     HANDLE m_data_ready = nullptr;   // set: the buffer holds a text
     HANDLE m_mapping = nullptr;
     const char* m_buffer = nullptr;
+    std::array<char, buffer_size - text_offset> m_text; // the last one
     std::string m_problem;
 };
 

@@ -38,8 +38,9 @@ struct LineStyle
     Highlights highlights{}; // shown where there is colour
 };
 
-// The lines of the text, each behind the time and the writer's id and name, as far as they are
-// wanted and known. A loss is one line in dashes.
-std::string as_lines(const RecordView& record, const LineStyle& style, const TimeBase& base);
+// Appends the lines of the text, each behind the time and the writer's id and name, as far as they
+// are wanted and known. A loss is one line in dashes.
+void append_lines(std::string& out, const RecordView& record, const LineStyle& style,
+                  const TimeBase& base);
 
 } // namespace trace

@@ -74,6 +74,7 @@ private:
     RingShare m_share;
     ProcessNames m_names;
     uint32_t m_channel_losses = 0; // that are counted, or were before this viewer had the channel
+    Time m_losses_counted = 0;     // when the thread looked last, while texts came
     std::optional<ChannelOwner> m_owner;
     std::optional<std::chrono::steady_clock::time_point> m_owner_asked;
 

@@ -40,6 +40,7 @@ void append_visible(std::string& out, uint32_t c);
 
 // The text of a record: tabs and line ends keep their meaning, and CR LF becomes \n.
 std::string printable(std::string_view utf8);
+void append_printable(std::string& out, std::string_view utf8);
 
 // What has no lines: the name of a process or a file, an argument, a message. A tab or a line end
 // in it is treacherous, too.

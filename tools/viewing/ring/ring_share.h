@@ -22,7 +22,7 @@ public:
     // had, with the last error; then nothing is passed on.
     bool start(const RingFollower& follower, Time since, const TakeOverWatcher& watcher);
 
-    void put(const Record& record);
+    void put(const RecordView& record);
     void put_unheard(uint64_t count);
     // Gives a sign that this process runs, if it is time to.
     void beat(Time now);
