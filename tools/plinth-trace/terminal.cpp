@@ -158,7 +158,8 @@ void append_harmless(std::string& out, std::string_view text)
     while (!text.empty())
     {
         const size_t coloured = gs_colour ? colour_length(text) : 0;
-        const size_t next = std::min(gs_colour ? text.find(colour_start, 1) : text.npos, text.size());
+        const size_t next =
+            std::min(gs_colour ? text.find(colour_start, 1) : text.npos, text.size());
         if (coloured)
             out += text.substr(0, coloured);
         else

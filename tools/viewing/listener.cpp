@@ -33,8 +33,8 @@ constexpr auto channel_interval = 200ms;
 constexpr auto owner_interval = 2s;
 
 // How often the thread looks for texts that writers gave up, while texts come. To look at each
-// would cost more than to copy it: the count is in a line of memory that writers write at each text.
-// A writer gives up after half a second, so that the place of a loss is off by little.
+// would cost more than to copy it: the count is in a line of memory that writers write at each
+// text. A writer gives up after half a second, so that the place of a loss is off by little.
 constexpr Time losses_interval = millisecond;
 
 // Records between two looks at whether the thread is to end.
