@@ -3,8 +3,8 @@
 //
 //   TEXT          the text as it is
 //   long:N        a text of N bytes
-//   numbers:N/LENGTH  N texts, "number 0" and on, each followed by LENGTH times an x if that is given
-//   occupy        takes the channel as another listener does, says so, and waits for a line
+//   numbers:N/LENGTH  N texts, "number 0" and on, each followed by LENGTH times an x if that is
+//   given occupy        takes the channel as another listener does, says so, and waits for a line
 #include <cstdlib>
 #include <iostream>
 #include <string>
@@ -26,8 +26,9 @@ int main(int argc, char** argv)
         {
             const size_t slash = text.find('/');
             const std::string padding =
-                slash == std::string::npos ? ""
-                                           : " " + std::string(std::stoul(text.substr(slash + 1)), 'x');
+                slash == std::string::npos
+                    ? ""
+                    : " " + std::string(std::stoul(text.substr(slash + 1)), 'x');
             for (unsigned long k = 0; k < count; ++k)
                 OutputDebugStringA(("number " + std::to_string(k) + padding).c_str());
         }

@@ -24,8 +24,8 @@ WideText name_of(std::optional<size_t> segment)
     return name;
 }
 
-// The system has reserved the memory; a process counts it as its own from its first touch on. Done at
-// once, what a viewer takes up doesn't grow by the ring as records come.
+// The system has reserved the memory; a process counts it as its own from its first touch on. Done
+// at once, what a viewer takes up doesn't grow by the ring as records come.
 void touch(const RingWord* segment)
 {
     constexpr size_t page_size = 4096;
