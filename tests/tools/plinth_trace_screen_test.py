@@ -233,7 +233,7 @@ class Screen(unittest.TestCase):
 
     def test_its_memory_is_what_keep_says(self):
         keep, count = 32 << 20, 5_000_000 if IS_SOAK else 300_000
-        viewer = Terminal(self, "watch", "--keep", str(keep))
+        viewer = Terminal(self, "watch", "--keep", str(keep), columns=160)
         viewer.until("watching", "row 0 of 0")
 
         def resident(name="VmRSS"):
