@@ -46,10 +46,8 @@ void RingShare::put(const RecordView& record)
 {
     if (!m_writer)
         return;
-    m_writer->put_text({.time = record.time,
-                        .process = record.process,
-                        .name = record.name,
-                        .text = record.text});
+    m_writer->put_text(
+        {.time = record.time, .process = record.process, .name = record.name, .text = record.text});
     beat(record.time);
 }
 
