@@ -1,91 +1,30 @@
-// Texts of another process to programs for users: to plinth-trace watch, which writes them to
-// /dev/null, and to plinth-trace window without a display, against a capture that counts and drops
-// them.
+// Texts of another process to programs for users: to plinth-trace watch, which shows them on
+// /dev/null or on a terminal, and to the window on a display in memory; for comparison to a capture
+// that counts and drops them.
 //
-// Each turn ends when the program has received the last text, and counts only if it received all.
+// Each turn ends when the program has shown the last text, and counts only if it received all.
 #include <chrono>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <benchmark/benchmark.h>
 
 #include "processes.h"
+#include "viewers.h"
 
 using bench::Child;
 using bench::SharedPage;
 using bench::SharedWords;
-
-extern char** environ;
 
 namespace
 {
 
 constexpr uint32_t rounds = 200;
 constexpr uint32_t texts = rounds * bench::texts_of_a_round;
-
-// A viewer that ends when it has received this many texts. It is ready when it has written a line.
-class Viewer
-{
-public:
-    explicit Viewer(std::vector<std::string> words)
-    {
-        int ends[2];
-        if (pipe2(ends, O_CLOEXEC) != 0)
-            return;
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-        posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
-        std::vector<char*> arguments;
-        for (std::string& word : words)
-            arguments.push_back(word.data());
-        arguments.push_back(nullptr);
-        if (posix_spawn(&m_pid, arguments[0], &actions, nullptr, arguments.data(), environ) != 0)
-            m_pid = -1;
-        posix_spawn_file_actions_destroy(&actions);
-        close(ends[1]);
-        m_messages = ends[0];
-        char byte = 0;
-        while (m_pid > 0 && byte != '\n' && read(m_messages, &byte, 1) == 1)
-        {
-        }
-        m_ready = byte == '\n';
-    }
-    ~Viewer()
-    {
-        close(m_messages);
-        if (m_pid > 0)
-        {
-            kill(m_pid, SIGKILL);
-            waitpid(m_pid, nullptr, 0);
-        }
-    }
-    Viewer(const Viewer&) = delete;
-    Viewer& operator=(const Viewer&) = delete;
-
-    bool ready() const { return m_ready; }
-    // True if the viewer received all texts.
-    bool had_all()
-    {
-        int status = 0;
-        const bool is_over = m_pid > 0 && waitpid(m_pid, &status, 0) == m_pid;
-        m_pid = -1;
-        return is_over && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    }
-
-private:
-    pid_t m_pid = -1;
-    int m_messages = -1;
-    bool m_ready = false;
-};
 
 // Lets a process write the texts, and waits until they are written.
 void write_all(SharedWords* words)
@@ -97,8 +36,12 @@ void write_all(SharedWords* words)
     }
 }
 
-template <class Reader, class HadAll>
-void measure(benchmark::State& state, const SharedPage& page, Reader&& start, HadAll&& had_all)
+constexpr auto no_check = [](auto&) { return true; };
+
+// check: whether texts were lost, where that isn't known before the time is taken.
+template <class Reader, class HadAll, class Check = decltype(no_check)>
+void measure(benchmark::State& state, const SharedPage& page, Reader&& start, HadAll&& had_all,
+             const Check& check = no_check)
 {
     SharedWords* const words = page.words();
     const Child writer({"writer", page.path(), "1"});
@@ -113,12 +56,13 @@ void measure(benchmark::State& state, const SharedPage& page, Reader&& start, Ha
     {
         const auto begin = std::chrono::steady_clock::now();
         write_all(words);
-        if (!had_all(*reader, before + texts))
+        const bool had_them = had_all(*reader, before + texts);
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
+        if (!had_them || !check(*reader))
         {
             state.SkipWithError("texts were lost");
             return;
         }
-        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
         state.SetIterationTime(took.count());
         state.counters["ns"] = took.count() * 1e9 / texts;
     }
@@ -155,8 +99,8 @@ void to_viewer(benchmark::State& state, const std::vector<std::string>& words)
 {
     const SharedPage page("viewing");
     measure(
-        state, page, [&] { return std::make_unique<Viewer>(words); },
-        [](Viewer& viewer, uint32_t) { return viewer.had_all(); });
+        state, page, [&] { return std::make_unique<bench::CountingViewer>(words); },
+        [](bench::CountingViewer& viewer, uint32_t) { return viewer.had_all(); });
 }
 
 void to_watch(benchmark::State& state)
@@ -165,5 +109,32 @@ void to_watch(benchmark::State& state)
                       std::to_string(texts)});
 }
 BENCHMARK(to_watch)->Name("viewing/watch")->UseManualTime()->Iterations(1);
+
+void to_screen(benchmark::State& state)
+{
+    const SharedPage page("viewing");
+    measure(
+        state, page,
+        [&]
+        {
+            return std::make_unique<bench::ScreenViewer>(
+                std::vector<std::string>{BENCH_PLINTH_TRACE, "watch"});
+        },
+        [](bench::ScreenViewer& screen, uint32_t) { return screen.had_last(); },
+        [](bench::ScreenViewer& screen) { return screen.had_all(texts + 1); });
+}
+BENCHMARK(to_screen)->Name("viewing/screen")->UseManualTime()->Iterations(1);
+
+#ifdef BENCH_WINDOW
+void to_window(benchmark::State& state)
+{
+    static const bench::Display display;
+    if (!display.ready())
+        state.SkipWithError("there is no Xvfb");
+    else
+        to_viewer(state, {BENCH_WINDOW, std::to_string(texts)});
+}
+BENCHMARK(to_window)->Name("viewing/window")->UseManualTime()->Iterations(1);
+#endif
 
 } // namespace

@@ -3,7 +3,9 @@
 //
 //   TEXT          the text as it is
 //   long:N        a text of N bytes
-//   numbers:N     N texts, "number 0" and so on
+//   numbers:N/LENGTH  N texts, "number 0" and so on, each followed by LENGTH times an x if LENGTH
+//   is
+//                 given
 //   occupy        takes the channel as another listener does, reports it, and waits for a line
 #include <cstdlib>
 #include <iostream>
@@ -23,8 +25,15 @@ int main(int argc, char** argv)
         if (what == "long")
             OutputDebugStringA(std::string(count, 'x').c_str());
         else if (what == "numbers")
+        {
+            const size_t slash = text.find('/');
+            const std::string padding =
+                slash == std::string::npos
+                    ? ""
+                    : " " + std::string(std::stoul(text.substr(slash + 1)), 'x');
             for (unsigned long k = 0; k < count; ++k)
-                OutputDebugStringA(("number " + std::to_string(k)).c_str());
+                OutputDebugStringA(("number " + std::to_string(k) + padding).c_str());
+        }
         else if (what == "occupy")
         {
             CreateEventA(nullptr, FALSE, FALSE, "DBWIN_BUFFER_READY");

@@ -38,7 +38,7 @@ void Session::prepare_output(const trace::RecordView& record)
         return;
     const trace::LineStyle style{.time = time};
     const trace::TimeBase base{.start = store.start(), .previous = m_last_written};
-    m_unwritten += trace::as_lines(record, style, base);
+    trace::append_lines(m_unwritten, record, style, base);
     m_last_written = record.time;
 }
 

@@ -167,7 +167,7 @@ int show_records(const std::vector<std::string>& inputs, const LogBounds& bounds
             if (record.is_loss())
                 note(record.text);
             else
-                out += as_lines(record, {}, {});
+                append_lines(out, record, {}, {});
         put(out);
         return !out.empty();
     };

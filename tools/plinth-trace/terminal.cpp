@@ -153,17 +153,19 @@ size_t colour_length(std::string_view text)
     return end != std::string_view::npos && text[end] == 'm' ? end + 1 : 0;
 }
 
-std::string harmless(std::string_view text)
+void append_harmless(std::string& out, std::string_view text)
 {
-    std::string out;
     while (!text.empty())
     {
         const size_t coloured = gs_colour ? colour_length(text) : 0;
-        const size_t next = std::min(text.find(colour_start, 1), text.size());
-        out += coloured ? text.substr(0, coloured) : printable(text.substr(0, next));
+        const size_t next =
+            std::min(gs_colour ? text.find(colour_start, 1) : text.npos, text.size());
+        if (coloured)
+            out += text.substr(0, coloured);
+        else
+            append_printable(out, text.substr(0, next));
         text.remove_prefix(coloured ? coloured : next);
     }
-    return out;
 }
 
 } // namespace
@@ -195,7 +197,9 @@ size_t terminal_width()
 void put(std::string_view text, Before before)
 {
     constexpr const char* sequences[] = {"", "\r\x1b[K", "\x1b[2J\x1b[H"};
-    write_all(sequences[static_cast<size_t>(before)] + harmless(text));
+    std::string out = sequences[static_cast<size_t>(before)];
+    append_harmless(out, text);
+    write_all(out);
 }
 
 void put_bytes(std::string_view bytes)

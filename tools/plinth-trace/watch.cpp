@@ -52,7 +52,9 @@ constexpr std::chrono::milliseconds key_slice{30};
 constexpr std::chrono::seconds report_interval{1};
 
 constexpr size_t most_collected = 2000; // records before they are shown
-constexpr size_t put_size = 64 << 10;   // bytes that are written at once
+// Bytes that are written at once. A larger text would take pages of the system and give them back
+// each time.
+constexpr size_t put_size = 16 << 10;
 
 bool reads_standard_input(const ViewOptions& view)
 {
@@ -177,40 +179,53 @@ bool Watch::show()
         const Record news = loss_of(missed, std::to_string(missed) +
                                                 " records dropped before they were shown: more "
                                                 "came during the pause than --keep has room for");
-        out += as_lines(news, m_style, {});
+        append_lines(out, news, m_style, {});
         if (m_output)
-            m_output->write(as_lines(news, m_file_style, {}));
+            append_lines(file, news, m_file_style, {});
     }
     bool done = false;
     while (!done && m_next_row < m_view.rows())
     {
         done = show_row(m_next_row++, out, file);
-        if (out.size() >= put_size || done || m_next_row == m_view.rows())
-        {
-            m_screen.put(out);
-            if (m_output)
-                m_output->write(file);
-            out.clear();
-            file.clear();
-        }
+        if (out.size() >= put_size)
+            put_out(out, file);
     }
+    put_out(out, file);
+    return done;
+}
+
+// What was prepared for the screen and for the file.
+void Watch::put_out(std::string& out, std::string& file)
+{
     if (!out.empty())
         m_screen.put(out);
-    return done;
+    if (m_output && !file.empty())
+        m_output->write(file);
+    out.clear();
+    file.clear();
 }
 
 bool Watch::show_row(size_t row, std::string& out, std::string& file)
 {
     const RecordView record = m_view.record(row);
     const TimeBase base{.start = m_store.start(), .previous = m_last_time};
-    out += m_options.json ? as_json(record) : as_lines(record, m_style, base);
+    append(out, record, m_style, base);
     if (m_output)
-        file += m_options.json ? as_json(record) : as_lines(record, m_file_style, base);
+        append(file, record, m_file_style, base);
     m_last_time = record.time;
     if (record.is_loss())
         return false;
     m_last = m_view.number(row);
     return ++m_shown == m_options.count;
+}
+
+void Watch::append(std::string& out, const RecordView& record, const LineStyle& style,
+                   const TimeBase& base) const
+{
+    if (m_options.json)
+        out += as_json(record);
+    else
+        append_lines(out, record, style, base);
 }
 
 unsigned Watch::wait_time() const

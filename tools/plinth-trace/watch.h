@@ -51,6 +51,9 @@ private:
     bool next(RecordView& record, unsigned milliseconds);
     bool show();
     bool show_row(size_t row, std::string& out, std::string& file);
+    void put_out(std::string& out, std::string& file);
+    void append(std::string& out, const RecordView& record, const LineStyle& style,
+                const TimeBase& base) const;
     unsigned wait_time() const;
     std::string counts() const;
     void report();

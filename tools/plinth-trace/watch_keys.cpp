@@ -112,8 +112,9 @@ void Watch::go_to(std::optional<uint64_t> number)
     }
     m_at = number;
     const TimeBase base{.start = m_store.start()};
-    m_screen.put("-- bookmark: record " + std::to_string(*number + 1) + " --\n" +
-                 as_lines(m_store[*number], m_style, base));
+    std::string lines = "-- bookmark: record " + std::to_string(*number + 1) + " --\n";
+    append_lines(lines, m_store[*number], m_style, base);
+    m_screen.put(lines);
 }
 
 void Watch::save(bool all)

@@ -8,15 +8,6 @@
 namespace trace
 {
 
-namespace
-{
-
-// The buffer: the writer's process id, then the text, which ends with a zero or fills the rest.
-constexpr size_t buffer_size = 4096;
-constexpr size_t text_offset = 4;
-
-} // namespace
-
 ChannelObjects::Result ChannelObjects::take(const TakeOverWatcher& watcher)
 {
     SECURITY_DESCRIPTOR descriptor{};
@@ -68,14 +59,16 @@ void ChannelObjects::release()
             CloseHandle(handle);
 }
 
-bool ChannelObjects::take_text(Record& record, DWORD milliseconds)
+bool ChannelObjects::take_text(RecordView& record, DWORD milliseconds)
 {
     if (WaitForSingleObject(m_data_ready, milliseconds) != WAIT_OBJECT_0)
         return false;
     record.time = current_time();
     std::memcpy(&record.process, m_buffer, sizeof record.process);
     const char* const text = m_buffer + text_offset;
-    record.text.assign(text, strnlen(text, buffer_size - text_offset));
+    const size_t length = strnlen(text, m_text.size());
+    std::memcpy(m_text.data(), text, length);
+    record.text = {m_text.data(), length};
     free_buffer();
     return true;
 }

@@ -2,6 +2,7 @@
 // buffer with names that the system defines.
 #pragma once
 
+#include <array>
 #include <string>
 
 #include <windows.h>
@@ -36,16 +37,21 @@ public:
     // Lets writers fill the buffer.
     void free_buffer() { SetEvent(m_buffer_ready); }
     // Copies a text and its writer's process id, then frees the buffer. False if no text came in
-    // time.
-    bool take_text(Record& record, DWORD milliseconds);
+    // time. The text is valid until the next call.
+    bool take_text(RecordView& record, DWORD milliseconds);
 
 private:
+    // The buffer: the writer's process id, then the text, zero-terminated or filling the rest.
+    static constexpr size_t buffer_size = 4096;
+    static constexpr size_t text_offset = 4;
+
     Result fail(const char* what);
 
     HANDLE m_buffer_ready = nullptr; // set: writers may fill the buffer
     HANDLE m_data_ready = nullptr;   // set: the buffer holds a text
     HANDLE m_mapping = nullptr;
     const char* m_buffer = nullptr;
+    std::array<char, buffer_size - text_offset> m_text; // the last one
     std::string m_problem;
 };
 

@@ -20,27 +20,76 @@ constexpr const char* loss_colour = "\x1b[1;31m";
 constexpr const char* highlight_colours[] = {"\x1b[30;103m", "\x1b[30;102m", "\x1b[30;106m",
                                              "\x1b[30;105m", "\x1b[30;101m", "\x1b[30;104m"};
 
-std::string padded(std::string text, size_t width, bool right)
+void append_padded(std::string& out, std::string_view text, size_t width, bool right)
 {
-    if (text.size() < width)
-        text.insert(right ? 0 : text.size(), width - text.size(), ' ');
-    return text;
+    const size_t blanks = text.size() < width ? width - text.size() : 0;
+    out.append(right ? blanks : 0, ' ');
+    out += text;
+    out.append(right ? 0 : blanks, ' ');
 }
 
-std::string prefix_of(const RecordView& record, const LineStyle& style, const TimeBase& base)
+void append_prefix(std::string& out, const RecordView& record, const LineStyle& style,
+                   const TimeBase& base)
 {
-    std::string prefix;
+    if (record.process == 0 && style.time == TimeMode::none)
+        return;
+    if (style.colour)
+        out += prefix_colour;
     if (style.time != TimeMode::none)
     {
         const bool is_date = style.time == TimeMode::absolute;
-        prefix = padded(time_text(record, style.time, base), is_date ? 23 : 14, !is_date) + "  ";
+        append_padded(out, time_text(record, style.time, base), is_date ? 23 : 14, !is_date);
+        out += "  ";
     }
     if (record.process != 0)
-        prefix += padded(std::to_string(record.process), 7, true) + " " +
-                  padded(printable_name(record.name.empty() ? "?" : record.name), 12, false) + "  ";
-    if (style.colour && !prefix.empty())
-        prefix = prefix_colour + prefix + plain;
-    return prefix;
+    {
+        append_padded(out, std::to_string(record.process), 7, true);
+        out += ' ';
+        append_padded(out, printable_name(record.name.empty() ? "?" : record.name), 12, false);
+        out += "  ";
+    }
+    if (style.colour)
+        out += plain;
+}
+
+// The news of a loss is one line, and may name a file.
+void append_loss(std::string& out, const RecordView& record, bool colour)
+{
+    out += colour ? loss_colour : "";
+    ((out += "-- ") += printable_name(record.text)) += " --";
+    out += colour ? plain : "";
+    out += '\n';
+}
+
+// A text of several lines, or with highlights. Where its first line's prefix begins in `out` is
+// prefix_at, and the prefix is there.
+void append_marked(std::string& out, size_t prefix_at, std::string_view text,
+                   const std::vector<Highlight>& places)
+{
+    const std::string prefix = out.substr(prefix_at);
+    size_t at = 0;
+    // Copies up to end; a colour ends with its line and begins again in the next.
+    const auto copy = [&](size_t end, const char* colour)
+    {
+        out += colour;
+        while (at < end)
+        {
+            const size_t line_end = std::min(text.find('\n', at), end);
+            out.append(text, at, line_end - at);
+            at = line_end;
+            if (at == end)
+                break;
+            ++at; // the line end
+            ((((out += *colour ? plain : "") += '\n') += prefix) += colour);
+        }
+        out += *colour ? plain : "";
+    };
+    for (const Highlight& place : places)
+    {
+        copy(place.span.start, "");
+        copy(place.span.end, highlight_colours[place.colour % std::size(highlight_colours)]);
+    }
+    copy(text.size(), "");
 }
 
 } // namespace
@@ -75,44 +124,26 @@ std::string time_text(const RecordView& record, TimeMode mode, const TimeBase& b
     return {};
 }
 
-std::string as_lines(const RecordView& record, const LineStyle& style, const TimeBase& base)
+void append_lines(std::string& out, const RecordView& record, const LineStyle& style,
+                  const TimeBase& base)
 {
-    // The report of a loss is one line, and may name a file.
-    const std::string text =
-        record.is_loss() ? printable_name(record.text) : printable(record.text);
     if (record.is_loss())
-        return style.colour ? loss_colour + ("-- " + text + " --") + plain + "\n"
-                            : "-- " + text + " --\n";
-
-    const std::string prefix = prefix_of(record, style, base);
-    const std::vector<Highlight> places =
-        style.colour ? style.highlights.in(text) : std::vector<Highlight>();
-    std::string out = prefix;
-    size_t at = 0;
-    // Copies up to end; a colour ends at the end of its line and begins again on the next.
-    const auto copy = [&](size_t end, const char* colour)
     {
-        out += colour;
-        while (at < end)
-        {
-            const size_t line_end = std::min(text.find('\n', at), end);
-            out.append(text, at, line_end - at);
-            at = line_end;
-            if (at == end)
-                break;
-            ++at; // the line end
-            ((((out += *colour ? plain : "") += '\n') += prefix) += colour);
-        }
-        out += *colour ? plain : "";
-    };
-    for (const Highlight& place : places)
-    {
-        copy(place.span.start, "");
-        copy(place.span.end, highlight_colours[place.colour % std::size(highlight_colours)]);
+        append_loss(out, record, style.colour);
+        return;
     }
-    copy(text.size(), "");
+    const size_t prefix_at = out.size();
+    append_prefix(out, record, style, base);
+    const bool is_marked = style.colour && !style.highlights.empty();
+    if (is_marked || record.text.find('\n') != std::string_view::npos)
+    {
+        const std::string text = printable(record.text);
+        append_marked(out, prefix_at, text,
+                      is_marked ? style.highlights.in(text) : std::vector<Highlight>());
+    }
+    else
+        append_printable(out, record.text); // nearly every record is a line
     out += '\n';
-    return out;
 }
 
 } // namespace trace

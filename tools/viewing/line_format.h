@@ -38,8 +38,9 @@ struct LineStyle
     Highlights highlights{}; // only shown in colour
 };
 
-// The lines of the text, each after the time and the writer's id and name, if these are wanted and
-// known. A loss is one line between dashes.
-std::string as_lines(const RecordView& record, const LineStyle& style, const TimeBase& base);
+// Appends the lines of the text, each after the time and the writer's id and name, if these are
+// wanted and known. A loss is one line between dashes.
+void append_lines(std::string& out, const RecordView& record, const LineStyle& style,
+                  const TimeBase& base);
 
 } // namespace trace

@@ -32,6 +32,11 @@ constexpr auto channel_interval = 200ms;
 // A look at all processes.
 constexpr auto owner_interval = 2s;
 
+// How often the thread checks, while texts come, how many texts writers gave up. A check at each
+// text would cost more than copying the text: the count is in a cache line that writers write at
+// each text. A writer gives up after half a second, so the place of a loss is nearly exact.
+constexpr Time losses_interval = millisecond;
+
 // Records between two checks whether the thread should end.
 constexpr int most_at_once = 10'000;
 
@@ -226,11 +231,17 @@ void Listener::begin_to_hold()
 
 bool Listener::take(DWORD milliseconds)
 {
-    Record record;
+    RecordView record;
     if (!m_channel.take_text(record, milliseconds))
         return false;
-    record.name = m_names.name_of(record.process);
-    count_channel_losses(); // were lost before this text, or at the same time
+    const std::shared_ptr<const std::string> name = m_names.name_of(record.process);
+    record.name = name ? std::string_view(*name) : "";
+    // The clock may be set back.
+    if (record.time - m_losses_counted >= losses_interval || record.time < m_losses_counted)
+    {
+        count_channel_losses(); // were lost before this text, or at the same time
+        m_losses_counted = record.time;
+    }
     m_share.put(record);
     ++m_taken;
     m_queue.put(record);

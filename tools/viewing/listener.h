@@ -74,6 +74,7 @@ private:
     RingShare m_share;
     ProcessNames m_names;
     uint32_t m_channel_losses = 0; // already counted, or from before this viewer had the channel
+    Time m_losses_counted = 0;     // the time of the last check while texts came
     std::optional<ChannelOwner> m_owner;
     std::optional<std::chrono::steady_clock::time_point> m_owner_asked;
 

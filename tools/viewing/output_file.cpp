@@ -59,7 +59,7 @@ uint64_t save_shown(const std::string& path, const Store& store, const View& vie
     for (size_t row = 0; row < view.rows(); ++row)
     {
         const RecordView record = view.record(row);
-        block += as_lines(record, uncoloured, base);
+        append_lines(block, record, uncoloured, base);
         base.previous = record.time;
         if (block.size() >= block_size || row + 1 == view.rows())
         {

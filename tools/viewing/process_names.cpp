@@ -17,16 +17,19 @@ constexpr size_t most_known = 2048;
 
 } // namespace
 
+ProcessNames::Known& ProcessNames::known_of(DWORD process)
+{
+    if (const auto found = m_known.find(process); found != m_known.end())
+        return found->second;
+    if (m_known.size() >= most_known)
+        m_older = std::exchange(m_known, {});
+    const auto older = m_older.find(process);
+    return m_known[process] = older == m_older.end() ? Known() : std::move(older->second);
+}
+
 std::shared_ptr<const std::string> ProcessNames::name_of(DWORD process, Clock::time_point now)
 {
-    if (!m_known.contains(process))
-    {
-        if (m_known.size() >= most_known)
-            m_older = std::exchange(m_known, {});
-        const auto older = m_older.find(process);
-        m_known[process] = older == m_older.end() ? Known() : std::move(older->second);
-    }
-    Known& known = m_known[process];
+    Known& known = known_of(process);
     if (known.asked && now - *known.asked < trusted)
         return known.name;
     known.asked = now;

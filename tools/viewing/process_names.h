@@ -45,6 +45,8 @@ private:
         std::optional<Clock::time_point> asked{};
     };
 
+    Known& known_of(DWORD process);
+
     Ask m_ask;
     std::unordered_map<DWORD, Known> m_known;
     std::unordered_map<DWORD, Known> m_older; // the names known before m_known became full

@@ -110,8 +110,11 @@ Fields::Fields(std::string_view text)
 
 size_t count_fields(std::string_view text)
 {
-    const auto tabs = static_cast<size_t>(std::count(text.begin(), text.end(), '\t'));
-    return std::min(tabs + 1, Fields::most);
+    size_t fields = 1; // most texts have few tabs: find is faster than a look at each byte
+    for (size_t tab = text.find('\t'); tab != text.npos && fields < Fields::most;
+         tab = text.find('\t', tab + 1))
+        ++fields;
+    return fields;
 }
 
 std::string cell_text(Column column, uint64_t number, const RecordView& record,

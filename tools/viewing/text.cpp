@@ -31,22 +31,45 @@ WideText widen(UINT code_page, std::string_view text)
 
 constexpr uint32_t replacement = 0xFFFD; // for invalid characters
 
-// The text with some characters replaced: deceptive ones, invalid ones, and those of ASCII for
-// which wanted(byte) is true. write(out, c, is_character, rest) does the replacing; rest is the
-// text after the character. The other characters, nearly all, are copied in long parts.
-template <class Wanted, class Write>
-std::string rewritten(std::string_view utf8, Wanted&& wanted, Write&& write)
+// Whether each byte is a printable character of ASCII: from the blank to the tilde.
+bool is_shown_ascii(uint64_t bytes)
 {
-    std::string out;
-    size_t kept = 0; // where the text that is not copied yet begins
-    for (size_t at = 0; at < utf8.size();)
+    constexpr uint64_t each = 0x0101010101010101;
+    constexpr uint64_t top_bits = 0x80 * each;
+    const uint64_t below_blank = (bytes - 0x20 * each) & ~bytes;
+    const uint64_t above_tilde = (bytes + each) | bytes;
+    return ((below_blank | above_tilde) & top_bits) == 0;
+}
+
+constexpr bool is_shown_ascii(char byte)
+{
+    return byte >= 0x20 && byte < 0x7F;
+}
+
+// The position of the first byte, from `at` on, that is no printable ASCII character.
+size_t end_of_shown_ascii(std::string_view text, size_t at)
+{
+    for (uint64_t bytes; at + sizeof bytes <= text.size(); at += sizeof bytes)
     {
-        const char byte = utf8[at];
-        if (byte >= 0x20 && byte < 0x7F && !wanted(byte))
-        {
-            ++at;
-            continue;
-        }
+        std::memcpy(&bytes, text.data() + at, sizeof bytes);
+        if (!is_shown_ascii(bytes))
+            break;
+    }
+    while (at < text.size() && is_shown_ascii(text[at]))
+        ++at;
+    return at;
+}
+
+// Appends the text with some characters replaced: deceptive ones, invalid ones, and those of ASCII
+// at which end_of_plain(text, at) stops. write(out, c, is_character, rest) does the replacing; rest
+// is the text after the character. The other characters, nearly all, are copied in long parts.
+template <class EndOfPlain, class Write>
+void append_rewritten(std::string& out, std::string_view utf8, EndOfPlain&& end_of_plain,
+                      Write&& write)
+{
+    size_t kept = 0; // where the text that is not copied yet begins
+    for (size_t at = end_of_plain(utf8, 0); at < utf8.size(); at = end_of_plain(utf8, at))
+    {
         uint32_t c;
         size_t bytes;
         const bool is_character = platform::next_character(utf8.substr(at), c, bytes);
@@ -59,10 +82,25 @@ std::string rewritten(std::string_view utf8, Wanted&& wanted, Write&& write)
         }
         at = next;
     }
-    return out += utf8.substr(kept);
+    out += utf8.substr(kept);
 }
 
-constexpr auto nothing_more = [](char) { return false; };
+// The same, over tabs and line ends.
+size_t end_of_plain_text(std::string_view text, size_t at)
+{
+    at = end_of_shown_ascii(text, at);
+    while (at < text.size() && (text[at] == '\t' || text[at] == '\n'))
+        at = end_of_shown_ascii(text, at + 1);
+    return at;
+}
+
+// What json_text writes otherwise among shown ASCII.
+size_t end_of_plain_json(std::string_view text, size_t at)
+{
+    while (at < text.size() && is_shown_ascii(text[at]) && text[at] != '"' && text[at] != '\\')
+        ++at;
+    return at;
+}
 
 void append_json_escape(std::string& out, uint32_t c)
 {
@@ -166,38 +204,44 @@ void append_visible(std::string& out, uint32_t c)
     out += shown;
 }
 
+void append_printable(std::string& out, std::string_view utf8)
+{
+    append_rewritten(out, utf8, end_of_plain_text,
+                     [](std::string& to, uint32_t c, bool, std::string_view rest)
+                     {
+                         if (c != '\r' || !rest.starts_with('\n'))
+                             append_visible(to, c);
+                     });
+}
+
 std::string printable(std::string_view utf8)
 {
-    return rewritten(utf8, nothing_more,
-                     [](std::string& out, uint32_t c, bool, std::string_view rest)
-                     {
-                         if (c == '\t' || c == '\n')
-                             out += static_cast<char>(c);
-                         else if (c != '\r' || !rest.starts_with('\n'))
-                             append_visible(out, c);
-                     });
+    std::string out;
+    append_printable(out, utf8);
+    return out;
 }
 
 std::string printable_name(std::string_view utf8)
 {
-    return rewritten(utf8, nothing_more,
-                     [](std::string& out, uint32_t c, bool, std::string_view)
-                     { append_visible(out, c); });
+    std::string out;
+    append_rewritten(out, utf8, end_of_shown_ascii,
+                     [](std::string& to, uint32_t c, bool, std::string_view)
+                     { append_visible(to, c); });
+    return out;
 }
 
 std::string json_text(std::string_view utf8)
 {
-    return '"' +
-           rewritten(
-               utf8, [](char c) { return c == '"' || c == '\\'; },
-               [](std::string& out, uint32_t c, bool is_character, std::string_view)
-               {
-                   if (c == '"' || c == '\\')
-                       (out += '\\') += static_cast<char>(c);
-                   else
-                       append_json_escape(out, is_character ? c : replacement);
-               }) +
-           '"';
+    std::string out = "\"";
+    append_rewritten(out, utf8, end_of_plain_json,
+                     [](std::string& to, uint32_t c, bool is_character, std::string_view)
+                     {
+                         if (c == '"' || c == '\\')
+                             (to += '\\') += static_cast<char>(c);
+                         else
+                             append_json_escape(to, is_character ? c : replacement);
+                     });
+    return out += '"';
 }
 
 std::string native_path(const wchar_t* path)

@@ -41,6 +41,7 @@ void append_visible(std::string& out, uint32_t c);
 // For the text of a record: tabs and line ends keep their meaning, and CR LF becomes
 // .
 std::string printable(std::string_view utf8);
+void append_printable(std::string& out, std::string_view utf8);
 
 // For texts without lines: the name of a process or a file, an argument, a message. Here a tab or a
 // line end is deceptive, too.

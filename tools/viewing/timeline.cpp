@@ -36,15 +36,17 @@ bool Timeline::advance(size_t most)
 {
     if (m_generation != m_view.generation())
         start_over();
+    const Time latest = current_time() + most_ahead;
     const uint64_t from = std::max(m_view.examined_from(), m_oldest);
-    const bool more = m_walk.advance(from, std::max(from, m_view.examined_to()), most,
-                                     [&](uint64_t number)
-                                     {
-                                         if (number < m_oldest || !m_view.shows(number))
-                                             return;
-                                         if (!count(m_view.store()[number]) && number < m_begin)
-                                             m_oldest = number + 1;
-                                     });
+    const bool more =
+        m_walk.advance(from, std::max(from, m_view.examined_to()), most,
+                       [&](uint64_t number)
+                       {
+                           if (number < m_oldest || !m_view.shows(number))
+                               return;
+                           if (!count(m_view.store()[number], latest) && number < m_begin)
+                               m_oldest = number + 1;
+                       });
     return more && m_walk.high() > m_oldest;
 }
 
@@ -72,10 +74,10 @@ void Timeline::start_over()
 }
 
 // False if the record is too old.
-bool Timeline::count(const RecordView& record)
+bool Timeline::count(const RecordView& record, Time latest)
 {
     // Ignores records with a wrong clock: one such record would leave no room for others.
-    if (record.time < 0 || record.time > current_time() + most_ahead)
+    if (record.time < 0 || record.time > latest)
         return true;
     Second* const counted = second_of(record.time);
     if (!counted)

@@ -47,7 +47,7 @@ public:
 
 private:
     void start_over();
-    bool count(const RecordView& record);
+    bool count(const RecordView& record, Time latest);
     Second* second_of(Time time);
 
     const View& m_view;

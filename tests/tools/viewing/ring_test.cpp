@@ -201,7 +201,7 @@ TEST_F(Ring, MadeAnewIsFollowedFromItsStartAfterAMomentAndTheGapIsTold)
     const Time since = current_time() - second;
     RingShare share;
     ASSERT_TRUE(share.start(RingFollower(), since, [](TakeOverStep) {}));
-    share.put({.time = current_time(), .text = "one"});
+    share.put(Record{.time = current_time(), .text = "one"});
     Record record, gap;
     while (!follower.next(record))
         Sleep(1);

@@ -195,9 +195,15 @@ TEST(HighlightedText, AColourEndsWithItsLine)
 {
     Record two{.time = 1, .text = "one two\nthree"};
     const LineStyle style{.colour = true, .highlights = Highlights({Pattern("two\\nth")})};
-    EXPECT_EQ(as_lines(two, style, {}), "one \x1b[30;103mtwo\x1b[0m\n\x1b[30;103mth\x1b[0mree\n");
+    const auto lines = [&](const LineStyle& wanted)
+    {
+        std::string out;
+        append_lines(out, two, wanted, {});
+        return out;
+    };
+    EXPECT_EQ(lines(style), "one \x1b[30;103mtwo\x1b[0m\n\x1b[30;103mth\x1b[0mree\n");
     two.text = "\x1b[2J two"; // shown, but not obeyed
-    EXPECT_EQ(as_lines(two, {}, {}), "\\x1b[2J two\n");
+    EXPECT_EQ(lines({}), "\\x1b[2J two\n");
 }
 
 } // namespace

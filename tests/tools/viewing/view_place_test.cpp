@@ -2,15 +2,13 @@
 // timeline, and the memory that is used.
 #include "support/test.h"
 
-#include <fstream>
 #include <random>
-
-#include <unistd.h>
 
 #include "pages.h"
 #include "row_set.h"
 #include "search.h"
 #include "store.h"
+#include "support/resident.h"
 #include "timeline.h"
 #include "view.h"
 
@@ -18,6 +16,8 @@ namespace
 {
 
 using namespace trace;
+using test::resident;
+using test::sanitizers_share;
 
 Record numbered(uint64_t number)
 {
@@ -38,20 +38,6 @@ void finish(View& view)
     while (view.advance(1000))
     {
     }
-}
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr size_t sanitizers_share = size_t{1} << 30; // the sanitizers' own resident memory
-#else
-constexpr size_t sanitizers_share = 0;
-#endif
-
-size_t resident()
-{
-    std::ifstream file("/proc/self/statm");
-    size_t pages = 0;
-    file >> pages >> pages;
-    return pages * static_cast<size_t>(sysconf(_SC_PAGESIZE));
 }
 
 // Compared with a list that does the same slowly.

@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QTest>
@@ -13,6 +14,8 @@
 #include "hit_marks.h"
 #include "pattern_field.h"
 #include "record_table.h"
+#include "session.h"
+#include "support/resident.h"
 #include "view_area.h"
 #include "window_on_a_display.h"
 
@@ -172,6 +175,87 @@ TEST_F(ViewerLeftOpen, LongManyAndStrangeTextsAreShownAndCopiedWhole)
         << table.selectedText().right(30).toStdString();
     EXPECT_LT(window->model()->index(0, 0).data(Qt::ToolTipRole).toString().size(), 10'000);
     EXPECT_FALSE(window->grab().isNull());
+}
+
+// Millions of records with PLINTH_SOAK_SECONDS, else enough for old ones to go.
+TEST_F(ViewerLeftOpen, TakesNoMoreMemoryThanIsToBeKeptAndGivesItBackWhenItIsCleared)
+{
+    constexpr size_t keep = 32 << 20;
+    const int records = std::getenv("PLINTH_SOAK_SECONDS") ? 5'000'000 : 250'000;
+    options.keep = keep;
+    TraceWindow window(options);
+    window.open();
+    window.show();
+    window.addView(QStringLiteral("Beside it"), {}, 1);
+    window.table()->search(QStringLiteral("7"));
+    const std::string text(100, 'x');
+    size_t before = 0;
+    size_t most = 0;
+    for (int i = 0; i < records; ++i)
+    {
+        OutputDebugStringA((std::to_string(i) + text).c_str());
+        constexpr int at_once = 2'000;
+        if (i % at_once != 0)
+            continue;
+        EXPECT_TRUE(i > 0 || shows(window, 1));
+        window.step();
+        QApplication::processEvents();
+        if (i == 0)
+            before = test::resident();
+        most = std::max(most, test::resident() - before);
+    }
+    const QString all = QStringLiteral("all %1 ").arg(records);
+    EXPECT_TRUE(eventually([&] { return window.counts().contains(all); }));
+    std::printf("soak: window: %zu KiB resident for %zu KiB kept\n", most >> 10, keep >> 10);
+    EXPECT_GT(most, keep / 2);
+    EXPECT_LT(most, keep / 10 * 11 + test::sanitizers_share);
+    window.clear();
+    QApplication::processEvents();
+    EXPECT_LT(test::resident(), before + (16 << 20) + test::sanitizers_share);
+}
+
+TEST(FilterOverAMillionRows, ShowsTheFirstPageAtOnceAndTheRestStepByStep)
+{
+    constexpr int records = 1'000'000;
+    trace_window::Session session{{}};
+    for (int i = 0; i < records; ++i)
+        session.store.append(trace::Record{.time = i, .text = std::to_string(i)});
+    RecordModel model(session, {});
+    while (!model.update(std::chrono::milliseconds(10)))
+    {
+    }
+    ASSERT_EQ(model.rowCount(), records);
+    const uint64_t anchor = 500'000;
+    model.setFilter({.include = {trace::Pattern("7$")}}, anchor);
+    const int first = model.rowCount();
+    EXPECT_GT(first, 50);
+    EXPECT_LT(first, records / 10) << "not all of it before it is shown";
+    EXPECT_EQ(model.number(static_cast<int>(*model.view().nearest_row(anchor))), anchor - 3);
+    EXPECT_FALSE(model.update(std::chrono::milliseconds(0)));
+    while (!model.update(std::chrono::milliseconds(4)))
+    {
+    }
+    EXPECT_EQ(model.rowCount(), records / 10);
+}
+
+// The application's palette is the desktop's, unless light or dark was chosen.
+TEST_F(ViewerLeftOpen, TurnsDarkAndLightWithTheDesktop)
+{
+    const auto window = reading("one\ntwo\n", 2);
+    type(window->highlightField(), "one");
+    const auto is_dark = [](const QColor& colour) { return colour.lightness() < 128; };
+    for (const bool dark : {true, false, true})
+    {
+        QApplication::setPalette(QPalette(dark ? QColor(40, 40, 40) : QColor(230, 230, 230)));
+        const auto has_turned = [&]
+        {
+            const QVariant ground = window->model()->index(0, 0).data(Qt::BackgroundRole);
+            const QImage picture = window->table()->view()->viewport()->grab().toImage();
+            const QColor empty = picture.pixelColor(picture.width() / 2, picture.height() - 1);
+            return is_dark(ground.value<QBrush>().color()) == dark && is_dark(empty) == dark;
+        };
+        EXPECT_TRUE(eventually(has_turned)) << dark;
+    }
 }
 
 } // namespace

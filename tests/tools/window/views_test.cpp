@@ -5,6 +5,7 @@
 
 #include <QLineEdit>
 #include <QMenu>
+#include <QStatusBar>
 #include <QTabWidget>
 
 #include "pattern_field.h"
@@ -137,6 +138,27 @@ TEST_F(Views, OfADamagedFileAreToldAndOfALaterVersionNotOverwritten)
     EXPECT_TRUE(window.saveViews(QString::fromStdString(test::root() + "/other.views")));
     EXPECT_TRUE(window.loadViews(QString::fromStdString(test::root() + "/other.views")));
     EXPECT_FALSE(window.saveViews(QStringLiteral("/proc/none.views")));
+}
+
+TEST_F(Views, WithAFontThatIsMissingHaveTheDesktopsAndKeepItsName)
+{
+    {
+        TraceWindow window(options, settings);
+        window.keepSettings();
+    }
+    std::string kept = test::read_file(settings);
+    const std::string entry = "window.font = ";
+    const size_t font = kept.find(entry);
+    ASSERT_NE(font, std::string::npos) << kept;
+    kept.insert(font + entry.size(), "No Such Font,17,-1,5,400,0,0,0,0,0");
+    test::write_file(settings, kept);
+    TraceWindow window(options, settings);
+    EXPECT_EQ(window.table()->view()->font().family(), QApplication::font().family());
+    EXPECT_NE(window.table()->view()->font().pointSize(), 17);
+    EXPECT_TRUE(test::has(window.statusBar()->currentMessage(), "No Such Font"));
+    window.addView(QStringLiteral("Mine"), {});
+    window.keepSettings();
+    EXPECT_NE(test::read_file(settings).find(entry + "No Such Font,17"), std::string::npos);
 }
 
 TEST_F(Views, ThatAreLinkedShowTheNeighboursOfWhatIsChosenInOneOfThem)

@@ -41,7 +41,7 @@ void Feed::prepare_output(const RecordView& record)
     if (!m_output_filter.passes(record))
         return;
     const TimeBase base{.start = m_store.start(), .previous = m_last_written};
-    m_unwritten += as_lines(record, m_output_style, base);
+    append_lines(m_unwritten, record, m_output_style, base);
     m_last_written = record.time;
 }
 

@@ -42,14 +42,12 @@ bool RingShare::start(const RingFollower& follower, Time since, const TakeOverWa
     return true;
 }
 
-void RingShare::put(const Record& record)
+void RingShare::put(const RecordView& record)
 {
     if (!m_writer)
         return;
-    m_writer->put_text({.time = record.time,
-                        .process = record.process,
-                        .name = record.name ? std::string_view(*record.name) : "",
-                        .text = record.text});
+    m_writer->put_text(
+        {.time = record.time, .process = record.process, .name = record.name, .text = record.text});
     beat(record.time);
 }
 

@@ -22,7 +22,7 @@ public:
     // there is no memory; then nothing is passed on.
     bool start(const RingFollower& follower, Time since, const TakeOverWatcher& watcher);
 
-    void put(const Record& record);
+    void put(const RecordView& record);
     void put_unheard(uint64_t count);
     // Signals to readers that this process runs, if a sign is due.
     void beat(Time now);
