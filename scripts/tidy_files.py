@@ -9,10 +9,10 @@ the exit status is 1 if there are any.
 A file that passed is examined again only after a change of something that clang-tidy reads: the
 preprocessed text (with the system's headers and the effects of command-line macros), the source
 text of each file of the checkout in it (comments, which may contain NOLINT, and macros), the
-command's other options, the checkout's .clang-tidy files above it, and the version of clang-tidy.
-The path of the checkout is not part of the key, so clones share their results. Only passes are
-remembered, as empty files in $PLINTH_TIDY_CACHE, at first a folder in ccache's cache. CI_FULL=1
-examines all files.
+command's other options, the checkout's .clang-tidy files above it and above its headers (the rule
+of a name is that of the folder that declares it), and the version of clang-tidy. The path of the
+checkout is not part of the key, so clones share their results. Only passes are remembered, as empty
+files in $PLINTH_TIDY_CACHE, at first a folder in ccache's cache. CI_FULL=1 examines all files.
 """
 import concurrent.futures
 import hashlib
@@ -98,12 +98,14 @@ class Command:
         digest = hashlib.sha256(base)
         digest.update("\0".join([self.name, *self.options]).encode().replace(root, b"."))
         digest.update(done.stdout.replace(root, b"."))
+        folders = set(self.file.parents)
         for header in sorted(set(LINE_MARKER.findall(done.stdout))):
             path = Path(self.directory, os.fsdecode(header)).resolve()
             if path.is_relative_to(ROOT) and path.is_file():
                 digest.update(f"\0{path.relative_to(ROOT)}\0".encode())
                 digest.update(path.read_bytes())
-        for folder in self.file.parents:
+                folders.update(path.parents)
+        for folder in sorted(folders):
             if folder.is_relative_to(ROOT) and (folder / ".clang-tidy").is_file():
                 digest.update((folder / ".clang-tidy").read_bytes())
         return digest.hexdigest()
