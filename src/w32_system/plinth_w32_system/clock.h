@@ -121,7 +121,8 @@ extern "C"
 
     // Waits until the timer has ended, however long that takes; doesn't stop it. Any number of
     // threads may wait. After it the callback doesn't run any more; a timer's own thread is gone,
-    // or on its last steps if the timer had ended before the call.
+    // or on its last steps if the timer had ended before the call, or if the thread takes more than
+    // a second to end, as while a module is being unloaded.
     //
     // QV_OK, also at once for a timer that has ended before. QV_ERR_NULLPTR: an id that was never
     // given out, or of a message timer that has ended. QV_ERR_BADARG: a message timer, or the
@@ -131,7 +132,8 @@ extern "C"
 
     // The record of a timer, for QV_GetTimerInfo; null if no such timer lives. With 0, the record
     // of the timer whose callback the calling thread runs. It is freed as the timer ends: use it
-    // within the timer's callback, or while nothing can end the timer.
+    // within the timer's callback, or while nothing can end the timer. Waits for a timer's own
+    // thread to begin, which it can't while a module is being loaded or unloaded.
     QV_API const struct QvTimerRecord* QV_GetTimerRecord(unsigned int id);
 
     // Reads the settings of a timer. QV_OK, or QV_ERR_NULLPTR: a pointer is null (nothing is

@@ -15,11 +15,11 @@ bool QvFireTimer(QvTimer& timer);
 // Takes the timer out of the table, frees it and lets go those who wait for it.
 void QvRemoveTimer(QvTimer* timer);
 
-// Waits for the last steps of a timer thread that has ended, if there is one: its code may go
-// afterwards. Not for an entry that the system's loader calls with its lock held.
-void QvJoinEndedTimerThread();
+// When the library is unloaded: waits until the threads of timers that have ended are gone, or ends
+// them, as QvEndThread does. Their code may go afterwards.
+void QvEndTimerThreads();
 
-// The same for the last call of a multimedia timer: it returns through the library's code after it
+// Waits for the last call of a multimedia timer: it returns through the library's code after it
 // has let go those who wait for the timer's end. Does nothing while multimedia timers live, as when
 // a process ends: their calls may take as long as they like, and one of them may be the caller.
 void QvAwaitLastMultimediaCall();

@@ -67,6 +67,7 @@ struct Launch
     StatePointer state;
     ThreadStart start;
     void* argument;
+    int rounds = 0; // of the destruction of the thread's objects
 };
 
 // In the static block of thread data, so that the signal handler may read them.
@@ -137,32 +138,64 @@ private:
     const StatePointer m_state;
 };
 
-// Signals the handle when the thread leaves, also by pthread_exit. As on the system it needs the
-// loader's lock for that, unless it terminates itself.
-struct Ending
+// Signals the handle after the thread's other objects are gone, those of C++ and of the POSIX
+// library. These are destroyed in rounds, and this comes in the last one. (A thread_local object
+// won't do: making one takes the C library's own loader lock.)
+class LastStep
 {
-    ThreadState& state;
-    ~Ending()
+public:
+    LastStep() : m_usable(pthread_key_create(&m_key, run) == 0) {}
+    // Then it owns what was launched.
+    bool begin(Launch* launch) { return m_usable && pthread_setspecific(m_key, launch) == 0; }
+    static void end(Launch* launch)
     {
-        if (!state.terminates_itself)
-            await_loader_lock();
         t_state = nullptr; // from here on a termination comes too late
-        state.end(state.result);
+        launch->state->end(launch->state->result);
+        delete launch;
+    }
+
+private:
+    static void run(void* launched);
+
+    pthread_key_t m_key;
+    bool m_usable;
+};
+LastStep g_last_step;
+
+void LastStep::run(void* launched)
+{
+    auto* const launch = static_cast<Launch*>(launched);
+    if (++launch->rounds == PTHREAD_DESTRUCTOR_ITERATIONS || !g_last_step.begin(launch))
+        end(launch);
+}
+
+// The thread leaves its start routine, also by pthread_exit. As on the system it needs the loader's
+// lock for its end, unless it terminates itself.
+struct Leaving
+{
+    Launch* launch;
+    const bool goes_on = g_last_step.begin(launch);
+    ~Leaving()
+    {
+        if (!launch->state->terminates_itself)
+            await_loader_lock();
+        if (!goes_on)
+            LastStep::end(launch);
     }
 };
 
 void* run_thread(void* argument)
 {
-    const std::unique_ptr<Launch> launch(static_cast<Launch*>(argument));
-    const StatePointer state = launch->state;
+    auto* const launch = static_cast<Launch*>(argument);
+    ThreadState& state = *launch->state;
     // A creator that had all signals blocked has passed that on.
     allow_termination_signal();
-    t_state = state.get();
-    const Ending ending{*state};
-    state->id = GetCurrentThreadId();
-    futex_wake(&state->id, INT32_MAX, false);
+    t_state = &state;
+    const Leaving leaving{launch};
+    state.id = GetCurrentThreadId();
+    futex_wake(&state.id, INT32_MAX, false);
     await_loader_lock(); // on the system the modules are told of the thread, under that lock
-    state->result = launch->start(launch->argument);
+    state.result = launch->start(launch->argument);
     return nullptr;
 }
 
