@@ -23,12 +23,13 @@ wchar_t* NextSeparator(wchar_t* from)
     return nullptr;
 }
 
-// Where the walk over the parents starts: the server and the share of a UNC path are no
-// directories and are never made.
+// Where the walk over the parents starts: the root, and the server and the share of a UNC path, are
+// never made.
 wchar_t* FirstParentEnd(wchar_t* path)
 {
-    if (!(QvIsSeparator(path[0]) && QvIsSeparator(path[1])))
-        return NextSeparator(path);
+    const bool rooted = QvIsSeparator(path[0]);
+    if (!(rooted && QvIsSeparator(path[1])))
+        return NextSeparator(rooted ? path + 1 : path);
     wchar_t* const serverEnd = NextSeparator(path + 2);
     if (!serverEnd)
         return nullptr;

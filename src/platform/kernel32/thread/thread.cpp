@@ -233,6 +233,12 @@ DWORD launch_thread(ThreadStart start, void* argument, size_t stack_size, const 
     return 0;
 }
 
+bool is_priority(int priority)
+{
+    return priority == THREAD_PRIORITY_TIME_CRITICAL || priority == THREAD_PRIORITY_IDLE ||
+           (priority >= THREAD_PRIORITY_LOWEST && priority <= THREAD_PRIORITY_HIGHEST);
+}
+
 int nice_of(int priority)
 {
     const struct
@@ -433,6 +439,8 @@ extern "C" BOOL SetThreadPriority(HANDLE thread, int priority)
     int error = 0;
     if (api_fault("SetThreadPriority", error))
         return fail_with(static_cast<DWORD>(error));
+    if (!is_priority(priority))
+        return fail_with(ERROR_INVALID_PARAMETER);
     if (thread == current_thread_handle)
     {
         apply_priority(static_cast<pid_t>(GetCurrentThreadId()), priority);
