@@ -66,6 +66,8 @@ bool LibraryMain(HMODULE module, DWORD reason, const double* wait)
     }
     else if (reason == DLL_PROCESS_DETACH)
     {
+        if (wait)
+            QvEndTimerThreads();
         CQvLogFile::Uninitialize();
         QvTimeBaseEnd();
     }
@@ -108,7 +110,6 @@ namespace
     constexpr double unload = -1;
     LibraryMain(nullptr, DLL_PROCESS_DETACH, &unload);
     QvRunTearDowns();
-    QvJoinEndedTimerThread();
     QvAwaitLastMultimediaCall();
     pthread_await_ending_np(); // workers of pools
 }

@@ -107,6 +107,22 @@ typedef struct OSVERSIONINFOW
     WCHAR szCSDVersion[128];
 } OSVERSIONINFOW, *LPOSVERSIONINFOW;
 
+#define VER_NT_WORKSTATION 1
+typedef struct OSVERSIONINFOEXW
+{
+    DWORD dwOSVersionInfoSize; // 284
+    DWORD dwMajorVersion;
+    DWORD dwMinorVersion;
+    DWORD dwBuildNumber;
+    DWORD dwPlatformId;
+    WCHAR szCSDVersion[128];
+    WORD wServicePackMajor;
+    WORD wServicePackMinor;
+    WORD wSuiteMask;
+    BYTE wProductType;
+    BYTE wReserved;
+} OSVERSIONINFOEXW, *LPOSVERSIONINFOEXW;
+
 typedef struct RTL_CRITICAL_SECTION
 {
     void* DebugInfo;
@@ -314,6 +330,7 @@ typedef struct MEMORY_BASIC_INFORMATION
 
 #ifdef __cplusplus
 static_assert(sizeof(LARGE_INTEGER) == 8 && sizeof(OSVERSIONINFOW) == 276);
+static_assert(sizeof(OSVERSIONINFOEXW) == 284);
 static_assert(sizeof(CONTEXT) == 1232 && offsetof(CONTEXT, Rip) == 248);
 static_assert(sizeof(MEMORY_BASIC_INFORMATION) == 48);
 static_assert(sizeof(CRITICAL_SECTION) == 40 && sizeof(SECURITY_DESCRIPTOR) == 40);

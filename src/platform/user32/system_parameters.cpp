@@ -161,7 +161,7 @@ extern "C" BOOL SystemParametersInfoW(UINT action, UINT parameter, PVOID value, 
             *static_cast<BOOL*>(value) = is_on(settings[i]);
             return TRUE;
         }
-        return fail_with(ERROR_INVALID_PARAMETER);
+        return fail_with(ERROR_INVALID_SPI_VALUE);
     }
     catch (const std::exception& exception)
     {

@@ -73,18 +73,17 @@ int connect_socket(SocketObject& object, const sockaddr_in& to)
     return error == 0 ? 0 : fail_call(object, error);
 }
 
-// Linux would choose a port; the interface requires a bound one.
+} // namespace
+
+namespace platform
+{
+
 bool is_bound(int fd)
 {
     sockaddr_in own = {};
     socklen_t length = sizeof own;
     return sys::getsockname(fd, generic(own), &length) == 0 && own.sin_port != 0;
 }
-
-} // namespace
-
-namespace platform
-{
 
 SocketObject::~SocketObject()
 {

@@ -48,8 +48,12 @@ public:
     std::atomic<unsigned> waiting{0}; // calls that closing must wake
 };
 
-// Holds a socket for one call. False, with the last error set, if it doesn't exist (WSAENOTSOCK) or
-// sockets have not been started (WSANOTINITIALISED).
+// Whether the socket has a port. This system would pick one for who listens, and let others wait
+// for datagrams that can't come; the interface wants one that was chosen.
+bool is_bound(int fd);
+
+// Holds a socket for one call. False, with the last error set, if there is none
+// (WSAENOTSOCK) or sockets have not been started (WSANOTINITIALISED).
 class SocketPin
 {
 public:

@@ -159,6 +159,8 @@ extern "C" int plinth_wsock_recvfrom(SOCKET s, char* buffer, int length, int fla
         return SOCKET_ERROR;
     if (const int error = refusal(buffer, length, flags, receive_flags, socket->reads_no_more))
         return fail_socket(error);
+    if (!socket->is_stream && !is_bound(socket->fd))
+        return fail_socket(WSAEINVAL);
     sockaddr_in native = {};
     const int got = receive_bytes(*socket, buffer, length, flags, native);
     if (got != SOCKET_ERROR || WSAGetLastError() == WSAEMSGSIZE)

@@ -27,8 +27,9 @@ wchar_t* NextSeparator(wchar_t* from)
 // no directories and are never created.
 wchar_t* FirstParentEnd(wchar_t* path)
 {
-    if (!(QvIsSeparator(path[0]) && QvIsSeparator(path[1])))
-        return NextSeparator(path);
+    const bool rooted = QvIsSeparator(path[0]);
+    if (!(rooted && QvIsSeparator(path[1])))
+        return NextSeparator(rooted ? path + 1 : path);
     wchar_t* const serverEnd = NextSeparator(path + 2);
     if (!serverEnd)
         return nullptr;

@@ -99,8 +99,17 @@ extern "C" const QvTimerRecord* QV_GetTimerRecord(unsigned int id)
 {
     if (id == 0)
         return QvCurrentTimer();
-    const QvTimerGuard guard;
-    return QvFindTimer(id);
+    QvTimer* timer;
+    std::shared_ptr<QvTimerEnd> end;
+    {
+        const QvTimerGuard guard;
+        timer = QvFindTimer(id);
+        if (!timer || timer->iKind != QV_TIMER_THREAD)
+            return timer;
+        end = timer->pEnd;
+    }
+    QvAwaitTimerFlag(end->bThreadNamed);
+    return timer;
 }
 
 extern "C" int QV_GetTimerInfo(const QvTimerRecord* timer, QvTimerInfo* info)

@@ -15,9 +15,9 @@ bool QvFireTimer(QvTimer& timer);
 // Removes the timer from the table, frees it and releases its waiters.
 void QvRemoveTimer(QvTimer* timer);
 
-// Waits for the last steps of a timer thread that has ended, if there is one: afterwards its code
-// may be unmapped. Not for an entry that the system's loader calls with its lock held.
-void QvJoinEndedTimerThread();
+// When the library is unloaded: waits until the threads of timers that have ended are gone, or ends
+// them, as QvEndThread does. Their code may go afterwards.
+void QvEndTimerThreads();
 
 // The same for the last call of a multimedia timer, which still returns through the library's code
 // after it has released the timer's waiters. Does nothing while multimedia timers exist, as at the

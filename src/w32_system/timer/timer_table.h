@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "frame.h"
+#include "own_thread.h"
 
 inline constexpr const char* timer_source_name = "src\\w32_system\\timer\\timer";
 
@@ -35,13 +36,18 @@ struct QvTimerEnd
     QvTimerEnd& operator=(const QvTimerEnd&) = delete;
     ~QvTimerEnd()
     {
-        if (hEvent)
-            CloseHandle(hEvent);
+        for (const HANDLE each : {hEvent, hThread})
+            if (each)
+                CloseHandle(each);
     }
 
-    HANDLE hEvent = nullptr;           // kind 2; set before the timer is published
-    bool bJoining = false;             // kind 1: a waiter will join the thread; gs_TimerLock
-    std::atomic<bool> bJoined = false; // kind 1: the waiter has joined it
+    HANDLE hEvent = nullptr; // kind 2; set before the timer is published
+    // Kind 1. The handle is set before the timer is published.
+    HANDLE hThread = nullptr;
+    QvThreadStage threadStage{0};
+    std::atomic<bool> bThreadNamed = false;  // the record has the thread's name
+    std::atomic<bool> bThreadLeaves = false; // the timer has ended, and its thread is about to
+    std::shared_ptr<QvTimerEnd> pNextEnded;  // gs_TimerLock
 };
 
 struct QvTimer : QvTimerRecord

@@ -8,8 +8,9 @@
 
 #include <cerrno>
 #include <cmath>
-#include <optional>
+#include <new>
 #include <type_traits>
+#include <utility>
 
 #include <windows.h>
 
@@ -20,9 +21,48 @@ namespace
 
 static_assert(std::is_same_v<decltype(QvTimerRecord::thread), pthread_t>);
 
-std::optional<pthread_t> s_lastEnded; // gs_TimerLock
+using EndPointer = std::shared_ptr<QvTimerEnd>;
 
-const QvAtFork s_atFork(QvForkStep::timer_threads, {nullptr, nullptr, [] { s_lastEnded.reset(); }});
+// Threads that have ended their timers, the newest first. Never destroyed: threads of timers may
+// still end while the process does.
+union EndedThreads
+{
+    constexpr EndedThreads() : newest() {}
+    EndedThreads(const EndedThreads&) = delete;
+    EndedThreads& operator=(const EndedThreads&) = delete;
+    ~EndedThreads() {}
+
+    EndPointer newest;
+};
+constinit EndedThreads s_ended; // gs_TimerLock
+
+// The parent may have been in the middle of a change.
+void RenewInChild()
+{
+    QvLeaveToParent(new (std::nothrow) EndPointer(std::move(s_ended.newest)));
+    ::new (static_cast<void*>(&s_ended.newest)) EndPointer;
+}
+
+const QvAtFork s_atFork(QvForkStep::timer_threads, {nullptr, nullptr, RenewInChild});
+
+// Needs gs_TimerLock.
+void ForgetThreadsThatAreGone()
+{
+    for (EndPointer* at = &s_ended.newest; *at;)
+    {
+        if (WaitForSingleObject((*at)->hThread, 0) == WAIT_OBJECT_0)
+            *at = EndPointer(std::move((*at)->pNextEnded));
+        else
+            at = &(*at)->pNextEnded;
+    }
+}
+
+// Needs gs_TimerLock. For the thread itself.
+void EnterEndedThread(const EndPointer& end)
+{
+    end->pNextEnded = std::move(s_ended.newest);
+    s_ended.newest = end;
+}
 
 // The first tick after now on the timer's grid.
 double NextTick(double next, double now, double interval)
@@ -76,30 +116,38 @@ Ending::~Ending()
         QvLeaveToParent(timer.release());
         return;
     }
-    std::optional<pthread_t> other;
+    const EndPointer end = timer->pEnd;
     {
         const QvTimerGuard guard;
         QvStopTimer(*timer);
         QvTakeOutTimer(*timer);
-        if (!timer->pEnd->bJoining && !QvIsTornDown())
-        {
-            other = s_lastEnded;
-            s_lastEnded = pthread_self();
-        }
-        else if (!timer->pEnd->bJoining)
-            pthread_detach(pthread_self()); // no other thread will join it: the process ends
+        ForgetThreadsThatAreGone();
+        EnterEndedThread(end);
     }
     timer.reset();
-    if (other)
-        pthread_join(*other, nullptr);
+    QvRaiseTimerFlag(end->bThreadLeaves);
 }
 
-void* timer_thread_proc(void* argument)
+// False in the child of a callback.
+bool RunToTheEnd(QvTimer* timer)
 {
-    const Ending ending(static_cast<QvTimer*>(argument));
-    QvAwaitTimerFlag(ending.timer->bPublished);
-    Run(*ending.timer);
-    return nullptr;
+    const Ending ending(timer);
+    timer->thread = pthread_self();
+    QvRaiseTimerFlag(timer->pEnd->bThreadNamed);
+    QvAwaitTimerFlag(timer->bPublished);
+    Run(*timer);
+    return QvForkCount() == ending.forks;
+}
+
+// The stage outlives the timer: the list of ended threads has it.
+unsigned __stdcall timer_thread_proc(void* argument)
+{
+    auto* const timer = static_cast<QvTimer*>(argument);
+    QvThreadStage& stage = timer->pEnd->threadStage;
+    QvBeginThread(stage); // only threads whose timers have ended are ever refused
+    if (RunToTheEnd(timer))
+        QvLeaveThread(stage);
+    return 0;
 }
 
 void TraceFailure(int error)
@@ -115,25 +163,28 @@ uintptr_t QvStartTimerThread(QvTimerPointer& timer)
 {
     timer->iKind = QV_TIMER_THREAD;
     QvTimerNode node = QvMakeTimerNode(*timer);
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    const int error = pthread_create(&timer->thread, &attributes, timer_thread_proc, timer.get());
-    pthread_attr_destroy(&attributes);
-    if (error != 0)
+    QvTimerEnd& end = *timer->pEnd;
+    uint32_t id = 0; // nobody asks for it
+    end.hThread = QvStartThread(timer_thread_proc, timer.get(), id, end.threadStage);
+    if (!end.hThread)
     {
-        TraceFailure(error);
+        TraceFailure(errno);
         return 0;
     }
     return QvPublishTimer(std::move(timer), std::move(node));
 }
 
-void QvJoinEndedTimerThread()
+void QvEndTimerThreads()
 {
-    std::optional<pthread_t> ended;
+    constexpr DWORD last_steps_limit = 3000; // ms; they wait for nothing of the library's
+    EndPointer next;
     {
         const QvTimerGuard guard;
-        ended.swap(s_lastEnded);
+        next = std::move(s_ended.newest);
     }
-    if (ended)
-        pthread_join(*ended, nullptr);
+    while (next)
+    {
+        QvEndThread(std::exchange(next->hThread, nullptr), next->threadStage, last_steps_limit, 0);
+        next = EndPointer(std::move(next->pNextEnded));
+    }
 }

@@ -19,16 +19,12 @@ void WaitForEvent(const QvTimerEnd& end)
     DiagOutputExW(L"Cannot wait for time, its waitable object failed to be initialized.");
 }
 
-// One waiter joins the thread; the others wait until it has done so.
-void WaitForThread(QvTimerEnd& end, pthread_t thread, bool joins)
+// The thread can't end while another one unloads a module, which may be the caller.
+void WaitForThread(const QvTimerEnd& end)
 {
-    if (!joins)
-    {
-        QvAwaitTimerFlag(end.bJoined);
-        return;
-    }
-    pthread_join(thread, nullptr);
-    QvRaiseTimerFlag(end.bJoined);
+    constexpr DWORD last_steps_limit = 1000; // ms
+    QvAwaitTimerFlag(end.bThreadLeaves);
+    WaitForSingleObject(end.hThread, last_steps_limit);
 }
 
 } // namespace
@@ -39,8 +35,6 @@ extern "C" int QV_WaitForTimer(unsigned int id)
         return QvRefuse(QV_ERR_BADARG, L"id", L"QV_WaitForTimer: Called by the timer itself.",
                         timer_source_name, __LINE__);
     int32_t kind;
-    pthread_t thread;
-    bool joins = false;
     std::shared_ptr<QvTimerEnd> end;
     {
         const QvTimerGuard guard;
@@ -50,18 +44,12 @@ extern "C" int QV_WaitForTimer(unsigned int id)
         kind = timer->iKind;
         if (kind == QV_TIMER_POSTED)
             return QV_ERR_BADARG;
-        thread = timer->thread;
         end = timer->pEnd;
-        if (kind == QV_TIMER_THREAD)
-        {
-            joins = !end->bJoining;
-            end->bJoining = true;
-        }
     }
     switch (kind)
     {
     case QV_TIMER_THREAD:
-        WaitForThread(*end, thread, joins);
+        WaitForThread(*end);
         return QV_OK;
     case QV_TIMER_MULTIMEDIA:
         WaitForEvent(*end);

@@ -3,32 +3,20 @@
 #include <thread>
 #include <tuple>
 
-#include "support/test.h"
+#include "documented_answers.h"
 
 #include <aclapi.h>
 
 #include "support/environment.h"
-#include "support/handles.h"
 #include "support/modules.h"
 #include "support/wide_text.h"
 
 namespace
 {
 
+using test::check;
 using test::error_of;
 using test::Handle;
-
-struct Answer
-{
-    const char* call;
-    DWORD given, expected;
-};
-
-void check(std::initializer_list<Answer> rows)
-{
-    for (const Answer& row : rows)
-        EXPECT_EQ(row.given, row.expected) << row.call;
-}
 
 TEST(DocumentedAnswers, OfSearchesAlongAPath)
 {
@@ -113,8 +101,14 @@ TEST(DocumentedAnswers, OfTheSystem)
     check({{"version", error_of(GetVersionExW(&version)), 0},
            {"its size stays", version.dwOSVersionInfoSize, sizeof version},
            {"the family", version.dwPlatformId, VER_PLATFORM_WIN32_NT}});
-    version.dwOSVersionInfoSize = 0;
-    EXPECT_EQ(error_of(GetVersionExW(&version)), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    OSVERSIONINFOEXW longer = {};
+    auto* const start = reinterpret_cast<OSVERSIONINFOW*>(&longer);
+    for (const auto& [size, error] : {std::pair{0u, 122u}, {280u, 122u}, {288u, 122u}, {284u, 0u}})
+    {
+        longer.dwOSVersionInfoSize = size;
+        EXPECT_EQ(error_of(GetVersionExW(start)), error) << size;
+    }
+    EXPECT_EQ(longer.wProductType, VER_NT_WORKSTATION);
 
     const UINT before = SetErrorMode(SEM_FAILCRITICALERRORS);
     std::thread([] { EXPECT_EQ(SetErrorMode(0), UINT{SEM_FAILCRITICALERRORS}); }).join();
@@ -170,6 +164,7 @@ TEST(DocumentedAnswers, OfListingAndChangingResources)
             ERROR_RESOURCE_DATA_NOT_FOUND},
            {"no such type", list(L"NONE", MAKEINTRESOURCEW(1), stop), 1813},
            {"no such name", list(raw, L"NONE", stop), ERROR_RESOURCE_NAME_NOT_FOUND},
+           {"stopped", list(raw, L"ALPHA", stop), ERROR_RESOURCE_ENUM_USER_STOP},
            {"no function", list(raw, MAKEINTRESOURCEW(1), nullptr), ERROR_INVALID_PARAMETER},
            {"change by null", change(nullptr), ERROR_INVALID_HANDLE},
            {"by what has been closed", change(stale), ERROR_INVALID_HANDLE},

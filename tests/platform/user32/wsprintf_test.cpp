@@ -1,5 +1,7 @@
-// The user interface's print functions: their limit, and formats that they don't have.
-// fuzz/format_fuzz.cpp checks the limit of those with a va_list for every format.
+// The user interface's print functions: their limit, and what they don't know of formats.
+// fuzz/format_fuzz.cpp checks those with a va_list with every format.
+#include <cstdarg>
+
 #include "support/test.h"
 
 #include <tchar.h>
@@ -16,8 +18,27 @@ TEST(Wsprintf, CutsWhatIsBeyondTheLimitAndTerminates)
     EXPECT_EQ(text[1024], L'#');
 }
 
-// A directive without a meaning is text and takes no argument: the number belongs to the next
-// directive.
+std::string by_list(const wchar_t* format, ...)
+{
+    wchar_t text[1024];
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = wvsprintfW(text, format, arguments);
+    va_end(arguments);
+    return test::utf8(text).substr(0, static_cast<size_t>(length));
+}
+
+std::string by_list(const char* format, ...)
+{
+    char text[1024];
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = wvsprintfA(text, format, arguments);
+    va_end(arguments);
+    return std::string(text).substr(0, static_cast<size_t>(length));
+}
+
+// What has no meaning is text, and takes no argument: the number after it is the first one's.
 TEST(Wsprintf, ShowsWhatItDoesNotKnowAsText)
 {
     static constexpr std::pair<const wchar_t*, const char*> rows[] = {
@@ -30,5 +51,7 @@ TEST(Wsprintf, ShowsWhatItDoesNotKnowAsText)
         wchar_t text[1024];
         wsprintfW(text, format, 7, 8, 9);
         EXPECT_EQ(test::utf8(text), expected);
+        EXPECT_EQ(by_list(format, 7, 8, 9), expected);
+        EXPECT_EQ(by_list(test::utf8(format).c_str(), 7, 8, 9), expected);
     }
 }

@@ -97,7 +97,47 @@ TEST(WSAStartup, GrantsOneDotOneUntilTheLastCleanupWhichClosesAll)
     EXPECT_EQ(WSACleanup(), 0);
 }
 
-// Lists longer than the header's, and descriptors beyond the range of a bit set.
+TEST_F(Wsock32, NamesAndAddressesFollowTheDocumentation)
+{
+    const SOCKET stream = bound(SOCK_STREAM);
+    opened.push_back(socket(AF_INET, SOCK_DGRAM, 0));
+    const SOCKET datagram = opened.back();
+    SOCKADDR_IN name = {};
+    int size = sizeof name, none = 0;
+    char text[256];
+    const auto error_of_name = [](const void* found) { return found ? 0 : WSAGetLastError(); };
+    const char loopback[4] = {127, 0, 0, 1};
+    IN_ADDR address = {};
+    std::memcpy(&address, loopback, sizeof address);
+    const struct
+    {
+        const char* call;
+        int given, expected;
+    } rows[] = {
+        {"peer of none", error_of(getpeername(stream, generic(name), &size)), WSAENOTCONN},
+        {"peer of no socket", error_of(getpeername(0x7FFF0, generic(name), &size)), WSAENOTSOCK},
+        {"name without room", error_of(getsockname(stream, generic(name), &none)), WSAEFAULT},
+        {"name of a new one", error_of(getsockname(datagram, generic(name), &size)), WSAEINVAL},
+        {"received by it", error_of(recvfrom(datagram, text, 1, 0, nullptr, nullptr)), WSAEINVAL},
+        {"host without room", error_of(gethostname(text, 0)), WSAEFAULT},
+        {"host", error_of(gethostname(text, sizeof text)), 0},
+        {"no protocol", error_of_name(getprotobyname("none of that name")), WSANO_DATA},
+        {"a protocol", error_of_name(getprotobyname("tcp")), 0},
+        {"by number", getprotobynumber(17) ? getprotobynumber(17)->p_proto : 0, 17},
+        {"no service", error_of_name(getservbyport(htons(1), "none")), WSANO_DATA},
+        {"half an address", error_of_name(gethostbyaddr(loopback, 2, AF_INET)), WSAEFAULT}};
+    for (const auto& row : rows)
+        EXPECT_EQ(row.given, row.expected) << row.call;
+    EXPECT_STREQ(inet_ntoa(address), "127.0.0.1");
+    for (const auto& [given, expected] : {std::pair{"127.0.0.1", htonl(INADDR_LOOPBACK)},
+                                          {"127.1", htonl(INADDR_LOOPBACK)},
+                                          {"0x7f.0.0.01", htonl(INADDR_LOOPBACK)},
+                                          {"1.2.3.256", ULONG{INADDR_NONE}},
+                                          {"", ULONG{INADDR_NONE}}})
+        EXPECT_EQ(inet_addr(given), expected) << '"' << given << '"';
+}
+
+// Longer lists than the header's, and descriptors beyond what a set of bits would hold.
 TEST_F(Wsock32, SelectTakesAnyNumberOfSockets)
 {
     constexpr UINT wanted = 1500;

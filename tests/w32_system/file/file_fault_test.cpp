@@ -71,7 +71,16 @@ TEST_F(FileFaults, TheSystemsRefusalsHaveTheirStatus)
     EXPECT_EQ(QV_RemoveFile(path("file"), 0), QV_ERR_REMOVEFILE);
 }
 
-// Gigabytes of addresses on a few pages of memory: one stretch of shared memory, mapped again and
+// Without a drive.
+TEST_F(FileFaults, ParentsAreMadeFromTheRootOn)
+{
+    const test::Wide full = path("rooted/sub");
+    const wchar_t* const rooted = static_cast<const wchar_t*>(full) + 2;
+    EXPECT_EQ(QV_CreateDirectory(rooted, 1, QV_SECURITY_DEFAULT), QV_OK);
+    EXPECT_TRUE(exists("rooted/sub"));
+}
+
+// Addresses for gigabytes on a few pages of memory: one stretch of shared memory, mapped again and
 // again. They stay to the end of the process.
 char* repeated_memory(size_t size)
 {

@@ -1,9 +1,10 @@
 #include "instead.h"
 
+#include <cerrno>
 #include <mutex>
 #include <utility>
 
-#include <pthread.h>
+#include <process.h>
 
 #include <plinth_w32_system.h>
 
@@ -37,21 +38,13 @@ std::vector<std::string> Instead::traces()
 
 void Instead::reset()
 {
-    thread_error = 0;
+    no_thread = false;
     clock = -1.0;
     clock_step = 0.0;
     multimedia = {};
     message = {};
     assertions();
     traces();
-}
-
-TEST_INSTEAD int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                                void* (*start)(void*), void* argument)
-{
-    if (const int error = Instead::thread_error.exchange(0))
-        return error;
-    return TEST_REAL(pthread_create)(thread, attributes, start, argument);
 }
 
 TEST_INSTEAD HANDLE CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL initial,
@@ -63,9 +56,20 @@ TEST_INSTEAD HANDLE CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manual, BO
     return event;
 }
 
+TEST_INSTEAD uintptr_t _beginthreadex(void* security, unsigned size, unsigned (*start)(void*),
+                                      void* argument, unsigned flags, unsigned* id)
+{
+    if (Instead::no_thread.exchange(false))
+        return errno = EAGAIN, 0;
+    ++Instead::open_threads;
+    return TEST_REAL(_beginthreadex)(security, size, start, argument, flags, id);
+}
+
 TEST_INSTEAD BOOL CloseHandle(HANDLE object)
 {
-    ++Instead::closed_handles;
+    DWORD code = 0;
+    const bool is_thread = GetExitCodeThread(object, &code);
+    is_thread ? --Instead::open_threads : ++Instead::closed_events;
     return TEST_REAL(CloseHandle)(object);
 }
 

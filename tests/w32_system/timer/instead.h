@@ -35,10 +35,11 @@ struct MessageTimer
 
 struct Instead
 {
-    // pthread_create fails with this error, once.
-    static inline std::atomic<int> thread_error{0};
-    // The numbers of unnamed events that were made, and of handles that were closed.
-    static inline std::atomic<long> events{0}, closed_handles{0};
+    // No thread can be made, once.
+    static inline std::atomic<bool> no_thread{false};
+    // Unnamed events that were made, handles of others than threads that were closed, and threads
+    // whose handles weren't.
+    static inline std::atomic<long> events{0}, closed_events{0}, open_threads{0};
 
     // While it isn't negative, a clock of the test's own, in ms: QV_Sleep advances it at once, and
     // each reading advances it by clock_step.

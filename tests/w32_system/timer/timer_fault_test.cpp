@@ -64,11 +64,11 @@ TEST_F(TimerFaults, WithoutTheSystemsTimerAThreadRunsInTheSameMode)
 {
     PlinthTestFail("timeSetEvent", 1, 0, ERROR_NOT_ENOUGH_MEMORY);
     PlinthTestFail("SetTimer", 1, 0, ERROR_NOT_ENOUGH_MEMORY);
-    const long events = Instead::events - Instead::closed_handles;
+    const long events = Instead::events - Instead::closed_events;
     for (int mode = QV_PRECISION_MM_20; mode <= QV_PRECISION_MM_1_ALIGNED; ++mode)
         EXPECT_EQ(kind_of(1.0, mode), 2) << mode;
     EXPECT_EQ(kind_of(0.5, QV_PRECISION_POSTED), 2);
-    EXPECT_EQ(Instead::events - Instead::closed_handles, events) << "the events went unused";
+    EXPECT_EQ(Instead::events - Instead::closed_events, events) << "the events went unused";
 }
 
 TEST_F(TimerFaults, WithoutAThreadTheFailureIsTracedAndUsesUpNoId)
@@ -78,7 +78,7 @@ TEST_F(TimerFaults, WithoutAThreadTheFailureIsTracedAndUsesUpNoId)
     PlinthTestFail("timeSetEvent", 1, 0, ERROR_NOT_ENOUGH_MEMORY);
     for (const int mode : {QV_PRECISION_SPIN, QV_PRECISION_MM_1})
     {
-        Instead::thread_error = EAGAIN;
+        Instead::no_thread = true;
         EXPECT_EQ(calls.set(1.0, 1, mode), 0u);
         EXPECT_EQ(Instead::traces(), Texts{"Insufficient resources for creating the thread."});
     }

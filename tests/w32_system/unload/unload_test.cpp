@@ -144,6 +144,9 @@ std::atomic<int> g_looks{0};
 std::atomic<bool> g_hold{false};
 
 thread_local bool t_isWorker = false; // of the pool
+thread_local bool t_isTimer = false;
+thread_local bool t_waitsForTimer = false;
+std::atomic<bool> g_waitsForTimer{false};
 
 // The function that the library would call; null for the other tests, which end no pools.
 void (*g_await)() = nullptr;
@@ -165,11 +168,13 @@ std::atomic<bool> g_mayEnd{false};
 enum class Start
 {
     plain,
-    held,      // the thread never begins
-    in_unload, // the thread starts while the library is being unloaded
+    held,      // it doesn't begin
+    in_unload, // it is started when the unloading is under way
+    endless,   // it leaves the library's code and doesn't end
 };
 std::atomic<Start> g_start{Start::plain};
-std::atomic<int> g_plainStarts{0}; // the number of plain starts before that
+std::atomic<int> g_plainStarts{0}; // come before
+std::atomic<int> g_endless{0};     // threads that have left the library's code and don't end
 std::atomic<bool> g_isStarting{false};
 std::atomic<bool> g_unloading{false};
 
@@ -239,6 +244,15 @@ TEST_INSTEAD uintptr_t _beginthreadex(void* security, unsigned size, unsigned (*
         std::atomic<bool>(false).wait(false);
         return 0u;
     };
+    static std::pair<unsigned (*)(void*), void*> s_given;
+    static constexpr auto without_end = [](void*)
+    {
+        s_given.first(s_given.second);
+        ++g_endless;
+        return never(nullptr);
+    };
+    if (how == Start::endless)
+        s_given = {std::exchange(start, without_end), argument};
     return g_beginThread(security, size, how == Start::held ? +never : start, argument, flags, id);
 }
 
@@ -298,9 +312,31 @@ TEST_INSTEAD MMRESULT timeSetEvent(UINT delay, UINT resolution, LPTIMECALLBACK c
     return real(delay, resolution, callback, user, flags);
 }
 
+// The timer's thread is held on its way back through the library's code.
+TEST_INSTEAD int pthread_cond_broadcast(pthread_cond_t* condition)
+{
+    static auto* const real = TEST_REAL(pthread_cond_broadcast);
+    const int result = real(condition);
+    if (t_isTimer)
+        stay_held();
+    return result;
+}
+
+TEST_INSTEAD int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
+{
+    static auto* const real = TEST_REAL(pthread_cond_wait);
+    if (t_waitsForTimer)
+    {
+        g_waitsForTimer = true;
+        g_waitsForTimer.notify_all();
+    }
+    return real(condition, mutex);
+}
+
 TEST_INSTEAD DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds)
 {
-    const bool fence = g_unload == Unload::sets_the_fence;
+    const bool for_thread = t_unloads && g_unload == Unload::begins && milliseconds >= long_wait;
+    const bool fence = for_thread || g_unload == Unload::sets_the_fence;
     if (fence)
         reach(Unload::waits);
     const bool is_short = t_unloads && milliseconds < long_wait;
@@ -542,6 +578,26 @@ TEST(TimerUnloadConcurrent, WaitsForTheLastCallOfAMultimediaTimerToReturn)
     expect_unloading_waits(library);
 }
 
+uintptr_t run_thread_timer(const Library& library, QvTimerCallback call)
+{
+    return library.get<decltype(QV_SetThreadedTimer)>("QV_SetThreadedTimer")(call, nullptr, 0.0, 1,
+                                                                             QV_PRECISION_SPIN, 1);
+}
+
+TEST(TimerUnloadConcurrent, WaitsForTheReturnOfTheThreadOfATimerThatHasEnded)
+{
+    Library library;
+    EXPECT_NE(run_thread_timer(library,
+                               [](void*)
+                               {
+                                   t_isTimer = true;
+                                   return 1;
+                               }),
+              0u);
+    g_held.wait(false);
+    expect_unloading_waits(library);
+}
+
 TEST(PoolUnloadConcurrent, WaitsForTheReturnOfAWorkerThatHasLeftItsPool)
 {
     Library library;
@@ -660,6 +716,26 @@ TEST_F(WindowUnload, WithAWindowOpenWaitsForNoThreadInVain)
         CloseHandle(thread);
     }
     EXPECT_TRUE(g_begun);
+    expect_no_thread_left();
+}
+
+// As a module finds them that ends its timers when it is unloaded itself.
+TEST_F(WindowUnload, ATimersThreadThatCanNotEndIsWaitedForOnlySoLong)
+{
+    Library library;
+    g_start = Start::endless;
+    const uintptr_t id = run_thread_timer(library,
+                                          [](void*)
+                                          {
+                                              g_waitsForTimer.wait(false);
+                                              return 0;
+                                          });
+    g_start = Start::plain;
+    t_waitsForTimer = true;
+    EXPECT_EQ(library.get<decltype(QV_WaitForTimer)>("QV_WaitForTimer")(static_cast<unsigned>(id)),
+              QV_OK);
+    EXPECT_EQ(g_endless, 1);
+    expect_no_wait(library);
     expect_no_thread_left();
 }
 

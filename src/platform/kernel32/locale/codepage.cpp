@@ -31,11 +31,33 @@ int convert_text(UINT codePage, const From* text, int length, To* out, int outSi
     return static_cast<int>(needed);
 }
 
+bool has_lone_surrogate(const wchar_t* text, size_t length)
+{
+    for (size_t i = 0; i < length; ++i)
+    {
+        const bool first = (text[i] & 0xFC00) == 0xD800;
+        const bool paired = first && i + 1 < length && (text[i + 1] & 0xFC00) == 0xDC00;
+        if ((text[i] & 0xF800) == 0xD800 && !paired)
+            return true;
+        i += paired;
+    }
+    return false;
+}
+
 } // namespace
 
-extern "C" int WideCharToMultiByte(UINT codePage, DWORD, LPCWSTR text, int length, LPSTR out,
-                                   int outSize, LPCSTR, LPBOOL usedDefault)
+// A character that the code page lacks doesn't exist, so UTF-8 takes no place for it.
+extern "C" int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR out,
+                                   int outSize, LPCSTR defaultText, LPBOOL usedDefault)
 {
+    const bool onto_itself = text && static_cast<const void*>(text) == out;
+    if (onto_itself || (codePage == CP_UTF8 && (defaultText || usedDefault)))
+        return fail_with(ERROR_INVALID_PARAMETER);
+    if (codePage == CP_UTF8 && (flags & ~WC_ERR_INVALID_CHARS))
+        return fail_with(ERROR_INVALID_FLAGS);
+    if (text && length >= -1 && (flags & WC_ERR_INVALID_CHARS) &&
+        has_lone_surrogate(text, length == -1 ? wide_length(text) : static_cast<size_t>(length)))
+        return fail_with(ERROR_NO_UNICODE_TRANSLATION);
     if (usedDefault)
         *usedDefault = FALSE;
     return convert_text(codePage, text, length, out, outSize, wide_length,
@@ -46,6 +68,10 @@ extern "C" int WideCharToMultiByte(UINT codePage, DWORD, LPCWSTR text, int lengt
 extern "C" int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR out,
                                    int outSize)
 {
+    if (codePage == CP_UTF8 && (flags & ~MB_ERR_INVALID_CHARS))
+        return fail_with(ERROR_INVALID_FLAGS);
+    if (text && static_cast<const void*>(text) == out)
+        return fail_with(ERROR_INVALID_PARAMETER);
     if (text && length >= -1 && (flags & MB_ERR_INVALID_CHARS) &&
         !is_utf8(text, length == -1 ? std::strlen(text) : static_cast<size_t>(length)))
         return fail_with(ERROR_NO_UNICODE_TRANSLATION);

@@ -54,8 +54,10 @@ int order_of(LPCSTR first, int firstLength, LPCSTR second, int secondLength, boo
 extern "C" int CompareStringA(LCID, DWORD flags, LPCSTR first, int firstLength, LPCSTR second,
                               int secondLength)
 {
-    if (!first || !second || (flags & ~NORM_IGNORECASE))
+    if (!first || !second)
         return fail_with(ERROR_INVALID_PARAMETER);
+    if (flags & ~NORM_IGNORECASE)
+        return fail_with(ERROR_INVALID_FLAGS);
     try
     {
         const bool folds = (flags & NORM_IGNORECASE) != 0;

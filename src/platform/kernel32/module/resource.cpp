@@ -143,7 +143,12 @@ private:
     pe::ResourceId m_id;
 };
 
-// Calls for each entry of a directory that names a directory, until the call returns FALSE.
+BOOL stopped_by_caller()
+{
+    return fail_with(ERROR_RESOURCE_ENUM_USER_STOP);
+}
+
+// Calls for each entry of a directory that names a directory, until the call says FALSE.
 template <class Call> BOOL each_named(const ResourceTree& tree, uint32_t directory, Call call)
 {
     const uint32_t count = tree.entry_count(directory);
@@ -154,7 +159,7 @@ template <class Call> BOOL each_named(const ResourceTree& tree, uint32_t directo
         if (!entry.is_directory || !tree.id_of(entry, id))
             continue;
         if (!call(GivenId(id).get()))
-            return FALSE;
+            return stopped_by_caller();
     }
     return TRUE;
 }
@@ -302,7 +307,7 @@ extern "C" BOOL EnumResourceLanguagesW(HMODULE module, LPCWSTR type, LPCWSTR nam
                              const ResourceTree::Entry entry = tree.entry(languages, i);
                              if (!entry.is_directory && entry.id <= UINT16_MAX &&
                                  !call(module, type, name, static_cast<WORD>(entry.id), argument))
-                                 return FALSE;
+                                 return stopped_by_caller();
                          }
                          return TRUE;
                      });

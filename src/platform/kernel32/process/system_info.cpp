@@ -31,11 +31,19 @@ extern "C" BOOL GetVersionExW(LPOSVERSIONINFOW info)
     int error = 0;
     if (api_fault("GetVersionExW", error))
         return fail_with(static_cast<DWORD>(error));
-    if (!info || info->dwOSVersionInfoSize != sizeof *info)
+    const DWORD size = info ? info->dwOSVersionInfoSize : 0;
+    if (size == sizeof(OSVERSIONINFOEXW))
+    {
+        auto* const extended = reinterpret_cast<OSVERSIONINFOEXW*>(info);
+        *extended = {};
+        extended->wProductType = VER_NT_WORKSTATION;
+    }
+    else if (size == sizeof *info)
+        *info = {};
+    else
         return fail_with(ERROR_INSUFFICIENT_BUFFER);
-    *info = {};
-    info->dwOSVersionInfoSize = sizeof *info;
-    info->dwMajorVersion = 10; // the version that this interface is modelled on
+    info->dwOSVersionInfoSize = size;
+    info->dwMajorVersion = 10; // what this interface is modelled on
     info->dwMinorVersion = 0;
     info->dwBuildNumber = 19045;
     info->dwPlatformId = VER_PLATFORM_WIN32_NT;

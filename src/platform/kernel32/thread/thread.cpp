@@ -45,6 +45,7 @@ struct Launch
     StatePointer state;
     ThreadStart start;
     void* argument;
+    int rounds = 0; // of the destruction of the thread's objects
 };
 
 // In the static block of thread data, so that a signal handler may read it.
@@ -97,32 +98,64 @@ private:
     const StatePointer m_state;
 };
 
-// Signals the handle when the thread ends, also by pthread_exit. As on the system this needs the
-// loader's lock, unless the thread terminates itself.
-struct Ending
+// Signals the handle after the thread's other objects are gone, those of C++ and of the POSIX
+// library. These are destroyed in rounds, and this comes in the last one. (A thread_local object
+// won't do: making one takes the C library's own loader lock.)
+class LastStep
 {
-    ThreadState& state;
-    ~Ending()
+public:
+    LastStep() : m_usable(pthread_key_create(&m_key, run) == 0) {}
+    // Then it owns what was launched.
+    bool begin(Launch* launch) { return m_usable && pthread_setspecific(m_key, launch) == 0; }
+    static void end(Launch* launch)
     {
-        if (!state.terminates_itself)
+        t_state = nullptr; // from here on a termination comes too late
+        launch->state->end(launch->state->result);
+        delete launch;
+    }
+
+private:
+    static void run(void* launched);
+
+    pthread_key_t m_key;
+    bool m_usable;
+};
+LastStep g_last_step;
+
+void LastStep::run(void* launched)
+{
+    auto* const launch = static_cast<Launch*>(launched);
+    if (++launch->rounds == PTHREAD_DESTRUCTOR_ITERATIONS || !g_last_step.begin(launch))
+        end(launch);
+}
+
+// The thread leaves its start routine, also by pthread_exit. As on the system it needs the loader's
+// lock for its end, unless it terminates itself.
+struct Leaving
+{
+    Launch* launch;
+    const bool goes_on = g_last_step.begin(launch);
+    ~Leaving()
+    {
+        if (!launch->state->terminates_itself)
             await_loader_lock();
-        t_state = nullptr; // from here on it can't be terminated any more
-        state.end(state.result);
+        if (!goes_on)
+            LastStep::end(launch);
     }
 };
 
 void* run_thread(void* argument)
 {
-    const std::unique_ptr<Launch> launch(static_cast<Launch*>(argument));
-    const StatePointer state = launch->state;
-    // The signals that the creator had blocked are blocked in its thread too.
+    auto* const launch = static_cast<Launch*>(argument);
+    ThreadState& state = *launch->state;
+    // A creator that had all signals blocked has passed that on.
     allow_termination_signal();
-    t_state = state.get();
-    const Ending ending{*state};
-    state->id = GetCurrentThreadId();
-    futex_wake(&state->id, INT32_MAX, false);
-    await_loader_lock(); // on the system the modules are informed of the thread, under that lock
-    state->result = launch->start(launch->argument);
+    t_state = &state;
+    const Leaving leaving{launch};
+    state.id = GetCurrentThreadId();
+    futex_wake(&state.id, INT32_MAX, false);
+    await_loader_lock(); // on the system the modules are told of the thread, under that lock
+    state.result = launch->start(launch->argument);
     return nullptr;
 }
 
@@ -158,6 +191,12 @@ DWORD launch_thread(ThreadStart start, void* argument, size_t stack_size, const 
         return error == EAGAIN ? ERROR_NO_SYSTEM_RESOURCES : system_error(error);
     static_cast<void>(launch.release()); // the thread owns it now
     return 0;
+}
+
+bool is_priority(int priority)
+{
+    return priority == THREAD_PRIORITY_TIME_CRITICAL || priority == THREAD_PRIORITY_IDLE ||
+           (priority >= THREAD_PRIORITY_LOWEST && priority <= THREAD_PRIORITY_HIGHEST);
 }
 
 int nice_of(int priority)
@@ -348,6 +387,8 @@ extern "C" BOOL SetThreadPriority(HANDLE thread, int priority)
     int error = 0;
     if (api_fault("SetThreadPriority", error))
         return fail_with(static_cast<DWORD>(error));
+    if (!is_priority(priority))
+        return fail_with(ERROR_INVALID_PARAMETER);
     if (thread == current_thread_handle)
     {
         apply_priority(static_cast<pid_t>(GetCurrentThreadId()), priority);

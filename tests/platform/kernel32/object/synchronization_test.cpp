@@ -277,6 +277,28 @@ TEST_F(Thread, AHandleIsSignalledWithTheExitCode)
     expect_ends_with(CreateThread(nullptr, 0, start, &value, 0, nullptr), value);
 }
 
+TEST_F(Thread, AHandleIsSignalledAfterTheThreadsObjectsAreGone)
+{
+    static std::atomic<bool> s_gone{false};
+    struct Slow
+    {
+        int used = 0;
+        ~Slow()
+        {
+            for (int i = 0; i < 100; ++i)
+                std::this_thread::yield();
+            s_gone = true;
+        }
+    };
+    const auto use = [](void*)
+    {
+        static thread_local Slow t_slow;
+        return static_cast<unsigned>(t_slow.used = 5);
+    };
+    expect_ends_with(begin(use), 5);
+    EXPECT_TRUE(s_gone);
+}
+
 TEST_F(Thread, AThreadMayEndItselfFromWithin)
 {
     expect_ends_with(begin([](void*) -> unsigned { return _endthreadex(9), 1; }), 9);
