@@ -24,9 +24,13 @@ public:
     // Called for each file before anything is read of it; a place to resume it.
     using Begin = std::function<void(LogReader& reader, const Moment& now)>;
 
+    // Called when a file that was removed or replaced has given its last record. No record was read
+    // of the file that the path names now, if there is one.
+    using End = std::function<void(const std::string& path)>;
+
     // Failure if an input can't be read. moment: the clocks; tests have their own.
     explicit LogSource(LogInputs inputs, LogBounds bounds = {},
-                       MomentSource moment = current_moment, Begin begin = {});
+                       MomentSource moment = current_moment, Begin begin = {}, End end = {});
 
     bool next(Record& record, unsigned milliseconds) override;
     bool ended() const override;
@@ -48,6 +52,7 @@ private:
     void sweep(const Moment& now);
     std::vector<Reader> look_for_files(const Moment& now);
     void lose(const Reader& reader);
+    void note_done();
     void take_problems();
     void note_end(const Moment& now);
     bool take(Record& record, const Moment& now);
@@ -57,6 +62,7 @@ private:
     LogBounds m_bounds;
     MomentSource m_moment;
     Begin m_begin;
+    End m_end;
     Reader m_giver;
     RecordMerger m_merger;
     std::map<std::string, Reader> m_files; // by path
