@@ -217,7 +217,7 @@ TEST(TimelineOfAView, CountsSecondsByColourAndFindsTheRecordOfATime)
 }
 
 // Millions of records with PLINTH_SOAK_SECONDS, else enough to fill what is kept several times.
-TEST(StoreMemory, IsWhatIsKeptAndIsGivenBackByAClear)
+TEST(StoreMemory, OfVeryManyRecordsIsWhatIsKeptAndIsGivenBackByAClear)
 {
     constexpr size_t keep = 16 << 20;
     const bool is_soak = std::getenv("PLINTH_SOAK_SECONDS") != nullptr;

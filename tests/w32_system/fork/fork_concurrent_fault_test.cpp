@@ -13,6 +13,7 @@
 #include "support/files.h"
 #include "support/instead.h"
 #include "support/loopback.h"
+#include "support/soak.h"
 
 namespace
 {
@@ -460,12 +461,14 @@ int serve()
 TEST(ForkConcurrent, APreForkingServersChildrenAreKilledAndMadeAnew)
 {
     constexpr int children = 8;
-    constexpr int rounds = 5;
+    constexpr uint64_t least_rounds = 5;
+    const test::SoakTime soak;
     ASSERT_EQ(QV_InitSocket(), QV_OK);
     const test::Listener listener;
     const Hammer trace(test::families[1]);
     const Hammer timers(test::families[9]);
-    for (int round = 0; round < rounds; ++round)
+    uint64_t rounds = 0;
+    do
     {
         pid_t ids[children];
         for (pid_t& id : ids)
@@ -483,8 +486,9 @@ TEST(ForkConcurrent, APreForkingServersChildrenAreKilledAndMadeAnew)
             EXPECT_TRUE(WIFSIGNALED(status)) << "it went on until it was killed";
         }
         EXPECT_EQ(test::try_all_families(), "");
-    }
+    } while (++rounds < least_rounds || (soak.goes_on() && !HasFailure()));
     QV_DoneSocket();
+    soak.report("children of a server killed", rounds * children);
 }
 
 } // namespace

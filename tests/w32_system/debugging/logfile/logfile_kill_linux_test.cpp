@@ -1,4 +1,5 @@
-// Processes that are killed while they log: what a call has confirmed is in the files of the day.
+// Processes that are killed while they log, some of which fork and close descriptors: what a call has
+// confirmed is in the files of the day.
 //
 // PLINTH_KILLS says how many are killed, a few dozens unless it is set (scripts/kills).
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "support/child_process.h"
@@ -68,6 +70,22 @@ unsigned record_of_split(unsigned writer)
     return number;
 }
 
+// Half of the writers fork and close all their descriptors now and then, as servers and daemons do.
+void be_a_daemon(unsigned writer, unsigned number)
+{
+    constexpr unsigned interval = 32; // records
+    if (writer % 2 == 0 || number % interval != 0)
+        return;
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        close_range(3, ~0U, 0);
+        _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+    close_range(3, ~0U, 0);
+}
+
 int write_until_killed(int, char** argv)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL); // not longer than the test, however that ends
@@ -80,6 +98,7 @@ int write_until_killed(int, char** argv)
         if (status != QV_OK)
             return -status;
         confirmed.store(number, std::memory_order_release);
+        be_a_daemon(writer, number);
     }
 }
 const test::ChildMain write_until_killed_main("write-until-killed", write_until_killed);
