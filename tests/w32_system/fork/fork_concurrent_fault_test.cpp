@@ -43,6 +43,15 @@ TEST_INSTEAD int pthread_delay_np(const timespec* interval)
     return real(interval);
 }
 
+// A fork's pause between two looks at whether loads have ended.
+std::atomic<bool> g_isBusy{false}; // the machine: others run meanwhile
+TEST_INSTEAD int nanosleep(const timespec* time, timespec* rest)
+{
+    static auto* const real = TEST_REAL(nanosleep);
+    constexpr timespec long_pause = {0, 60'000'000};
+    return real(g_isBusy ? &long_pause : time, rest);
+}
+
 namespace
 {
 
@@ -114,10 +123,14 @@ std::binary_semaphore g_forked{0};
 constexpr auto longest_hold = std::chrono::milliseconds(300);
 constexpr auto guard_time = std::chrono::seconds(10);
 
+std::atomic<bool> g_isHeld{false};
+
 void hold()
 {
+    g_isHeld = true;
     g_arrived.release();
     static_cast<void>(g_forked.try_acquire_for(longest_hold));
+    g_isHeld = false;
 }
 
 void change_unit()
@@ -184,6 +197,18 @@ TEST(ForkConcurrent, AChildDoesEverythingInEachStateOfACall)
         PlinthTestReset();
         static_cast<void>(g_forked.try_acquire());
     }
+}
+
+TEST(ForkConcurrent, OnABusyMachineTheForkWaitsLongerForAModuleThatIsBeingLoaded)
+{
+    PlinthTestBefore("dlopen", 1, hold);
+    std::jthread other([] { FreeLibrary(LoadLibraryW(L"libBrokenLocale.so.1")); });
+    EXPECT_TRUE(g_arrived.try_acquire_for(guard_time));
+    g_isBusy = true;
+    EXPECT_EQ(test::in_fork([] { return 0; }), 0);
+    g_isBusy = false;
+    EXPECT_FALSE(g_isHeld);
+    g_forked.release();
 }
 
 // Forks within a callback: the child does everything, there and then. What it returned, or -1.
