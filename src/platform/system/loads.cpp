@@ -14,9 +14,9 @@ namespace platform
 namespace
 {
 
-// So many looks take 100 ms. A module that takes longer is in its own code; a look-up that does waits
-// for a server, without a lock of the C library. On a busy machine a look takes longer, as a load
-// does, so that looks are counted rather than time.
+// So many looks take 100 ms. A module that takes longer is in its own code; a look-up that does
+// waits for a server, without a lock of the C library. On a busy machine a look takes longer, as a
+// load does, so that looks are counted rather than time.
 constexpr unsigned most_looks = 640;
 constexpr timespec pause = {0, 100'000}; // to which the kernel adds half as much
 

@@ -1,5 +1,5 @@
-// Processes that are killed while they log, some of which fork and close descriptors: what a call has
-// confirmed is in the files of the day.
+// Processes that are killed while they log, some of which fork and close descriptors: what a call
+// has confirmed is in the files of the day.
 //
 // PLINTH_KILLS says how many are killed, a few dozens unless it is set (scripts/kills).
 #include <algorithm>
