@@ -16,6 +16,7 @@ struct ClockShifts
     std::atomic<int64_t> wall_ms{0};
     std::atomic<int64_t> patience_ns{0};
     std::atomic<int64_t> channel_patience_ns{0}; // in the place of the usual one
+    std::atomic<int64_t> fork_looks{0};          // in the place of the usual number
     std::atomic<int64_t> held_tick{0};           // one more than the tick
 };
 extern ClockShifts g_clock_shifts; // there with the test interface only

@@ -8,6 +8,8 @@
 #include <mutex>
 #include <pthread.h>
 
+#include "clock_shift.h"
+
 namespace platform
 {
 
@@ -17,7 +19,7 @@ namespace
 // So many looks take 100 ms. A module that takes longer is in its own code; a look-up that does
 // waits for a server, without a lock of the C library. On a busy machine a look takes longer, as a
 // load does, so that looks are counted rather than time.
-constexpr unsigned most_looks = 640;
+constexpr int64_t most_looks = 640;
 constexpr timespec pause = {0, 100'000}; // to which the kernel adds half as much
 
 constinit std::mutex g_begin; // held to begin a load, and by a fork
@@ -32,7 +34,9 @@ unsigned own_loads()
 void await_loads()
 {
     g_begin.lock();
-    for (unsigned looks = 0; g_loads > own_loads() && looks < most_looks; ++looks)
+    const int64_t asked = clock_shift(&ClockShifts::fork_looks);
+    const int64_t limit = asked != 0 ? asked : most_looks;
+    for (int64_t looks = 0; g_loads > own_loads() && looks < limit; ++looks)
         ::nanosleep(&pause, nullptr);
 }
 

@@ -70,6 +70,11 @@ extern "C"
     // 500 ms. With more, no text is lost because the machine is too busy to run the listener.
     PLINTH_PLATFORM_API void PlinthTestSetChannelPatience(uint32_t milliseconds);
 
+    // How often a fork of this process looks whether loads of modules and look-ups have ended,
+    // until it goes on without; 0: as usual. With more, no child hangs because the machine is too
+    // busy.
+    PLINTH_PLATFORM_API void PlinthTestSetForkLooks(uint32_t looks);
+
     // Makes the files in which the kernel tells its figures (/proc, /sys) come from below a folder,
     // native path; null for the real ones.
     PLINTH_PLATFORM_API void PlinthTestSetKernelRoot(const char* folder);
