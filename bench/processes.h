@@ -41,6 +41,7 @@ struct SharedWords
     std::atomic<uint32_t> round;
     std::atomic<uint32_t> ended;
     std::atomic<uint32_t> received;
+    std::atomic<uint64_t> used; // nanoseconds of processor time
 };
 
 // A new page under a path of its own, removed by the destructor.

@@ -242,20 +242,25 @@ class Resuming(unittest.TestCase):
         self.assertIn("was replaced", replaced["text"])
         self.assertEqual(export("--cursor", CURSOR), "", "told once, also without a new record")
 
-    def test_a_file_that_was_removed_while_an_export_read_it_is_not_told_of_by_the_next_one(self):
-        def shown(text):
-            with open(OUTPUT, "rb") as file:
+    def test_files_that_went_when_an_export_had_read_them_are_not_told_of_by_the_next_one(self):
+        def has(path, text):
+            with open(path, "rb") as file:
                 return text in file.read()
-        with Running("--output", OUTPUT) as running:
-            until(lambda: os.path.exists(OUTPUT))
-            write_log("qvapp_2024-03-04.log", (STAMP % 1 + "read\n").encode())
-            until(lambda: shown(b"read"))
-            os.remove(log_path("qvapp_2024-03-04.log"))
-            write_log("qvapp_2024-03-05.log", (STAMP % 2 + "of a later look\n").encode())
-            until(lambda: shown(b"later look"))
-            running.send_signal(signal.SIGTERM)
-            self.assertEqual(running.wait(PATIENCE), 0)
-        self.assertEqual(export("--cursor", CURSOR), "")
+        for i, end in enumerate((signal.SIGKILL, signal.SIGTERM)):
+            removed, replaced, later = (f"qvapp_2024-03-0{i}_(000{j}).log" for j in range(3))
+            with Running("--output", OUTPUT) as running:
+                until(lambda: os.path.exists(OUTPUT))
+                for name in (removed, replaced):
+                    write_log(name, (STAMP % i + f"read of {name}\n").encode())
+                    until(lambda: has(OUTPUT, b"read of " + name.encode()))
+                os.remove(log_path(removed))
+                write_log("new", b"")
+                os.replace(log_path("new"), log_path(replaced))
+                write_log(later, (STAMP % 2 + "of a later look\n").encode())
+                until(lambda: has(CURSOR, later.encode()))
+                running.send_signal(end)
+                running.wait(PATIENCE)
+            self.assertEqual(export("--cursor", CURSOR), "", end)
 
     def test_a_record_that_is_still_written_has_the_key_that_it_has_later(self):
         for mark, encoding in ((b"", "latin-1"), (b"\xff\xfe", "utf-16-le")):

@@ -78,7 +78,8 @@ class Writers(unittest.TestCase):
                 if " item " in line:
                     texts.append(line)
             self.check(texts)
-            print(f"soak: followed: {lateness(texts)} ms after the newest stamp at most")
+            print(f"soak: followed, per session {per_session}: {len(texts)} records, each "
+                  f"{lateness(texts)} ms after the newest stamp at most")
             code, _, err = log.interrupt()
             # It may have started before there was a file, or after.
             news = [line for line in err.splitlines() if "waits for the first" not in line]

@@ -106,8 +106,7 @@ std::vector<std::string> Cursor::take_vanished()
     for (const auto& [path, entry] : m_entries)
         if (is_missing(path) && was_in_use(entry))
             vanished.push_back(path);
-    if (forget_missing() > 0)
-        m_is_saved = false;
+    forget_missing_but({});
     return vanished;
 }
 
@@ -132,26 +131,23 @@ void Cursor::forget_missing_but(const std::set<std::string>& kept)
         m_is_saved = false;
 }
 
-size_t Cursor::forget_missing()
+void Cursor::update(const CursorChanges& changes)
 {
-    return std::erase_if(m_entries, [](const auto& entry) { return is_missing(entry.first); });
-}
-
-void Cursor::update(const CursorEntries& changed)
-{
-    for (const auto& [path, entry] : changed)
+    for (const auto& [path, entry] : changes)
     {
+        if (!entry)
+        {
+            forget(path);
+            continue;
+        }
         CursorEntry& known = m_entries[path];
-        m_is_saved = m_is_saved && known == entry;
-        known = entry;
+        m_is_saved = m_is_saved && known == *entry;
+        known = *entry;
     }
 }
 
 std::string Cursor::save()
 {
-    constexpr unsigned forget_interval = 64; // saves; looking for ten thousand files takes a while
-    if (m_saves++ % forget_interval == 0)
-        forget_missing();
     const std::string fresh = m_path + ".new";
     std::string problem = write(fresh, cursor_text(m_inputs, m_entries));
     if (problem.empty() && !MoveFileExW(wide_from_utf8(fresh).data(), wide_from_utf8(m_path).data(),

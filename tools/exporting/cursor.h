@@ -40,9 +40,8 @@ public:
     // Forgets the files that no longer exist, except those with these paths.
     void forget_missing_but(const std::set<std::string>& kept);
 
-    // Takes over how far files were exported; save writes it, and now and then forgets files that
-    // no longer exist.
-    void update(const CursorEntries& changed);
+    // Takes over how far files were exported; save writes it.
+    void update(const CursorChanges& changes);
     bool is_saved() const { return m_is_saved; }
 
     // Returns an empty text on success, otherwise the reason; then the old file remains.
@@ -51,7 +50,6 @@ public:
 private:
     void lock();
     void read();
-    size_t forget_missing();
     std::string write(const std::string& path, const std::string& text) const;
 
     const std::string m_path;
@@ -60,7 +58,6 @@ private:
     CursorEntries m_entries;
     Time m_newest = unknown_time; // of the records that were exported before
     bool m_is_saved = false;
-    unsigned m_saves = 0;
 };
 
 } // namespace trace

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,7 +23,8 @@ struct CursorEntry
     friend bool operator==(const CursorEntry&, const CursorEntry&) = default;
 };
 
-using CursorEntries = std::map<std::string, CursorEntry>; // by path
+using CursorEntries = std::map<std::string, CursorEntry>;                // by path
+using CursorChanges = std::map<std::string, std::optional<CursorEntry>>; // none: file to forget
 
 std::string cursor_text(const std::vector<std::string>& inputs, const CursorEntries& entries);
 

@@ -77,7 +77,8 @@ Exporter::Exporter(ExportOptions options)
               return inputs;
           }(),
           without_start(m_options.bounds), current_moment,
-          [this](LogReader& reader, const Moment& now) { begin(reader, now); })
+          [this](LogReader& reader, const Moment& now) { begin(reader, now); },
+          [this](const std::string& path) { m_changed[path].reset(); })
 {
 }
 
@@ -138,6 +139,7 @@ int Exporter::run()
         while (take(slice) && !interrupted())
         {
         }
+        settle(m_kept_back); // files that have gone without a further record
         save();
     }
     finish();
@@ -160,8 +162,7 @@ bool Exporter::take(unsigned milliseconds)
         return false;
     m_written += m_output.waiting();
     m_output.flush();
-    if (m_cursor)
-        settle(m_kept_back);
+    settle(m_kept_back);
     if (Clock::now() >= m_next_save)
         save();
     return true;
@@ -183,7 +184,7 @@ void Exporter::add(const Record& record)
                  .number = progress.number,
                  .session = progress.session};
         if (m_cursor)
-            m_changed[reader->name().path] = {reader->mark(), progress};
+            m_changed[reader->name().path] = CursorEntry{reader->mark(), progress};
     }
     const bool is_early = m_options.bounds.since && record.time < *m_options.bounds.since;
     if (!is_early || record.is_loss())
@@ -194,13 +195,15 @@ void Exporter::add(const Record& record)
 // kept_back bytes ago.
 void Exporter::settle(uint64_t kept_back)
 {
+    if (!m_cursor)
+        return;
     if (m_steps.empty() || m_steps.back().written != m_written)
         m_steps.push_back({m_written, {}});
     for (auto& [path, entry] : std::exchange(m_changed, {}))
-        m_steps.back().entries[path] = entry;
+        m_steps.back().changes[path] = entry;
     for (; !m_steps.empty() && m_steps.front().written + kept_back <= m_written;
          m_steps.pop_front())
-        m_cursor->update(m_steps.front().entries);
+        m_cursor->update(m_steps.front().changes);
 }
 
 void Exporter::save()
@@ -226,7 +229,7 @@ void Exporter::finish()
     // The fate of the other files was reported by this export; the next one would report it again.
     std::set<std::string> unfinished = m_source.read_paths();
     for (const Step& step : m_steps) // their last records may not have arrived
-        for (const auto& [path, entry] : step.entries)
+        for (const auto& [path, entry] : step.changes)
             unfinished.insert(path);
     m_cursor->forget_missing_but(unfinished);
     m_next_save = Clock::now();

@@ -47,7 +47,7 @@ private:
     struct Step
     {
         uint64_t written;
-        CursorEntries entries;
+        CursorChanges changes;
     };
 
     void begin(LogReader& reader, const Moment& now);
@@ -66,11 +66,11 @@ private:
     uint64_t m_kept_back; // bytes
     bool m_is_running = false;
     std::vector<std::string> m_replaced; // paths that named other files when this export started
-    std::set<std::string> m_undecided;   // paths whose files couldn't be read at the start
-    LogSource m_source;                  // reads the cursor
+    std::set<std::string> m_undecided;   // paths whose files couldn't be read then
+    CursorChanges m_changed;             // since the last step
+    LogSource m_source;                  // reads the cursor, tells what changes
 
-    uint64_t m_written = 0;  // bytes
-    CursorEntries m_changed; // since the last step
+    uint64_t m_written = 0; // bytes
     std::deque<Step> m_steps;
     Clock::time_point m_next_save = Clock::now();
     std::string m_problem; // with the cursor, last reported

@@ -20,9 +20,9 @@ constexpr unsigned most_passed = 10'000; // unwanted records before a caller can
 
 } // namespace
 
-LogSource::LogSource(LogInputs inputs, LogBounds bounds, MomentSource moment, Begin begin)
+LogSource::LogSource(LogInputs inputs, LogBounds bounds, MomentSource moment, Begin begin, End end)
     : m_inputs(std::move(inputs)), m_bounds(bounds), m_moment(std::move(moment)),
-      m_begin(std::move(begin))
+      m_begin(std::move(begin)), m_end(std::move(end))
 {
     sweep(m_moment());
 }
@@ -108,6 +108,7 @@ void LogSource::sweep(const Moment& now)
         m_merger.finish(true);
     m_merger.sweep(now);
 
+    note_done();
     note_end(now);
     m_next_sweep = m_moment().ticks + std::max<std::chrono::steady_clock::duration>(
                                           sweep_interval, looked * sweep_share);
@@ -161,6 +162,18 @@ void LogSource::lose(const Reader& reader)
                                          native_path(wide_from_utf8(reader->name().path).data()) +
                                          " was removed before it was read"));
     reader->gone();
+}
+
+void LogSource::note_done()
+{
+    for (const Reader& reader : m_merger.take_done())
+    {
+        const std::string& path = reader->name().path;
+        const auto there = m_files.find(path);
+        const bool is_read = there != m_files.end() && there->second->mark().length > 0;
+        if (m_end && !is_read)
+            m_end(path);
+    }
 }
 
 void LogSource::take_problems()

@@ -25,9 +25,13 @@ public:
     // Called for each file before it is read, so that the caller can resume it.
     using Begin = std::function<void(LogReader& reader, const Moment& now)>;
 
-    // Fails if an input can't be read. moment: the clocks; tests have their own.
+    // Called when a file that was removed or replaced has given its last record. No record was read
+    // of the file that the path names now, if there is one.
+    using End = std::function<void(const std::string& path)>;
+
+    // Failure if an input can't be read. moment: the clocks; tests have their own.
     explicit LogSource(LogInputs inputs, LogBounds bounds = {},
-                       MomentSource moment = current_moment, Begin begin = {});
+                       MomentSource moment = current_moment, Begin begin = {}, End end = {});
 
     bool next(Record& record, unsigned milliseconds) override;
     bool ended() const override;
@@ -50,6 +54,7 @@ private:
     void sweep(const Moment& now);
     std::vector<Reader> look_for_files(const Moment& now);
     void lose(const Reader& reader);
+    void note_done();
     void take_problems();
     void note_end(const Moment& now);
     bool take(Record& record, const Moment& now);
@@ -59,6 +64,7 @@ private:
     LogBounds m_bounds;
     MomentSource m_moment;
     Begin m_begin;
+    End m_end;
     Reader m_giver;
     RecordMerger m_merger;
     std::map<std::string, Reader> m_files; // by path

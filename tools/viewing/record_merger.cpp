@@ -98,7 +98,7 @@ catch (const Failure& failure)
     failed = {failure.what(), now.ticks + retry_interval};
     reader->rest();
     if (reader->is_gone())
-        m_failed.erase(reader);
+        note_done(reader);
     else
         m_idle.push_back(reader);
     return false;
@@ -129,7 +129,13 @@ void RecordMerger::place(const Reader& reader, LogReader::Head head, const Momen
             limit_open_idle();
     }
     else
-        m_failed.erase(reader);
+        note_done(reader);
+}
+
+void RecordMerger::note_done(const Reader& reader)
+{
+    m_failed.erase(reader);
+    m_done.push_back(reader);
 }
 
 void RecordMerger::limit_open_idle()

@@ -12,6 +12,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "log_reader.h"
@@ -53,6 +54,8 @@ public:
     // The failures since the last call, in words for people. A file with a failure is tried again,
     // and the failure is reported only once while it lasts.
     std::deque<std::string> take_problems() { return std::exchange(m_problems, {}); }
+    // The files that have gone and have given their last record since the last call.
+    std::vector<std::shared_ptr<LogReader>> take_done() { return std::exchange(m_done, {}); }
     // Whether the last try failed.
     bool has_failed(const std::shared_ptr<LogReader>& reader) const
     {
@@ -75,12 +78,14 @@ private:
     bool is_free(const LogReader& reader) const;
     bool look(const Reader& reader, const Moment& now, LogReader::Head& head);
     void place(const Reader& reader, LogReader::Head head, const Moment& now);
+    void note_done(const Reader& reader);
     void limit_open_idle();
 
     std::set<Reader, Earlier> m_heads; // with a record
     std::set<Reader, Earlier> m_open;  // those of them that are open
     std::vector<Reader> m_idle;        // read to their ends, or not to be read now
-    std::map<Reader, Failed> m_failed; // readers in m_idle whose files couldn't be read
+    std::map<Reader, Failed> m_failed; // those of them that couldn't be read
+    std::vector<Reader> m_done;
     size_t m_added = 0;
     size_t m_open_idle = 0; // about how many in m_idle are open
     Reader m_giver;

@@ -8,7 +8,7 @@
 #include <mutex>
 #include <pthread.h>
 
-#include "clock.h"
+#include "clock_shift.h"
 
 namespace platform
 {
@@ -16,10 +16,11 @@ namespace platform
 namespace
 {
 
-// A load that takes longer is running the module's own code; a look-up that takes longer is waiting
-// for a server, without a lock of the C library.
-constexpr int64_t patience = 100'000'000; // ns
-constexpr timespec pause = {0, 100'000};
+// So many looks take 100 ms. A module that takes longer is in its own code; a look-up that does
+// waits for a server, without a lock of the C library. On a busy machine a look takes longer, as a
+// load does, so that looks are counted rather than time.
+constexpr int64_t most_looks = 640;
+constexpr timespec pause = {0, 100'000}; // to which the kernel adds half as much
 
 constinit std::mutex g_begin; // held to begin a load, and during a fork
 constinit std::atomic<unsigned> g_loads{0};
@@ -33,8 +34,9 @@ unsigned own_loads()
 void await_loads()
 {
     g_begin.lock();
-    const int64_t deadline = monotonic_ns() + patience;
-    while (g_loads > own_loads() && monotonic_ns() < deadline)
+    const int64_t asked = clock_shift(&ClockShifts::fork_looks);
+    const int64_t limit = asked != 0 ? asked : most_looks;
+    for (int64_t looks = 0; g_loads > own_loads() && looks < limit; ++looks)
         ::nanosleep(&pause, nullptr);
 }
 

@@ -33,6 +33,7 @@ struct ClockShifts
     std::atomic<int64_t> wall_ms{0};
     std::atomic<int64_t> patience_ns{0};
     std::atomic<int64_t> channel_patience_ns{0}; // replaces the usual one
+    std::atomic<int64_t> fork_looks{0};          // replaces the usual number
     std::atomic<int64_t> held_tick{0};           // the tick plus one
 };
 extern ClockShifts g_clock_shifts;

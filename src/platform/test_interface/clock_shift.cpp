@@ -39,3 +39,8 @@ extern "C" void PlinthTestSetChannelPatience(uint32_t milliseconds)
 {
     g_clock_shifts.channel_patience_ns = milliseconds * int64_t{1'000'000};
 }
+
+extern "C" void PlinthTestSetForkLooks(uint32_t looks)
+{
+    g_clock_shifts.fork_looks = looks;
+}

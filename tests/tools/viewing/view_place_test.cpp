@@ -202,8 +202,8 @@ TEST(TimelineOfAView, CountsSecondsByColourAndFindsTheRecordOfATime)
     EXPECT_EQ(line.start(), 7 * second) << "the oldest second goes";
 }
 
-// Millions of records with PLINTH_SOAK_SECONDS, otherwise enough to fill the store several times.
-TEST(StoreMemory, IsWhatIsKeptAndIsGivenBackByAClear)
+// Millions of records with PLINTH_SOAK_SECONDS, else enough to fill what is kept several times.
+TEST(StoreMemory, OfVeryManyRecordsIsWhatIsKeptAndIsGivenBackByAClear)
 {
     constexpr size_t keep = 16 << 20;
     const bool is_soak = std::getenv("PLINTH_SOAK_SECONDS") != nullptr;

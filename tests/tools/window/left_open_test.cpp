@@ -178,7 +178,7 @@ TEST_F(ViewerLeftOpen, LongManyAndStrangeTextsAreShownAndCopiedWhole)
 }
 
 // Millions of records with PLINTH_SOAK_SECONDS, else enough for old ones to go.
-TEST_F(ViewerLeftOpen, TakesNoMoreMemoryThanIsToBeKeptAndGivesItBackWhenItIsCleared)
+TEST_F(ViewerLeftOpen, WithVeryManyRecordsTakesNoMoreThanIsKeptAndGivesItBackWhenItIsCleared)
 {
     constexpr size_t keep = 32 << 20;
     const int records = std::getenv("PLINTH_SOAK_SECONDS") ? 5'000'000 : 250'000;

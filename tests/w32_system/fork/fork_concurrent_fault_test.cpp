@@ -13,6 +13,7 @@
 #include "support/files.h"
 #include "support/instead.h"
 #include "support/loopback.h"
+#include "support/soak.h"
 
 namespace
 {
@@ -40,6 +41,15 @@ TEST_INSTEAD int pthread_delay_np(const timespec* interval)
     if (g_exits)
         _exit(waited);
     return real(interval);
+}
+
+// A fork's pause between two looks at whether loads have ended.
+std::atomic<bool> g_isBusy{false}; // the machine: others run meanwhile
+TEST_INSTEAD int nanosleep(const timespec* time, timespec* rest)
+{
+    static auto* const real = TEST_REAL(nanosleep);
+    constexpr timespec long_pause = {0, 60'000'000};
+    return real(g_isBusy ? &long_pause : time, rest);
 }
 
 namespace
@@ -78,7 +88,8 @@ private:
 #if !defined(__SANITIZE_ADDRESS__)
 TEST(ForkConcurrent, AChildDoesEverythingWhateverItsParentsThreadsAreAt)
 {
-    PlinthTestFail("newlocale", 1, 0, ENOMEM); // so that the locale is read each time
+    PlinthTestFail("newlocale", 1, 0, ENOMEM); // the locale is read anew each time
+    PlinthTestSetForkLooks(UINT32_MAX);        // each load here ends
     for (size_t i = 0; i < test::family_count; ++i)
     {
         SCOPED_TRACE(test::families[i].name);
@@ -113,10 +124,14 @@ std::binary_semaphore g_forked{0};
 constexpr auto longest_hold = std::chrono::milliseconds(300);
 constexpr auto guard_time = std::chrono::seconds(10);
 
+std::atomic<bool> g_isHeld{false};
+
 void hold()
 {
+    g_isHeld = true;
     g_arrived.release();
     static_cast<void>(g_forked.try_acquire_for(longest_hold));
+    g_isHeld = false;
 }
 
 void change_unit()
@@ -185,7 +200,19 @@ TEST(ForkConcurrent, AChildDoesEverythingInEachStateOfACall)
     }
 }
 
-// Forks within a callback, and the child makes all calls there. g_result is its result, or -1.
+TEST(ForkConcurrent, OnABusyMachineTheForkWaitsLongerForAModuleThatIsBeingLoaded)
+{
+    PlinthTestBefore("dlopen", 1, hold);
+    std::jthread other([] { FreeLibrary(LoadLibraryW(L"libBrokenLocale.so.1")); });
+    EXPECT_TRUE(g_arrived.try_acquire_for(guard_time));
+    g_isBusy = true;
+    EXPECT_EQ(test::in_fork([] { return 0; }), 0);
+    g_isBusy = false;
+    EXPECT_FALSE(g_isHeld);
+    g_forked.release();
+}
+
+// Forks within a callback: the child does everything, there and then. What it returned, or -1.
 std::atomic<int> g_result{-1};
 std::counting_semaphore<> g_called{0};
 
@@ -460,12 +487,14 @@ int serve()
 TEST(ForkConcurrent, APreForkingServersChildrenAreKilledAndMadeAnew)
 {
     constexpr int children = 8;
-    constexpr int rounds = 5;
+    constexpr uint64_t least_rounds = 5;
+    const test::SoakTime soak;
     ASSERT_EQ(QV_InitSocket(), QV_OK);
     const test::Listener listener;
     const Hammer trace(test::families[1]);
     const Hammer timers(test::families[9]);
-    for (int round = 0; round < rounds; ++round)
+    uint64_t rounds = 0;
+    do
     {
         pid_t ids[children];
         for (pid_t& id : ids)
@@ -483,8 +512,9 @@ TEST(ForkConcurrent, APreForkingServersChildrenAreKilledAndMadeAnew)
             EXPECT_TRUE(WIFSIGNALED(status)) << "it went on until it was killed";
         }
         EXPECT_EQ(test::try_all_families(), "");
-    }
+    } while (++rounds < least_rounds || (soak.goes_on() && !HasFailure()));
     QV_DoneSocket();
+    soak.report("children of a server killed", rounds * children);
 }
 
 } // namespace

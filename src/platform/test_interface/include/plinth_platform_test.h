@@ -73,7 +73,12 @@ extern "C"
     // listener.
     PLINTH_PLATFORM_API void PlinthTestSetChannelPatience(uint32_t milliseconds);
 
-    // Reads the files in which the kernel reports its figures (/proc, /sys) from below a folder,
+    // How often a fork of this process looks whether loads of modules and look-ups have ended,
+    // until it goes on without; 0: as usual. With more, no child hangs because the machine is too
+    // busy.
+    PLINTH_PLATFORM_API void PlinthTestSetForkLooks(uint32_t looks);
+
+    // Makes the files in which the kernel tells its figures (/proc, /sys) come from below a folder,
     // native path; null for the real ones.
     PLINTH_PLATFORM_API void PlinthTestSetKernelRoot(const char* folder);
 

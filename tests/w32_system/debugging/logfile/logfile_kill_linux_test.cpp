@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "support/child_process.h"
@@ -69,6 +70,22 @@ unsigned record_of_split(unsigned writer)
     return number;
 }
 
+// Half of the writers fork and close all their descriptors now and then, as servers and daemons do.
+void be_a_daemon(unsigned writer, unsigned number)
+{
+    constexpr unsigned interval = 32; // records
+    if (writer % 2 == 0 || number % interval != 0)
+        return;
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        close_range(3, ~0U, 0);
+        _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+    close_range(3, ~0U, 0);
+}
+
 int write_until_killed(int, char** argv)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL); // it never outlives the test
@@ -81,6 +98,7 @@ int write_until_killed(int, char** argv)
         if (status != QV_OK)
             return -status;
         confirmed.store(number, std::memory_order_release);
+        be_a_daemon(writer, number);
     }
 }
 const test::ChildMain write_until_killed_main("write-until-killed", write_until_killed);
