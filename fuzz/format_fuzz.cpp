@@ -31,12 +31,12 @@ int print(Print<Char> function, Char* buffer, size_t size, const Char* format, c
                     p, p);
 }
 
-template <class Char, int (*Function)(Char*, const Char*, va_list)>
+template <class Char, int (*vprint)(Char*, const Char*, va_list)>
 int cut(Char* buffer, size_t, const Char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    const int length = Function(buffer, format, arguments);
+    const int length = vprint(buffer, format, arguments);
     va_end(arguments);
     return length;
 }

@@ -38,7 +38,7 @@ public:
     Session& operator=(const Session&) = delete;
     ~Session() { QV_Log(L"consumer: has ended\r\n"); }
 };
-const Session s_session;
+const Session g_session;
 
 bool lock_and_unlock()
 {

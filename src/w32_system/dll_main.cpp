@@ -81,7 +81,7 @@ bool LibraryMain(HMODULE module, DWORD reason, const double* wait)
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID processEnds)
 {
     // When the process ends, the system has already ended its other threads.
-    constexpr double unload = QV_ASYNC_STOP_LIMIT;
+    constexpr double unload = qv_async_stop_limit;
     const BOOL good = LibraryMain(module, reason, processEnds ? nullptr : &unload);
     if (reason == DLL_PROCESS_DETACH)
         QvRunTearDowns();

@@ -300,9 +300,9 @@ void set_up(__numpunct_cache<wchar_t>& cache, const numpunct<char>& narrow)
     cache._M_allocated = true;
 }
 
-template <bool International>
-void set_up(__moneypunct_cache<wchar_t, International>& cache,
-            const moneypunct<char, International>& narrow)
+template <bool international>
+void set_up(__moneypunct_cache<wchar_t, international>& cache,
+            const moneypunct<char, international>& narrow)
 {
     cache._M_grouping = copy_of(narrow.grouping(), &cache._M_grouping_size);
     cache._M_use_grouping = groups(narrow.grouping());
@@ -340,7 +340,7 @@ string key_of(const numpunct<char>& narrow)
            narrow.truename() + '\n' + narrow.falsename();
 }
 
-template <bool International> string key_of(const moneypunct<char, International>& narrow)
+template <bool international> string key_of(const moneypunct<char, international>& narrow)
 {
     string key{narrow.decimal_point(), narrow.thousands_sep()};
     for (const string& part :
@@ -517,12 +517,12 @@ template <> struct Default<numpunct<wchar_t>>
         return speaking_as<numpunct<wchar_t>>(use_facet<numpunct<char>>(where));
     }
 };
-template <bool International> struct Default<moneypunct<wchar_t, International>>
+template <bool international> struct Default<moneypunct<wchar_t, international>>
 {
-    static const moneypunct<wchar_t, International>& of(const locale& where)
+    static const moneypunct<wchar_t, international>& of(const locale& where)
     {
-        return speaking_as<moneypunct<wchar_t, International>>(
-            use_facet<moneypunct<char, International>>(where));
+        return speaking_as<moneypunct<wchar_t, international>>(
+            use_facet<moneypunct<char, international>>(where));
     }
 };
 template <> struct Default<__timepunct<wchar_t>>
@@ -611,10 +611,10 @@ template <> struct Formatting<__numpunct_cache<wchar_t>>
     using Wide = numpunct<wchar_t>;
     using Narrow = numpunct<char>;
 };
-template <bool International> struct Formatting<__moneypunct_cache<wchar_t, International>>
+template <bool international> struct Formatting<__moneypunct_cache<wchar_t, international>>
 {
-    using Wide = moneypunct<wchar_t, International>;
-    using Narrow = moneypunct<char, International>;
+    using Wide = moneypunct<wchar_t, international>;
+    using Narrow = moneypunct<char, international>;
 };
 
 template <class Cache> const Cache* default_cache(const locale& where)

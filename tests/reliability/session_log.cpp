@@ -64,7 +64,7 @@ void trace(Session& session)
     }
 }
 
-std::atomic<int> s_texts;
+std::atomic<int> g_texts;
 
 int rows(const wchar_t* title)
 {
@@ -125,10 +125,10 @@ void log_part(Session& session)
 
 void channel_part(Session& session)
 {
-    s_texts = 0;
+    g_texts = 0;
     {
-        const CQvDebugOutputCapture capture([](const wchar_t*) { ++s_texts; });
-        write_until(session, "a captured text", [] { return s_texts > 0; });
+        const CQvDebugOutputCapture capture([](const wchar_t*) { ++g_texts; });
+        write_until(session, "a captured text", [] { return g_texts > 0; });
     }
     {
         const CDebugFramework framework(nullptr);

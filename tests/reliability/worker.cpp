@@ -41,12 +41,12 @@ namespace
 
 namespace fs = std::filesystem;
 
-bool s_found = false;
-bool s_stays = false; // the fault lasts, so files that couldn't be removed may stay
+bool g_found = false;
+bool g_stays = false; // the fault lasts, so files that couldn't be removed may stay
 
 void finding(const char* text)
 {
-    s_found = true;
+    g_found = true;
     std::printf("finding %s\n", text);
 }
 
@@ -55,7 +55,7 @@ void arm(char** plan)
     const std::string kind = plan[0];
     const auto number = [plan](int at) { return static_cast<unsigned>(std::atoi(plan[at])); };
     PlinthTestArm();
-    s_stays = kind == "any" && number(2) == 0;
+    g_stays = kind == "any" && number(2) == 0;
     failing_memory::arm(kind == "memory" ? number(1) : 0, kind == "memory" && number(2) == 0);
     if (kind == "any")
         PlinthTestFailAny(number(1), number(2), std::atoi(plan[3]));
@@ -97,7 +97,7 @@ public:
         // Files with names of the session's own may stay after a fault; no others.
         static const std::set<std::string> own = {"file",   "copy",   "moved",  "backup", "tree",
                                                   "moving", "copied", "module", "data",   "out"};
-        if (strict || !s_stays)
+        if (strict || !g_stays)
             for (const auto& entry : fs::directory_iterator(folder))
                 if (const std::string file = entry.path().filename(); !own.contains(file))
                     finding(("a file stayed after the " + name + ": " + file).c_str());
@@ -180,5 +180,5 @@ int main(int argc, char** argv)
     sweep(argv + 2);
     tell_leftovers();
     std::puts("done");
-    return s_found;
+    return g_found;
 }

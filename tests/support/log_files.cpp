@@ -24,7 +24,7 @@ namespace test
 namespace
 {
 
-std::optional<MachineSettings> s_settings; // settings that this test has changed
+std::optional<MachineSettings> g_settings; // settings that this test has changed
 
 } // namespace
 
@@ -91,9 +91,9 @@ std::string log_content()
 
 void set_log_setting(const wchar_t* name, DWORD value)
 {
-    if (!s_settings)
-        s_settings.emplace(L"Software\\Quorvane\\Misc\\LogFile");
-    s_settings->set(utf8(name), value);
+    if (!g_settings)
+        g_settings.emplace(L"Software\\Quorvane\\Misc\\LogFile");
+    g_settings->set(utf8(name), value);
 }
 
 #ifndef _WIN32
@@ -145,7 +145,7 @@ FreshLog::~FreshLog()
 #endif
     CQvLogFile::CloseLog();
     CQvLogFile::SetMaxLogMessageLength(512);
-    s_settings.reset();
+    g_settings.reset();
     QV_SetTraceOptions(QV_DIAG_DEBUGGER | QV_DIAG_LOGFILE);
     QV_SetFailifOptions(QV_DIAG_LOGFILE);
 }

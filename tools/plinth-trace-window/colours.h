@@ -37,7 +37,7 @@ QColor processGround(uint32_t process, const QPalette& palette);
 QColor lossText(const QPalette& palette);
 
 // The background of search hits, and the text on it. The same on light and dark windows.
-inline constexpr QRgb hitGround = 0xffff9a1f;
-inline constexpr QRgb hitText = 0xff000000;
+inline constexpr QRgb hit_ground = 0xffff9a1f;
+inline constexpr QRgb hit_text = 0xff000000;
 
 } // namespace trace_window

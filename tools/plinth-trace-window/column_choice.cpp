@@ -50,7 +50,7 @@ void ColumnChoice::writeTo(trace::ViewSettings& settings) const
             widths += name + u':' + QString::number(heads.sectionSize(column));
     }
     settings.others[widths_setting] = widths.join(u' ').toStdString();
-    settings.others[fields_setting] = std::to_string(heads.count() - RecordModel::FirstField);
+    settings.others[fields_setting] = std::to_string(heads.count() - RecordModel::first_field);
 }
 
 void ColumnChoice::apply(const trace::ViewSettings& settings)
@@ -77,7 +77,7 @@ void ColumnChoice::hideOthers(int firstColumn)
     QHeaderView& heads = *m_table.view()->horizontalHeader();
     for (int column = firstColumn; column < heads.count() && !m_wanted.isEmpty(); ++column)
     {
-        const bool isLater = column >= RecordModel::FirstField + m_knownFields;
+        const bool isLater = column >= RecordModel::first_field + m_knownFields;
         heads.setSectionHidden(column, !isLater && !m_wanted.contains(RecordModel::nameOf(column)));
     }
     if (firstColumn > 0)
@@ -96,7 +96,7 @@ void ColumnChoice::setShown(int column, bool shown)
     m_wanted.clear();
     for (const std::string& name : now.columns)
         m_wanted += QString::fromStdString(name);
-    m_knownFields = m_table.rows().columnCount() - RecordModel::FirstField;
+    m_knownFields = m_table.rows().columnCount() - RecordModel::first_field;
     m_table.widths().forget();
 }
 
@@ -109,7 +109,7 @@ void ColumnChoice::showMenu(const QPoint& place)
         const QString head =
             m_table.rows().headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
         QAction* const action =
-            menu.addAction(column < RecordModel::FirstField ? head : tr("Field %1").arg(head));
+            menu.addAction(column < RecordModel::first_field ? head : tr("Field %1").arg(head));
         action->setCheckable(true);
         action->setChecked(!heads.isSectionHidden(column));
         connect(action, &QAction::toggled, this,

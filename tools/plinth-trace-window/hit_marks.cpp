@@ -45,7 +45,7 @@ void HitMarks::paintEvent(QPaintEvent*)
     painter.fillRect(rect(), palette().window());
     for (const int place : marked())
         painter.fillRect(QRect(1, std::min(place, height() - mark_height), wide - 2, mark_height),
-                         QColor(hitGround));
+                         QColor(hit_ground));
 }
 
 void HitMarks::mousePressEvent(QMouseEvent* event)

@@ -22,7 +22,7 @@ namespace
 
 // If a display can't be reached, Qt ends the process with a core dump: this handler makes it an
 // ordinary failure.
-void on_message(QtMsgType kind, const QMessageLogContext&, const QString& text)
+void onMessage(QtMsgType kind, const QMessageLogContext&, const QString& text)
 {
     trace::note(text.toStdString());
     if (kind == QtFatalMsg)
@@ -32,11 +32,11 @@ void on_message(QtMsgType kind, const QMessageLogContext&, const QString& text)
 // If the display is lost, Qt calls exit. Views and layout were saved some seconds ago at most, and
 // static objects must not be destroyed while threads still take records: so the process ends at
 // once.
-bool s_hasDisplay = false;
+bool g_hasDisplay = false;
 
-void end_without_display()
+void endWithoutDisplay()
 {
-    if (!s_hasDisplay)
+    if (!g_hasDisplay)
         return;
     trace::note("the display was closed");
     std::_Exit(trace::exit_no_window);
@@ -45,8 +45,8 @@ void end_without_display()
 struct ForScripts
 {
     std::optional<std::string> screenshot;
-    std::optional<double> exit_after; // seconds
-    std::string views;                // the name of the settings
+    std::optional<double> exitAfter; // seconds
+    std::string views;               // the name of the settings
 };
 
 int run(QApplication& application, const trace::ViewOptions& options, const ForScripts& scripts)
@@ -63,8 +63,8 @@ int run(QApplication& application, const trace::ViewOptions& options, const ForS
         &look, &QTimer::timeout, &window,
         [&]
         {
-            const bool over = scripts.exit_after &&
-                              static_cast<double>(running.elapsed()) >= *scripts.exit_after * 1000;
+            const bool over = scripts.exitAfter &&
+                              static_cast<double>(running.elapsed()) >= *scripts.exitAfter * 1000;
             if (!trace::interrupted() && !over)
                 return;
             if (scripts.screenshot &&
@@ -73,10 +73,10 @@ int run(QApplication& application, const trace::ViewOptions& options, const ForS
             window.close();
         });
     look.start(50);
-    s_hasDisplay = true;
-    std::atexit(end_without_display);
+    g_hasDisplay = true;
+    std::atexit(endWithoutDisplay);
     const int code = QApplication::exec();
-    s_hasDisplay = false;
+    g_hasDisplay = false;
     return code;
 }
 
@@ -84,7 +84,7 @@ int run(QApplication& application, const trace::ViewOptions& options, const ForS
 
 int main(int argc, char** argv)
 {
-    qInstallMessageHandler(on_message);
+    qInstallMessageHandler(onMessage);
     trace::catch_interruption();
     try
     {

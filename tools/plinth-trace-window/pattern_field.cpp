@@ -15,7 +15,7 @@ namespace
 constexpr QLatin1String separator{trace::pattern_divider.data(),
                                   static_cast<qsizetype>(trace::pattern_divider.size())};
 
-QString without_separator(const std::string& text)
+QString withoutSeparator(const std::string& text)
 {
     return QString::fromStdString(trace::without_divider(text));
 }
@@ -24,7 +24,7 @@ QString joined(const std::vector<std::string>& texts)
 {
     QStringList list;
     for (const std::string& text : texts)
-        list += without_separator(text);
+        list += withoutSeparator(text);
     return list.join(separator);
 }
 
@@ -62,7 +62,7 @@ void PatternField::setTexts(const std::vector<std::string>& texts)
 void PatternField::add(const std::string& text)
 {
     setText(this->text() + (this->text().isEmpty() ? QString() : separator) +
-            without_separator(text));
+            withoutSeparator(text));
 }
 
 void PatternField::compile(const QString& text)

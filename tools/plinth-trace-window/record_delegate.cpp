@@ -39,8 +39,8 @@ QList<QTextLayout::FormatRange> RecordDelegate::marks(const QString& text) const
     if (!m_pattern || text.isEmpty())
         return marks;
     QTextCharFormat format;
-    format.setBackground(QColor(hitGround));
-    format.setForeground(QColor(hitText));
+    format.setBackground(QColor(hit_ground));
+    format.setForeground(QColor(hit_text));
     const std::string utf8 = text.toStdString();
     const std::string_view whole = utf8;
     trace::Span span;
@@ -61,7 +61,7 @@ void RecordDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option
 {
     QStyleOptionViewItem cell = option;
     initStyleOption(&cell, index);
-    const auto found = index.column() >= RecordModel::FirstField
+    const auto found = index.column() >= RecordModel::first_field
                            ? marks(cell.text)
                            : QList<QTextLayout::FormatRange>();
     if (found.isEmpty())

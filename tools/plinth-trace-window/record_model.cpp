@@ -49,7 +49,7 @@ int RecordModel::rowCount(const QModelIndex& parent) const
 
 int RecordModel::columnCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : FirstField + m_fields;
+    return parent.isValid() ? 0 : first_field + m_fields;
 }
 
 bool RecordModel::isKept(int row) const
@@ -89,27 +89,27 @@ QVariant RecordModel::headerData(int section, Qt::Orientation orientation, int r
 {
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
         return {};
-    if (section < FirstField)
+    if (section < first_field)
         return fromUtf8(trace::heading_of(meta_columns[section]));
-    return QString::number(section - FirstField + 1);
+    return QString::number(section - first_field + 1);
 }
 
 QString RecordModel::nameOf(int column)
 {
-    if (column < FirstField)
+    if (column < first_field)
         return fromUtf8(trace::name_of(meta_columns[column]));
-    return QString::number(column - FirstField + 1);
+    return QString::number(column - first_field + 1);
 }
 
 int RecordModel::columnOf(const QString& name)
 {
-    for (int column = 0; column < FirstField; ++column)
+    for (int column = 0; column < first_field; ++column)
         if (nameOf(column) == name)
             return column;
     bool isNumber = false;
     const int field = name.toInt(&isNumber);
     const bool isField = isNumber && field > 0 && field <= static_cast<int>(trace::Fields::most);
-    return isField ? FirstField + field - 1 : -1;
+    return isField ? first_field + field - 1 : -1;
 }
 
 bool RecordModel::update(Session::Clock::duration longest)
@@ -156,7 +156,7 @@ void RecordModel::addFields(int first, int count)
     const int all = static_cast<int>(std::min(fields, trace::Fields::most));
     if (all == m_fields)
         return;
-    beginInsertColumns({}, FirstField + m_fields, FirstField + all - 1);
+    beginInsertColumns({}, first_field + m_fields, first_field + all - 1);
     m_fields = all;
     endInsertColumns();
 }
@@ -214,7 +214,7 @@ void RecordModel::setChosen(uint64_t number)
         return;
     m_chosen = m_session.store[number].time;
     if (m_rows > 0)
-        emit dataChanged(index(0, DeltaColumn), index(m_rows - 1, DeltaColumn));
+        emit dataChanged(index(0, delta_column), index(m_rows - 1, delta_column));
 }
 
 void RecordModel::forgetParts()
@@ -238,11 +238,11 @@ const RecordModel::RowParts& RecordModel::parts(int row) const
 
 QString RecordModel::text(int row, int column) const
 {
-    if (column >= FirstField)
-        return shownText(parts(row).fields[static_cast<size_t>(column - FirstField)]);
+    if (column >= first_field)
+        return shownText(parts(row).fields[static_cast<size_t>(column - first_field)]);
     trace::ColumnStyle style{
         .time = m_session.time, .base = {.start = m_session.store.start()}, .chosen = m_chosen};
-    if (column == TimeColumn && row > 0 && isKept(row - 1))
+    if (column == time_column && row > 0 && isKept(row - 1))
         style.base.previous = record(row - 1).time;
     return shownText(trace::cell_text(meta_columns[column], number(row), record(row), style));
 }

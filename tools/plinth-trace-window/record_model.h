@@ -30,12 +30,12 @@ class RecordModel : public QAbstractTableModel
 public:
     enum Column
     {
-        NumberColumn,
-        TimeColumn,
-        DeltaColumn,
-        ProcessColumn,
-        WindowColumn,
-        FirstField,
+        number_column,
+        time_column,
+        delta_column,
+        process_column,
+        window_column,
+        first_field,
     };
 
     // The session outlives the model.

@@ -34,7 +34,7 @@ RecordTable::RecordTable(Session& session, QWidget* parent)
     findBar()->offerExpressions();
     view()->viewport()->installEventFilter(this);
     view()->horizontalHeader()->setContextMenuPolicy(Qt::CustomContextMenu);
-    view()->setColumnHidden(RecordModel::DeltaColumn, true);
+    view()->setColumnHidden(RecordModel::delta_column, true);
     connect(m_marks, &HitMarks::clicked, this,
             [this](double part)
             {

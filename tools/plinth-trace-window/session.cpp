@@ -19,7 +19,7 @@ std::set<int32_t> Session::collect(Clock::duration longest)
         store.append(record);
         const trace::RecordView kept = store[store.end() - 1];
         if (output)
-            prepare_output(kept);
+            prepareOutput(kept);
         const int32_t window = kept.window;
         if (window != trace::no_window && windows.insert(window).second)
             fresh.insert(window);
@@ -32,17 +32,17 @@ std::set<int32_t> Session::collect(Clock::duration longest)
 }
 
 // Done at once, as the record may be dropped before its next use.
-void Session::prepare_output(const trace::RecordView& record)
+void Session::prepareOutput(const trace::RecordView& record)
 {
-    if (!output_filter.passes(record))
+    if (!outputFilter.passes(record))
         return;
     const trace::LineStyle style{.time = time};
-    const trace::TimeBase base{.start = store.start(), .previous = m_last_written};
+    const trace::TimeBase base{.start = store.start(), .previous = m_lastWritten};
     trace::append_lines(m_unwritten, record, style, base);
-    m_last_written = record.time;
+    m_lastWritten = record.time;
 }
 
-void Session::write_output()
+void Session::writeOutput()
 {
     const std::string text = std::exchange(m_unwritten, {});
     if (output && !text.empty())

@@ -36,7 +36,7 @@ struct Session
 
     // Writes the collected records that pass the filter to the output file, if there is one. Fails
     // if the file can't be written.
-    void write_output();
+    void writeOutput();
 
     std::unique_ptr<trace::Source> source; // null while there is none
     trace::Store store;
@@ -46,13 +46,13 @@ struct Session
     std::set<int32_t> windows; // named by records
 
     std::optional<trace::OutputFile> output;
-    trace::Filter output_filter; // the first tab's
+    trace::Filter outputFilter; // the first tab's
 
 private:
-    void prepare_output(const trace::RecordView& record);
+    void prepareOutput(const trace::RecordView& record);
 
     std::string m_unwritten;
-    trace::Time m_last_written = trace::unknown_time;
+    trace::Time m_lastWritten = trace::unknown_time;
 };
 
 } // namespace trace_window

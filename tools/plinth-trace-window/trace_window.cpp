@@ -194,7 +194,7 @@ void TraceWindow::addTabs()
 
 void TraceWindow::writeOutput()
 {
-    if (!told(tr("Nothing more is written: %1"), [this] { m_session.write_output(); }))
+    if (!told(tr("Nothing more is written: %1"), [this] { m_session.writeOutput(); }))
         m_session.output.reset();
 }
 

@@ -40,10 +40,10 @@ void TraceWindow::makeViews()
 void TraceWindow::showFirst()
 {
     ViewPage& first = *m_area->pages().front();
-    m_session.output_filter = first.filter();
+    m_session.outputFilter = first.filter();
     m_area->bringToFront(first);
     connect(&first, &ViewPage::filterChanged, this,
-            [this, shown = &first] { m_session.output_filter = shown->filter(); });
+            [this, shown = &first] { m_session.outputFilter = shown->filter(); });
 }
 
 trace::ViewSettings TraceWindow::asStarted() const

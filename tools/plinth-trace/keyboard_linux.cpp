@@ -23,8 +23,8 @@ namespace trace
 namespace
 {
 
-termios gs_found; // written before the handlers that read it are set
-termios gs_ours;
+termios g_found; // written before the handlers that read it are set
+termios g_ours;
 
 // The terminal would stop a program that changes it from the background.
 void set_terminal(const termios& mode)
@@ -35,18 +35,18 @@ void set_terminal(const termios& mode)
 
 extern "C" void plinth_trace_on_ending(int signal)
 {
-    set_terminal(gs_found);
+    set_terminal(g_found);
     raise_default(signal);
 }
 
 extern "C" void plinth_trace_on_stop(int signal)
 {
     const int error = errno;
-    set_terminal(gs_found);
+    set_terminal(g_found);
     raise_default(signal); // returns when the program continues
     set_handler(signal, plinth_trace_on_stop);
-    set_terminal(gs_ours); // also if the system ignores a stop, since it could not continue the
-                           // program
+    set_terminal(g_ours); // also if the system ignores a stop, since it could not continue the
+                          // program
     errno = error;
 }
 
@@ -55,7 +55,7 @@ extern "C" void plinth_trace_on_stop(int signal)
 extern "C" void plinth_trace_on_continue(int)
 {
     const int error = errno;
-    set_terminal(gs_ours);
+    set_terminal(g_ours);
     errno = error;
 }
 
@@ -68,24 +68,24 @@ bool Keyboard::is_there()
 
 Keyboard::Keyboard()
 {
-    tcgetattr(STDIN_FILENO, &gs_found);
-    gs_ours = gs_found;
-    gs_ours.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-    gs_ours.c_cc[VMIN] = 1;
-    gs_ours.c_cc[VTIME] = 0;
+    tcgetattr(STDIN_FILENO, &g_found);
+    g_ours = g_found;
+    g_ours.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+    g_ours.c_cc[VMIN] = 1;
+    g_ours.c_cc[VTIME] = 0;
     for (const int signal : ending_signals)
         set_handler(signal, plinth_trace_on_ending);
     set_handler(SIGTSTP, plinth_trace_on_stop);
     set_handler(SIGCONT, plinth_trace_on_continue);
-    before_forced_end([] { set_terminal(gs_found); });
-    set_terminal(gs_ours);
+    before_forced_end([] { set_terminal(g_found); });
+    set_terminal(g_ours);
 }
 
 Keyboard::~Keyboard()
 {
     before_forced_end(nullptr);
     set_handler(SIGCONT, SIG_DFL);
-    set_terminal(gs_found);
+    set_terminal(g_found);
     for (const int signal : ending_signals)
         set_handler(signal, SIG_DFL);
     set_handler(SIGTSTP, SIG_DFL);

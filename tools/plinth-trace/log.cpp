@@ -18,7 +18,7 @@
 namespace trace
 {
 
-static const std::string s_log_help =
+static const std::string log_help_text =
     std::string(
         "usage: plinth-trace log [OPTION...]\n"
         "\n"
@@ -46,7 +46,7 @@ static const std::string s_log_help =
         "                     their own\n"
         "  --input FROM       the records of this log file or folder; several times: of all\n") +
     log_bounds_help + views_help;
-const char* const log_help = s_log_help.c_str();
+const char* const log_help = log_help_text.c_str();
 
 namespace
 {

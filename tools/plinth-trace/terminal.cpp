@@ -29,7 +29,7 @@ namespace trace
 namespace
 {
 
-bool gs_colour = false;
+bool g_colour = false;
 
 [[noreturn]] void fail(int error)
 {
@@ -157,9 +157,9 @@ void append_harmless(std::string& out, std::string_view text)
 {
     while (!text.empty())
     {
-        const size_t coloured = gs_colour ? colour_length(text) : 0;
+        const size_t coloured = g_colour ? colour_length(text) : 0;
         const size_t next =
-            std::min(gs_colour ? text.find(colour_start, 1) : text.npos, text.size());
+            std::min(g_colour ? text.find(colour_start, 1) : text.npos, text.size());
         if (coloured)
             out += text.substr(0, coloured);
         else
@@ -173,13 +173,13 @@ void append_harmless(std::string& out, std::string_view text)
 void prepare_terminal()
 {
     const char* const no_colour = environment("NO_COLOR");
-    gs_colour = prepare_output() && !(no_colour && *no_colour);
+    g_colour = prepare_output() && !(no_colour && *no_colour);
     catch_interruption();
 }
 
 bool in_colour()
 {
-    return gs_colour;
+    return g_colour;
 }
 
 bool is_terminal()

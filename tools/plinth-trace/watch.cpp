@@ -12,7 +12,7 @@
 namespace trace
 {
 
-static const std::string s_watch_help =
+static const std::string watch_help_text =
     std::string(
         "usage: plinth-trace watch [OPTION...]\n"
         "\n"
@@ -40,7 +40,7 @@ static const std::string s_watch_help =
     "On a terminal it uses the whole screen, except with --count or --timeout; ? shows the keys.\n"
     "Keys with --plain: p pause, c clear, b bookmark, n and N next and previous bookmark, s save\n"
     "shown, S save all, ? help, q quit.\n";
-const char* const watch_help = s_watch_help.c_str();
+const char* const watch_help = watch_help_text.c_str();
 
 namespace
 {

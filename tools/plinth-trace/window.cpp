@@ -6,7 +6,7 @@
 namespace trace
 {
 
-static const std::string s_window_help =
+static const std::string window_help_text =
     std::string(
         "usage: plinth-trace window [OPTION...]\n"
         "\n"
@@ -20,7 +20,7 @@ static const std::string s_window_help =
     "For scripts:\n"
     "  --screenshot FILE  write a picture of the window (PNG) when it ends\n"
     "  --exit-after S     end after S seconds\n";
-const char* const window_help = s_window_help.c_str();
+const char* const window_help = window_help_text.c_str();
 
 int window(Options& options)
 {

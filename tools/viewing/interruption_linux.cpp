@@ -22,27 +22,27 @@ namespace
 constexpr unsigned interval = 1; // s
 constexpr int most_ticks = 5;    // without progress
 
-volatile std::sig_atomic_t gs_interrupted = 0;
-volatile std::sig_atomic_t gs_ticks = 0;
-void (*volatile gs_restore)() = nullptr;
+volatile std::sig_atomic_t g_interrupted = 0;
+volatile std::sig_atomic_t g_ticks = 0;
+void (*volatile g_restore)() = nullptr;
 
 extern "C" void plinth_viewing_on_interrupt(int)
 {
-    gs_interrupted = 1;
+    g_interrupted = 1;
     alarm(interval);
 }
 
 extern "C" void plinth_viewing_on_tick(int)
 {
-    gs_ticks = gs_ticks + 1;
-    if (gs_ticks < most_ticks)
+    g_ticks = g_ticks + 1;
+    if (g_ticks < most_ticks)
     {
         alarm(interval);
         return;
     }
     const int error = errno;
-    if (gs_restore)
-        gs_restore();
+    if (g_restore)
+        g_restore();
     std::signal(SIGTERM, SIG_DFL);
     raise(SIGTERM);
     errno = error;
@@ -80,17 +80,17 @@ void catch_interruption()
 
 bool interrupted()
 {
-    return gs_interrupted != 0;
+    return g_interrupted != 0;
 }
 
 void made_progress()
 {
-    gs_ticks = 0;
+    g_ticks = 0;
 }
 
 void before_forced_end(void (*restore)())
 {
-    gs_restore = restore;
+    g_restore = restore;
 }
 
 void end_if_interrupted()

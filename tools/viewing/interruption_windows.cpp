@@ -12,11 +12,11 @@ namespace trace
 namespace
 {
 
-volatile std::sig_atomic_t gs_interrupted = 0;
+volatile std::sig_atomic_t g_interrupted = 0;
 
 extern "C" void plinth_viewing_on_interrupt(int)
 {
-    gs_interrupted = 1;
+    g_interrupted = 1;
 }
 
 } // namespace
@@ -29,7 +29,7 @@ void catch_interruption()
 
 bool interrupted()
 {
-    return gs_interrupted != 0;
+    return g_interrupted != 0;
 }
 
 void made_progress() {}

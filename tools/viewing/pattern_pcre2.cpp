@@ -18,9 +18,9 @@ constexpr uint32_t most_heap = 16 << 10; // KiB, likewise
 constexpr size_t least_stack = 32 << 10; // bytes, of the JIT
 constexpr size_t most_stack = 1 << 20;
 
-template <auto Free> struct Freer
+template <auto release> struct Freer
 {
-    template <class T> void operator()(T* object) const { Free(object); }
+    template <class T> void operator()(T* object) const { release(object); }
 };
 using Code = std::unique_ptr<pcre2_code, Freer<pcre2_code_free>>;
 using MatchData = std::unique_ptr<pcre2_match_data, Freer<pcre2_match_data_free>>;

@@ -68,14 +68,14 @@ std::optional<Column> column_of(std::string_view name)
 
 const std::vector<Column>& all_columns()
 {
-    static const std::vector<Column> s_columns = []
+    static const std::vector<Column> all = []
     {
         std::vector<Column> columns;
         for (const ColumnName& each : column_names)
             columns.push_back(each.column);
         return columns;
     }();
-    return s_columns;
+    return all;
 }
 
 std::string_view text_of(const RecordView& record, TextForm form, std::string& storage)

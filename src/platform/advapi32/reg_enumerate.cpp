@@ -71,29 +71,29 @@ LONG enumerate_key(HKEY handle, DWORD index, LPWSTR name, LPDWORD size)
 
 } // namespace
 
-extern "C" LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSize,
-                              LPDWORD reserved, LPWSTR keyClass, LPDWORD classSize,
+extern "C" LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD name_size,
+                              LPDWORD reserved, LPWSTR key_class, LPDWORD class_size,
                               LPFILETIME written)
 {
-    if (!name || !nameSize || reserved || (keyClass && !classSize))
+    if (!name || !name_size || reserved || (key_class && !class_size))
         return ERROR_INVALID_PARAMETER;
     const LONG result =
-        guarded_call("RegEnumKey", [&] { return enumerate_key(key, index, name, nameSize); });
+        guarded_call("RegEnumKey", [&] { return enumerate_key(key, index, name, name_size); });
     if (result != ERROR_SUCCESS)
         return result;
-    if (keyClass && *classSize != 0)
-        *keyClass = L'\0';
-    if (classSize)
-        *classSize = 0;
+    if (key_class && *class_size != 0)
+        *key_class = L'\0';
+    if (class_size)
+        *class_size = 0;
     if (written)
         *written = {};
     return ERROR_SUCCESS;
 }
 
-extern "C" LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSize,
-                              LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD dataSize)
+extern "C" LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD name_size,
+                              LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD data_size)
 {
-    if (!name || !nameSize || reserved || (data && !dataSize))
+    if (!name || !name_size || reserved || (data && !data_size))
         return ERROR_INVALID_PARAMETER;
     const auto enumerate = [&](const Hive&, Hive::const_iterator found) -> LONG
     {
@@ -103,8 +103,8 @@ extern "C" LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSi
         const RegValue& value = std::next(values.begin(), index)->second;
         if (type)
             *type = value.type;
-        const LONG named = copy_name(value.name, name, nameSize);
-        const LONG copied = copy_data(value, data, dataSize);
+        const LONG named = copy_name(value.name, name, name_size);
+        const LONG copied = copy_data(value, data, data_size);
         return named == ERROR_SUCCESS ? copied : named;
     };
     return guarded_call("RegEnumValue", [&] { return with_key(key, KEY_QUERY_VALUE, enumerate); });

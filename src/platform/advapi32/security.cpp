@@ -66,31 +66,31 @@ catch (const std::exception& exception)
     return failed_by(exception, FALSE);
 }
 
-extern "C" BOOL LookupAccountNameW(LPCWSTR, LPCWSTR account, PSID sid, LPDWORD sidSize,
-                                   LPWSTR domain, LPDWORD domainSize, PSID_NAME_USE use)
+extern "C" BOOL LookupAccountNameW(LPCWSTR, LPCWSTR account, PSID sid, LPDWORD sid_size,
+                                   LPWSTR domain, LPDWORD domain_size, PSID_NAME_USE use)
 try
 {
     int error = 0;
     if (api_fault("LookupAccountNameW", error))
         return fail_with(static_cast<DWORD>(error));
     uid_t number = 0;
-    if (!account || !sidSize || !domainSize || !use)
+    if (!account || !sid_size || !domain_size || !use)
         return fail_with(ERROR_INVALID_PARAMETER);
     if (!user_number(to_utf8(account), number))
         return fail_with(ERROR_NONE_MAPPED);
     char host[256] = "";
     gethostname(host, sizeof host - 1);
     const Sid found = user_sid(number);
-    const DWORD domainNeeded = copy_to_caller(host, nullptr, 0);
-    if (!sid || *sidSize < sizeof found || (domainNeeded > *domainSize) || !domain)
+    const DWORD domain_needed = copy_to_caller(host, nullptr, 0);
+    if (!sid || *sid_size < sizeof found || (domain_needed > *domain_size) || !domain)
     {
-        *sidSize = sizeof found;
-        *domainSize = domainNeeded;
+        *sid_size = sizeof found;
+        *domain_size = domain_needed;
         return fail_with(ERROR_INSUFFICIENT_BUFFER);
     }
     std::memcpy(sid, &found, sizeof found);
-    *sidSize = sizeof found;
-    *domainSize = copy_to_caller(host, domain, *domainSize);
+    *sid_size = sizeof found;
+    *domain_size = copy_to_caller(host, domain, *domain_size);
     *use = SidTypeUser;
     return TRUE;
 }

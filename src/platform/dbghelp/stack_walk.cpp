@@ -80,8 +80,9 @@ uintptr_t shown_address(const CallFrame& frame)
 
 extern "C" BOOL StackWalk64(DWORD machine, HANDLE process, HANDLE thread, LPSTACKFRAME64 frame,
                             PVOID, PREAD_PROCESS_MEMORY_ROUTINE64,
-                            PFUNCTION_TABLE_ACCESS_ROUTINE64 functionTableAccess,
-                            PGET_MODULE_BASE_ROUTINE64 getModuleBase, PTRANSLATE_ADDRESS_ROUTINE64)
+                            PFUNCTION_TABLE_ACCESS_ROUTINE64 function_table_access,
+                            PGET_MODULE_BASE_ROUTINE64 get_module_base,
+                            PTRANSLATE_ADDRESS_ROUTINE64)
 {
     int error = 0;
     if (api_fault("StackWalk64", error))
@@ -109,25 +110,25 @@ extern "C" BOOL StackWalk64(DWORD machine, HANDLE process, HANDLE thread, LPSTAC
     frame->AddrReturn = flat(caller.address);
     frame->AddrFrame = flat(has_caller ? caller.stack - 2 * sizeof(void*) : 0);
     frame->Reserved[0] = 1;
-    if (getModuleBase)
-        getModuleBase(process, frame->AddrPC.Offset);
+    if (get_module_base)
+        get_module_base(process, frame->AddrPC.Offset);
     frame->FuncTableEntry =
-        functionTableAccess ? functionTableAccess(process, frame->AddrPC.Offset) : nullptr;
+        function_table_access ? function_table_access(process, frame->AddrPC.Offset) : nullptr;
     return TRUE;
 }
 
 // The frame description entry of an address, from the C++ run-time.
-struct dwarf_eh_bases
+struct EhBases
 {
     void* text;
     void* data;
     void* function;
 };
-extern "C" const void* _Unwind_Find_FDE(void* address, dwarf_eh_bases* bases);
+extern "C" const void* _Unwind_Find_FDE(void* address, EhBases* bases);
 
 extern "C" PVOID SymFunctionTableAccess64(HANDLE process, DWORD64 address)
 {
-    dwarf_eh_bases bases{};
+    EhBases bases{};
     if (process != GetCurrentProcess())
     {
         fail_with(ERROR_INVALID_HANDLE);

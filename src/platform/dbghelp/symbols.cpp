@@ -435,9 +435,9 @@ catch (const std::exception& exception)
     return failed_by(exception, DWORD{0});
 }
 
-extern "C" BOOL SymInitialize(HANDLE process, LPCSTR searchPath, BOOL invade)
+extern "C" BOOL SymInitialize(HANDLE process, LPCSTR search_path, BOOL invade)
 {
-    return guarded("SymInitialize", [&] { return initialize(process, searchPath, invade); });
+    return guarded("SymInitialize", [&] { return initialize(process, search_path, invade); });
 }
 
 extern "C" DWORD64 SymLoadModule64(HANDLE process, HANDLE, LPCSTR image, LPCSTR, DWORD64 base,

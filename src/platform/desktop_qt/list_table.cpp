@@ -9,7 +9,7 @@ namespace desktop_qt
 namespace
 {
 
-constexpr qint64 leastPause = 30; // ms between two looks at the list
+constexpr qint64 least_pause = 30; // ms between two looks at the list
 
 } // namespace
 
@@ -27,7 +27,7 @@ ListTable::ListTable(HWND list, QWidget* parent) : TraceTable(parent), m_model(l
 void ListTable::noticeChanges()
 {
     if (!m_take.isActive())
-        m_take.start(static_cast<int>(qMax<qint64>(0, leastPause - m_sinceTaken.elapsed())));
+        m_take.start(static_cast<int>(qMax<qint64>(0, least_pause - m_sinceTaken.elapsed())));
 }
 
 void ListTable::takeChanges()

@@ -11,17 +11,17 @@ namespace desktop_qt
 namespace
 {
 
-constexpr int usualLength = 512; // characters; shorter texts need only one read
+constexpr int usual_length = 512; // characters; shorter texts need only one read
 
 // Reads a text of the host: read returns the whole length and copies as much as there is room for.
 template <class Read> QString readText(Read read, bool& there)
 {
-    wchar_t usual[usualLength];
-    const int length = read(usual, usualLength);
+    wchar_t usual[usual_length];
+    const int length = read(usual, usual_length);
     there = length >= 0;
     if (length <= 0)
         return {};
-    if (length < usualLength)
+    if (length < usual_length)
         return fromWide(usual, length);
     // The text may have changed in between; of a longer one, what fits is used.
     QString text(length, Qt::Uninitialized);

@@ -34,9 +34,9 @@ namespace
 
 using namespace std::chrono_literals;
 
-constexpr auto startLimit = 30s; // the thread can't load anything while a module is being loaded
-constexpr auto stopLimit = 3s;
-constexpr auto holdLimit = 200ms; // from the end of the main thread to that of the process
+constexpr auto start_limit = 30s; // the thread can't load anything while a module is being loaded
+constexpr auto stop_limit = 3s;
+constexpr auto hold_limit = 200ms; // from the end of the main thread to that of the process
 
 enum class Stage
 {
@@ -101,7 +101,7 @@ void stop()
     if (thread.stage == Stage::running)
         QMetaObject::invokeMethod(
             QCoreApplication::instance(), [] { QCoreApplication::exit(); }, Qt::QueuedConnection);
-    thread.changed.wait_for(guard, stopLimit, [&] { return thread.stage == Stage::ended; });
+    thread.changed.wait_for(guard, stop_limit, [&] { return thread.stage == Stage::ended; });
 }
 
 // The C++ run-time library's own interface for destroying static objects. __cxa_finalize takes back
@@ -145,7 +145,7 @@ void hold()
     std::unique_lock guard(thread.lock);
     thread.held = true;
     thread.changed.notify_all();
-    thread.changed.wait_for(guard, holdLimit, [&] { return thread.stopping; });
+    thread.changed.wait_for(guard, hold_limit, [&] { return thread.stopping; });
     thread.held = false;
 }
 
@@ -221,7 +221,7 @@ bool startOwnApplication(unsigned displays, void (*started)())
     {
         return false;
     }
-    thread.changed.wait_for(guard, startLimit, [&] { return thread.stage != Stage::starting; });
+    thread.changed.wait_for(guard, start_limit, [&] { return thread.stage != Stage::starting; });
     const bool running = thread.stage == Stage::running;
     thread.stopping = !running;
     return running;
@@ -234,7 +234,7 @@ void awaitEndWithOwnApplication()
     if (thread.stage != Stage::running || thread.id == std::this_thread::get_id())
         return;
     QMetaObject::invokeMethod(QCoreApplication::instance(), hold, Qt::QueuedConnection);
-    thread.changed.wait_for(guard, stopLimit,
+    thread.changed.wait_for(guard, stop_limit,
                             [&] { return thread.held || thread.stage != Stage::running; });
 }
 

@@ -10,7 +10,7 @@ namespace desktop_qt
 namespace
 {
 
-constexpr int tellDelay = 15; // ms
+constexpr int tell_delay = 15; // ms
 
 bool isSame(const RECT& a, const RECT& b)
 {
@@ -27,7 +27,7 @@ TopWindow::TopWindow(HWND window, DWORD style, QWidget* owner)
     // A Qt application may end when the last of its own windows is closed.
     setAttribute(Qt::WA_QuitOnClose, false);
     m_tell.setSingleShot(true);
-    m_tell.setInterval(tellDelay);
+    m_tell.setInterval(tell_delay);
     connect(&m_tell, &QTimer::timeout, this, &TopWindow::tellPlace);
 }
 

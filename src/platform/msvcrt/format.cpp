@@ -219,13 +219,13 @@ template <class Char> void pad(Sink<Char>& sink, Char c, int width, size_t lengt
 
 // A number: sign or prefix, zeros, digits, in a field.
 template <class Char>
-void put_number(Sink<Char>& sink, const Conversion& how, const char* prefix, size_t prefixLength,
+void put_number(Sink<Char>& sink, const Conversion& how, const char* prefix, size_t prefix_length,
                 size_t zeros, const char* digits, size_t count)
 {
-    const size_t length = prefixLength + zeros + count;
+    const size_t length = prefix_length + zeros + count;
     if (!how.left)
         pad(sink, Char(' '), how.width, length);
-    sink.ascii(prefix, prefixLength);
+    sink.ascii(prefix, prefix_length);
     sink.repeat(Char('0'), zeros);
     sink.ascii(digits, count);
     if (how.left)
@@ -264,19 +264,19 @@ int64_t take_signed(Size size, Arguments& arguments)
     }
 }
 
-// Writes digits backwards from end and returns the first. Radix is a constant, as a division by a
+// Writes digits backwards from end and returns the first. radix is a constant, as a division by a
 // constant is a few times faster than one by a variable.
-template <unsigned Radix> char* put_digits(char* end, uint64_t value, const char* symbols)
+template <unsigned radix> char* put_digits(char* end, uint64_t value, const char* symbols)
 {
-    for (; value; value /= Radix)
-        *--end = symbols[value % Radix];
+    for (; value; value /= radix)
+        *--end = symbols[value % radix];
     return end;
 }
 
 template <class Char> void put_integer(Sink<Char>& sink, Conversion how, Arguments& arguments)
 {
     char prefix[2];
-    size_t prefixLength = 0;
+    size_t prefix_length = 0;
     uint64_t value = 0;
     unsigned radix = 10;
     const char* symbols = "0123456789abcdef";
@@ -288,11 +288,11 @@ template <class Char> void put_integer(Sink<Char>& sink, Conversion how, Argumen
         const int64_t number = take_signed(how.size, arguments);
         value = number < 0 ? 0 - static_cast<uint64_t>(number) : static_cast<uint64_t>(number);
         if (number < 0)
-            prefix[prefixLength++] = '-';
+            prefix[prefix_length++] = '-';
         else if (how.plus)
-            prefix[prefixLength++] = '+';
+            prefix[prefix_length++] = '+';
         else if (how.space)
-            prefix[prefixLength++] = ' ';
+            prefix[prefix_length++] = ' ';
         break;
     }
     case 'p':
@@ -311,8 +311,8 @@ template <class Char> void put_integer(Sink<Char>& sink, Conversion how, Argumen
         value = take_unsigned(how.size, arguments);
         if (how.alternate && value)
         {
-            prefix[prefixLength++] = '0';
-            prefix[prefixLength++] = how.letter;
+            prefix[prefix_length++] = '0';
+            prefix[prefix_length++] = how.letter;
         }
         break;
     case 'o':
@@ -344,9 +344,9 @@ template <class Char> void put_integer(Sink<Char>& sink, Conversion how, Argumen
         zeros = static_cast<size_t>(how.precision) > count
                     ? static_cast<size_t>(how.precision) - count
                     : 0;
-    else if (how.zero && !how.left && static_cast<size_t>(how.width) > prefixLength + count)
-        zeros = static_cast<size_t>(how.width) - prefixLength - count;
-    put_number(sink, how, prefix, prefixLength, zeros, first, count);
+    else if (how.zero && !how.left && static_cast<size_t>(how.width) > prefix_length + count)
+        zeros = static_cast<size_t>(how.width) - prefix_length - count;
+    put_number(sink, how, prefix, prefix_length, zeros, first, count);
 }
 
 template <class Char> void put_float(Sink<Char>& sink, const Conversion& how, Arguments& arguments)
@@ -358,21 +358,21 @@ template <class Char> void put_float(Sink<Char>& sink, const Conversion& how, Ar
     FloatText digits;
     form_float(value, how.letter, how.precision, how.alternate, digits);
     char prefix[3];
-    size_t prefixLength = 0;
+    size_t prefix_length = 0;
     if (std::signbit(value))
-        prefix[prefixLength++] = '-';
+        prefix[prefix_length++] = '-';
     else if (how.plus)
-        prefix[prefixLength++] = '+';
+        prefix[prefix_length++] = '+';
     else if (how.space)
-        prefix[prefixLength++] = ' ';
+        prefix[prefix_length++] = ' ';
     for (const char* at = digits.prefix; *at; ++at)
-        prefix[prefixLength++] = *at;
+        prefix[prefix_length++] = *at;
 
-    const size_t length = prefixLength + digits.length + digits.zeros;
+    const size_t length = prefix_length + digits.length + digits.zeros;
     const bool zero_filled = how.zero && !how.left && digits.finite;
     if (!how.left && !zero_filled)
         pad(sink, Char(' '), how.width, length);
-    sink.ascii(prefix, prefixLength);
+    sink.ascii(prefix, prefix_length);
     if (zero_filled)
         pad(sink, Char('0'), how.width, length);
     sink.ascii(digits.text, digits.zeros_at);

@@ -5,7 +5,7 @@
 
 #include "kernel32/thread/thread.h"
 
-extern "C" uintptr_t _beginthreadex(void*, unsigned stackSize, unsigned (*start)(void*),
+extern "C" uintptr_t _beginthreadex(void*, unsigned stack_size, unsigned (*start)(void*),
                                     void* argument, unsigned, unsigned* id)
 {
     if (!start)
@@ -13,13 +13,13 @@ extern "C" uintptr_t _beginthreadex(void*, unsigned stackSize, unsigned (*start)
         errno = EINVAL;
         return 0;
     }
-    const HANDLE thread = platform::start_thread(start, argument, stackSize, id);
+    const HANDLE thread = platform::start_thread(start, argument, stack_size, id);
     if (!thread)
         errno = EAGAIN;
     return reinterpret_cast<uintptr_t>(thread);
 }
 
-extern "C" void _endthreadex(unsigned exitCode)
+extern "C" void _endthreadex(unsigned exit_code)
 {
-    platform::end_thread(exitCode);
+    platform::end_thread(exit_code);
 }

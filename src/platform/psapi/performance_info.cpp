@@ -24,12 +24,12 @@ namespace
 
 // The kernel keeps no peak for the machine, so this is the greatest value that this process has
 // seen.
-std::atomic<uint64_t> s_commit_peak{0};
+std::atomic<uint64_t> g_commit_peak{0};
 
 uint64_t raise_peak(uint64_t bytes)
 {
-    uint64_t peak = s_commit_peak;
-    while (peak < bytes && !s_commit_peak.compare_exchange_weak(peak, bytes))
+    uint64_t peak = g_commit_peak;
+    while (peak < bytes && !g_commit_peak.compare_exchange_weak(peak, bytes))
         ;
     return std::max(peak, bytes);
 }

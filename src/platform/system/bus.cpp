@@ -65,8 +65,8 @@ struct Loading
 // Null without the library; it is never unloaded.
 const Library* library()
 {
-    static constinit OfProcess<Loading> s_loading;
-    const Loading& once = s_loading.get();
+    static constinit OfProcess<Loading> loading;
+    const Loading& once = loading.get();
     return once.good ? &once.library : nullptr;
 }
 

@@ -24,8 +24,8 @@ constexpr const char* named_if_ignored[] = {
 
 void say_once_what_is_ignored()
 {
-    static std::atomic<bool> s_said{false};
-    if (s_said.exchange(true))
+    static std::atomic<bool> said{false};
+    if (said.exchange(true))
         return;
     std::string names;
     for (const char* const name : named_if_ignored)

@@ -65,9 +65,9 @@ void leave_to_parent(void* memory)
         void* memory;
         Left* next;
     };
-    static constinit Left* s_first = nullptr; // the child has one thread
-    if (auto* const left = new (std::nothrow) Left{memory, s_first})
-        s_first = left;
+    static constinit Left* first = nullptr; // the child has one thread
+    if (auto* const left = new (std::nothrow) Left{memory, first})
+        first = left;
 }
 
 AtFork::AtFork(ForkStep step, const ForkActions& actions)

@@ -55,8 +55,8 @@ void go_on_in_child()
 // before those of the libraries that use the stand-in and take their locks.
 void watch_forks()
 {
-    static constinit std::atomic<bool> s_watched{false};
-    if (!s_watched.exchange(true))
+    static constinit std::atomic<bool> watched{false};
+    if (!watched.exchange(true))
         pthread_atfork(await_loads, go_on_in_parent, go_on_in_child);
 }
 

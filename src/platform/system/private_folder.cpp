@@ -16,9 +16,9 @@ constexpr mode_t private_mode = 0700;
 // A folder may be checked again and again; its refusal is reported once.
 bool was_said(const std::string& folder)
 {
-    static std::atomic<size_t> s_said[4]; // a process has no more private folders
+    static std::atomic<size_t> all_said[4]; // a process has no more private folders
     const size_t hash = std::hash<std::string>()(folder) | 1;
-    for (std::atomic<size_t>& said : s_said)
+    for (std::atomic<size_t>& said : all_said)
     {
         size_t expected = 0;
         if (said.compare_exchange_strong(expected, hash))

@@ -160,24 +160,24 @@ struct Root
 
 const std::string& root_folder()
 {
-    static constinit OfProcess<Root> s_root;
-    return s_root.get().path;
+    static constinit OfProcess<Root> only;
+    return only.get().path;
 }
 
 // Kept once it has been found: if it fails once, a later call tries again. Two threads may both
 // look, and find the same.
 const std::string& shared_folder()
 {
-    static constinit std::atomic<const std::string*> s_found{nullptr};
-    static constinit OfProcess<std::string> s_none;
-    if (const std::string* const found = s_found.load(std::memory_order_acquire)) [[likely]]
+    static constinit std::atomic<const std::string*> kept{nullptr};
+    static constinit OfProcess<std::string> none;
+    if (const std::string* const found = kept.load(std::memory_order_acquire)) [[likely]]
         return *found;
     std::string folder = find_shared();
     if (folder.empty())
-        return s_none.get();
+        return none.get();
     const auto* const mine = new std::string(std::move(folder));
     const std::string* other = nullptr;
-    if (s_found.compare_exchange_strong(other, mine, std::memory_order_acq_rel))
+    if (kept.compare_exchange_strong(other, mine, std::memory_order_acq_rel))
     {
         guard_folder(*mine);
         return *mine;

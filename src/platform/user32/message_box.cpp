@@ -69,7 +69,7 @@ public:
     ~TerminalTurn() { pthread_mutex_unlock(m_lock); }
 
     // A child doesn't have the box of another thread.
-    static void renew() { s_lock.renew(); }
+    static void renew() { m_shared.renew(); }
 
 private:
     struct Lock
@@ -84,9 +84,9 @@ private:
             pthread_mutexattr_destroy(&attributes);
         }
     };
-    static Lock& the_lock() { return s_lock.get(); }
+    static Lock& the_lock() { return m_shared.get(); }
 
-    static inline constinit OfProcess<Lock> s_lock;
+    static inline constinit OfProcess<Lock> m_shared;
     pthread_mutex_t* m_lock;
 };
 

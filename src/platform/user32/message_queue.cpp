@@ -368,8 +368,8 @@ extern "C" BOOL PostThreadMessageW(DWORD thread, UINT message, WPARAM wParam, LP
     return queue->post(posted);
 }
 
-extern "C" void PostQuitMessage(int exitCode)
+extern "C" void PostQuitMessage(int exit_code)
 {
     if (MessageQueue* const queue = MessageQueue::own())
-        queue->post_quit(exitCode);
+        queue->post_quit(exit_code);
 }

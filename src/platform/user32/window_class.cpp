@@ -125,21 +125,21 @@ bool register_system_class(const WNDCLASSEXW& given, MakeParcel make_parcel)
 
 } // namespace platform
 
-extern "C" ATOM RegisterClassExW(const WNDCLASSEXW* windowClass)
+extern "C" ATOM RegisterClassExW(const WNDCLASSEXW* window_class)
 {
-    if (!windowClass || !is_valid(*windowClass))
+    if (!window_class || !is_valid(*window_class))
         return static_cast<ATOM>(fail_with(ERROR_INVALID_PARAMETER));
-    return register_class(*windowClass, false, nullptr);
+    return register_class(*window_class, false, nullptr);
 }
 
-extern "C" BOOL UnregisterClassW(LPCWSTR className, HINSTANCE)
+extern "C" BOOL UnregisterClassW(LPCWSTR class_name, HINSTANCE)
 {
     int error = 0;
     if (api_fault("UnregisterClassW", error))
         return fail_with(static_cast<DWORD>(error));
     ClassPointer gone; // freed outside the lock
     const Uninterrupted<std::mutex> lock(classes().lock);
-    const auto found = find_locked(className);
+    const auto found = find_locked(class_name);
     if (found == classes().table.end() || (*found)->of_system)
         return fail_with(ERROR_CLASS_DOES_NOT_EXIST);
     const WindowLock windows;

@@ -186,8 +186,8 @@ bool destroy_window(HWND handle)
 
 } // namespace platform
 
-extern "C" HWND CreateWindowExW(DWORD exStyle, LPCWSTR className, LPCWSTR title, DWORD style, int x,
-                                int y, int width, int height, HWND parent, HMENU menu,
+extern "C" HWND CreateWindowExW(DWORD ex_style, LPCWSTR class_name, LPCWSTR title, DWORD style,
+                                int x, int y, int width, int height, HWND parent, HMENU menu,
                                 HINSTANCE instance, LPVOID param)
 {
     int error = 0;
@@ -219,8 +219,8 @@ extern "C" HWND CreateWindowExW(DWORD exStyle, LPCWSTR className, LPCWSTR title,
     create.y = y;
     create.style = static_cast<LONG>(style);
     create.lpszName = title;
-    create.lpszClass = className;
-    create.dwExStyle = exStyle;
+    create.lpszClass = class_name;
+    create.dwExStyle = ex_style;
     try
     {
         return create_window(create);

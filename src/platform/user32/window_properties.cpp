@@ -156,7 +156,7 @@ extern "C" DWORD GetWindowThreadProcessId(HWND window, LPDWORD process)
     return found->thread;
 }
 
-extern "C" HWND FindWindowExW(HWND parent, HWND after, LPCWSTR className, LPCWSTR title)
+extern "C" HWND FindWindowExW(HWND parent, HWND after, LPCWSTR class_name, LPCWSTR title)
 try
 {
     const WindowLock lock;
@@ -174,7 +174,7 @@ try
     }
     each =
         std::find_if(each, all.end(),
-                     [&](HWND window) { return matches(*find_window(window), className, title); });
+                     [&](HWND window) { return matches(*find_window(window), class_name, title); });
     return each == all.end() ? nullptr : *each;
 }
 catch (const std::exception& exception)
@@ -182,7 +182,7 @@ catch (const std::exception& exception)
     return failed_by(exception, nullptr);
 }
 
-extern "C" HWND FindWindowW(LPCWSTR className, LPCWSTR title)
+extern "C" HWND FindWindowW(LPCWSTR class_name, LPCWSTR title)
 {
-    return FindWindowExW(nullptr, nullptr, className, title);
+    return FindWindowExW(nullptr, nullptr, class_name, title);
 }

@@ -78,7 +78,7 @@ QvAsyncWorker* QvAsyncDispatcher::LeastLoaded() const
     size_t load = 0;
     for (QvAsyncWorker* const worker : m_workers)
     {
-        if (worker->state != QV_ASYNC_RUNNING)
+        if (worker->state != qv_worker_running)
             continue;
         const QvMutexGuard guard(worker->lock);
         if (least && worker->queue.size() >= load)
@@ -166,12 +166,12 @@ bool QvAsyncDispatcher::Keeps(QvAsyncWorker& worker)
         return false;
     const QvMutexGuard workerGuard(worker.lock);
     if (m_bStopping)
-        worker.state = QV_ASYNC_STOPPED;
+        worker.state = qv_worker_stopped;
     else if (!worker.queue.empty())
         worker.idleChecks = 0;
     else if (++worker.idleChecks > QV_ASYNC_IDLE_LIMIT)
-        worker.state = QV_ASYNC_IDLE;
-    return worker.state == QV_ASYNC_RUNNING;
+        worker.state = qv_worker_idle;
+    return worker.state == qv_worker_running;
 }
 
 void QvAsyncDispatcher::Leave(QvAsyncWorker* worker)

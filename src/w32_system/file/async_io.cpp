@@ -32,7 +32,7 @@ struct StopAtExit
     ~StopAtExit()
     {
         if (!QvIsTornDown())
-            QvStopAsyncWorkers(QV_ASYNC_STOP_LIMIT);
+            QvStopAsyncWorkers(qv_async_stop_limit);
     }
 };
 
@@ -52,8 +52,8 @@ int Submit(std::unique_ptr<QvAsyncRequest> request)
 {
     // Only one thread constructs the object, so that no other waits for that: a child of fork would
     // wait for a thread that it doesn't have.
-    static constinit std::atomic<bool> s_is_made{false};
-    if (!s_is_made.exchange(true))
+    static constinit std::atomic<bool> s_isMade{false};
+    if (!s_isMade.exchange(true))
         static const StopAtExit s_stopAtExit;
     return QvTheAsyncDispatcher().Submit(std::move(request));
 }

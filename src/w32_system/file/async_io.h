@@ -9,7 +9,7 @@ class QvAsyncDispatcher;
 QvAsyncDispatcher& QvTheAsyncDispatcher();
 
 // How long the end of a process waits for a callback under way, in milliseconds.
-inline constexpr double QV_ASYNC_STOP_LIMIT = 3000;
+inline constexpr double qv_async_stop_limit = 3000;
 
 // Ends the library's workers, once; see QvAsyncDispatcher::Stop for the argument. Later calls do
 // nothing.

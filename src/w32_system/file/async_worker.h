@@ -17,9 +17,9 @@ inline constexpr uint32_t QV_ASYNC_IDLE_LIMIT = 20;
 
 enum QvAsyncWorkerState : uint32_t
 {
-    QV_ASYNC_RUNNING = 0,
-    QV_ASYNC_STOPPED = 1, // the library is being unloaded
-    QV_ASYNC_IDLE = 2,    // had nothing to do for long enough
+    qv_worker_running = 0,
+    qv_worker_stopped = 1, // the library is being unloaded
+    qv_worker_idle = 2,    // had nothing to do for long enough
 };
 
 // The result of a worker's pass.
@@ -58,7 +58,7 @@ struct QvAsyncWorker
     // after the module lock. state changes under both locks, so either is enough to read it.
     pthread_mutexCS_t lock = nullptr; // null if it could not be created
     uint32_t idleChecks = 0;          // checks in a row that found nothing
-    uint32_t state = QV_ASYNC_RUNNING;
+    uint32_t state = qv_worker_running;
     QvAsyncQueue queue;
     QvAsyncDispatcher& dispatcher;
 };

@@ -22,8 +22,8 @@ struct Forms
 {
     const wchar_t* date[3]; // by LOCALE_IDATE
     const wchar_t* hours24;
-    const wchar_t* mark_first;
-    const wchar_t* mark_last;
+    const wchar_t* markFirst;
+    const wchar_t* markLast;
 };
 
 constexpr Forms strftime_forms = {
@@ -69,7 +69,7 @@ const wchar_t* QvTimeForm(const Forms& forms)
     case 1:
         return forms.hours24;
     case 0:
-        return QvLocaleDigit(LOCALE_ITIMEMARKPOSN) == 0 ? forms.mark_last : forms.mark_first;
+        return QvLocaleDigit(LOCALE_ITIMEMARKPOSN) == 0 ? forms.markLast : forms.markFirst;
     default:
         return nullptr;
     }

@@ -36,8 +36,8 @@ struct EmptyArrayTag;
 // The caller may write to the shared array; it is emptied before each later miss.
 CQvByteArrayW32& EmptyArray()
 {
-    static QvStaticObject<CQvByteArrayW32, EmptyArrayTag> empty; // built by the first miss
-    CQvByteArrayW32& array = empty.Get();
+    static QvStaticObject<CQvByteArrayW32, EmptyArrayTag> s_empty; // built by the first miss
+    CQvByteArrayW32& array = s_empty.Get();
     if (array.GetAllocated())
         array.FreeData();
     return array;

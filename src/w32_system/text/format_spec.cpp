@@ -9,7 +9,7 @@ namespace
 
 constexpr const char* source_name = "src\\w32_system\\text\\text";
 
-template <class Char> size_t length_of(const Char* text)
+template <class Char> size_t LengthOf(const Char* text)
 {
     size_t length = 0;
     while (text[length])
@@ -17,7 +17,7 @@ template <class Char> size_t length_of(const Char* text)
     return length;
 }
 
-template <class Char> Char* find_double_l(Char* text)
+template <class Char> Char* FindDoubleL(Char* text)
 {
     for (; *text; ++text)
         if (text[0] == 'l' && text[1] == 'l')
@@ -25,7 +25,7 @@ template <class Char> Char* find_double_l(Char* text)
     return nullptr;
 }
 
-template <class Char> bool has_64_bit_length(const Char* text)
+template <class Char> bool Has64BitLength(const Char* text)
 {
     for (; *text; ++text)
         if (text[0] == 'I' && text[1] == '6' && text[2] == '4')
@@ -33,16 +33,16 @@ template <class Char> bool has_64_bit_length(const Char* text)
     return false;
 }
 
-template <class Char> bool rewrite(Char* format)
+template <class Char> bool Rewrite(Char* format)
 {
-    Char* at = find_double_l(format);
+    Char* at = FindDoubleL(format);
     if (!at)
-        return has_64_bit_length(format);
+        return Has64BitLength(format);
     // The inserted text does not end in 'l', so it begins no new pair: the search continues after
     // it.
-    for (; at; at = find_double_l(at + 3))
+    for (; at; at = FindDoubleL(at + 3))
     {
-        memmove(at + 3, at + 2, (length_of(at + 2) + 1) * sizeof(Char));
+        memmove(at + 3, at + 2, (LengthOf(at + 2) + 1) * sizeof(Char));
         at[0] = 'I';
         at[1] = '6';
         at[2] = '4';
@@ -57,7 +57,7 @@ extern "C" bool QV_Conv64FmtSpecA(char* format)
     if (!format)
         return QvRefuse(0, L"format==NULL", L"QV_Conv64FmtSpecA: No format.", source_name,
                         __LINE__) != 0;
-    return rewrite(format);
+    return Rewrite(format);
 }
 
 extern "C" bool QV_Conv64FmtSpecW(wchar_t* format)
@@ -65,5 +65,5 @@ extern "C" bool QV_Conv64FmtSpecW(wchar_t* format)
     if (!format)
         return QvRefuse(0, L"format==NULL", L"QV_Conv64FmtSpecW: No format.", source_name,
                         __LINE__) != 0;
-    return rewrite(format);
+    return Rewrite(format);
 }

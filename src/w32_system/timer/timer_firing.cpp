@@ -24,8 +24,8 @@ struct Depth
 bool QvFireTimer(QvTimer& timer)
 {
     // The calls that are running have not been counted yet.
-    const bool used_up = timer.iCallsLeft > 0 && timer.iCallsLeft <= timer.iDepth;
-    if (!timer.bEnded && !used_up)
+    const bool usedUp = timer.iCallsLeft > 0 && timer.iCallsLeft <= timer.iDepth;
+    if (!timer.bEnded && !usedUp)
     {
         {
             const Depth depth(timer.iDepth);

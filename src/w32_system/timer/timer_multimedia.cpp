@@ -35,7 +35,7 @@ void Align(QvTimer& timer)
     timer.dLastTime = now;
 }
 
-void CALLBACK multimedia_timer_proc(UINT id, UINT, DWORD_PTR user, DWORD_PTR, DWORD_PTR)
+void CALLBACK MultimediaTimerProc(UINT id, UINT, DWORD_PTR user, DWORD_PTR, DWORD_PTR)
 {
     auto* const timer = reinterpret_cast<QvTimer*>(user);
     const uint32_t forks = QvForkCount();
@@ -48,7 +48,7 @@ void CALLBACK multimedia_timer_proc(UINT id, UINT, DWORD_PTR user, DWORD_PTR, DW
     QvRemoveTimer(timer);
 }
 
-void CALLBACK fence_proc(UINT, UINT, DWORD_PTR user, DWORD_PTR, DWORD_PTR)
+void CALLBACK FenceProc(UINT, UINT, DWORD_PTR user, DWORD_PTR, DWORD_PTR)
 {
     SetEvent(reinterpret_cast<HANDLE>(user));
 }
@@ -62,7 +62,7 @@ void AwaitCall()
     const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     if (!event)
         return;
-    const UINT id = timeSetEvent(1, 0, fence_proc, reinterpret_cast<DWORD_PTR>(event),
+    const UINT id = timeSetEvent(1, 0, FenceProc, reinterpret_cast<DWORD_PTR>(event),
                                  TIME_ONESHOT | TIME_KILL_SYNCHRONOUS);
     if (id != 0)
     {
@@ -80,7 +80,7 @@ uintptr_t QvSetMultimediaTimer(QvTimerPointer& timer, UINT resolution)
     timer->iKind = QV_TIMER_MULTIMEDIA;
     // Without an event the timer runs, but can't be waited for.
     timer->hEvent = timer->pEnd->hEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    timer->uSystemId = timeSetEvent(QvTimerMilliseconds(*timer), resolution, multimedia_timer_proc,
+    timer->uSystemId = timeSetEvent(QvTimerMilliseconds(*timer), resolution, MultimediaTimerProc,
                                     reinterpret_cast<DWORD_PTR>(timer.get()),
                                     timer->iCallsLeft == 1 ? TIME_ONESHOT : TIME_PERIODIC);
     if (timer->uSystemId != 0)

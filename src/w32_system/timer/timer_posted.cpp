@@ -20,7 +20,7 @@ void MaskFloatingPointExceptions()
         _control87(all_masked, all_masked);
 }
 
-void CALLBACK posted_timer_proc(HWND, UINT, UINT_PTR id, DWORD)
+void CALLBACK PostedTimerProc(HWND, UINT, UINT_PTR id, DWORD)
 {
     QvTimer* timer;
     {
@@ -42,11 +42,11 @@ void CALLBACK posted_timer_proc(HWND, UINT, UINT_PTR id, DWORD)
 // Needs gs_TimerLock. Returns an id of at most 32 bits that no other timer has, or 0.
 UINT_PTR SetSystemTimer(UINT milliseconds)
 {
-    UINT_PTR id = SetTimer(nullptr, 0, milliseconds, posted_timer_proc);
+    UINT_PTR id = SetTimer(nullptr, 0, milliseconds, PostedTimerProc);
     while (id != 0 && QvFindTimer(id))
     {
         // The new timer is set first, so that the system can't return the same id again.
-        const UINT_PTR other = SetTimer(nullptr, 0, milliseconds, posted_timer_proc);
+        const UINT_PTR other = SetTimer(nullptr, 0, milliseconds, PostedTimerProc);
         KillTimer(nullptr, id);
         id = other;
     }

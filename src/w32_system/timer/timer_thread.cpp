@@ -74,7 +74,7 @@ void Run(QvTimer& timer)
 {
     const double interval = static_cast<double>(timer.i64IntervalNs) / 1e6; // ms
     const int mode = timer.iPrecision;
-    const bool drops_missed = timer.iCatchUpMode == 1;
+    const bool dropsMissed = timer.iCatchUpMode == 1;
     const bool limited = timer.iCallsLeft != 0;
     int left = timer.iCallsLeft;
     double next = timer.dStartTime + interval;
@@ -90,7 +90,7 @@ void Run(QvTimer& timer)
         // drift.
         next += interval;
         now = QV_GetTimeCounter();
-        if (drops_missed && now > next)
+        if (dropsMissed && now > next)
             next = NextTick(next, now, interval);
         if (limited)
             --left;
@@ -140,7 +140,7 @@ bool RunToTheEnd(QvTimer* timer)
 }
 
 // The stage outlives the timer: the list of ended threads has it.
-unsigned __stdcall timer_thread_proc(void* argument)
+unsigned __stdcall TimerThreadProc(void* argument)
 {
     auto* const timer = static_cast<QvTimer*>(argument);
     QvThreadStage& stage = timer->pEnd->threadStage;
@@ -165,7 +165,7 @@ uintptr_t QvStartTimerThread(QvTimerPointer& timer)
     QvTimerNode node = QvMakeTimerNode(*timer);
     QvTimerEnd& end = *timer->pEnd;
     uint32_t id = 0; // nobody asks for it
-    end.hThread = QvStartThread(timer_thread_proc, timer.get(), id, end.threadStage);
+    end.hThread = QvStartThread(TimerThreadProc, timer.get(), id, end.threadStage);
     if (!end.hThread)
     {
         TraceFailure(errno);

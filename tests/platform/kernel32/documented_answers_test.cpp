@@ -48,9 +48,9 @@ TEST(DocumentedAnswers, OfAccountsAndTheirLists)
     ASSERT_TRUE(GetUserNameW(user, &size));
     BYTE sid[68] = {};
     SID_NAME_USE use = SidTypeUnknown;
-    const auto look_up = [&](const wchar_t* name, DWORD sidSize, DWORD& domainSize) {
+    const auto look_up = [&](const wchar_t* name, DWORD sid_size, DWORD& domain_size) {
         return error_of(
-            LookupAccountNameW(nullptr, name, sid, &sidSize, domain, &domainSize, &use));
+            LookupAccountNameW(nullptr, name, sid, &sid_size, domain, &domain_size, &use));
     };
     DWORD none = 0, exact = 0, unknown = 256;
     check({{"no room", look_up(user, 0, none), ERROR_INSUFFICIENT_BUFFER},

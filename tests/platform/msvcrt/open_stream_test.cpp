@@ -175,8 +175,8 @@ TEST(SplitPath, PartsKeepTheirSeparatorsAndAreCutToTheirBuffers)
     EXPECT_EQ(split(L"\\\\server\\share\\x"), "|\\\\server\\share\\|x|");
     EXPECT_EQ(split(L".profile"), "|||.profile");
     const std::string cut(255, 'x');
-    const std::string tooLong(400, 'x');
-    EXPECT_EQ(split(test::Wide(tooLong + "\\" + tooLong + "." + tooLong)),
+    const std::string too_long(400, 'x');
+    EXPECT_EQ(split(test::Wide(too_long + "\\" + too_long + "." + too_long)),
               '|' + cut + '|' + cut + "|." + cut.substr(1));
 }
 

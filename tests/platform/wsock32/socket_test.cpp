@@ -428,11 +428,11 @@ TEST_F(Wsock32, AStreamThatWasNeverConnectedIsNeitherReadableNorWritable)
     EXPECT_EQ(select(0, &readable, &writable, nullptr, nullptr), 1);
     EXPECT_TRUE(FD_ISSET(other, &writable));
     // The wait looks at it again, as another thread may have connected it.
-    static SOCKET s_lone;
-    static SOCKADDR_IN s_to;
-    s_lone = lone;
-    s_to = name_of(listening());
-    PlinthTestBefore("poll", 2, [] { connect(s_lone, generic(s_to), sizeof s_to); });
+    static SOCKET raced;
+    static SOCKADDR_IN target;
+    raced = lone;
+    target = name_of(listening());
+    PlinthTestBefore("poll", 2, [] { connect(raced, generic(target), sizeof target); });
     writable = {1, {lone}};
     EXPECT_EQ(select(0, nullptr, &writable, nullptr, nullptr), 1);
 }

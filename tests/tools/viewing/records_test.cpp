@@ -350,13 +350,13 @@ TEST_F(Records, OfAFileThatCantBeReadAtTheStartAreNotRepeatedWhenItIsResumed)
 
 TEST_F(Records, OfAFileThatIsReplacedAfterItWasFoundComeOnceAndTheFormerOneIsMissed)
 {
-    static std::string s_path;
-    s_path = path(day);
+    static std::string place;
+    place = path(day);
     append(day, at(1) + "never read\n");
     append("new", at(2) + "new\n");
     PlinthTestBefore(
         "open", 1,
-        [] { std::filesystem::rename(s_path.substr(0, s_path.rfind('/')) + "/new", s_path); });
+        [] { std::filesystem::rename(place.substr(0, place.rfind('/')) + "/new", place); });
     const Texts texts = come(*open({folder}));
     PlinthTestReset();
     ASSERT_EQ(texts.size(), 2u) << testing::PrintToString(texts);

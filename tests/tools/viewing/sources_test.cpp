@@ -171,16 +171,16 @@ TEST(ProcessNamesCache, AsksOnceAndKeepsTheNameOfOneThatHasEnded)
 
 TEST(LogFile, WhosePlaceAPipeTakesBeforeItIsOpenedEndsByTheUsersSignal)
 {
-    static const std::string s_path = test::root() + "/qvapp_2024-03-05.log";
-    std::ofstream(s_path) << "a line\n";
+    static const std::string place = test::root() + "/qvapp_2024-03-05.log";
+    std::ofstream(place) << "a line\n";
     trace::LogName name;
-    name.path = "C:" + s_path;
+    name.path = "C:" + place;
     trace::catch_interruption();
     PlinthTestBefore("open", 1,
                      []
                      {
-                         std::filesystem::remove(s_path);
-                         ASSERT_EQ(::mkfifo(s_path.c_str(), 0600), 0);
+                         std::filesystem::remove(place);
+                         ASSERT_EQ(::mkfifo(place.c_str(), 0600), 0);
                          std::raise(SIGINT); // ends the wait; the signal comes again after a second
                      });
     EXPECT_THROW(trace::LogFile{name}, trace::Interrupted);

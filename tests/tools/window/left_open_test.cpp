@@ -33,7 +33,7 @@ using trace_window::TraceWindow;
 // The number of the record at the top of the table.
 std::string top_number(const TraceWindow& window)
 {
-    return cell(window, window.table()->view()->rowAt(0), RecordModel::NumberColumn);
+    return cell(window, window.table()->view()->rowAt(0), RecordModel::number_column);
 }
 
 // The number of the current record, and its position on the screen, in pixels.
@@ -41,7 +41,7 @@ std::pair<std::string, int> current(const TraceWindow& window)
 {
     const qt_table::RowsView& view = *window.table()->view();
     const QModelIndex index = view.currentIndex();
-    return {cell(window, index.row(), RecordModel::NumberColumn), view.visualRect(index).top()};
+    return {cell(window, index.row(), RecordModel::number_column), view.visualRect(index).top()};
 }
 
 TEST_F(ViewerLeftOpen, ATableThatWasScrolledUpStaysWhenOldRecordsAreDropped)
@@ -58,7 +58,8 @@ TEST_F(ViewerLeftOpen, ATableThatWasScrolledUpStaysWhenOldRecordsAreDropped)
     window->table()->view()->setTopRow(1900);
     ASSERT_FALSE(window->table()->isFollowing());
     const std::string before = top_number(*window);
-    const auto drops = [&] { return std::stoi(cell(*window, 0, RecordModel::NumberColumn)) > 100; };
+    const auto drops = [&]
+    { return std::stoi(cell(*window, 0, RecordModel::number_column)) > 100; };
     for (int all = 2500; all < 50'000 && !drops(); all += 500)
     {
         append(test::lines(500));
@@ -153,21 +154,21 @@ TEST_F(ViewerLeftOpen, StampMarkerAndTagAreNotRepeatedInTheTextUnlessItIsWantedR
 {
     const std::string record = "2024-03-05 14:07:33.006 *vtq* |wndid:7| one";
     const auto window = reading(record + "\ttwo\r\n", 1);
-    EXPECT_EQ(cell(*window, 0, RecordModel::WindowColumn), "7");
-    EXPECT_EQ(cell(*window, 0, RecordModel::FirstField), "one");
-    EXPECT_EQ(cell(*window, 0, RecordModel::FirstField + 1), "two");
+    EXPECT_EQ(cell(*window, 0, RecordModel::window_column), "7");
+    EXPECT_EQ(cell(*window, 0, RecordModel::first_field), "one");
+    EXPECT_EQ(cell(*window, 0, RecordModel::first_field + 1), "two");
     window->view().setRaw(true);
-    EXPECT_EQ(cell(*window, 0, RecordModel::FirstField), record);
+    EXPECT_EQ(cell(*window, 0, RecordModel::first_field), record);
 }
 
 TEST_F(ViewerLeftOpen, LongManyAndStrangeTextsAreShownAndCopiedWhole)
 {
-    const std::string longText(100'000, 'x');
+    const std::string long_text(100'000, 'x');
     std::string tabs = "first";
     for (int i = 0; i < 2000; ++i)
         tabs += "\t" + std::to_string(i);
-    const auto window = reading(longText + "\n" + tabs + "\n", 2);
-    EXPECT_EQ(cell(*window, 0).size(), longText.size());
+    const auto window = reading(long_text + "\n" + tabs + "\n", 2);
+    EXPECT_EQ(cell(*window, 0).size(), long_text.size());
     EXPECT_LE(window->model()->columnCount(), 600);
     RecordTable& table = *window->table();
     table.goToRow(1);

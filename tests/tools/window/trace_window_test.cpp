@@ -40,14 +40,14 @@ TEST_F(TraceViewer, ShowsTheChannelsRecordsInColumnsAndFollowsTheLast)
     for (int i = 0; i < 200; ++i)
         OutputDebugStringA(("one\ttwo\nlines\t" + std::to_string(i) + "\r\n").c_str());
     ASSERT_TRUE(shows(window, 200));
-    EXPECT_EQ(cell(window, 199, RecordModel::NumberColumn), "200");
-    EXPECT_TRUE(cell(window, 0, RecordModel::ProcessColumn).ends_with(" tools_window_tests"));
-    EXPECT_EQ(cell(window, 0, RecordModel::FirstField + 1), "two lines");
-    EXPECT_EQ(cell(window, 199, RecordModel::FirstField + 2), "199");
+    EXPECT_EQ(cell(window, 199, RecordModel::number_column), "200");
+    EXPECT_TRUE(cell(window, 0, RecordModel::process_column).ends_with(" tools_window_tests"));
+    EXPECT_EQ(cell(window, 0, RecordModel::first_field + 1), "two lines");
+    EXPECT_EQ(cell(window, 199, RecordModel::first_field + 2), "199");
     QStringList shown_heads;
     const QStringList heads = {"Time", "Process", "1", "2"};
-    for (const int column : {+RecordModel::TimeColumn, +RecordModel::ProcessColumn,
-                             +RecordModel::FirstField, RecordModel::FirstField + 1})
+    for (const int column : {+RecordModel::time_column, +RecordModel::process_column,
+                             +RecordModel::first_field, RecordModel::first_field + 1})
         shown_heads +=
             window.model()->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
     EXPECT_EQ(shown_heads, heads);
@@ -121,7 +121,7 @@ TEST_F(TraceViewer, PausesClearsAndSavesBothWays)
     EXPECT_EQ(window->model()->rowCount(), 0);
     append("four\n");
     EXPECT_TRUE(shows(*window, 1));
-    EXPECT_EQ(cell(*window, 0, RecordModel::NumberColumn), "4");
+    EXPECT_EQ(cell(*window, 0, RecordModel::number_column), "4");
 }
 
 TEST_F(TraceViewer, WritesWhatItShowsToAFile)

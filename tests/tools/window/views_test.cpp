@@ -83,8 +83,8 @@ TEST_F(Views, AreKeptWithTheirFiltersColumnsAndPlacesUntilTheNextStart)
         type(mine.bar().include(), "^t;;\"x\\dy\"");
         type(mine.bar().highlight(), "w");
         type(mine.bar().processes(), "17;; !my editor ");
-        mine.table().view()->setColumnHidden(RecordModel::TimeColumn, true);
-        mine.table().view()->setColumnWidth(RecordModel::NumberColumn, 123);
+        mine.table().view()->setColumnHidden(RecordModel::time_column, true);
+        mine.table().view()->setColumnWidth(RecordModel::number_column, 123);
         window.close();
     }
     TraceWindow window(options, settings);
@@ -96,9 +96,9 @@ TEST_F(Views, AreKeptWithTheirFiltersColumnsAndPlacesUntilTheNextStart)
     EXPECT_EQ(mine.bar().include()->text(), QStringLiteral("^t;;\"x\\dy\""));
     EXPECT_EQ(mine.bar().highlight()->text(), QStringLiteral("w"));
     EXPECT_EQ(mine.bar().processes()->text(), QStringLiteral("17;;!my editor"));
-    EXPECT_TRUE(mine.table().view()->isColumnHidden(RecordModel::TimeColumn));
-    EXPECT_FALSE(mine.table().view()->isColumnHidden(RecordModel::ProcessColumn));
-    EXPECT_EQ(mine.table().view()->columnWidth(RecordModel::NumberColumn), 123);
+    EXPECT_TRUE(mine.table().view()->isColumnHidden(RecordModel::time_column));
+    EXPECT_FALSE(mine.table().view()->isColumnHidden(RecordModel::process_column));
+    EXPECT_EQ(mine.table().view()->columnWidth(RecordModel::number_column), 123);
 }
 
 TEST_F(Views, OfTwoWindowsWithOneFileAreAllKept)
@@ -202,7 +202,7 @@ TEST_F(Views, OfThousandsOfWindowIdsAreInAList)
     EXPECT_EQ(list.matching(QStringLiteral("9999")), QStringList({"9999"}));
     emit list.windowChosen(9999);
     EXPECT_TRUE(shows(window->view(), 1));
-    EXPECT_EQ(cell(*window, 0, RecordModel::NumberColumn), "9999");
+    EXPECT_EQ(cell(*window, 0, RecordModel::number_column), "9999");
     const trace::ViewSettings kept = window->addView(QStringLiteral("Many"), all).settings();
     EXPECT_TRUE(kept.windows == all.windows) << kept.windows.size();
     EXPECT_EQ(kept.include, all.include);

@@ -25,7 +25,7 @@ template <class Predicate> bool eventually(Predicate&& predicate)
 }
 
 inline std::string cell(const trace_window::TraceWindow& window, int row,
-                        int column = trace_window::RecordModel::FirstField)
+                        int column = trace_window::RecordModel::first_field)
 {
     return window.model()->index(row, column).data().toString().toStdString();
 }

@@ -48,10 +48,10 @@ public:
         const QvAsyncIo from_start = io();
         return QV_ReadFile(file, buffer, size, nullptr, &from_start);
     }
-    int copy(const wchar_t* from, const wchar_t* to, int failIfExists = 0,
+    int copy(const wchar_t* from, const wchar_t* to, int fail_if_exists = 0,
              const volatile uint32_t* proceed = nullptr)
     {
-        return QV_CopyFile(from, to, failIfExists, proceed, on_copy, this);
+        return QV_CopyFile(from, to, fail_if_exists, proceed, on_copy, this);
     }
     static void on_io(int status, uint64_t done, void* self)
     {

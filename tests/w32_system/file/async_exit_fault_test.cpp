@@ -13,7 +13,7 @@ namespace
 {
 
 constexpr int good_exit = 7;
-std::counting_semaphore<> s_called{0};
+std::counting_semaphore<> g_called{0};
 
 Wide path(const char* name)
 {
@@ -31,24 +31,24 @@ Wide source(int64_t size = int64_t{1} << 40)
 
 void on_copy(int, uint64_t, uint64_t, void*)
 {
-    s_called.release();
+    g_called.release();
 }
 
 int exit_in_flight(int, char**)
 {
     const Wide from = source();
-    static std::vector<char> s_buffer(4096 * 1000); // lives to the end of the process
+    static std::vector<char> buffer(4096 * 1000); // lives to the end of the process
     QvFile file = nullptr;
     if (QV_OpenFile(from, QV_OPEN_READ, test::share_all, QV_SECURITY_DEFAULT, &file) != QV_OK)
         return 1;
-    const QvAsyncIo io = {0, nullptr, [](int, uint64_t, void*) { s_called.release(); }};
-    if (QV_ReadFile(file, s_buffer.data(), s_buffer.size(), nullptr, &io) != QV_OK)
+    const QvAsyncIo io = {0, nullptr, [](int, uint64_t, void*) { g_called.release(); }};
+    if (QV_ReadFile(file, buffer.data(), buffer.size(), nullptr, &io) != QV_OK)
         return 2;
     for (const char* const name : {"a", "b", "c", "d"})
         if (QV_CopyFile(from, path(name), 0, nullptr, on_copy, nullptr) != QV_OK)
             return 3;
     for (int i = 0; i < 10; ++i)
-        s_called.acquire();
+        g_called.acquire();
     std::exit(good_exit);
 }
 const test::ChildMain exit_in_flight_main("exit-in-flight", exit_in_flight);
@@ -58,7 +58,7 @@ int exit_with(QvCopyCompletion completion, const Wide& from = source())
 {
     if (QV_CopyFile(from, path("a"), 0, nullptr, completion, nullptr) != QV_OK)
         return 1;
-    s_called.acquire();
+    g_called.acquire();
     return good_exit;
 }
 // With an idle worker.
@@ -74,7 +74,7 @@ const test::ChildMain exit_from_callback("exit-from-callback",
 
 void never_return(int, uint64_t, uint64_t, void*)
 {
-    s_called.release();
+    g_called.release();
     std::binary_semaphore{0}.acquire();
 }
 const test::ChildMain exit_beside_callback("exit-beside-callback",

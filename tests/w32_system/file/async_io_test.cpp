@@ -21,9 +21,9 @@ namespace
 
 struct AsyncIo : test::InFolder
 {
-    int copy(AsyncCalls& calls, int failIfExists = 0, const volatile uint32_t* proceed = nullptr)
+    int copy(AsyncCalls& calls, int fail_if_exists = 0, const volatile uint32_t* proceed = nullptr)
     {
-        return calls.copy(path("a"), path("b"), failIfExists, proceed);
+        return calls.copy(path("a"), path("b"), fail_if_exists, proceed);
     }
 };
 

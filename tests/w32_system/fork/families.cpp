@@ -196,17 +196,17 @@ constexpr bool forks_between_rounds = true;
 #else
 constexpr bool forks_between_rounds = false;
 #endif
-static std::atomic<int> s_forking{0};
-static std::shared_mutex s_rounds; // used only in such a build
+static std::atomic<int> g_forking{0};
+static std::shared_mutex g_rounds; // used only in such a build
 
 void run_round(const Family& family)
 {
-    while (s_forking) // without it the rounds would share the lock all the time, and no fork could
+    while (g_forking) // without it the rounds would share the lock all the time, and no fork could
                       // take it
         std::this_thread::yield();
     std::shared_lock<std::shared_mutex> round;
     if (forks_between_rounds)
-        round = std::shared_lock(s_rounds);
+        round = std::shared_lock(g_rounds);
     family.round();
 }
 
@@ -215,9 +215,9 @@ pid_t fork_beside_rounds()
     std::unique_lock<std::shared_mutex> none;
     if (forks_between_rounds)
     {
-        ++s_forking;
-        none = std::unique_lock(s_rounds);
-        --s_forking;
+        ++g_forking;
+        none = std::unique_lock(g_rounds);
+        --g_forking;
     }
     return fork();
 }

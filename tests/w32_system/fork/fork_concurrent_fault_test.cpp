@@ -24,14 +24,14 @@ std::atomic<bool> g_exits{false}; // an exiting child, which must not wait
 constexpr int waited = 3;
 
 // A child that exits in a callback can't free the memory of its parent's other threads.
-std::atomic<bool> g_isChild{false};
+std::atomic<bool> g_is_child{false};
 
 } // namespace
 
 extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off();
 extern "C" int __lsan_is_turned_off()
 {
-    return g_isChild;
+    return g_is_child;
 }
 
 // Replaces the pause between two checks whether the workers have ended.
@@ -44,12 +44,12 @@ TEST_INSTEAD int pthread_delay_np(const timespec* interval)
 }
 
 // A fork's pause between two looks at whether loads have ended.
-std::atomic<bool> g_isBusy{false}; // the machine: others run meanwhile
+std::atomic<bool> g_is_busy{false}; // the machine: others run meanwhile
 TEST_INSTEAD int nanosleep(const timespec* time, timespec* rest)
 {
     static auto* const real = TEST_REAL(nanosleep);
     constexpr timespec long_pause = {0, 60'000'000};
-    return real(g_isBusy ? &long_pause : time, rest);
+    return real(g_is_busy ? &long_pause : time, rest);
 }
 
 namespace
@@ -124,14 +124,14 @@ std::binary_semaphore g_forked{0};
 constexpr auto longest_hold = std::chrono::milliseconds(300);
 constexpr auto guard_time = std::chrono::seconds(10);
 
-std::atomic<bool> g_isHeld{false};
+std::atomic<bool> g_is_held{false};
 
 void hold()
 {
-    g_isHeld = true;
+    g_is_held = true;
     g_arrived.release();
     static_cast<void>(g_forked.try_acquire_for(longest_hold));
-    g_isHeld = false;
+    g_is_held = false;
 }
 
 void change_unit()
@@ -205,10 +205,10 @@ TEST(ForkConcurrent, OnABusyMachineTheForkWaitsLongerForAModuleThatIsBeingLoaded
     PlinthTestBefore("dlopen", 1, hold);
     std::jthread other([] { FreeLibrary(LoadLibraryW(L"libBrokenLocale.so.1")); });
     EXPECT_TRUE(g_arrived.try_acquire_for(guard_time));
-    g_isBusy = true;
+    g_is_busy = true;
     EXPECT_EQ(test::in_fork([] { return 0; }), 0);
-    g_isBusy = false;
-    EXPECT_FALSE(g_isHeld);
+    g_is_busy = false;
+    EXPECT_FALSE(g_is_held);
     g_forked.release();
 }
 
@@ -233,7 +233,7 @@ void fork_within()
     if (child == 0)
     {
         alarm(30);
-        g_isChild = true;
+        g_is_child = true;
         g_result = 0;
         return;
     }
@@ -465,9 +465,9 @@ TEST(ForkConcurrent, AListenerThatWasKilledIsGoneThoughItsChildLives)
     kill(listener, SIGKILL);
     waitpid(listener, nullptr, 0);
     std::binary_semaphore arrived{0};
-    static std::binary_semaphore* s_arrived = &arrived;
+    static std::binary_semaphore* released = &arrived;
     {
-        const CQvDebugOutputCapture capture([](const wchar_t*) { s_arrived->release(); });
+        const CQvDebugOutputCapture capture([](const wchar_t*) { released->release(); });
         OutputDebugStringA("text");
         EXPECT_TRUE(arrived.try_acquire_for(guard_time));
     }

@@ -8,8 +8,8 @@
 TEST_INSTEAD int gethostbyname_r(const char* name, hostent* entry, char* buffer, size_t size,
                                  hostent** result, int* why)
 {
-    static constinit std::mutex s_lock;
+    static constinit std::mutex lock;
     static auto* const real = TEST_REAL(gethostbyname_r);
-    const std::lock_guard guard(s_lock);
+    const std::lock_guard guard(lock);
     return real(name, entry, buffer, size, result, why);
 }

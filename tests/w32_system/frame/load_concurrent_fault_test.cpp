@@ -36,7 +36,7 @@ TEST(Load, OpensTheLogTracesOnceAndLetsStaticObjectsTrace)
 
 int trace_while_ending(int, char**)
 {
-    static std::atomic<int> s_at_work{0};
+    static std::atomic<int> at_work{0};
     for (int i = 0; i < 4; ++i)
         std::thread(
             []
@@ -48,13 +48,13 @@ int trace_while_ending(int, char**)
                     QV_Log(L"x\r\n");
                     CQvLogFile::Detail();
                     if (first)
-                        ++s_at_work;
-                    s_at_work.notify_all();
+                        ++at_work;
+                    at_work.notify_all();
                 }
             })
             .detach();
-    for (int now; (now = s_at_work) < 4;)
-        s_at_work.wait(now);
+    for (int now; (now = at_work) < 4;)
+        at_work.wait(now);
     std::exit(0);
 }
 const test::ChildMain trace_while_ending_main("trace-while-ending", trace_while_ending);

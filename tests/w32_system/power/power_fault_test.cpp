@@ -65,7 +65,7 @@ TEST_F(PowerFault, ABusThatDoesNotAnswerIsAskedOnce)
     close(bus);
 }
 
-const test::ChildMain s_child("turn off and end", [](int, char**) { return turn_off(); });
+const test::ChildMain g_child("turn off and end", [](int, char**) { return turn_off(); });
 
 TEST_F(PowerFault, SettingsOutliveTheProcessButNotTheBoot)
 {

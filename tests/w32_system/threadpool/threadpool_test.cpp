@@ -58,15 +58,15 @@ TEST(ThreadPoolEnd, WaitsForTheCallsUnderWayAndEndsTheThreadsThatWait)
     test::ThreadEnds::wait_for(before + 2);
 }
 
-CThreadPool* s_pool = nullptr;
-std::atomic<uint64_t> s_runs{0}, s_failures{0};
+CThreadPool* g_pool = nullptr;
+std::atomic<uint64_t> g_runs{0}, g_failures{0};
 
 // With an argument, it makes another call without one.
 void* run(void* again)
 {
     if (again)
-        s_failures += s_pool->MakeCallFromThreadPool(run, nullptr) != QV_OK;
-    ++s_runs;
+        g_failures += g_pool->MakeCallFromThreadPool(run, nullptr) != QV_OK;
+    ++g_runs;
     return nullptr;
 }
 
@@ -81,26 +81,26 @@ TEST(ThreadPoolConcurrent, EachCallRunsOnce)
     uint64_t total = 0;
     do
     {
-        s_pool = CThreadPool::CreateThreadPool();
-        s_runs = 0;
+        g_pool = CThreadPool::CreateThreadPool();
+        g_runs = 0;
         std::vector<std::thread> threads;
         for (int i = 0; i < callers; ++i)
             threads.emplace_back(
                 []
                 {
                     for (int call = 0; call < calls; ++call)
-                        s_failures += s_pool->MakeCallFromThreadPool(
-                                          run, call % 4 == 0 ? s_pool : nullptr) != QV_OK;
+                        g_failures += g_pool->MakeCallFromThreadPool(
+                                          run, call % 4 == 0 ? g_pool : nullptr) != QV_OK;
                 });
         for (std::thread& thread : threads)
             thread.join();
         // No call may be made while the pool is destroyed, not even by its own calls.
-        while (s_runs + s_failures < expected)
+        while (g_runs + g_failures < expected)
             std::this_thread::yield();
-        CThreadPool::DestroyThreadPool(s_pool);
-        ASSERT_EQ(s_failures, 0u);
-        ASSERT_EQ(s_runs, expected);
-        total += s_runs;
+        CThreadPool::DestroyThreadPool(g_pool);
+        ASSERT_EQ(g_failures, 0u);
+        ASSERT_EQ(g_runs, expected);
+        total += g_runs;
     } while (soak.goes_on());
     soak.report("calls", total);
 }

@@ -197,20 +197,20 @@ TEST_F(TimerFaults, TicksMissedByATimerThreadAreDroppedUncountedOrMadeUpFor)
 // The process ends while timers of every kind run, whose callbacks use the library.
 int end_with_timers(int, char**)
 {
-    static std::atomic<int> s_calls{0};
+    static std::atomic<int> calls{0};
     const auto busy = [](void*)
     {
         QV_Log(L"x\r\n");
         TimerCalls().run(0.1, 1, QV_PRECISION_SPIN);
-        ++s_calls;
-        s_calls.notify_all();
+        ++calls;
+        calls.notify_all();
         return 1;
     };
     for (int mode = QV_PRECISION_SLEEP; mode <= QV_PRECISION_MM_1_ALIGNED; ++mode)
         for (int i = 0; i < 3; ++i)
             QV_SetThreadedTimer(busy, nullptr, mode == QV_PRECISION_SPIN ? 0.3 : 1.0, 0, mode, i);
-    for (int now; (now = s_calls) < 50;)
-        s_calls.wait(now);
+    for (int now; (now = calls) < 50;)
+        calls.wait(now);
     std::exit(0);
 }
 const test::ChildMain end_with_timers_main("end-with-timers", end_with_timers);

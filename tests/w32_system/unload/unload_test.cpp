@@ -39,7 +39,7 @@ public:
     Library() : m_handle(LoadLibraryW(test::windows_form(PLINTH_LIBRARY)))
     {
         EXPECT_NE(m_handle, nullptr) << GetLastError();
-        s_last = m_handle;
+        m_last = m_handle;
     }
     ~Library() { unload(); }
     Library(const Library&) = delete;
@@ -73,12 +73,12 @@ public:
     // Unlike the library it stays loaded.
     template <class Function> static Function* needed(const char* name)
     {
-        return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(s_last, name)));
+        return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(m_last, name)));
     }
 
 private:
     HMODULE m_handle;
-    static inline HMODULE s_last = nullptr;
+    static inline HMODULE m_last = nullptr;
 };
 
 // Whether a call through the library's code is held while the library is unloaded.
@@ -94,7 +94,7 @@ enum class Unload
     done,
 };
 std::atomic<Unload> g_unload{Unload::none};
-std::atomic<bool> g_cameBackEarly{false}; // from the wait, with the call still held
+std::atomic<bool> g_came_back_early{false}; // from the wait, with the call still held
 
 void reach(Unload next)
 {
@@ -129,7 +129,7 @@ void expect_unloading_waits(Library& library)
         g_held.notify_all();
     }
     closer.join();
-    EXPECT_FALSE(g_cameBackEarly);
+    EXPECT_FALSE(g_came_back_early);
     g_unload = Unload::none;
     EXPECT_FALSE(Library::is_loaded());
 }
@@ -143,10 +143,10 @@ std::atomic<int> g_looks{0};
 // system's thread is then still returning through the library's code.
 std::atomic<bool> g_hold{false};
 
-thread_local bool t_isWorker = false; // of the pool
-thread_local bool t_isTimer = false;
-thread_local bool t_waitsForTimer = false;
-std::atomic<bool> g_waitsForTimer{false};
+thread_local bool t_is_worker = false; // of the pool
+thread_local bool t_is_timer = false;
+thread_local bool t_waits_for_timer = false;
+std::atomic<bool> g_waits_for_timer{false};
 
 // The function that the library would call; null for the other tests, which end no pools.
 void (*g_await)() = nullptr;
@@ -155,14 +155,14 @@ void (*g_await)() = nullptr;
 // end meanwhile.
 constexpr DWORD long_wait = 1000; // ms; a shorter wait may time out,
 constexpr DWORD sooner = 5;       // and does so after this time
-std::atomic<int> g_waitsInVain{0};
-bool g_threadsMeet = false; // at the next removal of the window class, the last step
+std::atomic<int> g_waits_in_vain{0};
+bool g_threads_meet = false; // at the next removal of the window class, the last step
 std::atomic<bool> g_begun{false};
 HANDLE g_begins = nullptr;
 HANDLE g_ends = nullptr;       // begun before
 HANDLE g_terminated = nullptr; // begun before
 std::atomic<int> g_wait{0};    // number of threads that have begun before and wait
-std::atomic<bool> g_mayEnd{false};
+std::atomic<bool> g_may_end{false};
 
 // How the next threads of the library start.
 enum class Start
@@ -173,9 +173,9 @@ enum class Start
     endless,   // it leaves the library's code and doesn't end
 };
 std::atomic<Start> g_start{Start::plain};
-std::atomic<int> g_plainStarts{0}; // come before
-std::atomic<int> g_endless{0};     // threads that have left the library's code and don't end
-std::atomic<bool> g_isStarting{false};
+std::atomic<int> g_plain_starts{0}; // come before
+std::atomic<int> g_endless{0};      // threads that have left the library's code and don't end
+std::atomic<bool> g_is_starting{false};
 std::atomic<bool> g_unloading{false};
 
 HANDLE start_thread(unsigned (*procedure)(void*))
@@ -186,7 +186,7 @@ HANDLE start_thread(unsigned (*procedure)(void*))
 void await_end()
 {
     ++g_wait;
-    g_mayEnd.wait(false);
+    g_may_end.wait(false);
 }
 
 void start_threads_before()
@@ -216,8 +216,8 @@ void meet_threads_inside()
             g_begun = true;
             return 1u;
         });
-    g_mayEnd = true;
-    g_mayEnd.notify_all();
+    g_may_end = true;
+    g_may_end.notify_all();
     EXPECT_EQ(WaitForSingleObject(g_terminated, 10'000), WAIT_OBJECT_0);
     EXPECT_EQ(WaitForSingleObject(g_ends, 50), DWORD{WAIT_TIMEOUT});
     EXPECT_FALSE(g_begun);
@@ -226,17 +226,17 @@ void meet_threads_inside()
 } // namespace
 
 // Looked up beforehand: that isn't possible while the library is unloaded.
-static auto* const g_beginThread = TEST_REAL(_beginthreadex);
-static auto* const g_waitForObject = TEST_REAL(WaitForSingleObject);
+static auto* const g_begin_thread = TEST_REAL(_beginthreadex);
+static auto* const g_wait_for_object = TEST_REAL(WaitForSingleObject);
 
 TEST_INSTEAD uintptr_t _beginthreadex(void* security, unsigned size, unsigned (*start)(void*),
                                       void* argument, unsigned flags, unsigned* id)
 {
-    const Start how = g_plainStarts-- > 0 ? Start::plain : g_start.load();
+    const Start how = g_plain_starts-- > 0 ? Start::plain : g_start.load();
     if (how == Start::in_unload)
     {
-        g_isStarting = true;
-        g_isStarting.notify_all();
+        g_is_starting = true;
+        g_is_starting.notify_all();
         g_unloading.wait(false);
     }
     static constexpr auto never = [](void*)
@@ -253,12 +253,12 @@ TEST_INSTEAD uintptr_t _beginthreadex(void* security, unsigned size, unsigned (*
     };
     if (how == Start::endless)
         s_given = {std::exchange(start, without_end), argument};
-    return g_beginThread(security, size, how == Start::held ? +never : start, argument, flags, id);
+    return g_begin_thread(security, size, how == Start::held ? +never : start, argument, flags, id);
 }
 
 TEST_INSTEAD BOOL UnregisterClassW(LPCWSTR name, HINSTANCE module)
 {
-    if (std::exchange(g_threadsMeet, false))
+    if (std::exchange(g_threads_meet, false))
         meet_threads_inside();
     return TEST_REAL(UnregisterClassW)(name, module);
 }
@@ -317,7 +317,7 @@ TEST_INSTEAD int pthread_cond_broadcast(pthread_cond_t* condition)
 {
     static auto* const real = TEST_REAL(pthread_cond_broadcast);
     const int result = real(condition);
-    if (t_isTimer)
+    if (t_is_timer)
         stay_held();
     return result;
 }
@@ -325,10 +325,10 @@ TEST_INSTEAD int pthread_cond_broadcast(pthread_cond_t* condition)
 TEST_INSTEAD int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
 {
     static auto* const real = TEST_REAL(pthread_cond_wait);
-    if (t_waitsForTimer)
+    if (t_waits_for_timer)
     {
-        g_waitsForTimer = true;
-        g_waitsForTimer.notify_all();
+        g_waits_for_timer = true;
+        g_waits_for_timer.notify_all();
     }
     return real(condition, mutex);
 }
@@ -341,10 +341,10 @@ TEST_INSTEAD DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds)
         reach(Unload::waits);
     const bool is_short = t_unloads && milliseconds < long_wait;
     const DWORD result =
-        g_waitForObject(object, is_short ? std::min(milliseconds, sooner) : milliseconds);
+        g_wait_for_object(object, is_short ? std::min(milliseconds, sooner) : milliseconds);
     if (fence && g_held)
-        g_cameBackEarly = true;
-    g_waitsInVain += t_unloads && result == WAIT_TIMEOUT && milliseconds >= long_wait;
+        g_came_back_early = true;
+    g_waits_in_vain += t_unloads && result == WAIT_TIMEOUT && milliseconds >= long_wait;
     return result;
 }
 
@@ -352,7 +352,7 @@ TEST_INSTEAD DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds)
 TEST_INSTEAD int pthread_cond_destroy(pthread_cond_t* condition)
 {
     static auto* const real = TEST_REAL(pthread_cond_destroy);
-    if (t_isWorker)
+    if (t_is_worker)
         stay_held();
     return real(condition);
 }
@@ -364,7 +364,7 @@ TEST_INSTEAD void pthread_await_ending_np()
     reach(Unload::waits);
     g_await();
     if (g_held)
-        g_cameBackEarly = true;
+        g_came_back_early = true;
 }
 
 namespace
@@ -524,7 +524,7 @@ TEST_F(AsyncUnloadConcurrent, WaitsForNoWindowThatHasGoneMeanwhile)
     Library library;
     Callbacks calls;
     calls.held = true;
-    g_waitsInVain = 0;
+    g_waits_in_vain = 0;
     library.get<decltype(DiagOutputWnd)>("DiagOutputWnd")(nullptr, 0);
     start_copy(library, calls, 0, off_t{1} << 40);
     calls.wait_for(1);
@@ -541,7 +541,7 @@ TEST_F(AsyncUnloadConcurrent, WaitsForNoWindowThatHasGoneMeanwhile)
     calls.held = false;
     calls.held.notify_all();
     closer.join();
-    EXPECT_EQ(g_waitsInVain, 0);
+    EXPECT_EQ(g_waits_in_vain, 0);
     expect_nothing_left();
 }
 
@@ -590,7 +590,7 @@ TEST(TimerUnloadConcurrent, WaitsForTheReturnOfTheThreadOfATimerThatHasEnded)
     EXPECT_NE(run_thread_timer(library,
                                [](void*)
                                {
-                                   t_isTimer = true;
+                                   t_is_timer = true;
                                    return 1;
                                }),
               0u);
@@ -606,7 +606,7 @@ TEST(PoolUnloadConcurrent, WaitsForTheReturnOfAWorkerThatHasLeftItsPool)
     ASSERT_NE(pool, nullptr);
     const auto work = [](void*) -> void*
     {
-        t_isWorker = true;
+        t_is_worker = true;
         return nullptr;
     };
     ASSERT_EQ((library.get<int(CThreadPool*, void* (*)(void*), void*)>(
@@ -683,12 +683,12 @@ struct WindowUnload : testing::Test
     {
         std::thread([] {}).join();
         m_threads = test::threads_here();
-        g_waitsInVain = 0;
+        g_waits_in_vain = 0;
     }
     static void expect_no_wait(Library& library)
     {
         library.unload();
-        EXPECT_EQ(g_waitsInVain, 0);
+        EXPECT_EQ(g_waits_in_vain, 0);
         EXPECT_FALSE(Library::is_loaded());
         EXPECT_EQ(test::debug_windows(), 0);
     }
@@ -705,8 +705,8 @@ TEST_F(WindowUnload, WithAWindowOpenWaitsForNoThreadInVain)
     {
         Library library;
         show_windows(library);
-        g_threadsMeet = round == 0;
-        if (g_threadsMeet)
+        g_threads_meet = round == 0;
+        if (g_threads_meet)
             start_threads_before();
         expect_no_wait(library);
     }
@@ -727,11 +727,11 @@ TEST_F(WindowUnload, ATimersThreadThatCanNotEndIsWaitedForOnlySoLong)
     const uintptr_t id = run_thread_timer(library,
                                           [](void*)
                                           {
-                                              g_waitsForTimer.wait(false);
+                                              g_waits_for_timer.wait(false);
                                               return 0;
                                           });
     g_start = Start::plain;
-    t_waitsForTimer = true;
+    t_waits_for_timer = true;
     EXPECT_EQ(library.get<decltype(QV_WaitForTimer)>("QV_WaitForTimer")(static_cast<unsigned>(id)),
               QV_OK);
     EXPECT_EQ(g_endless, 1);
@@ -742,7 +742,7 @@ TEST_F(WindowUnload, ATimersThreadThatCanNotEndIsWaitedForOnlySoLong)
 TEST_F(WindowUnload, WaitsForNoThreadThatHasNotBegun)
 {
     Library library;
-    g_plainStarts = 1; // the window's own thread
+    g_plain_starts = 1; // the window's own thread
     g_start = Start::held;
     show_windows(library);
     g_start = Start::plain;
@@ -757,7 +757,7 @@ TEST_F(WindowUnload, WaitsForNoWindowThatIsBeingMade)
     EXPECT_TRUE(reaches_window("first"));
     g_start = Start::in_unload;
     OutputDebugStringA("|wndid:4| \tsecond");
-    g_isStarting.wait(false);
+    g_is_starting.wait(false);
     g_start = Start::plain; // already read by that start
     expect_no_wait(library);
     expect_no_thread_left();

@@ -23,7 +23,7 @@ class File
 public:
     File()
         : m_path(std::filesystem::temp_directory_path() /
-                 ("plinth-idioms-" + std::to_string(++s_count)))
+                 ("plinth-idioms-" + std::to_string(++m_count)))
     {
         m_path += std::to_string(reinterpret_cast<std::uintptr_t>(this));
     }
@@ -37,7 +37,7 @@ public:
     }
 
 private:
-    static inline int s_count = 0;
+    static inline int m_count = 0;
     std::filesystem::path m_path;
 };
 

@@ -35,25 +35,25 @@ constexpr int escape_delay = 25; // ms after which the escape key is not the sta
 constexpr mmask_t mouse_events = BUTTON1_PRESSED | BUTTON4_PRESSED | BUTTON5_PRESSED;
 
 // Variables that the handlers read are written before the handlers are set.
-termios gs_found;
-char gs_leave[512];
-size_t gs_leave_size = 0;
-volatile std::sig_atomic_t gs_is_shown = 0; // the terminal shows the full screen
-volatile std::sig_atomic_t gs_stop_wanted = 0;
-volatile std::sig_atomic_t gs_has_continued = 0;
+termios g_found;
+char g_leave[512];
+size_t g_leave_size = 0;
+volatile std::sig_atomic_t g_is_shown = 0; // the terminal shows the full screen
+volatile std::sig_atomic_t g_stop_wanted = 0;
+volatile std::sig_atomic_t g_has_continued = 0;
 
 // Async-signal-safe. Output that the terminal doesn't take, as after Ctrl-S, is discarded: it would
 // delay the rest.
 void restore_now()
 {
-    if (!gs_is_shown || !in_foreground())
+    if (!g_is_shown || !in_foreground())
         return;
     tcflow(STDOUT_FILENO, TCOON);
     tcflush(STDOUT_FILENO, TCOFLUSH);
     pollfd output{STDOUT_FILENO, POLLOUT, 0};
     if (poll(&output, 1, 0) == 1 && (output.revents & POLLOUT) != 0) [[maybe_unused]]
-        const ssize_t done = write(STDOUT_FILENO, gs_leave, gs_leave_size);
-    tcsetattr(STDIN_FILENO, TCSANOW, &gs_found);
+        const ssize_t done = write(STDOUT_FILENO, g_leave, g_leave_size);
+    tcsetattr(STDIN_FILENO, TCSANOW, &g_found);
 }
 
 extern "C" void plinth_trace_screen_on_ending(int signal)
@@ -64,12 +64,12 @@ extern "C" void plinth_trace_screen_on_ending(int signal)
 
 extern "C" void plinth_trace_screen_on_stop(int)
 {
-    gs_stop_wanted = 1;
+    g_stop_wanted = 1;
 }
 
 extern "C" void plinth_trace_screen_on_continue(int)
 {
-    gs_has_continued = 1;
+    g_has_continued = 1;
 }
 
 void append_leave(const char* sequence)
@@ -79,10 +79,10 @@ void append_leave(const char* sequence)
         return;
     // Padding, "$<5>", is only for very old terminals.
     const std::string_view text(sequence, std::strcspn(sequence, "$"));
-    if (gs_leave_size + text.size() > sizeof gs_leave)
+    if (g_leave_size + text.size() > sizeof g_leave)
         return;
-    std::copy(text.begin(), text.end(), gs_leave + gs_leave_size);
-    gs_leave_size += text.size();
+    std::copy(text.begin(), text.end(), g_leave + g_leave_size);
+    g_leave_size += text.size();
 }
 
 const char* capability(const char* name)
@@ -92,7 +92,7 @@ const char* capability(const char* name)
 
 void prepare_leave()
 {
-    gs_leave_size = 0;
+    g_leave_size = 0;
     const char* const mouse = capability("XM");
     if (mouse && mouse != reinterpret_cast<const char*>(-1))
         append_leave(tiparm(mouse, 0));
@@ -136,7 +136,7 @@ TerminalSession::TerminalSession()
 {
     std::setlocale(LC_CTYPE, "");
     m_is_utf8 = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
-    tcgetattr(STDIN_FILENO, &gs_found);
+    tcgetattr(STDIN_FILENO, &g_found);
     set_handlers(true);
     set_escdelay(escape_delay);
     if (!newterm(nullptr, stdout, stdin))
@@ -146,7 +146,7 @@ TerminalSession::TerminalSession()
                                    "without");
     }
     prepare_leave();
-    gs_is_shown = 1;
+    g_is_shown = 1;
     cbreak();
     noecho();
     nonl();
@@ -163,9 +163,9 @@ TerminalSession::~TerminalSession()
     if (!isendwin() && in_foreground())
     {
         endwin();
-        tcsetattr(STDIN_FILENO, TCSANOW, &gs_found);
+        tcsetattr(STDIN_FILENO, TCSANOW, &g_found);
     }
-    gs_is_shown = 0;
+    g_is_shown = 0;
     set_handlers(false);
 }
 
@@ -177,11 +177,11 @@ void TerminalSession::set_mouse(bool wanted)
 
 bool TerminalSession::is_ours()
 {
-    if (gs_stop_wanted)
+    if (g_stop_wanted)
         stop();
-    if (gs_has_continued || m_is_away)
+    if (g_has_continued || m_is_away)
     {
-        gs_has_continued = 0;
+        g_has_continued = 0;
         m_is_away = !in_foreground();
         if (!m_is_away)
             resume();
@@ -191,10 +191,10 @@ bool TerminalSession::is_ours()
 
 void TerminalSession::stop()
 {
-    gs_stop_wanted = 0;
+    g_stop_wanted = 0;
     if (!m_is_away)
         endwin();
-    gs_is_shown = 0;
+    g_is_shown = 0;
     raise_default(SIGTSTP); // returns when the program continues
     set_handler(SIGTSTP, plinth_trace_screen_on_stop);
     m_is_away = true; // also set if the system ignores a stop, since it could not continue the
@@ -205,7 +205,7 @@ void TerminalSession::stop()
 // meantime.
 void TerminalSession::resume()
 {
-    gs_is_shown = 1;
+    g_is_shown = 1;
     reset_prog_mode();
     clearok(curscr, TRUE);
     refresh();

@@ -12,8 +12,8 @@ namespace
 
 bool stays(char32_t c)
 {
-    const bool is_half = c >= 0xD800 && c <= 0xDFFF; // an unpaired surrogate
-    return c == U'\t' || c == U'\n' || c == U'\r' || (!is_half && !platform::is_treacherous(c));
+    const bool isHalf = c >= 0xD800 && c <= 0xDFFF; // an unpaired surrogate
+    return c == U'\t' || c == U'\n' || c == U'\r' || (!isHalf && !platform::is_treacherous(c));
 }
 
 // True for nearly all texts, which then need no copy.

@@ -8,8 +8,8 @@ namespace qt_table
 namespace
 {
 
-constexpr qint64 slice = 10;         // ms
-constexpr int rowsBetweenLooks = 64; // between two looks at the clock
+constexpr qint64 slice = 10;           // ms
+constexpr int rows_between_looks = 64; // between two looks at the clock
 
 } // namespace
 
@@ -66,7 +66,7 @@ void TableSearch::runSlice()
     m_row = qMin(m_row, rows - 1);
     for (int looked = 0; rows > 0 && m_left > 0; --m_left)
     {
-        if (++looked % rowsBetweenLooks == 0 && spent.elapsed() >= slice)
+        if (++looked % rows_between_looks == 0 && spent.elapsed() >= slice)
         {
             m_nextSlice.start(0);
             return;

@@ -79,7 +79,7 @@ DWORD replace_blocked(const char* target)
     return 0;
 }
 
-DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfExists)
+DWORD copy_file(const NativePath& source, const NativePath& target, bool fail_if_exists)
 {
     ClaimedFile from(sys::open(source.c_str(), O_RDONLY));
     struct stat found;
@@ -93,7 +93,7 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
         return error;
     struct stat old;
     bool exists = sys::lstat(target.c_str(), &old) == 0;
-    if (exists && failIfExists)
+    if (exists && fail_if_exists)
         return ERROR_FILE_EXISTS;
     char followed[native_path_limit];
     const char* end = target.c_str();
@@ -127,7 +127,7 @@ DWORD copy_file(const NativePath& source, const NativePath& target, bool failIfE
     // Another process may have opened the target meanwhile.
     const DeleteClaim claim(end);
     if (!error && !claim.error())
-        error = to.put(!failIfExists);
+        error = to.put(!fail_if_exists);
     return error ? system_error(error) : claim.error();
 }
 
@@ -201,7 +201,7 @@ BOOL move_replacing(const NativePath& from, const NativePath& to)
 
 } // namespace
 
-extern "C" BOOL CopyFileW(LPCWSTR source, LPCWSTR target, BOOL failIfExists)
+extern "C" BOOL CopyFileW(LPCWSTR source, LPCWSTR target, BOOL fail_if_exists)
 {
     const NativePath from(source);
     if (!from.ok())
@@ -211,7 +211,7 @@ extern "C" BOOL CopyFileW(LPCWSTR source, LPCWSTR target, BOOL failIfExists)
         return FALSE;
     try
     {
-        const DWORD error = copy_file(from, to, failIfExists != 0);
+        const DWORD error = copy_file(from, to, fail_if_exists != 0);
         return error == 0 ? TRUE : fail_with(error);
     }
     catch (const std::exception& exception)

@@ -63,10 +63,10 @@ BOOL lock_range(FileObject& file, struct flock range)
     return fail_with(ERROR_LOCK_VIOLATION);
 }
 
-FileObject::Range joined(DWORD offsetLow, DWORD offsetHigh, DWORD sizeLow, DWORD sizeHigh)
+FileObject::Range joined(DWORD offset_low, DWORD offset_high, DWORD size_low, DWORD size_high)
 {
-    return {(static_cast<uint64_t>(offsetHigh) << 32) | offsetLow,
-            (static_cast<uint64_t>(sizeHigh) << 32) | sizeLow, fork_count()};
+    return {(static_cast<uint64_t>(offset_high) << 32) | offset_low,
+            (static_cast<uint64_t>(size_high) << 32) | size_low, fork_count()};
 }
 
 // 0 or an errno.
@@ -110,13 +110,13 @@ void FileObject::keep_as_own(const struct stat& found, const char* path,
                     });
 }
 
-extern "C" BOOL LockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD sizeLow,
-                         DWORD sizeHigh)
+extern "C" BOOL LockFile(HANDLE file, DWORD offset_low, DWORD offset_high, DWORD size_low,
+                         DWORD size_high)
 {
     const Pin<FileObject> object(file);
     if (!object)
         return FALSE;
-    const FileObject::Range wanted = joined(offsetLow, offsetHigh, sizeLow, sizeHigh);
+    const FileObject::Range wanted = joined(offset_low, offset_high, size_low, size_high);
     struct flock range;
     if (wanted.length != 0 && wanted.offset > UINT64_MAX - (wanted.length - 1))
         return fail_with(ERROR_INVALID_LOCK_RANGE);
@@ -142,13 +142,13 @@ extern "C" BOOL LockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD s
     return TRUE;
 }
 
-extern "C" BOOL UnlockFile(HANDLE file, DWORD offsetLow, DWORD offsetHigh, DWORD sizeLow,
-                           DWORD sizeHigh)
+extern "C" BOOL UnlockFile(HANDLE file, DWORD offset_low, DWORD offset_high, DWORD size_low,
+                           DWORD size_high)
 {
     const Pin<FileObject> object(file);
     if (!object)
         return FALSE;
-    const FileObject::Range wanted = joined(offsetLow, offsetHigh, sizeLow, sizeHigh);
+    const FileObject::Range wanted = joined(offset_low, offset_high, size_low, size_high);
     const std::lock_guard guard(object->m_lock);
     const auto found =
         std::find_if(object->m_ranges.begin(), object->m_ranges.end(),

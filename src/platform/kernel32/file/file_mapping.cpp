@@ -272,10 +272,10 @@ LPVOID map_view(const MappingObject& mapping, DWORD access, uint64_t offset, uin
 } // namespace
 
 extern "C" HANDLE CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES, DWORD protection,
-                                     DWORD sizeHigh, DWORD sizeLow, LPCSTR name)
+                                     DWORD size_high, DWORD size_low, LPCSTR name)
 try
 {
-    return create_mapping(file, protection, (static_cast<uint64_t>(sizeHigh) << 32) | sizeLow,
+    return create_mapping(file, protection, (static_cast<uint64_t>(size_high) << 32) | size_low,
                           name);
 }
 catch (const std::exception& exception)
@@ -284,10 +284,10 @@ catch (const std::exception& exception)
 }
 
 extern "C" HANDLE CreateFileMappingW(HANDLE file, LPSECURITY_ATTRIBUTES, DWORD protection,
-                                     DWORD sizeHigh, DWORD sizeLow, LPCWSTR name)
+                                     DWORD size_high, DWORD size_low, LPCWSTR name)
 try
 {
-    const uint64_t size = (static_cast<uint64_t>(sizeHigh) << 32) | sizeLow;
+    const uint64_t size = (static_cast<uint64_t>(size_high) << 32) | size_low;
     if (!name)
         return create_mapping(file, protection, size, nullptr);
     return create_mapping(file, protection, size, to_utf8(name).c_str());
@@ -317,7 +317,7 @@ extern "C" HANDLE OpenFileMappingA(DWORD access, BOOL, LPCSTR name)
     return insert_handle(mapping);
 }
 
-extern "C" LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow,
+extern "C" LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offset_high, DWORD offset_low,
                                 SIZE_T bytes)
 {
     int error = 0;
@@ -329,7 +329,8 @@ extern "C" LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, 
     const Pin<MappingObject> object(mapping);
     if (!object)
         return nullptr;
-    return map_view(*object, access, (static_cast<uint64_t>(offsetHigh) << 32) | offsetLow, bytes);
+    return map_view(*object, access, (static_cast<uint64_t>(offset_high) << 32) | offset_low,
+                    bytes);
 }
 
 extern "C" BOOL UnmapViewOfFile(LPCVOID address)

@@ -69,11 +69,11 @@ int64_t seconds_now()
 // Searching a large folder costs more than a small copy.
 void remove_leftovers(const std::string& folder)
 {
-    static std::atomic<ino_t> s_large{0};
-    static std::atomic<int64_t> s_looked{0};
+    static std::atomic<ino_t> large{0};
+    static std::atomic<int64_t> looked{0};
     struct stat found;
     if (sys::stat(folder.c_str(), &found) != 0 ||
-        (s_large == found.st_ino && seconds_now() - s_looked < pause))
+        (large == found.st_ino && seconds_now() - looked < pause))
         return;
     Directory directory(folder.c_str());
     unsigned count = 0;
@@ -82,8 +82,8 @@ void remove_leftovers(const std::string& folder)
             remove_if_left(folder + entry->d_name);
     if (count >= large_folder)
     {
-        s_large = found.st_ino;
-        s_looked = seconds_now();
+        large = found.st_ino;
+        looked = seconds_now();
     }
 }
 

@@ -77,8 +77,8 @@ DWORD judge_root(LPCWSTR path, const NativePath& native)
 
 } // namespace
 
-extern "C" BOOL GetDiskFreeSpaceExW(LPCWSTR path, PULARGE_INTEGER freeToCaller,
-                                    PULARGE_INTEGER total, PULARGE_INTEGER totalFree)
+extern "C" BOOL GetDiskFreeSpaceExW(LPCWSTR path, PULARGE_INTEGER free_to_caller,
+                                    PULARGE_INTEGER total, PULARGE_INTEGER total_free)
 {
     const NativePath native(path_or_current(path));
     struct statvfs found;
@@ -90,12 +90,12 @@ extern "C" BOOL GetDiskFreeSpaceExW(LPCWSTR path, PULARGE_INTEGER freeToCaller,
     if (!S_ISDIR(folder.st_mode))
         return fail_with(ERROR_DIRECTORY);
     const uint64_t unit = found.f_frsize;
-    if (freeToCaller)
-        freeToCaller->QuadPart = found.f_bavail * unit;
+    if (free_to_caller)
+        free_to_caller->QuadPart = found.f_bavail * unit;
     if (total)
         total->QuadPart = found.f_blocks * unit;
-    if (totalFree)
-        totalFree->QuadPart = found.f_bfree * unit;
+    if (total_free)
+        total_free->QuadPart = found.f_bfree * unit;
     return TRUE;
 }
 
@@ -167,9 +167,9 @@ catch (const std::exception& exception)
     return failed_by(exception, UINT{DRIVE_UNKNOWN});
 }
 
-extern "C" BOOL GetVolumeInformationW(LPCWSTR root, LPWSTR name, DWORD nameSize, LPDWORD serial,
-                                      LPDWORD maxComponent, LPDWORD flags, LPWSTR fileSystem,
-                                      DWORD fileSystemSize)
+extern "C" BOOL GetVolumeInformationW(LPCWSTR root, LPWSTR name, DWORD name_size, LPDWORD serial,
+                                      LPDWORD max_component, LPDWORD flags, LPWSTR file_system,
+                                      DWORD file_system_size)
 try
 {
     const NativePath native(path_or_current(root));
@@ -180,19 +180,19 @@ try
         return fail_with(error);
     if (sys::statvfs(native.c_str(), &found) != 0)
         return native.fail(errno);
-    if ((name && !nameSize) || (fileSystem && !fileSystemSize))
+    if ((name && !name_size) || (file_system && !file_system_size))
         return fail_with(ERROR_BAD_LENGTH);
     // Labels can only be read from the devices, by root, so a volume's label is empty.
     if (name)
         name[0] = L'\0';
     if (serial)
         *serial = static_cast<DWORD>(found.f_fsid);
-    if (maxComponent)
-        *maxComponent = static_cast<DWORD>(found.f_namemax);
+    if (max_component)
+        *max_component = static_cast<DWORD>(found.f_namemax);
     if (flags)
         *flags = 0;
-    if (fileSystem)
-        fileSystem[0] = L'\0';
+    if (file_system)
+        file_system[0] = L'\0';
     return TRUE;
 }
 catch (const std::exception& exception)

@@ -40,19 +40,19 @@ bool compare_ascii(LPCSTR first, LPCSTR second, bool folds, int& order)
     }
 }
 
-int order_of(LPCSTR first, int firstLength, LPCSTR second, int secondLength, bool folds)
+int order_of(LPCSTR first, int first_length, LPCSTR second, int second_length, bool folds)
 {
     int order = 0;
-    if (firstLength < 0 && secondLength < 0 && compare_ascii(first, second, folds, order))
+    if (first_length < 0 && second_length < 0 && compare_ascii(first, second, folds, order))
         return order;
-    return units_of(first, firstLength, folds).compare(units_of(second, secondLength, folds));
+    return units_of(first, first_length, folds).compare(units_of(second, second_length, folds));
 }
 
 } // namespace
 
 // The locale makes no difference: characters have one order and one folding.
-extern "C" int CompareStringA(LCID, DWORD flags, LPCSTR first, int firstLength, LPCSTR second,
-                              int secondLength)
+extern "C" int CompareStringA(LCID, DWORD flags, LPCSTR first, int first_length, LPCSTR second,
+                              int second_length)
 {
     if (!first || !second)
         return fail_with(ERROR_INVALID_PARAMETER);
@@ -61,7 +61,7 @@ extern "C" int CompareStringA(LCID, DWORD flags, LPCSTR first, int firstLength, 
     try
     {
         const bool folds = (flags & NORM_IGNORECASE) != 0;
-        const int order = order_of(first, firstLength, second, secondLength, folds);
+        const int order = order_of(first, first_length, second, second_length, folds);
         return order < 0 ? CSTR_LESS_THAN : order > 0 ? CSTR_GREATER_THAN : CSTR_EQUAL;
     }
     catch (const std::exception& exception)

@@ -235,11 +235,11 @@ const AtFork g_at_fork(ForkStep::resource_updates, taken_at_fork<updates_lock>()
 
 } // namespace
 
-extern "C" HANDLE BeginUpdateResourceW(LPCWSTR path, BOOL deleteExisting)
+extern "C" HANDLE BeginUpdateResourceW(LPCWSTR path, BOOL delete_existing)
 {
     try
     {
-        auto update = std::make_unique<ResourceUpdate>(deleteExisting != FALSE);
+        auto update = std::make_unique<ResourceUpdate>(delete_existing != FALSE);
         return update->open(path) ? insert_handle(update.release()) : nullptr;
     }
     catch (const std::exception& exception)

@@ -95,24 +95,24 @@ HANDLE create_event(const char* name, bool manual_reset, bool initial)
 
 } // namespace
 
-extern "C" HANDLE CreateEventA(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState,
+extern "C" HANDLE CreateEventA(LPSECURITY_ATTRIBUTES, BOOL manual_reset, BOOL initial_state,
                                LPCSTR name)
 try
 {
-    return create_event(name, manualReset != 0, initialState != 0);
+    return create_event(name, manual_reset != 0, initial_state != 0);
 }
 catch (const std::exception& exception)
 {
     return failed_by(exception, HANDLE{});
 }
 
-extern "C" HANDLE CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState,
+extern "C" HANDLE CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manual_reset, BOOL initial_state,
                                LPCWSTR name)
 try
 {
     if (!name)
-        return create_event(nullptr, manualReset != 0, initialState != 0);
-    return create_event(to_utf8(name).c_str(), manualReset != 0, initialState != 0);
+        return create_event(nullptr, manual_reset != 0, initial_state != 0);
+    return create_event(to_utf8(name).c_str(), manual_reset != 0, initial_state != 0);
 }
 catch (const std::exception& exception)
 {

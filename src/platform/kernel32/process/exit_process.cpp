@@ -32,14 +32,14 @@ const AtFork g_at_fork(ForkStep::exit_process, {note_exit, nullptr, go_on_in_chi
 
 } // namespace
 
-extern "C" void ExitProcess(UINT exitCode)
+extern "C" void ExitProcess(UINT exit_code)
 {
     const DWORD self = GetCurrentThreadId();
     DWORD other = 0;
     if (g_exiting_thread.compare_exchange_strong(other, self))
-        std::exit(static_cast<int>(exitCode));
+        std::exit(static_cast<int>(exit_code));
     if (other == self)
-        _exit(static_cast<int>(exitCode));
+        _exit(static_cast<int>(exit_code));
     for (;;)
         pause();
 }

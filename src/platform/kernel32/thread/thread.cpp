@@ -163,8 +163,8 @@ void* run_thread(void* argument)
 // thread ends while another one is in the loader.
 void load_unwinder()
 {
-    static constinit std::atomic<bool> s_loaded{false}; // doing it twice does no harm
-    if (s_loaded.exchange(true))
+    static constinit std::atomic<bool> loaded{false}; // doing it twice does no harm
+    if (loaded.exchange(true))
         return;
     void* frame = nullptr;
     backtrace(&frame, 1);
@@ -229,10 +229,10 @@ void apply_priority(pid_t id, int priority)
 
 bool can_terminate()
 {
-    static constinit std::atomic<bool> s_installed{false}; // doing it twice does no harm
-    if (!s_installed)
-        s_installed = install_termination_handler(on_terminate);
-    return s_installed;
+    static constinit std::atomic<bool> installed{false}; // doing it twice does no harm
+    if (!installed)
+        installed = install_termination_handler(on_terminate);
+    return installed;
 }
 
 // Ends the thread, and unpins what it held in a wait. A thread that blocks all signals ends when it
@@ -335,7 +335,7 @@ void end_thread(DWORD exit_code)
 
 } // namespace platform
 
-extern "C" HANDLE CreateThread(LPSECURITY_ATTRIBUTES, SIZE_T stackSize,
+extern "C" HANDLE CreateThread(LPSECURITY_ATTRIBUTES, SIZE_T stack_size,
                                LPTHREAD_START_ROUTINE start, LPVOID argument, DWORD, LPDWORD id)
 {
     if (!start)
@@ -343,10 +343,10 @@ extern "C" HANDLE CreateThread(LPSECURITY_ATTRIBUTES, SIZE_T stackSize,
         fail_with(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    return start_thread(start, argument, stackSize, id);
+    return start_thread(start, argument, stack_size, id);
 }
 
-extern "C" BOOL TerminateThread(HANDLE thread, DWORD exitCode)
+extern "C" BOOL TerminateThread(HANDLE thread, DWORD exit_code)
 {
     if (thread != current_thread_handle)
     {
@@ -354,19 +354,19 @@ extern "C" BOOL TerminateThread(HANDLE thread, DWORD exitCode)
         if (!object)
             return FALSE;
         if (&object->state() != t_state)
-            return terminate(object->state(), exitCode);
+            return terminate(object->state(), exit_code);
     }
     if (t_state)
         t_state->terminates_itself = true;
-    end_thread(exitCode);
+    end_thread(exit_code);
 }
 
-extern "C" BOOL GetExitCodeThread(HANDLE thread, LPDWORD exitCode)
+extern "C" BOOL GetExitCodeThread(HANDLE thread, LPDWORD exit_code)
 {
     const Pin<ThreadObject> object(thread);
     if (!object)
         return FALSE;
-    *exitCode = object->state().code();
+    *exit_code = object->state().code();
     return TRUE;
 }
 

@@ -51,11 +51,11 @@ void QvForgetDebugWindowClass()
 CDebugWindow::CDebugWindow(HWND hParent, int nId)
     : m_nId(nId), m_nColumns(0), m_nRows(0), m_hReady(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       m_WndClass(debug_wnd_proc), m_Atom(0), m_hParent(hParent), m_hWnd(nullptr), m_hList(nullptr),
-      m_UIThread(nullptr), m_uUIThreadId(0), m_UIThreadStage(0)
+      m_UIThread(nullptr), m_uUIThreadId(0), m_uiThreadStage(0)
 {
     // Without the event it would be unknown when the window exists.
     if (m_hReady)
-        m_UIThread = QvStartThread(ui_thread_proc, this, m_uUIThreadId, m_UIThreadStage);
+        m_UIThread = QvStartThread(ui_thread_proc, this, m_uUIThreadId, m_uiThreadStage);
     if (!m_UIThread)
     {
         DiagAssertW(0, L"m_UIThread == NULL", L"UIThread service failure", qv_debugwnd_source,
@@ -70,7 +70,7 @@ void CDebugWindow::AwaitWindow()
 {
     constexpr DWORD interval = 50; // ms between two checks whether the library is being unloaded
     while (WaitForSingleObject(m_hReady, interval) == WAIT_TIMEOUT)
-        if (QvIsDetaching() && QvRefuseThread(m_UIThreadStage))
+        if (QvIsDetaching() && QvRefuseThread(m_uiThreadStage))
             return;
 }
 
@@ -82,7 +82,7 @@ CDebugWindow::~CDebugWindow()
         // The user may close the window at this moment; then the message fails, but nothing hangs.
         const bool hangs = window && !Send(window, close_message, 0, nullptr) && IsWindow(window);
         // The thread runs the library's code and uses this object until it has ended.
-        QvEndThread(m_UIThread, m_UIThreadStage, hangs ? 0 : answer_limit, 1);
+        QvEndThread(m_UIThread, m_uiThreadStage, hangs ? 0 : answer_limit, 1);
     }
     if (m_hReady)
         CloseHandle(m_hReady);
@@ -91,8 +91,8 @@ CDebugWindow::~CDebugWindow()
 unsigned __stdcall CDebugWindow::ui_thread_proc(void* pThis)
 {
     auto& self = *static_cast<CDebugWindow*>(pThis);
-    const unsigned result = QvBeginThread(self.m_UIThreadStage) ? self.Run() : 0;
-    QvLeaveThread(self.m_UIThreadStage);
+    const unsigned result = QvBeginThread(self.m_uiThreadStage) ? self.Run() : 0;
+    QvLeaveThread(self.m_uiThreadStage);
     return result;
 }
 

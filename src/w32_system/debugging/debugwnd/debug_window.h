@@ -57,5 +57,5 @@ private:
     HWND m_hList;
     HANDLE m_UIThread;
     uint32_t m_uUIThreadId;
-    QvThreadStage m_UIThreadStage;
+    QvThreadStage m_uiThreadStage;
 };

@@ -95,7 +95,7 @@ const QvAtFork s_atFork(QvForkStep::log, {TakeAtFork, ReleaseAtFork, RenewInChil
 bool TakeLowBytes(char* bytes, const wchar_t* text, size_t length)
 {
     constexpr size_t block_size = 16;
-    char has_zero[block_size] = {};
+    char hasZero[block_size] = {};
     size_t done = 0;
     for (; length - done >= block_size; done += block_size)
     {
@@ -103,16 +103,16 @@ bool TakeLowBytes(char* bytes, const wchar_t* text, size_t length)
         for (size_t i = 0; i < block_size; ++i)
             block[i] = static_cast<char>(text[done + i] & 0xFF);
         for (size_t i = 0; i < block_size; ++i)
-            has_zero[i] |= static_cast<char>(block[i] == 0);
+            hasZero[i] |= static_cast<char>(block[i] == 0);
         std::copy_n(block, block_size, bytes + done); // a checked memcpy would be a call each
     }
     for (; done < length; ++done)
     {
         bytes[done] = static_cast<char>(text[done] & 0xFF);
-        has_zero[0] |= static_cast<char>(bytes[done] == 0);
+        hasZero[0] |= static_cast<char>(bytes[done] == 0);
     }
     constexpr char none[block_size] = {};
-    return std::memcmp(has_zero, none, block_size) != 0;
+    return std::memcmp(hasZero, none, block_size) != 0;
 }
 
 } // namespace
@@ -298,26 +298,26 @@ int QvLog(const wchar_t* message, int detail, size_t length, int64_t second)
     CQvLogFile* instance = CQvLogFile::LockedInstance();
     if (!instance || !QvIsLogEnabled() || detail < instance->m_iDetail)
         return QV_ERR_SYSTEM;
-    int without_write = QV_ERR_SYSTEM;
+    int withoutWrite = QV_ERR_SYSTEM;
     if (instance->m_uBytesWritten >> 20 > instance->m_uMaxLogMBytes)
     {
         const int status = CQvLogFile::SplitFile(instance);
         if (status != QV_OK)
             return status;
         instance = CQvLogFile::m_pSingleton;
-        without_write = QV_OK;
+        withoutWrite = QV_OK;
     }
     const int32_t limit =
         std::atomic_ref(CQvLogFile::m_iMaxLogMessageLength).load(std::memory_order_relaxed);
     if (limit == 0)
-        return without_write;
+        return withoutWrite;
     length = LengthWithin(limit, message, length);
     const bool gone =
         IsTimeToLook(second) && QvIsLogGone({instance->m_hFile, instance->m_wsLogFilename});
     int status = gone ? qv_file_lost : instance->WriteLocked(message, length);
     if (status == qv_file_lost) [[unlikely]]
         status = CQvLogFile::WriteAnew(message, length);
-    return status == qv_no_copy ? without_write : status;
+    return status == qv_no_copy ? withoutWrite : status;
 }
 
 int CQvLogFile::Log(const wchar_t* message, int detail)

@@ -59,10 +59,10 @@ bool TakeBack(const QvLogTarget& log, const void* bytes, uint64_t size)
     if (QV_OpenFile(log.path, QV_OPEN_READ | QV_OPEN_WRITE, QV_SHARE_READ | QV_SHARE_WRITE,
                     QV_SECURITY_DEFAULT, &cutter) != QV_OK)
         return false;
-    uint64_t end_now = 0;
+    uint64_t endNow = 0;
     const bool cut = IsSameFile(log.file, cutter) &&
                      QV_SeekFile(cutter, static_cast<int64_t>(end - size), 0) == QV_OK &&
-                     QV_GetFileSize(cutter, &end_now) == QV_OK && end_now == end &&
+                     QV_GetFileSize(cutter, &endNow) == QV_OK && endNow == end &&
                      QV_SetEOF(cutter) == QV_OK;
     QV_CloseFile(cutter);
     return cut;
@@ -87,14 +87,14 @@ int BeginFile(const QvLogTarget& log, const QvRecord& record, ULONGLONG deadline
 
 } // namespace
 
-int QvTakeBackRecord(const QvLogTarget& log, const QvRecord& record, bool has_gate, int status,
+int QvTakeBackRecord(const QvLogTarget& log, const QvRecord& record, bool hasGate, int status,
                      uint64_t& written)
 {
     const DWORD error = GetLastError();
     if (written > 0 && written < record.size)
     {
         bool taken = false;
-        if (has_gate)
+        if (hasGate)
             taken = TakeBack(log, record.bytes, written);
         else
         {

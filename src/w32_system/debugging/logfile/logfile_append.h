@@ -28,7 +28,7 @@ struct QvRecord
 // Called after a write that failed with the status and the last error. Removes the part of the
 // record that was written, if nothing has been written after it. Returns the status, or
 // qv_file_lost.
-int QvTakeBackRecord(const QvLogTarget& log, const QvRecord& record, bool has_gate, int status,
+int QvTakeBackRecord(const QvLogTarget& log, const QvRecord& record, bool hasGate, int status,
                      uint64_t& written);
 
 // Appends the record with one write, under the gate if the caller holds it. written: the bytes that
@@ -37,10 +37,10 @@ int QvTakeBackRecord(const QvLogTarget& log, const QvRecord& record, bool has_ga
 // predictions of returns: two levels less saved about 25 of the 125 ns that QV_Log adds to its
 // write.
 inline int QvAppendRecord(const QvLogTarget& log, const QvRecord& record, uint64_t& written,
-                          bool has_gate = false)
+                          bool hasGate = false)
 {
     const int status = QV_WriteFile(log.file, record.bytes, record.size, &written, nullptr);
-    return status == QV_OK ? status : QvTakeBackRecord(log, record, has_gate, status, written);
+    return status == QV_OK ? status : QvTakeBackRecord(log, record, hasGate, status, written);
 }
 
 // The same for the first bytes that an instance writes: under the gate, until the deadline. An

@@ -43,8 +43,8 @@ public:
         if (m_module)
             FreeLibrary(m_module);
     }
-    const void* data() const { return m_data; } // null: the resource doesn't exist
-    DWORD size() const { return m_size; }       // bytes
+    const void* Data() const { return m_data; } // null: the resource doesn't exist
+    DWORD Size() const { return m_size; }       // bytes
 
 private:
     HMODULE m_module = nullptr;
@@ -73,11 +73,11 @@ void UseFolder(wchar_t* folder, const wchar_t* name)
 void FolderFromResource(wchar_t* folder)
 {
     const ExecutableResource resource(L"LogFileDir", L"LOGFILEDIR");
-    const DWORD bytes = resource.size() & ~1u;
-    if (!resource.data() || resource.size() == 0 || bytes >= name_limit)
+    const DWORD bytes = resource.Size() & ~1u;
+    if (!resource.Data() || resource.Size() == 0 || bytes >= name_limit)
         return;
     wchar_t name[name_limit / 2];
-    std::memcpy(name, resource.data(), bytes);
+    std::memcpy(name, resource.Data(), bytes);
     name[bytes / 2] = L'\0';
     UseFolder(folder, name);
 }
@@ -134,8 +134,8 @@ bool CQvLogFile::GetUnicodeEnabled()
 {
     const ExecutableResource resource(L"Unicode_Enabled", L"LOGFILECHARSET");
     unsigned char value = 0;
-    if (resource.data() && resource.size() == 1)
-        std::memcpy(&value, resource.data(), 1);
+    if (resource.Data() && resource.Size() == 1)
+        std::memcpy(&value, resource.Data(), 1);
     s_wantedForm = value == 0   ? QvLogForm::ansi
                    : value == 1 ? QvLogForm::unicode
                                 : QvLogForm::unknown;

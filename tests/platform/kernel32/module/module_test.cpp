@@ -244,7 +244,7 @@ TEST_F(ForeignModules, KeepTheirPathAndResourcesWhateverBecomesOfTheFile)
 
 // The program survives only as long as it doesn't run code of the cut module, which its normal end
 // would do.
-const test::ChildMain s_cut("cut a loaded module",
+const test::ChildMain g_cut("cut a loaded module",
                             [](int, char** argv)
                             {
                                 dlopen(argv[0], RTLD_NOW);

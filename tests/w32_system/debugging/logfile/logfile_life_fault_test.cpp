@@ -232,8 +232,8 @@ TEST_F(LogLife, ARemovedFileIsBegunAnewAndARenamedOneGoesOn)
     const std::string path = test::log_folder() + "/" + log_name(0);
     const auto log_later = [](const wchar_t* text)
     {
-        static int64_t s_shift = 0;
-        PlinthTestShiftWallClock(s_shift += 1'001);
+        static int64_t shift = 0;
+        PlinthTestShiftWallClock(shift += 1'001);
         return QV_Log(text);
     };
     EXPECT_EQ(QV_Log(L"first"), QV_OK);

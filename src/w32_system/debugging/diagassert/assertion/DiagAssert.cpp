@@ -99,7 +99,7 @@ public:
         if (m_taken)
             s_reportLock.clear(std::memory_order_release);
     }
-    bool taken() const { return m_taken; }
+    bool Taken() const { return m_taken; }
 
 private:
     static bool Try() { return !s_reportLock.test_and_set(std::memory_order_acquire); }
@@ -111,7 +111,7 @@ void MakeReport(wchar_t* report, unsigned int options, DWORD error, const wchar_
     if ((options & QV_DIAG_STACKTRACE) && !QvIsTornDown())
     {
         const ReportLock lock;
-        if (lock.taken())
+        if (lock.Taken())
         {
             Format(s_reportBuffer, error, text);
             if (!QvIsTornDown()) // it may have begun during the wait
@@ -138,7 +138,7 @@ int Report(unsigned int options, const wchar_t* text)
     if (options == 0)
         options = QvFailifOptions();
     wchar_t report[report_limit];
-    MakeReport(report, options, keeper.error(), text);
+    MakeReport(report, options, keeper.Error(), text);
     if (options & QV_DIAG_DEBUGGER)
     {
         wchar_t line[channel_limit];

@@ -51,7 +51,7 @@ struct Symbol : IMAGEHLP_SYMBOL64
 {
     char more[symbol_limit]; // continues Name
 
-    const char* name() const
+    const char* NameText() const
     {
         return reinterpret_cast<const char*>(this) + offsetof(IMAGEHLP_SYMBOL64, Name);
     }
@@ -77,8 +77,8 @@ public:
         m_text[m_length++] = L'\n';
         m_text[m_length] = L'\0';
     }
-    const wchar_t* text() const { return m_text; }
-    size_t length() const { return m_length; }
+    const wchar_t* Text() const { return m_text; }
+    size_t Length() const { return m_length; }
 
 private:
     wchar_t m_text[line_limit] = {};
@@ -216,7 +216,7 @@ bool IsReporterByName(DWORD64 address)
     Symbol symbol{};
     DWORD64 displacement = 0;
     return FindSymbol(address, symbol, displacement) &&
-           std::strcmp(symbol.name(), reporter_name) == 0 &&
+           std::strcmp(symbol.NameText(), reporter_name) == 0 &&
            QvSymbolEngine().SymGetModuleInfo64(address, module) && module.DbgUnmatched;
 }
 
@@ -232,16 +232,16 @@ void AppendStackLines(wchar_t* buffer, size_t room)
     for (size_t i = 0; i < count; ++i)
     {
         const Line line = MakeLine(s_addresses[i]);
-        if (wcsstr(line.text(), reporter_source) ||
+        if (wcsstr(line.Text(), reporter_source) ||
             (!inReporter && IsReporterByName(s_addresses[i])))
             inReporter = true;
         else if (inReporter)
         {
-            if (line.length() > room)
+            if (line.Length() > room)
                 break;
-            std::memcpy(end, line.text(), (line.length() + 1) * sizeof *end);
-            end += line.length();
-            room -= line.length();
+            std::memcpy(end, line.Text(), (line.Length() + 1) * sizeof *end);
+            end += line.Length();
+            room -= line.Length();
         }
     }
 }

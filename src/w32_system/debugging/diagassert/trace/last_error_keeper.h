@@ -11,7 +11,7 @@ public:
     QvLastErrorKeeper(const QvLastErrorKeeper&) = delete;
     QvLastErrorKeeper& operator=(const QvLastErrorKeeper&) = delete;
     ~QvLastErrorKeeper() { SetLastError(m_error); }
-    DWORD error() const { return m_error; }
+    DWORD Error() const { return m_error; }
 
 private:
     const DWORD m_error;

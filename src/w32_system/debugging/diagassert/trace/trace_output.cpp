@@ -96,11 +96,11 @@ extern "C" void TraceLastOsErr(void)
     wchar_t* text = nullptr;
     const DWORD length = FormatMessageW(
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-        nullptr, keeper.error(), default_language, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+        nullptr, keeper.Error(), default_language, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
     DiagOutputExW_hlp(qv_diagassert_source, __LINE__);
     if (length != 0 && text)
         DiagOutputExW(L"%s", text);
     else
-        DiagOutputExW(L"Unknown error %u (0x%08X)", keeper.error(), keeper.error());
+        DiagOutputExW(L"Unknown error %u (0x%08X)", keeper.Error(), keeper.Error());
     LocalFree(text);
 }

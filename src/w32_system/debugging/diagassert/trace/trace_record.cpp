@@ -48,9 +48,9 @@ class WindowTimes
 public:
     static void Build()
     {
-        static QvTearDown tearDown;
+        static QvTearDown s_tearDown;
         ::new (static_cast<void*>(s_storage)) Map();
-        QvPushTearDown(tearDown, TearDown);
+        QvPushTearDown(s_tearDown, TearDown);
     }
     // Null if the window has had no record yet.
     static const double* Find(int32_t window)

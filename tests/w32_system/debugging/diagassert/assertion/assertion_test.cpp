@@ -53,22 +53,22 @@ TEST_F(AssertionReport, GoesWhereItsOwnOptionsSayElseWhereTheFailifOptionsDo)
 
 TEST_F(AssertionReport, IsMarkedOnTheChannel)
 {
-    static std::string s_text;
-    static std::atomic<bool> s_arrived{false};
+    static std::string first_text;
+    static std::atomic<bool> arrived{false};
     const CQvDebugOutputCapture capture(
         [](const wchar_t* text)
         {
-            if (!s_arrived)
-                s_text = test::utf8(text);
-            s_arrived = true;
+            if (!arrived)
+                first_text = test::utf8(text);
+            arrived = true;
         });
     EXPECT_TRUE(test::comes_true(
         []
         {
             DiagAssertA(QV_DIAG_DEBUGGER, "x", nullptr, "f", 1);
-            return s_arrived.load();
+            return arrived.load();
         }));
-    EXPECT_TRUE(s_text.starts_with("*** Debug Assertion Failed!\r\nProgram : ")) << s_text;
+    EXPECT_TRUE(first_text.starts_with("*** Debug Assertion Failed!\r\nProgram : ")) << first_text;
 }
 
 constexpr int threads = 4;

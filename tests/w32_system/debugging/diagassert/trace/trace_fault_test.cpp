@@ -55,19 +55,19 @@ TEST(TraceAllocations, NoneAfterTheFirstRecordWithAListenerOrWithout)
             trace_all();
         return t_allocations - before;
     };
-    static std::atomic<int> s_arrived{0};
+    static std::atomic<int> arrived{0};
     trace_all();
     EXPECT_EQ(allocations(), 1) << "the test's own alone";
-    const CQvDebugOutputCapture capture([](const wchar_t*) { ++s_arrived; });
+    const CQvDebugOutputCapture capture([](const wchar_t*) { ++arrived; });
     ASSERT_TRUE(test::comes_true(
         [&]
         {
             trace_all();
-            return s_arrived > 0;
+            return arrived > 0;
         }));
-    const int before = s_arrived;
+    const int before = arrived;
     EXPECT_EQ(allocations(), 1);
-    EXPECT_TRUE(test::comes_true([=] { return s_arrived >= before + 200; })) << "two of each round";
+    EXPECT_TRUE(test::comes_true([=] { return arrived >= before + 200; })) << "two of each round";
 }
 
 // The stack is larger than tested, so that using too much fails the test and doesn't end the
