@@ -23,13 +23,13 @@ constexpr Time day = Time{24} * 60 * 60 * second;
     throw Failure(exit_failed, "the cursor " + path + " " + why);
 }
 
+} // namespace
+
 bool is_missing(const std::string& path)
 {
     return GetFileAttributesW(wide_from_utf8(path).data()) == INVALID_FILE_ATTRIBUTES &&
            GetLastError() == ERROR_FILE_NOT_FOUND;
 }
-
-} // namespace
 
 Cursor::Cursor(std::string path, std::vector<std::string> inputs)
     : m_path(std::move(path)), m_inputs(std::move(inputs))

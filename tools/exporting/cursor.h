@@ -16,6 +16,9 @@
 namespace trace
 {
 
+// Whether the folder is there and has no file of this name.
+bool is_missing(const std::string& path);
+
 class Cursor
 {
 public:

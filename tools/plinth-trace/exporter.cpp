@@ -78,8 +78,27 @@ Exporter::Exporter(ExportOptions options)
           }(),
           without_start(m_options.bounds), current_moment,
           [this](LogReader& reader, const Moment& now) { begin(reader, now); },
-          [this](const std::string& path) { m_changed[path].reset(); })
+          [this](const std::string& path, bool is_replaced) { end(path, is_replaced); })
 {
+}
+
+// A file whose folder can't be reached for a moment is not forgotten: it would be exported twice.
+void Exporter::end(const std::string& path, bool is_replaced)
+{
+    if (m_cursor && (is_replaced || is_missing(path)))
+        m_changed[path].reset();
+}
+
+void Exporter::keep(const std::string& path)
+{
+    const auto keep_in = [&path](CursorChanges& changes)
+    {
+        if (const auto change = changes.find(path); change != changes.end() && !change->second)
+            changes.erase(change);
+    };
+    keep_in(m_changed);
+    for (Step& step : m_steps)
+        keep_in(step.changes);
 }
 
 void Exporter::begin(LogReader& reader, const Moment& now)
@@ -99,6 +118,8 @@ void Exporter::begin(LogReader& reader, const Moment& now)
     {
         // The log source reports the failure when it reads the file, and tries again.
     }
+    if (reader.resumed() == LogReader::Resumed::done)
+        keep(path);
     if (m_is_running || !m_cursor->was_in_use(known->second))
         return;
     if (reader.resumed() == LogReader::Resumed::other_file)

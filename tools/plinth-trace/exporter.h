@@ -51,6 +51,8 @@ private:
     };
 
     void begin(LogReader& reader, const Moment& now);
+    void end(const std::string& path, bool is_replaced);
+    void keep(const std::string& path); // takes back that the file is to be forgotten
     void tell(const std::string& path, const char* what);
     void tell_vanished();
     bool take(unsigned milliseconds);
@@ -68,10 +70,10 @@ private:
     std::vector<std::string> m_replaced; // paths that named other files when this export started
     std::set<std::string> m_undecided;   // paths whose files couldn't be read then
     CursorChanges m_changed;             // since the last step
-    LogSource m_source;                  // reads the cursor, tells what changes
-
-    uint64_t m_written = 0; // bytes
+    uint64_t m_written = 0;              // bytes
     std::deque<Step> m_steps;
+    LogSource m_source; // reads the cursor, and calls begin and end from its constructor on
+
     Clock::time_point m_next_save = Clock::now();
     std::string m_problem; // with the cursor, last reported
 };

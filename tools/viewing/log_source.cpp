@@ -172,7 +172,7 @@ void LogSource::note_done()
         const auto there = m_files.find(path);
         const bool is_read = there != m_files.end() && there->second->mark().length > 0;
         if (m_end && !is_read)
-            m_end(path);
+            m_end(path, there != m_files.end());
     }
 }
 

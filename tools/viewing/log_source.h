@@ -25,9 +25,10 @@ public:
     // Called for each file before it is read, so that the caller can resume it.
     using Begin = std::function<void(LogReader& reader, const Moment& now)>;
 
-    // Called when a file that was removed or replaced has given its last record. No record was read
-    // of the file that the path names now, if there is one.
-    using End = std::function<void(const std::string& path)>;
+    // Called when a file that was removed or replaced has returned its last record. is_replaced:
+    // the path names another file, of which no record was read yet; otherwise no file was found
+    // there.
+    using End = std::function<void(const std::string& path, bool is_replaced)>;
 
     // Failure if an input can't be read. moment: the clocks; tests have their own.
     explicit LogSource(LogInputs inputs, LogBounds bounds = {},
