@@ -262,6 +262,26 @@ class Resuming(unittest.TestCase):
                 running.wait(PATIENCE)
             self.assertEqual(export("--cursor", CURSOR), "", end)
 
+    def test_a_folder_that_is_away_for_a_moment_does_not_make_its_logs_come_again(self):
+        kept, away, other = (os.path.join(ROOT, name) for name in ("kept", "away", "other"))
+        def write(folder, day, text):
+            with open(os.path.join(folder, f"qvapp_2024-03-0{day}.log"), "ab") as file:
+                file.write((STAMP % day + text + "\n").encode())
+            until(lambda: os.path.exists(OUTPUT) and text.encode() in shown())
+        def shown():
+            with open(OUTPUT, "rb") as file:
+                return file.read()
+        os.mkdir(kept)
+        os.mkdir(other)
+        with Running("--output", OUTPUT, "--input", kept, "--input", other):
+            write(kept, 1, "once")
+            os.rename(kept, away)
+            for day in range(2, 5):
+                write(other, day, f"after look {day}")  # a new file is found by a new look
+            os.rename(away, kept)
+            write(kept, 1, "later")
+            self.assertEqual(shown().count(b"once"), 1)
+
     def test_a_record_that_is_still_written_has_the_key_that_it_has_later(self):
         for mark, encoding in ((b"", "latin-1"), (b"\xff\xfe", "utf-16-le")):
             keys = []

@@ -16,15 +16,23 @@ namespace platform
 namespace
 {
 
-// So many looks take 100 ms. A module that takes longer is in its own code; a look-up that does
-// waits for a server, without a lock of the C library. On a busy machine a look takes longer, as a
-// load does, so that looks are counted rather than time.
+// Looks at whether loads have ended; this many take 100 ms. A load that takes longer is running the
+// module's own code; a look-up that takes longer is waiting for a server, without a lock of the C
+// library. On a busy machine a look takes longer, as a load does, so looks are counted, not time.
 constexpr int64_t most_looks = 640;
+constexpr time_t most_seconds = 2;       // on a kernel whose pauses are much longer
 constexpr timespec pause = {0, 100'000}; // to which the kernel adds half as much
 
 constinit std::mutex g_begin; // held to begin a load, and during a fork
 constinit std::atomic<unsigned> g_loads{0};
 thread_local unsigned t_depth = 0; // a module may load another one
+
+time_t now()
+{
+    timespec time{};
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+    return time.tv_sec;
+}
 
 unsigned own_loads()
 {
@@ -36,8 +44,13 @@ void await_loads()
     g_begin.lock();
     const int64_t asked = clock_shift(&ClockShifts::fork_looks);
     const int64_t limit = asked != 0 ? asked : most_looks;
+    const time_t latest = now() + most_seconds;
     for (int64_t looks = 0; g_loads > own_loads() && looks < limit; ++looks)
+    {
+        if (asked == 0 && now() > latest)
+            return;
         ::nanosleep(&pause, nullptr);
+    }
 }
 
 void go_on_in_parent()

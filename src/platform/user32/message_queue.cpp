@@ -56,6 +56,8 @@ void drop_windows_of(DWORD thread)
 // can't do so itself.
 void forget_thread(DWORD thread)
 {
+    // Otherwise a termination that waited for the lock could come before the windows are removed.
+    const NoTermination whole;
     std::shared_ptr<MessageQueue> gone; // freed outside the lock
     {
         const Lock guard(registry().lock);

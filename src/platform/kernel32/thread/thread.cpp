@@ -99,8 +99,9 @@ private:
 };
 
 // Signals the handle after the thread's other objects are gone, those of C++ and of the POSIX
-// library. These are destroyed in rounds, and this comes in the last one. (A thread_local object
-// won't do: making one takes the C library's own loader lock.)
+// library. These are destroyed in rounds. This comes in the last round but one: in the last one
+// ThreadSanitizer drops its state of the thread. (A thread_local object is no alternative: making
+// one takes the C library's own loader lock.)
 class LastStep
 {
 public:
@@ -125,7 +126,7 @@ LastStep g_last_step;
 void LastStep::run(void* launched)
 {
     auto* const launch = static_cast<Launch*>(launched);
-    if (++launch->rounds == PTHREAD_DESTRUCTOR_ITERATIONS || !g_last_step.begin(launch))
+    if (++launch->rounds == PTHREAD_DESTRUCTOR_ITERATIONS - 1 || !g_last_step.begin(launch))
         end(launch);
 }
 
