@@ -12,7 +12,6 @@
 // The cost: a terminated thread never frees what the C run-time keeps for it, some hundred bytes
 // (Windows itself frees its stack). That is lost once for each thread that exists when the library
 // is unloaded, and at no other time.
-// when the library is unloaded, and at no other time.
 #pragma once
 
 #include <atomic>

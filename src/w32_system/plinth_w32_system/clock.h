@@ -121,8 +121,9 @@ extern "C"
     QV_API int QV_KillTimerAsync(unsigned int id);
 
     // Waits until the timer has ended, without a time limit; doesn't stop it. Any number of threads
-    // may wait. Afterwards the callback no longer runs; a timer's own thread has ended, or executes
-    // its last steps if the timer had ended before the call.
+    // may wait. Afterwards the callback no longer runs, and a timer's own thread has ended. The
+    // thread may still execute its last steps if the timer had ended before the call, or if the
+    // thread takes more than a second to end, as while a module is being unloaded.
     //
     // QV_OK, also at once for a timer that has ended before. QV_ERR_NULLPTR: an id that was never
     // used, or of a message timer that has ended. QV_ERR_BADARG: a message timer, or the calling
@@ -132,7 +133,9 @@ extern "C"
 
     // The record of a timer, for QV_GetTimerInfo; null if no such timer exists. With 0, the record
     // of the timer whose callback the calling thread runs. It is freed when the timer ends: use it
-    // in the timer's callback, or while nothing can end the timer.
+    // in the timer's callback, or while nothing can end the timer. Waits at most a second for a
+    // timer's own thread to begin, which it can't while a module is being loaded or unloaded; until
+    // then the record has no thread.
     QV_API const struct QvTimerRecord* QV_GetTimerRecord(unsigned int id);
 
     // Reads the settings of a timer. QV_OK, or QV_ERR_NULLPTR: a pointer is null (nothing is
