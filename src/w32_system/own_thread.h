@@ -12,7 +12,6 @@
 // The cost: a terminated thread never frees what the C run-time keeps for it, some hundred bytes
 // (Windows itself frees its stack). That is lost once for each thread that exists when the library
 // is unloaded, and at no other time.
-// when the library is unloaded, and at no other time.
 #pragma once
 
 #include <atomic>
@@ -37,6 +36,10 @@ bool QvRefuseThread(QvThreadStage& stage);
 // The last call of such a thread: after it the thread may only return. Doesn't return while the
 // library is being unloaded.
 void QvLeaveThread(QvThreadStage& stage);
+
+// Waits at most limit milliseconds. False if the thread may still run. If the wait fails, asks for
+// the thread's exit code instead.
+bool QvAwaitThreadEnd(HANDLE thread, DWORD limit);
 
 // Waits at most limit milliseconds for a thread that was asked to end, then terminates it, and
 // closes the handle. The thread uses its argument until it has ended, and a termination only starts
