@@ -15,8 +15,8 @@
 inline constexpr const char* timer_source_name = "src\\w32_system\\timer\\timer";
 
 // Guards the table, the next id and all fields whose comments name it. Independent of other locks
-// (except the system's own and the one of the timers' flags, which is taken under it) and held only for short work on the table. Usable from load on, never
-// destroyed.
+// (except the system's own and the one of the timers' flags, which is taken under it) and held only
+// for short work on the table. Usable from load on, never destroyed.
 extern pthread_mutexCS_t gs_TimerLock;
 
 class QvTimerGuard
@@ -83,9 +83,8 @@ struct QvTimerMap
 // timer. May throw std::bad_alloc.
 QvTimerNode QvMakeTimerNode(QvTimer& timer);
 
-// Enters the timer under the next id, allows it to fire, and returns the id. A thread that finds the
-// timer in the table may rely on both. From here on the timer
-// belongs to the code that runs it.
+// Enters the timer under the next id, allows it to fire, and returns the id. A thread that finds
+// the timer in the table may rely on both. From here on the timer belongs to the code that runs it.
 uintptr_t QvPublishTimer(QvTimerPointer timer, QvTimerNode node);
 
 // These need gs_TimerLock. Returns the timer with an id, or null.

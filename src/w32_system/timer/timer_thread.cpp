@@ -144,8 +144,8 @@ bool RunToTheEnd(QvTimer* timer)
     return QvForkCount() == ending.forks;
 }
 
-// The argument outlives the thread: the timer owns it, later the list of ended threads. The timer of
-// a refused thread has already been freed.
+// The argument outlives the thread: the timer owns it, later the list of ended threads. The timer
+// of a refused thread has already been freed.
 unsigned __stdcall TimerThreadProc(void* argument)
 {
     auto& end = *static_cast<QvTimerEnd*>(argument);
