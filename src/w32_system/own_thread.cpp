@@ -22,8 +22,9 @@ bool Move(QvThreadStage& stage, uint32_t from, uint32_t to)
     return stage.compare_exchange_strong(from, to);
 }
 
-// False if the thread may still run. If the wait fails, asks for the thread's exit code instead.
-bool AwaitThreadEnd(HANDLE thread, DWORD limit)
+} // namespace
+
+bool QvAwaitThreadEnd(HANDLE thread, DWORD limit)
 {
     constexpr DWORD interval = 10; // ms between two checks
     const DWORD result = WaitForSingleObject(thread, limit);
@@ -36,8 +37,6 @@ bool AwaitThreadEnd(HANDLE thread, DWORD limit)
         Sleep(interval);
     return code != STILL_ACTIVE;
 }
-
-} // namespace
 
 HANDLE QvStartThread(unsigned(__stdcall* procedure)(void*), void* argument, uint32_t& id,
                      QvThreadStage& stage)
@@ -79,10 +78,10 @@ void QvEndThread(HANDLE thread, QvThreadStage& stage, DWORD limit, DWORD exitCod
         if (stage != thread_runs)
             patience = std::min(limit, last_steps_limit);
     }
-    if (!AwaitThreadEnd(thread, patience))
+    if (!QvAwaitThreadEnd(thread, patience))
     {
         TerminateThread(thread, exitCode);
-        AwaitThreadEnd(thread, termination_limit);
+        QvAwaitThreadEnd(thread, termination_limit);
     }
     CloseHandle(thread);
 }

@@ -37,6 +37,10 @@ bool QvRefuseThread(QvThreadStage& stage);
 // library is being unloaded.
 void QvLeaveThread(QvThreadStage& stage);
 
+// Waits at most limit milliseconds. False if the thread may still run. If the wait fails, asks for
+// the thread's exit code instead.
+bool QvAwaitThreadEnd(HANDLE thread, DWORD limit);
+
 // Waits at most limit milliseconds for a thread that was asked to end, then terminates it, and
 // closes the handle. The thread uses its argument until it has ended, and a termination only starts
 // the end: so that is waited for too, for at most one second. While the library is being unloaded,

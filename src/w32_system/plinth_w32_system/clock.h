@@ -121,9 +121,14 @@ extern "C"
     QV_API int QV_KillTimerAsync(unsigned int id);
 
     // Waits until the timer has ended, without a time limit; doesn't stop it. Any number of threads
-    // may wait. Afterwards the callback no longer runs, and a timer's own thread has ended. The
-    // thread may still execute its last steps if the timer had ended before the call, or if the
-    // thread takes more than a second to end, as while a module is being unloaded.
+    // may wait. Afterwards the callback no longer runs. A timer's own thread has ended, except in
+    // these cases: the timer had ended before the call, or the thread takes more than a second to
+    // end after the timer, or the thread had not begun. It can neither begin nor end while a module
+    // is being unloaded.
+    //
+    // A killed timer whose thread has not begun ends without a call, and a timer whose thread was
+    // terminated ends too. So a module may kill its timers in DllMain and then wait for each, but
+    // must not wait there for a timer that it hasn't killed.
     //
     // QV_OK, also at once for a timer that has ended before. QV_ERR_NULLPTR: an id that was never
     // used, or of a message timer that has ended. QV_ERR_BADARG: a message timer, or the calling
@@ -133,9 +138,11 @@ extern "C"
 
     // The record of a timer, for QV_GetTimerInfo; null if no such timer exists. With 0, the record
     // of the timer whose callback the calling thread runs. It is freed when the timer ends: use it
-    // in the timer's callback, or while nothing can end the timer. Waits at most a second for a
-    // timer's own thread to begin, which it can't while a module is being loaded or unloaded; until
-    // then the record has no thread.
+    // in the timer's callback, or while nothing can end the timer.
+    //
+    // For a timer with a thread of its own, the call waits for that thread to begin, for a second
+    // at most: the thread can't begin while a module is being loaded or unloaded. Then the field
+    // thread is still 0, and is written later.
     QV_API const struct QvTimerRecord* QV_GetTimerRecord(unsigned int id);
 
     // Reads the settings of a timer. QV_OK, or QV_ERR_NULLPTR: a pointer is null (nothing is

@@ -48,6 +48,18 @@ uintptr_t Refuse(const wchar_t* expression, const wchar_t* message, int line)
     return 0;
 }
 
+// The timer's thread writes its name into the record when it begins. It can't begin while a module
+// is being loaded or unloaded, perhaps by the caller, so the wait has a limit.
+void AwaitThreadName(const QvTimerEnd& end)
+{
+    constexpr double limit = 1000.0; // ms
+    constexpr DWORD interval = 1;    // ms between two checks
+    const double deadline = QV_GetTimeCounter() + limit;
+    while (!end.bThreadNamed && QV_GetTimeCounter() < deadline)
+        if (QvAwaitThreadEnd(end.hThread, interval))
+            return;
+}
+
 } // namespace
 
 extern "C" uintptr_t QV_SetThreadedTimer(QvTimerCallback callback, void* data, double milliseconds,
@@ -108,7 +120,7 @@ extern "C" const QvTimerRecord* QV_GetTimerRecord(unsigned int id)
             return timer;
         end = timer->pEnd;
     }
-    QvAwaitTimerFlag(end->bThreadNamed);
+    AwaitThreadName(*end);
     return timer;
 }
 

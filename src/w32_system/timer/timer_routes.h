@@ -15,6 +15,11 @@ bool QvFireTimer(QvTimer& timer);
 // Removes the timer from the table, frees it and releases its waiters.
 void QvRemoveTimer(QvTimer* timer);
 
+// Ends a timer whose thread can no longer do so, in place of that thread. The thread has ended, or
+// it has not begun although the timer was killed; then it is refused. False if neither is true, or
+// if the timer is no longer in the table.
+bool QvEndTimerOfLostThread(uint64_t id, const std::shared_ptr<QvTimerEnd>& end, bool hasEnded);
+
 // When the library is unloaded: waits until the threads of timers that have ended are gone, or ends
 // them, as QvEndThread does. Their code may go afterwards.
 void QvEndTimerThreads();

@@ -96,8 +96,8 @@ uintptr_t QvPublishTimer(QvTimerPointer timer, QvTimerNode node)
         const QvTimerGuard guard;
         id = NextId();
         QvEnterTimer(std::move(node), id);
+        QvRaiseTimerFlag(timer.release()->bPublished);
     }
-    QvRaiseTimerFlag(timer.release()->bPublished);
     return id;
 }
 

@@ -15,8 +15,8 @@
 inline constexpr const char* timer_source_name = "src\\w32_system\\timer\\timer";
 
 // Guards the table, the next id and all fields whose comments name it. Independent of other locks
-// (except the system's own) and held only for short work on the table. Usable from load on, never
-// destroyed.
+// (except the system's own and the one of the timers' flags, which is taken under it) and held only
+// for short work on the table. Usable from load on, never destroyed.
 extern pthread_mutexCS_t gs_TimerLock;
 
 class QvTimerGuard
@@ -28,7 +28,10 @@ public:
     ~QvTimerGuard() { pthread_mutexCS_unlock(&gs_TimerLock); }
 };
 
-// Shared by a timer and the threads that wait for its end; the last of them frees it.
+struct QvTimer;
+
+// Shared by a timer, the threads that wait for its end, and the list of ended threads; the last of
+// them frees it.
 struct QvTimerEnd
 {
     QvTimerEnd() = default;
@@ -44,6 +47,7 @@ struct QvTimerEnd
     HANDLE hEvent = nullptr; // kind 2; set before the timer is published
     // Kind 1. The handle is set before the timer is published.
     HANDLE hThread = nullptr;
+    QvTimer* pTimer = nullptr; // for the start of the thread, unless it is refused
     QvThreadStage threadStage{0};
     std::atomic<bool> bThreadNamed = false;  // the record has the thread's name
     std::atomic<bool> bThreadLeaves = false; // the timer has ended, and its thread is about to
@@ -79,8 +83,8 @@ struct QvTimerMap
 // timer. May throw std::bad_alloc.
 QvTimerNode QvMakeTimerNode(QvTimer& timer);
 
-// Enters the timer under the next id, allows it to fire, and returns the id. From here on the timer
-// belongs to the code that runs it.
+// Enters the timer under the next id, allows it to fire, and returns the id. A thread that finds
+// the timer in the table may rely on both. From here on the timer belongs to the code that runs it.
 uintptr_t QvPublishTimer(QvTimerPointer timer, QvTimerNode node);
 
 // These need gs_TimerLock. Returns the timer with an id, or null.

@@ -1,9 +1,11 @@
 // Timers with a thread of their own.
 //
-// Each such thread is joined exactly once, so that after a wait the thread has ended, and none
-// remains. The first waiter joins it. Without a waiter, the ending thread stores itself to be
-// joined by the next thread that ends, and joins the one stored before: at most one is stored at
-// any time.
+// A timer ends before its thread does: the thread still has to return through the library's code.
+// So each thread that ends its timer enters itself into a list. It stays there until another thread
+// that ends its timer later, or the unloading of the library, finds that it has ended.
+//
+// A thread may be unable to end its timer: it was terminated, or it can't begin because a thread
+// that unloads a module holds the loader's lock. Then a thread that waits for the timer ends it.
 #include "timer_routes.h"
 
 #include <cerrno>
@@ -57,11 +59,17 @@ void ForgetThreadsThatAreGone()
     }
 }
 
-// Needs gs_TimerLock. For the thread itself.
-void EnterEndedThread(const EndPointer& end)
+// Needs gs_TimerLock. The first half of a timer's end; the caller then frees the timer and raises
+// bThreadLeaves.
+EndPointer Withdraw(QvTimer& timer)
 {
+    const EndPointer end = timer.pEnd;
+    QvStopTimer(timer);
+    QvTakeOutTimer(timer);
+    ForgetThreadsThatAreGone();
     end->pNextEnded = std::move(s_ended.newest);
     s_ended.newest = end;
+    return end;
 }
 
 // The first tick after now on the timer's grid.
@@ -116,13 +124,10 @@ Ending::~Ending()
         QvLeaveToParent(timer.release());
         return;
     }
-    const EndPointer end = timer->pEnd;
+    EndPointer end;
     {
         const QvTimerGuard guard;
-        QvStopTimer(*timer);
-        QvTakeOutTimer(*timer);
-        ForgetThreadsThatAreGone();
-        EnterEndedThread(end);
+        end = Withdraw(*timer);
     }
     timer.reset();
     QvRaiseTimerFlag(end->bThreadLeaves);
@@ -139,14 +144,13 @@ bool RunToTheEnd(QvTimer* timer)
     return QvForkCount() == ending.forks;
 }
 
-// The stage outlives the timer: the list of ended threads has it.
+// The argument outlives the thread: the timer owns it, later the list of ended threads. The timer
+// of a refused thread has already been freed.
 unsigned __stdcall TimerThreadProc(void* argument)
 {
-    auto* const timer = static_cast<QvTimer*>(argument);
-    QvThreadStage& stage = timer->pEnd->threadStage;
-    QvBeginThread(stage); // only threads whose timers have ended are ever refused
-    if (RunToTheEnd(timer))
-        QvLeaveThread(stage);
+    auto& end = *static_cast<QvTimerEnd*>(argument);
+    if (!QvBeginThread(end.threadStage) || RunToTheEnd(end.pTimer))
+        QvLeaveThread(end.threadStage);
     return 0;
 }
 
@@ -164,14 +168,33 @@ uintptr_t QvStartTimerThread(QvTimerPointer& timer)
     timer->iKind = QV_TIMER_THREAD;
     QvTimerNode node = QvMakeTimerNode(*timer);
     QvTimerEnd& end = *timer->pEnd;
-    uint32_t id = 0; // nobody asks for it
-    end.hThread = QvStartThread(TimerThreadProc, timer.get(), id, end.threadStage);
+    end.pTimer = timer.get();
+    uint32_t id = 0; // not used
+    end.hThread = QvStartThread(TimerThreadProc, &end, id, end.threadStage);
     if (!end.hThread)
     {
         TraceFailure(errno);
         return 0;
     }
     return QvPublishTimer(std::move(timer), std::move(node));
+}
+
+bool QvEndTimerOfLostThread(uint64_t id, const EndPointer& end, bool hasEnded)
+{
+    QvTimerPointer timer;
+    {
+        const QvTimerGuard guard;
+        QvTimer* const found = QvFindTimer(id);
+        if (!found || found->pEnd != end)
+            return false;
+        if (!hasEnded && !(QvIsTimerStopped(*found) && QvRefuseThread(end->threadStage)))
+            return false;
+        timer.reset(found);
+        Withdraw(*timer);
+    }
+    timer.reset();
+    QvRaiseTimerFlag(end->bThreadLeaves);
+    return true;
 }
 
 void QvEndTimerThreads()

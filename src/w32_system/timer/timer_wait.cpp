@@ -1,5 +1,5 @@
 // Waiting for the end of a timer.
-#include "timer_table.h"
+#include "timer_routes.h"
 
 #include <windows.h>
 
@@ -19,12 +19,19 @@ void WaitForEvent(const QvTimerEnd& end)
     DiagOutputExW(L"Cannot wait for time, its waitable object failed to be initialized.");
 }
 
-// The thread can't end while another one unloads a module, which may be the caller.
-void WaitForThread(const QvTimerEnd& end)
+// The thread may be unable to end its timer. After the timer's end the thread can't end while a
+// module is being unloaded, perhaps by the caller, so that wait has a limit.
+void WaitForThread(unsigned int id, const std::shared_ptr<QvTimerEnd>& end)
 {
+    constexpr DWORD interval = 50;           // ms between two checks; the thread's end ends a wait
     constexpr DWORD last_steps_limit = 1000; // ms
-    QvAwaitTimerFlag(end.bThreadLeaves);
-    WaitForSingleObject(end.hThread, last_steps_limit);
+    while (!end->bThreadLeaves)
+    {
+        const bool hasEnded = QvAwaitThreadEnd(end->hThread, interval);
+        if (QvEndTimerOfLostThread(id, end, hasEnded) || hasEnded)
+            return;
+    }
+    WaitForSingleObject(end->hThread, last_steps_limit);
 }
 
 } // namespace
@@ -49,7 +56,7 @@ extern "C" int QV_WaitForTimer(unsigned int id)
     switch (kind)
     {
     case QV_TIMER_THREAD:
-        WaitForThread(*end);
+        WaitForThread(id, end);
         return QV_OK;
     case QV_TIMER_MULTIMEDIA:
         WaitForEvent(*end);

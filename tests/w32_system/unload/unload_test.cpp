@@ -171,10 +171,13 @@ enum class Start
     held,      // it doesn't begin
     in_unload, // it is started when the unloading is under way
     endless,   // it leaves the library's code and doesn't end
+    late,      // it doesn't begin until g_may_begin
+    lost,      // it ends without running the library's code, as if it were terminated
 };
 std::atomic<Start> g_start{Start::plain};
 std::atomic<int> g_plain_starts{0}; // come before
 std::atomic<int> g_endless{0};      // threads that have left the library's code and don't end
+std::atomic<bool> g_may_begin{false};
 std::atomic<bool> g_is_starting{false};
 std::atomic<bool> g_unloading{false};
 
@@ -251,8 +254,17 @@ TEST_INSTEAD uintptr_t _beginthreadex(void* security, unsigned size, unsigned (*
         ++g_endless;
         return never(nullptr);
     };
+    static constexpr auto late = [](void*)
+    {
+        g_may_begin.wait(false);
+        return s_given.first(s_given.second);
+    };
     if (how == Start::endless)
         s_given = {std::exchange(start, without_end), argument};
+    if (how == Start::late)
+        s_given = {std::exchange(start, late), argument};
+    if (how == Start::lost)
+        start = [](void*) { return 0u; };
     return g_begin_thread(security, size, how == Start::held ? +never : start, argument, flags, id);
 }
 
@@ -322,23 +334,17 @@ TEST_INSTEAD int pthread_cond_broadcast(pthread_cond_t* condition)
     return result;
 }
 
-TEST_INSTEAD int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
-{
-    static auto* const real = TEST_REAL(pthread_cond_wait);
-    if (t_waits_for_timer)
-    {
-        g_waits_for_timer = true;
-        g_waits_for_timer.notify_all();
-    }
-    return real(condition, mutex);
-}
-
 TEST_INSTEAD DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds)
 {
     const bool for_thread = t_unloads && g_unload == Unload::begins && milliseconds >= long_wait;
     const bool fence = for_thread || g_unload == Unload::sets_the_fence;
     if (fence)
         reach(Unload::waits);
+    if (t_waits_for_timer)
+    {
+        g_waits_for_timer = true;
+        g_waits_for_timer.notify_all();
+    }
     const bool is_short = t_unloads && milliseconds < long_wait;
     const DWORD result =
         g_wait_for_object(object, is_short ? std::min(milliseconds, sooner) : milliseconds);
@@ -736,6 +742,43 @@ TEST_F(WindowUnload, ATimersThreadThatCanNotEndIsWaitedForOnlySoLong)
               QV_OK);
     EXPECT_EQ(g_endless, 1);
     expect_no_wait(library);
+    expect_no_thread_left();
+}
+
+// As a module finds them that is unloaded right after it has set a timer.
+TEST_F(WindowUnload, ATimerThatItsThreadNeverEndsIsEndedByItsWaiter)
+{
+    for (const Start start : {Start::held, Start::late, Start::lost})
+    {
+        SCOPED_TRACE(static_cast<int>(start));
+        Library library;
+        g_may_begin = false;
+        g_start = start;
+        const auto id = static_cast<unsigned>(run_thread_timer(library,
+                                                               [](void*)
+                                                               {
+                                                                   ADD_FAILURE();
+                                                                   return 0;
+                                                               }));
+        g_start = Start::plain;
+        auto* const record = library.get<decltype(QV_GetTimerRecord)>("QV_GetTimerRecord");
+        t_flies = true; // past the limit
+        const QvTimerRecord* const timer = record(id);
+        t_flies = false;
+        ASSERT_NE(timer, nullptr);
+        EXPECT_EQ(timer->thread, 0u);
+        if (start != Start::lost)
+        {
+            EXPECT_EQ(library.get<decltype(QV_KillTimerAsync)>("QV_KillTimerAsync")(id), QV_OK);
+        }
+        EXPECT_EQ(library.get<decltype(QV_WaitForTimer)>("QV_WaitForTimer")(id), QV_OK);
+        EXPECT_EQ(record(id), nullptr);
+        g_may_begin = true;
+        g_may_begin.notify_all();
+        if (start == Start::late)
+            expect_no_thread_left();
+        expect_no_wait(library);
+    }
     expect_no_thread_left();
 }
 

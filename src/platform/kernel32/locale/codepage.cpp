@@ -48,10 +48,10 @@ bool has_lone_surrogate(const wchar_t* text, size_t length)
 
 // A character that the code page lacks doesn't exist, so UTF-8 takes no place for it.
 extern "C" int WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR text, int length, LPSTR out,
-                                   int out_size, LPCSTR defaultText, LPBOOL used_default)
+                                   int out_size, LPCSTR default_text, LPBOOL used_default)
 {
     const bool onto_itself = text && static_cast<const void*>(text) == out;
-    if (onto_itself || (code_page == CP_UTF8 && (defaultText || used_default)))
+    if (onto_itself || (code_page == CP_UTF8 && (default_text || used_default)))
         return fail_with(ERROR_INVALID_PARAMETER);
     if (code_page == CP_UTF8 && (flags & ~WC_ERR_INVALID_CHARS))
         return fail_with(ERROR_INVALID_FLAGS);
