@@ -111,8 +111,9 @@ public:
     static void end(Launch* launch)
     {
         t_state = nullptr; // from here on a termination comes too late
-        launch->state->end(launch->state->result);
-        delete launch;
+        const StatePointer state = std::move(launch->state);
+        delete launch; // before the handle is signalled: the process may end right after that
+        state->end(state->result);
     }
 
 private:
