@@ -63,7 +63,7 @@ void ForgetThreadsThatAreGone()
 // bThreadLeaves.
 EndPointer Withdraw(QvTimer& timer)
 {
-    const EndPointer end = timer.pEnd;
+    EndPointer end = timer.pEnd;
     QvStopTimer(timer);
     QvTakeOutTimer(timer);
     ForgetThreadsThatAreGone();

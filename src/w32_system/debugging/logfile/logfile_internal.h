@@ -54,7 +54,7 @@ inline bool QvIsLogEnabled()
 struct QvStamp
 {
     int64_t mark = 0; // the moment that it shows, in ms since 1970, plus 1; 0: none
-    size_t milliseconds_at = 0;
+    size_t millisecondsAt = 0;
     size_t length = 0;
     wchar_t text[qv_stamp_limit] = {}; // terminated
 };

@@ -42,9 +42,9 @@ bool FormSecond(QvStamp& stamp, __time64_t second)
     const int length =
         wsprintfW(stamp.text, L"%4i-%02i-%02i %02i:%02i:%02i.", local->tm_year + 1900,
                   local->tm_mon + 1, local->tm_mday, local->tm_hour, local->tm_min, local->tm_sec);
-    stamp.milliseconds_at = static_cast<size_t>(length);
+    stamp.millisecondsAt = static_cast<size_t>(length);
     std::memcpy(stamp.text + length, rest, sizeof rest);
-    stamp.length = stamp.milliseconds_at + std::size(rest) - 1;
+    stamp.length = stamp.millisecondsAt + std::size(rest) - 1;
     return true;
 }
 
@@ -52,17 +52,19 @@ bool FormStamp(QvStamp& stamp, int64_t moment)
 {
     const int64_t second = moment / 1000;
     const auto milliseconds = static_cast<unsigned>(moment % 1000);
-    const bool is_same_second = stamp.mark != 0 && (stamp.mark - 1) / 1000 == second;
+    const bool isSameSecond = stamp.mark != 0 && (stamp.mark - 1) / 1000 == second;
     Show(stamp, 0);
-    if (moment < 0 || (!is_same_second && !FormSecond(stamp, second)))
+    if (moment < 0 || (!isSameSecond && !FormSecond(stamp, second)))
         return false;
-    wchar_t* const digits = stamp.text + stamp.milliseconds_at;
+    wchar_t* const digits = stamp.text + stamp.millisecondsAt;
     digits[0] = static_cast<wchar_t>(L'0' + milliseconds / 100);
     digits[1] = static_cast<wchar_t>(L'0' + milliseconds / 10 % 10);
     digits[2] = static_cast<wchar_t>(L'0' + milliseconds % 10);
     Show(stamp, moment + 1);
     return true;
 }
+
+constinit thread_local QvStamp t_last; // of curr_time_string
 
 } // namespace
 
@@ -77,7 +79,6 @@ size_t QvTimeStamp(wchar_t* buffer, QvStamp& last, int64_t& moment)
 
 void CQvLogFile::curr_time_string(wchar_t* buffer)
 {
-    thread_local QvStamp t_last;
     wchar_t text[qv_stamp_limit];
     int64_t moment = 0;
     if (const size_t length = QvTimeStamp(text, t_last, moment))
