@@ -78,6 +78,18 @@ TEST(FileTime, GoesToLocalTimeAndBackOverTheChangesOfAYear)
     EXPECT_FALSE(LocalFileTimeToFileTime(&zero, &back)) << "an hour before the first";
 }
 
+TEST(SystemTime, IsTheSameAsAFileTimeAndInCalendarParts)
+{
+    constexpr uint64_t second = 10'000'000; // in units of 100 ns; the clock may be adjusted
+    FILETIME now, again;
+    SYSTEMTIME parts;
+    GetSystemTimeAsFileTime(&now);
+    GetSystemTime(&parts);
+    ASSERT_TRUE(SystemTimeToFileTime(&parts, &again));
+    EXPECT_GE(ticks(again) + second, ticks(now));
+    EXPECT_LE(ticks(again), ticks(now) + 100 * second) << "a guard for a busy machine";
+}
+
 TEST(PerformanceCounter, RunsInUnitsOfItsFrequencyAlsoOverASleep)
 {
     LARGE_INTEGER frequency, start, end;
