@@ -1,5 +1,5 @@
-// Programs that people look at records with, as other processes: each is started, and says whether
-// it has had all texts and lost none.
+// Viewers as other processes, for benchmarks: each is started, and reports whether it received all
+// texts and lost none.
 #pragma once
 
 #include <condition_variable>
@@ -14,8 +14,8 @@
 namespace bench
 {
 
-// A program that ends when it has had so many texts. It is ready when it has written a line to
-// standard error. Its standard output is /dev/null.
+// A program that ends when it has received the number of texts that its arguments name. It is ready
+// when it has written a line to standard error. Its standard output is /dev/null.
 class CountingViewer
 {
 public:
@@ -25,7 +25,7 @@ public:
     CountingViewer& operator=(const CountingViewer&) = delete;
 
     bool ready() const { return m_ready; }
-    // Waits until it has ended. True if it had them all.
+    // Waits until the program has ended. True if it received all texts.
     bool had_all();
 
 private:
@@ -46,7 +46,7 @@ public:
     bool ready() const { return m_ready; }
     // Writes one more text, and waits until it is on the screen.
     bool had_last();
-    // Whether the screen then says that there were so many records, and none lost.
+    // Whether the screen then shows this number of records, and none lost.
     bool had_all(uint64_t records);
 
 private:

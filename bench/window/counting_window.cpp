@@ -1,5 +1,5 @@
-// The viewer's window as a program that the benchmarks start: it shows what comes through the debug
-// string channel, and ends when it shows so many records:
+// The viewer's window as a program for benchmarks. It shows the texts of the debug string channel,
+// and ends when it shows COUNT records:
 //     plinth_bench_window COUNT
 //
 // The exit code is 0 if none was lost, and 1 after a minute.

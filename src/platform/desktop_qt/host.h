@@ -1,4 +1,4 @@
-// The stand-in, which loaded the plug-in: what the widgets report to it and ask it for.
+// The functions of the stand-in that the widgets call, to report events and to ask for data.
 #pragma once
 
 #include "user32/desktop.h"

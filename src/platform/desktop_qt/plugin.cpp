@@ -1,5 +1,5 @@
-// What the stand-in calls, on any thread, and how the calls reach the thread of the widgets. All
-// calls except message boxes are posted there, in order, with copies of what they need.
+// The functions that the stand-in calls on any thread. They pass the calls to the widgets' thread.
+// All calls except message boxes are posted there, in order, with copies of what they need.
 #include <new>
 
 #include "gui_thread.h"
