@@ -17,7 +17,8 @@ namespace
 
 using namespace std::chrono_literals;
 
-constexpr size_t row_bytes = 8; // that the table's row header takes for each row
+// What the table's row header takes for each row: 8 bytes, and room for more rows.
+constexpr size_t row_bytes = 12;
 
 constexpr auto first_page_time = 15ms; // for the first rows after a filter has changed
 

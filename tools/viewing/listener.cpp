@@ -200,7 +200,7 @@ void Listener::read_rest_of_ring()
 
 void Listener::hold()
 {
-    SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_TIME_CRITICAL);
+    choose_priority();
     m_channel.free_buffer();
     m_watcher(TakeOverStep::listening);
     while (m_run)
@@ -245,7 +245,22 @@ bool Listener::take(DWORD milliseconds)
     m_share.put(record);
     ++m_taken;
     m_queue.put(record);
+    choose_priority();
     return true;
+}
+
+// The thread runs before all others, so that writers wait as little as possible. But where it may,
+// it then takes its processor from the thread that shows the records: on two processors that one
+// stood still for 0.2 s, in which a fast writer filled the queue. So while much waits there, this
+// thread has no more right to run than others, and writers wait for it.
+void Listener::choose_priority()
+{
+    constexpr unsigned high = 40; // percent of the queue
+    constexpr unsigned low = 10;
+    const bool is_first = !m_queue.is_filled_to(m_is_first ? high : low);
+    if (std::exchange(m_is_first, is_first) != is_first)
+        SetThreadPriority(GetCurrentThread(),
+                          is_first ? THREAD_PRIORITY_TIME_CRITICAL : THREAD_PRIORITY_NORMAL);
 }
 
 // Counts what writers have given up while this process was stopped or did not run for too long.

@@ -58,6 +58,7 @@ private:
     void hold();
     void begin_to_hold();
     bool take(DWORD milliseconds);
+    void choose_priority();
     void count_channel_losses();
 
     const TakeOverWatcher m_watcher;
@@ -73,6 +74,7 @@ private:
     RingFollower m_follower;
     RingShare m_share;
     ProcessNames m_names;
+    bool m_is_first = false;       // before other threads
     uint32_t m_channel_losses = 0; // already counted, or from before this viewer had the channel
     Time m_losses_counted = 0;     // the time of the last check while texts came
     std::optional<ChannelOwner> m_owner;

@@ -32,6 +32,9 @@ public:
     // This number of texts was given up by their writers before the next one.
     void put_unheard(uint64_t count);
 
+    // Whether so many percent of the limit are waiting, or more.
+    bool is_filled_to(unsigned percent) const { return m_bytes >= m_limit / 100 * percent; }
+
     // The next record, its text as in the channel; false if none came in time. It is valid until
     // the next call. Only for one thread.
     bool next(RecordView& record, unsigned milliseconds);

@@ -13,6 +13,7 @@
 #include "line_source.h"
 #include "listener.h"
 #include "log_files.h"
+#include "plinth_platform_test.h"
 #include "process_names.h"
 #include "record_time.h"
 #include "support/environment.h"
@@ -88,6 +89,34 @@ TEST(ListenerOfTheChannel, ThatEndsLetsAWriterGoOnThatCameBackBeforeItsObjectsWe
     listener.reset();
     EXPECT_TRUE(is_freed());
     CloseHandle(free);
+}
+
+// Seen by the calls that set a priority: whether they succeed depends on the user's rights.
+TEST(ListenerOfTheChannel, WhoseReaderIsFarBehindRunsBeforeItNoLonger)
+{
+    PlinthTestArm();
+    PlinthTestSetChannelPatience(patience);
+    const auto chosen = [](unsigned times)
+    {
+        const ULONGLONG end = GetTickCount64() + patience;
+        while (PlinthTestCalls("sched_setscheduler") < times && GetTickCount64() < end)
+            Sleep(1);
+        return PlinthTestCalls("sched_setscheduler") == times;
+    };
+    Listener listener([](TakeOverStep) {}, 1 << 20);
+    EXPECT_TRUE(chosen(1));
+    const std::string text(1000, 'x');
+    constexpr int half_of_it = 500;
+    for (int i = 0; i < half_of_it; ++i)
+        OutputDebugStringA(text.c_str());
+    EXPECT_TRUE(chosen(2)) << "it gives way";
+    Record record;
+    for (int i = 0; i < half_of_it; ++i)
+        EXPECT_TRUE(listener.next(record, patience));
+    EXPECT_FALSE(listener.next(record, 0));
+    OutputDebugStringA("one more");
+    EXPECT_TRUE(chosen(3)) << "it comes first again";
+    PlinthTestReset();
 }
 
 TEST(LineSplitting, ALineThatNeverEndsComesInParts)

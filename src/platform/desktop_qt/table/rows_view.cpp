@@ -57,6 +57,21 @@ void RowsView::scrollTo(const QModelIndex& index, ScrollHint hint)
         horizontalScrollBar()->setValue(across);
 }
 
+void RowsView::reset()
+{
+    QTableView::reset();
+    if (!model() || model()->rowCount() != 0)
+        return;
+    // The row header has some bytes for each row, 20 MB for some millions, and keeps them when the
+    // rows go.
+    const QHeaderView& former = *verticalHeader();
+    auto* const header = new QHeaderView(Qt::Vertical, this);
+    header->setSectionResizeMode(QHeaderView::Fixed);
+    header->setDefaultSectionSize(former.defaultSectionSize());
+    header->setVisible(!former.isHidden());
+    setVerticalHeader(header); // deletes the former one
+}
+
 void RowsView::keepPlaceBehindInsertion(int first, int count)
 {
     const bool wasEmpty = model()->rowCount() == count;

@@ -26,6 +26,9 @@ public:
     // When a click chooses a row, the visible columns stay.
     void scrollTo(const QModelIndex& index, ScrollHint hint = EnsureVisible) override;
 
+    // The model has started again. Without rows, the memory for the former ones is given back.
+    void reset() override;
+
 private:
     void keepPlaceBehindInsertion(int first, int count);
     void keepPlaceBehindRemoval(int first, int count);

@@ -1,5 +1,8 @@
-// Copying, finding and following by keyboard, on a table over a model of the test's own.
+// Copying, finding and following by keyboard, and emptying, on a table over a model of the test's
+// own.
+#include <QAbstractTableModel>
 #include <QClipboard>
+#include <QHeaderView>
 #include <QLineEdit>
 #include <QScrollBar>
 #include <QStandardItemModel>
@@ -7,11 +10,30 @@
 #include <QTimer>
 
 #include "shown_windows.h"
+#include "support/resident.h"
 #include "table/find_bar.h"
 #include "table/trace_table.h"
 
 namespace
 {
+
+// Rows without content.
+class Blanks : public QAbstractTableModel
+{
+public:
+    int rowCount(const QModelIndex& = {}) const override { return m_rows; }
+    int columnCount(const QModelIndex& = {}) const override { return 1; }
+    QVariant data(const QModelIndex&, int) const override { return {}; }
+    void start(int rows)
+    {
+        beginResetModel();
+        m_rows = rows;
+        endResetModel();
+    }
+
+private:
+    int m_rows = 0;
+};
 
 struct TableCommands : test::WithOwnQt
 {
@@ -126,6 +148,22 @@ TEST_F(TableCommands, EndFollowsAndGoingElsewhereDoesNot)
     table->resize(400, 120);
     append(61);
     EXPECT_TRUE(QTest::qWaitFor([this] { return test::last_row_in_sight(view()) == 61; }));
+}
+
+TEST_F(TableCommands, ATableOfMillionsOfRowsThatIsEmptiedGivesItsMemoryBack)
+{
+    Blanks blanks;
+    table->setModel(&blanks);
+    const int height = view().verticalHeader()->defaultSectionSize();
+    const size_t before = test::resident();
+    blanks.start(5'000'000);
+    EXPECT_GT(test::resident(), before + (16 << 20)) << "there is something to give back";
+    blanks.start(0);
+    EXPECT_LT(test::resident(), before + (4 << 20) + test::sanitizers_share);
+    blanks.start(3);
+    EXPECT_EQ(view().rowHeight(2), height);
+    EXPECT_TRUE(view().verticalHeader()->isHidden());
+    table->setModel(&model);
 }
 
 } // namespace
