@@ -4,8 +4,17 @@
 # The stack walk of an assertion report and the layout of a module's image are for x86-64 only.
 if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$" OR NOT CMAKE_SIZEOF_VOID_P EQUAL 8)
   math(EXPR bits "8 * ${CMAKE_SIZEOF_VOID_P}")
-  message(FATAL_ERROR "plinth: this build is for ${CMAKE_SYSTEM_PROCESSOR} with ${bits} bits, and "
+  set(processor "${CMAKE_SYSTEM_PROCESSOR}")
+  if(processor STREQUAL "")
+    set(processor "an unknown processor")
+  endif()
+  message(FATAL_ERROR "plinth: this build is for ${processor} with ${bits} bits, and "
                       "plinth runs on x86-64 with 64 bits only.")
+endif()
+
+if(NOT "cxx_std_20" IN_LIST CMAKE_CXX_COMPILE_FEATURES)
+  message(FATAL_ERROR "plinth: the compiler ${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION} "
+                      "does not know C++20, in which plinth is written.")
 endif()
 
 # Major versions. With other ones plinth is likely to work, but no test has shown it.

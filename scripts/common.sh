@@ -120,13 +120,16 @@ install_packages() {
         "As root: $by_hand"
 }
 
+# needs_own FOLDER: in the tree; it need not exist.
+needs_own() {
+    [[ ! -e $1 || -w $1 ]] || die "The folder $root/$1 belongs to another user." \
+        "Remove it, or work in a clone of your own."
+}
+
 # configure PRESET: once, and again after packages were installed or removed, because CMake
 # remembers what it didn't find. Changes of CMake's own files are noticed during the build.
 configure() {
-    if [[ -e build && ! -w build ]]; then
-        die "The folder $root/build belongs to another user." \
-            "Remove it, or work in a clone of your own."
-    fi
+    needs_own build
     local made=build/$1/configured
     [[ -f build/$1/build.ninja && $made -nt /var/lib/dpkg/status && $made -nt CMakePresets.json ]] &&
         return 0
