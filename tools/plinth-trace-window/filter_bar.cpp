@@ -29,9 +29,11 @@ QStringList words(const QLineEdit& field)
     return field.text().split(between, Qt::SkipEmptyParts);
 }
 
-// Returns the valid expressions; problem: why others are invalid.
-std::vector<std::string> good(const std::vector<std::string>& texts, QString& problem)
+// Returns the valid expressions. The others are put into invalid, with the reason in problem.
+std::vector<std::string> good(const std::vector<std::string>& texts,
+                              std::vector<std::string>& invalid, QString& problem)
 {
+    invalid.clear();
     std::vector<std::string> out;
     for (const std::string& text : texts)
         try
@@ -41,9 +43,15 @@ std::vector<std::string> good(const std::vector<std::string>& texts, QString& pr
         }
         catch (const trace::BadPattern& bad)
         {
+            invalid.push_back(text);
             problem = lineOf("\"" + text + "\" is no regular expression: " + bad.what());
         }
     return out;
+}
+
+template <class Text> void append(std::vector<Text>& texts, const std::vector<Text>& more)
+{
+    texts.insert(texts.end(), more.begin(), more.end());
 }
 
 } // namespace
@@ -78,6 +86,18 @@ FilterBar::FilterBar(QWidget* parent)
         if (!m_showing)
             emit filterChanged();
     };
+    const auto forget = [this](PatternField* field, auto& invalid)
+    {
+        connect(field, &PatternField::patternsChanged, this,
+                [this, &invalid]
+                {
+                    if (!m_showing)
+                        invalid.clear();
+                });
+    };
+    forget(m_include, m_invalid.include);
+    forget(m_exclude, m_invalid.exclude);
+    forget(m_highlight, m_invalid.highlights);
     connect(m_include, &PatternField::patternsChanged, this, changed);
     connect(m_exclude, &PatternField::patternsChanged, this, changed);
     connect(m_processes, &QLineEdit::textChanged, this, changed);
@@ -127,18 +147,31 @@ void FilterBar::writeTo(trace::ViewSettings& settings) const
     }
 }
 
+void FilterBar::addInvalid(trace::ViewSettings& settings) const
+{
+    append(settings.match, m_invalid.match);
+    append(settings.include, m_invalid.include);
+    append(settings.exclude, m_invalid.exclude);
+    append(settings.highlights, m_invalid.highlights);
+}
+
 QString FilterBar::setSettings(const trace::ViewSettings& settings)
 {
     const QScopedValueRollback<bool> showing(m_showing, true);
     QString problem;
-    m_match = good(settings.match, problem);
-    m_include->setTexts(good(settings.include, problem));
-    m_exclude->setTexts(good(settings.exclude, problem));
+    m_match = good(settings.match, m_invalid.match, problem);
+    m_include->setTexts(good(settings.include, m_invalid.include, problem));
+    m_exclude->setTexts(good(settings.exclude, m_invalid.exclude, problem));
     m_colours = settings.highlights;
     std::vector<std::string> highlighted;
     for (const trace::HighlightSetting& each : settings.highlights)
         highlighted.push_back(each.expression);
-    m_highlight->setTexts(good(highlighted, problem));
+    std::vector<std::string> invalid;
+    m_highlight->setTexts(good(highlighted, invalid, problem));
+    m_invalid.highlights.clear();
+    for (const trace::HighlightSetting& each : settings.highlights)
+        if (std::find(invalid.begin(), invalid.end(), each.expression) != invalid.end())
+            m_invalid.highlights.push_back(each);
     QStringList processes;
     for (const std::string& who : settings.processes)
         processes += QString::fromStdString(who);

@@ -35,15 +35,26 @@ public:
 
     // Copies filter and highlights between settings and fields. What the fields don't show, such as
     // the colours of highlights and --match, stays as `setSettings` received it. A text that is no
-    // longer a valid expression is left out, and `setSettings` returns the reason.
+    // valid expression is left out, and `setSettings` returns the reason.
     void writeTo(trace::ViewSettings& settings) const;
     QString setSettings(const trace::ViewSettings& settings);
+    // What was left out, so that a file of settings keeps it until the user changes its field.
+    void addInvalid(trace::ViewSettings& settings) const;
 
 signals:
     void filterChanged();
     void highlightsChanged();
 
 private:
+    // Expressions of the settings that can't be shown, because they are invalid.
+    struct Invalid
+    {
+        std::vector<std::string> match;
+        std::vector<std::string> include;
+        std::vector<std::string> exclude;
+        std::vector<trace::HighlightSetting> highlights;
+    };
+
     std::vector<trace::HighlightSetting> highlights() const;
 
     PatternField* const m_include;
@@ -53,6 +64,7 @@ private:
     QLineEdit* const m_windows;
     std::vector<std::string> m_match;
     mutable std::vector<trace::HighlightSetting> m_colours; // of expressions, as received
+    Invalid m_invalid;
     bool m_showing = false;
 };
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include <QContextMenuEvent>
 #include <QHeaderView>
+#include <QMenu>
 #include <QScopedValueRollback>
 #include <QScrollBar>
 
@@ -44,6 +44,8 @@ RecordTable::RecordTable(Session& session, QWidget* parent)
     connect(findBar(), &qt_table::FindBar::closed, this, [this] { searchAgain({}); });
     connect(view()->verticalScrollBar(), &QScrollBar::sliderPressed, this,
             [this] { m_place.reset(); });
+    connect(this, &TraceTable::contextMenuAboutToShow, this,
+            [this](QMenu*, const QPoint& place) { m_menuPlace = place; });
     connect(view()->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             &RecordTable::takeCurrent);
     connect(m_rows, &RecordModel::rowsAboutToBeDropped, this, &RecordTable::dropCurrent);
@@ -173,6 +175,8 @@ void RecordTable::choose(uint64_t number)
 
 void RecordTable::showNear(uint64_t number)
 {
+    if (number < m_rows->view().store().first())
+        return; // cleared or dropped: it is near to nothing
     const Place middle{number, view()->rowsInSight() / 2, true};
     m_chosen = number;
     m_rows->setChosen(number);
@@ -334,10 +338,6 @@ bool RecordTable::eventFilter(QObject* watched, QEvent* event)
 {
     switch (event->type())
     {
-    case QEvent::ContextMenu:
-        if (watched == view()->viewport())
-            m_menuPlace = static_cast<QContextMenuEvent*>(event)->pos();
-        break;
     case QEvent::Resize:
         if (watched == view()->viewport())
             fitHeight();

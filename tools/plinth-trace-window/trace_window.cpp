@@ -159,6 +159,7 @@ void TraceWindow::step()
 
 void TraceWindow::takeRecords()
 {
+    takeOutputFilter();
     try
     {
         for (const int32_t window : m_session.collect(collect_time))

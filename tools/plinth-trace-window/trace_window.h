@@ -6,6 +6,7 @@
 #include <functional>
 
 #include <QMainWindow>
+#include <QPointer>
 #include <QTimer>
 
 #include "record_model.h"
@@ -84,6 +85,7 @@ private:
     void makeStatusBar();
     void makeViews();
     void showFirst();
+    void takeOutputFilter();
     trace::ViewSettings asStarted() const;
     void addViews(const trace::ViewerSettings& settings);
     trace::ViewerSettings settings() const;
@@ -111,6 +113,8 @@ private:
     size_t m_automatic = 0;       // tabs that were made for window ids
     trace::ViewerSettings m_kept; // as this window saved them last
     QTimer m_timer;
+    QPointer<ViewPage> m_outputView; // whose filter the output file has
+    QMetaObject::Connection m_outputFilterChanged;
     QTimer m_keepTimer;
     bool m_paused = false;
 };

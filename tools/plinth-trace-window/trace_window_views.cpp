@@ -36,14 +36,23 @@ void TraceWindow::makeViews()
     m_commands->showStateOf(view());
 }
 
-// The output file gets the records of the first view.
 void TraceWindow::showFirst()
 {
-    ViewPage& first = *m_area->pages().front();
-    m_session.outputFilter = first.filter();
-    m_area->bringToFront(first);
-    connect(&first, &ViewPage::filterChanged, this,
-            [this, shown = &first] { m_session.outputFilter = shown->filter(); });
+    m_area->bringToFront(*m_area->pages().front());
+}
+
+// The output file gets the records of the first view; another one becomes the first when that one
+// is closed or moved.
+void TraceWindow::takeOutputFilter()
+{
+    ViewPage* const first = m_area->pages().front();
+    if (m_outputView == first)
+        return;
+    disconnect(m_outputFilterChanged);
+    m_outputView = first;
+    const auto take = [this, first] { m_session.outputFilter = first->filter(); };
+    m_outputFilterChanged = connect(first, &ViewPage::filterChanged, this, take);
+    take();
 }
 
 trace::ViewSettings TraceWindow::asStarted() const

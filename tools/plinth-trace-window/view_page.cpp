@@ -70,6 +70,7 @@ trace::ViewSettings ViewPage::settings() const
     settings.name = m_name.toStdString();
     settings.others = m_others;
     m_bar->writeTo(settings);
+    m_bar->addInvalid(settings);
     m_columns->writeTo(settings);
     settings.others[raw_setting] = m_raw ? "1" : "0";
     settings.others[by_process_setting] = m_byProcess ? "1" : "0";

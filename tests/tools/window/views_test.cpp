@@ -3,10 +3,13 @@
 
 #include "support/test.h"
 
+#include <QApplication>
+#include <QContextMenuEvent>
 #include <QLineEdit>
 #include <QMenu>
 #include <QStatusBar>
 #include <QTabWidget>
+#include <QTimer>
 
 #include "pattern_field.h"
 #include "view_area.h"
@@ -224,6 +227,84 @@ TEST_F(Views, HaveAStripThatGoesToTheTimeUnderTheMouse)
         --x;
     QTest::mouseClick(&strip, Qt::LeftButton, {}, QPoint(x, 5));
     EXPECT_EQ(window->table()->chosen(), 500U);
+}
+
+TEST_F(Views, OfTheMenuKeyAreOfTheChosenRecord)
+{
+    const auto window = reading("|wndid:5| one\n|wndid:6| two\n|wndid:7| three\n", 3);
+    trace_window::RecordTable& table = *window->table();
+    table.goToRow(2);
+    QTimer::singleShot(
+        0, &table,
+        []
+        {
+            auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+            for (QAction* const action : menu->actions())
+                if (QString(action->text()).remove(u'&') == QStringLiteral("Only this window"))
+                    action->trigger();
+            menu->close();
+        });
+    const QPoint place = table.view()->visualRect(table.view()->currentIndex()).center();
+    QContextMenuEvent key(QContextMenuEvent::Keyboard, place, table.view()->mapToGlobal(place));
+    QApplication::sendEvent(table.view(), &key);
+    EXPECT_EQ(window->view().bar().windows()->text(), QStringLiteral("7"));
+}
+
+TEST_F(Views, ThatAreLinkedGoOnFollowingAfterAClear)
+{
+    const auto window = reading(test::lines(500), 500);
+    ViewPage& all = window->view();
+    ViewPage& other = window->addView(QStringLiteral("Other"), {});
+    window->area().setLinked(true);
+    all.table().goToRow(100);
+    window->clear();
+    append(test::lines(400));
+    ASSERT_TRUE(shows(all, 400));
+    window->area().bringToFront(other);
+    EXPECT_TRUE(shows(other, 400));
+    EXPECT_TRUE(other.table().isFollowing());
+}
+
+TEST_F(Views, InvalidExpressionsOfTheFileAreToldAndStayInIt)
+{
+    {
+        TraceWindow window(options, settings);
+        ViewPage& mine = window.addView(QStringLiteral("Mine"), {});
+        type(mine.bar().include(), "good");
+        type(mine.bar().highlight(), "marked");
+        window.keepSettings();
+    }
+    std::string text = test::read_file(settings);
+    for (const char* const expression : {"good", "marked"})
+        text.insert(text.find(expression), "(");
+    test::write_file(settings, text);
+    {
+        TraceWindow window(options, settings);
+        EXPECT_TRUE(window.statusBar()->currentMessage().contains(
+            QStringLiteral("is no regular expression")));
+        type(window.area().pages().back()->bar().processes(), "17");
+        window.keepSettings();
+    }
+    text = test::read_file(settings);
+    EXPECT_NE(text.find("(good"), std::string::npos);
+    EXPECT_NE(text.find("(marked"), std::string::npos);
+}
+
+TEST_F(Views, TheFirstOfThemChoosesWhatTheOutputFileGetsAlsoWhenAnotherBecomesTheFirst)
+{
+    const std::string output = test::root() + "/output";
+    options.output = output;
+    const auto window = reading("one\n", 1);
+    ViewPage& first = window->view();
+    type(first.bar().include(), "nothing");
+    window->addView(QStringLiteral("Second"), {});
+    append("two\n");
+    ASSERT_TRUE(eventually([&] { return window->counts().contains(QStringLiteral("all 2 ")); }));
+    window->area().remove(first);
+    append("three\n");
+    EXPECT_TRUE(
+        eventually([&] { return test::read_file(output).find("three") != std::string::npos; }));
+    EXPECT_EQ(test::read_file(output).find("two"), std::string::npos);
 }
 
 } // namespace

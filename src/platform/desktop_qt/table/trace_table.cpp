@@ -206,7 +206,7 @@ void TraceTable::showMenu(const QPoint& place)
     follow->setCheckable(true);
     follow->setChecked(m_following);
     connect(follow, &QAction::toggled, this, &TraceTable::setFollowing);
-    emit contextMenuAboutToShow(&menu);
+    emit contextMenuAboutToShow(&menu, place);
     menu.exec(m_view->viewport()->mapToGlobal(place));
 }
 

@@ -63,8 +63,9 @@ signals:
     void followingChanged(bool following);
     // wrapped: the search passed the end of the table, or its beginning.
     void findEnded(bool found, bool wrapped);
-    // Lets the caller add entries; the table owns the menu and destroys it after showing it.
-    void contextMenuAboutToShow(QMenu* menu);
+    // Lets the caller add entries; the table owns the menu and destroys it after showing it. place:
+    // of the mouse, or of the current row for the menu key, in the view's viewport.
+    void contextMenuAboutToShow(QMenu* menu, const QPoint& place);
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
