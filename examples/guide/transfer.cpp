@@ -55,6 +55,7 @@ int main()
     const int queued = QV_CopyFile(source, target, 1, &proceed, progress, &copy);
     if (queued == QV_OK)
         WaitForSingleObject(copy.ended, INFINITE); // a program would do other work first
+    QV_CancelAsyncIO(nullptr); // waits until the copy has closed its files, to remove them
     CloseHandle(copy.ended);
     QV_RemoveFile(source, 0);
     QV_RemoveFile(target, 0);
