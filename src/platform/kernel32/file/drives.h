@@ -1,4 +1,4 @@
-// The drives: "C:" is the root directory, further ones come from PLINTH_DRIVES.
+// The drives: "C:\" is the root directory, further ones come from PLINTH_DRIVES.
 #pragma once
 
 #include <string>

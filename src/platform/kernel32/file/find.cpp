@@ -178,8 +178,9 @@ private:
     Names m_names{};
 };
 
-// Splits a pattern into the native folder and the mask. False with the last error set. A separate
-// function, so that its path has left the stack before the folder is read.
+// Splits a pattern into the native folder and the mask. The mask is empty if the pattern is a drive
+// without a separator, which names the drive's current folder. False with the last error set. A
+// separate function, so that its path has left the stack before the folder is read.
 [[gnu::noinline]] bool split_pattern(const wchar_t* pattern, std::string& folder,
                                      const wchar_t*& mask)
 {
@@ -190,7 +191,7 @@ private:
         if (is_separator(*at) || (*at == L':' && at == pattern + 1))
             mask = at + 1;
     if (!*mask)
-        return fail_with(ERROR_FILE_NOT_FOUND);
+        return mask[-1] == L':' || fail_with(ERROR_FILE_NOT_FOUND);
     if (mask == pattern)
         return true;
     const std::basic_string<char16_t> head(reinterpret_cast<const char16_t*>(pattern),
@@ -202,8 +203,8 @@ private:
     return true;
 }
 
-// "." and ".." at the end are found under the folder's real name: the pattern is replaced by the
-// full path. False with the last error set.
+// "." and ".." at the end, and a drive alone, are found under the folder's real name: the pattern
+// is replaced by the full path. False with the last error set.
 [[gnu::noinline]] bool name_dots(const wchar_t*& pattern, std::basic_string<char16_t>& full)
 {
     full.resize(native_path_limit);
@@ -215,9 +216,9 @@ private:
     return true;
 }
 
-bool is_dots(const wchar_t* mask)
+bool needs_name(const wchar_t* mask)
 {
-    return mask[0] == L'.' && (!mask[1] || (mask[1] == L'.' && !mask[2]));
+    return !mask[0] || (mask[0] == L'.' && (!mask[1] || (mask[1] == L'.' && !mask[2])));
 }
 
 bool can_be_searched_for(const wchar_t* mask)
@@ -239,7 +240,7 @@ HANDLE start_search(const wchar_t* pattern, WIN32_FIND_DATAW& data)
     const wchar_t* mask = nullptr;
     std::basic_string<char16_t> full;
     if (!split_pattern(pattern, folder, mask) ||
-        (is_dots(mask) && !(name_dots(pattern, full) && split_pattern(pattern, folder, mask))))
+        (needs_name(mask) && !(name_dots(pattern, full) && split_pattern(pattern, folder, mask))))
         return INVALID_HANDLE_VALUE;
     if (has_wildcard(mask) && !can_be_searched_for(mask))
     {

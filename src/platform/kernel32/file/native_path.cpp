@@ -193,7 +193,7 @@ void NativePath::convert(const wchar_t* path, Names names)
             return;
         }
         path += 2;
-        const bool is_relative = *path && !is_separator(*path) && has_current_folder(*drive);
+        const bool is_relative = !is_separator(*path) && has_current_folder(*drive);
         if (!is_relative)
         {
             std::memcpy(m_text, drive->root.data(), drive->root.size());
@@ -216,6 +216,8 @@ void NativePath::convert(const wchar_t* path, Names names)
         return;
     }
     length += written;
+    if (length == 0)
+        m_text[length++] = '.'; // the drive alone
     const Signs signs = take_signs(m_text, length, root);
     if (signs.has_dots)
         length = collapse(m_text, length, root);

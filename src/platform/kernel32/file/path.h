@@ -1,6 +1,6 @@
-// Paths in both forms. '\' and '/' both separate, "C:" is the root directory, further drives come
-// from PLINTH_DRIVES ("D=/mnt/data;E=/media/cd"); "C:name" is below the current folder if that is
-// on the drive, else below the drive's root. A returned path has the drive and backslashes. "." and
+// Paths in both forms. '\' and '/' both separate, "C:\" is the root directory, further drives come
+// from PLINTH_DRIVES ("D=/mnt/data;E=/media/cd"); "C:" is the current folder, and "C:name" is below
+// it, if that folder is on the drive, else the drive's root. A returned path has the drive and backslashes. "." and
 // ".." are removed from the text of the path, before any folder is read.
 #pragma once
 

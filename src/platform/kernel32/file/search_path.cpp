@@ -119,7 +119,8 @@ DWORD search(LPCWSTR path, LPCWSTR name, LPCWSTR extension, DWORD size, LPWSTR b
     const size_t base = file.rfind('/');
     if (extension && file.find('.', base == std::string::npos ? 0 : base) == std::string::npos)
         file += to_utf8(extension);
-    if (file.front() == '/')
+    const bool has_place = file.front() == '/' || name[1] == L':';
+    if (has_place)
         return is_there(file) ? give(full_native(file), size, buffer, part)
                               : static_cast<DWORD>(fail_with(ERROR_FILE_NOT_FOUND));
     for (const std::string& folder : folders_of(path))

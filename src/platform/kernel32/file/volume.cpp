@@ -151,7 +151,10 @@ catch (const std::exception& exception)
 extern "C" UINT GetDriveTypeW(LPCWSTR root)
 try
 {
-    const NativePath native(path_or_current(root));
+    // A drive without a separator is the drive's root for this call alone.
+    const bool is_drive = root && root[0] && root[1] == L':' && !root[2];
+    const wchar_t drive[] = {is_drive ? root[0] : L'\0', L':', L'\\', L'\0'};
+    const NativePath native(is_drive ? drive : path_or_current(root));
     struct statfs found;
     if (!native.ok() || sys::statfs(native.c_str(), &found) != 0)
         return DRIVE_NO_ROOT_DIR;

@@ -27,7 +27,7 @@ TEST(Paths, HaveOneNativeForm)
     setenv("PLINTH_DRIVES", "d=/mnt/data/;E=/;C=/nowhere;F=relative;;G=", 1);
     static constexpr std::pair<const wchar_t*, const char*> rows[] = {
         {L"C:\\var\\log", "/var/log"},
-        {L"C:", "/"},
+        {L"C:\\", "/"},
         {L"D:\\x", "/mnt/data/x"},
         {L"\\x\\y", "/x/y"},
         {L"x\\y", "x/y"},
@@ -44,6 +44,8 @@ TEST(Paths, HaveOneNativeForm)
         // Without a separator: in the current folder of the drive. For another drive than the
         // process's own that is the drive's root.
         {L"D:x", "/mnt/data/x"},
+        {L"D:", "/mnt/data/"},
+        {L"C:", "."},
         {L"C:x\\..\\y", "y"},
         {L"c:..\\x", "../x"},
         {L"x\\..", "."},
@@ -119,11 +121,12 @@ protected:
         return test::windows_form(m_folder + "/" + name);
     }
     // The matching names in their order; folders with a slash.
-    std::string found(const std::string& pattern)
+    std::string found(const std::string& pattern) { return listed(path(pattern)); }
+    static std::string listed(const wchar_t* pattern)
     {
         std::string names;
         WIN32_FIND_DATAW data;
-        const HANDLE search = FindFirstFileW(path(pattern), &data);
+        const HANDLE search = FindFirstFileW(pattern, &data);
         if (search == INVALID_HANDLE_VALUE)
             return "error " + std::to_string(GetLastError());
         do
@@ -165,6 +168,32 @@ TEST_F(Find, FollowsTheSystemsWildcards)
     for (const char* const none : {"a?b", "a.b.", "*.none", "ab*.??"})
         EXPECT_EQ(found(none), "error 2") << none;
     EXPECT_EQ(found("none\\*"), "error 3");
+}
+
+TEST_F(Find, SearchesTheCurrentFolderOfADriveWithoutASeparator)
+{
+    const std::string data = test::make_folder("data");
+    test::write_file(data + "/d.txt", "");
+    make({"a.txt"});
+    setenv("PLINTH_DRIVES", ("D=" + data).c_str(), 1);
+    std::filesystem::current_path(m_folder);
+    wchar_t buffer[1024];
+    const auto searched = [&](const wchar_t* folder, const wchar_t* name)
+    { return SearchPathW(folder, name, nullptr, 1024, buffer, nullptr) ? test::utf8(buffer) : ""; };
+    const std::string file = test::utf8(path("a.txt"));
+    EXPECT_EQ(listed(L"C:*.txt"), "a.txt");
+    EXPECT_EQ(listed(L"C:a.txt"), "a.txt");
+    EXPECT_EQ(listed(L"C:"), std::filesystem::path(m_folder).filename().string() + "/");
+    EXPECT_EQ(listed(L"D:*.txt"), "d.txt");
+    EXPECT_EQ(searched(L"C:", L"a.txt"), file);
+    EXPECT_EQ(searched(L"D:\\", L"C:a.txt"), file) << "a name with a drive has its folder";
+    ASSERT_TRUE(GetFullPathNameW(L"C:", 1024, buffer, nullptr));
+    EXPECT_EQ(test::utf8(buffer) + "\\a.txt", file);
+    EXPECT_TRUE(SetCurrentDirectoryW(L"C:"));
+    EXPECT_EQ(std::filesystem::current_path(), m_folder);
+    EXPECT_TRUE(SetCurrentDirectoryW(L"D:"));
+    EXPECT_EQ(listed(L"D:*.txt"), "d.txt");
+    EXPECT_EQ(listed(L"C:"), "error 2") << "the current folder is on another drive";
 }
 
 TEST_F(Find, TellsSizesAttributesAndLinks)
