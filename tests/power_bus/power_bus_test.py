@@ -93,6 +93,17 @@ class PowerBus(dbusmock.DBusTestCase):
         holder.wait()
         self.assert_locks_become()
 
+    def test_signals_during_the_waits_take_no_lock_away_and_repeat_no_request(self):
+        self.login_manager()
+        self.screen_saver()
+        holder = self.holder("interrupt", "off sampling")
+        self.assert_locks_become("sampling")
+        self.tell(holder, "restore")
+        self.assert_locks_become()
+        calls = [name for name, *_ in self.saver_calls()]
+        self.assertEqual(calls.count("Inhibit"), calls.count("UnInhibit"))
+        self.assertEqual(calls[-1], "UnInhibit")
+
     def test_the_screen_saver_is_held_off_until_restoring(self):
         self.screen_saver()
         holder = self.holder("off presenting")

@@ -1,5 +1,11 @@
 // Calls on the system's and the session's message bus.
+//
+// The library's own call fails if a signal interrupts its wait, and leaves open whether the request
+// was sent. So a request is sent once here, and the waits for the connection and the answer go on
+// after a signal.
 #include "bus.h"
+
+#include <cerrno>
 
 #include <systemd/sd-bus.h>
 
@@ -31,9 +37,13 @@ struct Library
 {
     decltype(&::sd_bus_open_system) open_system;
     decltype(&::sd_bus_open_user) open_user;
-    decltype(&::sd_bus_set_method_call_timeout) set_method_call_timeout;
-    decltype(&::sd_bus_call_method) call_method;
+    decltype(&::sd_bus_message_new_method_call) new_method_call;
+    decltype(&::sd_bus_message_append) message_append;
+    decltype(&::sd_bus_call_async) call_async;
+    decltype(&::sd_bus_slot_unref) slot_unref;
+    decltype(&::sd_bus_message_is_method_error) is_method_error;
     decltype(&::sd_bus_message_read) message_read;
+    decltype(&::sd_bus_message_ref) message_ref;
     decltype(&::sd_bus_message_unref) message_unref;
     decltype(&::sd_bus_is_ready) is_ready;
     decltype(&::sd_bus_process) process;
@@ -46,9 +56,13 @@ bool load(Library& to)
     void* const library = sys::dlopen(library_name, RTLD_NOW | RTLD_LOCAL);
     return library && find_function(library, "sd_bus_open_system", to.open_system) &&
            find_function(library, "sd_bus_open_user", to.open_user) &&
-           find_function(library, "sd_bus_set_method_call_timeout", to.set_method_call_timeout) &&
-           find_function(library, "sd_bus_call_method", to.call_method) &&
+           find_function(library, "sd_bus_message_new_method_call", to.new_method_call) &&
+           find_function(library, "sd_bus_message_append", to.message_append) &&
+           find_function(library, "sd_bus_call_async", to.call_async) &&
+           find_function(library, "sd_bus_slot_unref", to.slot_unref) &&
+           find_function(library, "sd_bus_message_is_method_error", to.is_method_error) &&
            find_function(library, "sd_bus_message_read", to.message_read) &&
+           find_function(library, "sd_bus_message_ref", to.message_ref) &&
            find_function(library, "sd_bus_message_unref", to.message_unref) &&
            find_function(library, "sd_bus_is_ready", to.is_ready) &&
            find_function(library, "sd_bus_process", to.process) &&
@@ -109,60 +123,117 @@ private:
     const uint64_t m_start;
 };
 
-// Waits for the connection here: a call would wait for it too, and longer than the limit.
-bool connects(sd_bus* bus, const Question& question)
+// Calls a function of the library until no signal interrupts it.
+template <class Call> int uninterrupted(const Question& question, Call call)
 {
-    int ready = 0;
-    while ((ready = library()->is_ready(bus)) == 0)
+    int result = call();
+    while (result == -EINTR && question.left() > 0)
+        result = call();
+    return result;
+}
+
+// Serves the connection until the condition holds. False if it fails or no time is left.
+template <class Condition> bool serve_until(sd_bus* bus, const Question& question, Condition holds)
+{
+    while (!holds())
     {
-        const int done = library()->process(bus, nullptr);
-        const uint64_t left = question.left();
-        if (done < 0 || left == 0 || (done == 0 && library()->wait(bus, left) < 0))
+        const int done = uninterrupted(question, [&] { return library()->process(bus, nullptr); });
+        if (done < 0)
+            return false;
+        if (question.left() == 0)
+            return holds();
+        // Each wait has the time that is then left.
+        if (done == 0 &&
+            uninterrupted(question, [&] { return library()->wait(bus, question.left()); }) < 0)
             return false;
     }
-    return ready > 0;
+    return true;
 }
 
 // Null if there is no connection in time.
 sd_bus* open_bus(int (*open)(sd_bus**), const Question& question)
 {
     sd_bus* bus = nullptr;
-    if (question.left() == 0 || open(&bus) < 0)
+    if (question.left() == 0 || uninterrupted(question, [&] { return open(&bus); }) < 0)
         return nullptr;
-    const bool connected = connects(bus, question);
-    if (const uint64_t left = question.left(); connected && left > 0)
-    {
-        library()->set_method_call_timeout(bus, left);
+    int ready = 0;
+    const bool is_over =
+        serve_until(bus, question, [&] { return (ready = library()->is_ready(bus)) != 0; });
+    if (is_over && ready > 0 && question.left() > 0)
         return bus;
-    }
     library()->close_unref(bus);
     return nullptr;
 }
 
-int ask_for_lock(sd_bus* bus, const char* what, const std::string& who, const std::string& why)
+// A request and its answer.
+class Request
 {
-    sd_bus_message* answer = nullptr;
+public:
+    Request(sd_bus* bus, const char* name, const char* path, const char* interface,
+            const char* method)
+        : m_bus(bus)
+    {
+        if (library()->new_method_call(bus, &m_request, name, path, interface, method) < 0)
+            m_request = nullptr;
+    }
+    Request(const Request&) = delete;
+    Request& operator=(const Request&) = delete;
+    ~Request()
+    {
+        library()->message_unref(m_answer);
+        library()->message_unref(m_request);
+    }
+    // Sends the request with its arguments and waits for the answer. Null if there is none in time,
+    // or only an error. The answer is valid as long as the object.
+    template <class... Arguments>
+    sd_bus_message* ask(const Question& question, const char* types, Arguments... arguments)
+    {
+        if (!m_request || library()->message_append(m_request, types, arguments...) < 0 ||
+            !wait_for_answer(question))
+            return nullptr;
+        return library()->is_method_error(m_answer, nullptr) > 0 ? nullptr : m_answer;
+    }
+
+private:
+    bool wait_for_answer(const Question& question)
+    {
+        const auto keep = [](sd_bus_message* answer, void* request, sd_bus_error*)
+        {
+            static_cast<Request*>(request)->m_answer = library()->message_ref(answer);
+            return 1;
+        };
+        sd_bus_slot* slot = nullptr;
+        const uint64_t left = question.left();
+        if (left == 0 || library()->call_async(m_bus, &slot, m_request, keep, this, left) < 0)
+            return false;
+        const bool answered = serve_until(m_bus, question, [this] { return m_answer != nullptr; });
+        library()->slot_unref(slot); // an answer that comes later is ignored
+        return answered;
+    }
+
+    sd_bus* const m_bus;
+    sd_bus_message* m_request = nullptr;
+    sd_bus_message* m_answer = nullptr;
+};
+
+int ask_for_lock(sd_bus* bus, const Question& question, const char* what, const std::string& who,
+                 const std::string& why)
+{
+    Request request(bus, login_name, login_path, login_interface, "Inhibit");
+    sd_bus_message* const answer =
+        request.ask(question, "ssss", what, who.c_str(), why.c_str(), "block");
     int received = -1;
-    int lock = -1;
-    if (library()->call_method(bus, login_name, login_path, login_interface, "Inhibit", nullptr,
-                               &answer, "ssss", what, who.c_str(), why.c_str(), "block") < 0)
-        return -1;
     // The message closes its descriptor when it is freed.
-    if (library()->message_read(answer, "h", &received) > 0)
-        lock = sys::duplicate(received);
-    library()->message_unref(answer);
-    return lock;
+    const bool got = answer && library()->message_read(answer, "h", &received) > 0;
+    return got ? sys::duplicate(received) : -1;
 }
 
-bool ask_for_cookie(sd_bus* bus, const std::string& who, const std::string& why, uint32_t& cookie)
+bool ask_for_cookie(sd_bus* bus, const Question& question, const std::string& who,
+                    const std::string& why, uint32_t& cookie)
 {
-    sd_bus_message* answer = nullptr;
-    if (library()->call_method(bus, saver_name, saver_path, saver_name, "Inhibit", nullptr, &answer,
-                               "ss", who.c_str(), why.c_str()) < 0)
-        return false;
-    const bool got = library()->message_read(answer, "u", &cookie) > 0;
-    library()->message_unref(answer);
-    return got;
+    Request request(bus, saver_name, saver_path, saver_name, "Inhibit");
+    sd_bus_message* const answer = request.ask(question, "ss", who.c_str(), why.c_str());
+    return answer && library()->message_read(answer, "u", &cookie) > 0;
 }
 
 } // namespace
@@ -175,7 +246,7 @@ int take_login_lock(const char* what, const std::string& who, const std::string&
     sd_bus* const bus = open_bus(library()->open_system, question);
     if (!bus)
         return -1;
-    const int lock = ask_for_lock(bus, what, who, why);
+    const int lock = ask_for_lock(bus, question, what, who, why);
     library()->close_unref(bus); // the lock doesn't need the connection
     return lock;
 }
@@ -187,7 +258,7 @@ void ScreenSaverLock::take(const std::string& who, const std::string& why)
     uint32_t cookie = 0;
     if (!bus)
         return;
-    if (!ask_for_cookie(bus, who, why, cookie))
+    if (!ask_for_cookie(bus, question, who, why, cookie))
     {
         library()->close_unref(bus);
         return;
@@ -203,12 +274,9 @@ void ScreenSaverLock::release()
         return;
     const Question question;
     // If no time is left, the desktop notices the end of the connection.
-    if (const uint64_t left = question.left(); left > 0)
-    {
-        library()->set_method_call_timeout(m_bus, left);
-        library()->call_method(m_bus, saver_name, saver_path, saver_name, "UnInhibit", nullptr,
-                               nullptr, "u", m_cookie);
-    }
+    if (question.left() > 0)
+        Request(m_bus, saver_name, saver_path, saver_name, "UnInhibit")
+            .ask(question, "u", m_cookie);
     library()->close_unref(m_bus);
     m_bus = nullptr;
 }
