@@ -1,6 +1,8 @@
 // Module files opened as data.
 #include "module_file.h"
 
+#include <memory>
+#include <mutex>
 #include <new>
 
 #include "program_file.h"
@@ -86,38 +88,52 @@ int Module::open_descriptor() const
     return sys::open(program ? program_link : m_path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
 }
 
-std::mutex& module_files_lock()
+namespace
 {
-    return Module::m_lock;
+
+// One thread at a time opens a module's file or reads from it. A fork doesn't wait for that, since
+// it may take long: the child makes the lock anew. What the lock guards is complete at each moment:
+// a module has its file when that is open, and a block of it counts as read when it is in memory.
+constinit std::mutex g_reading;
+
+void renew_lock()
+{
+    new (&g_reading) std::mutex;
 }
 
-const AtFork g_at_fork(ForkStep::module_files, taken_at_fork<module_files_lock>());
+const AtFork g_at_fork(ForkStep::module_files, {nullptr, nullptr, renew_lock});
+
+} // namespace
 
 DWORD Module::fetch(const pe::Bytes& bytes)
 {
-    const std::lock_guard guard(m_lock);
-    return m_file.fetch(bytes);
+    const std::lock_guard guard(g_reading);
+    return m_file.load()->fetch(bytes);
 }
 
 DWORD Module::open_file()
 {
-    const std::lock_guard guard(m_lock);
-    if (m_open)
+    if (m_file.load())
         return 0;
-    const DWORD error = m_file.open(open_descriptor());
-    m_open = error == 0;
-    return error;
+    const std::lock_guard guard(g_reading);
+    if (m_file.load())
+        return 0;
+    auto file = std::make_unique<ModuleFile>();
+    if (const DWORD error = file->open(open_descriptor()))
+        return error;
+    m_file.store(file.release());
+    return 0;
 }
 
 const pe::ResourceTree* Module::resources()
 {
-    return open_file() == 0 ? &m_file.resources() : nullptr;
+    return open_file() == 0 ? &m_file.load()->resources() : nullptr;
 }
 
 bool Module::is_replaced(const LoadedModule& loaded)
 {
-    const std::lock_guard guard(m_lock);
-    return m_open && !m_file.is_of(loaded);
+    const ModuleFile* const file = m_file.load();
+    return file && !file->is_of(loaded);
 }
 
 } // namespace platform

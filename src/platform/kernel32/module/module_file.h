@@ -1,9 +1,9 @@
 // A module's file, opened as data, with the resources in it.
 #pragma once
 
-#include <memory>
-#include <mutex>
+#include <atomic>
 #include <string>
+#include <utility>
 
 #include "image_file.h"
 #include "kernel32/file/share_modes.h"
@@ -42,14 +42,15 @@ private:
     PrivateImage m_image;
 };
 
-std::mutex& module_files_lock();
-
 class Module
 {
 public:
     // For a file that is opened as data.
     explicit Module(std::string path) : m_path(std::move(path)) {}
     explicit Module(const LoadedModule& loaded) : m_path(loaded.path), m_base(loaded.base) {}
+    Module(const Module&) = delete;
+    Module& operator=(const Module&) = delete;
+    ~Module() { delete m_file.load(); }
 
     const std::string& path() const { return m_path; } // native
 
@@ -66,14 +67,8 @@ private:
     int open_descriptor() const;
 
     const std::string m_path;
-    const uintptr_t m_base = 0; // of a loaded module
-    friend std::mutex& module_files_lock();
-
-    // Guards the two below, of all modules: one lock for all, so that a fork can take it. Taken
-    // last.
-    static inline std::mutex m_lock;
-    bool m_open = false;
-    ModuleFile m_file;
+    const uintptr_t m_base = 0;               // of a loaded module
+    std::atomic<ModuleFile*> m_file{nullptr}; // set once, when it is open
 };
 
 } // namespace platform

@@ -45,7 +45,7 @@ private:
     int m_fd = -1;
     uint8_t* m_memory = nullptr;
     size_t m_size = 0;
-    std::vector<bool> m_is_read; // one for each block
+    std::vector<bool> m_is_read; // one for each block; set when its bytes are in memory
     pe::ResourceTree m_resources;
 };
 

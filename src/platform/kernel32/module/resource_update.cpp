@@ -9,6 +9,7 @@
 #include <mutex>
 #include <new>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "image_writer.h"
@@ -120,18 +121,21 @@ public:
         return !error || fail_with(error);
     }
 
-    // Without bytes the resource is removed.
+    // Without bytes the resource is removed. False, with the last error, if the update is ending.
     BOOL change(pe::ResourceAddress address, std::optional<std::vector<uint8_t>> bytes)
     {
         const std::lock_guard guard(m_lock);
+        if (m_has_ended)
+            return fail_with(ERROR_INVALID_HANDLE);
         m_changes.insert_or_assign(std::move(address), std::move(bytes));
         return TRUE;
     }
 
-    // 0 or a system error.
+    // Writes the changes; called once. 0 or a system error.
     DWORD commit()
     {
-        const std::lock_guard guard(m_lock);
+        // Read and written without the lock: a fork must not wait for that.
+        const Changes changes = take_changes();
         PrivateImage file;
         pe::Image image;
         pe::ResourceSet set;
@@ -143,7 +147,7 @@ public:
             return error;
         if (!m_delete_existing && !pe::read_resources(image, set))
             return ERROR_BAD_EXE_FORMAT;
-        for (const auto& [address, bytes] : m_changes)
+        for (const auto& [address, bytes] : changes)
             apply(address, bytes, set);
         pe::Pieces pieces;
         if (const DWORD error = pe::rewrite_resources(image, set, pieces))
@@ -154,6 +158,15 @@ public:
     }
 
 private:
+    using Changes = std::map<pe::ResourceAddress, std::optional<std::vector<uint8_t>>>;
+
+    Changes take_changes()
+    {
+        const std::lock_guard guard(m_lock);
+        m_has_ended = true;
+        return std::exchange(m_changes, {});
+    }
+
     // Checks the opened file. 0 or a system error.
     DWORD admit()
     {
@@ -219,11 +232,12 @@ private:
     const bool m_delete_existing;
     ClaimedFile m_file;
     std::string m_path; // with symbolic links resolved
-    // Guards m_changes of all updates: one lock for all, so that a fork can take it. No other lock
-    // is taken while it is held.
+    // Guards the two below, of all updates: one lock for all, so that a fork can take it. No other
+    // lock is taken while it is held.
     static inline std::mutex m_lock;
     friend std::mutex& updates_lock();
-    std::map<pe::ResourceAddress, std::optional<std::vector<uint8_t>>> m_changes;
+    bool m_has_ended = false;
+    Changes m_changes;
 };
 
 std::mutex& updates_lock()
@@ -279,7 +293,8 @@ extern "C" BOOL EndUpdateResourceW(HANDLE update, BOOL discard)
     DWORD error = 0;
     {
         const Pin<ResourceUpdate> pinned(update);
-        if (!pinned)
+        // Closed first, so that no other call ends the update too, nor the child of a fork.
+        if (!pinned || !close_handle(update, ObjectKind::resource_update))
             return FALSE;
         try
         {
@@ -291,7 +306,5 @@ extern "C" BOOL EndUpdateResourceW(HANDLE update, BOOL discard)
             error = ERROR_NOT_ENOUGH_MEMORY;
         }
     }
-    if (!close_handle(update, ObjectKind::resource_update) && !error)
-        return FALSE;
     return error ? fail_with(error) : TRUE;
 }

@@ -1,10 +1,12 @@
 // Resources of module files: finding them by type, name and language, adding, replacing and
 // removing them, and damaged trees.
 #include <csignal>
+#include <semaphore>
 #include <tuple>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "support/test.h"
@@ -416,6 +418,88 @@ TEST_F(ResourceUpdates, AndCopiesThatAreKilledLeaveNothingForGood)
 
 // The part of a section in the file beyond its pages in the image is not loaded: those addresses
 // belong to the next section.
+// A call that is held at one of its operations.
+std::atomic<bool> g_is_held{false};
+std::binary_semaphore g_arrived{0};
+std::binary_semaphore g_forked{0};
+
+void hold()
+{
+    constexpr auto guard_time = std::chrono::seconds(10);
+    g_is_held = true;
+    g_arrived.release();
+    static_cast<void>(g_forked.try_acquire_for(guard_time));
+    g_is_held = false;
+}
+
+// Forks; 0 if the fork did not wait for the held call, and the child's calls did what they should.
+int fork_beside_held_call(const std::function<bool()>& calls_of_child)
+{
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        alarm(30); // for a lock that stayed held
+        PlinthTestReset();
+        if (!g_is_held)
+            _exit(1);
+        _exit(calls_of_child() ? 0 : 2);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
+TEST_F(ResourceUpdates, AndReadsKeepNoConcurrentForkWaiting)
+{
+    const std::string big = some_bytes(200'000, 1);
+    const std::string second = copied("module32.dll");
+    const std::string of_child = test::copy_module(test::make_folder("child"), "module64.dll");
+    ASSERT_TRUE(put(m_path, L"BIG", big));
+    const DataModule module(m_path);
+    const HRSRC found = FindResourceW(module, L"BIG", raw_data);
+    ASSERT_TRUE(found);
+    Update update(second);
+    ASSERT_TRUE(update.set(L"NEW", "new"));
+    BOOL updated = FALSE;
+    const struct
+    {
+        const char* name;
+        const char* operation;
+        std::function<void()> call;
+    } rows[] = {{"module being opened", "pread", [&] { DataModule(m_path).read(L"BIG"); }},
+                {"resource being read", "pread", [&] { LoadResource(module, found); }},
+                {"file being replaced", "fsync", [&] { updated = update.end(); }}};
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        PlinthTestBefore(row.operation, 1, hold);
+        std::jthread other(row.call);
+        g_arrived.acquire();
+        EXPECT_EQ(fork_beside_held_call(
+                      [&]
+                      {
+                          return module.read(L"BIG") == big &&
+                                 DataModule(m_path).read(L"BIG") == big &&
+                                 put(of_child, L"NEW", "new");
+                      }),
+                  0);
+        // No second call changes or ends an update that is being ended.
+        if (&row == std::end(rows) - 1)
+        {
+            EXPECT_EQ(error_of(update.set(L"LATE", "late")), ERROR_INVALID_HANDLE);
+            EXPECT_EQ(error_of(update.end()), ERROR_INVALID_HANDLE);
+        }
+        g_forked.release();
+        other.join();
+        static_cast<void>(g_forked.try_acquire());
+        PlinthTestReset();
+    }
+    EXPECT_TRUE(updated);
+    EXPECT_EQ(DataModule(second).read(L"NEW"), "new");
+    EXPECT_EQ(DataModule(second).read(L"LATE"), "error 1814");
+    EXPECT_EQ(module.read(L"BIG"), big);
+}
+
 TEST_F(ResourceUpdates, ASectionReachesNoFurtherThanItsPages)
 {
     std::string file = m_good;
