@@ -94,20 +94,15 @@ namespace
 // One thread at a time opens a module's file or reads from it. A fork doesn't wait for that, since
 // it may take long: the child makes the lock anew. What the lock guards is complete at each moment:
 // a module has its file when that is open, and a block of it counts as read when it is in memory.
-constinit std::mutex g_reading;
+constinit OfProcess<std::mutex> g_reading;
 
-void renew_lock()
-{
-    new (&g_reading) std::mutex;
-}
-
-const AtFork g_at_fork(ForkStep::module_files, {nullptr, nullptr, renew_lock});
+const AtFork g_at_fork(ForkStep::module_files, {nullptr, nullptr, [] { g_reading.renew(); }});
 
 } // namespace
 
 DWORD Module::fetch(const pe::Bytes& bytes)
 {
-    const std::lock_guard guard(g_reading);
+    const std::lock_guard guard(g_reading.get());
     return m_file.load()->fetch(bytes);
 }
 
@@ -115,7 +110,7 @@ DWORD Module::open_file()
 {
     if (m_file.load())
         return 0;
-    const std::lock_guard guard(g_reading);
+    const std::lock_guard guard(g_reading.get());
     if (m_file.load())
         return 0;
     auto file = std::make_unique<ModuleFile>();
