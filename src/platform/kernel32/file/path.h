@@ -1,8 +1,7 @@
 // Paths in both forms. '\' and '/' both separate, "C:\" is the root directory, further drives come
 // from PLINTH_DRIVES ("D=/mnt/data;E=/media/cd"); "C:" is the current folder, and "C:name" is below
 // it, if that folder is on the drive, else the drive's root. A returned path has the drive and
-// backslashes. "." and
-// ".." are removed from the text of the path, before any folder is read.
+// backslashes. "." and ".." are removed from the text of the path, before any folder is read.
 #pragma once
 
 #include <string>
