@@ -10,6 +10,7 @@ import pty
 import shutil
 import signal
 import subprocess
+import sys
 import time
 import unicodedata
 import unittest
@@ -65,6 +66,14 @@ class Harmless(unittest.TestCase):
                          [SHOWN_TEXT, "".join(f"\\x{ord(c):02x}" for c in controls)])
         out = watch("--json", "--count", "1", spoken=[NAME])[0]
         self.assertEqual((treacherous(out), json.loads(out)["text"]), ([], NAME))
+
+    def test_every_character_that_unicode_lists_as_such(self):
+        listed = [*treacherous(map(chr, range(sys.maxunicode + 1))),
+                  *map(chr, range(0x13430, 0x13440))]  # this Python may know an older Unicode
+        write_log("qvapp_2024-03-05.log", "\ufeff".encode("utf-16-le") +
+                  "".join(c for c in listed if c not in "\r\t").encode("utf-16-le"))
+        out = trace("log").stdout
+        self.assertEqual([c for c in listed if c in out], [])
 
     def test_the_name_of_a_process_forges_no_line(self):
         program = shutil.copy(TALKER, os.path.join(ROOT, NAME))
