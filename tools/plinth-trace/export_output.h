@@ -22,9 +22,9 @@ namespace trace
 class ExportOutput
 {
 public:
-    // path: of the file or pipe, UTF-8; none: standard output. largest: a file of this many bytes is
-    // renamed to PATH.1, replacing the previous PATH.1, and a new one is begun. Fails if it can't
-    // be opened.
+    // path: of the file or pipe, UTF-8; none: standard output. largest: a file of this many bytes
+    // is renamed to PATH.1, replacing the previous PATH.1, and a new one is begun. Fails if it
+    // can't be opened.
     ExportOutput(std::optional<std::string> path, std::optional<size_t> largest);
     ~ExportOutput();
     ExportOutput(const ExportOutput&) = delete;

@@ -31,7 +31,8 @@ private:
     ExitCode m_code;
 };
 
-// The reader of standard output, or of an output file that is a pipe, has closed it: the program ends, without a failure.
+// The reader of standard output, or of an output file that is a pipe, has closed it: the program
+// ends, without a failure.
 struct OutputClosed
 {
 };

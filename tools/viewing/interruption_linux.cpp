@@ -1,8 +1,8 @@
 // A signal ends a call that waits for a pipe at once, because its handler doesn't let the call
 // start again. But a signal just before such a call would leave the call waiting, and some calls
 // start again by themselves. Therefore the signal is repeated each second, and after some
-// repetitions the program ends by its default action. The same happens when the time is over that the
-// user allowed.
+// repetitions the program ends by its default action. The same happens when the time is over that
+// the user allowed.
 //
 // Handlers only call async-signal-safe functions.
 #include "interruption.h"

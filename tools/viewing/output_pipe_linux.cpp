@@ -62,8 +62,7 @@ OutputPipe::~OutputPipe()
 
 void OutputPipe::write(std::string_view text)
 {
-    if (const int error =
-            write_to_descriptor(m_descriptor, m_is_terminal ? printable(text) : text))
+    if (const int error = write_to_descriptor(m_descriptor, m_is_terminal ? printable(text) : text))
         fail(m_path, error);
 }
 
