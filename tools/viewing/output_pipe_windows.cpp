@@ -11,7 +11,7 @@ bool OutputPipe::is_named(const std::string&)
 
 OutputPipe::OutputPipe(const std::string& path) : m_path(path) {}
 
-OutputPipe::~OutputPipe() {}
+OutputPipe::~OutputPipe() = default;
 
 void OutputPipe::write(std::string_view) {}
 
