@@ -39,6 +39,21 @@ class PlinthRc(unittest.TestCase):
                 self.assertIn(reason, result.stderr)
                 self.assertFalse(os.path.exists(OBJECT))
 
+    def test_what_a_terminal_would_obey_in_its_arguments_is_shown_instead(self):
+        wild, shown = b"x\x1b]0;title\x07\xc2\x9b2J", r"x\x1b]0;title\x07\xc2\x9b2J"
+        more = wild + b"\n\xe2\x80\xae"
+        for words in ([b"-" + more], [more], [more, "A", "B", "x"], ["TEXT", more, "B", "x"],
+                      ["TEXT", "A", b"7" + more, "x"], ["BYTES", "A", "B", more],
+                      ["STRING", more, "x"], ["-S", "-o", b"/no/" + more, "TEXT", "A", "B", "x"],
+                      ["FILE", "A", "B", b"/no/" + wild],  # the compiler reports these
+                      ["-o", b"/no/" + wild, "TEXT", "A", "B", "x"]):
+            with self.subTest(words=words):
+                result = run(RC, "-o", OBJECT, *words)
+                self.assertNotEqual(result.returncode, 0)
+                self.assertRegex(result.stderr, r"\A[ -~\n]+\Z")
+                is_its_own = any(more in word for word in words if isinstance(word, bytes))
+                self.assertIn(shown + r"\x0a\xe2\x80\xae" * is_its_own, result.stderr)
+
     def test_its_manual_page_names_each_option_and_kind_of_its_help(self):
         text = run(RC, "--help").stdout
         with open(PAGE, encoding="utf-8") as file:

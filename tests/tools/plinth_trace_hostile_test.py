@@ -10,6 +10,7 @@ import pty
 import shutil
 import signal
 import subprocess
+import sys
 import time
 import unicodedata
 import unittest
@@ -65,6 +66,14 @@ class Harmless(unittest.TestCase):
                          [SHOWN_TEXT, "".join(f"\\x{ord(c):02x}" for c in controls)])
         out = watch("--json", "--count", "1", spoken=[NAME])[0]
         self.assertEqual((treacherous(out), json.loads(out)["text"]), ([], NAME))
+
+    def test_every_character_that_unicode_lists_as_such(self):
+        listed = [*treacherous(map(chr, range(sys.maxunicode + 1))),
+                  *map(chr, range(0x13430, 0x13440))]  # this Python may know an older Unicode
+        write_log("qvapp_2024-03-05.log", "\ufeff".encode("utf-16-le") +
+                  "".join(c for c in listed if c not in "\r\t").encode("utf-16-le"))
+        out = trace("log").stdout
+        self.assertEqual([c for c in listed if c in out], [])
 
     def test_the_name_of_a_process_forges_no_line(self):
         program = shutil.copy(TALKER, os.path.join(ROOT, NAME))
@@ -156,10 +165,14 @@ class LogNames(unittest.TestCase):
 class Ended(unittest.TestCase):
     """By each signal that asks it to end, wherever it waits."""
 
-    def start(self, *arguments):
-        process = subprocess.Popen([TRACE, *arguments], stdin=subprocess.PIPE,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    def start(self, *arguments, stdout=subprocess.PIPE):
+        process = subprocess.Popen([TRACE, *arguments], stdin=subprocess.PIPE, stdout=stdout,
+                                   stderr=subprocess.PIPE)
         self.addCleanup(self.clean_up, process)
+        return process
+
+    def start_and_wait(self, *arguments, **more):
+        process = self.start(*arguments, **more)
         sleeps = 0
         while sleeps < 30:
             with open(f"/proc/{process.pid}/stat", encoding="utf-8", errors="replace") as file:
@@ -182,6 +195,44 @@ class Ended(unittest.TestCase):
         for words in ("watch", "watch --input -", "log --follow", "log --all",
                       f"watch --input {log}", f"module {module} --add x --data {fifo}"):
             for number in (signal.SIGINT, signal.SIGTERM):
-                process = self.start(*words.split())
+                process = self.start_and_wait(*words.split())
                 process.send_signal(number)
                 self.assertEqual(process.wait(PATIENCE), 0, f"{words} {number}")
+
+    def test_it_ends_while_it_waits_for_the_reader_of_an_output_file(self):
+        write_log("qvapp_2024-03-05.log", b"a line of the log\n" * 100_000)
+        full, unread = os.path.join(ROOT, "full"), os.path.join(ROOT, "unread")
+        os.mkfifo(full)
+        os.mkfifo(unread)
+        reader = os.open(full, os.O_RDONLY | os.O_NONBLOCK)
+        self.addCleanup(os.close, reader)
+        watching = ("watch", "--input", LOGS, "--output")
+        for words, number in ((("export", "--output", full), signal.SIGINT),
+                              (("export", "--output", unread), signal.SIGTERM),
+                              ((*watching, full), signal.SIGTERM),
+                              ((*watching, unread), signal.SIGINT)):
+            process = self.start_and_wait(*words, stdout=subprocess.DEVNULL)
+            process.send_signal(number)
+            self.assertEqual(process.wait(PATIENCE), 0, words)
+        for words, code, stdout in (((*watching, full), 0, subprocess.DEVNULL),
+                                    ((*watching, unread), 0, subprocess.DEVNULL),
+                                    ((*watching[:3], "--count", "99999"), 4, subprocess.PIPE)):
+            process = self.start(*words, "--timeout", "0.5", stdout=stdout)
+            self.assertEqual(process.wait(PATIENCE), code, words)
+
+    def test_a_reader_of_an_output_file_gets_all(self):
+        write_log("qvapp_2024-03-05.log", b"a line of the log\n" * 10_000)
+        fifo = os.path.join(ROOT, "fifo")
+        os.mkfifo(fifo)
+        whole = trace("export", "--input", LOGS).stdout
+        self.assertEqual(trace("export", "--input", LOGS, "--output", "/dev/stdout").stdout, whole)
+        for command, *more in (("export",), ("watch", "--count", "10000")):
+            process = self.start(command, *more, "--input", LOGS, "--output", fifo,
+                                 stdout=subprocess.DEVNULL)
+            with open(fifo, encoding="utf-8") as file:
+                out = file.read()
+            self.assertEqual((process.wait(PATIENCE), out.count("\n")), (0, 10_000))
+            self.assertTrue(command == "watch" or out == whole)
+        refused = trace("export", "--output", fifo, "--rotate", "64K")
+        self.assertEqual((refused.returncode, refused.stderr.count("\n")), (1, 1))
+        self.assertIn("needs a regular file", refused.stderr)

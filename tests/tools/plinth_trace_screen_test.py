@@ -6,7 +6,7 @@ import subprocess
 import time
 import unittest
 
-from plinth_trace_test import SPEAKER, speak
+from plinth_trace_test import SPEAKER, let_an_open_wait, speak
 from programs import PATIENCE, ROOT, run
 from screen import DOWN, END, ERASE, ESCAPE, HOME, LEFT, PAGE_UP, RIGHT, TRACE, UP, Terminal
 
@@ -308,15 +308,11 @@ class Left(unittest.TestCase):
         viewer.check_is_as_found("ended")
 
     def test_by_force_while_it_is_stuck(self):
-        """The output file is a pipe that no process reads."""
-        fifo = os.path.join(ROOT, "fifo")
-        os.mkfifo(fifo)
-        full = os.open(fifo, os.O_RDWR | os.O_NONBLOCK)
-        self.addCleanup(os.close, full)
-        os.write(full, b"x" * (1 << 20))
-        viewer = Terminal(self, "watch", "--output", fifo)
-        viewer.until("watching")
-        speak("for a reader who never comes")
+        folder = os.path.join(ROOT, "logs")
+        os.mkdir(folder)
+        viewer = Terminal(self, "watch", "--input", folder)
+        viewer.until("logs")
+        let_an_open_wait(self, os.path.join(folder, "qvapp_2024-03-05.log"))
         viewer.process.send_signal(signal.SIGINT)
         self.assertEqual(viewer.wait(), -signal.SIGTERM)
         viewer.check_is_as_found()

@@ -12,8 +12,14 @@ namespace trace
 ExportOutput::ExportOutput(std::optional<std::string> path, std::optional<size_t> largest)
     : m_path(std::move(path)), m_largest(largest)
 {
-    if (m_path)
+    if (!m_path)
+        return;
+    if (!OutputPipe::is_named(*m_path))
         open();
+    else if (m_largest)
+        throw Failure(exit_failed, "--rotate needs a regular file, and " + *m_path + " is none");
+    else
+        m_pipe.emplace(*m_path);
 }
 
 ExportOutput::~ExportOutput()
@@ -60,7 +66,7 @@ void ExportOutput::add(std::string_view record)
 void ExportOutput::flush()
 {
     if (!m_ends.empty())
-        m_path ? write_file() : write_standard_output();
+        is_file() ? write_file() : write_in_parts();
     m_waiting.clear();
     m_ends.clear();
 }
@@ -85,7 +91,7 @@ void ExportOutput::write_file()
     made_progress();
 }
 
-void ExportOutput::write_standard_output() const
+void ExportOutput::write_in_parts()
 {
     constexpr size_t at_once = 4096; // bytes that a pipe takes as a whole
     size_t start = 0;
@@ -93,7 +99,9 @@ void ExportOutput::write_standard_output() const
     const auto put_records = [&]
     {
         const std::string_view records = std::string_view(m_waiting).substr(start, end - start);
-        if (is_terminal())
+        if (m_pipe)
+            m_pipe->write(records);
+        else if (is_terminal())
             put(records);
         else
             put_bytes(records);
@@ -110,7 +118,7 @@ void ExportOutput::write_standard_output() const
 
 void ExportOutput::sync()
 {
-    if (!m_path)
+    if (!is_file())
         return;
     if (regular_file_id(wide_from_utf8(*m_path)) != m_id)
         throw Failure(exit_failed, *m_path +

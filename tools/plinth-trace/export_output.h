@@ -1,8 +1,8 @@
-// Where an export writes: standard output, or a file that it appends to.
+// Where an export writes: standard output, a pipe, or a file that it appends to.
 //
 // If the program is killed, no part of a record remains in the output: each write to standard
-// output is so small that a pipe takes all of it or nothing (a longer record may be cut), and a
-// file whose last line was cut is continued on a new line.
+// output or a pipe is so small that a pipe takes all of it or nothing (a longer record may be cut),
+// and a file whose last line was cut is continued on a new line.
 #pragma once
 
 #include <cstdint>
@@ -13,6 +13,7 @@
 
 #include <windows.h>
 
+#include "output_pipe.h"
 #include "regular_file.h"
 
 namespace trace
@@ -21,9 +22,9 @@ namespace trace
 class ExportOutput
 {
 public:
-    // path: of the file, UTF-8; none: standard output. largest: a file of this many bytes is
-    // renamed to PATH.1, replacing the previous PATH.1, and a new one is begun. Fails if it can't
-    // be opened.
+    // path: of the file or pipe, UTF-8; none: standard output. largest: a file of this many bytes
+    // is renamed to PATH.1, replacing the previous PATH.1, and a new one is begun. Fails if it
+    // can't be opened.
     ExportOutput(std::optional<std::string> path, std::optional<size_t> largest);
     ~ExportOutput();
     ExportOutput(const ExportOutput&) = delete;
@@ -38,16 +39,18 @@ public:
     // what was written.
     void sync();
 
-    bool is_file() const { return m_path.has_value(); }
+    // Whether it is a regular file.
+    bool is_file() const { return m_path && !m_pipe; }
 
 private:
     void open();
     void write_file();
-    void write_standard_output() const;
+    void write_in_parts();
     [[noreturn]] void fail(DWORD error) const;
 
     const std::optional<std::string> m_path;
     const std::optional<size_t> m_largest;
+    std::optional<OutputPipe> m_pipe; // instead of m_file
     HANDLE m_file = INVALID_HANDLE_VALUE;
     std::optional<FileId> m_id;
     uint64_t m_size = 0; // of the file, in bytes

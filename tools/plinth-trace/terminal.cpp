@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <utility>
 
 #include <windows.h>
 
@@ -15,9 +14,10 @@
 #include <fcntl.h>
 #include <io.h>
 #else
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+
+#include "descriptor_write_linux.h"
 #endif
 
 #include "failure.h"
@@ -105,39 +105,10 @@ bool is_output_terminal()
     return isatty(STDOUT_FILENO) != 0;
 }
 
-// Waits until there is room for more, if standard output doesn't wait by itself.
-void wait_for_room()
-{
-    constexpr int slice = 1000; // ms
-    pollfd output{STDOUT_FILENO, POLLOUT, 0};
-    poll(&output, 1, slice);
-}
-
-// After an interruption the program waits for a reader that still reads, but not for one that
-// doesn't: it ends after two signals or two seconds in which nothing was read.
 void write_all(std::string_view bytes)
 {
-    bool is_stuck = false;
-    while (!bytes.empty())
-    {
-        const ssize_t done = write(STDOUT_FILENO, bytes.data(), bytes.size());
-        if (done >= 0)
-        {
-            bytes.remove_prefix(static_cast<size_t>(done));
-            made_progress();
-            is_stuck = false;
-            continue;
-        }
-        const int error = errno;
-        if (error == EPIPE)
-            throw OutputClosed();
-        if (error != EINTR && error != EAGAIN)
-            fail(error);
-        if (interrupted() && std::exchange(is_stuck, true))
-            throw OutputClosed();
-        if (error == EAGAIN)
-            wait_for_room();
-    }
+    if (const int error = write_to_descriptor(STDOUT_FILENO, bytes))
+        fail(error);
 }
 
 #endif

@@ -95,7 +95,7 @@ Watch::Watch(WatchOptions options)
       m_file_style{.time = m_style.time}
 {
     if (m_options.view.output)
-        m_output.emplace(*m_options.view.output);
+        m_output.emplace(*m_options.view.output, OutputFile::Takes::pipes_too);
     note("watching " + m_source->what() + "; Ctrl-C ends" +
          (m_interactive ? ", ? shows keys" : ""));
     if (m_interactive)
@@ -313,7 +313,17 @@ int watch(Options& options)
     const bool stays = !wanted.json && !wanted.count && !wanted.end;
     if (stays && !wanted.plain && !reads_standard_input(wanted.view) && can_have_full_screen())
         return run_full_screen(wanted.view, make_source(wanted.view), wanted.views);
-    return Watch(std::move(wanted)).run();
+    if (wanted.end)
+        end_waits_at(*wanted.end);
+    const ExitCode at_end = wanted.count ? exit_timeout : exit_done;
+    try
+    {
+        return Watch(std::move(wanted)).run();
+    }
+    catch (const TimeOver&)
+    {
+        return at_end;
+    }
 }
 
 } // namespace trace

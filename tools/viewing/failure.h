@@ -31,8 +31,14 @@ private:
     ExitCode m_code;
 };
 
-// The reader of standard output has closed it: the program ends, without a failure.
+// The reader of standard output, or of an output file that is a pipe, has closed it: the program
+// ends, without a failure.
 struct OutputClosed
+{
+};
+
+// The time that the user allowed for the program has ended while it waited for a reader.
+struct TimeOver : OutputClosed
 {
 };
 

@@ -2,6 +2,8 @@
 // system.
 #pragma once
 
+#include <chrono>
+
 namespace trace
 {
 
@@ -11,8 +13,14 @@ void catch_interruption();
 // Whether the request has come.
 bool interrupted();
 
-// Reports progress of work that continues after the request. On Linux, a program that makes no
-// progress for some seconds after the request is ended, wherever it waits.
+// For a program that the user gave a time: ends waits for a reader when the time has come.
+void end_waits_at(std::chrono::steady_clock::time_point time);
+
+// Whether that time has come.
+bool time_is_over();
+
+// Reports progress of work that continues after either. On Linux, a program that makes no progress
+// for some seconds after the request or that time is ended, wherever it waits.
 void made_progress();
 
 // restore: called in a signal handler before the program is ended in this way.

@@ -1,14 +1,17 @@
 // A signal ends a call that waits for a pipe at once, because its handler doesn't let the call
 // start again. But a signal just before such a call would leave the call waiting, and some calls
 // start again by themselves. Therefore the signal is repeated each second, and after some
-// repetitions the program ends by its default action.
+// repetitions the program ends by its default action. The same happens when the time is over that
+// the user allowed.
 //
 // Handlers only call async-signal-safe functions.
 #include "interruption.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 
+#include <sys/time.h>
 #include <unistd.h>
 
 #include "failure.h"
@@ -23,6 +26,7 @@ constexpr unsigned interval = 1; // s
 constexpr int most_ticks = 5;    // without progress
 
 volatile std::sig_atomic_t g_interrupted = 0;
+volatile std::sig_atomic_t g_is_over = 0; // the time that the user allowed
 volatile std::sig_atomic_t g_ticks = 0;
 void (*volatile g_restore)() = nullptr;
 
@@ -32,9 +36,13 @@ extern "C" void plinth_viewing_on_interrupt(int)
     alarm(interval);
 }
 
+// The timer's first signal, if nothing has interrupted the program, is that the time is over.
 extern "C" void plinth_viewing_on_tick(int)
 {
-    g_ticks = g_ticks + 1;
+    if (!g_interrupted && !g_is_over)
+        g_is_over = 1;
+    else
+        g_ticks = g_ticks + 1;
     if (g_ticks < most_ticks)
     {
         alarm(interval);
@@ -81,6 +89,24 @@ void catch_interruption()
 bool interrupted()
 {
     return g_interrupted != 0;
+}
+
+void end_waits_at(std::chrono::steady_clock::time_point time)
+{
+    using std::chrono::microseconds;
+    constexpr microseconds least{1}; // 0 would stop the timer
+    constexpr microseconds most = std::chrono::hours(24 * 365);
+    const auto left = std::chrono::ceil<microseconds>(time - std::chrono::steady_clock::now());
+    const microseconds wait = std::clamp(left, least, most);
+    itimerval timer{};
+    timer.it_value.tv_sec = static_cast<time_t>(wait / std::chrono::seconds(1));
+    timer.it_value.tv_usec = static_cast<suseconds_t>((wait % std::chrono::seconds(1)).count());
+    setitimer(ITIMER_REAL, &timer, nullptr);
+}
+
+bool time_is_over()
+{
+    return g_is_over != 0;
 }
 
 void made_progress()

@@ -16,10 +16,17 @@ constexpr size_t block_size = 64 << 10;
 
 } // namespace
 
-OutputFile::OutputFile(const std::string& path)
-    : m_path(path), m_file(CreateFileW(wide_from_utf8(path).data(), GENERIC_WRITE, FILE_SHARE_READ,
-                                       nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr))
+OutputFile::OutputFile(const std::string& path, Takes takes) : m_path(path)
 {
+    if (OutputPipe::is_named(path))
+    {
+        if (takes == Takes::files)
+            throw Failure(exit_failed, path + " can't be written: it is no regular file");
+        m_pipe.emplace(path);
+        return;
+    }
+    m_file = CreateFileW(wide_from_utf8(path).data(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                         CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (m_file != INVALID_HANDLE_VALUE)
         return;
     const DWORD error = GetLastError();
@@ -29,11 +36,17 @@ OutputFile::OutputFile(const std::string& path)
 
 OutputFile::~OutputFile()
 {
-    CloseHandle(m_file);
+    if (m_file != INVALID_HANDLE_VALUE)
+        CloseHandle(m_file);
 }
 
 void OutputFile::write(std::string_view text)
 {
+    if (m_pipe)
+    {
+        m_pipe->write(text);
+        return;
+    }
     DWORD done = 0;
     if (!WriteFile(m_file, text.data(), static_cast<DWORD>(text.size()), &done, nullptr) ||
         done != text.size())
@@ -44,7 +57,7 @@ void OutputFile::write(std::string_view text)
 
 void OutputFile::flush()
 {
-    if (!FlushFileBuffers(m_file))
+    if (!m_pipe && !FlushFileBuffers(m_file))
         throw Failure(exit_failed, m_path + " can't be written: " + error_text(GetLastError()));
 }
 

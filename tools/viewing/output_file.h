@@ -2,12 +2,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include <windows.h>
 
 #include "line_format.h"
+#include "output_pipe.h"
 #include "view.h"
 
 namespace trace
@@ -16,8 +18,14 @@ namespace trace
 class OutputFile
 {
 public:
+    enum class Takes
+    {
+        files,
+        pipes_too, // a pipe or a device, which may keep the program waiting: see OutputPipe
+    };
+
     // Replaces an existing file. Fails if the file can't be made. path: UTF-8.
-    explicit OutputFile(const std::string& path);
+    explicit OutputFile(const std::string& path, Takes takes = Takes::files);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
@@ -29,7 +37,8 @@ public:
 
 private:
     std::string m_path;
-    HANDLE m_file;
+    std::optional<OutputPipe> m_pipe;
+    HANDLE m_file = INVALID_HANDLE_VALUE; // unless it is a pipe
 };
 
 // Save shown: the rows of the view in this style, without colours. Returns their number. Fails if

@@ -12,9 +12,11 @@ namespace platform
 // beside it, or that is invisible: C0 and C1 controls and DEL, the line and paragraph separators,
 // the directional marks, embeddings, overrides and isolates, zero-width and other invisible
 // characters, variation selectors outside the emoji's two, and the tags of plane 14. Source: the
-// general categories Cc, Zl, Zp and Cf of Unicode 15, and its Default_Ignorable_Code_Point. The
-// joiners U+200C and U+200D are included, though some scripts use them: in a name, that is the
-// smaller loss.
+// general categories Cc, Zl, Zp and Cf of Unicode 15.0 (DerivedGeneralCategory.txt), and its
+// Default_Ignorable_Code_Point (DerivedCoreProperties.txt). The joiners U+200C and U+200D are
+// included, though some scripts use them: in a name, that is the smaller loss. So are the number
+// and verse signs of Arabic, Syriac and Kaithi in Cf, though they are visible: they enclose the
+// digits after them.
 constexpr bool is_treacherous(uint32_t c)
 {
     struct Range
@@ -23,11 +25,12 @@ constexpr bool is_treacherous(uint32_t c)
         uint32_t last;
     };
     constexpr Range ranges[] = {
-        {0x0000, 0x001F},   {0x007F, 0x009F},   {0x00AD, 0x00AD},  {0x034F, 0x034F},
-        {0x0600, 0x0605},   {0x061C, 0x061C},   {0x06DD, 0x06DD},  {0x070F, 0x070F},
-        {0x115F, 0x1160},   {0x17B4, 0x17B5},   {0x180B, 0x180F},  {0x200B, 0x200F},
-        {0x2028, 0x202E},   {0x2060, 0x206F},   {0x3164, 0x3164},  {0xFE00, 0xFE0D},
-        {0xFEFF, 0xFEFF},   {0xFFA0, 0xFFA0},   {0xFFF0, 0xFFFB},  {0x110BD, 0x110BD},
+        {0x0000, 0x001F},   {0x007F, 0x009F},   {0x00AD, 0x00AD},   {0x034F, 0x034F},
+        {0x0600, 0x0605},   {0x061C, 0x061C},   {0x06DD, 0x06DD},   {0x070F, 0x070F},
+        {0x0890, 0x0891},   {0x08E2, 0x08E2},   {0x115F, 0x1160},   {0x17B4, 0x17B5},
+        {0x180B, 0x180F},   {0x200B, 0x200F},   {0x2028, 0x202E},   {0x2060, 0x206F},
+        {0x3164, 0x3164},   {0xFE00, 0xFE0D},   {0xFEFF, 0xFEFF},   {0xFFA0, 0xFFA0},
+        {0xFFF0, 0xFFFB},   {0x110BD, 0x110BD}, {0x110CD, 0x110CD}, {0x13430, 0x1343F},
         {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A}, {0xE0000, 0xE0FFF}};
     if (c >= 0x20 && c < 0x7F) [[likely]]
         return false;

@@ -50,26 +50,9 @@ void close_held()
             ::close(held - 1);
 }
 
-const AtFork g_at_fork(ForkStep::gates, {nullptr, nullptr, close_held});
-
-} // namespace
-
-bool Patience::pause()
+// 0 or an errno: ETIMEDOUT when the patience has ended.
+int lock_patiently(Patience& patience, int fd, off_t first, off_t count)
 {
-    const int64_t now = patience_clock_ns();
-    if (m_pause == 0)
-        m_start = now;
-    if (now - m_start >= m_limit)
-        return false;
-    m_pause = m_pause == 0 ? first_pause : std::min(m_pause * 2, longest_pause);
-    const timespec time{0, static_cast<long>(m_pause - now % (m_pause / 2))};
-    sys::clock_nanosleep(CLOCK_MONOTONIC, 0, &time);
-    return true;
-}
-
-int lock_within(int64_t limit, int fd, off_t first, off_t count)
-{
-    Patience patience(limit);
     for (;;)
     {
         struct flock range = range_of(F_WRLCK, first, count);
@@ -85,13 +68,44 @@ int lock_within(int64_t limit, int fd, off_t first, off_t count)
     }
 }
 
+const AtFork g_at_fork(ForkStep::gates, {nullptr, nullptr, close_held});
+
+} // namespace
+
+bool Patience::pause()
+{
+    const int64_t now = patience_clock_ns();
+    if (!m_start)
+        m_start = now;
+    if (now - *m_start >= m_limit)
+        return false;
+    m_pause = m_pause == 0 ? first_pause : std::min(m_pause * 2, longest_pause);
+    const timespec time{0, static_cast<long>(m_pause - now % (m_pause / 2))};
+    sys::clock_nanosleep(CLOCK_MONOTONIC, 0, &time);
+    return true;
+}
+
+void Patience::go_on(int64_t limit)
+{
+    m_limit = limit;
+    m_pause = 0;
+}
+
+int lock_within(int64_t limit, int fd, off_t first, off_t count)
+{
+    Patience patience(limit);
+    return lock_patiently(patience, fd, first, count);
+}
+
 int lock_in_turn(int64_t limit, int fd)
 {
     constexpr int64_t queue_patience = 1'000'000'000; // ns: longer than many holders take together
-    const int queued = lock_within(queue_patience, fd, 1, 1);
+    Patience patience(std::min(queue_patience, limit));
+    const int queued = lock_patiently(patience, fd, 1, 1);
     if (queued != 0 && queued != ETIMEDOUT)
         return queued;
-    const int error = lock_within(limit, fd, 0, 1);
+    patience.go_on(limit);
+    const int error = lock_patiently(patience, fd, 0, 1);
     if (queued == 0)
         unlock(fd, 1, 1);
     return error;

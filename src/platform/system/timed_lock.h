@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include <fcntl.h>
 
@@ -21,10 +22,12 @@ public:
     explicit Patience(int64_t limit) : m_limit(limit) {} // nanoseconds from the first pause on
     // Waits a little. False, at once, when the limit is reached.
     bool pause();
+    // For another wait: short pauses again, until this limit, counted from the same first pause.
+    void go_on(int64_t limit);
 
 private:
-    const int64_t m_limit;
-    int64_t m_start = 0;
+    int64_t m_limit;
+    std::optional<int64_t> m_start;
     int64_t m_pause = 0;
 };
 
@@ -38,7 +41,7 @@ int lock_within(int64_t limit, int fd, off_t first, off_t count);
 // the second byte while it waits, so a process that has just released the lock must first wait for
 // that byte. Without the second byte it could take the lock again before the waiter's next attempt,
 // for seconds. A process that doesn't get the second byte soon, because a stopped one has it,
-// continues without it.
+// continues without it. The limit is for both bytes together.
 int lock_in_turn(int64_t limit, int fd);
 
 // Releases a lock. Closing is not enough: a process that another thread has just started has the

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -287,6 +288,25 @@ TEST_F(Registry, AReaderWaitsForNoWriterThoughAnotherThreadDoes)
     other.send(SIGCONT);
     EXPECT_EQ(other.wait(), 0);
     EXPECT_EQ(get_number(L"A", L"x"), 2);
+}
+
+TEST_F(Registry, AWriterWhoseTurnAndLockAreBothHeldWaitsFiveSecondsInAll)
+{
+    ASSERT_EQ(set_number(L"A", L"x", 1), ok);
+    const int holder = open((hive_file() + ".lock").c_str(), O_RDWR | O_CLOEXEC);
+    struct flock both = {};
+    both.l_type = F_WRLCK;
+    both.l_len = 2;
+    ASSERT_EQ(fcntl(holder, F_OFD_SETLK, &both), 0);
+    // Two attempts for the turn, two for the lock; before a fifth one the time is over anyway.
+    PlinthTestBefore("fcntl", 2, [] { PlinthTestShiftPatience(1'000); });
+    PlinthTestBefore("fcntl", 4, [] { PlinthTestShiftPatience(5'000); });
+    PlinthTestBefore("fcntl", 5, [] { PlinthTestShiftPatience(3'600'000); });
+    EXPECT_EQ(set_number(L"A", L"x", 2), static_cast<LONG>(ERROR_TIMEOUT));
+    EXPECT_EQ(PlinthTestCalls("fcntl"), 5u) << "with the release; else it waited for longer";
+    close(holder);
+    PlinthTestReset();
+    EXPECT_EQ(set_number(L"A", L"x", 2), ok);
 }
 
 TEST_F(Registry, AWriterThatWaitsComesBeforeOneThatComesBack)

@@ -11,7 +11,7 @@ Feed::Feed(const ViewOptions& options, std::unique_ptr<Source> source)
       m_output_filter(options.filter), m_output_style{.time = options.time.value_or(TimeMode::none)}
 {
     if (options.output)
-        m_output.emplace(*options.output);
+        m_output.emplace(*options.output, OutputFile::Takes::pipes_too);
 }
 
 bool Feed::collect(std::chrono::milliseconds wait, Clock::duration longest)

@@ -13,6 +13,7 @@
 //   then don't wait until the listener has taken a text.
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
 #include "debug_channel_control.h"
 #include "kernel32/object/event_state.h"
@@ -65,10 +66,8 @@ public:
             return true;
         detach();
         struct stat buffer_ready = {};
-        m_buffer_ready = map_named<EventState>(NamedKind::event, first_object, sizeof(EventState),
-                                               &buffer_ready);
-        m_data_ready =
-            map_named<EventState>(NamedKind::event, "DBWIN_DATA_READY", sizeof(EventState));
+        m_buffer_ready = map_event(first_object, &buffer_ready);
+        m_data_ready = map_event("DBWIN_DATA_READY");
         m_buffer = map_named<char>(NamedKind::mapping, "DBWIN_BUFFER", buffer_size);
         if (!m_buffer_ready || !m_data_ready || !m_buffer)
         {
@@ -84,8 +83,8 @@ public:
 
     void detach()
     {
-        unmap(m_buffer_ready, sizeof(EventState));
-        unmap(m_data_ready, sizeof(EventState));
+        unmap_event(m_buffer_ready);
+        unmap_event(m_data_ready);
         unmap(m_buffer, buffer_size);
         m_listener = 0;
     }
@@ -104,8 +103,8 @@ public:
                (state == Held::yes && found.st_dev == m_device && found.st_ino == m_inode);
     }
 
-    EventState& buffer_ready() const { return *m_buffer_ready; }
-    EventState& data_ready() const { return *m_data_ready; }
+    const EventUse& buffer_ready() const { return *m_buffer_ready; }
+    const EventUse& data_ready() const { return *m_data_ready; }
 
     void put(const char* text, size_t length)
     {
@@ -150,12 +149,28 @@ private:
         view = nullptr;
     }
 
+    static std::optional<EventUse> map_event(const char* name, struct stat* what = nullptr)
+    {
+        auto* words = map_named<EventState>(NamedKind::event, name, sizeof(EventState), what);
+        const auto use = words ? EventUse::of_shared(words) : std::nullopt;
+        if (!use)
+            unmap(words, sizeof(EventState));
+        return use;
+    }
+
+    static void unmap_event(std::optional<EventUse>& event)
+    {
+        if (event)
+            unmap(event->words, sizeof(EventState));
+        event.reset();
+    }
+
     uint32_t m_listener = 0;
     dev_t m_device = 0; // of the listener's first object
     ino_t m_inode = 0;
     DWORD m_process = 0;
-    EventState* m_buffer_ready = nullptr;
-    EventState* m_data_ready = nullptr;
+    std::optional<EventUse> m_buffer_ready;
+    std::optional<EventUse> m_data_ready;
     char* m_buffer = nullptr;
 };
 
@@ -182,16 +197,16 @@ void declare_dead(ChannelControl& control, uint32_t listener)
 // then a program has damaged the word, and the buffer is taken.
 bool signal_was_lost(const ChannelControl& control, uint32_t turn)
 {
-    const EventState& data = g_objects.data_ready();
+    const EventState& data = *g_objects.data_ready().words;
     uint32_t expected = 0;
     return data.waiters.load() != 0 && data.signalled.load() == 0 && control.filled.load() == 0 &&
-           g_objects.buffer_ready().signalled.compare_exchange_strong(expected, turn);
+           g_objects.buffer_ready().words->signalled.compare_exchange_strong(expected, turn);
 }
 
 // Waits until the listener frees the buffer. False if it is dead or does not take texts.
 bool wait_for_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, int64_t deadline)
 {
-    EventState& ready = g_objects.buffer_ready();
+    const EventUse& ready = g_objects.buffer_ready();
     if (ready.try_take(turn))
         return true;
     const bool stuck = control.stuck.load(std::memory_order_relaxed) == listener;
@@ -212,7 +227,7 @@ bool wait_for_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, 
         }
         test_point("OutputDebugString.wait");
         const int64_t until = now + pause < deadline ? now + pause : deadline;
-        if (ready.wait_until(until, true, turn) == WAIT_OBJECT_0)
+        if (ready.wait_until(until, turn) == WAIT_OBJECT_0)
             return true;
         if (!g_objects.listener_lives())
         {
@@ -225,11 +240,11 @@ bool wait_for_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, 
 // Informs the listener of the text in its buffer, which ends the writer's hold on the buffer.
 void announce(ChannelControl& control, uint32_t turn)
 {
-    g_objects.data_ready().set(true);
+    g_objects.data_ready().set();
     test_point("OutputDebugString.announced");
     // Unless the listener has taken the text and signalled again already.
     uint32_t expected = turn;
-    g_objects.buffer_ready().signalled.compare_exchange_strong(expected, 0);
+    g_objects.buffer_ready().words->signalled.compare_exchange_strong(expected, 0);
     control.filled.store(0, std::memory_order_relaxed);
 }
 
@@ -237,9 +252,9 @@ void announce(ChannelControl& control, uint32_t turn)
 // listener must read it first.
 bool inherit_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, int64_t deadline)
 {
-    EventState& ready = g_objects.buffer_ready();
-    uint32_t former = ready.signalled.load();
-    if (!is_in_hand(former) || !ready.signalled.compare_exchange_strong(former, turn))
+    const EventUse& ready = g_objects.buffer_ready();
+    uint32_t former = ready.words->signalled.load();
+    if (!is_in_hand(former) || !ready.words->signalled.compare_exchange_strong(former, turn))
     {
         control.filled.store(0, std::memory_order_relaxed); // of one that died at its very end
         return false;
@@ -250,8 +265,8 @@ bool inherit_buffer(ChannelControl& control, uint32_t turn, uint32_t listener, i
     // reading it now and finish very soon: informed twice, it would read while the next writer
     // writes.
     const int64_t soon = monotonic_ns() + longest_look;
-    if (g_objects.data_ready().signalled.load() != 1 &&
-        ready.wait_until(soon < deadline ? soon : deadline, true, turn) == WAIT_OBJECT_0)
+    if (g_objects.data_ready().words->signalled.load() != 1 &&
+        ready.wait_until(soon < deadline ? soon : deadline, turn) == WAIT_OBJECT_0)
         return true;
     announce(control, turn);
     return false;
@@ -268,9 +283,9 @@ enum class Sent
 void give_back(uint32_t turn)
 {
     uint32_t expected = turn;
-    EventState& ready = g_objects.buffer_ready();
-    if (ready.signalled.compare_exchange_strong(expected, 0))
-        ready.set(true);
+    const EventUse& ready = g_objects.buffer_ready();
+    if (ready.words->signalled.compare_exchange_strong(expected, 0))
+        ready.set();
 }
 
 // Sends one text to the listener in a turn of its own. length <= text_limit - 1.

@@ -1,5 +1,6 @@
 // Events, unnamed in the memory of the process or named in shared memory.
 #include <new>
+#include <optional>
 
 #include "event_state.h"
 #include "handle_table.h"
@@ -22,46 +23,55 @@ public:
 
     EventObject() : Object(object_kind) {}
 
-    DWORD wait(DWORD milliseconds) override
-    {
-        return m_state->wait(milliseconds, m_state.is_shared());
-    }
-    void set() { m_state->set(m_state.is_shared()); }
-    void reset() { m_state->reset(); }
+    DWORD wait(DWORD milliseconds) override { return m_use.wait(milliseconds); }
+    void set() { m_use.set(); }
+    void reset() { m_use.reset(); }
     // In the memory of the process.
     void start(bool manual_reset, bool initial)
     {
-        m_state->manual_reset.store(manual_reset, std::memory_order_relaxed);
-        m_state->signalled.store(initial, std::memory_order_relaxed);
+        m_use.is_manual_reset = manual_reset;
+        m_use.words->signalled.store(initial, std::memory_order_relaxed);
     }
     // In shared memory, under a name that exists or is made. Each returns 0 or a system error.
     DWORD create(const char* name, bool manual_reset, bool initial)
     {
-        return m_state.create(name, EventState::image(manual_reset, initial));
+        return use(m_state.create(name, EventState::image(manual_reset, initial)));
     }
-    DWORD open(const char* name) { return m_state.open(name); }
+    DWORD open(const char* name) { return use(m_state.open(name)); }
     bool existed() const { return m_state.existed(); }
 
     Waitable* waitable() override { return this; }
     bool unsignalled(WaitWord& word) override
     {
-        word = {&m_state->signalled, m_state->signalled.load(), m_state.is_shared()};
+        word = {&m_use.words->signalled, m_use.words->signalled.load(), m_use.is_shared};
         return word.value != 1;
     }
-    bool try_take() override { return m_state->try_take(); }
-    bool reserve(uint32_t token) override { return m_state->try_take(token); }
-    void keep(uint32_t token) override { m_state->keep(token); }
-    void give_back(uint32_t token) override { m_state->give_back(token, m_state.is_shared()); }
-    void enter() override { ++m_state->waiters; }
-    void leave() override { --m_state->waiters; }
+    bool try_take() override { return m_use.try_take(); }
+    bool reserve(uint32_t token) override { return m_use.try_take(token); }
+    void keep(uint32_t token) override { m_use.keep(token); }
+    void give_back(uint32_t token) override { m_use.give_back(token); }
+    void enter() override { ++m_use.words->waiters; }
+    void leave() override { --m_use.words->waiters; }
     void pass_on() override
     {
-        if (m_state->signalled.load() == 1 && m_state->waiters.load() != 0)
-            futex_wake(&m_state->signalled, 1, m_state.is_shared());
+        if (m_use.words->signalled.load() == 1 && m_use.words->waiters.load() != 0)
+            futex_wake(&m_use.words->signalled, 1, m_use.is_shared);
     }
 
 private:
+    DWORD use(DWORD error)
+    {
+        if (error)
+            return error;
+        const std::optional<EventUse> found = EventUse::of_shared(m_state.operator->());
+        if (!found)
+            return ERROR_INVALID_HANDLE;
+        m_use = *found;
+        return 0;
+    }
+
     NamedState<EventState> m_state{NamedKind::event};
+    EventUse m_use{m_state.operator->(), false, false};
 };
 
 HANDLE create_event(const char* name, bool manual_reset, bool initial)

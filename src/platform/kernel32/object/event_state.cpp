@@ -50,44 +50,52 @@ void futex_wake(void* word, int count, bool shared)
                nullptr);
 }
 
-void EventState::set(bool shared)
+std::optional<EventUse> EventUse::of_shared(EventState* words)
+{
+    const uint32_t kind = words->manual_reset.load(std::memory_order_relaxed);
+    if (kind > 1)
+        return std::nullopt;
+    return EventUse{.words = words, .is_shared = true, .is_manual_reset = kind == 1};
+}
+
+void EventUse::set() const
 {
     // A waiter counts itself before it reads the word, and the word is set before the count is
     // read: one of the two sees the other.
-    signalled.store(1, std::memory_order_seq_cst);
-    if (waiters.load(std::memory_order_seq_cst) != 0)
-        futex_wake(&signalled, manual_reset.load(std::memory_order_relaxed) ? INT_MAX : 1, shared);
+    words->signalled.store(1, std::memory_order_seq_cst);
+    if (words->waiters.load(std::memory_order_seq_cst) != 0)
+        futex_wake(&words->signalled, is_manual_reset ? INT_MAX : 1, is_shared);
 }
 
-bool EventState::try_take(uint32_t leave)
+bool EventUse::try_take(uint32_t leave) const
 {
-    if (manual_reset.load(std::memory_order_relaxed))
-        return signalled.load(std::memory_order_seq_cst) == 1;
+    if (is_manual_reset)
+        return words->signalled.load(std::memory_order_seq_cst) == 1;
     uint32_t expected = 1;
-    return signalled.load(std::memory_order_relaxed) == 1 &&
-           signalled.compare_exchange_strong(expected, leave, std::memory_order_seq_cst);
+    return words->signalled.load(std::memory_order_relaxed) == 1 &&
+           words->signalled.compare_exchange_strong(expected, leave, std::memory_order_seq_cst);
 }
 
-void EventState::keep(uint32_t left)
+void EventUse::keep(uint32_t left) const
 {
-    signalled.compare_exchange_strong(left, 0, std::memory_order_seq_cst);
+    words->signalled.compare_exchange_strong(left, 0, std::memory_order_seq_cst);
 }
 
-void EventState::give_back(uint32_t left, bool shared)
+void EventUse::give_back(uint32_t left) const
 {
-    if (signalled.compare_exchange_strong(left, 1, std::memory_order_seq_cst) &&
-        waiters.load(std::memory_order_seq_cst) != 0)
-        futex_wake(&signalled, 1, shared);
+    if (words->signalled.compare_exchange_strong(left, 1, std::memory_order_seq_cst) &&
+        words->waiters.load(std::memory_order_seq_cst) != 0)
+        futex_wake(&words->signalled, 1, is_shared);
 }
 
-DWORD EventState::wait(DWORD milliseconds, bool shared)
+DWORD EventUse::wait(DWORD milliseconds) const
 {
     if (try_take())
         return WAIT_OBJECT_0;
-    return milliseconds == 0 ? WAIT_TIMEOUT : wait_until(deadline_after(milliseconds), shared);
+    return milliseconds == 0 ? WAIT_TIMEOUT : wait_until(deadline_after(milliseconds));
 }
 
-DWORD EventState::wait_until(int64_t deadline, bool shared, uint32_t leave)
+DWORD EventUse::wait_until(int64_t deadline, uint32_t leave) const
 {
     const int64_t longest = monotonic_ns() + spin_time;
     const int64_t spin_end = deadline < 0 ? longest : std::min(deadline, longest);
@@ -99,18 +107,18 @@ DWORD EventState::wait_until(int64_t deadline, bool shared, uint32_t leave)
             relax();
         }
     while (monotonic_ns() < spin_end);
-    waiters.fetch_add(1, std::memory_order_seq_cst);
+    words->waiters.fetch_add(1, std::memory_order_seq_cst);
     DWORD result = WAIT_OBJECT_0;
     while (!try_take(leave))
     {
-        const uint32_t now = signalled.load(std::memory_order_seq_cst);
-        if (now != 1 && !futex_wait(&signalled, now, deadline, shared))
+        const uint32_t now = words->signalled.load(std::memory_order_seq_cst);
+        if (now != 1 && !futex_wait(&words->signalled, now, deadline, is_shared))
         {
             result = try_take(leave) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
             break;
         }
     }
-    waiters.fetch_sub(1, std::memory_order_seq_cst);
+    words->waiters.fetch_sub(1, std::memory_order_seq_cst);
     return result;
 }
 

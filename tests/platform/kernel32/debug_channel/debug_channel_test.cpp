@@ -382,9 +382,10 @@ TEST_F(DebugChannel, AForkDuringConcurrentTextsHoldsUpNeitherSide)
 
 TEST_F(DebugChannel, AStrangersControlPageIsMadeAnew)
 {
-    // This process has mapped the page already: only the children find the stranger's.
-    test::write_file(std::string(PlinthTestSharedFolder()) + "/channel-2",
-                     std::string(4096, '\xff'));
+    OutputDebugStringA("makes the page"); // and maps it: only the children find the stranger's
+    const std::string page = PlinthTestSharedFolder() + std::string("/channel-3");
+    ASSERT_TRUE(std::filesystem::remove(page)) << "the page has another name";
+    test::write_file(page, std::string(4096, '\xff'));
     const auto writer = loaded("write_texts");
     const auto listener = other_listener();
     writer->tell("text");

@@ -1,5 +1,7 @@
 // Named events and mappings between processes, and what remains of killed holders.
 
+#include <fstream>
+
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -142,6 +144,28 @@ TEST(NamedObject, AViewOfADeadObjectStaysUsableWhenTheNameIsTakenAnew)
     EXPECT_EQ(fresh[0], '\0');
     UnmapViewOfFile(fresh);
     UnmapViewOfFile(view);
+}
+
+// The third word of an event's file shows other programs its kind.
+TEST(NamedObject, AnEventStaysOfItsKindWhenAStrangerChangesTheWordForIt)
+{
+    for (const bool manual_reset : {false, true})
+        for (const uint32_t word : {0u, 1u, 2u, ~0u})
+        {
+            SCOPED_TRACE(std::to_string(manual_reset) + " " + std::to_string(word));
+            const Handle made = event("door", true, manual_reset);
+            const Handle joined(OpenEventA(EVENT_ALL_ACCESS, FALSE, "door"));
+            std::fstream file(PlinthTestSharedFolder() + std::string("/e-door"));
+            file.seekp(2 * sizeof word).write(reinterpret_cast<const char*>(&word), sizeof word);
+            file.close();
+            EXPECT_TRUE(is_signalled(joined));
+            EXPECT_EQ(is_signalled(joined), manual_reset);
+            SetEvent(made);
+            const HANDLE both[] = {joined, made};
+            EXPECT_EQ(WaitForMultipleObjects(2, both, FALSE, 0), WAIT_OBJECT_0);
+            EXPECT_EQ(is_signalled(made), manual_reset);
+            EXPECT_EQ(open_error("door"), word > 1 ? ERROR_INVALID_HANDLE : 0u);
+        }
 }
 
 TEST(NamedObject, AStrangersFileUnderTheNameIsNotTakenOver)
