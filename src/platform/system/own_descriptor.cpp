@@ -135,7 +135,8 @@ bool OwnDescriptor::renewed(int failed)
         look_again();
     errno = error;
     const int now = m_fd.load();
-    return now >= 0 && now != failed;
+    // An opened file usually gets the number that was closed.
+    return now >= 0 && (now != failed || error == EBADF);
 }
 
 int OwnDescriptor::close()
