@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "kernel32/object/handle_table.h"
+#include "own_claimed_file.h"
 #include "share_modes.h"
 #include "system/calls.h"
 #include "system/last_error.h"
-#include "system/own_descriptor.h"
 
 namespace platform
 {
@@ -68,7 +68,7 @@ public:
     std::vector<Range> m_ranges; // ranges that LockFile locked through this handle
 
 private:
-    std::unique_ptr<OwnDescriptor> m_own; // then m_file has none
+    std::unique_ptr<OwnClaimedFile> m_own; // then m_file has none
     const bool m_readable;
     const bool m_writable;
     const bool m_regular;
