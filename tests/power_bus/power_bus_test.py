@@ -90,7 +90,7 @@ class PowerBus(dbusmock.DBusTestCase):
         self.screen_saver()
         holder = self.holder("off first")
         self.assert_locks_become("first")
-        for reason in "second", "third":
+        for reason in "first", "second":
             self.tell(holder, "close")
             self.assert_locks_become()
             self.tell(holder, "off " + reason)

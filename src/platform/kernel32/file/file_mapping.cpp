@@ -257,8 +257,8 @@ LPVOID map_view(MappingObject& mapping, DWORD access, uint64_t offset, uint64_t 
     const std::lock_guard guard(views().lock);
     void* const view =
         map_aligned(size, PROT_READ | (writes || copies ? PROT_WRITE : 0),
-                    copies || mapping.protection() == PAGE_WRITECOPY ? MAP_PRIVATE : MAP_SHARED,
-                    fd, static_cast<off_t>(offset));
+                    copies || mapping.protection() == PAGE_WRITECOPY ? MAP_PRIVATE : MAP_SHARED, fd,
+                    static_cast<off_t>(offset));
     if (!view)
     {
         fail_errno(errno);

@@ -87,11 +87,8 @@ int replace_image(const std::string& path, const pe::Pieces& pieces, uint64_t ch
     return error ? error : file.put_synced();
 }
 
-constexpr ShareRequest update_request{.reads = true,
-                                      .writes = true,
-                                      .overwrites = true,
-                                      .shares_read = false,
-                                      .shares_write = false};
+constexpr ShareRequest update_request{
+    .reads = true, .writes = true, .overwrites = true, .shares_read = false, .shares_write = false};
 
 class ResourceUpdate : public Object
 {

@@ -94,8 +94,8 @@ void apply(Inhibition what)
     Lock& mine = locks().each[static_cast<unsigned>(what)];
     const bool is_saver = what == Inhibition::screen_saver;
     // The program may have closed it, as daemons close all descriptors.
-    const bool held = is_saver ? locks().screen_saver.is_held()
-                               : mine.held && mine.held->checked_number() >= 0;
+    const bool held =
+        is_saver ? locks().screen_saver.is_held() : mine.held && mine.held->checked_number() >= 0;
     if (mine.demands == 0)
     {
         if (is_saver)
