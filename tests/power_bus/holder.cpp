@@ -1,7 +1,7 @@
 // Reads commands, one a line: "off REASON" and "restore" for power saving; "interrupt" to have a
-// signal interrupt each wait for the bus once from then on; "close" closes all descriptors and opens
-// a file of the program's own under their numbers. Carries out each and answers "done", or "touched"
-// if something was done to that file. Ends with its input.
+// signal interrupt each wait for the bus once from then on; "close" closes all descriptors and
+// opens a file of the program's own under their numbers. Carries out each and answers "done", or
+// "touched" if something was done to that file. Ends with its input.
 #include <cerrno>
 #include <cstdio>
 #include <iostream>
