@@ -85,6 +85,20 @@ class PowerBus(dbusmock.DBusTestCase):
         self.tell(holder, "restore")
         self.assert_locks_become()
 
+    def test_a_program_that_closes_all_descriptors_keeps_its_files_and_gets_new_locks(self):
+        self.login_manager()
+        self.screen_saver()
+        holder = self.holder("off first")
+        self.assert_locks_become("first")
+        for reason in "first", "second":
+            self.tell(holder, "close")
+            self.assert_locks_become()
+            self.tell(holder, "off " + reason)
+            self.assert_locks_become(reason)
+            self.assertIn(("Inhibit", os.path.basename(HOLDER), reason), self.saver_calls())
+        self.tell(holder, "close", "restore")
+        self.assert_locks_become()
+
     def test_locks_end_with_a_process_that_is_killed(self):
         self.login_manager()
         holder = self.holder("off working")

@@ -20,6 +20,7 @@
 #include "system/exception_guard.h"
 #include "system/faults.h"
 #include "system/fork.h"
+#include "system/kept_file.h"
 #include "system/last_error.h"
 #include "system/own_descriptor.h"
 #include "system/text.h"
@@ -38,15 +39,6 @@ struct KnownModule
     uintptr_t end;
     std::string image; // the name that its loader used
     bool unmatched;    // its own file is gone or was replaced
-};
-
-// A file that libdw keeps open. The program may close its number and get that number for another
-// file.
-struct KeptFile
-{
-    int fd;
-    dev_t device;
-    ino_t inode;
 };
 
 // Callers are serialised, so there is no lock.
@@ -83,8 +75,7 @@ KnownModule* known_module(DWORD64 address)
 // all that stay open.
 int kept_open(int fd)
 {
-    struct stat found;
-    if (fd < 0 || sys::fstat(fd, &found) != 0)
+    if (fd < 0)
         return fd;
     const int moved = duplicate_high(fd);
     if (moved >= 0)
@@ -92,7 +83,7 @@ int kept_open(int fd)
     const int kept = moved >= 0 ? moved : fd;
     try
     {
-        engine().files.push_back({kept, found.st_dev, found.st_ino});
+        engine().files.emplace_back(kept);
     }
     catch (const std::bad_alloc&) // it is not checked again
     {
@@ -138,19 +129,9 @@ int open_debug_file(Dwfl_Module* module, void** user_data, const char* name, Dwa
 char* g_debug_path = nullptr; // libdw's default
 const Dwfl_Callbacks callbacks = {open_module, open_debug_file, nullptr, &g_debug_path};
 
-// Whether the number still belongs to this file. Only a closed number or another file proves that
-// it doesn't; a call that fails for another reason proves nothing.
-bool is_still(const KeptFile& file)
-{
-    struct stat found;
-    if (sys::fstat(file.fd, &found) != 0)
-        return errno != EBADF;
-    return found.st_dev == file.device && found.st_ino == file.inode;
-}
-
 bool has_its_files()
 {
-    return std::ranges::all_of(engine().files, is_still);
+    return std::ranges::all_of(engine().files, &KeptFile::is_still);
 }
 
 // For a program that closed descriptors, as daemons do. The old reader would close the files that

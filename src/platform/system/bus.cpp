@@ -6,6 +6,7 @@
 #include "bus.h"
 
 #include <cerrno>
+#include <utility>
 
 #include <systemd/sd-bus.h>
 
@@ -48,6 +49,7 @@ struct Library
     decltype(&::sd_bus_is_ready) is_ready;
     decltype(&::sd_bus_process) process;
     decltype(&::sd_bus_wait) wait;
+    decltype(&::sd_bus_get_fd) get_fd;
     decltype(&::sd_bus_close_unref) close_unref;
 };
 
@@ -67,6 +69,7 @@ bool load(Library& to)
            find_function(library, "sd_bus_is_ready", to.is_ready) &&
            find_function(library, "sd_bus_process", to.process) &&
            find_function(library, "sd_bus_wait", to.wait) &&
+           find_function(library, "sd_bus_get_fd", to.get_fd) &&
            find_function(library, "sd_bus_close_unref", to.close_unref);
 }
 
@@ -265,13 +268,20 @@ void ScreenSaverLock::take(const std::string& who, const std::string& why)
     }
     release();
     m_bus = bus;
+    m_socket = KeptFile(library()->get_fd(bus));
     m_cookie = cookie;
 }
 
 void ScreenSaverLock::release()
 {
-    if (!m_bus)
+    if (!is_held())
+    {
+        // The client library would write to the program's file that has the number now, and close
+        // it. So it keeps its memory.
+        if (m_bus)
+            leave_to_parent(std::exchange(m_bus, nullptr));
         return;
+    }
     const Question question;
     // If no time is left, the desktop notices the end of the connection.
     if (question.left() > 0)

@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <string>
 
+#include "kept_file.h"
+
 struct sd_bus; // of the client library
 
 namespace platform
@@ -27,13 +29,15 @@ public:
     ScreenSaverLock(const ScreenSaverLock&) = delete;
     ScreenSaverLock& operator=(const ScreenSaverLock&) = delete;
 
-    bool is_held() const { return m_bus != nullptr; }
+    // False also if the program has closed the connection, as daemons close all descriptors.
+    bool is_held() const { return m_bus && m_socket.is_still(); }
     // Takes it anew if it is held already: the former hold is released after the new one is taken.
     void take(const std::string& who, const std::string& why);
     void release();
 
 private:
     sd_bus* m_bus = nullptr;
+    KeptFile m_socket; // of the bus
     uint32_t m_cookie = 0;
 };
 

@@ -65,9 +65,9 @@ void leave_to_parent(void* memory)
         void* memory;
         Left* next;
     };
-    static constinit Left* first = nullptr; // the child has one thread
-    if (auto* const left = new (std::nothrow) Left{memory, first})
-        first = left;
+    static constinit std::atomic<Left*> first = nullptr;
+    if (auto* const left = new (std::nothrow) Left{memory, nullptr})
+        left->next = first.exchange(left);
 }
 
 AtFork::AtFork(ForkStep step, const ForkActions& actions)

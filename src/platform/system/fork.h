@@ -76,8 +76,9 @@ template <std::mutex& (*lock)()> constexpr ForkActions taken_at_fork(void (*rene
     return {[] { lock().lock(); }, [] { lock().unlock(); }, renew};
 }
 
-// For memory that belongs to the parent: it is never used again, but stays reachable for a leak
-// checker. Nothing in it is destroyed: a thread of the parent may have been using it.
+// For memory that belongs to the parent, or that holds descriptors which the program has closed: it
+// is never used again, but stays reachable for a leak checker. Nothing in it is destroyed: a thread
+// of the parent may have been using it, or the numbers belong to other files now.
 void leave_to_parent(void* memory);
 
 // An object that is made at its first use, never destroyed, and made anew in a forked child. Any

@@ -72,6 +72,8 @@ bool OwnDescriptor::is_ours(int fd) const
 // left alone.
 int OwnDescriptor::moved_up(int fd) const
 {
+    if (fd >= std::max(first_high_number(), sys::first_inner_number))
+        return fd;
     const int moved = duplicate_high(fd);
     if (moved < 0)
         return errno == EBADF ? -1 : fd;
@@ -85,7 +87,8 @@ int OwnDescriptor::open_anew() const
     struct stat found;
     if (!m_path || m_flags < 0)
         return -1;
-    const int fd = sys::open(m_path.get(), m_flags & (compared_flags | O_NONBLOCK), 0, &found);
+    const int flags = (m_flags & (compared_flags | O_NONBLOCK)) | O_NOCTTY;
+    const int fd = sys::open(m_path.get(), flags, 0, &found);
     if (fd < 0)
         return -1;
     if (!is_file(found) || (m_prepare && !m_prepare(fd)))
@@ -135,7 +138,8 @@ bool OwnDescriptor::renewed(int failed)
         look_again();
     errno = error;
     const int now = m_fd.load();
-    return now >= 0 && now != failed;
+    // An opened file usually gets the number that was closed.
+    return now >= 0 && (now != failed || error == EBADF);
 }
 
 int OwnDescriptor::close()

@@ -44,8 +44,9 @@ public:
     int number();
     // The same, after comparing it with its file.
     int checked_number();
-    // After a call with a number has failed: whether the file has another number now, with which
-    // the call is worth a retry. Keeps errno if not.
+    // After a call with a number has failed: whether one more attempt with number() is worth it, as
+    // the file has another number now, or the number was closed and is the file's again. Keeps
+    // errno.
     bool renewed(int failed);
     // Closes it, unless the number belongs to another file now. 0, or -1 with errno.
     int close();

@@ -74,16 +74,14 @@ extern "C" BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD size, LPDWORD done,
         return fail_with(ERROR_ACCESS_DENIED);
     DWORD moved = 0;
     BOOL good = TRUE;
-    int fd = object->fd();
     while (moved < size)
     {
-        const ssize_t count = sys::write(fd, static_cast<const char*>(buffer) + moved,
-                                         std::min<size_t>(size - moved, call_limit));
-        if (count < 0 && object->renewed(fd))
-        {
-            fd = object->fd();
-            continue;
-        }
+        const ssize_t count = object->on_fd(
+            [&](int fd)
+            {
+                return sys::write(fd, static_cast<const char*>(buffer) + moved,
+                                  std::min<size_t>(size - moved, call_limit));
+            });
         if (count <= 0)
         {
             good = count < 0 ? fail_errno(errno) : fail_with(ERROR_WRITE_FAULT);

@@ -88,26 +88,15 @@ DWORD FileObject::close()
         for (const Range& range : m_ranges)
             if (range.process == fork_count())
                 unlock_range(*this, range);
-    if (!m_own)
-        return m_file.close() == 0 ? 0 : system_error(errno);
-    if (m_file.is_own())
-        take_back_locks(m_own->checked_number());
-    return m_own->close() == 0 ? 0 : system_error(errno);
+    return (m_own ? m_own->close() : m_file.close()) == 0 ? 0 : system_error(errno);
 }
 
 void FileObject::keep_as_own(const struct stat& found, const char* path,
                              const ShareRequest& request)
 {
-    m_own.reset(new (std::nothrow) OwnDescriptor);
+    m_own.reset(new (std::nothrow) OwnClaimedFile);
     if (m_own)
-        m_own->take(m_file.release(), found, path,
-                    [request](int again)
-                    {
-                        ClaimedFile file(again);
-                        const bool claimed = file.claim(request) == 0;
-                        file.release();
-                        return claimed;
-                    });
+        m_own->take(std::move(m_file), found, path, request);
 }
 
 extern "C" BOOL LockFile(HANDLE file, DWORD offset_low, DWORD offset_high, DWORD size_low,

@@ -15,6 +15,7 @@
 #include "system/fork.h"
 #include "system/immortal.h"
 #include "system/last_error.h"
+#include "system/own_descriptor.h"
 #include "system/text.h"
 #include "windows.h"
 
@@ -46,12 +47,7 @@ public:
     static constexpr ObjectKind object_kind = ObjectKind::mapping;
 
     MappingObject(DWORD protection) : Object(object_kind), m_protection(protection) {}
-    ~MappingObject() override
-    {
-        release_mapped(m_file);
-        if (m_own_fd >= 0)
-            sys::close(m_own_fd);
-    }
+    ~MappingObject() override { release_mapped(m_file); }
 
     // Each returns 0 or a system error.
     DWORD over_file(const FileObject& file, uint64_t size)
@@ -78,9 +74,10 @@ public:
         }
         // The duplicate keeps the file's content; share modes and ranges end with the file's
         // handle.
-        m_own_fd = sys::duplicate(file.fd());
-        if (m_own_fd < 0)
+        const int own = duplicate_high(file.fd());
+        if (own < 0)
             return system_error(errno);
+        m_own.take(own, found);
         m_size = size;
         const FileNumbers numbers{found.st_dev, found.st_ino};
         if (!hold_mapped(numbers))
@@ -93,9 +90,18 @@ public:
     {
         if (size == 0 || size > static_cast<uint64_t>(INT64_MAX))
             return ERROR_INVALID_PARAMETER;
-        m_own_fd = sys::memfd_create("plinth-mapping");
-        if (m_own_fd < 0 || sys::ftruncate(m_own_fd, static_cast<off_t>(size)) != 0)
+        const int memory = sys::memfd_create("plinth-mapping");
+        if (memory < 0)
             return system_error(errno);
+        struct stat found;
+        if (sys::ftruncate(memory, static_cast<off_t>(size)) != 0 ||
+            sys::fstat(memory, &found) != 0)
+        {
+            const DWORD error = system_error(errno);
+            sys::close(memory);
+            return error;
+        }
+        m_own.take(memory, found);
         m_size = size;
         return 0;
     }
@@ -112,14 +118,15 @@ public:
     }
 
     bool existed() const { return m_named.existed(); }
-    int fd() const { return m_own_fd >= 0 ? m_own_fd : m_named.fd(); }
+    // Negative if the program has closed it; only the file of a name can be opened again.
+    int checked_fd() { return m_own.taken() ? m_own.checked_number() : m_named.checked_fd(); }
     uint64_t size() const { return m_size; }
     const FileNumbers& file() const { return m_file; }
     DWORD protection() const { return m_protection; }
 
 private:
     const DWORD m_protection;
-    int m_own_fd = -1;
+    OwnDescriptor m_own; // without a name
     FileNumbers m_file;
     NamedObject m_named;
     uint64_t m_size = 0;
@@ -219,7 +226,7 @@ void* map_aligned(size_t size, int protection, int flags, int fd, off_t offset)
     return view;
 }
 
-LPVOID map_view(const MappingObject& mapping, DWORD access, uint64_t offset, uint64_t size)
+LPVOID map_view(MappingObject& mapping, DWORD access, uint64_t offset, uint64_t size)
 {
     const bool copies = (access & ~FILE_MAP_READ) == FILE_MAP_COPY;
     const bool writes = (access & FILE_MAP_WRITE) != 0;
@@ -241,11 +248,17 @@ LPVOID map_view(const MappingObject& mapping, DWORD access, uint64_t offset, uin
         fail_with(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
+    const int fd = mapping.checked_fd();
+    if (fd < 0)
+    {
+        fail_with(ERROR_FILE_INVALID);
+        return nullptr;
+    }
     const std::lock_guard guard(views().lock);
     void* const view =
         map_aligned(size, PROT_READ | (writes || copies ? PROT_WRITE : 0),
-                    copies || mapping.protection() == PAGE_WRITECOPY ? MAP_PRIVATE : MAP_SHARED,
-                    mapping.fd(), static_cast<off_t>(offset));
+                    copies || mapping.protection() == PAGE_WRITECOPY ? MAP_PRIVATE : MAP_SHARED, fd,
+                    static_cast<off_t>(offset));
     if (!view)
     {
         fail_errno(errno);

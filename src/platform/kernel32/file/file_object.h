@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "kernel32/object/handle_table.h"
+#include "own_claimed_file.h"
 #include "share_modes.h"
 #include "system/calls.h"
 #include "system/last_error.h"
-#include "system/own_descriptor.h"
 
 namespace platform
 {
@@ -33,10 +33,20 @@ public:
     void keep_as_own(const struct stat& found, const char* path, const ShareRequest& request);
 
     int fd() const { return m_own ? m_own->number() : static_cast<int>(m_file); }
-    // The same, after a check that the descriptor still refers to its file.
-    int checked_fd() const { return m_own ? m_own->checked_number() : static_cast<int>(m_file); }
-    // Whether a call that failed with this number is worth a retry with fd().
-    bool renewed(int failed) const { return m_own && m_own->renewed(failed); }
+    // Checks that the descriptor still refers to its file.
+    void check_fd() const
+    {
+        if (m_own)
+            m_own->checked_number();
+    }
+    // Calls with fd(). If that fails and the program had closed the descriptor, the file is opened
+    // again and the call is repeated, once.
+    template <class Call> auto on_fd(Call call) const
+    {
+        const int first = fd();
+        const auto result = call(first);
+        return result < 0 && m_own && m_own->renewed(first) ? call(fd()) : result;
+    }
     bool readable() const { return m_readable; } // as the caller asked; the descriptor may do more
     bool writable() const { return m_writable; }
     bool regular() const { return m_regular; }
@@ -58,7 +68,7 @@ public:
     std::vector<Range> m_ranges; // ranges that LockFile locked through this handle
 
 private:
-    std::unique_ptr<OwnDescriptor> m_own; // then m_file has none
+    std::unique_ptr<OwnClaimedFile> m_own; // then m_file has none
     const bool m_readable;
     const bool m_writable;
     const bool m_regular;

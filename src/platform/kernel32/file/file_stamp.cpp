@@ -55,13 +55,10 @@ DWORD set_times(int fd, const FILETIME* access, const FILETIME* write)
 // If the program has closed a log's descriptor, the log is opened again for this call.
 bool look_at(const FileObject& file, struct statx& found)
 {
-    for (int fd = file.checked_fd();; fd = file.fd())
-    {
-        if (sys::statx(fd, "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &found) == 0)
-            return true;
-        if (!file.renewed(fd))
-            return false;
-    }
+    constexpr unsigned wanted = STATX_BASIC_STATS | STATX_BTIME;
+    file.check_fd();
+    return file.on_fd([&](int fd) { return sys::statx(fd, "", AT_EMPTY_PATH, wanted, &found); }) ==
+           0;
 }
 
 FileStamps stamps_of_open(int fd, const struct statx& found)

@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <utility>
 
 #include "program_file.h"
 #include "system/calls.h"
@@ -24,13 +25,14 @@ void ModuleFile::close()
     m_file.close();
 }
 
-DWORD ModuleFile::open(int fd)
+DWORD ModuleFile::open(int fd, const char* path)
 {
-    m_file.reset(fd);
-    DWORD error = 0;
+    DWORD error = fd < 0 ? system_error(errno) : 0;
+    ClaimedFile file(fd);
     try
     {
-        error = fd < 0 ? system_error(errno) : read();
+        if (!error)
+            error = read(std::move(file), path);
     }
     catch (const std::bad_alloc&)
     {
@@ -41,26 +43,36 @@ DWORD ModuleFile::open(int fd)
     return error;
 }
 
-DWORD ModuleFile::read()
+DWORD ModuleFile::read(ClaimedFile&& file, const char* path)
 {
+    constexpr ShareRequest request{.reads = true,
+                                   .writes = false,
+                                   .overwrites = false,
+                                   .shares_read = true,
+                                   .shares_write = false};
     struct stat found;
-    if (sys::fstat(m_file, &found) != 0)
+    if (sys::fstat(file, &found) != 0)
         return system_error(errno);
     if (!S_ISREG(found.st_mode))
         return ERROR_BAD_EXE_FORMAT;
-    if (const DWORD error = m_file.claim({.reads = true,
-                                          .writes = false,
-                                          .overwrites = false,
-                                          .shares_read = true,
-                                          .shares_write = false}))
+    if (const DWORD error = file.claim(request))
         return error;
-    return m_image.open(m_file);
+    if (const DWORD error = m_image.open(file))
+        return error;
+    m_file.take(std::move(file), found, path, request);
+    return 0;
 }
 
 DWORD ModuleFile::fetch(const pe::Bytes& bytes)
 {
     const auto offset = static_cast<uint64_t>(bytes.data() - m_image.bytes().data());
-    return bytes.size() ? m_image.read(offset, bytes.size()) : 0;
+    if (m_image.holds(offset, bytes.size()))
+        return 0;
+    const int fd = m_file.checked_number();
+    if (fd < 0)
+        return ERROR_FILE_INVALID;
+    m_image.use_descriptor(fd);
+    return m_image.read(offset, bytes.size());
 }
 
 namespace
@@ -79,13 +91,17 @@ bool open_loaded(uintptr_t base, int& fd)
 } // namespace
 
 // The program's path refers to the running file, even if another file has that path now.
+const char* Module::open_path() const
+{
+    return m_path == program_path() ? program_link : m_path.c_str();
+}
+
 int Module::open_descriptor() const
 {
     if (int fd = -1; m_base && open_loaded(m_base, fd))
         return fd;
-    const bool program = m_path == program_path();
     // An ordinary open would wait at a pipe without a writer.
-    return sys::open(program ? program_link : m_path.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
+    return sys::open(open_path(), O_RDONLY | O_NOCTTY | O_NONBLOCK);
 }
 
 namespace
@@ -114,7 +130,7 @@ DWORD Module::open_file()
     if (m_file.load())
         return 0;
     auto file = std::make_unique<ModuleFile>();
-    if (const DWORD error = file->open(open_descriptor()))
+    if (const DWORD error = file->open(open_descriptor(), open_path()))
         return error;
     m_file.store(file.release());
     return 0;
@@ -127,7 +143,7 @@ const pe::ResourceTree* Module::resources()
 
 bool Module::is_replaced(const LoadedModule& loaded)
 {
-    const ModuleFile* const file = m_file.load();
+    ModuleFile* const file = m_file.load();
     return file && !file->is_of(loaded);
 }
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "image_file.h"
-#include "kernel32/file/share_modes.h"
+#include "kernel32/file/own_claimed_file.h"
 #include "private_image.h"
 #include "windef.h"
 
@@ -23,22 +23,27 @@ public:
     ModuleFile& operator=(const ModuleFile&) = delete;
     ~ModuleFile();
 
-    // Takes the descriptor over; if it is -1, errno is the reason. 0 or a system error, as
-    // PrivateImage. May be tried again.
-    DWORD open(int fd);
+    // Takes the descriptor over; if it is -1, errno is the reason. path: where the file can be
+    // opened again, should the program close the descriptor. 0 or a system error, as PrivateImage.
+    // May be tried again.
+    DWORD open(int fd, const char* path);
 
     // Whether the loaded module was made from this file.
-    bool is_of(const LoadedModule& loaded) const { return is_image_file(m_file, loaded); }
+    bool is_of(const LoadedModule& loaded)
+    {
+        return is_image_file(m_file.checked_number(), loaded);
+    }
 
     const pe::ResourceTree& resources() const { return m_image.resources(); }
-    // Reads the bytes of a resource. 0 or a system error.
+    // Reads the bytes of a resource. 0 or a system error: ERROR_FILE_INVALID if the program has
+    // closed the descriptor and the file can't be opened again.
     DWORD fetch(const pe::Bytes& bytes);
 
 private:
-    DWORD read();
+    DWORD read(ClaimedFile&& file, const char* path);
     void close();
 
-    ClaimedFile m_file;
+    OwnClaimedFile m_file;
     PrivateImage m_image;
 };
 
@@ -64,6 +69,7 @@ public:
     bool is_replaced(const LoadedModule& loaded);
 
 private:
+    const char* open_path() const;
     int open_descriptor() const;
 
     const std::string m_path;

@@ -147,13 +147,27 @@ DWORD PrivateImage::read_directory(const pe::Bytes& tree, uint32_t directory, in
     return 0;
 }
 
-// Reads as much of the range as the file has.
-DWORD PrivateImage::read(uint64_t offset, uint64_t size)
+// The blocks with as much of the range as the file has.
+PrivateImage::Blocks PrivateImage::blocks_of(uint64_t offset, uint64_t size) const
 {
     if (offset >= m_size || size == 0)
-        return 0;
-    const uint64_t last = (offset + std::min<uint64_t>(size, m_size - offset) - 1) / block_size;
-    for (uint64_t block = offset / block_size; block <= last; ++block)
+        return {};
+    const uint64_t last = offset + std::min<uint64_t>(size, m_size - offset) - 1;
+    return {offset / block_size, last / block_size + 1};
+}
+
+bool PrivateImage::holds(uint64_t offset, uint64_t size) const
+{
+    auto [block, end] = blocks_of(offset, size);
+    while (block < end && m_is_read[block])
+        ++block;
+    return block == end;
+}
+
+DWORD PrivateImage::read(uint64_t offset, uint64_t size)
+{
+    const auto [first, end] = blocks_of(offset, size);
+    for (uint64_t block = first; block < end; ++block)
         if (const DWORD error = m_is_read[block] ? 0 : read_block(block))
             return error;
     return 0;

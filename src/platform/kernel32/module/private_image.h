@@ -22,20 +22,30 @@ public:
     PrivateImage& operator=(const PrivateImage&) = delete;
     ~PrivateImage();
 
-    // The descriptor stays the caller's and must stay open meanwhile. 0 or a system error;
+    // The descriptor stays the caller's and must stay open meanwhile, or until use_descriptor
+    // passes another one of the same file. 0 or a system error;
     // ERROR_BAD_EXE_FORMAT for a file that is no module, ERROR_HANDLE_EOF for one that is cut
     // meanwhile. May be tried again.
     DWORD open(int fd);
     void close();
+    void use_descriptor(int fd) { m_fd = fd; }
 
     // All bytes of the file; those that were not read are zero.
     pe::Bytes bytes() const { return {m_memory, m_size}; }
     const pe::ResourceTree& resources() const { return m_resources; }
 
+    // Whether a range was read.
+    bool holds(uint64_t offset, uint64_t size) const;
     // Reads a range, as far as the file had it when it was opened. 0 or a system error, as above.
     DWORD read(uint64_t offset, uint64_t size);
 
 private:
+    struct Blocks
+    {
+        uint64_t first;
+        uint64_t end;
+    };
+    Blocks blocks_of(uint64_t offset, uint64_t size) const;
     DWORD read_headers();
     DWORD read_pe_headers();
     DWORD read_elf_headers();

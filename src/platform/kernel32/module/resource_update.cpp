@@ -17,9 +17,9 @@
 #include "kernel32/file/file_status.h"
 #include "kernel32/file/native_path.h"
 #include "kernel32/file/open_claimed.h"
+#include "kernel32/file/own_claimed_file.h"
 #include "kernel32/file/path.h"
 #include "kernel32/file/replacement_file.h"
-#include "kernel32/file/share_modes.h"
 #include "kernel32/object/handle_table.h"
 #include "pe/rewrite.h"
 #include "private_image.h"
@@ -87,6 +87,9 @@ int replace_image(const std::string& path, const pe::Pieces& pieces, uint64_t ch
     return error ? error : file.put_synced();
 }
 
+constexpr ShareRequest update_request{
+    .reads = true, .writes = true, .overwrites = true, .shares_read = false, .shares_write = false};
+
 class ResourceUpdate : public Object
 {
 public:
@@ -108,17 +111,22 @@ public:
         m_path = real;
         // Between the opening and the claim another update may have replaced the file.
         int attempts = 0;
+        ClaimedFile file;
+        struct stat found;
         const DWORD error = open_claimed(
-            m_file, [&] { return sys::open(real, O_RDWR | O_NOCTTY | O_NONBLOCK); },
+            file, [&] { return sys::open(real, O_RDWR | O_NOCTTY | O_NONBLOCK); },
             [&](bool& gone)
             {
-                const DWORD refused = admit();
-                gone = !refused && !is_current();
+                const DWORD refused = admit(file, found);
+                gone = !refused && !is_current(file);
                 return gone && ++attempts == most_attempts ? ERROR_SHARING_VIOLATION : refused;
             });
-        if (m_file < 0)
+        if (file < 0)
             return native.fail(errno);
-        return !error || fail_with(error);
+        if (error)
+            return fail_with(error);
+        m_file.take(std::move(file), found, real, update_request);
+        return true;
     }
 
     // Without bytes the resource is removed. False, with the last error, if the update is ending.
@@ -136,10 +144,13 @@ public:
     {
         // Read and written without the lock: a fork must not wait for that.
         const Changes changes = take_changes();
+        const int old = m_file.checked_number();
+        if (old < 0)
+            return ERROR_FILE_INVALID; // the program has closed it, and it can't be opened again
         PrivateImage file;
         pe::Image image;
         pe::ResourceSet set;
-        if (const DWORD error = file.open(m_file))
+        if (const DWORD error = file.open(old))
             return error;
         if (!image.parse(file.bytes()))
             return ERROR_BAD_EXE_FORMAT;
@@ -153,7 +164,7 @@ public:
         if (const DWORD error = pe::rewrite_resources(image, set, pieces))
             return error;
         const int error =
-            replace_image(m_path, pieces, image.checksum_field(), {m_file, file.bytes()});
+            replace_image(m_path, pieces, image.checksum_field(), {old, file.bytes()});
         return error ? system_error(error) : 0;
     }
 
@@ -168,33 +179,28 @@ private:
     }
 
     // Checks the opened file. 0 or a system error.
-    DWORD admit()
+    static DWORD admit(ClaimedFile& file, struct stat& found)
     {
-        struct stat found;
-        if (sys::fstat(m_file, &found) != 0)
+        if (sys::fstat(file, &found) != 0)
             return system_error(errno);
         if (!S_ISREG(found.st_mode))
             return ERROR_BAD_EXE_FORMAT;
         if (has_no_write_bit(found))
             return ERROR_ACCESS_DENIED; // read-only, for root too
-        if (const DWORD error = m_file.claim({.reads = true,
-                                              .writes = true,
-                                              .overwrites = true,
-                                              .shares_read = false,
-                                              .shares_write = false}))
+        if (const DWORD error = file.claim(update_request))
             return error;
-        PrivateImage file;
+        PrivateImage content;
         pe::Image image;
-        if (const DWORD error = file.open(m_file))
+        if (const DWORD error = content.open(file))
             return error;
-        return image.parse(file.bytes()) ? 0 : ERROR_BAD_EXE_FORMAT;
+        return image.parse(content.bytes()) ? 0 : ERROR_BAD_EXE_FORMAT;
     }
 
-    bool is_current() const
+    bool is_current(int file) const
     {
         struct stat opened;
         struct stat named;
-        return sys::fstat(m_file, &opened) == 0 && sys::stat(m_path.c_str(), &named) == 0 &&
+        return sys::fstat(file, &opened) == 0 && sys::stat(m_path.c_str(), &named) == 0 &&
                is_same_file(opened, named);
     }
 
@@ -230,7 +236,7 @@ private:
 
     static constexpr int most_attempts = 16;
     const bool m_delete_existing;
-    ClaimedFile m_file;
+    OwnClaimedFile m_file;
     std::string m_path; // with symbolic links resolved
     // Guards the two below, of all updates: one lock for all, so that a fork can take it. No other
     // lock is taken while it is held.

@@ -70,6 +70,7 @@ public:
 
     bool existed() const { return m_existed; } // it had a holder when this one joined
     int fd() const { return m_file.number(); }
+    int checked_fd() { return m_file.checked_number(); }
     size_t size() const { return m_size; } // bytes
 
 private:

@@ -6,7 +6,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "system/bus.h"
@@ -14,6 +16,7 @@
 #include "system/exception_guard.h"
 #include "system/fork.h"
 #include "system/last_error.h"
+#include "system/own_descriptor.h"
 #include "system/text.h"
 #include "windows.h"
 
@@ -28,7 +31,7 @@ constexpr const char* default_reason = "Power saving is turned off";
 struct Lock
 {
     unsigned demands = 0;
-    int fd = -1; // of the login manager
+    std::unique_ptr<OwnDescriptor> held; // of the login manager; null: none
     std::string reason;
 };
 
@@ -66,10 +69,22 @@ const char* login_name_of(Inhibition what)
     }
 }
 
-void close_lock(int fd)
+// Null if the login manager gives none.
+std::unique_ptr<OwnDescriptor> take_lock(Inhibition what, const std::string& reason)
 {
-    if (fd >= 0)
+    const int fd = take_login_lock(login_name_of(what), program_name(), reason);
+    if (fd < 0)
+        return nullptr;
+    struct stat found;
+    std::unique_ptr<OwnDescriptor> taken(new (std::nothrow) OwnDescriptor);
+    if (taken && sys::fstat(fd, &found) == 0)
+        taken->take(fd, found);
+    else
+    {
         sys::close(fd);
+        taken.reset();
+    }
+    return taken;
 }
 
 // Takes or releases one lock as demanded. Needs the lock. A new one is taken before the old one is
@@ -78,13 +93,15 @@ void apply(Inhibition what)
 {
     Lock& mine = locks().each[static_cast<unsigned>(what)];
     const bool is_saver = what == Inhibition::screen_saver;
-    const bool held = is_saver ? locks().screen_saver.is_held() : mine.fd >= 0;
+    // The program may have closed it, as daemons close all descriptors.
+    const bool held =
+        is_saver ? locks().screen_saver.is_held() : mine.held && mine.held->checked_number() >= 0;
     if (mine.demands == 0)
     {
         if (is_saver)
             locks().screen_saver.release();
         else
-            close_lock(std::exchange(mine.fd, -1));
+            mine.held.reset();
         return;
     }
     if (held && mine.reason == locks().reason)
@@ -92,9 +109,8 @@ void apply(Inhibition what)
     mine.reason = locks().reason;
     if (is_saver)
         return locks().screen_saver.take(program_name(), mine.reason);
-    const int fd = take_login_lock(login_name_of(what), program_name(), mine.reason);
-    if (fd >= 0)
-        close_lock(std::exchange(mine.fd, fd));
+    if (auto taken = take_lock(what, mine.reason))
+        mine.held = std::move(taken);
 }
 
 // The calling thread's requirements; they end with it.
@@ -136,7 +152,8 @@ void forget_in_child()
     t_state.forget();
     if (const Locks* const former = g_locks.renew())
         for (const Lock& each : former->each)
-            close_lock(each.fd);
+            if (each.held)
+                each.held->close();
 }
 
 const AtFork g_at_fork(ForkStep::awake, {nullptr, nullptr, forget_in_child});

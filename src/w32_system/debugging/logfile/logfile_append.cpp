@@ -47,7 +47,7 @@ bool HasBytes(QvFile file, uint64_t position, const void* bytes, uint64_t size)
 
 // Removes the first bytes of a record if they are the end of the file: written by this handle, with
 // nothing after them. Needs the gate. Cutting needs the right to write, which the log's own handle
-// doesn't have.
+// doesn't have. So the file is opened by its path; a renamed one is not cut.
 bool TakeBack(const QvLogTarget& log, const void* bytes, uint64_t size)
 {
     uint64_t end = 0;
