@@ -15,6 +15,7 @@
 #include "kernel_files.h"
 #include "kernel_text.h"
 #include "plain_calls.h"
+#include "root.h"
 
 namespace platform
 {
@@ -308,10 +309,13 @@ const char* behind(const char* path, const std::string& folder)
 
 void guard_folder(const std::string& path)
 {
-    auto* const folder = new GuardedFolder{path, path, nullptr};
-    char real[longest_path];
-    if (::realpath(path.c_str(), real))
-        folder->real = real;
+    char resolved[longest_path];
+    const std::string real = ::realpath(path.c_str(), resolved) ? resolved : path;
+    for (const GuardedFolder* known = g_guarded_folders.load(std::memory_order_acquire); known;
+         known = known->next)
+        if (known->path == path && known->real == real)
+            return;
+    auto* const folder = new GuardedFolder{path, real, nullptr};
     folder->next = g_guarded_folders.load(std::memory_order_relaxed);
     while (
         !g_guarded_folders.compare_exchange_weak(folder->next, folder, std::memory_order_release))
@@ -375,6 +379,11 @@ bool GuardedPath::make_absolute(const char* path)
 
 void GuardedPath::find(const char* path)
 {
+    if (!guard_roots())
+    {
+        m_error = ENOMEM;
+        return;
+    }
     if (*path != '/' || has_dots(path))
     {
         if (!make_absolute(path))

@@ -59,11 +59,7 @@ class GuardedPath
 {
 public:
     // A relative path is taken from the current folder. The text must outlive the object.
-    explicit GuardedPath(const char* path)
-    {
-        if (g_guarded_folders.load(std::memory_order_acquire)) [[likely]]
-            find(path);
-    }
+    explicit GuardedPath(const char* path) { find(path); }
     GuardedPath(const GuardedPath&) = delete;
     GuardedPath& operator=(const GuardedPath&) = delete;
     explicit operator bool() const { return m_folder || m_error; }

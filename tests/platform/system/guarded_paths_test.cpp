@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <filesystem>
 
+#include <shlobj.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,8 +33,6 @@ struct GuardedPaths : testing::TestWithParam<bool>
     GuardedPaths()
     {
         test::needs(geteuid() == 0, "root", "sudo");
-        HKEY key = nullptr;
-        RegOpenKeyW(HKEY_LOCAL_MACHINE, L"x", &key); // the first use guards the root
         chmod(shared.c_str(), 0777);
         test::write_file(outside + "/file", "old");
         if (!GetParam())
@@ -165,6 +164,54 @@ TEST_P(GuardedPaths, APathFromTheCurrentFolderIsGuardedToo)
                   INVALID_HANDLE_VALUE)
             << path;
     EXPECT_EQ(outside_text(), "old");
+}
+
+// Each path leads to the folder "disk", from the folder of the test.
+struct SpelledRoot : testing::TestWithParam<const char*>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(, SpelledRoot,
+                         testing::Values("/link", "//link//", "/./link", "/link/.", "/link/./",
+                                         "/none/../link", "/link/../disk", "/deep/../../link",
+                                         "/link/.//deep/../..//./link"));
+
+TEST_P(SpelledRoot, IsGuardedBeforeAndAfterItsFirstUse)
+{
+    test::needs(geteuid() == 0, "root", "sudo");
+    const std::string disk = test::make_folder("disk");
+    const std::string far = test::make_folder("far");
+    fs::create_directories(far + "/one/two");
+    fs::create_directories(disk + "/registry");
+    fs::create_symlink("disk", test::root() + "/link");
+    for (const std::string& folder : {test::root(), disk})
+        fs::create_symlink(far + "/one/two", folder + "/deep");
+    fs::create_symlink(disk, far + "/link"); // "deep/../.." is the folder "far"
+    test::write_file(far + "/file", "old");
+    fs::create_symlink(far + "/file", disk + "/theirs");
+    fs::create_symlink(far + "/made", disk + "/registry/HKEY_LOCAL_MACHINE.reg.lock");
+    for (const char* const name : {"/theirs", "/registry/HKEY_LOCAL_MACHINE.reg.lock"})
+        EXPECT_EQ(lchown((disk + name).c_str(), stranger, stranger), 0);
+    chmod(disk.c_str(), 0777);
+    chmod((disk + "/registry").c_str(), 0777);
+    setenv("PLINTH_ROOT", (test::root() + GetParam()).c_str(), 1);
+    const auto opens = [](const std::string& path)
+    {
+        const HANDLE file = CreateFileW(test::windows_form(path), GENERIC_WRITE, 0, nullptr,
+                                        OPEN_ALWAYS, 0, nullptr);
+        return file != INVALID_HANDLE_VALUE && CloseHandle(file);
+    };
+    EXPECT_FALSE(opens(disk + "/theirs"));
+    EXPECT_TRUE(opens(disk + "/own"));
+    HKEY key = nullptr;
+    EXPECT_NE(RegCreateKeyW(HKEY_LOCAL_MACHINE, L"x", &key), 0);
+    wchar_t data[MAX_PATH];
+    ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, data), S_OK);
+    EXPECT_TRUE(fs::exists(disk + "/ProgramData"));
+    const std::string root = fs::path(test::native_form(data)).parent_path();
+    EXPECT_FALSE(opens(root + "/theirs"));
+    EXPECT_TRUE(opens(root + "/own"));
+    EXPECT_FALSE(fs::exists(far + "/made"));
 }
 
 } // namespace
