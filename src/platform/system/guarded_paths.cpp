@@ -7,9 +7,7 @@
 #include <new>
 #include <string_view>
 
-#include <linux/openat2.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "kernel_files.h"
@@ -20,12 +18,9 @@
 namespace platform
 {
 
-constinit std::atomic<const GuardedFolder*> g_guarded_folders{nullptr};
-
 namespace
 {
 
-constexpr mode_t others_may_write = S_IWGRP | S_IWOTH;
 constexpr int most_links = 40; // as the kernel's limit
 
 // A descriptor of the walk, closed when the next one replaces it.
@@ -70,14 +65,18 @@ const char* own_link(int fd, char (&link)[link_room])
     return link;
 }
 
+// owner: of the guarded folder.
+bool is_trusted(uid_t user, uid_t owner)
+{
+    return user == 0 || user == owner || user == ::geteuid();
+}
+
 // Whether only a trusted user can have made the link.
 bool may_follow(int folder, const struct stat& link, uid_t owner)
 {
-    const auto trusted = [owner](uid_t user)
-    { return user == ::geteuid() || user == 0 || user == owner; };
     struct stat in;
-    return ::fstat(folder, &in) == 0 && trusted(in.st_uid) &&
-           ((in.st_mode & others_may_write) == 0 || trusted(link.st_uid));
+    return ::fstat(folder, &in) == 0 && is_trusted(in.st_uid, owner) &&
+           ((in.st_mode & others_may_write) == 0 || is_trusted(link.st_uid, owner));
 }
 
 bool kernel_protects_hard_links()
@@ -94,12 +93,14 @@ bool kernel_protects_hard_links()
     }
 }
 
-// Whether a second name of another user's file can't have been planted in the folder.
-bool may_open_linked(int folder)
+// Whether a second name of another user's file can't have been planted in the folder. Its owner
+// could change its mode, and is free of the sticky bit.
+bool may_open_linked(int folder, uid_t owner)
 {
     struct stat in;
     return ::fstat(folder, &in) == 0 &&
-           ((in.st_mode & others_may_write) == 0 || (in.st_mode & S_ISVTX) != 0 ||
+           ((is_trusted(in.st_uid, owner) &&
+             ((in.st_mode & others_may_write) == 0 || (in.st_mode & S_ISVTX) != 0)) ||
             kernel_protects_hard_links());
 }
 
@@ -192,19 +193,10 @@ template <size_t room>
     char text[room];
     std::snprintf(text, sizeof text, "%s/%.*s", folder.real.c_str(), static_cast<int>(rest.size()),
                   rest.data());
-    if (sys::intercepted("openat2"))
-        return -1;
-    open_how how = {};
-    // Unlike the older calls, openat2 refuses flags that have no effect.
-    constexpr int beside_path = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-    how.flags = static_cast<uint64_t>((flags & O_PATH) != 0 ? flags & beside_path : flags);
-    how.mode = (flags & O_CREAT) != 0 ? mode : 0;
-    how.resolve = RESOLVE_NO_SYMLINKS;
-    return static_cast<int>(::syscall(SYS_openat2, AT_FDCWD, text, &how, sizeof how));
+    return open_without_links(AT_FDCWD, text, flags, mode);
 }
 
-// Opens a folder, or a file in it, by a path without any link. -1 with ELOOP if there are links,
-// or with another errno.
+// The same for a folder, or a file in it.
 int open_without_links(const GuardedFolder& folder, std::string_view rest, int flags, mode_t mode)
 {
     const size_t size = folder.real.size() + 1 + rest.size() + 1;
@@ -212,25 +204,6 @@ int open_without_links(const GuardedFolder& folder, std::string_view rest, int f
         return refuse(ENAMETOOLONG);
     return size <= usual_path ? open_joined<usual_path>(folder, rest, flags, mode)
                               : open_joined<longest_path>(folder, rest, flags, mode);
-}
-
-// Whether the call that refuses links couldn't decide: there are links, or the call isn't available
-// (kernels before 5.6, sandboxes).
-bool has_to_walk(int error)
-{
-    return error == ELOOP || error == ENOSYS || error == EPERM;
-}
-
-int open_folder(const GuardedFolder& folder)
-{
-    return ::open(folder.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-}
-
-// Root, which is trusted in any case, if the owner can't be read.
-uid_t owner_of(int folder)
-{
-    struct stat found;
-    return ::fstat(folder, &found) == 0 ? found.st_uid : 0;
 }
 
 // Whether a level of the path is "." or "..".
@@ -301,27 +274,12 @@ const char* behind(const char* path, const std::string& folder)
     // With a last name that isn't followed, the walk ends at that name's folder.
     std::memcpy(pending, rest.data(), rest.size());
     std::strcpy(pending + rest.size(), "x");
-    const int from = open_folder(folder);
-    return from < 0 ? -1 : walk(from, pending, false, owner_of(from));
+    uid_t owner;
+    const int from = open_guarded(folder, owner);
+    return from < 0 ? -1 : walk(from, pending, false, owner);
 }
 
 } // namespace
-
-void guard_folder(const std::string& path)
-{
-    char resolved[longest_path];
-    const std::string real = ::realpath(path.c_str(), resolved) ? resolved : path;
-    for (const GuardedFolder* known = g_guarded_folders.load(std::memory_order_acquire); known;
-         known = known->next)
-        if (known->path == path && known->real == real)
-            return;
-    auto* const folder = new GuardedFolder{path, real, nullptr};
-    folder->next = g_guarded_folders.load(std::memory_order_relaxed);
-    while (
-        !g_guarded_folders.compare_exchange_weak(folder->next, folder, std::memory_order_release))
-    {
-    }
-}
 
 int open_judged(const char* path, int flags)
 {
@@ -415,19 +373,28 @@ int GuardedPath::open_parent(const char*& name) const
         --start;
     name = m_rest + start;
     const std::string_view folder(m_rest, start);
-    const int flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
-    const int fd = open_without_links(*m_folder, folder, flags, 0);
+    if (m_folder->is_replaceable)
+        return walk_to(*m_folder, folder);
+    const int fd = open_without_links(*m_folder, folder, O_PATH | O_DIRECTORY | O_CLOEXEC, 0);
     return fd >= 0 || !has_to_walk(errno) ? fd : walk_to(*m_folder, folder);
 }
 
-// Opens without judging the file. parent: its folder if there were links on the way, else -1.
+// Opens without judging the file. parent: its folder if the path was walked, else -1.
 int GuardedPath::open_any(int flags, mode_t mode, int& parent) const
 {
     parent = -1;
     if (m_error)
         return refuse(m_error);
-    const int fd = open_without_links(*m_folder, m_rest, flags, mode);
-    return fd >= 0 || !has_to_walk(errno) ? fd : open_by_walk(flags, mode, parent);
+    // Where the folder may have been replaced, nothing is made before the walk has seen the folder.
+    const bool makes_later = m_folder->is_replaceable && (flags & O_CREAT) != 0;
+    if (!makes_later || (flags & O_EXCL) == 0)
+    {
+        const int at_first = makes_later ? flags & ~O_CREAT : flags;
+        const int fd = open_without_links(*m_folder, m_rest, at_first, mode);
+        if (fd >= 0 || !(has_to_walk(errno) || (makes_later && errno == ENOENT)))
+            return fd;
+    }
+    return open_by_walk(flags, mode, parent);
 }
 
 [[gnu::noinline]] int GuardedPath::open_by_walk(int flags, mode_t mode, int& parent) const
@@ -436,30 +403,40 @@ int GuardedPath::open_any(int flags, mode_t mode, int& parent) const
     if (std::strlen(m_rest) >= sizeof pending)
         return refuse(ENAMETOOLONG);
     std::strcpy(pending, m_rest);
-    const int from = open_folder(*m_folder);
+    uid_t owner;
+    const int from = open_guarded(*m_folder, owner);
     const bool makes_new = (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0;
     parent = from < 0
                  ? -1
-                 : walk(from, pending, !makes_new && (flags & O_NOFOLLOW) == 0, owner_of(from));
+                 : walk(from, pending, !makes_new && (flags & O_NOFOLLOW) == 0, owner);
     return parent < 0 ? -1 : ::openat(parent, *pending ? pending : ".", flags | O_NOFOLLOW, mode);
 }
 
 int GuardedPath::open(int flags, mode_t mode, struct stat* wanted) const
 {
-    int parent;
-    Step opened(open_any((flags & ~O_TRUNC) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode, parent));
-    Step folder(parent);
-    if (opened.get() < 0)
-        // A FIFO without a reader, a socket, or a folder opened for writing.
-        return refuse(errno == ENXIO || errno == EISDIR ? EACCES : errno);
+    const int opening = (flags & ~O_TRUNC) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     const bool is_new = (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0;
-    if (is_new && !wanted)
-        return opened.release();
-
+    int parent;
+    Step opened(open_any(opening, mode, parent));
+    Step folder(parent);
     struct stat here;
     struct stat& found = wanted ? *wanted : here;
-    if (sys::fstat(opened.get(), &found) != 0)
-        return -1;
+    for (bool is_known = false; !is_known;)
+    {
+        if (opened.get() < 0)
+            // A FIFO without a reader, a socket, or a folder opened for writing.
+            return refuse(errno == ENXIO || errno == EISDIR ? EACCES : errno);
+        if (is_new && !wanted)
+            return opened.release();
+        if (sys::fstat(opened.get(), &found) != 0)
+            return -1;
+        is_known = folder.get() >= 0 || m_folder->vouched_by(found);
+        if (!is_known)
+        {
+            opened.reset(open_by_walk(opening, mode, parent));
+            folder.reset(parent);
+        }
+    }
     if (is_new)
         return opened.release();
     if ((flags & (O_PATH | O_DIRECTORY)) == 0 && !S_ISREG(found.st_mode))
@@ -469,7 +446,7 @@ int GuardedPath::open(int flags, mode_t mode, struct stat* wanted) const
         const char* name;
         if (folder.get() < 0)
             folder.reset(open_parent(name));
-        if (folder.get() < 0 || !may_open_linked(folder.get()))
+        if (folder.get() < 0 || !may_open_linked(folder.get(), m_folder->owner))
             return refuse(EACCES);
     }
     if ((flags & O_TRUNC) != 0 && ::ftruncate(opened.get(), 0) != 0)

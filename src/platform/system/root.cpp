@@ -92,25 +92,34 @@ std::string state_without_home()
     return "/tmp/.plinth-" + std::to_string(geteuid());
 }
 
+// Makes the folder, and guards it.
 std::string find_root()
 {
     if (std::string named = named_root(); !named.empty())
     {
         make_with_parents(named, 0755);
+        guard_folder(named, FolderOwner::first);
         return named;
     }
     if (make_with_parents(machine_folder, 0755) && sys::access(machine_folder, W_OK) == 0)
+    {
+        guard_folder(machine_folder, FolderOwner::first);
         return machine_folder;
+    }
     if (std::string state = own_state(); !state.empty())
     {
         make_with_parents(state, 0700);
         if (is_missing(state) || make_private(state))
+        {
+            guard_folder(state, FolderOwner::user);
             return state;
+        }
     }
     const std::string without_home = state_without_home();
     sys::mkdir(without_home.c_str(), 0700);
     if (!make_private(without_home))
         return no_folder;
+    guard_folder(without_home, FolderOwner::user);
     make_with_parents(without_home + "/plinth", 0700);
     return without_home + "/plinth";
 }
@@ -170,21 +179,20 @@ void guard_possible_roots()
 {
     if (const std::string named = named_root(); !named.empty())
     {
-        guard_folder(named);
+        guard_folder(named, FolderOwner::first);
         return;
     }
-    guard_folder(machine_folder);
+    guard_folder(machine_folder, FolderOwner::first);
     if (sys::access(machine_folder, W_OK) == 0)
         return;
     if (const std::string state = own_state(); !state.empty())
-        guard_folder(state);
-    guard_folder(state_without_home());
+        guard_folder(state, FolderOwner::user);
+    guard_folder(state_without_home(), FolderOwner::user);
 }
 
 struct Root
 {
     const std::string path = find_root();
-    Root() { guard_folder(path); }
 };
 
 } // namespace
@@ -230,7 +238,7 @@ const std::string& shared_folder()
     std::string folder = find_shared();
     if (folder.empty())
         return none.get();
-    guard_folder(folder);
+    guard_folder(folder, FolderOwner::user);
     const auto* const mine = new std::string(std::move(folder));
     const std::string* other = nullptr;
     if (kept.compare_exchange_strong(other, mine, std::memory_order_acq_rel))

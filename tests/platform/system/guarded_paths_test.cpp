@@ -142,9 +142,41 @@ TEST_P(GuardedPaths, AFurtherNameOfAStrangersFileIsRefusedWhereItMayHaveBeenPlan
     EXPECT_EQ(write("name"), 0u);
     chmod(shared.c_str(), 0755);
     EXPECT_EQ(write("name"), 0u);
+    EXPECT_EQ(chown(shared.c_str(), stranger, stranger), 0);
+    for (const mode_t mode : {0700, 0755, 01777})
+    {
+        chmod(shared.c_str(), mode);
+        EXPECT_EQ(write("name"), ERROR_ACCESS_DENIED) << mode;
+    }
     chmod(shared.c_str(), 0777);
     kernel.put("/proc/sys/fs/protected_hardlinks", "1\n");
     EXPECT_EQ(write("name"), 0u);
+}
+
+TEST_P(GuardedPaths, AStrangersFolderInThePlaceOfTheRootIsNotUsed)
+{
+    test::write_file(path("file"), "old");
+    EXPECT_EQ(write("file"), 0u);
+    const std::string away = test::root() + ".away";
+    const auto replaced_by = [&](uid_t owner)
+    {
+        fs::remove_all(away);
+        fs::rename(test::root(), away);
+        fs::create_directories(shared);
+        EXPECT_EQ(chown(test::root().c_str(), owner, owner), 0);
+    };
+    replaced_by(stranger);
+    test::write_file(path("theirs"), "old");
+    EXPECT_EQ(chown(path("theirs").c_str(), stranger, stranger), 0);
+    EXPECT_EQ(write("theirs"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(write("new"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(write("new", CREATE_NEW), ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(CreateDirectoryW(test::windows_form(path("folder")), nullptr));
+    EXPECT_EQ(std::distance(fs::directory_iterator(shared), fs::directory_iterator()), 1);
+    replaced_by(0);
+    EXPECT_EQ(write("new", CREATE_NEW), 0u);
+    EXPECT_EQ(write("new"), 0u);
+    fs::remove_all(away);
 }
 
 TEST_P(GuardedPaths, APathFromTheCurrentFolderIsGuardedToo)
