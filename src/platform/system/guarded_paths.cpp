@@ -414,6 +414,8 @@ int GuardedPath::open_any(int flags, mode_t mode, int& parent) const
 
 int GuardedPath::open(int flags, mode_t mode, struct stat* wanted) const
 {
+    if (m_rest && (flags & O_CREAT) != 0 && std::string_view(m_rest).ends_with('/'))
+        return refuse(EISDIR); // as the kernel does; the walk would take no notice of the slash
     const int opening = (flags & ~O_TRUNC) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     const bool is_new = (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0;
     int parent;

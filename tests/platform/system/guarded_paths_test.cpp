@@ -28,7 +28,7 @@ constexpr uid_t stranger = 61'000;
 struct GuardedPaths : testing::TestWithParam<bool>
 {
     const std::string shared = test::make_folder("shared");
-    const std::string outside = make_outside();
+    const std::string outside = test::make_folder_outside("outside");
 
     GuardedPaths()
     {
@@ -38,16 +38,7 @@ struct GuardedPaths : testing::TestWithParam<bool>
         if (!GetParam())
             PlinthTestFail("openat2", 1, 0, ENOSYS);
     }
-    ~GuardedPaths() override
-    {
-        PlinthTestReset();
-        fs::remove_all(outside);
-    }
-    static std::string make_outside()
-    {
-        std::string name = (fs::temp_directory_path() / "plinth-outside-XXXXXX").string();
-        return mkdtemp(name.data());
-    }
+    ~GuardedPaths() override { PlinthTestReset(); }
     std::string path(const std::string& name) const { return shared + "/" + name; }
     void link(const std::string& target, const std::string& name, uid_t owner) const
     {
@@ -189,8 +180,8 @@ TEST_P(GuardedPaths, APathFromTheCurrentFolderIsGuardedToo)
     ASSERT_TRUE(SetCurrentDirectoryW(test::windows_form(outside)));
     const std::string name = fs::path(test::root()).filename();
     for (const std::string& path :
-         {"../" + name + "/shared/theirs", test::root() + "//shared///theirs",
-          outside + "/.././" + name + "/shared/theirs"})
+         {"../../" + name + "/shared/theirs", test::root() + "//shared///theirs",
+          outside + "/../.././" + name + "/shared/theirs"})
         EXPECT_EQ(CreateFileW(path.starts_with('/') ? test::windows_form(path) : test::Wide(path),
                               GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr),
                   INVALID_HANDLE_VALUE)
