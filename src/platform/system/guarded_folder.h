@@ -14,8 +14,6 @@
 namespace platform
 {
 
-inline constexpr size_t longest_path = 4096; // bytes, terminator included (PATH_MAX)
-
 enum class FolderOwner
 {
     first, // who owned it when it was first seen, as for a folder that the user names
@@ -48,8 +46,8 @@ extern std::atomic<const GuardedFolder*> g_guarded_folders;
 // folder itself and the path to it aren't guarded. It may be missing, and may be given again later.
 void guard_folder(const std::string& path, FolderOwner kind);
 
-// Opens the folder itself with O_PATH and receives its owner. -1 with errno: EACCES if it belongs to
-// somebody who isn't trusted.
+// Opens the folder itself with O_PATH and receives its owner. -1 with errno: EACCES if it belongs
+// to somebody who isn't trusted.
 int open_guarded(const GuardedFolder& folder, uid_t& owner);
 
 // openat(2) of a path without any link. -1 with ELOOP if there are links, or with another errno.

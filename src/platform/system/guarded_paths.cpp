@@ -13,7 +13,6 @@
 #include "kernel_files.h"
 #include "kernel_text.h"
 #include "plain_calls.h"
-#include "root.h"
 
 namespace platform
 {
@@ -21,62 +20,12 @@ namespace platform
 namespace
 {
 
-constexpr int most_links = 40; // as the kernel's limit
-
-// A descriptor of the walk, closed when the next one replaces it.
-class Step
-{
-public:
-    explicit Step(int fd) : m_fd(fd) {}
-    Step(const Step&) = delete;
-    Step& operator=(const Step&) = delete;
-    ~Step() { reset(-1); }
-    int get() const { return m_fd; }
-    int release()
-    {
-        const int fd = m_fd;
-        m_fd = -1;
-        return fd;
-    }
-    void reset(int fd)
-    {
-        const int error = errno;
-        if (m_fd >= 0)
-            ::close(m_fd);
-        m_fd = fd;
-        errno = error;
-    }
-
-private:
-    int m_fd;
-};
-
-int refuse(int error)
-{
-    errno = error;
-    return -1;
-}
-
 // The kernel's link to the file that a descriptor of this process has open.
 constexpr size_t link_room = 32;
 const char* own_link(int fd, char (&link)[link_room])
 {
     std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
     return link;
-}
-
-// owner: of the guarded folder.
-bool is_trusted(uid_t user, uid_t owner)
-{
-    return user == 0 || user == owner || user == ::geteuid();
-}
-
-// Whether only a trusted user can have made the link.
-bool may_follow(int folder, const struct stat& link, uid_t owner)
-{
-    struct stat in;
-    return ::fstat(folder, &in) == 0 && is_trusted(in.st_uid, owner) &&
-           ((in.st_mode & others_may_write) == 0 || is_trusted(link.st_uid, owner));
 }
 
 bool kernel_protects_hard_links()
@@ -102,86 +51,6 @@ bool may_open_linked(int folder, uid_t owner)
            ((is_trusted(in.st_uid, owner) &&
              ((in.st_mode & others_may_write) == 0 || (in.st_mode & S_ISVTX) != 0)) ||
             kernel_protects_hard_links());
-}
-
-// Appends the rest of a path to a link's target. False if the result is too long.
-bool continue_behind(const char* target, size_t length, const char* rest, char* pending)
-{
-    const size_t behind = std::strlen(rest);
-    if (length + 1 + behind + 1 > longest_path)
-        return false;
-    std::memmove(pending + length + 1, rest, behind + 1); // rest is part of pending
-    std::memcpy(pending, target, length);
-    pending[length] = '/';
-    return true;
-}
-
-// Replaces a link before the rest of the path by its target. Negative with errno.
-[[gnu::noinline]] int follow_link(int link, const char* rest, char* pending)
-{
-    char target[longest_path];
-    const ssize_t size = ::readlinkat(link, "", target, sizeof target);
-    if (size < 0)
-        return -1;
-    return continue_behind(target, static_cast<size_t>(size), rest, pending) ? 0
-                                                                             : refuse(ENAMETOOLONG);
-}
-
-// Walks from a folder along the levels of a path and judges each link itself. Returns the folder of
-// the last name; that name is left in pending, and is no link if final links are followed.
-// follows_last: whether a link at the end is followed. owner: of the guarded folder.
-int walk(int from, char (&pending)[longest_path], bool follows_last, uid_t owner)
-{
-    Step folder(from);
-    char* at = pending;
-    for (int links = 0;;)
-    {
-        while (*at == '/')
-            ++at;
-        const size_t length = std::strcspn(at, "/");
-        char* rest = at + length;
-        while (*rest == '/')
-            ++rest;
-        const bool is_last = *rest == '\0';
-        if (length == 0 || (is_last && !follows_last))
-        {
-            std::memmove(pending, at, std::strlen(at) + 1);
-            return folder.release();
-        }
-        char name[256];
-        if (length >= sizeof name)
-            return refuse(ENAMETOOLONG);
-        std::memcpy(name, at, length);
-        name[length] = '\0';
-        Step level(::openat(folder.get(), name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
-        struct stat found;
-        const bool is_there = level.get() >= 0 && ::fstat(level.get(), &found) == 0;
-        if (!is_there && !(is_last && errno == ENOENT))
-            return -1;
-        if (is_there && S_ISLNK(found.st_mode))
-        {
-            if (++links > most_links)
-                return refuse(ELOOP);
-            if (!may_follow(folder.get(), found, owner))
-                return refuse(EACCES);
-            if (follow_link(level.get(), rest, pending) != 0)
-                return -1;
-            at = pending;
-            if (*at == '/')
-                folder.reset(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
-            if (folder.get() < 0)
-                return -1;
-            continue;
-        }
-        if (is_last)
-        {
-            std::memmove(pending, at, length + 1);
-            pending[length] = '\0';
-            return folder.release();
-        }
-        folder.reset(level.release());
-        at = rest;
-    }
 }
 
 constexpr size_t usual_path = 512; // bytes; a longer path uses a larger buffer
@@ -280,19 +149,6 @@ const char* behind(const char* path, const std::string& folder)
 }
 
 } // namespace
-
-int open_judged(const char* path, int flags)
-{
-    char pending[longest_path];
-    if (std::strlen(path) >= sizeof pending)
-        return refuse(ENAMETOOLONG);
-    std::strcpy(pending, path);
-    const int from = ::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
-    const Step folder(from < 0 ? -1 : walk(from, pending, true, 0));
-    return folder.get() < 0 ? -1
-                            : ::openat(folder.get(), *pending ? pending : ".",
-                                       flags | O_PATH | O_NOFOLLOW | O_CLOEXEC);
-}
 
 int change_mode(int path_fd, mode_t mode)
 {
@@ -406,9 +262,7 @@ int GuardedPath::open_any(int flags, mode_t mode, int& parent) const
     uid_t owner;
     const int from = open_guarded(*m_folder, owner);
     const bool makes_new = (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0;
-    parent = from < 0
-                 ? -1
-                 : walk(from, pending, !makes_new && (flags & O_NOFOLLOW) == 0, owner);
+    parent = from < 0 ? -1 : walk(from, pending, !makes_new && (flags & O_NOFOLLOW) == 0, owner);
     return parent < 0 ? -1 : ::openat(parent, *pending ? pending : ".", flags | O_NOFOLLOW, mode);
 }
 

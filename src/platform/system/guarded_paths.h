@@ -29,17 +29,17 @@
 #include <sys/types.h>
 
 #include "guarded_folder.h"
+#include "judged_walk.h"
 
 namespace platform
 {
 
-inline constexpr mode_t others_may_write = S_IWGRP | S_IWOTH;
+// Guards the folders that root_folder() may return, as the environment is now, before a program
+// that hasn't asked for the root opens a file below it. Makes no folder; once per process. False
+// without memory: a later call tries again. It is in root.cpp, which knows these folders.
+bool guard_roots();
 
-// open(2) of an absolute path anywhere, with the rule for links (the caller and root are trusted);
-// the descriptor can only be used to examine the entry (O_PATH).
-int open_judged(const char* path, int flags);
-
-// chmod(2) of the entry of such a descriptor.
+// chmod(2) of the entry of a descriptor that was opened with O_PATH.
 int change_mode(int path_fd, mode_t mode);
 
 // A path, and the guarded folder that contains it, if any.

@@ -13,11 +13,6 @@ namespace platform
 // if the last one is such a folder the path is one that can't exist.
 const std::string& root_folder();
 
-// Guards the folders that root_folder() may return, as the environment is now, before a program
-// that hasn't asked for the root opens a file below it. Makes no folder; once per process. False
-// without memory: a later call tries again.
-bool guard_roots();
-
 // The user's home, native: HOME if that is absolute, else from the user database; empty if neither
 // has one.
 std::string home_folder();
