@@ -7,7 +7,7 @@ import time
 import unittest
 
 from plinth_trace_test import SPEAKER, speak
-from programs import PATIENCE, ROOT, run
+from programs import PATIENCE, ROOT, fifo_outside, run
 from screen import DOWN, END, ERASE, ESCAPE, HOME, LEFT, PAGE_UP, RIGHT, TRACE, UP, Terminal
 
 IS_SOAK = "PLINTH_SOAK_SECONDS" in os.environ
@@ -309,8 +309,7 @@ class Left(unittest.TestCase):
 
     def test_by_force_while_it_is_stuck(self):
         """The output file is a pipe that no process reads."""
-        fifo = os.path.join(ROOT, "fifo")
-        os.mkfifo(fifo)
+        fifo = fifo_outside()
         full = os.open(fifo, os.O_RDWR | os.O_NONBLOCK)
         self.addCleanup(os.close, full)
         os.write(full, b"x" * (1 << 20))

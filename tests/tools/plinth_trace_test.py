@@ -15,7 +15,7 @@ import termios
 import time
 import unittest
 
-from programs import PATIENCE, ROOT, run
+from programs import PATIENCE, ROOT, fifo_outside, run
 
 TRACE = os.environ["PLINTH_TRACE"]
 TALKER = os.environ["PLINTH_TALKER"]
@@ -321,8 +321,7 @@ class Keys(unittest.TestCase):
             self.assertFalse(self.is_raw(), number)
 
     def test_the_terminal_is_left_as_it_was_when_it_is_ended_by_force(self):
-        fifo = os.path.join(ROOT, "fifo")
-        os.mkfifo(fifo)
+        fifo = fifo_outside()
         full = os.open(fifo, os.O_RDWR | os.O_NONBLOCK)
         self.addCleanup(os.close, full)
         os.write(full, b"x" * (1 << 20))
