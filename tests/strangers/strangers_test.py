@@ -489,6 +489,44 @@ class Found(WithWorlds):
                 self.assertEqual(world.visit("root", "log")[0]["log"], "-9")
                 self.assertEqual(world.secrets_state(), before)
 
+    def test_a_running_program_uses_a_strangers_folder_in_the_place_of_its_own(self):
+        """As when a cleaner of /tmp or a session manager removed the folder."""
+        world = self.world(rooted=False)
+        del world.environment["HOME"]
+        uid = ROLES["outsider"]
+        state, shared = f"/tmp/.plinth-{uid}", f"/dev/shm/plinth-{uid}"
+        for folder in [state, shared]:
+            self.addCleanup(clear, folder)
+
+        def remade_by(owner):
+            for folder in [state, shared]:
+                clear(folder)
+                os.mkdir(folder, 0o700)
+            os.mkdir(state + "/plinth")
+            os.mkdir(state + "/plinth/registry")
+            for folder in [state, state + "/plinth", state + "/plinth/registry", shared]:
+                os.chown(folder, owner, owner)
+                os.chmod(folder, 0o777 if owner == PLANTER else 0o700)
+
+        what = ["set", "event", "log", "trace"]
+        process = world.start("outsider", *what, "pause", *what, "pause", *what)
+        results = []
+        for owner in [PLANTER, uid, None]:
+            visited = {}
+            while (line := process.stdout.readline().decode().rstrip()) not in ["pause", ""]:
+                visited.update([line.partition(" ")[::2]])
+            results.append([visited["set"], visited["event"]])
+            if owner == uid:
+                self.assertEqual([files for folder in [state, shared]
+                                  for _, _, files in os.walk(folder) if files], [])
+            if owner:
+                remade_by(owner)
+                process.stdin.write(b"\n")
+                process.stdin.flush()
+        world.end_of(process, "outsider")
+        self.assertEqual([results[0], results[2]], [["0", "0"]] * 2)
+        self.assertNotIn("0", results[1])
+
     def test_a_refused_shared_folder_costs_a_message_for_each_text(self):
         world = self.world(rooted=False)
         shared = f"/dev/shm/plinth-{ROLES['outsider']}"
@@ -537,6 +575,7 @@ class OneWay(unittest.TestCase):
                                                 "tools/plinth-trace/terminal.cpp"}),
         (r"(?<![\w:])::(open|openat|creat|mkdir|rename|unlink|rmdir|opendir|chmod|realpath|chdir)\(",
          "src/platform", {"src/platform/system/calls.h", "src/platform/system/guarded_paths.cpp",
+                          "src/platform/system/guarded_folder.cpp", "src/platform/system/judged_walk.cpp",
                           "src/platform/system/plain_calls.h",  # only for the kernel's own files
                           "src/platform/shell32/shell_execute.cpp"}),
         (r"F_(OFD_)?SETLKW", "src", set()),

@@ -164,6 +164,14 @@ void trace_often()
         trace();
 }
 
+// Until the next line of the input.
+void pause()
+{
+    std::printf("pause\n");
+    char line[8];
+    (void)std::fgets(line, sizeof line, stdin);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -179,7 +187,7 @@ int main(int argc, char** argv)
                                                        {"box", show_box},
                                                        {"beside", read_beside_a_change},
                                                        {"open", open_document},
-
+                                                       {"pause", pause},
                                                        {"plug", load_by_a_bare_name},
                                                        {"often", trace_often}};
     std::vector<std::string_view> wanted(argv + 1, argv + argc);

@@ -19,6 +19,10 @@ Wide root_path();
 // A fresh folder below root(); native form.
 std::string make_folder(const std::string& name);
 
+// The same outside of root(), removed with it. On Linux, files below root() are guarded as the
+// machine's state is, and these aren't.
+std::string make_folder_outside(const std::string& name);
+
 // The Windows form of a native path below root(), and back.
 Wide windows_form(const std::string& native);
 std::string native_form(const wchar_t* windows);

@@ -1,8 +1,9 @@
 // Runs a test program with a PLINTH_ROOT of its own.
 //
 // plinth_test_launcher PROGRAM ARGUMENTS... makes a folder, runs the program with PLINTH_ROOT and
-// PLINTH_TEST_ROOT set to it, and afterwards removes the folder and its shared objects, even after
-// a crash. It isn't linked to the library, which would open a log when loaded.
+// PLINTH_TEST_ROOT set to it, and afterwards removes the folder, the one beside it for files
+// outside and its shared objects, even after a crash. It isn't linked to the library, which would
+// open a log when loaded.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -79,6 +80,7 @@ int main(int argc, char** argv)
     {
     }
     remove_tree(root);
+    remove_tree(root + ".outside");
     remove_tree(shared_folder(root));
     if (WIFSIGNALED(status))
     {

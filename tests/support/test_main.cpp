@@ -98,6 +98,13 @@ std::string make_folder(const std::string& name)
     return path;
 }
 
+std::string make_folder_outside(const std::string& name)
+{
+    const std::string path = g_root + ".outside/" + name;
+    std::filesystem::create_directories(path);
+    return path;
+}
+
 Wide windows_form(const std::string& native)
 {
     std::string text = native[0] == '/' ? "C:" + native : native;

@@ -17,7 +17,7 @@ import unittest
 
 from plinth_trace_test import (LOGS, TALKER, TRACE, Running, objects_of, trace, watch,
                                write_log)
-from programs import PATIENCE, ROOT, run
+from programs import PATIENCE, ROOT, fifo_outside, run
 
 # One of each kind, and how it is shown: controls, directions, invisible characters, separators,
 # tags.
@@ -189,8 +189,7 @@ class Ended(unittest.TestCase):
     def test_it_ends_while_it_waits(self):
         write_log("qvapp_2024-03-05.log", b"a line of the log\n" * 100_000)  # more than a pipe holds
         log = os.path.join(LOGS, "qvapp_2024-03-05.log")
-        fifo = os.path.join(ROOT, "fifo")
-        os.mkfifo(fifo)
+        fifo = fifo_outside()
         module = shutil.copy(TRACE, os.path.join(ROOT, "module"))
         for words in ("watch", "watch --input -", "log --follow", "log --all",
                       f"watch --input {log}", f"module {module} --add x --data {fifo}"):

@@ -7,9 +7,7 @@
 #include <new>
 #include <string_view>
 
-#include <linux/openat2.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "kernel_files.h"
@@ -19,47 +17,8 @@
 namespace platform
 {
 
-constinit std::atomic<const GuardedFolder*> g_guarded_folders{nullptr};
-
 namespace
 {
-
-constexpr mode_t others_may_write = S_IWGRP | S_IWOTH;
-constexpr int most_links = 40; // as the kernel's limit
-
-// A descriptor of the walk, closed when the next one replaces it.
-class Step
-{
-public:
-    explicit Step(int fd) : m_fd(fd) {}
-    Step(const Step&) = delete;
-    Step& operator=(const Step&) = delete;
-    ~Step() { reset(-1); }
-    int get() const { return m_fd; }
-    int release()
-    {
-        const int fd = m_fd;
-        m_fd = -1;
-        return fd;
-    }
-    void reset(int fd)
-    {
-        const int error = errno;
-        if (m_fd >= 0)
-            ::close(m_fd);
-        m_fd = fd;
-        errno = error;
-    }
-
-private:
-    int m_fd;
-};
-
-int refuse(int error)
-{
-    errno = error;
-    return -1;
-}
 
 // The kernel's link to the file that a descriptor of this process has open.
 constexpr size_t link_room = 32;
@@ -67,16 +26,6 @@ const char* own_link(int fd, char (&link)[link_room])
 {
     std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
     return link;
-}
-
-// Whether only a trusted user can have made the link.
-bool may_follow(int folder, const struct stat& link, uid_t owner)
-{
-    const auto trusted = [owner](uid_t user)
-    { return user == ::geteuid() || user == 0 || user == owner; };
-    struct stat in;
-    return ::fstat(folder, &in) == 0 && trusted(in.st_uid) &&
-           ((in.st_mode & others_may_write) == 0 || trusted(link.st_uid));
 }
 
 bool kernel_protects_hard_links()
@@ -93,93 +42,15 @@ bool kernel_protects_hard_links()
     }
 }
 
-// Whether a second name of another user's file can't have been planted in the folder.
-bool may_open_linked(int folder)
+// Whether a second name of another user's file can't have been planted in the folder. Its owner
+// could change its mode, and is free of the sticky bit.
+bool may_open_linked(int folder, uid_t owner)
 {
     struct stat in;
     return ::fstat(folder, &in) == 0 &&
-           ((in.st_mode & others_may_write) == 0 || (in.st_mode & S_ISVTX) != 0 ||
+           ((is_trusted(in.st_uid, owner) &&
+             ((in.st_mode & others_may_write) == 0 || (in.st_mode & S_ISVTX) != 0)) ||
             kernel_protects_hard_links());
-}
-
-// Appends the rest of a path to a link's target. False if the result is too long.
-bool continue_behind(const char* target, size_t length, const char* rest, char* pending)
-{
-    const size_t behind = std::strlen(rest);
-    if (length + 1 + behind + 1 > longest_path)
-        return false;
-    std::memmove(pending + length + 1, rest, behind + 1); // rest is part of pending
-    std::memcpy(pending, target, length);
-    pending[length] = '/';
-    return true;
-}
-
-// Replaces a link before the rest of the path by its target. Negative with errno.
-[[gnu::noinline]] int follow_link(int link, const char* rest, char* pending)
-{
-    char target[longest_path];
-    const ssize_t size = ::readlinkat(link, "", target, sizeof target);
-    if (size < 0)
-        return -1;
-    return continue_behind(target, static_cast<size_t>(size), rest, pending) ? 0
-                                                                             : refuse(ENAMETOOLONG);
-}
-
-// Walks from a folder along the levels of a path and judges each link itself. Returns the folder of
-// the last name; that name is left in pending, and is no link if final links are followed.
-// follows_last: whether a link at the end is followed. owner: of the guarded folder.
-int walk(int from, char (&pending)[longest_path], bool follows_last, uid_t owner)
-{
-    Step folder(from);
-    char* at = pending;
-    for (int links = 0;;)
-    {
-        while (*at == '/')
-            ++at;
-        const size_t length = std::strcspn(at, "/");
-        char* rest = at + length;
-        while (*rest == '/')
-            ++rest;
-        const bool is_last = *rest == '\0';
-        if (length == 0 || (is_last && !follows_last))
-        {
-            std::memmove(pending, at, std::strlen(at) + 1);
-            return folder.release();
-        }
-        char name[256];
-        if (length >= sizeof name)
-            return refuse(ENAMETOOLONG);
-        std::memcpy(name, at, length);
-        name[length] = '\0';
-        Step level(::openat(folder.get(), name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
-        struct stat found;
-        const bool is_there = level.get() >= 0 && ::fstat(level.get(), &found) == 0;
-        if (!is_there && !(is_last && errno == ENOENT))
-            return -1;
-        if (is_there && S_ISLNK(found.st_mode))
-        {
-            if (++links > most_links)
-                return refuse(ELOOP);
-            if (!may_follow(folder.get(), found, owner))
-                return refuse(EACCES);
-            if (follow_link(level.get(), rest, pending) != 0)
-                return -1;
-            at = pending;
-            if (*at == '/')
-                folder.reset(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
-            if (folder.get() < 0)
-                return -1;
-            continue;
-        }
-        if (is_last)
-        {
-            std::memmove(pending, at, length + 1);
-            pending[length] = '\0';
-            return folder.release();
-        }
-        folder.reset(level.release());
-        at = rest;
-    }
 }
 
 constexpr size_t usual_path = 512; // bytes; a longer path uses a larger buffer
@@ -191,19 +62,10 @@ template <size_t room>
     char text[room];
     std::snprintf(text, sizeof text, "%s/%.*s", folder.real.c_str(), static_cast<int>(rest.size()),
                   rest.data());
-    if (sys::intercepted("openat2"))
-        return -1;
-    open_how how = {};
-    // Unlike the older calls, openat2 refuses flags that have no effect.
-    constexpr int beside_path = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-    how.flags = static_cast<uint64_t>((flags & O_PATH) != 0 ? flags & beside_path : flags);
-    how.mode = (flags & O_CREAT) != 0 ? mode : 0;
-    how.resolve = RESOLVE_NO_SYMLINKS;
-    return static_cast<int>(::syscall(SYS_openat2, AT_FDCWD, text, &how, sizeof how));
+    return open_without_links(AT_FDCWD, text, flags, mode);
 }
 
-// Opens a folder, or a file in it, by a path without any link. -1 with ELOOP if there are links,
-// or with another errno.
+// The same for a folder, or a file in it.
 int open_without_links(const GuardedFolder& folder, std::string_view rest, int flags, mode_t mode)
 {
     const size_t size = folder.real.size() + 1 + rest.size() + 1;
@@ -211,25 +73,6 @@ int open_without_links(const GuardedFolder& folder, std::string_view rest, int f
         return refuse(ENAMETOOLONG);
     return size <= usual_path ? open_joined<usual_path>(folder, rest, flags, mode)
                               : open_joined<longest_path>(folder, rest, flags, mode);
-}
-
-// Whether the call that refuses links couldn't decide: there are links, or the call isn't available
-// (kernels before 5.6, sandboxes).
-bool has_to_walk(int error)
-{
-    return error == ELOOP || error == ENOSYS || error == EPERM;
-}
-
-int open_folder(const GuardedFolder& folder)
-{
-    return ::open(folder.path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-}
-
-// Root, which is trusted in any case, if the owner can't be read.
-uid_t owner_of(int folder)
-{
-    struct stat found;
-    return ::fstat(folder, &found) == 0 ? found.st_uid : 0;
 }
 
 // Whether a level of the path is "." or "..".
@@ -300,37 +143,12 @@ const char* behind(const char* path, const std::string& folder)
     // With a last name that isn't followed, the walk ends at that name's folder.
     std::memcpy(pending, rest.data(), rest.size());
     std::strcpy(pending + rest.size(), "x");
-    const int from = open_folder(folder);
-    return from < 0 ? -1 : walk(from, pending, false, owner_of(from));
+    uid_t owner;
+    const int from = open_guarded(folder, owner);
+    return from < 0 ? -1 : walk(from, pending, false, owner);
 }
 
 } // namespace
-
-void guard_folder(const std::string& path)
-{
-    auto* const folder = new GuardedFolder{path, path, nullptr};
-    char real[longest_path];
-    if (::realpath(path.c_str(), real))
-        folder->real = real;
-    folder->next = g_guarded_folders.load(std::memory_order_relaxed);
-    while (
-        !g_guarded_folders.compare_exchange_weak(folder->next, folder, std::memory_order_release))
-    {
-    }
-}
-
-int open_judged(const char* path, int flags)
-{
-    char pending[longest_path];
-    if (std::strlen(path) >= sizeof pending)
-        return refuse(ENAMETOOLONG);
-    std::strcpy(pending, path);
-    const int from = ::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
-    const Step folder(from < 0 ? -1 : walk(from, pending, true, 0));
-    return folder.get() < 0 ? -1
-                            : ::openat(folder.get(), *pending ? pending : ".",
-                                       flags | O_PATH | O_NOFOLLOW | O_CLOEXEC);
-}
 
 int change_mode(int path_fd, mode_t mode)
 {
@@ -375,6 +193,11 @@ bool GuardedPath::make_absolute(const char* path)
 
 void GuardedPath::find(const char* path)
 {
+    if (!guard_roots())
+    {
+        m_error = ENOMEM;
+        return;
+    }
     if (*path != '/' || has_dots(path))
     {
         if (!make_absolute(path))
@@ -406,19 +229,28 @@ int GuardedPath::open_parent(const char*& name) const
         --start;
     name = m_rest + start;
     const std::string_view folder(m_rest, start);
-    const int flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
-    const int fd = open_without_links(*m_folder, folder, flags, 0);
+    if (m_folder->is_replaceable)
+        return walk_to(*m_folder, folder);
+    const int fd = open_without_links(*m_folder, folder, O_PATH | O_DIRECTORY | O_CLOEXEC, 0);
     return fd >= 0 || !has_to_walk(errno) ? fd : walk_to(*m_folder, folder);
 }
 
-// Opens without judging the file. parent: its folder if there were links on the way, else -1.
+// Opens without judging the file. parent: its folder if the path was walked, else -1.
 int GuardedPath::open_any(int flags, mode_t mode, int& parent) const
 {
     parent = -1;
     if (m_error)
         return refuse(m_error);
-    const int fd = open_without_links(*m_folder, m_rest, flags, mode);
-    return fd >= 0 || !has_to_walk(errno) ? fd : open_by_walk(flags, mode, parent);
+    // Where the folder may have been replaced, nothing is made before the walk has seen the folder.
+    const bool makes_later = m_folder->is_replaceable && (flags & O_CREAT) != 0;
+    if (!makes_later || (flags & O_EXCL) == 0)
+    {
+        const int at_first = makes_later ? flags & ~O_CREAT : flags;
+        const int fd = open_without_links(*m_folder, m_rest, at_first, mode);
+        if (fd >= 0 || !(has_to_walk(errno) || (makes_later && errno == ENOENT)))
+            return fd;
+    }
+    return open_by_walk(flags, mode, parent);
 }
 
 [[gnu::noinline]] int GuardedPath::open_by_walk(int flags, mode_t mode, int& parent) const
@@ -427,30 +259,40 @@ int GuardedPath::open_any(int flags, mode_t mode, int& parent) const
     if (std::strlen(m_rest) >= sizeof pending)
         return refuse(ENAMETOOLONG);
     std::strcpy(pending, m_rest);
-    const int from = open_folder(*m_folder);
+    uid_t owner;
+    const int from = open_guarded(*m_folder, owner);
     const bool makes_new = (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0;
-    parent = from < 0
-                 ? -1
-                 : walk(from, pending, !makes_new && (flags & O_NOFOLLOW) == 0, owner_of(from));
+    parent = from < 0 ? -1 : walk(from, pending, !makes_new && (flags & O_NOFOLLOW) == 0, owner);
     return parent < 0 ? -1 : ::openat(parent, *pending ? pending : ".", flags | O_NOFOLLOW, mode);
 }
 
 int GuardedPath::open(int flags, mode_t mode, struct stat* wanted) const
 {
-    int parent;
-    Step opened(open_any((flags & ~O_TRUNC) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, mode, parent));
-    Step folder(parent);
-    if (opened.get() < 0)
-        // A FIFO without a reader, a socket, or a folder opened for writing.
-        return refuse(errno == ENXIO || errno == EISDIR ? EACCES : errno);
+    if (m_rest && (flags & O_CREAT) != 0 && std::string_view(m_rest).ends_with('/'))
+        return refuse(EISDIR); // as the kernel does; the walk would take no notice of the slash
+    const int opening = (flags & ~O_TRUNC) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     const bool is_new = (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0;
-    if (is_new && !wanted)
-        return opened.release();
-
+    int parent;
+    Step opened(open_any(opening, mode, parent));
+    Step folder(parent);
     struct stat here;
     struct stat& found = wanted ? *wanted : here;
-    if (sys::fstat(opened.get(), &found) != 0)
-        return -1;
+    for (bool is_known = false; !is_known;)
+    {
+        if (opened.get() < 0)
+            // A FIFO without a reader, a socket, or a folder opened for writing.
+            return refuse(errno == ENXIO || errno == EISDIR ? EACCES : errno);
+        if (is_new && !wanted)
+            return opened.release();
+        if (sys::fstat(opened.get(), &found) != 0)
+            return -1;
+        is_known = folder.get() >= 0 || m_folder->vouched_by(found);
+        if (!is_known)
+        {
+            opened.reset(open_by_walk(opening, mode, parent));
+            folder.reset(parent);
+        }
+    }
     if (is_new)
         return opened.release();
     if ((flags & (O_PATH | O_DIRECTORY)) == 0 && !S_ISREG(found.st_mode))
@@ -460,7 +302,7 @@ int GuardedPath::open(int flags, mode_t mode, struct stat* wanted) const
         const char* name;
         if (folder.get() < 0)
             folder.reset(open_parent(name));
-        if (folder.get() < 0 || !may_open_linked(folder.get()))
+        if (folder.get() < 0 || !may_open_linked(folder.get(), m_folder->owner))
             return refuse(EACCES);
     }
     if ((flags & O_TRUNC) != 0 && ::ftruncate(opened.get(), 0) != 0)

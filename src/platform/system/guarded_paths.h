@@ -11,59 +11,43 @@
 //   the guarded folder. The folder's owner counts because members can make folders below the
 //   guarded one.
 // - A file is opened only if it is a regular one, and the open never waits.
-// - A file with several names is refused if it belongs to another user, others may write in its
-//   folder, the folder isn't sticky, and the kernel lets users link to files that aren't theirs.
+// - A file with several names is refused if it belongs to another user, the kernel lets users link
+//   to files that aren't theirs, and its folder belongs to a user who isn't trusted, or others may
+//   write in it and it isn't sticky.
+// - The guarded folder itself is used only as long as it is the same (guarded_folder.h).
 //
-// A refused call fails with EACCES, as for an unreadable file. Nothing here allocates, except
-// guard_folder and a path that isn't absolute or has dots. Little stack is used, as threads of the
+// A refused call fails with EACCES, as for an unreadable file. Nothing here allocates, except the
+// first use and a path that isn't absolute or has dots. Little stack is used, as threads of the
 // program may have little: buffers for the longest path are in functions of their own, for paths
 // that need them.
 #pragma once
 
-#include <atomic>
 #include <memory>
-#include <string>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include "guarded_folder.h"
+#include "judged_walk.h"
+
 namespace platform
 {
 
-inline constexpr size_t longest_path = 4096; // bytes, terminator included (PATH_MAX)
+// Guards the folders that root_folder() may return, as the environment is now, before a program
+// that hasn't asked for the root opens a file below it. Makes no folder; once per process. False
+// without memory: a later call tries again. It is in root.cpp, which knows these folders.
+bool guard_roots();
 
-// From now on all entries below the folder are guarded. The path is absolute and has no slash at
-// its end; the folder itself and the path to it aren't guarded.
-void guard_folder(const std::string& path);
-
-// open(2) of an absolute path anywhere, with the rule for links (the caller and root are trusted);
-// the descriptor can only be used to examine the entry (O_PATH).
-int open_judged(const char* path, int flags);
-
-// chmod(2) of the entry of such a descriptor.
+// chmod(2) of the entry of a descriptor that was opened with O_PATH.
 int change_mode(int path_fd, mode_t mode);
-
-// A guarded folder, kept until the process ends.
-struct GuardedFolder
-{
-    std::string path;
-    std::string real; // where path led when it was guarded, with links resolved
-    const GuardedFolder* next;
-};
-
-extern std::atomic<const GuardedFolder*> g_guarded_folders;
 
 // A path, and the guarded folder that contains it, if any.
 class GuardedPath
 {
 public:
     // A relative path is taken from the current folder. The text must outlive the object.
-    explicit GuardedPath(const char* path)
-    {
-        if (g_guarded_folders.load(std::memory_order_acquire)) [[likely]]
-            find(path);
-    }
+    explicit GuardedPath(const char* path) { find(path); }
     GuardedPath(const GuardedPath&) = delete;
     GuardedPath& operator=(const GuardedPath&) = delete;
     explicit operator bool() const { return m_folder || m_error; }

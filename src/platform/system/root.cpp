@@ -3,7 +3,9 @@
 
 #include <atomic>
 
+#include <cerrno>
 #include <cstdio>
+#include <exception>
 
 #include <pwd.h>
 
@@ -11,6 +13,7 @@
 #include "environment.h"
 #include "fork.h"
 #include "hash.h"
+#include "plain_path.h"
 #include "private_folder.h"
 #include "shared_leftovers.h"
 
@@ -54,9 +57,20 @@ bool make_with_parents(const std::string& path, mode_t mode)
     return sys::mkdir(path.c_str(), mode) == 0 || errno == EEXIST;
 }
 
-std::string own_root()
+// A folder that can't be made: everything below it counts as missing and can't be written.
+constexpr const char* no_folder = "/dev/null/plinth";
+
+// The root that the user names; empty without one.
+std::string named_root()
 {
-    return without_end_slashes(from_environment("PLINTH_ROOT"));
+    const std::string named = from_environment("PLINTH_ROOT");
+    if (named.empty())
+        return "";
+    const std::string path = absolute(named);
+    if (path.front() != '/')
+        return path;
+    const std::string plain = plain_path(path);
+    return plain.empty() ? no_folder : plain;
 }
 
 // A folder of the user alone, for users who can't write machine-wide state.
@@ -68,33 +82,44 @@ std::string own_state()
         const std::string home = home_folder();
         state = home.empty() ? "" : home + "/.local/state";
     }
-    return state.empty() ? "" : without_end_slashes(state) + "/plinth";
+    const std::string plain = state.empty() ? "" : plain_path(state);
+    return plain.empty() ? "" : plain + "/plinth";
 }
 
-// A folder that can't be made: everything below it counts as missing and can't be written.
-constexpr const char* no_folder = "/dev/null/plinth";
+// The folder of a user without a home.
+std::string state_without_home()
+{
+    return "/tmp/.plinth-" + std::to_string(geteuid());
+}
 
+// Makes the folder, and guards it.
 std::string find_root()
 {
-    const std::string named = own_root();
-    if (!named.empty())
+    if (std::string named = named_root(); !named.empty())
     {
-        std::string root = absolute(named);
-        make_with_parents(root, 0755);
-        return root;
+        make_with_parents(named, 0755);
+        guard_folder(named, FolderOwner::first);
+        return named;
     }
     if (make_with_parents(machine_folder, 0755) && sys::access(machine_folder, W_OK) == 0)
+    {
+        guard_folder(machine_folder, FolderOwner::first);
         return machine_folder;
+    }
     if (std::string state = own_state(); !state.empty())
     {
         make_with_parents(state, 0700);
         if (is_missing(state) || make_private(state))
+        {
+            guard_folder(state, FolderOwner::user);
             return state;
+        }
     }
-    const std::string without_home = "/tmp/.plinth-" + std::to_string(geteuid());
+    const std::string without_home = state_without_home();
     sys::mkdir(without_home.c_str(), 0700);
     if (!make_private(without_home))
         return no_folder;
+    guard_folder(without_home, FolderOwner::user);
     make_with_parents(without_home + "/plinth", 0700);
     return without_home + "/plinth";
 }
@@ -112,12 +137,11 @@ std::string find_shared()
     }
     const std::string users = "plinth-" + std::to_string(geteuid());
     std::string folder = std::string(base) + "/" + users;
-    const std::string root = own_root();
+    const std::string root = named_root();
     if (!root.empty())
     {
         char hash[24];
-        std::snprintf(hash, sizeof hash, "-%016llx",
-                      static_cast<unsigned long long>(fnv1a(absolute(root))));
+        std::snprintf(hash, sizeof hash, "-%016llx", static_cast<unsigned long long>(fnv1a(root)));
         folder += hash;
     }
     const bool is_new = sys::mkdir(folder.c_str(), 0700) == 0;
@@ -125,7 +149,7 @@ std::string find_shared()
         return "";
     if (is_new && !root.empty())
     {
-        name_root_of(folder, absolute(root));
+        name_root_of(folder, root);
         remove_leftovers(folder, users + "-");
     }
     return folder;
@@ -150,13 +174,52 @@ std::string home_folder()
 namespace
 {
 
+// Guards each folder that find_root would return now or later, without making any.
+void guard_possible_roots()
+{
+    if (const std::string named = named_root(); !named.empty())
+    {
+        guard_folder(named, FolderOwner::first);
+        return;
+    }
+    guard_folder(machine_folder, FolderOwner::first);
+    if (sys::access(machine_folder, W_OK) == 0)
+        return;
+    if (const std::string state = own_state(); !state.empty())
+        guard_folder(state, FolderOwner::user);
+    guard_folder(state_without_home(), FolderOwner::user);
+}
+
 struct Root
 {
     const std::string path = find_root();
-    Root() { guard_folder(path); }
 };
 
 } // namespace
+
+// Threads may do this at the same time, and guard the same folders.
+bool guard_roots()
+{
+    static constinit std::atomic<bool> done{false};
+    if (done.load(std::memory_order_acquire)) [[likely]]
+        return true;
+    static thread_local bool is_busy = false; // the search itself uses paths
+    if (is_busy)
+        return true;
+    is_busy = true;
+    const int error = errno;
+    try
+    {
+        guard_possible_roots();
+        done.store(true, std::memory_order_release);
+    }
+    catch (const std::exception&)
+    {
+    }
+    is_busy = false;
+    errno = error;
+    return done.load(std::memory_order_relaxed);
+}
 
 const std::string& root_folder()
 {
@@ -175,13 +238,11 @@ const std::string& shared_folder()
     std::string folder = find_shared();
     if (folder.empty())
         return none.get();
+    guard_folder(folder, FolderOwner::user);
     const auto* const mine = new std::string(std::move(folder));
     const std::string* other = nullptr;
     if (kept.compare_exchange_strong(other, mine, std::memory_order_acq_rel))
-    {
-        guard_folder(*mine);
         return *mine;
-    }
     delete mine;
     return *other;
 }

@@ -7,8 +7,8 @@ namespace platform
 {
 
 // PLINTH_ROOT if set, else /var/lib/plinth if it can be written, else $XDG_STATE_HOME/plinth or
-// ~/.local/state/plinth, else /tmp/.plinth-<uid>/plinth. A native path without a slash at the end,
-// fixed at its first use and guarded from then on. A missing folder is made. Folders of the user
+// ~/.local/state/plinth, else /tmp/.plinth-<uid>/plinth. A native, plain path (plain_path.h), fixed
+// at its first use and guarded from then on. A missing folder is made. Folders of the user
 // alone become private; one that another user owns is skipped, with a line on standard error, and
 // if the last one is such a folder the path is one that can't exist.
 const std::string& root_folder();
@@ -20,7 +20,7 @@ std::string home_folder();
 // The folder of this user's named objects and of the debug string channel: plinth-<uid> in
 // /dev/shm, or in /tmp where that can't be written; private (0700), guarded, and refused (empty,
 // with a line on standard error) if another user owns it. Each PLINTH_ROOT counts as a machine of
-// its own: the name is then plinth-<uid>-<FNV-1a hash of that path, 64 bits, 16 hex digits>.
+// its own: the name is then plinth-<uid>-<FNV-1a hash of its plain path, 64 bits, 16 hex digits>.
 const std::string& shared_folder();
 
 } // namespace platform

@@ -75,7 +75,7 @@ protected:
         CloseHandle(handle);
         return 0;
     }
-    const std::string m_folder = test::make_folder("shared_stream");
+    const std::string m_folder = test::make_folder_outside("shared_stream");
     const std::string m_file = m_folder + "/file";
     const test::Wide m_path = test::windows_form(m_file);
 };

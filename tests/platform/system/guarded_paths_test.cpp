@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <filesystem>
 
+#include <shlobj.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,28 +28,17 @@ constexpr uid_t stranger = 61'000;
 struct GuardedPaths : testing::TestWithParam<bool>
 {
     const std::string shared = test::make_folder("shared");
-    const std::string outside = make_outside();
+    const std::string outside = test::make_folder_outside("outside");
 
     GuardedPaths()
     {
         test::needs(geteuid() == 0, "root", "sudo");
-        HKEY key = nullptr;
-        RegOpenKeyW(HKEY_LOCAL_MACHINE, L"x", &key); // the first use guards the root
         chmod(shared.c_str(), 0777);
         test::write_file(outside + "/file", "old");
         if (!GetParam())
             PlinthTestFail("openat2", 1, 0, ENOSYS);
     }
-    ~GuardedPaths() override
-    {
-        PlinthTestReset();
-        fs::remove_all(outside);
-    }
-    static std::string make_outside()
-    {
-        std::string name = (fs::temp_directory_path() / "plinth-outside-XXXXXX").string();
-        return mkdtemp(name.data());
-    }
+    ~GuardedPaths() override { PlinthTestReset(); }
     std::string path(const std::string& name) const { return shared + "/" + name; }
     void link(const std::string& target, const std::string& name, uid_t owner) const
     {
@@ -143,9 +133,41 @@ TEST_P(GuardedPaths, AFurtherNameOfAStrangersFileIsRefusedWhereItMayHaveBeenPlan
     EXPECT_EQ(write("name"), 0u);
     chmod(shared.c_str(), 0755);
     EXPECT_EQ(write("name"), 0u);
+    EXPECT_EQ(chown(shared.c_str(), stranger, stranger), 0);
+    for (const mode_t mode : {0700, 0755, 01777})
+    {
+        chmod(shared.c_str(), mode);
+        EXPECT_EQ(write("name"), ERROR_ACCESS_DENIED) << mode;
+    }
     chmod(shared.c_str(), 0777);
     kernel.put("/proc/sys/fs/protected_hardlinks", "1\n");
     EXPECT_EQ(write("name"), 0u);
+}
+
+TEST_P(GuardedPaths, AStrangersFolderInThePlaceOfTheRootIsNotUsed)
+{
+    test::write_file(path("file"), "old");
+    EXPECT_EQ(write("file"), 0u);
+    const std::string away = test::root() + ".away";
+    const auto replaced_by = [&](uid_t owner)
+    {
+        fs::remove_all(away);
+        fs::rename(test::root(), away);
+        fs::create_directories(shared);
+        EXPECT_EQ(chown(test::root().c_str(), owner, owner), 0);
+    };
+    replaced_by(stranger);
+    test::write_file(path("theirs"), "old");
+    EXPECT_EQ(chown(path("theirs").c_str(), stranger, stranger), 0);
+    EXPECT_EQ(write("theirs"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(write("new"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(write("new", CREATE_NEW), ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(CreateDirectoryW(test::windows_form(path("folder")), nullptr));
+    EXPECT_EQ(std::distance(fs::directory_iterator(shared), fs::directory_iterator()), 1);
+    replaced_by(0);
+    EXPECT_EQ(write("new", CREATE_NEW), 0u);
+    EXPECT_EQ(write("new"), 0u);
+    fs::remove_all(away);
 }
 
 TEST_P(GuardedPaths, APathFromTheCurrentFolderIsGuardedToo)
@@ -158,13 +180,61 @@ TEST_P(GuardedPaths, APathFromTheCurrentFolderIsGuardedToo)
     ASSERT_TRUE(SetCurrentDirectoryW(test::windows_form(outside)));
     const std::string name = fs::path(test::root()).filename();
     for (const std::string& path :
-         {"../" + name + "/shared/theirs", test::root() + "//shared///theirs",
-          outside + "/.././" + name + "/shared/theirs"})
+         {"../../" + name + "/shared/theirs", test::root() + "//shared///theirs",
+          outside + "/../.././" + name + "/shared/theirs"})
         EXPECT_EQ(CreateFileW(path.starts_with('/') ? test::windows_form(path) : test::Wide(path),
                               GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr),
                   INVALID_HANDLE_VALUE)
             << path;
     EXPECT_EQ(outside_text(), "old");
+}
+
+// Each path leads to the folder "disk", from the folder of the test.
+struct SpelledRoot : testing::TestWithParam<const char*>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(, SpelledRoot,
+                         testing::Values("/link", "//link//", "/./link", "/link/.", "/link/./",
+                                         "/none/../link", "/link/../disk", "/deep/../../link",
+                                         "/link/.//deep/../..//./link"));
+
+TEST_P(SpelledRoot, IsGuardedBeforeAndAfterItsFirstUse)
+{
+    test::needs(geteuid() == 0, "root", "sudo");
+    const std::string disk = test::make_folder("disk");
+    const std::string far = test::make_folder("far");
+    fs::create_directories(far + "/one/two");
+    fs::create_directories(disk + "/registry");
+    fs::create_symlink("disk", test::root() + "/link");
+    for (const std::string& folder : {test::root(), disk})
+        fs::create_symlink(far + "/one/two", folder + "/deep");
+    fs::create_symlink(disk, far + "/link"); // "deep/../.." is the folder "far"
+    test::write_file(far + "/file", "old");
+    fs::create_symlink(far + "/file", disk + "/theirs");
+    fs::create_symlink(far + "/made", disk + "/registry/HKEY_LOCAL_MACHINE.reg.lock");
+    for (const char* const name : {"/theirs", "/registry/HKEY_LOCAL_MACHINE.reg.lock"})
+        EXPECT_EQ(lchown((disk + name).c_str(), stranger, stranger), 0);
+    chmod(disk.c_str(), 0777);
+    chmod((disk + "/registry").c_str(), 0777);
+    setenv("PLINTH_ROOT", (test::root() + GetParam()).c_str(), 1);
+    const auto opens = [](const std::string& path)
+    {
+        const HANDLE file = CreateFileW(test::windows_form(path), GENERIC_WRITE, 0, nullptr,
+                                        OPEN_ALWAYS, 0, nullptr);
+        return file != INVALID_HANDLE_VALUE && CloseHandle(file);
+    };
+    EXPECT_FALSE(opens(disk + "/theirs"));
+    EXPECT_TRUE(opens(disk + "/own"));
+    HKEY key = nullptr;
+    EXPECT_NE(RegCreateKeyW(HKEY_LOCAL_MACHINE, L"x", &key), 0);
+    wchar_t data[MAX_PATH];
+    ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, 0, data), S_OK);
+    EXPECT_TRUE(fs::exists(disk + "/ProgramData"));
+    const std::string root = fs::path(test::native_form(data)).parent_path();
+    EXPECT_FALSE(opens(root + "/theirs"));
+    EXPECT_TRUE(opens(root + "/own"));
+    EXPECT_FALSE(fs::exists(far + "/made"));
 }
 
 } // namespace

@@ -73,7 +73,7 @@ TEST(Modules, WhatTheLoaderCanNotUseSaysWhy)
 
 TEST(ModulesAsData, OnlyModuleFilesOpen)
 {
-    const std::string folder = test::make_folder("data");
+    const std::string folder = test::make_folder_outside("data");
     test::write_file(folder + "/text", "no module at all");
     ASSERT_EQ(mkfifo((folder + "/pipe").c_str(), 0600), 0);
     const auto error_of_opening = [](const std::string& path)

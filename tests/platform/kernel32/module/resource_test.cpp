@@ -223,7 +223,7 @@ class ResourceUpdates : public testing::Test
 protected:
     ~ResourceUpdates() override { PlinthTestReset(); }
     std::string copied(const std::string& name) const { return test::copy_module(m_folder, name); }
-    const std::string m_folder = test::make_folder("updates");
+    const std::string m_folder = test::make_folder_outside("updates");
     const std::string m_path = copied("module64.dll");
     const std::string m_good = test::read_file(m_path);
     const PePlaces m_places{m_good};
