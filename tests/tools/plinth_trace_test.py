@@ -15,7 +15,7 @@ import termios
 import time
 import unittest
 
-from programs import PATIENCE, ROOT, fifo_outside, run
+from programs import PATIENCE, ROOT, run
 
 TRACE = os.environ["PLINTH_TRACE"]
 TALKER = os.environ["PLINTH_TALKER"]
