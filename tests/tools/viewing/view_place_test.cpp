@@ -169,6 +169,20 @@ TEST(Searching, HitsAreCountedMarkedAndFollowedAsTheViewGoesOn)
     look();
     EXPECT_EQ(search.count(), 1u);
     EXPECT_EQ(search.unknown(), 2u) << "what is not known is said";
+    for (const char* const tagged : {"2024-03-05 14:07:33.006 *vtq* |wndid:5| fizz of a window",
+                                     "2024-03-05 14:07:33.006 *vtq* fizz |wndid:5| of a window"})
+        store.append(Record{.time = current_time(), .text = tagged});
+    for (const auto& [pattern, plain, raw] :
+         {std::tuple("^fizz of a window", 2u, 0u), std::tuple("wndid:5", 0u, 2u)})
+    {
+        search.set(Pattern(pattern));
+        for (const TextForm form : {TextForm::plain, TextForm::raw})
+        {
+            search.set_form(form);
+            look();
+            EXPECT_EQ(search.count(), form == TextForm::plain ? plain : raw) << pattern;
+        }
+    }
     store.clear();
     view.cleared();
     look();

@@ -157,8 +157,20 @@ TEST_F(ViewerLeftOpen, StampMarkerAndTagAreNotRepeatedInTheTextUnlessItIsWantedR
     EXPECT_EQ(cell(*window, 0, RecordModel::window_column), "7");
     EXPECT_EQ(cell(*window, 0, RecordModel::first_field), "one");
     EXPECT_EQ(cell(*window, 0, RecordModel::first_field + 1), "two");
+    RecordTable& table = *window->table();
+    const auto hits = [&]
+    {
+        EXPECT_TRUE(eventually([&] { return table.found().progress() >= 1; }));
+        return table.found().count();
+    };
+    for (const auto& [text, wanted] : {std::pair("one", 1U), std::pair("vtq", 0U)})
+    {
+        table.search(QString::fromUtf8(text));
+        EXPECT_EQ(hits(), wanted) << "a search finds what is shown: " << text;
+    }
     window->view().setRaw(true);
     EXPECT_EQ(cell(*window, 0, RecordModel::first_field), record);
+    EXPECT_EQ(hits(), 1U) << "what is shown now is searched again";
 }
 
 TEST_F(ViewerLeftOpen, LongManyAndStrangeTextsAreShownAndCopiedWhole)
