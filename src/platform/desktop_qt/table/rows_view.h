@@ -26,15 +26,23 @@ public:
     // When a click chooses a row, the visible columns stay.
     void scrollTo(const QModelIndex& index, ScrollHint hint = EnsureVisible) override;
 
-    // The model has started again. Without rows, the memory for the former ones is given back.
+    // The model has started again. The memory for the former rows is given back.
     void reset() override;
 
+signals:
+    // The heap has much memory of rows that went.
+    void rowsFreed();
+
 private:
+    void connectModel();
+    void renewHeader();
+    void countDropped(int first, int count);
     void keepPlaceBehindInsertion(int first, int count);
     void keepPlaceBehindRemoval(int first, int count);
 
     std::vector<QMetaObject::Connection> m_connections; // to the model
     int m_top = 0;                                      // before the current change
+    int m_dropped = 0;                                  // rows at the top since the header was made
 };
 
 } // namespace qt_table
