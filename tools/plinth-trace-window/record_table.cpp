@@ -9,7 +9,6 @@
 #include <QScrollBar>
 
 #include "hit_marks.h"
-#include "pages.h"
 
 namespace trace_window
 {
@@ -49,7 +48,6 @@ RecordTable::RecordTable(Session& session, QWidget* parent)
             [this](QMenu*, const QPoint& place) { m_menuPlace = place; });
     connect(view()->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             &RecordTable::takeCurrent);
-    connect(view(), &qt_table::RowsView::rowsFreed, this, [] { trace::give_back_heap(); });
     connect(m_rows, &RecordModel::rowsAboutToBeDropped, this, &RecordTable::dropCurrent);
 }
 

@@ -19,6 +19,9 @@ size_t give_back_pages(void* part, size_t bytes);
 
 // Returns unused memory of the heap to the system.
 void give_back_heap();
+// From now on the heap returns large blocks to the system as soon as they are freed. Otherwise it
+// keeps blocks of several megabytes, once one of their size was freed.
+void give_back_large_blocks();
 
 class Pages
 {

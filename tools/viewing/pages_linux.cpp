@@ -38,4 +38,10 @@ void give_back_heap()
     malloc_trim(0);
 }
 
+void give_back_large_blocks()
+{
+    constexpr int large = 256 << 10; // bytes
+    mallopt(M_MMAP_THRESHOLD, large);
+}
+
 } // namespace trace

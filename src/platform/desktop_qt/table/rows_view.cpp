@@ -118,10 +118,8 @@ void RowsView::countDropped(int first, int count)
     if (first != 0)
         return;
     m_dropped += count;
-    if (m_dropped < std::max(least_dropped, model()->rowCount() / 2))
-        return;
-    renewHeader();
-    emit rowsFreed();
+    if (m_dropped >= std::max(least_dropped, model()->rowCount() / 2))
+        renewHeader();
 }
 
 } // namespace qt_table

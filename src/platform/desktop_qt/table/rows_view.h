@@ -29,10 +29,6 @@ public:
     // The model has started again. The memory for the former rows is given back.
     void reset() override;
 
-signals:
-    // The heap has much memory of rows that went.
-    void rowsFreed();
-
 private:
     void connectModel();
     void renewHeader();
