@@ -77,7 +77,7 @@ void RowsView::scrollTo(const QModelIndex& index, ScrollHint hint)
 void RowsView::reset()
 {
     QTableView::reset();
-    if (model())
+    if (model() && model()->rowCount() == 0)
         renewHeader();
 }
 

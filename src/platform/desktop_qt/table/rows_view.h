@@ -26,7 +26,7 @@ public:
     // When a click chooses a row, the visible columns stay.
     void scrollTo(const QModelIndex& index, ScrollHint hint = EnsureVisible) override;
 
-    // The model has started again. The memory for the former rows is given back.
+    // The model has started again. Without rows, the memory for the former ones is given back.
     void reset() override;
 
 private:
