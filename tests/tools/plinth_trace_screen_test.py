@@ -93,6 +93,10 @@ class Screen(unittest.TestCase):
         viewer.press("/\x12" + "[12]7[37]", "expression: [12]7[37]", " 4 hits")
         viewer.press("[", "missing terminating ]", " 4 hits")
         viewer.press(ESCAPE, " 11 hits")
+        # Stamp, marker and tag of the window are searched where they are shown.
+        viewer.press("/^number 19$|^number 19\\t|wndid", "expression: ^number", " 1 hits")
+        viewer.press("\rr", " 300 hits")
+        viewer.press("r", " 1 hits")
 
     def test_a_filter_that_changes_keeps_the_place(self):
         viewer = self.watching()

@@ -128,6 +128,13 @@ void RecordTable::setFilter(trace::Filter filter)
     goTo(kept);
 }
 
+void RecordTable::setStyle(RowStyle style)
+{
+    m_found.set_form(style.form);
+    m_rows->setStyle(std::move(style));
+    m_widths->forget();
+}
+
 void RecordTable::setRowFont(const QFont& font)
 {
     view()->setFont(font);

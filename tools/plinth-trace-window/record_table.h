@@ -36,6 +36,7 @@ public:
 
     // The chosen record, or the nearest one, stays in its place on the screen.
     void setFilter(trace::Filter filter);
+    void setStyle(RowStyle style);
     void setRowFont(const QFont& font);
 
     // The record that the user chose last, if it is still kept.

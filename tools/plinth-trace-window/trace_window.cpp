@@ -12,6 +12,7 @@
 #include "cell_text.h"
 #include "failure.h"
 #include "output_file.h"
+#include "pages.h"
 #include "pattern_field.h"
 #include "problem_bar.h"
 #include "time_option.h"
@@ -45,6 +46,7 @@ TraceWindow::TraceWindow(const trace::ViewOptions& options, std::string settings
       m_session(options), m_area(new ViewArea), m_windowList(new WindowList),
       m_problemBar(new ProblemBar), m_commands(new WindowCommands(*this, m_session.time))
 {
+    trace::give_back_large_blocks(); // the row headers of the tables
     setWindowTitle(tr("plinth trace"));
     resize(1100, 680);
     auto* const middle = new QWidget;

@@ -121,8 +121,7 @@ void ViewPage::applyStyle()
     style.byProcess = m_byProcess;
     style.form = m_raw ? trace::TextForm::raw : trace::TextForm::plain;
     m_strip->setHighlights(style.highlights, style.colours);
-    m_table->rows().setStyle(std::move(style));
-    m_table->widths().forget();
+    m_table->setStyle(std::move(style));
 }
 
 double ViewPage::advance(Session::Clock::duration longest)

@@ -13,8 +13,15 @@ namespace trace
 void* allocate_pages(size_t bytes);
 void free_pages(void* pages, size_t bytes);
 
+// Returns the pages that are wholly in this part of such memory to the system: what was in them is
+// lost, but they can be used again. The result is the number of bytes that were given back.
+size_t give_back_pages(void* part, size_t bytes);
+
 // Returns unused memory of the heap to the system.
 void give_back_heap();
+// From now on the heap returns large blocks to the system as soon as they are freed. Otherwise it
+// keeps blocks of several megabytes, once one of their size was freed.
+void give_back_large_blocks();
 
 class Pages
 {

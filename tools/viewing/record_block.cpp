@@ -102,12 +102,16 @@ bool RecordBlock::append(const RecordView& record)
 void RecordBlock::seal()
 {
     m_names = {};
+    // Where a record had no more room, the rest may be large, and resident from a former use.
+    const size_t unused = m_pages.bytes() - bytes();
+    m_rest = unused - give_back_pages(m_pages.data() + m_used, unused);
 }
 
 void RecordBlock::clear()
 {
     m_used = 0;
     m_count = 0;
+    m_rest = 0;
     m_names.clear();
 }
 

@@ -22,7 +22,7 @@ public:
 
     // False if there is no room for the record.
     bool append(const RecordView& record);
-    // No more records come: frees what only append needs.
+    // No more records come: frees what only append needs, and the memory that is left over.
     void seal();
 
     // Removes the records but keeps the memory.
@@ -34,7 +34,7 @@ public:
 
     // The memory of all records before this one, with names and overhead.
     size_t bytes_before(size_t index) const;
-    size_t bytes() const { return m_used + m_count * sizeof(uint32_t); }
+    size_t bytes() const { return m_used + m_count * sizeof(uint32_t) + m_rest; }
     // The most memory that the record takes in any block.
     static size_t most_bytes(const RecordView& record);
 
@@ -45,6 +45,7 @@ private:
     Pages m_pages;
     size_t m_used = 0;
     size_t m_count = 0;
+    size_t m_rest = 0;        // of a sealed block: unused bytes that may be resident
     uint32_t m_last_name = 0; // where the last record's name is
     std::unordered_map<std::string, uint32_t> m_names;
 };

@@ -24,6 +24,12 @@ void Search::set(std::optional<Pattern> pattern, std::optional<uint64_t> anchor)
     start_over(anchor.value_or(m_view.examined_to()));
 }
 
+void Search::set_form(TextForm form)
+{
+    if (std::exchange(m_form, form) != form)
+        start_over(m_view.examined_to());
+}
+
 bool Search::advance(size_t most)
 {
     follow_view();
@@ -39,7 +45,7 @@ void Search::look_at(uint64_t number)
 {
     if (!m_view.shows(number))
         return;
-    const Found found = m_pattern->in(m_view.store()[number].text);
+    const Found found = m_pattern->in(text_of(m_view.store()[number], m_form, m_storage));
     if (found == Found::yes)
         m_hits.add(number);
     else if (found == Found::gave_up)

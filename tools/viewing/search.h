@@ -1,4 +1,5 @@
-// The rows of a view in which an expression is found: hits.
+// The rows of a view in which an expression is found: hits. The text is searched in the form in
+// which it is shown, so that each hit can be seen.
 //
 // The rows are examined step by step, outward from one of them, then new rows as they are added. A
 // search starts again by itself when its view does.
@@ -8,10 +9,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "outward_walk.h"
 #include "pattern.h"
+#include "record_columns.h"
 #include "row_set.h"
 #include "view.h"
 
@@ -31,6 +34,9 @@ public:
     // from the end. Without a pattern nothing is searched.
     void set(std::optional<Pattern> pattern, std::optional<uint64_t> anchor = std::nullopt);
     const std::optional<Pattern>& pattern() const { return m_pattern; }
+
+    // How the view's rows show their texts. If that changes, the search starts again.
+    void set_form(TextForm form);
 
     // Examines at most `most` records, or for at most `longest`; true if there are more. To be
     // called after the view's own steps.
@@ -62,6 +68,8 @@ private:
 
     const View& m_view;
     std::optional<Pattern> m_pattern;
+    TextForm m_form = TextForm::plain;
+    std::string m_storage; // for text_of
     RowSet m_hits;
     RowSet m_unknown;
     OutwardWalk m_walk;

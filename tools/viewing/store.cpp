@@ -108,7 +108,12 @@ size_t Store::part_of(uint64_t number) const
 void Store::add_part(const RecordView& record)
 {
     if (!m_parts.empty())
-        m_parts.back().block.seal();
+    {
+        RecordBlock& full = m_parts.back().block;
+        const size_t before = full.bytes();
+        full.seal();
+        m_part_bytes += full.bytes() - before;
+    }
     if (m_spare && RecordBlock::most_bytes(record) <= m_spare->capacity())
         m_parts.push_back({std::move(*m_spare), m_end});
     else

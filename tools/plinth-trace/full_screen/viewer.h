@@ -114,6 +114,7 @@ private:
     void ask_for_time();
     void toggle_delta();
     void next_time_mode();
+    void show_raw(bool raw);
     void save(bool all);
     void go_to(uint64_t number);
 

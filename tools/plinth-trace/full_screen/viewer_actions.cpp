@@ -114,6 +114,12 @@ void Viewer::toggle_delta()
 
 // Time of day, date and time, since the first record, since the row before, none; then again from
 // the start.
+void Viewer::show_raw(bool raw)
+{
+    m_is_raw = raw;
+    m_search.set_form(raw ? TextForm::raw : TextForm::plain);
+}
+
 void Viewer::next_time_mode()
 {
     constexpr struct

@@ -129,7 +129,7 @@ const std::vector<Viewer::Action>& Viewer::actions()
          [](Viewer& v) { v.next_view(true); }},
         {{KEY_BTAB}, "Shift-Tab", "the previous view", [](Viewer& v) { v.next_view(false); }},
         {{'C'}, "C", "columns on and off", [](Viewer& v) { v.choose_columns(); }},
-        {{'r'}, "r", "the raw text, or its columns", [](Viewer& v) { v.m_is_raw = !v.m_is_raw; }},
+        {{'r'}, "r", "the raw text, or its columns", [](Viewer& v) { v.show_raw(!v.m_is_raw); }},
 
         {{'s'},
          "s",

@@ -62,7 +62,7 @@ void Viewer::show_view(const ViewSettings& view)
         const auto found = view.others.find(name);
         return found == view.others.end() ? std::string() : found->second;
     };
-    m_is_raw = setting(raw_setting) == yes;
+    show_raw(setting(raw_setting) == yes);
     m_has_date = setting(date_setting) == yes;
     m_time = time_mode_of(setting(time_setting)).value_or(m_time);
     m_delta_from.reset();

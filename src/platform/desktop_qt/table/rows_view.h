@@ -30,11 +30,15 @@ public:
     void reset() override;
 
 private:
+    void connectModel();
+    void renewHeader();
+    void countDropped(int first, int count);
     void keepPlaceBehindInsertion(int first, int count);
     void keepPlaceBehindRemoval(int first, int count);
 
     std::vector<QMetaObject::Connection> m_connections; // to the model
     int m_top = 0;                                      // before the current change
+    int m_dropped = 0;                                  // rows at the top since the header was made
 };
 
 } // namespace qt_table

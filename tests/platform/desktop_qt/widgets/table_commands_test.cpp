@@ -1,5 +1,7 @@
 // Copying, finding and following by keyboard, and emptying, on a table over a model of the test's
 // own.
+#include <malloc.h>
+
 #include <QAbstractTableModel>
 #include <QClipboard>
 #include <QHeaderView>
@@ -29,6 +31,16 @@ public:
         beginResetModel();
         m_rows = rows;
         endResetModel();
+    }
+    // Removes rows at the top, and adds some at the end.
+    void go_on(int removed, int added)
+    {
+        beginRemoveRows({}, 0, removed - 1);
+        m_rows -= removed;
+        endRemoveRows();
+        beginInsertRows({}, m_rows, m_rows + added - 1);
+        m_rows += added;
+        endInsertRows();
     }
 
 private:
@@ -163,6 +175,38 @@ TEST_F(TableCommands, ATableOfMillionsOfRowsThatIsEmptiedGivesItsMemoryBack)
     blanks.start(3);
     EXPECT_EQ(view().rowHeight(2), height);
     EXPECT_TRUE(view().verticalHeader()->isHidden());
+    table->setModel(&model);
+}
+
+TEST_F(TableCommands, ATableWhoseOldestRowsGoStaysWhereItIsAndHasMemoryOnlyForTheRowsThatItHas)
+{
+    Blanks blanks;
+    table->setModel(&blanks);
+    const size_t before = test::resident();
+    constexpr int rows = 1'000'000;
+    blanks.start(rows);
+    qt_table::RowsView& rows_view = *table->view();
+    table->setFollowing(false);
+    int top = 900'000;
+    rows_view.setTopRow(top);
+    size_t most = 0;
+    for (int i = 0; i < 40; ++i)
+    {
+        constexpr int at_once = 100'000;
+        blanks.go_on(at_once, at_once);
+        top = std::max(0, top - at_once);
+        QCoreApplication::processEvents();
+        ASSERT_EQ(rows_view.topRow(), top);
+        ASSERT_EQ(rows_view.rowAt(0), top);
+        ASSERT_EQ(rows_view.verticalScrollBar()->maximum(), rows - rows_view.rowsInSight());
+        most = std::max(most, test::resident() - before);
+    }
+    EXPECT_LT(most, rows * 14 + test::sanitizers_share);
+    table->setFollowing(true);
+    blanks.go_on(rows - 1'000, 10);
+    EXPECT_TRUE(QTest::qWaitFor([this] { return test::last_row_in_sight(view()) == 1'009; }));
+    malloc_trim(0);
+    EXPECT_LT(test::resident(), before + (2 << 20) + test::sanitizers_share);
     table->setModel(&model);
 }
 
