@@ -271,10 +271,12 @@ class Left(unittest.TestCase):
 
     def test_by_signals_at_each_stage(self):
         path = numbered(50)
-        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT,
-                       signal.SIGABRT, signal.SIGSEGV):
+        kept = {signal.SIGKILL, signal.SIGSTOP, signal.SIGTSTP, signal.SIGTTIN, signal.SIGTTOU,
+                signal.SIGCHLD, signal.SIGCONT, signal.SIGURG, signal.SIGWINCH, signal.SIGPIPE,
+                signal.SIGXFSZ, signal.SIGALRM, *range(signal.SIGRTMIN + 1, signal.SIGRTMAX)}
+        for number in signal.valid_signals() - kept:
             for stage, keys in self.STAGES.items():
-                if number != signal.SIGTERM and stage not in ("list", "prompt"):
+                if number not in (signal.SIGTERM, signal.SIGQUIT) and stage != "list":
                     continue
                 viewer = Terminal(self, "watch", "--input", path)
                 viewer.until("number 49")
@@ -284,6 +286,12 @@ class Left(unittest.TestCase):
                 viewer.process.send_signal(number)
                 viewer.wait()
                 viewer.check_is_as_found((number, stage))
+        ignoring = ["sh", "-c", 'trap "" USR1; exec "$@"', "sh"]
+        viewer = Terminal(self, "watch", "--input", path, shell=ignoring)
+        viewer.until("number 49")
+        viewer.process.send_signal(signal.SIGUSR1)
+        viewer.press("q")
+        self.assertEqual(viewer.wait(), 0)
 
     def test_by_a_signal_at_any_moment_of_the_start(self):
         path = numbered(5)
