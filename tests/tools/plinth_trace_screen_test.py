@@ -201,8 +201,12 @@ class Screen(unittest.TestCase):
     def test_texts_of_strangers_stay_in_their_columns(self):
         hostile = "\x1b]0;title\x07\x1b[2J\u202eabc"
         wide = "日本語\u0301e\u0301\u263a\ufe0f"
-        path = log_of("x" * 100_000 + "\tfar", "\t" * 2000 + "tabs", "three\nlines\nof it")
-        Terminal(self, "watch", "--input", path).until("three\u21b5lines\u21b5of it", "row 3 of 3")
+        path = log_of("x" * 1_000_000 + "\tfar", "\t" * 2000 + "tabs", "three\nlines\nof it")
+        viewer = Terminal(self, "watch", "--input", path)
+        viewer.until("three\u21b5lines\u21b5of it", "row 3 of 3")
+        for keys in ("mx", "/x", "/y*"):  # hits without end: only the visible ones may cost time
+            viewer.press(keys + "\r?", "the record above")
+            viewer.press("q", "xxxx")
         viewer = Terminal(self, "watch", columns=110)
         plain = Terminal(self, "watch", columns=110, LC_ALL="C")
         for each in (viewer, plain):

@@ -111,7 +111,7 @@ private:
     uint64_t m_generation = 0;
     std::optional<uint64_t> m_pause;
     uint64_t m_held_to = 0; // records before it waited for the end of a pause
-    uint64_t m_seen; // records before it were examined once, so they were not missed
+    uint64_t m_seen;        // records before it were examined once, so they were not missed
     uint64_t m_missed = 0;
     size_t m_use = 0; // bytes that the store counts
 };

@@ -187,12 +187,18 @@ TEST(FilterPatterns, OneThatWouldNeverEndIsGivenUpAndItsRecordsAreShown)
 
 TEST(HighlightedText, HasEachPatternInItsColourAndNoOverlap)
 {
-    const Highlights highlights({Pattern("b+"), Pattern("[a-z]"), Pattern("$|x*")});
-    std::string places;
-    for (const Highlight& each : highlights.in("abbc1"))
-        places += std::to_string(each.colour) + ":" + std::to_string(each.span.start) + "-" +
-                  std::to_string(each.span.end) + " ";
-    EXPECT_EQ(places, "1:0-1 0:1-3 1:3-4 ");
+    const auto places = [](const std::vector<Pattern>& patterns, std::string_view text)
+    {
+        std::string all;
+        for (const Highlight& each : Highlights(patterns).in(text))
+            all += std::to_string(each.colour) + ":" + std::to_string(each.span.start) + "-" +
+                   std::to_string(each.span.end) + " ";
+        return all;
+    };
+    EXPECT_EQ(places({Pattern("b+"), Pattern("[a-z]"), Pattern("$|x*")}, "abbc1"),
+              "1:0-1 0:1-3 1:3-4 ");
+    EXPECT_EQ(places({Pattern("bc|"), Pattern("[abcd]+")}, "xabcdx"), "1:1-2 0:2-4 1:4-5 ");
+    EXPECT_EQ(places({Pattern("a")}, std::string(1'000'000, 'a')), "0:0-1000000 ");
 }
 
 TEST(HighlightedText, AColourEndsWithItsLine)

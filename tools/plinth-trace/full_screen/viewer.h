@@ -80,6 +80,7 @@ private:
     void draw_bar(const Layout& layout, const Place::Shown& shown);
     void draw_details(const Layout& layout);
     std::vector<std::string> headings() const;
+    Marking marking() const;
     void fill(TableRow& row, size_t number_of_row);
     void add_text(TableRow& row) const;
     std::string fact(Column column, uint64_t number, const RecordView& record,
