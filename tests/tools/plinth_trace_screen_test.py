@@ -8,7 +8,8 @@ import unittest
 
 from plinth_trace_test import SPEAKER, speak
 from programs import PATIENCE, ROOT, run
-from screen import DOWN, END, ERASE, ESCAPE, HOME, LEFT, PAGE_UP, RIGHT, TRACE, UP, Terminal
+from screen import (DOWN, END, ERASE, ESCAPE, HOME, LEFT, PAGE_DOWN, PAGE_UP, RIGHT, TRACE, UP,
+                    Terminal)
 
 IS_SOAK = "PLINTH_SOAK_SECONDS" in os.environ
 STAMP = "2024-03-05 14:{:02}:{:02}.000 *vtq* "
@@ -193,10 +194,27 @@ class Screen(unittest.TestCase):
         narrow.until("row 300")
         narrow.press(HOME + RIGHT * 4, "number 0", "row 1 of 300")
         narrow.press("/is not there at all", "not there at all")  # the text scrolls with the cursor
+        narrow.press(ESCAPE + "O", "other views, by name", "or path:", "row 1 of 300")
+        narrow.press(ESCAPE + "?", "Up, k", "  the record above")
+        narrow.press(PAGE_DOWN * 30, "?, h, F1", "  this page")
         tiny = Terminal(self, "watch", "--input", numbered(3), lines=1, columns=1)
         tiny.until(lambda: b"\x1b[H" in tiny.raw)
         tiny.press("q")
         self.assertEqual(tiny.wait(), 0)
+
+    def test_no_choice_of_a_menu_is_cut_off(self):
+        choices = ("p only its process", "P not its process", "x no texts like this",
+                   "i only such texts", "m mark such texts")
+        for columns in (80, 20, 16):
+            viewer = Terminal(self, "watch", columns=columns)
+            viewer.until("watching")
+            speak("of the channel")
+            viewer.until("row 1")
+            seen = lambda: " ".join(" ".join(viewer.screen.display).split())
+            viewer.press("e", lambda: all(choice in seen() for choice in choices))
+            if columns == 80:
+                viewer.press(ESCAPE, "q quit")
+                viewer.press("?" + PAGE_DOWN, lambda: "the row before, none" in seen())
 
     def test_texts_of_strangers_stay_in_their_columns(self):
         hostile = "\x1b]0;title\x07\x1b[2J\u202eabc"
