@@ -7,8 +7,9 @@ import time
 import unittest
 
 from plinth_trace_test import SPEAKER, let_an_open_wait, speak
-from programs import PATIENCE, ROOT, run
-from screen import DOWN, END, ERASE, ESCAPE, HOME, LEFT, PAGE_UP, RIGHT, TRACE, UP, Terminal
+from programs import PATIENCE, ROOT, folder_outside, run
+from screen import (DOWN, END, ERASE, ESCAPE, HOME, LEFT, PAGE_DOWN, PAGE_UP, RIGHT, TRACE, UP,
+                    Terminal)
 
 IS_SOAK = "PLINTH_SOAK_SECONDS" in os.environ
 STAMP = "2024-03-05 14:{:02}:{:02}.000 *vtq* "
@@ -197,16 +198,37 @@ class Screen(unittest.TestCase):
         narrow.until("row 300")
         narrow.press(HOME + RIGHT * 4, "number 0", "row 1 of 300")
         narrow.press("/is not there at all", "not there at all")  # the text scrolls with the cursor
+        narrow.press(ESCAPE + "O", "other views, by name", "or path:", "row 1 of 300")
+        narrow.press(ESCAPE + "?", "Up, k", "  the record above")
+        narrow.press(PAGE_DOWN * 30, "?, h, F1", "  this page")
         tiny = Terminal(self, "watch", "--input", numbered(3), lines=1, columns=1)
         tiny.until(lambda: b"\x1b[H" in tiny.raw)
         tiny.press("q")
         self.assertEqual(tiny.wait(), 0)
 
+    def test_no_choice_of_a_menu_is_cut_off(self):
+        choices = ("p only its process", "P not its process", "x no texts like this",
+                   "i only such texts", "m mark such texts")
+        for columns in (80, 20, 16):
+            viewer = Terminal(self, "watch", columns=columns)
+            viewer.until("watching")
+            speak("of the channel")
+            viewer.until("row 1")
+            seen = lambda: " ".join(" ".join(viewer.screen.display).split())
+            viewer.press("e", lambda: all(choice in seen() for choice in choices))
+            if columns == 80:
+                viewer.press(ESCAPE, "q quit")
+                viewer.press("?" + PAGE_DOWN, lambda: "the row before, none" in seen())
+
     def test_texts_of_strangers_stay_in_their_columns(self):
         hostile = "\x1b]0;title\x07\x1b[2J\u202eabc"
         wide = "日本語\u0301e\u0301\u263a\ufe0f"
-        path = log_of("x" * 100_000 + "\tfar", "\t" * 2000 + "tabs", "three\nlines\nof it")
-        Terminal(self, "watch", "--input", path).until("three\u21b5lines\u21b5of it", "row 3 of 3")
+        path = log_of("x" * 1_000_000 + "\tfar", "\t" * 2000 + "tabs", "three\nlines\nof it")
+        viewer = Terminal(self, "watch", "--input", path)
+        viewer.until("three\u21b5lines\u21b5of it", "row 3 of 3")
+        for keys in ("mx", "/x", "/y*"):  # hits without end: only the visible ones may cost time
+            viewer.press(keys + "\r?", "the record above")
+            viewer.press("q", "xxxx")
         viewer = Terminal(self, "watch", columns=110)
         plain = Terminal(self, "watch", columns=110, LC_ALL="C")
         for each in (viewer, plain):
@@ -275,10 +297,12 @@ class Left(unittest.TestCase):
 
     def test_by_signals_at_each_stage(self):
         path = numbered(50)
-        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT,
-                       signal.SIGABRT, signal.SIGSEGV):
+        kept = {signal.SIGKILL, signal.SIGSTOP, signal.SIGTSTP, signal.SIGTTIN, signal.SIGTTOU,
+                signal.SIGCHLD, signal.SIGCONT, signal.SIGURG, signal.SIGWINCH, signal.SIGPIPE,
+                signal.SIGXFSZ, signal.SIGALRM, *range(signal.SIGRTMIN + 1, signal.SIGRTMAX)}
+        for number in signal.valid_signals() - kept:
             for stage, keys in self.STAGES.items():
-                if number != signal.SIGTERM and stage not in ("list", "prompt"):
+                if number not in (signal.SIGTERM, signal.SIGQUIT) and stage != "list":
                     continue
                 viewer = Terminal(self, "watch", "--input", path)
                 viewer.until("number 49")
@@ -288,6 +312,12 @@ class Left(unittest.TestCase):
                 viewer.process.send_signal(number)
                 viewer.wait()
                 viewer.check_is_as_found((number, stage))
+        ignoring = ["sh", "-c", 'trap "" USR1; exec "$@"', "sh"]
+        viewer = Terminal(self, "watch", "--input", path, shell=ignoring)
+        viewer.until("number 49")
+        viewer.process.send_signal(signal.SIGUSR1)
+        viewer.press("q")
+        self.assertEqual(viewer.wait(), 0)
 
     def test_by_a_signal_at_any_moment_of_the_start(self):
         path = numbered(5)
@@ -312,10 +342,9 @@ class Left(unittest.TestCase):
         viewer.check_is_as_found("ended")
 
     def test_by_force_while_it_is_stuck(self):
-        folder = os.path.join(ROOT, "logs")
-        os.mkdir(folder)
+        folder = folder_outside()
         viewer = Terminal(self, "watch", "--input", folder)
-        viewer.until("logs")
+        viewer.until("outside")
         let_an_open_wait(self, os.path.join(folder, "qvapp_2024-03-05.log"))
         viewer.process.send_signal(signal.SIGINT)
         self.assertEqual(viewer.wait(), -signal.SIGTERM)

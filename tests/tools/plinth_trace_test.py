@@ -15,7 +15,7 @@ import termios
 import time
 import unittest
 
-from programs import PATIENCE, ROOT, run
+from programs import PATIENCE, ROOT, folder_outside, run
 
 TRACE = os.environ["PLINTH_TRACE"]
 TALKER = os.environ["PLINTH_TALKER"]
@@ -334,8 +334,7 @@ class Keys(unittest.TestCase):
             self.assertFalse(self.is_raw(), number)
 
     def test_the_terminal_is_left_as_it_was_when_it_is_ended_by_force(self):
-        folder = os.path.join(ROOT, "logs")
-        os.mkdir(folder)
+        folder = folder_outside()
         self.start("--input", folder)
         let_an_open_wait(self, os.path.join(folder, "qvapp_2024-03-05.log"))
         self.process.send_signal(signal.SIGINT)

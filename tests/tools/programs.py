@@ -6,10 +6,15 @@ ROOT = os.environ["PLINTH_ROOT"]
 PATIENCE = 60  # seconds until a program that should have ended counts as stuck
 
 
-def fifo_outside():
-    """A FIFO outside of ROOT, below which programs refuse one. The launcher removes it."""
+def folder_outside():
+    """A folder outside of ROOT, below which opening never waits. The launcher removes it."""
     os.makedirs(ROOT + ".outside", exist_ok=True)
-    path = ROOT + ".outside/fifo"
+    return ROOT + ".outside"
+
+
+def fifo_outside():
+    """A FIFO outside of ROOT, below which programs refuse one."""
+    path = folder_outside() + "/fifo"
     os.mkfifo(path)
     return path
 

@@ -73,8 +73,7 @@ Keyboard::Keyboard()
     g_ours.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
     g_ours.c_cc[VMIN] = 1;
     g_ours.c_cc[VTIME] = 0;
-    for (const int signal : ending_signals)
-        set_handler(signal, plinth_trace_on_ending);
+    set_ending_handler(plinth_trace_on_ending);
     set_handler(SIGTSTP, plinth_trace_on_stop);
     set_handler(SIGCONT, plinth_trace_on_continue);
     before_forced_end([] { set_terminal(g_found); });
@@ -86,8 +85,7 @@ Keyboard::~Keyboard()
     before_forced_end(nullptr);
     set_handler(SIGCONT, SIG_DFL);
     set_terminal(g_found);
-    for (const int signal : ending_signals)
-        set_handler(signal, SIG_DFL);
+    restore_ending_signals();
     set_handler(SIGTSTP, SIG_DFL);
 }
 

@@ -1,6 +1,6 @@
 // Signals that end or stop a program which has changed its terminal.
 //
-// All functions here may be called in a signal handler.
+// Functions here may be called in a signal handler, unless they say otherwise.
 #pragma once
 
 #include <csignal>
@@ -9,9 +9,6 @@
 
 namespace trace
 {
-
-// Signals that end a program by default, besides SIGINT, SIGTERM and SIGHUP (interruption.h).
-inline constexpr int ending_signals[] = {SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
 
 // Calls that the signal interrupts start again.
 inline void set_handler(int signal, void (*handler)(int))
@@ -36,6 +33,16 @@ inline void raise_default(int signal)
     raise(signal);
     sigprocmask(SIG_UNBLOCK, &only, nullptr); // the signal is delivered now
 }
+
+// Sets this handler for every signal that would end the program, real-time signals included.
+// Signals that are ignored or have a handler keep it: SIGINT, SIGTERM and SIGHUP have that of
+// interruption.h. Only crashes get this handler in any case: a handler that a sanitizer has set for
+// them would end the program too. Not in a signal handler.
+void set_ending_handler(void (*handler)(int));
+
+// Gives these signals what they had before, unless they have got another handler since. Not in a
+// signal handler.
+void restore_ending_signals();
 
 // Whether standard input is a terminal that belongs to this program's group. The terminal would
 // stop a program that changes it from the background.

@@ -74,7 +74,8 @@ void append_marked(std::string& out, size_t prefix_at, std::string_view text,
         out += colour;
         while (at < end)
         {
-            const size_t line_end = std::min(text.find('\n', at), end);
+            // Only up to the end: searching the rest for each place would take too long.
+            const size_t line_end = at + std::min(text.substr(at, end - at).find('\n'), end - at);
             out.append(text, at, line_end - at);
             at = line_end;
             if (at == end)

@@ -34,9 +34,8 @@ void View::cleared()
 
 bool View::advance(size_t most)
 {
+    count_missed();
     const uint64_t first = m_store.first();
-    if (first > m_seen)
-        m_missed += first - std::exchange(m_seen, first);
     const uint64_t high = m_walk.high();
     const bool more = m_walk.advance(first, end(), most,
                                      [&](uint64_t number)
@@ -95,8 +94,19 @@ std::optional<size_t> View::nearest_row(uint64_t number) const
 
 void View::pause()
 {
+    if (m_pause)
+        return;
+    count_missed();
+    m_pause = m_store.end();
+}
+
+void View::resume()
+{
     if (!m_pause)
-        m_pause = m_store.end();
+        return;
+    count_missed();
+    m_held_to = m_store.end();
+    m_pause.reset();
 }
 
 uint64_t View::waiting() const
@@ -121,6 +131,15 @@ void View::start_over(uint64_t anchor)
     m_added = {};
     ++m_generation;
     count_use();
+}
+
+// Without a pause, records that come faster than they are examined are dropped, but not missed.
+void View::count_missed()
+{
+    const uint64_t first = m_store.first();
+    const uint64_t held = m_pause ? first : std::min(first, m_held_to);
+    m_missed += held > m_seen ? held - m_seen : 0;
+    m_seen = std::max(m_seen, first);
 }
 
 // The memory of the rows counts as the store's.

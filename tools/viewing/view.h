@@ -87,12 +87,12 @@ public:
     uint64_t examined_to() const { return m_walk.high(); }
 
     void pause();
-    void resume() { m_pause.reset(); }
+    void resume();
     bool is_paused() const { return m_pause.has_value(); }
     uint64_t waiting() const; // records that came since the pause
 
     // Records that were removed before they were examined, since the last call: for lack of memory,
-    // during a pause.
+    // because of a pause.
     uint64_t take_missed();
 
     const Store& store() const { return m_store; }
@@ -100,6 +100,7 @@ public:
 private:
     uint64_t end() const;
     void start_over(uint64_t anchor);
+    void count_missed();
     void count_use();
 
     const Store& m_store;
@@ -109,7 +110,8 @@ private:
     Added m_added;
     uint64_t m_generation = 0;
     std::optional<uint64_t> m_pause;
-    uint64_t m_seen; // records before it were examined once, so they were not missed
+    uint64_t m_held_to = 0; // records before it waited for the end of a pause
+    uint64_t m_seen;        // records before it were examined once, so they were not missed
     uint64_t m_missed = 0;
     size_t m_use = 0; // bytes that the store counts
 };

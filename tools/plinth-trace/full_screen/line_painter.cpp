@@ -12,34 +12,43 @@ constexpr size_t tab_width = 8;
 
 } // namespace
 
+chtype Marks::style_at(size_t at, chtype other)
+{
+    if (at >= m_walk.end())
+        m_colour = m_walk.colour_at(at);
+    return m_colour ? m_styles[*m_colour] : other;
+}
+
 LinePainter::LinePainter(Characters& characters, int line, size_t width, size_t skip)
     : m_characters(characters), m_line(line), m_width(width), m_skip(skip)
 {
 }
 
-void LinePainter::put(std::string_view part, chtype style, const std::vector<Mark>& marks,
-                      size_t start)
+void LinePainter::put(std::string_view part, chtype style)
 {
     m_text_start = m_column;
-    auto mark = marks.begin();
+    while (!part.empty() && !is_full())
+        put_next(part, style);
+}
+
+void LinePainter::put(std::string_view part, chtype style, Marks& marks, size_t start)
+{
+    m_text_start = m_column;
     const size_t size = part.size();
     while (!part.empty() && !is_full())
-    {
-        const size_t at = start + size - part.size();
-        while (mark != marks.end() && mark->span.end <= at)
-            ++mark;
-        const chtype own = mark != marks.end() && mark->span.start <= at ? mark->style : style;
-        if (part.front() != '\t' && part.front() != '\n')
-        {
-            add(m_characters.take(part), own);
-            continue;
-        }
-        if (part.front() == '\t')
-            put_tab(own);
-        else
-            add(m_characters.is_utf8() ? Glyph{"\u21b5", 1} : Glyph{"|", 1}, own | A_DIM);
-        part.remove_prefix(1);
-    }
+        put_next(part, marks.style_at(start + size - part.size(), style));
+}
+
+// Takes the first character off the part.
+void LinePainter::put_next(std::string_view& part, chtype style)
+{
+    if (part.front() != '\t' && part.front() != '\n')
+        return add(m_characters.take(part), style);
+    if (part.front() == '\t')
+        put_tab(style);
+    else
+        add(m_characters.is_utf8() ? Glyph{"\u21b5", 1} : Glyph{"|", 1}, style | A_DIM);
+    part.remove_prefix(1);
 }
 
 void LinePainter::put_tab(chtype style)

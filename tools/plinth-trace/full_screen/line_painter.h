@@ -3,22 +3,35 @@
 // All text passes through Characters, which makes it harmless, before it reaches the terminal.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "full_screen/characters.h"
 #include "full_screen/curses.h"
-#include "pattern.h"
+#include "highlights.h"
 
 namespace trace::full_screen
 {
 
-// A place in a text that is shown in another style.
-struct Mark
+// Where a text is shown in other styles: those of patterns that it is searched for.
+class Marks
 {
-    Span span;
-    chtype style;
+public:
+    // The style of each pattern. The text outlives the marks.
+    Marks(const std::vector<Pattern>& patterns, std::vector<chtype> styles, std::string_view text)
+        : m_walk(patterns, text), m_styles(std::move(styles))
+    {
+    }
+
+    // The style of this byte, or `other`. Each byte is at or after the one of the call before.
+    chtype style_at(size_t at, chtype other);
+
+private:
+    HighlightWalk m_walk;
+    std::vector<chtype> m_styles;
+    std::optional<size_t> m_colour{};
 };
 
 class LinePainter
@@ -30,10 +43,10 @@ public:
     LinePainter(const LinePainter&) = delete;
     LinePainter& operator=(const LinePainter&) = delete;
 
-    // part: the part of a text that begins `start` bytes after the text's start. Marks count from
-    // the text's start; they are sorted and don't overlap.
-    void put(std::string_view part, chtype style, const std::vector<Mark>& marks = {},
-             size_t start = 0);
+    void put(std::string_view part, chtype style);
+
+    // The same with marks: the part begins `start` bytes after the text's start.
+    void put(std::string_view part, chtype style, Marks& marks, size_t start);
 
     // Writes blanks up to a column. If the text is already beyond it, one blank separates it from
     // the next.
@@ -47,6 +60,7 @@ public:
     size_t column() const { return m_column; }
 
 private:
+    void put_next(std::string_view& part, chtype style);
     void put_tab(chtype style);
     void add(Glyph glyph, chtype style);
     void flush();

@@ -17,27 +17,12 @@ chtype selected(chtype style, bool is_selected)
     return is_selected ? style ^ A_REVERSE : style;
 }
 
-// The marks of the first list, and the parts of the second list that they don't cover.
-std::vector<Mark> laid_over(const std::vector<Mark>& above, const std::vector<Mark>& below)
+Marks marks_of(const TableRow& row, const Marking& marking)
 {
-    std::vector<Mark> all = above;
-    for (const Mark& mark : below)
-    {
-        size_t start = mark.span.start;
-        for (const Mark& cover : above)
-        {
-            if (cover.span.end <= start || cover.span.start >= mark.span.end)
-                continue;
-            if (cover.span.start > start)
-                all.push_back({{start, cover.span.start}, mark.style});
-            start = cover.span.end;
-        }
-        if (start < mark.span.end)
-            all.push_back({{start, mark.span.end}, mark.style});
-    }
-    std::sort(all.begin(), all.end(),
-              [](const Mark& a, const Mark& b) { return a.span.start < b.span.start; });
-    return all;
+    std::vector<chtype> styles = marking.styles;
+    if (marking.has_hits)
+        styles.front() = selected(styles.front(), row.is_selected);
+    return {marking.patterns, std::move(styles), row.text};
 }
 
 } // namespace
@@ -82,26 +67,12 @@ void RowTable::draw_heading(LinePainter& painter) const
     painter.finish(m_palette.heading());
 }
 
-std::vector<Mark> RowTable::marks_of(const TableRow& row, const Highlights& highlights,
-                                     const std::vector<uint32_t>& colours) const
-{
-    std::vector<Mark> hits;
-    for (const Span& span : row.hits)
-        hits.push_back({span, selected(m_palette.hit(), row.is_selected)});
-    std::vector<Mark> marks;
-    for (const Highlight& place : highlights.in(row.text))
-        if (place.colour < colours.size())
-            marks.push_back({place.span, m_palette.highlight(colours[place.colour])});
-    return hits.empty() ? marks : laid_over(hits, marks);
-}
-
-void RowTable::draw(LinePainter& painter, const TableRow& row, const Highlights& highlights,
-                    const std::vector<uint32_t>& colours) const
+void RowTable::draw(LinePainter& painter, const TableRow& row, const Marking& marking) const
 {
     const chtype own = row.is_loss ? m_palette.loss() : A_NORMAL;
     const chtype style = selected(own, row.is_selected);
     const chtype head = row.is_loss || row.is_selected ? style : m_palette.head();
-    const std::vector<Mark> marks = marks_of(row, highlights, colours);
+    Marks marks = marks_of(row, marking);
     painter.put(row.is_bookmarked ? "*" : " ", style | A_BOLD);
     size_t column = 1;
     for (size_t i = 0; i < row.cells.size() && !painter.is_full(); ++i)

@@ -9,7 +9,6 @@
 #include "full_screen/characters.h"
 #include "full_screen/line_painter.h"
 #include "full_screen/palette.h"
-#include "highlights.h"
 #include "record.h"
 
 namespace trace::full_screen
@@ -22,6 +21,14 @@ struct Cell
     std::string_view field{}; // instead of a fact, a part of the shown text
     bool is_field = false;
     bool is_right_aligned = false;
+};
+
+// What is marked in all rows.
+struct Marking
+{
+    std::vector<Pattern> patterns{}; // where two overlap, the first one counts
+    std::vector<chtype> styles{};    // of each pattern
+    bool has_hits = false;           // the first pattern is that of the search
 };
 
 // Can't be moved or copied: some of its texts are parts of others.
@@ -37,7 +44,6 @@ struct TableRow
     bool is_loss = false;
     bool is_selected = false;
     bool is_bookmarked = false;
-    std::vector<Span> hits{}; // of the search, in the text
 };
 
 class RowTable
@@ -55,12 +61,9 @@ public:
     void measure(const TableRow& row);
 
     void draw_heading(LinePainter& painter) const;
-    void draw(LinePainter& painter, const TableRow& row, const Highlights& highlights,
-              const std::vector<uint32_t>& colours) const;
+    void draw(LinePainter& painter, const TableRow& row, const Marking& marking) const;
 
 private:
-    std::vector<Mark> marks_of(const TableRow& row, const Highlights& highlights,
-                               const std::vector<uint32_t>& colours) const;
     void draw_fact(LinePainter& painter, const Cell& cell, size_t width, chtype style) const;
 
     Characters& m_characters;

@@ -102,8 +102,10 @@ void prepare_leave()
 
 void set_handlers(bool ours)
 {
-    for (const int signal : ending_signals)
-        set_handler(signal, ours ? plinth_trace_screen_on_ending : SIG_DFL);
+    if (ours)
+        set_ending_handler(plinth_trace_screen_on_ending);
+    else
+        restore_ending_signals();
     set_handler(SIGTSTP, ours ? plinth_trace_screen_on_stop : SIG_DFL);
     set_handler(SIGCONT, ours ? plinth_trace_screen_on_continue : SIG_DFL);
     before_forced_end(ours ? restore_now : nullptr);

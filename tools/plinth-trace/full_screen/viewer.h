@@ -56,6 +56,13 @@ private:
         void (*run)(Viewer& viewer);
     };
 
+    struct HelpLine
+    {
+        std::string key; // empty in the second line of an action and in further ones
+        size_t indent;   // columns before the text
+        std::string what;
+    };
+
     // viewer.cpp
     void take_records(bool is_ours);
     void examine();
@@ -69,7 +76,10 @@ private:
     void draw_prompt(const Layout& layout);
     void draw_help(const Layout& layout);
     void move_cursor(size_t line, size_t column);
-    std::string menu_text() const;
+    void draw_lines(size_t last, const std::vector<std::string>& lines, chtype style);
+    std::vector<std::string> menu_lines();
+    std::vector<std::string> message_lines();
+    std::vector<HelpLine> help_lines();
     std::string help_status() const;
     std::string status();
     std::string place_text() const;
@@ -80,6 +90,7 @@ private:
     void draw_bar(const Layout& layout, const Place::Shown& shown);
     void draw_details(const Layout& layout);
     std::vector<std::string> headings() const;
+    Marking marking() const;
     void fill(TableRow& row, size_t number_of_row);
     void add_text(TableRow& row) const;
     std::string fact(Column column, uint64_t number, const RecordView& record,

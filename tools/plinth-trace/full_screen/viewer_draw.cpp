@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <utility>
 
 #include "full_screen/curses.h"
 #include "full_screen/line_painter.h"
 #include "full_screen/viewer.h"
+#include "full_screen/wrapped_lines.h"
 #include "text.h"
 
 namespace trace::full_screen
@@ -15,8 +17,10 @@ namespace trace::full_screen
 namespace
 {
 
-const char* const hint = "? help  / search  i include  x exclude  e from record  v view  f follow  "
-                         "p pause  q quit";
+// The most important first: those that don't fit are left out.
+const std::vector<std::string> hints = {"? help",    "q quit",    "/ search",
+                                        "i include", "x exclude", "e from record",
+                                        "v view",    "f follow",  "p pause"};
 
 // With a comma between groups of three digits.
 std::string grouped(uint64_t number)
@@ -63,42 +67,78 @@ void Viewer::draw_line(size_t line, std::string_view text, chtype style)
     painter.finish(style);
 }
 
-// If there is no line for a message, it covers the status.
+// The last of the lines is in the line `last`. What doesn't fit is left out at the end.
+void Viewer::draw_lines(size_t last, const std::vector<std::string>& lines, chtype style)
+{
+    const size_t count = std::min(last + 1, lines.size());
+    for (size_t i = 0; i < count; ++i)
+        draw_line(last + 1 - count + i, lines[i], style);
+}
+
+// A menu or a problem that is too wide covers lines above it. If there is no line for a message, it
+// covers the status.
 void Viewer::draw_bottom(const Layout& layout)
 {
-    const chtype problem = m_is_problem ? m_palette.problem() : A_NORMAL;
     if (m_prompt)
         draw_prompt(layout);
     else if (m_menu)
-        draw_line(layout.bottom_at, menu_text(), A_BOLD);
+        draw_lines(layout.bottom_at, menu_lines(), A_BOLD);
+    else if (!m_message.empty() && m_is_problem)
+        draw_lines(layout.bottom_at, message_lines(), m_palette.problem());
     else if (!m_message.empty())
-        draw_line(layout.bottom_at, printable_name(m_message), problem);
+        draw_line(layout.bottom_at, printable_name(m_message), A_NORMAL);
     else if (layout.has_bottom)
-        draw_line(layout.bottom_at, hint, A_DIM);
+        draw_line(layout.bottom_at, lines_of(m_characters, hints, "  ", layout.columns).front(),
+                  A_DIM);
 }
 
-std::string Viewer::menu_text() const
+std::vector<std::string> Viewer::menu_lines()
 {
-    std::string text = m_menu->label;
+    std::vector<std::string> pieces = {printable_name(m_menu->label)};
     for (const Menu::Choice& choice : m_menu->choices)
-        text += "  " + std::string(1, choice.key) + " " + choice.what;
-    return printable_name(text);
+        pieces.push_back(printable_name(std::string(1, choice.key) + " " + choice.what));
+    return lines_of(m_characters, pieces, "  ", m_layout.columns);
 }
 
-// The typed text scrolls so that the cursor is visible. A problem is shown after the text.
+std::vector<std::string> Viewer::message_lines()
+{
+    return lines_of(m_characters, printable_name(m_message), m_layout.columns);
+}
+
+// The typed text scrolls so that the cursor is visible. A message is shown after the text. A long
+// label, and a message that doesn't fit, are above the status line, if there is one.
 void Viewer::draw_prompt(const Layout& layout)
 {
+    constexpr std::string_view gap = "   ";
     const std::string& text = m_prompt->editor.text();
-    const std::string before = m_prompt->label + text.substr(0, m_prompt->editor.at());
+    const bool has_room = layout.has_bottom && layout.status_at > 0;
+    const size_t above = layout.status_at - (has_room ? 1 : 0);
+    std::string label = m_prompt->label;
+    size_t label_lines = 0;
+    if (has_room && m_characters.columns_of(label) > layout.columns / 2)
+    {
+        const std::vector<std::string> lines = lines_of(m_characters, label, layout.columns);
+        draw_lines(above, lines, A_BOLD);
+        label_lines = lines.size();
+        label.clear();
+    }
+    std::string message = m_message.empty() ? "" : std::string(gap) + printable_name(m_message);
+    const chtype style = m_is_problem ? m_palette.problem() : A_NORMAL;
+    if (has_room && label_lines <= above &&
+        m_characters.columns_of(label + text + message) > layout.columns)
+    {
+        if (!message.empty())
+            draw_lines(above - label_lines, message_lines(), style);
+        message.clear();
+    }
+    const std::string before = label + text.substr(0, m_prompt->editor.at());
     const size_t cursor = m_characters.columns_of(before);
     const size_t skip = cursor < layout.columns ? 0 : cursor - layout.columns + 1;
     {
         LinePainter painter(m_characters, as_int(layout.bottom_at), layout.columns, skip);
-        painter.put(m_prompt->label, A_BOLD);
+        painter.put(label, A_BOLD);
         painter.put(text, A_NORMAL);
-        if (!m_message.empty())
-            painter.put("   " + printable_name(m_message),
-                        m_is_problem ? m_palette.problem() : A_NORMAL);
+        painter.put(message, style);
     }
     move_cursor(layout.bottom_at, cursor - skip);
     curs_set(1);
@@ -109,25 +149,46 @@ void Viewer::move_cursor(size_t line, size_t column)
     ::move(as_int(line), as_int(column));
 }
 
-void Viewer::draw_help(const Layout& layout)
+// What a key does is beside the key, or below it on a narrow screen.
+std::vector<Viewer::HelpLine> Viewer::help_lines()
 {
     constexpr size_t key_columns = 14;
-    const std::vector<Action>& table = actions();
-    const size_t lines = layout.has_status ? layout.status_at : layout.lines;
-    *m_help = std::min(*m_help, table.size() - std::min(table.size(), lines));
-    for (size_t line = 0; line < lines && *m_help + line < table.size(); ++line)
+    constexpr size_t least_beside = 40;
+    constexpr size_t narrow_indent = 2;
+    const bool is_beside = m_layout.columns >= least_beside;
+    const size_t indent = is_beside ? key_columns : std::min(narrow_indent, m_layout.columns - 1);
+    std::vector<HelpLine> lines;
+    for (const Action& action : actions())
     {
-        const Action& action = table[*m_help + line];
+        std::string key = action.shown;
+        if (!is_beside)
+            lines.push_back({std::exchange(key, {}), indent, {}});
+        for (std::string& part : lines_of(m_characters, action.what, m_layout.columns - indent))
+            lines.push_back({std::exchange(key, {}), indent, std::move(part)});
+    }
+    return lines;
+}
+
+void Viewer::draw_help(const Layout& layout)
+{
+    const std::vector<HelpLine> help = help_lines();
+    const size_t lines = layout.has_status ? layout.status_at : layout.lines;
+    *m_help = std::min(*m_help, help.size() - std::min(help.size(), lines));
+    for (size_t line = 0; line < lines && *m_help + line < help.size(); ++line)
+    {
+        const HelpLine& shown = help[*m_help + line];
         LinePainter painter(m_characters, as_int(line), layout.columns, 0);
-        painter.put(action.shown, A_BOLD);
-        painter.move_to(key_columns, A_NORMAL);
-        painter.put(action.what, A_NORMAL);
+        painter.put(shown.key, A_BOLD);
+        if (shown.what.empty())
+            continue;
+        painter.move_to(shown.indent, A_NORMAL);
+        painter.put(shown.what, A_NORMAL);
     }
 }
 
 std::string Viewer::help_status() const
 {
-    return "keys; Up, Down, PgUp, PgDn scroll, any other key returns to the records";
+    return "q returns; Up, Down, PgUp, PgDn, Home scroll";
 }
 
 // The most important comes first: a narrow terminal cuts the end off.

@@ -254,7 +254,7 @@ void Viewer::handle_help(int key)
     case ' ':
         return scroll_help(page);
     case KEY_HOME:
-        return scroll_help(-static_cast<ptrdiff_t>(actions().size()));
+        return scroll_help(-static_cast<ptrdiff_t>(*m_help));
     default:
         m_help.reset();
     }
@@ -262,7 +262,7 @@ void Viewer::handle_help(int key)
 
 void Viewer::scroll_help(ptrdiff_t lines)
 {
-    const ptrdiff_t last = static_cast<ptrdiff_t>(actions().size()) - 1;
+    const ptrdiff_t last = static_cast<ptrdiff_t>(help_lines().size()) - 1;
     m_help = static_cast<size_t>(
         std::clamp<ptrdiff_t>(static_cast<ptrdiff_t>(*m_help) + lines, 0, last));
 }

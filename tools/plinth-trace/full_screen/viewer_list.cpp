@@ -13,18 +13,6 @@ namespace
 
 constexpr size_t date_length = sizeof "2024-03-05 " - 1;
 
-// All places of the pattern in the text.
-std::vector<Span> places_of(const Pattern& pattern, std::string_view text)
-{
-    std::vector<Span> places;
-    Span span;
-    for (size_t at = 0; at <= text.size() && pattern.find(text, at, span) == Found::yes;
-         at = std::max(span.end, span.start + 1))
-        if (span.start < span.end)
-            places.push_back(span);
-    return places;
-}
-
 } // namespace
 
 std::vector<std::string> Viewer::headings() const
@@ -51,17 +39,34 @@ void Viewer::draw_list(const Layout& layout)
         LinePainter painter(m_characters, 0, layout.columns, m_skip);
         m_table.draw_heading(painter);
     }
-    std::vector<uint32_t> colours;
-    for (const HighlightSetting& highlight : m_wanted.highlights)
-        colours.push_back(highlight.colour);
+    const Marking marks = marking();
     for (size_t i = 0; i < shown.count; ++i)
     {
         LinePainter painter(m_characters, static_cast<int>(layout.rows_at + i),
                             layout.text_columns(), m_skip);
-        m_table.draw(painter, rows[i], m_highlights, colours);
+        m_table.draw(painter, rows[i], marks);
     }
     if (layout.has_bar && m_view.rows() > layout.rows)
         draw_bar(layout, shown);
+}
+
+// Hits of the search are over the highlights.
+Marking Viewer::marking() const
+{
+    Marking marks;
+    if (m_search.pattern())
+    {
+        marks.has_hits = true;
+        marks.patterns.push_back(*m_search.pattern());
+        marks.styles.push_back(m_palette.hit());
+    }
+    const std::vector<Pattern>& patterns = m_highlights.patterns();
+    for (size_t i = 0; i < std::min(patterns.size(), m_wanted.highlights.size()); ++i)
+    {
+        marks.patterns.push_back(patterns[i]);
+        marks.styles.push_back(m_palette.highlight(m_wanted.highlights[i].colour));
+    }
+    return marks;
 }
 
 void Viewer::fill(TableRow& row, size_t number_of_row)
@@ -78,8 +83,6 @@ void Viewer::fill(TableRow& row, size_t number_of_row)
         else
             row.cells.push_back({.fact = fact(column, number, record, style),
                                  .is_right_aligned = column != Column::process});
-    if (m_search.pattern())
-        row.hits = places_of(*m_search.pattern(), row.text);
 }
 
 std::string Viewer::fact(Column column, uint64_t number, const RecordView& record,
