@@ -123,11 +123,15 @@ class Install(unittest.TestCase):
                 ("AMD64", 64, "Clang", "14.0.6", 0, ""),
                 ("x86_64", 64, "GNU", "13.1.0", 0, "the compiler GNU 13.1.0 has not been tried"),
                 ("x86_64", 64, "Intel", "12.0", 0, "the compiler Intel 12.0 has not been tried"),
+                ("x86_64", 64, "GNU", "7.2.0", 1, "GNU 7.2.0 does not know C++20"),
                 ("aarch64", 64, "GNU", "12.2.0", 1, "runs on x86-64 with 64 bits only"),
+                ("", 64, "GNU", "12.2.0", 1, "this build is for an unknown processor"),
                 ("x86_64", 32, "GNU", "12.2.0", 1, "runs on x86-64 with 64 bits only")):
             with self.subTest(processor=processor, bits=bits, compiler=compiler, version=version):
+                known = "cxx_std_17" + ("" if version == "7.2.0" else ";cxx_std_20")
                 result = subprocess.run(
-                    [CMAKE, f"-DCMAKE_SYSTEM_PROCESSOR={processor}",
+                    [CMAKE, f"-DCMAKE_CXX_COMPILE_FEATURES={known}",
+                     f"-DCMAKE_SYSTEM_PROCESSOR={processor}",
                      f"-DCMAKE_SIZEOF_VOID_P={bits // 8}", f"-DCMAKE_CXX_COMPILER_ID={compiler}",
                      f"-DCMAKE_CXX_COMPILER_VERSION={version}", "-P",
                      os.path.join(SOURCE, "cmake/PlinthSystem.cmake")],
