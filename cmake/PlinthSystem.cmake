@@ -12,7 +12,7 @@ if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$" OR NOT CMAKE_SIZE
                       "plinth runs on x86-64 with 64 bits only.")
 endif()
 
-if(NOT "cxx_std_20" IN_LIST CMAKE_CXX_COMPILE_FEATURES)
+if(NOT CMAKE_CXX_COMPILE_FEATURES MATCHES "cxx_std_20")
   message(FATAL_ERROR "plinth: the compiler ${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION} "
                       "does not know C++20, in which plinth is written.")
 endif()
