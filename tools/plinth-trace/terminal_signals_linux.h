@@ -40,7 +40,7 @@ inline void raise_default(int signal)
 // them would end the program too. Not in a signal handler.
 void set_ending_handler(void (*handler)(int));
 
-// Gives these signals what they had before, unless they have got another handler since. Not in a
+// Restores what these signals had before, unless they have got another handler since. Not in a
 // signal handler.
 void restore_ending_signals();
 

@@ -100,10 +100,15 @@ TEST_F(Registry, AnswersSizesAndTypesAsCallersAsk)
     EXPECT_EQ(RegSetValueExW(key, L"b", 0, REG_BINARY, bytes, 1),
               static_cast<LONG>(ERROR_ACCESS_DENIED));
     RegCloseKey(key);
+    ASSERT_EQ(RegOpenKeyW(HKEY_LOCAL_MACHINE, L"K", &key), ok);
+    EXPECT_EQ(RegSetValueExW(key, L"b", 0, REG_BINARY, bytes, 1), ok) << "with all that is allowed";
+    RegCloseKey(key);
     for (const wchar_t* const path : {L"\\K", L"none"})
     {
-        EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key),
-                  static_cast<LONG>(*path == L'n' ? ERROR_FILE_NOT_FOUND : ERROR_BAD_PATHNAME));
+        const LONG refusal =
+            static_cast<LONG>(*path == L'n' ? ERROR_FILE_NOT_FOUND : ERROR_BAD_PATHNAME);
+        EXPECT_EQ(RegOpenKeyW(HKEY_LOCAL_MACHINE, path, &key), refusal);
+        EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, &key), refusal);
         EXPECT_EQ(std::exchange(key, HKEY_LOCAL_MACHINE), nullptr);
     }
     EXPECT_EQ(RegCreateKeyW(HKEY_LOCAL_MACHINE, L"\\K", &key),

@@ -69,7 +69,7 @@ const char* login_name_of(Inhibition what)
     }
 }
 
-// Null if the login manager gives none.
+// Null without a lock of the login manager.
 std::unique_ptr<OwnDescriptor> take_lock(Inhibition what, const std::string& reason)
 {
     const int fd = take_login_lock(login_name_of(what), program_name(), reason);
