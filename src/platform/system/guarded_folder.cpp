@@ -58,9 +58,9 @@ void guard_folder(const std::string& path, FolderOwner kind)
 {
     char resolved[longest_path];
     const bool is_there = ::realpath(path.c_str(), resolved) != nullptr;
-    auto folder =
-        std::make_unique<GuardedFolder>(path, is_there ? resolved : path, kind, true,
-                                        kind == FolderOwner::user ? ::geteuid() : no_user, nullptr);
+    const uid_t owner = kind == FolderOwner::user ? ::geteuid() : no_user;
+    std::unique_ptr<GuardedFolder> folder(
+        new GuardedFolder{path, is_there ? resolved : path, kind, true, {owner}, nullptr});
     folder->is_replaceable = !is_there || can_be_replaced(folder->real);
     struct stat found;
     const bool is_seen = ::stat(path.c_str(), &found) == 0;

@@ -66,7 +66,7 @@ std::string named_root()
     const std::string named = from_environment("PLINTH_ROOT");
     if (named.empty())
         return "";
-    const std::string path = absolute(named);
+    std::string path = absolute(named);
     if (path.front() != '/')
         return path;
     const std::string plain = plain_path(path);
