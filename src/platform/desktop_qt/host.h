@@ -1,4 +1,4 @@
-// The functions of the stand-in that the widgets call, to report events and to ask for data.
+// The widgets call these functions of the stand-in to report events and to ask for data.
 #pragma once
 
 #include "user32/desktop.h"

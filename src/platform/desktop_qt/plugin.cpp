@@ -1,4 +1,4 @@
-// The functions that the stand-in calls on any thread. They pass the calls to the widgets' thread.
+// The stand-in calls these functions on any thread. They pass each call to the widgets' thread.
 // All calls except message boxes are posted there, in order, with copies of what they need.
 #include <new>
 

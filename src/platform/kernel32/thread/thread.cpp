@@ -98,10 +98,10 @@ private:
     const StatePointer m_state;
 };
 
-// Signals the handle after the thread's other objects are gone, those of C++ and of the POSIX
-// library. These are destroyed in rounds. This comes in the last round but one: in the last one
-// ThreadSanitizer drops its state of the thread. (A thread_local object is no alternative: making
-// one takes the C library's own loader lock.)
+// Signals the handle after the thread's other objects are gone: thread_local objects, and values of
+// POSIX keys. The C library destroys these values in several rounds. This one waits for the last
+// round but one, since ThreadSanitizer drops its state of the thread in the last. (A thread_local
+// object is no alternative: making one takes the C library's own loader lock.)
 class LastStep
 {
 public:
